@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+
+#include <memory>
+
+namespace korvane {
+
+class FileObserverProtocol;
+class LogFileReaderProtocol;
+class TailDataSourceProtocol;
+
+/// What data sources and views use of an open file. Held by shared pointer; main thread unless said otherwise.
+class DocumentProtocol {
+public:
+    virtual ~DocumentProtocol() = default;
+
+    /// Any thread. The file's address; its absolute string tells documents apart.
+    virtual QUrl fileUrl() const = 0;
+    /// The file's name as shown to the user.
+    virtual QString displayName() const = 0;
+    /// Null before loading, and for a remote file.
+    virtual std::shared_ptr<LogFileReaderProtocol> logReader() const = 0;
+    /// Null before loading.
+    virtual std::shared_ptr<TailDataSourceProtocol> dataSource() const = 0;
+    /// Null for a document that cannot be followed.
+    virtual std::shared_ptr<FileObserverProtocol> logFileObserver() const = 0;
+};
+
+} // namespace korvane

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+namespace korvane {
+
+/// Asks whether a line carries the user's mark. Main thread.
+class LineMarkLookup {
+public:
+    virtual ~LineMarkLookup() = default;
+    /// `lineNum`: zero-based line index.
+    virtual bool hasLineMark(const QString& urlString, qint64 lineNum) const = 0;
+};
+
+} // namespace korvane

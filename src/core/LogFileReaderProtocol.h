@@ -1,0 +1,96 @@
+#pragma once
+
+#include "foundation/StringEncoding.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace korvane {
+
+/// Lines by zero-based index: the first one, and how many from there.
+struct LineRange {
+    qint64 location = 0;
+    qint64 length = 0;
+    friend bool operator==(const LineRange&, const LineRange&) = default;
+};
+
+/// Hears how a scan goes on, on the scanning thread.
+class LogReaderDelegate {
+public:
+    virtual ~LogReaderDelegate() = default;
+    virtual void readerDidStart(std::uint64_t /*fileSize*/) {}
+    virtual void readerDidReadBytes(std::uint64_t /*count*/) {}
+    virtual void readerDidIndexLines(qint64 /*count*/) {}
+    virtual void readerDidFinish() {}
+    virtual void readerDidCancel() {}
+};
+
+/// How the bytes of a file become text.
+struct EncodingChoice {
+    enum class Kind {
+        Automatic,   ///< detected once, from the first bytes read
+        Fixed,       ///< `encoding`, strictly
+        LenientUtf8, ///< UTF-8, invalid bytes shown as U+FFFD
+    };
+    Kind kind = Kind::Automatic;
+    StringEncoding encoding = encoding::unknown;
+    friend bool operator==(const EncodingChoice&, const EncodingChoice&) = default;
+};
+
+/// A line as it is shown: a very long one is cut.
+struct DisplayLine {
+    QString text;
+    /// Bytes of the line that the text does not show; 0 for a whole line.
+    std::uint64_t cutBytes = 0;
+};
+
+/// Lines read for showing, with what was known when they were read.
+struct DisplayLines {
+    std::vector<DisplayLine> lines;
+    /// The bytes could not be decoded: `lines` is empty although there are lines.
+    bool undecodable = false;
+};
+
+/// Random access by line number to a log file that may grow. All operations from any thread, any number at once.
+/// Line counts published during a scan only ever cover lines that can be read.
+class LogFileReaderProtocol {
+public:
+    virtual ~LogFileReaderProtocol() = default;
+
+    virtual std::shared_ptr<LogReaderDelegate> delegate() const = 0;
+    virtual void setDelegate(std::shared_ptr<LogReaderDelegate> delegate) = 0;
+
+    /// Makes scans stop and later calls answer empty, until `reset`.
+    virtual void cancel() = 0;
+    /// Closes the file; reads under way end by themselves. There is no re-opening.
+    virtual void close() = 0;
+    /// Size in bytes now; 0 when cancelled or not open.
+    virtual std::uint64_t fileSize() = 0;
+    /// Brings the index up to date with the file and says which lines are new or changed.
+    virtual LineRange refresh() = 0;
+    /// Forgets the index (and a cancel).
+    virtual void reset() = 0;
+    /// Scans what has not been indexed yet.
+    virtual void indexLines() = 0;
+    virtual qint64 lineCount() const = 0;
+    /// The text of `count` lines from the one-based number `start`, clamped to the lines there are.
+    virtual QStringList readLines(qint64 start, qint64 count) = 0;
+
+    /// As `readLines`, for the screen: lines too long to show are cut, so that memory stays bounded whatever the file
+    /// holds.
+    virtual DisplayLines readLinesForDisplay(qint64 start, qint64 count) = 0;
+    /// Bytes that the lines take in the file, their newlines included (0 when not known).
+    virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;
+
+    virtual EncodingChoice encodingChoice() const = 0;
+    /// Holds for what is read from now on.
+    virtual void setEncodingChoice(EncodingChoice choice) = 0;
+    /// The detected or chosen encoding; `encoding::unknown` before the first read.
+    virtual StringEncoding fileEncoding() const = 0;
+};
+
+} // namespace korvane

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QtGlobal>
+
+namespace korvane {
+
+/// Lines are loaded in pages. Page numbers are one-based, line indexes zero-based.
+namespace pages {
+inline constexpr qint64 size = 5000;
+
+inline constexpr qint64 pageOfLine(qint64 lineIndex) { return lineIndex / size + 1; }
+inline constexpr qint64 firstLine(qint64 page) { return (page - 1) * size; }
+} // namespace pages
+
+} // namespace korvane

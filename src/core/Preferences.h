@@ -1,0 +1,130 @@
+#pragma once
+
+#include "core/FontCatalog.h"
+#include "foundation/UserDefaults.h"
+
+#include <QColor>
+#include <QFont>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace korvane {
+
+/// The typed front of the user's settings. One shared instance; every getter from any thread, returning copies.
+/// Colours and font are cached and follow the stored values at once.
+class Preferences {
+public:
+    // The storage keys.
+    const QString keyPollingInterval = QStringLiteral("pollingInterval");
+    const QString keyShowLineNumbers = QStringLiteral("showLineNumbers");
+    const QString keyStartTailingOnFileOpen = QStringLiteral("startTailingOnFileOpen");
+    const QString keyAutoTailOnScroll = QStringLiteral("autoTailOnScroll");
+    const QString keyShowSidebarOnFileOpen = QStringLiteral("showSidebarOnFileOpen");
+    const QString keyConfirmDeleteBookmark = QStringLiteral("confirmDeleteBookmark");
+    const QString keyConfirmDeleteFilterHighlightRule = QStringLiteral("confirmDeleteFilterHighlightRule");
+    const QString keyConfirmDeleteRemoteHost = QStringLiteral("confirmDeleteRemoteHost");
+    const QString keyLazyLoadFile = QStringLiteral("lazyLoadFile");
+    const QString keyShowWelcomeWinOnStart = QStringLiteral("showWelcomeWinOnStart");
+    const QString keyNMSSHDebug = QStringLiteral("nmssh.debug");
+    const QString keyLogViewBGColor = QStringLiteral("keyLogViewBGColor");
+    const QString keyLogViewFGColor = QStringLiteral("keyLogViewFGColor");
+    const QString keyLogViewLineNumberFGColor = QStringLiteral("keyLogViewLineNumberFGColor");
+    const QString keyLogViewFont = QStringLiteral("keyLogViewFont");
+    const QString keyQuickHighlightSelection = QStringLiteral("keyQuickHighlightSelection");
+    const QString keyWrapLines = QStringLiteral("keyWrapLines");
+    const QString keyUseTabs = QStringLiteral("useTabs");
+
+    /// The instance of the program. `setShared` is called once, before any other use.
+    static Preferences& shared();
+    static void setShared(std::unique_ptr<Preferences> preferences);
+
+    explicit Preferences(std::unique_ptr<UserDefaults> userDefaults);
+
+    /// Registers the default of every setting. Called once at launch, on the main thread, before any window opens.
+    void registerDefaults(const FontCatalog& fonts);
+
+    /// Seconds between two polls of a followed file.
+    double pollingInterval() const;
+    void setPollingInterval(double seconds);
+    bool showLineNumbers() const;
+    void setShowLineNumbers(bool value);
+    bool quickHighlightSelection() const;
+    void setQuickHighlightSelection(bool value);
+    bool startTailingOnFileOpen() const;
+    void setStartTailingOnFileOpen(bool value);
+    bool autoTailOnScroll() const;
+    void setAutoTailOnScroll(bool value);
+    bool showSidebarOnFileOpen() const;
+    void setShowSidebarOnFileOpen(bool value);
+    bool confirmDeleteBookmark() const;
+    void setConfirmDeleteBookmark(bool value);
+    bool confirmDeleteFilterHighlightRule() const;
+    void setConfirmDeleteFilterHighlightRule(bool value);
+    bool confirmDeleteRemoteHost() const;
+    void setConfirmDeleteRemoteHost(bool value);
+    bool showRemoteTerminalAlert() const;
+    void setShowRemoteTerminalAlert(bool value);
+    bool openLocalTerminalAlert() const;
+    void setOpenLocalTerminalAlert(bool value);
+    bool wrapLines() const;
+    void setWrapLines(bool value);
+    bool lazyLoadFile() const;
+    void setLazyLoadFile(bool value);
+    bool showWelcomeWinOnStart() const;
+    void setShowWelcomeWinOnStart(bool value);
+    bool useTabs() const;
+    void setUseTabs(bool value);
+
+    bool nmsshDebug() const;
+    /// Also switches the SSH library's own log, through the hook, in the same call.
+    void setNmsshDebug(bool value);
+    void setSshLogSwitch(std::function<void(bool)> hook);
+
+    QFont logViewFont() const;
+    void setLogViewFont(const QFont& font);
+    QColor logViewBackground() const;
+    QColor logViewForeground() const;
+    QColor logViewLineNumViewForeground() const;
+    void setLogViewBackground(const QColor& color);
+    void setLogViewForeground(const QColor& color);
+    void setLogViewLineNumViewForeground(const QColor& color);
+
+    /// Whether the file's lines are wrapped, as stored for this file; false for an unknown one.
+    bool isWrapLines(const QString& fileId) const;
+    void setWrapLines(bool value, const QString& fileId);
+    /// Whether something is stored for this file.
+    bool hasWrapLines(const QString& fileId) const;
+
+    /// The forms in which fonts and colours are stored.
+    static QByteArray archivedFont(const QFont& font);
+    static QByteArray archivedColor(const QColor& color);
+
+    /// Notices of every change, with the storage key.
+    UserDefaults::Token observe(UserDefaults::Handler handler);
+    UserDefaults& userDefaults() { return *userDefaults_; }
+
+private:
+    void refreshCachedColor(const QString& key);
+    QString wrapKey(const QString& fileId) const;
+
+    const std::unique_ptr<UserDefaults> userDefaults_;
+    UserDefaults::Token colorsToken_;
+
+    mutable std::mutex mutex_;
+    // Guarded by mutex_.
+    QColor logViewBackground_;
+    QColor logViewForeground_;
+    QColor logViewLineNumViewForeground_;
+    mutable std::optional<QFont> logViewFontCached_;
+    QFont systemFont_;
+    std::function<void(bool)> sshLogSwitch_;
+};
+
+/// Terminal notices, switched off by the alert's own check box.
+inline const QString sshShowRemoteTerminalAlertKey = QStringLiteral("SSHShowRemoteTerminalAlertKey");
+inline const QString openLocalTerminalAlertKey = QStringLiteral("OpenLocalTerminalAlertKey");
+
+} // namespace korvane

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "foundation/AttributedString.h"
+
+namespace korvane {
+
+/// The value of one table cell.
+struct RowLine {
+    /// One-based line number.
+    qint64 rowNum = 0;
+    /// The text; empty for the columns without one.
+    AttributedString line;
+    /// Whether the line has been read; an unread one shows as loading.
+    bool isLoaded = false;
+    /// Bytes of a very long line that the text leaves out.
+    quint64 cutBytes = 0;
+
+    QString description() const;
+};
+
+} // namespace korvane

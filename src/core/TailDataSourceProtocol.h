@@ -1,0 +1,77 @@
+#pragma once
+
+#include "core/DefaultFilterLineAction.h"
+#include "core/LogFileReaderProtocol.h"
+#include "core/RowLine.h"
+#include "core/SearchMatch.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace korvane {
+
+class DocumentProtocol;
+class RuleEnforcerProtocol;
+
+/// Turns the lines of a file into the rows of a table: row r shows the line with the zero-based index
+/// `rowStart()` + r. Held by shared pointer. Main thread unless said otherwise; no operation waits for the disk.
+class TailDataSourceProtocol {
+public:
+    virtual ~TailDataSourceProtocol() = default;
+
+    virtual DefaultFilterLineAction defaultLineAction() const = 0;
+    virtual void setDefaultLineAction(DefaultFilterLineAction action) = 0;
+    /// Null while there are no rules.
+    virtual std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer() const = 0;
+    virtual qint64 rowStart() const = 0;
+
+    /// The text highlighted everywhere while quick highlight is on; empty for none.
+    virtual QString quickHighlightSelectionString() const = 0;
+    virtual void setQuickHighlightSelectionString(const QString& text) = 0;
+    virtual bool quickHighlightEnabled() const = 0;
+    virtual void setQuickHighlightEnabled(bool enabled) = 0;
+
+    /// Matches of the last search by zero-based line index.
+    virtual std::map<qint64, SearchMatch> lastSearchResults() const = 0;
+    virtual void setLastSearchResults(std::map<qint64, SearchMatch> results) = 0;
+
+    /// The owning document; null once it has been closed.
+    virtual std::shared_ptr<DocumentProtocol> getDocument() const = 0;
+
+    /// Forgets rows, rules and what is being loaded.
+    virtual void reset() = 0;
+    /// Every line read so far disappears from the table; the last line and what follows stay.
+    virtual void clearView() = 0;
+    /// Forgets all rows and search results; the table shows the file from its first line.
+    virtual void clearCache() = 0;
+    /// Rows must be decorated anew (font, colours, rules or encoding changed). The old ones show until then;
+    /// `rowStart` and search results stay.
+    virtual void invalidateRows() = 0;
+    /// Lines from this index on were added or changed: their pages are asked for again when they are needed, and show
+    /// their old text until then. Any thread.
+    virtual void linesChanged(qint64 firstLine) = 0;
+
+    /// Lines of the file.
+    virtual qint64 rowCount() const = 0;
+    /// Rows of the table.
+    virtual qint64 numberOfRows() const = 0;
+
+    /// The line column's value of a table row. What is not cached is requested, and answered unloaded.
+    virtual RowLine rowLine(qint64 row) = 0;
+    /// As above, without requesting: nothing when the row's text is not there yet.
+    virtual std::optional<RowLine> cachedRowLine(qint64 row) const = 0;
+    /// Whether the row's line carries the user's mark.
+    virtual bool hasLineMark(qint64 row) const = 0;
+
+    /// Loads a page of lines, once; at once on this thread when not `async`.
+    virtual void loadPage(qint64 page, bool async) = 0;
+    /// Gives up page loads that have not started and show no row of [firstRow, lastRow].
+    virtual void dropRequestsOutside(qint64 firstRow, qint64 lastRow) = 0;
+
+    /// The last page load met bytes that are no text in the file's encoding.
+    virtual bool hasUndecodableLines() const = 0;
+};
+
+} // namespace korvane

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "core/DocumentProtocol.h"
+#include "core/LogFileReaderProtocol.h"
+#include "foundation/OperationQueue.h"
+#include "foundation/Result.h"
+
+#include <memory>
+
+namespace korvane {
+
+class LoadProgressController;
+class LogTableDataSource;
+
+/// One open local log file: owns its reader, the source of its rows and the queue of its first scan.
+///
+/// Held by shared pointer, by the controller and the window. Main thread, unless said otherwise. Background work keeps
+/// what it needs alive, never the document.
+class Document : public DocumentProtocol, public std::enable_shared_from_this<Document> {
+public:
+    static std::shared_ptr<Document> create();
+    ~Document() override;
+
+    /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when there is no such file
+    /// (reader and data source are made all the same).
+    Status readFromUrl(const QUrl& url);
+
+    /// Starts the first scan in the background; the rows appear while it runs. Called once, after `readFromUrl`.
+    void startLoading();
+    /// Looks for what was added to the file since the last scan, in the background. For files that this program
+    /// itself still writes; does nothing while a scan is under way.
+    void loadMore();
+    /// Stops the first scan. The scan reports "Canceled!"; the lines found so far stay.
+    void cancelLoading();
+    /// Reads the file anew from its first byte (another encoding was chosen for a whole-file reader).
+    void reload();
+
+    /// Stops everything in the background, without waiting; late reports are ignored. The file is closed when the last
+    /// worker has let go of it. The document is of no use afterwards.
+    void close();
+    bool isClosed() const { return closed_; }
+
+    QUrl fileUrl() const override;
+    QString displayName() const override;
+    /// Replaces the name made of the address (what came in by a pipe has no name of its own).
+    void setDisplayName(const QString& name);
+    std::shared_ptr<LogFileReaderProtocol> logReader() const override;
+    std::shared_ptr<TailDataSourceProtocol> dataSource() const override;
+    /// None yet: following comes later.
+    std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
+
+    /// The first scan's progress; never null after `readFromUrl`.
+    std::shared_ptr<const LoadProgressController> loadProgress() const;
+
+    /// Whether long lines are wrapped in this document's window.
+    bool wrapping() const { return wrapping_; }
+    void setWrapping(bool wrapping) { wrapping_ = wrapping; }
+
+private:
+    Document();
+
+    QUrl fileUrl_;
+    QString displayName_;
+    bool wrapping_ = false;
+    bool closed_ = false;
+    std::shared_ptr<LogFileReaderProtocol> logReader_;
+    std::shared_ptr<LogTableDataSource> dataSource_;
+    std::shared_ptr<LoadProgressController> loadProgress_;
+    std::unique_ptr<OperationQueue> loadQueue_;
+};
+
+} // namespace korvane

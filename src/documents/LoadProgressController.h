@@ -1,0 +1,45 @@
+#pragma once
+
+#include "core/LogFileReaderProtocol.h"
+
+#include <QString>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+
+namespace korvane {
+
+/// Follows the first scan of a file for whoever shows its progress. The reader reports on the scanning thread; every
+/// getter may be called from any thread at any time.
+class LoadProgressController : public LogReaderDelegate {
+public:
+    enum class State { Waiting, Loading, Completed, Canceled };
+
+    explicit LoadProgressController(QString fileName);
+
+    State state() const { return state_.load(std::memory_order_acquire); }
+    /// Bytes to read as known at the start of the scan, and bytes read so far.
+    std::uint64_t totalBytes() const { return totalBytes_.load(std::memory_order_relaxed); }
+    std::uint64_t readBytes() const { return readBytes_.load(std::memory_order_relaxed); }
+    /// How long the scan has been going on; zero before it starts, unchanged after it ended.
+    std::chrono::milliseconds elapsed() const;
+    /// "Loading file [NAME]" while waiting or loading, then "Completed!" or "Canceled!".
+    QString statusText() const;
+
+    void readerDidStart(std::uint64_t fileSize) override;
+    void readerDidReadBytes(std::uint64_t count) override;
+    void readerDidFinish() override;
+    void readerDidCancel() override;
+
+private:
+    const QString fileName_;
+    std::atomic<State> state_{State::Waiting};
+    std::atomic<std::uint64_t> totalBytes_{0};
+    std::atomic<std::uint64_t> readBytes_{0};
+    /// Steady-clock ticks; 0 = not yet.
+    std::atomic<std::int64_t> startedAt_{0};
+    std::atomic<std::int64_t> endedAt_{0};
+};
+
+} // namespace korvane

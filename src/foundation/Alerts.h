@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace korvane {
+
+/// A question or message for the user.
+struct Alert {
+    enum class Kind { Information, Warning, Error, Question };
+
+    Kind kind = Kind::Information;
+    /// One short sentence.
+    QString message;
+    /// What it means and what can be done.
+    QString informativeText;
+    /// Button texts, the default one first. Empty = one "OK".
+    QStringList buttons;
+};
+
+/// The one way in which the program asks or tells the user something in a box of its own. Main thread only.
+class AlertPresenter {
+public:
+    virtual ~AlertPresenter() = default;
+
+    /// Shows the alert over the window of the document concerned (any object of that window, or null) and returns at
+    /// once. `done` gets the index of the button pressed; closing the box counts as the last button.
+    virtual void present(const Alert& alert, const void* window, std::function<void(int button)> done) = 0;
+};
+
+} // namespace korvane

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QString>
+
+#include <compare>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace korvane {
+
+/// A range of a text: location and length in UTF-16 code units, both at least 0.
+struct TextRange {
+    int location = 0;
+    int length = 0;
+
+    int end() const { return location + length; }
+    friend bool operator==(const TextRange&, const TextRange&) = default;
+};
+
+/// Attribute names. A name is compared by its characters; those the system uses stand here, once.
+namespace attribute {
+inline constexpr std::string_view font = "Font";
+inline constexpr std::string_view foreground = "ForegroundColor";
+inline constexpr std::string_view background = "BackgroundColor";
+inline constexpr std::string_view underline = "Underline";
+/// Marks set over a whole line, with the value true.
+inline constexpr std::string_view hideLine = "HideLine";
+inline constexpr std::string_view showOnlyLine = "ShowOnlyLine";
+inline constexpr std::string_view filterType = "FilterType";
+} // namespace attribute
+
+/// The null object (std::monostate), a boolean mark, an underline style (1 = single), a colour or a font.
+using AttributeValue = std::variant<std::monostate, bool, int, QColor, QFont>;
+
+/// The attributes of one run: few, so kept as a sorted list. A value type.
+class Attributes {
+public:
+    /// `name` must outlive the attributes: names are constants.
+    void set(std::string_view name, AttributeValue value);
+    /// Null when there is no attribute of that name.
+    const AttributeValue* value(std::string_view name) const;
+
+    std::optional<QColor> color(std::string_view name) const;
+    std::optional<QFont> font() const;
+    bool isMarked(std::string_view name) const;
+
+    friend bool operator==(const Attributes&, const Attributes&) = default;
+
+private:
+    struct Entry {
+        std::string_view name;
+        AttributeValue value;
+        friend bool operator==(const Entry&, const Entry&) = default;
+    };
+    std::vector<Entry> entries_;
+};
+
+/// A text with named attributes over ranges of it. A value type; copies share their data. Not for use from several
+/// threads at once while one of them changes it.
+class AttributedString {
+public:
+    struct Run {
+        TextRange range;
+        /// Shared between the runs and lines that look alike. Null = no attributes.
+        std::shared_ptr<const Attributes> attributes;
+    };
+
+    AttributedString() = default;
+    explicit AttributedString(QString text) : text_(std::move(text)) {}
+    /// A text with one run over all of it. Lines made with the same `attributes` share them.
+    AttributedString(QString text, std::shared_ptr<const Attributes> attributes);
+
+    const QString& string() const { return text_; }
+    int length() const { return static_cast<int>(text_.size()); }
+
+    /// Sets one attribute over `range`, which must lie inside the text; an empty range changes nothing.
+    void addAttribute(std::string_view name, const AttributeValue& value, TextRange range);
+    void addAttribute(std::string_view name, const AttributeValue& value) {
+        addAttribute(name, value, {0, length()});
+    }
+    /// Sets several at once, which costs one pass.
+    void addAttributes(const std::vector<std::pair<std::string_view, AttributeValue>>& values, TextRange range);
+
+    /// The attributes at a position; null when there are none, or the position lies outside the text.
+    const Attributes* attributesAt(int position) const;
+
+    /// Ascending, without gaps or overlaps where attributes are set; neighbours may be equal.
+    const std::vector<Run>& runs() const { return runs_; }
+
+private:
+    /// Makes run borders at both ends of the range and fills its gaps; returns the index of the first run in it.
+    std::size_t split(TextRange range);
+
+    QString text_;
+    std::vector<Run> runs_;
+};
+
+} // namespace korvane

@@ -1,0 +1,71 @@
+#include "foundation/FileHandle.h"
+
+#include "foundation/FilePath.h"
+
+#include <QCoreApplication>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace korvane {
+namespace {
+
+Error systemError(int code, const QUrl& fileUrl) {
+    return {code, QStringLiteral("POSIX"),
+            QCoreApplication::translate("FileHandle", "“%1” cannot be opened: %2")
+                .arg(displayPath(fileUrl), QString::fromLocal8Bit(std::strerror(code)))};
+}
+
+} // namespace
+
+Result<std::shared_ptr<FileHandle>> FileHandle::openForReading(const QUrl& fileUrl) {
+    const QByteArray path = localPath(fileUrl);
+    // Not blocking, so that a pipe put in the file's place cannot hold the caller.
+    const int descriptor = ::open(path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0)
+        return systemError(errno, fileUrl);
+    std::shared_ptr<FileHandle> handle(new FileHandle(descriptor));
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0)
+        return systemError(errno, fileUrl);
+    if (!S_ISREG(status.st_mode))
+        return systemError(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, fileUrl);
+    return handle;
+}
+
+FileHandle::~FileHandle() { ::close(descriptor_); }
+
+std::optional<std::uint64_t> FileHandle::size() const {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0)
+        return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::optional<std::size_t> FileHandle::read(std::uint64_t offset, std::span<char> buffer) const {
+    std::size_t done = 0;
+    while (done < buffer.size()) {
+        const ssize_t got = ::pread(descriptor_, buffer.data() + done, buffer.size() - done,
+                                    static_cast<off_t>(offset + done));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return done > 0 ? std::optional(done) : std::nullopt;
+        if (got == 0)
+            break;
+        done += static_cast<std::size_t>(got);
+    }
+    return done;
+}
+
+FileHandle::Identity FileHandle::identity() const {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0)
+        return {};
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+}
+
+} // namespace korvane

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "foundation/Result.h"
+
+#include <QByteArray>
+#include <QUrl>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+
+namespace korvane {
+
+/// A regular file open for reading, read at positions only, so that any number of threads share it.
+class FileHandle {
+public:
+    /// Fails with the system's errno when the file cannot be opened or is not a regular file.
+    static Result<std::shared_ptr<FileHandle>> openForReading(const QUrl& fileUrl);
+
+    ~FileHandle();
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+
+    /// The size in bytes now; nothing when the file cannot be asked.
+    std::optional<std::uint64_t> size() const;
+
+    /// Reads up to `buffer.size()` bytes at `offset`, less only at the end of the file. Nothing on a read error.
+    std::optional<std::size_t> read(std::uint64_t offset, std::span<char> buffer) const;
+
+    /// Device and inode, by which a path is seen to hold another file.
+    struct Identity {
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        friend bool operator==(const Identity&, const Identity&) = default;
+    };
+    Identity identity() const;
+
+    int descriptor() const { return descriptor_; }
+
+private:
+    explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+    const int descriptor_;
+};
+
+} // namespace korvane

@@ -1,0 +1,63 @@
+#include "foundation/FilePath.h"
+
+#include <QList>
+
+#include <climits>
+#include <unistd.h>
+
+namespace korvane {
+namespace {
+
+QByteArray currentDirectory() {
+    char buffer[PATH_MAX];
+    return ::getcwd(buffer, sizeof buffer) ? QByteArray(buffer) : QByteArray("/");
+}
+
+QByteArray withoutDots(const QByteArray& absolutePath) {
+    QList<QByteArray> kept;
+    for (const QByteArray& part : absolutePath.split('/')) {
+        if (part.isEmpty() || part == ".")
+            continue;
+        if (part != "..")
+            kept.append(part);
+        else if (!kept.isEmpty())
+            kept.removeLast();
+    }
+    return '/' + kept.join('/');
+}
+
+QString visibleText(const QByteArray& bytes) {
+    QString text = QString::fromUtf8(bytes);
+    for (QChar& unit : text) {
+        if (unit.unicode() < 0x20)
+            unit = QChar(0x2400 + unit.unicode()); // the control's own picture
+        else if (unit.unicode() == 0x7F)
+            unit = QChar(0x2421);
+    }
+    return text;
+}
+
+} // namespace
+
+QUrl fileUrlFromPath(const QByteArray& path, const QByteArray& workingDirectory) {
+    QByteArray absolute = path;
+    if (!path.startsWith('/'))
+        absolute = (workingDirectory.isEmpty() ? currentDirectory() : workingDirectory) + '/' + path;
+    return QUrl::fromEncoded("file://" + withoutDots(absolute).toPercentEncoding("/!$&'()*+,:=@"),
+                             QUrl::StrictMode);
+}
+
+QByteArray localPath(const QUrl& fileUrl) {
+    return QByteArray::fromPercentEncoding(fileUrl.path(QUrl::FullyEncoded).toLatin1());
+}
+
+QString absoluteString(const QUrl& url) { return url.toString(QUrl::FullyEncoded); }
+
+QString displayName(const QUrl& url) {
+    const QByteArray path = localPath(url);
+    return visibleText(path.mid(path.lastIndexOf('/') + 1));
+}
+
+QString displayPath(const QUrl& url) { return visibleText(localPath(url)); }
+
+} // namespace korvane

@@ -1,0 +1,47 @@
+#include "foundation/MainThread.h"
+
+#include "foundation/FatalError.h"
+
+#include <cstdint>
+#include <sys/eventfd.h>
+#include <unistd.h>
+#include <utility>
+
+namespace korvane {
+
+MainThread& MainThread::shared() {
+    // Never destroyed: workers that outlast main() may still post.
+    static MainThread* const instance = new MainThread;
+    return *instance;
+}
+
+MainThread::MainThread() : wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (wakeDescriptor_ < 0)
+        fatalError("no event descriptor for the main thread");
+}
+
+MainThread::~MainThread() { ::close(wakeDescriptor_); }
+
+void MainThread::post(Task task) {
+    {
+        const std::lock_guard guard(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+    const std::uint64_t one = 1;
+    // Fails only when the counter is full, and then the main thread is awake anyway.
+    [[maybe_unused]] const auto written = ::write(wakeDescriptor_, &one, sizeof one);
+}
+
+void MainThread::runPending() {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const auto taken = ::read(wakeDescriptor_, &count, sizeof count);
+    std::deque<Task> due;
+    {
+        const std::lock_guard guard(mutex_);
+        due.swap(tasks_);
+    }
+    for (const Task& task : due)
+        task();
+}
+
+} // namespace korvane

@@ -1,0 +1,31 @@
+#include "foundation/Operation.h"
+
+namespace korvane {
+
+void Operation::cancel() {
+    {
+        // Under the sleeper's mutex, so that a cancel never falls between its check and its wait.
+        const std::lock_guard guard(sleepMutex_);
+        cancelled_.store(true, std::memory_order_release);
+    }
+    wake_.notify_all();
+}
+
+void Operation::sleepFor(std::chrono::microseconds duration) {
+    std::unique_lock guard(sleepMutex_);
+    wake_.wait_for(guard, duration, [this] { return isCancelled(); });
+}
+
+void Operation::run() {
+    if (!isCancelled()) {
+        state_.store(State::Executing, std::memory_order_release);
+        main();
+    }
+    state_.store(State::Finished, std::memory_order_release);
+    if (completion_)
+        completion_();
+    // The completion often captures what owns the operation: let go of it.
+    completion_ = nullptr;
+}
+
+} // namespace korvane

@@ -1,0 +1,119 @@
+#include "foundation/OperationQueue.h"
+
+#include <algorithm>
+#include <deque>
+#include <thread>
+
+namespace korvane {
+namespace {
+
+/// Counts the workers of all queues, so that the program can wait for them at its end.
+struct Workers {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int count = 0;
+
+    static Workers& shared() {
+        static Workers* const instance = new Workers;
+        return *instance;
+    }
+};
+
+int workerLimit(int maximumConcurrent) {
+    if (maximumConcurrent != OperationQueue::defaultConcurrency)
+        return maximumConcurrent;
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 2, 4);
+}
+
+} // namespace
+
+struct OperationQueue::State {
+    const std::string name;
+    const int maximumConcurrent;
+
+    std::mutex mutex;
+    std::condition_variable idle;
+    std::deque<std::shared_ptr<Operation>> waiting;
+    std::vector<std::shared_ptr<Operation>> running;
+    int workers = 0;
+
+    State(std::string queueName, int maximum) : name(std::move(queueName)), maximumConcurrent(maximum) {}
+};
+
+OperationQueue::OperationQueue(std::string name, int maximumConcurrent)
+    : state_(std::make_shared<State>(std::move(name), maximumConcurrent)) {}
+
+OperationQueue::~OperationQueue() { cancelAllOperations(); }
+
+const std::string& OperationQueue::name() const { return state_->name; }
+
+int OperationQueue::maximumConcurrent() const { return state_->maximumConcurrent; }
+
+void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
+    {
+        const std::lock_guard guard(state_->mutex);
+        state_->waiting.push_back(std::move(operation));
+        if (state_->workers >= workerLimit(state_->maximumConcurrent))
+            return;
+        ++state_->workers;
+    }
+    {
+        Workers& all = Workers::shared();
+        const std::lock_guard guard(all.mutex);
+        ++all.count;
+    }
+    std::thread([state = state_]() mutable {
+        work(state);
+        state.reset();
+        Workers& all = Workers::shared();
+        std::unique_lock guard(all.mutex);
+        --all.count;
+        std::notify_all_at_thread_exit(all.changed, std::move(guard));
+    }).detach();
+}
+
+void OperationQueue::work(const std::shared_ptr<State>& state) {
+    std::unique_lock guard(state->mutex);
+    while (!state->waiting.empty()) {
+        std::shared_ptr<Operation> operation = std::move(state->waiting.front());
+        state->waiting.pop_front();
+        state->running.push_back(operation);
+        guard.unlock();
+        operation->run();
+        guard.lock();
+        std::erase(state->running, operation);
+        if (state->waiting.empty() && state->running.empty())
+            state->idle.notify_all();
+        // The last reference may go here, and with it whatever the operation owns: not under the lock.
+        guard.unlock();
+        operation.reset();
+        guard.lock();
+    }
+    --state->workers;
+}
+
+std::vector<std::shared_ptr<Operation>> OperationQueue::operations() const {
+    const std::lock_guard guard(state_->mutex);
+    std::vector<std::shared_ptr<Operation>> all = state_->running;
+    all.insert(all.end(), state_->waiting.begin(), state_->waiting.end());
+    return all;
+}
+
+void OperationQueue::cancelAllOperations() {
+    // Outside the lock: an operation's cancel may call back into its owner.
+    for (const auto& operation : operations())
+        operation->cancel();
+}
+
+void OperationQueue::waitUntilAllFinished() const {
+    std::unique_lock guard(state_->mutex);
+    state_->idle.wait(guard, [this] { return state_->waiting.empty() && state_->running.empty(); });
+}
+
+bool OperationQueue::waitForAllWorkers(std::chrono::milliseconds limit) {
+    Workers& all = Workers::shared();
+    std::unique_lock guard(all.mutex);
+    return all.changed.wait_for(guard, limit, [&all] { return all.count == 0; });
+}
+
+} // namespace korvane

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "foundation/Operation.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace korvane {
+
+/// Runs operations in the order in which they were added, on threads of its own.
+///
+/// Threads start when there is work and end when there is none, so an idle queue costs nothing. Destroying a queue
+/// cancels its operations and returns at once: those under way end by themselves in the background, those waiting
+/// only run their completion. Any thread.
+class OperationQueue {
+public:
+    /// The system chooses the number of operations that run at once.
+    static constexpr int defaultConcurrency = -1;
+
+    explicit OperationQueue(std::string name, int maximumConcurrent = defaultConcurrency);
+    ~OperationQueue();
+    OperationQueue(const OperationQueue&) = delete;
+    OperationQueue& operator=(const OperationQueue&) = delete;
+
+    const std::string& name() const;
+    int maximumConcurrent() const;
+
+    void addOperation(std::shared_ptr<Operation> operation);
+
+    /// Those waiting and those under way, oldest first.
+    std::vector<std::shared_ptr<Operation>> operations() const;
+    bool isEmpty() const { return operations().empty(); }
+
+    void cancelAllOperations();
+
+    /// Blocks until nothing waits or runs. Never on the main thread of the running program.
+    void waitUntilAllFinished() const;
+
+    /// Waits, at most as long as given, until no worker of any queue is left. Called once at the end of the program.
+    /// Returns whether all had ended.
+    static bool waitForAllWorkers(std::chrono::milliseconds limit);
+
+private:
+    struct State;
+    static void work(const std::shared_ptr<State>& state);
+
+    const std::shared_ptr<State> state_;
+};
+
+} // namespace korvane

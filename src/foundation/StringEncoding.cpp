@@ -1,0 +1,1 @@
+#include "foundation/StringEncoding.h"

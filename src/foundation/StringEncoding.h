@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QByteArrayView>
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace korvane {
+
+/// A text encoding by its stable number. 0 = not known. Numbers are logged and stored, so they never change.
+using StringEncoding = std::uint32_t;
+
+namespace encoding {
+inline constexpr StringEncoding unknown = 0;
+inline constexpr StringEncoding ascii = 1;
+inline constexpr StringEncoding eucJapanese = 3;
+inline constexpr StringEncoding utf8 = 4;
+inline constexpr StringEncoding isoLatin1 = 5;
+inline constexpr StringEncoding shiftJis = 8;
+inline constexpr StringEncoding isoLatin2 = 9;
+inline constexpr StringEncoding utf16 = 10; // by its byte-order mark, big-endian without one
+inline constexpr StringEncoding windows1251 = 11;
+inline constexpr StringEncoding windows1252 = 12;
+inline constexpr StringEncoding windows1253 = 13;
+inline constexpr StringEncoding windows1254 = 14;
+inline constexpr StringEncoding windows1250 = 15;
+inline constexpr StringEncoding iso2022Japanese = 21;
+inline constexpr StringEncoding utf16BigEndian = 0x90000100;
+inline constexpr StringEncoding utf16LittleEndian = 0x94000100;
+inline constexpr StringEncoding utf32 = 0x8c000100;
+inline constexpr StringEncoding utf32BigEndian = 0x98000100;
+inline constexpr StringEncoding utf32LittleEndian = 0x9c000100;
+inline constexpr StringEncoding gb18030 = 0x80000632;
+inline constexpr StringEncoding eucKorean = 0x80000940;
+inline constexpr StringEncoding big5 = 0x80000A03;
+inline constexpr StringEncoding koi8r = 0x80000A02;
+} // namespace encoding
+
+/// The encodings the program knows, in the order in which a menu offers them.
+const std::vector<StringEncoding>& knownEncodings();
+
+/// The name shown to the user and logged, for example "Unicode (UTF-8)". Empty for an unknown number.
+QString encodingName(StringEncoding encoding);
+
+/// The most likely encoding of `data`, or `encoding::unknown`. Order: byte-order mark, the pattern of NUL bytes,
+/// strictly valid UTF-8 (a character cut by the end of the data is allowed), then a statistical detector on the lines
+/// that hold high bytes, whose weak guesses do not count. Any thread.
+StringEncoding detectStringEncoding(QByteArrayView data);
+
+/// The text of `data`, or nothing when some bytes are not valid in the encoding. A byte-order mark at the start of
+/// the data is dropped. Any thread.
+std::optional<QString> decodeStrictly(QByteArrayView data, StringEncoding encoding);
+
+/// As above, but what is not valid becomes U+FFFD. Any thread.
+QString decodeLeniently(QByteArrayView data, StringEncoding encoding);
+
+} // namespace korvane

@@ -1,0 +1,84 @@
+#include "foundation/UserDefaults.h"
+
+#include <QCoreApplication>
+#include <QUrl>
+
+namespace korvane {
+namespace {
+
+/// The settings file takes "/" and "\" in a key for a path of groups: such characters are stored percent-encoded.
+QString storedKey(const QString& key) {
+    return QString::fromLatin1(QUrl::toPercentEncoding(key, ".:_ "));
+}
+
+} // namespace
+
+UserDefaults::UserDefaults(const QString& filePath) : store_(filePath, QSettings::IniFormat) {
+    store_.setAtomicSyncRequired(false); // a directory without a lock file is still better than no saving
+}
+
+void UserDefaults::registerDefaults(const std::map<QString, QVariant>& defaults) {
+    const std::lock_guard guard(mutex_);
+    for (const auto& [key, value] : defaults)
+        registered_[key] = value;
+}
+
+QVariant UserDefaults::value(const QString& key) const {
+    const std::lock_guard guard(mutex_);
+    const QVariant stored = store_.value(storedKey(key));
+    if (stored.isValid())
+        return stored;
+    const auto known = registered_.find(key);
+    return known == registered_.end() ? QVariant() : known->second;
+}
+
+bool UserDefaults::boolForKey(const QString& key) const { return value(key).toBool(); }
+
+double UserDefaults::doubleForKey(const QString& key) const { return value(key).toDouble(); }
+
+void UserDefaults::set(const QString& key, const QVariant& value) { write(key, value); }
+
+void UserDefaults::remove(const QString& key) { write(key, QVariant()); }
+
+void UserDefaults::write(const QString& key, const QVariant& value) {
+    {
+        const std::lock_guard guard(mutex_);
+        if (value.isValid())
+            store_.setValue(storedKey(key), value);
+        else
+            store_.remove(storedKey(key));
+        store_.sync();
+        writeFault_ = store_.status() == QSettings::NoError
+                          ? QString()
+                          : QCoreApplication::translate("UserDefaults", "The settings cannot be saved to “%1”")
+                                .arg(store_.fileName());
+    }
+    announce(key);
+}
+
+QString UserDefaults::writeFault() const {
+    const std::lock_guard guard(mutex_);
+    return writeFault_;
+}
+
+UserDefaults::Token UserDefaults::observe(Handler handler) {
+    auto token = std::make_shared<const Handler>(std::move(handler));
+    const std::lock_guard guard(mutex_);
+    std::erase_if(handlers_, [](const auto& known) { return known.expired(); });
+    handlers_.push_back(token);
+    return token;
+}
+
+void UserDefaults::announce(const QString& key) {
+    std::vector<std::weak_ptr<const Handler>> handlers;
+    {
+        const std::lock_guard guard(mutex_);
+        handlers = handlers_;
+    }
+    for (const auto& known : handlers) {
+        if (const auto handler = known.lock())
+            (*handler)(key);
+    }
+}
+
+} // namespace korvane

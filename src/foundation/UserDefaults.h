@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QSettings>
+#include <QString>
+#include <QVariant>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace korvane {
+
+/// The user's settings: a file of keys and values, over registered defaults that are never written to it.
+///
+/// Keys are kept exactly, whatever characters they hold. Every change is on the disk when the setter returns. Any
+/// thread; change notices come on the thread that made the change, outside the lock.
+class UserDefaults {
+public:
+    using Handler = std::function<void(const QString& key)>;
+    /// Keeps a change handler registered for as long as it lives.
+    using Token = std::shared_ptr<const Handler>;
+
+    /// `filePath`: the settings file, made when first written.
+    explicit UserDefaults(const QString& filePath);
+
+    /// Adds defaults; a later value for the same key replaces the earlier one. No change notice.
+    void registerDefaults(const std::map<QString, QVariant>& defaults);
+
+    /// The stored value, else the registered one, else an invalid variant.
+    QVariant value(const QString& key) const;
+    bool boolForKey(const QString& key) const;
+    double doubleForKey(const QString& key) const;
+
+    void set(const QString& key, const QVariant& value);
+    /// Removes the stored value, so that the registered default holds again.
+    void remove(const QString& key);
+
+    /// Whether the last write reached the disk; the text says why not and names the file.
+    QString writeFault() const;
+
+    /// Calls `handler` with the key after every change of any key.
+    [[nodiscard]] Token observe(Handler handler);
+
+private:
+    void write(const QString& key, const QVariant& value);
+    void announce(const QString& key);
+
+    mutable std::mutex mutex_;
+    // All below: guarded by mutex_.
+    mutable QSettings store_;
+    std::map<QString, QVariant> registered_;
+    std::vector<std::weak_ptr<const Handler>> handlers_;
+    QString writeFault_;
+};
+
+} // namespace korvane

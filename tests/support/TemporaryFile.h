@@ -1,0 +1,48 @@
+#pragma once
+
+#include "foundation/FilePath.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QTemporaryDir>
+#include <QUrl>
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace korvane::test {
+
+/// A file in a directory of its own, gone with the object.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const QByteArray& content, const QByteArray& name = "test.log")
+        : path_(directory_.path().toLocal8Bit() + '/' + name) {
+        write(content, "wb");
+    }
+
+    const QByteArray& path() const { return path_; }
+    QUrl url() const { return fileUrlFromPath(path_); }
+
+    void append(const QByteArray& bytes) const { write(bytes, "ab"); }
+    /// Same file, other content (the inode stays).
+    void overwrite(const QByteArray& bytes) const {
+        truncate(0);
+        write(bytes, "r+b");
+    }
+    void truncate(qint64 size) const { ASSERT_EQ(::truncate(path_.constData(), size), 0); }
+
+private:
+    void write(const QByteArray& bytes, const char* mode) const {
+        std::FILE* file = std::fopen(path_.constData(), mode);
+        ASSERT_NE(file, nullptr) << path_.constData();
+        ASSERT_EQ(std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), file),
+                  static_cast<std::size_t>(bytes.size()));
+        std::fclose(file);
+    }
+
+    QTemporaryDir directory_;
+    QByteArray path_;
+};
+
+} // namespace korvane::test

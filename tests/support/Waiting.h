@@ -1,0 +1,25 @@
+#pragma once
+
+#include "foundation/MainThread.h"
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+namespace korvane::test {
+
+/// Runs the main thread's tasks until the condition holds; false when it does not within the limit.
+inline bool waitFor(const std::function<bool()>& condition,
+                    std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        MainThread::shared().runPending();
+        if (condition())
+            return true;
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+} // namespace korvane::test

@@ -55,8 +55,8 @@ struct DisplayLines {
     bool undecodable = false;
 };
 
-/// Random access by line number to a log file that may grow. All operations from any thread, any number at once.
-/// Line counts published during a scan only ever cover lines that can be read.
+/// Random access by line number to a log file that may grow. All operations from any thread, any number at
+/// once. Line counts published during a scan only ever cover lines that can be read.
 class LogFileReaderProtocol {
 public:
     virtual ~LogFileReaderProtocol() = default;
@@ -80,8 +80,8 @@ public:
     /// The text of `count` lines from the one-based number `start`, clamped to the lines there are.
     virtual QStringList readLines(qint64 start, qint64 count) = 0;
 
-    /// As `readLines`, for the screen: lines too long to show are cut, so that memory stays bounded whatever the file
-    /// holds.
+    /// As `readLines`, for the screen: lines too long to show are cut, so that memory stays bounded whatever
+    /// the file holds.
     virtual DisplayLines readLinesForDisplay(qint64 start, qint64 count) = 0;
     /// Bytes that the lines take in the file, their newlines included (0 when not known).
     virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;

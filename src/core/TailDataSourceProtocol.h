@@ -16,7 +16,8 @@ class DocumentProtocol;
 class RuleEnforcerProtocol;
 
 /// Turns the lines of a file into the rows of a table: row r shows the line with the zero-based index
-/// `rowStart()` + r. Held by shared pointer. Main thread unless said otherwise; no operation waits for the disk.
+/// `rowStart()` + r. Held by shared pointer. Main thread unless said otherwise; no operation waits for the
+/// disk.
 class TailDataSourceProtocol {
 public:
     virtual ~TailDataSourceProtocol() = default;
@@ -49,8 +50,8 @@ public:
     /// Rows must be decorated anew (font, colours, rules or encoding changed). The old ones show until then;
     /// `rowStart` and search results stay.
     virtual void invalidateRows() = 0;
-    /// Lines from this index on were added or changed: their pages are asked for again when they are needed, and show
-    /// their old text until then. Any thread.
+    /// Lines from this index on were added or changed: their pages are asked for again when they are needed,
+    /// and show their old text until then. Any thread.
     virtual void linesChanged(qint64 firstLine) = 0;
 
     /// Lines of the file.

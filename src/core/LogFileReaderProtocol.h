@@ -66,6 +66,9 @@ public:
 
     /// Makes scans stop and later calls answer empty, until `reset`.
     virtual void cancel() = 0;
+    /// Makes the scan under way stop and report a cancel. What it has found stays readable; the next `refresh` goes on
+    /// from there. Without a scan under way nothing happens.
+    virtual void cancelScan() { cancel(); }
     /// Closes the file; reads under way end by themselves. There is no re-opening.
     virtual void close() = 0;
     /// Size in bytes now; 0 when cancelled or not open.

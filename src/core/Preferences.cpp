@@ -155,6 +155,11 @@ void Preferences::setLogViewFont(const QFont& font) {
     userDefaults_->set(keyLogViewFont, archivedFont(font));
 }
 
+QFont Preferences::systemFont() const {
+    const std::lock_guard guard(mutex_);
+    return systemFont_;
+}
+
 QColor Preferences::logViewBackground() const {
     const std::lock_guard guard(mutex_);
     return logViewBackground_;

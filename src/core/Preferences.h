@@ -86,6 +86,8 @@ public:
 
     QFont logViewFont() const;
     void setLogViewFont(const QFont& font);
+    /// The font of the system's own texts, at 12 points.
+    QFont systemFont() const;
     QColor logViewBackground() const;
     QColor logViewForeground() const;
     QColor logViewLineNumViewForeground() const;

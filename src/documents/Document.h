@@ -2,9 +2,12 @@
 
 #include "core/DocumentProtocol.h"
 #include "core/LogFileReaderProtocol.h"
+#include "documents/FileCheckOperation.h"
+#include "documents/FileLoadingOperation.h"
 #include "foundation/OperationQueue.h"
 #include "foundation/Result.h"
 
+#include <functional>
 #include <memory>
 
 namespace korvane {
@@ -14,29 +17,31 @@ class LogTableDataSource;
 
 /// One open local log file: owns its reader, the source of its rows and the queue of its first scan.
 ///
-/// Held by shared pointer, by the controller and the window. Main thread, unless said otherwise. Background work keeps
-/// what it needs alive, never the document.
+/// Held by shared pointer, by the controller and the window. Main thread, unless said otherwise. Background
+/// work keeps what it needs alive, never the document.
 class Document : public DocumentProtocol, public std::enable_shared_from_this<Document> {
 public:
     static std::shared_ptr<Document> create();
     ~Document() override;
 
-    /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when there is no such file
-    /// (reader and data source are made all the same).
+    /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when there is no
+    /// such file (reader and data source are made all the same), and with domain "POSIX" and EISDIR or EINVAL
+    /// for what is no regular file. A file that may not be read is no failure: see `openFault`. Called once.
     Status readFromUrl(const QUrl& url);
 
-    /// Starts the first scan in the background; the rows appear while it runs. Called once, after `readFromUrl`.
+    /// Starts the first scan in the background; the rows appear while it runs. Called once, after
+    /// `readFromUrl`.
     void startLoading();
-    /// Looks for what was added to the file since the last scan, in the background. For files that this program
-    /// itself still writes; does nothing while a scan is under way.
+    /// Looks for what was added to the file since the last scan, in the background. For files that this
+    /// program itself still writes. Asked for during a scan, it follows that scan; asked for again, once.
     void loadMore();
     /// Stops the first scan. The scan reports "Canceled!"; the lines found so far stay.
     void cancelLoading();
     /// Reads the file anew from its first byte (another encoding was chosen for a whole-file reader).
     void reload();
 
-    /// Stops everything in the background, without waiting; late reports are ignored. The file is closed when the last
-    /// worker has let go of it. The document is of no use afterwards.
+    /// Stops everything in the background, without waiting; late reports are ignored. The file is closed when
+    /// the last worker has let go of it. The document is of no use afterwards.
     void close();
     bool isClosed() const { return closed_; }
 
@@ -49,7 +54,13 @@ public:
     /// None yet: following comes later.
     std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
 
-    /// The first scan's progress; never null after `readFromUrl`.
+    /// Why the file cannot be read and what helps, for the user; empty when it can be read.
+    QString openFault() const { return openFault_; }
+    /// Looks in the background whether the file at the path is still the one that was opened, and reports on
+    /// the main thread unless the document has been closed. Does nothing while an earlier check is under way.
+    void checkFile(std::function<void(FileFault)> report);
+
+    /// The progress of the first scan, or of the last `reload`; never null after `readFromUrl`.
     std::shared_ptr<const LoadProgressController> loadProgress() const;
 
     /// Whether long lines are wrapped in this document's window.
@@ -58,15 +69,19 @@ public:
 
 private:
     Document();
+    void scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start);
 
     QUrl fileUrl_;
     QString displayName_;
+    QString openFault_;
+    FileHandle::Identity identity_;
     bool wrapping_ = false;
     bool closed_ = false;
     std::shared_ptr<LogFileReaderProtocol> logReader_;
     std::shared_ptr<LogTableDataSource> dataSource_;
     std::shared_ptr<LoadProgressController> loadProgress_;
     std::unique_ptr<OperationQueue> loadQueue_;
+    std::unique_ptr<OperationQueue> checkQueue_;
 };
 
 } // namespace korvane

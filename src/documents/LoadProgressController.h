@@ -10,8 +10,8 @@
 
 namespace korvane {
 
-/// Follows the first scan of a file for whoever shows its progress. The reader reports on the scanning thread; every
-/// getter may be called from any thread at any time.
+/// Follows the first scan of a file for whoever shows its progress. The reader reports on the scanning
+/// thread; every getter may be called from any thread at any time.
 class LoadProgressController : public LogReaderDelegate {
 public:
     enum class State { Waiting, Loading, Completed, Canceled };
@@ -30,9 +30,12 @@ public:
     void readerDidStart(std::uint64_t fileSize) override;
     void readerDidReadBytes(std::uint64_t count) override;
     void readerDidFinish() override;
+    /// Also called by who asks for the cancel, on any thread. The first end holds.
     void readerDidCancel() override;
 
 private:
+    void end(State last);
+
     const QString fileName_;
     std::atomic<State> state_{State::Waiting};
     std::atomic<std::uint64_t> totalBytes_{0};

@@ -48,72 +48,76 @@ AttributedString::AttributedString(QString text, std::shared_ptr<const Attribute
         runs_.push_back({{0, length()}, std::move(attributes)});
 }
 
-std::size_t AttributedString::split(TextRange range) {
-    if (range.location < 0 || range.length < 0 || range.end() > length())
-        fatalError("attribute range outside the text");
-
-    std::vector<Run> pieces;
-    pieces.reserve(runs_.size() + 3);
-    std::size_t first = 0;
-    int position = range.location;
-    const auto fillTo = [&](int end) {
-        if (position < end) {
-            pieces.push_back({{position, end - position}, nullptr});
-            position = end;
-        }
-    };
-    bool reached = false;
-    const auto reach = [&] {
-        if (!reached) {
-            reached = true;
-            first = pieces.size();
-        }
-    };
-    for (const Run& run : runs_) {
-        if (run.range.end() <= range.location) {
-            pieces.push_back(run);
-            continue;
-        }
-        if (run.range.location < range.location)
-            pieces.push_back({{run.range.location, range.location - run.range.location}, run.attributes});
-        reach();
-        fillTo(std::min(run.range.location, range.end()));
-        const int insideStart = std::max(run.range.location, range.location);
-        const int insideEnd = std::min(run.range.end(), range.end());
-        if (insideStart < insideEnd) {
-            pieces.push_back({{insideStart, insideEnd - insideStart}, run.attributes});
-            position = insideEnd;
-        }
-        if (run.range.end() > range.end()) {
-            const int tailStart = std::max(run.range.location, range.end());
-            pieces.push_back({{tailStart, run.range.end() - tailStart}, run.attributes});
-        }
-    }
-    reach();
-    fillTo(range.end());
-    runs_ = std::move(pieces);
-    return first;
-}
-
 void AttributedString::addAttribute(std::string_view name, const AttributeValue& value, TextRange range) {
     addAttributes({{name, value}}, range);
 }
 
 void AttributedString::addAttributes(const std::vector<std::pair<std::string_view, AttributeValue>>& values,
                                      TextRange range) {
-    if (range.length == 0)
-        return;
-    std::size_t index = 0;
-    const bool isOneRun = runs_.size() == 1 && runs_.front().range == range;
-    if (!isOneRun)
-        index = split(range);
-    for (; index < runs_.size() && runs_[index].range.location < range.end(); ++index) {
-        auto changed = runs_[index].attributes ? std::make_shared<Attributes>(*runs_[index].attributes)
-                                               : std::make_shared<Attributes>();
-        for (const auto& [name, value] : values)
-            changed->set(name, value);
-        runs_[index].attributes = std::move(changed);
+    addAttributesInRanges(values, {range});
+}
+
+void AttributedString::addAttributesInRanges(
+    const std::vector<std::pair<std::string_view, AttributeValue>>& values,
+    const std::vector<TextRange>& ranges) {
+    std::vector<Run> pieces;
+    pieces.reserve(runs_.size() + 2 * ranges.size());
+    std::size_t next = 0; // the first run that ends behind `position`
+    int position = 0;
+
+    // Takes over what stands before `end`; gaps stay gaps.
+    const auto keepUntil = [&](int end) {
+        for (; next < runs_.size() && runs_[next].range.location < end; ++next) {
+            const TextRange& run = runs_[next].range;
+            const int start = std::max(run.location, position);
+            const int stop = std::min(run.end(), end);
+            if (start < stop)
+                pieces.push_back({{start, stop - start}, runs_[next].attributes});
+            if (run.end() > end)
+                break;
+        }
+        position = end;
+    };
+
+    // Neighbouring ranges mostly lie in one run: what is made of its attributes is made once and shared.
+    std::shared_ptr<const Attributes> source;
+    std::shared_ptr<const Attributes> changed;
+    const auto changedFrom = [&](const std::shared_ptr<const Attributes>& from) {
+        if (!changed || source != from) {
+            auto made = from ? std::make_shared<Attributes>(*from) : std::make_shared<Attributes>();
+            for (const auto& [name, value] : values)
+                made->set(name, value);
+            source = from;
+            changed = std::move(made);
+        }
+        return changed;
+    };
+    const auto changeUntil = [&](int end) {
+        while (position < end) {
+            while (next < runs_.size() && runs_[next].range.end() <= position)
+                ++next;
+            const Run* run = next < runs_.size() ? &runs_[next] : nullptr;
+            const bool isInRun = run && run->range.location <= position;
+            int stop = end;
+            if (run)
+                stop = std::min(end, isInRun ? run->range.end() : run->range.location);
+            pieces.push_back({{position, stop - position}, changedFrom(isInRun ? run->attributes : nullptr)});
+            position = stop;
+        }
+    };
+
+    for (const TextRange& range : ranges) {
+        if (range.location < 0 || range.length < 0 || range.end() > length())
+            fatalError("attribute range outside the text");
+        if (range.length == 0)
+            continue;
+        if (range.location < position)
+            fatalError("attribute ranges overlap or descend");
+        keepUntil(range.location);
+        changeUntil(range.end());
     }
+    keepUntil(length());
+    runs_ = std::move(pieces);
 }
 
 const Attributes* AttributedString::attributesAt(int position) const {

@@ -86,6 +86,9 @@ public:
     /// Sets several at once, which costs one pass.
     void addAttributes(const std::vector<std::pair<std::string_view, AttributeValue>>& values,
                        TextRange range);
+    /// Sets them over several ranges, ascending and without overlap, which costs one pass over all.
+    void addAttributesInRanges(const std::vector<std::pair<std::string_view, AttributeValue>>& values,
+                               const std::vector<TextRange>& ranges);
 
     /// The attributes at a position; null when there are none, or the position lies outside the text.
     const Attributes* attributesAt(int position) const;
@@ -94,10 +97,6 @@ public:
     const std::vector<Run>& runs() const { return runs_; }
 
 private:
-    /// Makes run borders at both ends of the range and fills its gaps; returns the index of the first run in
-    /// it.
-    std::size_t split(TextRange range);
-
     QString text_;
     std::vector<Run> runs_;
 };

@@ -1,0 +1,121 @@
+#include "documents/AppDocumentController.h"
+
+#include "core/NotificationNames.h"
+#include "documents/Document.h"
+#include "foundation/FilePath.h"
+#include "foundation/NotificationCenter.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+QString translated(const char* text) {
+    return QCoreApplication::translate("AppDocumentController", text);
+}
+
+} // namespace
+
+AppDocumentController::AppDocumentController(DocumentWindowFactory& windows, AlertPresenter& alerts)
+    : windows_(windows), alerts_(alerts), classes_{{localDocumentType, &Document::create}} {}
+
+AppDocumentController::~AppDocumentController() {
+    for (const auto& document : documents_)
+        document->close();
+}
+
+QString AppDocumentController::typeForContentsOfUrl(const QUrl& url) const {
+    return url.scheme() == QStringLiteral("ssh") ? remoteDocumentType : localDocumentType;
+}
+
+AppDocumentController::DocumentClass AppDocumentController::documentClassForType(const QString& type) const {
+    const auto found = classes_.find(type);
+    return found == classes_.end() ? DocumentClass() : found->second;
+}
+
+void AppDocumentController::registerDocumentClass(const QString& type, DocumentClass documentClass) {
+    classes_[type] = std::move(documentClass);
+}
+
+Result<std::shared_ptr<Document>> AppDocumentController::makeDocument(const QUrl& url,
+                                                                      const QString& type) const {
+    const DocumentClass documentClass = documentClassForType(type);
+    if (!documentClass)
+        return Error{
+            ENOTSUP, QStringLiteral("POSIX"),
+            translated("“%1” lies on another computer. This version of the program opens only files on this "
+                       "one.")
+                .arg(absoluteString(url))};
+    std::shared_ptr<Document> document = documentClass();
+    const Status status = document->readFromUrl(url);
+    if (!status) {
+        document->close();
+        return status.error();
+    }
+    return document;
+}
+
+std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
+                                                              std::optional<qint64> lineNumber,
+                                                              const QString& displayName) {
+    if (const auto open = documentForUrl(url)) {
+        windows_.raiseWindow(open);
+        if (lineNumber)
+            windows_.goToLine(open, *lineNumber);
+        return open;
+    }
+    const auto made = makeDocument(url, typeForContentsOfUrl(url));
+    if (!made) {
+        const QString name = displayName.isEmpty() ? korvane::displayName(url) : displayName;
+        alerts_.present(
+            {Alert::Kind::Error, translated("“%1” cannot be opened.").arg(name), made.error().userText, {}},
+            nullptr, [](int) {});
+        return nullptr;
+    }
+    const std::shared_ptr<Document>& document = made.value();
+    document->setDisplayName(displayName);
+    addDocument(document);
+    // Before the window is made: by the time it is painted the first lines are there.
+    document->startLoading();
+    windows_.makeWindow(document);
+    if (lineNumber)
+        windows_.goToLine(document, *lineNumber);
+    NotificationCenter::shared().post(notification::documentLoaded,
+                                      std::shared_ptr<DocumentProtocol>(document));
+    return document;
+}
+
+void AppDocumentController::addDocument(const std::shared_ptr<Document>& document) {
+    documents_.push_back(document);
+}
+
+std::shared_ptr<Document> AppDocumentController::documentForUrl(const QUrl& url) const {
+    const QString address = absoluteString(url);
+    const auto found = std::find_if(documents_.begin(), documents_.end(), [&](const auto& document) {
+        return absoluteString(document->fileUrl()) == address;
+    });
+    return found == documents_.end() ? nullptr : *found;
+}
+
+void AppDocumentController::closeDocument(const std::shared_ptr<Document>& document) {
+    // The window going away may ask for the same again.
+    const std::shared_ptr<Document> closing = document;
+    if (std::erase(documents_, closing) == 0)
+        return;
+    windows_.closeWindow(closing);
+    closing->close();
+    if (documents_.empty() && didCloseAll_)
+        didCloseAll_();
+}
+
+void AppDocumentController::closeAllDocuments() {
+    const std::vector<std::shared_ptr<Document>> closing = documents_;
+    for (const auto& document : closing)
+        closeDocument(document);
+}
+
+} // namespace korvane

@@ -1,0 +1,55 @@
+#include "documents/ChangedLinesAnnouncer.h"
+
+#include "core/NotificationNames.h"
+#include "core/RowsUpdatedNotificationObject.h"
+#include "documents/TailDataSource.h"
+#include "foundation/MainThread.h"
+#include "foundation/NotificationCenter.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+LineRange unionOf(LineRange one, LineRange other) {
+    const qint64 first = std::min(one.location, other.location);
+    return {first, std::max(one.location + one.length, other.location + other.length) - first};
+}
+
+} // namespace
+
+ChangedLinesAnnouncer::ChangedLinesAnnouncer(std::weak_ptr<TailDataSource> dataSource)
+    : dataSource_(std::move(dataSource)) {}
+
+void ChangedLinesAnnouncer::announce(LineRange changed) {
+    const auto dataSource = dataSource_.lock();
+    if (!dataSource)
+        return;
+    dataSource->linesChanged(changed.location);
+    {
+        const std::lock_guard guard(mutex_);
+        const bool isWaiting = pending_.has_value();
+        pending_ = isWaiting ? unionOf(*pending_, changed) : changed;
+        if (isWaiting)
+            return;
+    }
+    MainThread::shared().post([self = shared_from_this()] { self->postNotification(); });
+}
+
+void ChangedLinesAnnouncer::postNotification() {
+    LineRange changed;
+    {
+        const std::lock_guard guard(mutex_);
+        changed = *std::exchange(pending_, std::nullopt);
+    }
+    const auto dataSource = dataSource_.lock();
+    const auto document = dataSource ? dataSource->getDocument() : nullptr;
+    if (!document)
+        return; // closed meanwhile
+    NotificationCenter::shared().post(
+        notification::rowsUpdated,
+        std::make_shared<RowsUpdatedNotificationObject>(RowsUpdatedNotificationObject{document, changed}));
+}
+
+} // namespace korvane

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "core/LogFileReaderProtocol.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace korvane {
+
+class TailDataSource;
+
+/// Makes changed lines known: to the data source at once, to the windows by `notification::rowsUpdated`.
+/// However fast changes come, at most one notification waits for the main thread; it covers all of them. Any
+/// thread.
+class ChangedLinesAnnouncer : public std::enable_shared_from_this<ChangedLinesAnnouncer> {
+public:
+    explicit ChangedLinesAnnouncer(std::weak_ptr<TailDataSource> dataSource);
+
+    void announce(LineRange changed);
+
+private:
+    void postNotification();
+
+    const std::weak_ptr<TailDataSource> dataSource_;
+    std::mutex mutex_;
+    /// Guarded by mutex_. What the waiting notification covers; nothing = none waits.
+    std::optional<LineRange> pending_;
+};
+
+} // namespace korvane

@@ -1,0 +1,212 @@
+#include "documents/Document.h"
+
+#include "core/InMemoryFileLogReader.h"
+#include "core/LogReader.h"
+#include "core/Preferences.h"
+#include "documents/Discard.h"
+#include "documents/LoadProgressController.h"
+#include "documents/LogTableDataSource.h"
+#include "foundation/FatalError.h"
+#include "foundation/FilePath.h"
+#include "foundation/MainThread.h"
+
+#include <QCoreApplication>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <sys/stat.h>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+constexpr int fileDoesNotExist = -1100;
+const QString urlErrorDomain = QStringLiteral("NSURLErrorDomain");
+const QString systemErrorDomain = QStringLiteral("POSIX");
+
+QString textFor(const QUrl& url, const char* text) {
+    return QCoreApplication::translate("Document", text).arg(displayPath(url));
+}
+
+/// Why something that is there cannot be shown as a file of lines.
+std::optional<Error> refusalOf(const QUrl& url, mode_t mode) {
+    switch (mode & S_IFMT) {
+    case S_IFREG:
+        return std::nullopt;
+    case S_IFDIR:
+        return Error{
+            EISDIR, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a folder. Open one of the files in it."))};
+    case S_IFIFO:
+        return Error{
+            EINVAL, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a pipe, not a file. To see what comes out of "
+                                                       "it, open it from the command line."))};
+    case S_IFSOCK:
+        return Error{
+            EINVAL, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a socket, not a file, and has no lines to "
+                                                       "show."))};
+    default:
+        return Error{
+            EINVAL, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a device, not a file, and has no lines to "
+                                                       "show."))};
+    }
+}
+
+/// Empty when the file can be opened for reading.
+QString openFaultOf(const QUrl& url) {
+    const auto handle = FileHandle::openForReading(url);
+    if (handle)
+        return {};
+    const int code = handle.error().code;
+    const char* const remedy =
+        code == EACCES || code == EPERM
+            ? QT_TRANSLATE_NOOP("Document",
+                                "Ask for permission to read it, or start the program as a user who has it.")
+            : QT_TRANSLATE_NOOP("Document", "Open it again when the cause is removed.");
+    return QCoreApplication::translate("Document", "“%1” cannot be read: %2. %3")
+        .arg(displayPath(url), QString::fromLocal8Bit(std::strerror(code)),
+             QCoreApplication::translate("Document", remedy));
+}
+
+std::shared_ptr<LogFileReaderProtocol> makeReader(const QUrl& url) {
+    return Preferences::shared().lazyLoadFile() ? LogReader::create(url) : InMemoryFileLogReader::create(url);
+}
+
+} // namespace
+
+std::shared_ptr<Document> Document::create() {
+    return std::shared_ptr<Document>(new Document);
+}
+
+Document::Document()
+    : loadQueue_(std::make_unique<OperationQueue>("Load log file operation queue", 1)),
+      checkQueue_(std::make_unique<OperationQueue>("Check log file operation queue", 1)) {}
+
+Document::~Document() {
+    close();
+}
+
+Status Document::readFromUrl(const QUrl& url) {
+    if (url.isEmpty())
+        fatalError("a document without an address");
+    fileUrl_ = url;
+    loadProgress_ = std::make_shared<LoadProgressController>(displayName());
+    if (!url.isLocalFile())
+        return Error{
+            EINVAL, systemErrorDomain,
+            QCoreApplication::translate("Document", "“%1” is not the address of a file on this computer.")
+                .arg(absoluteString(url))};
+
+    struct stat status {};
+    const int fault = ::stat(localPath(url).constData(), &status) == 0 ? 0 : errno;
+    if (fault == 0) {
+        // Opening a device or a pipe can change it: they are left alone.
+        if (auto refusal = refusalOf(url, status.st_mode))
+            return *std::move(refusal);
+        identity_ = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+    }
+    logReader_ = makeReader(url);
+    dataSource_ = std::make_shared<LogTableDataSource>(shared_from_this());
+    if (fault == ENOENT || fault == ENOTDIR)
+        return Error{
+            fileDoesNotExist, urlErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” does not exist. Check its name, and whether it "
+                                                       "has been moved or deleted."))};
+    openFault_ = openFaultOf(url);
+    return success();
+}
+
+void Document::scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start) {
+    loadQueue_->addOperation(
+        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start));
+}
+
+void Document::startLoading() {
+    if (!closed_)
+        scan(loadProgress_, FileLoadingOperation::Start::AtLastScan);
+}
+
+void Document::loadMore() {
+    // One that waits behind the scan under way will see all that is there by then.
+    if (!closed_ && loadQueue_->operations().size() < 2)
+        scan(nullptr, FileLoadingOperation::Start::AtLastScan);
+}
+
+void Document::cancelLoading() {
+    if (!closed_)
+        loadQueue_->cancelAllOperations();
+}
+
+void Document::reload() {
+    if (closed_)
+        return;
+    loadQueue_->cancelAllOperations();
+    dataSource_->invalidateRows();
+    loadProgress_ = std::make_shared<LoadProgressController>(displayName());
+    scan(loadProgress_, FileLoadingOperation::Start::AtFirstByte);
+}
+
+void Document::close() {
+    if (closed_)
+        return;
+    closed_ = true;
+    loadQueue_->cancelAllOperations();
+    checkQueue_->cancelAllOperations();
+    if (dataSource_)
+        dataSource_->close();
+    if (logReader_) {
+        logReader_->cancel();
+        logReader_->close();
+    }
+    // A big index or cache takes its time to free.
+    discardInBackground(std::move(dataSource_));
+    discardInBackground(std::move(logReader_));
+}
+
+QUrl Document::fileUrl() const {
+    return fileUrl_;
+}
+
+QString Document::displayName() const {
+    return displayName_.isEmpty() ? korvane::displayName(fileUrl_) : displayName_;
+}
+
+void Document::setDisplayName(const QString& name) {
+    displayName_ = name;
+}
+
+std::shared_ptr<LogFileReaderProtocol> Document::logReader() const {
+    return logReader_;
+}
+
+std::shared_ptr<TailDataSourceProtocol> Document::dataSource() const {
+    return dataSource_;
+}
+
+std::shared_ptr<FileObserverProtocol> Document::logFileObserver() const {
+    return nullptr;
+}
+
+std::shared_ptr<const LoadProgressController> Document::loadProgress() const {
+    return loadProgress_;
+}
+
+void Document::checkFile(std::function<void(FileFault)> report) {
+    if (closed_ || !logReader_ || !checkQueue_->isEmpty())
+        return;
+    const auto check = std::make_shared<FileCheckOperation>(localPath(fileUrl_), identity_, logReader_);
+    // The operation outlives its completion, which it owns.
+    check->setCompletion([check = check.get(), weak = weak_from_this(), report = std::move(report)] {
+        MainThread::shared().post([fault = check->fault(), weak, report] {
+            if (const auto self = weak.lock(); self && !self->isClosed())
+                report(fault);
+        });
+    });
+    checkQueue_->addOperation(check);
+}
+
+} // namespace korvane

@@ -1,0 +1,122 @@
+#include "documents/FileLoadingOperation.h"
+
+#include "documents/ChangedLinesAnnouncer.h"
+#include "documents/LoadProgressController.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto announceInterval = std::chrono::microseconds(1'000'000 / 30);
+/// A look at clock and line count is made once in so many steps of a scan.
+constexpr unsigned stepsPerLook = 16;
+
+/// Listens to one scan: feeds the progress, makes new lines known as they come, and stops the scan when its
+/// operation is cancelled. Lives on the scanning thread.
+class ScanListener : public LogReaderDelegate {
+public:
+    /// All references must outlive the scan.
+    ScanListener(LogFileReaderProtocol& logReader, const Operation& operation,
+                 LoadProgressController* progress, ChangedLinesAnnouncer& announcer)
+        : logReader_(logReader), operation_(operation), progress_(progress), announcer_(announcer),
+          announcedCount_(logReader.lineCount()) {}
+
+    void readerDidStart(std::uint64_t fileSize) override {
+        if (progress_)
+            progress_->readerDidStart(fileSize);
+    }
+
+    void readerDidReadBytes(std::uint64_t count) override {
+        if (progress_)
+            progress_->readerDidReadBytes(count);
+        if (operation_.isCancelled())
+            logReader_.cancelScan();
+        else if (++steps_ % stepsPerLook == 0)
+            announceIfDue();
+    }
+
+    void readerDidFinish() override {
+        if (progress_)
+            progress_->readerDidFinish();
+    }
+
+    void readerDidCancel() override {
+        if (progress_)
+            progress_->readerDidCancel();
+    }
+
+    /// `result`: what the scan as a whole has changed.
+    void announceEnd(LineRange result) {
+        const qint64 count = logReader_.lineCount();
+        if (result.length > 0 || count != announcedCount_)
+            announce(count, result.length > 0 ? result.location : announcedCount_);
+    }
+
+private:
+    void announceIfDue() {
+        const qint64 count = logReader_.lineCount();
+        if (count == announcedCount_)
+            return;
+        // The first lines are wanted at once.
+        const auto now = Clock::now();
+        if (announcedAt_ && now - *announcedAt_ < announceInterval)
+            return;
+        announcedAt_ = now;
+        announce(count, announcedCount_);
+    }
+
+    /// The line that was the last one may have grown.
+    void announce(qint64 count, qint64 firstChanged) {
+        const qint64 first = std::max<qint64>(std::min({announcedCount_ - 1, count - 1, firstChanged}), 0);
+        announcedCount_ = count;
+        announcer_.announce({first, count - first});
+    }
+
+    LogFileReaderProtocol& logReader_;
+    const Operation& operation_;
+    LoadProgressController* const progress_;
+    ChangedLinesAnnouncer& announcer_;
+    qint64 announcedCount_;
+    std::optional<Clock::time_point> announcedAt_;
+    unsigned steps_ = 0;
+};
+
+} // namespace
+
+FileLoadingOperation::FileLoadingOperation(std::shared_ptr<LogFileReaderProtocol> logReader,
+                                           std::weak_ptr<TailDataSource> dataSource,
+                                           std::shared_ptr<LoadProgressController> progress, Start start)
+    : logReader_(std::move(logReader)), dataSource_(std::move(dataSource)), progress_(std::move(progress)),
+      start_(start) {}
+
+void FileLoadingOperation::cancel() {
+    Operation::cancel();
+    if (progress_)
+        progress_->readerDidCancel();
+}
+
+void FileLoadingOperation::main() {
+    const auto announcer = std::make_shared<ChangedLinesAnnouncer>(dataSource_);
+    if (start_ == Start::AtFirstByte) {
+        logReader_->reset();
+        // Forgetting the index also forgot a cancel that came just before.
+        if (isCancelled()) {
+            logReader_->cancel();
+            return;
+        }
+        announcer->announce({0, logReader_->lineCount()});
+    }
+    const auto listener = std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer);
+    logReader_->setDelegate(listener);
+    const LineRange result = logReader_->refresh();
+    logReader_->setDelegate(nullptr);
+    listener->announceEnd(result);
+}
+
+} // namespace korvane

@@ -1,0 +1,25 @@
+#include "documents/LoadLinesOperation.h"
+
+#include "core/Pages.h"
+
+#include <utility>
+
+namespace korvane {
+
+LoadLinesOperation::LoadLinesOperation(std::weak_ptr<TailDataSource> dataSource,
+                                       std::shared_ptr<LogFileReaderProtocol> logReader,
+                                       const PageRequest& request)
+    : PageLoadOperation(std::move(dataSource), request), logReader_(std::move(logReader)) {}
+
+std::optional<DisplayLines> LoadLinesOperation::readLines() {
+    const qint64 first = pages::firstLine(request().page);
+    // A reader asked for lines behind the last one answers with the last one.
+    const auto isThere = [&] { return first < logReader_->lineCount(); };
+    if (!isThere())
+        return std::nullopt;
+    DisplayLines read = logReader_->readLinesForDisplay(first + 1, pages::size);
+    // The file may have become shorter meanwhile.
+    return isThere() ? std::optional(std::move(read)) : std::nullopt;
+}
+
+} // namespace korvane

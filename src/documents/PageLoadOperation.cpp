@@ -1,0 +1,46 @@
+#include "documents/PageLoadOperation.h"
+
+#include "core/Pages.h"
+#include "documents/TailDataSource.h"
+
+#include <utility>
+
+namespace korvane {
+
+PageLoadOperation::PageLoadOperation(std::weak_ptr<TailDataSource> dataSource, const PageRequest& request)
+    : dataSource_(std::move(dataSource)), request_(request) {}
+
+void PageLoadOperation::cancel() {
+    if (const auto dataSource = dataSource_.lock())
+        dataSource->withdrawRequest(request_);
+    Operation::cancel();
+}
+
+void PageLoadOperation::main() {
+    if (isCancelled())
+        return;
+    std::optional<DisplayLines> read = readLines();
+    const auto dataSource = dataSource_.lock();
+    if (!dataSource)
+        return;
+
+    PageContent content;
+    if (read && read->undecodable) {
+        content.kind = PageContent::Kind::Undecodable;
+    } else if (read && read->lines.empty()) {
+        content.kind = PageContent::Kind::Unreadable;
+    } else if (read) {
+        const LineDecorator decorator = dataSource->lineDecorator();
+        content.rows.reserve(read->lines.size());
+        qint64 lineIndex = pages::firstLine(request_.page);
+        for (DisplayLine& line : read->lines) {
+            if (isCancelled())
+                return;
+            content.rows.push_back(decorator.row(lineIndex++, std::move(line)));
+        }
+    }
+    if (!isCancelled())
+        dataSource->storePage(request_, std::move(content));
+}
+
+} // namespace korvane

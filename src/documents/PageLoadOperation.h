@@ -1,0 +1,35 @@
+#pragma once
+
+#include "core/LogFileReaderProtocol.h"
+#include "documents/PageLoad.h"
+#include "foundation/Operation.h"
+
+#include <memory>
+#include <optional>
+
+namespace korvane {
+
+class TailDataSource;
+
+/// Reads one page of lines, decorates them and hands them to the data source. Subclasses know where lines
+/// come from. Does not keep the data source alive.
+class PageLoadOperation : public Operation {
+public:
+    PageLoadOperation(std::weak_ptr<TailDataSource> dataSource, const PageRequest& request);
+
+    const PageRequest& request() const { return request_; }
+
+    /// Also withdraws the request, so that the page can be asked for again.
+    void cancel() override;
+
+protected:
+    void main() override;
+    /// The page's lines, without any lock held; nothing when the file has no such page.
+    virtual std::optional<DisplayLines> readLines() = 0;
+
+private:
+    const std::weak_ptr<TailDataSource> dataSource_;
+    const PageRequest request_;
+};
+
+} // namespace korvane

@@ -1,0 +1,264 @@
+#include "documents/TailDataSource.h"
+
+#include "core/DocumentProtocol.h"
+#include "core/LineMarkLookup.h"
+#include "core/NotificationNames.h"
+#include "core/Pages.h"
+#include "core/Preferences.h"
+#include "core/RuleEnforcerProtocol.h"
+#include "documents/Discard.h"
+#include "documents/PageLoadOperation.h"
+#include "foundation/FilePath.h"
+#include "foundation/MainThread.h"
+#include "foundation/NotificationCenter.h"
+#include "rules/QuickHighlightFilterRule.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+/// The file may have changed since the search: only what still lies inside the text can be painted.
+std::vector<TextRange> clippedTo(int length, const std::vector<TextRange>& ranges) {
+    std::vector<TextRange> inside;
+    for (const TextRange& range : ranges) {
+        const int location = std::clamp(range.location, 0, length);
+        const int end = std::clamp(range.end(), location, length);
+        if (location < end)
+            inside.push_back({location, end - location});
+    }
+    return inside;
+}
+
+} // namespace
+
+TailDataSource::TailDataSource(const std::shared_ptr<DocumentProtocol>& document, std::string queueName)
+    : quickHighlightEnabled_(Preferences::shared().quickHighlightSelection()), document_(document),
+      queue_(std::move(queueName)) {}
+
+TailDataSource::~TailDataSource() = default;
+
+DefaultFilterLineAction TailDataSource::defaultLineAction() const {
+    return defaultLineAction_.load();
+}
+
+void TailDataSource::setDefaultLineAction(DefaultFilterLineAction action) {
+    defaultLineAction_.store(action);
+}
+
+std::shared_ptr<RuleEnforcerProtocol> TailDataSource::ruleEnforcer() const {
+    return lock_.withReadLock([this] { return ruleEnforcer_; });
+}
+
+void TailDataSource::setRuleEnforcer(std::shared_ptr<RuleEnforcerProtocol> enforcer) {
+    lock_.withWriteLock([&] { ruleEnforcer_ = std::move(enforcer); });
+}
+
+qint64 TailDataSource::rowStart() const {
+    return lock_.withReadLock([this] { return rowStart_; });
+}
+
+void TailDataSource::setQuickHighlightSelectionString(const QString& text) {
+    quickHighlightSelectionString_ = text;
+    quickHighlightRule_ = text.isEmpty() ? nullptr : std::make_unique<QuickHighlightFilterRule>(text);
+}
+
+void TailDataSource::setLastSearchResults(std::map<qint64, SearchMatch> results) {
+    lastSearchResults_ = std::move(results);
+}
+
+std::shared_ptr<DocumentProtocol> TailDataSource::getDocument() const {
+    return lock_.withReadLock([this] { return document_; }).lock();
+}
+
+void TailDataSource::reset() {
+    clearView();
+    if (const auto enforcer = ruleEnforcer())
+        enforcer->clearRules();
+}
+
+void TailDataSource::clearView() {
+    clearCache();
+    const qint64 lastLine = std::max<qint64>(rowCount() - 1, 0);
+    lock_.withWriteLock([&] { rowStart_ = lastLine; });
+}
+
+void TailDataSource::clearCache() {
+    auto dropped = std::make_shared<CachedPages>();
+    lock_.withWriteLock([&] {
+        ++generation_;
+        rowStart_ = 0;
+        cachedPages_.swap(*dropped);
+        loadedPages_.clear();
+        hasUndecodableLines_ = false;
+    });
+    lastSearchResults_.clear();
+    queue_.cancelAllOperations();
+    if (!dropped->empty())
+        discardInBackground(std::move(dropped));
+}
+
+void TailDataSource::invalidateRows() {
+    lock_.withWriteLock([this] {
+        ++generation_;
+        loadedPages_.clear();
+        hasUndecodableLines_ = false;
+    });
+    queue_.cancelAllOperations();
+}
+
+void TailDataSource::linesChanged(qint64 firstLine) {
+    const qint64 firstPage = pages::pageOfLine(std::max<qint64>(firstLine, 0));
+    lock_.withWriteLock([&] {
+        std::erase_if(loadedPages_, [firstPage](const auto& entry) { return entry.first >= firstPage; });
+    });
+}
+
+qint64 TailDataSource::numberOfRows() const {
+    return std::max<qint64>(rowCount() - rowStart(), 0);
+}
+
+std::optional<PageRow> TailDataSource::cachedRow(qint64 lineIndex, bool* isRequested) const {
+    const qint64 page = pages::pageOfLine(lineIndex);
+    return lock_.withReadLock([&]() -> std::optional<PageRow> {
+        if (isRequested)
+            *isRequested = loadedPages_.contains(page);
+        const auto cached = cachedPages_.find(page);
+        if (cached == cachedPages_.end())
+            return std::nullopt;
+        const PageContent& content = cached->second.content;
+        // What cannot be read shows as empty, not as still loading.
+        if (content.kind != PageContent::Kind::Lines)
+            return PageRow{};
+        const auto offset = static_cast<std::size_t>(lineIndex - pages::firstLine(page));
+        return offset < content.rows.size() ? std::optional(content.rows[offset]) : std::nullopt;
+    });
+}
+
+RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
+    RowLine shown{lineIndex + 1, std::move(row.text), true, row.cutBytes};
+    if (const auto found = lastSearchResults_.find(lineIndex); found != lastSearchResults_.end()) {
+        if (const auto enforcer = ruleEnforcer())
+            enforcer->highlightSearchMatches(shown.line,
+                                             clippedTo(shown.line.length(), found->second.results));
+    }
+    if (quickHighlightEnabled_ && quickHighlightRule_)
+        quickHighlightRule_->applyHighlight(shown.line,
+                                            quickHighlightRule_->matchRanges(shown.line.string()));
+    return shown;
+}
+
+RowLine TailDataSource::rowLine(qint64 row) {
+    const qint64 lineIndex = rowStart() + row;
+    bool isRequested = false;
+    std::optional<PageRow> cached = cachedRow(lineIndex, &isRequested);
+    if (!isRequested && lineIndex < rowCount())
+        loadPage(pages::pageOfLine(lineIndex), true);
+    if (!cached)
+        return {lineIndex + 1, {}, false, 0};
+    return shownRow(lineIndex, *std::move(cached));
+}
+
+std::optional<RowLine> TailDataSource::cachedRowLine(qint64 row) const {
+    const qint64 lineIndex = rowStart() + row;
+    std::optional<PageRow> cached = cachedRow(lineIndex, nullptr);
+    return cached ? std::optional(shownRow(lineIndex, *std::move(cached))) : std::nullopt;
+}
+
+bool TailDataSource::hasLineMark(qint64 row) const {
+    const auto document = getDocument();
+    return document && lineMarks_ &&
+           lineMarks_->hasLineMark(absoluteString(document->fileUrl()), rowStart() + row);
+}
+
+std::optional<PageRequest> TailDataSource::claimPage(qint64 page) {
+    return lock_.withWriteLock([&]() -> std::optional<PageRequest> {
+        const auto [entry, isNew] = loadedPages_.try_emplace(page, lastToken_ + 1);
+        if (!isNew)
+            return std::nullopt;
+        return PageRequest{page, ++lastToken_, generation_};
+    });
+}
+
+void TailDataSource::loadPage(qint64 page, bool async) {
+    const std::optional<PageRequest> request = claimPage(page);
+    if (!request)
+        return;
+    const std::shared_ptr<PageLoadOperation> operation = makeLoadOperation(*request);
+    if (!async) {
+        operation->runBody();
+        return;
+    }
+    cancelWaitingLoads(
+        [page](qint64 other) { return other == page; }); // it would only do the same work twice
+    // The operation outlives its completion, which it owns.
+    operation->setCompletion([weak = weak_from_this(), operation = operation.get()] {
+        if (operation->isCancelled())
+            return;
+        MainThread::shared().post([weak] {
+            const auto self = weak.lock();
+            if (!self || !self->getDocument())
+                return;
+            const TailDataSourceProtocol* const sender = self.get();
+            NotificationCenter::shared().post(notification::dataSourceLoadedLines, {}, sender);
+        });
+    });
+    queue_.addOperation(operation);
+}
+
+void TailDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
+    const qint64 start = rowStart();
+    const qint64 firstPage = pages::pageOfLine(start + firstRow);
+    const qint64 lastPage = pages::pageOfLine(start + lastRow);
+    cancelWaitingLoads([=](qint64 page) { return page < firstPage || page > lastPage; });
+}
+
+void TailDataSource::cancelWaitingLoads(const std::function<bool(qint64 page)>& isUnwanted) {
+    for (const auto& operation : queue_.operations()) {
+        const bool isWaiting = !operation->isExecuting() && !operation->isFinished();
+        if (isWaiting && isUnwanted(static_cast<const PageLoadOperation&>(*operation).request().page))
+            operation->cancel();
+    }
+}
+
+bool TailDataSource::hasUndecodableLines() const {
+    return lock_.withReadLock([this] { return hasUndecodableLines_; });
+}
+
+void TailDataSource::close() {
+    lock_.withWriteLock([this] {
+        ++generation_;
+        document_.reset();
+    });
+    queue_.cancelAllOperations();
+}
+
+LineDecorator TailDataSource::lineDecorator() const {
+    return LineDecorator(ruleEnforcer());
+}
+
+void TailDataSource::storePage(const PageRequest& request, PageContent content) {
+    PageContent replaced; // freed outside the lock
+    lock_.withWriteLock([&] {
+        if (request.generation != generation_)
+            return;
+        CachedPage& cached = cachedPages_[request.page];
+        if (cached.token > request.token)
+            return;
+        cached.token = request.token;
+        replaced = std::exchange(cached.content, std::move(content));
+        if (cached.content.kind == PageContent::Kind::Undecodable)
+            hasUndecodableLines_ = true;
+    });
+}
+
+void TailDataSource::withdrawRequest(const PageRequest& request) {
+    lock_.withWriteLock([&] {
+        const auto entry = loadedPages_.find(request.page);
+        if (entry != loadedPages_.end() && entry->second == request.token)
+            loadedPages_.erase(entry);
+    });
+}
+
+} // namespace korvane

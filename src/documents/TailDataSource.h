@@ -1,0 +1,117 @@
+#pragma once
+
+#include "core/TailDataSourceProtocol.h"
+#include "documents/LineDecorator.h"
+#include "documents/PageLoad.h"
+#include "foundation/NativeLock.h"
+#include "foundation/OperationQueue.h"
+
+#include <atomic>
+#include <string>
+#include <unordered_map>
+
+namespace korvane {
+
+class LineMarkLookup;
+class PageLoadOperation;
+class QuickHighlightFilterRule;
+
+/// What local and remote data sources share: pages of decorated rows, asked for when they are first looked
+/// at.
+///
+/// A look-up never waits: loads read and decorate without the lock and take it once to store a page. Rows
+/// stay until the cache is cleared. A page whose lines changed keeps showing its old rows until the new ones
+/// are there.
+class TailDataSource : public TailDataSourceProtocol, public std::enable_shared_from_this<TailDataSource> {
+public:
+    ~TailDataSource() override;
+
+    DefaultFilterLineAction defaultLineAction() const override;
+    void setDefaultLineAction(DefaultFilterLineAction action) override;
+    std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer() const override;
+    qint64 rowStart() const override;
+
+    QString quickHighlightSelectionString() const override { return quickHighlightSelectionString_; }
+    void setQuickHighlightSelectionString(const QString& text) override;
+    bool quickHighlightEnabled() const override { return quickHighlightEnabled_; }
+    void setQuickHighlightEnabled(bool enabled) override { quickHighlightEnabled_ = enabled; }
+
+    std::map<qint64, SearchMatch> lastSearchResults() const override { return lastSearchResults_; }
+    void setLastSearchResults(std::map<qint64, SearchMatch> results) override;
+
+    std::shared_ptr<DocumentProtocol> getDocument() const override;
+
+    void reset() override;
+    void clearView() override;
+    void clearCache() override;
+    void invalidateRows() override;
+    void linesChanged(qint64 firstLine) override;
+
+    qint64 numberOfRows() const override;
+    RowLine rowLine(qint64 row) override;
+    std::optional<RowLine> cachedRowLine(qint64 row) const override;
+    bool hasLineMark(qint64 row) const override;
+
+    void loadPage(qint64 page, bool async) override;
+    void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
+    bool hasUndecodableLines() const override;
+
+    /// Null = no line carries a mark.
+    void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) { lineMarks_ = std::move(lookup); }
+    /// Gives up all loads, forgets the document and posts nothing any more. Does not wait.
+    void close();
+
+    // For page loads, from any thread.
+
+    LineDecorator lineDecorator() const;
+    /// Keeps the rows, unless the generation has gone on or fresher rows are there.
+    void storePage(const PageRequest& request, PageContent content);
+    /// Makes the page one that has not been asked for, unless it has been asked for again since.
+    void withdrawRequest(const PageRequest& request);
+
+protected:
+    TailDataSource(const std::shared_ptr<DocumentProtocol>& document, std::string queueName);
+
+    void setRuleEnforcer(std::shared_ptr<RuleEnforcerProtocol> enforcer);
+    virtual std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) = 0;
+
+private:
+    struct CachedPage {
+        std::uint64_t token = 0;
+        PageContent content;
+    };
+    using CachedPages = std::unordered_map<qint64, CachedPage>;
+
+    /// A line's row, nothing when it is not there yet; and, if wanted, whether its page has been asked for.
+    std::optional<PageRow> cachedRow(qint64 lineIndex, bool* isRequested) const;
+    RowLine shownRow(qint64 lineIndex, PageRow row) const;
+    /// Marks the page as asked for; nothing when it was so already.
+    std::optional<PageRequest> claimPage(qint64 page);
+    void cancelWaitingLoads(const std::function<bool(qint64 page)>& isUnwanted);
+
+    std::atomic<DefaultFilterLineAction> defaultLineAction_{DefaultFilterLineAction::show};
+
+    // Main thread only.
+    QString quickHighlightSelectionString_;
+    std::unique_ptr<const QuickHighlightFilterRule> quickHighlightRule_;
+    bool quickHighlightEnabled_;
+    std::map<qint64, SearchMatch> lastSearchResults_;
+    std::shared_ptr<const LineMarkLookup> lineMarks_;
+
+    NativeLock lock_;
+    // Guarded by lock_.
+    std::weak_ptr<DocumentProtocol> document_;
+    std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer_;
+    qint64 rowStart_ = 0;
+    std::uint64_t generation_ = 0;
+    std::uint64_t lastToken_ = 0;
+    /// Pages asked for or loaded, with the token of the request. Those missing here are asked for when looked
+    /// at, even if old rows of theirs are cached.
+    std::unordered_map<qint64, std::uint64_t> loadedPages_;
+    CachedPages cachedPages_;
+    bool hasUndecodableLines_ = false;
+
+    OperationQueue queue_;
+};
+
+} // namespace korvane

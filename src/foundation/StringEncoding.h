@@ -56,4 +56,16 @@ std::optional<QString> decodeStrictly(QByteArrayView data, StringEncoding encodi
 /// As above, but what is not valid becomes U+FFFD. Any thread.
 QString decodeLeniently(QByteArrayView data, StringEncoding encoding);
 
+/// The encoding with the byte order that the start of a file tells, for those whose order is not fixed.
+StringEncoding withByteOrder(QByteArrayView fileStart, StringEncoding encoding);
+
+/// How many bytes at the end of the data begin a UTF-8 character that the end cuts off.
+qsizetype cutUtf8Bytes(QByteArrayView data);
+
+/// Bytes that the text takes in an encoding, without a byte-order mark.
+std::uint64_t encodedSize(QStringView text, StringEncoding encoding);
+
+/// Bytes of the smallest part that a character consists of: 2 for UTF-16, 4 for UTF-32, else 1.
+int unitSize(StringEncoding encoding);
+
 } // namespace korvane

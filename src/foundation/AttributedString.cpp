@@ -7,8 +7,9 @@
 namespace korvane {
 
 void Attributes::set(std::string_view name, AttributeValue value) {
-    const auto place = std::lower_bound(entries_.begin(), entries_.end(), name,
-                                        [](const Entry& entry, std::string_view wanted) { return entry.name < wanted; });
+    const auto place =
+        std::lower_bound(entries_.begin(), entries_.end(), name,
+                         [](const Entry& entry, std::string_view wanted) { return entry.name < wanted; });
     if (place != entries_.end() && place->name == name)
         place->value = std::move(value);
     else

@@ -60,8 +60,8 @@ private:
     std::vector<Entry> entries_;
 };
 
-/// A text with named attributes over ranges of it. A value type; copies share their data. Not for use from several
-/// threads at once while one of them changes it.
+/// A text with named attributes over ranges of it. A value type; copies share their data. Not for use from
+/// several threads at once while one of them changes it.
 class AttributedString {
 public:
     struct Run {
@@ -84,7 +84,8 @@ public:
         addAttribute(name, value, {0, length()});
     }
     /// Sets several at once, which costs one pass.
-    void addAttributes(const std::vector<std::pair<std::string_view, AttributeValue>>& values, TextRange range);
+    void addAttributes(const std::vector<std::pair<std::string_view, AttributeValue>>& values,
+                       TextRange range);
 
     /// The attributes at a position; null when there are none, or the position lies outside the text.
     const Attributes* attributesAt(int position) const;
@@ -93,7 +94,8 @@ public:
     const std::vector<Run>& runs() const { return runs_; }
 
 private:
-    /// Makes run borders at both ends of the range and fills its gaps; returns the index of the first run in it.
+    /// Makes run borders at both ends of the range and fills its gaps; returns the index of the first run in
+    /// it.
     std::size_t split(TextRange range);
 
     QString text_;

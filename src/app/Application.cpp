@@ -1,0 +1,167 @@
+#include "app/Application.h"
+
+#include "core/Preferences.h"
+#include "documents/Document.h"
+#include "documents/PipeCopier.h"
+#include "foundation/FilePath.h"
+#include "foundation/Log.h"
+#include "foundation/OperationQueue.h"
+#include "ui/LogViewController.h"
+#include "ui/MachineFontCatalog.h"
+#include "ui/MainWindow.h"
+#include "ui/MainWindowController.h"
+#include "ui/Snapshot.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QLocale>
+#include <QStandardPaths>
+#include <QTimer>
+
+#include <cstdio>
+#include <ctime>
+#include <unistd.h>
+
+namespace korvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Workers stop within a step of their work; only one that hangs in the file system takes longer than this.
+constexpr auto workersLimit = 2000ms;
+
+/// Where there is no one to press a button.
+class ConsoleAlerts : public AlertPresenter {
+public:
+    explicit ConsoleAlerts(int& exitStatus) : exitStatus_(exitStatus) {}
+    void present(const Alert& alert, const void* /*window*/, std::function<void(int)> /*done*/) override {
+        const QByteArray text = QString(alert.message + u' ' + alert.informativeText).toLocal8Bit();
+        std::fprintf(stderr, "korvane: %s\n", text.constData());
+        exitStatus_ = 1;
+    }
+
+private:
+    int& exitStatus_;
+};
+
+qint64 monotonicMicroseconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1'000'000 + now.tv_nsec / 1000;
+}
+
+QString copyStatus(const PipeCopier& copier) {
+    if (copier.state() == PipeCopier::State::Failed)
+        return copier.failure();
+    const QString size = QLocale().formattedDataSize(static_cast<qint64>(copier.bytesCopied()));
+    return copier.state() == PipeCopier::State::Copying
+               ? QApplication::translate("Application", "Reading: %1 so far").arg(size)
+               : QString();
+}
+
+} // namespace
+
+QString settingsFilePath() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/korvane/korvane.ini");
+}
+
+Application::Application(const CommandLine& commandLine)
+    : commandLine_(commandLine),
+      alerts_(commandLine.snapshotPath ? std::unique_ptr<AlertPresenter>(new ConsoleAlerts(exitStatus_))
+                                       : std::unique_ptr<AlertPresenter>(new AlertBoxPresenter)),
+      windows_(*alerts_), documents_(windows_, *alerts_) {
+    QDir().mkpath(QFileInfo(settingsFilePath()).path());
+    auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settingsFilePath()));
+    preferences->registerDefaults(MachineFontCatalog());
+    Preferences::setShared(std::move(preferences));
+    windows_.setDocumentController(documents_);
+}
+
+Application::~Application() {
+    documents_.closeAllDocuments();
+    windows_.closeAll();
+}
+
+int Application::run() {
+    for (const CommandLine::File& file : commandLine_.files)
+        open(file);
+    if (commandLine_.snapshotPath) {
+        if (documents_.documents().empty())
+            return exitStatus_ == 0 ? CommandLine::usageStatus : exitStatus_;
+        takeSnapshot();
+    } else {
+        windows_.showEmptyWindow();
+    }
+    const int status = QApplication::exec();
+    documents_.closeAllDocuments();
+    if (!OperationQueue::waitForAllWorkers(workersLimit)) {
+        // A worker that the file system holds would keep the program from ending; all that is to be kept is
+        // on the disk.
+        qCWarning(logUi, "background work did not end in time");
+        std::fflush(nullptr);
+        ::_exit(status);
+    }
+    return status == 0 ? exitStatus_ : status;
+}
+
+void Application::open(const CommandLine::File& file) {
+    if (file.standardInput || (!file.isUrl && PipeCopier::mustCopy(file.path))) {
+        openPipe(file);
+        return;
+    }
+    const QUrl url = file.isUrl ? QUrl::fromEncoded(file.path) : fileUrlFromPath(file.path);
+    const auto document = documents_.openDocument(url, file.line);
+    if (document && logTiming().isDebugEnabled()) {
+        LogViewController& logView = windows_.pageOf(*document)->logView();
+        QObject::connect(&logView, &LogViewController::firstRowsShown, &logView, [] {
+            qCDebug(logTiming, "first rows painted at %lld us",
+                    static_cast<long long>(monotonicMicroseconds()));
+        });
+    }
+}
+
+void Application::openPipe(const CommandLine::File& file) {
+    const QByteArray name =
+        file.standardInput ? QByteArray("Standard input") : file.path.mid(file.path.lastIndexOf('/') + 1);
+    auto started =
+        file.standardInput ? PipeCopier::start(STDIN_FILENO, name) : PipeCopier::start(file.path, name);
+    if (!started) {
+        alerts_->present(
+            {Alert::Kind::Error,
+             QApplication::translate("Application", "“%1” cannot be read").arg(QString::fromUtf8(name)),
+             started.error().userText,
+             {}},
+            nullptr, {});
+        return;
+    }
+    const std::shared_ptr<PipeCopier> copier = std::move(started).value();
+    const auto document = documents_.openDocument(copier->fileUrl(), file.line, QString::fromUtf8(name));
+    if (!document)
+        return;
+    MainWindowController* page = windows_.pageOf(*document);
+    copier->setOnChange([copier = copier.get(), weak = std::weak_ptr(document), page] {
+        const auto open = weak.lock();
+        if (!open || open->isClosed())
+            return;
+        open->loadMore();
+        page->setSourceStatus(copyStatus(*copier));
+    });
+    page->setSourceStatus(copyStatus(*copier));
+    // The copy lives as long as the page that shows it.
+    QObject::connect(page, &QObject::destroyed, page, [copier] { copier->stop(); });
+}
+
+void Application::takeSnapshot() {
+    MainWindowController* page = windows_.pageOf(*documents_.documents().front());
+    new Snapshot(*page, QFile::decodeName(*commandLine_.snapshotPath), [this](const QString& fault) {
+        if (!fault.isEmpty()) {
+            std::fprintf(stderr, "korvane: %s\n", fault.toLocal8Bit().constData());
+            exitStatus_ = 1;
+        }
+        QApplication::exit(exitStatus_);
+    });
+}
+
+} // namespace korvane

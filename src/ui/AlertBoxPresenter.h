@@ -1,0 +1,15 @@
+#pragma once
+
+#include "foundation/Alerts.h"
+
+class QMessageBox;
+
+namespace korvane {
+
+/// Shows alerts as boxes over the window concerned, without blocking.
+class AlertBoxPresenter : public AlertPresenter {
+public:
+    void present(const Alert& alert, const void* window, std::function<void(int button)> done) override;
+};
+
+} // namespace korvane

@@ -1,0 +1,80 @@
+#include "ui/FooterViewController.h"
+
+#include "ui/ElidedLabel.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLocale>
+#include <QTimer>
+
+namespace korvane {
+namespace {
+
+constexpr int userUpdateMilliseconds = 8000;
+
+} // namespace
+
+FooterViewController::FooterViewController(QWidget* parent)
+    : QWidget(parent), lblFileName_(new QLabel(this)), lblUserUpdate_(new ElidedLabel(this)),
+      lblEncoding_(new QLabel(this)), lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)) {
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(10, 3, 10, 3);
+    layout->setSpacing(18);
+    layout->addWidget(lblFileName_);
+    layout->addWidget(lblUserUpdate_, 1);
+    layout->addWidget(lblEncoding_);
+    layout->addWidget(lblLineCount_);
+    layout->addWidget(lblFileSize_);
+    for (QLabel* label : {lblFileName_, lblUserUpdate_, lblEncoding_, lblLineCount_, lblFileSize_})
+        label->setTextFormat(Qt::PlainText);
+    lblEncoding_->setForegroundRole(QPalette::PlaceholderText);
+    lblLineCount_->setAccessibleName(tr("Number of lines"));
+    lblFileSize_->setAccessibleName(tr("File size"));
+}
+
+void FooterViewController::setFileName(const QString& name, const QString& path) {
+    lblFileName_->setText(name);
+    lblFileName_->setToolTip(path);
+}
+
+void FooterViewController::setFileSize(std::uint64_t bytes) {
+    const auto size = static_cast<qint64>(bytes);
+    lblFileSize_->setText(
+        QLocale().formattedDataSize(size, size < 1024 ? 0 : 1, QLocale::DataSizeTraditionalFormat));
+    lblFileSize_->setToolTip(tr("%1 bytes").arg(QLocale().toString(size)));
+}
+
+void FooterViewController::setLineCount(qint64 lines) {
+    lblLineCount_->setText(lines == 1 ? tr("1 line") : tr("%1 lines").arg(QLocale().toString(lines)));
+}
+
+void FooterViewController::setEncodingName(const QString& name) {
+    lblEncoding_->setText(name);
+}
+
+void FooterViewController::setStanding(const QString& text) {
+    standing_ = text;
+    showText();
+}
+
+void FooterViewController::showUserUpdate(const QString& text) {
+    update_ = text;
+    showText();
+    QTimer::singleShot(userUpdateMilliseconds, this, [this, serial = ++updateSerial_] {
+        if (serial != updateSerial_)
+            return;
+        update_.clear();
+        showText();
+    });
+}
+
+void FooterViewController::showText() {
+    const QString text = update_.isEmpty() ? standing_ : update_;
+    lblUserUpdate_->setText(text);
+    lblUserUpdate_->setToolTip(text);
+    QFont font = this->font();
+    font.setBold(update_.isEmpty() && !standing_.isEmpty());
+    lblUserUpdate_->setFont(font);
+}
+
+} // namespace korvane

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QWidget>
+
+class QLabel;
+
+namespace korvane {
+
+/// The line at the lower edge of a document's window: name, encoding, lines and size, and what the user must
+/// know.
+class FooterViewController : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit FooterViewController(QWidget* parent = nullptr);
+
+    void setFileName(const QString& name, const QString& path);
+    void setFileSize(std::uint64_t bytes);
+    void setLineCount(qint64 lines);
+    void setEncodingName(const QString& name);
+    /// Something that stays true until it is replaced; empty for nothing. Warnings are drawn so.
+    void setStanding(const QString& text);
+    /// Something of the moment: shown for some seconds in the place of the standing text.
+    void showUserUpdate(const QString& text);
+
+private:
+    void showText();
+
+    QLabel* lblFileName_;
+    QLabel* lblUserUpdate_;
+    QLabel* lblEncoding_;
+    QLabel* lblLineCount_;
+    QLabel* lblFileSize_;
+    QString standing_;
+    QString update_;
+    int updateSerial_ = 0;
+};
+
+} // namespace korvane

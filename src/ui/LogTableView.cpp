@@ -1,0 +1,827 @@
+#include "ui/LogTableView.h"
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QHelpEvent>
+#include <QKeyEvent>
+#include <QLocale>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <QStyle>
+#include <QToolTip>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <cmath>
+
+namespace korvane {
+namespace {
+
+constexpr qreal textMargin = 6;
+constexpr int wheelLines = 3;
+constexpr int autoScrollMilliseconds = 40;
+constexpr int loadingDelayMilliseconds = 150;
+/// Scroll bars count in int; this leaves room for their own arithmetic.
+constexpr qint64 largestBarValue = 1'000'000'000;
+
+QColor mixed(const QColor& one, const QColor& other, qreal share) {
+    return QColor::fromRgbF(static_cast<float>(one.redF() * (1 - share) + other.redF() * share),
+                            static_cast<float>(one.greenF() * (1 - share) + other.greenF() * share),
+                            static_cast<float>(one.blueF() * (1 - share) + other.blueF() * share));
+}
+
+/// The background of a line when all of it has the same one: it then fills the whole row.
+std::optional<QColor> wholeLineBackground(const AttributedString& line) {
+    std::optional<QColor> color;
+    int covered = 0;
+    for (const auto& run : line.runs()) {
+        const auto background = run.attributes ? run.attributes->color(attribute::background) : std::nullopt;
+        if (!background || (color && *color != *background))
+            return std::nullopt;
+        color = background;
+        covered += run.range.length;
+    }
+    return covered == line.length() ? color : std::nullopt;
+}
+
+bool isWordUnit(QChar unit) {
+    return unit.isLetterOrNumber() || unit == u'_' || unit.isMark() || unit.isSurrogate();
+}
+
+} // namespace
+
+LogTableView::LogTableView(QWidget* parent) : QAbstractScrollArea(parent), delegate_(*this) {
+    columns_ = {{cell::lineMark, 0}, {cell::lineNum, 0}, {cell::line, 0}};
+    colors_ = {palette().color(QPalette::Base), palette().color(QPalette::Text),
+               palette().color(QPalette::Mid)};
+    setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::StrongFocus);
+    setAccessibleName(tr("Log lines"));
+    viewport()->setAutoFillBackground(false);
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    viewport()->setCursor(Qt::IBeamCursor);
+    viewport()->setMouseTracking(true);
+    verticalScrollBar()->setSingleStep(1);
+    layoutChanged();
+}
+
+LogTableView::~LogTableView() = default;
+
+void LogTableView::setColors(const Colors& colors) {
+    colors_ = colors;
+    viewport()->update();
+}
+
+qreal LogTableView::rowHeight() const {
+    return delegate_.metrics().lineHeight();
+}
+
+// ---- Columns
+
+std::vector<LogTableView::Column>::const_iterator LogTableView::column(QLatin1StringView identifier) const {
+    return std::find_if(columns_.begin(), columns_.end(),
+                        [identifier](const Column& known) { return known.identifier == identifier; });
+}
+
+LogTableView::Column LogTableView::takeColumn(QLatin1StringView identifier) {
+    const auto place = column(identifier);
+    const Column taken = *place;
+    columns_.erase(place);
+    layoutChanged();
+    return taken;
+}
+
+void LogTableView::addColumn(const Column& added) {
+    columns_.push_back(added);
+    layoutChanged();
+}
+
+void LogTableView::moveColumn(std::size_t from, std::size_t to) {
+    const Column moved = columns_[from];
+    columns_.erase(columns_.begin() + static_cast<std::ptrdiff_t>(from));
+    columns_.insert(columns_.begin() + static_cast<std::ptrdiff_t>(to), moved);
+    layoutChanged();
+}
+
+void LogTableView::setColumnWidth(QLatin1StringView identifier, qreal width) {
+    for (Column& known : columns_) {
+        if (known.identifier == identifier)
+            known.width = width;
+    }
+    viewport()->update();
+}
+
+qreal LogTableView::lineColumnX() const {
+    qreal x = 0;
+    for (const Column& known : columns_) {
+        if (known.identifier == cell::line)
+            break;
+        x += known.width;
+    }
+    return x;
+}
+
+qreal LogTableView::lineTextWidth() const {
+    const auto line = column(cell::line);
+    return std::max(rowHeight() * 4, (line == columns_.end() ? 0 : line->width) - 2 * textMargin);
+}
+
+QLatin1StringView LogTableView::columnAt(qreal x) const {
+    qreal left = 0;
+    for (const Column& known : columns_) {
+        if (known.identifier == cell::line || x < left + known.width)
+            return known.identifier;
+        left += known.width;
+    }
+    return cell::line;
+}
+
+// ---- Rows and scrolling
+
+void LogTableView::setRowCount(qint64 count) {
+    rowCount_ = count;
+    selection_.limitTo(count);
+    if (currentRow_ >= count)
+        currentRow_ = count - 1;
+    if (textSelection_ && textSelection_->row >= count)
+        textSelection_.reset();
+    setTop(limited(top_));
+    viewport()->update();
+}
+
+void LogTableView::rowsChanged(qint64 firstRow) {
+    delegate_.rowsChanged(firstRow);
+    setTop(limited(top_));
+    viewport()->update();
+}
+
+void LogTableView::redecorate() {
+    delegate_.redecorate();
+    viewport()->update();
+}
+
+void LogTableView::layoutChanged() {
+    delegate_.resetRowHeights();
+    widestLine_ = 0;
+    setTop(limited(top_));
+    viewport()->update();
+}
+
+std::vector<LogTableView::VisibleRow> LogTableView::visibleRows() const {
+    std::vector<VisibleRow> rows;
+    auto& delegate = const_cast<LogTableViewDelegate&>(delegate_);
+    qreal y = -top_.offset;
+    for (qint64 row = top_.row; row < rowCount_ && y < viewport()->height(); ++row) {
+        const qreal height = delegate.heightOfRow(row);
+        rows.push_back({row, y, height});
+        y += height;
+    }
+    return rows;
+}
+
+LogTableView::Place LogTableView::endPlace() const {
+    auto& delegate = const_cast<LogTableViewDelegate&>(delegate_);
+    qreal missing = viewport()->height();
+    for (qint64 row = rowCount_ - 1; row >= 0; --row) {
+        missing -= delegate.heightOfRow(row);
+        if (missing <= 0)
+            return {row, -missing};
+    }
+    return {};
+}
+
+LogTableView::Place LogTableView::limited(Place top) const {
+    if (rowCount_ == 0 || top.row < 0)
+        return {};
+    // No row is lower than the standard height: only close to the end it can be overrun.
+    const auto fitting = static_cast<qint64>(viewport()->height() / rowHeight()) + 2;
+    if (top.row + fitting < rowCount_)
+        return top;
+    const Place end = endPlace();
+    if (top.row > end.row || (top.row == end.row && top.offset > end.offset))
+        return end;
+    return top;
+}
+
+void LogTableView::setTop(Place top) {
+    const bool moved = top != top_;
+    top_ = top;
+    updateScrollBars();
+    if (moved) {
+        viewport()->update();
+        Q_EMIT visibleRowsChanged();
+    }
+}
+
+void LogTableView::scrollByPixels(qreal pixels) {
+    Place place = top_;
+    place.offset += pixels;
+    while (place.offset < 0 && place.row > 0) {
+        --place.row;
+        place.offset += delegate_.heightOfRow(place.row);
+    }
+    place.offset = std::max(place.offset, 0.0);
+    for (qreal height = delegate_.heightOfRow(place.row); place.offset >= height && place.row + 1 < rowCount_;
+         height = delegate_.heightOfRow(place.row)) {
+        place.offset -= height;
+        ++place.row;
+    }
+    setTop(limited(place));
+}
+
+int LogTableView::rowsPerPage() const {
+    return std::max(1, static_cast<int>(viewport()->height() / rowHeight()));
+}
+
+void LogTableView::updateScrollBars() {
+    isUpdatingBars_ = true;
+    scrollShift_ = 0;
+    while ((rowCount_ >> scrollShift_) > largestBarValue)
+        ++scrollShift_;
+    const bool isNearEnd = top_.row + rowsPerPage() + 2 >= rowCount_;
+    // Away from the end its exact place is not worth measuring rows for.
+    const qint64 last = isNearEnd ? endPlace().row + (endPlace().offset > 0 ? 1 : 0)
+                                  : std::max<qint64>(rowCount_ - rowsPerPage(), 0);
+    verticalScrollBar()->setRange(0, static_cast<int>(last >> scrollShift_));
+    verticalScrollBar()->setPageStep(std::max(1, rowsPerPage() >> scrollShift_));
+    const qint64 value = isNearEnd && top_ == endPlace() ? last : top_.row;
+    verticalScrollBar()->setValue(static_cast<int>(value >> scrollShift_));
+    isUpdatingBars_ = false;
+    updateHorizontalBar();
+}
+
+void LogTableView::updateHorizontalBar() {
+    const qreal textArea = viewport()->width() - lineColumnX();
+    const qreal overhang = delegate_.isWrapping() ? 0 : widestLine_ + 2 * textMargin - textArea;
+    isUpdatingBars_ = true;
+    horizontalScrollBar()->setRange(0, static_cast<int>(std::clamp(std::ceil(overhang), 0.0, 2e9)));
+    horizontalScrollBar()->setPageStep(std::max(1, static_cast<int>(textArea)));
+    horizontalScrollBar()->setSingleStep(static_cast<int>(delegate_.metrics().cellWidth() * 4));
+    isUpdatingBars_ = false;
+}
+
+qreal LogTableView::horizontalOffset() const {
+    return delegate_.isWrapping() ? 0 : horizontalScrollBar()->value();
+}
+
+void LogTableView::scrollContentsBy(int /*dx*/, int /*dy*/) {
+    if (isUpdatingBars_)
+        return;
+    const qint64 wanted = static_cast<qint64>(verticalScrollBar()->value()) << scrollShift_;
+    const qint64 shown = static_cast<qint64>(top_.row >> scrollShift_) << scrollShift_;
+    if (verticalScrollBar()->value() == verticalScrollBar()->maximum() && wanted != shown)
+        scrollToEnd();
+    else if (wanted != shown)
+        setTop(limited({wanted, 0}));
+    viewport()->update();
+}
+
+qint64 LogTableView::lastVisibleRow() const {
+    const auto rows = visibleRows();
+    return rows.empty() ? -1 : rows.back().row;
+}
+
+bool LogTableView::isAtEnd() const {
+    return rowCount_ == 0 || limited({rowCount_ - 1, 1e9}) == top_;
+}
+
+void LogTableView::setTopRow(qint64 row) {
+    setTop(limited({std::clamp<qint64>(row, 0, std::max<qint64>(rowCount_ - 1, 0)), 0}));
+}
+
+void LogTableView::scrollToEnd() {
+    setTop(endPlace());
+}
+
+void LogTableView::scrollRowToVisible(qint64 row) {
+    if (row < 0 || row >= rowCount_)
+        return;
+    const qreal height = delegate_.heightOfRow(row);
+    if (row < top_.row || (row == top_.row && top_.offset > 0)) {
+        setTop(limited({row, 0}));
+        return;
+    }
+    qreal bottom = -top_.offset;
+    for (qint64 above = top_.row; above < row && bottom <= viewport()->height(); ++above)
+        bottom += delegate_.heightOfRow(above);
+    bottom += height;
+    if (bottom <= viewport()->height())
+        return;
+    // Up from the row until the viewport is filled.
+    Place place{row, 0};
+    qreal missing = viewport()->height() - height;
+    while (missing > 0 && place.row > 0) {
+        --place.row;
+        missing -= delegate_.heightOfRow(place.row);
+    }
+    if (missing < 0)
+        place.offset = -missing;
+    setTop(limited(height > viewport()->height() ? Place{row, 0} : place));
+}
+
+void LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
+    const auto area = rowRect(row);
+    if (!area || area->top() < 0 || area->bottom() > viewport()->height()) {
+        // Into the middle, with something to read around it.
+        setTopRow(std::max<qint64>(0, row - rowsPerPage() / 3));
+    }
+    const auto view = delegate_.viewForTableColumn(cell::line, row);
+    if (!view.layout)
+        return;
+    const QRectF first = view.layout->characterRect(range.location);
+    const QRectF last = view.layout->characterRect(std::max(range.location, range.end() - 1));
+    widestLine_ = std::max(widestLine_, view.layout->width());
+    updateHorizontalBar();
+    const qreal visible = viewport()->width() - lineColumnX() - 2 * textMargin;
+    const qreal offset = horizontalOffset();
+    if (!delegate_.isWrapping() && (first.left() < offset || last.right() > offset + visible))
+        horizontalScrollBar()->setValue(static_cast<int>(std::max(0.0, first.left() - visible / 3)));
+    if (const auto shown = rowRect(row); shown && shown->top() + first.bottom() > viewport()->height())
+        scrollByPixels(shown->top() + first.bottom() - viewport()->height() / 2.0);
+}
+
+qint64 LogTableView::rowAt(qreal y) const {
+    for (const VisibleRow& row : visibleRows()) {
+        if (y >= row.y && y < row.y + row.height)
+            return row.row;
+    }
+    return -1;
+}
+
+std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
+    for (const VisibleRow& row : visibleRows()) {
+        if (row.row == wanted)
+            return QRectF(0, row.y, viewport()->width(), row.height);
+    }
+    return std::nullopt;
+}
+
+void LogTableView::resizeEvent(QResizeEvent* event) {
+    const bool wasAtEnd = top_.row > 0 && event->oldSize().height() > 0 && isAtEnd();
+    QAbstractScrollArea::resizeEvent(event);
+    setTop(wasAtEnd ? endPlace() : limited(top_));
+    Q_EMIT visibleRowsChanged();
+}
+
+void LogTableView::wheelEvent(QWheelEvent* event) {
+    if (event->modifiers() & Qt::ControlModifier) {
+        const int steps = event->angleDelta().y() / QWheelEvent::DefaultDeltasPerStep;
+        if (steps != 0)
+            Q_EMIT zoomRequested(steps);
+        event->accept();
+        return;
+    }
+    const bool sideways = event->modifiers() & Qt::ShiftModifier;
+    QPointF delta = event->pixelDelta();
+    if (delta.isNull()) {
+        const qreal step = rowHeight() * std::max(wheelLines, QApplication::wheelScrollLines());
+        delta = QPointF(event->angleDelta()) / QWheelEvent::DefaultDeltasPerStep * step;
+    }
+    const qreal down = sideways ? 0 : -delta.y();
+    const qreal right = sideways ? -delta.y() - delta.x() : -delta.x();
+    if (down != 0)
+        scrollByPixels(down);
+    if (right != 0)
+        horizontalScrollBar()->setValue(horizontalScrollBar()->value() + static_cast<int>(right));
+    event->accept();
+}
+
+// ---- Drawing
+
+LineLayout::Colors LogTableView::lineColors() const {
+    return {colors_.text, palette().color(QPalette::HighlightedText), palette().color(QPalette::Highlight)};
+}
+
+void LogTableView::paintEvent(QPaintEvent* event) {
+    QPainter painter(viewport());
+    painter.fillRect(event->rect(), colors_.background);
+    const auto rows = visibleRows();
+    bool anyLoading = false;
+    const qreal widestBefore = widestLine_;
+    for (const VisibleRow& row : rows) {
+        if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
+            continue;
+        paintRow(painter, row);
+        anyLoading =
+            anyLoading || delegate_.viewForTableColumn(cell::line, row.row).identifier == cell::loading;
+    }
+    const auto line = column(cell::line);
+    if (line != columns_.end() && columns_.size() == 3) {
+        painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.35));
+        const qreal x = std::floor(lineColumnX()) - 0.5;
+        painter.drawLine(QPointF(x, 0), QPointF(x, viewport()->height()));
+    }
+    if (!rows.empty())
+        delegate_.keepLayouts(rows.front().row, rows.back().row);
+    if (widestLine_ > widestBefore)
+        QMetaObject::invokeMethod(
+            this, [this] { updateHorizontalBar(); }, Qt::QueuedConnection);
+    noteLoadingRows(anyLoading);
+    if (!rows.empty() && !anyLoading && !hasShownRows_) {
+        hasShownRows_ = true;
+        Q_EMIT visibleRowsShown();
+    }
+}
+
+void LogTableView::noteLoadingRows(bool anyLoading) {
+    if (!anyLoading) {
+        loadingTimer_.stop();
+        showsLoading_ = false;
+    } else if (!showsLoading_ && !loadingTimer_.isActive()) {
+        loadingTimer_.start(loadingDelayMilliseconds, this);
+    }
+}
+
+void LogTableView::paintRow(QPainter& painter, const VisibleRow& row) {
+    const bool isSelected = selection_.contains(row.row) && !textSelection_;
+    const QRectF area(0, row.y, viewport()->width(), row.height);
+    const auto group = hasFocus() || isActiveWindow() ? QPalette::Active : QPalette::Inactive;
+    if (isSelected)
+        painter.fillRect(area, palette().color(group, QPalette::Highlight));
+    else if (row.row == currentRow_)
+        painter.fillRect(area, mixed(colors_.background, palette().color(QPalette::Highlight), 0.10));
+
+    // The line first: the columns at its left cover what is scrolled under them.
+    const qreal lineX = lineColumnX();
+    painter.save();
+    const QRectF lineArea(lineX, row.y, viewport()->width() - lineX, row.height);
+    painter.setClipRect(lineArea);
+    paintLine(painter, row, lineArea, isSelected);
+    painter.restore();
+
+    qreal x = 0;
+    for (const Column& known : columns_) {
+        if (known.identifier == cell::lineNum) {
+            const auto view = delegate_.viewForTableColumn(cell::lineNum, row.row);
+            painter.setFont(delegate_.metrics().font());
+            painter.setPen(isSelected ? palette().color(group, QPalette::HighlightedText)
+                                      : colors_.lineNumber);
+            const QString number = QString::number(view.lineNumber);
+            const qreal width = QFontMetricsF(painter.font()).horizontalAdvance(number);
+            painter.drawText(
+                QPointF(x + known.width - textMargin - width, row.y + delegate_.metrics().baseline()),
+                number);
+        }
+        if (known.identifier != cell::line)
+            x += known.width;
+    }
+}
+
+void LogTableView::paintLine(QPainter& painter, const VisibleRow& row, const QRectF& area, bool isSelected) {
+    const auto view = delegate_.viewForTableColumn(cell::line, row.row);
+    const QPointF origin(area.left() + textMargin - horizontalOffset(), row.y);
+    const QPointF baseline(area.left() + textMargin, row.y + delegate_.metrics().baseline());
+    if (view.identifier == cell::loading) {
+        if (showsLoading_) {
+            painter.setFont(delegate_.metrics().font());
+            painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.7));
+            painter.drawText(baseline, tr("Loading…"));
+        }
+        return;
+    }
+    if (view.identifier == cell::filtered) {
+        painter.setFont(delegate_.metrics().font());
+        painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.6));
+        painter.drawText(baseline, tr("Filtered"));
+        return;
+    }
+    if (!isSelected) {
+        if (const auto background = wholeLineBackground(view.row->line);
+            background && *background != colors_.background)
+            painter.fillRect(area, *background);
+    }
+    const TextRange selected =
+        textSelection_ && textSelection_->row == row.row ? textSelection_->range : TextRange{};
+    const QRectF visible = area.intersected(QRectF(viewport()->rect()));
+    view.layout->paint(painter, origin, visible, selected, isSelected, lineColors());
+    widestLine_ = std::max(widestLine_, view.layout->width());
+    if (view.row->cutBytes > 0 || view.layout->hiddenUnits() > 0)
+        paintCutBadge(painter, area, view);
+}
+
+void LogTableView::paintCutBadge(QPainter& painter, const QRectF& area,
+                                 const LogTableViewDelegate::CellView& view) {
+    const QString text = view.row->cutBytes > 0
+                             ? tr("Line cut for display: %1 more")
+                                   .arg(QLocale().formattedDataSize(static_cast<qint64>(view.row->cutBytes)))
+                             : tr("Line cut for display: unwrap to see the rest");
+    QFont small = font();
+    small.setPointSizeF(small.pointSizeF() * 0.85);
+    const QFontMetricsF metrics(small);
+    const qreal width = metrics.horizontalAdvance(text) + 16;
+    const qreal height = delegate_.metrics().lineHeight();
+    const QRectF badge(area.right() - width - 6, area.top() + 1, width, height - 2);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0xB2, 0x5E, 0x00));
+    painter.drawRoundedRect(badge, badge.height() / 2, badge.height() / 2);
+    painter.setPen(Qt::white);
+    painter.setFont(small);
+    painter.drawText(badge, Qt::AlignCenter, text);
+}
+
+// ---- Selecting
+
+void LogTableView::selectRow(qint64 row) {
+    if (row < 0 || row >= rowCount_)
+        return;
+    textSelection_.reset();
+    currentRow_ = anchorRow_ = row;
+    selection_.select(row, row);
+    viewport()->update();
+    Q_EMIT selectionChanged();
+}
+
+void LogTableView::selectAll() {
+    if (rowCount_ == 0)
+        return;
+    textSelection_.reset();
+    selection_.select(0, rowCount_ - 1);
+    anchorRow_ = 0;
+    currentRow_ = rowCount_ - 1;
+    viewport()->update();
+    Q_EMIT selectionChanged();
+}
+
+void LogTableView::clearSelection() {
+    selection_.clear();
+    textSelection_.reset();
+    viewport()->update();
+    Q_EMIT selectionChanged();
+}
+
+QString LogTableView::selectedText() const {
+    if (!textSelection_)
+        return {};
+    const auto view =
+        const_cast<LogTableViewDelegate&>(delegate_).viewForTableColumn(cell::line, textSelection_->row);
+    return view.row
+               ? view.row->line.string().mid(textSelection_->range.location, textSelection_->range.length)
+               : QString();
+}
+
+void LogTableView::selectText(qint64 row, TextRange range) {
+    textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
+    viewport()->update();
+    Q_EMIT selectionChanged();
+}
+
+void LogTableView::selectWordAt(qint64 row, int position) {
+    const auto view = delegate_.viewForTableColumn(cell::line, row);
+    if (!view.row || view.row->line.length() == 0)
+        return;
+    const QString& text = view.row->line.string();
+    const auto length = static_cast<int>(text.size());
+    const int at = std::min(position, length - 1);
+    const bool isWord = isWordUnit(text[at]);
+    const auto isSame = [&](QChar unit) { return isWord ? isWordUnit(unit) : unit == text[at]; };
+    int start = at;
+    while (start > 0 && isSame(text[start - 1]))
+        --start;
+    int end = at + 1;
+    while (end < length && isSame(text[end]))
+        ++end;
+    selectText(row, {start, end - start});
+}
+
+int LogTableView::textPositionAt(qint64 row, QPointF point) {
+    const auto view = delegate_.viewForTableColumn(cell::line, row);
+    const auto area = rowRect(row);
+    if (!view.layout || !area)
+        return 0;
+    const QPointF inLayout(point.x() - lineColumnX() - textMargin + horizontalOffset(),
+                           point.y() - area->top());
+    return std::min(view.layout->positionAt(inLayout), view.row->line.length());
+}
+
+void LogTableView::moveCurrentRow(qint64 row, bool extends) {
+    if (rowCount_ == 0)
+        return;
+    const qint64 target = std::clamp<qint64>(row, 0, rowCount_ - 1);
+    textSelection_.reset();
+    currentRow_ = target;
+    if (!extends || anchorRow_ < 0)
+        anchorRow_ = target;
+    selection_.select(anchorRow_, target);
+    scrollRowToVisible(target);
+    viewport()->update();
+    Q_EMIT selectionChanged();
+}
+
+void LogTableView::keyPressEvent(QKeyEvent* event) {
+    const bool extends = event->modifiers() & Qt::ShiftModifier;
+    const qint64 current = currentRow_ >= 0 ? currentRow_ : top_.row;
+    const bool hasCurrent = currentRow_ >= 0;
+    switch (event->key()) {
+    case Qt::Key_Up:
+        moveCurrentRow(hasCurrent ? current - 1 : current, extends);
+        return;
+    case Qt::Key_Down:
+        moveCurrentRow(hasCurrent ? current + 1 : current, extends);
+        return;
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown: {
+        const int direction = event->key() == Qt::Key_PageUp ? -1 : 1;
+        const qint64 step = std::max(1, rowsPerPage() - 1);
+        scrollByPixels(direction * static_cast<qreal>(step) * rowHeight());
+        moveCurrentRow(current + direction * step, extends);
+        return;
+    }
+    case Qt::Key_Home:
+        horizontalScrollBar()->setValue(0);
+        moveCurrentRow(0, extends);
+        return;
+    case Qt::Key_End:
+        moveCurrentRow(rowCount_ - 1, extends);
+        scrollToEnd();
+        return;
+    case Qt::Key_Left:
+        horizontalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepSub);
+        return;
+    case Qt::Key_Right:
+        horizontalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepAdd);
+        return;
+    case Qt::Key_Escape:
+        if (textSelection_ || !selection_.isEmpty()) {
+            clearSelection();
+            return;
+        }
+        break;
+    default:
+        break;
+    }
+    QAbstractScrollArea::keyPressEvent(event);
+}
+
+void LogTableView::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton)
+        return;
+    const qint64 row = rowAt(event->position().y());
+    if (row < 0) {
+        if (event->button() == Qt::LeftButton)
+            clearSelection();
+        return;
+    }
+    if (event->button() == Qt::RightButton) {
+        // The menu acts on what is selected; a click elsewhere selects first.
+        if (!selection_.contains(row) && !(textSelection_ && textSelection_->row == row))
+            selectRow(row);
+        return;
+    }
+    if (columnAt(event->position().x()) == cell::lineMark) {
+        Q_EMIT lineMarkClicked(row);
+        return;
+    }
+    if (event->modifiers() & Qt::ShiftModifier) {
+        moveCurrentRow(row, true);
+        drag_ = Drag::Rows;
+        return;
+    }
+    if (event->modifiers() & Qt::ControlModifier) {
+        textSelection_.reset();
+        selection_.toggle(row);
+        currentRow_ = anchorRow_ = row;
+        viewport()->update();
+        Q_EMIT selectionChanged();
+        return;
+    }
+    if (tripleClickArmed_ && sinceDoubleClick_.elapsed() < QApplication::doubleClickInterval() &&
+        row == pressRow_) {
+        tripleClickArmed_ = false;
+        const auto view = delegate_.viewForTableColumn(cell::line, row);
+        if (view.row)
+            selectText(row, {0, view.row->line.length()});
+        return;
+    }
+    selectRow(row);
+    pressRow_ = row;
+    if (columnAt(event->position().x()) == cell::line) {
+        drag_ = Drag::Text;
+        pressPosition_ = textPositionAt(row, event->position());
+    } else {
+        drag_ = Drag::Rows;
+    }
+}
+
+void LogTableView::mouseMoveEvent(QMouseEvent* event) {
+    const bool overText = columnAt(event->position().x()) == cell::line;
+    viewport()->setCursor(overText ? Qt::IBeamCursor : Qt::ArrowCursor);
+    if (drag_ == Drag::None || !(event->buttons() & Qt::LeftButton))
+        return;
+    lastDragPoint_ = event->position();
+    const bool isOutside = !viewport()->rect().contains(event->position().toPoint());
+    if (isOutside && !autoScrollTimer_.isActive())
+        autoScrollTimer_.start(autoScrollMilliseconds, this);
+    else if (!isOutside)
+        autoScrollTimer_.stop();
+    dragTo(event->position());
+}
+
+void LogTableView::dragTo(QPointF point) {
+    const qreal inside = std::clamp(point.y(), 0.0, viewport()->height() - 1.0);
+    const qint64 row = rowAt(inside);
+    if (row < 0)
+        return;
+    // Within the line it is text that is selected, across lines it is rows.
+    drag_ = row == pressRow_ && drag_ == Drag::Text ? Drag::Text : drag_;
+    if (drag_ == Drag::Text && row == pressRow_) {
+        const int position = textPositionAt(row, point);
+        selectText(row, {std::min(position, pressPosition_), std::abs(position - pressPosition_)});
+        return;
+    }
+    textSelection_.reset();
+    currentRow_ = row;
+    selection_.select(anchorRow_, row);
+    viewport()->update();
+    Q_EMIT selectionChanged();
+}
+
+void LogTableView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton)
+        return;
+    drag_ = Drag::None;
+    autoScrollTimer_.stop();
+}
+
+void LogTableView::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || columnAt(event->position().x()) != cell::line)
+        return;
+    const qint64 row = rowAt(event->position().y());
+    if (row < 0)
+        return;
+    selectRow(row);
+    const auto view = delegate_.viewForTableColumn(cell::line, row);
+    const auto area = rowRect(row);
+    if (view.layout && area) {
+        // The character under the pointer, not the nearest gap between two.
+        int position = textPositionAt(row, event->position());
+        const qreal x = event->position().x() - lineColumnX() - textMargin + horizontalOffset();
+        if (position > 0 && view.layout->characterRect(position).left() > x &&
+            view.layout->characterRect(position - 1).top() == view.layout->characterRect(position).top())
+            --position;
+        selectWordAt(row, position);
+    }
+    tripleClickArmed_ = true;
+    pressRow_ = row;
+    sinceDoubleClick_.restart();
+}
+
+void LogTableView::contextMenuEvent(QContextMenuEvent* event) {
+    QPoint place = event->globalPos();
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        const auto area = rowRect(currentRow_);
+        place = viewport()->mapToGlobal(area ? area->bottomLeft().toPoint() +
+                                                   QPoint(static_cast<int>(lineColumnX()), 0)
+                                             : QPoint(20, 20));
+    }
+    Q_EMIT contextMenuRequested(place);
+}
+
+void LogTableView::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == autoScrollTimer_.timerId()) {
+        const qreal above = -lastDragPoint_.y();
+        const qreal below = lastDragPoint_.y() - viewport()->height();
+        if (above > 0)
+            scrollByPixels(-rowHeight() * (1 + above / 20));
+        else if (below > 0)
+            scrollByPixels(rowHeight() * (1 + below / 20));
+        else
+            horizontalScrollBar()->setValue(horizontalScrollBar()->value() +
+                                            (lastDragPoint_.x() < 0 ? -24 : 24));
+        dragTo(lastDragPoint_);
+        return;
+    }
+    if (event->timerId() == loadingTimer_.timerId()) {
+        loadingTimer_.stop();
+        showsLoading_ = true;
+        viewport()->update();
+        return;
+    }
+    QAbstractScrollArea::timerEvent(event);
+}
+
+void LogTableView::changeEvent(QEvent* event) {
+    QAbstractScrollArea::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ActivationChange)
+        viewport()->update();
+}
+
+bool LogTableView::viewportEvent(QEvent* event) {
+    if (event->type() == QEvent::ToolTip) {
+        const auto* help = static_cast<QHelpEvent*>(event);
+        const qint64 row = rowAt(help->pos().y());
+        const auto view =
+            row < 0 ? LogTableViewDelegate::CellView{} : delegate_.viewForTableColumn(cell::line, row);
+        if (view.row && view.row->cutBytes > 0)
+            QToolTip::showText(help->globalPos(),
+                               tr("This line is too long to show whole. Copying it copies all of it."),
+                               viewport());
+        else
+            QToolTip::hideText();
+        return true;
+    }
+    return QAbstractScrollArea::viewportEvent(event);
+}
+
+} // namespace korvane

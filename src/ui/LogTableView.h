@@ -1,0 +1,189 @@
+#pragma once
+
+#include "foundation/AttributedString.h"
+#include "ui/LogTableViewDelegate.h"
+#include "ui/RowSelection.h"
+
+#include <QAbstractScrollArea>
+#include <QBasicTimer>
+#include <QElapsedTimer>
+
+#include <optional>
+#include <vector>
+
+namespace korvane {
+
+/// The table of a log: scrolls by rows, holds nothing per row, draws what is visible and asks its delegate
+/// for it. Coordinates of events and drawing are those of the viewport. Main thread.
+class LogTableView : public QAbstractScrollArea {
+    Q_OBJECT
+
+public:
+    struct Column {
+        QLatin1StringView identifier;
+        qreal width = 0;
+    };
+    struct Colors {
+        QColor background;
+        QColor text;
+        QColor lineNumber;
+    };
+    /// A part of one row's text.
+    struct TextSelection {
+        qint64 row = -1;
+        TextRange range;
+    };
+
+    explicit LogTableView(QWidget* parent = nullptr);
+    ~LogTableView() override;
+
+    LogTableViewDelegate& delegate() { return delegate_; }
+
+    void setColors(const Colors& colors);
+    /// Height of a row whose text is empty or not loaded.
+    qreal rowHeight() const;
+
+    /// "LineMark", "LineNum" (while line numbers are shown) and "Line", from left to right.
+    const std::vector<Column>& columns() const { return columns_; }
+    std::vector<Column>::const_iterator column(QLatin1StringView identifier) const;
+    Column takeColumn(QLatin1StringView identifier);
+    /// Adds a column as the last one.
+    void addColumn(const Column& column);
+    void moveColumn(std::size_t from, std::size_t to);
+    void setColumnWidth(QLatin1StringView identifier, qreal width);
+    /// Width that the text of a line may take in the line column.
+    qreal lineTextWidth() const;
+
+    qint64 rowCount() const { return rowCount_; }
+    void setRowCount(qint64 count);
+    /// Rows from this one on have another text or are there at last: heights and drawing follow.
+    void rowsChanged(qint64 firstRow = 0);
+    /// Colours of rows may have changed, but neither text nor height.
+    void redecorate();
+    /// Font, wrapping or column widths have changed.
+    void layoutChanged();
+
+    qint64 firstVisibleRow() const { return top_.row; }
+    qint64 lastVisibleRow() const;
+    bool isAtEnd() const;
+    /// Scrolls so that the row is the first one, as far as the end allows.
+    void setTopRow(qint64 row);
+    void scrollToEnd();
+    void scrollRowToVisible(qint64 row);
+    /// Scrolls a text position of a row into view, also sideways.
+    void scrollTextToVisible(qint64 row, TextRange range);
+
+    const RowSelection& selection() const { return selection_; }
+    qint64 currentRow() const { return currentRow_; }
+    void selectRow(qint64 row);
+    void selectAll();
+    void clearSelection();
+    const std::optional<TextSelection>& textSelection() const { return textSelection_; }
+    QString selectedText() const;
+
+    /// The row at a height of the viewport; -1 outside the rows.
+    qint64 rowAt(qreal y) const;
+    /// A row's area in the viewport; nothing when it is not visible.
+    std::optional<QRectF> rowRect(qint64 row) const;
+    QLatin1StringView columnAt(qreal x) const;
+
+    QSize sizeHint() const override { return {960, 600}; }
+
+Q_SIGNALS:
+    /// Rows or text selection have changed.
+    void selectionChanged();
+    void lineMarkClicked(qint64 row);
+    /// The visible rows have changed, by scrolling or resizing.
+    void visibleRowsChanged();
+    /// The wheel was turned with the control key down.
+    void zoomRequested(int steps);
+    void contextMenuRequested(QPoint globalPosition);
+    /// The first time that all visible rows show their text, since the row count last became known.
+    void visibleRowsShown();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
+
+private:
+    /// A place in the rows: so many pixels below the top edge of a row.
+    struct Place {
+        qint64 row = 0;
+        qreal offset = 0;
+        friend bool operator==(const Place&, const Place&) = default;
+    };
+    struct VisibleRow {
+        qint64 row;
+        qreal y;
+        qreal height;
+    };
+
+    std::vector<VisibleRow> visibleRows() const;
+    /// The top place at which the last row ends at the lower edge.
+    Place endPlace() const;
+    /// Moves the top by pixels; positive = towards the end.
+    void scrollByPixels(qreal pixels);
+    void setTop(Place top);
+    /// Keeps the top within the rows.
+    Place limited(Place top) const;
+    void updateScrollBars();
+    void updateHorizontalBar();
+    qreal lineColumnX() const;
+    qreal horizontalOffset() const;
+    int rowsPerPage() const;
+
+    void paintRow(QPainter& painter, const VisibleRow& row);
+    void paintLine(QPainter& painter, const VisibleRow& row, const QRectF& area, bool isSelected);
+    void paintCutBadge(QPainter& painter, const QRectF& area, const LogTableViewDelegate::CellView& view);
+    LineLayout::Colors lineColors() const;
+    void noteLoadingRows(bool anyLoading);
+
+    void moveCurrentRow(qint64 row, bool extends);
+    void dragTo(QPointF point);
+    int textPositionAt(qint64 row, QPointF point);
+    void selectText(qint64 row, TextRange range);
+    void selectWordAt(qint64 row, int position);
+
+    LogTableViewDelegate delegate_;
+    Colors colors_;
+    std::vector<Column> columns_;
+    qint64 rowCount_ = 0;
+    Place top_;
+    /// Rows that one step of the scroll bar stands for, as a power of two: a bar counts in int.
+    int scrollShift_ = 0;
+    bool isUpdatingBars_ = false;
+    /// The widest line seen, for sideways scrolling.
+    qreal widestLine_ = 0;
+
+    RowSelection selection_;
+    qint64 currentRow_ = -1;
+    qint64 anchorRow_ = -1;
+    std::optional<TextSelection> textSelection_;
+
+    enum class Drag { None, Text, Rows };
+    Drag drag_ = Drag::None;
+    qint64 pressRow_ = -1;
+    int pressPosition_ = 0;
+    QPointF lastDragPoint_;
+    bool tripleClickArmed_ = false;
+    QElapsedTimer sinceDoubleClick_;
+    QBasicTimer autoScrollTimer_;
+
+    /// "Loading" is drawn only when it takes a while, so that quick loads do not flicker.
+    QBasicTimer loadingTimer_;
+    bool showsLoading_ = false;
+    bool hasShownRows_ = false;
+};
+
+} // namespace korvane

@@ -1,0 +1,101 @@
+#include "ui/LogTableViewDelegate.h"
+
+#include "core/TailDataSourceProtocol.h"
+#include "ui/LogTableView.h"
+
+namespace korvane {
+
+bool isHiddenLine(const AttributedString& line) {
+    const Attributes* first = line.attributesAt(0);
+    return first && first->isMarked(attribute::hideLine);
+}
+
+LogTableViewDelegate::LogTableViewDelegate(LogTableView& table) : table_(table) {
+    setFont(QFont());
+}
+
+void LogTableViewDelegate::setDataSource(std::shared_ptr<TailDataSourceProtocol> dataSource) {
+    dataSource_ = std::move(dataSource);
+    rowsChanged();
+}
+
+void LogTableViewDelegate::setFont(const QFont& font) {
+    layouts_.clear();
+    metrics_ = std::make_unique<LineMetrics>(font);
+    resetRowHeights();
+}
+
+void LogTableViewDelegate::setWrapping(bool wrapping) {
+    wrapping_ = wrapping;
+    resetRowHeights();
+}
+
+qreal LogTableViewDelegate::heightOfRow(qint64 row) {
+    if (!rowHtForCurrentFont_)
+        rowHtForCurrentFont_ = metrics_->lineHeight();
+    if (!wrapping_ || !dataSource_)
+        return *rowHtForCurrentFont_;
+    if (const auto cached = rowHeightCache_.find(row); cached != rowHeightCache_.end())
+        return cached->second;
+    const auto line = dataSource_->cachedRowLine(row);
+    if (!line || line->line.string().isEmpty())
+        return table_.rowHeight();
+    const qreal height = measuredHeight(line->line);
+    rowHeightCache_.emplace(row, height);
+    return height;
+}
+
+qreal LogTableViewDelegate::measuredHeight(const AttributedString& line) const {
+    return LineLayout::make(line, *metrics_, wrapWidth())->visualLineCount() * metrics_->lineHeight();
+}
+
+std::optional<qreal> LogTableViewDelegate::wrapWidth() const {
+    return wrapping_ ? std::optional(table_.lineTextWidth()) : std::nullopt;
+}
+
+LogTableViewDelegate::CellView LogTableViewDelegate::viewForTableColumn(QLatin1StringView column,
+                                                                        qint64 row) {
+    if (!dataSource_)
+        return {cell::loading};
+    if (column == cell::lineMark)
+        return {.identifier = cell::lineMark, .isMarked = dataSource_->hasLineMark(row)};
+    if (column == cell::lineNum)
+        return {.identifier = cell::lineNum, .lineNumber = dataSource_->rowStart() + row + 1};
+    const Prepared* line = prepared(row);
+    if (!line)
+        return {cell::loading};
+    if (isHiddenLine(line->row.line))
+        return {.identifier = cell::filtered, .row = &line->row};
+    return {.identifier = wrapping_ ? cell::wrappedLine : cell::line,
+            .layout = line->layout.get(),
+            .row = &line->row};
+}
+
+const LogTableViewDelegate::Prepared* LogTableViewDelegate::prepared(qint64 row) {
+    if (const auto known = layouts_.find(row); known != layouts_.end())
+        return &known->second;
+    RowLine line = dataSource_->rowLine(row);
+    if (!line.isLoaded)
+        return nullptr;
+    Prepared made{std::move(line), nullptr};
+    made.layout = LineLayout::make(made.row.line, *metrics_, wrapWidth());
+    return &layouts_.emplace(row, std::move(made)).first->second;
+}
+
+void LogTableViewDelegate::resetRowHeights() {
+    rowHtForCurrentFont_.reset();
+    rowHeightCache_.clear();
+    layouts_.clear();
+}
+
+void LogTableViewDelegate::rowsChanged(qint64 firstRow) {
+    std::erase_if(rowHeightCache_, [firstRow](const auto& entry) { return entry.first >= firstRow; });
+    std::erase_if(layouts_, [firstRow](const auto& entry) { return entry.first >= firstRow; });
+}
+
+void LogTableViewDelegate::keepLayouts(qint64 firstRow, qint64 lastRow) {
+    std::erase_if(layouts_,
+                  [&](const auto& entry) { return entry.first < firstRow || entry.first > lastRow; });
+}
+
+} // namespace korvane

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "core/RowLine.h"
+#include "ui/LineLayout.h"
+#include "ui/LineMetrics.h"
+
+#include <QImage>
+#include <QLatin1StringView>
+
+#include <memory>
+#include <optional>
+#include <unordered_map>
+
+namespace korvane {
+
+class LogTableView;
+class TailDataSourceProtocol;
+
+/// The identifiers of columns and cells.
+namespace cell {
+using namespace Qt::StringLiterals;
+inline constexpr QLatin1StringView lineMark = "LineMark"_L1;
+inline constexpr QLatin1StringView lineNum = "LineNum"_L1;
+inline constexpr QLatin1StringView line = "Line"_L1;
+inline constexpr QLatin1StringView loading = "Loading"_L1;
+inline constexpr QLatin1StringView filtered = "Filtered"_L1;
+inline constexpr QLatin1StringView wrappedLine = "WrappedLine"_L1;
+} // namespace cell
+
+/// Answers the log table: what a cell shows and how tall a row is. Wrapped rows are measured by laying their
+/// text out, which is slow, so their heights are kept until the font, the wrapping or the column width
+/// changes. Main thread.
+class LogTableViewDelegate {
+public:
+    /// What the table draws in one cell.
+    struct CellView {
+        QLatin1StringView identifier;
+        /// The line's text set for the screen; only for "Line" and "WrappedLine". Valid until the next call.
+        const LineLayout* layout = nullptr;
+        /// Only for "Line" and "WrappedLine"; valid until the next call.
+        const RowLine* row = nullptr;
+        /// One-based; only for "LineNum".
+        qint64 lineNumber = 0;
+        /// Only for "LineMark".
+        bool isMarked = false;
+    };
+
+    /// `table` owns no delegate; both belong to the same controller.
+    explicit LogTableViewDelegate(LogTableView& table);
+
+    void setDataSource(std::shared_ptr<TailDataSourceProtocol> dataSource);
+    void setFont(const QFont& font);
+    void setWrapping(bool wrapping);
+    bool isWrapping() const { return wrapping_; }
+
+    const LineMetrics& metrics() const { return *metrics_; }
+
+    /// In device-independent pixels. Off wrapping one height holds for all rows.
+    qreal heightOfRow(qint64 row);
+    CellView viewForTableColumn(QLatin1StringView column, qint64 row);
+
+    /// Heights are measured anew (font, wrapping or column width changed).
+    void resetRowHeights();
+    /// The text of rows from this one on may have changed: layouts are made anew, and heights with them.
+    void rowsChanged(qint64 firstRow = 0);
+    /// Colours may have changed, heights have not.
+    void redecorate() { layouts_.clear(); }
+    /// Layouts of rows outside are let go.
+    void keepLayouts(qint64 firstRow, qint64 lastRow);
+
+private:
+    struct Prepared {
+        RowLine row;
+        std::unique_ptr<LineLayout> layout;
+    };
+
+    /// The row's line as the data source has it, laid out; null while it is not loaded.
+    const Prepared* prepared(qint64 row);
+    qreal measuredHeight(const AttributedString& line) const;
+    std::optional<qreal> wrapWidth() const;
+
+    LogTableView& table_;
+    std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    bool wrapping_ = false;
+    std::unique_ptr<LineMetrics> metrics_;
+    std::unordered_map<qint64, qreal> rowHeightCache_;
+    /// Height of one unwrapped line in the current font.
+    std::optional<qreal> rowHtForCurrentFont_;
+    std::unordered_map<qint64, Prepared> layouts_;
+};
+
+/// Whether the line's rules hide it; an empty line is never hidden.
+bool isHiddenLine(const AttributedString& line);
+
+} // namespace korvane

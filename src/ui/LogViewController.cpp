@@ -1,0 +1,403 @@
+#include "ui/LogViewController.h"
+
+#include "core/NotificationNames.h"
+#include "core/Pages.h"
+#include "core/Preferences.h"
+#include "core/RowsUpdatedNotificationObject.h"
+#include "core/TailDataSourceProtocol.h"
+#include "documents/Document.h"
+#include "documents/LoadProgressController.h"
+#include "foundation/Alerts.h"
+#include "foundation/FilePath.h"
+#include "foundation/MainThread.h"
+#include "foundation/OperationQueue.h"
+#include "ui/CopyLinesOperation.h"
+#include "ui/GotoLineViewController.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QLocale>
+#include <QMenu>
+#include <QPointer>
+
+#include <algorithm>
+#include <cmath>
+
+namespace korvane {
+namespace {
+
+constexpr qreal lineMarkColumnWidth = 18;
+constexpr qreal numberPadding = 14;
+constexpr int fewestDigits = 4;
+constexpr double smallestPointSize = 5;
+constexpr double largestPointSize = 72;
+constexpr double standardPointSize = 12;
+/// Selections longer than this highlight nothing: they are being copied, not looked for.
+constexpr qsizetype longestQuickHighlight = 1000;
+constexpr std::uint64_t largeCopyBytes = 100'000'000;
+/// The clipboard's own limit: a text counts its units in a 32-bit number in most programs.
+constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
+
+} // namespace
+
+LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPresenter& alerts,
+                                     QWidget* parent)
+    : QObject(parent), document_(std::move(document)), dataSource_(document_->dataSource()), alerts_(alerts),
+      tableView_(new LogTableView(parent)), copyQueue_(std::make_unique<OperationQueue>("Copy queue", 1)) {
+    auto& preferences = Preferences::shared();
+    const QString fileId = absoluteString(document_->fileUrl());
+    wrappingLines_ =
+        preferences.hasWrapLines(fileId) ? preferences.isWrapLines(fileId) : preferences.wrapLines();
+    document_->setWrapping(wrappingLines_);
+
+    tableView_->setColumnWidth(cell::lineMark, lineMarkColumnWidth);
+    tableView_->delegate().setWrapping(wrappingLines_);
+    tableView_->delegate().setDataSource(dataSource_);
+    applyColors();
+    applyFont();
+    if (!preferences.showLineNumbers())
+        setShowsLineNumbers(false);
+    tableView_->setRowCount(dataSource_->numberOfRows());
+
+    auto& center = NotificationCenter::shared();
+    tokens_.push_back(center.observe(notification::rowsUpdated,
+                                     [this](const Notification& posted) { rowsUpdatedInTable(posted); }));
+    tokens_.push_back(center.observe(notification::dataSourceLoadedLines, [this](const Notification& posted) {
+        if (posted.sender == dataSource_.get())
+            dataSourceLoadedLines();
+    }));
+    preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
+
+    tableView_->installEventFilter(this);
+    connect(tableView_, &LogTableView::selectionChanged, this, [this] {
+        quickHighlightSelection();
+        Q_EMIT selectionChanged();
+    });
+    connect(tableView_, &LogTableView::visibleRowsChanged, this, [this] { visibleRowsChanged(); });
+    connect(tableView_, &LogTableView::zoomRequested, this, [this](int steps) { zoom(steps); });
+    connect(tableView_, &LogTableView::visibleRowsShown, this, &LogViewController::firstRowsShown);
+    connect(tableView_, &LogTableView::contextMenuRequested, this, [this](QPoint place) {
+        if (contextMenu_)
+            contextMenu_->popup(place);
+    });
+}
+
+LogViewController::~LogViewController() {
+    copyQueue_->cancelAllOperations();
+}
+
+bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == tableView_ && event->type() == QEvent::Resize) {
+        // The table itself is resized before its filter's owner can be asked: the column follows right
+        // behind.
+        QMetaObject::invokeMethod(
+            this, [this] { updateLineColumnWidth(); }, Qt::QueuedConnection);
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+// ---- Rows
+
+void LogViewController::rowsUpdatedInTable(const Notification& notification) {
+    const auto* object = std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(&notification.object);
+    if (!object || (*object)->doc.lock() != document_)
+        return;
+    updateLineNumberColumn();
+    tableView_->setRowCount(dataSource_->numberOfRows());
+    tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
+    followPendingLine(document_->loadProgress()->state() != LoadProgressController::State::Loading);
+    Q_EMIT rowCountChanged();
+}
+
+void LogViewController::dataSourceLoadedLines() {
+    tableView_->rowsChanged();
+    Q_EMIT rowsArrived();
+}
+
+void LogViewController::visibleRowsChanged() {
+    const qint64 first = tableView_->firstVisibleRow();
+    const qint64 last = std::max(first, tableView_->lastVisibleRow());
+    const qint64 margin = 3 * (last - first + 1);
+    dataSource_->dropRequestsOutside(std::max<qint64>(0, first - margin), last + margin);
+    QPointer<LogViewController> self(this);
+    // After the visible rows have been asked for, those next to them.
+    QMetaObject::invokeMethod(
+        this,
+        [this, first, last, margin] {
+            if (tableView_->firstVisibleRow() != first)
+                return;
+            for (const qint64 row : {first, last, last + margin, first - margin}) {
+                if (row >= 0 && row < tableView_->rowCount())
+                    dataSource_->loadPage(pages::pageOfLine(dataSource_->rowStart() + row), true);
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+qint64 LogViewController::lineCount() const {
+    return dataSource_->rowStart() + tableView_->rowCount();
+}
+
+std::optional<qint64> LogViewController::validLineNumber(const QString& text) const {
+    bool isNumber = false;
+    qint64 number = QLocale().toLongLong(text.trimmed(), &isNumber);
+    if (!isNumber)
+        number = text.trimmed().toLongLong(&isNumber);
+    return isNumber && number >= 1 && number <= lineCount() ? std::optional(number) : std::nullopt;
+}
+
+void LogViewController::goToLine(qint64 lineNumber) {
+    const qint64 row = lineNumber - 1 - dataSource_->rowStart();
+    if (row < 0) {
+        Q_EMIT userMessage(
+            tr("Line %1 is not shown: the view was cleared after it").arg(QLocale().toString(lineNumber)));
+        return;
+    }
+    if (row >= tableView_->rowCount())
+        return;
+    tableView_->scrollTextToVisible(row, {});
+    tableView_->selectRow(row);
+}
+
+void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
+    pendingLine_ = lineNumber;
+    using State = LoadProgressController::State;
+    const State state = document_->loadProgress()->state();
+    followPendingLine(state == State::Completed || state == State::Canceled);
+}
+
+void LogViewController::followPendingLine(bool isLast) {
+    if (!pendingLine_)
+        return;
+    if (*pendingLine_ <= lineCount()) {
+        goToLine(*std::exchange(pendingLine_, std::nullopt));
+    } else if (isLast) {
+        const qint64 wanted = *std::exchange(pendingLine_, std::nullopt);
+        goToLine(lineCount());
+        Q_EMIT userMessage(tr("There is no line %1: the file has %2 lines")
+                               .arg(QLocale().toString(wanted), QLocale().toString(lineCount())));
+    }
+}
+
+void LogViewController::performGotoLineMenuAction() {
+    auto* panel = new GotoLineViewController(*this, tableView_->window());
+    panel->open();
+}
+
+// ---- Looks
+
+void LogViewController::handleUserDefaultsChanged(const QString& key) {
+    auto& preferences = Preferences::shared();
+    if (key == preferences.keyLogViewFont) {
+        dataSource_->invalidateRows();
+        applyFont();
+    } else if (key == preferences.keyLogViewFGColor || key == preferences.keyLogViewBGColor) {
+        dataSource_->invalidateRows();
+        applyColors();
+        tableView_->redecorate();
+    } else if (key == preferences.keyLogViewLineNumberFGColor) {
+        applyColors();
+    } else if (key == preferences.keyShowLineNumbers) {
+        setShowsLineNumbers(preferences.showLineNumbers());
+    } else if (key == preferences.keyQuickHighlightSelection) {
+        dataSource_->setQuickHighlightEnabled(preferences.quickHighlightSelection());
+        quickHighlightSelection();
+    }
+}
+
+void LogViewController::applyFont() {
+    tableView_->delegate().setFont(Preferences::shared().logViewFont());
+    updateLineNumberColumn();
+    updateLineColumnWidth();
+    tableView_->layoutChanged();
+}
+
+void LogViewController::applyColors() {
+    const auto& preferences = Preferences::shared();
+    tableView_->setColors({preferences.logViewBackground(), preferences.logViewForeground(),
+                           preferences.logViewLineNumViewForeground()});
+}
+
+void LogViewController::updateLineNumberColumn() {
+    const qint64 largest = std::max<qint64>(1, dataSource_->rowCount());
+    const int digits = std::max(fewestDigits, static_cast<int>(QString::number(largest).size()));
+    const qreal width = std::ceil(digits * tableView_->delegate().metrics().cellWidth() + numberPadding);
+    if (lineNumTableCol_) {
+        lineNumTableCol_->width = width;
+        return;
+    }
+    const auto shown = tableView_->column(cell::lineNum);
+    if (shown == tableView_->columns().end() || shown->width == width)
+        return;
+    tableView_->setColumnWidth(cell::lineNum, width);
+    updateLineColumnWidth();
+}
+
+void LogViewController::updateLineColumnWidth() {
+    if (!wrappingLines_)
+        return;
+    qreal width = tableView_->viewport()->width() - sidebarWidth_ - tableView_->column(cell::lineMark)->width;
+    if (tableView_->columns().size() == 3)
+        width -= tableView_->column(cell::lineNum)->width;
+    if (tableView_->column(cell::line)->width == width)
+        return;
+    tableView_->setColumnWidth(cell::line, width);
+    tableView_->layoutChanged();
+}
+
+void LogViewController::setWrappingLines(bool wrapping) {
+    if (wrapping == wrappingLines_)
+        return;
+    wrappingLines_ = wrapping;
+    document_->setWrapping(wrapping);
+    Preferences::shared().setWrapLines(wrapping, absoluteString(document_->fileUrl()));
+    tableView_->delegate().setWrapping(wrapping);
+    updateLineColumnWidth();
+    tableView_->layoutChanged();
+    Q_EMIT wrappingChanged();
+}
+
+bool LogViewController::showsLineNumbers() const {
+    return !lineNumTableCol_;
+}
+
+void LogViewController::setShowsLineNumbers(bool shows) {
+    if (shows == showsLineNumbers())
+        return;
+    if (!shows) {
+        lineNumTableCol_ = tableView_->takeColumn(cell::lineNum);
+    } else {
+        tableView_->addColumn(*std::exchange(lineNumTableCol_, std::nullopt));
+        tableView_->moveColumn(2, 1);
+        updateLineNumberColumn();
+    }
+    updateLineColumnWidth();
+    tableView_->layoutChanged();
+    Q_EMIT lineNumbersChanged();
+}
+
+bool LogViewController::quickHighlightEnabled() const {
+    return dataSource_->quickHighlightEnabled();
+}
+
+void LogViewController::setQuickHighlightEnabled(bool enabled) {
+    dataSource_->setQuickHighlightEnabled(enabled);
+    tableView_->redecorate();
+}
+
+void LogViewController::quickHighlightSelection() {
+    QString text = tableView_->selectedText();
+    if (text.size() > longestQuickHighlight || text.trimmed().isEmpty())
+        text.clear();
+    if (text == dataSource_->quickHighlightSelectionString())
+        return;
+    dataSource_->setQuickHighlightSelectionString(text);
+    tableView_->redecorate();
+    NotificationCenter::shared().post(notification::quickHighlightTextSelected, text, this);
+}
+
+void LogViewController::setEncodingChoice(EncodingChoice choice) {
+    document_->logReader()->setEncodingChoice(choice);
+    dataSource_->invalidateRows();
+    if (!Preferences::shared().lazyLoadFile())
+        document_->reload();
+    tableView_->rowsChanged();
+}
+
+bool LogViewController::hasUndecodableLines() const {
+    return dataSource_->hasUndecodableLines();
+}
+
+void LogViewController::zoom(int steps) {
+    QFont font = Preferences::shared().logViewFont();
+    font.setPointSizeF(std::clamp(font.pointSizeF() + steps, smallestPointSize, largestPointSize));
+    Preferences::shared().setLogViewFont(font);
+}
+
+void LogViewController::resetZoom() {
+    QFont font = Preferences::shared().logViewFont();
+    font.setPointSizeF(standardPointSize);
+    Preferences::shared().setLogViewFont(font);
+}
+
+// ---- Copying
+
+bool LogViewController::canCopy() const {
+    return tableView_->textSelection().has_value() || !tableView_->selection().isEmpty();
+}
+
+void LogViewController::selectAll() {
+    tableView_->selectAll();
+}
+
+void LogViewController::copySelection() {
+    if (tableView_->textSelection())
+        QApplication::clipboard()->setText(tableView_->selectedText());
+    else if (!tableView_->selection().isEmpty())
+        copyRows();
+}
+
+void LogViewController::copyRows() {
+    std::uint64_t bytes = 0;
+    for (const auto& range : tableView_->selection().ranges())
+        bytes += document_->logReader()->byteCount(dataSource_->rowStart() + range.first + 1,
+                                                   range.last - range.first + 1);
+    const QString size = QLocale().formattedDataSize(static_cast<qint64>(bytes));
+    if (bytes > largestCopyBytes) {
+        alerts_.present({Alert::Kind::Warning,
+                         tr("%1 are too much for the clipboard").arg(size),
+                         tr("Select fewer lines, or copy the file itself."),
+                         {}},
+                        tableView_, {});
+        return;
+    }
+    if (bytes <= largeCopyBytes) {
+        startCopy();
+        return;
+    }
+    QPointer<LogViewController> self(this);
+    alerts_.present(
+        {Alert::Kind::Question,
+         tr("Copy %1 to the clipboard?").arg(size),
+         tr("This takes memory in this program and in every program that the text is pasted into."),
+         {tr("Copy"), tr("Cancel")}},
+        tableView_, [self](int button) {
+            if (self && button == 0)
+                self->startCopy();
+        });
+}
+
+void LogViewController::startCopy() {
+    cancelCopy();
+    std::vector<RowSelection::Range> lines;
+    for (const auto& range : tableView_->selection().ranges())
+        lines.push_back({dataSource_->rowStart() + range.first, dataSource_->rowStart() + range.last});
+    QPointer<LogViewController> self(this);
+    const auto progress = [self](int percent) {
+        if (self)
+            Q_EMIT self->copyProgress(percent);
+    };
+    const qint64 count = tableView_->selection().count();
+    const auto done = [self, count](const std::optional<QString>& text) {
+        if (!self)
+            return;
+        if (text) {
+            // The last line's own end is not part of the selection.
+            QApplication::clipboard()->setText(text->endsWith(u'\n') ? text->chopped(1) : *text);
+            if (count > 1)
+                Q_EMIT self->userMessage(
+                    LogViewController::tr("%1 lines copied").arg(QLocale().toString(count)));
+        }
+        Q_EMIT self->copyProgress(-1);
+    };
+    copyOperation_ =
+        std::make_shared<CopyLinesOperation>(document_->logReader(), std::move(lines), progress, done);
+    copyQueue_->addOperation(copyOperation_);
+}
+
+void LogViewController::cancelCopy() {
+    if (copyOperation_)
+        copyOperation_->cancel();
+}
+
+} // namespace korvane

@@ -1,0 +1,121 @@
+#pragma once
+
+#include "core/LogFileReaderProtocol.h"
+#include "foundation/NotificationCenter.h"
+#include "foundation/UserDefaults.h"
+#include "ui/LogTableView.h"
+
+#include <QObject>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class QMenu;
+
+namespace korvane {
+
+class AlertPresenter;
+class CopyLinesOperation;
+class Document;
+class OperationQueue;
+class TailDataSourceProtocol;
+
+/// Runs the log table of one document: brings rows, preferences and the user's actions to it. Owned by the
+/// document's window, and owns the table through it. Main thread.
+class LogViewController : public QObject {
+    Q_OBJECT
+
+public:
+    /// The table becomes a child of `parent`.
+    LogViewController(std::shared_ptr<Document> document, AlertPresenter& alerts, QWidget* parent);
+    ~LogViewController() override;
+
+    LogTableView& tableView() { return *tableView_; }
+    /// Drawn in the table's context menu; set by the window, not owned.
+    void setContextMenu(QMenu* menu) { contextMenu_ = menu; }
+
+    qint64 lineCount() const;
+    /// The number that a text stands for, in the user's own notation, if it is a line of the file.
+    std::optional<qint64> validLineNumber(const QString& text) const;
+    /// Scrolls a one-based line into view and selects it. A line that the cleared view no longer shows gets a
+    /// message.
+    void goToLine(qint64 lineNumber);
+    /// The same as soon as the line is known, at the latest when the first scan has ended.
+    void goToLineWhenKnown(qint64 lineNumber);
+    void performGotoLineMenuAction();
+
+    bool wrappingLines() const { return wrappingLines_; }
+    /// Also remembered for this file.
+    void setWrappingLines(bool wrapping);
+    bool showsLineNumbers() const;
+    void setShowsLineNumbers(bool shows);
+    bool quickHighlightEnabled() const;
+    void setQuickHighlightEnabled(bool enabled);
+    void setEncodingChoice(EncodingChoice choice);
+    /// Bytes on the screen that are no text in the file's encoding.
+    bool hasUndecodableLines() const;
+
+    /// Steps of one point; applies to every log view.
+    void zoom(int steps);
+    void resetZoom();
+
+    /// Puts the selected text, or the selected lines whole, on the clipboard. Many lines are read in the
+    /// background.
+    void copySelection();
+    bool canCopy() const;
+    void cancelCopy();
+    void selectAll();
+
+    /// The window's size has changed: the line column gets what the others leave.
+    void updateLineColumnWidth();
+
+Q_SIGNALS:
+    void rowCountChanged();
+    /// A page has arrived, or failed to.
+    void rowsArrived();
+    void wrappingChanged();
+    void lineNumbersChanged();
+    void selectionChanged();
+    /// Copying goes on in the background: percent done, or -1 when it has ended.
+    void copyProgress(int percent);
+    void userMessage(const QString& text);
+    /// The first time that the text of the visible rows is on the screen.
+    void firstRowsShown();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void rowsUpdatedInTable(const Notification& notification);
+    void dataSourceLoadedLines();
+    void handleUserDefaultsChanged(const QString& key);
+    void applyFont();
+    void applyColors();
+    void quickHighlightSelection();
+    void updateLineNumberColumn();
+    void followPendingLine(bool isLast);
+    void visibleRowsChanged();
+    void copyRows();
+    void startCopy();
+
+    const std::shared_ptr<Document> document_;
+    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    AlertPresenter& alerts_;
+    LogTableView* tableView_;
+    QMenu* contextMenu_ = nullptr;
+    bool wrappingLines_ = false;
+    /// Kept while it is out of the table.
+    std::optional<LogTableView::Column> lineNumTableCol_;
+    qreal sidebarWidth_ = 0;
+    std::optional<qint64> pendingLine_;
+
+    std::unique_ptr<OperationQueue> copyQueue_;
+    std::shared_ptr<CopyLinesOperation> copyOperation_;
+
+    std::vector<NotificationToken> tokens_;
+    UserDefaults::Token preferencesToken_;
+};
+
+} // namespace korvane

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "core/FontCatalog.h"
+
+namespace korvane {
+
+/// The fonts that the desktop knows.
+class MachineFontCatalog : public FontCatalog {
+public:
+    bool isInstalled(const QString& family) const override;
+    QFont userFont() const override;
+    QFont systemFont() const override;
+};
+
+} // namespace korvane

@@ -1,0 +1,132 @@
+#include "ui/MainWindowController.h"
+
+#include "documents/Document.h"
+#include "documents/LoadProgressController.h"
+#include "foundation/FilePath.h"
+#include "ui/FooterViewController.h"
+#include "ui/LogViewController.h"
+#include "ui/ProgressStrip.h"
+
+#include <QPointer>
+#include <QVBoxLayout>
+
+namespace korvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto progressInterval = 50ms;
+/// Shorter loads show no progress at all.
+constexpr auto progressDelay = 300ms;
+constexpr auto fileCheckInterval = 1500ms;
+
+QString faultText(FileFault fault) {
+    switch (fault) {
+    case FileFault::None:
+        return {};
+    case FileFault::Removed:
+        return MainWindowController::tr("The file has been removed: these are its last lines");
+    case FileFault::Replaced:
+        return MainWindowController::tr("Another file has taken this file's place: open it again to see it");
+    case FileFault::Truncated:
+        return MainWindowController::tr(
+            "The file has been cut short: open it again to see what it holds now");
+    }
+    return {};
+}
+
+} // namespace
+
+MainWindowController::MainWindowController(std::shared_ptr<Document> document, AlertPresenter& alerts,
+                                           QWidget* parent)
+    : QWidget(parent), document_(std::move(document)),
+      logView_(new LogViewController(document_, alerts, this)), loadStrip_(new ProgressStrip(this)),
+      copyStrip_(new ProgressStrip(this)), footer_(new FooterViewController(this)) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(&logView_->tableView(), 1);
+    layout->addWidget(loadStrip_);
+    layout->addWidget(copyStrip_);
+    layout->addWidget(footer_);
+    setFocusProxy(&logView_->tableView());
+
+    connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
+        document_->cancelLoading();
+        Q_EMIT loadCancelled();
+    });
+    connect(copyStrip_, &ProgressStrip::cancelled, this, [this] { logView_->cancelCopy(); });
+    connect(logView_, &LogViewController::copyProgress, this, [this](int percent) {
+        if (percent < 0)
+            copyStrip_->finish({});
+        else
+            copyStrip_->showProgress(tr("Copying lines"), percent);
+    });
+    connect(logView_, &LogViewController::rowCountChanged, this, [this] { updateFooter(); });
+    connect(logView_, &LogViewController::rowsArrived, this, [this] { updateFooter(); });
+    connect(logView_, &LogViewController::userMessage, this,
+            [this](const QString& text) { footer_->showUserUpdate(text); });
+    connect(&progressTimer_, &QTimer::timeout, this, [this] { updateProgress(); });
+    connect(&fileTimer_, &QTimer::timeout, this, [this] { checkFile(); });
+    progressTimer_.start(progressInterval);
+    fileTimer_.start(fileCheckInterval);
+    updateFooter();
+}
+
+bool MainWindowController::isLoading() const {
+    const auto state = document_->loadProgress()->state();
+    return state == LoadProgressController::State::Waiting || state == LoadProgressController::State::Loading;
+}
+
+void MainWindowController::setSourceStatus(const QString& text) {
+    sourceStatus_ = text;
+    updateFooter();
+}
+
+void MainWindowController::updateProgress() {
+    if (document_->isClosed())
+        return;
+    const auto progress = document_->loadProgress();
+    if (!isLoading()) {
+        loadStrip_->finish(progress->statusText());
+        progressTimer_.stop();
+        updateFooter();
+        return;
+    }
+    if (progress->elapsed() < progressDelay)
+        return;
+    const auto total = progress->totalBytes();
+    loadStrip_->showProgress(
+        progress->statusText(),
+        total == 0 ? -1
+                   : static_cast<int>(std::min<std::uint64_t>(100, progress->readBytes() * 100 / total)));
+}
+
+void MainWindowController::updateFooter() {
+    if (document_->isClosed())
+        return;
+    footer_->setFileName(document_->displayName(), displayPath(document_->fileUrl()));
+    footer_->setLineCount(logView_->lineCount());
+    footer_->setFileSize(document_->logReader()->fileSize());
+    footer_->setEncodingName(encodingName(document_->logReader()->fileEncoding()));
+    QString standing = document_->openFault();
+    if (standing.isEmpty())
+        standing = fileFault_;
+    if (standing.isEmpty() && logView_->hasUndecodableLines())
+        standing = tr("Some rows are blank: their bytes are not valid %1. Choose another encoding in View > "
+                      "Text Encoding")
+                       .arg(encodingName(document_->logReader()->fileEncoding()));
+    footer_->setStanding(standing.isEmpty() ? sourceStatus_ : standing);
+}
+
+void MainWindowController::checkFile() {
+    QPointer<MainWindowController> self(this);
+    document_->checkFile([self](FileFault fault) {
+        if (!self)
+            return;
+        self->fileFault_ = faultText(fault);
+        self->updateFooter();
+    });
+}
+
+} // namespace korvane

@@ -1,0 +1,94 @@
+#include "ui/WindowManager.h"
+
+#include "core/Preferences.h"
+#include "documents/Document.h"
+#include "ui/LogViewController.h"
+#include "ui/MainWindow.h"
+#include "ui/MainWindowController.h"
+
+#include <QPointer>
+
+#include <algorithm>
+
+namespace korvane {
+
+WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {}
+
+WindowManager::~WindowManager() {
+    for (MainWindow* window : std::exchange(windows_, {}))
+        delete window;
+}
+
+MainWindow& WindowManager::addWindow() {
+    auto* window = new MainWindow(*documents_);
+    windows_.push_back(window);
+    QObject::connect(window, &MainWindow::aboutToClose, window,
+                     [this, window] { std::erase(windows_, window); });
+    if (prepareWindow_)
+        prepareWindow_(*window);
+    return *window;
+}
+
+MainWindow& WindowManager::windowForNewPage() {
+    for (auto window = windows_.rbegin(); window != windows_.rend(); ++window) {
+        if (Preferences::shared().useTabs() || (*window)->pages().empty())
+            return **window;
+    }
+    return addWindow();
+}
+
+void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
+    MainWindow& window = windowForNewPage();
+    auto* page = new MainWindowController(document, alerts_, &window);
+    QObject::connect(page, &MainWindowController::loadCancelled, page, [this, document] {
+        // After the button's own click has been dealt with.
+        QMetaObject::invokeMethod(
+            documents_ ? pageOf(*document) : nullptr,
+            [this, document] { documents_->closeDocument(document); }, Qt::QueuedConnection);
+    });
+    window.addPage(page);
+    window.show();
+    window.raisePage(page);
+}
+
+void WindowManager::raiseWindow(const std::shared_ptr<Document>& document) {
+    for (MainWindow* window : windows_) {
+        if (MainWindowController* page = window->pageOf(*document))
+            window->raisePage(page);
+    }
+}
+
+void WindowManager::closeWindow(const std::shared_ptr<Document>& document) {
+    for (MainWindow* window : std::vector(windows_)) {
+        if (!window->removePage(*document))
+            continue;
+        // The last window stays, empty, so that another file can be opened in it.
+        if (window->pages().empty() && windows_.size() > 1)
+            window->close();
+    }
+}
+
+void WindowManager::goToLine(const std::shared_ptr<Document>& document, qint64 lineNumber) {
+    if (MainWindowController* page = pageOf(*document))
+        page->logView().goToLineWhenKnown(lineNumber);
+}
+
+void WindowManager::showEmptyWindow() {
+    if (windows_.empty())
+        addWindow().show();
+}
+
+MainWindowController* WindowManager::pageOf(const Document& document) const {
+    for (const MainWindow* window : windows_) {
+        if (MainWindowController* page = window->pageOf(document))
+            return page;
+    }
+    return nullptr;
+}
+
+void WindowManager::closeAll() {
+    for (MainWindow* window : std::vector(windows_))
+        window->close();
+}
+
+} // namespace korvane

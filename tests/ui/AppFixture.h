@@ -1,0 +1,97 @@
+#pragma once
+
+#include "core/Preferences.h"
+#include "core/TailDataSourceProtocol.h"
+#include "documents/AppDocumentController.h"
+#include "documents/Document.h"
+#include "documents/LoadProgressController.h"
+#include "foundation/MainThread.h"
+#include "foundation/OperationQueue.h"
+#include "support/TemporaryFile.h"
+#include "ui/LogViewController.h"
+#include "ui/MachineFontCatalog.h"
+#include "ui/MainThreadPump.h"
+#include "ui/MainWindow.h"
+#include "ui/MainWindowController.h"
+#include "ui/WindowManager.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace korvane::test {
+
+/// Keeps what the program wanted to tell or ask; answers with the button set beforehand.
+class RecordingAlerts : public AlertPresenter {
+public:
+    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
+        alerts.push_back(alert);
+        if (done)
+            done(nextAnswer);
+    }
+    std::vector<Alert> alerts;
+    int nextAnswer = 0;
+};
+
+/// The program without its command line: real documents in real windows, on settings of their own.
+class AppFixture : public ::testing::Test {
+protected:
+    AppFixture() : documents_(windows_, alerts_) {
+        auto preferences = std::make_unique<Preferences>(
+            std::make_unique<UserDefaults>(settings_.path() + QStringLiteral("/korvane.ini")));
+        preferences->registerDefaults(MachineFontCatalog());
+        Preferences::setShared(std::move(preferences));
+        windows_.setDocumentController(documents_);
+    }
+
+    ~AppFixture() override {
+        documents_.closeAllDocuments();
+        windows_.closeAll();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        MainThread::shared().runPending();
+    }
+
+    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 20000); }
+
+    /// Opens a file and waits until its first scan has ended and what is visible has its text.
+    MainWindowController* open(const TemporaryFile& file, std::optional<qint64> line = std::nullopt) {
+        const auto document = documents_.openDocument(file.url(), line);
+        EXPECT_TRUE(document);
+        MainWindowController* page = windows_.pageOf(*document);
+        EXPECT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
+        return page;
+    }
+
+    static bool isShown(MainWindowController& page) {
+        LogTableView& table = page.logView().tableView();
+        if (table.rowCount() != page.document()->dataSource()->numberOfRows())
+            return false;
+        for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
+            if (table.delegate().viewForTableColumn(cell::line, row).identifier == cell::loading)
+                return false;
+        }
+        return true;
+    }
+
+    static QString textOfRow(MainWindowController& page, qint64 row) {
+        const auto view = page.logView().tableView().delegate().viewForTableColumn(cell::line, row);
+        return view.row ? view.row->line.string() : QStringLiteral("(not loaded)");
+    }
+
+    MainThreadPump pump_;
+    QTemporaryDir settings_;
+    RecordingAlerts alerts_;
+    WindowManager windows_{alerts_};
+    AppDocumentController documents_;
+};
+
+/// `count` lines "line 1" … without an end of line after the last.
+inline QByteArray numberedLines(qint64 count) {
+    QByteArray text;
+    for (qint64 i = 1; i <= count; ++i)
+        text += "line " + QByteArray::number(i) + (i < count ? "\n" : "");
+    return text;
+}
+
+} // namespace korvane::test

@@ -1,0 +1,222 @@
+#include "AppFixture.h"
+
+#include "core/TailDataSourceProtocol.h"
+#include "ui/GotoLineViewController.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::AppFixture;
+using test::numberedLines;
+using test::TemporaryFile;
+
+class LogViewControllerTest : public AppFixture {};
+
+TEST_F(LogViewControllerTest, EveryLineOfAFileIsOnItsRow) {
+    struct Case {
+        QByteArray content;
+        QStringList rows;
+    };
+    for (const Case& c : {Case{"", {u""_s}}, Case{"a\nb", {u"a"_s, u"b"_s}}, Case{"a\nb\n", {u"a"_s, u"b"_s, u""_s}},
+                          Case{"a\r\nb", {u"a\r"_s, u"b"_s}}, Case{QByteArray("x\0y\nz", 5), {u"x"_s + QChar(0) + u"y"_s, u"z"_s}},
+                          Case{"gr\xC3\xB6\xC3\x9F\x65r\n", {u"größer"_s, u""_s}}}) {
+        const TemporaryFile file(c.content);
+        MainWindowController* page = open(file);
+        ASSERT_EQ(page->logView().tableView().rowCount(), c.rows.size()) << c.content.constData();
+        for (qsizetype row = 0; row < c.rows.size(); ++row)
+            EXPECT_EQ(textOfRow(*page, row), c.rows[row]);
+        documents_.closeDocument(page->document());
+    }
+}
+
+TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
+    const TemporaryFile file(numberedLines(12001));
+    MainWindowController* page = open(file);
+    LogViewController& logView = page->logView();
+    for (const qint64 line : {12001LL, 1LL, 5000LL, 5001LL}) {
+        logView.goToLine(line);
+        EXPECT_EQ(logView.tableView().currentRow(), line - 1);
+        ASSERT_TRUE(until([&] { return isShown(*page); }));
+        ASSERT_TRUE(logView.tableView().rowRect(line - 1)) << line;
+        EXPECT_EQ(textOfRow(*page, line - 1), u"line %1"_s.arg(line));
+    }
+    EXPECT_EQ(logView.validLineNumber(u"0"_s), std::nullopt);
+    EXPECT_EQ(logView.validLineNumber(u"12002"_s), std::nullopt);
+    EXPECT_EQ(logView.validLineNumber(u"-3"_s), std::nullopt);
+    EXPECT_EQ(logView.validLineNumber(u"12x"_s), std::nullopt);
+    EXPECT_EQ(logView.validLineNumber(u" 12001 "_s), 12001);
+    EXPECT_EQ(logView.validLineNumber(QLocale().toString(12001)), 12001);
+}
+
+TEST_F(LogViewControllerTest, ALineThatTheClearedViewDoesNotShowGetsAMessage) {
+    const TemporaryFile file(numberedLines(100));
+    MainWindowController* page = open(file);
+    page->document()->dataSource()->clearView();
+    page->logView().tableView().setRowCount(page->document()->dataSource()->numberOfRows());
+    QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
+    page->logView().goToLine(50);
+    EXPECT_EQ(messages.size(), 1);
+    page->logView().goToLine(100);
+    EXPECT_EQ(messages.size(), 1);
+    EXPECT_EQ(page->logView().tableView().currentRow(), 0);
+}
+
+TEST_F(LogViewControllerTest, ALineAskedForOnTheCommandLineIsShownWhenItIsKnown) {
+    const TemporaryFile file(numberedLines(60000));
+    MainWindowController* page = open(file, 55555);
+    ASSERT_TRUE(until([&] { return page->logView().tableView().currentRow() == 55554; }));
+    QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
+    page->logView().goToLineWhenKnown(70000);
+    EXPECT_EQ(messages.size(), 1);
+    EXPECT_EQ(page->logView().tableView().currentRow(), 59999);
+}
+
+TEST_F(LogViewControllerTest, TheGoToLinePanelTakesOnlyLinesThatExist) {
+    const TemporaryFile file(numberedLines(100));
+    MainWindowController* page = open(file);
+    page->logView().performGotoLineMenuAction();
+    auto* panel = page->window()->findChild<GotoLineViewController*>();
+    ASSERT_TRUE(panel);
+    auto* field = panel->findChild<QLineEdit*>();
+    QPushButton* ok = nullptr;
+    for (auto* button : panel->findChildren<QPushButton*>()) {
+        if (button->isDefault())
+            ok = button;
+    }
+    ASSERT_TRUE(ok);
+    EXPECT_FALSE(ok->isEnabled());
+    QTest::keyClicks(field, u"101"_s);
+    EXPECT_FALSE(ok->isEnabled());
+    QTest::keyClick(field, Qt::Key_Backspace);
+    EXPECT_TRUE(ok->isEnabled());
+    QTest::keyClick(field, Qt::Key_Return);
+    EXPECT_EQ(page->logView().tableView().currentRow(), 9);
+    EXPECT_FALSE(panel->isVisible());
+}
+
+TEST_F(LogViewControllerTest, LineNumbersGoAndComeBackInTheirPlace) {
+    const TemporaryFile file(numberedLines(100));
+    MainWindowController* page = open(file);
+    LogViewController& logView = page->logView();
+    logView.setWrappingLines(true);
+    const auto identifiers = [&] {
+        QStringList all;
+        for (const auto& column : logView.tableView().columns())
+            all.append(column.identifier);
+        return all.join(u' ');
+    };
+    const qreal lineWidth = logView.tableView().column(cell::line)->width;
+    const qreal numberWidth = logView.tableView().column(cell::lineNum)->width;
+    Preferences::shared().setShowLineNumbers(false);
+    EXPECT_EQ(identifiers(), u"LineMark Line"_s);
+    EXPECT_EQ(logView.tableView().column(cell::line)->width, lineWidth + numberWidth);
+    Preferences::shared().setShowLineNumbers(true);
+    EXPECT_EQ(identifiers(), u"LineMark LineNum Line"_s);
+    EXPECT_EQ(logView.tableView().column(cell::line)->width, lineWidth);
+}
+
+TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
+    const TemporaryFile one(numberedLines(100), "one.log");
+    const TemporaryFile other(numberedLines(100), "other.log");
+    MainWindowController* pages[] = {open(one), open(other)};
+    const qreal height = pages[0]->logView().tableView().rowHeight();
+    pages[0]->logView().zoom(8);
+    Preferences::shared().setLogViewForeground(Qt::darkGreen);
+    for (MainWindowController* page : pages) {
+        EXPECT_GT(page->logView().tableView().rowHeight(), height);
+        LogTableView& table = page->logView().tableView();
+        ASSERT_TRUE(until([&] {
+            const auto view = table.delegate().viewForTableColumn(cell::line, 0);
+            return view.row && view.row->line.attributesAt(0)->color(attribute::foreground) == QColor(Qt::darkGreen);
+        }));
+    }
+    pages[0]->logView().resetZoom();
+    EXPECT_EQ(pages[1]->logView().tableView().rowHeight(), height);
+}
+
+TEST_F(LogViewControllerTest, WrappingIsRememberedForTheFile) {
+    const TemporaryFile file(QByteArray(3000, 'x') + "\nshort\n");
+    MainWindowController* page = open(file);
+    EXPECT_FALSE(page->logView().wrappingLines());
+    const qreal one = page->logView().tableView().delegate().heightOfRow(0);
+    page->logView().setWrappingLines(true);
+    EXPECT_GT(page->logView().tableView().delegate().heightOfRow(0), 10 * one);
+    documents_.closeDocument(page->document());
+    EXPECT_TRUE(open(file)->logView().wrappingLines());
+    const TemporaryFile other("x\n", "other.log");
+    EXPECT_FALSE(open(other)->logView().wrappingLines());
+    Preferences::shared().setWrapLines(true);
+    const TemporaryFile third("x\n", "third.log");
+    EXPECT_TRUE(open(third)->logView().wrappingLines()) << "a file without its own setting follows the global one";
+}
+
+TEST_F(LogViewControllerTest, SelectedTextIsHighlightedEverywhereUntilItIsNotSelected) {
+    const TemporaryFile file("alpha beta\nbeta BETA\nnothing\n");
+    MainWindowController* page = open(file);
+    LogTableView& table = page->logView().tableView();
+    const auto backgroundAt = [&](qint64 row, int position) {
+        const auto* attributes = table.delegate().viewForTableColumn(cell::line, row).row->line.attributesAt(position);
+        return attributes ? attributes->color(attribute::background) : std::nullopt;
+    };
+    const auto place = [&](int column) {
+        const QRectF area = *table.rowRect(0);
+        const qreal x = table.columns()[0].width + table.columns()[1].width + 6 +
+                        (column + 0.3) * table.delegate().metrics().cellWidth();
+        return QPointF(x, area.center().y()).toPoint();
+    };
+    QTest::mouseDClick(table.viewport(), Qt::LeftButton, {}, place(7));
+    ASSERT_EQ(table.selectedText(), u"beta"_s);
+    EXPECT_TRUE(backgroundAt(1, 0));
+    EXPECT_TRUE(backgroundAt(1, 6)) << "case does not matter";
+    EXPECT_FALSE(backgroundAt(1, 4));
+    EXPECT_FALSE(backgroundAt(2, 0));
+    page->logView().setQuickHighlightEnabled(false);
+    EXPECT_FALSE(backgroundAt(1, 0));
+    page->logView().setQuickHighlightEnabled(true);
+    QTest::keyClick(&table, Qt::Key_Down);
+    EXPECT_FALSE(backgroundAt(1, 0));
+}
+
+TEST_F(LogViewControllerTest, CopyTakesSelectedTextOrWholeLinesFromTheFile) {
+    const TemporaryFile file(numberedLines(20000));
+    MainWindowController* page = open(file);
+    LogTableView& table = page->logView().tableView();
+    QApplication::clipboard()->clear();
+    page->logView().copySelection();
+    EXPECT_TRUE(QApplication::clipboard()->text().isEmpty());
+    table.selectAll();
+    page->logView().copySelection();
+    const QString all = QString::fromLatin1(numberedLines(20000));
+    ASSERT_TRUE(until([&] { return !QApplication::clipboard()->text().isEmpty(); }));
+    EXPECT_EQ(QApplication::clipboard()->text(), all) << "also lines that no page has loaded";
+    table.selectRow(6);
+    QTest::keyClick(&table, Qt::Key_Down, Qt::ShiftModifier);
+    page->logView().copySelection();
+    ASSERT_TRUE(until([&] { return QApplication::clipboard()->text() == u"line 7\nline 8"_s; }));
+}
+
+TEST_F(LogViewControllerTest, ABlankPageIsExplainedAndAnotherEncodingShowsIt) {
+    const TemporaryFile file("caf\xC3\xA9 good first line\n" + QByteArray(700, 'x').replace("xxxxxxx", "valid\n") +
+                             "bad \xFF\xFE\xFA byte\n");
+    MainWindowController* page = open(file);
+    page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::utf8});
+    ASSERT_TRUE(until([&] { return page->logView().hasUndecodableLines(); }));
+    EXPECT_EQ(textOfRow(*page, 0), QString());
+    const qint64 bad = page->logView().lineCount() - 2;
+    page->logView().setEncodingChoice({EncodingChoice::Kind::LenientUtf8, encoding::utf8});
+    page->logView().goToLine(bad + 1);
+    ASSERT_TRUE(until([&] { return textOfRow(*page, bad).contains(QChar(0xFFFD)); }));
+    EXPECT_FALSE(page->logView().hasUndecodableLines());
+    page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::isoLatin1});
+    ASSERT_TRUE(until([&] { return textOfRow(*page, bad) == u"bad ÿþú byte"_s; }));
+}
+
+} // namespace
+} // namespace korvane

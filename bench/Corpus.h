@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace korvane::bench {
+
+/// Writes a file of realistic log lines, about 130 bytes each, until it has at least `bytes` bytes. The same
+/// seed gives the same file. Returns whether it could be written.
+bool writeCorpus(const std::string& path, std::uint64_t bytes, std::uint64_t seed);
+
+} // namespace korvane::bench

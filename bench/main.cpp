@@ -1,0 +1,44 @@
+#include "Corpus.h"
+
+#include "core/LogReader.h"
+#include "foundation/FilePath.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+namespace korvane::bench {
+namespace {
+
+/// Indexes the file once. Prints "seconds lines heap-bytes".
+int index(const char* path) {
+    const auto reader = LogReader::createReader(fileUrlFromPath(path));
+    const auto start = std::chrono::steady_clock::now();
+    reader->refresh();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    std::printf("%.6f %lld %zu\n", took.count(), static_cast<long long>(reader->lineCount()),
+                reader->indexHeapBytes());
+    return reader->lineCount() > 1 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+int generate(const char* path, const char* bytes, const char* seed) {
+    return writeCorpus(path, std::strtoull(bytes, nullptr, 10), std::strtoull(seed, nullptr, 10))
+               ? EXIT_SUCCESS
+               : EXIT_FAILURE;
+}
+
+} // namespace
+} // namespace korvane::bench
+
+int main(int argc, char** argv) {
+    const std::string_view command = argc > 1 ? argv[1] : "";
+    if (command == "index" && argc == 3)
+        return korvane::bench::index(argv[2]);
+    if (command == "generate" && argc == 5)
+        return korvane::bench::generate(argv[2], argv[3], argv[4]);
+    std::fprintf(stderr, "usage: korvane_bench index FILE\n"
+                         "       korvane_bench generate FILE BYTES SEED\n");
+    return 2;
+}

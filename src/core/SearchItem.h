@@ -20,8 +20,8 @@ public:
     bool ignoreCase() const { return ignoreCase_; }
     void setIgnoreCase(bool value) { ignoreCase_ = value; }
 
-    /// Every occurrence in the line, ascending and without overlap, in UTF-16 code units. An occurrence of no length is
-    /// not listed.
+    /// Every occurrence in the line, ascending and without overlap, in UTF-16 code units. An occurrence of no
+    /// length is not listed.
     std::vector<TextRange> matchRanges(const QString& line) const;
     bool matches(const QString& line) const { return !matchRanges(line).empty(); }
 

@@ -44,16 +44,28 @@ const std::vector<StringEncoding>& knownEncodings();
 /// The name shown to the user and logged, for example "Unicode (UTF-8)". Empty for an unknown number.
 QString encodingName(StringEncoding encoding);
 
-/// The most likely encoding of `data`, or `encoding::unknown`. Order: byte-order mark, the pattern of NUL bytes,
-/// strictly valid UTF-8 (a character cut by the end of the data is allowed), then a statistical detector on the lines
-/// that hold high bytes, whose weak guesses do not count. Any thread.
+/// The most likely encoding of `data`, or `encoding::unknown`. Order: byte-order mark, the pattern of NUL
+/// bytes, strictly valid UTF-8 (a character cut by the end of the data is allowed), then a statistical
+/// detector on the lines that hold high bytes, whose weak guesses do not count. Any thread.
 StringEncoding detectStringEncoding(QByteArrayView data);
 
-/// The text of `data`, or nothing when some bytes are not valid in the encoding. A byte-order mark at the start of
-/// the data is dropped. Any thread.
+/// The text of `data`, or nothing when some bytes are not valid in the encoding. A byte-order mark at the
+/// start of the data is dropped. Any thread.
 std::optional<QString> decodeStrictly(QByteArrayView data, StringEncoding encoding);
 
 /// As above, but what is not valid becomes U+FFFD. Any thread.
 QString decodeLeniently(QByteArrayView data, StringEncoding encoding);
+
+/// The encoding with the byte order that the start of a file tells, for those whose order is not fixed.
+StringEncoding withByteOrder(QByteArrayView fileStart, StringEncoding encoding);
+
+/// How many bytes at the end of the data begin a UTF-8 character that the end cuts off.
+qsizetype cutUtf8Bytes(QByteArrayView data);
+
+/// Bytes that the text takes in an encoding, without a byte-order mark.
+std::uint64_t encodedSize(QStringView text, StringEncoding encoding);
+
+/// Bytes of the smallest part that a character consists of: 2 for UTF-16, 4 for UTF-32, else 1.
+int unitSize(StringEncoding encoding);
 
 } // namespace korvane

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "core/LogReader.h"
+#include "foundation/NativeLock.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <vector>
+
+namespace korvane {
+
+/// A reader that holds the text of the whole file, for users who trade memory for speed. Lines are decoded
+/// while they are scanned; another encoding needs a reset and a new scan.
+class InMemoryFileLogReader final : public LogReader {
+public:
+    static std::shared_ptr<LogFileReaderProtocol> create(const QUrl& fileUrl);
+
+    qint64 lineCount() const override { return lineCount_.load(std::memory_order_acquire); }
+    QStringList readLines(qint64 start, qint64 count) override;
+    DisplayLines readLinesForDisplay(qint64 start, qint64 count) override;
+
+private:
+    using LogReader::LogReader;
+
+    qint64 heldLines() const override;
+    void forgetLines() override;
+    void takeBytes(std::uint64_t offset, std::span<const char> bytes,
+                   std::span<const std::uint32_t> newlines) override;
+    void publishAll() override;
+    /// Nothing beyond: what is held cannot be dropped again.
+    std::uint64_t scanLimit(std::uint64_t size) const override { return size; }
+
+    /// The text of complete lines, as many as `count`; a line that is no text is empty.
+    std::vector<QString> decodeLines(const FileTextDecoder::Part& part, std::size_t count);
+    /// Puts lines behind the complete ones, in place of the incomplete one.
+    void replaceLastLine(std::vector<QString> added, bool lastIsIncomplete);
+
+    NativeLock lock_;
+    // Guarded by lock_.
+    std::vector<QString> lines_;
+    std::atomic<qint64> lineCount_{0}; // changes with lines_
+
+    // For the scan only.
+    /// The bytes of the last, incomplete line.
+    QByteArray data_;
+    std::uint64_t dataOffset_ = 0;
+    bool lastLineIsIncomplete_ = false;
+};
+
+} // namespace korvane

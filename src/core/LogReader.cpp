@@ -1,0 +1,363 @@
+#include "core/LogReader.h"
+
+#include "core/NewlineScan.h"
+#include "foundation/FatalError.h"
+#include "foundation/FilePath.h"
+#include "foundation/Log.h"
+
+#include <algorithm>
+#include <array>
+
+namespace korvane {
+namespace {
+
+/// The step in which a scan reports and asks whether to stop.
+constexpr std::size_t chunkSize = 2048;
+/// What is fetched at once: little at first, so that the first lines show early.
+constexpr std::size_t firstFetchSize = 32 * chunkSize;
+constexpr std::size_t fetchSize = 128 * chunkSize;
+
+} // namespace
+
+std::shared_ptr<LogFileReaderProtocol> LogReader::create(const QUrl& fileUrl) {
+    return createReader(fileUrl);
+}
+
+std::shared_ptr<LogReader> LogReader::createReader(const QUrl& fileUrl) {
+    return std::shared_ptr<LogReader>(new LogReader(fileUrl));
+}
+
+LogReader::LogReader(const QUrl& fileUrl) : fileUrl_(fileUrl) {
+    if (auto handle = FileHandle::openForReading(fileUrl))
+        handle_ = std::move(handle).value();
+}
+
+std::shared_ptr<LogReaderDelegate> LogReader::delegate() const {
+    const std::lock_guard guard(stateMutex_);
+    return delegate_;
+}
+
+void LogReader::setDelegate(std::shared_ptr<LogReaderDelegate> delegate) {
+    const std::lock_guard guard(stateMutex_);
+    delegate_.swap(delegate); // the old one goes outside the lock
+}
+
+std::shared_ptr<FileHandle> LogReader::openHandle() const {
+    const std::lock_guard guard(stateMutex_);
+    return handle_;
+}
+
+void LogReader::cancel() {
+    canceled_.store(true, std::memory_order_release);
+}
+
+void LogReader::close() {
+    closed_.store(true, std::memory_order_release);
+    std::shared_ptr<FileHandle> handle;
+    const std::lock_guard guard(stateMutex_);
+    handle_.swap(handle);
+}
+
+std::uint64_t LogReader::fileSize() {
+    const auto handle = openHandle();
+    return isCanceled() || !handle ? 0 : handle->size().value_or(0);
+}
+
+// ---- The index ----
+
+LineRange LogReader::refresh() {
+    const std::lock_guard guard(scanMutex_);
+    const auto delegate = this->delegate();
+    if (isCanceled()) {
+        if (delegate)
+            delegate->readerDidCancel();
+        return {};
+    }
+    index_.dropBeyond(currentFileLimit_);
+    const qint64 oldCount = heldLines();
+    // Asked of the file itself: `fileSize()` answers 0 once cancelled, which must not look like a shrunken
+    // file.
+    const auto handle = openHandle();
+    const std::uint64_t newSize = handle ? handle->size().value_or(currentFileLimit_) : currentFileLimit_;
+    if (delegate)
+        delegate->readerDidStart(newSize);
+
+    LineRange changed{std::max<qint64>(oldCount - 1, 0), 0};
+    ScanEnd end = ScanEnd::Complete;
+    if (currentFileLimit_ < newSize) {
+        end = scan(delegate.get());
+        changed.length = heldLines() - changed.location;
+    } else if (newSize < currentFileLimit_) {
+        forgetLines();
+        end = scan(delegate.get());
+        changed = {0, heldLines()};
+    } else {
+        publishAll();
+    }
+    if (end == ScanEnd::Stopped)
+        return {};
+    if (isCanceled()) {
+        if (delegate)
+            delegate->readerDidCancel();
+        return {};
+    }
+    if (delegate)
+        delegate->readerDidFinish();
+    return changed;
+}
+
+void LogReader::reset() {
+    const std::lock_guard guard(scanMutex_);
+    canceled_.store(false, std::memory_order_release);
+    forgetLines();
+}
+
+void LogReader::forgetLines() {
+    index_.clear();
+    currentFileLimit_ = 0;
+}
+
+void LogReader::indexLines() {
+    const std::lock_guard guard(scanMutex_);
+    scan(delegate().get());
+}
+
+LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
+    const auto handle = openHandle();
+    if (!handle)
+        return ScanEnd::Complete;
+    // What an earlier scan found beyond the size that it had measured is found again.
+    index_.dropBeyond(currentFileLimit_);
+    const std::uint64_t size = handle->size().value_or(currentFileLimit_);
+    const std::uint64_t readEnd = scanLimit(size);
+    std::uint64_t offset = currentFileLimit_;
+    std::uint64_t newLimit = size;
+
+    const auto block = std::make_unique_for_overwrite<char[]>(fetchSize);
+    const auto positions = std::make_unique_for_overwrite<std::uint32_t[]>(NewlineScan::roomFor(fetchSize));
+    std::size_t fetch = firstFetchSize;
+    while (!isStopped()) {
+        const std::size_t wanted = std::min<std::uint64_t>(fetch, readEnd - std::min(offset, readEnd));
+        const auto got = handle->read(offset, {block.get(), wanted});
+        if (!got) {
+            warnOfReadError(offset);
+            newLimit = std::min(size, offset);
+        }
+        const std::span<const char> bytes(block.get(), got.value_or(0));
+        if (bytes.empty()) {
+            if (delegate)
+                delegate->readerDidReadBytes(0);
+            currentFileLimit_ = newLimit;
+            publishAll();
+            return ScanEnd::Complete;
+        }
+        const std::size_t found =
+            NewlineScan::find(bytes, {positions.get(), NewlineScan::roomFor(bytes.size())});
+        const std::span<const std::uint32_t> newlines(positions.get(), found);
+        std::pair<std::size_t, std::size_t> taken(bytes.size(), found);
+        if (delegate)
+            taken = reportSteps(*delegate, bytes.size(), newlines);
+        takeBytes(offset, bytes.first(taken.first), newlines.first(taken.second));
+        if (__builtin_add_overflow(offset, taken.first, &offset))
+            fatalError("file offset overflow");
+        fetch = fetchSize;
+    }
+    publishAll();
+    if (delegate)
+        delegate->readerDidCancel();
+    return ScanEnd::Stopped;
+}
+
+std::pair<std::size_t, std::size_t> LogReader::reportSteps(LogReaderDelegate& delegate, std::size_t size,
+                                                           std::span<const std::uint32_t> newlines) const {
+    qint64 count = index_.entryCount();
+    std::size_t reported = 0;
+    std::size_t bytes = 0;
+    while (bytes < size && !isStopped()) {
+        const std::size_t step = std::min(chunkSize, size - bytes);
+        bytes += step;
+        delegate.readerDidReadBytes(step);
+        while (reported < newlines.size() && newlines[reported] < bytes) {
+            ++reported;
+            delegate.readerDidIndexLines(++count);
+        }
+    }
+    return {bytes, reported};
+}
+
+void LogReader::takeBytes(std::uint64_t offset, std::span<const char> /*bytes*/,
+                          std::span<const std::uint32_t> newlines) {
+    index_.appendNewlines(offset, newlines);
+    const qint64 complete = index_.entryCount() - 1;
+    // Never fewer than readers saw before the scan.
+    if (!newlines.empty() && complete >= index_.lineCount())
+        index_.publish(complete, index_.lastOffset() - 1);
+}
+
+void LogReader::publishAll() {
+    index_.publish(index_.entryCount(), currentFileLimit_);
+}
+
+qint64 LogReader::lineCount() const {
+    return index_.lineCount();
+}
+
+void LogReader::warnOfReadError(std::uint64_t offset) const {
+    qCWarning(logCore).noquote() << QStringLiteral(
+                                        "Reading %1 failed at byte %2; what lies behind is not shown.")
+                                        .arg(displayPath(fileUrl_))
+                                        .arg(offset);
+}
+
+// ---- Reading ----
+
+std::optional<LogReader::LineNumbers> LogReader::clamp(qint64 start, qint64 count, qint64 total) {
+    if (count == 0 || total == 0)
+        return std::nullopt;
+    count = std::min(count, total);
+    start = std::max<qint64>(std::min(start, total), 1);
+    // A negative count gives the one line: it never reads backwards.
+    const qint64 last = std::max(std::min(start + count - 1, total), start);
+    return LineNumbers{start, last};
+}
+
+std::optional<LogReader::Bytes> LogReader::locate(qint64 start, qint64 count, Detail detail) const {
+    const LineIndex::View view = index_.view();
+    const auto lines = clamp(start, count, view.lineCount());
+    if (!lines)
+        return std::nullopt;
+    const auto begin = view.start(lines->first - 1);
+    if (!begin)
+        return std::nullopt; // being scanned again
+    Bytes bytes{*begin, view.endOffset(), false, {}};
+    if (lines->last < view.lineCount()) {
+        if (const auto next = view.start(lines->last)) {
+            bytes.end = *next - 1;
+            bytes.newlineFollows = true;
+        }
+    }
+    if (bytes.end < bytes.begin)
+        return std::nullopt;
+    if (detail == Detail::LineStarts)
+        bytes.lineStarts = view.starts(lines->first - 1, lines->last - lines->first + 1);
+    return bytes;
+}
+
+std::optional<QByteArray> LogReader::readBytes(const FileHandle& handle, std::uint64_t begin,
+                                               std::uint64_t end) const {
+    QByteArray bytes(static_cast<qsizetype>(end - begin), Qt::Uninitialized);
+    const auto got = handle.read(begin, {bytes.data(), static_cast<std::size_t>(bytes.size())});
+    if (!got) {
+        warnOfReadError(begin);
+        return std::nullopt;
+    }
+    bytes.truncate(static_cast<qsizetype>(*got));
+    return bytes;
+}
+
+QStringList LogReader::readLines(qint64 start, qint64 count) {
+    const auto range = locate(start, count, Detail::Range);
+    const auto handle = openHandle();
+    if (!range || isCanceled() || !handle)
+        return {};
+    const auto bytes = readBytes(*handle, range->begin, range->end);
+    if (!bytes)
+        return {};
+    const FileTextDecoder::Part part{range->begin, *bytes};
+    const auto texts = decoder_.decode({&part, 1});
+    return texts ? texts->front().text.split(u'\n') : QStringList();
+}
+
+QStringList LogReader::readFirstLines(qint64 n) {
+    return readLines(1, std::max<qint64>(n, 1));
+}
+
+QStringList LogReader::readLastLines(qint64 n) {
+    return readLines(lineCount(), -std::max<qint64>(n, 1));
+}
+
+std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines) {
+    const std::uint64_t longest = longestLineAmong(lines.end - lines.begin);
+    const auto endOfLine = [&](std::size_t line) {
+        return line + 1 < lines.lineStarts.size() ? lines.lineStarts[line + 1] - 1 : lines.end;
+    };
+    std::vector<ShownPart> parts;
+    bool joinNext = false;
+    for (std::size_t i = 0; i < lines.lineStarts.size(); ++i) {
+        const std::uint64_t begin = lines.lineStarts[i];
+        const std::uint64_t end = std::max(endOfLine(i), begin);
+        const bool tooLong = end - begin > longest;
+        if (tooLong)
+            parts.push_back({begin, begin + longest, end - begin - longest});
+        else if (joinNext)
+            parts.back().end = end;
+        else
+            parts.push_back({begin, end, 0});
+        joinNext = !tooLong;
+    }
+    return parts;
+}
+
+DisplayLines LogReader::readLinesForDisplay(qint64 start, qint64 count) {
+    const auto range = locate(start, count, Detail::LineStarts);
+    const auto handle = openHandle();
+    if (!range || isCanceled() || !handle)
+        return {};
+
+    const std::vector<ShownPart> shown = partsToShow(*range);
+    std::vector<QByteArray> bytes;
+    std::vector<FileTextDecoder::Part> parts;
+    bytes.reserve(shown.size());
+    for (const ShownPart& part : shown) {
+        auto read = readBytes(*handle, part.begin, part.end);
+        if (!read)
+            return {};
+        bytes.push_back(std::move(*read));
+        parts.push_back({part.begin, bytes.back(), part.cutBytes > 0});
+    }
+    const auto texts = decoder_.decode(parts);
+    if (!texts)
+        return {{}, true};
+
+    DisplayLines result;
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        const FileTextDecoder::Text& text = (*texts)[i];
+        if (shown[i].cutBytes > 0) {
+            const std::uint64_t unused = shown[i].end - shown[i].begin - text.usedBytes;
+            result.lines.push_back({text.text, shown[i].cutBytes + unused});
+            continue;
+        }
+        for (QString& line : text.text.split(u'\n'))
+            result.lines.push_back({std::move(line), 0});
+    }
+    return result;
+}
+
+std::uint64_t LogReader::byteCount(qint64 start, qint64 count) const {
+    const auto range = locate(start, count, Detail::Range);
+    return range ? range->end - range->begin + (range->newlineFollows ? 1 : 0) : 0;
+}
+
+// ---- Encoding ----
+
+EncodingChoice LogReader::encodingChoice() const {
+    return decoder_.choice();
+}
+
+void LogReader::setEncodingChoice(EncodingChoice choice) {
+    std::array<char, 4> start;
+    std::size_t known = 0;
+    if (choice.encoding == encoding::utf16 || choice.encoding == encoding::utf32)
+        if (const auto handle = openHandle())
+            known = handle->read(0, start).value_or(0);
+    decoder_.setChoice(choice, {start.data(), static_cast<qsizetype>(known)});
+}
+
+StringEncoding LogReader::fileEncoding() const {
+    return decoder_.fileEncoding();
+}
+StringEncoding LogReader::detectEncoding(QByteArrayView data) const {
+    return FileTextDecoder::detectEncoding(data);
+}
+
+} // namespace korvane

@@ -1,0 +1,143 @@
+#pragma once
+
+#include "core/FileTextDecoder.h"
+#include "core/LineIndex.h"
+#include "core/LogFileReaderProtocol.h"
+#include "foundation/FileHandle.h"
+
+#include <QUrl>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace korvane {
+
+/// Random access by line number to a local file of any size: keeps where every line starts, never the text.
+///
+/// The one line terminator is LF. Scans run one at a time; reading goes on beside them, up to what they have
+/// published. A reader whose file could not be opened stays inert. Delegates are called on the scanning
+/// thread and must not start a scan or a reset from there.
+class LogReader : public LogFileReaderProtocol {
+public:
+    static std::shared_ptr<LogFileReaderProtocol> create(const QUrl& fileUrl);
+    /// As above, with the operations that the interface lacks.
+    static std::shared_ptr<LogReader> createReader(const QUrl& fileUrl);
+
+    std::shared_ptr<LogReaderDelegate> delegate() const override;
+    void setDelegate(std::shared_ptr<LogReaderDelegate> delegate) override;
+    void cancel() override;
+    void close() override;
+    std::uint64_t fileSize() override;
+    LineRange refresh() override;
+    void reset() override;
+    void indexLines() override;
+    qint64 lineCount() const override;
+    QStringList readLines(qint64 start, qint64 count) override;
+    DisplayLines readLinesForDisplay(qint64 start, qint64 count) override;
+    std::uint64_t byteCount(qint64 start, qint64 count) const override;
+    EncodingChoice encodingChoice() const override;
+    void setEncodingChoice(EncodingChoice choice) override;
+    StringEncoding fileEncoding() const override;
+
+    /// The first `n` lines, at least one.
+    QStringList readFirstLines(qint64 n);
+    /// The last line, whatever `n` is.
+    QStringList readLastLines(qint64 n);
+    /// The encoding of the data, said in the log; UTF-8 when it cannot be told.
+    StringEncoding detectEncoding(QByteArrayView data) const;
+
+    /// Bytes of memory that the map of line starts holds.
+    std::size_t indexHeapBytes() const { return index_.heapBytes(); }
+
+    /// A line longer than this is cut for the screen…
+    static constexpr std::uint64_t longestShownLine = 1 << 20;
+    /// …and than this when the lines asked for take more than `mostShownBytes` together.
+    static constexpr std::uint64_t longestShownLineOfMany = 1 << 14;
+    static constexpr std::uint64_t mostShownBytes = 64 << 20;
+
+protected:
+    explicit LogReader(const QUrl& fileUrl);
+
+    bool isCanceled() const { return canceled_.load(std::memory_order_acquire); }
+    FileTextDecoder& decoder() { return decoder_; }
+
+    /// Lines by number after clamping to those there are; both numbers one-based, `first` <= `last`.
+    struct LineNumbers {
+        qint64 first = 0;
+        qint64 last = 0;
+    };
+    /// Nothing when no line is asked for, or there is none.
+    static std::optional<LineNumbers> clamp(qint64 start, qint64 count, qint64 total);
+
+    /// The longest line that is not cut when lines of so many bytes are shown together.
+    static std::uint64_t longestLineAmong(std::uint64_t bytes) {
+        return bytes <= mostShownBytes ? longestShownLine : longestShownLineOfMany;
+    }
+
+    // What a scan does with what it finds. Called with the scan lock held.
+
+    /// Lines known so far, the last and perhaps incomplete one included.
+    virtual qint64 heldLines() const { return index_.entryCount(); }
+    virtual void forgetLines();
+    /// Takes bytes of the file and the positions of the newlines among them, and publishes what is complete.
+    virtual void takeBytes(std::uint64_t offset, std::span<const char> bytes,
+                           std::span<const std::uint32_t> newlines);
+    /// Publishes everything, after a scan.
+    virtual void publishAll();
+    /// How far a scan reads that has found the file to be of this size.
+    virtual std::uint64_t scanLimit(std::uint64_t /*size*/) const { return ~std::uint64_t{0}; }
+
+private:
+    /// Consecutive lines as bytes of the file: without the newline of the last one.
+    struct Bytes {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+        /// The published lines reach further.
+        bool newlineFollows = false;
+        /// Where each of the lines starts, if asked for.
+        std::vector<std::uint64_t> lineStarts;
+    };
+    enum class Detail { Range, LineStarts };
+    std::optional<Bytes> locate(qint64 start, qint64 count, Detail detail) const;
+
+    std::shared_ptr<FileHandle> openHandle() const;
+    bool isStopped() const { return isCanceled() || closed_.load(std::memory_order_acquire); }
+
+    enum class ScanEnd { Complete, Stopped };
+    ScanEnd scan(LogReaderDelegate* delegate);
+    /// Reports a block step by step; returns how many of its bytes and newlines were reported before a stop.
+    std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::size_t size,
+                                                    std::span<const std::uint32_t> newlines) const;
+
+    std::optional<QByteArray> readBytes(const FileHandle& handle, std::uint64_t begin,
+                                        std::uint64_t end) const;
+    /// Some of the bytes to be shown: whole lines, or the beginning of one.
+    struct ShownPart {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+        std::uint64_t cutBytes = 0;
+    };
+    static std::vector<ShownPart> partsToShow(const Bytes& lines);
+    void warnOfReadError(std::uint64_t offset) const;
+
+    const QUrl fileUrl_;
+    LineIndex index_; // written under scanMutex_
+    FileTextDecoder decoder_;
+    std::atomic<bool> canceled_{false};
+    std::atomic<bool> closed_{false};
+
+    mutable std::mutex stateMutex_;
+    // Guarded by stateMutex_.
+    std::shared_ptr<FileHandle> handle_;
+    std::shared_ptr<LogReaderDelegate> delegate_;
+
+    std::mutex scanMutex_;
+    // Guarded by scanMutex_: up to where the file has been indexed; the next scan starts there.
+    std::uint64_t currentFileLimit_ = 0;
+};
+
+} // namespace korvane

@@ -11,7 +11,8 @@ class FileObserverProtocol;
 class LogFileReaderProtocol;
 class TailDataSourceProtocol;
 
-/// What data sources and views use of an open file. Held by shared pointer; main thread unless said otherwise.
+/// What data sources and views use of an open file. Held by shared pointer; main thread unless said
+/// otherwise.
 class DocumentProtocol {
 public:
     virtual ~DocumentProtocol() = default;

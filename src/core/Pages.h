@@ -8,8 +8,12 @@ namespace korvane {
 namespace pages {
 inline constexpr qint64 size = 5000;
 
-inline constexpr qint64 pageOfLine(qint64 lineIndex) { return lineIndex / size + 1; }
-inline constexpr qint64 firstLine(qint64 page) { return (page - 1) * size; }
+inline constexpr qint64 pageOfLine(qint64 lineIndex) {
+    return lineIndex / size + 1;
+}
+inline constexpr qint64 firstLine(qint64 page) {
+    return (page - 1) * size;
+}
 } // namespace pages
 
 } // namespace korvane

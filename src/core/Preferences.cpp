@@ -39,9 +39,12 @@ Preferences& Preferences::shared() {
     return *sharedSlot();
 }
 
-void Preferences::setShared(std::unique_ptr<Preferences> preferences) { sharedSlot() = std::move(preferences); }
+void Preferences::setShared(std::unique_ptr<Preferences> preferences) {
+    sharedSlot() = std::move(preferences);
+}
 
-Preferences::Preferences(std::unique_ptr<UserDefaults> userDefaults) : userDefaults_(std::move(userDefaults)) {
+Preferences::Preferences(std::unique_ptr<UserDefaults> userDefaults)
+    : userDefaults_(std::move(userDefaults)) {
     colorsToken_ = userDefaults_->observe([this](const QString& key) { refreshCachedColor(key); });
     for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
         refreshCachedColor(key);
@@ -49,7 +52,8 @@ Preferences::Preferences(std::unique_ptr<UserDefaults> userDefaults) : userDefau
 
 void Preferences::registerDefaults(const FontCatalog& fonts) {
     const QString preferredFamily = QStringLiteral("Courier New");
-    const QFont font = atDefaultSize(fonts.isInstalled(preferredFamily) ? QFont(preferredFamily) : fonts.userFont());
+    const QFont font =
+        atDefaultSize(fonts.isInstalled(preferredFamily) ? QFont(preferredFamily) : fonts.userFont());
     {
         const std::lock_guard guard(mutex_);
         systemFont_ = atDefaultSize(fonts.systemFont());
@@ -82,13 +86,21 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
         refreshCachedColor(key);
 }
 
-double Preferences::pollingInterval() const { return userDefaults_->doubleForKey(keyPollingInterval); }
-void Preferences::setPollingInterval(double seconds) { userDefaults_->set(keyPollingInterval, seconds); }
+double Preferences::pollingInterval() const {
+    return userDefaults_->doubleForKey(keyPollingInterval);
+}
+void Preferences::setPollingInterval(double seconds) {
+    userDefaults_->set(keyPollingInterval, seconds);
+}
 
 // One getter and one setter for each boolean setting; the store is asked every time.
-#define KORVANE_BOOLEAN_SETTING(getter, setter, key)                                                              \
-    bool Preferences::getter() const { return userDefaults_->boolForKey(key); }                                   \
-    void Preferences::setter(bool value) { userDefaults_->set(key, value); }
+#define KORVANE_BOOLEAN_SETTING(getter, setter, key)                                                         \
+    bool Preferences::getter() const {                                                                       \
+        return userDefaults_->boolForKey(key);                                                               \
+    }                                                                                                        \
+    void Preferences::setter(bool value) {                                                                   \
+        userDefaults_->set(key, value);                                                                      \
+    }
 KORVANE_BOOLEAN_SETTING(showLineNumbers, setShowLineNumbers, keyShowLineNumbers)
 KORVANE_BOOLEAN_SETTING(quickHighlightSelection, setQuickHighlightSelection, keyQuickHighlightSelection)
 KORVANE_BOOLEAN_SETTING(startTailingOnFileOpen, setStartTailingOnFileOpen, keyStartTailingOnFileOpen)
@@ -106,7 +118,9 @@ KORVANE_BOOLEAN_SETTING(showWelcomeWinOnStart, setShowWelcomeWinOnStart, keyShow
 KORVANE_BOOLEAN_SETTING(useTabs, setUseTabs, keyUseTabs)
 #undef KORVANE_BOOLEAN_SETTING
 
-bool Preferences::nmsshDebug() const { return userDefaults_->boolForKey(keyNMSSHDebug); }
+bool Preferences::nmsshDebug() const {
+    return userDefaults_->boolForKey(keyNMSSHDebug);
+}
 
 void Preferences::setNmsshDebug(bool value) {
     userDefaults_->set(keyNMSSHDebug, value);
@@ -173,19 +187,29 @@ void Preferences::setLogViewLineNumViewForeground(const QColor& color) {
     userDefaults_->set(keyLogViewLineNumberFGColor, archivedColor(color));
 }
 
-bool Preferences::isWrapLines(const QString& fileId) const { return userDefaults_->boolForKey(wrapKey(fileId)); }
+bool Preferences::isWrapLines(const QString& fileId) const {
+    return userDefaults_->boolForKey(wrapKey(fileId));
+}
 
-void Preferences::setWrapLines(bool value, const QString& fileId) { userDefaults_->set(wrapKey(fileId), value); }
+void Preferences::setWrapLines(bool value, const QString& fileId) {
+    userDefaults_->set(wrapKey(fileId), value);
+}
 
 bool Preferences::hasWrapLines(const QString& fileId) const {
     return userDefaults_->value(wrapKey(fileId)).isValid();
 }
 
-QString Preferences::wrapKey(const QString& fileId) const { return keyWrapLines + QLatin1Char('_') + fileId; }
+QString Preferences::wrapKey(const QString& fileId) const {
+    return keyWrapLines + QLatin1Char('_') + fileId;
+}
 
-QByteArray Preferences::archivedFont(const QFont& font) { return font.toString().toUtf8(); }
+QByteArray Preferences::archivedFont(const QFont& font) {
+    return font.toString().toUtf8();
+}
 
-QByteArray Preferences::archivedColor(const QColor& color) { return color.name(QColor::HexArgb).toLatin1(); }
+QByteArray Preferences::archivedColor(const QColor& color) {
+    return color.name(QColor::HexArgb).toLatin1();
+}
 
 UserDefaults::Token Preferences::observe(UserDefaults::Handler handler) {
     return userDefaults_->observe(std::move(handler));

@@ -13,8 +13,8 @@
 
 namespace korvane {
 
-/// The typed front of the user's settings. One shared instance; every getter from any thread, returning copies.
-/// Colours and font are cached and follow the stored values at once.
+/// The typed front of the user's settings. One shared instance; every getter from any thread, returning
+/// copies. Colours and font are cached and follow the stored values at once.
 class Preferences {
 public:
     // The storage keys.
@@ -43,7 +43,8 @@ public:
 
     explicit Preferences(std::unique_ptr<UserDefaults> userDefaults);
 
-    /// Registers the default of every setting. Called once at launch, on the main thread, before any window opens.
+    /// Registers the default of every setting. Called once at launch, on the main thread, before any window
+    /// opens.
     void registerDefaults(const FontCatalog& fonts);
 
     /// Seconds between two polls of a followed file.

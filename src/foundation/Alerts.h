@@ -25,8 +25,9 @@ class AlertPresenter {
 public:
     virtual ~AlertPresenter() = default;
 
-    /// Shows the alert over the window of the document concerned (any object of that window, or null) and returns at
-    /// once. `done` gets the index of the button pressed; closing the box counts as the last button.
+    /// Shows the alert over the window of the document concerned (any object of that window, or null) and
+    /// returns at once. `done` gets the index of the button pressed; closing the box counts as the last
+    /// button.
     virtual void present(const Alert& alert, const void* window, std::function<void(int button)> done) = 0;
 };
 

@@ -6,8 +6,8 @@ namespace korvane {
 
 /// Ends the program after naming the fault on standard error and in the log.
 ///
-/// For programming errors only: a broken invariant, an overflow of a line or offset count. Nothing else in the
-/// program ends it. Any thread.
+/// For programming errors only: a broken invariant, an overflow of a line or offset count. Nothing else in
+/// the program ends it. Any thread.
 [[noreturn]] void fatalError(std::string_view message);
 
 } // namespace korvane

@@ -36,7 +36,9 @@ Result<std::shared_ptr<FileHandle>> FileHandle::openForReading(const QUrl& fileU
     return handle;
 }
 
-FileHandle::~FileHandle() { ::close(descriptor_); }
+FileHandle::~FileHandle() {
+    ::close(descriptor_);
+}
 
 std::optional<std::uint64_t> FileHandle::size() const {
     struct stat status {};

@@ -25,7 +25,8 @@ public:
     /// The size in bytes now; nothing when the file cannot be asked.
     std::optional<std::uint64_t> size() const;
 
-    /// Reads up to `buffer.size()` bytes at `offset`, less only at the end of the file. Nothing on a read error.
+    /// Reads up to `buffer.size()` bytes at `offset`, less only at the end of the file. Nothing on a read
+    /// error.
     std::optional<std::size_t> read(std::uint64_t offset, std::span<char> buffer) const;
 
     /// Device and inode, by which a path is seen to hold another file.

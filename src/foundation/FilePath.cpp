@@ -51,13 +51,17 @@ QByteArray localPath(const QUrl& fileUrl) {
     return QByteArray::fromPercentEncoding(fileUrl.path(QUrl::FullyEncoded).toLatin1());
 }
 
-QString absoluteString(const QUrl& url) { return url.toString(QUrl::FullyEncoded); }
+QString absoluteString(const QUrl& url) {
+    return url.toString(QUrl::FullyEncoded);
+}
 
 QString displayName(const QUrl& url) {
     const QByteArray path = localPath(url);
     return visibleText(path.mid(path.lastIndexOf('/') + 1));
 }
 
-QString displayPath(const QUrl& url) { return visibleText(localPath(url)); }
+QString displayPath(const QUrl& url) {
+    return visibleText(localPath(url));
+}
 
 } // namespace korvane

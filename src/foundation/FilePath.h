@@ -6,10 +6,11 @@
 
 namespace korvane {
 
-/// Paths of the local disk are bytes, not text. They travel as file URLs, whose percent-encoding keeps every byte;
-/// these are the only places that turn one into the other. Any thread.
+/// Paths of the local disk are bytes, not text. They travel as file URLs, whose percent-encoding keeps every
+/// byte; these are the only places that turn one into the other. Any thread.
 
-/// The file URL of a path; a relative path is taken from `workingDirectory`. "." and ".." are resolved by name.
+/// The file URL of a path; a relative path is taken from `workingDirectory`. "." and ".." are resolved by
+/// name.
 QUrl fileUrlFromPath(const QByteArray& path, const QByteArray& workingDirectory = {});
 
 /// The bytes of a file URL's path.

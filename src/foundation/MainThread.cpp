@@ -20,7 +20,9 @@ MainThread::MainThread() : wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLO
         fatalError("no event descriptor for the main thread");
 }
 
-MainThread::~MainThread() { ::close(wakeDescriptor_); }
+MainThread::~MainThread() {
+    ::close(wakeDescriptor_);
+}
 
 void MainThread::post(Task task) {
     {

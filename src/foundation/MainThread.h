@@ -1,16 +1,17 @@
 #pragma once
 
-#include <functional>
-#include <thread>
 #include <deque>
+#include <functional>
 #include <mutex>
+#include <thread>
 
 namespace korvane {
 
 /// The way of work to the main thread: any thread posts, the main thread runs what was posted, in order.
 ///
 /// Made of standard primitives and one event descriptor, so that the thread sanitizer sees through it. The
-/// application lets its event loop watch `wakeDescriptor()` and calls `runPending()` when it becomes readable.
+/// application lets its event loop watch `wakeDescriptor()` and calls `runPending()` when it becomes
+/// readable.
 class MainThread {
 public:
     using Task = std::function<void()>;
@@ -20,8 +21,8 @@ public:
     /// Queues `task` for the main thread. Any thread; never blocks, never runs the task at once.
     void post(Task task);
 
-    /// Runs everything posted before the call, and what those tasks post no more (that waits for the next round).
-    /// Main thread only.
+    /// Runs everything posted before the call, and what those tasks post no more (that waits for the next
+    /// round). Main thread only.
     void runPending();
 
     /// Readable while tasks are pending. Owned by this object.

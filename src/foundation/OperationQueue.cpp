@@ -43,11 +43,17 @@ struct OperationQueue::State {
 OperationQueue::OperationQueue(std::string name, int maximumConcurrent)
     : state_(std::make_shared<State>(std::move(name), maximumConcurrent)) {}
 
-OperationQueue::~OperationQueue() { cancelAllOperations(); }
+OperationQueue::~OperationQueue() {
+    cancelAllOperations();
+}
 
-const std::string& OperationQueue::name() const { return state_->name; }
+const std::string& OperationQueue::name() const {
+    return state_->name;
+}
 
-int OperationQueue::maximumConcurrent() const { return state_->maximumConcurrent; }
+int OperationQueue::maximumConcurrent() const {
+    return state_->maximumConcurrent;
+}
 
 void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
     {

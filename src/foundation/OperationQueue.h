@@ -11,9 +11,9 @@ namespace korvane {
 
 /// Runs operations in the order in which they were added, on threads of its own.
 ///
-/// Threads start when there is work and end when there is none, so an idle queue costs nothing. Destroying a queue
-/// cancels its operations and returns at once: those under way end by themselves in the background, those waiting
-/// only run their completion. Any thread.
+/// Threads start when there is work and end when there is none, so an idle queue costs nothing. Destroying a
+/// queue cancels its operations and returns at once: those under way end by themselves in the background,
+/// those waiting only run their completion. Any thread.
 class OperationQueue {
 public:
     /// The system chooses the number of operations that run at once.
@@ -38,8 +38,8 @@ public:
     /// Blocks until nothing waits or runs. Never on the main thread of the running program.
     void waitUntilAllFinished() const;
 
-    /// Waits, at most as long as given, until no worker of any queue is left. Called once at the end of the program.
-    /// Returns whether all had ended.
+    /// Waits, at most as long as given, until no worker of any queue is left. Called once at the end of the
+    /// program. Returns whether all had ended.
     static bool waitForAllWorkers(std::chrono::milliseconds limit);
 
 private:

@@ -17,8 +17,8 @@ struct Error {
     QString userText;
 };
 
-/// A value, or the error that stands in its place. Failures that a caller has to deal with travel in this; nothing
-/// is thrown across folders.
+/// A value, or the error that stands in its place. Failures that a caller has to deal with travel in this;
+/// nothing is thrown across folders.
 template <typename T>
 class [[nodiscard]] Result {
 public:
@@ -41,6 +41,8 @@ private:
 
 /// For operations that only succeed or fail.
 using Status = Result<std::monostate>;
-inline Status success() { return Status(std::monostate{}); }
+inline Status success() {
+    return Status(std::monostate{});
+}
 
 } // namespace korvane

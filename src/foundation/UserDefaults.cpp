@@ -6,7 +6,8 @@
 namespace korvane {
 namespace {
 
-/// The settings file takes "/" and "\" in a key for a path of groups: such characters are stored percent-encoded.
+/// The settings file takes "/" and "\" in a key for a path of groups: such characters are stored
+/// percent-encoded.
 QString storedKey(const QString& key) {
     return QString::fromLatin1(QUrl::toPercentEncoding(key, ".:_ "));
 }
@@ -32,13 +33,21 @@ QVariant UserDefaults::value(const QString& key) const {
     return known == registered_.end() ? QVariant() : known->second;
 }
 
-bool UserDefaults::boolForKey(const QString& key) const { return value(key).toBool(); }
+bool UserDefaults::boolForKey(const QString& key) const {
+    return value(key).toBool();
+}
 
-double UserDefaults::doubleForKey(const QString& key) const { return value(key).toDouble(); }
+double UserDefaults::doubleForKey(const QString& key) const {
+    return value(key).toDouble();
+}
 
-void UserDefaults::set(const QString& key, const QVariant& value) { write(key, value); }
+void UserDefaults::set(const QString& key, const QVariant& value) {
+    write(key, value);
+}
 
-void UserDefaults::remove(const QString& key) { write(key, QVariant()); }
+void UserDefaults::remove(const QString& key) {
+    write(key, QVariant());
+}
 
 void UserDefaults::write(const QString& key, const QVariant& value) {
     {
@@ -48,10 +57,11 @@ void UserDefaults::write(const QString& key, const QVariant& value) {
         else
             store_.remove(storedKey(key));
         store_.sync();
-        writeFault_ = store_.status() == QSettings::NoError
-                          ? QString()
-                          : QCoreApplication::translate("UserDefaults", "The settings cannot be saved to “%1”")
-                                .arg(store_.fileName());
+        writeFault_ =
+            store_.status() == QSettings::NoError
+                ? QString()
+                : QCoreApplication::translate("UserDefaults", "The settings cannot be saved to “%1”")
+                      .arg(store_.fileName());
     }
     announce(key);
 }

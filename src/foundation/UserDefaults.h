@@ -14,8 +14,8 @@ namespace korvane {
 
 /// The user's settings: a file of keys and values, over registered defaults that are never written to it.
 ///
-/// Keys are kept exactly, whatever characters they hold. Every change is on the disk when the setter returns. Any
-/// thread; change notices come on the thread that made the change, outside the lock.
+/// Keys are kept exactly, whatever characters they hold. Every change is on the disk when the setter returns.
+/// Any thread; change notices come on the thread that made the change, outside the lock.
 class UserDefaults {
 public:
     using Handler = std::function<void(const QString& key)>;

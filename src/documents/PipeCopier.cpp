@@ -1,0 +1,372 @@
+#include "documents/PipeCopier.h"
+
+#include "foundation/FilePath.h"
+#include "foundation/MainThread.h"
+#include "foundation/OperationQueue.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <mutex>
+#include <poll.h>
+#include <set>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace korvane {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds changeInterval{100};
+constexpr std::size_t bufferSize = 256 * 1024;
+
+/// An open descriptor, closed with the object.
+class Descriptor {
+public:
+    explicit Descriptor(int number = -1) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~Descriptor() {
+        if (number_ >= 0)
+            ::close(number_);
+    }
+    int number() const { return number_; }
+    bool isOpen() const { return number_ >= 0; }
+
+private:
+    int number_;
+};
+
+QString systemText(int code) {
+    return QString::fromLocal8Bit(std::strerror(code));
+}
+
+QString translated(const char* text) {
+    return QCoreApplication::translate("PipeCopier", text);
+}
+
+/// The number of a descriptor of this very process that a path names, or -1. Such a path cannot always be
+/// opened (a socket's never), and opening it forgets that a writer has been there; the descriptor itself
+/// knows.
+int descriptorNamed(const QByteArray& path) {
+    if (path == "/dev/stdin")
+        return STDIN_FILENO;
+    for (const char* prefix : {"/dev/fd/", "/proc/self/fd/"}) {
+        bool isNumber = false;
+        const int number = path.startsWith(prefix) ? path.mid(qstrlen(prefix)).toInt(&isNumber) : -1;
+        if (isNumber)
+            return number;
+    }
+    return -1;
+}
+
+void removeCopy(const QByteArray& filePath) {
+    ::unlink(filePath.constData());
+    ::rmdir(filePath.left(filePath.lastIndexOf('/')).constData());
+}
+
+/// The copies there are, so that those of a program that ends without destroying its objects are removed as
+/// well.
+class LiveCopies {
+public:
+    static LiveCopies& shared() {
+        static LiveCopies* const instance = [] {
+            std::atexit([] { shared().removeAll(); });
+            return new LiveCopies;
+        }();
+        return *instance;
+    }
+
+    void add(const QByteArray& filePath) {
+        const std::lock_guard guard(mutex_);
+        paths_.insert(filePath);
+    }
+    void remove(const QByteArray& filePath) {
+        const std::lock_guard guard(mutex_);
+        removeCopy(filePath);
+        paths_.erase(filePath);
+    }
+
+private:
+    void removeAll() {
+        const std::lock_guard guard(mutex_);
+        for (const QByteArray& filePath : paths_)
+            removeCopy(filePath);
+        paths_.clear();
+    }
+
+    std::mutex mutex_;
+    std::set<QByteArray> paths_;
+};
+
+QByteArray safeFileName(QByteArray name) {
+    name.replace('/', '_').replace('\0', '_').truncate(NAME_MAX);
+    return name.isEmpty() || name == "." || name == ".." ? QByteArray("pipe") : name;
+}
+
+} // namespace
+
+/// What the worker tells the owner.
+struct PipeCopier::Progress {
+    std::atomic<State> state{State::Copying};
+    std::atomic<std::uint64_t> bytesCopied{0};
+    /// Whether a notice is on its way to the main thread.
+    std::atomic<bool> noticePending{false};
+    /// For notices. Main thread only.
+    std::weak_ptr<PipeCopier> owner;
+
+    std::mutex mutex;
+    // Guarded by mutex.
+    QString failure;
+
+    static void notify(const std::shared_ptr<Progress>& progress) {
+        if (progress->noticePending.exchange(true))
+            return;
+        MainThread::shared().post([progress] {
+            // First, so that whatever changes from here on sends another notice.
+            progress->noticePending.store(false);
+            if (const auto owner = progress->owner.lock(); owner && owner->onChange_)
+                owner->onChange_();
+        });
+    }
+
+    void fail(const QString& text) {
+        {
+            const std::lock_guard guard(mutex);
+            failure = text;
+        }
+        state.store(State::Failed);
+    }
+};
+
+/// Copies until the pipe's end.
+class PipeCopier::Copy : public Operation {
+public:
+    using State = PipeCopier::State;
+
+    Copy(std::shared_ptr<Progress> progress, Descriptor source, QByteArray sourcePath, Descriptor target,
+         QString targetDirectory, Descriptor wake)
+        : progress_(std::move(progress)), source_(std::move(source)), sourcePath_(std::move(sourcePath)),
+          target_(std::move(target)), targetDirectory_(std::move(targetDirectory)), wake_(std::move(wake)) {
+        // Also when it is cancelled before it begins.
+        setCompletion([shared = progress_] {
+            State copying = State::Copying;
+            shared->state.compare_exchange_strong(copying, State::Ended);
+            Progress::notify(shared);
+        });
+    }
+
+    void cancel() override {
+        Operation::cancel();
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const auto written = ::write(wake_.number(), &one, sizeof one);
+    }
+
+protected:
+    void main() override {
+        if (openSource())
+            copy();
+        source_ = Descriptor(); // the writer learns that nobody reads any more
+    }
+
+private:
+    bool openSource() {
+        if (source_.isOpen())
+            return true;
+        // Not blocking: there may be no writer yet. Polling tells when one has come, and whether it has gone.
+        source_ = Descriptor(::open(sourcePath_.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+        if (!source_.isOpen())
+            failReading(errno);
+        return source_.isOpen();
+    }
+
+    void copy() {
+        std::vector<char> buffer(bufferSize);
+        while (waitForBytes()) {
+            const ssize_t got = readSome(buffer);
+            if (got < 0 && (errno == EINTR || errno == EAGAIN))
+                continue;
+            if (got < 0)
+                return failReading(errno);
+            if (got == 0 || !writeAll(buffer.data(), static_cast<std::size_t>(got)))
+                return;
+            changed_ = true;
+        }
+    }
+
+    /// Waits until something can be read, and tells meanwhile what has been copied; false when cancelled.
+    bool waitForBytes() {
+        for (;;) {
+            const auto sinceNotice = Clock::now() - lastNotice_;
+            if (changed_ && sinceNotice >= changeInterval) {
+                changed_ = false;
+                lastNotice_ = Clock::now();
+                Progress::notify(progress_);
+            }
+            const auto rest = std::chrono::ceil<std::chrono::milliseconds>(changeInterval - sinceNotice);
+            std::array<pollfd, 2> polled{{{source_.number(), POLLIN, 0}, {wake_.number(), POLLIN, 0}}};
+            const int ready =
+                ::poll(polled.data(), polled.size(), changed_ ? static_cast<int>(rest.count()) : -1);
+            if (isCancelled())
+                return false;
+            if (ready > 0 && polled[0].revents != 0)
+                return true;
+        }
+    }
+
+    ssize_t readSome(std::vector<char>& buffer) {
+        // The descriptor's own mode is left alone, it is shared with other programs. For a socket that others
+        // read, too, there is a way not to be caught waiting.
+        const ssize_t got = ::recv(source_.number(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+        return got < 0 && errno == ENOTSOCK ? ::read(source_.number(), buffer.data(), buffer.size()) : got;
+    }
+
+    bool writeAll(const char* bytes, std::size_t count) {
+        while (count > 0) {
+            const ssize_t written = ::write(target_.number(), bytes, count);
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written < 0) {
+                failWriting(errno);
+                return false;
+            }
+            bytes += written;
+            count -= static_cast<std::size_t>(written);
+            progress_->bytesCopied += static_cast<std::uint64_t>(written);
+        }
+        return true;
+    }
+
+    void failReading(int code) {
+        progress_->fail(
+            translated("The input cannot be read: %1. What came before is shown.").arg(systemText(code)));
+    }
+
+    void failWriting(int code) {
+        progress_->fail(
+            translated("The input cannot be kept in “%1”: %2. What came before is shown. Make room there, "
+                       "or name a larger place in the environment variable TMPDIR, and start again.")
+                .arg(targetDirectory_, systemText(code)));
+    }
+
+    const std::shared_ptr<Progress> progress_;
+    Descriptor source_;
+    const QByteArray sourcePath_;
+    const Descriptor target_;
+    const QString targetDirectory_;
+    /// Readable once cancelled.
+    const Descriptor wake_;
+    bool changed_ = false;
+    Clock::time_point lastNotice_;
+};
+
+bool PipeCopier::mustCopy(const QByteArray& path) {
+    struct stat status {};
+    if (::stat(path.constData(), &status) != 0)
+        return false;
+    if (S_ISFIFO(status.st_mode))
+        return true;
+    const int inherited = descriptorNamed(path);
+    if (S_ISSOCK(status.st_mode))
+        return inherited >= 0; // a socket in the file system is no stream of bytes to read
+    if (!S_ISCHR(status.st_mode))
+        return false;
+    if (inherited >= 0)
+        return ::isatty(inherited) != 0;
+    const Descriptor device(::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    return device.isOpen() && ::isatty(device.number()) != 0;
+}
+
+Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int descriptor, const QByteArray& name,
+                                                      const QByteArray& directory) {
+    const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (own < 0)
+        return Error{errno, QStringLiteral("POSIX"),
+                     translated("The input cannot be read: %1").arg(systemText(errno))};
+    return start(own, {}, name, directory);
+}
+
+Result<std::shared_ptr<PipeCopier>> PipeCopier::start(const QByteArray& path, const QByteArray& name,
+                                                      const QByteArray& directory) {
+    if (const int inherited = descriptorNamed(path); inherited >= 0)
+        return start(inherited, name, directory);
+    return start(-1, path, name, directory);
+}
+
+Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int ownedDescriptor, const QByteArray& path,
+                                                      const QByteArray& name, QByteArray directory) {
+    Descriptor source(ownedDescriptor);
+    if (directory.isEmpty())
+        directory = QFile::encodeName(QDir::tempPath());
+    QByteArray place = directory + "/korvane-XXXXXX";
+    const bool made = ::mkdtemp(place.data()) != nullptr; // for its owner only
+    const QByteArray filePath = place + '/' + safeFileName(name);
+    Descriptor target(made ? ::open(filePath.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)
+                           : -1);
+    Descriptor wake(target.isOpen() ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
+    if (!wake.isOpen()) {
+        const int code = errno;
+        if (made)
+            removeCopy(filePath);
+        return Error{
+            code, QStringLiteral("POSIX"),
+            translated("No file can be made in “%1” to keep the input: %2. Name another place in the "
+                       "environment variable TMPDIR, and start again.")
+                .arg(QString::fromUtf8(directory), systemText(code))};
+    }
+
+    const auto progress = std::make_shared<Progress>();
+    std::shared_ptr<PipeCopier> copier(new PipeCopier(progress, filePath));
+    progress->owner = copier;
+    copier->queue_->addOperation(std::make_shared<Copy>(progress, std::move(source), path, std::move(target),
+                                                        QString::fromUtf8(directory), std::move(wake)));
+    return copier;
+}
+
+PipeCopier::PipeCopier(std::shared_ptr<Progress> progress, QByteArray filePath)
+    : progress_(std::move(progress)), filePath_(std::move(filePath)),
+      queue_(std::make_unique<OperationQueue>("Pipe copy queue", 1)) {
+    LiveCopies::shared().add(filePath_);
+}
+
+PipeCopier::~PipeCopier() {
+    LiveCopies::shared().remove(filePath_);
+}
+
+QUrl PipeCopier::fileUrl() const {
+    return fileUrlFromPath(filePath_);
+}
+
+PipeCopier::State PipeCopier::state() const {
+    return progress_->state;
+}
+
+QString PipeCopier::failure() const {
+    const std::lock_guard guard(progress_->mutex);
+    return progress_->failure;
+}
+
+std::uint64_t PipeCopier::bytesCopied() const {
+    return progress_->bytesCopied;
+}
+
+void PipeCopier::stop() {
+    queue_->cancelAllOperations();
+}
+
+} // namespace korvane

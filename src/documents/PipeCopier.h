@@ -1,0 +1,69 @@
+#pragma once
+
+#include "foundation/Result.h"
+
+#include <QByteArray>
+#include <QUrl>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace korvane {
+
+class OperationQueue;
+
+/// Makes an ordinary file of what comes in by a pipe (standard input, a named pipe, a process substitution, a
+/// terminal), so that it can be shown and searched like any other while it still grows.
+///
+/// Main thread; the copying goes on in the background. The file lies in a directory that only the user may
+/// enter, and both are gone with the object, at the latest when the program ends.
+class PipeCopier {
+public:
+    enum class State { Copying, Ended, Failed };
+
+    /// Whether what a path leads to can only be read once, from its start, so that it has to be copied.
+    static bool mustCopy(const QByteArray& path);
+
+    /// Starts to copy what can be read from `descriptor`, which stays the caller's and may be closed at once.
+    /// `name` becomes the file's name. `directory`: where to put it; empty = the system's temporary
+    /// directory. Fails when the file cannot be made.
+    static Result<std::shared_ptr<PipeCopier>> start(int descriptor, const QByteArray& name,
+                                                     const QByteArray& directory = {});
+    /// The same for a path. It is opened in the background: a named pipe's writer may come at any time later.
+    static Result<std::shared_ptr<PipeCopier>> start(const QByteArray& path, const QByteArray& name,
+                                                     const QByteArray& directory = {});
+
+    ~PipeCopier();
+    PipeCopier(const PipeCopier&) = delete;
+    PipeCopier& operator=(const PipeCopier&) = delete;
+
+    QUrl fileUrl() const;
+    State state() const;
+    /// Why it failed and what can be done about it. Empty in the other states.
+    QString failure() const;
+    /// How much is in the file. What was copied before a failure stays.
+    std::uint64_t bytesCopied() const;
+
+    /// Called on the main thread when bytes have come in, at most ten times a second, and once more at the
+    /// end.
+    void setOnChange(std::function<void()> onChange) { onChange_ = std::move(onChange); }
+
+    /// Ends the copying where it is, without waiting for it; it counts as ended.
+    void stop();
+
+private:
+    struct Progress;
+    class Copy;
+
+    explicit PipeCopier(std::shared_ptr<Progress> progress, QByteArray filePath);
+    static Result<std::shared_ptr<PipeCopier>> start(int ownedDescriptor, const QByteArray& path,
+                                                     const QByteArray& name, QByteArray directory);
+
+    const std::shared_ptr<Progress> progress_;
+    const QByteArray filePath_;
+    const std::unique_ptr<OperationQueue> queue_;
+    std::function<void()> onChange_;
+};
+
+} // namespace korvane

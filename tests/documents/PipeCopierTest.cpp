@@ -1,0 +1,286 @@
+#include "documents/PipeCopier.h"
+
+#include "foundation/FilePath.h"
+#include "support/Waiting.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <random>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+using State = PipeCopier::State;
+
+class PipeCopierTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::signal(SIGPIPE, SIG_IGN);
+        ASSERT_EQ(::pipe2(ends_, O_CLOEXEC), 0);
+    }
+    void TearDown() override {
+        closeReader();
+        closeWriter();
+    }
+
+    void closeReader() { ::close(std::exchange(ends_[0], -1)); }
+    void closeWriter() { ::close(std::exchange(ends_[1], -1)); }
+    bool write(const QByteArray& bytes) const { return writeTo(ends_[1], bytes); }
+
+    static bool writeTo(int descriptor, const QByteArray& bytes) {
+        return ::write(descriptor, bytes.constData(), static_cast<std::size_t>(bytes.size())) == bytes.size();
+    }
+
+    /// Copies the pipe of this test; null (and a failure) when it cannot.
+    std::shared_ptr<PipeCopier> startOnPipe(const QByteArray& name = "standard input") {
+        return started(PipeCopier::start(ends_[0], name, directoryPath()));
+    }
+    static std::shared_ptr<PipeCopier> started(Result<std::shared_ptr<PipeCopier>> result) {
+        if (result)
+            return result.value();
+        ADD_FAILURE() << result.error().userText.toStdString();
+        std::abort();
+    }
+
+    QByteArray makeFifo() const {
+        const QByteArray path = directoryPath() + "/named pipe \xFF";
+        EXPECT_EQ(::mkfifo(path.constData(), 0600), 0);
+        return path;
+    }
+
+    static QByteArray contentOf(const PipeCopier& copier) {
+        QFile file(QFile::decodeName(localPath(copier.fileUrl())));
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return file.readAll();
+    }
+
+    static bool waitForState(const PipeCopier& copier, State state) {
+        return test::waitFor([&] { return copier.state() == state; });
+    }
+
+    QByteArray directoryPath() const { return QFile::encodeName(directory_.path()); }
+    qsizetype entriesLeft() const {
+        return QDir(directory_.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size();
+    }
+
+    QTemporaryDir directory_;
+    int ends_[2] = {-1, -1};
+};
+
+TEST_F(PipeCopierTest, BytesCanBeReadWhileTheWriterIsStillThere) {
+    const auto copier = startOnPipe();
+    closeReader(); // the copier has its own
+    ASSERT_TRUE(write("first\n"));
+    ASSERT_TRUE(test::waitFor([&] { return copier->bytesCopied() == 6; }));
+    EXPECT_EQ(contentOf(*copier), "first\n");
+    EXPECT_EQ(copier->state(), State::Copying);
+    ASSERT_TRUE(write("second"));
+    closeWriter();
+    ASSERT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_EQ(contentOf(*copier), "first\nsecond");
+    EXPECT_TRUE(copier->failure().isEmpty());
+}
+
+TEST_F(PipeCopierTest, ManyBytesArriveUnchangedAndInOrder) {
+    QByteArray sent(3'000'001, Qt::Uninitialized);
+    std::mt19937 random(3);
+    for (char& byte : sent)
+        byte = static_cast<char>(random());
+    const auto copier = startOnPipe();
+    std::thread writer([&] {
+        for (qsizetype at = 0; at < sent.size(); at += 70'001)
+            EXPECT_TRUE(write(sent.mid(at, 70'001)));
+        closeWriter();
+    });
+    EXPECT_TRUE(waitForState(*copier, State::Ended));
+    writer.join();
+    EXPECT_TRUE(contentOf(*copier) == sent);
+}
+
+TEST_F(PipeCopierTest, ANamedPipeWaitsForItsWriterAndEndsWithIt) {
+    const QByteArray path = makeFifo();
+    const auto copier = started(PipeCopier::start(path, "named", directoryPath()));
+    // Succeeds once the copier has opened the other end.
+    int writer = -1;
+    ASSERT_TRUE(test::waitFor(
+        [&] { return (writer = ::open(path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
+    EXPECT_EQ(copier->state(), State::Copying);
+    EXPECT_TRUE(writeTo(writer, "late"));
+    ::close(writer);
+    ASSERT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_EQ(contentOf(*copier), "late");
+}
+
+TEST_F(PipeCopierTest, StoppingEndsTheWaitForAWriter) {
+    const auto copier = started(PipeCopier::start(makeFifo(), "named", directoryPath()));
+    copier->stop();
+    EXPECT_TRUE(waitForState(*copier, State::Ended));
+}
+
+TEST_F(PipeCopierTest, AStoppedCopyKeepsItsBytesAndLetsGoOfThePipe) {
+    const auto copier = startOnPipe();
+    closeReader();
+    ASSERT_TRUE(write("kept"));
+    ASSERT_TRUE(test::waitFor([&] { return copier->bytesCopied() == 4; }));
+    copier->stop();
+    ASSERT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_TRUE(test::waitFor([&] { return !write("unread") && errno == EPIPE; }));
+    EXPECT_EQ(contentOf(*copier), "kept");
+}
+
+// A named pipe as standard input, whose writer was quick: opened anew it would look like one that nobody has
+// ever written to.
+TEST_F(PipeCopierTest, AnInheritedPipeWhoseWriterHasGoneEnds) {
+    const QByteArray path = makeFifo();
+    const int reader = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int writer = ::open(path.constData(), O_WRONLY | O_CLOEXEC);
+    ASSERT_TRUE(writeTo(writer, "gone"));
+    ::close(writer);
+    const auto copier =
+        started(PipeCopier::start("/dev/fd/" + QByteArray::number(reader), "named", directoryPath()));
+    EXPECT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_EQ(contentOf(*copier), "gone");
+    ::close(reader);
+}
+
+TEST_F(PipeCopierTest, ASocketIsReadToItsEnd) {
+    int sockets[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
+    const QByteArray path = "/proc/self/fd/" + QByteArray::number(sockets[0]);
+    EXPECT_TRUE(PipeCopier::mustCopy(path));
+    const auto copier = started(PipeCopier::start(path, "socket", directoryPath()));
+    ::close(sockets[0]);
+    ASSERT_TRUE(writeTo(sockets[1], "spoken"));
+    ASSERT_TRUE(test::waitFor([&] { return copier->bytesCopied() == 6; }));
+    ::close(sockets[1]);
+    EXPECT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_EQ(contentOf(*copier), "spoken");
+}
+
+TEST_F(PipeCopierTest, TheCopyIsPrivateAndGoneWithItsObject) {
+    auto copier = startOnPipe();
+    const QFileInfo file(QFile::decodeName(localPath(copier->fileUrl())));
+    struct stat status {};
+    ASSERT_EQ(::stat(QFile::encodeName(file.path()).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
+    ASSERT_EQ(::stat(QFile::encodeName(file.filePath()).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    ASSERT_TRUE(write("secret"));
+    copier.reset(); // while it copies
+    EXPECT_EQ(entriesLeft(), 0);
+}
+
+TEST_F(PipeCopierTest, AnExitWithoutCleaningUpLeavesNoCopy) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    // The new process runs this test as well: it has to use the directory of the first.
+    ::setenv("KORVANE_TEST_DIRECTORY", directoryPath().constData(), 0);
+    EXPECT_EXIT(
+        {
+            new auto(started(PipeCopier::start(ends_[0], "left", ::getenv("KORVANE_TEST_DIRECTORY"))));
+            const bool made = QDir(QString::fromLocal8Bit(::getenv("KORVANE_TEST_DIRECTORY"))).count() == 3;
+            std::exit(made ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(entriesLeft(), 0);
+    ::unsetenv("KORVANE_TEST_DIRECTORY");
+}
+
+TEST_F(PipeCopierTest, NamesThatAreNoFileNamesStayInsideTheDirectory) {
+    for (const QByteArray& name :
+         {QByteArray(), QByteArray("."), QByteArray(".."), QByteArray("../../escape"), QByteArray(5000, 'x'),
+          QByteArray("\xFF\n%")}) {
+        const auto copier = startOnPipe(name);
+        const QByteArray path = localPath(copier->fileUrl());
+        EXPECT_EQ(path.count('/'), directoryPath().count('/') + 2) << path.constData();
+        EXPECT_EQ(::access(path.constData(), R_OK), 0) << path.constData();
+    }
+}
+
+TEST_F(PipeCopierTest, NoticesComeOnTheMainThreadAndNotForEveryByte) {
+    const auto copier = startOnPipe();
+    const auto begin = std::chrono::steady_clock::now();
+    int notices = 0;
+    std::uint64_t lastSeen = 0;
+    State lastState = State::Copying;
+    copier->setOnChange([&, thread = std::this_thread::get_id()] {
+        EXPECT_EQ(std::this_thread::get_id(), thread);
+        ++notices;
+        lastSeen = copier->bytesCopied();
+        lastState = copier->state();
+    });
+    for (std::uint64_t sent = 1; sent <= 300; ++sent) {
+        ASSERT_TRUE(write("x"));
+        ASSERT_TRUE(test::waitFor([&] { return copier->bytesCopied() == sent; }));
+    }
+    // The last bytes are told of although nothing follows.
+    ASSERT_TRUE(test::waitFor([&] { return lastSeen == 300; }));
+    EXPECT_EQ(lastState, State::Copying);
+    closeWriter();
+    ASSERT_TRUE(test::waitFor([&] { return lastState == State::Ended; }));
+    const auto elapsed = std::chrono::steady_clock::now() - begin;
+    EXPECT_LE(notices, 2 + elapsed / std::chrono::milliseconds(100));
+}
+
+TEST_F(PipeCopierTest, AFullDiskKeepsWhatWasCopiedAndSaysWhatToDo) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    // The nearest to a full disk that needs no rights: no file may grow beyond this.
+    const rlimit full{1000, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    const auto copier = startOnPipe();
+    EXPECT_TRUE(write(QByteArray(999, 'a') + "bcd"));
+    EXPECT_TRUE(waitForState(*copier, State::Failed));
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_EQ(contentOf(*copier), QByteArray(999, 'a') + "b");
+    EXPECT_EQ(copier->bytesCopied(), 1000U);
+    EXPECT_TRUE(copier->failure().contains(directory_.path()));
+    EXPECT_TRUE(copier->failure().contains(QStringLiteral("TMPDIR")));
+}
+
+TEST_F(PipeCopierTest, WhatCannotBeOpenedOrKeptIsReported) {
+    const auto missing = started(PipeCopier::start(directoryPath() + "/no such pipe", "x", directoryPath()));
+    EXPECT_TRUE(waitForState(*missing, State::Failed));
+    EXPECT_FALSE(missing->failure().isEmpty());
+
+    const auto nowhere = PipeCopier::start(ends_[0], "x", directoryPath() + "/missing");
+    ASSERT_FALSE(nowhere);
+    EXPECT_EQ(nowhere.error().code, ENOENT);
+    EXPECT_TRUE(nowhere.error().userText.contains(directory_.path() + QStringLiteral("/missing")));
+
+    const auto closed = PipeCopier::start(9999, "x", directoryPath());
+    ASSERT_FALSE(closed);
+    EXPECT_EQ(closed.error().code, EBADF);
+    EXPECT_EQ(entriesLeft(), 1) << "only that of the missing pipe";
+}
+
+TEST_F(PipeCopierTest, OnlyWhatCanBeReadJustOnceIsCopied) {
+    const QByteArray regular = directoryPath() + "/regular";
+    ::close(::open(regular.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+    const std::pair<QByteArray, bool> cases[] = {
+        {makeFifo(), true},
+        {"/dev/fd/" + QByteArray::number(ends_[0]), true},
+        {regular, false},
+        {directoryPath(), false},
+        {directoryPath() + "/missing", false},
+        {"/dev/null", false},
+        {"/dev/zero", false}, // has no end: copying it would fill the disk
+    };
+    for (const auto& [path, expected] : cases)
+        EXPECT_EQ(PipeCopier::mustCopy(path), expected) << path.constData();
+}
+
+} // namespace
+} // namespace korvane

@@ -51,6 +51,10 @@ void LogReader::cancel() {
     canceled_.store(true, std::memory_order_release);
 }
 
+void LogReader::cancelScan() {
+    scanCanceled_.store(true, std::memory_order_release);
+}
+
 void LogReader::close() {
     closed_.store(true, std::memory_order_release);
     std::shared_ptr<FileHandle> handle;
@@ -95,7 +99,7 @@ LineRange LogReader::refresh() {
         publishAll();
     }
     if (end == ScanEnd::Stopped)
-        return {};
+        return isStopped() ? LineRange{} : changed;
     if (isCanceled()) {
         if (delegate)
             delegate->readerDidCancel();
@@ -136,7 +140,8 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
     const auto block = std::make_unique_for_overwrite<char[]>(fetchSize);
     const auto positions = std::make_unique_for_overwrite<std::uint32_t[]>(NewlineScan::roomFor(fetchSize));
     std::size_t fetch = firstFetchSize;
-    while (!isStopped()) {
+    scanCanceled_.store(false, std::memory_order_release);
+    while (!isScanStopped()) {
         const std::size_t wanted = std::min<std::uint64_t>(fetch, readEnd - std::min(offset, readEnd));
         const auto got = handle->read(offset, {block.get(), wanted});
         if (!got) {
@@ -162,6 +167,8 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
             fatalError("file offset overflow");
         fetch = fetchSize;
     }
+    if (!isStopped())
+        currentFileLimit_ = offset; // only the scan was given up: what it has found can be read
     publishAll();
     if (delegate)
         delegate->readerDidCancel();
@@ -173,7 +180,7 @@ std::pair<std::size_t, std::size_t> LogReader::reportSteps(LogReaderDelegate& de
     qint64 count = index_.entryCount();
     std::size_t reported = 0;
     std::size_t bytes = 0;
-    while (bytes < size && !isStopped()) {
+    while (bytes < size && !isScanStopped()) {
         const std::size_t step = std::min(chunkSize, size - bytes);
         bytes += step;
         delegate.readerDidReadBytes(step);

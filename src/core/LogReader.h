@@ -30,6 +30,7 @@ public:
     std::shared_ptr<LogReaderDelegate> delegate() const override;
     void setDelegate(std::shared_ptr<LogReaderDelegate> delegate) override;
     void cancel() override;
+    void cancelScan() override;
     void close() override;
     std::uint64_t fileSize() override;
     LineRange refresh() override;
@@ -106,6 +107,7 @@ private:
 
     std::shared_ptr<FileHandle> openHandle() const;
     bool isStopped() const { return isCanceled() || closed_.load(std::memory_order_acquire); }
+    bool isScanStopped() const { return isStopped() || scanCanceled_.load(std::memory_order_acquire); }
 
     enum class ScanEnd { Complete, Stopped };
     ScanEnd scan(LogReaderDelegate* delegate);
@@ -128,6 +130,7 @@ private:
     LineIndex index_; // written under scanMutex_
     FileTextDecoder decoder_;
     std::atomic<bool> canceled_{false};
+    std::atomic<bool> scanCanceled_{false}; // counts for the scan under way
     std::atomic<bool> closed_{false};
 
     mutable std::mutex stateMutex_;

@@ -25,7 +25,7 @@ public:
     ScanListener(LogFileReaderProtocol& logReader, const Operation& operation,
                  LoadProgressController* progress, ChangedLinesAnnouncer& announcer)
         : logReader_(logReader), operation_(operation), progress_(progress), announcer_(announcer),
-          announcedCount_(logReader.lineCount()) {}
+          countBefore_(logReader.lineCount()) {}
 
     void readerDidStart(std::uint64_t fileSize) override {
         if (progress_)
@@ -54,8 +54,11 @@ public:
     /// `result`: what the scan as a whole has changed.
     void announceEnd(LineRange result) {
         const qint64 count = logReader_.lineCount();
-        if (result.length > 0 || count != announcedCount_)
-            announce(count, result.length > 0 ? result.location : announcedCount_);
+        if (result.length == 0 && count == announcedCount_)
+            return;
+        // A scan that starts before the last line known then has found another content.
+        const bool isRewritten = result.length > 0 && result.location < countBefore_ - 1;
+        announce(count, isRewritten ? result.location : announcedCount_ - 1);
     }
 
 private:
@@ -68,12 +71,11 @@ private:
         if (announcedAt_ && now - *announcedAt_ < announceInterval)
             return;
         announcedAt_ = now;
-        announce(count, announcedCount_);
+        announce(count, announcedCount_ - 1); // the line that was the last one may have grown
     }
 
-    /// The line that was the last one may have grown.
     void announce(qint64 count, qint64 firstChanged) {
-        const qint64 first = std::max<qint64>(std::min({announcedCount_ - 1, count - 1, firstChanged}), 0);
+        const qint64 first = std::clamp<qint64>(firstChanged, 0, std::max<qint64>(count - 1, 0));
         announcedCount_ = count;
         announcer_.announce({first, count - first});
     }
@@ -82,7 +84,8 @@ private:
     const Operation& operation_;
     LoadProgressController* const progress_;
     ChangedLinesAnnouncer& announcer_;
-    qint64 announcedCount_;
+    const qint64 countBefore_;
+    qint64 announcedCount_ = countBefore_;
     std::optional<Clock::time_point> announcedAt_;
     unsigned steps_ = 0;
 };

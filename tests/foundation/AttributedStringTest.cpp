@@ -1,5 +1,6 @@
 #include "foundation/AttributedString.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -77,6 +78,46 @@ TEST(AttributedString, RandomRangesMatchAPerCharacterModel) {
             ASSERT_EQ(value ? std::get<int>(*value) : -1, model[static_cast<std::size_t>(i)]);
         }
     }
+}
+
+TEST(AttributedString, SeveralRangesAtOnceEqualOneAfterTheOther) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 300; ++round) {
+        const int length = 1 + static_cast<int>(random() % 30);
+        AttributedString atOnce(QString(length, u'x'));
+        for (int step = 0; step < 3; ++step) {
+            const int location = static_cast<int>(random() % static_cast<unsigned>(length));
+            atOnce.addAttribute(attribute::background, QColor(step, 0, 0), {location, (length - location) / 2});
+        }
+        AttributedString oneByOne = atOnce;
+        std::vector<TextRange> ranges;
+        for (int position = 0; position < length;) {
+            const int gap = static_cast<int>(random() % 3);
+            const int count = std::min(static_cast<int>(random() % 5), length - position - gap);
+            if (count < 0)
+                break;
+            ranges.push_back({position + gap, count});
+            position += gap + count + 1;
+        }
+        atOnce.addAttributesInRanges({{attribute::underline, 1}}, ranges);
+        for (const TextRange& range : ranges)
+            oneByOne.addAttribute(attribute::underline, 1, range);
+        for (int i = 0; i < length; ++i) {
+            const Attributes* one = atOnce.attributesAt(i);
+            const Attributes* other = oneByOne.attributesAt(i);
+            ASSERT_EQ(one ? *one : Attributes(), other ? *other : Attributes());
+            ASSERT_EQ(one == nullptr, other == nullptr);
+        }
+    }
+}
+
+// A selected blank matches thousands of times in one long line, which is painted at every draw.
+TEST(AttributedString, RangesThatLookAlikeShareTheirAttributes) {
+    AttributedString line(QString(100, u'x'), std::make_shared<Attributes>());
+    line.addAttributesInRanges({{attribute::underline, 1}}, {{10, 5}, {20, 5}, {30, 5}});
+    EXPECT_EQ(line.runs().size(), 7U);
+    EXPECT_EQ(line.attributesAt(10), line.attributesAt(34));
+    EXPECT_EQ(line.attributesAt(0), line.attributesAt(99));
 }
 
 } // namespace

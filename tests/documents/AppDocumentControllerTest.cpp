@@ -1,0 +1,149 @@
+#include "documents/AppDocumentController.h"
+
+#include "core/NotificationNames.h"
+#include "documents/Document.h"
+#include "foundation/NotificationCenter.h"
+#include "support/PreferencesTest.h"
+#include "support/TemporaryFile.h"
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::TemporaryFile;
+
+/// Keeps a record of what was asked of the windows, and shown to the user.
+class Recorder : public DocumentWindowFactory, public AlertPresenter {
+public:
+    void makeWindow(const std::shared_ptr<Document>& document) override { add(u"make"_s, document); }
+    void raiseWindow(const std::shared_ptr<Document>& document) override { add(u"raise"_s, document); }
+    void closeWindow(const std::shared_ptr<Document>& document) override {
+        EXPECT_FALSE(document->isClosed()) << "the window still needs its document";
+        add(u"close"_s, document);
+        if (onClose)
+            onClose(document);
+    }
+    void goToLine(const std::shared_ptr<Document>& document, qint64 lineNumber) override {
+        add(u"go to %1 in"_s.arg(lineNumber), document);
+    }
+    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
+        alerts.push_back(alert);
+        done(0);
+    }
+    QStringList takeEvents() { return std::exchange(events, {}); }
+
+    QStringList events;
+    std::vector<Alert> alerts;
+    std::function<void(const std::shared_ptr<Document>&)> onClose;
+
+private:
+    void add(const QString& event, const std::shared_ptr<Document>& document) {
+        events << event + u' ' + document->displayName();
+    }
+};
+
+class AppDocumentControllerTest : public test::PreferencesTest {
+protected:
+    Recorder recorder_;
+    AppDocumentController controller_{recorder_, recorder_};
+};
+
+TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheType) {
+    const struct {
+        QString url;
+        QString type;
+    } cases[] = {
+        {u"ssh://me@host:22/var/log/a.log"_s, AppDocumentController::remoteDocumentType},
+        {u"file:///var/log/ssh:/a.log"_s, AppDocumentController::localDocumentType},
+        {u"sftp://host/a.log"_s, AppDocumentController::localDocumentType},
+        {u"http://host/a.log"_s, AppDocumentController::localDocumentType},
+    };
+    for (const auto& [url, type] : cases)
+        EXPECT_EQ(controller_.typeForContentsOfUrl(QUrl(url)), type) << url.toStdString();
+    EXPECT_TRUE(controller_.documentClassForType(u"Local Korvane Document"_s));
+    EXPECT_FALSE(controller_.documentClassForType(u"Remote Korvane Document"_s));
+    EXPECT_FALSE(controller_.documentClassForType(u"local korvane document"_s));
+}
+
+TEST_F(AppDocumentControllerTest, AWindowIsShownBeforeTheDocumentIsAnnounced) {
+    const TemporaryFile file("one\n");
+    std::shared_ptr<DocumentProtocol> announced;
+    const auto token =
+        NotificationCenter::shared().observe(notification::documentLoaded, [&](const Notification& n) {
+            announced = std::any_cast<std::shared_ptr<DocumentProtocol>>(n.object);
+            recorder_.events << u"announced"_s;
+        });
+    const auto document = controller_.openDocument(file.url(), 42, u"given"_s);
+    ASSERT_TRUE(document);
+    EXPECT_EQ(announced, document);
+    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"make given"_s, u"go to 42 in given"_s, u"announced"_s}));
+    EXPECT_EQ(controller_.documents(), std::vector{document});
+}
+
+TEST_F(AppDocumentControllerTest, OpeningAnOpenFileRaisesItsWindow) {
+    const TemporaryFile file("one\n");
+    const auto document = controller_.openDocument(file.url());
+    recorder_.takeEvents();
+    EXPECT_EQ(controller_.openDocument(file.url(), 7), document);
+    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"raise test.log"_s, u"go to 7 in test.log"_s}));
+    EXPECT_EQ(controller_.documents().size(), 1U);
+}
+
+TEST_F(AppDocumentControllerTest, WhatCannotBeOpenedIsSaidInOneAlert) {
+    const TemporaryFile file("");
+    QUrl missing = file.url();
+    missing.setPath(missing.path() + u".missing"_s);
+    for (const QUrl& url : {missing, QUrl(u"ssh://me@host:22/a.log"_s)}) {
+        SCOPED_TRACE(url.toString().toStdString());
+        recorder_.alerts.clear();
+        EXPECT_EQ(controller_.openDocument(url), nullptr);
+        ASSERT_EQ(recorder_.alerts.size(), 1U);
+        EXPECT_EQ(recorder_.alerts[0].kind, Alert::Kind::Error);
+        EXPECT_TRUE(recorder_.alerts[0].message.contains(url.fileName()));
+        EXPECT_TRUE(recorder_.alerts[0].informativeText.contains(url.path()));
+    }
+    EXPECT_TRUE(recorder_.events.isEmpty());
+    EXPECT_TRUE(controller_.documents().empty());
+}
+
+TEST_F(AppDocumentControllerTest, AFileCanBeOpenedAgainAfterItWasClosed) {
+    const TemporaryFile file("one\n");
+    const auto first = controller_.openDocument(file.url());
+    controller_.closeDocument(first);
+    EXPECT_TRUE(first->isClosed());
+    EXPECT_EQ(controller_.documentForUrl(file.url()), nullptr);
+    const auto second = controller_.openDocument(file.url());
+    EXPECT_NE(second, first);
+    EXPECT_EQ(recorder_.takeEvents(),
+              (QStringList{u"make test.log"_s, u"close test.log"_s, u"make test.log"_s}));
+}
+
+TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {
+    const TemporaryFile one("", "one");
+    const TemporaryFile two("", "two");
+    const auto first = controller_.openDocument(one.url());
+    const auto second = controller_.openDocument(two.url());
+    recorder_.takeEvents();
+    // A closing window asks for its document to be closed.
+    recorder_.onClose = [this](const std::shared_ptr<Document>& document) {
+        controller_.closeDocument(document);
+    };
+    controller_.setDidCloseAll([this] { recorder_.events << u"all gone"_s; });
+    controller_.closeAllDocuments();
+    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"close one"_s, u"close two"_s, u"all gone"_s}));
+    EXPECT_TRUE(first->isClosed() && second->isClosed());
+}
+
+TEST_F(AppDocumentControllerTest, ARegisteredClassOpensItsType) {
+    const TemporaryFile file("one\n");
+    controller_.registerDocumentClass(AppDocumentController::remoteDocumentType,
+                                      [] { return Document::create(); });
+    const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);
+    ASSERT_TRUE(made);
+    EXPECT_EQ(made.value()->fileUrl(), file.url());
+}
+
+} // namespace
+} // namespace korvane

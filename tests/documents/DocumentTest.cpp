@@ -1,0 +1,203 @@
+#include "documents/Document.h"
+
+#include "core/NotificationNames.h"
+#include "core/RowsUpdatedNotificationObject.h"
+#include "core/TailDataSourceProtocol.h"
+#include "documents/LoadProgressController.h"
+#include "foundation/NotificationCenter.h"
+#include "support/PreferencesTest.h"
+#include "support/TemporaryFile.h"
+#include "support/Waiting.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::TemporaryFile;
+using test::waitFor;
+using State = LoadProgressController::State;
+
+class DocumentTest : public test::PreferencesTest {
+protected:
+    void load(const TemporaryFile& file) {
+        ASSERT_TRUE(document_->readFromUrl(file.url()));
+        document_->startLoading();
+        ASSERT_TRUE(waitForState(State::Completed));
+    }
+    bool waitForState(State state) {
+        return waitFor([&] { return document_->loadProgress()->state() == state; });
+    }
+    bool waitForRow(qint64 row, const QString& text) {
+        return waitFor([&] {
+            const RowLine line = document_->dataSource()->rowLine(row);
+            return line.isLoaded && line.line.string() == text;
+        });
+    }
+    bool waitForFault(FileFault expected) {
+        std::optional<FileFault> found;
+        document_->checkFile([&](FileFault fault) { found = fault; });
+        return waitFor([&] { return found.has_value(); }) && *found == expected;
+    }
+
+    std::shared_ptr<Document> document_ = Document::create();
+};
+
+TEST_F(DocumentTest, RowsOfAFileAreThereAfterTheScan) {
+    for (const bool isLazy : {true, false}) {
+        SCOPED_TRACE(isLazy);
+        Preferences::shared().setLazyLoadFile(isLazy);
+        document_ = Document::create();
+        const TemporaryFile file("one\ntwo\r\nthree");
+        load(file);
+        EXPECT_EQ(document_->dataSource()->numberOfRows(), 3);
+        EXPECT_TRUE(waitForRow(0, u"one"_s));
+        EXPECT_TRUE(waitForRow(2, u"three"_s));
+        EXPECT_EQ(document_->openFault(), QString());
+        EXPECT_EQ(document_->loadProgress()->readBytes(), document_->loadProgress()->totalBytes());
+    }
+}
+
+TEST_F(DocumentTest, WhatIsNoFileIsRefusedByName) {
+    const TemporaryFile neighbour("");
+    const QByteArray directory = neighbour.path().left(neighbour.path().lastIndexOf('/'));
+    const QByteArray pipe = directory + "/pipe";
+    ASSERT_EQ(::mkfifo(pipe.constData(), 0600), 0);
+    const QByteArray socketPath = directory + "/socket";
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.constData());
+    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+
+    const struct {
+        QByteArray path;
+        int code;
+        QString domain;
+        QString says;
+    } cases[] = {
+        {directory + "/missing.log", -1100, u"NSURLErrorDomain"_s, u"does not exist"_s},
+        {neighbour.path() + "/below.log", -1100, u"NSURLErrorDomain"_s, u"does not exist"_s},
+        {directory, EISDIR, u"POSIX"_s, u"folder"_s},
+        {pipe, EINVAL, u"POSIX"_s, u"pipe"_s},
+        {socketPath, EINVAL, u"POSIX"_s, u"socket"_s},
+        {"/dev/null", EINVAL, u"POSIX"_s, u"device"_s},
+    };
+    for (const auto& [path, code, domain, says] : cases) {
+        SCOPED_TRACE(path.constData());
+        const auto status = Document::create()->readFromUrl(fileUrlFromPath(path));
+        ASSERT_FALSE(status);
+        EXPECT_EQ(status.error().code, code);
+        EXPECT_EQ(status.error().domain, domain);
+        EXPECT_TRUE(status.error().userText.contains(u'“' + QString::fromUtf8(path) + u'”'));
+        EXPECT_TRUE(status.error().userText.contains(says)) << status.error().userText.toStdString();
+    }
+    ::close(listener);
+}
+
+TEST_F(DocumentTest, AnAddressElsewhereDoesNotOpenTheLocalFileOfThatPath) {
+    const TemporaryFile file("secret");
+    QUrl elsewhere = file.url();
+    elsewhere.setScheme(u"http"_s);
+    elsewhere.setHost(u"example.org"_s);
+    const auto status = document_->readFromUrl(elsewhere);
+    ASSERT_FALSE(status);
+    EXPECT_TRUE(status.error().userText.contains(u"http://example.org/"_s));
+}
+
+// A directory entry that cannot be opened whoever runs the test, root included: a symbolic link to itself.
+TEST_F(DocumentTest, AnUnreadableFileShowsOneEmptyLineAndSaysWhy) {
+    const TemporaryFile neighbour("");
+    const QByteArray loop = neighbour.path() + ".loop";
+    ASSERT_EQ(::symlink(loop.constData(), loop.constData()), 0);
+    ASSERT_TRUE(document_->readFromUrl(fileUrlFromPath(loop)));
+    EXPECT_TRUE(document_->openFault().startsWith(u'“' + QString::fromUtf8(loop) + u"” cannot be read: "_s))
+        << document_->openFault().toStdString();
+    document_->startLoading();
+    ASSERT_TRUE(waitForState(State::Completed));
+    EXPECT_EQ(document_->dataSource()->numberOfRows(), 1);
+    EXPECT_TRUE(waitForRow(0, QString()));
+}
+
+TEST_F(DocumentTest, LoadingMoreShowsWhatWasAddedAndTheGrownLastLine) {
+    const TemporaryFile file("one\ntw");
+    load(file);
+    ASSERT_TRUE(waitForRow(1, u"tw"_s));
+    file.append("o\nthree\n");
+    document_->loadMore();
+    EXPECT_TRUE(waitForRow(1, u"two"_s));
+    EXPECT_TRUE(waitForRow(2, u"three"_s));
+    EXPECT_EQ(document_->dataSource()->numberOfRows(), 4);
+}
+
+TEST_F(DocumentTest, ReloadingReadsTheFileFromItsFirstByte) {
+    const TemporaryFile file("one\ntwo");
+    load(file);
+    ASSERT_TRUE(waitForRow(1, u"two"_s));
+    file.overwrite("eno\nowt");
+    document_->reload();
+    EXPECT_TRUE(waitForRow(0, u"eno"_s));
+    EXPECT_TRUE(waitForRow(1, u"owt"_s));
+    EXPECT_TRUE(waitForState(State::Completed));
+}
+
+TEST_F(DocumentTest, ACheckNamesWhatHasBecomeOfTheFile) {
+    const TemporaryFile file("one\ntwo\n");
+    load(file);
+    EXPECT_TRUE(waitForFault(FileFault::None));
+    file.append("three\n");
+    EXPECT_TRUE(waitForFault(FileFault::None));
+    file.truncate(5);
+    EXPECT_TRUE(waitForFault(FileFault::Truncated));
+    const QByteArray moved = file.path() + ".1";
+    ASSERT_EQ(std::rename(file.path().constData(), moved.constData()), 0);
+    EXPECT_TRUE(waitForFault(FileFault::Removed));
+    file.append("another\n");
+    EXPECT_TRUE(waitForFault(FileFault::Replaced));
+}
+
+TEST_F(DocumentTest, AClosedDocumentIsSilent) {
+    const TemporaryFile file(QByteArray("line\n").repeated(100'000));
+    int updates = 0;
+    const auto token =
+        NotificationCenter::shared().observe(notification::rowsUpdated, [&](auto&) { ++updates; });
+    ASSERT_TRUE(document_->readFromUrl(file.url()));
+    document_->startLoading();
+    document_->checkFile([&](FileFault) { ++updates; });
+    const std::weak_ptr<TailDataSourceProtocol> dataSource = document_->dataSource();
+    dataSource.lock()->loadPage(1, true);
+    document_->close();
+    document_->close();
+    document_->loadMore();
+    document_->reload();
+    document_->checkFile([&](FileFault) { ++updates; });
+    EXPECT_TRUE(waitFor([&] { return dataSource.expired(); })) << "something holds on to the rows";
+    EXPECT_EQ(updates, 0);
+    EXPECT_EQ(document_->fileUrl(), file.url());
+}
+
+TEST_F(DocumentTest, LettingGoOfADocumentStopsItsWork) {
+    const TemporaryFile file(QByteArray("line\n").repeated(100'000));
+    ASSERT_TRUE(document_->readFromUrl(file.url()));
+    document_->startLoading();
+    const std::weak_ptr<LogFileReaderProtocol> reader = document_->logReader();
+    document_.reset();
+    EXPECT_TRUE(waitFor([&] { return reader.expired(); }));
+}
+
+TEST_F(DocumentTest, TheNameIsTheFilesUnlessAnotherIsGiven) {
+    const TemporaryFile file("", "a\tb.log");
+    ASSERT_TRUE(document_->readFromUrl(file.url()));
+    EXPECT_EQ(document_->displayName(), u"a␉b.log"_s);
+    document_->setDisplayName(u"standard input"_s);
+    EXPECT_EQ(document_->displayName(), u"standard input"_s);
+}
+
+} // namespace
+} // namespace korvane

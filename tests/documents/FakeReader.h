@@ -1,0 +1,136 @@
+#pragma once
+
+#include "core/LogFileReaderProtocol.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace korvane::test {
+
+/// Holds up whoever passes while it is shut.
+class Gate {
+public:
+    void shut() { set(false); }
+    void open() { set(true); }
+    void pass() {
+        std::unique_lock guard(mutex_);
+        ++waiting_;
+        changed_.wait(guard, [this] { return isOpen_; });
+        --waiting_;
+    }
+    int waiting() const {
+        const std::lock_guard guard(mutex_);
+        return waiting_;
+    }
+
+private:
+    void set(bool isOpen) {
+        const std::lock_guard guard(mutex_);
+        isOpen_ = isOpen;
+        changed_.notify_all();
+    }
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isOpen_ = true;
+    int waiting_ = 0;
+};
+
+/// A reader whose lines, faults and pace a test decides. Any thread.
+class FakeReader : public LogFileReaderProtocol {
+public:
+    explicit FakeReader(qint64 lineCount) : lines_(lineCount) {}
+
+    // What the test sets.
+    Gate readGate; ///< in the middle of every page read
+    std::atomic<bool> isUndecodable{false};
+    std::atomic<bool> isUnreadable{false};
+    /// The body of `refresh`, without the reports of its start and end.
+    std::function<LineRange(FakeReader&)> scan = [](FakeReader& self) {
+        return LineRange{self.lineCount() - 1, 0};
+    };
+
+    void setLineCount(qint64 count) { lines_ = count; }
+    /// Goes before the number in every line read from now on.
+    void setPrefix(const QString& prefix) {
+        const std::lock_guard guard(mutex_);
+        prefix_ = prefix;
+    }
+    /// One-based starts of the reads so far.
+    std::vector<qint64> readStarts() const {
+        const std::lock_guard guard(mutex_);
+        return readStarts_;
+    }
+    bool isCancelled() const { return isCancelled_; }
+    bool isClosed() const { return isClosed_; }
+    bool isScanCancelled() const { return isScanCancelled_; }
+
+    std::shared_ptr<LogReaderDelegate> delegate() const override {
+        const std::lock_guard guard(mutex_);
+        return delegate_;
+    }
+    void setDelegate(std::shared_ptr<LogReaderDelegate> delegate) override {
+        const std::lock_guard guard(mutex_);
+        delegate_ = std::move(delegate);
+    }
+    void cancel() override { isCancelled_ = true; }
+    void cancelScan() override { isScanCancelled_ = true; }
+    void close() override { isClosed_ = true; }
+    std::uint64_t fileSize() override { return 1000; }
+    LineRange refresh() override {
+        const auto listener = delegate();
+        if (listener)
+            listener->readerDidStart(fileSize());
+        isScanCancelled_ = false;
+        const LineRange result = scan(*this);
+        if (listener)
+            isScanCancelled_ ? listener->readerDidCancel() : listener->readerDidFinish();
+        return result;
+    }
+    void reset() override {
+        isCancelled_ = false;
+        lines_ = 1;
+    }
+    void indexLines() override {}
+    qint64 lineCount() const override { return lines_; }
+    QStringList readLines(qint64, qint64) override { return {}; }
+    DisplayLines readLinesForDisplay(qint64 start, qint64 count) override {
+        const qint64 last = std::min(start + count - 1, lineCount());
+        DisplayLines read;
+        QString prefix;
+        {
+            const std::lock_guard guard(mutex_);
+            readStarts_.push_back(start);
+            prefix = prefix_;
+        }
+        readGate.pass();
+        read.undecodable = isUndecodable;
+        if (isUndecodable || isUnreadable || isCancelled_)
+            return read;
+        for (qint64 number = std::min(start, last); number <= last; ++number)
+            read.lines.push_back(
+                {prefix + QString::number(number), static_cast<std::uint64_t>(number == 7 ? 99 : 0)});
+        return read;
+    }
+    std::uint64_t byteCount(qint64, qint64) const override { return 0; }
+    EncodingChoice encodingChoice() const override { return {}; }
+    void setEncodingChoice(EncodingChoice) override {}
+    StringEncoding fileEncoding() const override { return encoding::utf8; }
+
+private:
+    std::atomic<qint64> lines_;
+    std::atomic<bool> isCancelled_{false};
+    std::atomic<bool> isScanCancelled_{false};
+    std::atomic<bool> isClosed_{false};
+    mutable std::mutex mutex_;
+    // Guarded by mutex_.
+    std::shared_ptr<LogReaderDelegate> delegate_;
+    std::vector<qint64> readStarts_;
+    QString prefix_;
+};
+
+} // namespace korvane::test

@@ -1,0 +1,237 @@
+#include "documents/FileLoadingOperation.h"
+
+#include "core/NotificationNames.h"
+#include "core/RowsUpdatedNotificationObject.h"
+#include "documents/FakeDocument.h"
+#include "documents/FakeReader.h"
+#include "documents/LoadProgressController.h"
+#include "documents/LogTableDataSource.h"
+#include "foundation/NotificationCenter.h"
+#include "foundation/OperationQueue.h"
+#include "support/PreferencesTest.h"
+#include "support/Waiting.h"
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::FakeReader;
+using test::waitFor;
+using State = LoadProgressController::State;
+
+class FileLoadingOperationTest : public test::PreferencesTest {
+protected:
+    FileLoadingOperationTest() {
+        token_ = NotificationCenter::shared().observe(
+            notification::rowsUpdated, [this](const Notification& posted) {
+                const auto update =
+                    std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(posted.object);
+                EXPECT_EQ(update->doc.lock(), document_);
+                updates_.push_back(update->idx);
+            });
+    }
+    ~FileLoadingOperationTest() override { scanGate_.open(); }
+
+    void start(FileLoadingOperation::Start start = FileLoadingOperation::Start::AtLastScan) {
+        operation_ = std::make_shared<FileLoadingOperation>(reader_, source_, progress_, start);
+        queue_.addOperation(operation_);
+    }
+    bool finish() {
+        scanGate_.open();
+        const bool ended = waitFor([this] { return queue_.isEmpty(); });
+        MainThread::shared().runPending();
+        return ended;
+    }
+    /// What a reader does for one block of a file.
+    static void publish(FakeReader& reader, qint64 lineCount) {
+        reader.setLineCount(lineCount);
+        for (int step = 0; step < 512; ++step)
+            reader.delegate()->readerDidReadBytes(2048);
+    }
+
+    test::Gate scanGate_;
+    std::shared_ptr<FakeReader> reader_ = std::make_shared<FakeReader>(1);
+    std::shared_ptr<test::FakeDocument> document_ = std::make_shared<test::FakeDocument>(reader_);
+    std::shared_ptr<LogTableDataSource> source_ = std::make_shared<LogTableDataSource>(document_);
+    std::shared_ptr<LoadProgressController> progress_ = std::make_shared<LoadProgressController>(u"a.log"_s);
+    std::vector<LineRange> updates_;
+    NotificationToken token_;
+    OperationQueue queue_{"Test queue", 1};
+    std::shared_ptr<FileLoadingOperation> operation_;
+};
+
+TEST_F(FileLoadingOperationTest, TheFirstLinesAreKnownWhileTheScanGoesOn) {
+    scanGate_.shut();
+    reader_->scan = [this](FakeReader& reader) {
+        publish(reader, 8000);
+        scanGate_.pass();
+        publish(reader, 20'000);
+        return LineRange{0, 20'000};
+    };
+    start();
+    ASSERT_TRUE(waitFor([this] { return !updates_.empty(); }));
+    EXPECT_EQ(updates_.front(), (LineRange{0, 8000}));
+    EXPECT_EQ(progress_->state(), State::Loading);
+    EXPECT_EQ(progress_->totalBytes(), 1000U);
+    EXPECT_EQ(progress_->readBytes(), 512U * 2048);
+    ASSERT_TRUE(finish());
+    EXPECT_GE(updates_.back().location, 7999) << "pages already shown are read again";
+    EXPECT_EQ(updates_.back().location + updates_.back().length, 20'000);
+    EXPECT_EQ(progress_->state(), State::Completed);
+    EXPECT_EQ(reader_->delegate(), nullptr);
+}
+
+TEST_F(FileLoadingOperationTest, APageLoadedShortIsOpenedAgainBeforeTheWindowHears) {
+    source_->loadPage(1, false);
+    ASSERT_FALSE(source_->cachedRowLine(1));
+    reader_->scan = [](FakeReader& reader) {
+        publish(reader, 10);
+        return LineRange{0, 10};
+    };
+    start();
+    ASSERT_TRUE(finish());
+    EXPECT_TRUE(waitFor([this] { return source_->rowLine(9).isLoaded; }));
+}
+
+// The main thread runs nothing during this scan, so one notification has to cover it all.
+TEST_F(FileLoadingOperationTest, ManyNewLinesGiveOneWaitingNotification) {
+    reader_->scan = [](FakeReader& reader) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(150);
+        qint64 count = 1;
+        while (std::chrono::steady_clock::now() < end)
+            publish(reader, count += 10);
+        return LineRange{0, count};
+    };
+    start();
+    queue_.waitUntilAllFinished();
+    MainThread::shared().runPending();
+    ASSERT_EQ(updates_.size(), 1U);
+    EXPECT_EQ(updates_.front(), (LineRange{0, reader_->lineCount()}));
+}
+
+TEST_F(FileLoadingOperationTest, NotificationsComeAtMostThirtyTimesASecond) {
+    std::atomic<bool> isScanning{true};
+    const auto begin = std::chrono::steady_clock::now();
+    reader_->scan = [&](FakeReader& reader) {
+        qint64 count = 1;
+        while (std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(300))
+            publish(reader, count += 10);
+        isScanning = false;
+        return LineRange{0, count};
+    };
+    start();
+    EXPECT_TRUE(waitFor([&] { return !isScanning; }));
+    ASSERT_TRUE(finish());
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    EXPECT_LE(static_cast<double>(updates_.size()), seconds * 30 + 2);
+    EXPECT_GT(updates_.size(), 2U);
+    for (std::size_t i = 1; i < updates_.size(); ++i)
+        EXPECT_EQ(updates_[i].location, updates_[i - 1].location + updates_[i - 1].length - 1);
+}
+
+TEST_F(FileLoadingOperationTest, AResultIsAlwaysAnnouncedAndNoResultNever) {
+    const struct {
+        qint64 before;
+        qint64 after;
+        LineRange result;
+        std::vector<LineRange> updates;
+    } cases[] = {
+        {1, 1, {0, 1}, {{0, 1}}},     // one line without an end
+        {1, 1, {0, 0}, {}},           // an empty file
+        {10, 10, {9, 1}, {{9, 1}}},   // the last line grew
+        {10, 12, {9, 3}, {{9, 3}}},   // lines were added
+        {10, 4, {0, 4}, {{0, 4}}},    // truncated
+        {10, 10, {0, 10}, {{0, 10}}}, // truncated and written anew
+        {10, 15, {0, 0}, {{9, 6}}},   // a cancelled scan had found some
+    };
+    for (const auto& [before, after, result, expected] : cases) {
+        SCOPED_TRACE(::testing::Message() << before << " to " << after << ", from " << result.location);
+        updates_.clear();
+        reader_->setLineCount(before);
+        reader_->scan = [after = after, result = result](FakeReader& reader) {
+            reader.setLineCount(after);
+            return result;
+        };
+        start();
+        ASSERT_TRUE(finish());
+        EXPECT_EQ(updates_, expected);
+    }
+}
+
+TEST_F(FileLoadingOperationTest, ACancelStopsTheScanAndKeepsItsLines) {
+    reader_->scan = [](FakeReader& reader) {
+        while (!reader.isScanCancelled())
+            publish(reader, 500);
+        return LineRange{0, 0};
+    };
+    start();
+    ASSERT_TRUE(waitFor([this] { return !updates_.empty(); }));
+    operation_->cancel();
+    ASSERT_TRUE(finish());
+    EXPECT_EQ(progress_->statusText(), u"Canceled!"_s);
+    EXPECT_EQ(updates_, (std::vector<LineRange>{{0, 500}}));
+    EXPECT_FALSE(reader_->isCancelled()) << "the lines found can no longer be read";
+}
+
+TEST_F(FileLoadingOperationTest, AScanThatNeverStartedReportsItsCancelToo) {
+    scanGate_.shut();
+    reader_->scan = [this](FakeReader&) {
+        scanGate_.pass();
+        return LineRange{};
+    };
+    start();
+    progress_ = std::make_shared<LoadProgressController>(u"waiting"_s);
+    start();
+    EXPECT_EQ(progress_->statusText(), u"Loading file [waiting]"_s);
+    operation_->cancel();
+    ASSERT_TRUE(finish());
+    EXPECT_EQ(progress_->state(), State::Canceled);
+    EXPECT_EQ(progress_->elapsed().count(), 0);
+}
+
+TEST_F(FileLoadingOperationTest, StartingAtTheFirstByteAnnouncesTheForgottenLines) {
+    reader_->setLineCount(5000);
+    scanGate_.shut();
+    reader_->scan = [this](FakeReader& reader) {
+        scanGate_.pass();
+        publish(reader, 6000);
+        return LineRange{0, 6000};
+    };
+    start(FileLoadingOperation::Start::AtFirstByte);
+    ASSERT_TRUE(waitFor([this] { return !updates_.empty(); }));
+    EXPECT_EQ(updates_.front(), (LineRange{0, 1}));
+    ASSERT_TRUE(finish());
+    EXPECT_EQ(updates_.back().location + updates_.back().length, 6000);
+}
+
+TEST_F(FileLoadingOperationTest, NothingIsPostedOnceTheDataSourceIsClosed) {
+    reader_->scan = [](FakeReader& reader) {
+        publish(reader, 500);
+        return LineRange{0, 500};
+    };
+    start();
+    queue_.waitUntilAllFinished();
+    source_->close();
+    MainThread::shared().runPending();
+    EXPECT_TRUE(updates_.empty());
+}
+
+TEST(LoadProgressController, TheFirstEndHoldsAndStopsTheClock) {
+    LoadProgressController progress(u"%1"_s);
+    EXPECT_EQ(progress.statusText(), u"Loading file [%1]"_s);
+    progress.readerDidStart(10);
+    EXPECT_TRUE(waitFor([&] { return progress.elapsed().count() >= 2; }));
+    progress.readerDidCancel();
+    progress.readerDidFinish();
+    EXPECT_EQ(progress.state(), State::Canceled);
+    const auto elapsed = progress.elapsed();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(
+        waitFor([&] { return std::chrono::steady_clock::now() - begin > std::chrono::milliseconds(3); }));
+    EXPECT_EQ(progress.elapsed(), elapsed);
+}
+
+} // namespace
+} // namespace korvane

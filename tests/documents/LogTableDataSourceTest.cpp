@@ -1,0 +1,396 @@
+#include "documents/LogTableDataSource.h"
+
+#include "core/LineMarkLookup.h"
+#include "core/NotificationNames.h"
+#include "core/Pages.h"
+#include "core/RuleEnforcerProtocol.h"
+#include "documents/FakeDocument.h"
+#include "documents/FakeReader.h"
+#include "foundation/NotificationCenter.h"
+#include "support/PreferencesTest.h"
+#include "support/Waiting.h"
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::waitFor;
+
+class RuledDataSource : public LogTableDataSource {
+public:
+    using LogTableDataSource::LogTableDataSource;
+    using TailDataSource::setRuleEnforcer;
+};
+
+/// Hides the lines whose text ends in 3.
+class FakeEnforcer : public RuleEnforcerProtocol {
+public:
+    void applyRules(qint64 lineNum, AttributedString& line) override {
+        if (line.string().endsWith(u'3') && line.string() == QString::number(lineNum + 1))
+            line.addAttribute(attribute::hideLine, true);
+    }
+    void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) override {
+        line.addAttributesInRanges({{attribute::background, QColor(Qt::yellow)}}, ranges);
+    }
+    void clearRules() override { isCleared = true; }
+    bool isCleared = false;
+};
+
+class LogTableDataSourceTest : public test::PreferencesTest {
+protected:
+    void SetUp() override { open(12'001); }
+    ~LogTableDataSourceTest() override { reader_->readGate.open(); }
+
+    void open(qint64 lineCount) {
+        reader_ = std::make_shared<test::FakeReader>(lineCount);
+        document_ = std::make_shared<test::FakeDocument>(reader_);
+        source_ = std::make_shared<RuledDataSource>(document_);
+    }
+
+    /// The row's text once it is loaded.
+    QString textOf(qint64 row) {
+        EXPECT_TRUE(waitFor([&] { return source_->rowLine(row).isLoaded; }));
+        return source_->rowLine(row).line.string();
+    }
+    bool waitForText(qint64 row, const QString& text) {
+        return waitFor([&] { return source_->rowLine(row).line.string() == text; });
+    }
+    bool waitForReads(std::size_t count) {
+        return waitFor([&] { return reader_->readStarts().size() == count; });
+    }
+
+    using Starts = std::vector<qint64>;
+
+    std::shared_ptr<test::FakeReader> reader_;
+    std::shared_ptr<test::FakeDocument> document_;
+    std::shared_ptr<RuledDataSource> source_;
+};
+
+TEST_F(LogTableDataSourceTest, ARowRequestsThePageItsLineLiesOn) {
+    const struct {
+        qint64 row;
+        qint64 readStart;
+    } cases[] = {{0, 1}, {4999, 1}, {5000, 5001}, {9999, 5001}, {12'000, 10'001}};
+    for (const auto& [row, readStart] : cases) {
+        SCOPED_TRACE(row);
+        open(12'001);
+        const RowLine before = source_->rowLine(row);
+        EXPECT_FALSE(before.isLoaded);
+        EXPECT_EQ(before.rowNum, row + 1);
+        EXPECT_EQ(textOf(row), QString::number(row + 1));
+        EXPECT_EQ(reader_->readStarts(), Starts{readStart});
+    }
+}
+
+TEST_F(LogTableDataSourceTest, RowsOutsideTheFileAreNeverRequested) {
+    EXPECT_FALSE(source_->rowLine(12'001).isLoaded);
+    EXPECT_FALSE(source_->rowLine(99'999).isLoaded);
+    source_->loadPage(4, false);
+    EXPECT_EQ(reader_->readStarts(), Starts{});
+    EXPECT_FALSE(source_->cachedRowLine(15'000));
+}
+
+TEST_F(LogTableDataSourceTest, APageIsRequestedOnceWhileItsLoadIsUnderWay) {
+    reader_->readGate.shut();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(source_->rowLine(i).isLoaded);
+    reader_->readGate.open();
+    EXPECT_EQ(textOf(2), u"3"_s);
+    EXPECT_EQ(reader_->readStarts(), Starts{1});
+}
+
+TEST_F(LogTableDataSourceTest, ASynchronousLoadHasTheRowsAtOnceAndPostsNothing) {
+    int posts = 0;
+    const auto token =
+        NotificationCenter::shared().observe(notification::dataSourceLoadedLines, [&](auto&) { ++posts; });
+    source_->loadPage(1, false);
+    EXPECT_EQ(source_->cachedRowLine(10)->line.string(), u"11"_s);
+    MainThread::shared().runPending();
+    EXPECT_EQ(posts, 0);
+}
+
+TEST_F(LogTableDataSourceTest, AnArrivedPageIsAnnouncedByItsDataSource) {
+    const void* sender = nullptr;
+    const auto token = NotificationCenter::shared().observe(
+        notification::dataSourceLoadedLines, [&](const Notification& n) { sender = n.sender; });
+    source_->loadPage(1, true);
+    EXPECT_TRUE(waitFor([&] { return sender != nullptr; }));
+    EXPECT_EQ(sender, static_cast<TailDataSourceProtocol*>(source_.get()));
+    EXPECT_TRUE(source_->cachedRowLine(0));
+}
+
+TEST_F(LogTableDataSourceTest, LinesCarryFontColourAndWhatWasCutOffThem) {
+    textOf(0);
+    const RowLine row = source_->rowLine(6);
+    EXPECT_EQ(row.cutBytes, 99U);
+    EXPECT_EQ(row.line.attributesAt(0)->font(), Preferences::shared().logViewFont());
+    EXPECT_EQ(row.line.attributesAt(0)->color(attribute::foreground),
+              Preferences::shared().logViewForeground());
+    EXPECT_EQ(source_->rowLine(5).cutBytes, 0U);
+    EXPECT_EQ(source_->rowLine(5).line.attributesAt(0), row.line.attributesAt(0)) << "not shared";
+}
+
+TEST_F(LogTableDataSourceTest, AnInvalidatedRowShowsItsOldTextUntilTheNewOneIsThere) {
+    textOf(0);
+    reader_->readGate.shut();
+    reader_->setPrefix(u"new "_s);
+    source_->invalidateRows();
+    for (int i = 0; i < 3; ++i) {
+        const RowLine row = source_->rowLine(0);
+        EXPECT_TRUE(row.isLoaded);
+        EXPECT_EQ(row.line.string(), u"1"_s);
+    }
+    reader_->readGate.open();
+    EXPECT_TRUE(waitForText(0, u"new 1"_s));
+    EXPECT_EQ(reader_->readStarts(), (Starts{1, 1}));
+}
+
+TEST_F(LogTableDataSourceTest, AClearedCacheShowsNothingOldAndDropsLoadsUnderWay) {
+    for (const bool isCleared : {true, false}) {
+        SCOPED_TRACE(isCleared);
+        open(100);
+        reader_->readGate.shut();
+        source_->rowLine(0);
+        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+        reader_->setPrefix(u"new "_s);
+        isCleared ? source_->clearCache() : source_->invalidateRows();
+        EXPECT_FALSE(source_->rowLine(0).isLoaded);
+        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 2; }));
+        reader_->readGate.open();
+        EXPECT_EQ(textOf(0), u"new 1"_s) << "the load from before was stored";
+        textOf(99);
+        EXPECT_EQ(reader_->readStarts(), (Starts{1, 1}));
+    }
+}
+
+TEST_F(LogTableDataSourceTest, AShortPageIsAskedForAgainWhenMoreIsKnown) {
+    open(3);
+    EXPECT_EQ(textOf(2), u"3"_s);
+    reader_->setLineCount(8);
+    EXPECT_FALSE(source_->rowLine(7).isLoaded);
+    source_->linesChanged(2);
+    EXPECT_EQ(source_->cachedRowLine(2)->line.string(), u"3"_s) << "flickers";
+    EXPECT_EQ(textOf(7), u"8"_s);
+}
+
+TEST_F(LogTableDataSourceTest, ChangedLinesReopenOnlyThePagesFromThereOn) {
+    for (const qint64 row : {0, 5000, 10'000})
+        textOf(row);
+    reader_->setPrefix(u"new "_s);
+    source_->linesChanged(5000);
+    EXPECT_TRUE(waitForText(5000, u"new 5001"_s));
+    EXPECT_TRUE(waitForText(10'000, u"new 10001"_s));
+    EXPECT_EQ(source_->rowLine(4999).line.string(), u"5000"_s);
+}
+
+TEST_F(LogTableDataSourceTest, GrowthThatNeverStopsDoesNotStarveTheScreen) {
+    reader_->readGate.shut();
+    source_->rowLine(0);
+    ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+    source_->linesChanged(0);
+    reader_->readGate.open();
+    ASSERT_TRUE(waitFor([&] { return source_->cachedRowLine(0).has_value(); }))
+        << "the load under way was thrown away";
+    reader_->setPrefix(u"new "_s);
+    EXPECT_TRUE(waitForText(0, u"new 1"_s)) << "not asked for again";
+}
+
+TEST_F(LogTableDataSourceTest, ALateLoadDoesNotReplaceFresherRows) {
+    reader_->readGate.shut();
+    source_->rowLine(0);
+    ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+    source_->linesChanged(0);
+    // The fresher rows come by another way while the older load is held up.
+    PageContent fresh;
+    fresh.rows.push_back({AttributedString(u"fresh"_s), 0});
+    source_->storePage({1, 1000, 0}, fresh);
+    reader_->readGate.open();
+    EXPECT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 0; }));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_EQ(source_->cachedRowLine(0)->line.string(), u"fresh"_s);
+}
+
+TEST_F(LogTableDataSourceTest, UndecodablePagesShowEmptyAndAreNotRetriedUntilCleared) {
+    reader_->isUndecodable = true;
+    EXPECT_EQ(textOf(0), QString());
+    EXPECT_EQ(source_->rowLine(4999).rowNum, 5000);
+    EXPECT_TRUE(source_->rowLine(4999).isLoaded);
+    EXPECT_TRUE(source_->hasUndecodableLines());
+    EXPECT_EQ(reader_->readStarts().size(), 1U);
+
+    reader_->isUndecodable = false;
+    source_->invalidateRows();
+    EXPECT_FALSE(source_->hasUndecodableLines());
+    EXPECT_TRUE(waitForText(0, u"1"_s));
+}
+
+TEST_F(LogTableDataSourceTest, LinesThatCannotBeReadDoNotLoadForEver) {
+    reader_->isUnreadable = true;
+    EXPECT_EQ(textOf(0), QString());
+    EXPECT_FALSE(source_->hasUndecodableLines());
+}
+
+TEST_F(LogTableDataSourceTest, ClearingTheViewLeavesTheLastLineAndWhatFollows) {
+    open(100);
+    textOf(0);
+    source_->clearView();
+    EXPECT_EQ(source_->numberOfRows(), 1);
+    EXPECT_EQ(textOf(0), u"100"_s);
+    EXPECT_EQ(source_->rowLine(0).rowNum, 100);
+
+    reader_->setLineCount(102);
+    source_->linesChanged(99);
+    EXPECT_EQ(source_->numberOfRows(), 3);
+    EXPECT_TRUE(waitForText(2, u"102"_s));
+
+    reader_->setLineCount(10); // truncated
+    EXPECT_EQ(source_->numberOfRows(), 0);
+    source_->clearCache();
+    EXPECT_EQ(source_->numberOfRows(), 10);
+
+    reader_->setLineCount(0);
+    source_->clearView();
+    EXPECT_EQ(source_->rowStart(), 0);
+}
+
+TEST_F(LogTableDataSourceTest, ResetForgetsRulesAndLetsPagesBeAskedForAgain) {
+    const auto enforcer = std::make_shared<FakeEnforcer>();
+    source_->setRuleEnforcer(enforcer);
+    reader_->readGate.shut();
+    source_->rowLine(12'000);
+    ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+    source_->reset();
+    EXPECT_TRUE(enforcer->isCleared);
+    reader_->readGate.open();
+    EXPECT_EQ(textOf(0), u"12001"_s);
+    EXPECT_EQ(reader_->readStarts(), (Starts{10'001, 10'001}));
+}
+
+TEST_F(LogTableDataSourceTest, AJumpRunsTheNewPageBeforeThoseScrolledPast) {
+    open(1'000'000);
+    reader_->readGate.shut();
+    for (qint64 page = 0; page < 100; ++page)
+        source_->rowLine(page * pages::size);
+    ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() > 0; }));
+    const qint64 target = 900'000;
+    source_->rowLine(target);
+    source_->dropRequestsOutside(target, target + 50);
+    const std::size_t underWay = reader_->readStarts().size();
+    reader_->readGate.open();
+    EXPECT_EQ(textOf(target), u"900001"_s);
+    EXPECT_LE(reader_->readStarts().size(), underWay + 1 + 4) << "pages out of sight were read first";
+    EXPECT_EQ(textOf(99 * pages::size), QString::number(99 * pages::size + 1))
+        << "a dropped page cannot come back";
+}
+
+TEST_F(LogTableDataSourceTest, DroppingKeepsThePagesInSight) {
+    open(1'000'000);
+    reader_->readGate.shut();
+    for (qint64 page = 0; page < 20; ++page)
+        source_->rowLine(page * pages::size);
+    source_->dropRequestsOutside(17 * pages::size + 4999, 18 * pages::size);
+    reader_->readGate.open();
+    ASSERT_TRUE(waitFor([&] {
+        return source_->cachedRowLine(17 * pages::size) && source_->cachedRowLine(18 * pages::size);
+    }));
+    EXPECT_FALSE(source_->cachedRowLine(16 * pages::size));
+    EXPECT_FALSE(source_->cachedRowLine(19 * pages::size));
+}
+
+TEST_F(LogTableDataSourceTest, SlowLoadsOfAGrowingPageDoNotPileUp) {
+    reader_->readGate.shut();
+    for (int i = 0; i < 100; ++i) {
+        source_->linesChanged(0);
+        source_->rowLine(0);
+    }
+    reader_->readGate.open();
+    textOf(0);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_LE(reader_->readStarts().size(), 6U);
+}
+
+TEST_F(LogTableDataSourceTest, QuickHighlightComesAndGoesWithoutATrace) {
+    textOf(0);
+    const auto backgroundAt = [&](int position) {
+        return source_->rowLine(1233).line.attributesAt(position)->color(attribute::background);
+    };
+    EXPECT_FALSE(backgroundAt(0));
+    source_->setQuickHighlightSelectionString(u"23"_s);
+    EXPECT_FALSE(backgroundAt(0));
+    EXPECT_TRUE(backgroundAt(1));
+    EXPECT_TRUE(source_->cachedRowLine(1233)->line.attributesAt(2)->color(attribute::background));
+    source_->setQuickHighlightEnabled(false);
+    EXPECT_FALSE(backgroundAt(1));
+    source_->setQuickHighlightEnabled(true);
+    source_->setQuickHighlightSelectionString({});
+    EXPECT_FALSE(backgroundAt(1));
+}
+
+TEST_F(LogTableDataSourceTest, QuickHighlightStartsAsThePreferenceSays) {
+    Preferences::shared().setQuickHighlightSelection(false);
+    open(1);
+    EXPECT_FALSE(source_->quickHighlightEnabled());
+    Preferences::shared().setQuickHighlightSelection(true);
+    open(1);
+    EXPECT_TRUE(source_->quickHighlightEnabled());
+}
+
+TEST_F(LogTableDataSourceTest, EveryLinePassesTheRulesUnderItsOwnNumber) {
+    source_->setRuleEnforcer(std::make_shared<FakeEnforcer>());
+    textOf(5002);
+    EXPECT_TRUE(source_->rowLine(5002).line.attributesAt(0)->isMarked(attribute::hideLine));
+    EXPECT_FALSE(source_->rowLine(5003).line.attributesAt(0)->isMarked(attribute::hideLine));
+}
+
+TEST_F(LogTableDataSourceTest, SearchMatchesArePaintedWhereTheyStillLieInTheText) {
+    source_->setRuleEnforcer(std::make_shared<FakeEnforcer>());
+    textOf(0);
+    source_->setLastSearchResults({{99, {99, {{1, 1}, {2, 500}, {600, 3}}}}});
+    const AttributedString line = source_->rowLine(99).line;
+    ASSERT_EQ(line.string(), u"100"_s);
+    EXPECT_FALSE(line.attributesAt(0)->color(attribute::background));
+    EXPECT_TRUE(line.attributesAt(1)->color(attribute::background));
+    EXPECT_TRUE(line.attributesAt(2)->color(attribute::background));
+    EXPECT_FALSE(source_->rowLine(98).line.attributesAt(0)->color(attribute::background));
+    source_->invalidateRows();
+    EXPECT_EQ(source_->lastSearchResults().size(), 1U);
+    source_->clearCache();
+    EXPECT_TRUE(source_->lastSearchResults().empty());
+}
+
+TEST_F(LogTableDataSourceTest, LineMarksAreAskedForByAddressAndLineIndex) {
+    class Marks : public LineMarkLookup {
+    public:
+        bool hasLineMark(const QString& urlString, qint64 lineNum) const override {
+            return urlString == u"file:///logs/a%20b.log"_s && lineNum == 12'000;
+        }
+    };
+    EXPECT_FALSE(source_->hasLineMark(12'000));
+    source_->setLineMarkLookup(std::make_shared<Marks>());
+    EXPECT_TRUE(source_->hasLineMark(12'000));
+    EXPECT_FALSE(source_->hasLineMark(0));
+    source_->clearView();
+    EXPECT_TRUE(source_->hasLineMark(0));
+}
+
+TEST_F(LogTableDataSourceTest, ALoadThatOutlivesItsDataSourcePostsNothing) {
+    int posts = 0;
+    const auto token =
+        NotificationCenter::shared().observe(notification::dataSourceLoadedLines, [&](auto&) { ++posts; });
+    for (const bool isDestroyed : {true, false}) {
+        open(100);
+        reader_->readGate.shut();
+        source_->rowLine(0);
+        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+        isDestroyed ? source_.reset() : source_->close();
+        reader_->readGate.open();
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        MainThread::shared().runPending();
+    }
+    EXPECT_EQ(posts, 0);
+}
+
+} // namespace
+} // namespace korvane

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "core/Preferences.h"
+#include "foundation/OperationQueue.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace korvane::test {
+
+class FakeFontCatalog : public FontCatalog {
+public:
+    bool isInstalled(const QString&) const override { return true; }
+    QFont userFont() const override { return QFont(QStringLiteral("User Mono")); }
+    QFont systemFont() const override { return QFont(QStringLiteral("System Sans")); }
+};
+
+/// Fresh preferences for each test, over a settings file of its own. No worker outlives the test.
+class PreferencesTest : public ::testing::Test {
+protected:
+    PreferencesTest() {
+        Preferences::setShared(std::make_unique<Preferences>(
+            std::make_unique<UserDefaults>(directory_.filePath(QStringLiteral("s.conf")))));
+        Preferences::shared().registerDefaults(FakeFontCatalog());
+    }
+    ~PreferencesTest() override { EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20))); }
+
+private:
+    QTemporaryDir directory_;
+};
+
+} // namespace korvane::test

@@ -224,9 +224,10 @@ void Preferences::refreshCachedColor(const QString& key) {
     for (const auto& [colorKey, color] : cached) {
         if (*colorKey != key)
             continue;
+        // Read under the lock: of two changes at once the later one stays.
+        const std::lock_guard guard(mutex_);
         const QColor stored = colorFromArchive(userDefaults_->value(key));
         // A value that is no colour leaves the last good one.
-        const std::lock_guard guard(mutex_);
         if (stored.isValid())
             *color = stored;
     }

@@ -26,6 +26,12 @@ QByteArray withoutDots(const QByteArray& absolutePath) {
     return '/' + kept.join('/');
 }
 
+/// Line and paragraph separators, and the marks by which a name could show its parts in another order.
+bool isLayoutControl(char16_t unit) {
+    return unit == 0x2028 || unit == 0x2029 || unit == 0x200E || unit == 0x200F || unit == 0x061C ||
+           (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
+}
+
 QString visibleText(const QByteArray& bytes) {
     QString text = QString::fromUtf8(bytes);
     for (QChar& unit : text) {
@@ -33,6 +39,8 @@ QString visibleText(const QByteArray& bytes) {
             unit = QChar(0x2400 + unit.unicode()); // the control's own picture
         else if (unit.unicode() == 0x7F)
             unit = QChar(0x2421);
+        else if (unit.category() == QChar::Other_Control || isLayoutControl(unit.unicode()))
+            unit = QChar::ReplacementCharacter;
     }
     return text;
 }

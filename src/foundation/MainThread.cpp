@@ -25,25 +25,34 @@ MainThread::~MainThread() {
 }
 
 void MainThread::post(Task task) {
-    {
-        const std::lock_guard guard(mutex_);
-        tasks_.push_back(std::move(task));
-    }
     const std::uint64_t one = 1;
-    // Fails only when the counter is full, and then the main thread is awake anyway.
+    const std::lock_guard guard(mutex_);
+    tasks_.push_back(std::move(task));
+    // Fails only when the counter is full, and then the descriptor is readable anyway.
     [[maybe_unused]] const auto written = ::write(wakeDescriptor_, &one, sizeof one);
 }
 
 void MainThread::runPending() {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto taken = ::read(wakeDescriptor_, &count, sizeof count);
-    std::deque<Task> due;
+    std::size_t due = 0;
     {
         const std::lock_guard guard(mutex_);
-        due.swap(tasks_);
+        due = tasks_.size();
     }
-    for (const Task& task : due)
+    for (; due > 0; --due) {
+        Task task;
+        {
+            const std::lock_guard guard(mutex_);
+            if (tasks_.empty())
+                return; // a task ran an event loop of its own, which has run the rest
+            task = std::move(tasks_.front());
+            tasks_.pop_front();
+            if (tasks_.empty()) {
+                std::uint64_t count = 0;
+                [[maybe_unused]] const auto taken = ::read(wakeDescriptor_, &count, sizeof count);
+            }
+        }
         task();
+    }
 }
 
 } // namespace korvane

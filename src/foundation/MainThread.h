@@ -22,10 +22,11 @@ public:
     void post(Task task);
 
     /// Runs everything posted before the call, and what those tasks post no more (that waits for the next
-    /// round). Main thread only.
+    /// round). Main thread only; a task may call it again (a modal dialog's event loop does), and the order
+    /// holds.
     void runPending();
 
-    /// Readable while tasks are pending. Owned by this object.
+    /// Readable exactly while tasks are pending. Owned by this object.
     int wakeDescriptor() const { return wakeDescriptor_; }
 
     MainThread(const MainThread&) = delete;

@@ -14,8 +14,12 @@ QString storedKey(const QString& key) {
 
 } // namespace
 
-UserDefaults::UserDefaults(const QString& filePath) : store_(filePath, QSettings::IniFormat) {
-    store_.setAtomicSyncRequired(false); // a directory without a lock file is still better than no saving
+UserDefaults::UserDefaults(const QString& filePath) : store_(openStore(filePath)) {}
+
+std::unique_ptr<QSettings> UserDefaults::openStore(const QString& filePath) {
+    auto store = std::make_unique<QSettings>(filePath, QSettings::IniFormat);
+    store->setAtomicSyncRequired(false); // a directory without a lock file is still better than no saving
+    return store;
 }
 
 void UserDefaults::registerDefaults(const std::map<QString, QVariant>& defaults) {
@@ -26,7 +30,7 @@ void UserDefaults::registerDefaults(const std::map<QString, QVariant>& defaults)
 
 QVariant UserDefaults::value(const QString& key) const {
     const std::lock_guard guard(mutex_);
-    const QVariant stored = store_.value(storedKey(key));
+    const QVariant stored = store_->value(storedKey(key));
     if (stored.isValid())
         return stored;
     const auto known = registered_.find(key);
@@ -52,16 +56,19 @@ void UserDefaults::remove(const QString& key) {
 void UserDefaults::write(const QString& key, const QVariant& value) {
     {
         const std::lock_guard guard(mutex_);
+        // A store never forgets a fault; a new one on the same file has the same values and may succeed.
+        if (store_->status() != QSettings::NoError)
+            store_ = openStore(store_->fileName());
         if (value.isValid())
-            store_.setValue(storedKey(key), value);
+            store_->setValue(storedKey(key), value);
         else
-            store_.remove(storedKey(key));
-        store_.sync();
+            store_->remove(storedKey(key));
+        store_->sync();
         writeFault_ =
-            store_.status() == QSettings::NoError
+            store_->status() == QSettings::NoError
                 ? QString()
                 : QCoreApplication::translate("UserDefaults", "The settings cannot be saved to “%1”")
-                      .arg(store_.fileName());
+                      .arg(store_->fileName());
     }
     announce(key);
 }

@@ -44,12 +44,13 @@ public:
     [[nodiscard]] Token observe(Handler handler);
 
 private:
+    static std::unique_ptr<QSettings> openStore(const QString& filePath);
     void write(const QString& key, const QVariant& value);
     void announce(const QString& key);
 
     mutable std::mutex mutex_;
     // All below: guarded by mutex_.
-    mutable QSettings store_;
+    std::unique_ptr<QSettings> store_;
     std::map<QString, QVariant> registered_;
     std::vector<std::weak_ptr<const Handler>> handlers_;
     QString writeFault_;

@@ -1,0 +1,146 @@
+#include "foundation/OperationQueue.h"
+
+#include "support/Waiting.h"
+
+#include <gtest/gtest.h>
+#include <latch>
+
+namespace korvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+class TestOperation : public Operation {
+public:
+    explicit TestOperation(std::function<void(TestOperation&)> body) : body_(std::move(body)) {}
+    using Operation::sleepFor;
+
+protected:
+    void main() override { body_(*this); }
+
+private:
+    std::function<void(TestOperation&)> body_;
+};
+
+std::shared_ptr<TestOperation> operation(std::function<void(TestOperation&)> body) {
+    return std::make_shared<TestOperation>(std::move(body));
+}
+
+/// Runs until it is cancelled.
+std::shared_ptr<TestOperation> endless() {
+    return operation([](TestOperation& self) {
+        while (!self.isCancelled())
+            self.sleepFor(1h);
+    });
+}
+
+TEST(OperationQueue, OneAtATimeRunsInTheOrderOfAdding) {
+    OperationQueue queue("test", 1);
+    std::vector<int> order; // only one worker at a time touches it
+    for (int i = 0; i < 500; ++i)
+        queue.addOperation(operation([&order, i](TestOperation&) { order.push_back(i); }));
+    queue.waitUntilAllFinished();
+    ASSERT_EQ(order.size(), 500U);
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+    EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST(OperationQueue, AsManyRunAtOnceAsAllowedAndNoMore) {
+    OperationQueue queue("test", 3);
+    std::latch threeAreRunning(3);
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+    for (int i = 0; i < 60; ++i) {
+        queue.addOperation(operation([&, i](TestOperation&) {
+            const int now = ++running;
+            for (int seen = most; seen < now && !most.compare_exchange_weak(seen, now);)
+                ;
+            if (i < 3)
+                threeAreRunning.arrive_and_wait(); // hangs unless three run at once
+            --running;
+        }));
+    }
+    queue.waitUntilAllFinished();
+    EXPECT_EQ(most, 3);
+}
+
+TEST(OperationQueue, CancelledBeforeItsTurnItNeverRunsButCompletes) {
+    OperationQueue queue("test", 1);
+    const auto first = endless();
+    queue.addOperation(first);
+    std::atomic<bool> ran{false};
+    std::atomic<bool> completed{false};
+    const auto second = operation([&](TestOperation&) { ran = true; });
+    second->setCompletion([&] { completed = true; });
+    queue.addOperation(second);
+    ASSERT_TRUE(test::waitFor([&] { return first->isExecuting(); }));
+    EXPECT_FALSE(second->isExecuting());
+    EXPECT_EQ(queue.operations(), (std::vector<std::shared_ptr<Operation>>{first, second}));
+    second->cancel();
+    first->cancel();
+    queue.waitUntilAllFinished();
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(completed);
+    EXPECT_TRUE(second->isFinished());
+}
+
+TEST(OperationQueue, CancellingWakesASleeperAndRunsItsCompletion) {
+    OperationQueue queue("test", 1);
+    const auto sleeper = endless();
+    std::atomic<bool> finishedBeforeCompletion{false};
+    sleeper->setCompletion([&] { finishedBeforeCompletion = sleeper->isFinished(); });
+    queue.addOperation(sleeper);
+    ASSERT_TRUE(test::waitFor([&] { return sleeper->isExecuting(); }));
+    queue.cancelAllOperations();
+    queue.waitUntilAllFinished();
+    EXPECT_TRUE(finishedBeforeCompletion);
+}
+
+TEST(OperationQueue, ASleepThatIsCancelledBeforeItBeginsIsNoSleep) {
+    const auto asleep = operation([](TestOperation& self) { self.sleepFor(1h); });
+    asleep->cancel();
+    asleep->runBody();
+    EXPECT_TRUE(asleep->isCancelled());
+}
+
+TEST(OperationQueue, DestroyingTheQueueNeitherWaitsNorLosesACompletion) {
+    std::latch release(1);
+    std::atomic<int> completed{0};
+    std::atomic<bool> waitingRan{false};
+    auto queue = std::make_unique<OperationQueue>("test", 1);
+    const auto stubborn = operation([&](TestOperation&) { release.wait(); });
+    stubborn->setCompletion([&] { ++completed; });
+    const auto waiting = operation([&](TestOperation&) { waitingRan = true; });
+    waiting->setCompletion([&] { ++completed; });
+    queue->addOperation(stubborn);
+    queue->addOperation(waiting);
+    ASSERT_TRUE(test::waitFor([&] { return stubborn->isExecuting(); }));
+    queue.reset(); // would hang here if it waited
+    EXPECT_TRUE(stubborn->isCancelled());
+    EXPECT_FALSE(OperationQueue::waitForAllWorkers(0ms));
+    release.count_down();
+    EXPECT_TRUE(OperationQueue::waitForAllWorkers(20s));
+    EXPECT_EQ(completed, 2);
+    EXPECT_FALSE(waitingRan);
+}
+
+TEST(OperationQueue, AnOperationAddedByAnotherOneRuns) {
+    OperationQueue queue("test", 1);
+    std::atomic<bool> ran{false};
+    queue.addOperation(operation(
+        [&](TestOperation&) { queue.addOperation(operation([&](TestOperation&) { ran = true; })); }));
+    EXPECT_TRUE(test::waitFor([&] { return ran.load(); }));
+    queue.waitUntilAllFinished();
+}
+
+TEST(OperationQueue, WhatAnOperationOwnsGoesWithIt) {
+    OperationQueue queue("test", 1);
+    const auto owned = std::make_shared<int>(1);
+    auto owner = operation([owned](TestOperation&) {});
+    owner->setCompletion([owner] {}); // a circle, unless the completion is let go of
+    queue.addOperation(std::move(owner));
+    EXPECT_TRUE(test::waitFor([&] { return owned.use_count() == 1; }));
+}
+
+} // namespace
+} // namespace korvane

@@ -1,0 +1,127 @@
+#include "foundation/UserDefaults.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class UserDefaultsTest : public ::testing::Test {
+protected:
+    QString path() const { return directory_.filePath(u"settings/korvane.conf"_s); }
+    QTemporaryDir directory_;
+};
+
+TEST_F(UserDefaultsTest, KeysAreKeptApartAndExactlyWhateverTheyHold) {
+    const QStringList keys{
+        u"a"_s,
+        u"A"_s,
+        u"a/b"_s,
+        u"a//b"_s,
+        u"/a/b"_s,
+        u"a/b/"_s,
+        u"a\\b"_s,
+        u"a%2Fb"_s,
+        u"a%b"_s,
+        u"a%25b"_s,
+        u"a b"_s,
+        u" a"_s,
+        u"a="_s,
+        u"[a]"_s,
+        u"General/a"_s,
+        u"%General/a"_s,
+        u"ключ/鍵"_s,
+        u"a\nb"_s,
+        u"keyWrapLines_file:///var/log/a.log"_s,
+        u"keyWrapLines_file:///var/log//a.log"_s,
+        u"keyWrapLines_file:///var/log/%FF.log"_s,
+        u"keyWrapLines_file:///var/log/%2525FF.log"_s,
+    };
+    {
+        UserDefaults defaults(path());
+        for (const QString& key : keys)
+            defaults.set(key, u"value of "_s + key);
+    }
+    UserDefaults reopened(path());
+    for (const QString& key : keys)
+        EXPECT_EQ(reopened.value(key).toString(), u"value of "_s + key) << key.toStdString();
+    reopened.remove(u"a/b"_s);
+    EXPECT_FALSE(reopened.value(u"a/b"_s).isValid());
+    EXPECT_TRUE(reopened.value(u"a/b/"_s).isValid());
+    EXPECT_TRUE(reopened.value(u"a"_s).isValid());
+}
+
+TEST_F(UserDefaultsTest, ValuesKeepTheirMeaningAcrossOpening) {
+    {
+        UserDefaults defaults(path());
+        defaults.set(u"true"_s, true);
+        defaults.set(u"false"_s, false);
+        defaults.set(u"number"_s, 0.1);
+        defaults.set(u"bytes"_s, QByteArray("\0\xFF@,;\"", 6));
+        defaults.set(u"word"_s, u"certainly"_s);
+    }
+    const UserDefaults reopened(path());
+    EXPECT_TRUE(reopened.boolForKey(u"true"_s));
+    EXPECT_FALSE(reopened.boolForKey(u"false"_s));
+    EXPECT_TRUE(reopened.value(u"false"_s).isValid());
+    EXPECT_EQ(reopened.doubleForKey(u"number"_s), 0.1);
+    EXPECT_EQ(reopened.value(u"bytes"_s).toByteArray(), QByteArray("\0\xFF@,;\"", 6));
+    EXPECT_EQ(reopened.doubleForKey(u"word"_s), 0.0);
+    EXPECT_FALSE(reopened.boolForKey(u"missing"_s));
+}
+
+TEST_F(UserDefaultsTest, RegisteredDefaultsShowThroughAndAreNeverWritten) {
+    UserDefaults defaults(path());
+    defaults.registerDefaults({{u"a/x"_s, 1}, {u"b"_s, 2}});
+    defaults.registerDefaults({{u"b"_s, 3}});
+    EXPECT_EQ(defaults.value(u"a/x"_s).toInt(), 1);
+    EXPECT_EQ(defaults.value(u"b"_s).toInt(), 3);
+    defaults.set(u"a/x"_s, 5);
+    EXPECT_EQ(defaults.value(u"a/x"_s).toInt(), 5);
+    const UserDefaults reopened(path());
+    EXPECT_EQ(reopened.value(u"a/x"_s).toInt(), 5);
+    EXPECT_FALSE(reopened.value(u"b"_s).isValid());
+    defaults.remove(u"a/x"_s);
+    EXPECT_EQ(defaults.value(u"a/x"_s).toInt(), 1);
+}
+
+TEST_F(UserDefaultsTest, EveryChangeIsToldWithItsKeyWhileTheTokenLives) {
+    UserDefaults defaults(path());
+    QStringList told;
+    auto token = defaults.observe([&](const QString& key) {
+        told += key + u'=' + defaults.value(key).toString(); // may ask: no lock is held
+    });
+    defaults.registerDefaults({{u"quiet"_s, 1}});
+    defaults.set(u"a//b"_s, 1);
+    defaults.set(u"a//b"_s, 2);
+    defaults.remove(u"a//b"_s);
+    token.reset();
+    defaults.set(u"a//b"_s, 3);
+    EXPECT_EQ(told, (QStringList{u"a//b=1"_s, u"a//b=2"_s, u"a//b="_s}));
+}
+
+TEST_F(UserDefaultsTest, AFileThatCannotBeWrittenIsReportedUntilItCan) {
+    const QString place = directory_.filePath(u"settings"_s);
+    QFile obstacle(place);
+    ASSERT_TRUE(obstacle.open(QIODevice::WriteOnly));
+    obstacle.close();
+    UserDefaults defaults(path());
+    EXPECT_TRUE(defaults.writeFault().isEmpty());
+    defaults.set(u"a"_s, 1);
+    EXPECT_TRUE(defaults.writeFault().contains(path())) << defaults.writeFault().toStdString();
+    EXPECT_EQ(defaults.value(u"a"_s).toInt(), 1) << "it holds while the program runs";
+    ASSERT_TRUE(obstacle.remove());
+    defaults.set(u"b"_s, 2);
+    EXPECT_TRUE(defaults.writeFault().isEmpty()) << defaults.writeFault().toStdString();
+    const UserDefaults reopened(path());
+    EXPECT_EQ(reopened.value(u"a"_s).toInt(), 1);
+    EXPECT_EQ(reopened.value(u"b"_s).toInt(), 2);
+}
+
+} // namespace
+} // namespace korvane

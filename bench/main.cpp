@@ -29,6 +29,17 @@ int generate(const char* path, const char* bytes, const char* seed) {
                : EXIT_FAILURE;
 }
 
+/// Lines that hold nothing but their own number and a short text.
+int number(const char* path, const char* count) {
+    std::FILE* file = std::fopen(path, "wb");
+    if (!file)
+        return EXIT_FAILURE;
+    const auto lines = std::strtoull(count, nullptr, 10);
+    for (unsigned long long line = 1; line <= lines; ++line)
+        std::fprintf(file, "%llu INFO a short line\n", line);
+    return std::fclose(file) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 } // namespace
 } // namespace korvane::bench
 
@@ -38,7 +49,10 @@ int main(int argc, char** argv) {
         return korvane::bench::index(argv[2]);
     if (command == "generate" && argc == 5)
         return korvane::bench::generate(argv[2], argv[3], argv[4]);
+    if (command == "number" && argc == 4)
+        return korvane::bench::number(argv[2], argv[3]);
     std::fprintf(stderr, "usage: korvane_bench index FILE\n"
-                         "       korvane_bench generate FILE BYTES SEED\n");
+                         "       korvane_bench generate FILE BYTES SEED\n"
+                         "       korvane_bench number FILE LINES\n");
     return 2;
 }

@@ -114,6 +114,10 @@ void Application::open(const CommandLine::File& file) {
     const QUrl url = file.isUrl ? QUrl::fromEncoded(file.path) : fileUrlFromPath(file.path);
     const auto document = documents_.openDocument(url, file.line);
     if (document && logTiming().isDebugEnabled()) {
+        MainWindowController* page = windows_.pageOf(*document);
+        QObject::connect(page, &MainWindowController::loadEnded, page, [] {
+            qCDebug(logTiming, "load ended at %lld us", static_cast<long long>(monotonicMicroseconds()));
+        });
         LogViewController& logView = windows_.pageOf(*document)->logView();
         QObject::connect(&logView, &LogViewController::firstRowsShown, &logView, [] {
             qCDebug(logTiming, "first rows painted at %lld us",

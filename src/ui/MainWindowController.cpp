@@ -91,6 +91,7 @@ void MainWindowController::updateProgress() {
         loadStrip_->finish(progress->statusText());
         progressTimer_.stop();
         updateFooter();
+        Q_EMIT loadEnded();
         return;
     }
     if (progress->elapsed() < progressDelay)

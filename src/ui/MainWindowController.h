@@ -34,6 +34,8 @@ public:
 Q_SIGNALS:
     /// The user gave up the first scan: the document is to be closed.
     void loadCancelled();
+    /// The first scan has ended; all lines are known.
+    void loadEnded();
 
 private:
     void updateFooter();

@@ -21,6 +21,11 @@ public:
         write(content, "wb");
     }
 
+    // The directory's own removal misses names that are no text.
+    ~TemporaryFile() { ::unlink(path_.constData()); }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
     const QByteArray& path() const { return path_; }
     QUrl url() const { return fileUrlFromPath(path_); }
 

@@ -24,8 +24,9 @@ TEST_F(LogViewControllerTest, EveryLineOfAFileIsOnItsRow) {
         QByteArray content;
         QStringList rows;
     };
-    for (const Case& c : {Case{"", {u""_s}}, Case{"a\nb", {u"a"_s, u"b"_s}}, Case{"a\nb\n", {u"a"_s, u"b"_s, u""_s}},
-                          Case{"a\r\nb", {u"a\r"_s, u"b"_s}}, Case{QByteArray("x\0y\nz", 5), {u"x"_s + QChar(0) + u"y"_s, u"z"_s}},
+    for (const Case& c : {Case{"", {u""_s}}, Case{"a\nb", {u"a"_s, u"b"_s}},
+                          Case{"a\nb\n", {u"a"_s, u"b"_s, u""_s}}, Case{"a\r\nb", {u"a\r"_s, u"b"_s}},
+                          Case{QByteArray("x\0y\nz", 5), {u"x"_s + QChar(0) + u"y"_s, u"z"_s}},
                           Case{"gr\xC3\xB6\xC3\x9F\x65r\n", {u"größer"_s, u""_s}}}) {
         const TemporaryFile file(c.content);
         MainWindowController* page = open(file);
@@ -134,7 +135,8 @@ TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
         LogTableView& table = page->logView().tableView();
         ASSERT_TRUE(until([&] {
             const auto view = table.delegate().viewForTableColumn(cell::line, 0);
-            return view.row && view.row->line.attributesAt(0)->color(attribute::foreground) == QColor(Qt::darkGreen);
+            return view.row &&
+                   view.row->line.attributesAt(0)->color(attribute::foreground) == QColor(Qt::darkGreen);
         }));
     }
     pages[0]->logView().resetZoom();
@@ -154,7 +156,8 @@ TEST_F(LogViewControllerTest, WrappingIsRememberedForTheFile) {
     EXPECT_FALSE(open(other)->logView().wrappingLines());
     Preferences::shared().setWrapLines(true);
     const TemporaryFile third("x\n", "third.log");
-    EXPECT_TRUE(open(third)->logView().wrappingLines()) << "a file without its own setting follows the global one";
+    EXPECT_TRUE(open(third)->logView().wrappingLines())
+        << "a file without its own setting follows the global one";
 }
 
 TEST_F(LogViewControllerTest, SelectedTextIsHighlightedEverywhereUntilItIsNotSelected) {
@@ -162,7 +165,8 @@ TEST_F(LogViewControllerTest, SelectedTextIsHighlightedEverywhereUntilItIsNotSel
     MainWindowController* page = open(file);
     LogTableView& table = page->logView().tableView();
     const auto backgroundAt = [&](qint64 row, int position) {
-        const auto* attributes = table.delegate().viewForTableColumn(cell::line, row).row->line.attributesAt(position);
+        const auto* attributes =
+            table.delegate().viewForTableColumn(cell::line, row).row->line.attributesAt(position);
         return attributes ? attributes->color(attribute::background) : std::nullopt;
     };
     const auto place = [&](int column) {
@@ -203,8 +207,8 @@ TEST_F(LogViewControllerTest, CopyTakesSelectedTextOrWholeLinesFromTheFile) {
 }
 
 TEST_F(LogViewControllerTest, ABlankPageIsExplainedAndAnotherEncodingShowsIt) {
-    const TemporaryFile file("caf\xC3\xA9 good first line\n" + QByteArray(700, 'x').replace("xxxxxxx", "valid\n") +
-                             "bad \xFF\xFE\xFA byte\n");
+    const TemporaryFile file("caf\xC3\xA9 good first line\n" +
+                             QByteArray(700, 'x').replace("xxxxxxx", "valid\n") + "bad \xFF\xFE\xFA byte\n");
     MainWindowController* page = open(file);
     page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::utf8});
     ASSERT_TRUE(until([&] { return page->logView().hasUndecodableLines(); }));

@@ -26,11 +26,14 @@ protected:
             texts.append(label->text());
         return texts.join(u'|');
     }
-    static MainWindow* windowOf(MainWindowController* page) { return qobject_cast<MainWindow*>(page->window()); }
+    static MainWindow* windowOf(MainWindowController* page) {
+        return qobject_cast<MainWindow*>(page->window());
+    }
 };
 
 TEST_F(MainWindowTest, DocumentsShareOneWindowAsTabsOrHaveTheirOwn) {
-    const TemporaryFile files[] = {TemporaryFile("1\n", "a.log"), TemporaryFile("2\n", "a.log"), TemporaryFile("3\n", "b&c.log")};
+    const TemporaryFile files[] = {TemporaryFile("1\n", "a.log"), TemporaryFile("2\n", "a.log"),
+                                   TemporaryFile("3\n", "b&c.log")};
     MainWindowController* first = open(files[0]);
     MainWindowController* second = open(files[1]);
     EXPECT_EQ(windowOf(first), windowOf(second));
@@ -49,7 +52,8 @@ TEST_F(MainWindowTest, OpeningAnOpenFileRaisesItsTab) {
     MainWindowController* page = open(one);
     open(other);
     int loaded = 0;
-    const auto token = NotificationCenter::shared().observe(notification::documentLoaded, [&](const Notification&) { ++loaded; });
+    const auto token = NotificationCenter::shared().observe(notification::documentLoaded,
+                                                            [&](const Notification&) { ++loaded; });
     EXPECT_EQ(documents_.openDocument(one.url()), page->document());
     EXPECT_EQ(windowOf(page)->currentPage(), page);
     EXPECT_EQ(documents_.documents().size(), 2U);
@@ -89,7 +93,7 @@ TEST_F(MainWindowTest, TheFooterTellsNameLinesAndSize) {
     MainWindowController* page = open(file);
     ASSERT_TRUE(until([&] { return footerOf(*page).contains(QLocale().toString(12345)); }));
     EXPECT_TRUE(footerOf(*page).contains(u"many.log"_s));
-    EXPECT_TRUE(footerOf(*page).contains(u"Unicode (UTF-8)"_s));
+    EXPECT_TRUE(until([&] { return footerOf(*page).contains(u"Unicode (UTF-8)"_s); }));
     EXPECT_TRUE(footerOf(*page).contains(u"kB"_s)) << qPrintable(footerOf(*page));
 }
 
@@ -111,8 +115,8 @@ TEST_F(MainWindowTest, AFileCutShortWhileOpenKeepsItsRowsAndTheFooterSaysSo) {
 }
 
 TEST_F(MainWindowTest, NamesThatAreNoTextAreOpenedAndShown) {
-    for (const QByteArray& name : {QByteArray("with blank & amp.log"), QByteArray("new\nline.log"), QByteArray("\xFF\xFE.log"),
-                                   QByteArray("100%25 #1?.log")}) {
+    for (const QByteArray& name : {QByteArray("with blank & amp.log"), QByteArray("new\nline.log"),
+                                   QByteArray("\xFF\xFE.log"), QByteArray("100%25 #1?.log")}) {
         const TemporaryFile file("content of it\n", name);
         MainWindowController* page = open(file);
         EXPECT_EQ(textOfRow(*page, 0), u"content of it"_s) << name.constData();

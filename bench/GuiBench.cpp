@@ -1,0 +1,216 @@
+#include "core/Preferences.h"
+#include "core/TailDataSourceProtocol.h"
+#include "documents/Document.h"
+#include "foundation/FilePath.h"
+#include "foundation/MainThread.h"
+#include "ui/LogViewController.h"
+#include "ui/MachineFontCatalog.h"
+#include "ui/MainThreadPump.h"
+#include "ui/MainWindow.h"
+#include "ui/MainWindowController.h"
+#include "ui/WindowManager.h"
+
+#include <QApplication>
+#include <QPaintEvent>
+#include <QScrollBar>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <random>
+#include <string_view>
+
+namespace korvane::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+/// Times the handling of every event that the event loop delivers.
+class TimedApplication : public QApplication {
+public:
+    using QApplication::QApplication;
+
+    bool notify(QObject* receiver, QEvent* event) override {
+        if (depth_ > 0)
+            return QApplication::notify(receiver, event);
+        ++depth_;
+        const auto type = event->type();
+        const auto start = Clock::now();
+        const bool handled = QApplication::notify(receiver, event);
+        const double took = millisecondsSince(start);
+        --depth_;
+        ++events;
+        if (took > longest) {
+            longest = took;
+            longestType = type;
+        }
+        return handled;
+    }
+
+    double longest = 0;
+    int longestType = 0;
+    long events = 0;
+
+private:
+    int depth_ = 0;
+};
+
+/// An empty window, for comparing. Prints the monotonic time of its first painting in microseconds.
+class BareWindow : public QWidget {
+protected:
+    void paintEvent(QPaintEvent*) override {
+        timespec now{};
+        ::clock_gettime(CLOCK_MONOTONIC, &now);
+        std::printf("%lld\n", static_cast<long long>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000);
+        std::fflush(stdout);
+        QCoreApplication::quit();
+    }
+};
+
+int bareWindow(int argc, char** argv) {
+    QApplication application(argc, argv);
+    BareWindow window;
+    window.resize(1180, 760);
+    window.show();
+    return QApplication::exec();
+}
+
+class SilentAlerts : public AlertPresenter {
+    void present(const Alert&, const void*, std::function<void(int)>) override {}
+};
+
+/// The program's windows around one file, on settings of their own.
+struct Session {
+    explicit Session(const char* path) : documents(windows, alerts) {
+        auto preferences = std::make_unique<Preferences>(
+            std::make_unique<UserDefaults>(settings.path() + QStringLiteral("/korvane.ini")));
+        preferences->registerDefaults(MachineFontCatalog());
+        Preferences::setShared(std::move(preferences));
+        windows.setDocumentController(documents);
+        document = documents.openDocument(fileUrlFromPath(path));
+        page = document ? windows.pageOf(*document) : nullptr;
+    }
+
+    LogTableView& table() { return page->logView().tableView(); }
+
+    MainThreadPump pump;
+    QTemporaryDir settings;
+    SilentAlerts alerts;
+    WindowManager windows{alerts};
+    AppDocumentController documents;
+    std::shared_ptr<Document> document;
+    MainWindowController* page = nullptr;
+};
+
+void sendWheel(LogTableView& table, int delta) {
+    const QPointF place(300, 200);
+    QCoreApplication::postEvent(table.viewport(),
+                                new QWheelEvent(place, table.viewport()->mapToGlobal(place), {}, {0, delta},
+                                                Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false));
+}
+
+/// Scrolls without rest while the file loads: by wheel, keys and scroll bar, near and far. Prints
+/// "longest-ms event-type events rows load-seconds".
+int scroll(int argc, char** argv, const char* path) {
+    TimedApplication application(argc, argv);
+    Session session(path);
+    if (!session.page)
+        return 1;
+    const auto start = Clock::now();
+    std::mt19937 random(5);
+    QTimer scroller;
+    int step = 0;
+    QObject::connect(&scroller, &QTimer::timeout, [&] {
+        LogTableView& table = session.table();
+        switch (++step % 40) {
+        case 10:
+            table.verticalScrollBar()->setValue(table.verticalScrollBar()->maximum());
+            break;
+        case 20:
+            table.verticalScrollBar()->setValue(
+                static_cast<int>(random() % static_cast<unsigned>(table.verticalScrollBar()->maximum() + 1)));
+            break;
+        case 30:
+            table.verticalScrollBar()->setValue(0);
+            break;
+        default:
+            sendWheel(table, step % 80 < 40 ? -240 : 240);
+        }
+    });
+    scroller.start(8);
+    QTimer end;
+    QObject::connect(&end, &QTimer::timeout, [&] {
+        // At least three seconds, so that a quick load is scrolled through as well.
+        if (!session.page->isLoading() && millisecondsSince(start) > 3000)
+            QCoreApplication::quit();
+    });
+    end.start(20);
+    double loadSeconds = 0;
+    QObject::connect(session.page, &MainWindowController::loadEnded,
+                     [&] { loadSeconds = millisecondsSince(start) / 1000; });
+    QApplication::exec();
+    std::printf("%.3f %d %ld %lld %.3f\n", application.longest, application.longestType, application.events,
+                static_cast<long long>(session.table().rowCount()), loadSeconds);
+    return 0;
+}
+
+/// Jumps to lines all over the loaded file and waits until the line's own text is painted. Prints
+/// "longest-ms median-ms jumps rows". Every line holds its own number.
+int jump(int argc, char** argv, const char* path) {
+    QApplication application(argc, argv);
+    Session session(path);
+    if (!session.page)
+        return 1;
+    while (session.page->isLoading())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    for (int i = 0; i < 20; ++i)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+
+    LogTableView& table = session.table();
+    const qint64 lines = session.page->logView().lineCount() - 1;
+    std::mt19937_64 random(9);
+    std::vector<double> times;
+    for (int i = 0; i < 200; ++i) {
+        const auto line = static_cast<qint64>(random() % static_cast<std::uint64_t>(lines)) + 1;
+        const auto start = Clock::now();
+        session.page->logView().goToLine(line);
+        for (;;) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            const auto cell = table.delegate().viewForTableColumn(cell::line, line - 1);
+            if (!cell.row)
+                continue;
+            if (!cell.row->line.string().contains(QString::number(line)))
+                return 1;
+            table.viewport()->repaint();
+            break;
+        }
+        times.push_back(millisecondsSince(start));
+    }
+    std::sort(times.begin(), times.end());
+    std::printf("%.3f %.3f %zu %lld\n", times.back(), times[times.size() / 2], times.size(),
+                static_cast<long long>(table.rowCount()));
+    return 0;
+}
+
+} // namespace
+} // namespace korvane::bench
+
+int main(int argc, char** argv) {
+    const std::string_view command = argc > 1 ? argv[1] : "";
+    if (command == "window" && argc == 2)
+        return korvane::bench::bareWindow(argc, argv);
+    if (command == "scroll" && argc == 3)
+        return korvane::bench::scroll(argc, argv, argv[2]);
+    if (command == "jump" && argc == 3)
+        return korvane::bench::jump(argc, argv, argv[2]);
+    std::fprintf(stderr, "usage: korvane_bench_gui window | scroll FILE | jump FILE\n");
+    return 2;
+}

@@ -77,11 +77,11 @@ LineRange LogReader::refresh() {
             delegate->readerDidCancel();
         return {};
     }
-    index_.dropBeyond(currentFileLimit_);
-    const qint64 oldCount = heldLines();
-    // Asked of the file itself: `fileSize()` answers 0 once cancelled, which must not look like a shrunken
-    // file.
     const auto handle = openHandle();
+    if (handle)
+        index_.dropBeyond(currentFileLimit_);
+    const qint64 oldCount = heldLines();
+    // Asked of the file itself: `fileSize()` answers 0 once cancelled, as if the file had shrunk.
     const std::uint64_t newSize = handle ? handle->size().value_or(currentFileLimit_) : currentFileLimit_;
     if (delegate)
         delegate->readerDidStart(newSize);

@@ -222,16 +222,19 @@ StringEncoding detectByNulBytes(QByteArrayView data) {
         nulQuads += nulBytesHere == 4;
     }
     if (nulQuads == 0 && quads > 0) {
-        if (nulBytes[2] == quads && nulBytes[3] == quads)
+        // The highest byte is never used, the next one only by rare characters.
+        if (nulBytes[3] == quads && nulBytes[2] * 2 > quads &&
+            decodeStrictly(sample, encoding::utf32LittleEndian))
             return encoding::utf32LittleEndian;
-        if (nulBytes[0] == quads && nulBytes[1] == quads)
+        if (nulBytes[0] == quads && nulBytes[1] * 2 > quads &&
+            decodeStrictly(sample, encoding::utf32BigEndian))
             return encoding::utf32BigEndian;
     }
     const qsizetype even = nulBytes[0] + nulBytes[2];
     const qsizetype odd = nulBytes[1] + nulBytes[3];
     const qsizetype units = quads * 2;
     const auto mostAndHardly = [units](qsizetype most, qsizetype hardly) {
-        return most * 2 > units && hardly * 50 <= units;
+        return most * 2 > units && hardly * 10 <= units;
     };
     const StringEncoding guess = mostAndHardly(odd, even)   ? encoding::utf16LittleEndian
                                  : mostAndHardly(even, odd) ? encoding::utf16BigEndian

@@ -1,0 +1,63 @@
+#include "core/NewlineScan.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+namespace korvane {
+namespace {
+
+std::vector<std::uint32_t> expectedPositions(std::string_view text) {
+    std::vector<std::uint32_t> positions;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (text[i] == '\n')
+            positions.push_back(static_cast<std::uint32_t>(i));
+    return positions;
+}
+
+/// Exactly the room that the block is promised to need, so that the address sanitizer sees one write too
+/// many.
+std::vector<std::uint32_t> foundBy(const NewlineScan::Implementation& way, std::string_view text) {
+    std::vector<std::uint32_t> positions(NewlineScan::roomFor(text.size()));
+    positions.resize(way.find(text.data(), text.size(), positions.data()));
+    return positions;
+}
+
+TEST(NewlineScan, EveryImplementationFindsExactlyTheLineFeeds) {
+    std::mt19937 random(11);
+    std::vector<std::string> texts = {"",
+                                      "\n",
+                                      "a",
+                                      "a\n",
+                                      std::string(64, '\n'),
+                                      std::string(1000, '\n'),
+                                      std::string(200, '\r'),
+                                      std::string("\x8A\x0B\x09\0\x1A", 5) + "\n"};
+    for (std::size_t size = 0; size < 300; ++size)
+        for (const unsigned rarity : {1U, 2U, 5U, 40U, 200U}) {
+            std::string text(size, 'x');
+            for (char& byte : text)
+                byte = random() % rarity == 0 ? '\n' : static_cast<char>(random());
+            texts.push_back(std::move(text));
+        }
+    for (const NewlineScan::Implementation& way : NewlineScan::implementations())
+        for (const std::string& text : texts)
+            ASSERT_EQ(foundBy(way, text), expectedPositions(text))
+                << way.name << ", " << text.size() << " bytes";
+}
+
+TEST(NewlineScan, UnalignedBlocksAreFine) {
+    std::string text(500, '.');
+    for (std::size_t i = 0; i < text.size(); i += 7)
+        text[i] = '\n';
+    for (std::size_t shift = 0; shift < 70; ++shift) {
+        const auto block = std::string_view(text).substr(shift);
+        std::vector<std::uint32_t> positions(NewlineScan::roomFor(block.size()));
+        positions.resize(NewlineScan::find(block, positions));
+        ASSERT_EQ(positions, expectedPositions(block)) << shift;
+    }
+}
+
+} // namespace
+} // namespace korvane

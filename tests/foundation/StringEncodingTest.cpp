@@ -1,0 +1,172 @@
+#include "foundation/StringEncoding.h"
+
+#include <QList>
+
+#include <gtest/gtest.h>
+#include <random>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+const QByteArray germanLatin1 = "2024-01-01 Fehler: Gr\xFC\xDF"
+                                "e aus K\xF6ln, die Verbindung wurde geschlossen und kann nicht ge\xF6"
+                                "ffnet werden";
+const QByteArray russianKoi8 =
+    "2024-01-01 \xEF\xDB\xC9\xC2\xCB\xC1 \xD3\xCF\xC5\xC4\xC9\xCE\xC5\xCE\xC9\xD1 \xD3 "
+    "\xD3\xC5\xD2\xD7\xC5\xD2\xCF\xCD \xC2\xC1\xDA\xD9 \xC4\xC1\xCE\xCE\xD9\xC8";
+const QByteArray russian1251 =
+    "2024-01-01 \xCE\xF8\xE8\xE1\xEA\xE0 \xF1\xEE\xE5\xE4\xE8\xED\xE5\xED\xE8\xFF \xF1 "
+    "\xF1\xE5\xF0\xE2\xE5\xF0\xEE\xEC \xE1\xE0\xE7\xFB \xE4\xE0\xED\xED\xFB\xF5";
+const QByteArray japaneseShiftJis =
+    "2024-01-01 ERROR \x83\x66\x81\x5b\x83\x5e\x83\x78\x81\x5b\x83\x58\x82\xc9\x90"
+    "\xda\x91\xb1\x82\xc5\x82\xab\x82\xdc\x82\xb9\x82\xf1";
+const QByteArray asciiLine = "2024-01-01 12:00:00.000 INFO nothing to see in this line\n";
+
+QByteArray utf16(const QString& text, bool littleEndian) {
+    QByteArray bytes;
+    for (const QChar unit : text) {
+        const char low = static_cast<char>(unit.unicode() & 0xFF);
+        const char high = static_cast<char>(unit.unicode() >> 8);
+        bytes += littleEndian ? low : high;
+        bytes += littleEndian ? high : low;
+    }
+    return bytes;
+}
+
+QByteArray utf32(const QString& text, bool littleEndian) {
+    QByteArray bytes;
+    for (const char32_t character : text.toUcs4())
+        for (int i = 0; i < 4; ++i)
+            bytes += static_cast<char>(character >> (littleEndian ? 8 * i : 24 - 8 * i) & 0xFF);
+    return bytes;
+}
+
+QByteArray randomBytes(int count) {
+    std::mt19937 random(5);
+    QByteArray bytes;
+    for (int i = 0; i < count; ++i)
+        bytes += static_cast<char>(random());
+    return bytes;
+}
+
+TEST(StringEncoding, DetectionTable) {
+    const QString text = u"2024-01-01 INFO eine Zeile\n2024-01-01 WARN 😀 noch eine\n"_s;
+    const QByteArray manyAscii = asciiLine.repeated(2000);
+    const struct {
+        const char* what;
+        QByteArray data;
+        StringEncoding expected;
+    } cases[] = {
+        {"nothing", "", encoding::unknown},
+        {"ASCII", asciiLine, encoding::utf8},
+        {"UTF-8", "Gr\xC3\xBC\xC3\x9F"_ba, encoding::utf8},
+        {"UTF-8 cut after one byte of two", "Gr\xC3\xBC\xC3"_ba, encoding::utf8},
+        {"UTF-8 cut after three bytes of four", "abc \xF0\x9F\x98"_ba, encoding::utf8},
+        {"UTF-8 late in the data", manyAscii + "\xC3\xBC", encoding::utf8},
+        {"UTF-8 with one bad byte",
+         "2024 Gr\xC3\xBC\xC3\x9F"
+         "e aus K\xC3\xB6ln \xFF und mehr"_ba,
+         encoding::utf8},
+        {"UTF-8 with a mark",
+         "\xEF\xBB\xBF"
+         "abc"_ba,
+         encoding::utf8},
+        {"ASCII with some NUL bytes", asciiLine + QByteArray(3, '\0') + asciiLine, encoding::utf8},
+        {"ASCII with a NUL after every line", (asciiLine + QByteArray(1, '\0')).repeated(9), encoding::utf8},
+        {"ASCII after a hole of NUL bytes", QByteArray(9000, '\0') + asciiLine.repeated(100), encoding::utf8},
+        {"UTF-16 with a mark, little-endian", "\xFF\xFE" + utf16(text, true), encoding::utf16LittleEndian},
+        {"UTF-16 with a mark, big-endian", "\xFE\xFF" + utf16(text, false), encoding::utf16BigEndian},
+        {"UTF-16 without a mark, little-endian", utf16(text, true), encoding::utf16LittleEndian},
+        {"UTF-16 without a mark, big-endian", utf16(text, false), encoding::utf16BigEndian},
+        {"UTF-16 cut within a unit", utf16(text, true).chopped(1), encoding::utf16LittleEndian},
+        {"UTF-16 cut within a pair", utf16(u"abc😀"_s, true).chopped(2), encoding::utf16LittleEndian},
+        {"UTF-32 with a mark", QByteArray("\xFF\xFE\0\0", 4) + utf32(text, true),
+         encoding::utf32LittleEndian},
+        {"UTF-32 without a mark, big-endian", utf32(text, false), encoding::utf32BigEndian},
+        {"Latin 1", germanLatin1, encoding::isoLatin1},
+        {"Latin 1 late in the data", manyAscii + germanLatin1, encoding::isoLatin1},
+        {"Windows Latin 1 by one late quote",
+         manyAscii + (germanLatin1 + "\n").repeated(200) + germanLatin1 + "\x93", encoding::windows1252},
+        {"KOI8-R", russianKoi8, encoding::koi8r},
+        {"KOI8-R late in the data", manyAscii + russianKoi8, encoding::koi8r},
+        {"Windows Cyrillic", russian1251, encoding::windows1251},
+        {"Shift JIS", japaneseShiftJis, encoding::shiftJis},
+        {"Shift JIS cut within a character", (japaneseShiftJis + "\n").repeated(3).chopped(2),
+         encoding::shiftJis},
+        {"noise", randomBytes(5000), encoding::unknown},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(detectStringEncoding(c.data), c.expected) << c.what;
+}
+
+TEST(StringEncoding, StrictDecodingRefusesWhatIsNotValid) {
+    const struct {
+        const char* what;
+        QByteArray data;
+        StringEncoding encoding;
+        std::optional<QString> expected;
+    } cases[] = {
+        {"nothing", "", encoding::utf8, u""_s},
+        {"UTF-8", "a\xC3\xBC\xF0\x9F\x98\x80"_ba, encoding::utf8, u"aü😀"_s},
+        {"NUL bytes", QByteArray("a\0b", 3), encoding::utf8, u"a\0b"_s},
+        {"truncated", "a\xC3"_ba, encoding::utf8, {}},
+        {"truncated four", "a\xF0\x9F\x98"_ba, encoding::utf8, {}},
+        {"overlong slash", "\xC0\xAF"_ba, encoding::utf8, {}},
+        {"overlong three", "\xE0\x80\xAF"_ba, encoding::utf8, {}},
+        {"surrogate", "\xED\xA0\x80"_ba, encoding::utf8, {}},
+        {"beyond the last character", "\xF4\x90\x80\x80"_ba, encoding::utf8, {}},
+        {"lone continuation after ASCII", asciiLine.repeated(3) + "\x80", encoding::utf8, {}},
+        {"UTF-8 mark",
+         "\xEF\xBB\xBF"
+         "a"_ba,
+         encoding::utf8, u"a"_s},
+        {"two UTF-8 marks",
+         "\xEF\xBB\xBF\xEF\xBB\xBF"
+         "a"_ba,
+         encoding::utf8, u"\uFEFFa"_s},
+        {"ASCII", "abc"_ba, encoding::ascii, u"abc"_s},
+        {"high byte in ASCII", asciiLine + "\xE4", encoding::ascii, {}},
+        {"Latin 1", "\xE4\x80"_ba, encoding::isoLatin1, u"ä\u0080"_s},
+        {"Windows", "\x80\xE4"_ba, encoding::windows1252, u"€ä"_s},
+        {"UTF-16 mark decides",
+         "\xFF\xFE"
+         "a\0"_ba,
+         encoding::utf16, u"a"_s},
+        {"UTF-16 without a mark", QByteArray("\0a", 2), encoding::utf16, u"a"_s},
+        {"UTF-16LE mark dropped", "\xFF\xFE" + utf16(u"aü😀"_s, true), encoding::utf16LittleEndian, u"aü😀"_s},
+        {"UTF-16 cut in a pair", utf16(u"a😀"_s, true).chopped(2), encoding::utf16LittleEndian, {}},
+        {"UTF-16 cut in a unit", utf16(u"ab"_s, false).chopped(1), encoding::utf16BigEndian, {}},
+        {"UTF-32", utf32(u"a😀"_s, false), encoding::utf32, u"a😀"_s},
+        {"Shift JIS", "\x83\x66\x81\x5b"_ba, encoding::shiftJis, u"デー"_s},
+        {"Shift JIS cut", "\x83\x66\x81"_ba, encoding::shiftJis, {}},
+        {"unknown number", "abc"_ba, 0xDEADBEEF, {}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(decodeStrictly(c.data, c.encoding), c.expected) << c.what;
+}
+
+TEST(StringEncoding, LenientDecodingKeepsWhatIsValid) {
+    EXPECT_EQ(decodeLeniently("a\xFFz\xC3\xBC", encoding::utf8), u"a\uFFFDzü"_s);
+    EXPECT_EQ(decodeLeniently("a\xE4z", encoding::ascii), u"a\uFFFDz"_s);
+    EXPECT_EQ(decodeLeniently(utf16(u"ab"_s, true).chopped(1), encoding::utf16LittleEndian), u"a\uFFFD"_s);
+    EXPECT_EQ(decodeLeniently("a\xFFz", 0xDEADBEEF), u"a\uFFFDz"_s);
+}
+
+TEST(StringEncoding, EveryKnownEncodingHasANameAndConvertsBothWays) {
+    for (const StringEncoding number : knownEncodings()) {
+        EXPECT_FALSE(encodingName(number).isEmpty()) << number;
+        const auto unit = static_cast<std::uint64_t>(unitSize(number));
+        EXPECT_EQ(encodedSize(QString(5000, u'a'), number), 5000 * unit) << number;
+        const QByteArray bytes = unit == 4   ? utf32(u"ab"_s, number == encoding::utf32LittleEndian)
+                                 : unit == 2 ? utf16(u"ab"_s, number == encoding::utf16LittleEndian)
+                                             : QByteArray("ab");
+        EXPECT_EQ(decodeStrictly(bytes, number), u"ab"_s) << number;
+    }
+    EXPECT_EQ(encodedSize(u"aü€😀"_s, encoding::utf8), 10U);
+    EXPECT_EQ(encodedSize(u"デー"_s, encoding::shiftJis), 4U);
+}
+
+} // namespace
+} // namespace korvane

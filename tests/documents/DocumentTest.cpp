@@ -99,6 +99,9 @@ TEST_F(DocumentTest, WhatIsNoFileIsRefusedByName) {
         EXPECT_TRUE(status.error().userText.contains(says)) << status.error().userText.toStdString();
     }
     ::close(listener);
+    // The temporary directory removes only ordinary files.
+    ::unlink(pipe.constData());
+    ::unlink(socketPath.constData());
 }
 
 TEST_F(DocumentTest, AnAddressElsewhereDoesNotOpenTheLocalFileOfThatPath) {
@@ -123,6 +126,7 @@ TEST_F(DocumentTest, AnUnreadableFileShowsOneEmptyLineAndSaysWhy) {
     ASSERT_TRUE(waitForState(State::Completed));
     EXPECT_EQ(document_->dataSource()->numberOfRows(), 1);
     EXPECT_TRUE(waitForRow(0, QString()));
+    ::unlink(loop.constData());
 }
 
 TEST_F(DocumentTest, LoadingMoreShowsWhatWasAddedAndTheGrownLastLine) {

@@ -90,13 +90,12 @@ public:
         while (next_ < arguments_.size()) {
             const QByteArray& argument = arguments_[next_++];
             Status status = success();
-            if (optionsEnded || argument == "-")
-                status = takeFile(argument, optionsEnded);
-            else if (argument == "--")
+            if (!optionsEnded && argument == "--")
                 optionsEnded = true;
-            else if (argument.startsWith('-'))
+            else if (!optionsEnded && argument.startsWith('-') && argument != "-")
                 status = takeOption(argument);
-            else if (argument.startsWith('+') && isDigits(QByteArrayView(argument).sliced(1)))
+            else if (!optionsEnded && argument.startsWith('+') &&
+                     isDigits(QByteArrayView(argument).sliced(1)))
                 status = takeLine(argument);
             else
                 status = takeFile(argument, optionsEnded);

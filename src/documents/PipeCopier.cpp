@@ -30,7 +30,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds changeInterval{100};
-constexpr std::size_t bufferSize = 256 * 1024;
+constexpr std::size_t bufferSize = 262'144;
 
 /// An open descriptor, closed with the object.
 class Descriptor {

@@ -72,9 +72,9 @@ void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
         work(state);
         state.reset();
         Workers& all = Workers::shared();
-        std::unique_lock guard(all.mutex);
+        const std::lock_guard guard(all.mutex);
         --all.count;
-        std::notify_all_at_thread_exit(all.changed, std::move(guard));
+        all.changed.notify_all();
     }).detach();
 }
 

@@ -30,7 +30,7 @@ void UserDefaults::registerDefaults(const std::map<QString, QVariant>& defaults)
 
 QVariant UserDefaults::value(const QString& key) const {
     const std::lock_guard guard(mutex_);
-    const QVariant stored = store_->value(storedKey(key));
+    QVariant stored = store_->value(storedKey(key));
     if (stored.isValid())
         return stored;
     const auto known = registered_.find(key);

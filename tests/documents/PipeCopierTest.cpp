@@ -188,7 +188,9 @@ TEST_F(PipeCopierTest, AnExitWithoutCleaningUpLeavesNoCopy) {
     ::setenv("KORVANE_TEST_DIRECTORY", directoryPath().constData(), 0);
     EXPECT_EXIT(
         {
-            new auto(started(PipeCopier::start(ends_[0], "left", ::getenv("KORVANE_TEST_DIRECTORY"))));
+            // exit() does not destroy what is on the stack.
+            const auto copier =
+                started(PipeCopier::start(ends_[0], "left", ::getenv("KORVANE_TEST_DIRECTORY")));
             const bool made = QDir(QString::fromLocal8Bit(::getenv("KORVANE_TEST_DIRECTORY"))).count() == 3;
             std::exit(made ? 0 : 1);
         },

@@ -2,6 +2,7 @@
 
 #include "support/Waiting.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <vector>
@@ -67,21 +68,19 @@ TEST_F(MainThreadTest, AnEventLoopInsideATaskIsWokenForTheRestInOrder) {
 
 TEST_F(MainThreadTest, PostsFromManyThreadsAllArriveEachThreadsInOrder) {
     constexpr int each = 2000;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([this, thread] {
-            for (int i = 0; i < each; ++i)
-                post(thread * each + i);
+    std::array<std::thread, 4> threads;
+    std::array<int, 4> last{};
+    for (int i = 0; i < 4; ++i) {
+        threads.at(i) = std::thread([this, i] {
+            for (int task = 1; task <= each; ++task)
+                post(i * 10'000 + task);
         });
     }
-    EXPECT_TRUE(test::waitFor([&] { return ran_.size() == 4 * each; }));
+    EXPECT_TRUE(test::waitFor([&] { return ran_.size() == threads.size() * each; }));
     for (auto& thread : threads)
         thread.join();
-    std::vector<int> last(4, -1);
-    for (const int id : ran_) {
-        EXPECT_GT(id, last[static_cast<std::size_t>(id / each)]);
-        last[static_cast<std::size_t>(id / each)] = id;
-    }
+    for (const int id : ran_)
+        EXPECT_EQ(id % 10'000, ++last.at(id / 10'000));
 }
 
 } // namespace

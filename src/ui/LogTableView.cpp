@@ -207,6 +207,7 @@ LogTableView::Place LogTableView::limited(Place top) const {
 void LogTableView::setTop(Place top) {
     const bool moved = top != top_;
     top_ = top;
+    stoodAtEnd_ = isAtEnd();
     updateScrollBars();
     if (moved) {
         viewport()->update();
@@ -358,9 +359,8 @@ std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
 }
 
 void LogTableView::resizeEvent(QResizeEvent* event) {
-    const bool wasAtEnd = top_.row > 0 && event->oldSize().height() > 0 && isAtEnd();
     QAbstractScrollArea::resizeEvent(event);
-    setTop(wasAtEnd ? endPlace() : limited(top_));
+    setTop(stoodAtEnd_ && top_ != Place{} ? endPlace() : limited(top_));
     Q_EMIT visibleRowsChanged();
 }
 
@@ -411,6 +411,14 @@ void LogTableView::paintEvent(QPaintEvent* event) {
         painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.35));
         const qreal x = std::floor(lineColumnX()) - 0.5;
         painter.drawLine(QPointF(x, 0), QPointF(x, viewport()->height()));
+    }
+    if (delegate_.isWrapping()) {
+        // Where one line ends and the next begins would be hard to see otherwise.
+        painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.18));
+        for (const VisibleRow& row : rows) {
+            const qreal y = std::floor(row.y + row.height) - 0.5;
+            painter.drawLine(QPointF(0, y), QPointF(viewport()->width(), y));
+        }
     }
     if (!rows.empty())
         delegate_.keepLayouts(rows.front().row, rows.back().row);

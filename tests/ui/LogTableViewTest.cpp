@@ -86,6 +86,18 @@ TEST_F(LogTableViewTest, TheScrollBarReachesBothEndsOfAnyTable) {
     }
 }
 
+TEST_F(LogTableViewTest, AViewAtItsEndStaysThereWhenItIsResized) {
+    show(std::make_shared<test::FakeDataSource>(1000));
+    view_.scrollToEnd();
+    for (const int height : {200, 500}) {
+        view_.resize(600, height);
+        EXPECT_TRUE(view_.isAtEnd()) << height;
+    }
+    view_.setTopRow(500);
+    view_.resize(600, 300);
+    EXPECT_EQ(view_.firstVisibleRow(), 500);
+}
+
 TEST_F(LogTableViewTest, FewRowsStartAtTheTop) {
     show(std::make_shared<test::FakeDataSource>(3));
     EXPECT_TRUE(view_.isAtEnd());

@@ -66,7 +66,7 @@ public:
     /// Whether the row's line carries the user's mark.
     virtual bool hasLineMark(qint64 row) const = 0;
 
-    /// Loads a page of lines, once; at once on this thread when not `async`.
+    /// Loads a page of lines, once; at once on this thread when not `async`. Any thread.
     virtual void loadPage(qint64 page, bool async) = 0;
     /// Gives up page loads that have not started and show no row of [firstRow, lastRow].
     virtual void dropRequestsOutside(qint64 firstRow, qint64 lastRow) = 0;

@@ -72,10 +72,6 @@ QString openFaultOf(const QUrl& url) {
              QCoreApplication::translate("Document", remedy));
 }
 
-std::shared_ptr<LogFileReaderProtocol> makeReader(const QUrl& url) {
-    return Preferences::shared().lazyLoadFile() ? LogReader::create(url) : InMemoryFileLogReader::create(url);
-}
-
 } // namespace
 
 std::shared_ptr<Document> Document::create() {
@@ -83,7 +79,8 @@ std::shared_ptr<Document> Document::create() {
 }
 
 Document::Document()
-    : loadQueue_(std::make_unique<OperationQueue>("Load log file operation queue", 1)),
+    : loadQueue_(std::make_unique<OperationQueue>("Load log file operation queue", 1,
+                                                  OperationQueue::Priority::Background)),
       checkQueue_(std::make_unique<OperationQueue>("Check log file operation queue", 1)) {}
 
 Document::~Document() {
@@ -109,7 +106,8 @@ Status Document::readFromUrl(const QUrl& url) {
             return *std::move(refusal);
         identity_ = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
     }
-    logReader_ = makeReader(url);
+    holdsText_ = !Preferences::shared().lazyLoadFile();
+    logReader_ = holdsText_ ? InMemoryFileLogReader::create(url) : LogReader::create(url);
     dataSource_ = std::make_shared<LogTableDataSource>(shared_from_this());
     if (fault == ENOENT || fault == ENOTDIR)
         return Error{
@@ -139,6 +137,16 @@ void Document::loadMore() {
 void Document::cancelLoading() {
     if (!closed_)
         loadQueue_->cancelAllOperations();
+}
+
+void Document::setEncodingChoice(EncodingChoice choice) {
+    if (closed_)
+        return;
+    logReader_->setEncodingChoice(choice);
+    if (holdsText_)
+        reload();
+    else
+        dataSource_->invalidateRows();
 }
 
 void Document::reload() {

@@ -37,7 +37,9 @@ public:
     void loadMore();
     /// Stops the first scan. The scan reports "Canceled!"; the lines found so far stay.
     void cancelLoading();
-    /// Reads the file anew from its first byte (another encoding was chosen for a whole-file reader).
+    /// Shows the file in another encoding; a reader that holds the text itself reads the file anew.
+    void setEncodingChoice(EncodingChoice choice);
+    /// Reads the file anew from its first byte.
     void reload();
 
     /// Stops everything in the background, without waiting; late reports are ignored. The file is closed when
@@ -77,6 +79,8 @@ private:
     FileHandle::Identity identity_;
     bool wrapping_ = false;
     bool closed_ = false;
+    /// The reader holds the text, not only where it lies.
+    bool holdsText_ = false;
     std::shared_ptr<LogFileReaderProtocol> logReader_;
     std::shared_ptr<LogTableDataSource> dataSource_;
     std::shared_ptr<LoadProgressController> loadProgress_;

@@ -1,10 +1,13 @@
 #include "documents/FileLoadingOperation.h"
 
+#include "core/Pages.h"
 #include "documents/ChangedLinesAnnouncer.h"
 #include "documents/LoadProgressController.h"
+#include "documents/TailDataSource.h"
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -23,9 +26,10 @@ class ScanListener : public LogReaderDelegate {
 public:
     /// All references must outlive the scan.
     ScanListener(LogFileReaderProtocol& logReader, const Operation& operation,
-                 LoadProgressController* progress, ChangedLinesAnnouncer& announcer)
+                 LoadProgressController* progress, ChangedLinesAnnouncer& announcer,
+                 std::function<void()> loadFirstPage)
         : logReader_(logReader), operation_(operation), progress_(progress), announcer_(announcer),
-          countBefore_(logReader.lineCount()) {}
+          loadFirstPage_(std::move(loadFirstPage)), countBefore_(logReader.lineCount()) {}
 
     void readerDidStart(std::uint64_t fileSize) override {
         if (progress_)
@@ -78,12 +82,17 @@ private:
         const qint64 first = std::clamp<qint64>(firstChanged, 0, std::max<qint64>(count - 1, 0));
         announcedCount_ = count;
         announcer_.announce({first, count - first});
+        // By the time that a window has been made for the file, its first rows are there.
+        if (!std::exchange(hasLoadedFirstPage_, true))
+            loadFirstPage_();
     }
 
     LogFileReaderProtocol& logReader_;
     const Operation& operation_;
     LoadProgressController* const progress_;
     ChangedLinesAnnouncer& announcer_;
+    const std::function<void()> loadFirstPage_;
+    bool hasLoadedFirstPage_ = false;
     const qint64 countBefore_;
     qint64 announcedCount_ = countBefore_;
     std::optional<Clock::time_point> announcedAt_;
@@ -115,7 +124,12 @@ void FileLoadingOperation::main() {
         }
         announcer->announce({0, logReader_->lineCount()});
     }
-    const auto listener = std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer);
+    const auto loadFirstPage = [this] {
+        if (const auto dataSource = dataSource_.lock(); dataSource && progress_)
+            dataSource->loadPage(pages::pageOfLine(0), true);
+    };
+    const auto listener =
+        std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer, loadFirstPage);
     logReader_->setDelegate(listener);
     const LineRange result = logReader_->refresh();
     logReader_->setDelegate(nullptr);

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <deque>
+#include <sys/resource.h>
 #include <thread>
+#include <unistd.h>
 
 namespace korvane {
 namespace {
@@ -25,11 +27,18 @@ int workerLimit(int maximumConcurrent) {
     return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 2, 4);
 }
 
+/// Lowers the calling thread's priority; workers end with their work, so it is never raised again.
+void giveWay() {
+    constexpr int backgroundNiceness = 10;
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), backgroundNiceness);
+}
+
 } // namespace
 
 struct OperationQueue::State {
     const std::string name;
     const int maximumConcurrent;
+    const Priority priority;
 
     std::mutex mutex;
     std::condition_variable idle;
@@ -37,11 +46,12 @@ struct OperationQueue::State {
     std::vector<std::shared_ptr<Operation>> running;
     int workers = 0;
 
-    State(std::string queueName, int maximum) : name(std::move(queueName)), maximumConcurrent(maximum) {}
+    State(std::string queueName, int maximum, Priority workPriority)
+        : name(std::move(queueName)), maximumConcurrent(maximum), priority(workPriority) {}
 };
 
-OperationQueue::OperationQueue(std::string name, int maximumConcurrent)
-    : state_(std::make_shared<State>(std::move(name), maximumConcurrent)) {}
+OperationQueue::OperationQueue(std::string name, int maximumConcurrent, Priority priority)
+    : state_(std::make_shared<State>(std::move(name), maximumConcurrent, priority)) {}
 
 OperationQueue::~OperationQueue() {
     cancelAllOperations();
@@ -79,6 +89,8 @@ void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
 }
 
 void OperationQueue::work(const std::shared_ptr<State>& state) {
+    if (state->priority == Priority::Background)
+        giveWay();
     std::unique_lock guard(state->mutex);
     while (!state->waiting.empty()) {
         std::shared_ptr<Operation> operation = std::move(state->waiting.front());

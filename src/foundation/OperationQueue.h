@@ -19,7 +19,11 @@ public:
     /// The system chooses the number of operations that run at once.
     static constexpr int defaultConcurrency = -1;
 
-    explicit OperationQueue(std::string name, int maximumConcurrent = defaultConcurrency);
+    /// Background work gives way to everything that the user waits for on a busy machine.
+    enum class Priority { Normal, Background };
+
+    explicit OperationQueue(std::string name, int maximumConcurrent = defaultConcurrency,
+                            Priority priority = Priority::Normal);
     ~OperationQueue();
     OperationQueue(const OperationQueue&) = delete;
     OperationQueue& operator=(const OperationQueue&) = delete;

@@ -166,9 +166,14 @@ void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
     followPendingLine(state == State::Completed || state == State::Canceled);
 }
 
+void LogViewController::loadEnded() { followPendingLine(true); }
+
 void LogViewController::followPendingLine(bool isLast) {
     if (!pendingLine_)
         return;
+    // The notice of the last lines may still be under way.
+    if (isLast)
+        tableView_->setRowCount(dataSource_->numberOfRows());
     if (*pendingLine_ <= lineCount()) {
         goToLine(*std::exchange(pendingLine_, std::nullopt));
     } else if (isLast) {
@@ -297,10 +302,7 @@ void LogViewController::quickHighlightSelection() {
 }
 
 void LogViewController::setEncodingChoice(EncodingChoice choice) {
-    document_->logReader()->setEncodingChoice(choice);
-    dataSource_->invalidateRows();
-    if (!Preferences::shared().lazyLoadFile())
-        document_->reload();
+    document_->setEncodingChoice(choice);
     tableView_->rowsChanged();
 }
 

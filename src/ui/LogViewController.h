@@ -44,6 +44,8 @@ public:
     void goToLine(qint64 lineNumber);
     /// The same as soon as the line is known, at the latest when the first scan has ended.
     void goToLineWhenKnown(qint64 lineNumber);
+    /// All lines are known now.
+    void loadEnded();
     void performGotoLineMenuAction();
 
     bool wrappingLines() const { return wrappingLines_; }

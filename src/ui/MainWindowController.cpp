@@ -90,6 +90,7 @@ void MainWindowController::updateProgress() {
     if (!isLoading()) {
         loadStrip_->finish(progress->statusText());
         progressTimer_.stop();
+        logView_->loadEnded();
         updateFooter();
         Q_EMIT loadEnded();
         return;
@@ -106,6 +107,9 @@ void MainWindowController::updateProgress() {
 void MainWindowController::updateFooter() {
     if (document_->isClosed())
         return;
+    // The file may be read anew, for another encoding.
+    if (isLoading() && !progressTimer_.isActive())
+        progressTimer_.start(progressInterval);
     footer_->setFileName(document_->displayName(), displayPath(document_->fileUrl()));
     footer_->setLineCount(logView_->lineCount());
     footer_->setFileSize(document_->logReader()->fileSize());

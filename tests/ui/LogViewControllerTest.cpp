@@ -222,5 +222,18 @@ TEST_F(LogViewControllerTest, ABlankPageIsExplainedAndAnotherEncodingShowsIt) {
     ASSERT_TRUE(until([&] { return textOfRow(*page, bad) == u"bad ÿþú byte"_s; }));
 }
 
+TEST_F(LogViewControllerTest, AFileHeldWholeChangesItsEncodingToo) {
+    Preferences::shared().setLazyLoadFile(false);
+    const TemporaryFile file("caf\xE9 na\xEFve\n" + numberedLines(7000));
+    MainWindowController* page = open(file);
+    EXPECT_EQ(page->logView().tableView().rowCount(), 7001);
+    for (const auto& [number, text] : {std::pair(encoding::isoLatin1, u"café naïve"_s),
+                                       std::pair(encoding::windows1251, u"cafй naпve"_s)}) {
+        page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, number});
+        ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == text; })) << qPrintable(textOfRow(*page, 0));
+    }
+    EXPECT_EQ(page->logView().tableView().rowCount(), 7001);
+}
+
 } // namespace
 } // namespace korvane

@@ -10,12 +10,12 @@
 #include "ui/MachineFontCatalog.h"
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
+#include "ui/SizeText.h"
 #include "ui/Snapshot.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QFile>
-#include <QLocale>
 #include <QStandardPaths>
 #include <QTimer>
 
@@ -54,7 +54,7 @@ qint64 monotonicMicroseconds() {
 QString copyStatus(const PipeCopier& copier) {
     if (copier.state() == PipeCopier::State::Failed)
         return copier.failure();
-    const QString size = QLocale().formattedDataSize(static_cast<qint64>(copier.bytesCopied()));
+    const QString size = sizeText(copier.bytesCopied());
     return copier.state() == PipeCopier::State::Copying
                ? QApplication::translate("Application", "Reading: %1 so far").arg(size)
                : QString();
@@ -153,13 +153,18 @@ void Application::openPipe(const CommandLine::File& file) {
         page->setSourceStatus(copyStatus(*copier));
     });
     page->setSourceStatus(copyStatus(*copier));
+    copier_ = copier;
     // The copy lives as long as the page that shows it.
     QObject::connect(page, &QObject::destroyed, page, [copier] { copier->stop(); });
 }
 
 void Application::takeSnapshot() {
     MainWindowController* page = windows_.pageOf(*documents_.documents().front());
-    new Snapshot(*page, QFile::decodeName(*commandLine_.snapshotPath), [this](const QString& fault) {
+    const auto isComplete = [this] {
+        const auto copier = copier_.lock();
+        return !copier || copier->state() != PipeCopier::State::Copying;
+    };
+    new Snapshot(*page, QFile::decodeName(*commandLine_.snapshotPath), isComplete, [this](const QString& fault) {
         if (!fault.isEmpty()) {
             std::fprintf(stderr, "korvane: %s\n", fault.toLocal8Bit().constData());
             exitStatus_ = 1;

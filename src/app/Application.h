@@ -34,6 +34,8 @@ private:
     const std::unique_ptr<AlertPresenter> alerts_;
     WindowManager windows_;
     AppDocumentController documents_;
+    /// The pipe opened last: a snapshot waits for its end.
+    std::weak_ptr<PipeCopier> copier_;
     /// Alerts that ended a snapshot.
     int exitStatus_ = 0;
 };

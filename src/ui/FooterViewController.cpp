@@ -1,6 +1,7 @@
 #include "ui/FooterViewController.h"
 
 #include "ui/ElidedLabel.h"
+#include "ui/SizeText.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -38,10 +39,8 @@ void FooterViewController::setFileName(const QString& name, const QString& path)
 }
 
 void FooterViewController::setFileSize(std::uint64_t bytes) {
-    const auto size = static_cast<qint64>(bytes);
-    lblFileSize_->setText(
-        QLocale().formattedDataSize(size, size < 1024 ? 0 : 1, QLocale::DataSizeTraditionalFormat));
-    lblFileSize_->setToolTip(tr("%1 bytes").arg(QLocale().toString(size)));
+    lblFileSize_->setText(sizeText(bytes));
+    lblFileSize_->setToolTip(tr("%1 bytes").arg(QLocale().toString(static_cast<qulonglong>(bytes))));
 }
 
 void FooterViewController::setLineCount(qint64 lines) {

@@ -1,5 +1,7 @@
 #include "ui/LogTableView.h"
 
+#include "ui/SizeText.h"
+
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QHelpEvent>
@@ -512,7 +514,7 @@ void LogTableView::paintCutBadge(QPainter& painter, const QRectF& area,
                                  const LogTableViewDelegate::CellView& view) {
     const QString text = view.row->cutBytes > 0
                              ? tr("Line cut for display: %1 more")
-                                   .arg(QLocale().formattedDataSize(static_cast<qint64>(view.row->cutBytes)))
+                                   .arg(sizeText(view.row->cutBytes))
                              : tr("Line cut for display: unwrap to see the rest");
     QFont small = font();
     small.setPointSizeF(small.pointSizeF() * 0.85);

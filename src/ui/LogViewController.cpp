@@ -13,6 +13,7 @@
 #include "foundation/OperationQueue.h"
 #include "ui/CopyLinesOperation.h"
 #include "ui/GotoLineViewController.h"
+#include "ui/SizeText.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -344,7 +345,7 @@ void LogViewController::copyRows() {
     for (const auto& range : tableView_->selection().ranges())
         bytes += document_->logReader()->byteCount(dataSource_->rowStart() + range.first + 1,
                                                    range.last - range.first + 1);
-    const QString size = QLocale().formattedDataSize(static_cast<qint64>(bytes));
+    const QString size = sizeText(bytes);
     if (bytes > largestCopyBytes) {
         alerts_.present({Alert::Kind::Warning,
                          tr("%1 are too much for the clipboard").arg(size),

@@ -15,14 +15,16 @@ class Snapshot : public QObject {
     Q_OBJECT
 
 public:
-    /// `done` gets an empty text, or what went wrong.
-    Snapshot(MainWindowController& page, QString pngPath, std::function<void(QString)> done);
+    /// `isComplete`: whether all of the file is there. `done` gets an empty text, or what went wrong.
+    Snapshot(MainWindowController& page, QString pngPath, std::function<bool()> isComplete,
+             std::function<void(QString)> done);
 
 private:
     void tryToRender();
 
     MainWindowController& page_;
     const QString pngPath_;
+    const std::function<bool()> isComplete_;
     const std::function<void(QString)> done_;
     bool hasRows_ = false;
     QTimer timer_;

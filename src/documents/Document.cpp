@@ -118,14 +118,21 @@ Status Document::readFromUrl(const QUrl& url) {
     return success();
 }
 
-void Document::scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start) {
-    loadQueue_->addOperation(
-        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start));
+std::shared_ptr<FileLoadingOperation> Document::scan(std::shared_ptr<LoadProgressController> progress,
+                                                     FileLoadingOperation::Start start) {
+    auto operation = std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start);
+    loadQueue_->addOperation(operation);
+    return operation;
 }
 
 void Document::startLoading() {
     if (!closed_)
-        scan(loadProgress_, FileLoadingOperation::Start::AtLastScan);
+        firstScan_ = scan(loadProgress_, FileLoadingOperation::Start::AtLastScan);
+}
+
+void Document::firstScreenShown() {
+    if (const auto operation = firstScan_.lock())
+        operation->firstScreenShown();
 }
 
 void Document::loadMore() {

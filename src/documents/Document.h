@@ -32,6 +32,8 @@ public:
     /// Starts the first scan in the background; the rows appear while it runs. Called once, after
     /// `readFromUrl`.
     void startLoading();
+    /// The first rows are on the screen: the scan need not give way to them any longer.
+    void firstScreenShown();
     /// Looks for what was added to the file since the last scan, in the background. For files that this
     /// program itself still writes. Asked for during a scan, it follows that scan; asked for again, once.
     void loadMore();
@@ -71,7 +73,8 @@ public:
 
 private:
     Document();
-    void scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start);
+    std::shared_ptr<FileLoadingOperation> scan(std::shared_ptr<LoadProgressController> progress,
+                                               FileLoadingOperation::Start start);
 
     QUrl fileUrl_;
     QString displayName_;
@@ -84,6 +87,7 @@ private:
     std::shared_ptr<LogFileReaderProtocol> logReader_;
     std::shared_ptr<LogTableDataSource> dataSource_;
     std::shared_ptr<LoadProgressController> loadProgress_;
+    std::weak_ptr<FileLoadingOperation> firstScan_;
     std::unique_ptr<OperationQueue> loadQueue_;
     std::unique_ptr<OperationQueue> checkQueue_;
 };

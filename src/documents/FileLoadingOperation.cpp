@@ -17,6 +17,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto announceInterval = std::chrono::microseconds(1'000'000 / 30);
+/// So long the scan waits for the first rows to be shown; a document in a tab behind another shows none.
+constexpr auto firstScreenLimit = std::chrono::milliseconds(200);
 /// A look at clock and line count is made once in so many steps of a scan.
 constexpr unsigned stepsPerLook = 16;
 
@@ -27,9 +29,9 @@ public:
     /// All references must outlive the scan.
     ScanListener(LogFileReaderProtocol& logReader, const Operation& operation,
                  LoadProgressController* progress, ChangedLinesAnnouncer& announcer,
-                 std::function<void()> loadFirstPage)
+                 std::function<void()> showFirstPage)
         : logReader_(logReader), operation_(operation), progress_(progress), announcer_(announcer),
-          loadFirstPage_(std::move(loadFirstPage)), countBefore_(logReader.lineCount()) {}
+          showFirstPage_(std::move(showFirstPage)), countBefore_(logReader.lineCount()) {}
 
     void readerDidStart(std::uint64_t fileSize) override {
         if (progress_)
@@ -74,25 +76,23 @@ private:
         const auto now = Clock::now();
         if (announcedAt_ && now - *announcedAt_ < announceInterval)
             return;
-        announcedAt_ = now;
+        const bool isFirst = !std::exchange(announcedAt_, now);
         announce(count, announcedCount_ - 1); // the line that was the last one may have grown
+        if (isFirst)
+            showFirstPage_();
     }
 
     void announce(qint64 count, qint64 firstChanged) {
         const qint64 first = std::clamp<qint64>(firstChanged, 0, std::max<qint64>(count - 1, 0));
         announcedCount_ = count;
         announcer_.announce({first, count - first});
-        // By the time that a window has been made for the file, its first rows are there.
-        if (!std::exchange(hasLoadedFirstPage_, true))
-            loadFirstPage_();
     }
 
     LogFileReaderProtocol& logReader_;
     const Operation& operation_;
     LoadProgressController* const progress_;
     ChangedLinesAnnouncer& announcer_;
-    const std::function<void()> loadFirstPage_;
-    bool hasLoadedFirstPage_ = false;
+    const std::function<void()> showFirstPage_;
     const qint64 countBefore_;
     qint64 announcedCount_ = countBefore_;
     std::optional<Clock::time_point> announcedAt_;
@@ -124,12 +124,17 @@ void FileLoadingOperation::main() {
         }
         announcer->announce({0, logReader_->lineCount()});
     }
-    const auto loadFirstPage = [this] {
-        if (const auto dataSource = dataSource_.lock(); dataSource && progress_)
+    const auto showFirstPage = [this] {
+        if (start_ != Start::AtLastScan || !progress_)
+            return;
+        // By the time that a window has been made for the file, its first rows are there; and until they are
+        // on the screen they have the machine for themselves.
+        if (const auto dataSource = dataSource_.lock())
             dataSource->loadPage(pages::pageOfLine(0), true);
+        sleepFor(firstScreenLimit);
     };
     const auto listener =
-        std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer, loadFirstPage);
+        std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer, showFirstPage);
     logReader_->setDelegate(listener);
     const LineRange result = logReader_->refresh();
     logReader_->setDelegate(nullptr);

@@ -23,6 +23,9 @@ public:
                          std::weak_ptr<TailDataSource> dataSource,
                          std::shared_ptr<LoadProgressController> progress, Start start = Start::AtLastScan);
 
+    /// The first rows are on the screen: the scan, which gave way to them, goes on. Any thread.
+    void firstScreenShown() { endSleep(); }
+
     /// The scan stops at its next step; the progress is cancelled at once, also when the scan never started.
     void cancel() override;
 

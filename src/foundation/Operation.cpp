@@ -13,7 +13,16 @@ void Operation::cancel() {
 
 void Operation::sleepFor(std::chrono::microseconds duration) {
     std::unique_lock guard(sleepMutex_);
-    wake_.wait_for(guard, duration, [this] { return isCancelled(); });
+    wake_.wait_for(guard, duration, [this] { return isCancelled() || sleepEnded_; });
+    sleepEnded_ = false;
+}
+
+void Operation::endSleep() {
+    {
+        const std::lock_guard guard(sleepMutex_);
+        sleepEnded_ = true;
+    }
+    wake_.notify_all();
 }
 
 void Operation::run() {

@@ -39,8 +39,10 @@ protected:
     Operation() = default;
     virtual void main() = 0;
 
-    /// Sleeps until `duration` has passed or the operation is cancelled.
+    /// Sleeps until `duration` has passed, the operation is cancelled or `endSleep` is called.
     void sleepFor(std::chrono::microseconds duration);
+    /// Ends the sleep under way, or the next one before it begins. Any thread.
+    void endSleep();
 
 private:
     friend class OperationQueue;
@@ -53,6 +55,8 @@ private:
     std::atomic<State> state_{State::Ready};
     std::function<void()> completion_;
     std::mutex sleepMutex_;
+    /// Guarded by sleepMutex_.
+    bool sleepEnded_ = false;
     std::condition_variable wake_;
 };
 

@@ -76,7 +76,10 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     });
     connect(tableView_, &LogTableView::visibleRowsChanged, this, [this] { visibleRowsChanged(); });
     connect(tableView_, &LogTableView::zoomRequested, this, [this](int steps) { zoom(steps); });
-    connect(tableView_, &LogTableView::visibleRowsShown, this, &LogViewController::firstRowsShown);
+    connect(tableView_, &LogTableView::visibleRowsShown, this, [this] {
+        document_->firstScreenShown();
+        Q_EMIT firstRowsShown();
+    });
     connect(tableView_, &LogTableView::contextMenuRequested, this, [this](QPoint place) {
         if (contextMenu_)
             contextMenu_->popup(place);

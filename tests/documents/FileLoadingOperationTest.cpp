@@ -75,7 +75,8 @@ TEST_F(FileLoadingOperationTest, TheFirstLinesAreKnownWhileTheScanGoesOn) {
     EXPECT_EQ(updates_.front(), (LineRange{0, 8000}));
     EXPECT_EQ(progress_->state(), State::Loading);
     EXPECT_EQ(progress_->totalBytes(), 1000U);
-    EXPECT_EQ(progress_->readBytes(), 512U * 2048);
+    operation_->firstScreenShown();
+    EXPECT_TRUE(waitFor([this] { return progress_->readBytes() == 512U * 2048; }));
     ASSERT_TRUE(finish());
     EXPECT_GE(updates_.back().location, 7999) << "pages already shown are read again";
     EXPECT_EQ(updates_.back().location + updates_.back().length, 20'000);

@@ -94,7 +94,7 @@ TEST_F(MainWindowTest, TheFooterTellsNameLinesAndSize) {
     ASSERT_TRUE(until([&] { return footerOf(*page).contains(QLocale().toString(12345)); }));
     EXPECT_TRUE(footerOf(*page).contains(u"many.log"_s));
     EXPECT_TRUE(until([&] { return footerOf(*page).contains(u"Unicode (UTF-8)"_s); }));
-    EXPECT_TRUE(footerOf(*page).contains(u"kB"_s)) << qPrintable(footerOf(*page));
+    EXPECT_TRUE(footerOf(*page).contains(u"KiB"_s)) << qPrintable(footerOf(*page));
 }
 
 TEST_F(MainWindowTest, AFileTakenAwayKeepsItsRowsAndTheFooterSaysSo) {

@@ -50,9 +50,9 @@ public:
     /// Creates the document of the class for the type and loads it. No window yet.
     Result<std::shared_ptr<Document>> makeDocument(const QUrl& url, const QString& type) const;
 
-    /// Opens the address: raises the window of a document that is open already, otherwise makes document and window
-    /// and starts the load, and then posts `notification::documentLoaded`. A failure is shown as an alert.
-    /// `lineNumber`: the one-based line to go to. `displayName`: as for Document::setDisplayName.
+    /// Opens the address: raises the window of a document that is open already, otherwise makes document and
+    /// window and starts the load, and then posts `notification::documentLoaded`. A failure is shown as an
+    /// alert. `lineNumber`: the one-based line to go to. `displayName`: as for Document::setDisplayName.
     /// Returns the document, null on failure.
     std::shared_ptr<Document> openDocument(const QUrl& url, std::optional<qint64> lineNumber = std::nullopt,
                                            const QString& displayName = {});

@@ -153,7 +153,7 @@ RowLine TailDataSource::rowLine(qint64 row) {
     const qint64 lineIndex = rowStart() + row;
     bool isRequested = false;
     std::optional<PageRow> cached = cachedRow(lineIndex, &isRequested);
-    if (!isRequested && lineIndex < rowCount())
+    if (!isRequested)
         loadPage(pages::pageOfLine(lineIndex), true);
     if (!cached)
         return {lineIndex + 1, {}, false, 0};

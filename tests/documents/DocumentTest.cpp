@@ -151,6 +151,25 @@ TEST_F(DocumentTest, ReloadingReadsTheFileFromItsFirstByte) {
     EXPECT_TRUE(waitForState(State::Completed));
 }
 
+TEST_F(DocumentTest, ReloadingInAnotherEncodingForgetsThatLinesWereNoText) {
+    for (const bool isLazy : {true, false}) {
+        SCOPED_TRACE(isLazy);
+        Preferences::shared().setLazyLoadFile(isLazy);
+        document_ = Document::create();
+        const TemporaryFile file("one\nna\xC3\xAFve\n");
+        ASSERT_TRUE(document_->readFromUrl(file.url()));
+        document_->logReader()->setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::ascii});
+        document_->startLoading();
+        ASSERT_TRUE(waitForState(State::Completed));
+        ASSERT_TRUE(waitForRow(1, QString()));
+        EXPECT_EQ(document_->dataSource()->hasUndecodableLines(), isLazy);
+        document_->logReader()->setEncodingChoice({EncodingChoice::Kind::LenientUtf8, encoding::utf8});
+        document_->reload();
+        EXPECT_TRUE(waitForRow(1, u"naïve"_s));
+        EXPECT_FALSE(document_->dataSource()->hasUndecodableLines());
+    }
+}
+
 TEST_F(DocumentTest, ACheckNamesWhatHasBecomeOfTheFile) {
     const TemporaryFile file("one\ntwo\n");
     load(file);
@@ -182,6 +201,8 @@ TEST_F(DocumentTest, AClosedDocumentIsSilent) {
     document_->reload();
     document_->checkFile([&](FileFault) { ++updates; });
     EXPECT_TRUE(waitFor([&] { return dataSource.expired(); })) << "something holds on to the rows";
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    MainThread::shared().runPending();
     EXPECT_EQ(updates, 0);
     EXPECT_EQ(document_->fileUrl(), file.url());
 }

@@ -84,12 +84,12 @@ TEST_F(LogTableDataSourceTest, ARowRequestsThePageItsLineLiesOn) {
     }
 }
 
-TEST_F(LogTableDataSourceTest, RowsOutsideTheFileAreNeverRequested) {
-    EXPECT_FALSE(source_->rowLine(12'001).isLoaded);
-    EXPECT_FALSE(source_->rowLine(99'999).isLoaded);
+// A reader answers with its last line for one that is not there.
+TEST_F(LogTableDataSourceTest, APageOutsideTheFileStaysEmpty) {
     source_->loadPage(4, false);
-    EXPECT_EQ(reader_->readStarts(), Starts{});
+    EXPECT_FALSE(source_->rowLine(15'000).isLoaded);
     EXPECT_FALSE(source_->cachedRowLine(15'000));
+    EXPECT_EQ(reader_->readStarts(), Starts{});
 }
 
 TEST_F(LogTableDataSourceTest, APageIsRequestedOnceWhileItsLoadIsUnderWay) {
@@ -212,6 +212,36 @@ TEST_F(LogTableDataSourceTest, ALateLoadDoesNotReplaceFresherRows) {
     EXPECT_EQ(source_->cachedRowLine(0)->line.string(), u"fresh"_s);
 }
 
+TEST_F(LogTableDataSourceTest, AResultFromBeforeAClearIsNeverStored) {
+    PageContent old;
+    old.rows.push_back({AttributedString(u"old"_s), 0});
+    source_->storePage({1, 1, 0}, old);
+    ASSERT_TRUE(source_->cachedRowLine(0));
+    source_->clearCache();
+    source_->storePage({1, 1, 0}, old);
+    EXPECT_FALSE(source_->cachedRowLine(0));
+    source_->invalidateRows();
+    source_->storePage({1, 1, 1}, old);
+    EXPECT_FALSE(source_->cachedRowLine(0));
+}
+
+TEST_F(LogTableDataSourceTest, AnEarlierLoadCannotWithdrawALaterRequest) {
+    reader_->readGate.shut();
+    for (int loads = 1; loads <= 2; ++loads) {
+        source_->linesChanged(0);
+        source_->rowLine(0);
+        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == loads; }));
+    }
+    source_->withdrawRequest({1, 1, 0});
+    source_->rowLine(0);
+    reader_->readGate.open();
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_EQ(reader_->readStarts().size(), 2U);
+    source_->withdrawRequest({1, 2, 0});
+    source_->rowLine(0);
+    EXPECT_TRUE(waitForReads(3));
+}
+
 TEST_F(LogTableDataSourceTest, UndecodablePagesShowEmptyAndAreNotRetriedUntilCleared) {
     reader_->isUndecodable = true;
     EXPECT_EQ(textOf(0), QString());
@@ -277,10 +307,14 @@ TEST_F(LogTableDataSourceTest, AJumpRunsTheNewPageBeforeThoseScrolledPast) {
     const qint64 target = 900'000;
     source_->rowLine(target);
     source_->dropRequestsOutside(target, target + 50);
+    int posts = 0;
+    const auto token =
+        NotificationCenter::shared().observe(notification::dataSourceLoadedLines, [&](auto&) { ++posts; });
     const std::size_t underWay = reader_->readStarts().size();
     reader_->readGate.open();
     EXPECT_EQ(textOf(target), u"900001"_s);
     EXPECT_LE(reader_->readStarts().size(), underWay + 1 + 4) << "pages out of sight were read first";
+    EXPECT_LE(posts, 5) << "dropped pages were announced";
     EXPECT_EQ(textOf(99 * pages::size), QString::number(99 * pages::size + 1))
         << "a dropped page cannot come back";
 }
@@ -389,6 +423,11 @@ TEST_F(LogTableDataSourceTest, ALoadThatOutlivesItsDataSourcePostsNothing) {
         ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
         MainThread::shared().runPending();
     }
+    open(100);
+    source_->rowLine(0);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    source_->close();
+    MainThread::shared().runPending();
     EXPECT_EQ(posts, 0);
 }
 

@@ -154,7 +154,8 @@ struct PipeCopier::Progress {
     }
 };
 
-/// Copies until the pipe's end.
+/// Copies until the pipe's end. The pipe is let go of with the object, so that its writer learns that nobody
+/// reads.
 class PipeCopier::Copy : public Operation {
 public:
     using State = PipeCopier::State;
@@ -181,7 +182,6 @@ protected:
     void main() override {
         if (openSource())
             copy();
-        source_ = Descriptor(); // the writer learns that nobody reads any more
     }
 
 private:

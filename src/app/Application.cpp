@@ -164,13 +164,14 @@ void Application::takeSnapshot() {
         const auto copier = copier_.lock();
         return !copier || copier->state() != PipeCopier::State::Copying;
     };
-    new Snapshot(*page, QFile::decodeName(*commandLine_.snapshotPath), isComplete, [this](const QString& fault) {
-        if (!fault.isEmpty()) {
-            std::fprintf(stderr, "korvane: %s\n", fault.toLocal8Bit().constData());
-            exitStatus_ = 1;
-        }
-        QApplication::exit(exitStatus_);
-    });
+    new Snapshot(*page, QFile::decodeName(*commandLine_.snapshotPath), isComplete,
+                 [this](const QString& fault) {
+                     if (!fault.isEmpty()) {
+                         std::fprintf(stderr, "korvane: %s\n", fault.toLocal8Bit().constData());
+                         exitStatus_ = 1;
+                     }
+                     QApplication::exit(exitStatus_);
+                 });
 }
 
 } // namespace korvane

@@ -66,8 +66,8 @@ public:
 
     /// Makes scans stop and later calls answer empty, until `reset`.
     virtual void cancel() = 0;
-    /// Makes the scan under way stop and report a cancel. What it has found stays readable; the next `refresh` goes on
-    /// from there. Without a scan under way nothing happens.
+    /// Makes the scan under way stop and report a cancel. What it has found stays readable; the next
+    /// `refresh` goes on from there. Without a scan under way nothing happens.
     virtual void cancelScan() { cancel(); }
     /// Closes the file; reads under way end by themselves. There is no re-opening.
     virtual void close() = 0;

@@ -120,7 +120,8 @@ Status Document::readFromUrl(const QUrl& url) {
 
 std::shared_ptr<FileLoadingOperation> Document::scan(std::shared_ptr<LoadProgressController> progress,
                                                      FileLoadingOperation::Start start) {
-    auto operation = std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start);
+    auto operation =
+        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start);
     loadQueue_->addOperation(operation);
     return operation;
 }

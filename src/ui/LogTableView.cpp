@@ -513,8 +513,7 @@ void LogTableView::paintLine(QPainter& painter, const VisibleRow& row, const QRe
 void LogTableView::paintCutBadge(QPainter& painter, const QRectF& area,
                                  const LogTableViewDelegate::CellView& view) {
     const QString text = view.row->cutBytes > 0
-                             ? tr("Line cut for display: %1 more")
-                                   .arg(sizeText(view.row->cutBytes))
+                             ? tr("Line cut for display: %1 more").arg(sizeText(view.row->cutBytes))
                              : tr("Line cut for display: unwrap to see the rest");
     QFont small = font();
     small.setPointSizeF(small.pointSizeF() * 0.85);

@@ -160,7 +160,8 @@ private:
     std::vector<Column> columns_;
     qint64 rowCount_ = 0;
     Place top_;
-    /// The last row's end was at the lower edge when the top was last set: it stays there when the window is resized.
+    /// The last row's end was at the lower edge when the top was last set: it stays there when the window is
+    /// resized.
     bool stoodAtEnd_ = false;
     /// Rows that one step of the scroll bar stands for, as a power of two: a bar counts in int.
     int scrollShift_ = 0;

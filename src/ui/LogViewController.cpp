@@ -170,7 +170,9 @@ void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
     followPendingLine(state == State::Completed || state == State::Canceled);
 }
 
-void LogViewController::loadEnded() { followPendingLine(true); }
+void LogViewController::loadEnded() {
+    followPendingLine(true);
+}
 
 void LogViewController::followPendingLine(bool isLast) {
     if (!pendingLine_)

@@ -9,7 +9,8 @@ namespace korvane {
 
 Snapshot::Snapshot(MainWindowController& page, QString pngPath, std::function<bool()> isComplete,
                    std::function<void(QString)> done)
-    : QObject(&page), page_(page), pngPath_(std::move(pngPath)), isComplete_(std::move(isComplete)), done_(std::move(done)) {
+    : QObject(&page), page_(page), pngPath_(std::move(pngPath)), isComplete_(std::move(isComplete)),
+      done_(std::move(done)) {
     connect(&page_.logView(), &LogViewController::firstRowsShown, this, [this] { hasRows_ = true; });
     connect(&timer_, &QTimer::timeout, this, [this] { tryToRender(); });
     timer_.start(30);

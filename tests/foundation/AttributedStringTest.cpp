@@ -87,7 +87,8 @@ TEST(AttributedString, SeveralRangesAtOnceEqualOneAfterTheOther) {
         AttributedString atOnce(QString(length, u'x'));
         for (int step = 0; step < 3; ++step) {
             const int location = static_cast<int>(random() % static_cast<unsigned>(length));
-            atOnce.addAttribute(attribute::background, QColor(step, 0, 0), {location, (length - location) / 2});
+            atOnce.addAttribute(attribute::background, QColor(step, 0, 0),
+                                {location, (length - location) / 2});
         }
         AttributedString oneByOne = atOnce;
         std::vector<TextRange> ranges;

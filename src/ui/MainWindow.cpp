@@ -260,7 +260,7 @@ void MainWindow::makeEncodingMenu(QMenu& viewMenu) {
 void MainWindow::makeGoMenu() {
     QMenu& menu = *menuBar()->addMenu(tr("&Go"));
     QAction* goToLine =
-        addPageAction(menu, tr("&Line…"), QKeySequence(Qt::CTRL | Qt::Key_G),
+        addPageAction(menu, tr("Go to &Line…"), QKeySequence(Qt::CTRL | Qt::Key_G),
                       [](MainWindowController& page) { page.logView().performGotoLineMenuAction(); });
     menu.addSeparator();
     addPageAction(menu, tr("&First Line"), QKeySequence(Qt::CTRL | Qt::Key_Home),

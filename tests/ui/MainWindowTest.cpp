@@ -2,6 +2,7 @@
 
 #include "core/NotificationNames.h"
 #include "foundation/NotificationCenter.h"
+#include "ui/ProgressStrip.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -124,6 +125,17 @@ TEST_F(MainWindowTest, NamesThatAreNoTextAreOpenedAndShown) {
         documents_.closeDocument(page->document());
     }
     EXPECT_TRUE(alerts_.alerts.empty());
+}
+
+TEST_F(MainWindowTest, GivingUpALoadClosesItsDocument) {
+    const TemporaryFile file(numberedLines(100));
+    MainWindowController* page = open(file);
+    const auto document = page->document();
+    auto* strip = page->findChild<ProgressStrip*>();
+    strip->showProgress(u"Loading file [test.log]"_s, 10);
+    QTest::mouseClick(strip->findChild<QPushButton*>(), Qt::LeftButton);
+    EXPECT_TRUE(until([&] { return documents_.documents().empty(); }));
+    EXPECT_TRUE(document->isClosed());
 }
 
 TEST_F(MainWindowTest, ABrokenLoadLeavesTheProgramResponsive) {

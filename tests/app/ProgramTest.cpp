@@ -1,0 +1,103 @@
+#include "support/TemporaryFile.h"
+
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::TemporaryFile;
+
+/// Runs the program that is shipped, as a shell would.
+class ProgramTest : public ::testing::Test {
+protected:
+    struct Outcome {
+        int status = -1;
+        QByteArray output;
+        QByteArray errors;
+    };
+
+    Outcome run(const QStringList& arguments, const QByteArray& input = {}, bool withPlatform = true) {
+        QProcess process;
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"XDG_CONFIG_HOME"_s, directory_.path());
+        environment.insert(u"QT_LOGGING_RULES"_s, u"*=false"_s);
+        for (const auto* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+            environment.remove(QString::fromLatin1(variable));
+        if (withPlatform)
+            environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(KORVANE_BINARY), arguments);
+        process.write(input);
+        process.closeWriteChannel();
+        if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
+            return {-1, process.readAllStandardOutput(), process.readAllStandardError()};
+        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+
+    /// How many pixels of the picture are dark, as letters are.
+    static int inkOf(const QString& path) {
+        const QImage image(path);
+        int dark = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x)
+                dark += qGray(image.pixel(x, y)) < 90;
+        }
+        return dark;
+    }
+
+    QString inDirectory(const QString& name) const { return directory_.path() + u'/' + name; }
+
+    QTemporaryDir directory_;
+};
+
+TEST_F(ProgramTest, HelpAndVersionNeedNoDisplay) {
+    for (const QString& option : {u"--help"_s, u"--version"_s}) {
+        const Outcome outcome = run({option}, {}, false);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_TRUE(outcome.output.contains("korvane") || outcome.output.contains("Korvane"));
+        EXPECT_TRUE(outcome.errors.isEmpty()) << outcome.errors.constData();
+    }
+    const Outcome window = run({}, {}, false);
+    EXPECT_EQ(window.status, 1);
+    EXPECT_TRUE(window.errors.contains("--snapshot")) << "says what works without a display";
+}
+
+TEST_F(ProgramTest, ASnapshotShowsTheLinesOfAFileOrAPipe) {
+    const TemporaryFile empty("");
+    const TemporaryFile full(
+        QByteArray("2026-11-21 12:00:00 a line of a log that is long enough to be seen\n").repeated(200));
+    ASSERT_EQ(
+        run({u"--snapshot"_s, inDirectory(u"empty.png"_s), QString::fromLocal8Bit(empty.path())}).status, 0);
+    const int blank = inkOf(inDirectory(u"empty.png"_s));
+    ASSERT_EQ(
+        run({u"--snapshot"_s, inDirectory(u"full.png"_s), QString::fromLocal8Bit(full.path())}, {}, false)
+            .status,
+        0);
+    EXPECT_GT(inkOf(inDirectory(u"full.png"_s)), blank + 5000);
+    ASSERT_EQ(run({u"--snapshot"_s, inDirectory(u"pipe.png"_s), u"-"_s},
+                  QByteArray("a line that came by a pipe, again and again\n").repeated(200))
+                  .status,
+              0);
+    EXPECT_GT(inkOf(inDirectory(u"pipe.png"_s)), blank + 5000);
+}
+
+TEST_F(ProgramTest, WhatCannotBeDoneIsSaidOnStandardError) {
+    const Outcome missing = run({u"--snapshot"_s, inDirectory(u"x.png"_s), inDirectory(u"missing.log"_s)});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(missing.errors.contains("missing.log") && missing.errors.contains("does not exist"));
+    const Outcome unknown = run({u"--bogus"_s});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_TRUE(unknown.errors.contains("--bogus"));
+    const TemporaryFile file("x\n");
+    const Outcome unwritable =
+        run({u"--snapshot"_s, u"/nonexistent/x.png"_s, QString::fromLocal8Bit(file.path())});
+    EXPECT_EQ(unwritable.status, 1);
+    EXPECT_TRUE(unwritable.errors.contains("/nonexistent/x.png"));
+}
+
+} // namespace
+} // namespace korvane

@@ -13,4 +13,9 @@ inline const QString documentLoaded = QStringLiteral("DocumentLoadedNotification
 /// Object: QString, the text selected in a log view; sender: that log view. Main thread.
 inline const QString quickHighlightTextSelected = QStringLiteral("QuickHighlightTextSelectedNotification");
 
+/// Object: FiltersManagerNotification. The list of rules has changed and been saved. Main thread.
+inline const QString filterManager = QStringLiteral("FilterManagerNotificationKey");
+/// Object: QString, the document's key. Other rules are switched on for it. Main thread.
+inline const QString activeRulesChanged = QStringLiteral("ActiveRulesChangedNotification");
+
 } // namespace korvane::notification

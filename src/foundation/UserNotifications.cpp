@@ -1,0 +1,18 @@
+#include "foundation/UserNotifications.h"
+
+namespace korvane {
+namespace {
+
+UserNotificationCenter* sharedCenter = nullptr;
+
+} // namespace
+
+UserNotificationCenter* UserNotificationCenter::shared() {
+    return sharedCenter;
+}
+
+void UserNotificationCenter::setShared(UserNotificationCenter* center) {
+    sharedCenter = center;
+}
+
+} // namespace korvane

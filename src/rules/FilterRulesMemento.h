@@ -1,0 +1,45 @@
+#pragma once
+
+#include "foundation/Result.h"
+
+#include <QString>
+#include <QUuid>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace korvane {
+
+/// Which rules are switched on for which document, saved whole at every change. A document is known by its
+/// URL's absolute string. Main thread.
+class FilterRulesMemento {
+public:
+    inline static const QString DATA_FILE = QStringLiteral("rules-state.data");
+
+    /// Reads the states from the directory; without a file there, none. Fails as FiltersManager::load does.
+    static Result<std::unique_ptr<FilterRulesMemento>> load(const QString& directory);
+
+    /// The program's own; set once at start.
+    static FilterRulesMemento& shared();
+    static void setShared(std::unique_ptr<FilterRulesMemento> memento);
+
+    /// In the order of switching on; empty for an unknown document.
+    std::vector<QUuid> activeRuleIds(const QString& docKey) const;
+    /// Both save, and then post `notification::activeRulesChanged` with the key; without a change neither.
+    void addActiveRule(const QUuid& ruleId, const QString& docKey);
+    void removeActiveRule(const QUuid& ruleId, const QString& docKey);
+
+    /// As FiltersManager::fault.
+    const QString& fault() const { return fault_; }
+
+private:
+    explicit FilterRulesMemento(QString directory) : directory_(std::move(directory)) {}
+
+    const QString directory_;
+    std::map<QString, std::vector<QUuid>> states_;
+    QString fault_;
+    bool keepsOldFile_ = false;
+};
+
+} // namespace korvane

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "foundation/Result.h"
+
+#include <QString>
+#include <QUuid>
+
+#include <memory>
+#include <vector>
+
+namespace korvane {
+
+class FilterRule;
+
+/// What travels with `notification::filterManager`. It names neither the rule nor its place: read the list
+/// again.
+struct FiltersManagerNotification {
+    enum class Type { filterAdded = 0, filterRemoved = 1, filterUpdated = 2 };
+    Type type = Type::filterAdded;
+};
+
+/// All rules of the program, in one ordered list that is saved whole at every change. Main thread.
+class FiltersManager {
+public:
+    inline static const QString RULES_FILE = QStringLiteral("filters.data");
+
+    using Rules = std::vector<std::shared_ptr<FilterRule>>;
+
+    /// Reads the rules from the directory; without a file there, the four default rules, unsaved. Fails,
+    /// naming file and fault, on a file that does not decode; the file is left as it is.
+    static Result<std::unique_ptr<FiltersManager>> load(const QString& directory);
+
+    /// The program's own; set once at start.
+    static FiltersManager& shared();
+    static void setShared(std::unique_ptr<FiltersManager> manager);
+
+    const Rules& rules() const { return rules_; }
+    /// Null when there is no rule at the index.
+    std::shared_ptr<FilterRule> rule(qsizetype index) const;
+    /// The first rule of that identity, null if there is none.
+    std::shared_ptr<FilterRule> ruleWithId(const QUuid& id) const;
+
+    /// Each saves and then posts `notification::filterManager`. An index outside the list changes nothing.
+    void addRule(std::shared_ptr<FilterRule> rule);
+    void removeRule(qsizetype index);
+    void updateRule(std::shared_ptr<FilterRule> rule, qsizetype index);
+
+    /// Writes the list; a failed write keeps the old file and is told by `fault`.
+    void save();
+
+    /// For the footer: what could not be saved, or what of the file could not be read and was left out. Empty
+    /// for nothing.
+    const QString& fault() const { return fault_; }
+
+    /// Reads and writes rules as a file of their own, for exchange. An imported rule whose identity is known
+    /// already gets a new one.
+    Status exportRules(const Rules& rules, const QString& path) const;
+    /// Adds the rules of a file at the end of the list; returns how many.
+    Result<int> importRules(const QString& path);
+
+    /// The rules of a first start.
+    static Rules defaultRules();
+
+private:
+    explicit FiltersManager(QString directory) : directory_(std::move(directory)) {}
+
+    const QString directory_;
+    Rules rules_;
+    QString fault_;
+    /// Something in the file was left out: it is copied aside before it is overwritten.
+    bool keepsOldFile_ = false;
+};
+
+} // namespace korvane

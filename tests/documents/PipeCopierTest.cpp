@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/resource.h>
@@ -58,6 +59,15 @@ protected:
         const QByteArray path = directoryPath() + "/named pipe \xFF";
         EXPECT_EQ(::mkfifo(path.constData(), 0600), 0);
         return path;
+    }
+
+    /// Whether this process has the file open.
+    static bool isOpenHere(const QByteArray& path) {
+        std::error_code gone; // descriptors come and go meanwhile
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+            if (std::filesystem::read_symlink(entry, gone) == path.constData())
+                return true;
+        return false;
     }
 
     static QByteArray contentOf(const PipeCopier& copier) {
@@ -124,7 +134,10 @@ TEST_F(PipeCopierTest, ANamedPipeWaitsForItsWriterAndEndsWithIt) {
 }
 
 TEST_F(PipeCopierTest, StoppingEndsTheWaitForAWriter) {
-    const auto copier = started(PipeCopier::start(makeFifo(), "named", directoryPath()));
+    const QByteArray path = makeFifo();
+    const auto copier = started(PipeCopier::start(path, "named", directoryPath()));
+    ASSERT_TRUE(test::waitFor([&] { return isOpenHere(path); }));
+    EXPECT_EQ(copier->state(), State::Copying);
     copier->stop();
     EXPECT_TRUE(waitForState(*copier, State::Ended));
 }

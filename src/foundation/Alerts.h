@@ -18,6 +18,9 @@ struct Alert {
     QString informativeText;
     /// Button texts, the default one first. Empty = one "OK".
     QStringList buttons;
+    /// When set, the alert carries a check box by which the user switches it off; called when that was
+    /// checked and the alert was not answered with its last button of several.
+    std::function<void()> suppress = {};
 };
 
 /// The one way in which the program asks or tells the user something in a box of its own. Main thread only.

@@ -1,6 +1,7 @@
 #include "ui/AlertBoxPresenter.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -52,11 +53,18 @@ void AlertBoxPresenter::present(const Alert& alert, const void* window,
     }
     box->setDefaultButton(buttons.first());
     box->setEscapeButton(buttons.last());
-    QObject::connect(box, &QMessageBox::finished, box, [box, buttons, done = std::move(done)] {
-        const auto pressed = buttons.indexOf(qobject_cast<QPushButton*>(box->clickedButton()));
-        if (done)
-            done(pressed < 0 ? static_cast<int>(buttons.size()) - 1 : static_cast<int>(pressed));
-    });
+    if (alert.suppress)
+        box->setCheckBox(new QCheckBox(QApplication::translate("Alert", "Do not show this again"), box));
+    QObject::connect(box, &QMessageBox::finished, box,
+                     [box, buttons, suppress = alert.suppress, done = std::move(done)] {
+                         const auto found = buttons.indexOf(qobject_cast<QPushButton*>(box->clickedButton()));
+                         const auto last = buttons.size() - 1;
+                         const auto pressed = found < 0 ? last : found;
+                         if (suppress && box->checkBox()->isChecked() && (last == 0 || pressed != last))
+                             suppress();
+                         if (done)
+                             done(static_cast<int>(pressed));
+                     });
     box->open();
 }
 

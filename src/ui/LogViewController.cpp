@@ -312,6 +312,35 @@ void LogViewController::setEncodingChoice(EncodingChoice choice) {
     tableView_->rowsChanged();
 }
 
+bool LogViewController::hidesUnclaimedLines() const {
+    return dataSource_->defaultLineAction() == DefaultFilterLineAction::hide;
+}
+
+void LogViewController::setHidesUnclaimedLines(bool hides) {
+    dataSource_->setDefaultLineAction(hides ? DefaultFilterLineAction::hide : DefaultFilterLineAction::show);
+    NotificationCenter::shared().post(notification::activeRulesChanged, absoluteString(document_->fileUrl()),
+                                      this);
+}
+
+QString LogViewController::textForNewRule() const {
+    QString text = tableView_->selectedText();
+    if (text.isEmpty()) {
+        if (const auto line = dataSource_->cachedRowLine(tableView_->currentRow()))
+            text = line->line.string();
+    }
+    return text.trimmed().left(longestQuickHighlight);
+}
+
+QStringList LogViewController::visibleLines() const {
+    QStringList lines;
+    const qint64 last = tableView_->lastVisibleRow();
+    for (qint64 row = tableView_->firstVisibleRow(); row <= last; ++row) {
+        if (const auto line = dataSource_->cachedRowLine(row))
+            lines.append(line->line.string());
+    }
+    return lines;
+}
+
 bool LogViewController::hasUndecodableLines() const {
     return dataSource_->hasUndecodableLines();
 }

@@ -56,6 +56,13 @@ public:
     bool quickHighlightEnabled() const;
     void setQuickHighlightEnabled(bool enabled);
     void setEncodingChoice(EncodingChoice choice);
+    /// Whether lines that no rule claims are hidden.
+    bool hidesUnclaimedLines() const;
+    void setHidesUnclaimedLines(bool hides);
+    /// The selected text, else the current line's; a text of several lines gives its first.
+    QString textForNewRule() const;
+    /// The text of the lines on the screen, as far as they are there.
+    QStringList visibleLines() const;
     /// Bytes on the screen that are no text in the file's encoding.
     bool hasUndecodableLines() const;
 

@@ -1,9 +1,14 @@
 #include "ui/MainWindow.h"
 
+#include "core/NotificationNames.h"
 #include "core/Preferences.h"
+#include "core/SearchItem.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
+#include "rules/FilterRule.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
 #include "ui/LogViewController.h"
 #include "ui/MainWindowController.h"
 #include "ui/TabTitles.h"
@@ -28,6 +33,7 @@ namespace korvane {
 namespace {
 
 constexpr QSize firstSize(1180, 760);
+constexpr int ruleTextWidth = 320;
 
 } // namespace
 
@@ -129,6 +135,9 @@ void MainWindow::pageChanged() {
         page->setFocus();
     updateActions();
     updateTitles();
+    if (rulesMenu_)
+        showRulesInMenu();
+    Q_EMIT currentPageChanged();
 }
 
 void MainWindow::updateTitles() {
@@ -155,6 +164,12 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     event->accept();
 }
 
+void MainWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        Q_EMIT activated();
+}
+
 // ---- Menus
 
 QAction* MainWindow::addPageAction(QMenu& menu, const QString& text, const QKeySequence& shortcut,
@@ -174,6 +189,7 @@ void MainWindow::makeMenus() {
     makeEditMenu();
     makeViewMenu();
     makeGoMenu();
+    makeRulesMenu();
     makeHelpMenu();
 }
 
@@ -275,6 +291,72 @@ void MainWindow::makeGoMenu() {
                   });
     contextMenu_->addSeparator();
     contextMenu_->addAction(goToLine);
+}
+
+void MainWindow::makeRulesMenu() {
+    rulesMenu_ = menuBar()->addMenu(tr("&Rules"));
+    rulesMenu_->addAction(tr("&Edit Rules…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this,
+                          [this] { Q_EMIT rulesEditorRequested({}); });
+    QAction* newRule = addPageAction(
+        *rulesMenu_, tr("&New Rule from Selection…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N),
+        [this](MainWindowController& page) { Q_EMIT rulesEditorRequested(page.logView().textForNewRule()); });
+    hideUnclaimedAction_ =
+        addPageAction(*rulesMenu_, tr("&Hide Lines That No Rule Claims"),
+                      QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_U), [](MainWindowController& page) {
+                          page.logView().setHidesUnclaimedLines(!page.logView().hidesUnclaimedLines());
+                      });
+    hideUnclaimedAction_->setCheckable(true);
+    rulesMenu_->addSeparator();
+    contextMenu_->addSeparator();
+    contextMenu_->addAction(newRule);
+    auto& center = NotificationCenter::shared();
+    for (const QString& name : {notification::filterManager, notification::activeRulesChanged})
+        tokens_.push_back(center.observe(name, [this](const Notification&) { showRulesInMenu(); }));
+    showRulesInMenu();
+}
+
+void MainWindow::showRulesInMenu() {
+    MainWindowController* page = currentPage();
+    const QString key = page ? absoluteString(page->document()->fileUrl()) : QString();
+    const auto active = FilterRulesMemento::shared().activeRuleIds(key);
+    const auto& rules = FiltersManager::shared().rules();
+    while (ruleActions_.size() > rules.size()) {
+        delete ruleActions_.back();
+        ruleActions_.pop_back();
+    }
+    while (ruleActions_.size() < rules.size()) {
+        QAction* action = rulesMenu_->addAction(QString());
+        action->setCheckable(true);
+        connect(action, &QAction::triggered, this, [this, action] { toggleRule(action->data().toUuid()); });
+        // The first nine are at hand by their number.
+        if (ruleActions_.size() < 9)
+            action->setShortcut(
+                QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + ruleActions_.size())));
+        ruleActions_.push_back(action);
+    }
+    for (std::size_t i = 0; i < rules.size(); ++i) {
+        const FilterRule& rule = *rules[i];
+        const QString text =
+            fontMetrics().elidedText(rule.searchItem()->searchStr(), Qt::ElideRight, ruleTextWidth);
+        ruleActions_[i]->setText(QString(text).replace(u'&', QStringLiteral("&&")));
+        ruleActions_[i]->setData(rule.id());
+        ruleActions_[i]->setEnabled(page != nullptr);
+        ruleActions_[i]->setChecked(std::find(active.begin(), active.end(), rule.id()) != active.end());
+    }
+    hideUnclaimedAction_->setChecked(page && page->logView().hidesUnclaimedLines());
+}
+
+void MainWindow::toggleRule(const QUuid& id) {
+    const MainWindowController* page = currentPage();
+    if (!page)
+        return;
+    auto& memento = FilterRulesMemento::shared();
+    const QString key = absoluteString(page->document()->fileUrl());
+    const auto active = memento.activeRuleIds(key);
+    if (std::find(active.begin(), active.end(), id) != active.end())
+        memento.removeActiveRule(id, key);
+    else
+        memento.addActiveRule(id, key);
 }
 
 void MainWindow::makeHelpMenu() {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "foundation/NotificationCenter.h"
+
 #include <QMainWindow>
+#include <QUuid>
 
 #include <functional>
 #include <memory>
@@ -36,9 +39,15 @@ public:
 
 Q_SIGNALS:
     void aboutToClose();
+    void activated();
+    /// Another page is in front, or none.
+    void currentPageChanged();
+    /// The user wants to edit the rules; `newRuleText`: to begin with a rule for this text, null for none.
+    void rulesEditorRequested(const QString& newRuleText);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     void makeMenus();
@@ -47,6 +56,10 @@ private:
     void makeViewMenu();
     void makeEncodingMenu(QMenu& viewMenu);
     void makeGoMenu();
+    void makeRulesMenu();
+    /// One entry a rule, checked where it is switched on for the page in front.
+    void showRulesInMenu();
+    void toggleRule(const QUuid& id);
     void makeHelpMenu();
     QWidget* makeEmptyPage();
     /// Adds an entry that needs a document.
@@ -68,6 +81,11 @@ private:
     QAction* wrapAction_ = nullptr;
     QAction* lineNumbersAction_ = nullptr;
     QAction* quickHighlightAction_ = nullptr;
+    QMenu* rulesMenu_ = nullptr;
+    QAction* hideUnclaimedAction_ = nullptr;
+    /// The entries of the single rules.
+    std::vector<QAction*> ruleActions_;
+    std::vector<NotificationToken> tokens_;
     QActionGroup* encodings_ = nullptr;
 };
 

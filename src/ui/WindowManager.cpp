@@ -2,6 +2,7 @@
 
 #include "core/Preferences.h"
 #include "documents/Document.h"
+#include "ui/FilterRulesEditor.h"
 #include "ui/LogViewController.h"
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
@@ -22,10 +23,20 @@ WindowManager::~WindowManager() {
 MainWindow& WindowManager::addWindow() {
     auto* window = new MainWindow(*documents_);
     windows_.push_back(window);
-    QObject::connect(window, &MainWindow::aboutToClose, window,
-                     [this, window] { std::erase(windows_, window); });
-    if (prepareWindow_)
-        prepareWindow_(*window);
+    QObject::connect(window, &MainWindow::aboutToClose, window, [this, window] {
+        std::erase(windows_, window);
+        if (windows_.empty() && rulesEditor_)
+            rulesEditor_->close();
+    });
+    QObject::connect(window, &MainWindow::activated, window, [this, window] {
+        if (std::erase(windows_, window) > 0)
+            windows_.push_back(window);
+        showPageInRulesEditor(*window);
+    });
+    QObject::connect(window, &MainWindow::rulesEditorRequested, window,
+                     [this, window](const QString& newRuleText) { editRules(*window, newRuleText); });
+    QObject::connect(window, &MainWindow::currentPageChanged, window,
+                     [this, window] { showPageInRulesEditor(*window); });
     return *window;
 }
 
@@ -86,7 +97,36 @@ MainWindowController* WindowManager::pageOf(const Document& document) const {
     return nullptr;
 }
 
+MainWindowController* WindowManager::currentPage() const {
+    for (auto window = windows_.rbegin(); window != windows_.rend(); ++window) {
+        if (MainWindowController* page = (*window)->currentPage())
+            return page;
+    }
+    return nullptr;
+}
+
+void WindowManager::editRules(MainWindow& window, const QString& newRuleText) {
+    if (!rulesEditor_)
+        rulesEditor_ = std::make_unique<FilterRulesEditor>(alerts_);
+    showPageInRulesEditor(window);
+    rulesEditor_->show();
+    rulesEditor_->raise();
+    rulesEditor_->activateWindow();
+    if (!newRuleText.isEmpty())
+        rulesEditor_->addRule(newRuleText);
+}
+
+void WindowManager::showPageInRulesEditor(const MainWindow& window) {
+    if (!rulesEditor_)
+        return;
+    QPointer<MainWindowController> page(window.currentPage());
+    rulesEditor_->setDocument(page ? page->document() : nullptr, [page] {
+        return page && !page->document()->isClosed() ? page->logView().visibleLines() : QStringList();
+    });
+}
+
 void WindowManager::closeAll() {
+    rulesEditor_.reset();
     for (MainWindow* window : std::vector(windows_))
         window->close();
 }

@@ -2,12 +2,12 @@
 
 #include "documents/AppDocumentController.h"
 
-#include <functional>
 #include <memory>
 #include <vector>
 
 namespace korvane {
 
+class FilterRulesEditor;
 class MainWindow;
 class MainWindowController;
 
@@ -19,8 +19,6 @@ public:
 
     /// Handed in after construction, since the two need each other; must outlive the windows.
     void setDocumentController(AppDocumentController& documents) { documents_ = &documents; }
-    /// Called for every window before it is shown.
-    void setPrepareWindow(std::function<void(MainWindow&)> prepare) { prepareWindow_ = std::move(prepare); }
 
     void makeWindow(const std::shared_ptr<Document>& document) override;
     void raiseWindow(const std::shared_ptr<Document>& document) override;
@@ -30,19 +28,25 @@ public:
     /// A window without a document, unless there is a window already.
     void showEmptyWindow();
     MainWindowController* pageOf(const Document& document) const;
+    /// The page in front of the window last used; null if there is none.
+    MainWindowController* currentPage() const;
+    /// Shows the rules editor, if wanted with a new rule for a text.
+    void editRules(MainWindow& window, const QString& newRuleText);
     /// Closes every window without asking.
     void closeAll();
 
 private:
     MainWindow& addWindow();
+    /// The rules editor follows the page in front.
+    void showPageInRulesEditor(const MainWindow& window);
     /// Where a new document goes: the window last used, or a new one.
     MainWindow& windowForNewPage();
 
     AlertPresenter& alerts_;
     AppDocumentController* documents_ = nullptr;
-    std::function<void(MainWindow&)> prepareWindow_;
     /// Not owned: a window deletes itself when closed. The last used one last.
     std::vector<MainWindow*> windows_;
+    std::unique_ptr<FilterRulesEditor> rulesEditor_;
 };
 
 } // namespace korvane

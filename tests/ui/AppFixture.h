@@ -7,6 +7,8 @@
 #include "documents/LoadProgressController.h"
 #include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
 #include "support/TemporaryFile.h"
 #include "ui/LogViewController.h"
 #include "ui/MachineFontCatalog.h"
@@ -41,6 +43,8 @@ protected:
             std::make_unique<UserDefaults>(settings_.path() + QStringLiteral("/korvane.ini")));
         preferences->registerDefaults(MachineFontCatalog());
         Preferences::setShared(std::move(preferences));
+        FiltersManager::setShared(std::move(FiltersManager::load(settings_.path())).value());
+        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(settings_.path())).value());
         windows_.setDocumentController(documents_);
     }
 

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "foundation/NotificationCenter.h"
+
+#include <QDialog>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class QComboBox;
+class QLabel;
+class QListWidget;
+class QListWidgetItem;
+class QPushButton;
+
+namespace korvane {
+
+class AlertPresenter;
+class Document;
+class FilterRule;
+class RuleForm;
+
+/// The window in which all rules are kept and switched on and off for the document of the window last used.
+/// Every change is saved and reaches the open documents at once. Main thread; needs the shared rule stores.
+class FilterRulesEditor : public QDialog {
+    Q_OBJECT
+
+public:
+    explicit FilterRulesEditor(AlertPresenter& alerts, QWidget* parent = nullptr);
+
+    /// The document whose check boxes are shown; null for none. `visibleLines` answers the lines on its
+    /// screen.
+    void setDocument(const std::shared_ptr<Document>& document, std::function<QStringList()> visibleLines);
+    /// Adds a rule for the text, switched on for the document, and lets the user edit it.
+    void addRule(const QString& searchText);
+
+    /// Reads or writes rules as a file of their own. Also reached by the buttons, which ask for the file.
+    void importFrom(const QString& path);
+    void exportTo(const QString& path);
+
+protected:
+    void changeEvent(QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+private:
+    QWidget* makeList();
+    QWidget* makeDocumentRow();
+    void handleFiltersManagerNotification();
+    void showRules();
+    void showItem(QListWidgetItem& item, const FilterRule& rule) const;
+    void itemChanged(const QListWidgetItem& item);
+    void currentRuleChanged();
+    void ruleEdited();
+    void duplicateRule();
+    void askToDelete();
+    void deleteRule(const std::shared_ptr<FilterRule>& rule);
+    void updateDocumentRow();
+    QString docKey() const;
+
+    AlertPresenter& alerts_;
+    std::weak_ptr<Document> document_;
+    std::function<QStringList()> visibleLines_;
+    QListWidget* list_;
+    QPushButton* delete_;
+    QPushButton* duplicate_;
+    RuleForm* form_;
+    QLabel* documentLabel_;
+    QComboBox* defaultAction_;
+    /// The list is being filled, or is itself the cause of a change.
+    bool isBusy_ = false;
+    std::vector<NotificationToken> tokens_;
+};
+
+} // namespace korvane

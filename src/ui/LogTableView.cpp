@@ -148,13 +148,13 @@ void LogTableView::setRowCount(qint64 count) {
         currentRow_ = count - 1;
     if (textSelection_ && textSelection_->row >= count)
         textSelection_.reset();
-    setTop(limited(top_));
+    setTop(places().limited(top_));
     viewport()->update();
 }
 
 void LogTableView::rowsChanged(qint64 firstRow) {
     delegate_.rowsChanged(firstRow);
-    setTop(limited(top_));
+    setTop(places().limited(top_));
     viewport()->update();
 }
 
@@ -166,47 +166,20 @@ void LogTableView::redecorate() {
 void LogTableView::layoutChanged() {
     delegate_.resetRowHeights();
     widestLine_ = 0;
-    setTop(limited(top_));
+    setTop(places().limited(top_));
     viewport()->update();
 }
 
-std::vector<LogTableView::VisibleRow> LogTableView::visibleRows() const {
-    std::vector<VisibleRow> rows;
-    auto& delegate = const_cast<LogTableViewDelegate&>(delegate_);
-    qreal y = -top_.offset;
-    for (qint64 row = top_.row; row < rowCount_ && y < viewport()->height(); ++row) {
-        const qreal height = delegate.heightOfRow(row);
-        rows.push_back({row, y, height});
-        y += height;
-    }
-    return rows;
+RowPlaces LogTableView::places() const {
+    return {[this](qint64 row) { return const_cast<LogTableViewDelegate&>(delegate_).heightOfRow(row); },
+            rowCount_, static_cast<qreal>(viewport()->height()), rowHeight()};
 }
 
-LogTableView::Place LogTableView::endPlace() const {
-    auto& delegate = const_cast<LogTableViewDelegate&>(delegate_);
-    qreal missing = viewport()->height();
-    for (qint64 row = rowCount_ - 1; row >= 0; --row) {
-        missing -= delegate.heightOfRow(row);
-        if (missing <= 0)
-            return {row, -missing};
-    }
-    return {};
+std::vector<RowPlaces::VisibleRow> LogTableView::visibleRows() const {
+    return places().visible(top_);
 }
 
-LogTableView::Place LogTableView::limited(Place top) const {
-    if (rowCount_ == 0 || top.row < 0)
-        return {};
-    // No row is lower than the standard height: only close to the end it can be overrun.
-    const auto fitting = static_cast<qint64>(viewport()->height() / rowHeight()) + 2;
-    if (top.row + fitting < rowCount_)
-        return top;
-    const Place end = endPlace();
-    if (top.row > end.row || (top.row == end.row && top.offset > end.offset))
-        return end;
-    return top;
-}
-
-void LogTableView::setTop(Place top) {
+void LogTableView::setTop(RowPlace top) {
     const bool moved = top != top_;
     top_ = top;
     stoodAtEnd_ = isAtEnd();
@@ -218,19 +191,8 @@ void LogTableView::setTop(Place top) {
 }
 
 void LogTableView::scrollByPixels(qreal pixels) {
-    Place place = top_;
-    place.offset += pixels;
-    while (place.offset < 0 && place.row > 0) {
-        --place.row;
-        place.offset += delegate_.heightOfRow(place.row);
-    }
-    place.offset = std::max(place.offset, 0.0);
-    for (qreal height = delegate_.heightOfRow(place.row); place.offset >= height && place.row + 1 < rowCount_;
-         height = delegate_.heightOfRow(place.row)) {
-        place.offset -= height;
-        ++place.row;
-    }
-    setTop(limited(place));
+    if (rowCount_ > 0)
+        setTop(places().moved(top_, pixels));
 }
 
 int LogTableView::rowsPerPage() const {
@@ -242,13 +204,14 @@ void LogTableView::updateScrollBars() {
     scrollShift_ = 0;
     while ((rowCount_ >> scrollShift_) > largestBarValue)
         ++scrollShift_;
-    const bool isNearEnd = top_.row + rowsPerPage() + 2 >= rowCount_;
+    const RowPlaces rows = places();
     // Away from the end its exact place is not worth measuring rows for.
-    const qint64 last = isNearEnd ? endPlace().row + (endPlace().offset > 0 ? 1 : 0)
-                                  : std::max<qint64>(rowCount_ - rowsPerPage(), 0);
+    const bool isNearEnd = rows.isNearEnd(top_);
+    const RowPlace end = isNearEnd ? rows.end() : RowPlace{std::max<qint64>(rowCount_ - rowsPerPage(), 0), 0};
+    const qint64 last = end.row + (end.offset > 0 ? 1 : 0);
     verticalScrollBar()->setRange(0, static_cast<int>(last >> scrollShift_));
     verticalScrollBar()->setPageStep(std::max(1, rowsPerPage() >> scrollShift_));
-    const qint64 value = isNearEnd && top_ == endPlace() ? last : top_.row;
+    const qint64 value = isNearEnd && top_ == end ? last : top_.row;
     verticalScrollBar()->setValue(static_cast<int>(value >> scrollShift_));
     isUpdatingBars_ = false;
     updateHorizontalBar();
@@ -276,7 +239,7 @@ void LogTableView::scrollContentsBy(int /*dx*/, int /*dy*/) {
     if (verticalScrollBar()->value() == verticalScrollBar()->maximum() && wanted != shown)
         scrollToEnd();
     else if (wanted != shown)
-        setTop(limited({wanted, 0}));
+        setTop(places().limited({wanted, 0}));
     viewport()->update();
 }
 
@@ -286,41 +249,20 @@ qint64 LogTableView::lastVisibleRow() const {
 }
 
 bool LogTableView::isAtEnd() const {
-    return rowCount_ == 0 || limited({rowCount_ - 1, 1e9}) == top_;
+    return rowCount_ == 0 || places().limited({rowCount_ - 1, 1e9}) == top_;
 }
 
 void LogTableView::setTopRow(qint64 row) {
-    setTop(limited({std::clamp<qint64>(row, 0, std::max<qint64>(rowCount_ - 1, 0)), 0}));
+    setTop(places().limited({std::clamp<qint64>(row, 0, std::max<qint64>(rowCount_ - 1, 0)), 0}));
 }
 
 void LogTableView::scrollToEnd() {
-    setTop(endPlace());
+    setTop(places().end());
 }
 
 void LogTableView::scrollRowToVisible(qint64 row) {
-    if (row < 0 || row >= rowCount_)
-        return;
-    const qreal height = delegate_.heightOfRow(row);
-    if (row < top_.row || (row == top_.row && top_.offset > 0)) {
-        setTop(limited({row, 0}));
-        return;
-    }
-    qreal bottom = -top_.offset;
-    for (qint64 above = top_.row; above < row && bottom <= viewport()->height(); ++above)
-        bottom += delegate_.heightOfRow(above);
-    bottom += height;
-    if (bottom <= viewport()->height())
-        return;
-    // Up from the row until the viewport is filled.
-    Place place{row, 0};
-    qreal missing = viewport()->height() - height;
-    while (missing > 0 && place.row > 0) {
-        --place.row;
-        missing -= delegate_.heightOfRow(place.row);
-    }
-    if (missing < 0)
-        place.offset = -missing;
-    setTop(limited(height > viewport()->height() ? Place{row, 0} : place));
+    if (row >= 0 && row < rowCount_)
+        setTop(places().showing(top_, row));
 }
 
 void LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
@@ -345,7 +287,7 @@ void LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
 }
 
 qint64 LogTableView::rowAt(qreal y) const {
-    for (const VisibleRow& row : visibleRows()) {
+    for (const RowPlaces::VisibleRow& row : visibleRows()) {
         if (y >= row.y && y < row.y + row.height)
             return row.row;
     }
@@ -353,7 +295,7 @@ qint64 LogTableView::rowAt(qreal y) const {
 }
 
 std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
-    for (const VisibleRow& row : visibleRows()) {
+    for (const RowPlaces::VisibleRow& row : visibleRows()) {
         if (row.row == wanted)
             return QRectF(0, row.y, viewport()->width(), row.height);
     }
@@ -362,7 +304,7 @@ std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
 
 void LogTableView::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
-    setTop(stoodAtEnd_ && top_ != Place{} ? endPlace() : limited(top_));
+    setTop(stoodAtEnd_ && top_ != RowPlace{} ? places().end() : places().limited(top_));
     Q_EMIT visibleRowsChanged();
 }
 
@@ -401,7 +343,7 @@ void LogTableView::paintEvent(QPaintEvent* event) {
     const auto rows = visibleRows();
     bool anyLoading = false;
     const qreal widestBefore = widestLine_;
-    for (const VisibleRow& row : rows) {
+    for (const RowPlaces::VisibleRow& row : rows) {
         if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
             continue;
         paintRow(painter, row);
@@ -417,7 +359,7 @@ void LogTableView::paintEvent(QPaintEvent* event) {
     if (delegate_.isWrapping()) {
         // Where one line ends and the next begins would be hard to see otherwise.
         painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.18));
-        for (const VisibleRow& row : rows) {
+        for (const RowPlaces::VisibleRow& row : rows) {
             const qreal y = std::floor(row.y + row.height) - 0.5;
             painter.drawLine(QPointF(0, y), QPointF(viewport()->width(), y));
         }
@@ -443,7 +385,7 @@ void LogTableView::noteLoadingRows(bool anyLoading) {
     }
 }
 
-void LogTableView::paintRow(QPainter& painter, const VisibleRow& row) {
+void LogTableView::paintRow(QPainter& painter, const RowPlaces::VisibleRow& row) {
     const bool isSelected = selection_.contains(row.row) && !textSelection_;
     const QRectF area(0, row.y, viewport()->width(), row.height);
     const auto group = hasFocus() || isActiveWindow() ? QPalette::Active : QPalette::Inactive;
@@ -478,7 +420,8 @@ void LogTableView::paintRow(QPainter& painter, const VisibleRow& row) {
     }
 }
 
-void LogTableView::paintLine(QPainter& painter, const VisibleRow& row, const QRectF& area, bool isSelected) {
+void LogTableView::paintLine(QPainter& painter, const RowPlaces::VisibleRow& row, const QRectF& area,
+                             bool isSelected) {
     const auto view = delegate_.viewForTableColumn(cell::line, row.row);
     const QPointF origin(area.left() + textMargin - horizontalOffset(), row.y);
     const QPointF baseline(area.left() + textMargin, row.y + delegate_.metrics().baseline());

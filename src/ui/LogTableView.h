@@ -2,6 +2,7 @@
 
 #include "foundation/AttributedString.h"
 #include "ui/LogTableViewDelegate.h"
+#include "ui/RowPlaces.h"
 #include "ui/RowSelection.h"
 
 #include <QAbstractScrollArea>
@@ -117,34 +118,20 @@ protected:
     bool viewportEvent(QEvent* event) override;
 
 private:
-    /// A place in the rows: so many pixels below the top edge of a row.
-    struct Place {
-        qint64 row = 0;
-        qreal offset = 0;
-        friend bool operator==(const Place&, const Place&) = default;
-    };
-    struct VisibleRow {
-        qint64 row;
-        qreal y;
-        qreal height;
-    };
-
-    std::vector<VisibleRow> visibleRows() const;
-    /// The top place at which the last row ends at the lower edge.
-    Place endPlace() const;
+    /// For the rows and the viewport as they are now.
+    RowPlaces places() const;
+    std::vector<RowPlaces::VisibleRow> visibleRows() const;
     /// Moves the top by pixels; positive = towards the end.
     void scrollByPixels(qreal pixels);
-    void setTop(Place top);
-    /// Keeps the top within the rows.
-    Place limited(Place top) const;
+    void setTop(RowPlace top);
     void updateScrollBars();
     void updateHorizontalBar();
     qreal lineColumnX() const;
     qreal horizontalOffset() const;
     int rowsPerPage() const;
 
-    void paintRow(QPainter& painter, const VisibleRow& row);
-    void paintLine(QPainter& painter, const VisibleRow& row, const QRectF& area, bool isSelected);
+    void paintRow(QPainter& painter, const RowPlaces::VisibleRow& row);
+    void paintLine(QPainter& painter, const RowPlaces::VisibleRow& row, const QRectF& area, bool isSelected);
     void paintCutBadge(QPainter& painter, const QRectF& area, const LogTableViewDelegate::CellView& view);
     LineLayout::Colors lineColors() const;
     void noteLoadingRows(bool anyLoading);
@@ -159,7 +146,7 @@ private:
     Colors colors_;
     std::vector<Column> columns_;
     qint64 rowCount_ = 0;
-    Place top_;
+    RowPlace top_;
     /// The last row's end was at the lower edge when the top was last set: it stays there when the window is
     /// resized.
     bool stoodAtEnd_ = false;

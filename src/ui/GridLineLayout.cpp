@@ -149,7 +149,9 @@ void GridLineLayout::paintPiece(QPainter& painter, QPointF topLeft, TextRange pi
                                 const Attributes* attributes, bool isSelected, bool isRowSelected,
                                 const Colors& colors) const {
     const qreal width = (columnOf(piece.end()) - columnOf(piece.location)) * metrics_.cellWidth();
-    const auto background = attributes ? attributes->color(attribute::background) : std::nullopt;
+    auto background = attributes ? attributes->color(attribute::background) : std::nullopt;
+    if (background == colors.lineBackground)
+        background.reset();
     const auto foreground = attributes ? attributes->color(attribute::foreground) : std::nullopt;
     const auto font = attributes ? attributes->font() : std::nullopt;
     const QRectF area(topLeft, QSizeF(width, metrics_.lineHeight()));

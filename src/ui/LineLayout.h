@@ -33,6 +33,8 @@ public:
         QColor text;
         QColor selectedText;
         QColor selectedBackground;
+        /// What the row is painted with already: text with this background needs none of its own.
+        std::optional<QColor> lineBackground = std::nullopt;
     };
 
     virtual ~LineLayout() = default;

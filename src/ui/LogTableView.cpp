@@ -1,12 +1,11 @@
 #include "ui/LogTableView.h"
 
-#include "ui/SizeText.h"
+#include "ui/LogRowPainter.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QHelpEvent>
 #include <QKeyEvent>
-#include <QLocale>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
@@ -20,32 +19,11 @@
 namespace korvane {
 namespace {
 
-constexpr qreal textMargin = 6;
 constexpr int wheelLines = 3;
 constexpr int autoScrollMilliseconds = 40;
 constexpr int loadingDelayMilliseconds = 150;
 /// Scroll bars count in int; this leaves room for their own arithmetic.
 constexpr qint64 largestBarValue = 1'000'000'000;
-
-QColor mixed(const QColor& one, const QColor& other, qreal share) {
-    return QColor::fromRgbF(static_cast<float>(one.redF() * (1 - share) + other.redF() * share),
-                            static_cast<float>(one.greenF() * (1 - share) + other.greenF() * share),
-                            static_cast<float>(one.blueF() * (1 - share) + other.blueF() * share));
-}
-
-/// The background of a line when all of it has the same one: it then fills the whole row.
-std::optional<QColor> wholeLineBackground(const AttributedString& line) {
-    std::optional<QColor> color;
-    int covered = 0;
-    for (const auto& run : line.runs()) {
-        const auto background = run.attributes ? run.attributes->color(attribute::background) : std::nullopt;
-        if (!background || (color && *color != *background))
-            return std::nullopt;
-        color = background;
-        covered += run.range.length;
-    }
-    return covered == line.length() ? color : std::nullopt;
-}
 
 bool isWordUnit(QChar unit) {
     return unit.isLetterOrNumber() || unit == u'_' || unit.isMark() || unit.isSurrogate();
@@ -126,7 +104,8 @@ qreal LogTableView::lineColumnX() const {
 
 qreal LogTableView::lineTextWidth() const {
     const auto line = column(cell::line);
-    return std::max(rowHeight() * 4, (line == columns_.end() ? 0 : line->width) - 2 * textMargin);
+    return std::max(rowHeight() * 4,
+                    (line == columns_.end() ? 0 : line->width) - 2 * LogRowPainter::textMargin);
 }
 
 QLatin1StringView LogTableView::columnAt(qreal x) const {
@@ -219,7 +198,8 @@ void LogTableView::updateScrollBars() {
 
 void LogTableView::updateHorizontalBar() {
     const qreal textArea = viewport()->width() - lineColumnX();
-    const qreal overhang = delegate_.isWrapping() ? 0 : widestLine_ + 2 * textMargin - textArea;
+    const qreal overhang =
+        delegate_.isWrapping() ? 0 : widestLine_ + 2 * LogRowPainter::textMargin - textArea;
     isUpdatingBars_ = true;
     horizontalScrollBar()->setRange(0, static_cast<int>(std::clamp(std::ceil(overhang), 0.0, 2e9)));
     horizontalScrollBar()->setPageStep(std::max(1, static_cast<int>(textArea)));
@@ -278,7 +258,7 @@ void LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
     const QRectF last = view.layout->characterRect(std::max(range.location, range.end() - 1));
     widestLine_ = std::max(widestLine_, view.layout->width());
     updateHorizontalBar();
-    const qreal visible = viewport()->width() - lineColumnX() - 2 * textMargin;
+    const qreal visible = viewport()->width() - lineColumnX() - 2 * LogRowPainter::textMargin;
     const qreal offset = horizontalOffset();
     if (!delegate_.isWrapping() && (first.left() < offset || last.right() > offset + visible))
         horizontalScrollBar()->setValue(static_cast<int>(std::max(0.0, first.left() - visible / 3)));
@@ -333,44 +313,36 @@ void LogTableView::wheelEvent(QWheelEvent* event) {
 
 // ---- Drawing
 
-LineLayout::Colors LogTableView::lineColors() const {
-    return {colors_.text, palette().color(QPalette::HighlightedText), palette().color(QPalette::Highlight)};
-}
-
 void LogTableView::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     painter.fillRect(event->rect(), colors_.background);
     const auto rows = visibleRows();
-    bool anyLoading = false;
-    const qreal widestBefore = widestLine_;
+    LogRowPainter rowPainter(painter, delegate_, columns_,
+                             {.colors = colors_,
+                              .palette = palette(),
+                              .isActive = hasFocus() || isActiveWindow(),
+                              .labelFont = font(),
+                              .viewSize = viewport()->size(),
+                              .horizontalOffset = horizontalOffset(),
+                              .showsLoading = showsLoading_});
     for (const RowPlaces::VisibleRow& row : rows) {
         if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
             continue;
-        paintRow(painter, row);
-        anyLoading =
-            anyLoading || delegate_.viewForTableColumn(cell::line, row.row).identifier == cell::loading;
+        const bool hasText = textSelection_ && textSelection_->row == row.row;
+        rowPainter.paint(row, {.isSelected = selection_.contains(row.row) && !textSelection_,
+                               .isCurrent = row.row == currentRow_,
+                               .selectedText = hasText ? textSelection_->range : TextRange{}});
     }
-    const auto line = column(cell::line);
-    if (line != columns_.end() && columns_.size() == 3) {
-        painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.35));
-        const qreal x = std::floor(lineColumnX()) - 0.5;
-        painter.drawLine(QPointF(x, 0), QPointF(x, viewport()->height()));
-    }
-    if (delegate_.isWrapping()) {
-        // Where one line ends and the next begins would be hard to see otherwise.
-        painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.18));
-        for (const RowPlaces::VisibleRow& row : rows) {
-            const qreal y = std::floor(row.y + row.height) - 0.5;
-            painter.drawLine(QPointF(0, y), QPointF(viewport()->width(), y));
-        }
-    }
+    rowPainter.paintSeparators(rows);
     if (!rows.empty())
         delegate_.keepLayouts(rows.front().row, rows.back().row);
-    if (widestLine_ > widestBefore)
+    if (rowPainter.widestLine() > widestLine_) {
+        widestLine_ = rowPainter.widestLine();
         QMetaObject::invokeMethod(
             this, [this] { updateHorizontalBar(); }, Qt::QueuedConnection);
-    noteLoadingRows(anyLoading);
-    if (!rows.empty() && !anyLoading && !hasShownRows_) {
+    }
+    noteLoadingRows(rowPainter.hasMetUnloadedRow());
+    if (!rows.empty() && !rowPainter.hasMetUnloadedRow() && !hasShownRows_) {
         hasShownRows_ = true;
         Q_EMIT visibleRowsShown();
     }
@@ -383,94 +355,6 @@ void LogTableView::noteLoadingRows(bool anyLoading) {
     } else if (!showsLoading_ && !loadingTimer_.isActive()) {
         loadingTimer_.start(loadingDelayMilliseconds, this);
     }
-}
-
-void LogTableView::paintRow(QPainter& painter, const RowPlaces::VisibleRow& row) {
-    const bool isSelected = selection_.contains(row.row) && !textSelection_;
-    const QRectF area(0, row.y, viewport()->width(), row.height);
-    const auto group = hasFocus() || isActiveWindow() ? QPalette::Active : QPalette::Inactive;
-    if (isSelected)
-        painter.fillRect(area, palette().color(group, QPalette::Highlight));
-    else if (row.row == currentRow_)
-        painter.fillRect(area, mixed(colors_.background, palette().color(QPalette::Highlight), 0.10));
-
-    // The line first: the columns at its left cover what is scrolled under them.
-    const qreal lineX = lineColumnX();
-    painter.save();
-    const QRectF lineArea(lineX, row.y, viewport()->width() - lineX, row.height);
-    painter.setClipRect(lineArea);
-    paintLine(painter, row, lineArea, isSelected);
-    painter.restore();
-
-    qreal x = 0;
-    for (const Column& known : columns_) {
-        if (known.identifier == cell::lineNum) {
-            const auto view = delegate_.viewForTableColumn(cell::lineNum, row.row);
-            painter.setFont(delegate_.metrics().font());
-            painter.setPen(isSelected ? palette().color(group, QPalette::HighlightedText)
-                                      : colors_.lineNumber);
-            const QString number = QString::number(view.lineNumber);
-            const qreal width = QFontMetricsF(painter.font()).horizontalAdvance(number);
-            painter.drawText(
-                QPointF(x + known.width - textMargin - width, row.y + delegate_.metrics().baseline()),
-                number);
-        }
-        if (known.identifier != cell::line)
-            x += known.width;
-    }
-}
-
-void LogTableView::paintLine(QPainter& painter, const RowPlaces::VisibleRow& row, const QRectF& area,
-                             bool isSelected) {
-    const auto view = delegate_.viewForTableColumn(cell::line, row.row);
-    const QPointF origin(area.left() + textMargin - horizontalOffset(), row.y);
-    const QPointF baseline(area.left() + textMargin, row.y + delegate_.metrics().baseline());
-    if (view.identifier == cell::loading) {
-        if (showsLoading_) {
-            painter.setFont(delegate_.metrics().font());
-            painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.7));
-            painter.drawText(baseline, tr("Loading…"));
-        }
-        return;
-    }
-    if (view.identifier == cell::filtered) {
-        painter.setFont(delegate_.metrics().font());
-        painter.setPen(mixed(colors_.background, colors_.lineNumber, 0.6));
-        painter.drawText(baseline, tr("Filtered"));
-        return;
-    }
-    if (!isSelected) {
-        if (const auto background = wholeLineBackground(view.row->line);
-            background && *background != colors_.background)
-            painter.fillRect(area, *background);
-    }
-    const TextRange selected =
-        textSelection_ && textSelection_->row == row.row ? textSelection_->range : TextRange{};
-    const QRectF visible = area.intersected(QRectF(viewport()->rect()));
-    view.layout->paint(painter, origin, visible, selected, isSelected, lineColors());
-    widestLine_ = std::max(widestLine_, view.layout->width());
-    if (view.row->cutBytes > 0 || view.layout->hiddenUnits() > 0)
-        paintCutBadge(painter, area, view);
-}
-
-void LogTableView::paintCutBadge(QPainter& painter, const QRectF& area,
-                                 const LogTableViewDelegate::CellView& view) {
-    const QString text = view.row->cutBytes > 0
-                             ? tr("Line cut for display: %1 more").arg(sizeText(view.row->cutBytes))
-                             : tr("Line cut for display: unwrap to see the rest");
-    QFont small = font();
-    small.setPointSizeF(small.pointSizeF() * 0.85);
-    const QFontMetricsF metrics(small);
-    const qreal width = metrics.horizontalAdvance(text) + 16;
-    const qreal height = delegate_.metrics().lineHeight();
-    const QRectF badge(area.right() - width - 6, area.top() + 1, width, height - 2);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(0xB2, 0x5E, 0x00));
-    painter.drawRoundedRect(badge, badge.height() / 2, badge.height() / 2);
-    painter.setPen(Qt::white);
-    painter.setFont(small);
-    painter.drawText(badge, Qt::AlignCenter, text);
 }
 
 // ---- Selecting
@@ -542,7 +426,7 @@ int LogTableView::textPositionAt(qint64 row, QPointF point) {
     const auto area = rowRect(row);
     if (!view.layout || !area)
         return 0;
-    const QPointF inLayout(point.x() - lineColumnX() - textMargin + horizontalOffset(),
+    const QPointF inLayout(point.x() - lineColumnX() - LogRowPainter::textMargin + horizontalOffset(),
                            point.y() - area->top());
     return std::min(view.layout->positionAt(inLayout), view.row->line.length());
 }
@@ -708,7 +592,8 @@ void LogTableView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (view.layout && area) {
         // The character under the pointer, not the nearest gap between two.
         int position = textPositionAt(row, event->position());
-        const qreal x = event->position().x() - lineColumnX() - textMargin + horizontalOffset();
+        const qreal x =
+            event->position().x() - lineColumnX() - LogRowPainter::textMargin + horizontalOffset();
         if (position > 0 && view.layout->characterRect(position).left() > x &&
             view.layout->characterRect(position - 1).top() == view.layout->characterRect(position).top())
             --position;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/AttributedString.h"
+#include "ui/LogTableLooks.h"
 #include "ui/LogTableViewDelegate.h"
 #include "ui/RowPlaces.h"
 #include "ui/RowSelection.h"
@@ -20,15 +21,8 @@ class LogTableView : public QAbstractScrollArea {
     Q_OBJECT
 
 public:
-    struct Column {
-        QLatin1StringView identifier;
-        qreal width = 0;
-    };
-    struct Colors {
-        QColor background;
-        QColor text;
-        QColor lineNumber;
-    };
+    using Column = LogTableColumn;
+    using Colors = LogTableColors;
     /// A part of one row's text.
     struct TextSelection {
         qint64 row = -1;
@@ -130,10 +124,6 @@ private:
     qreal horizontalOffset() const;
     int rowsPerPage() const;
 
-    void paintRow(QPainter& painter, const RowPlaces::VisibleRow& row);
-    void paintLine(QPainter& painter, const RowPlaces::VisibleRow& row, const QRectF& area, bool isSelected);
-    void paintCutBadge(QPainter& painter, const QRectF& area, const LogTableViewDelegate::CellView& view);
-    LineLayout::Colors lineColors() const;
     void noteLoadingRows(bool anyLoading);
 
     void moveCurrentRow(qint64 row, bool extends);

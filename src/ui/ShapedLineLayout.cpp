@@ -194,7 +194,8 @@ void ShapedLineLayout::paint(QPainter& painter, QPointF origin, const QRectF& cl
         if (origin.x() + segment.x > clip.right())
             break;
         QList<QTextLayout::FormatRange> overlays;
-        const auto overlay = [&](TextRange range, bool withBackground) {
+        const auto overlay = [&](TextRange range, std::optional<QColor> foreground,
+                                 const QBrush& background) {
             const int start = std::max(range.location, segment.range.location);
             const int end = std::min(range.end(), segment.range.end());
             if (start >= end)
@@ -202,18 +203,20 @@ void ShapedLineLayout::paint(QPainter& painter, QPointF origin, const QRectF& cl
             QTextLayout::FormatRange piece;
             piece.start = start - segment.range.location;
             piece.length = end - start;
-            piece.format.setForeground(colors.selectedText);
-            if (withBackground)
-                piece.format.setBackground(colors.selectedBackground);
+            if (foreground)
+                piece.format.setForeground(*foreground);
+            piece.format.setBackground(background);
             overlays.append(piece);
         };
-        if (isRowSelected) {
-            for (const auto& run : runs_) {
-                if (!run.attributes || !run.attributes->value(attribute::background))
-                    overlay(run.range, false);
-            }
+        for (const auto& run : runs_) {
+            const auto background =
+                run.attributes ? run.attributes->color(attribute::background) : std::nullopt;
+            const bool isOnLine = !background || background == colors.lineBackground;
+            if (isOnLine && (background || isRowSelected))
+                overlay(run.range, isRowSelected ? std::optional(colors.selectedText) : std::nullopt,
+                        Qt::NoBrush);
         }
-        overlay(selection, true);
+        overlay(selection, colors.selectedText, colors.selectedBackground);
         painter.setPen(colors.text);
         layoutOf(segment).draw(&painter, origin + QPointF(segment.x, 0), overlays, clip);
     }

@@ -140,5 +140,31 @@ TEST_F(LineLayoutTest, ColoursAndSelectionAreDrawnWhereTheyBelong) {
     }
 }
 
+TEST_F(LineLayoutTest, TheRowsOwnGroundIsNotPaintedOverByTheText) {
+    for (const QString& text : {u"aaaaaaaaaa"_s, u"ääääääääää"_s}) {
+        AttributedString line(text);
+        line.addAttribute(attribute::background, QColor(Qt::yellow));
+        line.addAttribute(attribute::background, QColor(Qt::cyan), {4, 2});
+        const auto layout = LineLayout::make(line, metrics_, std::nullopt);
+        const auto height = static_cast<int>(metrics_.lineHeight());
+        QImage image(300, height, QImage::Format_RGB32);
+        image.fill(Qt::blue); // a selected row
+        QPainter painter(&image);
+        layout->paint(painter, {0, 0}, QRectF(image.rect()), {}, true,
+                      {.text = Qt::black,
+                       .selectedText = Qt::white,
+                       .selectedBackground = Qt::blue,
+                       .lineBackground = QColor(Qt::yellow)});
+        painter.end();
+        const auto colorOf = [&](int position) {
+            const QRectF area = layout->characterRect(position);
+            return image.pixelColor(static_cast<int>(area.left() + 2), height / 2 - 7);
+        };
+        EXPECT_EQ(colorOf(1), QColor(Qt::blue)) << qPrintable(text);
+        EXPECT_EQ(colorOf(4), QColor(Qt::cyan)) << qPrintable(text);
+        EXPECT_EQ(colorOf(8), QColor(Qt::blue)) << qPrintable(text);
+    }
+}
+
 } // namespace
 } // namespace korvane

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "foundation/AttributedString.h"
+#include "ui/LogTableLooks.h"
+#include "ui/LogTableViewDelegate.h"
+#include "ui/RowPlaces.h"
+
+#include <QFont>
+#include <QPalette>
+#include <QSize>
+
+#include <vector>
+
+class QPainter;
+
+namespace korvane {
+
+/// Draws the rows of the log table in one painting of its viewport. Coordinates are the viewport's.
+class LogRowPainter {
+public:
+    /// Left of a line's text, and right of a number.
+    static constexpr qreal textMargin = 6;
+
+    struct Style {
+        LogTableColors colors;
+        QPalette palette;
+        bool isActive = true;
+        QFont labelFont;
+        QSize viewSize;
+        /// How far the lines are scrolled sideways.
+        qreal horizontalOffset = 0;
+        /// Rows that are not there yet say so.
+        bool showsLoading = false;
+    };
+    struct RowState {
+        bool isSelected = false;
+        bool isCurrent = false;
+        /// Empty for none.
+        TextRange selectedText;
+    };
+
+    /// All references must outlive the painter.
+    LogRowPainter(QPainter& painter, LogTableViewDelegate& delegate,
+                  const std::vector<LogTableColumn>& columns, Style style);
+
+    void paint(const RowPlaces::VisibleRow& row, const RowState& state);
+    /// The line beside the numbers and, where lines are wrapped, those between the rows.
+    void paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows);
+
+    /// Of the lines painted so far.
+    qreal widestLine() const { return widestLine_; }
+    bool hasMetUnloadedRow() const { return hasMetUnloadedRow_; }
+
+private:
+    using CellView = LogTableViewDelegate::CellView;
+
+    void paintNumber(const RowPlaces::VisibleRow& row, qreal right, bool isSelected);
+    void paintLine(const RowPlaces::VisibleRow& row, const QRectF& area, const RowState& state);
+    void paintNotice(const QPointF& baseline, const QString& text);
+    void paintCutBadge(const QRectF& area, const CellView& view);
+
+    QPainter& painter_;
+    LogTableViewDelegate& delegate_;
+    const std::vector<LogTableColumn>& columns_;
+    const Style style_;
+    qreal lineX_ = 0;
+    qreal widestLine_ = 0;
+    bool hasMetUnloadedRow_ = false;
+};
+
+} // namespace korvane

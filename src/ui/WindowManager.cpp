@@ -6,6 +6,7 @@
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
 
+#include <QApplication>
 #include <QPointer>
 
 #include <algorithm>
@@ -84,6 +85,29 @@ MainWindowController* WindowManager::pageOf(const Document& document) const {
             return page;
     }
     return nullptr;
+}
+
+MainWindow* WindowManager::frontWindow() const {
+    const auto active = std::find_if(windows_.begin(), windows_.end(),
+                                     [](const MainWindow* window) { return window->isActiveWindow(); });
+    if (active != windows_.end())
+        return *active;
+    return windows_.empty() ? nullptr : windows_.back();
+}
+
+void WindowManager::showUserUpdate(const QString& text) {
+    const MainWindow* window = frontWindow();
+    if (MainWindowController* page = window ? window->currentPage() : nullptr)
+        page->showUserUpdate(text);
+}
+
+void WindowManager::requestAttention(const QString& fileUrl) {
+    QWidget* window = frontWindow();
+    const auto document = documents_->documentForUrl(QUrl::fromEncoded(fileUrl.toUtf8(), QUrl::StrictMode));
+    if (MainWindowController* page = document ? pageOf(*document) : nullptr)
+        window = page->window();
+    if (window)
+        QApplication::alert(window);
 }
 
 void WindowManager::closeAll() {

@@ -30,6 +30,10 @@ public:
     /// A window without a document, unless there is a window already.
     void showEmptyWindow();
     MainWindowController* pageOf(const Document& document) const;
+    /// Tells the user something in the footer of the page in front.
+    void showUserUpdate(const QString& text);
+    /// Has the desktop point at the window of the file, or at the one last used, unless it is in front.
+    void requestAttention(const QString& fileUrl);
     /// Closes every window without asking.
     void closeAll();
 
@@ -37,6 +41,8 @@ private:
     MainWindow& addWindow();
     /// Where a new document goes: the window last used, or a new one.
     MainWindow& windowForNewPage();
+    /// The active window, else the last used one; null if there is none.
+    MainWindow* frontWindow() const;
 
     AlertPresenter& alerts_;
     AppDocumentController* documents_ = nullptr;

@@ -71,15 +71,29 @@ Application::Application(const CommandLine& commandLine)
     : commandLine_(commandLine),
       alerts_(commandLine.snapshotPath ? std::unique_ptr<AlertPresenter>(new ConsoleAlerts(exitStatus_))
                                        : std::unique_ptr<AlertPresenter>(new AlertBoxPresenter)),
-      windows_(*alerts_), documents_(windows_, *alerts_) {
+      windows_(*alerts_), documents_(windows_, *alerts_), notifications_(notificationHandlers()) {
     QDir().mkpath(QFileInfo(settingsFilePath()).path());
     auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settingsFilePath()));
     preferences->registerDefaults(MachineFontCatalog());
     Preferences::setShared(std::move(preferences));
     windows_.setDocumentController(documents_);
+    // A picture for a report is no reason to disturb anyone.
+    if (!commandLine.snapshotPath)
+        UserNotificationCenter::setShared(&notifications_);
+}
+
+DesktopNotifications::Handlers Application::notificationHandlers() {
+    return {
+        [this](const UserNotification::UserInfo& line) {
+            documents_.userNotificationActivated(line.fileUrl, line.lineNum);
+        },
+        [this](const QString& text) { windows_.showUserUpdate(text); },
+        [this](const QString& fileUrl) { windows_.requestAttention(fileUrl); },
+    };
 }
 
 Application::~Application() {
+    UserNotificationCenter::setShared(nullptr);
     documents_.closeAllDocuments();
     windows_.closeAll();
 }

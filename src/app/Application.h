@@ -3,6 +3,7 @@
 #include "app/CommandLine.h"
 #include "documents/AppDocumentController.h"
 #include "ui/AlertBoxPresenter.h"
+#include "ui/DesktopNotifications.h"
 #include "ui/MainThreadPump.h"
 #include "ui/WindowManager.h"
 
@@ -25,6 +26,7 @@ public:
     int run();
 
 private:
+    DesktopNotifications::Handlers notificationHandlers();
     void open(const CommandLine::File& file);
     void openPipe(const CommandLine::File& file);
     void takeSnapshot();
@@ -34,6 +36,7 @@ private:
     const std::unique_ptr<AlertPresenter> alerts_;
     WindowManager windows_;
     AppDocumentController documents_;
+    DesktopNotifications notifications_;
     /// The pipe opened last: a snapshot waits for its end.
     std::weak_ptr<PipeCopier> copier_;
     /// Alerts that ended a snapshot.

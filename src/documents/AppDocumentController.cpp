@@ -89,6 +89,10 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
     return document;
 }
 
+void AppDocumentController::userNotificationActivated(const QString& fileUrl, qint64 lineNum) {
+    openDocument(QUrl::fromEncoded(fileUrl.toUtf8(), QUrl::StrictMode), lineNum);
+}
+
 void AppDocumentController::addDocument(const std::shared_ptr<Document>& document) {
     documents_.push_back(document);
 }

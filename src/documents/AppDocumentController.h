@@ -57,6 +57,10 @@ public:
     std::shared_ptr<Document> openDocument(const QUrl& url, std::optional<qint64> lineNumber = std::nullopt,
                                            const QString& displayName = {});
 
+    /// The user clicked a notification about a line of a file: brings the file to the front, opening it where
+    /// needed, and the line into view. `lineNum` is one-based.
+    void userNotificationActivated(const QString& fileUrl, qint64 lineNum);
+
     void addDocument(const std::shared_ptr<Document>& document);
     const std::vector<std::shared_ptr<Document>>& documents() const { return documents_; }
     /// The open document of that address, null if there is none.

@@ -9,6 +9,7 @@
 #include "documents/LoadProgressController.h"
 #include "foundation/Alerts.h"
 #include "foundation/FilePath.h"
+#include "foundation/Log.h"
 #include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
 #include "ui/CopyLinesOperation.h"
@@ -161,6 +162,7 @@ void LogViewController::goToLine(qint64 lineNumber) {
         return;
     tableView_->scrollTextToVisible(row, {});
     tableView_->selectRow(row);
+    qCDebug(logTiming, "went to line %lld", static_cast<long long>(lineNumber));
 }
 
 void LogViewController::goToLineWhenKnown(qint64 lineNumber) {

@@ -65,7 +65,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     connect(logView_, &LogViewController::rowCountChanged, this, [this] { updateFooter(); });
     connect(logView_, &LogViewController::rowsArrived, this, [this] { updateFooter(); });
     connect(logView_, &LogViewController::userMessage, this,
-            [this](const QString& text) { footer_->showUserUpdate(text); });
+            [this](const QString& text) { showUserUpdate(text); });
     connect(&progressTimer_, &QTimer::timeout, this, [this] { updateProgress(); });
     connect(&fileTimer_, &QTimer::timeout, this, [this] { checkFile(); });
     progressTimer_.start(progressInterval);
@@ -81,6 +81,10 @@ bool MainWindowController::isLoading() const {
 void MainWindowController::setSourceStatus(const QString& text) {
     sourceStatus_ = text;
     updateFooter();
+}
+
+void MainWindowController::showUserUpdate(const QString& text) {
+    footer_->showUserUpdate(text);
 }
 
 void MainWindowController::updateProgress() {

@@ -30,6 +30,8 @@ public:
 
     /// What the standing text of the footer says while it has nothing worse to say.
     void setSourceStatus(const QString& text);
+    /// Tells the user something in the footer, for some seconds.
+    void showUserUpdate(const QString& text);
 
 Q_SIGNALS:
     /// The user gave up the first scan: the document is to be closed.

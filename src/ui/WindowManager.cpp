@@ -7,6 +7,7 @@
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
 
+#include <QApplication>
 #include <QPointer>
 
 #include <algorithm>
@@ -97,14 +98,6 @@ MainWindowController* WindowManager::pageOf(const Document& document) const {
     return nullptr;
 }
 
-MainWindowController* WindowManager::currentPage() const {
-    for (auto window = windows_.rbegin(); window != windows_.rend(); ++window) {
-        if (MainWindowController* page = (*window)->currentPage())
-            return page;
-    }
-    return nullptr;
-}
-
 void WindowManager::editRules(MainWindow& window, const QString& newRuleText) {
     if (!rulesEditor_)
         rulesEditor_ = std::make_unique<FilterRulesEditor>(alerts_);
@@ -123,6 +116,21 @@ void WindowManager::showPageInRulesEditor(const MainWindow& window) {
     rulesEditor_->setDocument(page ? page->document() : nullptr, [page] {
         return page && !page->document()->isClosed() ? page->logView().visibleLines() : QStringList();
     });
+}
+
+void WindowManager::showUserUpdate(const QString& text) {
+    const MainWindow* window = windows_.empty() ? nullptr : windows_.back();
+    if (MainWindowController* page = window ? window->currentPage() : nullptr)
+        page->showUserUpdate(text);
+}
+
+void WindowManager::requestAttention(const QString& fileUrl) {
+    QWidget* window = windows_.empty() ? nullptr : windows_.back();
+    const auto document = documents_->documentForUrl(QUrl::fromEncoded(fileUrl.toUtf8(), QUrl::StrictMode));
+    if (MainWindowController* page = document ? pageOf(*document) : nullptr)
+        window = page->window();
+    if (window)
+        QApplication::alert(window);
 }
 
 void WindowManager::closeAll() {

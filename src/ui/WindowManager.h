@@ -28,10 +28,12 @@ public:
     /// A window without a document, unless there is a window already.
     void showEmptyWindow();
     MainWindowController* pageOf(const Document& document) const;
-    /// The page in front of the window last used; null if there is none.
-    MainWindowController* currentPage() const;
     /// Shows the rules editor, if wanted with a new rule for a text.
     void editRules(MainWindow& window, const QString& newRuleText);
+    /// Tells the user something in the footer of the page in front.
+    void showUserUpdate(const QString& text);
+    /// Has the desktop point at the window of the file, or at the one last used, unless it is in front.
+    void requestAttention(const QString& fileUrl);
     /// Closes every window without asking.
     void closeAll();
 

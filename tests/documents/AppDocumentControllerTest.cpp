@@ -2,6 +2,7 @@
 
 #include "core/NotificationNames.h"
 #include "documents/Document.h"
+#include "foundation/FilePath.h"
 #include "foundation/NotificationCenter.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
@@ -80,6 +81,20 @@ TEST_F(AppDocumentControllerTest, AWindowIsShownBeforeTheDocumentIsAnnounced) {
     EXPECT_EQ(announced, document);
     EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"make given"_s, u"go to 42 in given"_s, u"announced"_s}));
     EXPECT_EQ(controller_.documents(), std::vector{document});
+}
+
+TEST_F(AppDocumentControllerTest, AClickOnANotificationLeadsToTheLineOfTheVeryFile) {
+    const TemporaryFile file("one\n", "a b%41 \xc3\xbc\xff#?.log");
+    const QString address = absoluteString(file.url());
+    controller_.userNotificationActivated(address, 1);
+    ASSERT_EQ(controller_.documents().size(), 1U) << "opened where it was not open";
+    const auto document = controller_.documents().front();
+    EXPECT_EQ(absoluteString(document->fileUrl()), address);
+    recorder_.takeEvents();
+    controller_.userNotificationActivated(address, 7);
+    EXPECT_EQ(controller_.documents(), std::vector{document});
+    const QString name = document->displayName();
+    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"raise "_s + name, u"go to 7 in "_s + name}));
 }
 
 TEST_F(AppDocumentControllerTest, OpeningAnOpenFileRaisesItsWindow) {

@@ -1,0 +1,337 @@
+#include "ui/DesktopNotifications.h"
+
+#include "foundation/MainThread.h"
+#include "support/PrivateBus.h"
+#include "ui/MainThreadPump.h"
+
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
+#include <QElapsedTimer>
+#include <QLocalServer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+const QString serviceName = u"org.freedesktop.Notifications"_s;
+const QString servicePath = u"/org/freedesktop/Notifications"_s;
+
+/// A notification service that shows nothing and keeps what it was told, on a connection of its own.
+class FakeService : public QDBusVirtualObject {
+public:
+    struct Shown {
+        uint id = 0;
+        QString icon;
+        QString summary;
+        QString body;
+        QStringList actions;
+        QVariantMap hints;
+        uint replaces = 0;
+    };
+
+    FakeService(const QString& address, QStringList capabilities = {u"actions"_s, u"body"_s},
+                uint firstId = 1)
+        : capabilities_(std::move(capabilities)), nextId_(firstId),
+          bus_(QDBusConnection::connectToBus(address, u"service %1"_s.arg(firstId))) {
+        EXPECT_TRUE(bus_.registerVirtualObject(servicePath, this));
+        EXPECT_TRUE(bus_.registerService(serviceName));
+    }
+    ~FakeService() override { QDBusConnection::disconnectFromBus(bus_.name()); }
+
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override {
+        if (message.member() == u"GetCapabilities"_s)
+            return bus.send(message.createReply(capabilities_));
+        if (message.member() != u"Notify"_s || message.signature() != u"susssasa{sv}i"_s)
+            return false;
+        const QVariantList arguments = message.arguments();
+        const uint replaces = arguments[1].toUInt();
+        const uint id = replaces != 0 ? replaces : nextId_++;
+        shown.push_back({id, arguments[2].toString(), arguments[3].toString(), arguments[4].toString(),
+                         arguments[5].toStringList(), qdbus_cast<QVariantMap>(arguments[6]), replaces});
+        const QDBusMessage reply = message.createReply(id);
+        if (shown.back().summary == holdsAnswersTo)
+            heldBack.push_back(reply);
+        else
+            bus.send(reply);
+        return true;
+    }
+    QString introspect(const QString&) const override { return {}; }
+
+    void answerHeldBack() {
+        for (const QDBusMessage& reply : std::exchange(heldBack, {}))
+            bus_.send(reply);
+    }
+    void emitAction(uint id, const QString& action = u"default"_s) { emitAction(bus_, id, action); }
+    static void emitAction(const QDBusConnection& from, uint id, const QString& action) {
+        QDBusMessage message = QDBusMessage::createSignal(servicePath, serviceName, u"ActionInvoked"_s);
+        message << id << action;
+        from.send(message);
+    }
+    void emitClosed(uint id) {
+        QDBusMessage message = QDBusMessage::createSignal(servicePath, serviceName, u"NotificationClosed"_s);
+        message << id << 2U;
+        bus_.send(message);
+    }
+
+    std::vector<Shown> shown;
+    std::vector<QDBusMessage> heldBack;
+    QString holdsAnswersTo = u"(none)"_s;
+
+private:
+    const QStringList capabilities_;
+    uint nextId_;
+    QDBusConnection bus_;
+};
+
+UserNotification lineNotification(qint64 line, const QString& key = {}) {
+    UserNotification made;
+    made.title = u"Rule 'x' matched"_s;
+    made.subtitle = u"Line: %1 in x.log"_s.arg(line);
+    made.informativeText = u"Path: file:///x.log"_s;
+    made.userInfo = UserNotification::UserInfo{line, u"file:///x.log"_s};
+    made.foldKey = key;
+    return made;
+}
+
+class DesktopNotificationsTest : public ::testing::Test {
+protected:
+    DesktopNotificationsTest() { useBus(bus_.address()); }
+    ~DesktopNotificationsTest() override {
+        qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        MainThread::shared().runPending();
+    }
+
+    static void useBus(const QString& address) { qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8()); }
+    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 20000); }
+
+    test::PrivateBus bus_;
+    MainThreadPump pump_;
+    std::vector<qint64> clicked_;
+    QStringList unavailable_;
+    DesktopNotifications notifications_{{
+        [this](const UserNotification::UserInfo& line) {
+            EXPECT_EQ(line.fileUrl, u"file:///x.log"_s);
+            clicked_.push_back(line.lineNum);
+        },
+        [this](const QString& text) { unavailable_ << text; },
+        [](const QString&) {},
+    }};
+};
+
+TEST_F(DesktopNotificationsTest, TextsAreWrittenAsTheServiceReadsThem) {
+    UserNotification notification = lineNotification(4);
+    notification.title = u"Rule '<b>&amp;' matched"_s;
+    notification.subtitle = u"Line: 4 in <a>.log"_s;
+    notification.informativeText = u"Path: file:///a&b"_s;
+    UserNotification titleAlone;
+    titleAlone.title = u"alone"_s;
+    const struct {
+        QStringList capabilities;
+        QString body;
+        bool hasAction;
+    } cases[] = {
+        {{u"actions"_s, u"body"_s, u"body-markup"_s},
+         u"Line: 4 in &lt;a&gt;.log\nPath: file:///a&amp;b"_s,
+         true},
+        {{u"body"_s}, u"Line: 4 in <a>.log\nPath: file:///a&b"_s, false},
+    };
+    for (const auto& [capabilities, body, hasAction] : cases) {
+        FakeService service(bus_.address(), capabilities);
+        notifications_.deliver(notification);
+        notifications_.deliver(titleAlone);
+        ASSERT_TRUE(until([&] { return service.shown.size() == 2; }));
+        const FakeService::Shown& shown = service.shown.front();
+        EXPECT_EQ(shown.summary, notification.title) << "never markup";
+        EXPECT_EQ(shown.body, body);
+        EXPECT_EQ(shown.actions.value(0), hasAction ? u"default"_s : QString());
+        EXPECT_EQ(shown.icon, u"korvane"_s);
+        EXPECT_EQ(shown.hints.value(u"desktop-entry"_s), u"korvane"_s);
+        EXPECT_EQ(service.shown.back().body, QString());
+        EXPECT_EQ(service.shown.back().actions, QStringList()) << "a click would lead nowhere";
+    }
+    EXPECT_EQ(unavailable_, QStringList());
+}
+
+TEST_F(DesktopNotificationsTest, ABurstStaysOneNotificationThatLeadsToItsLastLine) {
+    FakeService service(bus_.address());
+    for (const qint64 line : {4, 5, 9})
+        notifications_.deliver(lineNotification(line, u"rule"_s));
+    ASSERT_TRUE(until([&] { return service.shown.size() == 2; }));
+    EXPECT_EQ(service.shown[0].body, lineNotification(4).subtitle + u"\nPath: file:///x.log"_s);
+    EXPECT_EQ(service.shown[0].summary, u"Rule 'x' matched"_s);
+    EXPECT_EQ(service.shown[1].body, lineNotification(9).subtitle + u"\nPath: file:///x.log"_s);
+    EXPECT_EQ(service.shown[1].summary, u"Rule 'x' matched (2 more)"_s);
+    EXPECT_EQ(service.shown[1].replaces, service.shown[0].id);
+    service.emitAction(service.shown[0].id);
+    ASSERT_TRUE(until([&] { return !clicked_.empty(); }));
+    EXPECT_EQ(clicked_, std::vector<qint64>{9});
+}
+
+TEST_F(DesktopNotificationsTest, ASlowServiceDoesNotMakeTwoOfOneBurst) {
+    FakeService service(bus_.address());
+    service.holdsAnswersTo = u"Rule 'x' matched"_s;
+    notifications_.deliver(lineNotification(1, u"slow"_s));
+    notifications_.deliver(lineNotification(2, u"slow"_s));
+    UserNotification other = lineNotification(7, u"other"_s);
+    other.title = u"other"_s;
+    notifications_.deliver(other);
+    notifications_.deliver(other);
+    // The other key's second comes when that of the slow one would have come, too.
+    ASSERT_TRUE(until([&] { return !service.shown.empty() && service.shown.back().replaces != 0; }));
+    ASSERT_EQ(service.shown.size(), 3U);
+    service.answerHeldBack();
+    ASSERT_TRUE(until([&] { return service.shown.size() == 4; }));
+    EXPECT_EQ(service.shown[3].summary, u"Rule 'x' matched (1 more)"_s);
+    EXPECT_EQ(service.shown[3].replaces, service.shown[0].id);
+}
+
+TEST_F(DesktopNotificationsTest, OnlyClicksOnOurOwnNotificationsCount) {
+    FakeService service(bus_.address());
+    notifications_.deliver(lineNotification(1));
+    notifications_.deliver(lineNotification(2));
+    notifications_.deliver(lineNotification(3));
+    ASSERT_TRUE(until([&] { return service.shown.size() == 3; }));
+    const uint first = service.shown[0].id;
+    const QDBusConnection stranger = QDBusConnection::connectToBus(bus_.address(), u"stranger"_s);
+    FakeService::emitAction(stranger, first, u"default"_s);
+    // Its answer shows that the bus has passed on what came before.
+    stranger.call(QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/"_s, u"org.freedesktop.DBus"_s,
+                                                 u"GetId"_s));
+    QDBusConnection::disconnectFromBus(stranger.name());
+    service.emitAction(first + 100);
+    service.emitAction(first, u"settings"_s);
+    service.emitAction(service.shown[1].id);
+    service.emitClosed(service.shown[1].id);
+    service.emitAction(service.shown[1].id);
+    service.emitAction(service.shown[2].id);
+    ASSERT_TRUE(until([&] { return !clicked_.empty() && clicked_.back() == 3; }));
+    EXPECT_EQ(clicked_, (std::vector<qint64>{2, 3}));
+}
+
+TEST_F(DesktopNotificationsTest, AServiceThatDiesIsReplacedAndItsNumbersMeanNothing) {
+    auto service = std::make_unique<FakeService>(bus_.address());
+    notifications_.deliver(lineNotification(1, u"rule"_s));
+    ASSERT_TRUE(until([&] { return service->shown.size() == 1; }));
+    const uint old = service->shown[0].id;
+    service->emitAction(old);
+    ASSERT_TRUE(until([&] { return clicked_ == std::vector<qint64>{1}; }));
+    service.reset();
+
+    FakeService next(bus_.address(), {u"actions"_s}, 500);
+    notifications_.deliver(lineNotification(2, u"rule"_s));
+    ASSERT_TRUE(until([&] { return next.shown.size() == 1; }));
+    EXPECT_EQ(next.shown[0].replaces, 0U);
+    next.emitAction(old);
+    next.emitAction(next.shown[0].id);
+    ASSERT_TRUE(until([&] { return clicked_.size() > 1; }));
+    EXPECT_EQ(clicked_, (std::vector<qint64>{1, 2}));
+}
+
+TEST_F(DesktopNotificationsTest, WhatCannotBeShownIsToldOnce) {
+    const struct {
+        const char* address;
+        QString reason;
+    } cases[] = {
+        {"autolaunch:", u"there is no session bus"_s},
+        {"unix:path=/nonexistent/bus", u"the session bus does not answer"_s},
+        {nullptr, u"no notification service is running"_s},
+    };
+    for (const auto& [address, reason] : cases) {
+        useBus(address ? QString::fromLatin1(address) : bus_.address());
+        QStringList told;
+        DesktopNotifications notifications({[](const UserNotification::UserInfo&) {},
+                                            [&](const QString& text) { told << text; },
+                                            [](const QString&) {}});
+        notifications.deliver(lineNotification(1));
+        ASSERT_TRUE(until([&] { return !told.isEmpty(); }));
+        useBus(bus_.address());
+        notifications.deliver(lineNotification(2));
+        // A service that comes later is found, and shows that the second try had its time to fail.
+        FakeService service(bus_.address());
+        ASSERT_TRUE(until([&] {
+            if (service.shown.empty())
+                notifications.deliver(lineNotification(3, u"retry"_s));
+            return !service.shown.empty();
+        }));
+        EXPECT_EQ(told, QStringList{u"Notifications cannot be shown: "_s + reason});
+    }
+}
+
+TEST_F(DesktopNotificationsTest, ABusThatDiesIsSurvived) {
+    {
+        FakeService service(bus_.address());
+        notifications_.deliver(lineNotification(1));
+        ASSERT_TRUE(until([&] { return service.shown.size() == 1; }));
+    }
+    bus_.stop();
+    notifications_.deliver(lineNotification(2));
+    ASSERT_TRUE(until([&] {
+        if (unavailable_.isEmpty())
+            notifications_.deliver(lineNotification(3, u"retry"_s));
+        return !unavailable_.isEmpty();
+    }));
+    EXPECT_EQ(unavailable_.size(), 1);
+
+    const test::PrivateBus other;
+    useBus(other.address());
+    FakeService service(other.address());
+    ASSERT_TRUE(until([&] {
+        if (service.shown.empty())
+            notifications_.deliver(lineNotification(4, u"again"_s));
+        return !service.shown.empty();
+    }));
+}
+
+TEST_F(DesktopNotificationsTest, ABusThatIsSilentKeepsNobodyWaiting) {
+    const QTemporaryDir directory;
+    const QString path = directory.filePath(u"bus"_s);
+    QLocalServer silent;
+    ASSERT_TRUE(silent.listen(path));
+    useBus(u"unix:path="_s + path);
+    QElapsedTimer timer;
+    timer.start();
+    notifications_.deliver(lineNotification(1));
+    EXPECT_LT(timer.elapsed(), 5000) << "the bus alone would be waited for longer";
+    ASSERT_TRUE(until([&] { return silent.hasPendingConnections(); }));
+    EXPECT_EQ(unavailable_, QStringList());
+    delete silent.nextPendingConnection();
+    ASSERT_TRUE(until([&] { return unavailable_.size() == 1; }));
+}
+
+TEST(SessionBusAddressTest, OnlyABusThatRunsIsUsed) {
+    const QTemporaryDir directory;
+    const QByteArray with = QFile::encodeName(directory.filePath(u"a~b, c"_s));
+    const QByteArray without = QFile::encodeName(directory.path());
+    ASSERT_TRUE(QDir().mkpath(QFile::decodeName(with)));
+    QFile socket(QFile::decodeName(with) + u"/bus"_s);
+    ASSERT_TRUE(socket.open(QIODevice::WriteOnly));
+    const QString escaped = u"unix:path="_s + directory.path() + u"/a%7Eb%2C%20c/bus"_s;
+    const QByteArray before = qgetenv("XDG_RUNTIME_DIR");
+    const struct {
+        QByteArray address;
+        QByteArray runtimeDirectory;
+        QString expected;
+    } cases[] = {
+        {"unix:path=/told", with, u"unix:path=/told"_s},
+        {"", with, escaped},
+        {"", without, {}},
+        {"", "", {}},
+        {"autolaunch:", without, {}},
+        {"autolaunch:scope=x", with, {}},
+    };
+    for (const auto& [address, runtimeDirectory, expected] : cases) {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
+        qputenv("XDG_RUNTIME_DIR", runtimeDirectory);
+        EXPECT_EQ(DesktopNotifications::sessionBusAddress(), expected) << address.constData();
+    }
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    qputenv("XDG_RUNTIME_DIR", before);
+}
+
+} // namespace
+} // namespace korvane

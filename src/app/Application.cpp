@@ -1,11 +1,13 @@
 #include "app/Application.h"
 
+#include "app/RuleStores.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
 #include "documents/PipeCopier.h"
 #include "foundation/FilePath.h"
 #include "foundation/Log.h"
 #include "foundation/OperationQueue.h"
+#include "foundation/StoreDirectory.h"
 #include "ui/LogViewController.h"
 #include "ui/MachineFontCatalog.h"
 #include "ui/MainWindow.h"
@@ -16,6 +18,8 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QStandardPaths>
 #include <QTimer>
 
@@ -98,7 +102,27 @@ Application::~Application() {
     windows_.closeAll();
 }
 
+bool Application::askAboutStore(const Error& fault) {
+    if (commandLine_.snapshotPath) {
+        std::fprintf(stderr, "korvane: %s\n", fault.userText.toLocal8Bit().constData());
+        return false;
+    }
+    QMessageBox box(QMessageBox::Critical, QApplication::applicationDisplayName(), fault.userText);
+    box.setTextFormat(Qt::PlainText);
+    box.setInformativeText(QApplication::translate(
+        "Application", "The file is left as it is if you quit. Set aside, it keeps its content under another name beside "
+                       "the old one, and the program starts without it."));
+    auto* quit = box.addButton(QApplication::translate("Application", "Quit"), QMessageBox::RejectRole);
+    auto* fresh = box.addButton(QApplication::translate("Application", "Set aside and start fresh"), QMessageBox::AcceptRole);
+    box.setDefaultButton(quit);
+    box.setEscapeButton(quit);
+    box.exec();
+    return box.clickedButton() == fresh;
+}
+
 int Application::run() {
+    if (!loadRuleStores(storeDirectory(), [this](const Error& fault) { return askAboutStore(fault); }))
+        return 1;
     for (const CommandLine::File& file : commandLine_.files)
         open(file);
     if (commandLine_.snapshotPath) {

@@ -26,6 +26,8 @@ public:
     int run();
 
 private:
+    /// True to set the damaged file aside, false to quit.
+    bool askAboutStore(const Error& fault);
     DesktopNotifications::Handlers notificationHandlers();
     void open(const CommandLine::File& file);
     void openPipe(const CommandLine::File& file);

@@ -1,7 +1,10 @@
 #include "ui/WindowManager.h"
 
+#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
 #include "ui/FilterRulesEditor.h"
 #include "ui/LogViewController.h"
 #include "ui/MainWindow.h"
@@ -14,7 +17,11 @@
 
 namespace korvane {
 
-WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {}
+WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {
+    for (const QString& name :
+         {notification::filterManager, notification::activeRulesChanged, notification::documentLoaded})
+        tokens_.push_back(NotificationCenter::shared().observe(name, [this](const Notification&) { tellStoreFault(); }));
+}
 
 WindowManager::~WindowManager() {
     for (MainWindow* window : std::exchange(windows_, {}))
@@ -116,6 +123,14 @@ void WindowManager::showPageInRulesEditor(const MainWindow& window) {
     rulesEditor_->setDocument(page ? page->document() : nullptr, [page] {
         return page && !page->document()->isClosed() ? page->logView().visibleLines() : QStringList();
     });
+}
+
+void WindowManager::tellStoreFault() {
+    QString fault = FiltersManager::shared().fault();
+    if (fault.isEmpty())
+        fault = FilterRulesMemento::shared().fault();
+    if (fault != std::exchange(toldFault_, fault) && !fault.isEmpty())
+        showUserUpdate(fault);
 }
 
 void WindowManager::showUserUpdate(const QString& text) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "documents/AppDocumentController.h"
+#include "foundation/NotificationCenter.h"
 
 #include <memory>
 #include <vector>
@@ -39,6 +40,8 @@ public:
 
 private:
     MainWindow& addWindow();
+    /// Says once what went wrong with the rule files.
+    void tellStoreFault();
     /// The rules editor follows the page in front.
     void showPageInRulesEditor(const MainWindow& window);
     /// Where a new document goes: the window last used, or a new one.
@@ -49,6 +52,9 @@ private:
     /// Not owned: a window deletes itself when closed. The last used one last.
     std::vector<MainWindow*> windows_;
     std::unique_ptr<FilterRulesEditor> rulesEditor_;
+    /// What the user has been told of the rule files already.
+    QString toldFault_;
+    std::vector<NotificationToken> tokens_;
 };
 
 } // namespace korvane

@@ -9,7 +9,13 @@ namespace korvane {
 FilterRule::FilterRule(bool hide, std::shared_ptr<SearchItem> searchItem,
                        std::shared_ptr<HighlightRule> highlightRule,
                        std::shared_ptr<NotificationRule> notificationRule)
-    : searchItem_(std::move(searchItem)), hide_(hide), highlightRule_(std::move(highlightRule)),
+    : FilterRule(QUuid::createUuid(), hide, std::move(searchItem), std::move(highlightRule),
+                 std::move(notificationRule)) {}
+
+FilterRule::FilterRule(const QUuid& id, bool hide, std::shared_ptr<SearchItem> searchItem,
+                       std::shared_ptr<HighlightRule> highlightRule,
+                       std::shared_ptr<NotificationRule> notificationRule)
+    : id_(id), searchItem_(std::move(searchItem)), hide_(hide), highlightRule_(std::move(highlightRule)),
       notificationRule_(std::move(notificationRule)) {}
 
 FilterRule::~FilterRule() = default;

@@ -21,6 +21,10 @@ public:
     FilterRule(bool hide, std::shared_ptr<SearchItem> searchItem,
                std::shared_ptr<HighlightRule> highlightRule,
                std::shared_ptr<NotificationRule> notificationRule);
+    /// With an identity that it had before.
+    FilterRule(const QUuid& id, bool hide, std::shared_ptr<SearchItem> searchItem,
+               std::shared_ptr<HighlightRule> highlightRule,
+               std::shared_ptr<NotificationRule> notificationRule);
     virtual ~FilterRule();
     FilterRule(const FilterRule&) = delete;
     FilterRule& operator=(const FilterRule&) = delete;
@@ -46,7 +50,7 @@ public:
     QString description() const;
 
 private:
-    const QUuid id_ = QUuid::createUuid();
+    const QUuid id_;
     std::shared_ptr<SearchItem> searchItem_;
     bool hide_;
     std::shared_ptr<HighlightRule> highlightRule_;

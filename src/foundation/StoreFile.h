@@ -1,0 +1,27 @@
+#pragma once
+
+#include "foundation/Result.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace korvane {
+
+/// The file's content; nothing when there is no file.
+Result<std::optional<QByteArray>> readStoreFile(const QString& path);
+
+/// Replaces the file as a whole: whatever happens, its path holds the old content or the new. Only the user
+/// may read it. The directory is made if need be; of a link, the file it leads to is replaced.
+Status writeStoreFile(const QString& path, const QByteArray& content);
+
+/// Copies the file to the path with ".kept" at the end, or with the first number that is free. Does nothing
+/// when there is no file.
+Status keepCopy(const QString& path);
+
+/// Renames the file to the path with ".damaged-1" at the end, or the first number that is free; answers the
+/// new path.
+Result<QString> setAside(const QString& path);
+
+} // namespace korvane

@@ -17,13 +17,16 @@ std::shared_ptr<const Attributes> plainAttributes() {
 
 } // namespace
 
-LineDecorator::LineDecorator(std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer)
-    : plain_(plainAttributes()), ruleEnforcer_(std::move(ruleEnforcer)) {}
+LineDecorator::LineDecorator(std::unique_ptr<RulePassProtocol> rules)
+    : plain_(plainAttributes()), rules_(std::move(rules)) {}
+
+LineDecorator::LineDecorator(LineDecorator&&) noexcept = default;
+LineDecorator::~LineDecorator() = default;
 
 PageRow LineDecorator::row(qint64 lineIndex, DisplayLine line) const {
     PageRow row{AttributedString(std::move(line.text), plain_), line.cutBytes};
-    if (ruleEnforcer_)
-        ruleEnforcer_->applyRules(lineIndex, row.text);
+    if (rules_)
+        rules_->applyRules(lineIndex, row.text);
     return row;
 }
 

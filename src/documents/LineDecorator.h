@@ -7,21 +7,23 @@
 
 namespace korvane {
 
-class RuleEnforcerProtocol;
+class RulePassProtocol;
 
 /// Gives lines their font, colour and rule marks, as the settings and rules stood when the decorator was
 /// made. The lines of one decorator share what they have in common. Made for one page load; used on its
 /// thread.
 class LineDecorator {
 public:
-    /// `ruleEnforcer` may be null.
-    explicit LineDecorator(std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer);
+    /// `rules` may be null.
+    explicit LineDecorator(std::unique_ptr<RulePassProtocol> rules);
+    LineDecorator(LineDecorator&&) noexcept;
+    ~LineDecorator();
 
     PageRow row(qint64 lineIndex, DisplayLine line) const;
 
 private:
-    const std::shared_ptr<const Attributes> plain_;
-    const std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer_;
+    std::shared_ptr<const Attributes> plain_;
+    std::unique_ptr<RulePassProtocol> rules_;
 };
 
 } // namespace korvane

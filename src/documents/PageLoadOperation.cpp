@@ -30,7 +30,7 @@ void PageLoadOperation::main() {
     } else if (read && read->lines.empty()) {
         content.kind = PageContent::Kind::Unreadable;
     } else if (read) {
-        const LineDecorator decorator = dataSource->lineDecorator();
+        const LineDecorator decorator = dataSource->lineDecorator([this] { return isCancelled(); });
         content.rows.reserve(read->lines.size());
         qint64 lineIndex = pages::firstLine(request_.page);
         for (DisplayLine& line : read->lines) {

@@ -234,8 +234,9 @@ void TailDataSource::close() {
     queue_.cancelAllOperations();
 }
 
-LineDecorator TailDataSource::lineDecorator() const {
-    return LineDecorator(ruleEnforcer());
+LineDecorator TailDataSource::lineDecorator(std::function<bool()> isCancelled) const {
+    const auto enforcer = ruleEnforcer();
+    return LineDecorator(enforcer ? enforcer->makePass(std::move(isCancelled)) : nullptr);
 }
 
 void TailDataSource::storePage(const PageRequest& request, PageContent content) {

@@ -63,7 +63,8 @@ public:
 
     // For page loads, from any thread.
 
-    LineDecorator lineDecorator() const;
+    /// For the lines of one page; must not outlive the data source.
+    LineDecorator lineDecorator(std::function<bool()> isCancelled) const;
     /// Keeps the rows, unless the generation has gone on or fresher rows are there.
     void storePage(const PageRequest& request, PageContent content);
     /// Makes the page one that has not been asked for, unless it has been asked for again since.

@@ -120,6 +120,32 @@ void AttributedString::addAttributesInRanges(
     runs_ = std::move(pieces);
 }
 
+void AttributedString::replaceAttributes(const std::vector<TextRange>& pieces, const Change& change) {
+    std::vector<Run> changed;
+    changed.reserve(runs_.size() + pieces.size());
+    std::size_t next = 0;
+    int position = 0;
+    for (std::size_t piece = 0; piece < pieces.size(); ++piece) {
+        if (pieces[piece].location != position || pieces[piece].end() > length())
+            fatalError("attribute pieces do not cover the text");
+        while (position < pieces[piece].end()) {
+            while (next < runs_.size() && runs_[next].range.end() <= position)
+                ++next;
+            const Run* const run = next < runs_.size() ? &runs_[next] : nullptr;
+            const bool isInRun = run && run->range.location <= position;
+            int stop = pieces[piece].end();
+            if (run)
+                stop = std::min(stop, isInRun ? run->range.end() : run->range.location);
+            changed.push_back(
+                {{position, stop - position}, change(piece, isInRun ? run->attributes : nullptr)});
+            position = stop;
+        }
+    }
+    if (position != length())
+        fatalError("attribute pieces do not cover the text");
+    runs_ = std::move(changed);
+}
+
 const Attributes* AttributedString::attributesAt(int position) const {
     for (const Run& run : runs_) {
         if (position >= run.range.location && position < run.range.end())

@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <compare>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -89,6 +90,13 @@ public:
     /// Sets them over several ranges, ascending and without overlap, which costs one pass over all.
     void addAttributesInRanges(const std::vector<std::pair<std::string_view, AttributeValue>>& values,
                                const std::vector<TextRange>& ranges);
+
+    /// What a piece makes of the attributes that stand in it; both may be null.
+    using Change = std::function<std::shared_ptr<const Attributes>(
+        std::size_t piece, const std::shared_ptr<const Attributes>& standing)>;
+    /// Replaces all attributes. The pieces cover the text, ascending and without gaps; where one has several
+    /// runs, each is changed by itself.
+    void replaceAttributes(const std::vector<TextRange>& pieces, const Change& change);
 
     /// The attributes at a position; null when there are none, or the position lies outside the text.
     const Attributes* attributesAt(int position) const;

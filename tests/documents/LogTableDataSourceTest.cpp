@@ -27,9 +27,14 @@ public:
 /// Hides the lines whose text ends in 3.
 class FakeEnforcer : public RuleEnforcerProtocol {
 public:
-    void applyRules(qint64 lineNum, AttributedString& line) override {
-        if (line.string().endsWith(u'3') && line.string() == QString::number(lineNum + 1))
-            line.addAttribute(attribute::hideLine, true);
+    std::unique_ptr<RulePassProtocol> makePass(std::function<bool()>) override {
+        struct Pass : RulePassProtocol {
+            void applyRules(qint64 lineNum, AttributedString& line) override {
+                if (line.string().endsWith(u'3') && line.string() == QString::number(lineNum + 1))
+                    line.addAttribute(attribute::hideLine, true);
+            }
+        };
+        return std::make_unique<Pass>();
     }
     void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) override {
         line.addAttributesInRanges({{attribute::background, QColor(Qt::yellow)}}, ranges);

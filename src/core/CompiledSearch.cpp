@@ -1,0 +1,79 @@
+#include "core/CompiledSearch.h"
+
+#include "core/RequiredText.h"
+#include "core/SearchItem.h"
+
+#include <algorithm>
+
+namespace korvane {
+namespace {
+
+/// Whether the character's full case folding holds an ASCII character ("ß" is "ss").
+bool foldsToAscii(QChar character) {
+    switch (const char16_t unit = character.unicode()) {
+    case 0x00DF:
+    case 0x0130:
+    case 0x0149:
+    case 0x017F:
+    case 0x01F0:
+    case 0x1E9E:
+    case 0x212A:
+        return true;
+    default:
+        return (unit >= 0x1E96 && unit <= 0x1E9A) || (unit >= 0xFB00 && unit <= 0xFB06);
+    }
+}
+
+} // namespace
+
+bool SearchedLine::foldsLikeAscii() const {
+    if (!foldsLikeAscii_)
+        foldsLikeAscii_ =
+            AsciiSearch::isAscii(text_) || std::none_of(text_.cbegin(), text_.cend(), &foldsToAscii);
+    return *foldsLikeAscii_;
+}
+
+CompiledSearch::CompiledSearch(const SearchItem& item)
+    : searchStr_(item.searchStr()), ignoreCase_(item.ignoreCase()), isRegex_(item.regex()) {
+    const auto letters = ignoreCase_ ? AsciiSearch::Letters::IgnoreCase : AsciiSearch::Letters::Exact;
+    if (searchStr_.isEmpty())
+        return;
+    if (isRegex_) {
+        regex_ = matching::compile(searchStr_, ignoreCase_);
+        if (const auto required = requiredTexts(searchStr_))
+            for (const QString& text : *required)
+                texts_.emplace_back(text, letters);
+    } else if (AsciiSearch::isAscii(searchStr_)) {
+        texts_.emplace_back(searchStr_, letters);
+    }
+}
+
+std::vector<TextRange> CompiledSearch::Matcher::matchRanges(const SearchedLine& line) {
+    if (search_.searchStr_.isEmpty())
+        return {};
+    return search_.isRegex_ ? regexRanges(line) : plainRanges(line);
+}
+
+std::vector<TextRange> CompiledSearch::Matcher::plainRanges(const SearchedLine& line) const {
+    if (search_.texts_.empty() || !search_.canRelyOnAscii(line))
+        return matching::plainRanges(line.text(), search_.searchStr_,
+                                     search_.ignoreCase_ ? Qt::CaseInsensitive : Qt::CaseSensitive);
+    const AsciiSearch& text = search_.texts_.front();
+    const auto length = static_cast<int>(search_.searchStr_.size());
+    std::vector<TextRange> ranges;
+    for (qsizetype place = text.find(line.text()); place >= 0; place = text.find(line.text(), place + length))
+        ranges.push_back({static_cast<int>(place), length});
+    return ranges;
+}
+
+std::vector<TextRange> CompiledSearch::Matcher::regexRanges(const SearchedLine& line) {
+    if (!search_.texts_.empty() && search_.canRelyOnAscii(line) &&
+        std::none_of(search_.texts_.begin(), search_.texts_.end(),
+                     [&](const AsciiSearch& text) { return text.find(line.text()) >= 0; }))
+        return {};
+    if (!regex_)
+        regex_ = matching::clone(search_.regex_);
+    return matching::regexRanges(regex_.get(), line.text());
+}
+
+} // namespace korvane

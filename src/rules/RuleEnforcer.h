@@ -1,0 +1,90 @@
+#pragma once
+
+#include "core/RuleEnforcerProtocol.h"
+#include "core/TailDataSourceProtocol.h"
+#include "foundation/UserNotifications.h"
+#include "rules/RuleSnapshot.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace korvane {
+
+class FilterRule;
+
+/// Runs the active rules of a document over its lines: paints them, marks those to hide, and tells the user
+/// of matches, each once however often its line is read.
+///
+/// The rules are changed on the main thread. Lines are run through a pass, on any number of threads: it works
+/// on the rules' values as they were when they were last added or updated. A rule that has been removed or
+/// updated meanwhile raises nothing any more in older passes. Notifications are delivered on the main thread.
+class RuleEnforcer : public RuleEnforcerProtocol {
+public:
+    using Rules = std::vector<std::shared_ptr<FilterRule>>;
+
+    /// `dataSource` must outlive the enforcer's use; its default action and document are asked for by any
+    /// thread.
+    explicit RuleEnforcer(const TailDataSourceProtocol& dataSource);
+
+    // Main thread.
+
+    const Rules& activeRules() const { return rules_; }
+    bool hasActiveRules() const { return !rules_.empty(); }
+    /// At the end; one that is active already runs twice.
+    void addRule(std::shared_ptr<FilterRule> rule);
+    /// Returns whether there was such a rule, as do the next ones.
+    bool removeRule(const std::shared_ptr<FilterRule>& rule);
+    /// Takes over the values of the rule, which notifies afresh.
+    bool updateRule(const std::shared_ptr<FilterRule>& rule);
+    /// Makes these the active rules. Those that were active before, unchanged, do not notify afresh. Returns
+    /// whether anything has changed.
+    bool setActiveRules(Rules rules);
+    void clearRules() override;
+
+    /// Paints what the rule matches in the line.
+    static void applyQuickHighlight(AttributedString& line, const FilterRule& rule);
+
+    // Any thread.
+
+    std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) override;
+    /// One line by itself.
+    void applyRules(qint64 lineNum, AttributedString& line);
+    AttributedString applyRules(qint64 lineNum, const QString& line);
+    /// Ends the run of rules over the line under way; the next line begins anew.
+    void setCanceled(bool canceled) { canceled_ = canceled; }
+    void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) override;
+
+private:
+    class Pass;
+    /// What has been recorded and is still to be delivered.
+    struct Delivery {
+        std::optional<UserNotification> notification;
+        bool bouncesDock = false;
+        QString fileUrl;
+    };
+
+    /// Takes over the rule's values, with nothing notified yet.
+    void startAfresh(const std::shared_ptr<FilterRule>& rule);
+    void retire(const std::function<bool(const ActiveRule&)>& isMeant);
+    void publish();
+    /// Checks and records in one step: true when the user is to be told of this line.
+    bool recordLine(const ActiveRule& rule, qint64 lineNum);
+    Delivery notify(qint64 lineNum, const RuleValues& rule) const;
+
+    const TailDataSourceProtocol& dataSource_;
+    std::atomic<bool> canceled_{false};
+
+    // Main thread only, of equal length.
+    Rules rules_;
+    ActiveRules active_;
+
+    std::mutex mutex_;
+    // Guarded by mutex_, as is all bookkeeping.
+    std::shared_ptr<const ActiveRules> published_;
+};
+
+} // namespace korvane

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "foundation/AttributedString.h"
+#include "rules/RuleSnapshot.h"
+
+#include <array>
+#include <unordered_map>
+#include <vector>
+
+namespace korvane {
+
+/// Gathers what the rules make of one line, then paints it in one pass: the colours of the last rule over the
+/// whole line, the styles of all over their matches. Lines that end up alike share their attributes. For the
+/// lines of one page; one thread.
+class RulePainter {
+public:
+    /// Takes font and background of the log view as they are now.
+    RulePainter();
+
+    void beginLine();
+    /// `ranges`: what the rule has matched, ascending and without overlap, not empty. `rule` must outlive the
+    /// painter.
+    void addMatches(const RuleValues& rule, const std::vector<TextRange>& ranges);
+    bool hasMatches() const { return last_ != nullptr; }
+    /// Marks the line as one to hide, although no rule says so.
+    void hide() { marks_ |= hideMark; }
+    void paint(AttributedString& line);
+
+private:
+    enum Bits : unsigned { bold = 1, italic = 2, underline = 4, hideMark = 8, showMark = 16 };
+
+    /// Where a style begins or ends.
+    struct Edge {
+        int position;
+        unsigned style;
+        int change;
+    };
+    struct Piece {
+        const RuleValues* rule;
+        unsigned bits;
+        std::shared_ptr<const Attributes> standing;
+        friend bool operator==(const Piece&, const Piece&) = default;
+    };
+    struct PieceHash {
+        std::size_t operator()(const Piece& piece) const;
+    };
+
+    void cutIntoPieces(int length);
+    const std::shared_ptr<const Attributes>& painted(Piece piece);
+
+    /// By the bits bold and italic.
+    std::array<QFont, 4> fonts_;
+    const QColor viewBackground_;
+    std::unordered_map<Piece, std::shared_ptr<const Attributes>, PieceHash> made_;
+
+    // Of the line under way; members only so that their memory is used again.
+    const RuleValues* last_ = nullptr;
+    unsigned marks_ = 0;
+    std::vector<Edge> edges_;
+    std::vector<TextRange> pieces_;
+    std::vector<unsigned> styles_; // of the pieces
+};
+
+} // namespace korvane

@@ -1,0 +1,170 @@
+#include "core/CompiledSearch.h"
+
+#include "core/RequiredText.h"
+#include "core/SearchItem.h"
+
+#include <gtest/gtest.h>
+
+#include <unicode/uchar.h>
+#include <unicode/ustring.h>
+
+#include <random>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using Ranges = std::vector<TextRange>;
+
+SearchItem item(const QString& text, bool regex, bool ignoreCase) {
+    SearchItem result(text);
+    result.setRegex(regex);
+    result.setIgnoreCase(ignoreCase);
+    return result;
+}
+
+Ranges compiledRanges(const SearchItem& item, const QString& line) {
+    const CompiledSearch search(item);
+    return CompiledSearch::Matcher(search).matchRanges(SearchedLine(line));
+}
+
+class Random {
+public:
+    std::size_t below(std::size_t count) { return engine_() % count; }
+    template <std::size_t count>
+    QString oneOf(const char16_t* const (&choices)[count]) {
+        return QString::fromUtf16(choices[below(count)]);
+    }
+
+private:
+    std::mt19937 engine_{20240301};
+};
+
+// Few different characters, so that matches, half matches and the characters with odd case happen all the
+// time.
+constexpr const char16_t* letters[] = {u"a",      u"A",      u"b",      u"k",      u"K", u"\u212A", u"s",
+                                       u"S",      u"\u017F", u"ß",      u"\u1E9E", u"f", u"i",      u"İ",
+                                       u"\uFB01", u"é",      u"\u0301", u" ",      u"1", u"=",      u"@",
+                                       u"`",      u"[",      u"{",      u"Ä",      u"ä", u"😀"};
+
+TEST(CompiledSearch, FindsWhatThePlainItemFinds) {
+    Random random;
+    int matches = 0;
+    for (int round = 0; round < 60'000; ++round) {
+        QString line;
+        for (std::size_t i = random.below(50); i > 0; --i)
+            line += random.oneOf(letters);
+        QString text;
+        if (random.below(2) && line.size() > 4)
+            text = line.sliced(static_cast<qsizetype>(random.below(line.size() - 4)), 1 + random.below(4));
+        for (std::size_t i = random.below(3); i > 0; --i)
+            text += random.oneOf(letters);
+        if (random.below(2))
+            text = text.toUpper();
+        const SearchItem plain = item(text, false, random.below(4) > 0);
+        const Ranges expected = plain.matchRanges(line);
+        matches += !expected.empty();
+        ASSERT_EQ(compiledRanges(plain, line), expected)
+            << text.toStdString() << " in " << line.toStdString() << ' ' << plain.ignoreCase();
+    }
+    EXPECT_GT(matches, 10'000) << "the lines hardly ever match: nothing was compared";
+}
+
+TEST(CompiledSearch, FindsWhatTheRegularExpressionFinds) {
+    constexpr const char16_t* atoms[] = {
+        u"a",    u"b",     u"k",      u"s",        u"ss",      u"fi",      u"1",      u"=",     u"é",
+        u"ab",   u"a=1",   u"ks",     u".",        u"\\d",     u"\\w",     u"\\.",    u"\\[",   u"[ab]",
+        u"[^k]", u"(a|b)", u"(?:ss)", u"(?=a)",    u"(?<=k)s", u"(?!b)",   u"\\b",    u"(?i)",  u"(?<n>s)",
+        u"^",    u"$",     u"|",      u"\\Qa.\\E", u"[\\]a]",  u"(k(s)?)", u"[[a]b]", u"\\x61", u"(a)\\1"};
+    constexpr const char16_t* quantifiers[] = {u"",  u"",   u"",   u"",      u"?",  u"*",
+                                               u"+", u"*?", u"+?", u"{0,2}", u"{2}"};
+    Random random;
+    int matches = 0;
+    int required = 0;
+    for (int round = 0; round < 2500; ++round) {
+        QString pattern;
+        for (std::size_t i = 1 + random.below(4); i > 0; --i)
+            pattern += random.oneOf(atoms) + random.oneOf(quantifiers);
+        const SearchItem regex = item(pattern, true, random.below(4) > 0);
+        required += requiredTexts(pattern).has_value();
+        const CompiledSearch search(regex);
+        CompiledSearch::Matcher matcher(search);
+        for (int lines = 0; lines < 12; ++lines) {
+            QString line;
+            for (std::size_t i = random.below(20); i > 0; --i)
+                line += random.oneOf(letters);
+            const Ranges expected = regex.matchRanges(line);
+            matches += !expected.empty();
+            ASSERT_EQ(matcher.matchRanges(SearchedLine(line)), expected)
+                << pattern.toStdString() << " in " << line.toStdString() << ' ' << regex.ignoreCase();
+        }
+    }
+    EXPECT_GT(matches, 3000) << "the patterns hardly ever match: nothing was compared";
+    EXPECT_GT(required, 600) << "hardly any pattern has a text to look for first";
+}
+
+// A character that is taken for a plain one although it folds to ASCII would lose matches.
+TEST(CompiledSearch, KnowsEveryCharacterThatFoldsToAscii) {
+    for (char32_t character = 0x80; character <= 0x10FFFF; ++character) {
+        if (U_IS_SURROGATE(character))
+            continue;
+        const QString text = QString::fromUcs4(&character, 1);
+        UChar folded[8];
+        UErrorCode status = U_ZERO_ERROR;
+        const std::int32_t length =
+            u_strFoldCase(folded, 8, reinterpret_cast<const UChar*>(text.utf16()),
+                          static_cast<std::int32_t>(text.size()), U_FOLD_CASE_DEFAULT, &status);
+        const bool hasAscii = std::any_of(folded, folded + length, [](UChar unit) { return unit < 0x80; });
+        ASSERT_EQ(SearchedLine(text).foldsLikeAscii(), !hasAscii) << std::hex << std::uint32_t{character};
+    }
+}
+
+TEST(CompiledSearch, RequiredTextTable) {
+    const struct {
+        QString pattern;
+        QStringList expected; ///< none = not certain
+    } cases[] = {
+        {u"took=\\d+ms"_s, {u"took="_s}},
+        {u"ab+cde"_s, {u"cde"_s}},
+        {u"abc?"_s, {u"ab"_s}},
+        {u"abc*?de{0}"_s, {u"ab"_s}},
+        {u"a{3}"_s, {}},
+        {u"error|fatal .*"_s, {u"error"_s, u"fatal "_s}},
+        {u"error|\\d"_s, {}},
+        {u"error|"_s, {}},
+        {u"(one|two)three"_s, {u"three"_s}},
+        {u"(one)"_s, {}},
+        {u"(?i)one"_s, {}},
+        {u"(a(?x) b)cd"_s, {}},
+        {u"\\[id\\]"_s, {u"[id]"_s}},
+        {u"[)]ab("_s, {}},
+        {u"(\\)|[)])ab"_s, {u"ab"_s}},
+        {u"\\Qa*\\E"_s, {}},
+        {u"\\x61bc"_s, {}},
+        {u"größer"_s, {u"gr"_s}},
+        {u"ab\\"_s, {}},
+        {u".*"_s, {}},
+        {u""_s, {}},
+    };
+    for (const auto& [pattern, expected] : cases)
+        EXPECT_EQ(requiredTexts(pattern).value_or(QStringList()), expected) << pattern.toStdString();
+}
+
+TEST(CompiledSearch, KeepsTheValuesItWasMadeFrom) {
+    SearchItem changing = item(u"a.c"_s, true, true);
+    const CompiledSearch search(changing);
+    changing.setSearchStr(u"other"_s);
+    changing.setRegex(false);
+    EXPECT_EQ(CompiledSearch::Matcher(search).matchRanges(SearchedLine(u"xABC"_s)), (Ranges{{1, 3}}));
+}
+
+TEST(CompiledSearch, NothingAndAnInvalidPatternFindNothing) {
+    EXPECT_EQ(compiledRanges(item(QString(), true, true), u"abc"_s), Ranges{});
+    EXPECT_EQ(compiledRanges(item(QString(), false, true), u"abc"_s), Ranges{});
+    EXPECT_EQ(compiledRanges(item(u"a("_s, true, true), u"a("_s), Ranges{});
+    EXPECT_EQ(compiledRanges(item(u"(a+)+$"_s, true, true), QString(40, u'a') + u'!'), Ranges{})
+        << "too slow";
+}
+
+} // namespace
+} // namespace korvane

@@ -1,0 +1,330 @@
+#include "rules/RuleEnforcer.h"
+
+#include "core/SearchItem.h"
+#include "rules/FakeTailDataSource.h"
+#include "rules/FilterRule.h"
+#include "rules/HighlightRule.h"
+#include "rules/QuickHighlightFilterRule.h"
+#include "support/PreferencesTest.h"
+#include "support/RecordingNotificationCenter.h"
+#include "support/Waiting.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+constexpr bool hides = true;
+
+class RuleEnforcerTest : public test::PreferencesTest {
+protected:
+    static std::shared_ptr<FilterRule> rule(const QString& text, bool hide = false,
+                                            std::shared_ptr<HighlightRule> highlight = nullptr) {
+        if (!highlight)
+            highlight = std::make_shared<HighlightRule>(false, false, false, Qt::blue, Qt::white);
+        return std::make_shared<FilterRule>(hide, std::make_shared<SearchItem>(text), std::move(highlight),
+                                            NotificationRule::defaultRule());
+    }
+    static std::shared_ptr<FilterRule> notifyingRule(const QString& text, Frequency frequency,
+                                                     bool enabled = true, bool bounces = false) {
+        const auto made = rule(text);
+        made->setNotificationRule(std::make_shared<NotificationRule>(enabled, bounces, frequency));
+        return made;
+    }
+    static std::shared_ptr<HighlightRule> highlight(bool bold, bool italic, bool underline, QColor color) {
+        return std::make_shared<HighlightRule>(bold, italic, underline, color, Qt::white);
+    }
+    bool isHidden(const QString& text) {
+        return isMarked(enforcer_.applyRules(0, text), attribute::hideLine);
+    }
+    static bool isMarked(const AttributedString& line, std::string_view mark) {
+        return line.attributesAt(0) && line.attributesAt(0)->isMarked(mark);
+    }
+    /// One-based line numbers told so far.
+    std::vector<qint64> told() {
+        MainThread::shared().runPending();
+        std::vector<qint64> lines;
+        for (const UserNotification& notification : center_.delivered)
+            lines.push_back(notification.userInfo ? notification.userInfo->lineNum : 0);
+        return lines;
+    }
+    using Lines = std::vector<qint64>;
+
+    test::RecordingNotificationCenter center_;
+    test::FakeTailDataSource source_{fileUrlFromPath("/logs/a b.log")};
+    RuleEnforcer enforcer_{source_};
+};
+
+TEST_F(RuleEnforcerTest, MarkTable) {
+    const auto hideBad = rule(u"bad"_s, hides);
+    const auto showGood = rule(u"good"_s);
+    using enum DefaultFilterLineAction;
+    const struct {
+        RuleEnforcer::Rules rules;
+        DefaultFilterLineAction action;
+        QString line;
+        bool hidden;
+        bool shownOnly;
+    } cases[] = {
+        {{}, hide, u"good"_s, false, false}, // without rules nothing is hidden
+        {{showGood}, hide, u"good"_s, false, true},
+        {{showGood}, hide, u"other"_s, true, false},
+        {{showGood}, hide, u""_s, false, false},
+        {{showGood}, show, u"other"_s, false, false},
+        {{hideBad}, show, u"bad"_s, true, false},
+        {{hideBad}, show, u"other"_s, false, false},
+        {{hideBad, showGood}, show, u"good and bad"_s, true, true},
+        {{showGood, hideBad}, hide, u"good and bad"_s, true, true},
+    };
+    for (const auto& c : cases) {
+        enforcer_.setActiveRules(c.rules);
+        source_.setDefaultLineAction(c.action);
+        const AttributedString line = enforcer_.applyRules(0, c.line);
+        EXPECT_EQ(isMarked(line, attribute::hideLine), c.hidden) << c.line.toStdString();
+        EXPECT_EQ(isMarked(line, attribute::showOnlyLine), c.shownOnly) << c.line.toStdString();
+    }
+}
+
+TEST_F(RuleEnforcerTest, ALineMarkedBeforeIsNotHiddenByDefault) {
+    enforcer_.addRule(rule(u"x"_s));
+    source_.setDefaultLineAction(DefaultFilterLineAction::hide);
+    AttributedString line(u"other"_s);
+    line.addAttribute(attribute::showOnlyLine, true);
+    enforcer_.applyRules(0, line);
+    EXPECT_FALSE(isMarked(line, attribute::hideLine));
+}
+
+// An oracle that knows nothing of runs: every position by itself.
+TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosition) {
+    Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
+    std::vector<std::shared_ptr<FilterRule>> rules;
+    const auto add = [&](const QString& text, bool bold, bool italic, bool underline, QColor color) {
+        rules.push_back(rule(text, false, highlight(bold, italic, underline, color)));
+        enforcer_.addRule(rules.back());
+    };
+    add(u"error"_s, true, false, false, Qt::red);
+    add(u"ror in d"_s, false, true, true, Qt::green);
+    add(u"r"_s, false, false, true, Qt::blue);
+    add(u"error"_s, true, false, false, Qt::magenta);
+    add(u"elsewhere"_s, true, true, true, Qt::black);
+    add(u"in"_s, false, false, false, Qt::cyan);
+    rules.back()->highlightRule()->setUseViewBackground(false);
+    enforcer_.updateRule(rules.back());
+
+    AttributedString line(u"an error in door: error"_s);
+    line.addAttribute(attribute::filterType, 7, {4, 9});
+    enforcer_.applyRules(0, line);
+    for (int i = 0; i < line.length(); ++i) {
+        SCOPED_TRACE(i);
+        bool bold = false;
+        bool italic = false;
+        bool underline = false;
+        for (const auto& each : rules)
+            for (const TextRange& range : each->matchRanges(line.string())) {
+                const bool isIn = i >= range.location && i < range.end();
+                bold |= isIn && each->highlightRule()->bold();
+                italic |= isIn && each->highlightRule()->italic();
+                underline |= isIn && each->highlightRule()->underline();
+            }
+        const Attributes& here = *line.attributesAt(i);
+        EXPECT_EQ(here.color(attribute::foreground), QColor(Qt::cyan));
+        EXPECT_EQ(here.color(attribute::background), QColor(Qt::white));
+        EXPECT_EQ(here.font()->family(), Preferences::shared().logViewFont().family());
+        EXPECT_EQ(here.font()->bold(), bold);
+        EXPECT_EQ(here.font()->italic(), italic);
+        EXPECT_EQ(here.value(attribute::underline) != nullptr, underline);
+        EXPECT_EQ(here.value(attribute::filterType) != nullptr, i >= 4 && i < 13)
+            << "what stood there is lost";
+    }
+    EXPECT_EQ(enforcer_.applyRules(0, u"elsewhere"_s).attributesAt(0)->color(attribute::background),
+              QColor(1, 2, 3));
+}
+
+TEST_F(RuleEnforcerTest, LinesOfAPassThatLookAlikeShareTheirAttributes) {
+    enforcer_.addRule(rule(u"x"_s, false, highlight(true, false, false, Qt::red)));
+    const auto plain = std::make_shared<Attributes>();
+    AttributedString lines[] = {AttributedString(u"ax"_s, plain), AttributedString(u"bx"_s, plain)};
+    const auto pass = enforcer_.makePass({});
+    for (AttributedString& line : lines)
+        pass->applyRules(0, line);
+    EXPECT_EQ(lines[0].attributesAt(0), lines[1].attributesAt(0));
+    EXPECT_EQ(lines[0].attributesAt(1), lines[1].attributesAt(1));
+    EXPECT_NE(lines[0].attributesAt(0), lines[0].attributesAt(1));
+}
+
+TEST_F(RuleEnforcerTest, OnceTellsOfOneLineUntilTheRuleIsUpdatedOrCleared) {
+    const auto once = notifyingRule(u"error"_s, Frequency::Once);
+    enforcer_.addRule(once);
+    enforcer_.applyRules(3, u"error"_s);
+    enforcer_.applyRules(9, u"error"_s);
+    EXPECT_EQ(told(), (Lines{4}));
+    EXPECT_TRUE(enforcer_.updateRule(once));
+    enforcer_.applyRules(9, u"error"_s);
+    EXPECT_EQ(told(), (Lines{4, 10}));
+    enforcer_.clearRules();
+    enforcer_.addRule(once);
+    enforcer_.applyRules(9, u"error"_s);
+    EXPECT_EQ(told(), (Lines{4, 10, 10}));
+    EXPECT_TRUE(enforcer_.removeRule(once));
+    EXPECT_FALSE(enforcer_.hasActiveRules());
+    enforcer_.applyRules(10, u"error"_s);
+    EXPECT_EQ(told().size(), 3U);
+    EXPECT_FALSE(enforcer_.removeRule(once));
+    EXPECT_FALSE(enforcer_.updateRule(once));
+}
+
+TEST_F(RuleEnforcerTest, AlwaysTellsOfEachLineOnceHoweverOftenItIsRead) {
+    enforcer_.addRule(notifyingRule(u"error"_s, Frequency::Always));
+    for (const qint64 line : {5, 5, 6, 5})
+        enforcer_.applyRules(line, u"error"_s);
+    EXPECT_EQ(told(), (Lines{6, 7}));
+}
+
+TEST_F(RuleEnforcerTest, ARuleAddedTwiceRunsTwiceAndTellsOnce) {
+    const auto twice = notifyingRule(u"error"_s, Frequency::Always);
+    enforcer_.addRule(twice);
+    enforcer_.addRule(twice);
+    enforcer_.applyRules(1, u"error"_s);
+    EXPECT_EQ(told(), (Lines{2}));
+    EXPECT_TRUE(enforcer_.removeRule(twice));
+    EXPECT_TRUE(enforcer_.hasActiveRules());
+}
+
+TEST_F(RuleEnforcerTest, ABounceAloneIsRecordedAndShowsNothing) {
+    enforcer_.addRule(notifyingRule(u"error"_s, Frequency::Once, false, true));
+    enforcer_.applyRules(1, u"error"_s);
+    enforcer_.applyRules(2, u"error"_s);
+    EXPECT_EQ(told(), Lines{});
+    EXPECT_EQ(center_.attention, QStringList{u"file:///logs/a%20b.log"_s});
+}
+
+TEST_F(RuleEnforcerTest, ANotificationSaysWhichRuleLineAndFile) {
+    const auto once = notifyingRule(u"100%2 %1"_s, Frequency::Once);
+    enforcer_.addRule(once);
+    enforcer_.applyRules(41, u"100%2 %1"_s);
+    ASSERT_EQ(told(), Lines{42});
+    const UserNotification notification = center_.delivered.front();
+    EXPECT_EQ(notification.title, u"Rule '100%2 %1' matched"_s);
+    EXPECT_EQ(notification.subtitle, u"Line: 42 in a b.log"_s);
+    EXPECT_EQ(notification.informativeText, u"Path: file:///logs/a%20b.log"_s);
+    EXPECT_EQ(notification.userInfo->fileUrl, u"file:///logs/a%20b.log"_s);
+    EXPECT_TRUE(notification.foldKey.contains(once->id().toString(QUuid::WithoutBraces)));
+    EXPECT_TRUE(notification.foldKey.contains(u"file:///logs/a%20b.log"_s));
+
+    source_.closeDocument();
+    enforcer_.updateRule(once);
+    enforcer_.applyRules(41, u"100%2 %1"_s);
+    ASSERT_EQ(told(), (Lines{42, 0}));
+    EXPECT_EQ(center_.delivered.back().subtitle, QString());
+    EXPECT_EQ(center_.delivered.back().title, notification.title);
+}
+
+TEST_F(RuleEnforcerTest, ChangingOneRuleLeavesTheBookkeepingOfTheOthers) {
+    const auto kept = notifyingRule(u"error"_s, Frequency::Once);
+    const auto changed = notifyingRule(u"error"_s, Frequency::Once);
+    enforcer_.setActiveRules({kept, changed});
+    enforcer_.applyRules(0, u"error"_s);
+    EXPECT_EQ(told().size(), 2U);
+    EXPECT_FALSE(enforcer_.setActiveRules({kept, changed})) << "nothing has changed";
+
+    changed->searchItem()->setIgnoreCase(false);
+    EXPECT_TRUE(enforcer_.setActiveRules({changed, kept}));
+    enforcer_.applyRules(1, u"error"_s);
+    EXPECT_EQ(told().size(), 3U);
+}
+
+TEST_F(RuleEnforcerTest, APassKeepsTheRulesItStartedFromAndTellsNothingOfChangedOnes) {
+    const auto edited = notifyingRule(u"one"_s, Frequency::Always);
+    edited->setHide(true);
+    enforcer_.addRule(edited);
+    auto pass = enforcer_.makePass({});
+    edited->searchItem()->setSearchStr(u"two"_s);
+    edited->setHide(false);
+
+    AttributedString line(u"one"_s);
+    pass->applyRules(0, line);
+    EXPECT_TRUE(isMarked(line, attribute::hideLine));
+
+    enforcer_.updateRule(edited);
+    pass->applyRules(1, line);
+    EXPECT_FALSE(isHidden(u"one"_s));
+    EXPECT_TRUE(isMarked(enforcer_.applyRules(2, u"two"_s), attribute::showOnlyLine));
+    pass.reset();
+    EXPECT_EQ(told(), (Lines{3, 1})) << "the second line of the old pass is not told";
+}
+
+TEST_F(RuleEnforcerTest, ACancelledRunSkipsTheRulesThatAreLeftButNotTheDefaultAction) {
+    enforcer_.addRule(rule(u"x"_s));
+    source_.setDefaultLineAction(DefaultFilterLineAction::hide);
+    AttributedString line(u"x"_s);
+    enforcer_.makePass([] { return true; })->applyRules(0, line);
+    EXPECT_TRUE(isMarked(line, attribute::hideLine));
+    EXPECT_FALSE(isMarked(line, attribute::showOnlyLine));
+
+    enforcer_.setCanceled(true);
+    EXPECT_FALSE(isHidden(u"x"_s)) << "the next line begins anew";
+    // A cancel in the middle of a line lets the rules before it stand.
+    enforcer_.addRule(rule(u"x"_s, hides));
+    int asked = 0;
+    line = AttributedString(u"x"_s);
+    enforcer_.makePass([&] { return ++asked > 1; })->applyRules(0, line);
+    EXPECT_TRUE(isMarked(line, attribute::showOnlyLine));
+    EXPECT_FALSE(isMarked(line, attribute::hideLine));
+}
+
+TEST_F(RuleEnforcerTest, SearchAndQuickHighlightPaintTheirMatchesOnly) {
+    AttributedString line(u"abab"_s);
+    enforcer_.highlightSearchMatches(line, {{1, 1}});
+    EXPECT_EQ(line.attributesAt(1)->color(attribute::background), QColor(Qt::yellow));
+    EXPECT_EQ(line.attributesAt(1)->color(attribute::foreground), QColor(Qt::red));
+    EXPECT_EQ(line.attributesAt(0), nullptr);
+    RuleEnforcer::applyQuickHighlight(line, QuickHighlightFilterRule(u"BA"_s));
+    EXPECT_EQ(line.attributesAt(2)->color(attribute::foreground), QColor(Qt::black));
+    EXPECT_EQ(line.attributesAt(3), nullptr);
+}
+
+TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {
+    const auto always = notifyingRule(u"error"_s, Frequency::Always);
+    const auto once = notifyingRule(u"[0-9]+"_s, Frequency::Once);
+    once->searchItem()->setRegex(true);
+    enforcer_.setActiveRules({always, once});
+    constexpr int lines = 500;
+    std::vector<std::thread> loads;
+    for (int t = 0; t < 4; ++t)
+        loads.emplace_back([this] {
+            for (int first = 0; first < lines; first += 50) {
+                const auto pass = enforcer_.makePass({});
+                for (int line = first; line < first + 50; ++line) {
+                    AttributedString text(u"error %1"_s.arg(line));
+                    pass->applyRules(line, text);
+                }
+            }
+        });
+    for (int edit = 0; edit < 50; ++edit) {
+        const auto other = rule(QString::number(edit));
+        enforcer_.addRule(other);
+        other->searchItem()->setSearchStr(u"x"_s);
+        other->highlightRule()->setBold(edit % 2 == 0);
+        enforcer_.updateRule(other);
+        enforcer_.removeRule(other);
+        MainThread::shared().runPending();
+    }
+    for (std::thread& load : loads)
+        load.join();
+    told();
+    const auto countOf = [&](const std::shared_ptr<FilterRule>& of) {
+        return std::count_if(
+            center_.delivered.begin(), center_.delivered.end(), [&](const auto& notification) {
+                return notification.foldKey.startsWith(of->id().toString(QUuid::WithoutBraces));
+            });
+    };
+    EXPECT_EQ(countOf(always), lines);
+    EXPECT_EQ(countOf(once), 1);
+}
+
+} // namespace
+} // namespace korvane

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "foundation/UserNotifications.h"
+
+#include <QStringList>
+
+#include <vector>
+
+namespace korvane::test {
+
+/// The program's notification centre for as long as it lives: keeps what it is given.
+class RecordingNotificationCenter : public UserNotificationCenter {
+public:
+    RecordingNotificationCenter() { setShared(this); }
+    ~RecordingNotificationCenter() override { setShared(nullptr); }
+
+    void deliver(const UserNotification& notification) override { delivered.push_back(notification); }
+    void requestUserAttention(const QString& fileUrl) override { attention.push_back(fileUrl); }
+
+    std::vector<UserNotification> delivered;
+    QStringList attention;
+};
+
+} // namespace korvane::test

@@ -89,7 +89,7 @@ QWidget* FilterRulesEditor::makeList() {
     list_->setUniformItemSizes(true);
     list_->setSpacing(1);
     auto* add = new QPushButton(tr("&Add"), side);
-    duplicate_ = new QPushButton(tr("D&uplicate"), side);
+    duplicate_ = new QPushButton(tr("Du&plicate"), side);
     delete_ = new QPushButton(tr("&Delete"), side);
     auto* importButton = new QPushButton(tr("I&mport…"), side);
     auto* exportButton = new QPushButton(tr("&Export…"), side);

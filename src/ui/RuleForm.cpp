@@ -68,7 +68,7 @@ QWidget* RuleForm::makeSearchFields() {
     layout->addRow(tr("&Text:"), searchText_);
     layout->addRow({}, row({regex_, ignoreCase_}));
     layout->addRow({}, hint_);
-    layout->addRow(tr("&Action:"), action_);
+    layout->addRow(tr("Acti&on:"), action_);
 
     connect(searchText_, &QLineEdit::textEdited, this, [this] {
         updateHint();

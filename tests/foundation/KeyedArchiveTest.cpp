@@ -1,0 +1,348 @@
+#include "foundation/KeyedArchiver.h"
+#include "foundation/KeyedUnarchiver.h"
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+/// A class with a field of every kind.
+struct Node {
+    QString name = {};
+    std::optional<QString> note = {};
+    qint64 port = 0;
+    bool isOpen = false;
+    QByteArray data = {};
+    QUuid uuid = {};
+    QUrl url = {};
+    QColor color = Qt::black;
+    std::shared_ptr<Node> next = {};
+};
+
+QStringList archivedClassChain(const Node&) {
+    return {u"Korvane.Node"_s, u"NSObject"_s};
+}
+
+void encode(const Node& node, KeyedEncoder& encoder) {
+    encoder.encode(u"name"_s, node.name);
+    encoder.encode(u"note"_s, node.note);
+    encoder.encodeInteger(u"port"_s, node.port);
+    encoder.encodeBool(u"open"_s, node.isOpen);
+    encoder.encode(u"data"_s, node.data);
+    encoder.encode(u"uuid"_s, node.uuid);
+    encoder.encode(u"url"_s, node.url);
+    encoder.encode(u"color"_s, node.color);
+    encoder.encode(u"next"_s, node.next);
+}
+
+Result<std::shared_ptr<Node>> decodeNode(const KeyedDecoder& decoder) {
+    const Result<QString> name = decoder.decodeText(u"name"_s);
+    if (!name)
+        return name.error();
+    auto node = std::make_shared<Node>();
+    node->name = name.value();
+    if (const auto next = decoder.value(u"next"_s)) {
+        const auto object = decoder.decodeObject<Node>(u"next"_s);
+        if (!object)
+            return object.error();
+        node->next = object.value();
+    }
+    if (const auto note = decoder.value(u"note"_s))
+        node->note = note->text().value();
+    if (!decoder.value(u"port"_s))
+        return node; // the short form of the archives made by hand
+    node->port = decoder.decodeInteger(u"port"_s).value();
+    node->isOpen = decoder.decodeBool(u"open"_s).value();
+    node->data = decoder.value(u"data"_s)->data().value();
+    node->uuid = decoder.value(u"uuid"_s)->uuid().value();
+    node->url = decoder.value(u"url"_s)->url().value();
+    node->color = decoder.decodeColor(u"color"_s).value();
+    return node;
+}
+
+const ArchiveClasses& classes() {
+    static const ArchiveClasses all = [] {
+        ArchiveClasses made;
+        made.add<Node>(u"Korvane.Node"_s, &decodeNode);
+        return made;
+    }();
+    return all;
+}
+
+using Fields = std::vector<PropertyListDictionary::Entry>;
+
+PropertyList dictionary(Fields fields) {
+    return PropertyList(PropertyListDictionary(std::move(fields)));
+}
+PropertyList uid(std::uint64_t value) {
+    return PropertyList(PropertyList::Uid{value});
+}
+PropertyList text(const QString& value) {
+    return PropertyList(value);
+}
+PropertyList classOf(const QString& name, const QString& superclass = u"NSObject"_s) {
+    return dictionary({{u"$classname"_s, text(name)},
+                       {u"$classes"_s, PropertyList(PropertyList::Array{text(name), text(superclass)})}});
+}
+
+/// An archive of these objects, made without the archiver; the first of them, number 1, is the root.
+QByteArray archiveOf(const PropertyList::Array& objects) {
+    PropertyList::Array table{text(u"$null"_s)};
+    table.insert(table.end(), objects.begin(), objects.end());
+    return dictionary({{u"$archiver"_s, text(u"NSKeyedArchiver"_s)},
+                       {u"$version"_s, PropertyList(std::int64_t(100000))},
+                       {u"$top"_s, dictionary({{u"root"_s, uid(1)}})},
+                       {u"$objects"_s, PropertyList(table)}})
+        .toBinary();
+}
+
+/// Opened; the archive must be one.
+std::unique_ptr<KeyedUnarchiver> opened(const PropertyList::Array& objects) {
+    auto unarchiver = KeyedUnarchiver::open(archiveOf(objects), classes());
+    EXPECT_TRUE(unarchiver) << unarchiver.error().userText.toStdString();
+    return std::move(unarchiver).value();
+}
+
+ArchiveFault faultOf(const Error& error) {
+    EXPECT_EQ(error.domain, u"KeyedArchive"_s);
+    EXPECT_FALSE(error.userText.isEmpty());
+    return static_cast<ArchiveFault>(error.code);
+}
+
+TEST(KeyedArchiveTest, EveryKindOfFieldSurvives) {
+    auto node = std::make_shared<Node>();
+    node->name = u"näme"_s;
+    node->port = -65536;
+    node->isOpen = true;
+    node->data = QByteArray("\0\xff", 2);
+    node->uuid = QUuid::createUuid();
+    node->url = QUrl(u"ssh://u@h:22/a%20b%ff"_s);
+    node->color = QColor(1, 128, 254, 77);
+    KeyedArchiver archiver;
+    const auto unarchiver = KeyedUnarchiver::open(archiver.archivedData(archiver.add(node)), classes());
+    ASSERT_TRUE(unarchiver);
+    const auto read = unarchiver.value()->root().object<Node>();
+    ASSERT_TRUE(read) << read.error().userText.toStdString();
+    EXPECT_EQ(read.value()->name, node->name);
+    EXPECT_EQ(read.value()->note, std::nullopt);
+    EXPECT_EQ(read.value()->port, node->port);
+    EXPECT_TRUE(read.value()->isOpen);
+    EXPECT_EQ(read.value()->data, node->data);
+    EXPECT_EQ(read.value()->uuid, node->uuid);
+    EXPECT_EQ(read.value()->url, node->url);
+    EXPECT_EQ(read.value()->color, node->color);
+    EXPECT_EQ(read.value()->next, nullptr);
+}
+
+TEST(KeyedArchiveTest, OneObjectInTwoPlacesStaysOne) {
+    auto shared = std::make_shared<Node>(Node{.name = u"shared"_s, .url = QUrl(u"a:b"_s)});
+    auto first = std::make_shared<Node>(Node{.name = u"first"_s, .url = QUrl(u"a:b"_s), .next = shared});
+    auto second = std::make_shared<Node>(Node{.name = u"second"_s, .url = QUrl(u"a:b"_s), .next = shared});
+    KeyedArchiver archiver;
+    const auto root = archiver.addArray(std::vector{first, second, shared},
+                                        [&](const auto& node) { return archiver.add(node); });
+    const auto unarchiver = KeyedUnarchiver::open(archiver.archivedData(root), classes());
+    ASSERT_TRUE(unarchiver);
+    const auto elements = unarchiver.value()->root().elements();
+    ASSERT_TRUE(elements);
+    ASSERT_EQ(elements.value().size(), 3u);
+    std::vector<std::shared_ptr<Node>> nodes;
+    for (const ArchivedObject& element : elements.value())
+        nodes.push_back(element.object<Node>().value());
+    EXPECT_NE(nodes[0], nodes[1]);
+    EXPECT_EQ(nodes[0]->next, nodes[2]);
+    EXPECT_EQ(nodes[1]->next, nodes[2]);
+    EXPECT_EQ(nodes[2]->name, u"shared"_s);
+}
+
+TEST(KeyedArchiveTest, EveryColourComponentSurvivesExactly) {
+    KeyedArchiver archiver;
+    std::vector<QColor> colors;
+    for (int i = 0; i <= 0xff; ++i) {
+        colors.push_back(QColor(i, 255 - i, i / 2, i));
+        colors.push_back(QColor::fromRgba64(static_cast<quint16>(i * 251 + 7), 1, 65535, 65535));
+    }
+    const auto root = archiver.addArray(colors, [&](const QColor& color) { return archiver.add(color); });
+    const auto unarchiver = KeyedUnarchiver::open(archiver.archivedData(root), classes());
+    const auto elements = unarchiver.value()->root().elements();
+    ASSERT_EQ(elements.value().size(), colors.size());
+    for (std::size_t i = 0; i < colors.size(); ++i)
+        EXPECT_EQ(elements.value()[i].color().value(), colors[i]) << i;
+}
+
+TEST(KeyedArchiveTest, ColoursOfThePlatformsSpaces) {
+    struct Case {
+        int space;
+        const char* key;
+        QByteArray components;
+        /// Invalid: an error.
+        QColor expected;
+    };
+    const std::vector<Case> cases{
+        {1, "NSRGB", QByteArray("1 0 0\0", 6), QColor(255, 0, 0)},
+        {1, "NSRGB", "0 0.5490196347 0", QColor(0, 140, 0)},
+        {1, "NSRGB", QByteArray("0 0 1 0.2\0", 10), QColor(0, 0, 255, 51)},
+        {2, "NSRGB", "0.2 0.4 0.6 1", QColor(51, 102, 153)},
+        {2, "NSComponents", "0.2 0.4 0.6 1", QColor(51, 102, 153)},
+        {3, "NSWhite", QByteArray("0.2\0", 4), QColor(51, 51, 51)},
+        {4, "NSWhite", "1 0.2", QColor(255, 255, 255, 51)},
+        {4, "NSComponents", "0 1", QColor(0, 0, 0)},
+        {1, "NSRGB", "1.5 -0.25 0", QColor(255, 0, 0)},
+        {1, "NSWhite", "1", QColor()},
+        {3, "NSRGB", "1 1 1", QColor()},
+        {1, "NSRGB", "1 1", QColor()},
+        {1, "NSRGB", "1 1 1 1 1", QColor()},
+        {1, "NSRGB", "1 1 red", QColor()},
+        {1, "NSRGB", "1 1 nan", QColor()},
+        {1, "NSRGB", "1 1 1e999", QColor()},
+        {1, "NSRGB", QByteArray("1 1 \0 1", 7), QColor()},
+        {1, "NSRGB", "", QColor()},
+        {5, "NSCMYK", "0 0 0 1", QColor()},
+        {6, "NSRGB", "1 1 1", QColor()},
+        {0, "NSRGB", "1 1 1", QColor()},
+    };
+    for (const Case& item : cases) {
+        const auto unarchiver =
+            opened({dictionary({{u"$class"_s, uid(2)},
+                                {u"NSColorSpace"_s, PropertyList(std::int64_t(item.space))},
+                                {QLatin1String(item.key), PropertyList(item.components)}}),
+                    classOf(u"NSColor"_s)});
+        const Result<QColor> color = unarchiver->root().color();
+        EXPECT_EQ(bool(color), item.expected.isValid()) << item.space << ' ' << item.components.constData();
+        if (color) {
+            EXPECT_EQ(color.value().rgba(), item.expected.rgba()) << item.components.constData();
+        } else {
+            EXPECT_EQ(faultOf(color.error()), ArchiveFault::wrongKind);
+        }
+    }
+}
+
+TEST(KeyedArchiveTest, ClassNamesInPlainAndMangledForm) {
+    const std::vector<std::pair<QString, bool>> names{{u"Korvane.Node"_s, true},
+                                                      {u"_TtC7Korvane4Node"_s, true},
+                                                      {u"Node"_s, false},
+                                                      {u"_TtC7Korvane5Node"_s, false},
+                                                      {u"_TtC7KorvaneNode"_s, false},
+                                                      {u"_TtC7Korvane04Nod"_s, false},
+                                                      {u"_TtC7Korvane4Nodes"_s, false},
+                                                      {u"_TtC7Korvane"_s, false},
+                                                      {u"Other.Node"_s, false},
+                                                      {u"_TtC5Other4Node"_s, false},
+                                                      {u"korvane.Node"_s, false},
+                                                      {u"Korvane.Node2"_s, false},
+                                                      {u"_TtC7Korvane99999999999Node"_s, false}};
+    for (const auto& [name, isKnown] : names) {
+        const auto unarchiver =
+            opened({dictionary({{u"$class"_s, uid(2)}, {u"name"_s, uid(3)}}), classOf(name), text(u"n"_s)});
+        const ArchivedObject root = unarchiver->root();
+        EXPECT_EQ(root.is<Node>(), isKnown) << name.toStdString();
+        const auto node = root.object<Node>();
+        ASSERT_EQ(bool(node), isKnown) << name.toStdString();
+        if (!node) {
+            EXPECT_EQ(faultOf(node.error()), ArchiveFault::unknownClass) << name.toStdString();
+        }
+    }
+}
+
+TEST(KeyedArchiveTest, TextAndListsInEveryFormOfThePlatform) {
+    const auto unarchiver = opened({
+        dictionary({{u"$class"_s, uid(2)},
+                    {u"NS.objects"_s,
+                     PropertyList(PropertyList::Array{uid(3), uid(4), uid(6), text(u"inline"_s)})}}),
+        classOf(u"SomeDeferredArray"_s, u"NSArray"_s),
+        text(u"plain"_s),
+        dictionary({{u"$class"_s, uid(5)}, {u"NS.string"_s, text(u"wrapped"_s)}}),
+        classOf(u"NSMutableString"_s, u"NSString"_s),
+        dictionary({{u"$class"_s, uid(7)}, {u"NS.string"_s, uid(3)}}),
+        classOf(u"NSString"_s),
+    });
+    const auto elements = unarchiver->root().elements();
+    ASSERT_TRUE(elements);
+    QStringList texts;
+    for (const ArchivedObject& element : elements.value())
+        texts.append(element.text().value());
+    EXPECT_EQ(texts, QStringList({u"plain"_s, u"wrapped"_s, u"plain"_s, u"inline"_s}));
+}
+
+TEST(KeyedArchiveTest, UrlIsResolvedAgainstItsBases) {
+    const auto url = [](std::uint64_t base, std::uint64_t relative) {
+        return dictionary(
+            {{u"$class"_s, uid(2)}, {u"NS.base"_s, uid(base)}, {u"NS.relative"_s, uid(relative)}});
+    };
+    const auto unarchiver =
+        opened({url(4, 3), classOf(u"NSURL"_s), text(u"c.log"_s), url(0, 5), text(u"file:///a/b"_s)});
+    EXPECT_EQ(unarchiver->root().url().value(), QUrl(u"file:///a/c.log"_s));
+    EXPECT_FALSE(opened({url(1, 3), classOf(u"NSURL"_s), text(u"c"_s)})->root().url()); // its own base
+}
+
+TEST(KeyedArchiveTest, FaultsHaveTheirKindAndPlace) {
+    const PropertyList nodeClass = classOf(u"Korvane.Node"_s);
+    const auto faultWith = [&](Fields fields, const PropertyList& third) {
+        fields.emplace_back(u"$class"_s, uid(2));
+        const auto node = opened({dictionary(fields), nodeClass, third})->root().object<Node>();
+        EXPECT_FALSE(node);
+        return node ? Error() : node.error();
+    };
+    const Error missing = faultWith({}, {});
+    EXPECT_EQ(faultOf(missing), ArchiveFault::missingKey);
+    EXPECT_TRUE(missing.userText.contains(u"name"_s));
+    EXPECT_EQ(faultOf(faultWith({{u"name"_s, uid(0)}}, {})), ArchiveFault::missingKey);
+    EXPECT_EQ(faultOf(faultWith({{u"name"_s, uid(3)}}, PropertyList(true))), ArchiveFault::wrongKind);
+    const Error unknown =
+        faultWith({{u"name"_s, text(u"n"_s)}, {u"next"_s, dictionary({{u"$class"_s, uid(3)}})}},
+                  classOf(u"Korvane.Stranger"_s));
+    EXPECT_EQ(faultOf(unknown), ArchiveFault::unknownClass);
+    EXPECT_TRUE(unknown.userText.contains(u"next"_s) && unknown.userText.contains(u"Stranger"_s));
+    // The object itself as its own part.
+    EXPECT_EQ(faultOf(faultWith({{u"name"_s, text(u"n"_s)}, {u"next"_s, uid(1)}}, {})),
+              ArchiveFault::damaged);
+}
+
+TEST(KeyedArchiveTest, ReferencesThatLeadNowhereAreDamage) {
+    const auto opens = [](const PropertyList::Array& objects) {
+        return bool(KeyedUnarchiver::open(archiveOf(objects), classes()));
+    };
+    EXPECT_FALSE(opens({}));
+    EXPECT_FALSE(opens({dictionary({{u"name"_s, uid(2)}})}));
+    EXPECT_FALSE(opens({dictionary({{u"NS.objects"_s, PropertyList(PropertyList::Array{uid(0), uid(9)})}})}));
+    EXPECT_TRUE(opens({dictionary({{u"name"_s, uid(1)}})}));
+    // Deeper than a well-formed archive has any: no object, and no crash.
+    const auto unarchiver = opened({dictionary({{u"$class"_s, dictionary({{u"$class"_s, uid(99)}})}})});
+    EXPECT_FALSE(unarchiver->root().object<Node>());
+    const auto inlineObject =
+        opened({dictionary({{u"$class"_s, uid(2)},
+                            {u"name"_s, text(u"n"_s)},
+                            {u"next"_s, dictionary({{u"$class"_s, uid(2)},
+                                                    {u"name"_s, dictionary({{u"$class"_s, uid(77)}})}})}}),
+                classOf(u"Korvane.Node"_s)});
+    EXPECT_FALSE(inlineObject->root().object<Node>());
+}
+
+TEST(KeyedArchiveTest, ListsThatStandInManyPlacesCannotMultiply) {
+    // A thousand keys, each for the same list of a thousand elements.
+    constexpr std::size_t many = 1000;
+    const PropertyList::Array keys(many, uid(4));
+    const PropertyList::Array lists(many, uid(2));
+    const PropertyList::Array elements(many, uid(4));
+    const auto unarchiver =
+        opened({dictionary({{u"$class"_s, uid(5)},
+                            {u"NS.keys"_s, PropertyList(keys)},
+                            {u"NS.objects"_s, PropertyList(lists)}}),
+                dictionary({{u"$class"_s, uid(3)}, {u"NS.objects"_s, PropertyList(elements)}}),
+                classOf(u"NSArray"_s), text(u"x"_s), classOf(u"NSDictionary"_s)});
+    const auto entries = unarchiver->root().entries();
+    ASSERT_TRUE(entries);
+    ASSERT_EQ(entries.value().size(), many);
+    EXPECT_TRUE(entries.value().front().second.elements());
+    std::size_t handedOut = 0;
+    for (const auto& entry : entries.value()) {
+        if (const auto list = entry.second.elements())
+            handedOut += list.value().size();
+    }
+    EXPECT_LT(handedOut, many * many / 2);
+}
+
+} // namespace
+} // namespace korvane

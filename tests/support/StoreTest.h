@@ -1,0 +1,36 @@
+#pragma once
+
+#include "foundation/NotificationCenter.h"
+#include "foundation/StoreFile.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace korvane::test {
+
+/// A directory of its own for a store's files.
+class StoreTest : public ::testing::Test {
+protected:
+    QString directory() const { return directory_.path(); }
+    QString path(const QString& name) const { return directory_.filePath(name); }
+    /// Names of all files, sorted.
+    QStringList names() const { return QDir(directory()).entryList(QDir::Files | QDir::Hidden); }
+    QByteArray content(const QString& name) const {
+        return readStoreFile(path(name)).value().value_or(QByteArray("(none)"));
+    }
+    void write(const QString& name, const QByteArray& bytes) const {
+        ASSERT_TRUE(writeStoreFile(path(name), bytes));
+    }
+    /// A directory cannot be replaced by a file: writing fails, whoever the tests run as.
+    void blockWriting(const QString& name) const {
+        QFile::remove(path(name));
+        ASSERT_TRUE(QDir(directory()).mkpath(name + QStringLiteral("/taken")));
+    }
+
+private:
+    QTemporaryDir directory_;
+};
+
+} // namespace korvane::test

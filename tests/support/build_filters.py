@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+"""Writes an archive of rules the way other writers of the format do it: class names in both forms, shared parts,
+colours of several spaces, texts as objects, and fields left out.
+
+usage: build_filters.py FILE
+"""
+import plistlib
+import sys
+import uuid
+
+objects = ["$null"]
+
+
+def add(value):
+    objects.append(value)
+    return plistlib.UID(len(objects) - 1)
+
+
+classes = {}
+
+
+def of_class(chain, **fields):
+    chain = tuple(chain.split())
+    if chain not in classes:
+        classes[chain] = add({"$classname": chain[0], "$classes": list(chain)})
+    return add({"$class": classes[chain], **fields})
+
+
+def color(space, key, text):
+    return of_class("NSColor NSObject", NSColorSpace=space, **{key: text})
+
+
+def uuid_object(text):
+    return of_class("NSUUID NSObject", **{"NS.uuidbytes": uuid.UUID(text).bytes})
+
+
+def array(elements):
+    return of_class("NSMutableArray NSArray NSObject", **{"NS.objects": elements})
+
+
+root_place = add(None)  # the root comes first
+
+null = plistlib.UID(0)
+red = color(1, "NSRGB", b"1 0 0\0")
+white = color(3, "NSWhite", b"1\0")
+gray = color(4, "NSWhite", b"0.2 0.4\0")
+device = color(2, "NSRGB", b"0 0.2 1")
+
+highlight = of_class("_TtC7Korvane13HighlightRule NSObject",
+                     fgcolor=red, bgcolor=white, bold=True, italic=False, underline=True, useViewBackground=False)
+bare_highlight = of_class("Korvane.HighlightRule NSObject", fgcolor=gray, bgcolor=device)
+always = of_class("_TtC7Korvane16NotificationRule NSObject", enabled=True, frequency=add("Always"), bounceDock=True)
+lower_case = of_class("Korvane.NotificationRule NSObject", enabled=True, frequency=add("always"))
+mutable_text = of_class("NSMutableString NSString NSObject", **{"NS.string": "größe \U0001F600"})
+item = of_class("_TtC7Korvane10SearchItem NSObject", searchStr=add("error"), regex=True, ignoreCase=True)
+bare_item = of_class("Korvane.SearchItem NSObject", searchStr=mutable_text)
+
+rules = [
+    of_class("_TtC7Korvane10FilterRule NSObject", searchItem=item, highlight=highlight, notification=always, hide=True,
+             id=uuid_object("01234567-89ab-cdef-0123-456789abcdef")),
+    of_class("Korvane.FilterRule NSObject", searchItem=bare_item, highlight=bare_highlight, notification=lower_case,
+             id=uuid_object("fedcba98-7654-3210-fedc-ba9876543210")),
+    # Neither a notification nor an identity; shares its other parts with the first.
+    of_class("Korvane.FilterRule NSObject", searchItem=item, highlight=highlight),
+    # The null object, and something that is no notification; text in place of an identity.
+    of_class("_TtC7Korvane24QuickHighlightFilterRule _TtC7Korvane10FilterRule NSObject",
+             searchItem=item, highlight=highlight, notification=null, hide=False, id=add("no uuid")),
+    of_class("Korvane.FilterRule NSObject", searchItem=item, highlight=highlight, notification=red, id=null),
+]
+root = array(rules)
+objects[root_place.data] = objects.pop(root.data)
+
+with open(sys.argv[1], "wb") as file:
+    plistlib.dump({"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": root_place},
+                   "$objects": objects}, file, fmt=plistlib.FMT_BINARY)

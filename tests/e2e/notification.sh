@@ -79,6 +79,7 @@ cat >"$XDG_CONFIG_HOME/dunst/dunstrc" <<'EOF'
     width = 300
     mouse_left_click = do_action, close_current
     idle_threshold = 0
+    stack_duplicates = false
 EOF
 dunst >dunst.log 2>&1 &
 started+=($!)
@@ -93,7 +94,7 @@ python3 "$here/write_rules.py" "$XDG_DATA_HOME/korvane" "file://$log" FAILURE
 started+=($!)
 until_true "the first screen" grep -q "first rows painted" program.log
 shown() { [ "$(dunstctl count displayed)" -eq "$1" ]; }
-until_true "a notification" shown 1
+until_true "exactly one notification" shown 1
 ! grep -q "went to line" program.log || fail "the program went to a line before the click"
 
 # Where the pointer is when it clicks: in the middle of the notification.

@@ -47,6 +47,16 @@ TEST_F(MainWindowTest, DocumentsShareOneWindowAsTabsOrHaveTheirOwn) {
     EXPECT_TRUE(windowOf(third)->windowTitle().startsWith(u"b&c.log"_s));
 }
 
+TEST_F(MainWindowTest, AMessageOfTheProgramStandsInThePageInFront) {
+    windows_.showUserUpdate(u"to nobody"_s);
+    const TemporaryFile files[] = {TemporaryFile("1\n", "a.log"), TemporaryFile("2\n", "b.log")};
+    MainWindowController* behind = open(files[0]);
+    MainWindowController* front = open(files[1]);
+    windows_.showUserUpdate(u"hear, hear"_s);
+    EXPECT_TRUE(footerOf(*front).contains(u"hear, hear"_s));
+    EXPECT_FALSE(footerOf(*behind).contains(u"hear, hear"_s));
+}
+
 TEST_F(MainWindowTest, OpeningAnOpenFileRaisesItsTab) {
     const TemporaryFile one("1\n", "one.log");
     const TemporaryFile other("2\n", "other.log");

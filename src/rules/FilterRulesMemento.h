@@ -35,6 +35,9 @@ public:
 
 private:
     explicit FilterRulesMemento(QString directory) : directory_(std::move(directory)) {}
+    QString path() const;
+    void save();
+    void saveAndPost(const QString& docKey);
 
     const QString directory_;
     std::map<QString, std::vector<QUuid>> states_;

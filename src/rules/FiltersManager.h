@@ -55,7 +55,8 @@ public:
     /// Reads and writes rules as a file of their own, for exchange. An imported rule whose identity is known
     /// already gets a new one.
     Status exportRules(const Rules& rules, const QString& path) const;
-    /// Adds the rules of a file at the end of the list; returns how many.
+    /// Adds the rules of a file at the end of the list, saves and posts once; returns how many. What is no
+    /// rule is left out and told by `fault`.
     Result<int> importRules(const QString& path);
 
     /// The rules of a first start.
@@ -63,6 +64,8 @@ public:
 
 private:
     explicit FiltersManager(QString directory) : directory_(std::move(directory)) {}
+    QString path() const;
+    bool isIndex(qsizetype index) const;
 
     const QString directory_;
     Rules rules_;

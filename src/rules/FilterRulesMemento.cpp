@@ -1,0 +1,142 @@
+#include "rules/FilterRulesMemento.h"
+
+#include "core/NotificationNames.h"
+#include "foundation/FatalError.h"
+#include "foundation/KeyedArchiver.h"
+#include "foundation/KeyedUnarchiver.h"
+#include "foundation/NotificationCenter.h"
+#include "foundation/StoreFile.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace korvane {
+namespace {
+
+using States = std::map<QString, std::vector<QUuid>>;
+
+std::unique_ptr<FilterRulesMemento>& sharedMemento() {
+    static std::unique_ptr<FilterRulesMemento> memento;
+    return memento;
+}
+
+struct UnarchivedStates {
+    States states;
+    /// What is no identity, no list of them or no document's key.
+    int leftOut = 0;
+};
+
+QByteArray archiveStates(const States& states) {
+    KeyedArchiver archiver;
+    const auto addId = [&archiver](const QUuid& id) { return archiver.add(id); };
+    const auto addIds = [&](const std::vector<QUuid>& ids) { return archiver.addArray(ids, addId); };
+    return archiver.archivedData(archiver.addDictionary(states, addIds));
+}
+
+Result<UnarchivedStates> unarchiveStates(const QByteArray& archive) {
+    const ArchiveClasses none;
+    const auto unarchiver = KeyedUnarchiver::open(archive, none);
+    if (!unarchiver)
+        return unarchiver.error();
+    const auto entries = unarchiver.value()->root().entries();
+    if (!entries)
+        return entries.error();
+    UnarchivedStates result;
+    for (const auto& [key, value] : entries.value()) {
+        const Result<QString> docKey = key.text();
+        const auto elements = value.elements();
+        if (!docKey || !elements) {
+            ++result.leftOut;
+            continue;
+        }
+        std::vector<QUuid>& ids = result.states[docKey.value()];
+        for (const ArchivedObject& element : elements.value()) {
+            if (const Result<QUuid> id = element.uuid())
+                ids.push_back(id.value());
+            else
+                ++result.leftOut;
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+Result<std::unique_ptr<FilterRulesMemento>> FilterRulesMemento::load(const QString& directory) {
+    std::unique_ptr<FilterRulesMemento> memento(new FilterRulesMemento(directory));
+    const QString path = memento->path();
+    const Result<std::optional<QByteArray>> content = readStoreFile(path);
+    if (!content)
+        return content.error();
+    if (!content.value())
+        return memento;
+    Result<UnarchivedStates> stored = unarchiveStates(*content.value());
+    if (!stored)
+        return Error{
+            stored.error().code, stored.error().domain,
+            QCoreApplication::translate("FilterRulesMemento", "The active rules in “%1” cannot be read: %2")
+                .arg(path, stored.error().userText)};
+    memento->states_ = std::move(stored.value().states);
+    if (const int leftOut = stored.value().leftOut) {
+        memento->keepsOldFile_ = true;
+        memento->fault_ =
+            QCoreApplication::translate("FilterRulesMemento", "Not all in “%1” can be read; left out: %2")
+                .arg(path)
+                .arg(leftOut);
+    }
+    return memento;
+}
+
+FilterRulesMemento& FilterRulesMemento::shared() {
+    if (!sharedMemento())
+        fatalError("The active rules are asked for before they are loaded");
+    return *sharedMemento();
+}
+
+void FilterRulesMemento::setShared(std::unique_ptr<FilterRulesMemento> memento) {
+    sharedMemento() = std::move(memento);
+}
+
+QString FilterRulesMemento::path() const {
+    return directory_ + u'/' + DATA_FILE;
+}
+
+std::vector<QUuid> FilterRulesMemento::activeRuleIds(const QString& docKey) const {
+    const auto known = states_.find(docKey);
+    return known == states_.end() ? std::vector<QUuid>() : known->second;
+}
+
+void FilterRulesMemento::addActiveRule(const QUuid& ruleId, const QString& docKey) {
+    std::vector<QUuid>& ids = states_[docKey];
+    if (std::find(ids.begin(), ids.end(), ruleId) != ids.end())
+        return;
+    ids.push_back(ruleId);
+    saveAndPost(docKey);
+}
+
+void FilterRulesMemento::removeActiveRule(const QUuid& ruleId, const QString& docKey) {
+    const auto known = states_.find(docKey);
+    if (known == states_.end() || std::erase(known->second, ruleId) == 0)
+        return;
+    saveAndPost(docKey);
+}
+
+void FilterRulesMemento::saveAndPost(const QString& docKey) {
+    save();
+    NotificationCenter::shared().post(notification::activeRulesChanged, docKey);
+}
+
+void FilterRulesMemento::save() {
+    if (keepsOldFile_) {
+        if (const Status kept = keepCopy(path()); !kept) {
+            fault_ = kept.error().userText;
+            return;
+        }
+        keepsOldFile_ = false;
+    }
+    const Status written = writeStoreFile(path(), archiveStates(states_));
+    fault_ = written ? QString() : written.error().userText;
+}
+
+} // namespace korvane

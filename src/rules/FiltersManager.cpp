@@ -1,0 +1,176 @@
+#include "rules/FiltersManager.h"
+
+#include "core/NotificationNames.h"
+#include "core/SearchItem.h"
+#include "foundation/FatalError.h"
+#include "foundation/NotificationCenter.h"
+#include "foundation/StoreFile.h"
+#include "rules/FilterRule.h"
+#include "rules/HighlightRule.h"
+#include "rules/NotificationRule.h"
+#include "rules/RuleArchive.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace korvane {
+namespace {
+
+std::unique_ptr<FiltersManager>& sharedManager() {
+    static std::unique_ptr<FiltersManager> manager;
+    return manager;
+}
+
+void post(FiltersManagerNotification::Type type) {
+    NotificationCenter::shared().post(notification::filterManager, FiltersManagerNotification{type});
+}
+
+/// The rules of a file; nothing when there is no file.
+Result<std::optional<UnarchivedRules>> readRules(const QString& path) {
+    Result<std::optional<QByteArray>> content = readStoreFile(path);
+    if (!content)
+        return content.error();
+    if (!content.value())
+        return std::optional<UnarchivedRules>();
+    Result<UnarchivedRules> rules = unarchiveRules(*content.value());
+    if (!rules)
+        return Error{rules.error().code, rules.error().domain,
+                     QCoreApplication::translate("FiltersManager", "The rules in “%1” cannot be read: %2")
+                         .arg(path, rules.error().userText)};
+    return std::optional(std::move(rules).value());
+}
+
+QString leftOutText(const QString& path, int count) {
+    return QCoreApplication::translate("FiltersManager", "Not all in “%1” are rules; left out: %2")
+        .arg(path)
+        .arg(count);
+}
+
+std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) {
+    auto searchItem = std::make_shared<SearchItem>(word);
+    searchItem->setIgnoreCase(false);
+    return std::make_shared<FilterRule>(
+        false, std::move(searchItem),
+        std::make_shared<HighlightRule>(false, false, false, color, QColor(Qt::white)),
+        NotificationRule::defaultRule());
+}
+
+} // namespace
+
+Result<std::unique_ptr<FiltersManager>> FiltersManager::load(const QString& directory) {
+    std::unique_ptr<FiltersManager> manager(new FiltersManager(directory));
+    Result<std::optional<UnarchivedRules>> stored = readRules(manager->path());
+    if (!stored)
+        return stored.error();
+    if (!stored.value()) {
+        manager->rules_ = defaultRules();
+        return manager;
+    }
+    manager->rules_ = std::move(stored.value()->rules);
+    if (const int leftOut = stored.value()->leftOut) {
+        manager->keepsOldFile_ = true;
+        manager->fault_ = leftOutText(manager->path(), leftOut);
+    }
+    return manager;
+}
+
+FiltersManager& FiltersManager::shared() {
+    if (!sharedManager())
+        fatalError("The rules are asked for before they are loaded");
+    return *sharedManager();
+}
+
+void FiltersManager::setShared(std::unique_ptr<FiltersManager> manager) {
+    sharedManager() = std::move(manager);
+}
+
+QString FiltersManager::path() const {
+    return directory_ + u'/' + RULES_FILE;
+}
+
+std::shared_ptr<FilterRule> FiltersManager::rule(qsizetype index) const {
+    return isIndex(index) ? rules_[static_cast<std::size_t>(index)] : nullptr;
+}
+
+std::shared_ptr<FilterRule> FiltersManager::ruleWithId(const QUuid& id) const {
+    const auto found = std::find_if(rules_.begin(), rules_.end(),
+                                    [&id](const auto& candidate) { return candidate->id() == id; });
+    return found == rules_.end() ? nullptr : *found;
+}
+
+bool FiltersManager::isIndex(qsizetype index) const {
+    return index >= 0 && index < static_cast<qsizetype>(rules_.size());
+}
+
+void FiltersManager::addRule(std::shared_ptr<FilterRule> rule) {
+    rules_.push_back(std::move(rule));
+    save();
+    post(FiltersManagerNotification::Type::filterAdded);
+}
+
+void FiltersManager::removeRule(qsizetype index) {
+    if (!isIndex(index))
+        return;
+    rules_.erase(rules_.begin() + index);
+    save();
+    post(FiltersManagerNotification::Type::filterRemoved);
+}
+
+void FiltersManager::updateRule(std::shared_ptr<FilterRule> rule, qsizetype index) {
+    if (!isIndex(index))
+        return;
+    rules_[static_cast<std::size_t>(index)] = std::move(rule);
+    save();
+    post(FiltersManagerNotification::Type::filterUpdated);
+}
+
+void FiltersManager::save() {
+    if (keepsOldFile_) {
+        if (const Status kept = keepCopy(path()); !kept) {
+            fault_ = kept.error().userText;
+            return;
+        }
+        keepsOldFile_ = false;
+    }
+    const Status written = writeStoreFile(path(), archiveRules(rules_));
+    fault_ = written ? QString() : written.error().userText;
+}
+
+Status FiltersManager::exportRules(const Rules& rules, const QString& path) const {
+    return writeStoreFile(path, archiveRules(rules));
+}
+
+Result<int> FiltersManager::importRules(const QString& path) {
+    Result<std::optional<UnarchivedRules>> read = readRules(path);
+    if (!read)
+        return read.error();
+    if (!read.value())
+        return Error{ENOENT, QStringLiteral("POSIX"),
+                     QCoreApplication::translate("FiltersManager", "“%1” does not exist").arg(path)};
+    const UnarchivedRules& imported = *read.value();
+    for (const std::shared_ptr<FilterRule>& rule : imported.rules) {
+        const bool isKnown = ruleWithId(rule->id()) != nullptr;
+        rules_.push_back(isKnown
+                             ? std::make_shared<FilterRule>(rule->hide(), rule->searchItem(),
+                                                            rule->highlightRule(), rule->notificationRule())
+                             : rule);
+    }
+    if (!imported.rules.empty()) {
+        save();
+        post(FiltersManagerNotification::Type::filterAdded);
+    }
+    if (imported.leftOut > 0 && fault_.isEmpty())
+        fault_ = leftOutText(path, imported.leftOut);
+    return static_cast<int>(imported.rules.size());
+}
+
+FiltersManager::Rules FiltersManager::defaultRules() {
+    return {levelRule(QStringLiteral("INFO"), QColor(0, 140, 0)),
+            levelRule(QStringLiteral("WARN"), QColor(255, 160, 0)),
+            levelRule(QStringLiteral("DEBUG"), QColor(0, 93, 188)),
+            levelRule(QStringLiteral("ERROR"), QColor(255, 0, 0))};
+}
+
+} // namespace korvane

@@ -32,16 +32,10 @@ constexpr int rounds = 41;
 constexpr std::u16string_view texts[] = {u"error",      u"timeout",        u"connection reset", u"session",
                                          u"cache miss", u"unhealthy",      u"customer_id",      u"worker-7",
                                          u"logo-small", u"not in any line"};
-constexpr std::u16string_view patterns[] = {u"took=\\d{4,}ms",
-                                            u"status=(4|5)\\d\\d",
-                                            u"\\bWARN\\b",
-                                            u"id=[0-9a-f]*ff\\b",
-                                            u"SELECT .*? FROM",
-                                            u"job finished|retrying",
-                                            u"worker-(1|2)\\d\\]",
-                                            u"\\d{4}-\\d\\d-\\d\\d \\d\\d:59",
-                                            u"\\b\\d{3}\\b",
-                                            u"cache(d)? hit rate"};
+constexpr std::u16string_view patterns[] = {
+    u"took=\\d{4,}ms",  u"status=(4|5)\\d\\d",    u"\\bWARN\\b",         u"id=[0-9a-f]*ff\\b",
+    u"SELECT .*? FROM", u"job finished|retrying", u"worker-(1|2)\\d\\]", u"\\d{4}-\\d\\d-\\d\\d \\d\\d:59",
+    u"\\b\\d{3}\\b",    u"cache(d)? hit rate"};
 
 class BenchFonts : public FontCatalog {
 public:

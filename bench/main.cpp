@@ -1,4 +1,5 @@
 #include "Corpus.h"
+#include "RulesBench.h"
 
 #include "core/LogReader.h"
 #include "foundation/FilePath.h"
@@ -51,8 +52,14 @@ int main(int argc, char** argv) {
         return korvane::bench::generate(argv[2], argv[3], argv[4]);
     if (command == "number" && argc == 4)
         return korvane::bench::number(argv[2], argv[3]);
+    if (command == "rules-page" && argc == 3)
+        return korvane::bench::rulesPage(argv[2]);
+    if (command == "rules-engines" && argc == 3)
+        return korvane::bench::rulesEngines(argv[2]);
     std::fprintf(stderr, "usage: korvane_bench index FILE\n"
                          "       korvane_bench generate FILE BYTES SEED\n"
-                         "       korvane_bench number FILE LINES\n");
+                         "       korvane_bench number FILE LINES\n"
+                         "       korvane_bench rules-page FILE\n"
+                         "       korvane_bench rules-engines FILE\n");
     return 2;
 }

@@ -6,7 +6,8 @@ namespace korvane::notification {
 
 /// Object: std::shared_ptr<RowsUpdatedNotificationObject>. Lines were added or changed. Main thread.
 inline const QString rowsUpdated = QStringLiteral("RowsUpdatedNotificationKey");
-/// No object. A page of rows has arrived in some data source; sender: the data source. Main thread.
+/// No object. Rows have arrived in some data source, or must be asked for again; sender: the data source.
+/// Main thread.
 inline const QString dataSourceLoadedLines = QStringLiteral("DataSourceLoadedLinesNotification");
 /// Object: std::shared_ptr<DocumentProtocol>. A document's window is there. Main thread.
 inline const QString documentLoaded = QStringLiteral("DocumentLoadedNotificationKey");

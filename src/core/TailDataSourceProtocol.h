@@ -22,7 +22,9 @@ class TailDataSourceProtocol {
 public:
     virtual ~TailDataSourceProtocol() = default;
 
+    /// Any thread.
     virtual DefaultFilterLineAction defaultLineAction() const = 0;
+    /// Rows are decorated anew; `notification::dataSourceLoadedLines` says that they must be asked for again.
     virtual void setDefaultLineAction(DefaultFilterLineAction action) = 0;
     /// Null while there are no rules.
     virtual std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer() const = 0;
@@ -38,7 +40,7 @@ public:
     virtual std::map<qint64, SearchMatch> lastSearchResults() const = 0;
     virtual void setLastSearchResults(std::map<qint64, SearchMatch> results) = 0;
 
-    /// The owning document; null once it has been closed.
+    /// The owning document; null once it has been closed. Any thread.
     virtual std::shared_ptr<DocumentProtocol> getDocument() const = 0;
 
     /// Forgets rows, rules and what is being loaded.

@@ -5,13 +5,14 @@
 #include "core/NotificationNames.h"
 #include "core/Pages.h"
 #include "core/Preferences.h"
-#include "core/RuleEnforcerProtocol.h"
 #include "documents/Discard.h"
 #include "documents/PageLoadOperation.h"
+#include "documents/RuleFollower.h"
 #include "foundation/FilePath.h"
 #include "foundation/MainThread.h"
 #include "foundation/NotificationCenter.h"
 #include "rules/QuickHighlightFilterRule.h"
+#include "rules/RuleEnforcer.h"
 
 #include <algorithm>
 #include <utility>
@@ -35,7 +36,12 @@ std::vector<TextRange> clippedTo(int length, const std::vector<TextRange>& range
 
 TailDataSource::TailDataSource(const std::shared_ptr<DocumentProtocol>& document, std::string queueName)
     : quickHighlightEnabled_(Preferences::shared().quickHighlightSelection()), document_(document),
-      queue_(std::move(queueName)) {}
+      queue_(std::move(queueName)) {
+    auto enforcer = std::make_shared<RuleEnforcer>(*this);
+    ruleEnforcer_ = enforcer;
+    ruleFollower_ = std::make_unique<RuleFollower>(std::move(enforcer), absoluteString(document->fileUrl()),
+                                                   [this] { redecorateRows(); });
+}
 
 TailDataSource::~TailDataSource() = default;
 
@@ -44,7 +50,14 @@ DefaultFilterLineAction TailDataSource::defaultLineAction() const {
 }
 
 void TailDataSource::setDefaultLineAction(DefaultFilterLineAction action) {
-    defaultLineAction_.store(action);
+    if (defaultLineAction_.exchange(action) != action)
+        redecorateRows();
+}
+
+void TailDataSource::redecorateRows() {
+    invalidateRows();
+    const TailDataSourceProtocol* const sender = this;
+    NotificationCenter::shared().post(notification::dataSourceLoadedLines, {}, sender);
 }
 
 std::shared_ptr<RuleEnforcerProtocol> TailDataSource::ruleEnforcer() const {
@@ -144,8 +157,7 @@ RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
                                              clippedTo(shown.line.length(), found->second.results));
     }
     if (quickHighlightEnabled_ && quickHighlightRule_)
-        quickHighlightRule_->applyHighlight(shown.line,
-                                            quickHighlightRule_->matchRanges(shown.line.string()));
+        RuleEnforcer::applyQuickHighlight(shown.line, *quickHighlightRule_);
     return shown;
 }
 
@@ -227,6 +239,7 @@ bool TailDataSource::hasUndecodableLines() const {
 }
 
 void TailDataSource::close() {
+    ruleFollower_.reset();
     lock_.withWriteLock([this] {
         ++generation_;
         document_.reset();

@@ -15,6 +15,7 @@ namespace korvane {
 class LineMarkLookup;
 class PageLoadOperation;
 class QuickHighlightFilterRule;
+class RuleFollower;
 
 /// What local and remote data sources share: pages of decorated rows, asked for when they are first looked
 /// at.
@@ -88,6 +89,8 @@ private:
     RowLine shownRow(qint64 lineIndex, PageRow row) const;
     /// Marks the page as asked for; nothing when it was so already.
     std::optional<PageRequest> claimPage(qint64 page);
+    /// Rows must be decorated anew, and whoever shows them has to ask for them again.
+    void redecorateRows();
     void cancelWaitingLoads(const std::function<bool(qint64 page)>& isUnwanted);
 
     std::atomic<DefaultFilterLineAction> defaultLineAction_{DefaultFilterLineAction::show};
@@ -98,6 +101,7 @@ private:
     bool quickHighlightEnabled_;
     std::map<qint64, SearchMatch> lastSearchResults_;
     std::shared_ptr<const LineMarkLookup> lineMarks_;
+    std::unique_ptr<RuleFollower> ruleFollower_;
 
     NativeLock lock_;
     // Guarded by lock_.

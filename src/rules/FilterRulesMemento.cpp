@@ -94,6 +94,10 @@ FilterRulesMemento& FilterRulesMemento::shared() {
     return *sharedMemento();
 }
 
+bool FilterRulesMemento::hasShared() {
+    return sharedMemento() != nullptr;
+}
+
 void FilterRulesMemento::setShared(std::unique_ptr<FilterRulesMemento> memento) {
     sharedMemento() = std::move(memento);
 }

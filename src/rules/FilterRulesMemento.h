@@ -22,6 +22,8 @@ public:
 
     /// The program's own; set once at start.
     static FilterRulesMemento& shared();
+    /// Whether one has been set.
+    static bool hasShared();
     static void setShared(std::unique_ptr<FilterRulesMemento> memento);
 
     /// In the order of switching on; empty for an unknown document.

@@ -82,6 +82,10 @@ FiltersManager& FiltersManager::shared() {
     return *sharedManager();
 }
 
+bool FiltersManager::hasShared() {
+    return sharedManager() != nullptr;
+}
+
 void FiltersManager::setShared(std::unique_ptr<FiltersManager> manager) {
     sharedManager() = std::move(manager);
 }

@@ -32,6 +32,8 @@ public:
 
     /// The program's own; set once at start.
     static FiltersManager& shared();
+    /// Whether one has been set.
+    static bool hasShared();
     static void setShared(std::unique_ptr<FiltersManager> manager);
 
     const Rules& rules() const { return rules_; }

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "foundation/NotificationCenter.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace korvane {
+
+class RuleEnforcer;
+
+/// Keeps the active rules of one document as the stores say: those that are switched on for it and still
+/// exist, in the order of switching on. Without stores (tools, tests) there are none. Main thread.
+class RuleFollower {
+public:
+    /// Sets the rules at once. `rulesChanged` is called after every later change.
+    RuleFollower(std::shared_ptr<RuleEnforcer> enforcer, QString docKey, std::function<void()> rulesChanged);
+
+private:
+    /// Returns whether anything has changed.
+    bool setRules();
+    void follow();
+
+    const std::shared_ptr<RuleEnforcer> enforcer_;
+    const QString docKey_;
+    const std::function<void()> rulesChanged_;
+    std::vector<NotificationToken> tokens_;
+};
+
+} // namespace korvane

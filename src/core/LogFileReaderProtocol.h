@@ -53,6 +53,8 @@ struct DisplayLines {
     std::vector<DisplayLine> lines;
     /// The bytes could not be decoded: `lines` is empty although there are lines.
     bool undecodable = false;
+    /// There are fewer lines than were counted: the file has been cut short since.
+    bool isShort = false;
 };
 
 /// Random access by line number to a log file that may grow. All operations from any thread, any number at

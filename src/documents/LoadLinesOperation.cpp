@@ -2,6 +2,7 @@
 
 #include "core/Pages.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace korvane {
@@ -15,9 +16,11 @@ std::optional<DisplayLines> LoadLinesOperation::readLines() {
     const qint64 first = pages::firstLine(request().page);
     // A reader asked for lines behind the last one answers with the last one.
     const auto isThere = [&] { return first < logReader_->lineCount(); };
-    if (!isThere())
+    const qint64 expected = std::min(pages::size, logReader_->lineCount() - first);
+    if (expected <= 0)
         return std::nullopt;
     DisplayLines read = logReader_->readLinesForDisplay(first + 1, pages::size);
+    read.isShort = static_cast<qint64>(read.lines.size()) < expected;
     // The file may have become shorter meanwhile.
     return isThere() ? std::optional(std::move(read)) : std::nullopt;
 }

@@ -33,6 +33,8 @@ struct PageContent {
     Kind kind = Kind::Lines;
     /// The rows from the page's first line on; may be fewer than a page has.
     std::vector<PageRow> rows;
+    /// There are fewer rows than the file had lines for: it has been cut short since they were counted.
+    bool isShort = false;
 };
 
 } // namespace korvane

@@ -31,6 +31,7 @@ void PageLoadOperation::main() {
         content.kind = PageContent::Kind::Unreadable;
     } else if (read) {
         const LineDecorator decorator = dataSource->lineDecorator([this] { return isCancelled(); });
+        content.isShort = read->isShort;
         content.rows.reserve(read->lines.size());
         qint64 lineIndex = pages::firstLine(request_.page);
         for (DisplayLine& line : read->lines) {

@@ -261,6 +261,11 @@ void TailDataSource::storePage(const PageRequest& request, PageContent content) 
         if (cached.token > request.token)
             return;
         cached.token = request.token;
+        // Rows that were read once stay until the cut is taken notice of, and the cache with it is cleared.
+        if (content.isShort && cached.generation == generation_ &&
+            cached.content.rows.size() > content.rows.size())
+            return;
+        cached.generation = generation_;
         replaced = std::exchange(cached.content, std::move(content));
         if (cached.content.kind == PageContent::Kind::Undecodable)
             hasUndecodableLines_ = true;

@@ -80,6 +80,7 @@ protected:
 private:
     struct CachedPage {
         std::uint64_t token = 0;
+        std::uint64_t generation = 0;
         PageContent content;
     };
     using CachedPages = std::unordered_map<qint64, CachedPage>;

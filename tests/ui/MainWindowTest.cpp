@@ -120,6 +120,9 @@ TEST_F(MainWindowTest, AFileCutShortWhileOpenKeepsItsRowsAndTheFooterSaysSo) {
     const TemporaryFile file(numberedLines(50));
     MainWindowController* page = open(file);
     file.truncate(10);
+    // Also when the page is read once more from what is left.
+    page->document()->dataSource()->linesChanged(0);
+    page->logView().tableView().rowsChanged();
     ASSERT_TRUE(until([&] { return footerOf(*page).contains(u"cut short"_s); }));
     EXPECT_EQ(page->logView().tableView().rowCount(), 50);
     EXPECT_EQ(textOfRow(*page, 49), u"line 50"_s);

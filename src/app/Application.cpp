@@ -110,10 +110,12 @@ bool Application::askAboutStore(const Error& fault) {
     QMessageBox box(QMessageBox::Critical, QApplication::applicationDisplayName(), fault.userText);
     box.setTextFormat(Qt::PlainText);
     box.setInformativeText(QApplication::translate(
-        "Application", "The file is left as it is if you quit. Set aside, it keeps its content under another name beside "
-                       "the old one, and the program starts without it."));
+        "Application",
+        "The file is left as it is if you quit. Set aside, it keeps its content under another name beside "
+        "the old one, and the program starts without it."));
     auto* quit = box.addButton(QApplication::translate("Application", "Quit"), QMessageBox::RejectRole);
-    auto* fresh = box.addButton(QApplication::translate("Application", "Set aside and start fresh"), QMessageBox::AcceptRole);
+    auto* fresh = box.addButton(QApplication::translate("Application", "Set aside and start fresh"),
+                                QMessageBox::AcceptRole);
     box.setDefaultButton(quit);
     box.setEscapeButton(quit);
     box.exec();

@@ -68,6 +68,7 @@ Result<std::unique_ptr<FiltersManager>> FiltersManager::load(const QString& dire
         manager->rules_ = defaultRules();
         return manager;
     }
+    manager->hasFile_ = true;
     manager->rules_ = std::move(stored.value()->rules);
     if (const int leftOut = stored.value()->leftOut) {
         manager->keepsOldFile_ = true;
@@ -130,6 +131,11 @@ void FiltersManager::updateRule(std::shared_ptr<FilterRule> rule, qsizetype inde
     post(FiltersManagerNotification::Type::filterUpdated);
 }
 
+void FiltersManager::saveIfNeverSaved() {
+    if (!hasFile_)
+        save();
+}
+
 void FiltersManager::save() {
     if (keepsOldFile_) {
         if (const Status kept = keepCopy(path()); !kept) {
@@ -140,6 +146,7 @@ void FiltersManager::save() {
     }
     const Status written = writeStoreFile(path(), archiveRules(rules_));
     fault_ = written ? QString() : written.error().userText;
+    hasFile_ = hasFile_ || written;
 }
 
 Status FiltersManager::exportRules(const Rules& rules, const QString& path) const {

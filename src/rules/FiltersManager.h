@@ -49,6 +49,8 @@ public:
 
     /// Writes the list; a failed write keeps the old file and is told by `fault`.
     void save();
+    /// Writes the list if it stands in no file yet (the default rules of a first start).
+    void saveIfNeverSaved();
 
     /// For the footer: what could not be saved, or what of the file could not be read and was left out. Empty
     /// for nothing.
@@ -72,6 +74,7 @@ private:
     const QString directory_;
     Rules rules_;
     QString fault_;
+    bool hasFile_ = false;
     /// Something in the file was left out: it is copied aside before it is overwritten.
     bool keepsOldFile_ = false;
 };

@@ -8,10 +8,10 @@
 #include "foundation/Alerts.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRule.h"
-#include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
+#include "rules/RuleSwitch.h"
 #include "ui/RuleForm.h"
 
 #include <QApplication>
@@ -224,8 +224,7 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule) 
     item.setForeground(foreground);
     item.setBackground(background);
     item.setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
-    const auto active = FilterRulesMemento::shared().activeRuleIds(docKey());
-    const bool isActive = std::find(active.begin(), active.end(), rule.id()) != active.end();
+    const bool isActive = isRuleActive(rule.id(), docKey());
     if (docKey().isEmpty())
         item.setData(Qt::CheckStateRole, QVariant());
     else
@@ -261,10 +260,7 @@ void FilterRulesEditor::itemChanged(const QListWidgetItem& item) {
     if (isBusy_ || !rule || docKey().isEmpty())
         return;
     isBusy_ = true;
-    if (item.checkState() == Qt::Checked)
-        FilterRulesMemento::shared().addActiveRule(rule->id(), docKey());
-    else
-        FilterRulesMemento::shared().removeActiveRule(rule->id(), docKey());
+    switchRule(rule->id(), docKey(), item.checkState() == Qt::Checked);
     isBusy_ = false;
 }
 
@@ -282,7 +278,7 @@ void FilterRulesEditor::addRule(const QString& searchText) {
                                      std::make_shared<HighlightRule>(), NotificationRule::defaultRule());
     FiltersManager::shared().addRule(rule);
     if (!docKey().isEmpty())
-        FilterRulesMemento::shared().addActiveRule(rule->id(), docKey());
+        switchRule(rule->id(), docKey(), true);
     list_->setCurrentRow(list_->count() - 1);
     form_->editSearchText();
 }
@@ -323,7 +319,7 @@ void FilterRulesEditor::deleteRule(const std::shared_ptr<FilterRule>& rule) {
     if (form_->rule() == rule)
         form_->setRule(nullptr);
     if (!docKey().isEmpty())
-        FilterRulesMemento::shared().removeActiveRule(rule->id(), docKey());
+        switchRule(rule->id(), docKey(), false);
     FiltersManager::shared().removeRule(place - rules.begin());
 }
 

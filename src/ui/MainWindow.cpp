@@ -7,8 +7,8 @@
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRule.h"
-#include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
+#include "rules/RuleSwitch.h"
 #include "ui/LogViewController.h"
 #include "ui/MainWindowController.h"
 #include "ui/TabTitles.h"
@@ -318,7 +318,6 @@ void MainWindow::makeRulesMenu() {
 void MainWindow::showRulesInMenu() {
     MainWindowController* page = currentPage();
     const QString key = page ? absoluteString(page->document()->fileUrl()) : QString();
-    const auto active = FilterRulesMemento::shared().activeRuleIds(key);
     const auto& rules = FiltersManager::shared().rules();
     while (ruleActions_.size() > rules.size()) {
         delete ruleActions_.back();
@@ -341,7 +340,7 @@ void MainWindow::showRulesInMenu() {
         ruleActions_[i]->setText(QString(text).replace(u'&', QStringLiteral("&&")));
         ruleActions_[i]->setData(rule.id());
         ruleActions_[i]->setEnabled(page != nullptr);
-        ruleActions_[i]->setChecked(std::find(active.begin(), active.end(), rule.id()) != active.end());
+        ruleActions_[i]->setChecked(isRuleActive(rule.id(), key));
     }
     hideUnclaimedAction_->setChecked(page && page->logView().hidesUnclaimedLines());
 }
@@ -350,13 +349,8 @@ void MainWindow::toggleRule(const QUuid& id) {
     const MainWindowController* page = currentPage();
     if (!page)
         return;
-    auto& memento = FilterRulesMemento::shared();
     const QString key = absoluteString(page->document()->fileUrl());
-    const auto active = memento.activeRuleIds(key);
-    if (std::find(active.begin(), active.end(), id) != active.end())
-        memento.removeActiveRule(id, key);
-    else
-        memento.addActiveRule(id, key);
+    switchRule(id, key, !isRuleActive(id, key));
 }
 
 void MainWindow::makeHelpMenu() {

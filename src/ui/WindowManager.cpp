@@ -20,7 +20,8 @@ namespace korvane {
 WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {
     for (const QString& name :
          {notification::filterManager, notification::activeRulesChanged, notification::documentLoaded})
-        tokens_.push_back(NotificationCenter::shared().observe(name, [this](const Notification&) { tellStoreFault(); }));
+        tokens_.push_back(
+            NotificationCenter::shared().observe(name, [this](const Notification&) { tellStoreFault(); }));
 }
 
 WindowManager::~WindowManager() {

@@ -4,6 +4,7 @@
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
+#include "rules/RuleSwitch.h"
 #include "ui/FilterRulesEditor.h"
 
 #include <QCheckBox>
@@ -55,8 +56,7 @@ protected:
         return texts.join(u'|');
     }
     bool isActive(const FilterRule& rule) const {
-        const auto ids = FilterRulesMemento::shared().activeRuleIds(absoluteString(file_.url()));
-        return std::find(ids.begin(), ids.end(), rule.id()) != ids.end();
+        return isRuleActive(rule.id(), absoluteString(file_.url()));
     }
     QColor colorOf(qint64 row) const {
         const auto view = page_->logView().tableView().delegate().viewForTableColumn(cell::line, row);
@@ -164,6 +164,17 @@ TEST_F(FilterRulesEditorTest, RulesGoOutAndComeBackAsAFile) {
     editor_->importFrom(QString::fromLocal8Bit(wrong.path()));
     ASSERT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(rules().size(), 8U);
+}
+
+TEST_F(FilterRulesEditorTest, ASwitchedRuleIsStillOnAtTheNextStart) {
+    list_->item(2)->setCheckState(Qt::Checked);
+    const auto rulesThen = std::move(FiltersManager::load(settings_.path())).value();
+    const auto statesThen = std::move(FilterRulesMemento::load(settings_.path())).value();
+    const auto ids = statesThen->activeRuleIds(absoluteString(file_.url()));
+    ASSERT_EQ(ids.size(), 1U);
+    ASSERT_TRUE(rulesThen->ruleWithId(ids[0])) << "a rule of the first start keeps its identity";
+    EXPECT_EQ(rulesThen->ruleWithId(ids[0])->searchItem()->searchStr(),
+              rules()[2]->searchItem()->searchStr());
 }
 
 TEST_F(FilterRulesEditorTest, TheMenuSwitchesRulesByTheirNumber) {

@@ -3,6 +3,11 @@
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "foundation/MainThread.h"
+#include "rules/FilterRule.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
+#include "rules/HighlightRule.h"
+#include "rules/RuleSwitch.h"
 #include "ui/LogViewController.h"
 #include "ui/MachineFontCatalog.h"
 #include "ui/MainThreadPump.h"
@@ -94,6 +99,8 @@ struct Session {
             std::make_unique<UserDefaults>(settings.path() + QStringLiteral("/korvane.ini")));
         preferences->registerDefaults(MachineFontCatalog());
         Preferences::setShared(std::move(preferences));
+        FiltersManager::setShared(std::move(FiltersManager::load(settings.path())).value());
+        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(settings.path())).value());
         windows.setDocumentController(documents);
         document = documents.openDocument(fileUrlFromPath(path));
         page = document ? windows.pageOf(*document) : nullptr;
@@ -200,6 +207,45 @@ int jump(int argc, char** argv, const char* path) {
     return 0;
 }
 
+/// Switches a rule that matches every line on and off in the middle of the loaded file, and waits until all
+/// visible rows are painted so. Prints "longest-ms median-ms switches rows".
+int switchRules(int argc, char** argv, const char* path) {
+    QApplication application(argc, argv);
+    Session session(path);
+    if (!session.page)
+        return 1;
+    while (session.page->isLoading())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    LogTableView& table = session.table();
+    session.page->logView().goToLine(session.page->logView().lineCount() / 2);
+    const FilterRule& rule = *FiltersManager::shared().rules().front();
+    const QColor painted = rule.highlightRule()->foreground();
+    const auto isPainted = [&](bool on) {
+        for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
+            const auto cell = table.delegate().viewForTableColumn(cell::line, row);
+            const auto* look = cell.row ? cell.row->line.attributesAt(0) : nullptr;
+            if (!look || (look->color(attribute::foreground) == painted) != on)
+                return false;
+        }
+        return true;
+    };
+    while (!isPainted(false))
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    std::vector<double> times;
+    for (int i = 0; i < 100; ++i) {
+        const auto start = Clock::now();
+        switchRule(rule.id(), absoluteString(session.document->fileUrl()), i % 2 == 0);
+        while (!isPainted(i % 2 == 0))
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        table.viewport()->repaint();
+        times.push_back(millisecondsSince(start));
+    }
+    std::sort(times.begin(), times.end());
+    std::printf("%.3f %.3f %zu %lld\n", times.back(), times[times.size() / 2], times.size(),
+                static_cast<long long>(table.rowCount()));
+    return 0;
+}
+
 } // namespace
 } // namespace korvane::bench
 
@@ -211,6 +257,8 @@ int main(int argc, char** argv) {
         return korvane::bench::scroll(argc, argv, argv[2]);
     if (command == "jump" && argc == 3)
         return korvane::bench::jump(argc, argv, argv[2]);
-    std::fprintf(stderr, "usage: korvane_bench_gui window | scroll FILE | jump FILE\n");
+    if (command == "switch" && argc == 3)
+        return korvane::bench::switchRules(argc, argv, argv[2]);
+    std::fprintf(stderr, "usage: korvane_bench_gui window | scroll FILE | jump FILE | switch FILE\n");
     return 2;
 }

@@ -110,8 +110,19 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     updateLineNumberColumn();
     tableView_->setRowCount(dataSource_->numberOfRows());
     tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
+    requestVisiblePages();
     followPendingLine(document_->loadProgress()->state() != LoadProgressController::State::Loading);
     Q_EMIT rowCountChanged();
+}
+
+void LogViewController::requestVisiblePages() {
+    if (tableView_->rowCount() == 0)
+        return;
+    // What is drawn from a layout made before does not ask for its row again.
+    const qint64 first = pages::pageOfLine(dataSource_->rowStart() + tableView_->firstVisibleRow());
+    const qint64 last = pages::pageOfLine(dataSource_->rowStart() + tableView_->lastVisibleRow());
+    for (qint64 page = first; page <= last; ++page)
+        dataSource_->loadPage(page, true);
 }
 
 void LogViewController::dataSourceLoadedLines() {

@@ -106,6 +106,8 @@ private:
     void updateLineNumberColumn();
     void followPendingLine(bool isLast);
     void visibleRowsChanged();
+    /// Asks for the pages of the rows on the screen, where they are to be read (again).
+    void requestVisiblePages();
     void copyRows();
     void startCopy();
 

@@ -37,6 +37,13 @@ TEST_F(LogViewControllerTest, EveryLineOfAFileIsOnItsRow) {
     }
 }
 
+TEST_F(LogViewControllerTest, ThePageOnTheScreenIsReadToItsEndWithoutScrolling) {
+    // Longer than what is known of a file when its first rows are shown.
+    const TemporaryFile file(QByteArray(60, 'x') + "\n" + (QByteArray(60, 'y') + "\n").repeated(4000));
+    MainWindowController* page = open(file);
+    EXPECT_TRUE(until([&] { return page->document()->dataSource()->cachedRowLine(3999).has_value(); }));
+}
+
 TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
     const TemporaryFile file(numberedLines(12001));
     MainWindowController* page = open(file);

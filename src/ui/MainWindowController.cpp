@@ -116,7 +116,11 @@ void MainWindowController::updateFooter() {
         progressTimer_.start(progressInterval);
     footer_->setFileName(document_->displayName(), displayPath(document_->fileUrl()));
     footer_->setLineCount(logView_->lineCount());
-    footer_->setFileSize(document_->logReader()->fileSize());
+    // What the index knows, not what the disk would answer: a file on a dead network drive keeps no window
+    // waiting.
+    const auto& reader = *document_->logReader();
+    footer_->setFileSize(isLoading() ? document_->loadProgress()->totalBytes()
+                                     : reader.byteCount(1, reader.lineCount()));
     footer_->setEncodingName(encodingName(document_->logReader()->fileEncoding()));
     QString standing = document_->openFault();
     if (standing.isEmpty())

@@ -13,6 +13,7 @@
 #include "rules/NotificationRule.h"
 #include "rules/RuleSwitch.h"
 #include "ui/RuleForm.h"
+#include "ui/RuleItemDelegate.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -87,7 +88,7 @@ QWidget* FilterRulesEditor::makeList() {
     list_ = new QListWidget(side);
     list_->setAccessibleName(tr("Rules"));
     list_->setUniformItemSizes(true);
-    list_->setSpacing(1);
+    list_->setItemDelegate(new RuleItemDelegate(list_));
     auto* add = new QPushButton(tr("&Add"), side);
     duplicate_ = new QPushButton(tr("Du&plicate"), side);
     delete_ = new QPushButton(tr("&Delete"), side);
@@ -221,8 +222,8 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule) 
         font.setUnderline(look->value(attribute::underline) != nullptr);
     }
     item.setFont(font);
-    item.setForeground(foreground);
-    item.setBackground(background);
+    item.setData(RuleItemDelegate::textColorRole, foreground);
+    item.setData(RuleItemDelegate::groundColorRole, background);
     item.setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
     const bool isActive = isRuleActive(rule.id(), docKey());
     if (docKey().isEmpty())

@@ -25,6 +25,12 @@ using namespace std::chrono_literals;
 
 constexpr auto typingPause = 300ms;
 
+/// A red that can be read on the desktop's own ground.
+QColor faultColor(const QPalette& palette) {
+    const bool isDark = palette.color(QPalette::Window).lightnessF() < 0.5F;
+    return isDark ? QColor(0xFF, 0x7B, 0x72) : QColor(0xC0, 0x1C, 0x28);
+}
+
 QWidget* row(std::initializer_list<QWidget*> widgets) {
     auto* holder = new QWidget;
     auto* layout = new QHBoxLayout(holder);
@@ -207,7 +213,7 @@ void RuleForm::updateHint() {
     const auto fault = regex_->isChecked() ? patternFault(text) : std::nullopt;
     QPalette hintPalette = palette();
     if (fault)
-        hintPalette.setColor(QPalette::WindowText, QColor(0xC0, 0x1C, 0x28));
+        hintPalette.setColor(QPalette::WindowText, faultColor(palette()));
     hint_->setPalette(hintPalette);
     if (!rule_ || text.isEmpty()) {
         hint_->setText(rule_ ? tr("An empty text matches nothing.") : QString());

@@ -57,6 +57,12 @@ void FileTextDecoder::setChoice(EncodingChoice choice, QByteArrayView fileStart)
     chosen_ = withByteOrder(fileStart, choice.encoding);
 }
 
+void FileTextDecoder::takeOtherFile(QByteArrayView fileStart) {
+    const std::lock_guard guard(mutex_);
+    chosen_ = withByteOrder(fileStart, choice_.encoding);
+    detected_ = encoding::unknown;
+}
+
 StringEncoding FileTextDecoder::fileEncoding() const {
     const std::lock_guard guard(mutex_);
     switch (choice_.kind) {

@@ -20,6 +20,8 @@ public:
     EncodingChoice choice() const;
     /// `fileStart`: the first bytes of the file, whose byte-order mark holds for all of it.
     void setChoice(EncodingChoice choice, QByteArrayView fileStart);
+    /// Another file takes the place of the one decoded so far: its encoding is detected anew.
+    void takeOtherFile(QByteArrayView fileStart);
     /// The encoding in effect; `encoding::unknown` while none is chosen and none detected.
     StringEncoding fileEncoding() const;
 

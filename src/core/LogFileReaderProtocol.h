@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/FileHandle.h"
+#include "foundation/Result.h"
 #include "foundation/StringEncoding.h"
 
 #include <QString>
@@ -7,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace korvane {
@@ -25,6 +28,8 @@ public:
     virtual void readerDidStart(std::uint64_t /*fileSize*/) {}
     virtual void readerDidReadBytes(std::uint64_t /*count*/) {}
     virtual void readerDidIndexLines(qint64 /*count*/) {}
+    /// The file holds another content than the one indexed: the scan starts anew with its first byte.
+    virtual void readerDidForgetLines() {}
     virtual void readerDidFinish() {}
     virtual void readerDidCancel() {}
 };
@@ -71,12 +76,27 @@ public:
     /// Makes the scan under way stop and report a cancel. What it has found stays readable; the next
     /// `refresh` goes on from there. Without a scan under way nothing happens.
     virtual void cancelScan() { cancel(); }
-    /// Closes the file; reads under way end by themselves. There is no re-opening.
+    /// Closes the file for good; reads under way end by themselves.
     virtual void close() = 0;
     /// Size in bytes now; 0 when cancelled or not open.
     virtual std::uint64_t fileSize() = 0;
     /// Brings the index up to date with the file and says which lines are new or changed.
     virtual LineRange refresh() = 0;
+    /// As above, reporting to this delegate, which may be null, and not to the reader's own.
+    virtual LineRange refreshReportingTo(std::shared_ptr<LogReaderDelegate> listener) {
+        setDelegate(std::move(listener));
+        const LineRange changed = refresh();
+        setDelegate(nullptr);
+        return changed;
+    }
+    /// Whether a `refresh` would find something new or changed. Waits for a scan under way.
+    virtual bool isBehind() { return fileSize() != byteCount(1, lineCount()); }
+
+    /// The open file; nothing for what is no local file, and when none is open.
+    virtual std::optional<FileHandle::Identity> fileIdentity() const { return std::nullopt; }
+    /// Takes the file that stands at the path now, and forgets the index. When it cannot be opened,
+    /// everything stays as it was.
+    virtual Status reopen() { return success(); }
     /// Forgets the index (and a cancel).
     virtual void reset() = 0;
     /// Scans what has not been indexed yet.

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 
 namespace korvane {
 namespace {
@@ -16,6 +17,8 @@ constexpr std::size_t chunkSize = 2048;
 /// What is fetched at once: little at first, so that the first lines show early.
 constexpr std::size_t firstFetchSize = 32 * chunkSize;
 constexpr std::size_t fetchSize = 128 * chunkSize;
+/// Two changes of a file that are further apart have different times.
+constexpr auto longestFileClockStep = std::chrono::seconds(3);
 
 } // namespace
 
@@ -30,10 +33,12 @@ std::shared_ptr<LogReader> LogReader::createReader(const QUrl& fileUrl) {
 LogReader::LogReader(const QUrl& fileUrl) : fileUrl_(fileUrl) {
     if (auto handle = FileHandle::openForReading(fileUrl))
         handle_ = std::move(handle).value();
+    if (handle_)
+        identity_ = handle_->identity();
 }
 
 std::shared_ptr<LogReaderDelegate> LogReader::delegate() const {
-    const std::lock_guard guard(stateMutex_);
+    const std::shared_lock guard(stateMutex_);
     return delegate_;
 }
 
@@ -43,7 +48,7 @@ void LogReader::setDelegate(std::shared_ptr<LogReaderDelegate> delegate) {
 }
 
 std::shared_ptr<FileHandle> LogReader::openHandle() const {
-    const std::lock_guard guard(stateMutex_);
+    const std::shared_lock guard(stateMutex_);
     return handle_;
 }
 
@@ -60,6 +65,34 @@ void LogReader::close() {
     std::shared_ptr<FileHandle> handle;
     const std::lock_guard guard(stateMutex_);
     handle_.swap(handle);
+    identity_.reset();
+}
+
+std::optional<FileHandle::Identity> LogReader::fileIdentity() const {
+    const std::shared_lock guard(stateMutex_);
+    return identity_;
+}
+
+Status LogReader::reopen() {
+    auto opened = FileHandle::openForReading(fileUrl_);
+    if (!opened)
+        return opened.error();
+    std::shared_ptr<FileHandle> handle = std::move(opened).value();
+    std::array<char, 4> start;
+    const std::size_t known = handle->read(0, start).value_or(0);
+
+    const std::lock_guard scanGuard(scanMutex_);
+    {
+        const std::lock_guard guard(stateMutex_);
+        if (closed_.load(std::memory_order_acquire))
+            return success();
+        identity_ = handle->identity();
+        handle_.swap(handle);
+        index_.clear();
+    }
+    decoder_.takeOtherFile({start.data(), static_cast<qsizetype>(known)});
+    forgetLines();
+    return success();
 }
 
 std::uint64_t LogReader::fileSize() {
@@ -70,8 +103,11 @@ std::uint64_t LogReader::fileSize() {
 // ---- The index ----
 
 LineRange LogReader::refresh() {
+    return refreshReportingTo(delegate());
+}
+
+LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> delegate) {
     const std::lock_guard guard(scanMutex_);
-    const auto delegate = this->delegate();
     if (isCanceled()) {
         if (delegate)
             delegate->readerDidCancel();
@@ -88,13 +124,15 @@ LineRange LogReader::refresh() {
 
     LineRange changed{std::max<qint64>(oldCount - 1, 0), 0};
     ScanEnd end = ScanEnd::Complete;
-    if (currentFileLimit_ < newSize) {
-        end = scan(delegate.get());
-        changed.length = heldLines() - changed.location;
-    } else if (newSize < currentFileLimit_) {
+    if (newSize < currentFileLimit_ || (handle && holdsOtherContent(*handle))) {
         forgetLines();
+        if (delegate)
+            delegate->readerDidForgetLines();
         end = scan(delegate.get());
         changed = {0, heldLines()};
+    } else if (currentFileLimit_ < newSize) {
+        end = scan(delegate.get());
+        changed.length = heldLines() - changed.location;
     } else {
         publishAll();
     }
@@ -110,6 +148,30 @@ LineRange LogReader::refresh() {
     return changed;
 }
 
+bool LogReader::isBehind() {
+    const std::lock_guard guard(scanMutex_);
+    const auto handle = openHandle();
+    const auto stamp = handle && !isStopped() ? handle->stamp() : std::nullopt;
+    if (!stamp)
+        return false;
+    if (stamp->size != currentFileLimit_)
+        return true;
+    if (stamp == comparedStamp_)
+        return false;
+    if (holdsOtherContent(*handle))
+        return true;
+    // The clock of the file system moves in steps: for a while, another change may leave the same time.
+    using namespace std::chrono;
+    const auto now = duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
+    if (now - stamp->modifiedNanoseconds > nanoseconds(longestFileClockStep).count())
+        comparedStamp_ = stamp;
+    return false;
+}
+
+bool LogReader::holdsOtherContent(const FileHandle& handle) const {
+    return !sample_.isStillIn(handle);
+}
+
 void LogReader::reset() {
     const std::lock_guard guard(scanMutex_);
     canceled_.store(false, std::memory_order_release);
@@ -119,6 +181,8 @@ void LogReader::reset() {
 void LogReader::forgetLines() {
     index_.clear();
     currentFileLimit_ = 0;
+    sample_.clear();
+    comparedStamp_.reset();
 }
 
 void LogReader::indexLines() {
@@ -163,6 +227,9 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
         if (delegate)
             taken = reportSteps(*delegate, bytes.size(), newlines);
         takeBytes(offset, bytes.first(taken.first), newlines.first(taken.second));
+        // Not what has come since the size was measured: the next scan starts before it.
+        sample_.take(offset,
+                     bytes.first(std::min<std::uint64_t>(taken.first, size - std::min(size, offset))));
         if (__builtin_add_overflow(offset, taken.first, &offset))
             fatalError("file offset overflow");
         fetch = fetchSize;
@@ -262,9 +329,13 @@ std::optional<QByteArray> LogReader::readBytes(const FileHandle& handle, std::ui
     return bytes;
 }
 
+LogReader::LocatedLines LogReader::locateInFile(qint64 start, qint64 count, Detail detail) const {
+    const std::shared_lock guard(stateMutex_);
+    return {locate(start, count, detail), handle_};
+}
+
 QStringList LogReader::readLines(qint64 start, qint64 count) {
-    const auto range = locate(start, count, Detail::Range);
-    const auto handle = openHandle();
+    const auto [range, handle] = locateInFile(start, count, Detail::Range);
     if (!range || isCanceled() || !handle)
         return {};
     const auto bytes = readBytes(*handle, range->begin, range->end);
@@ -306,8 +377,7 @@ std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines) {
 }
 
 DisplayLines LogReader::readLinesForDisplay(qint64 start, qint64 count) {
-    const auto range = locate(start, count, Detail::LineStarts);
-    const auto handle = openHandle();
+    const auto [range, handle] = locateInFile(start, count, Detail::LineStarts);
     if (!range || isCanceled() || !handle)
         return {};
 

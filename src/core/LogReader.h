@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/ContentSample.h"
 #include "core/FileTextDecoder.h"
 #include "core/LineIndex.h"
 #include "core/LogFileReaderProtocol.h"
@@ -11,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <span>
 #include <vector>
 
@@ -34,6 +36,10 @@ public:
     void close() override;
     std::uint64_t fileSize() override;
     LineRange refresh() override;
+    LineRange refreshReportingTo(std::shared_ptr<LogReaderDelegate> listener) override;
+    bool isBehind() override;
+    std::optional<FileHandle::Identity> fileIdentity() const override;
+    Status reopen() override;
     void reset() override;
     void indexLines() override;
     qint64 lineCount() const override;
@@ -104,6 +110,12 @@ private:
     };
     enum class Detail { Range, LineStarts };
     std::optional<Bytes> locate(qint64 start, qint64 count, Detail detail) const;
+    /// Lines, and the file in which they lie there.
+    struct LocatedLines {
+        std::optional<Bytes> bytes;
+        std::shared_ptr<FileHandle> handle;
+    };
+    LocatedLines locateInFile(qint64 start, qint64 count, Detail detail) const;
 
     std::shared_ptr<FileHandle> openHandle() const;
     bool isStopped() const { return isCanceled() || closed_.load(std::memory_order_acquire); }
@@ -111,6 +123,7 @@ private:
 
     enum class ScanEnd { Complete, Stopped };
     ScanEnd scan(LogReaderDelegate* delegate);
+    bool holdsOtherContent(const FileHandle& handle) const;
     /// Reports a block step by step; returns how many of its bytes and newlines were reported before a stop.
     std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::size_t size,
                                                     std::span<const std::uint32_t> newlines) const;
@@ -133,14 +146,20 @@ private:
     std::atomic<bool> scanCanceled_{false}; // counts for the scan under way
     std::atomic<bool> closed_{false};
 
-    mutable std::mutex stateMutex_;
-    // Guarded by stateMutex_.
+    mutable std::shared_mutex stateMutex_;
+    // Guarded by stateMutex_. Another file and an empty index come together.
     std::shared_ptr<FileHandle> handle_;
+    std::optional<FileHandle::Identity> identity_;
     std::shared_ptr<LogReaderDelegate> delegate_;
 
     std::mutex scanMutex_;
-    // Guarded by scanMutex_: up to where the file has been indexed; the next scan starts there.
+    // Guarded by scanMutex_.
+    /// Up to where the file has been indexed; the next scan starts there.
     std::uint64_t currentFileLimit_ = 0;
+    /// Of what has been indexed.
+    ContentSample sample_;
+    /// The file as it was when it was last found to hold what has been indexed.
+    std::optional<FileHandle::Stamp> comparedStamp_;
 };
 
 } // namespace korvane

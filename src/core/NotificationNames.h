@@ -6,6 +6,9 @@ namespace korvane::notification {
 
 /// Object: std::shared_ptr<RowsUpdatedNotificationObject>. Lines were added or changed. Main thread.
 inline const QString rowsUpdated = QStringLiteral("RowsUpdatedNotificationKey");
+/// Object: std::shared_ptr<FileStatusNotificationObject>. Another file, or none, stands at the path of a
+/// followed document. Main thread.
+inline const QString fileStatusChanged = QStringLiteral("FileStatusChangedNotification");
 /// No object. Rows have arrived in some data source, or must be asked for again; sender: the data source.
 /// Main thread.
 inline const QString dataSourceLoadedLines = QStringLiteral("DataSourceLoadedLinesNotification");

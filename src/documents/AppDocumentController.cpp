@@ -1,6 +1,7 @@
 #include "documents/AppDocumentController.h"
 
 #include "core/NotificationNames.h"
+#include "core/Preferences.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "foundation/NotificationCenter.h"
@@ -82,6 +83,8 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
     // Before the window is made: by the time it is painted the first lines are there.
     document->startLoading();
     windows_.makeWindow(document);
+    if (Preferences::shared().startTailingOnFileOpen())
+        document->startTailingWhenLoaded();
     if (lineNumber)
         windows_.goToLine(document, *lineNumber);
     NotificationCenter::shared().post(notification::documentLoaded,

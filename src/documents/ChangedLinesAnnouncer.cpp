@@ -23,6 +23,14 @@ ChangedLinesAnnouncer::ChangedLinesAnnouncer(std::weak_ptr<TailDataSource> dataS
     : dataSource_(std::move(dataSource)) {}
 
 void ChangedLinesAnnouncer::announce(LineRange changed) {
+    announce(changed, Content::Same);
+}
+
+void ChangedLinesAnnouncer::announceOtherContent(LineRange changed) {
+    announce(changed, Content::Other);
+}
+
+void ChangedLinesAnnouncer::announce(LineRange changed, Content content) {
     const auto dataSource = dataSource_.lock();
     if (!dataSource)
         return;
@@ -30,6 +38,8 @@ void ChangedLinesAnnouncer::announce(LineRange changed) {
     {
         const std::lock_guard guard(mutex_);
         const bool isWaiting = pending_.has_value();
+        if (content == Content::Other)
+            pendingContent_ = content;
         pending_ = isWaiting ? unionOf(*pending_, changed) : changed;
         if (isWaiting)
             return;
@@ -39,14 +49,18 @@ void ChangedLinesAnnouncer::announce(LineRange changed) {
 
 void ChangedLinesAnnouncer::postNotification() {
     LineRange changed;
+    Content content = Content::Same;
     {
         const std::lock_guard guard(mutex_);
         changed = *std::exchange(pending_, std::nullopt);
+        content = std::exchange(pendingContent_, Content::Same);
     }
     const auto dataSource = dataSource_.lock();
     const auto document = dataSource ? dataSource->getDocument() : nullptr;
     if (!document)
         return; // closed meanwhile
+    if (content == Content::Other)
+        dataSource->clearCache();
     NotificationCenter::shared().post(
         notification::rowsUpdated,
         std::make_shared<RowsUpdatedNotificationObject>(RowsUpdatedNotificationObject{document, changed}));

@@ -18,14 +18,20 @@ public:
     explicit ChangedLinesAnnouncer(std::weak_ptr<TailDataSource> dataSource);
 
     void announce(LineRange changed);
+    /// The file holds another content: before the notification, the data source forgets all rows.
+    void announceOtherContent(LineRange changed);
 
 private:
+    enum class Content { Same, Other };
+    void announce(LineRange changed, Content content);
     void postNotification();
 
     const std::weak_ptr<TailDataSource> dataSource_;
     std::mutex mutex_;
     /// Guarded by mutex_. What the waiting notification covers; nothing = none waits.
     std::optional<LineRange> pending_;
+    /// Guarded by mutex_. For the waiting notification.
+    Content pendingContent_ = Content::Same;
 };
 
 } // namespace korvane

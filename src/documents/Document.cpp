@@ -9,6 +9,7 @@
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
 #include "foundation/MainThread.h"
+#include "tail/LogFileObserver.h"
 
 #include <QCoreApplication>
 
@@ -109,6 +110,7 @@ Status Document::readFromUrl(const QUrl& url) {
     holdsText_ = !Preferences::shared().lazyLoadFile();
     logReader_ = holdsText_ ? InMemoryFileLogReader::create(url) : LogReader::create(url);
     dataSource_ = std::make_shared<LogTableDataSource>(shared_from_this());
+    logFileObserver_ = LogFileObserver::create(dataSource_);
     if (fault == ENOENT || fault == ENOTDIR)
         return Error{
             fileDoesNotExist, urlErrorDomain,
@@ -118,17 +120,38 @@ Status Document::readFromUrl(const QUrl& url) {
     return success();
 }
 
-std::shared_ptr<FileLoadingOperation> Document::scan(std::shared_ptr<LoadProgressController> progress,
-                                                     FileLoadingOperation::Start start) {
-    auto operation =
-        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start);
-    loadQueue_->addOperation(operation);
-    return operation;
+void Document::scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start) {
+    loadQueue_->addOperation(
+        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start));
 }
 
 void Document::startLoading() {
-    if (!closed_)
-        firstScan_ = scan(loadProgress_, FileLoadingOperation::Start::AtLastScan);
+    if (closed_)
+        return;
+    const auto operation = std::make_shared<FileLoadingOperation>(logReader_, dataSource_, loadProgress_);
+    firstScan_ = operation;
+    operation->setCompletion([weak = weak_from_this()] {
+        MainThread::shared().post([weak] {
+            if (const auto self = weak.lock(); self && !self->isClosed())
+                self->firstScanEnded();
+        });
+    });
+    loadQueue_->addOperation(operation);
+}
+
+void Document::firstScanEnded() {
+    isLoaded_ = true;
+    if (std::exchange(tailsWhenLoaded_, false))
+        logFileObserver_->startTailing();
+}
+
+void Document::startTailingWhenLoaded() {
+    if (closed_ || !logFileObserver_)
+        return;
+    if (isLoaded_)
+        logFileObserver_->startTailing();
+    else
+        tailsWhenLoaded_ = true;
 }
 
 void Document::firstScreenShown() {
@@ -143,8 +166,16 @@ void Document::loadMore() {
 }
 
 void Document::cancelLoading() {
-    if (!closed_)
-        loadQueue_->cancelAllOperations();
+    if (closed_ || loadQueue_->isEmpty())
+        return;
+    stopTailing();
+    loadQueue_->cancelAllOperations();
+}
+
+void Document::stopTailing() {
+    tailsWhenLoaded_ = false;
+    if (logFileObserver_)
+        logFileObserver_->stopTailing();
 }
 
 void Document::setEncodingChoice(EncodingChoice choice) {
@@ -170,6 +201,7 @@ void Document::close() {
     if (closed_)
         return;
     closed_ = true;
+    stopTailing();
     loadQueue_->cancelAllOperations();
     checkQueue_->cancelAllOperations();
     if (dataSource_)
@@ -179,6 +211,7 @@ void Document::close() {
         logReader_->close();
     }
     // A big index or cache takes its time to free.
+    logFileObserver_.reset();
     discardInBackground(std::move(dataSource_));
     discardInBackground(std::move(logReader_));
 }
@@ -204,7 +237,7 @@ std::shared_ptr<TailDataSourceProtocol> Document::dataSource() const {
 }
 
 std::shared_ptr<FileObserverProtocol> Document::logFileObserver() const {
-    return nullptr;
+    return logFileObserver_;
 }
 
 std::shared_ptr<const LoadProgressController> Document::loadProgress() const {
@@ -214,7 +247,8 @@ std::shared_ptr<const LoadProgressController> Document::loadProgress() const {
 void Document::checkFile(std::function<void(FileFault)> report) {
     if (closed_ || !logReader_ || !checkQueue_->isEmpty())
         return;
-    const auto check = std::make_shared<FileCheckOperation>(localPath(fileUrl_), identity_, logReader_);
+    const auto check = std::make_shared<FileCheckOperation>(
+        localPath(fileUrl_), logReader_->fileIdentity().value_or(identity_), logReader_);
     // The operation outlives its completion, which it owns.
     check->setCompletion([check = check.get(), weak = weak_from_this(), report = std::move(report)] {
         MainThread::shared().post([fault = check->fault(), weak, report] {

@@ -13,6 +13,7 @@
 namespace korvane {
 
 class LoadProgressController;
+class LogFileObserver;
 class LogTableDataSource;
 
 /// One open local log file: owns its reader, the source of its rows and the queue of its first scan.
@@ -37,8 +38,12 @@ public:
     /// Looks for what was added to the file since the last scan, in the background. For files that this
     /// program itself still writes. Asked for during a scan, it follows that scan; asked for again, once.
     void loadMore();
-    /// Stops the first scan. The scan reports "Canceled!"; the lines found so far stay.
+    /// Stops the first scan, and following with it, which would only go on with the scan. The scan reports
+    /// "Canceled!"; the lines found so far stay.
     void cancelLoading();
+    /// Starts to follow the file once the first scan is done, unless that is stopped before.
+    void startTailingWhenLoaded();
+    void stopTailing();
     /// Shows the file in another encoding; a reader that holds the text itself reads the file anew.
     void setEncodingChoice(EncodingChoice choice);
     /// Reads the file anew from its first byte.
@@ -55,7 +60,7 @@ public:
     void setDisplayName(const QString& name);
     std::shared_ptr<LogFileReaderProtocol> logReader() const override;
     std::shared_ptr<TailDataSourceProtocol> dataSource() const override;
-    /// None yet: following comes later.
+    /// Null before loading.
     std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
 
     /// Why the file cannot be read and what helps, for the user; empty when it can be read.
@@ -73,8 +78,8 @@ public:
 
 private:
     Document();
-    std::shared_ptr<FileLoadingOperation> scan(std::shared_ptr<LoadProgressController> progress,
-                                               FileLoadingOperation::Start start);
+    void firstScanEnded();
+    void scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start);
 
     QUrl fileUrl_;
     QString displayName_;
@@ -84,9 +89,12 @@ private:
     bool closed_ = false;
     /// The reader holds the text, not only where it lies.
     bool holdsText_ = false;
+    bool isLoaded_ = false;
+    bool tailsWhenLoaded_ = false;
     std::shared_ptr<LogFileReaderProtocol> logReader_;
     std::shared_ptr<LogTableDataSource> dataSource_;
     std::shared_ptr<LoadProgressController> loadProgress_;
+    std::shared_ptr<LogFileObserver> logFileObserver_;
     std::weak_ptr<FileLoadingOperation> firstScan_;
     std::unique_ptr<OperationQueue> loadQueue_;
     std::unique_ptr<OperationQueue> checkQueue_;

@@ -135,10 +135,7 @@ void FileLoadingOperation::main() {
     };
     const auto listener =
         std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer, showFirstPage);
-    logReader_->setDelegate(listener);
-    const LineRange result = logReader_->refresh();
-    logReader_->setDelegate(nullptr);
-    listener->announceEnd(result);
+    listener->announceEnd(logReader_->refreshReportingTo(listener));
 }
 
 } // namespace korvane

@@ -13,6 +13,7 @@ public:
     explicit LogTableDataSource(const std::shared_ptr<DocumentProtocol>& document);
 
     const std::shared_ptr<LogFileReaderProtocol>& logReader() const { return logReader_; }
+    std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return logReader_; }
     qint64 rowCount() const override;
 
 protected:

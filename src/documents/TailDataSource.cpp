@@ -5,6 +5,7 @@
 #include "core/NotificationNames.h"
 #include "core/Pages.h"
 #include "core/Preferences.h"
+#include "documents/ChangedLinesAnnouncer.h"
 #include "documents/Discard.h"
 #include "documents/PageLoadOperation.h"
 #include "documents/RuleFollower.h"
@@ -126,6 +127,22 @@ void TailDataSource::linesChanged(qint64 firstLine) {
     lock_.withWriteLock([&] {
         std::erase_if(loadedPages_, [firstPage](const auto& entry) { return entry.first >= firstPage; });
     });
+}
+
+std::shared_ptr<ChangedLinesAnnouncer> TailDataSource::announcer() {
+    return lock_.withWriteLock([this] {
+        if (!announcer_)
+            announcer_ = std::make_shared<ChangedLinesAnnouncer>(weak_from_this());
+        return announcer_;
+    });
+}
+
+void TailDataSource::announceChangedLines(LineRange changed) {
+    announcer()->announce(changed);
+}
+
+void TailDataSource::announceOtherContent(LineRange changed) {
+    announcer()->announceOtherContent(changed);
 }
 
 qint64 TailDataSource::numberOfRows() const {

@@ -5,6 +5,7 @@
 #include "documents/PageLoad.h"
 #include "foundation/NativeLock.h"
 #include "foundation/OperationQueue.h"
+#include "tail/FollowedDataSource.h"
 
 #include <atomic>
 #include <string>
@@ -12,6 +13,7 @@
 
 namespace korvane {
 
+class ChangedLinesAnnouncer;
 class LineMarkLookup;
 class PageLoadOperation;
 class QuickHighlightFilterRule;
@@ -23,7 +25,9 @@ class RuleFollower;
 /// A look-up never waits: loads read and decorate without the lock and take it once to store a page. Rows
 /// stay until the cache is cleared. A page whose lines changed keeps showing its old rows until the new ones
 /// are there.
-class TailDataSource : public TailDataSourceProtocol, public std::enable_shared_from_this<TailDataSource> {
+class TailDataSource : public TailDataSourceProtocol,
+                       public FollowedDataSource,
+                       public std::enable_shared_from_this<TailDataSource> {
 public:
     ~TailDataSource() override;
 
@@ -41,6 +45,9 @@ public:
     void setLastSearchResults(std::map<qint64, SearchMatch> results) override;
 
     std::shared_ptr<DocumentProtocol> getDocument() const override;
+    std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return nullptr; }
+    void announceChangedLines(LineRange changed) override;
+    void announceOtherContent(LineRange changed) override;
 
     void reset() override;
     void clearView() override;
@@ -85,6 +92,7 @@ private:
     };
     using CachedPages = std::unordered_map<qint64, CachedPage>;
 
+    std::shared_ptr<ChangedLinesAnnouncer> announcer();
     /// A line's row, nothing when it is not there yet; and, if wanted, whether its page has been asked for.
     std::optional<PageRow> cachedRow(qint64 lineIndex, bool* isRequested) const;
     RowLine shownRow(qint64 lineIndex, PageRow row) const;
@@ -116,6 +124,7 @@ private:
     std::unordered_map<qint64, std::uint64_t> loadedPages_;
     CachedPages cachedPages_;
     bool hasUndecodableLines_ = false;
+    std::shared_ptr<ChangedLinesAnnouncer> announcer_; // made when it is first needed
 
     OperationQueue queue_;
 };

@@ -65,6 +65,15 @@ std::optional<std::size_t> FileHandle::read(std::uint64_t offset, std::span<char
     return done;
 }
 
+std::optional<FileHandle::Stamp> FileHandle::stamp() const {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0)
+        return std::nullopt;
+    constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
+    return Stamp{static_cast<std::uint64_t>(status.st_size),
+                 status.st_mtim.tv_sec * nanosecondsPerSecond + status.st_mtim.tv_nsec};
+}
+
 FileHandle::Identity FileHandle::identity() const {
     struct stat status {};
     if (::fstat(descriptor_, &status) != 0)

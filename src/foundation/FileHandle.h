@@ -37,6 +37,15 @@ public:
     };
     Identity identity() const;
 
+    /// By which a change of the content is seen, unless it comes within one tick of the file system's clock.
+    struct Stamp {
+        std::uint64_t size = 0;
+        std::int64_t modifiedNanoseconds = 0;
+        friend bool operator==(const Stamp&, const Stamp&) = default;
+    };
+    /// Nothing when the file cannot be asked.
+    std::optional<Stamp> stamp() const;
+
     int descriptor() const { return descriptor_; }
 
 private:

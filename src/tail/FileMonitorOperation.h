@@ -1,0 +1,45 @@
+#pragma once
+
+#include "foundation/Operation.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace korvane {
+
+/// Hears what a monitor sees, on the monitor's thread.
+class FileMonitorOperationDelegate {
+public:
+    virtual ~FileMonitorOperationDelegate() = default;
+    /// The size is another one than at the previous poll; before the first poll it counts as 0.
+    virtual void fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) = 0;
+    /// A poll has found the file, whatever its size; after `fileSizeChanged`.
+    virtual void filePolled() {}
+};
+
+/// Looks at the size of a file at the user's polling interval until it is cancelled, or the size cannot be
+/// measured any more. Subclasses know how to measure it.
+class FileMonitorOperation : public Operation {
+public:
+    /// Called before the operation is queued. The monitor does not keep the delegate alive.
+    void setDelegate(std::weak_ptr<FileMonitorOperationDelegate> delegate) {
+        delegate_ = std::move(delegate);
+    }
+
+    /// The size in bytes; nothing when it cannot be measured.
+    virtual std::optional<std::uint64_t> getFileSize() { return 0; }
+    /// The setting as it is now; 0.5 seconds for one that is not positive. One of 2^32 microseconds or more
+    /// is fatal.
+    virtual std::chrono::microseconds pollingInterval() const;
+
+protected:
+    void main() override;
+
+private:
+    std::weak_ptr<FileMonitorOperationDelegate> delegate_;
+    std::uint64_t lastFileSize_ = 0;
+};
+
+} // namespace korvane

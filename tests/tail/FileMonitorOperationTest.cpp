@@ -1,0 +1,141 @@
+#include "tail/FileMonitorOperation.h"
+
+#include "foundation/OperationQueue.h"
+#include "support/PreferencesTest.h"
+#include "support/Waiting.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <limits>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace korvane {
+namespace {
+
+using namespace std::chrono_literals;
+using test::waitFor;
+using Report = std::pair<std::uint64_t, std::uint64_t>;
+
+/// Measures what the test has prepared, one size a poll; the last one stays.
+class ScriptedMonitor : public FileMonitorOperation {
+public:
+    explicit ScriptedMonitor(std::vector<std::optional<std::uint64_t>> sizes) : sizes_(std::move(sizes)) {}
+    std::optional<std::uint64_t> getFileSize() override {
+        const std::size_t poll = polls++;
+        return sizes_[std::min(poll, sizes_.size() - 1)];
+    }
+    std::atomic<std::size_t> polls{0};
+
+private:
+    const std::vector<std::optional<std::uint64_t>> sizes_;
+};
+
+class RecordingDelegate : public FileMonitorOperationDelegate {
+public:
+    void fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) override {
+        const std::lock_guard guard(mutex_);
+        reports_.emplace_back(oldSize, newSize);
+    }
+    std::vector<Report> reports() const {
+        const std::lock_guard guard(mutex_);
+        return reports_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<Report> reports_;
+};
+
+class FileMonitorOperationTest : public test::PreferencesTest {
+protected:
+    void SetUp() override { Preferences::shared().setPollingInterval(0.001); }
+    void start(std::vector<std::optional<std::uint64_t>> sizes) {
+        monitor_ = std::make_shared<ScriptedMonitor>(std::move(sizes));
+        monitor_->setDelegate(delegate_);
+        queue_.addOperation(monitor_);
+    }
+    bool waitForPolls(std::size_t count) {
+        return waitFor([&] { return monitor_->polls > count; });
+    }
+
+    std::shared_ptr<RecordingDelegate> delegate_ = std::make_shared<RecordingDelegate>();
+    std::shared_ptr<ScriptedMonitor> monitor_;
+    OperationQueue queue_{"monitors", 1};
+};
+
+TEST_F(FileMonitorOperationTest, EveryOtherSizeIsReportedOnceAndAnEqualOneNever) {
+    const struct {
+        std::vector<std::optional<std::uint64_t>> sizes;
+        std::vector<Report> reports;
+    } cases[] = {
+        {{0}, {}},
+        {{0, 0, 7}, {{0, 7}}},
+        {{5}, {{0, 5}}},
+        {{5, 9, 9, 3, 0, 3}, {{0, 5}, {5, 9}, {9, 3}, {3, 0}, {0, 3}}},
+    };
+    for (const auto& [sizes, reports] : cases) {
+        delegate_ = std::make_shared<RecordingDelegate>();
+        start(sizes);
+        ASSERT_TRUE(waitForPolls(sizes.size() + 2));
+        queue_.cancelAllOperations();
+        queue_.waitUntilAllFinished();
+        EXPECT_EQ(delegate_->reports(), reports);
+    }
+}
+
+TEST_F(FileMonitorOperationTest, AFileThatCannotBeMeasuredEndsTheMonitor) {
+    start({4, std::nullopt, 8});
+    EXPECT_TRUE(waitFor([&] { return monitor_->isFinished(); }));
+    EXPECT_EQ(monitor_->polls, 2U);
+    EXPECT_EQ(delegate_->reports(), (std::vector<Report>{{0, 4}}));
+}
+
+TEST_F(FileMonitorOperationTest, TheIntervalIsTheSettingInWholeMicroseconds) {
+    const struct {
+        double setting;
+        std::chrono::microseconds interval;
+    } cases[] = {
+        {2.0, 2s},        {0.0, 500ms},
+        {-1.0, 500ms},    {std::numeric_limits<double>::quiet_NaN(), 500ms},
+        {0.0000019, 1us}, {4294.967295, 4294967295us},
+    };
+    const ScriptedMonitor monitor({1});
+    for (const auto& [setting, interval] : cases) {
+        Preferences::shared().setPollingInterval(setting);
+        EXPECT_EQ(monitor.pollingInterval(), interval) << setting;
+    }
+}
+
+TEST_F(FileMonitorOperationTest, AnIntervalBeyondThirtyTwoBitsIsFatal) {
+    ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    for (const double setting : {4294.967296, std::numeric_limits<double>::infinity()}) {
+        Preferences::shared().setPollingInterval(setting);
+        EXPECT_DEATH((void)ScriptedMonitor({1}).pollingInterval(), "polling interval") << setting;
+    }
+}
+
+TEST_F(FileMonitorOperationTest, AnotherIntervalHoldsFromTheNextSleepOn) {
+    start({1});
+    ASSERT_TRUE(waitForPolls(3));
+    Preferences::shared().setPollingInterval(3600);
+    // The sleep under way still ends early, and perhaps the one whose length had been read.
+    std::size_t seen = 0;
+    ASSERT_TRUE(waitFor([&] {
+        const std::size_t before = std::exchange(seen, monitor_->polls.load());
+        return !waitFor([&] { return monitor_->polls != before; }, 100ms) && seen == before;
+    }));
+    EXPECT_TRUE(monitor_->isExecuting());
+}
+
+TEST_F(FileMonitorOperationTest, StoppingWhileAsleepEndsTheMonitorAtOnce) {
+    Preferences::shared().setPollingInterval(3600);
+    start({1});
+    ASSERT_TRUE(waitForPolls(0));
+    queue_.cancelAllOperations();
+    EXPECT_TRUE(waitFor([&] { return monitor_->isFinished(); }, 2s));
+}
+
+} // namespace
+} // namespace korvane

@@ -1,0 +1,297 @@
+#include "tail/LogFileObserver.h"
+
+#include "core/DocumentProtocol.h"
+#include "core/InMemoryFileLogReader.h"
+#include "core/LogReader.h"
+#include "core/NotificationNames.h"
+#include "foundation/NotificationCenter.h"
+#include "support/PreferencesTest.h"
+#include "support/TemporaryFile.h"
+#include "support/Waiting.h"
+#include "tail/FollowedDataSource.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <unistd.h>
+#include <vector>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using test::TemporaryFile;
+using test::waitFor;
+
+class TailedDocument : public DocumentProtocol {
+public:
+    explicit TailedDocument(QUrl url) : url_(std::move(url)) {}
+    QUrl fileUrl() const override { return url_; }
+    QString displayName() const override { return {}; }
+    std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
+    std::shared_ptr<TailDataSourceProtocol> dataSource() const override { return nullptr; }
+    std::shared_ptr<FileObserverProtocol> logFileObserver() const override { return nullptr; }
+
+private:
+    const QUrl url_;
+};
+
+struct Announcement {
+    LineRange lines;
+    bool isOtherContent = false;
+    friend bool operator==(const Announcement&, const Announcement&) = default;
+};
+
+class RecordingDataSource : public FollowedDataSource {
+public:
+    RecordingDataSource(QUrl url, std::shared_ptr<LogFileReaderProtocol> reader)
+        : document_(std::make_shared<TailedDocument>(std::move(url))), reader_(std::move(reader)) {}
+    std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return reader_; }
+    std::shared_ptr<DocumentProtocol> getDocument() const override { return document_; }
+    void announceChangedLines(LineRange changed) override { add({changed, false}); }
+    void announceOtherContent(LineRange changed) override { add({changed, true}); }
+
+    std::vector<Announcement> announcements() const {
+        const std::lock_guard guard(mutex_);
+        return announcements_;
+    }
+
+private:
+    void add(const Announcement& announcement) {
+        const std::lock_guard guard(mutex_);
+        announcements_.push_back(announcement);
+    }
+    const std::shared_ptr<DocumentProtocol> document_;
+    const std::shared_ptr<LogFileReaderProtocol> reader_;
+    mutable std::mutex mutex_;
+    std::vector<Announcement> announcements_; // guarded by mutex_
+};
+
+/// Tails real files with either reader.
+class LogFileObserverTest : public test::PreferencesTest, public ::testing::WithParamInterface<bool> {
+protected:
+    LogFileObserverTest() {
+        Preferences::shared().setPollingInterval(0.002);
+        statusToken_ =
+            NotificationCenter::shared().observe(notification::fileStatusChanged, [this](const auto& posted) {
+                statuses_.push_back(
+                    std::any_cast<std::shared_ptr<FileStatusNotificationObject>>(posted.object)->status);
+            });
+    }
+    ~LogFileObserverTest() override {
+        if (observer_)
+            observer_->stopTailing();
+    }
+
+    /// The file is loaded, and followed from now on.
+    void tail(const TemporaryFile& file) {
+        makeObserver(file);
+        reader_->refresh();
+        observer_->startTailing();
+        ASSERT_TRUE(waitFor([&] { return observer_->isTailing(); }));
+    }
+    void makeObserver(const TemporaryFile& file) {
+        reader_ = GetParam() ? InMemoryFileLogReader::create(file.url()) : LogReader::create(file.url());
+        dataSource_ = std::make_shared<RecordingDataSource>(file.url(), reader_);
+        observer_ = LogFileObserver::create(dataSource_);
+    }
+    bool waitForLines(const QStringList& lines) {
+        return waitFor([&] { return reader_->readLines(1, 1000) == lines && !reader_->isBehind(); });
+    }
+    bool waitForAnnouncement(const Announcement& expected) {
+        return waitFor([&] {
+            const auto all = dataSource_->announcements();
+            return !all.empty() && all.back() == expected;
+        });
+    }
+    bool waitForStatus(FileStatus status) {
+        return waitFor([&] { return !statuses_.empty() && statuses_.back() == status; });
+    }
+    static void replaceByRename(const TemporaryFile& file, const QByteArray& content) {
+        const TemporaryFile other(content);
+        ASSERT_EQ(::rename(other.path().constData(), file.path().constData()), 0);
+    }
+
+    std::shared_ptr<LogFileReaderProtocol> reader_;
+    std::shared_ptr<RecordingDataSource> dataSource_;
+    std::shared_ptr<LogFileObserver> observer_;
+    std::vector<FileStatus> statuses_;
+
+private:
+    NotificationToken statusToken_;
+};
+
+TEST_P(LogFileObserverTest, GrowthAnnouncesTheOldLastLineAndWhatFollows) {
+    const struct {
+        QByteArray before;
+        QByteArray added;
+        QStringList lines;
+        LineRange changed;
+    } cases[] = {
+        {"one\n", "two\n", {u"one"_s, u"two"_s, u""_s}, {1, 2}},
+        {"one\ntw", "o", {u"one"_s, u"two"_s}, {1, 1}},
+        {"one\ntw", "o\nthree\n", {u"one"_s, u"two"_s, u"three"_s, u""_s}, {1, 3}},
+        {"", "first", {u"first"_s}, {0, 1}},
+    };
+    for (const auto& [before, added, lines, changed] : cases) {
+        SCOPED_TRACE(before.constData());
+        const TemporaryFile file(before);
+        tail(file);
+        file.append(added);
+        EXPECT_TRUE(waitForAnnouncement({changed, false}));
+        EXPECT_EQ(reader_->readLines(1, 100), lines);
+        EXPECT_EQ(dataSource_->announcements().size(), 1U);
+        observer_->stopTailing();
+    }
+}
+
+TEST_P(LogFileObserverTest, TheFirstReportChangesNothing) {
+    const TemporaryFile file("one\n");
+    makeObserver(file);
+    observer_->fileSizeChanged(0, 4);
+    EXPECT_TRUE(dataSource_->announcements().empty());
+    observer_->fileSizeChanged(2, 4);
+    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{0, 2}, false}}));
+}
+
+// Whatever has come between the end of the load and the first poll is no change to the monitor.
+TEST_P(LogFileObserverTest, LinesFromBeforeTheFirstPollAreNotMissed) {
+    const TemporaryFile file("one\n");
+    makeObserver(file);
+    reader_->refresh();
+    file.append("two\n");
+    observer_->startTailing();
+    EXPECT_TRUE(waitForAnnouncement({{1, 2}, false}));
+}
+
+TEST_P(LogFileObserverTest, AnotherContentIsShownFromItsFirstLine) {
+    const QByteArray big = "begin\n" + QByteArray("0123456\n").repeated(2000);
+    const struct {
+        const char* what;
+        QByteArray before;
+        QByteArray after;
+    } cases[] = {
+        {"shorter", "old 1\nold 2\n", "new\n"},
+        {"empty", "old 1\nold 2\n", ""},
+        {"as long", "old 1\nold 2\n", "new 1\nnew 2\n"},
+        {"longer", "old 1\nold 2\n", "new 1\nnew 2\nnew 3\n"},
+        {"other end only", big, big.chopped(3) + "xyz more"},
+        {"other begin only", big, "other" + big.sliced(5) + "more"},
+    };
+    for (const auto& [what, before, after] : cases) {
+        SCOPED_TRACE(what);
+        const TemporaryFile file(before);
+        tail(file);
+        // In one step for the monitor: it sleeps meanwhile.
+        observer_->stopTailing();
+        ASSERT_TRUE(waitFor([&] { return !observer_->isTailing(); }));
+        file.overwrite(after);
+        observer_->startTailing();
+        const QStringList lines = QString::fromLatin1(after).split(u'\n');
+        EXPECT_TRUE(waitForAnnouncement({{0, lines.size()}, true}));
+        EXPECT_EQ(reader_->readLines(1, 10000), lines);
+        EXPECT_EQ(dataSource_->announcements().size(), 1U);
+        observer_->stopTailing();
+    }
+}
+
+TEST_P(LogFileObserverTest, TruncationWhileTailingEndsWithTheNewContent) {
+    const TemporaryFile file("old 1\nold 2\n");
+    tail(file);
+    file.truncate(0);
+    ASSERT_TRUE(waitForAnnouncement({{0, 1}, true}));
+    file.append("new 1\n");
+    EXPECT_TRUE(waitForLines({u"new 1"_s, u""_s}));
+    file.append("new 2\n");
+    EXPECT_TRUE(waitForAnnouncement({{1, 2}, false}));
+}
+
+TEST_P(LogFileObserverTest, ARotatedFileIsReadToItsEndAndThenTheNewOne) {
+    const TemporaryFile file("old 1\n");
+    tail(file);
+    observer_->stopTailing();
+    ASSERT_TRUE(waitFor([&] { return !observer_->isTailing(); }));
+    file.append("old 2\n");
+    replaceByRename(file, "new 1\nnew 2\nnew 3\n");
+    observer_->startTailing();
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{1, 2}, false}, {{0, 4}, true}}));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new 1"_s, u"new 2"_s, u"new 3"_s, u""_s}));
+    file.append("new 4\n");
+    EXPECT_TRUE(waitForAnnouncement({{3, 2}, false}));
+    // And again, which is news again.
+    statuses_.clear();
+    replaceByRename(file, "");
+    EXPECT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(reader_->readLines(1, 100), QStringList{u""_s});
+}
+
+TEST_P(LogFileObserverTest, ADeletedFileKeepsItsRowsUntilItReturns) {
+    const TemporaryFile file("old 1\n");
+    const QByteArray aside = file.path() + ".1";
+    tail(file);
+    ASSERT_EQ(::rename(file.path().constData(), aside.constData()), 0);
+    ASSERT_TRUE(waitForStatus(FileStatus::Deleted));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old 1"_s, u""_s}));
+    EXPECT_TRUE(dataSource_->announcements().empty());
+    // The very same file.
+    ASSERT_EQ(::rename(aside.constData(), file.path().constData()), 0);
+    ASSERT_TRUE(waitForStatus(FileStatus::Present));
+    EXPECT_TRUE(dataSource_->announcements().empty());
+    // Another one.
+    ASSERT_EQ(::unlink(file.path().constData()), 0);
+    ASSERT_TRUE(waitForStatus(FileStatus::Deleted));
+    replaceByRename(file, "new\n");
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
+}
+
+TEST_P(LogFileObserverTest, WhatIsNoFileInItsPlaceIsLeftAlone) {
+    const TemporaryFile file("old\n");
+    tail(file);
+    const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
+    ASSERT_EQ(::unlink(file.path().constData()), 0);
+    ASSERT_EQ(::symlink(directory.constData(), file.path().constData()), 0);
+    EXPECT_TRUE(waitForStatus(FileStatus::Unreadable));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old"_s, u""_s}));
+}
+
+TEST_P(LogFileObserverTest, StartingAgainFindsWhatCameWhileStopped) {
+    const TemporaryFile file("one\n");
+    tail(file);
+    Preferences::shared().setPollingInterval(3600);
+    observer_->stopTailing();
+    EXPECT_TRUE(waitFor([&] { return !observer_->isTailing(); }, 2s));
+    file.append("two\n");
+    observer_->startTailing();
+    EXPECT_TRUE(waitForAnnouncement({{1, 2}, false}));
+    EXPECT_TRUE(observer_->isTailing());
+}
+
+// Reading never mixes the places of one file's lines with the bytes of another.
+TEST_P(LogFileObserverTest, LinesReadDuringRotationsAreLinesOfOneFile) {
+    const TemporaryFile file(QByteArray("a\n").repeated(500));
+    tail(file);
+    for (int round = 0; round < 40; ++round) {
+        const char letter = static_cast<char>('b' + round % 20);
+        QByteArray line(1 + round % 7, letter);
+        replaceByRename(file, (line + '\n').repeated(500));
+        const QString wanted = QString::fromLatin1(line);
+        ASSERT_TRUE(waitFor([&] {
+            const QStringList lines = reader_->readLines(1, 500);
+            for (const QString& read : lines) {
+                if (!read.isEmpty() && (read.size() > 7 || read.count(read.front()) != read.size()))
+                    ADD_FAILURE() << read.toStdString();
+                if (!read.isEmpty() && read != lines.front())
+                    ADD_FAILURE() << "mixed: " << read.toStdString() << ' ' << lines.front().toStdString();
+            }
+            return lines.size() == 500 && lines.front() == wanted;
+        }));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Readers, LogFileObserverTest, ::testing::Bool());
+
+} // namespace
+} // namespace korvane

@@ -31,11 +31,12 @@ bool keepsAsciiBytes(StringEncoding number) {
     return std::ranges::find(safe, number) != safe.end();
 }
 
-/// The characters that equal this one when case is ignored, itself included.
+/// The characters that equal this one when case is ignored, itself included. All of them lie in the basic
+/// plane, as it does.
 std::vector<char32_t> caseForms(char32_t character) {
     const char32_t folded = QChar::toCaseFolded(character);
     std::vector<char32_t> forms;
-    for (char32_t other = 0; other <= QChar::LastValidCodePoint; ++other)
+    for (char32_t other = 0; other <= 0xFFFF; ++other)
         if (QChar::toCaseFolded(other) == folded)
             forms.push_back(other);
     return forms;

@@ -8,12 +8,15 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <utility>
 
 namespace korvane {
 namespace {
 
-constexpr std::uint64_t blockSize = 256 << 10;
+/// Little is read at first, for matches that follow each other closely.
+constexpr std::uint64_t firstBlockSize = 8 << 10;
+constexpr std::uint64_t largestBlockSize = 256 << 10;
 /// A longer line is decoded in pieces.
 constexpr std::uint64_t pieceSize = 1 << 20;
 
@@ -44,7 +47,7 @@ std::optional<SearchMatch> LineSearch::find(qint64 first, qint64 last) {
     const auto range = rangeOf(low, high);
     if (!range)
         return std::nullopt;
-    block_.resize(blockSize);
+    block_ = std::make_unique_for_overwrite<char[]>(largestBlockSize);
     return forwards ? findForwards(*candidates, *range) : findBackwards(*candidates, *range);
 }
 
@@ -64,7 +67,7 @@ std::optional<LineSearch::Range> LineSearch::rangeOf(qint64 first, qint64 last) 
 }
 
 std::span<const char> LineSearch::read(Range range) {
-    const std::span<char> room(block_.data(), static_cast<std::size_t>(range.end - range.begin));
+    const std::span<char> room(block_.get(), static_cast<std::size_t>(range.end - range.begin));
     return room.first(file_.handle.read(range.begin, room).value_or(0));
 }
 
@@ -81,6 +84,7 @@ std::optional<SearchMatch> LineSearch::findLineByLine(qint64 first, qint64 last)
 }
 
 std::optional<SearchMatch> LineSearch::findForwards(const CandidateSearch& candidates, Range range) {
+    std::uint64_t blockSize = firstBlockSize;
     for (std::uint64_t begin = range.begin; begin < range.end && !isCancelled_();) {
         const std::uint64_t end = std::min(begin + blockSize, range.end);
         const std::span<const char> bytes = read({begin, end});
@@ -101,11 +105,13 @@ std::optional<SearchMatch> LineSearch::findForwards(const CandidateSearch& candi
             next = std::max(next, from);
         }
         begin = next;
+        blockSize = std::min(2 * blockSize, largestBlockSize);
     }
     return std::nullopt;
 }
 
 std::optional<SearchMatch> LineSearch::findBackwards(const CandidateSearch& candidates, Range range) {
+    std::uint64_t blockSize = firstBlockSize;
     for (std::uint64_t end = range.end; end > range.begin && !isCancelled_();) {
         const std::uint64_t begin = end - std::min(end - range.begin, blockSize);
         const std::span<const char> bytes = read({begin, end});
@@ -125,6 +131,7 @@ std::optional<SearchMatch> LineSearch::findBackwards(const CandidateSearch& cand
             next = std::min(next, before);
         }
         end = next;
+        blockSize = std::min(2 * blockSize, largestBlockSize);
     }
     return std::nullopt;
 }

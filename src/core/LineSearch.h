@@ -7,8 +7,9 @@
 #include <QByteArray>
 
 #include <functional>
+#include <memory>
 #include <optional>
-#include <vector>
+#include <span>
 
 namespace korvane {
 
@@ -56,7 +57,7 @@ private:
     const File file_;
     const SearchItem item_;
     const std::function<bool()> isCancelled_;
-    std::vector<char> block_;
+    std::unique_ptr<char[]> block_;
 };
 
 } // namespace korvane

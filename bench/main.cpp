@@ -1,5 +1,6 @@
 #include "Corpus.h"
 #include "RulesBench.h"
+#include "SearchBench.h"
 
 #include "core/LogReader.h"
 #include "foundation/FilePath.h"
@@ -52,6 +53,8 @@ int main(int argc, char** argv) {
         return korvane::bench::generate(argv[2], argv[3], argv[4]);
     if (command == "number" && argc == 4)
         return korvane::bench::number(argv[2], argv[3]);
+    if (command == "search" && argc == 4)
+        return korvane::bench::search(argv[2], argv[3]);
     if (command == "rules-page" && argc == 3)
         return korvane::bench::rulesPage(argv[2]);
     if (command == "rules-engines" && argc == 3)
@@ -59,6 +62,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: korvane_bench index FILE\n"
                          "       korvane_bench generate FILE BYTES SEED\n"
                          "       korvane_bench number FILE LINES\n"
+                         "       korvane_bench search FILE TEXT\n"
                          "       korvane_bench rules-page FILE\n"
                          "       korvane_bench rules-engines FILE\n");
     return 2;

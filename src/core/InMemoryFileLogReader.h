@@ -19,6 +19,11 @@ public:
     qint64 lineCount() const override { return lineCount_.load(std::memory_order_acquire); }
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readLinesForDisplay(qint64 start, qint64 count) override;
+    /// Searches the text that is held, not the file.
+    std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                             const std::function<bool()>& isCancelled) override {
+        return LogFileReaderProtocol::findNextMatch(first, last, item, isCancelled);
+    }
 
 private:
     using LogReader::LogReader;

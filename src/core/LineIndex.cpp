@@ -107,10 +107,8 @@ void LineIndex::unpack(const Block& block, std::size_t count, std::uint64_t* off
     }
 }
 
-void LineIndex::dropBeyond(std::uint64_t offset) {
-    if (lastOffset() <= offset)
-        return;
-    // The block, or the tail, that holds the first entry to go.
+std::size_t LineIndex::entriesUpTo(std::uint64_t offset) const {
+    // The block, or the tail, that holds the first entry beyond.
     std::size_t low = 0;
     std::size_t high = blockCount_;
     while (low < high) {
@@ -120,17 +118,21 @@ void LineIndex::dropBeyond(std::uint64_t offset) {
         else
             high = middle;
     }
-    std::size_t entries = 0;
     if (low == blockCount_ && tailCount_ > 0 && tail_[0] <= offset) {
-        const auto* const kept = std::upper_bound(tail_.data(), tail_.data() + tailCount_, offset);
-        entries = blockCount_ * linesPerBlock + static_cast<std::size_t>(kept - tail_.data());
-    } else {
-        // low > 0: the first entry is 0 and never goes.
-        Offsets offsets;
-        unpack(block(low - 1), linesPerBlock, offsets.data());
-        const auto kept = std::ranges::upper_bound(offsets, offset);
-        entries = (low - 1) * linesPerBlock + static_cast<std::size_t>(kept - offsets.begin());
+        const auto* const beyond = std::upper_bound(tail_.data(), tail_.data() + tailCount_, offset);
+        return blockCount_ * linesPerBlock + static_cast<std::size_t>(beyond - tail_.data());
     }
+    // low > 0: the first entry is 0, and never beyond.
+    Offsets offsets;
+    unpack(block(low - 1), linesPerBlock, offsets.data());
+    const auto beyond = std::ranges::upper_bound(offsets, offset);
+    return (low - 1) * linesPerBlock + static_cast<std::size_t>(beyond - offsets.begin());
+}
+
+void LineIndex::dropBeyond(std::uint64_t offset) {
+    if (lastOffset() <= offset)
+        return;
+    const std::size_t entries = entriesUpTo(offset);
     const std::unique_lock guard(mutex_);
     keepFirst(entries);
 }
@@ -193,6 +195,10 @@ std::optional<std::uint64_t> LineIndex::View::start(qint64 line) const {
     Offsets offsets;
     index_.unpack(index_.block(number), place + 1, offsets.data());
     return offsets[place];
+}
+
+qint64 LineIndex::View::lineAt(std::uint64_t offset) const {
+    return std::min(static_cast<qint64>(index_.entriesUpTo(offset)), lineCount_) - 1;
 }
 
 std::vector<std::uint64_t> LineIndex::View::starts(qint64 line, qint64 count) const {

@@ -64,6 +64,8 @@ public:
         std::optional<std::uint64_t> start(qint64 line) const;
         /// Where `count` consecutive lines start, as far as the map has them.
         std::vector<std::uint64_t> starts(qint64 line, qint64 count) const;
+        /// The line that the byte belongs to; the last one for what lies beyond.
+        qint64 lineAt(std::uint64_t offset) const;
 
     private:
         friend class LineIndex;
@@ -101,6 +103,8 @@ private:
     /// Writes the first `count` offsets of a block.
     void unpack(const Block& block, std::size_t count, std::uint64_t* offsets) const;
     void keepFirst(std::size_t entries);
+    /// How many entries have no greater offset; at least 1.
+    std::size_t entriesUpTo(std::uint64_t offset) const;
 
     mutable std::shared_mutex mutex_;
     // Written under mutex_; the writer itself reads them without it.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/SearchMatch.h"
 #include "foundation/FileHandle.h"
 #include "foundation/Result.h"
 #include "foundation/StringEncoding.h"
@@ -8,11 +9,14 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
 
 namespace korvane {
+
+class SearchItem;
 
 /// Lines by zero-based index: the first one, and how many from there.
 struct LineRange {
@@ -110,6 +114,13 @@ public:
     virtual DisplayLines readLinesForDisplay(qint64 start, qint64 count) = 0;
     /// Bytes that the lines take in the file, their newlines included (0 when not known).
     virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;
+
+    /// The first line in which the item finds something on the way from the zero-based line `first` to
+    /// `last`, both included, forwards or backwards; lines that are not there are passed over. Nothing once
+    /// `isCancelled`, which is asked often, answers true. In a line too long to show, no more than the first
+    /// of the matches need be named.
+    virtual std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                                     const std::function<bool()>& isCancelled);
 
     virtual EncodingChoice encodingChoice() const = 0;
     /// Holds for what is read from now on.

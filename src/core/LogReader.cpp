@@ -1,6 +1,8 @@
 #include "core/LogReader.h"
 
+#include "core/LineSearch.h"
 #include "core/NewlineScan.h"
+#include "core/Pages.h"
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
 #include "foundation/Log.h"
@@ -413,6 +415,18 @@ DisplayLines LogReader::readLinesForDisplay(qint64 start, qint64 count) {
 std::uint64_t LogReader::byteCount(qint64 start, qint64 count) const {
     const auto range = locate(start, count, Detail::Range);
     return range ? range->end - range->begin + (range->newlineFollows ? 1 : 0) : 0;
+}
+
+std::optional<SearchMatch> LogReader::findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                                    const std::function<bool()>& isCancelled) {
+    const auto handle = openHandle();
+    if (isCanceled() || !handle)
+        return std::nullopt;
+    // As for the screen, the first page tells the encoding, not the line that comes first here.
+    if (fileEncoding() == encoding::unknown)
+        readLinesForDisplay(1, pages::size);
+    LineSearch search({index_, *handle, decoder_}, item, [&] { return isStopped() || isCancelled(); });
+    return search.find(first, last);
 }
 
 // ---- Encoding ----

@@ -22,4 +22,7 @@ inline const QString filterManager = QStringLiteral("FilterManagerNotificationKe
 /// Object: QString, the document's key. Other rules are switched on for it. Main thread.
 inline const QString activeRulesChanged = QStringLiteral("ActiveRulesChangedNotification");
 
+/// Object: bool, whether searches go forwards from now on; sender: the window. Main thread.
+inline const QString searchDirectionToggled = QStringLiteral("SearchDirectionToggledNotification");
+
 } // namespace korvane::notification

@@ -14,6 +14,7 @@ namespace korvane {
 
 class DocumentProtocol;
 class RuleEnforcerProtocol;
+class SearchItem;
 
 /// Turns the lines of a file into the rows of a table: row r shows the line with the zero-based index
 /// `rowStart()` + r. Held by shared pointer. Main thread unless said otherwise; no operation waits for the
@@ -67,6 +68,17 @@ public:
     virtual std::optional<RowLine> cachedRowLine(qint64 row) const = 0;
     /// Whether the row's line carries the user's mark.
     virtual bool hasLineMark(qint64 row) const = 0;
+
+    /// What the item finds in the row's line. Reads the line itself: no page is loaded, no rule is run. Any
+    /// thread. A data source that cannot be searched finds nothing.
+    virtual std::optional<SearchMatch> searchRow(qint64 /*row*/, const SearchItem& /*item*/) {
+        return std::nullopt;
+    }
+    /// What `searchRow` finds first on the way from `firstRow` to `lastRow`, both included, forwards or
+    /// backwards; rows that are not there are passed over. Nothing once `isCancelled` answers true. Any
+    /// thread.
+    virtual std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                                     const std::function<bool()>& isCancelled);
 
     /// Loads a page of lines, once; at once on this thread when not `async`. Any thread.
     virtual void loadPage(qint64 page, bool async) = 0;

@@ -4,6 +4,8 @@
 #include "documents/LoadLinesOperation.h"
 #include "foundation/FatalError.h"
 
+#include <algorithm>
+
 namespace korvane {
 
 LogTableDataSource::LogTableDataSource(const std::shared_ptr<DocumentProtocol>& document)
@@ -14,6 +16,21 @@ LogTableDataSource::LogTableDataSource(const std::shared_ptr<DocumentProtocol>& 
 
 qint64 LogTableDataSource::rowCount() const {
     return logReader_->lineCount();
+}
+
+std::optional<SearchMatch> LogTableDataSource::searchRow(qint64 row, const SearchItem& item) {
+    return findNextMatch(row, row, item, [] { return false; });
+}
+
+std::optional<SearchMatch> LogTableDataSource::findNextMatch(qint64 firstRow, qint64 lastRow,
+                                                             const SearchItem& item,
+                                                             const std::function<bool()>& isCancelled) {
+    // Lines before the first row are there, but not in the table.
+    const qint64 start = rowStart();
+    if (firstRow < 0 && lastRow < 0)
+        return std::nullopt;
+    return logReader_->findNextMatch(start + std::max<qint64>(firstRow, 0),
+                                     start + std::max<qint64>(lastRow, 0), item, isCancelled);
 }
 
 std::shared_ptr<PageLoadOperation> LogTableDataSource::makeLoadOperation(const PageRequest& request) {

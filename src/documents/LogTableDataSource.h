@@ -15,6 +15,9 @@ public:
     const std::shared_ptr<LogFileReaderProtocol>& logReader() const { return logReader_; }
     std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return logReader_; }
     qint64 rowCount() const override;
+    std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override;
+    std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                             const std::function<bool()>& isCancelled) override;
 
 protected:
     std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) override;

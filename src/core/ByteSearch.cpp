@@ -1,0 +1,172 @@
+#include "core/ByteSearch.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace korvane {
+namespace {
+
+enum class Direction { Forwards, Backwards };
+
+/// How telling a unit is: the more frequent its bytes are in logs, the less.
+std::size_t rarity(ByteSearch::Unit unit) {
+    constexpr std::string_view mostFrequentFirst = " e0t1a2on3ir4s5-6:7.8l9dcu/mpgf=h\"";
+    return std::min(mostFrequentFirst.find(static_cast<char>(unit.value)), mostFrequentFirst.size());
+}
+
+template <Direction direction>
+std::size_t findPortably(const ByteSearch& search, ByteSearch::Places places) {
+    for (std::size_t i = places.begin; i < places.end; ++i) {
+        const std::size_t place = direction == Direction::Forwards ? i : places.end - 1 - (i - places.begin);
+        if (search.isAt(places.block + place))
+            return place;
+    }
+    return places.end;
+}
+
+#if defined(__x86_64__)
+
+/// The place of an occurrence among those that the bits of `mask` stand for; nothing when none is one.
+template <Direction direction>
+std::optional<std::size_t> confirm(const ByteSearch& search, const char* block, std::size_t base,
+                                   std::uint32_t mask) {
+    while (mask != 0) {
+        const int bit = direction == Direction::Forwards ? std::countr_zero(mask) : std::bit_width(mask) - 1;
+        const std::size_t place = base + static_cast<std::size_t>(bit);
+        if (search.isAt(block + place))
+            return place;
+        mask &= ~(std::uint32_t{1} << bit);
+    }
+    return std::nullopt;
+}
+
+// A window of places is searched at once; what makes no full window at the far end is left to the portable
+// way.
+
+template <Direction direction>
+std::size_t findWithSse2(const ByteSearch& search, ByteSearch::Places places) {
+    constexpr std::size_t width = 16;
+    const ByteSearch::Unit rare = search.unitAt(search.rareOffset());
+    const ByteSearch::Unit second = search.unitAt(search.secondOffset());
+    const __m128i rareMask = _mm_set1_epi8(static_cast<char>(rare.mask));
+    const __m128i rareValue = _mm_set1_epi8(static_cast<char>(rare.value));
+    const __m128i secondMask = _mm_set1_epi8(static_cast<char>(second.mask));
+    const __m128i secondValue = _mm_set1_epi8(static_cast<char>(second.value));
+    ByteSearch::Places rest = places;
+    while (rest.end - rest.begin >= width) {
+        const std::size_t base = direction == Direction::Forwards ? rest.begin : rest.end - width;
+        const char* const start = places.block + base;
+        const __m128i one = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start + search.rareOffset()));
+        const __m128i two = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start + search.secondOffset()));
+        const __m128i both = _mm_and_si128(_mm_cmpeq_epi8(_mm_or_si128(one, rareMask), rareValue),
+                                           _mm_cmpeq_epi8(_mm_or_si128(two, secondMask), secondValue));
+        if (const auto mask = static_cast<std::uint32_t>(_mm_movemask_epi8(both)); mask != 0)
+            if (const auto place = confirm<direction>(search, places.block, base, mask))
+                return *place;
+        if constexpr (direction == Direction::Forwards)
+            rest.begin += width;
+        else
+            rest.end -= width;
+    }
+    const std::size_t place = findPortably<direction>(search, rest);
+    return place == rest.end ? places.end : place;
+}
+
+template <Direction direction>
+[[gnu::target("avx2")]] std::size_t findWithAvx2(const ByteSearch& search, ByteSearch::Places places) {
+    constexpr std::size_t width = 32;
+    const std::size_t rareOffset = search.rareOffset();
+    const std::size_t secondOffset = search.secondOffset();
+    const ByteSearch::Unit rare = search.unitAt(rareOffset);
+    const ByteSearch::Unit second = search.unitAt(secondOffset);
+    const __m256i rareMask = _mm256_set1_epi8(static_cast<char>(rare.mask));
+    const __m256i rareValue = _mm256_set1_epi8(static_cast<char>(rare.value));
+    const __m256i secondMask = _mm256_set1_epi8(static_cast<char>(second.mask));
+    const __m256i secondValue = _mm256_set1_epi8(static_cast<char>(second.value));
+    ByteSearch::Places rest = places;
+    while (rest.end - rest.begin >= width) {
+        const std::size_t base = direction == Direction::Forwards ? rest.begin : rest.end - width;
+        const char* const start = places.block + base;
+        const __m256i one = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(start + rareOffset));
+        const __m256i two = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(start + secondOffset));
+        const __m256i both =
+            _mm256_and_si256(_mm256_cmpeq_epi8(_mm256_or_si256(one, rareMask), rareValue),
+                             _mm256_cmpeq_epi8(_mm256_or_si256(two, secondMask), secondValue));
+        if (const auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(both)); mask != 0)
+            if (const auto place = confirm<direction>(search, places.block, base, mask))
+                return *place;
+        if constexpr (direction == Direction::Forwards)
+            rest.begin += width;
+        else
+            rest.end -= width;
+    }
+    const std::size_t place = findPortably<direction>(search, rest);
+    return place == rest.end ? places.end : place;
+}
+
+#endif
+
+const ByteSearch::Implementation& best() {
+    static const ByteSearch::Implementation& fastest = ByteSearch::implementations().front();
+    return fastest;
+}
+
+} // namespace
+
+ByteSearch::ByteSearch(std::vector<Unit> pattern) : pattern_(std::move(pattern)) {
+    const auto rarest = [this](std::size_t other) {
+        std::size_t best = other == 0 && pattern_.size() > 1 ? 1 : 0;
+        for (std::size_t i = 0; i < pattern_.size(); ++i)
+            if (i != other && rarity(pattern_[i]) > rarity(pattern_[best]))
+                best = i;
+        return best;
+    };
+    rareOffset_ = rarest(pattern_.size());
+    secondOffset_ = rarest(rareOffset_);
+}
+
+bool ByteSearch::isAt(const char* place) const {
+    for (const Unit unit : pattern_)
+        if (!unit.equals(*place++))
+            return false;
+    return true;
+}
+
+std::optional<std::size_t> ByteSearch::first(std::span<const char> block, std::size_t from) const {
+    if (block.size() < size() || from > block.size() - size())
+        return std::nullopt;
+    const Places places{block.data(), from, block.size() - size() + 1};
+    const std::size_t place = best().first(*this, places);
+    return place == places.end ? std::nullopt : std::optional(place);
+}
+
+std::optional<std::size_t> ByteSearch::last(std::span<const char> block, std::size_t before) const {
+    if (block.size() < size())
+        return std::nullopt;
+    const Places places{block.data(), 0, std::min(before, block.size() - size() + 1)};
+    const std::size_t place = best().last(*this, places);
+    return place == places.end ? std::nullopt : std::optional(place);
+}
+
+const std::vector<ByteSearch::Implementation>& ByteSearch::implementations() {
+    static const std::vector<Implementation> found = [] {
+        std::vector<Implementation> result;
+#if defined(__x86_64__)
+        if (__builtin_cpu_supports("avx2"))
+            result.push_back(
+                {"avx2", &findWithAvx2<Direction::Forwards>, &findWithAvx2<Direction::Backwards>});
+        result.push_back({"sse2", &findWithSse2<Direction::Forwards>, &findWithSse2<Direction::Backwards>});
+#endif
+        result.push_back(
+            {"portable", &findPortably<Direction::Forwards>, &findPortably<Direction::Backwards>});
+        return result;
+    }();
+    return found;
+}
+
+} // namespace korvane

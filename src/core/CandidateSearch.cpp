@@ -1,0 +1,155 @@
+#include "core/CandidateSearch.h"
+
+#include "core/SearchItem.h"
+
+#include <QByteArray>
+#include <QChar>
+#include <QString>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+using Units = std::vector<ByteSearch::Unit>;
+
+/// A part of the text is enough, and blocks are much larger.
+constexpr std::size_t longestPattern = 256;
+
+/// Characters that equal an ASCII letter when case is ignored: the Kelvin sign and the long s.
+constexpr char32_t kelvinSign = 0x212A;
+constexpr char32_t longS = 0x017F;
+
+/// Encodings in which every ASCII character is its own byte, and that byte nothing else.
+bool keepsAsciiBytes(StringEncoding number) {
+    constexpr std::array safe{encoding::utf8,        encoding::ascii,       encoding::isoLatin1,
+                              encoding::isoLatin2,   encoding::windows1250, encoding::windows1251,
+                              encoding::windows1252, encoding::windows1253, encoding::windows1254,
+                              encoding::koi8r};
+    return std::ranges::find(safe, number) != safe.end();
+}
+
+/// The characters that equal this one when case is ignored, itself included. All of them lie in the basic
+/// plane, as it does.
+std::vector<char32_t> caseForms(char32_t character) {
+    const char32_t folded = QChar::toCaseFolded(character);
+    std::vector<char32_t> forms;
+    for (char32_t other = 0; other <= 0xFFFF; ++other)
+        if (QChar::toCaseFolded(other) == folded)
+            forms.push_back(other);
+    return forms;
+}
+
+QByteArray utf8(char32_t character) {
+    return QString::fromUcs4(&character, 1).toUtf8();
+}
+
+/// Units that every one of the texts matches. Precondition: they have the same size.
+Units unitsFor(const std::vector<QByteArray>& texts) {
+    Units units;
+    for (qsizetype i = 0; i < texts.front().size(); ++i) {
+        const auto first = static_cast<std::uint8_t>(texts.front().at(i));
+        std::uint8_t mask = 0;
+        for (const QByteArray& text : texts)
+            mask |= static_cast<std::uint8_t>(first ^ static_cast<std::uint8_t>(text.at(i)));
+        units.push_back({mask, static_cast<std::uint8_t>(first | mask)});
+    }
+    return units;
+}
+
+/// How the character stands in the bytes of the file; empty when they do not tell.
+Units unitsOf(QChar character, bool ignoreCase, StringEncoding number) {
+    const char16_t unit = character.unicode();
+    if (unit < 0x80) {
+        const bool hasCases = ignoreCase && character.isLetter();
+        const auto mask = static_cast<std::uint8_t>(hasCases ? 0x20 : 0);
+        return {{mask, static_cast<std::uint8_t>(unit | mask)}};
+    }
+    // What is no text may be shown as the replacement character.
+    if (number != encoding::utf8 || character.isSurrogate() || unit == QChar::ReplacementCharacter)
+        return {};
+    std::vector<QByteArray> texts;
+    for (const char32_t form : ignoreCase ? caseForms(unit) : std::vector<char32_t>{unit})
+        texts.push_back(utf8(form));
+    const bool sameSize = std::ranges::all_of(
+        texts, [&](const QByteArray& text) { return text.size() == texts.front().size(); });
+    return sameSize && !texts.empty() ? unitsFor(texts) : Units();
+}
+
+ByteSearch exactly(char32_t character) {
+    return ByteSearch(unitsFor({utf8(character)}));
+}
+
+} // namespace
+
+std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, StringEncoding number) {
+    if (item.regex() || !keepsAsciiBytes(number))
+        return std::nullopt;
+    Units longest;
+    Units run;
+    const auto endRun = [&] {
+        if (run.size() > longest.size())
+            longest = run;
+        run.clear();
+    };
+    // What stands behind a few hundred characters would change nothing.
+    const QString start = item.searchStr().left(static_cast<qsizetype>(longestPattern));
+    for (const QChar character : start) {
+        const Units units = unitsOf(character, item.ignoreCase(), number);
+        if (units.empty() || run.size() + units.size() > longestPattern)
+            endRun();
+        run.insert(run.end(), units.begin(), units.end());
+    }
+    endRun();
+    if (longest.empty())
+        return std::nullopt;
+
+    std::vector<ByteSearch> patterns;
+    patterns.emplace_back(std::move(longest));
+    if (item.ignoreCase()) {
+        // Bytes that are not valid in the file's encoding are read as UTF-8, so they count in every one.
+        if (start.contains(u'k', Qt::CaseInsensitive))
+            patterns.push_back(exactly(kelvinSign));
+        if (start.contains(u's', Qt::CaseInsensitive))
+            patterns.push_back(exactly(longS));
+    }
+    return CandidateSearch(std::move(patterns));
+}
+
+std::size_t CandidateSearch::overlap() const {
+    std::size_t longest = 0;
+    for (const ByteSearch& pattern : patterns_)
+        longest = std::max(longest, pattern.size());
+    return longest - 1;
+}
+
+CandidateSearch::Block::Block(const CandidateSearch& search, std::span<const char> bytes)
+    : search_(search), bytes_(bytes), found_(search.patterns_.size()) {}
+
+std::optional<std::size_t> CandidateSearch::Block::first(std::size_t from) {
+    std::optional<std::size_t> nearest;
+    for (std::size_t i = 0; i < found_.size(); ++i) {
+        Found& found = found_[i];
+        if (!found.isKnown || (found.place && *found.place < from))
+            found = {true, search_.patterns_[i].first(bytes_, from)};
+        if (found.place && (!nearest || *found.place < *nearest))
+            nearest = found.place;
+    }
+    return nearest;
+}
+
+std::optional<std::size_t> CandidateSearch::Block::last(std::size_t before) {
+    std::optional<std::size_t> nearest;
+    for (std::size_t i = 0; i < found_.size(); ++i) {
+        Found& found = found_[i];
+        if (!found.isKnown || (found.place && *found.place >= before))
+            found = {true, search_.patterns_[i].last(bytes_, before)};
+        if (found.place && (!nearest || *found.place > *nearest))
+            nearest = found.place;
+    }
+    return nearest;
+}
+
+} // namespace korvane

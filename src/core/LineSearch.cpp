@@ -1,0 +1,175 @@
+#include "core/LineSearch.h"
+
+#include "core/FileTextDecoder.h"
+#include "core/LineIndex.h"
+#include "foundation/FileHandle.h"
+
+#include <QString>
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+/// Little is read at first, for matches that follow each other closely.
+constexpr std::uint64_t firstBlockSize = 8 << 10;
+constexpr std::uint64_t largestBlockSize = 256 << 10;
+/// A longer line is decoded in pieces.
+constexpr std::uint64_t pieceSize = 1 << 20;
+
+/// Adds the ranges, which count from `base`; those that no range can say are left out.
+void addShifted(std::vector<TextRange>& to, const std::vector<TextRange>& ranges, qint64 base) {
+    for (const TextRange& range : ranges)
+        if (base + range.end() <= std::numeric_limits<int>::max())
+            to.push_back({static_cast<int>(base + range.location), range.length});
+}
+
+} // namespace
+
+LineSearch::LineSearch(File file, SearchItem item, std::function<bool()> isCancelled)
+    : file_(file), item_(std::move(item)), isCancelled_(std::move(isCancelled)) {}
+
+std::optional<SearchMatch> LineSearch::find(qint64 first, qint64 last) {
+    const qint64 lastLine = file_.index.lineCount() - 1;
+    const qint64 low = std::max<qint64>(std::min(first, last), 0);
+    const qint64 high = std::min(std::max(first, last), lastLine);
+    if (item_.searchStr().isEmpty() || low > high)
+        return std::nullopt;
+    const bool forwards = first <= last;
+    if (low == high)
+        return findLineByLine(low, high);
+    const auto candidates = CandidateSearch::create(item_, file_.decoder.fileEncoding());
+    if (!candidates)
+        return forwards ? findLineByLine(low, high) : findLineByLine(high, low);
+    const auto range = rangeOf(low, high);
+    if (!range)
+        return std::nullopt;
+    block_ = std::make_unique_for_overwrite<char[]>(largestBlockSize);
+    return forwards ? findForwards(*candidates, *range) : findBackwards(*candidates, *range);
+}
+
+std::optional<LineSearch::Range> LineSearch::rangeOf(qint64 first, qint64 last) const {
+    const LineIndex::View view = file_.index.view();
+    const auto begin = view.start(first);
+    if (!begin || last >= view.lineCount())
+        return std::nullopt;
+    std::uint64_t end = view.endOffset();
+    if (last + 1 < view.lineCount()) {
+        const auto next = view.start(last + 1);
+        if (!next)
+            return std::nullopt;
+        end = *next - 1;
+    }
+    return *begin <= end ? std::optional(Range{*begin, end}) : std::nullopt;
+}
+
+std::span<const char> LineSearch::read(Range range) {
+    const std::span<char> room(block_.get(), static_cast<std::size_t>(range.end - range.begin));
+    return room.first(file_.handle.read(range.begin, room).value_or(0));
+}
+
+std::optional<SearchMatch> LineSearch::findLineByLine(qint64 first, qint64 last) {
+    const qint64 step = first <= last ? 1 : -1;
+    for (qint64 line = first; !isCancelled_(); line += step) {
+        if (const auto range = rangeOf(line, line))
+            if (auto match = matchIn(line, *range))
+                return match;
+        if (line == last)
+            break;
+    }
+    return std::nullopt;
+}
+
+std::optional<SearchMatch> LineSearch::findForwards(const CandidateSearch& candidates, Range range) {
+    std::uint64_t blockSize = firstBlockSize;
+    for (std::uint64_t begin = range.begin; begin < range.end && !isCancelled_();) {
+        const std::uint64_t end = std::min(begin + blockSize, range.end);
+        const std::span<const char> bytes = read({begin, end});
+        CandidateSearch::Block block(candidates, bytes);
+        std::uint64_t next = end < range.end ? end - candidates.overlap() : end;
+        std::uint64_t from = begin;
+        while (from < end && !isCancelled_()) {
+            const auto place = block.first(static_cast<std::size_t>(from - begin));
+            if (!place)
+                break;
+            auto judged = judge(begin + *place);
+            if (!judged)
+                return std::nullopt;
+            if (judged->match)
+                return std::move(judged->match);
+            // The rest of the line has been judged with it, also where it lies beyond the block.
+            from = judged->line.end + 1;
+            next = std::max(next, from);
+        }
+        begin = next;
+        blockSize = std::min(2 * blockSize, largestBlockSize);
+    }
+    return std::nullopt;
+}
+
+std::optional<SearchMatch> LineSearch::findBackwards(const CandidateSearch& candidates, Range range) {
+    std::uint64_t blockSize = firstBlockSize;
+    for (std::uint64_t end = range.end; end > range.begin && !isCancelled_();) {
+        const std::uint64_t begin = end - std::min(end - range.begin, blockSize);
+        const std::span<const char> bytes = read({begin, end});
+        CandidateSearch::Block block(candidates, bytes);
+        std::uint64_t next = begin > range.begin ? begin + candidates.overlap() : begin;
+        std::uint64_t before = end;
+        while (before > begin && !isCancelled_()) {
+            const auto place = block.last(static_cast<std::size_t>(before - begin));
+            if (!place)
+                break;
+            auto judged = judge(begin + *place);
+            if (!judged)
+                return std::nullopt;
+            if (judged->match)
+                return std::move(judged->match);
+            before = judged->line.begin;
+            next = std::min(next, before);
+        }
+        end = next;
+        blockSize = std::min(2 * blockSize, largestBlockSize);
+    }
+    return std::nullopt;
+}
+
+std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {
+    const qint64 line = file_.index.view().lineAt(place);
+    const auto range = rangeOf(line, line);
+    // The file is being read anew: what the search goes by holds no longer.
+    if (!range || place < range->begin || place > range->end)
+        return std::nullopt;
+    return Judgement{matchIn(line, *range), *range};
+}
+
+std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) const {
+    SearchMatch match{line, {}};
+    // The end of the piece before, in which a match may begin.
+    QString text;
+    qint64 base = 0;
+    for (std::uint64_t offset = range.begin; offset < range.end && !isCancelled_();) {
+        const std::uint64_t size = std::min(range.end - offset, pieceSize);
+        const bool isLast = offset + size == range.end;
+        QByteArray bytes(static_cast<qsizetype>(size), Qt::Uninitialized);
+        bytes.truncate(static_cast<qsizetype>(
+            file_.handle.read(offset, {bytes.data(), static_cast<std::size_t>(size)}).value_or(0)));
+        const auto piece = file_.decoder.decodeSilently({offset, bytes, !isLast});
+        if (!piece || (piece->usedBytes == 0 && !isLast))
+            return std::nullopt;
+        text += piece->text;
+        if (const auto ranges = item_.matchRanges(text); !ranges.empty()) {
+            addShifted(match.results, ranges, base);
+            return match;
+        }
+        const qsizetype kept = std::min(text.size(), item_.searchStr().size() - 1);
+        base += text.size() - kept;
+        text = text.last(kept);
+        offset = isLast ? range.end : offset + piece->usedBytes;
+    }
+    return std::nullopt;
+}
+
+} // namespace korvane

@@ -1,0 +1,26 @@
+#include "core/LogFileReaderProtocol.h"
+
+#include "core/SearchItem.h"
+
+#include <algorithm>
+
+namespace korvane {
+
+std::optional<SearchMatch> LogFileReaderProtocol::findNextMatch(qint64 first, qint64 last,
+                                                                const SearchItem& item,
+                                                                const std::function<bool()>& isCancelled) {
+    const bool forwards = first <= last;
+    const qint64 low = std::max<qint64>(std::min(first, last), 0);
+    const qint64 high = std::min(std::max(first, last), lineCount() - 1);
+    for (qint64 i = 0; i <= high - low && !isCancelled(); ++i) {
+        const qint64 line = forwards ? low + i : high - i;
+        const QStringList texts = readLines(line + 1, 1);
+        if (texts.isEmpty())
+            continue;
+        if (auto ranges = item.matchRanges(texts.front()); !ranges.empty())
+            return SearchMatch{line, std::move(ranges)};
+    }
+    return std::nullopt;
+}
+
+} // namespace korvane

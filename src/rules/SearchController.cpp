@@ -1,0 +1,144 @@
+#include "rules/SearchController.h"
+
+#include "core/NotificationNames.h"
+#include "core/SearchItem.h"
+#include "core/TailDataSourceProtocol.h"
+#include "foundation/MainThread.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+bool isSpaceOrTab(QChar character) {
+    return character == u'\t' || character.category() == QChar::Separator_Space;
+}
+
+QString trimmed(const QString& text) {
+    const auto begin = std::find_if_not(text.begin(), text.end(), isSpaceOrTab);
+    const auto end = std::find_if_not(text.rbegin(), std::make_reverse_iterator(begin), isSpaceOrTab).base();
+    return QString(begin, end - begin);
+}
+
+} // namespace
+
+std::shared_ptr<SearchController>
+SearchController::create(Window window, std::shared_ptr<TailDataSourceProtocol> dataSource) {
+    return std::shared_ptr<SearchController>(new SearchController(window, std::move(dataSource)));
+}
+
+SearchController::SearchController(Window window, std::shared_ptr<TailDataSourceProtocol> dataSource)
+    : window_(window), dataSource_(std::move(dataSource)),
+      directionToken_(NotificationCenter::shared().observe(
+          notification::searchDirectionToggled,
+          [this](const Notification& notification) { handleSearchDirectionToggled(notification); })) {}
+
+SearchController::~SearchController() = default;
+
+void SearchController::performSearch(const QString& searchText) {
+    if (searchText.isEmpty()) {
+        clearSearch();
+        return;
+    }
+    const QString text = trimmed(searchText);
+    if (text == currentSearchItem_ && searchInProgress())
+        return;
+    if (text != currentSearchItem_) {
+        clearSearch();
+        currentSearchItem_ = text;
+    }
+    const RowRange rows = rowsToSearch();
+    currentOperation_ = std::make_shared<SearchOperation>(dataSource_, text, rows.start, rows.end);
+    window_.progress.show();
+    currentOperation_->setCompletion([weak = weak_from_this(), operation = std::weak_ptr(currentOperation_)] {
+        MainThread::shared().post([weak, ended = operation.lock()] {
+            const auto self = weak.lock();
+            // One that was cancelled has left its place to another, or to none.
+            if (self && ended && self->currentOperation_ == ended)
+                self->searchEnded(*ended);
+        });
+    });
+    opQueue_.addOperation(currentOperation_);
+}
+
+SearchController::RowRange SearchController::rowsToSearch() const {
+    const qint64 rows = rowCount();
+    if (searchingForward_) {
+        const qint64 start = currentSearchRow_ + 1;
+        return {std::min(start, rows - 1), rows - 1};
+    }
+    const qint64 start = currentSearchRow_ - 1;
+    return {start >= 0 && start < rows ? start : 0, 0};
+}
+
+qint64 SearchController::rowCount() const {
+    return dataSource_ ? dataSource_->numberOfRows() : 0;
+}
+
+void SearchController::handleSearchDirectionToggled(const Notification& notification) {
+    const auto* const forward = std::any_cast<bool>(&notification.object);
+    if (!forward || notification.sender != window_.sender)
+        return;
+    // A match still to come would lie in the old direction.
+    cancelSearches();
+    searchingForward_ = *forward;
+    resetPosition();
+}
+
+void SearchController::clearSearch() {
+    currentSearchItem_.clear();
+    cancelSearches();
+    resetPosition();
+}
+
+void SearchController::cancelSearches() {
+    opQueue_.cancelAllOperations();
+    if (searchInProgress())
+        window_.progress.hide();
+    currentOperation_.reset();
+}
+
+void SearchController::resetPosition() {
+    currentSearchRow_ = searchingForward_ ? -1 : rowCount();
+    if (!dataSource_ || dataSource_->lastSearchResults().empty())
+        return;
+    dataSource_->setLastSearchResults({});
+    window_.table.reload();
+}
+
+void SearchController::searchEnded(const SearchOperation& operation) {
+    const std::optional<SearchMatch> match = operation.match();
+    currentOperation_.reset();
+    if (match)
+        show(*match);
+    window_.progress.hide();
+    if (!match && noFurtherMatch_)
+        noFurtherMatch_();
+}
+
+void SearchController::show(const SearchMatch& match) {
+    const qint64 row = match.row - dataSource_->rowStart();
+    if (row < 0 || row >= rowCount())
+        return; // the view was cleared, or the file cut, while the search ran
+    auto results = dataSource_->lastSearchResults();
+    results.insert_or_assign(match.row, match);
+    dataSource_->setLastSearchResults(std::move(results));
+    currentSearchRow_ = row;
+    window_.table.reload();
+    window_.table.selectRow(row);
+    window_.table.scrollRowToVisible(row);
+}
+
+SearchController::SearchOperation::SearchOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
+                                                   QString searchTxt, qint64 startingRow, qint64 endRow)
+    : dataSource_(std::move(dataSource)), searchTxt_(std::move(searchTxt)), startingRow_(startingRow),
+      endRow_(endRow) {}
+
+void SearchController::SearchOperation::main() {
+    if (dataSource_)
+        match_ = dataSource_->findNextMatch(startingRow_, endRow_, SearchItem(searchTxt_),
+                                            [this] { return isCancelled(); });
+}
+
+} // namespace korvane

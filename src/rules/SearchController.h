@@ -1,0 +1,120 @@
+#pragma once
+
+#include "core/SearchMatch.h"
+#include "foundation/NotificationCenter.h"
+#include "foundation/Operation.h"
+#include "foundation/OperationQueue.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace korvane {
+
+class TailDataSourceProtocol;
+
+/// What a search needs of the table that shows its rows. Main thread.
+class SearchTable {
+public:
+    virtual ~SearchTable() = default;
+    /// Rows look different: matches are painted, or are no longer.
+    virtual void reload() = 0;
+    /// Selects this row and no other.
+    virtual void selectRow(qint64 row) = 0;
+    virtual void scrollRowToVisible(qint64 row) = 0;
+};
+
+/// Shows that a search is under way. Main thread.
+class SearchProgressItem {
+public:
+    virtual ~SearchProgressItem() = default;
+    virtual void show() = 0;
+    virtual void hide() = 0;
+};
+
+/// Takes one window from match to match: a text asked for again goes on behind the last match, another text
+/// starts anew, and nothing wraps round.
+///
+/// Main thread; the searches run on a queue and report back through `MainThread`. Held by the window alone.
+class SearchController : public std::enable_shared_from_this<SearchController> {
+public:
+    class SearchOperation;
+
+    struct Window {
+        SearchTable& table;
+        SearchProgressItem& progress;
+        /// Whose changes of direction count.
+        const void* sender = nullptr;
+    };
+    /// Table and progress item must outlive the controller. Without a data source every search is in vain.
+    static std::shared_ptr<SearchController> create(Window window,
+                                                    std::shared_ptr<TailDataSourceProtocol> dataSource);
+    ~SearchController();
+
+    /// Looks for the next line with the text. Asked for the text that is just being looked for, it does
+    /// nothing; an empty one ends and clears the search.
+    void performSearch(const QString& searchText);
+
+    /// Called when a search has come to its end without a match.
+    void setNoFurtherMatch(std::function<void()> action) { noFurtherMatch_ = std::move(action); }
+
+    const QString& currentSearchItem() const { return currentSearchItem_; }
+    qint64 currentSearchRow() const { return currentSearchRow_; }
+    bool searchingForward() const { return searchingForward_; }
+    bool searchInProgress() const { return currentOperation_ != nullptr; }
+
+private:
+    SearchController(Window window, std::shared_ptr<TailDataSourceProtocol> dataSource);
+
+    struct RowRange {
+        qint64 start = 0;
+        qint64 end = 0;
+    };
+    RowRange rowsToSearch() const;
+    qint64 rowCount() const;
+    void handleSearchDirectionToggled(const Notification& notification);
+    void clearSearch();
+    void cancelSearches();
+    void resetPosition();
+    void searchEnded(const SearchOperation& operation);
+    void show(const SearchMatch& match);
+
+    const Window window_;
+    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    std::function<void()> noFurtherMatch_;
+    NotificationToken directionToken_;
+
+    QString currentSearchItem_;
+    /// The row of the last match; the next search starts beside it.
+    qint64 currentSearchRow_ = -1;
+    bool searchingForward_ = true;
+    /// The one whose end counts; null while nothing is searched.
+    std::shared_ptr<SearchOperation> currentOperation_;
+    OperationQueue opQueue_{"Search queue", 1};
+};
+
+/// Looks for a text, letter by letter and ignoring case, from one row to another, and stops at the first row
+/// that has it.
+class SearchController::SearchOperation : public Operation {
+public:
+    /// Both rows are searched; backwards when `endRow` lies before `startingRow`.
+    SearchOperation(std::shared_ptr<TailDataSourceProtocol> dataSource, QString searchTxt, qint64 startingRow,
+                    qint64 endRow);
+
+    /// What was found. Not before the operation has ended.
+    const std::optional<SearchMatch>& match() const { return match_; }
+
+protected:
+    void main() override;
+
+private:
+    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    const QString searchTxt_;
+    const qint64 startingRow_;
+    const qint64 endRow_;
+    std::optional<SearchMatch> match_;
+};
+
+} // namespace korvane

@@ -116,7 +116,8 @@ TEST_F(MainWindowTest, AFileTakenAwayKeepsItsRowsAndTheFooterSaysSo) {
     EXPECT_EQ(textOfRow(*page, 49), u"line 50"_s);
 }
 
-TEST_F(MainWindowTest, AFileCutShortWhileOpenKeepsItsRowsAndTheFooterSaysSo) {
+TEST_F(MainWindowTest, AFileCutShortWhileNotFollowedKeepsItsRowsAndTheFooterSaysSo) {
+    Preferences::shared().setStartTailingOnFileOpen(false);
     const TemporaryFile file(numberedLines(50));
     MainWindowController* page = open(file);
     file.truncate(10);

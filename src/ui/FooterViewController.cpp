@@ -16,18 +16,22 @@ constexpr int userUpdateMilliseconds = 8000;
 } // namespace
 
 FooterViewController::FooterViewController(QWidget* parent)
-    : QWidget(parent), lblFileName_(new QLabel(this)), lblUserUpdate_(new ElidedLabel(this)),
-      lblEncoding_(new QLabel(this)), lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)) {
+    : QWidget(parent), lblStatus_(new QLabel(this)), lblFileName_(new QLabel(this)),
+      lblUserUpdate_(new ElidedLabel(this)), lblEncoding_(new QLabel(this)), lblLineCount_(new QLabel(this)),
+      lblFileSize_(new QLabel(this)) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 3, 10, 3);
     layout->setSpacing(18);
+    layout->addWidget(lblStatus_);
     layout->addWidget(lblFileName_);
     layout->addWidget(lblUserUpdate_, 1);
     layout->addWidget(lblEncoding_);
     layout->addWidget(lblLineCount_);
     layout->addWidget(lblFileSize_);
-    for (QLabel* label : {lblFileName_, lblUserUpdate_, lblEncoding_, lblLineCount_, lblFileSize_})
+    for (QLabel* label :
+         {lblStatus_, lblFileName_, lblUserUpdate_, lblEncoding_, lblLineCount_, lblFileSize_})
         label->setTextFormat(Qt::PlainText);
+    lblStatus_->setForegroundRole(QPalette::PlaceholderText);
     lblEncoding_->setForegroundRole(QPalette::PlaceholderText);
     lblLineCount_->setAccessibleName(tr("Number of lines"));
     lblFileSize_->setAccessibleName(tr("File size"));
@@ -36,6 +40,10 @@ FooterViewController::FooterViewController(QWidget* parent)
 void FooterViewController::setFileName(const QString& name, const QString& path) {
     lblFileName_->setText(name);
     lblFileName_->setToolTip(path);
+}
+
+void FooterViewController::setStatus(const QString& text) {
+    lblStatus_->setText(text);
 }
 
 void FooterViewController::setFileSize(std::uint64_t bytes) {

@@ -15,6 +15,8 @@ public:
     explicit FooterViewController(QWidget* parent = nullptr);
 
     void setFileName(const QString& name, const QString& path);
+    /// Whether the file is followed, and how.
+    void setStatus(const QString& text);
     void setFileSize(std::uint64_t bytes);
     void setLineCount(qint64 lines);
     void setEncodingName(const QString& name);
@@ -26,6 +28,7 @@ public:
 private:
     void showText();
 
+    QLabel* lblStatus_;
     QLabel* lblFileName_;
     QLabel* lblUserUpdate_;
     QLabel* lblEncoding_;

@@ -1,5 +1,6 @@
 #include "ui/LogViewController.h"
 
+#include "core/FileObserverProtocol.h"
 #include "core/NotificationNames.h"
 #include "core/Pages.h"
 #include "core/Preferences.h"
@@ -107,9 +108,15 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     const auto* object = std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(&notification.object);
     if (!object || (*object)->doc.lock() != document_)
         return;
+    // A view that stands at the end of a followed file stays there.
+    const auto observer = document_->logFileObserver();
+    const bool followsEnd = observer && observer->isTailing() && tableView_->isAtEnd() &&
+                            Preferences::shared().autoTailOnScroll();
     updateLineNumberColumn();
     tableView_->setRowCount(dataSource_->numberOfRows());
     tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
+    if (followsEnd)
+        tableView_->scrollToEnd();
     requestVisiblePages();
     followPendingLine(document_->loadProgress()->state() != LoadProgressController::State::Loading);
     Q_EMIT rowCountChanged();

@@ -1,5 +1,7 @@
 #include "ui/MainWindowController.h"
 
+#include "core/FileObserverProtocol.h"
+#include "core/Preferences.h"
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
@@ -115,6 +117,10 @@ void MainWindowController::updateFooter() {
     if (isLoading() && !progressTimer_.isActive())
         progressTimer_.start(progressInterval);
     footer_->setFileName(document_->displayName(), displayPath(document_->fileUrl()));
+    const auto observer = document_->logFileObserver();
+    footer_->setStatus(observer && observer->isTailing()
+                           ? tr("Polling (%1s)").arg(Preferences::shared().pollingInterval())
+                           : tr("Stopped"));
     footer_->setLineCount(logView_->lineCount());
     // What the index knows, not what the disk would answer: a file on a dead network drive keeps no window
     // waiting.

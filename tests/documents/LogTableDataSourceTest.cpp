@@ -1,13 +1,16 @@
 #include "documents/LogTableDataSource.h"
 
 #include "core/LineMarkLookup.h"
+#include "core/LogReader.h"
 #include "core/NotificationNames.h"
 #include "core/Pages.h"
 #include "core/RuleEnforcerProtocol.h"
+#include "core/SearchItem.h"
 #include "documents/FakeDocument.h"
 #include "documents/FakeReader.h"
 #include "foundation/NotificationCenter.h"
 #include "support/PreferencesTest.h"
+#include "support/TemporaryFile.h"
 #include "support/Waiting.h"
 
 #include <gtest/gtest.h>
@@ -434,6 +437,43 @@ TEST_F(LogTableDataSourceTest, ALoadThatOutlivesItsDataSourcePostsNothing) {
     source_->close();
     MainThread::shared().runPending();
     EXPECT_EQ(posts, 0);
+}
+
+TEST_F(LogTableDataSourceTest, ASearchReadsLinesThatNoPageHasLoadedAndLoadsNone) {
+    QByteArray log;
+    for (int number = 1; number <= 12'000; ++number)
+        log += "line " + QByteArray::number(number) + '\n';
+    const test::TemporaryFile file(log);
+    const auto reader = LogReader::create(file.url());
+    reader->refresh();
+    const auto source = std::make_shared<LogTableDataSource>(std::make_shared<test::FakeDocument>(reader));
+    const SearchItem item(u"LINE 1100"_s);
+
+    EXPECT_FALSE(source->searchRow(1098, item));
+    const auto match = source->searchRow(11'005, item);
+    ASSERT_TRUE(match);
+    EXPECT_EQ(match->row, 11'005);
+    EXPECT_EQ(match->results, (std::vector<TextRange>{{0, 9}}));
+    const auto never = [] { return false; };
+    EXPECT_EQ(source->findNextMatch(1100, 12'000, item, never)->row, 10'999);
+    EXPECT_EQ(source->findNextMatch(12'000, 0, item, never)->row, 11'008);
+    EXPECT_FALSE(source->findNextMatch(-1, -1, SearchItem(u"line 1"_s), never));
+    EXPECT_FALSE(source->cachedRowLine(11'005));
+}
+
+TEST_F(LogTableDataSourceTest, RowsOfAClearedViewAreNotSearched) {
+    const test::TemporaryFile file("error\nerror\nlast");
+    const auto reader = LogReader::create(file.url());
+    reader->refresh();
+    const auto source = std::make_shared<LogTableDataSource>(std::make_shared<test::FakeDocument>(reader));
+    source->clearView();
+    file.append("\nerror");
+    reader->refresh();
+    const auto never = [] { return false; };
+    EXPECT_EQ(source->findNextMatch(0, 1, SearchItem(u"error"_s), never)->row, 3);
+    EXPECT_FALSE(source->searchRow(0, SearchItem(u"error"_s)));
+    EXPECT_EQ(source->searchRow(1, SearchItem(u"error"_s))->row, 3);
+    EXPECT_FALSE(source->searchRow(-1, SearchItem(u"error"_s)));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "AppFixture.h"
 
+#include "core/FileObserverProtocol.h"
 #include "core/TailDataSourceProtocol.h"
 #include "ui/GotoLineViewController.h"
 
@@ -42,6 +43,25 @@ TEST_F(LogViewControllerTest, ThePageOnTheScreenIsReadToItsEndWithoutScrolling) 
     const TemporaryFile file(QByteArray(60, 'x') + "\n" + (QByteArray(60, 'y') + "\n").repeated(4000));
     MainWindowController* page = open(file);
     EXPECT_TRUE(until([&] { return page->document()->dataSource()->cachedRowLine(3999).has_value(); }));
+}
+
+TEST_F(LogViewControllerTest, AFollowedFileKeepsTheViewAtItsEndUnlessItWasScrolledUp) {
+    Preferences::shared().setPollingInterval(0.1);
+    const TemporaryFile file(numberedLines(500));
+    MainWindowController* page = open(file);
+    LogTableView& table = page->logView().tableView();
+    ASSERT_TRUE(until([&] { return page->document()->logFileObserver()->isTailing(); }));
+    table.scrollToEnd();
+    // The first report of a monitor only tells the size that is known already.
+    file.append("\nline 501\nline 502");
+    ASSERT_TRUE(until([&] { return table.rowCount() == 502; }));
+    EXPECT_TRUE(table.isAtEnd());
+    ASSERT_TRUE(until([&] { return textOfRow(*page, 501) == u"line 502"_s; }));
+    EXPECT_EQ(textOfRow(*page, 499), u"line 500"_s);
+    table.setTopRow(100);
+    file.append("\nline 503");
+    ASSERT_TRUE(until([&] { return table.rowCount() == 503; }));
+    EXPECT_EQ(table.firstVisibleRow(), 100);
 }
 
 TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
@@ -239,7 +259,8 @@ TEST_F(LogViewControllerTest, AFileHeldWholeChangesItsEncodingToo) {
         page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, number});
         ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == text; })) << qPrintable(textOfRow(*page, 0));
     }
-    EXPECT_EQ(page->logView().tableView().rowCount(), 7001);
+    // The first rows are there before the file has been read to its end once more.
+    EXPECT_TRUE(until([&] { return page->logView().tableView().rowCount() == 7001; }));
 }
 
 } // namespace

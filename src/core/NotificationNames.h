@@ -9,6 +9,8 @@ inline const QString rowsUpdated = QStringLiteral("RowsUpdatedNotificationKey");
 /// Object: std::shared_ptr<FileStatusNotificationObject>. Another file, or none, stands at the path of a
 /// followed document. Main thread.
 inline const QString fileStatusChanged = QStringLiteral("FileStatusChangedNotification");
+/// Object: std::shared_ptr<DocumentProtocol>. Following its file has begun or ended. Main thread.
+inline const QString tailingChanged = QStringLiteral("TailingChangedNotification");
 /// No object. Rows have arrived in some data source, or must be asked for again; sender: the data source.
 /// Main thread.
 inline const QString dataSourceLoadedLines = QStringLiteral("DataSourceLoadedLinesNotification");

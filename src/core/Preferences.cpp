@@ -2,6 +2,7 @@
 
 #include "foundation/FatalError.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -84,6 +85,12 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
     });
     for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
         refreshCachedColor(key);
+    // Written into the settings by hand, it can be anything.
+    if (const double interval = pollingInterval(); interval > 0) {
+        const double usable = std::clamp(interval, shortestPollingInterval, longestPollingInterval);
+        if (usable != interval)
+            setPollingInterval(usable);
+    }
 }
 
 double Preferences::pollingInterval() const {

@@ -43,8 +43,12 @@ public:
 
     explicit Preferences(std::unique_ptr<UserDefaults> userDefaults);
 
-    /// Registers the default of every setting. Called once at launch, on the main thread, before any window
-    /// opens.
+    /// The polling intervals that can be chosen, in seconds.
+    static constexpr double shortestPollingInterval = 0.1;
+    static constexpr double longestPollingInterval = 3600;
+
+    /// Registers the default of every setting, and brings a stored polling interval back into its limits.
+    /// Called once at launch, on the main thread, before any window opens.
     void registerDefaults(const FontCatalog& fonts);
 
     /// Seconds between two polls of a followed file.

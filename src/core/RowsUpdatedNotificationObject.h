@@ -14,6 +14,8 @@ struct RowsUpdatedNotificationObject {
     std::weak_ptr<DocumentProtocol> doc;
     /// The changed zero-based line indexes, a contiguous range.
     LineRange idx;
+    /// The file holds another content than before: no line is what it was.
+    bool isOtherContent = false;
 };
 
 } // namespace korvane

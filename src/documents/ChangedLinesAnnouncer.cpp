@@ -63,7 +63,8 @@ void ChangedLinesAnnouncer::postNotification() {
         dataSource->clearCache();
     NotificationCenter::shared().post(
         notification::rowsUpdated,
-        std::make_shared<RowsUpdatedNotificationObject>(RowsUpdatedNotificationObject{document, changed}));
+        std::make_shared<RowsUpdatedNotificationObject>(
+            RowsUpdatedNotificationObject{document, changed, content == Content::Other}));
 }
 
 } // namespace korvane

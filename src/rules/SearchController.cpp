@@ -36,7 +36,8 @@ SearchController::SearchController(Window window, std::shared_ptr<TailDataSource
 
 SearchController::~SearchController() = default;
 
-void SearchController::performSearch(const QString& searchText) {
+void SearchController::performSearch(const QString& searchText, Way way) {
+    const bool forward = searchingForward_ == (way == Way::Current);
     if (searchText.isEmpty()) {
         clearSearch();
         return;
@@ -47,8 +48,9 @@ void SearchController::performSearch(const QString& searchText) {
     if (text != currentSearchItem_) {
         clearSearch();
         currentSearchItem_ = text;
+        resetPosition(forward);
     }
-    const RowRange rows = rowsToSearch();
+    const RowRange rows = rowsToSearch(forward);
     currentOperation_ = std::make_shared<SearchOperation>(dataSource_, text, rows.start, rows.end);
     window_.progress.show();
     currentOperation_->setCompletion([weak = weak_from_this(), operation = std::weak_ptr(currentOperation_)] {
@@ -62,9 +64,9 @@ void SearchController::performSearch(const QString& searchText) {
     opQueue_.addOperation(currentOperation_);
 }
 
-SearchController::RowRange SearchController::rowsToSearch() const {
+SearchController::RowRange SearchController::rowsToSearch(bool forward) const {
     const qint64 rows = rowCount();
-    if (searchingForward_) {
+    if (forward) {
         const qint64 start = currentSearchRow_ + 1;
         return {std::min(start, rows - 1), rows - 1};
     }
@@ -83,13 +85,13 @@ void SearchController::handleSearchDirectionToggled(const Notification& notifica
     // A match still to come would lie in the old direction.
     cancelSearches();
     searchingForward_ = *forward;
-    resetPosition();
+    resetPosition(searchingForward_);
 }
 
 void SearchController::clearSearch() {
     currentSearchItem_.clear();
     cancelSearches();
-    resetPosition();
+    resetPosition(searchingForward_);
 }
 
 void SearchController::cancelSearches() {
@@ -99,8 +101,8 @@ void SearchController::cancelSearches() {
     currentOperation_.reset();
 }
 
-void SearchController::resetPosition() {
-    currentSearchRow_ = searchingForward_ ? -1 : rowCount();
+void SearchController::resetPosition(bool forward) {
+    currentSearchRow_ = forward ? -1 : rowCount();
     if (!dataSource_ || dataSource_->lastSearchResults().empty())
         return;
     dataSource_->setLastSearchResults({});
@@ -110,24 +112,24 @@ void SearchController::resetPosition() {
 void SearchController::searchEnded(const SearchOperation& operation) {
     const std::optional<SearchMatch> match = operation.match();
     currentOperation_.reset();
-    if (match)
-        show(*match);
+    const bool isNews = match && show(*match);
     window_.progress.hide();
-    if (!match && noFurtherMatch_)
+    if (!isNews && noFurtherMatch_)
         noFurtherMatch_();
 }
 
-void SearchController::show(const SearchMatch& match) {
+bool SearchController::show(const SearchMatch& match) {
     const qint64 row = match.row - dataSource_->rowStart();
     if (row < 0 || row >= rowCount())
-        return; // the view was cleared, or the file cut, while the search ran
+        return false; // the view was cleared, or the file cut, while the search ran
     auto results = dataSource_->lastSearchResults();
     results.insert_or_assign(match.row, match);
     dataSource_->setLastSearchResults(std::move(results));
-    currentSearchRow_ = row;
+    const bool isOther = std::exchange(currentSearchRow_, row) != row;
     window_.table.reload();
     window_.table.selectRow(row);
     window_.table.scrollRowToVisible(row);
+    return isOther;
 }
 
 SearchController::SearchOperation::SearchOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,

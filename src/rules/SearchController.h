@@ -53,11 +53,20 @@ public:
                                                     std::shared_ptr<TailDataSourceProtocol> dataSource);
     ~SearchController();
 
+    /// The way from the last match to the next one.
+    enum class Way {
+        Current,  ///< in the direction of the window's searches
+        Opposite, ///< one step against it, which changes no direction
+    };
     /// Looks for the next line with the text. Asked for the text that is just being looked for, it does
     /// nothing; an empty one ends and clears the search.
-    void performSearch(const QString& searchText);
+    void performSearch(const QString& searchText, Way way = Way::Current);
+    /// Gives up the search under way. The place in the text stays.
+    void stopSearch() { cancelSearches(); }
+    /// Forgets text, place and matches: nothing was ever searched.
+    void clearSearch();
 
-    /// Called when a search has come to its end without a match.
+    /// Called when a search has come to its end without another match than the last one.
     void setNoFurtherMatch(std::function<void()> action) { noFurtherMatch_ = std::move(action); }
 
     const QString& currentSearchItem() const { return currentSearchItem_; }
@@ -72,14 +81,15 @@ private:
         qint64 start = 0;
         qint64 end = 0;
     };
-    RowRange rowsToSearch() const;
+    RowRange rowsToSearch(bool forward) const;
     qint64 rowCount() const;
     void handleSearchDirectionToggled(const Notification& notification);
-    void clearSearch();
     void cancelSearches();
-    void resetPosition();
+    /// To where a search in this direction begins; the matches go.
+    void resetPosition(bool forward);
     void searchEnded(const SearchOperation& operation);
-    void show(const SearchMatch& match);
+    /// Returns whether it is another match than the last one.
+    bool show(const SearchMatch& match);
 
     const Window window_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;

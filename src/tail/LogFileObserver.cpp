@@ -96,6 +96,10 @@ void LogFileObserver::startTailing() {
     stopTailing();
     const auto monitor = std::make_shared<LocalFileMonitorOperation>(logReader_);
     monitor->setDelegate(weak_from_this());
+    monitor->setCompletion([weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->announceTailing();
+    });
     {
         const std::lock_guard guard(mutex_);
         monitorOp_ = monitor;
@@ -123,7 +127,19 @@ void LogFileObserver::fileSizeChanged(std::uint64_t oldSize, std::uint64_t /*new
         bringUpToDate(Content::Same);
 }
 
+void LogFileObserver::announceTailing() {
+    MainThread::shared().post([weak = dataSource_] {
+        const auto dataSource = weak.lock();
+        if (const auto document = dataSource ? dataSource->getDocument() : nullptr)
+            NotificationCenter::shared().post(notification::tailingChanged, document);
+    });
+}
+
 void LogFileObserver::filePolled() {
+    if (auto monitor = monitorOp(); monitor != announcedMonitor_.lock()) {
+        announcedMonitor_ = monitor;
+        announceTailing();
+    }
     lookAtPath();
     if (logReader_->isBehind())
         bringUpToDate(Content::Same);

@@ -50,6 +50,8 @@ private:
     void lookAtPath();
     void takeFileAtPath();
     void setStatus(FileStatus status);
+    /// `notification::tailingChanged`.
+    void announceTailing();
     std::shared_ptr<FileMonitorOperation> monitorOp() const;
 
     const std::weak_ptr<FollowedDataSource> dataSource_;
@@ -59,7 +61,9 @@ private:
     mutable std::mutex mutex_;
     std::shared_ptr<FileMonitorOperation> monitorOp_; // guarded by mutex_
 
-    FileStatus status_ = FileStatus::Present; // the monitor's thread only
+    // The monitor's thread only.
+    FileStatus status_ = FileStatus::Present;
+    std::weak_ptr<FileMonitorOperation> announcedMonitor_;
 
     OperationQueue opQueue_;
 };

@@ -1,6 +1,7 @@
 #include "ui/FooterViewController.h"
 
 #include "ui/ElidedLabel.h"
+#include "ui/Icons.h"
 #include "ui/SizeText.h"
 
 #include <QHBoxLayout>
@@ -8,21 +9,28 @@
 #include <QLocale>
 #include <QTimer>
 
+#include <utility>
+
 namespace korvane {
 namespace {
 
 constexpr int userUpdateMilliseconds = 8000;
+constexpr int imageSize = 14;
 
 } // namespace
 
 FooterViewController::FooterViewController(QWidget* parent)
-    : QWidget(parent), lblStatus_(new QLabel(this)), lblFileName_(new QLabel(this)),
-      lblUserUpdate_(new ElidedLabel(this)), lblEncoding_(new QLabel(this)), lblLineCount_(new QLabel(this)),
-      lblFileSize_(new QLabel(this)) {
+    : QWidget(parent), imgStatus_(new QLabel(this)), lblStatus_(new QLabel(this)),
+      lblFileName_(new QLabel(this)), lblUserUpdate_(new ElidedLabel(this)), lblEncoding_(new QLabel(this)),
+      lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 3, 10, 3);
     layout->setSpacing(18);
-    layout->addWidget(lblStatus_);
+    auto* status = new QHBoxLayout;
+    status->setSpacing(3);
+    status->addWidget(imgStatus_);
+    status->addWidget(lblStatus_);
+    layout->addLayout(status);
     layout->addWidget(lblFileName_);
     layout->addWidget(lblUserUpdate_, 1);
     layout->addWidget(lblEncoding_);
@@ -42,8 +50,10 @@ void FooterViewController::setFileName(const QString& name, const QString& path)
     lblFileName_->setToolTip(path);
 }
 
-void FooterViewController::setStatus(const QString& text) {
+void FooterViewController::setStatus(const QString& imageName, const QString& text) {
     lblStatus_->setText(text);
+    if (std::exchange(imageName_, imageName) != imageName)
+        imgStatus_->setPixmap(icon(imageName).pixmap({imageSize, imageSize}, devicePixelRatioF()));
 }
 
 void FooterViewController::setFileSize(std::uint64_t bytes) {
@@ -59,8 +69,9 @@ void FooterViewController::setEncodingName(const QString& name) {
     lblEncoding_->setText(name);
 }
 
-void FooterViewController::setStanding(const QString& text) {
+void FooterViewController::setStanding(const QString& text, bool isWarning) {
     standing_ = text;
+    standingIsWarning_ = isWarning;
     showText();
 }
 
@@ -80,7 +91,7 @@ void FooterViewController::showText() {
     lblUserUpdate_->setText(text);
     lblUserUpdate_->setToolTip(text);
     QFont font = this->font();
-    font.setBold(update_.isEmpty() && !standing_.isEmpty());
+    font.setBold(update_.isEmpty() && standingIsWarning_);
     lblUserUpdate_->setFont(font);
 }
 

@@ -15,19 +15,21 @@ public:
     explicit FooterViewController(QWidget* parent = nullptr);
 
     void setFileName(const QString& name, const QString& path);
-    /// Whether the file is followed, and how.
-    void setStatus(const QString& text);
+    /// Whether the file is followed, and how, with the name of a picture for it.
+    void setStatus(const QString& imageName, const QString& text);
     void setFileSize(std::uint64_t bytes);
     void setLineCount(qint64 lines);
     void setEncodingName(const QString& name);
-    /// Something that stays true until it is replaced; empty for nothing. Warnings are drawn so.
-    void setStanding(const QString& text);
+    /// Something that stays true until it is replaced; empty for nothing. Warnings are drawn bold.
+    void setStanding(const QString& text, bool isWarning);
     /// Something of the moment: shown for some seconds in the place of the standing text.
     void showUserUpdate(const QString& text);
 
 private:
     void showText();
 
+    QLabel* imgStatus_;
+    QString imageName_;
     QLabel* lblStatus_;
     QLabel* lblFileName_;
     QLabel* lblUserUpdate_;
@@ -35,6 +37,7 @@ private:
     QLabel* lblLineCount_;
     QLabel* lblFileSize_;
     QString standing_;
+    bool standingIsWarning_ = false;
     QString update_;
     int updateSerial_ = 0;
 };

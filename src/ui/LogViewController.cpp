@@ -14,7 +14,9 @@
 #include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
 #include "ui/CopyLinesOperation.h"
+#include "ui/EndFollower.h"
 #include "ui/GotoLineViewController.h"
+#include "ui/LogSearch.h"
 #include "ui/SizeText.h"
 
 #include <QApplication>
@@ -46,7 +48,9 @@ constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
 LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPresenter& alerts,
                                      QWidget* parent)
     : QObject(parent), document_(std::move(document)), dataSource_(document_->dataSource()), alerts_(alerts),
-      tableView_(new LogTableView(parent)), copyQueue_(std::make_unique<OperationQueue>("Copy queue", 1)) {
+      tableView_(new LogTableView(parent)), search_(new LogSearch(*tableView_, dataSource_, this)),
+      endFollower_(new EndFollower(*tableView_, this)),
+      copyQueue_(std::make_unique<OperationQueue>("Copy queue", 1)) {
     auto& preferences = Preferences::shared();
     const QString fileId = absoluteString(document_->fileUrl());
     wrappingLines_ =
@@ -71,6 +75,8 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     }));
     preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
+    connect(search_, &LogSearch::noFurtherMatch, this,
+            [this] { Q_EMIT userMessage(tr("No further match")); });
     tableView_->installEventFilter(this);
     connect(tableView_, &LogTableView::selectionChanged, this, [this] {
         quickHighlightSelection();
@@ -108,18 +114,34 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     const auto* object = std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(&notification.object);
     if (!object || (*object)->doc.lock() != document_)
         return;
-    // A view that stands at the end of a followed file stays there.
-    const auto observer = document_->logFileObserver();
-    const bool followsEnd = observer && observer->isTailing() && tableView_->isAtEnd() &&
-                            Preferences::shared().autoTailOnScroll();
-    updateLineNumberColumn();
-    tableView_->setRowCount(dataSource_->numberOfRows());
-    tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
-    if (followsEnd)
-        tableView_->scrollToEnd();
+    if ((*object)->isOtherContent) {
+        search_->forgetMatches();
+        endFollower_->otherContent();
+    }
+    const qint64 countBefore = (*object)->isOtherContent ? 0 : lineCount();
+    endFollower_->whileRowsChange(isTailing(), [&] {
+        updateLineNumberColumn();
+        tableView_->setRowCount(dataSource_->numberOfRows());
+        tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
+    });
     requestVisiblePages();
-    followPendingLine(document_->loadProgress()->state() != LoadProgressController::State::Loading);
+    followPendingLine(!isLoading());
+    if (isLoading())
+        isLoaded_ = false;
+    else if (isLoaded_ && lineCount() > countBefore)
+        Q_EMIT linesArrived(lineCount() - countBefore);
     Q_EMIT rowCountChanged();
+}
+
+bool LogViewController::isTailing() const {
+    const auto observer = document_->logFileObserver();
+    return observer && observer->isTailing();
+}
+
+bool LogViewController::isLoading() const {
+    using State = LoadProgressController::State;
+    const State state = document_->loadProgress()->state();
+    return state == State::Waiting || state == State::Loading;
 }
 
 void LogViewController::requestVisiblePages() {
@@ -133,7 +155,9 @@ void LogViewController::requestVisiblePages() {
 }
 
 void LogViewController::dataSourceLoadedLines() {
-    tableView_->rowsChanged();
+    // Wrapped rows are as tall as their text.
+    endFollower_->whileRowsChange(isTailing(), [this] { tableView_->rowsChanged(); });
+    search_->rowsArrived();
     Q_EMIT rowsArrived();
 }
 
@@ -172,8 +196,8 @@ std::optional<qint64> LogViewController::validLineNumber(const QString& text) co
 void LogViewController::goToLine(qint64 lineNumber) {
     const qint64 row = lineNumber - 1 - dataSource_->rowStart();
     if (row < 0) {
-        Q_EMIT userMessage(
-            tr("Line %1 is not shown: the view was cleared after it").arg(QLocale().toString(lineNumber)));
+        Q_EMIT userMessage(tr("Line %1 was cleared from the view: View > Show Cleared Lines brings it back")
+                               .arg(QLocale().toString(lineNumber)));
         return;
     }
     if (row >= tableView_->rowCount())
@@ -185,13 +209,14 @@ void LogViewController::goToLine(qint64 lineNumber) {
 
 void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
     pendingLine_ = lineNumber;
-    using State = LoadProgressController::State;
-    const State state = document_->loadProgress()->state();
-    followPendingLine(state == State::Completed || state == State::Canceled);
+    followPendingLine(!isLoading());
 }
 
 void LogViewController::loadEnded() {
     followPendingLine(true);
+    tableView_->setRowCount(dataSource_->numberOfRows());
+    endFollower_->forgetNewLines();
+    isLoaded_ = true;
 }
 
 void LogViewController::followPendingLine(bool isLast) {
@@ -213,6 +238,43 @@ void LogViewController::followPendingLine(bool isLast) {
 void LogViewController::performGotoLineMenuAction() {
     auto* panel = new GotoLineViewController(*this, tableView_->window());
     panel->open();
+}
+
+void LogViewController::goToFirstLine() {
+    tableView_->setTopRow(0);
+    tableView_->selectRow(0);
+}
+
+void LogViewController::goToLastLine() {
+    endFollower_->goToEnd();
+    tableView_->selectRow(tableView_->rowCount() - 1);
+}
+
+void LogViewController::clearView() {
+    dataSource_->clearView();
+    rowStartChanged();
+}
+
+bool LogViewController::hasClearedLines() const {
+    return dataSource_->rowStart() > 0;
+}
+
+void LogViewController::showAllLines() {
+    const qint64 firstLine = dataSource_->rowStart() + tableView_->firstVisibleRow();
+    dataSource_->clearCache();
+    rowStartChanged();
+    tableView_->setTopRow(firstLine);
+    endFollower_->forgetNewLines();
+}
+
+void LogViewController::rowStartChanged() {
+    search_->forgetMatches();
+    tableView_->clearSelection();
+    tableView_->setRowCount(dataSource_->numberOfRows());
+    tableView_->rowsChanged();
+    endFollower_->forgetNewLines();
+    requestVisiblePages();
+    Q_EMIT rowCountChanged();
 }
 
 // ---- Looks
@@ -329,6 +391,7 @@ void LogViewController::quickHighlightSelection() {
 
 void LogViewController::setEncodingChoice(EncodingChoice choice) {
     document_->setEncodingChoice(choice);
+    search_->forgetMatches(); // in texts that are no longer those on the screen
     tableView_->rowsChanged();
 }
 

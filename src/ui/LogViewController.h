@@ -19,6 +19,8 @@ namespace korvane {
 class AlertPresenter;
 class CopyLinesOperation;
 class Document;
+class EndFollower;
+class LogSearch;
 class OperationQueue;
 class TailDataSourceProtocol;
 
@@ -33,6 +35,7 @@ public:
     ~LogViewController() override;
 
     LogTableView& tableView() { return *tableView_; }
+    LogSearch& search() { return *search_; }
     /// Drawn in the table's context menu; set by the window, not owned.
     void setContextMenu(QMenu* menu) { contextMenu_ = menu; }
 
@@ -47,6 +50,14 @@ public:
     /// All lines are known now.
     void loadEnded();
     void performGotoLineMenuAction();
+    void goToFirstLine();
+    /// Also follows the end from now on, while the file is followed.
+    void goToLastLine();
+    /// All lines but the last one leave the view; search results go too.
+    void clearView();
+    /// Whether lines were cleared away, so that `showAllLines` has something to bring back.
+    bool hasClearedLines() const;
+    void showAllLines();
 
     bool wrappingLines() const { return wrappingLines_; }
     /// Also remembered for this file.
@@ -82,6 +93,8 @@ public:
 
 Q_SIGNALS:
     void rowCountChanged();
+    /// Lines have been added to the file since its first scan, and are known now.
+    void linesArrived(qint64 count);
     /// A page has arrived, or failed to.
     void rowsArrived();
     void wrappingChanged();
@@ -99,6 +112,10 @@ protected:
 private:
     void rowsUpdatedInTable(const Notification& notification);
     void dataSourceLoadedLines();
+    bool isTailing() const;
+    bool isLoading() const;
+    /// The table shows other rows of the same file.
+    void rowStartChanged();
     void handleUserDefaultsChanged(const QString& key);
     void applyFont();
     void applyColors();
@@ -115,12 +132,16 @@ private:
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     AlertPresenter& alerts_;
     LogTableView* tableView_;
+    LogSearch* search_;
+    EndFollower* endFollower_;
     QMenu* contextMenu_ = nullptr;
     bool wrappingLines_ = false;
     /// Kept while it is out of the table.
     std::optional<LogTableView::Column> lineNumTableCol_;
     qreal sidebarWidth_ = 0;
     std::optional<qint64> pendingLine_;
+    /// The first scan has ended: what comes now is new.
+    bool isLoaded_ = false;
 
     std::unique_ptr<OperationQueue> copyQueue_;
     std::shared_ptr<CopyLinesOperation> copyOperation_;

@@ -1,17 +1,10 @@
 #pragma once
 
-#include "foundation/NotificationCenter.h"
-
 #include <QMainWindow>
-#include <QUuid>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
-class QAction;
-class QActionGroup;
-class QMenu;
 class QStackedWidget;
 class QTabWidget;
 
@@ -20,6 +13,7 @@ namespace korvane {
 class AppDocumentController;
 class Document;
 class MainWindowController;
+class WindowActions;
 
 /// A window of the program: one document, or several as tabs. Without one it says how to open a file. Main
 /// thread; deletes itself when closed.
@@ -37,6 +31,10 @@ public:
     std::vector<MainWindowController*> pages() const;
     void raisePage(MainWindowController* page);
 
+    /// Asks the user for files.
+    void openFiles();
+    void showAbout();
+
 Q_SIGNALS:
     void aboutToClose();
     void activated();
@@ -50,43 +48,18 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    void makeMenus();
-    void makeFileMenu();
-    void makeEditMenu();
-    void makeViewMenu();
-    void makeEncodingMenu(QMenu& viewMenu);
-    void makeGoMenu();
-    void makeRulesMenu();
-    /// One entry a rule, checked where it is switched on for the page in front.
-    void showRulesInMenu();
-    void toggleRule(const QUuid& id);
-    void makeHelpMenu();
     QWidget* makeEmptyPage();
-    /// Adds an entry that needs a document.
-    QAction* addPageAction(QMenu& menu, const QString& text, const QKeySequence& shortcut,
-                           const std::function<void(MainWindowController&)>& action);
 
     void pageChanged();
-    void updateActions();
     void updateTitles();
-    void openFiles();
-    void showAbout();
+    void linesArrived(MainWindowController& page, qint64 count);
+    /// Marks the tab of a page that has something new; 0 for nothing.
+    void showNewLines(MainWindowController& page, qint64 count);
 
     AppDocumentController& documents_;
     QStackedWidget* stack_;
     QTabWidget* tabs_;
-    QMenu* contextMenu_ = nullptr;
-    std::vector<QAction*> pageActions_;
-    QAction* copyAction_ = nullptr;
-    QAction* wrapAction_ = nullptr;
-    QAction* lineNumbersAction_ = nullptr;
-    QAction* quickHighlightAction_ = nullptr;
-    QMenu* rulesMenu_ = nullptr;
-    QAction* hideUnclaimedAction_ = nullptr;
-    /// The entries of the single rules.
-    std::vector<QAction*> ruleActions_;
-    std::vector<NotificationToken> tokens_;
-    QActionGroup* encodings_ = nullptr;
+    WindowActions* actions_ = nullptr;
 };
 
 } // namespace korvane

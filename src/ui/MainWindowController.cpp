@@ -1,6 +1,7 @@
 #include "ui/MainWindowController.h"
 
 #include "core/FileObserverProtocol.h"
+#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
@@ -9,7 +10,9 @@
 #include "ui/LogViewController.h"
 #include "ui/ProgressStrip.h"
 
+#include <QLocale>
 #include <QPointer>
+#include <QTime>
 #include <QVBoxLayout>
 
 namespace korvane {
@@ -72,6 +75,19 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     connect(&fileTimer_, &QTimer::timeout, this, [this] { checkFile(); });
     progressTimer_.start(progressInterval);
     fileTimer_.start(fileCheckInterval);
+
+    auto& center = NotificationCenter::shared();
+    tokens_.push_back(center.observe(notification::tailingChanged, [this](const Notification& posted) {
+        const auto* const changed = std::any_cast<std::shared_ptr<DocumentProtocol>>(&posted.object);
+        if (changed && *changed == document_)
+            tailingHasChanged();
+    }));
+    tokens_.push_back(center.observe(notification::fileStatusChanged, [this](const Notification& posted) {
+        const auto* const object =
+            std::any_cast<std::shared_ptr<FileStatusNotificationObject>>(&posted.object);
+        if (object && (*object)->doc.lock() == document_)
+            fileStatusChanged((*object)->status);
+    }));
     updateFooter();
 }
 
@@ -117,10 +133,12 @@ void MainWindowController::updateFooter() {
     if (isLoading() && !progressTimer_.isActive())
         progressTimer_.start(progressInterval);
     footer_->setFileName(document_->displayName(), displayPath(document_->fileUrl()));
-    const auto observer = document_->logFileObserver();
-    footer_->setStatus(observer && observer->isTailing()
-                           ? tr("Polling (%1s)").arg(Preferences::shared().pollingInterval())
-                           : tr("Stopped"));
+    const bool tails = isTailing();
+    footer_->setStatus(tails ? QStringLiteral("bullet_green") : QStringLiteral("bullet_red"),
+                       tails ? tr("Polling (%1s)")
+                                   .arg(QString::number(Preferences::shared().pollingInterval(), 'g',
+                                                        QLocale::FloatingPointShortest))
+                             : tr("Stopped"));
     footer_->setLineCount(logView_->lineCount());
     // What the index knows, not what the disk would answer: a file on a dead network drive keeps no window
     // waiting.
@@ -128,20 +146,81 @@ void MainWindowController::updateFooter() {
     footer_->setFileSize(isLoading() ? document_->loadProgress()->totalBytes()
                                      : reader.byteCount(1, reader.lineCount()));
     footer_->setEncodingName(encodingName(document_->logReader()->fileEncoding()));
-    QString standing = document_->openFault();
-    if (standing.isEmpty())
-        standing = fileFault_;
-    if (standing.isEmpty() && logView_->hasUndecodableLines())
-        standing = tr("Some rows are blank: their bytes are not valid %1. Choose another encoding in View > "
-                      "Text Encoding")
-                       .arg(encodingName(document_->logReader()->fileEncoding()));
-    footer_->setStanding(standing.isEmpty() ? sourceStatus_ : standing);
+    showStanding();
+}
+
+void MainWindowController::showStanding() {
+    QString warning = document_->openFault();
+    if (warning.isEmpty())
+        warning = fileFault_;
+    if (warning.isEmpty() && fileStatusIsWarning_)
+        warning = fileStatusText_;
+    if (warning.isEmpty() && logView_->hasUndecodableLines())
+        warning = tr("Some rows are blank: their bytes are not valid %1. Choose another encoding in View > "
+                     "Text Encoding")
+                      .arg(encodingName(document_->logReader()->fileEncoding()));
+    if (!warning.isEmpty())
+        footer_->setStanding(warning, true);
+    else
+        footer_->setStanding(fileStatusText_.isEmpty() ? sourceStatus_ : fileStatusText_, false);
+}
+
+// ---- Following
+
+bool MainWindowController::isTailing() const {
+    const auto observer = document_->isClosed() ? nullptr : document_->logFileObserver();
+    return observer && observer->isTailing();
+}
+
+void MainWindowController::startTailing() {
+    document_->startTailingWhenLoaded();
+    logView_->goToLastLine();
+}
+
+void MainWindowController::stopTailing() {
+    document_->stopTailing();
+}
+
+void MainWindowController::tailingHasChanged() {
+    // The two ways of watching the file do not speak at once.
+    if (isTailing())
+        fileFault_.clear();
+    else
+        fileStatusText_.clear();
+    fileStatusIsWarning_ = fileStatusIsWarning_ && !fileStatusText_.isEmpty();
+    updateFooter();
+    Q_EMIT tailingChanged();
+}
+
+void MainWindowController::fileStatusChanged(FileStatus status) {
+    const QString time = QLocale().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss"));
+    fileStatusIsWarning_ = false;
+    switch (status) {
+    case FileStatus::Present:
+        fileStatusText_.clear();
+        break;
+    case FileStatus::Rotated:
+        fileStatusText_ = tr("The file was rotated at %1: these are the lines of the new one").arg(time);
+        break;
+    case FileStatus::Deleted:
+        fileStatusText_ =
+            tr("The file has been deleted: these are its last lines. It is picked up when it returns");
+        fileStatusIsWarning_ = true;
+        break;
+    case FileStatus::Unreadable:
+        fileStatusText_ = tr("What now stands at the file's path cannot be read: these are the old lines");
+        fileStatusIsWarning_ = true;
+        break;
+    }
+    updateFooter();
 }
 
 void MainWindowController::checkFile() {
+    if (isTailing())
+        return;
     QPointer<MainWindowController> self(this);
     document_->checkFile([self](FileFault fault) {
-        if (!self)
+        if (!self || self->isTailing())
             return;
         self->fileFault_ = faultText(fault);
         self->updateFooter();

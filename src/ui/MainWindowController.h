@@ -1,10 +1,14 @@
 #pragma once
 
+#include "core/FileStatusNotificationObject.h"
+#include "foundation/NotificationCenter.h"
+
 #include <QTimer>
 #include <QWidget>
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace korvane {
 
@@ -27,6 +31,10 @@ public:
     LogViewController& logView() { return *logView_; }
     /// The first scan is under way.
     bool isLoading() const;
+    bool isTailing() const;
+    /// Also brings the end into view; during the first scan, following begins behind it.
+    void startTailing();
+    void stopTailing();
 
     /// What the standing text of the footer says while it has nothing worse to say.
     void setSourceStatus(const QString& text);
@@ -38,11 +46,16 @@ Q_SIGNALS:
     void loadCancelled();
     /// The first scan has ended; all lines are known.
     void loadEnded();
+    /// Following has begun or ended.
+    void tailingChanged();
 
 private:
     void updateFooter();
     void updateProgress();
+    void showStanding();
     void checkFile();
+    void tailingHasChanged();
+    void fileStatusChanged(FileStatus status);
 
     const std::shared_ptr<Document> document_;
     LogViewController* logView_;
@@ -53,6 +66,10 @@ private:
     QTimer fileTimer_;
     QString fileFault_;
     QString sourceStatus_;
+    /// What the one who follows the file has last found at its path.
+    QString fileStatusText_;
+    bool fileStatusIsWarning_ = false;
+    std::vector<NotificationToken> tokens_;
 };
 
 } // namespace korvane

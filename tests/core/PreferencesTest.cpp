@@ -104,6 +104,18 @@ TEST_F(PreferencesTest, EachSettingHasAKeyOfItsOwnAndIsKept) {
     EXPECT_EQ(Preferences(store()).pollingInterval(), 0.125);
 }
 
+TEST_F(PreferencesTest, AStoredIntervalIsBroughtIntoItsLimitsAtLaunch) {
+    const struct {
+        double stored;
+        double usable;
+    } cases[] = {{1e10, 3600}, {0.001, 0.1}, {2.25, 2.25}, {0, 0}};
+    for (const auto& [stored, usable] : cases) {
+        preferences_.setPollingInterval(stored);
+        preferences_.registerDefaults(Fonts(false));
+        EXPECT_EQ(preferences_.pollingInterval(), usable) << stored;
+    }
+}
+
 TEST_F(PreferencesTest, TheFontFallsBackFromThePreferredToTheUsersToTheSystems) {
     EXPECT_EQ(preferences_.logViewFont().family(), u"User Mono"_s);
     EXPECT_EQ(preferences_.logViewFont().pointSizeF(), 12.0);

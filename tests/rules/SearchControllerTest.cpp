@@ -153,6 +153,42 @@ TEST_F(SearchControllerTest, TheRowsSearchedDependOnTheLastMatch) {
     }
 }
 
+TEST_F(SearchControllerTest, AStepTheOtherWayLeavesTheDirection) {
+    using Way = SearchController::Way;
+    const auto step = [this](Way way) {
+        controller_->performSearch(u"error"_s, way);
+        ASSERT_TRUE(waitFor([this] { return !controller_->searchInProgress(); }));
+    };
+    step(Way::Opposite); // with a new text: from the end where a search this way begins
+    step(Way::Opposite);
+    step(Way::Current);
+    step(Way::Current);
+    EXPECT_EQ(takeSelected(), (Rows{4, 2, 4}));
+    EXPECT_EQ(noFurtherMatches_, 1);
+    EXPECT_TRUE(controller_->searchingForward());
+}
+
+TEST_F(SearchControllerTest, AMatchInTheEndRowIsFoundAgainAndSaidToBeTheLast) {
+    search(u"abc"_s);
+    EXPECT_EQ(noFurtherMatches_, 0);
+    search(u"abc"_s);
+    EXPECT_EQ(takeSelected(), (Rows{5, 5}));
+    EXPECT_EQ(noFurtherMatches_, 1);
+}
+
+TEST_F(SearchControllerTest, AStoppedSearchKeepsItsPlaceAndMatches) {
+    search(u"error"_s);
+    source_->holdsSearches = true;
+    controller_->performSearch(u"error"_s);
+    controller_->stopSearch();
+    source_->holdsSearches = false;
+    EXPECT_FALSE(controller_->searchInProgress());
+    EXPECT_EQ(shownProgress_, 0);
+    EXPECT_EQ(source_->results.size(), 1U);
+    search(u"error"_s);
+    EXPECT_EQ(takeSelected(), (Rows{1, 2}));
+}
+
 TEST_F(SearchControllerTest, AnotherTextStartsAnew) {
     search(u"error"_s);
     search(u"error"_s);

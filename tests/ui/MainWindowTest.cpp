@@ -108,7 +108,8 @@ TEST_F(MainWindowTest, TheFooterTellsNameLinesAndSize) {
     EXPECT_TRUE(footerOf(*page).contains(u"KiB"_s)) << qPrintable(footerOf(*page));
 }
 
-TEST_F(MainWindowTest, AFileTakenAwayKeepsItsRowsAndTheFooterSaysSo) {
+TEST_F(MainWindowTest, AFileTakenAwayWhileNotFollowedKeepsItsRowsAndTheFooterSaysSo) {
+    Preferences::shared().setStartTailingOnFileOpen(false);
     const TemporaryFile file(numberedLines(50));
     MainWindowController* page = open(file);
     ASSERT_EQ(::unlink(file.path().constData()), 0);

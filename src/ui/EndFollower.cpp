@@ -1,0 +1,102 @@
+#include "ui/EndFollower.h"
+
+#include "core/Preferences.h"
+#include "ui/Icons.h"
+#include "ui/LogTableView.h"
+
+#include <QEvent>
+#include <QLocale>
+#include <QPushButton>
+#include <QScrollBar>
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+/// Between the mark and the lower edge of the rows.
+constexpr int markDistance = 14;
+
+} // namespace
+
+EndFollower::EndFollower(LogTableView& table, QObject* parent)
+    : QObject(parent), table_(table), mark_(new QPushButton(&table)) {
+    mark_->setObjectName(QStringLiteral("newLines"));
+    mark_->setIcon(icon(QStringLiteral("to-end")));
+    mark_->setFocusPolicy(Qt::NoFocus);
+    mark_->setCursor(Qt::ArrowCursor);
+    mark_->setAutoFillBackground(true);
+    mark_->setToolTip(tr("Go to the end and follow it"));
+    mark_->hide();
+    connect(mark_, &QPushButton::clicked, this, [this] { goToEnd(); });
+    connect(&table, &LogTableView::visibleRowsChanged, this, [this] { noteUserScroll(); });
+    table.installEventFilter(this);
+}
+
+void EndFollower::whileRowsChange(bool follows, const std::function<void()>& change) {
+    const qint64 countBefore = table_.rowCount();
+    isChangingRows_ = true;
+    change();
+    // A file that was cut may fit into the view as a whole.
+    if (table_.rowCount() < countBefore && table_.isAtEnd())
+        isAtEnd_ = true;
+    if (follows && isAtEnd_)
+        table_.scrollToEnd();
+    isChangingRows_ = false;
+    if (isAtEnd_ && (follows || table_.isAtEnd()))
+        seenRows_ = table_.rowCount();
+    showMark();
+}
+
+void EndFollower::forgetNewLines() {
+    isAtEnd_ = isAtEnd_ && table_.isAtEnd();
+    seenRows_ = table_.rowCount();
+    showMark();
+}
+
+void EndFollower::otherContent() {
+    seenRows_ = 0;
+}
+
+void EndFollower::goToEnd() {
+    table_.scrollToEnd();
+    isAtEnd_ = true;
+    forgetNewLines();
+}
+
+void EndFollower::noteUserScroll() {
+    if (isChangingRows_)
+        return;
+    const bool reachedEnd = table_.isAtEnd();
+    isAtEnd_ = reachedEnd && (isAtEnd_ || Preferences::shared().autoTailOnScroll());
+    if (reachedEnd)
+        seenRows_ = table_.rowCount();
+    showMark();
+}
+
+qint64 EndFollower::newLines() const {
+    return std::max<qint64>(table_.rowCount() - seenRows_, 0);
+}
+
+void EndFollower::showMark() {
+    const qint64 count = newLines();
+    if (count == 0) {
+        mark_->hide();
+        return;
+    }
+    mark_->setText(count == 1 ? tr("1 new line") : tr("%1 new lines").arg(QLocale().toString(count)));
+    mark_->adjustSize();
+    const QRect rows = table_.viewport()->geometry();
+    mark_->move(rows.center().x() - mark_->width() / 2, rows.bottom() - mark_->height() - markDistance);
+    mark_->show();
+}
+
+bool EndFollower::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Resize && !mark_->isHidden())
+        QMetaObject::invokeMethod(
+            this, [this] { showMark(); }, Qt::QueuedConnection);
+    return QObject::eventFilter(watched, event);
+}
+
+} // namespace korvane

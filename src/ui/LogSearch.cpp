@@ -1,0 +1,93 @@
+#include "ui/LogSearch.h"
+
+#include "core/NotificationNames.h"
+#include "core/TailDataSourceProtocol.h"
+#include "ui/LogTableView.h"
+
+#include <utility>
+
+namespace korvane {
+
+LogSearch::LogSearch(LogTableView& table, std::shared_ptr<TailDataSourceProtocol> dataSource, QObject* parent)
+    : QObject(parent), table_(table), dataSource_(std::move(dataSource)),
+      searchController_(SearchController::create({*this, *this, this}, dataSource_)) {
+    searchController_->setNoFurtherMatch([this] { Q_EMIT noFurtherMatch(); });
+}
+
+LogSearch::~LogSearch() = default;
+
+void LogSearch::setText(const QString& text) {
+    if (std::exchange(text_, text) == text)
+        return;
+    if (text.isEmpty())
+        searchController_->performSearch({});
+    Q_EMIT textChanged();
+}
+
+void LogSearch::setSearchesForward(bool forward) {
+    if (forward == searchesForward())
+        return;
+    const void* const sender = this;
+    NotificationCenter::shared().post(notification::searchDirectionToggled, forward, sender);
+    Q_EMIT directionChanged();
+}
+
+void LogSearch::findNext() {
+    find(SearchController::Way::Current);
+}
+
+void LogSearch::findOtherWay() {
+    find(SearchController::Way::Opposite);
+}
+
+void LogSearch::find(SearchController::Way way) {
+    pendingReveal_.reset();
+    searchController_->performSearch(text_, way);
+}
+
+void LogSearch::stop() {
+    searchController_->stopSearch();
+}
+
+void LogSearch::forgetMatches() {
+    pendingReveal_.reset();
+    searchController_->clearSearch();
+}
+
+void LogSearch::rowsArrived() {
+    if (!pendingReveal_ || !dataSource_->cachedRowLine(pendingReveal_->row))
+        return;
+    const Reveal reveal = *std::exchange(pendingReveal_, std::nullopt);
+    // Unless the user has gone elsewhere meanwhile.
+    if (table_.rowRect(reveal.row))
+        table_.scrollTextToVisible(reveal.row, reveal.range);
+}
+
+void LogSearch::reload() {
+    table_.redecorate();
+}
+
+void LogSearch::selectRow(qint64 row) {
+    table_.selectRow(row);
+}
+
+void LogSearch::scrollRowToVisible(qint64 row) {
+    TextRange range;
+    const auto results = dataSource_->lastSearchResults();
+    if (const auto found = results.find(dataSource_->rowStart() + row);
+        found != results.end() && !found->second.results.empty())
+        range = found->second.results.front();
+    table_.scrollTextToVisible(row, range);
+    if (!dataSource_->cachedRowLine(row))
+        pendingReveal_ = Reveal{row, range};
+}
+
+void LogSearch::show() {
+    Q_EMIT searchingChanged(true);
+}
+
+void LogSearch::hide() {
+    Q_EMIT searchingChanged(false);
+}
+
+} // namespace korvane

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QWidget>
+
+class QToolButton;
+
+namespace korvane {
+
+/// Two arrows in the tool bar: search backwards, search forwards. The one of the current direction is pressed
+/// in.
+class NavigateToolbarItem : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit NavigateToolbarItem(QWidget* parent = nullptr);
+
+    void setForward(bool forward);
+
+Q_SIGNALS:
+    void clicked(bool forward);
+
+private:
+    QToolButton* makeButton(const QString& iconName, const QString& name, const QString& toolTip,
+                            bool forward);
+
+    QToolButton* backward_;
+    QToolButton* forward_;
+};
+
+} // namespace korvane

@@ -1,0 +1,321 @@
+#include "ui/WindowActions.h"
+
+#include "core/NotificationNames.h"
+#include "core/Preferences.h"
+#include "core/SearchItem.h"
+#include "documents/AppDocumentController.h"
+#include "documents/Document.h"
+#include "foundation/FilePath.h"
+#include "rules/FilterRule.h"
+#include "rules/FiltersManager.h"
+#include "rules/RuleSwitch.h"
+#include "ui/Icons.h"
+#include "ui/LogSearch.h"
+#include "ui/LogViewController.h"
+#include "ui/MainToolBar.h"
+#include "ui/MainWindow.h"
+#include "ui/MainWindowController.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QMenu>
+#include <QMenuBar>
+#include <QToolButton>
+
+#include <algorithm>
+
+namespace korvane {
+namespace {
+
+constexpr int ruleTextWidth = 320;
+
+} // namespace
+
+WindowActions::WindowActions(MainWindow& window, AppDocumentController& documents, MainToolBar& toolBar)
+    : QObject(&window), window_(window), documents_(documents), toolBar_(toolBar),
+      contextMenu_(new QMenu(&window)) {
+    makeFileMenu();
+    makeEditMenu();
+    makeViewMenu();
+    makeGoMenu();
+    makeRulesMenu();
+    makeHelpMenu();
+    makeContextMenu();
+    fillToolBar();
+}
+
+QMenu& WindowActions::addMenu(const QString& title) {
+    return *window_.menuBar()->addMenu(title);
+}
+
+QAction* WindowActions::addPageAction(QMenu& menu, const QString& text, const QKeySequence& shortcut,
+                                      const PageAction& action) {
+    QAction* added = menu.addAction(text, this, [this, action] {
+        if (MainWindowController* page = window_.currentPage())
+            action(*page);
+        update();
+    });
+    added->setShortcut(shortcut);
+    pageActions_.push_back(added);
+    return added;
+}
+
+// ---- Menus
+
+void WindowActions::makeFileMenu() {
+    QMenu& menu = addMenu(tr("&File"));
+    menu.addAction(tr("&Open…"), QKeySequence::Open, &window_, &MainWindow::openFiles);
+    menu.addSeparator();
+    addPageAction(menu, tr("&Close"), QKeySequence::Close,
+                  [this](MainWindowController& page) { documents_.closeDocument(page.document()); });
+    addPageAction(menu, tr("Close &All"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_W),
+                  [this](MainWindowController&) { documents_.closeAllDocuments(); });
+    menu.addSeparator();
+    menu.addAction(tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), qApp, &QApplication::closeAllWindows);
+}
+
+void WindowActions::makeEditMenu() {
+    QMenu& menu = addMenu(tr("&Edit"));
+    copy_ = addPageAction(menu, tr("&Copy"), QKeySequence::Copy,
+                          [](MainWindowController& page) { page.logView().copySelection(); });
+    selectAll_ = addPageAction(menu, tr("Select &All"), QKeySequence::SelectAll,
+                               [](MainWindowController& page) { page.logView().selectAll(); });
+    menu.addSeparator();
+    addPageAction(menu, tr("&Find…"), QKeySequence::Find, [this](MainWindowController&) { editSearch(); });
+    const auto find = [this](void (LogSearch::*search)()) {
+        return [this, search](MainWindowController& page) {
+            if (page.logView().search().text().isEmpty())
+                editSearch();
+            else
+                (page.logView().search().*search)();
+        };
+    };
+    addPageAction(menu, tr("Find &Next"), QKeySequence(Qt::Key_F3), find(&LogSearch::findNext));
+    addPageAction(menu, tr("Find &Previous"), QKeySequence(Qt::SHIFT | Qt::Key_F3),
+                  find(&LogSearch::findOtherWay));
+}
+
+void WindowActions::makeViewMenu() {
+    QMenu& menu = addMenu(tr("&View"));
+    tail_ = addPageAction(menu, tr("Start Tailing"), QKeySequence(Qt::CTRL | Qt::Key_T),
+                          [](MainWindowController& page) {
+                              if (page.isTailing())
+                                  page.stopTailing();
+                              else
+                                  page.startTailing();
+                          });
+    clearView_ = addPageAction(menu, tr("&Clear View"), QKeySequence(Qt::CTRL | Qt::Key_L),
+                               [](MainWindowController& page) { page.logView().clearView(); });
+    showAllLines_ = addPageAction(menu, tr("Show Cl&eared Lines"), {},
+                                  [](MainWindowController& page) { page.logView().showAllLines(); });
+    menu.addSeparator();
+    wrap_ = addPageAction(
+        menu, tr("&Wrap Lines"), QKeySequence(Qt::ALT | Qt::Key_Z),
+        [](MainWindowController& page) { page.logView().setWrappingLines(!page.logView().wrappingLines()); });
+    wrap_->setCheckable(true);
+    lineNumbers_ =
+        addPageAction(menu, tr("Hide Line &Numbers"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L),
+                      [](MainWindowController& page) {
+                          Preferences::shared().setShowLineNumbers(!page.logView().showsLineNumbers());
+                      });
+    quickHighlight_ =
+        addPageAction(menu, tr("&Highlight Selected Text"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_H),
+                      [](MainWindowController& page) {
+                          page.logView().setQuickHighlightEnabled(!page.logView().quickHighlightEnabled());
+                      });
+    quickHighlight_->setCheckable(true);
+    menu.addSeparator();
+    QAction* zoomIn = addPageAction(menu, tr("&Larger Text"), {},
+                                    [](MainWindowController& page) { page.logView().zoom(1); });
+    // With and without the shift key that "+" needs on many keyboards.
+    zoomIn->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
+    addPageAction(menu, tr("&Smaller Text"), QKeySequence(Qt::CTRL | Qt::Key_Minus),
+                  [](MainWindowController& page) { page.logView().zoom(-1); });
+    addPageAction(menu, tr("Normal Text &Size"), QKeySequence(Qt::CTRL | Qt::Key_0),
+                  [](MainWindowController& page) { page.logView().resetZoom(); });
+    menu.addSeparator();
+    makeEncodingMenu(menu);
+    menu.addSeparator();
+    menu.addAction(tr("&Full Screen"), QKeySequence::FullScreen, &window_,
+                   [this] { window_.setWindowState(window_.windowState() ^ Qt::WindowFullScreen); });
+}
+
+void WindowActions::makeEncodingMenu(QMenu& viewMenu) {
+    QMenu* menu = viewMenu.addMenu(tr("Text &Encoding"));
+    pageActions_.push_back(menu->menuAction());
+    encodings_ = new QActionGroup(this);
+    const auto add = [&](const QString& text, EncodingChoice choice) {
+        QAction* action = menu->addAction(text);
+        action->setCheckable(true);
+        action->setData(QVariant::fromValue(choice));
+        encodings_->addAction(action);
+    };
+    add(tr("&Automatic"), {});
+    add(tr("UTF-8, show invalid bytes as �"), {EncodingChoice::Kind::LenientUtf8, encoding::utf8});
+    menu->addSeparator();
+    for (const StringEncoding known : knownEncodings())
+        add(encodingName(known), {EncodingChoice::Kind::Fixed, known});
+    connect(encodings_, &QActionGroup::triggered, this, [this](const QAction* action) {
+        if (MainWindowController* page = window_.currentPage())
+            page->logView().setEncodingChoice(action->data().value<EncodingChoice>());
+    });
+}
+
+void WindowActions::makeGoMenu() {
+    QMenu& menu = addMenu(tr("&Go"));
+    goToLine_ = addPageAction(menu, tr("Go to &Line…"), QKeySequence(Qt::CTRL | Qt::Key_G),
+                              [](MainWindowController& page) { page.logView().performGotoLineMenuAction(); });
+    menu.addSeparator();
+    addPageAction(menu, tr("&First Line"), QKeySequence(Qt::CTRL | Qt::Key_Home),
+                  [](MainWindowController& page) { page.logView().goToFirstLine(); });
+    addPageAction(menu, tr("L&ast Line"), QKeySequence(Qt::CTRL | Qt::Key_End),
+                  [](MainWindowController& page) { page.logView().goToLastLine(); });
+}
+
+void WindowActions::makeRulesMenu() {
+    rulesMenu_ = &addMenu(tr("&Rules"));
+    rulesMenu_->addAction(tr("&Edit Rules…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this,
+                          [this] { Q_EMIT window_.rulesEditorRequested({}); });
+    newRule_ =
+        addPageAction(*rulesMenu_, tr("&New Rule from Selection…"),
+                      QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N), [this](MainWindowController& page) {
+                          Q_EMIT window_.rulesEditorRequested(page.logView().textForNewRule());
+                      });
+    hideUnclaimed_ =
+        addPageAction(*rulesMenu_, tr("&Hide Lines That No Rule Claims"),
+                      QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_U), [](MainWindowController& page) {
+                          page.logView().setHidesUnclaimedLines(!page.logView().hidesUnclaimedLines());
+                      });
+    hideUnclaimed_->setCheckable(true);
+    rulesMenu_->addSeparator();
+    auto& center = NotificationCenter::shared();
+    for (const QString& name : {notification::filterManager, notification::activeRulesChanged})
+        tokens_.push_back(center.observe(name, [this](const Notification&) { showRules(); }));
+}
+
+void WindowActions::showRules() {
+    MainWindowController* page = window_.currentPage();
+    const QString key = page ? absoluteString(page->document()->fileUrl()) : QString();
+    const auto& rules = FiltersManager::shared().rules();
+    while (rules_.size() > rules.size()) {
+        delete rules_.back();
+        rules_.pop_back();
+    }
+    while (rules_.size() < rules.size()) {
+        QAction* action = rulesMenu_->addAction(QString());
+        action->setCheckable(true);
+        connect(action, &QAction::triggered, this, [this, action] { toggleRule(action->data().toUuid()); });
+        // The first nine are at hand by their number.
+        if (rules_.size() < 9)
+            action->setShortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + rules_.size())));
+        rules_.push_back(action);
+    }
+    for (std::size_t i = 0; i < rules.size(); ++i) {
+        const FilterRule& rule = *rules[i];
+        const QString text =
+            window_.fontMetrics().elidedText(rule.searchItem()->searchStr(), Qt::ElideRight, ruleTextWidth);
+        rules_[i]->setText(QString(text).replace(u'&', QStringLiteral("&&")));
+        rules_[i]->setData(rule.id());
+        rules_[i]->setEnabled(page != nullptr);
+        rules_[i]->setChecked(isRuleActive(rule.id(), key));
+    }
+    hideUnclaimed_->setChecked(page && page->logView().hidesUnclaimedLines());
+}
+
+void WindowActions::toggleRule(const QUuid& id) {
+    const MainWindowController* page = window_.currentPage();
+    if (!page)
+        return;
+    const QString key = absoluteString(page->document()->fileUrl());
+    switchRule(id, key, !isRuleActive(id, key));
+}
+
+void WindowActions::makeHelpMenu() {
+    QMenu& menu = addMenu(tr("&Help"));
+    menu.addAction(tr("&About Korvane"), &window_, &MainWindow::showAbout);
+}
+
+void WindowActions::makeContextMenu() {
+    contextMenu_->addAction(copy_);
+    contextMenu_->addAction(selectAll_);
+    contextMenu_->addSeparator();
+    contextMenu_->addAction(wrap_);
+    contextMenu_->addAction(lineNumbers_);
+    contextMenu_->addSeparator();
+    contextMenu_->addAction(goToLine_);
+    contextMenu_->addSeparator();
+    contextMenu_->addAction(newRule_);
+}
+
+void WindowActions::editSearch() {
+    QString text;
+    // What is selected is what one wants to find.
+    if (const MainWindowController* page = window_.currentPage())
+        text = const_cast<MainWindowController*>(page)->logView().tableView().selectedText();
+    toolBar_.editSearch(text.trimmed());
+}
+
+// ---- Tool bar
+
+QAction* WindowActions::addToToolBar(QAction* action, const QString& iconName, const QString& toolTip) {
+    // Menus keep to words.
+    action->setIconVisibleInMenu(false);
+    action->setIcon(icon(iconName));
+    action->setToolTip(toolTip +
+                       QStringLiteral(" (%1)").arg(action->shortcut().toString(QKeySequence::NativeText)));
+    toolBar_.addAction(action);
+    return action;
+}
+
+void WindowActions::fillToolBar() {
+    addToToolBar(tail_, QStringLiteral("tail-start"), tr("Follow the file as it grows"));
+    auto* tailButton = qobject_cast<QToolButton*>(toolBar_.widgetForAction(tail_));
+    tailButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    // Neither of its words may move its neighbours.
+    for (const QString& text : {tr("Stop Tailing"), tr("Start Tailing")}) {
+        tail_->setText(text);
+        tailButton->setMinimumWidth(std::max(tailButton->minimumWidth(), tailButton->sizeHint().width()));
+    }
+    addToToolBar(clearView_, QStringLiteral("clear"), tr("Clear the view"));
+    toolBar_.addSeparator();
+    addToToolBar(wrap_, QStringLiteral("wrap"), tr("Wrap long lines"));
+    addToToolBar(quickHighlight_, QStringLiteral("highlight"), tr("Highlight the selected text everywhere"));
+    toolBar_.addSearch();
+    connect(&toolBar_, &MainToolBar::searchLeft, this, [this] {
+        if (MainWindowController* page = window_.currentPage())
+            page->setFocus();
+    });
+}
+
+// ---- State
+
+void WindowActions::pageChanged() {
+    MainWindowController* page = window_.currentPage();
+    toolBar_.setSearch(page ? &page->logView().search() : nullptr);
+    update();
+    showRules();
+}
+
+void WindowActions::update() {
+    MainWindowController* page = window_.currentPage();
+    for (QAction* action : pageActions_)
+        action->setEnabled(page != nullptr);
+    const bool tails = page && page->isTailing();
+    tail_->setText(tails ? tr("Stop Tailing") : tr("Start Tailing"));
+    tail_->setIcon(icon(tails ? QStringLiteral("tail-stop") : QStringLiteral("tail-start")));
+    if (!page)
+        return;
+    LogViewController& logView = page->logView();
+    copy_->setEnabled(logView.canCopy());
+    showAllLines_->setEnabled(logView.hasClearedLines());
+    wrap_->setChecked(logView.wrappingLines());
+    lineNumbers_->setText(logView.showsLineNumbers() ? tr("Hide Line &Numbers") : tr("Show Line &Numbers"));
+    quickHighlight_->setChecked(logView.quickHighlightEnabled());
+    const EncodingChoice choice = page->document()->logReader()->encodingChoice();
+    for (QAction* action : encodings_->actions()) {
+        if (action->data().value<EncodingChoice>() == choice)
+            action->setChecked(true);
+    }
+}
+
+} // namespace korvane

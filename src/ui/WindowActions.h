@@ -1,0 +1,86 @@
+#pragma once
+
+#include "foundation/NotificationCenter.h"
+
+#include <QKeySequence>
+#include <QObject>
+
+#include <functional>
+#include <vector>
+
+class QAction;
+class QActionGroup;
+class QMenu;
+class QMenuBar;
+class QUuid;
+
+namespace korvane {
+
+class AppDocumentController;
+class MainToolBar;
+class MainWindow;
+class MainWindowController;
+
+/// What the user can do in a window: the menus and the tool bar, kept as the page in front allows. Belongs to
+/// its window. Main thread.
+class WindowActions : public QObject {
+    Q_OBJECT
+
+public:
+    WindowActions(MainWindow& window, AppDocumentController& documents, MainToolBar& toolBar);
+
+    /// For the rows of a log view; owned by the window.
+    QMenu* contextMenu() const { return contextMenu_; }
+
+    /// Another page is in front, or none.
+    void pageChanged();
+    /// Something about the page in front has changed.
+    void update();
+
+private:
+    using PageAction = std::function<void(MainWindowController&)>;
+
+    void makeFileMenu();
+    void makeEditMenu();
+    void makeViewMenu();
+    void makeEncodingMenu(QMenu& viewMenu);
+    void makeGoMenu();
+    void makeRulesMenu();
+    void makeHelpMenu();
+    void makeContextMenu();
+    void fillToolBar();
+    QMenu& addMenu(const QString& title);
+    /// An entry that needs a document.
+    QAction* addPageAction(QMenu& menu, const QString& text, const QKeySequence& shortcut,
+                           const PageAction& action);
+    QAction* addToToolBar(QAction* action, const QString& iconName, const QString& toolTip);
+
+    /// One entry a rule, checked where it is switched on for the page in front.
+    void showRules();
+    void toggleRule(const QUuid& id);
+    void editSearch();
+
+    MainWindow& window_;
+    AppDocumentController& documents_;
+    MainToolBar& toolBar_;
+    QMenu* contextMenu_;
+    std::vector<QAction*> pageActions_;
+    QAction* copy_ = nullptr;
+    QAction* selectAll_ = nullptr;
+    QAction* tail_ = nullptr;
+    QAction* clearView_ = nullptr;
+    QAction* showAllLines_ = nullptr;
+    QAction* wrap_ = nullptr;
+    QAction* lineNumbers_ = nullptr;
+    QAction* quickHighlight_ = nullptr;
+    QAction* goToLine_ = nullptr;
+    QAction* newRule_ = nullptr;
+    QMenu* rulesMenu_ = nullptr;
+    QAction* hideUnclaimed_ = nullptr;
+    /// The entries of the single rules.
+    std::vector<QAction*> rules_;
+    QActionGroup* encodings_ = nullptr;
+    std::vector<NotificationToken> tokens_;
+};
+
+} // namespace korvane

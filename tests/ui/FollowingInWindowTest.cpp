@@ -1,0 +1,142 @@
+#include "AppFixture.h"
+
+#include "core/NotificationNames.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QTabWidget>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::numberedLines;
+using test::TemporaryFile;
+
+class FollowingInWindowTest : public test::AppFixture {
+protected:
+    FollowingInWindowTest() { Preferences::shared().setPollingInterval(0.1); }
+
+    MainWindowController* openFollowed(const TemporaryFile& file) {
+        MainWindowController* page = open(file);
+        EXPECT_TRUE(until([&] { return page->isTailing(); }));
+        return page;
+    }
+    static QPushButton* markOf(MainWindowController& page) {
+        return page.logView().tableView().findChild<QPushButton*>(u"newLines"_s);
+    }
+    static QAction* tailAction(MainWindowController& page) {
+        for (auto* action : page.window()->findChildren<QAction*>()) {
+            if (action->text().endsWith(u" Tailing"_s))
+                return action;
+        }
+        return nullptr;
+    }
+    static bool footerSays(MainWindowController& page, const QString& text) {
+        const auto labels = page.findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(),
+                           [&](const QLabel* label) { return label->text().startsWith(text); });
+    }
+    static bool growsTo(MainWindowController& page, qint64 rows) {
+        return until([&] { return page.logView().tableView().rowCount() == rows; });
+    }
+};
+
+TEST_F(FollowingInWindowTest, ScrollingUpPausesAndAMarkCountsWhatArrives) {
+    const TemporaryFile file(numberedLines(500));
+    MainWindowController* page = openFollowed(file);
+    LogTableView& table = page->logView().tableView();
+    table.scrollToEnd();
+    file.append("\nline 501");
+    ASSERT_TRUE(growsTo(*page, 501));
+    EXPECT_TRUE(table.isAtEnd());
+    EXPECT_TRUE(markOf(*page)->isHidden());
+
+    table.setTopRow(100);
+    file.append("\nline 502\nline 503");
+    ASSERT_TRUE(growsTo(*page, 503));
+    EXPECT_EQ(table.firstVisibleRow(), 100);
+    EXPECT_FALSE(markOf(*page)->isHidden());
+    EXPECT_EQ(markOf(*page)->text(), u"2 new lines"_s);
+    markOf(*page)->click();
+    EXPECT_TRUE(table.isAtEnd());
+    EXPECT_TRUE(markOf(*page)->isHidden());
+    file.append("\nline 504");
+    ASSERT_TRUE(growsTo(*page, 504));
+    EXPECT_TRUE(table.isAtEnd());
+}
+
+TEST_F(FollowingInWindowTest, ReturningToTheBottomResumesOnlyIfThePreferenceSaysSo) {
+    const TemporaryFile file(numberedLines(500));
+    MainWindowController* page = openFollowed(file);
+    LogTableView& table = page->logView().tableView();
+    for (const bool resumes : {false, true}) {
+        Preferences::shared().setAutoTailOnScroll(resumes);
+        table.setTopRow(100);
+        table.scrollToEnd();
+        const qint64 rows = table.rowCount();
+        file.append("\nmore");
+        ASSERT_TRUE(growsTo(*page, rows + 1));
+        EXPECT_EQ(table.isAtEnd(), resumes);
+        EXPECT_EQ(markOf(*page)->isHidden(), resumes);
+    }
+}
+
+TEST_F(FollowingInWindowTest, TheEndStaysInViewWhenWrappedLinesArrive) {
+    const TemporaryFile file(numberedLines(500));
+    MainWindowController* page = openFollowed(file);
+    page->logView().setWrappingLines(true);
+    page->logView().goToLastLine();
+    file.append("\n" + QByteArray("word ").repeated(2000));
+    ASSERT_TRUE(growsTo(*page, 501));
+    ASSERT_TRUE(until([&] { return isShown(*page) && textOfRow(*page, 500).startsWith(u"word"_s); }));
+    EXPECT_TRUE(until([&] { return page->logView().tableView().isAtEnd(); }));
+}
+
+TEST_F(FollowingInWindowTest, TheTailingItemStopsAndStartsAndSaysWhatItWillDo) {
+    const TemporaryFile file(numberedLines(500));
+    MainWindowController* page = openFollowed(file);
+    ASSERT_TRUE(until([&] { return tailAction(*page)->text() == u"Stop Tailing"_s; }));
+    EXPECT_TRUE(until([&] { return footerSays(*page, u"Polling (0.1s)"_s); }));
+    tailAction(*page)->trigger();
+    ASSERT_TRUE(until([&] { return tailAction(*page)->text() == u"Start Tailing"_s; }));
+    EXPECT_TRUE(until([&] { return footerSays(*page, u"Stopped"_s); }));
+    EXPECT_FALSE(page->isTailing());
+    file.append("\nline 501");
+    tailAction(*page)->trigger();
+    ASSERT_TRUE(until([&] { return page->isTailing(); }));
+    ASSERT_TRUE(growsTo(*page, 501)) << "what came in between is shown too";
+    EXPECT_TRUE(page->logView().tableView().isAtEnd());
+}
+
+TEST_F(FollowingInWindowTest, TheTabOfAPageBehindTellsOfNewLinesUntilItIsInFront) {
+    const TemporaryFile files[] = {TemporaryFile(numberedLines(5), "a.log"), TemporaryFile("x\n", "b.log")};
+    MainWindowController* behind = openFollowed(files[0]);
+    MainWindowController* front = openFollowed(files[1]);
+    auto* tabs = front->window()->findChild<QTabWidget*>();
+    EXPECT_TRUE(tabs->tabIcon(0).isNull());
+    files[0].append("\nline 6\nline 7");
+    ASSERT_TRUE(until([&] { return !tabs->tabIcon(0).isNull(); }));
+    EXPECT_TRUE(tabs->tabToolTip(0).endsWith(u"2 new lines"_s)) << tabs->tabToolTip(0).toStdString();
+    files[1].append("y\n");
+    ASSERT_TRUE(growsTo(*front, 3));
+    EXPECT_TRUE(tabs->tabIcon(1).isNull()) << "what is in front is seen";
+    qobject_cast<MainWindow*>(front->window())->raisePage(behind);
+    EXPECT_TRUE(tabs->tabIcon(0).isNull());
+}
+
+TEST_F(FollowingInWindowTest, TheFooterTellsOfDeletionReturnAndRotation) {
+    const TemporaryFile file("old 1\nold 2\n");
+    MainWindowController* page = openFollowed(file);
+    const QByteArray moved = file.path() + ".1";
+    ASSERT_EQ(::rename(file.path().constData(), moved.constData()), 0);
+    ASSERT_TRUE(until([&] { return footerSays(*page, u"The file has been deleted"_s); }));
+    EXPECT_EQ(textOfRow(*page, 1), u"old 2"_s);
+    file.append("new\n");
+    ASSERT_TRUE(until([&] { return footerSays(*page, u"The file was rotated at "_s); }));
+    ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == u"new"_s; }));
+    ::unlink(moved.constData());
+}
+
+} // namespace
+} // namespace korvane

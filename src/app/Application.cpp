@@ -82,8 +82,10 @@ Application::Application(const CommandLine& commandLine)
     Preferences::setShared(std::move(preferences));
     windows_.setDocumentController(documents_);
     // A picture for a report is no reason to disturb anyone.
-    if (!commandLine.snapshotPath)
+    if (!commandLine.snapshotPath) {
         UserNotificationCenter::setShared(&notifications_);
+        windows_.setKeepsState();
+    }
 }
 
 DesktopNotifications::Handlers Application::notificationHandlers() {
@@ -132,7 +134,9 @@ int Application::run() {
             return exitStatus_ == 0 ? CommandLine::usageStatus : exitStatus_;
         takeSnapshot();
     } else {
-        windows_.showEmptyWindow();
+        if (commandLine_.files.empty() && Preferences::shared().reopenDocuments())
+            windows_.restoreSession();
+        windows_.showFirstWindow();
     }
     const int status = QApplication::exec();
     documents_.closeAllDocuments();

@@ -82,6 +82,7 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
         {keyShowWelcomeWinOnStart, true},
         {keyNMSSHDebug, false},
         {keyUseTabs, true},
+        {keyReopenDocuments, true},
     });
     for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
         refreshCachedColor(key);
@@ -123,6 +124,7 @@ KORVANE_BOOLEAN_SETTING(wrapLines, setWrapLines, keyWrapLines)
 KORVANE_BOOLEAN_SETTING(lazyLoadFile, setLazyLoadFile, keyLazyLoadFile)
 KORVANE_BOOLEAN_SETTING(showWelcomeWinOnStart, setShowWelcomeWinOnStart, keyShowWelcomeWinOnStart)
 KORVANE_BOOLEAN_SETTING(useTabs, setUseTabs, keyUseTabs)
+KORVANE_BOOLEAN_SETTING(reopenDocuments, setReopenDocuments, keyReopenDocuments)
 #undef KORVANE_BOOLEAN_SETTING
 
 bool Preferences::nmsshDebug() const {
@@ -192,6 +194,16 @@ void Preferences::setLogViewForeground(const QColor& color) {
 
 void Preferences::setLogViewLineNumViewForeground(const QColor& color) {
     userDefaults_->set(keyLogViewLineNumberFGColor, archivedColor(color));
+}
+
+void Preferences::restoreLogViewLooks() {
+    {
+        const std::lock_guard guard(mutex_);
+        logViewFontCached_.reset();
+    }
+    for (const QString& key :
+         {keyLogViewFont, keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
+        userDefaults_->remove(key);
 }
 
 bool Preferences::isWrapLines(const QString& fileId) const {

@@ -36,6 +36,7 @@ public:
     const QString keyQuickHighlightSelection = QStringLiteral("keyQuickHighlightSelection");
     const QString keyWrapLines = QStringLiteral("keyWrapLines");
     const QString keyUseTabs = QStringLiteral("useTabs");
+    const QString keyReopenDocuments = QStringLiteral("reopenDocuments");
 
     /// The instance of the program. `setShared` is called once, before any other use.
     static Preferences& shared();
@@ -82,6 +83,9 @@ public:
     void setShowWelcomeWinOnStart(bool value);
     bool useTabs() const;
     void setUseTabs(bool value);
+    /// Whether a start without files opens those of the last time again.
+    bool reopenDocuments() const;
+    void setReopenDocuments(bool value);
 
     bool nmsshDebug() const;
     /// Also switches the SSH library's own log, through the hook, in the same call.
@@ -98,6 +102,8 @@ public:
     void setLogViewBackground(const QColor& color);
     void setLogViewForeground(const QColor& color);
     void setLogViewLineNumViewForeground(const QColor& color);
+    /// Font and colours of the log view as a new user has them.
+    void restoreLogViewLooks();
 
     /// Whether the file's lines are wrapped, as stored for this file; false for an unknown one.
     bool isWrapLines(const QString& fileId) const;

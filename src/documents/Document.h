@@ -58,6 +58,8 @@ public:
     QString displayName() const override;
     /// Replaces the name made of the address (what came in by a pipe has no name of its own).
     void setDisplayName(const QString& name);
+    /// There is nothing at the address that could be opened another time.
+    bool isTransient() const { return !displayName_.isEmpty(); }
     std::shared_ptr<LogFileReaderProtocol> logReader() const override;
     std::shared_ptr<TailDataSourceProtocol> dataSource() const override;
     /// Null before loading.

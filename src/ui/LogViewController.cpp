@@ -126,6 +126,7 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     });
     requestVisiblePages();
     followPendingLine(!isLoading());
+    followPendingPlace(false);
     if (isLoading())
         isLoaded_ = false;
     else if (isLoaded_ && lineCount() > countBefore)
@@ -212,9 +213,32 @@ void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
     followPendingLine(!isLoading());
 }
 
+LogViewController::Place LogViewController::place() const {
+    if (pendingPlace_)
+        return *pendingPlace_;
+    return {dataSource_->rowStart() + tableView_->firstVisibleRow() + 1,
+            tableView_->isAtEnd() && tableView_->firstVisibleRow() > 0};
+}
+
+void LogViewController::restorePlace(const Place& place) {
+    pendingPlace_ = place;
+    followPendingPlace(!isLoading());
+}
+
+void LogViewController::followPendingPlace(bool isLast) {
+    if (!pendingPlace_ || (!isLast && (pendingPlace_->isAtEnd || pendingPlace_->topLine > lineCount())))
+        return;
+    const Place place = *std::exchange(pendingPlace_, std::nullopt);
+    if (place.isAtEnd)
+        endFollower_->goToEnd();
+    else
+        tableView_->setTopRow(place.topLine - 1 - dataSource_->rowStart());
+}
+
 void LogViewController::loadEnded() {
     followPendingLine(true);
     tableView_->setRowCount(dataSource_->numberOfRows());
+    followPendingPlace(true);
     endFollower_->forgetNewLines();
     isLoaded_ = true;
 }

@@ -47,6 +47,14 @@ public:
     void goToLine(qint64 lineNumber);
     /// The same as soon as the line is known, at the latest when the first scan has ended.
     void goToLineWhenKnown(qint64 lineNumber);
+    /// Where the view stood: its first line, one-based, and whether that was at the end of the file.
+    struct Place {
+        qint64 topLine = 1;
+        bool isAtEnd = false;
+    };
+    Place place() const;
+    /// Brings the view there as soon as that is known, without selecting anything.
+    void restorePlace(const Place& place);
     /// All lines are known now.
     void loadEnded();
     void performGotoLineMenuAction();
@@ -122,6 +130,7 @@ private:
     void quickHighlightSelection();
     void updateLineNumberColumn();
     void followPendingLine(bool isLast);
+    void followPendingPlace(bool isLast);
     void visibleRowsChanged();
     /// Asks for the pages of the rows on the screen, where they are to be read (again).
     void requestVisiblePages();
@@ -140,6 +149,7 @@ private:
     std::optional<LogTableView::Column> lineNumTableCol_;
     qreal sidebarWidth_ = 0;
     std::optional<qint64> pendingLine_;
+    std::optional<Place> pendingPlace_;
     /// The first scan has ended: what comes now is new.
     bool isLoaded_ = false;
 

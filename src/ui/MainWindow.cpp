@@ -1,23 +1,26 @@
 #include "ui/MainWindow.h"
 
+#include "core/Preferences.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
+#include "ui/DroppedFiles.h"
 #include "ui/Icons.h"
 #include "ui/LogViewController.h"
 #include "ui/MainToolBar.h"
 #include "ui/MainWindowController.h"
+#include "ui/OpenFiles.h"
 #include "ui/TabTitles.h"
 #include "ui/WindowActions.h"
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QFile>
-#include <QFileDialog>
+#include <QDragEnterEvent>
 #include <QLabel>
 #include <QLocale>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QTabWidget>
@@ -29,6 +32,7 @@ namespace korvane {
 namespace {
 
 constexpr QSize firstSize(1180, 760);
+const QString geometryKey = QStringLiteral("windowGeometry");
 /// A page's property: lines that have come while it was not in front.
 constexpr auto unseenLines = "unseenLines";
 
@@ -37,7 +41,8 @@ constexpr auto unseenLines = "unseenLines";
 MainWindow::MainWindow(AppDocumentController& documents)
     : documents_(documents), stack_(new QStackedWidget(this)), tabs_(new QTabWidget(this)) {
     setAttribute(Qt::WA_DeleteOnClose);
-    resize(firstSize);
+    setAcceptDrops(true);
+    restoreWindowGeometry();
     tabs_->setDocumentMode(true);
     tabs_->setTabsClosable(true);
     tabs_->setMovable(true);
@@ -177,10 +182,28 @@ void MainWindow::showNewLines(MainWindowController& page, qint64 count) {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    Preferences::shared().userDefaults().set(geometryKey, saveGeometry());
     Q_EMIT aboutToClose();
     for (MainWindowController* page : pages())
         documents_.closeDocument(page->document());
     event->accept();
+}
+
+void MainWindow::restoreWindowGeometry() {
+    const QByteArray geometry = Preferences::shared().userDefaults().value(geometryKey).toByteArray();
+    if (geometry.isEmpty() || !restoreGeometry(geometry))
+        resize(firstSize.boundedTo(screen()->availableSize()));
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (holdsFiles(*event->mimeData()))
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    event->acceptProposedAction();
+    for (const QUrl& url : droppedFiles(*event->mimeData()))
+        documents_.openDocument(url);
 }
 
 void MainWindow::changeEvent(QEvent* event) {
@@ -192,19 +215,8 @@ void MainWindow::changeEvent(QEvent* event) {
 // ---- Dialogs
 
 void MainWindow::openFiles() {
-    // The dialog's own texts cannot hold names that are no UTF-8; such files are opened from the command
-    // line.
-    auto* dialog = new QFileDialog(this, tr("Open Log Files"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setFileMode(QFileDialog::ExistingFiles);
-    if (const MainWindowController* page = currentPage())
-        dialog->setDirectory(
-            QFile::decodeName(localPath(page->document()->fileUrl().adjusted(QUrl::RemoveFilename))));
-    connect(dialog, &QFileDialog::filesSelected, this, [this](const QStringList& files) {
-        for (const QString& file : files)
-            documents_.openDocument(fileUrlFromPath(QFile::encodeName(file)));
-    });
-    dialog->open();
+    const MainWindowController* page = currentPage();
+    askForFiles(documents_, this, page ? page->document()->fileUrl() : QUrl());
 }
 
 void MainWindow::showAbout() {

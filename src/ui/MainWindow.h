@@ -42,13 +42,19 @@ Q_SIGNALS:
     void currentPageChanged();
     /// The user wants to edit the rules; `newRuleText`: to begin with a rule for this text, null for none.
     void rulesEditorRequested(const QString& newRuleText);
+    void preferencesRequested();
+    void quitRequested();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     QWidget* makeEmptyPage();
+    /// As the window closed last stood, or as large as suits a new one.
+    void restoreWindowGeometry();
 
     void pageChanged();
     void updateTitles();

@@ -5,6 +5,7 @@
 #include "core/SearchItem.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
+#include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRule.h"
 #include "rules/FiltersManager.h"
@@ -65,13 +66,28 @@ QAction* WindowActions::addPageAction(QMenu& menu, const QString& text, const QK
 void WindowActions::makeFileMenu() {
     QMenu& menu = addMenu(tr("&File"));
     menu.addAction(tr("&Open…"), QKeySequence::Open, &window_, &MainWindow::openFiles);
+    recentMenu_ = menu.addMenu(tr("Open &Recent"));
+    connect(recentMenu_, &QMenu::aboutToShow, this, [this] { showRecentFiles(); });
     menu.addSeparator();
     addPageAction(menu, tr("&Close"), QKeySequence::Close,
                   [this](MainWindowController& page) { documents_.closeDocument(page.document()); });
     addPageAction(menu, tr("Close &All"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_W),
                   [this](MainWindowController&) { documents_.closeAllDocuments(); });
     menu.addSeparator();
-    menu.addAction(tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), qApp, &QApplication::closeAllWindows);
+    menu.addAction(tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), &window_, &MainWindow::quitRequested);
+}
+
+void WindowActions::showRecentFiles() {
+    recentMenu_->clear();
+    const QStringList urls = RecentFiles::urls();
+    for (const QString& address : urls) {
+        const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
+        recentMenu_->addAction(displayPath(url).replace(u'&', QStringLiteral("&&")), this,
+                               [this, url] { documents_.openDocument(url); });
+    }
+    recentMenu_->addSeparator();
+    recentMenu_->addAction(tr("&Clear List"), this, [] { RecentFiles::clear(); })
+        ->setEnabled(!urls.isEmpty());
 }
 
 void WindowActions::makeEditMenu() {
@@ -93,6 +109,9 @@ void WindowActions::makeEditMenu() {
     addPageAction(menu, tr("Find &Next"), QKeySequence(Qt::Key_F3), find(&LogSearch::findNext));
     addPageAction(menu, tr("Find &Previous"), QKeySequence(Qt::SHIFT | Qt::Key_F3),
                   find(&LogSearch::findOtherWay));
+    menu.addSeparator();
+    menu.addAction(tr("Pr&eferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), &window_,
+                   &MainWindow::preferencesRequested);
 }
 
 void WindowActions::makeViewMenu() {

@@ -58,6 +58,7 @@ private:
     /// One entry a rule, checked where it is switched on for the page in front.
     void showRules();
     void toggleRule(const QUuid& id);
+    void showRecentFiles();
     void editSearch();
 
     MainWindow& window_;
@@ -75,6 +76,7 @@ private:
     QAction* quickHighlight_ = nullptr;
     QAction* goToLine_ = nullptr;
     QAction* newRule_ = nullptr;
+    QMenu* recentMenu_ = nullptr;
     QMenu* rulesMenu_ = nullptr;
     QAction* hideUnclaimed_ = nullptr;
     /// The entries of the single rules.

@@ -3,19 +3,32 @@
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
+#include "documents/RecentFiles.h"
+#include "foundation/FilePath.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 #include "ui/FilterRulesEditor.h"
 #include "ui/LogViewController.h"
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
+#include "ui/PreferencesWindow.h"
+#include "ui/Session.h"
+#include "ui/WelcomeWindow.h"
 
 #include <QApplication>
 #include <QPointer>
 
 #include <algorithm>
+#include <unistd.h>
 
 namespace korvane {
+namespace {
+
+bool fileExists(const QUrl& url) {
+    return !url.isLocalFile() || ::access(localPath(url).constData(), F_OK) == 0;
+}
+
+} // namespace
 
 WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {
     for (const QString& name :
@@ -32,11 +45,10 @@ WindowManager::~WindowManager() {
 MainWindow& WindowManager::addWindow() {
     auto* window = new MainWindow(*documents_);
     windows_.push_back(window);
-    QObject::connect(window, &MainWindow::aboutToClose, window, [this, window] {
-        std::erase(windows_, window);
-        if (windows_.empty() && rulesEditor_)
-            rulesEditor_->close();
-    });
+    QObject::connect(window, &MainWindow::aboutToClose, window,
+                     [this, window] { windowAboutToClose(*window); });
+    QObject::connect(window, &MainWindow::preferencesRequested, window, [this] { showPreferences(); });
+    QObject::connect(window, &MainWindow::quitRequested, window, [this] { quit(); });
     QObject::connect(window, &MainWindow::activated, window, [this, window] {
         if (std::erase(windows_, window) > 0)
             windows_.push_back(window);
@@ -47,6 +59,23 @@ MainWindow& WindowManager::addWindow() {
     QObject::connect(window, &MainWindow::currentPageChanged, window,
                      [this, window] { showPageInRulesEditor(*window); });
     return *window;
+}
+
+void WindowManager::windowAboutToClose(MainWindow& window) {
+    // The documents of the last window are those of the session.
+    if (windows_.size() == 1)
+        saveSession();
+    std::erase(windows_, &window);
+    if (!windows_.empty()) {
+        saveSession();
+        return;
+    }
+    if (rulesEditor_)
+        rulesEditor_->close();
+    if (preferences_)
+        preferences_->close();
+    if (!isQuitting_ && Preferences::shared().showWelcomeWinOnStart())
+        showWelcome();
 }
 
 MainWindow& WindowManager::windowForNewPage() {
@@ -69,6 +98,12 @@ void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
     window.addPage(page);
     window.show();
     window.raisePage(page);
+    if (welcome_)
+        welcome_->hide();
+    if (keepsState_ && !document->isTransient()) {
+        RecentFiles::add(document->fileUrl());
+        saveSession();
+    }
 }
 
 void WindowManager::raiseWindow(const std::shared_ptr<Document>& document) {
@@ -82,8 +117,9 @@ void WindowManager::closeWindow(const std::shared_ptr<Document>& document) {
     for (MainWindow* window : std::vector(windows_)) {
         if (!window->removePage(*document))
             continue;
-        // The last window stays, empty, so that another file can be opened in it.
-        if (window->pages().empty() && windows_.size() > 1)
+        saveSession();
+        // Without a welcome the last window stays, empty, so that another file can be opened in it.
+        if (window->pages().empty() && (windows_.size() > 1 || Preferences::shared().showWelcomeWinOnStart()))
             window->close();
     }
 }
@@ -93,9 +129,83 @@ void WindowManager::goToLine(const std::shared_ptr<Document>& document, qint64 l
         page->logView().goToLineWhenKnown(lineNumber);
 }
 
-void WindowManager::showEmptyWindow() {
-    if (windows_.empty())
+// ---- From one run to the next
+
+void WindowManager::saveSession() const {
+    if (!keepsState_ || isQuitting_ || isRestoring_)
+        return;
+    Session session;
+    for (const MainWindow* window : windows_) {
+        for (MainWindowController* page : window->pages()) {
+            if (page->document()->isTransient())
+                continue;
+            const QString url = absoluteString(page->document()->fileUrl());
+            const auto place = page->logView().place();
+            session.entries.push_back({url, place.topLine, place.isAtEnd});
+            if (page == window->currentPage())
+                session.current = url;
+        }
+    }
+    session.save();
+}
+
+void WindowManager::restoreSession() {
+    const Session session = Session::load();
+    const auto open = [this](const QString& address) {
+        const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
+        // What has gone since is not worth an alert each.
+        return fileExists(url) ? documents_->openDocument(url) : nullptr;
+    };
+    QStringList missing;
+    isRestoring_ = true;
+    for (const Session::Entry& entry : session.entries) {
+        const auto document = open(entry.url);
+        if (MainWindowController* page = document ? pageOf(*document) : nullptr)
+            page->logView().restorePlace({entry.topLine, entry.isAtEnd});
+        else
+            missing.append(displayName(QUrl::fromEncoded(entry.url.toUtf8(), QUrl::StrictMode)));
+    }
+    if (!session.current.isEmpty() && !documents_->documents().empty())
+        open(session.current);
+    isRestoring_ = false;
+    if (!missing.isEmpty())
+        showUserUpdate(QCoreApplication::translate("WindowManager", "No longer there: %1")
+                           .arg(missing.join(QStringLiteral(", "))));
+}
+
+void WindowManager::showFirstWindow() {
+    if (!windows_.empty())
+        return;
+    if (Preferences::shared().showWelcomeWinOnStart())
+        showWelcome();
+    else
         addWindow().show();
+}
+
+void WindowManager::showWelcome() {
+    if (!welcome_) {
+        welcome_ = std::make_unique<WelcomeWindow>(*documents_);
+        QObject::connect(welcome_.get(), &WelcomeWindow::preferencesRequested, welcome_.get(),
+                         [this] { showPreferences(); });
+        QObject::connect(welcome_.get(), &WelcomeWindow::quitRequested, welcome_.get(), [this] { quit(); });
+    }
+    welcome_->show();
+    welcome_->raise();
+    welcome_->activateWindow();
+}
+
+void WindowManager::showPreferences() {
+    if (!preferences_)
+        preferences_ = std::make_unique<PreferencesWindow>();
+    preferences_->show();
+    preferences_->raise();
+    preferences_->activateWindow();
+}
+
+void WindowManager::quit() {
+    saveSession();
+    closeAll();
+    QCoreApplication::quit();
 }
 
 MainWindowController* WindowManager::pageOf(const Document& document) const {
@@ -150,9 +260,14 @@ void WindowManager::requestAttention(const QString& fileUrl) {
 }
 
 void WindowManager::closeAll() {
+    isQuitting_ = true;
     rulesEditor_.reset();
+    preferences_.reset();
+    if (welcome_)
+        welcome_->hide();
     for (MainWindow* window : std::vector(windows_))
         window->close();
+    isQuitting_ = false;
 }
 
 } // namespace korvane

@@ -11,6 +11,8 @@ namespace korvane {
 class FilterRulesEditor;
 class MainWindow;
 class MainWindowController;
+class PreferencesWindow;
+class WelcomeWindow;
 
 /// Makes, finds and closes the windows of documents: as tabs of one window, or each in its own. Main thread.
 class WindowManager : public DocumentWindowFactory {
@@ -26,8 +28,16 @@ public:
     void closeWindow(const std::shared_ptr<Document>& document) override;
     void goToLine(const std::shared_ptr<Document>& document, qint64 lineNumber) override;
 
-    /// A window without a document, unless there is a window already.
-    void showEmptyWindow();
+    /// The files opened, the documents of the last time and the windows' places are kept for the next start.
+    void setKeepsState() { keepsState_ = true; }
+    /// Opens the documents of the last time again, each where its view stood.
+    void restoreSession();
+    /// The welcome, or a window without a document if the user wants no welcome; nothing when there is a
+    /// window already.
+    void showFirstWindow();
+    void showPreferences();
+    /// Keeps the session and ends the program.
+    void quit();
     MainWindowController* pageOf(const Document& document) const;
     /// Shows the rules editor, if wanted with a new rule for a text.
     void editRules(MainWindow& window, const QString& newRuleText);
@@ -40,6 +50,9 @@ public:
 
 private:
     MainWindow& addWindow();
+    void windowAboutToClose(MainWindow& window);
+    void saveSession() const;
+    void showWelcome();
     /// Says once what went wrong with the rule files.
     void tellStoreFault();
     /// The rules editor follows the page in front.
@@ -52,6 +65,11 @@ private:
     /// Not owned: a window deletes itself when closed. The last used one last.
     std::vector<MainWindow*> windows_;
     std::unique_ptr<FilterRulesEditor> rulesEditor_;
+    std::unique_ptr<PreferencesWindow> preferences_;
+    std::unique_ptr<WelcomeWindow> welcome_;
+    bool keepsState_ = false;
+    bool isQuitting_ = false;
+    bool isRestoring_ = false;
     /// What the user has been told of the rule files already.
     QString toldFault_;
     std::vector<NotificationToken> tokens_;

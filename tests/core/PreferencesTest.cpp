@@ -48,6 +48,7 @@ TEST_F(PreferencesTest, AFreshUserGetsEveryDefault) {
         &Preferences::lazyLoadFile,
         &Preferences::showWelcomeWinOnStart,
         &Preferences::useTabs,
+        &Preferences::reopenDocuments,
     };
     for (std::size_t i = 0; i < std::size(on); ++i)
         EXPECT_TRUE((preferences_.*on[i])()) << i;
@@ -90,6 +91,7 @@ TEST_F(PreferencesTest, EachSettingHasAKeyOfItsOwnAndIsKept) {
          &Preferences::setShowWelcomeWinOnStart},
         {"nmssh.debug", &Preferences::nmsshDebug, &Preferences::setNmsshDebug},
         {"useTabs", &Preferences::useTabs, &Preferences::setUseTabs},
+        {"reopenDocuments", &Preferences::reopenDocuments, &Preferences::setReopenDocuments},
     };
     for (const Setting& setting : settings) {
         const bool before = (preferences_.*setting.value)();

@@ -71,7 +71,8 @@ TEST_F(MainWindowTest, OpeningAnOpenFileRaisesItsTab) {
     EXPECT_EQ(loaded, 0);
 }
 
-TEST_F(MainWindowTest, TheLastTabLeavesAWindowToOpenAnotherFileIn) {
+TEST_F(MainWindowTest, WithoutAWelcomeTheLastTabLeavesAWindowToOpenAnotherFileIn) {
+    Preferences::shared().setShowWelcomeWinOnStart(false);
     const TemporaryFile file("1\n");
     MainWindowController* page = open(file);
     MainWindow* window = windowOf(page);

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QStringList>
+#include <QUrl>
+
+namespace korvane {
+
+/// The addresses of the local files opened last, the newest first; at most `maximum`. Kept in the settings,
+/// whose change notice for `key` tells of every change. Main thread.
+class RecentFiles {
+public:
+    static constexpr qsizetype maximum = 10;
+    inline static const QString key = QStringLiteral("recentFiles");
+
+    /// Absolute addresses.
+    static QStringList urls();
+    /// One that is there already moves to the front.
+    static void add(const QUrl& url);
+    static void clear();
+};
+
+} // namespace korvane

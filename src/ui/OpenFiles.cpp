@@ -1,0 +1,27 @@
+#include "ui/OpenFiles.h"
+
+#include "documents/AppDocumentController.h"
+#include "foundation/FilePath.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QFileDialog>
+
+namespace korvane {
+
+void askForFiles(AppDocumentController& documents, QWidget* parent, const QUrl& near) {
+    // The dialog's own texts cannot hold names that are no UTF-8; such files are opened from the command
+    // line.
+    auto* dialog = new QFileDialog(parent, QApplication::translate("OpenFiles", "Open Log Files"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::ExistingFiles);
+    if (near.isLocalFile())
+        dialog->setDirectory(QFile::decodeName(localPath(near.adjusted(QUrl::RemoveFilename))));
+    QObject::connect(dialog, &QFileDialog::filesSelected, dialog, [&documents](const QStringList& files) {
+        for (const QString& file : files)
+            documents.openDocument(fileUrlFromPath(QFile::encodeName(file)));
+    });
+    dialog->open();
+}
+
+} // namespace korvane

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "foundation/UserDefaults.h"
+
+#include <QDialog>
+
+#include <functional>
+#include <vector>
+
+class QCheckBox;
+class QDoubleSpinBox;
+class QFormLayout;
+class QLabel;
+class QPushButton;
+class QTabWidget;
+class QVBoxLayout;
+
+namespace korvane {
+
+class ColorButton;
+class Preferences;
+
+/// The user's settings. Every change holds at once. Main thread.
+class PreferencesWindow : public QDialog {
+    Q_OBJECT
+
+public:
+    explicit PreferencesWindow(QWidget* parent = nullptr);
+
+private:
+    QWidget* makeGeneralPage();
+    QWidget* makeAppearancePage();
+    QWidget* makeAlertsPage();
+    QWidget* makeRemotePage();
+    QVBoxLayout* addPage(QWidget* page);
+    /// A check box for a setting that is on or off.
+    QCheckBox* addSwitch(QVBoxLayout& layout, const QString& text, bool (Preferences::*value)() const,
+                         void (Preferences::*setValue)(bool));
+    /// Explains the control before it, in small letters.
+    void addNote(QVBoxLayout& layout, const QString& text);
+    QWidget* makePollingInterval();
+    void addColor(QFormLayout& form, const QString& label, QColor (Preferences::*value)() const,
+                  void (Preferences::*setValue)(const QColor&));
+    void chooseFont();
+    void useColors(const QColor& background, const QColor& text, const QColor& numbers);
+    void showLooks();
+    /// Reads every control anew.
+    void refresh();
+
+    /// One for every control: shows what the setting holds now.
+    std::vector<std::function<void()>> refreshers_;
+    QDoubleSpinBox* pollingInterval_ = nullptr;
+    QPushButton* font_ = nullptr;
+    QLabel* preview_ = nullptr;
+    UserDefaults::Token token_;
+};
+
+} // namespace korvane

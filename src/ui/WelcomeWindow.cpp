@@ -1,0 +1,172 @@
+#include "ui/WelcomeWindow.h"
+
+#include "core/Preferences.h"
+#include "documents/AppDocumentController.h"
+#include "documents/RecentFiles.h"
+#include "foundation/FilePath.h"
+#include "ui/DroppedFiles.h"
+#include "ui/FileListDelegate.h"
+#include "ui/Icons.h"
+#include "ui/OpenFiles.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QDragEnterEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+#include <QShortcut>
+
+#include <algorithm>
+
+namespace korvane {
+namespace {
+
+constexpr QSize firstSize(760, 460);
+constexpr int leftWidth = 280;
+constexpr int imageSize = 96;
+constexpr int urlRole = Qt::UserRole;
+
+QLabel* title(const QString& text, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    QFont bold = label->font();
+    bold.setBold(true);
+    label->setFont(bold);
+    return label;
+}
+
+} // namespace
+
+WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
+    : documents_(documents), recent_(makeList(tr("Recent files"))),
+      remoteTitle_(title(tr("Recent remote files"), this)), remote_(makeList(tr("Recent remote files"))),
+      noFiles_(new QLabel(tr("The files you open are listed here"), this)) {
+    setWindowTitle(tr("Welcome to %1").arg(QApplication::applicationDisplayName()));
+    setAcceptDrops(true);
+    resize(firstSize);
+    noFiles_->setForegroundRole(QPalette::PlaceholderText);
+    noFiles_->setAlignment(Qt::AlignCenter);
+
+    auto* files = new QVBoxLayout;
+    files->setContentsMargins(0, 16, 16, 16);
+    files->addWidget(title(tr("Recent files"), this));
+    files->addWidget(noFiles_, 1);
+    files->addWidget(recent_, 2);
+    files->addWidget(remoteTitle_);
+    files->addWidget(remote_, 1);
+
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(16);
+    layout->addWidget(makeActions());
+    layout->addLayout(files, 1);
+
+    token_ = Preferences::shared().observe([this](const QString& key) {
+        if (key == RecentFiles::key)
+            showRecentFiles();
+        else if (key == Preferences::shared().keyShowWelcomeWinOnStart)
+            showAtStart_->setChecked(Preferences::shared().showWelcomeWinOnStart());
+    });
+    showRecentFiles();
+    setRemoteFiles({});
+}
+
+QWidget* WelcomeWindow::makeActions() {
+    auto* left = new QWidget(this);
+    left->setFixedWidth(leftWidth);
+    auto* image = new QLabel(left);
+    image->setPixmap(icon(QStringLiteral("korvane")).pixmap({imageSize, imageSize}, devicePixelRatioF()));
+    auto* name = new QLabel(QApplication::applicationDisplayName(), left);
+    QFont large = name->font();
+    large.setPointSizeF(large.pointSizeF() * 2);
+    name->setFont(large);
+    auto* version = new QLabel(tr("Version %1").arg(QApplication::applicationVersion()), left);
+    version->setForegroundRole(QPalette::PlaceholderText);
+    auto* open = new QPushButton(tr("&Open Log File…"), left);
+    open->setDefault(true);
+    open->setShortcut(QKeySequence::Open);
+    connect(open, &QPushButton::clicked, this, [this] { askForFiles(documents_, this, {}); });
+    auto* preferences = new QPushButton(tr("&Preferences…"), left);
+    preferences->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    preferences->setFlat(true);
+    connect(preferences, &QPushButton::clicked, this, &WelcomeWindow::preferencesRequested);
+    auto* quit = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q), this);
+    connect(quit, &QShortcut::activated, this, &WelcomeWindow::quitRequested);
+    auto* drop = new QLabel(tr("or drop files here"), left);
+    drop->setForegroundRole(QPalette::PlaceholderText);
+    showAtStart_ = new QCheckBox(tr("&Show this window at the start"), left);
+    showAtStart_->setChecked(Preferences::shared().showWelcomeWinOnStart());
+    connect(showAtStart_, &QCheckBox::clicked, this,
+            [](bool on) { Preferences::shared().setShowWelcomeWinOnStart(on); });
+
+    auto* layout = new QVBoxLayout(left);
+    layout->setContentsMargins(24, 24, 8, 16);
+    layout->addStretch();
+    for (QWidget* widget : std::initializer_list<QWidget*>{image, name, version})
+        layout->addWidget(widget, 0, Qt::AlignHCenter);
+    layout->addSpacing(20);
+    layout->addWidget(open);
+    layout->addWidget(drop, 0, Qt::AlignHCenter);
+    layout->addStretch();
+    layout->addWidget(preferences, 0, Qt::AlignLeft);
+    layout->addWidget(showAtStart_);
+    return left;
+}
+
+QListWidget* WelcomeWindow::makeList(const QString& name) {
+    auto* list = new QListWidget(this);
+    list->setAccessibleName(name);
+    list->setItemDelegate(new FileListDelegate(list));
+    list->setUniformItemSizes(true);
+    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    connect(list, &QListWidget::itemActivated, this, [this](const QListWidgetItem* item) {
+        documents_.openDocument(QUrl::fromEncoded(item->data(urlRole).toString().toUtf8(), QUrl::StrictMode));
+    });
+    return list;
+}
+
+void WelcomeWindow::fill(QListWidget& list, const QStringList& urls) {
+    list.clear();
+    for (const QString& address : urls) {
+        const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
+        auto* item = new QListWidgetItem(displayName(url), &list);
+        item->setData(urlRole, address);
+        item->setData(FileListDelegate::placeRole, url.isLocalFile() ? displayPath(url) : address);
+        item->setToolTip(item->data(FileListDelegate::placeRole).toString());
+    }
+}
+
+void WelcomeWindow::showRecentFiles() {
+    const QStringList urls = RecentFiles::urls();
+    fill(*recent_, urls);
+    recent_->setVisible(!urls.isEmpty());
+    noFiles_->setVisible(urls.isEmpty());
+    existence_.findMissing(urls, [this](const QStringList& missing) {
+        for (int row = 0; row < recent_->count(); ++row) {
+            QListWidgetItem* item = recent_->item(row);
+            item->setData(FileListDelegate::isMissingRole, missing.contains(item->data(urlRole).toString()));
+        }
+    });
+}
+
+void WelcomeWindow::setRemoteFiles(const QStringList& urls) {
+    QStringList newestFirst = urls;
+    std::reverse(newestFirst.begin(), newestFirst.end());
+    fill(*remote_, newestFirst);
+    remoteTitle_->setVisible(!urls.isEmpty());
+    remote_->setVisible(!urls.isEmpty());
+}
+
+void WelcomeWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (holdsFiles(*event->mimeData()))
+        event->acceptProposedAction();
+}
+
+void WelcomeWindow::dropEvent(QDropEvent* event) {
+    event->acceptProposedAction();
+    for (const QUrl& url : droppedFiles(*event->mimeData()))
+        documents_.openDocument(url);
+}
+
+} // namespace korvane

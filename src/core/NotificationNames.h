@@ -27,4 +27,18 @@ inline const QString activeRulesChanged = QStringLiteral("ActiveRulesChangedNoti
 /// Object: bool, whether searches go forwards from now on; sender: the window. Main thread.
 inline const QString searchDirectionToggled = QStringLiteral("SearchDirectionToggledNotification");
 
+/// No object. Bookmarks were added or removed; sender: the outline by which. Main thread.
+inline const QString bookmarksUpdated = QStringLiteral("BookmarksUpdatedNotification");
+/// No object. Hosts or groups have changed, and with them where remote bookmarks are listed. Main thread.
+inline const QString remoteHostGroupChanged = QStringLiteral("RemoteHostGroupChangedNotification");
+/// No object. Some file's line marks have changed. Main thread.
+inline const QString lineMarksChanged = QStringLiteral("LineMarksChangedNotificationKey");
+/// Object: qint64, the one-based number of the line to go to; sender: the window. Main thread.
+inline const QString lineMarksJumpToLine = QStringLiteral("LineMarksJumpToLineNotificationKey");
+/// Object: std::vector<qint64>, the zero-based indexes of the lines that lost their marks; sender: the
+/// window. Main thread.
+inline const QString lineMarksDeleted = QStringLiteral("LineMarksDeletedNotificationKey");
+/// Object: QString, what the user is to be told in passing. Main thread.
+inline const QString globalUserUpdate = QStringLiteral("GlobalUserUpdateNotificationKey");
+
 } // namespace korvane::notification

@@ -49,5 +49,8 @@ enum ColorSpace { calibratedRgb = 1, deviceRgb = 2, calibratedWhite = 3, deviceW
 /// name's length stands in between).
 inline const QString modulePrefix = QStringLiteral("Korvane.");
 inline const QString mangledModulePrefix = QStringLiteral("_TtC7Korvane");
+inline QString mangledClassName(const QString& name) {
+    return mangledModulePrefix + QString::number(name.size()) + name;
+}
 
 } // namespace korvane::archiveformat

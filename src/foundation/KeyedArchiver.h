@@ -48,6 +48,9 @@ public:
     /// An array of `items`, each added by `add(item)` when that is called with one of them.
     template <typename Items, typename Add>
     Reference addArray(const Items& items, const Add& add);
+    /// As `addArray`, for a list that may stand in several objects.
+    template <typename Items, typename Add>
+    Reference addSharedArray(const std::shared_ptr<Items>& items, const Add& add);
     /// A dictionary of the pairs of a map, each value added by `add(value)`.
     template <typename Map, typename Add>
     Reference addDictionary(const Map& map, const Add& add);
@@ -127,6 +130,16 @@ KeyedArchiver::Reference KeyedArchiver::addArray(const Items& items, const Add& 
     for (const auto& item : items)
         elements.emplace_back(add(item));
     fillArray(place, std::move(elements));
+    return place;
+}
+
+template <typename Items, typename Add>
+KeyedArchiver::Reference KeyedArchiver::addSharedArray(const std::shared_ptr<Items>& items, const Add& add) {
+    const auto known = added_.find(items);
+    if (known != added_.end())
+        return known->second;
+    const Reference place = addArray(*items, add);
+    added_.emplace(items, place);
     return place;
 }
 

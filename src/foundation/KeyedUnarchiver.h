@@ -68,6 +68,9 @@ public:
     template <typename T>
     Result<std::shared_ptr<T>> object() const;
 
+    /// The same for one object of the archive, from wherever it is referred to.
+    const void* identity() const { return value_; }
+
     /// With the module for classes of the program, in the plain form; empty for what has no class.
     QString className() const;
 

@@ -45,6 +45,23 @@ double UserDefaults::doubleForKey(const QString& key) const {
     return value(key).toDouble();
 }
 
+std::optional<QByteArray> UserDefaults::dataForKey(const QString& key) const {
+    const QVariant stored = value(key);
+    return stored.typeId() == QMetaType::QByteArray ? std::optional(stored.toByteArray()) : std::nullopt;
+}
+
+QStringList UserDefaults::textsForKey(const QString& key) const {
+    const QVariant stored = value(key);
+    if (stored.typeId() == QMetaType::QString) // the settings file does not tell it from a list of one
+        return {stored.toString()};
+    QStringList texts;
+    for (const QVariant& element : stored.toList()) {
+        if (element.typeId() == QMetaType::QString)
+            texts.append(element.toString());
+    }
+    return texts;
+}
+
 void UserDefaults::set(const QString& key, const QVariant& value) {
     write(key, value);
 }

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <QByteArray>
 #include <QSettings>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace korvane {
@@ -32,6 +35,10 @@ public:
     QVariant value(const QString& key) const;
     bool boolForKey(const QString& key) const;
     double doubleForKey(const QString& key) const;
+    /// Nothing when something else stands there.
+    std::optional<QByteArray> dataForKey(const QString& key) const;
+    /// The texts of a list; elements of another kind are skipped.
+    QStringList textsForKey(const QString& key) const;
 
     void set(const QString& key, const QVariant& value);
     /// Removes the stored value, so that the registered default holds again.

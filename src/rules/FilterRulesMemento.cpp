@@ -5,9 +5,6 @@
 #include "foundation/KeyedArchiver.h"
 #include "foundation/KeyedUnarchiver.h"
 #include "foundation/NotificationCenter.h"
-#include "foundation/StoreFile.h"
-
-#include <QCoreApplication>
 
 #include <algorithm>
 
@@ -64,27 +61,12 @@ Result<UnarchivedStates> unarchiveStates(const QByteArray& archive) {
 } // namespace
 
 Result<std::unique_ptr<FilterRulesMemento>> FilterRulesMemento::load(const QString& directory) {
-    std::unique_ptr<FilterRulesMemento> memento(new FilterRulesMemento(directory));
-    const QString path = memento->path();
-    const Result<std::optional<QByteArray>> content = readStoreFile(path);
-    if (!content)
-        return content.error();
-    if (!content.value())
-        return memento;
-    Result<UnarchivedStates> stored = unarchiveStates(*content.value());
+    std::unique_ptr<FilterRulesMemento> memento(new FilterRulesMemento(directory + u'/' + DATA_FILE));
+    Result<std::optional<UnarchivedStates>> stored = memento->file_.read(&unarchiveStates);
     if (!stored)
-        return Error{
-            stored.error().code, stored.error().domain,
-            QCoreApplication::translate("FilterRulesMemento", "The active rules in “%1” cannot be read: %2")
-                .arg(path, stored.error().userText)};
-    memento->states_ = std::move(stored.value().states);
-    if (const int leftOut = stored.value().leftOut) {
-        memento->keepsOldFile_ = true;
-        memento->fault_ =
-            QCoreApplication::translate("FilterRulesMemento", "Not all in “%1” can be read; left out: %2")
-                .arg(path)
-                .arg(leftOut);
-    }
+        return stored.error();
+    if (stored.value())
+        memento->states_ = std::move(stored.value()->states);
     return memento;
 }
 
@@ -100,10 +82,6 @@ bool FilterRulesMemento::hasShared() {
 
 void FilterRulesMemento::setShared(std::unique_ptr<FilterRulesMemento> memento) {
     sharedMemento() = std::move(memento);
-}
-
-QString FilterRulesMemento::path() const {
-    return directory_ + u'/' + DATA_FILE;
 }
 
 std::vector<QUuid> FilterRulesMemento::activeRuleIds(const QString& docKey) const {
@@ -127,20 +105,8 @@ void FilterRulesMemento::removeActiveRule(const QUuid& ruleId, const QString& do
 }
 
 void FilterRulesMemento::saveAndPost(const QString& docKey) {
-    save();
+    file_.save(archiveStates(states_));
     NotificationCenter::shared().post(notification::activeRulesChanged, docKey);
-}
-
-void FilterRulesMemento::save() {
-    if (keepsOldFile_) {
-        if (const Status kept = keepCopy(path()); !kept) {
-            fault_ = kept.error().userText;
-            return;
-        }
-        keepsOldFile_ = false;
-    }
-    const Status written = writeStoreFile(path(), archiveStates(states_));
-    fault_ = written ? QString() : written.error().userText;
 }
 
 } // namespace korvane

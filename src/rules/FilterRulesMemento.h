@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "foundation/StoreFileSaver.h"
 
 #include <QString>
 #include <QUuid>
@@ -33,18 +34,14 @@ public:
     void removeActiveRule(const QUuid& ruleId, const QString& docKey);
 
     /// As FiltersManager::fault.
-    const QString& fault() const { return fault_; }
+    const QString& fault() const { return file_.fault(); }
 
 private:
-    explicit FilterRulesMemento(QString directory) : directory_(std::move(directory)) {}
-    QString path() const;
-    void save();
+    explicit FilterRulesMemento(QString path) : file_(std::move(path)) {}
     void saveAndPost(const QString& docKey);
 
-    const QString directory_;
+    StoreFileSaver file_;
     std::map<QString, std::vector<QUuid>> states_;
-    QString fault_;
-    bool keepsOldFile_ = false;
 };
 
 } // namespace korvane

@@ -4,7 +4,6 @@
 #include "core/SearchItem.h"
 #include "foundation/FatalError.h"
 #include "foundation/NotificationCenter.h"
-#include "foundation/StoreFile.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
@@ -27,27 +26,6 @@ void post(FiltersManagerNotification::Type type) {
     NotificationCenter::shared().post(notification::filterManager, FiltersManagerNotification{type});
 }
 
-/// The rules of a file; nothing when there is no file.
-Result<std::optional<UnarchivedRules>> readRules(const QString& path) {
-    Result<std::optional<QByteArray>> content = readStoreFile(path);
-    if (!content)
-        return content.error();
-    if (!content.value())
-        return std::optional<UnarchivedRules>();
-    Result<UnarchivedRules> rules = unarchiveRules(*content.value());
-    if (!rules)
-        return Error{rules.error().code, rules.error().domain,
-                     QCoreApplication::translate("FiltersManager", "The rules in “%1” cannot be read: %2")
-                         .arg(path, rules.error().userText)};
-    return std::optional(std::move(rules).value());
-}
-
-QString leftOutText(const QString& path, int count) {
-    return QCoreApplication::translate("FiltersManager", "Not all in “%1” are rules; left out: %2")
-        .arg(path)
-        .arg(count);
-}
-
 std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) {
     auto searchItem = std::make_shared<SearchItem>(word);
     searchItem->setIgnoreCase(false);
@@ -60,20 +38,11 @@ std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) 
 } // namespace
 
 Result<std::unique_ptr<FiltersManager>> FiltersManager::load(const QString& directory) {
-    std::unique_ptr<FiltersManager> manager(new FiltersManager(directory));
-    Result<std::optional<UnarchivedRules>> stored = readRules(manager->path());
+    std::unique_ptr<FiltersManager> manager(new FiltersManager(directory + u'/' + RULES_FILE));
+    Result<std::optional<UnarchivedRules>> stored = manager->file_.read(&unarchiveRules);
     if (!stored)
         return stored.error();
-    if (!stored.value()) {
-        manager->rules_ = defaultRules();
-        return manager;
-    }
-    manager->hasFile_ = true;
-    manager->rules_ = std::move(stored.value()->rules);
-    if (const int leftOut = stored.value()->leftOut) {
-        manager->keepsOldFile_ = true;
-        manager->fault_ = leftOutText(manager->path(), leftOut);
-    }
+    manager->rules_ = stored.value() ? std::move(stored.value()->rules) : defaultRules();
     return manager;
 }
 
@@ -89,10 +58,6 @@ bool FiltersManager::hasShared() {
 
 void FiltersManager::setShared(std::unique_ptr<FiltersManager> manager) {
     sharedManager() = std::move(manager);
-}
-
-QString FiltersManager::path() const {
-    return directory_ + u'/' + RULES_FILE;
 }
 
 std::shared_ptr<FilterRule> FiltersManager::rule(qsizetype index) const {
@@ -132,21 +97,12 @@ void FiltersManager::updateRule(std::shared_ptr<FilterRule> rule, qsizetype inde
 }
 
 void FiltersManager::saveIfNeverSaved() {
-    if (!hasFile_)
+    if (!file_.hasFile())
         save();
 }
 
 void FiltersManager::save() {
-    if (keepsOldFile_) {
-        if (const Status kept = keepCopy(path()); !kept) {
-            fault_ = kept.error().userText;
-            return;
-        }
-        keepsOldFile_ = false;
-    }
-    const Status written = writeStoreFile(path(), archiveRules(rules_));
-    fault_ = written ? QString() : written.error().userText;
-    hasFile_ = hasFile_ || written;
+    file_.save(archiveRules(rules_));
 }
 
 Status FiltersManager::exportRules(const Rules& rules, const QString& path) const {
@@ -154,7 +110,7 @@ Status FiltersManager::exportRules(const Rules& rules, const QString& path) cons
 }
 
 Result<int> FiltersManager::importRules(const QString& path) {
-    Result<std::optional<UnarchivedRules>> read = readRules(path);
+    Result<std::optional<UnarchivedRules>> read = readStore(path, &unarchiveRules);
     if (!read)
         return read.error();
     if (!read.value())
@@ -172,8 +128,8 @@ Result<int> FiltersManager::importRules(const QString& path) {
         save();
         post(FiltersManagerNotification::Type::filterAdded);
     }
-    if (imported.leftOut > 0 && fault_.isEmpty())
-        fault_ = leftOutText(path, imported.leftOut);
+    if (imported.leftOut > 0 && fault().isEmpty())
+        file_.setFault(storeLeftOutText(path, imported.leftOut));
     return static_cast<int>(imported.rules.size());
 }
 

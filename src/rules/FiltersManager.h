@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "foundation/StoreFileSaver.h"
 
 #include <QString>
 #include <QUuid>
@@ -54,7 +55,7 @@ public:
 
     /// For the footer: what could not be saved, or what of the file could not be read and was left out. Empty
     /// for nothing.
-    const QString& fault() const { return fault_; }
+    const QString& fault() const { return file_.fault(); }
 
     /// Reads and writes rules as a file of their own, for exchange. An imported rule whose identity is known
     /// already gets a new one.
@@ -67,16 +68,11 @@ public:
     static Rules defaultRules();
 
 private:
-    explicit FiltersManager(QString directory) : directory_(std::move(directory)) {}
-    QString path() const;
+    explicit FiltersManager(QString path) : file_(std::move(path)) {}
     bool isIndex(qsizetype index) const;
 
-    const QString directory_;
+    StoreFileSaver file_;
     Rules rules_;
-    QString fault_;
-    bool hasFile_ = false;
-    /// Something in the file was left out: it is copied aside before it is overwritten.
-    bool keepsOldFile_ = false;
 };
 
 } // namespace korvane

@@ -7,13 +7,13 @@
 #include "rules/NotificationRule.h"
 #include "rules/QuickHighlightFilterRule.h"
 #include "support/PythonScript.h"
+#include "support/RawArchive.h"
 #include "support/StoreTest.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <functional>
 #include <random>
 
 namespace korvane {
@@ -185,26 +185,10 @@ TEST_F(RuleArchiveTest, FileOfAnIndependentWriterIsRead) {
     }
 }
 
-/// Any object, from a table of fields.
-struct Raw {
-    QStringList classes;
-    std::function<void(KeyedEncoder&)> encodeFields;
-};
-QStringList archivedClassChain(const Raw& raw) {
-    return raw.classes;
-}
-void encode(const Raw& raw, KeyedEncoder& encoder) {
-    if (raw.encodeFields)
-        raw.encodeFields(encoder);
-}
-
-std::shared_ptr<Raw> raw(const QString& name, std::function<void(KeyedEncoder&)> encodeFields = {}) {
-    return std::make_shared<Raw>(Raw{{name, u"NSObject"_s}, std::move(encodeFields)});
-}
+using test::raw;
 
 /// An archive of one sound rule, but for what is given in place of one of its fields (nothing: left out).
-using Replacement = std::function<void(KeyedEncoder&, const QString& key)>;
-QByteArray ruleWith(const QString& replacedKey, const Replacement& replacement) {
+QByteArray ruleWith(const QString& replacedKey, const test::FieldWriter& replacement) {
     using namespace rulearchive;
     const auto field = [&](KeyedEncoder& encoder, const QString& key, const auto& value) {
         if (key != replacedKey)
@@ -237,26 +221,17 @@ QByteArray ruleWith(const QString& replacedKey, const Replacement& replacement) 
         field(encoder, KEY_NOTIFICATION, notification);
         flag(encoder, KEY_HIDE);
     });
-    KeyedArchiver archiver;
-    return archiver.archivedData(
-        archiver.addArray(std::vector{rule}, [&](const auto& each) { return archiver.add(each); }));
+    return test::archiveOf({rule});
 }
 
 TEST_F(RuleArchiveTest, RequiredFieldThatIsMissingOrWrongIsNamed) {
     using namespace rulearchive;
     ASSERT_TRUE(unarchiveRules(ruleWith(u"none of them"_s, {})));
-    const Replacement number = [](KeyedEncoder& encoder, const QString& key) {
-        encoder.encodeReference(key, encoder.archiver().addNumber(7));
-    };
-    const Replacement stranger = [](KeyedEncoder& encoder, const QString& key) {
-        encoder.encode(key, raw(u"Korvane.Stranger"_s));
-    };
-    const Replacement null = [](KeyedEncoder& encoder, const QString& key) {
-        encoder.encodeReference(key, KeyedArchiver::null());
-    };
+    const test::FieldWriter stranger = test::objectField(raw(u"Korvane.Stranger"_s));
     for (const QString& key :
          {KEY_SEARCH_STR, KEY_FG_COLOR, KEY_BG_COLOR, KEY_FREQ, KEY_SEARCH_ITEM, KEY_HIGHLIGHT}) {
-        for (const Replacement& replacement : {Replacement(), number, stranger, null}) {
+        for (const test::FieldWriter& replacement :
+             {test::FieldWriter(), test::numberField(7), stranger, test::nullField()}) {
             const auto read = unarchiveRules(ruleWith(key, replacement));
             ASSERT_FALSE(read) << key.toStdString();
             EXPECT_TRUE(read.error().userText.contains(u"rule 1"_s)) << read.error().userText.toStdString();
@@ -266,9 +241,7 @@ TEST_F(RuleArchiveTest, RequiredFieldThatIsMissingOrWrongIsNamed) {
     // A boolean may be absent, and may not be a text.
     for (const QString& key : {KEY_REGEX, KEY_BOLD, KEY_ENABLED, KEY_HIDE}) {
         EXPECT_TRUE(unarchiveRules(ruleWith(key, {}))) << key.toStdString();
-        EXPECT_FALSE(unarchiveRules(ruleWith(key, [](KeyedEncoder& encoder, const QString& field) {
-            encoder.encode(field, u"true"_s);
-        }))) << key.toStdString();
+        EXPECT_FALSE(unarchiveRules(ruleWith(key, test::textField(u"true"_s)))) << key.toStdString();
     }
     EXPECT_TRUE(unarchiveRules(ruleWith(KEY_NOTIFICATION, stranger)));
 }

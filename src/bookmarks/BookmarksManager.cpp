@@ -1,0 +1,17 @@
+#include "bookmarks/BookmarksManager.h"
+
+#include "bookmarks/BookmarkEntry.h"
+#include "foundation/FileBookmark.h"
+#include "foundation/UserDefaults.h"
+
+namespace korvane {
+
+BookmarksManager::BookmarksManager(const UserDefaults& defaults)
+    : defaults_(defaults), urlPaths_(defaults.textsForKey(URLS_KEY)) {}
+
+std::optional<QUrl> BookmarksManager::url(const QString& urlPath) const {
+    const std::optional<QByteArray> bookmark = defaults_.dataForKey(urlPath);
+    return bookmark ? resolvedFileBookmark(*bookmark) : parsedUrl(urlPath);
+}
+
+} // namespace korvane

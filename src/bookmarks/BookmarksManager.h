@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QStringList>
+#include <QUrl>
+
+#include <optional>
+
+namespace korvane {
+
+class UserDefaults;
+
+/// The bookmarks of earlier versions, which lie in the settings. Only read, to take them over.
+class BookmarksManager {
+public:
+    inline static const QString URLS_KEY = QStringLiteral("BookmarkUrlsKey");
+
+    /// `defaults` must outlive it.
+    explicit BookmarksManager(const UserDefaults& defaults);
+
+    const QStringList& urlPaths() const { return urlPaths_; }
+    /// Where the file of one of `urlPaths` is now; nothing when that cannot be told.
+    std::optional<QUrl> url(const QString& urlPath) const;
+
+private:
+    const UserDefaults& defaults_;
+    const QStringList urlPaths_;
+};
+
+} // namespace korvane

@@ -1,0 +1,163 @@
+#include "bookmarks/FileBasedBookmarksManager.h"
+
+#include "bookmarks/BookmarkArchive.h"
+#include "bookmarks/BookmarksManager.h"
+#include "foundation/FatalError.h"
+#include "foundation/FilePath.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace korvane {
+namespace {
+
+std::shared_ptr<FileBasedBookmarksManager>& sharedManager() {
+    static std::shared_ptr<FileBasedBookmarksManager> manager;
+    return manager;
+}
+
+LineMarkList::iterator findMark(LineMarkList& marks, qint64 lineNum) {
+    return std::find_if(marks.begin(), marks.end(),
+                        [lineNum](const auto& mark) { return mark->lineNum() == lineNum; });
+}
+
+} // namespace
+
+Result<std::unique_ptr<FileBasedBookmarksManager>>
+FileBasedBookmarksManager::load(const QString& directory, const UserDefaults& defaults) {
+    std::unique_ptr<FileBasedBookmarksManager> manager(
+        new FileBasedBookmarksManager(directory + u'/' + BOOKMARKS_FILE));
+    Result<std::optional<UnarchivedBookmarks>> stored = manager->file_.read(&unarchiveBookmarks);
+    if (!stored)
+        return stored.error();
+    if (!stored.value()) {
+        manager->migrateFromUserDefaults(defaults);
+        return manager;
+    }
+    manager->bookmarks_ = std::move(stored.value()->bookmarks);
+    for (const std::shared_ptr<BookmarkEntry>& entry : manager->bookmarks_) {
+        if (const std::optional<QUrl> url = entry->url())
+            manager->lineMarks_[absoluteString(*url)] = entry->lines();
+    }
+    return manager;
+}
+
+void FileBasedBookmarksManager::migrateFromUserDefaults(const UserDefaults& defaults) {
+    const BookmarksManager earlier(defaults);
+    int leftOut = 0;
+    for (const QString& urlPath : earlier.urlPaths()) {
+        const std::optional<QUrl> url = earlier.url(urlPath);
+        if (!url) {
+            ++leftOut;
+            continue;
+        }
+        bookmarks_.push_back(std::make_shared<BookmarkEntry>(displayName(*url), *url));
+        save();
+    }
+    if (leftOut > 0 && fault().isEmpty())
+        file_.setFault(
+            QCoreApplication::translate("FileBasedBookmarksManager",
+                                        "Bookmarks of earlier versions whose file is not known: %1")
+                .arg(leftOut));
+}
+
+FileBasedBookmarksManager& FileBasedBookmarksManager::shared() {
+    if (!sharedManager())
+        fatalError("The bookmarks are asked for before they are loaded");
+    return *sharedManager();
+}
+
+bool FileBasedBookmarksManager::hasShared() {
+    return sharedManager() != nullptr;
+}
+
+void FileBasedBookmarksManager::setShared(std::shared_ptr<FileBasedBookmarksManager> manager) {
+    sharedManager() = std::move(manager);
+}
+
+std::shared_ptr<const LineMarkLookup> FileBasedBookmarksManager::sharedLookup() {
+    return sharedManager();
+}
+
+std::shared_ptr<BookmarkEntry> FileBasedBookmarksManager::bookmarkForUrl(const QUrl& url) const {
+    const auto found = std::find_if(bookmarks_.begin(), bookmarks_.end(),
+                                    [&url](const auto& entry) { return entry->matches(url); });
+    return found == bookmarks_.end() ? nullptr : *found;
+}
+
+void FileBasedBookmarksManager::addBookmark(std::shared_ptr<BookmarkEntry> entry) {
+    const std::optional<QUrl> url = entry->url();
+    const auto marks = url ? lineMarks_.find(absoluteString(*url)) : lineMarks_.end();
+    if (marks != lineMarks_.end())
+        entry->setLines(marks->second);
+    bookmarks_.push_back(std::move(entry));
+    save();
+}
+
+void FileBasedBookmarksManager::removeBookmark(const std::shared_ptr<BookmarkEntry>& entry) {
+    std::erase(bookmarks_, entry);
+    save();
+}
+
+void FileBasedBookmarksManager::removeLineMarksOfBookmark(const BookmarkEntry& entry) {
+    if (const std::optional<QUrl> url = entry.url())
+        lineMarks_.erase(absoluteString(*url));
+    save();
+}
+
+std::shared_ptr<const LineMarkList> FileBasedBookmarksManager::lineMarksFor(const QString& urlString) const {
+    const auto marks = lineMarks_.find(urlString);
+    return marks == lineMarks_.end() ? nullptr : marks->second;
+}
+
+bool FileBasedBookmarksManager::hasLineMark(const QString& urlString, qint64 lineNum) const {
+    const auto marks = lineMarks_.find(urlString);
+    return marks != lineMarks_.end() && findMark(*marks->second, lineNum) != marks->second->end();
+}
+
+void FileBasedBookmarksManager::addLineMark(const QString& urlString, qint64 lineNum, const QString& line) {
+    std::shared_ptr<LineMarkList>& marks = lineMarks_[urlString];
+    if (!marks)
+        marks = std::make_shared<LineMarkList>();
+    marks->push_back(std::make_shared<const LineMarkEntry>(lineNum, line));
+    shareLines(urlString, marks);
+}
+
+void FileBasedBookmarksManager::shareLines(const QString& urlString,
+                                           const std::shared_ptr<LineMarkList>& lines) {
+    const std::optional<QUrl> url = parsedUrl(urlString);
+    const std::shared_ptr<BookmarkEntry> bookmark = url ? bookmarkForUrl(*url) : nullptr;
+    if (!bookmark)
+        return;
+    bookmark->setLines(lines);
+    // A further bookmark of the same file would else bring back its own list at the next start.
+    for (const std::shared_ptr<BookmarkEntry>& entry : bookmarks_) {
+        if (entry->urlStr() == urlString)
+            entry->setLines(lines);
+    }
+    save();
+}
+
+void FileBasedBookmarksManager::removeLineMark(const QString& urlString, qint64 lineNum) {
+    removeLineMarks(urlString, {lineNum});
+}
+
+void FileBasedBookmarksManager::removeLineMarks(const QString& urlString,
+                                                const std::vector<qint64>& lineNums) {
+    const auto marks = lineMarks_.find(urlString);
+    if (marks != lineMarks_.end()) {
+        for (const qint64 lineNum : lineNums) {
+            const auto mark = findMark(*marks->second, lineNum);
+            if (mark != marks->second->end())
+                marks->second->erase(mark);
+        }
+    }
+    save();
+}
+
+void FileBasedBookmarksManager::save() {
+    file_.save(archiveBookmarks(bookmarks_));
+}
+
+} // namespace korvane

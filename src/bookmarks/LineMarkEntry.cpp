@@ -1,0 +1,20 @@
+#include "bookmarks/LineMarkEntry.h"
+
+#include "foundation/FatalError.h"
+
+#include <QCoreApplication>
+
+namespace korvane {
+
+qint64 LineMarkEntry::lineNumForView() const {
+    qint64 number = 0;
+    if (__builtin_add_overflow(lineNum_, 1, &number))
+        fatalError("The number of a marked line is too large");
+    return number;
+}
+
+QString LineMarkEntry::description() const {
+    return QCoreApplication::translate("LineMarkEntry", "Line#: %1 - ").arg(lineNumForView()) + line_;
+}
+
+} // namespace korvane

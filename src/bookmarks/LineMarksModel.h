@@ -1,0 +1,55 @@
+#pragma once
+
+#include "bookmarks/LineMarkEntry.h"
+
+#include <QAbstractTableModel>
+#include <QList>
+#include <QString>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace korvane {
+
+class FileBasedBookmarksManager;
+
+/// The line marks of one file, sorted by line, as many as match a search text. Main thread.
+class LineMarksModel : public QAbstractTableModel {
+public:
+    enum Column { LineNumberColumn, LineColumn, columns };
+
+    /// `store` must outlive the model.
+    explicit LineMarksModel(FileBasedBookmarksManager& store) : store_(store) {}
+
+    /// What to show when the file has no marks.
+    static QString emptyMessage();
+
+    /// The file by its URL's absolute string; nothing for none.
+    void setFilePath(const std::optional<QString>& urlString);
+    /// Fetches the file's marks from the store again.
+    void reload();
+    /// Shows only the marks whose description holds the text, in whatever case; all for an empty one.
+    void setSearchText(const QString& text);
+
+    /// Whether the file has marks, shown or not.
+    bool hasMarks() const { return hasMarks_; }
+    /// Null for a row of none.
+    std::shared_ptr<const LineMarkEntry> mark(int row) const;
+    /// Takes the marks of these rows out of the store and reloads; answers the lines' zero-based indexes.
+    std::vector<qint64> remove(const QList<int>& rows);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+
+private:
+    FileBasedBookmarksManager& store_;
+    std::optional<QString> filePath_;
+    QString searchText_;
+    LineMarkList shown_;
+    bool hasMarks_ = false;
+};
+
+} // namespace korvane

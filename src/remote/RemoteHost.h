@@ -1,0 +1,82 @@
+#pragma once
+
+#include <QString>
+#include <QUuid>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace korvane {
+
+class AuthnType;
+
+/// One configured server: where it is, who logs in and how, and how it is listed. A reference object, held by
+/// shared pointer and known by its identity as an object; main thread.
+class RemoteHost {
+public:
+    inline static const QString HOST_KEY = QStringLiteral("host");
+    inline static const QString PORT_KEY = QStringLiteral("port");
+    inline static const QString USER_KEY = QStringLiteral("username");
+    inline static const QString AUTHN_KEY = QStringLiteral("authn");
+    inline static const QString NAME_KEY = QStringLiteral("name");
+    inline static const QString GROUP_KEY = QStringLiteral("group");
+    inline static const QString HOME_PATH_KEY = QStringLiteral("homepath");
+    inline static const QString UUID_KEY = QStringLiteral("uuid");
+
+    /// With a new UUID, in the group "Default".
+    RemoteHost(QString host, std::uint16_t port, QString username);
+    RemoteHost(const RemoteHost&) = delete;
+    RemoteHost& operator=(const RemoteHost&) = delete;
+
+    /// A host of its own with the same connection data, group and a copy of the authentication type, named
+    /// after this one. It keeps the default home path.
+    std::shared_ptr<RemoteHost> copy() const;
+
+    /// None for a host from an archive that holds none.
+    const std::optional<QUuid>& uuid() const { return uuid_; }
+    void setUuid(const std::optional<QUuid>& value) { uuid_ = value; }
+    /// Name or address.
+    const QString& host() const { return host_; }
+    void setHost(const QString& value) { host_ = value; }
+    std::uint16_t port() const { return port_; }
+    void setPort(std::uint16_t value) { port_ = value; }
+    const QString& username() const { return username_; }
+    void setUsername(const QString& value) { username_ = value; }
+    /// Null while none is chosen.
+    const std::shared_ptr<AuthnType>& authnType() const { return authnType_; }
+    void setAuthnType(std::shared_ptr<AuthnType> value) { authnType_ = std::move(value); }
+    /// As the user calls it; empty for the label made of the connection data.
+    const QString& name() const { return name_; }
+    void setName(const QString& value) { name_ = value; }
+    /// The name of its ServerGroup.
+    const QString& group() const { return group_; }
+    void setGroup(const QString& value) { group_ = value; }
+    /// The directory on the server that the browser opens first.
+    const QString& homePath() const { return homePath_; }
+    void setHomePath(const QString& value) { homePath_ = value; }
+    /// Set on a duplicate whose key files the store has been told of already. Not archived.
+    bool clone() const { return clone_; }
+    void setClone(bool value) { clone_ = value; }
+
+    /// The name, or the connection data with the authentication type.
+    QString labelForHost() const;
+    void setLabelForHost(const QString& label) { setName(label); }
+    /// user@host:port
+    QString connectionString() const;
+    /// What the settings know the host by: the UUID's text, or host and port for a host without one.
+    QString hostIdentifier() const;
+
+private:
+    std::optional<QUuid> uuid_;
+    QString host_;
+    std::uint16_t port_;
+    QString username_;
+    std::shared_ptr<AuthnType> authnType_;
+    QString name_;
+    QString group_;
+    QString homePath_;
+    bool clone_ = false;
+};
+
+} // namespace korvane

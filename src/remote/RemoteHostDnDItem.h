@@ -1,0 +1,27 @@
+#pragma once
+
+#include "foundation/Result.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+
+namespace korvane {
+
+/// A host on its way from one group to another, by drag and drop.
+struct RemoteHostDnDItem {
+    inline static const QString GROUP_NAME_KEY = QStringLiteral("GROUP_NAME");
+    inline static const QString HOST_IDX_KEY = QStringLiteral("HOST_IDX");
+    /// The one type of its data, for writing and reading.
+    inline static const QString dataType = QStringLiteral("org.korvane.remotehost");
+
+    QString groupName;
+    /// The host's place in that group, as shown.
+    std::int32_t hostIndex = 0;
+
+    QByteArray archived() const;
+    static Result<RemoteHostDnDItem> fromArchive(const QByteArray& archive);
+};
+
+} // namespace korvane

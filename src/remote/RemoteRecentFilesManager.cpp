@@ -1,0 +1,44 @@
+#include "remote/RemoteRecentFilesManager.h"
+
+#include "foundation/FatalError.h"
+#include "foundation/FilePath.h"
+#include "foundation/UserDefaults.h"
+
+namespace korvane {
+namespace {
+
+std::unique_ptr<RemoteRecentFilesManager>& sharedManager() {
+    static std::unique_ptr<RemoteRecentFilesManager> manager;
+    return manager;
+}
+
+} // namespace
+
+RemoteRecentFilesManager::RemoteRecentFilesManager(UserDefaults& defaults)
+    : defaults_(defaults), recentUrls_(defaults.textsForKey(RECENT_FILES_KEY)) {}
+
+RemoteRecentFilesManager& RemoteRecentFilesManager::shared() {
+    if (!sharedManager())
+        fatalError("The recent remote files are asked for before they are loaded");
+    return *sharedManager();
+}
+
+bool RemoteRecentFilesManager::hasShared() {
+    return sharedManager() != nullptr;
+}
+
+void RemoteRecentFilesManager::setShared(std::unique_ptr<RemoteRecentFilesManager> manager) {
+    sharedManager() = std::move(manager);
+}
+
+void RemoteRecentFilesManager::add(const QUrl& url) {
+    const QString text = absoluteString(url);
+    if (recentUrls_.contains(text))
+        return;
+    recentUrls_.append(text);
+    while (recentUrls_.size() > mostRecentFiles)
+        recentUrls_.removeFirst();
+    defaults_.set(RECENT_FILES_KEY, recentUrls_);
+}
+
+} // namespace korvane

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QString>
+
+#include <utility>
+
+namespace korvane {
+
+/// A heading under which hosts are listed; they refer to it by its name. A reference object, held by shared
+/// pointer; main thread.
+class ServerGroup {
+public:
+    inline static const QString NAME_KEY = QStringLiteral("name");
+    /// The group that is always there, of every host that has no other.
+    inline static const QString defaultName = QStringLiteral("Default");
+
+    explicit ServerGroup(QString name) : name_(std::move(name)) {}
+    ServerGroup(const ServerGroup&) = delete;
+    ServerGroup& operator=(const ServerGroup&) = delete;
+
+    const QString& name() const { return name_; }
+    void setName(const QString& value) { name_ = value; }
+    bool editable() const { return name_ != defaultName; }
+
+private:
+    QString name_;
+};
+
+} // namespace korvane

@@ -1,0 +1,308 @@
+#include "remote/RemoteHostsManager.h"
+#include "remote/RemoteRecentFilesManager.h"
+#include "remote/ServerGroupsManager.h"
+
+#include "foundation/FilePath.h"
+#include "remote/AuthnType.h"
+#include "remote/RemoteArchive.h"
+#include "remote/RemoteHost.h"
+#include "remote/ServerGroup.h"
+#include "support/RawArchive.h"
+#include "support/StoreDefaults.h"
+#include "support/TemporaryFile.h"
+
+#include <sys/stat.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+const QString hostsFile = RemoteHostsManager::DATA_FILE;
+const QString groupsFile = ServerGroupsManager::DATA_FILE;
+
+std::shared_ptr<RemoteHost> newHost(const QString& host, std::uint16_t port = 22,
+                                    const QString& username = u"u"_s) {
+    return std::make_shared<RemoteHost>(host, port, username);
+}
+
+class RemoteStoresTest : public test::StoreDefaultsTest {
+protected:
+    std::unique_ptr<RemoteHostsManager> loadHosts() {
+        auto manager = RemoteHostsManager::load(directory(), defaults());
+        EXPECT_TRUE(manager) << manager.error().userText.toStdString();
+        return std::move(manager).value();
+    }
+    std::unique_ptr<ServerGroupsManager> loadGroups() const {
+        auto manager = ServerGroupsManager::load(directory());
+        EXPECT_TRUE(manager) << manager.error().userText.toStdString();
+        return std::move(manager).value();
+    }
+    QStringList savedHosts() {
+        const auto manager = loadHosts();
+        QStringList all;
+        for (const auto& host : manager->hosts())
+            all.append(host->connectionString());
+        return all;
+    }
+    QStringList savedGroups() const {
+        const auto manager = loadGroups();
+        QStringList all;
+        for (const auto& group : manager->groups())
+            all.append(group->name());
+        return all;
+    }
+    /// A host that logs in with these files.
+    static std::shared_ptr<RemoteHost> keyHost(const QByteArray& publicKey, const QByteArray& privateKey) {
+        auto type = std::make_shared<PublicKeyAuthnType>();
+        type->publicKeyFilePath = QFile::decodeName(publicKey);
+        type->privateKeyFilePath = QFile::decodeName(privateKey);
+        auto host = newHost(u"keys"_s);
+        host->setAuthnType(type);
+        return host;
+    }
+    /// What the settings hold for the host's public and private key.
+    QList<QByteArray> stored(const RemoteHost& host) const {
+        const UserDefaults onDisk = defaultsOnDisk();
+        return {onDisk.dataForKey(host.hostIdentifier() + u"__pub_key"_s).value_or("(none)"),
+                onDisk.dataForKey(host.hostIdentifier() + u"__pvt_key"_s).value_or("(none)")};
+    }
+
+    const test::TemporaryFile publicKey_{"public", "id one.pub"};
+    const test::TemporaryFile privateKey_{"private", "id"};
+    const QList<QByteArray> none_{"(none)", "(none)"};
+};
+
+TEST_F(RemoteStoresTest, FirstStartHasOneGroupAndNoFile) {
+    EXPECT_TRUE(loadHosts()->hosts().empty());
+    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
+    EXPECT_FALSE(loadGroups()->group(0)->editable());
+    EXPECT_EQ(names(), QStringList());
+    EXPECT_EQ(RemoteRecentFilesManager(defaults()).recentUrls(), QStringList());
+}
+
+TEST_F(RemoteStoresTest, EveryChangeOfTheHostsIsSaved) {
+    const auto manager = loadHosts();
+    const auto first = newHost(u"a"_s);
+    EXPECT_TRUE(manager->add(first));
+    EXPECT_TRUE(manager->add(newHost(u"b"_s)));
+    EXPECT_EQ(savedHosts(), QStringList({u"u@a:22"_s, u"u@b:22"_s}));
+    EXPECT_TRUE(manager->update(1, newHost(u"c"_s)));
+    EXPECT_EQ(savedHosts(), QStringList({u"u@a:22"_s, u"u@c:22"_s}));
+    manager->remove(newHost(u"a"_s)); // another one
+    EXPECT_EQ(manager->count(), 2);
+    manager->remove(first);
+    EXPECT_EQ(savedHosts(), QStringList(u"u@c:22"_s));
+    for (const qsizetype index : {qsizetype(-1), qsizetype(1)}) {
+        EXPECT_TRUE(manager->update(index, newHost(u"d"_s)));
+        EXPECT_EQ(manager->host(index), nullptr);
+    }
+    EXPECT_EQ(manager->host(0)->host(), u"c"_s);
+    EXPECT_EQ(manager->count(), 1);
+}
+
+TEST_F(RemoteStoresTest, OnlyTheUserMayReadTheHosts) {
+    const mode_t before = ::umask(0);
+    EXPECT_TRUE(loadHosts()->add(newHost(u"a"_s)));
+    ::umask(before);
+    struct stat status {};
+    ASSERT_EQ(::stat(QFile::encodeName(path(hostsFile)).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_EQ(names(), QStringList(hostsFile));
+}
+
+TEST_F(RemoteStoresTest, KeyFilesAreRememberedUntilTheHostIsGone) {
+    const auto manager = loadHosts();
+    const auto host = keyHost(publicKey_.path(), {});
+    ASSERT_TRUE(manager->add(host));
+    EXPECT_EQ(stored(*host), QList<QByteArray>({publicKey_.url().toEncoded(), "(none)"}));
+    EXPECT_EQ(manager->publicKeyUrl(*host), publicKey_.url());
+    EXPECT_EQ(manager->privateKeyUrl(*host), std::nullopt);
+
+    const auto changed = keyHost({}, privateKey_.path());
+    changed->setUuid(host->uuid());
+    ASSERT_TRUE(manager->update(0, changed));
+    EXPECT_EQ(stored(*host), QList<QByteArray>({"(none)", privateKey_.url().toEncoded()}));
+    const auto other = keyHost(publicKey_.path(), privateKey_.path());
+    ASSERT_TRUE(manager->update(0, other));
+    EXPECT_EQ(stored(*host), none_);
+    EXPECT_EQ(loadHosts()->privateKeyUrl(*other), privateKey_.url());
+    manager->remove(other);
+    EXPECT_EQ(stored(*other), none_);
+
+    // Only a login by key has key files.
+    const auto password = newHost(u"p"_s);
+    password->setAuthnType(std::make_shared<PasswordAuthnType>(u"x"_s));
+    ASSERT_TRUE(manager->add(password));
+    EXPECT_EQ(stored(*password), none_);
+}
+
+TEST_F(RemoteStoresTest, KeyFileThatCannotBeReadChangesNothing) {
+    const auto manager = loadHosts();
+    const auto sound = keyHost(publicKey_.path(), privateKey_.path());
+    ASSERT_TRUE(manager->add(sound));
+    const QByteArray file = content(hostsFile);
+    const QList<QByteArray> before = stored(*sound);
+    const auto broken = keyHost(publicKey_.path(), "/no/such/key");
+    for (const Status& status : {manager->add(broken), manager->update(0, broken)}) {
+        ASSERT_FALSE(status);
+        EXPECT_TRUE(status.error().userText.contains(u"/no/such/key"_s));
+    }
+    EXPECT_EQ(manager->hosts(), RemoteHostsManager::Hosts{sound});
+    EXPECT_EQ(content(hostsFile), file);
+    EXPECT_EQ(stored(*sound), before);
+    EXPECT_EQ(stored(*broken), none_);
+}
+
+TEST_F(RemoteStoresTest, DuplicateUsesTheKeyFilesOfItsOriginal) {
+    const auto manager = loadHosts();
+    const auto original = keyHost({}, privateKey_.path());
+    ASSERT_TRUE(manager->add(original));
+    const auto foreign = original->hostIdentifier() + u"__pub_key"_s;
+    defaults().set(foreign, QByteArray("made elsewhere"));
+    // Not even a file that is gone stands against a duplicate.
+    ASSERT_TRUE(QFile::remove(QFile::decodeName(privateKey_.path())));
+
+    const auto copy = original->copy();
+    copy->setClone(true);
+    manager->copyKeyBookmarks(*original, *copy);
+    ASSERT_TRUE(manager->add(copy));
+    EXPECT_EQ(stored(*copy), QList<QByteArray>({"made elsewhere", privateKey_.url().toEncoded()}));
+    EXPECT_EQ(manager->count(), 2);
+
+    // Data of another kind, and a file that is gone, lead nowhere.
+    EXPECT_EQ(manager->publicKeyUrl(*copy), std::nullopt);
+    EXPECT_EQ(manager->privateKeyUrl(*copy), std::nullopt);
+    defaults().set(foreign, QByteArray("https://example.org/tmp"));
+    EXPECT_EQ(manager->publicKeyUrl(*original), std::nullopt);
+}
+
+TEST_F(RemoteStoresTest, HostIsFoundByAllOfItsConnection) {
+    const auto manager = loadHosts();
+    const auto capital = newHost(u"Web"_s, 22);
+    const auto small = newHost(u"web"_s, 22);
+    const auto otherPort = newHost(u"h"_s, 2222, u"v"_s);
+    const auto again = newHost(u"h"_s, 2222, u"v"_s);
+    for (const auto& host : {capital, small, newHost(u"h"_s, 22), otherPort, again})
+        ASSERT_TRUE(manager->add(host));
+    EXPECT_EQ(manager->findHost(u"h"_s, 2222, u"v"_s), otherPort);
+    EXPECT_EQ(manager->findHost(u"h"_s, 2222, u"u"_s), nullptr);
+    EXPECT_EQ(manager->findHost(u"h"_s, 22, u"v"_s), nullptr);
+    EXPECT_EQ(manager->findHost(u"h.example"_s, 22, u"u"_s), nullptr);
+    EXPECT_EQ(manager->findHost(u"h"_s, 22, u"U"_s), nullptr);
+    EXPECT_EQ(manager->findHost(u"web"_s, 22, u"u"_s), small);
+    EXPECT_EQ(manager->findHost(u"WEB"_s, 22, u"u"_s), capital);
+    EXPECT_EQ(manager->findHost(u"h"_s, 22 + 65536, u"u"_s), nullptr);
+}
+
+TEST_F(RemoteStoresTest, WhatDoesNotDecodeIsNamedAndLeftAsItIs) {
+    KeyedArchiver archiver;
+    const QByteArray otherRoot = archiver.archivedData(archiver.add(u"text"_s));
+    for (const QByteArray& damaged : {QByteArray(), QByteArray("garbage"), otherRoot}) {
+        write(hostsFile, damaged);
+        write(groupsFile, damaged);
+        const auto hosts = RemoteHostsManager::load(directory(), defaults());
+        const auto groups = ServerGroupsManager::load(directory());
+        ASSERT_FALSE(hosts);
+        ASSERT_FALSE(groups);
+        EXPECT_TRUE(hosts.error().userText.contains(path(hostsFile)));
+        EXPECT_TRUE(groups.error().userText.contains(path(groupsFile)));
+        EXPECT_EQ(content(hostsFile), damaged);
+        EXPECT_EQ(content(groupsFile), damaged);
+    }
+}
+
+TEST_F(RemoteStoresTest, WhatIsLeftOutIsToldAndKept) {
+    const QByteArray old = test::archiveOf({test::raw(u"Korvane.Stranger"_s), nullptr});
+    write(hostsFile, old);
+    write(groupsFile, old);
+    const auto hosts = loadHosts();
+    const auto groups = loadGroups();
+    EXPECT_TRUE(hosts->fault().contains(path(hostsFile)) && hosts->fault().endsWith(u'2'));
+    EXPECT_TRUE(groups->fault().contains(path(groupsFile)) && groups->fault().endsWith(u'2'));
+    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
+    EXPECT_TRUE(hosts->add(newHost(u"a"_s)));
+    groups->add(std::make_shared<ServerGroup>(u"g"_s));
+    EXPECT_EQ(content(hostsFile + u".kept"_s), old);
+    EXPECT_EQ(content(groupsFile + u".kept"_s), old);
+    EXPECT_EQ(savedHosts(), QStringList(u"u@a:22"_s));
+    EXPECT_EQ(hosts->fault() + groups->fault(), QString());
+}
+
+TEST_F(RemoteStoresTest, FailedWriteIsTold) {
+    const auto hosts = loadHosts();
+    const auto groups = loadGroups();
+    blockWriting(hostsFile);
+    blockWriting(groupsFile);
+    EXPECT_TRUE(hosts->add(newHost(u"a"_s)));
+    groups->add(std::make_shared<ServerGroup>(u"g"_s));
+    EXPECT_TRUE(hosts->fault().contains(path(hostsFile)));
+    EXPECT_TRUE(groups->fault().contains(path(groupsFile)));
+}
+
+TEST_F(RemoteStoresTest, DefaultGroupIsAlwaysThere) {
+    write(groupsFile, archiveGroups({std::make_shared<ServerGroup>(u"default"_s)}));
+    EXPECT_EQ(savedGroups(), QStringList({u"Default"_s, u"default"_s}));
+    write(groupsFile, archiveGroups({std::make_shared<ServerGroup>(u"g"_s),
+                                     std::make_shared<ServerGroup>(u"Default"_s)}));
+    EXPECT_EQ(savedGroups(), QStringList({u"g"_s, u"Default"_s}));
+    write(groupsFile, archiveGroups({}));
+    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
+}
+
+TEST_F(RemoteStoresTest, GroupIsRefusedOrSaved) {
+    const auto manager = loadGroups();
+    const auto shop = std::make_shared<ServerGroup>(u"Shop"_s);
+    EXPECT_EQ(manager->refusalToAdd(u"Shop"_s), std::nullopt);
+    manager->add(shop);
+    EXPECT_EQ(savedGroups(), QStringList({u"Default"_s, u"Shop"_s}));
+    EXPECT_EQ(manager->refusalToAdd(u"Shop"_s), u"Group already present!"_s);
+    EXPECT_EQ(manager->refusalToAdd(u"shop"_s), std::nullopt);
+    EXPECT_EQ(manager->groupNamed(u"Shop"_s), shop);
+
+    const auto host = newHost(u"a"_s);
+    host->setGroup(u"Shop"_s);
+    const auto ofDefault = ServerGroupsManager::refusalToRemove(*manager->group(0), {});
+    ASSERT_TRUE(ofDefault);
+    EXPECT_EQ(ofDefault->message, u"Cannot delete 'Default' group!"_s);
+    EXPECT_EQ(ofDefault->informativeText, u"The 'Default' group cannot be removed"_s);
+    const auto ofUsed = ServerGroupsManager::refusalToRemove(*shop, {newHost(u"b"_s), host});
+    ASSERT_TRUE(ofUsed);
+    EXPECT_EQ(ofUsed->message, u"Cannot delete non-empty group!"_s);
+    EXPECT_EQ(ofUsed->informativeText, u"Please remove the servers from the group before deleting it"_s);
+    EXPECT_FALSE(ServerGroupsManager::refusalToRemove(*shop, {newHost(u"b"_s)}));
+
+    manager->remove(shop);
+    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
+    EXPECT_EQ(manager->groupNamed(u"Shop"_s), nullptr);
+}
+
+TEST_F(RemoteStoresTest, RecentFilesLoseTheOldestAndKeepTheirOrder) {
+    const auto urlOf = [](int number) { return QUrl(u"ssh://u@h:22//var/log/a,b %1.log"_s.arg(number)); };
+    const auto textOf = [&](int number) { return absoluteString(urlOf(number)); };
+    const auto onDisk = [this] {
+        UserDefaults defaults = defaultsOnDisk();
+        return RemoteRecentFilesManager(defaults).recentUrls();
+    };
+    RemoteRecentFilesManager manager(defaults());
+    manager.add(urlOf(0));
+    EXPECT_EQ(onDisk(), QStringList(textOf(0))); // a list of one, too
+    QStringList expected{textOf(0)};
+    for (int number = 1; number < 10; ++number) {
+        manager.add(urlOf(number));
+        expected.append(textOf(number));
+    }
+    manager.add(urlOf(0));
+    EXPECT_EQ(onDisk(), expected);
+    manager.add(urlOf(10));
+    expected.removeFirst();
+    expected.append(textOf(10));
+    EXPECT_EQ(onDisk(), expected);
+    EXPECT_EQ(manager.recentUrls(), expected);
+
+    defaults().set(RemoteRecentFilesManager::RECENT_FILES_KEY, QVariantList({7, u"ssh://h/x"_s}));
+    EXPECT_EQ(onDisk(), QStringList(u"ssh://h/x"_s));
+}
+
+} // namespace
+} // namespace korvane

@@ -133,8 +133,12 @@ void LogTableView::setRowCount(qint64 count) {
 
 void LogTableView::rowsChanged(qint64 firstRow) {
     delegate_.rowsChanged(firstRow);
-    setTop(places().limited(top_));
+    setTop(placeInChangedRows());
     viewport()->update();
+}
+
+RowPlace LogTableView::placeInChangedRows() const {
+    return stoodAtEnd_ && top_ != RowPlace{} ? places().end() : places().limited(top_);
 }
 
 void LogTableView::redecorate() {
@@ -284,7 +288,7 @@ std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
 
 void LogTableView::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
-    setTop(stoodAtEnd_ && top_ != RowPlace{} ? places().end() : places().limited(top_));
+    setTop(placeInChangedRows());
     Q_EMIT visibleRowsChanged();
 }
 

@@ -61,6 +61,9 @@ public:
     qint64 firstVisibleRow() const { return top_.row; }
     qint64 lastVisibleRow() const;
     bool isAtEnd() const;
+    /// As above when rows, window or place last changed: also when texts have arrived since that take more
+    /// room.
+    bool stoodAtEnd() const { return stoodAtEnd_; }
     /// Scrolls so that the row is the first one, as far as the end allows.
     void setTopRow(qint64 row);
     void scrollToEnd();
@@ -118,6 +121,8 @@ private:
     /// Moves the top by pixels; positive = towards the end.
     void scrollByPixels(qreal pixels);
     void setTop(RowPlace top);
+    /// Where the top belongs when the height of rows or window has changed.
+    RowPlace placeInChangedRows() const;
     void updateScrollBars();
     void updateHorizontalBar();
     qreal lineColumnX() const;
@@ -138,7 +143,7 @@ private:
     qint64 rowCount_ = 0;
     RowPlace top_;
     /// The last row's end was at the lower edge when the top was last set: it stays there when the window is
-    /// resized.
+    /// resized or rows get another height.
     bool stoodAtEnd_ = false;
     /// Rows that one step of the scroll bar stands for, as a power of two: a bar counts in int.
     int scrollShift_ = 0;

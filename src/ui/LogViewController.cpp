@@ -109,13 +109,11 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     if (!object || (*object)->doc.lock() != document_)
         return;
     // A view that stands at the end of a followed file stays there.
-    const auto observer = document_->logFileObserver();
-    const bool followsEnd = observer && observer->isTailing() && tableView_->isAtEnd() &&
-                            Preferences::shared().autoTailOnScroll();
+    hasFollowedEnd_ = followsEnd();
     updateLineNumberColumn();
     tableView_->setRowCount(dataSource_->numberOfRows());
     tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
-    if (followsEnd)
+    if (hasFollowedEnd_)
         tableView_->scrollToEnd();
     requestVisiblePages();
     followPendingLine(document_->loadProgress()->state() != LoadProgressController::State::Loading);
@@ -132,8 +130,18 @@ void LogViewController::requestVisiblePages() {
         dataSource_->loadPage(page, true);
 }
 
+bool LogViewController::followsEnd() const {
+    const auto observer = document_->logFileObserver();
+    return observer && observer->isTailing() && tableView_->stoodAtEnd() &&
+           Preferences::shared().autoTailOnScroll();
+}
+
 void LogViewController::dataSourceLoadedLines() {
+    // Wrapped rows take more room when their text is there.
+    const bool staysAtEnd = hasFollowedEnd_ && followsEnd();
     tableView_->rowsChanged();
+    if (staysAtEnd)
+        tableView_->scrollToEnd();
     Q_EMIT rowsArrived();
 }
 

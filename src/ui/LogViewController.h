@@ -108,6 +108,8 @@ private:
     void visibleRowsChanged();
     /// Asks for the pages of the rows on the screen, where they are to be read (again).
     void requestVisiblePages();
+    /// The file is followed, and the view stands at its end.
+    bool followsEnd() const;
     void copyRows();
     void startCopy();
 
@@ -120,6 +122,8 @@ private:
     /// Kept while it is out of the table.
     std::optional<LogTableView::Column> lineNumTableCol_;
     qreal sidebarWidth_ = 0;
+    /// The view was brought to the end of a followed file when the last rows came.
+    bool hasFollowedEnd_ = false;
     std::optional<qint64> pendingLine_;
 
     std::unique_ptr<OperationQueue> copyQueue_;

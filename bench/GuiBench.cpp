@@ -1,30 +1,21 @@
-#include "core/Preferences.h"
+#include "TailBench.h"
+#include "TimedApplication.h"
+
 #include "core/TailDataSourceProtocol.h"
-#include "documents/Document.h"
-#include "foundation/FilePath.h"
-#include "foundation/MainThread.h"
 #include "rules/FilterRule.h"
-#include "rules/FilterRulesMemento.h"
-#include "rules/FiltersManager.h"
 #include "rules/HighlightRule.h"
 #include "rules/RuleSwitch.h"
-#include "ui/LogViewController.h"
-#include "ui/MachineFontCatalog.h"
-#include "ui/MainThreadPump.h"
-#include "ui/MainWindow.h"
-#include "ui/MainWindowController.h"
-#include "ui/WindowManager.h"
+#include "support/Session.h"
 
-#include <QApplication>
 #include <QPaintEvent>
 #include <QScrollBar>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <QWheelEvent>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <random>
 #include <string_view>
@@ -32,41 +23,7 @@
 namespace korvane::bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double millisecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-/// Times the handling of every event that the event loop delivers.
-class TimedApplication : public QApplication {
-public:
-    using QApplication::QApplication;
-
-    bool notify(QObject* receiver, QEvent* event) override {
-        if (depth_ > 0)
-            return QApplication::notify(receiver, event);
-        ++depth_;
-        const auto type = event->type();
-        const auto start = Clock::now();
-        const bool handled = QApplication::notify(receiver, event);
-        const double took = millisecondsSince(start);
-        --depth_;
-        ++events;
-        if (took > longest) {
-            longest = took;
-            longestType = type;
-        }
-        return handled;
-    }
-
-    double longest = 0;
-    int longestType = 0;
-    long events = 0;
-
-private:
-    int depth_ = 0;
-};
+using test::Session;
 
 /// An empty window, for comparing. Prints the monotonic time of its first painting in microseconds.
 class BareWindow : public QWidget {
@@ -87,35 +44,6 @@ int bareWindow(int argc, char** argv) {
     window.show();
     return QApplication::exec();
 }
-
-class SilentAlerts : public AlertPresenter {
-    void present(const Alert&, const void*, std::function<void(int)>) override {}
-};
-
-/// The program's windows around one file, on settings of their own.
-struct Session {
-    explicit Session(const char* path) : documents(windows, alerts) {
-        auto preferences = std::make_unique<Preferences>(
-            std::make_unique<UserDefaults>(settings.path() + QStringLiteral("/korvane.ini")));
-        preferences->registerDefaults(MachineFontCatalog());
-        Preferences::setShared(std::move(preferences));
-        FiltersManager::setShared(std::move(FiltersManager::load(settings.path())).value());
-        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(settings.path())).value());
-        windows.setDocumentController(documents);
-        document = documents.openDocument(fileUrlFromPath(path));
-        page = document ? windows.pageOf(*document) : nullptr;
-    }
-
-    LogTableView& table() { return page->logView().tableView(); }
-
-    MainThreadPump pump;
-    QTemporaryDir settings;
-    SilentAlerts alerts;
-    WindowManager windows{alerts};
-    AppDocumentController documents;
-    std::shared_ptr<Document> document;
-    MainWindowController* page = nullptr;
-};
 
 void sendWheel(LogTableView& table, int delta) {
     const QPointF place(300, 200);
@@ -259,6 +187,12 @@ int main(int argc, char** argv) {
         return korvane::bench::jump(argc, argv, argv[2]);
     if (command == "switch" && argc == 3)
         return korvane::bench::switchRules(argc, argv, argv[2]);
-    std::fprintf(stderr, "usage: korvane_bench_gui window | scroll FILE | jump FILE | switch FILE\n");
+    if (command == "tail-delay" && argc == 4)
+        return korvane::bench::tailDelay(argc, argv, argv[2], std::atoi(argv[3]));
+    if (command == "tail-flood" && argc == 5)
+        return korvane::bench::tailFlood(argc, argv, argv[2], argv[3], argv[4]);
+    std::fprintf(stderr, "usage: korvane_bench_gui window | scroll FILE | jump FILE | switch FILE\n"
+                         "       korvane_bench_gui tail-delay FILE LINES\n"
+                         "       korvane_bench_gui tail-flood FILE WRITER SECONDS\n");
     return 2;
 }

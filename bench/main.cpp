@@ -1,4 +1,5 @@
 #include "Corpus.h"
+#include "Flood.h"
 #include "RulesBench.h"
 #include "SearchBench.h"
 
@@ -53,6 +54,9 @@ int main(int argc, char** argv) {
         return korvane::bench::generate(argv[2], argv[3], argv[4]);
     if (command == "number" && argc == 4)
         return korvane::bench::number(argv[2], argv[3]);
+    if (command == "flood" && argc == 5)
+        return korvane::bench::flood(argv[2], std::strtoull(argv[3], nullptr, 10),
+                                     std::strtoull(argv[4], nullptr, 10));
     if (command == "search" && argc == 4)
         return korvane::bench::search(argv[2], argv[3]);
     if (command == "rules-page" && argc == 3)
@@ -62,6 +66,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: korvane_bench index FILE\n"
                          "       korvane_bench generate FILE BYTES SEED\n"
                          "       korvane_bench number FILE LINES\n"
+                         "       korvane_bench flood FILE BYTES_PER_SECOND SECONDS\n"
                          "       korvane_bench search FILE TEXT\n"
                          "       korvane_bench rules-page FILE\n"
                          "       korvane_bench rules-engines FILE\n");

@@ -147,6 +147,8 @@ std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {
 
 std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) const {
     SearchMatch match{line, {}};
+    // The writer may have got to the middle of a character.
+    const bool isUnfinished = line + 1 == file_.index.lineCount();
     // The end of the piece before, in which a match may begin.
     QString text;
     qint64 base = 0;
@@ -156,7 +158,7 @@ std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) const {
         QByteArray bytes(static_cast<qsizetype>(size), Qt::Uninitialized);
         bytes.truncate(static_cast<qsizetype>(
             file_.handle.read(offset, {bytes.data(), static_cast<std::size_t>(size)}).value_or(0)));
-        const auto piece = file_.decoder.decodeSilently({offset, bytes, !isLast});
+        const auto piece = file_.decoder.decodeSilently({offset, bytes, !isLast || isUnfinished});
         if (!piece || (piece->usedBytes == 0 && !isLast))
             return std::nullopt;
         text += piece->text;

@@ -343,7 +343,7 @@ QStringList LogReader::readLines(qint64 start, qint64 count) {
     const auto bytes = readBytes(*handle, range->begin, range->end);
     if (!bytes)
         return {};
-    const FileTextDecoder::Part part{range->begin, *bytes};
+    const FileTextDecoder::Part part{range->begin, *bytes, !range->newlineFollows};
     const auto texts = decoder_.decode({&part, 1});
     return texts ? texts->front().text.split(u'\n') : QStringList();
 }
@@ -375,6 +375,8 @@ std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines) {
             parts.push_back({begin, end, 0});
         joinNext = !tooLong;
     }
+    if (!parts.empty())
+        parts.back().isUnfinished = !lines.newlineFollows;
     return parts;
 }
 
@@ -392,7 +394,7 @@ DisplayLines LogReader::readLinesForDisplay(qint64 start, qint64 count) {
         if (!read)
             return {};
         bytes.push_back(std::move(*read));
-        parts.push_back({part.begin, bytes.back(), part.cutBytes > 0});
+        parts.push_back({part.begin, bytes.back(), part.isCut()});
     }
     const auto texts = decoder_.decode(parts);
     if (!texts)

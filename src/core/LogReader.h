@@ -137,6 +137,9 @@ private:
         std::uint64_t begin = 0;
         std::uint64_t end = 0;
         std::uint64_t cutBytes = 0;
+        /// Ends where the writer has got to, which may lie inside a character.
+        bool isUnfinished = false;
+        bool isCut() const { return cutBytes > 0 || isUnfinished; }
     };
     static std::vector<ShownPart> partsToShow(const Bytes& lines);
     void warnOfReadError(std::uint64_t offset) const;

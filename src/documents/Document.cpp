@@ -240,6 +240,10 @@ std::shared_ptr<FileObserverProtocol> Document::logFileObserver() const {
     return logFileObserver_;
 }
 
+void Document::setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) {
+    dataSource_->setLineMarkLookup(std::move(lookup));
+}
+
 std::shared_ptr<const LoadProgressController> Document::loadProgress() const {
     return loadProgress_;
 }

@@ -12,6 +12,7 @@
 
 namespace korvane {
 
+class LineMarkLookup;
 class LoadProgressController;
 class LogFileObserver;
 class LogTableDataSource;
@@ -73,6 +74,9 @@ public:
 
     /// The progress of the first scan, or of the last `reload`; never null after `readFromUrl`.
     std::shared_ptr<const LoadProgressController> loadProgress() const;
+
+    /// Null = no line carries a mark. Before `close`.
+    void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup);
 
     /// Whether long lines are wrapped in this document's window.
     bool wrapping() const { return wrapping_; }

@@ -7,7 +7,9 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
+#include <QMouseEvent>
 #include <QTimer>
+#include <QToolButton>
 
 #include <utility>
 
@@ -22,7 +24,7 @@ constexpr int imageSize = 14;
 FooterViewController::FooterViewController(QWidget* parent)
     : QWidget(parent), imgStatus_(new QLabel(this)), lblStatus_(new QLabel(this)),
       lblFileName_(new QLabel(this)), lblUserUpdate_(new ElidedLabel(this)), lblEncoding_(new QLabel(this)),
-      lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)) {
+      lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)), info_(new QToolButton(this)) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 3, 10, 3);
     layout->setSpacing(18);
@@ -36,6 +38,13 @@ FooterViewController::FooterViewController(QWidget* parent)
     layout->addWidget(lblEncoding_);
     layout->addWidget(lblLineCount_);
     layout->addWidget(lblFileSize_);
+    layout->addWidget(info_);
+    info_->setIcon(icon(QStringLiteral("info")));
+    info_->setIconSize({imageSize, imageSize});
+    info_->setAutoRaise(true);
+    info_->setToolTip(tr("About this file (Ctrl+I)"));
+    info_->setAccessibleName(tr("About this file"));
+    connect(info_, &QToolButton::clicked, this, &FooterViewController::fileInfoRequested);
     for (QLabel* label :
          {lblStatus_, lblFileName_, lblUserUpdate_, lblEncoding_, lblLineCount_, lblFileSize_})
         label->setTextFormat(Qt::PlainText);
@@ -84,6 +93,11 @@ void FooterViewController::showUserUpdate(const QString& text) {
         update_.clear();
         showText();
     });
+}
+
+void FooterViewController::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint()))
+        Q_EMIT fileInfoRequested();
 }
 
 void FooterViewController::showText() {

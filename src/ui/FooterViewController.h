@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class QLabel;
+class QToolButton;
 
 namespace korvane {
 
@@ -25,6 +26,13 @@ public:
     /// Something of the moment: shown for some seconds in the place of the standing text.
     void showUserUpdate(const QString& text);
 
+Q_SIGNALS:
+    /// The user wants to know more about the file.
+    void fileInfoRequested();
+
+protected:
+    void mouseReleaseEvent(QMouseEvent* event) override;
+
 private:
     void showText();
 
@@ -36,6 +44,7 @@ private:
     QLabel* lblEncoding_;
     QLabel* lblLineCount_;
     QLabel* lblFileSize_;
+    QToolButton* info_;
     QString standing_;
     bool standingIsWarning_ = false;
     QString update_;

@@ -12,6 +12,8 @@
 namespace korvane {
 namespace {
 
+constexpr qreal markSize = 14;
+
 QString translated(const char* text) {
     return QCoreApplication::translate("LogRowPainter", text);
 }
@@ -76,10 +78,22 @@ void LogRowPainter::paint(const RowPlaces::VisibleRow& row, const RowState& stat
 
     qreal right = 0;
     for (const LogTableColumn& column : columns_) {
+        if (column.identifier == cell::lineMark)
+            paintMark(row, {right, row.y, column.width, row.height});
         right += column.width;
         if (column.identifier == cell::lineNum)
             paintNumber(row, right, state.isSelected);
     }
+}
+
+void LogRowPainter::paintMark(const RowPlaces::VisibleRow& row, const QRectF& place) {
+    if (!delegate_.viewForTableColumn(cell::lineMark, row.row).isMarked)
+        return;
+    // Beside the first of several lines.
+    const qreal size = std::min({place.width(), delegate_.metrics().lineHeight(), markSize});
+    const QRectF image(place.center().x() - size / 2,
+                       place.top() + (delegate_.metrics().lineHeight() - size) / 2, size, size);
+    style_.markImage.paint(&painter_, image.toAlignedRect());
 }
 
 void LogRowPainter::paintNumber(const RowPlaces::VisibleRow& row, qreal right, bool isSelected) {

@@ -6,6 +6,7 @@
 #include "ui/RowPlaces.h"
 
 #include <QFont>
+#include <QIcon>
 #include <QPalette>
 #include <QSize>
 
@@ -29,6 +30,7 @@ public:
         QSize viewSize;
         /// How far the lines are scrolled sideways.
         qreal horizontalOffset = 0;
+        QIcon markImage;
         /// Rows that are not there yet say so.
         bool showsLoading = false;
     };
@@ -54,6 +56,7 @@ public:
 private:
     using CellView = LogTableViewDelegate::CellView;
 
+    void paintMark(const RowPlaces::VisibleRow& row, const QRectF& place);
     void paintNumber(const RowPlaces::VisibleRow& row, qreal right, bool isSelected);
     void paintLine(const RowPlaces::VisibleRow& row, const QRectF& area, const RowState& state);
     void paintNotice(const QPointF& baseline, const QString& text);

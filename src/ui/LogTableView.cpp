@@ -1,5 +1,6 @@
 #include "ui/LogTableView.h"
 
+#include "ui/Icons.h"
 #include "ui/LogRowPainter.h"
 
 #include <QApplication>
@@ -31,7 +32,8 @@ bool isWordUnit(QChar unit) {
 
 } // namespace
 
-LogTableView::LogTableView(QWidget* parent) : QAbstractScrollArea(parent), delegate_(*this) {
+LogTableView::LogTableView(QWidget* parent)
+    : QAbstractScrollArea(parent), delegate_(*this), markImage_(icon(QStringLiteral("linemark"))) {
     columns_ = {{cell::lineMark, 0}, {cell::lineNum, 0}, {cell::line, 0}};
     colors_ = {palette().color(QPalette::Base), palette().color(QPalette::Text),
                palette().color(QPalette::Mid)};
@@ -133,8 +135,12 @@ void LogTableView::setRowCount(qint64 count) {
 
 void LogTableView::rowsChanged(qint64 firstRow) {
     delegate_.rowsChanged(firstRow);
-    setTop(places().limited(top_));
+    setTop(placeInChangedRows());
     viewport()->update();
+}
+
+RowPlace LogTableView::placeInChangedRows() const {
+    return stoodAtEnd_ && top_ != RowPlace{} ? places().end() : places().limited(top_);
 }
 
 void LogTableView::redecorate() {
@@ -284,7 +290,7 @@ std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
 
 void LogTableView::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
-    setTop(stoodAtEnd_ && top_ != RowPlace{} ? places().end() : places().limited(top_));
+    setTop(placeInChangedRows());
     Q_EMIT visibleRowsChanged();
 }
 
@@ -324,6 +330,7 @@ void LogTableView::paintEvent(QPaintEvent* event) {
                               .labelFont = font(),
                               .viewSize = viewport()->size(),
                               .horizontalOffset = horizontalOffset(),
+                              .markImage = markImage_,
                               .showsLoading = showsLoading_});
     for (const RowPlaces::VisibleRow& row : rows) {
         if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
@@ -541,8 +548,10 @@ void LogTableView::mousePressEvent(QMouseEvent* event) {
 }
 
 void LogTableView::mouseMoveEvent(QMouseEvent* event) {
-    const bool overText = columnAt(event->position().x()) == cell::line;
-    viewport()->setCursor(overText ? Qt::IBeamCursor : Qt::ArrowCursor);
+    const QLatin1StringView under = columnAt(event->position().x());
+    viewport()->setCursor(under == cell::line       ? Qt::IBeamCursor
+                          : under == cell::lineMark ? Qt::PointingHandCursor
+                                                    : Qt::ArrowCursor);
     if (drag_ == Drag::None || !(event->buttons() & Qt::LeftButton))
         return;
     lastDragPoint_ = event->position();

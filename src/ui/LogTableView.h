@@ -9,6 +9,7 @@
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
 #include <QElapsedTimer>
+#include <QIcon>
 
 #include <optional>
 #include <vector>
@@ -118,6 +119,8 @@ private:
     /// Moves the top by pixels; positive = towards the end.
     void scrollByPixels(qreal pixels);
     void setTop(RowPlace top);
+    /// Where the top belongs when the height of rows or window has changed.
+    RowPlace placeInChangedRows() const;
     void updateScrollBars();
     void updateHorizontalBar();
     qreal lineColumnX() const;
@@ -133,12 +136,13 @@ private:
     void selectWordAt(qint64 row, int position);
 
     LogTableViewDelegate delegate_;
+    const QIcon markImage_;
     Colors colors_;
     std::vector<Column> columns_;
     qint64 rowCount_ = 0;
     RowPlace top_;
     /// The last row's end was at the lower edge when the top was last set: it stays there when the window is
-    /// resized.
+    /// resized or rows get another height.
     bool stoodAtEnd_ = false;
     /// Rows that one step of the scroll bar stands for, as a power of two: a bar counts in int.
     int scrollShift_ = 0;

@@ -1,5 +1,6 @@
 #include "ui/LogViewController.h"
 
+#include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/FileObserverProtocol.h"
 #include "core/NotificationNames.h"
 #include "core/Pages.h"
@@ -39,6 +40,8 @@ constexpr double largestPointSize = 72;
 constexpr double standardPointSize = 12;
 /// Selections longer than this highlight nothing: they are being copied, not looked for.
 constexpr qsizetype longestQuickHighlight = 1000;
+/// Lines marked at once at the most: each costs a look at the file and a place in the list.
+constexpr qint64 mostLinesMarkedAtOnce = 1000;
 constexpr std::uint64_t largeCopyBytes = 100'000'000;
 /// The clipboard's own limit: a text counts its units in a 32-bit number in most programs.
 constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
@@ -73,6 +76,7 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
         if (posted.sender == dataSource_.get())
             dataSourceLoadedLines();
     }));
+    observeLineMarks();
     preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
     connect(search_, &LogSearch::noFurtherMatch, this,
@@ -299,6 +303,115 @@ void LogViewController::rowStartChanged() {
     endFollower_->forgetNewLines();
     requestVisiblePages();
     Q_EMIT rowCountChanged();
+}
+
+// ---- Line marks
+
+void LogViewController::observeLineMarks() {
+    document_->setLineMarkLookup(FileBasedBookmarksManager::sharedLookup());
+    auto& center = NotificationCenter::shared();
+    for (const QString& name :
+         {notification::lineMarksChanged, notification::lineMarksDeleted, notification::bookmarksUpdated})
+        tokens_.push_back(
+            center.observe(name, [this](const Notification&) { tableView_->viewport()->update(); }));
+    tokens_.push_back(center.observe(notification::lineMarksJumpToLine, [this](const Notification& posted) {
+        const auto* const line = std::any_cast<qint64>(&posted.object);
+        if (!line || posted.sender != this)
+            return;
+        goToLine(*line);
+        tableView_->setFocus();
+    }));
+    connect(tableView_, &LogTableView::lineMarkClicked, this,
+            [this](qint64 row) { lineMarkColClicked(row); });
+}
+
+void LogViewController::lineMarkColClicked(qint64 row) {
+    setLineMark(row, !dataSource_->hasLineMark(row));
+}
+
+void LogViewController::toggleLineMarkMenuAction() {
+    std::vector<qint64> rows;
+    for (const auto& range : tableView_->selection().ranges()) {
+        for (qint64 row = range.first; row <= range.last; ++row) {
+            if (static_cast<qint64>(rows.size()) == mostLinesMarkedAtOnce) {
+                Q_EMIT userMessage(tr("Not marked: more than %1 lines are selected")
+                                       .arg(QLocale().toString(mostLinesMarkedAtOnce)));
+                return;
+            }
+            rows.push_back(row);
+        }
+    }
+    if (rows.empty() && tableView_->currentRow() >= 0)
+        rows.push_back(tableView_->currentRow());
+    const bool allMarked =
+        std::all_of(rows.begin(), rows.end(), [this](qint64 row) { return dataSource_->hasLineMark(row); });
+    for (const qint64 row : rows) {
+        if (dataSource_->hasLineMark(row) == allMarked)
+            setLineMark(row, !allMarked);
+    }
+}
+
+void LogViewController::setLineMark(qint64 row, bool marked) {
+    if (!FileBasedBookmarksManager::hasShared() || document_->fileUrl().isEmpty())
+        return;
+    const QString file = absoluteString(document_->fileUrl());
+    const qint64 line = dataSource_->rowStart() + row;
+    const auto announce = [this] {
+        tableView_->viewport()->update();
+        NotificationCenter::shared().post(notification::lineMarksChanged, {}, this);
+    };
+    if (!marked) {
+        FileBasedBookmarksManager::shared().removeLineMark(file, line);
+        announce();
+        return;
+    }
+    if (const auto known = dataSource_->cachedRowLine(row)) {
+        FileBasedBookmarksManager::shared().addLineMark(file, line, known->line.string());
+        announce();
+        return;
+    }
+    // Not on the screen yet: its text is read first.
+    QPointer<LogViewController> self(this);
+    copyQueue_->addOperation(std::make_shared<CopyLinesOperation>(
+        document_->logReader(), std::vector<RowSelection::Range>{{line, line}}, [](int) {},
+        [self, file, line, announce](const std::optional<QString>& text) {
+            auto& store = FileBasedBookmarksManager::shared();
+            if (!self || !text || store.hasLineMark(file, line))
+                return;
+            store.addLineMark(file, line, text->endsWith(u'\n') ? text->chopped(1) : *text);
+            announce();
+        }));
+}
+
+std::vector<qint64> LogViewController::markedLines() const {
+    std::vector<qint64> lines;
+    if (!FileBasedBookmarksManager::hasShared())
+        return lines;
+    const auto marks = FileBasedBookmarksManager::shared().lineMarksFor(absoluteString(document_->fileUrl()));
+    if (marks) {
+        for (const auto& mark : *marks)
+            lines.push_back(mark->lineNumForView());
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+void LogViewController::goToNextLineMark() {
+    const std::vector<qint64> lines = markedLines();
+    if (lines.empty())
+        return;
+    const qint64 current = dataSource_->rowStart() + tableView_->currentRow() + 1;
+    const auto next = std::upper_bound(lines.begin(), lines.end(), current);
+    goToLine(next == lines.end() ? lines.front() : *next);
+}
+
+void LogViewController::goToPreviousLineMark() {
+    const std::vector<qint64> lines = markedLines();
+    if (lines.empty())
+        return;
+    const qint64 current = dataSource_->rowStart() + tableView_->currentRow() + 1;
+    const auto next = std::lower_bound(lines.begin(), lines.end(), current);
+    goToLine(next == lines.begin() ? lines.back() : *std::prev(next));
 }
 
 // ---- Looks

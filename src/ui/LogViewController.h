@@ -67,6 +67,12 @@ public:
     bool hasClearedLines() const;
     void showAllLines();
 
+    /// Marks the selected lines, or takes the marks of all of them away when each has one.
+    void toggleLineMarkMenuAction();
+    /// To the nearest marked line behind or before the current one, round the ends.
+    void goToNextLineMark();
+    void goToPreviousLineMark();
+
     bool wrappingLines() const { return wrappingLines_; }
     /// Also remembered for this file.
     void setWrappingLines(bool wrapping);
@@ -129,6 +135,11 @@ private:
     void applyColors();
     void quickHighlightSelection();
     void updateLineNumberColumn();
+    void lineMarkColClicked(qint64 row);
+    void setLineMark(qint64 row, bool marked);
+    /// One-based, ascending.
+    std::vector<qint64> markedLines() const;
+    void observeLineMarks();
     void followPendingLine(bool isLast);
     void followPendingPlace(bool isLast);
     void visibleRowsChanged();

@@ -10,6 +10,7 @@
 #include "ui/MainToolBar.h"
 #include "ui/MainWindowController.h"
 #include "ui/OpenFiles.h"
+#include "ui/SidebarTabViewController.h"
 #include "ui/TabTitles.h"
 #include "ui/WindowActions.h"
 
@@ -21,6 +22,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QTabWidget>
@@ -32,14 +34,17 @@ namespace korvane {
 namespace {
 
 constexpr QSize firstSize(1180, 760);
+const QString sidebarWidthKey = QStringLiteral("sidebarWidth");
 const QString geometryKey = QStringLiteral("windowGeometry");
 /// A page's property: lines that have come while it was not in front.
 constexpr auto unseenLines = "unseenLines";
 
 } // namespace
 
-MainWindow::MainWindow(AppDocumentController& documents)
-    : documents_(documents), stack_(new QStackedWidget(this)), tabs_(new QTabWidget(this)) {
+MainWindow::MainWindow(AppDocumentController& documents, AlertPresenter& alerts)
+    : documents_(documents), mainSplitViewController_(new QSplitter(this)),
+      sidebar_(new SidebarTabViewController(documents, alerts, mainSplitViewController_)),
+      stack_(new QStackedWidget(this)), tabs_(new QTabWidget(this)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setAcceptDrops(true);
     restoreWindowGeometry();
@@ -50,7 +55,19 @@ MainWindow::MainWindow(AppDocumentController& documents)
     tabs_->tabBar()->setElideMode(Qt::ElideMiddle);
     stack_->addWidget(makeEmptyPage());
     stack_->addWidget(tabs_);
-    setCentralWidget(stack_);
+    mainSplitViewController_->setChildrenCollapsible(false);
+    mainSplitViewController_->setHandleWidth(1);
+    mainSplitViewController_->addWidget(stack_);
+    mainSplitViewController_->setStretchFactor(0, 0);
+    mainSplitViewController_->setStretchFactor(1, 1);
+    setCentralWidget(mainSplitViewController_);
+    const double width = Preferences::shared().userDefaults().doubleForKey(sidebarWidthKey);
+    if (width > 0)
+        mainSplitViewController_->setSizes({static_cast<int>(width), 10 * static_cast<int>(width)});
+    sidebar_->setVisible(Preferences::shared().showSidebarOnFileOpen());
+    connect(mainSplitViewController_, &QSplitter::splitterMoved, this, [](int position) {
+        Preferences::shared().userDefaults().set(sidebarWidthKey, static_cast<double>(position));
+    });
     connect(tabs_, &QTabWidget::currentChanged, this, [this] { pageChanged(); });
     connect(tabs_, &QTabWidget::tabCloseRequested, this, [this](int index) {
         if (auto* page = qobject_cast<MainWindowController*>(tabs_->widget(index)))
@@ -142,9 +159,26 @@ void MainWindow::pageChanged() {
         page->setFocus();
     if (page)
         showNewLines(*page, 0);
+    sidebar_->setFile(page ? page->document()->fileUrl() : QUrl(), page ? &page->logView() : nullptr);
     actions_->pageChanged();
     updateTitles();
     Q_EMIT currentPageChanged();
+}
+
+bool MainWindow::isSidebarShown() const {
+    return !sidebar_->isHidden();
+}
+
+void MainWindow::setSidebarShown(bool shown) {
+    sidebar_->setVisible(shown);
+    actions_->update();
+}
+
+void MainWindow::bookmarkFile() {
+    if (const MainWindowController* page = currentPage()) {
+        setSidebarShown(true);
+        sidebar_->addBookmark(page->document()->fileUrl());
+    }
 }
 
 void MainWindow::updateTitles() {

@@ -5,14 +5,17 @@
 #include <memory>
 #include <vector>
 
+class QSplitter;
 class QStackedWidget;
 class QTabWidget;
 
 namespace korvane {
 
+class AlertPresenter;
 class AppDocumentController;
 class Document;
 class MainWindowController;
+class SidebarTabViewController;
 class WindowActions;
 
 /// A window of the program: one document, or several as tabs. Without one it says how to open a file. Main
@@ -21,7 +24,8 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    explicit MainWindow(AppDocumentController& documents);
+    /// Both must outlive the window.
+    MainWindow(AppDocumentController& documents, AlertPresenter& alerts);
 
     void addPage(MainWindowController* page);
     /// Takes the page of a document away; false if it has none here.
@@ -30,6 +34,11 @@ public:
     MainWindowController* currentPage() const;
     std::vector<MainWindowController*> pages() const;
     void raisePage(MainWindowController* page);
+
+    bool isSidebarShown() const;
+    void setSidebarShown(bool shown);
+    /// Adds a bookmark for the file in front.
+    void bookmarkFile();
 
     /// Asks the user for files.
     void openFiles();
@@ -63,6 +72,8 @@ private:
     void showNewLines(MainWindowController& page, qint64 count);
 
     AppDocumentController& documents_;
+    QSplitter* mainSplitViewController_;
+    SidebarTabViewController* sidebar_;
     QStackedWidget* stack_;
     QTabWidget* tabs_;
     WindowActions* actions_ = nullptr;

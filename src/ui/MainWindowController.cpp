@@ -6,6 +6,7 @@
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
+#include "ui/FileInfoPopover.h"
 #include "ui/FooterViewController.h"
 #include "ui/LogViewController.h"
 #include "ui/ProgressStrip.h"
@@ -73,6 +74,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
             [this](const QString& text) { showUserUpdate(text); });
     connect(&progressTimer_, &QTimer::timeout, this, [this] { updateProgress(); });
     connect(&fileTimer_, &QTimer::timeout, this, [this] { checkFile(); });
+    connect(footer_, &FooterViewController::fileInfoRequested, this, [this] { showFileInfo(); });
     progressTimer_.start(progressInterval);
     fileTimer_.start(fileCheckInterval);
 
@@ -99,6 +101,13 @@ bool MainWindowController::isLoading() const {
 void MainWindowController::setSourceStatus(const QString& text) {
     sourceStatus_ = text;
     updateFooter();
+}
+
+void MainWindowController::showFileInfo() {
+    if (document_->isClosed())
+        return;
+    auto* popover = new FileInfoPopover(*document_, logView_->lineCount(), this);
+    popover->showAbove(*footer_);
 }
 
 void MainWindowController::showUserUpdate(const QString& text) {

@@ -38,6 +38,8 @@ public:
 
     /// What the standing text of the footer says while it has nothing worse to say.
     void setSourceStatus(const QString& text);
+    /// What is known of the file, over the footer.
+    void showFileInfo();
     /// Tells the user something in the footer, for some seconds.
     void showUserUpdate(const QString& text);
 

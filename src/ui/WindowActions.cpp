@@ -39,6 +39,7 @@ WindowActions::WindowActions(MainWindow& window, AppDocumentController& document
     makeEditMenu();
     makeViewMenu();
     makeGoMenu();
+    makeMarksMenu();
     makeRulesMenu();
     makeHelpMenu();
     makeContextMenu();
@@ -68,6 +69,9 @@ void WindowActions::makeFileMenu() {
     menu.addAction(tr("&Open…"), QKeySequence::Open, &window_, &MainWindow::openFiles);
     recentMenu_ = menu.addMenu(tr("Open &Recent"));
     connect(recentMenu_, &QMenu::aboutToShow, this, [this] { showRecentFiles(); });
+    menu.addSeparator();
+    addPageAction(menu, tr("File &Information"), QKeySequence(Qt::CTRL | Qt::Key_I),
+                  [](MainWindowController& page) { page.showFileInfo(); });
     menu.addSeparator();
     addPageAction(menu, tr("&Close"), QKeySequence::Close,
                   [this](MainWindowController& page) { documents_.closeDocument(page.document()); });
@@ -128,6 +132,8 @@ void WindowActions::makeViewMenu() {
     showAllLines_ = addPageAction(menu, tr("Show Cl&eared Lines"), {},
                                   [](MainWindowController& page) { page.logView().showAllLines(); });
     menu.addSeparator();
+    sidebar_ = menu.addAction(tr("Hide &Sidebar"), QKeySequence(Qt::Key_F9), this,
+                              [this] { window_.setSidebarShown(!window_.isSidebarShown()); });
     wrap_ = addPageAction(
         menu, tr("&Wrap Lines"), QKeySequence(Qt::ALT | Qt::Key_Z),
         [](MainWindowController& page) { page.logView().setWrappingLines(!page.logView().wrappingLines()); });
@@ -178,6 +184,19 @@ void WindowActions::makeEncodingMenu(QMenu& viewMenu) {
         if (MainWindowController* page = window_.currentPage())
             page->logView().setEncodingChoice(action->data().value<EncodingChoice>());
     });
+}
+
+void WindowActions::makeMarksMenu() {
+    QMenu& menu = addMenu(tr("&Bookmarks"));
+    bookmark_ = addPageAction(menu, tr("&Bookmark This File"), QKeySequence(Qt::CTRL | Qt::Key_D),
+                              [this](MainWindowController&) { window_.bookmarkFile(); });
+    menu.addSeparator();
+    lineMark_ = addPageAction(menu, tr("&Toggle Line Mark"), QKeySequence(Qt::CTRL | Qt::Key_F2),
+                              [](MainWindowController& page) { page.logView().toggleLineMarkMenuAction(); });
+    addPageAction(menu, tr("&Next Line Mark"), QKeySequence(Qt::Key_F2),
+                  [](MainWindowController& page) { page.logView().goToNextLineMark(); });
+    addPageAction(menu, tr("&Previous Line Mark"), QKeySequence(Qt::SHIFT | Qt::Key_F2),
+                  [](MainWindowController& page) { page.logView().goToPreviousLineMark(); });
 }
 
 void WindowActions::makeGoMenu() {
@@ -258,6 +277,8 @@ void WindowActions::makeContextMenu() {
     contextMenu_->addAction(copy_);
     contextMenu_->addAction(selectAll_);
     contextMenu_->addSeparator();
+    contextMenu_->addAction(lineMark_);
+    contextMenu_->addSeparator();
     contextMenu_->addAction(wrap_);
     contextMenu_->addAction(lineNumbers_);
     contextMenu_->addSeparator();
@@ -287,6 +308,7 @@ QAction* WindowActions::addToToolBar(QAction* action, const QString& iconName, c
 }
 
 void WindowActions::fillToolBar() {
+    addToToolBar(sidebar_, QStringLiteral("sidebar"), tr("Show or hide the sidebar"));
     addToToolBar(tail_, QStringLiteral("tail-start"), tr("Follow the file as it grows"));
     auto* tailButton = qobject_cast<QToolButton*>(toolBar_.widgetForAction(tail_));
     tailButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
@@ -299,6 +321,8 @@ void WindowActions::fillToolBar() {
     toolBar_.addSeparator();
     addToToolBar(wrap_, QStringLiteral("wrap"), tr("Wrap long lines"));
     addToToolBar(quickHighlight_, QStringLiteral("highlight"), tr("Highlight the selected text everywhere"));
+    toolBar_.addSeparator();
+    addToToolBar(bookmark_, QStringLiteral("bookmark-add"), tr("Bookmark this file"));
     toolBar_.addSearch();
     connect(&toolBar_, &MainToolBar::searchLeft, this, [this] {
         if (MainWindowController* page = window_.currentPage())
@@ -320,6 +344,7 @@ void WindowActions::update() {
     for (QAction* action : pageActions_)
         action->setEnabled(page != nullptr);
     const bool tails = page && page->isTailing();
+    sidebar_->setText(window_.isSidebarShown() ? tr("Hide &Sidebar") : tr("Show &Sidebar"));
     tail_->setText(tails ? tr("Stop Tailing") : tr("Start Tailing"));
     tail_->setIcon(icon(tails ? QStringLiteral("tail-stop") : QStringLiteral("tail-start")));
     if (!page)

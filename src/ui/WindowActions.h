@@ -45,6 +45,7 @@ private:
     void makeViewMenu();
     void makeEncodingMenu(QMenu& viewMenu);
     void makeGoMenu();
+    void makeMarksMenu();
     void makeRulesMenu();
     void makeHelpMenu();
     void makeContextMenu();
@@ -71,11 +72,14 @@ private:
     QAction* tail_ = nullptr;
     QAction* clearView_ = nullptr;
     QAction* showAllLines_ = nullptr;
+    QAction* sidebar_ = nullptr;
     QAction* wrap_ = nullptr;
     QAction* lineNumbers_ = nullptr;
     QAction* quickHighlight_ = nullptr;
     QAction* goToLine_ = nullptr;
     QAction* newRule_ = nullptr;
+    QAction* bookmark_ = nullptr;
+    QAction* lineMark_ = nullptr;
     QMenu* recentMenu_ = nullptr;
     QMenu* rulesMenu_ = nullptr;
     QAction* hideUnclaimed_ = nullptr;

@@ -43,7 +43,7 @@ WindowManager::~WindowManager() {
 }
 
 MainWindow& WindowManager::addWindow() {
-    auto* window = new MainWindow(*documents_);
+    auto* window = new MainWindow(*documents_, alerts_);
     windows_.push_back(window);
     QObject::connect(window, &MainWindow::aboutToClose, window,
                      [this, window] { windowAboutToClose(*window); });

@@ -1,5 +1,6 @@
 #include "core/LogReader.h"
 #include "core/InMemoryFileLogReader.h"
+#include "core/SearchItem.h"
 
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
@@ -365,6 +366,25 @@ TEST_P(EveryReader, LongLinesAreCutAtACharacterForTheScreen) {
     EXPECT_EQ(shown.lines[3].cutBytes, 0U);
     EXPECT_EQ(shown.lines[4].text, u"last"_s);
     EXPECT_EQ(reader->readLines(3, 1), QStringList{QString::fromUtf8(tooLong)}) << "the line itself is whole";
+}
+
+TEST_P(EveryReader, ACharacterThatIsStillBeingWrittenTakesNothingElseAway) {
+    const TemporaryFile file("one\nfür\nfor 日");
+    const auto reader = this->reader(file);
+    reader->refresh();
+    for (const QByteArray cut : {"\xE6", "\x97", "\xA5\xF0\x9F", "\x98", "\x80\n\xC3", "\xBC"}) {
+        file.append(cut);
+        reader->refresh();
+        const DisplayLines shown = reader->readLinesForDisplay(1, 10);
+        EXPECT_FALSE(shown.undecodable);
+        ASSERT_GE(shown.lines.size(), 3U) << cut.toHex().constData();
+        EXPECT_EQ(shown.lines[1].text, u"für"_s);
+        EXPECT_FALSE(shownTexts(shown).join(u'\n').contains(QChar::ReplacementCharacter));
+        EXPECT_EQ(reader->readLines(1, 10), shownTexts(shown));
+        const auto found = reader->findNextMatch(2, 3, SearchItem(u"FOR"_s), [] { return false; });
+        EXPECT_TRUE(found && found->row == 2) << cut.toHex().constData();
+    }
+    EXPECT_EQ(reader->readLines(3, 2), (QStringList{u"for 日日😀"_s, u"ü"_s}));
 }
 
 // The reader that keeps only offsets.

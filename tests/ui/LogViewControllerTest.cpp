@@ -64,6 +64,29 @@ TEST_F(LogViewControllerTest, AFollowedFileKeepsTheViewAtItsEndUnlessItWasScroll
     EXPECT_EQ(table.firstVisibleRow(), 100);
 }
 
+TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
+    Preferences::shared().setPollingInterval(0.1);
+    Preferences::shared().setWrapLines(true);
+    const QByteArray tall = "\n" + QByteArray(3000, 'x');
+    // Few lines fit the window until their text is there; many never do.
+    for (const int before : {0, 6000}) {
+        SCOPED_TRACE(before);
+        const TemporaryFile file("short" + tall.repeated(before));
+        MainWindowController* page = open(file);
+        LogTableView& table = page->logView().tableView();
+        ASSERT_TRUE(until([&] { return page->document()->logFileObserver()->isTailing(); }));
+        table.scrollToEnd();
+        ASSERT_TRUE(until([&] { return isShown(*page); }));
+        EXPECT_TRUE(table.isAtEnd()) << "texts that arrive do not push the end away";
+        for (int count = before + 1; count < before + 24; count += 8) {
+            file.append(tall.repeated(8));
+            ASSERT_TRUE(until([&] { return table.rowCount() == count + 8 && isShown(*page); }));
+            ASSERT_TRUE(until([&] { return textOfRow(*page, count + 7).size() == 3000; }));
+            EXPECT_TRUE(until([&] { return table.isAtEnd(); })) << count;
+        }
+    }
+}
+
 TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
     const TemporaryFile file(numberedLines(12001));
     MainWindowController* page = open(file);

@@ -1,0 +1,27 @@
+#include "ui/SidebarTabViewController.h"
+
+#include "ui/BookmarksOutlineViewController.h"
+#include "ui/LineMarksViewController.h"
+
+namespace korvane {
+
+SidebarTabViewController::SidebarTabViewController(AppDocumentController& documents, AlertPresenter& alerts,
+                                                   QWidget* parent)
+    : QTabWidget(parent), bookmarks_(new BookmarksOutlineViewController(documents, alerts, this)),
+      lineMarks_(new LineMarksViewController(this)) {
+    setDocumentMode(true);
+    addTab(bookmarks_, tr("Bookmarks"));
+    addTab(lineMarks_, tr("Line Marks"));
+}
+
+void SidebarTabViewController::setFile(const QUrl& url, const void* logView) {
+    bookmarks_->setFile(url);
+    lineMarks_->setFile(url, logView);
+}
+
+void SidebarTabViewController::addBookmark(const QUrl& url) {
+    setCurrentWidget(bookmarks_);
+    bookmarks_->addBookmark(url);
+}
+
+} // namespace korvane

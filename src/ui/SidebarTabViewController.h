@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QTabWidget>
+#include <QUrl>
+
+namespace korvane {
+
+class AlertPresenter;
+class AppDocumentController;
+class BookmarksOutlineViewController;
+class LineMarksViewController;
+
+/// The sidebar of a window: bookmarks, and the marked lines of the file in front. Main thread.
+class SidebarTabViewController : public QTabWidget {
+    Q_OBJECT
+
+public:
+    SidebarTabViewController(AppDocumentController& documents, AlertPresenter& alerts,
+                             QWidget* parent = nullptr);
+
+    /// The file in front and the log view that shows it; none for an empty address.
+    void setFile(const QUrl& url, const void* logView);
+    void addBookmark(const QUrl& url);
+
+    QSize sizeHint() const override { return {260, 400}; }
+
+private:
+    BookmarksOutlineViewController* bookmarks_;
+    LineMarksViewController* lineMarks_;
+};
+
+} // namespace korvane

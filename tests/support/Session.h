@@ -1,0 +1,72 @@
+#pragma once
+
+#include "core/Preferences.h"
+#include "documents/AppDocumentController.h"
+#include "documents/Document.h"
+#include "foundation/FilePath.h"
+#include "foundation/MainThread.h"
+#include "foundation/OperationQueue.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
+#include "ui/LogViewController.h"
+#include "ui/MachineFontCatalog.h"
+#include "ui/MainThreadPump.h"
+#include "ui/MainWindow.h"
+#include "ui/MainWindowController.h"
+#include "ui/WindowManager.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+
+#include <chrono>
+#include <memory>
+
+namespace korvane::test {
+
+class SilentAlerts : public AlertPresenter {
+    void present(const Alert&, const void*, std::function<void(int)>) override {}
+};
+
+/// The program's windows around one file, on settings of their own. For programs that measure and try out.
+struct Session {
+    Session() : documents(windows, alerts) {
+        auto preferences = std::make_unique<Preferences>(
+            std::make_unique<UserDefaults>(settings.path() + QStringLiteral("/korvane.ini")));
+        preferences->registerDefaults(MachineFontCatalog());
+        Preferences::setShared(std::move(preferences));
+        FiltersManager::setShared(std::move(FiltersManager::load(settings.path())).value());
+        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(settings.path())).value());
+        windows.setDocumentController(documents);
+    }
+    explicit Session(const char* path) : Session() { open(path); }
+
+    /// Opens the one file. Without it, `page` stays null.
+    void open(const char* path) {
+        document = documents.openDocument(fileUrlFromPath(path));
+        page = document ? windows.pageOf(*document) : nullptr;
+    }
+
+    /// Closes the file and its window. False when background work has not ended in time.
+    bool close() {
+        page = nullptr;
+        document.reset();
+        documents.closeAllDocuments();
+        windows.closeAll();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        const bool hasEnded = OperationQueue::waitForAllWorkers(std::chrono::seconds(60));
+        MainThread::shared().runPending();
+        return hasEnded;
+    }
+
+    LogTableView& table() { return page->logView().tableView(); }
+
+    MainThreadPump pump;
+    QTemporaryDir settings;
+    SilentAlerts alerts;
+    WindowManager windows{alerts};
+    AppDocumentController documents;
+    std::shared_ptr<Document> document;
+    MainWindowController* page = nullptr;
+};
+
+} // namespace korvane::test

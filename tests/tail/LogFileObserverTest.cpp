@@ -51,6 +51,11 @@ public:
     std::shared_ptr<DocumentProtocol> getDocument() const override { return document_; }
     void announceChangedLines(LineRange changed) override { add({changed, false}); }
     void announceOtherContent(LineRange changed) override { add({changed, true}); }
+    void followingBegan() override {}
+    void linesArrived() override {}
+    void filePolled() override {}
+    void contentForgotten() override {}
+    bool letArrivedLinesPass() override { return true; }
 
     std::vector<Announcement> announcements() const {
         const std::lock_guard guard(mutex_);

@@ -23,7 +23,7 @@ void PageLoadOperation::main() {
     if (!dataSource)
         return;
     // Before the lines are read, so that lines of a file that is gone by then are known as such.
-    const LineDecorator decorator = dataSource->lineDecorator([this] { return isCancelled(); });
+    std::optional<LineDecorator> decorator = dataSource->lineDecorator([this] { return isCancelled(); });
     std::optional<DisplayLines> read = readLines();
 
     PageContent content;
@@ -38,9 +38,10 @@ void PageLoadOperation::main() {
         for (DisplayLine& line : read->lines) {
             if (isCancelled())
                 return;
-            content.rows.push_back(decorator.row(lineIndex++, std::move(line)));
+            content.rows.push_back(decorator->row(lineIndex++, std::move(line)));
         }
     }
+    decorator.reset(); // what the rules have found is on its way before the rows show
     if (!isCancelled())
         dataSource->storePage(request_, std::move(content));
 }

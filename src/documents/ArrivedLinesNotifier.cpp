@@ -2,6 +2,7 @@
 
 #include "core/RuleEnforcerProtocol.h"
 #include "documents/TailDataSource.h"
+#include "foundation/Log.h"
 #include "foundation/MainThread.h"
 
 #include <algorithm>
@@ -41,7 +42,10 @@ protected:
             const auto piece = pass ? notifier->takePiece() : std::nullopt;
             if (!piece)
                 return;
-            look(*notifier, *piece, *pass);
+            if (!look(*notifier, *piece, *pass)) {
+                notifier->giveBack(*piece);
+                return;
+            }
             const bool isDelivering = pass->hasFoundAny();
             pass.reset();
             notifier->pieceHasPassed(isDelivering ? Next::AfterDelivery : Next::Piece);
@@ -51,19 +55,21 @@ protected:
     }
 
 private:
-    void look(const ArrivedLinesNotifier& notifier, const Piece& piece,
+    /// False when the lines are not there.
+    bool look(const ArrivedLinesNotifier& notifier, const Piece& piece,
               NotificationPassProtocol& pass) const {
         const DisplayLines read =
             notifier.logReader_->readLinesToMatch(piece.lines.location + 1, piece.lines.length);
         // A reader asked for lines behind the last one answers with others.
         if (!notifier.isThere(piece))
-            return;
+            return false;
         qint64 line = piece.lines.location;
         for (const DisplayLine& text : read.lines) {
             if (isCancelled())
-                return;
+                break;
             pass.look(line++, text.text);
         }
+        return true;
     }
 
     const std::weak_ptr<ArrivedLinesNotifier> notifier_;
@@ -149,6 +155,9 @@ void ArrivedLinesNotifier::contentForgotten() {
     ++content_;
     seen_ = 0;
     polled_ = taken_ = {};
+    if (!waiting_.empty())
+        qCInfo(logDocuments, "Lines were gone before the rules could look at them, from line %lld on.",
+               waiting_.front().location + 1);
     waiting_.clear();
     hasPassed_.notify_all();
 }
@@ -220,6 +229,17 @@ void ArrivedLinesNotifier::pieceHasPassed(Next next) {
             if (const auto self = weak.lock())
                 self->passOn();
         });
+}
+
+void ArrivedLinesNotifier::giveBack(const Piece& piece) {
+    const std::lock_guard guard(mutex_);
+    isPassing_ = false;
+    isUnderWay_ = false;
+    if (piece.content == content_)
+        waiting_.push_front(piece.lines);
+    else
+        startPassing(); // what has come with the other content
+    hasPassed_.notify_all();
 }
 
 void ArrivedLinesNotifier::passOn() {

@@ -76,6 +76,8 @@ private:
     // For the operation.
     std::optional<Piece> takePiece();
     bool isThere(const Piece& piece) const;
+    /// For lines that could not be read now.
+    void giveBack(const Piece& piece);
     enum class Next { Piece, AfterDelivery };
     void pieceHasPassed(Next next);
     /// For want of rules; false when there is one again.

@@ -144,7 +144,7 @@ void FileLoadingOperation::main() {
                                                          dataSource_, showFirstPage);
     listener->announceEnd(logReader_->refreshReportingTo(listener));
     const auto dataSource = dataSource_.lock();
-    if (dataSource && start_ == Start::AtFirstByte)
+    if (dataSource && start_ == Start::AtFirstByte && !isCancelled())
         dataSource->fileReadAnew();
 }
 

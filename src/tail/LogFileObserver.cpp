@@ -21,7 +21,8 @@ namespace {
 constexpr auto announceInterval = std::chrono::microseconds(1'000'000 / 30);
 /// A look at clock and line count is made once in so many steps of a scan.
 constexpr unsigned stepsPerLook = 16;
-/// So long a file that has been replaced is kept for lines of it that have not been dealt with.
+/// So long a file that has been replaced is kept for lines of it that have not been dealt with, or still
+/// come.
 constexpr auto longestStay = std::chrono::seconds(10);
 
 /// Announces what a scan finds, also while it goes on, and stops it when tailing stops. Lives on the scanning
@@ -243,7 +244,8 @@ void LogFileObserver::takeFileAtPath() {
         dataSource->followingBegan();
     if (!otherFileSince_)
         otherFileSince_ = Clock::now();
-    if (!dataSource->letArrivedLinesPass() && Clock::now() - *otherFileSince_ < longestStay)
+    const bool isDoneWith = dataSource->letArrivedLinesPass() && !logReader_->isBehind();
+    if (!isDoneWith && Clock::now() - *otherFileSince_ < longestStay)
         return;
     otherFileSince_.reset();
     if (!logReader_->reopen()) {

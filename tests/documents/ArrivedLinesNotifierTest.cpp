@@ -250,6 +250,25 @@ TEST_F(ArrivedLinesNotifierTest, AFileReadAnewTellsOnlyOfWhatIsNew) {
     EXPECT_EQ(passed().back(), LookedAt(1, u"b"_s));
 }
 
+TEST_F(ArrivedLinesNotifierTest, LinesThatAreBeingReadAnewPassWhenTheyAreThereAgain) {
+    const auto fake = std::make_shared<test::FakeReader>(1);
+    follow(fake);
+    fake->readGate.shut();
+    fake->setLineCount(3001);
+    source_->linesArrived();
+    ASSERT_TRUE(test::waitFor([&] { return fake->readGate.waiting() == 1; }));
+    fake->setLineCount(1);
+    fake->readGate.open();
+    source_->filePolled();
+    EXPECT_EQ(passed().size(), 0U);
+    fake->setLineCount(3001);
+    source_->filePolled();
+    const auto all = passed();
+    ASSERT_EQ(all.size(), 3000U);
+    EXPECT_EQ(all.front(), LookedAt(0, u"1"_s));
+    EXPECT_EQ(all.back(), LookedAt(2999, u"3000"_s));
+}
+
 TEST_F(ArrivedLinesNotifierTest, AStartAnewLeavesOutWhatCameBetweenButNotWhatWaits) {
     const auto fake = std::make_shared<test::FakeReader>(1);
     follow(fake);

@@ -16,11 +16,13 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace korvane {
@@ -62,10 +64,15 @@ public:
     void linesArrived() override { note("arrived " + std::to_string(reader_->lineCount())); }
     void filePolled() override { ++polls; }
     void contentForgotten() override { note("forgotten " + std::to_string(reader_->lineCount())); }
-    bool letArrivedLinesPass() override { return !holdsFile; }
+    bool letArrivedLinesPass() override {
+        if (const auto action = std::exchange(whileLinesPass, nullptr))
+            action();
+        return !holdsFile;
+    }
 
     std::atomic<int> polls{0};
     std::atomic<bool> holdsFile{false};
+    std::function<void()> whileLinesPass; ///< once
 
     std::vector<Announcement> announcements() const {
         const std::lock_guard guard(mutex_);
@@ -414,6 +421,18 @@ TEST_P(LogFileObserverTest, AReplacedFileIsFollowedUntilItsLinesHavePassed) {
     dataSource_->holdsFile = false;
     ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
     EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
+    ::unlink((file.path() + ".1").constData());
+}
+
+TEST_P(LogFileObserverTest, WhatTheWriterAddsUntilTheSwitchIsNotLost) {
+    const TemporaryFile file("old 1\n");
+    tail(file);
+    ASSERT_TRUE(waitForPoll());
+    dataSource_->whileLinesPass = [&] { appendToMoved(file, "old 2\n"); };
+    moveAway(file);
+    replaceByRename(file, "new\n");
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{1, 2}, false}, {{0, 2}, true}}));
     ::unlink((file.path() + ".1").constData());
 }
 

@@ -65,14 +65,23 @@ public:
     void filePolled() override { ++polls; }
     void contentForgotten() override { note("forgotten " + std::to_string(reader_->lineCount())); }
     bool letArrivedLinesPass() override {
-        if (const auto action = std::exchange(whileLinesPass, nullptr))
+        std::function<void()> action;
+        {
+            const std::lock_guard guard(mutex_);
+            whileLinesPass_.swap(action);
+        }
+        if (action)
             action();
         return !holdsFile;
     }
 
     std::atomic<int> polls{0};
     std::atomic<bool> holdsFile{false};
-    std::function<void()> whileLinesPass; ///< once
+    /// Happens once.
+    void setWhileLinesPass(std::function<void()> action) {
+        const std::lock_guard guard(mutex_);
+        whileLinesPass_ = std::move(action);
+    }
 
     std::vector<Announcement> announcements() const {
         const std::lock_guard guard(mutex_);
@@ -99,6 +108,7 @@ private:
     // Guarded by mutex_.
     std::vector<Announcement> announcements_;
     std::vector<std::string> heard_;
+    std::function<void()> whileLinesPass_;
 };
 
 /// Tails real files with either reader.
@@ -428,7 +438,7 @@ TEST_P(LogFileObserverTest, WhatTheWriterAddsUntilTheSwitchIsNotLost) {
     const TemporaryFile file("old 1\n");
     tail(file);
     ASSERT_TRUE(waitForPoll());
-    dataSource_->whileLinesPass = [&] { appendToMoved(file, "old 2\n"); };
+    dataSource_->setWhileLinesPass([&] { appendToMoved(file, "old 2\n"); });
     moveAway(file);
     replaceByRename(file, "new\n");
     ASSERT_TRUE(waitForStatus(FileStatus::Rotated));

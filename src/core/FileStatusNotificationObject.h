@@ -11,7 +11,8 @@ enum class FileStatus : unsigned char {
     Present,    ///< the file at the path is the one shown
     Rotated,    ///< another file stood there: it is the one shown now, from its first line
     Deleted,    ///< nothing stands there; the rows of the old file stay
-    Unreadable, ///< another file stands there which cannot be read; the rows of the old file stay
+    Unreadable, ///< what stands there cannot be read; the rows read before stay
+    Truncated,  ///< the file was cut short or written anew: it is shown from its first line
 };
 
 /// What travels with `notification::fileStatusChanged`, held by shared pointer.

@@ -19,6 +19,9 @@ public:
     qint64 lineCount() const override { return lineCount_.load(std::memory_order_acquire); }
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readLinesForDisplay(qint64 start, qint64 count) override;
+    DisplayLines readLinesToMatch(qint64 start, qint64 count) override {
+        return readLinesForDisplay(start, count); // what is no text has been left out already
+    }
     /// Searches the text that is held, not the file.
     std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                              const std::function<bool()>& isCancelled) override {

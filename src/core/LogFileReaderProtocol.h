@@ -96,6 +96,9 @@ public:
     /// Whether a `refresh` would find something new or changed. Waits for a scan under way.
     virtual bool isBehind() { return fileSize() != byteCount(1, lineCount()); }
 
+    /// The system's error that ended the last scan before the end of the file; 0 when it read everything.
+    virtual int scanError() const { return 0; }
+
     /// The open file; nothing for what is no local file, and when none is open.
     virtual std::optional<FileHandle::Identity> fileIdentity() const { return std::nullopt; }
     /// Takes the file that stands at the path now, and forgets the index. When it cannot be opened,
@@ -112,6 +115,11 @@ public:
     /// As `readLines`, for the screen: lines too long to show are cut, so that memory stays bounded whatever
     /// the file holds.
     virtual DisplayLines readLinesForDisplay(qint64 start, qint64 count) = 0;
+    /// As above for lines that nobody looks at: what is no text says nothing of it in the log, and makes only
+    /// its own line empty.
+    virtual DisplayLines readLinesToMatch(qint64 start, qint64 count) {
+        return readLinesForDisplay(start, count);
+    }
     /// Bytes that the lines take in the file, their newlines included (0 when not known).
     virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;
 

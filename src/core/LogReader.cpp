@@ -9,7 +9,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -87,13 +90,15 @@ Status LogReader::reopen() {
     {
         const std::lock_guard guard(stateMutex_);
         if (closed_.load(std::memory_order_acquire))
-            return success();
+            return Error{EBADF, QStringLiteral("POSIX"), {}};
         identity_ = handle->identity();
         handle_.swap(handle);
         index_.clear();
     }
     decoder_.takeOtherFile({start.data(), static_cast<qsizetype>(known)});
     forgetLines();
+    forgetFault(scanFault_);
+    forgetFault(readFault_);
     return success();
 }
 
@@ -125,6 +130,7 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
         delegate->readerDidStart(newSize);
 
     LineRange changed{std::max<qint64>(oldCount - 1, 0), 0};
+    const std::uint64_t oldLimit = currentFileLimit_;
     ScanEnd end = ScanEnd::Complete;
     if (newSize < currentFileLimit_ || (handle && holdsOtherContent(*handle))) {
         forgetLines();
@@ -134,8 +140,11 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
         changed = {0, heldLines()};
     } else if (currentFileLimit_ < newSize) {
         end = scan(delegate.get());
-        changed.length = heldLines() - changed.location;
+        // What cannot be read brings nothing new, however often it is tried.
+        if (currentFileLimit_ != oldLimit || heldLines() != oldCount)
+            changed.length = heldLines() - changed.location;
     } else {
+        scanError_.store(0, std::memory_order_release);
         publishAll();
     }
     if (end == ScanEnd::Stopped)
@@ -185,6 +194,7 @@ void LogReader::forgetLines() {
     currentFileLimit_ = 0;
     sample_.clear();
     comparedStamp_.reset();
+    scanError_.store(0, std::memory_order_release);
 }
 
 void LogReader::indexLines() {
@@ -209,9 +219,10 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
     scanCanceled_.store(false, std::memory_order_release);
     while (!isScanStopped()) {
         const std::size_t wanted = std::min<std::uint64_t>(fetch, readEnd - std::min(offset, readEnd));
-        const auto got = handle->read(offset, {block.get(), wanted});
+        int error = 0;
+        const auto got = handle->read(offset, {block.get(), wanted}, &error);
         if (!got) {
-            warnOfReadError(offset);
+            warnOfReadError({offset, error}, scanFault_);
             newLimit = std::min(size, offset);
         }
         const std::span<const char> bytes(block.get(), got.value_or(0));
@@ -220,6 +231,9 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
                 delegate->readerDidReadBytes(0);
             currentFileLimit_ = newLimit;
             publishAll();
+            scanError_.store(error, std::memory_order_release);
+            if (error == 0)
+                forgetFault(scanFault_);
             return ScanEnd::Complete;
         }
         const std::size_t found =
@@ -278,11 +292,21 @@ qint64 LogReader::lineCount() const {
     return index_.lineCount();
 }
 
-void LogReader::warnOfReadError(std::uint64_t offset) const {
+void LogReader::warnOfReadError(const ReadFault& fault, ReadFault& last) const {
+    {
+        const std::lock_guard guard(faultMutex_);
+        if (std::exchange(last, fault) == fault)
+            return;
+    }
     qCWarning(logCore).noquote() << QStringLiteral(
-                                        "Reading %1 failed at byte %2; what lies behind is not shown.")
-                                        .arg(displayPath(fileUrl_))
-                                        .arg(offset);
+                                        "Reading %1 failed at byte %2: %3. What lies behind is not shown.")
+                                        .arg(displayPath(fileUrl_), QString::number(fault.offset),
+                                             QString::fromLocal8Bit(std::strerror(fault.error)));
+}
+
+void LogReader::forgetFault(ReadFault& last) const {
+    const std::lock_guard guard(faultMutex_);
+    last = {};
 }
 
 // ---- Reading ----
@@ -322,9 +346,10 @@ std::optional<LogReader::Bytes> LogReader::locate(qint64 start, qint64 count, De
 std::optional<QByteArray> LogReader::readBytes(const FileHandle& handle, std::uint64_t begin,
                                                std::uint64_t end) const {
     QByteArray bytes(static_cast<qsizetype>(end - begin), Qt::Uninitialized);
-    const auto got = handle.read(begin, {bytes.data(), static_cast<std::size_t>(bytes.size())});
+    int error = 0;
+    const auto got = handle.read(begin, {bytes.data(), static_cast<std::size_t>(bytes.size())}, &error);
     if (!got) {
-        warnOfReadError(begin);
+        warnOfReadError({begin, error}, readFault_);
         return std::nullopt;
     }
     bytes.truncate(static_cast<qsizetype>(*got));
@@ -380,38 +405,77 @@ std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines) {
     return parts;
 }
 
-DisplayLines LogReader::readLinesForDisplay(qint64 start, qint64 count) {
+std::vector<FileTextDecoder::Part> LogReader::ReadParts::parts() const {
+    std::vector<FileTextDecoder::Part> parts;
+    parts.reserve(shown.size());
+    for (std::size_t i = 0; i < shown.size(); ++i)
+        parts.push_back({shown[i].begin, bytes[i], shown[i].isCut()});
+    return parts;
+}
+
+std::optional<LogReader::ReadParts> LogReader::readParts(qint64 start, qint64 count) const {
     const auto [range, handle] = locateInFile(start, count, Detail::LineStarts);
     if (!range || isCanceled() || !handle)
-        return {};
-
-    const std::vector<ShownPart> shown = partsToShow(*range);
-    std::vector<QByteArray> bytes;
-    std::vector<FileTextDecoder::Part> parts;
-    bytes.reserve(shown.size());
-    for (const ShownPart& part : shown) {
-        auto read = readBytes(*handle, part.begin, part.end);
-        if (!read)
-            return {};
-        bytes.push_back(std::move(*read));
-        parts.push_back({part.begin, bytes.back(), part.isCut()});
+        return std::nullopt;
+    ReadParts read{partsToShow(*range), {}};
+    read.bytes.reserve(read.shown.size());
+    for (const ShownPart& part : read.shown) {
+        auto bytes = readBytes(*handle, part.begin, part.end);
+        if (!bytes)
+            return std::nullopt;
+        read.bytes.push_back(std::move(*bytes));
     }
-    const auto texts = decoder_.decode(parts);
+    return read;
+}
+
+void LogReader::addLines(DisplayLines& to, const ShownPart& shown, const FileTextDecoder::Text& text) {
+    if (shown.cutBytes > 0) {
+        const std::uint64_t unused = shown.end - shown.begin - text.usedBytes;
+        to.lines.push_back({text.text, shown.cutBytes + unused});
+        return;
+    }
+    for (QString& line : text.text.split(u'\n'))
+        to.lines.push_back({std::move(line), 0});
+}
+
+DisplayLines LogReader::readLinesForDisplay(qint64 start, qint64 count) {
+    const auto read = readParts(start, count);
+    if (!read)
+        return {};
+    const auto texts = decoder_.decode(read->parts());
     if (!texts)
         return {{}, true};
-
     DisplayLines result;
-    for (std::size_t i = 0; i < shown.size(); ++i) {
-        const FileTextDecoder::Text& text = (*texts)[i];
-        if (shown[i].cutBytes > 0) {
-            const std::uint64_t unused = shown[i].end - shown[i].begin - text.usedBytes;
-            result.lines.push_back({text.text, shown[i].cutBytes + unused});
-            continue;
-        }
-        for (QString& line : text.text.split(u'\n'))
-            result.lines.push_back({std::move(line), 0});
+    for (std::size_t i = 0; i < texts->size(); ++i)
+        addLines(result, read->shown[i], (*texts)[i]);
+    return result;
+}
+
+DisplayLines LogReader::readLinesToMatch(qint64 start, qint64 count) {
+    learnEncoding();
+    const auto read = readParts(start, count);
+    if (!read)
+        return {};
+    const std::vector<FileTextDecoder::Part> parts = read->parts();
+    DisplayLines result;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        if (const auto text = decoder_.decodeSilently(parts[i]))
+            addLines(result, read->shown[i], *text);
+        else
+            addLinesOneByOne(result, parts[i]);
     }
     return result;
+}
+
+void LogReader::addLinesOneByOne(DisplayLines& to, const FileTextDecoder::Part& part) {
+    for (qsizetype begin = 0; begin <= part.bytes.size();) {
+        const qsizetype newline = part.bytes.indexOf('\n', begin);
+        const qsizetype end = newline < 0 ? part.bytes.size() : newline;
+        const auto text = decoder_.decodeSilently({part.offset + static_cast<std::uint64_t>(begin),
+                                                   part.bytes.sliced(begin, end - begin), part.isCut});
+        to.lines.push_back({text ? text->text : QString(), 0});
+        begin = end + 1;
+    }
 }
 
 std::uint64_t LogReader::byteCount(qint64 start, qint64 count) const {
@@ -424,14 +488,18 @@ std::optional<SearchMatch> LogReader::findNextMatch(qint64 first, qint64 last, c
     const auto handle = openHandle();
     if (isCanceled() || !handle)
         return std::nullopt;
-    // As for the screen, the first page tells the encoding, not the line that comes first here.
-    if (fileEncoding() == encoding::unknown)
-        readLinesForDisplay(1, pages::size);
+    learnEncoding();
     LineSearch search({index_, *handle, decoder_}, item, [&] { return isStopped() || isCancelled(); });
     return search.find(first, last);
 }
 
 // ---- Encoding ----
+
+void LogReader::learnEncoding() {
+    // As for the screen, the first page tells the encoding, not the line that comes first here.
+    if (fileEncoding() == encoding::unknown)
+        readLinesForDisplay(1, pages::size);
+}
 
 EncodingChoice LogReader::encodingChoice() const {
     return decoder_.choice();

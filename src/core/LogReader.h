@@ -38,6 +38,7 @@ public:
     LineRange refresh() override;
     LineRange refreshReportingTo(std::shared_ptr<LogReaderDelegate> listener) override;
     bool isBehind() override;
+    int scanError() const override { return scanError_.load(std::memory_order_acquire); }
     std::optional<FileHandle::Identity> fileIdentity() const override;
     Status reopen() override;
     void reset() override;
@@ -45,6 +46,7 @@ public:
     qint64 lineCount() const override;
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readLinesForDisplay(qint64 start, qint64 count) override;
+    DisplayLines readLinesToMatch(qint64 start, qint64 count) override;
     std::uint64_t byteCount(qint64 start, qint64 count) const override;
     std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                              const std::function<bool()>& isCancelled) override;
@@ -142,7 +144,27 @@ private:
         bool isCut() const { return cutBytes > 0 || isUnfinished; }
     };
     static std::vector<ShownPart> partsToShow(const Bytes& lines);
-    void warnOfReadError(std::uint64_t offset) const;
+    /// Lines as bytes: the parts to show, and what was read of them.
+    struct ReadParts {
+        std::vector<ShownPart> shown;
+        std::vector<QByteArray> bytes;
+        std::vector<FileTextDecoder::Part> parts() const;
+    };
+    /// Nothing when there are no lines, or they cannot be read.
+    std::optional<ReadParts> readParts(qint64 start, qint64 count) const;
+    static void addLines(DisplayLines& to, const ShownPart& shown, const FileTextDecoder::Text& text);
+    void addLinesOneByOne(DisplayLines& to, const FileTextDecoder::Part& part);
+
+    /// Where and why reading has failed.
+    struct ReadFault {
+        std::uint64_t offset = 0;
+        int error = 0;
+        friend bool operator==(const ReadFault&, const ReadFault&) = default;
+    };
+    /// Says so in the log, unless the last fault of that kind was the same.
+    void warnOfReadError(const ReadFault& fault, ReadFault& last) const;
+    void forgetFault(ReadFault& last) const;
+    void learnEncoding();
 
     const QUrl fileUrl_;
     LineIndex index_; // written under scanMutex_
@@ -150,12 +172,18 @@ private:
     std::atomic<bool> canceled_{false};
     std::atomic<bool> scanCanceled_{false}; // counts for the scan under way
     std::atomic<bool> closed_{false};
+    std::atomic<int> scanError_{0}; // written under scanMutex_
 
     mutable std::shared_mutex stateMutex_;
     // Guarded by stateMutex_. Another file and an empty index come together.
     std::shared_ptr<FileHandle> handle_;
     std::optional<FileHandle::Identity> identity_;
     std::shared_ptr<LogReaderDelegate> delegate_;
+
+    mutable std::mutex faultMutex_;
+    // Guarded by faultMutex_. What the log has been told; without an error when reading went well since.
+    mutable ReadFault scanFault_;
+    mutable ReadFault readFault_;
 
     std::mutex scanMutex_;
     // Guarded by scanMutex_.

@@ -142,7 +142,7 @@ void Document::startLoading() {
 void Document::firstScanEnded() {
     isLoaded_ = true;
     if (std::exchange(tailsWhenLoaded_, false))
-        logFileObserver_->startTailing();
+        logFileObserver_->startTailingAfterLoad();
 }
 
 void Document::startTailingWhenLoaded() {
@@ -214,6 +214,11 @@ void Document::close() {
     logFileObserver_.reset();
     discardInBackground(std::move(dataSource_));
     discardInBackground(std::move(logReader_));
+}
+
+QString Document::openFault() const {
+    // Following may have opened it since.
+    return logReader_ && logReader_->fileIdentity() ? QString() : openFault_;
 }
 
 QUrl Document::fileUrl() const {

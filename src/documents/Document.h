@@ -67,7 +67,7 @@ public:
     std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
 
     /// Why the file cannot be read and what helps, for the user; empty when it can be read.
-    QString openFault() const { return openFault_; }
+    QString openFault() const;
     /// Looks in the background whether the file at the path is still the one that was opened, and reports on
     /// the main thread unless the document has been closed. Does nothing while an earlier check is under way.
     void checkFile(std::function<void(FileFault)> report);

@@ -29,9 +29,10 @@ public:
     /// All references must outlive the scan.
     ScanListener(LogFileReaderProtocol& logReader, const Operation& operation,
                  LoadProgressController* progress, ChangedLinesAnnouncer& announcer,
-                 std::function<void()> showFirstPage)
+                 std::weak_ptr<TailDataSource> dataSource, std::function<void()> showFirstPage)
         : logReader_(logReader), operation_(operation), progress_(progress), announcer_(announcer),
-          showFirstPage_(std::move(showFirstPage)), countBefore_(logReader.lineCount()) {}
+          dataSource_(std::move(dataSource)), showFirstPage_(std::move(showFirstPage)),
+          countBefore_(logReader.lineCount()) {}
 
     void readerDidStart(std::uint64_t fileSize) override {
         if (progress_)
@@ -45,6 +46,11 @@ public:
             logReader_.cancelScan();
         else if (++steps_ % stepsPerLook == 0)
             announceIfDue();
+    }
+
+    void readerDidForgetLines() override {
+        if (const auto dataSource = dataSource_.lock())
+            dataSource->contentForgotten();
     }
 
     void readerDidFinish() override {
@@ -92,6 +98,7 @@ private:
     const Operation& operation_;
     LoadProgressController* const progress_;
     ChangedLinesAnnouncer& announcer_;
+    const std::weak_ptr<TailDataSource> dataSource_;
     const std::function<void()> showFirstPage_;
     const qint64 countBefore_;
     qint64 announcedCount_ = countBefore_;
@@ -133,9 +140,12 @@ void FileLoadingOperation::main() {
             dataSource->loadPage(pages::pageOfLine(0), true);
         sleepFor(firstScreenLimit);
     };
-    const auto listener =
-        std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer, showFirstPage);
+    const auto listener = std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer,
+                                                         dataSource_, showFirstPage);
     listener->announceEnd(logReader_->refreshReportingTo(listener));
+    const auto dataSource = dataSource_.lock();
+    if (dataSource && start_ == Start::AtFirstByte && !isCancelled())
+        dataSource->fileReadAnew();
 }
 
 } // namespace korvane

@@ -19,10 +19,12 @@ void PageLoadOperation::cancel() {
 void PageLoadOperation::main() {
     if (isCancelled())
         return;
-    std::optional<DisplayLines> read = readLines();
     const auto dataSource = dataSource_.lock();
     if (!dataSource)
         return;
+    // Before the lines are read, so that lines of a file that is gone by then are known as such.
+    std::optional<LineDecorator> decorator = dataSource->lineDecorator([this] { return isCancelled(); });
+    std::optional<DisplayLines> read = readLines();
 
     PageContent content;
     if (read && read->undecodable) {
@@ -30,16 +32,16 @@ void PageLoadOperation::main() {
     } else if (read && read->lines.empty()) {
         content.kind = PageContent::Kind::Unreadable;
     } else if (read) {
-        const LineDecorator decorator = dataSource->lineDecorator([this] { return isCancelled(); });
         content.isShort = read->isShort;
         content.rows.reserve(read->lines.size());
         qint64 lineIndex = pages::firstLine(request_.page);
         for (DisplayLine& line : read->lines) {
             if (isCancelled())
                 return;
-            content.rows.push_back(decorator.row(lineIndex++, std::move(line)));
+            content.rows.push_back(decorator->row(lineIndex++, std::move(line)));
         }
     }
+    decorator.reset(); // what the rules have found is on its way before the rows show
     if (!isCancelled())
         dataSource->storePage(request_, std::move(content));
 }

@@ -12,7 +12,7 @@ namespace korvane {
 class TailDataSource;
 
 /// Reads one page of lines, decorates them and hands them to the data source. Subclasses know where lines
-/// come from. Does not keep the data source alive.
+/// come from. Keeps the data source only while it runs.
 class PageLoadOperation : public Operation {
 public:
     PageLoadOperation(std::weak_ptr<TailDataSource> dataSource, const PageRequest& request);

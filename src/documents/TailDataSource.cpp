@@ -5,6 +5,7 @@
 #include "core/NotificationNames.h"
 #include "core/Pages.h"
 #include "core/Preferences.h"
+#include "documents/ArrivedLinesNotifier.h"
 #include "documents/ChangedLinesAnnouncer.h"
 #include "documents/Discard.h"
 #include "documents/PageLoadOperation.h"
@@ -16,10 +17,14 @@
 #include "rules/RuleEnforcer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace korvane {
 namespace {
+
+/// So long whoever follows a file is held up by lines of it that have not passed.
+constexpr auto longestPassingWait = std::chrono::milliseconds(50);
 
 /// The file may have changed since the search: only what still lies inside the text can be painted.
 std::vector<TextRange> clippedTo(int length, const std::vector<TextRange>& ranges) {
@@ -145,6 +150,48 @@ void TailDataSource::announceOtherContent(LineRange changed) {
     announcer()->announceOtherContent(changed);
 }
 
+std::shared_ptr<ArrivedLinesNotifier> TailDataSource::arrivedLines() {
+    const auto reader = followedReader();
+    return lock_.withWriteLock([&] {
+        if (!arrivedLines_ && reader && !document_.expired())
+            arrivedLines_ = std::make_shared<ArrivedLinesNotifier>(weak_from_this(), reader);
+        return arrivedLines_;
+    });
+}
+
+void TailDataSource::followingBegan() {
+    if (const auto arrived = arrivedLines())
+        arrived->followingBegan();
+}
+
+void TailDataSource::linesArrived() {
+    if (const auto arrived = arrivedLines())
+        arrived->linesArrived();
+}
+
+void TailDataSource::filePolled() {
+    if (const auto arrived = arrivedLines())
+        arrived->filePolled();
+}
+
+void TailDataSource::contentForgotten() {
+    if (const auto arrived = arrivedLines())
+        arrived->contentForgotten();
+    // Last: a line of the old content that is being looked at may still be told of.
+    if (const auto enforcer = ruleEnforcer())
+        enforcer->contentForgotten();
+}
+
+bool TailDataSource::letArrivedLinesPass() {
+    const auto arrived = arrivedLines();
+    return !arrived || arrived->letAllPass(longestPassingWait);
+}
+
+void TailDataSource::fileReadAnew() {
+    if (const auto arrived = arrivedLines())
+        arrived->fileReadAnew();
+}
+
 qint64 TailDataSource::numberOfRows() const {
     return std::max<qint64>(rowCount() - rowStart(), 0);
 }
@@ -257,10 +304,13 @@ bool TailDataSource::hasUndecodableLines() const {
 
 void TailDataSource::close() {
     ruleFollower_.reset();
-    lock_.withWriteLock([this] {
+    const auto arrived = lock_.withWriteLock([this] {
         ++generation_;
         document_.reset();
+        return std::exchange(arrivedLines_, nullptr);
     });
+    if (arrived)
+        arrived->close();
     queue_.cancelAllOperations();
 }
 

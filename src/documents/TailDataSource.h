@@ -13,6 +13,7 @@
 
 namespace korvane {
 
+class ArrivedLinesNotifier;
 class ChangedLinesAnnouncer;
 class LineMarkLookup;
 class PageLoadOperation;
@@ -48,6 +49,11 @@ public:
     std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return nullptr; }
     void announceChangedLines(LineRange changed) override;
     void announceOtherContent(LineRange changed) override;
+    void followingBegan() override;
+    void linesArrived() override;
+    void filePolled() override;
+    void contentForgotten() override;
+    bool letArrivedLinesPass() override;
 
     void reset() override;
     void clearView() override;
@@ -68,6 +74,9 @@ public:
     void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) { lineMarks_ = std::move(lookup); }
     /// Gives up all loads, forgets the document and posts nothing any more. Does not wait.
     void close();
+
+    /// The reader has read the file anew from its first byte. Any thread.
+    void fileReadAnew();
 
     // For page loads, from any thread.
 
@@ -93,6 +102,8 @@ private:
     using CachedPages = std::unordered_map<qint64, CachedPage>;
 
     std::shared_ptr<ChangedLinesAnnouncer> announcer();
+    /// Null when there is no reader to read lines from, and once closed.
+    std::shared_ptr<ArrivedLinesNotifier> arrivedLines();
     /// A line's row, nothing when it is not there yet; and, if wanted, whether its page has been asked for.
     std::optional<PageRow> cachedRow(qint64 lineIndex, bool* isRequested) const;
     RowLine shownRow(qint64 lineIndex, PageRow row) const;
@@ -124,7 +135,8 @@ private:
     std::unordered_map<qint64, std::uint64_t> loadedPages_;
     CachedPages cachedPages_;
     bool hasUndecodableLines_ = false;
-    std::shared_ptr<ChangedLinesAnnouncer> announcer_; // made when it is first needed
+    std::shared_ptr<ChangedLinesAnnouncer> announcer_;   // made when it is first needed
+    std::shared_ptr<ArrivedLinesNotifier> arrivedLines_; // likewise
 
     OperationQueue queue_;
 };

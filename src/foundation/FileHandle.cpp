@@ -49,15 +49,20 @@ std::optional<std::uint64_t> FileHandle::size() const {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-std::optional<std::size_t> FileHandle::read(std::uint64_t offset, std::span<char> buffer) const {
+std::optional<std::size_t> FileHandle::read(std::uint64_t offset, std::span<char> buffer, int* error) const {
     std::size_t done = 0;
     while (done < buffer.size()) {
         const ssize_t got = ::pread(descriptor_, buffer.data() + done, buffer.size() - done,
                                     static_cast<off_t>(offset + done));
         if (got < 0 && errno == EINTR)
             continue;
-        if (got < 0)
-            return done > 0 ? std::optional(done) : std::nullopt;
+        if (got < 0 && done > 0)
+            break;
+        if (got < 0) {
+            if (error)
+                *error = errno;
+            return std::nullopt;
+        }
         if (got == 0)
             break;
         done += static_cast<std::size_t>(got);

@@ -25,9 +25,9 @@ public:
     /// The size in bytes now; nothing when the file cannot be asked.
     std::optional<std::uint64_t> size() const;
 
-    /// Reads up to `buffer.size()` bytes at `offset`, less only at the end of the file. Nothing on a read
-    /// error.
-    std::optional<std::size_t> read(std::uint64_t offset, std::span<char> buffer) const;
+    /// Reads up to `buffer.size()` bytes at `offset`, less only at the end of the file or before a place that
+    /// cannot be read. Nothing on a read error, whose errno goes to `error` if that is given.
+    std::optional<std::size_t> read(std::uint64_t offset, std::span<char> buffer, int* error = nullptr) const;
 
     /// Device and inode, by which a path is seen to hold another file.
     struct Identity {

@@ -3,31 +3,116 @@
 #include "core/DocumentProtocol.h"
 #include "foundation/FilePath.h"
 #include "foundation/MainThread.h"
+#include "foundation/UserNotifications.h"
 #include "rules/FilterRule.h"
 #include "rules/RulePainter.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <bitset>
+#include <iterator>
+#include <optional>
+#include <unordered_map>
 #include <utility>
 
 namespace korvane {
 
+/// Line numbers, a bit each where they lie close together: a flood of matches takes little.
+class LineSet {
+public:
+    /// False when it was there already.
+    bool insert(qint64 line) {
+        auto bit = blocks_[line / blockSize][static_cast<std::size_t>(line % blockSize)];
+        const bool isNew = !bit;
+        bit = true;
+        return isNew;
+    }
+    void clear() { blocks_.clear(); }
+
+private:
+    static constexpr qint64 blockSize = 512;
+    std::unordered_map<qint64, std::bitset<blockSize>> blocks_;
+};
+
 struct NotifiedLines {
     /// The rule has been changed or removed: what older passes still find is not told.
     bool isRetired = false;
-    std::unordered_set<qint64> lines;
+    bool hasTold = false;
+    LineSet lines;
 };
 
-/// Runs the rules over the lines of one load. What is to be told is delivered at its end, all at once.
+/// Records what the lines of one pass give rise to, and delivers it at its end, all at once.
+class RuleEnforcer::Teller {
+public:
+    explicit Teller(RuleEnforcer& enforcer) : enforcer_(enforcer), content_(enforcer.content()) {}
+    ~Teller() { deliver(); }
+    Teller(const Teller&) = delete;
+    Teller& operator=(const Teller&) = delete;
+
+    void lineMatches(qint64 lineNum, const ActiveRule& rule) {
+        const RuleValues& values = rule.snapshot->values;
+        if (!values.tells() || !enforcer_.recordLine(rule, lineNum, content_))
+            return;
+        if (!fileUrl_)
+            fileUrl_ = urlOfFile();
+        bouncesDock_ |= values.bouncesDock;
+        if (values.notifies)
+            notifications_.push_back(notificationOf(lineNum, values));
+    }
+    bool isEmpty() const { return notifications_.empty() && !bouncesDock_; }
+
+private:
+    QUrl urlOfFile() const {
+        const auto document = enforcer_.dataSource_.getDocument();
+        return document ? document->fileUrl() : QUrl();
+    }
+
+    UserNotification notificationOf(qint64 lineNum, const RuleValues& rule) const {
+        const QString address = fileUrl_->isEmpty() ? QString() : absoluteString(*fileUrl_);
+        UserNotification told;
+        told.title = QStringLiteral("Rule '%1' matched").arg(rule.searchStr);
+        if (!address.isEmpty()) {
+            told.subtitle =
+                QStringLiteral("Line: %1 in %2").arg(QString::number(lineNum + 1), displayName(*fileUrl_));
+            told.informativeText = QStringLiteral("Path: ") + address;
+            told.userInfo = UserNotification::UserInfo{lineNum + 1, address};
+        }
+        told.foldKey = rule.id.toString(QUuid::WithoutBraces) + u' ' + address;
+        return told;
+    }
+
+    void deliver() {
+        if (isEmpty())
+            return;
+        const QString address = fileUrl_->isEmpty() ? QString() : absoluteString(*fileUrl_);
+        MainThread::shared().post(
+            [notifications = std::move(notifications_), bouncesDock = bouncesDock_, address] {
+                UserNotificationCenter* const center = UserNotificationCenter::shared();
+                if (!center)
+                    return;
+                for (const UserNotification& notification : notifications)
+                    center->deliver(notification);
+                if (bouncesDock)
+                    center->requestUserAttention(address);
+            });
+    }
+
+    RuleEnforcer& enforcer_;
+    const std::uint64_t content_;
+    std::optional<QUrl> fileUrl_; // once it is needed
+    std::vector<UserNotification> notifications_;
+    bool bouncesDock_ = false; // however often: it is all one moment
+};
+
+/// Runs the rules over the lines of one load.
 class RuleEnforcer::Pass : public RulePassProtocol {
 public:
-    Pass(RuleEnforcer& enforcer, std::shared_ptr<const ActiveRules> rules, std::function<bool()> isCancelled)
-        : enforcer_(enforcer), rules_(std::move(rules)), isCancelled_(std::move(isCancelled)) {
+    Pass(RuleEnforcer& enforcer, std::function<bool()> isCancelled)
+        : enforcer_(enforcer), teller_(enforcer), rules_(enforcer.publishedRules()),
+          isCancelled_(std::move(isCancelled)) {
         matchers_.reserve(rules_->size());
         for (const ActiveRule& rule : *rules_)
             matchers_.emplace_back(rule.snapshot->search);
     }
-    ~Pass() override { deliver(); }
 
     void applyRules(qint64 lineNum, AttributedString& line) override {
         if (enforcer_.canceled_)
@@ -41,7 +126,7 @@ public:
             if (ranges.empty())
                 continue;
             painter_.addMatches((*rules_)[i].snapshot->values, ranges);
-            notify(lineNum, (*rules_)[i]);
+            teller_.lineMatches(lineNum, (*rules_)[i]);
         }
         if (enforcer_.dataSource_.defaultLineAction() == DefaultFilterLineAction::hide &&
             !painter_.hasMatches() && !isMarked(line))
@@ -57,34 +142,35 @@ private:
         return first && (first->isMarked(attribute::hideLine) || first->isMarked(attribute::showOnlyLine));
     }
 
-    void notify(qint64 lineNum, const ActiveRule& rule) {
-        const RuleValues& values = rule.snapshot->values;
-        if ((values.notifies || values.bouncesDock) && enforcer_.recordLine(rule, lineNum))
-            deliveries_.push_back(enforcer_.notify(lineNum, values));
-    }
-
-    void deliver() {
-        if (deliveries_.empty())
-            return;
-        MainThread::shared().post([deliveries = std::move(deliveries_)] {
-            UserNotificationCenter* const center = UserNotificationCenter::shared();
-            if (!center)
-                return;
-            for (const Delivery& delivery : deliveries) {
-                if (delivery.notification)
-                    center->deliver(*delivery.notification);
-                if (delivery.bouncesDock)
-                    center->requestUserAttention(delivery.fileUrl);
-            }
-        });
-    }
-
     RuleEnforcer& enforcer_;
+    Teller teller_;
     const std::shared_ptr<const ActiveRules> rules_;
     const std::function<bool()> isCancelled_;
     std::vector<CompiledSearch::Matcher> matchers_; // of the rules
     RulePainter painter_;
-    std::vector<Delivery> deliveries_;
+};
+
+class RuleEnforcer::NotificationPass : public NotificationPassProtocol {
+public:
+    NotificationPass(RuleEnforcer& enforcer, ActiveRules rules)
+        : teller_(enforcer), rules_(std::move(rules)) {
+        matchers_.reserve(rules_.size());
+        for (const ActiveRule& rule : rules_)
+            matchers_.emplace_back(rule.snapshot->search);
+    }
+
+    void look(qint64 lineNum, const QString& line) override {
+        const SearchedLine searched(line);
+        for (std::size_t i = 0; i < matchers_.size(); ++i)
+            if (!matchers_[i].matchRanges(searched).empty())
+                teller_.lineMatches(lineNum, rules_[i]);
+    }
+    bool hasFoundAny() const override { return !teller_.isEmpty(); }
+
+private:
+    Teller teller_;
+    const ActiveRules rules_;
+    std::vector<CompiledSearch::Matcher> matchers_; // of the rules
 };
 
 RuleEnforcer::RuleEnforcer(const TailDataSourceProtocol& dataSource)
@@ -183,13 +269,37 @@ void RuleEnforcer::applyQuickHighlight(AttributedString& line, const FilterRule&
     rule.applyHighlight(line, rule.matchRanges(line.string()));
 }
 
+std::shared_ptr<const ActiveRules> RuleEnforcer::publishedRules() const {
+    const std::lock_guard guard(mutex_);
+    return published_;
+}
+
+std::uint64_t RuleEnforcer::content() const {
+    const std::lock_guard guard(mutex_);
+    return content_;
+}
+
 std::unique_ptr<RulePassProtocol> RuleEnforcer::makePass(std::function<bool()> isCancelled) {
-    std::shared_ptr<const ActiveRules> rules;
+    return std::make_unique<Pass>(*this, std::move(isCancelled));
+}
+
+std::unique_ptr<NotificationPassProtocol> RuleEnforcer::makeNotificationPass() {
+    ActiveRules telling;
     {
         const std::lock_guard guard(mutex_);
-        rules = published_;
+        std::ranges::copy_if(*published_, std::back_inserter(telling), [](const ActiveRule& rule) {
+            const RuleValues& values = rule.snapshot->values;
+            return values.tells() && !(values.frequency == Frequency::Once && rule.notified->hasTold);
+        });
     }
-    return std::make_unique<Pass>(*this, std::move(rules), std::move(isCancelled));
+    return telling.empty() ? nullptr : std::make_unique<NotificationPass>(*this, std::move(telling));
+}
+
+void RuleEnforcer::contentForgotten() {
+    const std::lock_guard guard(mutex_);
+    ++content_;
+    for (const ActiveRule& rule : *published_)
+        rule.notified->lines.clear();
 }
 
 void RuleEnforcer::applyRules(qint64 lineNum, AttributedString& line) {
@@ -207,33 +317,14 @@ void RuleEnforcer::highlightSearchMatches(AttributedString& line, const std::vec
         {{attribute::background, QColor(Qt::yellow)}, {attribute::foreground, QColor(Qt::red)}}, ranges);
 }
 
-bool RuleEnforcer::recordLine(const ActiveRule& rule, qint64 lineNum) {
+bool RuleEnforcer::recordLine(const ActiveRule& rule, qint64 lineNum, std::uint64_t content) {
     const std::lock_guard guard(mutex_);
     NotifiedLines& notified = *rule.notified;
-    if (notified.isRetired || (rule.snapshot->values.frequency == Frequency::Once && !notified.lines.empty()))
+    const bool hasDone = rule.snapshot->values.frequency == Frequency::Once && notified.hasTold;
+    if (notified.isRetired || hasDone || content != content_)
         return false;
-    return notified.lines.insert(lineNum).second;
-}
-
-RuleEnforcer::Delivery RuleEnforcer::notify(qint64 lineNum, const RuleValues& rule) const {
-    Delivery delivery;
-    delivery.bouncesDock = rule.bouncesDock;
-    const auto document = dataSource_.getDocument();
-    const QUrl url = document ? document->fileUrl() : QUrl();
-    if (!url.isEmpty())
-        delivery.fileUrl = absoluteString(url);
-    if (!rule.notifies)
-        return delivery;
-    UserNotification told;
-    told.title = QStringLiteral("Rule '%1' matched").arg(rule.searchStr);
-    if (!url.isEmpty()) {
-        told.subtitle = QStringLiteral("Line: %1 in %2").arg(QString::number(lineNum + 1), displayName(url));
-        told.informativeText = QStringLiteral("Path: ") + delivery.fileUrl;
-        told.userInfo = UserNotification::UserInfo{lineNum + 1, delivery.fileUrl};
-    }
-    told.foldKey = rule.id.toString(QUuid::WithoutBraces) + u' ' + delivery.fileUrl;
-    delivery.notification = std::move(told);
-    return delivery;
+    notified.hasTold = true;
+    return notified.lines.insert(lineNum);
 }
 
 } // namespace korvane

@@ -2,14 +2,13 @@
 
 #include "core/RuleEnforcerProtocol.h"
 #include "core/TailDataSourceProtocol.h"
-#include "foundation/UserNotifications.h"
 #include "rules/RuleSnapshot.h"
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <vector>
 
 namespace korvane {
@@ -51,6 +50,11 @@ public:
     // Any thread.
 
     std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) override;
+    /// Leaves out what cannot be seen: rules that only paint, and those that tell once and have.
+    std::unique_ptr<NotificationPassProtocol> makeNotificationPass() override;
+    /// Rules that tell of every line tell of the new ones whatever their numbers; those that tell once have
+    /// done so.
+    void contentForgotten() override;
     /// One line by itself.
     void applyRules(qint64 lineNum, AttributedString& line);
     AttributedString applyRules(qint64 lineNum, const QString& line);
@@ -59,21 +63,19 @@ public:
     void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) override;
 
 private:
+    class Teller;
     class Pass;
-    /// What has been recorded and is still to be delivered.
-    struct Delivery {
-        std::optional<UserNotification> notification;
-        bool bouncesDock = false;
-        QString fileUrl;
-    };
+    class NotificationPass;
 
     /// Takes over the rule's values, with nothing notified yet.
     void startAfresh(const std::shared_ptr<FilterRule>& rule);
     void retire(const std::function<bool(const ActiveRule&)>& isMeant);
     void publish();
-    /// Checks and records in one step: true when the user is to be told of this line.
-    bool recordLine(const ActiveRule& rule, qint64 lineNum);
-    Delivery notify(qint64 lineNum, const RuleValues& rule) const;
+    /// Checks and records in one step: true when the user is to be told of this line. `content`: the one that
+    /// the line was read from.
+    bool recordLine(const ActiveRule& rule, qint64 lineNum, std::uint64_t content);
+    std::shared_ptr<const ActiveRules> publishedRules() const;
+    std::uint64_t content() const;
 
     const TailDataSourceProtocol& dataSource_;
     std::atomic<bool> canceled_{false};
@@ -82,9 +84,10 @@ private:
     Rules rules_;
     ActiveRules active_;
 
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     // Guarded by mutex_, as is all bookkeeping.
     std::shared_ptr<const ActiveRules> published_;
+    std::uint64_t content_ = 0; // counts the contents that the line numbers have stood for
 };
 
 } // namespace korvane

@@ -33,6 +33,9 @@ struct RuleValues {
     bool bouncesDock;
     Frequency frequency;
 
+    /// Whether the user gets to know of a match otherwise than by looking.
+    bool tells() const { return notifies || bouncesDock; }
+
     friend bool operator==(const RuleValues&, const RuleValues&) = default;
 };
 

@@ -23,6 +23,21 @@ public:
     /// The file holds another content now: all rows and search results go, before
     /// `notification::rowsUpdated` says the same as above.
     virtual void announceOtherContent(LineRange changed) = 0;
+
+    // What following tells besides, for whoever is to hear of every line that arrives.
+
+    /// What is known of the file by now was there before.
+    virtual void followingBegan() = 0;
+    /// More lines may be known than before: they have arrived.
+    virtual void linesArrived() = 0;
+    /// A look at the file is over, whatever it has found.
+    virtual void filePolled() = 0;
+    /// The lines known so far are let go of, and no others are known yet: what comes next is another content,
+    /// from its first line.
+    virtual void contentForgotten() = 0;
+    /// Whether everything that has arrived has been dealt with, so that the file may be let go of. May wait
+    /// for a moment.
+    virtual bool letArrivedLinesPass() = 0;
 };
 
 } // namespace korvane

@@ -18,11 +18,12 @@
 namespace korvane {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr auto announceInterval = std::chrono::microseconds(1'000'000 / 30);
 /// A look at clock and line count is made once in so many steps of a scan.
 constexpr unsigned stepsPerLook = 16;
+/// So long a file that has been replaced is kept for lines of it that have not been dealt with, or still
+/// come.
+constexpr auto longestStay = std::chrono::seconds(10);
 
 /// Announces what a scan finds, also while it goes on, and stops it when tailing stops. Lives on the scanning
 /// thread.
@@ -30,11 +31,21 @@ class FollowingListener : public LogReaderDelegate {
 public:
     FollowingListener(std::shared_ptr<LogFileReaderProtocol> logReader,
                       std::shared_ptr<FollowedDataSource> dataSource,
-                      std::shared_ptr<const Operation> monitor, bool isOtherContent)
+                      std::shared_ptr<const Operation> monitor, bool tellsOfArrivals)
         : logReader_(std::move(logReader)), dataSource_(std::move(dataSource)), monitor_(std::move(monitor)),
-          announcedCount_(logReader_->lineCount()), isOtherContent_(isOtherContent) {}
+          announcedCount_(logReader_->lineCount()), tellsOfArrivals_(tellsOfArrivals) {}
 
-    void readerDidForgetLines() override { isOtherContent_ = true; }
+    void readerDidForgetLines() override {
+        hasForgotten_ = true;
+        startAnew();
+    }
+    /// The scan begins with the first line of another content.
+    void startAnew() {
+        isOtherContent_ = true;
+        dataSource_->contentForgotten();
+    }
+    /// The scan has found another content in place of the one indexed.
+    bool hasForgotten() const { return hasForgotten_; }
 
     void readerDidReadBytes(std::uint64_t /*count*/) override {
         if (monitor_ && monitor_->isCancelled()) {
@@ -55,6 +66,8 @@ public:
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     /// The line that was the last one may have grown.
     LineRange linesUpTo(qint64 count) const {
         const qint64 first = std::max<qint64>(announcedCount_ - 1, 0);
@@ -68,13 +81,17 @@ private:
             dataSource_->announceOtherContent({0, announcedCount_});
         else
             dataSource_->announceChangedLines(changed);
+        if (tellsOfArrivals_)
+            dataSource_->linesArrived();
     }
 
     const std::shared_ptr<LogFileReaderProtocol> logReader_;
     const std::shared_ptr<FollowedDataSource> dataSource_;
     const std::shared_ptr<const Operation> monitor_;
     qint64 announcedCount_;
-    bool isOtherContent_;
+    const bool tellsOfArrivals_;
+    bool isOtherContent_ = false;
+    bool hasForgotten_ = false;
     Clock::time_point announcedAt_ = Clock::now();
     unsigned steps_ = 0;
 };
@@ -93,6 +110,16 @@ LogFileObserver::LogFileObserver(const std::shared_ptr<FollowedDataSource>& data
       path_(localPath(dataSource->getDocument()->fileUrl())), opQueue_("File polling queue", 1) {}
 
 void LogFileObserver::startTailing() {
+    startMonitor(NewLines::WereThere);
+}
+
+void LogFileObserver::startTailingAfterLoad() {
+    if (const auto dataSource = dataSource_.lock())
+        dataSource->followingBegan();
+    startMonitor(NewLines::Arrive);
+}
+
+void LogFileObserver::startMonitor(NewLines ofFirstLook) {
     stopTailing();
     const auto monitor = std::make_shared<LocalFileMonitorOperation>(logReader_);
     monitor->setDelegate(weak_from_this());
@@ -103,6 +130,7 @@ void LogFileObserver::startTailing() {
     {
         const std::lock_guard guard(mutex_);
         monitorOp_ = monitor;
+        ofNextLook_ = ofFirstLook;
     }
     opQueue_.addOperation(monitor);
 }
@@ -121,10 +149,15 @@ bool LogFileObserver::isTailing() const {
     return monitor && monitor->isExecuting();
 }
 
+bool LogFileObserver::isStopped() const {
+    const auto monitor = monitorOp();
+    return monitor && monitor->isCancelled();
+}
+
 void LogFileObserver::fileSizeChanged(std::uint64_t oldSize, std::uint64_t /*newSize*/) {
     // The reader knows better than two sizes what has changed: the file may be another one by now.
     if (oldSize != 0 && logReader_->isBehind())
-        bringUpToDate(Content::Same);
+        bringUpToDate();
 }
 
 void LogFileObserver::announceTailing() {
@@ -140,25 +173,44 @@ void LogFileObserver::filePolled() {
         announcedMonitor_ = monitor;
         announceTailing();
     }
+    const auto dataSource = dataSource_.lock();
+    if (!dataSource)
+        return;
+    {
+        const std::lock_guard guard(mutex_);
+        newLines_ = std::exchange(ofNextLook_, NewLines::Arrive);
+    }
     lookAtPath();
     if (logReader_->isBehind())
-        bringUpToDate(Content::Same);
+        bringUpToDate();
+    if (std::exchange(newLines_, NewLines::Arrive) == NewLines::WereThere)
+        dataSource->followingBegan();
+    else
+        dataSource->filePolled();
 }
 
-void LogFileObserver::bringUpToDate(Content content) {
+void LogFileObserver::bringUpToDate() {
     const auto dataSource = dataSource_.lock();
-    const auto monitor = monitorOp();
-    if (!dataSource || (monitor && monitor->isCancelled() && content == Content::Same))
+    if (!dataSource || isStopped())
         return;
-    const auto listener =
-        std::make_shared<FollowingListener>(logReader_, dataSource, monitor, content == Content::Other);
+    const auto listener = std::make_shared<FollowingListener>(logReader_, dataSource, monitorOp(),
+                                                              newLines_ == NewLines::Arrive);
+    listener->announceEnd(logReader_->refreshReportingTo(listener));
+    if (listener->hasForgotten())
+        setStatusAnew(FileStatus::Truncated);
+}
+
+void LogFileObserver::showFromFirstLine() {
+    const auto dataSource = dataSource_.lock();
+    if (!dataSource)
+        return;
+    const auto listener = std::make_shared<FollowingListener>(logReader_, dataSource, monitorOp(),
+                                                              newLines_ == NewLines::Arrive);
+    listener->startAnew();
     listener->announceEnd(logReader_->refreshReportingTo(listener));
 }
 
 void LogFileObserver::lookAtPath() {
-    const auto open = logReader_->fileIdentity();
-    if (!open)
-        return;
     struct stat status {};
     if (::stat(path_.constData(), &status) != 0) {
         // Any other failure says nothing about the file.
@@ -168,31 +220,65 @@ void LogFileObserver::lookAtPath() {
     }
     const FileHandle::Identity present{static_cast<std::uint64_t>(status.st_dev),
                                        static_cast<std::uint64_t>(status.st_ino)};
-    if (present != *open && !S_ISREG(status.st_mode))
+    const auto open = logReader_->fileIdentity();
+    if (present == open) {
+        otherFileSince_.reset();
+        if (logReader_->scanError() != 0)
+            setStatus(FileStatus::Unreadable);
+        else if (status_ == FileStatus::Deleted || status_ == FileStatus::Unreadable)
+            setStatus(FileStatus::Present);
+    } else if (!S_ISREG(status.st_mode)) {
         setStatus(FileStatus::Unreadable); // opening a pipe or a device can change it
-    else if (present != *open)
+    } else if (!open) {
+        openFileAtPath();
+    } else {
         takeFileAtPath();
-    else if (status_ != FileStatus::Rotated)
-        setStatus(FileStatus::Present);
+    }
 }
 
-void LogFileObserver::takeFileAtPath() {
-    // Its writer may have added lines until the very moment that it was moved away.
-    if (logReader_->isBehind())
-        bringUpToDate(Content::Same);
+void LogFileObserver::openFileAtPath() {
+    if (isStopped())
+        return;
     if (!logReader_->reopen()) {
         setStatus(FileStatus::Unreadable);
         return;
     }
-    bringUpToDate(Content::Other);
-    // Also when it has been so before: this is news every time.
-    status_ = FileStatus::Present;
-    setStatus(FileStatus::Rotated);
+    // Its lines have not arrived: they could not be read before.
+    newLines_ = NewLines::WereThere;
+    showFromFirstLine();
+    setStatus(FileStatus::Present);
+}
+
+void LogFileObserver::takeFileAtPath() {
+    // Its writer may have added lines until the very moment that it was moved away, and later.
+    if (logReader_->isBehind())
+        bringUpToDate();
+    const auto dataSource = dataSource_.lock();
+    if (!dataSource || isStopped())
+        return;
+    if (newLines_ == NewLines::WereThere)
+        dataSource->followingBegan();
+    if (!otherFileSince_)
+        otherFileSince_ = Clock::now();
+    const bool isDoneWith = dataSource->letArrivedLinesPass() && !logReader_->isBehind();
+    if (!isDoneWith && Clock::now() - *otherFileSince_ < longestStay)
+        return;
+    otherFileSince_.reset();
+    if (!logReader_->reopen()) {
+        setStatus(FileStatus::Unreadable);
+        return;
+    }
+    showFromFirstLine();
+    setStatusAnew(FileStatus::Rotated);
 }
 
 void LogFileObserver::setStatus(FileStatus status) {
-    if (std::exchange(status_, status) == status)
-        return;
+    if (status_ != status)
+        setStatusAnew(status);
+}
+
+void LogFileObserver::setStatusAnew(FileStatus status) {
+    status_ = status;
     MainThread::shared().post([weak = dataSource_, status] {
         const auto dataSource = weak.lock();
         const auto document = dataSource ? dataSource->getDocument() : nullptr;

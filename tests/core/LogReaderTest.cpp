@@ -2,6 +2,7 @@
 #include "core/InMemoryFileLogReader.h"
 #include "core/SearchItem.h"
 
+#include "support/LogCapture.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
 
@@ -22,6 +23,7 @@ std::ostream& operator<<(std::ostream& out, const LineRange& range) {
 namespace {
 
 using namespace Qt::StringLiterals;
+using test::LogCapture;
 using test::TemporaryFile;
 
 /// Notes what it hears; may act on it.
@@ -43,34 +45,6 @@ public:
 private:
     void note(const QString& what) { heard_.append(what); }
     QStringList heard_;
-};
-
-/// Collects the system log while it lives.
-class LogCapture {
-public:
-    LogCapture() {
-        texts().clear();
-        previous_ = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
-            const std::lock_guard guard(mutex());
-            texts().append(text);
-        });
-    }
-    ~LogCapture() { qInstallMessageHandler(previous_); }
-    QStringList lines() const {
-        const std::lock_guard guard(mutex());
-        return texts();
-    }
-
-private:
-    static QStringList& texts() {
-        static QStringList list;
-        return list;
-    }
-    static std::mutex& mutex() {
-        static std::mutex one;
-        return one;
-    }
-    QtMessageHandler previous_;
 };
 
 const QString decodingFailed =

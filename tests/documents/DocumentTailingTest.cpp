@@ -6,9 +6,11 @@
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
+#include "support/WithoutRootsRights.h"
 
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace korvane {
 namespace {
@@ -72,6 +74,17 @@ TEST_F(DocumentTailingTest, RowsFollowTheFile) {
         EXPECT_TRUE(waitFor([&] { return fault.has_value(); }));
         EXPECT_EQ(fault, FileFault::None) << "the file at the path is the one shown";
     }
+}
+
+TEST_F(DocumentTailingTest, AFileThatMayNotBeReadShowsWhenItMay) {
+    const test::WithoutRootsRights asAnyone;
+    const TemporaryFile file("one\n");
+    ASSERT_EQ(::chmod(file.path().constData(), 0), 0);
+    tail(file);
+    EXPECT_FALSE(document_->openFault().isEmpty());
+    ASSERT_EQ(::chmod(file.path().constData(), 0600), 0);
+    EXPECT_TRUE(waitForRows({u"one"_s, QString()}));
+    EXPECT_EQ(document_->openFault(), QString());
 }
 
 TEST_F(DocumentTailingTest, CancellingTheLoadDoesNotLeaveItToTheMonitor) {

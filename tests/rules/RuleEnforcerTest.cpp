@@ -89,6 +89,66 @@ TEST_F(RuleEnforcerTest, MarkTable) {
     }
 }
 
+TEST_F(RuleEnforcerTest, OnlyRulesThatHaveSomethingToTellMakeANotificationPass) {
+    EXPECT_FALSE(enforcer_.makeNotificationPass());
+    const struct {
+        const char* what;
+        std::shared_ptr<FilterRule> rule;
+        bool tellsAtFirst;
+        bool tellsLater;
+    } cases[] = {
+        {"paints", rule(u"x"_s), false, false},
+        {"tells once", notifyingRule(u"x"_s, Frequency::Once), true, false},
+        {"tells always", notifyingRule(u"x"_s, Frequency::Always), true, true},
+        {"bounces always", notifyingRule(u"x"_s, Frequency::Always, false, true), true, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        enforcer_.setActiveRules({rule(u"x"_s), c.rule});
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsAtFirst);
+        enforcer_.applyRules(0, u"x"_s);
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsLater);
+        enforcer_.updateRule(c.rule);
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsAtFirst);
+    }
+    told();
+}
+
+TEST_F(RuleEnforcerTest, ALineToldByOnePassIsNotToldByTheOtherKind) {
+    enforcer_.setActiveRules({notifyingRule(u"error"_s, Frequency::Always, true, true)});
+    enforcer_.applyRules(600, u"error"_s);
+    auto pass = enforcer_.makeNotificationPass();
+    pass->look(600, u"error"_s);
+    EXPECT_FALSE(pass->hasFoundAny());
+    pass->look(601, u"nothing"_s);
+    EXPECT_FALSE(pass->hasFoundAny());
+    for (const qint64 line : {89, 601, 1112, 601})
+        pass->look(line, u"an error"_s);
+    EXPECT_TRUE(pass->hasFoundAny());
+    pass.reset();
+    enforcer_.applyRules(601, u"error"_s);
+    EXPECT_EQ(told(), (Lines{601, 90, 602, 1113}));
+    EXPECT_EQ(center_.attention.size(), 2) << "lines of one moment are one reason to look";
+}
+
+TEST_F(RuleEnforcerTest, TheNumbersOfAContentThatIsGoneDoNotSilenceTheNextOne) {
+    const auto always = notifyingRule(u"error"_s, Frequency::Always);
+    const auto once = notifyingRule(u"error"_s, Frequency::Once);
+    enforcer_.setActiveRules({always, once});
+    enforcer_.applyRules(0, u"error"_s);
+    EXPECT_EQ(told(), (Lines{1, 1}));
+    const auto oldPage = enforcer_.makePass({});
+    const auto oldPass = enforcer_.makeNotificationPass();
+    enforcer_.contentForgotten();
+    AttributedString line(u"error"_s);
+    oldPage->applyRules(1, line);
+    oldPass->look(2, u"error"_s);
+    EXPECT_FALSE(oldPass->hasFoundAny());
+    for (const qint64 number : {0, 1, 2, 0})
+        enforcer_.makeNotificationPass()->look(number, u"error"_s);
+    EXPECT_EQ(told(), (Lines{1, 1, 1, 2, 3})) << "once is once";
+}
+
 TEST_F(RuleEnforcerTest, ALineMarkedBeforeIsNotHiddenByDefault) {
     enforcer_.addRule(rule(u"x"_s));
     source_.setDefaultLineAction(DefaultFilterLineAction::hide);

@@ -5,15 +5,24 @@
 #include "core/LogReader.h"
 #include "core/NotificationNames.h"
 #include "foundation/NotificationCenter.h"
+#include "support/FaultyReads.h"
+#include "support/LogCapture.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
+#include "support/WithoutRootsRights.h"
 #include "tail/FollowedDataSource.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
+#include <string>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace korvane {
@@ -51,10 +60,37 @@ public:
     std::shared_ptr<DocumentProtocol> getDocument() const override { return document_; }
     void announceChangedLines(LineRange changed) override { add({changed, false}); }
     void announceOtherContent(LineRange changed) override { add({changed, true}); }
+    void followingBegan() override { note("began"); }
+    void linesArrived() override { note("arrived " + std::to_string(reader_->lineCount())); }
+    void filePolled() override { ++polls; }
+    void contentForgotten() override { note("forgotten " + std::to_string(reader_->lineCount())); }
+    bool letArrivedLinesPass() override {
+        std::function<void()> action;
+        {
+            const std::lock_guard guard(mutex_);
+            whileLinesPass_.swap(action);
+        }
+        if (action)
+            action();
+        return !holdsFile;
+    }
+
+    std::atomic<int> polls{0};
+    std::atomic<bool> holdsFile{false};
+    /// Happens once.
+    void setWhileLinesPass(std::function<void()> action) {
+        const std::lock_guard guard(mutex_);
+        whileLinesPass_ = std::move(action);
+    }
 
     std::vector<Announcement> announcements() const {
         const std::lock_guard guard(mutex_);
         return announcements_;
+    }
+    /// What was heard of arrivals, with the lines known at that time.
+    std::vector<std::string> heard() const {
+        const std::lock_guard guard(mutex_);
+        return heard_;
     }
 
 private:
@@ -62,10 +98,17 @@ private:
         const std::lock_guard guard(mutex_);
         announcements_.push_back(announcement);
     }
+    void note(const std::string& what) {
+        const std::lock_guard guard(mutex_);
+        heard_.push_back(what);
+    }
     const std::shared_ptr<DocumentProtocol> document_;
     const std::shared_ptr<LogFileReaderProtocol> reader_;
     mutable std::mutex mutex_;
-    std::vector<Announcement> announcements_; // guarded by mutex_
+    // Guarded by mutex_.
+    std::vector<Announcement> announcements_;
+    std::vector<std::string> heard_;
+    std::function<void()> whileLinesPass_;
 };
 
 /// Tails real files with either reader.
@@ -99,14 +142,30 @@ protected:
     bool waitForLines(const QStringList& lines) {
         return waitFor([&] { return reader_->readLines(1, 1000) == lines && !reader_->isBehind(); });
     }
+    using Statuses = std::vector<FileStatus>;
+
     bool waitForAnnouncement(const Announcement& expected) {
         return waitFor([&] {
             const auto all = dataSource_->announcements();
             return !all.empty() && all.back() == expected;
         });
     }
+    /// A look at the file that begins after this call has ended.
+    bool waitForPoll() {
+        const int before = dataSource_->polls;
+        return waitFor([&] { return dataSource_->polls >= before + 2; });
+    }
     bool waitForStatus(FileStatus status) {
         return waitFor([&] { return !statuses_.empty() && statuses_.back() == status; });
+    }
+    static void moveAway(const TemporaryFile& file) {
+        ASSERT_EQ(::rename(file.path().constData(), (file.path() + ".1").constData()), 0);
+    }
+    static void appendToMoved(const TemporaryFile& file, const QByteArray& bytes) {
+        std::FILE* const moved = std::fopen((file.path() + ".1").constData(), "ab");
+        ASSERT_NE(moved, nullptr);
+        std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), moved);
+        std::fclose(moved);
     }
     static void replaceByRename(const TemporaryFile& file, const QByteArray& content) {
         const TemporaryFile other(content);
@@ -267,6 +326,186 @@ TEST_P(LogFileObserverTest, StartingAgainFindsWhatCameWhileStopped) {
     observer_->startTailing();
     EXPECT_TRUE(waitForAnnouncement({{1, 2}, false}));
     EXPECT_TRUE(observer_->isTailing());
+}
+
+TEST_P(LogFileObserverTest, WhatIsThereWhenFollowingStartsHasNotArrived) {
+    const TemporaryFile file("one\n");
+    makeObserver(file);
+    reader_->refresh();
+    file.append("two\n");
+    observer_->startTailing();
+    ASSERT_TRUE(waitForPoll());
+    EXPECT_EQ(dataSource_->heard(), std::vector<std::string>{"began"});
+    EXPECT_EQ(reader_->lineCount(), 3);
+    file.append("three\n");
+    ASSERT_TRUE(waitForAnnouncement({{2, 2}, false}));
+    EXPECT_TRUE(waitFor([&] { return dataSource_->heard().back() == "arrived 4"; }));
+}
+
+TEST_P(LogFileObserverTest, WhatComesAfterALoadHasArrived) {
+    const TemporaryFile file("one\n");
+    makeObserver(file);
+    reader_->refresh();
+    file.append("two\n");
+    observer_->startTailingAfterLoad();
+    ASSERT_TRUE(waitForPoll());
+    EXPECT_EQ(dataSource_->heard(), (std::vector<std::string>{"began", "arrived 3"}));
+}
+
+// Nothing of a new content may be read as if it were the old one's.
+TEST_P(LogFileObserverTest, TheOldContentIsForgottenBeforeAnythingOfTheNewOneIsKnown) {
+    const TemporaryFile file("old 1\nold 2\n");
+    tail(file);
+    ASSERT_TRUE(waitForPoll());
+    const std::string none = GetParam() ? "forgotten 0" : "forgotten 1";
+    replaceByRename(file, "new 1\nnew 2\nnew 3\n");
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(dataSource_->heard(), (std::vector<std::string>{"began", none, "arrived 4"}));
+    file.truncate(6);
+    ASSERT_TRUE(waitForStatus(FileStatus::Truncated));
+    EXPECT_EQ(dataSource_->heard(),
+              (std::vector<std::string>{"began", none, "arrived 4", none, "arrived 2"}));
+}
+
+TEST_P(LogFileObserverTest, EveryFateOfTheFileIsToldOnce) {
+    using enum FileStatus;
+    const TemporaryFile file("old 1\nold 2\n");
+    tail(file);
+    Statuses expected;
+    const auto expectNext = [&](FileStatus status) {
+        expected.push_back(status);
+        EXPECT_TRUE(waitFor([&] { return statuses_.size() == expected.size(); }));
+        EXPECT_TRUE(waitForPoll());
+        EXPECT_TRUE(waitForPoll());
+        MainThread::shared().runPending();
+        EXPECT_EQ(statuses_, expected);
+    };
+    ASSERT_TRUE(waitForPoll());
+    file.truncate(6);
+    expectNext(Truncated);
+    file.truncate(0);
+    expectNext(Truncated);
+    file.append("again\n");
+    ASSERT_TRUE(waitForLines({u"again"_s, u""_s}));
+    replaceByRename(file, "new 1\n");
+    expectNext(Rotated);
+    replaceByRename(file, "new 2\n");
+    expectNext(Rotated);
+    moveAway(file);
+    expectNext(Deleted);
+    ASSERT_EQ(::rename((file.path() + ".1").constData(), file.path().constData()), 0);
+    expectNext(Present);
+    ASSERT_EQ(::unlink(file.path().constData()), 0);
+    expectNext(Deleted);
+    replaceByRename(file, "new 3\n");
+    expectNext(Rotated);
+}
+
+TEST_P(LogFileObserverTest, WhatIsWrittenToAFileThatWasMovedAwayShowsUntilAnotherStandsInItsPlace) {
+    const TemporaryFile file("old 1\n");
+    tail(file);
+    moveAway(file);
+    ASSERT_TRUE(waitForStatus(FileStatus::Deleted));
+    appendToMoved(file, "old 2\n");
+    ASSERT_TRUE(waitForAnnouncement({{1, 2}, false}));
+    appendToMoved(file, "old 3\n");
+    ASSERT_TRUE(waitForAnnouncement({{2, 2}, false}));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old 1"_s, u"old 2"_s, u"old 3"_s, u""_s}));
+    replaceByRename(file, "new\n");
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
+    ::unlink((file.path() + ".1").constData());
+}
+
+TEST_P(LogFileObserverTest, AReplacedFileIsFollowedUntilItsLinesHavePassed) {
+    const TemporaryFile file("old 1\n");
+    tail(file);
+    ASSERT_TRUE(waitForPoll());
+    dataSource_->holdsFile = true;
+    moveAway(file);
+    replaceByRename(file, "new\n");
+    appendToMoved(file, "old 2\n");
+    ASSERT_TRUE(waitForAnnouncement({{1, 2}, false}));
+    ASSERT_TRUE(waitForPoll());
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old 1"_s, u"old 2"_s, u""_s}));
+    dataSource_->holdsFile = false;
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
+    ::unlink((file.path() + ".1").constData());
+}
+
+TEST_P(LogFileObserverTest, WhatTheWriterAddsUntilTheSwitchIsNotLost) {
+    const TemporaryFile file("old 1\n");
+    tail(file);
+    ASSERT_TRUE(waitForPoll());
+    dataSource_->setWhileLinesPass([&] { appendToMoved(file, "old 2\n"); });
+    moveAway(file);
+    replaceByRename(file, "new\n");
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{1, 2}, false}, {{0, 2}, true}}));
+    ::unlink((file.path() + ".1").constData());
+}
+
+TEST_P(LogFileObserverTest, AFileThatMayNotBeReadIsTakenAsSoonAsItMay) {
+    const test::WithoutRootsRights asAnyone;
+    const TemporaryFile file("one\n");
+    ASSERT_EQ(::chmod(file.path().constData(), 0), 0);
+    tail(file);
+    ASSERT_TRUE(waitForStatus(FileStatus::Unreadable));
+    ASSERT_TRUE(waitForPoll());
+    ASSERT_EQ(::chmod(file.path().constData(), 0600), 0);
+    ASSERT_TRUE(waitForStatus(FileStatus::Present));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"one"_s, u""_s}));
+    for (const std::string& heard : dataSource_->heard())
+        EXPECT_FALSE(heard.starts_with("arrived")) << "what could not be read before was there all the same";
+    file.append("two\n");
+    ASSERT_TRUE(waitForAnnouncement({{1, 2}, false}));
+
+    // Likewise one that takes its place.
+    const TemporaryFile other("new\n");
+    ASSERT_EQ(::chmod(other.path().constData(), 0), 0);
+    ASSERT_EQ(::rename(other.path().constData(), file.path().constData()), 0);
+    ASSERT_TRUE(waitForStatus(FileStatus::Unreadable));
+    ASSERT_TRUE(waitForPoll());
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"one"_s, u"two"_s, u""_s}));
+    ASSERT_EQ(::chmod(file.path().constData(), 0600), 0);
+    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
+    MainThread::shared().runPending();
+    using enum FileStatus;
+    EXPECT_EQ(statuses_, (Statuses{Unreadable, Present, Unreadable, Rotated}));
+}
+
+TEST_P(LogFileObserverTest, AReadErrorIsToldOnceAndReadingGoesOnWhenItIsGone) {
+    const TemporaryFile file("one\n");
+    tail(file);
+    ASSERT_TRUE(waitForPoll());
+    const test::LogCapture log;
+    const auto complaints = [&] { return log.lines().filter(u"failed at byte 4"_s); };
+    test::FaultyReads::failFrom(4, EIO);
+    file.append("two\nthree\n");
+    ASSERT_TRUE(waitForStatus(FileStatus::Unreadable));
+    for (int i = 0; i < 5; ++i)
+        ASSERT_TRUE(waitForPoll());
+    EXPECT_EQ(complaints().size(), 1);
+    EXPECT_TRUE(dataSource_->announcements().empty()) << "there is nothing new to show";
+
+    test::FaultyReads::failFrom(4, EACCES);
+    ASSERT_TRUE(waitFor([&] { return complaints().size() == 2; }));
+    EXPECT_NE(complaints().front(), complaints().back()) << "does not say why";
+    ASSERT_TRUE(waitForPoll());
+    EXPECT_EQ(complaints().size(), 2);
+
+    test::FaultyReads::failFrom(0, 0);
+    ASSERT_TRUE(waitForStatus(FileStatus::Present));
+    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"one"_s, u"two"_s, u"three"_s, u""_s}));
+    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{1, 3}, false}}));
+    EXPECT_EQ(statuses_, (Statuses{FileStatus::Unreadable, FileStatus::Present}));
+
+    test::FaultyReads::failFrom(4 + 4 + 6, EIO);
+    file.append("four\n");
+    EXPECT_TRUE(waitForStatus(FileStatus::Unreadable)) << "it has come back";
+    test::FaultyReads::failFrom(0, 0);
 }
 
 // Reading never mixes the places of one file's lines with the bytes of another.

@@ -1,0 +1,261 @@
+#include "documents/ArrivedLinesNotifier.h"
+
+#include "core/RuleEnforcerProtocol.h"
+#include "documents/TailDataSource.h"
+#include "foundation/Log.h"
+#include "foundation/MainThread.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+/// What is read at once, and what the main thread gets to deliver at once.
+constexpr qint64 linesOfPiece = 2000;
+constexpr std::uint64_t bytesOfPiece = 512 << 10;
+
+qint64 endOf(LineRange lines) {
+    return lines.location + lines.length;
+}
+
+} // namespace
+
+/// Lets lines pass piece by piece. What has been found is delivered before more is looked for, so that no
+/// more than one piece's finds ever wait for the main thread.
+class ArrivedLinesNotifier::PassOperation : public Operation {
+public:
+    explicit PassOperation(std::weak_ptr<ArrivedLinesNotifier> notifier) : notifier_(std::move(notifier)) {}
+
+protected:
+    void main() override {
+        const auto notifier = notifier_.lock();
+        const auto dataSource = notifier ? notifier->dataSource_.lock() : nullptr;
+        if (!dataSource)
+            return;
+        while (!isCancelled()) {
+            // Before the lines are taken: a pass tells nothing of a content that comes later.
+            const auto enforcer = notifier->enforcer();
+            auto pass = enforcer ? enforcer->makeNotificationPass() : nullptr;
+            if (!pass && !notifier->dropWaiting())
+                continue;
+            const auto piece = pass ? notifier->takePiece() : std::nullopt;
+            if (!piece)
+                return;
+            if (!look(*notifier, *piece, *pass)) {
+                notifier->giveBack(*piece);
+                return;
+            }
+            const bool isDelivering = pass->hasFoundAny();
+            pass.reset();
+            notifier->pieceHasPassed(isDelivering ? Next::AfterDelivery : Next::Piece);
+            if (isDelivering)
+                return;
+        }
+    }
+
+private:
+    /// False when the lines are not there.
+    bool look(const ArrivedLinesNotifier& notifier, const Piece& piece,
+              NotificationPassProtocol& pass) const {
+        const DisplayLines read =
+            notifier.logReader_->readLinesToMatch(piece.lines.location + 1, piece.lines.length);
+        // A reader asked for lines behind the last one answers with others.
+        if (!notifier.isThere(piece))
+            return false;
+        qint64 line = piece.lines.location;
+        for (const DisplayLine& text : read.lines) {
+            if (isCancelled())
+                break;
+            pass.look(line++, text.text);
+        }
+        return true;
+    }
+
+    const std::weak_ptr<ArrivedLinesNotifier> notifier_;
+};
+
+ArrivedLinesNotifier::ArrivedLinesNotifier(std::weak_ptr<TailDataSource> dataSource,
+                                           std::shared_ptr<LogFileReaderProtocol> logReader)
+    : dataSource_(std::move(dataSource)), logReader_(std::move(logReader)),
+      queue_("Rule notification queue", 1, OperationQueue::Priority::Background) {}
+
+std::shared_ptr<RuleEnforcerProtocol> ArrivedLinesNotifier::enforcer() const {
+    const auto dataSource = dataSource_.lock();
+    return dataSource ? dataSource->ruleEnforcer() : nullptr;
+}
+
+bool ArrivedLinesNotifier::anyRuleTells() const {
+    const auto rules = enforcer();
+    return rules && rules->makeNotificationPass() != nullptr;
+}
+
+// ---- What arrives ----
+
+void ArrivedLinesNotifier::followingBegan() {
+    const std::lock_guard guard(mutex_);
+    taken_ = polled_ = openLine();
+    seen_ = std::max<qint64>(taken_.line, 0);
+}
+
+void ArrivedLinesNotifier::linesArrived() {
+    const std::lock_guard guard(mutex_);
+    takeCompleteLines();
+    startPassing();
+}
+
+void ArrivedLinesNotifier::filePolled() {
+    const std::lock_guard guard(mutex_);
+    takeCompleteLines();
+    const OpenLine open = openLine();
+    if (std::exchange(polled_, open) == open)
+        takeOpenLine(open);
+    startPassing();
+}
+
+ArrivedLinesNotifier::OpenLine ArrivedLinesNotifier::openLine() const {
+    const qint64 line = logReader_->lineCount() - 1;
+    return {line, line < 0 ? 0 : logReader_->byteCount(line + 1, 1)};
+}
+
+void ArrivedLinesNotifier::takeCompleteLines() {
+    // While a scan goes on, the last line may be complete; it is not known to be.
+    const qint64 complete = logReader_->lineCount() - 1;
+    if (complete <= seen_)
+        return;
+    qint64 first = std::exchange(seen_, complete);
+    const bool onlyEnded = taken_.line == first && logReader_->byteCount(first + 1, 1) == taken_.bytes + 1;
+    // An empty line is there only with its newline.
+    if (onlyEnded && taken_.bytes > 0)
+        ++first;
+    if (first < complete && anyRuleTells())
+        add({first, complete - first});
+}
+
+void ArrivedLinesNotifier::takeOpenLine(const OpenLine& open) {
+    if (open.bytes == 0 || open.line < seen_ || open == taken_)
+        return;
+    taken_ = open;
+    if (anyRuleTells())
+        add({open.line, 1});
+}
+
+void ArrivedLinesNotifier::add(LineRange lines) {
+    if (!waiting_.empty() && lines.location >= waiting_.back().location &&
+        lines.location <= endOf(waiting_.back())) {
+        LineRange& last = waiting_.back();
+        last.length = std::max(endOf(last), endOf(lines)) - last.location;
+    } else {
+        waiting_.push_back(lines);
+    }
+}
+
+void ArrivedLinesNotifier::contentForgotten() {
+    const std::lock_guard guard(mutex_);
+    ++content_;
+    seen_ = 0;
+    polled_ = taken_ = {};
+    if (!waiting_.empty())
+        qCInfo(logDocuments, "Lines were gone before the rules could look at them, from line %lld on.",
+               waiting_.front().location + 1);
+    waiting_.clear();
+    hasPassed_.notify_all();
+}
+
+void ArrivedLinesNotifier::fileReadAnew() {
+    const std::lock_guard guard(mutex_);
+    seen_ = std::clamp<qint64>(logReader_->lineCount() - 1, 0, seen_);
+}
+
+bool ArrivedLinesNotifier::letAllPass(std::chrono::milliseconds limit) {
+    std::unique_lock guard(mutex_);
+    takeCompleteLines();
+    takeOpenLine(openLine());
+    startPassing();
+    return hasPassed_.wait_for(guard, limit, [this] { return waiting_.empty() && !isPassing_; });
+}
+
+void ArrivedLinesNotifier::close() {
+    {
+        const std::lock_guard guard(mutex_);
+        closed_ = true;
+        waiting_.clear();
+        hasPassed_.notify_all();
+    }
+    queue_.cancelAllOperations();
+}
+
+// ---- What passes ----
+
+void ArrivedLinesNotifier::startPassing() {
+    if (waiting_.empty() || closed_ || std::exchange(isUnderWay_, true))
+        return;
+    queue_.addOperation(std::make_shared<PassOperation>(weak_from_this()));
+}
+
+std::optional<ArrivedLinesNotifier::Piece> ArrivedLinesNotifier::takePiece() {
+    const std::lock_guard guard(mutex_);
+    // Lines that are not there are being read anew; the next look at the file begins again.
+    if (waiting_.empty() || endOf(waiting_.front()) > logReader_->lineCount()) {
+        isUnderWay_ = false;
+        return std::nullopt;
+    }
+    LineRange& lines = waiting_.front();
+    qint64 count = std::min(lines.length, linesOfPiece);
+    while (count > 1 && logReader_->byteCount(lines.location + 1, count) > bytesOfPiece)
+        count /= 2;
+    const Piece piece{{lines.location, count}, content_};
+    lines.location += count;
+    lines.length -= count;
+    if (lines.length == 0)
+        waiting_.pop_front();
+    isPassing_ = true;
+    return piece;
+}
+
+bool ArrivedLinesNotifier::isThere(const Piece& piece) const {
+    const std::lock_guard guard(mutex_);
+    return piece.content == content_ && endOf(piece.lines) <= logReader_->lineCount();
+}
+
+void ArrivedLinesNotifier::pieceHasPassed(Next next) {
+    {
+        const std::lock_guard guard(mutex_);
+        isPassing_ = false;
+        hasPassed_.notify_all();
+    }
+    if (next == Next::AfterDelivery)
+        MainThread::shared().post([weak = weak_from_this()] {
+            if (const auto self = weak.lock())
+                self->passOn();
+        });
+}
+
+void ArrivedLinesNotifier::giveBack(const Piece& piece) {
+    const std::lock_guard guard(mutex_);
+    isPassing_ = false;
+    isUnderWay_ = false;
+    if (piece.content == content_)
+        waiting_.push_front(piece.lines);
+    else
+        startPassing(); // what has come with the other content
+    hasPassed_.notify_all();
+}
+
+void ArrivedLinesNotifier::passOn() {
+    const std::lock_guard guard(mutex_);
+    isUnderWay_ = false;
+    startPassing();
+}
+
+bool ArrivedLinesNotifier::dropWaiting() {
+    const std::lock_guard guard(mutex_);
+    if (anyRuleTells())
+        return false;
+    waiting_.clear();
+    isUnderWay_ = false;
+    hasPassed_.notify_all();
+    return true;
+}
+
+} // namespace korvane

@@ -1,6 +1,6 @@
 #include "app/Application.h"
 
-#include "app/RuleStores.h"
+#include "app/Stores.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
 #include "documents/PipeCopier.h"
@@ -125,7 +125,8 @@ bool Application::askAboutStore(const Error& fault) {
 }
 
 int Application::run() {
-    if (!loadRuleStores(storeDirectory(), [this](const Error& fault) { return askAboutStore(fault); }))
+    if (!loadStores(storeDirectory(), Preferences::shared().userDefaults(),
+                    [this](const Error& fault) { return askAboutStore(fault); }))
         return 1;
     for (const CommandLine::File& file : commandLine_.files)
         open(file);

@@ -56,7 +56,7 @@ TEST_F(BookmarkStoreTest, EarlierBookmarksAreTakenOverOnce) {
                               u"file:///gone.log"_s, u"no url %"_s, u"ssh://u@h:22//var/log/app.log"_s};
     defaults().set(earlier[1], moved.url().toEncoded());
     defaults().set(earlier[2], QByteArray("file:///no/such/file"));
-    QVariantList stored{7};
+    QVariantList stored{QByteArray("no text")};
     for (const QString& url : earlier)
         stored.append(url);
     defaults().set(BookmarksManager::URLS_KEY, stored);

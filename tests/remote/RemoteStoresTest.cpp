@@ -300,7 +300,8 @@ TEST_F(RemoteStoresTest, RecentFilesLoseTheOldestAndKeepTheirOrder) {
     EXPECT_EQ(onDisk(), expected);
     EXPECT_EQ(manager.recentUrls(), expected);
 
-    defaults().set(RemoteRecentFilesManager::RECENT_FILES_KEY, QVariantList({7, u"ssh://h/x"_s}));
+    defaults().set(RemoteRecentFilesManager::RECENT_FILES_KEY,
+                   QVariantList({QByteArray("no text"), u"ssh://h/x"_s}));
     EXPECT_EQ(onDisk(), QStringList(u"ssh://h/x"_s));
 }
 

@@ -9,11 +9,17 @@ namespace korvane::test {
 class StoreDefaultsTest : public StoreTest {
 protected:
     UserDefaults& defaults() { return defaults_; }
-    /// What another program would find in the settings.
-    UserDefaults defaultsOnDisk() const { return UserDefaults(settings_.filePath(QStringLiteral("s.ini"))); }
+    /// What the next start of the program will find. The settings of one file are the same objects throughout
+    /// a process: only a copy is really read.
+    UserDefaults defaultsOnDisk() const {
+        const QString copy = settings_.filePath(QStringLiteral("copy-%1.ini").arg(++copies_));
+        EXPECT_TRUE(QFile::copy(settings_.filePath(QStringLiteral("s.ini")), copy));
+        return UserDefaults(copy);
+    }
 
 private:
     QTemporaryDir settings_;
+    mutable int copies_ = 0;
     UserDefaults defaults_{settings_.filePath(QStringLiteral("s.ini"))};
 };
 

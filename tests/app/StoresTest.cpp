@@ -1,5 +1,10 @@
-#include "app/RuleStores.h"
+#include "app/Stores.h"
 
+#include "bookmarks/FileBasedBookmarksManager.h"
+#include "foundation/UserDefaults.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/RemoteRecentFilesManager.h"
+#include "remote/ServerGroupsManager.h"
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
@@ -14,8 +19,12 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class RuleStoresTest : public ::testing::Test {
+class StoresTest : public ::testing::Test {
 protected:
+    ~StoresTest() override { // these know the settings
+        RemoteHostsManager::setShared(nullptr);
+        RemoteRecentFilesManager::setShared(nullptr);
+    }
     void write(const QString& name, const QByteArray& content) const {
         QFile file(directory_.filePath(name));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
@@ -27,14 +36,18 @@ protected:
     }
 
     QTemporaryDir directory_;
+    QTemporaryDir settings_;
+    UserDefaults defaults_{settings_.filePath(u"s.ini"_s)};
     QList<QString> faults_;
 };
 
-TEST_F(RuleStoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
+TEST_F(StoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
     const QByteArray damaged = "bplist00 but not really";
-    for (const QString& name : {FiltersManager::RULES_FILE, FilterRulesMemento::DATA_FILE}) {
+    for (const QString& name :
+         {FiltersManager::RULES_FILE, FilterRulesMemento::DATA_FILE, RemoteHostsManager::DATA_FILE,
+          ServerGroupsManager::DATA_FILE, FileBasedBookmarksManager::BOOKMARKS_FILE}) {
         write(name, damaged);
-        EXPECT_FALSE(loadRuleStores(directory_.path(), [this](const Error& fault) {
+        EXPECT_FALSE(loadStores(directory_.path(), defaults_, [this](const Error& fault) {
             faults_.append(fault.userText);
             return false;
         }));
@@ -42,7 +55,7 @@ TEST_F(RuleStoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
         EXPECT_TRUE(faults_.takeFirst().contains(name));
         EXPECT_EQ(read(name), damaged) << "quitting leaves it alone";
 
-        EXPECT_TRUE(loadRuleStores(directory_.path(), [this](const Error& fault) {
+        EXPECT_TRUE(loadStores(directory_.path(), defaults_, [this](const Error& fault) {
             faults_.append(fault.userText);
             return true;
         }));
@@ -54,6 +67,9 @@ TEST_F(RuleStoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
         EXPECT_EQ(read(kept.first()), damaged) << "set aside, not thrown away";
     }
     EXPECT_EQ(FiltersManager::shared().rules().size(), 4U);
+    EXPECT_EQ(ServerGroupsManager::shared().count(), 1);
+    EXPECT_TRUE(FilterRulesMemento::hasShared() && RemoteHostsManager::hasShared() &&
+                RemoteRecentFilesManager::hasShared() && FileBasedBookmarksManager::hasShared());
 }
 
 } // namespace

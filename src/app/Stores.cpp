@@ -1,0 +1,50 @@
+#include "app/Stores.h"
+
+#include "bookmarks/FileBasedBookmarksManager.h"
+#include "foundation/StoreFile.h"
+#include "foundation/UserDefaults.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/RemoteRecentFilesManager.h"
+#include "remote/ServerGroup.h"
+#include "remote/ServerGroupsManager.h"
+#include "rules/FilterRule.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
+
+#include <utility>
+
+namespace korvane {
+namespace {
+
+template <typename Store>
+bool loadStore(const QString& directory, const QString& fileName, const StoreFaultQuestion& ask,
+               auto&... settings) {
+    for (;;) {
+        auto loaded = Store::load(directory, settings...);
+        if (loaded) {
+            Store::setShared(std::move(loaded).value());
+            return true;
+        }
+        if (!ask(loaded.error()))
+            return false;
+        const auto moved = setAside(directory + QLatin1Char('/') + fileName);
+        // If it cannot be moved, the question comes again, now with that reason.
+        if (!moved && !ask(moved.error()))
+            return false;
+    }
+}
+
+} // namespace
+
+bool loadStores(const QString& directory, UserDefaults& defaults, const StoreFaultQuestion& ask) {
+    RemoteRecentFilesManager::setShared(std::make_unique<RemoteRecentFilesManager>(defaults));
+    return loadStore<FiltersManager>(directory, FiltersManager::RULES_FILE, ask) &&
+           loadStore<FilterRulesMemento>(directory, FilterRulesMemento::DATA_FILE, ask) &&
+           loadStore<RemoteHostsManager>(directory, RemoteHostsManager::DATA_FILE, ask, defaults) &&
+           loadStore<ServerGroupsManager>(directory, ServerGroupsManager::DATA_FILE, ask) &&
+           loadStore<FileBasedBookmarksManager>(directory, FileBasedBookmarksManager::BOOKMARKS_FILE, ask,
+                                                defaults);
+}
+
+} // namespace korvane

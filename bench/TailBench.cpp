@@ -230,6 +230,7 @@ int tailFlood(int argc, char** argv, const char* path, const char* writer, const
         std::chrono::seconds(60));
     const double catchUp = millisecondsSince(writtenAt);
     const double longest = application.longest;
+    const ThreadTimes spent = application.longestTimes;
     const long after = residentKib();
     if (!isShown) {
         std::fprintf(stderr, "%lld rows of %lld\n", static_cast<long long>(session.table().rowCount()),
@@ -237,9 +238,9 @@ int tailFlood(int argc, char** argv, const char* path, const char* writer, const
         return EXIT_FAILURE;
     }
     const auto reader = std::dynamic_pointer_cast<LogReader>(session.document->logReader());
-    std::printf("%.3f %d %ld %ld %.3f %lld %ld %ld %zu %s", longest, application.longestType,
-                application.events, paintings, catchUp, static_cast<long long>(rows), before, after,
-                reader->indexHeapBytes(), process.readAllStandardOutput().constData());
+    std::printf("%.3f %.3f %.3f %d %ld %ld %.3f %lld %ld %ld %zu %s", longest, spent.working, spent.waiting,
+                application.longestType, application.events, paintings, catchUp, static_cast<long long>(rows),
+                before, after, reader->indexHeapBytes(), process.readAllStandardOutput().constData());
     std::printf("%s\n", hashOfRows(*session.document->dataSource()).constData());
     std::fflush(stdout);
     std::_Exit(EXIT_SUCCESS); // nothing of what is left is worth taking down

@@ -7,8 +7,8 @@ namespace korvane::bench {
 int tailDelay(int argc, char** argv, const char* path, int lines);
 
 /// Follows the file, which it makes, at its end in the window, while `writer flood` adds to it. Prints
-/// "longest-ms event-type events paintings catch-up-ms rows before-KiB after-KiB index-bytes writer-seconds
-/// hash", the hash being the SHA-256 of all rows as lines, or fails.
+/// "longest-ms working-ms waiting-ms event-type events paintings catch-up-ms rows before-KiB after-KiB
+/// index-bytes writer-seconds hash", the hash being the SHA-256 of all rows as lines, or fails.
 int tailFlood(int argc, char** argv, const char* path, const char* writer, const char* seconds);
 
 } // namespace korvane::bench

@@ -4,6 +4,7 @@
 #include <QEvent>
 
 #include <chrono>
+#include <fstream>
 #include <functional>
 
 namespace korvane::bench {
@@ -17,6 +18,21 @@ inline double milliseconds(Clock::duration time) {
 inline double millisecondsSince(Clock::time_point start) {
     return milliseconds(Clock::now() - start);
 }
+
+/// What a thread has spent its time with, in milliseconds: working, and waiting for a processor.
+struct ThreadTimes {
+    double working = 0;
+    double waiting = 0;
+
+    /// Of the calling thread.
+    static ThreadTimes now() {
+        constexpr double nanosecondsPerMillisecond = 1'000'000;
+        std::ifstream file("/proc/thread-self/schedstat");
+        ThreadTimes times;
+        file >> times.working >> times.waiting;
+        return {times.working / nanosecondsPerMillisecond, times.waiting / nanosecondsPerMillisecond};
+    }
+};
 
 /// Times the handling of every event that the event loop delivers.
 class TimedApplication : public QApplication {
@@ -32,20 +48,25 @@ public:
             return handled;
         }
         ++depth_;
+        const ThreadTimes before = ThreadTimes::now();
         const auto start = Clock::now();
         const bool handled = QApplication::notify(receiver, event);
         const double took = millisecondsSince(start);
         --depth_;
         ++events;
         if (took > longest) {
+            const ThreadTimes after = ThreadTimes::now();
             longest = took;
             longestType = type;
+            longestTimes = {after.working - before.working, after.waiting - before.waiting};
         }
         return handled;
     }
 
     double longest = 0;
     int longestType = 0;
+    /// What it consisted of; the rest is waiting for something else.
+    ThreadTimes longestTimes;
     long events = 0;
     /// Called after each painting of this widget, which happens inside another event.
     const QObject* painted = nullptr;

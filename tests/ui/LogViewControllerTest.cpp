@@ -77,7 +77,7 @@ TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
         ASSERT_TRUE(until([&] { return page->document()->logFileObserver()->isTailing(); }));
         table.scrollToEnd();
         ASSERT_TRUE(until([&] { return isShown(*page); }));
-        EXPECT_TRUE(table.isAtEnd()) << "texts that arrive do not push the end away";
+        EXPECT_TRUE(until([&] { return table.isAtEnd(); })) << "texts that arrive do not push the end away";
         for (int count = before + 1; count < before + 24; count += 8) {
             file.append(tall.repeated(8));
             ASSERT_TRUE(until([&] { return table.rowCount() == count + 8 && isShown(*page); }));

@@ -17,6 +17,8 @@ namespace korvane::soak {
 namespace {
 
 constexpr std::size_t writeSize = 1 << 16;
+/// Writes of this size go on while the file is looked at and read.
+constexpr std::size_t gradualWriteSize = 1 << 9;
 /// A file is cut or begun anew beyond this, so that all of it can be compared at every rest.
 constexpr std::uintmax_t largestFile = 6 << 20;
 
@@ -30,13 +32,18 @@ void check(bool ok, const std::string& what) {
         fail(what);
 }
 
-void writeFile(const std::string& path, std::string_view bytes, int flags) {
+enum class Pace { AtOnce, Gradual };
+
+void writeFile(const std::string& path, std::string_view bytes, int flags, Pace pace = Pace::AtOnce) {
+    const std::size_t most = pace == Pace::AtOnce ? writeSize : gradualWriteSize;
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0644);
     check(file >= 0, path);
     while (!bytes.empty()) {
-        const ssize_t written = ::write(file, bytes.data(), std::min(bytes.size(), writeSize));
+        const ssize_t written = ::write(file, bytes.data(), std::min(bytes.size(), most));
         check(written > 0, path);
         bytes.remove_prefix(static_cast<std::size_t>(written));
+        if (pace == Pace::Gradual)
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
     }
     ::close(file);
 }
@@ -146,6 +153,12 @@ Action FileLife::append(const std::string& path, std::string bytes) {
     return {std::move(name), [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_APPEND); }};
 }
 
+Action FileLife::appendGradually(const std::string& path, std::string bytes) {
+    std::string name = sized("gradually append", bytes) + " to " + leafOf(path);
+    return {std::move(name),
+            [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_APPEND, Pace::Gradual); }};
+}
+
 Action FileLife::create(const std::string& path, std::string bytes) {
     std::string name = sized("create with", bytes) + " " + leafOf(path);
     return {std::move(name), [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_EXCL); }};
@@ -241,7 +254,9 @@ Step FileLife::appendSlowly() {
 Step FileLife::appendBurst() {
     Step step{{}, true};
     for (std::uint64_t i = 1 + below(3); i > 0; --i) {
-        step.actions.push_back(append(path_, takeRest() + lines(3'000 + below(9'000))));
+        std::string text = takeRest() + lines(3'000 + below(9'000));
+        step.actions.push_back(oneIn(3) ? append(path_, std::move(text))
+                                        : appendGradually(path_, std::move(text)));
         maybePause(step);
     }
     return step;

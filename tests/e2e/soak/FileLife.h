@@ -51,6 +51,7 @@ private:
 
     Action pause();
     static Action append(const std::string& path, std::string bytes);
+    static Action appendGradually(const std::string& path, std::string bytes);
     static Action create(const std::string& path, std::string bytes);
     static Action truncate(const std::string& path, unsigned thousandths);
     static Action rename(const std::string& from, const std::string& to);

@@ -211,13 +211,16 @@ void MainWindowController::fileStatusChanged(FileStatus status) {
     case FileStatus::Rotated:
         fileStatusText_ = tr("The file was rotated at %1: these are the lines of the new one").arg(time);
         break;
+    case FileStatus::Truncated:
+        fileStatusText_ = tr("The file was cut short at %1: this is what it holds now").arg(time);
+        break;
     case FileStatus::Deleted:
         fileStatusText_ =
             tr("The file has been deleted: these are its last lines. It is picked up when it returns");
         fileStatusIsWarning_ = true;
         break;
     case FileStatus::Unreadable:
-        fileStatusText_ = tr("What now stands at the file's path cannot be read: these are the old lines");
+        fileStatusText_ = tr("The file cannot be read any more: these are the lines read before");
         fileStatusIsWarning_ = true;
         break;
     }

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "core/Preferences.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
-#include "rules/FilterRulesMemento.h"
-#include "rules/FiltersManager.h"
+#include "support/TestStores.h"
 #include "ui/LogViewController.h"
-#include "ui/MachineFontCatalog.h"
 #include "ui/MainThreadPump.h"
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
@@ -30,12 +27,7 @@ class SilentAlerts : public AlertPresenter {
 /// The program's windows around one file, on settings of their own. For programs that measure and try out.
 struct Session {
     Session() : documents(windows, alerts) {
-        auto preferences = std::make_unique<Preferences>(
-            std::make_unique<UserDefaults>(settings.path() + QStringLiteral("/korvane.ini")));
-        preferences->registerDefaults(MachineFontCatalog());
-        Preferences::setShared(std::move(preferences));
-        FiltersManager::setShared(std::move(FiltersManager::load(settings.path())).value());
-        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(settings.path())).value());
+        makeStores(settings.path());
         windows.setDocumentController(documents);
     }
     explicit Session(const char* path) : Session() { open(path); }

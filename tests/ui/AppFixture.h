@@ -1,17 +1,14 @@
 #pragma once
 
-#include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
-#include "rules/FilterRulesMemento.h"
-#include "rules/FiltersManager.h"
 #include "support/TemporaryFile.h"
+#include "support/TestStores.h"
 #include "ui/LogViewController.h"
-#include "ui/MachineFontCatalog.h"
 #include "ui/MainThreadPump.h"
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
@@ -39,12 +36,7 @@ public:
 class AppFixture : public ::testing::Test {
 protected:
     AppFixture() : documents_(windows_, alerts_) {
-        auto preferences = std::make_unique<Preferences>(
-            std::make_unique<UserDefaults>(settings_.path() + QStringLiteral("/korvane.ini")));
-        preferences->registerDefaults(MachineFontCatalog());
-        Preferences::setShared(std::move(preferences));
-        FiltersManager::setShared(std::move(FiltersManager::load(settings_.path())).value());
-        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(settings_.path())).value());
+        makeStores(settings_.path());
         windows_.setDocumentController(documents_);
     }
 

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "bookmarks/FileBasedBookmarksManager.h"
+#include "core/Preferences.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/RemoteRecentFilesManager.h"
+#include "remote/ServerGroupsManager.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
+#include "ui/MachineFontCatalog.h"
+
+#include <memory>
+
+namespace korvane::test {
+
+/// Settings and stores as the program makes them, read from and kept in the directory.
+inline void makeStores(const QString& directory) {
+    auto preferences = std::make_unique<Preferences>(
+        std::make_unique<UserDefaults>(directory + QStringLiteral("/korvane.ini")));
+    preferences->registerDefaults(MachineFontCatalog());
+    Preferences::setShared(std::move(preferences));
+    UserDefaults& defaults = Preferences::shared().userDefaults();
+    FiltersManager::setShared(std::move(FiltersManager::load(directory)).value());
+    FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(directory)).value());
+    ServerGroupsManager::setShared(std::move(ServerGroupsManager::load(directory)).value());
+    RemoteHostsManager::setShared(std::move(RemoteHostsManager::load(directory, defaults)).value());
+    RemoteRecentFilesManager::setShared(std::make_unique<RemoteRecentFilesManager>(defaults));
+    FileBasedBookmarksManager::setShared(
+        std::move(FileBasedBookmarksManager::load(directory, defaults)).value());
+}
+
+} // namespace korvane::test

@@ -1,6 +1,7 @@
 #include "bookmarks/BookmarkArchive.h"
 
 #include "bookmarks/BookmarkEntry.h"
+#include "support/Mutator.h"
 #include "support/PythonScript.h"
 #include "support/RawArchive.h"
 #include "support/StoreTest.h"
@@ -169,6 +170,38 @@ TEST_F(BookmarkArchiveTest, MarksThatCannotBeReadAreLeftOutAndCounted) {
         EXPECT_EQ(marksOf(*read.value().bookmarks[1]), table[i].marks);
         EXPECT_NE(read.value().bookmarks[0]->lines(), read.value().bookmarks[1]->lines());
     }
+}
+
+TEST_F(BookmarkArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
+    const auto local = entryOf(u"file:///var/log/a.log"_s);
+    mark(*local, 41, u"größe"_s);
+    mark(*local, 300, u"x"_s);
+    const auto again = entryOf(local->urlStr());
+    again->setLines(local->lines());
+    again->setData("bytes");
+    const QByteArray sound = archiveBookmarks({local, again, entryOf(u"ssh://u@h:22//app.log"_s)});
+    constexpr int rounds = 30'000;
+    test::Mutator mutator(20'240'302);
+    int refused = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const QByteArray bytes = mutator.mutated(sound);
+        const auto read = unarchiveBookmarks(bytes);
+        if (!read) {
+            ++refused;
+            ASSERT_FALSE(read.error().userText.isEmpty()) << bytes.toHex().constData();
+            continue;
+        }
+        const auto& bookmarks = read.value().bookmarks;
+        const auto written = unarchiveBookmarks(archiveBookmarks(bookmarks));
+        ASSERT_TRUE(written && written.value().leftOut == 0) << bytes.toHex().constData();
+        ASSERT_EQ(written.value().bookmarks.size(), bookmarks.size());
+        for (std::size_t i = 0; i < bookmarks.size(); ++i) {
+            ASSERT_EQ(written.value().bookmarks[i]->isLocal(), bookmarks[i]->isLocal());
+            ASSERT_EQ(marksOf(*written.value().bookmarks[i]), marksOf(*bookmarks[i]));
+        }
+    }
+    EXPECT_GT(refused, rounds / 10);
+    EXPECT_LT(refused, rounds - rounds / 10);
 }
 
 TEST_F(BookmarkArchiveTest, LineNumberBeyondTheLastIsFatal) {

@@ -4,6 +4,7 @@
 #include "remote/RemoteHost.h"
 #include "remote/RemoteHostDnDItem.h"
 #include "remote/ServerGroup.h"
+#include "support/Mutator.h"
 #include "support/PythonScript.h"
 #include "support/RawArchive.h"
 #include "support/StoreTest.h"
@@ -262,6 +263,34 @@ TEST_F(RemoteArchiveTest, DraggedItemComesBackOrIsRefused) {
     EXPECT_FALSE(itemOf([](KeyedEncoder& encoder) { encoder.encodeInteger(u"HOST_IDX"_s, 1); }));
     EXPECT_FALSE(RemoteHostDnDItem::fromArchive("from elsewhere"));
     EXPECT_FALSE(RemoteHostDnDItem::fromArchive(archiveGroups({})));
+}
+
+TEST_F(RemoteArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
+    const QByteArray sound =
+        archiveHosts({hostWith(publicKeyType()), hostWith(std::make_shared<PasswordAuthnType>(u"x"_s)),
+                      hostWith(keyboardType())});
+    constexpr int rounds = 30'000;
+    test::Mutator mutator(20'240'301);
+    int refused = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const QByteArray bytes = mutator.mutated(sound);
+        const auto hosts = unarchiveHosts(bytes);
+        if (!hosts) {
+            ++refused;
+            ASSERT_FALSE(hosts.error().userText.isEmpty()) << bytes.toHex().constData();
+            continue;
+        }
+        const auto again = unarchiveHosts(archiveHosts(hosts.value().hosts));
+        ASSERT_TRUE(again && again.value().leftOut == 0) << bytes.toHex().constData();
+        ASSERT_EQ(again.value().hosts.size(), hosts.value().hosts.size());
+        for (std::size_t i = 0; i < again.value().hosts.size(); ++i) {
+            ASSERT_EQ(again.value().hosts[i]->labelForHost(), hosts.value().hosts[i]->labelForHost());
+            ASSERT_EQ(partsOf(again.value().hosts[i]->authnType().get()),
+                      partsOf(hosts.value().hosts[i]->authnType().get()));
+        }
+    }
+    EXPECT_GT(refused, rounds / 10);
+    EXPECT_LT(refused, rounds - rounds / 10);
 }
 
 } // namespace

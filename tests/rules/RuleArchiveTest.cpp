@@ -6,6 +6,7 @@
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/QuickHighlightFilterRule.h"
+#include "support/Mutator.h"
 #include "support/PythonScript.h"
 #include "support/RawArchive.h"
 #include "support/StoreTest.h"
@@ -13,8 +14,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <random>
 
 namespace korvane {
 namespace {
@@ -255,60 +254,6 @@ TEST_F(RuleArchiveTest, OnlyAListIsARoot) {
     EXPECT_TRUE(unarchiveRules(archiveRules({})));
 }
 
-/// Changes some bytes the way damage or malice would.
-class Mutator {
-public:
-    explicit Mutator(std::uint32_t seed) : random_(seed) {}
-
-    QByteArray mutated(QByteArray bytes) {
-        for (int rounds = 1 + below(4); rounds > 0; --rounds)
-            mutate(bytes);
-        return bytes;
-    }
-
-private:
-    int below(qsizetype limit) { return static_cast<int>(random_() % static_cast<std::uint32_t>(limit)); }
-
-    void mutate(QByteArray& bytes) {
-        if (bytes.isEmpty())
-            return;
-        constexpr qsizetype trailer = 32;
-        constexpr char telling[] = {'\x00', '\x01', '\x0f', '\x10', '\x14', '\x7f',
-                                    '\x80', '\xa1', '\xaf', '\xd1', '\xff'};
-        const qsizetype place = below(bytes.size());
-        switch (below(8)) {
-        case 0:
-            bytes[place] = static_cast<char>(bytes[place] ^ (1 << below(8)));
-            break;
-        case 1:
-            bytes[place] = telling[below(sizeof telling)];
-            break;
-        case 2:
-            bytes[place] = static_cast<char>(bytes[place] + below(3) - 1);
-            break;
-        case 3:
-            bytes.insert(place, bytes.mid(below(bytes.size()), below(16)));
-            break;
-        case 4:
-            bytes.remove(place, below(16));
-            break;
-        case 5:
-            bytes.replace(place, 4, bytes.mid(below(bytes.size()), 4));
-            break;
-        case 6: // the trailer says where everything is
-            if (bytes.size() >= trailer)
-                bytes[bytes.size() - 1 - below(trailer)] = telling[below(sizeof telling)];
-            break;
-        default:
-            if (below(20) == 0)
-                bytes.truncate(place);
-            break;
-        }
-    }
-
-    std::mt19937 random_;
-};
-
 TEST_F(RuleArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
     const auto notification = std::make_shared<NotificationRule>(true, false, Frequency::Always);
     const QByteArray sound =
@@ -316,7 +261,7 @@ TEST_F(RuleArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
                       std::make_shared<QuickHighlightFilterRule>(u"q"_s)});
     const int wanted = qEnvironmentVariableIntValue("KORVANE_FUZZ_ROUNDS");
     const int rounds = wanted > 0 ? wanted : 100'000;
-    Mutator mutator(20'240'229);
+    test::Mutator mutator(20'240'229);
     int refused = 0;
     int read = 0;
     for (int round = 0; round < rounds; ++round) {

@@ -38,7 +38,8 @@ inline const QString lineMarksJumpToLine = QStringLiteral("LineMarksJumpToLineNo
 /// Object: std::vector<qint64>, the zero-based indexes of the lines that lost their marks; sender: the
 /// window. Main thread.
 inline const QString lineMarksDeleted = QStringLiteral("LineMarksDeletedNotificationKey");
-/// Object: QString, what the user is to be told in passing. Main thread.
+/// Object: QString, what the user is to be told in passing; sender: the document concerned, null for all.
+/// Main thread.
 inline const QString globalUserUpdate = QStringLiteral("GlobalUserUpdateNotificationKey");
 
 } // namespace korvane::notification

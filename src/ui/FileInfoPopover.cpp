@@ -12,7 +12,6 @@
 #include <QFormLayout>
 #include <QLabel>
 #include <QLocale>
-#include <QPointer>
 #include <QPushButton>
 #include <QScreen>
 
@@ -51,7 +50,7 @@ private:
 };
 
 QString timeText(qint64 seconds) {
-    return QLocale().toString(QDateTime::fromSecsSinceEpoch(seconds), QLocale::LongFormat);
+    return QLocale().toString(QDateTime::fromSecsSinceEpoch(seconds), QLocale::ShortFormat);
 }
 
 } // namespace
@@ -113,20 +112,27 @@ void FileInfoPopover::askFileSystem(const QByteArray& path) {
                 tr("%1 (%2 bytes)").arg(sizeText(facts->size), QLocale().toString(facts->size)));
             self->modified_->setText(timeText(facts->modified));
             self->accessed_->setText(timeText(facts->accessed));
-            self->adjustSize();
+            self->place();
         });
     });
     queue_.addOperation(ask);
 }
 
-void FileInfoPopover::showAbove(const QWidget& anchor) {
-    adjustSize();
-    QPoint place = anchor.mapToGlobal(QPoint(anchor.width(), 0)) - QPoint(width() + 8, height() + 4);
-    const QRect screen = anchor.screen()->availableGeometry();
-    place.setX(std::clamp(place.x(), screen.left(), std::max(screen.left(), screen.right() - width())));
-    place.setY(std::max(place.y(), screen.top()));
-    move(place);
+void FileInfoPopover::showAbove(QWidget& anchor) {
+    anchor_ = &anchor;
+    place();
     show();
+}
+
+void FileInfoPopover::place() {
+    adjustSize();
+    if (!anchor_)
+        return;
+    QPoint corner = anchor_->mapToGlobal(QPoint(anchor_->width(), 0)) - QPoint(width() + 8, height() + 4);
+    const QRect screen = anchor_->screen()->availableGeometry();
+    corner.setX(std::clamp(corner.x(), screen.left(), std::max(screen.left(), screen.right() - width())));
+    corner.setY(std::max(corner.y(), screen.top()));
+    move(corner);
 }
 
 } // namespace korvane

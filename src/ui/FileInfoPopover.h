@@ -3,6 +3,7 @@
 #include "foundation/OperationQueue.h"
 
 #include <QFrame>
+#include <QPointer>
 
 #include <memory>
 
@@ -24,9 +25,10 @@ public:
     ~FileInfoPopover() override;
 
     /// Above the widget, at its right edge.
-    void showAbove(const QWidget& anchor);
+    void showAbove(QWidget& anchor);
 
 private:
+    void place();
     QLabel* addRow(QFormLayout& form, const QString& name, const QString& value);
     /// The file system is asked in the background.
     void askFileSystem(const QByteArray& path);
@@ -34,6 +36,7 @@ private:
     QLabel* size_ = nullptr;
     QLabel* modified_ = nullptr;
     QLabel* accessed_ = nullptr;
+    QPointer<QWidget> anchor_;
     OperationQueue queue_;
 };
 

@@ -232,6 +232,9 @@ void LogViewController::restorePlace(const Place& place) {
 void LogViewController::followPendingPlace(bool isLast) {
     if (!pendingPlace_ || (!isLast && (pendingPlace_->isAtEnd || pendingPlace_->topLine > lineCount())))
         return;
+    // The notice of the last lines may still be under way.
+    if (isLast)
+        tableView_->setRowCount(dataSource_->numberOfRows());
     const Place place = *std::exchange(pendingPlace_, std::nullopt);
     if (place.isAtEnd)
         endFollower_->goToEnd();
@@ -240,8 +243,8 @@ void LogViewController::followPendingPlace(bool isLast) {
 }
 
 void LogViewController::loadEnded() {
-    followPendingLine(true);
     tableView_->setRowCount(dataSource_->numberOfRows());
+    followPendingLine(true);
     followPendingPlace(true);
     endFollower_->forgetNewLines();
     isLoaded_ = true;

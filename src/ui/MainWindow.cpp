@@ -48,6 +48,7 @@ MainWindow::MainWindow(AppDocumentController& documents, AlertPresenter& alerts)
     setAttribute(Qt::WA_DeleteOnClose);
     setAcceptDrops(true);
     restoreWindowGeometry();
+    tabs_->setObjectName(QStringLiteral("documents"));
     tabs_->setDocumentMode(true);
     tabs_->setTabsClosable(true);
     tabs_->setMovable(true);

@@ -84,6 +84,11 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         if (changed && *changed == document_)
             tailingHasChanged();
     }));
+    tokens_.push_back(center.observe(notification::globalUserUpdate, [this](const Notification& posted) {
+        const auto* const text = std::any_cast<QString>(&posted.object);
+        if (text && (!posted.sender || posted.sender == document_.get()))
+            showUserUpdate(*text);
+    }));
     tokens_.push_back(center.observe(notification::fileStatusChanged, [this](const Notification& posted) {
         const auto* const object =
             std::any_cast<std::shared_ptr<FileStatusNotificationObject>>(&posted.object);

@@ -1,10 +1,13 @@
 #include "ui/WindowManager.h"
 
+#include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/ServerGroupsManager.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 #include "ui/FilterRulesEditor.h"
@@ -31,8 +34,9 @@ bool fileExists(const QUrl& url) {
 } // namespace
 
 WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {
-    for (const QString& name :
-         {notification::filterManager, notification::activeRulesChanged, notification::documentLoaded})
+    for (const QString& name : {notification::filterManager, notification::activeRulesChanged,
+                                notification::documentLoaded, notification::bookmarksUpdated,
+                                notification::lineMarksChanged, notification::remoteHostGroupChanged})
         tokens_.push_back(
             NotificationCenter::shared().observe(name, [this](const Notification&) { tellStoreFault(); }));
 }
@@ -237,9 +241,14 @@ void WindowManager::showPageInRulesEditor(const MainWindow& window) {
 }
 
 void WindowManager::tellStoreFault() {
-    QString fault = FiltersManager::shared().fault();
-    if (fault.isEmpty())
-        fault = FilterRulesMemento::shared().fault();
+    QString fault;
+    for (const QString& found :
+         {FiltersManager::shared().fault(), FilterRulesMemento::shared().fault(),
+          FileBasedBookmarksManager::shared().fault(), RemoteHostsManager::shared().fault(),
+          ServerGroupsManager::shared().fault()}) {
+        if (fault.isEmpty())
+            fault = found;
+    }
     if (fault != std::exchange(toldFault_, fault) && !fault.isEmpty())
         showUserUpdate(fault);
 }

@@ -113,7 +113,7 @@ TEST_F(FollowingInWindowTest, TheTabOfAPageBehindTellsOfNewLinesUntilItIsInFront
     const TemporaryFile files[] = {TemporaryFile(numberedLines(5), "a.log"), TemporaryFile("x\n", "b.log")};
     MainWindowController* behind = openFollowed(files[0]);
     MainWindowController* front = openFollowed(files[1]);
-    auto* tabs = front->window()->findChild<QTabWidget*>();
+    auto* tabs = front->window()->findChild<QTabWidget*>(QStringLiteral("documents"));
     EXPECT_TRUE(tabs->tabIcon(0).isNull());
     files[0].append("\nline 6\nline 7");
     ASSERT_TRUE(until([&] { return !tabs->tabIcon(0).isNull(); }));

@@ -39,7 +39,7 @@ TEST_F(MainWindowTest, DocumentsShareOneWindowAsTabsOrHaveTheirOwn) {
     MainWindowController* second = open(files[1]);
     EXPECT_EQ(windowOf(first), windowOf(second));
     EXPECT_EQ(windowOf(first)->currentPage(), second);
-    auto* tabs = windowOf(first)->findChild<QTabWidget*>();
+    auto* tabs = windowOf(first)->findChild<QTabWidget*>(QStringLiteral("documents"));
     EXPECT_NE(tabs->tabText(0), tabs->tabText(1)) << "files of one name tell themselves apart";
     Preferences::shared().setUseTabs(false);
     MainWindowController* third = open(files[2]);

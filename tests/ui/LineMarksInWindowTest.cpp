@@ -1,0 +1,181 @@
+#include "AppFixture.h"
+
+#include "core/NotificationNames.h"
+#include "foundation/FilePath.h"
+#include "ui/BookmarksOutlineViewController.h"
+#include "ui/LineMarksViewController.h"
+#include "ui/SidebarTabViewController.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QToolButton>
+#include <QTreeView>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::numberedLines;
+using test::TemporaryFile;
+
+class LineMarksInWindowTest : public test::AppFixture {
+protected:
+    static void clickMark(MainWindowController& page, qint64 row) {
+        LogTableView& table = page.logView().tableView();
+        const auto area = table.rowRect(row);
+        ASSERT_TRUE(area);
+        QTest::mouseClick(table.viewport(), Qt::LeftButton, {},
+                          QPoint(6, static_cast<int>(area->center().y())));
+    }
+    static QTreeView* marksOf(MainWindowController& page) {
+        return page.window()->findChild<LineMarksViewController*>()->findChild<QTreeView*>();
+    }
+    static QTreeView* outlineOf(MainWindowController& page) {
+        return page.window()->findChild<BookmarksOutlineViewController*>()->findChild<QTreeView*>();
+    }
+    static QStringList listed(MainWindowController& page) {
+        const auto* model = marksOf(page)->model();
+        QStringList lines;
+        for (int row = 0; row < model->rowCount(); ++row)
+            lines.append(model->index(row, 0).data().toString() + u' ' +
+                         model->index(row, 1).data().toString());
+        return lines;
+    }
+    static MainWindow* windowOf(MainWindowController* page) {
+        return qobject_cast<MainWindow*>(page->window());
+    }
+};
+
+TEST_F(LineMarksInWindowTest, AClickMarksALineAndTheSidebarListsIt) {
+    const TemporaryFile file(numberedLines(300));
+    MainWindowController* page = open(file);
+    EXPECT_TRUE(marksOf(*page)->isHidden()) << "the message stands in its place";
+    clickMark(*page, 4);
+    clickMark(*page, 1);
+    EXPECT_EQ(listed(*page), (QStringList{u"2 line 2"_s, u"5 line 5"_s}));
+    EXPECT_FALSE(marksOf(*page)->isHidden());
+    clickMark(*page, 4);
+    EXPECT_EQ(listed(*page), QStringList{u"2 line 2"_s});
+}
+
+TEST_F(LineMarksInWindowTest, ALineThatIsNotLoadedIsReadBeforeItIsMarked) {
+    const TemporaryFile file(numberedLines(40000));
+    MainWindowController* page = open(file);
+    LogTableView& table = page->logView().tableView();
+    table.selectRow(30000);
+    page->logView().toggleLineMarkMenuAction();
+    EXPECT_TRUE(until([&] { return listed(*page) == QStringList{u"30001 line 30001"_s}; }));
+}
+
+TEST_F(LineMarksInWindowTest, KeysGoFromMarkToMarkRoundTheEnds) {
+    const TemporaryFile file(numberedLines(300));
+    MainWindowController* page = open(file);
+    LogViewController& logView = page->logView();
+    logView.goToNextLineMark();
+    EXPECT_EQ(logView.tableView().currentRow(), -1);
+    for (const qint64 row : {2, 5, 9})
+        clickMark(*page, row);
+    logView.tableView().selectRow(5);
+    std::vector<qint64> visited;
+    const auto go = [&](void (LogViewController::*step)()) {
+        (logView.*step)();
+        visited.push_back(logView.tableView().currentRow());
+    };
+    go(&LogViewController::goToNextLineMark);
+    go(&LogViewController::goToNextLineMark);
+    go(&LogViewController::goToPreviousLineMark);
+    go(&LogViewController::goToPreviousLineMark);
+    EXPECT_EQ(visited, (std::vector<qint64>{9, 2, 9, 5}));
+}
+
+TEST_F(LineMarksInWindowTest, AJumpAndADeletionActOnThePageOfTheList) {
+    const TemporaryFile files[] = {TemporaryFile(numberedLines(300), "a.log"),
+                                   TemporaryFile(numberedLines(300), "b.log")};
+    MainWindowController* other = open(files[0]);
+    MainWindowController* page = open(files[1]);
+    for (const qint64 row : {2, 5, 9})
+        clickMark(*page, row);
+    QTreeView* marks = marksOf(*page);
+    marks->setCurrentIndex(marks->model()->index(2, 0));
+    QTest::keyClick(marks, Qt::Key_Return);
+    EXPECT_EQ(page->logView().tableView().currentRow(), 9);
+    EXPECT_EQ(other->logView().tableView().currentRow(), -1);
+
+    std::vector<std::vector<qint64>> deleted;
+    const auto token =
+        NotificationCenter::shared().observe(notification::lineMarksDeleted, [&](const Notification& posted) {
+            deleted.push_back(std::any_cast<std::vector<qint64>>(posted.object));
+        });
+    marks->selectAll();
+    marks->selectionModel()->select(marks->model()->index(1, 0),
+                                    QItemSelectionModel::Deselect | QItemSelectionModel::Rows);
+    QTest::keyClick(marks, Qt::Key_Delete);
+    ASSERT_EQ(deleted.size(), 1U);
+    EXPECT_EQ(deleted.front(), (std::vector<qint64>{2, 9}));
+    EXPECT_EQ(listed(*page), QStringList{u"6 line 6"_s});
+    EXPECT_FALSE(page->document()->dataSource()->hasLineMark(2));
+    windowOf(page)->raisePage(other);
+    EXPECT_TRUE(listed(*other).isEmpty()) << "each file has its own list";
+}
+
+TEST_F(LineMarksInWindowTest, ASearchTextAndAHeaderRuleWhatTheListShows) {
+    const TemporaryFile file("gamma\nalpha\nbeta\n");
+    MainWindowController* page = open(file);
+    for (const qint64 row : {0, 1, 2})
+        clickMark(*page, row);
+    marksOf(*page)->sortByColumn(LineMarksModel::LineColumn, Qt::AscendingOrder);
+    EXPECT_EQ(listed(*page), (QStringList{u"2 alpha"_s, u"3 beta"_s, u"1 gamma"_s}));
+    auto* search = page->window()->findChild<LineMarksViewController*>()->findChild<QLineEdit*>();
+    search->setText(u"GAM"_s);
+    EXPECT_EQ(listed(*page), QStringList{u"1 gamma"_s});
+}
+
+TEST_F(LineMarksInWindowTest, ABookmarkKeepsTheMarksAndIsRemovedOnlyWhenConfirmed) {
+    const TemporaryFile file(numberedLines(300), "a.log");
+    MainWindowController* page = open(file);
+    clickMark(*page, 3);
+    windowOf(page)->bookmarkFile();
+    auto& store = FileBasedBookmarksManager::shared();
+    ASSERT_EQ(store.bookmarkCount(), 1);
+    EXPECT_EQ(store.bookmarks().front()->lines()->size(), 1U);
+    QTreeView* outline = outlineOf(*page);
+    const QModelIndex local = outline->model()->index(0, 0);
+    ASSERT_EQ(outline->model()->rowCount(local), 1);
+    EXPECT_TRUE(outline->isExpanded(local));
+    documents_.closeDocument(page->document());
+    page = open(TemporaryFile("other\n", "b.log"));
+    outline = outlineOf(*page);
+    outline->setCurrentIndex(outline->model()->index(0, 0, outline->model()->index(0, 0)));
+    QTest::keyClick(outline, Qt::Key_Return);
+    EXPECT_TRUE(documents_.documentForUrl(file.url()));
+
+    alerts_.nextAnswer = 1;
+    QTest::keyClick(outline, Qt::Key_Delete);
+    ASSERT_EQ(alerts_.alerts.size(), 1U);
+    EXPECT_EQ(alerts_.alerts.front().message, u"Delete local file bookmark?"_s);
+    EXPECT_EQ(store.bookmarkCount(), 1);
+    alerts_.nextAnswer = 0;
+    QTest::keyClick(outline, Qt::Key_Delete);
+    EXPECT_EQ(store.bookmarkCount(), 0);
+    EXPECT_EQ(outline->model()->rowCount(outline->model()->index(0, 0)), 0);
+}
+
+TEST_F(LineMarksInWindowTest, TheSidebarIsShownAndHiddenAndItsWordsSayWhatComes) {
+    const TemporaryFile file("x\n");
+    MainWindowController* page = open(file);
+    auto* sidebar = page->window()->findChild<SidebarTabViewController*>();
+    QAction* action = nullptr;
+    for (auto* candidate : page->window()->findChildren<QAction*>()) {
+        if (QString(candidate->text()).remove(u'&').endsWith(u" Sidebar"_s))
+            action = candidate;
+    }
+    ASSERT_TRUE(action);
+    EXPECT_TRUE(sidebar->isVisible());
+    EXPECT_EQ(QString(action->text()).remove(u'&'), u"Hide Sidebar"_s);
+    action->trigger();
+    EXPECT_FALSE(sidebar->isVisible());
+    EXPECT_EQ(QString(action->text()).remove(u'&'), u"Show Sidebar"_s);
+}
+
+} // namespace
+} // namespace korvane

@@ -28,6 +28,7 @@ EndFollower::EndFollower(LogTableView& table, QObject* parent)
     mark_->setCursor(Qt::ArrowCursor);
     mark_->setAutoFillBackground(true);
     mark_->setToolTip(tr("Go to the end and follow it"));
+    mark_->setAccessibleName(tr("Go to the end and follow it"));
     mark_->hide();
     connect(mark_, &QPushButton::clicked, this, [this] { goToEnd(); });
     connect(&table, &LogTableView::visibleRowsChanged, this, [this] { noteUserScroll(); });

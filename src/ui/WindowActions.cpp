@@ -16,6 +16,7 @@
 #include "ui/MainToolBar.h"
 #include "ui/MainWindow.h"
 #include "ui/MainWindowController.h"
+#include "ui/ShortcutsWindow.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -73,8 +74,9 @@ void WindowActions::makeFileMenu() {
     addPageAction(menu, tr("File &Information"), QKeySequence(Qt::CTRL | Qt::Key_I),
                   [](MainWindowController& page) { page.showFileInfo(); });
     menu.addSeparator();
-    addPageAction(menu, tr("&Close"), QKeySequence::Close,
-                  [this](MainWindowController& page) { documents_.closeDocument(page.document()); });
+    addPageAction(menu, tr("&Close"), {}, [this](MainWindowController& page) {
+        documents_.closeDocument(page.document());
+    })->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::CTRL | Qt::Key_F4)});
     addPageAction(menu, tr("Close &All"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_W),
                   [this](MainWindowController&) { documents_.closeAllDocuments(); });
     menu.addSeparator();
@@ -154,9 +156,9 @@ void WindowActions::makeViewMenu() {
                                     [](MainWindowController& page) { page.logView().zoom(1); });
     // With and without the shift key that "+" needs on many keyboards.
     zoomIn->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
-    addPageAction(menu, tr("&Smaller Text"), QKeySequence(Qt::CTRL | Qt::Key_Minus),
+    addPageAction(menu, tr("S&maller Text"), QKeySequence(Qt::CTRL | Qt::Key_Minus),
                   [](MainWindowController& page) { page.logView().zoom(-1); });
-    addPageAction(menu, tr("Normal Text &Size"), QKeySequence(Qt::CTRL | Qt::Key_0),
+    addPageAction(menu, tr("Norm&al Text Size"), QKeySequence(Qt::CTRL | Qt::Key_0),
                   [](MainWindowController& page) { page.logView().resetZoom(); });
     menu.addSeparator();
     makeEncodingMenu(menu);
@@ -166,7 +168,7 @@ void WindowActions::makeViewMenu() {
 }
 
 void WindowActions::makeEncodingMenu(QMenu& viewMenu) {
-    QMenu* menu = viewMenu.addMenu(tr("Text &Encoding"));
+    QMenu* menu = viewMenu.addMenu(tr("Text Enc&oding"));
     pageActions_.push_back(menu->menuAction());
     encodings_ = new QActionGroup(this);
     const auto add = [&](const QString& text, EncodingChoice choice) {
@@ -270,6 +272,11 @@ void WindowActions::toggleRule(const QUuid& id) {
 
 void WindowActions::makeHelpMenu() {
     QMenu& menu = addMenu(tr("&Help"));
+    menu.addAction(tr("&Keyboard Shortcuts"), QKeySequence::HelpContents, &window_, [this] {
+        auto* shortcuts = new ShortcutsWindow(*window_.menuBar(), &window_);
+        shortcuts->show();
+    });
+    menu.addSeparator();
     menu.addAction(tr("&About Korvane"), &window_, &MainWindow::showAbout);
 }
 
@@ -345,8 +352,11 @@ void WindowActions::update() {
         action->setEnabled(page != nullptr);
     const bool tails = page && page->isTailing();
     sidebar_->setText(window_.isSidebarShown() ? tr("Hide &Sidebar") : tr("Show &Sidebar"));
-    tail_->setText(tails ? tr("Stop Tailing") : tr("Start Tailing"));
-    tail_->setIcon(icon(tails ? QStringLiteral("tail-stop") : QStringLiteral("tail-start")));
+    const QString tailText = tails ? tr("Stop Tailing") : tr("Start Tailing");
+    if (tail_->text() != tailText) {
+        tail_->setText(tailText);
+        tail_->setIcon(icon(tails ? QStringLiteral("tail-stop") : QStringLiteral("tail-start")));
+    }
     if (!page)
         return;
     LogViewController& logView = page->logView();

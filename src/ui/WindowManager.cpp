@@ -7,6 +7,7 @@
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
 #include "remote/RemoteHostsManager.h"
+#include "remote/RemoteRecentFilesManager.h"
 #include "remote/ServerGroupsManager.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
@@ -193,6 +194,7 @@ void WindowManager::showWelcome() {
                          [this] { showPreferences(); });
         QObject::connect(welcome_.get(), &WelcomeWindow::quitRequested, welcome_.get(), [this] { quit(); });
     }
+    welcome_->setRemoteFiles(RemoteRecentFilesManager::shared().recentUrls());
     welcome_->show();
     welcome_->raise();
     welcome_->activateWindow();

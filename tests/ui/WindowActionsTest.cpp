@@ -1,0 +1,149 @@
+#include "AppFixture.h"
+
+#include "foundation/FilePath.h"
+#include "ui/ColorButton.h"
+#include "ui/FileInfoPopover.h"
+#include "ui/PreferencesWindow.h"
+#include "ui/ShortcutsWindow.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QToolBar>
+#include <QToolButton>
+#include <QTreeWidget>
+
+#include <set>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::numberedLines;
+using test::TemporaryFile;
+
+class WindowActionsTest : public test::AppFixture {
+protected:
+    static MainWindow* windowOf(MainWindowController* page) {
+        return qobject_cast<MainWindow*>(page->window());
+    }
+};
+
+TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
+    const TemporaryFile file("x\n");
+    MainWindow* window = windowOf(open(file));
+    std::map<QString, QString> keys;
+    for (const QAction* action : window->findChildren<QAction*>()) {
+        for (const QKeySequence& key : action->shortcuts()) {
+            const auto [known, isNew] = keys.emplace(key.toString(), action->text());
+            EXPECT_TRUE(isNew || known->second == action->text())
+                << key.toString().toStdString() << ": " << known->second.toStdString() << " and "
+                << action->text().toStdString();
+        }
+    }
+    const auto checkMnemonics = [](const QList<QAction*>& actions, const QString& where) {
+        std::set<QChar> letters;
+        for (const QAction* action : actions) {
+            const qsizetype at = action->text().indexOf(u'&');
+            if (at < 0 || at + 1 >= action->text().size() || action->text()[at + 1] == u'&')
+                continue;
+            EXPECT_TRUE(letters.insert(action->text()[at + 1].toLower()).second)
+                << where.toStdString() << ": " << action->text().toStdString();
+        }
+    };
+    checkMnemonics(window->menuBar()->actions(), u"the menu bar"_s);
+    for (const QAction* menu : window->menuBar()->actions())
+        checkMnemonics(menu->menu()->actions(), menu->text());
+}
+
+TEST_F(WindowActionsTest, EveryControlHasANameAndEveryToolATip) {
+    const TemporaryFile file("x\n");
+    MainWindow* window = windowOf(open(file));
+    for (const auto* button : window->findChildren<QAbstractButton*>()) {
+        // Those of the toolkit's own parts, and of scroll bars, tabs and fields, are not ours to name.
+        const bool isOurs = !QString::fromLatin1(button->metaObject()->className()).contains(u"Private"_s) &&
+                            !button->objectName().startsWith(u"qt_"_s) &&
+                            !button->inherits("QLineEditIconButton") && !button->inherits("CloseButton") &&
+                            !qobject_cast<QTabBar*>(button->parentWidget());
+        if (!isOurs)
+            continue;
+        EXPECT_FALSE(button->text().isEmpty() && button->accessibleName().isEmpty())
+            << button->metaObject()->className() << ' ' << button->toolTip().toStdString();
+    }
+    for (const QAction* action : window->findChild<QToolBar*>(u"toolBar"_s)->actions()) {
+        if (action->icon().isNull() || action->shortcut().isEmpty())
+            continue;
+        EXPECT_TRUE(action->toolTip().contains(action->shortcut().toString(QKeySequence::NativeText)))
+            << action->text().toStdString();
+    }
+}
+
+TEST_F(WindowActionsTest, TheListOfKeysIsThatOfTheMenus) {
+    const TemporaryFile file("x\n");
+    MainWindow* window = windowOf(open(file));
+    const ShortcutsWindow* shortcuts = new ShortcutsWindow(*window->menuBar(), window);
+    const auto* list = shortcuts->findChild<QTreeWidget*>();
+    const auto items = list->findItems(u"Find Next"_s, Qt::MatchExactly | Qt::MatchRecursive);
+    ASSERT_EQ(items.size(), 1);
+    EXPECT_EQ(items.front()->text(1), u"F3"_s);
+    EXPECT_EQ(items.front()->parent()->text(0), u"Edit"_s);
+}
+
+TEST_F(WindowActionsTest, TheFileInformationTellsWhatTheFileSystemSays) {
+    const TemporaryFile file(numberedLines(12), "a & b.log");
+    MainWindowController* page = open(file);
+    page->showFileInfo();
+    auto* popover = page->findChild<FileInfoPopover*>();
+    ASSERT_TRUE(popover);
+    const auto says = [&](const QString& text) {
+        const auto labels = popover->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(),
+                           [&](const QLabel* label) { return label->text() == text; });
+    };
+    EXPECT_TRUE(says(u"a & b.log"_s));
+    EXPECT_TRUE(says(QString::fromLocal8Bit(file.path())));
+    EXPECT_TRUE(says(u"12"_s));
+    EXPECT_TRUE(says(u"Unicode (UTF-8)"_s));
+    EXPECT_TRUE(until([&] { return says(u"86 bytes (86 bytes)"_s) || says(u"86 B (86 bytes)"_s); }));
+    popover->findChild<QPushButton*>()->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), QString::fromLocal8Bit(file.path()));
+    EXPECT_TRUE(until([&] { return !page->findChild<FileInfoPopover*>(); }));
+}
+
+TEST_F(WindowActionsTest, ThePreferencesShowAndChangeTheSettingsAtOnce) {
+    auto& preferences = Preferences::shared();
+    preferences.setPollingInterval(2.25);
+    PreferencesWindow window;
+    auto* interval = window.findChild<QDoubleSpinBox*>();
+    EXPECT_EQ(interval->text(), u"2.25 s"_s);
+    interval->setValue(0.001);
+    EXPECT_EQ(preferences.pollingInterval(), 0.1);
+    for (auto* box : window.findChildren<QCheckBox*>()) {
+        const bool before = box->isChecked();
+        QStringList changed;
+        const auto token = preferences.observe([&](const QString& key) { changed.append(key); });
+        box->click();
+        ASSERT_EQ(changed.size(), 1) << box->text().toStdString();
+        EXPECT_EQ(preferences.userDefaults().boolForKey(changed.front()), !before);
+        preferences.userDefaults().remove(changed.front());
+        EXPECT_EQ(box->isChecked(), before) << "a change from elsewhere is shown";
+    }
+    const auto press = [&](const QString& text) {
+        for (auto* button : window.findChildren<QPushButton*>()) {
+            if (QString(button->text()).remove(u'&') == text)
+                button->click();
+        }
+    };
+    press(u"Dark"_s);
+    EXPECT_LT(preferences.logViewBackground().lightness(), 64);
+    EXPECT_GT(preferences.logViewForeground().lightness(), 192);
+    press(u"Restore Defaults"_s);
+    EXPECT_EQ(preferences.logViewBackground(), QColor(Qt::white));
+    EXPECT_EQ(preferences.logViewForeground(), QColor(1, 1, 1));
+}
+
+} // namespace
+} // namespace korvane

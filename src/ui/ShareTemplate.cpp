@@ -22,6 +22,27 @@ Texts fromBinary(const QByteArray& bytes) {
     return texts;
 }
 
+/// The text of the element begun, up to its end. The reader's own way passes over references that it does not
+/// resolve.
+QString elementText(QXmlStreamReader& xml) {
+    QString text;
+    for (;;) {
+        switch (xml.readNext()) {
+        case QXmlStreamReader::Characters:
+            text += xml.text();
+            break;
+        case QXmlStreamReader::Comment:
+        case QXmlStreamReader::ProcessingInstruction:
+            break;
+        case QXmlStreamReader::EndElement:
+            return text;
+        default:
+            xml.raiseError(QStringLiteral("no plain text"));
+            return {};
+        }
+    }
+}
+
 /// Reads the content of the root dictionary, up to its end.
 void readDictionary(QXmlStreamReader& xml, Texts& texts) {
     while (xml.readNextStartElement()) {
@@ -29,13 +50,13 @@ void readDictionary(QXmlStreamReader& xml, Texts& texts) {
             xml.raiseError(QStringLiteral("a value without a key"));
             return;
         }
-        const QString key = xml.readElementText();
+        const QString key = elementText(xml);
         if (!xml.readNextStartElement()) {
             xml.raiseError(QStringLiteral("a key without a value"));
             return;
         }
         if (xml.name() == QLatin1String("string"))
-            texts.insert(key, xml.readElementText());
+            texts.insert(key, elementText(xml));
         else
             xml.skipCurrentElement();
     }
@@ -44,7 +65,12 @@ void readDictionary(QXmlStreamReader& xml, Texts& texts) {
 Texts fromXml(const QByteArray& bytes) {
     Texts texts;
     QXmlStreamReader xml(bytes);
-    if (!xml.readNextStartElement() || xml.name() != QLatin1String("plist") || !xml.readNextStartElement() ||
+    // The reader would leave out what an entity of another file stands for, without a word.
+    while (!xml.atEnd() && !xml.isStartElement()) {
+        if (xml.readNext() == QXmlStreamReader::DTD && !xml.entityDeclarations().isEmpty())
+            return texts;
+    }
+    if (!xml.isStartElement() || xml.name() != QLatin1String("plist") || !xml.readNextStartElement() ||
         xml.name() != QLatin1String("dict"))
         return texts;
     readDictionary(xml, texts);

@@ -192,7 +192,8 @@ TEST_F(FileServiceTest, WithoutAnAddressThereIsNoMessage) {
 // ---- The hand-over to the mail program
 
 /// Refuses what xdg-email refuses, in its ways; leaves a file behind when it has accepted all.
-constexpr auto refusals = R"(while [ $# -gt 0 ]; do
+constexpr auto refusals = R"(echo >>"$0.count"
+while [ $# -gt 0 ]; do
     case "$1" in
     --utf8) ;;
     --subject | --body) [ -n "$2" ] || exit 1; shift ;;
@@ -268,10 +269,11 @@ TEST_F(SharingTest, ARecipientThatIsNoAddressIsNamedBeforeAnythingIsStarted) {
         ASSERT_EQ(alerts_.alerts.size(), 1U) << qPrintable(wrong);
         EXPECT_TRUE(alerts_.alerts[0].message.contains(u'“' + wrong + u'”')) << qPrintable(wrong);
     }
-    // A good one last: were one of the others still under way, its call would be the one seen here.
+    // A good one last: were any of the others started, it would not be alone.
     XdgEmailComposer composer(alerts_, nullptr);
     compose(composer, {u"last@example.org"_s}, {}, {}, {});
     EXPECT_EQ(acceptedArguments().last(), "last@example.org");
+    EXPECT_EQ(QFile(standIns_.path("xdg-email.count")).size(), 1);
 }
 
 TEST_F(SharingTest, AFailureNamesTheProgramAndARemedy) {

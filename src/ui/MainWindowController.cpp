@@ -6,10 +6,13 @@
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
+#include "ui/EmailComposer.h"
 #include "ui/FileInfoPopover.h"
+#include "ui/FileService.h"
 #include "ui/FooterViewController.h"
 #include "ui/LogViewController.h"
 #include "ui/ProgressStrip.h"
+#include "ui/TerminalHandOff.h"
 
 #include <QLocale>
 #include <QPointer>
@@ -45,7 +48,7 @@ QString faultText(FileFault fault) {
 
 MainWindowController::MainWindowController(std::shared_ptr<Document> document, AlertPresenter& alerts,
                                            QWidget* parent)
-    : QWidget(parent), document_(std::move(document)),
+    : QWidget(parent), document_(std::move(document)), alerts_(alerts),
       logView_(new LogViewController(document_, alerts, this)), loadStrip_(new ProgressStrip(this)),
       copyStrip_(new ProgressStrip(this)), footer_(new FooterViewController(this)) {
     auto* layout = new QVBoxLayout(this);
@@ -113,6 +116,24 @@ void MainWindowController::showFileInfo() {
         return;
     auto* popover = new FileInfoPopover(*document_, logView_->lineCount(), this);
     popover->showAbove(*footer_);
+}
+
+void MainWindowController::shareByEmail() {
+    if (document_->isTransient()) {
+        showUserUpdate(tr("What came by a pipe is no file that could be attached"));
+        return;
+    }
+    FileService fileService;
+    fileService.document = document_;
+    XdgEmailComposer composer(alerts_, this);
+    fileService.share(composer);
+}
+
+void MainWindowController::openTerminal() {
+    if (document_->isTransient())
+        showUserUpdate(tr("What came by a pipe lies in no folder that a terminal could open in"));
+    else
+        handOffToTerminal(document_->fileUrl(), alerts_, this);
 }
 
 void MainWindowController::showUserUpdate(const QString& text) {

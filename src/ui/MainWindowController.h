@@ -40,6 +40,10 @@ public:
     void setSourceStatus(const QString& text);
     /// What is known of the file, over the footer.
     void showFileInfo();
+    /// Opens an e-mail with the file, or one that names it.
+    void shareByEmail();
+    /// Opens a terminal in the file's directory, with the command that goes there on the clipboard.
+    void openTerminal();
     /// Tells the user something in the footer, for some seconds.
     void showUserUpdate(const QString& text);
 
@@ -60,6 +64,7 @@ private:
     void fileStatusChanged(FileStatus status);
 
     const std::shared_ptr<Document> document_;
+    AlertPresenter& alerts_;
     LogViewController* logView_;
     ProgressStrip* loadStrip_;
     ProgressStrip* copyStrip_;

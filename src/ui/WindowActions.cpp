@@ -73,6 +73,10 @@ void WindowActions::makeFileMenu() {
     menu.addSeparator();
     addPageAction(menu, tr("File &Information"), QKeySequence(Qt::CTRL | Qt::Key_I),
                   [](MainWindowController& page) { page.showFileInfo(); });
+    share_ = addPageAction(menu, tr("&Share by E-mail…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_M),
+                           [](MainWindowController& page) { page.shareByEmail(); });
+    terminal_ = addPageAction(menu, tr("Open &Terminal Here"), QKeySequence(Qt::SHIFT | Qt::Key_F4),
+                              [](MainWindowController& page) { page.openTerminal(); });
     menu.addSeparator();
     addPageAction(menu, tr("&Close"), {}, [this](MainWindowController& page) {
         documents_.closeDocument(page.document());
@@ -330,6 +334,8 @@ void WindowActions::fillToolBar() {
     addToToolBar(quickHighlight_, QStringLiteral("highlight"), tr("Highlight the selected text everywhere"));
     toolBar_.addSeparator();
     addToToolBar(bookmark_, QStringLiteral("bookmark-add"), tr("Bookmark this file"));
+    addToToolBar(share_, QStringLiteral("share"), tr("Share the file by e-mail"));
+    addToToolBar(terminal_, QStringLiteral("terminal"), tr("Open a terminal where the file is"));
     toolBar_.addSearch();
     connect(&toolBar_, &MainToolBar::searchLeft, this, [this] {
         if (MainWindowController* page = window_.currentPage())

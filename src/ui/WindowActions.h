@@ -79,6 +79,8 @@ private:
     QAction* goToLine_ = nullptr;
     QAction* newRule_ = nullptr;
     QAction* bookmark_ = nullptr;
+    QAction* share_ = nullptr;
+    QAction* terminal_ = nullptr;
     QAction* lineMark_ = nullptr;
     QMenu* recentMenu_ = nullptr;
     QMenu* rulesMenu_ = nullptr;

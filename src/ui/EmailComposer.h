@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+namespace korvane {
+
+class AlertPresenter;
+
+/// Shows the user a message to be sent, in the mail program of the desktop. Nothing is sent by this program.
+/// Main thread.
+class EmailComposer {
+public:
+    virtual ~EmailComposer() = default;
+
+    virtual void setRecipients(const QStringList& addresses) = 0;
+    virtual void setSubject(const QString& subject) = 0;
+    /// Opens the message with this body and these local files attached.
+    virtual void perform(const QString& body, const QList<QUrl>& attachments) = 0;
+};
+
+/// Hands the message to `xdg-email`. Returns at once; what goes wrong is told in an alert, later, when this
+/// object may be gone.
+class XdgEmailComposer : public EmailComposer {
+public:
+    /// `alerts` must outlive the program that is started. `window`: as for AlertPresenter::present.
+    XdgEmailComposer(AlertPresenter& alerts, const void* window) : alerts_(alerts), window_(window) {}
+
+    void setRecipients(const QStringList& addresses) override { recipients_ = addresses; }
+    void setSubject(const QString& subject) override { subject_ = subject; }
+    /// An empty recipient, subject or body is left out. A recipient that is no address is named in an alert,
+    /// and nothing is opened.
+    void perform(const QString& body, const QList<QUrl>& attachments) override;
+
+private:
+    AlertPresenter& alerts_;
+    const void* const window_;
+    QStringList recipients_;
+    QString subject_;
+};
+
+} // namespace korvane

@@ -1,0 +1,61 @@
+#include "ui/FileService.h"
+
+#include "core/DocumentProtocol.h"
+#include "foundation/FilePath.h"
+#include "ui/EmailComposer.h"
+#include "ui/ShareTemplate.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+namespace korvane {
+namespace {
+
+/// Nobody writes so many texts; what is larger is no template.
+constexpr qint64 mostTemplateBytes = 1 << 20;
+
+QByteArray contentOf(const QString& path) {
+    QFile file(path);
+    // A pipe of that name would keep the program waiting.
+    if (!QFileInfo(path).isFile() || file.size() > mostTemplateBytes || !file.open(QIODevice::ReadOnly))
+        return {};
+    return file.readAll();
+}
+
+} // namespace
+
+FileService::FileService() {
+    readTemplate();
+}
+
+void FileService::readTemplate() {
+    const QString path =
+        QStandardPaths::locate(QStandardPaths::GenericDataLocation, QStringLiteral("korvane/") + SHARE_PLIST);
+    const QHash<QString, QString> texts = shareTemplate(path.isEmpty() ? QByteArray() : contentOf(path));
+    subject = texts.value(KEY_SUBJ, subject);
+    content = texts.value(KEY_CONTENTS, content);
+    remoteSubj = texts.value(KEY_REMOTE_SUBJ, remoteSubj);
+    remoteContent = texts.value(KEY_REMOTE_BODY, remoteContent);
+    if (texts.contains(KEY_TO))
+        toAddr = texts.value(KEY_TO).split(u',');
+}
+
+void FileService::share(EmailComposer& service) {
+    service.setRecipients(toAddr);
+    const QUrl url = document ? document->fileUrl() : QUrl();
+    if (url.isEmpty())
+        return;
+    QList<QUrl> attachments;
+    if (url.isLocalFile()) {
+        attachments.append(url);
+    } else {
+        subject = remoteSubj;
+        content = remoteContent;
+    }
+    subject.replace(VAR_FILENAME, displayName(url));
+    service.setSubject(subject);
+    service.perform(content, attachments);
+}
+
+} // namespace korvane

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QUrl>
+
+namespace korvane {
+
+class AlertPresenter;
+
+/// The command that takes a shell to the directory of a local file. The path stands between double quotes and
+/// is not escaped; only bytes that are no UTF-8, which the clipboard cannot hold, are spelled by `printf`.
+QString localTerminalCommand(const QUrl& fileUrl);
+
+/// The command that logs in where a remote file is, and takes a shell to its directory. Precondition: the
+/// address names user, host and port.
+QString remoteTerminalCommand(const QUrl& remoteUrl);
+
+/// Puts the command for the file on the clipboard, says so unless the user has switched that off, then starts
+/// the user's terminal, in the directory of a local file. Does nothing for an empty address. The window never
+/// waits; `alerts` must outlive it. `window`: as for AlertPresenter::present. Main thread.
+void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, const void* window);
+
+} // namespace korvane

@@ -2,6 +2,7 @@
 
 #include "ui/Icons.h"
 #include "ui/LogRowPainter.h"
+#include "ui/LogTableAccessible.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -34,6 +35,7 @@ bool isWordUnit(QChar unit) {
 
 LogTableView::LogTableView(QWidget* parent)
     : QAbstractScrollArea(parent), delegate_(*this), markImage_(icon(QStringLiteral("linemark"))) {
+    LogTableAccessible::install();
     columns_ = {{cell::lineMark, 0}, {cell::lineNum, 0}, {cell::line, 0}};
     colors_ = {palette().color(QPalette::Base), palette().color(QPalette::Text),
                palette().color(QPalette::Mid)};
@@ -48,7 +50,9 @@ LogTableView::LogTableView(QWidget* parent)
     layoutChanged();
 }
 
-LogTableView::~LogTableView() = default;
+LogTableView::~LogTableView() {
+    LogTableAccessible::remove(*this);
+}
 
 void LogTableView::setColors(const Colors& colors) {
     colors_ = colors;
@@ -131,12 +135,14 @@ void LogTableView::setRowCount(qint64 count) {
         textSelection_.reset();
     setTop(places().limited(top_));
     viewport()->update();
+    Q_EMIT contentChanged();
 }
 
 void LogTableView::rowsChanged(qint64 firstRow) {
     delegate_.rowsChanged(firstRow);
     setTop(placeInChangedRows());
     viewport()->update();
+    Q_EMIT contentChanged();
 }
 
 RowPlace LogTableView::placeInChangedRows() const {
@@ -153,6 +159,7 @@ void LogTableView::layoutChanged() {
     widestLine_ = 0;
     setTop(places().limited(top_));
     viewport()->update();
+    Q_EMIT contentChanged();
 }
 
 RowPlaces LogTableView::places() const {
@@ -288,6 +295,13 @@ std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
     return std::nullopt;
 }
 
+std::optional<QPointF> LogTableView::textOrigin(qint64 row) const {
+    const auto area = rowRect(row);
+    if (!area)
+        return std::nullopt;
+    return QPointF(lineColumnX() + LogRowPainter::textMargin - horizontalOffset(), area->top());
+}
+
 void LogTableView::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
     setTop(placeInChangedRows());
@@ -336,7 +350,7 @@ void LogTableView::paintEvent(QPaintEvent* event) {
         if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
             continue;
         const bool hasText = textSelection_ && textSelection_->row == row.row;
-        rowPainter.paint(row, {.isSelected = selection_.contains(row.row) && !textSelection_,
+        rowPainter.paint(row, {.isSelected = showsAsSelected(row.row),
                                .isCurrent = row.row == currentRow_,
                                .selectedText = hasText ? textSelection_->range : TextRange{}});
     }
@@ -430,12 +444,10 @@ void LogTableView::selectWordAt(qint64 row, int position) {
 
 int LogTableView::textPositionAt(qint64 row, QPointF point) {
     const auto view = delegate_.viewForTableColumn(cell::line, row);
-    const auto area = rowRect(row);
-    if (!view.layout || !area)
+    const auto origin = textOrigin(row);
+    if (!view.layout || !origin)
         return 0;
-    const QPointF inLayout(point.x() - lineColumnX() - LogRowPainter::textMargin + horizontalOffset(),
-                           point.y() - area->top());
-    return std::min(view.layout->positionAt(inLayout), view.row->line.length());
+    return std::min(view.layout->positionAt(point - *origin), view.row->line.length());
 }
 
 void LogTableView::moveCurrentRow(qint64 row, bool extends) {
@@ -597,12 +609,11 @@ void LogTableView::mouseDoubleClickEvent(QMouseEvent* event) {
         return;
     selectRow(row);
     const auto view = delegate_.viewForTableColumn(cell::line, row);
-    const auto area = rowRect(row);
-    if (view.layout && area) {
+    const auto origin = textOrigin(row);
+    if (view.layout && origin) {
         // The character under the pointer, not the nearest gap between two.
         int position = textPositionAt(row, event->position());
-        const qreal x =
-            event->position().x() - lineColumnX() - LogRowPainter::textMargin + horizontalOffset();
+        const qreal x = event->position().x() - origin->x();
         if (position > 0 && view.layout->characterRect(position).left() > x &&
             view.layout->characterRect(position - 1).top() == view.layout->characterRect(position).top())
             --position;

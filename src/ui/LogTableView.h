@@ -74,14 +74,20 @@ public:
     void selectRow(qint64 row);
     void selectAll();
     void clearSelection();
+    /// A selected part of a text takes the place of selected rows.
+    bool showsAsSelected(qint64 row) const { return selection_.contains(row) && !textSelection_; }
     const std::optional<TextSelection>& textSelection() const { return textSelection_; }
     QString selectedText() const;
+    /// Empty for no selected text.
+    void selectText(qint64 row, TextRange range);
 
     /// The row at a height of the viewport; -1 outside the rows.
     qint64 rowAt(qreal y) const;
     /// A row's area in the viewport; nothing when it is not visible.
     std::optional<QRectF> rowRect(qint64 row) const;
     QLatin1StringView columnAt(qreal x) const;
+    /// The top left corner of a row's text, scrolled sideways as it is; nothing when the row is not visible.
+    std::optional<QPointF> textOrigin(qint64 row) const;
 
     QSize sizeHint() const override { return {960, 600}; }
 
@@ -89,6 +95,8 @@ Q_SIGNALS:
     /// Rows or text selection have changed.
     void selectionChanged();
     void lineMarkClicked(qint64 row);
+    /// There are other rows, or texts, heights or columns of rows have changed.
+    void contentChanged();
     /// The visible rows have changed, by scrolling or resizing.
     void visibleRowsChanged();
     /// The wheel was turned with the control key down.
@@ -132,7 +140,6 @@ private:
     void moveCurrentRow(qint64 row, bool extends);
     void dragTo(QPointF point);
     int textPositionAt(qint64 row, QPointF point);
-    void selectText(qint64 row, TextRange range);
     void selectWordAt(qint64 row, int position);
 
     LogTableViewDelegate delegate_;

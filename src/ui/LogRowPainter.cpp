@@ -110,11 +110,11 @@ void LogRowPainter::paintLine(const RowPlaces::VisibleRow& row, const QRectF& ar
     if (view.identifier == cell::loading) {
         hasMetUnloadedRow_ = true;
         if (style_.showsLoading)
-            paintNotice(baseline, translated("Loading…"));
+            paintNotice(baseline, loadingText());
         return;
     }
     if (view.identifier == cell::filtered) {
-        paintNotice(baseline, translated("Filtered"));
+        paintNotice(baseline, filteredText());
         return;
     }
     const auto background = lineBackground(view.row->line);
@@ -129,8 +129,7 @@ void LogRowPainter::paintLine(const RowPlaces::VisibleRow& row, const QRectF& ar
                         .selectedBackground = style_.palette.color(QPalette::Highlight),
                         .lineBackground = background});
     widestLine_ = std::max(widestLine_, view.layout->width());
-    if (view.row->cutBytes > 0 || view.layout->hiddenUnits() > 0)
-        paintCutBadge(area, view);
+    paintCutBadge(area, view);
 }
 
 void LogRowPainter::paintNotice(const QPointF& baseline, const QString& text) {
@@ -141,10 +140,27 @@ void LogRowPainter::paintNotice(const QPointF& baseline, const QString& text) {
     painter_.drawText(baseline, text);
 }
 
+QString LogRowPainter::loadingText() {
+    return translated("Loading…");
+}
+
+QString LogRowPainter::filteredText() {
+    return translated("Filtered");
+}
+
+QString LogRowPainter::cutText(const CellView& view) {
+    if (!view.layout)
+        return {};
+    if (view.row->cutBytes > 0)
+        return translated("Line cut for display: %1 more").arg(sizeText(view.row->cutBytes));
+    return view.layout->hiddenUnits() > 0 ? translated("Line cut for display: unwrap to see the rest")
+                                          : QString();
+}
+
 void LogRowPainter::paintCutBadge(const QRectF& area, const CellView& view) {
-    const QString text = view.row->cutBytes > 0
-                             ? translated("Line cut for display: %1 more").arg(sizeText(view.row->cutBytes))
-                             : translated("Line cut for display: unwrap to see the rest");
+    const QString text = cutText(view);
+    if (text.isEmpty())
+        return;
     QFont small = style_.labelFont;
     small.setPointSizeF(small.pointSizeF() * 0.85);
     const qreal width = QFontMetricsF(small).horizontalAdvance(text) + 16;

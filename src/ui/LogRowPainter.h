@@ -49,6 +49,12 @@ public:
     /// The line beside the numbers and, where lines are wrapped, those between the rows.
     void paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows);
 
+    /// What stands in the place of a line that is not there yet, and of one that rules hide.
+    static QString loadingText();
+    static QString filteredText();
+    /// Says that the line goes on beyond what is shown; empty when it does not.
+    static QString cutText(const LogTableViewDelegate::CellView& view);
+
     /// Of the lines painted so far.
     qreal widestLine() const { return widestLine_; }
     bool hasMetUnloadedRow() const { return hasMetUnloadedRow_; }

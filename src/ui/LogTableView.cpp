@@ -2,15 +2,11 @@
 
 #include "ui/Icons.h"
 #include "ui/LogRowPainter.h"
+#include "ui/LogTableAccessible.h"
 
-#include <QApplication>
-#include <QContextMenuEvent>
 #include <QHelpEvent>
-#include <QKeyEvent>
-#include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
-#include <QStyle>
 #include <QToolTip>
 #include <QWheelEvent>
 
@@ -20,20 +16,16 @@
 namespace korvane {
 namespace {
 
-constexpr int wheelLines = 3;
-constexpr int autoScrollMilliseconds = 40;
 constexpr int loadingDelayMilliseconds = 150;
 /// Scroll bars count in int; this leaves room for their own arithmetic.
 constexpr qint64 largestBarValue = 1'000'000'000;
 
-bool isWordUnit(QChar unit) {
-    return unit.isLetterOrNumber() || unit == u'_' || unit.isMark() || unit.isSurrogate();
-}
-
 } // namespace
 
 LogTableView::LogTableView(QWidget* parent)
-    : QAbstractScrollArea(parent), delegate_(*this), markImage_(icon(QStringLiteral("linemark"))) {
+    : QAbstractScrollArea(parent), delegate_(*this), input_(*this),
+      markImage_(icon(QStringLiteral("linemark"))) {
+    LogTableAccessible::install();
     columns_ = {{cell::lineMark, 0}, {cell::lineNum, 0}, {cell::line, 0}};
     colors_ = {palette().color(QPalette::Base), palette().color(QPalette::Text),
                palette().color(QPalette::Mid)};
@@ -48,7 +40,9 @@ LogTableView::LogTableView(QWidget* parent)
     layoutChanged();
 }
 
-LogTableView::~LogTableView() = default;
+LogTableView::~LogTableView() {
+    LogTableAccessible::remove(*this);
+}
 
 void LogTableView::setColors(const Colors& colors) {
     colors_ = colors;
@@ -125,18 +119,20 @@ QLatin1StringView LogTableView::columnAt(qreal x) const {
 void LogTableView::setRowCount(qint64 count) {
     rowCount_ = count;
     selection_.limitTo(count);
-    if (currentRow_ >= count)
-        currentRow_ = count - 1;
+    currentRow_ = std::min(currentRow_, count - 1);
+    anchorRow_ = std::min(anchorRow_, count - 1);
     if (textSelection_ && textSelection_->row >= count)
         textSelection_.reset();
     setTop(places().limited(top_));
     viewport()->update();
+    Q_EMIT contentChanged();
 }
 
 void LogTableView::rowsChanged(qint64 firstRow) {
     delegate_.rowsChanged(firstRow);
     setTop(placeInChangedRows());
     viewport()->update();
+    Q_EMIT contentChanged();
 }
 
 RowPlace LogTableView::placeInChangedRows() const {
@@ -153,6 +149,7 @@ void LogTableView::layoutChanged() {
     widestLine_ = 0;
     setTop(places().limited(top_));
     viewport()->update();
+    Q_EMIT contentChanged();
 }
 
 RowPlaces LogTableView::places() const {
@@ -288,33 +285,17 @@ std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
     return std::nullopt;
 }
 
+std::optional<QPointF> LogTableView::textOrigin(qint64 row) const {
+    const auto area = rowRect(row);
+    if (!area)
+        return std::nullopt;
+    return QPointF(lineColumnX() + LogRowPainter::textMargin - horizontalOffset(), area->top());
+}
+
 void LogTableView::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
     setTop(placeInChangedRows());
     Q_EMIT visibleRowsChanged();
-}
-
-void LogTableView::wheelEvent(QWheelEvent* event) {
-    if (event->modifiers() & Qt::ControlModifier) {
-        const int steps = event->angleDelta().y() / QWheelEvent::DefaultDeltasPerStep;
-        if (steps != 0)
-            Q_EMIT zoomRequested(steps);
-        event->accept();
-        return;
-    }
-    const bool sideways = event->modifiers() & Qt::ShiftModifier;
-    QPointF delta = event->pixelDelta();
-    if (delta.isNull()) {
-        const qreal step = rowHeight() * std::max(wheelLines, QApplication::wheelScrollLines());
-        delta = QPointF(event->angleDelta()) / QWheelEvent::DefaultDeltasPerStep * step;
-    }
-    const qreal down = sideways ? 0 : -delta.y();
-    const qreal right = sideways ? -delta.y() - delta.x() : -delta.x();
-    if (down != 0)
-        scrollByPixels(down);
-    if (right != 0)
-        horizontalScrollBar()->setValue(horizontalScrollBar()->value() + static_cast<int>(right));
-    event->accept();
 }
 
 // ---- Drawing
@@ -336,7 +317,7 @@ void LogTableView::paintEvent(QPaintEvent* event) {
         if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
             continue;
         const bool hasText = textSelection_ && textSelection_->row == row.row;
-        rowPainter.paint(row, {.isSelected = selection_.contains(row.row) && !textSelection_,
+        rowPainter.paint(row, {.isSelected = showsAsSelected(row.row),
                                .isCurrent = row.row == currentRow_,
                                .selectedText = hasText ? textSelection_->range : TextRange{}});
     }
@@ -366,14 +347,38 @@ void LogTableView::noteLoadingRows(bool anyLoading) {
 
 // ---- Selecting
 
+void LogTableView::selectionHasChanged() {
+    viewport()->update();
+    Q_EMIT selectionChanged();
+}
+
 void LogTableView::selectRow(qint64 row) {
     if (row < 0 || row >= rowCount_)
         return;
     textSelection_.reset();
     currentRow_ = anchorRow_ = row;
     selection_.select(row, row);
-    viewport()->update();
-    Q_EMIT selectionChanged();
+    selectionHasChanged();
+}
+
+void LogTableView::selectRowsTo(qint64 row) {
+    if (row < 0 || row >= rowCount_)
+        return;
+    textSelection_.reset();
+    currentRow_ = row;
+    if (anchorRow_ < 0)
+        anchorRow_ = row;
+    selection_.select(anchorRow_, row);
+    selectionHasChanged();
+}
+
+void LogTableView::toggleRow(qint64 row) {
+    if (row < 0 || row >= rowCount_)
+        return;
+    textSelection_.reset();
+    selection_.toggle(row);
+    currentRow_ = anchorRow_ = row;
+    selectionHasChanged();
 }
 
 void LogTableView::selectAll() {
@@ -383,15 +388,13 @@ void LogTableView::selectAll() {
     selection_.select(0, rowCount_ - 1);
     anchorRow_ = 0;
     currentRow_ = rowCount_ - 1;
-    viewport()->update();
-    Q_EMIT selectionChanged();
+    selectionHasChanged();
 }
 
 void LogTableView::clearSelection() {
     selection_.clear();
     textSelection_.reset();
-    viewport()->update();
-    Q_EMIT selectionChanged();
+    selectionHasChanged();
 }
 
 QString LogTableView::selectedText() const {
@@ -406,238 +409,42 @@ QString LogTableView::selectedText() const {
 
 void LogTableView::selectText(qint64 row, TextRange range) {
     textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
-    viewport()->update();
-    Q_EMIT selectionChanged();
+    selectionHasChanged();
 }
 
-void LogTableView::selectWordAt(qint64 row, int position) {
-    const auto view = delegate_.viewForTableColumn(cell::line, row);
-    if (!view.row || view.row->line.length() == 0)
-        return;
-    const QString& text = view.row->line.string();
-    const auto length = static_cast<int>(text.size());
-    const int at = std::min(position, length - 1);
-    const bool isWord = isWordUnit(text[at]);
-    const auto isSame = [&](QChar unit) { return isWord ? isWordUnit(unit) : unit == text[at]; };
-    int start = at;
-    while (start > 0 && isSame(text[start - 1]))
-        --start;
-    int end = at + 1;
-    while (end < length && isSame(text[end]))
-        ++end;
-    selectText(row, {start, end - start});
-}
-
-int LogTableView::textPositionAt(qint64 row, QPointF point) {
-    const auto view = delegate_.viewForTableColumn(cell::line, row);
-    const auto area = rowRect(row);
-    if (!view.layout || !area)
-        return 0;
-    const QPointF inLayout(point.x() - lineColumnX() - LogRowPainter::textMargin + horizontalOffset(),
-                           point.y() - area->top());
-    return std::min(view.layout->positionAt(inLayout), view.row->line.length());
-}
-
-void LogTableView::moveCurrentRow(qint64 row, bool extends) {
-    if (rowCount_ == 0)
-        return;
-    const qint64 target = std::clamp<qint64>(row, 0, rowCount_ - 1);
-    textSelection_.reset();
-    currentRow_ = target;
-    if (!extends || anchorRow_ < 0)
-        anchorRow_ = target;
-    selection_.select(anchorRow_, target);
-    scrollRowToVisible(target);
-    viewport()->update();
-    Q_EMIT selectionChanged();
-}
+// ---- Events
 
 void LogTableView::keyPressEvent(QKeyEvent* event) {
-    const bool extends = event->modifiers() & Qt::ShiftModifier;
-    const qint64 current = currentRow_ >= 0 ? currentRow_ : top_.row;
-    const bool hasCurrent = currentRow_ >= 0;
-    switch (event->key()) {
-    case Qt::Key_Up:
-        moveCurrentRow(hasCurrent ? current - 1 : current, extends);
-        return;
-    case Qt::Key_Down:
-        moveCurrentRow(hasCurrent ? current + 1 : current, extends);
-        return;
-    case Qt::Key_PageUp:
-    case Qt::Key_PageDown: {
-        const int direction = event->key() == Qt::Key_PageUp ? -1 : 1;
-        const qint64 step = std::max(1, rowsPerPage() - 1);
-        scrollByPixels(direction * static_cast<qreal>(step) * rowHeight());
-        moveCurrentRow(current + direction * step, extends);
-        return;
-    }
-    case Qt::Key_Home:
-        horizontalScrollBar()->setValue(0);
-        moveCurrentRow(0, extends);
-        return;
-    case Qt::Key_End:
-        moveCurrentRow(rowCount_ - 1, extends);
-        scrollToEnd();
-        return;
-    case Qt::Key_Left:
-        horizontalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepSub);
-        return;
-    case Qt::Key_Right:
-        horizontalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepAdd);
-        return;
-    case Qt::Key_Escape:
-        if (textSelection_ || !selection_.isEmpty()) {
-            clearSelection();
-            return;
-        }
-        break;
-    default:
-        break;
-    }
-    QAbstractScrollArea::keyPressEvent(event);
+    if (!input_.pressKey(*event))
+        QAbstractScrollArea::keyPressEvent(event);
 }
 
 void LogTableView::mousePressEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton)
-        return;
-    const qint64 row = rowAt(event->position().y());
-    if (row < 0) {
-        if (event->button() == Qt::LeftButton)
-            clearSelection();
-        return;
-    }
-    if (event->button() == Qt::RightButton) {
-        // The menu acts on what is selected; a click elsewhere selects first.
-        if (!selection_.contains(row) && !(textSelection_ && textSelection_->row == row))
-            selectRow(row);
-        return;
-    }
-    if (columnAt(event->position().x()) == cell::lineMark) {
-        Q_EMIT lineMarkClicked(row);
-        return;
-    }
-    if (event->modifiers() & Qt::ShiftModifier) {
-        moveCurrentRow(row, true);
-        drag_ = Drag::Rows;
-        return;
-    }
-    if (event->modifiers() & Qt::ControlModifier) {
-        textSelection_.reset();
-        selection_.toggle(row);
-        currentRow_ = anchorRow_ = row;
-        viewport()->update();
-        Q_EMIT selectionChanged();
-        return;
-    }
-    if (tripleClickArmed_ && sinceDoubleClick_.elapsed() < QApplication::doubleClickInterval() &&
-        row == pressRow_) {
-        tripleClickArmed_ = false;
-        const auto view = delegate_.viewForTableColumn(cell::line, row);
-        if (view.row)
-            selectText(row, {0, view.row->line.length()});
-        return;
-    }
-    selectRow(row);
-    pressRow_ = row;
-    if (columnAt(event->position().x()) == cell::line) {
-        drag_ = Drag::Text;
-        pressPosition_ = textPositionAt(row, event->position());
-    } else {
-        drag_ = Drag::Rows;
-    }
+    input_.pressMouse(*event);
 }
 
 void LogTableView::mouseMoveEvent(QMouseEvent* event) {
-    const QLatin1StringView under = columnAt(event->position().x());
-    viewport()->setCursor(under == cell::line       ? Qt::IBeamCursor
-                          : under == cell::lineMark ? Qt::PointingHandCursor
-                                                    : Qt::ArrowCursor);
-    if (drag_ == Drag::None || !(event->buttons() & Qt::LeftButton))
-        return;
-    lastDragPoint_ = event->position();
-    const bool isOutside = !viewport()->rect().contains(event->position().toPoint());
-    if (isOutside && !autoScrollTimer_.isActive())
-        autoScrollTimer_.start(autoScrollMilliseconds, this);
-    else if (!isOutside)
-        autoScrollTimer_.stop();
-    dragTo(event->position());
-}
-
-void LogTableView::dragTo(QPointF point) {
-    const qreal inside = std::clamp(point.y(), 0.0, viewport()->height() - 1.0);
-    const qint64 row = rowAt(inside);
-    if (row < 0)
-        return;
-    // Within the line it is text that is selected, across lines it is rows.
-    drag_ = row == pressRow_ && drag_ == Drag::Text ? Drag::Text : drag_;
-    if (drag_ == Drag::Text && row == pressRow_) {
-        const int position = textPositionAt(row, point);
-        selectText(row, {std::min(position, pressPosition_), std::abs(position - pressPosition_)});
-        return;
-    }
-    textSelection_.reset();
-    currentRow_ = row;
-    selection_.select(anchorRow_, row);
-    viewport()->update();
-    Q_EMIT selectionChanged();
+    input_.moveMouse(*event);
 }
 
 void LogTableView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton)
-        return;
-    drag_ = Drag::None;
-    autoScrollTimer_.stop();
+    input_.releaseMouse(*event);
 }
 
 void LogTableView::mouseDoubleClickEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || columnAt(event->position().x()) != cell::line)
-        return;
-    const qint64 row = rowAt(event->position().y());
-    if (row < 0)
-        return;
-    selectRow(row);
-    const auto view = delegate_.viewForTableColumn(cell::line, row);
-    const auto area = rowRect(row);
-    if (view.layout && area) {
-        // The character under the pointer, not the nearest gap between two.
-        int position = textPositionAt(row, event->position());
-        const qreal x =
-            event->position().x() - lineColumnX() - LogRowPainter::textMargin + horizontalOffset();
-        if (position > 0 && view.layout->characterRect(position).left() > x &&
-            view.layout->characterRect(position - 1).top() == view.layout->characterRect(position).top())
-            --position;
-        selectWordAt(row, position);
-    }
-    tripleClickArmed_ = true;
-    pressRow_ = row;
-    sinceDoubleClick_.restart();
+    input_.doubleClick(*event);
+}
+
+void LogTableView::wheelEvent(QWheelEvent* event) {
+    input_.turnWheel(*event);
+    event->accept();
 }
 
 void LogTableView::contextMenuEvent(QContextMenuEvent* event) {
-    QPoint place = event->globalPos();
-    if (event->reason() == QContextMenuEvent::Keyboard) {
-        const auto area = rowRect(currentRow_);
-        place = viewport()->mapToGlobal(area ? area->bottomLeft().toPoint() +
-                                                   QPoint(static_cast<int>(lineColumnX()), 0)
-                                             : QPoint(20, 20));
-    }
-    Q_EMIT contextMenuRequested(place);
+    input_.askForMenu(*event);
 }
 
 void LogTableView::timerEvent(QTimerEvent* event) {
-    if (event->timerId() == autoScrollTimer_.timerId()) {
-        const qreal above = -lastDragPoint_.y();
-        const qreal below = lastDragPoint_.y() - viewport()->height();
-        if (above > 0)
-            scrollByPixels(-rowHeight() * (1 + above / 20));
-        else if (below > 0)
-            scrollByPixels(rowHeight() * (1 + below / 20));
-        else
-            horizontalScrollBar()->setValue(horizontalScrollBar()->value() +
-                                            (lastDragPoint_.x() < 0 ? -24 : 24));
-        dragTo(lastDragPoint_);
-        return;
-    }
     if (event->timerId() == loadingTimer_.timerId()) {
         loadingTimer_.stop();
         showsLoading_ = true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/AttributedString.h"
+#include "ui/LogTableInput.h"
 #include "ui/LogTableLooks.h"
 #include "ui/LogTableViewDelegate.h"
 #include "ui/RowPlaces.h"
@@ -8,7 +9,6 @@
 
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
-#include <QElapsedTimer>
 #include <QIcon>
 
 #include <optional>
@@ -47,6 +47,8 @@ public:
     void addColumn(const Column& column);
     void moveColumn(std::size_t from, std::size_t to);
     void setColumnWidth(QLatin1StringView identifier, qreal width);
+    /// The left edge of the line column.
+    qreal lineColumnX() const;
     /// Width that the text of a line may take in the line column.
     qreal lineTextWidth() const;
 
@@ -62,9 +64,13 @@ public:
     qint64 firstVisibleRow() const { return top_.row; }
     qint64 lastVisibleRow() const;
     bool isAtEnd() const;
+    /// Rows of one line that fit into the view; at least 1.
+    int rowsPerPage() const;
     /// Scrolls so that the row is the first one, as far as the end allows.
     void setTopRow(qint64 row);
     void scrollToEnd();
+    /// Positive = towards the end.
+    void scrollByPixels(qreal pixels);
     void scrollRowToVisible(qint64 row);
     /// Scrolls a text position of a row into view, also sideways.
     void scrollTextToVisible(qint64 row, TextRange range);
@@ -72,16 +78,26 @@ public:
     const RowSelection& selection() const { return selection_; }
     qint64 currentRow() const { return currentRow_; }
     void selectRow(qint64 row);
+    /// Selects from the row that was last selected by itself to this one, which becomes the current row.
+    void selectRowsTo(qint64 row);
+    /// Adds the row to the selection or takes it out; it becomes the current row.
+    void toggleRow(qint64 row);
     void selectAll();
     void clearSelection();
+    /// A selected part of a text takes the place of selected rows.
+    bool showsAsSelected(qint64 row) const { return selection_.contains(row) && !textSelection_; }
     const std::optional<TextSelection>& textSelection() const { return textSelection_; }
     QString selectedText() const;
+    /// Empty for no selected text.
+    void selectText(qint64 row, TextRange range);
 
     /// The row at a height of the viewport; -1 outside the rows.
     qint64 rowAt(qreal y) const;
     /// A row's area in the viewport; nothing when it is not visible.
     std::optional<QRectF> rowRect(qint64 row) const;
     QLatin1StringView columnAt(qreal x) const;
+    /// The top left corner of a row's text, scrolled sideways as it is; nothing when the row is not visible.
+    std::optional<QPointF> textOrigin(qint64 row) const;
 
     QSize sizeHint() const override { return {960, 600}; }
 
@@ -89,6 +105,8 @@ Q_SIGNALS:
     /// Rows or text selection have changed.
     void selectionChanged();
     void lineMarkClicked(qint64 row);
+    /// There are other rows, or texts, heights or columns of rows have changed.
+    void contentChanged();
     /// The visible rows have changed, by scrolling or resizing.
     void visibleRowsChanged();
     /// The wheel was turned with the control key down.
@@ -116,26 +134,18 @@ private:
     /// For the rows and the viewport as they are now.
     RowPlaces places() const;
     std::vector<RowPlaces::VisibleRow> visibleRows() const;
-    /// Moves the top by pixels; positive = towards the end.
-    void scrollByPixels(qreal pixels);
     void setTop(RowPlace top);
     /// Where the top belongs when the height of rows or window has changed.
     RowPlace placeInChangedRows() const;
     void updateScrollBars();
     void updateHorizontalBar();
-    qreal lineColumnX() const;
     qreal horizontalOffset() const;
-    int rowsPerPage() const;
 
+    void selectionHasChanged();
     void noteLoadingRows(bool anyLoading);
 
-    void moveCurrentRow(qint64 row, bool extends);
-    void dragTo(QPointF point);
-    int textPositionAt(qint64 row, QPointF point);
-    void selectText(qint64 row, TextRange range);
-    void selectWordAt(qint64 row, int position);
-
     LogTableViewDelegate delegate_;
+    LogTableInput input_;
     const QIcon markImage_;
     Colors colors_;
     std::vector<Column> columns_;
@@ -154,15 +164,6 @@ private:
     qint64 currentRow_ = -1;
     qint64 anchorRow_ = -1;
     std::optional<TextSelection> textSelection_;
-
-    enum class Drag { None, Text, Rows };
-    Drag drag_ = Drag::None;
-    qint64 pressRow_ = -1;
-    int pressPosition_ = 0;
-    QPointF lastDragPoint_;
-    bool tripleClickArmed_ = false;
-    QElapsedTimer sinceDoubleClick_;
-    QBasicTimer autoScrollTimer_;
 
     /// "Loading" is drawn only when it takes a while, so that quick loads do not flicker.
     QBasicTimer loadingTimer_;

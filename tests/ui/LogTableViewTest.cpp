@@ -218,6 +218,16 @@ TEST_F(LogTableViewTest, KeysMoveTheCurrentRowAndKeepItVisible) {
     EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{0, 0}}));
 }
 
+TEST_F(LogTableViewTest, ASelectionNeverReachesBeyondAFileCutShort) {
+    show(std::make_shared<test::FakeDataSource>(1000));
+    view_.selectRow(900);
+    source_->setRows(100);
+    view_.setRowCount(100);
+    view_.rowsChanged();
+    QTest::keyClick(&view_, Qt::Key_Up, Qt::ShiftModifier);
+    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{98, 99}}));
+}
+
 TEST_F(LogTableViewTest, ADragInsideALineSelectsTextAndAcrossLinesRows) {
     show(std::make_shared<test::FakeDataSource>(100, [](qint64) { return u"alpha beta gamma"_s; }));
     drag(pointInRow(2, 6), pointInRow(2, 10));

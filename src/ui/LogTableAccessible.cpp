@@ -1,0 +1,196 @@
+#include "ui/LogTableAccessible.h"
+
+#include "ui/LogTableCellAccessible.h"
+#include "ui/LogTableView.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace korvane {
+namespace {
+
+int toInt(qint64 count) {
+    return static_cast<int>(std::min<qint64>(count, std::numeric_limits<int>::max()));
+}
+
+QAccessibleInterface* makeForTable(const QString& /*className*/, QObject* object) {
+    auto* view = qobject_cast<LogTableView*>(object);
+    return view ? static_cast<QAccessibleWidget*>(new LogTableAccessible(*view)) : nullptr;
+}
+
+} // namespace
+
+void LogTableAccessible::install() {
+    QAccessible::installFactory(makeForTable);
+}
+
+void LogTableAccessible::remove(LogTableView& view) {
+    if (QAccessibleInterface* known = QAccessible::queryAccessibleInterface(&view))
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(known));
+}
+
+LogTableAccessible::LogTableAccessible(LogTableView& view)
+    : QAccessibleWidget(&view, QAccessible::Table), view_(view), announcer_(view, *this) {}
+
+LogTableAccessible::~LogTableAccessible() {
+    for (const auto& [place, id] : cells_)
+        QAccessible::deleteAccessibleInterface(id);
+    for (const auto& [column, id] : headers_)
+        QAccessible::deleteAccessibleInterface(id);
+}
+
+// ---- Cells
+
+QAccessibleInterface* LogTableAccessible::cell(qint64 row, QLatin1StringView column) const {
+    if (!isVisibleRow(row) || columnIndex(column) < 0)
+        return nullptr;
+    const auto [place, isNew] = cells_.try_emplace({row, column});
+    if (isNew)
+        place->second =
+            QAccessible::registerAccessibleInterface(new LogTableCellAccessible(*this, row, column));
+    return QAccessible::accessibleInterface(place->second);
+}
+
+QAccessibleInterface* LogTableAccessible::columnHeader(QLatin1StringView column) const {
+    const auto [place, isNew] = headers_.try_emplace(column);
+    if (isNew)
+        place->second = QAccessible::registerAccessibleInterface(new LogTableHeaderAccessible(*this, column));
+    return QAccessible::accessibleInterface(place->second);
+}
+
+int LogTableAccessible::columnIndex(QLatin1StringView column) const {
+    const auto place = view_.column(column);
+    return place == view_.columns().end() ? -1 : static_cast<int>(place - view_.columns().begin());
+}
+
+bool LogTableAccessible::isVisibleRow(qint64 row) const {
+    return row >= view_.firstVisibleRow() && row <= view_.lastVisibleRow();
+}
+
+void LogTableAccessible::dropHiddenCells() {
+    if (cells_.empty())
+        return;
+    const qint64 first = view_.firstVisibleRow();
+    const qint64 last = view_.lastVisibleRow();
+    std::erase_if(cells_, [&](const auto& entry) {
+        const auto& [row, column] = entry.first;
+        if (row >= first && row <= last && columnIndex(column) >= 0)
+            return false;
+        QAccessible::deleteAccessibleInterface(entry.second);
+        return true;
+    });
+}
+
+// ---- As a widget
+
+QAccessibleInterface* LogTableAccessible::childAt(int x, int y) const {
+    const QPoint point = view_.viewport()->mapFromGlobal(QPoint(x, y));
+    if (!view_.viewport()->rect().contains(point))
+        return nullptr;
+    return cell(view_.rowAt(point.y()), view_.columnAt(point.x()));
+}
+
+QAccessibleInterface* LogTableAccessible::child(int index) const {
+    if (index < 0 || index >= childCount())
+        return nullptr;
+    return cell(view_.firstVisibleRow() + index / columnCount(),
+                view_.columns()[static_cast<std::size_t>(index % columnCount())].identifier);
+}
+
+int LogTableAccessible::childCount() const {
+    return static_cast<int>(view_.lastVisibleRow() - view_.firstVisibleRow() + 1) * columnCount();
+}
+
+int LogTableAccessible::indexOfChild(const QAccessibleInterface* child) const {
+    const auto* known = dynamic_cast<const LogTableCellAccessible*>(child);
+    if (!known || &known->owner() != this || !known->isValid())
+        return -1;
+    return static_cast<int>(known->row() - view_.firstVisibleRow()) * columnCount() + known->columnIndex();
+}
+
+QAccessibleInterface* LogTableAccessible::focusChild() const {
+    return view_.hasFocus() ? cell(view_.currentRow(), cell::line) : nullptr;
+}
+
+QAccessible::State LogTableAccessible::state() const {
+    QAccessible::State state = QAccessibleWidget::state();
+    state.readOnly = true;
+    state.multiSelectable = true;
+    state.extSelectable = true;
+    return state;
+}
+
+void* LogTableAccessible::interface_cast(QAccessible::InterfaceType type) {
+    if (type == QAccessible::TableInterface)
+        return static_cast<QAccessibleTableInterface*>(this);
+    return QAccessibleWidget::interface_cast(type);
+}
+
+// ---- As a table
+
+QAccessibleInterface* LogTableAccessible::cellAt(int row, int column) const {
+    if (column < 0 || column >= columnCount())
+        return nullptr;
+    return cell(row, view_.columns()[static_cast<std::size_t>(column)].identifier);
+}
+
+QList<int> LogTableAccessible::selectedRows() const {
+    QList<int> rows;
+    for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row) {
+        if (view_.showsAsSelected(row))
+            rows.append(toInt(row));
+    }
+    return rows;
+}
+
+QList<QAccessibleInterface*> LogTableAccessible::selectedCells() const {
+    QList<QAccessibleInterface*> cells;
+    for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row) {
+        if (!view_.showsAsSelected(row))
+            continue;
+        for (const LogTableColumn& column : view_.columns())
+            cells.append(cell(row, column.identifier));
+    }
+    return cells;
+}
+
+int LogTableAccessible::selectedCellCount() const {
+    return view_.textSelection() ? 0 : toInt(view_.selection().count() * columnCount());
+}
+
+int LogTableAccessible::selectedRowCount() const {
+    return view_.textSelection() ? 0 : toInt(view_.selection().count());
+}
+
+QString LogTableAccessible::columnDescription(int column) const {
+    if (column < 0 || column >= columnCount())
+        return {};
+    return columnTitle(view_.columns()[static_cast<std::size_t>(column)].identifier);
+}
+
+QString LogTableAccessible::rowDescription(int row) const {
+    QAccessibleInterface* number = cell(row, cell::lineNum);
+    return number ? number->text(QAccessible::Name) : QString();
+}
+
+int LogTableAccessible::columnCount() const {
+    return static_cast<int>(view_.columns().size());
+}
+
+int LogTableAccessible::rowCount() const {
+    return toInt(view_.rowCount());
+}
+
+bool LogTableAccessible::isRowSelected(int row) const {
+    return view_.showsAsSelected(row);
+}
+
+bool LogTableAccessible::selectRow(int row) {
+    if (row < 0 || row >= view_.rowCount())
+        return false;
+    view_.scrollRowToVisible(row);
+    view_.selectRow(row);
+    return true;
+}
+
+} // namespace korvane

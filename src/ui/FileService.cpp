@@ -6,7 +6,6 @@
 #include "ui/ShareTemplate.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <QStandardPaths>
 
 namespace korvane {
@@ -17,8 +16,7 @@ constexpr qint64 mostTemplateBytes = 1 << 20;
 
 QByteArray contentOf(const QString& path) {
     QFile file(path);
-    // A pipe of that name would keep the program waiting.
-    if (!QFileInfo(path).isFile() || file.size() > mostTemplateBytes || !file.open(QIODevice::ReadOnly))
+    if (file.size() > mostTemplateBytes || !file.open(QIODevice::ReadOnly))
         return {};
     return file.readAll();
 }

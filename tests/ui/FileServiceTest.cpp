@@ -159,12 +159,6 @@ TEST_F(FileServiceTest, ADamagedTemplateChangesNothing) {
     }
 }
 
-TEST_F(FileServiceTest, APipeInTheTemplatesPlaceKeepsNobodyWaiting) {
-    ASSERT_TRUE(QDir(user_.path()).mkpath(u"korvane"_s));
-    ASSERT_EQ(::mkfifo(qPrintable(user_.filePath(u"korvane/Share.plist"_s)), 0600), 0);
-    EXPECT_EQ(shared(localFile).subject, u"Log file attached"_s);
-}
-
 TEST_F(FileServiceTest, TheUsersTemplateGoesBeforeThatOfTheSystem) {
     QFile shipped(QStringLiteral(KORVANE_SAMPLES "/../packaging/Share.plist"));
     ASSERT_TRUE(shipped.open(QIODevice::ReadOnly));

@@ -36,15 +36,17 @@ EndFollower::EndFollower(LogTableView& table, QObject* parent)
 }
 
 void EndFollower::whileRowsChange(bool follows, const std::function<void()>& change) {
-    const qint64 countBefore = table_.rowCount();
+    // It may have got there without the user: a file that was cut fits into the view as a whole.
+    if (table_.stoodAtEnd() && Preferences::shared().autoTailOnScroll())
+        isAtEnd_ = true;
     isChangingRows_ = true;
     change();
-    // A file that was cut may fit into the view as a whole.
-    if (table_.rowCount() < countBefore && table_.isAtEnd())
-        isAtEnd_ = true;
     if (follows && isAtEnd_)
         table_.scrollToEnd();
+    else
+        isAtEnd_ = isAtEnd_ && table_.isAtEnd();
     isChangingRows_ = false;
+    place_ = table_.topPlace();
     if (isAtEnd_ && (follows || table_.isAtEnd()))
         seenRows_ = table_.rowCount();
     showMark();
@@ -70,6 +72,10 @@ void EndFollower::noteUserScroll() {
     if (isChangingRows_)
         return;
     const bool reachedEnd = table_.isAtEnd();
+    // Texts that take more room have moved the end away, not the user the view.
+    const bool hasMoved = std::exchange(place_, table_.topPlace()) != table_.topPlace();
+    if (!reachedEnd && !hasMoved)
+        return;
     isAtEnd_ = reachedEnd && (isAtEnd_ || Preferences::shared().autoTailOnScroll());
     if (reachedEnd)
         seenRows_ = table_.rowCount();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ui/RowPlaces.h"
+
 #include <QObject>
 
 #include <functional>
@@ -42,6 +44,8 @@ private:
     LogTableView& table_;
     QPushButton* mark_;
     bool isAtEnd_ = true;
+    /// Of the top, when it was last looked at.
+    RowPlace place_;
     bool isChangingRows_ = false;
     qint64 seenRows_ = 0;
 };

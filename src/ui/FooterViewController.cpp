@@ -50,8 +50,9 @@ FooterViewController::FooterViewController(QWidget* parent)
         label->setTextFormat(Qt::PlainText);
     lblStatus_->setForegroundRole(QPalette::PlaceholderText);
     lblEncoding_->setForegroundRole(QPalette::PlaceholderText);
-    lblLineCount_->setAccessibleName(tr("Number of lines"));
-    lblFileSize_->setAccessibleName(tr("File size"));
+    // A name would take the place of the text.
+    lblLineCount_->setAccessibleDescription(tr("Number of lines"));
+    lblFileSize_->setAccessibleDescription(tr("File size"));
 }
 
 void FooterViewController::setFileName(const QString& name, const QString& path) {

@@ -62,8 +62,12 @@ public:
     void layoutChanged();
 
     qint64 firstVisibleRow() const { return top_.row; }
+    const RowPlace& topPlace() const { return top_; }
     qint64 lastVisibleRow() const;
     bool isAtEnd() const;
+    /// As above when rows, window or place last changed: also when texts have arrived since that take more
+    /// room.
+    bool stoodAtEnd() const { return stoodAtEnd_; }
     /// Rows of one line that fit into the view; at least 1.
     int rowsPerPage() const;
     /// Scrolls so that the row is the first one, as far as the end allows.

@@ -107,13 +107,13 @@ std::optional<std::string> ShownRows::differenceOnScreen() const {
 
 std::optional<std::string> ShownRows::differenceInPainting() const {
     QWidget& viewport = *page_.logView().tableView().viewport();
-    const QWidget& window = *viewport.window();
+    QWidget& window = *viewport.window();
     const QRect area(viewport.mapTo(&window, QPoint()), viewport.size());
     const QImage painted = QGuiApplication::primaryScreen()
                                ->grabWindow(window.winId(), area.x(), area.y(), area.width(), area.height())
                                .toImage()
                                .convertToFormat(QImage::Format_RGB32);
-    const QImage fresh = viewport.grab().toImage().convertToFormat(QImage::Format_RGB32);
+    const QImage fresh = window.grab(area).toImage().convertToFormat(QImage::Format_RGB32);
     return painted == fresh ? std::nullopt : std::optional<std::string>("the screen was not painted anew");
 }
 

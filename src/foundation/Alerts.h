@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <optional>
 
 namespace korvane {
 
@@ -21,6 +22,17 @@ struct Alert {
     /// When set, the alert carries a check box by which the user switches it off; called when that was
     /// checked and the alert was not answered with its last button of several.
     std::function<void()> suppress = {};
+
+    /// Something for the user to type.
+    struct Field {
+        /// What the empty field says.
+        QString placeholder;
+        bool isMasked = false;
+        /// Gets the text before `done` does, when the alert was answered with its first button.
+        std::function<void(const QString& text)> entered;
+    };
+    /// The field has the focus when the alert opens.
+    std::optional<Field> field = {};
 };
 
 /// The one way in which the program asks or tells the user something in a box of its own. Main thread only.

@@ -8,6 +8,7 @@
 #include "foundation/Log.h"
 #include "foundation/OperationQueue.h"
 #include "foundation/StoreDirectory.h"
+#include "ui/Icons.h"
 #include "ui/LogViewController.h"
 #include "ui/MachineFontCatalog.h"
 #include "ui/MainWindow.h"
@@ -138,6 +139,8 @@ int Application::run() {
         if (commandLine_.files.empty() && Preferences::shared().reopenDocuments())
             windows_.restoreSession();
         windows_.showFirstWindow();
+        // Drawn in four sizes for the task bar, which must not hold up the first rows.
+        QTimer::singleShot(0, qApp, [] { QApplication::setWindowIcon(icon(QStringLiteral("korvane"))); });
     }
     const int status = QApplication::exec();
     documents_.closeAllDocuments();

@@ -74,7 +74,8 @@ WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
 
 QWidget* WelcomeWindow::makeActions() {
     auto* left = new QWidget(this);
-    left->setFixedWidth(leftWidth);
+    left->setMinimumWidth(leftWidth);
+    left->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
     auto* image = new QLabel(left);
     image->setPixmap(icon(QStringLiteral("korvane")).pixmap({imageSize, imageSize}, devicePixelRatioF()));
     auto* name = new QLabel(QApplication::applicationDisplayName(), left);

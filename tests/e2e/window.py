@@ -123,6 +123,25 @@ def marks(store):
                   if isinstance(one, dict) and "linenum" in one)
 
 
+def expect(what, found, wanted):
+    if found != wanted:
+        sys.exit(f"window.py: {what}: {found} where {wanted} was expected")
+
+
+def share_and_open_terminal(desktop, window, log):
+    """Hands the file in front to the mail program and its directory to a terminal."""
+    desktop.keys("ctrl+shift+m")
+    expect("what the mail program got", [os.fsdecode(part) for part in desktop.call_of("xdg-email")[1:]],
+           ["--utf8", "--subject", f"Look at {log.name} now", "--body", "It says:\nnothing & $filename",
+            "--attach", str(log), "on-call@example.org", "team@example.org"])
+    desktop.keys("shift+F4")
+    until("the message of the command", lambda: desktop.run("xdotool", "getactivewindow").strip() != window)
+    desktop.keys("Return")
+    expect("where and how the terminal was started", [os.fsdecode(part) for part in
+                                                      desktop.call_of("x-terminal-emulator")], [str(log.parent)])
+    expect("the clipboard", desktop.run("xclip", "-out", "-selection", "clipboard"), f'cd "{log.parent}"')
+
+
 def main():
     program = os.path.realpath(sys.argv[1])
     with Desktop() as desktop:
@@ -131,7 +150,12 @@ def main():
         log, other = folder / "service one.log", folder / "other.log"
         log.write_text("".join(f"line {i}\n" for i in range(1, 301)))
         other.write_text("nothing\n")
-        store = desktop.home / "DATA_HOME" / "korvane" / "bookmarks.data"
+        data = desktop.home / "DATA_HOME" / "korvane"
+        data.mkdir(mode=0o700)
+        (data / "Share.plist").write_bytes(plistlib.dumps({
+            "subject": "Look at $filename now", "recipients": "on-call@example.org,team@example.org",
+            "content": "It says:\nnothing & $filename"}))
+        store = data / "bookmarks.data"
 
         running = Program(desktop, program, str(log))
         window = running.window("service one.log – Korvane")
@@ -163,6 +187,7 @@ def main():
         desktop.keys("Home", "shift+Down", "Delete")
         until("the deletion of the first two marks", lambda: marks(store) == made[2:])
 
+        share_and_open_terminal(desktop, window, log)
         desktop.keys("ctrl+q")
         running.ends()
 

@@ -1,0 +1,49 @@
+#include "ui/RemoteFileEntryCell.h"
+
+#include "remote/RemoteFileModel.h"
+#include "ui/Icons.h"
+
+#include <QApplication>
+#include <QPainter>
+
+namespace korvane {
+namespace {
+
+constexpr int arrowWidth = 16;
+constexpr int verticalMargin = 2;
+
+} // namespace
+
+void RemoteFileEntryCell::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
+    QStyledItemDelegate::initStyleOption(option, index);
+    option->icon = icon(index.data(RemoteFileModel::ImageNameRole).toString());
+    option->features |= QStyleOptionViewItem::HasDecoration;
+    const int side = option->fontMetrics.height();
+    option->decorationSize = {side, side};
+    option->textElideMode = Qt::ElideMiddle;
+}
+
+QSize RemoteFileEntryCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    QSize size = QStyledItemDelegate::sizeHint(option, index);
+    return {size.width() + arrowWidth, size.height() + 2 * verticalMargin};
+}
+
+void RemoteFileEntryCell::paint(QPainter* painter, const QStyleOptionViewItem& option,
+                                const QModelIndex& index) const {
+    QStyleOptionViewItem item = option;
+    initStyleOption(&item, index);
+    const QStyle& style = item.widget ? *item.widget->style() : *QApplication::style();
+    // One background behind both name and arrow.
+    style.drawPrimitive(QStyle::PE_PanelItemViewItem, &item, painter, item.widget);
+    QStyleOptionViewItem arrow = item;
+    const QRect whole = item.rect;
+    item.rect = QStyle::visualRect(item.direction, whole, whole.adjusted(0, 0, -arrowWidth, 0));
+    style.drawControl(QStyle::CE_ItemViewItem, &item, painter, item.widget);
+    if (!index.data(RemoteFileModel::IsDirectoryRole).toBool())
+        return;
+    arrow.rect = QStyle::visualRect(item.direction, whole,
+                                    {whole.right() - arrowWidth, whole.top(), arrowWidth, whole.height()});
+    style.drawPrimitive(QStyle::PE_IndicatorColumnViewArrow, &arrow, painter, arrow.widget);
+}
+
+} // namespace korvane

@@ -2,8 +2,6 @@
 
 #include "foundation/Alerts.h"
 
-class QMessageBox;
-
 namespace korvane {
 
 /// Shows alerts as boxes over the window concerned, without blocking.

@@ -52,6 +52,7 @@ Q_SIGNALS:
     /// The user wants to edit the rules; `newRuleText`: to begin with a rule for this text, null for none.
     void rulesEditorRequested(const QString& newRuleText);
     void preferencesRequested();
+    void remoteHostsRequested();
     void quitRequested();
 
 protected:

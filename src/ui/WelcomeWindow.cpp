@@ -1,9 +1,12 @@
 #include "ui/WelcomeWindow.h"
 
+#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/AppDocumentController.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
 #include "ui/DroppedFiles.h"
 #include "ui/FileListDelegate.h"
 #include "ui/Icons.h"
@@ -39,8 +42,9 @@ QLabel* title(const QString& text, QWidget* parent) {
 } // namespace
 
 WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
-    : documents_(documents), recent_(makeList(tr("Recent files"))),
-      remoteTitle_(title(tr("Recent remote files"), this)), remote_(makeList(tr("Recent remote files"))),
+    : documents_(documents), recent_(makeFileList(tr("Recent files"))),
+      remoteTitle_(title(tr("Recent remote files"), this)), remote_(makeFileList(tr("Recent remote files"))),
+      hostsTitle_(title(tr("Remote hosts"), this)), hosts_(makeList(tr("Remote hosts"))),
       noFiles_(new QLabel(tr("The files you open are listed here"), this)) {
     setWindowTitle(tr("Welcome to %1").arg(QApplication::applicationDisplayName()));
     setAcceptDrops(true);
@@ -55,6 +59,8 @@ WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
     files->addWidget(recent_, 2);
     files->addWidget(remoteTitle_);
     files->addWidget(remote_, 1);
+    files->addWidget(hostsTitle_);
+    files->addWidget(hosts_, 1);
 
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -68,8 +74,14 @@ WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
         else if (key == Preferences::shared().keyShowWelcomeWinOnStart)
             showAtStart_->setChecked(Preferences::shared().showWelcomeWinOnStart());
     });
+    hostsToken_ = NotificationCenter::shared().observe(notification::remoteHostGroupChanged,
+                                                       [this](const Notification&) { showHosts(); });
+    connect(hosts_, &QListWidget::itemActivated, this, [this](const QListWidgetItem* item) {
+        Q_EMIT hostActivated(std::shared_ptr(listedHosts_[static_cast<std::size_t>(hosts_->row(item))]));
+    });
     showRecentFiles();
     setRemoteFiles({});
+    showHosts();
 }
 
 QWidget* WelcomeWindow::makeActions() {
@@ -88,6 +100,9 @@ QWidget* WelcomeWindow::makeActions() {
     open->setDefault(true);
     open->setShortcut(QKeySequence::Open);
     connect(open, &QPushButton::clicked, this, [this] { askForFiles(documents_, this, {}); });
+    auto* hosts = new QPushButton(tr("&Remote Hosts…"), left);
+    hosts->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
+    connect(hosts, &QPushButton::clicked, this, &WelcomeWindow::remoteHostsRequested);
     auto* preferences = new QPushButton(tr("&Preferences…"), left);
     preferences->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     preferences->setFlat(true);
@@ -109,6 +124,8 @@ QWidget* WelcomeWindow::makeActions() {
     layout->addSpacing(20);
     layout->addWidget(open);
     layout->addWidget(drop, 0, Qt::AlignHCenter);
+    layout->addSpacing(8);
+    layout->addWidget(hosts);
     layout->addStretch();
     layout->addWidget(preferences, 0, Qt::AlignLeft);
     layout->addWidget(showAtStart_);
@@ -121,6 +138,11 @@ QListWidget* WelcomeWindow::makeList(const QString& name) {
     list->setItemDelegate(new FileListDelegate(list));
     list->setUniformItemSizes(true);
     list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    return list;
+}
+
+QListWidget* WelcomeWindow::makeFileList(const QString& name) {
+    QListWidget* list = makeList(name);
     connect(list, &QListWidget::itemActivated, this, [this](const QListWidgetItem* item) {
         documents_.openDocument(QUrl::fromEncoded(item->data(urlRole).toString().toUtf8(), QUrl::StrictMode));
     });
@@ -157,6 +179,18 @@ void WelcomeWindow::setRemoteFiles(const QStringList& urls) {
     fill(*remote_, newestFirst);
     remoteTitle_->setVisible(!urls.isEmpty());
     remote_->setVisible(!urls.isEmpty());
+}
+
+void WelcomeWindow::showHosts() {
+    listedHosts_ = RemoteHostsManager::shared().hosts();
+    hosts_->clear();
+    for (const auto& host : listedHosts_) {
+        auto* item = new QListWidgetItem(host->labelForHost(), hosts_);
+        item->setData(FileListDelegate::placeRole, host->connectionString());
+        item->setToolTip(host->connectionString());
+    }
+    hostsTitle_->setVisible(!listedHosts_.empty());
+    hosts_->setVisible(!listedHosts_.empty());
 }
 
 void WelcomeWindow::dragEnterEvent(QDragEnterEvent* event) {

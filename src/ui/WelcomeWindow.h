@@ -1,9 +1,13 @@
 #pragma once
 
+#include "foundation/NotificationCenter.h"
 #include "foundation/UserDefaults.h"
 #include "ui/FileExistence.h"
 
 #include <QWidget>
+
+#include <memory>
+#include <vector>
 
 class QCheckBox;
 class QLabel;
@@ -12,8 +16,10 @@ class QListWidget;
 namespace korvane {
 
 class AppDocumentController;
+class RemoteHost;
 
-/// What the program shows without a document: ways to open one, and the files opened last. Main thread.
+/// What the program shows without a document: ways to open one, the files opened last, and the remote hosts.
+/// Main thread.
 class WelcomeWindow : public QWidget {
     Q_OBJECT
 
@@ -26,6 +32,9 @@ public:
 
 Q_SIGNALS:
     void preferencesRequested();
+    void remoteHostsRequested();
+    /// The user wants something of the host.
+    void hostActivated(const std::shared_ptr<RemoteHost>& host);
     void quitRequested();
 
 protected:
@@ -35,17 +44,24 @@ protected:
 private:
     QWidget* makeActions();
     QListWidget* makeList(const QString& name);
+    QListWidget* makeFileList(const QString& name);
     void showRecentFiles();
+    void showHosts();
     void fill(QListWidget& list, const QStringList& urls);
 
     AppDocumentController& documents_;
     QListWidget* recent_;
     QLabel* remoteTitle_;
     QListWidget* remote_;
+    QLabel* hostsTitle_;
+    QListWidget* hosts_;
     QLabel* noFiles_;
     QCheckBox* showAtStart_ = nullptr;
     FileExistence existence_;
     UserDefaults::Token token_;
+    /// Those in the list, row by row.
+    std::vector<std::shared_ptr<RemoteHost>> listedHosts_;
+    NotificationToken hostsToken_;
 };
 
 } // namespace korvane

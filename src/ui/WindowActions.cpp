@@ -70,6 +70,8 @@ void WindowActions::makeFileMenu() {
     menu.addAction(tr("&Open…"), QKeySequence::Open, &window_, &MainWindow::openFiles);
     recentMenu_ = menu.addMenu(tr("Open &Recent"));
     connect(recentMenu_, &QMenu::aboutToShow, this, [this] { showRecentFiles(); });
+    menu.addAction(tr("Remote &Hosts…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), &window_,
+                   &MainWindow::remoteHostsRequested);
     menu.addSeparator();
     addPageAction(menu, tr("File &Information"), QKeySequence(Qt::CTRL | Qt::Key_I),
                   [](MainWindowController& page) { page.showFileInfo(); });

@@ -53,6 +53,7 @@ MainWindow& WindowManager::addWindow() {
     QObject::connect(window, &MainWindow::aboutToClose, window,
                      [this, window] { windowAboutToClose(*window); });
     QObject::connect(window, &MainWindow::preferencesRequested, window, [this] { showPreferences(); });
+    QObject::connect(window, &MainWindow::remoteHostsRequested, window, [this] { showRemoteHosts(); });
     QObject::connect(window, &MainWindow::quitRequested, window, [this] { quit(); });
     QObject::connect(window, &MainWindow::activated, window, [this, window] {
         if (std::erase(windows_, window) > 0)
@@ -79,6 +80,8 @@ void WindowManager::windowAboutToClose(MainWindow& window) {
         rulesEditor_->close();
     if (preferences_)
         preferences_->close();
+    if (remoteHosts_)
+        remoteHosts_->close();
     if (!isQuitting_ && Preferences::shared().showWelcomeWinOnStart())
         showWelcome();
 }
@@ -105,6 +108,8 @@ void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
     window.raisePage(page);
     if (welcome_)
         welcome_->hide();
+    if (remoteHosts_)
+        remoteHosts_->refreshStates();
     if (keepsState_ && !document->isTransient()) {
         RecentFiles::add(document->fileUrl());
         saveSession();
@@ -123,6 +128,8 @@ void WindowManager::closeWindow(const std::shared_ptr<Document>& document) {
         if (!window->removePage(*document))
             continue;
         saveSession();
+        if (remoteHosts_)
+            remoteHosts_->refreshStates();
         // Without a welcome the last window stays, empty, so that another file can be opened in it.
         if (window->pages().empty() && (windows_.size() > 1 || Preferences::shared().showWelcomeWinOnStart()))
             window->close();
@@ -192,6 +199,10 @@ void WindowManager::showWelcome() {
         welcome_ = std::make_unique<WelcomeWindow>(*documents_);
         QObject::connect(welcome_.get(), &WelcomeWindow::preferencesRequested, welcome_.get(),
                          [this] { showPreferences(); });
+        QObject::connect(welcome_.get(), &WelcomeWindow::remoteHostsRequested, welcome_.get(),
+                         [this] { showRemoteHosts(); });
+        QObject::connect(welcome_.get(), &WelcomeWindow::hostActivated, welcome_.get(),
+                         [this](const std::shared_ptr<RemoteHost>& host) { browseHost(host); });
         QObject::connect(welcome_.get(), &WelcomeWindow::quitRequested, welcome_.get(), [this] { quit(); });
     }
     welcome_->setRemoteFiles(RemoteRecentFilesManager::shared().recentUrls());
@@ -206,6 +217,23 @@ void WindowManager::showPreferences() {
     preferences_->show();
     preferences_->raise();
     preferences_->activateWindow();
+}
+
+void WindowManager::showRemoteHosts() {
+    if (!remoteHosts_)
+        remoteHosts_ = std::make_unique<RemoteHostsWindow>(remoteHostsHooks_, alerts_);
+    remoteHosts_->show();
+    remoteHosts_->raise();
+    remoteHosts_->activateWindow();
+}
+
+void WindowManager::browseHost(const std::shared_ptr<RemoteHost>& host) {
+    if (remoteHostsHooks_.browse) {
+        remoteHostsHooks_.browse(host);
+        return;
+    }
+    showRemoteHosts();
+    remoteHosts_->selectHost(*host);
 }
 
 void WindowManager::quit() {
@@ -274,6 +302,7 @@ void WindowManager::closeAll() {
     isQuitting_ = true;
     rulesEditor_.reset();
     preferences_.reset();
+    remoteHosts_.reset();
     if (welcome_)
         welcome_->hide();
     for (MainWindow* window : std::vector(windows_))

@@ -2,6 +2,7 @@
 
 #include "documents/AppDocumentController.h"
 #include "foundation/NotificationCenter.h"
+#include "ui/RemoteHostsWindow.h"
 
 #include <memory>
 #include <vector>
@@ -23,6 +24,9 @@ public:
     /// Handed in after construction, since the two need each other; must outlive the windows.
     void setDocumentController(AppDocumentController& documents) { documents_ = &documents; }
 
+    /// What the windows of hosts can do with them; before any of them is shown.
+    void setRemoteHostsHooks(RemoteHostsHooks hooks) { remoteHostsHooks_ = std::move(hooks); }
+
     void makeWindow(const std::shared_ptr<Document>& document) override;
     void raiseWindow(const std::shared_ptr<Document>& document) override;
     void closeWindow(const std::shared_ptr<Document>& document) override;
@@ -36,6 +40,7 @@ public:
     /// window already.
     void showFirstWindow();
     void showPreferences();
+    void showRemoteHosts();
     /// Keeps the session and ends the program.
     void quit();
     MainWindowController* pageOf(const Document& document) const;
@@ -53,6 +58,8 @@ private:
     void windowAboutToClose(MainWindow& window);
     void saveSession() const;
     void showWelcome();
+    /// Lets the user choose a file of the host, or shows the host where that cannot be done.
+    void browseHost(const std::shared_ptr<RemoteHost>& host);
     /// Says once what went wrong with the rule files.
     void tellStoreFault();
     /// The rules editor follows the page in front.
@@ -66,6 +73,8 @@ private:
     std::vector<MainWindow*> windows_;
     std::unique_ptr<FilterRulesEditor> rulesEditor_;
     std::unique_ptr<PreferencesWindow> preferences_;
+    RemoteHostsHooks remoteHostsHooks_;
+    std::unique_ptr<RemoteHostsWindow> remoteHosts_;
     std::unique_ptr<WelcomeWindow> welcome_;
     bool keepsState_ = false;
     bool isQuitting_ = false;

@@ -1,0 +1,264 @@
+#include "ui/HostDetailsDialog.h"
+
+#include "foundation/Alerts.h"
+#include "remote/AuthnType.h"
+#include "remote/Client.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/ServerGroup.h"
+#include "remote/ServerGroupsManager.h"
+#include "ui/AuthnForm.h"
+#include "ui/BusyIndicator.h"
+
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QUuid>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+constexpr int firstWidth = 520;
+constexpr int sshPort = 22;
+
+QString addressFault(const QString& address) {
+    const auto cannotStand = [](QChar character) {
+        return character.isSpace() || character == u'/' || character == u'@';
+    };
+    if (address.isEmpty())
+        return HostDetailsDialog::tr("Enter the name or address of the host.");
+    if (std::any_of(address.begin(), address.end(), cannotStand))
+        return HostDetailsDialog::tr("“%1” is no name or address of a host.").arg(address);
+    // Addresses of the sixth version have two or more.
+    if (address.count(u':') == 1)
+        return HostDetailsDialog::tr("The port has a field of its own.");
+    return {};
+}
+
+} // namespace
+
+HostDetailsDialog::HostDetailsDialog(std::shared_ptr<RemoteHost> edited, AlertPresenter& alerts,
+                                     QWidget* parent)
+    : QDialog(parent), edited_(std::move(edited)), alerts_(alerts), makeClient_(&Client::create) {
+    setWindowTitle(edited_ ? tr("Edit Host") : tr("Add Host"));
+    setWindowModality(Qt::WindowModal);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(makeFields(), 1);
+    layout->addWidget(makeFooter());
+    resize(firstWidth, sizeHint().height());
+    if (edited_) {
+        showHost(*edited_);
+    } else {
+        authn_->setType(std::make_shared<PasswordAuthnType>(std::nullopt).get());
+        address_->setFocus();
+    }
+    fieldsChanged();
+}
+
+HostDetailsDialog::~HostDetailsDialog() {
+    cancelTest();
+}
+
+QWidget* HostDetailsDialog::makeFields() {
+    auto* fields = new QWidget(this);
+    name_ = new QLineEdit(fields);
+    address_ = new QLineEdit(fields);
+    address_->setPlaceholderText(tr("Name or address"));
+    port_ = new QSpinBox(fields);
+    port_->setRange(1, std::numeric_limits<std::uint16_t>::max());
+    port_->setValue(sshPort);
+    user_ = new QLineEdit(fields);
+    group_ = new QComboBox(fields);
+    for (const auto& group : ServerGroupsManager::shared().groups())
+        group_->addItem(group->name());
+    homePath_ = new QLineEdit(QStringLiteral("/"), fields);
+    homePath_->setToolTip(tr("The directory on the host that is shown first"));
+    authn_ = new AuthnForm(fields);
+
+    auto* place = new QHBoxLayout;
+    auto* portLabel = new QLabel(tr("&Port:"), fields);
+    portLabel->setBuddy(port_);
+    place->addWidget(address_, 1);
+    place->addWidget(portLabel);
+    place->addWidget(port_);
+    auto* form = new QFormLayout(fields);
+    form->setContentsMargins(0, 0, 0, 0);
+    form->addRow(tr("&Name:"), name_);
+    auto* addressLabel = new QLabel(tr("&Host:"), fields);
+    addressLabel->setBuddy(address_);
+    form->addRow(addressLabel, place);
+    form->addRow(tr("&User:"), user_);
+    form->addRow(tr("&Group:"), group_);
+    form->addRow(tr("Ho&me path:"), homePath_);
+    form->addRow(tr("&Authentication:"), authn_);
+    for (QLineEdit* field : {name_, address_, user_, homePath_})
+        connect(field, &QLineEdit::textChanged, this, [this] { fieldsChanged(); });
+    connect(port_, &QSpinBox::valueChanged, this, [this] { fieldsChanged(); });
+    connect(authn_, &AuthnForm::changed, this, [this] { fieldsChanged(); });
+    return fields;
+}
+
+QWidget* HostDetailsDialog::makeFooter() {
+    auto* footer = new QWidget(this);
+    hint_ = new QLabel(footer);
+    hint_->setWordWrap(true);
+    hint_->setTextFormat(Qt::PlainText);
+    hint_->setForegroundRole(QPalette::PlaceholderText);
+    // Room for two lines, so that nothing moves when the hint comes and goes.
+    hint_->setMinimumHeight(2 * hint_->fontMetrics().lineSpacing());
+    test_ = new QPushButton(footer);
+    test_->setAutoDefault(false);
+    // Neither of its words may move its neighbours.
+    for (const QString& text : {tr("Cancel &Test"), tr("&Test Connection")}) {
+        test_->setText(text);
+        test_->setMinimumWidth(std::max(test_->minimumWidth(), test_->sizeHint().width()));
+    }
+    busy_ = new BusyIndicator(footer);
+    busy_->setAccessibleName(tr("Connecting. Press to cancel."));
+    busy_->setToolTip(tr("Connecting"));
+    busy_->setFocusPolicy(Qt::NoFocus);
+    QSizePolicy keepsPlace = busy_->sizePolicy();
+    keepsPlace.setRetainSizeWhenHidden(true);
+    busy_->setSizePolicy(keepsPlace);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, footer);
+    ok_ = buttons->button(QDialogButtonBox::Ok);
+    auto* row = new QHBoxLayout;
+    row->addWidget(test_);
+    row->addWidget(busy_);
+    row->addWidget(buttons, 1);
+    auto* layout = new QVBoxLayout(footer);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(hint_);
+    layout->addLayout(row);
+    connect(test_, &QPushButton::clicked, this, [this] { client_ ? cancelTest() : startTest(); });
+    connect(busy_, &BusyIndicator::clicked, this, [this] { cancelTest(); });
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    showTestState();
+    return footer;
+}
+
+// ---- Fields
+
+void HostDetailsDialog::showHost(const RemoteHost& host) {
+    name_->setText(host.name());
+    address_->setText(host.host());
+    port_->setValue(host.port());
+    user_->setText(host.username());
+    setGroup(host.group());
+    homePath_->setText(host.homePath());
+    authn_->setType(host.authnType().get());
+}
+
+void HostDetailsDialog::setGroup(const QString& name) {
+    const int known = group_->findText(name);
+    group_->setCurrentIndex(known < 0 ? group_->findText(ServerGroup::defaultName) : known);
+}
+
+QString HostDetailsDialog::enteredAddress() const {
+    QString address = address_->text().trimmed();
+    if (address.startsWith(u'[') && address.endsWith(u']'))
+        address = address.mid(1, address.size() - 2);
+    return address;
+}
+
+QString HostDetailsDialog::missing() const {
+    if (const QString fault = addressFault(enteredAddress()); !fault.isEmpty())
+        return fault;
+    if (user_->text().trimmed().isEmpty())
+        return tr("Enter the user name.");
+    if (!homePath_->text().trimmed().startsWith(u'/'))
+        return tr("The home path begins with “/”.");
+    return authn_->missing();
+}
+
+void HostDetailsDialog::fieldsChanged() {
+    const QString missingText = missing();
+    hint_->setText(missingText);
+    ok_->setEnabled(missingText.isEmpty());
+    ok_->setToolTip(missingText);
+    showTestState();
+    const bool hasLabel = !enteredAddress().isEmpty() && !user_->text().trimmed().isEmpty();
+    const auto unnamed = enteredHost();
+    unnamed->setName({});
+    name_->setPlaceholderText(hasLabel ? unnamed->labelForHost() : tr("As you like to call it"));
+}
+
+std::shared_ptr<RemoteHost> HostDetailsDialog::enteredHost() const {
+    auto host = std::make_shared<RemoteHost>(enteredAddress(), static_cast<std::uint16_t>(port_->value()),
+                                             user_->text().trimmed());
+    host->setName(name_->text().trimmed());
+    host->setGroup(group_->currentText());
+    host->setHomePath(homePath_->text().trimmed());
+    host->setAuthnType(authn_->type());
+    return host;
+}
+
+// ---- Saving
+
+void HostDetailsDialog::accept() {
+    if (!missing().isEmpty())
+        return;
+    const auto host = enteredHost();
+    auto& store = RemoteHostsManager::shared();
+    const auto place = std::find(store.hosts().begin(), store.hosts().end(), edited_);
+    const bool isKnown = place != store.hosts().end();
+    if (isKnown)
+        host->setUuid(edited_->uuid());
+    const Status saved = isKnown ? store.update(place - store.hosts().begin(), host) : store.add(host);
+    if (!saved) {
+        alerts_.present({Alert::Kind::Error, tr("The host cannot be saved."), saved.error().userText, {}},
+                        this, {});
+        return;
+    }
+    QDialog::accept();
+    Q_EMIT hostSaved(host);
+}
+
+void HostDetailsDialog::done(int result) {
+    cancelTest();
+    QDialog::done(result);
+}
+
+// ---- Trying out
+
+void HostDetailsDialog::startTest() {
+    // Under an identity of its own: what the store knows of the key files is not what is tried out.
+    client_ = makeClient_(enteredHost(), alerts_);
+    client_->setWindow(this);
+    showTestState();
+    client_->testConnection([self = QPointer(this), number = ++testNumber_] {
+        if (!self || self->testNumber_ != number)
+            return;
+        self->client_.reset();
+        self->showTestState();
+    });
+}
+
+void HostDetailsDialog::cancelTest() {
+    if (!client_)
+        return;
+    ++testNumber_;
+    const auto cancelled = std::exchange(client_, nullptr);
+    cancelled->cancelConnectionTest();
+    showTestState();
+}
+
+void HostDetailsDialog::showTestState() {
+    test_->setText(client_ ? tr("Cancel &Test") : tr("&Test Connection"));
+    test_->setEnabled(client_ || missing().isEmpty());
+    busy_->setVisible(client_ != nullptr);
+}
+
+} // namespace korvane

@@ -1,0 +1,101 @@
+#include "ui/AlertBox.h"
+#include "ui/AlertBoxPresenter.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class AlertBoxTest : public ::testing::Test {
+protected:
+    AlertBoxTest() { window_->show(); }
+
+    AlertBox* present(Alert alert) {
+        AlertBoxPresenter().present(alert, window_.get(), [this](int button) { answers_.append(button); });
+        return window_->findChild<AlertBox*>();
+    }
+    static Alert question() {
+        return {Alert::Kind::Question, u"Really?"_s, {}, {u"Yes"_s, u"No"_s, u"Cancel"_s}};
+    }
+    Alert passwordQuestion() {
+        Alert alert = question();
+        alert.field = {u"Enter the password"_s, true, [this](const QString& text) {
+                           EXPECT_TRUE(answers_.isEmpty()) << "the text comes before the answer";
+                           entered_.append(text);
+                       }};
+        return alert;
+    }
+    static void settle() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
+
+    std::unique_ptr<QWidget> window_ = std::make_unique<QWidget>();
+    QList<int> answers_;
+    QStringList entered_;
+};
+
+TEST_F(AlertBoxTest, AFieldIsReadyToTypeAndItsTextComesWithTheFirstButton) {
+    AlertBox* box = present(passwordQuestion());
+    auto* field = box->findChild<QLineEdit*>();
+    ASSERT_TRUE(field);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(box));
+    EXPECT_EQ(QApplication::focusWidget(), field);
+    EXPECT_EQ(field->echoMode(), QLineEdit::Password);
+    EXPECT_EQ(field->placeholderText(), u"Enter the password"_s);
+    EXPECT_EQ(field->accessibleName(), u"Enter the password"_s);
+    EXPECT_EQ(field->width(), 250);
+    EXPECT_GE(field->height(), 24);
+    for (const auto* button : box->findChildren<QPushButton*>())
+        EXPECT_FALSE(field->geometry().intersects(QRect(button->mapTo(box, QPoint()), button->size())))
+            << button->text().toStdString();
+    QTest::keyClicks(field, u"geheim ß"_s);
+    QTest::keyClick(field, Qt::Key_Return);
+    EXPECT_EQ(entered_, QStringList{u"geheim ß"_s});
+    EXPECT_EQ(answers_, QList<int>{0});
+}
+
+TEST_F(AlertBoxTest, TheTextOfAnotherAnswerIsNotHandedOn) {
+    AlertBox* box = present(passwordQuestion());
+    auto* field = box->findChild<QLineEdit*>();
+    QTest::keyClicks(field, u"half a pass"_s);
+    QTest::keyClick(field, Qt::Key_Escape);
+    EXPECT_EQ(entered_, QStringList());
+    EXPECT_EQ(answers_, QList<int>{2});
+}
+
+TEST_F(AlertBoxTest, AWindowThatClosesAnswersOnceWithTheLastButton) {
+    Alert alert = question();
+    int suppressed = 0;
+    alert.suppress = [&] { ++suppressed; };
+    AlertBox* box = present(alert);
+    box->checkBox()->setChecked(true);
+    window_->close();
+    EXPECT_EQ(answers_, QList<int>{2});
+    EXPECT_EQ(suppressed, 0) << "nobody has answered";
+    settle();
+    window_.reset();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(answers_, QList<int>{2});
+}
+
+TEST_F(AlertBoxTest, AWindowThatIsDestroyedAnswersOnlyWhenItIsGone) {
+    AlertBoxPresenter().present(question(), window_.get(), [this](int button) {
+        EXPECT_FALSE(window_) << "whoever waits for the answer is half destroyed";
+        answers_.append(button);
+    });
+    // Without the notice that a closing window gives.
+    window_->removeEventFilter(window_->findChild<AlertBox*>());
+    window_.reset();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(answers_, QList<int>{2});
+}
+
+} // namespace
+} // namespace korvane

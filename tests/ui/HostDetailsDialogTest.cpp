@@ -1,0 +1,188 @@
+#include "ui/HostDetailsDialog.h"
+#include "RemoteHostsFixture.h"
+#include "support/StandIns.h"
+
+#include <QComboBox>
+#include <QFile>
+#include <QSpinBox>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::TemporaryFile;
+
+class HostDetailsDialogTest : public test::RemoteHostsFixture {
+protected:
+    /// A dialog on the screen; for a new host without one.
+    HostDetailsDialog& show(const std::shared_ptr<RemoteHost>& edited = nullptr) {
+        dialog_ = std::make_unique<HostDetailsDialog>(edited, alerts_);
+        dialog_->open();
+        EXPECT_TRUE(isInFront(dialog_.get()));
+        return *dialog_;
+    }
+    void typeHost() {
+        type(dialog_.get(), u"Host:"_s, u"10.0.0.5"_s);
+        type(dialog_.get(), u"User:"_s, u"admin"_s);
+    }
+    void choose(const QString& kind) {
+        field<QComboBox>(dialog_.get(), u"Authentication:"_s)->setCurrentText(kind);
+    }
+    bool isComplete() const { return button(dialog_.get(), u"OK"_s)->isEnabled(); }
+    bool says(const QString& text) const {
+        const auto labels = dialog_->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(),
+                           [&](const QLabel* label) { return label->isVisible() && label->text() == text; });
+    }
+    std::unique_ptr<HostDetailsDialog> dialog_;
+};
+
+TEST_F(HostDetailsDialogTest, WhatIsMissingOrWrongIsSaidAndCannotBeSaved) {
+    const auto& dialog = show();
+    choose(u"Keyboard-interactive"_s);
+    const auto check = [&](const QString& hint, int line) {
+        EXPECT_EQ(isComplete(), hint.isEmpty()) << line;
+        EXPECT_EQ(button(&dialog, u"Test Connection"_s)->isEnabled(), hint.isEmpty()) << line;
+        EXPECT_TRUE(hint.isEmpty() || says(hint)) << line << ": " << hint.toStdString();
+    };
+    check(u"Enter the name or address of the host."_s, __LINE__);
+    const std::initializer_list<std::pair<QString, QString>> addresses{
+        {u"web"_s, u"Enter the user name."_s},
+        {u"::1"_s, u"Enter the user name."_s},
+        {u" [fe80::1%eth0] "_s, u"Enter the user name."_s},
+        {u"web:22"_s, u"The port has a field of its own."_s},
+        {u"a b"_s, u"“a b” is no name or address of a host."_s},
+        {u"ssh://web"_s, u"“ssh://web” is no name or address of a host."_s},
+        {u"me@web"_s, u"“me@web” is no name or address of a host."_s},
+        {u"   "_s, u"Enter the name or address of the host."_s},
+    };
+    for (const auto& [address, hint] : addresses) {
+        type(&dialog, u"Host:"_s, address);
+        check(hint, __LINE__);
+    }
+    typeHost();
+    check({}, __LINE__);
+    type(&dialog, u"Home path:"_s, u"var/log"_s);
+    check(u"The home path begins with “/”."_s, __LINE__);
+    type(&dialog, u"Home path:"_s, u"/var/log"_s);
+    choose(u"Password"_s);
+    check(u"Enter the password, or choose to be asked at each login."_s, __LINE__);
+    type(&dialog, u"Password:"_s, u" "_s);
+    check({}, __LINE__);
+    choose(u"Public Key"_s);
+    check(u"Choose the private key file."_s, __LINE__);
+    type(&dialog, u"Private key:"_s, u"id_rsa"_s);
+    check(u"Choose the public key file; its name often ends in “.pub”."_s, __LINE__);
+    type(&dialog, u"Public key:"_s, u"/keys/id_rsa.pub"_s);
+    check(u"“id_rsa” is not the whole path of a file."_s, __LINE__);
+    type(&dialog, u"Private key:"_s, u"/keys/id_rsa"_s);
+    check({}, __LINE__);
+    EXPECT_TRUE(hosts().empty());
+}
+
+TEST_F(HostDetailsDialogTest, EveryFieldReachesTheHostAndIsShownAgain) {
+    addGroup(u"Production"_s);
+    show();
+    type(dialog_.get(), u"Name:"_s, u" Front end "_s);
+    type(dialog_.get(), u"Host:"_s, u"[2001:db8::5]"_s);
+    type(dialog_.get(), u"User:"_s, u"CORP\\admin"_s);
+    auto* port = field<QSpinBox>(dialog_.get(), u"Port:"_s);
+    EXPECT_EQ(port->value(), 22);
+    port->setValue(70000);
+    EXPECT_EQ(port->value(), 65535);
+    field<QComboBox>(dialog_.get(), u"Group:"_s)->setCurrentText(u"Production"_s);
+    type(dialog_.get(), u"Home path:"_s, u"/var/log"_s);
+    choose(u"Password"_s);
+    EXPECT_TRUE(says(u"Stored as plain text, in a file that only you can read."_s));
+    EXPECT_EQ(field(dialog_.get(), u"Password:"_s)->echoMode(), QLineEdit::Password);
+    type(dialog_.get(), u"Password:"_s, u" se cret "_s);
+    QTest::keyClick(dialog_.get(), Qt::Key_Return);
+    ASSERT_EQ(savedHosts()->count(), 1);
+    const auto saved = savedHosts()->host(0);
+    EXPECT_EQ(saved->name(), u"Front end"_s);
+    EXPECT_EQ(saved->connectionString(), u"CORP\\admin@2001:db8::5:65535"_s);
+    EXPECT_EQ(saved->group(), u"Production"_s);
+    EXPECT_EQ(saved->homePath(), u"/var/log"_s);
+    const auto* password = dynamic_cast<const PasswordAuthnType*>(saved->authnType().get());
+    ASSERT_TRUE(password);
+    EXPECT_EQ(password->password, u" se cret "_s);
+
+    // Nothing changed, and all of it is there again.
+    show(hosts().front());
+    EXPECT_TRUE(isComplete());
+    QTest::keyClick(dialog_.get(), Qt::Key_Return);
+    const auto again = hosts().front();
+    EXPECT_NE(again, nullptr);
+    EXPECT_EQ(again->labelForHost(), saved->labelForHost());
+    EXPECT_EQ(again->connectionString(), saved->connectionString());
+    EXPECT_EQ(again->group(), saved->group());
+    EXPECT_EQ(again->homePath(), saved->homePath());
+    EXPECT_EQ(again->uuid(), saved->uuid());
+    EXPECT_EQ(dynamic_cast<const PasswordAuthnType&>(*again->authnType()).password, password->password);
+}
+
+TEST_F(HostDetailsDialogTest, AKeyFileThatCannotBeReadLeavesWhatWasTyped) {
+    const TemporaryFile key("key", "id_test");
+    const QString path = QString::fromLocal8Bit(key.path());
+    for (const bool isNew : {true, false}) {
+        const auto host = isNew ? nullptr : addHost(u"web"_s);
+        const qsizetype before = RemoteHostsManager::shared().count();
+        alerts_.alerts.clear();
+        show(host);
+        typeHost();
+        choose(u"Public Key"_s);
+        type(dialog_.get(), u"Private key:"_s, path);
+        type(dialog_.get(), u"Public key:"_s, u"/nowhere/id_test.pub"_s);
+        type(dialog_.get(), u"Pass phrase:"_s, u"phrase"_s);
+        click(dialog_.get(), u"OK"_s);
+        ASSERT_EQ(alerts_.alerts.size(), 1U);
+        EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"id_test.pub"_s))
+            << alerts_.alerts[0].informativeText.toStdString();
+        EXPECT_TRUE(dialog_->isVisible());
+        EXPECT_EQ(field(dialog_.get(), u"Pass phrase:"_s)->text(), u"phrase"_s);
+        EXPECT_EQ(RemoteHostsManager::shared().count(), before);
+        EXPECT_TRUE(isNew || hosts().back() == host) << "the host in the store is untouched";
+
+        type(dialog_.get(), u"Public key:"_s, path);
+        click(dialog_.get(), u"OK"_s);
+        EXPECT_FALSE(dialog_->isVisible());
+        EXPECT_EQ(RemoteHostsManager::shared().count(), before + (isNew ? 1 : 0));
+        EXPECT_TRUE(RemoteHostsManager::shared().publicKeyUrl(*hosts().back()));
+        const auto& type = dynamic_cast<const PublicKeyAuthnType&>(*hosts().back()->authnType());
+        EXPECT_EQ(type.publicKeyFilePath, path);
+        EXPECT_EQ(type.privateKeyPwd, u"phrase"_s);
+    }
+}
+
+TEST_F(HostDetailsDialogTest, TheOtherHalfOfAKeyIsFoundInTheHomeDirectory) {
+    QTemporaryDir home;
+    const test::ScopedVariable variable("HOME", home.path().toLocal8Bit());
+    for (const QString& name : {u"/id_rsa"_s, u"/id_rsa.pub"_s})
+        ASSERT_TRUE(QFile(home.path() + name).open(QIODevice::WriteOnly));
+    show();
+    typeHost();
+    choose(u"Public Key"_s);
+    type(dialog_.get(), u"Private key:"_s, u"~/id_rsa"_s);
+    QTest::keyClick(field(dialog_.get(), u"Private key:"_s), Qt::Key_Tab);
+    EXPECT_EQ(field(dialog_.get(), u"Public key:"_s)->text(), home.path() + u"/id_rsa.pub"_s);
+    click(dialog_.get(), u"OK"_s);
+    ASSERT_EQ(hosts().size(), 1U);
+    const auto& type = dynamic_cast<const PublicKeyAuthnType&>(*hosts()[0]->authnType());
+    EXPECT_EQ(type.privateKeyFilePath, home.path() + u"/id_rsa"_s);
+    EXPECT_EQ(type.privateKeyPwd, std::nullopt);
+}
+
+TEST_F(HostDetailsDialogTest, AHostWithoutALoginIsNotGivenOneUnasked) {
+    const auto host = addHost(u"web"_s);
+    host->setAuthnType(nullptr);
+    show(host);
+    EXPECT_TRUE(says(u"Choose how to log in."_s));
+    EXPECT_FALSE(isComplete());
+    QTest::keyClick(dialog_.get(), Qt::Key_Return);
+    EXPECT_EQ(hosts().front()->authnType(), nullptr);
+    choose(u"Keyboard-interactive"_s);
+    EXPECT_TRUE(isComplete());
+}
+
+} // namespace
+} // namespace korvane

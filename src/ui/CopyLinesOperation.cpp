@@ -1,17 +1,12 @@
 #include "ui/CopyLinesOperation.h"
 
+#include "core/Pages.h"
 #include "core/TailDataSourceProtocol.h"
 #include "foundation/MainThread.h"
 
 #include <algorithm>
 
 namespace korvane {
-namespace {
-
-constexpr qint64 linesAtOnce = 2000;
-
-} // namespace
-
 CopyLinesOperation::CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
                                        std::vector<RowSelection::Range> lines,
                                        std::function<void(int)> progress,
@@ -28,8 +23,9 @@ void CopyLinesOperation::main() {
     qint64 copied = 0;
     int lastPercent = 0;
     for (const auto& range : lines_) {
-        for (qint64 line = range.first; line <= range.last; line += linesAtOnce) {
-            const qint64 count = std::min(linesAtOnce, range.last - line + 1);
+        for (qint64 line = range.first, count = 0; line <= range.last; line += count) {
+            // No page is read twice.
+            count = std::min(pages::firstLine(pages::pageOfLine(line) + 1), range.last + 1) - line;
             const auto lines = dataSource_->readLines(line, count, [this] { return isCancelled(); });
             if (!lines) {
                 MainThread::shared().post([done = done_, end = isCancelled()

@@ -371,6 +371,7 @@ void WindowActions::update() {
     wrap_->setChecked(logView.wrappingLines());
     lineNumbers_->setText(logView.showsLineNumbers() ? tr("Hide Line &Numbers") : tr("Show Line &Numbers"));
     quickHighlight_->setChecked(logView.quickHighlightEnabled());
+    encodings_->setEnabled(page->document()->hasEncodingChoice());
     const EncodingChoice choice = page->document()->encodingChoice();
     for (QAction* action : encodings_->actions()) {
         if (action->data().value<EncodingChoice>() == choice)

@@ -106,7 +106,8 @@ void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
     if (welcome_)
         welcome_->hide();
     if (keepsState_ && !document->isTransient()) {
-        RecentFiles::add(document->fileUrl());
+        if (document->fileUrl().isLocalFile())
+            RecentFiles::add(document->fileUrl());
         saveSession();
     }
 }

@@ -40,6 +40,10 @@ Preferences& Preferences::shared() {
     return *sharedSlot();
 }
 
+bool Preferences::hasShared() {
+    return sharedSlot() != nullptr;
+}
+
 void Preferences::setShared(std::unique_ptr<Preferences> preferences) {
     sharedSlot() = std::move(preferences);
 }
@@ -83,6 +87,7 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
         {keyNMSSHDebug, false},
         {keyUseTabs, true},
         {keyReopenDocuments, true},
+        {keyChecksHostKeys, false},
     });
     for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
         refreshCachedColor(key);
@@ -125,6 +130,7 @@ KORVANE_BOOLEAN_SETTING(lazyLoadFile, setLazyLoadFile, keyLazyLoadFile)
 KORVANE_BOOLEAN_SETTING(showWelcomeWinOnStart, setShowWelcomeWinOnStart, keyShowWelcomeWinOnStart)
 KORVANE_BOOLEAN_SETTING(useTabs, setUseTabs, keyUseTabs)
 KORVANE_BOOLEAN_SETTING(reopenDocuments, setReopenDocuments, keyReopenDocuments)
+KORVANE_BOOLEAN_SETTING(checksHostKeys, setChecksHostKeys, keyChecksHostKeys)
 #undef KORVANE_BOOLEAN_SETTING
 
 bool Preferences::nmsshDebug() const {

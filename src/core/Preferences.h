@@ -37,9 +37,12 @@ public:
     const QString keyWrapLines = QStringLiteral("keyWrapLines");
     const QString keyUseTabs = QStringLiteral("useTabs");
     const QString keyReopenDocuments = QStringLiteral("reopenDocuments");
+    const QString keyChecksHostKeys = QStringLiteral("checksHostKeys");
 
     /// The instance of the program. `setShared` is called once, before any other use.
     static Preferences& shared();
+    /// Whether one has been set.
+    static bool hasShared();
     static void setShared(std::unique_ptr<Preferences> preferences);
 
     explicit Preferences(std::unique_ptr<UserDefaults> userDefaults);
@@ -86,6 +89,10 @@ public:
     /// Whether a start without files opens those of the last time again.
     bool reopenDocuments() const;
     void setReopenDocuments(bool value);
+
+    /// Whether the keys of servers are held against those known of them; otherwise all are accepted.
+    bool checksHostKeys() const;
+    void setChecksHostKeys(bool value);
 
     bool nmsshDebug() const;
     /// Also switches the SSH library's own log, through the hook, in the same call.

@@ -4,6 +4,7 @@
 #include <QUrl>
 
 #include <memory>
+#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -58,8 +59,21 @@ public:
     std::shared_ptr<AuthnType> copy() const override;
     QString description() const override;
 
-    /// What the user typed at the prompt, for the life of the object; neither archived nor copied.
-    std::optional<QString> cachedPwd;
+    /// What the user typed at the prompt, for the life of the object; neither archived nor copied. Any
+    /// thread.
+    std::optional<QString> cachedPwd() const {
+        const std::lock_guard guard(mutex_);
+        return cachedPwd_;
+    }
+    void setCachedPwd(std::optional<QString> answer) {
+        const std::lock_guard guard(mutex_);
+        cachedPwd_ = std::move(answer);
+    }
+
+private:
+    mutable std::mutex mutex_;
+    // Guarded by mutex_.
+    std::optional<QString> cachedPwd_;
 };
 
 } // namespace korvane

@@ -1,41 +1,340 @@
 #include "remote/Client.h"
 
+#include "foundation/FilePath.h"
+#include "foundation/Log.h"
+#include "foundation/MainThread.h"
+#include "foundation/Operation.h"
+#include "remote/AuthnType.h"
+#include "remote/NMSSHSession.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/Reply.h"
+#include "remote/SshError.h"
+
+#include <QFile>
+
 namespace korvane {
+namespace {
+
+class TestOperation : public Operation {
+public:
+    explicit TestOperation(std::function<void()> test) : test_(std::move(test)) {}
+
+private:
+    void main() override { test_(); }
+
+    const std::function<void()> test_;
+};
+
+/// The file that the settings remember, or else the one at the stored path.
+std::optional<QUrl> keyFile(std::optional<QUrl> remembered, const std::optional<QString>& path) {
+    if (remembered || !path || path->isEmpty())
+        return remembered;
+    return fileUrlFromPath(QFile::encodeName(*path));
+}
+
+QString filePath(const QUrl& url) {
+    return QFile::decodeName(localPath(url));
+}
+
+Alert message(Alert::Kind kind, const QString& text, const QString& informativeText) {
+    Alert alert;
+    alert.kind = kind;
+    alert.message = text;
+    alert.informativeText = informativeText;
+    alert.buttons = {QStringLiteral("OK")};
+    return alert;
+}
+
+} // namespace
 
 std::shared_ptr<Client> Client::create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts) {
     return std::shared_ptr<Client>(new Client(std::move(host), alerts));
 }
 
+std::shared_ptr<Client> Client::create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
+                                       SessionSettings settings) {
+    return std::shared_ptr<Client>(new Client(std::move(host), alerts, std::move(settings)));
+}
+
 Client::Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts)
-    : host_(std::move(host)), alerts_(alerts) {}
+    : Client(host, alerts, SessionSettings::ofUser(*host)) {}
 
-Client::~Client() = default;
+Client::Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, SessionSettings settings)
+    : host_(std::move(host)), alerts_(alerts), settings_(std::move(settings)), hostName_(host_->host()),
+      port_(host_->port()), username_(host_->username()), homePath_(host_->homePath()),
+      proof_(proofOf(*host_)) {}
 
-void Client::setWindow(const void*) {}
+Client::~Client() {
+    Client::disconnect();
+}
+
+Client::Proof Client::proofOf(const RemoteHost& host) {
+    Proof proof;
+    if (const auto password = std::dynamic_pointer_cast<PasswordAuthnType>(host.authnType())) {
+        proof.kind = Proof::Kind::Password;
+        proof.password = password->password.value_or(QString());
+    } else if (auto keyboard = std::dynamic_pointer_cast<KeyboardAuthnType>(host.authnType())) {
+        proof.kind = Proof::Kind::Keyboard;
+        proof.keyboard = std::move(keyboard);
+    } else if (const auto keys = std::dynamic_pointer_cast<PublicKeyAuthnType>(host.authnType())) {
+        const bool hasStore = RemoteHostsManager::hasShared();
+        proof.kind = Proof::Kind::PublicKey;
+        proof.pubKeyUrl = keyFile(hasStore ? RemoteHostsManager::shared().publicKeyUrl(host) : std::nullopt,
+                                  keys->publicKeyFilePath);
+        proof.pvtKeyUrl = keyFile(hasStore ? RemoteHostsManager::shared().privateKeyUrl(host) : std::nullopt,
+                                  keys->privateKeyFilePath);
+        proof.passPhrase = keys->privateKeyPwd;
+    }
+    return proof;
+}
+
+void Client::setWindow(const void* window) {
+    window_ = window;
+}
 
 Result<Client::Connection> Client::connect() {
-    return Connection{};
+    return connect(disconnections_.load());
+}
+
+Result<Client::Connection> Client::connect(std::uint64_t disconnections) {
+    const std::lock_guard guard(connecting_);
+    const auto isWanted = [this, disconnections] { return disconnections_.load() == disconnections; };
+    const auto session = sessionForConnecting();
+    if (!session->isAuthorized()) {
+        wasLeftUnanswered_ = false;
+        loginDisconnections_ = disconnections;
+        if (!session->connect(isWanted)) {
+            const Error error = session->lastError();
+            wasLeftUnanswered_ = isSshError(error, SshErrorCode::NotAnswered);
+            // A fault of the network is for the caller to word, but this one nobody may miss.
+            if (isWanted() && isSshError(error, SshErrorCode::HostKeyChanged))
+                return error;
+            return Connection{};
+        }
+        const Login login = logIn(*session);
+        if (login != Login::Done) {
+            const Error error = session->lastError();
+            wasLeftUnanswered_ = isSshError(error, SshErrorCode::NotAnswered);
+            session->disconnect();
+            if (login == Login::Refused && isWanted() && !wasLeftUnanswered_)
+                return error;
+            return Connection{};
+        }
+        if (!isWanted()) {
+            session->disconnect();
+            return Connection{};
+        }
+    }
+    const bool homePathExists = session->directoryExistsAtPath(homePath_.toUtf8());
+    return Connection{session->isAuthorized(), homePathExists};
+}
+
+std::shared_ptr<NMSSHSession> Client::sessionForConnecting() {
+    const std::lock_guard guard(mutex_);
+    if (!session_) {
+        session_ = std::make_shared<NMSSHSession>(hostName_, port_, username_, settings_);
+        session_->setDelegate(weak_from_this());
+    }
+    return session_;
+}
+
+Client::Login Client::logIn(NMSSHSession& session) {
+    if (session.usesSshConfig() && session.authenticateByAgent())
+        return Login::Done;
+    const auto result = [](bool isDone) { return isDone ? Login::Done : Login::Refused; };
+    switch (proof_.kind) {
+    case Proof::Kind::Password:
+        return result(session.authenticateByPassword(proof_.password));
+    case Proof::Kind::Keyboard:
+        return result(logInByKeyboard(session));
+    case Proof::Kind::PublicKey:
+        if (proof_.pubKeyUrl && proof_.pvtKeyUrl)
+            return result(session.authenticateByPublicKey(filePath(*proof_.pubKeyUrl),
+                                                          filePath(*proof_.pvtKeyUrl), proof_.passPhrase));
+        break;
+    case Proof::Kind::None:
+        break;
+    }
+    // Without anything to prove it with, only the agent can have been refused.
+    return session.usesSshConfig() ? Login::Refused : Login::Unproven;
+}
+
+bool Client::logInByKeyboard(NMSSHSession& session) {
+    bool isDone = false;
+    if (const std::optional<QString> cached = proof_.keyboard->cachedPwd())
+        isDone = session.authenticateByKeyboardInteractiveUsingBlock(
+            [cached](const QString&, bool) { return cached; });
+    else
+        isDone = session.authenticateByKeyboardInteractive();
+    if (!isDone)
+        forgetAnswer();
+    return isDone;
 }
 
 bool Client::isConnected() const {
-    return false;
+    const auto current = session();
+    return current && current->isAuthorized();
 }
 
-QString Client::execute(const QString&, const IsCancelled&) {
+QString Client::execute(const QString& command, const IsCancelled& isCancelled) {
+    const auto current = session();
+    if (!current || !current->isConnected())
+        return {};
+    const Result<QByteArray> output = current->execute(command.toUtf8(), isCancelled);
+    if (output)
+        return QString::fromUtf8(output.value());
+    if (isSshError(output.error(), SshErrorCode::Cancelled))
+        return {};
+    qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + output.error().userText +
+                                          QStringLiteral(" for cmd: ") + command;
+    qCWarning(logRemote).noquote() << QStringLiteral("Reason: ") + current->lastError().userText +
+                                          QStringLiteral("\n----------");
+    current->disconnect(output.error());
     return {};
 }
 
-void Client::disconnect() {}
+void Client::disconnect() {
+    ++disconnections_;
+    std::shared_ptr<NMSSHSession> current;
+    std::vector<std::weak_ptr<Question>> questions;
+    {
+        const std::lock_guard guard(mutex_);
+        current = session_;
+        questions.swap(questions_);
+    }
+    for (const auto& weak : questions) {
+        if (const auto question = weak.lock())
+            question->set(std::nullopt);
+    }
+    if (!current)
+        return;
+    if (current->isConnected())
+        forgetAnswer();
+    current->disconnect();
+}
 
 std::shared_ptr<NMSSHSession> Client::session() const {
-    return nullptr;
+    const std::lock_guard guard(mutex_);
+    return session_;
+}
+
+bool Client::shouldConnectToHostWithFingerprint(const QString& fingerprint, bool isKnown) {
+    if (isKnown)
+        return true;
+    Alert alert;
+    alert.kind = Alert::Kind::Question;
+    alert.message = QStringLiteral("The server '%1' is not known yet.").arg(hostName_);
+    alert.informativeText =
+        QStringLiteral("Its key is %1. Do you trust it? It will be remembered, and any other "
+                       "key of this server will be refused.")
+            .arg(fingerprint);
+    alert.buttons = {QStringLiteral("Trust"), QStringLiteral("Cancel")};
+    return ask(std::move(alert)).has_value();
+}
+
+std::optional<QString> Client::keyboardInteractiveRequest(const QString& request, bool isEchoed) {
+    Alert alert;
+    alert.kind = Alert::Kind::Question;
+    alert.message = QStringLiteral("Enter password for user '%1' on server: %2").arg(username_, hostName_);
+    alert.informativeText = request;
+    alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
+    alert.field = Alert::Field{QStringLiteral("Enter the password"), !isEchoed, {}};
+    const std::optional<QString> answer = ask(std::move(alert));
+    if (answer && proof_.keyboard)
+        proof_.keyboard->setCachedPwd(answer);
+    return answer;
+}
+
+std::optional<QString> Client::ask(Alert alert) {
+    const auto question = std::make_shared<Question>();
+    {
+        const std::lock_guard guard(mutex_);
+        if (disconnections_.load() != loginDisconnections_.load())
+            return std::nullopt;
+        std::erase_if(questions_, [](const auto& weak) { return weak.expired(); });
+        questions_.push_back(question);
+    }
+    MainThread::shared().post([self = weak_from_this(), question, alert = std::move(alert)]() mutable {
+        const auto alive = self.lock();
+        if (!alive || question->isSet()) {
+            question->set(std::nullopt);
+            return;
+        }
+        const auto text = std::make_shared<QString>();
+        if (alert.field)
+            alert.field->entered = [text](const QString& entered) { *text = entered; };
+        alive->alerts_.present(alert, alive->window_, [question, text](int button) {
+            question->set(button == 0 ? std::optional<QString>(*text) : std::nullopt);
+        });
+    });
+    return question->wait();
+}
+
+void Client::forgetAnswer() {
+    if (proof_.keyboard)
+        proof_.keyboard->setCachedPwd(std::nullopt);
+}
+
+void Client::didDisconnectWithError(const std::optional<Error>& error) {
+    if (!error)
+        return;
+    forgetAnswer();
+    tell(message(Alert::Kind::Error, QStringLiteral("Disconnected from remote server host!"),
+                 QStringLiteral("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")
+                     .arg(hostName_, QString::number(port_))),
+         [] {});
+}
+
+void Client::tell(Alert alert, std::function<void()> done) {
+    MainThread::shared().post([self = weak_from_this(), alert = std::move(alert), done = std::move(done)] {
+        if (const auto alive = self.lock())
+            alive->alerts_.present(alert, alive->window_, [done](int) { done(); });
+        else
+            done();
+    });
 }
 
 void Client::testConnection(std::function<void()> done) {
-    static_cast<void>(alerts_);
-    done();
+    connectionTestCanceled_ = false;
+    const std::uint64_t disconnections = disconnections_.load();
+    testQueue_.addOperation(
+        std::make_shared<TestOperation>([self = shared_from_this(), disconnections, done = std::move(done)] {
+            std::optional<Alert> alert = self->outcomeOfTest(self->connect(disconnections));
+            self->disconnect();
+            if (alert)
+                self->tell(std::move(*alert), done);
+            else
+                MainThread::shared().post(done);
+        }));
 }
 
-void Client::cancelConnectionTest() {}
+std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& connection) const {
+    if (connectionTestCanceled_)
+        return std::nullopt;
+    if (!connection) {
+        QString text = QStringLiteral("Please check the server configuration!");
+        if (!connection.error().userText.isEmpty())
+            text += QStringLiteral(" Reason: ") + connection.error().userText;
+        return message(Alert::Kind::Error, QStringLiteral("Connection test failed!"), text);
+    }
+    if (connection.value().isAuthorised)
+        return message(
+            Alert::Kind::Information, QStringLiteral("Connection success!"),
+            connection.value().homePathExists
+                ? QStringLiteral("All good!")
+                : QStringLiteral("Remote login path: '%1' does not exist on server!").arg(homePath_));
+    if (wasLeftUnanswered_)
+        return std::nullopt;
+    return message(
+        Alert::Kind::Error,
+        QStringLiteral("Could not connect to host: %1 on port %2").arg(hostName_, QString::number(port_)),
+        QStringLiteral("Please check the configuration and ensure the SSH server is running!"));
+}
+
+void Client::cancelConnectionTest() {
+    connectionTestCanceled_ = true;
+    disconnect();
+}
 
 } // namespace korvane

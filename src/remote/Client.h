@@ -1,17 +1,29 @@
 #pragma once
 
 #include "foundation/Alerts.h"
+#include "foundation/OperationQueue.h"
 #include "foundation/Result.h"
+#include "remote/NMSSHSessionDelegate.h"
+#include "remote/SessionSettings.h"
 
 #include <QString>
+#include <QUrl>
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
 
 namespace korvane {
 
+class KeyboardAuthnType;
 class NMSSHSession;
 class RemoteHost;
+template <typename T>
+class Reply;
 
 /// One login on one host, for one document, browser or connection test: connects, runs commands, asks the
 /// user what the server wants to know, and tells of a lost connection.
@@ -19,7 +31,7 @@ class RemoteHost;
 /// Held by shared pointer. Made on the main thread; what the host's object says then is what counts. The
 /// calls that wait for the network block their caller, which is never the main thread. Any number of threads
 /// may connect and run commands at once.
-class Client : public std::enable_shared_from_this<Client> {
+class Client : public NMSSHSessionDelegate, public std::enable_shared_from_this<Client> {
 public:
     /// What `connect` has reached.
     struct Connection {
@@ -30,7 +42,9 @@ public:
 
     /// `alerts` shows questions and messages and outlives the client. Main thread.
     static std::shared_ptr<Client> create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts);
-    virtual ~Client();
+    static std::shared_ptr<Client> create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
+                                          SessionSettings settings);
+    ~Client() override;
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
@@ -60,12 +74,74 @@ public:
     /// The test ends without an alert. Main thread.
     void cancelConnectionTest();
 
+    // NMSSHSessionDelegate
+    bool shouldConnectToHostWithFingerprint(const QString& fingerprint, bool isKnown) override;
+    std::optional<QString> keyboardInteractiveRequest(const QString& request, bool isEchoed) override;
+    void didDisconnectWithError(const std::optional<Error>& error) override;
+
 protected:
     Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts);
 
 private:
+    /// How the login is proven: what the host said when the client was made. Only the keyboard's answer is
+    /// the host's own object, because others may ask for it too.
+    struct Proof {
+        enum class Kind { None, Password, Keyboard, PublicKey };
+
+        Kind kind = Kind::None;
+        QString password;
+        std::shared_ptr<KeyboardAuthnType> keyboard;
+        /// For a key: nothing when the host names no file.
+        std::optional<QUrl> pubKeyUrl;
+        std::optional<QUrl> pvtKeyUrl;
+        std::optional<QString> passPhrase;
+    };
+    /// The answer to a question; nothing when there is none.
+    using Question = Reply<std::optional<QString>>;
+    enum class Login { Done, Refused, Unproven };
+
+    Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, SessionSettings settings);
+    static Proof proofOf(const RemoteHost& host);
+
+    /// As `connect`, unless there was a disconnection since the count was taken.
+    Result<Connection> connect(std::uint64_t disconnections);
+    std::shared_ptr<NMSSHSession> sessionForConnecting();
+    Login logIn(NMSSHSession& session);
+    bool logInByKeyboard(NMSSHSession& session);
+    /// Blocks until the user has answered or the client is disconnected.
+    std::optional<QString> ask(Alert alert);
+    void forgetAnswer();
+    /// Any thread; `done` is called on the main thread.
+    void tell(Alert alert, std::function<void()> done);
+    /// What the user is told of the test; nothing when he has called it off or left a question unanswered.
+    std::optional<Alert> outcomeOfTest(const Result<Connection>& connection) const;
+
     const std::shared_ptr<RemoteHost> host_;
     AlertPresenter& alerts_;
+    const SessionSettings settings_;
+    /// Copies: the host itself belongs to the main thread.
+    const QString hostName_;
+    const std::uint16_t port_;
+    const QString username_;
+    const QString homePath_;
+    const Proof proof_;
+    /// Main thread.
+    const void* window_ = nullptr;
+    OperationQueue testQueue_{"SSH connection test", 1};
+
+    std::atomic<bool> connectionTestCanceled_{false};
+    std::atomic<std::uint64_t> disconnections_{0};
+    /// What the count was when the login under way began.
+    std::atomic<std::uint64_t> loginDisconnections_{0};
+    /// Of the last login: whether the user left a question unanswered.
+    std::atomic<bool> wasLeftUnanswered_{false};
+    /// Held while a login is made: others wait for it and then share it.
+    std::mutex connecting_;
+
+    mutable std::mutex mutex_;
+    // Guarded by mutex_.
+    std::shared_ptr<NMSSHSession> session_;
+    std::vector<std::weak_ptr<Question>> questions_;
 };
 
 } // namespace korvane

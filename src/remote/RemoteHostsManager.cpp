@@ -121,6 +121,8 @@ Status RemoteHostsManager::update(qsizetype index, std::shared_ptr<RemoteHost> h
         return bookmarks.error();
     std::shared_ptr<RemoteHost>& place = hosts_[static_cast<std::size_t>(index)];
     removeKeyBookmarks(*place);
+    if (place->hostIdentifier() != host->hostIdentifier())
+        setUsesSshConfig(*place, false);
     store(bookmarks.value(), defaults_);
     place = std::move(host);
     save();
@@ -132,6 +134,7 @@ void RemoteHostsManager::remove(const std::shared_ptr<RemoteHost>& host) {
     if (place == hosts_.end())
         return;
     removeKeyBookmarks(*host);
+    setUsesSshConfig(*host, false);
     hosts_.erase(place);
     save();
 }
@@ -145,6 +148,18 @@ void RemoteHostsManager::copyKeyBookmarks(const RemoteHost& from, const RemoteHo
         if (const std::optional<QByteArray> bookmark = defaults_.dataForKey(settingsKey(from, kind)))
             defaults_.set(settingsKey(to, kind), *bookmark);
     }
+    setUsesSshConfig(to, usesSshConfig(from));
+}
+
+bool RemoteHostsManager::usesSshConfig(const RemoteHost& host) const {
+    return defaults_.boolForKey(settingsKey(host, SSH_CONFIG));
+}
+
+void RemoteHostsManager::setUsesSshConfig(const RemoteHost& host, bool value) {
+    if (value)
+        defaults_.set(settingsKey(host, SSH_CONFIG), true);
+    else
+        defaults_.remove(settingsKey(host, SSH_CONFIG));
 }
 
 std::optional<QUrl> RemoteHostsManager::publicKeyUrl(const RemoteHost& host) const {

@@ -25,6 +25,9 @@ public:
     inline static const QString PUB_KEY = QStringLiteral("_pub_key");
     inline static const QString PVT_KEY = QStringLiteral("_pvt_key");
 
+    /// And that of the host's choice to use what the user's agent and configuration know of it.
+    inline static const QString SSH_CONFIG = QStringLiteral("_ssh_config");
+
     using Hosts = std::vector<std::shared_ptr<RemoteHost>>;
 
     /// Reads the hosts from the directory; without a file there, none. Fails as FiltersManager::load does.
@@ -50,12 +53,18 @@ public:
     Status add(std::shared_ptr<RemoteHost> host);
     /// An index outside the list changes nothing.
     Status update(qsizetype index, std::shared_ptr<RemoteHost> host);
-    /// Forgets the key files too, and saves.
+    /// Forgets all that the settings hold for it, and saves.
     void remove(const std::shared_ptr<RemoteHost>& host);
     /// Writes the list, after a change of the hosts themselves.
     void save();
 
-    /// Lets a duplicate use the key files of its original, which cannot be asked for again.
+    /// Whether a login uses the user's agent and what stands in ~/.ssh/config, besides the host's own. Kept
+    /// in the settings, so it holds at once, and for a host that is not in the list too.
+    bool usesSshConfig(const RemoteHost& host) const;
+    void setUsesSshConfig(const RemoteHost& host, bool value);
+
+    /// Lets a duplicate use the key files of its original, which cannot be asked for again. It connects in
+    /// the same way, too.
     void copyKeyBookmarks(const RemoteHost& from, const RemoteHost& to);
     /// The key files that the settings remember; nothing for one that is gone.
     std::optional<QUrl> publicKeyUrl(const RemoteHost& host) const;

@@ -42,7 +42,7 @@ std::shared_ptr<PublicKeyAuthnType> publicKeyType() {
 
 std::shared_ptr<KeyboardAuthnType> keyboardType() {
     auto type = std::make_shared<KeyboardAuthnType>();
-    type->cachedPwd = u"answer"_s;
+    type->setCachedPwd(u"answer"_s);
     return type;
 }
 
@@ -57,7 +57,7 @@ QStringList partsOf(const AuthnType* type) {
         return {type->description(), shown(key->publicKeyFilePath), shown(key->privateKeyFilePath),
                 shown(key->privateKeyPwd), key->privateKeyFileUrl ? u"url"_s : QString()};
     if (const auto* keyboard = dynamic_cast<const KeyboardAuthnType*>(type))
-        return {type->description(), shown(keyboard->cachedPwd)};
+        return {type->description(), shown(keyboard->cachedPwd())};
     return {u"plain"_s};
 }
 

@@ -49,12 +49,12 @@ TEST(RemoteHostTest, CopyIsAHostOfItsOwn) {
     EXPECT_EQ(copiedKey->privateKeyPwd, key->privateKeyPwd);
 
     const auto keyboard = std::make_shared<KeyboardAuthnType>();
-    keyboard->cachedPwd = u"answer"_s;
+    keyboard->setCachedPwd(u"answer"_s);
     host.setAuthnType(keyboard);
     host.setName({});
     const auto second = host.copy();
     EXPECT_EQ(second->name(), u"Copy of [u@h:22 (Keyboard-interactive)]"_s);
-    EXPECT_EQ(std::dynamic_pointer_cast<KeyboardAuthnType>(second->authnType())->cachedPwd, std::nullopt);
+    EXPECT_EQ(std::dynamic_pointer_cast<KeyboardAuthnType>(second->authnType())->cachedPwd(), std::nullopt);
 
     host.setAuthnType(std::make_shared<PasswordAuthnType>(u"secret"_s));
     const auto third = std::dynamic_pointer_cast<PasswordAuthnType>(host.copy()->authnType());

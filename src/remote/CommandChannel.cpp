@@ -1,0 +1,125 @@
+#include "remote/CommandChannel.h"
+
+#include "remote/SshError.h"
+
+#include <array>
+
+namespace korvane {
+namespace {
+
+/// How much one stream brings before the others have their turn.
+constexpr int bytesPerTurn = 256 * 1024;
+
+} // namespace
+
+CommandChannel::CommandChannel(ssh_session session, std::shared_ptr<Command> command)
+    : session_(session), command_(std::move(command)), channel_(ssh_channel_new(session)) {
+    callbacks_.userdata = this;
+    callbacks_.channel_exit_status_function = [](ssh_session, ssh_channel, int, void* self) {
+        static_cast<CommandChannel*>(self)->hasStatus_ = true;
+    };
+    callbacks_.channel_exit_signal_function = [](ssh_session, ssh_channel, const char* signal, int,
+                                                 const char*, const char*, void* self) {
+        static_cast<CommandChannel*>(self)->signal_ = QString::fromUtf8(signal);
+    };
+    ssh_callbacks_init(&callbacks_);
+    if (channel_)
+        ssh_set_channel_callbacks(channel_, &callbacks_);
+}
+
+CommandChannel::~CommandChannel() {
+    if (!channel_)
+        return;
+    ssh_remove_channel_callbacks(channel_, &callbacks_);
+    ssh_channel_free(channel_); // closes it, too
+}
+
+CommandChannel::State CommandChannel::step(bool& hasMore) {
+    if (!channel_)
+        return fail(QStringLiteral("No channel could be made."));
+    if (command_->isCancelled.load(std::memory_order_acquire)) {
+        terminate();
+        command_->output.set(sshError(SshErrorCode::Cancelled, QStringLiteral("The command was cancelled.")));
+        return State::Ended;
+    }
+    switch (stage_) {
+    case Stage::Opening:
+        return open();
+    case Stage::Requesting:
+        return request();
+    case Stage::Running:
+        break;
+    }
+    return read(hasMore);
+}
+
+void CommandChannel::terminate() {
+    if (stage_ == Stage::Running && ssh_channel_is_open(channel_))
+        ssh_channel_request_send_signal(channel_, "TERM");
+}
+
+CommandChannel::State CommandChannel::open() {
+    const int result = ssh_channel_open_session(channel_);
+    if (result == SSH_AGAIN)
+        return State::UnderWay;
+    if (result != SSH_OK)
+        return ssh_is_connected(session_) ? State::Refused
+                                          : fail(QStringLiteral("No channel could be opened."));
+    stage_ = Stage::Requesting;
+    return request();
+}
+
+CommandChannel::State CommandChannel::request() {
+    const int result = ssh_channel_request_exec(channel_, command_->text.constData());
+    if (result == SSH_AGAIN)
+        return State::UnderWay;
+    if (result != SSH_OK)
+        return fail(QStringLiteral("The server runs no commands."));
+    stage_ = Stage::Running;
+    // There is no input: a command that reads it shall not wait.
+    ssh_channel_send_eof(channel_);
+    return State::UnderWay;
+}
+
+CommandChannel::State CommandChannel::read(bool& hasMore) {
+    // Both streams share one window: what nobody reads would in the end hold up the other.
+    if (drain(false, &output_, hasMore) == State::Ended || drain(true, nullptr, hasMore) == State::Ended)
+        return State::Ended;
+    const bool isClosed = ssh_channel_is_closed(channel_);
+    if (hasMore || !(isClosed || (hasStatus_ && ssh_channel_is_eof(channel_))))
+        return State::UnderWay;
+    if (!signal_.isEmpty())
+        return fail(QStringLiteral("The command was ended by the signal %1.").arg(signal_));
+    if (!hasStatus_)
+        return fail(QStringLiteral("The command ended without an exit status."));
+    command_->output.set(std::move(output_));
+    return State::Ended;
+}
+
+CommandChannel::State CommandChannel::drain(bool isStandardError, QByteArray* output, bool& hasMore) {
+    static thread_local std::array<char, 64 * 1024> buffer;
+    for (int taken = 0; taken < bytesPerTurn;) {
+        const int count =
+            ssh_channel_read_nonblocking(channel_, buffer.data(), buffer.size(), isStandardError ? 1 : 0);
+        if (count == SSH_ERROR) {
+            // What a closed channel says too, when all of it has been read.
+            return ssh_channel_is_closed(channel_) && ssh_is_connected(session_)
+                       ? State::UnderWay
+                       : fail(QStringLiteral("The connection broke off."));
+        }
+        if (count <= 0)
+            return State::UnderWay;
+        taken += count;
+        if (output)
+            output->append(buffer.data(), count);
+    }
+    hasMore = true;
+    return State::UnderWay;
+}
+
+CommandChannel::State CommandChannel::fail(const QString& text) {
+    command_->output.set(lastSshError(session_, SshErrorCode::Failed, text));
+    return State::Ended;
+}
+
+} // namespace korvane

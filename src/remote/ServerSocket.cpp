@@ -1,0 +1,204 @@
+#include "remote/ServerSocket.h"
+
+#include "foundation/FatalError.h"
+#include "remote/Reply.h"
+#include "remote/SshError.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace korvane {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+struct FreeAddresses {
+    void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
+};
+using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
+
+Error timedOut() {
+    return sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer."));
+}
+
+Error wasCut() {
+    return sshError(SshErrorCode::NotConnected, QStringLiteral("The connection was ended."));
+}
+
+Error systemError(int code) {
+    return sshError(SshErrorCode::Failed, QString::fromLocal8Bit(std::strerror(code)));
+}
+
+Result<Addresses> lookUp(const QByteArray& host, const QByteArray& port) {
+    addrinfo wanted{};
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    const int fault = ::getaddrinfo(host.constData(), port.constData(), &wanted, &found);
+    if (fault)
+        return sshError(SshErrorCode::Failed, QString::fromLocal8Bit(::gai_strerror(fault)));
+    return Addresses(found);
+}
+
+/// Until the descriptor is ready. `cutEvent` ends the wait.
+Status await(int descriptor, short events, int cutEvent, Clock::time_point deadline) {
+    for (;;) {
+        pollfd watched[] = {{descriptor, events, 0}, {cutEvent, POLLIN, 0}};
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        const int ready = ::poll(watched, 2, static_cast<int>(std::max(left, 0ms).count()));
+        if (watched[1].revents)
+            return wasCut();
+        if (ready > 0)
+            return success();
+        if (ready == 0)
+            return timedOut();
+        if (errno != EINTR)
+            return systemError(errno);
+    }
+}
+
+Result<int> connectTo(const addrinfo& address, int cutEvent, Clock::time_point deadline) {
+    const int descriptor =
+        ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, address.ai_protocol);
+    if (descriptor < 0)
+        return systemError(errno);
+    const auto failed = [descriptor](const Error& error) {
+        ::close(descriptor);
+        return error;
+    };
+    if (::connect(descriptor, address.ai_addr, address.ai_addrlen) != 0) {
+        if (errno != EINPROGRESS)
+            return failed(systemError(errno));
+        if (const Status ready = await(descriptor, POLLOUT, cutEvent, deadline); !ready)
+            return failed(ready.error());
+        int fault = 0;
+        socklen_t size = sizeof fault;
+        ::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &fault, &size);
+        if (fault)
+            return failed(systemError(fault));
+    }
+    // Without it every request waits for the other side's delayed acknowledgement.
+    const int on = 1;
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return descriptor;
+}
+
+} // namespace
+
+ServerSocket::ServerSocket() : cutEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (cutEvent_ < 0)
+        fatalError("no event descriptor for a connection");
+}
+
+ServerSocket::~ServerSocket() {
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+    if (program_ > 0) {
+        ::kill(-program_, SIGTERM);
+        // It may take its time to end.
+        std::thread([program = program_] { ::waitpid(program, nullptr, 0); }).detach();
+    }
+    ::close(cutEvent_);
+}
+
+Result<int> ServerSocket::connect(const QString& host, std::uint16_t port, Deadline deadline) {
+    // The look-up cannot be called off: whoever waits goes away from it.
+    const auto reply = std::make_shared<Reply<Result<Addresses>>>();
+    std::thread([reply, host = host.toUtf8(), port = QByteArray::number(port)] {
+        reply->set(lookUp(host, port));
+    }).detach();
+    Result<Addresses> addresses = reply->wait(
+        [&] {
+            if (isCut())
+                reply->set(wasCut());
+            else if (Clock::now() > deadline)
+                reply->set(timedOut());
+        },
+        20ms);
+    if (!addresses)
+        return addresses.error();
+
+    int left = 0;
+    for (const addrinfo* address = addresses.value().get(); address; address = address->ai_next)
+        ++left;
+    Error lastError = timedOut();
+    for (const addrinfo* address = addresses.value().get(); address; address = address->ai_next, --left) {
+        // One that does not answer leaves time for the others.
+        const auto now = Clock::now();
+        const Result<int> descriptor = connectTo(*address, cutEvent_, now + (deadline - now) / left);
+        if (descriptor)
+            return keep(descriptor.value());
+        lastError = descriptor.error();
+        if (isCut())
+            break;
+    }
+    return lastError;
+}
+
+Result<int> ServerSocket::connectThrough(const QString& command) {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return systemError(errno);
+    posix_spawn_file_actions_t files;
+    ::posix_spawn_file_actions_init(&files);
+    ::posix_spawn_file_actions_adddup2(&files, ends[1], STDIN_FILENO);
+    ::posix_spawn_file_actions_adddup2(&files, ends[1], STDOUT_FILENO);
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    const QByteArray line = "exec " + command.toLocal8Bit();
+    const char* const arguments[] = {"sh", "-c", line.constData(), nullptr};
+    const int fault = ::posix_spawn(&program_, "/bin/sh", &files, &attributes,
+                                    const_cast<char* const*>(arguments), environ);
+    ::posix_spawnattr_destroy(&attributes);
+    ::posix_spawn_file_actions_destroy(&files);
+    ::close(ends[1]);
+    if (fault) {
+        program_ = -1;
+        ::close(ends[0]);
+        return systemError(fault);
+    }
+    return keep(ends[0]);
+}
+
+void ServerSocket::cut() {
+    const std::uint64_t one = 1;
+    const std::lock_guard guard(mutex_);
+    isCut_ = true;
+    [[maybe_unused]] const auto written = ::write(cutEvent_, &one, sizeof one);
+    if (descriptor_ >= 0)
+        ::shutdown(descriptor_, SHUT_RDWR);
+}
+
+Result<int> ServerSocket::keep(int descriptor) {
+    const std::lock_guard guard(mutex_);
+    const int own = isCut_ ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (own < 0) {
+        const Error error = isCut_ ? wasCut() : systemError(errno);
+        ::close(descriptor);
+        return error;
+    }
+    descriptor_ = own;
+    return descriptor;
+}
+
+bool ServerSocket::isCut() const {
+    const std::lock_guard guard(mutex_);
+    return isCut_;
+}
+
+} // namespace korvane

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+#include <chrono>
+
+namespace korvane {
+
+class RemoteHost;
+
+/// How a session goes about its connection.
+struct SessionSettings {
+    /// As the user has chosen in the preferences and for the host. Main thread.
+    static SessionSettings ofUser(const RemoteHost& host);
+
+    /// From the first look for the server to the login; the time that the user takes to answer is not
+    /// counted.
+    std::chrono::milliseconds connectingLimit = std::chrono::seconds(15);
+    /// A server that has been silent for so long is asked whether it is there.
+    std::chrono::milliseconds keepAliveInterval = std::chrono::seconds(15);
+    /// And given up when it has not answered for so long.
+    std::chrono::milliseconds unansweredLimit = std::chrono::seconds(60);
+
+    /// Otherwise every host key is accepted.
+    bool checksHostKeys = false;
+    QString knownHostsPath;
+    /// Whether the user's agent and configuration say more about the server.
+    bool usesSshConfig = false;
+    QString configPath;
+};
+
+} // namespace korvane

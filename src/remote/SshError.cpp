@@ -1,0 +1,25 @@
+#include "remote/SshError.h"
+
+#include <libssh/libssh.h>
+
+namespace korvane {
+namespace {
+
+const QString sshErrorDomain = QStringLiteral("SSH");
+
+} // namespace
+
+Error sshError(SshErrorCode code, const QString& text) {
+    return {static_cast<int>(code), sshErrorDomain, text};
+}
+
+Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise) {
+    const QString text = QString::fromUtf8(ssh_get_error(session)).trimmed();
+    return sshError(code, text.isEmpty() ? otherwise : text);
+}
+
+bool isSshError(const Error& error, SshErrorCode code) {
+    return error.domain == sshErrorDomain && error.code == static_cast<int>(code);
+}
+
+} // namespace korvane

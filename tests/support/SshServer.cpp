@@ -1,0 +1,149 @@
+#include "support/SshServer.h"
+
+#include <QFile>
+#include <QStringList>
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <crypt.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <thread>
+
+namespace korvane::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+sockaddr_in loopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+bool answers(std::uint16_t port) {
+    const int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = loopback(port);
+    const bool connected =
+        ::connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(connection);
+    return connected;
+}
+
+} // namespace
+
+bool runProgram(const QList<QByteArray>& command) {
+    ChildProcess program;
+    if (!program.start(command))
+        return false;
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    for (;;) {
+        const std::optional<int> status = program.exitStatus();
+        if (status || std::chrono::steady_clock::now() > end)
+            return status == 0;
+        std::this_thread::sleep_for(2ms);
+    }
+}
+
+std::uint16_t freePort() {
+    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(::bind(probe, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    EXPECT_EQ(::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    ::close(probe);
+    return ntohs(address.sin_port);
+}
+
+SshServer::SshServer(const QByteArray& settings) : settings_(settings) {
+    // The key pairs of the server itself; generating is quick with this type.
+    EXPECT_TRUE(runProgram(
+        {"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", path(QStringLiteral("host_key")).toUtf8()}));
+    write(QStringLiteral("authorized_keys"), "");
+    const QByteArray uid = QByteArray::number(::getuid());
+    const QByteArray gid = QByteArray::number(::getgid());
+    // The other entry is the one that the server gives its own rights up to.
+    write(QStringLiteral("passwd"), "tester:x:" + uid + ':' + gid + ":tester:" + path().toUtf8() +
+                                        ":/bin/sh\nsshd:x:65533:65533::/nonexistent:/bin/false\n");
+    write(QStringLiteral("group"), "tester:x:" + gid + ":\nsshd:x:65533:\n");
+    const char* secret = ::crypt(password().toUtf8().constData(), "$6$korvane$");
+    write(QStringLiteral("shadow"), "tester:" + QByteArray(secret) + ":19000:0:99999:7:::\n");
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        port_ = freePort();
+        if (startOnPort())
+            return;
+    }
+    ADD_FAILURE() << "the server does not start:\n" << log().constData();
+}
+
+SshServer::~SshServer() {
+    process_.stop();
+    if (::testing::Test::HasFailure())
+        std::fprintf(stderr, "What the server has written down:\n%s\n", log().constData());
+}
+
+bool SshServer::takesPasswords() {
+    return ::getuid() == 0;
+}
+
+void SshServer::start() {
+    ASSERT_TRUE(startOnPort()) << log().constData();
+}
+
+bool SshServer::startOnPort() {
+    if (::getuid() == 0)
+        ::mkdir("/run/sshd", 0755); // root's server refuses to start without
+    const QByteArray directory = path().toUtf8();
+    write(QStringLiteral("sshd_config"), settings_ + "\nListenAddress 127.0.0.1\nPort " +
+                                             QByteArray::number(port_) + "\nHostKey " + directory +
+                                             "/host_key\nAuthorizedKeysFile " + directory +
+                                             "/authorized_keys\n"
+                                             "PidFile none\nUsePAM no\nStrictModes no\nUseDNS no\n"
+                                             "PermitRootLogin yes\nMaxStartups 1000\nMaxAuthTries 20\n"
+                                             "Subsystem sftp internal-sftp\nLogLevel VERBOSE\n");
+    const QByteArray wrapper = "libnss_wrapper.so";
+    if (!process_.start({"/usr/sbin/sshd", "-D", "-f", directory + "/sshd_config", "-E", directory + "/log"},
+                        {"LD_PRELOAD=" + wrapper, "NSS_WRAPPER_PASSWD=" + directory + "/passwd",
+                         "NSS_WRAPPER_GROUP=" + directory + "/group",
+                         "NSS_WRAPPER_SHADOW=" + directory + "/shadow"}))
+        return false;
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    while (process_.isRunning() && std::chrono::steady_clock::now() < end) {
+        if (answers(port_))
+            return true;
+        std::this_thread::sleep_for(2ms);
+    }
+    process_.stop();
+    return false;
+}
+
+QString SshServer::makeKey(const QString& name, const QByteArray& type, const QByteArray& passPhrase,
+                           const QList<QByteArray>& more) const {
+    const QString key = path(name);
+    QList<QByteArray> command{"ssh-keygen", "-q", "-t", type, "-N", passPhrase, "-f", key.toUtf8()};
+    EXPECT_TRUE(runProgram(command + more)) << key.toStdString();
+    QFile publicKey(key + QStringLiteral(".pub"));
+    EXPECT_TRUE(publicKey.open(QIODevice::ReadOnly));
+    QFile accepted(path(QStringLiteral("authorized_keys")));
+    EXPECT_TRUE(accepted.open(QIODevice::Append));
+    accepted.write(publicKey.readAll());
+    return key;
+}
+
+QByteArray SshServer::log() const {
+    QFile file(path(QStringLiteral("log")));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("nothing");
+}
+
+void SshServer::write(const QString& name, const QByteArray& content) const {
+    QFile file(path(name));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(content);
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+}
+
+} // namespace korvane::test

@@ -8,6 +8,8 @@
 #include "foundation/Log.h"
 #include "foundation/OperationQueue.h"
 #include "foundation/StoreDirectory.h"
+#include "remote/RemoteDocument.h"
+#include "remote/RemoteHostsManager.h"
 #include "ui/Icons.h"
 #include "ui/LogViewController.h"
 #include "ui/MachineFontCatalog.h"
@@ -65,6 +67,12 @@ QString copyStatus(const PipeCopier& copier) {
                : QString();
 }
 
+/// As it was given, also where a URL would not take it.
+QUrl remoteUrl(const QByteArray& text) {
+    const auto address = RemoteUrl::fromText(QString::fromUtf8(text));
+    return address ? address->url() : QUrl::fromEncoded(text);
+}
+
 } // namespace
 
 QString settingsFilePath() {
@@ -81,6 +89,9 @@ Application::Application(const CommandLine& commandLine)
     auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settingsFilePath()));
     preferences->registerDefaults(MachineFontCatalog());
     Preferences::setShared(std::move(preferences));
+    documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
+        return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), *alerts_);
+    });
     windows_.setDocumentController(documents_);
     // A picture for a report is no reason to disturb anyone.
     if (!commandLine.snapshotPath) {
@@ -159,7 +170,7 @@ void Application::open(const CommandLine::File& file) {
         openPipe(file);
         return;
     }
-    const QUrl url = file.isUrl ? QUrl::fromEncoded(file.path) : fileUrlFromPath(file.path);
+    const QUrl url = file.isUrl ? remoteUrl(file.path) : fileUrlFromPath(file.path);
     const auto document = documents_.openDocument(url, file.line);
     if (document && logTiming().isDebugEnabled()) {
         MainWindowController* page = windows_.pageOf(*document);

@@ -69,6 +69,10 @@ public:
     /// …and than this when the lines asked for take more than `mostShownBytes` together.
     static constexpr std::uint64_t longestShownLineOfMany = 1 << 14;
     static constexpr std::uint64_t mostShownBytes = 64 << 20;
+    /// The longest line that is not cut when lines of so many bytes are shown together.
+    static std::uint64_t longestLineAmong(std::uint64_t bytes) {
+        return bytes <= mostShownBytes ? longestShownLine : longestShownLineOfMany;
+    }
 
 protected:
     explicit LogReader(const QUrl& fileUrl);
@@ -83,11 +87,6 @@ protected:
     };
     /// Nothing when no line is asked for, or there is none.
     static std::optional<LineNumbers> clamp(qint64 start, qint64 count, qint64 total);
-
-    /// The longest line that is not cut when lines of so many bytes are shown together.
-    static std::uint64_t longestLineAmong(std::uint64_t bytes) {
-        return bytes <= mostShownBytes ? longestShownLine : longestShownLineOfMany;
-    }
 
     // What a scan does with what it finds. Called with the scan lock held.
 

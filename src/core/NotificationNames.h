@@ -11,8 +11,11 @@ inline const QString rowsUpdated = QStringLiteral("RowsUpdatedNotificationKey");
 inline const QString fileStatusChanged = QStringLiteral("FileStatusChangedNotification");
 /// Object: std::shared_ptr<DocumentProtocol>. Following its file has begun or ended. Main thread.
 inline const QString tailingChanged = QStringLiteral("TailingChangedNotification");
-/// No object. Rows have arrived in some data source, or must be asked for again; sender: the data source.
-/// Main thread.
+/// Object: std::shared_ptr<DocumentProtocol>. The connection to its computer is in another state. Main
+/// thread.
+inline const QString connectionStateChanged = QStringLiteral("ConnectionStateChangedNotification");
+/// Rows have arrived in some data source, or must be asked for again; sender: the data source. Object, where
+/// a page of a remote file has arrived: qint64, its number; else none. Main thread.
 inline const QString dataSourceLoadedLines = QStringLiteral("DataSourceLoadedLinesNotification");
 /// Object: std::shared_ptr<DocumentProtocol>. A document's window is there. Main thread.
 inline const QString documentLoaded = QStringLiteral("DocumentLoadedNotificationKey");

@@ -5,6 +5,9 @@
 #include "core/RowLine.h"
 #include "core/SearchMatch.h"
 
+#include <QStringList>
+
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -79,6 +82,16 @@ public:
     /// thread.
     virtual std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
                                                      const std::function<bool()>& isCancelled);
+
+    /// The text of `count` lines from the zero-based index `first`, as far as they are there: read anew, no
+    /// page is loaded, no rule is run. Nothing when they cannot be read, or once `isCancelled` answers true.
+    /// Waits for disk or network: a worker's thread.
+    virtual std::optional<QStringList> readLines(qint64 /*first*/, qint64 /*count*/,
+                                                 const std::function<bool()>& /*isCancelled*/) {
+        return std::nullopt;
+    }
+    /// Bytes that lines take in the file, by zero-based index; 0 when not known.
+    virtual std::uint64_t byteCount(qint64 /*first*/, qint64 /*count*/) const { return 0; }
 
     /// Loads a page of lines, once; at once on this thread when not `async`. Any thread.
     virtual void loadPage(qint64 page, bool async) = 0;

@@ -1,10 +1,7 @@
 #include "documents/AppDocumentController.h"
 
-#include "core/NotificationNames.h"
-#include "core/Preferences.h"
-#include "documents/Document.h"
+#include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
-#include "foundation/NotificationCenter.h"
 
 #include <QCoreApplication>
 
@@ -19,10 +16,21 @@ QString translated(const char* text) {
     return QCoreApplication::translate("AppDocumentController", text);
 }
 
+Result<std::shared_ptr<Document>> makeLocalDocument(const QUrl& /*url*/) {
+    return std::shared_ptr<Document>(LocalDocument::create());
+}
+
+/// An error that brings its own remedy is told in its own words.
+Alert alertFor(const Error& error, const QString& name) {
+    if (!error.recoverySuggestion.isEmpty())
+        return {Alert::Kind::Error, error.userText, error.recoverySuggestion, {}};
+    return {Alert::Kind::Error, translated("“%1” cannot be opened.").arg(name), error.userText, {}};
+}
+
 } // namespace
 
 AppDocumentController::AppDocumentController(DocumentWindowFactory& windows, AlertPresenter& alerts)
-    : windows_(windows), alerts_(alerts), classes_{{localDocumentType, &Document::create}} {}
+    : windows_(windows), alerts_(alerts), classes_{{localDocumentType, makeLocalDocument}} {}
 
 AppDocumentController::~AppDocumentController() {
     for (const auto& document : documents_)
@@ -51,7 +59,10 @@ Result<std::shared_ptr<Document>> AppDocumentController::makeDocument(const QUrl
             translated("“%1” lies on another computer. This version of the program opens only files on this "
                        "one.")
                 .arg(absoluteString(url))};
-    std::shared_ptr<Document> document = documentClass();
+    auto made = documentClass(url);
+    if (!made)
+        return made.error();
+    const std::shared_ptr<Document> document = std::move(made).value();
     const Status status = document->readFromUrl(url);
     if (!status) {
         document->close();
@@ -72,9 +83,7 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
     const auto made = makeDocument(url, typeForContentsOfUrl(url));
     if (!made) {
         const QString name = displayName.isEmpty() ? korvane::displayName(url) : displayName;
-        alerts_.present(
-            {Alert::Kind::Error, translated("“%1” cannot be opened.").arg(name), made.error().userText, {}},
-            nullptr, [](int) {});
+        alerts_.present(alertFor(made.error(), name), nullptr, [](int) {});
         return nullptr;
     }
     const std::shared_ptr<Document>& document = made.value();
@@ -83,12 +92,9 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
     // Before the window is made: by the time it is painted the first lines are there.
     document->startLoading();
     windows_.makeWindow(document);
-    if (Preferences::shared().startTailingOnFileOpen())
-        document->startTailingWhenLoaded();
     if (lineNumber)
         windows_.goToLine(document, *lineNumber);
-    NotificationCenter::shared().post(notification::documentLoaded,
-                                      std::shared_ptr<DocumentProtocol>(document));
+    document->windowMade();
     return document;
 }
 

@@ -35,8 +35,8 @@ public:
     inline static const QString localDocumentType = QStringLiteral("Local Korvane Document");
     inline static const QString remoteDocumentType = QStringLiteral("Remote Korvane Document");
 
-    /// Makes an unloaded document.
-    using DocumentClass = std::function<std::shared_ptr<Document>()>;
+    /// Makes an unloaded document for the address, or says why there can be none.
+    using DocumentClass = std::function<Result<std::shared_ptr<Document>>(const QUrl& url)>;
 
     /// `windows` and `alerts` must outlive the controller.
     AppDocumentController(DocumentWindowFactory& windows, AlertPresenter& alerts);
@@ -51,9 +51,9 @@ public:
     Result<std::shared_ptr<Document>> makeDocument(const QUrl& url, const QString& type) const;
 
     /// Opens the address: raises the window of a document that is open already, otherwise makes document and
-    /// window and starts the load, and then posts `notification::documentLoaded`. A failure is shown as an
-    /// alert. `lineNumber`: the one-based line to go to. `displayName`: as for Document::setDisplayName.
-    /// Returns the document, null on failure.
+    /// window and starts the load, which the document announces by `notification::documentLoaded`. A failure
+    /// is shown as an alert. `lineNumber`: the one-based line to go to. `displayName`: as for
+    /// Document::setDisplayName. Returns the document, null on failure.
     std::shared_ptr<Document> openDocument(const QUrl& url, std::optional<qint64> lineNumber = std::nullopt,
                                            const QString& displayName = {});
 

@@ -2,108 +2,102 @@
 
 #include "core/DocumentProtocol.h"
 #include "core/LogFileReaderProtocol.h"
+#include "documents/ConnectionState.h"
 #include "documents/FileCheckOperation.h"
-#include "documents/FileLoadingOperation.h"
-#include "foundation/OperationQueue.h"
+#include "documents/FileInformation.h"
 #include "foundation/Result.h"
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace korvane {
 
 class LineMarkLookup;
 class LoadProgressController;
-class LogFileObserver;
-class LogTableDataSource;
 
-/// One open local log file: owns its reader, the source of its rows and the queue of its first scan.
+/// One open log file, wherever it lies.
 ///
 /// Held by shared pointer, by the controller and the window. Main thread, unless said otherwise. Background
 /// work keeps what it needs alive, never the document.
 class Document : public DocumentProtocol, public std::enable_shared_from_this<Document> {
 public:
-    static std::shared_ptr<Document> create();
-    ~Document() override;
+    /// Makes the data source; what else can be known at once is checked. Called once.
+    virtual Status readFromUrl(const QUrl& url) = 0;
 
-    /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when there is no
-    /// such file (reader and data source are made all the same), and with domain "POSIX" and EISDIR or EINVAL
-    /// for what is no regular file. A file that may not be read is no failure: see `openFault`. Called once.
-    Status readFromUrl(const QUrl& url);
-
-    /// Starts the first scan in the background; the rows appear while it runs. Called once, after
-    /// `readFromUrl`.
-    void startLoading();
-    /// The first rows are on the screen: the scan need not give way to them any longer.
-    void firstScreenShown();
-    /// Looks for what was added to the file since the last scan, in the background. For files that this
-    /// program itself still writes. Asked for during a scan, it follows that scan; asked for again, once.
-    void loadMore();
-    /// Stops the first scan, and following with it, which would only go on with the scan. The scan reports
-    /// "Canceled!"; the lines found so far stay.
-    void cancelLoading();
-    /// Starts to follow the file once the first scan is done, unless that is stopped before.
-    void startTailingWhenLoaded();
-    void stopTailing();
-    /// Shows the file in another encoding; a reader that holds the text itself reads the file anew.
-    void setEncodingChoice(EncodingChoice choice);
+    /// Starts to load in the background; the rows appear meanwhile. Called once, after `readFromUrl`.
+    virtual void startLoading() = 0;
+    /// The document has its window: it is followed, where the settings say so, and
+    /// `notification::documentLoaded` says that it is there, as soon as both can be done. Called once, after
+    /// `startLoading`.
+    virtual void windowMade() = 0;
+    /// The first rows are on the screen: nothing need give way to them any longer.
+    virtual void firstScreenShown() {}
+    /// Looks for what was added to the file since it was loaded, in the background. For files that this
+    /// program itself still writes.
+    virtual void loadMore() {}
+    /// Stops the loading, and following with it; the progress says "Canceled!". What has been found so far
+    /// stays.
+    virtual void cancelLoading() = 0;
+    /// Starts to follow the file as soon as it is loaded, unless that is stopped before.
+    virtual void startTailingWhenLoaded() = 0;
+    virtual void stopTailing() = 0;
     /// Reads the file anew from its first byte.
-    void reload();
+    virtual void reload() = 0;
 
-    /// Stops everything in the background, without waiting; late reports are ignored. The file is closed when
-    /// the last worker has let go of it. The document is of no use afterwards.
-    void close();
-    bool isClosed() const { return closed_; }
+    /// Stops everything in the background, without waiting; late reports are ignored. The document is of no
+    /// use afterwards.
+    virtual void close() = 0;
+    virtual bool isClosed() const = 0;
 
-    QUrl fileUrl() const override;
     QString displayName() const override;
     /// Replaces the name made of the address (what came in by a pipe has no name of its own).
-    void setDisplayName(const QString& name);
+    void setDisplayName(const QString& name) { displayName_ = name; }
     /// There is nothing at the address that could be opened another time.
     bool isTransient() const { return !displayName_.isEmpty(); }
-    std::shared_ptr<LogFileReaderProtocol> logReader() const override;
-    std::shared_ptr<TailDataSourceProtocol> dataSource() const override;
-    /// Null before loading.
-    std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
+
+    /// Whether the encoding can be chosen; where it cannot, `setEncodingChoice` changes nothing.
+    virtual bool hasEncodingChoice() const = 0;
+    virtual EncodingChoice encodingChoice() const = 0;
+    /// Shows the file in another encoding.
+    virtual void setEncodingChoice(EncodingChoice choice) = 0;
+    /// The detected or chosen encoding; `encoding::unknown` before the first read.
+    virtual StringEncoding fileEncoding() const = 0;
 
     /// Why the file cannot be read and what helps, for the user; empty when it can be read.
-    QString openFault() const;
-    /// Looks in the background whether the file at the path is still the one that was opened, and reports on
-    /// the main thread unless the document has been closed. Does nothing while an earlier check is under way.
-    void checkFile(std::function<void(FileFault)> report);
+    virtual QString openFault() const = 0;
+    /// Looks in the background whether the file is still the one that was opened, and reports on the main
+    /// thread unless the document has been closed. Does nothing while an earlier check is under way.
+    virtual void checkFile(std::function<void(FileFault)> report) = 0;
 
-    /// The progress of the first scan, or of the last `reload`; never null after `readFromUrl`.
-    std::shared_ptr<const LoadProgressController> loadProgress() const;
+    /// The size in bytes as far as it is known without asking anyone; nothing while it is not.
+    virtual std::optional<quint64> knownFileSize() const = 0;
+    using FileInformationReport = std::function<void(const std::optional<FileInformation>&)>;
+    /// Asks about the file in the background, and reports on the main thread unless the document has been
+    /// closed; nothing when there is no answer.
+    virtual void askFileInformation(FileInformationReport report) = 0;
 
-    /// Null = no line carries a mark. Before `close`.
-    void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup);
+    /// The progress of the loading, or of the last `reload`; never null after `readFromUrl`.
+    virtual std::shared_ptr<const LoadProgressController> loadProgress() const = 0;
+
+    /// `notification::connectionStateChanged` tells of every change.
+    virtual ConnectionState connectionState() const { return ConnectionState::Local; }
+    /// Connects again after a failed attempt or a loss, and follows the file as before. Lines, selection and
+    /// rows stay.
+    virtual void reconnect() {}
+    /// The window, or any object of it, over which alerts about the document stand; null for none.
+    virtual void setWindow(const void* /*window*/) {}
+
+    /// Null = no line carries a mark. After `readFromUrl` and before `close`.
+    virtual void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) = 0;
 
     /// Whether long lines are wrapped in this document's window.
     bool wrapping() const { return wrapping_; }
     void setWrapping(bool wrapping) { wrapping_ = wrapping; }
 
 private:
-    Document();
-    void firstScanEnded();
-    void scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start);
-
-    QUrl fileUrl_;
     QString displayName_;
-    QString openFault_;
-    FileHandle::Identity identity_;
     bool wrapping_ = false;
-    bool closed_ = false;
-    /// The reader holds the text, not only where it lies.
-    bool holdsText_ = false;
-    bool isLoaded_ = false;
-    bool tailsWhenLoaded_ = false;
-    std::shared_ptr<LogFileReaderProtocol> logReader_;
-    std::shared_ptr<LogTableDataSource> dataSource_;
-    std::shared_ptr<LoadProgressController> loadProgress_;
-    std::shared_ptr<LogFileObserver> logFileObserver_;
-    std::weak_ptr<FileLoadingOperation> firstScan_;
-    std::unique_ptr<OperationQueue> loadQueue_;
-    std::unique_ptr<OperationQueue> checkQueue_;
 };
 
 } // namespace korvane

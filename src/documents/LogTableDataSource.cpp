@@ -33,6 +33,17 @@ std::optional<SearchMatch> LogTableDataSource::findNextMatch(qint64 firstRow, qi
                                      start + std::max<qint64>(lastRow, 0), item, isCancelled);
 }
 
+std::optional<QStringList> LogTableDataSource::readLines(qint64 first, qint64 count,
+                                                         const std::function<bool()>& isCancelled) {
+    if (isCancelled())
+        return std::nullopt;
+    return logReader_->readLines(first + 1, count);
+}
+
+std::uint64_t LogTableDataSource::byteCount(qint64 first, qint64 count) const {
+    return logReader_->byteCount(first + 1, count);
+}
+
 std::shared_ptr<PageLoadOperation> LogTableDataSource::makeLoadOperation(const PageRequest& request) {
     return std::make_shared<LoadLinesOperation>(weak_from_this(), logReader_, request);
 }

@@ -18,6 +18,9 @@ public:
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override;
     std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
                                              const std::function<bool()>& isCancelled) override;
+    std::optional<QStringList> readLines(qint64 first, qint64 count,
+                                         const std::function<bool()>& isCancelled) override;
+    std::uint64_t byteCount(qint64 first, qint64 count) const override;
 
 protected:
     std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) override;

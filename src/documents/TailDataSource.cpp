@@ -213,6 +213,24 @@ std::optional<PageRow> TailDataSource::cachedRow(qint64 lineIndex, bool* isReque
     });
 }
 
+std::optional<QStringList> TailDataSource::loadedTexts(qint64 page) const {
+    return lock_.withReadLock([&]() -> std::optional<QStringList> {
+        const auto asked = loadedPages_.find(page);
+        const auto cached = cachedPages_.find(page);
+        if (asked == loadedPages_.end() || cached == cachedPages_.end() ||
+            asked->second != cached->second.token || cached->second.content.kind != PageContent::Kind::Lines)
+            return std::nullopt;
+        QStringList texts;
+        texts.reserve(static_cast<qsizetype>(cached->second.content.rows.size()));
+        for (const PageRow& row : cached->second.content.rows) {
+            if (row.cutBytes > 0)
+                return std::nullopt;
+            texts.append(row.text.string());
+        }
+        return texts;
+    });
+}
+
 RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
     RowLine shown{lineIndex + 1, std::move(row.text), true, row.cutBytes};
     if (const auto found = lastSearchResults_.find(lineIndex); found != lastSearchResults_.end()) {
@@ -272,12 +290,13 @@ void TailDataSource::loadPage(qint64 page, bool async) {
     operation->setCompletion([weak = weak_from_this(), operation = operation.get()] {
         if (operation->isCancelled())
             return;
-        MainThread::shared().post([weak] {
+        MainThread::shared().post([weak, page = operation->request().page] {
             const auto self = weak.lock();
             if (!self || !self->getDocument())
                 return;
             const TailDataSourceProtocol* const sender = self.get();
-            NotificationCenter::shared().post(notification::dataSourceLoadedLines, {}, sender);
+            NotificationCenter::shared().post(notification::dataSourceLoadedLines, self->arrivalNotice(page),
+                                              sender);
         });
     });
     queue_.addOperation(operation);

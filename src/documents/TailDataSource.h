@@ -7,6 +7,7 @@
 #include "foundation/OperationQueue.h"
 #include "tail/FollowedDataSource.h"
 
+#include <any>
 #include <atomic>
 #include <string>
 #include <unordered_map>
@@ -73,7 +74,7 @@ public:
     /// Null = no line carries a mark.
     void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) { lineMarks_ = std::move(lookup); }
     /// Gives up all loads, forgets the document and posts nothing any more. Does not wait.
-    void close();
+    virtual void close();
 
     /// The reader has read the file anew from its first byte. Any thread.
     void fileReadAnew();
@@ -92,6 +93,11 @@ protected:
 
     void setRuleEnforcer(std::shared_ptr<RuleEnforcerProtocol> enforcer);
     virtual std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) = 0;
+    /// The object of the notice that a page has been loaded.
+    virtual std::any arrivalNotice(qint64 /*page*/) const { return {}; }
+    /// The whole texts of a page's lines as they have been loaded; nothing while they are not there or have
+    /// to be asked for again. Any thread.
+    std::optional<QStringList> loadedTexts(qint64 page) const;
 
 private:
     struct CachedPage {

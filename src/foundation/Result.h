@@ -15,6 +15,10 @@ struct Error {
     QString domain;
     /// For the user: names the thing and says what can be done about it.
     QString userText;
+    /// What the user can do about it, where that stands apart from `userText`.
+    QString recoverySuggestion = {};
+    /// The address that the error is about, where its domain gives it one.
+    QString url = {};
 };
 
 /// A value, or the error that stands in its place. Failures that a caller has to deal with travel in this;

@@ -1,22 +1,17 @@
 #include "ui/CopyLinesOperation.h"
 
+#include "core/Pages.h"
+#include "core/TailDataSourceProtocol.h"
 #include "foundation/MainThread.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace korvane {
-namespace {
-
-constexpr qint64 linesAtOnce = 2000;
-
-} // namespace
-
-CopyLinesOperation::CopyLinesOperation(std::shared_ptr<LogFileReaderProtocol> reader,
+CopyLinesOperation::CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
                                        std::vector<RowSelection::Range> lines,
                                        std::function<void(int)> progress,
-                                       std::function<void(std::optional<QString>)> done)
-    : reader_(std::move(reader)), lines_(std::move(lines)), progress_(std::move(progress)),
+                                       std::function<void(End, const QString&)> done)
+    : dataSource_(std::move(dataSource)), lines_(std::move(lines)), progress_(std::move(progress)),
       done_(std::move(done)) {}
 
 void CopyLinesOperation::main() {
@@ -28,13 +23,17 @@ void CopyLinesOperation::main() {
     qint64 copied = 0;
     int lastPercent = 0;
     for (const auto& range : lines_) {
-        for (qint64 line = range.first; line <= range.last; line += linesAtOnce) {
-            if (isCancelled()) {
-                MainThread::shared().post([done = done_] { done(std::nullopt); });
+        for (qint64 line = range.first, count = 0; line <= range.last; line += count) {
+            // No page is read twice.
+            count = std::min(pages::firstLine(pages::pageOfLine(line) + 1), range.last + 1) - line;
+            const auto lines = dataSource_->readLines(line, count, [this] { return isCancelled(); });
+            if (!lines) {
+                MainThread::shared().post([done = done_, end = isCancelled()
+                                                                   ? End::Cancelled
+                                                                   : End::Unreadable] { done(end, {}); });
                 return;
             }
-            const qint64 count = std::min(linesAtOnce, range.last - line + 1);
-            for (const QString& read : reader_->readLines(line + 1, count)) {
+            for (const QString& read : *lines) {
                 text += read;
                 text += u'\n';
             }
@@ -45,7 +44,7 @@ void CopyLinesOperation::main() {
             }
         }
     }
-    MainThread::shared().post([done = done_, text = std::move(text)] { done(text); });
+    MainThread::shared().post([done = done_, text = std::move(text)] { done(End::Read, text); });
 }
 
 } // namespace korvane

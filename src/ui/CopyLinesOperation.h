@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/LogFileReaderProtocol.h"
 #include "foundation/Operation.h"
 #include "ui/RowSelection.h"
 
@@ -12,22 +11,26 @@
 
 namespace korvane {
 
+class TailDataSourceProtocol;
+
 /// Reads lines of any number from a file in the background, for the clipboard.
 class CopyLinesOperation : public Operation {
 public:
+    enum class End { Read, Cancelled, Unreadable };
     /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent,
-    /// `done` the text, or nothing when cancelled.
-    CopyLinesOperation(std::shared_ptr<LogFileReaderProtocol> reader, std::vector<RowSelection::Range> lines,
-                       std::function<void(int)> progress, std::function<void(std::optional<QString>)> done);
+    /// `done` the text, where all of it has been read.
+    CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
+                       std::vector<RowSelection::Range> lines, std::function<void(int)> progress,
+                       std::function<void(End end, const QString& text)> done);
 
 protected:
     void main() override;
 
 private:
-    const std::shared_ptr<LogFileReaderProtocol> reader_;
+    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     const std::vector<RowSelection::Range> lines_;
     const std::function<void(int)> progress_;
-    const std::function<void(std::optional<QString>)> done_;
+    const std::function<void(End end, const QString& text)> done_;
 };
 
 } // namespace korvane

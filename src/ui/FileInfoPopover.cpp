@@ -2,7 +2,6 @@
 
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
-#include "foundation/MainThread.h"
 #include "ui/Icons.h"
 #include "ui/SizeText.h"
 
@@ -16,47 +15,20 @@
 #include <QScreen>
 
 #include <algorithm>
-#include <optional>
-#include <sys/stat.h>
-#include <utility>
 
 namespace korvane {
 namespace {
 
 constexpr int widestValue = 460;
 
-struct FileFacts {
-    quint64 size;
-    qint64 modified; ///< seconds since 1970
-    qint64 accessed;
-};
-
-class AskFileSystem : public Operation {
-public:
-    explicit AskFileSystem(QByteArray path) : path_(std::move(path)) {}
-    /// Nothing when there is no answer. From the completion on.
-    const std::optional<FileFacts>& facts() const { return facts_; }
-
-protected:
-    void main() override {
-        struct stat status {};
-        if (::stat(path_.constData(), &status) == 0)
-            facts_ = FileFacts{static_cast<quint64>(status.st_size), status.st_mtime, status.st_atime};
-    }
-
-private:
-    const QByteArray path_;
-    std::optional<FileFacts> facts_;
-};
-
-QString timeText(qint64 seconds) {
-    return QLocale().toString(QDateTime::fromSecsSinceEpoch(seconds), QLocale::ShortFormat);
+QString timeText(const QDateTime& time) {
+    return QLocale().toString(time.toLocalTime(), QLocale::ShortFormat);
 }
 
 } // namespace
 
-FileInfoPopover::FileInfoPopover(const Document& document, qint64 lineCount, QWidget* parent)
-    : QFrame(parent, Qt::Popup), queue_("File information", 1) {
+FileInfoPopover::FileInfoPopover(Document& document, qint64 lineCount, QWidget* parent)
+    : QFrame(parent, Qt::Popup) {
     setAttribute(Qt::WA_DeleteOnClose);
     setFrameStyle(QFrame::StyledPanel | QFrame::Raised);
     setAccessibleName(tr("About this file"));
@@ -70,7 +42,7 @@ FileInfoPopover::FileInfoPopover(const Document& document, qint64 lineCount, QWi
     size_ = addRow(*form, tr("Size:"), unknown);
     modified_ = addRow(*form, tr("Modified:"), unknown);
     accessed_ = addRow(*form, tr("Last access:"), unknown);
-    addRow(*form, tr("Encoding:"), encodingName(document.logReader()->fileEncoding()));
+    addRow(*form, tr("Encoding:"), encodingName(document.fileEncoding()));
     addRow(*form, tr("Lines:"), QLocale().toString(lineCount));
     auto* copy = new QPushButton(icon(QStringLiteral("copy")), tr("&Copy Path"), this);
     connect(copy, &QPushButton::clicked, this, [this, path] {
@@ -79,12 +51,10 @@ FileInfoPopover::FileInfoPopover(const Document& document, qint64 lineCount, QWi
     });
     form->addRow(QString(), copy);
     copy->setFocus();
-    if (document.fileUrl().isLocalFile())
-        askFileSystem(localPath(document.fileUrl()));
-}
-
-FileInfoPopover::~FileInfoPopover() {
-    queue_.cancelAllOperations();
+    document.askFileInformation([self = QPointer(this)](const std::optional<FileInformation>& information) {
+        if (self && information)
+            self->showInformation(*information);
+    });
 }
 
 QLabel* FileInfoPopover::addRow(QFormLayout& form, const QString& name, const QString& value) {
@@ -101,21 +71,11 @@ QLabel* FileInfoPopover::addRow(QFormLayout& form, const QString& name, const QS
     return label;
 }
 
-void FileInfoPopover::askFileSystem(const QByteArray& path) {
-    const auto ask = std::make_shared<AskFileSystem>(path);
-    // The operation outlives its completion, which it owns.
-    ask->setCompletion([ask = ask.get(), self = QPointer(this)] {
-        MainThread::shared().post([facts = ask->facts(), self] {
-            if (!self || !facts)
-                return;
-            self->size_->setText(
-                tr("%1 (%2 bytes)").arg(sizeText(facts->size), QLocale().toString(facts->size)));
-            self->modified_->setText(timeText(facts->modified));
-            self->accessed_->setText(timeText(facts->accessed));
-            self->place();
-        });
-    });
-    queue_.addOperation(ask);
+void FileInfoPopover::showInformation(const FileInformation& information) {
+    size_->setText(tr("%1 (%2 bytes)").arg(sizeText(information.size), QLocale().toString(information.size)));
+    modified_->setText(timeText(information.modificationDate));
+    accessed_->setText(timeText(information.lastAccess));
+    place();
 }
 
 void FileInfoPopover::showAbove(QWidget& anchor) {

@@ -1,11 +1,7 @@
 #pragma once
 
-#include "foundation/OperationQueue.h"
-
 #include <QFrame>
 #include <QPointer>
-
-#include <memory>
 
 class QFormLayout;
 class QLabel;
@@ -13,6 +9,7 @@ class QLabel;
 namespace korvane {
 
 class Document;
+struct FileInformation;
 
 /// What is known of a file, over the footer of its window. Goes away when the user clicks elsewhere; deletes
 /// itself then. Main thread.
@@ -21,8 +18,7 @@ class FileInfoPopover : public QFrame {
 
 public:
     /// `document` must be open.
-    FileInfoPopover(const Document& document, qint64 lineCount, QWidget* parent);
-    ~FileInfoPopover() override;
+    FileInfoPopover(Document& document, qint64 lineCount, QWidget* parent);
 
     /// Above the widget, at its right edge.
     void showAbove(QWidget& anchor);
@@ -30,14 +26,12 @@ public:
 private:
     void place();
     QLabel* addRow(QFormLayout& form, const QString& name, const QString& value);
-    /// The file system is asked in the background.
-    void askFileSystem(const QByteArray& path);
+    void showInformation(const FileInformation& information);
 
     QLabel* size_ = nullptr;
     QLabel* modified_ = nullptr;
     QLabel* accessed_ = nullptr;
     QPointer<QWidget> anchor_;
-    OperationQueue queue_;
 };
 
 } // namespace korvane

@@ -376,12 +376,12 @@ void LogViewController::setLineMark(qint64 row, bool marked) {
     // Not on the screen yet: its text is read first.
     QPointer<LogViewController> self(this);
     copyQueue_->addOperation(std::make_shared<CopyLinesOperation>(
-        document_->logReader(), std::vector<RowSelection::Range>{{line, line}}, [](int) {},
-        [self, file, line, announce](const std::optional<QString>& text) {
+        dataSource_, std::vector<RowSelection::Range>{{line, line}}, [](int) {},
+        [self, file, line, announce](CopyLinesOperation::End end, const QString& text) {
             auto& store = FileBasedBookmarksManager::shared();
-            if (!self || !text || store.hasLineMark(file, line))
+            if (!self || end != CopyLinesOperation::End::Read || store.hasLineMark(file, line))
                 return;
-            store.addLineMark(file, line, text->endsWith(u'\n') ? text->chopped(1) : *text);
+            store.addLineMark(file, line, text.endsWith(u'\n') ? text.chopped(1) : text);
             announce();
         }));
 }
@@ -600,8 +600,7 @@ void LogViewController::copySelection() {
 void LogViewController::copyRows() {
     std::uint64_t bytes = 0;
     for (const auto& range : tableView_->selection().ranges())
-        bytes += document_->logReader()->byteCount(dataSource_->rowStart() + range.first + 1,
-                                                   range.last - range.first + 1);
+        bytes += dataSource_->byteCount(dataSource_->rowStart() + range.first, range.last - range.first + 1);
     const QString size = sizeText(bytes);
     if (bytes > largestCopyBytes) {
         alerts_.present({Alert::Kind::Warning,
@@ -638,20 +637,21 @@ void LogViewController::startCopy() {
             Q_EMIT self->copyProgress(percent);
     };
     const qint64 count = tableView_->selection().count();
-    const auto done = [self, count](const std::optional<QString>& text) {
+    const auto done = [self, count](CopyLinesOperation::End end, const QString& text) {
         if (!self)
             return;
-        if (text) {
+        if (end == CopyLinesOperation::End::Read) {
             // The last line's own end is not part of the selection.
-            QApplication::clipboard()->setText(text->endsWith(u'\n') ? text->chopped(1) : *text);
+            QApplication::clipboard()->setText(text.endsWith(u'\n') ? text.chopped(1) : text);
             if (count > 1)
                 Q_EMIT self->userMessage(
                     LogViewController::tr("%1 lines copied").arg(QLocale().toString(count)));
+        } else if (end == CopyLinesOperation::End::Unreadable) {
+            Q_EMIT self->userMessage(LogViewController::tr("Nothing copied: the lines cannot be read"));
         }
         Q_EMIT self->copyProgress(-1);
     };
-    copyOperation_ =
-        std::make_shared<CopyLinesOperation>(document_->logReader(), std::move(lines), progress, done);
+    copyOperation_ = std::make_shared<CopyLinesOperation>(dataSource_, std::move(lines), progress, done);
     copyQueue_->addOperation(copyOperation_);
 }
 

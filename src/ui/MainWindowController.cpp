@@ -59,6 +59,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     layout->addWidget(copyStrip_);
     layout->addWidget(footer_);
     setFocusProxy(&logView_->tableView());
+    document_->setWindow(this);
 
     connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
         document_->cancelLoading();
@@ -87,6 +88,12 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         if (changed && *changed == document_)
             tailingHasChanged();
     }));
+    tokens_.push_back(
+        center.observe(notification::connectionStateChanged, [this](const Notification& posted) {
+            const auto* const changed = std::any_cast<std::shared_ptr<DocumentProtocol>>(&posted.object);
+            if (changed && *changed == document_)
+                updateFooter();
+        }));
     tokens_.push_back(center.observe(notification::globalUserUpdate, [this](const Notification& posted) {
         const auto* const text = std::any_cast<QString>(&posted.object);
         if (text && (!posted.sender || posted.sender == document_.get()))
@@ -99,6 +106,10 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
             fileStatusChanged((*object)->status);
     }));
     updateFooter();
+}
+
+MainWindowController::~MainWindowController() {
+    document_->setWindow(nullptr);
 }
 
 bool MainWindowController::isLoading() const {
@@ -175,12 +186,8 @@ void MainWindowController::updateFooter() {
                                                         QLocale::FloatingPointShortest))
                              : tr("Stopped"));
     footer_->setLineCount(logView_->lineCount());
-    // What the index knows, not what the disk would answer: a file on a dead network drive keeps no window
-    // waiting.
-    const auto& reader = *document_->logReader();
-    footer_->setFileSize(isLoading() ? document_->loadProgress()->totalBytes()
-                                     : reader.byteCount(1, reader.lineCount()));
-    footer_->setEncodingName(encodingName(document_->logReader()->fileEncoding()));
+    footer_->setFileSize(document_->knownFileSize().value_or(0));
+    footer_->setEncodingName(encodingName(document_->fileEncoding()));
     showStanding();
 }
 
@@ -193,7 +200,7 @@ void MainWindowController::showStanding() {
     if (warning.isEmpty() && logView_->hasUndecodableLines())
         warning = tr("Some rows are blank: their bytes are not valid %1. Choose another encoding in View > "
                      "Text Encoding")
-                      .arg(encodingName(document_->logReader()->fileEncoding()));
+                      .arg(encodingName(document_->fileEncoding()));
     if (!warning.isEmpty())
         footer_->setStanding(warning, true);
     else

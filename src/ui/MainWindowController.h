@@ -26,6 +26,7 @@ class MainWindowController : public QWidget {
 public:
     MainWindowController(std::shared_ptr<Document> document, AlertPresenter& alerts,
                          QWidget* parent = nullptr);
+    ~MainWindowController() override;
 
     const std::shared_ptr<Document>& document() const { return document_; }
     LogViewController& logView() { return *logView_; }

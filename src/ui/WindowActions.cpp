@@ -373,7 +373,8 @@ void WindowActions::update() {
     wrap_->setChecked(logView.wrappingLines());
     lineNumbers_->setText(logView.showsLineNumbers() ? tr("Hide Line &Numbers") : tr("Show Line &Numbers"));
     quickHighlight_->setChecked(logView.quickHighlightEnabled());
-    const EncodingChoice choice = page->document()->logReader()->encodingChoice();
+    encodings_->setEnabled(page->document()->hasEncodingChoice());
+    const EncodingChoice choice = page->document()->encodingChoice();
     for (QAction* action : encodings_->actions()) {
         if (action->data().value<EncodingChoice>() == choice)
             action->setChecked(true);

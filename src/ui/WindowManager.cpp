@@ -111,7 +111,8 @@ void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
     if (remoteHosts_)
         remoteHosts_->refreshStates();
     if (keepsState_ && !document->isTransient()) {
-        RecentFiles::add(document->fileUrl());
+        if (document->fileUrl().isLocalFile())
+            RecentFiles::add(document->fileUrl());
         saveSession();
     }
 }

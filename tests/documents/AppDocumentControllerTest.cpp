@@ -1,7 +1,7 @@
 #include "documents/AppDocumentController.h"
 
 #include "core/NotificationNames.h"
-#include "documents/Document.h"
+#include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
 #include "foundation/NotificationCenter.h"
 #include "support/PreferencesTest.h"
@@ -153,8 +153,9 @@ TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {
 
 TEST_F(AppDocumentControllerTest, ARegisteredClassOpensItsType) {
     const TemporaryFile file("one\n");
-    controller_.registerDocumentClass(AppDocumentController::remoteDocumentType,
-                                      [] { return Document::create(); });
+    controller_.registerDocumentClass(AppDocumentController::remoteDocumentType, [](const QUrl&) {
+        return std::shared_ptr<Document>(LocalDocument::create());
+    });
     const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);
     ASSERT_TRUE(made);
     EXPECT_EQ(made.value()->fileUrl(), file.url());

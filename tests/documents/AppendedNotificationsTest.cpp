@@ -1,6 +1,6 @@
 #include "core/SearchItem.h"
 #include "core/TailDataSourceProtocol.h"
-#include "documents/Document.h"
+#include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
@@ -76,7 +76,7 @@ protected:
 
     QTemporaryDir stores_;
     test::RecordingNotificationCenter center_;
-    std::shared_ptr<Document> document_ = Document::create();
+    std::shared_ptr<LocalDocument> document_ = LocalDocument::create();
 };
 
 TEST_F(AppendedNotificationsTest, OnlyLinesThatArriveAreToldOfThoughNoPageOfThemIsRead) {

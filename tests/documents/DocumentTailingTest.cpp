@@ -1,8 +1,8 @@
 #include "core/FileObserverProtocol.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/AppDocumentController.h"
-#include "documents/Document.h"
 #include "documents/LoadProgressController.h"
+#include "documents/LocalDocument.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
@@ -47,14 +47,14 @@ protected:
         });
     }
 
-    std::shared_ptr<Document> document_ = Document::create();
+    std::shared_ptr<LocalDocument> document_ = LocalDocument::create();
 };
 
 TEST_F(DocumentTailingTest, RowsFollowTheFile) {
     for (const bool isLazy : {true, false}) {
         SCOPED_TRACE(isLazy);
         Preferences::shared().setLazyLoadFile(isLazy);
-        document_ = Document::create();
+        document_ = LocalDocument::create();
         const TemporaryFile file("one\ntw");
         tail(file);
         ASSERT_TRUE(waitForRows({u"one"_s, u"tw"_s}));

@@ -1,4 +1,4 @@
-#include "documents/Document.h"
+#include "documents/LocalDocument.h"
 
 #include "core/NotificationNames.h"
 #include "core/RowsUpdatedNotificationObject.h"
@@ -46,14 +46,14 @@ protected:
         return waitFor([&] { return found.has_value(); }) && *found == expected;
     }
 
-    std::shared_ptr<Document> document_ = Document::create();
+    std::shared_ptr<LocalDocument> document_ = LocalDocument::create();
 };
 
 TEST_F(DocumentTest, RowsOfAFileAreThereAfterTheScan) {
     for (const bool isLazy : {true, false}) {
         SCOPED_TRACE(isLazy);
         Preferences::shared().setLazyLoadFile(isLazy);
-        document_ = Document::create();
+        document_ = LocalDocument::create();
         const TemporaryFile file("one\ntwo\r\nthree");
         load(file);
         EXPECT_EQ(document_->dataSource()->numberOfRows(), 3);
@@ -91,7 +91,7 @@ TEST_F(DocumentTest, WhatIsNoFileIsRefusedByName) {
     };
     for (const auto& [path, code, domain, says] : cases) {
         SCOPED_TRACE(path.constData());
-        const auto status = Document::create()->readFromUrl(fileUrlFromPath(path));
+        const auto status = LocalDocument::create()->readFromUrl(fileUrlFromPath(path));
         ASSERT_FALSE(status);
         EXPECT_EQ(status.error().code, code);
         EXPECT_EQ(status.error().domain, domain);
@@ -155,7 +155,7 @@ TEST_F(DocumentTest, ReloadingInAnotherEncodingForgetsThatLinesWereNoText) {
     for (const bool isLazy : {true, false}) {
         SCOPED_TRACE(isLazy);
         Preferences::shared().setLazyLoadFile(isLazy);
-        document_ = Document::create();
+        document_ = LocalDocument::create();
         const TemporaryFile file("one\nna\xC3\xAFve\n");
         ASSERT_TRUE(document_->readFromUrl(file.url()));
         document_->logReader()->setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::ascii});

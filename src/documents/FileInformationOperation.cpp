@@ -1,0 +1,18 @@
+#include "documents/FileInformationOperation.h"
+
+#include "foundation/FilePath.h"
+
+#include <sys/stat.h>
+
+namespace korvane {
+
+void FileInformationOperation::main() {
+    struct stat status {};
+    if (::stat(path_.constData(), &status) != 0)
+        return;
+    information_ =
+        FileInformation{displayName(fileUrlFromPath(path_)), QDateTime::fromSecsSinceEpoch(status.st_atime),
+                        QDateTime::fromSecsSinceEpoch(status.st_mtime), static_cast<quint64>(status.st_size)};
+}
+
+} // namespace korvane

@@ -1,0 +1,310 @@
+#include "documents/LocalDocument.h"
+
+#include "core/InMemoryFileLogReader.h"
+#include "core/LogReader.h"
+#include "core/NotificationNames.h"
+#include "core/Preferences.h"
+#include "documents/Discard.h"
+#include "documents/FileInformationOperation.h"
+#include "documents/LoadProgressController.h"
+#include "documents/LogTableDataSource.h"
+#include "foundation/FatalError.h"
+#include "foundation/FilePath.h"
+#include "foundation/MainThread.h"
+#include "foundation/NotificationCenter.h"
+#include "tail/LogFileObserver.h"
+
+#include <QCoreApplication>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <sys/stat.h>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+constexpr int fileDoesNotExist = -1100;
+const QString urlErrorDomain = QStringLiteral("NSURLErrorDomain");
+const QString systemErrorDomain = QStringLiteral("POSIX");
+
+QString textFor(const QUrl& url, const char* text) {
+    return QCoreApplication::translate("Document", text).arg(displayPath(url));
+}
+
+/// Why something that is there cannot be shown as a file of lines.
+std::optional<Error> refusalOf(const QUrl& url, mode_t mode) {
+    switch (mode & S_IFMT) {
+    case S_IFREG:
+        return std::nullopt;
+    case S_IFDIR:
+        return Error{
+            EISDIR, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a folder. Open one of the files in it."))};
+    case S_IFIFO:
+        return Error{
+            EINVAL, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a pipe, not a file. To see what comes out of "
+                                                       "it, open it from the command line."))};
+    case S_IFSOCK:
+        return Error{
+            EINVAL, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a socket, not a file, and has no lines to "
+                                                       "show."))};
+    default:
+        return Error{
+            EINVAL, systemErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” is a device, not a file, and has no lines to "
+                                                       "show."))};
+    }
+}
+
+/// Empty when the file can be opened for reading.
+QString openFaultOf(const QUrl& url) {
+    const auto handle = FileHandle::openForReading(url);
+    if (handle)
+        return {};
+    const int code = handle.error().code;
+    const char* const remedy =
+        code == EACCES || code == EPERM
+            ? QT_TRANSLATE_NOOP("Document",
+                                "Ask for permission to read it, or start the program as a user who has it.")
+            : QT_TRANSLATE_NOOP("Document", "Open it again when the cause is removed.");
+    return QCoreApplication::translate("Document", "“%1” cannot be read: %2. %3")
+        .arg(displayPath(url), QString::fromLocal8Bit(std::strerror(code)),
+             QCoreApplication::translate("Document", remedy));
+}
+
+} // namespace
+
+std::shared_ptr<LocalDocument> LocalDocument::create() {
+    return std::shared_ptr<LocalDocument>(new LocalDocument);
+}
+
+LocalDocument::LocalDocument()
+    : loadQueue_(std::make_unique<OperationQueue>("Load log file operation queue", 1,
+                                                  OperationQueue::Priority::Background)),
+      checkQueue_(std::make_unique<OperationQueue>("Check log file operation queue", 1)),
+      informationQueue_(std::make_unique<OperationQueue>("File information", 1)) {}
+
+std::shared_ptr<LocalDocument> LocalDocument::self() {
+    return std::static_pointer_cast<LocalDocument>(shared_from_this());
+}
+
+LocalDocument::~LocalDocument() {
+    close();
+}
+
+Status LocalDocument::readFromUrl(const QUrl& url) {
+    if (url.isEmpty())
+        fatalError("a document without an address");
+    fileUrl_ = url;
+    loadProgress_ = std::make_shared<LoadProgressController>(displayName());
+    if (!url.isLocalFile())
+        return Error{
+            EINVAL, systemErrorDomain,
+            QCoreApplication::translate("Document", "“%1” is not the address of a file on this computer.")
+                .arg(absoluteString(url))};
+
+    struct stat status {};
+    const int fault = ::stat(localPath(url).constData(), &status) == 0 ? 0 : errno;
+    if (fault == 0) {
+        // Opening a device or a pipe can change it: they are left alone.
+        if (auto refusal = refusalOf(url, status.st_mode))
+            return *std::move(refusal);
+        identity_ = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+    }
+    holdsText_ = !Preferences::shared().lazyLoadFile();
+    logReader_ = holdsText_ ? InMemoryFileLogReader::create(url) : LogReader::create(url);
+    dataSource_ = std::make_shared<LogTableDataSource>(shared_from_this());
+    logFileObserver_ = LogFileObserver::create(dataSource_);
+    if (fault == ENOENT || fault == ENOTDIR)
+        return Error{
+            fileDoesNotExist, urlErrorDomain,
+            textFor(url, QT_TRANSLATE_NOOP("Document", "“%1” does not exist. Check its name, and whether it "
+                                                       "has been moved or deleted."))};
+    openFault_ = openFaultOf(url);
+    return success();
+}
+
+void LocalDocument::scan(std::shared_ptr<LoadProgressController> progress,
+                         FileLoadingOperation::Start start) {
+    loadQueue_->addOperation(
+        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start));
+}
+
+void LocalDocument::startLoading() {
+    if (closed_)
+        return;
+    const auto operation = std::make_shared<FileLoadingOperation>(logReader_, dataSource_, loadProgress_);
+    firstScan_ = operation;
+    operation->setCompletion([weak = std::weak_ptr(self())] {
+        MainThread::shared().post([weak] {
+            if (const auto self = weak.lock(); self && !self->isClosed())
+                self->firstScanEnded();
+        });
+    });
+    loadQueue_->addOperation(operation);
+}
+
+void LocalDocument::windowMade() {
+    if (Preferences::shared().startTailingOnFileOpen())
+        startTailingWhenLoaded();
+    NotificationCenter::shared().post(notification::documentLoaded,
+                                      std::shared_ptr<DocumentProtocol>(shared_from_this()));
+}
+
+void LocalDocument::firstScanEnded() {
+    isLoaded_ = true;
+    if (std::exchange(tailsWhenLoaded_, false))
+        logFileObserver_->startTailingAfterLoad();
+}
+
+void LocalDocument::startTailingWhenLoaded() {
+    if (closed_ || !logFileObserver_)
+        return;
+    if (isLoaded_)
+        logFileObserver_->startTailing();
+    else
+        tailsWhenLoaded_ = true;
+}
+
+void LocalDocument::firstScreenShown() {
+    if (const auto operation = firstScan_.lock())
+        operation->firstScreenShown();
+}
+
+void LocalDocument::loadMore() {
+    // One that waits behind the scan under way will see all that is there by then.
+    if (!closed_ && loadQueue_->operations().size() < 2)
+        scan(nullptr, FileLoadingOperation::Start::AtLastScan);
+}
+
+void LocalDocument::cancelLoading() {
+    if (closed_ || loadQueue_->isEmpty())
+        return;
+    stopTailing();
+    loadQueue_->cancelAllOperations();
+}
+
+void LocalDocument::stopTailing() {
+    tailsWhenLoaded_ = false;
+    if (logFileObserver_)
+        logFileObserver_->stopTailing();
+}
+
+EncodingChoice LocalDocument::encodingChoice() const {
+    return logReader_->encodingChoice();
+}
+
+StringEncoding LocalDocument::fileEncoding() const {
+    return logReader_->fileEncoding();
+}
+
+void LocalDocument::setEncodingChoice(EncodingChoice choice) {
+    if (closed_)
+        return;
+    logReader_->setEncodingChoice(choice);
+    if (holdsText_)
+        reload();
+    else
+        dataSource_->invalidateRows();
+}
+
+void LocalDocument::reload() {
+    if (closed_)
+        return;
+    loadQueue_->cancelAllOperations();
+    dataSource_->invalidateRows();
+    loadProgress_ = std::make_shared<LoadProgressController>(displayName());
+    scan(loadProgress_, FileLoadingOperation::Start::AtFirstByte);
+}
+
+void LocalDocument::close() {
+    if (closed_)
+        return;
+    closed_ = true;
+    stopTailing();
+    loadQueue_->cancelAllOperations();
+    checkQueue_->cancelAllOperations();
+    informationQueue_->cancelAllOperations();
+    if (dataSource_)
+        dataSource_->close();
+    if (logReader_) {
+        logReader_->cancel();
+        logReader_->close();
+    }
+    // A big index or cache takes its time to free.
+    logFileObserver_.reset();
+    discardInBackground(std::move(dataSource_));
+    discardInBackground(std::move(logReader_));
+}
+
+QString LocalDocument::openFault() const {
+    // Following may have opened it since.
+    return logReader_ && logReader_->fileIdentity() ? QString() : openFault_;
+}
+
+QUrl LocalDocument::fileUrl() const {
+    return fileUrl_;
+}
+
+std::shared_ptr<LogFileReaderProtocol> LocalDocument::logReader() const {
+    return logReader_;
+}
+
+std::shared_ptr<TailDataSourceProtocol> LocalDocument::dataSource() const {
+    return dataSource_;
+}
+
+std::shared_ptr<FileObserverProtocol> LocalDocument::logFileObserver() const {
+    return logFileObserver_;
+}
+
+void LocalDocument::setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) {
+    dataSource_->setLineMarkLookup(std::move(lookup));
+}
+
+std::shared_ptr<const LoadProgressController> LocalDocument::loadProgress() const {
+    return loadProgress_;
+}
+
+void LocalDocument::checkFile(std::function<void(FileFault)> report) {
+    if (closed_ || !logReader_ || !checkQueue_->isEmpty())
+        return;
+    const auto check = std::make_shared<FileCheckOperation>(
+        localPath(fileUrl_), logReader_->fileIdentity().value_or(identity_), logReader_);
+    // The operation outlives its completion, which it owns.
+    check->setCompletion([check = check.get(), weak = weak_from_this(), report = std::move(report)] {
+        MainThread::shared().post([fault = check->fault(), weak, report] {
+            if (const auto self = weak.lock(); self && !self->isClosed())
+                report(fault);
+        });
+    });
+    checkQueue_->addOperation(check);
+}
+
+std::optional<quint64> LocalDocument::knownFileSize() const {
+    using State = LoadProgressController::State;
+    const State state = loadProgress_->state();
+    if (state == State::Waiting || state == State::Loading)
+        return loadProgress_->totalBytes();
+    return logReader_->byteCount(1, logReader_->lineCount());
+}
+
+void LocalDocument::askFileInformation(FileInformationReport report) {
+    if (closed_)
+        return;
+    const auto ask = std::make_shared<FileInformationOperation>(localPath(fileUrl_));
+    // The operation outlives its completion, which it owns.
+    ask->setCompletion([ask = ask.get(), weak = weak_from_this(), report = std::move(report)] {
+        MainThread::shared().post([information = ask->information(), weak, report] {
+            if (const auto open = weak.lock(); open && !open->isClosed())
+                report(information);
+        });
+    });
+    informationQueue_->addOperation(ask);
+}
+
+} // namespace korvane

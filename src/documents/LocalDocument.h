@@ -1,0 +1,85 @@
+#pragma once
+
+#include "documents/Document.h"
+#include "documents/FileLoadingOperation.h"
+#include "foundation/OperationQueue.h"
+
+#include <memory>
+
+namespace korvane {
+
+class LogFileObserver;
+class LogTableDataSource;
+
+/// One open log file of this computer: owns its reader, the source of its rows and the queue of its first
+/// scan.
+class LocalDocument : public Document {
+public:
+    static std::shared_ptr<LocalDocument> create();
+    ~LocalDocument() override;
+
+    /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when there is no
+    /// such file (reader and data source are made all the same), and with domain "POSIX" and EISDIR or EINVAL
+    /// for what is no regular file. A file that may not be read is no failure: see `openFault`.
+    Status readFromUrl(const QUrl& url) override;
+
+    /// Starts the first scan.
+    void startLoading() override;
+    void windowMade() override;
+    void firstScreenShown() override;
+    /// Asked for during a scan, it follows that scan; asked for again, once.
+    void loadMore() override;
+    void cancelLoading() override;
+    void startTailingWhenLoaded() override;
+    void stopTailing() override;
+    void reload() override;
+
+    /// The file is closed when the last worker has let go of it.
+    void close() override;
+    bool isClosed() const override { return closed_; }
+
+    QUrl fileUrl() const override;
+    std::shared_ptr<LogFileReaderProtocol> logReader() const override;
+    std::shared_ptr<TailDataSourceProtocol> dataSource() const override;
+    /// Null before loading.
+    std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
+
+    bool hasEncodingChoice() const override { return true; }
+    EncodingChoice encodingChoice() const override;
+    /// A reader that holds the text itself reads the file anew.
+    void setEncodingChoice(EncodingChoice choice) override;
+    StringEncoding fileEncoding() const override;
+
+    QString openFault() const override;
+    void checkFile(std::function<void(FileFault)> report) override;
+    /// What the index knows, or a scan under way: a file on a dead network drive keeps nobody waiting.
+    std::optional<quint64> knownFileSize() const override;
+    void askFileInformation(FileInformationReport report) override;
+    std::shared_ptr<const LoadProgressController> loadProgress() const override;
+    void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) override;
+
+private:
+    LocalDocument();
+    std::shared_ptr<LocalDocument> self();
+    void firstScanEnded();
+    void scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start);
+
+    QUrl fileUrl_;
+    QString openFault_;
+    FileHandle::Identity identity_;
+    bool closed_ = false;
+    /// The reader holds the text, not only where it lies.
+    bool holdsText_ = false;
+    bool isLoaded_ = false;
+    bool tailsWhenLoaded_ = false;
+    std::shared_ptr<LogFileReaderProtocol> logReader_;
+    std::shared_ptr<LogTableDataSource> dataSource_;
+    std::shared_ptr<LoadProgressController> loadProgress_;
+    std::shared_ptr<LogFileObserver> logFileObserver_;
+    std::weak_ptr<FileLoadingOperation> firstScan_;
+    std::unique_ptr<OperationQueue> loadQueue_;
+    std::unique_ptr<OperationQueue> checkQueue_;
+    std::unique_ptr<OperationQueue> informationQueue_;
+};
+
+} // namespace korvane

@@ -1,0 +1,369 @@
+#include "remote/RemoteDocument.h"
+
+#include "core/NotificationNames.h"
+#include "core/Preferences.h"
+#include "documents/Discard.h"
+#include "documents/LoadProgressController.h"
+#include "foundation/Alerts.h"
+#include "foundation/MainThread.h"
+#include "foundation/NotificationCenter.h"
+#include "remote/Client.h"
+#include "remote/RemoteErrors.h"
+#include "remote/RemoteFile.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/RemoteLogDataSource.h"
+#include "remote/RemoteLogFileObserver.h"
+#include "remote/RemoteRecentFilesManager.h"
+#include "remote/SFTPClient.h"
+
+#include <QCoreApplication>
+
+#include <cerrno>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+constexpr qsizetype longestPrintedText = 80;
+
+QString translated(const char* text) {
+    return QCoreApplication::translate("RemoteDocument", text);
+}
+
+} // namespace
+
+/// Takes what workers hear to the document, on the main thread.
+class RemoteDocument::Listener : public RemoteFileListener {
+public:
+    explicit Listener(std::weak_ptr<RemoteDocument> document) : document_(std::move(document)) {}
+
+    void connectionRestored() override { post(&RemoteDocument::connectionRestored); }
+    void connectionGone() override { post(&RemoteDocument::connectionGone); }
+    void connectionLost() override { post(&RemoteDocument::connectionLost); }
+    void serverPrintsText(const QString& text) override {
+        MainThread::shared().post([weak = document_, text] {
+            if (const auto open = weak.lock(); open && !open->isClosed())
+                open->tellUser(translated("The server prints text at login: %1")
+                                   .arg(text.simplified().left(longestPrintedText)));
+        });
+    }
+
+private:
+    void post(void (RemoteDocument::*report)()) {
+        MainThread::shared().post([weak = document_, report] {
+            if (const auto open = weak.lock(); open && !open->isClosed())
+                (open.get()->*report)();
+        });
+    }
+
+    const std::weak_ptr<RemoteDocument> document_;
+};
+
+/// Connects, and asks for what the window shows of a file.
+class RemoteDocument::LoadOperation : public Operation {
+public:
+    LoadOperation(std::weak_ptr<RemoteDocument> document, std::shared_ptr<RemoteFile> file,
+                  std::shared_ptr<RemoteLogDataSource> dataSource)
+        : document_(std::move(document)), file_(std::move(file)), dataSource_(std::move(dataSource)) {}
+
+protected:
+    void main() override {
+        const auto connection = file_->client()->connect();
+        if (isCancelled())
+            return;
+        if (!connection || !connection.value().isAuthorised) {
+            report([error = connection ? remoteerror::cannotConnect() : connection.error()](
+                       RemoteDocument& document) { document.connectionFailed(error); });
+            return;
+        }
+        report([](RemoteDocument& document) { document.connected(); });
+        if (const auto information = SFTPClient(file_->client()).infoForFileAtPath(file_->path()))
+            dataSource_->setKnownFileSize(information.value().fileSize);
+        dataSource_->countLines([this] { return isCancelled(); });
+        report([](RemoteDocument& document) { document.loadEnded(); });
+    }
+
+private:
+    template <typename Report>
+    void report(Report report) {
+        MainThread::shared().post([weak = document_, report] {
+            if (const auto open = weak.lock(); open && !open->isClosed())
+                report(*open);
+        });
+    }
+
+    const std::weak_ptr<RemoteDocument> document_;
+    const std::shared_ptr<RemoteFile> file_;
+    const std::shared_ptr<RemoteLogDataSource> dataSource_;
+};
+
+class RemoteDocument::InformationOperation : public Operation {
+public:
+    explicit InformationOperation(std::shared_ptr<RemoteFile> file) : file_(std::move(file)) {}
+    const std::optional<FileInformation>& information() const { return information_; }
+
+protected:
+    void main() override {
+        const auto found = SFTPClient(file_->client()).infoForFileAtPath(file_->path());
+        if (found)
+            information_ = FileInformation{found.value().filename, found.value().lastAccess,
+                                           found.value().modificationDate, found.value().fileSize};
+    }
+
+private:
+    const std::shared_ptr<RemoteFile> file_;
+    std::optional<FileInformation> information_;
+};
+
+// ---- From address to rows
+
+Result<std::shared_ptr<Document>>
+RemoteDocument::createForUrl(const QUrl& url, const RemoteHostsManager& hosts, AlertPresenter& alerts) {
+    const auto address = RemoteUrl::fromUrl(url);
+    const auto host = address ? address->hostIn(hosts) : nullptr;
+    if (!host)
+        return remoteerror::unknownHost(url);
+    return std::shared_ptr<Document>(create(host, alerts, [&alerts](std::shared_ptr<RemoteHost> configured) {
+        return Client::create(std::move(configured), alerts);
+    }));
+}
+
+std::shared_ptr<RemoteDocument> RemoteDocument::create(std::shared_ptr<RemoteHost> host,
+                                                       AlertPresenter& alerts, const MakeClient& makeClient) {
+    auto client = makeClient(host);
+    return std::shared_ptr<RemoteDocument>(new RemoteDocument(std::move(host), alerts, std::move(client)));
+}
+
+RemoteDocument::RemoteDocument(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
+                               std::shared_ptr<Client> client)
+    : host_(std::move(host)), alerts_(alerts), client_(std::move(client)),
+      loadQueue_(std::make_unique<OperationQueue>("Load remote log file operation queue", 1)),
+      informationQueue_(std::make_unique<OperationQueue>("Remote file information", 1)) {}
+
+RemoteDocument::~RemoteDocument() {
+    close();
+}
+
+std::shared_ptr<RemoteDocument> RemoteDocument::self() {
+    return std::static_pointer_cast<RemoteDocument>(shared_from_this());
+}
+
+Status RemoteDocument::readFromUrl(const QUrl& url) {
+    const auto address = RemoteUrl::fromUrl(url);
+    if (!address)
+        return remoteerror::unknownHost(url);
+    fileUrl_ = url;
+    loadProgress_ = std::make_shared<LoadProgressController>(displayName());
+    listener_ = std::make_shared<Listener>(self());
+    file_ = std::make_shared<RemoteFile>(client_, address->path(), listener_);
+    dataSource_ = std::make_shared<RemoteLogDataSource>(shared_from_this(), file_);
+    return success();
+}
+
+void RemoteDocument::startLoading() {
+    follows_ = follows_ || Preferences::shared().startTailingOnFileOpen();
+    connectInBackground();
+}
+
+void RemoteDocument::connectInBackground() {
+    if (isClosed())
+        return;
+    hasFailed_ = false;
+    stateBefore_ = state_;
+    setState(ConnectionState::Connecting);
+    loadProgress_->readerDidStart(0);
+    loadQueue_->addOperation(std::make_shared<LoadOperation>(self(), file_, dataSource_));
+}
+
+void RemoteDocument::setState(ConnectionState state) {
+    if (std::exchange(state_, state) != state)
+        NotificationCenter::shared().post(notification::connectionStateChanged,
+                                          std::shared_ptr<DocumentProtocol>(shared_from_this()));
+}
+
+void RemoteDocument::connected() {
+    setState(ConnectionState::Connected);
+    if (follows_)
+        follow();
+    if (std::exchange(isAnnounced_, true))
+        return;
+    if (RemoteRecentFilesManager::hasShared())
+        RemoteRecentFilesManager::shared().add(fileUrl_);
+    NotificationCenter::shared().post(notification::documentLoaded,
+                                      std::shared_ptr<DocumentProtocol>(shared_from_this()));
+}
+
+void RemoteDocument::connectionFailed(const Error& error) {
+    hasFailed_ = true;
+    loadProgress_->readerDidCancel();
+    setState(stateBefore_ == ConnectionState::Lost ? stateBefore_ : ConnectionState::Unconnected);
+    present(error);
+}
+
+void RemoteDocument::loadEnded() {
+    loadProgress_->readerDidFinish();
+}
+
+void RemoteDocument::present(const Error& error) {
+    alerts_.present({Alert::Kind::Error, error.userText, error.recoverySuggestion, {}}, window_, [](int) {});
+}
+
+void RemoteDocument::tellUser(const QString& text) {
+    const DocumentProtocol* const sender = this;
+    NotificationCenter::shared().post(notification::globalUserUpdate, text, sender);
+}
+
+// ---- The connection
+
+void RemoteDocument::connectionRestored() {
+    if (state_ == ConnectionState::Connecting || !client_->isConnected())
+        return;
+    hasFailed_ = false;
+    setState(ConnectionState::Connected);
+}
+
+void RemoteDocument::connectionGone() {
+    if (state_ == ConnectionState::Connected && !client_->isConnected())
+        setState(ConnectionState::Lost);
+}
+
+void RemoteDocument::connectionLost() {
+    if (state_ != ConnectionState::Connected)
+        return;
+    setState(ConnectionState::Lost);
+    present(remoteerror::connectionLost());
+}
+
+void RemoteDocument::reconnect() {
+    if (isClosed() || state_ == ConnectionState::Connecting || client_->isConnected())
+        return;
+    if (logFileObserver_)
+        logFileObserver_->stopTailing();
+    // The rows stay until the new ones are there; those that failed are asked for again.
+    dataSource_->linesChanged(0);
+    loadProgress_ = std::make_shared<LoadProgressController>(displayName());
+    connectInBackground();
+}
+
+void RemoteDocument::checkFile(std::function<void(FileFault)> report) {
+    if (isClosed())
+        return;
+    connectionGone();
+    report(FileFault::None);
+}
+
+QString RemoteDocument::openFault() const {
+    if (state_ == ConnectionState::Lost)
+        return (dataSource_->rowCount() > 0
+                    ? translated("The connection to %1 is lost: these are the lines loaded before")
+                    : translated("The connection to %1 is lost: there is nothing to show until it is back"))
+            .arg(host_->host());
+    if (hasFailed_)
+        return translated("There is no connection to %1").arg(host_->host());
+    return {};
+}
+
+void RemoteDocument::setWindow(const void* window) {
+    window_ = window;
+    client_->setWindow(window);
+}
+
+// ---- Following
+
+void RemoteDocument::follow() {
+    if (!logFileObserver_)
+        logFileObserver_ = std::make_shared<RemoteLogFileObserver>(dataSource_, file_);
+    logFileObserver_->startTailing();
+}
+
+void RemoteDocument::startTailingWhenLoaded() {
+    if (isClosed())
+        return;
+    follows_ = true;
+    // Without a connection it would only find that out; a monitor connects by itself, once.
+    if (state_ == ConnectionState::Connected || state_ == ConnectionState::Lost)
+        follow();
+}
+
+void RemoteDocument::stopTailing() {
+    follows_ = false;
+    if (logFileObserver_)
+        logFileObserver_->stopTailing();
+}
+
+// ---- Reading anew, and the end
+
+void RemoteDocument::cancelLoading() {
+    if (isClosed() || state_ != ConnectionState::Connecting)
+        return;
+    stopTailing();
+    loadQueue_->cancelAllOperations();
+    client_->disconnect();
+    loadProgress_->readerDidCancel();
+    setState(ConnectionState::Unconnected);
+}
+
+void RemoteDocument::reload() {
+    if (isClosed() || !client_->isConnected())
+        return;
+    dataSource_->invalidateRows();
+    loadProgress_ = std::make_shared<LoadProgressController>(displayName());
+    connectInBackground();
+}
+
+void RemoteDocument::close() {
+    if (isClosed())
+        return;
+    stopTailing();
+    state_ = ConnectionState::Closed;
+    window_ = nullptr;
+    loadQueue_->cancelAllOperations();
+    informationQueue_->cancelAllOperations();
+    if (dataSource_)
+        dataSource_->close();
+    client_->setWindow(nullptr);
+    client_->disconnect();
+    logFileObserver_.reset();
+    discardInBackground(std::move(dataSource_));
+}
+
+std::shared_ptr<TailDataSourceProtocol> RemoteDocument::dataSource() const {
+    return dataSource_;
+}
+
+std::shared_ptr<FileObserverProtocol> RemoteDocument::logFileObserver() const {
+    return logFileObserver_;
+}
+
+EncodingChoice RemoteDocument::encodingChoice() const {
+    return {EncodingChoice::Kind::LenientUtf8, encoding::utf8};
+}
+
+std::optional<quint64> RemoteDocument::knownFileSize() const {
+    return dataSource_ ? dataSource_->knownFileSize() : std::nullopt;
+}
+
+void RemoteDocument::askFileInformation(FileInformationReport report) {
+    if (isClosed())
+        return;
+    const auto ask = std::make_shared<InformationOperation>(file_);
+    // The operation outlives its completion, which it owns.
+    ask->setCompletion([ask = ask.get(), weak = weak_from_this(), report = std::move(report)] {
+        MainThread::shared().post([information = ask->information(), weak, report] {
+            if (const auto open = weak.lock(); open && !open->isClosed())
+                report(information);
+        });
+    });
+    informationQueue_->addOperation(ask);
+}
+
+std::shared_ptr<const LoadProgressController> RemoteDocument::loadProgress() const {
+    return loadProgress_;
+}
+
+void RemoteDocument::setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) {
+    dataSource_->setLineMarkLookup(std::move(lookup));
+}
+
+} // namespace korvane

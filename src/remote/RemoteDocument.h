@@ -1,0 +1,121 @@
+#pragma once
+
+#include "documents/Document.h"
+#include "foundation/OperationQueue.h"
+#include "remote/RemoteUrl.h"
+
+#include <functional>
+#include <memory>
+
+namespace korvane {
+
+class AlertPresenter;
+class Client;
+class RemoteFile;
+class RemoteHost;
+class RemoteHostsManager;
+class RemoteLogDataSource;
+class RemoteLogFileObserver;
+class SFTPClient;
+
+/// One open log file on a server: owns its login, the source of its rows and, once it is followed, the
+/// observer.
+class RemoteDocument : public Document {
+public:
+    /// Makes a login on a host that is not yet connected.
+    using MakeClient = std::function<std::shared_ptr<Client>(std::shared_ptr<RemoteHost>)>;
+
+    /// For the host that the address names; fails when none is configured so. `alerts` outlives the document.
+    static Result<std::shared_ptr<Document>> createForUrl(const QUrl& url, const RemoteHostsManager& hosts,
+                                                          AlertPresenter& alerts);
+    static std::shared_ptr<RemoteDocument> create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
+                                                  const MakeClient& makeClient);
+    ~RemoteDocument() override;
+
+    /// No server is asked for anything.
+    Status readFromUrl(const QUrl& url) override;
+
+    /// Connects, and has the lines counted. Once connected the file is followed, where the settings say so,
+    /// becomes one of the recent ones, and the document is announced. A failure is told in an alert, and
+    /// nothing else happens.
+    void startLoading() override;
+    void windowMade() override {}
+    void cancelLoading() override;
+    /// Makes the observer where there is none.
+    void startTailingWhenLoaded() override;
+    void stopTailing() override;
+    void reload() override;
+
+    void close() override;
+    bool isClosed() const override { return state_ == ConnectionState::Closed; }
+
+    QUrl fileUrl() const override { return fileUrl_; }
+    /// None: a remote file is read by commands.
+    std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
+    std::shared_ptr<TailDataSourceProtocol> dataSource() const override;
+    /// Null until the file is followed for the first time.
+    std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
+
+    /// Remote lines are UTF-8, and bytes that are not are replaced.
+    bool hasEncodingChoice() const override { return false; }
+    EncodingChoice encodingChoice() const override;
+    void setEncodingChoice(EncodingChoice /*choice*/) override {}
+    StringEncoding fileEncoding() const override { return encoding::utf8; }
+
+    QString openFault() const override;
+    /// Only notices a connection that is gone; what stands at the path is not looked at.
+    void checkFile(std::function<void(FileFault)> report) override;
+    std::optional<quint64> knownFileSize() const override;
+    void askFileInformation(FileInformationReport report) override;
+    std::shared_ptr<const LoadProgressController> loadProgress() const override;
+
+    ConnectionState connectionState() const override { return state_; }
+    void reconnect() override;
+    void setWindow(const void* window) override;
+    void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) override;
+
+    const std::shared_ptr<RemoteHost>& host() const { return host_; }
+    const std::shared_ptr<Client>& client() const { return client_; }
+
+private:
+    class Listener;
+    class LoadOperation;
+    class InformationOperation;
+
+    RemoteDocument(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, std::shared_ptr<Client> client);
+    std::shared_ptr<RemoteDocument> self();
+    void connectInBackground();
+    void setState(ConnectionState state);
+    void connected();
+    void connectionFailed(const Error& error);
+    void loadEnded();
+    /// The connection is found to be there, or not.
+    void connectionRestored();
+    void connectionGone();
+    void connectionLost();
+    void present(const Error& error);
+    void tellUser(const QString& text);
+    void follow();
+
+    const std::shared_ptr<RemoteHost> host_;
+    AlertPresenter& alerts_;
+    const std::shared_ptr<Client> client_;
+    const void* window_ = nullptr;
+    QUrl fileUrl_;
+    ConnectionState state_ = ConnectionState::Unconnected;
+    /// The state that a connection under way began in.
+    ConnectionState stateBefore_ = ConnectionState::Unconnected;
+    bool isAnnounced_ = false;
+    /// The file is to be followed as soon as there is a connection.
+    bool follows_ = false;
+    bool hasFailed_ = false;
+    std::shared_ptr<Listener> listener_;
+    std::shared_ptr<RemoteFile> file_;
+    std::shared_ptr<RemoteLogDataSource> dataSource_;
+    std::shared_ptr<RemoteLogFileObserver> logFileObserver_;
+    std::shared_ptr<LoadProgressController> loadProgress_;
+    std::unique_ptr<OperationQueue> loadQueue_;
+    std::unique_ptr<OperationQueue> informationQueue_;
+};
+
+} // namespace korvane

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "remote/Client.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace korvane {
+
+/// Hears what the reading of a remote file shows of its connection, on the reading thread.
+class RemoteFileListener {
+public:
+    virtual ~RemoteFileListener() = default;
+    /// There is a connection where there was none.
+    virtual void connectionRestored() = 0;
+    /// There is none any more; the user has been told, if there was one.
+    virtual void connectionGone() = 0;
+    /// There was one until it was to be used, and it cannot be made anew.
+    virtual void connectionLost() = 0;
+    /// What should be a number is a text.
+    virtual void serverPrintsText(const QString& text) = 0;
+};
+
+/// A log file on a server, read by commands over its document's login. Any thread; all calls but the first
+/// wait for the server.
+class RemoteFile {
+public:
+    using IsCancelled = std::function<bool()>;
+
+    /// `path`: stands between double quotation marks in the commands, and nothing in it is escaped.
+    RemoteFile(std::shared_ptr<Client> client, QString path, std::weak_ptr<RemoteFileListener> listener);
+
+    const std::shared_ptr<Client>& client() const { return client_; }
+    const QString& path() const { return path_; }
+
+    /// As Client::connect.
+    Result<Client::Connection> connect();
+    /// Nothing without a connection, or once cancelled; 0 for an answer that is no number.
+    std::optional<qint64> lineCount(const IsCancelled& isCancelled);
+    /// The size in bytes; 0 for no answer, or one that is no number.
+    quint64 size(const IsCancelled& isCancelled);
+    /// The lines of a page that end with a newline; connects where there is no connection. Nothing when it
+    /// cannot be asked for, or once cancelled.
+    std::optional<QStringList> page(qint64 page, const IsCancelled& isCancelled);
+
+private:
+    /// Nothing without a connection, or once cancelled.
+    std::optional<QString> run(const QString& command, const IsCancelled& isCancelled);
+    bool connectForPage();
+    qint64 numberIn(const QString& output);
+
+    const std::shared_ptr<Client> client_;
+    const QString path_;
+    const std::weak_ptr<RemoteFileListener> listener_;
+
+    std::mutex mutex_;
+    /// Guarded by mutex_. The last one that was told of.
+    QString printedText_;
+};
+
+} // namespace korvane

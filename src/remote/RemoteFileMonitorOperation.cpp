@@ -1,0 +1,25 @@
+#include "remote/RemoteFileMonitorOperation.h"
+
+#include "foundation/Log.h"
+#include "remote/RemoteFile.h"
+
+namespace korvane {
+
+void RemoteFileMonitorOperation::main() {
+    qCInfo(logRemote, "Remote FileMonitor op connecting...");
+    const auto connection = file_->connect();
+    if (!connection)
+        qCWarning(logRemote, "Error starting client: %ls", qUtf16Printable(connection.error().userText));
+    if (connection && connection.value().isAuthorised)
+        FileMonitorOperation::main();
+    else
+        cancel();
+}
+
+std::optional<std::uint64_t> RemoteFileMonitorOperation::getFileSize() {
+    const quint64 size = file_->size([this] { return isCancelled(); });
+    // What was not waited for is no size.
+    return isCancelled() ? std::nullopt : std::optional<std::uint64_t>(size);
+}
+
+} // namespace korvane

@@ -1,0 +1,242 @@
+#include "remote/RemoteLogDataSource.h"
+
+#include "core/CompiledSearch.h"
+#include "core/DocumentProtocol.h"
+#include "core/NotificationNames.h"
+#include "core/Pages.h"
+#include "core/RuleEnforcerProtocol.h"
+#include "foundation/Log.h"
+#include "foundation/MainThread.h"
+#include "foundation/NotificationCenter.h"
+#include "remote/Client.h"
+#include "remote/RemoteFile.h"
+#include "remote/RemoteLoadLinesOperation.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+
+class RemoteLogDataSource::CountOperation : public Operation {
+public:
+    explicit CountOperation(std::weak_ptr<RemoteLogDataSource> dataSource)
+        : dataSource_(std::move(dataSource)) {}
+
+protected:
+    void main() override {
+        if (const auto dataSource = dataSource_.lock())
+            dataSource->countUnlessKnown([this] { return isCancelled(); });
+    }
+
+private:
+    const std::weak_ptr<RemoteLogDataSource> dataSource_;
+};
+
+RemoteLogDataSource::RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document,
+                                         std::shared_ptr<RemoteFile> file)
+    : TailDataSource(document, "Remote log load line operation queue"), file_(std::move(file)),
+      countQueue_("Remote line count operation queue", 1) {}
+
+// ---- How many lines there are
+
+qint64 RemoteLogDataSource::rowCount() const {
+    const bool canAsk = file_->client()->isConnected();
+    const std::lock_guard guard(mutex_);
+    if (lastLineCount_ == 0 && canAsk && !std::exchange(isCountAsked_, true)) {
+        const auto self = std::const_pointer_cast<TailDataSource>(shared_from_this());
+        countQueue_.addOperation(
+            std::make_shared<CountOperation>(std::static_pointer_cast<RemoteLogDataSource>(self)));
+    }
+    return shownLineCount_;
+}
+
+void RemoteLogDataSource::countUnlessKnown(const IsCancelled& isCancelled) {
+    count(Content::Known, isCancelled);
+    const std::lock_guard guard(mutex_);
+    isCountAsked_ = false;
+}
+
+void RemoteLogDataSource::countLines(const IsCancelled& isCancelled) {
+    {
+        const std::lock_guard guard(mutex_);
+        lastLineCount_ = 0;
+    }
+    count(Content::Known, isCancelled);
+}
+
+void RemoteLogDataSource::fileHasGrown(const IsCancelled& isCancelled) {
+    {
+        const std::lock_guard guard(mutex_);
+        lastLineCount_ = 0;
+    }
+    count(Content::Grown, isCancelled);
+}
+
+void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCancelled) {
+    qint64 before = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        lastLineCount_ = 0;
+        if (size == 0)
+            before = std::exchange(shownLineCount_, 0);
+    }
+    if (size == 0)
+        announce(Content::Other, before, 0);
+    else
+        count(Content::Other, isCancelled);
+}
+
+void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled) {
+    const std::lock_guard counting(countMutex_);
+    if (content == Content::Known) {
+        const std::lock_guard guard(mutex_);
+        if (lastLineCount_ != 0)
+            return; // by the count that this one has waited for
+    }
+    const std::optional<qint64> counted = file_->lineCount(isCancelled);
+    if (!counted)
+        return;
+    qint64 before = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        lastLineCount_ = *counted;
+        before = std::exchange(shownLineCount_, *counted);
+    }
+    announce(content, before, *counted);
+}
+
+void RemoteLogDataSource::announce(Content content, qint64 before, qint64 now) {
+    if (content == Content::Known && now == before)
+        return;
+    if (content == Content::Other || now < before) {
+        contentForgotten();
+        announceOtherContent({0, now});
+        return;
+    }
+    const qint64 first = std::max<qint64>(before - 1, 0);
+    announceChangedLines({first, now - first});
+}
+
+std::optional<quint64> RemoteLogDataSource::knownFileSize() const {
+    const std::lock_guard guard(mutex_);
+    return knownFileSize_;
+}
+
+void RemoteLogDataSource::setKnownFileSize(quint64 bytes) {
+    const std::lock_guard guard(mutex_);
+    knownFileSize_ = bytes;
+}
+
+std::uint64_t RemoteLogDataSource::byteCount(qint64 /*first*/, qint64 count) const {
+    const std::lock_guard guard(mutex_);
+    if (!knownFileSize_ || shownLineCount_ == 0)
+        return 0;
+    const double share = static_cast<double>(count) / static_cast<double>(shownLineCount_);
+    return static_cast<std::uint64_t>(static_cast<double>(*knownFileSize_) * share);
+}
+
+// ---- Pages
+
+std::shared_ptr<PageLoadOperation> RemoteLogDataSource::makeLoadOperation(const PageRequest& request) {
+    qCInfo(logRemote, "loading remote page %lld...", static_cast<long long>(request.page));
+    return std::make_shared<RemoteLoadLinesOperation>(weak_from_this(), file_, request);
+}
+
+void RemoteLogDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
+    TailDataSource::dropRequestsOutside(std::max<qint64>(firstRow - pages::size, 0), lastRow + pages::size);
+    const qint64 previous = std::exchange(lastFirstRow_, firstRow);
+    const qint64 rows = numberOfRows();
+    if (rows == 0 || firstRow == previous)
+        return;
+    const auto ask = [&](qint64 row) {
+        if (row >= 0 && row < rows)
+            loadPage(pages::pageOfLine(rowStart() + row), true);
+    };
+    // What is looked at goes first.
+    const qint64 last = std::min(lastRow, rows - 1);
+    ask(firstRow);
+    ask(last);
+    if (firstRow > previous)
+        ask(std::min(last + pages::size, rows - 1));
+    else
+        ask(std::max<qint64>(firstRow - pages::size, 0));
+}
+
+void RemoteLogDataSource::close() {
+    countQueue_.cancelAllOperations();
+    TailDataSource::close();
+}
+
+// ---- Lines that nobody looks at
+
+std::optional<QStringList> RemoteLogDataSource::linesOfPage(qint64 page, const IsCancelled& isCancelled) {
+    if (isCancelled && isCancelled())
+        return std::nullopt;
+    if (auto loaded = loadedTexts(page))
+        return loaded;
+    return file_->page(page, isCancelled);
+}
+
+std::optional<QStringList> RemoteLogDataSource::readLines(qint64 first, qint64 count,
+                                                          const IsCancelled& isCancelled) {
+    QStringList lines;
+    const qint64 end = first + count;
+    for (qint64 line = first; line < end;) {
+        const qint64 page = pages::pageOfLine(line);
+        const auto read = linesOfPage(page, isCancelled);
+        if (!read)
+            return std::nullopt;
+        const qint64 offset = line - pages::firstLine(page);
+        lines += read->mid(offset, end - line);
+        line = pages::firstLine(page + 1);
+    }
+    return lines;
+}
+
+std::optional<SearchMatch> RemoteLogDataSource::searchRow(qint64 row, const SearchItem& item) {
+    return findNextMatch(row, row, item, [] { return false; });
+}
+
+std::optional<SearchMatch> RemoteLogDataSource::findNextMatch(qint64 firstRow, qint64 lastRow,
+                                                              const SearchItem& item,
+                                                              const IsCancelled& isCancelled) {
+    if (firstRow < 0 && lastRow < 0)
+        return std::nullopt;
+    // Lines before the first row are there, but not in the table.
+    const qint64 start = rowStart();
+    const bool forwards = firstRow <= lastRow;
+    const qint64 low = start + std::max<qint64>(std::min(firstRow, lastRow), 0);
+    const qint64 high = std::min(start + std::max(firstRow, lastRow), rowCount() - 1);
+    const CompiledSearch search(item);
+    CompiledSearch::Matcher matcher(search);
+    const qint64 step = forwards ? 1 : -1;
+    for (qint64 line = forwards ? low : high; line >= low && line <= high;) {
+        const qint64 page = pages::pageOfLine(line);
+        const auto lines = linesOfPage(page, isCancelled);
+        if (!lines) {
+            if (!isCancelled())
+                tellUser(QCoreApplication::translate(
+                    "RemoteLogDataSource", "The search has stopped: the server cannot be asked for lines"));
+            return std::nullopt;
+        }
+        for (; line >= low && line <= high && pages::pageOfLine(line) == page; line += step) {
+            const qint64 offset = line - pages::firstLine(page);
+            if (offset >= lines->size())
+                continue;
+            if (auto ranges = matcher.matchRanges(SearchedLine(lines->at(offset))); !ranges.empty())
+                return SearchMatch{line, std::move(ranges)};
+        }
+    }
+    return std::nullopt;
+}
+
+void RemoteLogDataSource::tellUser(const QString& text) const {
+    MainThread::shared().post([weak = std::weak_ptr(getDocument()), text] {
+        if (const auto document = weak.lock())
+            NotificationCenter::shared().post(notification::globalUserUpdate, text, document.get());
+    });
+}
+
+} // namespace korvane

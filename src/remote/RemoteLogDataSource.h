@@ -1,0 +1,80 @@
+#pragma once
+
+#include "documents/TailDataSource.h"
+
+#include <mutex>
+#include <optional>
+
+namespace korvane {
+
+class RemoteFile;
+
+/// The rows of a file on a server. Its lines are counted there by a worker, one count at a time; until there
+/// is an answer the last one holds.
+class RemoteLogDataSource : public TailDataSource {
+public:
+    RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document, std::shared_ptr<RemoteFile> file);
+
+    /// The last known count; has the server asked when there is none, which is so for an empty file, too.
+    qint64 rowCount() const override;
+    std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override;
+    std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                             const std::function<bool()>& isCancelled) override;
+    std::optional<QStringList> readLines(qint64 first, qint64 count,
+                                         const std::function<bool()>& isCancelled) override;
+    /// By the mean length of a line.
+    std::uint64_t byteCount(qint64 first, qint64 count) const override;
+
+    /// Keeps the requests for the neighbours of these rows' pages, and asks ahead in the direction in which
+    /// the rows have gone.
+    void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
+    void close() override;
+
+    /// The size as it was seen last; nothing before. Any thread.
+    std::optional<quint64> knownFileSize() const;
+    void setKnownFileSize(quint64 bytes);
+
+    using IsCancelled = std::function<bool()>;
+
+    // What the reading of the file finds out. A worker's thread: waits for the server, and for another count
+    // under way. Changed rows are announced.
+
+    /// The lines known so far may not be those of the file any more.
+    void countLines(const IsCancelled& isCancelled);
+    /// What was the last line, and what follows, is loaded again.
+    void fileHasGrown(const IsCancelled& isCancelled);
+    /// All rows go. `size` is 0 also when it cannot be measured.
+    void fileHasShrunk(quint64 size, const IsCancelled& isCancelled);
+
+protected:
+    std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) override;
+    std::any arrivalNotice(qint64 page) const override { return page; }
+
+private:
+    class CountOperation;
+    enum class Content { Known, Grown, Other };
+
+    void count(Content content, const IsCancelled& isCancelled);
+    /// For the count that nobody waits for.
+    void countUnlessKnown(const IsCancelled& isCancelled);
+    void announce(Content content, qint64 before, qint64 now);
+    void tellUser(const QString& text) const;
+    /// The page's lines, from the rows or from the server. Nothing when they cannot be read.
+    std::optional<QStringList> linesOfPage(qint64 page, const std::function<bool()>& isCancelled);
+
+    const std::shared_ptr<RemoteFile> file_;
+    qint64 lastFirstRow_ = 0; // main thread
+
+    mutable std::mutex mutex_;
+    // Guarded by mutex_.
+    qint64 lastLineCount_ = 0;  // 0 = not known
+    qint64 shownLineCount_ = 0; // the last that was known
+    std::optional<quint64> knownFileSize_;
+    mutable bool isCountAsked_ = false; // an operation is queued
+
+    /// Held while the server counts.
+    std::mutex countMutex_;
+    mutable OperationQueue countQueue_;
+};
+
+} // namespace korvane

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "core/FileObserverProtocol.h"
+#include "foundation/OperationQueue.h"
+#include "tail/FileMonitorOperation.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+namespace korvane {
+
+class RemoteFile;
+class RemoteFileMonitorOperation;
+class RemoteLogDataSource;
+
+/// Follows a file on a server: has its lines counted anew whenever its size changes.
+///
+/// Held by shared pointer, by its document. Starting and stopping on the main thread; the work is done on the
+/// monitor's thread. Keeps the file, not the data source.
+class RemoteLogFileObserver : public FileObserverProtocol,
+                              public FileMonitorOperationDelegate,
+                              public std::enable_shared_from_this<RemoteLogFileObserver> {
+public:
+    RemoteLogFileObserver(const std::shared_ptr<RemoteLogDataSource>& dataSource,
+                          std::shared_ptr<RemoteFile> file);
+
+    /// With a new monitor, whose first report counts like every other; one that runs already is stopped
+    /// first.
+    void startTailing() override;
+    /// Does not wait.
+    void stopTailing() override;
+    /// False until the monitor has begun, true until it has ended. Any thread.
+    bool isTailing() const override;
+
+    // Called by the monitor.
+
+    void fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) override;
+    void filePolled() override;
+
+private:
+    std::shared_ptr<RemoteFileMonitorOperation> fileMonitor() const;
+    /// `notification::tailingChanged`.
+    void announceTailing();
+
+    const std::weak_ptr<RemoteLogDataSource> dataSource_;
+    const std::shared_ptr<RemoteFile> file_;
+
+    mutable std::mutex mutex_;
+    std::shared_ptr<RemoteFileMonitorOperation> fileMonitor_; // guarded by mutex_
+    /// The monitor's thread only.
+    std::weak_ptr<RemoteFileMonitorOperation> announcedMonitor_;
+
+    OperationQueue opQueue_;
+};
+
+} // namespace korvane

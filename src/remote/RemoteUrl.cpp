@@ -1,0 +1,99 @@
+#include "remote/RemoteUrl.h"
+
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+const QString scheme = QStringLiteral("ssh");
+const QString start = QStringLiteral("ssh://");
+/// What a path keeps as it is, besides letters and digits.
+constexpr char keptInPath[] = "!$&'()*+,-./:=@_~";
+constexpr int largestPort = 65535;
+
+QByteArray encodedPath(const QString& path) {
+    return path.toUtf8().toPercentEncoding(keptInPath);
+}
+
+QString decoded(QStringView text) {
+    return QString::fromUtf8(QByteArray::fromPercentEncoding(text.toUtf8()));
+}
+
+/// An address of numbers and colons may stand in brackets.
+QStringView withoutBrackets(QStringView host) {
+    return host.startsWith(u'[') && host.endsWith(u']') ? host.sliced(1, host.size() - 2) : host;
+}
+
+} // namespace
+
+RemoteUrl::RemoteUrl(QString host, int port, QString user, QString path)
+    : host_(std::move(host)), port_(port), user_(std::move(user)), path_(std::move(path)) {}
+
+RemoteUrl::RemoteUrl(const RemoteHost& host, const QString& path)
+    : RemoteUrl(host.host(), host.port(), host.username(), path) {}
+
+std::optional<RemoteUrl> RemoteUrl::fromText(const QString& text) {
+    if (!text.startsWith(start, Qt::CaseInsensitive))
+        return std::nullopt;
+    const QStringView rest = QStringView(text).sliced(start.size());
+    const qsizetype slash = rest.indexOf(u'/');
+    if (slash < 0 || slash + 1 == rest.size())
+        return std::nullopt;
+    // A user's name may hold an "@", a host's address colons.
+    const QStringView authority = rest.first(slash);
+    const qsizetype at = authority.lastIndexOf(u'@');
+    const qsizetype colon = authority.lastIndexOf(u':');
+    if (at <= 0 || colon <= at + 1)
+        return std::nullopt;
+    bool isNumber = false;
+    const int port = authority.sliced(colon + 1).toInt(&isNumber);
+    if (!isNumber || port < 1 || port > largestPort)
+        return std::nullopt;
+    const QStringView host = withoutBrackets(authority.sliced(at + 1, colon - at - 1));
+    if (host.isEmpty())
+        return std::nullopt;
+    return RemoteUrl(host.toString(), port, decoded(authority.first(at)), decoded(rest.sliced(slash + 1)));
+}
+
+std::optional<RemoteUrl> RemoteUrl::fromUrl(const QUrl& url) {
+    const QString path = decoded(url.path(QUrl::FullyEncoded));
+    const int port = url.port();
+    const QString user = url.userName(QUrl::FullyDecoded);
+    const QString host = url.host(QUrl::FullyDecoded);
+    if (url.scheme() != scheme || port < 1 || user.isEmpty() || host.isEmpty() || path.size() < 2)
+        return std::nullopt;
+    return RemoteUrl(host, port, user, path.sliced(1));
+}
+
+QString RemoteUrl::text() const {
+    return start + user_ + u'@' + host_ + u':' + QString::number(port_) + u'/' +
+           QString::fromLatin1(encodedPath(path_));
+}
+
+QUrl RemoteUrl::url() const {
+    QUrl url;
+    url.setScheme(scheme);
+    url.setUserName(user_, QUrl::DecodedMode);
+    url.setHost(host_, QUrl::DecodedMode);
+    url.setPort(port_);
+    url.setPath(QString::fromLatin1('/' + encodedPath(path_)), QUrl::StrictMode);
+    return url;
+}
+
+std::shared_ptr<RemoteHost> RemoteUrl::hostIn(const RemoteHostsManager& hosts) const {
+    if (auto found = hosts.findHost(host_, port_, user_))
+        return found;
+    // A URL may have brought the host's name into another form.
+    const QString form = url().host(QUrl::FullyEncoded);
+    const auto found = std::find_if(hosts.hosts().begin(), hosts.hosts().end(), [&](const auto& candidate) {
+        return candidate->port() == port_ && candidate->username() == user_ &&
+               RemoteUrl(*candidate, {}).url().host(QUrl::FullyEncoded) == form;
+    });
+    return found == hosts.hosts().end() || form.isEmpty() ? nullptr : *found;
+}
+
+} // namespace korvane

@@ -1,0 +1,361 @@
+#include "RemoteSession.h"
+#include "ShellClient.h"
+#include "core/FileObserverProtocol.h"
+#include "core/SearchItem.h"
+#include "documents/AppDocumentController.h"
+#include "foundation/FilePath.h"
+#include "remote/RemoteHostsManager.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using Logins = test::ShellClient::Logins;
+
+/// Over the shell of this computer instead of a server's.
+class RemoteDocumentTest : public test::RemoteSession {
+protected:
+    ~RemoteDocumentTest() override {
+        if (client_)
+            client_->hold(false);
+    }
+
+    void make() {
+        document_ = RemoteDocument::create(std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s), alerts_,
+                                           [this](const std::shared_ptr<RemoteHost>& host) {
+                                               client_ = std::make_shared<test::ShellClient>(host, alerts_);
+                                               return client_;
+                                           });
+    }
+    void open(const QByteArray& content) {
+        make();
+        file_ = std::make_unique<test::TemporaryFile>(content, "a b.log");
+        RemoteSession::open(document_, path());
+    }
+    void openLoaded(const QByteArray& content) {
+        open(content);
+        ASSERT_TRUE(loaded());
+        ASSERT_TRUE(waitForRows(content.count('\n')));
+    }
+    QString path() const { return QString::fromUtf8(file_->path()); }
+    QString pageCommand(int page) const {
+        return u"tail -n+%1 \"/%2\" | head -n 5000"_s.arg((page - 1) * 5000 + 1).arg(path());
+    }
+    QStringList pageCommands() const { return client_->commands(u"tail"_s); }
+    void follow() {
+        document_->startTailingWhenLoaded();
+        ASSERT_TRUE(test::waitFor([this] {
+            return document_->logFileObserver()->isTailing() && client_->commands(u"ls"_s).size() > 1;
+        }));
+        changes_.clear();
+    }
+
+    std::unique_ptr<test::TemporaryFile> file_;
+    std::shared_ptr<test::ShellClient> client_;
+};
+
+// ---- Loading
+
+TEST_F(RemoteDocumentTest, PagesComeByTheSettledCommandsAndOnce) {
+    const auto token = NotificationCenter::shared().observe(
+        notification::dataSourceLoadedLines, [this](const Notification& posted) {
+            told_ << QString::number(std::any_cast<qint64>(posted.object));
+        });
+    openLoaded(test::numberedLines(1, 12'345));
+    EXPECT_EQ(client_->commands(), QStringList{u"wc -l < \"/%1\""_s.arg(path())});
+    for (const qint64 line : {12'345, 1, 5000, 5001, 10'000, 10'001, 2})
+        EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
+    EXPECT_EQ(pageCommands(), (QStringList{pageCommand(3), pageCommand(1), pageCommand(2)}));
+    EXPECT_EQ(told_, (QStringList{u"3"_s, u"1"_s, u"2"_s}));
+    EXPECT_EQ(client_->loginCount, 1);
+    EXPECT_EQ(announced_, 1);
+    EXPECT_EQ(RemoteRecentFilesManager::shared().recentUrls(),
+              QStringList{u"ssh://u@h:22/%1"_s.arg(path().replace(u' ', u"%20"_s))});
+}
+
+TEST_F(RemoteDocumentTest, LinesEndWithNewlinesAndAreReadAsUtf8) {
+    openLoaded("caf\xc3\xa9\r\n\n\xff|\n" + QByteArray(3 << 20, 'x') + "\nlost");
+    EXPECT_EQ(row(0), u"café\r"_s);
+    EXPECT_EQ(row(1), QString());
+    EXPECT_EQ(row(2), u"\uFFFD|"_s);
+    EXPECT_EQ(row(3).size(), 1 << 20);
+    EXPECT_EQ(document_->dataSource()->rowLine(3).cutBytes, 2U << 20);
+    EXPECT_EQ(rows(), 4);
+}
+
+TEST_F(RemoteDocumentTest, AFailedLoadIsToldOnceAndLeavesNoTrace) {
+    const struct {
+        Logins logins;
+        QString message;
+        QString text;
+    } cases[] = {
+        {Logins::Unauthorised, u"Could not connect to remote host!"_s,
+         u"Check if the server is up and re-open the log file"_s},
+        {Logins::Refused, u"wrong password"_s, {}},
+    };
+    for (const auto& [logins, message, text] : cases) {
+        make();
+        client_->setLogins(logins);
+        Preferences::shared().setStartTailingOnFileOpen(true);
+        RemoteSession::open(document_, u"/tmp/x"_s);
+        ASSERT_TRUE(test::waitFor([this] { return !alerts_.alerts.empty(); }));
+        ASSERT_EQ(alerts_.alerts.size(), 1U);
+        EXPECT_EQ(alerts_.alerts[0].message, message);
+        EXPECT_EQ(alerts_.alerts[0].informativeText, text);
+        EXPECT_EQ(document_->connectionState(), ConnectionState::Unconnected);
+        EXPECT_FALSE(document_->openFault().isEmpty());
+        EXPECT_EQ(announced_, 0);
+        EXPECT_TRUE(RemoteRecentFilesManager::shared().recentUrls().isEmpty());
+        EXPECT_TRUE(client_->commands().isEmpty());
+        EXPECT_FALSE(document_->logFileObserver());
+        alerts_.alerts.clear();
+
+        client_->setLogins(Logins::Accepted);
+        document_->reconnect();
+        EXPECT_TRUE(test::waitFor([this] { return announced_ == 1; }));
+        EXPECT_TRUE(document_->openFault().isEmpty());
+        EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
+        document_->close();
+        announced_ = 0;
+        RemoteRecentFilesManager::setShared(nullptr);
+        Preferences::shared().userDefaults().remove(RemoteRecentFilesManager::RECENT_FILES_KEY);
+        RemoteRecentFilesManager::setShared(
+            std::make_unique<RemoteRecentFilesManager>(Preferences::shared().userDefaults()));
+    }
+}
+
+TEST_F(RemoteDocumentTest, AnUnknownHostOpensNothing) {
+    class NoWindows : public DocumentWindowFactory {
+        void makeWindow(const std::shared_ptr<Document>&) override { ADD_FAILURE(); }
+        void raiseWindow(const std::shared_ptr<Document>&) override {}
+        void closeWindow(const std::shared_ptr<Document>&) override {}
+        void goToLine(const std::shared_ptr<Document>&, qint64) override {}
+    } windows;
+    const QTemporaryDir directory;
+    const auto hosts =
+        std::move(RemoteHostsManager::load(directory.path(), Preferences::shared().userDefaults())).value();
+    ASSERT_TRUE(hosts->add(std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s)));
+    AppDocumentController controller(windows, alerts_);
+    controller.registerDocumentClass(AppDocumentController::remoteDocumentType, [&](const QUrl& url) {
+        return RemoteDocument::createForUrl(url, *hosts, alerts_);
+    });
+    const QUrl url(u"ssh://u@h:2222//tmp/x.log"_s);
+    EXPECT_FALSE(controller.openDocument(url));
+    ASSERT_EQ(alerts_.alerts.size(), 1U);
+    EXPECT_EQ(alerts_.alerts[0].message, u"Could not find remote host information for URL"_s);
+    EXPECT_EQ(alerts_.alerts[0].informativeText,
+              u"Ensure the remote host referenced in the URL is present and configured with the same user "
+              "and server host:port information"_s);
+    const auto error = controller.makeDocument(url, AppDocumentController::remoteDocumentType);
+    ASSERT_FALSE(error);
+    EXPECT_EQ(error.error().url, url.toString());
+    EXPECT_EQ(error.error().code, -1004);
+    EXPECT_TRUE(controller.makeDocument(QUrl(u"ssh://u@h:22//tmp/x.log"_s),
+                                        AppDocumentController::remoteDocumentType));
+}
+
+TEST_F(RemoteDocumentTest, OneCountIsUnderWayAndTheLastOneIsShownMeanwhile) {
+    openLoaded(test::numberedLines(1, 10));
+    client_->hold(true);
+    file_->append(test::numberedLines(11, 5));
+    document_->reload();
+    ASSERT_TRUE(test::waitFor([this] { return client_->commands(u"wc"_s).size() == 2; }));
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(rows(), 10);
+    client_->hold(false);
+    EXPECT_TRUE(waitForRows(15));
+    EXPECT_EQ(client_->commands(u"wc"_s).size(), 2);
+}
+
+TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
+    openLoaded({});
+    file_->append(test::numberedLines(1, 3));
+    EXPECT_TRUE(waitForRows(3)); // each look asks, none waits
+    EXPECT_EQ(row(2), u"line 3"_s);
+}
+
+TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOnce) {
+    make();
+    client_->setPrintsText(true);
+    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 3));
+    Preferences::shared().setStartTailingOnFileOpen(true);
+    RemoteSession::open(document_, path());
+    ASSERT_TRUE(loaded());
+    ASSERT_TRUE(test::waitFor([this] { return client_->commands(u"ls"_s).size() > 3; }));
+    EXPECT_EQ(rows(), 0);
+    ASSERT_FALSE(told_.isEmpty());
+    EXPECT_EQ(told_.filter(u"The server prints text at login: Welcome 3"_s).size(), 1);
+}
+
+TEST_F(RemoteDocumentTest, ClosingWaitsForNothing) {
+    openLoaded(test::numberedLines(1, 6000));
+    client_->hold(true);
+    document_->dataSource()->rowLine(0);
+    document_->dataSource()->rowLine(5999);
+    ASSERT_TRUE(test::waitFor([this] { return pageCommands().size() == 2; }));
+    const auto start = std::chrono::steady_clock::now();
+    document_->close();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_FALSE(client_->isConnected());
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Closed);
+    EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_TRUE(alerts_.alerts.empty());
+}
+
+// ---- Following
+
+TEST_F(RemoteDocumentTest, GrowthReloadsFromTheLastLineOn) {
+    openLoaded(test::numberedLines(1, 5000));
+    EXPECT_EQ(row(4999), u"line 5000"_s);
+    follow();
+    EXPECT_EQ(client_->commands(u"ls"_s).front(), u"ls -nl \"/%1\" | awk '{print $5}'"_s.arg(path()));
+    EXPECT_EQ(rows(), 5000);
+    file_->append(test::numberedLines(5001, 10));
+    EXPECT_TRUE(rowBecomes(5009, u"line 5010"_s));
+    ASSERT_FALSE(changes_.empty());
+    EXPECT_EQ(changes_.back(), (LineRange{4999, 11}));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    EXPECT_EQ(pageCommands().count(pageCommand(2)), 1);
+    EXPECT_EQ(document_->knownFileSize(), static_cast<quint64>(test::numberedLines(1, 5010).size()));
+
+    document_->stopTailing();
+    ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
+    EXPECT_TRUE(client_->isConnected());
+    EXPECT_EQ(rows(), 5010) << "a poll that was given up is no empty file";
+}
+
+TEST_F(RemoteDocumentTest, AShorterFileIsShownFromItsFirstLine) {
+    openLoaded(test::numberedLines(1, 100));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    follow();
+    file_->truncate(0);
+    EXPECT_TRUE(waitForRows(0));
+    file_->append("new one\nnew two\n");
+    EXPECT_TRUE(rowBecomes(1, u"new two"_s));
+    EXPECT_EQ(row(0), u"new one"_s);
+    file_->overwrite("x\n");
+    EXPECT_TRUE(rowBecomes(0, u"x"_s));
+    EXPECT_EQ(rows(), 1);
+}
+
+TEST_F(RemoteDocumentTest, StoppingDuringAPollLeavesTheRows) {
+    openLoaded(test::numberedLines(1, 100));
+    follow();
+    client_->hold(true);
+    const auto polls = client_->commands(u"ls"_s).size();
+    ASSERT_TRUE(test::waitFor([&] { return client_->commands(u"ls"_s).size() > polls; }));
+    document_->stopTailing();
+    ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
+    EXPECT_EQ(rows(), 100);
+}
+
+// ---- When the link is bad
+
+TEST_F(RemoteDocumentTest, ALossIsToldOnceAndReconnectingLoadsWhatFailed) {
+    openLoaded(test::numberedLines(1, 25'000));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    client_->setLogins(Logins::Unauthorised);
+    for (const qint64 missing : {5000, 10'000, 15'000})
+        document_->dataSource()->rowLine(missing);
+    ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    test::waitFor([] { return true; });
+    ASSERT_EQ(alerts_.alerts.size(), 1U);
+    EXPECT_EQ(alerts_.alerts[0].message, u"Connection lost to remote host!"_s);
+    EXPECT_EQ(alerts_.alerts[0].informativeText, u"Check if the server is up and open the log file again"_s);
+    EXPECT_FALSE(document_->openFault().isEmpty());
+    EXPECT_EQ(row(0), u"line 1"_s);
+    EXPECT_FALSE(document_->dataSource()->rowLine(5000).isLoaded);
+    EXPECT_EQ(rows(), 25'000);
+
+    client_->setLogins(Logins::Accepted);
+    EXPECT_FALSE(document_->dataSource()->rowLine(5000).isLoaded);
+    EXPECT_FALSE(client_->isConnected()) << "what failed is not tried again by looking at it";
+    document_->reconnect();
+    EXPECT_EQ(row(5000), u"line 5001"_s);
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
+    EXPECT_TRUE(document_->openFault().isEmpty());
+    EXPECT_EQ(rows(), 25'000);
+    EXPECT_EQ(announced_, 1);
+}
+
+TEST_F(RemoteDocumentTest, ALossWhileFollowingEmptiesTheViewUntilReconnected) {
+    openLoaded(test::numberedLines(1, 100));
+    follow();
+    client_->setFails(true);
+    EXPECT_TRUE(waitForRows(0));
+    EXPECT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    client_->setFails(false);
+    const auto polls = client_->commands(u"ls"_s).size();
+    ASSERT_TRUE(test::waitFor([&] { return client_->commands(u"ls"_s).size() > polls + 2; }));
+    EXPECT_EQ(client_->loginCount, 1) << "the monitor connects only once";
+    document_->reconnect();
+    EXPECT_TRUE(rowBecomes(99, u"line 100"_s));
+    EXPECT_TRUE(document_->logFileObserver()->isTailing());
+    file_->append("more\n");
+    EXPECT_TRUE(rowBecomes(100, u"more"_s));
+}
+
+// ---- Rows that are not loaded
+
+TEST_F(RemoteDocumentTest, SearchAndCopyFetchPagesWithoutKeepingThem) {
+    openLoaded(test::numberedLines(1, 12'345));
+    const auto source = document_->dataSource();
+    const auto never = [] { return false; };
+    const auto found = [&](qint64 from, qint64 to, const QString& text) {
+        const auto match = source->findNextMatch(from, to, SearchItem(text), never);
+        return match ? match->row : -1;
+    };
+    EXPECT_EQ(found(0, 12'344, u"line 12345"_s), 12'344);
+    EXPECT_EQ(pageCommands(), (QStringList{pageCommand(1), pageCommand(2), pageCommand(3)}));
+    EXPECT_EQ(found(12'344, 0, u"LINE 4999"_s), 4998);
+    EXPECT_EQ(found(10, 12'344, u"line 10"_s), 99) << "what stands before the first row to search";
+    EXPECT_EQ(found(0, 12'343, u"line 12345"_s), -1);
+    EXPECT_EQ(found(5001, 5000, u"line 5001"_s), 5000);
+    EXPECT_EQ(found(0, 99'999, u"absent"_s), -1);
+    EXPECT_FALSE(source->cachedRowLine(0));
+    EXPECT_EQ(source->readLines(4999, 2, never), (QStringList{u"line 5000"_s, u"line 5001"_s}));
+    EXPECT_EQ(source->readLines(12'344, 9, never), QStringList{u"line 12345"_s});
+
+    // What has been loaded is not asked for again.
+    EXPECT_EQ(row(0), u"line 1"_s);
+    const auto asked = pageCommands().size();
+    EXPECT_EQ(found(0, 4999, u"line 5000"_s), 4999);
+    EXPECT_EQ(pageCommands().size(), asked);
+
+    int looks = 0;
+    EXPECT_FALSE(source->findNextMatch(0, 12'344, SearchItem(u"absent"_s), [&] { return ++looks > 1; }));
+    EXPECT_LE(pageCommands().size(), asked + 1) << "cancelled after the first page";
+    told_.clear();
+    client_->setFails(true);
+    EXPECT_EQ(found(5000, 12'344, u"line 12345"_s), -1);
+    EXPECT_TRUE(test::waitFor([this] { return told_.size() == 1; })) << "a search that broke off is told";
+    EXPECT_FALSE(source->readLines(5000, 1, never));
+}
+
+TEST_F(RemoteDocumentTest, ScrollingAsksAheadAndDropsWhatWasPassed) {
+    openLoaded(test::numberedLines(1, 100'000));
+    const auto source = document_->dataSource();
+    source->dropRequestsOutside(5000, 5050);
+    ASSERT_TRUE(test::waitFor([this] { return pageCommands().size() == 2; }));
+    EXPECT_TRUE(pageCommands().contains(pageCommand(2)));
+    EXPECT_TRUE(pageCommands().contains(pageCommand(3))) << "ahead of the view";
+
+    client_->hold(true);
+    for (qint64 page = 4; page < 20; ++page) {
+        source->dropRequestsOutside((page - 1) * 5000, (page - 1) * 5000 + 50);
+        source->rowLine((page - 1) * 5000);
+    }
+    client_->hold(false);
+    EXPECT_EQ(row(90'000), u"line 90001"_s);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_LE(pageCommands().size(), 2 + 4 + 3) << "those under way, and those around the view";
+    EXPECT_TRUE(pageCommands().contains(pageCommand(20)));
+    EXPECT_EQ(row(50'000), u"line 50001"_s) << "what was dropped can be asked for again";
+}
+
+} // namespace
+} // namespace korvane

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "core/NotificationNames.h"
+#include "core/Preferences.h"
+#include "core/RowsUpdatedNotificationObject.h"
+#include "core/TailDataSourceProtocol.h"
+#include "documents/LoadProgressController.h"
+#include "foundation/Alerts.h"
+#include "foundation/NotificationCenter.h"
+#include "remote/RemoteDocument.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteRecentFilesManager.h"
+#include "support/PreferencesTest.h"
+#include "support/TemporaryFile.h"
+#include "support/Waiting.h"
+
+#include <vector>
+
+namespace korvane::test {
+
+inline QByteArray numberedLines(int first, int count) {
+    QByteArray lines;
+    for (int i = 0; i < count; ++i)
+        lines += "line " + QByteArray::number(first + i) + '\n';
+    return lines;
+}
+
+class RecordedAlerts : public AlertPresenter {
+public:
+    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
+        alerts.push_back(alert);
+        done(0);
+    }
+    std::vector<Alert> alerts;
+};
+
+/// A remote document, what it tells the windows, and the settings it lives under. Not followed unless told
+/// so.
+class RemoteSession : public PreferencesTest {
+protected:
+    RemoteSession() {
+        Preferences::shared().setStartTailingOnFileOpen(false);
+        Preferences::shared().setPollingInterval(Preferences::shortestPollingInterval);
+        RemoteRecentFilesManager::setShared(
+            std::make_unique<RemoteRecentFilesManager>(Preferences::shared().userDefaults()));
+    }
+    ~RemoteSession() override {
+        if (document_)
+            document_->close();
+        RemoteRecentFilesManager::setShared(nullptr);
+    }
+
+    void open(std::shared_ptr<RemoteDocument> document, const QString& path) {
+        document_ = std::move(document);
+        ASSERT_TRUE(document_->readFromUrl(RemoteUrl(*document_->host(), path).url()));
+        document_->startLoading();
+        document_->windowMade();
+    }
+    bool isLoading() const {
+        const auto state = document_->loadProgress()->state();
+        return state == LoadProgressController::State::Waiting ||
+               state == LoadProgressController::State::Loading;
+    }
+    bool loaded() {
+        return waitFor([this] { return !isLoading(); });
+    }
+    qint64 rows() const { return document_->dataSource()->numberOfRows(); }
+    bool waitForRows(qint64 count) {
+        return waitFor([&] { return rows() == count; });
+    }
+    /// The text of a row, waited for as a window would.
+    QString row(qint64 row) {
+        const auto source = document_->dataSource();
+        waitFor([&] { return source->rowLine(row).isLoaded; });
+        return source->rowLine(row).line.string();
+    }
+    /// As above, until it is this text.
+    bool rowBecomes(qint64 row, const QString& text) {
+        const auto source = document_->dataSource();
+        return waitFor([&] { return row < rows() && source->rowLine(row).line.string() == text; });
+    }
+
+    RecordedAlerts alerts_;
+    std::shared_ptr<RemoteDocument> document_;
+
+    std::vector<LineRange> changes_;
+    QStringList told_;
+    int announced_ = 0;
+
+private:
+    std::vector<NotificationToken> tokens_ = observe();
+    std::vector<NotificationToken> observe() {
+        auto& center = NotificationCenter::shared();
+        std::vector<NotificationToken> tokens;
+        tokens.push_back(center.observe(notification::rowsUpdated, [this](const Notification& posted) {
+            changes_.push_back(
+                std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(posted.object)->idx);
+        }));
+        tokens.push_back(center.observe(notification::globalUserUpdate, [this](const Notification& posted) {
+            told_.append(std::any_cast<QString>(posted.object));
+        }));
+        tokens.push_back(
+            center.observe(notification::documentLoaded, [this](const Notification&) { ++announced_; }));
+        return tokens;
+    }
+};
+
+} // namespace korvane::test

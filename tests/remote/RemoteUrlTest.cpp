@@ -1,0 +1,96 @@
+#include "remote/RemoteUrl.h"
+
+#include "foundation/FilePath.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
+#include "support/PreferencesTest.h"
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+TEST(RemoteUrlTest, AddressAndPathAreOneAnother) {
+    const struct {
+        QString host;
+        std::uint16_t port;
+        QString user;
+        QString path;
+        QString text;
+        QString url;
+    } cases[] = {
+        {u"h"_s, 22, u"admin"_s, u"/var/log/app.log"_s, u"ssh://admin@h:22//var/log/app.log"_s, {}},
+        {u"h"_s, 2222, u"u"_s, u"logs/a.log"_s, u"ssh://u@h:2222/logs/a.log"_s, {}},
+        {u"h"_s,
+         22,
+         u"u"_s,
+         u"/a b/%41?#;[x]é\"\\^`{|}<>"_s,
+         u"ssh://u@h:22//a%20b/%2541%3F%23%3B%5Bx%5D%C3%A9%22%5C%5E%60%7B%7C%7D%3C%3E"_s,
+         {}},
+        {u"h"_s, 22, u"u"_s, u"/!$&'()*+,-./:=@_~"_s, u"ssh://u@h:22//!$&'()*+,-./:=@_~"_s, {}},
+        {u"h"_s, 22, u"u"_s, u"/a/../b/./c//d"_s, u"ssh://u@h:22//a/../b/./c//d"_s, {}},
+        {u"Web01"_s, 22, u"Me"_s, u"/x"_s, u"ssh://Me@Web01:22//x"_s, u"ssh://Me@web01:22//x"_s},
+        {u"h_1"_s, 22, u"a@b"_s, u"/x"_s, u"ssh://a@b@h_1:22//x"_s, u"ssh://a%40b@h_1:22//x"_s},
+        {u"fe80::1"_s, 22, u"u"_s, u"/x"_s, u"ssh://u@fe80::1:22//x"_s, u"ssh://u@[fe80::1]:22//x"_s},
+    };
+    for (const auto& [hostName, port, user, path, text, url] : cases) {
+        const RemoteUrl made(RemoteHost(hostName, port, user), path);
+        EXPECT_EQ(made.text(), text);
+        EXPECT_EQ(absoluteString(made.url()), url.isEmpty() ? text : url);
+
+        const auto read = RemoteUrl::fromText(text);
+        const auto fromUrl = RemoteUrl::fromUrl(made.url());
+        ASSERT_TRUE(read && fromUrl) << text.toStdString();
+        EXPECT_EQ(read->text(), text);
+        EXPECT_EQ(read->host(), hostName);
+        EXPECT_EQ(read->path(), u'/' + path);
+        EXPECT_EQ(fromUrl->path(), u'/' + path);
+        for (const RemoteUrl& one : {*read, *fromUrl}) {
+            EXPECT_EQ(one.port(), port);
+            EXPECT_EQ(one.user(), user);
+        }
+    }
+}
+
+TEST(RemoteUrlTest, WhatLacksAPartIsNoAddress) {
+    for (const char* text : {"ssh://u@h//x", "ssh://h:22//x", "ssh://@h:22//x", "ssh://u@:22//x",
+                             "ssh://u@h:0//x", "ssh://u@h:65536//x", "ssh://u@h:2a//x", "ssh://u@h:22",
+                             "ssh://u@h:22/", "sftp://u@h:22//x", "file:///x", "/x", ""}) {
+        EXPECT_FALSE(RemoteUrl::fromText(QString::fromLatin1(text))) << text;
+        EXPECT_FALSE(RemoteUrl::fromUrl(QUrl::fromEncoded(text))) << text;
+    }
+}
+
+class RemoteUrlHostTest : public test::PreferencesTest {
+protected:
+    std::shared_ptr<RemoteHost> add(const QString& host, std::uint16_t port, const QString& user) {
+        auto added = std::make_shared<RemoteHost>(host, port, user);
+        EXPECT_TRUE(hosts_->add(added));
+        return added;
+    }
+
+    QTemporaryDir directory_;
+    std::unique_ptr<RemoteHostsManager> hosts_ =
+        std::move(RemoteHostsManager::load(directory_.path(), Preferences::shared().userDefaults())).value();
+};
+
+TEST_F(RemoteUrlHostTest, HostPortAndUserMustAllBeTheSame) {
+    add(u"h"_s, 22, u"u"_s);
+    add(u"h"_s, 2222, u"v"_s);
+    // Names that a URL changes.
+    const auto capital = add(u"Web01"_s, 22, u"u"_s);
+    const auto foreign = add(u"höst"_s, 22, u"u"_s);
+    const auto shortened = add(u"10.1"_s, 22, u"u"_s);
+    const auto hostFor = [this](const RemoteUrl& url) {
+        return RemoteUrl::fromUrl(url.url())->hostIn(*hosts_);
+    };
+    EXPECT_FALSE(RemoteUrl::fromText(u"ssh://u@h:2222//tmp/x.log"_s)->hostIn(*hosts_));
+    EXPECT_FALSE(RemoteUrl::fromText(u"ssh://U@h:22//tmp/x.log"_s)->hostIn(*hosts_));
+    for (const auto& host : {capital, foreign, shortened})
+        EXPECT_EQ(hostFor(RemoteUrl(*host, u"/x"_s)), host) << host->host().toStdString();
+}
+
+} // namespace
+} // namespace korvane

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "remote/Client.h"
+
+#include <QByteArray>
+#include <QStringList>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+
+namespace korvane::test {
+
+/// A login whose server is the shell of this computer. Writes down what is asked of it, and fails when told
+/// to.
+class ShellClient : public Client {
+public:
+    ShellClient(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts) : Client(std::move(host), alerts) {}
+
+    enum class Logins { Accepted, Unauthorised, Refused };
+
+    Result<Connection> connect() override {
+        const Logins logins = logins_.load();
+        if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted)
+            ++loginCount;
+        if (logins == Logins::Refused)
+            return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};
+        return Connection{logins == Logins::Accepted, true};
+    }
+    bool isConnected() const override { return isConnected_.load(); }
+    QString execute(const QString& command, const IsCancelled& isCancelled) override {
+        {
+            std::unique_lock guard(mutex_);
+            commands_.append(command);
+            while (isHeld_ && isConnected() && !(isCancelled && isCancelled()))
+                changed_.wait_for(guard, std::chrono::milliseconds(5));
+        }
+        if (fails_.load())
+            isConnected_ = false;
+        if (!isConnected() || (isCancelled && isCancelled()))
+            return {};
+        return QString::fromUtf8(printedFirst_.load() ? "Welcome\n" + run(command) : run(command));
+    }
+    void disconnect() override { isConnected_ = false; }
+
+    void setLogins(Logins logins) { logins_ = logins; }
+    /// The next command ends the connection.
+    void setFails(bool fails) { fails_ = fails; }
+    void setPrintsText(bool prints) { printedFirst_ = prints; }
+    /// Commands wait from now on, or go on.
+    void hold(bool holds) {
+        const std::lock_guard guard(mutex_);
+        isHeld_ = holds;
+        changed_.notify_all();
+    }
+    /// Those asked for so far that begin with the text.
+    QStringList commands(const QString& start = {}) const {
+        const std::lock_guard guard(mutex_);
+        QStringList found;
+        std::copy_if(commands_.begin(), commands_.end(), std::back_inserter(found),
+                     [&](const QString& command) { return command.startsWith(start); });
+        return found;
+    }
+
+    std::atomic<int> loginCount{0};
+
+private:
+    static QByteArray run(const QString& command) {
+        QByteArray output;
+        std::FILE* pipe = ::popen((command + QStringLiteral(" 2>/dev/null")).toUtf8().constData(), "r");
+        char block[4096];
+        while (const std::size_t count = std::fread(block, 1, sizeof block, pipe))
+            output.append(block, static_cast<qsizetype>(count));
+        ::pclose(pipe);
+        return output;
+    }
+
+    std::atomic<Logins> logins_{Logins::Accepted};
+    std::atomic<bool> isConnected_{false};
+    std::atomic<bool> fails_{false};
+    std::atomic<bool> printedFirst_{false};
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    // Guarded by mutex_.
+    QStringList commands_;
+    bool isHeld_ = false;
+};
+
+} // namespace korvane::test

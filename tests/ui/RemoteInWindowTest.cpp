@@ -1,0 +1,95 @@
+#include "AppFixture.h"
+#include "remote/RemoteDocument.h"
+#include "remote/RemoteHost.h"
+#include "remote/ShellClient.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QLabel>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::numberedLines;
+using test::TemporaryFile;
+
+/// Remote documents in a window, over the shell of this computer.
+class RemoteInWindowTest : public test::AppFixture {
+protected:
+    RemoteInWindowTest() {
+        Preferences::shared().setStartTailingOnFileOpen(false);
+        documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl&) {
+            return std::shared_ptr<Document>(
+                RemoteDocument::create(host_, alerts_, [this](const std::shared_ptr<RemoteHost>& host) {
+                    client_ = std::make_shared<test::ShellClient>(host, alerts_);
+                    return client_;
+                }));
+        });
+    }
+    MainWindowController* openRemote(const TemporaryFile& file, std::optional<qint64> line = std::nullopt) {
+        const RemoteUrl url(*host_, QString::fromUtf8(file.path()));
+        const auto document = documents_.openDocument(url.url(), line);
+        EXPECT_TRUE(document);
+        MainWindowController* page = windows_.pageOf(*document);
+        EXPECT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
+        return page;
+    }
+    static bool says(const QWidget& widget, const QString& text) {
+        const auto labels = widget.findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(),
+                           [&](const QLabel* label) { return label->text().startsWith(text); });
+    }
+
+    const std::shared_ptr<RemoteHost> host_ = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
+    std::shared_ptr<test::ShellClient> client_;
+};
+
+TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
+    const TemporaryFile file(numberedLines(12'345) + '\n');
+    MainWindowController* page = openRemote(file, 12'000);
+    LogViewController& view = page->logView();
+    EXPECT_EQ(view.tableView().rowCount(), 12'345);
+    EXPECT_EQ(textOfRow(*page, 11'999), u"line 12000"_s);
+    EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(0));
+
+    view.selectAll();
+    QApplication::clipboard()->clear();
+    view.copySelection();
+    ASSERT_TRUE(until([] { return !QApplication::clipboard()->text().isEmpty(); }));
+    EXPECT_EQ(QApplication::clipboard()->text().toUtf8(), numberedLines(12'345));
+
+    view.tableView().selectRow(0);
+    view.toggleLineMarkMenuAction();
+    const QString address = absoluteString(page->document()->fileUrl());
+    auto& store = FileBasedBookmarksManager::shared();
+    ASSERT_TRUE(until([&] { return store.hasLineMark(address, 0); }));
+    EXPECT_EQ(store.lineMarksFor(address)->front()->line(), u"line 1"_s);
+    EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(0));
+}
+
+TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
+    const TemporaryFile file(numberedLines(20'000) + '\n');
+    MainWindowController* page = openRemote(file);
+    EXPECT_TRUE(says(*page, u"20,000 lines"_s));
+    page->showFileInfo();
+    client_->setLogins(test::ShellClient::Logins::Unauthorised);
+    page->logView().goToLine(15'000);
+    EXPECT_TRUE(until([&] { return says(*page, u"The connection to h is lost: these are the lines"_s); }));
+    EXPECT_EQ(alerts_.alerts.size(), 1U);
+    EXPECT_EQ(page->logView().tableView().rowCount(), 20'000);
+    client_->setFails(true);
+    page->logView().selectAll();
+    page->logView().copySelection();
+    EXPECT_TRUE(until([&] { return says(*page, u"Nothing copied"_s); }));
+
+    client_->setFails(false);
+    client_->setLogins(test::ShellClient::Logins::Accepted);
+    page->document()->reconnect();
+    EXPECT_TRUE(until([&] { return textOfRow(*page, 14'999) == u"line 15000"_s; }));
+    EXPECT_EQ(page->logView().tableView().currentRow(), 14'999) << "the place stays";
+    EXPECT_FALSE(says(*page, u"The connection"_s));
+}
+
+} // namespace
+} // namespace korvane

@@ -84,7 +84,8 @@ Application::Application(const CommandLine& commandLine)
     : commandLine_(commandLine),
       alerts_(commandLine.snapshotPath ? std::unique_ptr<AlertPresenter>(new ConsoleAlerts(exitStatus_))
                                        : std::unique_ptr<AlertPresenter>(new AlertBoxPresenter)),
-      windows_(*alerts_), documents_(windows_, *alerts_), notifications_(notificationHandlers()) {
+      windows_(*alerts_), documents_(windows_, *alerts_), browsing_(documents_, *alerts_),
+      notifications_(notificationHandlers()) {
     QDir().mkpath(QFileInfo(settingsFilePath()).path());
     auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settingsFilePath()));
     preferences->registerDefaults(MachineFontCatalog());
@@ -93,6 +94,7 @@ Application::Application(const CommandLine& commandLine)
         return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), *alerts_);
     });
     windows_.setDocumentController(documents_);
+    windows_.setRemoteHostsHooks(browsing_.hooks());
     // A picture for a report is no reason to disturb anyone.
     if (!commandLine.snapshotPath) {
         UserNotificationCenter::setShared(&notifications_);
@@ -112,6 +114,7 @@ DesktopNotifications::Handlers Application::notificationHandlers() {
 
 Application::~Application() {
     UserNotificationCenter::setShared(nullptr);
+    browsing_.closeAll();
     documents_.closeAllDocuments();
     windows_.closeAll();
 }

@@ -5,6 +5,7 @@
 #include "ui/AlertBoxPresenter.h"
 #include "ui/DesktopNotifications.h"
 #include "ui/MainThreadPump.h"
+#include "ui/RemoteBrowsing.h"
 #include "ui/WindowManager.h"
 
 #include <memory>
@@ -38,6 +39,7 @@ private:
     const std::unique_ptr<AlertPresenter> alerts_;
     WindowManager windows_;
     AppDocumentController documents_;
+    RemoteBrowsing browsing_;
     DesktopNotifications notifications_;
     /// The pipe opened last: a snapshot waits for its end.
     std::weak_ptr<PipeCopier> copier_;

@@ -50,7 +50,10 @@ QString addressFault(const QString& address) {
 
 HostDetailsDialog::HostDetailsDialog(std::shared_ptr<RemoteHost> edited, AlertPresenter& alerts,
                                      QWidget* parent)
-    : QDialog(parent), edited_(std::move(edited)), alerts_(alerts), makeClient_(&Client::create) {
+    : QDialog(parent), edited_(std::move(edited)), alerts_(alerts),
+      makeClient_([](std::shared_ptr<RemoteHost> host, AlertPresenter& presenter) {
+          return Client::create(std::move(host), presenter);
+      }) {
     setWindowTitle(edited_ ? tr("Edit Host") : tr("Add Host"));
     setWindowModality(Qt::WindowModal);
     auto* layout = new QVBoxLayout(this);

@@ -1,0 +1,50 @@
+#include "ui/RemoteBrowsing.h"
+
+#include "documents/AppDocumentController.h"
+#include "documents/Document.h"
+#include "remote/Client.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/RemoteUrl.h"
+#include "remote/SFTPClient.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+
+RemoteHostsHooks RemoteBrowsing::hooks() {
+    return {[this](std::shared_ptr<RemoteHost> host) { browse(host); },
+            [this](const RemoteHost& host) { return isConnected(host); }};
+}
+
+void RemoteBrowsing::browse(const std::shared_ptr<RemoteHost>& host) {
+    QPointer<ServerBrowserViewController>& browser = browsers_[host];
+    if (!browser) {
+        const auto client = Client::create(host, alerts_);
+        browser =
+            new ServerBrowserViewController(client, std::make_shared<SFTPClient>(client), *this, alerts_);
+    }
+    browser->show();
+    browser->raise();
+    browser->activateWindow();
+}
+
+bool RemoteBrowsing::isConnected(const RemoteHost& host) const {
+    return std::ranges::any_of(documents_.documents(), [&host](const std::shared_ptr<Document>& document) {
+        if (document->connectionState() != ConnectionState::Connected)
+            return false;
+        const auto url = RemoteUrl::fromUrl(document->fileUrl());
+        return url && url->hostIn(RemoteHostsManager::shared()).get() == &host;
+    });
+}
+
+void RemoteBrowsing::closeAll() {
+    for (auto& [host, browser] : std::exchange(browsers_, {}))
+        delete browser;
+}
+
+void RemoteBrowsing::remoteFileChosen(const std::shared_ptr<RemoteHost>& host, const QString& path) {
+    documents_.openDocument(RemoteUrl(*host, path).url());
+}
+
+} // namespace korvane

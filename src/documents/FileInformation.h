@@ -5,7 +5,8 @@
 
 namespace korvane {
 
-/// What is known of a file besides its lines.
+/// What is known of a file besides its lines. Times are UTC: workers leave the local time zone, which the C
+/// library keeps in one place for all threads, to the main thread.
 struct FileInformation {
     QString name;
     QDateTime lastAccess;

@@ -94,12 +94,11 @@ void Client::setWindow(const void* window) {
 }
 
 Result<Client::Connection> Client::connect() {
-    return connect(disconnections_.load());
-}
-
-Result<Client::Connection> Client::connect(std::uint64_t disconnections) {
+    const std::uint64_t disconnections = disconnections_.load();
+    const auto isWanted = [this, disconnections] {
+        return disconnections_.load() == disconnections && !connectionTestCanceled_;
+    };
     const std::lock_guard guard(connecting_);
-    const auto isWanted = [this, disconnections] { return disconnections_.load() == disconnections; };
     const auto session = sessionForConnecting();
     if (!session->isAuthorized()) {
         wasLeftUnanswered_ = false;
@@ -184,7 +183,8 @@ QString Client::execute(const QString& command, const IsCancelled& isCancelled) 
     const Result<QByteArray> output = current->execute(command.toUtf8(), isCancelled);
     if (output)
         return QString::fromUtf8(output.value());
-    if (isSshError(output.error(), SshErrorCode::Cancelled))
+    if (isSshError(output.error(), SshErrorCode::Cancelled) ||
+        isSshError(output.error(), SshErrorCode::NotConnected))
         return {};
     qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + output.error().userText +
                                           QStringLiteral(" for cmd: ") + command;
@@ -280,48 +280,46 @@ void Client::didDisconnectWithError(const std::optional<Error>& error) {
     if (!error)
         return;
     forgetAnswer();
-    tell(message(Alert::Kind::Error, QStringLiteral("Disconnected from remote server host!"),
-                 QStringLiteral("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")
-                     .arg(hostName_, QString::number(port_))),
-         [] {});
-}
-
-void Client::tell(Alert alert, std::function<void()> done) {
-    MainThread::shared().post([self = weak_from_this(), alert = std::move(alert), done = std::move(done)] {
+    const Alert alert =
+        message(Alert::Kind::Error, QStringLiteral("Disconnected from remote server host!"),
+                QStringLiteral("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")
+                    .arg(hostName_, QString::number(port_)));
+    MainThread::shared().post([self = weak_from_this(), alert] {
         if (const auto alive = self.lock())
-            alive->alerts_.present(alert, alive->window_, [done](int) { done(); });
-        else
-            done();
+            alive->alerts_.present(alert, alive->window_, [](int) {});
     });
 }
 
 void Client::testConnection(std::function<void()> done) {
+    isTesting_ = true;
     connectionTestCanceled_ = false;
-    const std::uint64_t disconnections = disconnections_.load();
     testQueue_.addOperation(
-        std::make_shared<TestOperation>([self = shared_from_this(), disconnections, done = std::move(done)] {
-            std::optional<Alert> alert = self->outcomeOfTest(self->connect(disconnections));
+        std::make_shared<TestOperation>([self = shared_from_this(), done = std::move(done)] {
+            Result<Connection> outcome = self->connect();
             self->disconnect();
-            if (alert)
-                self->tell(std::move(*alert), done);
-            else
-                MainThread::shared().post(done);
+            MainThread::shared().post([self, done, outcome = std::move(outcome)] {
+                self->isTesting_ = false;
+                const bool wasCanceled = self->connectionTestCanceled_.exchange(false);
+                const std::optional<Alert> alert = wasCanceled ? std::nullopt : self->outcomeOfTest(outcome);
+                if (alert)
+                    self->alerts_.present(*alert, self->window_, [done](int) { done(); });
+                else
+                    done();
+            });
         }));
 }
 
-std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& connection) const {
-    if (connectionTestCanceled_)
-        return std::nullopt;
-    if (!connection) {
+std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& outcome) const {
+    if (!outcome) {
         QString text = QStringLiteral("Please check the server configuration!");
-        if (!connection.error().userText.isEmpty())
-            text += QStringLiteral(" Reason: ") + connection.error().userText;
+        if (!outcome.error().userText.isEmpty())
+            text += QStringLiteral(" Reason: ") + outcome.error().userText;
         return message(Alert::Kind::Error, QStringLiteral("Connection test failed!"), text);
     }
-    if (connection.value().isAuthorised)
+    if (outcome.value().isAuthorised)
         return message(
             Alert::Kind::Information, QStringLiteral("Connection success!"),
-            connection.value().homePathExists
+            outcome.value().homePathExists
                 ? QStringLiteral("All good!")
                 : QStringLiteral("Remote login path: '%1' does not exist on server!").arg(homePath_));
     if (wasLeftUnanswered_)
@@ -333,6 +331,8 @@ std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& connection)
 }
 
 void Client::cancelConnectionTest() {
+    if (!isTesting_)
+        return;
     connectionTestCanceled_ = true;
     disconnect();
 }

@@ -103,18 +103,14 @@ private:
     Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, SessionSettings settings);
     static Proof proofOf(const RemoteHost& host);
 
-    /// As `connect`, unless there was a disconnection since the count was taken.
-    Result<Connection> connect(std::uint64_t disconnections);
     std::shared_ptr<NMSSHSession> sessionForConnecting();
     Login logIn(NMSSHSession& session);
     bool logInByKeyboard(NMSSHSession& session);
     /// Blocks until the user has answered or the client is disconnected.
     std::optional<QString> ask(Alert alert);
     void forgetAnswer();
-    /// Any thread; `done` is called on the main thread.
-    void tell(Alert alert, std::function<void()> done);
-    /// What the user is told of the test; nothing when he has called it off or left a question unanswered.
-    std::optional<Alert> outcomeOfTest(const Result<Connection>& connection) const;
+    /// What the user is told; nothing when he has left a question unanswered.
+    std::optional<Alert> outcomeOfTest(const Result<Connection>& outcome) const;
 
     const std::shared_ptr<RemoteHost> host_;
     AlertPresenter& alerts_;
@@ -127,6 +123,7 @@ private:
     const Proof proof_;
     /// Main thread.
     const void* window_ = nullptr;
+    bool isTesting_ = false;
     OperationQueue testQueue_{"SSH connection test", 1};
 
     std::atomic<bool> connectionTestCanceled_{false};

@@ -37,7 +37,7 @@ bool isMissing(int code) {
 }
 
 QDateTime fromSeconds(std::uint32_t seconds) {
-    return QDateTime::fromSecsSinceEpoch(seconds);
+    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
 }
 
 QString withoutSlash(QString name) {

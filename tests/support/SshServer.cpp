@@ -1,5 +1,6 @@
 #include "support/SshServer.h"
 
+#include <QDir>
 #include <QFile>
 #include <QStringList>
 
@@ -16,6 +17,8 @@ namespace korvane::test {
 namespace {
 
 using namespace std::chrono_literals;
+
+constexpr uid_t nobodysId = 65532;
 
 sockaddr_in loopback(std::uint16_t port) {
     sockaddr_in address{};
@@ -59,19 +62,27 @@ std::uint16_t freePort() {
     return ntohs(address.sin_port);
 }
 
-SshServer::SshServer(const QByteArray& settings) : settings_(settings) {
+SshServer::SshServer(const QByteArray& settings)
+    : userId_(::getuid() == 0 ? nobodysId : ::getuid()),
+      // Root's own directories are closed to the user.
+      directory_((::getuid() == 0 ? QStringLiteral("/tmp") : QDir::tempPath()) +
+                 QStringLiteral("/korvane-sshd-XXXXXX")),
+      settings_(settings) {
+    EXPECT_TRUE(directory_.isValid());
+    EXPECT_EQ(::chown(path().toUtf8().constData(), userId_, static_cast<gid_t>(-1)), 0);
     // The key pairs of the server itself; generating is quick with this type.
     EXPECT_TRUE(runProgram(
         {"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", path(QStringLiteral("host_key")).toUtf8()}));
     write(QStringLiteral("authorized_keys"), "");
-    const QByteArray uid = QByteArray::number(::getuid());
-    const QByteArray gid = QByteArray::number(::getgid());
+    const QByteArray uid = QByteArray::number(userId_);
+    const QByteArray gid = QByteArray::number(::getuid() == 0 ? nobodysId : ::getgid());
     // The other entry is the one that the server gives its own rights up to.
     write(QStringLiteral("passwd"), "tester:x:" + uid + ':' + gid + ":tester:" + path().toUtf8() +
                                         ":/bin/sh\nsshd:x:65533:65533::/nonexistent:/bin/false\n");
     write(QStringLiteral("group"), "tester:x:" + gid + ":\nsshd:x:65533:\n");
     const char* secret = ::crypt(password().toUtf8().constData(), "$6$korvane$");
     write(QStringLiteral("shadow"), "tester:" + QByteArray(secret) + ":19000:0:99999:7:::\n");
+    QFile::setPermissions(path(QStringLiteral("shadow")), QFile::ReadOwner | QFile::WriteOwner);
     for (int attempt = 0; attempt < 20; ++attempt) {
         port_ = freePort();
         if (startOnPort())
@@ -103,7 +114,7 @@ bool SshServer::startOnPort() {
                                              "/host_key\nAuthorizedKeysFile " + directory +
                                              "/authorized_keys\n"
                                              "PidFile none\nUsePAM no\nStrictModes no\nUseDNS no\n"
-                                             "PermitRootLogin yes\nMaxStartups 1000\nMaxAuthTries 20\n"
+                                             "MaxStartups 1000\nMaxAuthTries 20\n"
                                              "Subsystem sftp internal-sftp\nLogLevel VERBOSE\n");
     const QByteArray wrapper = "libnss_wrapper.so";
     if (!process_.start({"/usr/sbin/sshd", "-D", "-f", directory + "/sshd_config", "-E", directory + "/log"},
@@ -143,7 +154,7 @@ void SshServer::write(const QString& name, const QByteArray& content) const {
     QFile file(path(name));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(content);
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
 }
 
 } // namespace korvane::test

@@ -51,6 +51,7 @@ private:
     void write(const QString& name, const QByteArray& content) const;
     bool startOnPort();
 
+    const uid_t userId_;
     const QTemporaryDir directory_;
     const QByteArray settings_;
     std::uint16_t port_ = 0;

@@ -1,0 +1,222 @@
+#include "SshTest.h"
+
+#include "remote/SFTPClient.h"
+#include "support/Relay.h"
+
+#include <QDir>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+class ConnectionFaultTest : public test::SshTest {
+protected:
+    static QStringList couldNotConnect(std::uint16_t port) {
+        return {
+            u"Could not connect to host: 127.0.0.1 on port %1|Please check the configuration and ensure the SSH server is running!"_s
+                .arg(port)};
+    }
+    static std::shared_ptr<RemoteHost> hostAt(std::uint16_t port) {
+        auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, port, u"tester"_s);
+        host->setAuthnType(std::make_shared<PasswordAuthnType>(u"secret"_s));
+        return host;
+    }
+};
+
+TEST_F(ConnectionFaultTest, NobodyListensOrAnswers) {
+    const std::uint16_t refused = test::freePort();
+    EXPECT_EQ(tested(clientFor(hostAt(refused))), couldNotConnect(refused));
+
+    settings_.connectingLimit = 300ms;
+    test::Listener full(0);
+    full.fill();
+    const test::Listener silent;
+    for (const std::uint16_t port : {full.port(), silent.port()}) {
+        test::RecordingAlerts fresh;
+        std::swap(fresh, alerts_);
+        EXPECT_EQ(tested(clientFor(hostAt(port))), couldNotConnect(port));
+    }
+}
+
+TEST_F(ConnectionFaultTest, ANameThatNobodyKnowsIsNotWaitedFor) {
+    const auto host = hostAt(22);
+    host->setHost(u"no such host.invalid"_s);
+    EXPECT_EQ(
+        tested(clientFor(host)),
+        QStringList(
+            u"Could not connect to host: no such host.invalid on port 22|Please check the configuration and ensure the SSH server is running!"_s));
+}
+
+TEST_F(ConnectionFaultTest, AConnectionTestCanBeCalledOffAtAnyTime) {
+    test::Listener full(0);
+    full.fill();
+    const test::Listener silent;
+    for (const std::uint16_t port : {full.port(), silent.port()}) {
+        const auto client = clientFor(hostAt(port));
+        bool isDone = false;
+        const auto begin = std::chrono::steady_clock::now();
+        client->testConnection([&] { isDone = true; });
+        // At once, and when the server has been reached.
+        if (port == silent.port()) {
+            const int reached = ::accept(silent.socket(), nullptr, nullptr);
+            EXPECT_GE(reached, 0);
+            ::close(reached);
+        }
+        client->cancelConnectionTest();
+        EXPECT_TRUE(test::waitFor([&] { return isDone; }));
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, settings_.connectingLimit);
+    }
+    EXPECT_EQ(alerts_.texts(), QStringList());
+}
+
+TEST_F(ConnectionFaultTest, AServerThatGoesAwayDuringTheLoginEndsItWithAMessage) {
+    const test::SshServer server;
+    const auto whole = [&] {
+        test::Relay relay(server.port(), std::numeric_limits<std::uint64_t>::max(), test::Relay::Then::Cut);
+        const auto client = clientFor(keyHost(server, relay.port()));
+        EXPECT_EQ(connected(client), u"authorised, home"_s);
+        const std::uint64_t bytes = relay.passed();
+        client->disconnect();
+        return bytes;
+    }();
+    settings_.connectingLimit = 500ms;
+    const QString key = server.path(u"id"_s);
+    for (const auto then : {test::Relay::Then::Cut, test::Relay::Then::Silence}) {
+        // From before the first byte, through the agreement on keys, to the proof of the login.
+        for (const std::uint64_t bytes : {0, 10, 60, 600, 1300, 1800}) {
+            SCOPED_TRACE(bytes);
+            ASSERT_LT(bytes, whole);
+            test::Relay relay(server.port(), bytes, then);
+            test::RecordingAlerts fresh;
+            std::swap(fresh, alerts_);
+            const QStringList shown =
+                tested(clientFor(hostWith(server, keyType(key + u".pub"_s, key), relay.port())));
+            ASSERT_EQ(shown.size(), 1) << shown.join(u'\n').toStdString();
+            EXPECT_TRUE(shown == couldNotConnect(relay.port()) ||
+                        shown[0].startsWith(
+                            u"Connection test failed!|Please check the server configuration! Reason: "_s))
+                << shown[0].toStdString();
+        }
+    }
+}
+
+TEST_F(ConnectionFaultTest, ALossIsToldOnceAndEndsAllThatIsUnderWay) {
+    test::SshServer server;
+    const auto client = clientFor(keyHost(server));
+    ASSERT_EQ(connected(client), u"authorised, home"_s);
+    std::atomic<int> ended{0};
+    std::vector<std::thread> commands;
+    for (int count = 0; count < 4; ++count) {
+        commands.emplace_back([&, count] {
+            EXPECT_EQ(
+                client->execute(u"touch %1; exec cat /dev/zero"_s.arg(server.path(u"begun%1"_s.arg(count)))),
+                u""_s);
+            ++ended;
+        });
+    }
+    EXPECT_TRUE(test::waitFor([&] { return QDir(server.path()).entryList({u"begun*"_s}).size() == 4; }));
+    server.killConnections();
+    EXPECT_TRUE(test::waitFor([&] { return ended == 4 && !alerts_.shown().empty(); }));
+    for (std::thread& command : commands)
+        command.join();
+    EXPECT_FALSE(client->isConnected());
+    // It can be made again, and what is told by then was told once.
+    EXPECT_EQ(connected(client), u"authorised, home"_s);
+    client->disconnect();
+    EXPECT_EQ(alerts_.texts(), QStringList(lossText(server.port())));
+}
+
+TEST_F(ConnectionFaultTest, AnIdleConnectionThatIsLostIsToldToo) {
+    test::SshServer server;
+    const auto client = clientFor(keyHost(server));
+    ASSERT_EQ(connected(client), u"authorised, home"_s);
+    server.killConnections();
+    EXPECT_TRUE(test::waitFor([&] { return !client->isConnected() && !alerts_.shown().empty(); }));
+    EXPECT_EQ(alerts_.texts(), QStringList(lossText(server.port())));
+}
+
+TEST_F(ConnectionFaultTest, AServerThatDiesDuringAListingEndsIt) {
+    test::SshServer server;
+    const QDir directory(server.path());
+    ASSERT_TRUE(directory.mkdir(u"many"_s));
+    for (int count = 0; count < 3000; ++count)
+        ASSERT_TRUE(QFile::link(u"nowhere"_s, server.path(u"many/%1"_s.arg(count))));
+    const auto client = clientFor(keyHost(server));
+    ASSERT_EQ(connected(client), u"authorised, home"_s);
+    SFTPClient files(client);
+    int errors = 0;
+    for (int round = 0; round < 3; ++round) {
+        // The first round is left alone, to see that there is something to break.
+        std::thread killer;
+        if (round > 0)
+            killer = std::thread([&] { server.killConnections(); });
+        const auto listed = files.contentsOfDirectoryAtPath(server.path(u"many"_s));
+        if (killer.joinable())
+            killer.join();
+        if (round == 0) {
+            ASSERT_TRUE(listed);
+            EXPECT_EQ(listed.value().size(), 3000U);
+        } else if (!listed) {
+            ++errors;
+            EXPECT_FALSE(listed.error().userText.isEmpty());
+        } else {
+            EXPECT_EQ(listed.value().size(), 3000U) << "half a directory";
+        }
+        EXPECT_TRUE(test::waitFor([&] { return round == 0 || !client->isConnected(); }));
+        EXPECT_EQ(connected(client), u"authorised, home"_s);
+    }
+    client->disconnect();
+    EXPECT_TRUE(test::waitFor([&] { return alerts_.shown().size() == 2U; }));
+    EXPECT_EQ(alerts_.texts(), QStringList({lossText(server.port()), lossText(server.port())}));
+}
+
+TEST_F(ConnectionFaultTest, AServerThatNoLongerAnswersIsGivenUp) {
+    settings_.keepAliveInterval = 100ms;
+    settings_.unansweredLimit = 1s;
+    test::SshServer server;
+    const auto host = keyHost(server);
+    enum class During { Command, Listing };
+    for (const During during : {During::Command, During::Listing}) {
+        test::RecordingAlerts fresh;
+        std::swap(fresh, alerts_);
+        const auto client = clientFor(host);
+        ASSERT_EQ(connected(client), u"authorised, home"_s);
+        const auto begin = std::chrono::steady_clock::now();
+        server.freezeConnections();
+        if (during == During::Command) {
+            EXPECT_EQ(client->execute(u"echo never"_s), u""_s);
+        } else {
+            EXPECT_FALSE(SFTPClient(client).contentsOfDirectoryAtPath(server.path()));
+        }
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, settings_.unansweredLimit);
+        EXPECT_TRUE(test::waitFor([&] { return !alerts_.shown().empty(); }));
+        EXPECT_EQ(alerts_.texts(), QStringList(lossText(server.port())));
+        server.resumeConnections();
+    }
+}
+
+TEST_F(ConnectionFaultTest, ACommandMayBeSilentAsLongAsTheServerAnswers) {
+    settings_.keepAliveInterval = 50ms;
+    settings_.unansweredLimit = 1s;
+    test::SshServer server;
+    const auto client = clientFor(keyHost(server));
+    ASSERT_EQ(connected(client), u"authorised, home"_s);
+    EXPECT_EQ(client->execute(u"sleep 4; echo counted"_s), u"counted\n"_s);
+    client->disconnect();
+    EXPECT_EQ(alerts_.texts(), QStringList());
+}
+
+TEST_F(ConnectionFaultTest, ACommandThatFailsEndsTheConnectionWithAMessage) {
+    test::SshServer server;
+    const auto client = clientFor(keyHost(server));
+    ASSERT_EQ(connected(client), u"authorised, home"_s);
+    EXPECT_EQ(client->execute(u"kill -KILL $$"_s), u""_s);
+    EXPECT_FALSE(client->isConnected());
+    EXPECT_TRUE(test::waitFor([&] { return !alerts_.shown().empty(); }));
+    EXPECT_EQ(alerts_.texts(), QStringList(lossText(server.port())));
+}
+
+} // namespace
+} // namespace korvane

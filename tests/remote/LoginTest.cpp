@@ -1,0 +1,251 @@
+#include "SshTest.h"
+
+#include "core/Preferences.h"
+#include "support/KeyboardServer.h"
+
+#include <QFile>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+class LoginTest : public test::SshTest {
+protected:
+    /// The connection test of a new client, and what the main thread shows of it.
+    QStringList testOf(const std::shared_ptr<RemoteHost>& host) {
+        test::RecordingAlerts fresh;
+        std::swap(fresh, alerts_);
+        return tested(clientFor(host));
+    }
+    static std::shared_ptr<RemoteHost> keyboardHost(const test::KeyboardServer& server) {
+        auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
+        host->setAuthnType(std::make_shared<KeyboardAuthnType>());
+        return host;
+    }
+    static std::optional<QString> cachedAnswer(const std::shared_ptr<RemoteHost>& host) {
+        return std::dynamic_pointer_cast<KeyboardAuthnType>(host->authnType())->cachedPwd();
+    }
+    /// Connects while the alerts of these texts, and no others, are shown and get their answers.
+    QString connectedAnswering(const std::shared_ptr<Client>& client, const QStringList& answers) {
+        for (const QString& answer : answers)
+            alerts_.willEnter(answer);
+        return connected(client);
+    }
+
+    const QString success_ = u"Connection success!|All good!"_s;
+    const QList<test::KeyboardServer::Round> password_{{"", {{"Password: ", false, "secret"}}}};
+};
+
+TEST_F(LoginTest, KeysOfAllKindsLogInAndWrongPassPhrasesDoNot) {
+    const test::SshServer server;
+    struct Case {
+        QByteArray type;
+        QByteArray passPhrase;
+        QList<QByteArray> more;
+    };
+    const QList<Case> cases{{"ed25519", "", {}},         {"ed25519", "pass fräse", {}},
+                            {"ecdsa", "", {}},           {"ecdsa", "phrase", {"-m", "PEM"}},
+                            {"rsa", "", {"-b", "2048"}}, {"rsa", "phrase", {"-b", "2048", "-m", "PEM"}}};
+    int number = 0;
+    for (const Case& one : cases) {
+        SCOPED_TRACE((one.type + ' ' + one.passPhrase).toStdString());
+        const QString key = server.makeKey(u"key%1"_s.arg(++number), one.type, one.passPhrase, one.more);
+        const QString phrase = QString::fromUtf8(one.passPhrase);
+        const auto given = phrase.isEmpty() ? std::nullopt : std::optional<QString>(phrase);
+        EXPECT_EQ(testOf(hostWith(server, keyType(key + u".pub"_s, key, given))), QStringList(success_));
+        // Without the public key's file the private key tells the same.
+        EXPECT_EQ(testOf(hostWith(server, keyType(server.path(u"absent"_s), key, given))),
+                  QStringList(success_));
+        if (given) {
+            const QString refused =
+                u"Connection test failed!|Please check the server configuration! Reason: \"%1\" is no private key, or the pass phrase is wrong."_s
+                    .arg(key);
+            EXPECT_EQ(testOf(hostWith(server, keyType(key + u".pub"_s, key, u"wrong"_s))),
+                      QStringList(refused));
+            EXPECT_EQ(testOf(hostWith(server, keyType(key + u".pub"_s, key))), QStringList(refused));
+        }
+    }
+}
+
+TEST_F(LoginTest, KeysThatAreMissingOrNotAcceptedSayWhy) {
+    const test::SshServer server;
+    const QString failed = u"Connection test failed!|Please check the server configuration! Reason: "_s;
+    const QString unauthorised =
+        u"Could not connect to host: 127.0.0.1 on port %1|Please check the configuration and ensure the SSH server is running!"_s
+            .arg(server.port());
+    const QString key = server.makeKey(u"known"_s);
+    const QString stranger = server.path(u"stranger"_s);
+    ASSERT_TRUE(test::runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", stranger.toUtf8()}));
+    const QString publicKey = key + u".pub"_s;
+
+    const QStringList denied = testOf(hostWith(server, keyType(stranger + u".pub"_s, stranger)));
+    ASSERT_EQ(denied.size(), 1);
+    EXPECT_TRUE(denied[0].startsWith(failed + u"Access denied for 'publickey'."_s)) << qPrintable(denied[0]);
+    EXPECT_EQ(testOf(hostWith(server, keyType(publicKey, server.path(u"gone"_s)))),
+              QStringList(failed + u"The private key \"%1\" cannot be read."_s.arg(server.path(u"gone"_s))));
+    EXPECT_EQ(testOf(hostWith(server, keyType({}, key))), QStringList(unauthorised));
+    EXPECT_EQ(testOf(hostWith(server, keyType(publicKey, {}))), QStringList(unauthorised));
+    EXPECT_EQ(testOf(hostWith(server, nullptr)), QStringList(unauthorised));
+}
+
+TEST_F(LoginTest, PasswordsAreTakenAndRefused) {
+    if (!test::SshServer::takesPasswords()) {
+        // The questions' server stands in: only root's may read a table of secrets.
+        const test::KeyboardServer server(password_);
+        auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
+        host->setAuthnType(std::make_shared<PasswordAuthnType>(u"secret"_s));
+        const QStringList refused = testOf(host);
+        ASSERT_EQ(refused.size(), 1);
+        EXPECT_TRUE(refused[0].startsWith(u"Connection test failed!|"_s));
+        return;
+    }
+    const test::SshServer server;
+    EXPECT_EQ(testOf(hostWith(server, std::make_shared<PasswordAuthnType>(server.password()))),
+              QStringList(success_));
+    for (const std::optional<QString>& wrong : {std::optional<QString>(u"wrong"_s), {u""_s}, {}}) {
+        const QStringList refused = testOf(hostWith(server, std::make_shared<PasswordAuthnType>(wrong)));
+        ASSERT_EQ(refused.size(), 1);
+        EXPECT_TRUE(refused[0].startsWith(
+            u"Connection test failed!|Please check the server configuration! Reason: Access denied for 'password'."_s))
+            << qPrintable(refused[0]);
+    }
+}
+
+TEST_F(LoginTest, AWrongHomePathIsASuccessThatSaysSo) {
+    const test::SshServer server;
+    const auto host = keyHost(server);
+    QFile file(server.path(u"a file"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    for (const QString& path : {server.path(u"no directory"_s), server.path(u"a file"_s)}) {
+        host->setHomePath(path);
+        EXPECT_EQ(testOf(host),
+                  QStringList(
+                      u"Connection success!|Remote login path: '%1' does not exist on server!"_s.arg(path)));
+    }
+}
+
+TEST_F(LoginTest, ConnectingAgainCostsNoLogin) {
+    const test::SshServer server;
+    const auto client = clientFor(keyHost(server));
+    for (int count = 0; count < 3; ++count)
+        EXPECT_EQ(connected(client), u"authorised, home"_s);
+    EXPECT_EQ(server.log().count("Accepted publickey"), 1);
+    client->disconnect();
+    EXPECT_FALSE(client->isConnected());
+    EXPECT_EQ(client->execute(u"echo ended"_s), u""_s);
+    EXPECT_EQ(connected(client), u"authorised, home"_s);
+    EXPECT_EQ(server.log().count("Accepted publickey"), 2);
+    client->disconnect();
+    EXPECT_EQ(alerts_.texts(), QStringList());
+}
+
+TEST_F(LoginTest, AQuestionIsAskedOnceUntilTheConnectionHasEnded) {
+    const test::KeyboardServer server(password_);
+    const auto host = keyboardHost(server);
+    const auto client = clientFor(host);
+    const int window = 0;
+    client->setWindow(&window);
+    EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
+    ASSERT_EQ(alerts_.shown().size(), 1U);
+    const auto& shown = alerts_.shown()[0];
+    EXPECT_EQ(shown.alert.message, u"Enter password for user 'tester' on server: 127.0.0.1"_s);
+    EXPECT_EQ(shown.alert.informativeText, u"Password: "_s);
+    EXPECT_EQ(shown.alert.buttons, QStringList({u"OK"_s, u"Cancel"_s}));
+    ASSERT_TRUE(shown.alert.field);
+    EXPECT_EQ(shown.alert.field->placeholder, u"Enter the password"_s);
+    EXPECT_TRUE(shown.alert.field->isMasked);
+    EXPECT_EQ(shown.window, &window);
+    EXPECT_EQ(client->execute(u"echo in"_s), u"in\n"_s);
+
+    // Others on the same host do not ask again.
+    const auto other = clientFor(host);
+    EXPECT_EQ(connected(other), u"authorised, no home"_s);
+    EXPECT_EQ(server.logins(), 2);
+    other->disconnect();
+    EXPECT_EQ(cachedAnswer(host), std::nullopt);
+    client->disconnect();
+    EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
+    EXPECT_EQ(alerts_.shown().size(), 2U);
+    client->disconnect();
+}
+
+TEST_F(LoginTest, AnAnswerThatFailsIsForgotten) {
+    const test::KeyboardServer server(password_);
+    const auto host = keyboardHost(server);
+    const auto client = clientFor(host);
+    const QString denied =
+        u"error: Access denied for 'keyboard interactive'. Authentication that can continue: keyboard-interactive"_s;
+    EXPECT_EQ(connectedAnswering(client, {u"wrong"_s}), denied);
+    EXPECT_EQ(cachedAnswer(host), std::nullopt);
+    std::dynamic_pointer_cast<KeyboardAuthnType>(host->authnType())->setCachedPwd(u"old"_s);
+    EXPECT_EQ(connected(client), denied);
+    EXPECT_EQ(alerts_.shown().size(), 1U) << "the cached answer was asked for";
+    EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
+    EXPECT_EQ(cachedAnswer(host), u"secret"_s);
+    client->disconnect();
+}
+
+TEST_F(LoginTest, SeveralQuestionsAndRoundsAreAllAsked) {
+    const test::KeyboardServer server(
+        {{"Two proofs are needed.", {{"Password: ", false, "secret"}, {"Token: ", true, "123456"}}},
+         {"", {}},
+         {"", {{"Another token: ", false, "654321"}}}});
+    const auto client = clientFor(keyboardHost(server));
+    EXPECT_TRUE(connectedAnswering(client, {u"secret"_s, u"123456"_s, u"000000"_s}).startsWith(u"error: "_s));
+    EXPECT_EQ(connectedAnswering(client, {u"secret"_s, u"123456"_s, u"654321"_s}), u"authorised, no home"_s);
+    EXPECT_EQ(server.logins(), 1);
+    ASSERT_EQ(alerts_.shown().size(), 6U);
+    const QStringList requests{u"Two proofs are needed.\nPassword: "_s, u"Two proofs are needed.\nToken: "_s,
+                               u"Another token: "_s};
+    const QList<bool> masks{true, false, true};
+    for (int index = 0; index < 3; ++index) {
+        const Alert& alert = alerts_.shown()[static_cast<std::size_t>(index)].alert;
+        EXPECT_EQ(alert.informativeText, requests[index]);
+        EXPECT_EQ(alert.field->isMasked, masks[index]);
+    }
+    client->disconnect();
+}
+
+TEST_F(LoginTest, AQuestionWithoutAnAnswerEndsTheLoginQuietly) {
+    const test::KeyboardServer server(password_);
+    enum class Ends { Cancelled, Disconnected };
+    for (const Ends ends : {Ends::Cancelled, Ends::Disconnected}) {
+        const auto client = clientFor(keyboardHost(server));
+        const std::size_t before = alerts_.shown().size();
+        bool isDone = false;
+        client->testConnection([&] { isDone = true; });
+        ASSERT_TRUE(test::waitFor([&] { return alerts_.shown().size() == before + 1; }));
+        if (ends == Ends::Cancelled)
+            alerts_.press(static_cast<int>(before), 1);
+        else
+            client->disconnect();
+        EXPECT_TRUE(test::waitFor([&] { return isDone; }));
+        EXPECT_EQ(alerts_.shown().size(), before + 1) << "a failure is shown";
+        if (ends == Ends::Disconnected)
+            alerts_.press(static_cast<int>(before), 0); // the box is still there, and nobody waits for it
+        EXPECT_FALSE(client->isConnected());
+    }
+    EXPECT_EQ(server.logins(), 0);
+}
+
+TEST_F(LoginTest, TheTimeAtAQuestionIsNotCounted) {
+    settings_.connectingLimit = 2s;
+    const test::KeyboardServer server(password_);
+    const auto client = clientFor(keyboardHost(server));
+    std::optional<std::chrono::steady_clock::time_point> asked;
+    std::thread connecting([&] { EXPECT_EQ(test::outcome(client->connect()), u"authorised, no home"_s); });
+    EXPECT_TRUE(test::waitFor([&] {
+        if (!asked && !alerts_.shown().empty())
+            asked = std::chrono::steady_clock::now();
+        return asked && std::chrono::steady_clock::now() - *asked > 2500ms;
+    }));
+    if (asked)
+        alerts_.enter(0, u"secret"_s);
+    connecting.join();
+    client->disconnect();
+}
+
+} // namespace
+} // namespace korvane

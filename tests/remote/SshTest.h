@@ -1,0 +1,106 @@
+#pragma once
+
+#include "foundation/OperationQueue.h"
+#include "remote/AuthnType.h"
+#include "remote/Client.h"
+#include "remote/RemoteHost.h"
+#include "support/RecordingAlerts.h"
+#include "support/SshServer.h"
+#include "support/Waiting.h"
+
+#include <gtest/gtest.h>
+#include <optional>
+#include <ostream>
+#include <thread>
+
+/// Failures show texts as texts.
+inline void PrintTo(const QString& text, std::ostream* out) {
+    *out << text.toStdString();
+}
+
+namespace korvane::test {
+
+/// Runs the work on a thread of its own, and the main thread's tasks meanwhile; nothing when it does not end.
+template <typename Work>
+auto beside(const Work& work, std::chrono::seconds limit = std::chrono::seconds(60))
+    -> std::optional<decltype(work())> {
+    std::optional<decltype(work())> result;
+    std::atomic<bool> isDone{false};
+    std::thread worker([&] {
+        result.emplace(work());
+        isDone = true;
+    });
+    EXPECT_TRUE(waitFor([&] { return isDone.load(); }, limit));
+    worker.join();
+    return result;
+}
+
+/// What is left of `Client::connect` in a table: the error's text, or both flags.
+inline QString outcome(const Result<Client::Connection>& result) {
+    if (!result)
+        return QStringLiteral("error: ") + result.error().userText;
+    return QStringLiteral("%1, %2").arg(
+        result.value().isAuthorised ? QStringLiteral("authorised") : QStringLiteral("not authorised"),
+        result.value().homePathExists ? QStringLiteral("home") : QStringLiteral("no home"));
+}
+
+/// Clients of servers that the test starts. No thread of theirs outlives the test.
+class SshTest : public ::testing::Test {
+protected:
+    ~SshTest() override {
+        EXPECT_TRUE(waitFor([] { return OperationQueue::waitForAllWorkers(std::chrono::milliseconds(0)); },
+                            std::chrono::seconds(60)));
+    }
+
+    static std::shared_ptr<PublicKeyAuthnType> keyType(const QString& publicKey, const QString& privateKey,
+                                                       const std::optional<QString>& passPhrase = {}) {
+        auto type = std::make_shared<PublicKeyAuthnType>();
+        type->publicKeyFilePath = publicKey;
+        type->privateKeyFilePath = privateKey;
+        type->privateKeyPwd = passPhrase;
+        return type;
+    }
+    /// A host of the server, where a key of its own is accepted.
+    static std::shared_ptr<RemoteHost> keyHost(const SshServer& server, std::uint16_t port = 0) {
+        const QString key = server.makeKey(QStringLiteral("id"));
+        return hostWith(server, keyType(key + QStringLiteral(".pub"), key), port);
+    }
+    static std::shared_ptr<RemoteHost> hostWith(const SshServer& server, std::shared_ptr<AuthnType> type,
+                                                std::uint16_t port = 0) {
+        auto host = std::make_shared<RemoteHost>(QString::fromLatin1(SshServer::host),
+                                                 port ? port : server.port(), server.user());
+        host->setAuthnType(std::move(type));
+        return host;
+    }
+    std::shared_ptr<Client> clientFor(std::shared_ptr<RemoteHost> host) {
+        return Client::create(std::move(host), alerts_, settings_);
+    }
+    QString connected(const std::shared_ptr<Client>& client) {
+        const auto result = beside([&] { return client->connect(); });
+        return result ? outcome(*result) : QStringLiteral("no end");
+    }
+    /// Runs the connection test to its end, answering every alert with its first button.
+    QStringList tested(const std::shared_ptr<Client>& client) {
+        bool isDone = false;
+        client->testConnection([&] { isDone = true; });
+        std::size_t answered = 0;
+        EXPECT_TRUE(waitFor(
+            [&] {
+                for (; answered < alerts_.shown().size(); ++answered)
+                    alerts_.press(static_cast<int>(answered), 0);
+                return isDone;
+            },
+            std::chrono::seconds(60)));
+        return alerts_.texts();
+    }
+    static QString lossText(std::uint16_t port) {
+        return QStringLiteral("Disconnected from remote server host!|SSH session failure (Host: "
+                              "Optional(\"127.0.0.1\"), Port: Optional(%1))")
+            .arg(port);
+    }
+
+    RecordingAlerts alerts_;
+    SessionSettings settings_;
+};
+
+} // namespace korvane::test

@@ -1,0 +1,125 @@
+#include "support/KeyboardServer.h"
+
+#include <cstdio>
+#include <fcntl.h>
+
+namespace korvane::test {
+
+KeyboardServer::KeyboardServer(QList<Round> rounds) : rounds_(std::move(rounds)), bind_(ssh_bind_new()) {
+    ssh_key key = nullptr;
+    EXPECT_EQ(ssh_pki_generate(SSH_KEYTYPE_ED25519, 0, &key), SSH_OK);
+    EXPECT_EQ(ssh_bind_options_set(bind_, SSH_BIND_OPTIONS_IMPORT_KEY, key), SSH_OK);
+    const bool off = false;
+    ssh_bind_options_set(bind_, SSH_BIND_OPTIONS_PROCESS_CONFIG, &off);
+    acceptor_ = std::thread([this] { accept(); });
+}
+
+KeyboardServer::~KeyboardServer() {
+    ::shutdown(listener_.socket(), SHUT_RDWR);
+    acceptor_.join();
+    cutConnections();
+    for (std::thread& connection : connections_)
+        connection.join();
+    for (const int socket : sockets_)
+        ::close(socket);
+    ssh_bind_free(bind_);
+}
+
+void KeyboardServer::cutConnections() {
+    const std::lock_guard guard(mutex_);
+    for (const int socket : sockets_)
+        ::shutdown(socket, SHUT_RDWR);
+}
+
+void KeyboardServer::accept() {
+    for (;;) {
+        const int socket = ::accept4(listener_.socket(), nullptr, nullptr, SOCK_CLOEXEC);
+        if (socket < 0)
+            return;
+        const std::lock_guard guard(mutex_);
+        sockets_.push_back(::fcntl(socket, F_DUPFD_CLOEXEC, 0)); // the library closes the other
+        connections_.emplace_back([this, socket] { serve(socket); });
+    }
+}
+
+void KeyboardServer::serve(int socket) {
+    const ssh_session session = ssh_new();
+    ssh_set_auth_methods(session, SSH_AUTH_METHOD_INTERACTIVE);
+    bool isAccepted = false;
+    {
+        const std::lock_guard guard(mutex_);
+        isAccepted = ssh_bind_accept_fd(bind_, session, socket) == SSH_OK;
+    }
+    Login login;
+    if (isAccepted && ssh_handle_key_exchange(session) == SSH_OK) {
+        while (const ssh_message message = ssh_message_get(session)) {
+            answer(session, message, login);
+            ssh_message_free(message);
+        }
+    }
+    ssh_disconnect(session);
+    ssh_free(session);
+}
+
+void KeyboardServer::answer(ssh_session session, ssh_message message, Login& login) {
+    const int type = ssh_message_type(message);
+    const int subtype = ssh_message_subtype(message);
+    if (type == SSH_REQUEST_AUTH && subtype == SSH_AUTH_METHOD_INTERACTIVE) {
+        if (!ssh_message_auth_kbdint_is_response(message)) {
+            login.round = 0;
+            ask(message, rounds_[0]);
+        } else if (!areRight(session, rounds_[login.round])) {
+            ssh_message_reply_default(message);
+        } else if (++login.round < rounds_.size()) {
+            ask(message, rounds_[login.round]);
+        } else {
+            login.isDone = true;
+            ++logins_;
+            ssh_message_auth_reply_success(message, 0);
+        }
+    } else if (type == SSH_REQUEST_CHANNEL_OPEN && login.isDone) {
+        ssh_message_channel_request_open_reply_accept(message);
+    } else if (type == SSH_REQUEST_CHANNEL && subtype == SSH_CHANNEL_REQUEST_EXEC) {
+        run(message);
+    } else {
+        ssh_message_reply_default(message);
+    }
+}
+
+void KeyboardServer::ask(ssh_message message, const Round& round) {
+    std::vector<const char*> texts;
+    std::vector<char> echoes;
+    for (const Prompt& prompt : round.prompts) {
+        texts.push_back(prompt.text.constData());
+        echoes.push_back(prompt.isEchoed ? 1 : 0);
+    }
+    ssh_message_auth_interactive_request(message, "", round.instruction.constData(),
+                                         static_cast<unsigned int>(texts.size()), texts.data(),
+                                         echoes.data());
+}
+
+bool KeyboardServer::areRight(ssh_session session, const Round& round) {
+    if (ssh_userauth_kbdint_getnanswers(session) != round.prompts.size())
+        return false;
+    for (qsizetype index = 0; index < round.prompts.size(); ++index) {
+        if (ssh_userauth_kbdint_getanswer(session, static_cast<unsigned int>(index)) !=
+            round.prompts[index].answer)
+            return false;
+    }
+    return true;
+}
+
+void KeyboardServer::run(ssh_message message) {
+    const ssh_channel channel = ssh_message_channel_request_channel(message);
+    std::FILE* output = ::popen(ssh_message_channel_request_command(message), "re");
+    ssh_message_channel_request_reply_success(message);
+    std::array<char, 4096> buffer;
+    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), output))
+        ssh_channel_write(channel, buffer.data(), static_cast<std::uint32_t>(count));
+    const int status = ::pclose(output);
+    ssh_channel_request_send_exit_status(channel, WEXITSTATUS(status));
+    ssh_channel_send_eof(channel);
+    ssh_channel_close(channel);
+}
+
+} // namespace korvane::test

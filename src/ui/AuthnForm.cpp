@@ -150,23 +150,23 @@ std::shared_ptr<AuthnType> AuthnForm::type() const {
 QString AuthnForm::missing() const {
     switch (kind_->currentIndex()) {
     case Kind::password:
-        if (password_->text().isEmpty())
+        if (password_->text().isEmpty() && !isOptional_)
             return tr("Enter the password, or choose to be asked at each login.");
         return {};
     case Kind::publicKey:
-        if (privateKey_->path().isEmpty())
+        if (privateKey_->path().isEmpty() && !isOptional_)
             return tr("Choose the private key file.");
-        if (publicKey_->path().isEmpty())
+        if (publicKey_->path().isEmpty() && !isOptional_)
             return tr("Choose the public key file; its name often ends in “.pub”.");
         for (const KeyFileField* field : {privateKey_, publicKey_}) {
-            if (!QFileInfo(field->path()).isAbsolute())
+            if (!field->path().isEmpty() && !QFileInfo(field->path()).isAbsolute())
                 return tr("“%1” is not the whole path of a file.").arg(field->path());
         }
         return {};
     case Kind::keyboard:
         return {};
     default:
-        return tr("Choose how to log in.");
+        return isOptional_ ? QString() : tr("Choose how to log in.");
     }
 }
 

@@ -24,6 +24,8 @@ public:
     void setType(const AuthnType* type);
     /// What the fields say; null while no kind is chosen.
     std::shared_ptr<AuthnType> type() const;
+    /// Something else may prove the login, so that the fields may be left empty.
+    void setOptional(bool isOptional) { isOptional_ = isOptional; }
     /// What is still to be entered or to be corrected; empty when all is there.
     QString missing() const;
 
@@ -43,6 +45,7 @@ private:
     KeyFileField* privateKey_ = nullptr;
     KeyFileField* publicKey_ = nullptr;
     QLineEdit* passPhrase_ = nullptr;
+    bool isOptional_ = false;
 };
 
 } // namespace korvane

@@ -7,9 +7,11 @@
 #include "remote/RemoteHostsManager.h"
 #include "remote/ServerGroup.h"
 #include "remote/ServerGroupsManager.h"
+#include "remote/SessionSettings.h"
 #include "ui/AuthnForm.h"
 #include "ui/BusyIndicator.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -29,7 +31,7 @@
 namespace korvane {
 namespace {
 
-constexpr int firstWidth = 520;
+constexpr int firstWidth = 560;
 constexpr int sshPort = 22;
 
 QString addressFault(const QString& address) {
@@ -50,10 +52,7 @@ QString addressFault(const QString& address) {
 
 HostDetailsDialog::HostDetailsDialog(std::shared_ptr<RemoteHost> edited, AlertPresenter& alerts,
                                      QWidget* parent)
-    : QDialog(parent), edited_(std::move(edited)), alerts_(alerts),
-      makeClient_([](std::shared_ptr<RemoteHost> host, AlertPresenter& presenter) {
-          return Client::create(std::move(host), presenter);
-      }) {
+    : QDialog(parent), edited_(std::move(edited)), alerts_(alerts) {
     setWindowTitle(edited_ ? tr("Edit Host") : tr("Add Host"));
     setWindowModality(Qt::WindowModal);
     auto* layout = new QVBoxLayout(this);
@@ -88,6 +87,9 @@ QWidget* HostDetailsDialog::makeFields() {
     homePath_ = new QLineEdit(QStringLiteral("/"), fields);
     homePath_->setToolTip(tr("The directory on the host that is shown first"));
     authn_ = new AuthnForm(fields);
+    usesSshConfig_ = new QCheckBox(tr("Use SSH agent and ~/.ssh/con&fig"), fields);
+    usesSshConfig_->setToolTip(tr("The keys of the agent are tried first, and the host may be one that the "
+                                  "configuration names"));
 
     auto* place = new QHBoxLayout;
     auto* portLabel = new QLabel(tr("&Port:"), fields);
@@ -105,10 +107,15 @@ QWidget* HostDetailsDialog::makeFields() {
     form->addRow(tr("&Group:"), group_);
     form->addRow(tr("Ho&me path:"), homePath_);
     form->addRow(tr("&Authentication:"), authn_);
+    form->addRow(QString(), usesSshConfig_);
     for (QLineEdit* field : {name_, address_, user_, homePath_})
         connect(field, &QLineEdit::textChanged, this, [this] { fieldsChanged(); });
     connect(port_, &QSpinBox::valueChanged, this, [this] { fieldsChanged(); });
     connect(authn_, &AuthnForm::changed, this, [this] { fieldsChanged(); });
+    connect(usesSshConfig_, &QCheckBox::toggled, this, [this](bool isOn) {
+        authn_->setOptional(isOn);
+        fieldsChanged();
+    });
     return fields;
 }
 
@@ -162,6 +169,7 @@ void HostDetailsDialog::showHost(const RemoteHost& host) {
     setGroup(host.group());
     homePath_->setText(host.homePath());
     authn_->setType(host.authnType().get());
+    usesSshConfig_->setChecked(RemoteHostsManager::shared().usesSshConfig(host));
 }
 
 void HostDetailsDialog::setGroup(const QString& name) {
@@ -225,6 +233,7 @@ void HostDetailsDialog::accept() {
                         this, {});
         return;
     }
+    store.setUsesSshConfig(*host, usesSshConfig_->isChecked());
     QDialog::accept();
     Q_EMIT hostSaved(host);
 }
@@ -238,7 +247,10 @@ void HostDetailsDialog::done(int result) {
 
 void HostDetailsDialog::startTest() {
     // Under an identity of its own: what the store knows of the key files is not what is tried out.
-    client_ = makeClient_(enteredHost(), alerts_);
+    const auto host = enteredHost();
+    SessionSettings settings = SessionSettings::ofUser(*host);
+    settings.usesSshConfig = usesSshConfig_->isChecked();
+    client_ = Client::create(host, alerts_, settings);
     client_->setWindow(this);
     showTestState();
     client_->testConnection([self = QPointer(this), number = ++testNumber_] {

@@ -2,9 +2,9 @@
 
 #include <QDialog>
 
-#include <functional>
 #include <memory>
 
+class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -25,17 +25,12 @@ class HostDetailsDialog : public QDialog {
     Q_OBJECT
 
 public:
-    using MakeClient =
-        std::function<std::shared_ptr<Client>(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts)>;
-
     /// `edited`: the host that is changed; null for a new one. `alerts` must outlive the dialog.
     HostDetailsDialog(std::shared_ptr<RemoteHost> edited, AlertPresenter& alerts, QWidget* parent = nullptr);
     ~HostDetailsDialog() override;
 
     /// The group that a new host is to be in.
     void setGroup(const QString& name);
-    /// How a connection is tried out, instead of `Client::create`.
-    void setMakeClient(MakeClient makeClient) { makeClient_ = std::move(makeClient); }
 
     void accept() override;
     void done(int result) override;
@@ -60,7 +55,6 @@ private:
 
     const std::shared_ptr<RemoteHost> edited_;
     AlertPresenter& alerts_;
-    MakeClient makeClient_;
     QLineEdit* name_ = nullptr;
     QLineEdit* address_ = nullptr;
     QSpinBox* port_ = nullptr;
@@ -68,6 +62,7 @@ private:
     QComboBox* group_ = nullptr;
     QLineEdit* homePath_ = nullptr;
     AuthnForm* authn_ = nullptr;
+    QCheckBox* usesSshConfig_ = nullptr;
     QLabel* hint_ = nullptr;
     QPushButton* test_ = nullptr;
     BusyIndicator* busy_ = nullptr;

@@ -215,6 +215,10 @@ QWidget* PreferencesWindow::makeAlertsPage() {
 QWidget* PreferencesWindow::makeRemotePage() {
     auto* page = new QWidget(this);
     QVBoxLayout& layout = *addPage(page);
+    addSwitch(layout, tr("&Check host keys against known_hosts"), &Preferences::checksHostKeys,
+              &Preferences::setChecksHostKeys);
+    addNote(layout, tr("On, you are asked about a host that is not known yet, and one whose key has changed "
+                       "is refused. Off, every key is accepted."));
     addSwitch(layout, tr("&Log the SSH connection in detail"), &Preferences::nmsshDebug,
               &Preferences::setNmsshDebug);
     addNote(layout, tr("Goes to the standard error of the program. For reporting problems."));

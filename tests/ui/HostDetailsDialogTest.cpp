@@ -1,10 +1,15 @@
 #include "ui/HostDetailsDialog.h"
 #include "RemoteHostsFixture.h"
 #include "support/StandIns.h"
+#include "ui/BusyIndicator.h"
 
 #include <QComboBox>
 #include <QFile>
 #include <QSpinBox>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace korvane {
 namespace {
@@ -170,6 +175,70 @@ TEST_F(HostDetailsDialogTest, TheOtherHalfOfAKeyIsFoundInTheHomeDirectory) {
     const auto& type = dynamic_cast<const PublicKeyAuthnType&>(*hosts()[0]->authnType());
     EXPECT_EQ(type.privateKeyFilePath, home.path() + u"/id_rsa"_s);
     EXPECT_EQ(type.privateKeyPwd, std::nullopt);
+}
+
+TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
+    show();
+    typeHost();
+    choose(u"Password"_s);
+    EXPECT_FALSE(isComplete());
+    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
+    EXPECT_TRUE(isComplete());
+    choose(u"Public Key"_s);
+    EXPECT_TRUE(isComplete());
+    type(dialog_.get(), u"Public key:"_s, u"id.pub"_s);
+    EXPECT_TRUE(says(u"“id.pub” is not the whole path of a file."_s));
+    choose(u"Keyboard-interactive"_s);
+    click(dialog_.get(), u"OK"_s);
+    ASSERT_EQ(hosts().size(), 1U);
+    EXPECT_TRUE(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]));
+    show(hosts()[0]);
+    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
+    click(dialog_.get(), u"Cancel"_s);
+    EXPECT_TRUE(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]));
+    show(hosts()[0]);
+    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
+    click(dialog_.get(), u"OK"_s);
+    EXPECT_FALSE(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]));
+}
+
+TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
+    // Takes connections and never says a word.
+    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    ASSERT_EQ(::listen(listener, 8), 0);
+    show();
+    type(dialog_.get(), u"Host:"_s, u"127.0.0.1"_s);
+    type(dialog_.get(), u"User:"_s, u"nobody"_s);
+    field<QSpinBox>(dialog_.get(), u"Port:"_s)->setValue(ntohs(address.sin_port));
+    choose(u"Keyboard-interactive"_s);
+    const auto isBusy = [&] { return dialog_->findChild<BusyIndicator*>()->isVisible(); };
+    EXPECT_FALSE(isBusy());
+    click(dialog_.get(), u"Test Connection"_s);
+    EXPECT_TRUE(isBusy());
+    click(dialog_.get(), u"Cancel Test"_s);
+    EXPECT_FALSE(isBusy());
+    click(dialog_.get(), u"Test Connection"_s);
+    EXPECT_TRUE(isBusy()) << "the late end of the first test is not that of the second";
+    QTest::keyClick(dialog_.get(), Qt::Key_Escape);
+    ASSERT_TRUE(until([] { return OperationQueue::waitForAllWorkers(std::chrono::milliseconds(1)); }));
+    MainThread::shared().runPending();
+    EXPECT_TRUE(alerts_.alerts.empty()) << "who calls a test off need not be told";
+
+    ::close(listener);
+    dialog_->open();
+    click(dialog_.get(), u"Test Connection"_s);
+    ASSERT_TRUE(until([&] { return !isBusy(); }));
+    ASSERT_EQ(alerts_.alerts.size(), 1U);
+    EXPECT_EQ(alerts_.alerts[0].message,
+              u"Could not connect to host: 127.0.0.1 on port %1"_s.arg(ntohs(address.sin_port)));
+    EXPECT_TRUE(button(dialog_.get(), u"Test Connection"_s)->isEnabled());
+    EXPECT_TRUE(hosts().empty());
 }
 
 TEST_F(HostDetailsDialogTest, AHostWithoutALoginIsNotGivenOneUnasked) {

@@ -88,6 +88,29 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
     }
     const std::shared_ptr<Document>& document = made.value();
     document->setDisplayName(displayName);
+    showDocument(document, lineNumber);
+    return document;
+}
+
+std::shared_ptr<Document> AppDocumentController::reopenDocument(const QUrl& url) {
+    if (const auto open = documentForUrl(url)) {
+        windows_.raiseWindow(open);
+        return open;
+    }
+    const auto made = makeDocument(url, typeForContentsOfUrl(url));
+    if (!made)
+        return nullptr;
+    if (made.value()->connectionState() == ConnectionState::Local) {
+        showDocument(made.value(), {});
+    } else {
+        addDocument(made.value());
+        windows_.makeWindow(made.value());
+    }
+    return made.value();
+}
+
+void AppDocumentController::showDocument(const std::shared_ptr<Document>& document,
+                                         std::optional<qint64> lineNumber) {
     addDocument(document);
     // Before the window is made: by the time it is painted the first lines are there.
     document->startLoading();
@@ -95,7 +118,6 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
     if (lineNumber)
         windows_.goToLine(document, *lineNumber);
     document->windowMade();
-    return document;
 }
 
 void AppDocumentController::userNotificationActivated(const QString& fileUrl, qint64 lineNum) {

@@ -57,6 +57,10 @@ public:
     std::shared_ptr<Document> openDocument(const QUrl& url, std::optional<qint64> lineNumber = std::nullopt,
                                            const QString& displayName = {});
 
+    /// As above for a document that was open at the last time: one on a server comes back unconnected, and
+    /// what cannot be opened any more is no alert worth.
+    std::shared_ptr<Document> reopenDocument(const QUrl& url);
+
     /// The user clicked a notification about a line of a file: brings the file to the front, opening it where
     /// needed, and the line into view. `lineNum` is one-based.
     void userNotificationActivated(const QString& fileUrl, qint64 lineNum);
@@ -73,6 +77,8 @@ public:
     void setDidCloseAll(std::function<void()> action) { didCloseAll_ = std::move(action); }
 
 private:
+    void showDocument(const std::shared_ptr<Document>& document, std::optional<qint64> lineNumber);
+
     DocumentWindowFactory& windows_;
     AlertPresenter& alerts_;
     std::map<QString, DocumentClass> classes_;

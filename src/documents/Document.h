@@ -82,8 +82,8 @@ public:
 
     /// `notification::connectionStateChanged` tells of every change.
     virtual ConnectionState connectionState() const { return ConnectionState::Local; }
-    /// Connects again after a failed attempt or a loss, and follows the file as before. Lines, selection and
-    /// rows stay.
+    /// Connects for the first time where nothing has been loaded yet, or again after a failed attempt or a
+    /// loss, and then follows the file as before. Lines, selection and rows stay.
     virtual void reconnect() {}
     /// The window, or any object of it, over which alerts about the document stand; null for none.
     virtual void setWindow(const void* /*window*/) {}

@@ -162,6 +162,7 @@ Status RemoteDocument::readFromUrl(const QUrl& url) {
 }
 
 void RemoteDocument::startLoading() {
+    hasStarted_ = true;
     follows_ = follows_ || Preferences::shared().startTailingOnFileOpen();
     connectInBackground();
 }
@@ -238,6 +239,10 @@ void RemoteDocument::connectionLost() {
 void RemoteDocument::reconnect() {
     if (isClosed() || state_ == ConnectionState::Connecting || client_->isConnected())
         return;
+    if (!hasStarted_) {
+        startLoading();
+        return;
+    }
     if (logFileObserver_)
         logFileObserver_->stopTailing();
     // The rows stay until the new ones are there; those that failed are asked for again.

@@ -105,6 +105,7 @@ private:
     ConnectionState state_ = ConnectionState::Unconnected;
     /// The state that a connection under way began in.
     ConnectionState stateBefore_ = ConnectionState::Unconnected;
+    bool hasStarted_ = false;
     bool isAnnounced_ = false;
     /// The file is to be followed as soon as there is a connection.
     bool follows_ = false;

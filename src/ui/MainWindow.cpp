@@ -105,10 +105,14 @@ void MainWindow::addPage(MainWindowController* page) {
                               &LogViewController::selectionChanged, &LogViewController::rowCountChanged})
         connect(&page->logView(), signal, this, [this] { actions_->update(); });
     connect(page, &MainWindowController::tailingChanged, this, [this] { actions_->update(); });
+    connect(page, &MainWindowController::connectionChanged, this, [this, page] {
+        showState(*page, page->property(unseenLines).toLongLong());
+        actions_->update();
+    });
     connect(&page->logView(), &LogViewController::linesArrived, page,
             [this, page](qint64 count) { linesArrived(*page, count); });
     const int index = tabs_->addTab(page, page->document()->displayName());
-    showNewLines(*page, 0);
+    showState(*page, 0);
     tabs_->setCurrentIndex(index);
     updateTitles();
     pageChanged();
@@ -159,7 +163,7 @@ void MainWindow::pageChanged() {
     if (page)
         page->setFocus();
     if (page)
-        showNewLines(*page, 0);
+        showState(*page, 0);
     sidebar_->setFile(page ? page->document()->fileUrl() : QUrl(), page ? &page->logView() : nullptr);
     actions_->pageChanged();
     updateTitles();
@@ -202,17 +206,22 @@ void MainWindow::updateTitles() {
 void MainWindow::linesArrived(MainWindowController& page, qint64 count) {
     if (&page == currentPage())
         return;
-    showNewLines(page, page.property(unseenLines).toLongLong() + count);
+    showState(page, page.property(unseenLines).toLongLong() + count);
 }
 
-void MainWindow::showNewLines(MainWindowController& page, qint64 count) {
+void MainWindow::showState(MainWindowController& page, qint64 count) {
     page.setProperty(unseenLines, count);
     const int index = tabs_->indexOf(&page);
-    tabs_->setTabIcon(index, count > 0 ? icon(QStringLiteral("bullet_blue")) : QIcon());
+    const bool isCutOff = page.canConnect();
+    tabs_->setTabIcon(index, isCutOff    ? icon(QStringLiteral("bullet_red"))
+                             : count > 0 ? icon(QStringLiteral("bullet_blue"))
+                                         : QIcon());
     QString toolTip = displayPath(page.document()->fileUrl());
     if (count > 0)
         toolTip +=
             u'\n' + (count == 1 ? tr("1 new line") : tr("%1 new lines").arg(QLocale().toString(count)));
+    if (isCutOff)
+        toolTip += u'\n' + tr("Not connected");
     tabs_->setTabToolTip(index, toolTip);
 }
 

@@ -69,8 +69,8 @@ private:
     void pageChanged();
     void updateTitles();
     void linesArrived(MainWindowController& page, qint64 count);
-    /// Marks the tab of a page that has something new; 0 for nothing.
-    void showNewLines(MainWindowController& page, qint64 count);
+    /// Marks the tab of a page that has lost its server, or that has something new; 0 for nothing.
+    void showState(MainWindowController& page, qint64 count);
 
     AppDocumentController& documents_;
     QSplitter* mainSplitViewController_;

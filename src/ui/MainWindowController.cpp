@@ -6,6 +6,7 @@
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
+#include "ui/ConnectionStrip.h"
 #include "ui/EmailComposer.h"
 #include "ui/FileInfoPopover.h"
 #include "ui/FileService.h"
@@ -49,11 +50,13 @@ QString faultText(FileFault fault) {
 MainWindowController::MainWindowController(std::shared_ptr<Document> document, AlertPresenter& alerts,
                                            QWidget* parent)
     : QWidget(parent), document_(std::move(document)), alerts_(alerts),
-      logView_(new LogViewController(document_, alerts, this)), loadStrip_(new ProgressStrip(this)),
-      copyStrip_(new ProgressStrip(this)), footer_(new FooterViewController(this)) {
+      logView_(new LogViewController(document_, alerts, this)), connectionStrip_(new ConnectionStrip(this)),
+      loadStrip_(new ProgressStrip(this)), copyStrip_(new ProgressStrip(this)),
+      footer_(new FooterViewController(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
+    layout->addWidget(connectionStrip_);
     layout->addWidget(&logView_->tableView(), 1);
     layout->addWidget(loadStrip_);
     layout->addWidget(copyStrip_);
@@ -63,7 +66,9 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
 
     connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
         document_->cancelLoading();
-        Q_EMIT loadCancelled();
+        // A remote file can be connected with another time.
+        if (document_->connectionState() == ConnectionState::Local)
+            Q_EMIT loadCancelled();
     });
     connect(copyStrip_, &ProgressStrip::cancelled, this, [this] { logView_->cancelCopy(); });
     connect(logView_, &LogViewController::copyProgress, this, [this](int percent) {
@@ -92,7 +97,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         center.observe(notification::connectionStateChanged, [this](const Notification& posted) {
             const auto* const changed = std::any_cast<std::shared_ptr<DocumentProtocol>>(&posted.object);
             if (changed && *changed == document_)
-                updateFooter();
+                showConnection();
         }));
     tokens_.push_back(center.observe(notification::globalUserUpdate, [this](const Notification& posted) {
         const auto* const text = std::any_cast<QString>(&posted.object);
@@ -105,14 +110,36 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         if (object && (*object)->doc.lock() == document_)
             fileStatusChanged((*object)->status);
     }));
-    updateFooter();
+    connect(connectionStrip_, &ConnectionStrip::connectRequested, this,
+            &MainWindowController::connectToServer);
+    showConnection();
 }
 
 MainWindowController::~MainWindowController() {
     document_->setWindow(nullptr);
 }
 
+bool MainWindowController::canConnect() const {
+    const ConnectionState state = document_->connectionState();
+    return state == ConnectionState::Unconnected || state == ConnectionState::Lost;
+}
+
+void MainWindowController::connectToServer() {
+    if (canConnect())
+        document_->reconnect();
+}
+
+void MainWindowController::showConnection() {
+    if (document_->isClosed())
+        return;
+    connectionStrip_->showState(document_->connectionState(), document_->fileUrl().host(QUrl::FullyDecoded));
+    updateFooter();
+    Q_EMIT connectionChanged();
+}
+
 bool MainWindowController::isLoading() const {
+    if (document_->connectionState() == ConnectionState::Unconnected)
+        return false;
     const auto state = document_->loadProgress()->state();
     return state == LoadProgressController::State::Waiting || state == LoadProgressController::State::Loading;
 }

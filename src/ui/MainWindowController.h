@@ -13,6 +13,7 @@
 namespace korvane {
 
 class AlertPresenter;
+class ConnectionStrip;
 class Document;
 class FooterViewController;
 class LogViewController;
@@ -45,6 +46,9 @@ public:
     void shareByEmail();
     /// Opens a terminal in the file's directory, with the command that goes there on the clipboard.
     void openTerminal();
+    /// The file lies on a server that there is no connection with, and none is being made.
+    bool canConnect() const;
+    void connectToServer();
     /// Tells the user something in the footer, for some seconds.
     void showUserUpdate(const QString& text);
 
@@ -55,11 +59,14 @@ Q_SIGNALS:
     void loadEnded();
     /// Following has begun or ended.
     void tailingChanged();
+    /// `canConnect` may answer differently.
+    void connectionChanged();
 
 private:
     void updateFooter();
     void updateProgress();
     void showStanding();
+    void showConnection();
     void checkFile();
     void tailingHasChanged();
     void fileStatusChanged(FileStatus status);
@@ -67,6 +74,7 @@ private:
     const std::shared_ptr<Document> document_;
     AlertPresenter& alerts_;
     LogViewController* logView_;
+    ConnectionStrip* connectionStrip_;
     ProgressStrip* loadStrip_;
     ProgressStrip* copyStrip_;
     FooterViewController* footer_;

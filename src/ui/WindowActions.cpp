@@ -72,6 +72,8 @@ void WindowActions::makeFileMenu() {
     connect(recentMenu_, &QMenu::aboutToShow, this, [this] { showRecentFiles(); });
     menu.addAction(tr("Remote &Hosts…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), &window_,
                    &MainWindow::remoteHostsRequested);
+    connect_ = addPageAction(menu, tr("C&onnect to the Server"), QKeySequence(Qt::Key_F5),
+                             [](MainWindowController& page) { page.connectToServer(); });
     menu.addSeparator();
     addPageAction(menu, tr("File &Information"), QKeySequence(Qt::CTRL | Qt::Key_I),
                   [](MainWindowController& page) { page.showFileInfo(); });
@@ -358,6 +360,7 @@ void WindowActions::update() {
     MainWindowController* page = window_.currentPage();
     for (QAction* action : pageActions_)
         action->setEnabled(page != nullptr);
+    connect_->setEnabled(page && page->canConnect());
     const bool tails = page && page->isTailing();
     sidebar_->setText(window_.isSidebarShown() ? tr("Hide &Sidebar") : tr("Show &Sidebar"));
     const QString tailText = tails ? tr("Stop Tailing") : tr("Start Tailing");

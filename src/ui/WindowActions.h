@@ -67,6 +67,7 @@ private:
     MainToolBar& toolBar_;
     QMenu* contextMenu_;
     std::vector<QAction*> pageActions_;
+    QAction* connect_ = nullptr;
     QAction* copy_ = nullptr;
     QAction* selectAll_ = nullptr;
     QAction* tail_ = nullptr;

@@ -167,7 +167,7 @@ void WindowManager::restoreSession() {
     const auto open = [this](const QString& address) {
         const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
         // What has gone since is not worth an alert each.
-        return fileExists(url) ? documents_->openDocument(url) : nullptr;
+        return fileExists(url) ? documents_->reopenDocument(url) : nullptr;
     };
     QStringList missing;
     isRestoring_ = true;

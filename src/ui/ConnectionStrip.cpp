@@ -1,0 +1,34 @@
+#include "ui/ConnectionStrip.h"
+
+#include "ui/ElidedLabel.h"
+#include "ui/Icons.h"
+
+#include <QHBoxLayout>
+#include <QPushButton>
+
+namespace korvane {
+
+ConnectionStrip::ConnectionStrip(QWidget* parent)
+    : QWidget(parent), label_(new ElidedLabel(this)), connect_(new QPushButton(this)) {
+    const int side = fontMetrics().height();
+    auto* image = new QLabel(this);
+    image->setPixmap(icon(QStringLiteral("server")).pixmap({side, side}, devicePixelRatioF()));
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(10, 4, 10, 4);
+    layout->addWidget(image);
+    layout->addWidget(label_, 1);
+    layout->addWidget(connect_);
+    label_->setTextFormat(Qt::PlainText);
+    hide();
+    connect(connect_, &QPushButton::clicked, this, &ConnectionStrip::connectRequested);
+}
+
+void ConnectionStrip::showState(ConnectionState state, const QString& server) {
+    const bool isLost = state == ConnectionState::Lost;
+    setVisible(isLost || state == ConnectionState::Unconnected);
+    label_->setText((isLost ? tr("The connection to %1 is lost") : tr("Not connected to %1")).arg(server));
+    connect_->setText(isLost ? tr("&Reconnect") : tr("C&onnect"));
+    connect_->setToolTip(tr("Connect to %1 (F5)").arg(server));
+}
+
+} // namespace korvane

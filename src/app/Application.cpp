@@ -8,6 +8,7 @@
 #include "foundation/Log.h"
 #include "foundation/OperationQueue.h"
 #include "foundation/StoreDirectory.h"
+#include "remote/NMSSHLogger.h"
 #include "ui/LogViewController.h"
 #include "ui/MachineFontCatalog.h"
 #include "ui/MainWindow.h"
@@ -80,6 +81,8 @@ Application::Application(const CommandLine& commandLine)
     auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settingsFilePath()));
     preferences->registerDefaults(MachineFontCatalog());
     Preferences::setShared(std::move(preferences));
+    NMSSHLogger::sharedLogger().setEnabled(Preferences::shared().nmsshDebug());
+    Preferences::shared().setSshLogSwitch([](bool isOn) { NMSSHLogger::sharedLogger().setEnabled(isOn); });
     windows_.setDocumentController(documents_);
     // A picture for a report is no reason to disturb anyone.
     if (!commandLine.snapshotPath) {

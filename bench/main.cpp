@@ -2,6 +2,7 @@
 #include "Flood.h"
 #include "RulesBench.h"
 #include "SearchBench.h"
+#include "SshBench.h"
 
 #include "core/LogReader.h"
 #include "foundation/FilePath.h"
@@ -59,6 +60,9 @@ int main(int argc, char** argv) {
                                      std::strtoull(argv[4], nullptr, 10));
     if (command == "search" && argc == 4)
         return korvane::bench::search(argv[2], argv[3]);
+    if (command == "ssh" && argc == 7)
+        return korvane::bench::ssh(static_cast<std::uint16_t>(std::strtoul(argv[2], nullptr, 10)), argv[3],
+                                   argv[4], argv[5], static_cast<int>(std::strtol(argv[6], nullptr, 10)));
     if (command == "rules-page" && argc == 3)
         return korvane::bench::rulesPage(argv[2]);
     if (command == "rules-engines" && argc == 3)
@@ -68,6 +72,7 @@ int main(int argc, char** argv) {
                          "       korvane_bench number FILE LINES\n"
                          "       korvane_bench flood FILE BYTES_PER_SECOND SECONDS\n"
                          "       korvane_bench search FILE TEXT\n"
+                         "       korvane_bench ssh PORT USER PRIVATE_KEY COMMAND COUNT\n"
                          "       korvane_bench rules-page FILE\n"
                          "       korvane_bench rules-engines FILE\n");
     return 2;

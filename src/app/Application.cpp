@@ -8,8 +8,10 @@
 #include "foundation/Log.h"
 #include "foundation/OperationQueue.h"
 #include "foundation/StoreDirectory.h"
+#include "remote/NMSSHLogger.h"
 #include "remote/RemoteDocument.h"
 #include "remote/RemoteHostsManager.h"
+#include "remote/RemoteUrl.h"
 #include "ui/Icons.h"
 #include "ui/LogViewController.h"
 #include "ui/MachineFontCatalog.h"
@@ -93,6 +95,8 @@ Application::Application(const CommandLine& commandLine)
     documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
         return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), *alerts_);
     });
+    NMSSHLogger::sharedLogger().setEnabled(Preferences::shared().nmsshDebug());
+    Preferences::shared().setSshLogSwitch([](bool isOn) { NMSSHLogger::sharedLogger().setEnabled(isOn); });
     windows_.setDocumentController(documents_);
     windows_.setRemoteHostsHooks(browsing_.hooks());
     // A picture for a report is no reason to disturb anyone.

@@ -160,13 +160,15 @@ Client::Login Client::logIn(NMSSHSession& session) {
 }
 
 bool Client::logInByKeyboard(NMSSHSession& session) {
+    questionsOfLogin_ = 0;
     bool isDone = false;
     if (const std::optional<QString> cached = proof_.keyboard->cachedPwd())
         isDone = session.authenticateByKeyboardInteractiveUsingBlock(
             [cached](const QString&, bool) { return cached; });
     else
         isDone = session.authenticateByKeyboardInteractive();
-    if (!isDone)
+    // One answer for several questions would be wrong for all but one of them.
+    if (!isDone || questionsOfLogin_ > 1)
         forgetAnswer();
     return isDone;
 }
@@ -240,6 +242,7 @@ std::optional<QString> Client::keyboardInteractiveRequest(const QString& request
     alert.informativeText = request;
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
     alert.field = Alert::Field{QStringLiteral("Enter the password"), !isEchoed, {}};
+    ++questionsOfLogin_;
     const std::optional<QString> answer = ask(std::move(alert));
     if (answer && proof_.keyboard)
         proof_.keyboard->setCachedPwd(answer);

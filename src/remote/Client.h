@@ -132,6 +132,7 @@ private:
     std::atomic<std::uint64_t> loginDisconnections_{0};
     /// Of the last login: whether the user left a question unanswered.
     std::atomic<bool> wasLeftUnanswered_{false};
+    std::atomic<int> questionsOfLogin_{0};
     /// Held while a login is made: others wait for it and then share it.
     std::mutex connecting_;
 

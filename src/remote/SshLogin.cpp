@@ -5,6 +5,7 @@
 #include "remote/SshError.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <libssh/callbacks.h>
 #include <memory>
@@ -122,6 +123,9 @@ Status SshLogin::prepare(const LoginTarget& target) {
     setTextOption(session_, SSH_OPTIONS_KNOWNHOSTS, known);
     if (!settings_.checksHostKeys)
         setTextOption(session_, SSH_OPTIONS_GLOBAL_KNOWNHOSTS, known);
+    // Keys that nobody has named are looked for beside the configuration.
+    if (settings_.usesSshConfig)
+        setTextOption(session_, SSH_OPTIONS_SSH_DIR, QFileInfo(settings_.configPath).path());
     if (settings_.usesSshConfig && QFile::exists(settings_.configPath) &&
         ssh_options_parse_config(session_, QFile::encodeName(settings_.configPath).constData()) != SSH_OK)
         return lastSshError(session_, SshErrorCode::Failed,

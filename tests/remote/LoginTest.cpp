@@ -1,7 +1,8 @@
 #include "SshTest.h"
 
-#include "core/Preferences.h"
+#include "remote/NMSSHLogger.h"
 #include "support/KeyboardServer.h"
+#include "support/LogCapture.h"
 
 #include <QFile>
 
@@ -192,10 +193,12 @@ TEST_F(LoginTest, SeveralQuestionsAndRoundsAreAllAsked) {
         {{"Two proofs are needed.", {{"Password: ", false, "secret"}, {"Token: ", true, "123456"}}},
          {"", {}},
          {"", {{"Another token: ", false, "654321"}}}});
-    const auto client = clientFor(keyboardHost(server));
+    const auto host = keyboardHost(server);
+    const auto client = clientFor(host);
     EXPECT_TRUE(connectedAnswering(client, {u"secret"_s, u"123456"_s, u"000000"_s}).startsWith(u"error: "_s));
     EXPECT_EQ(connectedAnswering(client, {u"secret"_s, u"123456"_s, u"654321"_s}), u"authorised, no home"_s);
     EXPECT_EQ(server.logins(), 1);
+    EXPECT_EQ(cachedAnswer(host), std::nullopt) << "one answer cannot be that to all questions";
     ASSERT_EQ(alerts_.shown().size(), 6U);
     const QStringList requests{u"Two proofs are needed.\nPassword: "_s, u"Two proofs are needed.\nToken: "_s,
                                u"Another token: "_s};
@@ -245,6 +248,20 @@ TEST_F(LoginTest, TheTimeAtAQuestionIsNotCounted) {
         alerts_.enter(0, u"secret"_s);
     connecting.join();
     client->disconnect();
+}
+
+TEST_F(LoginTest, TheLibrarysLogFollowsItsSwitch) {
+    const test::KeyboardServer server(password_);
+    const auto host = keyboardHost(server);
+    for (const bool isOn : {true, false}) {
+        NMSSHLogger::sharedLogger().setEnabled(isOn);
+        const test::LogCapture log;
+        const auto client = clientFor(host);
+        EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
+        client->disconnect();
+        EXPECT_EQ(log.lines().filter(u"ssh_connect"_s).isEmpty(), !isOn);
+        EXPECT_TRUE(log.lines().filter(u"secret"_s).isEmpty());
+    }
 }
 
 } // namespace

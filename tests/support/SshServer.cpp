@@ -1,5 +1,6 @@
 #include "support/SshServer.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QStringList>
@@ -70,9 +71,7 @@ SshServer::SshServer(const QByteArray& settings)
       settings_(settings) {
     EXPECT_TRUE(directory_.isValid());
     EXPECT_EQ(::chown(path().toUtf8().constData(), userId_, static_cast<gid_t>(-1)), 0);
-    // The key pairs of the server itself; generating is quick with this type.
-    EXPECT_TRUE(runProgram(
-        {"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", path(QStringLiteral("host_key")).toUtf8()}));
+    makeHostKey();
     write(QStringLiteral("authorized_keys"), "");
     const QByteArray uid = QByteArray::number(userId_);
     const QByteArray gid = QByteArray::number(::getuid() == 0 ? nobodysId : ::getgid());
@@ -95,6 +94,22 @@ SshServer::~SshServer() {
     process_.stop();
     if (::testing::Test::HasFailure())
         std::fprintf(stderr, "What the server has written down:\n%s\n", log().constData());
+}
+
+void SshServer::makeHostKey() const {
+    const QString key = path(QStringLiteral("host_key"));
+    QFile::remove(key);
+    QFile::remove(key + QStringLiteral(".pub"));
+    EXPECT_TRUE(runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key.toUtf8()}));
+}
+
+QString SshServer::hostFingerprint() const {
+    QFile file(path(QStringLiteral("host_key.pub")));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray key = QByteArray::fromBase64(file.readAll().split(' ')[1]);
+    return QStringLiteral("SHA256:") +
+           QString::fromLatin1(QCryptographicHash::hash(key, QCryptographicHash::Sha256)
+                                   .toBase64(QByteArray::OmitTrailingEquals));
 }
 
 bool SshServer::takesPasswords() {

@@ -35,6 +35,11 @@ public:
     QString makeKey(const QString& name, const QByteArray& type = "ed25519",
                     const QByteArray& passPhrase = {}, const QList<QByteArray>& more = {}) const;
 
+    /// Another one, for the next start.
+    void makeHostKey() const;
+    /// "SHA256:" and the digest.
+    QString hostFingerprint() const;
+
     /// Of all connections there are: the processes that serve them.
     void killConnections() { process_.signalDescendants(SIGKILL); }
     void freezeConnections() { process_.signalDescendants(SIGSTOP); }

@@ -1,0 +1,58 @@
+#include "SshBench.h"
+
+#include "remote/NMSSHSession.h"
+#include "remote/NMSSHSessionDelegate.h"
+
+#include <QFile>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace korvane::bench {
+namespace {
+
+class Trusting : public NMSSHSessionDelegate {
+public:
+    bool shouldConnectToHostWithFingerprint(const QString&, bool) override { return true; }
+    std::optional<QString> keyboardInteractiveRequest(const QString&, bool) override { return std::nullopt; }
+    void didDisconnectWithError(const std::optional<Error>&) override {}
+};
+
+} // namespace
+
+int ssh(std::uint16_t port, const char* user, const char* privateKey, const char* command, int count) {
+    const auto delegate = std::make_shared<Trusting>();
+    NMSSHSession session(QStringLiteral("127.0.0.1"), port, QString::fromUtf8(user), {});
+    session.setDelegate(delegate);
+    const QString key = QFile::decodeName(privateKey);
+    if (!session.connect() ||
+        !session.authenticateByPublicKey(key + QStringLiteral(".pub"), key, std::nullopt)) {
+        std::fprintf(stderr, "%s\n", qPrintable(session.lastError().userText));
+        return EXIT_FAILURE;
+    }
+    std::atomic<qint64> bytes{0};
+    std::atomic<bool> isComplete{true};
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<std::thread> threads;
+    for (int index = 0; index < count; ++index) {
+        threads.emplace_back([&] {
+            const Result<QByteArray> output = session.execute(command);
+            if (output)
+                bytes += output.value().size();
+            else
+                isComplete = false;
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    std::printf("%.6f %lld\n", took.count(), static_cast<long long>(bytes));
+    return isComplete ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+} // namespace korvane::bench

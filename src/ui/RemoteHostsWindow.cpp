@@ -91,7 +91,10 @@ RemoteHostsWindow::RemoteHostsWindow(RemoteHostsHooks hooks, AlertPresenter& ale
     if (const auto& hosts = RemoteHostsManager::shared().hosts(); !hosts.empty())
         select(model_->index(0, 0, model_->indexOf(*hosts.front()).parent()));
     updateState();
-    tree_->setFocus();
+    if (treeOrEmpty_->currentWidget() == tree_)
+        tree_->setFocus();
+    else
+        addButton_->setFocus();
 }
 
 // ---- Parts
@@ -156,7 +159,9 @@ void RemoteHostsWindow::makeTree() {
 
 QLayout* RemoteHostsWindow::makeButtons() {
     auto* row = new QHBoxLayout;
-    for (QAction* action : {add_, edit_, duplicate_, delete_, newGroup_})
+    addButton_ = makeButton(add_, this);
+    row->addWidget(addButton_);
+    for (QAction* action : {edit_, duplicate_, delete_, newGroup_})
         row->addWidget(makeButton(action, this));
     row->addStretch();
     if (browse_)
@@ -314,6 +319,7 @@ void RemoteHostsWindow::reveal(const QModelIndex& index) {
     if (index.isValid() && !shown_->mapFromSource(index).isValid())
         filter_->clear();
     select(index);
+    tree_->setFocus();
 }
 
 void RemoteHostsWindow::selectHost(const RemoteHost& host) {

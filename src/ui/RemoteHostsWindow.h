@@ -12,6 +12,7 @@
 class QAction;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 class QSortFilterProxyModel;
 class QStackedLayout;
 class QTreeView;
@@ -75,7 +76,7 @@ private:
     /// In the model; invalid for none.
     QModelIndex selectedIndex() const;
     void select(const QModelIndex& index);
-    /// Selects it even if that takes the filter away.
+    /// Selects it for what the user does next, even if that takes the filter away.
     void reveal(const QModelIndex& index);
 
     /// Shows what the stores hold now; groups stay as open and what is selected stays selected.
@@ -96,6 +97,7 @@ private:
     QLabel* empty_;
     QStackedLayout* treeOrEmpty_;
     QLabel* fault_;
+    QPushButton* addButton_ = nullptr;
     QAction* add_ = nullptr;
     QAction* edit_ = nullptr;
     QAction* duplicate_ = nullptr;

@@ -83,6 +83,7 @@ protected:
 TEST_F(RemoteHostsWindowTest, AHostIsAddedWithKeysAlone) {
     show();
     EXPECT_TRUE(says(u"No remote hosts yet.\nAdd one to open the log files that lie there."_s));
+    EXPECT_EQ(QApplication::focusWidget(), button(window_, u"Add Host…"_s));
     QTest::keyClick(window_, Qt::Key_N, Qt::ControlModifier | Qt::ShiftModifier);
     auto* groupDialog = opened<NewGroupDialog>();
     ASSERT_TRUE(groupDialog);
@@ -102,6 +103,8 @@ TEST_F(RemoteHostsWindowTest, AHostIsAddedWithKeysAlone) {
     EXPECT_EQ(selected(), u"me@web:22 (Password)"_s);
     EXPECT_EQ(savedHosts()->count(), 1);
     EXPECT_EQ(notices_, 2);
+    ASSERT_TRUE(isInFront(window_));
+    EXPECT_EQ(QApplication::focusWidget(), tree_) << "the next key is for the new host";
 }
 
 TEST_F(RemoteHostsWindowTest, EditingReplacesTheHostAndCancellingDoesNot) {

@@ -14,6 +14,7 @@
 #include "support/Waiting.h"
 
 #include <QCoreApplication>
+#include <QFile>
 
 #include <algorithm>
 #include <chrono>
@@ -80,7 +81,7 @@ private:
 };
 
 /// Loads pages of the file by turns. Prints "milliseconds milliseconds pages" (medians).
-int run(const QString& path) {
+int run(const QString& given) {
     const QTemporaryDir settings;
     Preferences::setShared(std::make_unique<Preferences>(
         std::make_unique<UserDefaults>(settings.filePath(QStringLiteral("s.conf")))));
@@ -88,6 +89,11 @@ int run(const QString& path) {
     Preferences::shared().setStartTailingOnFileOpen(false);
     PrintedAlerts alerts;
     test::SshServer server;
+    // Where the server's user gets at it.
+    const QString path = server.path(QStringLiteral("page.log"));
+    if (!QFile::copy(given, path) ||
+        !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther))
+        return EXIT_FAILURE;
     const QString key = server.makeKey(QStringLiteral("id"));
     const auto host = std::make_shared<RemoteHost>(QStringLiteral("127.0.0.1"), server.port(), server.user());
     const auto login = std::make_shared<PublicKeyAuthnType>();

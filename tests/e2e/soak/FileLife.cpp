@@ -349,9 +349,12 @@ Step FileLife::leaveAbsent() {
         rest_.clear();
         return {{remove(path_)}};
     }
+    // An empty file may have taken the place of another empty one just now: nobody can say yet which of the
+    // two the program holds, and only that one can be read once its name is gone.
+    const bool isEmpty = contentOf(path_).empty();
     Step step{{rename(path_, path_ + ".1")}};
     maybePause(step);
-    if (oneIn(2))
+    if (oneIn(2) && !isEmpty)
         step.actions.push_back(append(path_ + ".1", takeRest() + lines(1 + below(30))));
     return step;
 }

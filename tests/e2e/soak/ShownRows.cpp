@@ -66,6 +66,8 @@ std::optional<std::string> ShownRows::difference() {
             return "there are " + std::to_string(shown) + " rows, the file holds " + std::to_string(count) +
                    " lines";
     }
+    if (table.isAtEnd() != table.stoodAtEnd())
+        return "the view has not learnt yet how tall its rows have become";
     if (auto found = differenceOnScreen())
         return found;
     if (suspect_ < count) {

@@ -70,8 +70,11 @@ public:
 protected:
     void main() override {
         const auto connection = file_->client()->connect();
-        if (isCancelled())
+        if (isCancelled()) {
+            // A login that nobody wants any more may have been reached all the same.
+            file_->client()->disconnect();
             return;
+        }
         if (!connection || !connection.value().isAuthorised) {
             report([error = connection ? remoteerror::cannotConnect() : connection.error()](
                        RemoteDocument& document) { document.connectionFailed(error); });
@@ -328,7 +331,8 @@ void RemoteDocument::close() {
     if (dataSource_)
         dataSource_->close();
     client_->setWindow(nullptr);
-    client_->disconnect();
+    if (file_)
+        file_->close();
     logFileObserver_.reset();
     discardInBackground(std::move(dataSource_));
 }

@@ -53,9 +53,21 @@ quint64 RemoteFile::size(const IsCancelled& isCancelled) {
     return output ? static_cast<quint64>(numberIn(*output)) : 0;
 }
 
+void RemoteFile::close() {
+    isClosed_ = true;
+    client_->disconnect();
+}
+
 Result<Client::Connection> RemoteFile::connect() {
+    if (isClosed_)
+        return Client::Connection{};
     const bool wasConnected = client_->isConnected();
     auto connection = client_->connect();
+    if (isClosed_) {
+        // What was begun before may have been reached behind the end.
+        client_->disconnect();
+        return Client::Connection{};
+    }
     const auto listener = listener_.lock();
     if (listener && !wasConnected && connection && connection.value().isAuthorised)
         listener->connectionRestored();

@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -38,7 +39,9 @@ public:
     const std::shared_ptr<Client>& client() const { return client_; }
     const QString& path() const { return path_; }
 
-    /// As Client::connect.
+    /// Ends the connection for good. Does not wait.
+    void close();
+    /// As Client::connect; in vain once closed.
     Result<Client::Connection> connect();
     /// Nothing without a connection, or once cancelled; 0 for an answer that is no number.
     std::optional<qint64> lineCount(const IsCancelled& isCancelled);
@@ -57,6 +60,7 @@ private:
     const std::shared_ptr<Client> client_;
     const QString path_;
     const std::weak_ptr<RemoteFileListener> listener_;
+    std::atomic<bool> isClosed_{false};
 
     std::mutex mutex_;
     /// Guarded by mutex_. The last one that was told of.

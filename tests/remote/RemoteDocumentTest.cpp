@@ -205,6 +205,14 @@ TEST_F(RemoteDocumentTest, ClosingWaitsForNothing) {
     EXPECT_TRUE(alerts_.alerts.empty());
 }
 
+TEST_F(RemoteDocumentTest, NothingLogsInBehindTheEnd) {
+    openLoaded(test::numberedLines(1, 100));
+    client_->setOnConnect([this] { document_->close(); });
+    document_->dataSource()->loadPage(1, false);
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Closed);
+    EXPECT_FALSE(client_->isConnected());
+}
+
 // ---- Following
 
 TEST_F(RemoteDocumentTest, GrowthReloadsFromTheLastLineOn) {

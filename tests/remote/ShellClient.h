@@ -9,6 +9,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdio>
+#include <functional>
 #include <mutex>
 
 namespace korvane::test {
@@ -22,6 +23,8 @@ public:
     enum class Logins { Accepted, Unauthorised, Refused };
 
     Result<Connection> connect() override {
+        if (onConnect_)
+            std::exchange(onConnect_, nullptr)();
         const Logins logins = logins_.load();
         if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted)
             ++loginCount;
@@ -45,6 +48,8 @@ public:
     }
     void disconnect() override { isConnected_ = false; }
 
+    /// Called once, by the next connecting. While nothing connects.
+    void setOnConnect(std::function<void()> action) { onConnect_ = std::move(action); }
     void setLogins(Logins logins) { logins_ = logins; }
     /// The next command ends the connection.
     void setFails(bool fails) { fails_ = fails; }
@@ -77,6 +82,7 @@ private:
         return output;
     }
 
+    std::function<void()> onConnect_;
     std::atomic<Logins> logins_{Logins::Accepted};
     std::atomic<bool> isConnected_{false};
     std::atomic<bool> fails_{false};

@@ -1,5 +1,6 @@
 #include "SshBench.h"
 
+#include "foundation/OperationQueue.h"
 #include "remote/NMSSHSession.h"
 #include "remote/NMSSHSessionDelegate.h"
 
@@ -51,8 +52,10 @@ int ssh(std::uint16_t port, const char* user, const char* privateKey, const char
     for (std::thread& thread : threads)
         thread.join();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    session.disconnect();
+    const bool hasEnded = OperationQueue::waitForAllWorkers(std::chrono::seconds(10));
     std::printf("%.6f %lld\n", took.count(), static_cast<long long>(bytes));
-    return isComplete ? EXIT_SUCCESS : EXIT_FAILURE;
+    return isComplete && hasEnded ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 } // namespace korvane::bench

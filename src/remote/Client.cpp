@@ -192,7 +192,6 @@ QString Client::execute(const QString& command, const IsCancelled& isCancelled) 
                                           QStringLiteral(" for cmd: ") + command;
     qCWarning(logRemote).noquote() << QStringLiteral("Reason: ") + current->lastError().userText +
                                           QStringLiteral("\n----------");
-    current->disconnect(output.error());
     return {};
 }
 

@@ -83,10 +83,12 @@ CommandChannel::State CommandChannel::request() {
 
 CommandChannel::State CommandChannel::read(bool& hasMore) {
     // Both streams share one window: what nobody reads would in the end hold up the other.
-    if (drain(false, &output_, hasMore) == State::Ended || drain(true, nullptr, hasMore) == State::Ended)
+    bool isLeft = false;
+    if (drain(false, &output_, isLeft) == State::Ended || drain(true, nullptr, isLeft) == State::Ended)
         return State::Ended;
+    hasMore |= isLeft;
     const bool isClosed = ssh_channel_is_closed(channel_);
-    if (hasMore || !(isClosed || (hasStatus_ && ssh_channel_is_eof(channel_))))
+    if (isLeft || !(isClosed || (hasStatus_ && ssh_channel_is_eof(channel_))))
         return State::UnderWay;
     if (!signal_.isEmpty())
         return fail(QStringLiteral("The command was ended by the signal %1.").arg(signal_));

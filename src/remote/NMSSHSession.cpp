@@ -103,8 +103,11 @@ Result<QByteArray> NMSSHSession::execute(const QByteArray& command,
     if (!current)
         return notConnected();
     Result<QByteArray> output = current->execute(command, isCancelled);
-    if (!output)
+    if (!output && !isSshError(output.error(), SshErrorCode::Cancelled)) {
         static_cast<void>(isSuccess(output.error()));
+        // This connection, and not one that another thread may have made since.
+        current->end(output.error());
+    }
     return output;
 }
 
@@ -154,9 +157,9 @@ Result<SFTPClient::FileInfo> NMSSHSession::infoForFileAtPath(const QByteArray& p
     return std::move(**info);
 }
 
-void NMSSHSession::disconnect(const std::optional<Error>& because) {
+void NMSSHSession::disconnect() {
     if (const auto current = connection())
-        current->end(because);
+        current->end();
 }
 
 bool NMSSHSession::isSuccess(const Status& outcome) {

@@ -55,15 +55,15 @@ public:
     bool usesSshConfig() const { return settings_.usesSshConfig; }
 
     /// What the command writes to its standard output. An exit status other than 0 is no error; a command
-    /// that ends without one is.
+    /// that ends without one is, and ends the connection.
     Result<QByteArray> execute(const QByteArray& command, const std::function<bool()>& isCancelled = {});
 
     bool directoryExistsAtPath(const QByteArray& path);
     Result<std::vector<SFTPClient::Entry>> contentsOfDirectoryAtPath(const QByteArray& path);
     Result<SFTPClient::FileInfo> infoForFileAtPath(const QByteArray& path);
 
-    /// Whatever is under way ends. The delegate is told of an error.
-    void disconnect(const std::optional<Error>& because = std::nullopt);
+    /// Whatever is under way ends.
+    void disconnect();
 
 private:
     bool authenticate(std::function<Status(SshLogin&)> step);

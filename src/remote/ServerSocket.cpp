@@ -159,7 +159,8 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
     ::posix_spawn_file_actions_adddup2(&files, ends[1], STDOUT_FILENO);
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    // Away from our terminal, where it would ask for passwords.
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     const QByteArray line = "exec " + command.toLocal8Bit();
     const char* const arguments[] = {"sh", "-c", line.constData(), nullptr};
     const int fault = ::posix_spawn(&program_, "/bin/sh", &files, &attributes,

@@ -112,6 +112,22 @@ TEST_F(SessionTest, MoreCommandsThanThereAreChannelsWaitForTheirTurn) {
     }
 }
 
+TEST_F(SessionTest, AShortCommandDoesNotWaitForALongOne) {
+    const test::SshServer server;
+    const auto client = clientFor(keyHost(server));
+    ASSERT_EQ(connected(client), u"authorised, home"_s);
+    std::atomic<bool> hasEnded{false};
+    std::thread stream([&] {
+        EXPECT_EQ(client->execute(u"head -c 60000000 /dev/zero | tr '\\0' x"_s).size(), 60'000'000);
+        hasEnded = true;
+    });
+    for (int count = 0; count < 5; ++count)
+        EXPECT_EQ(client->execute(u"echo short"_s), u"short\n"_s);
+    EXPECT_FALSE(hasEnded);
+    stream.join();
+    client->disconnect();
+}
+
 TEST_F(SessionTest, ACancelledCommandIsStoppedAndTheOthersGoOn) {
     const test::SshServer server;
     const auto client = clientFor(keyHost(server));

@@ -72,7 +72,7 @@ void WindowActions::makeFileMenu() {
     connect(recentMenu_, &QMenu::aboutToShow, this, [this] { showRecentFiles(); });
     menu.addAction(tr("Remote &Hosts…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), &window_,
                    &MainWindow::remoteHostsRequested);
-    connect_ = addPageAction(menu, tr("C&onnect to the Server"), QKeySequence(Qt::Key_F5),
+    connect_ = addPageAction(menu, tr("Con&nect to the Server"), QKeySequence(Qt::Key_F5),
                              [](MainWindowController& page) { page.connectToServer(); });
     menu.addSeparator();
     addPageAction(menu, tr("File &Information"), QKeySequence(Qt::CTRL | Qt::Key_I),

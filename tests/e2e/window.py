@@ -52,6 +52,9 @@ class Desktop:
                         "PATH": f"{tools}:{environment['PATH']}", "QT_LOGGING_RULES": "korvane.timing=true"}
         self.environment = environment
         self.start(["openbox"], environment)
+        # A window that opens while the manager takes over the display may be lost between the two.
+        until("the start of the window manager",
+              lambda: self.run("xdotool", "get_num_desktops", check=False).strip() not in ("", "0"))
         self.stand_in("xdg-email")
         self.stand_in("x-terminal-emulator")
         return self

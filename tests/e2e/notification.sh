@@ -71,6 +71,8 @@ until_true "a display" test -s display
 export DISPLAY=:$(cat display)
 openbox >openbox.log 2>&1 &
 started+=($!)
+# A window that opens while the manager takes over the display may be lost between the two.
+until_true "the start of the window manager" sh -c '[ "$(xdotool get_num_desktops 2>/dev/null)" -gt 0 ]'
 mkdir -p "$XDG_CONFIG_HOME/dunst"
 cat >"$XDG_CONFIG_HOME/dunst/dunstrc" <<'EOF'
 [global]

@@ -76,6 +76,8 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
                                                               const QString& displayName) {
     if (const auto open = documentForUrl(url)) {
         windows_.raiseWindow(open);
+        if (open->connectionState() == ConnectionState::Unconnected)
+            open->reconnect();
         if (lineNumber)
             windows_.goToLine(open, *lineNumber);
         return open;

@@ -50,7 +50,8 @@ public:
     /// Creates the document of the class for the type and loads it. No window yet.
     Result<std::shared_ptr<Document>> makeDocument(const QUrl& url, const QString& type) const;
 
-    /// Opens the address: raises the window of a document that is open already, otherwise makes document and
+    /// Opens the address: raises the window of a document that is open already, and connects it if it has no
+    /// connection yet, otherwise makes document and
     /// window and starts the load, which the document announces by `notification::documentLoaded`. A failure
     /// is shown as an alert. `lineNumber`: the one-based line to go to. `displayName`: as for
     /// Document::setDisplayName. Returns the document, null on failure.

@@ -352,6 +352,13 @@ void LogTableView::selectionHasChanged() {
     Q_EMIT selectionChanged();
 }
 
+void LogTableView::restoreSelection(const RowSelection& selection, qint64 currentRow) {
+    selection_ = selection;
+    selection_.limitTo(rowCount_);
+    currentRow_ = anchorRow_ = std::min(currentRow, rowCount_ - 1);
+    selectionHasChanged();
+}
+
 void LogTableView::selectRow(qint64 row) {
     if (row < 0 || row >= rowCount_)
         return;

@@ -82,6 +82,8 @@ public:
     const RowSelection& selection() const { return selection_; }
     qint64 currentRow() const { return currentRow_; }
     void selectRow(qint64 row);
+    /// What was selected before, as far as the rows are there.
+    void restoreSelection(const RowSelection& selection, qint64 currentRow);
     /// Selects from the row that was last selected by itself to this one, which becomes the current row.
     void selectRowsTo(qint64 row);
     /// Adds the row to the selection or takes it out; it becomes the current row.

@@ -70,6 +70,11 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     tableView_->setRowCount(dataSource_->numberOfRows());
 
     auto& center = NotificationCenter::shared();
+    tokens_.push_back(NotificationCenter::shared().observe(notification::connectionStateChanged,
+                                                           [this](const Notification&) {
+                                                               if (emptiedView_ && isCutOff())
+                                                                   emptiedView_->isCutOff = true;
+                                                           }));
     tokens_.push_back(center.observe(notification::rowsUpdated,
                                      [this](const Notification& posted) { rowsUpdatedInTable(posted); }));
     tokens_.push_back(center.observe(notification::dataSourceLoadedLines, [this](const Notification& posted) {
@@ -123,6 +128,8 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
         endFollower_->otherContent();
     }
     const qint64 countBefore = (*object)->isOtherContent ? 0 : lineCount();
+    if (dataSource_->numberOfRows() == 0)
+        keepEmptiedView();
     endFollower_->whileRowsChange(isTailing(), [&] {
         updateLineNumberColumn();
         tableView_->setRowCount(dataSource_->numberOfRows());
@@ -131,6 +138,7 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     requestVisiblePages();
     followPendingLine(!isLoading());
     followPendingPlace(false);
+    restoreEmptiedView();
     if (isLoading())
         isLoaded_ = false;
     else if (isLoaded_ && lineCount() > countBefore)
@@ -242,8 +250,28 @@ void LogViewController::followPendingPlace(bool isLast) {
         tableView_->setTopRow(place.topLine - 1 - dataSource_->rowStart());
 }
 
+bool LogViewController::isCutOff() const {
+    return document_->connectionState() == ConnectionState::Lost;
+}
+
+void LogViewController::keepEmptiedView() {
+    if (document_->connectionState() != ConnectionState::Local && tableView_->rowCount() > 0)
+        emptiedView_ = {place(), tableView_->selection(), tableView_->currentRow(), isCutOff()};
+}
+
+void LogViewController::restoreEmptiedView() {
+    if (!emptiedView_ || dataSource_->numberOfRows() == 0)
+        return;
+    const EmptiedView view = *std::exchange(emptiedView_, std::nullopt);
+    if (!view.isCutOff)
+        return;
+    restorePlace(view.place);
+    tableView_->restoreSelection(view.selection, view.currentRow);
+}
+
 void LogViewController::loadEnded() {
     tableView_->setRowCount(dataSource_->numberOfRows());
+    restoreEmptiedView();
     followPendingLine(true);
     followPendingPlace(true);
     endFollower_->forgetNewLines();

@@ -142,6 +142,11 @@ private:
     void observeLineMarks();
     void followPendingLine(bool isLast);
     void followPendingPlace(bool isLast);
+    /// A server that is lost empties the view while the file is followed: place and selection come back with
+    /// the rows.
+    void keepEmptiedView();
+    void restoreEmptiedView();
+    bool isCutOff() const;
     void visibleRowsChanged();
     /// Asks for the pages of the rows on the screen, where they are to be read (again).
     void requestVisiblePages();
@@ -161,6 +166,14 @@ private:
     qreal sidebarWidth_ = 0;
     std::optional<qint64> pendingLine_;
     std::optional<Place> pendingPlace_;
+    struct EmptiedView {
+        Place place;
+        RowSelection selection;
+        qint64 currentRow = -1;
+        /// Its server was lost; otherwise the file itself has been emptied.
+        bool isCutOff = false;
+    };
+    std::optional<EmptiedView> emptiedView_;
     /// The first scan has ended: what comes now is new.
     bool isLoaded_ = false;
 

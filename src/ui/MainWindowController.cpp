@@ -182,6 +182,11 @@ void MainWindowController::updateProgress() {
     if (document_->isClosed())
         return;
     const auto progress = document_->loadProgress();
+    if (canConnect() && progress->state() == LoadProgressController::State::Waiting) {
+        // Nothing has been begun; the user may begin it.
+        progressTimer_.stop();
+        return;
+    }
     if (!isLoading()) {
         loadStrip_->finish(progress->statusText());
         progressTimer_.stop();

@@ -1,0 +1,211 @@
+#include "bookmarks/FileBasedBookmarksManager.h"
+#include "core/TailDataSourceProtocol.h"
+#include "remote/AuthnType.h"
+#include "remote/RemoteDocument.h"
+#include "remote/RemoteFileModel.h"
+#include "remote/RemoteHost.h"
+#include "support/Session.h"
+#include "support/SshServer.h"
+#include "ui/BookmarksOutlineViewController.h"
+#include "ui/LogSearch.h"
+#include "ui/RemoteBrowsing.h"
+#include "ui/RemoteColumnView.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QPushButton>
+#include <QTest>
+#include <QTreeView>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+constexpr int lineCount = 12'345;
+
+bool until(const std::function<bool()>& condition) {
+    return QTest::qWaitFor(condition, 30'000);
+}
+
+QByteArray numberedLines(int first, int count) {
+    QByteArray lines;
+    for (int i = 0; i < count; ++i)
+        lines += "line " + QByteArray::number(first + i) + '\n';
+    return lines;
+}
+
+/// The program from its start to its end, on settings that outlive it.
+struct ProgramRun {
+    explicit ProgramRun(const QString& settings) {
+        test::makeStores(settings);
+        Preferences::shared().setPollingInterval(Preferences::shortestPollingInterval);
+        documents.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
+            return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts);
+        });
+        windows.setDocumentController(documents);
+        windows.setRemoteHostsHooks(browsing.hooks());
+        windows.setKeepsState();
+    }
+    ~ProgramRun() {
+        windows.quit();
+        browsing.closeAll();
+        documents.closeAllDocuments();
+        windows.closeAll();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+        MainThread::shared().runPending();
+    }
+
+    MainWindowController* page() const {
+        return documents.documents().empty() ? nullptr : windows.pageOf(*documents.documents().front());
+    }
+    LogTableView& table() const { return page()->logView().tableView(); }
+    /// A row's text, as the view shows it; empty until it is there.
+    QString shown(qint64 row) const {
+        const auto line = page()->document()->dataSource()->cachedRowLine(row);
+        return line ? line->line.string() : QString();
+    }
+
+    test::SilentAlerts alerts;
+    WindowManager windows{alerts};
+    AppDocumentController documents{windows, alerts};
+    RemoteBrowsing browsing{documents, alerts};
+};
+
+class RemoteEndToEndTest : public testing::Test {
+protected:
+    RemoteEndToEndTest() {
+        write(numberedLines(1, lineCount), QFile::WriteOnly);
+        test::makeStores(settings_.path());
+        const QString key = server_.makeKey(u"id"_s);
+        auto type = std::make_shared<PublicKeyAuthnType>();
+        type->publicKeyFilePath = key + u".pub"_s;
+        type->privateKeyFilePath = key;
+        auto host = std::make_shared<RemoteHost>(QString::fromLatin1(test::SshServer::host), server_.port(),
+                                                 server_.user());
+        host->setName(u"Web"_s);
+        host->setAuthnType(type);
+        host->setHomePath(server_.path());
+        EXPECT_TRUE(RemoteHostsManager::shared().add(host));
+    }
+
+    void write(const QByteArray& text, QFile::OpenMode mode) const {
+        QFile file(server_.path(u"app log.txt"_s));
+        ASSERT_TRUE(file.open(mode));
+        file.write(text);
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+    }
+    /// Chooses the file in the host's browser.
+    static void browseToFile(ProgramRun& run) {
+        run.browsing.browse(RemoteHostsManager::shared().host(0));
+        const auto browserShown = [] {
+            for (QWidget* widget : QApplication::topLevelWidgets()) {
+                if (auto* browser = qobject_cast<ServerBrowserViewController*>(widget))
+                    return browser;
+            }
+            return static_cast<ServerBrowserViewController*>(nullptr);
+        };
+        ServerBrowserViewController* browser = browserShown();
+        ASSERT_TRUE(browser);
+        auto* columns = browser->findChild<RemoteColumnView*>();
+        QModelIndex file;
+        ASSERT_TRUE(until([&] {
+            if (!columns->model())
+                return false;
+            const auto found = columns->model()->match(columns->model()->index(0, 0), Qt::DisplayRole,
+                                                       u"app log.txt"_s, 1, Qt::MatchExactly);
+            if (!found.isEmpty())
+                file = found.first();
+            return file.isValid();
+        }));
+        columns->setCurrentIndex(file);
+        browser->accept();
+    }
+    static QTreeView* outlineOf(const ProgramRun& run) {
+        return run.page()->window()->findChild<BookmarksOutlineViewController*>()->findChild<QTreeView*>();
+    }
+
+    MainThreadPump pump_;
+    QTemporaryDir settings_;
+    test::SshServer server_;
+};
+
+TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
+    {
+        ProgramRun run(settings_.path());
+        browseToFile(run);
+        ASSERT_TRUE(run.page());
+        ASSERT_TRUE(until([&] { return run.table().rowCount() == lineCount && run.page()->isTailing(); }));
+        // Pages of 5000, 5000 and 2345 lines, each beginning and ending where it must.
+        for (const qint64 row : {0, 4'999, 5'000, 9'999, 10'000, 12'344}) {
+            run.page()->logView().goToLine(row + 1);
+            EXPECT_TRUE(until([&] { return run.shown(row) == u"line %1"_s.arg(row + 1); })) << row;
+        }
+        EXPECT_FALSE(run.page()->document()->dataSource()->cachedRowLine(lineCount));
+
+        write(numberedLines(lineCount + 1, 10), QFile::Append);
+        EXPECT_TRUE(until([&] { return run.shown(lineCount + 9) == u"line %1"_s.arg(lineCount + 10); }));
+        write(numberedLines(1, 7'000), QFile::WriteOnly | QFile::Truncate);
+        EXPECT_TRUE(
+            until([&] { return run.table().rowCount() == 7'000 && run.shown(6'999) == u"line 7000"_s; }));
+
+        LogSearch& search = run.page()->logView().search();
+        run.page()->logView().goToLine(1);
+        search.setText(u"LINE 4321"_s);
+        search.findNext();
+        EXPECT_TRUE(until([&] { return !search.isSearching() && run.table().currentRow() == 4'320; }));
+
+        run.page()->logView().toggleLineMarkMenuAction();
+        const QString address = absoluteString(run.page()->document()->fileUrl());
+        auto& bookmarks = FileBasedBookmarksManager::shared();
+        EXPECT_TRUE(until([&] { return bookmarks.hasLineMark(address, 4'320); }));
+        qobject_cast<MainWindow*>(run.page()->window())->bookmarkFile();
+    }
+    ProgramRun run(settings_.path());
+    // The tab of the last time is back, and leaves the server alone until it is asked to.
+    run.windows.restoreSession();
+    ASSERT_TRUE(run.page());
+    EXPECT_EQ(run.page()->document()->connectionState(), ConnectionState::Unconnected);
+    EXPECT_FALSE(run.page()->isLoading());
+    QTreeView* outline = outlineOf(run);
+    const QAbstractItemModel& model = *outline->model();
+    const QModelIndex remote = model.index(1, 0);
+    const QModelIndex group = model.index(0, 0, remote);
+    const QModelIndex server = model.index(0, 0, group);
+    const QModelIndex file = model.index(0, 0, server);
+    EXPECT_EQ(group.data().toString(), u"Default"_s);
+    EXPECT_EQ(server.data().toString(), u"Web"_s);
+    EXPECT_EQ(file.data().toString(), u"app log.txt"_s);
+    outline->setCurrentIndex(file);
+    QTest::keyClick(outline, Qt::Key_Return);
+    ASSERT_TRUE(until([&] { return run.table().rowCount() == 7'000; }));
+    EXPECT_TRUE(run.page()->document()->dataSource()->hasLineMark(4'320));
+}
+
+TEST_F(RemoteEndToEndTest, AfterALossTheFollowedViewComesBackWhereItWas) {
+    ProgramRun run(settings_.path());
+    browseToFile(run);
+    ASSERT_TRUE(
+        until([&] { return run.page() && run.table().rowCount() == lineCount && run.page()->isTailing(); }));
+    run.page()->logView().goToLine(6'000);
+    run.table().selectRow(6'001);
+    ASSERT_TRUE(until([&] { return run.shown(6'001) == u"line 6002"_s; }));
+    const qint64 top = run.table().firstVisibleRow();
+    server_.killConnections();
+    ASSERT_TRUE(until([&] { return run.page()->canConnect() && run.table().rowCount() == 0; }));
+    run.page()->connectToServer();
+    ASSERT_TRUE(
+        until([&] { return run.table().rowCount() == lineCount && run.shown(6'001) == u"line 6002"_s; }));
+    EXPECT_TRUE(until([&] { return run.table().firstVisibleRow() == top; })) << run.table().firstVisibleRow();
+    EXPECT_EQ(run.table().currentRow(), 6'001);
+    EXPECT_EQ(run.table().selection().count(), 1);
+    EXPECT_TRUE(until([&] { return run.page()->isTailing(); }));
+}
+
+} // namespace
+} // namespace korvane

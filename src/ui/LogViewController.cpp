@@ -256,14 +256,16 @@ bool LogViewController::isCutOff() const {
 
 void LogViewController::keepEmptiedView() {
     if (document_->connectionState() != ConnectionState::Local && tableView_->rowCount() > 0)
-        emptiedView_ = {place(), tableView_->selection(), tableView_->currentRow(), isCutOff()};
+        emptiedView_ = {place(), tableView_->selection(), tableView_->currentRow(), tableView_->rowCount(),
+                        isCutOff()};
 }
 
 void LogViewController::restoreEmptiedView() {
     if (!emptiedView_ || dataSource_->numberOfRows() == 0)
         return;
     const EmptiedView view = *std::exchange(emptiedView_, std::nullopt);
-    if (!view.isCutOff)
+    // With a page that was asked for the server may have come back before its loss was noticed.
+    if (!view.isCutOff && dataSource_->numberOfRows() < view.rowCount)
         return;
     restorePlace(view.place);
     tableView_->restoreSelection(view.selection, view.currentRow);

@@ -170,6 +170,7 @@ private:
         Place place;
         RowSelection selection;
         qint64 currentRow = -1;
+        qint64 rowCount = 0;
         /// Its server was lost; otherwise the file itself has been emptied.
         bool isCutOff = false;
     };

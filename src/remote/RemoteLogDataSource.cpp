@@ -88,6 +88,16 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
         count(Content::Other, isCancelled);
 }
 
+void RemoteLogDataSource::fileIsEmpty() {
+    {
+        const std::lock_guard guard(mutex_);
+        if (shownLineCount_ == 0)
+            return;
+        knownFileSize_ = 0;
+    }
+    fileHasShrunk(0, [] { return false; });
+}
+
 void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled) {
     const std::lock_guard counting(countMutex_);
     if (content == Content::Known) {

@@ -249,6 +249,17 @@ TEST_F(RemoteDocumentTest, AShorterFileIsShownFromItsFirstLine) {
     EXPECT_EQ(rows(), 1);
 }
 
+TEST_F(RemoteDocumentTest, AFileEmptiedBeforeItIsFollowedIsShownEmpty) {
+    openLoaded(test::numberedLines(1, 100));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    file_->truncate(0);
+    follow();
+    EXPECT_TRUE(waitForRows(0));
+    file_->overwrite("new\n");
+    EXPECT_TRUE(rowBecomes(0, u"new"_s));
+    EXPECT_EQ(rows(), 1);
+}
+
 TEST_F(RemoteDocumentTest, StoppingDuringAPollLeavesTheRows) {
     openLoaded(test::numberedLines(1, 100));
     follow();

@@ -179,20 +179,24 @@ bool Client::isConnected() const {
 }
 
 QString Client::execute(const QString& command, const IsCancelled& isCancelled) {
+    return answer(command, isCancelled).value_or(QString());
+}
+
+std::optional<QString> Client::answer(const QString& command, const IsCancelled& isCancelled) {
     const auto current = session();
     if (!current || !current->isConnected())
-        return {};
+        return std::nullopt;
     const Result<QByteArray> output = current->execute(command.toUtf8(), isCancelled);
     if (output)
         return QString::fromUtf8(output.value());
     if (isSshError(output.error(), SshErrorCode::Cancelled) ||
         isSshError(output.error(), SshErrorCode::NotConnected))
-        return {};
+        return std::nullopt;
     qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + output.error().userText +
                                           QStringLiteral(" for cmd: ") + command;
     qCWarning(logRemote).noquote() << QStringLiteral("Reason: ") + current->lastError().userText +
                                           QStringLiteral("\n----------");
-    return {};
+    return std::nullopt;
 }
 
 void Client::disconnect() {

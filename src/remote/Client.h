@@ -60,7 +60,10 @@ public:
     /// What the command writes to its standard output, as it comes; bytes that are no UTF-8 are replaced.
     /// Empty when there is no connection, when the command fails, which ends the connection, and when it is
     /// cancelled, which does not. A status other than 0 is no failure. Blocks.
-    virtual QString execute(const QString& command, const IsCancelled& isCancelled = {});
+    QString execute(const QString& command, const IsCancelled& isCancelled = {});
+    /// As above, but nothing where there is no answer: whether there is a connection afterwards does not say
+    /// so, as another thread may have made it anew.
+    virtual std::optional<QString> answer(const QString& command, const IsCancelled& isCancelled);
     /// Ends the connection, and with it everything under way; an open question counts as not answered. Does
     /// not wait. Any thread.
     virtual void disconnect();

@@ -105,9 +105,11 @@ void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled)
         if (lastLineCount_ != 0)
             return; // by the count that this one has waited for
     }
+    uncounted_ = std::max(uncounted_, content);
     const std::optional<qint64> counted = file_->lineCount(isCancelled);
     if (!counted)
         return;
+    content = std::exchange(uncounted_, Content::Known);
     qint64 before = 0;
     {
         const std::lock_guard guard(mutex_);

@@ -76,6 +76,8 @@ private:
 
     /// Held while the server counts.
     std::mutex countMutex_;
+    /// What has been found of the content since the last count that succeeded. Guarded by countMutex_.
+    Content uncounted_ = Content::Known;
     mutable OperationQueue countQueue_;
 };
 

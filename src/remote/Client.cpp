@@ -111,6 +111,7 @@ Result<Client::Connection> Client::connect() {
                 return error;
             return Connection{};
         }
+        loggedIn(); // before anybody can use it
         const Login login = logIn(*session);
         if (login != Login::Done) {
             const Error error = session->lastError();
@@ -286,6 +287,8 @@ void Client::didDisconnectWithError(const std::optional<Error>& error) {
     if (!error)
         return;
     forgetAnswer();
+    if (!claimLoss())
+        return;
     const Alert alert =
         message(Alert::Kind::Error, QStringLiteral("Disconnected from remote server host!"),
                 QStringLiteral("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")

@@ -90,7 +90,7 @@ bool RemoteFile::connectForPage() {
     qCWarning(logRemote, "%ls %ls", qUtf16Printable(lost.userText), qUtf16Printable(lost.recoverySuggestion));
     client_->disconnect();
     if (listener)
-        wasConnected ? listener->connectionLost() : listener->connectionGone();
+        wasConnected && client_->claimLoss() ? listener->connectionLost() : listener->connectionGone();
     return false;
 }
 

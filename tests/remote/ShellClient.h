@@ -27,8 +27,10 @@ public:
         if (onConnect_)
             std::exchange(onConnect_, nullptr)();
         const Logins logins = logins_.load();
-        if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted)
+        if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted) {
             ++loginCount;
+            loggedIn();
+        }
         if (logins == Logins::Refused)
             return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};
         return Connection{logins == Logins::Accepted, true};

@@ -43,7 +43,7 @@ constexpr auto limit = 90s;
 constexpr auto connectingLimit = 5s;
 constexpr auto unansweredLimit = 2s;
 /// So long rows may be missing at a good link before the user has the file read again.
-constexpr auto patience = 3s;
+constexpr auto patience = 2s;
 constexpr qint64 visibleRows = 40;
 /// What 40 rounds may leave behind: caches of the library and the allocator, and no rows.
 constexpr long mostGrowthKilobytes = 48 * 1024;
@@ -206,7 +206,7 @@ bool Round::run() {
 void Round::open() {
     constexpr qint64 counts[] = {0, 3, 4999, 5000, 5001, 12'345};
     file_.append(below(2) == 0 ? counts[below(std::size(counts))] : static_cast<qint64>(below(16'000)));
-    isPatient_ = below(8) == 0;
+    isPatient_ = below(20) == 0;
     const bool follows = below(2) == 0;
     Preferences::shared().setStartTailingOnFileOpen(follows);
     did("opened a file of " + std::to_string(file_.lineCount()) + " lines" + (follows ? ", followed" : "") +
@@ -269,7 +269,7 @@ void Round::runStep() {
         break;
     default:
         did("a moment passed");
-        passTime(milliseconds(below(3000)));
+        passTime(milliseconds(below(1000)));
         break;
     }
     passTime(milliseconds(below(200)));
@@ -287,7 +287,7 @@ void Round::look() {
     did("looked at row " + std::to_string(first) + " of " + std::to_string(count));
     rows()->dropRequestsOutside(first, last);
     const bool waits = below(2) == 0;
-    const auto end = Clock::now() + milliseconds(waits ? 2500 : 0);
+    const auto end = Clock::now() + milliseconds(waits ? 1500 : 0);
     bool isThere = false;
     do {
         isThere = true;

@@ -111,6 +111,7 @@ Result<Client::Connection> Client::connect() {
                 return error;
             return Connection{};
         }
+        loggedIn(); // before anybody can use it
         const Login login = logIn(*session);
         if (login != Login::Done) {
             const Error error = session->lastError();
@@ -179,20 +180,24 @@ bool Client::isConnected() const {
 }
 
 QString Client::execute(const QString& command, const IsCancelled& isCancelled) {
+    return answer(command, isCancelled).value_or(QString());
+}
+
+std::optional<QString> Client::answer(const QString& command, const IsCancelled& isCancelled) {
     const auto current = session();
     if (!current || !current->isConnected())
-        return {};
+        return std::nullopt;
     const Result<QByteArray> output = current->execute(command.toUtf8(), isCancelled);
     if (output)
         return QString::fromUtf8(output.value());
     if (isSshError(output.error(), SshErrorCode::Cancelled) ||
         isSshError(output.error(), SshErrorCode::NotConnected))
-        return {};
+        return std::nullopt;
     qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + output.error().userText +
                                           QStringLiteral(" for cmd: ") + command;
     qCWarning(logRemote).noquote() << QStringLiteral("Reason: ") + current->lastError().userText +
                                           QStringLiteral("\n----------");
-    return {};
+    return std::nullopt;
 }
 
 void Client::disconnect() {
@@ -282,6 +287,8 @@ void Client::didDisconnectWithError(const std::optional<Error>& error) {
     if (!error)
         return;
     forgetAnswer();
+    if (!claimLoss())
+        return;
     const Alert alert =
         message(Alert::Kind::Error, QStringLiteral("Disconnected from remote server host!"),
                 QStringLiteral("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")

@@ -60,10 +60,17 @@ public:
     /// What the command writes to its standard output, as it comes; bytes that are no UTF-8 are replaced.
     /// Empty when there is no connection, when the command fails, which ends the connection, and when it is
     /// cancelled, which does not. A status other than 0 is no failure. Blocks.
-    virtual QString execute(const QString& command, const IsCancelled& isCancelled = {});
+    QString execute(const QString& command, const IsCancelled& isCancelled = {});
+    /// As above, but nothing where there is no answer: whether there is a connection afterwards does not say
+    /// so, as another thread may have made it anew.
+    virtual std::optional<QString> answer(const QString& command, const IsCancelled& isCancelled);
     /// Ends the connection, and with it everything under way; an open question counts as not answered. Does
     /// not wait. Any thread.
     virtual void disconnect();
+
+    /// True for the first who asks after a login: it is he who tells the user that the connection is lost.
+    /// Any thread.
+    bool claimLoss() { return !isLossTold_.exchange(true); }
 
     /// The session that commands and files share; null before the first `connect`. Any thread.
     std::shared_ptr<NMSSHSession> session() const;
@@ -81,6 +88,8 @@ public:
 
 protected:
     Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts);
+    /// From now on there is a connection that can be lost.
+    void loggedIn() { isLossTold_ = false; }
 
 private:
     /// How the login is proven: what the host said when the client was made. Only the keyboard's answer is
@@ -133,6 +142,7 @@ private:
     /// Of the last login: whether the user left a question unanswered.
     std::atomic<bool> wasLeftUnanswered_{false};
     std::atomic<int> questionsOfLogin_{0};
+    std::atomic<bool> isLossTold_{false};
     /// Held while a login is made: others wait for it and then share it.
     std::mutex connecting_;
 

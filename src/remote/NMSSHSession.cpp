@@ -103,7 +103,10 @@ Result<QByteArray> NMSSHSession::execute(const QByteArray& command,
     if (!current)
         return notConnected();
     Result<QByteArray> output = current->execute(command, isCancelled);
-    if (!output && !isSshError(output.error(), SshErrorCode::Cancelled)) {
+    // Without a connection the command has not begun: there may be a login under way that is none of its
+    // business.
+    if (!output && !isSshError(output.error(), SshErrorCode::Cancelled) &&
+        !isSshError(output.error(), SshErrorCode::NotConnected)) {
         static_cast<void>(isSuccess(output.error()));
         // This connection, and not one that another thread may have made since.
         current->end(output.error());

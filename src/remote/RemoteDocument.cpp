@@ -233,9 +233,8 @@ void RemoteDocument::connectionGone() {
 }
 
 void RemoteDocument::connectionLost() {
-    if (state_ != ConnectionState::Connected)
-        return;
-    setState(ConnectionState::Lost);
+    // Nobody else tells of it, whatever has been noticed by now.
+    connectionGone();
     present(remoteerror::connectionLost());
 }
 

@@ -14,14 +14,13 @@ RemoteFile::RemoteFile(std::shared_ptr<Client> client, QString path,
     : client_(std::move(client)), path_(std::move(path)), listener_(std::move(listener)) {}
 
 std::optional<QString> RemoteFile::run(const QString& command, const IsCancelled& isCancelled) {
-    QString output = client_->execute(command, isCancelled);
+    std::optional<QString> output = client_->answer(command, isCancelled);
     if (isCancelled && isCancelled())
         return std::nullopt;
-    if (client_->isConnected())
-        return output;
-    if (const auto listener = listener_.lock())
+    const auto listener = output ? nullptr : listener_.lock();
+    if (listener && !client_->isConnected())
         listener->connectionGone();
-    return std::nullopt;
+    return output;
 }
 
 qint64 RemoteFile::numberIn(const QString& output) {
@@ -91,7 +90,7 @@ bool RemoteFile::connectForPage() {
     qCWarning(logRemote, "%ls %ls", qUtf16Printable(lost.userText), qUtf16Printable(lost.recoverySuggestion));
     client_->disconnect();
     if (listener)
-        wasConnected ? listener->connectionLost() : listener->connectionGone();
+        wasConnected && client_->claimLoss() ? listener->connectionLost() : listener->connectionGone();
     return false;
 }
 

@@ -43,7 +43,7 @@ public:
     void close();
     /// As Client::connect; in vain once closed.
     Result<Client::Connection> connect();
-    /// Nothing without a connection, or once cancelled; 0 for an answer that is no number.
+    /// Nothing without an answer, or once cancelled; 0 for an answer that is no number.
     std::optional<qint64> lineCount(const IsCancelled& isCancelled);
     /// The size in bytes; 0 for no answer, or one that is no number.
     quint64 size(const IsCancelled& isCancelled);
@@ -52,7 +52,7 @@ public:
     std::optional<QStringList> page(qint64 page, const IsCancelled& isCancelled);
 
 private:
-    /// Nothing without a connection, or once cancelled.
+    /// Nothing without an answer, or once cancelled.
     std::optional<QString> run(const QString& command, const IsCancelled& isCancelled);
     bool connectForPage();
     qint64 numberIn(const QString& output);

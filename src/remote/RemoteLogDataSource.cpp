@@ -88,6 +88,16 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
         count(Content::Other, isCancelled);
 }
 
+void RemoteLogDataSource::fileIsEmpty() {
+    {
+        const std::lock_guard guard(mutex_);
+        if (shownLineCount_ == 0)
+            return;
+        knownFileSize_ = 0;
+    }
+    fileHasShrunk(0, [] { return false; });
+}
+
 void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled) {
     const std::lock_guard counting(countMutex_);
     if (content == Content::Known) {
@@ -95,9 +105,11 @@ void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled)
         if (lastLineCount_ != 0)
             return; // by the count that this one has waited for
     }
+    uncounted_ = std::max(uncounted_, content);
     const std::optional<qint64> counted = file_->lineCount(isCancelled);
     if (!counted)
         return;
+    content = std::exchange(uncounted_, Content::Known);
     qint64 before = 0;
     {
         const std::lock_guard guard(mutex_);

@@ -45,6 +45,8 @@ public:
     void fileHasGrown(const IsCancelled& isCancelled);
     /// All rows go. `size` is 0 also when it cannot be measured.
     void fileHasShrunk(quint64 size, const IsCancelled& isCancelled);
+    /// All rows go, if there are any.
+    void fileIsEmpty();
 
 protected:
     std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) override;
@@ -74,6 +76,8 @@ private:
 
     /// Held while the server counts.
     std::mutex countMutex_;
+    /// What has been found of the content since the last count that succeeded. Guarded by countMutex_.
+    Content uncounted_ = Content::Known;
     mutable OperationQueue countQueue_;
 };
 

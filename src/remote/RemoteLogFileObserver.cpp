@@ -46,6 +46,7 @@ bool RemoteLogFileObserver::isTailing() const {
 }
 
 void RemoteLogFileObserver::fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) {
+    hasChanged_ = true;
     const auto dataSource = dataSource_.lock();
     if (!dataSource)
         return;
@@ -58,10 +59,16 @@ void RemoteLogFileObserver::fileSizeChanged(std::uint64_t oldSize, std::uint64_t
 }
 
 void RemoteLogFileObserver::filePolled() {
-    if (auto monitor = fileMonitor(); monitor != announcedMonitor_.lock()) {
-        announcedMonitor_ = monitor;
-        announceTailing();
-    }
+    const bool hasChanged = std::exchange(hasChanged_, false);
+    auto monitor = fileMonitor();
+    if (monitor == announcedMonitor_.lock())
+        return;
+    announcedMonitor_ = monitor;
+    announceTailing();
+    // A new monitor takes an empty file for one that has not changed. There may be rows from before.
+    const auto dataSource = dataSource_.lock();
+    if (!hasChanged && dataSource)
+        dataSource->fileIsEmpty();
 }
 
 void RemoteLogFileObserver::announceTailing() {

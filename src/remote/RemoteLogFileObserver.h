@@ -48,8 +48,10 @@ private:
 
     mutable std::mutex mutex_;
     std::shared_ptr<RemoteFileMonitorOperation> fileMonitor_; // guarded by mutex_
-    /// The monitor's thread only.
+    // The monitor's thread only.
     std::weak_ptr<RemoteFileMonitorOperation> announcedMonitor_;
+    /// Whether the poll under way has found another size.
+    bool hasChanged_ = false;
 
     OperationQueue opQueue_;
 };

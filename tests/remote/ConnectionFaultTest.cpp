@@ -128,6 +128,23 @@ TEST_F(ConnectionFaultTest, ALossIsToldOnceAndEndsAllThatIsUnderWay) {
     EXPECT_EQ(alerts_.texts(), QStringList(lossText(server.port())));
 }
 
+TEST_F(ConnectionFaultTest, ACommandThatComesDuringALoginDoesNotEndIt) {
+    const test::SshServer server;
+    const auto client = clientFor(keyHost(server));
+    std::atomic<bool> isOver{false};
+    std::thread commands([&] {
+        while (!isOver)
+            client->execute(u"true"_s);
+    });
+    for (int round = 0; round < 5; ++round) {
+        EXPECT_EQ(connected(client), u"authorised, home"_s);
+        client->disconnect();
+    }
+    isOver = true;
+    commands.join();
+    EXPECT_EQ(alerts_.texts(), QStringList());
+}
+
 TEST_F(ConnectionFaultTest, AnIdleConnectionThatIsLostIsToldToo) {
     test::SshServer server;
     const auto client = clientFor(keyHost(server));

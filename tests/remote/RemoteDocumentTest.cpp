@@ -249,6 +249,45 @@ TEST_F(RemoteDocumentTest, AShorterFileIsShownFromItsFirstLine) {
     EXPECT_EQ(rows(), 1);
 }
 
+TEST_F(RemoteDocumentTest, AFileEmptiedBeforeItIsFollowedIsShownEmpty) {
+    openLoaded(test::numberedLines(1, 100));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    file_->truncate(0);
+    follow();
+    EXPECT_TRUE(waitForRows(0));
+    file_->overwrite("new\n");
+    EXPECT_TRUE(rowBecomes(0, u"new"_s));
+    EXPECT_EQ(rows(), 1);
+}
+
+TEST_F(RemoteDocumentTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed) {
+    openLoaded(test::numberedLines(1, 10));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    follow();
+    client_->setUnanswered(u"wc"_s);
+    file_->overwrite("a\n");
+    ASSERT_TRUE(test::waitFor([this] { return document_->knownFileSize() == 2U; }));
+    const QByteArray grown = "a\n" + test::numberedLines(102, 20);
+    file_->overwrite(grown);
+    ASSERT_TRUE(
+        test::waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(grown.size()); }));
+    EXPECT_EQ(rows(), 10);
+    client_->setUnanswered({});
+    EXPECT_TRUE(waitForRows(21));
+    EXPECT_TRUE(rowBecomes(0, u"a"_s));
+}
+
+TEST_F(RemoteDocumentTest, NoAnswerIsNoEmptyAnswer) {
+    openLoaded(test::numberedLines(1, 100));
+    client_->setUnanswered(u"tail"_s);
+    document_->dataSource()->rowLine(0);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_FALSE(document_->dataSource()->cachedRowLine(0)) << "a line without text";
+    client_->setUnanswered({});
+    document_->reload();
+    EXPECT_EQ(row(0), u"line 1"_s);
+}
+
 TEST_F(RemoteDocumentTest, StoppingDuringAPollLeavesTheRows) {
     openLoaded(test::numberedLines(1, 100));
     follow();

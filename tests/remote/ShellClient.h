@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <functional>
 #include <mutex>
+#include <optional>
 
 namespace korvane::test {
 
@@ -26,14 +27,16 @@ public:
         if (onConnect_)
             std::exchange(onConnect_, nullptr)();
         const Logins logins = logins_.load();
-        if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted)
+        if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted) {
             ++loginCount;
+            loggedIn();
+        }
         if (logins == Logins::Refused)
             return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};
         return Connection{logins == Logins::Accepted, true};
     }
     bool isConnected() const override { return isConnected_.load(); }
-    QString execute(const QString& command, const IsCancelled& isCancelled) override {
+    std::optional<QString> answer(const QString& command, const IsCancelled& isCancelled) override {
         {
             std::unique_lock guard(mutex_);
             commands_.append(command);
@@ -42,8 +45,8 @@ public:
         }
         if (fails_.load())
             isConnected_ = false;
-        if (!isConnected() || (isCancelled && isCancelled()))
-            return {};
+        if (!isConnected() || isUnanswered(command) || (isCancelled && isCancelled()))
+            return std::nullopt;
         return QString::fromUtf8(printedFirst_.load() ? "Welcome\n" + run(command) : run(command));
     }
     void disconnect() override { isConnected_ = false; }
@@ -53,6 +56,11 @@ public:
     void setLogins(Logins logins) { logins_ = logins; }
     /// The next command ends the connection.
     void setFails(bool fails) { fails_ = fails; }
+    /// Commands that begin with the text end the connection, which is made anew at once by somebody else.
+    void setUnanswered(const QString& start) {
+        const std::lock_guard guard(mutex_);
+        unanswered_ = start;
+    }
     void setPrintsText(bool prints) { printedFirst_ = prints; }
     /// Commands wait from now on, or go on.
     void hold(bool holds) {
@@ -72,6 +80,10 @@ public:
     std::atomic<int> loginCount{0};
 
 private:
+    bool isUnanswered(const QString& command) const {
+        const std::lock_guard guard(mutex_);
+        return !unanswered_.isEmpty() && command.startsWith(unanswered_);
+    }
     static QByteArray run(const QString& command) {
         QByteArray output;
         std::FILE* pipe = ::popen((command + QStringLiteral(" 2>/dev/null")).toUtf8().constData(), "r");
@@ -92,6 +104,7 @@ private:
     std::condition_variable changed_;
     // Guarded by mutex_.
     QStringList commands_;
+    QString unanswered_;
     bool isHeld_ = false;
 };
 

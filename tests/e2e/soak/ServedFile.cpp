@@ -1,0 +1,95 @@
+#include "e2e/soak/ServedFile.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace korvane::soak {
+
+ServedFile::ServedFile(const QString& path, std::uint64_t seed)
+    : seed_(seed), descriptor_(::open(QFile::encodeName(path).constData(),
+                                      O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644)) {
+    EXPECT_GE(descriptor_, 0);
+    EXPECT_EQ(::fchmod(descriptor_, 0644), 0); // the server's user is another one
+}
+
+ServedFile::~ServedFile() {
+    ::close(descriptor_);
+}
+
+void ServedFile::append(qint64 lines) {
+    QByteArray bytes;
+    for (qint64 i = 0; i < lines; ++i) {
+        const QByteArray whole = line(lineCount()).toUtf8();
+        bytes += std::exchange(isLineBegun_, false) ? whole.mid(whole.size() / 2) : whole;
+        bytes += '\n';
+        ages_.push_back(all_.size() - 1);
+    }
+    all_.back().end = lineCount();
+    write(bytes);
+}
+
+void ServedFile::beginLine() {
+    if (std::exchange(isLineBegun_, true))
+        return;
+    const QByteArray whole = line(lineCount()).toUtf8();
+    write(whole.left(whole.size() / 2));
+}
+
+void ServedFile::cut(qint64 lines) {
+    qint64 bytes = 0;
+    for (qint64 i = 0; i < lines; ++i)
+        bytes += line(i).toUtf8().size() + 1;
+    EXPECT_EQ(::ftruncate(descriptor_, bytes), 0);
+    ages_.resize(static_cast<std::size_t>(lines));
+    all_.push_back({lines, lines});
+    isLineBegun_ = false;
+}
+
+std::uint64_t ServedFile::size() const {
+    struct stat status {};
+    EXPECT_EQ(::fstat(descriptor_, &status), 0);
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+QString ServedFile::line(qint64 index) const {
+    return text(index < lineCount() ? ages_[static_cast<std::size_t>(index)] : all_.size() - 1, index);
+}
+
+bool ServedFile::hasHad(qint64 index, const QString& shown) const {
+    bool isNumber = false;
+    const auto age = static_cast<std::size_t>(shown.section(u':', 0, 0).toULongLong(&isNumber));
+    return isNumber && age < all_.size() && index >= all_[age].first && index < all_[age].end &&
+           shown == text(age, index);
+}
+
+bool ServedFile::hasHadPart(qint64 index, const QString& part) const {
+    for (std::size_t age = 0; age < all_.size(); ++age) {
+        if (index >= all_[age].first && index < all_[age].end && text(age, index).contains(part))
+            return true;
+    }
+    return false;
+}
+
+QString ServedFile::text(std::size_t age, qint64 index) const {
+    static const QString letters = QStringLiteral("abcdefghij éß€日");
+    QString line = QString::number(age) + u':' + QString::number(index) + u' ';
+    std::uint64_t hash = (seed_ + 1) * 0x9e3779b97f4a7c15 + age * 0xbf58476d1ce4e5b9 +
+                         static_cast<std::uint64_t>(index) * 0x94d049bb133111eb;
+    hash ^= hash >> 31;
+    for (std::uint64_t length = hash % 12; length > 0; --length) {
+        hash = hash * 6364136223846793005 + 1442695040888963407;
+        line += letters.at(static_cast<qsizetype>((hash >> 33) % 15));
+    }
+    return line;
+}
+
+void ServedFile::write(const QByteArray& bytes) const {
+    EXPECT_EQ(::write(descriptor_, bytes.constData(), static_cast<std::size_t>(bytes.size())), bytes.size());
+}
+
+} // namespace korvane::soak

@@ -148,6 +148,7 @@ void RemoteHostsWindow::makeTree() {
     tree_->setContextMenuPolicy(Qt::CustomContextMenu);
     tree_->setColumnWidth(RemoteHostsModel::labelColumn, labelWidth);
     tree_->setColumnWidth(RemoteHostsModel::connectionColumn, connectionWidth);
+    tree_->header()->setMinimumSectionSize(fontMetrics().horizontalAdvance(tr("Not connected")) + 16);
     connect(tree_, &QTreeView::doubleClicked, this, [this] { editHost(); });
     connect(tree_, &QTreeView::customContextMenuRequested, this, &RemoteHostsWindow::showMenu);
     connect(tree_, &QTreeView::expanded, this,

@@ -111,7 +111,7 @@ Result<Client::Connection> Client::connect() {
                 return error;
             return Connection{};
         }
-        loggedIn(); // before anybody can use it
+        loginBegins();
         const Login login = logIn(*session);
         if (login != Login::Done) {
             const Error error = session->lastError();
@@ -287,7 +287,7 @@ void Client::didDisconnectWithError(const std::optional<Error>& error) {
     if (!error)
         return;
     forgetAnswer();
-    if (!claimLoss())
+    if (!claimLoss(loginNumber_))
         return;
     const Alert alert =
         message(Alert::Kind::Error, QStringLiteral("Disconnected from remote server host!"),
@@ -297,6 +297,15 @@ void Client::didDisconnectWithError(const std::optional<Error>& error) {
         if (const auto alive = self.lock())
             alive->alerts_.present(alert, alive->window_, [](int) {});
     });
+}
+
+bool Client::claimLoss(std::uint64_t login) {
+    std::uint64_t told = lossTold_;
+    while (told < login) {
+        if (lossTold_.compare_exchange_weak(told, login))
+            return true;
+    }
+    return false;
 }
 
 void Client::testConnection(std::function<void()> done) {

@@ -68,9 +68,10 @@ public:
     /// not wait. Any thread.
     virtual void disconnect();
 
-    /// True for the first who asks after a login: it is he who tells the user that the connection is lost.
-    /// Any thread.
-    bool claimLoss() { return !isLossTold_.exchange(true); }
+    /// Of the last login, begun or complete; 0 before the first. Any thread.
+    std::uint64_t loginNumber() const { return loginNumber_; }
+    /// True for the first who asks about this login: it is he who tells the user that it is lost. Any thread.
+    bool claimLoss(std::uint64_t login);
 
     /// The session that commands and files share; null before the first `connect`. Any thread.
     std::shared_ptr<NMSSHSession> session() const;
@@ -88,8 +89,7 @@ public:
 
 protected:
     Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts);
-    /// From now on there is a connection that can be lost.
-    void loggedIn() { isLossTold_ = false; }
+    void loginBegins() { ++loginNumber_; }
 
 private:
     /// How the login is proven: what the host said when the client was made. Only the keyboard's answer is
@@ -142,7 +142,9 @@ private:
     /// Of the last login: whether the user left a question unanswered.
     std::atomic<bool> wasLeftUnanswered_{false};
     std::atomic<int> questionsOfLogin_{0};
-    std::atomic<bool> isLossTold_{false};
+    std::atomic<std::uint64_t> loginNumber_{0};
+    /// The last login whose loss somebody tells of.
+    std::atomic<std::uint64_t> lossTold_{0};
     /// Held while a login is made: others wait for it and then share it.
     std::mutex connecting_;
 

@@ -69,15 +69,26 @@ public:
 
 protected:
     void main() override {
-        const auto connection = file_->client()->connect();
+        Client& client = *file_->client();
+        const bool wasConnected = client.isConnected();
+        const std::uint64_t loginBefore = client.loginNumber();
+        const auto connection = client.connect();
         if (isCancelled()) {
             // A login that nobody wants any more may have been reached all the same.
-            file_->client()->disconnect();
+            client.disconnect();
             return;
         }
         if (!connection || !connection.value().isAuthorised) {
-            report([error = connection ? remoteerror::cannotConnect() : connection.error()](
-                       RemoteDocument& document) { document.connectionFailed(error); });
+            const std::uint64_t login = client.loginNumber();
+            // Who was logged in for a moment may have been told of the loss.
+            const bool isTold =
+                connection && (wasConnected || login > loginBefore) && !client.claimLoss(login);
+            report([isTold, error = connection ? remoteerror::cannotConnect()
+                                               : connection.error()](RemoteDocument& document) {
+                document.connectionFailed();
+                if (!isTold)
+                    document.present(error);
+            });
             return;
         }
         report([](RemoteDocument& document) { document.connected(); });
@@ -198,11 +209,10 @@ void RemoteDocument::connected() {
                                       std::shared_ptr<DocumentProtocol>(shared_from_this()));
 }
 
-void RemoteDocument::connectionFailed(const Error& error) {
+void RemoteDocument::connectionFailed() {
     hasFailed_ = true;
     loadProgress_->readerDidCancel();
     setState(stateBefore_ == ConnectionState::Lost ? stateBefore_ : ConnectionState::Unconnected);
-    present(error);
 }
 
 void RemoteDocument::loadEnded() {

@@ -87,7 +87,7 @@ private:
     void connectInBackground();
     void setState(ConnectionState state);
     void connected();
-    void connectionFailed(const Error& error);
+    void connectionFailed();
     void loadEnded();
     /// The connection is found to be there, or not.
     void connectionRestored();

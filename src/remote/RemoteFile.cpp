@@ -75,6 +75,7 @@ Result<Client::Connection> RemoteFile::connect() {
 
 bool RemoteFile::connectForPage() {
     const bool wasConnected = client_->isConnected();
+    const std::uint64_t login = client_->loginNumber();
     const auto connection = connect();
     if (connection && connection.value().isAuthorised)
         return true;
@@ -90,7 +91,7 @@ bool RemoteFile::connectForPage() {
     qCWarning(logRemote, "%ls %ls", qUtf16Printable(lost.userText), qUtf16Printable(lost.recoverySuggestion));
     client_->disconnect();
     if (listener)
-        wasConnected && client_->claimLoss() ? listener->connectionLost() : listener->connectionGone();
+        wasConnected && client_->claimLoss(login) ? listener->connectionLost() : listener->connectionGone();
     return false;
 }
 

@@ -329,6 +329,33 @@ TEST_F(RemoteDocumentTest, ALossIsToldOnceAndReconnectingLoadsWhatFailed) {
     EXPECT_EQ(announced_, 1);
 }
 
+TEST_F(RemoteDocumentTest, ALossIsToldByWhoeverNoticesItFirst) {
+    openLoaded(test::numberedLines(1, 25'000));
+    const QString byClient = u"Disconnected from remote server host!"_s;
+    const QString byPage = u"Connection lost to remote host!"_s;
+    qint64 missing = 5000;
+    for (const QString& first : {byClient, byPage, byClient}) {
+        alerts_.alerts.clear();
+        client_->setLogins(Logins::Unauthorised);
+        const auto notice = [this] { client_->didDisconnectWithError(Error{1, u"test"_s, u"gone"_s}); };
+        if (first == byClient)
+            notice();
+        document_->dataSource()->rowLine(missing);
+        ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+        if (first == byPage)
+            notice();
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        test::waitFor([] { return true; });
+        ASSERT_EQ(alerts_.alerts.size(), 1U);
+        EXPECT_EQ(alerts_.alerts[0].message, first);
+        client_->setLogins(Logins::Accepted);
+        document_->reconnect();
+        ASSERT_TRUE(test::waitFor(
+            [this] { return document_->connectionState() == ConnectionState::Connected && !isLoading(); }));
+        missing += 5000;
+    }
+}
+
 TEST_F(RemoteDocumentTest, ALossWhileFollowingEmptiesTheViewUntilReconnected) {
     openLoaded(test::numberedLines(1, 100));
     follow();

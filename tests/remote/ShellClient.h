@@ -29,7 +29,7 @@ public:
         const Logins logins = logins_.load();
         if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted) {
             ++loginCount;
-            loggedIn();
+            loginBegins();
         }
         if (logins == Logins::Refused)
             return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};

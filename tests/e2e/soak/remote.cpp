@@ -583,6 +583,11 @@ int run(const Options& options) {
             return EXIT_FAILURE;
         }
     }
+    const auto& faults = totals.faults;
+    if (faults.stalls + faults.resets + faults.ends < options.rounds / 5) {
+        std::printf("FAILED: the link was too good to show anything\n");
+        return EXIT_FAILURE;
+    }
     std::printf(
         "%d rounds, %d closed at once, %ld steps, %lld rows compared at rest, %ld searches\n"
         "%d connections: %d delayed, %d slow, %d stalls, %d resets, %d ends; %ld losses seen, %ld times "

@@ -35,7 +35,7 @@ std::shared_ptr<LogReader> LogReader::createReader(const QUrl& fileUrl) {
     return std::shared_ptr<LogReader>(new LogReader(fileUrl));
 }
 
-LogReader::LogReader(const QUrl& fileUrl) : fileUrl_(fileUrl) {
+LogReader::LogReader(const QUrl& fileUrl) : path_(localPath(fileUrl)) {
     if (auto handle = FileHandle::openForReading(fileUrl))
         handle_ = std::move(handle).value();
     if (handle_)
@@ -79,7 +79,7 @@ std::optional<FileHandle::Identity> LogReader::fileIdentity() const {
 }
 
 Status LogReader::reopen() {
-    auto opened = FileHandle::openForReading(fileUrl_);
+    auto opened = FileHandle::openForReading(fileUrlFromPath(path_));
     if (!opened)
         return opened.error();
     std::shared_ptr<FileHandle> handle = std::move(opened).value();
@@ -300,7 +300,8 @@ void LogReader::warnOfReadError(const ReadFault& fault, ReadFault& last) const {
     }
     qCWarning(logCore).noquote() << QStringLiteral(
                                         "Reading %1 failed at byte %2: %3. What lies behind is not shown.")
-                                        .arg(displayPath(fileUrl_), QString::number(fault.offset),
+                                        .arg(displayPath(fileUrlFromPath(path_)),
+                                             QString::number(fault.offset),
                                              QString::fromLocal8Bit(std::strerror(fault.error)));
 }
 

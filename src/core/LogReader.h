@@ -6,6 +6,7 @@
 #include "core/LogFileReaderProtocol.h"
 #include "foundation/FileHandle.h"
 
+#include <QByteArray>
 #include <QUrl>
 
 #include <atomic>
@@ -165,7 +166,9 @@ private:
     void forgetFault(ReadFault& last) const;
     void learnEncoding();
 
-    const QUrl fileUrl_;
+    /// Bytes, not the address: the last to let go of the reader may be any thread, and must share nothing
+    /// with those who opened the file.
+    const QByteArray path_;
     LineIndex index_; // written under scanMutex_
     FileTextDecoder decoder_;
     std::atomic<bool> canceled_{false};

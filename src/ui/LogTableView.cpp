@@ -130,13 +130,16 @@ void LogTableView::setRowCount(qint64 count) {
 
 void LogTableView::rowsChanged(qint64 firstRow) {
     delegate_.rowsChanged(firstRow);
-    setTop(placeInChangedRows());
+    keepPlaceInChangedRows();
     viewport()->update();
     Q_EMIT contentChanged();
 }
 
-RowPlace LogTableView::placeInChangedRows() const {
-    return stoodAtEnd_ && top_ != RowPlace{} ? places().end() : places().limited(top_);
+void LogTableView::keepPlaceInChangedRows() {
+    if (stoodAtEnd_ && top_ != RowPlace{})
+        scrollToEnd();
+    else
+        setTop(places().limited(top_));
 }
 
 void LogTableView::redecorate() {
@@ -162,9 +165,13 @@ std::vector<RowPlaces::VisibleRow> LogTableView::visibleRows() const {
 }
 
 void LogTableView::setTop(RowPlace top) {
+    moveTop(top, isAtEnd(top));
+}
+
+void LogTableView::moveTop(RowPlace top, bool isEnd) {
     const bool moved = top != top_;
     top_ = top;
-    stoodAtEnd_ = isAtEnd();
+    stoodAtEnd_ = isEnd;
     updateScrollBars();
     if (moved) {
         viewport()->update();
@@ -232,7 +239,11 @@ qint64 LogTableView::lastVisibleRow() const {
 }
 
 bool LogTableView::isAtEnd() const {
-    return rowCount_ == 0 || places().limited({rowCount_ - 1, 1e9}) == top_;
+    return isAtEnd(top_);
+}
+
+bool LogTableView::isAtEnd(RowPlace top) const {
+    return rowCount_ == 0 || places().limited({rowCount_ - 1, 1e9}) == top;
 }
 
 void LogTableView::setTopRow(qint64 row) {
@@ -240,7 +251,8 @@ void LogTableView::setTopRow(qint64 row) {
 }
 
 void LogTableView::scrollToEnd() {
-    setTop(places().end());
+    // Not asked again whether this is the end: texts that arrive at this moment make rows taller.
+    moveTop(places().end(), true);
 }
 
 void LogTableView::scrollRowToVisible(qint64 row) {
@@ -294,7 +306,7 @@ std::optional<QPointF> LogTableView::textOrigin(qint64 row) const {
 
 void LogTableView::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
-    setTop(placeInChangedRows());
+    keepPlaceInChangedRows();
     Q_EMIT visibleRowsChanged();
 }
 

@@ -141,8 +141,10 @@ private:
     RowPlaces places() const;
     std::vector<RowPlaces::VisibleRow> visibleRows() const;
     void setTop(RowPlace top);
-    /// Where the top belongs when the height of rows or window has changed.
-    RowPlace placeInChangedRows() const;
+    void moveTop(RowPlace top, bool isEnd);
+    bool isAtEnd(RowPlace top) const;
+    /// When the height of rows or window has changed: a view at the end stays there.
+    void keepPlaceInChangedRows();
     void updateScrollBars();
     void updateHorizontalBar();
     qreal horizontalOffset() const;

@@ -5,6 +5,7 @@
 #include "foundation/MainThread.h"
 #include "foundation/Operation.h"
 #include "remote/AuthnType.h"
+#include "remote/ConnectionAlerts.h"
 #include "remote/NMSSHSession.h"
 #include "remote/RemoteHost.h"
 #include "remote/RemoteHostsManager.h"
@@ -342,10 +343,7 @@ std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& outcome) co
                 : QStringLiteral("Remote login path: '%1' does not exist on server!").arg(homePath_));
     if (wasLeftUnanswered_)
         return std::nullopt;
-    return message(
-        Alert::Kind::Error,
-        QStringLiteral("Could not connect to host: %1 on port %2").arg(hostName_, QString::number(port_)),
-        QStringLiteral("Please check the configuration and ensure the SSH server is running!"));
+    return connectionFailureAlert(hostName_, port_);
 }
 
 void Client::cancelConnectionTest() {

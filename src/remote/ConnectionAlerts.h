@@ -2,11 +2,11 @@
 
 #include "foundation/Alerts.h"
 
+#include <cstdint>
+
 namespace korvane {
 
-class RemoteHost;
-
-/// A server was not reached, or did not let the user in.
-Alert connectionFailureAlert(const RemoteHost& host);
+/// A server was not reached, or did not let the user in. Any thread.
+Alert connectionFailureAlert(const QString& host, std::uint16_t port);
 
 } // namespace korvane

@@ -145,7 +145,7 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
         browser_->setFocus();
         return;
     }
-    Alert alert = connectionFailureAlert(*client_->host());
+    Alert alert = connectionFailureAlert(client_->host()->host(), client_->host()->port());
     if (!result && !result.error().userText.isEmpty())
         alert.informativeText += QStringLiteral(" ") + tr("Reason: %1").arg(result.error().userText);
     alerts_.present(alert, parentWidget(), {});

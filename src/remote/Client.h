@@ -73,6 +73,10 @@ public:
     /// True for the first who asks about this login: it is he who tells the user that it is lost. Any thread.
     bool claimLoss(std::uint64_t login);
 
+    /// Whether the last login ended because the user left a question unanswered: he need not be told. Any
+    /// thread.
+    bool wasLeftUnanswered() const { return wasLeftUnanswered_; }
+
     /// The session that commands and files share; null before the first `connect`. Any thread.
     std::shared_ptr<NMSSHSession> session() const;
 

@@ -98,15 +98,18 @@ bool RemoteFile::connectForPage() {
 std::optional<QStringList> RemoteFile::page(qint64 page, const IsCancelled& isCancelled) {
     if (!connectForPage())
         return std::nullopt;
-    const auto output =
-        run(QStringLiteral("tail -n+") + QString::number(pages::firstLine(page) + 1) + QStringLiteral(" \"") +
-                path_ + QStringLiteral("\" | head -n ") + QString::number(pages::size),
-            isCancelled);
+    return lines(pages::firstLine(page), pages::size, isCancelled);
+}
+
+std::optional<QStringList> RemoteFile::lines(qint64 first, qint64 count, const IsCancelled& isCancelled) {
+    const auto output = run(QStringLiteral("tail -n+") + QString::number(first + 1) + QStringLiteral(" \"") +
+                                path_ + QStringLiteral("\" | head -n ") + QString::number(count),
+                            isCancelled);
     if (!output)
         return std::nullopt;
     QStringList lines = output->split(u'\n');
     // What stands behind the last newline is no line yet.
-    lines.resize(std::min(lines.size() - 1, static_cast<qsizetype>(pages::size)));
+    lines.resize(std::min(lines.size() - 1, static_cast<qsizetype>(count)));
     return lines;
 }
 

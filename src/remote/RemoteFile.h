@@ -50,6 +50,8 @@ public:
     /// The lines of a page that end with a newline; connects where there is no connection. Nothing when it
     /// cannot be asked for, or once cancelled.
     std::optional<QStringList> page(qint64 page, const IsCancelled& isCancelled);
+    /// As above for `count` lines from the zero-based one on, without connecting.
+    std::optional<QStringList> lines(qint64 first, qint64 count, const IsCancelled& isCancelled);
 
 private:
     /// Nothing without an answer, or once cancelled.

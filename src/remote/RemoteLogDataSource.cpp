@@ -34,10 +34,48 @@ private:
     const std::weak_ptr<RemoteLogDataSource> dataSource_;
 };
 
+/// Looks at lines without keeping them, a piece at a time.
+class RemoteLogDataSource::ArrivedLinesOperation : public Operation {
+public:
+    ArrivedLinesOperation(std::weak_ptr<TailDataSource> dataSource, std::shared_ptr<RemoteFile> file,
+                          LineRange lines)
+        : dataSource_(std::move(dataSource)), file_(std::move(file)), lines_(lines) {}
+
+protected:
+    void main() override {
+        const qint64 end = lines_.location + lines_.length;
+        for (qint64 line = lines_.location; line < end && !isCancelled(); line += pages::size) {
+            const auto dataSource = dataSource_.lock();
+            const auto enforcer = dataSource ? dataSource->ruleEnforcer() : nullptr;
+            // Before the lines are asked for: a pass tells nothing of a content that comes later.
+            const auto pass = enforcer ? enforcer->makeNotificationPass() : nullptr;
+            if (!pass)
+                return;
+            const auto texts =
+                file_->lines(line, std::min(end - line, pages::size), [this] { return isCancelled(); });
+            if (!texts) {
+                if (!isCancelled())
+                    qCWarning(logRemote, "No rule has looked at what arrived from line %lld on.",
+                              static_cast<long long>(line + 1));
+                return;
+            }
+            qint64 number = line;
+            for (const QString& text : *texts)
+                pass->look(number++, text);
+        }
+    }
+
+private:
+    const std::weak_ptr<TailDataSource> dataSource_;
+    const std::shared_ptr<RemoteFile> file_;
+    const LineRange lines_;
+};
+
 RemoteLogDataSource::RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document,
                                          std::shared_ptr<RemoteFile> file)
     : TailDataSource(document, "Remote log load line operation queue"), file_(std::move(file)),
-      countQueue_("Remote line count operation queue", 1) {}
+      countQueue_("Remote line count operation queue", 1),
+      arrivedQueue_("Remote rule notification queue", 1, OperationQueue::Priority::Background) {}
 
 // ---- How many lines there are
 
@@ -82,9 +120,12 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
         if (size == 0)
             before = std::exchange(shownLineCount_, 0);
     }
-    if (size == 0)
+    if (size == 0) {
+        // Of what comes back after a loss nobody knows what is new.
+        const bool isMeasured = file_->client()->isConnected();
+        forgetArrivedLines(isMeasured ? std::optional<qint64>(0) : std::nullopt);
         announce(Content::Other, before, 0);
-    else
+    } else
         count(Content::Other, isCancelled);
 }
 
@@ -117,6 +158,39 @@ void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled)
         before = std::exchange(shownLineCount_, *counted);
     }
     announce(content, before, *counted);
+    passArrivedLines(content, *counted);
+}
+
+void RemoteLogDataSource::followingBegan() {
+    const std::lock_guard guard(mutex_);
+    if (arrivedFrom_)
+        arrivedFrom_ = shownLineCount_;
+}
+
+void RemoteLogDataSource::forgetArrivedLines(std::optional<qint64> arrivedFrom) {
+    arrivedQueue_.cancelAllOperations();
+    const std::lock_guard guard(mutex_);
+    arrivedFrom_ = arrivedFrom;
+}
+
+void RemoteLogDataSource::passArrivedLines(Content content, qint64 now) {
+    qint64 first = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        const bool isFirstCount = !arrivedFrom_;
+        if (isFirstCount || (content == Content::Known && now < *arrivedFrom_))
+            arrivedFrom_ = now;
+        // What was counted by the way is told of when following finds it.
+        if (isFirstCount || content == Content::Known)
+            return;
+        const bool isOther = content == Content::Other || now < *arrivedFrom_;
+        first = isOther ? 0 : *arrivedFrom_;
+        arrivedFrom_ = now;
+    }
+    const auto enforcer = ruleEnforcer();
+    if (first < now && enforcer && enforcer->makeNotificationPass())
+        arrivedQueue_.addOperation(
+            std::make_shared<ArrivedLinesOperation>(weak_from_this(), file_, LineRange{first, now - first}));
 }
 
 void RemoteLogDataSource::announce(Content content, qint64 before, qint64 now) {
@@ -178,6 +252,7 @@ void RemoteLogDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
 
 void RemoteLogDataSource::close() {
     countQueue_.cancelAllOperations();
+    arrivedQueue_.cancelAllOperations();
     TailDataSource::close();
 }
 

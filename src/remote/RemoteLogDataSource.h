@@ -28,6 +28,7 @@ public:
     /// Keeps the requests for the neighbours of these rows' pages, and asks ahead in the direction in which
     /// the rows have gone.
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
+    void followingBegan() override;
     void close() override;
 
     /// The size as it was seen last; nothing before. Any thread.
@@ -54,12 +55,17 @@ protected:
 
 private:
     class CountOperation;
+    class ArrivedLinesOperation;
     enum class Content { Known, Grown, Other };
 
     void count(Content content, const IsCancelled& isCancelled);
     /// For the count that nobody waits for.
     void countUnlessKnown(const IsCancelled& isCancelled);
     void announce(Content content, qint64 before, qint64 now);
+    /// Lets the lines that have come since the last call pass the rules that tell the user of lines, in the
+    /// background, whether or not anyone looks at them.
+    void passArrivedLines(Content content, qint64 now);
+    void forgetArrivedLines(std::optional<qint64> arrivedFrom);
     void tellUser(const QString& text) const;
     /// The page's lines, from the rows or from the server. Nothing when they cannot be read.
     std::optional<QStringList> linesOfPage(qint64 page, const std::function<bool()>& isCancelled);
@@ -73,12 +79,16 @@ private:
     qint64 shownLineCount_ = 0; // the last that was known
     std::optional<quint64> knownFileSize_;
     mutable bool isCountAsked_ = false; // an operation is queued
+    /// Lines before this one were there when following began, or have been handed to the rules. Nothing while
+    /// it is not known what was there.
+    std::optional<qint64> arrivedFrom_;
 
     /// Held while the server counts.
     std::mutex countMutex_;
     /// What has been found of the content since the last count that succeeded. Guarded by countMutex_.
     Content uncounted_ = Content::Known;
     mutable OperationQueue countQueue_;
+    OperationQueue arrivedQueue_;
 };
 
 } // namespace korvane

@@ -18,6 +18,8 @@ RemoteLogFileObserver::RemoteLogFileObserver(const std::shared_ptr<RemoteLogData
 
 void RemoteLogFileObserver::startTailing() {
     stopTailing();
+    if (const auto dataSource = dataSource_.lock())
+        dataSource->followingBegan();
     const auto monitor = std::make_shared<RemoteFileMonitorOperation>(file_);
     monitor->setDelegate(weak_from_this());
     monitor->setCompletion([weak = weak_from_this()] {

@@ -66,9 +66,10 @@ void FooterViewController::setStatus(const QString& imageName, const QString& te
         imgStatus_->setPixmap(icon(imageName).pixmap({imageSize, imageSize}, devicePixelRatioF()));
 }
 
-void FooterViewController::setFileSize(std::uint64_t bytes) {
-    lblFileSize_->setText(sizeText(bytes));
-    lblFileSize_->setToolTip(tr("%1 bytes").arg(QLocale().toString(static_cast<qulonglong>(bytes))));
+void FooterViewController::setFileSize(std::optional<std::uint64_t> bytes) {
+    lblFileSize_->setText(bytes ? sizeText(*bytes) : QString());
+    lblFileSize_->setToolTip(bytes ? tr("%1 bytes").arg(QLocale().toString(static_cast<qulonglong>(*bytes)))
+                                   : QString());
 }
 
 void FooterViewController::setLineCount(qint64 lines) {

@@ -2,6 +2,9 @@
 
 #include <QWidget>
 
+#include <cstdint>
+#include <optional>
+
 class QLabel;
 class QToolButton;
 
@@ -18,7 +21,8 @@ public:
     void setFileName(const QString& name, const QString& path);
     /// Whether the file is followed, and how, with the name of a picture for it.
     void setStatus(const QString& imageName, const QString& text);
-    void setFileSize(std::uint64_t bytes);
+    /// Nothing where it is not known.
+    void setFileSize(std::optional<std::uint64_t> bytes);
     void setLineCount(qint64 lines);
     void setEncodingName(const QString& name);
     /// Something that stays true until it is replaced; empty for nothing. Warnings are drawn bold.

@@ -218,7 +218,7 @@ void MainWindowController::updateFooter() {
                                                         QLocale::FloatingPointShortest))
                              : tr("Stopped"));
     footer_->setLineCount(logView_->lineCount());
-    footer_->setFileSize(document_->knownFileSize().value_or(0));
+    footer_->setFileSize(document_->knownFileSize());
     footer_->setEncodingName(encodingName(document_->fileEncoding()));
     showStanding();
 }

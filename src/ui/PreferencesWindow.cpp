@@ -135,7 +135,7 @@ QWidget* PreferencesWindow::makeGeneralPage() {
               &Preferences::setUseTabs);
     addSwitch(layout, tr("Show the &sidebar in a new window"), &Preferences::showSidebarOnFileOpen,
               &Preferences::setShowSidebarOnFileOpen);
-    addSwitch(layout, tr("&Read only the lines that are shown"), &Preferences::lazyLoadFile,
+    addSwitch(layout, tr("Read onl&y the lines that are shown"), &Preferences::lazyLoadFile,
               &Preferences::setLazyLoadFile);
     addNote(layout,
             tr("Off, a file is held in memory as a whole. That suits small files on slow disks only."));
@@ -161,7 +161,7 @@ QWidget* PreferencesWindow::makeAppearancePage() {
     layout.addLayout(form);
 
     auto* presets = new QHBoxLayout;
-    auto* light = new QPushButton(tr("&Light"), this);
+    auto* light = new QPushButton(tr("L&ight"), this);
     auto* dark = new QPushButton(tr("&Dark"), this);
     auto* restore = new QPushButton(tr("R&estore Defaults"), this);
     connect(light, &QPushButton::clicked, this, [this] { useColors(Qt::white, QColor(1, 1, 1), Qt::gray); });
@@ -182,7 +182,7 @@ QWidget* PreferencesWindow::makeAppearancePage() {
     refreshers_.emplace_back([this] { showLooks(); });
 
     layout.addSpacing(10);
-    addSwitch(layout, tr("Show l&ine numbers"), &Preferences::showLineNumbers,
+    addSwitch(layout, tr("Show line n&umbers"), &Preferences::showLineNumbers,
               &Preferences::setShowLineNumbers);
     addSwitch(layout, tr("&Wrap long lines of files opened for the first time"), &Preferences::wrapLines,
               &Preferences::setWrapLines);
@@ -198,7 +198,7 @@ QWidget* PreferencesWindow::makeAlertsPage() {
     layout.addWidget(new QLabel(tr("Ask before deleting"), this));
     addSwitch(layout, tr("a &bookmark"), &Preferences::confirmDeleteBookmark,
               &Preferences::setConfirmDeleteBookmark);
-    addSwitch(layout, tr("a &rule"), &Preferences::confirmDeleteFilterHighlightRule,
+    addSwitch(layout, tr("a r&ule"), &Preferences::confirmDeleteFilterHighlightRule,
               &Preferences::setConfirmDeleteFilterHighlightRule);
     addSwitch(layout, tr("a remote &host"), &Preferences::confirmDeleteRemoteHost,
               &Preferences::setConfirmDeleteRemoteHost);
@@ -215,11 +215,11 @@ QWidget* PreferencesWindow::makeAlertsPage() {
 QWidget* PreferencesWindow::makeRemotePage() {
     auto* page = new QWidget(this);
     QVBoxLayout& layout = *addPage(page);
-    addSwitch(layout, tr("&Check host keys against known_hosts"), &Preferences::checksHostKeys,
+    addSwitch(layout, tr("Check host &keys against known_hosts"), &Preferences::checksHostKeys,
               &Preferences::setChecksHostKeys);
     addNote(layout, tr("On, you are asked about a host that is not known yet, and one whose key has changed "
                        "is refused. Off, every key is accepted."));
-    addSwitch(layout, tr("&Log the SSH connection in detail"), &Preferences::nmsshDebug,
+    addSwitch(layout, tr("Log the SSH connection in &detail"), &Preferences::nmsshDebug,
               &Preferences::setNmsshDebug);
     addNote(layout, tr("Goes to the standard error of the program. For reporting problems."));
     layout.addStretch();

@@ -145,6 +145,10 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
         browser_->setFocus();
         return;
     }
+    if (client_->wasLeftUnanswered()) {
+        reject();
+        return;
+    }
     Alert alert = connectionFailureAlert(client_->host()->host(), client_->host()->port());
     if (!result && !result.error().userText.isEmpty())
         alert.informativeText += QStringLiteral(" ") + tr("Reason: %1").arg(result.error().userText);

@@ -5,6 +5,12 @@
 #include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"
 #include "remote/RemoteHostsManager.h"
+#include "rules/FilterRule.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
+#include "rules/HighlightRule.h"
+#include "rules/NotificationRule.h"
+#include "support/RecordingNotificationCenter.h"
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -429,6 +435,96 @@ TEST_F(RemoteDocumentTest, ScrollingAsksAheadAndDropsWhatWasPassed) {
     EXPECT_LE(pageCommands().size(), 2 + 4 + 3) << "those under way, and those around the view";
     EXPECT_TRUE(pageCommands().contains(pageCommand(20)));
     EXPECT_EQ(row(50'000), u"line 50001"_s) << "what was dropped can be asked for again";
+}
+
+// ---- Rules that tell of what arrives
+
+/// With a rule that tells of every line with the word "error", and nobody looking at the rows.
+class RuledRemoteDocumentTest : public RemoteDocumentTest {
+protected:
+    RuledRemoteDocumentTest() {
+        FiltersManager::setShared(std::move(FiltersManager::load(stores_.path()).value()));
+        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(stores_.path()).value()));
+    }
+    ~RuledRemoteDocumentTest() override {
+        document_->close();
+        FiltersManager::setShared(nullptr);
+        FilterRulesMemento::setShared(nullptr);
+    }
+
+    void openRuled(const QByteArray& content) {
+        openLoaded(content);
+        const auto rule = std::make_shared<FilterRule>(
+            false, std::make_shared<SearchItem>(u"error"_s),
+            std::make_shared<HighlightRule>(false, false, false, Qt::red, Qt::white),
+            std::make_shared<NotificationRule>(true, false, Frequency::Always));
+        FiltersManager::shared().addRule(rule);
+        FilterRulesMemento::shared().addActiveRule(rule->id(), absoluteString(document_->fileUrl()));
+    }
+    /// The one-based numbers of the lines told of, once nothing is under way.
+    std::vector<qint64> told() {
+        const auto polls = client_->commands(u"ls"_s).size();
+        test::waitFor([&] { return client_->commands(u"ls"_s).size() > polls + 3; });
+        std::vector<qint64> lines;
+        for (const UserNotification& notification : center_.delivered)
+            lines.push_back(notification.userInfo->lineNum);
+        return lines;
+    }
+    bool waitForTold(std::size_t count) {
+        return test::waitFor([&] { return center_.delivered.size() >= count; });
+    }
+
+    QTemporaryDir stores_;
+    test::RecordingNotificationCenter center_;
+};
+
+TEST_F(RuledRemoteDocumentTest, WhatArrivesIsToldOnceAndWhatWasThereIsNot) {
+    openRuled("error 1\nline 2\n");
+    follow();
+    EXPECT_EQ(told(), std::vector<qint64>{});
+    file_->append("line 3\nerror 4\nerror wi");
+    EXPECT_TRUE(waitForTold(1));
+    file_->append("th more\n");
+    EXPECT_TRUE(waitForTold(2));
+    EXPECT_EQ(told(), (std::vector<qint64>{4, 5}));
+    EXPECT_TRUE(pageCommands().contains(u"tail -n+3 \"/%1\" | head -n 2"_s.arg(path())));
+
+    // Beyond what is asked for at once, the last line being the last of a piece; and shown as well.
+    QByteArray many = test::numberedLines(6, 9999);
+    many.insert(many.size() - 1, " error");
+    file_->append(many + "error 10005\n");
+    EXPECT_TRUE(rowBecomes(10'004, u"error 10005"_s));
+    EXPECT_TRUE(waitForTold(4));
+    auto lines = told();
+    std::sort(lines.begin(), lines.end());
+    EXPECT_EQ(lines, (std::vector<qint64>{4, 5, 10'004, 10'005}));
+}
+
+TEST_F(RuledRemoteDocumentTest, AnotherContentIsToldOfFromItsFirstLine) {
+    openRuled("error 1\nerror 2\nline 3\n");
+    follow();
+    file_->overwrite("error a\n");
+    EXPECT_TRUE(waitForTold(1));
+    EXPECT_EQ(told(), std::vector<qint64>{1});
+    file_->truncate(0);
+    EXPECT_TRUE(waitForRows(0));
+    file_->append("line\nerror b\n");
+    EXPECT_TRUE(waitForTold(2));
+    EXPECT_EQ(told(), (std::vector<qint64>{1, 2}));
+}
+
+TEST_F(RuledRemoteDocumentTest, OfWhatCameWhileNobodyLookedNothingIsTold) {
+    openRuled("error 1\n");
+    follow();
+    client_->setFails(true);
+    EXPECT_TRUE(waitForRows(0));
+    client_->setFails(false);
+    file_->append("error 2\n");
+    document_->reconnect();
+    EXPECT_TRUE(waitForRows(2));
+    file_->append("error 3\n");
+    EXPECT_TRUE(waitForTold(1));
+    EXPECT_EQ(told(), std::vector<qint64>{3});
 }
 
 } // namespace

@@ -117,10 +117,14 @@ bool FileBasedBookmarksManager::hasLineMark(const QString& urlString, qint64 lin
 }
 
 void FileBasedBookmarksManager::addLineMark(const QString& urlString, qint64 lineNum, const QString& line) {
+    addLineMarks(urlString, {std::make_shared<const LineMarkEntry>(lineNum, line)});
+}
+
+void FileBasedBookmarksManager::addLineMarks(const QString& urlString, const LineMarkList& added) {
     std::shared_ptr<LineMarkList>& marks = lineMarks_[urlString];
     if (!marks)
         marks = std::make_shared<LineMarkList>();
-    marks->push_back(std::make_shared<const LineMarkEntry>(lineNum, line));
+    marks->insert(marks->end(), added.begin(), added.end());
     shareLines(urlString, marks);
 }
 

@@ -57,6 +57,7 @@ public:
     bool hasLineMark(const QString& urlString, qint64 lineNum) const override;
     /// Does not look whether the line is marked already. Saves when the file is bookmarked.
     void addLineMark(const QString& urlString, qint64 lineNum, const QString& line);
+    void addLineMarks(const QString& urlString, const LineMarkList& added);
     /// Take away the first mark of each line, and save in any case.
     void removeLineMark(const QString& urlString, qint64 lineNum);
     void removeLineMarks(const QString& urlString, const std::vector<qint64>& lineNums);

@@ -72,4 +72,8 @@ QString displayPath(const QUrl& url) {
     return visibleText(localPath(url));
 }
 
+QString displayAddress(const QUrl& url) {
+    return url.isLocalFile() ? displayPath(url) : visibleText(url.toString(QUrl::PrettyDecoded).toUtf8());
+}
+
 } // namespace korvane

@@ -22,5 +22,7 @@ QString absoluteString(const QUrl& url);
 /// Last component and whole path for showing: control characters and bytes that are no UTF-8 become visible.
 QString displayName(const QUrl& url);
 QString displayPath(const QUrl& url);
+/// The path of a local file; otherwise the whole address.
+QString displayAddress(const QUrl& url);
 
 } // namespace korvane

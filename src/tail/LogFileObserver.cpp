@@ -171,6 +171,8 @@ void LogFileObserver::announceTailing() {
 void LogFileObserver::filePolled() {
     if (auto monitor = monitorOp(); monitor != announcedMonitor_.lock()) {
         announcedMonitor_ = monitor;
+        // What the last one has told is forgotten by those who were told when it ended.
+        status_ = FileStatus::Present;
         announceTailing();
     }
     const auto dataSource = dataSource_.lock();

@@ -27,7 +27,7 @@ void ConnectionStrip::showState(ConnectionState state, const QString& server) {
     const bool isLost = state == ConnectionState::Lost;
     setVisible(isLost || state == ConnectionState::Unconnected);
     label_->setText((isLost ? tr("The connection to %1 is lost") : tr("Not connected to %1")).arg(server));
-    connect_->setText(isLost ? tr("&Reconnect") : tr("C&onnect"));
+    connect_->setText(isLost ? tr("Rec&onnect") : tr("C&onnect"));
     connect_->setToolTip(tr("Connect to %1 (F5)").arg(server));
 }
 

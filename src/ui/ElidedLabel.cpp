@@ -9,7 +9,7 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
     painter.setPen(palette().color(foregroundRole()));
     const QRect area = contentsRect();
     painter.drawText(area, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                     fontMetrics().elidedText(text(), Qt::ElideRight, area.width()));
+                     fontMetrics().elidedText(text(), elideMode_, area.width()));
 }
 
 } // namespace korvane

@@ -10,11 +10,16 @@ class ElidedLabel : public QLabel {
 
 public:
     using QLabel::QLabel;
+    /// At the right unless told otherwise.
+    void setElideMode(Qt::TextElideMode mode) { elideMode_ = mode; }
 
     QSize minimumSizeHint() const override { return {0, QLabel::minimumSizeHint().height()}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+
+private:
+    Qt::TextElideMode elideMode_ = Qt::ElideRight;
 };
 
 } // namespace korvane

@@ -58,6 +58,11 @@ void EndFollower::forgetNewLines() {
     showMark();
 }
 
+void EndFollower::everythingRead() {
+    isAtEnd_ = isAtEnd_ || (table_.isAtEnd() && table_.topPlace() == RowPlace{});
+    forgetNewLines();
+}
+
 void EndFollower::otherContent() {
     seenRows_ = 0;
 }

@@ -26,6 +26,8 @@ public:
     void whileRowsChange(bool follows, const std::function<void()>& change);
     /// What has been read so far is nothing new.
     void forgetNewLines();
+    /// Everything that is there has been read. Who sees all of it stands at the end.
+    void everythingRead();
     /// The file holds another content: all its lines are new.
     void otherContent();
     void goToEnd();
@@ -43,7 +45,7 @@ private:
 
     LogTableView& table_;
     QPushButton* mark_;
-    bool isAtEnd_ = true;
+    bool isAtEnd_ = false;
     /// Of the top, when it was last looked at.
     RowPlace place_;
     bool isChangingRows_ = false;

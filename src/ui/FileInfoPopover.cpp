@@ -37,6 +37,8 @@ FileInfoPopover::FileInfoPopover(Document& document, qint64 lineCount, QWidget* 
     form->setContentsMargins(14, 12, 14, 12);
     form->setLabelAlignment(Qt::AlignRight);
     addRow(*form, tr("Name:"), document.displayName());
+    if (!document.fileUrl().isLocalFile())
+        addRow(*form, tr("Server:"), document.fileUrl().authority());
     addRow(*form, tr("Path:"), path);
     const QString unknown = QStringLiteral("–");
     size_ = addRow(*form, tr("Size:"), unknown);

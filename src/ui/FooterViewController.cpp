@@ -23,8 +23,9 @@ constexpr int imageSize = 14;
 
 FooterViewController::FooterViewController(QWidget* parent)
     : QWidget(parent), imgStatus_(new QLabel(this)), lblStatus_(new QLabel(this)),
-      lblFileName_(new QLabel(this)), lblUserUpdate_(new ElidedLabel(this)), lblEncoding_(new QLabel(this)),
-      lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)), info_(new QToolButton(this)) {
+      lblFileName_(new ElidedLabel(this)), lblUserUpdate_(new ElidedLabel(this)),
+      lblEncoding_(new QLabel(this)), lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)),
+      info_(new QToolButton(this)) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 3, 10, 3);
     layout->setSpacing(18);
@@ -33,6 +34,7 @@ FooterViewController::FooterViewController(QWidget* parent)
     status->addWidget(imgStatus_);
     status->addWidget(lblStatus_);
     layout->addLayout(status);
+    lblFileName_->setElideMode(Qt::ElideMiddle);
     layout->addWidget(lblFileName_);
     layout->addWidget(lblUserUpdate_, 1);
     layout->addWidget(lblEncoding_);
@@ -45,8 +47,8 @@ FooterViewController::FooterViewController(QWidget* parent)
     info_->setToolTip(tr("About this file (Ctrl+I)"));
     info_->setAccessibleName(tr("About this file"));
     connect(info_, &QToolButton::clicked, this, &FooterViewController::fileInfoRequested);
-    for (QLabel* label :
-         {lblStatus_, lblFileName_, lblUserUpdate_, lblEncoding_, lblLineCount_, lblFileSize_})
+    for (QLabel* label : std::initializer_list<QLabel*>{lblStatus_, lblFileName_, lblUserUpdate_,
+                                                        lblEncoding_, lblLineCount_, lblFileSize_})
         label->setTextFormat(Qt::PlainText);
     lblStatus_->setForegroundRole(QPalette::PlaceholderText);
     lblEncoding_->setForegroundRole(QPalette::PlaceholderText);

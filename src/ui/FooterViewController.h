@@ -10,6 +10,8 @@ class QToolButton;
 
 namespace korvane {
 
+class ElidedLabel;
+
 /// The line at the lower edge of a document's window: name, encoding, lines and size, and what the user must
 /// know.
 class FooterViewController : public QWidget {
@@ -43,7 +45,7 @@ private:
     QLabel* imgStatus_;
     QString imageName_;
     QLabel* lblStatus_;
-    QLabel* lblFileName_;
+    ElidedLabel* lblFileName_;
     QLabel* lblUserUpdate_;
     QLabel* lblEncoding_;
     QLabel* lblLineCount_;

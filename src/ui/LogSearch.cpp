@@ -68,6 +68,9 @@ void LogSearch::reload() {
 }
 
 void LogSearch::selectRow(qint64 row) {
+    // The notice of the last lines may still be under way.
+    if (row >= table_.rowCount())
+        table_.setRowCount(dataSource_->numberOfRows());
     table_.selectRow(row);
 }
 

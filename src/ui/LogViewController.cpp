@@ -84,8 +84,9 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     observeLineMarks();
     preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
-    connect(search_, &LogSearch::noFurtherMatch, this,
-            [this] { Q_EMIT userMessage(tr("No further match")); });
+    connect(search_, &LogSearch::noFurtherMatch, this, [this] {
+        Q_EMIT userMessage(isLoaded_ ? tr("No further match") : tr("No match in what has been read so far"));
+    });
     tableView_->installEventFilter(this);
     connect(tableView_, &LogTableView::selectionChanged, this, [this] {
         quickHighlightSelection();
@@ -128,27 +129,30 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
         endFollower_->otherContent();
     }
     const qint64 countBefore = (*object)->isOtherContent ? 0 : lineCount();
+    if (isLoading())
+        isLoaded_ = false;
     if (dataSource_->numberOfRows() == 0)
         keepEmptiedView();
-    endFollower_->whileRowsChange(isTailing(), [&] {
+    endFollower_->whileRowsChange(followsEnd(), [&] {
         updateLineNumberColumn();
         tableView_->setRowCount(dataSource_->numberOfRows());
         tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
     });
+    if (!isLoaded_)
+        endFollower_->forgetNewLines();
     requestVisiblePages();
     followPendingLine(!isLoading());
     followPendingPlace(false);
     restoreEmptiedView();
-    if (isLoading())
-        isLoaded_ = false;
-    else if (isLoaded_ && lineCount() > countBefore)
+    if (isLoaded_ && lineCount() > countBefore)
         Q_EMIT linesArrived(lineCount() - countBefore);
     Q_EMIT rowCountChanged();
 }
 
-bool LogViewController::isTailing() const {
+bool LogViewController::followsEnd() const {
     const auto observer = document_->logFileObserver();
-    return observer && observer->isTailing();
+    // A file that is being read is looked at from its first line, unless the user has gone to the end.
+    return observer && observer->isTailing() && (isLoaded_ || endFollower_->isAtEnd());
 }
 
 bool LogViewController::isLoading() const {
@@ -169,7 +173,7 @@ void LogViewController::requestVisiblePages() {
 
 void LogViewController::dataSourceLoadedLines() {
     // Wrapped rows are as tall as their text.
-    endFollower_->whileRowsChange(isTailing(), [this] { tableView_->rowsChanged(); });
+    endFollower_->whileRowsChange(followsEnd(), [this] { tableView_->rowsChanged(); });
     search_->rowsArrived();
     Q_EMIT rowsArrived();
 }
@@ -213,8 +217,10 @@ void LogViewController::goToLine(qint64 lineNumber) {
                                .arg(QLocale().toString(lineNumber)));
         return;
     }
-    if (row >= tableView_->rowCount())
+    if (row >= tableView_->rowCount()) {
+        Q_EMIT userMessage(noSuchLine(lineNumber));
         return;
+    }
     tableView_->scrollTextToVisible(row, {});
     tableView_->selectRow(row);
     qCDebug(logTiming, "went to line %lld", static_cast<long long>(lineNumber));
@@ -272,11 +278,13 @@ void LogViewController::restoreEmptiedView() {
 }
 
 void LogViewController::loadEnded() {
-    tableView_->setRowCount(dataSource_->numberOfRows());
+    // The file may be growing already.
+    endFollower_->whileRowsChange(followsEnd(),
+                                  [this] { tableView_->setRowCount(dataSource_->numberOfRows()); });
     restoreEmptiedView();
     followPendingLine(true);
     followPendingPlace(true);
-    endFollower_->forgetNewLines();
+    endFollower_->everythingRead();
     isLoaded_ = true;
 }
 
@@ -291,9 +299,13 @@ void LogViewController::followPendingLine(bool isLast) {
     } else if (isLast) {
         const qint64 wanted = *std::exchange(pendingLine_, std::nullopt);
         goToLine(lineCount());
-        Q_EMIT userMessage(tr("There is no line %1: the file has %2 lines")
-                               .arg(QLocale().toString(wanted), QLocale().toString(lineCount())));
+        Q_EMIT userMessage(noSuchLine(wanted));
     }
+}
+
+QString LogViewController::noSuchLine(qint64 lineNumber) const {
+    return tr("There is no line %1: the file has %2 lines")
+        .arg(QLocale().toString(lineNumber), QLocale().toString(lineCount()));
 }
 
 void LogViewController::performGotoLineMenuAction() {
@@ -359,7 +371,7 @@ void LogViewController::observeLineMarks() {
 }
 
 void LogViewController::lineMarkColClicked(qint64 row) {
-    setLineMark(row, !dataSource_->hasLineMark(row));
+    setLineMarks({row}, !dataSource_->hasLineMark(row));
 }
 
 void LogViewController::toggleLineMarkMenuAction() {
@@ -378,42 +390,65 @@ void LogViewController::toggleLineMarkMenuAction() {
         rows.push_back(tableView_->currentRow());
     const bool allMarked =
         std::all_of(rows.begin(), rows.end(), [this](qint64 row) { return dataSource_->hasLineMark(row); });
-    for (const qint64 row : rows) {
-        if (dataSource_->hasLineMark(row) == allMarked)
-            setLineMark(row, !allMarked);
-    }
+    std::erase_if(rows, [&](qint64 row) { return dataSource_->hasLineMark(row) != allMarked; });
+    setLineMarks(rows, !allMarked);
 }
 
-void LogViewController::setLineMark(qint64 row, bool marked) {
-    if (!FileBasedBookmarksManager::hasShared() || document_->fileUrl().isEmpty())
+void LogViewController::setLineMarks(const std::vector<qint64>& rows, bool marked) {
+    if (rows.empty() || !FileBasedBookmarksManager::hasShared() || document_->fileUrl().isEmpty())
         return;
-    const QString file = absoluteString(document_->fileUrl());
-    const qint64 line = dataSource_->rowStart() + row;
-    const auto announce = [this] {
-        tableView_->viewport()->update();
-        NotificationCenter::shared().post(notification::lineMarksChanged, {}, this);
-    };
+    std::vector<qint64> lines;
+    LineMarkList known;
+    std::vector<RowSelection::Range> unread;
+    for (const qint64 row : rows) {
+        const qint64 line = dataSource_->rowStart() + row;
+        lines.push_back(line);
+        if (const auto shown = marked ? dataSource_->cachedRowLine(row) : std::nullopt)
+            known.push_back(std::make_shared<const LineMarkEntry>(line, shown->line.string()));
+        else if (!unread.empty() && unread.back().last + 1 == line)
+            unread.back().last = line;
+        else
+            unread.push_back({line, line});
+    }
     if (!marked) {
-        FileBasedBookmarksManager::shared().removeLineMark(file, line);
-        announce();
+        FileBasedBookmarksManager::shared().removeLineMarks(absoluteString(document_->fileUrl()), lines);
+        lineMarksHaveChanged();
         return;
     }
-    if (const auto known = dataSource_->cachedRowLine(row)) {
-        FileBasedBookmarksManager::shared().addLineMark(file, line, known->line.string());
-        announce();
+    if (!known.empty())
+        addLineMarks(known);
+    if (unread.empty())
         return;
-    }
-    // Not on the screen yet: its text is read first.
-    QPointer<LogViewController> self(this);
+    // Not on the screen yet: their texts are read first.
     copyQueue_->addOperation(std::make_shared<CopyLinesOperation>(
-        dataSource_, std::vector<RowSelection::Range>{{line, line}}, [](int) {},
-        [self, file, line, announce](CopyLinesOperation::End end, const QString& text) {
-            auto& store = FileBasedBookmarksManager::shared();
-            if (!self || end != CopyLinesOperation::End::Read || store.hasLineMark(file, line))
+        dataSource_, unread, [](int) {},
+        [self = QPointer(this), unread](CopyLinesOperation::End end, const QString& text) {
+            if (!self || end != CopyLinesOperation::End::Read)
                 return;
-            store.addLineMark(file, line, text.endsWith(u'\n') ? text.chopped(1) : text);
-            announce();
+            const QStringList texts = text.split(u'\n');
+            auto read = texts.begin();
+            LineMarkList marks;
+            for (const auto& range : unread) {
+                for (qint64 line = range.first; line <= range.last && read + 1 < texts.end(); ++line)
+                    marks.push_back(std::make_shared<const LineMarkEntry>(line, *read++));
+            }
+            self->addLineMarks(std::move(marks));
         }));
+}
+
+void LogViewController::addLineMarks(LineMarkList marks) {
+    auto& store = FileBasedBookmarksManager::shared();
+    const QString file = absoluteString(document_->fileUrl());
+    std::erase_if(marks, [&](const auto& mark) { return store.hasLineMark(file, mark->lineNum()); });
+    if (marks.empty())
+        return;
+    store.addLineMarks(file, marks);
+    lineMarksHaveChanged();
+}
+
+void LogViewController::lineMarksHaveChanged() {
+    tableView_->viewport()->update();
+    NotificationCenter::shared().post(notification::lineMarksChanged, {}, this);
 }
 
 std::vector<qint64> LogViewController::markedLines() const {
@@ -422,8 +457,11 @@ std::vector<qint64> LogViewController::markedLines() const {
         return lines;
     const auto marks = FileBasedBookmarksManager::shared().lineMarksFor(absoluteString(document_->fileUrl()));
     if (marks) {
-        for (const auto& mark : *marks)
-            lines.push_back(mark->lineNumForView());
+        for (const auto& mark : *marks) {
+            const qint64 line = mark->lineNumForView();
+            if (line > dataSource_->rowStart() && line <= lineCount())
+                lines.push_back(line);
+        }
     }
     std::sort(lines.begin(), lines.end());
     return lines;
@@ -513,7 +551,8 @@ void LogViewController::setWrappingLines(bool wrapping) {
         return;
     wrappingLines_ = wrapping;
     document_->setWrapping(wrapping);
-    Preferences::shared().setWrapLines(wrapping, absoluteString(document_->fileUrl()));
+    if (!document_->isTransient())
+        Preferences::shared().setWrapLines(wrapping, absoluteString(document_->fileUrl()));
     tableView_->delegate().setWrapping(wrapping);
     updateLineColumnWidth();
     tableView_->layoutChanged();

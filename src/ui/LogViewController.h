@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bookmarks/LineMarkEntry.h"
 #include "core/LogFileReaderProtocol.h"
 #include "foundation/NotificationCenter.h"
 #include "foundation/UserDefaults.h"
@@ -126,7 +127,8 @@ protected:
 private:
     void rowsUpdatedInTable(const Notification& notification);
     void dataSourceLoadedLines();
-    bool isTailing() const;
+    /// New rows are followed by a view that stands at the end.
+    bool followsEnd() const;
     bool isLoading() const;
     /// The table shows other rows of the same file.
     void rowStartChanged();
@@ -136,10 +138,14 @@ private:
     void quickHighlightSelection();
     void updateLineNumberColumn();
     void lineMarkColClicked(qint64 row);
-    void setLineMark(qint64 row, bool marked);
-    /// One-based, ascending.
+    void setLineMarks(const std::vector<qint64>& rows, bool marked);
+    /// Leaves out what is marked already.
+    void addLineMarks(LineMarkList marks);
+    void lineMarksHaveChanged();
+    /// Those in the view: one-based, ascending.
     std::vector<qint64> markedLines() const;
     void observeLineMarks();
+    QString noSuchLine(qint64 lineNumber) const;
     void followPendingLine(bool isLast);
     void followPendingPlace(bool isLast);
     /// A server that is lost empties the view while the file is followed: place and selection come back with

@@ -26,6 +26,7 @@
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QTabWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -34,6 +35,8 @@ namespace korvane {
 namespace {
 
 constexpr QSize firstSize(1180, 760);
+/// The width of the sidebar is saved when the user has stopped dragging for so long, in milliseconds.
+constexpr int widthSaveDelay = 300;
 const QString sidebarWidthKey = QStringLiteral("sidebarWidth");
 const QString geometryKey = QStringLiteral("windowGeometry");
 /// A page's property: lines that have come while it was not in front.
@@ -66,8 +69,13 @@ MainWindow::MainWindow(AppDocumentController& documents, AlertPresenter& alerts)
     if (width > 0)
         mainSplitViewController_->setSizes({static_cast<int>(width), 10 * static_cast<int>(width)});
     sidebar_->setVisible(Preferences::shared().showSidebarOnFileOpen());
-    connect(mainSplitViewController_, &QSplitter::splitterMoved, this, [](int position) {
-        Preferences::shared().userDefaults().set(sidebarWidthKey, static_cast<double>(position));
+    auto* savesWidth = new QTimer(this);
+    savesWidth->setSingleShot(true);
+    savesWidth->setInterval(widthSaveDelay);
+    connect(mainSplitViewController_, &QSplitter::splitterMoved, savesWidth, qOverload<>(&QTimer::start));
+    connect(savesWidth, &QTimer::timeout, this, [this] {
+        Preferences::shared().userDefaults().set(
+            sidebarWidthKey, static_cast<double>(mainSplitViewController_->sizes().front()));
     });
     connect(tabs_, &QTabWidget::currentChanged, this, [this] { pageChanged(); });
     connect(tabs_, &QTabWidget::tabCloseRequested, this, [this](int index) {
@@ -164,7 +172,10 @@ void MainWindow::pageChanged() {
         page->setFocus();
     if (page)
         showState(*page, 0);
-    sidebar_->setFile(page ? page->document()->fileUrl() : QUrl(), page ? &page->logView() : nullptr);
+    if (page)
+        sidebar_->setFile(page->document()->fileUrl(), &page->logView(), !page->document()->isTransient());
+    else
+        sidebar_->setFile({}, nullptr, false);
     actions_->pageChanged();
     updateTitles();
     Q_EMIT currentPageChanged();
@@ -180,10 +191,15 @@ void MainWindow::setSidebarShown(bool shown) {
 }
 
 void MainWindow::bookmarkFile() {
-    if (const MainWindowController* page = currentPage()) {
-        setSidebarShown(true);
-        sidebar_->addBookmark(page->document()->fileUrl());
+    MainWindowController* page = currentPage();
+    if (!page)
+        return;
+    if (page->document()->isTransient()) {
+        page->showUserUpdate(tr("What came by a pipe is no file that could be found again"));
+        return;
     }
+    setSidebarShown(true);
+    sidebar_->addBookmark(page->document()->fileUrl());
 }
 
 void MainWindow::updateTitles() {
@@ -191,7 +207,8 @@ void MainWindow::updateTitles() {
     QStringList paths;
     for (const MainWindowController* page : pages()) {
         names.append(page->document()->displayName());
-        paths.append(displayPath(page->document()->fileUrl()));
+        const QUrl& url = page->document()->fileUrl();
+        paths.append(url.isLocalFile() ? displayPath(url) : u'/' + url.host() + displayPath(url));
     }
     const QStringList titles = tabTitles(names, paths);
     for (int i = 0; i < tabs_->count(); ++i) {
@@ -216,7 +233,7 @@ void MainWindow::showState(MainWindowController& page, qint64 count) {
     tabs_->setTabIcon(index, isCutOff    ? icon(QStringLiteral("bullet_red"))
                              : count > 0 ? icon(QStringLiteral("bullet_blue"))
                                          : QIcon());
-    QString toolTip = displayPath(page.document()->fileUrl());
+    QString toolTip = displayAddress(page.document()->fileUrl());
     if (count > 0)
         toolTip +=
             u'\n' + (count == 1 ? tr("1 new line") : tr("%1 new lines").arg(QLocale().toString(count)));

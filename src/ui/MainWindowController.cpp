@@ -110,6 +110,10 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         if (object && (*object)->doc.lock() == document_)
             fileStatusChanged((*object)->status);
     }));
+    preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
+        if (key == Preferences::shared().keyPollingInterval)
+            updateFooter();
+    });
     connect(connectionStrip_, &ConnectionStrip::connectRequested, this,
             &MainWindowController::connectToServer);
     showConnection();
@@ -210,7 +214,7 @@ void MainWindowController::updateFooter() {
     // The file may be read anew, for another encoding.
     if (isLoading() && !progressTimer_.isActive())
         progressTimer_.start(progressInterval);
-    footer_->setFileName(document_->displayName(), displayPath(document_->fileUrl()));
+    footer_->setFileName(document_->displayName(), displayAddress(document_->fileUrl()));
     const bool tails = isTailing();
     footer_->setStatus(tails ? QStringLiteral("bullet_green") : QStringLiteral("bullet_red"),
                        tails ? tr("Polling (%1s)")

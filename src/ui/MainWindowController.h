@@ -2,6 +2,7 @@
 
 #include "core/FileStatusNotificationObject.h"
 #include "foundation/NotificationCenter.h"
+#include "foundation/UserDefaults.h"
 
 #include <QTimer>
 #include <QWidget>
@@ -86,6 +87,7 @@ private:
     QString fileStatusText_;
     bool fileStatusIsWarning_ = false;
     std::vector<NotificationToken> tokens_;
+    UserDefaults::Token preferencesToken_;
 };
 
 } // namespace korvane

@@ -14,8 +14,8 @@ SidebarTabViewController::SidebarTabViewController(AppDocumentController& docume
     addTab(lineMarks_, tr("Line Marks"));
 }
 
-void SidebarTabViewController::setFile(const QUrl& url, const void* logView) {
-    bookmarks_->setFile(url);
+void SidebarTabViewController::setFile(const QUrl& url, const void* logView, bool canBeBookmarked) {
+    bookmarks_->setFile(canBeBookmarked ? url : QUrl());
     lineMarks_->setFile(url, logView);
 }
 

@@ -19,7 +19,7 @@ public:
                              QWidget* parent = nullptr);
 
     /// The file in front and the log view that shows it; none for an empty address.
-    void setFile(const QUrl& url, const void* logView);
+    void setFile(const QUrl& url, const void* logView, bool canBeBookmarked);
     void addBookmark(const QUrl& url);
 
     QSize sizeHint() const override { return {260, 400}; }

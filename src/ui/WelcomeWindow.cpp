@@ -98,15 +98,17 @@ QWidget* WelcomeWindow::makeActions() {
     version->setForegroundRole(QPalette::PlaceholderText);
     auto* open = new QPushButton(tr("&Open Log File…"), left);
     open->setDefault(true);
-    open->setShortcut(QKeySequence::Open);
     connect(open, &QPushButton::clicked, this, [this] { askForFiles(documents_, this, {}); });
     auto* hosts = new QPushButton(tr("&Remote Hosts…"), left);
-    hosts->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
     connect(hosts, &QPushButton::clicked, this, &WelcomeWindow::remoteHostsRequested);
     auto* preferences = new QPushButton(tr("&Preferences…"), left);
-    preferences->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     preferences->setFlat(true);
     connect(preferences, &QPushButton::clicked, this, &WelcomeWindow::preferencesRequested);
+    // A button's own shortcut would take the place of its mnemonic.
+    for (const auto& [keys, button] : {std::pair(QKeySequence(QKeySequence::Open), open),
+                                       std::pair(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), hosts),
+                                       std::pair(QKeySequence(Qt::CTRL | Qt::Key_Comma), preferences)})
+        connect(new QShortcut(keys, this), &QShortcut::activated, button, &QPushButton::click);
     auto* quit = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q), this);
     connect(quit, &QShortcut::activated, this, &WelcomeWindow::quitRequested);
     auto* drop = new QLabel(tr("or drop files here"), left);

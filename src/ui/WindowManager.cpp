@@ -35,9 +35,10 @@ bool fileExists(const QUrl& url) {
 } // namespace
 
 WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {
-    for (const QString& name : {notification::filterManager, notification::activeRulesChanged,
-                                notification::documentLoaded, notification::bookmarksUpdated,
-                                notification::lineMarksChanged, notification::remoteHostGroupChanged})
+    for (const QString& name :
+         {notification::filterManager, notification::activeRulesChanged, notification::documentLoaded,
+          notification::bookmarksUpdated, notification::lineMarksChanged, notification::lineMarksDeleted,
+          notification::remoteHostGroupChanged})
         tokens_.push_back(
             NotificationCenter::shared().observe(name, [this](const Notification&) { tellStoreFault(); }));
 }
@@ -106,6 +107,8 @@ void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
     window.addPage(page);
     window.show();
     window.raisePage(page);
+    if (!pendingUpdate_.isEmpty())
+        page->showUserUpdate(std::exchange(pendingUpdate_, {}));
     if (welcome_)
         welcome_->hide();
     if (remoteHosts_)
@@ -181,9 +184,12 @@ void WindowManager::restoreSession() {
     if (!session.current.isEmpty() && !documents_->documents().empty())
         open(session.current);
     isRestoring_ = false;
-    if (!missing.isEmpty())
-        showUserUpdate(QCoreApplication::translate("WindowManager", "No longer there: %1")
-                           .arg(missing.join(QStringLiteral(", "))));
+    if (missing.isEmpty())
+        return;
+    const QString text = QCoreApplication::translate("WindowManager", "No longer there: %1")
+                             .arg(missing.join(QStringLiteral(", ")));
+    if (!showUserUpdate(text))
+        pendingUpdate_ = text;
 }
 
 void WindowManager::showFirstWindow() {
@@ -238,7 +244,9 @@ void WindowManager::browseHost(const std::shared_ptr<RemoteHost>& host) {
 }
 
 void WindowManager::quit() {
-    saveSession();
+    // The session of windows that were closed before has been saved with the last of them.
+    if (!windows_.empty())
+        saveSession();
     closeAll();
     QCoreApplication::quit();
 }
@@ -272,22 +280,26 @@ void WindowManager::showPageInRulesEditor(const MainWindow& window) {
 }
 
 void WindowManager::tellStoreFault() {
-    QString fault;
-    for (const QString& found :
-         {FiltersManager::shared().fault(), FilterRulesMemento::shared().fault(),
-          FileBasedBookmarksManager::shared().fault(), RemoteHostsManager::shared().fault(),
-          ServerGroupsManager::shared().fault()}) {
-        if (fault.isEmpty())
-            fault = found;
-    }
-    if (fault != std::exchange(toldFault_, fault) && !fault.isEmpty())
-        showUserUpdate(fault);
+    QStringList faults{FiltersManager::shared().fault(),
+                       FilterRulesMemento::shared().fault(),
+                       FileBasedBookmarksManager::shared().fault(),
+                       RemoteHostsManager::shared().fault(),
+                       ServerGroupsManager::shared().fault(),
+                       Preferences::shared().userDefaults().writeFault()};
+    faults.removeAll(QString());
+    QStringList news = faults;
+    for (const QString& told : toldFaults_)
+        news.removeAll(told);
+    if (news.isEmpty() || showUserUpdate(news.join(QStringLiteral("; "))))
+        toldFaults_ = faults;
 }
 
-void WindowManager::showUserUpdate(const QString& text) {
+bool WindowManager::showUserUpdate(const QString& text) {
     const MainWindow* window = windows_.empty() ? nullptr : windows_.back();
-    if (MainWindowController* page = window ? window->currentPage() : nullptr)
+    MainWindowController* page = window ? window->currentPage() : nullptr;
+    if (page)
         page->showUserUpdate(text);
+    return page != nullptr;
 }
 
 void WindowManager::requestAttention(const QString& fileUrl) {

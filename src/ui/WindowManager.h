@@ -46,8 +46,8 @@ public:
     MainWindowController* pageOf(const Document& document) const;
     /// Shows the rules editor, if wanted with a new rule for a text.
     void editRules(MainWindow& window, const QString& newRuleText);
-    /// Tells the user something in the footer of the page in front.
-    void showUserUpdate(const QString& text);
+    /// Tells the user something in the footer of the page in front. False when there is none.
+    bool showUserUpdate(const QString& text);
     /// Has the desktop point at the window of the file, or at the one last used, unless it is in front.
     void requestAttention(const QString& fileUrl);
     /// Closes every window without asking.
@@ -79,8 +79,10 @@ private:
     bool keepsState_ = false;
     bool isQuitting_ = false;
     bool isRestoring_ = false;
-    /// What the user has been told of the rule files already.
-    QString toldFault_;
+    /// The faults of stores that the user has been told of.
+    QStringList toldFaults_;
+    /// For the next page.
+    QString pendingUpdate_;
     std::vector<NotificationToken> tokens_;
 };
 

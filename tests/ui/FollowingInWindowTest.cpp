@@ -66,6 +66,22 @@ TEST_F(FollowingInWindowTest, ScrollingUpPausesAndAMarkCountsWhatArrives) {
     EXPECT_TRUE(table.isAtEnd());
 }
 
+TEST_F(FollowingInWindowTest, AFileThatIsReadIsShownFromItsFirstLineAndNothingOfItIsNew) {
+    for (int i = 0; i < 20; ++i) {
+        const TemporaryFile file(numberedLines(500 + i * 997));
+        const auto document = documents_.openDocument(file.url());
+        MainWindowController* page = windows_.pageOf(*document);
+        bool wasNew = false;
+        ASSERT_TRUE(until([&] {
+            wasNew = wasNew || !markOf(*page)->isHidden();
+            return page->isTailing() && !page->isLoading() && isShown(*page);
+        }));
+        EXPECT_FALSE(wasNew);
+        EXPECT_EQ(page->logView().tableView().firstVisibleRow(), 0);
+        documents_.closeDocument(document);
+    }
+}
+
 TEST_F(FollowingInWindowTest, ReturningToTheBottomResumesOnlyIfThePreferenceSaysSo) {
     const TemporaryFile file(numberedLines(500));
     MainWindowController* page = openFollowed(file);
@@ -98,6 +114,8 @@ TEST_F(FollowingInWindowTest, TheTailingItemStopsAndStartsAndSaysWhatItWillDo) {
     MainWindowController* page = openFollowed(file);
     ASSERT_TRUE(until([&] { return tailAction(*page)->text() == u"Stop Tailing"_s; }));
     EXPECT_TRUE(until([&] { return footerSays(*page, u"Polling (0.1s)"_s); }));
+    Preferences::shared().setPollingInterval(0.25);
+    EXPECT_TRUE(footerSays(*page, u"Polling (0.25s)"_s));
     tailAction(*page)->trigger();
     ASSERT_TRUE(until([&] { return tailAction(*page)->text() == u"Start Tailing"_s; }));
     EXPECT_TRUE(until([&] { return footerSays(*page, u"Stopped"_s); }));
@@ -131,6 +149,12 @@ TEST_F(FollowingInWindowTest, TheFooterTellsOfDeletionReturnAndRotation) {
     const QByteArray moved = file.path() + ".1";
     ASSERT_EQ(::rename(file.path().constData(), moved.constData()), 0);
     ASSERT_TRUE(until([&] { return footerSays(*page, u"The file has been deleted"_s); }));
+    tailAction(*page)->trigger();
+    ASSERT_TRUE(until([&] { return !page->isTailing(); }));
+    tailAction(*page)->trigger();
+    ASSERT_TRUE(until([&] { return page->isTailing(); }));
+    EXPECT_TRUE(until([&] { return footerSays(*page, u"The file has been deleted"_s); }))
+        << "also by who begins anew";
     EXPECT_EQ(textOfRow(*page, 1), u"old 2"_s);
     file.append("new\n");
     ASSERT_TRUE(until([&] { return footerSays(*page, u"The file was rotated at "_s); }));

@@ -65,6 +65,21 @@ TEST_F(LineMarksInWindowTest, ALineThatIsNotLoadedIsReadBeforeItIsMarked) {
     table.selectRow(30000);
     page->logView().toggleLineMarkMenuAction();
     EXPECT_TRUE(until([&] { return listed(*page) == QStringList{u"30001 line 30001"_s}; }));
+
+    // Many at once are one change, those on the screen and those that must be read.
+    int changes = 0;
+    const auto token = NotificationCenter::shared().observe(notification::lineMarksChanged,
+                                                            [&](const Notification&) { ++changes; });
+    table.selectRow(29'500);
+    table.selectRowsTo(30'400);
+    page->logView().toggleLineMarkMenuAction();
+    ASSERT_TRUE(until([&] { return listed(*page).size() == 901; }));
+    EXPECT_EQ(listed(*page).first(), u"29501 line 29501"_s);
+    EXPECT_EQ(listed(*page).last(), u"30401 line 30401"_s);
+    EXPECT_LE(changes, 2);
+    page->logView().toggleLineMarkMenuAction();
+    EXPECT_TRUE(listed(*page).isEmpty());
+    EXPECT_LE(changes, 3);
 }
 
 TEST_F(LineMarksInWindowTest, KeysGoFromMarkToMarkRoundTheEnds) {
@@ -86,6 +101,22 @@ TEST_F(LineMarksInWindowTest, KeysGoFromMarkToMarkRoundTheEnds) {
     go(&LogViewController::goToPreviousLineMark);
     go(&LogViewController::goToPreviousLineMark);
     EXPECT_EQ(visited, (std::vector<qint64>{9, 2, 9, 5}));
+
+    // What is not in the view is passed over.
+    FileBasedBookmarksManager::shared().addLineMark(absoluteString(file.url()), 4000, u"gone"_s);
+    logView.clearView();
+    logView.tableView().selectRow(0);
+    go(&LogViewController::goToNextLineMark);
+    EXPECT_EQ(visited.back(), 0);
+    logView.showAllLines();
+    logView.tableView().selectRow(9);
+    go(&LogViewController::goToNextLineMark);
+    EXPECT_EQ(visited.back(), 2);
+    QString said;
+    QObject::connect(&logView, &LogViewController::userMessage, page,
+                     [&](const QString& text) { said = text; });
+    logView.goToLine(4001);
+    EXPECT_EQ(said, u"There is no line 4,001: the file has 300 lines"_s);
 }
 
 TEST_F(LineMarksInWindowTest, AJumpAndADeletionActOnThePageOfTheList) {
@@ -134,8 +165,12 @@ TEST_F(LineMarksInWindowTest, ABookmarkKeepsTheMarksAndIsRemovedOnlyWhenConfirme
     const TemporaryFile file(numberedLines(300), "a.log");
     MainWindowController* page = open(file);
     clickMark(*page, 3);
-    windowOf(page)->bookmarkFile();
     auto& store = FileBasedBookmarksManager::shared();
+    const auto piped = documents_.openDocument(fileUrlFromPath("/proc/self/status"), std::nullopt, u"pipe"_s);
+    windowOf(page)->bookmarkFile();
+    EXPECT_EQ(store.bookmarkCount(), 0) << "a pipe's copy goes with its page";
+    documents_.closeDocument(piped);
+    windowOf(page)->bookmarkFile();
     ASSERT_EQ(store.bookmarkCount(), 1);
     EXPECT_EQ(store.bookmarks().front()->lines()->size(), 1U);
     QTreeView* outline = outlineOf(*page);

@@ -123,11 +123,18 @@ TEST_F(SearchInWindowTest, TheArrowsChangeTheDirectionOfTheirOwnPageOnly) {
 TEST_F(SearchInWindowTest, EscapeLeavesTheFieldAndAnEmptyFieldTakesTheMatchesAway) {
     const TemporaryFile file("one\ntwo\none\n");
     MainWindowController* page = open(file);
-    type(*page, u"one"_s);
-    press(*page, Qt::Key_Return);
+    for (const Qt::Key leaving : {Qt::Key_Escape, Qt::Key_Down}) {
+        action(*page, u"Find…"_s)->trigger();
+        ASSERT_EQ(page->window()->focusWidget(), fieldOf(*page));
+        type(*page, u"one"_s);
+        press(*page, Qt::Key_Return);
+        EXPECT_EQ(found(*page), 1);
+        press(*page, leaving);
+        EXPECT_EQ(page->window()->focusWidget(), &page->logView().tableView()) << leaving;
+        page->logView().search().forgetMatches();
+    }
+    action(*page, u"Find Next"_s)->trigger();
     EXPECT_EQ(found(*page), 1);
-    press(*page, Qt::Key_Escape);
-    EXPECT_EQ(page->window()->focusWidget(), &page->logView().tableView());
     EXPECT_EQ(page->document()->dataSource()->lastSearchResults().size(), 1U);
     action(*page, u"Find Next"_s)->trigger();
     EXPECT_EQ(found(*page), 3) << "leaving the field forgets no place";

@@ -1,11 +1,13 @@
 #include "AppFixture.h"
 
+#include "core/NotificationNames.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
 #include "ui/FileListDelegate.h"
 #include "ui/Session.h"
 #include "ui/WelcomeWindow.h"
 
+#include <QDir>
 #include <QDropEvent>
 #include <QLabel>
 #include <QListWidget>
@@ -78,6 +80,37 @@ TEST_F(SessionTest, TheSessionIsKeptWhenTheLastWindowIsClosedButNotFilesClosedBe
     const Session session = Session::load();
     ASSERT_EQ(session.entries.size(), 1U);
     EXPECT_EQ(session.entries.front().url, absoluteString(files[0].url()));
+    ASSERT_TRUE(welcome());
+    windows_.quit();
+    EXPECT_EQ(Session::load(), session) << "quit from the welcome window";
+}
+
+TEST_F(SessionTest, WhatCannotBeToldWithoutAPageIsToldOnTheFirst) {
+    const TemporaryFile files[] = {TemporaryFile("a\n", "a.log"), TemporaryFile("b\n", "b.log")};
+    open(files[0]);
+    windows_.quit();
+    ASSERT_EQ(::unlink(files[0].path().constData()), 0);
+    windows_.restoreSession();
+    windows_.showFirstWindow();
+    // A directory in the file's place cannot be written over.
+    ASSERT_TRUE(QDir(settings_.path()).mkpath(u"bookmarks.data/taken"_s));
+    FileBasedBookmarksManager::shared().save();
+    NotificationCenter::shared().post(notification::remoteHostGroupChanged);
+    MainWindowController* page = open(files[1]);
+    const auto says = [page](const QString& text) {
+        const auto labels = page->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(),
+                           [&](const QLabel* label) { return label->text().contains(text); });
+    };
+    EXPECT_TRUE(until([&] { return says(u"bookmarks.data"_s); })) << "the newer of the two stays";
+    page->showUserUpdate(u"something else"_s);
+    NotificationCenter::shared().post(notification::lineMarksDeleted);
+    EXPECT_FALSE(says(u"bookmarks.data"_s)) << "told once";
+
+    ASSERT_TRUE(QDir(settings_.path()).mkpath(u"groups.data/taken"_s));
+    ServerGroupsManager::shared().save();
+    NotificationCenter::shared().post(notification::lineMarksDeleted);
+    EXPECT_TRUE(says(u"groups.data"_s)) << "a further one is told, too";
 }
 
 TEST_F(SessionTest, AStoredSessionThatMakesNoSenseOpensNothing) {

@@ -1,13 +1,17 @@
 #include "AppFixture.h"
 
+#include "documents/ConnectionState.h"
 #include "foundation/FilePath.h"
 #include "ui/ColorButton.h"
+#include "ui/ConnectionStrip.h"
 #include "ui/FileInfoPopover.h"
 #include "ui/PreferencesWindow.h"
 #include "ui/ShortcutsWindow.h"
+#include "ui/WelcomeWindow.h"
 
 #include <QCheckBox>
 #include <QClipboard>
+#include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
 #include <QMenuBar>
@@ -44,19 +48,49 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
                 << action->text().toStdString();
         }
     }
-    const auto checkMnemonics = [](const QList<QAction*>& actions, const QString& where) {
+    const auto checkMnemonics = [](const QStringList& texts, const QString& where) {
         std::set<QChar> letters;
-        for (const QAction* action : actions) {
-            const qsizetype at = action->text().indexOf(u'&');
-            if (at < 0 || at + 1 >= action->text().size() || action->text()[at + 1] == u'&')
+        for (const QString& text : texts) {
+            const qsizetype at = text.indexOf(u'&');
+            if (at < 0 || at + 1 >= text.size() || text[at + 1] == u'&')
                 continue;
-            EXPECT_TRUE(letters.insert(action->text()[at + 1].toLower()).second)
-                << where.toStdString() << ": " << action->text().toStdString();
+            EXPECT_TRUE(letters.insert(text[at + 1].toLower()).second)
+                << where.toStdString() << ": " << text.toStdString();
         }
     };
-    checkMnemonics(window->menuBar()->actions(), u"the menu bar"_s);
+    const auto textsOf = [](const QList<QAction*>& actions) {
+        QStringList texts;
+        for (const QAction* action : actions)
+            texts.append(action->text());
+        return texts;
+    };
+    const auto textsIn = [](const QWidget& widget) {
+        QStringList texts;
+        for (const auto* button : widget.findChildren<QAbstractButton*>())
+            texts.append(button->text());
+        for (const auto* label : widget.findChildren<QLabel*>()) {
+            if (label->buddy())
+                texts.append(label->text());
+        }
+        return texts;
+    };
+    const QStringList menus = textsOf(window->menuBar()->actions());
+    for (const ConnectionState state : {ConnectionState::Lost, ConnectionState::Unconnected}) {
+        ConnectionStrip strip;
+        strip.showState(state, u"web"_s);
+        checkMnemonics(menus + textsIn(strip), u"the menu bar and what stands in the window"_s);
+    }
     for (const QAction* menu : window->menuBar()->actions())
-        checkMnemonics(menu->menu()->actions(), menu->text());
+        checkMnemonics(textsOf(menu->menu()->actions()), menu->text());
+
+    const PreferencesWindow preferences;
+    const auto* tabs = preferences.findChild<QTabWidget*>();
+    QStringList always{preferences.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Close)->text()};
+    for (int i = 0; i < tabs->count(); ++i)
+        always.append(tabs->tabText(i));
+    for (int i = 0; i < tabs->count(); ++i)
+        checkMnemonics(always + textsIn(*tabs->widget(i)), tabs->tabText(i));
+    checkMnemonics(textsIn(WelcomeWindow(documents_)), u"the welcome window"_s);
 }
 
 TEST_F(WindowActionsTest, EveryControlHasANameAndEveryToolATip) {

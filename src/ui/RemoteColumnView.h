@@ -13,6 +13,9 @@ public:
 
 protected:
     QAbstractItemView* createColumn(const QModelIndex& rootIndex) override;
+
+private:
+    QStyle* const gripStyle_;
 };
 
 } // namespace korvane

@@ -35,15 +35,25 @@ void RemoteFileEntryCell::paint(QPainter* painter, const QStyleOptionViewItem& o
     const QStyle& style = item.widget ? *item.widget->style() : *QApplication::style();
     // One background behind both name and arrow.
     style.drawPrimitive(QStyle::PE_PanelItemViewItem, &item, painter, item.widget);
-    QStyleOptionViewItem arrow = item;
     const QRect whole = item.rect;
     item.rect = QStyle::visualRect(item.direction, whole, whole.adjusted(0, 0, -arrowWidth, 0));
     style.drawControl(QStyle::CE_ItemViewItem, &item, painter, item.widget);
     if (!index.data(RemoteFileModel::IsDirectoryRole).toBool())
         return;
+    // The toolkit's own arrow can hardly be seen on a dark desktop.
+    QStyleOption arrow;
+    arrow.palette = item.palette;
+    arrow.state = QStyle::State_Enabled;
+    const bool isSelected = item.state.testFlag(QStyle::State_Selected);
+    const QColor color = item.palette.color(isSelected ? QPalette::HighlightedText : QPalette::Text);
+    for (const auto role : {QPalette::ButtonText, QPalette::WindowText, QPalette::Text})
+        arrow.palette.setColor(role, color);
     arrow.rect = QStyle::visualRect(item.direction, whole,
-                                    {whole.right() - arrowWidth, whole.top(), arrowWidth, whole.height()});
-    style.drawPrimitive(QStyle::PE_IndicatorColumnViewArrow, &arrow, painter, arrow.widget);
+                                    {whole.right() - arrowWidth, whole.top(), arrowWidth, whole.height()})
+                     .adjusted(4, 0, -4, 0);
+    const bool leftwards = item.direction == Qt::RightToLeft;
+    style.drawPrimitive(leftwards ? QStyle::PE_IndicatorArrowLeft : QStyle::PE_IndicatorArrowRight, &arrow,
+                        painter, item.widget);
 }
 
 } // namespace korvane

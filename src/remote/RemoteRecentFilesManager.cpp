@@ -41,4 +41,9 @@ void RemoteRecentFilesManager::add(const QUrl& url) {
     defaults_.set(RECENT_FILES_KEY, recentUrls_);
 }
 
+void RemoteRecentFilesManager::clear() {
+    recentUrls_.clear();
+    defaults_.set(RECENT_FILES_KEY, recentUrls_);
+}
+
 } // namespace korvane

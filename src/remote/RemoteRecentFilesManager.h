@@ -29,6 +29,7 @@ public:
     const QStringList& recentUrls() const { return recentUrls_; }
     /// One that is known already keeps its place.
     void add(const QUrl& url);
+    void clear();
 
 private:
     UserDefaults& defaults_;

@@ -7,6 +7,7 @@
 #include "documents/Document.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
+#include "remote/RemoteRecentFilesManager.h"
 #include "rules/FilterRule.h"
 #include "rules/FiltersManager.h"
 #include "rules/RuleSwitch.h"
@@ -94,14 +95,23 @@ void WindowActions::makeFileMenu() {
 void WindowActions::showRecentFiles() {
     recentMenu_->clear();
     const QStringList urls = RecentFiles::urls();
-    for (const QString& address : urls) {
+    const auto add = [this](const QString& address) {
         const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
-        recentMenu_->addAction(displayPath(url).replace(u'&', QStringLiteral("&&")), this,
+        recentMenu_->addAction(displayAddress(url).replace(u'&', QStringLiteral("&&")), this,
                                [this, url] { documents_.openDocument(url); });
-    }
+    };
+    std::for_each(urls.begin(), urls.end(), add);
     recentMenu_->addSeparator();
-    recentMenu_->addAction(tr("&Clear List"), this, [] { RecentFiles::clear(); })
-        ->setEnabled(!urls.isEmpty());
+    const QStringList& remote = RemoteRecentFilesManager::shared().recentUrls();
+    std::for_each(remote.rbegin(), remote.rend(), add);
+    recentMenu_->addSeparator();
+    recentMenu_
+        ->addAction(tr("&Clear List"), this,
+                    [] {
+                        RecentFiles::clear();
+                        RemoteRecentFilesManager::shared().clear();
+                    })
+        ->setEnabled(!urls.isEmpty() || !remote.isEmpty());
 }
 
 void WindowActions::makeEditMenu() {

@@ -1,6 +1,7 @@
 #include "AppFixture.h"
 
 #include "documents/ConnectionState.h"
+#include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
 #include "ui/ColorButton.h"
 #include "ui/ConnectionStrip.h"
@@ -14,6 +15,7 @@
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
+#include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QToolBar>
@@ -91,6 +93,34 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
     for (int i = 0; i < tabs->count(); ++i)
         checkMnemonics(always + textsIn(*tabs->widget(i)), tabs->tabText(i));
     checkMnemonics(textsIn(WelcomeWindow(documents_)), u"the welcome window"_s);
+}
+
+TEST_F(WindowActionsTest, RecentFilesAreThoseOfTheDiskAndThenThoseOfServers) {
+    const TemporaryFile file("x\n");
+    MainWindow* window = windowOf(open(file));
+    RecentFiles::add(fileUrlFromPath("/logs/a&b.log"));
+    RemoteRecentFilesManager::shared().add(QUrl(u"ssh://u@web:22//var/old.log"_s));
+    RemoteRecentFilesManager::shared().add(QUrl(u"ssh://u@web:22//var/new%20one.log"_s));
+    QMenu* recent = nullptr;
+    for (QMenu* menu : window->findChildren<QMenu*>()) {
+        if (menu->title().contains(u"Recent"_s))
+            recent = menu;
+    }
+    ASSERT_TRUE(recent);
+    const auto shown = [recent] {
+        Q_EMIT recent->aboutToShow();
+        QStringList texts;
+        for (const QAction* action : recent->actions()) {
+            if (!action->isSeparator())
+                texts.append(action->text());
+        }
+        return texts;
+    };
+    EXPECT_EQ(shown(), (QStringList{u"/logs/a&&b.log"_s, u"ssh://u@web:22//var/new one.log"_s,
+                                    u"ssh://u@web:22//var/old.log"_s, u"&Clear List"_s}));
+    recent->actions().back()->trigger();
+    EXPECT_EQ(shown(), QStringList{u"&Clear List"_s});
+    EXPECT_FALSE(recent->actions().back()->isEnabled());
 }
 
 TEST_F(WindowActionsTest, EveryControlHasANameAndEveryToolATip) {

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What becomes of starts beside a copy of the program that runs, on a desktop of its own: files with relative names,
-what comes by a pipe, and starts without a file end up in the window that is there; a copy that ends, hangs or was
-killed is no hindrance, and of several starts at once one runs.
+what comes by a pipe or is typed, and starts without a file end up in the window that is there; a copy that still starts,
+ends, hangs or was killed is no hindrance, and of several starts at once one runs.
 
 usage: tests/e2e/second_start.py PROGRAM
 """
@@ -9,6 +9,7 @@ usage: tests/e2e/second_start.py PROGRAM
 import os
 import pathlib
 import plistlib
+import pty
 import signal
 import sys
 
@@ -27,7 +28,13 @@ def hand_over(desktop, program, *files, **options):
     expect("what a start beside a running copy says", start.log.read_text(), "")
 
 
-def open_tabs(desktop, running):
+def until_copied(desktop, name, content):
+    """Waits until what the running copy has read by the pipe of that name is just this."""
+    place = pathlib.Path(desktop.environment["TMPDIR"])
+    until(f"the arrival of {content}", lambda: content in [copy.read_bytes() for copy in place.glob(f"korvane-*/{name}")])
+
+
+def open_tabs(desktop):
     """The titles of all tabs from the one in front on, each of which is closed."""
     titles = []
     while True:
@@ -68,12 +75,29 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     expect("the window of the pipe", running.window("Standard input – Korvane"), window)
     os.write(write, b"later\n")
     os.close(write)
-    until("what came by the pipe", lambda: [copy.read_bytes() for copy in pathlib.Path(
-        desktop.environment["TMPDIR"]).glob("korvane-*/Standard input")] == [b"x\nlater\n"])
+    until_copied(desktop, "Standard input", b"x\nlater\n")
 
     hand_over(desktop, "bash", "-c", f'exec "{program}" <(echo y)')
-    until("what came by the shell's own pipe", lambda: [copy.read_bytes() for copy in pathlib.Path(
-        desktop.environment["TMPDIR"]).glob("korvane-*/63")] == [b"y\n"])
+    until_copied(desktop, "63", b"y\n")
+
+    # A terminal stays with the start, which is in its foreground.
+    keyboard, terminal = pty.openpty()
+    typing = Program(desktop, program, "-", stdin=terminal)
+    os.write(keyboard, b"typed\n")
+    until_copied(desktop, "Standard input", b"typed\n")
+    expect("the end of a start whose terminal goes on", typing.process.poll(), None)
+    os.write(keyboard, b"\x04")
+    typing.ends()
+    until("the tab of the terminal", lambda: desktop.run("xdotool", "getwindowname", window).strip() != "63 – Korvane")
+    desktop.keys("ctrl+w")
+    running.window("63 – Korvane")
+
+    # It is for the running copy to say what is wrong.
+    hand_over(desktop, program, "missing.log", cwd=two)
+    until("the message", lambda: desktop.run("xdotool", "getactivewindow", check=False).strip() not in ("", window))
+    desktop.keys("Return")
+    until("the end of the message",
+          lambda: desktop.run("xdotool", "getactivewindow", check=False).strip() == window)
 
     # Without a file the window comes to the front, also when it was put away.
     desktop.run("xdotool", "windowminimize", window)
@@ -82,7 +106,7 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     hand_over(desktop, program)
     running.window("63 – Korvane")
     expect("the windows", windows(desktop), [window])
-    expect("the tabs", open_tabs(desktop, running), ["63", "Standard input", "b.log", "a.log"])
+    expect("the tabs", open_tabs(desktop), ["63", "Standard input", "b.log", "a.log"])
 
     desktop.keys("ctrl+q")
     # At once: the one that ends must not take it and end.
@@ -96,6 +120,20 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     if not set(made) < set(bookmarks(store)):
         sys.exit(f"{NAME}: {made} were bookmarked, {bookmarks(store)} are there")
     return running_next
+
+
+def while_the_program_asks(desktop, program, one, two):
+    """A start while another one still asks what to do about a damaged file."""
+    (desktop.home / "DATA_HOME" / "korvane" / "bookmarks.data").write_bytes(b"damaged")
+    running = Program(desktop, program, str(one / "a.log"))
+    question = running.window("Korvane")
+    hand_over(desktop, program, "b.log", cwd=two)
+    expect("the windows beside the question", windows(desktop), [question])
+    desktop.keys("Tab", "Return")
+    running.window("b.log – Korvane")
+    expect("the tabs", open_tabs(desktop), ["b.log", "a.log"])
+    desktop.keys("ctrl+q")
+    running.ends()
 
 
 def copies_that_do_not_answer(desktop, program, running, log):
@@ -136,6 +174,7 @@ def main():
         running = files_pipes_and_bookmarks(desktop, program, one, two)
         copies_that_do_not_answer(desktop, program, running, one / "a.log")
         starts_at_once(desktop, program, one)
+        while_the_program_asks(desktop, program, one, two)
 
 
 main()

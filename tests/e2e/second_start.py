@@ -37,15 +37,16 @@ def until_copied(desktop, name, content):
 def open_tabs(desktop):
     """The titles of all tabs from the one in front on, each of which is closed."""
     titles = []
-    while True:
-        window = desktop.run("xdotool", "getactivewindow").strip()
-        title = desktop.run("xdotool", "getwindowname", window).strip()
-        if title == "Welcome to Korvane":
-            return titles
-        titles.append(title.removesuffix(" – Korvane"))
+
+    def next_title():
+        title = desktop.run("sh", "-c", "xdotool getwindowname $(xdotool getactivewindow)", check=False).strip()
+        settled = title.endswith(" – Korvane") or title == "Welcome to Korvane"
+        return title if settled and title not in titles else None
+
+    while (title := until("the next tab", next_title)) != "Welcome to Korvane":
+        titles.append(title)
         desktop.keys("ctrl+w")
-        until(f"the end of {title}", lambda: desktop.run(
-            "sh", "-c", "xdotool getwindowname $(xdotool getactivewindow)", check=False).strip() not in ("", title))
+    return [title.removesuffix(" – Korvane") for title in titles]
 
 
 def bookmarks(store):

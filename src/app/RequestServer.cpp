@@ -106,20 +106,21 @@ RequestServer::RequestServer(int listener, Handler handler, Limits limits)
       notifier_(listener, QSocketNotifier::Read) {
     QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [this] { accept(); });
     resumeTimer_.setSingleShot(true);
-    QObject::connect(&resumeTimer_, &QTimer::timeout, &resumeTimer_, [this] { setEnabled(true); });
+    QObject::connect(&resumeTimer_, &QTimer::timeout, &resumeTimer_, [this] { updateNotifiers(); });
 }
 
 RequestServer::~RequestServer() = default;
 
 void RequestServer::pause() {
-    setEnabled(false);
     resumeTimer_.start(pauseLength);
+    updateNotifiers();
 }
 
-void RequestServer::setEnabled(bool enabled) {
-    notifier_.setEnabled(enabled && connections_.size() < limits_.connections);
+void RequestServer::updateNotifiers() {
+    const bool isPaused = resumeTimer_.isActive();
+    notifier_.setEnabled(!isPaused && connections_.size() < limits_.connections);
     for (const auto& connection : connections_)
-        connection->notifier().setEnabled(enabled);
+        connection->notifier().setEnabled(!isPaused);
 }
 
 void RequestServer::accept() {
@@ -141,7 +142,7 @@ void RequestServer::accept() {
         remove(connection);
     });
     connection.timer().start(limits_.time);
-    notifier_.setEnabled(connections_.size() < limits_.connections);
+    updateNotifiers();
 }
 
 void RequestServer::read(Connection& connection) {
@@ -163,8 +164,7 @@ void RequestServer::read(Connection& connection) {
 
 void RequestServer::remove(Connection& connection) {
     std::erase_if(connections_, [&](const auto& one) { return one.get() == &connection; });
-    if (!resumeTimer_.isActive())
-        notifier_.setEnabled(true);
+    updateNotifiers();
 }
 
 } // namespace korvane

@@ -42,7 +42,8 @@ private:
     class Connection;
 
     void accept();
-    void setEnabled(bool enabled);
+    /// None while paused, and no new connections beyond the limit.
+    void updateNotifiers();
     /// Lets the connection read, and ends it when that leads to an end.
     void read(Connection& connection);
     void remove(Connection& connection);

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <future>
@@ -30,6 +31,26 @@ constexpr SingleInstance::Patience patient{20s, 20s};
 
 OpenRequest requestFor(const QByteArray& path) {
     return OpenRequest::forThisProcess({{path}});
+}
+
+/// Sends one byte with copies of a descriptor beside it.
+void sendWithDescriptors(const Descriptor& socket, char byte, int count) {
+    const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const std::vector<int> descriptors(static_cast<std::size_t>(count), null.number());
+    const std::size_t size = descriptors.size() * sizeof(int);
+    std::vector<char> control(CMSG_SPACE(size));
+    iovec part{&byte, 1};
+    msghdr header{};
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+    header.msg_control = control.data();
+    header.msg_controllen = control.size();
+    cmsghdr* beside = CMSG_FIRSTHDR(&header);
+    beside->cmsg_level = SOL_SOCKET;
+    beside->cmsg_type = SCM_RIGHTS;
+    beside->cmsg_len = CMSG_LEN(size);
+    std::memcpy(CMSG_DATA(beside), descriptors.data(), size);
+    EXPECT_EQ(::sendmsg(socket.number(), &header, MSG_NOSIGNAL), 1);
 }
 
 int openDescriptors() {
@@ -126,7 +147,9 @@ TEST_F(SingleInstanceTest, TheSecondStartHandsItsRequestToTheFirst) {
     std::vector<CommandLine::File> many;
     for (int i = 0; i < 20'000; ++i)
         many.push_back({"/" + QByteArray(100, 'x') + QByteArray::number(i), i + 1});
-    EXPECT_EQ(roleBeside(OpenRequest::forThisProcess(many)), Role::HandedOver);
+    OpenRequest large = OpenRequest::forThisProcess(many);
+    large.files[0].input = Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(roleBeside(large), Role::HandedOver);
     ASSERT_EQ(served_.size(), 2U);
     ASSERT_EQ(served_[1].files.size(), many.size());
     EXPECT_EQ(served_[1].files.back().place, many.back());
@@ -211,8 +234,7 @@ TEST_F(SingleInstanceTest, AStartWhileTheProgramEndsBecomesTheNext) {
     auto server = serve(*first);
     server->pause(); // the end has been asked for
     auto next = std::async(std::launch::async, [&] { return start(requestFor("/b")); });
-    auto& listener = *first;
-    pollfd polled{listener.listener(), POLLIN, 0};
+    pollfd polled{first->listener(), POLLIN, 0};
     ASSERT_TRUE(until([&] { return ::poll(&polled, 1, 0) > 0; })) << "it has connected";
     server.reset();
     first->stopListening();
@@ -259,6 +281,13 @@ TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
         manyPipes.files.push_back({{"/x"}, Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC))});
     EXPECT_EQ(roleBeside(manyPipes), Role::Alone);
     manyPipes.files.clear();
+    {
+        const Descriptor socket = connected(); // they come in small portions, and no end is in sight
+        const QByteArray bytes = requestFor("/x").message().bytes;
+        for (int i = 0; i < 2; ++i)
+            sendWithDescriptors(socket, bytes[i], static_cast<int>(OpenRequest::mostDescriptors) - 10);
+        EXPECT_EQ(answerOn(socket), QByteArray(1, SingleInstance::refusedAnswer));
+    }
     // Someone who says only half of it and goes.
     {
         const Descriptor socket = connected();
@@ -279,6 +308,20 @@ TEST_F(SingleInstanceTest, SilentConnectionsDoNotKeepOthersOut) {
     EXPECT_EQ(servedPaths(), QByteArrayList{"/b"});
     for (const Descriptor& socket : silent)
         EXPECT_EQ(answerOn(socket), QByteArray()) << "dropped in time";
+}
+
+TEST_F(SingleInstanceTest, ConnectionsBeyondTheLimitWaitOutside) {
+    const auto first = start(requestFor("/a"));
+    const auto server = serve(*first, {20s, 2});
+    const int before = openDescriptors();
+    Descriptor open[] = {connected(), connected(), connected()};
+    EXPECT_TRUE(until([&] { return openDescriptors() == before + 3 + 2; }));
+    for (int i = 0; i < 5; ++i)
+        QCoreApplication::processEvents(); // the third has long been there
+    EXPECT_EQ(openDescriptors(), before + 3 + 2);
+    for (Descriptor& socket : open)
+        socket.close();
+    EXPECT_TRUE(until([&] { return openDescriptors() == before; }));
 }
 
 TEST_F(SingleInstanceTest, OnlyAPrivateDirectoryServes) {

@@ -40,6 +40,27 @@ bool hasDisplay(const CommandLine& commandLine) {
     return !commandLine.toolkitArguments.empty() && commandLine.toolkitArguments.front() == "-platform";
 }
 
+/// True when a copy that runs already has taken over. Otherwise `request` may hold what was opened for it.
+bool handOver(const CommandLine& commandLine, OpenRequest& request, std::optional<SingleInstance>& instance) {
+    const auto place = InstancePlace::find(commandLine);
+    if (!place)
+        return false;
+    TerminalRelay relay;
+    instance.emplace(*place, [&] {
+        request = OpenRequest::forAnotherProcess(commandLine.files);
+        auto message = request.message();
+        relay.replaceTerminals(message.descriptors);
+        return message;
+    });
+    if (!instance->fault().isEmpty())
+        std::fprintf(stderr, "korvane: %s; this copy runs beside it\n",
+                     instance->fault().toLocal8Bit().constData());
+    if (instance->role() != SingleInstance::Role::HandedOver)
+        return false;
+    relay.run();
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -67,23 +88,8 @@ int main(int argc, char** argv) {
 
     OpenRequest request;
     std::optional<SingleInstance> instance;
-    const auto place = commandLine.snapshotPath ? std::nullopt : InstancePlace::find(commandLine);
-    if (place) {
-        TerminalRelay relay;
-        instance.emplace(*place, [&] {
-            request = OpenRequest::forAnotherProcess(commandLine.files);
-            auto message = request.message();
-            relay.replaceTerminals(message.descriptors);
-            return message;
-        });
-        if (instance->role() == SingleInstance::Role::HandedOver) {
-            relay.run();
-            return 0;
-        }
-        if (!instance->fault().isEmpty())
-            std::fprintf(stderr, "korvane: %s; this copy runs beside it\n",
-                         instance->fault().toLocal8Bit().constData());
-    }
+    if (!commandLine.snapshotPath && handOver(commandLine, request, instance))
+        return 0;
     // What was opened for the other copy is used, so that a pipe's writer never finds it closed in between.
     if (request.files.empty())
         request = OpenRequest::forThisProcess(commandLine.files);

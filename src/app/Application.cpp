@@ -1,5 +1,7 @@
 #include "app/Application.h"
 
+#include "app/RequestServer.h"
+#include "app/SingleInstance.h"
 #include "app/Stores.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
@@ -54,6 +56,51 @@ private:
     int& exitStatus_;
 };
 
+/// Tells when the end of the program is asked for, before the event loop has come to it.
+class EndWatch : public QObject {
+public:
+    explicit EndWatch(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {
+        qApp->installEventFilter(this);
+        connect(qApp, &QGuiApplication::lastWindowClosed, this, [this] { onEnd_(); });
+    }
+
+protected:
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+        if (event->type() == QEvent::Quit)
+            onEnd_();
+        return false;
+    }
+
+private:
+    const std::function<void()> onEnd_;
+};
+
+/// For the window that comes to the front now, and not for what the program starts later.
+class DesktopTokens {
+public:
+    explicit DesktopTokens(const OpenRequest& request) {
+        set(activationVariable, request.activationToken);
+        set(startupVariable, request.startupId);
+    }
+    ~DesktopTokens() {
+        set(activationVariable, {});
+        set(startupVariable, {});
+    }
+    DesktopTokens(const DesktopTokens&) = delete;
+    DesktopTokens& operator=(const DesktopTokens&) = delete;
+
+private:
+    static constexpr const char* activationVariable = "XDG_ACTIVATION_TOKEN";
+    static constexpr const char* startupVariable = "DESKTOP_STARTUP_ID";
+
+    static void set(const char* variable, const QByteArray& value) {
+        if (!value.isEmpty())
+            qputenv(variable, value);
+        else if (qEnvironmentVariableIsSet(variable))
+            qunsetenv(variable);
+    }
+};
+
 qint64 monotonicMicroseconds() {
     timespec now{};
     ::clock_gettime(CLOCK_MONOTONIC, &now);
@@ -82,8 +129,8 @@ QString settingsFilePath() {
            QStringLiteral("/korvane/korvane.ini");
 }
 
-Application::Application(const CommandLine& commandLine)
-    : commandLine_(commandLine),
+Application::Application(const CommandLine& commandLine, OpenRequest request, SingleInstance* instance)
+    : commandLine_(commandLine), request_(std::move(request)), instance_(instance),
       alerts_(commandLine.snapshotPath ? std::unique_ptr<AlertPresenter>(new ConsoleAlerts(exitStatus_))
                                        : std::unique_ptr<AlertPresenter>(new AlertBoxPresenter)),
       windows_(*alerts_), documents_(windows_, *alerts_), browsing_(documents_, *alerts_),
@@ -144,24 +191,31 @@ bool Application::askAboutStore(const Error& fault) {
 }
 
 int Application::run() {
+    if (instance_)
+        requests_ = std::make_unique<RequestServer>(
+            instance_->listener(), [this](OpenRequest request) { serve(std::move(request)); });
     if (!loadStores(storeDirectory(), Preferences::shared().userDefaults(),
                     [this](const Error& fault) { return askAboutStore(fault); }))
         return 1;
-    for (const CommandLine::File& file : commandLine_.files)
+    const bool hasFiles = !request_.files.empty();
+    for (const OpenRequest::File& file : std::exchange(request_, {}).files)
         open(file);
     if (commandLine_.snapshotPath) {
         if (documents_.documents().empty())
             return exitStatus_ == 0 ? CommandLine::usageStatus : exitStatus_;
         takeSnapshot();
     } else {
-        if (commandLine_.files.empty() && Preferences::shared().reopenDocuments())
+        if (!hasFiles && Preferences::shared().reopenDocuments())
             windows_.restoreSession();
         windows_.showFirstWindow();
         // Drawn in four sizes for the task bar, which must not hold up the first rows.
         QTimer::singleShot(0, qApp, [] { QApplication::setWindowIcon(icon(QStringLiteral("korvane"))); });
     }
-    const int status = QApplication::exec();
+    const int status = runEventLoop();
     documents_.closeAllDocuments();
+    // Nothing is saved from here on, so that the next copy need not wait for what still runs in this one.
+    if (instance_)
+        instance_->release();
     if (!OperationQueue::waitForAllWorkers(workersLimit)) {
         // A worker that the file system holds would keep the program from ending; all that is to be kept is
         // on the disk.
@@ -172,11 +226,46 @@ int Application::run() {
     return status == 0 ? exitStatus_ : status;
 }
 
-void Application::open(const CommandLine::File& file) {
-    if (file.standardInput || (!file.isUrl && PipeCopier::mustCopy(file.path))) {
-        openPipe(file);
+int Application::runEventLoop() {
+    isStarted_ = true;
+    for (OpenRequest& request : std::exchange(waiting_, {}))
+        serve(std::move(request));
+    if (!instance_)
+        return QApplication::exec();
+    int status = 0;
+    {
+        const EndWatch watch([this] { requests_->pause(); });
+        status = QApplication::exec();
+    }
+    requests_.reset();
+    instance_->stopListening();
+    return status;
+}
+
+void Application::serve(OpenRequest request) {
+    if (!isStarted_) {
+        waiting_.push_back(std::move(request));
         return;
     }
+    const DesktopTokens tokens(request);
+    bool isShown = false;
+    for (const OpenRequest::File& file : request.files)
+        isShown |= open(file);
+    if (isShown)
+        return;
+    // An alert about what cannot be opened stands before the windows, like any other question.
+    if (QWidget* question = QApplication::activeModalWidget()) {
+        question->raise();
+        question->activateWindow();
+    } else {
+        windows_.raiseFrontWindow();
+    }
+}
+
+bool Application::open(const OpenRequest::File& request) {
+    const CommandLine::File& file = request.place;
+    if (request.input.isOpen() || file.standardInput || (!file.isUrl && PipeCopier::mustCopy(file.path)))
+        return openPipe(request);
     const QUrl url = file.isUrl ? remoteUrl(file.path) : fileUrlFromPath(file.path);
     const auto document = documents_.openDocument(url, file.line);
     if (document && logTiming().isDebugEnabled()) {
@@ -190,13 +279,16 @@ void Application::open(const CommandLine::File& file) {
                     static_cast<long long>(monotonicMicroseconds()));
         });
     }
+    return document != nullptr;
 }
 
-void Application::openPipe(const CommandLine::File& file) {
+bool Application::openPipe(const OpenRequest::File& request) {
+    const CommandLine::File& file = request.place;
     const QByteArray name =
         file.standardInput ? QByteArray("Standard input") : file.path.mid(file.path.lastIndexOf('/') + 1);
-    auto started =
-        file.standardInput ? PipeCopier::start(STDIN_FILENO, name) : PipeCopier::start(file.path, name);
+    auto started = request.input.isOpen() ? PipeCopier::start(request.input.number(), name)
+                   : file.standardInput   ? PipeCopier::start(STDIN_FILENO, name)
+                                          : PipeCopier::start(file.path, name);
     if (!started) {
         alerts_->present(
             {Alert::Kind::Error,
@@ -204,12 +296,12 @@ void Application::openPipe(const CommandLine::File& file) {
              started.error().userText,
              {}},
             nullptr, {});
-        return;
+        return false;
     }
     const std::shared_ptr<PipeCopier> copier = std::move(started).value();
     const auto document = documents_.openDocument(copier->fileUrl(), file.line, QString::fromUtf8(name));
     if (!document)
-        return;
+        return false;
     MainWindowController* page = windows_.pageOf(*document);
     copier->setOnChange([copier = copier.get(), weak = std::weak_ptr(document), page] {
         const auto open = weak.lock();
@@ -222,6 +314,7 @@ void Application::openPipe(const CommandLine::File& file) {
     copier_ = copier;
     // The copy lives as long as the page that shows it.
     QObject::connect(page, &QObject::destroyed, page, [copier] { copier->stop(); });
+    return true;
 }
 
 void Application::takeSnapshot() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/CommandLine.h"
+#include "app/OpenRequest.h"
 #include "documents/AppDocumentController.h"
 #include "ui/AlertBoxPresenter.h"
 #include "ui/DesktopNotifications.h"
@@ -15,12 +16,16 @@ namespace korvane {
 
 class Document;
 class PipeCopier;
+class RequestServer;
+class SingleInstance;
 
 /// Puts the program together: preferences, documents and windows, and what the command line asked for. Main
 /// thread; lives inside the toolkit's application object.
 class Application {
 public:
-    explicit Application(const CommandLine& commandLine);
+    /// `request`: what to open. `instance` hands later starts on to this one, and must outlive it; null where
+    /// they are none of its business.
+    Application(const CommandLine& commandLine, OpenRequest request, SingleInstance* instance);
     ~Application();
 
     /// Opens the files and runs until the last window has closed. Returns the exit status.
@@ -30,11 +35,22 @@ private:
     /// True to set the damaged file aside, false to quit.
     bool askAboutStore(const Error& fault);
     DesktopNotifications::Handlers notificationHandlers();
-    void open(const CommandLine::File& file);
-    void openPipe(const CommandLine::File& file);
+    /// False when there is nothing to show.
+    bool open(const OpenRequest::File& file);
+    bool openPipe(const OpenRequest::File& file);
+    /// Does what another start of the program was asked to do.
+    void serve(OpenRequest request);
+    /// Runs until the end, and serves other starts until the end is certain.
+    int runEventLoop();
     void takeSnapshot();
 
     const CommandLine commandLine_;
+    OpenRequest request_;
+    SingleInstance* const instance_;
+    std::unique_ptr<RequestServer> requests_;
+    /// What came while the program was still starting.
+    std::vector<OpenRequest> waiting_;
+    bool isStarted_ = false;
     const MainThreadPump pump_;
     const std::unique_ptr<AlertPresenter> alerts_;
     WindowManager windows_;

@@ -1,16 +1,36 @@
 #include "app/Application.h"
 #include "app/CommandLine.h"
+#include "app/InstancePlace.h"
+#include "app/OpenRequest.h"
+#include "app/SingleInstance.h"
+#include "app/TerminalRelay.h"
 
 #include <QApplication>
 
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
+#include <optional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
 
 using korvane::CommandLine;
+using korvane::InstancePlace;
+using korvane::OpenRequest;
+using korvane::SingleInstance;
+using korvane::TerminalRelay;
+
+/// A standard stream that was closed would otherwise be taken for the first file or socket that is opened.
+/// Reading such an input, and writing to such an output, fails as before.
+void occupyClosedStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (::fcntl(stream, F_GETFD) < 0)
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
 
 bool hasDisplay(const CommandLine& commandLine) {
     for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
@@ -20,9 +40,31 @@ bool hasDisplay(const CommandLine& commandLine) {
     return !commandLine.toolkitArguments.empty() && commandLine.toolkitArguments.front() == "-platform";
 }
 
+/// True when a copy that runs already has taken over. Otherwise `request` may hold what was opened for it.
+bool handOver(const CommandLine& commandLine, OpenRequest& request, std::optional<SingleInstance>& instance) {
+    const auto place = InstancePlace::find(commandLine);
+    if (!place)
+        return false;
+    TerminalRelay relay;
+    instance.emplace(*place, [&] {
+        request = OpenRequest::forAnotherProcess(commandLine.files);
+        auto message = request.message();
+        relay.replaceTerminals(message.descriptors);
+        return message;
+    });
+    if (!instance->fault().isEmpty())
+        std::fprintf(stderr, "korvane: %s; this copy runs beside it\n",
+                     instance->fault().toLocal8Bit().constData());
+    if (instance->role() != SingleInstance::Role::HandedOver)
+        return false;
+    relay.run();
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    occupyClosedStreams();
     const auto parsed =
         CommandLine::parse(std::vector<QByteArray>(argv + 1, argv + argc), CommandLine::fileExists);
     if (!parsed) {
@@ -44,6 +86,14 @@ int main(int argc, char** argv) {
         return 1;
     }
 
+    OpenRequest request;
+    std::optional<SingleInstance> instance;
+    if (!commandLine.snapshotPath && handOver(commandLine, request, instance))
+        return 0;
+    // What was opened for the other copy is used, so that a pipe's writer never finds it closed in between.
+    if (request.files.empty())
+        request = OpenRequest::forThisProcess(commandLine.files);
+
     // The toolkit gets its own arguments and the program's name, never a file's.
     std::vector<QByteArray> toolkit{argc > 0 ? QByteArray(argv[0]) : QByteArray("korvane")};
     toolkit.insert(toolkit.end(), commandLine.toolkitArguments.begin(), commandLine.toolkitArguments.end());
@@ -58,5 +108,6 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(QStringLiteral(KORVANE_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("korvane"));
 
-    return korvane::Application(commandLine).run();
+    const bool isFirst = instance && instance->role() == SingleInstance::Role::First;
+    return korvane::Application(commandLine, std::move(request), isFirst ? &*instance : nullptr).run();
 }

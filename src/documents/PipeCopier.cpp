@@ -60,21 +60,6 @@ QString translated(const char* text) {
     return QCoreApplication::translate("PipeCopier", text);
 }
 
-/// The number of a descriptor of this very process that a path names, or -1. Such a path cannot always be
-/// opened (a socket's never), and opening it forgets that a writer has been there; the descriptor itself
-/// knows.
-int descriptorNamed(const QByteArray& path) {
-    if (path == "/dev/stdin")
-        return STDIN_FILENO;
-    for (const char* prefix : {"/dev/fd/", "/proc/self/fd/"}) {
-        bool isNumber = false;
-        const int number = path.startsWith(prefix) ? path.mid(qstrlen(prefix)).toInt(&isNumber) : -1;
-        if (isNumber)
-            return number;
-    }
-    return -1;
-}
-
 void removeCopy(const QByteArray& filePath) {
     ::unlink(filePath.constData());
     ::rmdir(filePath.left(filePath.lastIndexOf('/')).constData());
@@ -274,6 +259,18 @@ private:
     bool changed_ = false;
     Clock::time_point lastNotice_;
 };
+
+int PipeCopier::descriptorNamed(const QByteArray& path) {
+    if (path == "/dev/stdin")
+        return STDIN_FILENO;
+    for (const char* prefix : {"/dev/fd/", "/proc/self/fd/"}) {
+        bool isNumber = false;
+        const int number = path.startsWith(prefix) ? path.mid(qstrlen(prefix)).toInt(&isNumber) : -1;
+        if (isNumber)
+            return number;
+    }
+    return -1;
+}
 
 bool PipeCopier::mustCopy(const QByteArray& path) {
     struct stat status {};

@@ -25,6 +25,11 @@ public:
     /// Whether what a path leads to can only be read once, from its start, so that it has to be copied.
     static bool mustCopy(const QByteArray& path);
 
+    /// The number of a descriptor of this very process that a path names, or -1. Such a path cannot always be
+    /// opened (a socket's never), and opening it forgets that a writer has been there; the descriptor itself
+    /// knows.
+    static int descriptorNamed(const QByteArray& path);
+
     /// Starts to copy what can be read from `descriptor`, which stays the caller's and may be closed at once.
     /// `name` becomes the file's name. `directory`: where to put it; empty = the system's temporary
     /// directory. Fails when the file cannot be made.

@@ -201,6 +201,18 @@ void WindowManager::showFirstWindow() {
         addWindow().show();
 }
 
+void WindowManager::raiseFrontWindow() {
+    if (windows_.empty()) {
+        showFirstWindow();
+        return;
+    }
+    MainWindow* window = windows_.back();
+    if (window->isMinimized())
+        window->showNormal();
+    window->raise();
+    window->activateWindow();
+}
+
 void WindowManager::showWelcome() {
     if (!welcome_) {
         welcome_ = std::make_unique<WelcomeWindow>(*documents_);

@@ -39,6 +39,8 @@ public:
     /// The welcome, or a window without a document if the user wants no welcome; nothing when there is a
     /// window already.
     void showFirstWindow();
+    /// Brings the window last used to the front; as `showFirstWindow` when there is none.
+    void raiseFrontWindow();
     void showPreferences();
     void showRemoteHosts();
     /// Keeps the session and ends the program.

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "app/CommandLine.h"
+#include "foundation/Descriptor.h"
+
+#include <QByteArray>
+#include <QByteArrayView>
+
+#include <optional>
+#include <vector>
+
+namespace korvane {
+
+/// What a start of the program wants opened, in a form that another copy of it can serve. A value that owns
+/// its descriptors; any thread.
+struct OpenRequest {
+    struct File {
+        /// As the command line has it.
+        CommandLine::File place;
+        /// What to read instead of the path; not open where the path says it all.
+        Descriptor input = Descriptor();
+    };
+
+    std::vector<File> files;
+    /// By which the desktop lets the window that answers the user's click come to the front.
+    QByteArray activationToken = {};
+    QByteArray startupId = {};
+
+    /// For this very process: nothing is opened, and paths stay as they were given.
+    static OpenRequest forThisProcess(const std::vector<CommandLine::File>& files);
+
+    /// For another process: paths are absolute, and what only this process can reach (standard input, pipes,
+    /// what /dev/fd and /proc/self hold) is open. Takes the tokens from the environment.
+    static OpenRequest forAnotherProcess(const std::vector<CommandLine::File>& files);
+
+    /// Bytes with the descriptors that travel beside them. The descriptors belong to the request.
+    struct Message {
+        QByteArray bytes;
+        std::vector<int> descriptors;
+    };
+    Message message() const;
+
+    static constexpr qsizetype messageHeaderSize = 12;
+    static constexpr qsizetype largestMessage = 16 * 1024 * 1024;
+    static constexpr std::size_t mostDescriptors = 64;
+
+    /// The size of a whole message, header and all, as its first `messageHeaderSize` bytes tell. Nothing for
+    /// what is no message of this version, or too large.
+    static std::optional<qsizetype> messageSize(QByteArrayView header);
+
+    /// The request of a whole message, which may come from anywhere. Nothing for a malformed one;
+    /// descriptors without a file are closed.
+    static std::optional<OpenRequest> fromMessage(const QByteArray& bytes,
+                                                  std::vector<Descriptor> descriptors);
+};
+
+} // namespace korvane

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+namespace korvane {
+
+/// An open descriptor of the system, closed with the object. Any thread.
+class Descriptor {
+public:
+    /// Takes over `number`; -1 is none.
+    explicit Descriptor(int number = -1) : number_(number) {}
+    ~Descriptor() { close(); }
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        if (this != &other) {
+            close();
+            number_ = std::exchange(other.number_, -1);
+        }
+        return *this;
+    }
+
+    int number() const { return number_; }
+    bool isOpen() const { return number_ >= 0; }
+    void close() {
+        if (const int number = std::exchange(number_, -1); number >= 0)
+            ::close(number);
+    }
+
+private:
+    int number_;
+};
+
+} // namespace korvane

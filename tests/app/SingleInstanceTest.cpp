@@ -1,0 +1,416 @@
+#include "app/SingleInstance.h"
+
+#include "app/RequestServer.h"
+#include "app/TerminalRelay.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <future>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <set>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+
+namespace korvane {
+namespace {
+
+using namespace std::chrono_literals;
+using Role = SingleInstance::Role;
+
+constexpr SingleInstance::Patience patient{20s, 20s};
+
+OpenRequest requestFor(const QByteArray& path) {
+    return OpenRequest::forThisProcess({{path}});
+}
+
+/// Sends one byte with copies of a descriptor beside it.
+void sendWithDescriptors(const Descriptor& socket, char byte, int count) {
+    const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const std::vector<int> descriptors(static_cast<std::size_t>(count), null.number());
+    const std::size_t size = descriptors.size() * sizeof(int);
+    std::vector<char> control(CMSG_SPACE(size));
+    iovec part{&byte, 1};
+    msghdr header{};
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+    header.msg_control = control.data();
+    header.msg_controllen = control.size();
+    cmsghdr* beside = CMSG_FIRSTHDR(&header);
+    beside->cmsg_level = SOL_SOCKET;
+    beside->cmsg_type = SCM_RIGHTS;
+    beside->cmsg_len = CMSG_LEN(size);
+    std::memcpy(CMSG_DATA(beside), descriptors.data(), size);
+    EXPECT_EQ(::sendmsg(socket.number(), &header, MSG_NOSIGNAL), 1);
+}
+
+int openDescriptors() {
+    int count = 0;
+    DIR* directory = ::opendir("/proc/self/fd");
+    while (::readdir(directory))
+        ++count;
+    ::closedir(directory);
+    return count;
+}
+
+class SingleInstanceTest : public ::testing::Test {
+protected:
+    /// One start of the program, as main does it.
+    std::unique_ptr<SingleInstance> start(const OpenRequest& request,
+                                          SingleInstance::Patience patience = patient) const {
+        return std::make_unique<SingleInstance>(
+            place_, [&] { return request.message(); }, patience);
+    }
+    Role roleOf(const OpenRequest& request, SingleInstance::Patience patience = patient) const {
+        return start(request, patience)->role();
+    }
+    /// The same beside the running copy, which is served meanwhile.
+    Role roleBeside(const OpenRequest& request) {
+        auto role = std::async(std::launch::async, [&] { return roleOf(request); });
+        EXPECT_TRUE(until([&] { return role.wait_for(0s) == std::future_status::ready; }));
+        return role.get();
+    }
+
+    std::unique_ptr<RequestServer> serve(const SingleInstance& instance, RequestServer::Limits limits = {}) {
+        return std::make_unique<RequestServer>(
+            instance.listener(), [this](OpenRequest request) { served_.push_back(std::move(request)); },
+            limits);
+    }
+
+    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 20000); }
+
+    /// A connection to whoever listens, without anything said.
+    Descriptor connected() const {
+        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::copy(place_.socketPath.begin(), place_.socketPath.end(), address.sun_path);
+        EXPECT_EQ(::connect(socket.number(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        return socket;
+    }
+
+    /// What the server answers on a connection before it ends it; empty for nothing.
+    static QByteArray answerOn(const Descriptor& socket) {
+        pollfd polled{socket.number(), POLLIN, 0};
+        EXPECT_TRUE(until([&] { return ::poll(&polled, 1, 0) > 0; }));
+        char answer = 0;
+        return ::recv(socket.number(), &answer, 1, MSG_DONTWAIT) == 1 ? QByteArray(1, answer) : QByteArray();
+    }
+
+    QByteArrayList servedPaths() const {
+        QByteArrayList paths;
+        for (const OpenRequest& request : served_)
+            paths.append(request.files.empty() ? QByteArray() : request.files.front().place.path);
+        return paths;
+    }
+
+    QTemporaryDir directory_;
+    const InstancePlace place_ =
+        InstancePlace::in(directory_.path().toLocal8Bit(), {}, "key").value_or(InstancePlace());
+    std::vector<OpenRequest> served_;
+};
+
+TEST_F(SingleInstanceTest, TheSecondStartHandsItsRequestToTheFirst) {
+    const auto first = start(requestFor("/first"));
+    ASSERT_EQ(first->role(), Role::First);
+    struct stat status {};
+    ASSERT_EQ(::lstat(place_.socketPath.constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600U);
+    const auto server = serve(*first);
+
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    const Descriptor writer(ends[1]);
+    {
+        OpenRequest request = OpenRequest::forThisProcess({{{}, 5, true}});
+        request.files[0].input = Descriptor(ends[0]);
+        EXPECT_EQ(roleBeside(request), Role::HandedOver);
+    }
+    ASSERT_EQ(served_.size(), 1U);
+    EXPECT_TRUE(served_[0].files[0].place.standardInput);
+    ASSERT_EQ(::write(writer.number(), "later", 5), 5) << "the reader is the other copy now";
+    std::array<char, 10> buffer;
+    EXPECT_EQ(::read(served_[0].files[0].input.number(), buffer.data(), buffer.size()), 5);
+    EXPECT_NE(::fcntl(served_[0].files[0].input.number(), F_GETFD) & FD_CLOEXEC, 0)
+        << "what the program starts must not hold the pipe";
+
+    // As large as a command line gets, and larger than what a socket holds.
+    std::vector<CommandLine::File> many;
+    for (int i = 0; i < 20'000; ++i)
+        many.push_back({"/" + QByteArray(100, 'x') + QByteArray::number(i), i + 1});
+    OpenRequest large = OpenRequest::forThisProcess(many);
+    large.files[0].input = Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(roleBeside(large), Role::HandedOver);
+    ASSERT_EQ(served_.size(), 2U);
+    ASSERT_EQ(served_[1].files.size(), many.size());
+    EXPECT_EQ(served_[1].files.back().place, many.back());
+}
+
+TEST_F(SingleInstanceTest, WhatACrashLeavesBehindIsNoHindrance) {
+    const pid_t child = ::fork();
+    if (child == 0) { // becomes the first, and dies
+        const auto crashing = start(requestFor("/a"));
+        ::_exit(crashing->role() == Role::First ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    ASSERT_EQ(::access(place_.socketPath.constData(), F_OK), 0) << "the socket is still there";
+    const auto first = start(requestFor("/b"));
+    ASSERT_EQ(first->role(), Role::First);
+    const auto server = serve(*first);
+    EXPECT_EQ(roleBeside(requestFor("/c")), Role::HandedOver);
+    EXPECT_EQ(servedPaths(), QByteArrayList{"/c"});
+}
+
+TEST_F(SingleInstanceTest, OfManyStartsAtOnceOneRunsAndServesAllOthers) {
+    constexpr int starts = 12;
+    for (int round = 0; round < 10; ++round) {
+        served_.clear();
+        std::atomic<int> ready = 0;
+        std::vector<std::future<std::unique_ptr<SingleInstance>>> started;
+        for (int i = 0; i < starts; ++i)
+            started.push_back(std::async(std::launch::async, [&, i] {
+                ++ready;
+                while (ready < starts) {
+                }
+                return start(requestFor("/" + QByteArray::number(i)));
+            }));
+        const auto isDone = [](const auto& future) {
+            return future.wait_for(0s) == std::future_status::ready;
+        };
+        std::vector<std::unique_ptr<SingleInstance>> firsts;
+        std::unique_ptr<RequestServer> server;
+        int handedOver = 0;
+        QByteArrayList expected;
+        EXPECT_TRUE(until([&] {
+            for (int i = 0; i < starts; ++i) {
+                auto& one = started[static_cast<std::size_t>(i)];
+                if (!one.valid() || !isDone(one))
+                    continue;
+                auto instance = one.get();
+                if (instance->role() == Role::First) {
+                    server = serve(*instance);
+                    firsts.push_back(std::move(instance));
+                } else {
+                    handedOver += instance->role() == Role::HandedOver;
+                    expected.append("/" + QByteArray::number(i));
+                }
+            }
+            return handedOver + static_cast<int>(firsts.size()) == starts;
+        }));
+        EXPECT_EQ(firsts.size(), 1U);
+        QByteArrayList served = servedPaths();
+        std::sort(served.begin(), served.end());
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(served, expected) << "none lost, none twice";
+    }
+}
+
+TEST_F(SingleInstanceTest, WithoutAnAnswerAStartRunsAlone) {
+    const auto hanging = start(requestFor("/a")); // listens, and nobody serves it
+    ASSERT_EQ(hanging->role(), Role::First);
+    const auto alone = start(requestFor("/b"), {50ms, 50ms});
+    EXPECT_EQ(alone->role(), Role::Alone);
+    EXPECT_FALSE(alone->fault().isEmpty()) << "the user is told";
+    // Once it goes on it must not open what has been opened elsewhere.
+    const auto server = serve(*hanging);
+    EXPECT_EQ(roleBeside(requestFor("/c")), Role::HandedOver);
+    EXPECT_EQ(servedPaths(), QByteArrayList{"/c"});
+}
+
+TEST_F(SingleInstanceTest, AStartWhileTheProgramEndsBecomesTheNext) {
+    auto first = start(requestFor("/a"));
+    ASSERT_EQ(first->role(), Role::First);
+    auto server = serve(*first);
+    server->pause(); // the end has been asked for
+    auto next = std::async(std::launch::async, [&] { return start(requestFor("/b")); });
+    pollfd polled{first->listener(), POLLIN, 0};
+    ASSERT_TRUE(until([&] { return ::poll(&polled, 1, 0) > 0; })) << "it has connected";
+    server.reset();
+    first->stopListening();
+    EXPECT_EQ(next.wait_for(100ms), std::future_status::timeout) << "the old copy still saves";
+    first->release();
+    const auto second = next.get();
+    EXPECT_EQ(second->role(), Role::First);
+    EXPECT_TRUE(served_.empty());
+    // An end that takes too long does not keep the user waiting.
+    second->stopListening();
+    const auto alone = start(requestFor("/c"), {50ms, 50ms});
+    EXPECT_EQ(alone->role(), Role::Alone);
+    EXPECT_FALSE(alone->fault().isEmpty());
+}
+
+TEST_F(SingleInstanceTest, APausedServerServesWhatCameMeanwhile) {
+    const auto first = start(requestFor("/a"));
+    const auto server = serve(*first);
+    server->pause();
+    EXPECT_EQ(roleBeside(requestFor("/b")), Role::HandedOver);
+    EXPECT_EQ(servedPaths(), QByteArrayList{"/b"});
+}
+
+TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
+    const auto first = start(requestFor("/a"));
+    const auto server = serve(*first);
+    QByteArray tooLarge = requestFor("/x").message().bytes;
+    tooLarge[8] = '\x7F';
+    OpenRequest relative = requestFor("x");
+    const int before = openDescriptors();
+    for (const QByteArray& nonsense :
+         {QByteArray("GET / HTTP/1.0\r\n\r\n"), tooLarge, relative.message().bytes,
+          requestFor("/x").message().bytes + "and more", QByteArray(100'000, '\0')}) {
+        const Descriptor socket = connected();
+        ASSERT_EQ(::send(socket.number(), nonsense.constData(), static_cast<std::size_t>(nonsense.size()),
+                         MSG_NOSIGNAL | MSG_DONTWAIT),
+                  nonsense.size());
+        EXPECT_EQ(answerOn(socket), QByteArray(1, SingleInstance::refusedAnswer));
+    }
+    // A start is told so, too, be it that it brings more descriptors than anyone needs.
+    EXPECT_EQ(roleBeside(relative), Role::Alone);
+    OpenRequest manyPipes;
+    for (std::size_t i = 0; i < OpenRequest::mostDescriptors + 1; ++i)
+        manyPipes.files.push_back({{"/x"}, Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC))});
+    EXPECT_EQ(roleBeside(manyPipes), Role::Alone);
+    manyPipes.files.clear();
+    {
+        const Descriptor socket = connected(); // they come in small portions, and no end is in sight
+        const QByteArray bytes = requestFor("/x").message().bytes;
+        for (int i = 0; i < 2; ++i)
+            sendWithDescriptors(socket, bytes[i], static_cast<int>(OpenRequest::mostDescriptors) - 10);
+        EXPECT_EQ(answerOn(socket), QByteArray(1, SingleInstance::refusedAnswer));
+    }
+    // Someone who says only half of it and goes.
+    {
+        const Descriptor socket = connected();
+        const QByteArray half = requestFor("/x").message().bytes.chopped(3);
+        ASSERT_EQ(::send(socket.number(), half.constData(), static_cast<std::size_t>(half.size()), 0),
+                  half.size());
+    }
+    EXPECT_EQ(roleBeside(requestFor("/good")), Role::HandedOver);
+    EXPECT_EQ(servedPaths(), QByteArrayList{"/good"});
+    EXPECT_TRUE(until([&] { return openDescriptors() == before; })) << "what came along is closed";
+}
+
+TEST_F(SingleInstanceTest, SilentConnectionsDoNotKeepOthersOut) {
+    const auto first = start(requestFor("/a"));
+    const auto server = serve(*first, {200ms, 2});
+    const Descriptor silent[] = {connected(), connected(), connected()};
+    EXPECT_EQ(roleBeside(requestFor("/b")), Role::HandedOver);
+    EXPECT_EQ(servedPaths(), QByteArrayList{"/b"});
+    for (const Descriptor& socket : silent)
+        EXPECT_EQ(answerOn(socket), QByteArray()) << "dropped in time";
+}
+
+TEST_F(SingleInstanceTest, ConnectionsBeyondTheLimitWaitOutside) {
+    const auto first = start(requestFor("/a"));
+    const auto server = serve(*first, {20s, 2});
+    const int before = openDescriptors();
+    Descriptor open[] = {connected(), connected(), connected()};
+    EXPECT_TRUE(until([&] { return openDescriptors() == before + 3 + 2; }));
+    for (int i = 0; i < 5; ++i)
+        QCoreApplication::processEvents(); // the third has long been there
+    EXPECT_EQ(openDescriptors(), before + 3 + 2);
+    for (Descriptor& socket : open)
+        socket.close();
+    EXPECT_TRUE(until([&] { return openDescriptors() == before; }));
+}
+
+TEST_F(SingleInstanceTest, OnlyAPrivateDirectoryServes) {
+    const QByteArray own = directory_.path().toLocal8Bit();
+    const auto directoryOf = [](const std::optional<InstancePlace>& place) {
+        return place ? place->socketPath.left(place->socketPath.lastIndexOf('/')) : QByteArray("(none)");
+    };
+    const auto made = [&](const char* name, mode_t mode) {
+        const QByteArray path = own + '/' + name;
+        EXPECT_EQ(::mkdir(path.constData(), 0700), 0);
+        EXPECT_EQ(::chmod(path.constData(), mode), 0);
+        return path;
+    };
+    const QByteArray fine = made("fine", 0700);
+    const QByteArray link = own + "/link";
+    ASSERT_EQ(::symlink(fine.constData(), link.constData()), 0);
+    QByteArray foreign = "/root";
+    if (::geteuid() == 0) {
+        foreign = made("foreign", 0700);
+        ASSERT_EQ(::chown(foreign.constData(), 65534, 65534), 0);
+    }
+    const QByteArray unfit[] = {
+        made("group", 0770),
+        made("readable", 0755),
+        link,
+        foreign,
+        "/dev/null",
+        "relative",
+        "",
+        own + '/' + QByteArray(100, 'x'),
+    };
+    for (const QByteArray& directory : unfit) {
+        EXPECT_EQ(directoryOf(InstancePlace::in(directory, fine, "key")), fine) << directory.constData();
+        EXPECT_EQ(directoryOf(InstancePlace::in("", directory, "key")), "(none)") << directory.constData();
+    }
+    EXPECT_EQ(directoryOf(InstancePlace::in(fine, own, "key")), fine);
+    const QByteArray missing = own + "/missing";
+    EXPECT_EQ(directoryOf(InstancePlace::in("", missing, "key")), missing) << "made where it is missing";
+}
+
+TEST(InstancePlaceKey, ProgramsShareACopyOnlyWhereTheyShareEverything) {
+    const auto keyWith = [](const std::vector<std::pair<const char*, QByteArray>>& variables,
+                            const std::vector<QByteArray>& toolkitArguments = {}) {
+        std::vector<std::pair<const char*, QByteArray>> before;
+        for (const auto& [name, value] : variables) {
+            before.emplace_back(name, qEnvironmentVariableIsSet(name) ? qgetenv(name) : QByteArray());
+            qputenv(name, value);
+        }
+        CommandLine commandLine;
+        commandLine.files = {{"/whatever"}};
+        commandLine.toolkitArguments = toolkitArguments;
+        const QByteArray key = InstancePlace::key(commandLine);
+        for (const auto& [name, value] : before)
+            value.isNull() ? qunsetenv(name) : qputenv(name, value);
+        return key;
+    };
+    const std::vector<QByteArray> keys = {
+        keyWith({}),
+        keyWith({{"XDG_CONFIG_HOME", "/another"}}),
+        keyWith({{"XDG_DATA_HOME", "/another"}}),
+        keyWith({{"DISPLAY", ":77"}}),
+        keyWith({{"WAYLAND_DISPLAY", ":77"}}),
+        keyWith({{"QT_QPA_PLATFORM", "minimal"}}),
+        keyWith({}, {"-display", ":78"}),
+        keyWith({}, {"-platform", "xcb"}),
+    };
+    EXPECT_EQ(std::set(keys.begin(), keys.end()).size(), keys.size());
+    EXPECT_EQ(keyWith({{"DISPLAY", ":77"}}), keyWith({}, {"-display", ":77"}));
+    EXPECT_EQ(keyWith({}), keyWith({}, {"-style", "fusion"})) << "looks are no reason";
+}
+
+TEST(TerminalRelay, WhatIsTypedArrivesUntilNobodyReads) {
+    const Descriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    ASSERT_TRUE(master.isOpen() && ::grantpt(master.number()) == 0 && ::unlockpt(master.number()) == 0);
+    const Descriptor terminal(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    TerminalRelay relay;
+    std::vector<int> descriptors = {null.number(), terminal.number()};
+    relay.replaceTerminals(descriptors);
+    EXPECT_EQ(descriptors[0], null.number()) << "no terminal";
+    ASSERT_NE(descriptors[1], terminal.number());
+    Descriptor reader(::fcntl(descriptors[1], F_DUPFD_CLOEXEC, 0));
+    auto running = std::async(std::launch::async, [&] { relay.run(); });
+    ASSERT_EQ(::write(master.number(), "typed\n", 6), 6);
+    std::array<char, 20> buffer;
+    EXPECT_EQ(QByteArray(buffer.data(), ::read(reader.number(), buffer.data(), buffer.size())), "typed\n");
+    reader.close(); // the tab was closed
+    EXPECT_EQ(running.wait_for(20s), std::future_status::ready);
+}
+
+} // namespace
+} // namespace korvane

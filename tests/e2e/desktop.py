@@ -1,0 +1,116 @@
+"""A desktop to try the shipped program on: for the checks beside this file."""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import time
+
+LIMIT = 30
+NAME = os.path.basename(sys.argv[0])
+
+
+def until(what, condition):
+    """Waits until the condition gives something, and answers that."""
+    end = time.monotonic() + LIMIT
+    while time.monotonic() < end:
+        if result := condition():
+            return result
+        time.sleep(0.1)
+    sys.exit(f"{NAME}: {what} did not happen")
+
+
+def expect(what, found, wanted):
+    if found != wanted:
+        sys.exit(f"{NAME}: {what}: {found} where {wanted} was expected")
+
+
+class Desktop:
+    """A display with a window manager, a home of its own, and stand-ins for other programs."""
+
+    def __enter__(self):
+        self.directory = tempfile.TemporaryDirectory(prefix="korvane-e2e-")
+        self.home = pathlib.Path(self.directory.name)
+        self.started = []
+        environment = {name: value for name, value in os.environ.items()
+                       if name not in ("DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY", "TERMINAL")}
+        for kind in ("RUNTIME_DIR", "CONFIG_HOME", "DATA_HOME", "CACHE_HOME", "STATE_HOME"):
+            (self.home / kind).mkdir(mode=0o700)
+            environment[f"XDG_{kind}"] = str(self.home / kind)
+        read, write = os.pipe()
+        self.start(["Xvfb", "-displayfd", str(write), "-screen", "0", "1400x900x24", "-nolisten", "tcp"],
+                   environment, pass_fds=[write])
+        os.close(write)
+        with os.fdopen(read) as answer:
+            number = answer.readline().strip()
+        tools = self.home / "bin"
+        tools.mkdir()
+        environment |= {"DISPLAY": f":{number}", "QT_QPA_PLATFORM": "xcb", "HOME": str(self.home),
+                        "PATH": f"{tools}:{environment['PATH']}", "QT_LOGGING_RULES": "korvane.timing=true"}
+        self.environment = environment
+        self.start(["openbox"], environment)
+        # A window that opens while the manager takes over the display may be lost between the two.
+        until("the start of the window manager",
+              lambda: self.run("xdotool", "get_num_desktops", check=False).strip() not in ("", "0"))
+        self.stand_in("xdg-email")
+        self.stand_in("x-terminal-emulator")
+        return self
+
+    def __exit__(self, *_):
+        for process in reversed(self.started):
+            process.terminate()
+            process.wait()
+        self.directory.cleanup()
+
+    def start(self, command, environment, **options):
+        options = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL} | options
+        process = subprocess.Popen(command, env=environment, **options)
+        self.started.append(process)
+        return process
+
+    def stand_in(self, name):
+        """A program that writes down where it was started and with what."""
+        script = self.home / "bin" / name
+        script.write_text(f'#!/bin/sh\n{{ printf "%s\\0" "$PWD" "$@"; }} >"{self.home}/{name}.part"\n'
+                          f'mv "{self.home}/{name}.part" "{self.home}/{name}.call"\n')
+        script.chmod(0o755)
+
+    def call_of(self, name):
+        call = self.home / f"{name}.call"
+        return until(f"the call of {name}", lambda: call.exists() and call.read_bytes().split(b"\0")[:-1])
+
+    def run(self, *command, check=True):
+        return subprocess.run(command, env=self.environment, check=check, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True).stdout
+
+    def keys(self, *keys):
+        self.run("xdotool", "key", "--clearmodifiers", *keys)
+
+    def click(self, window, x, y):
+        self.run("xdotool", "mousemove", "--window", window, str(x), str(y), "click", "1")
+
+
+class Program:
+    def __init__(self, desktop, path, *files, **options):
+        self.desktop = desktop
+        self.log = desktop.home / f"program-{len(desktop.started)}.log"
+        with open(self.log, "w") as log:
+            self.process = desktop.start([path, *files], desktop.environment, stderr=log, **options)
+
+    def window(self, title):
+        """The id of the window with that title, once it is there and active."""
+        def active():
+            found = self.desktop.run("xdotool", "getactivewindow", check=False).strip()
+            return found if found and self.desktop.run("xdotool", "getwindowname", found,
+                                                       check=False).strip() == title else None
+        return until(f"the window “{title}”", active)
+
+    def lines_gone_to(self):
+        return [int(line) for line in re.findall(r"went to line (\d+)", self.log.read_text())]
+
+    def ends(self):
+        until("the end of the program", lambda: self.process.poll() is not None)
+        if self.process.returncode != 0:
+            sys.exit(f"{NAME}: the program ended with {self.process.returncode}")

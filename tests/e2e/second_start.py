@@ -1,0 +1,181 @@
+#!/usr/bin/env python3
+"""What becomes of starts beside a copy of the program that runs, on a desktop of its own: files with relative names,
+what comes by a pipe or is typed, and starts without a file end up in the window that is there; a copy that still starts,
+ends, hangs or was killed is no hindrance, and of several starts at once one runs.
+
+usage: tests/e2e/second_start.py PROGRAM
+"""
+
+import os
+import pathlib
+import plistlib
+import pty
+import signal
+import sys
+
+sys.dont_write_bytecode = True  # the tree stays as it is
+from desktop import NAME, Desktop, Program, expect, until
+
+
+def windows(desktop):
+    return desktop.run("xdotool", "search", "--onlyvisible", "--name", "Korvane$", check=False).split()
+
+
+def hand_over(desktop, program, *files, **options):
+    """Starts the program beside a running copy, and expects it to end well without a word."""
+    start = Program(desktop, program, *files, **options)
+    start.ends()
+    expect("what a start beside a running copy says", start.log.read_text(), "")
+
+
+def until_copied(desktop, name, content):
+    """Waits until what the running copy has read by the pipe of that name is just this."""
+    place = pathlib.Path(desktop.environment["TMPDIR"])
+    until(f"the arrival of {content}", lambda: content in [copy.read_bytes() for copy in place.glob(f"korvane-*/{name}")])
+
+
+def open_tabs(desktop):
+    """The titles of all tabs from the one in front on, each of which is closed."""
+    titles = []
+
+    def next_title():
+        title = desktop.run("sh", "-c", "xdotool getwindowname $(xdotool getactivewindow)", check=False).strip()
+        settled = title.endswith(" – Korvane") or title == "Welcome to Korvane"
+        return title if settled and title not in titles else None
+
+    while (title := until("the next tab", next_title)) != "Welcome to Korvane":
+        titles.append(title)
+        desktop.keys("ctrl+w")
+    return [title.removesuffix(" – Korvane") for title in titles]
+
+
+def bookmarks(store):
+    if not store.exists():
+        return []
+    objects = plistlib.loads(store.read_bytes())["$objects"]
+    return sorted(one for one in objects if isinstance(one, str) and one.startswith("file://"))
+
+
+def files_pipes_and_bookmarks(desktop, program, one, two):
+    running = Program(desktop, program, str(one / "a.log"))
+    window = running.window("a.log – Korvane")
+
+    hand_over(desktop, program, "b.log:7", cwd=two)
+    expect("the window of the second file", running.window("b.log – Korvane"), window)
+    until("the way to the line", lambda: running.lines_gone_to() == [7])
+    desktop.keys("ctrl+d")
+    store = desktop.home / "DATA_HOME" / "korvane" / "bookmarks.data"
+    until("the bookmark", lambda: bookmarks(store))
+    made = bookmarks(store)
+
+    # The writer goes on after the start has ended.
+    read, write = os.pipe()
+    os.write(write, b"x\n")
+    hand_over(desktop, program, "-", stdin=read)
+    os.close(read)
+    expect("the window of the pipe", running.window("Standard input – Korvane"), window)
+    os.write(write, b"later\n")
+    os.close(write)
+    until_copied(desktop, "Standard input", b"x\nlater\n")
+
+    hand_over(desktop, "bash", "-c", f'exec "{program}" <(echo y)')
+    until_copied(desktop, "63", b"y\n")
+
+    # A terminal stays with the start, which is in its foreground.
+    keyboard, terminal = pty.openpty()
+    typing = Program(desktop, program, "-", stdin=terminal)
+    os.write(keyboard, b"typed\n")
+    until_copied(desktop, "Standard input", b"typed\n")
+    expect("the end of a start whose terminal goes on", typing.process.poll(), None)
+    os.write(keyboard, b"\x04")
+    typing.ends()
+    until("the tab of the terminal", lambda: desktop.run("xdotool", "getwindowname", window).strip() != "63 – Korvane")
+    desktop.keys("ctrl+w")
+    running.window("63 – Korvane")
+
+    # It is for the running copy to say what is wrong.
+    hand_over(desktop, program, "missing.log", cwd=two)
+    until("the message", lambda: desktop.run("xdotool", "getactivewindow", check=False).strip() not in ("", window))
+    desktop.keys("Return")
+    until("the end of the message",
+          lambda: desktop.run("xdotool", "getactivewindow", check=False).strip() == window)
+
+    # Without a file the window comes to the front, also when it was put away.
+    desktop.run("xdotool", "windowminimize", window)
+    until("the end of the window's time in front", lambda: desktop.run(
+        "xdotool", "getactivewindow", check=False).strip() != window)
+    hand_over(desktop, program)
+    running.window("63 – Korvane")
+    expect("the windows", windows(desktop), [window])
+    expect("the tabs", open_tabs(desktop), ["63", "Standard input", "b.log", "a.log"])
+
+    desktop.keys("ctrl+q")
+    # At once: the one that ends must not take it and end.
+    running_next = Program(desktop, program, str(one / "a.log"))
+    running_next.window("a.log – Korvane")
+    running.ends()
+    hand_over(desktop, program, "c.log", cwd=two)
+    running_next.window("c.log – Korvane")
+    desktop.keys("ctrl+d")
+    until("the second bookmark", lambda: len(bookmarks(store)) == 2)
+    if not set(made) < set(bookmarks(store)):
+        sys.exit(f"{NAME}: {made} were bookmarked, {bookmarks(store)} are there")
+    return running_next
+
+
+def while_the_program_asks(desktop, program, one, two):
+    """A start while another one still asks what to do about a damaged file."""
+    (desktop.home / "DATA_HOME" / "korvane" / "bookmarks.data").write_bytes(b"damaged")
+    running = Program(desktop, program, str(one / "a.log"))
+    question = running.window("Korvane")
+    hand_over(desktop, program, "b.log", cwd=two)
+    expect("the windows beside the question", windows(desktop), [question])
+    desktop.keys("Tab", "Return")
+    running.window("b.log – Korvane")
+    expect("the tabs", open_tabs(desktop), ["b.log", "a.log"])
+    desktop.keys("ctrl+q")
+    running.ends()
+
+
+def copies_that_do_not_answer(desktop, program, running, log):
+    os.kill(running.process.pid, signal.SIGSTOP)
+    beside = Program(desktop, program, str(log))
+    beside.window(f"{log.name} – Korvane")
+    if "does not answer" not in beside.log.read_text():
+        sys.exit(f"{NAME}: a start beside a copy that hangs says: {beside.log.read_text()}")
+    for process in (beside.process, running.process):
+        process.kill()
+        process.wait()
+
+
+def starts_at_once(desktop, program, directory):
+    """After the end of all copies, none of which has tidied up."""
+    count = 6
+    names = [f"at once {number}.log" for number in range(1, count + 1)]
+    for name in names:
+        (directory / name).write_text("line\n" * 10)
+    starts = [Program(desktop, program, f"{name}:{number}", cwd=directory) for number, name in enumerate(names, 1)]
+    until("the end of all but one", lambda: sum(start.process.poll() == 0 for start in starts) == count - 1)
+    running = next(start for start in starts if start.process.poll() is None)
+    until("the way to every line", lambda: sorted(running.lines_gone_to()) == list(range(1, count + 1)))
+    expect("the number of windows", len(windows(desktop)), 1)
+    desktop.keys("ctrl+q")
+    running.ends()
+
+
+def main():
+    program = os.path.realpath(sys.argv[1])
+    with Desktop() as desktop:
+        one, two = desktop.home / "one", desktop.home / "two"
+        for path in (one / "a.log", two / "b.log", two / "c.log"):
+            path.parent.mkdir(exist_ok=True)
+            path.write_text("".join(f"line {i}\n" for i in range(1, 301)))
+        desktop.environment["TMPDIR"] = str(desktop.home / "tmp")
+        (desktop.home / "tmp").mkdir()
+        running = files_pipes_and_bookmarks(desktop, program, one, two)
+        copies_that_do_not_answer(desktop, program, running, one / "a.log")
+        starts_at_once(desktop, program, one)
+        while_the_program_asks(desktop, program, one, two)
+
+
+main()

@@ -1,5 +1,6 @@
 #include "documents/PipeCopier.h"
 
+#include "foundation/Descriptor.h"
 #include "foundation/FilePath.h"
 #include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
@@ -31,26 +32,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds changeInterval{100};
 constexpr std::size_t bufferSize = 262'144;
-
-/// An open descriptor, closed with the object.
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(number_, other.number_);
-        return *this;
-    }
-    ~Descriptor() {
-        if (number_ >= 0)
-            ::close(number_);
-    }
-    int number() const { return number_; }
-    bool isOpen() const { return number_ >= 0; }
-
-private:
-    int number_;
-};
 
 QString systemText(int code) {
     return QString::fromLocal8Bit(std::strerror(code));

@@ -22,9 +22,10 @@ public:
 
     int number() const { return number_; }
     bool isOpen() const { return number_ >= 0; }
-    void close() {
-        if (const int number = std::exchange(number_, -1); number >= 0)
-            ::close(number);
+    /// False when the system reports a fault, which for a file may be that of a write before.
+    bool close() {
+        const int number = std::exchange(number_, -1);
+        return number < 0 || ::close(number) == 0;
     }
 
 private:

@@ -1,5 +1,6 @@
 #include "foundation/StoreFile.h"
 
+#include "foundation/Descriptor.h"
 #include "foundation/FileHandle.h"
 #include "foundation/FilePath.h"
 
@@ -34,24 +35,6 @@ Error writeError(int code, const QString& path) {
                        QCoreApplication::translate("StoreFile", "“%1” cannot be written: %2").arg(path));
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int value) : value_(value) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int value() const { return value_; }
-    bool isOpen() const { return value_ >= 0; }
-    bool close() {
-        const int value = std::exchange(value_, -1);
-        return value < 0 || ::close(value) == 0;
-    }
-
-private:
-    int value_;
-};
-
 bool writeAll(int descriptor, const QByteArray& content) {
     qsizetype done = 0;
     while (done < content.size()) {
@@ -85,7 +68,7 @@ void syncDirectory(const QString& path) {
     const Descriptor directory(
         ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.isOpen())
-        ::fsync(directory.value());
+        ::fsync(directory.number());
 }
 
 QString resolvedLink(const QString& path) {
@@ -123,8 +106,8 @@ Status writeStoreFile(const QString& linkPath, const QByteArray& content) {
     Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!file.isOpen())
         return writeError(errno, path);
-    const bool isWritten = ::fchmod(file.value(), privateFile) == 0 && writeAll(file.value(), content) &&
-                           ::fsync(file.value()) == 0 && file.close() &&
+    const bool isWritten = ::fchmod(file.number(), privateFile) == 0 && writeAll(file.number(), content) &&
+                           ::fsync(file.number()) == 0 && file.close() &&
                            std::rename(temporary.constData(), QFile::encodeName(path).constData()) == 0;
     if (!isWritten) {
         const int code = errno;
@@ -151,7 +134,7 @@ Status keepCopy(const QString& path) {
             continue;
         if (!file.isOpen())
             return writeError(errno, copy);
-        if (writeAll(file.value(), *content.value()) && ::fsync(file.value()) == 0 && file.close()) {
+        if (writeAll(file.number(), *content.value()) && ::fsync(file.number()) == 0 && file.close()) {
             syncDirectory(QFileInfo(copy).path());
             return success();
         }

@@ -33,7 +33,8 @@ qint64 RemoteFile::numberIn(const QString& output) {
         return number;
     {
         const std::lock_guard guard(mutex_);
-        if (std::exchange(printedText_, text) == text)
+        const std::uint64_t login = client_->loginNumber();
+        if (std::exchange(printingLogin_, login) == login)
             return 0;
     }
     if (const auto listener = listener_.lock())
@@ -76,10 +77,16 @@ Result<Client::Connection> RemoteFile::connect() {
 bool RemoteFile::connectForPage() {
     const bool wasConnected = client_->isConnected();
     const std::uint64_t login = client_->loginNumber();
+    const auto listener = listener_.lock();
+    if (!wasConnected && client_->wasRefused()) {
+        // Each attempt more may lock the user out, or ask him again what he did not want to answer.
+        if (listener)
+            listener->connectionGone();
+        return false;
+    }
     const auto connection = connect();
     if (connection && connection.value().isAuthorised)
         return true;
-    const auto listener = listener_.lock();
     if (!connection) {
         qCWarning(logRemote, "Error: %ls : when loading remote log file lines!",
                   qUtf16Printable(connection.error().userText));
@@ -89,7 +96,7 @@ bool RemoteFile::connectForPage() {
     }
     const Error lost = remoteerror::connectionLost();
     qCWarning(logRemote, "%ls %ls", qUtf16Printable(lost.userText), qUtf16Printable(lost.recoverySuggestion));
-    client_->disconnect();
+    client_->endLogin(login);
     if (listener)
         wasConnected && client_->claimLoss(login) ? listener->connectionLost() : listener->connectionGone();
     return false;

@@ -47,8 +47,8 @@ public:
     std::optional<qint64> lineCount(const IsCancelled& isCancelled);
     /// The size in bytes; 0 for no answer, or one that is no number.
     quint64 size(const IsCancelled& isCancelled);
-    /// The lines of a page that end with a newline; connects where there is no connection. Nothing when it
-    /// cannot be asked for, or once cancelled.
+    /// The lines of a page that end with a newline; connects where there is no connection, unless the last
+    /// login was refused. Nothing when it cannot be asked for, or once cancelled.
     std::optional<QStringList> page(qint64 page, const IsCancelled& isCancelled);
     /// As above for `count` lines from the zero-based one on, without connecting.
     std::optional<QStringList> lines(qint64 first, qint64 count, const IsCancelled& isCancelled);
@@ -65,8 +65,8 @@ private:
     std::atomic<bool> isClosed_{false};
 
     std::mutex mutex_;
-    /// Guarded by mutex_. The last one that was told of.
-    QString printedText_;
+    /// Guarded by mutex_. The login that was told of for printing text.
+    std::uint64_t printingLogin_ = 0;
 };
 
 } // namespace korvane

@@ -251,8 +251,10 @@ Status SshLogin::outcome(int authentication) {
     case SSH_AUTH_PARTIAL:
         return sshError(SshErrorCode::Denied,
                         QStringLiteral("The server wants a second proof besides this one."));
-    default:
+    case SSH_AUTH_DENIED:
         return lastSshError(session_, SshErrorCode::Denied, QStringLiteral("The login was refused."));
+    default:
+        return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The login has failed."));
     }
 }
 

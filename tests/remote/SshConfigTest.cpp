@@ -157,7 +157,11 @@ TEST_F(SshConfigTest, AnUnknownHostKeyIsAskedForOnceAndAChangedOneRefused) {
     server.stop();
     server.makeHostKey();
     server.start();
-    const QString changed = connected(clientFor(host));
+    const auto refusing = clientFor(host);
+    const auto refusal = test::beside([&] { return refusing->connect(); });
+    ASSERT_TRUE(refusal && !*refusal);
+    EXPECT_TRUE(refusal->error().recoverySuggestion.contains(u"127.0.0.1:%1"_s.arg(server.port())));
+    const QString changed = test::outcome(*refusal);
     EXPECT_TRUE(changed.startsWith(u"error: The key of the server is not the one that "_s))
         << qPrintable(changed);
     EXPECT_TRUE(changed.contains(u"Known: ssh-ed25519 "_s + known)) << qPrintable(changed);

@@ -4,6 +4,7 @@
 #include "foundation/OperationQueue.h"
 #include "remote/RemoteUrl.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -110,6 +111,12 @@ private:
     /// The file is to be followed as soon as there is a connection.
     bool follows_ = false;
     bool hasFailed_ = false;
+    /// The rows that could not be loaded are to be asked for as soon as there is a connection.
+    bool asksAgain_ = false;
+    /// Null while nothing is being loaded.
+    std::shared_ptr<LoadOperation> load_;
+    /// Tells what belongs to an earlier load.
+    std::uint64_t loadNumber_ = 0;
     std::shared_ptr<Listener> listener_;
     std::shared_ptr<RemoteFile> file_;
     std::shared_ptr<RemoteLogDataSource> dataSource_;

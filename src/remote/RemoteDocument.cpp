@@ -16,6 +16,7 @@
 #include "remote/RemoteLogFileObserver.h"
 #include "remote/RemoteRecentFilesManager.h"
 #include "remote/SFTPClient.h"
+#include "remote/SshError.h"
 
 #include <QCoreApplication>
 
@@ -46,6 +47,12 @@ public:
             if (const auto open = weak.lock(); open && !open->isClosed())
                 open->tellUser(translated("The server prints text at login: %1")
                                    .arg(text.simplified().left(longestPrintedText)));
+        });
+    }
+    void fileFault(const QString& text) override {
+        MainThread::shared().post([weak = document_, text] {
+            if (const auto open = weak.lock(); open && !open->isClosed())
+                open->setFileFault(text);
         });
     }
 
@@ -105,6 +112,10 @@ protected:
         report([](RemoteDocument& document) { document.connected(); });
         if (const auto information = SFTPClient(file_->client()).infoForFileAtPath(file_->path()))
             dataSource_->setKnownFileSize(information.value().fileSize);
+        else if (isSshError(information.error(), SshErrorCode::NoSuchFile))
+            dataSource_->setKnownFileSize(std::nullopt);
+        file_->lookForLink();
+        static_cast<void>(file_->takeOtherTarget());
         dataSource_->countLines([this] { return isCancelled(); });
         if (!isCancelled())
             report([](RemoteDocument& document) { document.loadEnded(); });
@@ -255,6 +266,12 @@ void RemoteDocument::tellUser(const QString& text) {
     NotificationCenter::shared().post(notification::globalUserUpdate, text, sender);
 }
 
+void RemoteDocument::setFileFault(const QString& text) {
+    if (std::exchange(fileFault_, text) != text)
+        NotificationCenter::shared().post(notification::connectionStateChanged,
+                                          std::shared_ptr<DocumentProtocol>(shared_from_this()));
+}
+
 // ---- The connection
 
 void RemoteDocument::connectionRestored() {
@@ -304,7 +321,7 @@ QString RemoteDocument::openFault() const {
             .arg(host_->host());
     if (hasFailed_)
         return translated("There is no connection to %1").arg(host_->host());
-    return {};
+    return fileFault_;
 }
 
 void RemoteDocument::setWindow(const void* window) {

@@ -96,6 +96,7 @@ private:
     void connectionLost();
     void present(const Error& error);
     void tellUser(const QString& text);
+    void setFileFault(const QString& text);
     void follow();
 
     const std::shared_ptr<RemoteHost> host_;
@@ -111,6 +112,8 @@ private:
     /// The file is to be followed as soon as there is a connection.
     bool follows_ = false;
     bool hasFailed_ = false;
+    /// Why there are no lines of the file; empty for no fault.
+    QString fileFault_;
     /// The rows that could not be loaded are to be asked for as soon as there is a connection.
     bool asksAgain_ = false;
     /// Null while nothing is being loaded.

@@ -145,6 +145,7 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
         const bool isMeasured = file_->client()->isConnected();
         forgetArrivedLines(isMeasured ? std::optional<qint64>(0) : std::nullopt);
         announce(Content::Other, before, 0);
+        file_->lookForFault();
     } else
         count(Content::Other, isCancelled);
 }
@@ -188,6 +189,10 @@ void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled)
     content = std::exchange(uncounted_, Content::Known);
     announce(content, before, *counted);
     passArrivedLines(content, *counted, emptied);
+    if (*counted > 0)
+        file_->linesAreThere();
+    else
+        file_->lookForFault();
 }
 
 void RemoteLogDataSource::followingBegan() {
@@ -241,7 +246,7 @@ std::optional<quint64> RemoteLogDataSource::knownFileSize() const {
     return knownFileSize_;
 }
 
-void RemoteLogDataSource::setKnownFileSize(quint64 bytes) {
+void RemoteLogDataSource::setKnownFileSize(std::optional<quint64> bytes) {
     const std::lock_guard guard(mutex_);
     knownFileSize_ = bytes;
 }

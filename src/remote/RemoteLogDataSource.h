@@ -36,7 +36,7 @@ public:
 
     /// The size as it was seen last; nothing before. Any thread.
     std::optional<quint64> knownFileSize() const;
-    void setKnownFileSize(quint64 bytes);
+    void setKnownFileSize(std::optional<quint64> bytes);
 
     using IsCancelled = std::function<bool()>;
 

@@ -195,8 +195,13 @@ std::shared_ptr<NMSSHSession> Client::sessionForConnecting() {
 }
 
 Client::Login Client::logIn(NMSSHSession& session) {
-    if (session.usesSshConfig() && session.authenticateByAgent())
-        return Login::Done;
+    if (session.usesSshConfig()) {
+        if (session.authenticateByAgent())
+            return Login::Done;
+        // No time is left for anything else.
+        if (isSshError(session.lastError(), SshErrorCode::TimedOut))
+            return Login::Refused;
+    }
     const auto result = [](bool isDone) { return isDone ? Login::Done : Login::Refused; };
     switch (proof_.kind) {
     case Proof::Kind::Password:

@@ -167,7 +167,8 @@ void HostDetailsDialog::showHost(const RemoteHost& host) {
     port_->setValue(host.port());
     user_->setText(host.username());
     setGroup(host.group());
-    homePath_->setText(host.homePath());
+    shownHomePath_ = host.homePath();
+    homePath_->setText(shownHomePath_);
     authn_->setType(host.authnType().get());
     usesSshConfig_->setChecked(RemoteHostsManager::shared().usesSshConfig(host));
 }
@@ -223,10 +224,14 @@ void HostDetailsDialog::accept() {
         return;
     const auto host = enteredHost();
     auto& store = RemoteHostsManager::shared();
-    const auto place = std::find(store.hosts().begin(), store.hosts().end(), edited_);
+    const auto place =
+        std::find(store.hosts().begin(), store.hosts().end(), edited_ ? store.current(*edited_) : nullptr);
     const bool isKnown = place != store.hosts().end();
-    if (isKnown)
+    if (isKnown) {
         host->setUuid(edited_->uuid());
+        if (host->homePath() == shownHomePath_)
+            host->setHomePath((*place)->homePath());
+    }
     const Status saved = isKnown ? store.update(place - store.hosts().begin(), host) : store.add(host);
     if (!saved) {
         alerts_.present({Alert::Kind::Error, tr("The host cannot be saved."), saved.error().userText, {}},

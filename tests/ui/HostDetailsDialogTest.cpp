@@ -241,6 +241,24 @@ TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
     EXPECT_TRUE(hosts().empty());
 }
 
+TEST_F(HostDetailsDialogTest, AHomePathPinnedMeanwhileStaysUnlessItIsChangedHere) {
+    const auto host = addHost(u"web"_s);
+    host->setHomePath(u"/srv"_s);
+    for (const bool isChangedHere : {false, true}) {
+        const auto current = hosts().front();
+        show(current);
+        current->setHomePath(u"/var/log"_s);
+        type(dialog_.get(), u"Name:"_s, u"renamed"_s);
+        if (isChangedHere)
+            type(dialog_.get(), u"Home path:"_s, u"/opt"_s);
+        click(dialog_.get(), u"OK"_s);
+        ASSERT_EQ(hosts().size(), 1U);
+        EXPECT_EQ(hosts().front()->homePath(), isChangedHere ? u"/opt"_s : u"/var/log"_s);
+        EXPECT_EQ(savedHosts()->host(0)->homePath(), isChangedHere ? u"/opt"_s : u"/var/log"_s);
+        EXPECT_EQ(hosts().front()->name(), u"renamed"_s);
+    }
+}
+
 TEST_F(HostDetailsDialogTest, AHostWithoutALoginIsNotGivenOneUnasked) {
     const auto host = addHost(u"web"_s);
     host->setAuthnType(nullptr);

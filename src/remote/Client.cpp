@@ -311,7 +311,10 @@ bool Client::shouldConnectToHostWithFingerprint(const QString& fingerprint, bool
 std::optional<QString> Client::keyboardInteractiveRequest(const QString& request, bool isEchoed) {
     Alert alert;
     alert.kind = Alert::Kind::Question;
-    alert.message = QStringLiteral("Enter password for user '%1' on server: %2").arg(username_, hostName_);
+    alert.message =
+        username_.isEmpty()
+            ? QStringLiteral("Enter password on server: %1").arg(hostName_)
+            : QStringLiteral("Enter password for user '%1' on server: %2").arg(username_, hostName_);
     alert.informativeText = request;
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
     alert.field = Alert::Field{QStringLiteral("Enter the password"), !isEchoed, {}};

@@ -114,6 +114,7 @@ QWidget* HostDetailsDialog::makeFields() {
     connect(authn_, &AuthnForm::changed, this, [this] { fieldsChanged(); });
     connect(usesSshConfig_, &QCheckBox::toggled, this, [this](bool isOn) {
         authn_->setOptional(isOn);
+        user_->setPlaceholderText(isOn ? tr("from ~/.ssh/config") : QString());
         fieldsChanged();
     });
     return fields;
@@ -188,7 +189,7 @@ QString HostDetailsDialog::enteredAddress() const {
 QString HostDetailsDialog::missing() const {
     if (const QString fault = addressFault(enteredAddress()); !fault.isEmpty())
         return fault;
-    if (user_->text().trimmed().isEmpty())
+    if (user_->text().trimmed().isEmpty() && !usesSshConfig_->isChecked())
         return tr("Enter the user name.");
     if (!homePath_->text().trimmed().startsWith(u'/'))
         return tr("The home path begins with “/”.");
@@ -201,7 +202,8 @@ void HostDetailsDialog::fieldsChanged() {
     ok_->setEnabled(missingText.isEmpty());
     ok_->setToolTip(missingText);
     showTestState();
-    const bool hasLabel = !enteredAddress().isEmpty() && !user_->text().trimmed().isEmpty();
+    const bool hasUser = usesSshConfig_->isChecked() || !user_->text().trimmed().isEmpty();
+    const bool hasLabel = !enteredAddress().isEmpty() && hasUser;
     const auto unnamed = enteredHost();
     unnamed->setName({});
     name_->setPlaceholderText(hasLabel ? unnamed->labelForHost() : tr("As you like to call it"));

@@ -388,6 +388,7 @@ void RemoteDocument::close() {
     stopTailing();
     state_ = ConnectionState::Closed;
     window_ = nullptr;
+    load_.reset();
     loadQueue_->cancelAllOperations();
     informationQueue_->cancelAllOperations();
     if (dataSource_)

@@ -8,6 +8,7 @@
 #include "documents/PipeCopier.h"
 #include "foundation/FilePath.h"
 #include "foundation/Log.h"
+#include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
 #include "foundation/StoreDirectory.h"
 #include "remote/NMSSHLogger.h"
@@ -30,6 +31,7 @@
 #include <QStandardPaths>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <unistd.h>
@@ -46,10 +48,15 @@ constexpr auto workersLimit = 2000ms;
 class ConsoleAlerts : public AlertPresenter {
 public:
     explicit ConsoleAlerts(int& exitStatus) : exitStatus_(exitStatus) {}
-    void present(const Alert& alert, const void* /*window*/, std::function<void(int)> /*done*/) override {
+    /// Whatever is asked is refused: the last button does so.
+    void present(const Alert& alert, const void* /*window*/, std::function<void(int)> done) override {
         const QByteArray text = QString(alert.message + u' ' + alert.informativeText).toLocal8Bit();
         std::fprintf(stderr, "korvane: %s\n", text.constData());
         exitStatus_ = 1;
+        if (done) {
+            const auto last = static_cast<int>(std::max<qsizetype>(alert.buttons.size(), 1)) - 1;
+            MainThread::shared().post([done = std::move(done), last] { done(last); });
+        }
     }
 
 private:

@@ -12,6 +12,7 @@
 #include "remote/Reply.h"
 #include "remote/SshError.h"
 
+#include <QCoreApplication>
 #include <QFile>
 
 namespace korvane {
@@ -45,6 +46,10 @@ Alert message(Alert::Kind kind, const QString& text, const QString& informativeT
     alert.informativeText = informativeText;
     alert.buttons = {QStringLiteral("OK")};
     return alert;
+}
+
+QString tr(const char* text) {
+    return QCoreApplication::translate("Client", text);
 }
 
 } // namespace
@@ -96,20 +101,46 @@ void Client::setWindow(const void* window) {
 
 Result<Client::Connection> Client::connect() {
     const std::uint64_t disconnections = disconnections_.load();
+    std::unique_lock guard(mutex_);
+    while (const auto other = attempt_) {
+        ++other->waiting;
+        attemptEnded_.wait(guard, [&other] { return other->outcome.has_value(); });
+        if (other->disconnections == disconnections)
+            return *other->outcome;
+    }
+    const auto own = std::make_shared<Attempt>(disconnections);
+    attempt_ = own;
+    guard.unlock();
+    Result<Connection> outcome = attempt(disconnections);
+    guard.lock();
+    own->outcome = outcome;
+    attempt_ = nullptr;
+    attemptEnded_.notify_all();
+    return outcome;
+}
+
+int Client::waitingForLogin() const {
+    const std::lock_guard guard(mutex_);
+    return attempt_ ? attempt_->waiting : 0;
+}
+
+Result<Client::Connection> Client::attempt(std::uint64_t disconnections) {
     const auto isWanted = [this, disconnections] {
         return disconnections_.load() == disconnections && !connectionTestCanceled_;
     };
-    const std::lock_guard guard(connecting_);
     const auto session = sessionForConnecting();
     if (!session->isAuthorized()) {
         wasLeftUnanswered_ = false;
+        wasRefused_ = false;
         loginDisconnections_ = disconnections;
         if (!session->connect(isWanted)) {
             const Error error = session->lastError();
             wasLeftUnanswered_ = isSshError(error, SshErrorCode::NotAnswered);
+            const bool isChanged = isSshError(error, SshErrorCode::HostKeyChanged);
+            wasRefused_ = isWanted() && (wasLeftUnanswered_ || isChanged);
             // A fault of the network is for the caller to word, but this one nobody may miss.
-            if (isWanted() && isSshError(error, SshErrorCode::HostKeyChanged))
-                return error;
+            if (isWanted() && isChanged)
+                return refusal(error);
             return Connection{};
         }
         loginBegins();
@@ -117,9 +148,11 @@ Result<Client::Connection> Client::connect() {
         if (login != Login::Done) {
             const Error error = session->lastError();
             wasLeftUnanswered_ = isSshError(error, SshErrorCode::NotAnswered);
+            wasRefused_ = isWanted() && (login == Login::Unproven || wasLeftUnanswered_ ||
+                                         isSshError(error, SshErrorCode::Denied));
             session->disconnect();
             if (login == Login::Refused && isWanted() && !wasLeftUnanswered_)
-                return error;
+                return refusal(error);
             return Connection{};
         }
         if (!isWanted()) {
@@ -129,6 +162,27 @@ Result<Client::Connection> Client::connect() {
     }
     const bool homePathExists = session->directoryExistsAtPath(homePath_.toUtf8());
     return Connection{session->isAuthorized(), homePathExists};
+}
+
+Error Client::refusal(const Error& error) const {
+    const QString place =
+        (hostName_.contains(u':') ? u'[' + hostName_ + u']' : hostName_) + u':' + QString::number(port_);
+    Error told = error;
+    if (isSshError(error, SshErrorCode::HostKeyChanged))
+        told.recoverySuggestion =
+            tr("This is about %1. Ask whoever looks after it whether its key has been replaced.").arg(place);
+    else if (!isSshError(error, SshErrorCode::Denied))
+        told.recoverySuggestion =
+            tr("The login on %1 has failed. Check if the server is up and try again.").arg(place);
+    else if (username_.isEmpty())
+        told.recoverySuggestion = tr("Logging in on %1 was refused. Check the user name and the "
+                                     "authentication of this host in Remote Hosts.")
+                                      .arg(place);
+    else
+        told.recoverySuggestion = tr("Logging in as %1 on %2 was refused. Check the user name and the "
+                                     "authentication of this host in Remote Hosts.")
+                                      .arg(username_, place);
+    return told;
 }
 
 std::shared_ptr<NMSSHSession> Client::sessionForConnecting() {
@@ -141,8 +195,13 @@ std::shared_ptr<NMSSHSession> Client::sessionForConnecting() {
 }
 
 Client::Login Client::logIn(NMSSHSession& session) {
-    if (session.usesSshConfig() && session.authenticateByAgent())
-        return Login::Done;
+    if (session.usesSshConfig()) {
+        if (session.authenticateByAgent())
+            return Login::Done;
+        // No time is left for anything else.
+        if (isSshError(session.lastError(), SshErrorCode::TimedOut))
+            return Login::Refused;
+    }
     const auto result = [](bool isDone) { return isDone ? Login::Done : Login::Refused; };
     switch (proof_.kind) {
     case Proof::Kind::Password:
@@ -221,6 +280,15 @@ void Client::disconnect() {
     current->disconnect();
 }
 
+void Client::endLogin(std::uint64_t login) {
+    // Under the lock nobody can begin another one.
+    const std::lock_guard guard(mutex_);
+    if (attempt_ || loginNumber_ != login || !session_ || !session_->isConnected())
+        return;
+    forgetAnswer();
+    session_->disconnect();
+}
+
 std::shared_ptr<NMSSHSession> Client::session() const {
     const std::lock_guard guard(mutex_);
     return session_;
@@ -243,7 +311,10 @@ bool Client::shouldConnectToHostWithFingerprint(const QString& fingerprint, bool
 std::optional<QString> Client::keyboardInteractiveRequest(const QString& request, bool isEchoed) {
     Alert alert;
     alert.kind = Alert::Kind::Question;
-    alert.message = QStringLiteral("Enter password for user '%1' on server: %2").arg(username_, hostName_);
+    alert.message =
+        username_.isEmpty()
+            ? QStringLiteral("Enter password on server: %1").arg(hostName_)
+            : QStringLiteral("Enter password for user '%1' on server: %2").arg(username_, hostName_);
     alert.informativeText = request;
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
     alert.field = Alert::Field{QStringLiteral("Enter the password"), !isEchoed, {}};

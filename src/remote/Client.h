@@ -10,6 +10,7 @@
 #include <QUrl>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -54,7 +55,7 @@ public:
 
     /// Connects and logs in; costs nothing when that has been done already. Neither authorised nor failed
     /// means that there is no connection, or no answer from the user. The error is that of a refused login.
-    /// Blocks.
+    /// While another thread connects, this one waits and takes over what comes of it. Blocks.
     virtual Result<Connection> connect();
     virtual bool isConnected() const;
     /// What the command writes to its standard output, as it comes; bytes that are no UTF-8 are replaced.
@@ -67,6 +68,8 @@ public:
     /// Ends the connection, and with it everything under way; an open question counts as not answered. Does
     /// not wait. Any thread.
     virtual void disconnect();
+    /// As above for this login alone: neither a later one nor one that somebody is making is touched.
+    virtual void endLogin(std::uint64_t login);
 
     /// Of the last login, begun or complete; 0 before the first. Any thread.
     std::uint64_t loginNumber() const { return loginNumber_; }
@@ -76,6 +79,11 @@ public:
     /// Whether the last login ended because the user left a question unanswered: he need not be told. Any
     /// thread.
     bool wasLeftUnanswered() const { return wasLeftUnanswered_; }
+    /// Whether the last login was refused, or left unanswered by the user: another one is for him to begin.
+    /// Any thread.
+    bool wasRefused() const { return wasRefused_; }
+    /// How many threads wait for what comes of the attempt that another one makes. Any thread.
+    int waitingForLogin() const;
 
     /// The session that commands and files share; null before the first `connect`. Any thread.
     std::shared_ptr<NMSSHSession> session() const;
@@ -94,6 +102,7 @@ public:
 protected:
     Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts);
     void loginBegins() { ++loginNumber_; }
+    void setRefused(bool isRefused) { wasRefused_ = isRefused; }
 
 private:
     /// How the login is proven: what the host said when the client was made. Only the keyboard's answer is
@@ -112,11 +121,24 @@ private:
     /// The answer to a question; nothing when there is none.
     using Question = Reply<std::optional<QString>>;
     enum class Login { Done, Refused, Unproven };
+    /// One thread connects, and others wait for what comes of it.
+    struct Attempt {
+        explicit Attempt(std::uint64_t count) : disconnections(count) {}
+
+        /// What the count was when it began: who asks later wants a connection behind that end.
+        const std::uint64_t disconnections;
+        // Guarded by Client::mutex_.
+        std::optional<Result<Connection>> outcome;
+        int waiting = 0;
+    };
 
     Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, SessionSettings settings);
     static Proof proofOf(const RemoteHost& host);
 
+    Result<Connection> attempt(std::uint64_t disconnections);
     std::shared_ptr<NMSSHSession> sessionForConnecting();
+    /// The error of the session, with what the user can do about it.
+    Error refusal(const Error& error) const;
     Login logIn(NMSSHSession& session);
     bool logInByKeyboard(NMSSHSession& session);
     /// Blocks until the user has answered or the client is disconnected.
@@ -145,16 +167,17 @@ private:
     std::atomic<std::uint64_t> loginDisconnections_{0};
     /// Of the last login: whether the user left a question unanswered.
     std::atomic<bool> wasLeftUnanswered_{false};
+    std::atomic<bool> wasRefused_{false};
     std::atomic<int> questionsOfLogin_{0};
     std::atomic<std::uint64_t> loginNumber_{0};
     /// The last login whose loss somebody tells of.
     std::atomic<std::uint64_t> lossTold_{0};
-    /// Held while a login is made: others wait for it and then share it.
-    std::mutex connecting_;
 
     mutable std::mutex mutex_;
+    std::condition_variable attemptEnded_;
     // Guarded by mutex_.
     std::shared_ptr<NMSSHSession> session_;
+    std::shared_ptr<Attempt> attempt_; // under way
     std::vector<std::weak_ptr<Question>> questions_;
 };
 

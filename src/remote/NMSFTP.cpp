@@ -4,6 +4,8 @@
 
 #include <QFile>
 
+#include <chrono>
+#include <fcntl.h>
 #include <memory>
 
 namespace korvane {
@@ -14,8 +16,10 @@ struct FreeAttributes {
 };
 using Attributes = std::unique_ptr<sftp_attributes_struct, FreeAttributes>;
 
-/// So many entries at a time: commands have their turn in between.
+/// So many entries at a time, and no longer: commands have their turn in between, and the server shows that
+/// it answers.
 constexpr int entriesPerTurn = 100;
+constexpr auto longestTurn = std::chrono::milliseconds(100);
 
 QString faultText(int code) {
     switch (code) {
@@ -82,12 +86,42 @@ Result<SFTPClient::FileInfo> NMSFTP::infoForFileAtPath(const QByteArray& path) {
     return info;
 }
 
+Result<std::optional<QByteArray>> NMSFTP::linkTarget(const QByteArray& path) {
+    const Attributes found(sftp_lstat(sftp_, path.constData()));
+    if (!found)
+        return lastError(path);
+    if (found->type != SSH_FILEXFER_TYPE_SYMLINK)
+        return std::optional<QByteArray>();
+    char* const target = sftp_canonicalize_path(sftp_, path.constData());
+    if (!target)
+        return lastError(path);
+    std::optional<QByteArray> leadsTo = QByteArray(target);
+    ssh_string_free_char(target);
+    return leadsTo;
+}
+
+Status NMSFTP::tryReading(const QByteArray& path) {
+    const Attributes found(sftp_stat(sftp_, path.constData()));
+    if (!found)
+        return lastError(path);
+    // Others may keep the server waiting.
+    if (found->type != SSH_FILEXFER_TYPE_REGULAR)
+        return sshError(
+            SshErrorCode::CannotRead,
+            QStringLiteral("\"%1\" cannot be read: it is no regular file.").arg(QString::fromUtf8(path)));
+    const sftp_file file = sftp_open(sftp_, path.constData(), O_RDONLY, 0);
+    if (!file)
+        return lastError(path);
+    sftp_close(file);
+    return success();
+}
+
 Error NMSFTP::lastError(const QByteArray& path) const {
     if (!ssh_is_connected(session_))
         return lastSshError(session_, SshErrorCode::NotConnected, QStringLiteral("The connection was lost."));
     const int code = sftp_get_error(sftp_);
     return sshError(
-        isMissing(code) ? SshErrorCode::NoSuchFile : SshErrorCode::Failed,
+        isMissing(code) ? SshErrorCode::NoSuchFile : SshErrorCode::CannotRead,
         QStringLiteral("\"%1\" cannot be read: %2.").arg(QString::fromUtf8(path), faultText(code)));
 }
 
@@ -111,7 +145,9 @@ Result<bool> NMSFTP::Listing::readSome(NMSFTP& files) {
         if (!directory_)
             return files.lastError(path_);
     }
-    for (int count = 0; count < entriesPerTurn; ++count) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (int count = 0; count < entriesPerTurn && std::chrono::steady_clock::now() - begin < longestTurn;
+         ++count) {
         const Attributes entry(sftp_readdir(files.sftp_, directory_));
         if (entry)
             add(files, *entry);

@@ -7,6 +7,7 @@
 
 #include <libssh/libssh.h>
 #include <libssh/sftp.h>
+#include <optional>
 #include <vector>
 
 namespace korvane {
@@ -26,6 +27,11 @@ public:
 
     bool directoryExistsAtPath(const QByteArray& path);
     Result<SFTPClient::FileInfo> infoForFileAtPath(const QByteArray& path);
+
+    /// Where a symbolic link leads to in the end; nothing for what is none.
+    Result<std::optional<QByteArray>> linkTarget(const QByteArray& path);
+    /// Opens the file and closes it again. Only a regular one can be read.
+    Status tryReading(const QByteArray& path);
 
     /// A directory that is being read.
     class Listing {

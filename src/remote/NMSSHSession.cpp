@@ -146,18 +146,33 @@ Result<std::vector<SFTPClient::Entry>> NMSSHSession::contentsOfDirectoryAtPath(c
     return std::move(**entries);
 }
 
-Result<SFTPClient::FileInfo> NMSSHSession::infoForFileAtPath(const QByteArray& path) {
+template <typename Answered, typename Ask>
+Answered NMSSHSession::askFiles(Ask ask) {
     const auto current = connection();
     if (!current)
         return notConnected();
-    const auto info = std::make_shared<std::optional<Result<SFTPClient::FileInfo>>>();
-    const Status done = current->withFiles([path, info](NMSFTP& files) {
-        *info = files.infoForFileAtPath(path);
+    const auto answer = std::make_shared<std::optional<Answered>>();
+    const Status done = current->withFiles([ask = std::move(ask), answer](NMSFTP& files) {
+        *answer = ask(files);
         return true;
     });
     if (!done)
         return done.error();
-    return std::move(**info);
+    return std::move(**answer);
+}
+
+Result<SFTPClient::FileInfo> NMSSHSession::infoForFileAtPath(const QByteArray& path) {
+    return askFiles<Result<SFTPClient::FileInfo>>(
+        [path](NMSFTP& files) { return files.infoForFileAtPath(path); });
+}
+
+Result<std::optional<QByteArray>> NMSSHSession::linkTarget(const QByteArray& path) {
+    return askFiles<Result<std::optional<QByteArray>>>(
+        [path](NMSFTP& files) { return files.linkTarget(path); });
+}
+
+Status NMSSHSession::tryReading(const QByteArray& path) {
+    return askFiles<Status>([path](NMSFTP& files) { return files.tryReading(path); });
 }
 
 void NMSSHSession::disconnect() {

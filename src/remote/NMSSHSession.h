@@ -61,11 +61,16 @@ public:
     bool directoryExistsAtPath(const QByteArray& path);
     Result<std::vector<SFTPClient::Entry>> contentsOfDirectoryAtPath(const QByteArray& path);
     Result<SFTPClient::FileInfo> infoForFileAtPath(const QByteArray& path);
+    Result<std::optional<QByteArray>> linkTarget(const QByteArray& path);
+    Status tryReading(const QByteArray& path);
 
     /// Whatever is under way ends.
     void disconnect();
 
 private:
+    /// One request about the server's files, with the result that `ask` brings.
+    template <typename Answered, typename Ask>
+    Answered askFiles(Ask ask);
     bool authenticate(std::function<Status(SshLogin&)> step);
     /// Keeps the error; true without one.
     bool isSuccess(const Status& outcome);

@@ -16,10 +16,11 @@
 #include "remote/RemoteLogFileObserver.h"
 #include "remote/RemoteRecentFilesManager.h"
 #include "remote/SFTPClient.h"
+#include "remote/SshError.h"
 
 #include <QCoreApplication>
 
-#include <cerrno>
+#include <atomic>
 #include <utility>
 
 namespace korvane {
@@ -48,6 +49,12 @@ public:
                                    .arg(text.simplified().left(longestPrintedText)));
         });
     }
+    void fileFault(const QString& text) override {
+        MainThread::shared().post([weak = document_, text] {
+            if (const auto open = weak.lock(); open && !open->isClosed())
+                open->setFileFault(text);
+        });
+    }
 
 private:
     void post(void (RemoteDocument::*report)()) {
@@ -63,9 +70,19 @@ private:
 /// Connects, and asks for what the window shows of a file.
 class RemoteDocument::LoadOperation : public Operation {
 public:
-    LoadOperation(std::weak_ptr<RemoteDocument> document, std::shared_ptr<RemoteFile> file,
-                  std::shared_ptr<RemoteLogDataSource> dataSource)
-        : document_(std::move(document)), file_(std::move(file)), dataSource_(std::move(dataSource)) {}
+    enum class Login { Kept, Ended };
+
+    /// `number`: the document's own of the load.
+    LoadOperation(std::weak_ptr<RemoteDocument> document, std::uint64_t number,
+                  std::shared_ptr<RemoteFile> file, std::shared_ptr<RemoteLogDataSource> dataSource)
+        : document_(std::move(document)), number_(number), file_(std::move(file)),
+          dataSource_(std::move(dataSource)) {}
+
+    /// Nobody wants it any more. `login`: what becomes of one that it may still make.
+    void abandon(Login login) {
+        keepsLogin_ = login == Login::Kept;
+        cancel();
+    }
 
 protected:
     void main() override {
@@ -75,7 +92,8 @@ protected:
         const auto connection = client.connect();
         if (isCancelled()) {
             // A login that nobody wants any more may have been reached all the same.
-            client.disconnect();
+            if (!keepsLogin_)
+                client.endLogin(client.loginNumber());
             return;
         }
         if (!connection || !connection.value().isAuthorised) {
@@ -94,20 +112,28 @@ protected:
         report([](RemoteDocument& document) { document.connected(); });
         if (const auto information = SFTPClient(file_->client()).infoForFileAtPath(file_->path()))
             dataSource_->setKnownFileSize(information.value().fileSize);
+        else if (isSshError(information.error(), SshErrorCode::NoSuchFile))
+            dataSource_->setKnownFileSize(std::nullopt);
+        file_->lookForLink();
+        static_cast<void>(file_->takeOtherTarget());
         dataSource_->countLines([this] { return isCancelled(); });
-        report([](RemoteDocument& document) { document.loadEnded(); });
+        if (!isCancelled())
+            report([](RemoteDocument& document) { document.loadEnded(); });
     }
 
 private:
     template <typename Report>
     void report(Report report) {
-        MainThread::shared().post([weak = document_, report] {
-            if (const auto open = weak.lock(); open && !open->isClosed())
+        MainThread::shared().post([weak = document_, number = number_, report] {
+            const auto open = weak.lock();
+            if (open && !open->isClosed() && open->load_ && open->loadNumber_ == number)
                 report(*open);
         });
     }
 
     const std::weak_ptr<RemoteDocument> document_;
+    const std::uint64_t number_;
+    std::atomic<bool> keepsLogin_{false};
     const std::shared_ptr<RemoteFile> file_;
     const std::shared_ptr<RemoteLogDataSource> dataSource_;
 };
@@ -184,11 +210,15 @@ void RemoteDocument::startLoading() {
 void RemoteDocument::connectInBackground() {
     if (isClosed())
         return;
+    if (load_)
+        load_->abandon(LoadOperation::Login::Kept);
+    load_ = std::make_shared<LoadOperation>(self(), ++loadNumber_, file_, dataSource_);
     hasFailed_ = false;
-    stateBefore_ = state_;
+    if (state_ != ConnectionState::Connecting)
+        stateBefore_ = state_;
     setState(ConnectionState::Connecting);
     loadProgress_->readerDidStart(0);
-    loadQueue_->addOperation(std::make_shared<LoadOperation>(self(), file_, dataSource_));
+    loadQueue_->addOperation(load_);
 }
 
 void RemoteDocument::setState(ConnectionState state) {
@@ -199,6 +229,12 @@ void RemoteDocument::setState(ConnectionState state) {
 
 void RemoteDocument::connected() {
     setState(ConnectionState::Connected);
+    if (std::exchange(asksAgain_, false)) {
+        // The rows stay until the new ones are there.
+        dataSource_->linesChanged(0);
+        const TailDataSourceProtocol* const sender = dataSource_.get();
+        NotificationCenter::shared().post(notification::dataSourceLoadedLines, {}, sender);
+    }
     if (follows_)
         follow();
     if (std::exchange(isAnnounced_, true))
@@ -210,12 +246,14 @@ void RemoteDocument::connected() {
 }
 
 void RemoteDocument::connectionFailed() {
+    load_.reset();
     hasFailed_ = true;
     loadProgress_->readerDidCancel();
     setState(stateBefore_ == ConnectionState::Lost ? stateBefore_ : ConnectionState::Unconnected);
 }
 
 void RemoteDocument::loadEnded() {
+    load_.reset();
     loadProgress_->readerDidFinish();
 }
 
@@ -226,6 +264,12 @@ void RemoteDocument::present(const Error& error) {
 void RemoteDocument::tellUser(const QString& text) {
     const DocumentProtocol* const sender = this;
     NotificationCenter::shared().post(notification::globalUserUpdate, text, sender);
+}
+
+void RemoteDocument::setFileFault(const QString& text) {
+    if (std::exchange(fileFault_, text) != text)
+        NotificationCenter::shared().post(notification::connectionStateChanged,
+                                          std::shared_ptr<DocumentProtocol>(shared_from_this()));
 }
 
 // ---- The connection
@@ -257,8 +301,7 @@ void RemoteDocument::reconnect() {
     }
     if (logFileObserver_)
         logFileObserver_->stopTailing();
-    // The rows stay until the new ones are there; those that failed are asked for again.
-    dataSource_->linesChanged(0);
+    asksAgain_ = true;
     loadProgress_ = std::make_shared<LoadProgressController>(displayName());
     connectInBackground();
 }
@@ -278,7 +321,7 @@ QString RemoteDocument::openFault() const {
             .arg(host_->host());
     if (hasFailed_)
         return translated("There is no connection to %1").arg(host_->host());
-    return {};
+    return fileFault_;
 }
 
 void RemoteDocument::setWindow(const void* window) {
@@ -312,13 +355,23 @@ void RemoteDocument::stopTailing() {
 // ---- Reading anew, and the end
 
 void RemoteDocument::cancelLoading() {
-    if (isClosed() || state_ != ConnectionState::Connecting)
+    if (isClosed() || !load_)
         return;
     stopTailing();
-    loadQueue_->cancelAllOperations();
-    client_->disconnect();
+    // What is complete may be of use to others.
+    const bool isLoggedIn = client_->isConnected();
+    std::exchange(load_, nullptr)
+        ->abandon(isLoggedIn ? LoadOperation::Login::Kept : LoadOperation::Login::Ended);
+    dataSource_->cancelCount();
     loadProgress_->readerDidCancel();
-    setState(ConnectionState::Unconnected);
+    if (state_ != ConnectionState::Connecting)
+        return;
+    if (!isLoggedIn)
+        client_->disconnect();
+    if (isLoggedIn)
+        setState(ConnectionState::Connected);
+    else
+        setState(stateBefore_ == ConnectionState::Lost ? stateBefore_ : ConnectionState::Unconnected);
 }
 
 void RemoteDocument::reload() {
@@ -335,6 +388,7 @@ void RemoteDocument::close() {
     stopTailing();
     state_ = ConnectionState::Closed;
     window_ = nullptr;
+    load_.reset();
     loadQueue_->cancelAllOperations();
     informationQueue_->cancelAllOperations();
     if (dataSource_)

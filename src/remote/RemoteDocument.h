@@ -4,6 +4,7 @@
 #include "foundation/OperationQueue.h"
 #include "remote/RemoteUrl.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -95,6 +96,7 @@ private:
     void connectionLost();
     void present(const Error& error);
     void tellUser(const QString& text);
+    void setFileFault(const QString& text);
     void follow();
 
     const std::shared_ptr<RemoteHost> host_;
@@ -110,6 +112,14 @@ private:
     /// The file is to be followed as soon as there is a connection.
     bool follows_ = false;
     bool hasFailed_ = false;
+    /// Why there are no lines of the file; empty for no fault.
+    QString fileFault_;
+    /// The rows that could not be loaded are to be asked for as soon as there is a connection.
+    bool asksAgain_ = false;
+    /// Null while nothing is being loaded.
+    std::shared_ptr<LoadOperation> load_;
+    /// Tells what belongs to an earlier load.
+    std::uint64_t loadNumber_ = 0;
     std::shared_ptr<Listener> listener_;
     std::shared_ptr<RemoteFile> file_;
     std::shared_ptr<RemoteLogDataSource> dataSource_;

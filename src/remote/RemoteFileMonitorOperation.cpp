@@ -10,10 +10,12 @@ void RemoteFileMonitorOperation::main() {
     const auto connection = file_->connect();
     if (!connection)
         qCWarning(logRemote, "Error starting client: %ls", qUtf16Printable(connection.error().userText));
-    if (connection && connection.value().isAuthorised)
-        FileMonitorOperation::main();
-    else
+    if (!connection || !connection.value().isAuthorised) {
         cancel();
+        return;
+    }
+    file_->lookForLink();
+    FileMonitorOperation::main();
 }
 
 std::optional<std::uint64_t> RemoteFileMonitorOperation::getFileSize() {

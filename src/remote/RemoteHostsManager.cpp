@@ -101,6 +101,14 @@ std::shared_ptr<RemoteHost> RemoteHostsManager::findHost(const QString& hostName
     return nullptr;
 }
 
+std::shared_ptr<RemoteHost> RemoteHostsManager::current(const RemoteHost& host) const {
+    const auto isHost = [&host](const auto& candidate) {
+        return candidate.get() == &host || (host.uuid() && candidate->uuid() == host.uuid());
+    };
+    const auto found = std::find_if(hosts_.begin(), hosts_.end(), isHost);
+    return found == hosts_.end() ? nullptr : *found;
+}
+
 Status RemoteHostsManager::add(std::shared_ptr<RemoteHost> host) {
     if (!host->clone()) {
         const Result<KeyBookmarks> bookmarks = keyBookmarks(*host);

@@ -48,6 +48,10 @@ public:
     /// same in small and capital letters; one that is written exactly so goes first.
     std::shared_ptr<RemoteHost> findHost(const QString& hostName, int port, const QString& username) const;
 
+    /// What stands in the list for a host that may have been changed since: itself, or the one with its UUID.
+    /// Null when it has been removed.
+    std::shared_ptr<RemoteHost> current(const RemoteHost& host) const;
+
     /// Each takes note of the host's key files and saves. When a key file cannot be opened for reading the
     /// error says so, and nothing has changed. A failed write is told by `fault`.
     Status add(std::shared_ptr<RemoteHost> host);

@@ -27,7 +27,7 @@ public:
 protected:
     void main() override {
         if (const auto dataSource = dataSource_.lock())
-            dataSource->countUnlessKnown([this] { return isCancelled(); });
+            dataSource->count(Content::Known, [this] { return isCancelled(); });
     }
 
 private:
@@ -82,23 +82,39 @@ RemoteLogDataSource::RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>
 qint64 RemoteLogDataSource::rowCount() const {
     const bool canAsk = file_->client()->isConnected();
     const std::lock_guard guard(mutex_);
-    if (lastLineCount_ == 0 && canAsk && !std::exchange(isCountAsked_, true)) {
-        const auto self = std::const_pointer_cast<TailDataSource>(shared_from_this());
-        countQueue_.addOperation(
-            std::make_shared<CountOperation>(std::static_pointer_cast<RemoteLogDataSource>(self)));
+    if (lastLineCount_ == 0 && canAsk && !isCountUnwanted_ && !std::exchange(isCountAsked_, true)) {
+        const std::weak_ptr self = std::static_pointer_cast<RemoteLogDataSource>(
+            std::const_pointer_cast<TailDataSource>(shared_from_this()));
+        const auto operation = std::make_shared<CountOperation>(self);
+        // Also of one that was cancelled before it began.
+        operation->setCompletion([self] {
+            if (const auto dataSource = self.lock())
+                dataSource->countHasEnded();
+        });
+        countQueue_.addOperation(operation);
     }
     return shownLineCount_;
 }
 
-void RemoteLogDataSource::countUnlessKnown(const IsCancelled& isCancelled) {
-    count(Content::Known, isCancelled);
+void RemoteLogDataSource::countHasEnded() {
     const std::lock_guard guard(mutex_);
     isCountAsked_ = false;
+}
+
+void RemoteLogDataSource::cancelCount() {
+    {
+        const std::lock_guard guard(mutex_);
+        isCountUnwanted_ = true;
+    }
+    countQueue_.cancelAllOperations();
 }
 
 void RemoteLogDataSource::countLines(const IsCancelled& isCancelled) {
     {
         const std::lock_guard guard(mutex_);
+        if (isCancelled())
+            return;
+        isCountUnwanted_ = false;
         lastLineCount_ = 0;
     }
     count(Content::Known, isCancelled);
@@ -107,6 +123,7 @@ void RemoteLogDataSource::countLines(const IsCancelled& isCancelled) {
 void RemoteLogDataSource::fileHasGrown(const IsCancelled& isCancelled) {
     {
         const std::lock_guard guard(mutex_);
+        isCountUnwanted_ = false;
         lastLineCount_ = 0;
     }
     count(Content::Grown, isCancelled);
@@ -116,15 +133,19 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
     qint64 before = 0;
     {
         const std::lock_guard guard(mutex_);
+        isCountUnwanted_ = false;
         lastLineCount_ = 0;
-        if (size == 0)
+        if (size == 0) {
             before = std::exchange(shownLineCount_, 0);
+            ++emptied_;
+        }
     }
     if (size == 0) {
         // Of what comes back after a loss nobody knows what is new.
         const bool isMeasured = file_->client()->isConnected();
         forgetArrivedLines(isMeasured ? std::optional<qint64>(0) : std::nullopt);
         announce(Content::Other, before, 0);
+        file_->lookForFault();
     } else
         count(Content::Other, isCancelled);
 }
@@ -147,18 +168,31 @@ void RemoteLogDataSource::count(Content content, const IsCancelled& isCancelled)
             return; // by the count that this one has waited for
     }
     uncounted_ = std::max(uncounted_, content);
+    if (isCancelled())
+        return;
+    const std::uint64_t emptied = [this] {
+        const std::lock_guard guard(mutex_);
+        return emptied_;
+    }();
     const std::optional<qint64> counted = file_->lineCount(isCancelled);
     if (!counted)
         return;
-    content = std::exchange(uncounted_, Content::Known);
     qint64 before = 0;
     {
         const std::lock_guard guard(mutex_);
+        // What was counted is gone by now.
+        if (emptied_ != emptied)
+            return;
         lastLineCount_ = *counted;
         before = std::exchange(shownLineCount_, *counted);
     }
+    content = std::exchange(uncounted_, Content::Known);
     announce(content, before, *counted);
-    passArrivedLines(content, *counted);
+    passArrivedLines(content, *counted, emptied);
+    if (*counted > 0)
+        file_->linesAreThere();
+    else
+        file_->lookForFault();
 }
 
 void RemoteLogDataSource::followingBegan() {
@@ -173,10 +207,12 @@ void RemoteLogDataSource::forgetArrivedLines(std::optional<qint64> arrivedFrom) 
     arrivedFrom_ = arrivedFrom;
 }
 
-void RemoteLogDataSource::passArrivedLines(Content content, qint64 now) {
+void RemoteLogDataSource::passArrivedLines(Content content, qint64 now, std::uint64_t emptied) {
     qint64 first = 0;
     {
         const std::lock_guard guard(mutex_);
+        if (emptied_ != emptied)
+            return;
         const bool isFirstCount = !arrivedFrom_;
         if (isFirstCount || (content == Content::Known && now < *arrivedFrom_))
             arrivedFrom_ = now;
@@ -210,7 +246,7 @@ std::optional<quint64> RemoteLogDataSource::knownFileSize() const {
     return knownFileSize_;
 }
 
-void RemoteLogDataSource::setKnownFileSize(quint64 bytes) {
+void RemoteLogDataSource::setKnownFileSize(std::optional<quint64> bytes) {
     const std::lock_guard guard(mutex_);
     knownFileSize_ = bytes;
 }

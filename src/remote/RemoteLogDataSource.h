@@ -31,9 +31,12 @@ public:
     void followingBegan() override;
     void close() override;
 
+    /// Gives up a count that nobody has begun by a call of one of those below, and begins none until then.
+    void cancelCount();
+
     /// The size as it was seen last; nothing before. Any thread.
     std::optional<quint64> knownFileSize() const;
-    void setKnownFileSize(quint64 bytes);
+    void setKnownFileSize(std::optional<quint64> bytes);
 
     using IsCancelled = std::function<bool()>;
 
@@ -59,12 +62,13 @@ private:
     enum class Content { Known, Grown, Other };
 
     void count(Content content, const IsCancelled& isCancelled);
-    /// For the count that nobody waits for.
-    void countUnlessKnown(const IsCancelled& isCancelled);
+    /// The one that a look at the rows has asked for.
+    void countHasEnded();
     void announce(Content content, qint64 before, qint64 now);
     /// Lets the lines that have come since the last call pass the rules that tell the user of lines, in the
     /// background, whether or not anyone looks at them.
-    void passArrivedLines(Content content, qint64 now);
+    /// `emptied`: what the number of such events was when the count began.
+    void passArrivedLines(Content content, qint64 now, std::uint64_t emptied);
     void forgetArrivedLines(std::optional<qint64> arrivedFrom);
     void tellUser(const QString& text) const;
     /// The page's lines, from the rows or from the server. Nothing when they cannot be read.
@@ -79,6 +83,8 @@ private:
     qint64 shownLineCount_ = 0; // the last that was known
     std::optional<quint64> knownFileSize_;
     mutable bool isCountAsked_ = false; // an operation is queued
+    bool isCountUnwanted_ = false;
+    std::uint64_t emptied_ = 0; // how often all rows have gone without a count
     /// Lines before this one were there when following began, or have been handed to the rules. Nothing while
     /// it is not known what was there.
     std::optional<qint64> arrivedFrom_;

@@ -52,23 +52,34 @@ void RemoteLogFileObserver::fileSizeChanged(std::uint64_t oldSize, std::uint64_t
     const auto dataSource = dataSource_.lock();
     if (!dataSource)
         return;
-    const auto isStopped = [monitor = fileMonitor()] { return !monitor || monitor->isCancelled(); };
     dataSource->setKnownFileSize(newSize);
-    if (newSize > oldSize)
-        dataSource->fileHasGrown(isStopped);
+    if (newSize > oldSize && !file_->takeOtherTarget())
+        dataSource->fileHasGrown(isStopped());
     else
-        dataSource->fileHasShrunk(newSize, isStopped);
+        contentIsOther(*dataSource, newSize);
+}
+
+void RemoteLogFileObserver::contentIsOther(RemoteLogDataSource& dataSource, std::uint64_t size) {
+    static_cast<void>(file_->takeOtherTarget());
+    dataSource.fileHasShrunk(size, isStopped());
+}
+
+std::function<bool()> RemoteLogFileObserver::isStopped() const {
+    return [monitor = fileMonitor()] { return !monitor || monitor->isCancelled(); };
 }
 
 void RemoteLogFileObserver::filePolled() {
     const bool hasChanged = std::exchange(hasChanged_, false);
+    const auto dataSource = dataSource_.lock();
+    // Two files may be of one size.
+    if (!hasChanged && dataSource && file_->takeOtherTarget())
+        contentIsOther(*dataSource, file_->lastSize());
     auto monitor = fileMonitor();
     if (monitor == announcedMonitor_.lock())
         return;
     announcedMonitor_ = monitor;
     announceTailing();
     // A new monitor takes an empty file for one that has not changed. There may be rows from before.
-    const auto dataSource = dataSource_.lock();
     if (!hasChanged && dataSource)
         dataSource->fileIsEmpty();
 }

@@ -5,6 +5,7 @@
 #include "tail/FileMonitorOperation.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -40,6 +41,9 @@ public:
 
 private:
     std::shared_ptr<RemoteFileMonitorOperation> fileMonitor() const;
+    /// Of the monitor there is.
+    std::function<bool()> isStopped() const;
+    void contentIsOther(RemoteLogDataSource& dataSource, std::uint64_t size);
     /// `notification::tailingChanged`.
     void announceTailing();
 

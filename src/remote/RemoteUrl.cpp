@@ -47,7 +47,7 @@ std::optional<RemoteUrl> RemoteUrl::fromText(const QString& text) {
     const QStringView authority = rest.first(slash);
     const qsizetype at = authority.lastIndexOf(u'@');
     const qsizetype colon = authority.lastIndexOf(u':');
-    if (at <= 0 || colon <= at + 1)
+    if (at < 0 || colon <= at + 1)
         return std::nullopt;
     bool isNumber = false;
     const int port = authority.sliced(colon + 1).toInt(&isNumber);
@@ -64,7 +64,8 @@ std::optional<RemoteUrl> RemoteUrl::fromUrl(const QUrl& url) {
     const int port = url.port();
     const QString user = url.userName(QUrl::FullyDecoded);
     const QString host = url.host(QUrl::FullyDecoded);
-    if (url.scheme() != scheme || port < 1 || user.isEmpty() || host.isEmpty() || path.size() < 2)
+    const bool hasUser = !user.isEmpty() || url.authority(QUrl::FullyEncoded).startsWith(u'@');
+    if (url.scheme() != scheme || port < 1 || !hasUser || host.isEmpty() || path.size() < 2)
         return std::nullopt;
     return RemoteUrl(host, port, user, path.sliced(1));
 }
@@ -77,7 +78,8 @@ QString RemoteUrl::text() const {
 QUrl RemoteUrl::url() const {
     QUrl url;
     url.setScheme(scheme);
-    url.setUserName(user_, QUrl::DecodedMode);
+    // An empty one keeps its "@" only if it is there at all.
+    url.setUserName(user_.isNull() ? QStringLiteral("") : user_, QUrl::DecodedMode);
     url.setHost(host_, QUrl::DecodedMode);
     url.setPort(port_);
     url.setPath(QString::fromLatin1('/' + encodedPath(path_)), QUrl::StrictMode);

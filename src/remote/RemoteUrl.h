@@ -13,14 +13,13 @@ class RemoteHost;
 class RemoteHostsManager;
 
 /// The address of a file on a server: "ssh://", user@host:port, "/" and the percent-encoded path. A path that
-/// begins with "/" keeps it, so that two slashes stand behind the port. A value; any thread, save where hosts
-/// come in.
+/// begins with "/" keeps it, so that two slashes stand behind the port. The user may be empty where the
+/// user's configuration names one, and the "@" stays. A value; any thread, save where hosts come in.
 class RemoteUrl {
 public:
     /// `path`: as the server knows it. Main thread.
     RemoteUrl(const RemoteHost& host, const QString& path);
-    /// Nothing for what is no such address: another scheme; no user, host or path, or no port from 1 to
-    /// 65535.
+    /// Nothing for what is no such address: another scheme; no "@", host or path, or no port from 1 to 65535.
     static std::optional<RemoteUrl> fromText(const QString& text);
     static std::optional<RemoteUrl> fromUrl(const QUrl& url);
 

@@ -36,4 +36,19 @@ Result<SFTPClient::FileInfo> SFTPClient::infoForFileAtPath(const QString& path) 
     return session->infoForFileAtPath(path.toUtf8());
 }
 
+Result<std::optional<QString>> SFTPClient::linkTarget(const QString& path) {
+    const auto session = client_->session();
+    if (!session)
+        return notConnected();
+    const Result<std::optional<QByteArray>> target = session->linkTarget(path.toUtf8());
+    if (!target)
+        return target.error();
+    return target.value() ? std::optional(QString::fromUtf8(*target.value())) : std::nullopt;
+}
+
+Status SFTPClient::tryReading(const QString& path) {
+    const auto session = client_->session();
+    return session ? session->tryReading(path.toUtf8()) : Status(notConnected());
+}
+
 } // namespace korvane

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace korvane {
@@ -39,6 +40,10 @@ public:
     /// there is no such directory. Unsorted. The error names why it cannot be listed.
     virtual Result<std::vector<Entry>> contentsOfDirectoryAtPath(const QString& path);
     virtual Result<FileInfo> infoForFileAtPath(const QString& path);
+    /// The absolute path that a symbolic link leads to in the end; nothing for what is none.
+    virtual Result<std::optional<QString>> linkTarget(const QString& path);
+    /// The error names why the file cannot be read.
+    virtual Status tryReading(const QString& path);
 
 private:
     const std::shared_ptr<Client> client_;

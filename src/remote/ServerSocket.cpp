@@ -17,6 +17,7 @@
 #include <spawn.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -105,8 +106,10 @@ ServerSocket::ServerSocket() : cutEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK
 }
 
 ServerSocket::~ServerSocket() {
-    if (descriptor_ >= 0)
-        ::close(descriptor_);
+    for (const int descriptor : {descriptor_, agent_}) {
+        if (descriptor >= 0)
+            ::close(descriptor);
+    }
     if (program_ > 0) {
         ::kill(-program_, SIGTERM);
         // It may take its time to end.
@@ -141,7 +144,7 @@ Result<int> ServerSocket::connect(const QString& host, std::uint16_t port, Deadl
         const auto now = Clock::now();
         const Result<int> descriptor = connectTo(*address, cutEvent_, now + (deadline - now) / left);
         if (descriptor)
-            return keep(descriptor.value());
+            return keep(descriptor.value(), descriptor_);
         lastError = descriptor.error();
         if (isCut())
             break;
@@ -173,7 +176,44 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
         ::close(ends[0]);
         return systemError(fault);
     }
-    return keep(ends[0]);
+    return keep(ends[0], descriptor_);
+}
+
+Result<int> ServerSocket::connectToAgent(const QByteArray& path, Deadline deadline) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= static_cast<qsizetype>(sizeof address.sun_path))
+        return systemError(ENAMETOOLONG);
+    std::copy(path.begin(), path.end(), address.sun_path);
+    // One that takes nobody in is none.
+    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (descriptor < 0)
+        return systemError(errno);
+    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        const int fault = errno;
+        ::close(descriptor);
+        return systemError(fault);
+    }
+    Result<int> kept = keep(descriptor, agent_);
+    const std::lock_guard guard(mutex_);
+    if (kept)
+        agentDeadline_ = deadline;
+    return kept;
+}
+
+bool ServerSocket::cutLateAgent() {
+    const std::lock_guard guard(mutex_);
+    if (agentDeadline_ && Clock::now() > *agentDeadline_) {
+        agentDeadline_.reset();
+        isAgentLate_ = true;
+        ::shutdown(agent_, SHUT_RDWR);
+    }
+    return isAgentLate_;
+}
+
+void ServerSocket::agentAnswered() {
+    const std::lock_guard guard(mutex_);
+    agentDeadline_.reset();
 }
 
 void ServerSocket::cut() {
@@ -181,19 +221,21 @@ void ServerSocket::cut() {
     const std::lock_guard guard(mutex_);
     isCut_ = true;
     [[maybe_unused]] const auto written = ::write(cutEvent_, &one, sizeof one);
-    if (descriptor_ >= 0)
-        ::shutdown(descriptor_, SHUT_RDWR);
+    for (const int descriptor : {descriptor_, agent_}) {
+        if (descriptor >= 0)
+            ::shutdown(descriptor, SHUT_RDWR);
+    }
 }
 
-Result<int> ServerSocket::keep(int descriptor) {
+Result<int> ServerSocket::keep(int descriptor, int& own) {
     const std::lock_guard guard(mutex_);
-    const int own = isCut_ ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    if (own < 0) {
+    const int second = isCut_ ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (second < 0) {
         const Error error = isCut_ ? wasCut() : systemError(errno);
         ::close(descriptor);
         return error;
     }
-    descriptor_ = own;
+    own = second;
     return descriptor;
 }
 

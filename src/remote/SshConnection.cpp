@@ -88,7 +88,8 @@ Status SshConnection::login(LoginStep step) {
         loginJobs_.push_back({std::move(step), reply});
     }
     wake();
-    return reply->wait();
+    // The thread itself may hang in a call that asks the user's agent.
+    return reply->wait([this] { static_cast<void>(socket_.cutLateAgent()); }, patience);
 }
 
 void SshConnection::setAuthorized() {

@@ -23,6 +23,8 @@ enum class SshErrorCode {
     Cancelled,
     /// The server knows no such file.
     NoSuchFile,
+    /// The server has the file, and does not give it.
+    CannotRead,
 };
 
 Error sshError(SshErrorCode code, const QString& text);

@@ -69,6 +69,11 @@ Key publicKeyIn(const QString& path) {
     return Key(key);
 }
 
+bool namesAgent(const QString& configPath) {
+    QFile file(configPath);
+    return file.open(QIODevice::ReadOnly) && file.readAll().toLower().contains("identityagent");
+}
+
 Result<Key> privateKeyIn(const QString& path, const std::optional<QString>& passPhrase) {
     // Without a pass phrase the library would ask for it on the terminal.
     const auto noAnswer = [](const char*, char*, std::size_t, int, int, void*) { return -1; };
@@ -227,7 +232,24 @@ Status SshLogin::byPublicKey(const QString& publicKeyPath, const QString& privat
 Status SshLogin::byAgentAndConfiguration() {
     if (const Status time = allowTime(); !time)
         return time;
-    return outcome(ssh_userauth_publickey_auto(session_, nullptr, ""));
+    useAgent();
+    const Status proven = outcome(ssh_userauth_publickey_auto(session_, nullptr, ""));
+    const bool isLate = socket_.cutLateAgent();
+    socket_.agentAnswered();
+    if (isLate && !proven)
+        return sshError(SshErrorCode::TimedOut, QStringLiteral("The SSH agent does not answer."));
+    return proven;
+}
+
+void SshLogin::useAgent() {
+    const QByteArray path = qgetenv("SSH_AUTH_SOCK");
+    // Another agent that the configuration names is found by the library alone.
+    if (path.isEmpty() || namesAgent(settings_.configPath))
+        return;
+    if (const Result<int> agent = socket_.connectToAgent(path, deadline_))
+        ssh_set_agent_socket(session_, agent.value());
+    else // So that the library does not wait for it.
+        setTextOption(session_, SSH_OPTIONS_IDENTITY_AGENT, QStringLiteral("/dev/null"));
 }
 
 Status SshLogin::allowTime() {
@@ -251,8 +273,10 @@ Status SshLogin::outcome(int authentication) {
     case SSH_AUTH_PARTIAL:
         return sshError(SshErrorCode::Denied,
                         QStringLiteral("The server wants a second proof besides this one."));
-    default:
+    case SSH_AUTH_DENIED:
         return lastSshError(session_, SshErrorCode::Denied, QStringLiteral("The login was refused."));
+    default:
+        return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The login has failed."));
     }
 }
 

@@ -49,6 +49,8 @@ private:
     Status verifyHostKey(NMSSHSessionDelegate* delegate);
     /// Gives the next step the time that is left; an error when none is.
     Status allowTime();
+    /// Asks the agent by a way that can be cut off.
+    void useAgent();
     Status outcome(int authentication);
     /// Runs what waits for the user, for as long as he likes.
     template <typename Question>

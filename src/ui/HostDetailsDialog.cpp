@@ -114,6 +114,7 @@ QWidget* HostDetailsDialog::makeFields() {
     connect(authn_, &AuthnForm::changed, this, [this] { fieldsChanged(); });
     connect(usesSshConfig_, &QCheckBox::toggled, this, [this](bool isOn) {
         authn_->setOptional(isOn);
+        user_->setPlaceholderText(isOn ? tr("from ~/.ssh/config") : QString());
         fieldsChanged();
     });
     return fields;
@@ -167,7 +168,8 @@ void HostDetailsDialog::showHost(const RemoteHost& host) {
     port_->setValue(host.port());
     user_->setText(host.username());
     setGroup(host.group());
-    homePath_->setText(host.homePath());
+    shownHomePath_ = host.homePath();
+    homePath_->setText(shownHomePath_);
     authn_->setType(host.authnType().get());
     usesSshConfig_->setChecked(RemoteHostsManager::shared().usesSshConfig(host));
 }
@@ -187,7 +189,7 @@ QString HostDetailsDialog::enteredAddress() const {
 QString HostDetailsDialog::missing() const {
     if (const QString fault = addressFault(enteredAddress()); !fault.isEmpty())
         return fault;
-    if (user_->text().trimmed().isEmpty())
+    if (user_->text().trimmed().isEmpty() && !usesSshConfig_->isChecked())
         return tr("Enter the user name.");
     if (!homePath_->text().trimmed().startsWith(u'/'))
         return tr("The home path begins with “/”.");
@@ -200,7 +202,8 @@ void HostDetailsDialog::fieldsChanged() {
     ok_->setEnabled(missingText.isEmpty());
     ok_->setToolTip(missingText);
     showTestState();
-    const bool hasLabel = !enteredAddress().isEmpty() && !user_->text().trimmed().isEmpty();
+    const bool hasUser = usesSshConfig_->isChecked() || !user_->text().trimmed().isEmpty();
+    const bool hasLabel = !enteredAddress().isEmpty() && hasUser;
     const auto unnamed = enteredHost();
     unnamed->setName({});
     name_->setPlaceholderText(hasLabel ? unnamed->labelForHost() : tr("As you like to call it"));
@@ -223,10 +226,14 @@ void HostDetailsDialog::accept() {
         return;
     const auto host = enteredHost();
     auto& store = RemoteHostsManager::shared();
-    const auto place = std::find(store.hosts().begin(), store.hosts().end(), edited_);
+    const auto place =
+        std::find(store.hosts().begin(), store.hosts().end(), edited_ ? store.current(*edited_) : nullptr);
     const bool isKnown = place != store.hosts().end();
-    if (isKnown)
+    if (isKnown) {
         host->setUuid(edited_->uuid());
+        if (host->homePath() == shownHomePath_)
+            host->setHomePath((*place)->homePath());
+    }
     const Status saved = isKnown ? store.update(place - store.hosts().begin(), host) : store.add(host);
     if (!saved) {
         alerts_.present({Alert::Kind::Error, tr("The host cannot be saved."), saved.error().userText, {}},

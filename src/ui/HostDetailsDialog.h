@@ -61,6 +61,8 @@ private:
     QLineEdit* user_ = nullptr;
     QComboBox* group_ = nullptr;
     QLineEdit* homePath_ = nullptr;
+    /// What the field said at first: only a change of it is one of the host, whose own may change meanwhile.
+    QString shownHomePath_;
     AuthnForm* authn_ = nullptr;
     QCheckBox* usesSshConfig_ = nullptr;
     QLabel* hint_ = nullptr;

@@ -195,9 +195,18 @@ void ServerBrowserViewController::pinHomePath() {
         if (!selected.data(RemoteFileModel::IsDirectoryRole).toBool())
             path = directoryOf(path);
     }
-    client_->host()->setHomePath(path);
-    RemoteHostsManager::shared().save();
-    message_ = tr("%1 begins with %2 from now on").arg(client_->host()->labelForHost(), path);
+    auto& store = RemoteHostsManager::shared();
+    // It may have been edited since the browser was opened.
+    if (const auto host = store.current(*client_->host())) {
+        host->setHomePath(path);
+        store.save();
+        message_ = store.fault().isEmpty()
+                       ? tr("%1 begins with %2 from now on").arg(host->labelForHost(), path)
+                       : tr("%1 has not been saved: %2").arg(path, store.fault());
+    } else {
+        message_ = tr("%1 is no longer one of the remote hosts: nothing has been pinned")
+                       .arg(client_->host()->labelForHost());
+    }
     updateBusy();
 }
 

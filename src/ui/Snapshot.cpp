@@ -1,5 +1,7 @@
 #include "ui/Snapshot.h"
 
+#include "core/TailDataSourceProtocol.h"
+#include "documents/Document.h"
 #include "ui/LogViewController.h"
 #include "ui/MainWindowController.h"
 
@@ -17,14 +19,22 @@ Snapshot::Snapshot(MainWindowController& page, QString pngPath, std::function<bo
 }
 
 void Snapshot::tryToRender() {
-    if (!hasRows_ || page_.isLoading() || !isComplete_())
+    if (page_.isLoading() || !isComplete_() || (!hasRows_ && !isWithoutRows()))
         return;
     timer_.stop();
     // Once more round the event loop, so that the last rows and the footer are in it.
     QTimer::singleShot(200, this, [this] {
         const QPixmap picture = page_.window()->grab();
-        done_(picture.save(pngPath_, "PNG") ? QString() : tr("“%1” cannot be written").arg(pngPath_));
+        if (picture.save(pngPath_, "PNG"))
+            done_(hasRows_ ? QString() : page_.document()->openFault());
+        else
+            done_(tr("“%1” cannot be written").arg(pngPath_));
     });
+}
+
+bool Snapshot::isWithoutRows() const {
+    const auto source = page_.document()->dataSource();
+    return page_.canConnect() || !source || source->numberOfRows() == 0;
 }
 
 } // namespace korvane

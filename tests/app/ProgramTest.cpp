@@ -1,5 +1,12 @@
+#include "foundation/UserDefaults.h"
+#include "remote/AuthnType.h"
+#include "remote/RemoteHost.h"
+#include "remote/RemoteHostsManager.h"
+#include "remote/RemoteUrl.h"
+#include "support/KeyboardServer.h"
 #include "support/TemporaryFile.h"
 
+#include <QFile>
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -24,6 +31,7 @@ protected:
         QProcess process;
         auto environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_CONFIG_HOME"_s, directory_.path());
+        environment.insert(u"XDG_DATA_HOME"_s, directory_.path());
         environment.insert(u"QT_LOGGING_RULES"_s, u"*=false"_s);
         for (const auto* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
             environment.remove(QString::fromLatin1(variable));
@@ -97,6 +105,22 @@ TEST_F(ProgramTest, WhatCannotBeDoneIsSaidOnStandardError) {
         run({u"--snapshot"_s, u"/nonexistent/x.png"_s, QString::fromLocal8Bit(file.path())});
     EXPECT_EQ(unwritable.status, 1);
     EXPECT_TRUE(unwritable.errors.contains("/nonexistent/x.png"));
+}
+
+TEST_F(ProgramTest, APictureOfARemoteFileEndsWhereNobodyCanAnswer) {
+    const test::KeyboardServer server({{"", {{"Password: ", false, "secret"}}}});
+    UserDefaults defaults(inDirectory(u"defaults.ini"_s));
+    auto hosts = std::move(RemoteHostsManager::load(inDirectory(u"korvane"_s), defaults)).value();
+    const auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
+    host->setAuthnType(std::make_shared<KeyboardAuthnType>());
+    ASSERT_TRUE(hosts->add(host));
+    ASSERT_EQ(hosts->fault(), QString());
+    const QString picture = inDirectory(u"remote.png"_s);
+    const Outcome outcome = run({u"--snapshot"_s, picture, RemoteUrl(*host, u"/x.log"_s).text()});
+    EXPECT_EQ(outcome.status, 1) << outcome.errors.toStdString();
+    EXPECT_TRUE(outcome.errors.contains("Enter password for user 'tester'"));
+    EXPECT_TRUE(outcome.errors.contains("There is no connection to 127.0.0.1"));
+    EXPECT_TRUE(QFile::exists(picture));
 }
 
 } // namespace

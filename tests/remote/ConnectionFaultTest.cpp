@@ -214,6 +214,25 @@ TEST_F(ConnectionFaultTest, AServerThatNoLongerAnswersIsGivenUp) {
     }
 }
 
+TEST_F(ConnectionFaultTest, AListingMayTakeLongAsLongAsTheServerAnswers) {
+    settings_.unansweredLimit = 1s;
+    test::SshServer server;
+    ASSERT_TRUE(QDir(server.path()).mkdir(u"links"_s));
+    for (int count = 0; count < 60; ++count)
+        ASSERT_TRUE(QFile::link(u"nowhere"_s, server.path(u"links/%1"_s.arg(count))));
+    test::Relay relay(server.port(), std::numeric_limits<std::uint64_t>::max(), test::Relay::Then::Cut, 30ms);
+    const auto client = clientFor(keyHost(server, relay.port()));
+    ASSERT_EQ(connected(client), u"authorised, home"_s);
+    const auto begin = std::chrono::steady_clock::now();
+    const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(server.path(u"links"_s));
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, settings_.unansweredLimit);
+    ASSERT_TRUE(listed) << listed.error().userText.toStdString();
+    EXPECT_EQ(listed.value().size(), 60U);
+    EXPECT_TRUE(client->isConnected());
+    client->disconnect();
+    EXPECT_EQ(alerts_.texts(), QStringList());
+}
+
 TEST_F(ConnectionFaultTest, ACommandMayBeSilentAsLongAsTheServerAnswers) {
     settings_.keepAliveInterval = 50ms;
     settings_.unansweredLimit = 1s;

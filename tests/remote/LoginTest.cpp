@@ -92,25 +92,132 @@ TEST_F(LoginTest, KeysThatAreMissingOrNotAcceptedSayWhy) {
 }
 
 TEST_F(LoginTest, PasswordsAreTakenAndRefused) {
-    if (!test::SshServer::takesPasswords()) {
-        // The questions' server stands in: only root's may read a table of secrets.
-        const test::KeyboardServer server(password_);
-        auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
-        host->setAuthnType(std::make_shared<PasswordAuthnType>(u"secret"_s));
-        const QStringList refused = testOf(host);
-        ASSERT_EQ(refused.size(), 1);
-        EXPECT_TRUE(refused[0].startsWith(u"Connection test failed!|"_s));
+    const auto check = [this](const auto& hostFor, const QString& right, const QString& success) {
+        EXPECT_EQ(testOf(hostFor(right)), QStringList(success));
+        for (const std::optional<QString>& wrong : {std::optional<QString>(u"wrong"_s), {u""_s}, {}}) {
+            const QStringList refused = testOf(hostFor(wrong));
+            ASSERT_EQ(refused.size(), 1);
+            EXPECT_TRUE(refused[0].startsWith(
+                u"Connection test failed!|Please check the server configuration! Reason: Access denied for 'password'."_s))
+                << qPrintable(refused[0]);
+        }
+    };
+    const test::KeyboardServer own(password_, "secret");
+    check(
+        [&](const std::optional<QString>& password) {
+            auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, own.port(), u"tester"_s);
+            host->setAuthnType(std::make_shared<PasswordAuthnType>(password));
+            return host;
+        },
+        u"secret"_s, u"Connection success!|Remote login path: '/' does not exist on server!"_s);
+    EXPECT_EQ(own.logins(), 1);
+    // Only root's may read a table of secrets.
+    if (!test::SshServer::takesPasswords())
         return;
-    }
     const test::SshServer server;
-    EXPECT_EQ(testOf(hostWith(server, std::make_shared<PasswordAuthnType>(server.password()))),
-              QStringList(success_));
-    for (const std::optional<QString>& wrong : {std::optional<QString>(u"wrong"_s), {u""_s}, {}}) {
-        const QStringList refused = testOf(hostWith(server, std::make_shared<PasswordAuthnType>(wrong)));
-        ASSERT_EQ(refused.size(), 1);
-        EXPECT_TRUE(refused[0].startsWith(
-            u"Connection test failed!|Please check the server configuration! Reason: Access denied for 'password'."_s))
-            << qPrintable(refused[0]);
+    check(
+        [&](const std::optional<QString>& password) {
+            return hostWith(server, std::make_shared<PasswordAuthnType>(password));
+        },
+        server.password(), success_);
+}
+
+TEST_F(LoginTest, WhoWaitsForALoginTakesOverWhatComesOfIt) {
+    const test::KeyboardServer server(password_);
+    enum class Answer { Right, Wrong, None };
+    int questions = 0;
+    for (const Answer answer : {Answer::Right, Answer::Wrong, Answer::None}) {
+        SCOPED_TRACE(static_cast<int>(answer));
+        const auto client = clientFor(keyboardHost(server));
+        const int loginsBefore = server.logins();
+        const int refusalsBefore = server.refusals();
+        std::vector<std::thread> threads;
+        std::mutex mutex;
+        QStringList outcomes;
+        for (int count = 0; count < 4; ++count) {
+            threads.emplace_back([&] {
+                const QString outcome = test::outcome(client->connect());
+                const std::lock_guard guard(mutex);
+                outcomes << outcome;
+            });
+        }
+        EXPECT_TRUE(test::waitFor([&] {
+            return client->waitingForLogin() == 3 && static_cast<int>(alerts_.shown().size()) > questions;
+        }));
+        if (answer == Answer::None)
+            alerts_.press(questions, 1);
+        else
+            alerts_.enter(questions, answer == Answer::Right ? u"secret"_s : u"wrong"_s);
+        EXPECT_TRUE(test::waitFor([&] {
+            const std::lock_guard guard(mutex);
+            return outcomes.size() == 4;
+        }));
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(static_cast<int>(alerts_.shown().size()), ++questions) << "asked once more";
+        EXPECT_EQ(outcomes.count(outcomes.front()), 4) << outcomes.join(u'\n').toStdString();
+        EXPECT_EQ(server.logins() - loginsBefore, answer == Answer::Right ? 1 : 0);
+        EXPECT_EQ(server.refusals() - refusalsBefore, answer == Answer::Wrong ? 1 : 0);
+        EXPECT_EQ(client->wasRefused(), answer != Answer::Right);
+        client->disconnect();
+    }
+}
+
+TEST_F(LoginTest, OnlyTheLoginThatIsMeantIsEnded) {
+    const test::KeyboardServer server(password_);
+    const auto client = clientFor(keyboardHost(server));
+    EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
+    const std::uint64_t first = client->loginNumber();
+    client->endLogin(first);
+    EXPECT_FALSE(client->isConnected());
+    // One that is being made by somebody else, and one that was made since.
+    QString outcome;
+    std::thread connecting([&] { outcome = test::outcome(client->connect()); });
+    EXPECT_TRUE(test::waitFor([&] { return alerts_.shown().size() == 2U; }));
+    client->endLogin(first);
+    client->endLogin(client->loginNumber());
+    alerts_.enter(1, u"secret"_s);
+    connecting.join();
+    EXPECT_EQ(outcome, u"authorised, no home"_s);
+    client->endLogin(first);
+    EXPECT_TRUE(client->isConnected());
+    client->endLogin(client->loginNumber());
+    EXPECT_FALSE(client->isConnected());
+}
+
+TEST_F(LoginTest, ALoginBehindAnEndIsAnotherOne) {
+    const test::KeyboardServer server(password_);
+    const auto client = clientFor(keyboardHost(server));
+    QStringList outcomes{{}, {}};
+    std::thread first([&] { outcomes[0] = test::outcome(client->connect()); });
+    EXPECT_TRUE(test::waitFor([&] { return alerts_.shown().size() == 1U; }));
+    client->disconnect();
+    alerts_.willEnter(u"secret"_s);
+    std::atomic<bool> isDone{false};
+    std::thread second([&] {
+        outcomes[1] = test::outcome(client->connect());
+        isDone = true;
+    });
+    EXPECT_TRUE(test::waitFor([&] { return isDone.load(); }));
+    first.join();
+    second.join();
+    EXPECT_EQ(outcomes, QStringList({u"not authorised, no home"_s, u"authorised, no home"_s}));
+    client->disconnect();
+}
+
+TEST_F(LoginTest, ARefusalNamesTheServerAndWhatHelps) {
+    const test::KeyboardServer server(password_, "secret");
+    for (const QString& user : {u"tester"_s, u""_s}) {
+        auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), user);
+        host->setAuthnType(std::make_shared<PasswordAuthnType>(u"wrong"_s));
+        const auto client = clientFor(host);
+        const auto result = test::beside([&] { return client->connect(); });
+        ASSERT_TRUE(result && !*result);
+        EXPECT_TRUE(result->error().userText.startsWith(u"Access denied"_s));
+        EXPECT_EQ(result->error().recoverySuggestion,
+                  u"Logging in %1on 127.0.0.1:%2 was refused. Check the user name and the authentication of "
+                  "this host in Remote Hosts."_s.arg(user.isEmpty() ? QString() : u"as tester "_s)
+                      .arg(server.port()));
     }
 }
 

@@ -5,6 +5,7 @@
 #include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"
 #include "remote/RemoteHostsManager.h"
+#include "remote/RemoteLogDataSource.h"
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
@@ -183,7 +184,82 @@ TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
     EXPECT_EQ(row(2), u"line 3"_s);
 }
 
-TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOnce) {
+TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeReadAnew) {
+    open(test::numberedLines(1, 10));
+    client_->hold(true);
+    ASSERT_TRUE(test::waitFor([this] { return client_->commands(u"wc"_s).size() == 1; }));
+    ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Connected; }));
+    rows(); // as a window does, which asks for a count as well
+    document_->cancelLoading();
+    EXPECT_EQ(document_->loadProgress()->statusText(), u"Canceled!"_s);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20))) << "the command goes on";
+    client_->hold(false);
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(rows(), 0);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_EQ(client_->commands().size(), 1) << "a look at the rows begins it again";
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
+    EXPECT_TRUE(client_->isConnected());
+    EXPECT_FALSE(document_->isClosed());
+    document_->reload();
+    EXPECT_TRUE(waitForRows(10));
+    EXPECT_TRUE(loaded());
+    EXPECT_EQ(document_->loadProgress()->statusText(), u"Completed!"_s);
+
+    // And it can be followed after another one.
+    client_->hold(true);
+    document_->reload();
+    ASSERT_TRUE(test::waitFor([this] { return client_->commands(u"wc"_s).size() == 3; }));
+    document_->cancelLoading();
+    file_->append(test::numberedLines(11, 1));
+    document_->startTailingWhenLoaded();
+    client_->hold(false);
+    EXPECT_TRUE(rowBecomes(10, u"line 11"_s));
+    EXPECT_EQ(client_->loginCount, 1);
+}
+
+TEST_F(RemoteDocumentTest, CancellingALoginEndsItAndOneOfOthersStays) {
+    make();
+    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 10));
+    std::atomic<int> begun{0};
+    std::atomic<bool> isCancelled{false};
+    client_->setOnConnect([&] {
+        ++begun;
+        isCancelled.wait(false);
+    });
+    RemoteSession::open(document_, path());
+    ASSERT_TRUE(test::waitFor([&] { return begun == 1; }));
+    document_->cancelLoading();
+    isCancelled = true;
+    isCancelled.notify_all();
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Unconnected);
+    EXPECT_EQ(document_->loadProgress()->statusText(), u"Canceled!"_s);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    test::waitFor([] { return true; });
+    EXPECT_FALSE(client_->isConnected()) << "it was reached behind the end";
+    EXPECT_EQ(announced_, 0);
+    EXPECT_TRUE(alerts_.alerts.empty());
+
+    document_->reconnect();
+    ASSERT_TRUE(loaded());
+    ASSERT_TRUE(waitForRows(10));
+    isCancelled = false;
+    client_->setOnConnect([&] {
+        ++begun;
+        isCancelled.wait(false);
+    });
+    document_->reload();
+    ASSERT_TRUE(test::waitFor([&] { return begun == 2; }));
+    document_->cancelLoading();
+    isCancelled = true;
+    isCancelled.notify_all();
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_TRUE(client_->isConnected());
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
+    EXPECT_EQ(client_->loginCount, 2);
+}
+
+TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOncePerLogin) {
     make();
     client_->setPrintsText(true);
     file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 3));
@@ -192,8 +268,12 @@ TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOnce) {
     ASSERT_TRUE(loaded());
     ASSERT_TRUE(test::waitFor([this] { return client_->commands(u"ls"_s).size() > 3; }));
     EXPECT_EQ(rows(), 0);
-    ASSERT_FALSE(told_.isEmpty());
-    EXPECT_EQ(told_.filter(u"The server prints text at login: Welcome 3"_s).size(), 1);
+    const auto told = [this] { return told_.filter(u"The server prints text at login: Welcome "_s).size(); };
+    EXPECT_EQ(told(), 1);
+    client_->disconnect();
+    document_->checkFile([](FileFault) {});
+    document_->reconnect();
+    EXPECT_TRUE(test::waitFor([&] { return told() == 2; }));
 }
 
 TEST_F(RemoteDocumentTest, ClosingWaitsForNothing) {
@@ -253,6 +333,22 @@ TEST_F(RemoteDocumentTest, AShorterFileIsShownFromItsFirstLine) {
     file_->overwrite("x\n");
     EXPECT_TRUE(rowBecomes(0, u"x"_s));
     EXPECT_EQ(rows(), 1);
+}
+
+TEST_F(RemoteDocumentTest, ACountThatBeganBeforeTheFileWasEmptiedIsForgotten) {
+    openLoaded(test::numberedLines(1, 100));
+    follow();
+    client_->holdOutput(u"wc"_s);
+    const auto source = std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource());
+    std::thread counting([&] { source->countLines([] { return false; }); });
+    EXPECT_TRUE(test::waitFor([this] { return client_->heldOutputs() == 1; }));
+    file_->truncate(0);
+    EXPECT_TRUE(waitForRows(0));
+    client_->holdOutput({});
+    counting.join();
+    EXPECT_EQ(rows(), 0);
+    file_->append("new\n");
+    EXPECT_TRUE(rowBecomes(0, u"new"_s));
 }
 
 TEST_F(RemoteDocumentTest, AFileEmptiedBeforeItIsFollowedIsShownEmpty) {
@@ -377,6 +473,39 @@ TEST_F(RemoteDocumentTest, ALossWhileFollowingEmptiesTheViewUntilReconnected) {
     EXPECT_TRUE(document_->logFileObserver()->isTailing());
     file_->append("more\n");
     EXPECT_TRUE(rowBecomes(100, u"more"_s));
+}
+
+TEST_F(RemoteDocumentTest, APageThatFailsLeavesTheLoginOfOthers) {
+    openLoaded(test::numberedLines(1, 10));
+    client_->disconnect();
+    client_->setLogins(Logins::Unauthorised);
+    client_->setOnConnected([this] {
+        // While the page has found the server unreachable, the user has connected anew.
+        client_->setLogins(Logins::Accepted);
+        EXPECT_TRUE(client_->connect());
+    });
+    document_->dataSource()->loadPage(1, false);
+    EXPECT_TRUE(client_->isConnected());
+}
+
+TEST_F(RemoteDocumentTest, ARefusedLoginIsNotTriedAgainByPages) {
+    openLoaded(test::numberedLines(1, 25'000));
+    client_->disconnect();
+    client_->setLogins(Logins::Refused);
+    const int before = client_->connectCount;
+    for (const qint64 missing : {0, 5000, 10'000, 15'000}) {
+        document_->dataSource()->rowLine(missing);
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    }
+    EXPECT_EQ(client_->connectCount, before + 1);
+    ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    document_->reconnect();
+    ASSERT_TRUE(test::waitFor([this] { return alerts_.alerts.size() == 1; }));
+    EXPECT_EQ(client_->connectCount, before + 2) << "the user's own attempt";
+    client_->setLogins(Logins::Accepted);
+    document_->reconnect();
+    for (const qint64 line : {1, 5001, 10'001, 15'001})
+        EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
 }
 
 // ---- Rows that are not loaded

@@ -8,6 +8,7 @@
 
 #include <QFile>
 
+#include <cstdio>
 #include <gtest/gtest.h>
 
 namespace korvane {
@@ -19,12 +20,18 @@ using namespace Qt::StringLiterals;
 class RemoteServerTest : public test::RemoteSession {
 protected:
     void open(const QByteArray& content) {
-        QFile file(path_);
+        write(path_, content);
+        openPath(path_);
+        ASSERT_TRUE(waitForRows(content.count('\n')));
+    }
+    static void write(const QString& path, const QByteArray& content) {
+        QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         ASSERT_EQ(file.write(content), content.size());
         // The server's user is another one.
         ASSERT_TRUE(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
-        file.close();
+    }
+    void openPath(const QString& path) {
         const auto host = std::make_shared<RemoteHost>(QString::fromLatin1(test::SshServer::host),
                                                        server_.port(), server_.user());
         const auto login = std::make_shared<PublicKeyAuthnType>();
@@ -35,9 +42,21 @@ protected:
             RemoteDocument::create(host, alerts_, [this](const std::shared_ptr<RemoteHost>& configured) {
                 return Client::create(configured, alerts_, SessionSettings{});
             });
-        RemoteSession::open(document, path_);
+        RemoteSession::open(document, path);
         ASSERT_TRUE(loaded());
-        ASSERT_TRUE(waitForRows(content.count('\n')));
+    }
+    void follow() {
+        document_->startTailingWhenLoaded();
+        ASSERT_TRUE(test::waitFor([this] { return document_->logFileObserver()->isTailing(); }));
+    }
+    bool faultBecomes(const QString& text) {
+        return test::waitFor([&] {
+            rows(); // as a window looks at them
+            return document_->openFault() == text;
+        });
+    }
+    bool knownSizeBecomes(qsizetype bytes) {
+        return test::waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(bytes); });
     }
     /// Another process changes the file.
     void inShell(const QByteArray& command) const {
@@ -98,6 +117,92 @@ TEST_F(RemoteServerTest, AFileIsShownSearchedAndFollowed) {
     EXPECT_TRUE(rowBecomes(0, u"new"_s));
     EXPECT_EQ(rows(), 1);
     EXPECT_TRUE(alerts_.alerts.empty());
+}
+
+TEST_F(RemoteServerTest, AFileThatIsMissingOrCannotBeReadIsNoEmptyOne) {
+    openPath(path_);
+    EXPECT_TRUE(faultBecomes(u"\"%1\" cannot be read: it does not exist."_s.arg(path_)));
+    EXPECT_EQ(document_->knownFileSize(), std::nullopt);
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
+    write(path_, "");
+    EXPECT_TRUE(faultBecomes({}));
+    EXPECT_EQ(rows(), 0);
+
+    write(path_, "no newline");
+    EXPECT_TRUE(faultBecomes(u"\"%1\" cannot be read, or holds no complete line."_s.arg(path_)));
+    write(path_, "one\ntwo\n");
+    EXPECT_TRUE(waitForRows(2));
+    EXPECT_TRUE(faultBecomes({}));
+
+    ASSERT_TRUE(QFile::setPermissions(path_, {}));
+    document_->reload();
+    EXPECT_TRUE(faultBecomes(u"\"%1\" cannot be read: permission denied."_s.arg(path_)));
+    EXPECT_EQ(rows(), 0);
+    EXPECT_EQ(document_->knownFileSize(), 8U);
+    ASSERT_TRUE(QFile::setPermissions(path_, QFile::ReadOwner | QFile::ReadOther));
+    document_->reload();
+    EXPECT_TRUE(waitForRows(2));
+    EXPECT_TRUE(faultBecomes({}));
+    EXPECT_TRUE(alerts_.alerts.empty());
+}
+
+TEST_F(RemoteServerTest, AFileThatIsGoneWhileItIsFollowedIsNamedUntilItIsBack) {
+    open(test::numberedLines(1, 100));
+    follow();
+    ASSERT_TRUE(rowBecomes(99, u"line 100"_s));
+    const QString gone = u"\"%1\" cannot be read: it does not exist."_s.arg(path_);
+    int changes = 0;
+    const auto token =
+        NotificationCenter::shared().observe(notification::connectionStateChanged, [&](const Notification&) {
+            changes += document_->openFault() == gone ? 1 : 0;
+        });
+    ASSERT_TRUE(QFile::rename(path_, path_ + u".1"_s));
+    // Nobody looks at the rows.
+    EXPECT_TRUE(test::waitFor([&] { return document_->openFault() == gone; }));
+    EXPECT_GT(changes, 0) << "the windows are not told";
+    EXPECT_EQ(rows(), 0);
+    ASSERT_TRUE(QFile::rename(path_ + u".1"_s, path_));
+    EXPECT_TRUE(rowBecomes(99, u"line 100"_s));
+    EXPECT_TRUE(faultBecomes({}));
+}
+
+TEST_F(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
+    const QString first = server_.path(u"first.log"_s);
+    const QString second = server_.path(u"second.log"_s);
+    const QByteArray content = test::numberedLines(1, 100);
+    write(first, content);
+    ASSERT_TRUE(QFile::link(u"first.log"_s, path_));
+    openPath(path_);
+    ASSERT_TRUE(waitForRows(100));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    follow();
+    ASSERT_TRUE(test::runProgram({"/bin/sh", "-c", "printf 'grown\\n' >> \"$0\"", first.toUtf8()}));
+    EXPECT_TRUE(rowBecomes(100, u"grown"_s));
+    EXPECT_TRUE(knownSizeBecomes(content.size() + 6));
+    EXPECT_GT(document_->dataSource()->byteCount(0, 100), 0U);
+
+    // Larger than the first, so large as it, and a file of its own.
+    const auto leadTo = [&](const QString& target) {
+        ASSERT_TRUE(QFile::link(target, server_.path(u"new"_s)));
+        ASSERT_EQ(::rename(server_.path(u"new"_s).toUtf8().constData(), path_.toUtf8().constData()), 0);
+    };
+    write(second, "second 1\n" + content + "grown\n");
+    leadTo(second);
+    EXPECT_TRUE(rowBecomes(0, u"second 1"_s));
+    EXPECT_TRUE(waitForRows(102));
+    write(first, "another \n" + content + "grown\n");
+    leadTo(first);
+    EXPECT_TRUE(rowBecomes(0, u"another "_s));
+    write(second, "own\n");
+    ASSERT_EQ(::rename(second.toUtf8().constData(), path_.toUtf8().constData()), 0);
+    EXPECT_TRUE(rowBecomes(0, u"own"_s));
+    EXPECT_EQ(rows(), 1);
+    EXPECT_TRUE(knownSizeBecomes(4));
+    // A file that becomes a link.
+    leadTo(first);
+    EXPECT_TRUE(rowBecomes(0, u"another "_s));
+    EXPECT_TRUE(knownSizeBecomes(content.size() + 15));
+    EXPECT_EQ(document_->openFault(), QString());
 }
 
 TEST_F(RemoteServerTest, ALossLeavesTheRowsAndReconnectingGoesOn) {

@@ -33,6 +33,7 @@ TEST(RemoteUrlTest, AddressAndPathAreOneAnother) {
         {u"h"_s, 22, u"u"_s, u"/a/../b/./c//d"_s, u"ssh://u@h:22//a/../b/./c//d"_s, {}},
         {u"Web01"_s, 22, u"Me"_s, u"/x"_s, u"ssh://Me@Web01:22//x"_s, u"ssh://Me@web01:22//x"_s},
         {u"h_1"_s, 22, u"a@b"_s, u"/x"_s, u"ssh://a@b@h_1:22//x"_s, u"ssh://a%40b@h_1:22//x"_s},
+        {u"h"_s, 22, u""_s, u"/a b"_s, u"ssh://@h:22//a%20b"_s, {}},
         {u"fe80::1"_s, 22, u"u"_s, u"/x"_s, u"ssh://u@fe80::1:22//x"_s, u"ssh://u@[fe80::1]:22//x"_s},
     };
     for (const auto& [hostName, port, user, path, text, url] : cases) {
@@ -55,7 +56,7 @@ TEST(RemoteUrlTest, AddressAndPathAreOneAnother) {
 }
 
 TEST(RemoteUrlTest, WhatLacksAPartIsNoAddress) {
-    for (const char* text : {"ssh://u@h//x", "ssh://h:22//x", "ssh://@h:22//x", "ssh://u@:22//x",
+    for (const char* text : {"ssh://u@h//x", "ssh://h:22//x", "ssh://@:22//x", "ssh://u@:22//x",
                              "ssh://u@h:0//x", "ssh://u@h:65536//x", "ssh://u@h:2a//x", "ssh://u@h:22",
                              "ssh://u@h:22/", "sftp://u@h:22//x", "file:///x", "/x", ""}) {
         EXPECT_FALSE(RemoteUrl::fromText(QString::fromLatin1(text))) << text;
@@ -88,8 +89,14 @@ TEST_F(RemoteUrlHostTest, HostPortAndUserMustAllBeTheSame) {
     };
     EXPECT_FALSE(RemoteUrl::fromText(u"ssh://u@h:2222//tmp/x.log"_s)->hostIn(*hosts_));
     EXPECT_FALSE(RemoteUrl::fromText(u"ssh://U@h:22//tmp/x.log"_s)->hostIn(*hosts_));
-    for (const auto& host : {capital, foreign, shortened})
+    // Whose user is named elsewhere.
+    const auto userless = add(u"h"_s, 22, {});
+    for (const auto& host : {capital, foreign, shortened, userless}) {
         EXPECT_EQ(hostFor(RemoteUrl(*host, u"/x"_s)), host) << host->host().toStdString();
+        // As recent files, bookmarks and sessions keep it.
+        const QUrl kept(absoluteString(RemoteUrl(*host, u"/x"_s).url()));
+        EXPECT_EQ(RemoteUrl::fromUrl(kept)->hostIn(*hosts_), host) << kept.toString().toStdString();
+    }
 }
 
 } // namespace

@@ -27,10 +27,14 @@ public:
         if (onConnect_)
             std::exchange(onConnect_, nullptr)();
         const Logins logins = logins_.load();
+        ++connectCount;
+        setRefused(logins == Logins::Refused);
         if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted) {
             ++loginCount;
             loginBegins();
         }
+        if (onConnected_)
+            std::exchange(onConnected_, nullptr)();
         if (logins == Logins::Refused)
             return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};
         return Connection{logins == Logins::Accepted, true};
@@ -47,12 +51,30 @@ public:
             isConnected_ = false;
         if (!isConnected() || isUnanswered(command) || (isCancelled && isCancelled()))
             return std::nullopt;
-        return QString::fromUtf8(printedFirst_.load() ? "Welcome\n" + run(command) : run(command));
+        const QByteArray output = run(command);
+        {
+            std::unique_lock guard(mutex_);
+            const auto isOnItsWay = [&] {
+                return !heldOutput_.isEmpty() && command.startsWith(heldOutput_) && isConnected();
+            };
+            const bool isHeld = isOnItsWay();
+            heldOutputs_ += isHeld ? 1 : 0;
+            while (isOnItsWay())
+                changed_.wait_for(guard, std::chrono::milliseconds(5));
+            heldOutputs_ -= isHeld ? 1 : 0;
+        }
+        return QString::fromUtf8(printedFirst_.load() ? "Welcome\n" + output : output);
     }
     void disconnect() override { isConnected_ = false; }
+    void endLogin(std::uint64_t login) override {
+        if (login == loginNumber())
+            disconnect();
+    }
 
     /// Called once, by the next connecting. While nothing connects.
     void setOnConnect(std::function<void()> action) { onConnect_ = std::move(action); }
+    /// As above, before it returns.
+    void setOnConnected(std::function<void()> action) { onConnected_ = std::move(action); }
     void setLogins(Logins logins) { logins_ = logins; }
     /// The next command ends the connection.
     void setFails(bool fails) { fails_ = fails; }
@@ -68,6 +90,16 @@ public:
         isHeld_ = holds;
         changed_.notify_all();
     }
+    /// What commands that begin with the text have found is on its way from now on, until none is named.
+    void holdOutput(const QString& start) {
+        const std::lock_guard guard(mutex_);
+        heldOutput_ = start;
+        changed_.notify_all();
+    }
+    int heldOutputs() const {
+        const std::lock_guard guard(mutex_);
+        return heldOutputs_;
+    }
     /// Those asked for so far that begin with the text.
     QStringList commands(const QString& start = {}) const {
         const std::lock_guard guard(mutex_);
@@ -78,6 +110,7 @@ public:
     }
 
     std::atomic<int> loginCount{0};
+    std::atomic<int> connectCount{0};
 
 private:
     bool isUnanswered(const QString& command) const {
@@ -95,6 +128,7 @@ private:
     }
 
     std::function<void()> onConnect_;
+    std::function<void()> onConnected_;
     std::atomic<Logins> logins_{Logins::Accepted};
     std::atomic<bool> isConnected_{false};
     std::atomic<bool> fails_{false};
@@ -105,6 +139,8 @@ private:
     // Guarded by mutex_.
     QStringList commands_;
     QString unanswered_;
+    QString heldOutput_;
+    int heldOutputs_ = 0;
     bool isHeld_ = false;
 };
 

@@ -8,6 +8,12 @@
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 namespace korvane {
 namespace {
 
@@ -106,6 +112,42 @@ TEST_F(SshConfigTest, TheAgentProvesTheLogin) {
     client->disconnect();
 }
 
+TEST_F(SshConfigTest, AnAgentThatNeverAnswersHoldsUpNoLogin) {
+    const test::SshServer server;
+    const QByteArray path = this->path(u"silent"_s).toLocal8Bit();
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::copy(path.begin(), path.end(), address.sun_path);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener, 4), 0);
+    const test::ScopedVariable running("SSH_AUTH_SOCK", path);
+    settings_.usesSshConfig = true;
+
+    // Called off as soon as the agent is asked.
+    const auto host = keyHost(server);
+    const auto cancelled = clientFor(host);
+    bool isDone = false;
+    const auto begin = std::chrono::steady_clock::now();
+    cancelled->testConnection([&] { isDone = true; });
+    pollfd asked{listener, POLLIN, 0};
+    EXPECT_EQ(::poll(&asked, 1, 20'000), 1);
+    cancelled->cancelConnectionTest();
+    EXPECT_TRUE(test::waitFor([&] { return isDone; }, 10s));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, settings_.connectingLimit);
+
+    settings_.connectingLimit = 1s;
+    EXPECT_EQ(connected(clientFor(host)), u"error: The SSH agent does not answer."_s);
+    // One that has no place for anyone more is as good as none.
+    ASSERT_EQ(::listen(listener, 0), 0);
+    settings_.connectingLimit = 15s;
+    const auto client = clientFor(host);
+    EXPECT_EQ(connected(client), u"authorised, home"_s);
+    client->disconnect();
+    EXPECT_EQ(alerts_.texts(), QStringList());
+    ::close(listener);
+}
+
 TEST_F(SshConfigTest, AJumpHostIsGoneThrough) {
     const test::SshServer jump;
     const test::SshServer server;
@@ -157,7 +199,11 @@ TEST_F(SshConfigTest, AnUnknownHostKeyIsAskedForOnceAndAChangedOneRefused) {
     server.stop();
     server.makeHostKey();
     server.start();
-    const QString changed = connected(clientFor(host));
+    const auto refusing = clientFor(host);
+    const auto refusal = test::beside([&] { return refusing->connect(); });
+    ASSERT_TRUE(refusal && !*refusal);
+    EXPECT_TRUE(refusal->error().recoverySuggestion.contains(u"127.0.0.1:%1"_s.arg(server.port())));
+    const QString changed = test::outcome(*refusal);
     EXPECT_TRUE(changed.startsWith(u"error: The key of the server is not the one that "_s))
         << qPrintable(changed);
     EXPECT_TRUE(changed.contains(u"Known: ssh-ed25519 "_s + known)) << qPrintable(changed);

@@ -4,8 +4,20 @@
 #include <fcntl.h>
 
 namespace korvane::test {
+namespace {
 
-KeyboardServer::KeyboardServer(QList<Round> rounds) : rounds_(std::move(rounds)), bind_(ssh_bind_new()) {
+/// The library would rather be asked by callbacks; the questions are only told by messages.
+QByteArray passwordIn(ssh_message message) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    return ssh_message_auth_password(message);
+#pragma GCC diagnostic pop
+}
+
+} // namespace
+
+KeyboardServer::KeyboardServer(QList<Round> rounds, QByteArray password)
+    : rounds_(std::move(rounds)), password_(std::move(password)), bind_(ssh_bind_new()) {
     ssh_key key = nullptr;
     EXPECT_EQ(ssh_pki_generate(SSH_KEYTYPE_ED25519, 0, &key), SSH_OK);
     EXPECT_EQ(ssh_bind_options_set(bind_, SSH_BIND_OPTIONS_IMPORT_KEY, key), SSH_OK);
@@ -44,7 +56,9 @@ void KeyboardServer::accept() {
 
 void KeyboardServer::serve(int socket) {
     const ssh_session session = ssh_new();
-    ssh_set_auth_methods(session, SSH_AUTH_METHOD_INTERACTIVE);
+    ssh_set_auth_methods(session, password_.isEmpty()
+                                      ? SSH_AUTH_METHOD_INTERACTIVE
+                                      : SSH_AUTH_METHOD_INTERACTIVE | SSH_AUTH_METHOD_PASSWORD);
     bool isAccepted = false;
     {
         const std::lock_guard guard(mutex_);
@@ -69,6 +83,7 @@ void KeyboardServer::answer(ssh_session session, ssh_message message, Login& log
             login.round = 0;
             ask(message, rounds_[0]);
         } else if (!areRight(session, rounds_[login.round])) {
+            ++refusals_;
             ssh_message_reply_default(message);
         } else if (++login.round < rounds_.size()) {
             ask(message, rounds_[login.round]);
@@ -77,6 +92,13 @@ void KeyboardServer::answer(ssh_session session, ssh_message message, Login& log
             ++logins_;
             ssh_message_auth_reply_success(message, 0);
         }
+    } else if (type == SSH_REQUEST_AUTH && subtype == SSH_AUTH_METHOD_PASSWORD && !password_.isEmpty()) {
+        login.isDone = passwordIn(message) == password_;
+        ++(login.isDone ? logins_ : refusals_);
+        if (login.isDone)
+            ssh_message_auth_reply_success(message, 0);
+        else
+            ssh_message_reply_default(message);
     } else if (type == SSH_REQUEST_CHANNEL_OPEN && login.isDone) {
         ssh_message_channel_request_open_reply_accept(message);
     } else if (type == SSH_REQUEST_CHANNEL && subtype == SSH_CHANNEL_REQUEST_EXEC) {

@@ -28,7 +28,8 @@ public:
         QList<Prompt> prompts;
     };
 
-    explicit KeyboardServer(QList<Round> rounds);
+    /// Takes a password without questions, too, where one is given.
+    explicit KeyboardServer(QList<Round> rounds, QByteArray password = {});
     ~KeyboardServer();
     KeyboardServer(const KeyboardServer&) = delete;
     KeyboardServer& operator=(const KeyboardServer&) = delete;
@@ -36,6 +37,8 @@ public:
     std::uint16_t port() const { return listener_.port(); }
     /// Logins that were complete and right.
     int logins() const { return logins_; }
+    /// Proofs that were wrong.
+    int refusals() const { return refusals_; }
     /// Ends all connections.
     void cutConnections();
 
@@ -52,9 +55,11 @@ private:
     void run(ssh_message message);
 
     const QList<Round> rounds_;
+    const QByteArray password_;
     const Listener listener_;
     const ssh_bind bind_;
     std::atomic<int> logins_{0};
+    std::atomic<int> refusals_{0};
     std::thread acceptor_;
 
     std::mutex mutex_;

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <mutex>
@@ -62,8 +63,10 @@ class Relay {
 public:
     enum class Then { Cut, Silence };
 
-    Relay(std::uint16_t serverPort, std::uint64_t serverBytes, Then then)
-        : serverPort_(serverPort), serverBytes_(serverBytes), then_(then) {
+    /// `delay`: so long each piece from the server is under way.
+    Relay(std::uint16_t serverPort, std::uint64_t serverBytes, Then then,
+          std::chrono::milliseconds delay = std::chrono::milliseconds(0))
+        : serverPort_(serverPort), serverBytes_(serverBytes), then_(then), delay_(delay) {
         worker_ = std::thread([this] { serve(); });
     }
     ~Relay() {
@@ -112,6 +115,7 @@ private:
             if (both[0].revents && !pass(client, server, 1 << 16))
                 return;
             if (both[1].revents) {
+                ::poll(nullptr, 0, static_cast<int>(delay_.count()));
                 const std::uint64_t count = pass(server, client, left);
                 passed_ += count;
                 left -= count;
@@ -132,6 +136,7 @@ private:
     const std::uint16_t serverPort_;
     const std::uint64_t serverBytes_;
     const Then then_;
+    const std::chrono::milliseconds delay_;
     const Listener listener_;
     std::atomic<bool> isOver_{false};
     std::atomic<std::uint64_t> passed_{0};

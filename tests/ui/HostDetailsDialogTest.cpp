@@ -184,6 +184,14 @@ TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
     EXPECT_FALSE(isComplete());
     click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
     EXPECT_TRUE(isComplete());
+    type(dialog_.get(), u"User:"_s, {});
+    EXPECT_TRUE(isComplete()) << "the configuration names the user";
+    EXPECT_EQ(field(dialog_.get(), u"User:"_s)->placeholderText(), u"from ~/.ssh/config"_s);
+    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
+    EXPECT_FALSE(isComplete());
+    EXPECT_TRUE(says(u"Enter the user name."_s));
+    EXPECT_EQ(field(dialog_.get(), u"User:"_s)->placeholderText(), QString());
+    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
     choose(u"Public Key"_s);
     EXPECT_TRUE(isComplete());
     type(dialog_.get(), u"Public key:"_s, u"id.pub"_s);
@@ -192,6 +200,11 @@ TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
     click(dialog_.get(), u"OK"_s);
     ASSERT_EQ(hosts().size(), 1U);
     EXPECT_TRUE(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]));
+    EXPECT_EQ(savedHosts()->host(0)->username(), QString());
+    show(hosts()[0]);
+    EXPECT_TRUE(isComplete());
+    type(dialog_.get(), u"User:"_s, u"admin"_s);
+    click(dialog_.get(), u"OK"_s);
     show(hosts()[0]);
     click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
     click(dialog_.get(), u"Cancel"_s);
@@ -239,6 +252,24 @@ TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
               u"Could not connect to host: 127.0.0.1 on port %1"_s.arg(ntohs(address.sin_port)));
     EXPECT_TRUE(button(dialog_.get(), u"Test Connection"_s)->isEnabled());
     EXPECT_TRUE(hosts().empty());
+}
+
+TEST_F(HostDetailsDialogTest, AHomePathPinnedMeanwhileStaysUnlessItIsChangedHere) {
+    const auto host = addHost(u"web"_s);
+    host->setHomePath(u"/srv"_s);
+    for (const bool isChangedHere : {false, true}) {
+        const auto current = hosts().front();
+        show(current);
+        current->setHomePath(u"/var/log"_s);
+        type(dialog_.get(), u"Name:"_s, u"renamed"_s);
+        if (isChangedHere)
+            type(dialog_.get(), u"Home path:"_s, u"/opt"_s);
+        click(dialog_.get(), u"OK"_s);
+        ASSERT_EQ(hosts().size(), 1U);
+        EXPECT_EQ(hosts().front()->homePath(), isChangedHere ? u"/opt"_s : u"/var/log"_s);
+        EXPECT_EQ(savedHosts()->host(0)->homePath(), isChangedHere ? u"/opt"_s : u"/var/log"_s);
+        EXPECT_EQ(hosts().front()->name(), u"renamed"_s);
+    }
 }
 
 TEST_F(HostDetailsDialogTest, AHostWithoutALoginIsNotGivenOneUnasked) {

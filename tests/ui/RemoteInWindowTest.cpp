@@ -2,9 +2,11 @@
 #include "remote/RemoteDocument.h"
 #include "remote/RemoteHost.h"
 #include "remote/ShellClient.h"
+#include "ui/Snapshot.h"
 
 #include <QApplication>
 #include <QClipboard>
+#include <QFile>
 #include <QLabel>
 
 namespace korvane {
@@ -23,6 +25,7 @@ protected:
             return std::shared_ptr<Document>(
                 RemoteDocument::create(host_, alerts_, [this](const std::shared_ptr<RemoteHost>& host) {
                     client_ = std::make_shared<test::ShellClient>(host, alerts_);
+                    client_->setLogins(logins_);
                     return client_;
                 }));
         });
@@ -43,6 +46,7 @@ protected:
 
     const std::shared_ptr<RemoteHost> host_ = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
     std::shared_ptr<test::ShellClient> client_;
+    test::ShellClient::Logins logins_ = test::ShellClient::Logins::Accepted;
 };
 
 TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
@@ -66,6 +70,42 @@ TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
     ASSERT_TRUE(until([&] { return store.hasLineMark(address, 0); }));
     EXPECT_EQ(store.lineMarksFor(address)->front()->line(), u"line 1"_s);
     EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(0));
+}
+
+TEST_F(RemoteInWindowTest, APictureIsDrawnOfWhatThereIs) {
+    const TemporaryFile full(numberedLines(100) + '\n');
+    const TemporaryFile empty("");
+    const QString missing = u"/nonexistent/x.log"_s;
+    using Logins = test::ShellClient::Logins;
+    const struct {
+        Logins logins;
+        QString path;
+        QString fault;
+    } cases[] = {
+        {Logins::Accepted, QString::fromUtf8(full.path()), {}},
+        {Logins::Accepted, QString::fromUtf8(empty.path()), {}},
+        {Logins::Accepted, missing, {}},
+        {Logins::Unauthorised, QString::fromUtf8(full.path()), u"There is no connection to h"_s},
+        {Logins::Refused, QString::fromUtf8(full.path()), u"There is no connection to h"_s},
+    };
+    for (const auto& [logins, path, fault] : cases) {
+        SCOPED_TRACE(path.toStdString());
+        logins_ = logins;
+        const auto document = documents_.openDocument(RemoteUrl(*host_, path).url());
+        ASSERT_TRUE(document);
+        std::optional<QString> outcome;
+        const QString picture = settings_.filePath(u"picture.png"_s);
+        new Snapshot(
+            *windows_.pageOf(*document), picture, [] { return true; },
+            [&](const QString& text) { outcome = text; });
+        EXPECT_TRUE(until([&] { return outcome.has_value(); }));
+        EXPECT_EQ(outcome, fault);
+        EXPECT_EQ(document->dataSource()->numberOfRows() == 100, path == cases[0].path && fault.isEmpty());
+        EXPECT_TRUE(QFile::remove(picture));
+        documents_.closeAllDocuments();
+        windows_.closeAll();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
 }
 
 TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {

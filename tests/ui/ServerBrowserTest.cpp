@@ -8,6 +8,8 @@
 #include "ui/MainThreadPump.h"
 #include "ui/RemoteColumnView.h"
 
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QListView>
 #include <QPointer>
@@ -18,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <map>
@@ -131,6 +134,17 @@ protected:
         })) << path.toStdString();
         return found;
     }
+    bool says(const QString& text) {
+        return waitUntil([&] {
+            const auto labels = browser_->findChildren<QLabel*>();
+            return std::any_of(labels.begin(), labels.end(),
+                               [&](const QLabel* label) { return label->text() == text; });
+        });
+    }
+    QString homePathInStore() const {
+        const auto stored = RemoteHostsManager::load(directory_.path(), Preferences::shared().userDefaults());
+        return stored.value()->host(0)->homePath();
+    }
     QStringList names(const QModelIndex& parent) {
         QStringList names;
         for (int row = 0; row < columns().model()->rowCount(parent); ++row)
@@ -211,10 +225,6 @@ TEST_F(ServerBrowserTest, ThePathBarAndTheRootButtonLeadBack) {
 
 TEST_F(ServerBrowserTest, APinOutlivesTheProgram) {
     open();
-    const auto homePathInStore = [this] {
-        const auto stored = RemoteHostsManager::load(directory_.path(), Preferences::shared().userDefaults());
-        return stored.value()->host(0)->homePath();
-    };
     columns().setCurrentIndex(entry(u"/var"_s));
     columns().setCurrentIndex(entry(u"/var/log"_s));
     button(u"Pin"_s)->click();
@@ -224,17 +234,39 @@ TEST_F(ServerBrowserTest, APinOutlivesTheProgram) {
     EXPECT_EQ(homePathInStore(), u"/"_s);
 }
 
+TEST_F(ServerBrowserTest, APinReachesTheHostAsItIsByNow) {
+    open();
+    auto& store = RemoteHostsManager::shared();
+    const auto edited = std::make_shared<RemoteHost>(u"h2"_s, 22, u"u"_s);
+    edited->setUuid(host_->uuid());
+    ASSERT_TRUE(store.update(0, edited));
+    columns().setCurrentIndex(entry(u"/var"_s));
+    button(u"Pin"_s)->click();
+    EXPECT_EQ(edited->homePath(), u"/var"_s);
+    EXPECT_EQ(homePathInStore(), u"/var"_s);
+    EXPECT_TRUE(says(u"u@h2:22 begins with /var from now on"_s));
+
+    store.remove(edited);
+    button(u"Pin"_s)->click();
+    EXPECT_TRUE(says(u"u@h:22 is no longer one of the remote hosts: nothing has been pinned"_s));
+    EXPECT_EQ(store.count(), 0);
+}
+
+TEST_F(ServerBrowserTest, APinThatCannotBeSavedSaysSo) {
+    open();
+    columns().setCurrentIndex(entry(u"/var"_s));
+    const QString file = directory_.filePath(RemoteHostsManager::DATA_FILE);
+    ASSERT_TRUE(QFile::remove(file) && QDir().mkpath(file + u"/in the way"_s));
+    button(u"Pin"_s)->click();
+    EXPECT_FALSE(RemoteHostsManager::shared().fault().isEmpty());
+    EXPECT_TRUE(says(u"/var has not been saved: "_s + RemoteHostsManager::shared().fault()));
+}
+
 TEST_F(ServerBrowserTest, WhatCannotBeListedIsNamed) {
     tree_->directories[u"/"_s].push_back({u"root"_s, true, false});
     open();
     columns().setCurrentIndex(entry(u"/root"_s));
-    EXPECT_TRUE(waitUntil([&] {
-        for (QLabel* label : browser_->findChildren<QLabel*>()) {
-            if (label->text() == u"/root cannot be listed: Permission denied"_s)
-                return true;
-        }
-        return false;
-    }));
+    EXPECT_TRUE(says(u"/root cannot be listed: Permission denied"_s));
     EXPECT_EQ(columns().model()->rowCount(entry(u"/root"_s)), 0);
 }
 

@@ -195,6 +195,9 @@ TEST_F(RemoteEndToEndTest, AfterALossTheFollowedViewComesBackWhereItWas) {
     run.page()->logView().goToLine(6'000);
     run.table().selectRow(6'001);
     ASSERT_TRUE(until([&] { return run.shown(6'001) == u"line 6002"_s; }));
+    // A page still on its way would log in again before the loss is noticed.
+    const auto source = run.page()->document()->dataSource();
+    ASSERT_TRUE(until([&] { return source->cachedRowLine(0) && source->cachedRowLine(lineCount - 1); }));
     const qint64 top = run.table().firstVisibleRow();
     bool wasEmptied = false;
     QObject::connect(&run.table(), &LogTableView::contentChanged, run.page(),

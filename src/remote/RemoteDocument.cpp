@@ -109,13 +109,13 @@ protected:
             });
             return;
         }
+        file_->lookForLink();
+        static_cast<void>(file_->takeOtherTarget());
         report([](RemoteDocument& document) { document.connected(); });
         if (const auto information = SFTPClient(file_->client()).infoForFileAtPath(file_->path()))
             dataSource_->setKnownFileSize(information.value().fileSize);
         else if (isSshError(information.error(), SshErrorCode::NoSuchFile))
             dataSource_->setKnownFileSize(std::nullopt);
-        file_->lookForLink();
-        static_cast<void>(file_->takeOtherTarget());
         dataSource_->countLines([this] { return isCancelled(); });
         if (!isCancelled())
             report([](RemoteDocument& document) { document.loadEnded(); });

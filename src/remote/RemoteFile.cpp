@@ -145,11 +145,10 @@ void RemoteFile::lookForFault() {
 }
 
 void RemoteFile::setFault(const QString& text) {
-    {
-        const std::lock_guard guard(mutex_);
-        if (std::exchange(fault_, text) == text)
-            return;
-    }
+    // Told under the lock, so that the last one is heard last.
+    const std::lock_guard guard(mutex_);
+    if (std::exchange(fault_, text) == text)
+        return;
     if (const auto listener = listener_.lock())
         listener->fileFault(text);
 }

@@ -26,6 +26,7 @@ public:
     /// What should be a number is a text.
     virtual void serverPrintsText(const QString& text) = 0;
     /// Why there are no lines of the file; empty when there are some, or none for a good reason.
+    /// Does not wait, and asks the file nothing.
     virtual void fileFault(const QString& text) = 0;
 };
 

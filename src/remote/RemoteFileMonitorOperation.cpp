@@ -14,7 +14,6 @@ void RemoteFileMonitorOperation::main() {
         cancel();
         return;
     }
-    file_->lookForLink();
     FileMonitorOperation::main();
 }
 

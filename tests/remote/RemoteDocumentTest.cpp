@@ -185,8 +185,10 @@ TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
 }
 
 TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeReadAnew) {
-    open(test::numberedLines(1, 10));
+    make();
     client_->hold(true);
+    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 10));
+    RemoteSession::open(document_, path());
     ASSERT_TRUE(test::waitFor([this] { return client_->commands(u"wc"_s).size() == 1; }));
     ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Connected; }));
     rows(); // as a window does, which asks for a count as well

@@ -122,11 +122,13 @@ QString remoteTerminalCommand(const QUrl& remoteUrl) {
     const QString user = remoteUrl.userName(QUrl::FullyDecoded);
     const QString host = remoteUrl.host(QUrl::FullyDecoded);
     const int port = remoteUrl.port();
-    if (user.isEmpty() || host.isEmpty() || port < 0)
+    // An empty user, as in "ssh://@host:22//path", is that of the user's own configuration.
+    const bool hasUser = remoteUrl.authority(QUrl::FullyEncoded).contains(u'@');
+    if (!hasUser || host.isEmpty() || port < 0)
         fatalError("the address of a remote file lacks its user, host or port");
-    return QStringLiteral("ssh -t ") + user + u'@' + host + QStringLiteral(" -p ") + QString::number(port) +
-           QStringLiteral(" \"cd '") + quotedText(directoryOf(localPath(remoteUrl))) +
-           QStringLiteral("' ; exec $SHELL -l\"");
+    return QStringLiteral("ssh -t ") + (user.isEmpty() ? QString() : user + u'@') + host +
+           QStringLiteral(" -p ") + QString::number(port) + QStringLiteral(" \"cd '") +
+           quotedText(directoryOf(localPath(remoteUrl))) + QStringLiteral("' ; exec $SHELL -l\"");
 }
 
 void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, const void* window) {

@@ -60,7 +60,8 @@ TEST(TerminalCommandTest, TheRemoteCommandLogsInAndGoesToTheDirectory) {
           Case{u"ssh://a%40b@10.0.0.1:2222//srv/my%20logs/x%20y.log"_s,
                u"ssh -t a@b@10.0.0.1 -p 2222 \"cd '/srv/my logs' ; exec $SHELL -l\""_s},
           Case{u"ssh://u@h:22/x.log"_s, u"ssh -t u@h -p 22 \"cd '/' ; exec $SHELL -l\""_s},
-          Case{u"ssh://u@h:22/logs/x.log"_s, u"ssh -t u@h -p 22 \"cd '/logs' ; exec $SHELL -l\""_s}})
+          Case{u"ssh://u@h:22/logs/x.log"_s, u"ssh -t u@h -p 22 \"cd '/logs' ; exec $SHELL -l\""_s},
+          Case{u"ssh://@h:22//logs/x.log"_s, u"ssh -t h -p 22 \"cd '/logs' ; exec $SHELL -l\""_s}})
         EXPECT_EQ(remoteTerminalCommand(QUrl(c.url)), c.command);
     for (const QString& incomplete : {u"ssh://h:22//x"_s, u"ssh://u@h//x"_s, u"ssh://u@:22//x"_s})
         EXPECT_DEATH(remoteTerminalCommand(QUrl(incomplete)), "user, host or port") << qPrintable(incomplete);

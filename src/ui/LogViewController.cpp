@@ -140,10 +140,11 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     });
     if (!isLoaded_)
         endFollower_->forgetNewLines();
-    requestVisiblePages();
     followPendingLine(!isLoading());
     followPendingPlace(false);
     restoreEmptiedView();
+    // Of the place that has been reached, not of the one on the way.
+    requestVisiblePages();
     if (isLoaded_ && lineCount() > countBefore)
         Q_EMIT linesArrived(lineCount() - countBefore);
     Q_EMIT rowCountChanged();

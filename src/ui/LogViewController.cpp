@@ -17,6 +17,7 @@
 #include "ui/CopyLinesOperation.h"
 #include "ui/EndFollower.h"
 #include "ui/GotoLineViewController.h"
+#include "ui/LineMarker.h"
 #include "ui/LogSearch.h"
 #include "ui/SizeText.h"
 
@@ -53,6 +54,7 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     : QObject(parent), document_(std::move(document)), dataSource_(document_->dataSource()), alerts_(alerts),
       tableView_(new LogTableView(parent)), search_(new LogSearch(*tableView_, dataSource_, this)),
       endFollower_(new EndFollower(*tableView_, this)),
+      lineMarker_(new LineMarker(document_, dataSource_, this)),
       copyQueue_(std::make_unique<OperationQueue>("Copy queue", 1)) {
     auto& preferences = Preferences::shared();
     const QString fileId = absoluteString(document_->fileUrl());
@@ -369,10 +371,14 @@ void LogViewController::observeLineMarks() {
     }));
     connect(tableView_, &LogTableView::lineMarkClicked, this,
             [this](qint64 row) { lineMarkColClicked(row); });
+    connect(lineMarker_, &LineMarker::marksChanged, this, [this] {
+        tableView_->viewport()->update();
+        NotificationCenter::shared().post(notification::lineMarksChanged, {}, this);
+    });
 }
 
 void LogViewController::lineMarkColClicked(qint64 row) {
-    setLineMarks({row}, !dataSource_->hasLineMark(row));
+    lineMarker_->setMarks({row}, !dataSource_->hasLineMark(row));
 }
 
 void LogViewController::toggleLineMarkMenuAction() {
@@ -392,84 +398,11 @@ void LogViewController::toggleLineMarkMenuAction() {
     const bool allMarked =
         std::all_of(rows.begin(), rows.end(), [this](qint64 row) { return dataSource_->hasLineMark(row); });
     std::erase_if(rows, [&](qint64 row) { return dataSource_->hasLineMark(row) != allMarked; });
-    setLineMarks(rows, !allMarked);
-}
-
-void LogViewController::setLineMarks(const std::vector<qint64>& rows, bool marked) {
-    if (rows.empty() || !FileBasedBookmarksManager::hasShared() || document_->fileUrl().isEmpty())
-        return;
-    std::vector<qint64> lines;
-    LineMarkList known;
-    std::vector<RowSelection::Range> unread;
-    for (const qint64 row : rows) {
-        const qint64 line = dataSource_->rowStart() + row;
-        lines.push_back(line);
-        if (const auto shown = marked ? dataSource_->cachedRowLine(row) : std::nullopt)
-            known.push_back(std::make_shared<const LineMarkEntry>(line, shown->line.string()));
-        else if (!unread.empty() && unread.back().last + 1 == line)
-            unread.back().last = line;
-        else
-            unread.push_back({line, line});
-    }
-    if (!marked) {
-        FileBasedBookmarksManager::shared().removeLineMarks(absoluteString(document_->fileUrl()), lines);
-        lineMarksHaveChanged();
-        return;
-    }
-    if (!known.empty())
-        addLineMarks(known);
-    if (unread.empty())
-        return;
-    // Not on the screen yet: their texts are read first.
-    copyQueue_->addOperation(std::make_shared<CopyLinesOperation>(
-        dataSource_, unread, [](int) {},
-        [self = QPointer(this), unread](CopyLinesOperation::End end, const QString& text) {
-            if (!self || end != CopyLinesOperation::End::Read)
-                return;
-            const QStringList texts = text.split(u'\n');
-            auto read = texts.begin();
-            LineMarkList marks;
-            for (const auto& range : unread) {
-                for (qint64 line = range.first; line <= range.last && read + 1 < texts.end(); ++line)
-                    marks.push_back(std::make_shared<const LineMarkEntry>(line, *read++));
-            }
-            self->addLineMarks(std::move(marks));
-        }));
-}
-
-void LogViewController::addLineMarks(LineMarkList marks) {
-    auto& store = FileBasedBookmarksManager::shared();
-    const QString file = absoluteString(document_->fileUrl());
-    std::erase_if(marks, [&](const auto& mark) { return store.hasLineMark(file, mark->lineNum()); });
-    if (marks.empty())
-        return;
-    store.addLineMarks(file, marks);
-    lineMarksHaveChanged();
-}
-
-void LogViewController::lineMarksHaveChanged() {
-    tableView_->viewport()->update();
-    NotificationCenter::shared().post(notification::lineMarksChanged, {}, this);
-}
-
-std::vector<qint64> LogViewController::markedLines() const {
-    std::vector<qint64> lines;
-    if (!FileBasedBookmarksManager::hasShared())
-        return lines;
-    const auto marks = FileBasedBookmarksManager::shared().lineMarksFor(absoluteString(document_->fileUrl()));
-    if (marks) {
-        for (const auto& mark : *marks) {
-            const qint64 line = mark->lineNumForView();
-            if (line > dataSource_->rowStart() && line <= lineCount())
-                lines.push_back(line);
-        }
-    }
-    std::sort(lines.begin(), lines.end());
-    return lines;
+    lineMarker_->setMarks(rows, !allMarked);
 }
 
 void LogViewController::goToNextLineMark() {
-    const std::vector<qint64> lines = markedLines();
+    const std::vector<qint64> lines = lineMarker_->markedLines(tableView_->rowCount());
     if (lines.empty())
         return;
     const qint64 current = dataSource_->rowStart() + tableView_->currentRow() + 1;
@@ -478,7 +411,7 @@ void LogViewController::goToNextLineMark() {
 }
 
 void LogViewController::goToPreviousLineMark() {
-    const std::vector<qint64> lines = markedLines();
+    const std::vector<qint64> lines = lineMarker_->markedLines(tableView_->rowCount());
     if (lines.empty())
         return;
     const qint64 current = dataSource_->rowStart() + tableView_->currentRow() + 1;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "bookmarks/LineMarkEntry.h"
 #include "core/LogFileReaderProtocol.h"
 #include "foundation/NotificationCenter.h"
 #include "foundation/UserDefaults.h"
@@ -21,6 +20,7 @@ class AlertPresenter;
 class CopyLinesOperation;
 class Document;
 class EndFollower;
+class LineMarker;
 class LogSearch;
 class OperationQueue;
 class TailDataSourceProtocol;
@@ -138,12 +138,6 @@ private:
     void quickHighlightSelection();
     void updateLineNumberColumn();
     void lineMarkColClicked(qint64 row);
-    void setLineMarks(const std::vector<qint64>& rows, bool marked);
-    /// Leaves out what is marked already.
-    void addLineMarks(LineMarkList marks);
-    void lineMarksHaveChanged();
-    /// Those in the view: one-based, ascending.
-    std::vector<qint64> markedLines() const;
     void observeLineMarks();
     QString noSuchLine(qint64 lineNumber) const;
     void followPendingLine(bool isLast);
@@ -184,6 +178,7 @@ private:
     /// The first scan has ended: what comes now is new.
     bool isLoaded_ = false;
 
+    LineMarker* lineMarker_;
     std::unique_ptr<OperationQueue> copyQueue_;
     std::shared_ptr<CopyLinesOperation> copyOperation_;
 

@@ -1,0 +1,91 @@
+#include "ui/LineMarker.h"
+
+#include "bookmarks/FileBasedBookmarksManager.h"
+#include "core/TailDataSourceProtocol.h"
+#include "documents/Document.h"
+#include "foundation/FilePath.h"
+#include "ui/CopyLinesOperation.h"
+
+#include <QPointer>
+#include <QStringList>
+
+#include <algorithm>
+
+namespace korvane {
+
+LineMarker::LineMarker(std::shared_ptr<Document> document, std::shared_ptr<TailDataSourceProtocol> dataSource,
+                       QObject* parent)
+    : QObject(parent), document_(std::move(document)), dataSource_(std::move(dataSource)) {}
+
+LineMarker::~LineMarker() {
+    readQueue_.cancelAllOperations();
+}
+
+std::vector<qint64> LineMarker::markedLines(qint64 rowCount) const {
+    std::vector<qint64> lines;
+    if (!FileBasedBookmarksManager::hasShared())
+        return lines;
+    const auto marks = FileBasedBookmarksManager::shared().lineMarksFor(absoluteString(document_->fileUrl()));
+    if (!marks)
+        return lines;
+    const qint64 start = dataSource_->rowStart();
+    for (const auto& mark : *marks) {
+        const qint64 line = mark->lineNumForView();
+        if (line > start && line <= start + rowCount)
+            lines.push_back(line);
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+void LineMarker::setMarks(const std::vector<qint64>& rows, bool marked) {
+    if (rows.empty() || !FileBasedBookmarksManager::hasShared() || document_->fileUrl().isEmpty())
+        return;
+    std::vector<qint64> lines;
+    LineMarkList known;
+    std::vector<RowSelection::Range> unread;
+    for (const qint64 row : rows) {
+        const qint64 line = dataSource_->rowStart() + row;
+        lines.push_back(line);
+        if (const auto shown = marked ? dataSource_->cachedRowLine(row) : std::nullopt)
+            known.push_back(std::make_shared<const LineMarkEntry>(line, shown->line.string()));
+        else if (!unread.empty() && unread.back().last + 1 == line)
+            unread.back().last = line;
+        else
+            unread.push_back({line, line});
+    }
+    if (!marked) {
+        FileBasedBookmarksManager::shared().removeLineMarks(absoluteString(document_->fileUrl()), lines);
+        Q_EMIT marksChanged();
+        return;
+    }
+    add(std::move(known));
+    if (unread.empty())
+        return;
+    readQueue_.addOperation(std::make_shared<CopyLinesOperation>(
+        dataSource_, unread, [](int) {},
+        [self = QPointer(this), unread](CopyLinesOperation::End end, const QString& text) {
+            if (!self || end != CopyLinesOperation::End::Read)
+                return;
+            const QStringList texts = text.split(u'\n');
+            auto read = texts.begin();
+            LineMarkList marks;
+            for (const auto& range : unread) {
+                for (qint64 line = range.first; line <= range.last && read + 1 < texts.end(); ++line)
+                    marks.push_back(std::make_shared<const LineMarkEntry>(line, *read++));
+            }
+            self->add(std::move(marks));
+        }));
+}
+
+void LineMarker::add(LineMarkList marks) {
+    auto& store = FileBasedBookmarksManager::shared();
+    const QString file = absoluteString(document_->fileUrl());
+    std::erase_if(marks, [&](const auto& mark) { return store.hasLineMark(file, mark->lineNum()); });
+    if (marks.empty())
+        return;
+    store.addLineMarks(file, marks);
+    Q_EMIT marksChanged();
+}
+
+} // namespace korvane

@@ -11,6 +11,7 @@
 #include "remote/RemoteHost.h"
 #include "remote/RemoteRecentFilesManager.h"
 #include "support/PreferencesTest.h"
+#include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
 
@@ -24,15 +25,6 @@ inline QByteArray numberedLines(int first, int count) {
         lines += "line " + QByteArray::number(first + i) + '\n';
     return lines;
 }
-
-class RecordedAlerts : public AlertPresenter {
-public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
-        alerts.push_back(alert);
-        done(0);
-    }
-    std::vector<Alert> alerts;
-};
 
 /// A remote document, what it tells the windows, and the settings it lives under. Not followed unless told
 /// so.

@@ -6,6 +6,7 @@
 #include "documents/LoadProgressController.h"
 #include "foundation/MainThread.h"
 #include "foundation/OperationQueue.h"
+#include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
 #include "support/TestStores.h"
 #include "ui/LogViewController.h"
@@ -19,18 +20,6 @@
 #include <gtest/gtest.h>
 
 namespace korvane::test {
-
-/// Keeps what the program wanted to tell or ask; answers with the button set beforehand.
-class RecordingAlerts : public AlertPresenter {
-public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
-        alerts.push_back(alert);
-        if (done)
-            done(nextAnswer);
-    }
-    std::vector<Alert> alerts;
-    int nextAnswer = 0;
-};
 
 /// The program without its command line: real documents in real windows, on settings of their own.
 class AppFixture : public ::testing::Test {
@@ -77,7 +66,7 @@ protected:
 
     MainThreadPump pump_;
     QTemporaryDir settings_;
-    RecordingAlerts alerts_;
+    RecordedAlerts alerts_;
     WindowManager windows_{alerts_};
     AppDocumentController documents_;
 };

@@ -35,6 +35,8 @@ namespace korvane {
 namespace {
 
 constexpr QSize firstSize(1180, 760);
+/// What is left is for the window manager's frame.
+constexpr double mostOfScreen = 0.92;
 /// The width of the sidebar is saved when the user has stopped dragging for so long, in milliseconds.
 constexpr int widthSaveDelay = 300;
 const QString sidebarWidthKey = QStringLiteral("sidebarWidth");
@@ -253,7 +255,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 void MainWindow::restoreWindowGeometry() {
     const QByteArray geometry = Preferences::shared().userDefaults().value(geometryKey).toByteArray();
     if (geometry.isEmpty() || !restoreGeometry(geometry))
-        resize(firstSize.boundedTo(screen()->availableSize()));
+        resize(firstSize.boundedTo(screen()->availableSize() * mostOfScreen));
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 #include <latch>
+#include <pthread.h>
+#include <thread>
 
 namespace korvane {
 namespace {
@@ -122,6 +124,30 @@ TEST(OperationQueue, DestroyingTheQueueNeitherWaitsNorLosesACompletion) {
     EXPECT_TRUE(OperationQueue::waitForAllWorkers(20s));
     EXPECT_EQ(completed, 2);
     EXPECT_FALSE(waitingRan);
+}
+
+TEST(OperationQueue, WhatALibraryKeepsForAThreadIsClearedUpBeforeTheEnd) {
+    static std::atomic<int> cleared;
+    cleared = 0;
+    pthread_key_t key{};
+    ASSERT_EQ(::pthread_key_create(&key,
+                                   [](void*) {
+                                       std::this_thread::sleep_for(30ms);
+                                       ++cleared;
+                                   }),
+              0);
+    {
+        OperationQueue queue("test", 3);
+        for (int i = 0; i < 3; ++i)
+            queue.addOperation(operation([&](TestOperation&) { ::pthread_setspecific(key, &cleared); }));
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(20s));
+        // However many threads the three have shared.
+        const int clearedByThen = cleared;
+        EXPECT_GE(clearedByThen, 1);
+        std::this_thread::sleep_for(100ms);
+        EXPECT_EQ(cleared, clearedByThen) << "a thread was still there";
+    }
+    ::pthread_key_delete(key);
 }
 
 TEST(OperationQueue, AnOperationAddedByAnotherOneRuns) {

@@ -1,4 +1,7 @@
+#include "foundation/OperationQueue.h"
+
 #include <QCoreApplication>
+#include <chrono>
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
@@ -7,5 +10,6 @@ int main(int argc, char** argv) {
     // The toolkit prepares its log behind a lock that the thread sanitizer does not see, so not on two
     // threads at once.
     static_cast<void>(qFormatLogMessage(QtInfoMsg, QMessageLogContext(), QString()));
-    return RUN_ALL_TESTS();
+    const int status = RUN_ALL_TESTS();
+    return korvane::OperationQueue::waitForAllWorkers(std::chrono::seconds(60)) ? status : 1;
 }

@@ -1,4 +1,8 @@
-#include "foundation/Operation.h"
+#include "foundation/work/Operation.h"
+
+#include "foundation/work/MainThread.h"
+
+#include <utility>
 
 namespace korvane {
 
@@ -33,8 +37,28 @@ void Operation::run() {
     state_.store(State::Finished, std::memory_order_release);
     if (completion_)
         completion_();
-    // The completion often captures what owns the operation: let go of it.
+    // The completion often captures what owns the operation: release it.
     completion_ = nullptr;
+    const std::lock_guard guard(handlerMutex_);
+    if (handler_)
+        postHandler();
+    else
+        awaitsHandler_ = true;
+}
+
+void Operation::setHandler(std::function<void()> handler) {
+    const std::lock_guard guard(handlerMutex_);
+    handler_ = std::move(handler);
+    if (awaitsHandler_)
+        postHandler();
+}
+
+void Operation::postHandler() {
+    // Destroyed where it runs: it often captures what only the main thread may touch.
+    MainThread::shared().post([self = shared_from_this(), handler = std::exchange(handler_, nullptr)] {
+        if (!self->isCancelled())
+            handler();
+    });
 }
 
 } // namespace korvane

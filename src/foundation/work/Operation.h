@@ -4,16 +4,28 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 
 namespace korvane {
+
+/// Keeps the owner of a handler alive while the handler runs; false when it does not exist any more. A weak
+/// pointer is locked; a guarded pointer of the toolkit tests itself, and is for the main thread.
+template <typename Owner>
+auto lockedOwner(const std::weak_ptr<Owner>& owner) {
+    return owner.lock();
+}
+template <typename Pointer>
+const Pointer& lockedOwner(const Pointer& owner) {
+    return owner;
+}
 
 /// One piece of background work. Subclasses give `main()`, which asks `isCancelled()` as often as it can
 /// stop.
 ///
 /// Held by shared pointer; the queue keeps it until it has ended. All members but `main()` may be called from
 /// any thread.
-class Operation {
+class Operation : public std::enable_shared_from_this<Operation> {
 public:
     virtual ~Operation() = default;
     Operation(const Operation&) = delete;
@@ -31,8 +43,19 @@ public:
     /// queued.
     void setCompletion(std::function<void()> completion) { completion_ = std::move(completion); }
 
-    /// Runs the body at once on the calling thread, without the completion. For callers that need the result
-    /// now.
+    /// Has `handler` run on the main thread after the body has ended, unless `owner` does not exist by then
+    /// or the operation was cancelled. One handler at most, set before or after the operation is queued; it
+    /// is destroyed on the main thread, whether or not it ran.
+    template <typename Owner, typename Handler>
+    void then(Owner owner, Handler handler) {
+        setHandler([owner = std::move(owner), handler = std::move(handler)]() mutable {
+            if (const auto& alive = lockedOwner(owner))
+                handler();
+        });
+    }
+
+    /// Runs the body at once on the calling thread, without completion and handler. For callers that need the
+    /// result now.
     void runBody() { main(); }
 
 protected:
@@ -50,6 +73,8 @@ private:
 
     /// What a worker of the queue does with the operation.
     void run();
+    void setHandler(std::function<void()> handler);
+    void postHandler();
 
     std::atomic<bool> cancelled_{false};
     std::atomic<State> state_{State::Ready};
@@ -58,6 +83,11 @@ private:
     /// Guarded by sleepMutex_.
     bool sleepEnded_ = false;
     std::condition_variable wake_;
+
+    std::mutex handlerMutex_;
+    // Guarded by handlerMutex_.
+    std::function<void()> handler_;
+    bool awaitsHandler_ = false;
 };
 
 } // namespace korvane

@@ -1,74 +1,15 @@
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
+
+#include "foundation/work/Workers.h"
 
 #include <algorithm>
 #include <deque>
-#include <list>
-#include <optional>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
 namespace korvane {
 namespace {
-
-/// The workers of all queues, so that the program can wait for them at its end. That is when their threads
-/// are gone: what a library keeps for each thread is cleared up behind the work, and must not meet the end of
-/// the program.
-class Workers {
-public:
-    static Workers& shared() {
-        static Workers* const instance = new Workers;
-        return *instance;
-    }
-
-    template <typename Work>
-    void start(Work work) {
-        const std::lock_guard guard(mutex_);
-        const auto place = working_.emplace(working_.end());
-        *place = std::thread([this, place, work = std::optional<Work>(std::move(work))]() mutable {
-            (*work)();
-            work.reset();
-            hasWorked(place);
-        });
-    }
-
-    bool wait(std::chrono::milliseconds limit) {
-        Threads ended;
-        {
-            std::unique_lock guard(mutex_);
-            if (!changed_.wait_for(guard, limit, [this] { return working_.empty(); }))
-                return false;
-            ended.swap(ended_);
-        }
-        join(ended);
-        return true;
-    }
-
-private:
-    using Threads = std::list<std::thread>;
-
-    /// On the thread itself, which sees to it that the one that ended before is gone.
-    void hasWorked(Threads::iterator place) {
-        Threads before;
-        {
-            const std::lock_guard guard(mutex_);
-            before.swap(ended_);
-            ended_.splice(ended_.end(), working_, place);
-            changed_.notify_all();
-        }
-        join(before);
-    }
-    static void join(Threads& threads) {
-        for (std::thread& thread : threads)
-            thread.join();
-    }
-
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    // Guarded by mutex_.
-    Threads working_;
-    Threads ended_;
-};
 
 int workerLimit(int maximumConcurrent) {
     if (maximumConcurrent != OperationQueue::defaultConcurrency)

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "foundation/Operation.h"
+#include "foundation/work/Operation.h"
+#include "foundation/work/Task.h"
 
 #include <chrono>
 #include <memory>
@@ -33,6 +34,24 @@ public:
 
     void addOperation(std::shared_ptr<Operation> operation);
 
+    /// Runs `work` as an operation: queue.run(work).then(owner, handler). It is called with a stop token, or
+    /// without arguments, and may be copied. An exception of a library ends it: a `Result` becomes an error
+    /// with its text; of any other result nothing is delivered, and the log says so.
+    template <typename Work>
+    auto run(Work work) {
+        using Token = std::stop_token;
+        if constexpr (!std::is_invocable_v<Work&, Token>)
+            return run([work = std::move(work)](const Token&) mutable { return work(); });
+        else if constexpr (std::is_void_v<std::invoke_result_t<Work&, Token>>)
+            return Task<void>(addTask<std::monostate>([work = std::move(work)](const Token& stop) mutable {
+                work(stop);
+                return std::monostate();
+            }));
+        else
+            return Task<std::invoke_result_t<Work&, Token>>(
+                addTask<std::invoke_result_t<Work&, Token>>(std::move(work)));
+    }
+
     /// Those waiting and those under way, oldest first.
     std::vector<std::shared_ptr<Operation>> operations() const;
     bool isEmpty() const { return operations().empty(); }
@@ -48,6 +67,13 @@ public:
 
 private:
     struct State;
+
+    template <typename T>
+    std::shared_ptr<TaskOperation<T>> addTask(std::function<T(std::stop_token)> work) {
+        auto operation = std::make_shared<TaskOperation<T>>(std::move(work));
+        addOperation(operation);
+        return operation;
+    }
     static void work(const std::shared_ptr<State>& state);
 
     const std::shared_ptr<State> state_;

@@ -1,4 +1,4 @@
-#include "foundation/MainThread.h"
+#include "foundation/work/MainThread.h"
 
 #include "support/Waiting.h"
 

@@ -1,0 +1,50 @@
+#include "foundation/work/Workers.h"
+
+#include <utility>
+
+namespace korvane {
+
+Workers& Workers::shared() {
+    // Never destroyed: threads may outlast main().
+    static Workers* const instance = new Workers;
+    return *instance;
+}
+
+void Workers::start(std::function<void()> work) {
+    const std::lock_guard guard(mutex_);
+    const auto place = working_.emplace(working_.end());
+    *place = std::thread([this, place, work = std::move(work)]() mutable {
+        std::exchange(work, nullptr)();
+        hasWorked(place);
+    });
+}
+
+bool Workers::wait(std::chrono::milliseconds limit) {
+    Threads ended;
+    {
+        std::unique_lock guard(mutex_);
+        if (!changed_.wait_for(guard, limit, [this] { return working_.empty(); }))
+            return false;
+        ended.swap(ended_);
+    }
+    join(ended);
+    return true;
+}
+
+void Workers::hasWorked(Threads::iterator place) {
+    Threads before;
+    {
+        const std::lock_guard guard(mutex_);
+        before.swap(ended_);
+        ended_.splice(ended_.end(), working_, place);
+        changed_.notify_all();
+    }
+    join(before);
+}
+
+void Workers::join(Threads& threads) {
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+} // namespace korvane

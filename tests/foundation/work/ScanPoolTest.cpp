@@ -1,0 +1,125 @@
+#include "foundation/work/ScanPool.h"
+
+#include "support/Waiting.h"
+
+#include <gtest/gtest.h>
+#include <latch>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+namespace korvane {
+namespace {
+
+using Priority = ScanPool::Priority;
+
+/// The steps of named scans, in the order in which they ran.
+class Steps {
+public:
+    ScanPool::Step named(char name, int count) {
+        return [this, name, left = count](const std::stop_token&) mutable {
+            const std::lock_guard guard(mutex_);
+            order_ += name;
+            return --left > 0;
+        };
+    }
+    std::string order() const {
+        const std::lock_guard guard(mutex_);
+        return order_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::string order_;
+};
+
+/// Occupies one thread of the pool until it is released.
+struct Holder {
+    explicit Holder(ScanPool& pool)
+        : scan(pool.start(Priority::Visible, [this](const std::stop_token&) {
+              isHeld = true;
+              released.wait();
+              return false;
+          })) {}
+
+    std::latch released{1};
+    std::atomic<bool> isHeld{false};
+    ScanPool::Scan scan;
+};
+
+TEST(ScanPool, TheMostUrgentGoesFirstAndEqualsTakeTurns) {
+    ScanPool pool(1);
+    Steps steps;
+    Holder holder(pool);
+    ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
+    const auto background = pool.start(Priority::Background, steps.named('b', 2));
+    const auto one = pool.start(Priority::Requested, steps.named('1', 3));
+    const auto two = pool.start(Priority::Requested, steps.named('2', 2));
+    const auto visible = pool.start(Priority::Visible, steps.named('v', 2));
+    auto raised = pool.start(Priority::Background, steps.named('r', 1));
+    raised.setPriority(Priority::Visible);
+    holder.released.count_down();
+    EXPECT_TRUE(test::waitFor([&] { return !background.isUnderWay(); }));
+    EXPECT_EQ(steps.order(), "vrv12121bb");
+}
+
+TEST(ScanPool, AsManyStepsRunAtOnceAsThereAreThreads) {
+    ScanPool pool(3);
+    std::latch threeAreRunning(3);
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+    std::vector<ScanPool::Scan> scans;
+    for (int i = 0; i < 20; ++i) {
+        scans.push_back(
+            pool.start(Priority::Background, [&, i, isFirst = true](const std::stop_token&) mutable {
+                const int now = ++running;
+                for (int seen = most; seen < now && !most.compare_exchange_weak(seen, now);)
+                    ;
+                if (i < 3 && std::exchange(isFirst, false))
+                    threeAreRunning.arrive_and_wait(); // hangs unless three run at once
+                --running;
+                return false;
+            }));
+    }
+    for (const ScanPool::Scan& scan : scans)
+        EXPECT_TRUE(test::waitFor([&] { return !scan.isUnderWay(); }));
+    EXPECT_EQ(most, 3);
+}
+
+TEST(ScanPool, ACancelTakesWhatWaitsAtOnceAndStopsWhatRuns) {
+    ScanPool pool(1);
+    std::atomic<int> steps{0};
+    std::atomic<bool> wasAsked{false};
+    auto running = pool.start(Priority::Background, [&](const std::stop_token& stop) {
+        ++steps;
+        while (!stop.stop_requested())
+            std::this_thread::yield();
+        wasAsked = true;
+        return true; // there would be more
+    });
+    ASSERT_TRUE(test::waitFor([&] { return steps == 1; }));
+    const auto held = std::make_shared<int>(1);
+    {
+        const auto waiting =
+            pool.start(Priority::Visible, [&steps, held](const std::stop_token&) { return ++steps > 0; });
+        EXPECT_TRUE(waiting.isUnderWay());
+    }
+    EXPECT_EQ(held.use_count(), 1) << "what waits is not released before its turn";
+    running.cancel();
+    EXPECT_TRUE(test::waitFor([&] { return !running.isUnderWay(); }));
+    EXPECT_TRUE(wasAsked);
+    EXPECT_EQ(steps, 1);
+}
+
+TEST(ScanPool, AnExceptionEndsItsScanOnly) {
+    ScanPool pool(1);
+    Steps steps;
+    const auto broken = pool.start(
+        Priority::Visible, [](const std::stop_token&) -> bool { throw std::runtime_error("broken"); });
+    const auto next = pool.start(Priority::Background, steps.named('n', 2));
+    EXPECT_TRUE(test::waitFor([&] { return !broken.isUnderWay() && !next.isUnderWay(); }));
+    EXPECT_EQ(steps.order(), "nn");
+}
+
+} // namespace
+} // namespace korvane

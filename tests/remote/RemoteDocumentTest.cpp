@@ -1,11 +1,11 @@
-#include "RemoteSession.h"
-#include "ShellClient.h"
 #include "core/FileObserverProtocol.h"
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 #include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"
-#include "remote/RemoteHostsManager.h"
 #include "remote/RemoteLogDataSource.h"
+#include "remote/RemoteSession.h"
+#include "remote/ShellClient.h"
+#include "remote/hosts/RemoteHostsManager.h"
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
@@ -365,19 +365,20 @@ TEST_F(RemoteDocumentTest, AFileEmptiedBeforeItIsFollowedIsShownEmpty) {
 }
 
 TEST_F(RemoteDocumentTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed) {
-    openLoaded(test::numberedLines(1, 10));
+    // More than two pages, so that growth alone would leave the first row as it is.
+    openLoaded(test::numberedLines(1, 12'000));
     EXPECT_EQ(row(0), u"line 1"_s);
     follow();
     client_->setUnanswered(u"wc"_s);
     file_->overwrite("a\n");
     ASSERT_TRUE(test::waitFor([this] { return document_->knownFileSize() == 2U; }));
-    const QByteArray grown = "a\n" + test::numberedLines(102, 20);
+    const QByteArray grown = "a\n" + test::numberedLines(102, 12'020);
     file_->overwrite(grown);
     ASSERT_TRUE(
         test::waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(grown.size()); }));
-    EXPECT_EQ(rows(), 10);
+    EXPECT_EQ(rows(), 12'000);
     client_->setUnanswered({});
-    EXPECT_TRUE(waitForRows(21));
+    EXPECT_TRUE(waitForRows(12'021));
     EXPECT_TRUE(rowBecomes(0, u"a"_s));
 }
 

@@ -30,10 +30,10 @@ public:
     QUrl url() const { return fileUrlFromPath(path_); }
 
     void append(const QByteArray& bytes) const { write(bytes, "ab"); }
-    /// Same file, other content (the inode stays).
+    /// Same file, other content (the inode stays). Whoever polls the size never sees an empty file.
     void overwrite(const QByteArray& bytes) const {
-        truncate(0);
         write(bytes, "r+b");
+        truncate(bytes.size());
     }
     void truncate(qint64 size) const { ASSERT_EQ(::truncate(path_.constData(), size), 0); }
 

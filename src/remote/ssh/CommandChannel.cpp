@@ -1,6 +1,6 @@
-#include "remote/CommandChannel.h"
+#include "remote/ssh/CommandChannel.h"
 
-#include "remote/SshError.h"
+#include "remote/ssh/SshError.h"
 
 #include <array>
 
@@ -37,11 +37,8 @@ CommandChannel::~CommandChannel() {
 CommandChannel::State CommandChannel::step(bool& hasMore) {
     if (!channel_)
         return fail(QStringLiteral("No channel could be made."));
-    if (command_->isCancelled.load(std::memory_order_acquire)) {
-        terminate();
-        command_->output.set(sshError(SshErrorCode::Cancelled, QStringLiteral("The command was cancelled.")));
-        return State::Ended;
-    }
+    if (command_->isCancelled.load(std::memory_order_acquire))
+        return stop();
     switch (stage_) {
     case Stage::Opening:
         return open();
@@ -53,9 +50,16 @@ CommandChannel::State CommandChannel::step(bool& hasMore) {
     return read(hasMore);
 }
 
-void CommandChannel::terminate() {
+CommandChannel::State CommandChannel::stop() {
+    // Nobody waits for the rest of it. Only the first reply counts.
+    command_->output.set(sshError(SshErrorCode::Cancelled, QStringLiteral("The command was cancelled.")));
+    // What has been requested begins on the server even if the channel is closed before its answer, and only
+    // what has begun can be signalled.
+    if (stage_ == Stage::Requesting && request() == State::UnderWay && stage_ == Stage::Requesting)
+        return State::UnderWay;
     if (stage_ == Stage::Running && ssh_channel_is_open(channel_))
         ssh_channel_request_send_signal(channel_, "TERM");
+    return State::Ended;
 }
 
 CommandChannel::State CommandChannel::open() {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "remote/Reply.h"
+#include "foundation/work/Reply.h"
 
 #include "foundation/Result.h"
 
@@ -41,12 +41,12 @@ public:
     const std::shared_ptr<Command>& command() const { return command_; }
     /// Goes on as far as it can for now. `hasMore` is set when it stopped to let others have their turn.
     State step(bool& hasMore);
-    /// Asks the server to stop what runs.
-    void terminate();
 
 private:
     enum class Stage { Opening, Requesting, Running };
 
+    /// Has the server stop a command that was cancelled. `Ended` once there is nothing left to stop.
+    State stop();
     State open();
     State request();
     State read(bool& hasMore);

@@ -1,8 +1,8 @@
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogTableView.h"
 
-#include "ui/Icons.h"
-#include "ui/LogRowPainter.h"
-#include "ui/LogTableAccessible.h"
+#include "ui/logtable/LogRowPainter.h"
+#include "ui/logtable/LogTableAccessible.h"
+#include "ui/widgets/Icons.h"
 
 #include <QHelpEvent>
 #include <QPainter>
@@ -23,7 +23,7 @@ constexpr qint64 largestBarValue = 1'000'000'000;
 } // namespace
 
 LogTableView::LogTableView(QWidget* parent)
-    : QAbstractScrollArea(parent), delegate_(*this), input_(*this),
+    : QAbstractScrollArea(parent), delegate_([this] { return lineTextWidth(); }), input_(*this),
       markImage_(icon(QStringLiteral("linemark"))) {
     LogTableAccessible::install();
     columns_ = {{cell::lineMark, 0}, {cell::lineNum, 0}, {cell::line, 0}};
@@ -260,7 +260,7 @@ void LogTableView::scrollRowToVisible(qint64 row) {
         setTop(places().showing(top_, row));
 }
 
-void LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
+bool LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
     const auto area = rowRect(row);
     if (!area || area->top() < 0 || area->bottom() > viewport()->height()) {
         // Into the middle, with something to read around it.
@@ -268,7 +268,7 @@ void LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
     }
     const auto view = delegate_.viewForTableColumn(cell::line, row);
     if (!view.layout)
-        return;
+        return false;
     const QRectF first = view.layout->characterRect(range.location);
     const QRectF last = view.layout->characterRect(std::max(range.location, range.end() - 1));
     widestLine_ = std::max(widestLine_, view.layout->width());
@@ -279,6 +279,7 @@ void LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
         horizontalScrollBar()->setValue(static_cast<int>(std::max(0.0, first.left() - visible / 3)));
     if (const auto shown = rowRect(row); shown && shown->top() + first.bottom() > viewport()->height())
         scrollByPixels(shown->top() + first.bottom() - viewport()->height() / 2.0);
+    return true;
 }
 
 qint64 LogTableView::rowAt(qreal y) const {

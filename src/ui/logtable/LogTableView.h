@@ -1,11 +1,11 @@
 #pragma once
 
-#include "foundation/AttributedString.h"
-#include "ui/LogTableInput.h"
-#include "ui/LogTableLooks.h"
-#include "ui/LogTableViewDelegate.h"
-#include "ui/RowPlaces.h"
-#include "ui/RowSelection.h"
+#include "foundation/text/AttributedString.h"
+#include "ui/logtable/LogTableInput.h"
+#include "ui/logtable/LogTableLooks.h"
+#include "ui/logtable/LogTableViewDelegate.h"
+#include "ui/logtable/RowPlaces.h"
+#include "ui/logtable/RowSelection.h"
 
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
@@ -76,8 +76,9 @@ public:
     /// Positive = towards the end.
     void scrollByPixels(qreal pixels);
     void scrollRowToVisible(qint64 row);
-    /// Scrolls a text position of a row into view, also sideways.
-    void scrollTextToVisible(qint64 row, TextRange range);
+    /// Scrolls a text position of a row into view, also sideways. False when the row's text is not loaded
+    /// yet: then only the row is in view.
+    bool scrollTextToVisible(qint64 row, TextRange range);
 
     const RowSelection& selection() const { return selection_; }
     qint64 currentRow() const { return currentRow_; }

@@ -1,8 +1,8 @@
-#include "ui/LogSearch.h"
+#include "ui/page/LogSearch.h"
 
 #include "core/NotificationNames.h"
 #include "core/TailDataSourceProtocol.h"
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogTableView.h"
 
 #include <utility>
 
@@ -80,8 +80,8 @@ void LogSearch::scrollRowToVisible(qint64 row) {
     if (const auto found = results.find(dataSource_->rowStart() + row);
         found != results.end() && !found->second.results.empty())
         range = found->second.results.front();
-    table_.scrollTextToVisible(row, range);
-    if (!dataSource_->cachedRowLine(row))
+    // Nothing else may decide it: the page can arrive at any moment.
+    if (!table_.scrollTextToVisible(row, range))
         pendingReveal_ = Reveal{row, range};
 }
 

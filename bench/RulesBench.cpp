@@ -1,10 +1,10 @@
 #include "RulesBench.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/LogReader.h"
-#include "core/Pages.h"
 #include "core/Preferences.h"
-#include "core/SearchItem.h"
+#include "core/reader/LogReader.h"
+#include "core/reader/Pages.h"
+#include "core/search/SearchItem.h"
 #include "documents/LogTableDataSource.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRule.h"

@@ -1,7 +1,7 @@
 #include "SearchBench.h"
 
-#include "core/LogReader.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/reader/LogReader.h"
 #include "foundation/FilePath.h"
 #include "rules/SearchController.h"
 

@@ -1,8 +1,8 @@
 #include "SshBench.h"
 
-#include "foundation/OperationQueue.h"
-#include "remote/NMSSHSession.h"
-#include "remote/NMSSHSessionDelegate.h"
+#include "foundation/work/OperationQueue.h"
+#include "remote/ssh/NMSSHSession.h"
+#include "remote/ssh/NMSSHSessionDelegate.h"
 
 #include <QFile>
 

@@ -4,9 +4,9 @@
 #include "TimedApplication.h"
 
 #include "core/FileObserverProtocol.h"
-#include "core/LogReader.h"
-#include "core/Pages.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/reader/LogReader.h"
+#include "core/reader/Pages.h"
 #include "support/Session.h"
 
 #include <QCryptographicHash>

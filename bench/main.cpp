@@ -4,7 +4,7 @@
 #include "SearchBench.h"
 #include "SshBench.h"
 
-#include "core/LogReader.h"
+#include "core/reader/LogReader.h"
 #include "foundation/FilePath.h"
 
 #include <chrono>

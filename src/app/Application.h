@@ -3,11 +3,11 @@
 #include "app/CommandLine.h"
 #include "app/OpenRequest.h"
 #include "documents/AppDocumentController.h"
-#include "ui/AlertBoxPresenter.h"
-#include "ui/DesktopNotifications.h"
-#include "ui/MainThreadPump.h"
-#include "ui/RemoteBrowsing.h"
-#include "ui/WindowManager.h"
+#include "ui/desktop/DesktopNotifications.h"
+#include "ui/hosts/RemoteBrowsing.h"
+#include "ui/widgets/AlertBoxPresenter.h"
+#include "ui/widgets/MainThreadPump.h"
+#include "ui/window/WindowManager.h"
 
 #include <memory>
 #include <vector>

@@ -2,7 +2,7 @@
 
 #include "app/Application.h"
 #include "app/CommandLine.h"
-#include "foundation/StoreDirectory.h"
+#include "foundation/archive/StoreDirectory.h"
 
 #include <QCryptographicHash>
 #include <QFile>

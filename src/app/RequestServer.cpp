@@ -1,7 +1,7 @@
 #include "app/RequestServer.h"
 
 #include "app/SingleInstance.h"
-#include "foundation/Log.h"
+#include "ui/desktop/UiLog.h"
 
 #include <algorithm>
 #include <array>

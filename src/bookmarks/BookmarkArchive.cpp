@@ -1,9 +1,9 @@
 #include "bookmarks/BookmarkArchive.h"
 
 #include "bookmarks/BookmarkEntry.h"
-#include "foundation/ArchiveFormat.h"
-#include "foundation/KeyedArchiver.h"
-#include "foundation/KeyedUnarchiver.h"
+#include "foundation/archive/ArchiveFormat.h"
+#include "foundation/archive/KeyedArchiver.h"
+#include "foundation/archive/KeyedUnarchiver.h"
 
 #include <QCoreApplication>
 

@@ -3,9 +3,9 @@
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/Preferences.h"
 #include "foundation/FilePath.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/ServerGroup.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/ServerGroup.h"
 
 #include <QCoreApplication>
 

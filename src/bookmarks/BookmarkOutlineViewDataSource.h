@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bookmarks/BookmarkTreeNode.h"
-#include "foundation/Alerts.h"
+#include "foundation/notices/Alerts.h"
 
 #include <QAbstractItemModel>
 #include <QUrl>

@@ -1,8 +1,8 @@
 #include "bookmarks/BookmarksManager.h"
 
 #include "bookmarks/BookmarkEntry.h"
-#include "foundation/FileBookmark.h"
-#include "foundation/UserDefaults.h"
+#include "foundation/archive/FileBookmark.h"
+#include "foundation/archive/UserDefaults.h"
 
 namespace korvane {
 

@@ -3,7 +3,7 @@
 #include "bookmarks/BookmarkEntry.h"
 #include "core/LineMarkLookup.h"
 #include "foundation/Result.h"
-#include "foundation/StoreFileSaver.h"
+#include "foundation/archive/StoreFileSaver.h"
 
 #include <QString>
 #include <QUrl>

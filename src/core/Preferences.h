@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/FontCatalog.h"
-#include "foundation/UserDefaults.h"
+#include "foundation/archive/UserDefaults.h"
 
 #include <QColor>
 #include <QFont>

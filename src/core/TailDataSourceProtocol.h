@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/DefaultFilterLineAction.h"
-#include "core/LogFileReaderProtocol.h"
 #include "core/RowLine.h"
-#include "core/SearchMatch.h"
+#include "core/reader/LogFileReaderProtocol.h"
+#include "core/search/SearchMatch.h"
 
 #include <QStringList>
 

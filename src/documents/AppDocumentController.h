@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/Alerts.h"
 #include "foundation/Result.h"
+#include "foundation/notices/Alerts.h"
 
 #include <QUrl>
 

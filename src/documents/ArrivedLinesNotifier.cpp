@@ -1,9 +1,9 @@
 #include "documents/ArrivedLinesNotifier.h"
 
 #include "core/RuleEnforcerProtocol.h"
+#include "documents/DocumentsLog.h"
 #include "documents/TailDataSource.h"
-#include "foundation/Log.h"
-#include "foundation/MainThread.h"
+#include "foundation/work/MainThread.h"
 
 #include <algorithm>
 #include <utility>

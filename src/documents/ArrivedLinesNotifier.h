@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/LogFileReaderProtocol.h"
-#include "foundation/OperationQueue.h"
+#include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -3,8 +3,8 @@
 #include "core/NotificationNames.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "documents/TailDataSource.h"
-#include "foundation/MainThread.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/MainThread.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/DocumentProtocol.h"
-#include "core/LogFileReaderProtocol.h"
+#include "core/reader/LogFileReaderProtocol.h"
 #include "documents/ConnectionState.h"
-#include "documents/FileCheckOperation.h"
+#include "documents/FileCheck.h"
 #include "documents/FileInformation.h"
 #include "foundation/Result.h"
 

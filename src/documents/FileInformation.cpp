@@ -1,4 +1,4 @@
-#include "documents/FileInformationOperation.h"
+#include "documents/FileInformation.h"
 
 #include "foundation/FilePath.h"
 
@@ -6,12 +6,12 @@
 
 namespace korvane {
 
-void FileInformationOperation::main() {
+std::optional<FileInformation> fileInformation(const QByteArray& path) {
     struct stat status {};
-    if (::stat(path_.constData(), &status) != 0)
-        return;
-    information_ = FileInformation{
-        displayName(fileUrlFromPath(path_)), QDateTime::fromSecsSinceEpoch(status.st_atime, Qt::UTC),
+    if (::stat(path.constData(), &status) != 0)
+        return std::nullopt;
+    return FileInformation{
+        displayName(fileUrlFromPath(path)), QDateTime::fromSecsSinceEpoch(status.st_atime, Qt::UTC),
         QDateTime::fromSecsSinceEpoch(status.st_mtime, Qt::UTC), static_cast<quint64>(status.st_size)};
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QString>
+
+#include <optional>
 
 namespace korvane {
 
@@ -13,5 +16,9 @@ struct FileInformation {
     QDateTime modificationDate;
     quint64 size = 0;
 };
+
+/// What the file system says of the file; nothing when it does not answer. May wait for a slow disk or
+/// network: on a worker.
+std::optional<FileInformation> fileInformation(const QByteArray& path);
 
 } // namespace korvane

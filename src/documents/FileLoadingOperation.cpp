@@ -1,6 +1,6 @@
 #include "documents/FileLoadingOperation.h"
 
-#include "core/Pages.h"
+#include "core/reader/Pages.h"
 #include "documents/ChangedLinesAnnouncer.h"
 #include "documents/LoadProgressController.h"
 #include "documents/TailDataSource.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/LogFileReaderProtocol.h"
-#include "foundation/Operation.h"
+#include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/work/Operation.h"
 
 #include <memory>
 

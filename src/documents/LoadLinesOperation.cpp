@@ -1,6 +1,6 @@
 #include "documents/LoadLinesOperation.h"
 
-#include "core/Pages.h"
+#include "core/reader/Pages.h"
 
 #include <algorithm>
 #include <utility>

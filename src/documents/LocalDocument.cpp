@@ -1,17 +1,16 @@
 #include "documents/LocalDocument.h"
 
-#include "core/InMemoryFileLogReader.h"
-#include "core/LogReader.h"
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
+#include "core/reader/InMemoryFileLogReader.h"
+#include "core/reader/LogReader.h"
 #include "documents/Discard.h"
-#include "documents/FileInformationOperation.h"
 #include "documents/LoadProgressController.h"
 #include "documents/LogTableDataSource.h"
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
-#include "foundation/MainThread.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/MainThread.h"
 #include "tail/LogFileObserver.h"
 
 #include <QCoreApplication>
@@ -273,16 +272,13 @@ std::shared_ptr<const LoadProgressController> LocalDocument::loadProgress() cons
 void LocalDocument::checkFile(std::function<void(FileFault)> report) {
     if (closed_ || !logReader_ || !checkQueue_->isEmpty())
         return;
-    const auto check = std::make_shared<FileCheckOperation>(
-        localPath(fileUrl_), logReader_->fileIdentity().value_or(identity_), logReader_);
-    // The operation outlives its completion, which it owns.
-    check->setCompletion([check = check.get(), weak = weak_from_this(), report = std::move(report)] {
-        MainThread::shared().post([fault = check->fault(), weak, report] {
-            if (const auto self = weak.lock(); self && !self->isClosed())
+    checkQueue_
+        ->run([path = localPath(fileUrl_), opened = logReader_->fileIdentity().value_or(identity_),
+               reader = logReader_] { return korvane::checkFile(path, opened, *reader); })
+        .then(weak_from_this(), [this, report = std::move(report)](FileFault fault) {
+            if (!isClosed())
                 report(fault);
         });
-    });
-    checkQueue_->addOperation(check);
 }
 
 std::optional<quint64> LocalDocument::knownFileSize() const {
@@ -296,15 +292,12 @@ std::optional<quint64> LocalDocument::knownFileSize() const {
 void LocalDocument::askFileInformation(FileInformationReport report) {
     if (closed_)
         return;
-    const auto ask = std::make_shared<FileInformationOperation>(localPath(fileUrl_));
-    // The operation outlives its completion, which it owns.
-    ask->setCompletion([ask = ask.get(), weak = weak_from_this(), report = std::move(report)] {
-        MainThread::shared().post([information = ask->information(), weak, report] {
-            if (const auto open = weak.lock(); open && !open->isClosed())
-                report(information);
-        });
-    });
-    informationQueue_->addOperation(ask);
+    informationQueue_->run([path = localPath(fileUrl_)] { return fileInformation(path); })
+        .then(weak_from_this(),
+              [this, report = std::move(report)](const std::optional<FileInformation>& information) {
+                  if (!isClosed())
+                      report(information);
+              });
 }
 
 } // namespace korvane

@@ -2,7 +2,7 @@
 
 #include "documents/Document.h"
 #include "documents/FileLoadingOperation.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <memory>
 

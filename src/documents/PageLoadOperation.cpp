@@ -1,6 +1,6 @@
 #include "documents/PageLoadOperation.h"
 
-#include "core/Pages.h"
+#include "core/reader/Pages.h"
 #include "documents/TailDataSource.h"
 
 #include <utility>

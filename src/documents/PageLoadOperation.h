@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/LogFileReaderProtocol.h"
+#include "core/reader/LogFileReaderProtocol.h"
 #include "documents/PageLoad.h"
-#include "foundation/Operation.h"
+#include "foundation/work/Operation.h"
 
 #include <memory>
 #include <optional>

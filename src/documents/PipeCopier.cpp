@@ -2,8 +2,8 @@
 
 #include "foundation/Descriptor.h"
 #include "foundation/FilePath.h"
-#include "foundation/MainThread.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/work/MainThread.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <QCoreApplication>
 #include <QDir>

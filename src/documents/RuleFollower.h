@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 
 #include <QString>
 

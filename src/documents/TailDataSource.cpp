@@ -3,16 +3,15 @@
 #include "core/DocumentProtocol.h"
 #include "core/LineMarkLookup.h"
 #include "core/NotificationNames.h"
-#include "core/Pages.h"
 #include "core/Preferences.h"
+#include "core/reader/Pages.h"
 #include "documents/ArrivedLinesNotifier.h"
 #include "documents/ChangedLinesAnnouncer.h"
 #include "documents/Discard.h"
 #include "documents/PageLoadOperation.h"
 #include "documents/RuleFollower.h"
 #include "foundation/FilePath.h"
-#include "foundation/MainThread.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 #include "rules/QuickHighlightFilterRule.h"
 #include "rules/RuleEnforcer.h"
 
@@ -286,18 +285,11 @@ void TailDataSource::loadPage(qint64 page, bool async) {
     }
     cancelWaitingLoads(
         [page](qint64 other) { return other == page; }); // it would only do the same work twice
-    // The operation outlives its completion, which it owns.
-    operation->setCompletion([weak = weak_from_this(), operation = operation.get()] {
-        if (operation->isCancelled())
+    operation->then(weak_from_this(), [this, page] {
+        if (!getDocument())
             return;
-        MainThread::shared().post([weak, page = operation->request().page] {
-            const auto self = weak.lock();
-            if (!self || !self->getDocument())
-                return;
-            const TailDataSourceProtocol* const sender = self.get();
-            NotificationCenter::shared().post(notification::dataSourceLoadedLines, self->arrivalNotice(page),
-                                              sender);
-        });
+        const TailDataSourceProtocol* const sender = this;
+        NotificationCenter::shared().post(notification::dataSourceLoadedLines, arrivalNotice(page), sender);
     });
     queue_.addOperation(operation);
 }

@@ -3,8 +3,8 @@
 #include "core/TailDataSourceProtocol.h"
 #include "documents/LineDecorator.h"
 #include "documents/PageLoad.h"
-#include "foundation/NativeLock.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/work/NativeLock.h"
+#include "foundation/work/OperationQueue.h"
 #include "tail/FollowedDataSource.h"
 
 #include <any>

@@ -1,32 +1,22 @@
 #include "remote/Client.h"
 
 #include "foundation/FilePath.h"
-#include "foundation/Log.h"
-#include "foundation/MainThread.h"
-#include "foundation/Operation.h"
-#include "remote/AuthnType.h"
+#include "foundation/work/MainThread.h"
+#include "foundation/work/Reply.h"
 #include "remote/ConnectionAlerts.h"
-#include "remote/NMSSHSession.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/Reply.h"
-#include "remote/SshError.h"
+#include "remote/UserSessionSettings.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/ssh/NMSSHSession.h"
+#include "remote/ssh/RemoteLog.h"
+#include "remote/ssh/SshError.h"
 
 #include <QCoreApplication>
 #include <QFile>
 
 namespace korvane {
 namespace {
-
-class TestOperation : public Operation {
-public:
-    explicit TestOperation(std::function<void()> test) : test_(std::move(test)) {}
-
-private:
-    void main() override { test_(); }
-
-    const std::function<void()> test_;
-};
 
 /// The file that the settings remember, or else the one at the stored path.
 std::optional<QUrl> keyFile(std::optional<QUrl> remembered, const std::optional<QString>& path) {
@@ -64,7 +54,7 @@ std::shared_ptr<Client> Client::create(std::shared_ptr<RemoteHost> host, AlertPr
 }
 
 Client::Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts)
-    : Client(host, alerts, SessionSettings::ofUser(*host)) {}
+    : Client(host, alerts, userSessionSettings(*host)) {}
 
 Client::Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, SessionSettings settings)
     : host_(std::move(host)), alerts_(alerts), settings_(std::move(settings)), hostName_(host_->host()),
@@ -383,20 +373,22 @@ bool Client::claimLoss(std::uint64_t login) {
 void Client::testConnection(std::function<void()> done) {
     isTesting_ = true;
     connectionTestCanceled_ = false;
-    testQueue_.addOperation(
-        std::make_shared<TestOperation>([self = shared_from_this(), done = std::move(done)] {
+    testQueue_
+        .run([self = shared_from_this()] {
             Result<Connection> outcome = self->connect();
             self->disconnect();
-            MainThread::shared().post([self, done, outcome = std::move(outcome)] {
-                self->isTesting_ = false;
-                const bool wasCanceled = self->connectionTestCanceled_.exchange(false);
-                const std::optional<Alert> alert = wasCanceled ? std::nullopt : self->outcomeOfTest(outcome);
-                if (alert)
-                    self->alerts_.present(*alert, self->window_, [done](int) { done(); });
-                else
-                    done();
-            });
-        }));
+            return outcome;
+        })
+        .then(std::weak_ptr(shared_from_this()), [self = shared_from_this(),
+                                                  done = std::move(done)](const Result<Connection>& outcome) {
+            self->isTesting_ = false;
+            const bool wasCanceled = self->connectionTestCanceled_.exchange(false);
+            const std::optional<Alert> alert = wasCanceled ? std::nullopt : self->outcomeOfTest(outcome);
+            if (alert)
+                self->alerts_.present(*alert, self->window_, [done](int) { done(); });
+            else
+                done();
+        });
 }
 
 std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& outcome) const {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "foundation/Alerts.h"
-#include "foundation/OperationQueue.h"
 #include "foundation/Result.h"
-#include "remote/NMSSHSessionDelegate.h"
-#include "remote/SessionSettings.h"
+#include "foundation/notices/Alerts.h"
+#include "foundation/work/OperationQueue.h"
+#include "remote/ssh/NMSSHSessionDelegate.h"
+#include "remote/ssh/SessionSettings.h"
 
 #include <QString>
 #include <QUrl>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/Alerts.h"
+#include "foundation/notices/Alerts.h"
 
 #include <cstdint>
 

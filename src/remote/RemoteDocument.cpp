@@ -4,19 +4,19 @@
 #include "core/Preferences.h"
 #include "documents/Discard.h"
 #include "documents/LoadProgressController.h"
-#include "foundation/Alerts.h"
-#include "foundation/MainThread.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/Alerts.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/MainThread.h"
 #include "remote/Client.h"
 #include "remote/RemoteErrors.h"
 #include "remote/RemoteFile.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
 #include "remote/RemoteLogDataSource.h"
 #include "remote/RemoteLogFileObserver.h"
-#include "remote/RemoteRecentFilesManager.h"
 #include "remote/SFTPClient.h"
-#include "remote/SshError.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/RemoteRecentFilesManager.h"
+#include "remote/ssh/SshError.h"
 
 #include <QCoreApplication>
 
@@ -30,6 +30,14 @@ constexpr qsizetype longestPrintedText = 80;
 
 QString translated(const char* text) {
     return QCoreApplication::translate("RemoteDocument", text);
+}
+
+std::optional<FileInformation> informationOf(const RemoteFile& file) {
+    const auto found = SFTPClient(file.client()).infoForFileAtPath(file.path());
+    if (!found)
+        return std::nullopt;
+    return FileInformation{found.value().filename, found.value().lastAccess, found.value().modificationDate,
+                           found.value().fileSize};
 }
 
 } // namespace
@@ -136,24 +144,6 @@ private:
     std::atomic<bool> keepsLogin_{false};
     const std::shared_ptr<RemoteFile> file_;
     const std::shared_ptr<RemoteLogDataSource> dataSource_;
-};
-
-class RemoteDocument::InformationOperation : public Operation {
-public:
-    explicit InformationOperation(std::shared_ptr<RemoteFile> file) : file_(std::move(file)) {}
-    const std::optional<FileInformation>& information() const { return information_; }
-
-protected:
-    void main() override {
-        const auto found = SFTPClient(file_->client()).infoForFileAtPath(file_->path());
-        if (found)
-            information_ = FileInformation{found.value().filename, found.value().lastAccess,
-                                           found.value().modificationDate, found.value().fileSize};
-    }
-
-private:
-    const std::shared_ptr<RemoteFile> file_;
-    std::optional<FileInformation> information_;
 };
 
 // ---- From address to rows
@@ -419,15 +409,12 @@ std::optional<quint64> RemoteDocument::knownFileSize() const {
 void RemoteDocument::askFileInformation(FileInformationReport report) {
     if (isClosed())
         return;
-    const auto ask = std::make_shared<InformationOperation>(file_);
-    // The operation outlives its completion, which it owns.
-    ask->setCompletion([ask = ask.get(), weak = weak_from_this(), report = std::move(report)] {
-        MainThread::shared().post([information = ask->information(), weak, report] {
-            if (const auto open = weak.lock(); open && !open->isClosed())
-                report(information);
-        });
-    });
-    informationQueue_->addOperation(ask);
+    informationQueue_->run([file = file_] { return informationOf(*file); })
+        .then(weak_from_this(),
+              [this, report = std::move(report)](const std::optional<FileInformation>& information) {
+                  if (!isClosed())
+                      report(information);
+              });
 }
 
 std::shared_ptr<const LoadProgressController> RemoteDocument::loadProgress() const {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "documents/Document.h"
-#include "foundation/OperationQueue.h"
-#include "remote/RemoteUrl.h"
+#include "foundation/work/OperationQueue.h"
+#include "remote/hosts/RemoteUrl.h"
 
 #include <cstdint>
 #include <functional>
@@ -81,7 +81,6 @@ public:
 private:
     class Listener;
     class LoadOperation;
-    class InformationOperation;
 
     RemoteDocument(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, std::shared_ptr<Client> client);
     std::shared_ptr<RemoteDocument> self();

@@ -1,10 +1,10 @@
 #include "remote/RemoteFile.h"
 
-#include "core/Pages.h"
-#include "foundation/Log.h"
+#include "core/reader/Pages.h"
 #include "remote/RemoteErrors.h"
 #include "remote/SFTPClient.h"
-#include "remote/SshError.h"
+#include "remote/ssh/RemoteLog.h"
+#include "remote/ssh/SshError.h"
 
 #include <QCoreApplication>
 

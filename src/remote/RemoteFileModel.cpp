@@ -1,6 +1,5 @@
 #include "remote/RemoteFileModel.h"
 
-#include "foundation/MainThread.h"
 #include "remote/SFTPClient.h"
 
 #include <QCollator>
@@ -43,30 +42,14 @@ struct RemoteFileModel::Listing {
     QString fault;
 };
 
-class RemoteFileModel::ListOperation : public Operation {
-public:
-    ListOperation(std::shared_ptr<SFTPClient> client, QString path)
-        : client_(std::move(client)), path_(std::move(path)) {}
-
-    /// From the completion on.
-    Listing takeListing() { return std::move(listing_); }
-
-protected:
-    void main() override {
-        auto result = client_->contentsOfDirectoryAtPath(path_);
-        if (!result) {
-            listing_.fault = result.error().userText;
-            return;
-        }
-        listing_.entries = std::move(result).value();
-        sortForPeople(listing_.entries);
-    }
-
-private:
-    const std::shared_ptr<SFTPClient> client_;
-    const QString path_;
-    Listing listing_;
-};
+RemoteFileModel::Listing RemoteFileModel::list(SFTPClient& client, const QString& path) {
+    auto result = client.contentsOfDirectoryAtPath(path);
+    if (!result)
+        return {{}, result.error().userText};
+    Listing listing{std::move(result).value(), {}};
+    sortForPeople(listing.entries);
+    return listing;
+}
 
 RemoteFileModel::RemoteFileModel(std::shared_ptr<SFTPClient> client)
     : client_(std::move(client)), root_(makeRoot(QStringLiteral("/"))),
@@ -135,17 +118,10 @@ void RemoteFileModel::fetchMore(const QModelIndex& parent) {
         return;
     RemoteFileNode& node = nodeOf(parent);
     node.isAskedFor = true;
-    const auto operation = std::make_shared<ListOperation>(client_, node.path);
-    // The operation outlives its completion, which it owns.
-    operation->setCompletion([this, operation = operation.get(), weak = std::weak_ptr(generation_), &node] {
-        auto listing = std::make_shared<Listing>(operation->takeListing());
-        MainThread::shared().post([this, weak, &node, listing] {
-            if (!weak.expired())
-                takeListing(node, std::move(*listing));
-        });
-    });
     ++pendingCount_;
-    queue_->addOperation(operation);
+    queue_->run([client = client_, path = node.path] { return list(*client, path); })
+        .then(std::weak_ptr(generation_),
+              [this, &node](Listing listing) { takeListing(node, std::move(listing)); });
     Q_EMIT pendingCountChanged();
 }
 

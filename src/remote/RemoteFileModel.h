@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 #include "remote/RemoteFileNode.h"
 
 #include <QAbstractItemModel>
@@ -51,8 +51,10 @@ Q_SIGNALS:
     void listingFailed(const QString& path, const QString& reason);
 
 private:
-    class ListOperation;
     struct Listing;
+
+    /// Waits for the server: on a worker.
+    static Listing list(SFTPClient& client, const QString& path);
 
     RemoteFileNode& nodeOf(const QModelIndex& index) const;
     QModelIndex indexOf(const RemoteFileNode& node) const;

@@ -1,7 +1,7 @@
 #include "remote/RemoteFileMonitorOperation.h"
 
-#include "foundation/Log.h"
 #include "remote/RemoteFile.h"
+#include "remote/ssh/RemoteLog.h"
 
 namespace korvane {
 

@@ -1,7 +1,7 @@
 #include "remote/RemoteLoadLinesOperation.h"
 
-#include "core/LogReader.h"
-#include "foundation/StringEncoding.h"
+#include "core/reader/LogReader.h"
+#include "foundation/text/StringEncoding.h"
 #include "remote/RemoteFile.h"
 
 #include <utility>

@@ -1,16 +1,16 @@
 #include "remote/RemoteLogDataSource.h"
 
-#include "core/CompiledSearch.h"
 #include "core/DocumentProtocol.h"
 #include "core/NotificationNames.h"
-#include "core/Pages.h"
 #include "core/RuleEnforcerProtocol.h"
-#include "foundation/Log.h"
-#include "foundation/MainThread.h"
-#include "foundation/NotificationCenter.h"
+#include "core/reader/Pages.h"
+#include "core/search/CompiledSearch.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/MainThread.h"
 #include "remote/Client.h"
 #include "remote/RemoteFile.h"
 #include "remote/RemoteLoadLinesOperation.h"
+#include "remote/ssh/RemoteLog.h"
 
 #include <QCoreApplication>
 
@@ -19,57 +19,34 @@
 
 namespace korvane {
 
-class RemoteLogDataSource::CountOperation : public Operation {
-public:
-    explicit CountOperation(std::weak_ptr<RemoteLogDataSource> dataSource)
-        : dataSource_(std::move(dataSource)) {}
+namespace {
 
-protected:
-    void main() override {
-        if (const auto dataSource = dataSource_.lock())
-            dataSource->count(Content::Known, [this] { return isCancelled(); });
-    }
-
-private:
-    const std::weak_ptr<RemoteLogDataSource> dataSource_;
-};
-
-/// Looks at lines without keeping them, a piece at a time.
-class RemoteLogDataSource::ArrivedLinesOperation : public Operation {
-public:
-    ArrivedLinesOperation(std::weak_ptr<TailDataSource> dataSource, std::shared_ptr<RemoteFile> file,
-                          LineRange lines)
-        : dataSource_(std::move(dataSource)), file_(std::move(file)), lines_(lines) {}
-
-protected:
-    void main() override {
-        const qint64 end = lines_.location + lines_.length;
-        for (qint64 line = lines_.location; line < end && !isCancelled(); line += pages::size) {
-            const auto dataSource = dataSource_.lock();
-            const auto enforcer = dataSource ? dataSource->ruleEnforcer() : nullptr;
-            // Before the lines are asked for: a pass tells nothing of a content that comes later.
-            const auto pass = enforcer ? enforcer->makeNotificationPass() : nullptr;
-            if (!pass)
-                return;
-            const auto texts =
-                file_->lines(line, std::min(end - line, pages::size), [this] { return isCancelled(); });
-            if (!texts) {
-                if (!isCancelled())
-                    qCWarning(logRemote, "No rule has looked at what arrived from line %lld on.",
-                              static_cast<long long>(line + 1));
-                return;
-            }
-            qint64 number = line;
-            for (const QString& text : *texts)
-                pass->look(number++, text);
+/// Lets rules look at lines that nobody keeps, a piece at a time. Waits for the server: on a worker.
+void passLines(const std::weak_ptr<TailDataSource>& weak, RemoteFile& file, LineRange lines,
+               const std::stop_token& stop) {
+    const qint64 end = lines.location + lines.length;
+    for (qint64 line = lines.location; line < end && !stop.stop_requested(); line += pages::size) {
+        const auto dataSource = weak.lock();
+        const auto enforcer = dataSource ? dataSource->ruleEnforcer() : nullptr;
+        // Before the lines are asked for: a pass tells nothing of a content that comes later.
+        const auto pass = enforcer ? enforcer->makeNotificationPass() : nullptr;
+        if (!pass)
+            return;
+        const auto texts =
+            file.lines(line, std::min(end - line, pages::size), [&stop] { return stop.stop_requested(); });
+        if (!texts) {
+            if (!stop.stop_requested())
+                qCWarning(logRemote, "No rule has looked at what arrived from line %lld on.",
+                          static_cast<long long>(line + 1));
+            return;
         }
+        qint64 number = line;
+        for (const QString& text : *texts)
+            pass->look(number++, text);
     }
+}
 
-private:
-    const std::weak_ptr<TailDataSource> dataSource_;
-    const std::shared_ptr<RemoteFile> file_;
-    const LineRange lines_;
-};
+} // namespace
 
 RemoteLogDataSource::RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document,
                                          std::shared_ptr<RemoteFile> file)
@@ -82,23 +59,15 @@ RemoteLogDataSource::RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>
 qint64 RemoteLogDataSource::rowCount() const {
     const bool canAsk = file_->client()->isConnected();
     const std::lock_guard guard(mutex_);
-    if (lastLineCount_ == 0 && canAsk && !isCountUnwanted_ && !std::exchange(isCountAsked_, true)) {
-        const std::weak_ptr self = std::static_pointer_cast<RemoteLogDataSource>(
+    if (lastLineCount_ == 0 && canAsk && !isCountUnwanted_ && countQueue_.isEmpty()) {
+        const std::weak_ptr weak = std::static_pointer_cast<RemoteLogDataSource>(
             std::const_pointer_cast<TailDataSource>(shared_from_this()));
-        const auto operation = std::make_shared<CountOperation>(self);
-        // Also of one that was cancelled before it began.
-        operation->setCompletion([self] {
-            if (const auto dataSource = self.lock())
-                dataSource->countHasEnded();
+        countQueue_.run([weak](const std::stop_token& stop) {
+            if (const auto self = weak.lock())
+                self->count(Content::Known, [&stop] { return stop.stop_requested(); });
         });
-        countQueue_.addOperation(operation);
     }
     return shownLineCount_;
-}
-
-void RemoteLogDataSource::countHasEnded() {
-    const std::lock_guard guard(mutex_);
-    isCountAsked_ = false;
 }
 
 void RemoteLogDataSource::cancelCount() {
@@ -225,8 +194,8 @@ void RemoteLogDataSource::passArrivedLines(Content content, qint64 now, std::uin
     }
     const auto enforcer = ruleEnforcer();
     if (first < now && enforcer && enforcer->makeNotificationPass())
-        arrivedQueue_.addOperation(
-            std::make_shared<ArrivedLinesOperation>(weak_from_this(), file_, LineRange{first, now - first}));
+        arrivedQueue_.run([weak = weak_from_this(), file = file_, lines = LineRange{first, now - first}](
+                              const std::stop_token& stop) { passLines(weak, *file, lines, stop); });
 }
 
 void RemoteLogDataSource::announce(Content content, qint64 before, qint64 now) {

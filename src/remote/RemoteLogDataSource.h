@@ -57,13 +57,9 @@ protected:
     std::any arrivalNotice(qint64 page) const override { return page; }
 
 private:
-    class CountOperation;
-    class ArrivedLinesOperation;
     enum class Content { Known, Grown, Other };
 
     void count(Content content, const IsCancelled& isCancelled);
-    /// The one that a look at the rows has asked for.
-    void countHasEnded();
     void announce(Content content, qint64 before, qint64 now);
     /// Lets the lines that have come since the last call pass the rules that tell the user of lines, in the
     /// background, whether or not anyone looks at them.
@@ -82,7 +78,6 @@ private:
     qint64 lastLineCount_ = 0;  // 0 = not known
     qint64 shownLineCount_ = 0; // the last that was known
     std::optional<quint64> knownFileSize_;
-    mutable bool isCountAsked_ = false; // an operation is queued
     bool isCountUnwanted_ = false;
     std::uint64_t emptied_ = 0; // how often all rows have gone without a count
     /// Lines before this one were there when following began, or have been handed to the rules. Nothing while
@@ -93,6 +88,7 @@ private:
     std::mutex countMutex_;
     /// What has been found of the content since the last count that succeeded. Guarded by countMutex_.
     Content uncounted_ = Content::Known;
+    /// At most one count that a look at the rows has asked for.
     mutable OperationQueue countQueue_;
     OperationQueue arrivedQueue_;
 };

@@ -2,8 +2,8 @@
 
 #include "core/DocumentProtocol.h"
 #include "core/NotificationNames.h"
-#include "foundation/MainThread.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/MainThread.h"
 #include "remote/RemoteFile.h"
 #include "remote/RemoteFileMonitorOperation.h"
 #include "remote/RemoteLogDataSource.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/FileObserverProtocol.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 #include "tail/FileMonitorOperation.h"
 
 #include <atomic>

@@ -1,8 +1,8 @@
 #include "remote/SFTPClient.h"
 
 #include "remote/Client.h"
-#include "remote/NMSSHSession.h"
-#include "remote/SshError.h"
+#include "remote/ssh/NMSSHSession.h"
+#include "remote/ssh/SshError.h"
 
 namespace korvane {
 namespace {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "remote/ssh/RemoteEntry.h"
 
-#include <QDateTime>
 #include <QString>
 
 #include <memory>
@@ -12,25 +12,13 @@
 namespace korvane {
 
 class Client;
-class NMSFTP;
 
 /// Directories and files of a server, over a channel of the client's session: no login of its own. Any thread
 /// but the main one; every call waits for the server.
 class SFTPClient {
 public:
-    struct Entry {
-        /// Without a "/" at its end.
-        QString filename;
-        /// True also for a link to a directory.
-        bool isDirectory = false;
-        bool isSymLink = false;
-    };
-    struct FileInfo {
-        QString filename;
-        QDateTime lastAccess;
-        QDateTime modificationDate;
-        quint64 fileSize = 0;
-    };
+    using Entry = RemoteEntry;
+    using FileInfo = RemoteFileInfo;
 
     explicit SFTPClient(std::shared_ptr<Client> client);
     virtual ~SFTPClient();

@@ -1,6 +1,6 @@
 #include "rules/FilterRule.h"
 
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 

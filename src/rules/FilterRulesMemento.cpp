@@ -2,9 +2,9 @@
 
 #include "core/NotificationNames.h"
 #include "foundation/FatalError.h"
-#include "foundation/KeyedArchiver.h"
-#include "foundation/KeyedUnarchiver.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/archive/KeyedArchiver.h"
+#include "foundation/archive/KeyedUnarchiver.h"
+#include "foundation/notices/NotificationCenter.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #include "rules/FiltersManager.h"
 
 #include "core/NotificationNames.h"
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 #include "foundation/FatalError.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"

@@ -1,8 +1,8 @@
 #include "rules/RuleArchive.h"
 
-#include "core/SearchItem.h"
-#include "foundation/KeyedArchiver.h"
-#include "foundation/KeyedUnarchiver.h"
+#include "core/search/SearchItem.h"
+#include "foundation/archive/KeyedArchiver.h"
+#include "foundation/archive/KeyedUnarchiver.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"

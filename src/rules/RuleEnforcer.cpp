@@ -2,8 +2,8 @@
 
 #include "core/DocumentProtocol.h"
 #include "foundation/FilePath.h"
-#include "foundation/MainThread.h"
-#include "foundation/UserNotifications.h"
+#include "foundation/notices/UserNotifications.h"
+#include "foundation/work/MainThread.h"
 #include "rules/FilterRule.h"
 #include "rules/RulePainter.h"
 

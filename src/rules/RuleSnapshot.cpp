@@ -1,6 +1,6 @@
 #include "rules/RuleSnapshot.h"
 
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/CompiledSearch.h"
+#include "core/search/CompiledSearch.h"
 #include "rules/NotificationRule.h"
 
 #include <QColor>

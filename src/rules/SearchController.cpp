@@ -1,9 +1,9 @@
 #include "rules/SearchController.h"
 
 #include "core/NotificationNames.h"
-#include "core/SearchItem.h"
 #include "core/TailDataSourceProtocol.h"
-#include "foundation/MainThread.h"
+#include "core/search/SearchItem.h"
+#include "foundation/work/MainThread.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/SearchMatch.h"
-#include "foundation/NotificationCenter.h"
-#include "foundation/Operation.h"
-#include "foundation/OperationQueue.h"
+#include "core/search/SearchMatch.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/Operation.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <QString>
 

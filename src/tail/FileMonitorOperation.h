@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/Operation.h"
+#include "foundation/work/Operation.h"
 
 #include <chrono>
 #include <cstdint>

@@ -3,8 +3,8 @@
 #include "core/DocumentProtocol.h"
 #include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
-#include "foundation/MainThread.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/MainThread.h"
 #include "tail/FollowedDataSource.h"
 #include "tail/LocalFileMonitorOperation.h"
 

@@ -2,8 +2,8 @@
 
 #include "core/FileObserverProtocol.h"
 #include "core/FileStatusNotificationObject.h"
-#include "core/LogFileReaderProtocol.h"
-#include "foundation/OperationQueue.h"
+#include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/work/OperationQueue.h"
 #include "tail/FileMonitorOperation.h"
 
 #include <QByteArray>

@@ -1,8 +1,8 @@
-#include "foundation/UserDefaults.h"
-#include "remote/AuthnType.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/RemoteUrl.h"
+#include "foundation/archive/UserDefaults.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/RemoteUrl.h"
 #include "support/KeyboardServer.h"
 #include "support/TemporaryFile.h"
 

@@ -2,9 +2,9 @@
 #include "bookmarks/LineMarksModel.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
-#include "remote/AuthnType.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
 #include "support/PreferencesTest.h"
 
 #include <QAbstractItemModelTester>

@@ -3,7 +3,7 @@
 #include "core/NotificationNames.h"
 #include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 

@@ -1,5 +1,5 @@
-#include "core/SearchItem.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/search/SearchItem.h"
 #include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRule.h"

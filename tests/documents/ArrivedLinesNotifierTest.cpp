@@ -1,6 +1,6 @@
-#include "core/InMemoryFileLogReader.h"
-#include "core/LogReader.h"
 #include "core/RuleEnforcerProtocol.h"
+#include "core/reader/InMemoryFileLogReader.h"
+#include "core/reader/LogReader.h"
 #include "documents/FakeDocument.h"
 #include "documents/FakeReader.h"
 #include "documents/LogTableDataSource.h"

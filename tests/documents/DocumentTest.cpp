@@ -4,7 +4,7 @@
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/LoadProgressController.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/DocumentProtocol.h"
-#include "core/LogFileReaderProtocol.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/reader/LogFileReaderProtocol.h"
 #include "foundation/FilePath.h"
 
 #include <memory>

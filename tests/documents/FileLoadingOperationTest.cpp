@@ -6,8 +6,8 @@
 #include "documents/FakeReader.h"
 #include "documents/LoadProgressController.h"
 #include "documents/LogTableDataSource.h"
-#include "foundation/NotificationCenter.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/OperationQueue.h"
 #include "support/PreferencesTest.h"
 #include "support/Waiting.h"
 

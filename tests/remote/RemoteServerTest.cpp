@@ -1,9 +1,9 @@
-#include "RemoteSession.h"
 #include "core/FileObserverProtocol.h"
-#include "core/SearchItem.h"
-#include "remote/AuthnType.h"
+#include "core/search/SearchItem.h"
 #include "remote/Client.h"
-#include "remote/SessionSettings.h"
+#include "remote/RemoteSession.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/ssh/SessionSettings.h"
 #include "support/SshServer.h"
 
 #include <QFile>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "foundation/OperationQueue.h"
-#include "remote/AuthnType.h"
+#include "foundation/work/OperationQueue.h"
 #include "remote/Client.h"
-#include "remote/RemoteHost.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
 #include "support/RecordingAlerts.h"
 #include "support/SshServer.h"
 #include "support/Waiting.h"

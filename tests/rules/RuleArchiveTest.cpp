@@ -1,7 +1,7 @@
 #include "rules/RuleArchive.h"
 
-#include "core/SearchItem.h"
-#include "foundation/KeyedArchiver.h"
+#include "core/search/SearchItem.h"
+#include "foundation/archive/KeyedArchiver.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"

@@ -1,6 +1,6 @@
 #include "rules/RuleEnforcer.h"
 
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 #include "rules/FakeTailDataSource.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"

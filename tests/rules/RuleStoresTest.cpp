@@ -2,8 +2,8 @@
 #include "rules/FiltersManager.h"
 
 #include "core/NotificationNames.h"
-#include "core/SearchItem.h"
-#include "foundation/KeyedArchiver.h"
+#include "core/search/SearchItem.h"
+#include "foundation/archive/KeyedArchiver.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"

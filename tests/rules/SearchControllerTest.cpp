@@ -1,7 +1,7 @@
 #include "rules/SearchController.h"
 
 #include "core/NotificationNames.h"
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 #include "rules/FakeTailDataSource.h"
 #include "support/Waiting.h"
 

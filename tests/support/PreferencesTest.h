@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/Preferences.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <QTemporaryDir>
 

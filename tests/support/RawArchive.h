@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/KeyedArchiver.h"
+#include "foundation/archive/KeyedArchiver.h"
 
 #include <QStringList>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/UserNotifications.h"
+#include "foundation/notices/UserNotifications.h"
 
 #include <QStringList>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/NotificationCenter.h"
-#include "foundation/StoreFile.h"
+#include "foundation/archive/StoreFile.h"
+#include "foundation/notices/NotificationCenter.h"
 
 #include <QDir>
 #include <QTemporaryDir>

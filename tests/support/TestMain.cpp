@@ -1,4 +1,4 @@
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <QCoreApplication>
 #include <chrono>

@@ -2,12 +2,12 @@
 
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/Preferences.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/RemoteRecentFilesManager.h"
-#include "remote/ServerGroupsManager.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/RemoteRecentFilesManager.h"
+#include "remote/hosts/ServerGroupsManager.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
-#include "ui/MachineFontCatalog.h"
+#include "ui/widgets/MachineFontCatalog.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/MainThread.h"
+#include "foundation/work/MainThread.h"
 
 #include <chrono>
 #include <functional>

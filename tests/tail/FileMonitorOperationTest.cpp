@@ -1,6 +1,6 @@
 #include "tail/FileMonitorOperation.h"
 
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 #include "support/PreferencesTest.h"
 #include "support/Waiting.h"
 

@@ -1,10 +1,10 @@
 #include "tail/LogFileObserver.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/InMemoryFileLogReader.h"
-#include "core/LogReader.h"
 #include "core/NotificationNames.h"
-#include "foundation/NotificationCenter.h"
+#include "core/reader/InMemoryFileLogReader.h"
+#include "core/reader/LogReader.h"
+#include "foundation/notices/NotificationCenter.h"
 #include "support/FaultyReads.h"
 #include "support/LogCapture.h"
 #include "support/PreferencesTest.h"

@@ -4,16 +4,16 @@
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
-#include "foundation/MainThread.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/work/MainThread.h"
+#include "foundation/work/OperationQueue.h"
 #include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
 #include "support/TestStores.h"
-#include "ui/LogViewController.h"
-#include "ui/MainThreadPump.h"
-#include "ui/MainWindow.h"
-#include "ui/MainWindowController.h"
-#include "ui/WindowManager.h"
+#include "ui/page/LogViewController.h"
+#include "ui/page/MainWindowController.h"
+#include "ui/widgets/MainThreadPump.h"
+#include "ui/window/MainWindow.h"
+#include "ui/window/WindowManager.h"
 
 #include <QTemporaryDir>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "core/ContentSample.h"
+#include "core/reader/ContentSample.h"
 
 #include "foundation/FileHandle.h"
 

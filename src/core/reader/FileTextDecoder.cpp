@@ -1,6 +1,6 @@
-#include "core/FileTextDecoder.h"
+#include "core/reader/FileTextDecoder.h"
 
-#include "foundation/Log.h"
+#include "core/reader/ReaderLog.h"
 
 #include <algorithm>
 

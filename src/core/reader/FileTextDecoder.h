@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/LogFileReaderProtocol.h"
+#include "core/reader/LogFileReaderProtocol.h"
 
 #include <QByteArrayView>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "core/InMemoryFileLogReader.h"
+#include "core/reader/InMemoryFileLogReader.h"
 
 #include <algorithm>
 #include <iterator>

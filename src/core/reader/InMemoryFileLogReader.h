@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/LogReader.h"
-#include "foundation/NativeLock.h"
+#include "core/reader/LogReader.h"
+#include "foundation/work/NativeLock.h"
 
 #include <QByteArray>
 #include <QString>

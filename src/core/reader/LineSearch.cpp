@@ -1,7 +1,7 @@
-#include "core/LineSearch.h"
+#include "core/reader/LineSearch.h"
 
-#include "core/FileTextDecoder.h"
-#include "core/LineIndex.h"
+#include "core/reader/FileTextDecoder.h"
+#include "core/reader/LineIndex.h"
 #include "foundation/FileHandle.h"
 
 #include <QString>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/CandidateSearch.h"
-#include "core/SearchItem.h"
-#include "core/SearchMatch.h"
+#include "core/search/CandidateSearch.h"
+#include "core/search/SearchItem.h"
+#include "core/search/SearchMatch.h"
 
 #include <QByteArray>
 

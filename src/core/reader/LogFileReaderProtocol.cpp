@@ -1,6 +1,6 @@
-#include "core/LogFileReaderProtocol.h"
+#include "core/reader/LogFileReaderProtocol.h"
 
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/SearchMatch.h"
+#include "core/search/SearchMatch.h"
 #include "foundation/FileHandle.h"
 #include "foundation/Result.h"
-#include "foundation/StringEncoding.h"
+#include "foundation/text/StringEncoding.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,11 +1,11 @@
-#include "core/LogReader.h"
+#include "core/reader/LogReader.h"
 
-#include "core/LineSearch.h"
-#include "core/NewlineScan.h"
-#include "core/Pages.h"
+#include "core/reader/LineSearch.h"
+#include "core/reader/NewlineScan.h"
+#include "core/reader/Pages.h"
+#include "core/reader/ReaderLog.h"
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
-#include "foundation/Log.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/ContentSample.h"
-#include "core/FileTextDecoder.h"
-#include "core/LineIndex.h"
-#include "core/LogFileReaderProtocol.h"
+#include "core/reader/ContentSample.h"
+#include "core/reader/FileTextDecoder.h"
+#include "core/reader/LineIndex.h"
+#include "core/reader/LogFileReaderProtocol.h"
 #include "foundation/FileHandle.h"
 
 #include <QByteArray>

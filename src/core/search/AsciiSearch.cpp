@@ -1,4 +1,4 @@
-#include "core/AsciiSearch.h"
+#include "core/search/AsciiSearch.h"
 
 #include <algorithm>
 #include <bit>

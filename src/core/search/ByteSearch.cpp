@@ -1,4 +1,4 @@
-#include "core/ByteSearch.h"
+#include "core/search/ByteSearch.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,6 +1,6 @@
-#include "core/CandidateSearch.h"
+#include "core/search/CandidateSearch.h"
 
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 
 #include <QByteArray>
 #include <QChar>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/ByteSearch.h"
-#include "foundation/StringEncoding.h"
+#include "core/search/ByteSearch.h"
+#include "foundation/text/StringEncoding.h"
 
 #include <cstddef>
 #include <optional>

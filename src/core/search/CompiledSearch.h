@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/AsciiSearch.h"
-#include "core/Matching.h"
+#include "core/search/AsciiSearch.h"
+#include "core/search/Matching.h"
 
 #include <QString>
 

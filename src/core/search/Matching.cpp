@@ -1,4 +1,4 @@
-#include "core/Matching.h"
+#include "core/search/Matching.h"
 
 #include <limits>
 

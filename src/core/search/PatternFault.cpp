@@ -1,4 +1,4 @@
-#include "core/PatternFault.h"
+#include "core/search/PatternFault.h"
 
 #include <QCoreApplication>
 

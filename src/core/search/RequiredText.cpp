@@ -1,4 +1,4 @@
-#include "core/RequiredText.h"
+#include "core/search/RequiredText.h"
 
 #include <QStringView>
 

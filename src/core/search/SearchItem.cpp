@@ -1,6 +1,6 @@
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 
-#include "core/Matching.h"
+#include "core/search/Matching.h"
 
 #include <list>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include "foundation/FileBookmark.h"
+#include "foundation/archive/FileBookmark.h"
 
 #include "foundation/FileHandle.h"
 #include "foundation/FilePath.h"

@@ -1,7 +1,7 @@
-#include "foundation/KeyedArchiver.h"
+#include "foundation/archive/KeyedArchiver.h"
 
-#include "foundation/ArchiveFormat.h"
 #include "foundation/FilePath.h"
+#include "foundation/archive/ArchiveFormat.h"
 
 #include <utility>
 

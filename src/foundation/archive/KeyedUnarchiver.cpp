@@ -1,6 +1,6 @@
-#include "foundation/KeyedUnarchiver.h"
+#include "foundation/archive/KeyedUnarchiver.h"
 
-#include "foundation/ArchiveFormat.h"
+#include "foundation/archive/ArchiveFormat.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/PropertyList.h"
+#include "foundation/archive/PropertyList.h"
 
 #include <QByteArrayView>
 #include <QColor>

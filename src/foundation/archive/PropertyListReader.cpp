@@ -1,4 +1,4 @@
-#include "foundation/PropertyList.h"
+#include "foundation/archive/PropertyList.h"
 
 #include <QCoreApplication>
 

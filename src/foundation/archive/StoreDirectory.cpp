@@ -1,4 +1,4 @@
-#include "foundation/StoreDirectory.h"
+#include "foundation/archive/StoreDirectory.h"
 
 #include <QDir>
 #include <QFile>

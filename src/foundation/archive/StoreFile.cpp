@@ -1,4 +1,4 @@
-#include "foundation/StoreFile.h"
+#include "foundation/archive/StoreFile.h"
 
 #include "foundation/Descriptor.h"
 #include "foundation/FileHandle.h"

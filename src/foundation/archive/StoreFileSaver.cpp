@@ -1,4 +1,4 @@
-#include "foundation/StoreFileSaver.h"
+#include "foundation/archive/StoreFileSaver.h"
 
 #include <QCoreApplication>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
-#include "foundation/StoreFile.h"
+#include "foundation/archive/StoreFile.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "foundation/NotificationFolder.h"
+#include "foundation/notices/NotificationFolder.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "foundation/UserNotifications.h"
+#include "foundation/notices/UserNotifications.h"
 
 namespace korvane {
 namespace {

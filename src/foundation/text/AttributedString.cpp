@@ -1,4 +1,4 @@
-#include "foundation/AttributedString.h"
+#include "foundation/text/AttributedString.h"
 
 #include "foundation/FatalError.h"
 

@@ -1,4 +1,4 @@
-#include "remote/AuthnType.h"
+#include "remote/hosts/AuthnType.h"
 
 #include <QCoreApplication>
 

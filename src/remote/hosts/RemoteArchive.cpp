@@ -1,11 +1,11 @@
-#include "remote/RemoteArchive.h"
+#include "remote/hosts/RemoteArchive.h"
 
-#include "foundation/ArchiveFormat.h"
-#include "foundation/KeyedArchiver.h"
-#include "foundation/KeyedUnarchiver.h"
-#include "remote/AuthnType.h"
-#include "remote/RemoteHost.h"
-#include "remote/ServerGroup.h"
+#include "foundation/archive/ArchiveFormat.h"
+#include "foundation/archive/KeyedArchiver.h"
+#include "foundation/archive/KeyedUnarchiver.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/ServerGroup.h"
 
 #include <QCoreApplication>
 

@@ -1,7 +1,7 @@
-#include "remote/RemoteHost.h"
+#include "remote/hosts/RemoteHost.h"
 
-#include "remote/AuthnType.h"
-#include "remote/ServerGroup.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/ServerGroup.h"
 
 #include <QCoreApplication>
 

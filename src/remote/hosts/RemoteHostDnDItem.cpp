@@ -1,8 +1,8 @@
-#include "remote/RemoteHostDnDItem.h"
+#include "remote/hosts/RemoteHostDnDItem.h"
 
-#include "foundation/ArchiveFormat.h"
-#include "foundation/KeyedArchiver.h"
-#include "foundation/KeyedUnarchiver.h"
+#include "foundation/archive/ArchiveFormat.h"
+#include "foundation/archive/KeyedArchiver.h"
+#include "foundation/archive/KeyedUnarchiver.h"
 
 #include <QCoreApplication>
 

@@ -1,12 +1,12 @@
-#include "remote/RemoteHostsManager.h"
+#include "remote/hosts/RemoteHostsManager.h"
 
 #include "foundation/FatalError.h"
-#include "foundation/FileBookmark.h"
 #include "foundation/FilePath.h"
-#include "foundation/UserDefaults.h"
-#include "remote/AuthnType.h"
-#include "remote/RemoteArchive.h"
-#include "remote/RemoteHost.h"
+#include "foundation/archive/FileBookmark.h"
+#include "foundation/archive/UserDefaults.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteArchive.h"
+#include "remote/hosts/RemoteHost.h"
 
 #include <QFile>
 

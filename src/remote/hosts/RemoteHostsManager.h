@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
-#include "foundation/StoreFileSaver.h"
+#include "foundation/archive/StoreFileSaver.h"
 
 #include <QString>
 #include <QUrl>

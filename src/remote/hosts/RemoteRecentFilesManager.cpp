@@ -1,8 +1,8 @@
-#include "remote/RemoteRecentFilesManager.h"
+#include "remote/hosts/RemoteRecentFilesManager.h"
 
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
-#include "foundation/UserDefaults.h"
+#include "foundation/archive/UserDefaults.h"
 
 namespace korvane {
 namespace {

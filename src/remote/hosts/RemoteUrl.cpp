@@ -1,7 +1,7 @@
-#include "remote/RemoteUrl.h"
+#include "remote/hosts/RemoteUrl.h"
 
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,9 +1,9 @@
-#include "remote/ServerGroupsManager.h"
+#include "remote/hosts/ServerGroupsManager.h"
 
 #include "foundation/FatalError.h"
-#include "remote/RemoteArchive.h"
-#include "remote/RemoteHost.h"
-#include "remote/ServerGroup.h"
+#include "remote/hosts/RemoteArchive.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/ServerGroup.h"
 
 #include <QCoreApplication>
 

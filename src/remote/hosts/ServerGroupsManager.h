@@ -1,8 +1,8 @@
 #pragma once
 
-#include "foundation/Alerts.h"
 #include "foundation/Result.h"
-#include "foundation/StoreFileSaver.h"
+#include "foundation/archive/StoreFileSaver.h"
+#include "foundation/notices/Alerts.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
-#include "remote/HostKeys.h"
+#include "remote/ssh/HostKeys.h"
 
-#include "remote/SshError.h"
+#include "remote/ssh/SshError.h"
 
 #include <QFile>
 #include <QStringList>

@@ -1,6 +1,6 @@
-#include "remote/NMSFTP.h"
+#include "remote/ssh/NMSFTP.h"
 
-#include "remote/SshError.h"
+#include "remote/ssh/SshError.h"
 
 #include <QFile>
 
@@ -74,11 +74,11 @@ bool NMSFTP::directoryExistsAtPath(const QByteArray& path) {
     return found && found->type == SSH_FILEXFER_TYPE_DIRECTORY;
 }
 
-Result<SFTPClient::FileInfo> NMSFTP::infoForFileAtPath(const QByteArray& path) {
+Result<RemoteFileInfo> NMSFTP::infoForFileAtPath(const QByteArray& path) {
     const Attributes found(sftp_stat(sftp_, path.constData()));
     if (!found)
         return lastError(path);
-    SFTPClient::FileInfo info;
+    RemoteFileInfo info;
     info.filename = QString::fromUtf8(path.mid(path.lastIndexOf('/') + 1));
     info.lastAccess = fromSeconds(found->atime);
     info.modificationDate = fromSeconds(found->mtime);
@@ -163,7 +163,7 @@ void NMSFTP::Listing::add(NMSFTP& files, const sftp_attributes_struct& attribute
     const QByteArray name = attributes.name;
     if (name == "." || name == "..")
         return;
-    SFTPClient::Entry entry;
+    RemoteEntry entry;
     entry.filename = withoutSlash(QString::fromUtf8(name));
     entry.isSymLink = attributes.type == SSH_FILEXFER_TYPE_SYMLINK;
     entry.isDirectory = entry.isSymLink ? files.directoryExistsAtPath(path_ + '/' + name)

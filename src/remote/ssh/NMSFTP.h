@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
-#include "remote/SFTPClient.h"
+#include "remote/ssh/RemoteEntry.h"
 
 #include <QByteArray>
 
@@ -26,7 +26,7 @@ public:
     Status connect();
 
     bool directoryExistsAtPath(const QByteArray& path);
-    Result<SFTPClient::FileInfo> infoForFileAtPath(const QByteArray& path);
+    Result<RemoteFileInfo> infoForFileAtPath(const QByteArray& path);
 
     /// Where a symbolic link leads to in the end; nothing for what is none.
     Result<std::optional<QByteArray>> linkTarget(const QByteArray& path);
@@ -43,14 +43,14 @@ public:
 
         /// Reads some more of it. True when it is complete.
         Result<bool> readSome(NMSFTP& files);
-        std::vector<SFTPClient::Entry> takeEntries() { return std::move(entries_); }
+        std::vector<RemoteEntry> takeEntries() { return std::move(entries_); }
 
     private:
         void add(NMSFTP& files, const sftp_attributes_struct& attributes);
 
         const QByteArray path_;
         sftp_dir directory_ = nullptr;
-        std::vector<SFTPClient::Entry> entries_;
+        std::vector<RemoteEntry> entries_;
     };
 
 private:

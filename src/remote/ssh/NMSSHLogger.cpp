@@ -1,6 +1,6 @@
-#include "remote/NMSSHLogger.h"
+#include "remote/ssh/NMSSHLogger.h"
 
-#include "foundation/Log.h"
+#include "remote/ssh/RemoteLog.h"
 
 #include <libssh/callbacks.h>
 #include <libssh/libssh.h>

@@ -1,10 +1,10 @@
-#include "remote/NMSSHSession.h"
+#include "remote/ssh/NMSSHSession.h"
 
-#include "remote/NMSFTP.h"
-#include "remote/NMSSHSessionDelegate.h"
-#include "remote/SshConnection.h"
-#include "remote/SshError.h"
-#include "remote/SshLogin.h"
+#include "remote/ssh/NMSFTP.h"
+#include "remote/ssh/NMSSHSessionDelegate.h"
+#include "remote/ssh/SshConnection.h"
+#include "remote/ssh/SshError.h"
+#include "remote/ssh/SshLogin.h"
 
 namespace korvane {
 namespace {
@@ -126,8 +126,8 @@ bool NMSSHSession::directoryExistsAtPath(const QByteArray& path) {
            *exists;
 }
 
-Result<std::vector<SFTPClient::Entry>> NMSSHSession::contentsOfDirectoryAtPath(const QByteArray& path) {
-    using Entries = Result<std::vector<SFTPClient::Entry>>;
+Result<std::vector<RemoteEntry>> NMSSHSession::contentsOfDirectoryAtPath(const QByteArray& path) {
+    using Entries = Result<std::vector<RemoteEntry>>;
     const auto current = connection();
     if (!current)
         return notConnected();
@@ -161,9 +161,8 @@ Answered NMSSHSession::askFiles(Ask ask) {
     return std::move(**answer);
 }
 
-Result<SFTPClient::FileInfo> NMSSHSession::infoForFileAtPath(const QByteArray& path) {
-    return askFiles<Result<SFTPClient::FileInfo>>(
-        [path](NMSFTP& files) { return files.infoForFileAtPath(path); });
+Result<RemoteFileInfo> NMSSHSession::infoForFileAtPath(const QByteArray& path) {
+    return askFiles<Result<RemoteFileInfo>>([path](NMSFTP& files) { return files.infoForFileAtPath(path); });
 }
 
 Result<std::optional<QByteArray>> NMSSHSession::linkTarget(const QByteArray& path) {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "foundation/Result.h"
-#include "remote/SFTPClient.h"
-#include "remote/SessionSettings.h"
+#include "remote/ssh/RemoteEntry.h"
+#include "remote/ssh/SessionSettings.h"
 
 #include <QByteArray>
 #include <QString>
@@ -59,8 +59,8 @@ public:
     Result<QByteArray> execute(const QByteArray& command, const std::function<bool()>& isCancelled = {});
 
     bool directoryExistsAtPath(const QByteArray& path);
-    Result<std::vector<SFTPClient::Entry>> contentsOfDirectoryAtPath(const QByteArray& path);
-    Result<SFTPClient::FileInfo> infoForFileAtPath(const QByteArray& path);
+    Result<std::vector<RemoteEntry>> contentsOfDirectoryAtPath(const QByteArray& path);
+    Result<RemoteFileInfo> infoForFileAtPath(const QByteArray& path);
     Result<std::optional<QByteArray>> linkTarget(const QByteArray& path);
     Status tryReading(const QByteArray& path);
 

@@ -1,8 +1,8 @@
-#include "remote/ServerSocket.h"
+#include "remote/ssh/ServerSocket.h"
 
 #include "foundation/FatalError.h"
-#include "remote/Reply.h"
-#include "remote/SshError.h"
+#include "foundation/work/Reply.h"
+#include "remote/ssh/SshError.h"
 
 #include <algorithm>
 #include <cerrno>

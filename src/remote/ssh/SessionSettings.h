@@ -6,13 +6,8 @@
 
 namespace korvane {
 
-class RemoteHost;
-
 /// How a session goes about its connection.
 struct SessionSettings {
-    /// As the user has chosen in the preferences and for the host. Main thread.
-    static SessionSettings ofUser(const RemoteHost& host);
-
     /// From the first look for the server to the login; the time that the user takes to answer is not
     /// counted.
     std::chrono::milliseconds connectingLimit = std::chrono::seconds(15);

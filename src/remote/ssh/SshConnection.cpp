@@ -1,10 +1,9 @@
-#include "remote/SshConnection.h"
+#include "remote/ssh/SshConnection.h"
 
 #include "foundation/FatalError.h"
-#include "foundation/Operation.h"
-#include "foundation/OperationQueue.h"
-#include "remote/NMSSHLogger.h"
-#include "remote/SshError.h"
+#include "foundation/work/OperationQueue.h"
+#include "remote/ssh/NMSSHLogger.h"
+#include "remote/ssh/SshError.h"
 
 #include <libssh/server.h>
 #include <poll.h>
@@ -18,18 +17,10 @@ using namespace std::chrono_literals;
 
 /// Servers allow ten channels as a rule: eight for commands, one for files, and one to spare.
 constexpr std::size_t commandChannels = 8;
+/// Maximum time that the end of a connection waits to stop commands that the server has not confirmed yet.
+constexpr auto stoppingLimit = 500ms;
 /// How often whoever waits looks whether the result is still wanted.
 constexpr auto patience = 20ms;
-
-class BlockOperation : public Operation {
-public:
-    explicit BlockOperation(std::function<void()> block) : block_(std::move(block)) {}
-
-private:
-    void main() override { block_(); }
-
-    const std::function<void()> block_;
-};
 
 Error notConnected() {
     return sshError(SshErrorCode::NotConnected, QStringLiteral("There is no connection to the server."));
@@ -63,7 +54,7 @@ std::shared_ptr<SshConnection> SshConnection::start(SessionSettings settings,
                                                     std::function<void(const std::optional<Error>&)> ended) {
     const std::shared_ptr<SshConnection> connection(new SshConnection(std::move(settings), std::move(ended)));
     // Its own thread keeps the connection until it has ended.
-    connection->queue_.addOperation(std::make_shared<BlockOperation>([connection] { connection->run(); }));
+    connection->queue_.run([connection] { connection->run(); });
     return connection;
 }
 
@@ -323,6 +314,26 @@ void SshConnection::waitForEvents(bool hasMore) {
     }
 }
 
+void SshConnection::stopCommands(const Error& because) {
+    for (const auto& channel : channels_) {
+        channel->command()->output.set(because);
+        channel->command()->isCancelled = true;
+    }
+    const auto limit = Clock::now() + stoppingLimit;
+    for (;;) {
+        std::erase_if(channels_, [](const auto& channel) {
+            bool hasMore = false;
+            return channel->step(hasMore) != CommandChannel::State::UnderWay;
+        });
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now());
+        if (channels_.empty() || left <= 0ms || !ssh_is_connected(session_))
+            break;
+        pollfd watched{ssh_get_fd(session_), POLLIN, 0};
+        ::poll(&watched, 1, static_cast<int>(left.count()));
+    }
+    channels_.clear();
+}
+
 void SshConnection::finish() {
     takeJobs();
     std::deque<LoginJob> loginJobs;
@@ -333,15 +344,11 @@ void SshConnection::finish() {
         endedBy = endError_;
     }
     const Error error = endedBy.value_or(notConnected());
-    for (const auto& channel : channels_) {
-        channel->terminate();
-        channel->command()->output.set(error);
-    }
+    stopCommands(error);
     for (const auto& command : commands_)
         command->output.set(error);
     for (const LoginJob& job : loginJobs)
         job.reply->set(error);
-    channels_.clear();
     if (!fileJobs_.empty()) {
         // A directory half read is given back to a server that may not answer: the call cuts the socket.
         const BlockingCall blocking(*this);

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "foundation/OperationQueue.h"
 #include "foundation/Result.h"
-#include "remote/CommandChannel.h"
-#include "remote/NMSFTP.h"
-#include "remote/Reply.h"
-#include "remote/ServerSocket.h"
-#include "remote/SessionSettings.h"
-#include "remote/SshLogin.h"
+#include "foundation/work/OperationQueue.h"
+#include "foundation/work/Reply.h"
+#include "remote/ssh/CommandChannel.h"
+#include "remote/ssh/NMSFTP.h"
+#include "remote/ssh/ServerSocket.h"
+#include "remote/ssh/SessionSettings.h"
+#include "remote/ssh/SshLogin.h"
 
 #include <atomic>
 #include <deque>
@@ -83,6 +83,8 @@ private:
     bool openFiles(FileJob& job);
     void checkServer();
     void waitForEvents(bool hasMore);
+    /// Answers all commands that have a channel, and has the server stop them.
+    void stopCommands(const Error& because);
     void finish();
 
     const SessionSettings settings_;

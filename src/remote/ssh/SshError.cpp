@@ -1,4 +1,4 @@
-#include "remote/SshError.h"
+#include "remote/ssh/SshError.h"
 
 #include <libssh/libssh.h>
 

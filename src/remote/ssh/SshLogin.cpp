@@ -1,8 +1,8 @@
-#include "remote/SshLogin.h"
+#include "remote/ssh/SshLogin.h"
 
-#include "remote/HostKeys.h"
-#include "remote/NMSSHSessionDelegate.h"
-#include "remote/SshError.h"
+#include "remote/ssh/HostKeys.h"
+#include "remote/ssh/NMSSHSessionDelegate.h"
+#include "remote/ssh/SshError.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "foundation/Result.h"
-#include "remote/ServerSocket.h"
-#include "remote/SessionSettings.h"
+#include "remote/ssh/ServerSocket.h"
+#include "remote/ssh/SessionSettings.h"
 
 #include <QString>
 

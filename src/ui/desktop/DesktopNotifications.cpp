@@ -1,8 +1,7 @@
-#include "ui/DesktopNotifications.h"
+#include "ui/desktop/DesktopNotifications.h"
 
-#include "foundation/Log.h"
-#include "foundation/MainThread.h"
-#include "foundation/Operation.h"
+#include "foundation/work/MainThread.h"
+#include "ui/desktop/UiLog.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -25,24 +24,11 @@ constexpr int lifetimeOfTheServicesChoice = -1;
 /// Services that never tell that a notification has gone must not make us remember all of them.
 constexpr std::size_t mostDestinations = 1000;
 
-/// Connecting waits for the bus to answer, which it may never do.
-class ConnectOperation : public Operation {
-public:
-    using Done = std::function<void(const QDBusConnection&)>;
-    ConnectOperation(QString address, Done done) : address_(std::move(address)), done_(std::move(done)) {}
-
-protected:
-    void main() override {
-        static std::atomic<int> serial = 0;
-        const QDBusConnection bus =
-            QDBusConnection::connectToBus(address_, QStringLiteral("korvane notifications %1").arg(++serial));
-        MainThread::shared().post([done = std::move(done_), bus] { done(bus); });
-    }
-
-private:
-    const QString address_;
-    Done done_;
-};
+/// Waits for the bus to answer, which it may never do: on a worker.
+QDBusConnection connectionTo(const QString& address) {
+    static std::atomic<int> serial = 0;
+    return QDBusConnection::connectToBus(address, QStringLiteral("korvane notifications %1").arg(++serial));
+}
 
 } // namespace
 
@@ -129,13 +115,15 @@ void DesktopNotifications::connectToBus() {
         return;
     }
     isConnecting_ = true;
-    connectQueue_.addOperation(std::make_shared<ConnectOperation>(
-        address, [self = QPointer<DesktopNotifications>(this)](const QDBusConnection& bus) {
+    connectQueue_.run([address, self = QPointer<DesktopNotifications>(this)] {
+        // Posted in any case: a connection that comes too late has to be ended.
+        MainThread::shared().post([self, bus = connectionTo(address)] {
             if (self)
                 self->connected(bus);
             else
                 QDBusConnection::disconnectFromBus(bus.name());
-        }));
+        });
+    });
 }
 
 void DesktopNotifications::connected(const QDBusConnection& bus) {

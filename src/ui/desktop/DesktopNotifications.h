@@ -1,8 +1,8 @@
 #pragma once
 
-#include "foundation/NotificationFolder.h"
-#include "foundation/OperationQueue.h"
-#include "foundation/UserNotifications.h"
+#include "foundation/notices/NotificationFolder.h"
+#include "foundation/notices/UserNotifications.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <QDBusConnection>
 #include <QObject>

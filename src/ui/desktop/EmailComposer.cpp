@@ -1,8 +1,8 @@
-#include "ui/EmailComposer.h"
+#include "ui/desktop/EmailComposer.h"
 
-#include "foundation/Alerts.h"
 #include "foundation/FilePath.h"
-#include "ui/ExternalProgram.h"
+#include "foundation/notices/Alerts.h"
+#include "ui/desktop/ExternalProgram.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
-#include "ui/ExternalProgram.h"
+#include "ui/desktop/ExternalProgram.h"
 
-#include "foundation/MainThread.h"
+#include "foundation/work/MainThread.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,9 +1,9 @@
-#include "ui/FileService.h"
+#include "ui/desktop/FileService.h"
 
 #include "core/DocumentProtocol.h"
 #include "foundation/FilePath.h"
-#include "ui/EmailComposer.h"
-#include "ui/ShareTemplate.h"
+#include "ui/desktop/EmailComposer.h"
+#include "ui/desktop/ShareTemplate.h"
 
 #include <QFile>
 #include <QStandardPaths>

@@ -1,6 +1,6 @@
-#include "ui/ShareTemplate.h"
+#include "ui/desktop/ShareTemplate.h"
 
-#include "foundation/PropertyList.h"
+#include "foundation/archive/PropertyList.h"
 
 #include <QXmlStreamReader>
 

@@ -1,10 +1,10 @@
-#include "ui/TerminalHandOff.h"
+#include "ui/desktop/TerminalHandOff.h"
 
 #include "core/Preferences.h"
-#include "foundation/Alerts.h"
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
-#include "ui/ExternalProgram.h"
+#include "foundation/notices/Alerts.h"
+#include "ui/desktop/ExternalProgram.h"
 
 #include <QClipboard>
 #include <QCoreApplication>

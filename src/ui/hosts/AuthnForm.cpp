@@ -1,7 +1,7 @@
-#include "ui/AuthnForm.h"
+#include "ui/hosts/AuthnForm.h"
 
-#include "remote/AuthnType.h"
-#include "ui/KeyFileField.h"
+#include "remote/hosts/AuthnType.h"
+#include "ui/widgets/KeyFileField.h"
 
 #include <QComboBox>
 #include <QFileInfo>

@@ -1,15 +1,16 @@
-#include "ui/HostDetailsDialog.h"
+#include "ui/hosts/HostDetailsDialog.h"
 
-#include "foundation/Alerts.h"
-#include "remote/AuthnType.h"
+#include "foundation/notices/Alerts.h"
 #include "remote/Client.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/ServerGroup.h"
-#include "remote/ServerGroupsManager.h"
-#include "remote/SessionSettings.h"
-#include "ui/AuthnForm.h"
-#include "ui/BusyIndicator.h"
+#include "remote/UserSessionSettings.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/ServerGroup.h"
+#include "remote/hosts/ServerGroupsManager.h"
+#include "remote/ssh/SessionSettings.h"
+#include "ui/hosts/AuthnForm.h"
+#include "ui/widgets/BusyIndicator.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -255,7 +256,7 @@ void HostDetailsDialog::done(int result) {
 void HostDetailsDialog::startTest() {
     // Under an identity of its own: what the store knows of the key files is not what is tried out.
     const auto host = enteredHost();
-    SessionSettings settings = SessionSettings::ofUser(*host);
+    SessionSettings settings = userSessionSettings(*host);
     settings.usesSshConfig = usesSshConfig_->isChecked();
     client_ = Client::create(host, alerts_, settings);
     client_->setWindow(this);

@@ -1,6 +1,6 @@
-#include "ui/NewGroupDialog.h"
+#include "ui/hosts/NewGroupDialog.h"
 
-#include "remote/ServerGroupsManager.h"
+#include "remote/hosts/ServerGroupsManager.h"
 
 #include <QDialogButtonBox>
 #include <QFormLayout>

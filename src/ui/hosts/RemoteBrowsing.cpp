@@ -1,11 +1,11 @@
-#include "ui/RemoteBrowsing.h"
+#include "ui/hosts/RemoteBrowsing.h"
 
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "remote/Client.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/RemoteUrl.h"
 #include "remote/SFTPClient.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/RemoteUrl.h"
 
 #include <algorithm>
 #include <utility>

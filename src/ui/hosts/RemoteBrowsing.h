@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ui/RemoteHostsWindow.h"
-#include "ui/ServerBrowserViewController.h"
+#include "ui/hosts/RemoteHostsWindow.h"
+#include "ui/hosts/ServerBrowserViewController.h"
 
 #include <QPointer>
 

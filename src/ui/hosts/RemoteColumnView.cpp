@@ -1,6 +1,6 @@
-#include "ui/RemoteColumnView.h"
+#include "ui/hosts/RemoteColumnView.h"
 
-#include "ui/RemoteFileEntryCell.h"
+#include "ui/hosts/RemoteFileEntryCell.h"
 
 #include <QListView>
 #include <QPainter>

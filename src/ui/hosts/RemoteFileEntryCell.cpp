@@ -1,7 +1,7 @@
-#include "ui/RemoteFileEntryCell.h"
+#include "ui/hosts/RemoteFileEntryCell.h"
 
 #include "remote/RemoteFileModel.h"
-#include "ui/Icons.h"
+#include "ui/widgets/Icons.h"
 
 #include <QApplication>
 #include <QPainter>

@@ -1,13 +1,13 @@
-#include "ui/RemoteHostsModel.h"
+#include "ui/hosts/RemoteHostsModel.h"
 
 #include "core/NotificationNames.h"
-#include "foundation/NotificationCenter.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostDnDItem.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/ServerGroup.h"
-#include "remote/ServerGroupsManager.h"
-#include "ui/Icons.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostDnDItem.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/ServerGroup.h"
+#include "remote/hosts/ServerGroupsManager.h"
+#include "ui/widgets/Icons.h"
 
 #include <QFont>
 #include <QMimeData>

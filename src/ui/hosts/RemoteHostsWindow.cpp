@@ -1,15 +1,15 @@
-#include "ui/RemoteHostsWindow.h"
+#include "ui/hosts/RemoteHostsWindow.h"
 
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
-#include "foundation/Alerts.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
-#include "remote/ServerGroup.h"
-#include "remote/ServerGroupsManager.h"
-#include "ui/HostDetailsDialog.h"
-#include "ui/NewGroupDialog.h"
-#include "ui/RemoteHostsModel.h"
+#include "foundation/notices/Alerts.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "remote/hosts/ServerGroup.h"
+#include "remote/hosts/ServerGroupsManager.h"
+#include "ui/hosts/HostDetailsDialog.h"
+#include "ui/hosts/NewGroupDialog.h"
+#include "ui/hosts/RemoteHostsModel.h"
 
 #include <QAction>
 #include <QDialogButtonBox>

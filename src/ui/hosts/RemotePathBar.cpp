@@ -1,4 +1,4 @@
-#include "ui/RemotePathBar.h"
+#include "ui/hosts/RemotePathBar.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

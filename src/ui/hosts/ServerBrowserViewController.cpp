@@ -1,14 +1,13 @@
-#include "ui/ServerBrowserViewController.h"
+#include "ui/hosts/ServerBrowserViewController.h"
 
-#include "foundation/MainThread.h"
 #include "remote/ConnectionAlerts.h"
 #include "remote/RemoteFileModel.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
-#include "ui/BusyIndicator.h"
-#include "ui/ElidedLabel.h"
-#include "ui/RemoteColumnView.h"
-#include "ui/RemotePathBar.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "ui/hosts/RemoteColumnView.h"
+#include "ui/hosts/RemotePathBar.h"
+#include "ui/widgets/BusyIndicator.h"
+#include "ui/widgets/ElidedLabel.h"
 
 #include <QHBoxLayout>
 #include <QItemSelectionModel>
@@ -22,21 +21,6 @@ namespace korvane {
 namespace {
 
 constexpr QSize firstSize(820, 480);
-
-class ConnectOperation : public Operation {
-public:
-    explicit ConnectOperation(std::shared_ptr<Client> client) : client_(std::move(client)) {}
-
-    /// From the completion on.
-    const Result<Client::Connection>& result() const { return result_; }
-
-protected:
-    void main() override { result_ = client_->connect(); }
-
-private:
-    const std::shared_ptr<Client> client_;
-    Result<Client::Connection> result_ = Client::Connection{};
-};
 
 /// The directory that holds the file.
 QString directoryOf(const QString& path) {
@@ -123,15 +107,8 @@ QWidget* ServerBrowserViewController::makeBottom() {
 void ServerBrowserViewController::connectToServer() {
     updateBusy();
     selectionChanged();
-    const auto operation = std::make_shared<ConnectOperation>(client_);
-    // The operation outlives its completion, which it owns.
-    operation->setCompletion([operation = operation.get(), browser = QPointer(this)] {
-        MainThread::shared().post([result = operation->result(), browser] {
-            if (browser)
-                browser->connected(result);
-        });
-    });
-    queue_.addOperation(operation);
+    queue_.run([client = client_] { return client->connect(); })
+        .then(QPointer(this), [this](const Result<Client::Connection>& result) { connected(result); });
 }
 
 void ServerBrowserViewController::connected(const Result<Client::Connection>& result) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 #include "remote/Client.h"
 
 #include <QDialog>

@@ -1,6 +1,6 @@
-#include "ui/GridLineLayout.h"
+#include "ui/logtable/GridLineLayout.h"
 
-#include "ui/LineMetrics.h"
+#include "ui/logtable/LineMetrics.h"
 
 #include <QPainter>
 

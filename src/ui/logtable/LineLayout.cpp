@@ -1,8 +1,8 @@
-#include "ui/LineLayout.h"
+#include "ui/logtable/LineLayout.h"
 
-#include "ui/GridLineLayout.h"
-#include "ui/LineMetrics.h"
-#include "ui/ShapedLineLayout.h"
+#include "ui/logtable/GridLineLayout.h"
+#include "ui/logtable/LineMetrics.h"
+#include "ui/logtable/ShapedLineLayout.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "ui/LineMetrics.h"
+#include "ui/logtable/LineMetrics.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
-#include "ui/LogRowPainter.h"
+#include "ui/logtable/LogRowPainter.h"
 
-#include "ui/SizeText.h"
+#include "ui/widgets/SizeText.h"
 
 #include <QCoreApplication>
 #include <QPainter>

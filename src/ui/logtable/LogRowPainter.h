@@ -1,9 +1,9 @@
 #pragma once
 
-#include "foundation/AttributedString.h"
-#include "ui/LogTableLooks.h"
-#include "ui/LogTableViewDelegate.h"
-#include "ui/RowPlaces.h"
+#include "foundation/text/AttributedString.h"
+#include "ui/logtable/LogTableLooks.h"
+#include "ui/logtable/LogTableViewDelegate.h"
+#include "ui/logtable/RowPlaces.h"
 
 #include <QFont>
 #include <QIcon>

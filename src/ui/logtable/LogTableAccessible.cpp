@@ -1,7 +1,7 @@
-#include "ui/LogTableAccessible.h"
+#include "ui/logtable/LogTableAccessible.h"
 
-#include "ui/LogTableCellAccessible.h"
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogTableCellAccessible.h"
+#include "ui/logtable/LogTableView.h"
 
 #include <algorithm>
 #include <limits>

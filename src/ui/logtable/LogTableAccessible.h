@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/LogTableAnnouncer.h"
+#include "ui/logtable/LogTableAnnouncer.h"
 
 #include <QAccessible>
 #include <QAccessibleWidget>

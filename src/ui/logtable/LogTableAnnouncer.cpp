@@ -1,7 +1,7 @@
-#include "ui/LogTableAnnouncer.h"
+#include "ui/logtable/LogTableAnnouncer.h"
 
-#include "ui/LogTableAccessible.h"
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogTableAccessible.h"
+#include "ui/logtable/LogTableView.h"
 
 #include <QAccessible>
 #include <QEvent>

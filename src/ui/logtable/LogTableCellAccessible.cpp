@@ -1,8 +1,8 @@
-#include "ui/LogTableCellAccessible.h"
+#include "ui/logtable/LogTableCellAccessible.h"
 
-#include "ui/LogRowPainter.h"
-#include "ui/LogTableAccessible.h"
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogRowPainter.h"
+#include "ui/logtable/LogTableAccessible.h"
+#include "ui/logtable/LogTableView.h"
 
 #include <algorithm>
 #include <limits>

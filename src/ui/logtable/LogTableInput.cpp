@@ -1,6 +1,6 @@
-#include "ui/LogTableInput.h"
+#include "ui/logtable/LogTableInput.h"
 
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogTableView.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>

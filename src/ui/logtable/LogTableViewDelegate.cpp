@@ -1,7 +1,6 @@
-#include "ui/LogTableViewDelegate.h"
+#include "ui/logtable/LogTableViewDelegate.h"
 
 #include "core/TailDataSourceProtocol.h"
-#include "ui/LogTableView.h"
 
 namespace korvane {
 
@@ -10,7 +9,8 @@ bool isHiddenLine(const AttributedString& line) {
     return first && first->isMarked(attribute::hideLine);
 }
 
-LogTableViewDelegate::LogTableViewDelegate(LogTableView& table) : table_(table) {
+LogTableViewDelegate::LogTableViewDelegate(std::function<qreal()> lineTextWidth)
+    : lineTextWidth_(std::move(lineTextWidth)) {
     setFont(QFont());
 }
 
@@ -39,7 +39,7 @@ qreal LogTableViewDelegate::heightOfRow(qint64 row) {
         return cached->second;
     const auto line = dataSource_->cachedRowLine(row);
     if (!line || line->line.string().isEmpty())
-        return table_.rowHeight();
+        return metrics_->lineHeight();
     const qreal height = measuredHeight(line->line);
     rowHeightCache_.emplace(row, height);
     return height;
@@ -50,7 +50,7 @@ qreal LogTableViewDelegate::measuredHeight(const AttributedString& line) const {
 }
 
 std::optional<qreal> LogTableViewDelegate::wrapWidth() const {
-    return wrapping_ ? std::optional(table_.lineTextWidth()) : std::nullopt;
+    return wrapping_ ? std::optional(lineTextWidth_()) : std::nullopt;
 }
 
 LogTableViewDelegate::CellView LogTableViewDelegate::viewForTableColumn(QLatin1StringView column,

@@ -1,19 +1,19 @@
 #pragma once
 
 #include "core/RowLine.h"
-#include "ui/LineLayout.h"
-#include "ui/LineMetrics.h"
+#include "ui/logtable/LineLayout.h"
+#include "ui/logtable/LineMetrics.h"
 
 #include <QImage>
 #include <QLatin1StringView>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <unordered_map>
 
 namespace korvane {
 
-class LogTableView;
 class TailDataSourceProtocol;
 
 /// The identifiers of columns and cells.
@@ -45,8 +45,8 @@ public:
         bool isMarked = false;
     };
 
-    /// `table` owns no delegate; both belong to the same controller.
-    explicit LogTableViewDelegate(LogTableView& table);
+    /// `lineTextWidth` gives the width that the text of a line has in the table's present columns.
+    explicit LogTableViewDelegate(std::function<qreal()> lineTextWidth);
 
     void setDataSource(std::shared_ptr<TailDataSourceProtocol> dataSource);
     void setFont(const QFont& font);
@@ -79,7 +79,7 @@ private:
     qreal measuredHeight(const AttributedString& line) const;
     std::optional<qreal> wrapWidth() const;
 
-    LogTableView& table_;
+    const std::function<qreal()> lineTextWidth_;
     std::shared_ptr<TailDataSourceProtocol> dataSource_;
     bool wrapping_ = false;
     std::unique_ptr<LineMetrics> metrics_;

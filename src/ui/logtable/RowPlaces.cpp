@@ -1,4 +1,4 @@
-#include "ui/RowPlaces.h"
+#include "ui/logtable/RowPlaces.h"
 
 #include <algorithm>
 #include <utility>

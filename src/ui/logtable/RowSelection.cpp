@@ -1,4 +1,4 @@
-#include "ui/RowSelection.h"
+#include "ui/logtable/RowSelection.h"
 
 #include <algorithm>
 

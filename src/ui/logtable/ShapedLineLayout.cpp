@@ -1,6 +1,6 @@
-#include "ui/ShapedLineLayout.h"
+#include "ui/logtable/ShapedLineLayout.h"
 
-#include "ui/LineMetrics.h"
+#include "ui/logtable/LineMetrics.h"
 
 #include <QPainter>
 

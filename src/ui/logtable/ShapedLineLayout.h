@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/LineLayout.h"
+#include "ui/logtable/LineLayout.h"
 
 #include <QList>
 #include <QTextLayout>

@@ -1,7 +1,7 @@
-#include "ui/ConnectionStrip.h"
+#include "ui/page/ConnectionStrip.h"
 
-#include "ui/ElidedLabel.h"
-#include "ui/Icons.h"
+#include "ui/widgets/ElidedLabel.h"
+#include "ui/widgets/Icons.h"
 
 #include <QHBoxLayout>
 #include <QPushButton>

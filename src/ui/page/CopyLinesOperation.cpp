@@ -1,8 +1,8 @@
-#include "ui/CopyLinesOperation.h"
+#include "ui/page/CopyLinesOperation.h"
 
-#include "core/Pages.h"
 #include "core/TailDataSourceProtocol.h"
-#include "foundation/MainThread.h"
+#include "core/reader/Pages.h"
+#include "foundation/work/MainThread.h"
 
 #include <algorithm>
 

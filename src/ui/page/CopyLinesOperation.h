@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/Operation.h"
-#include "ui/RowSelection.h"
+#include "foundation/work/Operation.h"
+#include "ui/logtable/RowSelection.h"
 
 #include <QString>
 

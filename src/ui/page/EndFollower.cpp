@@ -1,8 +1,8 @@
-#include "ui/EndFollower.h"
+#include "ui/page/EndFollower.h"
 
 #include "core/Preferences.h"
-#include "ui/Icons.h"
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogTableView.h"
+#include "ui/widgets/Icons.h"
 
 #include <QEvent>
 #include <QLocale>

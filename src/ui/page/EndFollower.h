@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/RowPlaces.h"
+#include "ui/logtable/RowPlaces.h"
 
 #include <QObject>
 

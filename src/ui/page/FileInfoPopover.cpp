@@ -1,9 +1,9 @@
-#include "ui/FileInfoPopover.h"
+#include "ui/page/FileInfoPopover.h"
 
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
-#include "ui/Icons.h"
-#include "ui/SizeText.h"
+#include "ui/widgets/Icons.h"
+#include "ui/widgets/SizeText.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -1,8 +1,8 @@
-#include "ui/FooterViewController.h"
+#include "ui/page/FooterViewController.h"
 
-#include "ui/ElidedLabel.h"
-#include "ui/Icons.h"
-#include "ui/SizeText.h"
+#include "ui/widgets/ElidedLabel.h"
+#include "ui/widgets/Icons.h"
+#include "ui/widgets/SizeText.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

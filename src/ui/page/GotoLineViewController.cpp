@@ -1,6 +1,4 @@
-#include "ui/GotoLineViewController.h"
-
-#include "ui/LogViewController.h"
+#include "ui/page/GotoLineViewController.h"
 
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -11,8 +9,8 @@
 
 namespace korvane {
 
-GotoLineViewController::GotoLineViewController(LogViewController& logViewController, QWidget* parent)
-    : QDialog(parent), txtLineNum_(new QLineEdit(this)), logViewController_(logViewController) {
+GotoLineViewController::GotoLineViewController(qint64 lineCount, Validation validLineNumber, QWidget* parent)
+    : QDialog(parent), txtLineNum_(new QLineEdit(this)), validLineNumber_(std::move(validLineNumber)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(Qt::WindowModal);
     setWindowTitle(tr("Go to Line"));
@@ -20,7 +18,7 @@ GotoLineViewController::GotoLineViewController(LogViewController& logViewControl
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     btnOk_ = buttons->button(QDialogButtonBox::Ok);
     auto* layout = new QFormLayout(this);
-    const QString range = tr("&Line (1 – %1):").arg(QLocale().toString(logViewController.lineCount()));
+    const QString range = tr("&Line (1 – %1):").arg(QLocale().toString(lineCount));
     layout->addRow(range, txtLineNum_);
     layout->addRow(buttons);
     txtLineNum_->setMinimumWidth(180);
@@ -33,12 +31,12 @@ GotoLineViewController::GotoLineViewController(LogViewController& logViewControl
 }
 
 void GotoLineViewController::controlTextDidChange() {
-    btnOk_->setEnabled(logViewController_.validLineNumber(txtLineNum_->text()).has_value());
+    btnOk_->setEnabled(validLineNumber_(txtLineNum_->text()).has_value());
 }
 
 void GotoLineViewController::handleOk() {
-    if (const auto line = logViewController_.validLineNumber(txtLineNum_->text()))
-        logViewController_.goToLine(*line);
+    if (const auto line = validLineNumber_(txtLineNum_->text()))
+        Q_EMIT lineChosen(*line);
     accept();
 }
 

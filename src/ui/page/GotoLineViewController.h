@@ -2,13 +2,14 @@
 
 #include <QDialog>
 
+#include <functional>
+#include <optional>
+
 class QLabel;
 class QLineEdit;
 class QPushButton;
 
 namespace korvane {
-
-class LogViewController;
 
 /// The panel that asks for a line number. Belongs to the window it is opened over and deletes itself when
 /// dismissed.
@@ -16,7 +17,14 @@ class GotoLineViewController : public QDialog {
     Q_OBJECT
 
 public:
-    GotoLineViewController(LogViewController& logViewController, QWidget* parent);
+    /// The one-based line number that a text stands for; nothing when the document has no such line.
+    using Validation = std::function<std::optional<qint64>(const QString& text)>;
+
+    GotoLineViewController(qint64 lineCount, Validation validLineNumber, QWidget* parent);
+
+Q_SIGNALS:
+    /// OK was pressed with a valid line number, one-based.
+    void lineChosen(qint64 lineNumber);
 
 private:
     /// The OK button is enabled only for a valid line number.
@@ -25,7 +33,7 @@ private:
 
     QLineEdit* txtLineNum_;
     QPushButton* btnOk_;
-    LogViewController& logViewController_;
+    const Validation validLineNumber_;
 };
 
 } // namespace korvane

@@ -1,10 +1,10 @@
-#include "ui/LineMarker.h"
+#include "ui/page/LineMarker.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
-#include "ui/CopyLinesOperation.h"
+#include "ui/page/CopyLinesOperation.h"
 
 #include <QPointer>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bookmarks/LineMarkEntry.h"
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <QObject>
 

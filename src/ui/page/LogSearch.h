@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/AttributedString.h"
+#include "foundation/text/AttributedString.h"
 #include "rules/SearchController.h"
 
 #include <QObject>

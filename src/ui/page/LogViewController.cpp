@@ -1,25 +1,25 @@
-#include "ui/LogViewController.h"
+#include "ui/page/LogViewController.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/FileObserverProtocol.h"
 #include "core/NotificationNames.h"
-#include "core/Pages.h"
 #include "core/Preferences.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/reader/Pages.h"
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
-#include "foundation/Alerts.h"
 #include "foundation/FilePath.h"
-#include "foundation/Log.h"
-#include "foundation/MainThread.h"
-#include "foundation/OperationQueue.h"
-#include "ui/CopyLinesOperation.h"
-#include "ui/EndFollower.h"
-#include "ui/GotoLineViewController.h"
-#include "ui/LineMarker.h"
-#include "ui/LogSearch.h"
-#include "ui/SizeText.h"
+#include "foundation/TimingLog.h"
+#include "foundation/notices/Alerts.h"
+#include "foundation/work/MainThread.h"
+#include "foundation/work/OperationQueue.h"
+#include "ui/page/CopyLinesOperation.h"
+#include "ui/page/EndFollower.h"
+#include "ui/page/GotoLineViewController.h"
+#include "ui/page/LineMarker.h"
+#include "ui/page/LogSearch.h"
+#include "ui/widgets/SizeText.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -312,7 +312,9 @@ QString LogViewController::noSuchLine(qint64 lineNumber) const {
 }
 
 void LogViewController::performGotoLineMenuAction() {
-    auto* panel = new GotoLineViewController(*this, tableView_->window());
+    auto* panel = new GotoLineViewController(
+        lineCount(), [this](const QString& text) { return validLineNumber(text); }, tableView_->window());
+    connect(panel, &GotoLineViewController::lineChosen, this, &LogViewController::goToLine);
     panel->open();
 }
 

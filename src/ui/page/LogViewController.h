@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/LogFileReaderProtocol.h"
-#include "foundation/NotificationCenter.h"
-#include "foundation/UserDefaults.h"
-#include "ui/LogTableView.h"
+#include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/archive/UserDefaults.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "ui/logtable/LogTableView.h"
 
 #include <QObject>
 

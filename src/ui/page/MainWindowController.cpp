@@ -1,4 +1,4 @@
-#include "ui/MainWindowController.h"
+#include "ui/page/MainWindowController.h"
 
 #include "core/FileObserverProtocol.h"
 #include "core/NotificationNames.h"
@@ -6,14 +6,14 @@
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
-#include "ui/ConnectionStrip.h"
-#include "ui/EmailComposer.h"
-#include "ui/FileInfoPopover.h"
-#include "ui/FileService.h"
-#include "ui/FooterViewController.h"
-#include "ui/LogViewController.h"
-#include "ui/ProgressStrip.h"
-#include "ui/TerminalHandOff.h"
+#include "ui/desktop/EmailComposer.h"
+#include "ui/desktop/FileService.h"
+#include "ui/desktop/TerminalHandOff.h"
+#include "ui/page/ConnectionStrip.h"
+#include "ui/page/FileInfoPopover.h"
+#include "ui/page/FooterViewController.h"
+#include "ui/page/LogViewController.h"
+#include "ui/widgets/ProgressStrip.h"
 
 #include <QLocale>
 #include <QPointer>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/FileStatusNotificationObject.h"
-#include "foundation/NotificationCenter.h"
-#include "foundation/UserDefaults.h"
+#include "foundation/archive/UserDefaults.h"
+#include "foundation/notices/NotificationCenter.h"
 
 #include <QTimer>
 #include <QWidget>

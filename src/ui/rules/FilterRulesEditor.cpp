@@ -1,19 +1,19 @@
-#include "ui/FilterRulesEditor.h"
+#include "ui/rules/FilterRulesEditor.h"
 
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
-#include "core/SearchItem.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/search/SearchItem.h"
 #include "documents/Document.h"
-#include "foundation/Alerts.h"
 #include "foundation/FilePath.h"
+#include "foundation/notices/Alerts.h"
 #include "rules/FilterRule.h"
 #include "rules/FiltersManager.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/RuleSwitch.h"
-#include "ui/RuleForm.h"
-#include "ui/RuleItemDelegate.h"
+#include "ui/rules/RuleForm.h"
+#include "ui/rules/RuleItemDelegate.h"
 
 #include <QApplication>
 #include <QComboBox>

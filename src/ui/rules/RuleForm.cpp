@@ -1,11 +1,11 @@
-#include "ui/RuleForm.h"
+#include "ui/rules/RuleForm.h"
 
-#include "core/PatternFault.h"
-#include "core/SearchItem.h"
+#include "core/search/PatternFault.h"
+#include "core/search/SearchItem.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
-#include "ui/ColorButton.h"
+#include "ui/widgets/ColorButton.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,4 +1,4 @@
-#include "ui/RuleItemDelegate.h"
+#include "ui/rules/RuleItemDelegate.h"
 
 #include <QApplication>
 #include <QPainter>

@@ -1,4 +1,4 @@
-#include "ui/AlertBox.h"
+#include "ui/widgets/AlertBox.h"
 
 #include <QApplication>
 #include <QCheckBox>

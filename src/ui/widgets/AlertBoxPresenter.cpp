@@ -1,6 +1,6 @@
-#include "ui/AlertBoxPresenter.h"
+#include "ui/widgets/AlertBoxPresenter.h"
 
-#include "ui/AlertBox.h"
+#include "ui/widgets/AlertBox.h"
 
 #include <QApplication>
 

@@ -1,4 +1,4 @@
-#include "ui/ColorButton.h"
+#include "ui/widgets/ColorButton.h"
 
 #include <QColorDialog>
 #include <QPainter>

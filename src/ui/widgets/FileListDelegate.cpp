@@ -1,4 +1,4 @@
-#include "ui/FileListDelegate.h"
+#include "ui/widgets/FileListDelegate.h"
 
 #include <QApplication>
 #include <QPainter>

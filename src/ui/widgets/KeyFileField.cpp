@@ -1,4 +1,4 @@
-#include "ui/KeyFileField.h"
+#include "ui/widgets/KeyFileField.h"
 
 #include <QDir>
 #include <QFileDialog>

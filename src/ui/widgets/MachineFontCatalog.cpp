@@ -1,4 +1,4 @@
-#include "ui/MachineFontCatalog.h"
+#include "ui/widgets/MachineFontCatalog.h"
 
 #include <QFontDatabase>
 #include <QFontInfo>

@@ -1,6 +1,6 @@
-#include "ui/MainThreadPump.h"
+#include "ui/widgets/MainThreadPump.h"
 
-#include "foundation/MainThread.h"
+#include "foundation/work/MainThread.h"
 
 namespace korvane {
 

@@ -1,6 +1,6 @@
-#include "ui/ProgressStrip.h"
+#include "ui/widgets/ProgressStrip.h"
 
-#include "ui/ElidedLabel.h"
+#include "ui/widgets/ElidedLabel.h"
 
 #include <QHBoxLayout>
 #include <QProgressBar>

@@ -1,11 +1,11 @@
-#include "ui/BookmarksOutlineViewController.h"
+#include "ui/window/BookmarksOutlineViewController.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/NotificationNames.h"
 #include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"
-#include "remote/RemoteHostsManager.h"
-#include "ui/Icons.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "ui/widgets/Icons.h"
 
 #include <QHBoxLayout>
 #include <QIdentityProxyModel>

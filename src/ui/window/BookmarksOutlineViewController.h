@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bookmarks/BookmarkOutlineViewDataSource.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 
 #include <QUrl>
 #include <QWidget>

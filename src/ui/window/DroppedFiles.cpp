@@ -1,4 +1,4 @@
-#include "ui/DroppedFiles.h"
+#include "ui/window/DroppedFiles.h"
 
 #include "foundation/FilePath.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/OperationQueue.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <QHash>
 #include <QString>
@@ -25,7 +25,8 @@ public:
 private:
     OperationQueue queue_;
     /// Of the last call.
-    std::shared_ptr<const bool> current_;
+    Task<QStringList> search_;
+    std::shared_ptr<const bool> owner_;
 };
 
 } // namespace korvane

@@ -1,9 +1,9 @@
-#include "ui/LineMarksViewController.h"
+#include "ui/window/LineMarksViewController.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
-#include "ui/Icons.h"
+#include "ui/widgets/Icons.h"
 
 #include <QHeaderView>
 #include <QKeyEvent>

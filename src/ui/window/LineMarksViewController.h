@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bookmarks/LineMarksModel.h"
-#include "foundation/NotificationCenter.h"
+#include "foundation/notices/NotificationCenter.h"
 
 #include <QUrl>
 #include <QWidget>

@@ -1,9 +1,9 @@
-#include "ui/MainToolBar.h"
+#include "ui/window/MainToolBar.h"
 
-#include "ui/BusyIndicator.h"
-#include "ui/Icons.h"
-#include "ui/LogSearch.h"
-#include "ui/NavigateToolbarItem.h"
+#include "ui/page/LogSearch.h"
+#include "ui/widgets/BusyIndicator.h"
+#include "ui/widgets/Icons.h"
+#include "ui/window/NavigateToolbarItem.h"
 
 #include <QHBoxLayout>
 #include <QKeyEvent>

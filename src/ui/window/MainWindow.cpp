@@ -1,18 +1,18 @@
-#include "ui/MainWindow.h"
+#include "ui/window/MainWindow.h"
 
 #include "core/Preferences.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
-#include "ui/DroppedFiles.h"
-#include "ui/Icons.h"
-#include "ui/LogViewController.h"
-#include "ui/MainToolBar.h"
-#include "ui/MainWindowController.h"
-#include "ui/OpenFiles.h"
-#include "ui/SidebarTabViewController.h"
-#include "ui/TabTitles.h"
-#include "ui/WindowActions.h"
+#include "ui/page/LogViewController.h"
+#include "ui/page/MainWindowController.h"
+#include "ui/widgets/Icons.h"
+#include "ui/window/DroppedFiles.h"
+#include "ui/window/MainToolBar.h"
+#include "ui/window/OpenFiles.h"
+#include "ui/window/SidebarTabViewController.h"
+#include "ui/window/TabTitles.h"
+#include "ui/window/WindowActions.h"
 
 #include <QApplication>
 #include <QCloseEvent>

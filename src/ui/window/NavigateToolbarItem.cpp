@@ -1,6 +1,6 @@
-#include "ui/NavigateToolbarItem.h"
+#include "ui/window/NavigateToolbarItem.h"
 
-#include "ui/Icons.h"
+#include "ui/widgets/Icons.h"
 
 #include <QHBoxLayout>
 #include <QToolButton>

@@ -1,4 +1,4 @@
-#include "ui/OpenFiles.h"
+#include "ui/window/OpenFiles.h"
 
 #include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"

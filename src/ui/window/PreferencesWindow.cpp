@@ -1,7 +1,7 @@
-#include "ui/PreferencesWindow.h"
+#include "ui/window/PreferencesWindow.h"
 
 #include "core/Preferences.h"
-#include "ui/ColorButton.h"
+#include "ui/widgets/ColorButton.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>

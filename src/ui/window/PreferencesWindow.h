@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/UserDefaults.h"
+#include "foundation/archive/UserDefaults.h"
 
 #include <QDialog>
 

@@ -1,4 +1,4 @@
-#include "ui/Session.h"
+#include "ui/window/Session.h"
 
 #include "core/Preferences.h"
 

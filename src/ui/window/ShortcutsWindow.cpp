@@ -1,4 +1,4 @@
-#include "ui/ShortcutsWindow.h"
+#include "ui/window/ShortcutsWindow.h"
 
 #include <QAction>
 #include <QDialogButtonBox>

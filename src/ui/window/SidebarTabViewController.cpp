@@ -1,7 +1,7 @@
-#include "ui/SidebarTabViewController.h"
+#include "ui/window/SidebarTabViewController.h"
 
-#include "ui/BookmarksOutlineViewController.h"
-#include "ui/LineMarksViewController.h"
+#include "ui/window/BookmarksOutlineViewController.h"
+#include "ui/window/LineMarksViewController.h"
 
 namespace korvane {
 

@@ -1,9 +1,9 @@
-#include "ui/Snapshot.h"
+#include "ui/window/Snapshot.h"
 
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
-#include "ui/LogViewController.h"
-#include "ui/MainWindowController.h"
+#include "ui/page/LogViewController.h"
+#include "ui/page/MainWindowController.h"
 
 #include <QPixmap>
 

@@ -1,16 +1,16 @@
-#include "ui/WelcomeWindow.h"
+#include "ui/window/WelcomeWindow.h"
 
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/AppDocumentController.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
-#include "ui/DroppedFiles.h"
-#include "ui/FileListDelegate.h"
-#include "ui/Icons.h"
-#include "ui/OpenFiles.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
+#include "ui/widgets/FileListDelegate.h"
+#include "ui/widgets/Icons.h"
+#include "ui/window/DroppedFiles.h"
+#include "ui/window/OpenFiles.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "foundation/NotificationCenter.h"
-#include "foundation/UserDefaults.h"
-#include "ui/FileExistence.h"
+#include "foundation/archive/UserDefaults.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "ui/window/FileExistence.h"
 
 #include <QWidget>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "documents/AppDocumentController.h"
-#include "foundation/NotificationCenter.h"
-#include "ui/RemoteHostsWindow.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "ui/hosts/RemoteHostsWindow.h"
 
 #include <memory>
 #include <vector>

@@ -1,5 +1,5 @@
-#include "core/InMemoryFileLogReader.h"
-#include "core/LogReader.h"
+#include "core/reader/InMemoryFileLogReader.h"
+#include "core/reader/LogReader.h"
 #include "support/TemporaryFile.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "core/LineIndex.h"
+#include "core/reader/LineIndex.h"
 
 #include <gtest/gtest.h>
 #include <random>

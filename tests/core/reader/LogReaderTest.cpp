@@ -1,6 +1,6 @@
-#include "core/LogReader.h"
-#include "core/InMemoryFileLogReader.h"
-#include "core/SearchItem.h"
+#include "core/reader/LogReader.h"
+#include "core/reader/InMemoryFileLogReader.h"
+#include "core/search/SearchItem.h"
 
 #include "support/LogCapture.h"
 #include "support/TemporaryFile.h"

@@ -1,4 +1,4 @@
-#include "core/NewlineScan.h"
+#include "core/reader/NewlineScan.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#include "core/CompiledSearch.h"
+#include "core/search/CompiledSearch.h"
 
-#include "core/RequiredText.h"
-#include "core/SearchItem.h"
+#include "core/search/RequiredText.h"
+#include "core/search/SearchItem.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 
 #include <gtest/gtest.h>
 #include <thread>

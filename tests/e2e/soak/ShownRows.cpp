@@ -1,10 +1,10 @@
 #include "e2e/soak/ShownRows.h"
 
-#include "core/Pages.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/reader/Pages.h"
 #include "documents/Document.h"
-#include "ui/LogViewController.h"
-#include "ui/MainWindowController.h"
+#include "ui/page/LogViewController.h"
+#include "ui/page/MainWindowController.h"
 
 #include <QGuiApplication>
 #include <QPixmap>

@@ -1,5 +1,5 @@
-#include "foundation/KeyedArchiver.h"
-#include "foundation/KeyedUnarchiver.h"
+#include "foundation/archive/KeyedArchiver.h"
+#include "foundation/archive/KeyedUnarchiver.h"
 
 #include <gtest/gtest.h>
 

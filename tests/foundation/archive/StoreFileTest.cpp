@@ -1,5 +1,5 @@
-#include "foundation/StoreFile.h"
-#include "foundation/StoreDirectory.h"
+#include "foundation/archive/StoreFile.h"
+#include "foundation/archive/StoreDirectory.h"
 
 #include <QDir>
 #include <QFile>

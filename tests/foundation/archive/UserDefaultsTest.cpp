@@ -1,4 +1,4 @@
-#include "foundation/UserDefaults.h"
+#include "foundation/archive/UserDefaults.h"
 
 #include <QDir>
 #include <QFile>

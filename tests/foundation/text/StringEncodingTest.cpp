@@ -1,4 +1,4 @@
-#include "foundation/StringEncoding.h"
+#include "foundation/text/StringEncoding.h"
 
 #include <QList>
 

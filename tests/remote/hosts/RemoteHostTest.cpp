@@ -1,6 +1,6 @@
-#include "remote/RemoteHost.h"
+#include "remote/hosts/RemoteHost.h"
 
-#include "remote/AuthnType.h"
+#include "remote/hosts/AuthnType.h"
 
 #include <gtest/gtest.h>
 

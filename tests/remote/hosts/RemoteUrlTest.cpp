@@ -1,8 +1,8 @@
-#include "remote/RemoteUrl.h"
+#include "remote/hosts/RemoteUrl.h"
 
 #include "foundation/FilePath.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
 #include "support/PreferencesTest.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "SshTest.h"
+#include "remote/SshTest.h"
 
 #include "remote/SFTPClient.h"
 #include "support/Relay.h"

@@ -1,6 +1,6 @@
-#include "SshTest.h"
+#include "remote/SshTest.h"
 
-#include "remote/NMSSHLogger.h"
+#include "remote/ssh/NMSSHLogger.h"
 #include "support/KeyboardServer.h"
 #include "support/LogCapture.h"
 

@@ -1,7 +1,7 @@
-#include "SshTest.h"
+#include "remote/SshTest.h"
 
-#include "remote/NMSSHSession.h"
 #include "remote/SFTPClient.h"
+#include "remote/ssh/NMSSHSession.h"
 
 #include <QCryptographicHash>
 #include <QDir>

@@ -1,9 +1,10 @@
-#include "SshTest.h"
+#include "remote/SshTest.h"
 
 #include "support/PreferencesTest.h"
 #include "support/StandIns.h"
 
-#include "remote/RemoteHostsManager.h"
+#include "remote/UserSessionSettings.h"
+#include "remote/hosts/RemoteHostsManager.h"
 
 #include <QDir>
 #include <QFile>
@@ -226,13 +227,13 @@ TEST_F(SshSettingsTest, TheChoicesOfTheUserReachTheSession) {
     const auto host = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
     const auto other = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
     ASSERT_TRUE(hosts.add(host));
-    EXPECT_FALSE(SessionSettings::ofUser(*host).checksHostKeys);
-    EXPECT_FALSE(SessionSettings::ofUser(*host).usesSshConfig);
+    EXPECT_FALSE(userSessionSettings(*host).checksHostKeys);
+    EXPECT_FALSE(userSessionSettings(*host).usesSshConfig);
     Preferences::shared().setChecksHostKeys(true);
     hosts.setUsesSshConfig(*host, true);
-    EXPECT_TRUE(SessionSettings::ofUser(*host).checksHostKeys);
-    EXPECT_TRUE(SessionSettings::ofUser(*host).usesSshConfig);
-    EXPECT_FALSE(SessionSettings::ofUser(*other).usesSshConfig);
+    EXPECT_TRUE(userSessionSettings(*host).checksHostKeys);
+    EXPECT_TRUE(userSessionSettings(*host).usesSshConfig);
+    EXPECT_FALSE(userSessionSettings(*other).usesSshConfig);
     hosts.copyKeyBookmarks(*host, *other);
     EXPECT_TRUE(hosts.usesSshConfig(*other));
     ASSERT_TRUE(hosts.update(0, host));

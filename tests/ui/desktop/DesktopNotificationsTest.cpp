@@ -1,8 +1,8 @@
-#include "ui/DesktopNotifications.h"
+#include "ui/desktop/DesktopNotifications.h"
 
-#include "foundation/MainThread.h"
+#include "foundation/work/MainThread.h"
 #include "support/PrivateBus.h"
-#include "ui/MainThreadPump.h"
+#include "ui/widgets/MainThreadPump.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>

@@ -1,10 +1,10 @@
-#include "ui/FileService.h"
+#include "ui/desktop/FileService.h"
 
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
-#include "foundation/PropertyList.h"
+#include "foundation/archive/PropertyList.h"
 #include "support/StandIns.h"
-#include "ui/EmailComposer.h"
+#include "ui/desktop/EmailComposer.h"
 
 #include <QAction>
 #include <QLabel>

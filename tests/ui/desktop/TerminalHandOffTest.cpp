@@ -1,6 +1,6 @@
-#include "ui/TerminalHandOff.h"
+#include "ui/desktop/TerminalHandOff.h"
 
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
 #include "support/StandIns.h"
 

@@ -1,7 +1,7 @@
-#include "ui/HostDetailsDialog.h"
-#include "RemoteHostsFixture.h"
+#include "ui/hosts/HostDetailsDialog.h"
 #include "support/StandIns.h"
-#include "ui/BusyIndicator.h"
+#include "ui/hosts/RemoteHostsFixture.h"
+#include "ui/widgets/BusyIndicator.h"
 
 #include <QComboBox>
 #include <QFile>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "AppFixture.h"
 #include "core/NotificationNames.h"
-#include "foundation/NotificationCenter.h"
-#include "remote/AuthnType.h"
-#include "remote/RemoteHost.h"
-#include "remote/ServerGroup.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/ServerGroup.h"
+#include "ui/AppFixture.h"
 
 #include <QAbstractButton>
 #include <QApplication>

@@ -1,10 +1,10 @@
-#include "ui/RemoteHostsWindow.h"
-#include "RemoteHostsFixture.h"
-#include "remote/RemoteHostDnDItem.h"
-#include "ui/HostDetailsDialog.h"
-#include "ui/NewGroupDialog.h"
-#include "ui/RemoteHostsModel.h"
-#include "ui/WelcomeWindow.h"
+#include "ui/hosts/RemoteHostsWindow.h"
+#include "remote/hosts/RemoteHostDnDItem.h"
+#include "ui/hosts/HostDetailsDialog.h"
+#include "ui/hosts/NewGroupDialog.h"
+#include "ui/hosts/RemoteHostsFixture.h"
+#include "ui/hosts/RemoteHostsModel.h"
+#include "ui/window/WelcomeWindow.h"
 
 #include <QAbstractItemModelTester>
 #include <QComboBox>

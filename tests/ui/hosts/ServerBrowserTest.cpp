@@ -1,12 +1,12 @@
-#include "ui/ServerBrowserViewController.h"
+#include "ui/hosts/ServerBrowserViewController.h"
 
 #include "remote/RemoteFileModel.h"
-#include "remote/RemoteHost.h"
-#include "remote/RemoteHostsManager.h"
 #include "remote/SFTPClient.h"
+#include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
 #include "support/TestStores.h"
-#include "ui/MainThreadPump.h"
-#include "ui/RemoteColumnView.h"
+#include "ui/hosts/RemoteColumnView.h"
+#include "ui/widgets/MainThreadPump.h"
 
 #include <QDir>
 #include <QFile>

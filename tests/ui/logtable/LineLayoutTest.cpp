@@ -1,6 +1,6 @@
-#include "ui/GridLineLayout.h"
-#include "ui/LineMetrics.h"
-#include "ui/ShapedLineLayout.h"
+#include "ui/logtable/GridLineLayout.h"
+#include "ui/logtable/LineMetrics.h"
+#include "ui/logtable/ShapedLineLayout.h"
 
 #include <QElapsedTimer>
 #include <QFontDatabase>

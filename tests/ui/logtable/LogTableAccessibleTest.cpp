@@ -1,7 +1,7 @@
-#include "ui/LogTableAccessible.h"
+#include "ui/logtable/LogTableAccessible.h"
 
-#include "FakeDataSource.h"
-#include "ui/LogTableView.h"
+#include "ui/logtable/FakeDataSource.h"
+#include "ui/logtable/LogTableView.h"
 
 #include <QAccessible>
 #include <QFontDatabase>

@@ -1,6 +1,6 @@
-#include "ui/LogTableView.h"
+#include "ui/logtable/LogTableView.h"
 
-#include "FakeDataSource.h"
+#include "ui/logtable/FakeDataSource.h"
 
 #include <QApplication>
 #include <QFontDatabase>

@@ -1,4 +1,4 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
 #include "core/NotificationNames.h"
 

@@ -1,8 +1,8 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
 #include "core/FileObserverProtocol.h"
 #include "core/TailDataSourceProtocol.h"
-#include "ui/GotoLineViewController.h"
+#include "ui/page/GotoLineViewController.h"
 
 #include <QApplication>
 #include <QClipboard>

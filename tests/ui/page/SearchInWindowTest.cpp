@@ -1,7 +1,7 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
-#include "foundation/NotificationCenter.h"
-#include "ui/LogSearch.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "ui/page/LogSearch.h"
 
 #include <QLabel>
 #include <QLineEdit>

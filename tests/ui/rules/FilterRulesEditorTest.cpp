@@ -1,11 +1,11 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
-#include "core/SearchItem.h"
+#include "core/search/SearchItem.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/RuleSwitch.h"
-#include "ui/FilterRulesEditor.h"
+#include "ui/rules/FilterRulesEditor.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,5 +1,5 @@
-#include "ui/AlertBox.h"
-#include "ui/AlertBoxPresenter.h"
+#include "ui/widgets/AlertBox.h"
+#include "ui/widgets/AlertBoxPresenter.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -1,10 +1,10 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
 #include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
-#include "ui/BookmarksOutlineViewController.h"
-#include "ui/LineMarksViewController.h"
-#include "ui/SidebarTabViewController.h"
+#include "ui/window/BookmarksOutlineViewController.h"
+#include "ui/window/LineMarksViewController.h"
+#include "ui/window/SidebarTabViewController.h"
 
 #include <QLabel>
 #include <QLineEdit>

@@ -1,8 +1,8 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
 #include "core/NotificationNames.h"
-#include "foundation/NotificationCenter.h"
-#include "ui/ProgressStrip.h"
+#include "foundation/notices/NotificationCenter.h"
+#include "ui/widgets/ProgressStrip.h"
 
 #include <QLabel>
 #include <QPushButton>

@@ -1,15 +1,15 @@
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/TailDataSourceProtocol.h"
-#include "remote/AuthnType.h"
 #include "remote/RemoteDocument.h"
 #include "remote/RemoteFileModel.h"
-#include "remote/RemoteHost.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
 #include "support/Session.h"
 #include "support/SshServer.h"
-#include "ui/BookmarksOutlineViewController.h"
-#include "ui/LogSearch.h"
-#include "ui/RemoteBrowsing.h"
-#include "ui/RemoteColumnView.h"
+#include "ui/hosts/RemoteBrowsing.h"
+#include "ui/hosts/RemoteColumnView.h"
+#include "ui/page/LogSearch.h"
+#include "ui/window/BookmarksOutlineViewController.h"
 
 #include <QApplication>
 #include <QFile>

@@ -1,8 +1,8 @@
-#include "AppFixture.h"
 #include "remote/RemoteDocument.h"
-#include "remote/RemoteHost.h"
 #include "remote/ShellClient.h"
-#include "ui/Snapshot.h"
+#include "remote/hosts/RemoteHost.h"
+#include "ui/AppFixture.h"
+#include "ui/window/Snapshot.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -1,11 +1,11 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
 #include "core/NotificationNames.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
-#include "ui/FileListDelegate.h"
-#include "ui/Session.h"
-#include "ui/WelcomeWindow.h"
+#include "ui/widgets/FileListDelegate.h"
+#include "ui/window/Session.h"
+#include "ui/window/WelcomeWindow.h"
 
 #include <QDir>
 #include <QDropEvent>

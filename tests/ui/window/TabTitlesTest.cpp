@@ -1,4 +1,4 @@
-#include "ui/TabTitles.h"
+#include "ui/window/TabTitles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,14 @@
-#include "AppFixture.h"
+#include "ui/AppFixture.h"
 
 #include "documents/ConnectionState.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
-#include "ui/ColorButton.h"
-#include "ui/ConnectionStrip.h"
-#include "ui/FileInfoPopover.h"
-#include "ui/PreferencesWindow.h"
-#include "ui/ShortcutsWindow.h"
-#include "ui/WelcomeWindow.h"
+#include "ui/page/ConnectionStrip.h"
+#include "ui/page/FileInfoPopover.h"
+#include "ui/widgets/ColorButton.h"
+#include "ui/window/PreferencesWindow.h"
+#include "ui/window/ShortcutsWindow.h"
+#include "ui/window/WelcomeWindow.h"
 
 #include <QCheckBox>
 #include <QClipboard>

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+namespace korvane {
+
+/// The system log of open files.
+inline const QLoggingCategory& logDocuments() {
+    static const QLoggingCategory category("korvane.documents");
+    return category;
+}
+
+} // namespace korvane

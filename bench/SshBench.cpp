@@ -40,6 +40,7 @@ int ssh(std::uint16_t port, const char* user, const char* privateKey, const char
     std::atomic<bool> isComplete{true};
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(count));
     for (int index = 0; index < count; ++index) {
         threads.emplace_back([&] {
             const Result<QByteArray> output = session.execute(command);

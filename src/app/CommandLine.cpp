@@ -128,7 +128,9 @@ private:
         } else {
             NameAndNumber place = splitPlace(argument, fileExists_);
             file.path = std::move(place.name);
-            if (!place.digits.isEmpty() && !(file.line = lineNumber(place.digits)))
+            if (!place.digits.isEmpty())
+                file.line = lineNumber(place.digits);
+            if (!place.digits.isEmpty() && !file.line)
                 return usageError("“%1”: lines count from 1 and cannot be that large", argument);
         }
         result_.files.push_back(std::move(file));

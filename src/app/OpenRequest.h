@@ -41,7 +41,7 @@ struct OpenRequest {
     Message message() const;
 
     static constexpr qsizetype messageHeaderSize = 12;
-    static constexpr qsizetype largestMessage = 16 * 1024 * 1024;
+    static constexpr qsizetype largestMessage = 16 << 20;
     static constexpr std::size_t mostDescriptors = 64;
 
     /// The size of a whole message, header and all, as its first `messageHeaderSize` bytes tell. Nothing for

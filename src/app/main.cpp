@@ -98,6 +98,7 @@ int main(int argc, char** argv) {
     std::vector<QByteArray> toolkit{argc > 0 ? QByteArray(argv[0]) : QByteArray("korvane")};
     toolkit.insert(toolkit.end(), commandLine.toolkitArguments.begin(), commandLine.toolkitArguments.end());
     std::vector<char*> toolkitArguments;
+    toolkitArguments.reserve(toolkit.size() + 1);
     for (QByteArray& argument : toolkit)
         toolkitArguments.push_back(argument.data());
     toolkitArguments.push_back(nullptr);

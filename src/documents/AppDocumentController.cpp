@@ -74,7 +74,7 @@ Result<std::shared_ptr<Document>> AppDocumentController::makeDocument(const QUrl
 std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
                                                               std::optional<qint64> lineNumber,
                                                               const QString& displayName) {
-    if (const auto open = documentForUrl(url)) {
+    if (auto open = documentForUrl(url)) {
         windows_.raiseWindow(open);
         if (open->connectionState() == ConnectionState::Unconnected)
             open->reconnect();
@@ -95,7 +95,7 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
 }
 
 std::shared_ptr<Document> AppDocumentController::reopenDocument(const QUrl& url) {
-    if (const auto open = documentForUrl(url)) {
+    if (auto open = documentForUrl(url)) {
         windows_.raiseWindow(open);
         return open;
     }
@@ -140,7 +140,7 @@ std::shared_ptr<Document> AppDocumentController::documentForUrl(const QUrl& url)
 
 void AppDocumentController::closeDocument(const std::shared_ptr<Document>& document) {
     // The window going away may ask for the same again.
-    const std::shared_ptr<Document> closing = document;
+    const std::shared_ptr<Document> closing = document; // NOLINT(performance-unnecessary-copy-initialization)
     if (std::erase(documents_, closing) == 0)
         return;
     windows_.closeWindow(closing);

@@ -44,8 +44,8 @@ QString tr(const char* text) {
 
 } // namespace
 
-std::shared_ptr<Client> Client::create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts) {
-    return std::shared_ptr<Client>(new Client(std::move(host), alerts));
+std::shared_ptr<Client> Client::create(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts) {
+    return std::shared_ptr<Client>(new Client(host, alerts));
 }
 
 std::shared_ptr<Client> Client::create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
@@ -53,7 +53,7 @@ std::shared_ptr<Client> Client::create(std::shared_ptr<RemoteHost> host, AlertPr
     return std::shared_ptr<Client>(new Client(std::move(host), alerts, std::move(settings)));
 }
 
-Client::Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts)
+Client::Client(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts)
     : Client(host, alerts, userSessionSettings(*host)) {}
 
 Client::Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, SessionSettings settings)
@@ -215,7 +215,7 @@ bool Client::logInByKeyboard(NMSSHSession& session) {
     bool isDone = false;
     if (const std::optional<QString> cached = proof_.keyboard->cachedPwd())
         isDone = session.authenticateByKeyboardInteractiveUsingBlock(
-            [cached](const QString&, bool) { return cached; });
+            [answer = *cached](const QString&, bool) { return std::optional(answer); });
     else
         isDone = session.authenticateByKeyboardInteractive();
     // One answer for several questions would be wrong for all but one of them.
@@ -309,7 +309,7 @@ std::optional<QString> Client::keyboardInteractiveRequest(const QString& request
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
     alert.field = Alert::Field{QStringLiteral("Enter the password"), !isEchoed, {}};
     ++questionsOfLogin_;
-    const std::optional<QString> answer = ask(std::move(alert));
+    std::optional<QString> answer = ask(std::move(alert));
     if (answer && proof_.keyboard)
         proof_.keyboard->setCachedPwd(answer);
     return answer;

@@ -42,7 +42,7 @@ public:
     using IsCancelled = std::function<bool()>;
 
     /// `alerts` shows questions and messages and outlives the client. Main thread.
-    static std::shared_ptr<Client> create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts);
+    static std::shared_ptr<Client> create(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts);
     static std::shared_ptr<Client> create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
                                           SessionSettings settings);
     ~Client() override;
@@ -100,7 +100,7 @@ public:
     void didDisconnectWithError(const std::optional<Error>& error) override;
 
 protected:
-    Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts);
+    Client(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts);
     void loginBegins() { ++loginNumber_; }
     void setRefused(bool isRefused) { wasRefused_ = isRefused; }
 

@@ -103,7 +103,7 @@ QString RemoteFile::measuredPath() {
         return path_;
     }
     place_ = link.value() ? Place::Link : Place::File;
-    const QString target = link.value().value_or(path_);
+    QString target = link.value().value_or(path_);
     if (std::exchange(target_, target) != target)
         isOtherTarget_ = true;
     return target;

@@ -121,11 +121,11 @@ void RemoteFileModel::fetchMore(const QModelIndex& parent) {
     ++pendingCount_;
     queue_->run([client = client_, path = node.path] { return list(*client, path); })
         .then(std::weak_ptr(generation_),
-              [this, &node](Listing listing) { takeListing(node, std::move(listing)); });
+              [this, &node](const Listing& listing) { takeListing(node, listing); });
     Q_EMIT pendingCountChanged();
 }
 
-void RemoteFileModel::takeListing(RemoteFileNode& node, Listing listing) {
+void RemoteFileModel::takeListing(RemoteFileNode& node, const Listing& listing) {
     RemoteFileNode::Nodes children;
     children.reserve(listing.entries.size());
     for (const SFTPClient::Entry& entry : listing.entries) {

@@ -58,7 +58,7 @@ private:
 
     RemoteFileNode& nodeOf(const QModelIndex& index) const;
     QModelIndex indexOf(const RemoteFileNode& node) const;
-    void takeListing(RemoteFileNode& node, Listing listing);
+    void takeListing(RemoteFileNode& node, const Listing& listing);
     std::unique_ptr<RemoteFileNode> makeRoot(const QString& path) const;
 
     const std::shared_ptr<SFTPClient> client_;

@@ -28,7 +28,7 @@ std::optional<DisplayLines> RemoteLoadLinesOperation::readLines() {
     std::optional<QStringList> lines = file_->page(request().page, [this] { return isCancelled(); });
     if (!lines) {
         // Only ends here: the page stays one that has been asked for.
-        Operation::cancel();
+        Operation::cancel(); // NOLINT(bugprone-parent-virtual-call)
         return std::nullopt;
     }
     std::uint64_t characters = 0;

@@ -289,7 +289,7 @@ std::unique_ptr<NotificationPassProtocol> RuleEnforcer::makeNotificationPass() {
         const std::lock_guard guard(mutex_);
         std::ranges::copy_if(*published_, std::back_inserter(telling), [](const ActiveRule& rule) {
             const RuleValues& values = rule.snapshot->values;
-            return values.tells() && !(values.frequency == Frequency::Once && rule.notified->hasTold);
+            return values.tells() && (values.frequency != Frequency::Once || !rule.notified->hasTold);
         });
     }
     return telling.empty() ? nullptr : std::make_unique<NotificationPass>(*this, std::move(telling));

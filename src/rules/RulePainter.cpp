@@ -79,7 +79,7 @@ void RulePainter::cutIntoPieces(int length) {
     endPiece(length);
 }
 
-const std::shared_ptr<const Attributes>& RulePainter::painted(Piece piece) {
+const std::shared_ptr<const Attributes>& RulePainter::painted(const Piece& piece) {
     std::shared_ptr<const Attributes>& known = made_[piece];
     if (known)
         return known;

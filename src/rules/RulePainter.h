@@ -46,7 +46,7 @@ private:
     };
 
     void cutIntoPieces(int length);
-    const std::shared_ptr<const Attributes>& painted(Piece piece);
+    const std::shared_ptr<const Attributes>& painted(const Piece& piece);
 
     /// By the bits bold and italic.
     std::array<QFont, 4> fonts_;

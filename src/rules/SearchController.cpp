@@ -110,7 +110,8 @@ void SearchController::resetPosition(bool forward) {
 }
 
 void SearchController::searchEnded(const SearchOperation& operation) {
-    const std::optional<SearchMatch> match = operation.match();
+    const std::optional<SearchMatch> match =
+        operation.match(); // NOLINT(performance-unnecessary-copy-initialization)
     currentOperation_.reset();
     const bool isNews = match && show(*match);
     window_.progress.hide();

@@ -76,6 +76,8 @@ TEST_F(RemoteDocumentTest, PagesComeByTheSettledCommandsAndOnce) {
     for (const qint64 line : {12'345, 1, 5000, 5001, 10'000, 10'001, 2})
         EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
     EXPECT_EQ(pageCommands(), (QStringList{pageCommand(3), pageCommand(1), pageCommand(2)}));
+    // A row is there a moment before its notice.
+    EXPECT_TRUE(test::waitFor([this] { return told_.size() == 3; }));
     EXPECT_EQ(told_, (QStringList{u"3"_s, u"1"_s, u"2"_s}));
     EXPECT_EQ(client_->loginCount, 1);
     EXPECT_EQ(announced_, 1);

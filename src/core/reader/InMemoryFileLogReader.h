@@ -25,6 +25,7 @@ public:
     /// Searches the text that is held, not the file.
     std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                              const std::function<bool()>& isCancelled) override {
+        // NOLINTNEXTLINE(bugprone-parent-virtual-call): not the search of the index
         return LogFileReaderProtocol::findNextMatch(first, last, item, isCancelled);
     }
 

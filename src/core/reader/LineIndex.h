@@ -34,7 +34,7 @@ public:
     // ---- For the writer. Entries are its own business until it publishes. ----
 
     /// Number of entries, at least 1.
-    qint64 entryCount() const { return static_cast<qint64>(blockCount_ * linesPerBlock + tailCount_); }
+    qint64 entryCount() const { return static_cast<qint64>(entries()); }
     /// The highest offset in the map.
     std::uint64_t lastOffset() const { return tailCount_ > 0 ? tail_[tailCount_ - 1] : lastOfBlocks_; }
 
@@ -95,6 +95,7 @@ private:
     using Chunk = std::array<std::uint64_t, wordsPerChunk>;
     using Offsets = std::array<std::uint64_t, linesPerBlock>;
 
+    std::size_t entries() const { return blockCount_ * linesPerBlock + tailCount_; }
     const Block& block(std::size_t number) const {
         return (*segments_[number / blocksPerSegment])[number % blocksPerSegment];
     }

@@ -23,7 +23,7 @@ namespace {
 constexpr mode_t privateFile = 0600;
 constexpr mode_t privateDirectory = 0700;
 /// Far above any store, far below what would hurt.
-constexpr std::uint64_t largestStore = 512u * 1024 * 1024;
+constexpr std::uint64_t largestStore = 512 << 20;
 constexpr int mostNames = 10'000;
 
 Error systemError(int code, const QString& text) {

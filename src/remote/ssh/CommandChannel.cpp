@@ -103,7 +103,7 @@ CommandChannel::State CommandChannel::read(bool& hasMore) {
 }
 
 CommandChannel::State CommandChannel::drain(bool isStandardError, QByteArray* output, bool& hasMore) {
-    static thread_local std::array<char, 64 * 1024> buffer;
+    static thread_local std::array<char, 1 << 16> buffer;
     for (int taken = 0; taken < bytesPerTurn;) {
         const int count =
             ssh_channel_read_nonblocking(channel_, buffer.data(), buffer.size(), isStandardError ? 1 : 0);

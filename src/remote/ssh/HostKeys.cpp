@@ -56,7 +56,7 @@ QString fingerprint(ssh_key key) {
     if (!key || ssh_get_publickey_hash(key, SSH_PUBLICKEY_HASH_SHA256, &digest, &length) != 0)
         return {};
     char* text = ssh_get_fingerprint_hash(SSH_PUBLICKEY_HASH_SHA256, digest, length);
-    const QString whole =
+    QString whole =
         QString::fromLatin1(ssh_key_type_to_char(ssh_key_type(key))) + u' ' + QString::fromLatin1(text);
     ssh_string_free_char(text);
     ssh_clean_pubkey_hash(&digest);

@@ -52,7 +52,7 @@ private:
 
 std::shared_ptr<SshConnection> SshConnection::start(SessionSettings settings,
                                                     std::function<void(const std::optional<Error>&)> ended) {
-    const std::shared_ptr<SshConnection> connection(new SshConnection(std::move(settings), std::move(ended)));
+    std::shared_ptr<SshConnection> connection(new SshConnection(std::move(settings), std::move(ended)));
     // Its own thread keeps the connection until it has ended.
     connection->queue_.run([connection] { connection->run(); });
     return connection;

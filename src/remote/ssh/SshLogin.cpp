@@ -28,7 +28,7 @@ QString textOption(ssh_session session, ssh_options_e option) {
     char* value = nullptr;
     if (ssh_options_get(session, option, &value) != SSH_OK)
         return {};
-    const QString text = QString::fromLocal8Bit(value);
+    QString text = QString::fromLocal8Bit(value);
     ssh_string_free_char(value);
     return text;
 }
@@ -106,11 +106,11 @@ SshLogin::SshLogin(ssh_session session, ServerSocket& socket, const SessionSetti
       deadline_(std::chrono::steady_clock::now() + settings.connectingLimit) {}
 
 Status SshLogin::connect(const LoginTarget& target, NMSSHSessionDelegate* delegate) {
-    if (const Status prepared = prepare(target); !prepared)
+    if (Status prepared = prepare(target); !prepared)
         return prepared;
-    if (const Status opened = openSocket(); !opened)
+    if (Status opened = openSocket(); !opened)
         return opened;
-    if (const Status time = allowTime(); !time)
+    if (Status time = allowTime(); !time)
         return time;
     ssh_set_blocking(session_, 1);
     if (ssh_connect(session_) != SSH_OK)
@@ -179,13 +179,13 @@ Status SshLogin::verifyHostKey(NMSSHSessionDelegate* delegate) {
 }
 
 Status SshLogin::byPassword(const QString& password) {
-    if (const Status time = allowTime(); !time)
+    if (Status time = allowTime(); !time)
         return time;
     return outcome(ssh_userauth_password(session_, nullptr, password.toUtf8().constData()));
 }
 
 Status SshLogin::byKeyboardInteractive(const Answer& answer) {
-    if (const Status time = allowTime(); !time)
+    if (Status time = allowTime(); !time)
         return time;
     int result = ssh_userauth_kbdint(session_, nullptr, nullptr);
     while (result == SSH_AUTH_INFO) {
@@ -204,7 +204,7 @@ Status SshLogin::byKeyboardInteractive(const Answer& answer) {
             ssh_userauth_kbdint_setanswer(session_, static_cast<unsigned int>(index),
                                           text->toUtf8().constData());
         }
-        if (const Status time = allowTime(); !time)
+        if (Status time = allowTime(); !time)
             return time;
         result = ssh_userauth_kbdint(session_, nullptr, nullptr);
     }
@@ -215,25 +215,25 @@ Status SshLogin::byPublicKey(const QString& publicKeyPath, const QString& privat
                              const std::optional<QString>& passPhrase) {
     // The server is asked first: a refused key needs no pass phrase.
     if (const Key publicKey = publicKeyIn(publicKeyPath)) {
-        if (const Status time = allowTime(); !time)
+        if (Status time = allowTime(); !time)
             return time;
-        if (const Status accepted = outcome(ssh_userauth_try_publickey(session_, nullptr, publicKey.get()));
+        if (Status accepted = outcome(ssh_userauth_try_publickey(session_, nullptr, publicKey.get()));
             !accepted)
             return accepted;
     }
     const Result<Key> privateKey = privateKeyIn(privateKeyPath, passPhrase);
     if (!privateKey)
         return privateKey.error();
-    if (const Status time = allowTime(); !time)
+    if (Status time = allowTime(); !time)
         return time;
     return outcome(ssh_userauth_publickey(session_, nullptr, privateKey.value().get()));
 }
 
 Status SshLogin::byAgentAndConfiguration() {
-    if (const Status time = allowTime(); !time)
+    if (Status time = allowTime(); !time)
         return time;
     useAgent();
-    const Status proven = outcome(ssh_userauth_publickey_auto(session_, nullptr, ""));
+    Status proven = outcome(ssh_userauth_publickey_auto(session_, nullptr, ""));
     const bool isLate = socket_.cutLateAgent();
     socket_.agentAnswered();
     if (isLate && !proven)

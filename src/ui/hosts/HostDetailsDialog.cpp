@@ -188,7 +188,7 @@ QString HostDetailsDialog::enteredAddress() const {
 }
 
 QString HostDetailsDialog::missing() const {
-    if (const QString fault = addressFault(enteredAddress()); !fault.isEmpty())
+    if (QString fault = addressFault(enteredAddress()); !fault.isEmpty())
         return fault;
     if (user_->text().trimmed().isEmpty() && !usesSshConfig_->isChecked())
         return tr("Enter the user name.");

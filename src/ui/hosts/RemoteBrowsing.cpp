@@ -13,7 +13,7 @@
 namespace korvane {
 
 RemoteHostsHooks RemoteBrowsing::hooks() {
-    return {[this](std::shared_ptr<RemoteHost> host) { browse(host); },
+    return {[this](const std::shared_ptr<RemoteHost>& host) { browse(host); },
             [this](const RemoteHost& host) { return isConnected(host); }};
 }
 

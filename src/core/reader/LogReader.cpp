@@ -121,15 +121,15 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
         return {};
     }
     const auto handle = openHandle();
-    if (handle)
-        index_.dropBeyond(currentFileLimit_);
-    const qint64 oldCount = heldLines();
+    const qint64 oldCount = std::min(heldLines(), index_.entryCountUpTo(currentFileLimit_));
     // Asked of the file itself: `fileSize()` answers 0 once cancelled, as if the file had shrunk.
-    const std::uint64_t newSize = handle ? handle->size().value_or(currentFileLimit_) : currentFileLimit_;
+    const auto measured = handle ? handle->size() : std::nullopt;
+    const std::uint64_t newSize = measured.value_or(currentFileLimit_);
     if (delegate)
         delegate->readerDidStart(newSize);
 
     LineRange changed{std::max<qint64>(oldCount - 1, 0), 0};
+    const bool wasCut = measured && newSize < coveredEnd_;
     const std::uint64_t oldLimit = currentFileLimit_;
     ScanEnd end = ScanEnd::Complete;
     if (newSize < currentFileLimit_ || (handle && holdsOtherContent(*handle))) {
@@ -138,10 +138,12 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
             delegate->readerDidForgetLines();
         end = scan(delegate.get());
         changed = {0, heldLines()};
-    } else if (currentFileLimit_ < newSize) {
+    } else if (currentFileLimit_ < newSize || wasCut) {
+        if (wasCut)
+            forgetLinesBeyond(newSize);
         end = scan(delegate.get());
         // What cannot be read brings nothing new, however often it is tried.
-        if (currentFileLimit_ != oldLimit || heldLines() != oldCount)
+        if (wasCut || currentFileLimit_ != oldLimit || heldLines() != oldCount)
             changed.length = heldLines() - changed.location;
     } else {
         scanError_.store(0, std::memory_order_release);
@@ -192,6 +194,7 @@ void LogReader::reset() {
 void LogReader::forgetLines() {
     index_.clear();
     currentFileLimit_ = 0;
+    coveredEnd_ = 0;
     sample_.clear();
     comparedStamp_.reset();
     scanError_.store(0, std::memory_order_release);
@@ -206,8 +209,6 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
     const auto handle = openHandle();
     if (!handle)
         return ScanEnd::Complete;
-    // What an earlier scan found beyond the size that it had measured is found again.
-    index_.dropBeyond(currentFileLimit_);
     const std::uint64_t size = handle->size().value_or(currentFileLimit_);
     const std::uint64_t readEnd = scanLimit(size);
     std::uint64_t offset = currentFileLimit_;
@@ -230,6 +231,8 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
             if (delegate)
                 delegate->readerDidReadBytes(0);
             currentFileLimit_ = newLimit;
+            if (error == 0 && offset < coveredEnd_)
+                forgetLinesBeyond(offset);
             publishAll();
             scanError_.store(error, std::memory_order_release);
             if (error == 0)
@@ -241,13 +244,15 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
         const std::span<const std::uint32_t> newlines(positions.get(), found);
         std::pair<std::size_t, std::size_t> taken(bytes.size(), found);
         if (delegate)
-            taken = reportSteps(*delegate, bytes.size(), newlines);
-        takeBytes(offset, bytes.first(taken.first), newlines.first(taken.second));
+            taken = reportSteps(*delegate, offset, bytes.size(), newlines);
+        takeBytes(offset, bytes.first(taken.first),
+                  unknownNewlines(offset, taken.first, newlines.first(taken.second)));
         // Not what has come since the size was measured: the next scan starts before it.
         sample_.take(offset,
                      bytes.first(std::min<std::uint64_t>(taken.first, size - std::min(size, offset))));
         if (__builtin_add_overflow(offset, taken.first, &offset))
             fatalError("file offset overflow");
+        coveredEnd_ = std::max(coveredEnd_, offset);
         fetch = fetchSize;
     }
     if (!isStopped())
@@ -258,9 +263,30 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
     return ScanEnd::Stopped;
 }
 
-std::pair<std::size_t, std::size_t> LogReader::reportSteps(LogReaderDelegate& delegate, std::size_t size,
+std::span<const std::uint32_t> LogReader::unknownNewlines(std::uint64_t offset, std::size_t size,
+                                                          std::span<const std::uint32_t> newlines) {
+    const qint64 first = index_.entryCountUpTo(offset);
+    const qint64 count = index_.entryCountUpTo(offset + size) - first;
+    if (count == 0)
+        return newlines;
+    const std::vector<std::uint64_t> known = index_.view().starts(first, count);
+    const auto [unconfirmed, unknown] = std::ranges::mismatch(
+        known, newlines, {}, {}, [offset](std::uint32_t newline) { return offset + newline + 1; });
+    if (unconfirmed != known.end())
+        forgetLinesBeyond(*unconfirmed - 1);
+    return newlines.subspan(static_cast<std::size_t>(unknown - newlines.begin()));
+}
+
+void LogReader::forgetLinesBeyond(std::uint64_t offset) {
+    index_.dropBeyond(offset);
+    coveredEnd_ = offset;
+    index_.publish(index_.entryCount(), coveredEnd_);
+}
+
+std::pair<std::size_t, std::size_t> LogReader::reportSteps(LogReaderDelegate& delegate, std::uint64_t offset,
+                                                           std::size_t size,
                                                            std::span<const std::uint32_t> newlines) const {
-    qint64 count = index_.entryCount();
+    qint64 count = index_.entryCountUpTo(offset);
     std::size_t reported = 0;
     std::size_t bytes = 0;
     while (bytes < size && !isScanStopped()) {
@@ -285,7 +311,7 @@ void LogReader::takeBytes(std::uint64_t offset, std::span<const char> /*bytes*/,
 }
 
 void LogReader::publishAll() {
-    index_.publish(index_.entryCount(), currentFileLimit_);
+    index_.publish(index_.entryCount(), coveredEnd_);
 }
 
 qint64 LogReader::lineCount() const {

@@ -125,11 +125,19 @@ private:
     bool isStopped() const { return isCanceled() || closed_.load(std::memory_order_acquire); }
     bool isScanStopped() const { return isStopped() || scanCanceled_.load(std::memory_order_acquire); }
 
+    /// Of the newlines in a block, those whose lines the index does not have yet. What an earlier scan found
+    /// beyond its limit is known; where the block says otherwise, the index forgets the lines from there on.
+    std::span<const std::uint32_t> unknownNewlines(std::uint64_t offset, std::size_t size,
+                                                   std::span<const std::uint32_t> newlines);
+    /// Forgets lines that a file which was cut short does not hold any more.
+    void forgetLinesBeyond(std::uint64_t offset);
+
     enum class ScanEnd { Complete, Stopped };
     ScanEnd scan(LogReaderDelegate* delegate);
     bool holdsOtherContent(const FileHandle& handle) const;
     /// Reports a block step by step; returns how many of its bytes and newlines were reported before a stop.
-    std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::size_t size,
+    std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::uint64_t offset,
+                                                    std::size_t size,
                                                     std::span<const std::uint32_t> newlines) const;
 
     std::optional<QByteArray> readBytes(const FileHandle& handle, std::uint64_t begin,
@@ -191,6 +199,8 @@ private:
     // Guarded by scanMutex_.
     /// Up to where the file has been indexed; the next scan starts there.
     std::uint64_t currentFileLimit_ = 0;
+    /// Up to where scans have read the file, perhaps beyond the limit. The published lines end here.
+    std::uint64_t coveredEnd_ = 0;
     /// Of what has been indexed.
     ContentSample sample_;
     /// The file as it was when it was last found to hold what has been indexed.

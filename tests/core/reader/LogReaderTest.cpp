@@ -381,6 +381,60 @@ TEST(LogReader, WhatIsAppendedDuringAScanCountsOnce) {
     EXPECT_EQ(allLines(*reader), (QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s}));
 }
 
+/// A reader of "a\nb\n" during whose first scan `appended` came.
+struct OvertakenReader {
+    explicit OvertakenReader(const QByteArray& appended) {
+        listener->onRead = [this, appended, isFirst = true](std::uint64_t) mutable {
+            if (std::exchange(isFirst, false))
+                file.append(appended);
+        };
+        reader->setDelegate(listener);
+        reader->refresh();
+        listener->onRead = nullptr;
+    }
+
+    const TemporaryFile file{"a\nb\n"};
+    const std::shared_ptr<LogReader> reader = LogReader::createReader(file.url());
+    const std::shared_ptr<Listener> listener = std::make_shared<Listener>();
+};
+
+TEST(LogReader, WhatIsAppendedDuringAScanCanBeReadBeforeAndDuringTheNext) {
+    const OvertakenReader overtaken("c\nd\n");
+    LogReader& reader = *overtaken.reader;
+    const QStringList lines{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s};
+    EXPECT_EQ(reader.readLines(4, 2), lines.mid(3));
+    const auto found = reader.findNextMatch(0, 4, SearchItem(u"d"_s), [] { return false; });
+    EXPECT_TRUE(found && found->row == 3);
+    EXPECT_EQ(reader.byteCount(1, 5), 8U);
+    int looks = 0;
+    overtaken.listener->onRead = [&](std::uint64_t) {
+        ++looks;
+        EXPECT_EQ(reader.readLines(1, 5), lines)
+            << "lines that were there are gone while they are scanned again";
+    };
+    reader.refresh();
+    EXPECT_EQ(looks, 2);
+    EXPECT_EQ(allLines(reader), lines);
+}
+
+TEST(LogReader, AFileCutBackToWhereAScanWasOvertakenLosesItsLines) {
+    for (const auto& [size, lines] : {std::pair(4, QStringList{u"a"_s, u"b"_s, u""_s}),
+                                      std::pair(6, QStringList{u"a"_s, u"b"_s, u"c"_s, u""_s}),
+                                      std::pair(7, QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s})}) {
+        const OvertakenReader overtaken("c\nd\n");
+        overtaken.file.truncate(size);
+        EXPECT_EQ(overtaken.reader->refresh(), (LineRange{2, lines.size() - 2})) << size;
+        EXPECT_EQ(allLines(*overtaken.reader), lines) << size;
+    }
+}
+
+TEST(LogReader, OtherBytesWhereAScanWasOvertakenAreIndexedAgain) {
+    const OvertakenReader overtaken("c\nd\ne\n");
+    overtaken.file.overwrite("a\nb\nxyz\ne\nf\n");
+    EXPECT_EQ(overtaken.reader->refresh(), (LineRange{2, 4}));
+    EXPECT_EQ(allLines(*overtaken.reader), (QStringList{u"a"_s, u"b"_s, u"xyz"_s, u"e"_s, u"f"_s, u""_s}));
+}
+
 TEST(LogReader, TheFirstBytesReadDecideTheEncoding) {
     const QByteArray latin1 = "Gr\xFC\xDF"
                               "e aus K\xF6ln, die Verbindung wurde geschlossen und kann nicht ge\xF6"

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 
 #include <unicode/ucnv.h>
+#include <unicode/ucnv_cb.h>
 #include <unicode/ucnv_err.h>
 #include <unicode/ucsdet.h>
 
@@ -99,14 +100,24 @@ bool hasHighBytes(QByteArrayView data) {
     return all & 0x80;
 }
 
+/// Every byte that is no text becomes U+FFFD: the library's own substitute is another one in some encodings.
+void replaceBytes(const void* /*context*/, UConverterToUnicodeArgs* arguments, const char* /*bytes*/,
+                  std::int32_t count, UConverterCallbackReason reason, UErrorCode* status) {
+    if (reason > UCNV_IRREGULAR)
+        return;
+    *status = U_ZERO_ERROR;
+    const UChar replacement = QChar::ReplacementCharacter;
+    for (std::int32_t i = 0; i < count; i += ucnv_getMinCharSize(arguments->converter))
+        ucnv_cbToUWriteUChars(arguments, &replacement, 1, 0, status);
+}
+
 std::optional<QString> convert(QByteArrayView data, const char* converterName, Strictness strictness) {
     UErrorCode status = U_ZERO_ERROR;
     const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(ucnv_open(converterName, &status),
                                                                        &ucnv_close);
     ucnv_setToUCallBack(converter.get(),
-                        strictness == Strictness::Strict ? UCNV_TO_U_CALLBACK_STOP
-                                                         : UCNV_TO_U_CALLBACK_SUBSTITUTE,
-                        nullptr, nullptr, nullptr, &status);
+                        strictness == Strictness::Strict ? UCNV_TO_U_CALLBACK_STOP : &replaceBytes, nullptr,
+                        nullptr, nullptr, &status);
     if (U_FAILURE(status))
         return std::nullopt;
 

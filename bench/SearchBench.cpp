@@ -47,7 +47,7 @@ public:
     bool hasLineMark(qint64) const override { return false; }
     void loadPage(qint64, bool) override {}
     void dropRequestsOutside(qint64, qint64) override {}
-    bool hasUndecodableLines() const override { return false; }
+    bool hasInvalidLines() const override { return false; }
 
 private:
     const std::shared_ptr<LogFileReaderProtocol> reader_;
@@ -67,7 +67,7 @@ long statusKib(const std::string& name) {
 int search(const char* path, const char* text) {
     const std::shared_ptr<LogFileReaderProtocol> reader = LogReader::create(fileUrlFromPath(path));
     reader->refresh();
-    reader->readLinesForDisplay(1, 1);
+    reader->readRows(1, 1, RowLength::Shown);
     const auto rows = std::make_shared<SearchedRows>(reader);
     SearchController::SearchOperation operation(rows, QString::fromUtf8(text), 0, rows->numberOfRows() - 1);
     std::ofstream("/proc/self/clear_refs") << "5"; // the peak is counted from here

@@ -98,8 +98,8 @@ public:
     /// Gives up page loads that have not started and show no row of [firstRow, lastRow].
     virtual void dropRequestsOutside(qint64 firstRow, qint64 lastRow) = 0;
 
-    /// The last page load met bytes that are no text in the file's encoding.
-    virtual bool hasUndecodableLines() const = 0;
+    /// Rows loaded so far hold bytes that are not valid in the file's encoding, shown as U+FFFD.
+    virtual bool hasInvalidLines() const = 0;
 };
 
 } // namespace korvane

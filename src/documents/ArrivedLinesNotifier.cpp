@@ -59,9 +59,9 @@ private:
     bool look(const ArrivedLinesNotifier& notifier, const Piece& piece,
               NotificationPassProtocol& pass) const {
         const DisplayLines read =
-            notifier.logReader_->readLinesToMatch(piece.lines.location + 1, piece.lines.length);
+            notifier.logReader_->readRows(piece.lines.location + 1, piece.lines.length, RowLength::Shown);
         // A reader asked for lines behind the last one answers with others.
-        if (!notifier.isThere(piece))
+        if (!notifier.isThere(piece) || static_cast<qint64>(read.lines.size()) != piece.lines.length)
             return false;
         qint64 line = piece.lines.location;
         for (const DisplayLine& text : read.lines) {

@@ -19,7 +19,7 @@ std::optional<DisplayLines> LoadLinesOperation::readLines() {
     const qint64 expected = std::min(pages::size, logReader_->lineCount() - first);
     if (expected <= 0)
         return std::nullopt;
-    DisplayLines read = logReader_->readLinesForDisplay(first + 1, pages::size);
+    DisplayLines read = logReader_->readRows(first + 1, pages::size, RowLength::Shown);
     read.isShort = static_cast<qint64>(read.lines.size()) < expected;
     // The file may have become shorter meanwhile.
     return isThere() ? std::optional(std::move(read)) : std::nullopt;

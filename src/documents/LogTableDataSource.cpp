@@ -37,7 +37,10 @@ std::optional<QStringList> LogTableDataSource::readLines(qint64 first, qint64 co
                                                          const std::function<bool()>& isCancelled) {
     if (isCancelled())
         return std::nullopt;
-    return logReader_->readLines(first + 1, count);
+    QStringList texts;
+    for (DisplayLine& line : logReader_->readRows(first + 1, count, RowLength::Whole).lines)
+        texts.append(std::move(line.text));
+    return texts;
 }
 
 std::uint64_t LogTableDataSource::byteCount(qint64 first, qint64 count) const {

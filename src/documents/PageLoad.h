@@ -27,14 +27,15 @@ struct PageRow {
 struct PageContent {
     enum class Kind {
         Lines,
-        Unreadable,  ///< the lines are there, but reading them gave nothing
-        Undecodable, ///< their bytes are no text in the file's encoding
+        Unreadable, ///< the lines are there, but reading them gave nothing
     };
     Kind kind = Kind::Lines;
     /// The rows from the page's first line on; may be fewer than a page has.
     std::vector<PageRow> rows;
     /// There are fewer rows than the file had lines for: it has been cut short since they were counted.
     bool isShort = false;
+    /// Some rows have U+FFFD for bytes that are not valid in the file's encoding.
+    bool hasInvalidLines = false;
 };
 
 } // namespace korvane

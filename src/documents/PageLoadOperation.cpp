@@ -27,9 +27,7 @@ void PageLoadOperation::main() {
     std::optional<DisplayLines> read = readLines();
 
     PageContent content;
-    if (read && read->undecodable) {
-        content.kind = PageContent::Kind::Undecodable;
-    } else if (read && read->lines.empty()) {
+    if (read && read->lines.empty()) {
         content.kind = PageContent::Kind::Unreadable;
     } else if (read) {
         content.isShort = read->isShort;
@@ -38,6 +36,7 @@ void PageLoadOperation::main() {
         for (DisplayLine& line : read->lines) {
             if (isCancelled())
                 return;
+            content.hasInvalidLines |= line.isInvalid;
             content.rows.push_back(decorator->row(lineIndex++, std::move(line)));
         }
     }

@@ -109,7 +109,7 @@ void TailDataSource::clearCache() {
         rowStart_ = 0;
         cachedPages_.swap(*dropped);
         loadedPages_.clear();
-        hasUndecodableLines_ = false;
+        hasInvalidLines_ = false;
     });
     lastSearchResults_.clear();
     queue_.cancelAllOperations();
@@ -121,7 +121,7 @@ void TailDataSource::invalidateRows() {
     lock_.withWriteLock([this] {
         ++generation_;
         loadedPages_.clear();
-        hasUndecodableLines_ = false;
+        hasInvalidLines_ = false;
     });
     queue_.cancelAllOperations();
 }
@@ -309,8 +309,8 @@ void TailDataSource::cancelWaitingLoads(const std::function<bool(qint64 page)>& 
     }
 }
 
-bool TailDataSource::hasUndecodableLines() const {
-    return lock_.withReadLock([this] { return hasUndecodableLines_; });
+bool TailDataSource::hasInvalidLines() const {
+    return lock_.withReadLock([this] { return hasInvalidLines_; });
 }
 
 void TailDataSource::close() {
@@ -340,13 +340,12 @@ void TailDataSource::storePage(const PageRequest& request, PageContent content) 
             return;
         cached.token = request.token;
         // Rows that were read once stay until the cut is taken notice of, and the cache with it is cleared.
-        if (content.isShort && cached.generation == generation_ &&
-            cached.content.rows.size() > content.rows.size())
+        const bool isLess = content.isShort || content.kind == PageContent::Kind::Unreadable;
+        if (isLess && cached.generation == generation_ && cached.content.rows.size() > content.rows.size())
             return;
         cached.generation = generation_;
         replaced = std::exchange(cached.content, std::move(content));
-        if (cached.content.kind == PageContent::Kind::Undecodable)
-            hasUndecodableLines_ = true;
+        hasInvalidLines_ |= cached.content.hasInvalidLines;
     });
 }
 

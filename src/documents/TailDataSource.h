@@ -69,7 +69,7 @@ public:
 
     void loadPage(qint64 page, bool async) override;
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
-    bool hasUndecodableLines() const override;
+    bool hasInvalidLines() const override;
 
     /// Null = no line carries a mark.
     void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) { lineMarks_ = std::move(lookup); }
@@ -140,7 +140,7 @@ private:
     /// at, even if old rows of theirs are cached.
     std::unordered_map<qint64, std::uint64_t> loadedPages_;
     CachedPages cachedPages_;
-    bool hasUndecodableLines_ = false;
+    bool hasInvalidLines_ = false;
     std::shared_ptr<ChangedLinesAnnouncer> announcer_;   // made when it is first needed
     std::shared_ptr<ArrivedLinesNotifier> arrivedLines_; // likewise
 

@@ -31,10 +31,10 @@ std::optional<DisplayLines> RemoteLoadLinesOperation::readLines() {
         Operation::cancel(); // NOLINT(bugprone-parent-virtual-call)
         return std::nullopt;
     }
-    std::uint64_t characters = 0;
+    std::vector<std::uint64_t> lengths;
     for (const QString& line : *lines)
-        characters += static_cast<std::uint64_t>(line.size());
-    const auto longest = static_cast<qsizetype>(LogReader::longestLineAmong(characters));
+        lengths.push_back(static_cast<std::uint64_t>(line.size()));
+    const auto longest = static_cast<qsizetype>(LogReader::longestLineAmong(lengths));
     DisplayLines read;
     read.lines.reserve(static_cast<std::size_t>(lines->size()));
     for (QString& line : *lines)

@@ -47,7 +47,7 @@ public:
 
     // What the test sets.
     Gate readGate; ///< in the middle of every page read
-    std::atomic<bool> isUndecodable{false};
+    std::atomic<bool> isInvalid{false};
     std::atomic<bool> isUnreadable{false};
     /// The body of `refresh`, without the reports of its start and end.
     std::function<LineRange(FakeReader&)> scan = [](FakeReader& self) {
@@ -98,7 +98,7 @@ public:
     void indexLines() override {}
     qint64 lineCount() const override { return lines_; }
     QStringList readLines(qint64, qint64) override { return {}; }
-    DisplayLines readLinesForDisplay(qint64 start, qint64 count) override {
+    DisplayLines readRows(qint64 start, qint64 count, RowLength /*length*/) override {
         const qint64 last = std::min(start + count - 1, lineCount());
         DisplayLines read;
         QString prefix;
@@ -108,12 +108,11 @@ public:
             prefix = prefix_;
         }
         readGate.pass();
-        read.undecodable = isUndecodable;
-        if (isUndecodable || isUnreadable || isCancelled_)
+        if (isUnreadable || isCancelled_)
             return read;
         for (qint64 number = std::min(start, last); number <= last; ++number)
-            read.lines.push_back(
-                {prefix + QString::number(number), static_cast<std::uint64_t>(number == 7 ? 99 : 0)});
+            read.lines.push_back({prefix + QString::number(number),
+                                  static_cast<std::uint64_t>(number == 7 ? 99 : 0), isInvalid});
         return read;
     }
     std::uint64_t byteCount(qint64, qint64) const override { return 0; }

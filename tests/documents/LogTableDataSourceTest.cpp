@@ -250,24 +250,29 @@ TEST_F(LogTableDataSourceTest, AnEarlierLoadCannotWithdrawALaterRequest) {
     EXPECT_TRUE(waitForReads(3));
 }
 
-TEST_F(LogTableDataSourceTest, UndecodablePagesShowEmptyAndAreNotRetriedUntilCleared) {
-    reader_->isUndecodable = true;
-    EXPECT_EQ(textOf(0), QString());
-    EXPECT_EQ(source_->rowLine(4999).rowNum, 5000);
-    EXPECT_TRUE(source_->rowLine(4999).isLoaded);
-    EXPECT_TRUE(source_->hasUndecodableLines());
-    EXPECT_EQ(reader_->readStarts().size(), 1U);
-
-    reader_->isUndecodable = false;
+TEST_F(LogTableDataSourceTest, InvalidLinesAreKnownUntilTheyAreReadAgain) {
+    reader_->isInvalid = true;
+    EXPECT_EQ(textOf(0), u"1"_s);
+    EXPECT_TRUE(source_->hasInvalidLines());
+    reader_->isInvalid = false;
     source_->invalidateRows();
-    EXPECT_FALSE(source_->hasUndecodableLines());
-    EXPECT_TRUE(waitForText(0, u"1"_s));
+    EXPECT_FALSE(source_->hasInvalidLines());
+}
+
+TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRows) {
+    EXPECT_EQ(textOf(0), u"1"_s);
+    reader_->isUnreadable = true;
+    source_->linesChanged(0);
+    source_->rowLine(0);
+    ASSERT_TRUE(waitForReads(2));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_EQ(textOf(0), u"1"_s);
 }
 
 TEST_F(LogTableDataSourceTest, LinesThatCannotBeReadDoNotLoadForEver) {
     reader_->isUnreadable = true;
     EXPECT_EQ(textOf(0), QString());
-    EXPECT_FALSE(source_->hasUndecodableLines());
+    EXPECT_FALSE(source_->hasInvalidLines());
 }
 
 TEST_F(LogTableDataSourceTest, ClearingTheViewLeavesTheLastLineAndWhatFollows) {

@@ -39,7 +39,7 @@ public:
     bool hasLineMark(qint64) const override { return false; }
     void loadPage(qint64, bool) override {}
     void dropRequestsOutside(qint64, qint64) override {}
-    bool hasUndecodableLines() const override { return false; }
+    bool hasInvalidLines() const override { return false; }
 
 private:
     class Document : public DocumentProtocol {

@@ -148,4 +148,10 @@ std::optional<FileTextDecoder::Text> FileTextDecoder::decodeSilently(const Part&
     return std::move(texts->front());
 }
 
+FileTextDecoder::Line FileTextDecoder::decodeLine(const Part& part) {
+    if (auto text = decodeSilently(part))
+        return {std::move(*text)};
+    return {decodePart(part, fileEncoding(), true).value_or(Text()), true};
+}
+
 } // namespace korvane

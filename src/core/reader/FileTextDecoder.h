@@ -46,6 +46,13 @@ public:
     std::optional<std::vector<Text>> decode(std::span<const Part> parts);
     /// As above for one part, without the log.
     std::optional<Text> decodeSilently(const Part& part);
+    /// The text of one line, or the beginning of one, in any case. Without the log.
+    struct Line {
+        Text text;
+        /// What is not valid has become U+FFFD.
+        bool isInvalid = false;
+    };
+    Line decodeLine(const Part& part);
 
 private:
     struct Way {

@@ -5,6 +5,24 @@
 #include <utility>
 
 namespace korvane {
+namespace {
+
+void cutLongLines(DisplayLines& rows, StringEncoding number) {
+    std::vector<std::uint64_t> lengths;
+    lengths.reserve(rows.lines.size());
+    for (const DisplayLine& line : rows.lines)
+        lengths.push_back(static_cast<std::uint64_t>(line.text.size()));
+    const auto longest = static_cast<qsizetype>(LogReader::longestLineAmong(lengths));
+    for (DisplayLine& line : rows.lines) {
+        if (line.text.size() <= longest)
+            continue;
+        const qsizetype kept = line.text.at(longest - 1).isHighSurrogate() ? longest - 1 : longest;
+        line.cutBytes = encodedSize(QStringView(line.text).sliced(kept), number);
+        line.text = line.text.first(kept);
+    }
+}
+
+} // namespace
 
 std::shared_ptr<LogFileReaderProtocol> InMemoryFileLogReader::create(const QUrl& fileUrl) {
     return std::shared_ptr<InMemoryFileLogReader>(new InMemoryFileLogReader(fileUrl));
@@ -16,7 +34,7 @@ qint64 InMemoryFileLogReader::heldLines() const {
 
 void InMemoryFileLogReader::forgetLines() {
     LogReader::forgetLines();
-    std::vector<QString> gone;
+    std::vector<Line> gone;
     lock_.withWriteLock([&] {
         lines_.swap(gone);
         lineCount_.store(0, std::memory_order_release);
@@ -43,30 +61,33 @@ void InMemoryFileLogReader::takeBytes(std::uint64_t offset, std::span<const char
     dataOffset_ = offset + lastNewline + 1;
 }
 
-std::vector<QString> InMemoryFileLogReader::decodeLines(const FileTextDecoder::Part& part,
-                                                        std::size_t count) {
+std::vector<InMemoryFileLogReader::Line> InMemoryFileLogReader::decodeLines(const FileTextDecoder::Part& part,
+                                                                            std::size_t count) {
+    std::vector<Line> lines;
+    lines.reserve(count);
     const auto texts = decoder().decode({&part, 1});
     if (texts) {
         QStringList pieces = texts->front().text.split(u'\n');
-        if (static_cast<std::size_t>(pieces.size()) == count)
-            return {std::move_iterator(pieces.begin()), std::move_iterator(pieces.end())};
+        if (static_cast<std::size_t>(pieces.size()) == count) {
+            for (QString& piece : pieces)
+                lines.push_back({std::move(piece)});
+            return lines;
+        }
     }
     // Line by line, so that one that is no text does not take the others with it.
-    std::vector<QString> lines;
-    lines.reserve(count);
     const QByteArrayView bytes = part.bytes;
     for (qsizetype begin = 0; begin <= bytes.size();) {
         const qsizetype newline = bytes.indexOf('\n', begin);
         const qsizetype end = newline < 0 ? bytes.size() : newline;
-        const auto text = decoder().decodeSilently(
+        FileTextDecoder::Line line = decoder().decodeLine(
             {part.offset + static_cast<std::uint64_t>(begin), bytes.sliced(begin, end - begin)});
-        lines.push_back(text ? text->text : QString());
+        lines.push_back({std::move(line.text.text), line.isInvalid});
         begin = end + 1;
     }
     return lines;
 }
 
-void InMemoryFileLogReader::replaceLastLine(std::vector<QString> added, bool lastIsIncomplete) {
+void InMemoryFileLogReader::replaceLastLine(std::vector<Line> added, bool lastIsIncomplete) {
     lock_.withWriteLock([&] {
         if (lastLineIsIncomplete_)
             lines_.pop_back();
@@ -78,38 +99,45 @@ void InMemoryFileLogReader::replaceLastLine(std::vector<QString> added, bool las
 
 void InMemoryFileLogReader::publishAll() {
     LogReader::publishAll();
+    if (lastLineIsIncomplete_ && decodedBytes_ == data_.size() && decodedAs_ == encodingChoice())
+        return;
+    decodedBytes_ = data_.size();
+    decodedAs_ = encodingChoice();
     // The file may end within a character, which the next scan completes.
-    const FileTextDecoder::Part part{dataOffset_, data_, true};
-    const auto texts = decoder().decode({&part, 1});
-    replaceLastLine({texts ? texts->front().text : QString()}, true);
+    FileTextDecoder::Line line = decoder().decodeLine({dataOffset_, data_, true});
+    replaceLastLine({{std::move(line.text.text), line.isInvalid}}, true);
 }
 
 QStringList InMemoryFileLogReader::readLines(qint64 start, qint64 count) {
     if (isCanceled())
         return {};
-    return lock_.withReadLock([&]() -> QStringList {
-        const auto numbers = clamp(start, count, static_cast<qint64>(lines_.size()));
-        if (!numbers)
-            return {};
-        return {lines_.begin() + numbers->first - 1, lines_.begin() + numbers->last};
+    return lock_.withReadLock([&] {
+        QStringList texts;
+        if (const auto numbers = clamp(start, count, static_cast<qint64>(lines_.size()))) {
+            for (qint64 number = numbers->first; number <= numbers->last; ++number) {
+                const Line& line = lines_[static_cast<std::size_t>(number - 1)];
+                texts.append(line.isInvalid ? QString() : line.text);
+            }
+        }
+        return texts;
     });
 }
 
-DisplayLines InMemoryFileLogReader::readLinesForDisplay(qint64 start, qint64 count) {
-    DisplayLines result;
-    const std::uint64_t bytes = byteCount(start, count);
-    const auto longest = static_cast<qsizetype>(longestLineAmong(bytes));
-    const StringEncoding number = fileEncoding();
-    for (QString& line : readLines(start, count)) {
-        if (line.size() <= longest) {
-            result.lines.push_back({std::move(line), 0});
-            continue;
+DisplayLines InMemoryFileLogReader::readRows(qint64 start, qint64 count, RowLength length) {
+    if (isCanceled())
+        return {};
+    DisplayLines result = lock_.withReadLock([&] {
+        DisplayLines rows;
+        if (const auto numbers = clamp(start, count, static_cast<qint64>(lines_.size()))) {
+            for (qint64 number = numbers->first; number <= numbers->last; ++number) {
+                const Line& line = lines_[static_cast<std::size_t>(number - 1)];
+                rows.lines.push_back({line.text, 0, line.isInvalid});
+            }
         }
-        qsizetype kept = longest;
-        if (line.at(kept - 1).isHighSurrogate())
-            --kept;
-        result.lines.push_back({line.first(kept), encodedSize(QStringView(line).sliced(kept), number)});
-    }
+        return rows;
+    });
+    if (length == RowLength::Shown)
+        cutLongLines(result, fileEncoding());
     return result;
 }
 

@@ -18,10 +18,7 @@ public:
 
     qint64 lineCount() const override { return lineCount_.load(std::memory_order_acquire); }
     QStringList readLines(qint64 start, qint64 count) override;
-    DisplayLines readLinesForDisplay(qint64 start, qint64 count) override;
-    DisplayLines readLinesToMatch(qint64 start, qint64 count) override {
-        return readLinesForDisplay(start, count); // what is no text has been left out already
-    }
+    DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
     /// Searches the text that is held, not the file.
     std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                              const std::function<bool()>& isCancelled) override {
@@ -40,14 +37,19 @@ private:
     /// Nothing beyond: what is held cannot be dropped again.
     std::uint64_t scanLimit(std::uint64_t size) const override { return size; }
 
-    /// The text of complete lines, as many as `count`; a line that is no text is empty.
-    std::vector<QString> decodeLines(const FileTextDecoder::Part& part, std::size_t count);
+    struct Line {
+        QString text;
+        /// U+FFFD stands for bytes that are not valid.
+        bool isInvalid = false;
+    };
+    /// The text of complete lines, as many as `count`.
+    std::vector<Line> decodeLines(const FileTextDecoder::Part& part, std::size_t count);
     /// Puts lines behind the complete ones, in place of the incomplete one.
-    void replaceLastLine(std::vector<QString> added, bool lastIsIncomplete);
+    void replaceLastLine(std::vector<Line> added, bool lastIsIncomplete);
 
     NativeLock lock_;
     // Guarded by lock_.
-    std::vector<QString> lines_;
+    std::vector<Line> lines_;
     std::atomic<qint64> lineCount_{0}; // changes with lines_
 
     // For the scan only.
@@ -55,6 +57,9 @@ private:
     QByteArray data_;
     std::uint64_t dataOffset_ = 0;
     bool lastLineIsIncomplete_ = false;
+    /// How many of its bytes the last of the lines shows, and in which encoding.
+    qsizetype decodedBytes_ = 0;
+    EncodingChoice decodedAs_;
 };
 
 } // namespace korvane

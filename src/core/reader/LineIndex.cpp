@@ -129,6 +129,10 @@ std::size_t LineIndex::entriesUpTo(std::uint64_t offset) const {
     return (low - 1) * linesPerBlock + static_cast<std::size_t>(beyond - offsets.begin());
 }
 
+qint64 LineIndex::entryCountUpTo(std::uint64_t offset) const {
+    return lastOffset() <= offset ? entryCount() : static_cast<qint64>(entriesUpTo(offset));
+}
+
 void LineIndex::dropBeyond(std::uint64_t offset) {
     if (lastOffset() <= offset)
         return;

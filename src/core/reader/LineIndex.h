@@ -35,6 +35,8 @@ public:
 
     /// Number of entries, at least 1.
     qint64 entryCount() const { return static_cast<qint64>(entries()); }
+    /// Number of entries whose offset is not greater, at least 1.
+    qint64 entryCountUpTo(std::uint64_t offset) const;
     /// The highest offset in the map.
     std::uint64_t lastOffset() const { return tailCount_ > 0 ? tail_[tailCount_ - 1] : lastOfBlocks_; }
 

@@ -158,10 +158,10 @@ std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) const {
         QByteArray bytes(static_cast<qsizetype>(size), Qt::Uninitialized);
         bytes.truncate(static_cast<qsizetype>(
             file_.handle.read(offset, {bytes.data(), static_cast<std::size_t>(size)}).value_or(0)));
-        const auto piece = file_.decoder.decodeSilently({offset, bytes, !isLast || isUnfinished});
-        if (!piece || (piece->usedBytes == 0 && !isLast))
+        const auto piece = file_.decoder.decodeLine({offset, bytes, !isLast || isUnfinished}).text;
+        if (piece.usedBytes == 0 && !isLast)
             return std::nullopt;
-        text += piece->text;
+        text += piece.text;
         if (const auto ranges = item_.matchRanges(text); !ranges.empty()) {
             addShifted(match.results, ranges, base);
             return match;
@@ -169,7 +169,7 @@ std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) const {
         const qsizetype kept = std::min(text.size(), item_.searchStr().size() - 1);
         base += text.size() - kept;
         text = text.last(kept);
-        offset = isLast ? range.end : offset + piece->usedBytes;
+        offset = isLast ? range.end : offset + piece.usedBytes;
     }
     return std::nullopt;
 }

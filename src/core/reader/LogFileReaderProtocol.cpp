@@ -14,10 +14,10 @@ std::optional<SearchMatch> LogFileReaderProtocol::findNextMatch(qint64 first, qi
     const qint64 high = std::min(std::max(first, last), lineCount() - 1);
     for (qint64 i = 0; i <= high - low && !isCancelled(); ++i) {
         const qint64 line = forwards ? low + i : high - i;
-        const QStringList texts = readLines(line + 1, 1);
-        if (texts.isEmpty())
+        const DisplayLines rows = readRows(line + 1, 1, RowLength::Whole);
+        if (rows.lines.empty())
             continue;
-        if (auto ranges = item.matchRanges(texts.front()); !ranges.empty())
+        if (auto ranges = item.matchRanges(rows.lines.front().text); !ranges.empty())
             return SearchMatch{line, std::move(ranges)};
     }
     return std::nullopt;

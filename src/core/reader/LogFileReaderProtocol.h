@@ -50,18 +50,24 @@ struct EncodingChoice {
     friend bool operator==(const EncodingChoice&, const EncodingChoice&) = default;
 };
 
-/// A line as it is shown: a very long one is cut.
+/// How much of a line a row holds.
+enum class RowLength {
+    Shown, ///< a line too long to show is cut, so that memory stays bounded whatever the file holds
+    Whole,
+};
+
+/// One line of a file as text.
 struct DisplayLine {
     QString text;
     /// Bytes of the line that the text does not show; 0 for a whole line.
     std::uint64_t cutBytes = 0;
+    /// Some bytes are not valid in the file's encoding: the text has U+FFFD in their place.
+    bool isInvalid = false;
 };
 
-/// Lines read for showing, with what was known when they were read.
+/// Consecutive lines of a file, with what was known when they were read.
 struct DisplayLines {
     std::vector<DisplayLine> lines;
-    /// The bytes could not be decoded: `lines` is empty although there are lines.
-    bool undecodable = false;
     /// There are fewer lines than were counted: the file has been cut short since.
     bool isShort = false;
 };
@@ -112,14 +118,9 @@ public:
     /// The text of `count` lines from the one-based number `start`, clamped to the lines there are.
     virtual QStringList readLines(qint64 start, qint64 count) = 0;
 
-    /// As `readLines`, for the screen: lines too long to show are cut, so that memory stays bounded whatever
-    /// the file holds.
-    virtual DisplayLines readLinesForDisplay(qint64 start, qint64 count) = 0;
-    /// As above for lines that nobody looks at: what is no text says nothing of it in the log, and makes only
-    /// its own line empty.
-    virtual DisplayLines readLinesToMatch(qint64 start, qint64 count) {
-        return readLinesForDisplay(start, count);
-    }
+    /// The same lines as rows, for display, copying, search and rules alike. A line whose bytes are not valid
+    /// in the file's encoding changes no other. Fewer lines, or none, when they cannot be read. Logs nothing.
+    virtual DisplayLines readRows(qint64 start, qint64 count, RowLength length) = 0;
     /// Bytes that the lines take in the file, their newlines included (0 when not known).
     virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;
 

@@ -121,15 +121,15 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
         return {};
     }
     const auto handle = openHandle();
-    if (handle)
-        index_.dropBeyond(currentFileLimit_);
-    const qint64 oldCount = heldLines();
+    const qint64 oldCount = std::min(heldLines(), index_.entryCountUpTo(currentFileLimit_));
     // Asked of the file itself: `fileSize()` answers 0 once cancelled, as if the file had shrunk.
-    const std::uint64_t newSize = handle ? handle->size().value_or(currentFileLimit_) : currentFileLimit_;
+    const auto measured = handle ? handle->size() : std::nullopt;
+    const std::uint64_t newSize = measured.value_or(currentFileLimit_);
     if (delegate)
         delegate->readerDidStart(newSize);
 
     LineRange changed{std::max<qint64>(oldCount - 1, 0), 0};
+    const bool wasCut = measured && newSize < coveredEnd_;
     const std::uint64_t oldLimit = currentFileLimit_;
     ScanEnd end = ScanEnd::Complete;
     if (newSize < currentFileLimit_ || (handle && holdsOtherContent(*handle))) {
@@ -138,10 +138,12 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
             delegate->readerDidForgetLines();
         end = scan(delegate.get());
         changed = {0, heldLines()};
-    } else if (currentFileLimit_ < newSize) {
+    } else if (currentFileLimit_ < newSize || wasCut) {
+        if (wasCut)
+            forgetLinesBeyond(newSize);
         end = scan(delegate.get());
         // What cannot be read brings nothing new, however often it is tried.
-        if (currentFileLimit_ != oldLimit || heldLines() != oldCount)
+        if (wasCut || currentFileLimit_ != oldLimit || heldLines() != oldCount)
             changed.length = heldLines() - changed.location;
     } else {
         scanError_.store(0, std::memory_order_release);
@@ -192,6 +194,7 @@ void LogReader::reset() {
 void LogReader::forgetLines() {
     index_.clear();
     currentFileLimit_ = 0;
+    coveredEnd_ = 0;
     sample_.clear();
     comparedStamp_.reset();
     scanError_.store(0, std::memory_order_release);
@@ -206,8 +209,6 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
     const auto handle = openHandle();
     if (!handle)
         return ScanEnd::Complete;
-    // What an earlier scan found beyond the size that it had measured is found again.
-    index_.dropBeyond(currentFileLimit_);
     const std::uint64_t size = handle->size().value_or(currentFileLimit_);
     const std::uint64_t readEnd = scanLimit(size);
     std::uint64_t offset = currentFileLimit_;
@@ -230,6 +231,8 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
             if (delegate)
                 delegate->readerDidReadBytes(0);
             currentFileLimit_ = newLimit;
+            if (error == 0 && offset < coveredEnd_)
+                forgetLinesBeyond(offset);
             publishAll();
             scanError_.store(error, std::memory_order_release);
             if (error == 0)
@@ -241,13 +244,15 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
         const std::span<const std::uint32_t> newlines(positions.get(), found);
         std::pair<std::size_t, std::size_t> taken(bytes.size(), found);
         if (delegate)
-            taken = reportSteps(*delegate, bytes.size(), newlines);
-        takeBytes(offset, bytes.first(taken.first), newlines.first(taken.second));
+            taken = reportSteps(*delegate, offset, bytes.size(), newlines);
+        takeBytes(offset, bytes.first(taken.first),
+                  unknownNewlines(offset, taken.first, newlines.first(taken.second)));
         // Not what has come since the size was measured: the next scan starts before it.
         sample_.take(offset,
                      bytes.first(std::min<std::uint64_t>(taken.first, size - std::min(size, offset))));
         if (__builtin_add_overflow(offset, taken.first, &offset))
             fatalError("file offset overflow");
+        coveredEnd_ = std::max(coveredEnd_, offset);
         fetch = fetchSize;
     }
     if (!isStopped())
@@ -258,9 +263,30 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
     return ScanEnd::Stopped;
 }
 
-std::pair<std::size_t, std::size_t> LogReader::reportSteps(LogReaderDelegate& delegate, std::size_t size,
+std::span<const std::uint32_t> LogReader::unknownNewlines(std::uint64_t offset, std::size_t size,
+                                                          std::span<const std::uint32_t> newlines) {
+    const qint64 first = index_.entryCountUpTo(offset);
+    const qint64 count = index_.entryCountUpTo(offset + size) - first;
+    if (count == 0)
+        return newlines;
+    const std::vector<std::uint64_t> known = index_.view().starts(first, count);
+    const auto [unconfirmed, unknown] = std::ranges::mismatch(
+        known, newlines, {}, {}, [offset](std::uint32_t newline) { return offset + newline + 1; });
+    if (unconfirmed != known.end())
+        forgetLinesBeyond(*unconfirmed - 1);
+    return newlines.subspan(static_cast<std::size_t>(unknown - newlines.begin()));
+}
+
+void LogReader::forgetLinesBeyond(std::uint64_t offset) {
+    index_.dropBeyond(offset);
+    coveredEnd_ = offset;
+    index_.publish(index_.entryCount(), coveredEnd_);
+}
+
+std::pair<std::size_t, std::size_t> LogReader::reportSteps(LogReaderDelegate& delegate, std::uint64_t offset,
+                                                           std::size_t size,
                                                            std::span<const std::uint32_t> newlines) const {
-    qint64 count = index_.entryCount();
+    qint64 count = index_.entryCountUpTo(offset);
     std::size_t reported = 0;
     std::size_t bytes = 0;
     while (bytes < size && !isScanStopped()) {
@@ -285,7 +311,7 @@ void LogReader::takeBytes(std::uint64_t offset, std::span<const char> /*bytes*/,
 }
 
 void LogReader::publishAll() {
-    index_.publish(index_.entryCount(), currentFileLimit_);
+    index_.publish(index_.entryCount(), coveredEnd_);
 }
 
 qint64 LogReader::lineCount() const {
@@ -382,11 +408,18 @@ QStringList LogReader::readLastLines(qint64 n) {
     return readLines(lineCount(), -std::max<qint64>(n, 1));
 }
 
-std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines) {
-    const std::uint64_t longest = longestLineAmong(lines.end - lines.begin);
+std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines, RowLength length) {
     const auto endOfLine = [&](std::size_t line) {
         return line + 1 < lines.lineStarts.size() ? lines.lineStarts[line + 1] - 1 : lines.end;
     };
+    std::uint64_t longest = ~std::uint64_t{0};
+    if (length == RowLength::Shown) {
+        std::vector<std::uint64_t> lengths;
+        lengths.reserve(lines.lineStarts.size());
+        for (std::size_t i = 0; i < lines.lineStarts.size(); ++i)
+            lengths.push_back(std::max(endOfLine(i), lines.lineStarts[i]) - lines.lineStarts[i]);
+        longest = longestLineAmong(lengths);
+    }
     std::vector<ShownPart> parts;
     bool joinNext = false;
     for (std::size_t i = 0; i < lines.lineStarts.size(); ++i) {
@@ -395,9 +428,10 @@ std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines) {
         const bool tooLong = end - begin > longest;
         if (tooLong)
             parts.push_back({begin, begin + longest, end - begin - longest});
-        else if (joinNext)
+        else if (joinNext) {
             parts.back().end = end;
-        else
+            ++parts.back().lineCount;
+        } else
             parts.push_back({begin, end, 0});
         joinNext = !tooLong;
     }
@@ -406,19 +440,11 @@ std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines) {
     return parts;
 }
 
-std::vector<FileTextDecoder::Part> LogReader::ReadParts::parts() const {
-    std::vector<FileTextDecoder::Part> parts;
-    parts.reserve(shown.size());
-    for (std::size_t i = 0; i < shown.size(); ++i)
-        parts.push_back({shown[i].begin, bytes[i], shown[i].isCut()});
-    return parts;
-}
-
-std::optional<LogReader::ReadParts> LogReader::readParts(qint64 start, qint64 count) const {
+std::optional<LogReader::ReadParts> LogReader::readParts(qint64 start, qint64 count, RowLength length) const {
     const auto [range, handle] = locateInFile(start, count, Detail::LineStarts);
     if (!range || isCanceled() || !handle)
         return std::nullopt;
-    ReadParts read{partsToShow(*range), {}};
+    ReadParts read{partsToShow(*range, length), {}};
     read.bytes.reserve(read.shown.size());
     for (const ShownPart& part : read.shown) {
         auto bytes = readBytes(*handle, part.begin, part.end);
@@ -429,52 +455,52 @@ std::optional<LogReader::ReadParts> LogReader::readParts(qint64 start, qint64 co
     return read;
 }
 
-void LogReader::addLines(DisplayLines& to, const ShownPart& shown, const FileTextDecoder::Text& text) {
-    if (shown.cutBytes > 0) {
-        const std::uint64_t unused = shown.end - shown.begin - text.usedBytes;
-        to.lines.push_back({text.text, shown.cutBytes + unused});
-        return;
-    }
-    for (QString& line : text.text.split(u'\n'))
-        to.lines.push_back({std::move(line), 0});
-}
-
-DisplayLines LogReader::readLinesForDisplay(qint64 start, qint64 count) {
-    const auto read = readParts(start, count);
-    if (!read)
-        return {};
-    const auto texts = decoder_.decode(read->parts());
-    if (!texts)
-        return {{}, true};
-    DisplayLines result;
-    for (std::size_t i = 0; i < texts->size(); ++i)
-        addLines(result, read->shown[i], (*texts)[i]);
-    return result;
-}
-
-DisplayLines LogReader::readLinesToMatch(qint64 start, qint64 count) {
+DisplayLines LogReader::readRows(qint64 start, qint64 count, RowLength length) {
     learnEncoding();
-    const auto read = readParts(start, count);
-    if (!read)
-        return {};
-    const std::vector<FileTextDecoder::Part> parts = read->parts();
+    const auto read = readParts(start, count, length);
+    return read ? decodeRows(*read) : DisplayLines();
+}
+
+DisplayLines LogReader::decodeRows(const ReadParts& read) {
     DisplayLines result;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (const auto text = decoder_.decodeSilently(parts[i]))
-            addLines(result, read->shown[i], *text);
-        else
-            addLinesOneByOne(result, parts[i]);
+    for (std::size_t i = 0; i < read.shown.size(); ++i) {
+        const ShownPart& shown = read.shown[i];
+        const FileTextDecoder::Part part{shown.begin, read.bytes[i], shown.isCut()};
+        if (!addLinesAtOnce(result, shown, part))
+            addLinesOneByOne(result, shown, part);
     }
     return result;
 }
 
-void LogReader::addLinesOneByOne(DisplayLines& to, const FileTextDecoder::Part& part) {
+bool LogReader::addLinesAtOnce(DisplayLines& to, const ShownPart& shown, const FileTextDecoder::Part& part) {
+    const auto text = decoder_.decodeSilently(part);
+    if (!text)
+        return false;
+    if (shown.lineCount == 1) {
+        const std::uint64_t unused = shown.cutBytes > 0 ? shown.end - shown.begin - text->usedBytes : 0;
+        to.lines.push_back({text->text, shown.cutBytes + unused});
+        return true;
+    }
+    QStringList lines = text->text.split(u'\n');
+    // A byte of a wide character may pass for a newline, and the file may have been cut short.
+    if (lines.size() != shown.lineCount)
+        return false;
+    for (QString& line : lines)
+        to.lines.push_back({std::move(line)});
+    return true;
+}
+
+void LogReader::addLinesOneByOne(DisplayLines& to, const ShownPart& shown,
+                                 const FileTextDecoder::Part& part) {
     for (qsizetype begin = 0; begin <= part.bytes.size();) {
         const qsizetype newline = part.bytes.indexOf('\n', begin);
         const qsizetype end = newline < 0 ? part.bytes.size() : newline;
-        const auto text = decoder_.decodeSilently({part.offset + static_cast<std::uint64_t>(begin),
-                                                   part.bytes.sliced(begin, end - begin), part.isCut});
-        to.lines.push_back({text ? text->text : QString(), 0});
+        FileTextDecoder::Line line =
+            decoder_.decodeLine({part.offset + static_cast<std::uint64_t>(begin),
+                                 part.bytes.sliced(begin, end - begin), part.isCut && newline < 0});
+        const std::uint64_t unused =
+            shown.cutBytes > 0 ? static_cast<std::uint64_t>(end - begin) - line.text.usedBytes : 0;
+        to.lines.push_back({std::move(line.text.text), shown.cutBytes + unused, line.isInvalid});
         begin = end + 1;
     }
 }
@@ -497,9 +523,11 @@ std::optional<SearchMatch> LogReader::findNextMatch(qint64 first, qint64 last, c
 // ---- Encoding ----
 
 void LogReader::learnEncoding() {
-    // As for the screen, the first page tells the encoding, not the line that comes first here.
-    if (fileEncoding() == encoding::unknown)
-        readLinesForDisplay(1, pages::size);
+    // The first page tells the encoding, whichever is read first.
+    if (fileEncoding() != encoding::unknown)
+        return;
+    if (const auto read = readParts(1, pages::size, RowLength::Shown))
+        decodeRows(*read);
 }
 
 EncodingChoice LogReader::encodingChoice() const {

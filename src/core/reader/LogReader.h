@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QUrl>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -46,8 +47,7 @@ public:
     void indexLines() override;
     qint64 lineCount() const override;
     QStringList readLines(qint64 start, qint64 count) override;
-    DisplayLines readLinesForDisplay(qint64 start, qint64 count) override;
-    DisplayLines readLinesToMatch(qint64 start, qint64 count) override;
+    DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
     std::uint64_t byteCount(qint64 start, qint64 count) const override;
     std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                              const std::function<bool()>& isCancelled) override;
@@ -67,12 +67,16 @@ public:
 
     /// A line longer than this is cut for the screen…
     static constexpr std::uint64_t longestShownLine = 1 << 20;
-    /// …and than this when the lines asked for take more than `mostShownBytes` together.
+    /// …and than this when the lines asked for would still take more than `mostShownBytes` together.
     static constexpr std::uint64_t longestShownLineOfMany = 1 << 14;
     static constexpr std::uint64_t mostShownBytes = 64 << 20;
-    /// The longest line that is not cut when lines of so many bytes are shown together.
-    static std::uint64_t longestLineAmong(std::uint64_t bytes) {
-        return bytes <= mostShownBytes ? longestShownLine : longestShownLineOfMany;
+    /// The longest line that is not cut when lines of these lengths are shown together.
+    template <typename Lengths>
+    static std::uint64_t longestLineAmong(const Lengths& lengths) {
+        std::uint64_t shown = 0;
+        for (const std::uint64_t length : lengths)
+            shown += std::min(length, longestShownLine);
+        return shown <= mostShownBytes ? longestShownLine : longestShownLineOfMany;
     }
 
 protected:
@@ -125,35 +129,45 @@ private:
     bool isStopped() const { return isCanceled() || closed_.load(std::memory_order_acquire); }
     bool isScanStopped() const { return isStopped() || scanCanceled_.load(std::memory_order_acquire); }
 
+    /// Of the newlines in a block, those whose lines the index does not have yet. What an earlier scan found
+    /// beyond its limit is known; where the block says otherwise, the index forgets the lines from there on.
+    std::span<const std::uint32_t> unknownNewlines(std::uint64_t offset, std::size_t size,
+                                                   std::span<const std::uint32_t> newlines);
+    /// Forgets lines that a file which was cut short does not hold any more.
+    void forgetLinesBeyond(std::uint64_t offset);
+
     enum class ScanEnd { Complete, Stopped };
     ScanEnd scan(LogReaderDelegate* delegate);
     bool holdsOtherContent(const FileHandle& handle) const;
     /// Reports a block step by step; returns how many of its bytes and newlines were reported before a stop.
-    std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::size_t size,
+    std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::uint64_t offset,
+                                                    std::size_t size,
                                                     std::span<const std::uint32_t> newlines) const;
 
     std::optional<QByteArray> readBytes(const FileHandle& handle, std::uint64_t begin,
                                         std::uint64_t end) const;
-    /// Some of the bytes to be shown: whole lines, or the beginning of one.
+    /// Some of the bytes to be shown: consecutive whole lines, or the beginning of one.
     struct ShownPart {
         std::uint64_t begin = 0;
         std::uint64_t end = 0;
         std::uint64_t cutBytes = 0;
+        qsizetype lineCount = 1;
         /// Ends where the writer has got to, which may lie inside a character.
         bool isUnfinished = false;
         bool isCut() const { return cutBytes > 0 || isUnfinished; }
     };
-    static std::vector<ShownPart> partsToShow(const Bytes& lines);
+    static std::vector<ShownPart> partsToShow(const Bytes& lines, RowLength length);
     /// Lines as bytes: the parts to show, and what was read of them.
     struct ReadParts {
         std::vector<ShownPart> shown;
         std::vector<QByteArray> bytes;
-        std::vector<FileTextDecoder::Part> parts() const;
     };
     /// Nothing when there are no lines, or they cannot be read.
-    std::optional<ReadParts> readParts(qint64 start, qint64 count) const;
-    static void addLines(DisplayLines& to, const ShownPart& shown, const FileTextDecoder::Text& text);
-    void addLinesOneByOne(DisplayLines& to, const FileTextDecoder::Part& part);
+    std::optional<ReadParts> readParts(qint64 start, qint64 count, RowLength length) const;
+    DisplayLines decodeRows(const ReadParts& read);
+    /// False when the part does not decode as a whole.
+    bool addLinesAtOnce(DisplayLines& to, const ShownPart& shown, const FileTextDecoder::Part& part);
+    void addLinesOneByOne(DisplayLines& to, const ShownPart& shown, const FileTextDecoder::Part& part);
 
     /// Where and why reading has failed.
     struct ReadFault {
@@ -191,6 +205,8 @@ private:
     // Guarded by scanMutex_.
     /// Up to where the file has been indexed; the next scan starts there.
     std::uint64_t currentFileLimit_ = 0;
+    /// Up to where scans have read the file, perhaps beyond the limit. The published lines end here.
+    std::uint64_t coveredEnd_ = 0;
     /// Of what has been indexed.
     ContentSample sample_;
     /// The file as it was when it was last found to hold what has been indexed.

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 
 #include <unicode/ucnv.h>
+#include <unicode/ucnv_cb.h>
 #include <unicode/ucnv_err.h>
 #include <unicode/ucsdet.h>
 
@@ -99,14 +100,24 @@ bool hasHighBytes(QByteArrayView data) {
     return all & 0x80;
 }
 
+/// Every byte that is no text becomes U+FFFD: the library's own substitute is another one in some encodings.
+void replaceBytes(const void* /*context*/, UConverterToUnicodeArgs* arguments, const char* /*bytes*/,
+                  std::int32_t count, UConverterCallbackReason reason, UErrorCode* status) {
+    if (reason > UCNV_IRREGULAR)
+        return;
+    *status = U_ZERO_ERROR;
+    const UChar replacement = QChar::ReplacementCharacter;
+    for (std::int32_t i = 0; i < count; i += ucnv_getMinCharSize(arguments->converter))
+        ucnv_cbToUWriteUChars(arguments, &replacement, 1, 0, status);
+}
+
 std::optional<QString> convert(QByteArrayView data, const char* converterName, Strictness strictness) {
     UErrorCode status = U_ZERO_ERROR;
     const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(ucnv_open(converterName, &status),
                                                                        &ucnv_close);
     ucnv_setToUCallBack(converter.get(),
-                        strictness == Strictness::Strict ? UCNV_TO_U_CALLBACK_STOP
-                                                         : UCNV_TO_U_CALLBACK_SUBSTITUTE,
-                        nullptr, nullptr, nullptr, &status);
+                        strictness == Strictness::Strict ? UCNV_TO_U_CALLBACK_STOP : &replaceBytes, nullptr,
+                        nullptr, nullptr, &status);
     if (U_FAILURE(status))
         return std::nullopt;
 
@@ -247,32 +258,63 @@ StringEncoding detectByNulBytes(QByteArrayView data) {
     return encoding::unknown;
 }
 
-/// The lines that hold high bytes, as far as the detector needs them: it looks at little, and ASCII tells it
-/// nothing.
-QByteArray linesWithHighBytes(QByteArrayView data) {
+/// Ends a word of text in every encoding of the table: no character of several bytes goes on with such a
+/// byte.
+bool isBetweenWords(char byte) {
+    const auto value = static_cast<unsigned char>(byte);
+    return value < '0' || (value > '9' && value < '@');
+}
+
+/// The words that hold high bytes, as far as the detector needs them: it looks at little, and the ASCII of a
+/// log's time stamps, classes and levels drowns the few words in a language.
+QByteArray wordsWithHighBytes(QByteArrayView data) {
     constexpr qsizetype enough = 1 << 16;
     constexpr qsizetype longestPart = 1 << 12;
-    QByteArray lines;
+    QByteArray words;
     const auto isHigh = [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; };
-    for (auto position = data.begin(); lines.size() < enough;) {
+    for (auto position = data.begin(); words.size() < enough;) {
         const auto high = std::find_if(position, data.end(), isHigh);
         if (high == data.end())
             break;
         const auto earliest = high - std::min<qsizetype>(high - position, longestPart);
-        const auto start =
-            std::find(std::make_reverse_iterator(high), std::make_reverse_iterator(earliest), '\n').base();
+        const auto start = std::find_if(std::make_reverse_iterator(high),
+                                        std::make_reverse_iterator(earliest), isBetweenWords)
+                               .base();
         const auto latest = high + std::min<qsizetype>(data.end() - high, longestPart);
-        const auto end = std::find(high, latest, '\n');
-        lines.append(&*start, end - start);
-        lines.append('\n');
+        const auto end = std::find_if(high, latest, isBetweenWords);
+        words.append(&*start, end - start);
+        words.append(' ');
         position = end;
     }
-    lines.chop(1);
-    return lines;
+    words.chop(1);
+    return words;
 }
 
-StringEncoding encodingOfDetectorName(std::string_view name, QByteArrayView sample) {
-    if (name == "ISO-8859-1") {
+/// The escape sequences that switch to Japanese characters. The text is ASCII otherwise, so that it passes
+/// for valid UTF-8.
+bool isIso2022Japanese(QByteArrayView data) {
+    if (!data.contains('\x1b') || hasHighBytes(data))
+        return false;
+    constexpr std::string_view sequences[] = {"\x1b$B", "\x1b$@", "\x1b$(D"};
+    return std::ranges::any_of(sequences, [&](std::string_view sequence) {
+        return data.contains(QByteArrayView(sequence.data(), static_cast<qsizetype>(sequence.size())));
+    });
+}
+
+struct DetectorName {
+    const char* name;
+    StringEncoding encoding;
+};
+
+/// What the detector says and the table does not have, as the encoding of the table that holds its letters.
+constexpr DetectorName nearestEncodings[] = {
+    {"ISO-8859-7", encoding::windows1253}, {"ISO-8859-9", encoding::windows1254}, {"GBK", encoding::gb18030},
+    {"GB2312", encoding::gb18030},         {"EUC-CN", encoding::gb18030},
+};
+
+StringEncoding encodingOfDetectorName(const char* name, QByteArrayView sample) {
+    const auto isNamed = [name](const char* other) { return qstricmp(name, other) == 0; };
+    if (isNamed("ISO-8859-1")) {
         // The detector judges by the first few thousand bytes only; text has no use for the control
         // characters.
         const bool windows = std::ranges::any_of(sample, [](char byte) {
@@ -280,10 +322,11 @@ StringEncoding encodingOfDetectorName(std::string_view name, QByteArrayView samp
         });
         return windows ? encoding::windows1252 : encoding::isoLatin1;
     }
-    if (name == "ISO-8859-9")
-        return encoding::windows1254;
+    for (const DetectorName& nearest : nearestEncodings)
+        if (isNamed(nearest.name))
+            return nearest.encoding;
     const auto* found = std::ranges::find_if(
-        knownTable, [name](const KnownEncoding& known) { return name == known.converter; });
+        knownTable, [&](const KnownEncoding& known) { return isNamed(known.converter); });
     return found == std::end(knownTable) ? encoding::unknown : found->number;
 }
 
@@ -308,12 +351,12 @@ StringEncoding detectByStatistics(QByteArrayView sample) {
     for (std::int32_t i = 0; i < count; ++i) {
         if (ucsdet_getConfidence(matches[i], &status) < weakestGuess)
             return encoding::unknown;
-        const std::string_view name = ucsdet_getName(matches[i], &status);
+        const char* const name = ucsdet_getName(matches[i], &status);
         // Unicode was judged before, and mainframe code pages are what damaged text is taken for.
-        if (name.starts_with("UTF-") || name.starts_with("IBM42"))
+        if (qstrnicmp(name, "UTF-", 4) == 0 || qstrnicmp(name, "IBM42", 5) == 0)
             continue;
         const StringEncoding guess = encodingOfDetectorName(name, sample);
-        if (guess == encoding::unknown || decodesExceptForCutEnd(sample, guess))
+        if (guess != encoding::unknown && decodesExceptForCutEnd(sample, guess))
             return guess;
     }
     return encoding::unknown;
@@ -344,9 +387,11 @@ StringEncoding detectStringEncoding(QByteArrayView data) {
             return mark.encoding;
     if (const StringEncoding wide = detectByNulBytes(data); wide != encoding::unknown)
         return wide;
+    if (isIso2022Japanese(data) && decodesExceptForCutEnd(data, encoding::iso2022Japanese))
+        return encoding::iso2022Japanese;
     if (data.chopped(cutUtf8Bytes(data)).isValidUtf8())
         return encoding::utf8;
-    const QByteArray sample = linesWithHighBytes(data);
+    const QByteArray sample = wordsWithHighBytes(data);
     return isDamagedUtf8(sample) ? encoding::utf8 : detectByStatistics(sample);
 }
 

@@ -45,8 +45,9 @@ const std::vector<StringEncoding>& knownEncodings();
 QString encodingName(StringEncoding encoding);
 
 /// The most likely encoding of `data`, or `encoding::unknown`. Order: byte-order mark, the pattern of NUL
-/// bytes, strictly valid UTF-8 (a character cut by the end of the data is allowed), then a statistical
-/// detector on the lines that hold high bytes, whose weak guesses do not count. Any thread.
+/// bytes, escape sequences (ISO-2022), strictly valid UTF-8 (a character cut by the end of the data is
+/// allowed), then a statistical detector on the words that hold high bytes, whose weak guesses do not count.
+/// Any thread.
 StringEncoding detectStringEncoding(QByteArrayView data);
 
 /// The text of `data`, or nothing when some bytes are not valid in the encoding. A byte-order mark at the

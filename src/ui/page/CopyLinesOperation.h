@@ -17,20 +17,27 @@ class TailDataSourceProtocol;
 class CopyLinesOperation : public Operation {
 public:
     enum class End { Read, Cancelled, Unreadable };
-    /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent,
-    /// `done` the text, where all of it has been read.
+    /// What came of it; `text` and `lines` are those that could be read.
+    struct Outcome {
+        End end = End::Cancelled;
+        QString text;
+        qint64 lines = 0;
+    };
+    /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent.
     CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
                        std::vector<RowSelection::Range> lines, std::function<void(int)> progress,
-                       std::function<void(End end, const QString& text)> done);
+                       std::function<void(const Outcome& outcome)> done);
 
 protected:
     void main() override;
 
 private:
+    void finish(Outcome outcome);
+
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     const std::vector<RowSelection::Range> lines_;
     const std::function<void(int)> progress_;
-    const std::function<void(End end, const QString& text)> done_;
+    const std::function<void(const Outcome& outcome)> done_;
 };
 
 } // namespace korvane

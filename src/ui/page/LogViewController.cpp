@@ -47,6 +47,19 @@ constexpr std::uint64_t largeCopyBytes = 100'000'000;
 /// The clipboard's own limit: a text counts its units in a 32-bit number in most programs.
 constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
 
+/// Tells how much was copied; empty where that goes without saying.
+QString copyMessage(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
+    if (outcome.end == CopyLinesOperation::End::Unreadable)
+        return LogViewController::tr("Nothing copied: the lines cannot be read");
+    if (outcome.end == CopyLinesOperation::End::Cancelled || selected == 1)
+        return {};
+    const QString copied = QLocale().toString(outcome.lines);
+    return outcome.lines == selected
+               ? LogViewController::tr("%1 lines copied").arg(copied)
+               : LogViewController::tr("%1 of %2 lines copied: the others cannot be read")
+                     .arg(copied, QLocale().toString(selected));
+}
+
 } // namespace
 
 LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPresenter& alerts,
@@ -569,8 +582,8 @@ QStringList LogViewController::visibleLines() const {
     return lines;
 }
 
-bool LogViewController::hasUndecodableLines() const {
-    return dataSource_->hasUndecodableLines();
+bool LogViewController::hasInvalidLines() const {
+    return dataSource_->hasInvalidLines();
 }
 
 void LogViewController::zoom(int steps) {
@@ -642,18 +655,14 @@ void LogViewController::startCopy() {
             Q_EMIT self->copyProgress(percent);
     };
     const qint64 count = tableView_->selection().count();
-    const auto done = [self, count](CopyLinesOperation::End end, const QString& text) {
+    const auto done = [self, count](const CopyLinesOperation::Outcome& outcome) {
         if (!self)
             return;
-        if (end == CopyLinesOperation::End::Read) {
-            // The last line's own end is not part of the selection.
-            QApplication::clipboard()->setText(text.endsWith(u'\n') ? text.chopped(1) : text);
-            if (count > 1)
-                Q_EMIT self->userMessage(
-                    LogViewController::tr("%1 lines copied").arg(QLocale().toString(count)));
-        } else if (end == CopyLinesOperation::End::Unreadable) {
-            Q_EMIT self->userMessage(LogViewController::tr("Nothing copied: the lines cannot be read"));
-        }
+        // The last line's own end is not part of the selection.
+        if (outcome.end == CopyLinesOperation::End::Read)
+            QApplication::clipboard()->setText(outcome.text.chopped(1));
+        if (const QString message = copyMessage(outcome, count); !message.isEmpty())
+            Q_EMIT self->userMessage(message);
         Q_EMIT self->copyProgress(-1);
     };
     copyOperation_ = std::make_shared<CopyLinesOperation>(dataSource_, std::move(lines), progress, done);

@@ -90,7 +90,7 @@ public:
     /// The text of the lines on the screen, as far as they are there.
     QStringList visibleLines() const;
     /// Bytes on the screen that are no text in the file's encoding.
-    bool hasUndecodableLines() const;
+    bool hasInvalidLines() const;
 
     /// Steps of one point; applies to every log view.
     void zoom(int steps);

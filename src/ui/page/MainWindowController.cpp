@@ -233,9 +233,9 @@ void MainWindowController::showStanding() {
         warning = fileFault_;
     if (warning.isEmpty() && fileStatusIsWarning_)
         warning = fileStatusText_;
-    if (warning.isEmpty() && logView_->hasUndecodableLines())
-        warning = tr("Some rows are blank: their bytes are not valid %1. Choose another encoding in View > "
-                     "Text Encoding")
+    if (warning.isEmpty() && logView_->hasInvalidLines())
+        warning = tr("Bytes that are not valid %1 are shown as �. Choose another encoding in View > Text "
+                     "Encoding")
                       .arg(encodingName(document_->fileEncoding()));
     if (!warning.isEmpty())
         footer_->setStanding(warning, true);

@@ -38,7 +38,7 @@ TEST(CancelScan, WhatWasFoundCanBeReadAndTheNextScanGoesOnFromThere) {
         EXPECT_EQ(found.location + found.length, count);
         EXPECT_GT(count, 5000);
         EXPECT_LT(count, 15'000);
-        const DisplayLines last = reader->readLinesForDisplay(count - 1, 2);
+        const DisplayLines last = reader->readRows(count - 1, 2, RowLength::Shown);
         ASSERT_EQ(last.lines.size(), 2U);
         EXPECT_EQ(last.lines[0].text, QString::number(count - 1));
         EXPECT_TRUE(QString::number(count).startsWith(last.lines[1].text));
@@ -46,7 +46,7 @@ TEST(CancelScan, WhatWasFoundCanBeReadAndTheNextScanGoesOnFromThere) {
         reader->setDelegate(nullptr);
         reader->refresh();
         EXPECT_EQ(reader->lineCount(), 20'001);
-        const DisplayLines seam = reader->readLinesForDisplay(count, 2);
+        const DisplayLines seam = reader->readRows(count, 2, RowLength::Shown);
         ASSERT_EQ(seam.lines.size(), 2U);
         EXPECT_EQ(seam.lines[0].text, QString::number(count));
         EXPECT_EQ(seam.lines[1].text, QString::number(count + 1));

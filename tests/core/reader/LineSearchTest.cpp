@@ -155,14 +155,14 @@ TEST(LineSearch, FindsWhatTheItemFindsInEachDecodedLine) {
         const bool inMemory = random.below(4) == 0;
         const auto reader = indexed(
             inMemory ? InMemoryFileLogReader::create(file.url()) : LogReader::create(file.url()), choice);
-        reader->readLinesForDisplay(1, 5000);
+        reader->readRows(1, 5000, RowLength::Shown);
         SearchItem item(random.below(20) == 0 ? QStringLiteral("\uFFFD") : random.text(1 + random.below(3)));
         item.setIgnoreCase(random.below(4) != 0);
         item.setRegex(random.below(10) == 0);
         Lines expected;
         for (qint64 line = 0; line < reader->lineCount(); ++line) {
-            const QStringList text = reader->readLines(line + 1, 1);
-            const auto ranges = text.isEmpty() ? std::vector<TextRange>() : item.matchRanges(text.front());
+            const auto text = reader->readRows(line + 1, 1, RowLength::Whole).lines;
+            const auto ranges = text.empty() ? std::vector<TextRange>() : item.matchRanges(text.front().text);
             if (!ranges.empty())
                 expected.push_back(line);
             const auto match = reader->findNextMatch(line, line, item, never);

@@ -67,6 +67,17 @@ QStringList shownTexts(const DisplayLines& shown) {
     return texts;
 }
 
+using Numbers = std::vector<std::size_t>;
+
+/// Zero-based, among the lines.
+Numbers invalidLines(const DisplayLines& lines) {
+    Numbers numbers;
+    for (std::size_t i = 0; i < lines.lines.size(); ++i)
+        if (lines.lines[i].isInvalid)
+            numbers.push_back(i);
+    return numbers;
+}
+
 // What both readers have in common.
 
 class EveryReader : public ::testing::TestWithParam<std::shared_ptr<LogFileReaderProtocol> (*)(const QUrl&)> {
@@ -99,7 +110,7 @@ TEST_P(EveryReader, LinesAreWhatStandsBetweenLineFeeds) {
         reader->refresh();
         EXPECT_EQ(reader->lineCount(), c.lines.size()) << c.content.left(20).toStdString();
         EXPECT_EQ(reader->readLines(1, 10), c.lines) << c.content.left(20).toStdString();
-        EXPECT_EQ(shownTexts(reader->readLinesForDisplay(1, 10)), c.lines)
+        EXPECT_EQ(shownTexts(reader->readRows(1, 10, RowLength::Shown)), c.lines)
             << c.content.left(20).toStdString();
         EXPECT_EQ(reader->byteCount(1, 10), static_cast<std::uint64_t>(c.content.size()));
     }
@@ -132,7 +143,7 @@ TEST_P(EveryReader, RequestsAreClampedToTheLinesThereAre) {
     };
     for (const auto& c : cases) {
         EXPECT_EQ(reader->readLines(c.start, c.count), c.expected) << c.start << ", " << c.count;
-        EXPECT_EQ(shownTexts(reader->readLinesForDisplay(c.start, c.count)), c.expected)
+        EXPECT_EQ(shownTexts(reader->readRows(c.start, c.count, RowLength::Shown)), c.expected)
             << c.start << ", " << c.count;
         EXPECT_EQ(reader->byteCount(c.start, c.count), c.bytes) << c.start << ", " << c.count;
     }
@@ -329,7 +340,7 @@ TEST_P(EveryReader, LongLinesAreCutAtACharacterForTheScreen) {
     const TemporaryFile file("first\nsecond\n" + tooLong + "\n" + QByteArray(longest, 'c') + "\nlast\n");
     const auto reader = this->reader(file);
     reader->refresh();
-    const DisplayLines shown = reader->readLinesForDisplay(1, 10);
+    const DisplayLines shown = reader->readRows(1, 10, RowLength::Shown);
     ASSERT_EQ(shown.lines.size(), 6U);
     EXPECT_EQ(shownTexts(shown).first(2), (QStringList{u"first"_s, u"second"_s}));
     EXPECT_EQ(shown.lines[2].text.left(longest - 1), QString(longest - 1, u'a'));
@@ -349,8 +360,8 @@ TEST_P(EveryReader, ACharacterThatIsStillBeingWrittenTakesNothingElseAway) {
     for (const QByteArray cut : {"\xE6", "\x97", "\xA5\xF0\x9F", "\x98", "\x80\n\xC3", "\xBC"}) {
         file.append(cut);
         reader->refresh();
-        const DisplayLines shown = reader->readLinesForDisplay(1, 10);
-        EXPECT_FALSE(shown.undecodable);
+        const DisplayLines shown = reader->readRows(1, 10, RowLength::Shown);
+        EXPECT_EQ(invalidLines(shown), Numbers());
         ASSERT_GE(shown.lines.size(), 3U) << cut.toHex().constData();
         EXPECT_EQ(shown.lines[1].text, u"für"_s);
         EXPECT_FALSE(shownTexts(shown).join(u'\n').contains(QChar::ReplacementCharacter));
@@ -381,6 +392,60 @@ TEST(LogReader, WhatIsAppendedDuringAScanCountsOnce) {
     EXPECT_EQ(allLines(*reader), (QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s}));
 }
 
+/// A reader of "a\nb\n" during whose first scan `appended` came.
+struct OvertakenReader {
+    explicit OvertakenReader(const QByteArray& appended) {
+        listener->onRead = [this, appended, isFirst = true](std::uint64_t) mutable {
+            if (std::exchange(isFirst, false))
+                file.append(appended);
+        };
+        reader->setDelegate(listener);
+        reader->refresh();
+        listener->onRead = nullptr;
+    }
+
+    const TemporaryFile file{"a\nb\n"};
+    const std::shared_ptr<LogReader> reader = LogReader::createReader(file.url());
+    const std::shared_ptr<Listener> listener = std::make_shared<Listener>();
+};
+
+TEST(LogReader, WhatIsAppendedDuringAScanCanBeReadBeforeAndDuringTheNext) {
+    const OvertakenReader overtaken("c\nd\n");
+    LogReader& reader = *overtaken.reader;
+    const QStringList lines{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s};
+    EXPECT_EQ(reader.readLines(4, 2), lines.mid(3));
+    const auto found = reader.findNextMatch(0, 4, SearchItem(u"d"_s), [] { return false; });
+    EXPECT_TRUE(found && found->row == 3);
+    EXPECT_EQ(reader.byteCount(1, 5), 8U);
+    int looks = 0;
+    overtaken.listener->onRead = [&](std::uint64_t) {
+        ++looks;
+        EXPECT_EQ(reader.readLines(1, 5), lines)
+            << "lines that were there are gone while they are scanned again";
+    };
+    reader.refresh();
+    EXPECT_EQ(looks, 2);
+    EXPECT_EQ(allLines(reader), lines);
+}
+
+TEST(LogReader, AFileCutBackToWhereAScanWasOvertakenLosesItsLines) {
+    for (const auto& [size, lines] : {std::pair(4, QStringList{u"a"_s, u"b"_s, u""_s}),
+                                      std::pair(6, QStringList{u"a"_s, u"b"_s, u"c"_s, u""_s}),
+                                      std::pair(7, QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s})}) {
+        const OvertakenReader overtaken("c\nd\n");
+        overtaken.file.truncate(size);
+        EXPECT_EQ(overtaken.reader->refresh(), (LineRange{2, lines.size() - 2})) << size;
+        EXPECT_EQ(allLines(*overtaken.reader), lines) << size;
+    }
+}
+
+TEST(LogReader, OtherBytesWhereAScanWasOvertakenAreIndexedAgain) {
+    const OvertakenReader overtaken("c\nd\ne\n");
+    overtaken.file.overwrite("a\nb\nxyz\ne\nf\n");
+    EXPECT_EQ(overtaken.reader->refresh(), (LineRange{2, 4}));
+    EXPECT_EQ(allLines(*overtaken.reader), (QStringList{u"a"_s, u"b"_s, u"xyz"_s, u"e"_s, u"f"_s, u""_s}));
+}
+
 TEST(LogReader, TheFirstBytesReadDecideTheEncoding) {
     const QByteArray latin1 = "Gr\xFC\xDF"
                               "e aus K\xF6ln, die Verbindung wurde geschlossen und kann nicht ge\xF6"
@@ -405,10 +470,9 @@ TEST(LogReader, BytesThatAreNoTextAreSaidInTheLog) {
     EXPECT_EQ(reader->readLines(2, 1), QStringList());
     EXPECT_EQ(log.lines(), (QStringList{u"-- Error parsing String with detected encoding: 4. Trying UTF-8"_s,
                                         decodingFailed}));
-    const DisplayLines shown = reader->readLinesForDisplay(1, 4);
-    EXPECT_TRUE(shown.undecodable);
-    EXPECT_TRUE(shown.lines.empty());
-    EXPECT_FALSE(reader->readLinesForDisplay(3, 1).undecodable);
+    const DisplayLines shown = reader->readRows(1, 4, RowLength::Shown);
+    EXPECT_EQ(shownTexts(shown), (QStringList{u"plain"_s, u"bad \uFFFD\uFFFD"_s, u"tüür"_s, u""_s}));
+    EXPECT_EQ(invalidLines(shown), Numbers{1});
 
     reader->setEncodingChoice({EncodingChoice::Kind::LenientUtf8});
     EXPECT_EQ(reader->readLines(2, 2), (QStringList{u"bad \uFFFD\uFFFD"_s, u"tüür"_s}));
@@ -471,11 +535,11 @@ TEST(LogReader, AHugeLineIsShownWithoutReadingIt) {
     file.append("\nend");
     const auto reader = loaded(file);
     ASSERT_EQ(reader->lineCount(), 2);
-    const DisplayLines shown = reader->readLinesForDisplay(1, 2);
+    const DisplayLines shown = reader->readRows(1, 2, RowLength::Shown);
     ASSERT_EQ(shown.lines.size(), 2U);
-    EXPECT_EQ(shown.lines[0].text.size(), static_cast<qsizetype>(LogReader::longestShownLineOfMany));
+    EXPECT_EQ(shown.lines[0].text.size(), static_cast<qsizetype>(LogReader::longestShownLine));
     EXPECT_TRUE(shown.lines[0].text.startsWith(u"start "_s));
-    EXPECT_EQ(shown.lines[0].cutBytes, size - LogReader::longestShownLineOfMany);
+    EXPECT_EQ(shown.lines[0].cutBytes, size - LogReader::longestShownLine);
     EXPECT_EQ(shown.lines[1].text, u"end"_s);
     EXPECT_EQ(reader->byteCount(1, 1), size + 1);
 }
@@ -498,7 +562,7 @@ TEST(LogReader, ACutLineInAnyEncodingEndsWithAWholeCharacter) {
         const TemporaryFile file(c.line);
         const auto reader = loaded(file);
         reader->setEncodingChoice({EncodingChoice::Kind::Fixed, c.encoding});
-        const DisplayLines shown = reader->readLinesForDisplay(1, 1);
+        const DisplayLines shown = reader->readRows(1, 1, RowLength::Shown);
         ASSERT_EQ(shown.lines.size(), 1U) << c.encoding;
         EXPECT_EQ(shown.lines[0].text.right(2), c.end) << c.encoding;
         EXPECT_EQ(shown.lines[0].cutBytes, c.cut) << c.encoding;
@@ -574,7 +638,7 @@ TEST(InMemoryFileLogReader, ALineThatIsNoTextTakesNoOtherWithIt) {
     const LogCapture log;
     reader->refresh();
     EXPECT_EQ(reader->readLines(1, 9), (QStringList{u"pläin"_s, u""_s, u"möre"_s, u""_s}));
-    EXPECT_EQ(log.lines().count(decodingFailed), 2) << "once for the block, once for the incomplete line";
+    EXPECT_EQ(log.lines().count(decodingFailed), 1) << "once for the block";
 }
 
 TEST(InMemoryFileLogReader, WhatIsAppendedDuringAScanWaitsForTheNext) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <random>
+#include <unicode/ucnv.h>
 
 namespace korvane {
 namespace {
@@ -99,6 +100,89 @@ TEST(StringEncoding, DetectionTable) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(detectStringEncoding(c.data), c.expected) << c.what;
+}
+
+QByteArray encoded(const QString& text, const char* converter) {
+    QByteArray bytes(text.size() * 8, Qt::Uninitialized);
+    UErrorCode status = U_ZERO_ERROR;
+    UConverter* const encoder = ucnv_open(converter, &status);
+    bytes.truncate(ucnv_fromUChars(encoder, bytes.data(), static_cast<int>(bytes.size()),
+                                   reinterpret_cast<const UChar*>(text.utf16()),
+                                   static_cast<int>(text.size()), &status));
+    ucnv_close(encoder);
+    EXPECT_TRUE(U_SUCCESS(status));
+    return bytes;
+}
+
+/// A log of which only the messages are in a language.
+QString logWith(const QStringList& messages, int lines) {
+    QString log;
+    for (int i = 0; i < lines; ++i)
+        log +=
+            QString::asprintf("2024-03-05T14:%02d:%02d.%03dZ [http-worker-%d] %s com.example.OrderService - ",
+                              i / 60 % 60, i % 60, i * 37 % 1000, i % 8, i % 5 ? "INFO " : "ERROR") +
+            messages[i % messages.size()] + QString::asprintf(" (id=%d, took %d ms)\n", i * 7919, i % 113);
+    return log;
+}
+
+TEST(StringEncoding, ALogInALanguageIsShownAsItWasWritten) {
+    const QStringList german{u"Verbindung zum Server geschlossen, Übertragung unvollständig"_s,
+                             u"Die Größe der Datei überschreitet das zulässige Maß"_s};
+    const QStringList quoted{u"Die Datei „Aufträge“ ist größer als erlaubt – übersprungen"_s};
+    const QStringList polish{u"Połączenie z bazą danych zostało zerwane, spróbuj ponownie później"_s,
+                             u"Błąd podczas odświeżania sesji użytkownika, żądanie odrzucone"_s};
+    const QStringList russian{u"Ошибка соединения с сервером базы данных"_s,
+                              u"Превышено время ожидания ответа, повторная попытка"_s};
+    const QStringList greek{u"Η σύνδεση με τον διακομιστή απέτυχε"_s,
+                            u"Σφάλμα κατά την ανάγνωση του αρχείου παραγγελιών"_s};
+    const QStringList turkish{u"Sunucuya bağlanılamadı, lütfen daha sonra yeniden deneyin"_s,
+                              u"İşlem sırasında beklenmeyen bir hata oluştu, çağrı reddedildi"_s};
+    const QStringList japanese{u"データベースに接続できませんでした"_s, u"応答がないため処理を中断します"_s};
+    const QStringList simplified{u"数据库连接失败，请稍后重试"_s, u"订单处理超时，已经取消"_s};
+    const QStringList traditional{u"資料庫連線失敗，請稍後再試"_s, u"訂單處理逾時，已經取消"_s};
+    const QStringList korean{u"데이터베이스에 연결할 수 없습니다"_s, u"주문 처리 시간이 초과되었습니다"_s};
+    const struct {
+        StringEncoding encoding;
+        const char* converter;
+        QStringList messages;
+    } cases[] = {
+        {encoding::utf8, "UTF-8", simplified},
+        {encoding::utf16, "UTF-16", german},
+        {encoding::utf16LittleEndian, "UTF-16LE", russian},
+        {encoding::utf16BigEndian, "UTF-16BE", japanese},
+        {encoding::utf32, "UTF-32", german},
+        {encoding::utf32LittleEndian, "UTF-32LE", russian},
+        {encoding::utf32BigEndian, "UTF-32BE", japanese},
+        {encoding::ascii, "US-ASCII", {u"nothing but ASCII"_s}},
+        {encoding::isoLatin1, "ISO-8859-1", german},
+        {encoding::windows1252, "windows-1252", quoted},
+        {encoding::isoLatin2, "ISO-8859-2", polish},
+        {encoding::windows1250, "windows-1250", polish},
+        {encoding::windows1251, "windows-1251", russian},
+        {encoding::koi8r, "KOI8-R", russian},
+        {encoding::windows1253, "windows-1253", greek},
+        {encoding::windows1254, "windows-1254", turkish},
+        {encoding::shiftJis, "Shift_JIS", japanese},
+        {encoding::eucJapanese, "EUC-JP", japanese},
+        {encoding::iso2022Japanese, "ISO-2022-JP", japanese},
+        {encoding::gb18030, "gb18030", simplified},
+        {encoding::big5, "Big5", traditional},
+        {encoding::eucKorean, "EUC-KR", korean},
+    };
+    QList<StringEncoding> covered;
+    for (const auto& c : cases) {
+        covered += c.encoding;
+        for (const int lines : {10, 400}) {
+            const QString log = logWith(c.messages, lines);
+            const QByteArray bytes = encoded(log, c.converter);
+            const StringEncoding detected = detectStringEncoding(bytes);
+            EXPECT_EQ(decodeStrictly(bytes, detected).value_or(QString()).left(300), log.left(300))
+                << c.converter << " was taken for " << encodingName(detected).toStdString() << ", " << lines;
+            EXPECT_EQ(decodeStrictly(bytes, detected), log);
+        }
+    }
+    for (const StringEncoding number : knownEncodings())
+        EXPECT_TRUE(covered.contains(number)) << encodingName(number).toStdString();
 }
 
 TEST(StringEncoding, StrictDecodingRefusesWhatIsNotValid) {

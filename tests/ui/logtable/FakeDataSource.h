@@ -53,7 +53,7 @@ public:
     bool hasLineMark(qint64 row) const override { return marked.contains(row); }
     void loadPage(qint64, bool) override {}
     void dropRequestsOutside(qint64, qint64) override {}
-    bool hasUndecodableLines() const override { return false; }
+    bool hasInvalidLines() const override { return false; }
 
 private:
     qint64 rows_;

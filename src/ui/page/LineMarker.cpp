@@ -64,15 +64,19 @@ void LineMarker::setMarks(const std::vector<qint64>& rows, bool marked) {
         return;
     readQueue_.addOperation(std::make_shared<CopyLinesOperation>(
         dataSource_, unread, [](int) {},
-        [self = QPointer(this), unread](CopyLinesOperation::End end, const QString& text) {
-            if (!self || end != CopyLinesOperation::End::Read)
+        [self = QPointer(this), unread](const CopyLinesOperation::Outcome& outcome) {
+            if (!self || outcome.end != CopyLinesOperation::End::Read)
                 return;
-            const QStringList texts = text.split(u'\n');
-            auto read = texts.begin();
+            qint64 wanted = 0;
+            for (const auto& range : unread)
+                wanted += range.last - range.first + 1;
+            // With some missing, nobody knows which of the texts is whose.
+            const QStringList texts = outcome.lines == wanted ? outcome.text.split(u'\n') : QStringList();
             LineMarkList marks;
             for (const auto& range : unread) {
-                for (qint64 line = range.first; line <= range.last && read + 1 < texts.end(); ++line)
-                    marks.push_back(std::make_shared<const LineMarkEntry>(line, *read++));
+                for (qint64 line = range.first; line <= range.last; ++line)
+                    marks.push_back(std::make_shared<const LineMarkEntry>(
+                        line, texts.value(static_cast<qsizetype>(marks.size()))));
             }
             self->add(std::move(marks));
         }));

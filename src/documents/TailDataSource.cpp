@@ -109,7 +109,7 @@ void TailDataSource::clearCache() {
         rowStart_ = 0;
         cachedPages_.swap(*dropped);
         loadedPages_.clear();
-        hasInvalidLines_ = false;
+        invalidPages_.clear();
     });
     lastSearchResults_.clear();
     queue_.cancelAllOperations();
@@ -121,7 +121,7 @@ void TailDataSource::invalidateRows() {
     lock_.withWriteLock([this] {
         ++generation_;
         loadedPages_.clear();
-        hasInvalidLines_ = false;
+        invalidPages_.clear();
     });
     queue_.cancelAllOperations();
 }
@@ -310,7 +310,7 @@ void TailDataSource::cancelWaitingLoads(const std::function<bool(qint64 page)>& 
 }
 
 bool TailDataSource::hasInvalidLines() const {
-    return lock_.withReadLock([this] { return hasInvalidLines_; });
+    return lock_.withReadLock([this] { return !invalidPages_.empty(); });
 }
 
 void TailDataSource::close() {
@@ -345,7 +345,10 @@ void TailDataSource::storePage(const PageRequest& request, PageContent content) 
             return;
         cached.generation = generation_;
         replaced = std::exchange(cached.content, std::move(content));
-        hasInvalidLines_ |= cached.content.hasInvalidLines;
+        if (cached.content.hasInvalidLines)
+            invalidPages_.insert(request.page);
+        else
+            invalidPages_.erase(request.page);
     });
 }
 

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace korvane {
 
@@ -140,7 +141,8 @@ private:
     /// at, even if old rows of theirs are cached.
     std::unordered_map<qint64, std::uint64_t> loadedPages_;
     CachedPages cachedPages_;
-    bool hasInvalidLines_ = false;
+    /// Pages of which some rows have U+FFFD for what is not valid.
+    std::unordered_set<qint64> invalidPages_;
     std::shared_ptr<ChangedLinesAnnouncer> announcer_;   // made when it is first needed
     std::shared_ptr<ArrivedLinesNotifier> arrivedLines_; // likewise
 

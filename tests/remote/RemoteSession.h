@@ -39,6 +39,10 @@ protected:
     ~RemoteSession() override {
         if (document_)
             document_->close();
+        document_.reset();
+        // What a worker still reports is taken while there are alerts to take it.
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        MainThread::shared().runPending();
         RemoteRecentFilesManager::setShared(nullptr);
     }
 

@@ -5,14 +5,6 @@
 #include "remote/ssh/SshError.h"
 
 namespace korvane {
-namespace {
-
-Error notConnected() {
-    return sshError(SshErrorCode::NotConnected, QStringLiteral("There is no connection to the server."));
-}
-
-} // namespace
-
 SFTPClient::SFTPClient(std::shared_ptr<Client> client) : client_(std::move(client)) {}
 
 SFTPClient::~SFTPClient() = default;

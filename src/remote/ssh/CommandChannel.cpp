@@ -7,8 +7,14 @@
 namespace korvane {
 namespace {
 
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
 /// How much one stream brings before the others have their turn.
 constexpr int bytesPerTurn = 256 * 1024;
+/// How long a cancelled command may take to end, and how often it is told to.
+constexpr auto stoppingLimit = 1s;
+constexpr auto signalInterval = 100ms;
 
 } // namespace
 
@@ -57,9 +63,23 @@ CommandChannel::State CommandChannel::stop() {
     // what has begun can be signalled.
     if (stage_ == Stage::Requesting && request() == State::UnderWay && stage_ == Stage::Requesting)
         return State::UnderWay;
-    if (stage_ == Stage::Running && ssh_channel_is_open(channel_))
+    if (stage_ != Stage::Running)
+        return State::Ended;
+    bool hasMore = false;
+    if (drain(false, nullptr, hasMore) == State::Ended || drain(true, nullptr, hasMore) == State::Ended ||
+        hasStatus_ || !signal_.isEmpty() || !ssh_channel_is_open(channel_))
+        return State::Ended;
+    const auto now = Clock::now();
+    if (!stoppingEnds_)
+        stoppingEnds_ = now + stoppingLimit;
+    if (now >= *stoppingEnds_)
+        return State::Ended;
+    if (!signalDue_ || now >= *signalDue_) {
+        // A server loses the signal while the command's process is still being made.
         ssh_channel_request_send_signal(channel_, "TERM");
-    return State::Ended;
+        signalDue_ = now + signalInterval;
+    }
+    return State::UnderWay;
 }
 
 CommandChannel::State CommandChannel::open() {

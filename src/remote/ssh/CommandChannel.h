@@ -7,6 +7,7 @@
 #include <QByteArray>
 
 #include <atomic>
+#include <chrono>
 #include <libssh/callbacks.h>
 #include <libssh/libssh.h>
 #include <memory>
@@ -41,11 +42,13 @@ public:
     const std::shared_ptr<Command>& command() const { return command_; }
     /// Goes on as far as it can for now. `hasMore` is set when it stopped to let others have their turn.
     State step(bool& hasMore);
+    /// When `step` has something to do even if nothing arrives.
+    std::optional<std::chrono::steady_clock::time_point> dueAt() const { return signalDue_; }
 
 private:
     enum class Stage { Opening, Requesting, Running };
 
-    /// Has the server stop a command that was cancelled. `Ended` once there is nothing left to stop.
+    /// Has the server stop a command that was cancelled. `Ended` once it has stopped, or will not.
     State stop();
     State open();
     State request();
@@ -62,6 +65,8 @@ private:
     QByteArray output_;
     bool hasStatus_ = false;
     QString signal_;
+    std::optional<std::chrono::steady_clock::time_point> signalDue_;
+    std::optional<std::chrono::steady_clock::time_point> stoppingEnds_;
 };
 
 } // namespace korvane

@@ -5,15 +5,8 @@
 #include <QFile>
 #include <QStringList>
 
-#include <memory>
-
 namespace korvane {
 namespace {
-
-struct FreeKey {
-    void operator()(ssh_key key) const { ssh_key_free(key); }
-};
-using Key = std::unique_ptr<ssh_key_struct, FreeKey>;
 
 Key serverKey(ssh_session session) {
     ssh_key key = nullptr;

@@ -5,8 +5,14 @@
 #include <QString>
 
 #include <libssh/libssh.h>
+#include <memory>
 
 namespace korvane {
+
+struct FreeKey {
+    void operator()(ssh_key key) const { ssh_key_free(key); }
+};
+using Key = std::unique_ptr<ssh_key_struct, FreeKey>;
 
 /// What is known of the key that a server has shown.
 enum class HostKeyState { Known, Unknown };

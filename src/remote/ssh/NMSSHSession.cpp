@@ -7,14 +7,6 @@
 #include "remote/ssh/SshLogin.h"
 
 namespace korvane {
-namespace {
-
-Error notConnected() {
-    return sshError(SshErrorCode::NotConnected, QStringLiteral("There is no connection to the server."));
-}
-
-} // namespace
-
 NMSSHSession::NMSSHSession(QString host, std::uint16_t port, QString username, SessionSettings settings)
     : host_(std::move(host)), port_(port), username_(std::move(username)), settings_(std::move(settings)),
       lastError_(notConnected()) {}

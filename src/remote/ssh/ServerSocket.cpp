@@ -33,10 +33,6 @@ struct FreeAddresses {
 };
 using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
 
-Error timedOut() {
-    return sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer."));
-}
-
 Error wasCut() {
     return sshError(SshErrorCode::NotConnected, QStringLiteral("The connection was ended."));
 }

@@ -18,12 +18,14 @@ using namespace std::chrono_literals;
 /// Servers allow ten channels as a rule: eight for commands, one for files, and one to spare.
 constexpr std::size_t commandChannels = 8;
 /// Maximum time that the end of a connection waits to stop commands that the server has not confirmed yet.
-constexpr auto stoppingLimit = 500ms;
+constexpr auto endingLimit = 500ms;
 /// How often whoever waits looks whether the result is still wanted.
 constexpr auto patience = 20ms;
 
-Error notConnected() {
-    return sshError(SshErrorCode::NotConnected, QStringLiteral("There is no connection to the server."));
+/// As a limit for poll(2).
+int millisecondsUntil(std::chrono::steady_clock::time_point time) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max(left, 0ms).count());
 }
 
 } // namespace
@@ -153,7 +155,7 @@ void SshConnection::endIfUnanswered() {
             Clock::now() - blockingSince_ < settings_.unansweredLimit)
             return;
     }
-    end(sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer.")));
+    end(timedOut());
 }
 
 void SshConnection::run() {
@@ -290,8 +292,14 @@ void SshConnection::checkServer() {
         ssh_send_keepalive(session_);
         asked_ = now;
     } else if (asked_ && now - *asked_ >= settings_.unansweredLimit) {
-        end(sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer.")));
+        end(timedOut());
     }
+}
+
+SshConnection::Clock::time_point SshConnection::nextDue(Clock::time_point latest) const {
+    for (const auto& channel : channels_)
+        latest = std::min(latest, channel->dueAt().value_or(latest));
+    return latest;
 }
 
 void SshConnection::waitForEvents(bool hasMore) {
@@ -303,9 +311,8 @@ void SshConnection::waitForEvents(bool hasMore) {
     if (hasMore) {
         timeout = 0;
     } else if (isOpen) {
-        const auto next = asked_ ? *asked_ + settings_.unansweredLimit : heard_ + settings_.keepAliveInterval;
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
-        timeout = static_cast<int>(std::max(left, 0ms).count());
+        timeout = millisecondsUntil(
+            nextDue(asked_ ? *asked_ + settings_.unansweredLimit : heard_ + settings_.keepAliveInterval));
     }
     ::poll(watched, 2, timeout);
     if (watched[0].revents) {
@@ -319,17 +326,16 @@ void SshConnection::stopCommands(const Error& because) {
         channel->command()->output.set(because);
         channel->command()->isCancelled = true;
     }
-    const auto limit = Clock::now() + stoppingLimit;
+    const auto limit = Clock::now() + endingLimit;
     for (;;) {
         std::erase_if(channels_, [](const auto& channel) {
             bool hasMore = false;
             return channel->step(hasMore) != CommandChannel::State::UnderWay;
         });
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now());
-        if (channels_.empty() || left <= 0ms || !ssh_is_connected(session_))
+        if (channels_.empty() || Clock::now() >= limit || !ssh_is_connected(session_))
             break;
         pollfd watched{ssh_get_fd(session_), POLLIN, 0};
-        ::poll(&watched, 1, static_cast<int>(left.count()));
+        ::poll(&watched, 1, millisecondsUntil(nextDue(limit)));
     }
     channels_.clear();
 }

@@ -82,6 +82,8 @@ private:
     bool stepFiles();
     bool openFiles(FileJob& job);
     void checkServer();
+    /// `latest`, or before it the time at which a channel has something to do.
+    Clock::time_point nextDue(Clock::time_point latest) const;
     void waitForEvents(bool hasMore);
     /// Answers all commands that have a channel, and has the server stop them.
     void stopCommands(const Error& because);

@@ -13,6 +13,14 @@ Error sshError(SshErrorCode code, const QString& text) {
     return {static_cast<int>(code), sshErrorDomain, text};
 }
 
+Error notConnected() {
+    return sshError(SshErrorCode::NotConnected, QStringLiteral("There is no connection to the server."));
+}
+
+Error timedOut() {
+    return sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer."));
+}
+
 Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise) {
     const QString text = QString::fromUtf8(ssh_get_error(session)).trimmed();
     return sshError(code, text.isEmpty() ? otherwise : text);

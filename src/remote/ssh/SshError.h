@@ -28,6 +28,8 @@ enum class SshErrorCode {
 };
 
 Error sshError(SshErrorCode code, const QString& text);
+Error notConnected();
+Error timedOut();
 /// What the library says of the last fault, or the text where it says nothing.
 Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise);
 bool isSshError(const Error& error, SshErrorCode code);

@@ -15,15 +15,6 @@ namespace {
 
 constexpr unsigned int standardPort = 22;
 
-struct FreeKey {
-    void operator()(ssh_key key) const { ssh_key_free(key); }
-};
-using Key = std::unique_ptr<ssh_key_struct, FreeKey>;
-
-Error timedOut() {
-    return sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer."));
-}
-
 QString textOption(ssh_session session, ssh_options_e option) {
     char* value = nullptr;
     if (ssh_options_get(session, option, &value) != SSH_OK)

@@ -3,18 +3,12 @@
 #include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
 
-#include <QCoreApplication>
-
 #include <algorithm>
 #include <cerrno>
 #include <utility>
 
 namespace korvane {
 namespace {
-
-QString translated(const char* text) {
-    return QCoreApplication::translate("AppDocumentController", text);
-}
 
 Result<std::shared_ptr<Document>> makeLocalDocument(const QUrl& /*url*/) {
     return std::shared_ptr<Document>(LocalDocument::create());
@@ -24,7 +18,10 @@ Result<std::shared_ptr<Document>> makeLocalDocument(const QUrl& /*url*/) {
 Alert alertFor(const Error& error, const QString& name) {
     if (!error.recoverySuggestion.isEmpty())
         return {Alert::Kind::Error, error.userText, error.recoverySuggestion, {}};
-    return {Alert::Kind::Error, translated("“%1” cannot be opened.").arg(name), error.userText, {}};
+    return {Alert::Kind::Error,
+            AppDocumentController::tr("“%1” cannot be opened.").arg(name),
+            error.userText,
+            {}};
 }
 
 } // namespace
@@ -54,11 +51,10 @@ Result<std::shared_ptr<Document>> AppDocumentController::makeDocument(const QUrl
                                                                       const QString& type) const {
     const DocumentClass documentClass = documentClassForType(type);
     if (!documentClass)
-        return Error{
-            ENOTSUP, QStringLiteral("POSIX"),
-            translated("“%1” lies on another computer. This version of the program opens only files on this "
-                       "one.")
-                .arg(absoluteString(url))};
+        return Error{ENOTSUP, QStringLiteral("POSIX"),
+                     tr("“%1” lies on another computer. This version of the program opens only files on this "
+                        "one.")
+                         .arg(absoluteString(url))};
     auto made = documentClass(url);
     if (!made)
         return made.error();

@@ -3,6 +3,7 @@
 #include "foundation/Result.h"
 #include "foundation/notices/Alerts.h"
 
+#include <QCoreApplication>
 #include <QUrl>
 
 #include <functional>
@@ -31,6 +32,8 @@ public:
 
 /// Decides from an address which kind of document opens, and keeps the open ones. Main thread.
 class AppDocumentController {
+    Q_DECLARE_TR_FUNCTIONS(korvane::AppDocumentController)
+
 public:
     inline static const QString localDocumentType = QStringLiteral("Local Korvane Document");
     inline static const QString remoteDocumentType = QStringLiteral("Remote Korvane Document");

@@ -1,7 +1,5 @@
 #include "documents/LoadProgressController.h"
 
-#include <QCoreApplication>
-
 #include <utility>
 
 namespace korvane {
@@ -11,10 +9,6 @@ using Clock = std::chrono::steady_clock;
 
 std::int64_t ticksNow() {
     return Clock::now().time_since_epoch().count();
-}
-
-QString translated(const char* text) {
-    return QCoreApplication::translate("LoadProgressController", text);
 }
 
 } // namespace
@@ -33,14 +27,14 @@ std::chrono::milliseconds LoadProgressController::elapsed() const {
 QString LoadProgressController::statusText() const {
     switch (state()) {
     case State::Completed:
-        return translated("Completed!");
+        return tr("Completed!");
     case State::Canceled:
-        return translated("Canceled!");
+        return tr("Canceled!");
     case State::Waiting:
     case State::Loading:
         break;
     }
-    return translated("Loading file [%1]").arg(fileName_);
+    return tr("Loading file [%1]").arg(fileName_);
 }
 
 void LoadProgressController::readerDidStart(std::uint64_t fileSize) {

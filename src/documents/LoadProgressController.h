@@ -2,6 +2,7 @@
 
 #include "core/reader/LogFileReaderProtocol.h"
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <atomic>
@@ -13,6 +14,8 @@ namespace korvane {
 /// Follows the first scan of a file for whoever shows its progress. The reader reports on the scanning
 /// thread; every getter may be called from any thread at any time.
 class LoadProgressController : public LogReaderDelegate {
+    Q_DECLARE_TR_FUNCTIONS(korvane::LoadProgressController)
+
 public:
     enum class State { Waiting, Loading, Completed, Canceled };
 

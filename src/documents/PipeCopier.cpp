@@ -5,7 +5,6 @@
 #include "foundation/work/MainThread.h"
 #include "foundation/work/OperationQueue.h"
 
-#include <QCoreApplication>
 #include <QDir>
 
 #include <array>
@@ -35,10 +34,6 @@ constexpr std::size_t bufferSize = 262'144;
 
 QString systemText(int code) {
     return QString::fromLocal8Bit(std::strerror(code));
-}
-
-QString translated(const char* text) {
-    return QCoreApplication::translate("PipeCopier", text);
 }
 
 void removeCopy(const QByteArray& filePath) {
@@ -106,8 +101,8 @@ struct PipeCopier::Progress {
         MainThread::shared().post([progress] {
             // First, so that whatever changes from here on sends another notice.
             progress->noticePending.store(false);
-            if (const auto owner = progress->owner.lock(); owner && owner->onChange_)
-                owner->onChange_();
+            if (const auto copier = progress->owner.lock(); copier && copier->onChange_)
+                copier->onChange_();
         });
     }
 
@@ -219,14 +214,13 @@ private:
     }
 
     void failReading(int code) {
-        progress_->fail(
-            translated("The input cannot be read: %1. What came before is shown.").arg(systemText(code)));
+        progress_->fail(tr("The input cannot be read: %1. What came before is shown.").arg(systemText(code)));
     }
 
     void failWriting(int code) {
         progress_->fail(
-            translated("The input cannot be kept in “%1”: %2. What came before is shown. Make room there, "
-                       "or name a larger place in the environment variable TMPDIR, and start again.")
+            tr("The input cannot be kept in “%1”: %2. What came before is shown. Make room there, "
+               "or name a larger place in the environment variable TMPDIR, and start again.")
                 .arg(targetDirectory_, systemText(code)));
     }
 
@@ -275,7 +269,7 @@ Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int descriptor, const QByt
     const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
     if (own < 0)
         return Error{errno, QStringLiteral("POSIX"),
-                     translated("The input cannot be read: %1").arg(systemText(errno))};
+                     tr("The input cannot be read: %1").arg(systemText(errno))};
     return start(own, {}, name, directory);
 }
 
@@ -301,11 +295,10 @@ Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int ownedDescriptor, const
         const int code = errno;
         if (made)
             removeCopy(filePath);
-        return Error{
-            code, QStringLiteral("POSIX"),
-            translated("No file can be made in “%1” to keep the input: %2. Name another place in the "
-                       "environment variable TMPDIR, and start again.")
-                .arg(QString::fromUtf8(directory), systemText(code))};
+        return Error{code, QStringLiteral("POSIX"),
+                     tr("No file can be made in “%1” to keep the input: %2. Name another place in the "
+                        "environment variable TMPDIR, and start again.")
+                         .arg(QString::fromUtf8(directory), systemText(code))};
     }
 
     const auto progress = std::make_shared<Progress>();

@@ -3,6 +3,7 @@
 #include "foundation/Result.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QUrl>
 
 #include <cstdint>
@@ -19,6 +20,8 @@ class OperationQueue;
 /// Main thread; the copying goes on in the background. The file lies in a directory that only the user may
 /// enter, and both are gone with the object, at the latest when the program ends.
 class PipeCopier {
+    Q_DECLARE_TR_FUNCTIONS(korvane::PipeCopier)
+
 public:
     enum class State { Copying, Ended, Failed };
 

@@ -154,9 +154,10 @@ RemoteDocument::createForUrl(const QUrl& url, const RemoteHostsManager& hosts, A
     const auto host = address ? address->hostIn(hosts) : nullptr;
     if (!host)
         return remoteerror::unknownHost(url);
-    return std::shared_ptr<Document>(create(host, alerts, [&alerts](std::shared_ptr<RemoteHost> configured) {
-        return Client::create(std::move(configured), alerts);
-    }));
+    return std::shared_ptr<Document>(
+        create(host, alerts, [&alerts](const std::shared_ptr<RemoteHost>& configured) {
+            return Client::create(configured, alerts);
+        }));
 }
 
 std::shared_ptr<RemoteDocument> RemoteDocument::create(std::shared_ptr<RemoteHost> host,

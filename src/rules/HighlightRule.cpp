@@ -5,8 +5,6 @@
 namespace korvane {
 namespace {
 
-constexpr int singleUnderline = 1;
-
 QString truth(bool value) {
     return value ? QStringLiteral("true") : QStringLiteral("false");
 }
@@ -39,7 +37,7 @@ void HighlightRule::applyFontStyle(AttributedString& line, const std::vector<Tex
         styled.setItalic(true);
     std::vector<std::pair<std::string_view, AttributeValue>> style{{attribute::font, styled}};
     if (underline_)
-        style.emplace_back(attribute::underline, singleUnderline);
+        style.emplace_back(attribute::underline, attribute::singleUnderline);
     line.addAttributesInRanges(style, ranges);
 }
 

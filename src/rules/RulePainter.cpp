@@ -6,12 +6,6 @@
 #include <utility>
 
 namespace korvane {
-namespace {
-
-constexpr int singleUnderline = 1;
-
-} // namespace
-
 RulePainter::RulePainter() : viewBackground_(Preferences::shared().logViewBackground()) {
     for (unsigned style = 0; style < fonts_.size(); ++style) {
         fonts_[style] = Preferences::shared().logViewFont();
@@ -91,7 +85,7 @@ const std::shared_ptr<const Attributes>& RulePainter::painted(const Piece& piece
         made->set(attribute::background,
                   piece.rule->useViewBackground ? viewBackground_ : piece.rule->background);
         if (piece.bits & underline)
-            made->set(attribute::underline, singleUnderline);
+            made->set(attribute::underline, attribute::singleUnderline);
     }
     if (piece.bits & hideMark)
         made->set(attribute::hideLine, true);

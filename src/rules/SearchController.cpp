@@ -110,8 +110,9 @@ void SearchController::resetPosition(bool forward) {
 }
 
 void SearchController::searchEnded(const SearchOperation& operation) {
-    const std::optional<SearchMatch> match =
-        operation.match(); // NOLINT(performance-unnecessary-copy-initialization)
+    // A copy: the operation may go with the next line.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const std::optional<SearchMatch> match = operation.match();
     currentOperation_.reset();
     const bool isNews = match && show(*match);
     window_.progress.hide();

@@ -18,7 +18,7 @@ namespace {
 using namespace Qt::StringLiterals;
 using test::raw;
 
-std::shared_ptr<BookmarkEntry> entryOf(const QString& url) {
+std::shared_ptr<BookmarkEntry> namedEntry(const QString& url) {
     return std::make_shared<BookmarkEntry>(u"größe.log"_s, QUrl(url));
 }
 
@@ -36,9 +36,9 @@ QStringList marksOf(const BookmarkEntry& entry) {
 using BookmarkArchiveTest = test::StoreTest;
 
 TEST_F(BookmarkArchiveTest, EverythingSurvivesAndWhatWasSharedStaysShared) {
-    const auto local = entryOf(u"file:///var/log/gr%C3%B6%C3%9Fe%20x.log"_s);
-    const auto remote = entryOf(u"ssh://u@h:2222//var/log/app.log"_s);
-    const auto again = entryOf(local->urlStr());
+    const auto local = namedEntry(u"file:///var/log/gr%C3%B6%C3%9Fe%20x.log"_s);
+    const auto remote = namedEntry(u"ssh://u@h:2222//var/log/app.log"_s);
+    const auto again = namedEntry(local->urlStr());
     again->setLines(local->lines());
     again->setData(QByteArray("\0made elsewhere", 15));
     mark(*local, 0, u"first"_s);
@@ -60,9 +60,9 @@ TEST_F(BookmarkArchiveTest, EverythingSurvivesAndWhatWasSharedStaysShared) {
 }
 
 TEST_F(BookmarkArchiveTest, IndependentReaderSeesKeysAndClasses) {
-    const auto local = entryOf(u"file:///var/log/a.log"_s);
+    const auto local = namedEntry(u"file:///var/log/a.log"_s);
     mark(*local, 41, u"größe"_s);
-    const auto again = entryOf(local->urlStr());
+    const auto again = namedEntry(local->urlStr());
     again->setLines(local->lines());
     again->setData("bytes");
     write(u"b"_s, archiveBookmarks({local, again}));
@@ -173,13 +173,13 @@ TEST_F(BookmarkArchiveTest, MarksThatCannotBeReadAreLeftOutAndCounted) {
 }
 
 TEST_F(BookmarkArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
-    const auto local = entryOf(u"file:///var/log/a.log"_s);
+    const auto local = namedEntry(u"file:///var/log/a.log"_s);
     mark(*local, 41, u"größe"_s);
     mark(*local, 300, u"x"_s);
-    const auto again = entryOf(local->urlStr());
+    const auto again = namedEntry(local->urlStr());
     again->setLines(local->lines());
     again->setData("bytes");
-    const QByteArray sound = archiveBookmarks({local, again, entryOf(u"ssh://u@h:22//app.log"_s)});
+    const QByteArray sound = archiveBookmarks({local, again, namedEntry(u"ssh://u@h:22//app.log"_s)});
     constexpr int rounds = 30'000;
     test::Mutator mutator(20'240'302);
     int refused = 0;

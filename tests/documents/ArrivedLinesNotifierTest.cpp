@@ -18,12 +18,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using test::TemporaryFile;
 
-class RuledDataSource : public LogTableDataSource {
-public:
-    using LogTableDataSource::LogTableDataSource;
-    using TailDataSource::setRuleEnforcer;
-};
-
 using LookedAt = std::pair<qint64, QString>;
 
 /// Keeps what passes.
@@ -68,7 +62,7 @@ protected:
     void follow(std::shared_ptr<LogFileReaderProtocol> reader) {
         reader_ = std::move(reader);
         document_ = std::make_shared<test::FakeDocument>(reader_);
-        source_ = std::make_shared<RuledDataSource>(document_);
+        source_ = std::make_shared<test::RuledDataSource>(document_);
         enforcer_ = std::make_shared<RecordingEnforcer>();
         source_->setRuleEnforcer(enforcer_);
         reader_->refresh();
@@ -87,7 +81,7 @@ protected:
     std::shared_ptr<LogFileReaderProtocol> reader_;
     std::shared_ptr<test::FakeDocument> document_;
     std::shared_ptr<RecordingEnforcer> enforcer_ = std::make_shared<RecordingEnforcer>();
-    std::shared_ptr<RuledDataSource> source_;
+    std::shared_ptr<test::RuledDataSource> source_;
 };
 
 TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {

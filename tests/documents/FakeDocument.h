@@ -3,6 +3,7 @@
 #include "core/DocumentProtocol.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/LogFileReaderProtocol.h"
+#include "documents/LogTableDataSource.h"
 #include "foundation/FilePath.h"
 
 #include <memory>
@@ -21,6 +22,13 @@ public:
 
 private:
     const std::shared_ptr<LogFileReaderProtocol> reader_;
+};
+
+/// One whose rules the test sets.
+class RuledDataSource : public LogTableDataSource {
+public:
+    using LogTableDataSource::LogTableDataSource;
+    using TailDataSource::setRuleEnforcer;
 };
 
 } // namespace korvane::test

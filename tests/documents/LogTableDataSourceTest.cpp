@@ -21,12 +21,6 @@ namespace {
 using namespace Qt::StringLiterals;
 using test::waitFor;
 
-class RuledDataSource : public LogTableDataSource {
-public:
-    using LogTableDataSource::LogTableDataSource;
-    using TailDataSource::setRuleEnforcer;
-};
-
 /// Hides the lines whose text ends in 3.
 class FakeEnforcer : public RuleEnforcerProtocol {
 public:
@@ -54,7 +48,7 @@ protected:
     void open(qint64 lineCount) {
         reader_ = std::make_shared<test::FakeReader>(lineCount);
         document_ = std::make_shared<test::FakeDocument>(reader_);
-        source_ = std::make_shared<RuledDataSource>(document_);
+        source_ = std::make_shared<test::RuledDataSource>(document_);
     }
 
     /// The row's text once it is loaded.
@@ -73,7 +67,7 @@ protected:
 
     std::shared_ptr<test::FakeReader> reader_;
     std::shared_ptr<test::FakeDocument> document_;
-    std::shared_ptr<RuledDataSource> source_;
+    std::shared_ptr<test::RuledDataSource> source_;
 };
 
 TEST_F(LogTableDataSourceTest, ARowRequestsThePageItsLineLiesOn) {

@@ -23,7 +23,7 @@
 namespace korvane {
 namespace {
 
-using State = PipeCopier::State;
+using CopyState = PipeCopier::State;
 
 class PipeCopierTest : public ::testing::Test {
 protected:
@@ -76,7 +76,7 @@ protected:
         return file.readAll();
     }
 
-    static bool waitForState(const PipeCopier& copier, State state) {
+    static bool waitForState(const PipeCopier& copier, CopyState state) {
         return test::waitFor([&] { return copier.state() == state; });
     }
 
@@ -95,10 +95,10 @@ TEST_F(PipeCopierTest, BytesCanBeReadWhileTheWriterIsStillThere) {
     ASSERT_TRUE(write("first\n"));
     ASSERT_TRUE(test::waitFor([&] { return copier->bytesCopied() == 6; }));
     EXPECT_EQ(contentOf(*copier), "first\n");
-    EXPECT_EQ(copier->state(), State::Copying);
+    EXPECT_EQ(copier->state(), CopyState::Copying);
     ASSERT_TRUE(write("second"));
     closeWriter();
-    ASSERT_TRUE(waitForState(*copier, State::Ended));
+    ASSERT_TRUE(waitForState(*copier, CopyState::Ended));
     EXPECT_EQ(contentOf(*copier), "first\nsecond");
     EXPECT_TRUE(copier->failure().isEmpty());
 }
@@ -114,7 +114,7 @@ TEST_F(PipeCopierTest, ManyBytesArriveUnchangedAndInOrder) {
             EXPECT_TRUE(write(sent.mid(at, 70'001)));
         closeWriter();
     });
-    EXPECT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_TRUE(waitForState(*copier, CopyState::Ended));
     writer.join();
     EXPECT_TRUE(contentOf(*copier) == sent);
 }
@@ -126,10 +126,10 @@ TEST_F(PipeCopierTest, ANamedPipeWaitsForItsWriterAndEndsWithIt) {
     int writer = -1;
     ASSERT_TRUE(test::waitFor(
         [&] { return (writer = ::open(path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
-    EXPECT_EQ(copier->state(), State::Copying);
+    EXPECT_EQ(copier->state(), CopyState::Copying);
     EXPECT_TRUE(writeTo(writer, "late"));
     ::close(writer);
-    ASSERT_TRUE(waitForState(*copier, State::Ended));
+    ASSERT_TRUE(waitForState(*copier, CopyState::Ended));
     EXPECT_EQ(contentOf(*copier), "late");
 }
 
@@ -137,9 +137,9 @@ TEST_F(PipeCopierTest, StoppingEndsTheWaitForAWriter) {
     const QByteArray path = makeFifo();
     const auto copier = started(PipeCopier::start(path, "named", directoryPath()));
     ASSERT_TRUE(test::waitFor([&] { return isOpenHere(path); }));
-    EXPECT_EQ(copier->state(), State::Copying);
+    EXPECT_EQ(copier->state(), CopyState::Copying);
     copier->stop();
-    EXPECT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_TRUE(waitForState(*copier, CopyState::Ended));
 }
 
 TEST_F(PipeCopierTest, AStoppedCopyKeepsItsBytesAndLetsGoOfThePipe) {
@@ -148,7 +148,7 @@ TEST_F(PipeCopierTest, AStoppedCopyKeepsItsBytesAndLetsGoOfThePipe) {
     ASSERT_TRUE(write("kept"));
     ASSERT_TRUE(test::waitFor([&] { return copier->bytesCopied() == 4; }));
     copier->stop();
-    ASSERT_TRUE(waitForState(*copier, State::Ended));
+    ASSERT_TRUE(waitForState(*copier, CopyState::Ended));
     EXPECT_TRUE(test::waitFor([&] { return !write("unread") && errno == EPIPE; }));
     EXPECT_EQ(contentOf(*copier), "kept");
 }
@@ -163,7 +163,7 @@ TEST_F(PipeCopierTest, AnInheritedPipeWhoseWriterHasGoneEnds) {
     ::close(writer);
     const auto copier =
         started(PipeCopier::start("/dev/fd/" + QByteArray::number(reader), "named", directoryPath()));
-    EXPECT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_TRUE(waitForState(*copier, CopyState::Ended));
     EXPECT_EQ(contentOf(*copier), "gone");
     ::close(reader);
 }
@@ -178,7 +178,7 @@ TEST_F(PipeCopierTest, ASocketIsReadToItsEnd) {
     ASSERT_TRUE(writeTo(sockets[1], "spoken"));
     ASSERT_TRUE(test::waitFor([&] { return copier->bytesCopied() == 6; }));
     ::close(sockets[1]);
-    EXPECT_TRUE(waitForState(*copier, State::Ended));
+    EXPECT_TRUE(waitForState(*copier, CopyState::Ended));
     EXPECT_EQ(contentOf(*copier), "spoken");
 }
 
@@ -228,7 +228,7 @@ TEST_F(PipeCopierTest, NoticesComeOnTheMainThreadAndNotForEveryByte) {
     const auto begin = std::chrono::steady_clock::now();
     int notices = 0;
     std::uint64_t lastSeen = 0;
-    State lastState = State::Copying;
+    CopyState lastState = CopyState::Copying;
     copier->setOnChange([&, thread = std::this_thread::get_id()] {
         EXPECT_EQ(std::this_thread::get_id(), thread);
         ++notices;
@@ -241,9 +241,9 @@ TEST_F(PipeCopierTest, NoticesComeOnTheMainThreadAndNotForEveryByte) {
     }
     // The last bytes are told of although nothing follows.
     ASSERT_TRUE(test::waitFor([&] { return lastSeen == 300; }));
-    EXPECT_EQ(lastState, State::Copying);
+    EXPECT_EQ(lastState, CopyState::Copying);
     closeWriter();
-    ASSERT_TRUE(test::waitFor([&] { return lastState == State::Ended; }));
+    ASSERT_TRUE(test::waitFor([&] { return lastState == CopyState::Ended; }));
     const auto elapsed = std::chrono::steady_clock::now() - begin;
     EXPECT_LE(notices, 2 + elapsed / std::chrono::milliseconds(100));
 }
@@ -257,7 +257,7 @@ TEST_F(PipeCopierTest, AFullDiskKeepsWhatWasCopiedAndSaysWhatToDo) {
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
     const auto copier = startOnPipe();
     EXPECT_TRUE(write(QByteArray(999, 'a') + "bcd"));
-    EXPECT_TRUE(waitForState(*copier, State::Failed));
+    EXPECT_TRUE(waitForState(*copier, CopyState::Failed));
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
     EXPECT_EQ(contentOf(*copier), QByteArray(999, 'a') + "b");
     EXPECT_EQ(copier->bytesCopied(), 1000U);
@@ -267,7 +267,7 @@ TEST_F(PipeCopierTest, AFullDiskKeepsWhatWasCopiedAndSaysWhatToDo) {
 
 TEST_F(PipeCopierTest, WhatCannotBeOpenedOrKeptIsReported) {
     const auto missing = started(PipeCopier::start(directoryPath() + "/no such pipe", "x", directoryPath()));
-    EXPECT_TRUE(waitForState(*missing, State::Failed));
+    EXPECT_TRUE(waitForState(*missing, CopyState::Failed));
     EXPECT_FALSE(missing->failure().isEmpty());
 
     const auto nowhere = PipeCopier::start(ends_[0], "x", directoryPath() + "/missing");

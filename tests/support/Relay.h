@@ -42,7 +42,7 @@ public:
     void fill() {
         for (int count = 0; count < 8; ++count) {
             waiting_.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-            ::connect(waiting_.back(), address(), sizeof address_);
+            [[maybe_unused]] const int begun = ::connect(waiting_.back(), address(), sizeof address_);
             pollfd connected{waiting_.back(), POLLOUT, 0};
             if (::poll(&connected, 1, 300) == 0)
                 return;

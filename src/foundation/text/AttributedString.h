@@ -29,13 +29,14 @@ inline constexpr std::string_view font = "Font";
 inline constexpr std::string_view foreground = "ForegroundColor";
 inline constexpr std::string_view background = "BackgroundColor";
 inline constexpr std::string_view underline = "Underline";
+inline constexpr int singleUnderline = 1;
 /// Marks set over a whole line, with the value true.
 inline constexpr std::string_view hideLine = "HideLine";
 inline constexpr std::string_view showOnlyLine = "ShowOnlyLine";
 inline constexpr std::string_view filterType = "FilterType";
 } // namespace attribute
 
-/// The null object (std::monostate), a boolean mark, an underline style (1 = single), a colour or a font.
+/// The null object (std::monostate), a boolean mark, an underline style, a colour or a font.
 using AttributeValue = std::variant<std::monostate, bool, int, QColor, QFont>;
 
 /// The attributes of one run: few, so kept as a sorted list. A value type.

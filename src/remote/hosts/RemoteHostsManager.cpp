@@ -19,7 +19,7 @@ namespace {
 /// By the settings' key.
 using KeyBookmarks = std::map<QString, QByteArray>;
 
-std::unique_ptr<RemoteHostsManager>& sharedManager() {
+std::unique_ptr<RemoteHostsManager>& sharedHosts() {
     static std::unique_ptr<RemoteHostsManager> manager;
     return manager;
 }
@@ -71,17 +71,17 @@ Result<std::unique_ptr<RemoteHostsManager>> RemoteHostsManager::load(const QStri
 }
 
 RemoteHostsManager& RemoteHostsManager::shared() {
-    if (!sharedManager())
+    if (!sharedHosts())
         fatalError("The remote hosts are asked for before they are loaded");
-    return *sharedManager();
+    return *sharedHosts();
 }
 
 bool RemoteHostsManager::hasShared() {
-    return sharedManager() != nullptr;
+    return sharedHosts() != nullptr;
 }
 
 void RemoteHostsManager::setShared(std::unique_ptr<RemoteHostsManager> manager) {
-    sharedManager() = std::move(manager);
+    sharedHosts() = std::move(manager);
 }
 
 std::shared_ptr<RemoteHost> RemoteHostsManager::host(qsizetype index) const {

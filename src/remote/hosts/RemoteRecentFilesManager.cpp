@@ -7,7 +7,7 @@
 namespace korvane {
 namespace {
 
-std::unique_ptr<RemoteRecentFilesManager>& sharedManager() {
+std::unique_ptr<RemoteRecentFilesManager>& sharedRecents() {
     static std::unique_ptr<RemoteRecentFilesManager> manager;
     return manager;
 }
@@ -18,17 +18,17 @@ RemoteRecentFilesManager::RemoteRecentFilesManager(UserDefaults& defaults)
     : defaults_(defaults), recentUrls_(defaults.textsForKey(RECENT_FILES_KEY)) {}
 
 RemoteRecentFilesManager& RemoteRecentFilesManager::shared() {
-    if (!sharedManager())
+    if (!sharedRecents())
         fatalError("The recent remote files are asked for before they are loaded");
-    return *sharedManager();
+    return *sharedRecents();
 }
 
 bool RemoteRecentFilesManager::hasShared() {
-    return sharedManager() != nullptr;
+    return sharedRecents() != nullptr;
 }
 
 void RemoteRecentFilesManager::setShared(std::unique_ptr<RemoteRecentFilesManager> manager) {
-    sharedManager() = std::move(manager);
+    sharedRecents() = std::move(manager);
 }
 
 void RemoteRecentFilesManager::add(const QUrl& url) {

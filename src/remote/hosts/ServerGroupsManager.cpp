@@ -12,7 +12,7 @@
 namespace korvane {
 namespace {
 
-std::unique_ptr<ServerGroupsManager>& sharedManager() {
+std::unique_ptr<ServerGroupsManager>& sharedGroups() {
     static std::unique_ptr<ServerGroupsManager> manager;
     return manager;
 }
@@ -33,17 +33,17 @@ Result<std::unique_ptr<ServerGroupsManager>> ServerGroupsManager::load(const QSt
 }
 
 ServerGroupsManager& ServerGroupsManager::shared() {
-    if (!sharedManager())
+    if (!sharedGroups())
         fatalError("The server groups are asked for before they are loaded");
-    return *sharedManager();
+    return *sharedGroups();
 }
 
 bool ServerGroupsManager::hasShared() {
-    return sharedManager() != nullptr;
+    return sharedGroups() != nullptr;
 }
 
 void ServerGroupsManager::setShared(std::unique_ptr<ServerGroupsManager> manager) {
-    sharedManager() = std::move(manager);
+    sharedGroups() = std::move(manager);
 }
 
 std::shared_ptr<ServerGroup> ServerGroupsManager::group(qsizetype index) const {

@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 /// ended.
 constexpr auto shortestUse = 2s;
 
-QString tr(const char* text) {
+QString translated(const char* text) {
     return QCoreApplication::translate("TerminalHandOff", text);
 }
 
@@ -81,9 +81,9 @@ void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, const 
     if (candidates.isEmpty()) {
         alerts.present(
             {Alert::Kind::Warning,
-             tr("No terminal could be started"),
-             tr("The command is on the clipboard: paste it in a terminal of your choice. To have one "
-                "started, set the environment variable TERMINAL to its name."),
+             translated("No terminal could be started"),
+             translated("The command is on the clipboard: paste it in a terminal of your choice. To have one "
+                        "started, set the environment variable TERMINAL to its name."),
              {}},
             window, {});
         return;
@@ -98,16 +98,16 @@ void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, const 
 
 Alert localAlert() {
     return {Alert::Kind::Information,
-            tr("'cd' command copied to clipboard"),
-            tr("Paste in Terminal to switch to directory containing log file"),
+            translated("'cd' command copied to clipboard"),
+            translated("Paste in Terminal to switch to directory containing log file"),
             {},
             [] { Preferences::shared().setOpenLocalTerminalAlert(false); }};
 }
 
 Alert remoteAlert() {
     return {Alert::Kind::Information,
-            tr("SSH command copied to clipboard"),
-            tr("Paste in Terminal to login to SSH server directory containing log file"),
+            translated("SSH command copied to clipboard"),
+            translated("Paste in Terminal to login to SSH server directory containing log file"),
             {},
             [] { Preferences::shared().setShowRemoteTerminalAlert(false); }};
 }

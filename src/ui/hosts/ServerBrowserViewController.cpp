@@ -20,7 +20,7 @@
 namespace korvane {
 namespace {
 
-constexpr QSize firstSize(820, 480);
+constexpr QSize browserSize(820, 480);
 
 /// The directory that holds the file.
 QString directoryOf(const QString& path) {
@@ -39,7 +39,7 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
       pathControl_(new RemotePathBar(this)), queue_("Remote browser connection queue", 1) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(tr("Files on %1").arg(client_->host()->labelForHost()));
-    resize(firstSize);
+    resize(browserSize);
     model_->setParent(this);
     client_->setWindow(this);
     browser_->setAccessibleName(tr("Remote files"));

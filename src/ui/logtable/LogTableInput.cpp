@@ -120,7 +120,7 @@ void LogTableInput::pressMouse(const QMouseEvent& event) {
     }
     // The menu acts on what is selected; a click elsewhere selects first.
     const auto& text = table_.textSelection();
-    if (!table_.selection().contains(row) && !(text && text->row == row))
+    if (!(table_.selection().contains(row) || (text && text->row == row)))
         table_.selectRow(row);
 }
 

@@ -207,7 +207,7 @@ void FilterRulesEditor::showRules() {
 
 void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule) const {
     const AttributedString preview = rule.previewSearchStr();
-    const QString text = preview.string();
+    const QString& text = preview.string();
     const QString shown = text.isEmpty() ? tr("(no text)") : text;
     item.setText(rule.hide() ? tr("%1   — hidden").arg(shown) : shown);
     item.setToolTip(text);

@@ -24,7 +24,7 @@ Session Session::load() {
     const QByteArray stored = Preferences::shared().userDefaults().value(key).toByteArray();
     const QJsonObject root = QJsonDocument::fromJson(stored).object();
     Session session;
-    for (const QJsonValue& value : root[documentsKey].toArray()) {
+    for (const auto value : root[documentsKey].toArray()) {
         const QString url = value[urlKey].toString();
         if (!url.isEmpty())
             session.entries.push_back(

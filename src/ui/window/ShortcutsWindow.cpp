@@ -14,7 +14,7 @@
 namespace korvane {
 namespace {
 
-constexpr QSize firstSize(560, 620);
+constexpr QSize windowSize(560, 620);
 
 QString withoutMnemonic(QString text) {
     return text.remove(u'&');
@@ -41,7 +41,7 @@ QTreeWidgetItem* addGroup(QTreeWidget& list, const QString& title) {
 ShortcutsWindow::ShortcutsWindow(const QMenuBar& menus, QWidget* parent) : QDialog(parent) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(tr("Keyboard Shortcuts"));
-    resize(firstSize);
+    resize(windowSize);
     auto* list = new QTreeWidget(this);
     list->setAccessibleName(tr("Keyboard shortcuts"));
     list->setColumnCount(2);

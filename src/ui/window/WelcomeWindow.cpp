@@ -26,9 +26,9 @@
 namespace korvane {
 namespace {
 
-constexpr QSize firstSize(760, 460);
+constexpr QSize welcomeSize(760, 460);
 constexpr int leftWidth = 280;
-constexpr int imageSize = 96;
+constexpr int markSize = 96;
 constexpr int urlRole = Qt::UserRole;
 
 QLabel* title(const QString& text, QWidget* parent) {
@@ -48,7 +48,7 @@ WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
       noFiles_(new QLabel(tr("The files you open are listed here"), this)) {
     setWindowTitle(tr("Welcome to %1").arg(QApplication::applicationDisplayName()));
     setAcceptDrops(true);
-    resize(firstSize);
+    resize(welcomeSize);
     noFiles_->setForegroundRole(QPalette::PlaceholderText);
     noFiles_->setAlignment(Qt::AlignCenter);
 
@@ -89,7 +89,7 @@ QWidget* WelcomeWindow::makeActions() {
     left->setMinimumWidth(leftWidth);
     left->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
     auto* image = new QLabel(left);
-    image->setPixmap(icon(QStringLiteral("korvane")).pixmap({imageSize, imageSize}, devicePixelRatioF()));
+    image->setPixmap(icon(QStringLiteral("korvane")).pixmap({markSize, markSize}, devicePixelRatioF()));
     auto* name = new QLabel(QApplication::applicationDisplayName(), left);
     QFont large = name->font();
     large.setPointSizeF(large.pointSizeF() * 2);

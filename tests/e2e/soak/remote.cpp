@@ -327,7 +327,7 @@ void Round::write() {
         did("began a line");
         file_.beginLine();
     } else {
-        const auto count = static_cast<qint64>(1 + below(kind < 9 ? 50 : 7000));
+        const auto count = static_cast<qint64>(below(kind < 9 ? 50 : 7000)) + 1;
         did("appended " + std::to_string(count) + " lines");
         file_.append(count);
     }

@@ -75,8 +75,11 @@ std::optional<FileHandle::Stamp> FileHandle::stamp() const {
     if (::fstat(descriptor_, &status) != 0)
         return std::nullopt;
     constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-    return Stamp{static_cast<std::uint64_t>(status.st_size),
-                 status.st_mtim.tv_sec * nanosecondsPerSecond + status.st_mtim.tv_nsec};
+    const auto nanoseconds = [](const timespec& time) {
+        return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
+    };
+    return Stamp{static_cast<std::uint64_t>(status.st_size), nanoseconds(status.st_mtim),
+                 nanoseconds(status.st_ctim)};
 }
 
 FileHandle::Identity FileHandle::identity() const {

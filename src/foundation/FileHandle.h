@@ -41,6 +41,8 @@ public:
     struct Stamp {
         std::uint64_t size = 0;
         std::int64_t modifiedNanoseconds = 0;
+        /// Of content or attributes; nobody can set this one back.
+        std::int64_t changedNanoseconds = 0;
         friend bool operator==(const Stamp&, const Stamp&) = default;
     };
     /// Nothing when the file cannot be asked.

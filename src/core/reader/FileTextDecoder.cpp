@@ -57,10 +57,21 @@ void FileTextDecoder::setChoice(EncodingChoice choice, QByteArrayView fileStart)
     chosen_ = withByteOrder(fileStart, choice.encoding);
 }
 
-void FileTextDecoder::takeOtherFile(QByteArrayView fileStart) {
+void FileTextDecoder::forgetDetection() {
     const std::lock_guard guard(mutex_);
-    chosen_ = withByteOrder(fileStart, choice_.encoding);
     detected_ = encoding::unknown;
+}
+
+LineEnd FileTextDecoder::lineEndFor(QByteArrayView fileStart) {
+    {
+        const std::lock_guard guard(mutex_);
+        chosen_ = withByteOrder(fileStart, choice_.encoding);
+        // The first bytes of a longer mark may be those of a shorter one.
+        if (const StringEncoding wide = detectWideEncoding(fileStart);
+            wide != encoding::unknown && wide != detected_)
+            detected_ = detectEncoding(fileStart);
+    }
+    return lineEnd();
 }
 
 StringEncoding FileTextDecoder::fileEncoding() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/reader/LineEnd.h"
 #include "core/reader/LogFileReaderProtocol.h"
 
 #include <QByteArrayView>
@@ -20,8 +21,13 @@ public:
     EncodingChoice choice() const;
     /// `fileStart`: the first bytes of the file, whose byte-order mark holds for all of it.
     void setChoice(EncodingChoice choice, QByteArrayView fileStart);
-    /// Another file takes the place of the one decoded so far: its encoding is detected anew.
-    void takeOtherFile(QByteArrayView fileStart);
+    /// The file holds another content: its encoding is detected anew.
+    void forgetDetection();
+    /// What ends the lines, as far as the choice and the start of the file tell: a mark or the places of NUL
+    /// bytes there tell the encoding for good, and the byte order of a choice without one.
+    LineEnd lineEndFor(QByteArrayView fileStart);
+    /// What ends the lines in the encoding in effect.
+    LineEnd lineEnd() const { return LineEnd::of(fileEncoding()); }
     /// The encoding in effect; `encoding::unknown` while none is chosen and none detected.
     StringEncoding fileEncoding() const;
 

@@ -28,6 +28,16 @@ std::shared_ptr<LogFileReaderProtocol> InMemoryFileLogReader::create(const QUrl&
     return std::shared_ptr<InMemoryFileLogReader>(new InMemoryFileLogReader(fileUrl));
 }
 
+std::uint64_t InMemoryFileLogReader::expectedMemory(QByteArrayView fileStart, std::uint64_t fileSize) {
+    // A text of two bytes a character beside the bytes it is made of, a line that moves when the list grows,
+    // and the book-keeping of two pieces of memory.
+    constexpr std::uint64_t perByte = 3;
+    constexpr std::uint64_t perLine = 3 * sizeof(Line) + 2 * 16;
+    const auto known = static_cast<std::uint64_t>(std::max<qsizetype>(fileStart.size(), 1));
+    const auto newlines = static_cast<std::uint64_t>(std::ranges::count(fileStart, '\n'));
+    return perByte * fileSize + perLine * (fileSize / known * newlines + newlines);
+}
+
 qint64 InMemoryFileLogReader::heldLines() const {
     return lock_.withReadLock([this] { return static_cast<qint64>(lines_.size()); });
 }
@@ -54,7 +64,7 @@ void InMemoryFileLogReader::takeBytes(std::uint64_t offset, std::span<const char
         return;
     }
     const std::size_t lastNewline = newlines.back();
-    data_.append(bytes.data(), static_cast<qsizetype>(lastNewline));
+    data_.append(bytes.data(), static_cast<qsizetype>(lastNewline + 1 - lineEnd().size));
     replaceLastLine(decodeLines({dataOffset_, data_}, newlines.size()), false);
     const auto rest = bytes.subspan(lastNewline + 1);
     data_ = QByteArray(rest.data(), static_cast<qsizetype>(rest.size()));
@@ -77,12 +87,12 @@ std::vector<InMemoryFileLogReader::Line> InMemoryFileLogReader::decodeLines(cons
     // Line by line, so that one that is no text does not take the others with it.
     const QByteArrayView bytes = part.bytes;
     for (qsizetype begin = 0; begin <= bytes.size();) {
-        const qsizetype newline = bytes.indexOf('\n', begin);
+        const qsizetype newline = lineEnd().find(bytes, begin);
         const qsizetype end = newline < 0 ? bytes.size() : newline;
         FileTextDecoder::Line line = decoder().decodeLine(
             {part.offset + static_cast<std::uint64_t>(begin), bytes.sliced(begin, end - begin)});
         lines.push_back({std::move(line.text.text), line.isInvalid});
-        begin = end + 1;
+        begin = end + lineEnd().size;
     }
     return lines;
 }

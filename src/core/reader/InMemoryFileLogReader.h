@@ -16,9 +16,15 @@ class InMemoryFileLogReader final : public LogReader {
 public:
     static std::shared_ptr<LogFileReaderProtocol> create(const QUrl& fileUrl);
 
+    /// Bytes of memory that a file takes whose first bytes these are, and whose size this is: the text, and
+    /// what comes on top for every line, as long as lines go on as they begin.
+    static std::uint64_t expectedMemory(QByteArrayView fileStart, std::uint64_t fileSize);
+
     qint64 lineCount() const override { return lineCount_.load(std::memory_order_acquire); }
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
+    /// What is held was decoded in the encoding before.
+    bool needsNewScan() const override { return true; }
     /// Searches the text that is held, not the file.
     std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                              const std::function<bool()>& isCancelled) override {

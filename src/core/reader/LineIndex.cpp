@@ -171,7 +171,13 @@ void LineIndex::clear() {
     tailCount_ = 1;
     lastOfBlocks_ = 0;
     publishedEnd_ = 0;
+    lineEnd_ = {};
     publishedCount_.store(1, std::memory_order_release);
+}
+
+void LineIndex::setLineEnd(LineEnd lineEnd) {
+    const std::unique_lock guard(mutex_);
+    lineEnd_ = lineEnd;
 }
 
 void LineIndex::publish(qint64 lineCount, std::uint64_t endOffset) {

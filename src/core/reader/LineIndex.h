@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/reader/LineEnd.h"
+
 #include <QtGlobal>
 
 #include <array>
@@ -47,6 +49,9 @@ public:
     void dropBeyond(std::uint64_t offset);
     /// Back to {0: 0}, published as one line that ends at 0.
     void clear();
+    /// What ends the lines; a line feed byte at first. Only while there is no more than the first entry.
+    void setLineEnd(LineEnd lineEnd);
+    LineEnd lineEnd() const { return lineEnd_; }
     /// What readers see from now on.
     void publish(qint64 lineCount, std::uint64_t endOffset);
 
@@ -62,6 +67,8 @@ public:
         qint64 lineCount() const { return lineCount_; }
         /// Where the last line ends: at its newline, or at the end of what is known of the file.
         std::uint64_t endOffset() const { return endOffset_; }
+        /// What ends the lines: the line before ends so many bytes before a line starts.
+        LineEnd lineEnd() const { return index_.lineEnd_; }
         /// Where a line starts; nothing when the map has no such entry.
         std::optional<std::uint64_t> start(qint64 line) const;
         /// Where `count` consecutive lines start, as far as the map has them.
@@ -119,6 +126,7 @@ private:
     std::size_t tailCount_ = 0;
     std::uint64_t lastOfBlocks_ = 0;
     std::uint64_t publishedEnd_ = 0;
+    LineEnd lineEnd_;
     std::atomic<qint64> publishedCount_{1}; // changes together with publishedEnd_
 };
 

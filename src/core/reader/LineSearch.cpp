@@ -61,7 +61,7 @@ std::optional<LineSearch::Range> LineSearch::rangeOf(qint64 first, qint64 last) 
         const auto next = view.start(last + 1);
         if (!next)
             return std::nullopt;
-        end = *next - 1;
+        end = *next - view.lineEnd().size;
     }
     return *begin <= end ? std::optional(Range{*begin, end}) : std::nullopt;
 }

@@ -134,6 +134,9 @@ public:
     virtual EncodingChoice encodingChoice() const = 0;
     /// Holds for what is read from now on.
     virtual void setEncodingChoice(EncodingChoice choice) = 0;
+    /// Whether the lines there are do not fit the encoding that was chosen: `reset` and a new scan find those
+    /// that do.
+    virtual bool needsNewScan() const { return false; }
     /// The detected or chosen encoding; `encoding::unknown` before the first read.
     virtual StringEncoding fileEncoding() const = 0;
 };

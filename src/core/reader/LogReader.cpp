@@ -83,8 +83,6 @@ Status LogReader::reopen() {
     if (!opened)
         return opened.error();
     std::shared_ptr<FileHandle> handle = std::move(opened).value();
-    std::array<char, 4> start;
-    const std::size_t known = handle->read(0, start).value_or(0);
 
     const std::lock_guard scanGuard(scanMutex_);
     {
@@ -95,7 +93,7 @@ Status LogReader::reopen() {
         handle_.swap(handle);
         index_.clear();
     }
-    decoder_.takeOtherFile({start.data(), static_cast<qsizetype>(known)});
+    decoder_.forgetDetection();
     forgetLines();
     forgetFault(scanFault_);
     forgetFault(readFault_);
@@ -134,6 +132,7 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
     ScanEnd end = ScanEnd::Complete;
     if (newSize < currentFileLimit_ || (handle && holdsOtherContent(*handle))) {
         forgetLines();
+        decoder_.forgetDetection();
         if (delegate)
             delegate->readerDidForgetLines();
         end = scan(delegate.get());
@@ -176,7 +175,8 @@ bool LogReader::isBehind() {
     // The clock of the file system moves in steps: for a while, another change may leave the same time.
     using namespace std::chrono;
     const auto now = duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
-    if (now - stamp->modifiedNanoseconds > nanoseconds(longestFileClockStep).count())
+    if (now - std::max(stamp->modifiedNanoseconds, stamp->changedNanoseconds) >
+        nanoseconds(longestFileClockStep).count())
         comparedStamp_ = stamp;
     return false;
 }
@@ -211,7 +211,10 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
         return ScanEnd::Complete;
     const std::uint64_t size = handle->size().value_or(currentFileLimit_);
     const std::uint64_t readEnd = scanLimit(size);
-    std::uint64_t offset = currentFileLimit_;
+    learnLineEnd(*handle);
+    // What is half a unit yet comes again.
+    const LineEnd lineEnd = index_.lineEnd();
+    std::uint64_t offset = currentFileLimit_ - currentFileLimit_ % lineEnd.size;
     std::uint64_t newLimit = size;
 
     const auto block = std::make_unique_for_overwrite<char[]>(fetchSize);
@@ -226,7 +229,7 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
             warnOfReadError({offset, error}, scanFault_);
             newLimit = std::min(size, offset);
         }
-        const std::span<const char> bytes(block.get(), got.value_or(0));
+        const std::span<const char> bytes(block.get(), got.value_or(0) - got.value_or(0) % lineEnd.size);
         if (bytes.empty()) {
             if (delegate)
                 delegate->readerDidReadBytes(0);
@@ -241,8 +244,9 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
         }
         const std::size_t found =
             NewlineScan::find(bytes, {positions.get(), NewlineScan::roomFor(bytes.size())});
-        const std::span<const std::uint32_t> newlines(positions.get(), found);
-        std::pair<std::size_t, std::size_t> taken(bytes.size(), found);
+        const std::span<const std::uint32_t> newlines(positions.get(),
+                                                      lineEnd.keepUnits(bytes, {positions.get(), found}));
+        std::pair<std::size_t, std::size_t> taken(bytes.size(), newlines.size());
         if (delegate)
             taken = reportSteps(*delegate, offset, bytes.size(), newlines);
         takeBytes(offset, bytes.first(taken.first),
@@ -263,6 +267,14 @@ LogReader::ScanEnd LogReader::scan(LogReaderDelegate* delegate) {
     return ScanEnd::Stopped;
 }
 
+void LogReader::learnLineEnd(const FileHandle& handle) {
+    if (index_.entryCount() > 1)
+        return;
+    std::vector<char> start(firstFetchSize);
+    const std::size_t known = handle.read(0, start).value_or(0);
+    index_.setLineEnd(decoder_.lineEndFor({start.data(), static_cast<qsizetype>(known)}));
+}
+
 std::span<const std::uint32_t> LogReader::unknownNewlines(std::uint64_t offset, std::size_t size,
                                                           std::span<const std::uint32_t> newlines) {
     const qint64 first = index_.entryCountUpTo(offset);
@@ -273,7 +285,7 @@ std::span<const std::uint32_t> LogReader::unknownNewlines(std::uint64_t offset, 
     const auto [unconfirmed, unknown] = std::ranges::mismatch(
         known, newlines, {}, {}, [offset](std::uint32_t newline) { return offset + newline + 1; });
     if (unconfirmed != known.end())
-        forgetLinesBeyond(*unconfirmed - 1);
+        forgetLinesBeyond(*unconfirmed - index_.lineEnd().size);
     return newlines.subspan(static_cast<std::size_t>(unknown - newlines.begin()));
 }
 
@@ -307,7 +319,7 @@ void LogReader::takeBytes(std::uint64_t offset, std::span<const char> /*bytes*/,
     const qint64 complete = index_.entryCount() - 1;
     // Never fewer than readers saw before the scan.
     if (!newlines.empty() && complete >= index_.lineCount())
-        index_.publish(complete, index_.lastOffset() - 1);
+        index_.publish(complete, index_.lastOffset() - index_.lineEnd().size);
 }
 
 void LogReader::publishAll() {
@@ -356,10 +368,10 @@ std::optional<LogReader::Bytes> LogReader::locate(qint64 start, qint64 count, De
     const auto begin = view.start(lines->first - 1);
     if (!begin)
         return std::nullopt; // being scanned again
-    Bytes bytes{*begin, view.endOffset(), false, {}};
+    Bytes bytes{*begin, view.endOffset(), false, view.lineEnd(), {}};
     if (lines->last < view.lineCount()) {
         if (const auto next = view.start(lines->last)) {
-            bytes.end = *next - 1;
+            bytes.end = *next - view.lineEnd().size;
             bytes.newlineFollows = true;
         }
     }
@@ -410,7 +422,8 @@ QStringList LogReader::readLastLines(qint64 n) {
 
 std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines, RowLength length) {
     const auto endOfLine = [&](std::size_t line) {
-        return line + 1 < lines.lineStarts.size() ? lines.lineStarts[line + 1] - 1 : lines.end;
+        return line + 1 < lines.lineStarts.size() ? lines.lineStarts[line + 1] - lines.lineEnd.size
+                                                  : lines.end;
     };
     std::uint64_t longest = ~std::uint64_t{0};
     if (length == RowLength::Shown) {
@@ -435,6 +448,8 @@ std::vector<LogReader::ShownPart> LogReader::partsToShow(const Bytes& lines, Row
             parts.push_back({begin, end, 0});
         joinNext = !tooLong;
     }
+    for (ShownPart& part : parts)
+        part.lineEnd = lines.lineEnd;
     if (!parts.empty())
         parts.back().isUnfinished = !lines.newlineFollows;
     return parts;
@@ -482,7 +497,7 @@ bool LogReader::addLinesAtOnce(DisplayLines& to, const ShownPart& shown, const F
         return true;
     }
     QStringList lines = text->text.split(u'\n');
-    // A byte of a wide character may pass for a newline, and the file may have been cut short.
+    // The file may have been cut short, or hold lines that end otherwise than was known.
     if (lines.size() != shown.lineCount)
         return false;
     for (QString& line : lines)
@@ -493,7 +508,7 @@ bool LogReader::addLinesAtOnce(DisplayLines& to, const ShownPart& shown, const F
 void LogReader::addLinesOneByOne(DisplayLines& to, const ShownPart& shown,
                                  const FileTextDecoder::Part& part) {
     for (qsizetype begin = 0; begin <= part.bytes.size();) {
-        const qsizetype newline = part.bytes.indexOf('\n', begin);
+        const qsizetype newline = shown.lineEnd.find(part.bytes, begin);
         const qsizetype end = newline < 0 ? part.bytes.size() : newline;
         FileTextDecoder::Line line =
             decoder_.decodeLine({part.offset + static_cast<std::uint64_t>(begin),
@@ -501,13 +516,13 @@ void LogReader::addLinesOneByOne(DisplayLines& to, const ShownPart& shown,
         const std::uint64_t unused =
             shown.cutBytes > 0 ? static_cast<std::uint64_t>(end - begin) - line.text.usedBytes : 0;
         to.lines.push_back({std::move(line.text.text), shown.cutBytes + unused, line.isInvalid});
-        begin = end + 1;
+        begin = end + shown.lineEnd.size;
     }
 }
 
 std::uint64_t LogReader::byteCount(qint64 start, qint64 count) const {
     const auto range = locate(start, count, Detail::Range);
-    return range ? range->end - range->begin + (range->newlineFollows ? 1 : 0) : 0;
+    return range ? range->end - range->begin + (range->newlineFollows ? range->lineEnd.size : 0U) : 0;
 }
 
 std::optional<SearchMatch> LogReader::findNextMatch(qint64 first, qint64 last, const SearchItem& item,

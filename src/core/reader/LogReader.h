@@ -22,7 +22,8 @@ namespace korvane {
 
 /// Random access by line number to a local file of any size: keeps where every line starts, never the text.
 ///
-/// The one line terminator is LF. Scans run one at a time; reading goes on beside them, up to what they have
+/// The one line terminator is LF: a byte, or a unit where the file is known to be UTF-16 or UTF-32 before its
+/// first line ends. Scans run one at a time; reading goes on beside them, up to what they have
 /// published. A reader whose file could not be opened stays inert. Delegates are called on the scanning
 /// thread and must not start a scan or a reset from there.
 class LogReader : public LogFileReaderProtocol {
@@ -53,6 +54,7 @@ public:
                                              const std::function<bool()>& isCancelled) override;
     EncodingChoice encodingChoice() const override;
     void setEncodingChoice(EncodingChoice choice) override;
+    bool needsNewScan() const override { return decoder_.lineEnd() != index_.view().lineEnd(); }
     StringEncoding fileEncoding() const override;
 
     /// The first `n` lines, at least one.
@@ -84,6 +86,8 @@ protected:
 
     bool isCanceled() const { return canceled_.load(std::memory_order_acquire); }
     FileTextDecoder& decoder() { return decoder_; }
+    /// What ends the lines that the scan under way finds.
+    LineEnd lineEnd() const { return index_.lineEnd(); }
 
     /// Lines by number after clamping to those there are; both numbers one-based, `first` <= `last`.
     struct LineNumbers {
@@ -113,6 +117,7 @@ private:
         std::uint64_t end = 0;
         /// The published lines reach further.
         bool newlineFollows = false;
+        LineEnd lineEnd{};
         /// Where each of the lines starts, if asked for.
         std::vector<std::uint64_t> lineStarts;
     };
@@ -129,6 +134,8 @@ private:
     bool isStopped() const { return isCanceled() || closed_.load(std::memory_order_acquire); }
     bool isScanStopped() const { return isStopped() || scanCanceled_.load(std::memory_order_acquire); }
 
+    /// Looks at the start of the file for what ends its lines, as long as none is known to have ended.
+    void learnLineEnd(const FileHandle& handle);
     /// Of the newlines in a block, those whose lines the index does not have yet. What an earlier scan found
     /// beyond its limit is known; where the block says otherwise, the index forgets the lines from there on.
     std::span<const std::uint32_t> unknownNewlines(std::uint64_t offset, std::size_t size,
@@ -154,6 +161,7 @@ private:
         qsizetype lineCount = 1;
         /// Ends where the writer has got to, which may lie inside a character.
         bool isUnfinished = false;
+        LineEnd lineEnd{};
         bool isCut() const { return cutBytes > 0 || isUnfinished; }
     };
     static std::vector<ShownPart> partsToShow(const Bytes& lines, RowLength length);

@@ -379,6 +379,13 @@ QString encodingName(StringEncoding encoding) {
     return known ? QCoreApplication::translate("StringEncoding", known->name) : QString();
 }
 
+StringEncoding detectWideEncoding(QByteArrayView data) {
+    for (const ByteOrderMark& mark : byteOrderMarks)
+        if (startsWith(data, mark.bytes))
+            return unitSize(mark.encoding) > 1 ? mark.encoding : encoding::unknown;
+    return data.isEmpty() ? encoding::unknown : detectByNulBytes(data);
+}
+
 StringEncoding detectStringEncoding(QByteArrayView data) {
     if (data.isEmpty())
         return encoding::unknown;

@@ -50,6 +50,9 @@ QString encodingName(StringEncoding encoding);
 /// Any thread.
 StringEncoding detectStringEncoding(QByteArrayView data);
 
+/// As above, but only UTF-16 and UTF-32, which a mark or the places of NUL bytes tell.
+StringEncoding detectWideEncoding(QByteArrayView data);
+
 /// The text of `data`, or nothing when some bytes are not valid in the encoding. A byte-order mark at the
 /// start of the data is dropped. Any thread.
 std::optional<QString> decodeStrictly(QByteArrayView data, StringEncoding encoding);

@@ -3,6 +3,8 @@
 #include "core/search/SearchItem.h"
 #include "support/TemporaryFile.h"
 
+#include <QStringConverter>
+
 #include <gtest/gtest.h>
 #include <random>
 
@@ -86,6 +88,80 @@ TEST(Rows, OneBadByteChangesItsLineOnlyAndBothReadersAgree) {
             }
         }
     }
+}
+
+TEST(Rows, WideLinesEndAtWholeLineFeedsAlsoWhileTheFileGrows) {
+    const std::pair<StringEncoding, QStringConverter::Encoding> encodings[] = {
+        {encoding::utf16LittleEndian, QStringConverter::Utf16LE},
+        {encoding::utf16BigEndian, QStringConverter::Utf16BE},
+        {encoding::utf32LittleEndian, QStringConverter::Utf32LE},
+        {encoding::utf32BigEndian, QStringConverter::Utf32BE},
+    };
+    // All but the first hold bytes that look like line feeds and end no line.
+    const QStringList words{u"ok "_s, u"\u4E0A\u5E8A"_s, u"\u0A0A"_s, u"\u0A13\u000D"_s, u"\u0A05\u0A00"_s};
+    std::mt19937 random(5);
+    for (const auto& [number, converter] : encodings) {
+        for (const bool hasMark : {true, false}) {
+            SCOPED_TRACE(encodingName(number).toStdString() + (hasMark ? " with a mark" : " as chosen"));
+            QStringList lines;
+            for (int line = 0; line < 300; ++line) {
+                lines.append(QString());
+                for (auto count = random() % 5; count > 0; --count)
+                    lines.back() += words[static_cast<qsizetype>(random() % words.size())];
+            }
+            const auto flag = hasMark ? QStringConverter::Flag::WriteBom : QStringConverter::Flag::Default;
+            const QByteArray bytes = QStringEncoder(converter, flag)(lines.join(u'\n'));
+            const test::TemporaryFile file{QByteArray()};
+            const auto byIndex = LogReader::create(file.url());
+            const auto inMemory = InMemoryFileLogReader::create(file.url());
+            for (const auto& reader : {byIndex, inMemory})
+                if (!hasMark)
+                    reader->setEncodingChoice({EncodingChoice::Kind::Fixed, number});
+            for (qsizetype begin = 0, size = 0; begin < bytes.size(); begin += size) {
+                size = static_cast<qsizetype>(1 + random() % 99);
+                file.append(bytes.mid(begin, size));
+                byIndex->refresh();
+                inMemory->refresh();
+                ASSERT_EQ(byIndex->lineCount(), inMemory->lineCount());
+                EXPECT_FALSE(byIndex->isBehind());
+            }
+            for (const auto& reader : {byIndex, inMemory}) {
+                EXPECT_EQ(texts(reader->readRows(1, 300, RowLength::Shown)), lines);
+                EXPECT_EQ(texts(reader->readRows(2, 1, RowLength::Whole)), lines.mid(1, 1));
+                EXPECT_EQ(reader->readLines(100, 50), lines.mid(99, 50));
+                EXPECT_EQ(reader->byteCount(1, 300), static_cast<std::uint64_t>(bytes.size()));
+            }
+        }
+    }
+}
+
+TEST(Rows, AChosenWideEncodingFindsItsLinesByANewScan) {
+    const QStringList lines = u"\u4E0A\u5E8A\n\u0A0A\n\u5E8A"_s.split(u'\n');
+    const test::TemporaryFile file(QStringEncoder(QStringConverter::Utf16BE)(lines.join(u'\n')));
+    const auto reader = LogReader::create(file.url());
+    reader->refresh();
+    reader->setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::windows1252});
+    EXPECT_FALSE(reader->needsNewScan());
+    reader->setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::utf16BigEndian});
+    ASSERT_TRUE(reader->needsNewScan());
+    reader->reset();
+    reader->refresh();
+    EXPECT_EQ(texts(reader->readRows(1, 10, RowLength::Shown)), lines);
+    EXPECT_FALSE(reader->needsNewScan());
+}
+
+TEST(Rows, OtherContentInTheSameFileIsDetectedAnew) {
+    const test::TemporaryFile file("gr\xFC\xDF dich, sch\xF6ne \xDC"
+                                   "bung, \xE4rger\n");
+    const auto reader = LogReader::create(file.url());
+    reader->refresh();
+    EXPECT_EQ(texts(reader->readRows(1, 1, RowLength::Shown)),
+              QStringList(u"grüß dich, schöne Übung, ärger"_s));
+    file.overwrite("ganz anders: öffnen, größer, und so lang, dass die Datei nur gewachsen sein könnte\n");
+    reader->refresh();
+    EXPECT_EQ(
+        texts(reader->readRows(1, 1, RowLength::Shown)),
+        QStringList(u"ganz anders: öffnen, größer, und so lang, dass die Datei nur gewachsen sein könnte"_s));
 }
 
 TEST(Rows, ALongLineAmongShortOnesIsCutAtItsOwnLength) {

@@ -87,6 +87,9 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
         {keyNMSSHDebug, false},
         {keyUseTabs, true},
         {keyReopenDocuments, true},
+        {keyRowMemory, 256},
+        {keyPipeReserve, 1024},
+        {keyOpenAtEnd, false},
         {keyChecksHostKeys, false},
     });
     for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
@@ -104,6 +107,21 @@ double Preferences::pollingInterval() const {
 }
 void Preferences::setPollingInterval(double seconds) {
     userDefaults_->set(keyPollingInterval, seconds);
+}
+
+int Preferences::rowMemory() const {
+    const int stored = userDefaults_->value(keyRowMemory).toInt();
+    return std::clamp(stored, leastRowMemory, mostRowMemory);
+}
+void Preferences::setRowMemory(int mebibytes) {
+    userDefaults_->set(keyRowMemory, mebibytes);
+}
+
+int Preferences::pipeReserve() const {
+    return std::max(userDefaults_->value(keyPipeReserve).toInt(), 0);
+}
+void Preferences::setPipeReserve(int mebibytes) {
+    userDefaults_->set(keyPipeReserve, mebibytes);
 }
 
 // One getter and one setter for each boolean setting; the store is asked every time.
@@ -128,6 +146,7 @@ KORVANE_BOOLEAN_SETTING(openLocalTerminalAlert, setOpenLocalTerminalAlert, openL
 KORVANE_BOOLEAN_SETTING(wrapLines, setWrapLines, keyWrapLines)
 KORVANE_BOOLEAN_SETTING(lazyLoadFile, setLazyLoadFile, keyLazyLoadFile)
 KORVANE_BOOLEAN_SETTING(showWelcomeWinOnStart, setShowWelcomeWinOnStart, keyShowWelcomeWinOnStart)
+KORVANE_BOOLEAN_SETTING(openAtEnd, setOpenAtEnd, keyOpenAtEnd)
 KORVANE_BOOLEAN_SETTING(useTabs, setUseTabs, keyUseTabs)
 KORVANE_BOOLEAN_SETTING(reopenDocuments, setReopenDocuments, keyReopenDocuments)
 KORVANE_BOOLEAN_SETTING(checksHostKeys, setChecksHostKeys, keyChecksHostKeys)

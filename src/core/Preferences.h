@@ -37,6 +37,9 @@ public:
     const QString keyWrapLines = QStringLiteral("keyWrapLines");
     const QString keyUseTabs = QStringLiteral("useTabs");
     const QString keyReopenDocuments = QStringLiteral("reopenDocuments");
+    const QString keyRowMemory = QStringLiteral("rowMemory");
+    const QString keyPipeReserve = QStringLiteral("pipeReserve");
+    const QString keyOpenAtEnd = QStringLiteral("openFollowedFilesAtEnd");
     const QString keyChecksHostKeys = QStringLiteral("checksHostKeys");
 
     /// The instance of the program. `setShared` is called once, before any other use.
@@ -51,6 +54,10 @@ public:
     static constexpr double shortestPollingInterval = 0.1;
     static constexpr double longestPollingInterval = 3600;
 
+    /// The bounds of the memory for rows that can be chosen, in MiB.
+    static constexpr int leastRowMemory = 16;
+    static constexpr int mostRowMemory = 65536;
+
     /// Registers the default of every setting, and brings a stored polling interval back into its limits.
     /// Called once at launch, on the main thread, before any window opens.
     void registerDefaults(const FontCatalog& fonts);
@@ -58,6 +65,15 @@ public:
     /// Seconds between two polls of a followed file.
     double pollingInterval() const;
     void setPollingInterval(double seconds);
+    /// MiB that the rows of all open files may take together, apart from those on the screen.
+    int rowMemory() const;
+    void setRowMemory(int mebibytes);
+    /// MiB that copies of pipes leave free where they lie, and a twentieth of the disk at least; 0 = they fill it.
+    int pipeReserve() const;
+    void setPipeReserve(int mebibytes);
+    /// Whether a file that is followed as soon as it is opened shows its last lines first.
+    bool openAtEnd() const;
+    void setOpenAtEnd(bool value);
     bool showLineNumbers() const;
     void setShowLineNumbers(bool value);
     bool quickHighlightSelection() const;

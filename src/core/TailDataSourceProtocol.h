@@ -97,6 +97,9 @@ public:
     virtual void loadPage(qint64 page, bool async) = 0;
     /// Gives up page loads that have not started and show no row of [firstRow, lastRow].
     virtual void dropRequestsOutside(qint64 firstRow, qint64 lastRow) = 0;
+    /// Nobody looks at the rows any more, until the next `dropRequestsOutside`: their memory may go to
+    /// others.
+    virtual void viewHidden() {}
 
     /// Rows loaded so far hold bytes that are not valid in the file's encoding, shown as U+FFFD.
     virtual bool hasInvalidLines() const = 0;

@@ -8,4 +8,12 @@ QString Document::displayName() const {
     return displayName_.isEmpty() ? korvane::displayName(fileUrl()) : displayName_;
 }
 
+QString Document::displayPlace() const {
+    return isTransient() ? displayName_ : displayAddress(fileUrl());
+}
+
+QString Document::settingsId() const {
+    return isTransient() ? QStringLiteral("pipe:") + displayName_ : DocumentProtocol::settingsId();
+}
+
 } // namespace korvane

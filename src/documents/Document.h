@@ -51,6 +51,9 @@ public:
     virtual bool isClosed() const = 0;
 
     QString displayName() const override;
+    /// Where it lies, for the user; the name where there is no such place.
+    QString displayPlace() const;
+    QString settingsId() const override;
     /// Replaces the name made of the address (what came in by a pipe has no name of its own).
     void setDisplayName(const QString& name) { displayName_ = name; }
     /// There is nothing at the address that could be opened another time.
@@ -66,6 +69,8 @@ public:
 
     /// Why the file cannot be read and what helps, for the user; empty when it can be read.
     virtual QString openFault() const = 0;
+    /// Says where the file is read in another way than the user has set, and why; empty where it is not.
+    virtual QString readingNote() const { return {}; }
     /// Looks in the background whether the file is still the one that was opened, and reports on the main
     /// thread unless the document has been closed. Does nothing while an earlier check is under way.
     virtual void checkFile(std::function<void(FileFault)> report) = 0;

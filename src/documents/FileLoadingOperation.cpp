@@ -123,6 +123,8 @@ void FileLoadingOperation::cancel() {
 void FileLoadingOperation::main() {
     const auto announcer = std::make_shared<ChangedLinesAnnouncer>(dataSource_);
     if (start_ == Start::AtFirstByte) {
+        // Another file may stand at the path by now. Where none can be opened, the old one is read anew.
+        [[maybe_unused]] const Status opened = logReader_->reopen();
         logReader_->reset();
         // Forgetting the index also forgot a cancel that came just before.
         if (isCancelled()) {

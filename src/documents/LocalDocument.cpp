@@ -4,9 +4,11 @@
 #include "core/Preferences.h"
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/reader/LogReader.h"
+#include "documents/ChosenEncodings.h"
 #include "documents/Discard.h"
 #include "documents/LoadProgressController.h"
 #include "documents/LogTableDataSource.h"
+#include "foundation/AvailableMemory.h"
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
 #include "foundation/notices/NotificationCenter.h"
@@ -14,7 +16,9 @@
 #include "tail/LogFileObserver.h"
 
 #include <QCoreApplication>
+#include <QLocale>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -70,8 +74,8 @@ QString openFaultOf(const QUrl& url) {
             ? QT_TRANSLATE_NOOP("Document",
                                 "Ask for permission to read it, or start the program as a user who has it.")
             : QT_TRANSLATE_NOOP("Document", "Open it again when the cause is removed.");
-    return QCoreApplication::translate("Document", "“%1” cannot be read: %2. %3")
-        .arg(displayPath(url), QString::fromLocal8Bit(std::strerror(code)),
+    return QCoreApplication::translate("Document", "%1: “%2” cannot be read. %3")
+        .arg(QString::fromLocal8Bit(std::strerror(code)), displayPath(url),
              QCoreApplication::translate("Document", remedy));
 }
 
@@ -114,8 +118,9 @@ Status LocalDocument::readFromUrl(const QUrl& url) {
             return *std::move(refusal);
         identity_ = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
     }
-    holdsText_ = !Preferences::shared().lazyLoadFile();
-    logReader_ = holdsText_ ? InMemoryFileLogReader::create(url) : LogReader::create(url);
+    logReader_ = makeReader();
+    if (const EncodingChoice choice = ChosenEncodings::choiceFor(url); choice != EncodingChoice())
+        logReader_->setEncodingChoice(choice);
     dataSource_ = std::make_shared<LogTableDataSource>(shared_from_this());
     logFileObserver_ = LogFileObserver::create(dataSource_);
     if (fault == ENOENT || fault == ENOTDIR)
@@ -125,6 +130,30 @@ Status LocalDocument::readFromUrl(const QUrl& url) {
                                                        "has been moved or deleted."))};
     openFault_ = openFaultOf(url);
     return success();
+}
+
+std::shared_ptr<LogFileReaderProtocol> LocalDocument::makeReader() {
+    if (Preferences::shared().lazyLoadFile())
+        return LogReader::create(fileUrl_);
+    if (const auto handle = FileHandle::openForReading(fileUrl_)) {
+        std::array<char, 64 * 1024> start;
+        const auto known = static_cast<qsizetype>(handle.value()->read(0, start).value_or(0));
+        const std::uint64_t needed =
+            InMemoryFileLogReader::expectedMemory({start.data(), known}, handle.value()->size().value_or(0));
+        // Some of what is free remains for all else.
+        const std::uint64_t most = availableMemory() / 10 * 9;
+        if (needed > most) {
+            const QLocale locale;
+            readingNote_ =
+                QCoreApplication::translate(
+                    "Document", "“%1” does not fit into memory (it would take %2, and %3 can be had): "
+                                "it is read from the disk as it is needed.")
+                    .arg(displayName(), locale.formattedDataSize(static_cast<qint64>(needed)),
+                         locale.formattedDataSize(static_cast<qint64>(most)));
+            return LogReader::create(fileUrl_);
+        }
+    }
+    return InMemoryFileLogReader::create(fileUrl_);
 }
 
 void LocalDocument::scan(std::shared_ptr<LoadProgressController> progress,
@@ -205,7 +234,9 @@ void LocalDocument::setEncodingChoice(EncodingChoice choice) {
     if (closed_)
         return;
     logReader_->setEncodingChoice(choice);
-    if (holdsText_)
+    if (!isTransient())
+        ChosenEncodings::set(fileUrl_, choice);
+    if (logReader_->needsNewScan())
         reload();
     else
         dataSource_->invalidateRows();

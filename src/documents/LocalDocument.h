@@ -51,6 +51,7 @@ public:
     StringEncoding fileEncoding() const override;
 
     QString openFault() const override;
+    QString readingNote() const override { return readingNote_; }
     void checkFile(std::function<void(FileFault)> report) override;
     /// What the index knows, or a scan under way: a file on a dead network drive keeps nobody waiting.
     std::optional<quint64> knownFileSize() const override;
@@ -61,15 +62,15 @@ public:
 private:
     LocalDocument();
     std::shared_ptr<LocalDocument> self();
+    std::shared_ptr<LogFileReaderProtocol> makeReader();
     void firstScanEnded();
     void scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start);
 
     QUrl fileUrl_;
     QString openFault_;
+    QString readingNote_;
     FileHandle::Identity identity_;
     bool closed_ = false;
-    /// The reader holds the text, not only where it lies.
-    bool holdsText_ = false;
     bool isLoaded_ = false;
     bool tailsWhenLoaded_ = false;
     std::shared_ptr<LogFileReaderProtocol> logReader_;

@@ -12,7 +12,7 @@ PageLoadOperation::PageLoadOperation(std::weak_ptr<TailDataSource> dataSource, c
 
 void PageLoadOperation::cancel() {
     if (const auto dataSource = dataSource_.lock())
-        dataSource->withdrawRequest(request_);
+        dataSource->pageStore().withdraw(request_);
     Operation::cancel();
 }
 
@@ -42,7 +42,7 @@ void PageLoadOperation::main() {
     }
     decorator.reset(); // what the rules have found is on its way before the rows show
     if (!isCancelled())
-        dataSource->storePage(request_, std::move(content));
+        dataSource->pageStore().store(request_, std::move(content));
 }
 
 } // namespace korvane

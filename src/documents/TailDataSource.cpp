@@ -7,7 +7,6 @@
 #include "core/reader/Pages.h"
 #include "documents/ArrivedLinesNotifier.h"
 #include "documents/ChangedLinesAnnouncer.h"
-#include "documents/Discard.h"
 #include "documents/PageLoadOperation.h"
 #include "documents/RuleFollower.h"
 #include "foundation/FilePath.h"
@@ -44,7 +43,7 @@ TailDataSource::TailDataSource(const std::shared_ptr<DocumentProtocol>& document
       queue_(std::move(queueName)) {
     auto enforcer = std::make_shared<RuleEnforcer>(*this);
     ruleEnforcer_ = enforcer;
-    ruleFollower_ = std::make_unique<RuleFollower>(std::move(enforcer), absoluteString(document->fileUrl()),
+    ruleFollower_ = std::make_unique<RuleFollower>(std::move(enforcer), document->settingsId(),
                                                    [this] { redecorateRows(); });
 }
 
@@ -103,34 +102,19 @@ void TailDataSource::clearView() {
 }
 
 void TailDataSource::clearCache() {
-    auto dropped = std::make_shared<CachedPages>();
-    lock_.withWriteLock([&] {
-        ++generation_;
-        rowStart_ = 0;
-        cachedPages_.swap(*dropped);
-        loadedPages_.clear();
-        invalidPages_.clear();
-    });
+    pages_.clear();
+    lock_.withWriteLock([this] { rowStart_ = 0; });
     lastSearchResults_.clear();
     queue_.cancelAllOperations();
-    if (!dropped->empty())
-        discardInBackground(std::move(dropped));
 }
 
 void TailDataSource::invalidateRows() {
-    lock_.withWriteLock([this] {
-        ++generation_;
-        loadedPages_.clear();
-        invalidPages_.clear();
-    });
+    pages_.invalidate();
     queue_.cancelAllOperations();
 }
 
 void TailDataSource::linesChanged(qint64 firstLine) {
-    const qint64 firstPage = pages::pageOfLine(std::max<qint64>(firstLine, 0));
-    lock_.withWriteLock([&] {
-        std::erase_if(loadedPages_, [firstPage](const auto& entry) { return entry.first >= firstPage; });
-    });
+    pages_.forgetRequestsFrom(pages::pageOfLine(std::max<qint64>(firstLine, 0)));
 }
 
 std::shared_ptr<ChangedLinesAnnouncer> TailDataSource::announcer() {
@@ -195,41 +179,6 @@ qint64 TailDataSource::numberOfRows() const {
     return std::max<qint64>(rowCount() - rowStart(), 0);
 }
 
-std::optional<PageRow> TailDataSource::cachedRow(qint64 lineIndex, bool* isRequested) const {
-    const qint64 page = pages::pageOfLine(lineIndex);
-    return lock_.withReadLock([&]() -> std::optional<PageRow> {
-        if (isRequested)
-            *isRequested = loadedPages_.contains(page);
-        const auto cached = cachedPages_.find(page);
-        if (cached == cachedPages_.end())
-            return std::nullopt;
-        const PageContent& content = cached->second.content;
-        // What cannot be read shows as empty, not as still loading.
-        if (content.kind != PageContent::Kind::Lines)
-            return PageRow{};
-        const auto offset = static_cast<std::size_t>(lineIndex - pages::firstLine(page));
-        return offset < content.rows.size() ? std::optional(content.rows[offset]) : std::nullopt;
-    });
-}
-
-std::optional<QStringList> TailDataSource::loadedTexts(qint64 page) const {
-    return lock_.withReadLock([&]() -> std::optional<QStringList> {
-        const auto asked = loadedPages_.find(page);
-        const auto cached = cachedPages_.find(page);
-        if (asked == loadedPages_.end() || cached == cachedPages_.end() ||
-            asked->second != cached->second.token || cached->second.content.kind != PageContent::Kind::Lines)
-            return std::nullopt;
-        QStringList texts;
-        texts.reserve(static_cast<qsizetype>(cached->second.content.rows.size()));
-        for (const PageRow& row : cached->second.content.rows) {
-            if (row.cutBytes > 0)
-                return std::nullopt;
-            texts.append(row.text.string());
-        }
-        return texts;
-    });
-}
-
 RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
     RowLine shown{lineIndex + 1, std::move(row.text), true, row.cutBytes};
     if (const auto found = lastSearchResults_.find(lineIndex); found != lastSearchResults_.end()) {
@@ -244,19 +193,18 @@ RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
 
 RowLine TailDataSource::rowLine(qint64 row) {
     const qint64 lineIndex = rowStart() + row;
-    bool isRequested = false;
-    std::optional<PageRow> cached = cachedRow(lineIndex, &isRequested);
-    if (!isRequested)
+    PageStore::Found found = pages_.row(lineIndex);
+    if (!found.isRequested)
         loadPage(pages::pageOfLine(lineIndex), true);
-    if (!cached)
+    if (!found.row)
         return {lineIndex + 1, {}, false, 0};
-    return shownRow(lineIndex, *std::move(cached));
+    return shownRow(lineIndex, *std::move(found.row));
 }
 
 std::optional<RowLine> TailDataSource::cachedRowLine(qint64 row) const {
     const qint64 lineIndex = rowStart() + row;
-    std::optional<PageRow> cached = cachedRow(lineIndex, nullptr);
-    return cached ? std::optional(shownRow(lineIndex, *std::move(cached))) : std::nullopt;
+    PageStore::Found found = pages_.row(lineIndex);
+    return found.row ? std::optional(shownRow(lineIndex, *std::move(found.row))) : std::nullopt;
 }
 
 bool TailDataSource::hasLineMark(qint64 row) const {
@@ -265,17 +213,8 @@ bool TailDataSource::hasLineMark(qint64 row) const {
            lineMarks_->hasLineMark(absoluteString(document->fileUrl()), rowStart() + row);
 }
 
-std::optional<PageRequest> TailDataSource::claimPage(qint64 page) {
-    return lock_.withWriteLock([&]() -> std::optional<PageRequest> {
-        const auto [entry, isNew] = loadedPages_.try_emplace(page, lastToken_ + 1);
-        if (!isNew)
-            return std::nullopt;
-        return PageRequest{page, ++lastToken_, generation_};
-    });
-}
-
 void TailDataSource::loadPage(qint64 page, bool async) {
-    const std::optional<PageRequest> request = claimPage(page);
+    const std::optional<PageRequest> request = pages_.claim(page);
     if (!request)
         return;
     const std::shared_ptr<PageLoadOperation> operation = makeLoadOperation(*request);
@@ -298,6 +237,7 @@ void TailDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
     const qint64 start = rowStart();
     const qint64 firstPage = pages::pageOfLine(start + firstRow);
     const qint64 lastPage = pages::pageOfLine(start + lastRow);
+    pages_.setView(firstPage, lastPage);
     cancelWaitingLoads([=](qint64 page) { return page < firstPage || page > lastPage; });
 }
 
@@ -309,14 +249,10 @@ void TailDataSource::cancelWaitingLoads(const std::function<bool(qint64 page)>& 
     }
 }
 
-bool TailDataSource::hasInvalidLines() const {
-    return lock_.withReadLock([this] { return !invalidPages_.empty(); });
-}
-
 void TailDataSource::close() {
     ruleFollower_.reset();
+    pages_.invalidate();
     const auto arrived = lock_.withWriteLock([this] {
-        ++generation_;
         document_.reset();
         return std::exchange(arrivedLines_, nullptr);
     });
@@ -328,36 +264,6 @@ void TailDataSource::close() {
 LineDecorator TailDataSource::lineDecorator(std::function<bool()> isCancelled) const {
     const auto enforcer = ruleEnforcer();
     return LineDecorator(enforcer ? enforcer->makePass(std::move(isCancelled)) : nullptr);
-}
-
-void TailDataSource::storePage(const PageRequest& request, PageContent content) {
-    PageContent replaced; // freed outside the lock
-    lock_.withWriteLock([&] {
-        if (request.generation != generation_)
-            return;
-        CachedPage& cached = cachedPages_[request.page];
-        if (cached.token > request.token)
-            return;
-        cached.token = request.token;
-        // Rows that were read once stay until the cut is taken notice of, and the cache with it is cleared.
-        const bool isLess = content.isShort || content.kind == PageContent::Kind::Unreadable;
-        if (isLess && cached.generation == generation_ && cached.content.rows.size() > content.rows.size())
-            return;
-        cached.generation = generation_;
-        replaced = std::exchange(cached.content, std::move(content));
-        if (cached.content.hasInvalidLines)
-            invalidPages_.insert(request.page);
-        else
-            invalidPages_.erase(request.page);
-    });
-}
-
-void TailDataSource::withdrawRequest(const PageRequest& request) {
-    lock_.withWriteLock([&] {
-        const auto entry = loadedPages_.find(request.page);
-        if (entry != loadedPages_.end() && entry->second == request.token)
-            loadedPages_.erase(entry);
-    });
 }
 
 } // namespace korvane

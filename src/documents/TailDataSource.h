@@ -2,7 +2,7 @@
 
 #include "core/TailDataSourceProtocol.h"
 #include "documents/LineDecorator.h"
-#include "documents/PageLoad.h"
+#include "documents/PageStore.h"
 #include "foundation/work/NativeLock.h"
 #include "foundation/work/OperationQueue.h"
 #include "tail/FollowedDataSource.h"
@@ -10,8 +10,6 @@
 #include <any>
 #include <atomic>
 #include <string>
-#include <unordered_map>
-#include <unordered_set>
 
 namespace korvane {
 
@@ -70,7 +68,8 @@ public:
 
     void loadPage(qint64 page, bool async) override;
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
-    bool hasInvalidLines() const override;
+    void viewHidden() override { pages_.setHidden(); }
+    bool hasInvalidLines() const override { return pages_.hasInvalidLines(); }
 
     /// Null = no line carries a mark.
     void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) { lineMarks_ = std::move(lookup); }
@@ -84,10 +83,7 @@ public:
 
     /// For the lines of one page; must not outlive the data source.
     LineDecorator lineDecorator(std::function<bool()> isCancelled) const;
-    /// Keeps the rows, unless the generation has gone on or fresher rows are there.
-    void storePage(const PageRequest& request, PageContent content);
-    /// Makes the page one that has not been asked for, unless it has been asked for again since.
-    void withdrawRequest(const PageRequest& request);
+    PageStore& pageStore() { return pages_; }
 
 protected:
     TailDataSource(const std::shared_ptr<DocumentProtocol>& document, std::string queueName);
@@ -96,26 +92,12 @@ protected:
     virtual std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) = 0;
     /// The object of the notice that a page has been loaded.
     virtual std::any arrivalNotice(qint64 /*page*/) const { return {}; }
-    /// The whole texts of a page's lines as they have been loaded; nothing while they are not there or have
-    /// to be asked for again. Any thread.
-    std::optional<QStringList> loadedTexts(qint64 page) const;
 
 private:
-    struct CachedPage {
-        std::uint64_t token = 0;
-        std::uint64_t generation = 0;
-        PageContent content;
-    };
-    using CachedPages = std::unordered_map<qint64, CachedPage>;
-
     std::shared_ptr<ChangedLinesAnnouncer> announcer();
     /// Null when there is no reader to read lines from, and once closed.
     std::shared_ptr<ArrivedLinesNotifier> arrivedLines();
-    /// A line's row, nothing when it is not there yet; and, if wanted, whether its page has been asked for.
-    std::optional<PageRow> cachedRow(qint64 lineIndex, bool* isRequested) const;
     RowLine shownRow(qint64 lineIndex, PageRow row) const;
-    /// Marks the page as asked for; nothing when it was so already.
-    std::optional<PageRequest> claimPage(qint64 page);
     /// Rows must be decorated anew, and whoever shows them has to ask for them again.
     void redecorateRows();
     void cancelWaitingLoads(const std::function<bool(qint64 page)>& isUnwanted);
@@ -130,19 +112,13 @@ private:
     std::shared_ptr<const LineMarkLookup> lineMarks_;
     std::unique_ptr<RuleFollower> ruleFollower_;
 
+    PageStore pages_;
+
     NativeLock lock_;
     // Guarded by lock_.
     std::weak_ptr<DocumentProtocol> document_;
     std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer_;
     qint64 rowStart_ = 0;
-    std::uint64_t generation_ = 0;
-    std::uint64_t lastToken_ = 0;
-    /// Pages asked for or loaded, with the token of the request. Those missing here are asked for when looked
-    /// at, even if old rows of theirs are cached.
-    std::unordered_map<qint64, std::uint64_t> loadedPages_;
-    CachedPages cachedPages_;
-    /// Pages of which some rows have U+FFFD for what is not valid.
-    std::unordered_set<qint64> invalidPages_;
     std::shared_ptr<ChangedLinesAnnouncer> announcer_;   // made when it is first needed
     std::shared_ptr<ArrivedLinesNotifier> arrivedLines_; // likewise
 

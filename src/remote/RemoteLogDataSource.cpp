@@ -266,7 +266,7 @@ void RemoteLogDataSource::close() {
 std::optional<QStringList> RemoteLogDataSource::linesOfPage(qint64 page, const IsCancelled& isCancelled) {
     if (isCancelled && isCancelled())
         return std::nullopt;
-    if (auto loaded = loadedTexts(page))
+    if (auto loaded = pageStore().texts(page))
         return loaded;
     return file_->page(page, isCancelled);
 }

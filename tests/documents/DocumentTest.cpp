@@ -3,6 +3,7 @@
 #include "core/NotificationNames.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/reader/InMemoryFileLogReader.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/notices/NotificationCenter.h"
 #include "support/PreferencesTest.h"
@@ -48,6 +49,51 @@ protected:
 
     std::shared_ptr<LocalDocument> document_ = LocalDocument::create();
 };
+
+TEST_F(DocumentTest, AFileThatDoesNotFitIntoMemoryIsReadByItsIndexAndSaysSo) {
+    Preferences::shared().setLazyLoadFile(false);
+    const TemporaryFile file("a few bytes\n");
+    ASSERT_TRUE(document_->readFromUrl(file.url()));
+    EXPECT_EQ(document_->readingNote(), QString());
+    EXPECT_TRUE(std::dynamic_pointer_cast<InMemoryFileLogReader>(document_->logReader()));
+
+    file.truncate(qint64{1} << 42);
+    document_ = LocalDocument::create();
+    ASSERT_TRUE(document_->readFromUrl(file.url()));
+    EXPECT_TRUE(document_->readingNote().contains(u"“test.log” does not fit into memory"_s));
+    EXPECT_FALSE(std::dynamic_pointer_cast<InMemoryFileLogReader>(document_->logReader()));
+}
+
+TEST_F(DocumentTest, AChosenEncodingIsKeptForItsFileUntilItIsAutomaticAgain) {
+    const TemporaryFile file("gr\xFC\xDF\n");
+    const TemporaryFile other("gr\xFC\xDF\n", "other.log");
+    const EncodingChoice choices[] = {
+        {EncodingChoice::Kind::Fixed, encoding::koi8r},
+        {EncodingChoice::Kind::LenientUtf8, encoding::utf8},
+        {},
+    };
+    load(file);
+    for (const EncodingChoice choice : choices) {
+        document_->setEncodingChoice(choice);
+        for (const TemporaryFile* opened : {&other, &file}) {
+            document_ = LocalDocument::create();
+            load(*opened);
+            EXPECT_EQ(document_->encodingChoice(), opened == &file ? choice : EncodingChoice());
+        }
+    }
+}
+
+TEST_F(DocumentTest, AReloadTakesTheFileThatStandsThereNow) {
+    const TemporaryFile file("old\n");
+    load(file);
+    ASSERT_TRUE(waitForRow(0, u"old"_s));
+    const TemporaryFile successor("new\nand longer\n", "successor.log");
+    ASSERT_EQ(std::rename(successor.path().constData(), file.path().constData()), 0);
+    ASSERT_TRUE(waitForFault(FileFault::Replaced));
+    document_->reload();
+    ASSERT_TRUE(waitForRow(0, u"new"_s));
+    EXPECT_TRUE(waitForFault(FileFault::None));
+}
 
 TEST_F(DocumentTest, RowsOfAFileAreThereAfterTheScan) {
     for (const bool isLazy : {true, false}) {
@@ -120,7 +166,7 @@ TEST_F(DocumentTest, AnUnreadableFileShowsOneEmptyLineAndSaysWhy) {
     const QByteArray loop = neighbour.path() + ".loop";
     ASSERT_EQ(::symlink(loop.constData(), loop.constData()), 0);
     ASSERT_TRUE(document_->readFromUrl(fileUrlFromPath(loop)));
-    EXPECT_TRUE(document_->openFault().startsWith(u'“' + QString::fromUtf8(loop) + u"” cannot be read: "_s))
+    EXPECT_TRUE(document_->openFault().contains(u": “"_s + QString::fromUtf8(loop) + u"” cannot be read. "_s))
         << document_->openFault().toStdString();
     document_->startLoading();
     ASSERT_TRUE(waitForState(State::Completed));

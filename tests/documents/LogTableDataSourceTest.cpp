@@ -207,7 +207,7 @@ TEST_F(LogTableDataSourceTest, ALateLoadDoesNotReplaceFresherRows) {
     // The fresher rows come by another way while the older load is held up.
     PageContent fresh;
     fresh.rows.push_back({AttributedString(u"fresh"_s), 0});
-    source_->storePage({1, 1000, 0}, fresh);
+    source_->pageStore().store({1, 1000, 0}, fresh);
     reader_->readGate.open();
     EXPECT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 0; }));
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
@@ -217,13 +217,13 @@ TEST_F(LogTableDataSourceTest, ALateLoadDoesNotReplaceFresherRows) {
 TEST_F(LogTableDataSourceTest, AResultFromBeforeAClearIsNeverStored) {
     PageContent old;
     old.rows.push_back({AttributedString(u"old"_s), 0});
-    source_->storePage({1, 1, 0}, old);
+    source_->pageStore().store({1, 1, 0}, old);
     ASSERT_TRUE(source_->cachedRowLine(0));
     source_->clearCache();
-    source_->storePage({1, 1, 0}, old);
+    source_->pageStore().store({1, 1, 0}, old);
     EXPECT_FALSE(source_->cachedRowLine(0));
     source_->invalidateRows();
-    source_->storePage({1, 1, 1}, old);
+    source_->pageStore().store({1, 1, 1}, old);
     EXPECT_FALSE(source_->cachedRowLine(0));
 }
 
@@ -234,12 +234,12 @@ TEST_F(LogTableDataSourceTest, AnEarlierLoadCannotWithdrawALaterRequest) {
         source_->rowLine(0);
         ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == loads; }));
     }
-    source_->withdrawRequest({1, 1, 0});
+    source_->pageStore().withdraw({1, 1, 0});
     source_->rowLine(0);
     reader_->readGate.open();
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
     EXPECT_EQ(reader_->readStarts().size(), 2U);
-    source_->withdrawRequest({1, 2, 0});
+    source_->pageStore().withdraw({1, 2, 0});
     source_->rowLine(0);
     EXPECT_TRUE(waitForReads(3));
 }

@@ -1,0 +1,58 @@
+#include "documents/PageMemory.h"
+
+#include "core/Preferences.h"
+#include "documents/PageStore.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace korvane {
+
+PageMemory& PageMemory::shared() {
+    static auto* const instance = new PageMemory; // stores may outlive the end of `main`
+    return *instance;
+}
+
+void PageMemory::add(PageStore& store) {
+    const std::lock_guard guard(mutex_);
+    stores_.push_back(&store);
+}
+
+void PageMemory::remove(PageStore& store) {
+    const std::lock_guard guard(mutex_);
+    std::erase(stores_, &store);
+}
+
+std::size_t PageMemory::bytesHeld() const {
+    std::size_t bytes = 0;
+    for (const PageStore* store : stores_)
+        bytes += store->bytes();
+    return bytes;
+}
+
+std::size_t PageMemory::bytes() {
+    const std::lock_guard guard(mutex_);
+    return bytesHeld();
+}
+
+void PageMemory::keepBound() {
+    const auto bound = static_cast<std::size_t>(Preferences::shared().rowMemory()) << 20;
+    const std::lock_guard guard(mutex_);
+    while (bytesHeld() > bound) {
+        PageStore* victim = nullptr;
+        std::optional<PageStore::Spare> worst;
+        for (PageStore* store : stores_) {
+            const auto spare = store->spare();
+            if (spare && (!worst || std::pair(spare->isHidden, spare->distance) >
+                                        std::pair(worst->isHidden, worst->distance))) {
+                worst = spare;
+                victim = store;
+            }
+        }
+        if (!victim)
+            return;
+        victim->drop(worst->page);
+    }
+}
+
+} // namespace korvane

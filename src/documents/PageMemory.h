@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <mutex>
+#include <vector>
+
+namespace korvane {
+
+class PageStore;
+
+/// Keeps the rows of all open files together under the bound that the user has set: gives up pages of files
+/// that nobody looks at first, then those farthest from the rows on the screen, which always stay. Any
+/// thread.
+class PageMemory {
+public:
+    static PageMemory& shared();
+
+    /// A store registers itself for as long as it lives.
+    void add(PageStore& store);
+    void remove(PageStore& store);
+
+    /// Gives up pages until the rest is within the bound, or only what is looked at is left.
+    void keepBound();
+    /// What all rows take, in bytes.
+    std::size_t bytes();
+
+private:
+    std::size_t bytesHeld() const;
+
+    std::mutex mutex_;
+    // Guarded by mutex_, which comes before the stores' own locks.
+    std::vector<PageStore*> stores_;
+};
+
+} // namespace korvane

@@ -1,0 +1,191 @@
+#include "documents/PageStore.h"
+
+#include "core/reader/Pages.h"
+#include "documents/Discard.h"
+#include "documents/PageMemory.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+/// What shared attributes take is little, and left out.
+std::size_t bytesOf(const PageContent& content) {
+    constexpr std::size_t textHeader = 32;
+    std::size_t bytes = content.rows.capacity() * sizeof(PageRow);
+    for (const PageRow& row : content.rows)
+        bytes += textHeader + static_cast<std::size_t>(row.text.length()) * sizeof(QChar) +
+                 row.text.runs().capacity() * sizeof(AttributedString::Run);
+    return bytes;
+}
+
+} // namespace
+
+PageStore::PageStore() {
+    PageMemory::shared().add(*this);
+}
+
+PageStore::~PageStore() {
+    PageMemory::shared().remove(*this);
+}
+
+PageStore::Found PageStore::row(qint64 lineIndex) const {
+    const qint64 page = pages::pageOfLine(lineIndex);
+    return lock_.withReadLock([&] {
+        Found found{std::nullopt, requests_.contains(page)};
+        const auto cached = pages_.find(page);
+        if (cached == pages_.end())
+            return found;
+        const PageContent& content = cached->second.content;
+        const auto offset = static_cast<std::size_t>(lineIndex - pages::firstLine(page));
+        // What cannot be read shows as empty, not as still loading.
+        if (content.kind != PageContent::Kind::Lines)
+            found.row.emplace();
+        else if (offset < content.rows.size())
+            found.row = content.rows[offset];
+        return found;
+    });
+}
+
+std::optional<QStringList> PageStore::texts(qint64 page) const {
+    return lock_.withReadLock([&]() -> std::optional<QStringList> {
+        const auto asked = requests_.find(page);
+        const auto cached = pages_.find(page);
+        if (asked == requests_.end() || cached == pages_.end() || asked->second != cached->second.token ||
+            cached->second.content.kind != PageContent::Kind::Lines)
+            return std::nullopt;
+        QStringList texts;
+        texts.reserve(static_cast<qsizetype>(cached->second.content.rows.size()));
+        for (const PageRow& row : cached->second.content.rows) {
+            if (row.cutBytes > 0)
+                return std::nullopt;
+            texts.append(row.text.string());
+        }
+        return texts;
+    });
+}
+
+bool PageStore::hasInvalidLines() const {
+    return lock_.withReadLock([this] { return !invalidPages_.empty(); });
+}
+
+std::optional<PageRequest> PageStore::claim(qint64 page) {
+    return lock_.withWriteLock([&]() -> std::optional<PageRequest> {
+        const auto [entry, isNew] = requests_.try_emplace(page, lastToken_ + 1);
+        if (!isNew)
+            return std::nullopt;
+        return PageRequest{page, ++lastToken_, generation_};
+    });
+}
+
+void PageStore::withdraw(const PageRequest& request) {
+    lock_.withWriteLock([&] {
+        const auto entry = requests_.find(request.page);
+        if (entry != requests_.end() && entry->second == request.token)
+            requests_.erase(entry);
+    });
+}
+
+void PageStore::store(const PageRequest& request, PageContent content) {
+    const std::size_t bytes = bytesOf(content);
+    PageContent replaced; // freed outside the lock
+    lock_.withWriteLock([&] {
+        if (request.generation != generation_)
+            return;
+        CachedPage& cached = pages_[request.page];
+        if (cached.token > request.token)
+            return;
+        cached.token = request.token;
+        lastStored_ = std::max(lastStored_, request.token);
+        // Rows that were read once stay until the cut is taken notice of, and the cache with it is cleared.
+        const bool isLess = content.isShort || content.kind == PageContent::Kind::Unreadable;
+        if (isLess && cached.generation == generation_ && cached.content.rows.size() > content.rows.size())
+            return;
+        cached.generation = generation_;
+        bytes_ += bytes - std::exchange(cached.bytes, bytes);
+        replaced = std::exchange(cached.content, std::move(content));
+        if (cached.content.hasInvalidLines)
+            invalidPages_.insert(request.page);
+        else
+            invalidPages_.erase(request.page);
+    });
+    PageMemory::shared().keepBound();
+}
+
+void PageStore::forgetRequestsFrom(qint64 page) {
+    lock_.withWriteLock(
+        [&] { std::erase_if(requests_, [page](const auto& entry) { return entry.first >= page; }); });
+}
+
+void PageStore::startGeneration() {
+    ++generation_;
+    requests_.clear();
+    invalidPages_.clear();
+}
+
+void PageStore::invalidate() {
+    lock_.withWriteLock([this] { startGeneration(); });
+}
+
+void PageStore::clear() {
+    auto dropped = std::make_shared<CachedPages>();
+    lock_.withWriteLock([&] {
+        startGeneration();
+        pages_.swap(*dropped);
+        bytes_ = 0;
+    });
+    if (!dropped->empty())
+        discardInBackground(std::move(dropped));
+}
+
+void PageStore::setView(qint64 firstPage, qint64 lastPage) {
+    lock_.withWriteLock([&] {
+        view_ = View{firstPage, lastPage};
+        isHidden_ = false;
+    });
+}
+
+void PageStore::setHidden() {
+    lock_.withWriteLock([this] { isHidden_ = true; });
+}
+
+std::optional<PageStore::Spare> PageStore::spare() const {
+    return lock_.withReadLock([this] {
+        std::optional<Spare> best;
+        for (const auto& [page, cached] : pages_) {
+            Spare spare{page, isHidden_, lastStored_ - cached.token};
+            if (view_ && !isHidden_) {
+                const qint64 outside = std::max(view_->firstPage - page, page - view_->lastPage);
+                spare.distance = static_cast<std::uint64_t>(std::max<qint64>(outside, 0));
+            }
+            // What has just come is about to be looked at, unless nobody looks.
+            const bool isWanted = !isHidden_ && (spare.distance == 0 || cached.token == lastStored_);
+            if (!isWanted && (!best || spare.distance > best->distance))
+                best = spare;
+        }
+        return best;
+    });
+}
+
+void PageStore::drop(qint64 page) {
+    auto dropped = std::make_shared<PageContent>();
+    lock_.withWriteLock([&] {
+        const auto cached = pages_.find(page);
+        if (cached == pages_.end())
+            return;
+        *dropped = std::move(cached->second.content);
+        bytes_ -= cached->second.bytes;
+        pages_.erase(cached);
+        requests_.erase(page);
+        invalidPages_.erase(page);
+    });
+    discardInBackground(std::move(dropped));
+}
+
+std::size_t PageStore::bytes() const {
+    return lock_.withReadLock([this] { return bytes_; });
+}
+
+} // namespace korvane

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "documents/PageLoad.h"
+#include "foundation/work/NativeLock.h"
+
+#include <QStringList>
+
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace korvane {
+
+/// The pages of rows that one data source has asked for and loaded, under the bound that `PageMemory` sets
+/// for all of them together. Any thread.
+///
+/// A page whose request has been forgotten is asked for anew when it is looked at, and shows its old rows
+/// until the new ones are there.
+class PageStore {
+public:
+    PageStore();
+    ~PageStore();
+    PageStore(const PageStore&) = delete;
+    PageStore& operator=(const PageStore&) = delete;
+
+    struct Found {
+        /// Nothing when the row is not there; an empty one when its page cannot be read.
+        std::optional<PageRow> row;
+        bool isRequested = false;
+    };
+    Found row(qint64 lineIndex) const;
+    /// The whole texts of a page's lines; nothing while they are not there or have to be asked for again.
+    std::optional<QStringList> texts(qint64 page) const;
+    /// Some rows have U+FFFD for bytes that are not valid.
+    bool hasInvalidLines() const;
+
+    /// Marks the page as asked for; nothing when it was so already.
+    std::optional<PageRequest> claim(qint64 page);
+    /// Makes the page one that has not been asked for, unless it has been asked for again since.
+    void withdraw(const PageRequest& request);
+    /// Keeps the rows, unless the generation has gone on or fresher rows are there.
+    void store(const PageRequest& request, PageContent content);
+
+    /// Pages from this one on have to be asked for again; their rows stay.
+    void forgetRequestsFrom(qint64 page);
+    /// A new generation: all pages have to be asked for again; their rows stay.
+    void invalidate();
+    /// A new generation without rows.
+    void clear();
+
+    /// The pages that are looked at. They stay whatever memory they take; of the others, the farthest go
+    /// first.
+    void setView(qint64 firstPage, qint64 lastPage);
+    /// Nobody looks: these pages go before those of stores that are looked at.
+    void setHidden();
+
+    /// A page that may go, and how little it would be missed.
+    struct Spare {
+        qint64 page = 0;
+        bool isHidden = false;
+        /// In pages from the view; where there is no view, in pages loaded since.
+        std::uint64_t distance = 0;
+    };
+    /// The one that would be missed least.
+    std::optional<Spare> spare() const;
+    void drop(qint64 page);
+    /// What the rows take, in bytes.
+    std::size_t bytes() const;
+
+private:
+    struct CachedPage {
+        std::uint64_t token = 0;
+        std::uint64_t generation = 0;
+        std::size_t bytes = 0;
+        PageContent content;
+    };
+    using CachedPages = std::unordered_map<qint64, CachedPage>;
+    struct View {
+        qint64 firstPage = 0;
+        qint64 lastPage = 0;
+    };
+
+    void startGeneration();
+
+    mutable NativeLock lock_;
+    // Guarded by lock_.
+    std::uint64_t generation_ = 0;
+    std::uint64_t lastToken_ = 0;
+    /// The token of the request that brought rows last.
+    std::uint64_t lastStored_ = 0;
+    /// Pages asked for or loaded, with the token of the request.
+    std::unordered_map<qint64, std::uint64_t> requests_;
+    CachedPages pages_;
+    std::unordered_set<qint64> invalidPages_;
+    std::size_t bytes_ = 0;
+    std::optional<View> view_;
+    bool isHidden_ = false;
+};
+
+} // namespace korvane

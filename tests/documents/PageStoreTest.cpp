@@ -1,0 +1,69 @@
+#include "documents/PageStore.h"
+
+#include "core/Preferences.h"
+#include "core/reader/Pages.h"
+#include "documents/PageMemory.h"
+#include "support/PreferencesTest.h"
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+class PageStoreTest : public test::PreferencesTest {
+protected:
+    PageStoreTest() { Preferences::shared().setRowMemory(16); }
+
+    /// Stores a page of 3 MiB: five fit.
+    static void load(PageStore& store, qint64 page) {
+        const auto request = store.claim(page);
+        ASSERT_TRUE(request);
+        PageContent content;
+        content.rows.push_back({AttributedString(QString(3 << 19, u'x')), 0});
+        store.store(*request, std::move(content));
+    }
+    static void load(PageStore& store, std::initializer_list<qint64> pages) {
+        for (const qint64 page : pages)
+            load(store, page);
+    }
+    static QList<qint64> held(const PageStore& store) {
+        QList<qint64> pages;
+        for (qint64 page = 1; page <= 40; ++page)
+            if (store.row(pages::firstLine(page)).row)
+                pages.append(page);
+        return pages;
+    }
+};
+
+TEST_F(PageStoreTest, TheBoundCostsHiddenPagesFirstThenTheFarthest) {
+    PageStore hidden;
+    PageStore shown;
+    hidden.setHidden();
+    load(hidden, {1, 2, 3});
+    shown.setView(10, 11);
+    load(shown, {9, 10, 11, 12, 20});
+    EXPECT_EQ(held(hidden), QList<qint64>());
+    EXPECT_EQ(held(shown), QList<qint64>({9, 10, 11, 12, 20}));
+    load(shown, 30); // about to be looked at
+    EXPECT_EQ(held(shown), QList<qint64>({9, 10, 11, 12, 30}));
+    shown.setView(30, 30);
+    load(shown, 31);
+    EXPECT_EQ(held(shown), QList<qint64>({10, 11, 12, 30, 31}));
+    EXPECT_TRUE(shown.claim(9)) << "what has gone can be asked for again";
+    EXPECT_LE(PageMemory::shared().bytes(), std::size_t{16} << 20);
+}
+
+TEST_F(PageStoreTest, WhatIsLookedAtStaysWhateverItTakes) {
+    PageStore store;
+    store.setView(1, 9);
+    load(store, {1, 2, 3, 4, 5, 6, 7, 8, 9});
+    EXPECT_EQ(held(store).size(), 9);
+    store.setHidden();
+    PageStore other;
+    load(other, 1);
+    EXPECT_EQ(held(other), QList<qint64>({1}));
+    EXPECT_EQ(held(store).size(), 4);
+}
+
+} // namespace
+} // namespace korvane

@@ -1,5 +1,6 @@
 #include "app/Application.h"
 
+#include "app/EndSignals.h"
 #include "app/RequestServer.h"
 #include "app/SingleInstance.h"
 #include "app/Stores.h"
@@ -143,7 +144,10 @@ Application::Application(const CommandLine& commandLine, OpenRequest request, Si
                                        : std::unique_ptr<AlertPresenter>(new AlertBoxPresenter)),
       windows_(*alerts_), documents_(windows_, *alerts_), browsing_(documents_, *alerts_),
       notifications_(notificationHandlers()) {
-    QDir().mkpath(QFileInfo(settingsFilePath()).path());
+    const QString directory = QFileInfo(settingsFilePath()).path();
+    if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
+        QFile::setPermissions(directory,
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settingsFilePath()));
     preferences->registerDefaults(MachineFontCatalog());
     Preferences::setShared(std::move(preferences));
@@ -219,6 +223,12 @@ int Application::run() {
         // Drawn in four sizes for the task bar, which must not hold up the first rows.
         QTimer::singleShot(0, qApp, [] { QApplication::setWindowIcon(icon(QStringLiteral("korvane"))); });
     }
+    const EndSignals signals([this] {
+        if (commandLine_.snapshotPath)
+            QApplication::exit(1);
+        else
+            windows_.quit();
+    });
     const int status = runEventLoop();
     documents_.closeAllDocuments();
     // Nothing is saved from here on, so that the next copy need not wait for what still runs in this one.
@@ -294,9 +304,9 @@ bool Application::openPipe(const OpenRequest::File& request) {
     const CommandLine::File& file = request.place;
     const QByteArray name =
         file.standardInput ? QByteArray("Standard input") : file.path.mid(file.path.lastIndexOf('/') + 1);
-    auto started = request.input.isOpen() ? PipeCopier::start(request.input.number(), name)
-                   : file.standardInput   ? PipeCopier::start(STDIN_FILENO, name)
-                                          : PipeCopier::start(file.path, name);
+    auto started = request.input.isOpen() ? PipeCopier::start(request.input.number())
+                   : file.standardInput   ? PipeCopier::takeOver(STDIN_FILENO)
+                                          : PipeCopier::start(file.path);
     if (!started) {
         alerts_->present(
             {Alert::Kind::Error,
@@ -317,8 +327,11 @@ bool Application::openPipe(const OpenRequest::File& request) {
             return;
         open->loadMore();
         page->setSourceStatus(copyStatus(*copier));
+        page->setInputPause(copier->pauseReason());
     });
     page->setSourceStatus(copyStatus(*copier));
+    QObject::connect(page, &MainWindowController::inputGoOnRequested, page, [copier] { copier->goOn(); });
+    QObject::connect(page, &MainWindowController::inputEndRequested, page, [copier] { copier->stop(); });
     copier_ = copier;
     // The copy lives as long as the page that shows it.
     QObject::connect(page, &QObject::destroyed, page, [copier] { copier->stop(); });

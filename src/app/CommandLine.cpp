@@ -1,6 +1,9 @@
 #include "app/CommandLine.h"
 
+#include "foundation/FilePath.h"
+
 #include <QCoreApplication>
+#include <QUrl>
 
 #include <algorithm>
 #include <array>
@@ -46,6 +49,10 @@ bool isDigits(QByteArrayView text) {
 
 bool isRemoteUrl(const QByteArray& text) {
     return text.left(6).toLower() == "ssh://";
+}
+
+bool isFileUrl(const QByteArray& text) {
+    return text.left(7).toLower() == "file://";
 }
 
 /// The number of a line; nothing when it is 0 or too large to be one.
@@ -123,6 +130,11 @@ private:
         } else if (isRemoteUrl(argument)) {
             file.path = argument;
             file.isUrl = true;
+        } else if (isFileUrl(argument)) {
+            const QUrl url = QUrl::fromEncoded(argument);
+            if (!url.isValid() || !url.isLocalFile() || !(url.host().isEmpty() || url.host() == u"localhost"))
+                return usageError("“%1” is not the address of a file on this computer", argument);
+            file.path = localPath(url);
         } else if (file.line) {
             file.path = argument; // the line has been told: the name is a name
         } else {
@@ -154,7 +166,9 @@ private:
             value = argument.mid(equals + 1);
 
         const QByteArray name = option.mid(option.startsWith("--") ? 2 : 1);
-        const bool isSwitch = option == "--help" || option == "--version" || isOneOf(toolkitSwitches, name);
+        const bool isHelp = option == "--help" || option == "-h";
+        const bool isVersion = option == "--version" || option == "-V";
+        const bool isSwitch = isHelp || isVersion || isOneOf(toolkitSwitches, name);
         const bool takesValue = option == "--snapshot" || isOneOf(toolkitOptionsWithValue, name);
         if (!isSwitch && !takesValue)
             return usageError("unknown option “%1”", argument);
@@ -165,9 +179,9 @@ private:
         if (takesValue && (!value || value->isEmpty()))
             return usageError("“%1” needs a value", option);
 
-        if (option == "--help")
+        if (isHelp)
             result_.help = true;
-        else if (option == "--version")
+        else if (isVersion)
             result_.version = true;
         else if (option == "--snapshot")
             result_.snapshotPath = std::move(value);
@@ -211,8 +225,8 @@ QByteArray CommandLine::helpText() {
                "  --               what follows are files\n"
                "\n"
                "  --snapshot PNG   draw the window into a picture, without a display, and end\n"
-               "  --help           show this text and end\n"
-               "  --version        show the version and end\n"
+               "  -h, --help       show this text and end\n"
+               "  -V, --version    show the version and end\n"
                "\n"
                "Options of the Qt toolkit (-platform, -style, -display and so on) are passed on to it.\n")
         .toUtf8();

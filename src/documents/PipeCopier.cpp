@@ -1,25 +1,30 @@
 #include "documents/PipeCopier.h"
 
-#include "foundation/Descriptor.h"
+#include "core/Preferences.h"
 #include "foundation/FilePath.h"
 #include "foundation/work/MainThread.h"
 #include "foundation/work/OperationQueue.h"
 
 #include <QDir>
+#include <QFile>
+#include <QLocale>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <mutex>
+#include <optional>
 #include <poll.h>
-#include <set>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -36,48 +41,22 @@ QString systemText(int code) {
     return QString::fromLocal8Bit(std::strerror(code));
 }
 
-void removeCopy(const QByteArray& filePath) {
-    ::unlink(filePath.constData());
-    ::rmdir(filePath.left(filePath.lastIndexOf('/')).constData());
-}
+/// Looked at whenever so much has been written, and as often while it pauses.
+constexpr std::uint64_t bytesBetweenLooks = 16 << 20;
+constexpr std::chrono::milliseconds timeBetweenLooks{2000};
+/// So much of a file system stays free.
+constexpr std::uint64_t sharesOfDisk = 20;
 
-/// The copies there are, so that those of a program that ends without destroying its objects are removed as
-/// well.
-class LiveCopies {
-public:
-    static LiveCopies& shared() {
-        static LiveCopies* const instance = [] {
-            std::atexit([] { shared().removeAll(); });
-            return new LiveCopies;
-        }();
-        return *instance;
-    }
-
-    void add(const QByteArray& filePath) {
-        const std::lock_guard guard(mutex_);
-        paths_.insert(filePath);
-    }
-    void remove(const QByteArray& filePath) {
-        const std::lock_guard guard(mutex_);
-        removeCopy(filePath);
-        paths_.erase(filePath);
-    }
-
-private:
-    void removeAll() {
-        const std::lock_guard guard(mutex_);
-        for (const QByteArray& filePath : paths_)
-            removeCopy(filePath);
-        paths_.clear();
-    }
-
-    std::mutex mutex_;
-    std::set<QByteArray> paths_;
-};
-
-QByteArray safeFileName(QByteArray name) {
-    name.replace('/', '_').replace('\0', '_').truncate(NAME_MAX);
-    return name.isEmpty() || name == "." || name == ".." ? QByteArray("pipe") : name;
+/// Nothing when enough of the file system stays free; else how much is free.
+std::optional<std::uint64_t> littleSpaceLeft(int file) {
+    struct statvfs status {};
+    if (Preferences::shared().pipeReserve() == 0 || ::fstatvfs(file, &status) != 0)
+        return std::nullopt;
+    const std::uint64_t left = std::uint64_t{status.f_bavail} * status.f_frsize;
+    const std::uint64_t reserve =
+        std::max(std::uint64_t{status.f_blocks} * status.f_frsize / sharesOfDisk,
+                 static_cast<std::uint64_t>(Preferences::shared().pipeReserve()) << 20);
+    return left < reserve ? std::optional(left) : std::nullopt;
 }
 
 } // namespace
@@ -88,6 +67,9 @@ struct PipeCopier::Progress {
     std::atomic<std::uint64_t> bytesCopied{0};
     /// Whether a notice is on its way to the main thread.
     std::atomic<bool> noticePending{false};
+    /// The user wants to go on although little room is left.
+    std::atomic<bool> ignoresSpace{false};
+    std::atomic<std::uint64_t> bytesLeft{0};
     /// For notices. Main thread only.
     std::weak_ptr<PipeCopier> owner;
 
@@ -127,14 +109,18 @@ public:
           target_(std::move(target)), targetDirectory_(std::move(targetDirectory)), wake_(std::move(wake)) {
         // Also when it is cancelled before it begins.
         setCompletion([shared = progress_] {
-            State copying = State::Copying;
-            shared->state.compare_exchange_strong(copying, State::Ended);
+            if (shared->state != State::Failed)
+                shared->state = State::Ended;
             Progress::notify(shared);
         });
     }
 
     void cancel() override {
         Operation::cancel();
+        wake();
+    }
+    /// Looks again at once whether to go on.
+    void wake() const {
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(wake_.number(), &one, sizeof one);
     }
@@ -158,7 +144,7 @@ private:
 
     void copy() {
         std::vector<char> buffer(bufferSize);
-        while (waitForBytes()) {
+        while (waitForSpace() && waitForBytes()) {
             const ssize_t got = readSome(buffer);
             if (got < 0 && (errno == EINTR || errno == EAGAIN))
                 continue;
@@ -168,6 +154,33 @@ private:
                 return;
             changed_ = true;
         }
+    }
+
+    /// Waits until there is room for more, or the user wants to go on without; false when cancelled.
+    bool waitForSpace() {
+        if (progress_->bytesCopied < nextLook_ || progress_->ignoresSpace)
+            return true;
+        while (!isCancelled()) {
+            const auto left = littleSpaceLeft(target_.number());
+            const bool pauses = left && !progress_->ignoresSpace;
+            progress_->bytesLeft = left.value_or(0);
+            if (progress_->state.exchange(pauses ? State::Paused : State::Copying) !=
+                (pauses ? State::Paused : State::Copying))
+                Progress::notify(progress_);
+            if (!pauses) {
+                nextLook_ = progress_->bytesCopied + bytesBetweenLooks;
+                return true;
+            }
+            pollfd polled{wake_.number(), POLLIN, 0};
+            ::poll(&polled, 1, static_cast<int>(timeBetweenLooks.count()));
+            forgetWakes();
+        }
+        return false;
+    }
+
+    void forgetWakes() const {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const auto taken = ::read(wake_.number(), &count, sizeof count);
     }
 
     /// Waits until something can be read, and tells meanwhile what has been copied; false when cancelled.
@@ -185,6 +198,7 @@ private:
                 ::poll(polled.data(), polled.size(), changed_ ? static_cast<int>(rest.count()) : -1);
             if (isCancelled())
                 return false;
+            forgetWakes();
             if (ready > 0 && polled[0].revents != 0)
                 return true;
         }
@@ -229,8 +243,9 @@ private:
     const QByteArray sourcePath_;
     const Descriptor target_;
     const QString targetDirectory_;
-    /// Readable once cancelled.
+    /// Readable once something has changed.
     const Descriptor wake_;
+    std::uint64_t nextLook_ = 0;
     bool changed_ = false;
     Clock::time_point lastNotice_;
 };
@@ -251,7 +266,7 @@ bool PipeCopier::mustCopy(const QByteArray& path) {
     struct stat status {};
     if (::stat(path.constData(), &status) != 0)
         return false;
-    if (S_ISFIFO(status.st_mode))
+    if (S_ISFIFO(status.st_mode) || isMadeUp(path))
         return true;
     const int inherited = descriptorNamed(path);
     if (S_ISSOCK(status.st_mode))
@@ -264,63 +279,88 @@ bool PipeCopier::mustCopy(const QByteArray& path) {
     return device.isOpen() && ::isatty(device.number()) != 0;
 }
 
-Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int descriptor, const QByteArray& name,
-                                                      const QByteArray& directory) {
+bool PipeCopier::isMadeUp(const QByteArray& path) {
+    struct stat status {};
+    struct statfs place {};
+    if (::stat(path.constData(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != 0 ||
+        ::statfs(path.constData(), &place) != 0)
+        return false;
+    constexpr std::array kinds{PROC_SUPER_MAGIC,   SYSFS_MAGIC,         DEBUGFS_MAGIC,   TRACEFS_MAGIC,
+                               CGROUP_SUPER_MAGIC, CGROUP2_SUPER_MAGIC, SECURITYFS_MAGIC};
+    return std::ranges::find(kinds, static_cast<int>(place.f_type)) != kinds.end();
+}
+
+Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int descriptor, const QByteArray& directory) {
     const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
     if (own < 0)
         return Error{errno, QStringLiteral("POSIX"),
                      tr("The input cannot be read: %1").arg(systemText(errno))};
-    return start(own, {}, name, directory);
+    return start(own, {}, directory);
 }
 
-Result<std::shared_ptr<PipeCopier>> PipeCopier::start(const QByteArray& path, const QByteArray& name,
-                                                      const QByteArray& directory) {
+Result<std::shared_ptr<PipeCopier>> PipeCopier::takeOver(int inherited, const QByteArray& directory) {
+    auto copier = start(inherited, directory);
+    if (const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC)); copier && null.isOpen())
+        ::dup2(null.number(), inherited);
+    return copier;
+}
+
+Result<std::shared_ptr<PipeCopier>> PipeCopier::start(const QByteArray& path, const QByteArray& directory) {
     if (const int inherited = descriptorNamed(path); inherited >= 0)
-        return start(inherited, name, directory);
-    return start(-1, path, name, directory);
+        return takeOver(inherited, directory);
+    return start(-1, path, directory);
 }
 
 Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int ownedDescriptor, const QByteArray& path,
-                                                      const QByteArray& name, QByteArray directory) {
+                                                      QByteArray directory) {
     Descriptor source(ownedDescriptor);
     if (directory.isEmpty())
         directory = QFile::encodeName(QDir::tempPath());
     QByteArray place = directory + "/korvane-XXXXXX";
-    const bool made = ::mkdtemp(place.data()) != nullptr; // for its owner only
-    const QByteArray filePath = place + '/' + safeFileName(name);
-    Descriptor target(made ? ::open(filePath.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)
-                           : -1);
-    Descriptor wake(target.isOpen() ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
-    if (!wake.isOpen()) {
-        const int code = errno;
-        if (made)
-            removeCopy(filePath);
-        return Error{code, QStringLiteral("POSIX"),
+    Descriptor target(::mkostemp(place.data(), O_CLOEXEC)); // for its owner only
+    if (target.isOpen())
+        ::unlink(place.constData());
+    Descriptor copy(target.isOpen() ? ::fcntl(target.number(), F_DUPFD_CLOEXEC, 0) : -1);
+    Descriptor wake(copy.isOpen() ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
+    if (!wake.isOpen())
+        return Error{errno, QStringLiteral("POSIX"),
                      tr("No file can be made in “%1” to keep the input: %2. Name another place in the "
                         "environment variable TMPDIR, and start again.")
-                         .arg(QString::fromUtf8(directory), systemText(code))};
-    }
+                         .arg(QString::fromUtf8(directory), systemText(errno))};
 
     const auto progress = std::make_shared<Progress>();
-    std::shared_ptr<PipeCopier> copier(new PipeCopier(progress, filePath));
+    std::shared_ptr<PipeCopier> copier(new PipeCopier(progress, std::move(copy)));
     progress->owner = copier;
-    copier->queue_->addOperation(std::make_shared<Copy>(progress, std::move(source), path, std::move(target),
-                                                        QString::fromUtf8(directory), std::move(wake)));
+    const auto operation = std::make_shared<Copy>(progress, std::move(source), path, std::move(target),
+                                                  QString::fromUtf8(directory), std::move(wake));
+    copier->operation_ = operation;
+    copier->queue_->addOperation(operation);
     return copier;
 }
 
-PipeCopier::PipeCopier(std::shared_ptr<Progress> progress, QByteArray filePath)
-    : progress_(std::move(progress)), filePath_(std::move(filePath)),
-      queue_(std::make_unique<OperationQueue>("Pipe copy queue", 1)) {
-    LiveCopies::shared().add(filePath_);
-}
+PipeCopier::PipeCopier(std::shared_ptr<Progress> progress, Descriptor copy)
+    : progress_(std::move(progress)), copy_(std::move(copy)),
+      queue_(std::make_unique<OperationQueue>("Pipe copy queue", 1)) {}
 
 PipeCopier::~PipeCopier() {
-    LiveCopies::shared().remove(filePath_);
+    stop();
 }
 
 QUrl PipeCopier::fileUrl() const {
-    return fileUrlFromPath(filePath_);
+    return fileUrlFromPath("/proc/self/fd/" + QByteArray::number(copy_.number()));
+}
+
+QString PipeCopier::pauseReason() const {
+    if (progress_->state != State::Paused)
+        return {};
+    return tr("Reading pauses: only %1 are left where the input is kept")
+        .arg(QLocale().formattedDataSize(static_cast<qint64>(progress_->bytesLeft.load())));
+}
+
+void PipeCopier::goOn() {
+    progress_->ignoresSpace = true;
+    if (const auto operation = operation_.lock())
+        operation->wake();
 }
 
 PipeCopier::State PipeCopier::state() const {

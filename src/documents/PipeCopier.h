@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Descriptor.h"
 #include "foundation/Result.h"
 
 #include <QByteArray>
@@ -17,13 +18,18 @@ class OperationQueue;
 /// Makes an ordinary file of what comes in by a pipe (standard input, a named pipe, a process substitution, a
 /// terminal), so that it can be shown and searched like any other while it still grows.
 ///
-/// Main thread; the copying goes on in the background. The file lies in a directory that only the user may
-/// enter, and both are gone with the object, at the latest when the program ends.
+/// Main thread; the copying goes on in the background. The file has no name in the file system: it goes with
+/// the object, and with the program however that ends.
 class PipeCopier {
     Q_DECLARE_TR_FUNCTIONS(korvane::PipeCopier)
 
 public:
-    enum class State { Copying, Ended, Failed };
+    enum class State {
+        Copying,
+        Paused, ///< too little room is left where the copy lies
+        Ended,
+        Failed,
+    };
 
     /// Whether what a path leads to can only be read once, from its start, so that it has to be copied.
     static bool mustCopy(const QByteArray& path);
@@ -33,19 +39,26 @@ public:
     /// knows.
     static int descriptorNamed(const QByteArray& path);
 
+    /// Whether a path leads to a file that the kernel makes up as it is read: it has no size, and shows
+    /// something else whenever it is read anew.
+    static bool isMadeUp(const QByteArray& path);
+
     /// Starts to copy what can be read from `descriptor`, which stays the caller's and may be closed at once.
-    /// `name` becomes the file's name. `directory`: where to put it; empty = the system's temporary
-    /// directory. Fails when the file cannot be made.
-    static Result<std::shared_ptr<PipeCopier>> start(int descriptor, const QByteArray& name,
-                                                     const QByteArray& directory = {});
+    /// `directory`: where to put the copy; empty = the system's temporary directory. Fails when it cannot be
+    /// made.
+    static Result<std::shared_ptr<PipeCopier>> start(int descriptor, const QByteArray& directory = {});
     /// The same for a path. It is opened in the background: a named pipe's writer may come at any time later.
-    static Result<std::shared_ptr<PipeCopier>> start(const QByteArray& path, const QByteArray& name,
+    static Result<std::shared_ptr<PipeCopier>> start(const QByteArray& path,
                                                      const QByteArray& directory = {});
+    /// The same for a descriptor that the program has inherited, which is given up: when the copying ends,
+    /// the writer learns that nobody reads.
+    static Result<std::shared_ptr<PipeCopier>> takeOver(int inherited, const QByteArray& directory = {});
 
     ~PipeCopier();
     PipeCopier(const PipeCopier&) = delete;
     PipeCopier& operator=(const PipeCopier&) = delete;
 
+    /// Leads to the copy from within this process, for as long as this object lives.
     QUrl fileUrl() const;
     State state() const;
     /// Why it failed and what can be done about it. Empty in the other states.
@@ -57,6 +70,10 @@ public:
     /// end.
     void setOnChange(std::function<void()> onChange) { onChange_ = std::move(onChange); }
 
+    /// Why it pauses; empty in the other states.
+    QString pauseReason() const;
+    /// Goes on although little room is left, until there is none.
+    void goOn();
     /// Ends the copying where it is, without waiting for it; it counts as ended.
     void stop();
 
@@ -64,13 +81,15 @@ private:
     struct Progress;
     class Copy;
 
-    explicit PipeCopier(std::shared_ptr<Progress> progress, QByteArray filePath);
+    PipeCopier(std::shared_ptr<Progress> progress, Descriptor copy);
     static Result<std::shared_ptr<PipeCopier>> start(int ownedDescriptor, const QByteArray& path,
-                                                     const QByteArray& name, QByteArray directory);
+                                                     QByteArray directory);
 
     const std::shared_ptr<Progress> progress_;
-    const QByteArray filePath_;
+    const Descriptor copy_;
     const std::unique_ptr<OperationQueue> queue_;
+    /// The queue alone keeps it: the pipe is let go of as soon as the copying ends.
+    std::weak_ptr<Copy> operation_;
     std::function<void()> onChange_;
 };
 

@@ -2,7 +2,9 @@
 
 #include <QList>
 
+#include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace korvane {
@@ -10,20 +12,26 @@ namespace {
 
 QByteArray currentDirectory() {
     char buffer[PATH_MAX];
-    return ::getcwd(buffer, sizeof buffer) ? QByteArray(buffer) : QByteArray("/");
+    // A directory that has been deleted has no path, but still is one.
+    return ::getcwd(buffer, sizeof buffer) ? QByteArray(buffer) : QByteArray("/proc/self/cwd");
 }
 
+/// As the kernel would go it: what ".." is behind a symbolic link, only the file system knows.
 QByteArray withoutDots(const QByteArray& absolutePath) {
-    QList<QByteArray> kept;
+    QByteArray path;
     for (const QByteArray& part : absolutePath.split('/')) {
         if (part.isEmpty() || part == ".")
             continue;
-        if (part != "..")
-            kept.append(part);
-        else if (!kept.isEmpty())
-            kept.removeLast();
+        if (part != "..") {
+            path += '/' + part;
+            continue;
+        }
+        char real[PATH_MAX];
+        if (::realpath(path.isEmpty() ? "/" : path.constData(), real))
+            path = real;
+        path.truncate(std::max<qsizetype>(path.lastIndexOf('/'), 0));
     }
-    return '/' + kept.join('/');
+    return path.isEmpty() ? QByteArray("/") : path;
 }
 
 /// Line and paragraph separators, and the marks by which a name could show its parts in another order.

@@ -1,6 +1,7 @@
 #include "foundation/archive/UserDefaults.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QUrl>
 
 namespace korvane {
@@ -81,6 +82,8 @@ void UserDefaults::write(const QString& key, const QVariant& value) {
         else
             store_->remove(storedKey(key));
         store_->sync();
+        // Addresses of servers and files are nobody else's business.
+        QFile::setPermissions(store_->fileName(), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
         writeFault_ =
             store_->status() == QSettings::NoError
                 ? QString()

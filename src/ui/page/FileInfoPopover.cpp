@@ -32,14 +32,16 @@ FileInfoPopover::FileInfoPopover(Document& document, qint64 lineCount, QWidget* 
     setAttribute(Qt::WA_DeleteOnClose);
     setFrameStyle(QFrame::StyledPanel | QFrame::Raised);
     setAccessibleName(tr("About this file"));
-    const QString path = displayPath(document.fileUrl());
     auto* form = new QFormLayout(this);
     form->setContentsMargins(14, 12, 14, 12);
     form->setLabelAlignment(Qt::AlignRight);
     addRow(*form, tr("Name:"), document.displayName());
     if (!document.fileUrl().isLocalFile())
         addRow(*form, tr("Server:"), document.fileUrl().authority());
-    addRow(*form, tr("Path:"), path);
+    if (document.isTransient())
+        addRow(*form, tr("Path:"), tr("none, it came by a pipe"));
+    else
+        addRow(*form, tr("Path:"), displayPath(document.fileUrl()));
     const QString unknown = QStringLiteral("–");
     size_ = addRow(*form, tr("Size:"), unknown);
     modified_ = addRow(*form, tr("Modified:"), unknown);
@@ -47,11 +49,12 @@ FileInfoPopover::FileInfoPopover(Document& document, qint64 lineCount, QWidget* 
     addRow(*form, tr("Encoding:"), encodingName(document.fileEncoding()));
     addRow(*form, tr("Lines:"), QLocale().toString(lineCount));
     auto* copy = new QPushButton(icon(QStringLiteral("copy")), tr("&Copy Path"), this);
-    connect(copy, &QPushButton::clicked, this, [this, path] {
+    connect(copy, &QPushButton::clicked, this, [this, path = displayPath(document.fileUrl())] {
         QApplication::clipboard()->setText(path);
         close();
     });
     form->addRow(QString(), copy);
+    copy->setEnabled(!document.isTransient());
     copy->setFocus();
     document.askFileInformation([self = QPointer(this)](const std::optional<FileInformation>& information) {
         if (self && information)

@@ -70,7 +70,7 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
       lineMarker_(new LineMarker(document_, dataSource_, this)),
       copyQueue_(std::make_unique<OperationQueue>("Copy queue", 1)) {
     auto& preferences = Preferences::shared();
-    const QString fileId = absoluteString(document_->fileUrl());
+    const QString fileId = document_->settingsId();
     wrappingLines_ =
         preferences.hasWrapLines(fileId) ? preferences.isWrapLines(fileId) : preferences.wrapLines();
     document_->setWrapping(wrappingLines_);
@@ -130,6 +130,10 @@ bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
         QMetaObject::invokeMethod(
             this, [this] { updateLineColumnWidth(); }, Qt::QueuedConnection);
     }
+    if (watched == tableView_ && event->type() == QEvent::Hide)
+        dataSource_->viewHidden();
+    else if (watched == tableView_ && event->type() == QEvent::Show)
+        visibleRowsChanged();
     return QObject::eventFilter(watched, event);
 }
 
@@ -216,6 +220,16 @@ void LogViewController::visibleRowsChanged() {
 
 qint64 LogViewController::lineCount() const {
     return dataSource_->rowStart() + tableView_->rowCount();
+}
+
+bool LogViewController::isAtStart() const {
+    return tableView_->firstVisibleRow() == 0 && tableView_->selection().isEmpty();
+}
+
+bool LogViewController::endsWithEmptyRow() const {
+    const auto reader = document_->logReader();
+    const qint64 lines = reader ? reader->lineCount() : 0;
+    return lines > 1 && lines == lineCount() && reader->byteCount(lines, 1) == 0;
 }
 
 std::optional<qint64> LogViewController::validLineNumber(const QString& text) const {
@@ -500,8 +514,7 @@ void LogViewController::setWrappingLines(bool wrapping) {
         return;
     wrappingLines_ = wrapping;
     document_->setWrapping(wrapping);
-    if (!document_->isTransient())
-        Preferences::shared().setWrapLines(wrapping, absoluteString(document_->fileUrl()));
+    Preferences::shared().setWrapLines(wrapping, document_->settingsId());
     tableView_->delegate().setWrapping(wrapping);
     updateLineColumnWidth();
     tableView_->layoutChanged();
@@ -559,8 +572,7 @@ bool LogViewController::hidesUnclaimedLines() const {
 
 void LogViewController::setHidesUnclaimedLines(bool hides) {
     dataSource_->setDefaultLineAction(hides ? DefaultFilterLineAction::hide : DefaultFilterLineAction::show);
-    NotificationCenter::shared().post(notification::activeRulesChanged, absoluteString(document_->fileUrl()),
-                                      this);
+    NotificationCenter::shared().post(notification::activeRulesChanged, document_->settingsId(), this);
 }
 
 QString LogViewController::textForNewRule() const {

@@ -62,6 +62,10 @@ public:
     void goToFirstLine();
     /// Also follows the end from now on, while the file is followed.
     void goToLastLine();
+    /// The first line is at the top, and nothing has been chosen yet.
+    bool isAtStart() const;
+    /// The last row is the empty one behind a final line feed.
+    bool endsWithEmptyRow() const;
     /// All lines but the last one leave the view; search results go too.
     void clearView();
     /// Whether lines were cleared away, so that `showAllLines` has something to bring back.

@@ -10,15 +10,22 @@
 #include "ui/desktop/FileService.h"
 #include "ui/desktop/TerminalHandOff.h"
 #include "ui/page/ConnectionStrip.h"
+#include "ui/page/EncodingMenu.h"
 #include "ui/page/FileInfoPopover.h"
 #include "ui/page/FooterViewController.h"
 #include "ui/page/LogViewController.h"
+#include "ui/page/NoticeStrip.h"
 #include "ui/widgets/ProgressStrip.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QLabel>
 #include <QLocale>
 #include <QPointer>
 #include <QTime>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -30,38 +37,35 @@ constexpr auto progressInterval = 50ms;
 constexpr auto progressDelay = 300ms;
 constexpr auto fileCheckInterval = 1500ms;
 
-QString faultText(FileFault fault) {
-    switch (fault) {
-    case FileFault::None:
-        return {};
-    case FileFault::Removed:
-        return MainWindowController::tr("The file has been removed: these are its last lines");
-    case FileFault::Replaced:
-        return MainWindowController::tr("Another file has taken this file's place: open it again to see it");
-    case FileFault::Truncated:
-        return MainWindowController::tr(
-            "The file has been cut short: open it again to see what it holds now");
-    }
-    return {};
-}
-
 } // namespace
 
 MainWindowController::MainWindowController(std::shared_ptr<Document> document, AlertPresenter& alerts,
                                            QWidget* parent)
     : QWidget(parent), document_(std::move(document)), alerts_(alerts),
       logView_(new LogViewController(document_, alerts, this)), connectionStrip_(new ConnectionStrip(this)),
+      noticeStrip_(new NoticeStrip(this)), emptyReason_(new QLabel(&logView_->tableView())),
       loadStrip_(new ProgressStrip(this)), copyStrip_(new ProgressStrip(this)),
-      footer_(new FooterViewController(this)) {
+      footer_(new FooterViewController(this)), notices_(*document_) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(connectionStrip_);
+    layout->addWidget(noticeStrip_);
     layout->addWidget(&logView_->tableView(), 1);
     layout->addWidget(loadStrip_);
     layout->addWidget(copyStrip_);
     layout->addWidget(footer_);
     setFocusProxy(&logView_->tableView());
+    emptyReason_->setTextFormat(Qt::PlainText);
+    emptyReason_->setWordWrap(true);
+    emptyReason_->setAlignment(Qt::AlignCenter);
+    emptyReason_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    emptyReason_->hide();
+    connect(noticeStrip_, &NoticeStrip::remedyChosen, this, &MainWindowController::remedy);
+    connect(noticeStrip_, &NoticeStrip::dismissed, this, [this] {
+        notices_.dismissCurrent();
+        showNotices();
+    });
     document_->setWindow(this);
 
     connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
@@ -141,6 +145,18 @@ void MainWindowController::showConnection() {
     Q_EMIT connectionChanged();
 }
 
+bool MainWindowController::canReload() const {
+    return document_->connectionState() == ConnectionState::Local && !document_->isTransient();
+}
+
+void MainWindowController::reload() {
+    if (document_->isClosed() || !canReload())
+        return;
+    notices_.readAnew();
+    document_->reload();
+    updateFooter();
+}
+
 bool MainWindowController::isLoading() const {
     if (document_->connectionState() == ConnectionState::Unconnected)
         return false;
@@ -195,6 +211,9 @@ void MainWindowController::updateProgress() {
         loadStrip_->finish(progress->statusText());
         progressTimer_.stop();
         logView_->loadEnded();
+        if (Preferences::shared().openAtEnd() && Preferences::shared().startTailingOnFileOpen() &&
+            !std::exchange(hasLoaded_, true) && logView_->isAtStart())
+            logView_->goToLastLine();
         updateFooter();
         Q_EMIT loadEnded();
         return;
@@ -214,33 +233,85 @@ void MainWindowController::updateFooter() {
     // The file may be read anew, for another encoding.
     if (isLoading() && !progressTimer_.isActive())
         progressTimer_.start(progressInterval);
-    footer_->setFileName(document_->displayName(), displayAddress(document_->fileUrl()));
+    footer_->setFileName(document_->displayName(), document_->displayPlace());
     const bool tails = isTailing();
     footer_->setStatus(tails ? QStringLiteral("bullet_green") : QStringLiteral("bullet_red"),
                        tails ? tr("Polling (%1s)")
                                    .arg(QString::number(Preferences::shared().pollingInterval(), 'g',
                                                         QLocale::FloatingPointShortest))
                              : tr("Stopped"));
-    footer_->setLineCount(logView_->lineCount());
+    footer_->setLineCount(logView_->lineCount() - (logView_->endsWithEmptyRow() ? 1 : 0));
     footer_->setFileSize(document_->knownFileSize());
     footer_->setEncodingName(encodingName(document_->fileEncoding()));
-    showStanding();
+    footer_->setStanding(sourceStatus_, false);
+    showNotices();
 }
 
-void MainWindowController::showStanding() {
-    QString warning = document_->openFault();
-    if (warning.isEmpty())
-        warning = fileFault_;
-    if (warning.isEmpty() && fileStatusIsWarning_)
-        warning = fileStatusText_;
-    if (warning.isEmpty() && logView_->hasInvalidLines())
-        warning = tr("Bytes that are not valid %1 are shown as �. Choose another encoding in View > Text "
-                     "Encoding")
-                      .arg(encodingName(document_->fileEncoding()));
-    if (!warning.isEmpty())
-        footer_->setStanding(warning, true);
-    else
-        footer_->setStanding(fileStatusText_.isEmpty() ? sourceStatus_ : fileStatusText_, false);
+void MainWindowController::showNotices() {
+    notices_.setHasInvalidLines(logView_->hasInvalidLines());
+    noticeStrip_->showNotice(notices_.current());
+    emptyReason_->setText(document_->openFault());
+    placeEmptyReason();
+}
+
+void MainWindowController::placeEmptyReason() {
+    const bool isEmpty = !emptyReason_->text().isEmpty() && logView_->lineCount() <= 1;
+    emptyReason_->setVisible(isEmpty);
+    if (!isEmpty)
+        return;
+    QPalette colors = emptyReason_->palette();
+    colors.setColor(QPalette::WindowText, Preferences::shared().logViewForeground());
+    emptyReason_->setPalette(colors);
+    const QRect room = logView_->tableView().rect();
+    const int margin = room.width() / 8;
+    emptyReason_->setGeometry(room.adjusted(margin, room.height() / 6, -margin, -room.height() / 2));
+}
+
+void MainWindowController::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    // After the layout.
+    QMetaObject::invokeMethod(
+        this, [this] { placeEmptyReason(); }, Qt::QueuedConnection);
+}
+
+void MainWindowController::showStoreFault(const QString& text) {
+    notices_.setStoreFault(text);
+    showNotices();
+}
+
+void MainWindowController::setInputPause(const QString& reason) {
+    notices_.setInputPause(reason);
+    showNotices();
+}
+
+void MainWindowController::remedy(PageNotice::Remedy remedy) {
+    switch (remedy) {
+    case PageNotice::Remedy::Reload:
+        reload();
+        break;
+    case PageNotice::Remedy::ChooseEncoding:
+        chooseEncoding();
+        break;
+    case PageNotice::Remedy::GoOn:
+        Q_EMIT inputGoOnRequested();
+        break;
+    case PageNotice::Remedy::End:
+        Q_EMIT inputEndRequested();
+        break;
+    case PageNotice::Remedy::CopyText:
+        QGuiApplication::clipboard()->setText(noticeStrip_->notice().text);
+        break;
+    }
+}
+
+void MainWindowController::chooseEncoding() {
+    auto* menu = new EncodingMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->setChoice(document_->encodingChoice());
+    connect(menu, &EncodingMenu::chosen, this,
+            [this](EncodingChoice choice) { logView_->setEncodingChoice(choice); });
+    menu->popup(noticeStrip_->mapToGlobal(noticeStrip_->rect().bottomRight()) -
+                QPoint(menu->sizeHint().width(), 0));
 }
 
 // ---- Following
@@ -260,39 +331,13 @@ void MainWindowController::stopTailing() {
 }
 
 void MainWindowController::tailingHasChanged() {
-    // The two ways of watching the file do not speak at once.
-    if (isTailing())
-        fileFault_.clear();
-    else
-        fileStatusText_.clear();
-    fileStatusIsWarning_ = fileStatusIsWarning_ && !fileStatusText_.isEmpty();
+    notices_.followingChanged(isTailing());
     updateFooter();
     Q_EMIT tailingChanged();
 }
 
 void MainWindowController::fileStatusChanged(FileStatus status) {
-    const QString time = QLocale().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss"));
-    fileStatusIsWarning_ = false;
-    switch (status) {
-    case FileStatus::Present:
-        fileStatusText_.clear();
-        break;
-    case FileStatus::Rotated:
-        fileStatusText_ = tr("The file was rotated at %1: these are the lines of the new one").arg(time);
-        break;
-    case FileStatus::Truncated:
-        fileStatusText_ = tr("The file was cut short at %1: this is what it holds now").arg(time);
-        break;
-    case FileStatus::Deleted:
-        fileStatusText_ =
-            tr("The file has been deleted: these are its last lines. It is picked up when it returns");
-        fileStatusIsWarning_ = true;
-        break;
-    case FileStatus::Unreadable:
-        fileStatusText_ = tr("The file cannot be read any more: these are the lines read before");
-        fileStatusIsWarning_ = true;
-        break;
-    }
+    notices_.setStatus(status, QTime::currentTime());
     updateFooter();
 }
 
@@ -303,7 +348,7 @@ void MainWindowController::checkFile() {
     document_->checkFile([self](FileFault fault) {
         if (!self || self->isTailing())
             return;
-        self->fileFault_ = faultText(fault);
+        self->notices_.setFault(fault);
         self->updateFooter();
     });
 }

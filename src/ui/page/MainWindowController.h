@@ -3,9 +3,12 @@
 #include "core/FileStatusNotificationObject.h"
 #include "foundation/archive/UserDefaults.h"
 #include "foundation/notices/NotificationCenter.h"
+#include "ui/page/FileNotices.h"
 
 #include <QTimer>
 #include <QWidget>
+
+class QLabel;
 
 #include <functional>
 #include <memory>
@@ -17,6 +20,7 @@ class AlertPresenter;
 class ConnectionStrip;
 class Document;
 class FooterViewController;
+class NoticeStrip;
 class LogViewController;
 class ProgressStrip;
 
@@ -50,8 +54,15 @@ public:
     /// The file lies on a server that there is no connection with, and none is being made.
     bool canConnect() const;
     void connectToServer();
+    /// Reads a local file anew from its path.
+    void reload();
+    bool canReload() const;
     /// Tells the user something in the footer, for some seconds.
     void showUserUpdate(const QString& text);
+    /// Reading what comes by a pipe pauses, and why; empty when it goes on.
+    void setInputPause(const QString& reason);
+    /// Tells of what the program keeps and could not write, until the user puts it aside.
+    void showStoreFault(const QString& text);
 
 Q_SIGNALS:
     /// The user gave up the first scan: the document is to be closed.
@@ -60,14 +71,23 @@ Q_SIGNALS:
     void loadEnded();
     /// Following has begun or ended.
     void tailingChanged();
+    /// The user has decided about a pause.
+    void inputGoOnRequested();
+    void inputEndRequested();
     /// `canConnect` may answer differently.
     void connectionChanged();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void updateFooter();
     void updateProgress();
-    void showStanding();
+    void showNotices();
+    void remedy(PageNotice::Remedy remedy);
+    void chooseEncoding();
     void showConnection();
+    void placeEmptyReason();
     void checkFile();
     void tailingHasChanged();
     void fileStatusChanged(FileStatus status);
@@ -76,16 +96,16 @@ private:
     AlertPresenter& alerts_;
     LogViewController* logView_;
     ConnectionStrip* connectionStrip_;
+    NoticeStrip* noticeStrip_;
+    QLabel* emptyReason_;
     ProgressStrip* loadStrip_;
     ProgressStrip* copyStrip_;
     FooterViewController* footer_;
     QTimer progressTimer_;
     QTimer fileTimer_;
-    QString fileFault_;
     QString sourceStatus_;
-    /// What the one who follows the file has last found at its path.
-    QString fileStatusText_;
-    bool fileStatusIsWarning_ = false;
+    FileNotices notices_;
+    bool hasLoaded_ = false;
     std::vector<NotificationToken> tokens_;
     UserDefaults::Token preferencesToken_;
 };

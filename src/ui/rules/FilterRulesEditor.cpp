@@ -169,7 +169,7 @@ void FilterRulesEditor::setDocument(const std::shared_ptr<Document>& document,
 
 QString FilterRulesEditor::docKey() const {
     const auto document = document_.lock();
-    return document && !document->isClosed() ? absoluteString(document->fileUrl()) : QString();
+    return document && !document->isClosed() ? document->settingsId() : QString();
 }
 
 void FilterRulesEditor::updateDocumentRow() {

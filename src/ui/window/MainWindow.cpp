@@ -210,7 +210,8 @@ void MainWindow::updateTitles() {
     for (const MainWindowController* page : pages()) {
         names.append(page->document()->displayName());
         const QUrl& url = page->document()->fileUrl();
-        paths.append(url.isLocalFile() ? displayPath(url) : u'/' + url.host() + displayPath(url));
+        paths.append(url.isLocalFile() ? page->document()->displayPlace()
+                                       : u'/' + url.host() + displayPath(url));
     }
     const QStringList titles = tabTitles(names, paths);
     for (int i = 0; i < tabs_->count(); ++i) {
@@ -235,7 +236,7 @@ void MainWindow::showState(MainWindowController& page, qint64 count) {
     tabs_->setTabIcon(index, isCutOff    ? icon(QStringLiteral("bullet_red"))
                              : count > 0 ? icon(QStringLiteral("bullet_blue"))
                                          : QIcon());
-    QString toolTip = displayAddress(page.document()->fileUrl());
+    QString toolTip = page.document()->displayPlace();
     if (count > 0)
         toolTip +=
             u'\n' + (count == 1 ? tr("1 new line") : tr("%1 new lines").arg(QLocale().toString(count)));

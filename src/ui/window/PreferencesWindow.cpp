@@ -13,6 +13,7 @@
 #include <QLocale>
 #include <QPushButton>
 #include <QSignalBlocker>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -90,7 +91,7 @@ QWidget* PreferencesWindow::makePollingInterval() {
     auto* row = new QWidget(this);
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    auto* label = new QLabel(tr("Look for &new lines every"), row);
+    auto* label = new QLabel(tr("Look for new l&ines every"), row);
     pollingInterval_ = new SecondsBox(row);
     pollingInterval_->setDecimals(2);
     pollingInterval_->setRange(Preferences::shortestPollingInterval, Preferences::longestPollingInterval);
@@ -106,6 +107,31 @@ QWidget* PreferencesWindow::makePollingInterval() {
     refreshers_.emplace_back([this] {
         const QSignalBlocker blocker(pollingInterval_);
         pollingInterval_->setValue(Preferences::shared().pollingInterval());
+    });
+    return row;
+}
+
+QWidget* PreferencesWindow::makeRowMemory() {
+    auto* row = new QWidget(this);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* label = new QLabel(tr("&Memory for the rows of all open files"), row);
+    auto* memory = new QSpinBox(row);
+    memory->setRange(Preferences::leastRowMemory, Preferences::mostRowMemory);
+    memory->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
+    memory->setSuffix(tr(" MiB"));
+    memory->setKeyboardTracking(false);
+    memory->setToolTip(
+        tr("Rows that have been looked at stay ready up to this. Those on the screen always do"));
+    label->setBuddy(memory);
+    layout->addWidget(label);
+    layout->addWidget(memory);
+    layout->addStretch();
+    connect(memory, &QSpinBox::valueChanged, this,
+            [](int mebibytes) { Preferences::shared().setRowMemory(mebibytes); });
+    refreshers_.emplace_back([memory] {
+        const QSignalBlocker blocker(memory);
+        memory->setValue(Preferences::shared().rowMemory());
     });
     return row;
 }
@@ -127,6 +153,8 @@ QWidget* PreferencesWindow::makeGeneralPage() {
     QVBoxLayout& layout = *addPage(page);
     addSwitch(layout, tr("&Follow a file as soon as it is opened"), &Preferences::startTailingOnFileOpen,
               &Preferences::setStartTailingOnFileOpen);
+    addSwitch(layout, tr("Open followed files at their e&nd"), &Preferences::openAtEnd,
+              &Preferences::setOpenAtEnd);
     addSwitch(layout, tr("Scrolling to the &bottom goes on following the end"),
               &Preferences::autoTailOnScroll, &Preferences::setAutoTailOnScroll);
     layout.addWidget(makePollingInterval());
@@ -139,6 +167,7 @@ QWidget* PreferencesWindow::makeGeneralPage() {
               &Preferences::setLazyLoadFile);
     addNote(layout,
             tr("Off, a file is held in memory as a whole. That suits small files on slow disks only."));
+    layout.addWidget(makeRowMemory());
     addSwitch(layout, tr("Show the &welcome window at the start"), &Preferences::showWelcomeWinOnStart,
               &Preferences::setShowWelcomeWinOnStart);
     addSwitch(layout, tr("&Open the files of the last time again"), &Preferences::reopenDocuments,

@@ -39,6 +39,7 @@ private:
     /// Explains the control before it, in small letters.
     void addNote(QVBoxLayout& layout, const QString& text);
     QWidget* makePollingInterval();
+    QWidget* makeRowMemory();
     void addColor(QFormLayout& form, const QString& label, QColor (Preferences::*value)() const,
                   void (Preferences::*setValue)(const QColor&));
     void chooseFont();

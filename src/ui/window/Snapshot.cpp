@@ -2,6 +2,7 @@
 
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
+#include "ui/logtable/LogTableView.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
 
@@ -19,7 +20,8 @@ Snapshot::Snapshot(MainWindowController& page, QString pngPath, std::function<bo
 }
 
 void Snapshot::tryToRender() {
-    if (page_.isLoading() || !isComplete_() || (!hasRows_ && !isWithoutRows()))
+    const bool isWhole = !page_.isLoading() && isComplete_();
+    if (isWhole ? !hasRows_ && !isWithoutRows() : !showsFullView())
         return;
     timer_.stop();
     // Once more round the event loop, so that the last rows and the footer are in it.
@@ -30,6 +32,12 @@ void Snapshot::tryToRender() {
         else
             done_(tr("“%1” cannot be written").arg(pngPath_));
     });
+}
+
+bool Snapshot::showsFullView() const {
+    // What lies beyond the rows on the screen would not be in the picture.
+    const LogTableView& table = page_.logView().tableView();
+    return hasRows_ && table.lastVisibleRow() + 1 < table.rowCount();
 }
 
 bool Snapshot::isWithoutRows() const {

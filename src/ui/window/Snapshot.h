@@ -23,6 +23,7 @@ public:
 
 private:
     void tryToRender();
+    bool showsFullView() const;
     /// No rows, or none that can still be asked for.
     bool isWithoutRows() const;
 

@@ -11,6 +11,7 @@
 #include "rules/FilterRule.h"
 #include "rules/FiltersManager.h"
 #include "rules/RuleSwitch.h"
+#include "ui/page/EncodingMenu.h"
 #include "ui/page/LogSearch.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
@@ -19,7 +20,6 @@
 #include "ui/window/MainWindow.h"
 #include "ui/window/ShortcutsWindow.h"
 
-#include <QActionGroup>
 #include <QApplication>
 #include <QMenu>
 #include <QMenuBar>
@@ -73,6 +73,8 @@ void WindowActions::makeFileMenu() {
     connect(recentMenu_, &QMenu::aboutToShow, this, [this] { showRecentFiles(); });
     menu.addAction(tr("Remote &Hosts…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), &window_,
                    &MainWindow::remoteHostsRequested);
+    reload_ = addPageAction(menu, tr("&Reload"), QKeySequence(Qt::Key_F5),
+                            [](MainWindowController& page) { page.reload(); });
     connect_ = addPageAction(menu, tr("Con&nect to the Server"), QKeySequence(Qt::Key_F5),
                              [](MainWindowController& page) { page.connectToServer(); });
     menu.addSeparator();
@@ -186,23 +188,12 @@ void WindowActions::makeViewMenu() {
 }
 
 void WindowActions::makeEncodingMenu(QMenu& viewMenu) {
-    QMenu* menu = viewMenu.addMenu(tr("Text Enc&oding"));
-    pageActions_.push_back(menu->menuAction());
-    encodings_ = new QActionGroup(this);
-    const auto add = [&](const QString& text, EncodingChoice choice) {
-        QAction* action = menu->addAction(text);
-        action->setCheckable(true);
-        action->setData(QVariant::fromValue(choice));
-        encodings_->addAction(action);
-    };
-    add(tr("&Automatic"), {});
-    add(tr("UTF-8, show invalid bytes as �"), {EncodingChoice::Kind::LenientUtf8, encoding::utf8});
-    menu->addSeparator();
-    for (const StringEncoding known : knownEncodings())
-        add(encodingName(known), {EncodingChoice::Kind::Fixed, known});
-    connect(encodings_, &QActionGroup::triggered, this, [this](const QAction* action) {
+    encodings_ = new EncodingMenu(&viewMenu);
+    viewMenu.addMenu(encodings_);
+    pageActions_.push_back(encodings_->menuAction());
+    connect(encodings_, &EncodingMenu::chosen, this, [this](EncodingChoice choice) {
         if (MainWindowController* page = window_.currentPage())
-            page->logView().setEncodingChoice(action->data().value<EncodingChoice>());
+            page->logView().setEncodingChoice(choice);
     });
 }
 
@@ -253,7 +244,7 @@ void WindowActions::makeRulesMenu() {
 
 void WindowActions::showRules() {
     MainWindowController* page = window_.currentPage();
-    const QString key = page ? absoluteString(page->document()->fileUrl()) : QString();
+    const QString key = page ? page->document()->settingsId() : QString();
     const auto& rules = FiltersManager::shared().rules();
     while (rules_.size() > rules.size()) {
         delete rules_.back();
@@ -284,7 +275,7 @@ void WindowActions::toggleRule(const QUuid& id) {
     const MainWindowController* page = window_.currentPage();
     if (!page)
         return;
-    const QString key = absoluteString(page->document()->fileUrl());
+    const QString key = page->document()->settingsId();
     switchRule(id, key, !isRuleActive(id, key));
 }
 
@@ -370,6 +361,7 @@ void WindowActions::update() {
     MainWindowController* page = window_.currentPage();
     for (QAction* action : pageActions_)
         action->setEnabled(page != nullptr);
+    reload_->setEnabled(page && page->canReload());
     connect_->setEnabled(page && page->canConnect());
     const bool tails = page && page->isTailing();
     sidebar_->setText(window_.isSidebarShown() ? tr("Hide &Sidebar") : tr("Show &Sidebar"));
@@ -386,12 +378,8 @@ void WindowActions::update() {
     wrap_->setChecked(logView.wrappingLines());
     lineNumbers_->setText(logView.showsLineNumbers() ? tr("Hide Line &Numbers") : tr("Show Line &Numbers"));
     quickHighlight_->setChecked(logView.quickHighlightEnabled());
-    encodings_->setEnabled(page->document()->hasEncodingChoice());
-    const EncodingChoice choice = page->document()->encodingChoice();
-    for (QAction* action : encodings_->actions()) {
-        if (action->data().value<EncodingChoice>() == choice)
-            action->setChecked(true);
-    }
+    encodings_->setChoosable(page->document()->hasEncodingChoice());
+    encodings_->setChoice(page->document()->encodingChoice());
 }
 
 } // namespace korvane

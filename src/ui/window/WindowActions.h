@@ -9,7 +9,6 @@
 #include <vector>
 
 class QAction;
-class QActionGroup;
 class QMenu;
 class QMenuBar;
 class QUuid;
@@ -17,6 +16,7 @@ class QUuid;
 namespace korvane {
 
 class AppDocumentController;
+class EncodingMenu;
 class MainToolBar;
 class MainWindow;
 class MainWindowController;
@@ -67,6 +67,7 @@ private:
     MainToolBar& toolBar_;
     QMenu* contextMenu_;
     std::vector<QAction*> pageActions_;
+    QAction* reload_ = nullptr;
     QAction* connect_ = nullptr;
     QAction* copy_ = nullptr;
     QAction* selectAll_ = nullptr;
@@ -88,7 +89,7 @@ private:
     QAction* hideUnclaimed_ = nullptr;
     /// The entries of the single rules.
     std::vector<QAction*> rules_;
-    QActionGroup* encodings_ = nullptr;
+    EncodingMenu* encodings_ = nullptr;
     std::vector<NotificationToken> tokens_;
 };
 

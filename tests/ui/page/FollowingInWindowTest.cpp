@@ -143,7 +143,7 @@ TEST_F(FollowingInWindowTest, TheTabOfAPageBehindTellsOfNewLinesUntilItIsInFront
     EXPECT_TRUE(tabs->tabIcon(0).isNull());
 }
 
-TEST_F(FollowingInWindowTest, TheFooterTellsOfDeletionReturnAndRotation) {
+TEST_F(FollowingInWindowTest, TheStripTellsOfDeletionReturnAndRotation) {
     const TemporaryFile file("old 1\nold 2\n");
     MainWindowController* page = openFollowed(file);
     const QByteArray moved = file.path() + ".1";
@@ -157,7 +157,7 @@ TEST_F(FollowingInWindowTest, TheFooterTellsOfDeletionReturnAndRotation) {
         << "also by who begins anew";
     EXPECT_EQ(textOfRow(*page, 1), u"old 2"_s);
     file.append("new\n");
-    ASSERT_TRUE(until([&] { return footerSays(*page, u"The file was rotated at "_s); }));
+    ASSERT_TRUE(until([&] { return footerSays(*page, u"Rotated at "_s); }));
     ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == u"new"_s; }));
     ::unlink(moved.constData());
 }

@@ -2,6 +2,7 @@
 
 #include "core/NotificationNames.h"
 #include "foundation/notices/NotificationCenter.h"
+#include "ui/page/NoticeStrip.h"
 #include "ui/widgets/ProgressStrip.h"
 
 #include <QLabel>
@@ -21,6 +22,9 @@ using test::TemporaryFile;
 
 class MainWindowTest : public AppFixture {
 protected:
+    static QString noticeOf(const MainWindowController& page) {
+        return page.findChild<NoticeStrip*>()->notice().text;
+    }
     static QString footerOf(MainWindowController& page) {
         QStringList texts;
         for (const auto* label : page.findChildren<QLabel*>())
@@ -109,16 +113,16 @@ TEST_F(MainWindowTest, TheFooterTellsNameLinesAndSize) {
     EXPECT_TRUE(footerOf(*page).contains(u"KiB"_s)) << qPrintable(footerOf(*page));
 }
 
-TEST_F(MainWindowTest, AFileTakenAwayWhileNotFollowedKeepsItsRowsAndTheFooterSaysSo) {
+TEST_F(MainWindowTest, AFileTakenAwayWhileNotFollowedKeepsItsRowsAndTheStripSaysSo) {
     Preferences::shared().setStartTailingOnFileOpen(false);
     const TemporaryFile file(numberedLines(50));
     MainWindowController* page = open(file);
     ASSERT_EQ(::unlink(file.path().constData()), 0);
-    ASSERT_TRUE(until([&] { return footerOf(*page).contains(u"removed"_s); }));
+    ASSERT_TRUE(until([&] { return noticeOf(*page).contains(u"removed"_s); }));
     EXPECT_EQ(textOfRow(*page, 49), u"line 50"_s);
 }
 
-TEST_F(MainWindowTest, AFileCutShortWhileNotFollowedKeepsItsRowsAndTheFooterSaysSo) {
+TEST_F(MainWindowTest, AFileCutShortWhileNotFollowedKeepsItsRowsUntilItIsReloaded) {
     Preferences::shared().setStartTailingOnFileOpen(false);
     const TemporaryFile file(numberedLines(50));
     MainWindowController* page = open(file);
@@ -126,9 +130,12 @@ TEST_F(MainWindowTest, AFileCutShortWhileNotFollowedKeepsItsRowsAndTheFooterSays
     // Also when the page is read once more from what is left.
     page->document()->dataSource()->linesChanged(0);
     page->logView().tableView().rowsChanged();
-    ASSERT_TRUE(until([&] { return footerOf(*page).contains(u"cut short"_s); }));
+    ASSERT_TRUE(until([&] { return noticeOf(*page).contains(u"cut short"_s); }));
     EXPECT_EQ(page->logView().tableView().rowCount(), 50);
     EXPECT_EQ(textOfRow(*page, 49), u"line 50"_s);
+    page->findChild<NoticeStrip*>()->findChild<QPushButton*>()->click();
+    EXPECT_TRUE(until([&] { return page->logView().tableView().rowCount() == 2; }));
+    EXPECT_EQ(noticeOf(*page), QString());
 }
 
 TEST_F(MainWindowTest, NamesThatAreNoTextAreOpenedAndShown) {

@@ -1,0 +1,132 @@
+#include "ui/page/FileNotices.h"
+
+#include <QCoreApplication>
+#include <QLocale>
+
+namespace korvane {
+namespace {
+
+using Remedy = PageNotice::Remedy;
+
+QString translated(const char* text) {
+    return QCoreApplication::translate("FileNotices", text);
+}
+
+} // namespace
+
+void FileNotices::setStatus(FileStatus status, QTime time) {
+    status_ = status;
+    statusTime_ = time;
+    dismissed_.erase(Subject::FileState);
+}
+
+void FileNotices::followingChanged(bool isFollowed) {
+    if (isFollowed)
+        fault_ = FileFault::None;
+    else
+        status_ = FileStatus::Present;
+}
+
+void FileNotices::readAnew() {
+    fault_ = FileFault::None;
+    status_ = FileStatus::Present;
+    dismissed_.erase(Subject::InvalidBytes);
+    dismissed_.erase(Subject::Reading);
+}
+
+PageNotice FileNotices::current() const {
+    return first().notice;
+}
+
+void FileNotices::dismissCurrent() {
+    const Candidate shown = first();
+    if (!shown.notice.canDismiss)
+        return;
+    if (shown.subject == Subject::Store)
+        storeFault_.clear();
+    else
+        dismissed_.insert(shown.subject);
+}
+
+FileNotices::Candidate FileNotices::first() const {
+    for (const Subject subject : {Subject::Unreadable, Subject::Input, Subject::Store, Subject::Fault,
+                                  Subject::FileState, Subject::InvalidBytes, Subject::Reading}) {
+        if (dismissed_.contains(subject))
+            continue;
+        if (PageNotice notice = noticeOf(subject); !notice.text.isEmpty())
+            return {subject, std::move(notice)};
+    }
+    return {};
+}
+
+PageNotice FileNotices::noticeOf(Subject subject) const {
+    switch (subject) {
+    case Subject::Unreadable: {
+        QList<Remedy> remedies;
+        if (document_.connectionState() == ConnectionState::Local)
+            remedies = {Remedy::Reload, Remedy::CopyText};
+        else
+            remedies = {Remedy::CopyText};
+        return {document_.openFault(), true, remedies};
+    }
+    case Subject::Input:
+        return {inputPause_, true, {Remedy::GoOn, Remedy::End}};
+    case Subject::Store:
+        return {storeFault_, true, {Remedy::CopyText}, true};
+    case Subject::Fault:
+        return faultNotice();
+    case Subject::FileState:
+        return statusNotice();
+    case Subject::InvalidBytes:
+        if (!hasInvalidLines_)
+            return {};
+        return {translated("Bytes that are not valid %1 are shown as �")
+                    .arg(encodingName(document_.fileEncoding())),
+                false, document_.hasEncodingChoice() ? QList{Remedy::ChooseEncoding} : QList<Remedy>(), true};
+    case Subject::Reading:
+        return {document_.readingNote(), false, {}, true};
+    }
+    return {};
+}
+
+PageNotice FileNotices::faultNotice() const {
+    switch (fault_) {
+    case FileFault::None:
+        break;
+    case FileFault::Removed:
+        return {translated("The file has been removed: these are its last lines"), true, {}};
+    case FileFault::Replaced:
+        return {translated("Another file has taken this file's place: reload it to see that one"),
+                true,
+                {Remedy::Reload}};
+    case FileFault::Truncated:
+        return {translated("The file has been cut short: reload it to see what it holds now"),
+                true,
+                {Remedy::Reload}};
+    }
+    return {};
+}
+
+PageNotice FileNotices::statusNotice() const {
+    const QString time = QLocale().toString(statusTime_, QStringLiteral("HH:mm:ss"));
+    switch (status_) {
+    case FileStatus::Present:
+        break;
+    case FileStatus::Rotated:
+        return {translated("Rotated at %1: these are the lines of the new file").arg(time), false, {}, true};
+    case FileStatus::Truncated:
+        return {translated("Cut short at %1: this is what the file holds now").arg(time), false, {}, true};
+    case FileStatus::Deleted:
+        return {translated("The file has been deleted: these are its last lines. It is picked up when it "
+                           "returns"),
+                true,
+                {}};
+    case FileStatus::Unreadable:
+        return {translated("The file cannot be read any more: these are the lines read before"),
+                true,
+                {Remedy::Reload}};
+    }
+    return {};
+}
+
+} // namespace korvane

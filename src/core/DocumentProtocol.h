@@ -21,8 +21,8 @@ public:
 
     /// Any thread. The file's address; its absolute string tells documents apart.
     virtual QUrl fileUrl() const = 0;
-    /// What the user has set for this file alone is kept under this: the address, unless the document has none
-    /// that lasts. Any thread.
+    /// What the user has set for this file alone is kept under this: the address, unless the document has
+    /// none that lasts. Any thread.
     virtual QString settingsId() const { return absoluteString(fileUrl()); }
     /// The file's name as shown to the user.
     virtual QString displayName() const = 0;

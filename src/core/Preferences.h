@@ -68,7 +68,8 @@ public:
     /// MiB that the rows of all open files may take together, apart from those on the screen.
     int rowMemory() const;
     void setRowMemory(int mebibytes);
-    /// MiB that copies of pipes leave free where they lie, and a twentieth of the disk at least; 0 = they fill it.
+    /// MiB that copies of pipes leave free where they lie, and a twentieth of the disk at least; 0 = they
+    /// fill it.
     int pipeReserve() const;
     void setPipeReserve(int mebibytes);
     /// Whether a file that is followed as soon as it is opened shows its last lines first.

@@ -81,7 +81,8 @@ void DocumentTabs::add(DocumentTab* tab) {
     if (tab->document())
         byDocument_.insert(tab->document().get(), tab);
     holdChanges();
-    addTab(tab, tab->displayName());
+    // Its title comes with those of all tabs: the toolkit would fit it once for every further tab.
+    addTab(tab, QString());
     releaseChanges();
 }
 

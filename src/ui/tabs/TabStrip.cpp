@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace korvane {
 namespace {
@@ -16,6 +17,8 @@ namespace {
 /// Room for a title, in average characters.
 constexpr int shortestTitle = 12;
 constexpr int longestTitle = 25;
+/// Maximum number of titles set one by one while the strip is in sight.
+constexpr std::size_t mostTitlesInSight = 8;
 
 } // namespace
 
@@ -31,12 +34,21 @@ QString TabStrip::title(int index) const {
 
 void TabStrip::setTitles(const QStringList& titles) {
     tellingCharacters_ = tellingCharacters(titles);
+    std::vector<std::pair<int, QString>> changed;
     for (int i = 0; i < count() && i < titles.size(); ++i) {
         // An ampersand in a tab's text would become a mnemonic.
-        const QString text = QString(titles[i]).replace(u'&', QStringLiteral("&&"));
+        QString text = QString(titles[i]).replace(u'&', QStringLiteral("&&"));
         if (text != tabText(i))
-            setTabText(i, text);
+            changed.emplace_back(i, std::move(text));
     }
+    // In sight, all tabs would be laid out again for each.
+    const bool isHidden = changed.size() > mostTitlesInSight && isVisible();
+    if (isHidden)
+        hide();
+    for (const auto& [index, text] : changed)
+        setTabText(index, text);
+    if (isHidden)
+        show();
 }
 
 void TabStrip::setMeasuresTitles(bool measures) {
@@ -69,7 +81,7 @@ QSize TabStrip::minimumTabSizeHint(int index) const {
 void TabStrip::initStyleOption(QStyleOptionTab* option, int index) const {
     QTabBar::initStyleOption(option, index);
     // Those scrolled out of sight are not painted.
-    if (!option->rect.intersects(rect()))
+    if (!measuresTitles_ || !option->rect.intersects(rect()))
         return;
     const QString full = title(index);
     const int room = style()->subElementRect(QStyle::SE_TabBarTabText, option, this).width();

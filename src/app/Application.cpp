@@ -19,6 +19,7 @@
 #include "ui/desktop/UiLog.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
+#include "ui/tabs/DocumentTab.h"
 #include "ui/widgets/Icons.h"
 #include "ui/widgets/MachineFontCatalog.h"
 #include "ui/widgets/SizeText.h"
@@ -125,6 +126,16 @@ QString copyStatus(const PipeCopier& copier) {
                : QString();
 }
 
+/// Puts into the log when the page's rows are there.
+void logTimes(MainWindowController& page) {
+    QObject::connect(&page, &MainWindowController::loadEnded, &page, [] {
+        qCDebug(logTiming, "load ended at %lld us", static_cast<long long>(monotonicMicroseconds()));
+    });
+    QObject::connect(&page.logView(), &LogViewController::firstRowsShown, &page, [] {
+        qCDebug(logTiming, "first rows painted at %lld us", static_cast<long long>(monotonicMicroseconds()));
+    });
+}
+
 /// As it was given, also where a URL would not take it.
 QUrl remoteUrl(const QByteArray& text) {
     const auto address = RemoteUrl::fromText(QString::fromUtf8(text));
@@ -141,7 +152,8 @@ QString settingsFilePath() {
 Application::Application(const CommandLine& commandLine, OpenRequest request, SingleInstance* instance)
     : commandLine_(commandLine), request_(std::move(request)), instance_(instance),
       alerts_(commandLine.snapshotPath ? std::unique_ptr<AlertPresenter>(new ConsoleAlerts(exitStatus_))
-                                       : std::unique_ptr<AlertPresenter>(new AlertBoxPresenter)),
+                                       : std::unique_ptr<AlertPresenter>(new AlertBoxPresenter(
+                                             [this] { return windows_.frontWidget(); }))),
       windows_(*alerts_), documents_(windows_, *alerts_), browsing_(documents_, *alerts_),
       notifications_(notificationHandlers()) {
     const QString directory = QFileInfo(settingsFilePath()).path();
@@ -209,17 +221,12 @@ int Application::run() {
     if (!loadStores(storeDirectory(), Preferences::shared().userDefaults(),
                     [this](const Error& fault) { return askAboutStore(fault); }))
         return 1;
-    const bool hasFiles = !request_.files.empty();
-    for (const OpenRequest::File& file : std::exchange(request_, {}).files)
-        open(file);
+    openFirstFiles();
     if (commandLine_.snapshotPath) {
         if (documents_.documents().empty())
             return exitStatus_ == 0 ? CommandLine::usageStatus : exitStatus_;
         takeSnapshot();
     } else {
-        if (!hasFiles && Preferences::shared().reopenDocuments())
-            windows_.restoreSession();
-        windows_.showFirstWindow();
         // Drawn in four sizes for the task bar, which must not hold up the first rows.
         QTimer::singleShot(0, qApp, [] { QApplication::setWindowIcon(icon(QStringLiteral("korvane"))); });
     }
@@ -242,6 +249,24 @@ int Application::run() {
         ::_exit(status);
     }
     return status == 0 ? exitStatus_ : status;
+}
+
+void Application::openFirstFiles() {
+    if (logTiming().isDebugEnabled())
+        windows_.setPageMade([](MainWindowController& page) { logTimes(page); });
+    const auto files = std::exchange(request_, {}).files;
+    {
+        const DocumentBatch batch(documents_, files.size());
+        if (!commandLine_.snapshotPath && Preferences::shared().reopenDocuments())
+            windows_.restoreSession(files.empty() ? WindowManager::Reading::AtOnce
+                                                  : WindowManager::Reading::WhenShown);
+        for (const OpenRequest::File& file : files)
+            open(file);
+        // Before the batch tells what could not be opened: that stands over the window.
+        if (!commandLine_.snapshotPath)
+            windows_.showFirstWindow();
+    }
+    qCDebug(logTiming, "files opened at %lld us", static_cast<long long>(monotonicMicroseconds()));
 }
 
 int Application::runEventLoop() {
@@ -267,8 +292,11 @@ void Application::serve(OpenRequest request) {
     }
     const DesktopTokens tokens(request);
     bool isShown = false;
-    for (const OpenRequest::File& file : request.files)
-        isShown |= open(file);
+    {
+        const DocumentBatch batch(documents_, request.files.size());
+        for (const OpenRequest::File& file : request.files)
+            isShown |= open(file);
+    }
     if (isShown)
         return;
     // An alert about what cannot be opened stands before the windows, like any other question.
@@ -285,19 +313,7 @@ bool Application::open(const OpenRequest::File& request) {
     if (request.input.isOpen() || file.standardInput || (!file.isUrl && PipeCopier::mustCopy(file.path)))
         return openPipe(request);
     const QUrl url = file.isUrl ? remoteUrl(file.path) : fileUrlFromPath(file.path);
-    const auto document = documents_.openDocument(url, file.line);
-    if (document && logTiming().isDebugEnabled()) {
-        MainWindowController* page = windows_.pageOf(*document);
-        QObject::connect(page, &MainWindowController::loadEnded, page, [] {
-            qCDebug(logTiming, "load ended at %lld us", static_cast<long long>(monotonicMicroseconds()));
-        });
-        LogViewController& logView = windows_.pageOf(*document)->logView();
-        QObject::connect(&logView, &LogViewController::firstRowsShown, &logView, [] {
-            qCDebug(logTiming, "first rows painted at %lld us",
-                    static_cast<long long>(monotonicMicroseconds()));
-        });
-    }
-    return document != nullptr;
+    return documents_.openDocument(url, file.line) != nullptr;
 }
 
 bool Application::openPipe(const OpenRequest::File& request) {
@@ -320,21 +336,21 @@ bool Application::openPipe(const OpenRequest::File& request) {
     const auto document = documents_.openDocument(copier->fileUrl(), file.line, QString::fromUtf8(name));
     if (!document)
         return false;
-    MainWindowController* page = windows_.pageOf(*document);
-    copier->setOnChange([copier = copier.get(), weak = std::weak_ptr(document), page] {
+    DocumentTab* tab = windows_.tabOf(*document);
+    copier->setOnChange([copier = copier.get(), weak = std::weak_ptr(document), tab] {
         const auto open = weak.lock();
         if (!open || open->isClosed())
             return;
         open->loadMore();
-        page->setSourceStatus(copyStatus(*copier));
-        page->setInputPause(copier->pauseReason());
+        tab->setSourceStatus(copyStatus(*copier));
+        tab->setInputPause(copier->pauseReason());
     });
-    page->setSourceStatus(copyStatus(*copier));
-    QObject::connect(page, &MainWindowController::inputGoOnRequested, page, [copier] { copier->goOn(); });
-    QObject::connect(page, &MainWindowController::inputEndRequested, page, [copier] { copier->stop(); });
+    tab->setSourceStatus(copyStatus(*copier));
+    QObject::connect(tab, &DocumentTab::inputGoOnRequested, tab, [copier] { copier->goOn(); });
+    QObject::connect(tab, &DocumentTab::inputEndRequested, tab, [copier] { copier->stop(); });
     copier_ = copier;
-    // The copy lives as long as the page that shows it.
-    QObject::connect(page, &QObject::destroyed, page, [copier] { copier->stop(); });
+    // The copy lives as long as the tab that shows it.
+    QObject::connect(tab, &QObject::destroyed, tab, [copier] { copier->stop(); });
     return true;
 }
 

@@ -35,6 +35,8 @@ private:
     /// True to set the damaged file aside, false to quit.
     bool askAboutStore(const Error& fault);
     DesktopNotifications::Handlers notificationHandlers();
+    /// Opens what the command line names, in front of what was open at the last time.
+    void openFirstFiles();
     /// False when there is nothing to show.
     bool open(const OpenRequest::File& file);
     bool openPipe(const OpenRequest::File& file);

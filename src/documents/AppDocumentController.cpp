@@ -14,15 +14,8 @@ Result<std::shared_ptr<Document>> makeLocalDocument(const QUrl& /*url*/) {
     return std::shared_ptr<Document>(LocalDocument::create());
 }
 
-/// An error that brings its own remedy is told in its own words.
-Alert alertFor(const Error& error, const QString& name) {
-    if (!error.recoverySuggestion.isEmpty())
-        return {Alert::Kind::Error, error.userText, error.recoverySuggestion, {}};
-    return {Alert::Kind::Error,
-            AppDocumentController::tr("“%1” cannot be opened.").arg(name),
-            error.userText,
-            {}};
-}
+/// Maximum number of failures that an alert lists, so that it fits the screen.
+constexpr std::size_t longestFailureList = 10;
 
 } // namespace
 
@@ -70,52 +63,129 @@ Result<std::shared_ptr<Document>> AppDocumentController::makeDocument(const QUrl
 std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
                                                               std::optional<qint64> lineNumber,
                                                               const QString& displayName) {
-    if (auto open = documentForUrl(url)) {
-        windows_.raiseWindow(open);
-        if (open->connectionState() == ConnectionState::Unconnected)
-            open->reconnect();
-        if (lineNumber)
-            windows_.goToLine(open, *lineNumber);
-        return open;
+    const DocumentBatch batch(*this, 1);
+    const bool isLast = expected_ > 0 && --expected_ == 0;
+    std::shared_ptr<Document> document = documentForUrl(url);
+    if (document) {
+        if (document->connectionState() == ConnectionState::Unconnected)
+            document->reconnect();
+    } else {
+        const auto made = makeDocument(url, typeForContentsOfUrl(url));
+        if (!made) {
+            const QString name = displayName.isEmpty() ? korvane::displayName(url) : displayName;
+            failures_.push_back({url, name, made.error(), lineNumber});
+            return nullptr;
+        }
+        document = made.value();
+        document->setDisplayName(displayName);
+        document->setShown(isLast);
+        addDocument(document);
+        // Before the window is made: by the time it is painted the first lines are there.
+        document->startLoading();
+        windows_.makeWindow(document);
+        made_.push_back(document);
     }
-    const auto made = makeDocument(url, typeForContentsOfUrl(url));
-    if (!made) {
-        const QString name = displayName.isEmpty() ? korvane::displayName(url) : displayName;
-        alerts_.present(alertFor(made.error(), name), nullptr, [](int) {});
-        return nullptr;
-    }
-    const std::shared_ptr<Document>& document = made.value();
-    document->setDisplayName(displayName);
-    showDocument(document, lineNumber);
+    if (lineNumber)
+        windows_.goToLine(document, *lineNumber);
+    front_ = document;
     return document;
 }
 
-std::shared_ptr<Document> AppDocumentController::reopenDocument(const QUrl& url) {
-    if (auto open = documentForUrl(url)) {
-        windows_.raiseWindow(open);
+Result<std::shared_ptr<Document>> AppDocumentController::reopenDocument(const QUrl& url, bool isShown) {
+    if (auto open = documentForUrl(url))
         return open;
-    }
-    const auto made = makeDocument(url, typeForContentsOfUrl(url));
+    auto made = makeDocument(url, typeForContentsOfUrl(url));
     if (!made)
-        return nullptr;
-    if (made.value()->connectionState() == ConnectionState::Local) {
-        showDocument(made.value(), {});
-    } else {
-        addDocument(made.value());
-        windows_.makeWindow(made.value());
-    }
-    return made.value();
+        return made;
+    const DocumentBatch batch(*this);
+    const std::shared_ptr<Document>& document = made.value();
+    document->setShown(isShown);
+    addDocument(document);
+    const bool isLocal = document->connectionState() == ConnectionState::Local;
+    if (isLocal)
+        document->startLoading();
+    windows_.makeWindow(document);
+    if (isLocal)
+        made_.push_back(document);
+    return made;
 }
 
-void AppDocumentController::showDocument(const std::shared_ptr<Document>& document,
-                                         std::optional<qint64> lineNumber) {
-    addDocument(document);
-    // Before the window is made: by the time it is painted the first lines are there.
-    document->startLoading();
-    windows_.makeWindow(document);
-    if (lineNumber)
-        windows_.goToLine(document, *lineNumber);
-    document->windowMade();
+// ---- Many at once
+
+DocumentBatch::DocumentBatch(AppDocumentController& documents, std::size_t count) : documents_(documents) {
+    if (documents_.batchDepth_ == 0)
+        documents_.expected_ = count;
+    documents_.beginBatch();
+}
+
+void AppDocumentController::beginBatch() {
+    if (batchDepth_++ == 0)
+        windows_.changesBegin();
+}
+
+void AppDocumentController::endBatch() {
+    if (--batchDepth_ > 0)
+        return;
+    expected_ = 0;
+    auto front = std::exchange(front_, nullptr);
+    if (front && front->isClosed())
+        front.reset();
+    const auto made = std::exchange(made_, {});
+    windows_.changesEnd(front);
+    for (const auto& document : made) {
+        if (!document->isClosed())
+            document->windowMade();
+    }
+    presentFailures();
+}
+
+void AppDocumentController::presentFailures() {
+    const std::vector<Failure> failures = std::exchange(failures_, {});
+    if (failures.empty())
+        return;
+    alerts_.present(alertFor(failures), nullptr, [this, owner = std::weak_ptr(owner_), failures](int button) {
+        if (!owner.expired() && button == 0)
+            waitForFiles(failures);
+    });
+}
+
+Alert AppDocumentController::alertFor(const std::vector<Failure>& failures) {
+    Alert alert{Alert::Kind::Error, {}, {}, {}};
+    const auto missing = std::ranges::count_if(
+        failures, [](const Failure& failure) { return LocalDocument::isMissing(failure.error); });
+    if (missing > 0) {
+        alert.buttons = {missing == 1 ? tr("&Wait for It") : tr("&Wait for Them"), tr("Close")};
+        alert.defaultButton = 1;
+    }
+    const Error& first = failures.front().error;
+    if (failures.size() > 1) {
+        alert.message = tr("%1 files cannot be opened.").arg(failures.size());
+        QStringList reasons;
+        for (const Failure& failure : failures) {
+            if (reasons.size() == static_cast<qsizetype>(longestFailureList)) {
+                reasons.append(tr("And %1 more.").arg(failures.size() - longestFailureList));
+                break;
+            }
+            reasons.append(failure.error.userText);
+        }
+        alert.informativeText = reasons.join(QStringLiteral("\n\n"));
+    } else if (!first.recoverySuggestion.isEmpty()) {
+        // An error that brings its own remedy is told in its own words.
+        alert.message = first.userText;
+        alert.informativeText = first.recoverySuggestion;
+    } else {
+        alert.message = tr("“%1” cannot be opened.").arg(failures.front().name);
+        alert.informativeText = first.userText;
+    }
+    return alert;
+}
+
+void AppDocumentController::waitForFiles(const std::vector<Failure>& failures) {
+    const DocumentBatch batch(*this);
+    for (const Failure& failure : failures) {
+        if (LocalDocument::isMissing(failure.error))
+            windows_.waitForFile(failure.url, failure.lineNumber, failure.error.userText);
+    }
 }
 
 void AppDocumentController::userNotificationActivated(const QString& fileUrl, qint64 lineNum) {
@@ -124,14 +194,11 @@ void AppDocumentController::userNotificationActivated(const QString& fileUrl, qi
 
 void AppDocumentController::addDocument(const std::shared_ptr<Document>& document) {
     documents_.push_back(document);
+    documentsByAddress_.insert(absoluteString(document->fileUrl()), document);
 }
 
 std::shared_ptr<Document> AppDocumentController::documentForUrl(const QUrl& url) const {
-    const QString address = absoluteString(url);
-    const auto found = std::find_if(documents_.begin(), documents_.end(), [&](const auto& document) {
-        return absoluteString(document->fileUrl()) == address;
-    });
-    return found == documents_.end() ? nullptr : *found;
+    return documentsByAddress_.value(absoluteString(url));
 }
 
 void AppDocumentController::closeDocument(const std::shared_ptr<Document>& document) {
@@ -139,6 +206,7 @@ void AppDocumentController::closeDocument(const std::shared_ptr<Document>& docum
     const std::shared_ptr<Document> closing = document; // NOLINT(performance-unnecessary-copy-initialization)
     if (std::erase(documents_, closing) == 0)
         return;
+    documentsByAddress_.remove(absoluteString(closing->fileUrl()));
     windows_.closeWindow(closing);
     closing->close();
     if (documents_.empty() && didCloseAll_)
@@ -146,6 +214,7 @@ void AppDocumentController::closeDocument(const std::shared_ptr<Document>& docum
 }
 
 void AppDocumentController::closeAllDocuments() {
+    const DocumentBatch batch(*this);
     const std::vector<std::shared_ptr<Document>> closing = documents_;
     for (const auto& document : closing)
         closeDocument(document);

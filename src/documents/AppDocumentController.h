@@ -4,6 +4,7 @@
 #include "foundation/notices/Alerts.h"
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QUrl>
 
 #include <functional>
@@ -20,10 +21,15 @@ class Document;
 class DocumentWindowFactory {
 public:
     virtual ~DocumentWindowFactory() = default;
-    /// Makes the document's window (or tab) and shows it in front.
+    /// Documents come and go from here to `changesEnd`, perhaps many: what the windows show follows then.
+    virtual void changesBegin() {}
+    /// `front`: the document whose window is brought to the front; null leaves the windows in their order.
+    virtual void changesEnd(const std::shared_ptr<Document>& front) = 0;
+    /// Makes the document's window (or tab), behind the others until the changes end.
     virtual void makeWindow(const std::shared_ptr<Document>& document) = 0;
-    /// Brings the document's window to the front.
-    virtual void raiseWindow(const std::shared_ptr<Document>& document) = 0;
+    /// Makes a tab for a file that does not exist yet; it opens as soon as there is one. `reason`: why it
+    /// cannot be opened now. `lineNumber`: one-based.
+    virtual void waitForFile(const QUrl& url, std::optional<qint64> lineNumber, const QString& reason) = 0;
     /// Takes the document's window away.
     virtual void closeWindow(const std::shared_ptr<Document>& document) = 0;
     /// Shows and selects a one-based line, as soon as it is known.
@@ -61,9 +67,9 @@ public:
     std::shared_ptr<Document> openDocument(const QUrl& url, std::optional<qint64> lineNumber = std::nullopt,
                                            const QString& displayName = {});
 
-    /// As above for a document that was open at the last time: one on a server comes back unconnected, and
-    /// what cannot be opened any more is no alert worth.
-    std::shared_ptr<Document> reopenDocument(const QUrl& url);
+    /// The same for the document of a tab that is there already: no window is raised, one on a server comes
+    /// back unconnected, and a failure is returned. `isShown`: whether the tab is in front.
+    Result<std::shared_ptr<Document>> reopenDocument(const QUrl& url, bool isShown);
 
     /// The user clicked a notification about a line of a file: brings the file to the front, opening it where
     /// needed, and the line into view. `lineNum` is one-based.
@@ -81,13 +87,52 @@ public:
     void setDidCloseAll(std::function<void()> action) { didCloseAll_ = std::move(action); }
 
 private:
-    void showDocument(const std::shared_ptr<Document>& document, std::optional<qint64> lineNumber);
+    friend class DocumentBatch;
+    /// What could not be opened.
+    struct Failure {
+        QUrl url;
+        QString name;
+        Error error;
+        std::optional<qint64> lineNumber;
+    };
+
+    void beginBatch();
+    void endBatch();
+    void presentFailures();
+    void waitForFiles(const std::vector<Failure>& failures);
+    static Alert alertFor(const std::vector<Failure>& failures);
 
     DocumentWindowFactory& windows_;
     AlertPresenter& alerts_;
     std::map<QString, DocumentClass> classes_;
     std::vector<std::shared_ptr<Document>> documents_;
+    /// The same by their absolute addresses.
+    QHash<QString, std::shared_ptr<Document>> documentsByAddress_;
     std::function<void()> didCloseAll_;
+
+    int batchDepth_ = 0;
+    /// Documents that the batch will still open; the last one is shown in front.
+    std::size_t expected_ = 0;
+    std::shared_ptr<Document> front_;
+    std::vector<std::shared_ptr<Document>> made_;
+    std::vector<Failure> failures_;
+    /// For alerts that outlive the controller.
+    std::shared_ptr<const bool> owner_ = std::make_shared<const bool>(true);
+};
+
+/// Opens or closes many documents as one change: the windows follow when the outermost batch ends, the
+/// document opened last comes to the front, and all that could not be opened is told in one alert. Main
+/// thread.
+class DocumentBatch {
+public:
+    /// `count`: the documents that are going to be opened, as far as known.
+    explicit DocumentBatch(AppDocumentController& documents, std::size_t count = 0);
+    ~DocumentBatch() { documents_.endBatch(); }
+    DocumentBatch(const DocumentBatch&) = delete;
+    DocumentBatch& operator=(const DocumentBatch&) = delete;
+
+private:
+    AppDocumentController& documents_;
 };
 
 } // namespace korvane

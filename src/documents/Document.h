@@ -31,6 +31,8 @@ public:
     /// `notification::documentLoaded` says that it is there, as soon as both can be done. Called once, after
     /// `startLoading`.
     virtual void windowMade() = 0;
+    /// Whether its rows are on the screen, or about to be; true at first. What is shown is loaded first.
+    virtual void setShown(bool /*isShown*/) {}
     /// The first rows are on the screen: nothing need give way to them any longer.
     virtual void firstScreenShown() {}
     /// Looks for what was added to the file since it was loaded, in the background. For files that this

@@ -19,23 +19,41 @@ using Clock = std::chrono::steady_clock;
 constexpr auto announceInterval = std::chrono::microseconds(1'000'000 / 30);
 /// So long the scan waits for the first rows to be shown; a document in a tab behind another shows none.
 constexpr auto firstScreenLimit = std::chrono::milliseconds(200);
-/// A look at clock and line count is made once in so many steps of a scan.
+/// A scan that others wait for goes on at least this long before it yields.
+constexpr auto shortestSlice = std::chrono::milliseconds(20);
+/// Clock and line count are checked once in so many reports of a scan.
 constexpr unsigned stepsPerLook = 16;
 
+} // namespace
+
 /// Listens to one scan: feeds the progress, makes new lines known as they come, and stops the scan when its
-/// operation is cancelled. Lives on the scanning thread.
-class ScanListener : public LogReaderDelegate {
+/// operation is cancelled or must yield. Lives on the scanning thread.
+class FileLoadingOperation::ScanListener : public LogReaderDelegate {
 public:
-    /// All references must outlive the scan.
-    ScanListener(LogFileReaderProtocol& logReader, const Operation& operation,
-                 LoadProgressController* progress, ChangedLinesAnnouncer& announcer,
-                 std::weak_ptr<TailDataSource> dataSource, std::function<void()> showFirstPage)
-        : logReader_(logReader), operation_(operation), progress_(progress), announcer_(announcer),
-          dataSource_(std::move(dataSource)), showFirstPage_(std::move(showFirstPage)),
-          countBefore_(logReader.lineCount()) {}
+    /// `operation` must outlive the scan.
+    explicit ScanListener(FileLoadingOperation& operation)
+        : operation_(operation), logReader_(*operation.logReader_), progress_(operation.progress_.get()),
+          announcer_(std::make_shared<ChangedLinesAnnouncer>(operation.dataSource_)),
+          dataSource_(operation.dataSource_), countBefore_(logReader_.lineCount()) {}
+
+    ChangedLinesAnnouncer& announcer() { return *announcer_; }
+
+    /// Scans on. False when it has yielded before the end.
+    bool scanOn(const std::shared_ptr<ScanListener>& self, const std::function<bool()>& mustYield) {
+        mustYield_ = &mustYield;
+        sliceStart_ = Clock::now();
+        wantsToYield_ = hasYielded_ = false;
+        const LineRange changed = logReader_.refreshReportingTo(self);
+        mustYield_ = nullptr;
+        if (changed.length > 0)
+            changed_ = {changed_.length > 0 ? std::min(changed_.location, changed.location)
+                                            : changed.location,
+                        changed.length};
+        return !hasYielded_;
+    }
 
     void readerDidStart(std::uint64_t fileSize) override {
-        if (progress_)
+        if (progress_ && !std::exchange(hasStarted_, true))
             progress_->readerDidStart(fileSize);
     }
 
@@ -45,7 +63,7 @@ public:
         if (operation_.isCancelled())
             logReader_.cancelScan();
         else if (++steps_ % stepsPerLook == 0)
-            announceIfDue();
+            look();
     }
 
     void readerDidForgetLines() override {
@@ -59,54 +77,71 @@ public:
     }
 
     void readerDidCancel() override {
-        if (progress_)
+        hasYielded_ = wantsToYield_ && !operation_.isCancelled();
+        if (progress_ && !hasYielded_)
             progress_->readerDidCancel();
     }
 
-    /// `result`: what the scan as a whole has changed.
-    void announceEnd(LineRange result) {
+    /// Makes known what the scan as a whole has changed.
+    void announceEnd() {
         const qint64 count = logReader_.lineCount();
-        if (result.length == 0 && count == announcedCount_)
+        if (changed_.length == 0 && count == announcedCount_)
             return;
         // A scan that starts before the last line known then has found another content.
-        const bool isRewritten = result.length > 0 && result.location < countBefore_ - 1;
-        announce(count, isRewritten ? result.location : announcedCount_ - 1);
+        const bool isRewritten = changed_.length > 0 && changed_.location < countBefore_ - 1;
+        announce(count, isRewritten ? changed_.location : announcedCount_ - 1);
     }
 
 private:
-    void announceIfDue() {
+    void look() {
+        const auto now = Clock::now();
+        announceIfDue(now);
+        if (wantsToYield_ || now - sliceStart_ < shortestSlice)
+            return;
+        wantsToYield_ = (*mustYield_)();
+        if (wantsToYield_)
+            logReader_.cancelScan();
+        else
+            sliceStart_ = now;
+    }
+
+    void announceIfDue(Clock::time_point now) {
         const qint64 count = logReader_.lineCount();
         if (count == announcedCount_)
             return;
         // The first lines are wanted at once.
-        const auto now = Clock::now();
         if (announcedAt_ && now - *announcedAt_ < announceInterval)
             return;
         const bool isFirst = !std::exchange(announcedAt_, now);
         announce(count, announcedCount_ - 1); // the line that was the last one may have grown
         if (isFirst)
-            showFirstPage_();
+            operation_.showFirstPage();
     }
 
     void announce(qint64 count, qint64 firstChanged) {
         const qint64 first = std::clamp<qint64>(firstChanged, 0, std::max<qint64>(count - 1, 0));
         announcedCount_ = count;
-        announcer_.announce({first, count - first});
+        announcer_->announce({first, count - first});
     }
 
+    FileLoadingOperation& operation_;
     LogFileReaderProtocol& logReader_;
-    const Operation& operation_;
     LoadProgressController* const progress_;
-    ChangedLinesAnnouncer& announcer_;
+    const std::shared_ptr<ChangedLinesAnnouncer> announcer_;
     const std::weak_ptr<TailDataSource> dataSource_;
-    const std::function<void()> showFirstPage_;
     const qint64 countBefore_;
     qint64 announcedCount_ = countBefore_;
     std::optional<Clock::time_point> announcedAt_;
     unsigned steps_ = 0;
+    /// What all steps together have changed.
+    LineRange changed_;
+    bool hasStarted_ = false;
+    /// Of the step under way.
+    const std::function<bool()>* mustYield_ = nullptr;
+    Clock::time_point sliceStart_;
+    bool wantsToYield_ = false;
+    bool hasYielded_ = false;
 };
-
-} // namespace
 
 FileLoadingOperation::FileLoadingOperation(std::shared_ptr<LogFileReaderProtocol> logReader,
                                            std::weak_ptr<TailDataSource> dataSource,
@@ -120,8 +155,27 @@ void FileLoadingOperation::cancel() {
         progress_->readerDidCancel();
 }
 
+FileLoadingOperation::~FileLoadingOperation() = default;
+
 void FileLoadingOperation::main() {
-    const auto announcer = std::make_shared<ChangedLinesAnnouncer>(dataSource_);
+    while (step([] { return false; }))
+        ;
+}
+
+bool FileLoadingOperation::step(const std::function<bool()>& mustYield) {
+    if (!listener_ && !begin())
+        return false;
+    if (!isCancelled() && !listener_->scanOn(listener_, mustYield))
+        return true;
+    listener_->announceEnd();
+    const auto dataSource = dataSource_.lock();
+    if (dataSource && start_ == Start::AtFirstByte && !isCancelled())
+        dataSource->fileReadAnew();
+    listener_.reset();
+    return false;
+}
+
+bool FileLoadingOperation::begin() {
     if (start_ == Start::AtFirstByte) {
         // Another file may stand at the path by now. Where none can be opened, the old one is read anew.
         [[maybe_unused]] const Status opened = logReader_->reopen();
@@ -129,25 +183,23 @@ void FileLoadingOperation::main() {
         // Forgetting the index also forgot a cancel that came just before.
         if (isCancelled()) {
             logReader_->cancel();
-            return;
+            return false;
         }
-        announcer->announce({0, logReader_->lineCount()});
     }
-    const auto showFirstPage = [this] {
-        if (start_ != Start::AtLastScan || !progress_)
-            return;
-        // By the time that a window has been made for the file, its first rows are there; and until they are
-        // on the screen they have the machine for themselves.
-        if (const auto dataSource = dataSource_.lock())
-            dataSource->loadPage(pages::pageOfLine(0), true);
-        sleepFor(firstScreenLimit);
-    };
-    const auto listener = std::make_shared<ScanListener>(*logReader_, *this, progress_.get(), *announcer,
-                                                         dataSource_, showFirstPage);
-    listener->announceEnd(logReader_->refreshReportingTo(listener));
-    const auto dataSource = dataSource_.lock();
-    if (dataSource && start_ == Start::AtFirstByte && !isCancelled())
-        dataSource->fileReadAnew();
+    listener_ = std::make_shared<ScanListener>(*this);
+    if (start_ == Start::AtFirstByte)
+        listener_->announcer().announce({0, logReader_->lineCount()});
+    return true;
+}
+
+void FileLoadingOperation::showFirstPage() {
+    if (start_ != Start::AtLastScan || !progress_ || !isShown_)
+        return;
+    // By the time that a window has been made for the file, its first rows are there; and until they are on
+    // the screen they have the machine for themselves.
+    if (const auto dataSource = dataSource_.lock())
+        dataSource->loadPage(pages::pageOfLine(0), true);
+    sleepFor(firstScreenLimit);
 }
 
 } // namespace korvane

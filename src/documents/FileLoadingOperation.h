@@ -3,6 +3,7 @@
 #include "core/reader/LogFileReaderProtocol.h"
 #include "foundation/work/Operation.h"
 
+#include <atomic>
 #include <memory>
 
 namespace korvane {
@@ -10,7 +11,8 @@ namespace korvane {
 class LoadProgressController;
 class TailDataSource;
 
-/// Scans a file for its lines and makes them known while it does. Keeps the reader, not the data source.
+/// Scans a file for its lines and makes them known while it does. Where it must yield, the scan stops and
+/// goes on with the next step. Keeps the reader, not the data source.
 class FileLoadingOperation : public Operation {
 public:
     enum class Start {
@@ -22,21 +24,35 @@ public:
     FileLoadingOperation(std::shared_ptr<LogFileReaderProtocol> logReader,
                          std::weak_ptr<TailDataSource> dataSource,
                          std::shared_ptr<LoadProgressController> progress, Start start = Start::AtLastScan);
+    ~FileLoadingOperation() override;
 
     /// The first rows are on the screen: the scan, which gave way to them, goes on. Any thread.
     void firstScreenShown() { endSleep(); }
+    /// Whether rows of the file are about to be shown, so that the first ones come before all else; true at
+    /// first. Any thread.
+    void setShown(bool isShown) { isShown_ = isShown; }
 
     /// The scan stops at its next step; the progress is cancelled at once, also when the scan never started.
     void cancel() override;
 
 protected:
     void main() override;
+    bool step(const std::function<bool()>& mustYield) override;
 
 private:
+    class ScanListener;
+
+    /// False when nothing is to be scanned.
+    bool begin();
+    void showFirstPage();
+
     const std::shared_ptr<LogFileReaderProtocol> logReader_;
     const std::weak_ptr<TailDataSource> dataSource_;
     const std::shared_ptr<LoadProgressController> progress_;
     const Start start_;
+    std::atomic<bool> isShown_{true};
+    /// Since the first step. Scanning thread only.
+    std::shared_ptr<ScanListener> listener_;
 };
 
 } // namespace korvane

@@ -85,9 +85,13 @@ std::shared_ptr<LocalDocument> LocalDocument::create() {
     return std::shared_ptr<LocalDocument>(new LocalDocument);
 }
 
+bool LocalDocument::isMissing(const Error& error) {
+    return error.domain == urlErrorDomain && error.code == fileDoesNotExist;
+}
+
 LocalDocument::LocalDocument()
-    : loadQueue_(std::make_unique<OperationQueue>("Load log file operation queue", 1,
-                                                  OperationQueue::Priority::Background)),
+    : loadQueue_(std::make_unique<ScanQueue>("Load log file operation queue", ScanPool::ofLoads(),
+                                             ScanPool::Priority::Visible)),
       checkQueue_(std::make_unique<OperationQueue>("Check log file operation queue", 1)),
       informationQueue_(std::make_unique<OperationQueue>("File information", 1)) {}
 
@@ -166,6 +170,7 @@ void LocalDocument::startLoading() {
     if (closed_)
         return;
     const auto operation = std::make_shared<FileLoadingOperation>(logReader_, dataSource_, loadProgress_);
+    operation->setShown(isShown_);
     firstScan_ = operation;
     operation->setCompletion([weak = std::weak_ptr(self())] {
         MainThread::shared().post([weak] {
@@ -196,6 +201,14 @@ void LocalDocument::startTailingWhenLoaded() {
         logFileObserver_->startTailing();
     else
         tailsWhenLoaded_ = true;
+}
+
+void LocalDocument::setShown(bool isShown) {
+    if (std::exchange(isShown_, isShown) == isShown)
+        return;
+    loadQueue_->setPriority(isShown ? ScanPool::Priority::Visible : ScanPool::Priority::Background);
+    if (const auto operation = firstScan_.lock())
+        operation->setShown(isShown);
 }
 
 void LocalDocument::firstScreenShown() {

@@ -3,6 +3,7 @@
 #include "documents/Document.h"
 #include "documents/FileLoadingOperation.h"
 #include "foundation/work/OperationQueue.h"
+#include "foundation/work/ScanQueue.h"
 
 #include <memory>
 
@@ -16,6 +17,8 @@ class LogTableDataSource;
 class LocalDocument : public Document {
 public:
     static std::shared_ptr<LocalDocument> create();
+    /// Whether the error of `readFromUrl` says that there is no such file.
+    static bool isMissing(const Error& error);
     ~LocalDocument() override;
 
     /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when there is no
@@ -26,6 +29,7 @@ public:
     /// Starts the first scan.
     void startLoading() override;
     void windowMade() override;
+    void setShown(bool isShown) override;
     void firstScreenShown() override;
     /// Asked for during a scan, it follows that scan; asked for again, once.
     void loadMore() override;
@@ -72,13 +76,14 @@ private:
     FileHandle::Identity identity_;
     bool closed_ = false;
     bool isLoaded_ = false;
+    bool isShown_ = true;
     bool tailsWhenLoaded_ = false;
     std::shared_ptr<LogFileReaderProtocol> logReader_;
     std::shared_ptr<LogTableDataSource> dataSource_;
     std::shared_ptr<LoadProgressController> loadProgress_;
     std::shared_ptr<LogFileObserver> logFileObserver_;
     std::weak_ptr<FileLoadingOperation> firstScan_;
-    std::unique_ptr<OperationQueue> loadQueue_;
+    std::unique_ptr<ScanQueue> loadQueue_;
     std::unique_ptr<OperationQueue> checkQueue_;
     std::unique_ptr<OperationQueue> informationQueue_;
 };

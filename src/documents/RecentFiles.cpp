@@ -11,14 +11,18 @@ QStringList RecentFiles::urls() {
     return Preferences::shared().userDefaults().value(key).toStringList();
 }
 
-void RecentFiles::add(const QUrl& url) {
-    const QString address = absoluteString(url);
-    QStringList known = urls();
-    if (known.value(0) == address)
-        return;
-    known.removeAll(address);
-    known.prepend(address);
-    Preferences::shared().userDefaults().set(key, QStringList(known.first(std::min(known.size(), maximum))));
+void RecentFiles::add(const QList<QUrl>& added) {
+    const QStringList before = urls();
+    QStringList known = before;
+    // Of many only the last ones stay.
+    for (const QUrl& url : added.last(std::min(added.size(), maximum))) {
+        const QString address = absoluteString(url);
+        known.removeAll(address);
+        known.prepend(address);
+    }
+    known = known.first(std::min(known.size(), maximum));
+    if (known != before)
+        Preferences::shared().userDefaults().set(key, known);
 }
 
 void RecentFiles::clear() {

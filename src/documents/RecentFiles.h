@@ -15,7 +15,9 @@ public:
     /// Absolute addresses.
     static QStringList urls();
     /// One that is there already moves to the front.
-    static void add(const QUrl& url);
+    static void add(const QUrl& url) { add(QList<QUrl>{url}); }
+    /// The last one becomes the newest.
+    static void add(const QList<QUrl>& added);
     static void clear();
 };
 

@@ -19,7 +19,14 @@ using test::TemporaryFile;
 class Recorder : public DocumentWindowFactory, public AlertPresenter {
 public:
     void makeWindow(const std::shared_ptr<Document>& document) override { add(u"make"_s, document); }
-    void raiseWindow(const std::shared_ptr<Document>& document) override { add(u"raise"_s, document); }
+    void changesEnd(const std::shared_ptr<Document>& front) override {
+        if (front)
+            add(u"raise"_s, front);
+    }
+    void waitForFile(const QUrl& url, std::optional<qint64> lineNumber, const QString& reason) override {
+        EXPECT_TRUE(reason.contains(u"does not exist"_s));
+        events << u"wait for "_s + url.fileName() + u' ' + QString::number(lineNumber.value_or(0));
+    }
     void closeWindow(const std::shared_ptr<Document>& document) override {
         EXPECT_FALSE(document->isClosed()) << "the window still needs its document";
         add(u"close"_s, document);
@@ -31,12 +38,13 @@ public:
     }
     void present(const Alert& alert, const void*, std::function<void(int)> done) override {
         alerts.push_back(alert);
-        done(0);
+        done(answer);
     }
     QStringList takeEvents() { return std::exchange(events, {}); }
 
     QStringList events;
     std::vector<Alert> alerts;
+    int answer = 1;
     std::function<void(const std::shared_ptr<Document>&)> onClose;
 
 private:
@@ -79,7 +87,8 @@ TEST_F(AppDocumentControllerTest, AWindowIsShownBeforeTheDocumentIsAnnounced) {
     const auto document = controller_.openDocument(file.url(), 42, u"given"_s);
     ASSERT_TRUE(document);
     EXPECT_EQ(announced, document);
-    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"make given"_s, u"go to 42 in given"_s, u"announced"_s}));
+    EXPECT_EQ(recorder_.takeEvents(),
+              (QStringList{u"make given"_s, u"go to 42 in given"_s, u"raise given"_s, u"announced"_s}));
     EXPECT_EQ(controller_.documents(), std::vector{document});
 }
 
@@ -94,16 +103,30 @@ TEST_F(AppDocumentControllerTest, AClickOnANotificationLeadsToTheLineOfTheVeryFi
     controller_.userNotificationActivated(address, 7);
     EXPECT_EQ(controller_.documents(), std::vector{document});
     const QString name = document->displayName();
-    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"raise "_s + name, u"go to 7 in "_s + name}));
+    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"go to 7 in "_s + name, u"raise "_s + name}));
 }
 
-TEST_F(AppDocumentControllerTest, OpeningAnOpenFileRaisesItsWindow) {
-    const TemporaryFile file("one\n");
-    const auto document = controller_.openDocument(file.url());
-    recorder_.takeEvents();
-    EXPECT_EQ(controller_.openDocument(file.url(), 7), document);
-    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"raise test.log"_s, u"go to 7 in test.log"_s}));
-    EXPECT_EQ(controller_.documents().size(), 1U);
+TEST_F(AppDocumentControllerTest, ABatchComesToTheFrontOnceAndTellsAllItsFailuresInOneAlert) {
+    const TemporaryFile files[] = {TemporaryFile("1\n", "a"), TemporaryFile("2\n", "b")};
+    const QUrl missing = fileUrlFromPath(files[0].path() + ".missing");
+    recorder_.answer = 0;
+    {
+        const DocumentBatch batch(controller_, 4);
+        controller_.openDocument(files[0].url());
+        controller_.openDocument(missing, 12);
+        controller_.openDocument(files[1].url());
+        controller_.openDocument(fileUrlFromPath("/dev/null"));
+        EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"make a"_s, u"make b"_s}));
+        EXPECT_TRUE(recorder_.alerts.empty());
+    }
+    ASSERT_EQ(recorder_.alerts.size(), 1U);
+    const Alert& alert = recorder_.alerts.front();
+    EXPECT_TRUE(alert.informativeText.contains(missing.path()) &&
+                alert.informativeText.contains(u"/dev/null"_s))
+        << alert.informativeText.toStdString();
+    EXPECT_EQ(alert.defaultButton, 1) << "Return must not open a tab for a mistyped name";
+    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"raise b"_s, u"wait for a.missing 12"_s}))
+        << "only what may appear is waited for";
 }
 
 TEST_F(AppDocumentControllerTest, WhatCannotBeOpenedIsSaidInOneAlert) {
@@ -132,7 +155,8 @@ TEST_F(AppDocumentControllerTest, AFileCanBeOpenedAgainAfterItWasClosed) {
     const auto second = controller_.openDocument(file.url());
     EXPECT_NE(second, first);
     EXPECT_EQ(recorder_.takeEvents(),
-              (QStringList{u"make test.log"_s, u"close test.log"_s, u"make test.log"_s}));
+              (QStringList{u"make test.log"_s, u"raise test.log"_s, u"close test.log"_s, u"make test.log"_s,
+                           u"raise test.log"_s}));
 }
 
 TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {

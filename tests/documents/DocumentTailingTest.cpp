@@ -116,7 +116,8 @@ TEST_F(DocumentTailingTest, ClosingEndsTheMonitorAtOnce) {
 class NoWindows : public DocumentWindowFactory, public AlertPresenter {
 public:
     void makeWindow(const std::shared_ptr<Document>&) override {}
-    void raiseWindow(const std::shared_ptr<Document>&) override {}
+    void changesEnd(const std::shared_ptr<Document>&) override {}
+    void waitForFile(const QUrl&, std::optional<qint64>, const QString&) override {}
     void closeWindow(const std::shared_ptr<Document>&) override {}
     void goToLine(const std::shared_ptr<Document>&, qint64) override {}
     void present(const Alert&, const void*, std::function<void(int)> done) override { done(0); }

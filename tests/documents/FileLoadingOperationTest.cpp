@@ -8,6 +8,7 @@
 #include "documents/LogTableDataSource.h"
 #include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/OperationQueue.h"
+#include "foundation/work/ScanQueue.h"
 #include "support/PreferencesTest.h"
 #include "support/Waiting.h"
 
@@ -205,6 +206,36 @@ TEST_F(FileLoadingOperationTest, StartingAtTheFirstByteAnnouncesTheForgottenLine
     EXPECT_EQ(updates_.front(), (LineRange{0, 1}));
     ASSERT_TRUE(finish());
     EXPECT_EQ(updates_.back().location + updates_.back().length, 6000);
+}
+
+TEST_F(FileLoadingOperationTest, AScanThatOthersWaitForYieldsToThemAndGoesOn) {
+    constexpr int slices = 3;
+    // A scan that would never end if it did not yield.
+    reader_->scan = [slice = 0](FakeReader& reader) mutable {
+        const qint64 before = reader.lineCount();
+        ++slice;
+        do
+            publish(reader, 1000 * slice);
+        while (slice <= slices && !reader.isScanCancelled());
+        return LineRange{before - 1, 1000 * slice - before + 1};
+    };
+    ScanPool pool(1);
+    ScanQueue queue("Test scans", pool, ScanPool::Priority::Background);
+    operation_ = std::make_shared<FileLoadingOperation>(reader_, source_, progress_);
+    operation_->setShown(false);
+    queue.addOperation(operation_);
+    std::vector<qint64> seenByOthers;
+    const auto other = pool.start(ScanPool::Priority::Background, [&](const std::stop_token&) {
+        if (progress_->state() == State::Loading)
+            seenByOthers.push_back(reader_->lineCount());
+        return !operation_->isFinished();
+    });
+    ASSERT_TRUE(waitFor([&] { return queue.isEmpty() && !other.isUnderWay(); }));
+    EXPECT_EQ(seenByOthers, (std::vector<qint64>{1000, 2000, 3000}));
+    EXPECT_EQ(progress_->state(), State::Completed);
+    MainThread::shared().runPending();
+    ASSERT_FALSE(updates_.empty());
+    EXPECT_EQ(updates_.back().location + updates_.back().length, 4000);
 }
 
 TEST_F(FileLoadingOperationTest, NothingIsPostedOnceTheDataSourceIsClosed) {

@@ -159,6 +159,9 @@ def starts_at_once(desktop, program, directory):
     running = next(start for start in starts if start.process.poll() is None)
     until("the way to every line", lambda: sorted(running.lines_gone_to()) == list(range(1, count + 1)))
     expect("the number of windows", len(windows(desktop)), 1)
+    # The next start brings back nothing.
+    desktop.keys("ctrl+shift+w")
+    running.window("Welcome to Korvane")
     desktop.keys("ctrl+q")
     running.ends()
 

@@ -139,7 +139,8 @@ TEST_F(RemoteDocumentTest, AFailedLoadIsToldOnceAndLeavesNoTrace) {
 TEST_F(RemoteDocumentTest, AnUnknownHostOpensNothing) {
     class NoWindows : public DocumentWindowFactory {
         void makeWindow(const std::shared_ptr<Document>&) override { ADD_FAILURE(); }
-        void raiseWindow(const std::shared_ptr<Document>&) override {}
+        void changesEnd(const std::shared_ptr<Document>&) override {}
+        void waitForFile(const QUrl&, std::optional<qint64>, const QString&) override {}
         void closeWindow(const std::shared_ptr<Document>&) override {}
         void goToLine(const std::shared_ptr<Document>&, qint64) override {}
     } windows;

@@ -17,7 +17,7 @@ struct Alert {
     QString message;
     /// What it means and what can be done.
     QString informativeText;
-    /// Button texts, the default one first. Empty = one "OK".
+    /// Button texts. Empty = one "OK".
     QStringList buttons;
     /// When set, the alert carries a check box by which the user switches it off; called when that was
     /// checked and the alert was not answered with its last button of several.
@@ -33,6 +33,8 @@ struct Alert {
     };
     /// The field has the focus when the alert opens.
     std::optional<Field> field = {};
+    /// The index of the button that Return presses.
+    int defaultButton = 0;
 };
 
 /// The one way in which the program asks or tells the user something in a box of its own. Main thread only.

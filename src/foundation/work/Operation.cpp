@@ -30,9 +30,16 @@ void Operation::endSleep() {
 }
 
 void Operation::run() {
-    if (!isCancelled()) {
+    while (runStep([] { return false; }))
+        ;
+}
+
+bool Operation::runStep(const std::function<bool()>& mustYield) {
+    // One that is under way also says how its cancel has ended.
+    if (!isCancelled() || isExecuting()) {
         state_.store(State::Executing, std::memory_order_release);
-        main();
+        if (step(mustYield))
+            return true;
     }
     state_.store(State::Finished, std::memory_order_release);
     if (completion_)
@@ -44,6 +51,7 @@ void Operation::run() {
         postHandler();
     else
         awaitsHandler_ = true;
+    return false;
 }
 
 void Operation::setHandler(std::function<void()> handler) {

@@ -61,6 +61,13 @@ public:
 protected:
     Operation() = default;
     virtual void main() = 0;
+    /// Does a piece of the body; true while there is more. `mustYield` says whether others wait for the
+    /// thread: a body that can stop and go on later ends its piece then. By default the whole body is one
+    /// piece.
+    virtual bool step(const std::function<bool()>& /*mustYield*/) {
+        main();
+        return false;
+    }
 
     /// Sleeps until `duration` has passed, the operation is cancelled or `endSleep` is called.
     void sleepFor(std::chrono::microseconds duration);
@@ -69,10 +76,13 @@ protected:
 
 private:
     friend class OperationQueue;
+    friend class ScanQueue;
     enum class State { Ready, Executing, Finished };
 
     /// What a worker of the queue does with the operation.
     void run();
+    /// The same in pieces: called again while it answers true.
+    bool runStep(const std::function<bool()>& mustYield);
     void setHandler(std::function<void()> handler);
     void postHandler();
 

@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <deque>
-#include <sys/resource.h>
 #include <thread>
-#include <unistd.h>
 
 namespace korvane {
 namespace {
@@ -15,12 +13,6 @@ int workerLimit(int maximumConcurrent) {
     if (maximumConcurrent != OperationQueue::defaultConcurrency)
         return maximumConcurrent;
     return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 2, 4);
-}
-
-/// Lowers the calling thread's priority; workers end with their work, so it is never raised again.
-void giveWay() {
-    constexpr int backgroundNiceness = 10;
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), backgroundNiceness);
 }
 
 } // namespace
@@ -68,7 +60,7 @@ void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
 
 void OperationQueue::work(const std::shared_ptr<State>& state) {
     if (state->priority == Priority::Background)
-        giveWay();
+        Workers::giveWay();
     std::unique_lock guard(state->mutex);
     while (!state->waiting.empty()) {
         std::shared_ptr<Operation> operation = std::move(state->waiting.front());

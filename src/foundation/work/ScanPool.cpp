@@ -6,33 +6,47 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <deque>
 #include <exception>
+#include <list>
 #include <thread>
 #include <utility>
 
 namespace korvane {
 namespace {
 
+using namespace std::chrono_literals;
+using StepClock = std::chrono::steady_clock;
+
 constexpr std::size_t priorities = 3;
+/// Steps take milliseconds: one that takes longer than this waits for the file system.
+constexpr auto longestStep = 1s;
 
 } // namespace
 
 struct ScanPool::State {
     using Queue = std::deque<std::shared_ptr<Scan::Job>>;
 
-    explicit State(unsigned limit) : threads(limit) {}
+    State(unsigned limit, Threads threadKind) : threads(limit), kind(threadKind) {}
 
     Queue& queue(Priority priority) { return waiting[static_cast<std::size_t>(priority)]; }
     /// The most urgent job, taken out of its queue; null when nothing waits.
     std::shared_ptr<Scan::Job> takeNext();
+    /// Whether another thread may work; counts it in when it may.
+    bool addThread();
+    unsigned heldThreads() const;
+    static void startThread(const std::shared_ptr<State>& state);
     void work();
 
     const unsigned threads;
+    const Threads kind;
     std::mutex mutex;
     // Guarded by mutex.
     std::array<Queue, priorities> waiting;
     unsigned working = 0;
+    /// When the steps under way began.
+    std::list<StepClock::time_point> stepStarts;
     bool isClosed = false;
 };
 
@@ -73,13 +87,38 @@ std::shared_ptr<ScanPool::Scan::Job> ScanPool::State::takeNext() {
     return nullptr;
 }
 
+unsigned ScanPool::State::heldThreads() const {
+    const auto now = StepClock::now();
+    return static_cast<unsigned>(std::ranges::count_if(
+        stepStarts, [now](StepClock::time_point start) { return now - start > longestStep; }));
+}
+
+bool ScanPool::State::addThread() {
+    if (working >= threads + heldThreads())
+        return false;
+    ++working;
+    return true;
+}
+
+void ScanPool::State::startThread(const std::shared_ptr<State>& state) {
+    Workers::shared().start([state] { state->work(); });
+}
+
 void ScanPool::State::work() {
+    if (kind == Threads::GiveWay)
+        Workers::giveWay();
     std::unique_lock guard(mutex);
-    while (std::shared_ptr<Scan::Job> job = takeNext()) {
+    // One that replaced a held thread ends when that has come back.
+    while (working <= threads + heldThreads()) {
+        std::shared_ptr<Scan::Job> job = takeNext();
+        if (!job)
+            break;
         job->stage = Scan::Job::Stage::Running;
+        const auto start = stepStarts.insert(stepStarts.end(), StepClock::now());
         guard.unlock();
         const bool hasMore = job->runStep();
         guard.lock();
+        stepStarts.erase(start);
         if (hasMore && !job->stop.stop_requested() && !isClosed) {
             job->stage = Scan::Job::Stage::Waiting;
             queue(job->priority).push_back(std::move(job));
@@ -104,9 +143,14 @@ ScanPool& ScanPool::shared() {
     return *instance;
 }
 
-ScanPool::ScanPool(unsigned threads)
-    : state_(std::make_shared<State>(threads > 0 ? threads
-                                                 : std::max(1U, std::thread::hardware_concurrency()))) {}
+ScanPool& ScanPool::ofLoads() {
+    static ScanPool* const instance = new ScanPool(0, Threads::GiveWay);
+    return *instance;
+}
+
+ScanPool::ScanPool(unsigned threads, Threads kind)
+    : state_(std::make_shared<State>(
+          threads > 0 ? threads : std::max(1U, std::thread::hardware_concurrency()), kind)) {}
 
 ScanPool::~ScanPool() {
     std::array<State::Queue, priorities> dropped;
@@ -125,12 +169,18 @@ ScanPool::Scan ScanPool::start(Priority priority, Step step) {
     {
         const std::lock_guard guard(state_->mutex);
         state_->queue(priority).push_back(scan.job_);
-        if (state_->working == state_->threads)
+        if (!state_->addThread())
             return scan;
-        ++state_->working;
     }
-    Workers::shared().start([state = state_] { state->work(); });
+    State::startThread(state_);
     return scan;
+}
+
+bool ScanPool::isWaitedFor(Priority priority) const {
+    const std::lock_guard guard(state_->mutex);
+    const auto end = state_->waiting.begin() + static_cast<std::ptrdiff_t>(priority) + 1;
+    return std::any_of(state_->waiting.begin(), end,
+                       [](const State::Queue& queue) { return !queue.empty(); });
 }
 
 // ---- One scan
@@ -157,12 +207,18 @@ void ScanPool::Scan::cancel() {
 void ScanPool::Scan::setPriority(Priority priority) {
     if (!job_)
         return;
-    const std::lock_guard guard(job_->pool->mutex);
-    if (job_->stage == Job::Stage::Waiting) {
-        std::erase(job_->pool->queue(job_->priority), job_);
-        job_->pool->queue(priority).push_back(job_);
+    {
+        const std::lock_guard guard(job_->pool->mutex);
+        const bool isWaiting = job_->stage == Job::Stage::Waiting;
+        if (isWaiting) {
+            std::erase(job_->pool->queue(job_->priority), job_);
+            job_->pool->queue(priority).push_back(job_);
+        }
+        job_->priority = priority;
+        if (!isWaiting || !job_->pool->addThread())
+            return;
     }
-    job_->priority = priority;
+    State::startThread(job_->pool);
 }
 
 bool ScanPool::Scan::isUnderWay() const {

@@ -7,8 +7,8 @@
 namespace korvane {
 
 /// The threads that scan files, shared by all documents: at most one a processor core. The most urgent scans
-/// run first, and those of one priority in turn. Threads start when there is work and end when there is none.
-/// Any thread.
+/// run first, and those of one priority in turn. A thread that a file system holds is not counted when the
+/// next scan needs one. Threads start when there is work and end when there is none. Any thread.
 class ScanPool {
 public:
     /// In the order of urgency.
@@ -45,10 +45,17 @@ public:
         std::shared_ptr<Job> job_;
     };
 
+    enum class Threads : unsigned char {
+        Normal,
+        GiveWay, ///< to all else that the user waits for
+    };
+
     static ScanPool& shared();
+    /// Where documents read their files for the first time; its threads give way.
+    static ScanPool& ofLoads();
 
     /// `threads`: how many steps run at once; 0 for one a core.
-    explicit ScanPool(unsigned threads = 0);
+    explicit ScanPool(unsigned threads = 0, Threads kind = Threads::Normal);
     /// Waits for nothing: scans end with the step under way.
     ~ScanPool();
     ScanPool(const ScanPool&) = delete;
@@ -56,6 +63,9 @@ public:
 
     /// An exception of a library ends the scan; the log says so.
     [[nodiscard]] Scan start(Priority priority, Step step);
+
+    /// Whether a scan of this urgency or a higher one waits for its turn.
+    bool isWaitedFor(Priority priority) const;
 
 private:
     struct State;

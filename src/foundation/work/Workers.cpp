@@ -1,5 +1,7 @@
 #include "foundation/work/Workers.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
 #include <utility>
 
 namespace korvane {
@@ -17,6 +19,11 @@ void Workers::start(std::function<void()> work) {
         std::exchange(work, nullptr)();
         hasWorked(place);
     });
+}
+
+void Workers::giveWay() {
+    constexpr int backgroundNiceness = 10;
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), backgroundNiceness);
 }
 
 bool Workers::wait(std::chrono::milliseconds limit) {

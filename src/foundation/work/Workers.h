@@ -18,6 +18,9 @@ public:
 
     /// Runs `work` on a thread of its own.
     void start(std::function<void()> work);
+    /// Lowers the priority of the calling worker below that of all the user waits for. Workers end with their
+    /// work, so it is never raised again.
+    static void giveWay();
 
     /// Waits, at most as long as given, until no thread is left. Returns whether that is so.
     bool wait(std::chrono::milliseconds limit);

@@ -66,7 +66,7 @@ void AlertBox::addButtons(QStringList texts) {
         const bool isLast = buttons_.size() + 1 == texts.size();
         buttons_.append(addButton(text, isLast && texts.size() > 1 ? RejectRole : AcceptRole));
     }
-    setDefaultButton(buttons_.first());
+    setDefaultButton(buttons_.value(alert_.defaultButton, buttons_.first()));
     setEscapeButton(buttons_.last());
 }
 

@@ -7,20 +7,25 @@
 namespace korvane {
 namespace {
 
-/// The top-level window that `window` names, or the active one.
-QWidget* parentFor(const void* window) {
+/// The top-level window that `window` names, or null.
+QWidget* namedWindow(const void* window) {
     for (QWidget* widget : QApplication::allWidgets()) {
         if (widget == window)
             return widget->window();
     }
-    return QApplication::activeWindow();
+    return nullptr;
 }
 
 } // namespace
 
 void AlertBoxPresenter::present(const Alert& alert, const void* window,
                                 std::function<void(int button)> done) {
-    (new AlertBox(alert, parentFor(window), std::move(done)))->open();
+    QWidget* parent = window ? namedWindow(window) : nullptr;
+    if (!parent)
+        parent = QApplication::activeWindow();
+    if (!parent)
+        parent = frontWindow_();
+    (new AlertBox(alert, parent, std::move(done)))->open();
 }
 
 } // namespace korvane

@@ -2,12 +2,24 @@
 
 #include "foundation/notices/Alerts.h"
 
+#include <functional>
+
+class QWidget;
+
 namespace korvane {
 
 /// Shows alerts as boxes over the window concerned, without blocking.
 class AlertBoxPresenter : public AlertPresenter {
 public:
+    /// `frontWindow`: the window over which an alert stands that concerns none, while no window of the
+    /// program is active; may give null.
+    explicit AlertBoxPresenter(std::function<QWidget*()> frontWindow = [] { return nullptr; })
+        : frontWindow_(std::move(frontWindow)) {}
+
     void present(const Alert& alert, const void* window, std::function<void(int button)> done) override;
+
+private:
+    const std::function<QWidget*()> frontWindow_;
 };
 
 } // namespace korvane

@@ -1,12 +1,12 @@
 #include "ui/window/DroppedFiles.h"
 
+#include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"
 
-namespace korvane {
+#include <QMimeData>
 
-bool holdsFiles(const QMimeData& data) {
-    return !droppedFiles(data).isEmpty();
-}
+namespace korvane {
+namespace {
 
 QList<QUrl> droppedFiles(const QMimeData& data) {
     QList<QUrl> files;
@@ -16,6 +16,19 @@ QList<QUrl> droppedFiles(const QMimeData& data) {
             files.append(fileUrlFromPath(localPath(url)));
     }
     return files;
+}
+
+} // namespace
+
+bool holdsFiles(const QMimeData& data) {
+    return !droppedFiles(data).isEmpty();
+}
+
+void openDroppedFiles(const QMimeData& data, AppDocumentController& documents) {
+    const QList<QUrl> files = droppedFiles(data);
+    const DocumentBatch batch(documents, static_cast<std::size_t>(files.size()));
+    for (const QUrl& url : files)
+        documents.openDocument(url);
 }
 
 } // namespace korvane

@@ -21,6 +21,8 @@ public:
     /// Reports the missing ones among the addresses, unless another call or the end of this object comes
     /// before. What is no file of this computer is never missing.
     void findMissing(const QStringList& urls, std::function<void(const QStringList& missing)> report);
+    /// The last call has not been answered yet.
+    bool isSearching() const { return search_.isUnderWay(); }
 
 private:
     OperationQueue queue_;

@@ -4,32 +4,30 @@
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
+#include "ui/desktop/ExternalProgram.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
-#include "ui/widgets/Icons.h"
+#include "ui/tabs/DocumentTab.h"
+#include "ui/tabs/DocumentTabs.h"
 #include "ui/window/DroppedFiles.h"
 #include "ui/window/MainToolBar.h"
 #include "ui/window/OpenFiles.h"
 #include "ui/window/SidebarTabViewController.h"
-#include "ui/window/TabTitles.h"
 #include "ui/window/WindowActions.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QLabel>
-#include <QLocale>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QScreen>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QTabBar>
-#include <QTabWidget>
 #include <QTimer>
 #include <QVBoxLayout>
-
-#include <algorithm>
 
 namespace korvane {
 namespace {
@@ -41,24 +39,16 @@ constexpr double mostOfScreen = 0.92;
 constexpr int widthSaveDelay = 300;
 const QString sidebarWidthKey = QStringLiteral("sidebarWidth");
 const QString geometryKey = QStringLiteral("windowGeometry");
-/// A page's property: lines that have come while it was not in front.
-constexpr auto unseenLines = "unseenLines";
 
 } // namespace
 
 MainWindow::MainWindow(AppDocumentController& documents, AlertPresenter& alerts)
-    : documents_(documents), mainSplitViewController_(new QSplitter(this)),
+    : documents_(documents), alerts_(alerts), mainSplitViewController_(new QSplitter(this)),
       sidebar_(new SidebarTabViewController(documents, alerts, mainSplitViewController_)),
-      stack_(new QStackedWidget(this)), tabs_(new QTabWidget(this)) {
+      stack_(new QStackedWidget(this)), tabs_(new DocumentTabs(this)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setAcceptDrops(true);
     restoreWindowGeometry();
-    tabs_->setObjectName(QStringLiteral("documents"));
-    tabs_->setDocumentMode(true);
-    tabs_->setTabsClosable(true);
-    tabs_->setMovable(true);
-    tabs_->setTabBarAutoHide(true);
-    tabs_->tabBar()->setElideMode(Qt::ElideMiddle);
     stack_->addWidget(makeEmptyPage());
     stack_->addWidget(tabs_);
     mainSplitViewController_->setChildrenCollapsible(false);
@@ -79,11 +69,16 @@ MainWindow::MainWindow(AppDocumentController& documents, AlertPresenter& alerts)
         Preferences::shared().userDefaults().set(
             sidebarWidthKey, static_cast<double>(mainSplitViewController_->sizes().front()));
     });
-    connect(tabs_, &QTabWidget::currentChanged, this, [this] { pageChanged(); });
-    connect(tabs_, &QTabWidget::tabCloseRequested, this, [this](int index) {
-        if (auto* page = qobject_cast<MainWindowController*>(tabs_->widget(index)))
-            documents_.closeDocument(page->document());
+    connect(tabs_, &DocumentTabs::currentTabChanged, this, &MainWindow::pageChanged);
+    connect(tabs_, &DocumentTabs::tabsChanged, this, [this] {
+        updateTitle();
+        actions_->update();
+        Q_EMIT tabsChanged();
     });
+    connect(tabs_, &DocumentTabs::closeRequested, this, &MainWindow::closeTabs);
+    connect(tabs_, &DocumentTabs::copyPathRequested, this,
+            [](const QUrl& url) { QApplication::clipboard()->setText(displayAddress(url)); });
+    connect(tabs_, &DocumentTabs::openFolderRequested, this, &MainWindow::openFolder);
     auto* toolBar = new MainToolBar(this);
     actions_ = new WindowActions(*this, documents_, *toolBar);
     addToolBar(toolBar);
@@ -109,78 +104,102 @@ QWidget* MainWindow::makeEmptyPage() {
 
 // ---- Pages
 
+DocumentTab* MainWindow::addTab(const QUrl& url) {
+    auto* tab = new DocumentTab(url, alerts_, tabs_);
+    connect(tab, &DocumentTab::pageMade, this, &MainWindow::addPage);
+    connect(tab, &DocumentTab::placeChanged, this, &MainWindow::placeChanged);
+    tabs_->add(tab);
+    return tab;
+}
+
 void MainWindow::addPage(MainWindowController* page) {
     page->logView().setContextMenu(actions_->contextMenu());
     for (const auto signal : {&LogViewController::wrappingChanged, &LogViewController::lineNumbersChanged,
                               &LogViewController::selectionChanged, &LogViewController::rowCountChanged})
-        connect(&page->logView(), signal, this, [this] { actions_->update(); });
-    connect(page, &MainWindowController::tailingChanged, this, [this] { actions_->update(); });
-    connect(page, &MainWindowController::connectionChanged, this, [this, page] {
-        showState(*page, page->property(unseenLines).toLongLong());
-        actions_->update();
-    });
-    connect(&page->logView(), &LogViewController::linesArrived, page,
-            [this, page](qint64 count) { linesArrived(*page, count); });
-    const int index = tabs_->addTab(page, page->document()->displayName());
-    showState(*page, 0);
-    tabs_->setCurrentIndex(index);
-    updateTitles();
-    pageChanged();
-}
-
-bool MainWindow::removePage(const Document& document) {
-    MainWindowController* page = pageOf(document);
-    if (!page)
-        return false;
-    tabs_->removeTab(tabs_->indexOf(page));
-    page->deleteLater();
-    updateTitles();
-    pageChanged();
-    return true;
-}
-
-std::vector<MainWindowController*> MainWindow::pages() const {
-    std::vector<MainWindowController*> all;
-    for (int i = 0; i < tabs_->count(); ++i)
-        all.push_back(qobject_cast<MainWindowController*>(tabs_->widget(i)));
-    return all;
-}
-
-MainWindowController* MainWindow::pageOf(const Document& document) const {
-    for (MainWindowController* page : pages()) {
-        if (page->document().get() == &document)
-            return page;
-    }
-    return nullptr;
+        connect(&page->logView(), signal, actions_, &WindowActions::update);
+    connect(page, &MainWindowController::tailingChanged, actions_, &WindowActions::update);
+    connect(page, &MainWindowController::connectionChanged, actions_, &WindowActions::update);
+    Q_EMIT pageMade(page);
 }
 
 MainWindowController* MainWindow::currentPage() const {
-    return qobject_cast<MainWindowController*>(tabs_->currentWidget());
+    const DocumentTab* tab = tabs_->current();
+    return tab ? tab->page() : nullptr;
 }
 
-void MainWindow::raisePage(MainWindowController* page) {
-    tabs_->setCurrentWidget(page);
+void MainWindow::raiseTab(DocumentTab* tab) {
+    tabs_->setCurrent(tab);
     if (isMinimized())
         showNormal();
     raise();
     activateWindow();
-    page->setFocus();
+    tab->setFocus();
+    for (auto* question : findChildren<QDialog*>()) {
+        if (!question->isModal() || !question->isVisible())
+            continue;
+        question->raise();
+        question->activateWindow();
+    }
+}
+
+void MainWindow::raisePage(MainWindowController* page) {
+    raiseTab(tabs_->tabOf(*page->document()));
+}
+
+void MainWindow::closeTabs(const std::vector<DocumentTab*>& tabs) {
+    const DocumentBatch batch(documents_);
+    for (DocumentTab* tab : tabs) {
+        if (const auto document = tab->document())
+            documents_.closeDocument(document);
+        else
+            tabs_->remove(tab);
+    }
+    if (tabs_->count() == 0)
+        Q_EMIT lastTabClosed();
+}
+
+void MainWindow::closeCurrentTab() {
+    if (DocumentTab* tab = tabs_->current())
+        closeTabs({tab});
 }
 
 void MainWindow::pageChanged() {
+    DocumentTab* tab = tabs_->current();
+    if (tab && tab->state() == DocumentTab::State::Unread) {
+        Q_EMIT unreadTabShown(tab);
+        // With the document the page has come, and all this has been done for it.
+        if (tab->document())
+            return;
+    }
     MainWindowController* page = currentPage();
-    stack_->setCurrentIndex(page ? 1 : 0);
-    if (page)
-        page->setFocus();
-    if (page)
-        showState(*page, 0);
+    stack_->setCurrentIndex(tab ? 1 : 0);
+    if (tab)
+        tab->setFocus();
     if (page)
         sidebar_->setFile(page->document()->fileUrl(), &page->logView(), !page->document()->isTransient());
     else
         sidebar_->setFile({}, nullptr, false);
     actions_->pageChanged();
-    updateTitles();
+    updateTitle();
     Q_EMIT currentPageChanged();
+    Q_EMIT tabsChanged();
+}
+
+void MainWindow::updateTitle() {
+    const QString name = QApplication::applicationDisplayName();
+    const QString title = tabs_->currentTitle();
+    setWindowTitle(title.isEmpty() ? name : title + QStringLiteral(" – ") + name);
+}
+
+void MainWindow::openFolder(const QUrl& url) {
+    QPointer<MainWindow> self(this);
+    const QByteArray path = localPath(url);
+    const QByteArray folder = path.left(std::max<qsizetype>(path.lastIndexOf('/'), 1));
+    startProgram({"xdg-open", {folder}}, [self](const ProgramEnd& end) {
+        MainWindowController* page = self && !end.isGood() ? self->currentPage() : nullptr;
+        if (page)
+            page->showUserUpdate(tr("The folder cannot be opened: no file manager has answered"));
+    });
 }
 
 bool MainWindow::isSidebarShown() const {
@@ -204,52 +223,14 @@ void MainWindow::bookmarkFile() {
     sidebar_->addBookmark(page->document()->fileUrl());
 }
 
-void MainWindow::updateTitles() {
-    QStringList names;
-    QStringList paths;
-    for (const MainWindowController* page : pages()) {
-        names.append(page->document()->displayName());
-        const QUrl& url = page->document()->fileUrl();
-        paths.append(url.isLocalFile() ? page->document()->displayPlace()
-                                       : u'/' + url.host() + displayPath(url));
-    }
-    const QStringList titles = tabTitles(names, paths);
-    for (int i = 0; i < tabs_->count(); ++i) {
-        // An ampersand in a tab's text would become a mnemonic.
-        tabs_->setTabText(i, QString(titles[i]).replace(u'&', QStringLiteral("&&")));
-    }
-    const QString name = QApplication::applicationDisplayName();
-    setWindowTitle(tabs_->currentIndex() < 0 ? name
-                                             : titles[tabs_->currentIndex()] + QStringLiteral(" – ") + name);
-}
-
-void MainWindow::linesArrived(MainWindowController& page, qint64 count) {
-    if (&page == currentPage())
-        return;
-    showState(page, page.property(unseenLines).toLongLong() + count);
-}
-
-void MainWindow::showState(MainWindowController& page, qint64 count) {
-    page.setProperty(unseenLines, count);
-    const int index = tabs_->indexOf(&page);
-    const bool isCutOff = page.canConnect();
-    tabs_->setTabIcon(index, isCutOff    ? icon(QStringLiteral("bullet_red"))
-                             : count > 0 ? icon(QStringLiteral("bullet_blue"))
-                                         : QIcon());
-    QString toolTip = page.document()->displayPlace();
-    if (count > 0)
-        toolTip +=
-            u'\n' + (count == 1 ? tr("1 new line") : tr("%1 new lines").arg(QLocale().toString(count)));
-    if (isCutOff)
-        toolTip += u'\n' + tr("Not connected");
-    tabs_->setTabToolTip(index, toolTip);
-}
-
 void MainWindow::closeEvent(QCloseEvent* event) {
     Preferences::shared().userDefaults().set(geometryKey, saveGeometry());
     Q_EMIT aboutToClose();
-    for (MainWindowController* page : pages())
-        documents_.closeDocument(page->document());
+    const DocumentBatch batch(documents_);
+    for (const DocumentTab* tab : tabs_->tabs()) {
+        if (const auto document = tab->document())
+            documents_.closeDocument(document);
+    }
     event->accept();
 }
 
@@ -266,14 +247,23 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
 
 void MainWindow::dropEvent(QDropEvent* event) {
     event->acceptProposedAction();
-    for (const QUrl& url : droppedFiles(*event->mimeData()))
-        documents_.openDocument(url);
+    openDroppedFiles(*event->mimeData(), documents_);
 }
 
 void MainWindow::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
         Q_EMIT activated();
+}
+
+void MainWindow::moveEvent(QMoveEvent* event) {
+    QMainWindow::moveEvent(event);
+    Q_EMIT placeChanged();
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    Q_EMIT placeChanged();
 }
 
 // ---- Dialogs

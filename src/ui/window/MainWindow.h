@@ -7,13 +7,13 @@
 
 class QSplitter;
 class QStackedWidget;
-class QTabWidget;
 
 namespace korvane {
 
 class AlertPresenter;
 class AppDocumentController;
-class Document;
+class DocumentTab;
+class DocumentTabs;
 class MainWindowController;
 class SidebarTabViewController;
 class WindowActions;
@@ -27,13 +27,18 @@ public:
     /// Both must outlive the window.
     MainWindow(AppDocumentController& documents, AlertPresenter& alerts);
 
-    void addPage(MainWindowController* page);
-    /// Takes the page of a document away; false if it has none here.
-    bool removePage(const Document& document);
-    MainWindowController* pageOf(const Document& document) const;
-    MainWindowController* currentPage() const;
-    std::vector<MainWindowController*> pages() const;
+    DocumentTabs& tabs() const { return *tabs_; }
+    /// Adds a tab for a file that is not open yet, behind the others.
+    DocumentTab* addTab(const QUrl& url);
+    /// Brings the tab and the window to the front, with the question that stands over the window, if there is
+    /// one.
+    void raiseTab(DocumentTab* tab);
     void raisePage(MainWindowController* page);
+    /// Closes the tabs with their documents.
+    void closeTabs(const std::vector<DocumentTab*>& tabs);
+    void closeCurrentTab();
+    /// The page of the tab in front; null while that has no document.
+    MainWindowController* currentPage() const;
 
     bool isSidebarShown() const;
     void setSidebarShown(bool shown);
@@ -49,6 +54,15 @@ Q_SIGNALS:
     void activated();
     /// Another page is in front, or none.
     void currentPageChanged();
+    void pageMade(korvane::MainWindowController* page);
+    /// A tab whose file is not read yet has come to the front.
+    void unreadTabShown(korvane::DocumentTab* tab);
+    /// Tabs have come, gone or moved, or another is in front.
+    void tabsChanged();
+    void lastTabClosed();
+    void closeAllRequested();
+    /// The view of a tab has moved within its file, or the window on the screen.
+    void placeChanged();
     /// The user wants to edit the rules; `newRuleText`: to begin with a rule for this text, null for none.
     void rulesEditorRequested(const QString& newRuleText);
     void preferencesRequested();
@@ -58,6 +72,8 @@ Q_SIGNALS:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void moveEvent(QMoveEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
@@ -66,17 +82,17 @@ private:
     /// As the window closed last stood, or as large as suits a new one.
     void restoreWindowGeometry();
 
+    void addPage(MainWindowController* page);
     void pageChanged();
-    void updateTitles();
-    void linesArrived(MainWindowController& page, qint64 count);
-    /// Marks the tab of a page that has lost its server, or that has something new; 0 for nothing.
-    void showState(MainWindowController& page, qint64 count);
+    void updateTitle();
+    void openFolder(const QUrl& url);
 
     AppDocumentController& documents_;
+    AlertPresenter& alerts_;
     QSplitter* mainSplitViewController_;
     SidebarTabViewController* sidebar_;
     QStackedWidget* stack_;
-    QTabWidget* tabs_;
+    DocumentTabs* tabs_;
     WindowActions* actions_ = nullptr;
 };
 

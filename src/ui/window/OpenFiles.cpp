@@ -18,6 +18,7 @@ void askForFiles(AppDocumentController& documents, QWidget* parent, const QUrl& 
     if (near.isLocalFile())
         dialog->setDirectory(QFile::decodeName(localPath(near.adjusted(QUrl::RemoveFilename))));
     QObject::connect(dialog, &QFileDialog::filesSelected, dialog, [&documents](const QStringList& files) {
+        const DocumentBatch batch(documents, static_cast<std::size_t>(files.size()));
         for (const QString& file : files)
             documents.openDocument(fileUrlFromPath(QFile::encodeName(file)));
     });

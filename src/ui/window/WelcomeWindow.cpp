@@ -202,8 +202,7 @@ void WelcomeWindow::dragEnterEvent(QDragEnterEvent* event) {
 
 void WelcomeWindow::dropEvent(QDropEvent* event) {
     event->acceptProposedAction();
-    for (const QUrl& url : droppedFiles(*event->mimeData()))
-        documents_.openDocument(url);
+    openDroppedFiles(*event->mimeData(), documents_);
 }
 
 } // namespace korvane

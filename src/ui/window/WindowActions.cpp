@@ -15,6 +15,7 @@
 #include "ui/page/LogSearch.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
+#include "ui/tabs/DocumentTabs.h"
 #include "ui/widgets/Icons.h"
 #include "ui/window/MainToolBar.h"
 #include "ui/window/MainWindow.h"
@@ -64,6 +65,14 @@ QAction* WindowActions::addPageAction(QMenu& menu, const QString& text, const QK
     return added;
 }
 
+QAction* WindowActions::addTabAction(QMenu& menu, const QString& text, const QList<QKeySequence>& shortcuts,
+                                     const std::function<void()>& action) {
+    QAction* added = menu.addAction(text, this, action);
+    added->setShortcuts(shortcuts);
+    tabActions_.push_back(added);
+    return added;
+}
+
 // ---- Menus
 
 void WindowActions::makeFileMenu() {
@@ -85,11 +94,10 @@ void WindowActions::makeFileMenu() {
     terminal_ = addPageAction(menu, tr("Open &Terminal Here"), QKeySequence(Qt::SHIFT | Qt::Key_F4),
                               [](MainWindowController& page) { page.openTerminal(); });
     menu.addSeparator();
-    addPageAction(menu, tr("&Close"), {}, [this](MainWindowController& page) {
-        documents_.closeDocument(page.document());
-    })->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::CTRL | Qt::Key_F4)});
-    addPageAction(menu, tr("Close &All"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_W),
-                  [this](MainWindowController&) { documents_.closeAllDocuments(); });
+    addTabAction(menu, tr("&Close"), {Qt::CTRL | Qt::Key_W, Qt::CTRL | Qt::Key_F4},
+                 [this] { window_.closeCurrentTab(); });
+    addTabAction(menu, tr("Close &All"), {Qt::CTRL | Qt::SHIFT | Qt::Key_W},
+                 [this] { Q_EMIT window_.closeAllRequested(); });
     menu.addSeparator();
     menu.addAction(tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), &window_, &MainWindow::quitRequested);
 }
@@ -219,6 +227,13 @@ void WindowActions::makeGoMenu() {
                   [](MainWindowController& page) { page.logView().goToFirstLine(); });
     addPageAction(menu, tr("L&ast Line"), QKeySequence(Qt::CTRL | Qt::Key_End),
                   [](MainWindowController& page) { page.logView().goToLastLine(); });
+    menu.addSeparator();
+    DocumentTabs& tabs = window_.tabs();
+    addTabAction(menu, tr("&Next File"), {Qt::CTRL | Qt::Key_Tab, Qt::CTRL | Qt::Key_PageDown},
+                 [&tabs] { tabs.goToNext(); });
+    addTabAction(menu, tr("&Previous File"), {Qt::CTRL | Qt::SHIFT | Qt::Key_Tab, Qt::CTRL | Qt::Key_PageUp},
+                 [&tabs] { tabs.goToPrevious(); });
+    addTabAction(menu, tr("&Open Files…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_A}, [&tabs] { tabs.showList(); });
 }
 
 void WindowActions::makeRulesMenu() {
@@ -362,6 +377,8 @@ void WindowActions::update() {
     for (QAction* action : pageActions_)
         action->setEnabled(page != nullptr);
     reload_->setEnabled(page && page->canReload());
+    for (QAction* action : tabActions_)
+        action->setEnabled(window_.tabs().count() > 0);
     connect_->setEnabled(page && page->canConnect());
     const bool tails = page && page->isTailing();
     sidebar_->setText(window_.isSidebarShown() ? tr("Hide &Sidebar") : tr("Show &Sidebar"));

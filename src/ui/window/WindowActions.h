@@ -54,6 +54,9 @@ private:
     /// An entry that needs a document.
     QAction* addPageAction(QMenu& menu, const QString& text, const QKeySequence& shortcut,
                            const PageAction& action);
+    /// An entry that needs a tab, with or without a document.
+    QAction* addTabAction(QMenu& menu, const QString& text, const QList<QKeySequence>& shortcuts,
+                          const std::function<void()>& action);
     QAction* addToToolBar(QAction* action, const QString& iconName, const QString& toolTip);
 
     /// One entry a rule, checked where it is switched on for the page in front.
@@ -67,6 +70,7 @@ private:
     MainToolBar& toolBar_;
     QMenu* contextMenu_;
     std::vector<QAction*> pageActions_;
+    std::vector<QAction*> tabActions_;
     QAction* reload_ = nullptr;
     QAction* connect_ = nullptr;
     QAction* copy_ = nullptr;

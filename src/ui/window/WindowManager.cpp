@@ -14,27 +14,32 @@
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
 #include "ui/rules/FilterRulesEditor.h"
+#include "ui/tabs/DocumentTab.h"
+#include "ui/tabs/DocumentTabs.h"
 #include "ui/window/MainWindow.h"
 #include "ui/window/PreferencesWindow.h"
-#include "ui/window/Session.h"
 #include "ui/window/WelcomeWindow.h"
 
 #include <QApplication>
-#include <QPointer>
 
 #include <algorithm>
-#include <unistd.h>
+#include <utility>
 
 namespace korvane {
 namespace {
 
-bool fileExists(const QUrl& url) {
-    return !url.isLocalFile() || ::access(localPath(url).constData(), F_OK) == 0;
+/// How far a further window stands from the one before, so that it does not hide it.
+constexpr QPoint windowOffset(32, 32);
+
+QUrl urlOf(const QString& address) {
+    return QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
 }
 
 } // namespace
 
-WindowManager::WindowManager(AlertPresenter& alerts) : alerts_(alerts) {
+WindowManager::WindowManager(AlertPresenter& alerts)
+    : alerts_(alerts), session_([this] { return currentSession(); }),
+      opener_([this](DocumentTab& tab) { openTab(tab); }) {
     for (const QString& name :
          {notification::filterManager, notification::activeRulesChanged, notification::documentLoaded,
           notification::bookmarksUpdated, notification::lineMarksChanged, notification::lineMarksDeleted,
@@ -50,31 +55,59 @@ WindowManager::~WindowManager() {
 
 MainWindow& WindowManager::addWindow() {
     auto* window = new MainWindow(*documents_, alerts_);
+    if (!windows_.empty()) {
+        const QRect before = windows_.back()->geometry();
+        window->setGeometry(before.translated(windowOffset));
+    }
     windows_.push_back(window);
+    connectWindow(*window);
+    for (int i = 0; i < changes_; ++i)
+        window->tabs().holdChanges();
+    return *window;
+}
+
+void WindowManager::connectWindow(MainWindow& made) {
+    MainWindow* window = &made;
     QObject::connect(window, &MainWindow::aboutToClose, window,
                      [this, window] { windowAboutToClose(*window); });
     QObject::connect(window, &MainWindow::preferencesRequested, window, [this] { showPreferences(); });
     QObject::connect(window, &MainWindow::remoteHostsRequested, window, [this] { showRemoteHosts(); });
     QObject::connect(window, &MainWindow::quitRequested, window, [this] { quit(); });
+    QObject::connect(window, &MainWindow::closeAllRequested, window, [this] { closeAllTabs(); });
+    QObject::connect(window, &MainWindow::lastTabClosed, window, [this, window] { closeIfEmpty(*window); });
     QObject::connect(window, &MainWindow::activated, window, [this, window] {
         if (std::erase(windows_, window) > 0)
             windows_.push_back(window);
         showPageInRulesEditor(*window);
+        session_.placesChanged();
     });
     QObject::connect(window, &MainWindow::rulesEditorRequested, window,
                      [this, window](const QString& newRuleText) { editRules(*window, newRuleText); });
     QObject::connect(window, &MainWindow::currentPageChanged, window,
                      [this, window] { showPageInRulesEditor(*window); });
-    return *window;
+    QObject::connect(window, &MainWindow::unreadTabShown, window,
+                     [this](DocumentTab* tab) { openTab(*tab); });
+    QObject::connect(window, &MainWindow::tabsChanged, window, [this] { session_.tabsChanged(); });
+    QObject::connect(window, &MainWindow::placeChanged, window, [this] { session_.placesChanged(); });
+    QObject::connect(window, &MainWindow::pageMade, window, [this](MainWindowController* page) {
+        QObject::connect(page, &MainWindowController::loadCancelled, page, [this, page] {
+            // After the button's own click has been dealt with.
+            QMetaObject::invokeMethod(
+                page, [this, page] { documents_->closeDocument(page->document()); }, Qt::QueuedConnection);
+        });
+        if (pageMade_)
+            pageMade_(*page);
+    });
 }
 
 void WindowManager::windowAboutToClose(MainWindow& window) {
     // The documents of the last window are those of the session.
     if (windows_.size() == 1)
-        saveSession();
-    std::erase(windows_, &window);
+        session_.saveNow();
+    if (std::erase(windows_, &window) == 0)
+        return;
     if (!windows_.empty()) {
-        saveSession();
+        session_.saveNow();
         return;
     }
     if (rulesEditor_)
@@ -87,109 +120,156 @@ void WindowManager::windowAboutToClose(MainWindow& window) {
         showWelcome();
 }
 
-MainWindow& WindowManager::windowForNewPage() {
+MainWindow& WindowManager::windowForNewTab() {
     for (auto window = windows_.rbegin(); window != windows_.rend(); ++window) {
-        if (Preferences::shared().useTabs() || (*window)->pages().empty())
+        if (Preferences::shared().useTabs() || (*window)->tabs().count() == 0)
             return **window;
     }
     return addWindow();
 }
 
-void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
-    MainWindow& window = windowForNewPage();
-    auto* page = new MainWindowController(document, alerts_, &window);
-    QObject::connect(page, &MainWindowController::loadCancelled, page, [this, document] {
-        // After the button's own click has been dealt with.
-        QMetaObject::invokeMethod(
-            documents_ ? pageOf(*document) : nullptr,
-            [this, document] { documents_->closeDocument(document); }, Qt::QueuedConnection);
-    });
-    window.addPage(page);
-    window.show();
-    window.raisePage(page);
-    if (!pendingUpdate_.isEmpty())
-        page->showUserUpdate(std::exchange(pendingUpdate_, {}));
-    if (welcome_)
+void WindowManager::changesBegin() {
+    ++changes_;
+    for (MainWindow* window : windows_)
+        window->tabs().holdChanges();
+}
+
+void WindowManager::changesEnd(const std::shared_ptr<Document>& front) {
+    --changes_;
+    QPointer<DocumentTab> tab = std::exchange(nextFront_, nullptr);
+    if (front)
+        tab = tabOf(*front);
+    // Before the pages are made: of those that come, only this one's is.
+    if (tab)
+        static_cast<MainWindow*>(tab->window())->tabs().setCurrent(tab);
+    for (MainWindow* window : std::vector(windows_))
+        window->tabs().releaseChanges();
+    if (const QList<QUrl> opened = std::exchange(opened_, {}); !opened.isEmpty())
+        RecentFiles::add(opened);
+    for (MainWindow* window : windows_) {
+        if (window->tabs().count() > 0)
+            window->show();
+    }
+    if (tab)
+        static_cast<MainWindow*>(tab->window())->raiseTab(tab);
+    if (welcome_ && !windows_.empty() && windows_.back()->isVisible())
         welcome_->hide();
     if (remoteHosts_)
         remoteHosts_->refreshStates();
-    if (keepsState_ && !document->isTransient()) {
-        if (document->fileUrl().isLocalFile())
-            RecentFiles::add(document->fileUrl());
-        saveSession();
-    }
 }
 
-void WindowManager::raiseWindow(const std::shared_ptr<Document>& document) {
-    for (MainWindow* window : windows_) {
-        if (MainWindowController* page = window->pageOf(*document))
-            window->raisePage(page);
-    }
+void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
+    DocumentTab* tab = tabOf(document->fileUrl());
+    if (!tab)
+        tab = windowForNewTab().addTab(document->fileUrl());
+    tab->setDocument(document);
+    if (keepsState_ && !document->isTransient() && document->fileUrl().isLocalFile())
+        opened_.append(document->fileUrl());
+}
+
+void WindowManager::waitForFile(const QUrl& url, std::optional<qint64> lineNumber, const QString& reason) {
+    DocumentTab* tab = tabOf(url);
+    if (!tab)
+        tab = windowForNewTab().addTab(url);
+    if (lineNumber)
+        tab->goToLine(*lineNumber);
+    tab->setWaiting(reason);
+    opener_.watch(*tab);
+    nextFront_ = tab;
+}
+
+void WindowManager::openTab(DocumentTab& tab) {
+    const auto opened = documents_->reopenDocument(tab.url(), tab.isInFront());
+    if (opened)
+        return;
+    tab.setWaiting(opened.error().userText);
+    opener_.watch(tab);
 }
 
 void WindowManager::closeWindow(const std::shared_ptr<Document>& document) {
     for (MainWindow* window : std::vector(windows_)) {
-        if (!window->removePage(*document))
+        DocumentTab* tab = window->tabs().tabOf(*document);
+        if (!tab)
             continue;
-        saveSession();
+        window->tabs().remove(tab);
         if (remoteHosts_)
             remoteHosts_->refreshStates();
-        // Without a welcome the last window stays, empty, so that another file can be opened in it.
-        if (window->pages().empty() && (windows_.size() > 1 || Preferences::shared().showWelcomeWinOnStart()))
-            window->close();
+        closeIfEmpty(*window);
     }
 }
 
+void WindowManager::closeIfEmpty(MainWindow& window) {
+    // Without a welcome the last window stays, empty, so that another file can be opened in it.
+    if (std::ranges::find(windows_, &window) != windows_.end() && window.tabs().count() == 0 &&
+        (windows_.size() > 1 || Preferences::shared().showWelcomeWinOnStart()))
+        window.close();
+}
+
+void WindowManager::closeAllTabs() {
+    const DocumentBatch batch(*documents_);
+    for (MainWindow* window : std::vector(windows_))
+        window->closeTabs(window->tabs().tabs());
+}
+
 void WindowManager::goToLine(const std::shared_ptr<Document>& document, qint64 lineNumber) {
-    if (MainWindowController* page = pageOf(*document))
-        page->logView().goToLineWhenKnown(lineNumber);
+    if (DocumentTab* tab = tabOf(*document))
+        tab->goToLine(lineNumber);
 }
 
 // ---- From one run to the next
 
-void WindowManager::saveSession() const {
-    if (!keepsState_ || isQuitting_ || isRestoring_)
-        return;
-    Session session;
-    for (const MainWindow* window : windows_) {
-        for (MainWindowController* page : window->pages()) {
-            if (page->document()->isTransient())
-                continue;
-            const QString url = absoluteString(page->document()->fileUrl());
-            const auto place = page->logView().place();
-            session.entries.push_back({url, place.topLine, place.isAtEnd});
-            if (page == window->currentPage())
-                session.current = url;
-        }
-    }
-    session.save();
+void WindowManager::setKeepsState() {
+    keepsState_ = true;
+    session_.start();
 }
 
-void WindowManager::restoreSession() {
-    const Session session = Session::load();
-    const auto open = [this](const QString& address) {
-        const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
-        // What has gone since is not worth an alert each.
-        return fileExists(url) ? documents_->reopenDocument(url) : nullptr;
-    };
-    QStringList missing;
-    isRestoring_ = true;
-    for (const Session::Entry& entry : session.entries) {
-        const auto document = open(entry.url);
-        if (MainWindowController* page = document ? pageOf(*document) : nullptr)
-            page->logView().restorePlace({entry.topLine, entry.isAtEnd});
-        else
-            missing.append(displayName(QUrl::fromEncoded(entry.url.toUtf8(), QUrl::StrictMode)));
+Session WindowManager::currentSession() const {
+    // What was closed with the last window was saved with it.
+    if (windows_.empty())
+        return Session::load();
+    Session session;
+    for (const MainWindow* window : windows_) {
+        Session::Window stored;
+        for (const DocumentTab* tab : window->tabs().tabs()) {
+            if (tab->document() && tab->document()->isTransient())
+                continue;
+            const auto place = tab->place();
+            // At the end of a file that grows the line at the top changes all the time, and is of no use.
+            stored.entries.push_back({tab->address(), place.isAtEnd ? 1 : place.topLine, place.isAtEnd});
+            if (tab == window->tabs().current())
+                stored.current = tab->address();
+        }
+        if (stored.entries.empty())
+            continue;
+        stored.geometry = window->saveGeometry();
+        session.windows.push_back(std::move(stored));
     }
-    if (!session.current.isEmpty() && !documents_->documents().empty())
-        open(session.current);
-    isRestoring_ = false;
-    if (missing.isEmpty())
-        return;
-    const QString text = QCoreApplication::translate("WindowManager", "No longer there: %1")
-                             .arg(missing.join(QStringLiteral(", ")));
-    if (!showUserUpdate(text))
-        pendingUpdate_ = text;
+    return session;
+}
+
+void WindowManager::restoreSession(Reading reading) {
+    const DocumentBatch batch(*documents_);
+    std::vector<DocumentTab*> behind;
+    for (const Session::Window& stored : Session::load().windows) {
+        MainWindow* window = nullptr;
+        for (const Session::Entry& entry : stored.entries) {
+            const QUrl url = urlOf(entry.url);
+            if (tabOf(url))
+                continue;
+            if (!window) {
+                window = &addWindow();
+                if (!stored.geometry.isEmpty())
+                    window->restoreGeometry(stored.geometry);
+            }
+            DocumentTab* tab = window->addTab(url);
+            tab->setPlace({entry.topLine, entry.isAtEnd});
+            behind.push_back(tab);
+            if (entry.url == stored.current)
+                window->tabs().setCurrent(tab);
+        }
+    }
+    if (reading == Reading::AtOnce)
+        opener_.openInBackground(behind);
 }
 
 void WindowManager::showFirstWindow() {
@@ -211,6 +291,12 @@ void WindowManager::raiseFrontWindow() {
         window->showNormal();
     window->raise();
     window->activateWindow();
+}
+
+QWidget* WindowManager::frontWidget() const {
+    if (!windows_.empty() && windows_.back()->isVisible())
+        return windows_.back();
+    return welcome_ && welcome_->isVisible() ? welcome_.get() : nullptr;
 }
 
 void WindowManager::showWelcome() {
@@ -256,19 +342,30 @@ void WindowManager::browseHost(const std::shared_ptr<RemoteHost>& host) {
 }
 
 void WindowManager::quit() {
-    // The session of windows that were closed before has been saved with the last of them.
-    if (!windows_.empty())
-        saveSession();
+    session_.saveNow();
     closeAll();
     QCoreApplication::quit();
 }
 
-MainWindowController* WindowManager::pageOf(const Document& document) const {
+DocumentTab* WindowManager::tabOf(const Document& document) const {
     for (const MainWindow* window : windows_) {
-        if (MainWindowController* page = window->pageOf(document))
-            return page;
+        if (DocumentTab* tab = window->tabs().tabOf(document))
+            return tab;
     }
     return nullptr;
+}
+
+DocumentTab* WindowManager::tabOf(const QUrl& url) const {
+    for (const MainWindow* window : windows_) {
+        if (DocumentTab* tab = window->tabs().tabOf(url))
+            return tab;
+    }
+    return nullptr;
+}
+
+MainWindowController* WindowManager::pageOf(const Document& document) const {
+    DocumentTab* tab = tabOf(document);
+    return tab ? tab->makePage() : nullptr;
 }
 
 void WindowManager::editRules(MainWindow& window, const QString& newRuleText) {
@@ -316,15 +413,16 @@ bool WindowManager::showUserUpdate(const QString& text) {
 
 void WindowManager::requestAttention(const QString& fileUrl) {
     QWidget* window = windows_.empty() ? nullptr : windows_.back();
-    const auto document = documents_->documentForUrl(QUrl::fromEncoded(fileUrl.toUtf8(), QUrl::StrictMode));
-    if (MainWindowController* page = document ? pageOf(*document) : nullptr)
-        window = page->window();
+    const auto document = documents_->documentForUrl(urlOf(fileUrl));
+    if (const DocumentTab* tab = document ? tabOf(*document) : nullptr)
+        window = tab->window();
     if (window)
         QApplication::alert(window);
 }
 
 void WindowManager::closeAll() {
     isQuitting_ = true;
+    session_.stop();
     rulesEditor_.reset();
     preferences_.reset();
     remoteHosts_.reset();
@@ -333,6 +431,8 @@ void WindowManager::closeAll() {
     for (MainWindow* window : std::vector(windows_))
         window->close();
     isQuitting_ = false;
+    if (keepsState_)
+        session_.start();
 }
 
 } // namespace korvane

@@ -1,5 +1,6 @@
 #include "foundation/work/ScanPool.h"
 
+#include "foundation/work/ScanQueue.h"
 #include "support/Waiting.h"
 
 #include <gtest/gtest.h>
@@ -109,6 +110,58 @@ TEST(ScanPool, ACancelTakesWhatWaitsAtOnceAndStopsWhatRuns) {
     EXPECT_TRUE(test::waitFor([&] { return !running.isUnderWay(); }));
     EXPECT_TRUE(wasAsked);
     EXPECT_EQ(steps, 1);
+}
+
+TEST(ScanPool, AThreadThatAFileSystemHoldsIsReplaced) {
+    ScanPool pool(1);
+    Holder holder(pool);
+    ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
+    std::atomic<bool> hasRun{false};
+    ScanPool::Scan next;
+    // Not at once: at first it may be a step like any other.
+    EXPECT_TRUE(test::waitFor([&] {
+        next = pool.start(Priority::Visible, [&](const std::stop_token&) {
+            hasRun = true;
+            return false;
+        });
+        return hasRun.load();
+    }));
+    holder.released.count_down();
+    EXPECT_TRUE(test::waitFor([&] { return !holder.scan.isUnderWay() && !next.isUnderWay(); }));
+}
+
+/// Notes its name when it runs.
+class NamedOperation : public Operation {
+public:
+    NamedOperation(char name, std::string& order) : name_(name), order_(order) {}
+
+protected:
+    void main() override { order_ += name_; }
+
+private:
+    const char name_;
+    std::string& order_; // the only thread of the pool writes it
+};
+
+TEST(ScanQueue, TheOperationsOfAQueueKeepTheirOrderAndUrgentQueuesGoFirst) {
+    ScanPool pool(1);
+    Holder holder(pool);
+    ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
+    std::string order;
+    ScanQueue behind("behind", pool, Priority::Background);
+    ScanQueue inFront("in front", pool, Priority::Background);
+    for (const char name : {'1', '2', '3'})
+        behind.addOperation(std::make_shared<NamedOperation>(name, order));
+    for (const char name : {'a', 'b', 'c'})
+        inFront.addOperation(std::make_shared<NamedOperation>(name, order));
+    inFront.setPriority(Priority::Visible);
+    behind.operations().at(1)->cancel();
+    holder.released.count_down();
+    ASSERT_TRUE(test::waitFor([&] { return behind.isEmpty() && inFront.isEmpty(); }));
+    EXPECT_EQ(order, "abc13");
+    behind.addOperation(std::make_shared<NamedOperation>('4', order));
+    ASSERT_TRUE(test::waitFor([&] { return behind.isEmpty(); }));
+    EXPECT_EQ(order, "abc134") << "a queue that had run empty goes on";
 }
 
 TEST(ScanPool, AnExceptionEndsItsScanOnly) {

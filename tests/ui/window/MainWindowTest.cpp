@@ -1,13 +1,19 @@
 #include "ui/AppFixture.h"
 
+#include "core/FileObserverProtocol.h"
 #include "core/NotificationNames.h"
 #include "foundation/notices/NotificationCenter.h"
 #include "ui/page/NoticeStrip.h"
+#include "ui/tabs/DocumentTab.h"
+#include "ui/tabs/DocumentTabs.h"
+#include "ui/tabs/OpenFilesList.h"
 #include "ui/widgets/ProgressStrip.h"
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
-#include <QTabWidget>
+#include <QTabBar>
+#include <QTreeView>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,8 +49,8 @@ TEST_F(MainWindowTest, DocumentsShareOneWindowAsTabsOrHaveTheirOwn) {
     MainWindowController* second = open(files[1]);
     EXPECT_EQ(windowOf(first), windowOf(second));
     EXPECT_EQ(windowOf(first)->currentPage(), second);
-    auto* tabs = windowOf(first)->findChild<QTabWidget*>(QStringLiteral("documents"));
-    EXPECT_NE(tabs->tabText(0), tabs->tabText(1)) << "files of one name tell themselves apart";
+    const auto& tabs = windowOf(first)->tabs();
+    EXPECT_NE(tabs.tabText(0), tabs.tabText(1)) << "files of one name tell themselves apart";
     Preferences::shared().setUseTabs(false);
     MainWindowController* third = open(files[2]);
     EXPECT_NE(windowOf(third), windowOf(first));
@@ -61,18 +67,89 @@ TEST_F(MainWindowTest, AMessageOfTheProgramStandsInThePageInFront) {
     EXPECT_FALSE(footerOf(*behind).contains(u"hear, hear"_s));
 }
 
-TEST_F(MainWindowTest, OpeningAnOpenFileRaisesItsTab) {
-    const TemporaryFile one("1\n", "one.log");
-    const TemporaryFile other("2\n", "other.log");
-    MainWindowController* page = open(one);
-    open(other);
-    int loaded = 0;
+TEST_F(MainWindowTest, FilesBehindLoadAndFollowBeforeTheirPagesAreMade) {
+    const TemporaryFile files[] = {TemporaryFile(numberedLines(300) + '\n', "a.log"),
+                                   TemporaryFile("2\n", "b.log"), TemporaryFile("3\n", "c.log")};
+    int announced = 0;
     const auto token = NotificationCenter::shared().observe(notification::documentLoaded,
-                                                            [&](const Notification&) { ++loaded; });
-    EXPECT_EQ(documents_.openDocument(one.url()), page->document());
-    EXPECT_EQ(windowOf(page)->currentPage(), page);
-    EXPECT_EQ(documents_.documents().size(), 2U);
-    EXPECT_EQ(loaded, 0);
+                                                            [&](const Notification&) { ++announced; });
+    {
+        const DocumentBatch batch(documents_, 3);
+        for (const TemporaryFile& file : files)
+            documents_.openDocument(file.url());
+    }
+    EXPECT_EQ(announced, 3);
+    const auto behind = documents_.documentForUrl(files[0].url());
+    DocumentTab* tab = windows_.tabOf(*behind);
+    MainWindow* window = qobject_cast<MainWindow*>(tab->window());
+    EXPECT_EQ(window->currentPage()->document(), documents_.documentForUrl(files[2].url()));
+    ASSERT_TRUE(until([&] { return behind->dataSource()->numberOfRows() == 301; }));
+    ASSERT_TRUE(until([&] { return behind->logFileObserver()->isTailing(); }));
+    files[0].append("more\nand more\n");
+    ASSERT_TRUE(until([&] { return tab->unseenLines() == 2; }));
+    EXPECT_TRUE(window->tabs().tabToolTip(0).contains(u"2 new lines"_s));
+    EXPECT_FALSE(tab->page() || windows_.tabOf(*documents_.documentForUrl(files[1].url()))->page());
+
+    documents_.openDocument(files[0].url(), 250);
+    EXPECT_EQ(documents_.documents().size(), 3U);
+    EXPECT_EQ(window->currentPage(), tab->page());
+    EXPECT_EQ(tab->unseenLines(), 0);
+    EXPECT_TRUE(until([&] {
+        return isShown(*tab->page()) && tab->page()->logView().tableView().selection().contains(249);
+    }));
+}
+
+TEST_F(MainWindowTest, TabsAreTurnedAndClosedByKeysFromTheSidebarAndByTheMiddleButton) {
+    const TemporaryFile files[] = {TemporaryFile("1\n", "one.log"), TemporaryFile("2\n", "two.log"),
+                                   TemporaryFile("3\n", "three.log")};
+    for (const TemporaryFile& file : files)
+        open(file);
+    MainWindow* window = windowOf(windows_.pageOf(*documents_.documents().front()));
+    auto& tabs = window->tabs();
+    auto* sidebar = window->findChild<QTreeView*>();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    struct Press {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        int index;
+    };
+    for (const Press& press :
+         {Press{Qt::Key_Tab, Qt::ControlModifier, 0}, Press{Qt::Key_PageDown, Qt::ControlModifier, 1},
+          Press{Qt::Key_PageUp, Qt::ControlModifier, 0},
+          Press{Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier, 2}}) {
+        sidebar->setFocus();
+        QTest::keyClick(sidebar, press.key, press.modifiers);
+        EXPECT_EQ(tabs.currentIndex(), press.index) << press.key;
+    }
+
+    tabs.showList();
+    auto* list = tabs.findChild<OpenFilesList*>();
+    ASSERT_TRUE(list);
+    auto* field = list->findChild<QLineEdit*>();
+    QTest::keyClicks(field, u"TWO"_s);
+    QTest::keyClick(field, Qt::Key_Return);
+    EXPECT_EQ(tabs.currentIndex(), 1);
+
+    QTest::mouseClick(tabs.tabBar(), Qt::MiddleButton, {}, tabs.tabBar()->tabRect(0).center());
+    EXPECT_FALSE(documents_.documentForUrl(files[0].url()));
+    EXPECT_EQ(window->currentPage()->document(), documents_.documentForUrl(files[1].url()));
+}
+
+TEST_F(MainWindowTest, AFileWaitedForOpensWhereItIsWaitedFor) {
+    const TemporaryFile file("x\n", "late.log");
+    ASSERT_EQ(::unlink(file.path().constData()), 0);
+    alerts_.nextAnswer = 0;
+    EXPECT_FALSE(documents_.openDocument(file.url(), 2));
+    const auto windows = QApplication::topLevelWidgets();
+    MainWindow* window = nullptr;
+    for (QWidget* widget : windows)
+        window = window ? window : qobject_cast<MainWindow*>(widget);
+    ASSERT_TRUE(window);
+    ASSERT_EQ(window->tabs().count(), 1);
+    EXPECT_EQ(window->currentPage(), nullptr);
+    file.append("one\ntwo\n");
+    ASSERT_TRUE(until([&] { return window->currentPage() && isShown(*window->currentPage()); }));
+    EXPECT_TRUE(until([&] { return window->currentPage()->logView().tableView().selection().contains(1); }));
 }
 
 TEST_F(MainWindowTest, WithoutAWelcomeTheLastTabLeavesAWindowToOpenAnotherFileIn) {
@@ -95,6 +172,7 @@ TEST_F(MainWindowTest, WhatCannotBeOpenedIsNamedWithItsReason) {
     const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
     for (const Case& c : {Case{directory + "/missing.log", u"does not exist"_s}, Case{directory, u"folder"_s},
                           Case{"/dev/null", u"device"_s}}) {
+        alerts_.nextAnswer = 1;
         EXPECT_FALSE(documents_.openDocument(fileUrlFromPath(c.path)));
         ASSERT_FALSE(alerts_.alerts.empty());
         const Alert& alert = alerts_.alerts.back();

@@ -168,7 +168,7 @@ TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
     }
     ProgramRun run(settings_.path());
     // The tab of the last time is back, and leaves the server alone until it is asked to.
-    run.windows.restoreSession();
+    run.windows.restoreSession(WindowManager::Reading::AtOnce);
     ASSERT_TRUE(run.page());
     EXPECT_EQ(run.page()->document()->connectionState(), ConnectionState::Unconnected);
     EXPECT_FALSE(run.page()->isLoading());

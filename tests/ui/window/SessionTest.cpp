@@ -3,6 +3,8 @@
 #include "core/NotificationNames.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
+#include "ui/tabs/DocumentTab.h"
+#include "ui/tabs/DocumentTabs.h"
 #include "ui/widgets/FileListDelegate.h"
 #include "ui/window/Session.h"
 #include "ui/window/WelcomeWindow.h"
@@ -12,7 +14,6 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMimeData>
-#include <QTabWidget>
 
 #include <unistd.h>
 
@@ -38,9 +39,12 @@ protected:
         const auto document = documents_.documentForUrl(file.url());
         return document ? windows_.pageOf(*document) : nullptr;
     }
+    MainWindow* windowOf(const TemporaryFile& file) {
+        return qobject_cast<MainWindow*>(pageOf(file)->window());
+    }
 };
 
-TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndTheOneInFront) {
+TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFile) {
     const TemporaryFile files[] = {TemporaryFile(numberedLines(12000), "a.log"),
                                    TemporaryFile(numberedLines(900), "b.log"),
                                    TemporaryFile("gone\n", "c.log")};
@@ -48,27 +52,91 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndTheOneInFront) {
         open(file);
     pageOf(files[0])->logView().tableView().setTopRow(7000);
     pageOf(files[1])->logView().tableView().scrollToEnd();
-    qobject_cast<MainWindow*>(pageOf(files[0])->window())->raisePage(pageOf(files[0]));
+    windowOf(files[0])->raisePage(pageOf(files[0]));
     windows_.quit();
     EXPECT_TRUE(documents_.documents().empty());
     ASSERT_EQ(::unlink(files[2].path().constData()), 0);
 
-    windows_.restoreSession();
-    windows_.showFirstWindow();
-    EXPECT_EQ(documents_.documents().size(), 2U);
+    windows_.restoreSession(WindowManager::Reading::AtOnce);
+    ASSERT_EQ(documents_.documents().size(), 1U) << "the one in front comes first";
+    const auto& tabs = windowOf(files[0])->tabs();
+    EXPECT_EQ(tabs.count(), 3);
+    EXPECT_EQ(windowOf(files[0])->currentPage(), pageOf(files[0]));
+    DocumentTab* missing = tabs.tabOf(files[2].url());
+    ASSERT_TRUE(until([&] {
+        return documents_.documents().size() == 2 && missing->state() == DocumentTab::State::Waiting;
+    }));
     EXPECT_TRUE(alerts_.alerts.empty());
-    auto* window = qobject_cast<MainWindow*>(pageOf(files[0])->window());
-    EXPECT_EQ(window->currentPage(), pageOf(files[0]));
-    ASSERT_TRUE(until([&] { return !pageOf(files[0])->isLoading() && !pageOf(files[1])->isLoading(); }));
+    EXPECT_FALSE(tabs.tabOf(files[1].url())->page()) << "nobody looks at it yet";
     EXPECT_TRUE(until([&] { return pageOf(files[0])->logView().tableView().firstVisibleRow() == 7000; }));
+    windowOf(files[0])->tabs().setCurrent(tabs.tabOf(files[1].url()));
     EXPECT_TRUE(until([&] {
         return pageOf(files[1])->logView().tableView().isAtEnd() &&
                pageOf(files[1])->logView().tableView().rowCount() == 900;
     }));
-    const auto labels = pageOf(files[0])->findChildren<QLabel*>();
-    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](const QLabel* label) {
-        return label->text() == u"No longer there: c.log"_s;
-    }));
+
+    windowOf(files[0])->raisePage(pageOf(files[0]));
+    windows_.saveSessionNow();
+    EXPECT_EQ(Session::load().windows.at(0).entries.size(), 3U) << "a drive may be there again next time";
+    files[2].append("back\n");
+    EXPECT_TRUE(until([&] { return documents_.documents().size() == 3; }));
+    EXPECT_EQ(missing->state(), DocumentTab::State::Open);
+    EXPECT_EQ(windowOf(files[0])->currentPage(), pageOf(files[0])) << "nobody asked for it just now";
+}
+
+TEST_F(SessionTest, AStartWithAFilePutsTheStoredTabsUnreadBehindIt) {
+    const TemporaryFile files[] = {TemporaryFile(numberedLines(9000), "a.log"), TemporaryFile("b\n", "b.log"),
+                                   TemporaryFile("c\n", "c.log")};
+    open(files[0])->logView().tableView().setTopRow(4000);
+    open(files[1]);
+    windows_.quit();
+    {
+        const DocumentBatch batch(documents_, 1);
+        windows_.restoreSession(WindowManager::Reading::WhenShown);
+        documents_.openDocument(files[2].url());
+    }
+    QCoreApplication::processEvents();
+    EXPECT_EQ(documents_.documents().size(), 1U);
+    auto& tabs = windowOf(files[2])->tabs();
+    EXPECT_EQ(tabs.count(), 3);
+    EXPECT_EQ(windowOf(files[2])->currentPage(), pageOf(files[2]));
+    windows_.saveSessionNow();
+    ASSERT_EQ(Session::load().windows.at(0).entries.size(), 3U);
+    EXPECT_EQ(Session::load().windows.at(0).entries[0].topLine, 4001) << "the place of a tab not looked at";
+
+    tabs.setCurrent(tabs.tabOf(files[0].url()));
+    EXPECT_TRUE(until([&] { return pageOf(files[0])->logView().tableView().firstVisibleRow() == 4000; }));
+    windowOf(files[2])->closeTabs({tabs.tabOf(files[1].url())});
+    windows_.saveSessionNow();
+    EXPECT_EQ(Session::load().windows.at(0).entries.size(), 2U) << "closed for good";
+}
+
+TEST_F(SessionTest, PlacesAndWindowsAreStoredWhileTheProgramRuns) {
+    Preferences::shared().setUseTabs(false);
+    const TemporaryFile files[] = {TemporaryFile(numberedLines(3000), "a.log"),
+                                   TemporaryFile("b\n", "b.log")};
+    open(files[0]);
+    open(files[1]);
+    EXPECT_TRUE(until([] { return Session::load().windows.size() == 2; }));
+    windowOf(files[0])->setGeometry(40, 50, 700, 500);
+    windowOf(files[1])->setGeometry(90, 70, 600, 400);
+    const QRect stood[] = {windowOf(files[0])->geometry(), windowOf(files[1])->geometry()};
+    pageOf(files[0])->logView().tableView().setTopRow(2000);
+    const auto storedTop = [] {
+        qint64 top = 0;
+        for (const auto& window : Session::load().windows)
+            top = std::max(top, window.entries.at(0).topLine);
+        return top;
+    };
+    ASSERT_TRUE(until([&] { return storedTop() == 2001; }));
+    const Session stored = Session::load();
+    windows_.quit();
+    EXPECT_EQ(Session::load(), stored) << "nothing had been left for the end";
+
+    windows_.restoreSession(WindowManager::Reading::AtOnce);
+    ASSERT_TRUE(until([&] { return documents_.documents().size() == 2; }));
+    for (const int i : {0, 1})
+        EXPECT_EQ(windowOf(files[i])->geometry(), stood[i]);
 }
 
 TEST_F(SessionTest, TheSessionIsKeptWhenTheLastWindowIsClosedButNotFilesClosedBefore) {
@@ -78,31 +146,28 @@ TEST_F(SessionTest, TheSessionIsKeptWhenTheLastWindowIsClosedButNotFilesClosedBe
     documents_.closeDocument(documents_.documentForUrl(files[1].url()));
     pageOf(files[0])->window()->close();
     const Session session = Session::load();
-    ASSERT_EQ(session.entries.size(), 1U);
-    EXPECT_EQ(session.entries.front().url, absoluteString(files[0].url()));
+    ASSERT_EQ(session.windows.size(), 1U);
+    ASSERT_EQ(session.windows[0].entries.size(), 1U);
+    EXPECT_EQ(session.windows[0].entries[0].url, absoluteString(files[0].url()));
     ASSERT_TRUE(welcome());
     windows_.quit();
     EXPECT_EQ(Session::load(), session) << "quit from the welcome window";
 }
 
-TEST_F(SessionTest, WhatCannotBeToldWithoutAPageIsToldOnTheFirst) {
-    const TemporaryFile files[] = {TemporaryFile("a\n", "a.log"), TemporaryFile("b\n", "b.log")};
-    open(files[0]);
-    windows_.quit();
-    ASSERT_EQ(::unlink(files[0].path().constData()), 0);
-    windows_.restoreSession();
+TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
+    const TemporaryFile file("b\n", "b.log");
     windows_.showFirstWindow();
     // A directory in the file's place cannot be written over.
     ASSERT_TRUE(QDir(settings_.path()).mkpath(u"bookmarks.data/taken"_s));
     FileBasedBookmarksManager::shared().save();
     NotificationCenter::shared().post(notification::remoteHostGroupChanged);
-    MainWindowController* page = open(files[1]);
+    MainWindowController* page = open(file);
     const auto says = [page](const QString& text) {
         const auto labels = page->findChildren<QLabel*>();
         return std::any_of(labels.begin(), labels.end(),
                            [&](const QLabel* label) { return label->text().contains(text); });
     };
-    EXPECT_TRUE(until([&] { return says(u"bookmarks.data"_s); })) << "the newer of the two stays";
+    EXPECT_TRUE(until([&] { return says(u"bookmarks.data"_s); })) << "there was no page to say it on before";
     page->showUserUpdate(u"something else"_s);
     NotificationCenter::shared().post(notification::lineMarksDeleted);
     EXPECT_FALSE(says(u"bookmarks.data"_s)) << "told once";
@@ -116,16 +181,30 @@ TEST_F(SessionTest, WhatCannotBeToldWithoutAPageIsToldOnTheFirst) {
 TEST_F(SessionTest, AStoredSessionThatMakesNoSenseOpensNothing) {
     for (const QByteArray& stored :
          {QByteArray("no json"), QByteArray("[]"),
-          QByteArray(R"({"documents":[3,{"url":5},{"topLine":1}],"current":7})")}) {
+          QByteArray(R"({"documents":[3,{"url":5},{"topLine":1}],"current":7})"),
+          QByteArray(R"({"windows":[3,{},{"documents":[{"url":5}],"geometry":"?"}]})")}) {
         Preferences::shared().userDefaults().set(u"session"_s, stored);
-        windows_.restoreSession();
+        windows_.restoreSession(WindowManager::Reading::AtOnce);
         EXPECT_TRUE(documents_.documents().empty());
     }
 }
 
+TEST_F(SessionTest, ASessionOfAnEarlierVersionComesBack) {
+    const TemporaryFile file(numberedLines(900), "a.log");
+    const QString url = absoluteString(file.url());
+    Preferences::shared().userDefaults().set(
+        u"session"_s,
+        u"{\"documents\":[{\"url\":\"%1\",\"topLine\":300}],\"current\":\"%1\"}"_s.arg(url).toUtf8());
+    windows_.restoreSession(WindowManager::Reading::AtOnce);
+    ASSERT_TRUE(pageOf(file));
+    EXPECT_TRUE(until([&] { return pageOf(file)->logView().tableView().firstVisibleRow() == 299; }));
+}
+
 TEST_F(SessionTest, RecentFilesAreTheLastTenTheNewestFirst) {
+    QList<QUrl> files;
     for (int i = 1; i <= 12; ++i)
-        RecentFiles::add(fileUrlFromPath("/logs/" + QByteArray::number(i)));
+        files.append(fileUrlFromPath("/logs/" + QByteArray::number(i)));
+    RecentFiles::add(files);
     RecentFiles::add(fileUrlFromPath("/logs/7"));
     const QStringList urls = RecentFiles::urls();
     ASSERT_EQ(urls.size(), 10);

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "ui/page/LogViewController.h"
+
+#include <QUrl>
+#include <QWidget>
+
+#include <memory>
+#include <optional>
+
+class QLabel;
+class QVBoxLayout;
+
+namespace korvane {
+
+class AlertPresenter;
+class Document;
+class MainWindowController;
+struct RowsUpdatedNotificationObject;
+
+/// One tab of a window: a file that is opened when the tab is first shown, or once it exists, and then its
+/// document, whose page is made when the tab is first shown. Belongs to its window. Main thread.
+class DocumentTab : public QWidget {
+    Q_OBJECT
+
+public:
+    enum class State : unsigned char {
+        Unread,  ///< the file is opened when the tab is first shown
+        Waiting, ///< the file cannot be opened now
+        Open,
+    };
+
+    /// For a file that is not read yet. `alerts` must outlive the tab.
+    DocumentTab(QUrl url, AlertPresenter& alerts, QWidget* parent = nullptr);
+    ~DocumentTab() override;
+
+    State state() const { return state_; }
+    const QUrl& url() const { return url_; }
+    /// The absolute address, by which files are told apart.
+    const QString& address() const { return address_; }
+    QString displayName() const;
+
+    /// The file has been opened. At most once.
+    void setDocument(std::shared_ptr<Document> document);
+    /// The file cannot be opened; `reason` stands in the tab.
+    void setWaiting(const QString& reason);
+    /// Null unless the tab is open.
+    const std::shared_ptr<Document>& document() const { return document_; }
+    /// Null until the tab has been in front.
+    MainWindowController* page() const { return page_; }
+    /// Makes the page where there is none; null while the file is not open.
+    MainWindowController* makePage();
+
+    /// The tab is the one whose content its window shows.
+    void setInFront(bool isInFront);
+    bool isInFront() const { return isInFront_; }
+
+    LogViewController::Place place() const;
+    /// Where the view is to stand when the page is made.
+    void setPlace(const LogViewController::Place& place) { place_ = place; }
+    /// Shows and selects a one-based line, as soon as there is a page and the line is known.
+    void goToLine(qint64 lineNumber);
+    /// As for MainWindowController::setSourceStatus.
+    void setSourceStatus(const QString& text);
+    /// As for MainWindowController::setInputPause.
+    void setInputPause(const QString& reason);
+
+    /// Lines added while the tab was not in front.
+    qint64 unseenLines() const { return unseenLines_; }
+    /// The file lies on a server to which there is no connection.
+    bool isCutOff() const;
+    /// Counts what is new while there is no page that does.
+    void rowsUpdated(const RowsUpdatedNotificationObject& update);
+
+Q_SIGNALS:
+    void pageMade(MainWindowController* page);
+    /// `state`, `unseenLines` or `isCutOff` answers differently.
+    void changed();
+    void placeChanged();
+    /// The user has decided about a pause.
+    void inputGoOnRequested();
+    void inputEndRequested();
+
+private:
+    void noteNewLines(qint64 count);
+
+    const QUrl url_;
+    const QString address_;
+    AlertPresenter& alerts_;
+    State state_ = State::Unread;
+    std::shared_ptr<Document> document_;
+    MainWindowController* page_ = nullptr;
+    QVBoxLayout* layout_;
+    /// Why there is no document.
+    QLabel* reason_ = nullptr;
+    bool isInFront_ = false;
+    std::optional<LogViewController::Place> place_;
+    std::optional<qint64> line_;
+    QString sourceStatus_;
+    QString inputPause_;
+    qint64 unseenLines_ = 0;
+    /// As of the end of the first scan; absent before.
+    std::optional<qint64> knownLines_;
+};
+
+} // namespace korvane

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "foundation/notices/NotificationCenter.h"
+
+#include <QHash>
+#include <QPointer>
+#include <QTabWidget>
+
+#include <vector>
+
+class QToolButton;
+
+namespace korvane {
+
+class Document;
+class DocumentTab;
+class OpenFilesList;
+class TabStrip;
+
+/// The documents of a window as tabs, with a list of them all beside the strip. Belongs to its window. Main
+/// thread.
+class DocumentTabs : public QTabWidget {
+    Q_OBJECT
+
+public:
+    explicit DocumentTabs(QWidget* parent = nullptr);
+
+    /// Appends a tab, which becomes a child of this; another stays in front.
+    void add(DocumentTab* tab);
+    /// Takes the tab out and deletes it later.
+    void remove(DocumentTab* tab);
+
+    std::vector<DocumentTab*> tabs() const;
+    DocumentTab* tab(int index) const;
+    /// Null when there is none.
+    DocumentTab* current() const;
+    DocumentTab* tabOf(const Document& document) const;
+    DocumentTab* tabOf(const QUrl& url) const;
+    void setCurrent(DocumentTab* tab);
+    /// The title of the tab in front, with what tells it from others of its name; empty without tabs.
+    QString currentTitle() const;
+
+    /// Until `releaseChanges`, which is called as often, tabs come and go without a page being made, a title
+    /// being set or a signal.
+    void holdChanges();
+    void releaseChanges();
+
+    /// Round the ends.
+    void goToNext();
+    void goToPrevious();
+    /// Shows all tabs in a list with a filter, below the strip.
+    void showList();
+
+Q_SIGNALS:
+    /// Another tab is in front, or none, or its document has come.
+    void currentTabChanged();
+    /// Tabs have come, gone or moved.
+    void tabsChanged();
+    void closeRequested(const std::vector<korvane::DocumentTab*>& tabs);
+    void copyPathRequested(const QUrl& url);
+    void openFolderRequested(const QUrl& url);
+
+protected:
+    void tabInserted(int index) override;
+    void tabRemoved(int index) override;
+
+private:
+    void showTabs();
+    void updateTitles();
+    void showState(DocumentTab& tab);
+    void showMenu(int index, QPoint globalPosition);
+
+    TabStrip* strip_;
+    QToolButton* listButton_;
+    QHash<const Document*, DocumentTab*> byDocument_;
+    int held_ = 0;
+    bool isStale_ = false;
+    QPointer<DocumentTab> front_;
+    /// What was in front when this was last announced.
+    const Document* frontDocument_ = nullptr;
+    std::vector<NotificationToken> tokens_;
+};
+
+} // namespace korvane

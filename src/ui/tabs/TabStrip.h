@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QHash>
+#include <QTabBar>
+
+namespace korvane {
+
+/// The tabs of a window's documents: wide enough to be read, and short of their full title where there are
+/// many. Belongs to its window. Main thread.
+class TabStrip : public QTabBar {
+    Q_OBJECT
+
+public:
+    explicit TabStrip(QWidget* parent = nullptr);
+
+    /// One a tab; tabs whose title stays are not touched.
+    void setTitles(const QStringList& titles);
+    QString title(int index) const;
+    /// While off, tabs come and go without their titles being measured each time.
+    void setMeasuresTitles(bool measures);
+
+Q_SIGNALS:
+    void closeClicked(int index);
+    void menuRequested(int index, QPoint globalPosition);
+
+protected:
+    QSize tabSizeHint(int index) const override;
+    QSize minimumTabSizeHint(int index) const override;
+    void initStyleOption(QStyleOptionTab* option, int index) const override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+
+private:
+    /// The tab's size if its text took at most `characters`, and at least the shortest text's room.
+    QSize sizeWithText(int index, int characters) const;
+
+    QHash<QString, qsizetype> tellingCharacters_;
+    bool measuresTitles_ = true;
+    int middlePressed_ = -1;
+};
+
+} // namespace korvane

@@ -1,0 +1,88 @@
+#include "ui/tabs/TabTitles.h"
+
+#include "ui/tabs/TabStrip.h"
+
+#include <QFontMetrics>
+#include <QStyleOptionTab>
+#include <QTest>
+
+#include <gtest/gtest.h>
+#include <set>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+TEST(TabTitles, FilesOfOneNameAreToldApartByTheirFolders) {
+    struct Case {
+        QStringList paths;
+        QStringList titles;
+    };
+    for (const Case& c :
+         {Case{{u"/var/log/a.log"_s, u"/var/log/b.log"_s}, {u"a.log"_s, u"b.log"_s}},
+          Case{{u"/srv/web1/a.log"_s, u"/srv/web2/a.log"_s, u"/b.log"_s},
+               {u"a.log — web1"_s, u"a.log — web2"_s, u"b.log"_s}},
+          Case{{u"/x/1/log/a.log"_s, u"/x/2/log/a.log"_s}, {u"a.log — 1/log"_s, u"a.log — 2/log"_s}},
+          Case{{u"/a.log"_s, u"/x/a.log"_s}, {u"a.log — /"_s, u"a.log — x"_s}},
+          Case{{u"/same/a.log"_s, u"/same/a.log"_s}, {u"a.log — same"_s, u"a.log — same"_s}}}) {
+        QStringList names;
+        for (const QString& path : c.paths)
+            names.append(path.mid(path.lastIndexOf(u'/') + 1));
+        EXPECT_EQ(tabTitles(names, c.paths), c.titles) << qPrintable(c.paths.join(u' '));
+    }
+}
+
+/// A strip that says what it paints.
+class ReadableStrip : public TabStrip {
+public:
+    explicit ReadableStrip(const QStringList& titles) {
+        for (int i = 0; i < titles.size(); ++i)
+            addTab(QString());
+        setTitles(titles);
+    }
+    QString painted(int index) const {
+        QStyleOptionTab option;
+        initStyleOption(&option, index);
+        return option.text;
+    }
+};
+
+TEST(TabStrip, ManyTabsStayReadableAndToldApart) {
+    struct Case {
+        const char* what;
+        std::function<QString(int)> title;
+    };
+    for (const Case& c :
+         {Case{"short names", [](int i) { return u"host-%1.log"_s.arg(i); }},
+          Case{"the middle differs",
+               [](int i) { return u"gateway-eu-west-%1-production-access-2026.log"_s.arg(i); }},
+          Case{"the folder differs",
+               [](int i) { return u"application-server.log — node%1/var/log/service"_s.arg(i); }},
+          Case{"characters of two units",
+               [](int i) { return u"𝔞𝔟𝔠𝔡𝔢𝔣𝔤𝔥𝔦𝔧%1𝔞𝔟𝔠𝔡𝔢𝔣𝔤𝔥𝔦𝔧𝔨𝔩𝔪𝔫𝔬𝔭𝔮𝔯𝔰𝔱"_s.arg(i); }}}) {
+        SCOPED_TRACE(c.what);
+        QStringList titles;
+        for (int i = 10; i < 30; ++i)
+            titles.append(c.title(i));
+        ReadableStrip strip(titles);
+        strip.resize(20'000, strip.sizeHint().height());
+        strip.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&strip));
+        const int letter = strip.fontMetrics().averageCharWidth();
+        for (const int width : {20'000, 900}) {
+            strip.resize(width, strip.height());
+            std::set<QString> shown;
+            for (int i = 0; i < strip.count(); ++i) {
+                strip.setCurrentIndex(i); // into sight
+                shown.insert(strip.painted(i));
+                EXPECT_GE(strip.tabRect(i).width(), 12 * letter);
+                EXPECT_LE(strip.tabRect(i).width(), 25 * letter + 60);
+            }
+            EXPECT_EQ(shown.size(), 20U) << shown.begin()->toStdString();
+        }
+    }
+}
+
+} // namespace
+} // namespace korvane

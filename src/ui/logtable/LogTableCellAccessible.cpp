@@ -1,5 +1,6 @@
 #include "ui/logtable/LogTableCellAccessible.h"
 
+#include "foundation/text/VisibleText.h"
 #include "ui/logtable/LogRowPainter.h"
 #include "ui/logtable/LogTableAccessible.h"
 #include "ui/logtable/LogTableView.h"

@@ -51,6 +51,8 @@ public:
     static constexpr double shortestPollingInterval = 0.1;
     static constexpr double longestPollingInterval = 3600;
 
+    static constexpr Qt::GlobalColor defaultLineNumberColor = Qt::gray;
+
     /// Registers the default of every setting, and brings a stored polling interval back into its limits.
     /// Called once at launch, on the main thread, before any window opens.
     void registerDefaults(const FontCatalog& fonts);

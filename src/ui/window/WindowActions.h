@@ -54,7 +54,7 @@ private:
     /// An entry that needs a document.
     QAction* addPageAction(QMenu& menu, const QString& text, const QKeySequence& shortcut,
                            const PageAction& action);
-    QAction* addToToolBar(QAction* action, const QString& iconName, const QString& toolTip);
+    QAction* addToToolBar(QAction* action, const QString& iconName, const QString& text);
 
     /// One entry a rule, checked where it is switched on for the page in front.
     void showRules();

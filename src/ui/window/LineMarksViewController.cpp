@@ -4,9 +4,11 @@
 #include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
 #include "ui/widgets/Icons.h"
+#include "ui/window/ListKeys.h"
 
+#include <QApplication>
+#include <QFontMetrics>
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -15,13 +17,36 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace korvane {
+namespace {
+
+/// Lines of a mark's text that are shown: the first one often holds nothing but the time.
+constexpr int shownTextLines = 2;
+constexpr int rowPadding = 6;
+
+/// Rows with room for the text.
+class ShownMarks : public QSortFilterProxyModel {
+public:
+    using QSortFilterProxyModel::QSortFilterProxyModel;
+
+    QVariant data(const QModelIndex& index, int role) const override {
+        if (role == Qt::SizeHintRole && index.column() == LineMarksModel::LineColumn)
+            return QSize(0, shownTextLines * QFontMetrics(QApplication::font("QTreeView")).lineSpacing() +
+                                rowPadding);
+        if (role == Qt::TextAlignmentRole)
+            return QVariant(Qt::AlignLeft | Qt::AlignTop);
+        return QSortFilterProxyModel::data(index, role);
+    }
+};
+
+} // namespace
 
 LineMarksViewController::LineMarksViewController(QWidget* parent)
     : QWidget(parent), lineMarks_(FileBasedBookmarksManager::shared()),
-      arrayController_(new QSortFilterProxyModel(this)), search_(new QLineEdit(this)),
-      tableView_(new QTreeView(this)), emptyViewMsg_(new QLabel(LineMarksModel::emptyMessage(), this)),
-      delete_(new QToolButton(this)) {
+      arrayController_(new ShownMarks(this)), search_(new QLineEdit(this)), tableView_(new QTreeView(this)),
+      emptyViewMsg_(new QLabel(LineMarksModel::emptyMessage(), this)), delete_(new QToolButton(this)) {
     arrayController_->setSourceModel(&lineMarks_);
     arrayController_->setSortCaseSensitivity(Qt::CaseInsensitive);
     search_->setPlaceholderText(tr("Search line marks"));
@@ -39,7 +64,9 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
                                                QHeaderView::ResizeToContents);
     tableView_->setTextElideMode(Qt::ElideRight);
     tableView_->setContextMenuPolicy(Qt::CustomContextMenu);
-    tableView_->installEventFilter(this);
+    tableView_->setWordWrap(true);
+    new ListKeys(*tableView_, {.copiedText = [this] { return selectedTexts(); },
+                               .deleteSelected = [this] { deleteSelected(); }});
     emptyViewMsg_->setWordWrap(true);
     emptyViewMsg_->setAlignment(Qt::AlignCenter);
     emptyViewMsg_->setForegroundRole(QPalette::PlaceholderText);
@@ -66,7 +93,7 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
 
     connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) {
         lineMarks_.setSearchText(text);
-        delete_->setEnabled(isSelected());
+        showWhatThereIs();
     });
     connect(tableView_, &QTreeView::activated, this, [this] { handleDoubleAction(); });
     connect(delete_, &QToolButton::clicked, this, [this] { deleteSelected(); });
@@ -89,16 +116,33 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
 void LineMarksViewController::setFile(const QUrl& url, const void* logView) {
     logView_ = logView;
     lineMarks_.setFilePath(url.isEmpty() ? std::nullopt : std::optional(absoluteString(url)));
-    reload();
+    showWhatThereIs();
 }
 
 void LineMarksViewController::reload() {
     lineMarks_.reload();
-    const bool hasMarks = lineMarks_.hasMarks();
-    tableView_->setVisible(hasMarks);
-    search_->setEnabled(hasMarks);
-    emptyViewMsg_->setVisible(!hasMarks);
+    showWhatThereIs();
+}
+
+void LineMarksViewController::showWhatThereIs() {
+    const bool isEmpty = lineMarks_.rowCount() == 0;
+    search_->setEnabled(lineMarks_.hasMarks());
+    tableView_->setVisible(!isEmpty);
+    emptyViewMsg_->setText(lineMarks_.hasMarks() ? tr("No line mark holds “%1”").arg(search_->text())
+                                                 : LineMarksModel::emptyMessage());
+    emptyViewMsg_->setVisible(isEmpty);
     delete_->setEnabled(isSelected());
+}
+
+QString LineMarksViewController::selectedTexts() const {
+    QModelIndexList selected = tableView_->selectionModel()->selectedRows();
+    std::sort(selected.begin(), selected.end());
+    QStringList texts;
+    for (const QModelIndex& index : selected) {
+        if (const auto mark = lineMarks_.mark(arrayController_->mapToSource(index).row()))
+            texts.append(mark->line());
+    }
+    return texts.join(u'\n');
 }
 
 bool LineMarksViewController::isSelected() const {
@@ -122,16 +166,11 @@ void LineMarksViewController::deleteSelected() {
         return;
     const std::vector<qint64> lines = lineMarks_.remove(rows);
     reload();
+    // So that the next one can be deleted by the same key.
+    if (const QModelIndex next = tableView_->currentIndex(); next.isValid())
+        tableView_->selectionModel()->select(next,
+                                             QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     NotificationCenter::shared().post(notification::lineMarksDeleted, lines, logView_);
-}
-
-bool LineMarksViewController::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == tableView_ && event->type() == QEvent::KeyPress &&
-        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Delete) {
-        deleteSelected();
-        return true;
-    }
-    return QWidget::eventFilter(watched, event);
 }
 
 } // namespace korvane

@@ -58,6 +58,9 @@ MainWindow::MainWindow(AppDocumentController& documents, AlertPresenter& alerts)
     tabs_->setTabsClosable(true);
     tabs_->setMovable(true);
     tabs_->setTabBarAutoHide(true);
+    // Its tab bar would take the focus also while it is hidden, and never give it on.
+    tabs_->setFocusPolicy(Qt::NoFocus);
+    tabs_->setFocusProxy(nullptr);
     tabs_->tabBar()->setElideMode(Qt::ElideMiddle);
     stack_->addWidget(makeEmptyPage());
     stack_->addWidget(tabs_);

@@ -6,38 +6,72 @@
 #include "ui/widgets/Icons.h"
 #include "ui/window/ListKeys.h"
 
-#include <QApplication>
-#include <QFontMetrics>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPainter>
 #include <QSortFilterProxyModel>
+#include <QStyledItemDelegate>
+#include <QTextLayout>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace korvane {
 namespace {
 
 /// Lines of a mark's text that are shown: the first one often holds nothing but the time.
-constexpr int shownTextLines = 2;
+constexpr int shownLines = 2;
 constexpr int rowPadding = 6;
+constexpr int textMargin = 4;
 
-/// Rows with room for the text.
-class ShownMarks : public QSortFilterProxyModel {
+/// Draws the texts of marks on two lines, the second one elided.
+class MarkDelegate : public QStyledItemDelegate {
 public:
-    using QSortFilterProxyModel::QSortFilterProxyModel;
+    using QStyledItemDelegate::QStyledItemDelegate;
 
-    QVariant data(const QModelIndex& index, int role) const override {
-        if (role == Qt::SizeHintRole && index.column() == LineMarksModel::LineColumn)
-            return QSize(0, shownTextLines * QFontMetrics(QApplication::font("QTreeView")).lineSpacing() +
-                                rowPadding);
-        if (role == Qt::TextAlignmentRole)
-            return QVariant(Qt::AlignLeft | Qt::AlignTop);
-        return QSortFilterProxyModel::data(index, role);
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        const QSize oneLine = QStyledItemDelegate::sizeHint(option, index);
+        return {oneLine.width() + 2 * textMargin, shownLines * option.fontMetrics.lineSpacing() + rowPadding};
+    }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+        QStyleOptionViewItem item(option);
+        initStyleOption(&item, index);
+        const QString text = std::exchange(item.text, QString());
+        item.widget->style()->drawControl(QStyle::CE_ItemViewItem, &item, painter, item.widget);
+        const QRect area = item.rect.adjusted(textMargin, rowPadding / 2, -textMargin, 0);
+        const int first = firstLineLength(text, item.font, area.width());
+        const bool isSelected = item.state & QStyle::State_Selected;
+        const auto group = item.state & QStyle::State_Active ? QPalette::Active : QPalette::Inactive;
+        painter->save();
+        painter->setFont(item.font);
+        painter->setPen(item.palette.color(group, isSelected ? QPalette::HighlightedText : QPalette::Text));
+        const int baseline = area.top() + item.fontMetrics.ascent();
+        painter->drawText(area.left(), baseline, text.left(first));
+        painter->drawText(area.left(), baseline + item.fontMetrics.lineSpacing(),
+                          item.fontMetrics.elidedText(text.mid(first), Qt::ElideRight, area.width()));
+        painter->restore();
+    }
+
+private:
+    static int firstLineLength(const QString& text, const QFont& font, int width) {
+        QTextLayout layout(text, font);
+        QTextOption option;
+        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        option.setTextDirection(Qt::LeftToRight);
+        layout.setTextOption(option);
+        layout.beginLayout();
+        QTextLine line = layout.createLine();
+        if (line.isValid())
+            line.setLineWidth(width);
+        layout.endLayout();
+        return line.isValid() ? line.textLength() : 0;
     }
 };
 
@@ -45,8 +79,9 @@ public:
 
 LineMarksViewController::LineMarksViewController(QWidget* parent)
     : QWidget(parent), lineMarks_(FileBasedBookmarksManager::shared()),
-      arrayController_(new ShownMarks(this)), search_(new QLineEdit(this)), tableView_(new QTreeView(this)),
-      emptyViewMsg_(new QLabel(LineMarksModel::emptyMessage(), this)), delete_(new QToolButton(this)) {
+      arrayController_(new QSortFilterProxyModel(this)), search_(new QLineEdit(this)),
+      tableView_(new QTreeView(this)), emptyViewMsg_(new QLabel(LineMarksModel::emptyMessage(), this)),
+      delete_(new QToolButton(this)) {
     arrayController_->setSourceModel(&lineMarks_);
     arrayController_->setSortCaseSensitivity(Qt::CaseInsensitive);
     search_->setPlaceholderText(tr("Search line marks"));
@@ -64,7 +99,7 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
                                                QHeaderView::ResizeToContents);
     tableView_->setTextElideMode(Qt::ElideRight);
     tableView_->setContextMenuPolicy(Qt::CustomContextMenu);
-    tableView_->setWordWrap(true);
+    tableView_->setItemDelegate(new MarkDelegate(this));
     new ListKeys(*tableView_, {.copiedText = [this] { return selectedTexts(); },
                                .deleteSelected = [this] { deleteSelected(); }});
     emptyViewMsg_->setWordWrap(true);

@@ -83,7 +83,7 @@ std::shared_ptr<LineMarkList> decodeLines(const ArchivedObject& object, int& lef
     }
     for (const ArchivedObject& element : elements.value()) {
         if (const auto mark = element.object<const LineMarkEntry>())
-            lines->push_back(mark.value());
+            lines->add(mark.value());
         else
             ++leftOut;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bookmarks/LineMarkEntry.h"
+#include "bookmarks/LineMarkList.h"
 
 #include <QByteArray>
 #include <QString>

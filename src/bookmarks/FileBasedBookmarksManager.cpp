@@ -17,11 +17,6 @@ std::shared_ptr<FileBasedBookmarksManager>& sharedManager() {
     return manager;
 }
 
-LineMarkList::iterator findMark(LineMarkList& marks, qint64 lineNum) {
-    return std::find_if(marks.begin(), marks.end(),
-                        [lineNum](const auto& mark) { return mark->lineNum() == lineNum; });
-}
-
 } // namespace
 
 Result<std::unique_ptr<FileBasedBookmarksManager>>
@@ -113,18 +108,19 @@ std::shared_ptr<const LineMarkList> FileBasedBookmarksManager::lineMarksFor(cons
 
 bool FileBasedBookmarksManager::hasLineMark(const QString& urlString, qint64 lineNum) const {
     const auto marks = lineMarks_.find(urlString);
-    return marks != lineMarks_.end() && findMark(*marks->second, lineNum) != marks->second->end();
+    return marks != lineMarks_.end() && marks->second->contains(lineNum);
 }
 
 void FileBasedBookmarksManager::addLineMark(const QString& urlString, qint64 lineNum, const QString& line) {
     addLineMarks(urlString, {std::make_shared<const LineMarkEntry>(lineNum, line)});
 }
 
-void FileBasedBookmarksManager::addLineMarks(const QString& urlString, const LineMarkList& added) {
+void FileBasedBookmarksManager::addLineMarks(const QString& urlString, const LineMarkEntries& added) {
     std::shared_ptr<LineMarkList>& marks = lineMarks_[urlString];
     if (!marks)
         marks = std::make_shared<LineMarkList>();
-    marks->insert(marks->end(), added.begin(), added.end());
+    for (const auto& mark : added)
+        marks->add(mark);
     shareLines(urlString, marks);
 }
 
@@ -150,13 +146,8 @@ void FileBasedBookmarksManager::removeLineMark(const QString& urlString, qint64 
 void FileBasedBookmarksManager::removeLineMarks(const QString& urlString,
                                                 const std::vector<qint64>& lineNums) {
     const auto marks = lineMarks_.find(urlString);
-    if (marks != lineMarks_.end()) {
-        for (const qint64 lineNum : lineNums) {
-            const auto mark = findMark(*marks->second, lineNum);
-            if (mark != marks->second->end())
-                marks->second->erase(mark);
-        }
-    }
+    if (marks != lineMarks_.end())
+        marks->second->removeFirstOf(lineNums);
     save();
 }
 

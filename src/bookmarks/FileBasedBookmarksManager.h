@@ -8,8 +8,8 @@
 #include <QString>
 #include <QUrl>
 
-#include <map>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace korvane {
@@ -24,7 +24,7 @@ public:
     inline static const QString BOOKMARKS_FILE = QStringLiteral("bookmarks.data");
 
     using Bookmarks = std::vector<std::shared_ptr<BookmarkEntry>>;
-    using LineMarks = std::map<QString, std::shared_ptr<LineMarkList>>;
+    using LineMarks = std::unordered_map<QString, std::shared_ptr<LineMarkList>>;
 
     /// Reads the bookmarks from the directory. Without a file there, those of earlier versions are taken over
     /// from the settings and saved. Fails as FiltersManager::load does.
@@ -57,7 +57,7 @@ public:
     bool hasLineMark(const QString& urlString, qint64 lineNum) const override;
     /// Does not look whether the line is marked already. Saves when the file is bookmarked.
     void addLineMark(const QString& urlString, qint64 lineNum, const QString& line);
-    void addLineMarks(const QString& urlString, const LineMarkList& added);
+    void addLineMarks(const QString& urlString, const LineMarkEntries& added);
     /// Take away the first mark of each line, and save in any case.
     void removeLineMark(const QString& urlString, qint64 lineNum);
     void removeLineMarks(const QString& urlString, const std::vector<qint64>& lineNums);

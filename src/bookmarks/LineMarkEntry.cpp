@@ -6,6 +6,13 @@
 
 namespace korvane {
 
+QString LineMarkEntry::keptText(const QString& line) {
+    if (line.size() <= longestText)
+        return line;
+    const bool isTorn = line[longestText].isLowSurrogate() && line[longestText - 1].isHighSurrogate();
+    return line.left(isTorn ? longestText - 1 : longestText);
+}
+
 qint64 LineMarkEntry::lineNumForView() const {
     qint64 number = 0;
     if (__builtin_add_overflow(lineNum_, 1, &number))

@@ -14,11 +14,17 @@ public:
     inline static const QString KEY_LINE_NUM = QStringLiteral("linenum");
     inline static const QString KEY_LINE = QStringLiteral("line");
 
-    LineMarkEntry(qint64 lineNum, QString line) : lineNum_(lineNum), line_(std::move(line)) {}
+    /// UTF-16 units of a line that are kept at most.
+    static constexpr int longestText = 1024;
+
+    /// Keeps the beginning of a longer line, whole characters.
+    LineMarkEntry(qint64 lineNum, const QString& line) : lineNum_(lineNum), line_(keptText(line)) {}
+    /// What is kept of a line.
+    static QString keptText(const QString& line);
 
     /// Zero-based.
     qint64 lineNum() const { return lineNum_; }
-    /// The line's text when it was marked.
+    /// The line's text when it was marked, as much as is kept.
     const QString& line() const { return line_; }
     /// The line's number as shown, one-based. An overflow is fatal.
     qint64 lineNumForView() const;
@@ -29,7 +35,6 @@ private:
     const QString line_;
 };
 
-/// The marks of one file, in the order of adding.
-using LineMarkList = std::vector<std::shared_ptr<const LineMarkEntry>>;
+using LineMarkEntries = std::vector<std::shared_ptr<const LineMarkEntry>>;
 
 } // namespace korvane

@@ -1,12 +1,28 @@
 #include "bookmarks/LineMarksModel.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
+#include "foundation/text/VisibleText.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace korvane {
+namespace {
+
+/// UTF-16 units of a text in a list, which measures all of it however little has room.
+constexpr int longestShownText = 300;
+
+/// The beginning of a mark's text on one line.
+QString shownText(const LineMarkEntry& mark, int longest) {
+    QString text = visibleText(mark.line().left(longest)).replace(u'\t', u' ');
+    if (mark.line().size() >= std::min(longest + 1, LineMarkEntry::longestText))
+        text += u'…';
+    return text;
+}
+
+} // namespace
 
 QString LineMarksModel::emptyMessage() {
     return QCoreApplication::translate(
@@ -15,8 +31,10 @@ QString LineMarksModel::emptyMessage() {
 }
 
 void LineMarksModel::setFilePath(const std::optional<QString>& urlString) {
+    beginResetModel();
     filePath_ = urlString;
-    reload();
+    shown_ = wantedMarks();
+    endResetModel();
 }
 
 void LineMarksModel::setSearchText(const QString& text) {
@@ -25,17 +43,48 @@ void LineMarksModel::setSearchText(const QString& text) {
 }
 
 void LineMarksModel::reload() {
-    beginResetModel();
+    show(wantedMarks());
+}
+
+LineMarkEntries LineMarksModel::wantedMarks() {
     const auto marks = filePath_ ? store_.lineMarksFor(*filePath_) : nullptr;
-    shown_ = marks ? *marks : LineMarkList();
-    hasMarks_ = !shown_.empty();
-    std::erase_if(shown_, [this](const auto& mark) {
+    LineMarkEntries wanted = marks ? marks->entries() : LineMarkEntries();
+    hasMarks_ = !wanted.empty();
+    std::erase_if(wanted, [this](const auto& mark) {
         return !mark->description().contains(searchText_, Qt::CaseInsensitive);
     });
-    std::stable_sort(shown_.begin(), shown_.end(), [](const auto& first, const auto& second) {
+    std::stable_sort(wanted.begin(), wanted.end(), [](const auto& first, const auto& second) {
         return first->lineNum() < second->lineNum();
     });
-    endResetModel();
+    return wanted;
+}
+
+void LineMarksModel::show(const LineMarkEntries& wanted) {
+    const std::unordered_set<std::shared_ptr<const LineMarkEntry>> stays(wanted.begin(), wanted.end());
+    for (int last = rowCount() - 1; last >= 0; --last) {
+        int first = last;
+        while (first >= 0 && !stays.contains(mark(first)))
+            --first;
+        if (first < last) {
+            beginRemoveRows({}, first + 1, last);
+            shown_.erase(shown_.begin() + first + 1, shown_.begin() + last + 1);
+            endRemoveRows();
+        }
+        last = first;
+    }
+    // Those that stay stand in the same order in both.
+    const auto count = static_cast<int>(wanted.size());
+    for (int first = 0; first < count; ++first) {
+        int end = first;
+        while (end < count && wanted[static_cast<std::size_t>(end)] != mark(first))
+            ++end;
+        if (end > first) {
+            beginInsertRows({}, first, end - 1);
+            shown_.insert(shown_.begin() + first, wanted.begin() + first, wanted.begin() + end);
+            endInsertRows();
+        }
+        first = end;
+    }
 }
 
 std::shared_ptr<const LineMarkEntry> LineMarksModel::mark(int row) const {
@@ -64,9 +113,18 @@ int LineMarksModel::columnCount(const QModelIndex& parent) const {
 
 QVariant LineMarksModel::data(const QModelIndex& index, int role) const {
     const auto shown = mark(index.row());
-    if (!shown || role != Qt::DisplayRole)
+    if (!shown)
         return {};
-    return index.column() == LineNumberColumn ? QVariant(shown->lineNumForView()) : QVariant(shown->line());
+    switch (role) {
+    case Qt::DisplayRole:
+        return index.column() == LineNumberColumn ? QVariant(shown->lineNumForView())
+                                                  : QVariant(shownText(*shown, longestShownText));
+    case Qt::ToolTipRole: // as rich text it is wrapped
+        return QStringLiteral("<p style=\"white-space: pre-wrap\">%1</p>")
+            .arg(shownText(*shown, LineMarkEntry::longestText).toHtmlEscaped());
+    default:
+        return {};
+    }
 }
 
 QVariant LineMarksModel::headerData(int section, Qt::Orientation orientation, int role) const {

@@ -27,7 +27,8 @@ public:
 
     /// The file by its URL's absolute string; nothing for none.
     void setFilePath(const std::optional<QString>& urlString);
-    /// Fetches the file's marks from the store again.
+    /// Fetches the file's marks from the store again. Marks that stay keep their rows, and with them what a
+    /// view has selected.
     void reload();
     /// Shows only the marks whose description holds the text, in whatever case; all for an empty one.
     void setSearchText(const QString& text);
@@ -45,10 +46,13 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
 
 private:
+    LineMarkEntries wantedMarks();
+    void show(const LineMarkEntries& wanted);
+
     FileBasedBookmarksManager& store_;
     std::optional<QString> filePath_;
     QString searchText_;
-    LineMarkList shown_;
+    LineMarkEntries shown_;
     bool hasMarks_ = false;
 };
 

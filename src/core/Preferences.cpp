@@ -80,7 +80,7 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
         {keyLogViewFont, archivedFont(font)},
         {keyLogViewBGColor, archivedColor(Qt::white)},
         {keyLogViewFGColor, archivedColor(text)},
-        {keyLogViewLineNumberFGColor, archivedColor(Qt::gray)},
+        {keyLogViewLineNumberFGColor, archivedColor(defaultLineNumberColor)},
         {keyWrapLines, false},
         {keyLazyLoadFile, true},
         {keyShowWelcomeWinOnStart, true},

@@ -58,6 +58,8 @@ public:
     static constexpr int leastRowMemory = 16;
     static constexpr int mostRowMemory = 65536;
 
+    static constexpr Qt::GlobalColor defaultLineNumberColor = Qt::gray;
+
     /// Registers the default of every setting, and brings a stored polling interval back into its limits.
     /// Called once at launch, on the main thread, before any window opens.
     void registerDefaults(const FontCatalog& fonts);

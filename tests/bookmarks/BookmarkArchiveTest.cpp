@@ -23,7 +23,7 @@ std::shared_ptr<BookmarkEntry> namedEntry(const QString& url) {
 }
 
 void mark(const BookmarkEntry& entry, qint64 lineNum, const QString& line) {
-    entry.lines()->push_back(std::make_shared<const LineMarkEntry>(lineNum, line));
+    entry.lines()->add(std::make_shared<const LineMarkEntry>(lineNum, line));
 }
 
 QStringList marksOf(const BookmarkEntry& entry) {

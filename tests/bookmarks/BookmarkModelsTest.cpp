@@ -138,6 +138,20 @@ TEST_F(BookmarkModelsTest, MarksAreShownByLineAsFarAsTheyMatch) {
     model.setSearchText(u"nothing"_s);
     EXPECT_TRUE(shown().isEmpty() && model.hasMarks());
 
+    // Marks that stay keep their rows, whatever comes and goes around them.
+    model.setSearchText({});
+    const QPersistentModelIndex kept = model.index(1, LineMarksModel::LineColumn);
+    store_->addLineMarks(file, {std::make_shared<LineMarkEntry>(0, u"a"_s),
+                                std::make_shared<LineMarkEntry>(50, u"b\u202Ec"_s),
+                                std::make_shared<LineMarkEntry>(500, u"x"_s.repeated(1'000'000))});
+    store_->removeLineMark(file, 100);
+    model.reload();
+    EXPECT_EQ(kept.data().toString(), u"GET /größe"_s);
+    EXPECT_EQ(kept.row(), 2);
+    EXPECT_EQ(shown()[3], u"51 b\u25AFc"_s) << "as in the lines of the log";
+    EXPECT_LT(shown()[4].size(), 400);
+    store_->removeLineMarks(file, {0, 50, 500});
+    store_->addLineMark(file, 100, u"get /y"_s);
     model.setSearchText(u"get"_s);
     EXPECT_EQ(model.remove({1, 0, 2, -1}), std::vector<qint64>({100, 11}));
     model.setSearchText({});

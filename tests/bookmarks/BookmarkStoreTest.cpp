@@ -147,7 +147,7 @@ TEST_F(BookmarkStoreTest, MarksLastOnlyWithABookmark) {
     manager->addLineMark(u"file:///other.log"_s, 9, u"ten"_s);
     const auto again = load();
     EXPECT_EQ(marks(*again), QList<qint64>({4, 0, 9}));
-    EXPECT_EQ(again->lineMarksFor(fileUrl)->at(2)->line(), u"ten"_s);
+    EXPECT_EQ(again->lineMarksFor(fileUrl)->entries().at(2)->line(), u"ten"_s);
     EXPECT_EQ(again->lineMarksFor(u"file:///other.log"_s), nullptr);
     EXPECT_EQ(again->lineMarksFor(fileUrl), again->bookmarks()[0]->lines());
     EXPECT_TRUE(again->hasLineMark(fileUrl, 0));
@@ -167,6 +167,15 @@ TEST_F(BookmarkStoreTest, RemovingAMarkSavesInAnyCase) {
     manager->removeLineMarks(fileUrl, {2, 7, 1, 3});
     EXPECT_EQ(marks(*load()), QList<qint64>());
     ASSERT_NE(manager->lineMarksFor(fileUrl), nullptr) << "the list stays, though empty";
+}
+
+TEST_F(BookmarkStoreTest, OnlyTheBeginningOfALongLineIsKept) {
+    const auto kept = [](const QString& line) { return LineMarkEntry(0, line).line(); };
+    const QString most = u"x"_s.repeated(LineMarkEntry::longestText);
+    EXPECT_EQ(kept(most), most);
+    EXPECT_EQ(kept(most + u'y'), most);
+    EXPECT_EQ(kept(most.chopped(1) + u"\U0001F600"_s), most.chopped(1)) << "no half of a character";
+    EXPECT_EQ(kept(most.chopped(2) + u"\U0001F600z"_s), most.chopped(2) + u"\U0001F600"_s);
 }
 
 TEST_F(BookmarkStoreTest, MarksOfAFileBookmarkedTwiceComeBack) {

@@ -153,7 +153,6 @@ void GridLineLayout::paintPiece(QPainter& painter, QPointF topLeft, TextRange pi
     if (background == colors.lineBackground)
         background.reset();
     const auto foreground = attributes ? attributes->color(attribute::foreground) : std::nullopt;
-    const auto font = attributes ? attributes->font() : std::nullopt;
     const QRectF area(topLeft, QSizeF(width, metrics_.lineHeight()));
     if (isSelected)
         painter.fillRect(area, colors.selectedBackground);
@@ -161,9 +160,9 @@ void GridLineLayout::paintPiece(QPainter& painter, QPointF topLeft, TextRange pi
         painter.fillRect(area, *background);
     const bool takesSelectionColor = isSelected || (isRowSelected && !background);
     painter.setPen(takesSelectionColor ? colors.selectedText : foreground.value_or(colors.text));
-    QFont face = font.value_or(metrics_.font());
-    const AttributeValue* underline = attributes ? attributes->value(attribute::underline) : nullptr;
-    face.setUnderline(underline != nullptr);
+    QFont face = metrics_.face(attributes);
+    if (attributes && attributes->value(attribute::underline))
+        face.setUnderline(true);
     painter.setFont(face);
 
     // Tabs are gaps between pieces of text.

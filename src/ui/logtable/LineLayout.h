@@ -15,10 +15,6 @@ namespace korvane {
 
 class LineMetrics;
 
-/// The characters as they are drawn: controls and direction overrides become visible, a carriage return at
-/// the end of the line disappears. Positions in both texts are the same.
-QString visibleText(const QString& text);
-
 /// One line of text set for the screen, in one visual line or wrapped into several. Only what is visible is
 /// shaped.
 ///

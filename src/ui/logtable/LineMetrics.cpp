@@ -7,6 +7,8 @@ namespace {
 
 constexpr qreal linePadding = 2;
 constexpr int probeLength = 64;
+constexpr unsigned boldFace = 1;
+constexpr unsigned italicFace = 2;
 
 qreal averageAdvance(const QFontMetricsF& metrics, QChar unit) {
     return metrics.horizontalAdvance(QString(probeLength, unit)) / probeLength;
@@ -15,6 +17,13 @@ qreal averageAdvance(const QFontMetricsF& metrics, QChar unit) {
 } // namespace
 
 LineMetrics::LineMetrics(const QFont& font) : font_(font) {
+    for (unsigned style = 0; style < faces_.size(); ++style) {
+        faces_[style] = font;
+        if (style & boldFace)
+            faces_[style].setBold(true);
+        if (style & italicFace)
+            faces_[style].setItalic(true);
+    }
     const QFontMetricsF metrics(font_);
     lineHeight_ = std::ceil(metrics.height()) + linePadding;
     baseline_ = std::ceil(metrics.ascent()) + linePadding / 2;
@@ -22,14 +31,10 @@ LineMetrics::LineMetrics(const QFont& font) : font_(font) {
 }
 
 bool LineMetrics::isGrid(bool bold, bool italic) const {
-    std::optional<bool>& known = grid_[(bold ? 1U : 0U) + (italic ? 2U : 0U)];
+    const unsigned style = (bold ? boldFace : 0U) | (italic ? italicFace : 0U);
+    std::optional<bool>& known = grid_[style];
     if (!known) {
-        QFont face = font_;
-        if (bold)
-            face.setBold(true);
-        if (italic)
-            face.setItalic(true);
-        const QFontMetricsF metrics(face);
+        const QFontMetricsF metrics(faces_[style]);
         known = true;
         for (const char16_t unit : {u'i', u'W', u' ', u'.', u'0', u'm'}) {
             if (std::abs(averageAdvance(metrics, unit) - cellWidth_) > 0.01)
@@ -37,6 +42,11 @@ bool LineMetrics::isGrid(bool bold, bool italic) const {
         }
     }
     return *known;
+}
+
+const QFont& LineMetrics::face(const Attributes* attributes) const {
+    const auto font = attributes ? attributes->font() : std::nullopt;
+    return font ? faces_[(font->bold() ? boldFace : 0U) | (font->italic() ? italicFace : 0U)] : font_;
 }
 
 } // namespace korvane

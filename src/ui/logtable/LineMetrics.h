@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/text/AttributedString.h"
+
 #include <QFont>
 #include <QFontMetricsF>
 
@@ -26,9 +28,13 @@ public:
 
     /// Whether plain ASCII text in this face of the font stands in a grid of `cellWidth()`.
     bool isGrid(bool bold, bool italic) const;
+    /// The face of the font in which a piece of a line is set: only its style counts, family and size are
+    /// those of all lines.
+    const QFont& face(const Attributes* attributes) const;
 
 private:
     const QFont font_;
+    std::array<QFont, 4> faces_; // by bold and italic
     qreal lineHeight_ = 0;
     qreal baseline_ = 0;
     qreal cellWidth_ = 0;

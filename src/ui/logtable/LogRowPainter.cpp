@@ -1,9 +1,11 @@
 #include "ui/logtable/LogRowPainter.h"
 
+#include "ui/widgets/Contrast.h"
 #include "ui/widgets/SizeText.h"
 
 #include <QCoreApplication>
 #include <QPainter>
+#include <QPolygonF>
 
 #include <algorithm>
 #include <cmath>
@@ -13,18 +15,14 @@ namespace korvane {
 namespace {
 
 constexpr qreal markSize = 14;
+constexpr qreal caretWidth = 2;
 
 QString translated(const char* text) {
     return QCoreApplication::translate("LogRowPainter", text);
 }
 
-QColor mixed(const QColor& one, const QColor& other, qreal share) {
-    const auto part = [share](float from, float to) {
-        return static_cast<float>(from + (to - from) * share);
-    };
-    return QColor::fromRgbF(part(one.redF(), other.redF()), part(one.greenF(), other.greenF()),
-                            part(one.blueF(), other.blueF()));
-}
+/// A ribbon hanging down from the top of a square with sides of 1.
+const QPolygonF ribbon({{0.2, 0.12}, {0.8, 0.12}, {0.8, 0.9}, {0.5, 0.66}, {0.2, 0.9}});
 
 /// The background of a line that has one everywhere: the one that most of it has. It fills the whole row.
 std::optional<QColor> lineBackground(const AttributedString& line) {
@@ -53,7 +51,8 @@ std::optional<QColor> lineBackground(const AttributedString& line) {
 
 LogRowPainter::LogRowPainter(QPainter& painter, LogTableViewDelegate& delegate,
                              const std::vector<LogTableColumn>& columns, Style style)
-    : painter_(painter), delegate_(delegate), columns_(columns), style_(std::move(style)) {
+    : painter_(painter), delegate_(delegate), columns_(columns), style_(std::move(style)),
+      colors_(style_.grounds.colors()) {
     for (const LogTableColumn& column : columns_) {
         if (column.identifier == cell::line)
             break;
@@ -63,12 +62,8 @@ LogRowPainter::LogRowPainter(QPainter& painter, LogTableViewDelegate& delegate,
 
 void LogRowPainter::paint(const RowPlaces::VisibleRow& row, const RowState& state) {
     const QRectF area(0, row.y, style_.viewSize.width(), row.height);
-    const auto group = style_.isActive ? QPalette::Active : QPalette::Inactive;
-    const QColor highlight = style_.palette.color(group, QPalette::Highlight);
-    if (state.isSelected)
-        painter_.fillRect(area, highlight);
-    else if (state.isCurrent)
-        painter_.fillRect(area, mixed(style_.colors.background, highlight, 0.10));
+    if (state.isSelected || state.isCurrent)
+        painter_.fillRect(area, groundOf(state));
 
     painter_.save();
     const QRectF lineArea(lineX_, row.y, style_.viewSize.width() - lineX_, row.height);
@@ -79,27 +74,41 @@ void LogRowPainter::paint(const RowPlaces::VisibleRow& row, const RowState& stat
     qreal right = 0;
     for (const LogTableColumn& column : columns_) {
         if (column.identifier == cell::lineMark)
-            paintMark(row, {right, row.y, column.width, row.height});
+            paintMark(row, {right, row.y, column.width, row.height}, groundOf(state));
         right += column.width;
         if (column.identifier == cell::lineNum)
-            paintNumber(row, right, state.isSelected);
+            paintNumber(row, right, state);
     }
 }
 
-void LogRowPainter::paintMark(const RowPlaces::VisibleRow& row, const QRectF& place) {
+const QColor& LogRowPainter::groundOf(const RowState& state) const {
+    return state.isSelected  ? style_.grounds.selection()
+           : state.isCurrent ? style_.grounds.currentRow()
+                             : colors_.background;
+}
+
+void LogRowPainter::paintMark(const RowPlaces::VisibleRow& row, const QRectF& place, const QColor& ground) {
     if (!delegate_.viewForTableColumn(cell::lineMark, row.row).isMarked)
         return;
     // Beside the first of several lines.
     const qreal size = std::min({place.width(), delegate_.metrics().lineHeight(), markSize});
-    const QRectF image(place.center().x() - size / 2,
-                       place.top() + (delegate_.metrics().lineHeight() - size) / 2, size, size);
-    style_.markImage.paint(&painter_, image.toAlignedRect());
+    const QPointF corner(place.center().x() - size / 2,
+                         place.top() + (delegate_.metrics().lineHeight() - size) / 2);
+    painter_.save();
+    painter_.setRenderHint(QPainter::Antialiasing);
+    painter_.setPen(Qt::NoPen);
+    painter_.setBrush(style_.grounds.mark(ground));
+    painter_.translate(corner);
+    painter_.scale(size, size);
+    painter_.drawPolygon(ribbon);
+    painter_.restore();
 }
 
-void LogRowPainter::paintNumber(const RowPlaces::VisibleRow& row, qreal right, bool isSelected) {
+void LogRowPainter::paintNumber(const RowPlaces::VisibleRow& row, qreal right, const RowState& state) {
     const QString number = QString::number(delegate_.viewForTableColumn(cell::lineNum, row.row).lineNumber);
     painter_.setFont(delegate_.metrics().font());
-    painter_.setPen(isSelected ? style_.palette.color(QPalette::HighlightedText) : style_.colors.lineNumber);
+    painter_.setPen(state.isSelected ? style_.grounds.selectedText()
+                                     : style_.grounds.shown(colors_.lineNumber, groundOf(state)));
     const qreal width = QFontMetricsF(painter_.font()).horizontalAdvance(number);
     painter_.drawText(QPointF(right - textMargin - width, row.y + delegate_.metrics().baseline()), number);
 }
@@ -110,33 +119,42 @@ void LogRowPainter::paintLine(const RowPlaces::VisibleRow& row, const QRectF& ar
     if (view.identifier == cell::loading) {
         hasMetUnloadedRow_ = true;
         if (style_.showsLoading)
-            paintNotice(baseline, loadingText());
+            paintNotice(baseline, loadingText(), groundOf(state));
         return;
     }
     if (view.identifier == cell::filtered) {
-        paintNotice(baseline, filteredText());
+        paintNotice(baseline, filteredText(), groundOf(state));
         return;
     }
     const auto background = lineBackground(view.row->line);
     // The view's own background leaves the current row its tint.
-    if (background && !state.isSelected && *background != style_.colors.background)
+    if (background && !state.isSelected && *background != colors_.background)
         painter_.fillRect(area, *background);
     const QRectF visible = area.intersected(QRectF(QPointF(0, 0), QSizeF(style_.viewSize)));
     const QPointF origin(area.left() + textMargin - style_.horizontalOffset, row.y);
     view.layout->paint(painter_, origin, visible, state.selectedText, state.isSelected,
-                       {.text = style_.colors.text,
-                        .selectedText = style_.palette.color(QPalette::HighlightedText),
-                        .selectedBackground = style_.palette.color(QPalette::Highlight),
+                       {.text = colors_.text,
+                        .selectedText = style_.grounds.selectedText(),
+                        .selectedBackground = style_.grounds.selection(),
                         .lineBackground = background});
+    if (state.caret)
+        paintCaret(view.layout->characterRect(*state.caret).translated(origin),
+                   state.isSelected ? style_.grounds.selectedText()
+                                    : readableOn({groundOf(state)}, colors_.text));
     widestLine_ = std::max(widestLine_, view.layout->width());
     paintCutBadge(area, view);
 }
 
-void LogRowPainter::paintNotice(const QPointF& baseline, const QString& text) {
+void LogRowPainter::paintCaret(const QRectF& character, const QColor& color) {
+    painter_.fillRect(
+        QRectF(character.left() - caretWidth / 2, character.top(), caretWidth, character.height()), color);
+}
+
+void LogRowPainter::paintNotice(const QPointF& baseline, const QString& text, const QColor& ground) {
     QFont font = delegate_.metrics().font();
     font.setItalic(true);
     painter_.setFont(font);
-    painter_.setPen(mixed(style_.colors.background, style_.colors.lineNumber, 0.7));
+    painter_.setPen(style_.grounds.notice(ground));
     painter_.drawText(baseline, text);
 }
 
@@ -176,18 +194,30 @@ void LogRowPainter::paintCutBadge(const QRectF& area, const CellView& view) {
 
 void LogRowPainter::paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows) {
     if (columns_.size() == 3) {
-        painter_.setPen(mixed(style_.colors.background, style_.colors.lineNumber, 0.35));
+        painter_.setPen(mixed(colors_.background, colors_.lineNumber, 0.35));
         const qreal x = std::floor(lineX_) - 0.5;
         painter_.drawLine(QPointF(x, 0), QPointF(x, style_.viewSize.height()));
     }
     if (!delegate_.isWrapping())
         return;
     // Where one line ends and the next begins would be hard to see otherwise.
-    painter_.setPen(mixed(style_.colors.background, style_.colors.lineNumber, 0.18));
+    painter_.setPen(mixed(colors_.background, colors_.lineNumber, 0.18));
     for (const RowPlaces::VisibleRow& row : rows) {
         const qreal y = std::floor(row.y + row.height) - 0.5;
         painter_.drawLine(QPointF(0, y), QPointF(style_.viewSize.width(), y));
     }
+}
+
+void LogRowPainter::paintFocus(const std::vector<RowPlaces::VisibleRow>& rows, qint64 currentRow) {
+    QRectF area(QPointF(0, 0), QSizeF(style_.viewSize));
+    for (const RowPlaces::VisibleRow& row : rows) {
+        if (row.row == currentRow)
+            area = area.intersected(QRectF(0, row.y, area.width(), row.height));
+    }
+    painter_.setRenderHint(QPainter::Antialiasing, false);
+    painter_.setPen(style_.grounds.focus());
+    painter_.setBrush(Qt::NoBrush);
+    painter_.drawRect(area.toAlignedRect().adjusted(0, 0, -1, -1));
 }
 
 } // namespace korvane

@@ -4,12 +4,12 @@
 #include "ui/logtable/LogTableLooks.h"
 #include "ui/logtable/LogTableViewDelegate.h"
 #include "ui/logtable/RowPlaces.h"
+#include "ui/logtable/TableGrounds.h"
 
 #include <QFont>
-#include <QIcon>
-#include <QPalette>
 #include <QSize>
 
+#include <optional>
 #include <vector>
 
 class QPainter;
@@ -23,14 +23,11 @@ public:
     static constexpr qreal textMargin = 6;
 
     struct Style {
-        LogTableColors colors;
-        QPalette palette;
-        bool isActive = true;
+        const TableGrounds& grounds;
         QFont labelFont;
         QSize viewSize;
         /// How far the lines are scrolled sideways.
         qreal horizontalOffset = 0;
-        QIcon markImage;
         /// Rows that are not there yet say so.
         bool showsLoading = false;
     };
@@ -39,6 +36,8 @@ public:
         bool isCurrent = false;
         /// Empty for none.
         TextRange selectedText;
+        /// The position in the text at which keys select; absent where none is shown.
+        std::optional<int> caret = std::nullopt;
     };
 
     /// All references must outlive the painter.
@@ -48,6 +47,8 @@ public:
     void paint(const RowPlaces::VisibleRow& row, const RowState& state);
     /// The line beside the numbers and, where lines are wrapped, those between the rows.
     void paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows);
+    /// Shows that keys go to the table: round the current row, or round the view when that row is not in it.
+    void paintFocus(const std::vector<RowPlaces::VisibleRow>& rows, qint64 currentRow);
 
     /// What stands in the place of a line that is not there yet, and of one that rules hide.
     static QString loadingText();
@@ -62,16 +63,20 @@ public:
 private:
     using CellView = LogTableViewDelegate::CellView;
 
-    void paintMark(const RowPlaces::VisibleRow& row, const QRectF& place);
-    void paintNumber(const RowPlaces::VisibleRow& row, qreal right, bool isSelected);
+    /// What a row is painted on, outside a line with a background of its own.
+    const QColor& groundOf(const RowState& state) const;
+    void paintMark(const RowPlaces::VisibleRow& row, const QRectF& place, const QColor& ground);
+    void paintNumber(const RowPlaces::VisibleRow& row, qreal right, const RowState& state);
     void paintLine(const RowPlaces::VisibleRow& row, const QRectF& area, const RowState& state);
-    void paintNotice(const QPointF& baseline, const QString& text);
+    void paintCaret(const QRectF& character, const QColor& color);
+    void paintNotice(const QPointF& baseline, const QString& text, const QColor& ground);
     void paintCutBadge(const QRectF& area, const CellView& view);
 
     QPainter& painter_;
     LogTableViewDelegate& delegate_;
     const std::vector<LogTableColumn>& columns_;
     const Style style_;
+    const LogTableColors& colors_;
     qreal lineX_ = 0;
     qreal widestLine_ = 0;
     bool hasMetUnloadedRow_ = false;

@@ -107,7 +107,10 @@ void LogTableAnnouncer::announceSelection() {
         announce(QAccessibleTextSelectionEvent(line, range.location, range.end()));
     }
     hadTextSelection_ = text.has_value();
-    if (!text)
+    if (const auto& caret = view_.caret()) {
+        if (line)
+            announce(QAccessibleTextCursorEvent(line, caret->position));
+    } else if (!text)
         announce(QAccessibleEvent(&view_, QAccessible::SelectionWithin));
 }
 

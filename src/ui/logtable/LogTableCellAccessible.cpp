@@ -1,5 +1,6 @@
 #include "ui/logtable/LogTableCellAccessible.h"
 
+#include "foundation/text/VisibleText.h"
 #include "ui/logtable/LogRowPainter.h"
 #include "ui/logtable/LogTableAccessible.h"
 #include "ui/logtable/LogTableView.h"
@@ -176,7 +177,8 @@ void LogTableCellAccessible::setSelection(int index, int startOffset, int endOff
 }
 
 int LogTableCellAccessible::cursorPosition() const {
-    return selectedRange().end();
+    const auto& caret = view().caret();
+    return caret && caret->row == row_ ? caret->position : selectedRange().end();
 }
 
 QString LogTableCellAccessible::text(int startOffset, int endOffset) const {

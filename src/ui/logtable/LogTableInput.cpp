@@ -1,5 +1,6 @@
 #include "ui/logtable/LogTableInput.h"
 
+#include "ui/logtable/LineWords.h"
 #include "ui/logtable/LogTableView.h"
 
 #include <QApplication>
@@ -11,7 +12,7 @@
 #include <QWheelEvent>
 
 #include <algorithm>
-#include <cstdlib>
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -20,40 +21,21 @@ constexpr int wheelLines = 3;
 constexpr int autoScrollMilliseconds = 40;
 constexpr int autoScrollSideways = 24;
 
-bool isWordUnit(QChar unit) {
-    return unit.isLetterOrNumber() || unit == u'_' || unit.isMark() || unit.isSurrogate();
-}
-
-/// The run of letters and digits, or of one other character, around a place in a text that is not empty.
-TextRange wordAround(const QString& text, int position) {
-    const auto length = static_cast<int>(text.size());
-    const int at = std::min(position, length - 1);
-    const bool isWord = isWordUnit(text[at]);
-    const auto isSame = [&](QChar unit) { return isWord ? isWordUnit(unit) : unit == text[at]; };
-    int start = at;
-    while (start > 0 && isSame(text[start - 1]))
-        --start;
-    int end = at + 1;
-    while (end < length && isSame(text[end]))
-        ++end;
-    return {start, end - start};
-}
-
 } // namespace
 
-LogTableInput::LogTableInput(LogTableView& table) : table_(table) {}
+LogTableInput::LogTableInput(LogTableView& table) : table_(table), caret_(table) {}
 
 // ---- Keys
 
 bool LogTableInput::pressKey(const QKeyEvent& event) {
-    const bool hasCurrent = table_.currentRow() >= 0;
-    const qint64 current = hasCurrent ? table_.currentRow() : table_.firstVisibleRow();
+    if (caret_.pressKey(event))
+        return true;
     switch (event.key()) {
     case Qt::Key_Up:
-        moveCurrentRow(hasCurrent ? current - 1 : current, event.modifiers());
+        moveLine(-1, event.modifiers());
         return true;
     case Qt::Key_Down:
-        moveCurrentRow(hasCurrent ? current + 1 : current, event.modifiers());
+        moveLine(1, event.modifiers());
         return true;
     case Qt::Key_PageUp:
         movePage(-1, event.modifiers());
@@ -85,11 +67,53 @@ bool LogTableInput::pressKey(const QKeyEvent& event) {
     }
 }
 
+void LogTableInput::moveLine(int direction, Qt::KeyboardModifiers modifiers) {
+    const qint64 current = table_.currentRow();
+    const auto area = table_.rowRect(current);
+    if (!area) {
+        moveCurrentRow(current < 0 ? table_.firstVisibleRow() : current + direction, modifiers);
+        return;
+    }
+    const qreal viewHeight = table_.viewport()->height();
+    const qreal line = table_.rowHeight();
+    const qreal unread = direction > 0 ? area->bottom() - viewHeight : -area->top();
+    if (unread > 0 && area->height() > line) {
+        table_.scrollByPixels(direction * (area->height() > viewHeight ? std::min(unread, line) : unread));
+        return;
+    }
+    const qint64 target = current + direction;
+    if (target < 0 || target >= table_.rowCount()) {
+        makeCurrent(current, modifiers);
+        return;
+    }
+    // A row that does not fit is entered at the end that is next to this one.
+    const qreal height = table_.delegate().heightOfRow(target);
+    const qreal shown = height > viewHeight ? line : height;
+    if (direction > 0)
+        table_.scrollRowPartToVisible(target, 0, shown);
+    else if (area->top() < shown)
+        table_.scrollByPixels(area->top() - shown);
+    makeCurrent(target, modifiers);
+}
+
 void LogTableInput::movePage(int direction, Qt::KeyboardModifiers modifiers) {
-    const qint64 current = table_.currentRow() >= 0 ? table_.currentRow() : table_.firstVisibleRow();
-    const qint64 step = std::max(1, table_.rowsPerPage() - 1);
-    table_.scrollByPixels(direction * static_cast<qreal>(step) * table_.rowHeight());
-    moveCurrentRow(current + direction * step, modifiers);
+    if (table_.rowCount() == 0)
+        return;
+    // The current row stays at its height in the view.
+    const auto area = table_.rowRect(table_.currentRow());
+    const qreal lowest = std::max(0.0, table_.viewport()->height() - table_.rowHeight());
+    const qreal y = area ? std::clamp(area->top(), 0.0, lowest) + table_.rowHeight() / 2 : 0;
+    const qint64 firstBefore = table_.firstVisibleRow();
+    if (!table_.scrollByPage(direction)) {
+        makeCurrent(direction > 0 ? table_.rowCount() - 1 : 0, modifiers);
+        return;
+    }
+    const qint64 row = table_.rowAt(y);
+    // Rows that get their text later push others out of the view, but not this one.
+    if (table_.delegate().isLoaded(row))
+        makeCurrent(row, modifiers);
+    else
+        makeCurrent(direction > 0 ? table_.firstVisibleRow() : firstBefore, modifiers);
 }
 
 void LogTableInput::moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers) {
@@ -97,10 +121,14 @@ void LogTableInput::moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers) 
         return;
     const qint64 target = std::clamp<qint64>(row, 0, table_.rowCount() - 1);
     table_.scrollRowToVisible(target);
+    makeCurrent(target, modifiers);
+}
+
+void LogTableInput::makeCurrent(qint64 row, Qt::KeyboardModifiers modifiers) {
     if (modifiers & Qt::ShiftModifier)
-        table_.selectRowsTo(target);
+        table_.selectRowsTo(row);
     else
-        table_.selectRow(target);
+        table_.selectRow(row);
 }
 
 // ---- The mouse
@@ -125,6 +153,7 @@ void LogTableInput::pressMouse(const QMouseEvent& event) {
 }
 
 void LogTableInput::pressLeft(qint64 row, const QMouseEvent& event) {
+    hasDragged_ = false;
     const QLatin1StringView column = table_.columnAt(event.position().x());
     if (column == cell::lineMark) {
         Q_EMIT table_.lineMarkClicked(row);
@@ -139,28 +168,18 @@ void LogTableInput::pressLeft(qint64 row, const QMouseEvent& event) {
         table_.toggleRow(row);
         return;
     }
-    if (isThirdClick(row)) {
-        const auto view = table_.delegate().viewForTableColumn(cell::line, row);
-        if (view.row)
-            table_.selectText(row, {0, view.row->line.length()});
-        return;
-    }
     table_.selectRow(row);
     pressRow_ = row;
-    if (column == cell::line) {
-        drag_ = Drag::Text;
-        pressPosition_ = textPositionAt(row, event.position());
-    } else {
+    clickCount_ = clicks_.count(event);
+    if (column != cell::line) {
         drag_ = Drag::Rows;
+        return;
     }
-}
-
-bool LogTableInput::isThirdClick(qint64 row) {
-    if (!tripleClickArmed_ || sinceDoubleClick_.elapsed() >= QApplication::doubleClickInterval() ||
-        row != pressRow_)
-        return false;
-    tripleClickArmed_ = false;
-    return true;
+    drag_ = Drag::Text;
+    pressedText_ = textTakenAt(row, event.position());
+    if (pressedText_.length > 0)
+        table_.selectText(row, pressedText_);
+    caret_.setStart(row, pressedText_.location, pressedText_.end());
 }
 
 void LogTableInput::moveMouse(const QMouseEvent& event) {
@@ -176,6 +195,7 @@ void LogTableInput::moveMouse(const QMouseEvent& event) {
         autoScrollTimer_.start(autoScrollMilliseconds, this);
     else if (!isOutside)
         autoScrollTimer_.stop();
+    hasDragged_ = true;
     dragTo(event.position());
 }
 
@@ -188,8 +208,12 @@ void LogTableInput::dragTo(QPointF point) {
         table_.selectRowsTo(row);
         return;
     }
-    const int position = textPositionAt(row, point);
-    table_.selectText(row, {std::min(position, pressPosition_), std::abs(position - pressPosition_)});
+    const TextRange here = textTakenAt(row, point);
+    const int start = std::min(here.location, pressedText_.location);
+    const int end = std::max(here.end(), pressedText_.end());
+    table_.selectText(row, {start, end - start});
+    const bool isBackwards = here.location < pressedText_.location;
+    caret_.setStart(row, isBackwards ? end : start, isBackwards ? start : end);
 }
 
 void LogTableInput::timerEvent(QTimerEvent* event) {
@@ -213,21 +237,18 @@ void LogTableInput::timerEvent(QTimerEvent* event) {
 void LogTableInput::releaseMouse(const QMouseEvent& event) {
     if (event.button() != Qt::LeftButton)
         return;
-    drag_ = Drag::None;
+    const bool hasSelected = std::exchange(drag_, Drag::None) != Drag::None &&
+                             (table_.textSelection() || (hasDragged_ && !table_.selection().isEmpty()));
     autoScrollTimer_.stop();
+    if (hasSelected)
+        Q_EMIT table_.selectedByMouse();
 }
 
 void LogTableInput::doubleClick(const QMouseEvent& event) {
-    if (event.button() != Qt::LeftButton || table_.columnAt(event.position().x()) != cell::line)
-        return;
     const qint64 row = table_.rowAt(event.position().y());
-    if (row < 0)
+    if (event.button() != Qt::LeftButton || row < 0 || table_.columnAt(event.position().x()) != cell::line)
         return;
-    table_.selectRow(row);
-    selectWordAt(row, event.position());
-    tripleClickArmed_ = true;
-    pressRow_ = row;
-    sinceDoubleClick_.restart();
+    pressLeft(row, event);
 }
 
 void LogTableInput::turnWheel(const QWheelEvent& event) {
@@ -270,20 +291,24 @@ int LogTableInput::textPositionAt(qint64 row, QPointF point) {
     const auto origin = table_.textOrigin(row);
     if (!view.layout || !origin)
         return 0;
-    return std::min(view.layout->positionAt(point - *origin), view.row->line.length());
+    return std::min(view.layout->positionAt(point - *origin), view.textLength());
 }
 
-void LogTableInput::selectWordAt(qint64 row, QPointF point) {
+TextRange LogTableInput::textTakenAt(qint64 row, QPointF point) {
+    const int nearest = textPositionAt(row, point);
     const auto view = table_.delegate().viewForTableColumn(cell::line, row);
     const auto origin = table_.textOrigin(row);
-    if (!view.layout || !origin || view.row->line.length() == 0)
-        return;
+    if (clickCount_ < 2 || !view.layout || !origin)
+        return {nearest, 0};
+    if (clickCount_ > 3)
+        return {0, view.textLength()};
     // The character under the pointer, not the nearest gap between two.
-    int position = textPositionAt(row, point);
+    int position = nearest;
     if (position > 0 && view.layout->characterRect(position).left() > point.x() - origin->x() &&
         view.layout->characterRect(position - 1).top() == view.layout->characterRect(position).top())
         --position;
-    table_.selectText(row, wordAround(view.row->line.string(), position));
+    const QString text = view.row->line.string().left(view.textLength());
+    return wordAround(text, position, clickCount_ == 2 ? WordKind::Word : WordKind::Compound);
 }
 
 } // namespace korvane

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "foundation/text/AttributedString.h"
+#include "ui/logtable/ClickCounter.h"
+#include "ui/logtable/LineCaret.h"
+
 #include <QBasicTimer>
-#include <QElapsedTimer>
 #include <QObject>
 #include <QPointF>
 
@@ -29,6 +32,8 @@ public:
     void doubleClick(const QMouseEvent& event);
     void turnWheel(const QWheelEvent& event);
     void askForMenu(const QContextMenuEvent& event);
+    /// Something else is selected: keys that select text begin at the first character in view.
+    void forgetTextPlace() { caret_.forget(); }
 
 protected:
     /// Scrolls while the mouse is dragged outside the viewport.
@@ -38,22 +43,29 @@ private:
     /// What a press of the mouse started to select.
     enum class Drag { None, Text, Rows };
 
-    void moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers);
+    /// Scrolls inside a current row that is taller than the view before it moves on.
+    void moveLine(int direction, Qt::KeyboardModifiers modifiers);
     void movePage(int direction, Qt::KeyboardModifiers modifiers);
+    void moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers);
+    void makeCurrent(qint64 row, Qt::KeyboardModifiers modifiers);
     void pressLeft(qint64 row, const QMouseEvent& event);
-    bool isThirdClick(qint64 row);
     void dragTo(QPointF point);
     /// The gap between two characters that is nearest to the point.
     int textPositionAt(qint64 row, QPointF point);
-    void selectWordAt(qint64 row, QPointF point);
+    /// What a click takes there: nothing by the first one, a word by the second, a compound one by the third,
+    /// the line by the fourth.
+    TextRange textTakenAt(qint64 row, QPointF point);
 
     LogTableView& table_;
+    LineCaret caret_;
+    ClickCounter clicks_;
     Drag drag_ = Drag::None;
+    bool hasDragged_ = false;
     qint64 pressRow_ = -1;
-    int pressPosition_ = 0;
+    int clickCount_ = 0;
+    /// What the press itself took of the row's text: a drag goes on from there.
+    TextRange pressedText_;
     QPointF lastDragPoint_;
-    bool tripleClickArmed_ = false;
-    QElapsedTimer sinceDoubleClick_;
     QBasicTimer autoScrollTimer_;
 };
 

@@ -3,6 +3,8 @@
 #include <QColor>
 #include <QLatin1StringView>
 
+#include <vector>
+
 namespace korvane {
 
 /// A column of the log table: its identifier and its width in device-independent pixels.
@@ -11,11 +13,14 @@ struct LogTableColumn {
     qreal width = 0;
 };
 
-/// The colours that the user chose for the log table.
+/// The colours of the log table. Those that the user chose are painted as they are.
 struct LogTableColors {
     QColor background;
     QColor text;
     QColor lineNumber;
+    /// Colours of text and line numbers that nobody chose: painted lighter or darker where they could not be
+    /// read.
+    std::vector<QColor> unchosen = {};
 };
 
 } // namespace korvane

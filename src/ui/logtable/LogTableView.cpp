@@ -2,7 +2,6 @@
 
 #include "ui/logtable/LogRowPainter.h"
 #include "ui/logtable/LogTableAccessible.h"
-#include "ui/widgets/Icons.h"
 
 #include <QHelpEvent>
 #include <QPainter>
@@ -12,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 namespace korvane {
 namespace {
@@ -23,12 +23,11 @@ constexpr qint64 largestBarValue = 1'000'000'000;
 } // namespace
 
 LogTableView::LogTableView(QWidget* parent)
-    : QAbstractScrollArea(parent), delegate_([this] { return lineTextWidth(); }), input_(*this),
-      markImage_(icon(QStringLiteral("linemark"))) {
+    : QAbstractScrollArea(parent), delegate_([this] { return lineTextWidth(); }), input_(*this) {
     LogTableAccessible::install();
     columns_ = {{cell::lineMark, 0}, {cell::lineNum, 0}, {cell::line, 0}};
-    colors_ = {palette().color(QPalette::Base), palette().color(QPalette::Text),
-               palette().color(QPalette::Mid)};
+    setColors(
+        {palette().color(QPalette::Base), palette().color(QPalette::Text), palette().color(QPalette::Mid)});
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setAccessibleName(tr("Log lines"));
@@ -46,6 +45,11 @@ LogTableView::~LogTableView() {
 
 void LogTableView::setColors(const Colors& colors) {
     colors_ = colors;
+    groundsChanged();
+}
+
+void LogTableView::groundsChanged() {
+    delegate_.setGrounds({colors_, palette(), hasFocus()});
     viewport()->update();
 }
 
@@ -98,6 +102,10 @@ qreal LogTableView::lineColumnX() const {
     return x;
 }
 
+qreal LogTableView::lineTextX() const {
+    return lineColumnX() + LogRowPainter::textMargin;
+}
+
 qreal LogTableView::lineTextWidth() const {
     const auto line = column(cell::line);
     return std::max(rowHeight() * 4,
@@ -123,7 +131,12 @@ void LogTableView::setRowCount(qint64 count) {
     anchorRow_ = std::min(anchorRow_, count - 1);
     if (textSelection_ && textSelection_->row >= count)
         textSelection_.reset();
+    if (caret_ && caret_->row >= count)
+        caret_.reset();
+    const auto held = held_;
     setTop(places().limited(top_));
+    if (held && held->place.row < count)
+        held_ = held;
     viewport()->update();
     Q_EMIT contentChanged();
 }
@@ -136,7 +149,9 @@ void LogTableView::rowsChanged(qint64 firstRow) {
 }
 
 void LogTableView::keepPlaceInChangedRows() {
-    if (stoodAtEnd_ && top_ != RowPlace{})
+    if (const auto held = held_; held && held->place.row < rowCount_)
+        holdAt(held->place, std::min(held->y, std::max(0.0, viewport()->height() - rowHeight())));
+    else if (stoodAtEnd_ && top_ != RowPlace{})
         scrollToEnd();
     else
         setTop(places().limited(top_));
@@ -150,7 +165,9 @@ void LogTableView::redecorate() {
 void LogTableView::layoutChanged() {
     delegate_.resetRowHeights();
     widestLine_ = 0;
-    setTop(places().limited(top_));
+    // An offset in a row that is no longer so tall means nothing.
+    const bool isInside = top_.row >= rowCount_ || top_.offset < delegate_.heightOfRow(top_.row);
+    setTop(places().limited(isInside ? top_ : RowPlace{top_.row, 0}));
     viewport()->update();
     Q_EMIT contentChanged();
 }
@@ -168,8 +185,16 @@ void LogTableView::setTop(RowPlace top) {
     moveTop(top, isAtEnd(top));
 }
 
+void LogTableView::holdAt(RowPlace place, qreal y) {
+    setTop(places().moved(place, -y));
+    // The ends of the file may have been nearer.
+    const auto area = rowRect(place.row);
+    held_ = HeldPlace{place, area ? area->top() + place.offset : y};
+}
+
 void LogTableView::moveTop(RowPlace top, bool isEnd) {
     const bool moved = top != top_;
+    held_.reset();
     top_ = top;
     stoodAtEnd_ = isEnd;
     updateScrollBars();
@@ -180,8 +205,30 @@ void LogTableView::moveTop(RowPlace top, bool isEnd) {
 }
 
 void LogTableView::scrollByPixels(qreal pixels) {
-    if (rowCount_ > 0)
-        setTop(places().moved(top_, pixels));
+    if (rowCount_ == 0)
+        return;
+    if (pixels < 0 && -pixels < viewport()->height()) {
+        holdAt(top_, -pixels);
+        return;
+    }
+    const RowPlace top = places().moved(top_, pixels);
+    // An end that moves away when its rows get their text has not been reached.
+    moveTop(top, isAtEnd(top) && !hasUnmeasuredRows(top));
+    held_ = HeldPlace{top, 0};
+}
+
+bool LogTableView::hasUnmeasuredRows(RowPlace top) const {
+    if (!delegate_.isWrapping())
+        return false;
+    const auto rows = places().visible(top);
+    return std::any_of(rows.begin(), rows.end(),
+                       [this](const auto& row) { return !delegate_.isLoaded(row.row); });
+}
+
+bool LogTableView::scrollByPage(int direction) {
+    const RowPlace before = top_;
+    scrollByPixels(direction * std::max(1, rowsPerPage() - 1) * rowHeight());
+    return top_ != before;
 }
 
 int LogTableView::rowsPerPage() const {
@@ -260,25 +307,35 @@ void LogTableView::scrollRowToVisible(qint64 row) {
         setTop(places().showing(top_, row));
 }
 
-bool LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
+void LogTableView::scrollRowPartToVisible(qint64 row, qreal offset, qreal height) {
+    if (row >= 0 && row < rowCount_)
+        setTop(places().showingPart(top_, {row, offset}, height));
+}
+
+bool LogTableView::isRowPartInView(qint64 row, qreal offset, qreal height) const {
     const auto area = rowRect(row);
-    if (!area || area->top() < 0 || area->bottom() > viewport()->height()) {
-        // Into the middle, with something to read around it.
-        setTopRow(std::max<qint64>(0, row - rowsPerPage() / 3));
-    }
+    return area && area->top() + offset >= 0 && area->top() + offset + height <= viewport()->height();
+}
+
+bool LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
+    if (row < 0 || row >= rowCount_)
+        return false;
     const auto view = delegate_.viewForTableColumn(cell::line, row);
+    const QRectF first = view.layout ? view.layout->characterRect(range.location) : QRectF();
+    const bool fits = delegate_.heightOfRow(row) <= viewport()->height();
+    if (isRowPartInView(row, fits ? 0 : first.top(), fits ? delegate_.heightOfRow(row) : first.height()))
+        holdAt({row, 0}, rowRect(row)->top());
+    else // with something to read around it
+        holdAt({row, first.top()}, rowsPerPage() / 3 * rowHeight());
     if (!view.layout)
         return false;
-    const QRectF first = view.layout->characterRect(range.location);
     const QRectF last = view.layout->characterRect(std::max(range.location, range.end() - 1));
     widestLine_ = std::max(widestLine_, view.layout->width());
     updateHorizontalBar();
-    const qreal visible = viewport()->width() - lineColumnX() - 2 * LogRowPainter::textMargin;
+    const qreal visible = viewport()->width() - lineTextX() - LogRowPainter::textMargin;
     const qreal offset = horizontalOffset();
     if (!delegate_.isWrapping() && (first.left() < offset || last.right() > offset + visible))
         horizontalScrollBar()->setValue(static_cast<int>(std::max(0.0, first.left() - visible / 3)));
-    if (const auto shown = rowRect(row); shown && shown->top() + first.bottom() > viewport()->height())
-        scrollByPixels(shown->top() + first.bottom() - viewport()->height() / 2.0);
     return true;
 }
 
@@ -302,7 +359,7 @@ std::optional<QPointF> LogTableView::textOrigin(qint64 row) const {
     const auto area = rowRect(row);
     if (!area)
         return std::nullopt;
-    return QPointF(lineColumnX() + LogRowPainter::textMargin - horizontalOffset(), area->top());
+    return QPointF(lineTextX() - horizontalOffset(), area->top());
 }
 
 void LogTableView::resizeEvent(QResizeEvent* event) {
@@ -318,13 +375,10 @@ void LogTableView::paintEvent(QPaintEvent* event) {
     painter.fillRect(event->rect(), colors_.background);
     const auto rows = visibleRows();
     LogRowPainter rowPainter(painter, delegate_, columns_,
-                             {.colors = colors_,
-                              .palette = palette(),
-                              .isActive = hasFocus() || isActiveWindow(),
+                             {.grounds = delegate_.grounds(),
                               .labelFont = font(),
                               .viewSize = viewport()->size(),
                               .horizontalOffset = horizontalOffset(),
-                              .markImage = markImage_,
                               .showsLoading = showsLoading_});
     for (const RowPlaces::VisibleRow& row : rows) {
         if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
@@ -332,9 +386,13 @@ void LogTableView::paintEvent(QPaintEvent* event) {
         const bool hasText = textSelection_ && textSelection_->row == row.row;
         rowPainter.paint(row, {.isSelected = showsAsSelected(row.row),
                                .isCurrent = row.row == currentRow_,
-                               .selectedText = hasText ? textSelection_->range : TextRange{}});
+                               .selectedText = hasText ? textSelection_->range : TextRange{},
+                               .caret = caret_ && caret_->row == row.row ? std::optional(caret_->position)
+                                                                         : std::nullopt});
     }
     rowPainter.paintSeparators(rows);
+    if (hasFocus())
+        rowPainter.paintFocus(rows, currentRow_);
     if (!rows.empty())
         delegate_.keepLayouts(rows.front().row, rows.back().row);
     if (rowPainter.widestLine() > widestLine_) {
@@ -360,6 +418,12 @@ void LogTableView::noteLoadingRows(bool anyLoading) {
 
 // ---- Selecting
 
+void LogTableView::dropText() {
+    textSelection_.reset();
+    caret_.reset();
+    input_.forgetTextPlace();
+}
+
 void LogTableView::selectionHasChanged() {
     viewport()->update();
     Q_EMIT selectionChanged();
@@ -375,7 +439,7 @@ void LogTableView::restoreSelection(const RowSelection& selection, qint64 curren
 void LogTableView::selectRow(qint64 row) {
     if (row < 0 || row >= rowCount_)
         return;
-    textSelection_.reset();
+    dropText();
     currentRow_ = anchorRow_ = row;
     selection_.select(row, row);
     selectionHasChanged();
@@ -384,7 +448,7 @@ void LogTableView::selectRow(qint64 row) {
 void LogTableView::selectRowsTo(qint64 row) {
     if (row < 0 || row >= rowCount_)
         return;
-    textSelection_.reset();
+    dropText();
     currentRow_ = row;
     if (anchorRow_ < 0)
         anchorRow_ = row;
@@ -395,7 +459,7 @@ void LogTableView::selectRowsTo(qint64 row) {
 void LogTableView::toggleRow(qint64 row) {
     if (row < 0 || row >= rowCount_)
         return;
-    textSelection_.reset();
+    dropText();
     selection_.toggle(row);
     currentRow_ = anchorRow_ = row;
     selectionHasChanged();
@@ -404,7 +468,7 @@ void LogTableView::toggleRow(qint64 row) {
 void LogTableView::selectAll() {
     if (rowCount_ == 0)
         return;
-    textSelection_.reset();
+    dropText();
     selection_.select(0, rowCount_ - 1);
     anchorRow_ = 0;
     currentRow_ = rowCount_ - 1;
@@ -413,7 +477,7 @@ void LogTableView::selectAll() {
 
 void LogTableView::clearSelection() {
     selection_.clear();
-    textSelection_.reset();
+    dropText();
     selectionHasChanged();
 }
 
@@ -428,8 +492,33 @@ QString LogTableView::selectedText() const {
 }
 
 void LogTableView::selectText(qint64 row, TextRange range) {
+    caret_.reset();
     textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
     selectionHasChanged();
+}
+
+void LogTableView::selectTextToCaret(qint64 row, int anchor, int position) {
+    const TextRange range{std::min(anchor, position), std::abs(position - anchor)};
+    textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
+    caret_ = Caret{row, position};
+    scrollCaretToVisible();
+    selectionHasChanged();
+}
+
+void LogTableView::scrollCaretToVisible() {
+    const auto view = delegate_.viewForTableColumn(cell::line, caret_->row);
+    if (!view.layout)
+        return;
+    const QRectF place = view.layout->characterRect(caret_->position);
+    scrollRowPartToVisible(caret_->row, place.top(), place.height());
+    widestLine_ = std::max(widestLine_, view.layout->width());
+    updateHorizontalBar();
+    const qreal visible = viewport()->width() - lineTextX() - LogRowPainter::textMargin;
+    QScrollBar& bar = *horizontalScrollBar();
+    if (place.left() < bar.value())
+        bar.setValue(static_cast<int>(place.left()));
+    else if (place.right() > bar.value() + visible)
+        bar.setValue(static_cast<int>(std::ceil(place.right() - visible)));
 }
 
 // ---- Events
@@ -476,8 +565,18 @@ void LogTableView::timerEvent(QTimerEvent* event) {
 
 void LogTableView::changeEvent(QEvent* event) {
     QAbstractScrollArea::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ActivationChange)
-        viewport()->update();
+    if (event->type() == QEvent::PaletteChange)
+        groundsChanged();
+}
+
+void LogTableView::focusInEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusInEvent(event);
+    groundsChanged();
+}
+
+void LogTableView::focusOutEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusOutEvent(event);
+    groundsChanged();
 }
 
 bool LogTableView::viewportEvent(QEvent* event) {

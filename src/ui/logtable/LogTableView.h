@@ -9,7 +9,6 @@
 
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
-#include <QIcon>
 
 #include <optional>
 #include <vector>
@@ -28,6 +27,11 @@ public:
     struct TextSelection {
         qint64 row = -1;
         TextRange range;
+    };
+    /// The place in one row's text from which keys select.
+    struct Caret {
+        qint64 row = -1;
+        int position = 0;
     };
 
     explicit LogTableView(QWidget* parent = nullptr);
@@ -49,6 +53,8 @@ public:
     void setColumnWidth(QLatin1StringView identifier, qreal width);
     /// The left edge of the line column.
     qreal lineColumnX() const;
+    /// Where the text of lines begins when they are not scrolled sideways.
+    qreal lineTextX() const;
     /// Width that the text of a line may take in the line column.
     qreal lineTextWidth() const;
 
@@ -73,11 +79,16 @@ public:
     /// Scrolls so that the row is the first one, as far as the end allows.
     void setTopRow(qint64 row);
     void scrollToEnd();
-    /// Positive = towards the end.
+    /// Positive = towards the end. The rows that leave at the bottom by scrolling up stay next to those that
+    /// come in, also when these get their text later and take more room.
     void scrollByPixels(qreal pixels);
+    /// By what was visible less one line: positive = towards the end. False at the end of the way.
+    bool scrollByPage(int direction);
     void scrollRowToVisible(qint64 row);
-    /// Scrolls a text position of a row into view, also sideways. False when the row's text is not loaded
-    /// yet: then only the row is in view.
+    /// As little as needed for `height` pixels of a row, from `offset` below its top edge on.
+    void scrollRowPartToVisible(qint64 row, qreal offset, qreal height);
+    /// Scrolls a text position of a row into view, also sideways, with something to read around it. It stays
+    /// there while rows above it get their text. False when the row's own text is not loaded yet.
     bool scrollTextToVisible(qint64 row, TextRange range);
 
     const RowSelection& selection() const { return selection_; }
@@ -94,9 +105,13 @@ public:
     /// A selected part of a text takes the place of selected rows.
     bool showsAsSelected(qint64 row) const { return selection_.contains(row) && !textSelection_; }
     const std::optional<TextSelection>& textSelection() const { return textSelection_; }
+    const std::optional<Caret>& caret() const { return caret_; }
     QString selectedText() const;
     /// Empty for no selected text.
     void selectText(qint64 row, TextRange range);
+    /// Selects between the two positions of a row's text and shows the caret at the second one, scrolled into
+    /// view. Selecting anything else hides it.
+    void selectTextToCaret(qint64 row, int anchor, int position);
 
     /// The row at a height of the viewport; -1 outside the rows.
     qint64 rowAt(qreal y) const;
@@ -111,6 +126,8 @@ public:
 Q_SIGNALS:
     /// Rows or text selection have changed.
     void selectionChanged();
+    /// The mouse has selected rows by a drag, or text by a drag or several clicks, and has let go.
+    void selectedByMouse();
     void lineMarkClicked(qint64 row);
     /// There are other rows, or texts, heights or columns of rows have changed.
     void contentChanged();
@@ -135,6 +152,8 @@ protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
     bool viewportEvent(QEvent* event) override;
 
 private:
@@ -143,6 +162,13 @@ private:
     std::vector<RowPlaces::VisibleRow> visibleRows() const;
     void setTop(RowPlace top);
     void moveTop(RowPlace top, bool isEnd);
+    /// Scrolls so that the place stands so many pixels below the upper edge, and keeps it there while rows
+    /// above it change their heights.
+    void holdAt(RowPlace place, qreal y);
+    void scrollCaretToVisible();
+    /// Whether rows in the view may yet become taller.
+    bool hasUnmeasuredRows(RowPlace top) const;
+    bool isRowPartInView(qint64 row, qreal offset, qreal height) const;
     bool isAtEnd(RowPlace top) const;
     /// When the height of rows or window has changed: a view at the end stays there.
     void keepPlaceInChangedRows();
@@ -150,12 +176,13 @@ private:
     void updateHorizontalBar();
     qreal horizontalOffset() const;
 
+    void groundsChanged();
+    void dropText();
     void selectionHasChanged();
     void noteLoadingRows(bool anyLoading);
 
     LogTableViewDelegate delegate_;
     LogTableInput input_;
-    const QIcon markImage_;
     Colors colors_;
     std::vector<Column> columns_;
     qint64 rowCount_ = 0;
@@ -163,6 +190,12 @@ private:
     /// The last row's end was at the lower edge when the top was last set: it stays there when the window is
     /// resized or rows get another height.
     bool stoodAtEnd_ = false;
+    /// Set while a place further down than the top stays where it is in the view.
+    struct HeldPlace {
+        RowPlace place;
+        qreal y = 0;
+    };
+    std::optional<HeldPlace> held_;
     /// Rows that one step of the scroll bar stands for, as a power of two: a bar counts in int.
     int scrollShift_ = 0;
     bool isUpdatingBars_ = false;
@@ -173,6 +206,7 @@ private:
     qint64 currentRow_ = -1;
     qint64 anchorRow_ = -1;
     std::optional<TextSelection> textSelection_;
+    std::optional<Caret> caret_;
 
     /// "Loading" is drawn only when it takes a while, so that quick loads do not flicker.
     QBasicTimer loadingTimer_;

@@ -9,6 +9,10 @@ bool isHiddenLine(const AttributedString& line) {
     return first && first->isMarked(attribute::hideLine);
 }
 
+int LogTableViewDelegate::CellView::textLength() const {
+    return row->line.length() - (row->line.string().endsWith(u'\r') ? 1 : 0);
+}
+
 LogTableViewDelegate::LogTableViewDelegate(std::function<qreal()> lineTextWidth)
     : lineTextWidth_(std::move(lineTextWidth)) {
     setFont(QFont());
@@ -23,6 +27,11 @@ void LogTableViewDelegate::setFont(const QFont& font) {
     layouts_.clear();
     metrics_ = std::make_unique<LineMetrics>(font);
     resetRowHeights();
+}
+
+void LogTableViewDelegate::setGrounds(const TableGrounds& grounds) {
+    grounds_ = grounds;
+    layouts_.clear();
 }
 
 void LogTableViewDelegate::setWrapping(bool wrapping) {
@@ -71,6 +80,10 @@ LogTableViewDelegate::CellView LogTableViewDelegate::viewForTableColumn(QLatin1S
             .row = &line->row};
 }
 
+bool LogTableViewDelegate::isLoaded(qint64 row) const {
+    return layouts_.contains(row) || (dataSource_ && dataSource_->cachedRowLine(row));
+}
+
 const LogTableViewDelegate::Prepared* LogTableViewDelegate::prepared(qint64 row) {
     if (const auto known = layouts_.find(row); known != layouts_.end())
         return &known->second;
@@ -78,7 +91,7 @@ const LogTableViewDelegate::Prepared* LogTableViewDelegate::prepared(qint64 row)
     if (!line.isLoaded)
         return nullptr;
     Prepared made{std::move(line), nullptr};
-    made.layout = LineLayout::make(made.row.line, *metrics_, wrapWidth());
+    made.layout = LineLayout::make(grounds_.shownLine(made.row.line), *metrics_, wrapWidth());
     return &layouts_.emplace(row, std::move(made)).first->second;
 }
 

@@ -3,6 +3,7 @@
 #include "core/RowLine.h"
 #include "ui/logtable/LineLayout.h"
 #include "ui/logtable/LineMetrics.h"
+#include "ui/logtable/TableGrounds.h"
 
 #include <QImage>
 #include <QLatin1StringView>
@@ -43,6 +44,11 @@ public:
         qint64 lineNumber = 0;
         /// Only for "LineMark".
         bool isMarked = false;
+
+        /// UTF-16 units of the line's text, without a carriage return at its end. Only with a `row`.
+        int textLength() const;
+        /// As above, as far as the layout shows the text. Only with a `layout`.
+        int shownLength() const { return textLength() - layout->hiddenUnits(); }
     };
 
     /// `lineTextWidth` gives the width that the text of a line has in the table's present columns.
@@ -50,6 +56,9 @@ public:
 
     void setDataSource(std::shared_ptr<TailDataSourceProtocol> dataSource);
     void setFont(const QFont& font);
+    /// What lines are painted on: colours that cannot be read there are shifted.
+    void setGrounds(const TableGrounds& grounds);
+    const TableGrounds& grounds() const { return grounds_; }
     void setWrapping(bool wrapping);
     bool isWrapping() const { return wrapping_; }
 
@@ -58,6 +67,8 @@ public:
     /// In device-independent pixels. Off wrapping one height holds for all rows.
     qreal heightOfRow(qint64 row);
     CellView viewForTableColumn(QLatin1StringView column, qint64 row);
+    /// Whether the row's text is there, without requesting it.
+    bool isLoaded(qint64 row) const;
 
     /// Heights are measured anew (font, wrapping or column width changed).
     void resetRowHeights();
@@ -83,6 +94,7 @@ private:
     std::shared_ptr<TailDataSourceProtocol> dataSource_;
     bool wrapping_ = false;
     std::unique_ptr<LineMetrics> metrics_;
+    TableGrounds grounds_;
     std::unordered_map<qint64, qreal> rowHeightCache_;
     /// Height of one unwrapped line in the current font.
     std::optional<qreal> rowHtForCurrentFont_;

@@ -61,25 +61,18 @@ RowPlace RowPlaces::moved(RowPlace top, qreal pixels) const {
 }
 
 RowPlace RowPlaces::showing(RowPlace top, qint64 row) const {
-    if (row < top.row || (row == top.row && top.offset > 0))
-        return limited({row, 0});
-    qreal bottom = -top.offset;
-    for (qint64 above = top.row; above < row && bottom <= viewHeight_; ++above)
+    return showingPart(top, {row, 0}, std::min(heightOfRow_(row), viewHeight_));
+}
+
+RowPlace RowPlaces::showingPart(RowPlace top, RowPlace part, qreal height) const {
+    if (part.row < top.row || (part.row == top.row && part.offset < top.offset))
+        return limited(part);
+    qreal bottom = part.offset + height - top.offset;
+    for (qint64 above = top.row; above < part.row && bottom <= viewHeight_; ++above)
         bottom += heightOfRow_(above);
-    const qreal height = heightOfRow_(row);
-    if (bottom + height <= viewHeight_)
+    if (bottom <= viewHeight_)
         return top;
-    if (height > viewHeight_)
-        return limited({row, 0});
-    // Up from the row until the view is filled.
-    RowPlace place{row, 0};
-    qreal missing = viewHeight_ - height;
-    while (missing > 0 && place.row > 0) {
-        --place.row;
-        missing -= heightOfRow_(place.row);
-    }
-    place.offset = std::max(-missing, 0.0);
-    return limited(place);
+    return moved({part.row, part.offset + height}, -viewHeight_);
 }
 
 } // namespace korvane

@@ -40,6 +40,9 @@ public:
     RowPlace moved(RowPlace top, qreal pixels) const;
     /// The nearest place at which the whole row is in view, or its beginning when it is taller than the view.
     RowPlace showing(RowPlace top, qint64 row) const;
+    /// The nearest place at which a part of a row is in view: `height` pixels from `part.offset` on, no more
+    /// than the view has.
+    RowPlace showingPart(RowPlace top, RowPlace part, qreal height) const;
     /// Whether the end may be in view, so that its exact place matters.
     bool isNearEnd(RowPlace top) const;
 

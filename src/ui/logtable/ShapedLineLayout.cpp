@@ -1,6 +1,7 @@
 #include "ui/logtable/ShapedLineLayout.h"
 
 #include "ui/logtable/LineMetrics.h"
+#include "ui/logtable/LineWords.h"
 
 #include <QPainter>
 
@@ -11,13 +12,6 @@ namespace korvane {
 namespace {
 
 constexpr int segmentLength = 1024;
-
-/// Whether text may be cut before this unit without tearing what is drawn as one.
-bool isBorder(const QString& text, int position) {
-    const QChar unit = text[position];
-    return !unit.isLowSurrogate() && !unit.isMark() && unit.unicode() != 0x200D &&
-           (position == 0 || text[position - 1].unicode() != 0x200D);
-}
 
 } // namespace
 
@@ -40,7 +34,7 @@ void ShapedLineLayout::makeSegments() {
     }
     for (int start = 0; start < length;) {
         int end = std::min(length, start + segmentLength);
-        while (end < length && end < start + 2 * segmentLength && !isBorder(text_, end))
+        while (end < length && end < start + 2 * segmentLength && !isCharacterBorder(text_, end))
             ++end;
         segments_.push_back({{start, end - start}, 0, 0, nullptr});
         start = end;
@@ -87,8 +81,7 @@ QList<QTextLayout::FormatRange> ShapedLineLayout::formatsFor(TextRange range) co
             piece.format.setForeground(*color);
         if (const auto color = run.attributes->color(attribute::background))
             piece.format.setBackground(*color);
-        if (const auto font = run.attributes->font())
-            piece.format.setFont(*font);
+        piece.format.setFont(metrics_.face(run.attributes.get()));
         if (run.attributes->value(attribute::underline))
             piece.format.setUnderlineStyle(QTextCharFormat::SingleUnderline);
         formats.append(piece);

@@ -76,7 +76,7 @@ void EndFollower::goToEnd() {
 void EndFollower::noteUserScroll() {
     if (isChangingRows_)
         return;
-    const bool reachedEnd = table_.stoodAtEnd() || table_.isAtEnd();
+    const bool reachedEnd = table_.stoodAtEnd();
     // Texts that take more room have moved the end away, not the user the view.
     const bool hasMoved = std::exchange(place_, table_.topPlace()) != table_.topPlace();
     if (!reachedEnd && !hasMoved)

@@ -1,6 +1,7 @@
 #include "ui/page/GotoLineViewController.h"
 
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -9,8 +10,8 @@
 
 namespace korvane {
 
-GotoLineViewController::GotoLineViewController(qint64 lineCount, Validation validLineNumber, QWidget* parent)
-    : QDialog(parent), txtLineNum_(new QLineEdit(this)), validLineNumber_(std::move(validLineNumber)) {
+GotoLineViewController::GotoLineViewController(qint64 lineCount, Validation validLineNumber, QWidget* page)
+    : QDialog(page), txtLineNum_(new QLineEdit(this)), validLineNumber_(std::move(validLineNumber)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowModality(Qt::WindowModal);
     setWindowTitle(tr("Go to Line"));
@@ -27,7 +28,14 @@ GotoLineViewController::GotoLineViewController(qint64 lineCount, Validation vali
     connect(txtLineNum_, &QLineEdit::textChanged, this, [this] { controlTextDidChange(); });
     connect(buttons, &QDialogButtonBox::accepted, this, [this] { handleOk(); });
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    page->installEventFilter(this);
     controlTextDidChange();
+}
+
+bool GotoLineViewController::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Hide && watched == parent())
+        reject();
+    return QDialog::eventFilter(watched, event);
 }
 
 void GotoLineViewController::controlTextDidChange() {

@@ -11,8 +11,8 @@ class QPushButton;
 
 namespace korvane {
 
-/// The panel that asks for a line number. Belongs to the window it is opened over and deletes itself when
-/// dismissed.
+/// The panel that asks for a line number. Belongs to the page whose lines it counts: it is dismissed when
+/// that page closes or another one comes to the front, and deletes itself.
 class GotoLineViewController : public QDialog {
     Q_OBJECT
 
@@ -20,11 +20,14 @@ public:
     /// The one-based line number that a text stands for; nothing when the document has no such line.
     using Validation = std::function<std::optional<qint64>(const QString& text)>;
 
-    GotoLineViewController(qint64 lineCount, Validation validLineNumber, QWidget* parent);
+    GotoLineViewController(qint64 lineCount, Validation validLineNumber, QWidget* page);
 
 Q_SIGNALS:
     /// OK was pressed with a valid line number, one-based.
     void lineChosen(qint64 lineNumber);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     /// The OK button is enabled only for a valid line number.

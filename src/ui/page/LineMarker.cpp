@@ -4,14 +4,42 @@
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
-#include "ui/page/CopyLinesOperation.h"
+#include "ui/logtable/RowSelection.h"
 
 #include <QPointer>
 #include <QStringList>
 
 #include <algorithm>
+#include <stop_token>
 
 namespace korvane {
+namespace {
+
+/// Lines read at once: each may be as long as a line can be, and only its beginning is kept.
+constexpr qint64 linesAtOnce = 16;
+
+/// The marks of lines that are not in memory; none when nothing can be read.
+LineMarkEntries readMarks(TailDataSourceProtocol& source, const std::vector<RowSelection::Range>& ranges,
+                          const std::stop_token& stop) {
+    LineMarkEntries marks;
+    bool hasRead = false;
+    for (const auto& range : ranges) {
+        for (qint64 line = range.first; line <= range.last; line += linesAtOnce) {
+            const qint64 count = std::min(linesAtOnce, range.last + 1 - line);
+            const auto read = source.readLines(line, count, [&stop] { return stop.stop_requested(); });
+            if (stop.stop_requested())
+                return {};
+            hasRead = hasRead || read;
+            // With some missing, nobody knows which of the texts is whose.
+            const QStringList texts = read && read->size() == count ? *read : QStringList();
+            for (qint64 i = 0; i < count; ++i)
+                marks.push_back(std::make_shared<const LineMarkEntry>(line + i, texts.value(i)));
+        }
+    }
+    return hasRead ? marks : LineMarkEntries();
+}
+
+} // namespace
 
 LineMarker::LineMarker(std::shared_ptr<Document> document, std::shared_ptr<TailDataSourceProtocol> dataSource,
                        QObject* parent)
@@ -42,7 +70,7 @@ void LineMarker::setMarks(const std::vector<qint64>& rows, bool marked) {
     if (rows.empty() || !FileBasedBookmarksManager::hasShared() || document_->fileUrl().isEmpty())
         return;
     std::vector<qint64> lines;
-    LineMarkList known;
+    LineMarkEntries known;
     std::vector<RowSelection::Range> unread;
     for (const qint64 row : rows) {
         const qint64 line = dataSource_->rowStart() + row;
@@ -62,27 +90,14 @@ void LineMarker::setMarks(const std::vector<qint64>& rows, bool marked) {
     add(std::move(known));
     if (unread.empty())
         return;
-    readQueue_.addOperation(std::make_shared<CopyLinesOperation>(
-        dataSource_, unread, [](int) {},
-        [self = QPointer(this), unread](const CopyLinesOperation::Outcome& outcome) {
-            if (!self || outcome.end != CopyLinesOperation::End::Read)
-                return;
-            qint64 wanted = 0;
-            for (const auto& range : unread)
-                wanted += range.last - range.first + 1;
-            // With some missing, nobody knows which of the texts is whose.
-            const QStringList texts = outcome.lines == wanted ? outcome.text.split(u'\n') : QStringList();
-            LineMarkList marks;
-            for (const auto& range : unread) {
-                for (qint64 line = range.first; line <= range.last; ++line)
-                    marks.push_back(std::make_shared<const LineMarkEntry>(
-                        line, texts.value(static_cast<qsizetype>(marks.size()))));
-            }
-            self->add(std::move(marks));
-        }));
+    readQueue_
+        .run([source = dataSource_, unread](const std::stop_token& stop) {
+            return readMarks(*source, unread, stop);
+        })
+        .then(QPointer(this), [this](LineMarkEntries marks) { add(std::move(marks)); });
 }
 
-void LineMarker::add(LineMarkList marks) {
+void LineMarker::add(LineMarkEntries marks) {
     auto& store = FileBasedBookmarksManager::shared();
     const QString file = absoluteString(document_->fileUrl());
     std::erase_if(marks, [&](const auto& mark) { return store.hasLineMark(file, mark->lineNum()); });

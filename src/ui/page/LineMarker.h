@@ -32,7 +32,7 @@ Q_SIGNALS:
 
 private:
     /// Leaves out what is marked already.
-    void add(LineMarkList marks);
+    void add(LineMarkEntries marks);
 
     const std::shared_ptr<Document> document_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;

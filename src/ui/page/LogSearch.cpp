@@ -40,6 +40,14 @@ void LogSearch::findOtherWay() {
     find(SearchController::Way::Opposite);
 }
 
+void LogSearch::findForwards() {
+    find(searchesForward() ? SearchController::Way::Current : SearchController::Way::Opposite);
+}
+
+void LogSearch::findBackwards() {
+    find(searchesForward() ? SearchController::Way::Opposite : SearchController::Way::Current);
+}
+
 void LogSearch::find(SearchController::Way way) {
     pendingReveal_.reset();
     searchController_->performSearch(text_, way);

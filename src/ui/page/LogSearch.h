@@ -35,6 +35,9 @@ public:
     void findNext();
     /// One match the other way, without changing the direction.
     void findOtherWay();
+    /// The next match towards the end or the beginning, whatever the direction.
+    void findForwards();
+    void findBackwards();
     /// Gives up a search under way; what was found stays.
     void stop();
     /// The rows are others now: nothing has been found in them yet.

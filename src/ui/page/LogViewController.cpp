@@ -14,11 +14,16 @@
 #include "foundation/notices/Alerts.h"
 #include "foundation/work/MainThread.h"
 #include "foundation/work/OperationQueue.h"
+#include "rules/FilterRule.h"
+#include "rules/FiltersManager.h"
+#include "rules/HighlightRule.h"
 #include "ui/page/CopyLinesOperation.h"
 #include "ui/page/EndFollower.h"
 #include "ui/page/GotoLineViewController.h"
 #include "ui/page/LineMarker.h"
 #include "ui/page/LogSearch.h"
+#include "ui/page/LogZoom.h"
+#include "ui/page/PrimarySelection.h"
 #include "ui/widgets/SizeText.h"
 
 #include <QApplication>
@@ -36,9 +41,6 @@ namespace {
 constexpr qreal lineMarkColumnWidth = 18;
 constexpr qreal numberPadding = 14;
 constexpr int fewestDigits = 4;
-constexpr double smallestPointSize = 5;
-constexpr double largestPointSize = 72;
-constexpr double standardPointSize = 12;
 /// Selections longer than this highlight nothing: they are being copied, not looked for.
 constexpr qsizetype longestQuickHighlight = 1000;
 /// Lines marked at once at the most: each costs a look at the file and a place in the list.
@@ -60,6 +62,14 @@ QString copyMessage(const CopyLinesOperation::Outcome& outcome, qint64 selected)
                      .arg(copied, QLocale().toString(selected));
 }
 
+/// The colours of text that a new user has, for a white background.
+std::vector<QColor> unchosenColors() {
+    std::vector<QColor> colors{Preferences::defaultLineNumberColor};
+    for (const auto& rule : FiltersManager::defaultRules())
+        colors.push_back(rule->highlightRule()->foreground());
+    return colors;
+}
+
 } // namespace
 
 LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPresenter& alerts,
@@ -68,6 +78,7 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
       tableView_(new LogTableView(parent)), search_(new LogSearch(*tableView_, dataSource_, this)),
       endFollower_(new EndFollower(*tableView_, this)),
       lineMarker_(new LineMarker(document_, dataSource_, this)),
+      primarySelection_(new PrimarySelection(*tableView_, dataSource_, this)),
       copyQueue_(std::make_unique<OperationQueue>("Copy queue", 1)) {
     auto& preferences = Preferences::shared();
     const QString fileId = document_->settingsId();
@@ -107,6 +118,9 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
         quickHighlightSelection();
         Q_EMIT selectionChanged();
     });
+    connect(tableView_, &LogTableView::selectedByMouse, this,
+            [this] { primarySelection_->offer(largeCopyBytes); });
+    connect(&LogZoom::shared(), &LogZoom::changed, this, [this] { applyFont(); });
     connect(tableView_, &LogTableView::visibleRowsChanged, this, [this] { visibleRowsChanged(); });
     connect(tableView_, &LogTableView::zoomRequested, this, [this](int steps) { zoom(steps); });
     connect(tableView_, &LogTableView::visibleRowsShown, this, [this] {
@@ -145,6 +159,7 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
         return;
     if ((*object)->isOtherContent) {
         search_->forgetMatches();
+        primarySelection_->forget();
         endFollower_->otherContent();
     }
     const qint64 countBefore = (*object)->isOtherContent ? 0 : lineCount();
@@ -195,6 +210,7 @@ void LogViewController::dataSourceLoadedLines() {
     // Wrapped rows are as tall as their text.
     endFollower_->whileRowsChange(followsEnd(), [this] { tableView_->rowsChanged(); });
     search_->rowsArrived();
+    primarySelection_->rowsArrived();
     Q_EMIT rowsArrived();
 }
 
@@ -340,7 +356,8 @@ QString LogViewController::noSuchLine(qint64 lineNumber) const {
 
 void LogViewController::performGotoLineMenuAction() {
     auto* panel = new GotoLineViewController(
-        lineCount(), [this](const QString& text) { return validLineNumber(text); }, tableView_->window());
+        lineCount(), [this](const QString& text) { return validLineNumber(text); },
+        tableView_->parentWidget());
     connect(panel, &GotoLineViewController::lineChosen, this, &LogViewController::goToLine);
     panel->open();
 }
@@ -454,6 +471,7 @@ void LogViewController::handleUserDefaultsChanged(const QString& key) {
     auto& preferences = Preferences::shared();
     if (key == preferences.keyLogViewFont) {
         dataSource_->invalidateRows();
+        LogZoom::shared().reset(); // the size that was chosen is the one to show
         applyFont();
     } else if (key == preferences.keyLogViewFGColor || key == preferences.keyLogViewBGColor) {
         dataSource_->invalidateRows();
@@ -470,7 +488,7 @@ void LogViewController::handleUserDefaultsChanged(const QString& key) {
 }
 
 void LogViewController::applyFont() {
-    tableView_->delegate().setFont(Preferences::shared().logViewFont());
+    tableView_->delegate().setFont(LogZoom::shared().shownFont());
     updateLineNumberColumn();
     updateLineColumnWidth();
     tableView_->layoutChanged();
@@ -479,7 +497,7 @@ void LogViewController::applyFont() {
 void LogViewController::applyColors() {
     const auto& preferences = Preferences::shared();
     tableView_->setColors({preferences.logViewBackground(), preferences.logViewForeground(),
-                           preferences.logViewLineNumViewForeground()});
+                           preferences.logViewLineNumViewForeground(), unchosenColors()});
 }
 
 void LogViewController::updateLineNumberColumn() {
@@ -599,15 +617,11 @@ bool LogViewController::hasInvalidLines() const {
 }
 
 void LogViewController::zoom(int steps) {
-    QFont font = Preferences::shared().logViewFont();
-    font.setPointSizeF(std::clamp(font.pointSizeF() + steps, smallestPointSize, largestPointSize));
-    Preferences::shared().setLogViewFont(font);
+    LogZoom::shared().change(steps);
 }
 
 void LogViewController::resetZoom() {
-    QFont font = Preferences::shared().logViewFont();
-    font.setPointSizeF(standardPointSize);
-    Preferences::shared().setLogViewFont(font);
+    LogZoom::shared().reset();
 }
 
 // ---- Copying

@@ -23,6 +23,7 @@ class EndFollower;
 class LineMarker;
 class LogSearch;
 class OperationQueue;
+class PrimarySelection;
 class TailDataSourceProtocol;
 
 /// Runs the log table of one document: brings rows, preferences and the user's actions to it. Owned by the
@@ -96,8 +97,9 @@ public:
     /// Bytes on the screen that are no text in the file's encoding.
     bool hasInvalidLines() const;
 
-    /// Steps of one point; applies to every log view.
+    /// Steps of one point; applies to every log view and leaves the chosen font as it is.
     void zoom(int steps);
+    /// Back to the chosen size.
     void resetZoom();
 
     /// Puts the selected text, or the selected lines whole, on the clipboard. Many lines are read in the
@@ -183,6 +185,7 @@ private:
     bool isLoaded_ = false;
 
     LineMarker* lineMarker_;
+    PrimarySelection* primarySelection_;
     std::unique_ptr<OperationQueue> copyQueue_;
     std::shared_ptr<CopyLinesOperation> copyOperation_;
 

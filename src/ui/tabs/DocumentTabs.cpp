@@ -18,6 +18,14 @@
 #include <utility>
 
 namespace korvane {
+namespace {
+
+/// Where the file lies, for the user.
+QString placeOf(const DocumentTab& tab) {
+    return tab.document() ? tab.document()->displayPlace() : displayAddress(tab.url());
+}
+
+} // namespace
 
 DocumentTabs::DocumentTabs(QWidget* parent)
     : QTabWidget(parent), strip_(new TabStrip(this)), listButton_(new QToolButton(this)) {

@@ -6,39 +6,90 @@
 #include "foundation/FilePath.h"
 #include "remote/hosts/RemoteHostsManager.h"
 #include "ui/widgets/Icons.h"
+#include "ui/window/ListKeys.h"
+#include "ui/window/TabTitles.h"
 
+#include <QApplication>
+#include <QFontMetrics>
 #include <QHBoxLayout>
 #include <QIdentityProxyModel>
-#include <QKeyEvent>
 #include <QMenu>
 #include <QPointer>
 #include <QToolButton>
 #include <QTreeView>
 
+#include <algorithm>
+#include <unordered_map>
+
 namespace korvane {
 namespace {
 
 constexpr int imageSize = 16;
+constexpr int rowPadding = 4;
 
-/// Adds to the tree what is drawn: images, headings, where a file lies.
+/// Adds to the tree what is drawn: images, headings, where files of one name lie.
 class DecoratedOutline : public QIdentityProxyModel {
 public:
     using QIdentityProxyModel::QIdentityProxyModel;
 
     QVariant data(const QModelIndex& index, int role) const override {
         using Role = BookmarkOutlineViewDataSource::Role;
-        if (role == Qt::DecorationRole) {
+        switch (role) {
+        case Qt::DisplayRole:
+            return QIdentityProxyModel::data(index, Role::IsFileEntryRole).toBool()
+                       ? titleOf(index)
+                       : QIdentityProxyModel::data(index, role);
+        case Qt::DecorationRole: {
             const QString name = QIdentityProxyModel::data(index, Role::ImageNameRole).toString();
             return name.isEmpty() ? QVariant() : QVariant(icon(name));
         }
-        if (role == Qt::FontRole && QIdentityProxyModel::data(index, Role::IsGroupRole).toBool()) {
-            QFont bold;
-            bold.setBold(true);
-            return bold;
+        case Qt::FontRole:
+            if (QIdentityProxyModel::data(index, Role::IsGroupRole).toBool()) {
+                QFont bold;
+                bold.setBold(true);
+                return bold;
+            }
+            break;
+        case Qt::SizeHintRole: // all rows have the height of the first one, which has no image
+            return QSize(0, std::max(imageSize, QFontMetrics(QApplication::font("QTreeView")).height()) +
+                                rowPadding);
+        default:
+            break;
         }
         return QIdentityProxyModel::data(index, role);
     }
+
+    /// The names of files have changed.
+    void forgetTitles() { titles_.clear(); }
+
+private:
+    QVariant titleOf(const QModelIndex& index) const {
+        const QModelIndex parent = index.parent();
+        const auto [place, isNew] = titles_.try_emplace(parent.internalPointer());
+        if (isNew) {
+            QStringList names;
+            QStringList paths;
+            for (int row = 0; row < rowCount(parent); ++row) {
+                const QModelIndex sibling = this->index(row, 0, parent);
+                names.append(QIdentityProxyModel::data(sibling, Qt::DisplayRole).toString());
+                paths.append(QIdentityProxyModel::data(sibling, Qt::ToolTipRole).toString());
+            }
+            place->second = tabTitles(names, paths);
+        }
+        return place->second.value(index.row());
+    }
+
+    /// Of the files below one node.
+    mutable std::unordered_map<const void*, QStringList> titles_;
 };
+
+/// Where a node stands among the names of the outline.
+QStringList pathOf(const QModelIndex& index) {
+    QStringList path;
+    for (QModelIndex each = index; each.isValid(); each = each.parent())
+        path.prepend(each.data().toString());
+    return path;
+}
 
 QToolButton* makeButton(const QString& iconName, const QString& text, QWidget* parent) {
     auto* button = new QToolButton(parent);
@@ -58,6 +109,8 @@ BookmarksOutlineViewController::BookmarksOutlineViewController(AppDocumentContro
       shown_(new DecoratedOutline(this)), outline_(new QTreeView(this)),
       add_(makeButton(QStringLiteral("add"), tr("Bookmark the file in front"), this)),
       remove_(makeButton(QStringLiteral("remove"), tr("Remove the selected bookmark"), this)) {
+    // Before the tree hears of it, and forgets.
+    connect(&dataSource_, &QAbstractItemModel::modelAboutToBeReset, this, [this] { keepView(); });
     static_cast<DecoratedOutline*>(shown_)->setSourceModel(&dataSource_);
     outline_->setModel(shown_);
     outline_->setAccessibleName(tr("Bookmarks"));
@@ -69,7 +122,13 @@ BookmarksOutlineViewController::BookmarksOutlineViewController(AppDocumentContro
     outline_->setExpandsOnDoubleClick(true);
     outline_->setContextMenuPolicy(Qt::CustomContextMenu);
     outline_->expandAll();
-    outline_->installEventFilter(this);
+    connect(shown_, &QAbstractItemModel::modelReset, this, [this] { restoreView(); });
+    new ListKeys(*outline_, {.copiedText =
+                                 [this] {
+                                     const auto entry = selectedBookmark();
+                                     return entry ? entry->path() : QString();
+                                 },
+                             .deleteSelected = [this] { removeBookmark(); }});
 
     auto* buttons = new QHBoxLayout;
     buttons->setContentsMargins(4, 2, 4, 2);
@@ -103,6 +162,12 @@ BookmarksOutlineViewController::BookmarksOutlineViewController(AppDocumentContro
 
 void BookmarksOutlineViewController::setFile(const QUrl& url) {
     file_ = url;
+    const auto entry = url.isEmpty() ? nullptr : FileBasedBookmarksManager::shared().bookmarkForUrl(url);
+    // What is selected shows that the file in front is bookmarked.
+    if (entry)
+        select(entry);
+    else
+        outline_->clearSelection();
     updateButtons();
 }
 
@@ -111,6 +176,67 @@ void BookmarksOutlineViewController::addBookmark(const QUrl& url) {
         return;
     dataSource_.addBookmark(url);
     postBookmarksUpdated();
+    select(FileBasedBookmarksManager::shared().bookmarks().back());
+}
+
+QModelIndex BookmarksOutlineViewController::indexOf(const std::shared_ptr<BookmarkEntry>& entry,
+                                                    const QModelIndex& parent) const {
+    for (int row = 0; row < shown_->rowCount(parent); ++row) {
+        const QModelIndex index = shown_->index(row, 0, parent);
+        const auto* node = dataSource_.node(static_cast<DecoratedOutline*>(shown_)->mapToSource(index));
+        if (node->representedObject() == entry && node->isFileEntry())
+            return index;
+        if (const QModelIndex below = indexOf(entry, index); below.isValid())
+            return below;
+    }
+    return {};
+}
+
+void BookmarksOutlineViewController::select(const std::shared_ptr<BookmarkEntry>& entry) {
+    if (const QModelIndex index = indexOf(entry, {}); index.isValid()) {
+        outline_->setCurrentIndex(index);
+        outline_->scrollTo(index);
+    }
+}
+
+void BookmarksOutlineViewController::keepView() {
+    static_cast<DecoratedOutline*>(shown_)->forgetTitles();
+    keptEntry_ = selectedBookmark();
+    keptRow_ = outline_->currentIndex().row();
+    keptParent_ = pathOf(outline_->currentIndex().parent());
+    collapsed_.clear();
+    forEachNode({}, [this](const QModelIndex& index) {
+        if (shown_->hasChildren(index) && !outline_->isExpanded(index))
+            collapsed_.append(pathOf(index));
+    });
+}
+
+void BookmarksOutlineViewController::restoreView() {
+    outline_->expandAll();
+    QModelIndex parent;
+    forEachNode({}, [&](const QModelIndex& index) {
+        const QStringList path = pathOf(index);
+        if (collapsed_.contains(path))
+            outline_->collapse(index);
+        if (path == keptParent_)
+            parent = index;
+    });
+    QModelIndex kept = keptEntry_ ? indexOf(keptEntry_, {}) : QModelIndex();
+    // The neighbour of one that was removed.
+    if (keptEntry_ && !kept.isValid() && parent.isValid())
+        kept = shown_->index(std::min(keptRow_, shown_->rowCount(parent) - 1), 0, parent);
+    if (kept.isValid())
+        outline_->setCurrentIndex(kept);
+    updateButtons();
+}
+
+void BookmarksOutlineViewController::forEachNode(
+    const QModelIndex& parent, const std::function<void(const QModelIndex&)>& action) const {
+    for (int row = 0; row < shown_->rowCount(parent); ++row) {
+        const QModelIndex index = shown_->index(row, 0, parent);
+        action(index);
+        forEachNode(index, action);
+    }
 }
 
 std::shared_ptr<BookmarkEntry> BookmarksOutlineViewController::selectedBookmark() const {
@@ -157,22 +283,11 @@ void BookmarksOutlineViewController::postBookmarksUpdated() {
 
 void BookmarksOutlineViewController::handleBookmarksUpdated() {
     dataSource_.rebuild();
-    outline_->expandAll();
-    updateButtons();
 }
 
 void BookmarksOutlineViewController::updateButtons() {
     add_->setEnabled(!file_.isEmpty());
     remove_->setEnabled(selectedBookmark() != nullptr);
-}
-
-bool BookmarksOutlineViewController::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == outline_ && event->type() == QEvent::KeyPress &&
-        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Delete) {
-        removeBookmark();
-        return true;
-    }
-    return QWidget::eventFilter(watched, event);
 }
 
 } // namespace korvane

@@ -3,9 +3,12 @@
 #include "bookmarks/BookmarkOutlineViewDataSource.h"
 #include "foundation/notices/NotificationCenter.h"
 
+#include <QStringList>
 #include <QUrl>
 #include <QWidget>
 
+#include <functional>
+#include <memory>
 #include <vector>
 
 class QToolButton;
@@ -24,14 +27,18 @@ public:
     BookmarksOutlineViewController(AppDocumentController& documents, AlertPresenter& alerts,
                                    QWidget* parent = nullptr);
 
-    /// The file that can be bookmarked; empty for none.
+    /// The file that can be bookmarked; empty for none. Its bookmark is selected, if it has one.
     void setFile(const QUrl& url);
     void addBookmark(const QUrl& url);
 
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
 private:
+    /// Invalid when the outline does not show the bookmark below `parent`.
+    QModelIndex indexOf(const std::shared_ptr<BookmarkEntry>& entry, const QModelIndex& parent) const;
+    void select(const std::shared_ptr<BookmarkEntry>& entry);
+    void forEachNode(const QModelIndex& parent, const std::function<void(const QModelIndex&)>& action) const;
+    /// What is selected and collapsed outlasts a rebuilt tree.
+    void keepView();
+    void restoreView();
     std::shared_ptr<BookmarkEntry> selectedBookmark() const;
     void openBookmark();
     void removeBookmark();
@@ -48,6 +55,10 @@ private:
     QToolButton* add_;
     QToolButton* remove_;
     QUrl file_;
+    std::shared_ptr<BookmarkEntry> keptEntry_;
+    int keptRow_ = -1;
+    QStringList keptParent_;
+    QList<QStringList> collapsed_;
     std::vector<NotificationToken> tokens_;
 };
 

@@ -4,18 +4,78 @@
 #include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
 #include "ui/widgets/Icons.h"
+#include "ui/window/ListKeys.h"
 
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPainter>
 #include <QSortFilterProxyModel>
+#include <QStyledItemDelegate>
+#include <QTextLayout>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
 
+#include <algorithm>
+#include <utility>
+
 namespace korvane {
+namespace {
+
+/// Lines of a mark's text that are shown: the first one often holds nothing but the time.
+constexpr int shownLines = 2;
+constexpr int rowPadding = 6;
+constexpr int textMargin = 4;
+
+/// Draws the texts of marks on two lines, the second one elided.
+class MarkDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        const QSize oneLine = QStyledItemDelegate::sizeHint(option, index);
+        return {oneLine.width() + 2 * textMargin, shownLines * option.fontMetrics.lineSpacing() + rowPadding};
+    }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+        QStyleOptionViewItem item(option);
+        initStyleOption(&item, index);
+        const QString text = std::exchange(item.text, QString());
+        item.widget->style()->drawControl(QStyle::CE_ItemViewItem, &item, painter, item.widget);
+        const QRect area = item.rect.adjusted(textMargin, rowPadding / 2, -textMargin, 0);
+        const int first = firstLineLength(text, item.font, area.width());
+        const bool isSelected = item.state & QStyle::State_Selected;
+        const auto group = item.state & QStyle::State_Active ? QPalette::Active : QPalette::Inactive;
+        painter->save();
+        painter->setFont(item.font);
+        painter->setPen(item.palette.color(group, isSelected ? QPalette::HighlightedText : QPalette::Text));
+        const int baseline = area.top() + item.fontMetrics.ascent();
+        painter->drawText(area.left(), baseline, text.left(first));
+        painter->drawText(area.left(), baseline + item.fontMetrics.lineSpacing(),
+                          item.fontMetrics.elidedText(text.mid(first), Qt::ElideRight, area.width()));
+        painter->restore();
+    }
+
+private:
+    static int firstLineLength(const QString& text, const QFont& font, int width) {
+        QTextLayout layout(text, font);
+        QTextOption option;
+        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        option.setTextDirection(Qt::LeftToRight);
+        layout.setTextOption(option);
+        layout.beginLayout();
+        QTextLine line = layout.createLine();
+        if (line.isValid())
+            line.setLineWidth(width);
+        layout.endLayout();
+        return line.isValid() ? line.textLength() : 0;
+    }
+};
+
+} // namespace
 
 LineMarksViewController::LineMarksViewController(QWidget* parent)
     : QWidget(parent), lineMarks_(FileBasedBookmarksManager::shared()),
@@ -39,7 +99,9 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
                                                QHeaderView::ResizeToContents);
     tableView_->setTextElideMode(Qt::ElideRight);
     tableView_->setContextMenuPolicy(Qt::CustomContextMenu);
-    tableView_->installEventFilter(this);
+    tableView_->setItemDelegate(new MarkDelegate(this));
+    new ListKeys(*tableView_, {.copiedText = [this] { return selectedTexts(); },
+                               .deleteSelected = [this] { deleteSelected(); }});
     emptyViewMsg_->setWordWrap(true);
     emptyViewMsg_->setAlignment(Qt::AlignCenter);
     emptyViewMsg_->setForegroundRole(QPalette::PlaceholderText);
@@ -66,7 +128,7 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
 
     connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) {
         lineMarks_.setSearchText(text);
-        delete_->setEnabled(isSelected());
+        showWhatThereIs();
     });
     connect(tableView_, &QTreeView::activated, this, [this] { handleDoubleAction(); });
     connect(delete_, &QToolButton::clicked, this, [this] { deleteSelected(); });
@@ -89,16 +151,33 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
 void LineMarksViewController::setFile(const QUrl& url, const void* logView) {
     logView_ = logView;
     lineMarks_.setFilePath(url.isEmpty() ? std::nullopt : std::optional(absoluteString(url)));
-    reload();
+    showWhatThereIs();
 }
 
 void LineMarksViewController::reload() {
     lineMarks_.reload();
-    const bool hasMarks = lineMarks_.hasMarks();
-    tableView_->setVisible(hasMarks);
-    search_->setEnabled(hasMarks);
-    emptyViewMsg_->setVisible(!hasMarks);
+    showWhatThereIs();
+}
+
+void LineMarksViewController::showWhatThereIs() {
+    const bool isEmpty = lineMarks_.rowCount() == 0;
+    search_->setEnabled(lineMarks_.hasMarks());
+    tableView_->setVisible(!isEmpty);
+    emptyViewMsg_->setText(lineMarks_.hasMarks() ? tr("No line mark holds “%1”").arg(search_->text())
+                                                 : LineMarksModel::emptyMessage());
+    emptyViewMsg_->setVisible(isEmpty);
     delete_->setEnabled(isSelected());
+}
+
+QString LineMarksViewController::selectedTexts() const {
+    QModelIndexList selected = tableView_->selectionModel()->selectedRows();
+    std::sort(selected.begin(), selected.end());
+    QStringList texts;
+    for (const QModelIndex& index : selected) {
+        if (const auto mark = lineMarks_.mark(arrayController_->mapToSource(index).row()))
+            texts.append(mark->line());
+    }
+    return texts.join(u'\n');
 }
 
 bool LineMarksViewController::isSelected() const {
@@ -122,16 +201,11 @@ void LineMarksViewController::deleteSelected() {
         return;
     const std::vector<qint64> lines = lineMarks_.remove(rows);
     reload();
+    // So that the next one can be deleted by the same key.
+    if (const QModelIndex next = tableView_->currentIndex(); next.isValid())
+        tableView_->selectionModel()->select(next,
+                                             QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     NotificationCenter::shared().post(notification::lineMarksDeleted, lines, logView_);
-}
-
-bool LineMarksViewController::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == tableView_ && event->type() == QEvent::KeyPress &&
-        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Delete) {
-        deleteSelected();
-        return true;
-    }
-    return QWidget::eventFilter(watched, event);
 }
 
 } // namespace korvane

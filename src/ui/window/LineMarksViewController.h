@@ -29,11 +29,10 @@ public:
 
     bool isSelected() const;
 
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
 private:
     void reload();
+    void showWhatThereIs();
+    QString selectedTexts() const;
     void handleDoubleAction();
     void deleteSelected();
 

@@ -65,6 +65,9 @@ ShortcutsWindow::ShortcutsWindow(const QMenuBar& menus, QWidget* parent) : QDial
         {tr("One page"), tr("Page Down, Page Up")},
         {tr("First and last row"), tr("Home, End")},
         {tr("Sideways"), tr("Left, Right")},
+        {tr("From word to word"), tr("Ctrl+Left, Ctrl+Right")},
+        {tr("Select text by characters, by words"), tr("Shift+Left or Right, Ctrl+Shift+Left or Right")},
+        {tr("Select text to the line's start or end"), tr("Shift+Home, Shift+End, after a selection")},
         {tr("Take the selection away"), tr("Esc")},
         {tr("Larger and smaller text"), tr("Ctrl with the wheel")},
     };

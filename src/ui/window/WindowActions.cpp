@@ -32,6 +32,12 @@ namespace korvane {
 namespace {
 
 constexpr int ruleTextWidth = 320;
+constexpr int recentFileWidth = 520;
+
+/// What an action does, and its key.
+QString toolTip(const QAction& action, const QString& text) {
+    return text + QStringLiteral(" (%1)").arg(action.shortcut().toString(QKeySequence::NativeText));
+}
 
 } // namespace
 
@@ -107,7 +113,9 @@ void WindowActions::showRecentFiles() {
     const QStringList urls = RecentFiles::urls();
     const auto add = [this](const QString& address) {
         const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
-        recentMenu_->addAction(displayAddress(url).replace(u'&', QStringLiteral("&&")), this,
+        const QString text =
+            window_.fontMetrics().elidedText(displayAddress(url), Qt::ElideMiddle, recentFileWidth);
+        recentMenu_->addAction(QString(text).replace(u'&', QStringLiteral("&&")), this,
                                [this, url] { documents_.openDocument(url); });
     };
     std::for_each(urls.begin(), urls.end(), add);
@@ -140,9 +148,9 @@ void WindowActions::makeEditMenu() {
                 (page.logView().search().*search)();
         };
     };
-    addPageAction(menu, tr("Find &Next"), QKeySequence(Qt::Key_F3), find(&LogSearch::findNext));
+    addPageAction(menu, tr("Find &Next"), QKeySequence(Qt::Key_F3), find(&LogSearch::findForwards));
     addPageAction(menu, tr("Find &Previous"), QKeySequence(Qt::SHIFT | Qt::Key_F3),
-                  find(&LogSearch::findOtherWay));
+                  find(&LogSearch::findBackwards));
     menu.addSeparator();
     menu.addAction(tr("Pr&eferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), &window_,
                    &MainWindow::preferencesRequested);
@@ -241,7 +249,7 @@ void WindowActions::makeRulesMenu() {
     rulesMenu_->addAction(tr("&Edit Rules…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), this,
                           [this] { Q_EMIT window_.rulesEditorRequested({}); });
     newRule_ =
-        addPageAction(*rulesMenu_, tr("&New Rule from Selection…"),
+        addPageAction(*rulesMenu_, tr("New &Rule from Selection…"),
                       QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N), [this](MainWindowController& page) {
                           Q_EMIT window_.rulesEditorRequested(page.logView().textForNewRule());
                       });
@@ -328,12 +336,11 @@ void WindowActions::editSearch() {
 
 // ---- Tool bar
 
-QAction* WindowActions::addToToolBar(QAction* action, const QString& iconName, const QString& toolTip) {
+QAction* WindowActions::addToToolBar(QAction* action, const QString& iconName, const QString& text) {
     // Menus keep to words.
     action->setIconVisibleInMenu(false);
     action->setIcon(icon(iconName));
-    action->setToolTip(toolTip +
-                       QStringLiteral(" (%1)").arg(action->shortcut().toString(QKeySequence::NativeText)));
+    action->setToolTip(toolTip(*action, text));
     toolBar_.addAction(action);
     return action;
 }
@@ -386,6 +393,8 @@ void WindowActions::update() {
     if (tail_->text() != tailText) {
         tail_->setText(tailText);
         tail_->setIcon(icon(tails ? QStringLiteral("tail-stop") : QStringLiteral("tail-start")));
+        tail_->setToolTip(
+            toolTip(*tail_, tails ? tr("Follow the file no longer") : tr("Follow the file as it grows")));
     }
     if (!page)
         return;

@@ -57,7 +57,7 @@ private:
     /// An entry that needs a tab, with or without a document.
     QAction* addTabAction(QMenu& menu, const QString& text, const QList<QKeySequence>& shortcuts,
                           const std::function<void()>& action);
-    QAction* addToToolBar(QAction* action, const QString& iconName, const QString& toolTip);
+    QAction* addToToolBar(QAction* action, const QString& iconName, const QString& text);
 
     /// One entry a rule, checked where it is switched on for the page in front.
     void showRules();

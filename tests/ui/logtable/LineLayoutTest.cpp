@@ -1,3 +1,4 @@
+#include "foundation/text/VisibleText.h"
 #include "ui/logtable/GridLineLayout.h"
 #include "ui/logtable/LineMetrics.h"
 #include "ui/logtable/ShapedLineLayout.h"

@@ -4,11 +4,15 @@
 
 #include <QApplication>
 #include <QFontDatabase>
+#include <QMouseEvent>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWheelEvent>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
 
 namespace korvane {
 namespace {
@@ -52,7 +56,45 @@ protected:
         QTest::mouseMove(view_.viewport(), to);
         QTest::mouseRelease(view_.viewport(), Qt::LeftButton, {}, to);
     }
+    /// Presses and releases the button, the second and fourth of quick clicks as Qt reports them.
+    void click(QPoint place, int times) {
+        for (int i = 1; i <= times; ++i) {
+            milliseconds_ += 50;
+            for (const auto type : {i % 2 ? QEvent::MouseButtonPress : QEvent::MouseButtonDblClick,
+                                    QEvent::MouseButtonRelease}) {
+                QMouseEvent event(type, place, view_.viewport()->mapToGlobal(place), Qt::LeftButton,
+                                  type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, {});
+                event.setTimestamp(milliseconds_);
+                QApplication::sendEvent(view_.viewport(), &event);
+            }
+        }
+        milliseconds_ += 5000;
+    }
+    /// Lines of the screen, as row and line within the row, that can be seen whole; rows that are missing
+    /// have got their text before.
+    std::set<std::pair<qint64, int>> seenLines() {
+        while (!source_->unloaded.empty()) {
+            const auto before = source_->unloaded.size();
+            for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row)
+                source_->unloaded.erase(row);
+            if (source_->unloaded.size() == before)
+                break;
+            view_.rowsChanged();
+        }
+        std::set<std::pair<qint64, int>> seen;
+        for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row) {
+            const QRectF area = *view_.rowRect(row);
+            const int count = qRound(area.height() / view_.rowHeight());
+            for (int line = 0; line < count; ++line) {
+                const qreal top = area.top() + line * view_.rowHeight();
+                if (top > -0.5 && top + view_.rowHeight() < view_.viewport()->height() + 0.5)
+                    seen.emplace(row, line);
+            }
+        }
+        return seen;
+    }
 
+    quint64 milliseconds_ = 0;
     std::shared_ptr<test::FakeDataSource> source_;
     LogTableView view_;
 };
@@ -177,6 +219,70 @@ TEST_F(LogTableViewTest, AWrappedRowTallerThanTheViewCanBeReadToItsEnd) {
     EXPECT_EQ(view_.rowRect(0)->top(), 0);
 }
 
+TEST_F(LogTableViewTest, KeysThatReadOnSkipNoLineHoweverTallRowsAre) {
+    // From one line to more than the view has, in no order.
+    const auto text = [](qint64 row) { return u"word "_s.repeated(row % 7 == 3 ? 600 : (row * 37) % 90); };
+    struct Case {
+        Qt::Key key;
+        bool wrapping;
+        bool isLoadedLate;
+    };
+    for (const Case& c :
+         {Case{Qt::Key_PageDown, false, false}, Case{Qt::Key_PageUp, false, false},
+          Case{Qt::Key_PageDown, true, false}, Case{Qt::Key_PageUp, true, false},
+          Case{Qt::Key_PageDown, true, true}, Case{Qt::Key_PageUp, true, true},
+          Case{Qt::Key_Down, true, false}, Case{Qt::Key_Up, true, false}, Case{Qt::Key_Up, true, true}}) {
+        SCOPED_TRACE(testing::Message() << c.key << c.wrapping << c.isLoadedLate);
+        view_.hide();
+        show(std::make_shared<test::FakeDataSource>(30, text), c.wrapping);
+        if (c.isLoadedLate) {
+            for (qint64 row = 0; row < 30; ++row)
+                source_->unloaded.insert(row);
+            view_.rowsChanged();
+        }
+        const bool goesDown = c.key == Qt::Key_PageDown || c.key == Qt::Key_Down;
+        QTest::keyClick(&view_, goesDown ? Qt::Key_Home : Qt::Key_End);
+        auto before = seenLines();
+        view_.scrollToEnd();
+        if (goesDown)
+            view_.setTopRow(0);
+        auto all = before = seenLines();
+        for (int i = 0; i < 3000; ++i) {
+            const RowPlace place = view_.topPlace();
+            const qint64 row = view_.currentRow();
+            QTest::keyClick(&view_, c.key);
+            const auto seen = seenLines();
+            ASSERT_TRUE(view_.rowRect(view_.currentRow()));
+            ASSERT_TRUE(std::any_of(seen.begin(), seen.end(), [&](const auto& line) {
+                return before.contains(line);
+            })) << "a line stays in view from page to page";
+            all.insert(seen.begin(), seen.end());
+            before = seen;
+            if (place == view_.topPlace() && row == view_.currentRow())
+                break;
+        }
+        EXPECT_EQ(view_.currentRow(), goesDown ? 29 : 0);
+        for (qint64 row = 0; row < 30; ++row) {
+            const int lines = qRound(view_.delegate().heightOfRow(row) / view_.rowHeight());
+            for (int line = 0; line < lines; ++line)
+                EXPECT_TRUE(all.contains({row, line})) << row << " " << line;
+        }
+    }
+}
+
+TEST_F(LogTableViewTest, ALineThatWasGoneToStaysInViewWhenRowsAboveItGetTheirText) {
+    show(std::make_shared<test::FakeDataSource>(1000, [](qint64) { return u"word "_s.repeated(200); }), true);
+    for (qint64 row = 0; row < 1000; ++row)
+        source_->unloaded.insert(row);
+    view_.rowsChanged();
+    EXPECT_FALSE(view_.scrollTextToVisible(500, {}));
+    const qreal y = view_.rowRect(500)->top();
+    source_->unloaded.clear();
+    view_.rowsChanged();
+    ASSERT_TRUE(view_.rowRect(500));
+    EXPECT_EQ(view_.rowRect(500)->top(), y);
+}
+
 TEST_F(LogTableViewTest, HiddenUnloadedAndEmptyRowsGetTheirOwnCells) {
     show(std::make_shared<test::FakeDataSource>(10,
                                                 [](qint64 row) { return row == 3 ? QString() : u"text"_s; }));
@@ -246,21 +352,88 @@ TEST_F(LogTableViewTest, ADragInsideALineSelectsTextAndAcrossLinesRows) {
     EXPECT_EQ(view_.selectedText(), u"alpha"_s);
 }
 
-TEST_F(LogTableViewTest, ClicksSelectRowsWordsAndRanges) {
+TEST_F(LogTableViewTest, ClicksSelectRowsAndRanges) {
     show(std::make_shared<test::FakeDataSource>(100, [](qint64) { return u"alpha beta_2 gamma"_s; }));
     QTest::mouseClick(view_.viewport(), Qt::LeftButton, {}, pointInRow(3, 2));
     EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{3, 3}}));
     QTest::mouseClick(view_.viewport(), Qt::LeftButton, Qt::ShiftModifier, pointInRow(6, 2));
     QTest::mouseClick(view_.viewport(), Qt::LeftButton, Qt::ControlModifier, pointInRow(4, 2));
     EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{3, 3}, {5, 6}}));
-    QTest::mouseDClick(view_.viewport(), Qt::LeftButton, {}, pointInRow(8, 9));
-    EXPECT_EQ(view_.selectedText(), u"beta_2"_s);
-    QTest::mouseClick(view_.viewport(), Qt::LeftButton, {}, pointInRow(8, 9));
-    EXPECT_EQ(view_.selectedText(), u"alpha beta_2 gamma"_s) << "a third click takes the line's text";
     QSignalSpy marks(&view_, &LogTableView::lineMarkClicked);
     QTest::mouseClick(view_.viewport(), Qt::LeftButton, {}, QPoint(5, pointInRow(7, 0).y()));
     ASSERT_EQ(marks.size(), 1);
     EXPECT_EQ(marks[0][0].toLongLong(), 7);
+}
+
+TEST_F(LogTableViewTest, EachFurtherClickTakesMoreOfTheLine) {
+    const QString text = u"id=req-000a10: from me@host:22/a_b c.\r"_s;
+    show(std::make_shared<test::FakeDataSource>(100, [&](qint64) { return text; }));
+    QSignalSpy selected(&view_, &LogTableView::selectedByMouse);
+    struct Case {
+        int column;
+        int clicks;
+        QString taken;
+    };
+    for (const Case& c :
+         {Case{8, 1, {}}, Case{8, 2, u"000a10"_s}, Case{8, 3, u"req-000a10"_s}, Case{8, 4, text.chopped(1)},
+          Case{24, 2, u"host"_s}, Case{22, 3, u"me@host:22/a_b"_s}, Case{32, 2, u"a_b"_s},
+          Case{35, 3, u"c"_s}, Case{13, 3, u"req-000a10:"_s}, Case{2, 3, u"="_s}}) {
+        selected.clear();
+        click(pointInRow(3, c.column), c.clicks);
+        EXPECT_EQ(view_.selectedText(), c.taken) << c.column << " " << c.clicks;
+        EXPECT_EQ(selected.size(), c.clicks - 1) << "a click alone selects no text";
+    }
+}
+
+TEST_F(LogTableViewTest, KeysSelectTextInsideTheCurrentRow) {
+    show(std::make_shared<test::FakeDataSource>(
+        100, [](qint64 row) { return row == 5 ? u"x\U0001F600e\u0301y"_s : u"alpha beta-2 gamma"_s; }));
+    struct Step {
+        QList<QKeyCombination> keys;
+        QString selected;
+    };
+    const auto select = Qt::ShiftModifier;
+    const auto selectWord = Qt::ShiftModifier | Qt::ControlModifier;
+    view_.selectRow(3);
+    for (const Step& step :
+         {Step{{select | Qt::Key_Right, select | Qt::Key_Right}, u"al"_s},
+          Step{{selectWord | Qt::Key_Right}, u"alpha "_s}, Step{{Qt::CTRL | Qt::Key_Right}, {}},
+          Step{{selectWord | Qt::Key_Right, select | Qt::Key_Left}, u"2"_s},
+          Step{{select | Qt::Key_End}, u"2 gamma"_s}, Step{{select | Qt::Key_Home}, u"alpha beta-"_s},
+          Step{{Qt::Key_Left}, {}}, Step{{select | Qt::Key_Right}, u"a"_s},
+          // Another row begins at its start; characters are taken whole.
+          Step{{Qt::Key_Down, Qt::Key_Down, select | Qt::Key_Right, select | Qt::Key_Right},
+               u"x\U0001F600"_s},
+          Step{{select | Qt::Key_Right}, u"x\U0001F600e\u0301"_s},
+          Step{{select | Qt::Key_Left}, u"x\U0001F600"_s}}) {
+        for (const QKeyCombination& key : step.keys)
+            QTest::keyClick(&view_, key.key(), key.keyboardModifiers());
+        EXPECT_EQ(view_.selectedText(), step.selected);
+    }
+    EXPECT_EQ(view_.currentRow(), 5);
+    // From where the mouse has selected.
+    click(pointInRow(7, 8), 2);
+    QTest::keyClick(&view_, Qt::Key_Right, selectWord);
+    EXPECT_EQ(view_.selectedText(), u"beta-"_s);
+    QTest::keyClick(&view_, Qt::Key_End);
+    EXPECT_EQ(view_.currentRow(), 99) << "without Shift it goes to the last row";
+}
+
+TEST_F(LogTableViewTest, TheCaretIsScrolledIntoViewSidewaysAndInTallRows) {
+    for (const bool wrapping : {false, true}) {
+        view_.hide();
+        show(std::make_shared<test::FakeDataSource>(3, [](qint64) { return u"word "_s.repeated(3000); }),
+             wrapping);
+        view_.selectRow(1);
+        for (int i = 0; i < 1200; ++i)
+            QTest::keyClick(&view_, Qt::Key_Right, Qt::ControlModifier);
+        ASSERT_TRUE(view_.caret());
+        EXPECT_EQ(view_.caret()->position, 1200 * 5);
+        const auto cell = view_.delegate().viewForTableColumn(cell::line, 1);
+        const QRectF caret =
+            cell.layout->characterRect(view_.caret()->position).translated(*view_.textOrigin(1));
+        EXPECT_TRUE(QRectF(view_.viewport()->rect()).contains(caret)) << wrapping;
+    }
 }
 
 TEST_F(LogTableViewTest, AFoundTextIsBroughtIntoViewSideways) {

@@ -7,7 +7,7 @@
 namespace korvane {
 namespace {
 
-// Random toggles and additions against a set of rows.
+// Random toggles, additions and cuts against a set of rows.
 TEST(RowSelection, BehavesAsASetOfRows) {
     std::mt19937 random(11);
     for (int round = 0; round < 100; ++round) {
@@ -16,7 +16,10 @@ TEST(RowSelection, BehavesAsASetOfRows) {
         for (int step = 0; step < 30; ++step) {
             const qint64 one = random() % 20;
             const qint64 other = random() % 20;
-            if (random() % 2) {
+            if (random() % 8 == 0) {
+                selection.limitTo(other);
+                model.erase(model.lower_bound(other), model.end());
+            } else if (random() % 2) {
                 selection.toggle(one);
                 if (!model.erase(one))
                     model.insert(one);
@@ -32,16 +35,6 @@ TEST(RowSelection, BehavesAsASetOfRows) {
                 ASSERT_GT(selection.ranges()[i].first, selection.ranges()[i - 1].last + 1);
         }
     }
-}
-
-TEST(RowSelection, RowsBeyondAShorterFileAreForgotten) {
-    RowSelection selection;
-    selection.select(90, 10);
-    selection.add(200, 300);
-    selection.limitTo(50);
-    EXPECT_EQ(selection.ranges(), (std::vector<RowSelection::Range>{{10, 49}}));
-    selection.limitTo(0);
-    EXPECT_TRUE(selection.isEmpty());
 }
 
 } // namespace

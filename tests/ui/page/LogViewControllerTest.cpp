@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QLineEdit>
+#include <QPointer>
 #include <QPushButton>
 #include <QSignalSpy>
 
@@ -150,6 +151,19 @@ TEST_F(LogViewControllerTest, TheGoToLinePanelTakesOnlyLinesThatExist) {
     QTest::keyClick(field, Qt::Key_Return);
     EXPECT_EQ(page->logView().tableView().currentRow(), 9);
     EXPECT_FALSE(panel->isVisible());
+
+    // It goes with its page, whether that is closed or left for another.
+    ASSERT_TRUE(until([&] { return !page->findChild<GotoLineViewController*>(); }));
+    page->logView().performGotoLineMenuAction();
+    const QPointer<GotoLineViewController> left = page->findChild<GotoLineViewController*>();
+    ASSERT_TRUE(left);
+    const TemporaryFile other(numberedLines(100), "other.log");
+    MainWindowController* otherPage = open(other);
+    otherPage->logView().performGotoLineMenuAction();
+    const QPointer<GotoLineViewController> closed = otherPage->findChild<GotoLineViewController*>();
+    ASSERT_TRUE(closed);
+    documents_.closeDocument(otherPage->document());
+    EXPECT_TRUE(until([&] { return !left && !closed; }));
 }
 
 TEST_F(LogViewControllerTest, LineNumbersGoAndComeBackInTheirPlace) {
@@ -178,6 +192,7 @@ TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
     const TemporaryFile other(numberedLines(100), "other.log");
     MainWindowController* pages[] = {open(one), open(other)};
     const qreal height = pages[0]->logView().tableView().rowHeight();
+    const QFont chosen = Preferences::shared().logViewFont();
     pages[0]->logView().zoom(8);
     Preferences::shared().setLogViewForeground(Qt::darkGreen);
     for (MainWindowController* page : pages) {
@@ -191,6 +206,7 @@ TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
     }
     pages[0]->logView().resetZoom();
     EXPECT_EQ(pages[1]->logView().tableView().rowHeight(), height);
+    EXPECT_EQ(Preferences::shared().logViewFont(), chosen) << "it is the user's choice in the preferences";
 }
 
 TEST_F(LogViewControllerTest, WrappingIsRememberedForTheFile) {

@@ -6,6 +6,8 @@
 #include "ui/window/LineMarksViewController.h"
 #include "ui/window/SidebarTabViewController.h"
 
+#include <QApplication>
+#include <QClipboard>
 #include <QLabel>
 #include <QLineEdit>
 #include <QToolButton>
@@ -159,6 +161,34 @@ TEST_F(LineMarksInWindowTest, ASearchTextAndAHeaderRuleWhatTheListShows) {
     auto* search = page->window()->findChild<LineMarksViewController*>()->findChild<QLineEdit*>();
     search->setText(u"GAM"_s);
     EXPECT_EQ(listed(*page), QStringList{u"1 gamma"_s});
+    search->setText(u"delta"_s);
+    EXPECT_TRUE(marksOf(*page)->isHidden()) << "the message that nothing matches stands in its place";
+    search->clear();
+    EXPECT_EQ(listed(*page).size(), 3);
+}
+
+TEST_F(LineMarksInWindowTest, KeysInTheListActOnTheListAndLeaveItForTheLines) {
+    const TemporaryFile file(numberedLines(300));
+    MainWindowController* page = open(file);
+    for (const qint64 row : {2, 5, 9})
+        clickMark(*page, row);
+    page->window()->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(page->window()));
+    page->window()->findChild<SidebarTabViewController*>()->setCurrentIndex(1);
+    QTreeView* marks = marksOf(*page);
+    marks->setFocus();
+    marks->setCurrentIndex(marks->model()->index(1, 0));
+    clickMark(*page, 7);
+    marks->setFocus();
+    QTest::keyClick(marks, Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QApplication::clipboard()->text(), u"line 6"_s) << "another mark has taken nothing away";
+    QTest::keyClick(marks, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(marks->selectionModel()->selectedRows().size(), 4);
+    EXPECT_TRUE(page->logView().tableView().selection().isEmpty());
+    int steps = 0;
+    while (!page->logView().tableView().hasFocus() && ++steps < 20)
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    EXPECT_LT(steps, 20) << "the focus stays in the sidebar";
 }
 
 TEST_F(LineMarksInWindowTest, ABookmarkKeepsTheMarksAndIsRemovedOnlyWhenConfirmed) {

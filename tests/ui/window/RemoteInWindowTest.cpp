@@ -68,7 +68,7 @@ TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
     const QString address = absoluteString(page->document()->fileUrl());
     auto& store = FileBasedBookmarksManager::shared();
     ASSERT_TRUE(until([&] { return store.hasLineMark(address, 0); }));
-    EXPECT_EQ(store.lineMarksFor(address)->front()->line(), u"line 1"_s);
+    EXPECT_EQ(store.lineMarksFor(address)->entries().front()->line(), u"line 1"_s);
     EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(0));
 }
 

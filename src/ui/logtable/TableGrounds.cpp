@@ -1,0 +1,83 @@
+#include "ui/logtable/TableGrounds.h"
+
+#include "ui/widgets/Contrast.h"
+
+#include <algorithm>
+
+namespace korvane {
+namespace {
+
+/// Share of the selection's colour in the ground of the current row, and of a selection without the focus.
+constexpr double currentRowShare = 0.10;
+constexpr double unfocusedShare = 0.35;
+/// Share of the line numbers' colour in that of what stands in the place of a line.
+constexpr double noticeShare = 0.7;
+
+/// Blue as a ribbon in a book.
+const QColor markColor(0x35, 0x84, 0xe4);
+
+} // namespace
+
+TableGrounds::TableGrounds(const LogTableColors& colors, const QPalette& palette, bool hasFocus)
+    : colors_(colors) {
+    const QColor highlight = palette.color(QPalette::Active, QPalette::Highlight);
+    const QColor highlightedText = palette.color(QPalette::Active, QPalette::HighlightedText);
+    currentRow_ = mixed(colors.background, highlight, currentRowShare);
+    focus_ = readableOn({colors.background}, highlight);
+    if (hasFocus) {
+        // The text keeps its colour: on a shifted one a whole selected page would look odd.
+        selection_ = readableOn({highlightedText}, highlight);
+        selectedText_ = highlightedText;
+    } else {
+        selection_ = mixed(colors.background, highlight, unfocusedShare);
+        selectedText_ = readableOn({selection_}, colors.text);
+    }
+}
+
+bool TableGrounds::isUnchosen(const QColor& color) const {
+    return std::any_of(colors_.unchosen.begin(), colors_.unchosen.end(),
+                       [rgb = color.rgb()](const QColor& known) { return known.rgb() == rgb; });
+}
+
+QColor TableGrounds::shown(const QColor& color, const QColor& ground) const {
+    return isUnchosen(color) ? readable(color, ground) : color;
+}
+
+QColor TableGrounds::readable(const QColor& color, const QColor& ground) const {
+    QColor& known = readable_[{color.rgb(), ground.rgb()}];
+    if (!known.isValid()) // the current row has its own tint
+        known = ground == colors_.background ? readableOn({ground, currentRow_}, color)
+                                             : readableOn({ground}, color);
+    return known;
+}
+
+QColor TableGrounds::mark(const QColor& ground) const {
+    return readable(markColor, ground);
+}
+
+QColor TableGrounds::notice(const QColor& ground) const {
+    return readable(mixed(colors_.background, colors_.lineNumber, noticeShare), ground);
+}
+
+AttributedString TableGrounds::shownLine(const AttributedString& line) const {
+    const auto unchosenText = [this](const Attributes* attributes) {
+        const auto text = attributes ? attributes->color(attribute::foreground) : std::nullopt;
+        return text && isUnchosen(*text) ? text : std::nullopt;
+    };
+    if (std::none_of(line.runs().begin(), line.runs().end(),
+                     [&](const auto& run) { return unchosenText(run.attributes.get()); }))
+        return line;
+    AttributedString shown = line;
+    shown.replaceAttributes({{0, line.length()}}, [&](std::size_t, const auto& standing) {
+        const auto text = unchosenText(standing.get());
+        if (!text)
+            return standing;
+        auto made = std::make_shared<Attributes>(*standing);
+        made->set(attribute::foreground,
+                  readable(*text, standing->color(attribute::background).value_or(colors_.background)));
+        return std::shared_ptr<const Attributes>(std::move(made));
+    });
+    return shown;
+}
+
+} // namespace korvane

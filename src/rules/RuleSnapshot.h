@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/search/CompiledSearch.h"
+#include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 
-#include <QColor>
 #include <QString>
 #include <QUuid>
 
@@ -23,12 +23,7 @@ struct RuleValues {
     bool regex;
     bool ignoreCase;
     bool hide;
-    bool bold;
-    bool italic;
-    bool underline;
-    QColor foreground;
-    QColor background;
-    bool useViewBackground;
+    RuleLook look;
     bool notifies;
     bool bouncesDock;
     Frequency frequency;

@@ -112,6 +112,8 @@ const std::shared_ptr<const Attributes>& RulePainter::painted(const Piece& piece
         made->set(attribute::hideLine, true);
     if (piece.bits & showMark)
         made->set(attribute::showOnlyLine, true);
+    if (piece.bits & givenUpMark)
+        made->set(attribute::givenUpLine, true);
     known = std::move(made);
     return known;
 }

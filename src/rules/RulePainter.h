@@ -26,6 +26,9 @@ public:
     bool hasMatches() const { return last_ != nullptr; }
     /// Marks the line as one to hide, although no rule says so.
     void hide() { marks_ |= hideMark; }
+    /// Marks the line as one of which it is not known whether a rule matches it.
+    void giveUp() { marks_ |= givenUpMark; }
+    bool hasGivenUp() const { return (marks_ & givenUpMark) != 0; }
     void paint(AttributedString& line);
 
     // The steps of which painting with one rule consists.

@@ -167,7 +167,7 @@ TEST(CompiledSearch, NothingAndAnInvalidPatternFindNothing) {
 /// Runs a pattern over one line and counts how often the engine asks whether to go on: every 10,000 steps.
 struct MatchRun {
     MatchRun(const QString& pattern, const QString& line,
-        MatchBudget::Steps budgetSteps = MatchBudget::mostPerLine, int cancelledAt = -1)
+             MatchBudget::Steps budgetSteps = MatchBudget::mostPerLine, int cancelledAt = -1)
         : search(item(pattern, true, true)) {
         MatchBudget budget{budgetSteps, [&] { return ++asked == cancelledAt; }};
         outcome = CompiledSearch::Matcher(search).match(SearchedLine(line), budget);

@@ -12,7 +12,6 @@ class QAction;
 class QActionGroup;
 class QMenu;
 class QMenuBar;
-class QUuid;
 
 namespace korvane {
 
@@ -20,6 +19,7 @@ class AppDocumentController;
 class MainToolBar;
 class MainWindow;
 class MainWindowController;
+class RulesMenu;
 
 /// What the user can do in a window: the menus and the tool bar, kept as the page in front allows. Belongs to
 /// its window. Main thread.
@@ -56,9 +56,7 @@ private:
                            const PageAction& action);
     QAction* addToToolBar(QAction* action, const QString& iconName, const QString& toolTip);
 
-    /// One entry a rule, checked where it is switched on for the page in front.
     void showRules();
-    void toggleRule(const QUuid& id);
     void showRecentFiles();
     void editSearch();
 
@@ -86,8 +84,7 @@ private:
     QMenu* recentMenu_ = nullptr;
     QMenu* rulesMenu_ = nullptr;
     QAction* hideUnclaimed_ = nullptr;
-    /// The entries of the single rules.
-    std::vector<QAction*> rules_;
+    RulesMenu* ruleEntries_ = nullptr;
     QActionGroup* encodings_ = nullptr;
     std::vector<NotificationToken> tokens_;
 };

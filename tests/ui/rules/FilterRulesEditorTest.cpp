@@ -179,7 +179,7 @@ TEST_F(FilterRulesEditorTest, AColourBelongsToTheRuleItWasChosenFor) {
     EXPECT_TRUE(until([&] { return !guarded; })) << "the dialog outlives its window";
 }
 
-TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInTheList) {
+TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListAndMenu) {
     list_->setCurrentRow(0);
     button<QCheckBox>(u"Regular expression"_s)->setChecked(true);
     searchText()->selectAll();
@@ -187,6 +187,10 @@ TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInTheList) {
     EXPECT_TRUE(untilHint(u"too slow for"_s)) << qPrintable(hint());
     list_->item(0)->setCheckState(Qt::Checked);
     EXPECT_TRUE(until([&] { return list_->item(0)->text().contains(u"too slow for this file"_s); }));
+    QStringList entries;
+    for (const QAction* entry : page_->window()->findChildren<QAction*>())
+        entries.append(entry->text());
+    EXPECT_EQ(entries.filter(u"too slow for this file"_s).size(), 1);
     list_->item(0)->setCheckState(Qt::Unchecked);
     EXPECT_TRUE(until([&] { return !list_->item(0)->text().contains(u"too slow"_s); }));
 }
@@ -291,6 +295,18 @@ TEST_F(FilterRulesEditorTest, TheMenuSwitchesRulesByTheirNumber) {
     EXPECT_EQ(list_->item(3)->checkState(), Qt::Checked) << "the editor follows";
     QTest::keyClick(page_->window(), Qt::Key_4, Qt::ControlModifier);
     EXPECT_FALSE(isActive(*rules()[3]));
+}
+
+TEST_F(FilterRulesEditorTest, TheMenuShowsTabsAndEmptyTextsAndLeadsToWhatItHasNoRoomFor) {
+    for (int i = 0; i < 28; ++i)
+        editor_->addRule(i == 0 ? u"a\tCtrl+Q & b"_s : QString());
+    QStringList entries;
+    for (const QAction* entry : page_->window()->findChildren<QAction*>())
+        if (entry->isVisible())
+            entries.append(entry->text());
+    EXPECT_EQ(entries.filter(u"Ctrl+Q"_s), QStringList{u"a\u21E5Ctrl+Q && b"_s});
+    EXPECT_EQ(entries.filter(u"(no text)"_s).size(), 25);
+    EXPECT_EQ(entries.filter(u"2 More…"_s).size(), 1);
 }
 
 } // namespace

@@ -67,6 +67,8 @@ private:
     void paintLine(const RowPlaces::VisibleRow& row, const QRectF& area, const RowState& state);
     void paintNotice(const QPointF& baseline, const QString& text);
     void paintCutBadge(const QRectF& area, const CellView& view);
+    /// Beside a line that a rule has given up.
+    void paintGivenUpBar(const QRectF& area, const CellView& view);
 
     QPainter& painter_;
     LogTableViewDelegate& delegate_;

@@ -21,13 +21,13 @@ constexpr qsizetype mostCharacters = 60;
 QString slowRuleText(QString searchStr, qint64 lineCount) {
     if (searchStr.size() > mostCharacters)
         searchStr = searchStr.left(mostCharacters) + u'…';
-    const QString text =
-        lineCount == 1
-            ? QCoreApplication::translate("RuleFollower",
-                                          "Rule “%1” is too slow for this file: 1 line was given up.")
-            : QCoreApplication::translate("RuleFollower",
-                                          "Rule “%1” is too slow for this file: %2 lines were given up.");
-    return lineCount == 1 ? text.arg(searchStr) : text.arg(searchStr, QLocale().toString(lineCount));
+    // The end is what a narrow window leaves out.
+    if (lineCount == 1)
+        return QCoreApplication::translate("RuleFollower",
+                                           "Rule too slow for this file, 1 line given up: “%1”")
+            .arg(searchStr);
+    return QCoreApplication::translate("RuleFollower", "Rule too slow for this file, %1 lines given up: “%2”")
+        .arg(QLocale().toString(lineCount), searchStr);
 }
 
 } // namespace

@@ -97,6 +97,7 @@ QWidget* FilterRulesEditor::makeList() {
     list_ = new QListWidget(side);
     list_->setAccessibleName(tr("Rules"));
     list_->setUniformItemSizes(true);
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff); // long texts are elided
     list_->setItemDelegate(new RuleItemDelegate(list_));
     auto* add = new QPushButton(tr("&Add"), side);
     duplicate_ = new QPushButton(tr("Du&plicate"), side);
@@ -227,7 +228,10 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, 
     if (slow)
         remarks.append(tr("too slow for this file"));
     const QString shown = text.isEmpty() ? tr("(no text)") : text;
-    item.setText(remarks.isEmpty() ? shown : tr("%1   — %2").arg(shown, remarks.join(QStringLiteral(", "))));
+    const QString remark =
+        remarks.isEmpty() ? QString() : QStringLiteral("   — ") + remarks.join(QStringLiteral(", "));
+    item.setText(shown + remark);
+    item.setData(RuleItemDelegate::remarkRole, remark);
     item.setToolTip(slow ? QStringLiteral("%1\n\n%2").arg(text.left(longestToolTip), explanationOf(*slow))
                          : text.left(longestToolTip));
     // On a ground of its own, whatever the desktop's theme: the rule's colours are made for it.

@@ -115,10 +115,18 @@ TEST_F(FilterRulesEditorTest, EveryEditReachesTheOpenDocument) {
     EXPECT_TRUE(isActive(*rules()[4])) << "a new rule is meant for the file in front";
     EXPECT_EQ(rules()[4]->highlightRule()->foreground(), Preferences::shared().logViewForeground());
     type(u"plain"_s);
+    const auto isWarned = [this] {
+        for (const auto* label : editor_->findChildren<QLabel*>())
+            if (label->text().contains(u"hard to read"_s))
+                return label->isVisible();
+        return false;
+    };
+    EXPECT_FALSE(isWarned());
     QColorDialog* const colors = openColors(u"Text colour"_s);
     ASSERT_TRUE(colors);
     colors->setCurrentColor(Qt::magenta);
     colors->accept();
+    EXPECT_TRUE(isWarned()) << "magenta on white";
     ASSERT_TRUE(until([&] { return colorOf(2) == QColor(Qt::magenta); }));
     EXPECT_EQ(rules()[4]->searchItem()->searchStr(), u"plain"_s);
     EXPECT_EQ(list_->item(4)->text(), u"plain"_s);

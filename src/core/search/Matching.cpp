@@ -1,5 +1,7 @@
 #include "core/search/Matching.h"
 
+#include "core/search/Repetition.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -16,17 +18,31 @@ constexpr std::int32_t stackLimitBytes = 8'000'000;
 
 /// Units of a line that a pattern with back references sees.
 constexpr std::int32_t mostUnitsReferredBack = 16'384;
-/// A step that compares with an earlier group costs one more for so many units of the line.
-constexpr Steps unitsComparedInStep = 100;
-/// Below a tick, back references are charged one step for so many pairs of units that they may compare.
-constexpr Steps pairsOfUnitsInStep = 256;
+/// Units that are compared with an earlier group in the time of a step.
+constexpr double unitsComparedInStep = 32;
+constexpr double foldedUnitsComparedInStep = 2;
+/// What looking for repetitions costs a unit.
+constexpr Steps stepsOfRepetition = 2;
+
+/// How many steps a comparison with an earlier group of the line may take, besides the one that is counted.
+double stepsOfComparison(const Regex& regex, QStringView line) {
+    if (!regex.refersBack)
+        return 0;
+    return regex.ignoresCase ? repetitionOf(line, Qt::CaseInsensitive) / foldedUnitsComparedInStep
+                             : repetitionOf(line, Qt::CaseSensitive) / unitsComparedInStep;
+}
+
+/// How many steps below a tick a search may have taken over so many units.
+double unseenSteps(std::int32_t units) {
+    const auto size = static_cast<double>(units);
+    return std::min(size * size / 2, static_cast<double>(stepsOfTick));
+}
 
 /// Counts what the matches of one line cost.
 class Meter {
 public:
-    Meter(MatchBudget& budget, Steps stepCost)
-        : budget_(budget), tickCost_(stepsOfTick * stepCost),
-          left_(std::min(budget.stepsLeft, MatchBudget::mostPerLine)) {}
+    Meter(MatchBudget& budget, Steps tickCost)
+        : budget_(budget), tickCost_(tickCost), left_(std::min(budget.stepsLeft, MatchBudget::mostPerLine)) {}
 
     /// False when there is nothing left.
     bool spend(Steps steps) {
@@ -57,8 +73,8 @@ bool hasBackReference(const QString& pattern) {
     return false;
 }
 
-Regex withLimits(URegularExpression* opened, UErrorCode status, bool refersBack) {
-    Regex regex{{opened, &uregex_close}, refersBack};
+Regex withLimits(URegularExpression* opened, UErrorCode status, bool refersBack, bool ignoresCase) {
+    Regex regex{{opened, &uregex_close}, refersBack, ignoresCase};
     if (U_SUCCESS(status))
         uregex_setStackLimit(opened, stackLimitBytes, &status);
     if (U_FAILURE(status))
@@ -75,7 +91,7 @@ Regex compile(const QString& pattern, bool ignoreCase) {
     URegularExpression* const opened = uregex_open(
         reinterpret_cast<const UChar*>(pattern.utf16()), static_cast<std::int32_t>(pattern.size()),
         ignoreCase ? UREGEX_CASE_INSENSITIVE : 0, nullptr, &status);
-    return withLimits(opened, status, hasBackReference(pattern));
+    return withLimits(opened, status, hasBackReference(pattern), ignoreCase);
 }
 
 Regex clone(const Regex& regex) {
@@ -83,7 +99,7 @@ Regex clone(const Regex& regex) {
         return {};
     UErrorCode status = U_ZERO_ERROR;
     URegularExpression* const cloned = uregex_clone(regex.expression.get(), &status);
-    return withLimits(cloned, status, regex.refersBack);
+    return withLimits(cloned, status, regex.refersBack, regex.ignoresCase);
 }
 
 MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& budget) {
@@ -96,7 +112,11 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
     std::int32_t length = wholeLength;
     if (regex.refersBack && length > mostUnitsReferredBack)
         length = mostUnitsReferredBack - (line.at(mostUnitsReferredBack - 1).isHighSurrogate() ? 1 : 0);
-    Meter meter(budget, regex.refersBack ? 1 + length / unitsComparedInStep : 1);
+    const double comparison = stepsOfComparison(regex, QStringView(line).left(length));
+    const auto tickCost = static_cast<Steps>(static_cast<double>(stepsOfTick) * (1 + comparison));
+    Meter meter(budget, tickCost);
+    if (regex.refersBack && (!meter.spend(length * stepsOfRepetition) || tickCost > MatchBudget::mostPerLine))
+        return {{}, true};
     UErrorCode status = U_ZERO_ERROR;
     uregex_setMatchCallback(matcher, &Meter::spendTick, &meter, &status);
     uregex_setText(matcher, reinterpret_cast<const UChar*>(line.utf16()), length, &status);
@@ -108,9 +128,8 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
         uregex_setRegion(matcher, position, length, &status);
         const bool isFound = uregex_find(matcher, -1, &status) && U_SUCCESS(status);
         const std::int32_t end = isFound ? uregex_end(matcher, 0, &status) : length;
-        const Steps seen = end - position;
         const bool mayGoOn =
-            meter.spend(stepsOfFind + (regex.refersBack ? seen * seen / pairsOfUnitsInStep : 0));
+            meter.spend(stepsOfFind + static_cast<Steps>(comparison * unseenSteps(end - position)));
         // What holds only because the line was cut does not hold.
         if (!isFound || (length < wholeLength && uregex_requireEnd(matcher, &status)))
             break;

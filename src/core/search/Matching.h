@@ -19,6 +19,7 @@ struct Regex {
     std::unique_ptr<URegularExpression, decltype(&uregex_close)> expression{nullptr, &uregex_close};
     /// Comparing with an earlier group is one step of the engine, however long the group is.
     bool refersBack = false;
+    bool ignoresCase = false;
 };
 
 Regex compile(const QString& pattern, bool ignoreCase);
@@ -26,7 +27,7 @@ Regex compile(const QString& pattern, bool ignoreCase);
 Regex clone(const Regex& regex);
 
 /// A pattern that is not valid matches nothing. One that refers back sees the first 16,384 units of a line
-/// only. One thread at a time a matcher.
+/// only, and gives up a line that repeats itself so much that the engine could not be stopped in time. One thread at a time a matcher.
 MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& budget);
 /// Precondition: `text` is not empty.
 std::vector<TextRange> plainRanges(const QString& line, const QString& text, Qt::CaseSensitivity sensitivity);

@@ -206,17 +206,32 @@ TEST(MatchBudget, WithoutStepsOnlyWhatMustBeLookedIntoIsGivenUp) {
 }
 
 // The engine compares any number of characters in a step.
-TEST(MatchBudget, BackReferencesCostMoreInLongLinesAndSeeOnlyTheirBeginning) {
+TEST(MatchBudget, BackReferencesCostMoreInLinesThatRepeatThemselvesAndSeeOnlyTheirBeginning) {
+    QString words;
+    while (words.size() < 10'000)
+        words +=
+            u"request %1 of worker %2 finished; "_s.arg(words.size() * 7919 % 10'007).arg(words.size() % 97);
     const QString sameLetters(10'000, u'a');
-    for (const QString& pattern : {u"(a*)\\1b"_s, u"(?<n>a*)\\k<n>b"_s}) {
+    for (const QString& pattern : {u"(a*)\\1#"_s, u"(?<n>a*)\\k<n>#"_s}) {
+        SCOPED_TRACE(pattern.toStdString());
+        EXPECT_FALSE(MatchRun(pattern, words).outcome.gaveUp);
         const MatchRun run(pattern, sameLetters);
         EXPECT_TRUE(run.outcome.gaveUp);
-        EXPECT_LE(run.asked, 3) << pattern.toStdString();
+        EXPECT_EQ(run.asked, 0) << "a step would take too long";
+        EXPECT_LE(MatchRun(pattern, sameLetters.left(1000)).asked, 3);
     }
-    EXPECT_GT(MatchRun(u"^(a*)\\1b"_s, QString(9000, u'a')).spent, 100'000)
-        << "less than 10,000 steps cost nothing";
+    EXPECT_GT(MatchRun(u"(a*)\\1#"_s, sameLetters.left(100)).spent, 50'000)
+        << "too little to be seen costs nothing";
+    EXPECT_LT(MatchRun(u"(a*)\\1#"_s, words.left(100)).spent, 1000);
+    SearchItem exact = item(u"(a*)\\1#"_s, true, false);
+    const CompiledSearch search(exact);
+    MatchBudget budget;
+    EXPECT_TRUE(CompiledSearch::Matcher(search).match(SearchedLine(sameLetters), budget).gaveUp);
 
-    const QString filling(16'382, u'x');
+    QString filling;
+    while (filling.size() < 16'382)
+        filling += QString::number(filling.size()) + u'x';
+    filling.truncate(16'382);
     const struct {
         QString line;
         Ranges ranges;

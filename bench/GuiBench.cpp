@@ -1,3 +1,4 @@
+#include "HintBench.h"
 #include "TailBench.h"
 #include "TimedApplication.h"
 
@@ -187,12 +188,15 @@ int main(int argc, char** argv) {
         return korvane::bench::jump(argc, argv, argv[2]);
     if (command == "switch" && argc == 3)
         return korvane::bench::switchRules(argc, argv, argv[2]);
+    if (command == "hint" && argc == 3)
+        return korvane::bench::hint(argc, argv, argv[2]);
     if (command == "tail-delay" && argc == 4)
         return korvane::bench::tailDelay(argc, argv, argv[2], std::atoi(argv[3]));
     if (command == "tail-flood" && argc == 5)
         return korvane::bench::tailFlood(argc, argv, argv[2], argv[3], argv[4]);
-    std::fprintf(stderr, "usage: korvane_bench_gui window | scroll FILE | jump FILE | switch FILE\n"
-                         "       korvane_bench_gui tail-delay FILE LINES\n"
-                         "       korvane_bench_gui tail-flood FILE WRITER SECONDS\n");
+    std::fprintf(stderr,
+                 "usage: korvane_bench_gui window | scroll FILE | jump FILE | switch FILE | hint FILE\n"
+                 "       korvane_bench_gui tail-delay FILE LINES\n"
+                 "       korvane_bench_gui tail-flood FILE WRITER SECONDS\n");
     return 2;
 }

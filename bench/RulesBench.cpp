@@ -181,6 +181,34 @@ int rulesPage(const char* path) {
     return setting.source->cachedRowLine(lines - 1) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
+int rulesSlow(const char* path, int count) {
+    constexpr std::u16string_view endless[] = {
+        u"^(\\S+\\s*)+[#%]", u"^(.*?,?){11}[#%]", u"(\\w+\\W*)+[#%]$",   u"^(\\w|\\W|.)*[#%]",
+        u"(.+)+[#%]",        u"^(\\S*\\s*)*[#%]", u"(\\d*\\D*)+[#%]\\d", u"^(?:.|\\s)+?[#%]{3}",
+        u"([^#%]+)*[#%]$",   u"(a|b|ab|.)+[#%]x"};
+    const Setting setting(path);
+    RuleEnforcer::Rules rules;
+    while (static_cast<int>(rules.size()) < count)
+        rules.push_back(
+            rule(endless[rules.size() % std::size(endless)], true, static_cast<int>(rules.size())));
+    setting.enforcer().setActiveRules(rules);
+    std::vector<double> times;
+    for (int round = 0; round < 4; ++round) {
+        const auto start = std::chrono::steady_clock::now();
+        setting.source->invalidateRows();
+        setting.source->loadPage(1, false);
+        times.push_back(
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+    }
+    const qint64 lines = std::min(setting.document->logReader()->lineCount(), pages::size);
+    qint64 givenUp = 0;
+    for (const SlowRule& slow : setting.enforcer().slowRules())
+        givenUp += slow.lineCount;
+    std::printf("%.4f %.4f %lld %lld\n", times.front(), *std::max_element(times.begin() + 1, times.end()),
+                static_cast<long long>(lines), static_cast<long long>(givenUp));
+    return setting.source->cachedRowLine(lines - 1) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 int rulesEngines(const char* path) {
     const Setting setting(path);
     const auto lines = setting.document->logReader()->readLines(1, pages::size);

@@ -65,6 +65,8 @@ int main(int argc, char** argv) {
                                    argv[4], argv[5], static_cast<int>(std::strtol(argv[6], nullptr, 10)));
     if (command == "rules-page" && argc == 3)
         return korvane::bench::rulesPage(argv[2]);
+    if (command == "rules-slow" && argc == 4)
+        return korvane::bench::rulesSlow(argv[2], static_cast<int>(std::strtol(argv[3], nullptr, 10)));
     if (command == "rules-engines" && argc == 3)
         return korvane::bench::rulesEngines(argv[2]);
     std::fprintf(stderr, "usage: korvane_bench index FILE\n"
@@ -74,6 +76,7 @@ int main(int argc, char** argv) {
                          "       korvane_bench search FILE TEXT\n"
                          "       korvane_bench ssh PORT USER PRIVATE_KEY COMMAND COUNT\n"
                          "       korvane_bench rules-page FILE\n"
+                         "       korvane_bench rules-slow FILE COUNT\n"
                          "       korvane_bench rules-engines FILE\n");
     return 2;
 }

@@ -26,6 +26,9 @@ inline const QString quickHighlightTextSelected = QStringLiteral("QuickHighlight
 inline const QString filterManager = QStringLiteral("FilterManagerNotificationKey");
 /// Object: QString, the document's key. Other rules are switched on for it. Main thread.
 inline const QString activeRulesChanged = QStringLiteral("ActiveRulesChangedNotification");
+/// Object: QString, the document's key. What its rules have given up on has changed: see
+/// RuleEnforcerProtocol::slowRules. Main thread.
+inline const QString slowRulesChanged = QStringLiteral("SlowRulesChangedNotification");
 
 /// Object: bool, whether searches go forwards from now on; sender: the window. Main thread.
 inline const QString searchDirectionToggled = QStringLiteral("SearchDirectionToggledNotification");

@@ -2,6 +2,9 @@
 
 #include "foundation/text/AttributedString.h"
 
+#include <QString>
+#include <QUuid>
+
 #include <functional>
 #include <memory>
 #include <vector>
@@ -26,6 +29,14 @@ public:
     virtual bool hasFoundAny() const = 0;
 };
 
+/// A rule whose pattern takes too long for some lines of a file, of which it is not known whether they match.
+struct SlowRule {
+    QUuid id;
+    QString searchStr;
+    /// Those met so far: at least 1.
+    qint64 lineCount = 0;
+};
+
 /// What a data source needs of the rule enforcer.
 class RuleEnforcerProtocol {
 public:
@@ -37,6 +48,8 @@ public:
     virtual std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) = 0;
     /// As above. Null while there is no rule that has something to tell.
     virtual std::unique_ptr<NotificationPassProtocol> makeNotificationPass() { return nullptr; }
+    /// In the order of the active rules; changes are posted as `notification::slowRulesChanged`. Any thread.
+    virtual std::vector<SlowRule> slowRules() const { return {}; }
     /// Line numbers mean other lines from now on. Any thread.
     virtual void contentForgotten() {}
     /// Paints what a search found.

@@ -43,8 +43,8 @@ TailDataSource::TailDataSource(const std::shared_ptr<DocumentProtocol>& document
       queue_(std::move(queueName)) {
     auto enforcer = std::make_shared<RuleEnforcer>(*this);
     ruleEnforcer_ = enforcer;
-    ruleFollower_ = std::make_unique<RuleFollower>(std::move(enforcer), document->settingsId(),
-                                                   [this] { redecorateRows(); });
+    ruleFollower_ =
+        std::make_unique<RuleFollower>(std::move(enforcer), *document, [this] { redecorateRows(); });
 }
 
 TailDataSource::~TailDataSource() = default;

@@ -48,6 +48,7 @@ public:
     AttributedString previewSearchStr() const;
     /// For the log only.
     QString description() const;
+    QString debugDescription() const { return description(); }
 
 private:
     const QUuid id_;

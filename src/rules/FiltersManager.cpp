@@ -8,11 +8,13 @@
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/RuleArchive.h"
+#include "rules/RuleSnapshot.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 namespace korvane {
 namespace {
@@ -109,28 +111,34 @@ Status FiltersManager::exportRules(const Rules& rules, const QString& path) cons
     return writeStoreFile(path, archiveRules(rules));
 }
 
-Result<int> FiltersManager::importRules(const QString& path) {
+Result<FiltersManager::Import> FiltersManager::readImport(const QString& path) const {
     Result<std::optional<UnarchivedRules>> read = readStore(path, &unarchiveRules);
     if (!read)
         return read.error();
     if (!read.value())
         return Error{ENOENT, QStringLiteral("POSIX"),
                      QCoreApplication::translate("FiltersManager", "“%1” does not exist").arg(path)};
-    const UnarchivedRules& imported = *read.value();
-    for (const std::shared_ptr<FilterRule>& rule : imported.rules) {
+    Import import{std::move(read.value()->rules), {}, read.value()->leftOut};
+    std::ranges::copy_if(import.rules, std::back_inserter(import.newRules), [this](const auto& rule) {
+        return std::ranges::none_of(rules_, [values = RuleValues(*rule)](const auto& known) {
+            return values.isLike(RuleValues(*known));
+        });
+    });
+    return import;
+}
+
+void FiltersManager::addRules(const Rules& rules) {
+    if (rules.empty())
+        return;
+    for (const std::shared_ptr<FilterRule>& rule : rules) {
         const bool isKnown = ruleWithId(rule->id()) != nullptr;
         rules_.push_back(isKnown
                              ? std::make_shared<FilterRule>(rule->hide(), rule->searchItem(),
                                                             rule->highlightRule(), rule->notificationRule())
                              : rule);
     }
-    if (!imported.rules.empty()) {
-        save();
-        post(FiltersManagerNotification::Type::filterAdded);
-    }
-    if (imported.leftOut > 0 && fault().isEmpty())
-        file_.setFault(storeLeftOutText(path, imported.leftOut));
-    return static_cast<int>(imported.rules.size());
+    save();
+    post(FiltersManagerNotification::Type::filterAdded);
 }
 
 FiltersManager::Rules FiltersManager::defaultRules() {

@@ -57,12 +57,22 @@ public:
     /// for nothing.
     const QString& fault() const { return file_.fault(); }
 
-    /// Reads and writes rules as a file of their own, for exchange. An imported rule whose identity is known
-    /// already gets a new one.
+    /// Writes rules as a file of their own, for exchange.
     Status exportRules(const Rules& rules, const QString& path) const;
-    /// Adds the rules of a file at the end of the list, saves and posts once; returns how many. What is no
-    /// rule is left out and told by `fault`.
-    Result<int> importRules(const QString& path);
+
+    /// What a file of rules holds.
+    struct Import {
+        Rules rules;
+        /// Those of them that differ from every rule of the list in more than identity.
+        Rules newRules;
+        /// Entries of the file that are no rules.
+        int leftOut = 0;
+    };
+    /// Reads a file of rules; the list stays as it is. A file without any rule is no failure.
+    Result<Import> readImport(const QString& path) const;
+    /// Adds rules at the end of the list, saves and posts once. One whose identity is in the list already
+    /// gets a new one.
+    void addRules(const Rules& rules);
 
     /// The rules of a first start.
     static Rules defaultRules();

@@ -1,6 +1,7 @@
 #include "rules/HighlightRule.h"
 
 #include "core/Preferences.h"
+#include "rules/RulePainter.h"
 
 namespace korvane {
 namespace {
@@ -13,7 +14,7 @@ QString truth(bool value) {
 
 HighlightRule::HighlightRule(bool bold, bool italic, bool underline, const QColor& foreground,
                              const QColor& background)
-    : bold_(bold), italic_(italic), underline_(underline), foreground_(foreground), background_(background) {}
+    : look_{bold, italic, underline, foreground, background, true} {}
 
 void HighlightRule::applyHighlight(AttributedString& line, const std::vector<TextRange>& ranges) const {
     const QFont font = Preferences::shared().logViewFont();
@@ -23,22 +24,13 @@ void HighlightRule::applyHighlight(AttributedString& line, const std::vector<Tex
 }
 
 void HighlightRule::applyColors(AttributedString& line) const {
-    const QColor background = useViewBackground_ ? Preferences::shared().logViewBackground() : background_;
-    line.addAttributes({{attribute::foreground, foreground_}, {attribute::background, background}},
+    line.addAttributes(RulePainter::colors(look_, Preferences::shared().logViewBackground()),
                        {0, line.length()});
 }
 
 void HighlightRule::applyFontStyle(AttributedString& line, const std::vector<TextRange>& ranges,
                                    const QFont& font) const {
-    QFont styled = font;
-    if (bold_)
-        styled.setBold(true);
-    if (italic_)
-        styled.setItalic(true);
-    std::vector<std::pair<std::string_view, AttributeValue>> style{{attribute::font, styled}};
-    if (underline_)
-        style.emplace_back(attribute::underline, attribute::singleUnderline);
-    line.addAttributesInRanges(style, ranges);
+    line.addAttributesInRanges(RulePainter::fontStyle(look_, font), ranges);
 }
 
 AttributedString HighlightRule::previewString(const QString& text) const {
@@ -50,8 +42,8 @@ AttributedString HighlightRule::previewString(const QString& text) const {
 
 QString HighlightRule::description() const {
     return QStringLiteral("Highlight: Bold? %1, Italic? %2, Underline: %3, fg color: %4, bg color: %5")
-        .arg(truth(bold_), truth(italic_), truth(underline_), foreground_.name(QColor::HexArgb),
-             background_.name(QColor::HexArgb));
+        .arg(truth(look_.bold), truth(look_.italic), truth(look_.underline),
+             look_.foreground.name(QColor::HexArgb), look_.background.name(QColor::HexArgb));
 }
 
 } // namespace korvane

@@ -10,6 +10,18 @@
 
 namespace korvane {
 
+/// How a rule paints, as values.
+struct RuleLook {
+    bool bold = true;
+    bool italic = false;
+    bool underline = false;
+    QColor foreground = Qt::black;
+    QColor background = Qt::white;
+    bool useViewBackground = true;
+
+    friend bool operator==(const RuleLook&, const RuleLook&) = default;
+};
+
 /// How a matching line is painted. A reference object, held by shared pointer; changed on the main thread
 /// only.
 class HighlightRule {
@@ -22,19 +34,20 @@ public:
     HighlightRule(const HighlightRule&) = delete;
     HighlightRule& operator=(const HighlightRule&) = delete;
 
-    bool bold() const { return bold_; }
-    void setBold(bool value) { bold_ = value; }
-    bool italic() const { return italic_; }
-    void setItalic(bool value) { italic_ = value; }
-    bool underline() const { return underline_; }
-    void setUnderline(bool value) { underline_ = value; }
-    const QColor& foreground() const { return foreground_; }
-    void setForeground(const QColor& color) { foreground_ = color; }
-    const QColor& background() const { return background_; }
-    void setBackground(const QColor& color) { background_ = color; }
+    const RuleLook& look() const { return look_; }
+    bool bold() const { return look_.bold; }
+    void setBold(bool value) { look_.bold = value; }
+    bool italic() const { return look_.italic; }
+    void setItalic(bool value) { look_.italic = value; }
+    bool underline() const { return look_.underline; }
+    void setUnderline(bool value) { look_.underline = value; }
+    const QColor& foreground() const { return look_.foreground; }
+    void setForeground(const QColor& color) { look_.foreground = color; }
+    const QColor& background() const { return look_.background; }
+    void setBackground(const QColor& color) { look_.background = color; }
     /// Whether the line is painted with the log view's background in place of `background`.
-    bool useViewBackground() const { return useViewBackground_; }
-    void setUseViewBackground(bool value) { useViewBackground_ = value; }
+    bool useViewBackground() const { return look_.useViewBackground; }
+    void setUseViewBackground(bool value) { look_.useViewBackground = value; }
 
     /// Paints a line: log font and colours over all of it, the font style over `ranges` (ascending, without
     /// overlap).
@@ -51,12 +64,7 @@ public:
     QString description() const;
 
 private:
-    bool bold_ = true;
-    bool italic_ = false;
-    bool underline_ = false;
-    QColor foreground_ = Qt::black;
-    QColor background_ = Qt::white;
-    bool useViewBackground_ = true;
+    RuleLook look_;
 };
 
 } // namespace korvane

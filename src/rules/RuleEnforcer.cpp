@@ -1,44 +1,21 @@
 #include "rules/RuleEnforcer.h"
 
 #include "core/DocumentProtocol.h"
+#include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
+#include "foundation/notices/NotificationCenter.h"
 #include "foundation/notices/UserNotifications.h"
 #include "foundation/work/MainThread.h"
 #include "rules/FilterRule.h"
+#include "rules/RuleMatching.h"
 #include "rules/RulePainter.h"
 
 #include <algorithm>
-#include <bitset>
 #include <iterator>
 #include <optional>
-#include <unordered_map>
 #include <utility>
 
 namespace korvane {
-
-/// Line numbers, a bit each where they lie close together: a flood of matches takes little.
-class LineSet {
-public:
-    /// False when it was there already.
-    bool insert(qint64 line) {
-        auto bit = blocks_[line / blockSize][static_cast<std::size_t>(line % blockSize)];
-        const bool isNew = !bit;
-        bit = true;
-        return isNew;
-    }
-    void clear() { blocks_.clear(); }
-
-private:
-    static constexpr qint64 blockSize = 512;
-    std::unordered_map<qint64, std::bitset<blockSize>> blocks_;
-};
-
-struct NotifiedLines {
-    /// The rule has been changed or removed: what older passes still find is not told.
-    bool isRetired = false;
-    bool hasTold = false;
-    LineSet lines;
-};
 
 /// Records what the lines of one pass give rise to, and delivers it at its end, all at once.
 class RuleEnforcer::Teller {
@@ -103,40 +80,101 @@ private:
     bool bouncesDock_ = false; // however often: it is all one moment
 };
 
+/// Evaluates the rules of one pass, and records at its end which lines they gave up.
+class RuleEnforcer::Evaluation {
+public:
+    Evaluation(RuleEnforcer& enforcer, std::shared_ptr<const ActiveRules> rules,
+               std::function<bool()> isCancelled)
+        : enforcer_(enforcer), content_(enforcer.content()), rules_(std::move(rules)),
+          isCancelled_(std::move(isCancelled)), lines_(rules_->size()),
+          matching_(matchedRules(), isCancelled_) {}
+    ~Evaluation() {
+        bool hasChanged = false;
+        for (std::size_t i = 0; i < rules_->size(); ++i)
+            hasChanged |= enforcer_.recordEffort((*rules_)[i], matching_.isTooSlow(i), lines_[i].givenUp,
+                                                 lines_[i].decided, content_);
+        if (hasChanged)
+            enforcer_.postSlowRules();
+    }
+    Evaluation(const Evaluation&) = delete;
+    Evaluation& operator=(const Evaluation&) = delete;
+
+    std::size_t ruleCount() const { return rules_->size(); }
+    const ActiveRule& rule(std::size_t index) const { return (*rules_)[index]; }
+    bool isCancelled() const { return isCancelled_ && isCancelled_(); }
+
+    MatchOutcome match(std::size_t rule, qint64 lineNum, const SearchedLine& line) {
+        MatchOutcome outcome = matching_.match(rule, line);
+        Lines& lines = lines_[rule];
+        if (!outcome.gaveUp) {
+            if (lines.hadGivenUp)
+                lines.decided.push_back(lineNum);
+        } else if (!isCancelled()) {
+            lines.givenUp.push_back(lineNum);
+        }
+        return outcome;
+    }
+
+private:
+    struct Lines {
+        std::vector<qint64> givenUp;
+        /// Only where others may have been given up before.
+        std::vector<qint64> decided;
+        bool hadGivenUp = false;
+    };
+
+    std::vector<RuleMatching::Rule> matchedRules() {
+        std::vector<RuleMatching::Rule> matched;
+        matched.reserve(rules_->size());
+        const std::lock_guard guard(enforcer_.mutex_);
+        for (std::size_t i = 0; i < rules_->size(); ++i) {
+            const ActiveRule& rule = (*rules_)[i];
+            lines_[i].hadGivenUp = rule.record->givenUpLines.size() > 0;
+            matched.push_back({rule.snapshot->search, rule.record->isTooSlow});
+        }
+        return matched;
+    }
+
+    RuleEnforcer& enforcer_;
+    const std::uint64_t content_;
+    const std::shared_ptr<const ActiveRules> rules_;
+    const std::function<bool()> isCancelled_;
+    std::vector<Lines> lines_; // of the rules
+    RuleMatching matching_;
+};
+
 /// Runs the rules over the lines of one load.
 class RuleEnforcer::Pass : public RulePassProtocol {
 public:
     Pass(RuleEnforcer& enforcer, std::function<bool()> isCancelled)
-        : enforcer_(enforcer), teller_(enforcer), rules_(enforcer.publishedRules()),
-          isCancelled_(std::move(isCancelled)) {
-        matchers_.reserve(rules_->size());
-        for (const ActiveRule& rule : *rules_)
-            matchers_.emplace_back(rule.snapshot->search);
-    }
+        : enforcer_(enforcer), teller_(enforcer),
+          evaluation_(enforcer, enforcer.publishedRules(), [&enforcer, isCancelled = std::move(isCancelled)] {
+              return enforcer.canceled_ || (isCancelled && isCancelled());
+          }) {}
 
     void applyRules(qint64 lineNum, AttributedString& line) override {
         if (enforcer_.canceled_)
             enforcer_.canceled_ = false;
-        if (rules_->empty())
+        if (evaluation_.ruleCount() == 0)
             return;
         painter_.beginLine();
         const SearchedLine searched(line.string());
-        for (std::size_t i = 0; i < matchers_.size() && !isCancelled(); ++i) {
-            const std::vector<TextRange> ranges = matchers_[i].matchRanges(searched);
+        for (std::size_t i = 0; i < evaluation_.ruleCount() && !evaluation_.isCancelled(); ++i) {
+            const auto [ranges, gaveUp] = evaluation_.match(i, lineNum, searched);
+            if (gaveUp)
+                painter_.giveUp();
             if (ranges.empty())
                 continue;
-            painter_.addMatches((*rules_)[i].snapshot->values, ranges);
-            teller_.lineMatches(lineNum, (*rules_)[i]);
+            painter_.addMatches(evaluation_.rule(i).snapshot->values, ranges);
+            teller_.lineMatches(lineNum, evaluation_.rule(i));
         }
         if (enforcer_.dataSource_.defaultLineAction() == DefaultFilterLineAction::hide &&
-            !painter_.hasMatches() && !isMarked(line))
+            !painter_.hasMatches() && !painter_.hasGivenUp() && !isMarked(line))
             painter_.hide();
         painter_.paint(line);
     }
 
 private:
-    bool isCancelled() const { return enforcer_.canceled_ || (isCancelled_ && isCancelled_()); }
-
     static bool isMarked(const AttributedString& line) {
         const Attributes* const first = line.attributesAt(0);
         return first && (first->isMarked(attribute::hideLine) || first->isMarked(attribute::showOnlyLine));
@@ -144,45 +182,37 @@ private:
 
     RuleEnforcer& enforcer_;
     Teller teller_;
-    const std::shared_ptr<const ActiveRules> rules_;
-    const std::function<bool()> isCancelled_;
-    std::vector<CompiledSearch::Matcher> matchers_; // of the rules
+    Evaluation evaluation_;
     RulePainter painter_;
 };
 
 class RuleEnforcer::NotificationPass : public NotificationPassProtocol {
 public:
-    NotificationPass(RuleEnforcer& enforcer, ActiveRules rules)
-        : teller_(enforcer), rules_(std::move(rules)) {
-        matchers_.reserve(rules_.size());
-        for (const ActiveRule& rule : rules_)
-            matchers_.emplace_back(rule.snapshot->search);
-    }
+    NotificationPass(RuleEnforcer& enforcer, std::shared_ptr<const ActiveRules> rules)
+        : teller_(enforcer), evaluation_(enforcer, std::move(rules), {}) {}
 
     void look(qint64 lineNum, const QString& line) override {
         const SearchedLine searched(line);
-        for (std::size_t i = 0; i < matchers_.size(); ++i)
-            if (!matchers_[i].matchRanges(searched).empty())
-                teller_.lineMatches(lineNum, rules_[i]);
+        for (std::size_t i = 0; i < evaluation_.ruleCount(); ++i)
+            if (!evaluation_.match(i, lineNum, searched).ranges.empty())
+                teller_.lineMatches(lineNum, evaluation_.rule(i));
     }
     bool hasFoundAny() const override { return !teller_.isEmpty(); }
 
 private:
     Teller teller_;
-    const ActiveRules rules_;
-    std::vector<CompiledSearch::Matcher> matchers_; // of the rules
+    Evaluation evaluation_;
 };
 
 RuleEnforcer::RuleEnforcer(const TailDataSourceProtocol& dataSource)
     : dataSource_(dataSource), published_(std::make_shared<ActiveRules>()) {}
 
 void RuleEnforcer::addRule(std::shared_ptr<FilterRule> rule) {
-    // A rule that runs twice has one bookkeeping.
+    // A rule that runs twice has one record.
     const auto known = std::find(rules_.begin(), rules_.end(), rule);
-    auto notified = known == rules_.end()
-                        ? std::make_shared<NotifiedLines>()
-                        : active_[static_cast<std::size_t>(known - rules_.begin())].notified;
-    active_.push_back({std::make_shared<RuleSnapshot>(*rule), std::move(notified)});
+    auto record = known == rules_.end() ? std::make_shared<RuleRecord>()
+                                        : active_[static_cast<std::size_t>(known - rules_.begin())].record;
+    active_.push_back({std::make_shared<RuleSnapshot>(*rule), std::move(record)});
     rules_.push_back(std::move(rule));
     publish();
 }
@@ -209,24 +239,26 @@ bool RuleEnforcer::updateRule(const std::shared_ptr<FilterRule>& rule) {
 bool RuleEnforcer::setActiveRules(Rules rules) {
     ActiveRules active;
     for (const auto& rule : rules) {
+        const RuleValues values(*rule);
         const auto known = std::find(rules_.begin(), rules_.end(), rule);
-        if (known != rules_.end()) {
-            const ActiveRule& before = active_[static_cast<std::size_t>(known - rules_.begin())];
-            if (before.snapshot->values == RuleValues(*rule)) {
-                active.push_back(before);
-                continue;
-            }
-        }
-        active.push_back({std::make_shared<RuleSnapshot>(*rule), std::make_shared<NotifiedLines>()});
+        const ActiveRule* const before =
+            known == rules_.end() ? nullptr : &active_[static_cast<std::size_t>(known - rules_.begin())];
+        if (before && before->snapshot->values == values)
+            active.push_back(*before);
+        else
+            active.push_back(
+                {std::make_shared<RuleSnapshot>(*rule), before && before->snapshot->values.matchesLike(values)
+                                                            ? before->record
+                                                            : std::make_shared<RuleRecord>()});
     }
-    const auto isSame = [](const ActiveRule& one, const ActiveRule& other) {
-        return one.notified == other.notified;
-    };
-    if (std::equal(active.begin(), active.end(), active_.begin(), active_.end(), isSame))
+    if (std::equal(active.begin(), active.end(), active_.begin(), active_.end(),
+                   [](const ActiveRule& one, const ActiveRule& other) {
+                       return one.snapshot == other.snapshot && one.record == other.record;
+                   }))
         return false;
     retire([&](const ActiveRule& rule) {
         return std::none_of(active.begin(), active.end(),
-                            [&](const ActiveRule& kept) { return isSame(kept, rule); });
+                            [&](const ActiveRule& kept) { return kept.record == rule.record; });
     });
     rules_ = std::move(rules);
     active_ = std::move(active);
@@ -243,20 +275,28 @@ void RuleEnforcer::clearRules() {
 
 void RuleEnforcer::startAfresh(const std::shared_ptr<FilterRule>& rule) {
     const auto snapshot = std::make_shared<RuleSnapshot>(*rule);
-    const auto notified = std::make_shared<NotifiedLines>();
+    const auto record = std::make_shared<RuleRecord>();
     for (std::size_t i = 0; i < rules_.size(); ++i) {
         if (rules_[i] != rule)
             continue;
-        retire([&](const ActiveRule& old) { return old.notified == active_[i].notified; });
-        active_[i] = {snapshot, notified};
+        retire([&](const ActiveRule& old) { return old.record == active_[i].record; });
+        active_[i] = {snapshot, record};
     }
 }
 
 void RuleEnforcer::retire(const std::function<bool(const ActiveRule&)>& isMeant) {
-    const std::lock_guard guard(mutex_);
-    for (const ActiveRule& rule : active_)
-        if (isMeant(rule))
-            rule.notified->isRetired = true;
+    bool wasSlow = false;
+    {
+        const std::lock_guard guard(mutex_);
+        for (const ActiveRule& rule : active_) {
+            if (!isMeant(rule))
+                continue;
+            rule.record->isRetired = true;
+            wasSlow |= rule.record->givenUpLines.size() > 0;
+        }
+    }
+    if (wasSlow)
+        postSlowRules();
 }
 
 void RuleEnforcer::publish() {
@@ -284,26 +324,71 @@ std::unique_ptr<RulePassProtocol> RuleEnforcer::makePass(std::function<bool()> i
 }
 
 std::unique_ptr<NotificationPassProtocol> RuleEnforcer::makeNotificationPass() {
-    ActiveRules telling;
+    auto telling = std::make_shared<ActiveRules>();
     {
         const std::lock_guard guard(mutex_);
-        std::ranges::copy_if(*published_, std::back_inserter(telling), [](const ActiveRule& rule) {
+        std::ranges::copy_if(*published_, std::back_inserter(*telling), [](const ActiveRule& rule) {
             const RuleValues& values = rule.snapshot->values;
-            return values.tells() && (values.frequency != Frequency::Once || !rule.notified->hasTold);
+            return values.tells() && (values.frequency != Frequency::Once || !rule.record->hasNotified);
         });
     }
-    return telling.empty() ? nullptr : std::make_unique<NotificationPass>(*this, std::move(telling));
+    return telling->empty() ? nullptr : std::make_unique<NotificationPass>(*this, std::move(telling));
 }
 
 void RuleEnforcer::contentForgotten() {
-    const std::lock_guard guard(mutex_);
-    ++content_;
-    for (const ActiveRule& rule : *published_)
-        rule.notified->lines.clear();
+    bool wasSlow = false;
+    {
+        const std::lock_guard guard(mutex_);
+        ++content_;
+        for (const ActiveRule& rule : *published_) {
+            wasSlow |= rule.record->givenUpLines.size() > 0;
+            rule.record->notifiedLines.clear();
+            rule.record->givenUpLines.clear();
+            rule.record->isTooSlow = false;
+        }
+    }
+    if (wasSlow)
+        postSlowRules();
 }
 
-void RuleEnforcer::applyRules(qint64 lineNum, AttributedString& line) {
+std::vector<SlowRule> RuleEnforcer::slowRules() const {
+    std::vector<SlowRule> slow;
+    const std::lock_guard guard(mutex_);
+    for (const ActiveRule& rule : *published_)
+        if (const qint64 count = rule.record->givenUpLines.size(); count > 0)
+            slow.push_back({rule.snapshot->values.id, rule.snapshot->values.searchStr, count});
+    return slow;
+}
+
+bool RuleEnforcer::recordEffort(const ActiveRule& rule, bool isTooSlow, const std::vector<qint64>& givenUp,
+                                const std::vector<qint64>& decided, std::uint64_t content) {
+    if (!isTooSlow && givenUp.empty() && decided.empty())
+        return false;
+    const std::lock_guard guard(mutex_);
+    RuleRecord& record = *rule.record;
+    if (record.isRetired || content != content_)
+        return false;
+    record.isTooSlow |= isTooSlow;
+    bool hasChanged = false;
+    for (const qint64 line : decided)
+        hasChanged |= record.givenUpLines.remove(line);
+    for (const qint64 line : givenUp)
+        hasChanged |= record.givenUpLines.insert(line);
+    return hasChanged;
+}
+
+void RuleEnforcer::postSlowRules() const {
+    const auto document = dataSource_.getDocument();
+    if (!document)
+        return;
+    MainThread::shared().post([key = absoluteString(document->fileUrl())] {
+        NotificationCenter::shared().post(notification::slowRulesChanged, key);
+    });
+}
+
+AttributedString& RuleEnforcer::applyRules(qint64 lineNum, AttributedString& line) {
     makePass({})->applyRules(lineNum, line);
+    return line;
 }
 
 AttributedString RuleEnforcer::applyRules(qint64 lineNum, const QString& line) {
@@ -319,12 +404,12 @@ void RuleEnforcer::highlightSearchMatches(AttributedString& line, const std::vec
 
 bool RuleEnforcer::recordLine(const ActiveRule& rule, qint64 lineNum, std::uint64_t content) {
     const std::lock_guard guard(mutex_);
-    NotifiedLines& notified = *rule.notified;
-    const bool hasDone = rule.snapshot->values.frequency == Frequency::Once && notified.hasTold;
-    if (notified.isRetired || hasDone || content != content_)
+    RuleRecord& record = *rule.record;
+    const bool hasDone = rule.snapshot->values.frequency == Frequency::Once && record.hasNotified;
+    if (record.isRetired || hasDone || content != content_)
         return false;
-    notified.hasTold = true;
-    return notified.lines.insert(lineNum);
+    record.hasNotified = true;
+    return record.notifiedLines.insert(lineNum);
 }
 
 } // namespace korvane

@@ -37,10 +37,11 @@ public:
     void addRule(std::shared_ptr<FilterRule> rule);
     /// Returns whether there was such a rule, as do the next ones.
     bool removeRule(const std::shared_ptr<FilterRule>& rule);
-    /// Takes over the values of the rule, which notifies afresh.
+    /// Takes over the values of the rule, which notifies afresh. Needed only when text, kind, case or
+    /// frequency have changed.
     bool updateRule(const std::shared_ptr<FilterRule>& rule);
-    /// Makes these the active rules. Those that were active before, unchanged, do not notify afresh. Returns
-    /// whether anything has changed.
+    /// Makes these the active rules. Those that were active before and match the same do not notify
+    /// afresh. Returns whether anything has changed.
     bool setActiveRules(Rules rules);
     void clearRules() override;
 
@@ -55,8 +56,9 @@ public:
     /// Rules that tell of every line tell of the new ones whatever their numbers; those that tell once have
     /// done so.
     void contentForgotten() override;
-    /// One line by itself.
-    void applyRules(qint64 lineNum, AttributedString& line);
+    std::vector<SlowRule> slowRules() const override;
+    /// One line by itself, changed in place.
+    AttributedString& applyRules(qint64 lineNum, AttributedString& line);
     AttributedString applyRules(qint64 lineNum, const QString& line);
     /// Ends the run of rules over the line under way; the next line begins anew.
     void setCanceled(bool canceled) { canceled_ = canceled; }
@@ -64,12 +66,17 @@ public:
 
 private:
     class Teller;
+    class Evaluation;
     class Pass;
     class NotificationPass;
 
     /// Takes over the rule's values, with nothing notified yet.
     void startAfresh(const std::shared_ptr<FilterRule>& rule);
     void retire(const std::function<bool(const ActiveRule&)>& isMeant);
+    /// What a rule made of lines of the content, for its record. Returns whether that changes what is known.
+    bool recordEffort(const ActiveRule& rule, bool isTooSlow, const std::vector<qint64>& givenUp,
+                      const std::vector<qint64>& decided, std::uint64_t content);
+    void postSlowRules() const;
     void publish();
     /// Checks and records in one step: true when the user is to be told of this line. `content`: the one that
     /// the line was read from.

@@ -6,14 +6,37 @@
 #include <utility>
 
 namespace korvane {
+namespace {
+
+QFont styled(QFont font, bool bold, bool italic) {
+    if (bold)
+        font.setBold(true);
+    if (italic)
+        font.setItalic(true);
+    return font;
+}
+
+} // namespace
+
 RulePainter::RulePainter() : viewBackground_(Preferences::shared().logViewBackground()) {
-    for (unsigned style = 0; style < fonts_.size(); ++style) {
-        fonts_[style] = Preferences::shared().logViewFont();
-        if (style & bold)
-            fonts_[style].setBold(true);
-        if (style & italic)
-            fonts_[style].setItalic(true);
-    }
+    for (unsigned style = 0; style < fonts_.size(); ++style)
+        fonts_[style] = styled(Preferences::shared().logViewFont(), style & bold, style & italic);
+}
+
+RulePainter::Values RulePainter::colors(const RuleLook& look, const QColor& viewBackground) {
+    return {{attribute::foreground, look.foreground},
+            {attribute::background, look.useViewBackground ? viewBackground : look.background}};
+}
+
+RulePainter::Values RulePainter::fontStyle(const RuleLook& look, const QFont& font) {
+    Values values{{attribute::font, styled(font, look.bold, look.italic)}};
+    if (look.underline)
+        values.emplace_back(attribute::underline, attribute::singleUnderline);
+    return values;
+}
+
+unsigned RulePainter::styleOf(const RuleLook& look) {
+    return (look.bold ? bold : 0U) | (look.italic ? italic : 0U) | (look.underline ? underline : 0U);
 }
 
 std::size_t RulePainter::PieceHash::operator()(const Piece& piece) const {
@@ -32,8 +55,7 @@ void RulePainter::beginLine() {
 void RulePainter::addMatches(const RuleValues& rule, const std::vector<TextRange>& ranges) {
     last_ = &rule;
     marks_ |= rule.hide ? hideMark : showMark;
-    const unsigned style =
-        (rule.bold ? bold : 0U) | (rule.italic ? italic : 0U) | (rule.underline ? underline : 0U);
+    const unsigned style = styleOf(rule.look);
     if (style == 0)
         return;
     for (const TextRange& range : ranges) {
@@ -81,9 +103,8 @@ const std::shared_ptr<const Attributes>& RulePainter::painted(const Piece& piece
         piece.standing ? std::make_shared<Attributes>(*piece.standing) : std::make_shared<Attributes>();
     if (piece.rule) {
         made->set(attribute::font, fonts_[piece.bits & (bold | italic)]);
-        made->set(attribute::foreground, piece.rule->foreground);
-        made->set(attribute::background,
-                  piece.rule->useViewBackground ? viewBackground_ : piece.rule->background);
+        for (const auto& [name, value] : colors(piece.rule->look, viewBackground_))
+            made->set(name, value);
         if (piece.bits & underline)
             made->set(attribute::underline, attribute::singleUnderline);
     }
@@ -91,6 +112,8 @@ const std::shared_ptr<const Attributes>& RulePainter::painted(const Piece& piece
         made->set(attribute::hideLine, true);
     if (piece.bits & showMark)
         made->set(attribute::showOnlyLine, true);
+    if (piece.bits & givenUpMark)
+        made->set(attribute::givenUpLine, true);
     known = std::move(made);
     return known;
 }

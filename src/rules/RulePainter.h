@@ -4,7 +4,9 @@
 #include "rules/RuleSnapshot.h"
 
 #include <array>
+#include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace korvane {
@@ -24,10 +26,28 @@ public:
     bool hasMatches() const { return last_ != nullptr; }
     /// Marks the line as one to hide, although no rule says so.
     void hide() { marks_ |= hideMark; }
+    /// Marks the line as one of which it is not known whether a rule matches it.
+    void giveUp() { marks_ |= givenUpMark; }
+    bool hasGivenUp() const { return (marks_ & givenUpMark) != 0; }
     void paint(AttributedString& line);
 
+    // The steps of which painting with one rule consists.
+
+    using Values = std::vector<std::pair<std::string_view, AttributeValue>>;
+    /// For the whole line.
+    static Values colors(const RuleLook& look, const QColor& viewBackground);
+    /// For the matches.
+    static Values fontStyle(const RuleLook& look, const QFont& font);
+
 private:
-    enum Bits : unsigned { bold = 1, italic = 2, underline = 4, hideMark = 8, showMark = 16 };
+    enum Bits : unsigned {
+        bold = 1,
+        italic = 2,
+        underline = 4,
+        hideMark = 8,
+        showMark = 16,
+        givenUpMark = 32
+    };
 
     /// Where a style begins or ends.
     struct Edge {
@@ -45,6 +65,7 @@ private:
         std::size_t operator()(const Piece& piece) const;
     };
 
+    static unsigned styleOf(const RuleLook& look);
     void cutIntoPieces(int length);
     const std::shared_ptr<const Attributes>& painted(const Piece& piece);
 

@@ -1,9 +1,10 @@
 #pragma once
 
 #include "core/search/CompiledSearch.h"
+#include "rules/HighlightRule.h"
+#include "rules/LineSet.h"
 #include "rules/NotificationRule.h"
 
-#include <QColor>
 #include <QString>
 #include <QUuid>
 
@@ -23,18 +24,23 @@ struct RuleValues {
     bool regex;
     bool ignoreCase;
     bool hide;
-    bool bold;
-    bool italic;
-    bool underline;
-    QColor foreground;
-    QColor background;
-    bool useViewBackground;
+    RuleLook look;
     bool notifies;
     bool bouncesDock;
     Frequency frequency;
 
     /// Whether the user gets to know of a match otherwise than by looking.
     bool tells() const { return notifies || bouncesDock; }
+    /// Equal in everything but identity.
+    bool isLike(RuleValues other) const {
+        other.id = id;
+        return *this == other;
+    }
+    /// The same lines match, and are reported as often.
+    bool matchesLike(const RuleValues& other) const {
+        return searchStr == other.searchStr && regex == other.regex && ignoreCase == other.ignoreCase &&
+               frequency == other.frequency;
+    }
 
     friend bool operator==(const RuleValues&, const RuleValues&) = default;
 };
@@ -47,14 +53,21 @@ struct RuleSnapshot {
     const CompiledSearch search;
 };
 
-/// The lines that a rule has raised notifications for, since the rule was switched on or changed. Guarded by
-/// the enforcer's lock.
-struct NotifiedLines;
+/// What has become of a rule since it was switched on or changed. Guarded by the enforcer's lock.
+struct RuleRecord {
+    /// The rule has been changed or removed: what older passes still find is not reported.
+    bool isRetired = false;
+    bool hasNotified = false;
+    LineSet notifiedLines;
+    /// It has exceeded its limit for a page of this content.
+    bool isTooSlow = false;
+    LineSet givenUpLines;
+};
 
-/// The active rules in their order, each with its bookkeeping. Immutable but for that.
+/// The active rules in their order, each with its record. Immutable but for that.
 struct ActiveRule {
     std::shared_ptr<const RuleSnapshot> snapshot;
-    std::shared_ptr<NotifiedLines> notified;
+    std::shared_ptr<RuleRecord> record;
 };
 using ActiveRules = std::vector<ActiveRule>;
 

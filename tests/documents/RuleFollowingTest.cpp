@@ -127,7 +127,14 @@ TEST_F(RuleFollowingTest, AnEditedReplacedOrRemovedRuleIsFollowedAndTheOthersSta
     edited->highlightRule()->setForeground(Qt::green);
     rules().updateRule(edited, 0);
     EXPECT_TRUE(waitForColor(0, Qt::green));
-    ASSERT_TRUE(waitFor([&] { return center_.delivered.size() == 3; }));
+    MainThread::shared().runPending();
+    EXPECT_EQ(center_.delivered.size(), 2U) << "of another colour alone nobody is notified";
+    edited->searchItem()->setIgnoreCase(false);
+    rules().updateRule(edited, 0);
+    ASSERT_TRUE(waitFor([&] {
+        colorOf(0);
+        return center_.delivered.size() == 3;
+    }));
     EXPECT_EQ(center_.delivered.back().title, u"Rule '1' matched"_s);
 
     MainThread::shared().runPending();
@@ -157,6 +164,26 @@ TEST_F(RuleFollowingTest, TheDefaultActionHidesAndShowsAtOnce) {
     EXPECT_FALSE(isHidden(0));
     source_->setDefaultLineAction(DefaultFilterLineAction::show);
     EXPECT_TRUE(waitFor([&] { return !isHidden(1); }));
+}
+
+TEST_F(RuleFollowingTest, OfASlowRuleTheUserIsToldOnce) {
+    const auto slow = addRule(u"^(\\S+\\s*)+[#%]"_s, Qt::red, true);
+    slow->searchItem()->setRegex(true);
+    rules().updateRule(slow, 0);
+    open();
+    reader_->setPrefix(u"2026-11-22 06:59:01 INFO worker-7 a request has finished: "_s);
+    QStringList texts;
+    const auto token =
+        NotificationCenter::shared().observe(notification::globalUserUpdate, [&](const Notification& posted) {
+            EXPECT_EQ(posted.sender, document_.get());
+            texts.append(std::any_cast<QString>(posted.object));
+        });
+    ASSERT_TRUE(waitFor([&] { return colorOf(0) && colorOf(5000) && texts.size() == 1; }));
+    EXPECT_TRUE(texts[0].contains(u"too slow for this file"_s)) << texts[0].toStdString();
+    source_->invalidateRows();
+    source_->loadPage(1, false);
+    MainThread::shared().runPending();
+    EXPECT_EQ(texts.size(), 1);
 }
 
 TEST_F(RuleFollowingTest, AResetDropsTheRules) {

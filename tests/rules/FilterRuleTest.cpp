@@ -1,9 +1,11 @@
 #include "rules/FilterRule.h"
 
 #include "core/search/SearchItem.h"
+#include "rules/FakeTailDataSource.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/QuickHighlightFilterRule.h"
+#include "rules/RuleEnforcer.h"
 #include "support/PreferencesTest.h"
 
 #include <gtest/gtest.h>
@@ -26,57 +28,35 @@ protected:
     }
 };
 
-TEST_F(RulesTest, ColoursCoverTheLineAndTheStyleOnlyTheMatches) {
-    const HighlightRule rule(true, true, true, Qt::red, Qt::yellow);
-    AttributedString line(u"ab error cd error"_s);
-    rule.applyHighlight(line, {{3, 5}, {12, 5}});
-
-    const QFont plain = Preferences::shared().logViewFont();
-    for (int i = 0; i < line.length(); ++i) {
-        SCOPED_TRACE(i);
-        const bool isMatch = (i >= 3 && i < 8) || i >= 12;
-        EXPECT_EQ(colorAt(line, attribute::foreground, i), QColor(Qt::red));
-        EXPECT_EQ(colorAt(line, attribute::background, i), Preferences::shared().logViewBackground());
-        EXPECT_EQ(fontAt(line, i).family(), plain.family());
-        EXPECT_EQ(fontAt(line, i).bold(), isMatch);
-        EXPECT_EQ(fontAt(line, i).italic(), isMatch);
-        EXPECT_EQ(isUnderlinedAt(line, i), isMatch);
-    }
-}
-
-TEST_F(RulesTest, EachStyleIsAppliedOnItsOwn) {
-    for (int styles = 0; styles < 8; ++styles) {
-        const bool bold = styles & 1;
-        const bool italic = styles & 2;
-        const bool underline = styles & 4;
-        SCOPED_TRACE(styles);
-        AttributedString line(u"match"_s);
-        HighlightRule(bold, italic, underline, Qt::red, Qt::yellow).applyHighlight(line, {{0, 5}});
-        EXPECT_EQ(fontAt(line, 2).bold(), bold);
-        EXPECT_EQ(fontAt(line, 2).italic(), italic);
-        EXPECT_EQ(isUnderlinedAt(line, 2), underline);
-    }
-}
-
-TEST_F(RulesTest, TheViewsBackgroundHidesTheRulesOwnUntilSwitchedOff) {
+// Rows are painted for many rules at once, the operation of a rule by itself: both look the same.
+TEST_F(RulesTest, ARulePaintsALineAsRowsArePainted) {
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
-    HighlightRule rule(false, false, false, Qt::red, Qt::yellow);
-    AttributedString line(u"x"_s);
-    rule.applyHighlight(line, {{0, 1}});
-    EXPECT_EQ(colorAt(line, attribute::background, 0), QColor(1, 2, 3));
-    rule.setUseViewBackground(false);
-    rule.applyHighlight(line, {{0, 1}});
-    EXPECT_EQ(colorAt(line, attribute::background, 0), QColor(Qt::yellow));
-}
-
-TEST_F(RulesTest, ALaterRulePaintsOverTheColoursOfAnEarlierOne) {
-    AttributedString line(u"first second"_s);
-    HighlightRule(false, false, true, Qt::red, Qt::white).applyHighlight(line, {{0, 5}});
-    HighlightRule(false, true, false, Qt::blue, Qt::white).applyHighlight(line, {{6, 6}});
-    EXPECT_EQ(colorAt(line, attribute::foreground, 0), QColor(Qt::blue));
-    EXPECT_TRUE(isUnderlinedAt(line, 0));
-    EXPECT_FALSE(fontAt(line, 0).italic());
-    EXPECT_TRUE(fontAt(line, 6).italic());
+    const QString text = u"ab error cd error"_s;
+    test::FakeTailDataSource source(fileUrlFromPath("/log"));
+    for (int variant = 0; variant < 16; ++variant) {
+        SCOPED_TRACE(variant);
+        const auto look =
+            std::make_shared<HighlightRule>(variant & 1, variant & 2, variant & 4, Qt::red, Qt::yellow);
+        look->setUseViewBackground(variant & 8);
+        const auto rule = std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(u"error"_s), look,
+                                                       NotificationRule::defaultRule());
+        AttributedString line(text);
+        rule->applyHighlight(line, rule->matchRanges(text));
+        RuleEnforcer enforcer(source);
+        enforcer.addRule(rule);
+        const AttributedString row = enforcer.applyRules(0, text);
+        for (int i = 0; i < text.size(); ++i) {
+            const bool isMatch = (i >= 3 && i < 8) || i >= 12;
+            EXPECT_EQ(fontAt(line, i).bold(), isMatch && look->bold());
+            EXPECT_EQ(fontAt(line, i), fontAt(row, i));
+            EXPECT_EQ(isUnderlinedAt(line, i), isUnderlinedAt(row, i));
+            EXPECT_EQ(colorAt(row, attribute::foreground, i), QColor(Qt::red));
+            EXPECT_EQ(colorAt(row, attribute::background, i),
+                      variant & 8 ? QColor(1, 2, 3) : QColor(Qt::yellow));
+            for (const auto name : {attribute::foreground, attribute::background})
+                EXPECT_EQ(colorAt(line, name, i), colorAt(row, name, i));
+        }
+    }
 }
 
 TEST_F(RulesTest, PaintingAnEmptyLineOrTextDoesNothing) {
@@ -110,15 +90,6 @@ TEST_F(RulesTest, ADescriptionSaysWhatTheRuleDoes) {
     EXPECT_EQ(rule.description(),
               u"Filter: Search: 100% %1, Hide=true, Highlight: Highlight: Bold? false, Italic? true, "
               "Underline: false, fg color: #ffff0000, bg color: #ffffffff"_s);
-}
-
-TEST_F(RulesTest, EveryRuleHasAnIdentityOfItsOwn) {
-    const QuickHighlightFilterRule one(u"x"_s);
-    const QuickHighlightFilterRule other(u"x"_s);
-    EXPECT_FALSE(one.id().isNull());
-    EXPECT_NE(one.id(), other.id());
-    EXPECT_EQ(one.notificationRule(), other.notificationRule());
-    EXPECT_FALSE(one.notificationRule()->enabled());
 }
 
 TEST_F(RulesTest, QuickHighlightColoursTheSelectedTextAndLeavesTheRest) {

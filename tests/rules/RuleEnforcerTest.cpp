@@ -1,6 +1,8 @@
 #include "rules/RuleEnforcer.h"
 
+#include "core/NotificationNames.h"
 #include "core/search/SearchItem.h"
+#include "foundation/notices/NotificationCenter.h"
 #include "rules/FakeTailDataSource.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
@@ -237,13 +239,6 @@ TEST_F(RuleEnforcerTest, OnceTellsOfOneLineUntilTheRuleIsUpdatedOrCleared) {
     EXPECT_FALSE(enforcer_.updateRule(once));
 }
 
-TEST_F(RuleEnforcerTest, AlwaysTellsOfEachLineOnceHoweverOftenItIsRead) {
-    enforcer_.addRule(notifyingRule(u"error"_s, Frequency::Always));
-    for (const qint64 line : {5, 5, 6, 5})
-        enforcer_.applyRules(line, u"error"_s);
-    EXPECT_EQ(told(), (Lines{6, 7}));
-}
-
 TEST_F(RuleEnforcerTest, ARuleAddedTwiceRunsTwiceAndTellsOnce) {
     const auto twice = notifyingRule(u"error"_s, Frequency::Always);
     enforcer_.addRule(twice);
@@ -291,10 +286,64 @@ TEST_F(RuleEnforcerTest, ChangingOneRuleLeavesTheBookkeepingOfTheOthers) {
     EXPECT_EQ(told().size(), 2U);
     EXPECT_FALSE(enforcer_.setActiveRules({kept, changed})) << "nothing has changed";
 
+    changed->highlightRule()->setForeground(Qt::magenta);
+    EXPECT_TRUE(enforcer_.setActiveRules({kept, changed}));
+    EXPECT_EQ(enforcer_.applyRules(1, u"error"_s).attributesAt(0)->color(attribute::foreground),
+              QColor(Qt::magenta));
+    EXPECT_EQ(told().size(), 2U) << "only the look has changed";
+
     changed->searchItem()->setIgnoreCase(false);
     EXPECT_TRUE(enforcer_.setActiveRules({changed, kept}));
     enforcer_.applyRules(1, u"error"_s);
     EXPECT_EQ(told().size(), 3U);
+}
+
+TEST_F(RuleEnforcerTest, ALineThatARuleGaveUpOnIsShownMarkedAndCounted) {
+    const auto slow = notifyingRule(u"^(\\S+\\s*)+[#%]"_s, Frequency::Always);
+    slow->searchItem()->setRegex(true);
+    slow->setHide(true);
+    const auto other = notifyingRule(u"urgent"_s, Frequency::Always);
+    enforcer_.setActiveRules({slow, other});
+    source_.setDefaultLineAction(DefaultFilterLineAction::hide);
+    QStringList keys;
+    const auto token =
+        NotificationCenter::shared().observe(notification::slowRulesChanged, [&](const Notification& posted) {
+            keys.append(std::any_cast<QString>(posted.object));
+        });
+
+    const QString endless = u"2026-11-22 06:59:01 INFO an urgent request of a worker has finished"_s;
+    const AttributedString line = enforcer_.applyRules(7, endless);
+    EXPECT_TRUE(isMarked(line, attribute::givenUpLine));
+    EXPECT_FALSE(isMarked(line, attribute::hideLine));
+    const AttributedString unclaimed = enforcer_.applyRules(8, QString(endless).remove(u"urgent"_s));
+    EXPECT_TRUE(isMarked(unclaimed, attribute::givenUpLine));
+    EXPECT_FALSE(isMarked(unclaimed, attribute::hideLine)) << "hidden as if no rule claimed it";
+    EXPECT_TRUE(isHidden(u"quick"_s));
+    EXPECT_EQ(told(), Lines{8}) << "of the other rule only";
+    EXPECT_EQ(keys.value(0), u"file:///logs/a%20b.log"_s);
+    const auto countOfSlow = [this] {
+        const auto slowRules = enforcer_.slowRules();
+        return slowRules.empty() ? 0 : slowRules.front().lineCount;
+    };
+    EXPECT_EQ(countOfSlow(), 2);
+    enforcer_.applyRules(7, endless);
+    EXPECT_EQ(countOfSlow(), 2) << "a line is counted as often as it is read";
+    enforcer_.applyRules(7, u"quick"_s);
+    EXPECT_EQ(countOfSlow(), 1) << "another line stands there now";
+
+    slow->highlightRule()->setBold(true);
+    enforcer_.setActiveRules({slow, other});
+    EXPECT_EQ(countOfSlow(), 1);
+    told();
+    keys.clear();
+    enforcer_.contentForgotten();
+    EXPECT_EQ(countOfSlow(), 0);
+    enforcer_.applyRules(0, endless);
+    slow->searchItem()->setSearchStr(u"[#%]"_s);
+    enforcer_.setActiveRules({slow, other});
+    EXPECT_EQ(countOfSlow(), 0);
+    told();
+    EXPECT_EQ(keys.size(), 3);
 }
 
 TEST_F(RuleEnforcerTest, APassKeepsTheRulesItStartedFromAndTellsNothingOfChangedOnes) {

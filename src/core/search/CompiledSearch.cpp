@@ -48,10 +48,15 @@ CompiledSearch::CompiledSearch(const SearchItem& item)
     }
 }
 
-std::vector<TextRange> CompiledSearch::Matcher::matchRanges(const SearchedLine& line) {
+MatchOutcome CompiledSearch::Matcher::match(const SearchedLine& line, MatchBudget& budget) {
     if (search_.searchStr_.isEmpty())
         return {};
-    return search_.isRegex_ ? regexRanges(line) : plainRanges(line);
+    return search_.isRegex_ ? matchRegex(line, budget) : MatchOutcome{plainRanges(line)};
+}
+
+std::vector<TextRange> CompiledSearch::Matcher::matchRanges(const SearchedLine& line) {
+    MatchBudget budget;
+    return match(line, budget).ranges;
 }
 
 std::vector<TextRange> CompiledSearch::Matcher::plainRanges(const SearchedLine& line) const {
@@ -66,14 +71,14 @@ std::vector<TextRange> CompiledSearch::Matcher::plainRanges(const SearchedLine& 
     return ranges;
 }
 
-std::vector<TextRange> CompiledSearch::Matcher::regexRanges(const SearchedLine& line) {
+MatchOutcome CompiledSearch::Matcher::matchRegex(const SearchedLine& line, MatchBudget& budget) {
     if (!search_.texts_.empty() && search_.canRelyOnAscii(line) &&
         std::none_of(search_.texts_.begin(), search_.texts_.end(),
                      [&](const AsciiSearch& text) { return text.find(line.text()) >= 0; }))
         return {};
     if (!regex_)
         regex_ = matching::clone(search_.regex_);
-    return matching::regexRanges(regex_.get(), line.text());
+    return matching::matchRegex(*regex_, line.text(), budget);
 }
 
 } // namespace korvane

@@ -33,19 +33,24 @@ class CompiledSearch {
 public:
     explicit CompiledSearch(const SearchItem& item);
 
+    bool isRegex() const { return isRegex_; }
+
     /// What one thread needs to run the search.
     class Matcher {
     public:
         /// The search must outlive the matcher.
         explicit Matcher(const CompiledSearch& search) : search_(search) {}
+        /// Texts cost nothing that is counted, nor does a line that holds none of what a pattern requires.
+        MatchOutcome match(const SearchedLine& line, MatchBudget& budget);
+        /// With a budget of the line's own.
         std::vector<TextRange> matchRanges(const SearchedLine& line);
 
     private:
         std::vector<TextRange> plainRanges(const SearchedLine& line) const;
-        std::vector<TextRange> regexRanges(const SearchedLine& line);
+        MatchOutcome matchRegex(const SearchedLine& line, MatchBudget& budget);
 
         const CompiledSearch& search_;
-        matching::Regex regex_{nullptr, &uregex_close}; // made when the first line needs it
+        std::optional<matching::Regex> regex_; // made when the first line needs it
     };
 
 private:
@@ -54,7 +59,7 @@ private:
     QString searchStr_;
     bool ignoreCase_;
     bool isRegex_;
-    matching::Regex regex_{nullptr, &uregex_close};
+    matching::Regex regex_;
     /// A plain search: its text, if it is ASCII. A regular expression: texts of which every match holds one;
     /// empty when nothing is known.
     std::vector<AsciiSearch> texts_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/text/AttributedString.h"
+#include "core/search/MatchBudget.h"
 
 #include <unicode/uregex.h>
 
@@ -14,15 +14,22 @@ namespace korvane {
 /// How texts and patterns are found in a line. All matches are ascending, without overlap and not empty.
 namespace matching {
 
-using Regex = std::unique_ptr<URegularExpression, decltype(&uregex_close)>;
+/// A compiled pattern, or none when it is not valid.
+struct Regex {
+    std::unique_ptr<URegularExpression, decltype(&uregex_close)> expression{nullptr, &uregex_close};
+    /// Comparing with an earlier group is one step of the engine, however long the group is.
+    bool refersBack = false;
+    bool ignoresCase = false;
+};
 
-/// Null when the pattern is not valid.
 Regex compile(const QString& pattern, bool ignoreCase);
-/// A matcher of its own for another thread; null for null.
+/// A matcher of its own for another thread.
 Regex clone(const Regex& regex);
 
-/// A pattern that is too slow or too deep for a line does not match it. One thread at a time a matcher.
-std::vector<TextRange> regexRanges(URegularExpression* matcher, const QString& line);
+/// A pattern that is not valid matches nothing. One that refers back sees the first 16,384 units of a line
+/// only, and gives up a line that repeats itself so much that the engine could not be stopped in time. One
+/// thread at a time a matcher.
+MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& budget);
 /// Precondition: `text` is not empty.
 std::vector<TextRange> plainRanges(const QString& line, const QString& text, Qt::CaseSensitivity sensitivity);
 

@@ -20,7 +20,7 @@ struct RegexKey {
 /// Patterns compiled lately, newest first. Small, so that searching it costs nothing.
 class RegexCache {
 public:
-    /// The expression of the pattern, compiled by `make` if need be; null when the pattern is not valid.
+    /// The expression of the pattern, compiled by `make` if need be.
     template <typename Make>
     const Regex& find(const RegexKey& key, Make make) {
         for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
@@ -41,7 +41,7 @@ private:
 };
 
 /// A matcher of this thread's own; valid until the thread's next call.
-URegularExpression* matcherFor(const RegexKey& key) {
+const Regex& matcherFor(const RegexKey& key) {
     thread_local RegexCache ofThread;
     const auto cloned = [](const RegexKey& wanted) {
         static std::mutex mutex;
@@ -51,7 +51,7 @@ URegularExpression* matcherFor(const RegexKey& key) {
             return matching::compile(missing.pattern, missing.ignoreCase);
         }));
     };
-    return ofThread.find(key, cloned).get();
+    return ofThread.find(key, cloned);
 }
 
 } // namespace
@@ -59,8 +59,10 @@ URegularExpression* matcherFor(const RegexKey& key) {
 std::vector<TextRange> SearchItem::matchRanges(const QString& line) const {
     if (searchStr_.isEmpty())
         return {};
-    if (regex_)
-        return matching::regexRanges(matcherFor({searchStr_, ignoreCase_}), line);
+    if (regex_) {
+        MatchBudget budget;
+        return matching::matchRegex(matcherFor({searchStr_, ignoreCase_}), line, budget).ranges;
+    }
     return matching::plainRanges(line, searchStr_, ignoreCase_ ? Qt::CaseInsensitive : Qt::CaseSensitive);
 }
 

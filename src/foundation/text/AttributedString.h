@@ -34,6 +34,8 @@ inline constexpr int singleUnderline = 1;
 inline constexpr std::string_view hideLine = "HideLine";
 inline constexpr std::string_view showOnlyLine = "ShowOnlyLine";
 inline constexpr std::string_view filterType = "FilterType";
+/// A rule has given the line up, and whether it matches is not known.
+inline constexpr std::string_view givenUpLine = "GivenUpLine";
 } // namespace attribute
 
 /// The null object (std::monostate), a boolean mark, an underline style, a colour or a font.

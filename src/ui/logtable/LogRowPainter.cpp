@@ -143,6 +143,7 @@ void LogRowPainter::paintLine(const RowPlaces::VisibleRow& row, const QRectF& ar
                                     : readableOn({groundOf(state)}, colors_.text));
     widestLine_ = std::max(widestLine_, view.layout->width());
     paintCutBadge(area, view);
+    paintGivenUpBar(area, view);
 }
 
 void LogRowPainter::paintCaret(const QRectF& character, const QColor& color) {
@@ -190,6 +191,13 @@ void LogRowPainter::paintCutBadge(const QRectF& area, const CellView& view) {
     painter_.setPen(Qt::white);
     painter_.setFont(small);
     painter_.drawText(badge, Qt::AlignCenter, text);
+}
+
+void LogRowPainter::paintGivenUpBar(const QRectF& area, const CellView& view) {
+    const Attributes* const first = view.row->line.attributesAt(0);
+    if (first && first->isMarked(attribute::givenUpLine))
+        painter_.fillRect(QRectF(area.left() + 1, area.top() + 1, 3, area.height() - 2),
+                          QColor(0xB2, 0x5E, 0x00));
 }
 
 void LogRowPainter::paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows) {

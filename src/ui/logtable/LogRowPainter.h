@@ -71,6 +71,8 @@ private:
     void paintCaret(const QRectF& character, const QColor& color);
     void paintNotice(const QPointF& baseline, const QString& text, const QColor& ground);
     void paintCutBadge(const QRectF& area, const CellView& view);
+    /// Beside a line that a rule has given up.
+    void paintGivenUpBar(const QRectF& area, const CellView& view);
 
     QPainter& painter_;
     LogTableViewDelegate& delegate_;

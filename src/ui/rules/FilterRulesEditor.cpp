@@ -13,12 +13,13 @@
 #include "rules/NotificationRule.h"
 #include "rules/RuleSwitch.h"
 #include "ui/rules/RuleForm.h"
+#include "ui/rules/RuleImport.h"
 #include "ui/rules/RuleItemDelegate.h"
+#include "ui/rules/SlowRules.h"
 
 #include <QApplication>
 #include <QComboBox>
 #include <QDialogButtonBox>
-#include <QEvent>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -29,12 +30,16 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <chrono>
 
 namespace korvane {
 namespace {
 
 constexpr QSize firstSize(820, 560);
 constexpr int listWidth = 320;
+/// Characters.
+constexpr qsizetype longestToolTip = 1000;
+constexpr auto visibleLinesInterval = std::chrono::milliseconds(200);
 
 std::shared_ptr<FilterRule> copyOf(const FilterRule& rule) {
     auto item = std::make_shared<SearchItem>(rule.searchItem()->searchStr());
@@ -70,15 +75,19 @@ FilterRulesEditor::FilterRulesEditor(AlertPresenter& alerts, QWidget* parent)
     layout->addWidget(makeDocumentRow());
     layout->addWidget(buttons);
 
-    connect(form_, &RuleForm::ruleChanged, this, [this] { ruleEdited(); });
+    connect(form_, &RuleForm::ruleChanged, this, [this](const auto& rule) { ruleEdited(rule); });
+    connect(&visibleLinesTimer_, &QTimer::timeout, this, [this] { followVisibleLines(); });
     auto& center = NotificationCenter::shared();
     tokens_.push_back(center.observe(notification::filterManager,
                                      [this](const Notification&) { handleFiltersManagerNotification(); }));
-    tokens_.push_back(center.observe(notification::activeRulesChanged, [this](const Notification& posted) {
-        const auto* key = std::any_cast<QString>(&posted.object);
-        if (key && *key == docKey())
+    for (const QString& name : {notification::activeRulesChanged, notification::slowRulesChanged})
+        tokens_.push_back(center.observe(name, [this](const Notification& posted) {
+            const auto* key = std::any_cast<QString>(&posted.object);
+            if (!key || *key != docKey())
+                return;
+            updateDocumentRow();
             handleFiltersManagerNotification();
-    }));
+        }));
     showRules();
     list_->setCurrentRow(0);
 }
@@ -88,6 +97,7 @@ QWidget* FilterRulesEditor::makeList() {
     list_ = new QListWidget(side);
     list_->setAccessibleName(tr("Rules"));
     list_->setUniformItemSizes(true);
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff); // long texts are elided
     list_->setItemDelegate(new RuleItemDelegate(list_));
     auto* add = new QPushButton(tr("&Add"), side);
     duplicate_ = new QPushButton(tr("Du&plicate"), side);
@@ -192,12 +202,16 @@ void FilterRulesEditor::showRules() {
     isBusy_ = true;
     const int current = list_->currentRow();
     const auto& rules = FiltersManager::shared().rules();
+    const std::vector<SlowRule> slowRules = slowRulesOf(document_.lock().get());
     while (list_->count() > static_cast<int>(rules.size()))
         delete list_->takeItem(list_->count() - 1);
     while (list_->count() < static_cast<int>(rules.size()))
         list_->addItem(new QListWidgetItem);
-    for (int i = 0; i < list_->count(); ++i)
-        showItem(*list_->item(i), *rules[static_cast<std::size_t>(i)]);
+    for (int i = 0; i < list_->count(); ++i) {
+        const FilterRule& rule = *rules[static_cast<std::size_t>(i)];
+        const auto slow = std::ranges::find(slowRules, rule.id(), &SlowRule::id);
+        showItem(*list_->item(i), rule, slow == slowRules.end() ? nullptr : &*slow);
+    }
     list_->setCurrentRow(std::clamp(current, rules.empty() ? -1 : 0, list_->count() - 1));
     isBusy_ = false;
     const auto shown = FiltersManager::shared().rule(list_->currentRow());
@@ -205,12 +219,21 @@ void FilterRulesEditor::showRules() {
         currentRuleChanged();
 }
 
-void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule) const {
+void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, const SlowRule* slow) const {
     const AttributedString preview = rule.previewSearchStr();
     const QString& text = preview.string();
+    QStringList remarks;
+    if (rule.hide())
+        remarks.append(tr("hidden"));
+    if (slow)
+        remarks.append(tr("too slow for this file"));
     const QString shown = text.isEmpty() ? tr("(no text)") : text;
-    item.setText(rule.hide() ? tr("%1   — hidden").arg(shown) : shown);
-    item.setToolTip(text);
+    const QString remark =
+        remarks.isEmpty() ? QString() : QStringLiteral("   — ") + remarks.join(QStringLiteral(", "));
+    item.setText(shown + remark);
+    item.setData(RuleItemDelegate::remarkRole, remark);
+    item.setToolTip(slow ? QStringLiteral("%1\n\n%2").arg(text.left(longestToolTip), explanationOf(*slow))
+                         : text.left(longestToolTip));
     // On a ground of its own, whatever the desktop's theme: the rule's colours are made for it.
     QColor background = Preferences::shared().logViewBackground();
     QColor foreground = Preferences::shared().logViewForeground();
@@ -239,17 +262,21 @@ void FilterRulesEditor::currentRuleChanged() {
     delete_->setEnabled(rule != nullptr);
     duplicate_->setEnabled(rule != nullptr);
     form_->setRule(rule);
+    followVisibleLines();
+}
+
+void FilterRulesEditor::followVisibleLines() {
     form_->setVisibleLines(visibleLines_ ? visibleLines_() : QStringList());
 }
 
-void FilterRulesEditor::changeEvent(QEvent* event) {
-    // The screen behind may have been scrolled meanwhile.
-    if (event->type() == QEvent::ActivationChange && isActiveWindow())
-        form_->setVisibleLines(visibleLines_ ? visibleLines_() : QStringList());
-    QDialog::changeEvent(event);
+void FilterRulesEditor::showEvent(QShowEvent* event) {
+    followVisibleLines();
+    visibleLinesTimer_.start(visibleLinesInterval);
+    QDialog::showEvent(event);
 }
 
 void FilterRulesEditor::hideEvent(QHideEvent* event) {
+    visibleLinesTimer_.stop();
     form_->commitTyping();
     QDialog::hideEvent(event);
 }
@@ -265,18 +292,19 @@ void FilterRulesEditor::itemChanged(const QListWidgetItem& item) {
     isBusy_ = false;
 }
 
-void FilterRulesEditor::ruleEdited() {
+void FilterRulesEditor::ruleEdited(const std::shared_ptr<FilterRule>& rule) {
     const auto& rules = FiltersManager::shared().rules();
-    const auto place = std::find(rules.begin(), rules.end(), form_->rule());
+    const auto place = std::find(rules.begin(), rules.end(), rule);
     if (place != rules.end())
         FiltersManager::shared().updateRule(*place, place - rules.begin());
 }
 
 void FilterRulesEditor::addRule(const QString& searchText) {
     form_->commitTyping();
-    auto rule =
-        std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(searchText),
-                                     std::make_shared<HighlightRule>(), NotificationRule::defaultRule());
+    auto look = std::make_shared<HighlightRule>();
+    look->setForeground(Preferences::shared().logViewForeground());
+    auto rule = std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(searchText), std::move(look),
+                                             NotificationRule::defaultRule());
     FiltersManager::shared().addRule(rule);
     if (!docKey().isEmpty())
         switchRule(rule->id(), docKey(), true);
@@ -326,14 +354,11 @@ void FilterRulesEditor::deleteRule(const std::shared_ptr<FilterRule>& rule) {
 
 void FilterRulesEditor::importFrom(const QString& path) {
     form_->commitTyping();
-    const auto imported = FiltersManager::shared().importRules(path);
-    if (!imported) {
-        alerts_.present(
-            {Alert::Kind::Error, tr("The rules cannot be imported."), imported.error().userText, {}, {}},
-            this, {});
-        return;
-    }
-    list_->setCurrentRow(list_->count() - 1);
+    QPointer<FilterRulesEditor> self(this);
+    importRules(path, alerts_, this, [self] {
+        if (self)
+            self->list_->setCurrentRow(self->list_->count() - 1);
+    });
 }
 
 void FilterRulesEditor::exportTo(const QString& path) {

@@ -3,6 +3,7 @@
 #include "foundation/notices/NotificationCenter.h"
 
 #include <QDialog>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -20,6 +21,7 @@ class AlertPresenter;
 class Document;
 class FilterRule;
 class RuleForm;
+struct SlowRule;
 
 /// The window in which all rules are kept and switched on and off for the document of the window last used.
 /// Every change is saved and reaches the open documents at once. Main thread; needs the shared rule stores.
@@ -36,11 +38,12 @@ public:
     void addRule(const QString& searchText);
 
     /// Reads or writes rules as a file of their own. Also reached by the buttons, which ask for the file.
+    /// Before rules are added that the list has already, the user is asked.
     void importFrom(const QString& path);
     void exportTo(const QString& path);
 
 protected:
-    void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
 
 private:
@@ -48,10 +51,11 @@ private:
     QWidget* makeDocumentRow();
     void handleFiltersManagerNotification();
     void showRules();
-    void showItem(QListWidgetItem& item, const FilterRule& rule) const;
+    void showItem(QListWidgetItem& item, const FilterRule& rule, const SlowRule* slow) const;
     void itemChanged(const QListWidgetItem& item);
     void currentRuleChanged();
-    void ruleEdited();
+    void ruleEdited(const std::shared_ptr<FilterRule>& rule);
+    void followVisibleLines();
     void duplicateRule();
     void askToDelete();
     void deleteRule(const std::shared_ptr<FilterRule>& rule);
@@ -69,6 +73,8 @@ private:
     QComboBox* defaultAction_;
     /// The list is being filled, or is itself the cause of a change.
     bool isBusy_ = false;
+    /// Looks whether other lines are on the screen, while the editor is shown.
+    QTimer visibleLinesTimer_;
     std::vector<NotificationToken> tokens_;
 };
 

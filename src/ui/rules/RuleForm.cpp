@@ -1,8 +1,9 @@
 #include "ui/rules/RuleForm.h"
 
-#include "core/search/PatternFault.h"
+#include "core/Preferences.h"
 #include "core/search/SearchItem.h"
 #include "rules/FilterRule.h"
+#include "rules/FiltersManager.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "ui/widgets/ColorButton.h"
@@ -12,23 +13,45 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cmath>
 
 namespace korvane {
 namespace {
 
-using namespace std::chrono_literals;
+/// Least contrast at which text of usual size is easy to read.
+constexpr double leastContrast = 4.5;
 
-constexpr auto typingPause = 300ms;
+double luminance(const QColor& color) {
+    const auto linear = [](double part) {
+        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
+}
+
+/// From 1 to 21.
+double contrast(const QColor& one, const QColor& other) {
+    const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});
+    return (lighter + 0.05) / (darker + 0.05);
+}
 
 /// A red that can be read on the desktop's own ground.
 QColor faultColor(const QPalette& palette) {
     const bool isDark = palette.color(QPalette::Window).lightnessF() < 0.5F;
     return isDark ? QColor(0xFF, 0x7B, 0x72) : QColor(0xC0, 0x1C, 0x28);
+}
+
+/// A rule of the first start in its own colour, which is adapted to the background when it is painted.
+bool hasLevelColor(const FilterRule& rule) {
+    return std::ranges::any_of(FiltersManager::defaultRules(), [&rule](const auto& level) {
+        return level->searchItem()->searchStr() == rule.searchItem()->searchStr() &&
+               level->highlightRule()->foreground() == rule.highlightRule()->foreground();
+    });
 }
 
 QWidget* row(std::initializer_list<QWidget*> widgets) {
@@ -50,8 +73,6 @@ RuleForm::RuleForm(QWidget* parent) : QWidget(parent) {
     layout->addWidget(makeStyleFields());
     layout->addWidget(makeNotificationFields());
     layout->addStretch();
-    typing_.setSingleShot(true);
-    connect(&typing_, &QTimer::timeout, this, [this] { commitTyping(); });
     setRule(nullptr);
 }
 
@@ -76,21 +97,20 @@ QWidget* RuleForm::makeSearchFields() {
     layout->addRow({}, hint_);
     layout->addRow(tr("Acti&on:"), action_);
 
-    connect(searchText_, &QLineEdit::textEdited, this, [this] {
-        updateHint();
-        typing_.start(typingPause);
-    });
+    searchText_->installEventFilter(this);
+    connect(searchText_, &QLineEdit::textEdited, this, [this] { updateHint(); });
     connect(searchText_, &QLineEdit::editingFinished, this, [this] { commitTyping(); });
-    connect(regex_, &QCheckBox::toggled, this, [this](bool on) {
-        commitTyping();
-        change([on](FilterRule& rule) { rule.searchItem()->setRegex(on); });
-        updateHint();
-    });
-    connect(ignoreCase_, &QCheckBox::toggled, this, [this](bool on) {
-        commitTyping();
-        change([on](FilterRule& rule) { rule.searchItem()->setIgnoreCase(on); });
-        updateHint();
-    });
+    for (const auto& [checkBox, setter] :
+         {std::pair(regex_, &SearchItem::setRegex), std::pair(ignoreCase_, &SearchItem::setIgnoreCase)}) {
+        connect(checkBox, &QCheckBox::toggled, this, [this, setter = setter](bool on) {
+            // What is typed belongs to it, even where the field keeps the focus.
+            change([this, on, setter](FilterRule& rule) {
+                rule.searchItem()->setSearchStr(searchText_->text());
+                ((*rule.searchItem()).*setter)(on);
+            });
+            updateHint();
+        });
+    }
     connect(action_, &QComboBox::currentIndexChanged, this,
             [this](int index) { change([index](FilterRule& rule) { rule.setHide(index == 1); }); });
     return box;
@@ -108,6 +128,9 @@ QWidget* RuleForm::makeStyleFields() {
     layout->addRow(tr("Found text:"), row({bold_, italic_, underline_}));
     layout->addRow(tr("Line's text:"), row({foreground_}));
     layout->addRow(tr("Line's background:"), row({background_, useViewBackground_}));
+    contrastWarning_ = new QLabel(tr("This text is hard to read on its background."), box);
+    contrastWarning_->setWordWrap(true);
+    layout->addRow({}, contrastWarning_);
 
     using Setter = void (HighlightRule::*)(bool);
     for (const auto& [box_, setter] :
@@ -115,18 +138,12 @@ QWidget* RuleForm::makeStyleFields() {
           std::pair<QCheckBox*, Setter>(italic_, &HighlightRule::setItalic),
           std::pair<QCheckBox*, Setter>(underline_, &HighlightRule::setUnderline)}) {
         connect(box_, &QCheckBox::toggled, this, [this, setter = setter](bool on) {
-            change([on, setter](FilterRule& rule) { (rule.highlightRule().get()->*setter)(on); });
+            changeLook([on, setter](HighlightRule& look) { (look.*setter)(on); });
         });
     }
-    connect(foreground_, &ColorButton::colorChosen, this, [this](const QColor& color) {
-        change([&color](FilterRule& rule) { rule.highlightRule()->setForeground(color); });
-    });
-    connect(background_, &ColorButton::colorChosen, this, [this](const QColor& color) {
-        change([&color](FilterRule& rule) { rule.highlightRule()->setBackground(color); });
-    });
     connect(useViewBackground_, &QCheckBox::toggled, this, [this](bool on) {
         background_->setEnabled(!on);
-        change([on](FilterRule& rule) { rule.highlightRule()->setUseViewBackground(on); });
+        changeLook([on](HighlightRule& look) { look.setUseViewBackground(on); });
     });
     return box;
 }
@@ -159,9 +176,31 @@ void RuleForm::changeNotification() {
 
 void RuleForm::setRule(std::shared_ptr<FilterRule> rule) {
     commitTyping();
+    if (rule == rule_ && rule)
+        return;
     rule_ = std::move(rule);
     setEnabled(rule_ != nullptr);
     showRule();
+    bindColors();
+}
+
+void RuleForm::bindColors() {
+    const QString text = rule_ ? rule_->searchItem()->searchStr() : QString();
+    // The form may show another rule, or the rule have been deleted, when the colour is chosen.
+    for (const auto& [button, setter] : {std::pair(foreground_, &HighlightRule::setForeground),
+                                         std::pair(background_, &HighlightRule::setBackground)}) {
+        button->setTarget(text, [this, button = button, setter = setter,
+                                 bound = std::weak_ptr(rule_)](const QColor& color) {
+            const auto rule = bound.lock();
+            if (!rule)
+                return;
+            ((*rule->highlightRule()).*setter)(color);
+            Q_EMIT ruleChanged(rule);
+            if (rule == rule_)
+                button->setColor(color);
+            updateContrastWarning();
+        });
+    }
 }
 
 void RuleForm::showRule() {
@@ -183,9 +222,12 @@ void RuleForm::showRule() {
     frequency_->setEnabled(notify_->isChecked() || bounce_->isChecked());
     isFilling_ = false;
     updateHint();
+    updateContrastWarning();
 }
 
 void RuleForm::setVisibleLines(QStringList lines) {
+    if (lines == visibleLines_)
+        return;
     visibleLines_ = std::move(lines);
     updateHint();
 }
@@ -195,44 +237,90 @@ void RuleForm::editSearchText() {
     searchText_->selectAll();
 }
 
+bool RuleForm::isTyping() const {
+    return rule_ && rule_->searchItem()->searchStr() != searchText_->text();
+}
+
 void RuleForm::commitTyping() {
-    typing_.stop();
-    if (rule_ && rule_->searchItem()->searchStr() != searchText_->text())
-        change([this](FilterRule& rule) { rule.searchItem()->setSearchStr(searchText_->text()); });
+    if (!isTyping())
+        return;
+    change([this](FilterRule& rule) { rule.searchItem()->setSearchStr(searchText_->text()); });
+    bindColors();
+}
+
+bool RuleForm::eventFilter(QObject* watched, QEvent* event) {
+    const bool isKey = event->type() == QEvent::KeyPress || event->type() == QEvent::ShortcutOverride;
+    if (watched != searchText_ || !isKey || !isTyping() ||
+        static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
+        return QWidget::eventFilter(watched, event);
+    // Only the next Esc is for the window.
+    event->accept();
+    if (event->type() == QEvent::KeyPress) {
+        searchText_->setText(rule_->searchItem()->searchStr());
+        updateHint();
+    }
+    return true;
 }
 
 void RuleForm::change(const std::function<void(FilterRule&)>& change) {
     if (isFilling_ || !rule_)
         return;
     change(*rule_);
-    Q_EMIT ruleChanged();
+    Q_EMIT ruleChanged(rule_);
+}
+
+void RuleForm::changeLook(const std::function<void(HighlightRule&)>& change) {
+    this->change([&change](FilterRule& rule) { change(*rule.highlightRule()); });
+    updateContrastWarning();
+}
+
+// ---- What the user is told
+
+void RuleForm::showHint(const QString& text, bool isFault) {
+    QPalette hintPalette = palette();
+    if (isFault)
+        hintPalette.setColor(QPalette::WindowText, faultColor(palette()));
+    hint_->setPalette(hintPalette);
+    hint_->setText(text);
 }
 
 void RuleForm::updateHint() {
-    const QString text = searchText_->text();
-    const auto fault = regex_->isChecked() ? patternFault(text) : std::nullopt;
-    QPalette hintPalette = palette();
-    if (fault)
-        hintPalette.setColor(QPalette::WindowText, faultColor(palette()));
-    hint_->setPalette(hintPalette);
-    if (!rule_ || text.isEmpty()) {
-        hint_->setText(rule_ ? tr("An empty text matches nothing.") : QString());
+    counter_.cancel();
+    if (!rule_ || searchText_->text().isEmpty()) {
+        showHint(rule_ ? tr("An empty text matches nothing.") : QString());
         return;
     }
-    if (fault) {
-        hint_->setText(tr("This pattern matches nothing: %1.").arg(*fault));
-        return;
+    SearchItem draft(searchText_->text());
+    draft.setRegex(regex_->isChecked());
+    draft.setIgnoreCase(ignoreCase_->isChecked());
+    counter_.count(draft, visibleLines_,
+                   [this](const LineMatchCounter::Answer& answer) { showCount(answer); });
+}
+
+void RuleForm::showCount(const LineMatchCounter::Answer& answer) {
+    if (answer.patternFault)
+        showHint(tr("This pattern matches nothing: %1.").arg(*answer.patternFault), true);
+    else if (answer.givenUp > 0)
+        showHint(tr("Matches %1 of the %2 lines on the screen, and is too slow for %3 of them.")
+                     .arg(answer.matching)
+                     .arg(answer.lines)
+                     .arg(answer.givenUp),
+                 true);
+    else if (answer.lines > 0)
+        showHint(tr("Matches %1 of the %2 lines on the screen.").arg(answer.matching).arg(answer.lines));
+    else
+        showHint({});
+}
+
+void RuleForm::updateContrastWarning() {
+    bool isHardToRead = false;
+    if (rule_) {
+        const HighlightRule& look = *rule_->highlightRule();
+        const QColor background =
+            look.useViewBackground() ? Preferences::shared().logViewBackground() : look.background();
+        isHardToRead = !hasLevelColor(*rule_) && contrast(look.foreground(), background) < leastContrast;
     }
-    if (visibleLines_.isEmpty()) {
-        hint_->clear();
-        return;
-    }
-    SearchItem item(text);
-    item.setRegex(regex_->isChecked());
-    item.setIgnoreCase(ignoreCase_->isChecked());
-    const auto count = std::count_if(visibleLines_.begin(), visibleLines_.end(),
-                                     [&item](const QString& line) { return item.matches(line); });
-    hint_->setText(tr("Matches %1 of the %2 lines on the screen.").arg(count).arg(visibleLines_.size()));
+    contrastWarning_->setVisible(isHardToRead);
 }
 
 } // namespace korvane

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "rules/LineMatchCounter.h"
+
 #include <QStringList>
-#include <QTimer>
 #include <QWidget>
 
 #include <functional>
@@ -16,43 +17,53 @@ namespace korvane {
 
 class ColorButton;
 class FilterRule;
+class HighlightRule;
 
-/// The fields of one rule. Every change goes straight into the rule. Main thread.
+/// The fields of one rule. The text goes into the rule when its field is left or Return is pressed, and Esc
+/// restores it; every other change goes straight into the rule. Main thread.
 class RuleForm : public QWidget {
     Q_OBJECT
 
 public:
     explicit RuleForm(QWidget* parent = nullptr);
 
-    /// Shows the rule; none empties and disables the form.
+    /// Shows the rule, after what was typed has gone into the one before; null empties and disables the form.
     void setRule(std::shared_ptr<FilterRule> rule);
     const std::shared_ptr<FilterRule>& rule() const { return rule_; }
     /// The lines that the count of matches looks through: those on the screen.
     void setVisibleLines(QStringList lines);
     /// Puts the cursor into the search text, all of it selected.
     void editSearchText();
-    /// Takes what was typed last without waiting for the typing to pause.
+    /// Takes what was typed over into the rule.
     void commitTyping();
 
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 Q_SIGNALS:
-    /// The rule has been changed by the user.
-    void ruleChanged();
+    /// The user has changed the rule, which the form may not show any more.
+    void ruleChanged(const std::shared_ptr<FilterRule>& rule);
 
 private:
     QWidget* makeSearchFields();
     QWidget* makeStyleFields();
     QWidget* makeNotificationFields();
     void showRule();
+    void bindColors();
+    /// Says what is typed would find among the visible lines; counted in the background.
     void updateHint();
-    /// Runs `change` on the rule and tells of it, unless the form itself is being filled.
+    void showCount(const LineMatchCounter::Answer& answer);
+    void showHint(const QString& text, bool isFault = false);
+    void updateContrastWarning();
+    bool isTyping() const;
+    /// Runs `change` on the rule and reports it, unless the form itself is being filled.
     void change(const std::function<void(FilterRule&)>& change);
+    void changeLook(const std::function<void(HighlightRule&)>& change);
     void changeNotification();
 
     std::shared_ptr<FilterRule> rule_;
     QStringList visibleLines_;
     bool isFilling_ = false;
-    /// Typing is taken over when it pauses.
-    QTimer typing_;
+    LineMatchCounter counter_;
 
     QLineEdit* searchText_;
     QCheckBox* regex_;
@@ -65,6 +76,7 @@ private:
     ColorButton* foreground_;
     QCheckBox* useViewBackground_;
     ColorButton* background_;
+    QLabel* contrastWarning_;
     QCheckBox* notify_;
     QComboBox* frequency_;
     QCheckBox* bounce_;

@@ -3,6 +3,8 @@
 #include <QApplication>
 #include <QPainter>
 
+#include <algorithm>
+
 namespace korvane {
 namespace {
 
@@ -27,8 +29,11 @@ void RuleItemDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
     painter->setPen(index.data(textColorRole).value<QColor>());
     painter->setFont(item.font);
     const QRect inside = ground.adjusted(textMargin, 0, -textMargin, 0);
+    const QFontMetrics metrics(item.font);
+    const QString remark = index.data(remarkRole).toString();
+    const int room = std::max(0, inside.width() - metrics.horizontalAdvance(remark));
     painter->drawText(inside, Qt::AlignVCenter | Qt::TextSingleLine,
-                      QFontMetrics(item.font).elidedText(text, Qt::ElideRight, inside.width()));
+                      metrics.elidedText(text.chopped(remark.size()), Qt::ElideRight, room) + remark);
     painter->restore();
 }
 

@@ -1,7 +1,9 @@
 #include "ui/widgets/ColorButton.h"
 
-#include <QColorDialog>
+#include <QHideEvent>
 #include <QPainter>
+
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -32,15 +34,33 @@ void ColorButton::setColor(const QColor& color) {
     setIcon(icon);
 }
 
+void ColorButton::setTarget(const QString& subject, std::function<void(const QColor&)> chosen) {
+    subject_ = subject;
+    chosen_ = std::move(chosen);
+}
+
+void ColorButton::hideEvent(QHideEvent* event) {
+    if (dialog_ && !event->spontaneous())
+        dialog_->reject();
+    QToolButton::hideEvent(event);
+}
+
 void ColorButton::choose() {
-    auto* dialog = new QColorDialog(color_, this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowTitle(accessibleName());
-    connect(dialog, &QColorDialog::colorSelected, this, [this](const QColor& chosen) {
-        setColor(chosen);
-        Q_EMIT colorChosen(chosen);
+    if (dialog_)
+        dialog_->reject();
+    dialog_ = new QColorDialog(color_, this);
+    dialog_->setAttribute(Qt::WA_DeleteOnClose);
+    dialog_->setWindowTitle(subject_.isEmpty() ? accessibleName()
+                                               : tr("%1 of “%2”").arg(accessibleName(), subject_));
+    connect(dialog_, &QColorDialog::colorSelected, this, [this, chosen = chosen_](const QColor& color) {
+        if (chosen) {
+            chosen(color);
+            return;
+        }
+        setColor(color);
+        Q_EMIT colorChosen(color);
     });
-    dialog->open();
+    dialog_->open();
 }
 
 } // namespace korvane

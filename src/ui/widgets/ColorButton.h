@@ -1,11 +1,15 @@
 #pragma once
 
 #include <QColor>
+#include <QColorDialog>
+#include <QPointer>
 #include <QToolButton>
+
+#include <functional>
 
 namespace korvane {
 
-/// Shows a colour and lets the user choose another.
+/// Shows a colour and lets the user choose another, in a dialog that closes with the button's window.
 class ColorButton : public QToolButton {
     Q_OBJECT
 
@@ -15,15 +19,24 @@ public:
 
     const QColor& color() const { return color_; }
     void setColor(const QColor& color);
+    /// Where a colour goes that is chosen in a dialog opened from now on, in place of `colorChosen` and
+    /// whatever the button stands for by then. `subject` names it in the dialog's title; may be empty.
+    void setTarget(const QString& subject, std::function<void(const QColor&)> chosen);
 
 Q_SIGNALS:
-    /// The user chose another one.
+    /// The user chose another one, which the button shows.
     void colorChosen(const QColor& color);
+
+protected:
+    void hideEvent(QHideEvent* event) override;
 
 private:
     void choose();
 
     QColor color_;
+    QString subject_;
+    std::function<void(const QColor&)> chosen_;
+    QPointer<QColorDialog> dialog_;
 };
 
 } // namespace korvane

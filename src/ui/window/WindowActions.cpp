@@ -2,19 +2,16 @@
 
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
-#include "core/search/SearchItem.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
-#include "rules/FilterRule.h"
-#include "rules/FiltersManager.h"
-#include "rules/RuleSwitch.h"
 #include "ui/page/EncodingMenu.h"
 #include "ui/page/LogSearch.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
+#include "ui/rules/RulesMenu.h"
 #include "ui/tabs/DocumentTabs.h"
 #include "ui/widgets/Icons.h"
 #include "ui/window/MainToolBar.h"
@@ -31,7 +28,6 @@
 namespace korvane {
 namespace {
 
-constexpr int ruleTextWidth = 320;
 constexpr int recentFileWidth = 520;
 
 /// What an action does, and its key.
@@ -260,46 +256,17 @@ void WindowActions::makeRulesMenu() {
                       });
     hideUnclaimed_->setCheckable(true);
     rulesMenu_->addSeparator();
-    auto& center = NotificationCenter::shared();
-    for (const QString& name : {notification::filterManager, notification::activeRulesChanged})
-        tokens_.push_back(center.observe(name, [this](const Notification&) { showRules(); }));
+    ruleEntries_ = new RulesMenu(*rulesMenu_);
+    connect(ruleEntries_, &RulesMenu::editorRequested, this,
+            [this] { Q_EMIT window_.rulesEditorRequested({}); });
+    tokens_.push_back(NotificationCenter::shared().observe(notification::activeRulesChanged,
+                                                           [this](const Notification&) { showRules(); }));
 }
 
 void WindowActions::showRules() {
     MainWindowController* page = window_.currentPage();
-    const QString key = page ? page->document()->settingsId() : QString();
-    const auto& rules = FiltersManager::shared().rules();
-    while (rules_.size() > rules.size()) {
-        delete rules_.back();
-        rules_.pop_back();
-    }
-    while (rules_.size() < rules.size()) {
-        QAction* action = rulesMenu_->addAction(QString());
-        action->setCheckable(true);
-        connect(action, &QAction::triggered, this, [this, action] { toggleRule(action->data().toUuid()); });
-        // The first nine are at hand by their number.
-        if (rules_.size() < 9)
-            action->setShortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + rules_.size())));
-        rules_.push_back(action);
-    }
-    for (std::size_t i = 0; i < rules.size(); ++i) {
-        const FilterRule& rule = *rules[i];
-        const QString text =
-            window_.fontMetrics().elidedText(rule.searchItem()->searchStr(), Qt::ElideRight, ruleTextWidth);
-        rules_[i]->setText(QString(text).replace(u'&', QStringLiteral("&&")));
-        rules_[i]->setData(rule.id());
-        rules_[i]->setEnabled(page != nullptr);
-        rules_[i]->setChecked(isRuleActive(rule.id(), key));
-    }
+    ruleEntries_->setDocument(page ? page->document() : nullptr);
     hideUnclaimed_->setChecked(page && page->logView().hidesUnclaimedLines());
-}
-
-void WindowActions::toggleRule(const QUuid& id) {
-    const MainWindowController* page = window_.currentPage();
-    if (!page)
-        return;
-    const QString key = page->document()->settingsId();
-    switchRule(id, key, !isRuleActive(id, key));
 }
 
 void WindowActions::makeHelpMenu() {

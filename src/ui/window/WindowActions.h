@@ -11,7 +11,6 @@
 class QAction;
 class QMenu;
 class QMenuBar;
-class QUuid;
 
 namespace korvane {
 
@@ -20,6 +19,7 @@ class EncodingMenu;
 class MainToolBar;
 class MainWindow;
 class MainWindowController;
+class RulesMenu;
 
 /// What the user can do in a window: the menus and the tool bar, kept as the page in front allows. Belongs to
 /// its window. Main thread.
@@ -59,9 +59,7 @@ private:
                           const std::function<void()>& action);
     QAction* addToToolBar(QAction* action, const QString& iconName, const QString& text);
 
-    /// One entry a rule, checked where it is switched on for the page in front.
     void showRules();
-    void toggleRule(const QUuid& id);
     void showRecentFiles();
     void editSearch();
 
@@ -91,8 +89,7 @@ private:
     QMenu* recentMenu_ = nullptr;
     QMenu* rulesMenu_ = nullptr;
     QAction* hideUnclaimed_ = nullptr;
-    /// The entries of the single rules.
-    std::vector<QAction*> rules_;
+    RulesMenu* ruleEntries_ = nullptr;
     EncodingMenu* encodings_ = nullptr;
     std::vector<NotificationToken> tokens_;
 };

@@ -1,6 +1,7 @@
 #include "ui/AppFixture.h"
 
 #include "core/search/SearchItem.h"
+#include "foundation/archive/KeyedArchiver.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
@@ -8,11 +9,14 @@
 #include "ui/rules/FilterRulesEditor.h"
 
 #include <QCheckBox>
+#include <QColorDialog>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPointer>
 #include <QPushButton>
+#include <QToolButton>
 #include <algorithm>
 
 namespace korvane {
@@ -49,6 +53,20 @@ protected:
         }
         return nullptr;
     }
+    void type(const QString& text, bool isFinal = true) const {
+        QTest::keyClicks(searchText(), text);
+        if (isFinal)
+            QTest::keyClick(searchText(), Qt::Key_Return);
+    }
+    bool untilHint(const QString& expected) const {
+        return until([&] { return hint().contains(expected); });
+    }
+    QColorDialog* openColors(const QString& name) const {
+        for (auto* candidate : editor_->findChildren<QToolButton*>())
+            if (candidate->accessibleName() == name)
+                candidate->click();
+        return editor_->findChild<QColorDialog*>();
+    }
     QString hint() const {
         QStringList texts;
         for (const auto* label : editor_->findChildren<QLabel*>())
@@ -68,7 +86,10 @@ protected:
     }
     static const FiltersManager::Rules& rules() { return FiltersManager::shared().rules(); }
 
-    const TemporaryFile file_{QByteArray("INFO one\nERROR two\nplain three\n").repeated(400)};
+    const TemporaryFile file_{QByteArray("INFO one\nERROR two\n"
+                                         "plain three and a text that goes on for some more words\n")
+                                  .repeated(400) +
+                              "the last line"};
     MainWindowController* page_ = nullptr;
     FilterRulesEditor* editor_ = nullptr;
     QListWidget* list_ = nullptr;
@@ -92,8 +113,20 @@ TEST_F(FilterRulesEditorTest, EveryEditReachesTheOpenDocument) {
     QTest::mouseClick(button<QPushButton>(u"Add"_s), Qt::LeftButton);
     ASSERT_EQ(rules().size(), 5U);
     EXPECT_TRUE(isActive(*rules()[4])) << "a new rule is meant for the file in front";
-    QTest::keyClicks(searchText(), u"plain"_s);
-    rules()[4]->highlightRule()->setForeground(Qt::magenta);
+    EXPECT_EQ(rules()[4]->highlightRule()->foreground(), Preferences::shared().logViewForeground());
+    type(u"plain"_s);
+    const auto isWarned = [this] {
+        for (const auto* label : editor_->findChildren<QLabel*>())
+            if (label->text().contains(u"hard to read"_s))
+                return label->isVisible();
+        return false;
+    };
+    EXPECT_FALSE(isWarned());
+    QColorDialog* const colors = openColors(u"Text colour"_s);
+    ASSERT_TRUE(colors);
+    colors->setCurrentColor(Qt::magenta);
+    colors->accept();
+    EXPECT_TRUE(isWarned()) << "magenta on white";
     ASSERT_TRUE(until([&] { return colorOf(2) == QColor(Qt::magenta); }));
     EXPECT_EQ(rules()[4]->searchItem()->searchStr(), u"plain"_s);
     EXPECT_EQ(list_->item(4)->text(), u"plain"_s);
@@ -105,10 +138,69 @@ TEST_F(FilterRulesEditorTest, EveryEditReachesTheOpenDocument) {
 
 TEST_F(FilterRulesEditorTest, LinesThatNoRuleClaimsAreHiddenOnDemand) {
     list_->item(3)->setCheckState(Qt::Checked); // ERROR
-    page_->logView().setHidesUnclaimedLines(true);
+    const auto* const action = editor_->findChildren<QComboBox*>().last();
+    QTest::keyClick(page_->window(), Qt::Key_U, Qt::ControlModifier | Qt::ShiftModifier);
     ASSERT_TRUE(until([&] { return cellOf(0) == cell::filtered && cellOf(1) == cell::line; }));
+    EXPECT_EQ(action->currentIndex(), 1) << "the editor says otherwise";
     page_->logView().setHidesUnclaimedLines(false);
     ASSERT_TRUE(until([&] { return cellOf(0) == cell::line; }));
+    EXPECT_EQ(action->currentIndex(), 0);
+}
+
+TEST_F(FilterRulesEditorTest, WhatIsTypedIsADraftUntilTheFieldIsLeft) {
+    list_->setCurrentRow(1); // WARN
+    QLineEdit* const field = searchText();
+    field->setFocus();
+    field->selectAll();
+    type(u"ERROR"_s, false);
+    EXPECT_TRUE(untilHint(u"Matches"_s));
+    EXPECT_EQ(rules()[1]->searchItem()->searchStr(), u"WARN"_s);
+    QTest::keyClick(field, Qt::Key_Escape);
+    EXPECT_EQ(field->text(), u"WARN"_s);
+    EXPECT_TRUE(editor_->isVisible()) << "the first Esc is the field's";
+
+    field->selectAll();
+    type(u"ERROR"_s);
+    EXPECT_EQ(rules()[1]->searchItem()->searchStr(), u"ERROR"_s);
+    type(u" one"_s, false);
+    list_->setCurrentRow(0);
+    EXPECT_EQ(rules()[1]->searchItem()->searchStr(), u"ERROR one"_s);
+    EXPECT_EQ(rules()[0]->searchItem()->searchStr(), u"INFO"_s);
+    QTest::keyClick(field, Qt::Key_Escape);
+    EXPECT_FALSE(editor_->isVisible());
+}
+
+TEST_F(FilterRulesEditorTest, AColourBelongsToTheRuleItWasChosenFor) {
+    list_->setCurrentRow(0);
+    const auto before = rules()[1]->highlightRule()->foreground();
+    QColorDialog* dialog = openColors(u"Text colour"_s);
+    ASSERT_TRUE(dialog);
+    list_->setCurrentRow(1);
+    dialog->setCurrentColor(Qt::magenta);
+    dialog->accept();
+    EXPECT_EQ(rules()[0]->highlightRule()->foreground(), QColor(Qt::magenta));
+    EXPECT_EQ(rules()[1]->highlightRule()->foreground(), before);
+    dialog = openColors(u"Text colour"_s);
+    ASSERT_TRUE(dialog);
+    const QPointer<QColorDialog> guarded(dialog);
+    editor_->close();
+    EXPECT_TRUE(until([&] { return !guarded; })) << "the dialog outlives its window";
+}
+
+TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListAndMenu) {
+    list_->setCurrentRow(0);
+    button<QCheckBox>(u"Regular expression"_s)->setChecked(true);
+    searchText()->selectAll();
+    type(u"^(\\S+\\s*)+[#%]"_s);
+    EXPECT_TRUE(untilHint(u"too slow for"_s)) << qPrintable(hint());
+    list_->item(0)->setCheckState(Qt::Checked);
+    EXPECT_TRUE(until([&] { return list_->item(0)->text().contains(u"too slow for this file"_s); }));
+    QStringList entries;
+    for (const QAction* entry : page_->window()->findChildren<QAction*>())
+        entries.append(entry->text());
+    EXPECT_EQ(entries.filter(u"too slow for this file"_s).size(), 1);
+    list_->item(0)->setCheckState(Qt::Unchecked);
+    EXPECT_TRUE(until([&] { return !list_->item(0)->text().contains(u"too slow"_s); }));
 }
 
 TEST_F(FilterRulesEditorTest, DeletingAsksAndForgetsTheRuleInThisFile) {
@@ -128,19 +220,23 @@ TEST_F(FilterRulesEditorTest, DeletingAsksAndForgetsTheRuleInThisFile) {
     EXPECT_EQ(list_->count(), 3);
 }
 
-TEST_F(FilterRulesEditorTest, TheHintTellsAWrongPatternAndCountsMatches) {
+TEST_F(FilterRulesEditorTest, TheHintTellsAWrongPatternAndFollowsTheScreen) {
     QTest::mouseClick(button<QPushButton>(u"Add"_s), Qt::LeftButton);
-    QTest::keyClicks(searchText(), u"ERR("_s);
-    EXPECT_TRUE(hint().contains(u"Matches 0 of"_s)) << qPrintable(hint());
+    type(u"ERR("_s, false);
+    EXPECT_TRUE(untilHint(u"Matches 0 of"_s)) << qPrintable(hint());
     button<QCheckBox>(u"Regular expression"_s)->setChecked(true);
-    EXPECT_TRUE(hint().contains(u"matches nothing"_s)) << qPrintable(hint());
-    QTest::keyClicks(searchText(), u"OR|AND)"_s);
+    EXPECT_TRUE(untilHint(u"matches nothing"_s)) << qPrintable(hint());
+    type(u"OR|AND)"_s, false);
     const auto lines = page_->logView().visibleLines();
     const auto expected = std::count_if(lines.begin(), lines.end(),
                                         [](const QString& line) { return line.contains(u"ERROR"_s); });
     ASSERT_GT(expected, 0);
-    EXPECT_TRUE(hint().contains(u"Matches %1 of the %2"_s.arg(expected).arg(lines.size())))
-        << qPrintable(hint());
+    EXPECT_TRUE(untilHint(u"Matches %1 of the %2"_s.arg(expected).arg(lines.size()))) << qPrintable(hint());
+    searchText()->selectAll();
+    type(u"the last"_s, false);
+    EXPECT_TRUE(untilHint(u"Matches 0 of"_s)) << qPrintable(hint());
+    page_->logView().goToLastLine();
+    EXPECT_TRUE(untilHint(u"Matches 1 of"_s)) << qPrintable(hint());
 }
 
 TEST_F(FilterRulesEditorTest, TellingOfOneRuleLeavesTheOthersQuiet) {
@@ -152,18 +248,42 @@ TEST_F(FilterRulesEditorTest, TellingOfOneRuleLeavesTheOthersQuiet) {
     EXPECT_FALSE(rules()[1]->notificationRule()->enabled());
 }
 
-TEST_F(FilterRulesEditorTest, RulesGoOutAndComeBackAsAFile) {
+TEST_F(FilterRulesEditorTest, AnImportAsksBeforeItDoublesRulesAndTellsWhatItLeftOut) {
     const QString path = settings_.path() + u"/some.rules"_s;
     editor_->exportTo(path);
+    alerts_.nextAnswer = 1;
     editor_->importFrom(path);
-    ASSERT_EQ(rules().size(), 8U);
-    EXPECT_EQ(rules()[5]->searchItem()->searchStr(), rules()[1]->searchItem()->searchStr());
-    EXPECT_NE(rules()[5]->id(), rules()[1]->id());
-    EXPECT_TRUE(alerts_.alerts.empty());
+    ASSERT_EQ(alerts_.alerts.size(), 1U);
+    EXPECT_EQ(alerts_.alerts[0].buttons.size(), 2) << "nothing in it is new";
+    EXPECT_EQ(rules().size(), 4U);
+    // The file's rule is then a new one.
+    const auto changeWarn = [] {
+        for (const auto& rule : rules())
+            if (rule->searchItem()->searchStr() == u"WARN"_s)
+                rule->searchItem()->setIgnoreCase(true);
+    };
+    changeWarn();
+    const size_t sizes[] = {5, 9, 9}; // the one that is new, all, and none
+    for (int answer = 0; answer < 3; ++answer) {
+        alerts_.nextAnswer = answer;
+        editor_->importFrom(path);
+        EXPECT_EQ(rules().size(), sizes[answer]);
+        changeWarn();
+    }
+    EXPECT_EQ(list_->currentRow(), 8);
+
+    alerts_.alerts.clear();
     const TemporaryFile wrong("no rules at all");
     editor_->importFrom(QString::fromLocal8Bit(wrong.path()));
     ASSERT_EQ(alerts_.alerts.size(), 1U);
-    EXPECT_EQ(rules().size(), 8U);
+    EXPECT_EQ(rules().size(), 9U);
+    KeyedArchiver archiver;
+    const TemporaryFile foreign(archiver.archivedData(
+        archiver.addArray(QStringList{u"stray"_s}, [&](const QString& text) { return archiver.add(text); })));
+    editor_->importFrom(QString::fromLocal8Bit(foreign.path()));
+    ASSERT_EQ(alerts_.alerts.size(), 2U);
+    EXPECT_TRUE(alerts_.alerts[1].message.contains(u"left out: 1"_s))
+        << qPrintable(alerts_.alerts[1].message);
 }
 
 TEST_F(FilterRulesEditorTest, ASwitchedRuleIsStillOnAtTheNextStart) {
@@ -183,6 +303,18 @@ TEST_F(FilterRulesEditorTest, TheMenuSwitchesRulesByTheirNumber) {
     EXPECT_EQ(list_->item(3)->checkState(), Qt::Checked) << "the editor follows";
     QTest::keyClick(page_->window(), Qt::Key_4, Qt::ControlModifier);
     EXPECT_FALSE(isActive(*rules()[3]));
+}
+
+TEST_F(FilterRulesEditorTest, TheMenuShowsTabsAndEmptyTextsAndLeadsToWhatItHasNoRoomFor) {
+    for (int i = 0; i < 28; ++i)
+        editor_->addRule(i == 0 ? u"a\tCtrl+Q & b"_s : QString());
+    QStringList entries;
+    for (const QAction* entry : page_->window()->findChildren<QAction*>())
+        if (entry->isVisible())
+            entries.append(entry->text());
+    EXPECT_EQ(entries.filter(u"Ctrl+Q"_s), QStringList{u"a\u21E5Ctrl+Q && b"_s});
+    EXPECT_EQ(entries.filter(u"(no text)"_s).size(), 25);
+    EXPECT_EQ(entries.filter(u"2 More…"_s).size(), 1);
 }
 
 } // namespace

@@ -1,0 +1,49 @@
+#include "rules/RuleMatching.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+using Steps = MatchBudget::Steps;
+
+/// Limits for one page.
+constexpr Steps mostStepsOfRule = 15'000'000;
+constexpr Steps mostStepsOfAll = 30'000'000;
+/// The part of its limit that is left to a rule that has exceeded it.
+constexpr Steps slowPart = 10;
+
+} // namespace
+
+RuleMatching::RuleMatching(const std::vector<Rule>& rules, std::function<bool()> isCancelled)
+    : budget_{0, std::move(isCancelled)} {
+    rules_.reserve(rules.size());
+    for (const auto& [search, isTooSlow] : rules) {
+        rules_.push_back({CompiledSearch::Matcher(search), isTooSlow,
+                          isTooSlow ? mostStepsOfRule / slowPart : mostStepsOfRule});
+        patterns_ += search.isRegex();
+    }
+}
+
+Steps RuleMatching::stepsLeft(const Entry& rule) const {
+    // Those that cost little go on when a few have used up what there was for all.
+    const Steps limit = spent_ < mostStepsOfAll
+                            ? rule.limit
+                            : std::min(rule.limit, mostStepsOfAll / std::max<Steps>(patterns_, 1));
+    return limit - rule.spent;
+}
+
+MatchOutcome RuleMatching::match(std::size_t rule, const SearchedLine& line) {
+    Entry& entry = rules_[rule];
+    const Steps left = stepsLeft(entry);
+    budget_.stepsLeft = left;
+    MatchOutcome outcome = entry.matcher.match(line, budget_);
+    const Steps spent = left - budget_.stepsLeft;
+    entry.spent += spent;
+    spent_ += spent;
+    entry.isTooSlow |= outcome.gaveUp && budget_.stepsLeft <= 0;
+    return outcome;
+}
+
+} // namespace korvane

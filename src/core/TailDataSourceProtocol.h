@@ -90,6 +90,12 @@ public:
                                                  const std::function<bool()>& /*isCancelled*/) {
         return std::nullopt;
     }
+    /// Which of these consecutive lines, the first by zero-based index, the rules hide; empty while they hide
+    /// none. Nobody is told of what matches. May take long: on a worker.
+    virtual std::vector<bool> hiddenLines(qint64 /*first*/, const QStringList& /*texts*/,
+                                          const std::function<bool()>& /*isCancelled*/) {
+        return {};
+    }
     /// Bytes that lines take in the file, by zero-based index; 0 when not known.
     virtual std::uint64_t byteCount(qint64 /*first*/, qint64 /*count*/) const { return 0; }
 

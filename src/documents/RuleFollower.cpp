@@ -34,7 +34,7 @@ QString slowRuleText(QString searchStr, qint64 lineCount) {
 
 RuleFollower::RuleFollower(std::shared_ptr<RuleEnforcer> enforcer, const DocumentProtocol& document,
                            std::function<void()> rulesChanged)
-    : enforcer_(std::move(enforcer)), docKey_(absoluteString(document.fileUrl())), document_(&document),
+    : enforcer_(std::move(enforcer)), docKey_(document.settingsId()), document_(&document),
       rulesChanged_(std::move(rulesChanged)) {
     if (!FiltersManager::hasShared() || !FilterRulesMemento::hasShared())
         return;

@@ -213,6 +213,23 @@ bool TailDataSource::hasLineMark(qint64 row) const {
            lineMarks_->hasLineMark(absoluteString(document->fileUrl()), rowStart() + row);
 }
 
+std::vector<bool> TailDataSource::hiddenLines(qint64 first, const QStringList& texts,
+                                              const std::function<bool()>& isCancelled) {
+    const auto enforcer = ruleEnforcer();
+    const auto rules = enforcer ? enforcer->makeSilentPass(isCancelled) : nullptr;
+    std::vector<bool> hidden;
+    if (!rules)
+        return hidden;
+    hidden.reserve(static_cast<std::size_t>(texts.size()));
+    for (const QString& text : texts) {
+        AttributedString line(text);
+        rules->applyRules(first++, line);
+        const Attributes* const start = line.attributesAt(0);
+        hidden.push_back(start && start->isMarked(attribute::hideLine));
+    }
+    return hidden;
+}
+
 void TailDataSource::loadPage(qint64 page, bool async) {
     const std::optional<PageRequest> request = pages_.claim(page);
     if (!request)

@@ -66,6 +66,9 @@ public:
     std::optional<RowLine> cachedRowLine(qint64 row) const override;
     bool hasLineMark(qint64 row) const override;
 
+    std::vector<bool> hiddenLines(qint64 first, const QStringList& texts,
+                                  const std::function<bool()>& isCancelled) override;
+
     void loadPage(qint64 page, bool async) override;
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
     void viewHidden() override { pages_.setHidden(); }

@@ -30,7 +30,7 @@ public:
         if (!values.tells() || !enforcer_.recordLine(rule, lineNum, content_))
             return;
         if (!fileUrl_)
-            fileUrl_ = urlOfFile();
+            learnFile();
         bouncesDock_ |= values.bouncesDock;
         if (values.notifies)
             notifications_.push_back(notificationOf(lineNum, values));
@@ -38,9 +38,10 @@ public:
     bool isEmpty() const { return notifications_.empty() && !bouncesDock_; }
 
 private:
-    QUrl urlOfFile() const {
+    void learnFile() {
         const auto document = enforcer_.dataSource_.getDocument();
-        return document ? document->fileUrl() : QUrl();
+        fileUrl_ = document ? document->fileUrl() : QUrl();
+        fileName_ = document ? document->displayName() : QString();
     }
 
     UserNotification notificationOf(qint64 lineNum, const RuleValues& rule) const {
@@ -48,8 +49,7 @@ private:
         UserNotification told;
         told.title = QStringLiteral("Rule '%1' matched").arg(rule.searchStr);
         if (!address.isEmpty()) {
-            told.subtitle =
-                QStringLiteral("Line: %1 in %2").arg(QString::number(lineNum + 1), displayName(*fileUrl_));
+            told.subtitle = QStringLiteral("Line: %1 in %2").arg(QString::number(lineNum + 1), fileName_);
             told.informativeText = QStringLiteral("Path: ") + address;
             told.userInfo = UserNotification::UserInfo{lineNum + 1, address};
         }
@@ -76,6 +76,7 @@ private:
     RuleEnforcer& enforcer_;
     const std::uint64_t content_;
     std::optional<QUrl> fileUrl_; // once it is needed
+    QString fileName_;            // comes with it
     std::vector<UserNotification> notifications_;
     bool bouncesDock_ = false; // however often: it is all one moment
 };
@@ -146,11 +147,15 @@ private:
 /// Runs the rules over the lines of one load.
 class RuleEnforcer::Pass : public RulePassProtocol {
 public:
-    Pass(RuleEnforcer& enforcer, std::function<bool()> isCancelled)
-        : enforcer_(enforcer), teller_(enforcer),
+    enum class Telling { On, Off };
+    Pass(RuleEnforcer& enforcer, std::function<bool()> isCancelled, Telling telling)
+        : enforcer_(enforcer),
           evaluation_(enforcer, enforcer.publishedRules(), [&enforcer, isCancelled = std::move(isCancelled)] {
               return enforcer.canceled_ || (isCancelled && isCancelled());
-          }) {}
+          }) {
+        if (telling == Telling::On)
+            teller_.emplace(enforcer);
+    }
 
     void applyRules(qint64 lineNum, AttributedString& line) override {
         if (enforcer_.canceled_)
@@ -166,7 +171,8 @@ public:
             if (ranges.empty())
                 continue;
             painter_.addMatches(evaluation_.rule(i).snapshot->values, ranges);
-            teller_.lineMatches(lineNum, evaluation_.rule(i));
+            if (teller_)
+                teller_->lineMatches(lineNum, evaluation_.rule(i));
         }
         if (enforcer_.dataSource_.defaultLineAction() == DefaultFilterLineAction::hide &&
             !painter_.hasMatches() && !painter_.hasGivenUp() && !isMarked(line))
@@ -181,7 +187,7 @@ private:
     }
 
     RuleEnforcer& enforcer_;
-    Teller teller_;
+    std::optional<Teller> teller_;
     Evaluation evaluation_;
     RulePainter painter_;
 };
@@ -320,7 +326,13 @@ std::uint64_t RuleEnforcer::content() const {
 }
 
 std::unique_ptr<RulePassProtocol> RuleEnforcer::makePass(std::function<bool()> isCancelled) {
-    return std::make_unique<Pass>(*this, std::move(isCancelled));
+    return std::make_unique<Pass>(*this, std::move(isCancelled), Pass::Telling::On);
+}
+
+std::unique_ptr<RulePassProtocol> RuleEnforcer::makeSilentPass(std::function<bool()> isCancelled) {
+    if (publishedRules()->empty())
+        return nullptr;
+    return std::make_unique<Pass>(*this, std::move(isCancelled), Pass::Telling::Off);
 }
 
 std::unique_ptr<NotificationPassProtocol> RuleEnforcer::makeNotificationPass() {
@@ -381,7 +393,7 @@ void RuleEnforcer::postSlowRules() const {
     const auto document = dataSource_.getDocument();
     if (!document)
         return;
-    MainThread::shared().post([key = absoluteString(document->fileUrl())] {
+    MainThread::shared().post([key = document->settingsId()] {
         NotificationCenter::shared().post(notification::slowRulesChanged, key);
     });
 }

@@ -8,31 +8,39 @@
 
 namespace korvane {
 CopyLinesOperation::CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
-                                       std::vector<RowSelection::Range> lines,
+                                       std::vector<RowSelection::Range> lines, Hidden hidden,
                                        std::function<void(int)> progress,
                                        std::function<void(const Outcome&)> done)
-    : dataSource_(std::move(dataSource)), lines_(std::move(lines)), progress_(std::move(progress)),
-      done_(std::move(done)) {}
+    : dataSource_(std::move(dataSource)), lines_(std::move(lines)), hidden_(hidden),
+      progress_(std::move(progress)), done_(std::move(done)) {}
 
 void CopyLinesOperation::main() {
     qint64 total = 0;
     for (const auto& range : lines_)
         total += range.last - range.first + 1;
 
-    Outcome outcome{End::Read, {}, 0};
+    const auto isCancelled = [this] { return this->isCancelled(); };
+    Outcome outcome{End::Read, {}, 0, 0};
     qint64 passed = 0;
     int lastPercent = 0;
     for (const auto& range : lines_) {
         for (qint64 line = range.first, count = 0; line <= range.last; line += count) {
             // No page is read twice.
             count = std::min(pages::firstLine(pages::pageOfLine(line) + 1), range.last + 1) - line;
-            const auto lines = dataSource_->readLines(line, count, [this] { return isCancelled(); });
+            const auto lines = dataSource_->readLines(line, count, isCancelled).value_or(QStringList());
+            std::vector<bool> hidden;
+            if (hidden_ == Hidden::LeftOut)
+                hidden = dataSource_->hiddenLines(line, lines, isCancelled);
             if (isCancelled()) {
                 finish({});
                 return;
             }
-            for (const QString& read : lines.value_or(QStringList())) {
-                outcome.text += read;
+            for (std::size_t i = 0; i < static_cast<std::size_t>(lines.size()); ++i) {
+                if (i < hidden.size() && hidden[i]) {
+                    ++outcome.hiddenLines;
+                    continue;
+                }
+                outcome.text += lines[static_cast<qsizetype>(i)];
                 outcome.text += u'\n';
                 ++outcome.lines;
             }
@@ -43,7 +51,7 @@ void CopyLinesOperation::main() {
             }
         }
     }
-    if (outcome.lines == 0)
+    if (outcome.lines == 0 && outcome.hiddenLines == 0)
         outcome.end = End::Unreadable;
     finish(std::move(outcome));
 }

@@ -16,17 +16,20 @@ class TailDataSourceProtocol;
 /// Reads lines of any number from a file in the background, for the clipboard.
 class CopyLinesOperation : public Operation {
 public:
+    enum class Hidden { LeftOut, Included };
     enum class End { Read, Cancelled, Unreadable };
     /// What came of it; `text` and `lines` are those that could be read.
     struct Outcome {
         End end = End::Cancelled;
         QString text;
         qint64 lines = 0;
+        /// Those that the rules hide, and that were left out.
+        qint64 hiddenLines = 0;
     };
     /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent.
     CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
-                       std::vector<RowSelection::Range> lines, std::function<void(int)> progress,
-                       std::function<void(const Outcome& outcome)> done);
+                       std::vector<RowSelection::Range> lines, Hidden hidden,
+                       std::function<void(int)> progress, std::function<void(const Outcome& outcome)> done);
 
 protected:
     void main() override;
@@ -36,6 +39,7 @@ private:
 
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     const std::vector<RowSelection::Range> lines_;
+    const Hidden hidden_;
     const std::function<void(int)> progress_;
     const std::function<void(const Outcome& outcome)> done_;
 };

@@ -53,9 +53,16 @@ constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
 QString copyMessage(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
     if (outcome.end == CopyLinesOperation::End::Unreadable)
         return LogViewController::tr("Nothing copied: the lines cannot be read");
-    if (outcome.end == CopyLinesOperation::End::Cancelled || selected == 1)
+    if (outcome.end == CopyLinesOperation::End::Cancelled)
+        return {};
+    if (outcome.lines == 0)
+        return LogViewController::tr("Nothing copied: rules hide these lines");
+    if (selected == 1)
         return {};
     const QString copied = QLocale().toString(outcome.lines);
+    if (outcome.hiddenLines > 0 && outcome.lines + outcome.hiddenLines == selected)
+        return LogViewController::tr("%1 lines copied, without the %2 that rules hide")
+            .arg(copied, QLocale().toString(outcome.hiddenLines));
     return outcome.lines == selected
                ? LogViewController::tr("%1 lines copied").arg(copied)
                : LogViewController::tr("%1 of %2 lines copied: the others cannot be read")
@@ -634,14 +641,18 @@ void LogViewController::selectAll() {
     tableView_->selectAll();
 }
 
-void LogViewController::copySelection() {
+bool LogViewController::canCopyRows() const {
+    return !tableView_->textSelection() && !tableView_->selection().isEmpty();
+}
+
+void LogViewController::copySelection(HiddenLines hidden) {
     if (tableView_->textSelection())
         QApplication::clipboard()->setText(tableView_->selectedText());
     else if (!tableView_->selection().isEmpty())
-        copyRows();
+        copyRows(hidden);
 }
 
-void LogViewController::copyRows() {
+void LogViewController::copyRows(HiddenLines hidden) {
     std::uint64_t bytes = 0;
     for (const auto& range : tableView_->selection().ranges())
         bytes += dataSource_->byteCount(dataSource_->rowStart() + range.first, range.last - range.first + 1);
@@ -655,7 +666,7 @@ void LogViewController::copyRows() {
         return;
     }
     if (bytes <= largeCopyBytes) {
-        startCopy();
+        startCopy(hidden);
         return;
     }
     QPointer<LogViewController> self(this);
@@ -664,13 +675,13 @@ void LogViewController::copyRows() {
          tr("Copy %1 to the clipboard?").arg(size),
          tr("This takes memory in this program and in every program that the text is pasted into."),
          {tr("Copy"), tr("Cancel")}},
-        tableView_, [self](int button) {
+        tableView_, [self, hidden](int button) {
             if (self && button == 0)
-                self->startCopy();
+                self->startCopy(hidden);
         });
 }
 
-void LogViewController::startCopy() {
+void LogViewController::startCopy(HiddenLines hidden) {
     cancelCopy();
     std::vector<RowSelection::Range> lines;
     for (const auto& range : tableView_->selection().ranges())
@@ -685,13 +696,17 @@ void LogViewController::startCopy() {
         if (!self)
             return;
         // The last line's own end is not part of the selection.
-        if (outcome.end == CopyLinesOperation::End::Read)
+        if (outcome.end == CopyLinesOperation::End::Read && outcome.lines > 0)
             QApplication::clipboard()->setText(outcome.text.chopped(1));
         if (const QString message = copyMessage(outcome, count); !message.isEmpty())
             Q_EMIT self->userMessage(message);
         Q_EMIT self->copyProgress(-1);
     };
-    copyOperation_ = std::make_shared<CopyLinesOperation>(dataSource_, std::move(lines), progress, done);
+    copyOperation_ = std::make_shared<CopyLinesOperation>(dataSource_, std::move(lines),
+                                                          hidden == HiddenLines::Included
+                                                              ? CopyLinesOperation::Hidden::Included
+                                                              : CopyLinesOperation::Hidden::LeftOut,
+                                                          progress, done);
     copyQueue_->addOperation(copyOperation_);
 }
 

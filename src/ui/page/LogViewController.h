@@ -104,8 +104,12 @@ public:
 
     /// Puts the selected text, or the selected lines whole, on the clipboard. Many lines are read in the
     /// background.
-    void copySelection();
+    /// What becomes of selected lines that rules hide.
+    enum class HiddenLines : unsigned char { LeftOut, Included };
+    void copySelection(HiddenLines hidden = HiddenLines::LeftOut);
     bool canCopy() const;
+    /// Whole lines are selected.
+    bool canCopyRows() const;
     void cancelCopy();
     void selectAll();
 
@@ -156,8 +160,8 @@ private:
     void visibleRowsChanged();
     /// Asks for the pages of the rows on the screen, where they are to be read (again).
     void requestVisiblePages();
-    void copyRows();
-    void startCopy();
+    void copyRows(HiddenLines hidden);
+    void startCopy(HiddenLines hidden);
 
     const std::shared_ptr<Document> document_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;

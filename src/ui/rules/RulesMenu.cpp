@@ -52,7 +52,7 @@ void RulesMenu::setDocument(const std::shared_ptr<Document>& document) {
 
 QString RulesMenu::docKey() const {
     const auto document = document_.lock();
-    return document && !document->isClosed() ? absoluteString(document->fileUrl()) : QString();
+    return document && !document->isClosed() ? document->settingsId() : QString();
 }
 
 void RulesMenu::showRules() {

@@ -271,8 +271,7 @@ void DocumentTabs::showList() {
         return;
     std::vector<OpenFilesList::File> files;
     for (int i = 0; i < count(); ++i)
-        files.push_back({strip_->title(i), placeOf(*tab(i)),
-                         tab(i)->state() == DocumentTab::State::Waiting});
+        files.push_back({strip_->title(i), placeOf(*tab(i)), tab(i)->state() == DocumentTab::State::Waiting});
     auto* list = new OpenFilesList(files, currentIndex(), this);
     const std::vector<DocumentTab*> listed = tabs();
     // A tab may close while the list is open.

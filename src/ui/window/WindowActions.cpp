@@ -132,6 +132,11 @@ void WindowActions::makeEditMenu() {
     QMenu& menu = addMenu(tr("&Edit"));
     copy_ = addPageAction(menu, tr("&Copy"), QKeySequence::Copy,
                           [](MainWindowController& page) { page.logView().copySelection(); });
+    copyWithHidden_ =
+        addPageAction(menu, tr("Copy with &Hidden Lines"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C),
+                      [](MainWindowController& page) {
+                          page.logView().copySelection(LogViewController::HiddenLines::Included);
+                      });
     selectAll_ = addPageAction(menu, tr("Select &All"), QKeySequence::SelectAll,
                                [](MainWindowController& page) { page.logView().selectAll(); });
     menu.addSeparator();
@@ -281,6 +286,7 @@ void WindowActions::makeHelpMenu() {
 
 void WindowActions::makeContextMenu() {
     contextMenu_->addAction(copy_);
+    contextMenu_->addAction(copyWithHidden_);
     contextMenu_->addAction(selectAll_);
     contextMenu_->addSeparator();
     contextMenu_->addAction(lineMark_);
@@ -367,6 +373,7 @@ void WindowActions::update() {
         return;
     LogViewController& logView = page->logView();
     copy_->setEnabled(logView.canCopy());
+    copyWithHidden_->setEnabled(logView.canCopyRows());
     showAllLines_->setEnabled(logView.hasClearedLines());
     wrap_->setChecked(logView.wrappingLines());
     lineNumbers_->setText(logView.showsLineNumbers() ? tr("Hide Line &Numbers") : tr("Show Line &Numbers"));

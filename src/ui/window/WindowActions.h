@@ -72,6 +72,7 @@ private:
     QAction* reload_ = nullptr;
     QAction* connect_ = nullptr;
     QAction* copy_ = nullptr;
+    QAction* copyWithHidden_ = nullptr;
     QAction* selectAll_ = nullptr;
     QAction* tail_ = nullptr;
     QAction* clearView_ = nullptr;

@@ -27,7 +27,8 @@ Regex compile(const QString& pattern, bool ignoreCase);
 Regex clone(const Regex& regex);
 
 /// A pattern that is not valid matches nothing. One that refers back sees the first 16,384 units of a line
-/// only, and gives up a line that repeats itself so much that the engine could not be stopped in time. One thread at a time a matcher.
+/// only, and gives up a line that repeats itself so much that the engine could not be stopped in time. One
+/// thread at a time a matcher.
 MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& budget);
 /// Precondition: `text` is not empty.
 std::vector<TextRange> plainRanges(const QString& line, const QString& text, Qt::CaseSensitivity sensitivity);

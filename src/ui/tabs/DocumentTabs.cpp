@@ -262,6 +262,7 @@ void DocumentTabs::showList() {
     if (count() == 0)
         return;
     std::vector<OpenFilesList::File> files;
+    files.reserve(static_cast<std::size_t>(count()));
     for (int i = 0; i < count(); ++i)
         files.push_back({strip_->title(i), displayAddress(tab(i)->url()),
                          tab(i)->state() == DocumentTab::State::Waiting});

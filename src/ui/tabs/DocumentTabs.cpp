@@ -270,6 +270,7 @@ void DocumentTabs::showList() {
     if (count() == 0)
         return;
     std::vector<OpenFilesList::File> files;
+    files.reserve(static_cast<std::size_t>(count()));
     for (int i = 0; i < count(); ++i)
         files.push_back({strip_->title(i), placeOf(*tab(i)), tab(i)->state() == DocumentTab::State::Waiting});
     auto* list = new OpenFilesList(files, currentIndex(), this);

@@ -25,7 +25,7 @@ namespace korvane {
 namespace {
 
 constexpr int imageSize = 16;
-constexpr int rowPadding = 4;
+constexpr int outlineRowPadding = 4;
 
 /// Adds to the tree what is drawn: images, headings, where files of one name lie.
 class DecoratedOutline : public QIdentityProxyModel {
@@ -52,7 +52,7 @@ public:
             break;
         case Qt::SizeHintRole: // all rows have the height of the first one, which has no image
             return QSize(0, std::max(imageSize, QFontMetrics(QApplication::font("QTreeView")).height()) +
-                                rowPadding);
+                                outlineRowPadding);
         default:
             break;
         }

@@ -26,7 +26,7 @@ namespace {
 
 /// Lines of a mark's text that are shown: the first one often holds nothing but the time.
 constexpr int shownLines = 2;
-constexpr int rowPadding = 6;
+constexpr int markRowPadding = 6;
 constexpr int textMargin = 4;
 
 /// Draws the texts of marks on two lines, the second one elided.
@@ -36,7 +36,8 @@ public:
 
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
         const QSize oneLine = QStyledItemDelegate::sizeHint(option, index);
-        return {oneLine.width() + 2 * textMargin, shownLines * option.fontMetrics.lineSpacing() + rowPadding};
+        return {oneLine.width() + 2 * textMargin,
+                shownLines * option.fontMetrics.lineSpacing() + markRowPadding};
     }
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -45,7 +46,7 @@ public:
         initStyleOption(&item, index);
         const QString text = std::exchange(item.text, QString());
         item.widget->style()->drawControl(QStyle::CE_ItemViewItem, &item, painter, item.widget);
-        const QRect area = item.rect.adjusted(textMargin, rowPadding / 2, -textMargin, 0);
+        const QRect area = item.rect.adjusted(textMargin, markRowPadding / 2, -textMargin, 0);
         const int first = firstLineLength(text, item.font, area.width());
         const bool isSelected = item.state & QStyle::State_Selected;
         const auto group = item.state & QStyle::State_Active ? QPalette::Active : QPalette::Inactive;

@@ -31,7 +31,7 @@ namespace {
 constexpr int recentFileWidth = 520;
 
 /// What an action does, and its key.
-QString toolTip(const QAction& action, const QString& text) {
+QString toolTipOf(const QAction& action, const QString& text) {
     return text + QStringLiteral(" (%1)").arg(action.shortcut().toString(QKeySequence::NativeText));
 }
 
@@ -313,7 +313,7 @@ QAction* WindowActions::addToToolBar(QAction* action, const QString& iconName, c
     // Menus keep to words.
     action->setIconVisibleInMenu(false);
     action->setIcon(icon(iconName));
-    action->setToolTip(toolTip(*action, text));
+    action->setToolTip(toolTipOf(*action, text));
     toolBar_.addAction(action);
     return action;
 }
@@ -367,7 +367,7 @@ void WindowActions::update() {
         tail_->setText(tailText);
         tail_->setIcon(icon(tails ? QStringLiteral("tail-stop") : QStringLiteral("tail-start")));
         tail_->setToolTip(
-            toolTip(*tail_, tails ? tr("Follow the file no longer") : tr("Follow the file as it grows")));
+            toolTipOf(*tail_, tails ? tr("Follow the file no longer") : tr("Follow the file as it grows")));
     }
     if (!page)
         return;

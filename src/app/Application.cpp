@@ -157,10 +157,16 @@ Application::Application(const CommandLine& commandLine, OpenRequest request, Si
       windows_(*alerts_), documents_(windows_, *alerts_), browsing_(documents_, *alerts_),
       notifications_(notificationHandlers()) {
     const QString directory = QFileInfo(settingsFilePath()).path();
-    if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
+    if (!commandLine.snapshotPath && !QFileInfo::exists(directory) && QDir().mkpath(directory))
         QFile::setPermissions(directory,
                               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settingsFilePath()));
+    QString settings = settingsFilePath();
+    if (commandLine.snapshotPath) {
+        // A picture changes no setting, whatever its window would like to keep.
+        settings = scratch_.emplace().filePath(QStringLiteral("korvane.ini"));
+        QFile::copy(settingsFilePath(), settings);
+    }
+    auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settings));
     preferences->registerDefaults(MachineFontCatalog());
     Preferences::setShared(std::move(preferences));
     documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
@@ -236,6 +242,10 @@ int Application::run() {
         else
             windows_.quit();
     });
+    // The desktop ends the session: what follows may be the end without another word.
+    QObject::connect(
+        qApp, &QGuiApplication::commitDataRequest, qApp, [this] { windows_.saveSessionNow(); },
+        Qt::DirectConnection);
     const int status = runEventLoop();
     documents_.closeAllDocuments();
     // Nothing is saved from here on, so that the next copy need not wait for what still runs in this one.
@@ -355,7 +365,9 @@ bool Application::openPipe(const OpenRequest::File& request) {
 }
 
 void Application::takeSnapshot() {
-    MainWindowController* page = windows_.pageOf(*documents_.documents().front());
+    MainWindowController* page = windows_.frontPage();
+    if (!page)
+        page = windows_.pageOf(*documents_.documents().front());
     const auto isComplete = [this] {
         const auto copier = copier_.lock();
         return !copier || copier->state() != PipeCopier::State::Copying;

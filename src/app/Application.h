@@ -9,7 +9,10 @@
 #include "ui/widgets/MainThreadPump.h"
 #include "ui/window/WindowManager.h"
 
+#include <QTemporaryDir>
+
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace korvane {
@@ -53,6 +56,8 @@ private:
     /// What came while the program was still starting.
     std::vector<OpenRequest> waiting_;
     bool isStarted_ = false;
+    /// Where a snapshot keeps settings of its own.
+    std::optional<QTemporaryDir> scratch_;
     const MainThreadPump pump_;
     const std::unique_ptr<AlertPresenter> alerts_;
     WindowManager windows_;

@@ -7,6 +7,7 @@
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "ui/widgets/ColorButton.h"
+#include "ui/widgets/Contrast.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -19,26 +20,9 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <cmath>
 
 namespace korvane {
 namespace {
-
-/// Least contrast at which text of usual size is easy to read.
-constexpr double leastContrast = 4.5;
-
-double luminance(const QColor& color) {
-    const auto linear = [](double part) {
-        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
-}
-
-/// From 1 to 21.
-double contrast(const QColor& one, const QColor& other) {
-    const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});
-    return (lighter + 0.05) / (darker + 0.05);
-}
 
 /// A red that can be read on the desktop's own ground.
 QColor faultColor(const QPalette& palette) {
@@ -318,7 +302,7 @@ void RuleForm::updateContrastWarning() {
         const HighlightRule& look = *rule_->highlightRule();
         const QColor background =
             look.useViewBackground() ? Preferences::shared().logViewBackground() : look.background();
-        isHardToRead = !hasLevelColor(*rule_) && contrast(look.foreground(), background) < leastContrast;
+        isHardToRead = !hasLevelColor(*rule_) && contrast(look.foreground(), background) < readableContrast;
     }
     contrastWarning_->setVisible(isHardToRead);
 }

@@ -5,9 +5,9 @@
 #include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"
 #include "remote/hosts/RemoteHostsManager.h"
+#include "ui/tabs/TabTitles.h"
 #include "ui/widgets/Icons.h"
 #include "ui/window/ListKeys.h"
-#include "ui/window/TabTitles.h"
 
 #include <QApplication>
 #include <QFontMetrics>

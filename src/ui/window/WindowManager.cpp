@@ -399,16 +399,20 @@ void WindowManager::tellStoreFault() {
     QStringList news = faults;
     for (const QString& told : toldFaults_)
         news.removeAll(told);
-    if (news.isEmpty() || showUserUpdate(news.join(QStringLiteral("; "))))
+    MainWindowController* const page = frontPage();
+    if (!news.isEmpty() && page)
+        page->showStoreFault(news.join(QStringLiteral("; ")));
+    if (news.isEmpty() || page)
         toldFaults_ = faults;
 }
 
-bool WindowManager::showUserUpdate(const QString& text) {
-    const MainWindow* window = windows_.empty() ? nullptr : windows_.back();
-    MainWindowController* page = window ? window->currentPage() : nullptr;
-    if (page)
+MainWindowController* WindowManager::frontPage() const {
+    return windows_.empty() ? nullptr : windows_.back()->currentPage();
+}
+
+void WindowManager::showUserUpdate(const QString& text) {
+    if (MainWindowController* const page = frontPage())
         page->showUserUpdate(text);
-    return page != nullptr;
 }
 
 void WindowManager::requestAttention(const QString& fileUrl) {

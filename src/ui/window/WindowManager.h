@@ -71,10 +71,12 @@ public:
     MainWindowController* pageOf(const Document& document) const;
     /// Called for every page that is made.
     void setPageMade(std::function<void(MainWindowController&)> action) { pageMade_ = std::move(action); }
+    /// Null when none is open.
+    MainWindowController* frontPage() const;
     /// Shows the rules editor, if wanted with a new rule for a text.
     void editRules(MainWindow& window, const QString& newRuleText);
-    /// Tells the user something in the footer of the page in front. False when there is none.
-    bool showUserUpdate(const QString& text);
+    /// Tells the user something in the footer of the page in front, if there is one.
+    void showUserUpdate(const QString& text);
     /// Has the desktop point at the window of the file, or at the one last used, unless it is in front.
     void requestAttention(const QString& fileUrl);
     /// Closes every window without asking.

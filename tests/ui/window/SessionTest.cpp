@@ -3,6 +3,7 @@
 #include "core/NotificationNames.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
+#include "ui/page/NoticeStrip.h"
 #include "ui/tabs/DocumentTab.h"
 #include "ui/tabs/DocumentTabs.h"
 #include "ui/widgets/FileListDelegate.h"
@@ -14,6 +15,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMimeData>
+#include <QToolButton>
 
 #include <unistd.h>
 
@@ -169,6 +171,8 @@ TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
     };
     EXPECT_TRUE(until([&] { return says(u"bookmarks.data"_s); })) << "there was no page to say it on before";
     page->showUserUpdate(u"something else"_s);
+    EXPECT_TRUE(says(u"bookmarks.data"_s)) << "it stays until it is put aside";
+    page->findChild<NoticeStrip*>()->findChild<QToolButton*>()->click();
     NotificationCenter::shared().post(notification::lineMarksDeleted);
     EXPECT_FALSE(says(u"bookmarks.data"_s)) << "told once";
 

@@ -28,10 +28,20 @@ def hand_over(desktop, program, *files, **options):
     expect("what a start beside a running copy says", start.log.read_text(), "")
 
 
-def until_copied(desktop, name, content):
-    """Waits until what the running copy has read by the pipe of that name is just this."""
-    place = pathlib.Path(desktop.environment["TMPDIR"])
-    until(f"the arrival of {content}", lambda: content in [copy.read_bytes() for copy in place.glob(f"korvane-*/{name}")])
+def until_copied(desktop, running, content):
+    """Waits until what the running copy has read by some pipe is just this. Its copies have no names."""
+    place = desktop.environment["TMPDIR"]
+
+    def copies():
+        for descriptor in pathlib.Path(f"/proc/{running.process.pid}/fd").iterdir():
+            try:
+                target = os.readlink(descriptor)
+                if target.startswith(f"{place}/korvane-") and target.endswith(" (deleted)"):
+                    yield descriptor.read_bytes()
+            except OSError:
+                continue  # closed meanwhile
+
+    until(f"the arrival of {content}", lambda: content in list(copies()))
 
 
 def open_tabs(desktop):
@@ -76,16 +86,16 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     expect("the window of the pipe", running.window("Standard input – Korvane"), window)
     os.write(write, b"later\n")
     os.close(write)
-    until_copied(desktop, "Standard input", b"x\nlater\n")
+    until_copied(desktop, running, b"x\nlater\n")
 
     hand_over(desktop, "bash", "-c", f'exec "{program}" <(echo y)')
-    until_copied(desktop, "63", b"y\n")
+    until_copied(desktop, running, b"y\n")
 
     # A terminal stays with the start, which is in its foreground.
     keyboard, terminal = pty.openpty()
     typing = Program(desktop, program, "-", stdin=terminal)
     os.write(keyboard, b"typed\n")
-    until_copied(desktop, "Standard input", b"typed\n")
+    until_copied(desktop, running, b"typed\n")
     expect("the end of a start whose terminal goes on", typing.process.poll(), None)
     os.write(keyboard, b"\x04")
     typing.ends()

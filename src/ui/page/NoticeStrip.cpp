@@ -31,12 +31,12 @@ void NoticeStrip::showNotice(const PageNotice& notice) {
         delete item;
     }
     setVisible(!notice.text.isEmpty());
+    label_->setText(notice.text);
     if (notice.text.isEmpty())
         return;
     const int side = fontMetrics().height();
     const auto image = notice.isWarning ? QStyle::SP_MessageBoxWarning : QStyle::SP_MessageBoxInformation;
     image_->setPixmap(style()->standardIcon(image).pixmap({side, side}, devicePixelRatioF()));
-    label_->setText(notice.text);
     label_->setToolTip(notice.text);
     label_->setAccessibleName(notice.text);
     for (const PageNotice::Remedy remedy : notice.remedies) {

@@ -84,9 +84,13 @@ void WindowActions::makeFileMenu() {
     connect(recentMenu_, &QMenu::aboutToShow, this, [this] { showRecentFiles(); });
     menu.addAction(tr("Remote &Hosts…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), &window_,
                    &MainWindow::remoteHostsRequested);
-    reload_ = addPageAction(menu, tr("&Reload"), QKeySequence(Qt::Key_F5),
-                            [](MainWindowController& page) { page.reload(); });
-    connect_ = addPageAction(menu, tr("Con&nect to the Server"), QKeySequence(Qt::Key_F5),
+    reload_ = addPageAction(menu, tr("Re&load"), QKeySequence(Qt::Key_F5), [](MainWindowController& page) {
+        if (page.canConnect())
+            page.connectToServer();
+        else
+            page.reload();
+    });
+    connect_ = addPageAction(menu, tr("Con&nect to the Server"), {},
                              [](MainWindowController& page) { page.connectToServer(); });
     menu.addSeparator();
     addPageAction(menu, tr("File &Information"), QKeySequence(Qt::CTRL | Qt::Key_I),
@@ -356,7 +360,7 @@ void WindowActions::update() {
     MainWindowController* page = window_.currentPage();
     for (QAction* action : pageActions_)
         action->setEnabled(page != nullptr);
-    reload_->setEnabled(page && page->canReload());
+    reload_->setEnabled(page && (page->canReload() || page->canConnect()));
     for (QAction* action : tabActions_)
         action->setEnabled(window_.tabs().count() > 0);
     connect_->setEnabled(page && page->canConnect());

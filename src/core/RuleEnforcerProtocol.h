@@ -46,7 +46,7 @@ public:
     /// no further rule is run; it may be empty. Made before the lines are read: lines of a content that has
     /// been let go of since are not told of.
     virtual std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) = 0;
-    /// As above, but nobody is told of anything. Null while no line can be hidden.
+    /// As above, but sends no notifications. Null while no line can be hidden.
     virtual std::unique_ptr<RulePassProtocol> makeSilentPass(std::function<bool()> /*isCancelled*/) {
         return nullptr;
     }

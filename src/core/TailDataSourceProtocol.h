@@ -92,7 +92,7 @@ public:
         return std::nullopt;
     }
     /// Which of these consecutive lines, the first by zero-based index, the rules hide; empty while they hide
-    /// none. Nobody is told of what matches. May take long: on a worker.
+    /// none. Sends no notifications. May take long: on a worker.
     virtual std::vector<bool> hiddenLines(qint64 /*first*/, const QStringList& /*texts*/,
                                           const std::function<bool()>& /*isCancelled*/) {
         return {};

@@ -177,7 +177,7 @@ bool FileLoadingOperation::step(const std::function<bool()>& mustYield) {
 
 bool FileLoadingOperation::begin() {
     if (start_ == Start::AtFirstByte) {
-        // Another file may stand at the path by now. Where none can be opened, the old one is read anew.
+        // Another file may stand at the path by now. Where none can be opened, the old one is reloaded.
         [[maybe_unused]] const Status opened = logReader_->reopen();
         logReader_->reset();
         // Forgetting the index also forgot a cancel that came just before.

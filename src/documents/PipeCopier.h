@@ -40,7 +40,7 @@ public:
     static int descriptorNamed(const QByteArray& path);
 
     /// Whether a path leads to a file that the kernel makes up as it is read: it has no size, and shows
-    /// something else whenever it is read anew.
+    /// something else at every read.
     static bool isMadeUp(const QByteArray& path);
 
     /// Starts to copy what can be read from `descriptor`, which stays the caller's and may be closed at once.
@@ -88,7 +88,7 @@ private:
     const std::shared_ptr<Progress> progress_;
     const Descriptor copy_;
     const std::unique_ptr<OperationQueue> queue_;
-    /// The queue alone keeps it: the pipe is let go of as soon as the copying ends.
+    /// Owned by the queue: the pipe is closed as soon as the copying ends.
     std::weak_ptr<Copy> operation_;
     std::function<void()> onChange_;
 };

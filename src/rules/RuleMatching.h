@@ -7,7 +7,7 @@
 
 namespace korvane {
 
-/// Matches rules against the lines of one page, whoever wants to know, within limits: one for each rule, and
+/// Matches rules against the lines of one page for any caller, within limits: one for each rule, and
 /// one for all of them. What is over its limit gives up all lines that it would have to look into. For a
 /// worker's thread, one at a time.
 class RuleMatching {

@@ -21,7 +21,7 @@ public:
     EncodingChoice choice() const;
     /// `fileStart`: the first bytes of the file, whose byte-order mark holds for all of it.
     void setChoice(EncodingChoice choice, QByteArrayView fileStart);
-    /// The file holds another content: its encoding is detected anew.
+    /// The content of the file was replaced: its encoding is detected again.
     void forgetDetection();
     /// What ends the lines, as far as the choice and the start of the file tell: a mark or the places of NUL
     /// bytes there tell the encoding for good, and the byte order of a choice without one.

@@ -12,7 +12,7 @@ using Steps = MatchBudget::Steps;
 
 /// The engine reports its work in ticks of so many steps; less than one is not seen.
 constexpr Steps stepsOfTick = 10'000;
-/// What beginning a search costs besides.
+/// Fixed cost of starting a search, in steps.
 constexpr Steps stepsOfFind = 10;
 constexpr std::int32_t stackLimitBytes = 8'000'000;
 

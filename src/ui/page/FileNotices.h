@@ -34,7 +34,7 @@ public:
     /// Without a text when there is nothing to say.
     PageNotice current() const;
     void dismissCurrent();
-    /// The file is read anew: what was said of the rows before holds no longer.
+    /// The file is being reloaded: notices about the rows before it are cleared.
     void readAnew();
 
 private:

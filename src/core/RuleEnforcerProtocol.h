@@ -47,7 +47,7 @@ public:
     /// been let go of since are not told of.
     virtual std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) = 0;
     /// As above, but sends no notifications. Null while no line can be hidden.
-    virtual std::unique_ptr<RulePassProtocol> makeSilentPass(std::function<bool()> /*isCancelled*/) {
+    virtual std::unique_ptr<RulePassProtocol> makeSilentPass(const std::function<bool()>& /*isCancelled*/) {
         return nullptr;
     }
     /// As above. Null while there is no rule that has something to tell.

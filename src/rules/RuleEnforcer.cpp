@@ -329,10 +329,10 @@ std::unique_ptr<RulePassProtocol> RuleEnforcer::makePass(std::function<bool()> i
     return std::make_unique<Pass>(*this, std::move(isCancelled), Pass::Telling::On);
 }
 
-std::unique_ptr<RulePassProtocol> RuleEnforcer::makeSilentPass(std::function<bool()> isCancelled) {
+std::unique_ptr<RulePassProtocol> RuleEnforcer::makeSilentPass(const std::function<bool()>& isCancelled) {
     if (publishedRules()->empty())
         return nullptr;
-    return std::make_unique<Pass>(*this, std::move(isCancelled), Pass::Telling::Off);
+    return std::make_unique<Pass>(*this, isCancelled, Pass::Telling::Off);
 }
 
 std::unique_ptr<NotificationPassProtocol> RuleEnforcer::makeNotificationPass() {

@@ -51,7 +51,7 @@ public:
     // Any thread.
 
     std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) override;
-    std::unique_ptr<RulePassProtocol> makeSilentPass(std::function<bool()> isCancelled) override;
+    std::unique_ptr<RulePassProtocol> makeSilentPass(const std::function<bool()>& isCancelled) override;
     /// Leaves out what cannot be seen: rules that only paint, and those that tell once and have.
     std::unique_ptr<NotificationPassProtocol> makeNotificationPass() override;
     /// Rules that tell of every line tell of the new ones whatever their numbers; those that tell once have

@@ -18,13 +18,15 @@ public:
 
 /// Fresh preferences for each test, over a settings file of its own. No worker outlives the test.
 class PreferencesTest : public ::testing::Test {
+public:
+    ~PreferencesTest() override { EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20))); }
+
 protected:
     PreferencesTest() {
         Preferences::setShared(std::make_unique<Preferences>(
             std::make_unique<UserDefaults>(directory_.filePath(QStringLiteral("s.conf")))));
         Preferences::shared().registerDefaults(FakeFontCatalog());
     }
-    ~PreferencesTest() override { EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20))); }
 
 private:
     QTemporaryDir directory_;

@@ -32,7 +32,7 @@ std::uint64_t InMemoryFileLogReader::expectedMemory(QByteArrayView fileStart, st
     // A text of two bytes a character beside the bytes it is made of, a line that moves when the list grows,
     // and the book-keeping of two pieces of memory.
     constexpr std::uint64_t perByte = 3;
-    constexpr std::uint64_t perLine = 3 * sizeof(Line) + 2 * 16;
+    constexpr std::uint64_t perLine = 3 * sizeof(Line) + 32;
     const auto known = static_cast<std::uint64_t>(std::max<qsizetype>(fileStart.size(), 1));
     const auto newlines = static_cast<std::uint64_t>(std::ranges::count(fileStart, '\n'));
     return perByte * fileSize + perLine * (fileSize / known * newlines + newlines);

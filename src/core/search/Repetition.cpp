@@ -29,7 +29,8 @@ double repetitionOf(QStringView text, Qt::CaseSensitivity sensitivity) {
 
     double mean = 0;
     const std::size_t distance = size / mostPlaces + 1;
-    const double places = static_cast<double>(size / distance);
+    const std::size_t wholeDistances = size / distance;
+    const auto places = static_cast<double>(wholeDistances);
     std::vector<std::uint64_t> pieces;
     for (std::size_t length = shortestCommon; length < size; length *= 2, power *= power) {
         pieces.clear();

@@ -48,7 +48,9 @@ bool LineCaret::pressKey(const QKeyEvent& event) {
     const bool byWord = event.modifiers() & Qt::ControlModifier;
     const bool isArrow = event.key() == Qt::Key_Left || event.key() == Qt::Key_Right;
     const bool isEdge = event.key() == Qt::Key_Home || event.key() == Qt::Key_End;
-    if (!(isArrow && (selects || byWord || table_.caret())) && !(isEdge && selects && !byWord && isActive()))
+    const bool movesAcross = isArrow && (selects || byWord || table_.caret());
+    const bool selectsToEdge = isEdge && selects && !byWord && isActive();
+    if (!movesAcross && !selectsToEdge)
         return false;
     if (table_.rowCount() == 0)
         return true;

@@ -148,7 +148,8 @@ void LogTableInput::pressMouse(const QMouseEvent& event) {
     }
     // The menu acts on what is selected; a click elsewhere selects first.
     const auto& text = table_.textSelection();
-    if (!(table_.selection().contains(row) || (text && text->row == row)))
+    const bool isSelected = table_.selection().contains(row) || (text && text->row == row);
+    if (!isSelected)
         table_.selectRow(row);
 }
 

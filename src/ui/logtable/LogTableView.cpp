@@ -323,10 +323,11 @@ bool LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
     const auto view = delegate_.viewForTableColumn(cell::line, row);
     const QRectF first = view.layout ? view.layout->characterRect(range.location) : QRectF();
     const bool fits = delegate_.heightOfRow(row) <= viewport()->height();
+    const int rowsBefore = rowsPerPage() / 3; // something to read around it
     if (isRowPartInView(row, fits ? 0 : first.top(), fits ? delegate_.heightOfRow(row) : first.height()))
         holdAt({row, 0}, rowRect(row)->top());
-    else // with something to read around it
-        holdAt({row, first.top()}, rowsPerPage() / 3 * rowHeight());
+    else
+        holdAt({row, first.top()}, rowsBefore * rowHeight());
     if (!view.layout)
         return false;
     const QRectF last = view.layout->characterRect(std::max(range.location, range.end() - 1));

@@ -194,9 +194,12 @@ int main(int argc, char** argv) {
         return korvane::bench::tailDelay(argc, argv, argv[2], std::atoi(argv[3]));
     if (command == "tail-flood" && argc == 5)
         return korvane::bench::tailFlood(argc, argv, argv[2], argv[3], argv[4]);
+    if (command == "tail-memory" && argc == 3)
+        return korvane::bench::tailMemory(argc, argv, argv[2]);
     std::fprintf(stderr,
                  "usage: korvane_bench_gui window | scroll FILE | jump FILE | switch FILE | hint FILE\n"
                  "       korvane_bench_gui tail-delay FILE LINES\n"
-                 "       korvane_bench_gui tail-flood FILE WRITER SECONDS\n");
+                 "       korvane_bench_gui tail-flood FILE WRITER SECONDS\n"
+                 "       korvane_bench_gui tail-memory FILE\n");
     return 2;
 }

@@ -66,6 +66,25 @@ QString textOnScreen(Session& session, qint64 row) {
     return cell.row ? cell.row->line.string() : QString();
 }
 
+/// What the rows of a flood look like on the screen.
+struct RowsSeen {
+    long right = 0;
+    long loading = 0;
+    /// Empty, or the text of another line.
+    long wrong = 0;
+
+    /// All on the screen but the last one, which may be half written.
+    void look(Session& session) {
+        const qint64 last = std::min(session.table().lastVisibleRow(), session.table().rowCount() - 2);
+        for (qint64 row = session.table().firstVisibleRow(); row <= last; ++row) {
+            const auto cell = session.table().delegate().viewForTableColumn(cell::line, row);
+            const bool isLoaded = cell.row && cell.row->isLoaded;
+            const QString number = QString::number(row).rightJustified(12, u'0');
+            ++(!isLoaded ? loading : cell.row->line.string().startsWith(number) ? right : wrong);
+        }
+    }
+};
+
 /// When the file is read, by whomever: nobody but the program reads it.
 class AccessTimes {
 public:
@@ -204,8 +223,10 @@ int tailFlood(int argc, char** argv, const char* path, const char* writer, const
 
     long paintings = 0;
     qint64 paintedRow = 0;
+    RowsSeen seen;
     application.painted = session.table().viewport();
     application.didPaint = [&] {
+        seen.look(session);
         if (!textOnScreen(session, session.table().lastVisibleRow() - 1).isEmpty() &&
             std::exchange(paintedRow, session.table().lastVisibleRow()) != session.table().lastVisibleRow())
             ++paintings;
@@ -238,12 +259,62 @@ int tailFlood(int argc, char** argv, const char* path, const char* writer, const
         return EXIT_FAILURE;
     }
     const auto reader = std::dynamic_pointer_cast<LogReader>(session.document->logReader());
-    std::printf("%.3f %.3f %.3f %d %ld %ld %.3f %lld %ld %ld %zu %s", longest, spent.working, spent.waiting,
-                application.longestType, application.events, paintings, catchUp, static_cast<long long>(rows),
-                before, after, reader->indexHeapBytes(), process.readAllStandardOutput().constData());
+    std::printf("%.3f %.3f %.3f %d %ld %ld %ld %ld %ld %.3f %lld %ld %ld %zu %s", longest, spent.working,
+                spent.waiting, application.longestType, application.events, paintings, seen.right,
+                seen.loading, seen.wrong, catchUp, static_cast<long long>(rows), before, after,
+                reader->indexHeapBytes(), process.readAllStandardOutput().constData());
     std::printf("%s\n", hashOfRows(*session.document->dataSource()).constData());
     std::fflush(stdout);
     std::_Exit(EXIT_SUCCESS); // nothing of what is left is worth taking down
+}
+
+int tailMemory(int argc, char** argv, const char* path) {
+    constexpr int pagesAtOnce = 50;
+    constexpr int rowMemory = 64;
+    const QApplication application(argc, argv);
+    if (!writeText(path, "", "wb"))
+        return EXIT_FAILURE;
+    Session session(path);
+    auto& preferences = Preferences::shared();
+    preferences.setRowMemory(rowMemory);
+    preferences.setPollingInterval(Preferences::shortestPollingInterval);
+    if (!session.page || !until([&] { return isReady(session); }, std::chrono::seconds(20)))
+        return EXIT_FAILURE;
+    const auto source = session.document->dataSource();
+    const auto reader = std::dynamic_pointer_cast<LogReader>(session.document->logReader());
+    qint64 lines = 0;
+    // Appends pages, waits until they are known, and then for each of them as if it were scrolled to.
+    const auto follow = [&](int pages) {
+        for (int page = 0; page < pages; page += pagesAtOnce) {
+            std::string text;
+            const qint64 first = lines;
+            lines += pagesAtOnce * pages::size;
+            for (qint64 line = first; line < lines; ++line)
+                text += std::to_string(line + 1) +
+                        " INFO a line of everyday length, as logs hold them by the million\n";
+            if (!writeText(path, text, "ab") ||
+                !until([&] { return session.table().rowCount() > lines; }, std::chrono::seconds(60)))
+                return false;
+            for (qint64 row = first; row < lines; row += pages::size) {
+                source->loadPage(pages::pageOfLine(row), true);
+                if (!until([&] { return source->cachedRowLine(row).has_value(); }, std::chrono::seconds(60)))
+                    return false;
+            }
+        }
+        return true;
+    };
+    constexpr int pagesToFill = 200; // takes more than the bound
+    constexpr int pages = 2000;
+    if (!follow(pagesToFill))
+        return EXIT_FAILURE;
+    const long before = residentKib();
+    const std::size_t indexBefore = reader->indexHeapBytes();
+    if (!follow(pages))
+        return EXIT_FAILURE;
+    std::printf("%ld %ld %zu %zu %d %lld\n", before, residentKib(), indexBefore, reader->indexHeapBytes(),
+                pages, static_cast<long long>(lines));
+    std::fflush(stdout);
+    std::_Exit(EXIT_SUCCESS);
 }
 
 } // namespace korvane::bench

@@ -7,8 +7,13 @@ namespace korvane::bench {
 int tailDelay(int argc, char** argv, const char* path, int lines);
 
 /// Follows the file, which it makes, at its end in the window, while `writer flood` adds to it. Prints
-/// "longest-ms working-ms waiting-ms event-type events paintings catch-up-ms rows before-KiB after-KiB
-/// index-bytes writer-seconds hash", the hash being the SHA-256 of all rows as lines, or fails.
+/// "longest-ms working-ms waiting-ms event-type events paintings rows-right rows-loading rows-wrong
+/// catch-up-ms rows before-KiB after-KiB index-bytes writer-seconds hash", the rows being those on the screen
+/// at each painting and the hash the SHA-256 of all rows as lines, or fails.
 int tailFlood(int argc, char** argv, const char* path, const char* writer, const char* seconds);
+
+/// Follows the file, which it makes, with 64 MiB for rows: first until these are full, then for 2,000 pages
+/// more, each looked at. Prints "before-KiB after-KiB index-bytes-before index-bytes-after pages lines".
+int tailMemory(int argc, char** argv, const char* path);
 
 } // namespace korvane::bench

@@ -21,8 +21,8 @@ public:
 
     qint64 rowCount() const override { return reader_->lineCount(); }
     qint64 numberOfRows() const override { return reader_->lineCount(); }
-    std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
-                                             const std::function<bool()>& isCancelled) override {
+    SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                const std::function<bool()>& isCancelled) override {
         return reader_->findNextMatch(firstRow, lastRow, item, isCancelled);
     }
 
@@ -34,8 +34,9 @@ public:
     void setQuickHighlightSelectionString(const QString&) override {}
     bool quickHighlightEnabled() const override { return false; }
     void setQuickHighlightEnabled(bool) override {}
-    std::map<qint64, SearchMatch> lastSearchResults() const override { return {}; }
+    const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results_; }
     void setLastSearchResults(std::map<qint64, SearchMatch>) override {}
+    void addSearchResult(const SearchMatch&) override {}
     std::shared_ptr<DocumentProtocol> getDocument() const override { return nullptr; }
     void reset() override {}
     void clearView() override {}
@@ -51,6 +52,7 @@ public:
 
 private:
     const std::shared_ptr<LogFileReaderProtocol> reader_;
+    std::map<qint64, SearchMatch> results_;
 };
 
 /// A line of this process's status, in KiB.

@@ -25,11 +25,9 @@ QFont atDefaultSize(QFont font) {
     return font;
 }
 
-QFont fontFromArchive(const QByteArray& archived) {
+std::optional<QFont> fontFromArchive(const QVariant& archived) {
     QFont font;
-    if (!font.fromString(QString::fromUtf8(archived)))
-        fatalError("the stored log view font is not a font");
-    return font;
+    return font.fromString(QString::fromUtf8(archived.toByteArray())) ? std::optional(font) : std::nullopt;
 }
 
 } // namespace
@@ -118,7 +116,7 @@ void Preferences::setRowMemory(int mebibytes) {
 }
 
 int Preferences::pipeReserve() const {
-    return std::max(userDefaults_->value(keyPipeReserve).toInt(), 0);
+    return std::clamp(userDefaults_->value(keyPipeReserve).toInt(), 0, mostPipeReserve);
 }
 void Preferences::setPipeReserve(int mebibytes) {
     userDefaults_->set(keyPipeReserve, mebibytes);
@@ -174,10 +172,8 @@ void Preferences::setSshLogSwitch(std::function<void(bool)> hook) {
 
 QFont Preferences::logViewFont() const {
     const std::lock_guard guard(mutex_);
-    if (!logViewFontCached_) {
-        const QVariant stored = userDefaults_->value(keyLogViewFont);
-        logViewFontCached_ = stored.isValid() ? fontFromArchive(stored.toByteArray()) : systemFont_;
-    }
+    if (!logViewFontCached_)
+        logViewFontCached_ = fontFromArchive(userDefaults_->value(keyLogViewFont)).value_or(systemFont_);
     return *logViewFontCached_;
 }
 
@@ -221,13 +217,21 @@ void Preferences::setLogViewLineNumViewForeground(const QColor& color) {
     userDefaults_->set(keyLogViewLineNumberFGColor, archivedColor(color));
 }
 
-void Preferences::restoreLogViewLooks() {
+bool Preferences::hasLogViewFont() const {
+    return fontFromArchive(userDefaults_->value(keyLogViewFont)).has_value();
+}
+
+void Preferences::forgetLogViewFont() {
     {
         const std::lock_guard guard(mutex_);
         logViewFontCached_.reset();
     }
-    for (const QString& key :
-         {keyLogViewFont, keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
+    userDefaults_->remove(keyLogViewFont);
+}
+
+void Preferences::restoreLogViewLooks() {
+    forgetLogViewFont();
+    for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
         userDefaults_->remove(key);
 }
 

@@ -57,6 +57,7 @@ public:
     /// The bounds of the memory for rows that can be chosen, in MiB.
     static constexpr int leastRowMemory = 16;
     static constexpr int mostRowMemory = 65536;
+    static constexpr int mostPipeReserve = 1 << 20;
 
     static constexpr Qt::GlobalColor defaultLineNumberColor = Qt::gray;
 
@@ -118,8 +119,13 @@ public:
     void setNmsshDebug(bool value);
     void setSshLogSwitch(std::function<void(bool)> hook);
 
+    /// The system's font when the stored one is none.
     QFont logViewFont() const;
     void setLogViewFont(const QFont& font);
+    /// Whether the stored font of the log view, or the default, is one.
+    bool hasLogViewFont() const;
+    /// Back to the default.
+    void forgetLogViewFont();
     /// The font of the system's own texts, at 12 points.
     QFont systemFont() const;
     QColor logViewBackground() const;

@@ -42,8 +42,10 @@ public:
     virtual void setQuickHighlightEnabled(bool enabled) = 0;
 
     /// Matches of the last search by zero-based line index.
-    virtual std::map<qint64, SearchMatch> lastSearchResults() const = 0;
+    virtual const std::map<qint64, SearchMatch>& lastSearchResults() const = 0;
     virtual void setLastSearchResults(std::map<qint64, SearchMatch> results) = 0;
+    /// One more; another one of the same line goes.
+    virtual void addSearchResult(const SearchMatch& match) = 0;
 
     /// The owning document; null once it has been closed. Any thread.
     virtual std::shared_ptr<DocumentProtocol> getDocument() const = 0;
@@ -81,8 +83,8 @@ public:
     /// What `searchRow` finds first on the way from `firstRow` to `lastRow`, both included, forwards or
     /// backwards; rows that are not there are passed over. Nothing once `isCancelled` answers true. Any
     /// thread.
-    virtual std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
-                                                     const std::function<bool()>& isCancelled);
+    virtual SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                        const std::function<bool()>& isCancelled);
 
     /// The text of `count` lines from the zero-based index `first`, as far as they are there: read anew, no
     /// page is loaded, no rule is run. Nothing when they cannot be read, or once `isCancelled` answers true.

@@ -19,16 +19,15 @@ qint64 LogTableDataSource::rowCount() const {
 }
 
 std::optional<SearchMatch> LogTableDataSource::searchRow(qint64 row, const SearchItem& item) {
-    return findNextMatch(row, row, item, [] { return false; });
+    return findNextMatch(row, row, item, [] { return false; }).match;
 }
 
-std::optional<SearchMatch> LogTableDataSource::findNextMatch(qint64 firstRow, qint64 lastRow,
-                                                             const SearchItem& item,
-                                                             const std::function<bool()>& isCancelled) {
+SearchOutcome LogTableDataSource::findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                                const std::function<bool()>& isCancelled) {
     // Lines before the first row are there, but not in the table.
     const qint64 start = rowStart();
     if (firstRow < 0 && lastRow < 0)
-        return std::nullopt;
+        return {};
     return logReader_->findNextMatch(start + std::max<qint64>(firstRow, 0),
                                      start + std::max<qint64>(lastRow, 0), item, isCancelled);
 }

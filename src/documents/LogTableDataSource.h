@@ -16,8 +16,8 @@ public:
     std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return logReader_; }
     qint64 rowCount() const override;
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override;
-    std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
-                                             const std::function<bool()>& isCancelled) override;
+    SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                const std::function<bool()>& isCancelled) override;
     std::optional<QStringList> readLines(qint64 first, qint64 count,
                                          const std::function<bool()>& isCancelled) override;
     std::uint64_t byteCount(qint64 first, qint64 count) const override;

@@ -85,6 +85,10 @@ void TailDataSource::setLastSearchResults(std::map<qint64, SearchMatch> results)
     lastSearchResults_ = std::move(results);
 }
 
+void TailDataSource::addSearchResult(const SearchMatch& match) {
+    lastSearchResults_.insert_or_assign(match.row, match);
+}
+
 std::shared_ptr<DocumentProtocol> TailDataSource::getDocument() const {
     return lock_.withReadLock([this] { return document_; }).lock();
 }

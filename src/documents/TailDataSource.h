@@ -42,8 +42,9 @@ public:
     bool quickHighlightEnabled() const override { return quickHighlightEnabled_; }
     void setQuickHighlightEnabled(bool enabled) override { quickHighlightEnabled_ = enabled; }
 
-    std::map<qint64, SearchMatch> lastSearchResults() const override { return lastSearchResults_; }
+    const std::map<qint64, SearchMatch>& lastSearchResults() const override { return lastSearchResults_; }
     void setLastSearchResults(std::map<qint64, SearchMatch> results) override;
+    void addSearchResult(const SearchMatch& match) override;
 
     std::shared_ptr<DocumentProtocol> getDocument() const override;
     std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return nullptr; }

@@ -288,14 +288,13 @@ std::optional<QStringList> RemoteLogDataSource::readLines(qint64 first, qint64 c
 }
 
 std::optional<SearchMatch> RemoteLogDataSource::searchRow(qint64 row, const SearchItem& item) {
-    return findNextMatch(row, row, item, [] { return false; });
+    return findNextMatch(row, row, item, [] { return false; }).match;
 }
 
-std::optional<SearchMatch> RemoteLogDataSource::findNextMatch(qint64 firstRow, qint64 lastRow,
-                                                              const SearchItem& item,
-                                                              const IsCancelled& isCancelled) {
+SearchOutcome RemoteLogDataSource::findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                                 const IsCancelled& isCancelled) {
     if (firstRow < 0 && lastRow < 0)
-        return std::nullopt;
+        return {};
     // Lines before the first row are there, but not in the table.
     const qint64 start = rowStart();
     const bool forwards = firstRow <= lastRow;
@@ -308,27 +307,20 @@ std::optional<SearchMatch> RemoteLogDataSource::findNextMatch(qint64 firstRow, q
         const qint64 page = pages::pageOfLine(line);
         const auto lines = linesOfPage(page, isCancelled);
         if (!lines) {
-            if (!isCancelled())
-                tellUser(QCoreApplication::translate(
-                    "RemoteLogDataSource", "The search has stopped: the server cannot be asked for lines"));
-            return std::nullopt;
+            if (isCancelled())
+                return {};
+            return SearchOutcome::failed(QCoreApplication::translate(
+                "RemoteLogDataSource", "The search has stopped: the server cannot be asked for lines"));
         }
         for (; line >= low && line <= high && pages::pageOfLine(line) == page; line += step) {
             const qint64 offset = line - pages::firstLine(page);
             if (offset >= lines->size())
                 continue;
             if (auto ranges = matcher.matchRanges(SearchedLine(lines->at(offset))); !ranges.empty())
-                return SearchMatch{line, std::move(ranges)};
+                return {SearchMatch{line, std::move(ranges)}};
         }
     }
-    return std::nullopt;
-}
-
-void RemoteLogDataSource::tellUser(const QString& text) const {
-    MainThread::shared().post([weak = std::weak_ptr(getDocument()), text] {
-        if (const auto document = weak.lock())
-            NotificationCenter::shared().post(notification::globalUserUpdate, text, document.get());
-    });
+    return {};
 }
 
 } // namespace korvane

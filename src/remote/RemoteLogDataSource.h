@@ -18,8 +18,8 @@ public:
     /// The last known count; has the server asked when there is none, which is so for an empty file, too.
     qint64 rowCount() const override;
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override;
-    std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
-                                             const std::function<bool()>& isCancelled) override;
+    SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                const std::function<bool()>& isCancelled) override;
     std::optional<QStringList> readLines(qint64 first, qint64 count,
                                          const std::function<bool()>& isCancelled) override;
     /// By the mean length of a line.
@@ -66,7 +66,6 @@ private:
     /// `emptied`: what the number of such events was when the count began.
     void passArrivedLines(Content content, qint64 now, std::uint64_t emptied);
     void forgetArrivedLines(std::optional<qint64> arrivedFrom);
-    void tellUser(const QString& text) const;
     /// The page's lines, from the rows or from the server. Nothing when they cannot be read.
     std::optional<QStringList> linesOfPage(qint64 page, const std::function<bool()>& isCancelled);
 

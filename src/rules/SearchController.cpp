@@ -112,11 +112,13 @@ void SearchController::resetPosition(bool forward) {
 void SearchController::searchEnded(const SearchOperation& operation) {
     // A copy: the operation may go with the next line.
     // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
-    const std::optional<SearchMatch> match = operation.match();
+    const SearchOutcome outcome = operation.outcome();
     currentOperation_.reset();
-    const bool isNews = match && show(*match);
+    const bool isNews = outcome && show(*outcome.match);
     window_.progress.hide();
-    if (!isNews && noFurtherMatch_)
+    if (!outcome.fault.isEmpty() && searchFailed_)
+        searchFailed_(outcome.fault);
+    else if (!isNews && noFurtherMatch_)
         noFurtherMatch_();
 }
 
@@ -124,9 +126,7 @@ bool SearchController::show(const SearchMatch& match) {
     const qint64 row = match.row - dataSource_->rowStart();
     if (row < 0 || row >= rowCount())
         return false; // the view was cleared, or the file cut, while the search ran
-    auto results = dataSource_->lastSearchResults();
-    results.insert_or_assign(match.row, match);
-    dataSource_->setLastSearchResults(std::move(results));
+    dataSource_->addSearchResult(match);
     const bool isOther = std::exchange(currentSearchRow_, row) != row;
     window_.table.reload();
     window_.table.selectRow(row);
@@ -141,8 +141,8 @@ SearchController::SearchOperation::SearchOperation(std::shared_ptr<TailDataSourc
 
 void SearchController::SearchOperation::main() {
     if (dataSource_)
-        match_ = dataSource_->findNextMatch(startingRow_, endRow_, SearchItem(searchTxt_),
-                                            [this] { return isCancelled(); });
+        outcome_ = dataSource_->findNextMatch(startingRow_, endRow_, SearchItem(searchTxt_),
+                                              [this] { return isCancelled(); });
 }
 
 } // namespace korvane

@@ -68,6 +68,10 @@ public:
 
     /// Called when a search has come to its end without another match than the last one.
     void setNoFurtherMatch(std::function<void()> action) { noFurtherMatch_ = std::move(action); }
+    /// Called with the reason when a search could not go on.
+    void setSearchFailed(std::function<void(const QString& reason)> action) {
+        searchFailed_ = std::move(action);
+    }
 
     const QString& currentSearchItem() const { return currentSearchItem_; }
     qint64 currentSearchRow() const { return currentSearchRow_; }
@@ -94,6 +98,7 @@ private:
     const Window window_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     std::function<void()> noFurtherMatch_;
+    std::function<void(const QString&)> searchFailed_;
     NotificationToken directionToken_;
 
     QString currentSearchItem_;
@@ -114,7 +119,7 @@ public:
                     qint64 endRow);
 
     /// What was found. Not before the operation has ended.
-    const std::optional<SearchMatch>& match() const { return match_; }
+    const SearchOutcome& outcome() const { return outcome_; }
 
 protected:
     void main() override;
@@ -124,7 +129,7 @@ private:
     const QString searchTxt_;
     const qint64 startingRow_;
     const qint64 endRow_;
-    std::optional<SearchMatch> match_;
+    SearchOutcome outcome_;
 };
 
 } // namespace korvane

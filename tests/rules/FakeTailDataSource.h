@@ -25,8 +25,9 @@ public:
     void setQuickHighlightSelectionString(const QString&) override {}
     bool quickHighlightEnabled() const override { return false; }
     void setQuickHighlightEnabled(bool) override {}
-    std::map<qint64, SearchMatch> lastSearchResults() const override { return {}; }
+    const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results_; }
     void setLastSearchResults(std::map<qint64, SearchMatch>) override {}
+    void addSearchResult(const SearchMatch&) override {}
     void reset() override {}
     void clearView() override {}
     void clearCache() override {}
@@ -55,6 +56,7 @@ private:
         const QUrl url_;
     };
 
+    std::map<qint64, SearchMatch> results_;
     std::atomic<DefaultFilterLineAction> action_{DefaultFilterLineAction::show};
     std::shared_ptr<DocumentProtocol> document_;
 };

@@ -35,8 +35,9 @@ public:
 
     qint64 rowStart() const override { return start; }
     qint64 numberOfRows() const override { return rows.size(); }
-    std::map<qint64, SearchMatch> lastSearchResults() const override { return results; }
+    const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results; }
     void setLastSearchResults(std::map<qint64, SearchMatch> found) override { results = std::move(found); }
+    void addSearchResult(const SearchMatch& found) override { results.insert_or_assign(found.row, found); }
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override {
         {
             const std::lock_guard guard(mutex_);
@@ -47,8 +48,8 @@ public:
         auto ranges = item.matchRanges(rows.at(row));
         return ranges.empty() ? std::nullopt : std::optional(SearchMatch{start + row, std::move(ranges)});
     }
-    std::optional<SearchMatch> findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
-                                             const std::function<bool()>& isCancelled) override {
+    SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
+                                const std::function<bool()>& isCancelled) override {
         const bool held = holdsSearches;
         while (holdsSearches && !isCancelled())
             std::this_thread::yield();
@@ -304,7 +305,7 @@ TEST_F(SearchControllerTest, AMatchThatHasLeftTheTableIsNotShown) {
 TEST(SearchOperation, WithoutADataSourceThereIsNoMatch) {
     SearchController::SearchOperation operation(nullptr, u"a"_s, 0, 5);
     operation.runBody();
-    EXPECT_FALSE(operation.match());
+    EXPECT_FALSE(operation.outcome().match);
 }
 
 } // namespace

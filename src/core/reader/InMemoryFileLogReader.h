@@ -26,8 +26,8 @@ public:
     /// What is held was decoded in the encoding before.
     bool needsNewScan() const override { return true; }
     /// Searches the text that is held, not the file.
-    std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
-                                             const std::function<bool()>& isCancelled) override {
+    SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                const std::function<bool()>& isCancelled) override {
         // NOLINTNEXTLINE(bugprone-parent-virtual-call): not the search of the index
         return LogFileReaderProtocol::findNextMatch(first, last, item, isCancelled);
     }

@@ -66,14 +66,20 @@ std::optional<LineSearch::Range> LineSearch::rangeOf(qint64 first, qint64 last) 
     return *begin <= end ? std::optional(Range{*begin, end}) : std::nullopt;
 }
 
-std::span<const char> LineSearch::read(Range range) {
-    const std::span<char> room(block_.get(), static_cast<std::size_t>(range.end - range.begin));
-    return room.first(file_.handle.read(range.begin, room).value_or(0));
+std::size_t LineSearch::read(std::uint64_t offset, std::span<char> to) {
+    std::size_t done = 0;
+    while (done < to.size() && readError_ == 0) {
+        const std::size_t got = file_.handle.read(offset + done, to.subspan(done), &readError_).value_or(0);
+        if (got == 0)
+            break;
+        done += got;
+    }
+    return done;
 }
 
 std::optional<SearchMatch> LineSearch::findLineByLine(qint64 first, qint64 last) {
     const qint64 step = first <= last ? 1 : -1;
-    for (qint64 line = first; !isCancelled_(); line += step) {
+    for (qint64 line = first; !isStopped(); line += step) {
         if (const auto range = rangeOf(line, line))
             if (auto match = matchIn(line, *range))
                 return match;
@@ -85,13 +91,14 @@ std::optional<SearchMatch> LineSearch::findLineByLine(qint64 first, qint64 last)
 
 std::optional<SearchMatch> LineSearch::findForwards(const CandidateSearch& candidates, Range range) {
     std::uint64_t blockSize = firstBlockSize;
-    for (std::uint64_t begin = range.begin; begin < range.end && !isCancelled_();) {
+    for (std::uint64_t begin = range.begin; begin < range.end && !isStopped();) {
         const std::uint64_t end = std::min(begin + blockSize, range.end);
-        const std::span<const char> bytes = read({begin, end});
+        const std::span<char> room(block_.get(), static_cast<std::size_t>(end - begin));
+        const std::span<const char> bytes = room.first(read(begin, room));
         CandidateSearch::Block block(candidates, bytes);
         std::uint64_t next = end < range.end ? end - candidates.overlap() : end;
         std::uint64_t from = begin;
-        while (from < end && !isCancelled_()) {
+        while (from < end && !isStopped()) {
             const auto place = block.first(static_cast<std::size_t>(from - begin));
             if (!place)
                 break;
@@ -112,13 +119,14 @@ std::optional<SearchMatch> LineSearch::findForwards(const CandidateSearch& candi
 
 std::optional<SearchMatch> LineSearch::findBackwards(const CandidateSearch& candidates, Range range) {
     std::uint64_t blockSize = firstBlockSize;
-    for (std::uint64_t end = range.end; end > range.begin && !isCancelled_();) {
+    for (std::uint64_t end = range.end; end > range.begin && !isStopped();) {
         const std::uint64_t begin = end - std::min(end - range.begin, blockSize);
-        const std::span<const char> bytes = read({begin, end});
+        const std::span<char> room(block_.get(), static_cast<std::size_t>(end - begin));
+        const std::span<const char> bytes = room.first(read(begin, room));
         CandidateSearch::Block block(candidates, bytes);
         std::uint64_t next = begin > range.begin ? begin + candidates.overlap() : begin;
         std::uint64_t before = end;
-        while (before > begin && !isCancelled_()) {
+        while (before > begin && !isStopped()) {
             const auto place = block.last(static_cast<std::size_t>(before - begin));
             if (!place)
                 break;
@@ -145,19 +153,18 @@ std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {
     return Judgement{matchIn(line, *range), *range};
 }
 
-std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) const {
+std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) {
     SearchMatch match{line, {}};
     // The writer may have got to the middle of a character.
     const bool isUnfinished = line + 1 == file_.index.lineCount();
     // The end of the piece before, in which a match may begin.
     QString text;
     qint64 base = 0;
-    for (std::uint64_t offset = range.begin; offset < range.end && !isCancelled_();) {
+    for (std::uint64_t offset = range.begin; offset < range.end && !isStopped();) {
         const std::uint64_t size = std::min(range.end - offset, pieceSize);
         const bool isLast = offset + size == range.end;
         QByteArray bytes(static_cast<qsizetype>(size), Qt::Uninitialized);
-        bytes.truncate(static_cast<qsizetype>(
-            file_.handle.read(offset, {bytes.data(), static_cast<std::size_t>(size)}).value_or(0)));
+        bytes.truncate(static_cast<qsizetype>(read(offset, {bytes.data(), static_cast<std::size_t>(size)})));
         const auto piece = file_.decoder.decodeLine({offset, bytes, !isLast || isUnfinished}).text;
         if (piece.usedBytes == 0 && !isLast)
             return std::nullopt;

@@ -32,6 +32,8 @@ public:
     /// The first line with a match on the way from line `first` to line `last`, both zero-based and included;
     /// those that are not there are passed over. Nothing once cancelled.
     std::optional<SearchMatch> find(qint64 first, qint64 last);
+    /// The system's error that ended the search early; 0 for none.
+    int readError() const { return readError_; }
 
 private:
     struct Range {
@@ -40,8 +42,9 @@ private:
     };
     /// Consecutive lines as bytes of the file, without the last newline; nothing while the index lacks them.
     std::optional<Range> rangeOf(qint64 first, qint64 last) const;
-    /// Reads into the block; what is there, empty at the end of the file.
-    std::span<const char> read(Range range);
+    /// Reads to the end of the range, or of the file; less also before a place that cannot be read.
+    std::size_t read(std::uint64_t offset, std::span<char> to);
+    bool isStopped() const { return readError_ != 0 || isCancelled_(); }
 
     std::optional<SearchMatch> findLineByLine(qint64 first, qint64 last);
     std::optional<SearchMatch> findForwards(const CandidateSearch& candidates, Range range);
@@ -52,12 +55,13 @@ private:
         Range line;
     };
     std::optional<Judgement> judge(std::uint64_t place);
-    std::optional<SearchMatch> matchIn(qint64 line, Range range) const;
+    std::optional<SearchMatch> matchIn(qint64 line, Range range);
 
     const File file_;
     const SearchItem item_;
     const std::function<bool()> isCancelled_;
     std::unique_ptr<char[]> block_;
+    int readError_ = 0;
 };
 
 } // namespace korvane

@@ -6,9 +6,8 @@
 
 namespace korvane {
 
-std::optional<SearchMatch> LogFileReaderProtocol::findNextMatch(qint64 first, qint64 last,
-                                                                const SearchItem& item,
-                                                                const std::function<bool()>& isCancelled) {
+SearchOutcome LogFileReaderProtocol::findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                                   const std::function<bool()>& isCancelled) {
     const bool forwards = first <= last;
     const qint64 low = std::max<qint64>(std::min(first, last), 0);
     const qint64 high = std::min(std::max(first, last), lineCount() - 1);
@@ -18,9 +17,9 @@ std::optional<SearchMatch> LogFileReaderProtocol::findNextMatch(qint64 first, qi
         if (rows.lines.empty())
             continue;
         if (auto ranges = item.matchRanges(rows.lines.front().text); !ranges.empty())
-            return SearchMatch{line, std::move(ranges)};
+            return {SearchMatch{line, std::move(ranges)}};
     }
-    return std::nullopt;
+    return {};
 }
 
 } // namespace korvane

@@ -128,8 +128,8 @@ public:
     /// `last`, both included, forwards or backwards; lines that are not there are passed over. Nothing once
     /// `isCancelled`, which is asked often, answers true. In a line too long to show, no more than the first
     /// of the matches need be named.
-    virtual std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
-                                                     const std::function<bool()>& isCancelled);
+    virtual SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                        const std::function<bool()>& isCancelled);
 
     virtual EncodingChoice encodingChoice() const = 0;
     /// Holds for what is read from now on.

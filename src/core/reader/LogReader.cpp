@@ -7,6 +7,8 @@
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -525,14 +527,18 @@ std::uint64_t LogReader::byteCount(qint64 start, qint64 count) const {
     return range ? range->end - range->begin + (range->newlineFollows ? range->lineEnd.size : 0U) : 0;
 }
 
-std::optional<SearchMatch> LogReader::findNextMatch(qint64 first, qint64 last, const SearchItem& item,
-                                                    const std::function<bool()>& isCancelled) {
+SearchOutcome LogReader::findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                       const std::function<bool()>& isCancelled) {
     const auto handle = openHandle();
     if (isCanceled() || !handle)
-        return std::nullopt;
+        return {};
     learnEncoding();
     LineSearch search({index_, *handle, decoder_}, item, [&] { return isStopped() || isCancelled(); });
-    return search.find(first, last);
+    SearchOutcome outcome(search.find(first, last));
+    if (!outcome && search.readError() != 0)
+        outcome.fault = QCoreApplication::translate("LogReader", "The search has stopped, reading failed: %1")
+                            .arg(QString::fromLocal8Bit(std::strerror(search.readError())));
+    return outcome;
 }
 
 // ---- Encoding ----

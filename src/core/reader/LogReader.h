@@ -50,8 +50,8 @@ public:
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
     std::uint64_t byteCount(qint64 start, qint64 count) const override;
-    std::optional<SearchMatch> findNextMatch(qint64 first, qint64 last, const SearchItem& item,
-                                             const std::function<bool()>& isCancelled) override;
+    SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
+                                const std::function<bool()>& isCancelled) override;
     EncodingChoice encodingChoice() const override;
     void setEncodingChoice(EncodingChoice choice) override;
     bool needsNewScan() const override { return decoder_.lineEnd() != index_.view().lineEnd(); }

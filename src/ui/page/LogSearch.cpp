@@ -12,6 +12,7 @@ LogSearch::LogSearch(LogTableView& table, std::shared_ptr<TailDataSourceProtocol
     : QObject(parent), table_(table), dataSource_(std::move(dataSource)),
       searchController_(SearchController::create({*this, *this, this}, dataSource_)) {
     searchController_->setNoFurtherMatch([this] { Q_EMIT noFurtherMatch(); });
+    searchController_->setSearchFailed([this](const QString& reason) { Q_EMIT searchFailed(reason); });
 }
 
 LogSearch::~LogSearch() = default;
@@ -84,7 +85,7 @@ void LogSearch::selectRow(qint64 row) {
 
 void LogSearch::scrollRowToVisible(qint64 row) {
     TextRange range;
-    const auto results = dataSource_->lastSearchResults();
+    const auto& results = dataSource_->lastSearchResults();
     if (const auto found = results.find(dataSource_->rowStart() + row);
         found != results.end() && !found->second.results.empty())
         range = found->second.results.front();

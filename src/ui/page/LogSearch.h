@@ -51,6 +51,8 @@ Q_SIGNALS:
     void searchingChanged(bool isSearching);
     /// There is nothing more in this direction.
     void noFurtherMatch();
+    /// Not all lines could be searched.
+    void searchFailed(const QString& reason);
 
 private:
     void reload() override;

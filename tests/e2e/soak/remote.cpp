@@ -79,8 +79,8 @@ public:
     Search(std::shared_ptr<TailDataSourceProtocol> source, const QString& text) : text_(text) {
         const qint64 last = source->numberOfRows() - 1;
         thread_ = std::thread([this, source = std::move(source), last] {
-            match_ =
-                source->findNextMatch(0, last, SearchItem(text_), [this] { return isCancelled_.load(); });
+            match_ = source->findNextMatch(0, last, SearchItem(text_), [this] { return isCancelled_.load(); })
+                         .match;
             isDone_ = true;
         });
     }

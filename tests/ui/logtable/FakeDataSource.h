@@ -28,8 +28,9 @@ public:
     void setQuickHighlightSelectionString(const QString& text) override { quickHighlight_ = text; }
     bool quickHighlightEnabled() const override { return true; }
     void setQuickHighlightEnabled(bool) override {}
-    std::map<qint64, SearchMatch> lastSearchResults() const override { return {}; }
+    const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results_; }
     void setLastSearchResults(std::map<qint64, SearchMatch>) override {}
+    void addSearchResult(const SearchMatch&) override {}
     std::shared_ptr<DocumentProtocol> getDocument() const override { return nullptr; }
     void reset() override {}
     void clearView() override {}
@@ -59,6 +60,7 @@ private:
     qint64 rows_;
     std::function<QString(qint64)> text_;
     QString quickHighlight_;
+    std::map<qint64, SearchMatch> results_;
 };
 
 } // namespace korvane::test

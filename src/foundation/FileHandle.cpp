@@ -15,8 +15,8 @@ namespace {
 
 Error systemError(int code, const QUrl& fileUrl) {
     return {code, QStringLiteral("POSIX"),
-            QCoreApplication::translate("FileHandle", "“%1” cannot be opened: %2")
-                .arg(displayPath(fileUrl), QString::fromLocal8Bit(std::strerror(code)))};
+            QCoreApplication::translate("FileHandle", "%1: “%2” cannot be opened")
+                .arg(QString::fromLocal8Bit(std::strerror(code)), displayPath(fileUrl))};
 }
 
 } // namespace

@@ -26,13 +26,19 @@ constexpr mode_t privateDirectory = 0700;
 constexpr std::uint64_t largestStore = 512 << 20;
 constexpr int mostNames = 10'000;
 
-Error systemError(int code, const QString& text) {
-    return {code, QStringLiteral("POSIX"), text.arg(QString::fromLocal8Bit(std::strerror(code)))};
+/// `text`: with a place for the reason, which comes first, and one for the path.
+Error systemError(int code, const char* text, const QString& path) {
+    return {code, QStringLiteral("POSIX"),
+            QCoreApplication::translate("StoreFile", text)
+                .arg(QString::fromLocal8Bit(std::strerror(code)), path)};
 }
 
 Error writeError(int code, const QString& path) {
-    return systemError(code,
-                       QCoreApplication::translate("StoreFile", "“%1” cannot be written: %2").arg(path));
+    return systemError(code, QT_TRANSLATE_NOOP("StoreFile", "%1: “%2” cannot be written"), path);
+}
+
+Error readError(int code, const QString& path) {
+    return systemError(code, QT_TRANSLATE_NOOP("StoreFile", "%1: “%2” cannot be read"), path);
 }
 
 bool writeAll(int descriptor, const QByteArray& content) {
@@ -86,13 +92,11 @@ Result<std::optional<QByteArray>> readStoreFile(const QString& path) {
         return file.error();
     const std::uint64_t size = file.value()->size().value_or(0);
     if (size > largestStore)
-        return systemError(EFBIG,
-                           QCoreApplication::translate("StoreFile", "“%1” cannot be read: %2").arg(path));
+        return readError(EFBIG, path);
     QByteArray content(static_cast<qsizetype>(size), Qt::Uninitialized);
     const auto got = file.value()->read(0, {content.data(), static_cast<std::size_t>(content.size())});
     if (!got || *got != size)
-        return systemError(EIO,
-                           QCoreApplication::translate("StoreFile", "“%1” cannot be read: %2").arg(path));
+        return readError(EIO, path);
     return std::optional(std::move(content));
 }
 
@@ -165,8 +169,7 @@ Result<QString> setAside(const QString& path) {
         }
         code = errno;
     }
-    return systemError(code,
-                       QCoreApplication::translate("StoreFile", "“%1” cannot be renamed: %2").arg(path));
+    return systemError(code, QT_TRANSLATE_NOOP("StoreFile", "%1: “%2” cannot be renamed"), path);
 }
 
 } // namespace korvane

@@ -5,9 +5,8 @@
 namespace korvane {
 
 QString storeLeftOutText(const QString& path, int count) {
-    return QCoreApplication::translate("StoreFile", "Not all in “%1” can be read; left out: %2")
-        .arg(path)
-        .arg(count);
+    return QCoreApplication::translate("StoreFile", "Not all can be read, left out: %1, of “%2”")
+        .arg(QString::number(count), path);
 }
 
 Error storeReadError(const QString& path, const Error& fault) {

@@ -93,6 +93,21 @@ void UserDefaults::write(const QString& key, const QVariant& value) {
     announce(key);
 }
 
+QString UserDefaults::filePath() const {
+    const std::lock_guard guard(mutex_);
+    return store_->fileName();
+}
+
+bool UserDefaults::isReadable() const {
+    const std::lock_guard guard(mutex_);
+    return store_->status() == QSettings::NoError;
+}
+
+void UserDefaults::reload() {
+    const std::lock_guard guard(mutex_);
+    store_ = openStore(store_->fileName());
+}
+
 QString UserDefaults::writeFault() const {
     const std::lock_guard guard(mutex_);
     return writeFault_;

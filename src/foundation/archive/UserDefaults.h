@@ -44,6 +44,12 @@ public:
     /// Removes the stored value, so that the registered default holds again.
     void remove(const QString& key);
 
+    QString filePath() const;
+    /// Whether all of the file has been understood, as far as there is one. Writing replaces the file in any
+    /// case.
+    bool isReadable() const;
+    /// Reads the file as it is now. No change notices.
+    void reload();
     /// Whether the last write reached the disk; the text says why not and names the file.
     QString writeFault() const;
 

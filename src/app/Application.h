@@ -42,7 +42,7 @@ private:
     void openFirstFiles();
     /// False when there is nothing to show.
     bool open(const OpenRequest::File& file);
-    bool openPipe(const OpenRequest::File& file);
+    std::shared_ptr<Document> openPipe(const OpenRequest::File& file);
     /// Does what another start of the program was asked to do.
     void serve(OpenRequest request);
     /// Runs until the end, and serves other starts until the end is certain.

@@ -1,6 +1,7 @@
 #include "documents/AppDocumentController.h"
 
 #include "documents/LocalDocument.h"
+#include "documents/PipeCopier.h"
 #include "foundation/FilePath.h"
 
 #include <algorithm>
@@ -63,6 +64,9 @@ Result<std::shared_ptr<Document>> AppDocumentController::makeDocument(const QUrl
 std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
                                                               std::optional<qint64> lineNumber,
                                                               const QString& displayName) {
+    const bool isCopy = !displayName.isEmpty();
+    if (openCopy_ && !isCopy && url.isLocalFile() && PipeCopier::isMadeUp(localPath(url)))
+        return openCopy_(url, lineNumber);
     const DocumentBatch batch(*this, 1);
     const bool isLast = expected_ > 0 && --expected_ == 0;
     std::shared_ptr<Document> document = documentForUrl(url);

@@ -83,6 +83,10 @@ public:
     /// Closes the document and takes its window away.
     void closeDocument(const std::shared_ptr<Document>& document);
     void closeAllDocuments();
+    /// Opens what has to be copied before it can be shown (`PipeCopier::isMadeUp`), as `openDocument` does.
+    using CopyOpener =
+        std::function<std::shared_ptr<Document>(const QUrl&, std::optional<qint64> lineNumber)>;
+    void setCopyOpener(CopyOpener open) { openCopy_ = std::move(open); }
     /// Called after the last document has gone.
     void setDidCloseAll(std::function<void()> action) { didCloseAll_ = std::move(action); }
 
@@ -109,6 +113,7 @@ private:
     /// The same by their absolute addresses.
     QHash<QString, std::shared_ptr<Document>> documentsByAddress_;
     std::function<void()> didCloseAll_;
+    CopyOpener openCopy_;
 
     int batchDepth_ = 0;
     /// Documents that the batch will still open; the last one is shown in front.

@@ -88,6 +88,15 @@ struct PipeCopier::Progress {
         });
     }
 
+    void restart() {
+        {
+            const std::lock_guard guard(mutex);
+            failure.clear();
+        }
+        bytesCopied = 0;
+        state = State::Copying;
+    }
+
     void fail(const QString& text) {
         {
             const std::lock_guard guard(mutex);
@@ -317,30 +326,39 @@ Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int ownedDescriptor, const
     if (directory.isEmpty())
         directory = QFile::encodeName(QDir::tempPath());
     QByteArray place = directory + "/korvane-XXXXXX";
-    Descriptor target(::mkostemp(place.data(), O_CLOEXEC)); // for its owner only
-    if (target.isOpen())
-        ::unlink(place.constData());
-    Descriptor copy(target.isOpen() ? ::fcntl(target.number(), F_DUPFD_CLOEXEC, 0) : -1);
-    Descriptor wake(copy.isOpen() ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
-    if (!wake.isOpen())
-        return Error{errno, QStringLiteral("POSIX"),
+    const auto noCopy = [&](int code) {
+        return Error{code, QStringLiteral("POSIX"),
                      tr("No file can be made in “%1” to keep the input: %2. Name another place in the "
                         "environment variable TMPDIR, and start again.")
-                         .arg(QString::fromUtf8(directory), systemText(errno))};
-
-    const auto progress = std::make_shared<Progress>();
-    std::shared_ptr<PipeCopier> copier(new PipeCopier(progress, std::move(copy)));
-    progress->owner = copier;
-    const auto operation = std::make_shared<Copy>(progress, std::move(source), path, std::move(target),
-                                                  QString::fromUtf8(directory), std::move(wake));
-    copier->operation_ = operation;
-    copier->queue_->addOperation(operation);
+                         .arg(QString::fromUtf8(directory), systemText(code))};
+    };
+    Descriptor copy(::mkostemp(place.data(), O_CLOEXEC)); // for its owner only
+    if (!copy.isOpen())
+        return noCopy(errno);
+    ::unlink(place.constData());
+    std::shared_ptr<PipeCopier> copier(new PipeCopier(std::move(copy), path, directory));
+    copier->progress_->owner = copier;
+    if (!copier->beginCopying(std::move(source)))
+        return noCopy(errno);
     return copier;
 }
 
-PipeCopier::PipeCopier(std::shared_ptr<Progress> progress, Descriptor copy)
-    : progress_(std::move(progress)), copy_(std::move(copy)),
-      queue_(std::make_unique<OperationQueue>("Pipe copy queue", 1)) {}
+PipeCopier::PipeCopier(Descriptor copy, QByteArray sourcePath, QByteArray directory)
+    : progress_(std::make_shared<Progress>()), copy_(std::move(copy)), sourcePath_(std::move(sourcePath)),
+      directory_(std::move(directory)), queue_(std::make_unique<OperationQueue>("Pipe copy queue", 1)) {}
+
+bool PipeCopier::beginCopying(Descriptor source) {
+    Descriptor target(::fcntl(copy_.number(), F_DUPFD_CLOEXEC, 0));
+    Descriptor wake(target.isOpen() ? ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1);
+    if (!wake.isOpen())
+        return false;
+    const auto operation =
+        std::make_shared<Copy>(progress_, std::move(source), sourcePath_, std::move(target),
+                               QString::fromUtf8(directory_), std::move(wake));
+    operation_ = operation;
+    queue_->addOperation(operation);
+    return true;
+}
 
 PipeCopier::~PipeCopier() {
     stop();
@@ -378,6 +396,20 @@ std::uint64_t PipeCopier::bytesCopied() const {
 
 void PipeCopier::stop() {
     queue_->cancelAllOperations();
+}
+
+bool PipeCopier::canCopyAgain() const {
+    return isMadeUp(sourcePath_);
+}
+
+void PipeCopier::copyAgain() {
+    if (!queue_->isEmpty() || ::ftruncate(copy_.number(), 0) != 0 ||
+        ::lseek(copy_.number(), 0, SEEK_SET) != 0)
+        return;
+    progress_->restart();
+    if (!beginCopying(Descriptor()))
+        progress_->fail(
+            tr("The input cannot be read: %1. What came before is shown.").arg(systemText(errno)));
 }
 
 } // namespace korvane

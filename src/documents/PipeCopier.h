@@ -76,17 +76,25 @@ public:
     void goOn();
     /// Ends the copying where it is, without waiting for it; it counts as ended.
     void stop();
+    /// Whether the input can be read from its start another time.
+    bool canCopyAgain() const;
+    /// Empties the copy and fills it anew, once the copying before has ended. Precondition: `canCopyAgain`.
+    void copyAgain();
 
 private:
     struct Progress;
     class Copy;
 
-    PipeCopier(std::shared_ptr<Progress> progress, Descriptor copy);
+    PipeCopier(Descriptor copy, QByteArray sourcePath, QByteArray directory);
     static Result<std::shared_ptr<PipeCopier>> start(int ownedDescriptor, const QByteArray& path,
                                                      QByteArray directory);
+    /// False when the system has no descriptors left, with the reason in errno.
+    bool beginCopying(Descriptor source);
 
     const std::shared_ptr<Progress> progress_;
     const Descriptor copy_;
+    const QByteArray sourcePath_;
+    const QByteArray directory_;
     const std::unique_ptr<OperationQueue> queue_;
     /// Owned by the queue: the pipe is closed as soon as the copying ends.
     std::weak_ptr<Copy> operation_;

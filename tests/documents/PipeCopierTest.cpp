@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -201,7 +202,7 @@ TEST_F(PipeCopierTest, AnInheritedPipeIsLetGoOfWithTheCopy) {
 }
 
 TEST_F(PipeCopierTest, LittleRoomPausesTheCopyUntilTheUserDecides) {
-    Preferences::shared().setPipeReserve(std::numeric_limits<int>::max());
+    Preferences::shared().setPipeReserve(Preferences::mostPipeReserve);
     const auto copier = startOnPipe();
     ASSERT_TRUE(write("held back"));
     ASSERT_TRUE(waitForState(*copier, CopyState::Paused));
@@ -273,6 +274,23 @@ TEST_F(PipeCopierTest, WhatCannotBeOpenedOrKeptIsReported) {
     ASSERT_FALSE(closed);
     EXPECT_EQ(closed.error().code, EBADF);
     EXPECT_EQ(entriesLeft(), 0);
+}
+
+TEST_F(PipeCopierTest, WhatTheKernelMakesUpIsCopiedAgain) {
+    const auto setName = [](const char* name) { ASSERT_EQ(::prctl(PR_SET_NAME, name), 0); };
+    const auto path = "/proc/self/task/" + QByteArray::number(::gettid()) + "/comm";
+    setName("a longer name");
+    const auto copier = started(PipeCopier::start(path, directoryPath()));
+    ASSERT_TRUE(copier->canCopyAgain());
+    ASSERT_TRUE(waitForState(*copier, CopyState::Ended));
+    EXPECT_EQ(contentOf(*copier), "a longer name\n");
+    setName("short");
+    // The copying before lets go of its turn a moment after it has ended.
+    EXPECT_TRUE(test::waitFor([&] {
+        copier->copyAgain();
+        return copier->state() == CopyState::Ended && contentOf(*copier) == "short\n";
+    }));
+    EXPECT_FALSE(startOnPipe()->canCopyAgain());
 }
 
 TEST_F(PipeCopierTest, OnlyWhatCanBeReadJustOnceIsCopied) {

@@ -30,6 +30,7 @@
 #include <QDir>
 #include <QFile>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTimer>
@@ -172,6 +173,12 @@ Application::Application(const CommandLine& commandLine, OpenRequest request, Si
     documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
         return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), *alerts_);
     });
+    documents_.setCopyOpener([this](const QUrl& url, std::optional<qint64> line) {
+        OpenRequest::File file;
+        file.place.path = localPath(url);
+        file.place.line = line;
+        return openPipe(file);
+    });
     NMSSHLogger::sharedLogger().setEnabled(Preferences::shared().nmsshDebug());
     Preferences::shared().setSshLogSwitch([](bool isOn) { NMSSHLogger::sharedLogger().setEnabled(isOn); });
     windows_.setDocumentController(documents_);
@@ -224,8 +231,10 @@ int Application::run() {
     if (instance_)
         requests_ = std::make_unique<RequestServer>(
             instance_->listener(), [this](OpenRequest request) { serve(std::move(request)); });
-    if (!loadStores(storeDirectory(), Preferences::shared().userDefaults(),
-                    [this](const Error& fault) { return askAboutStore(fault); }))
+    const auto ask = [this](const Error& fault) { return askAboutStore(fault); };
+    if (!commandLine_.snapshotPath && !checkSettings(Preferences::shared(), ask))
+        return 1;
+    if (!loadStores(storeDirectory(), Preferences::shared().userDefaults(), ask))
         return 1;
     openFirstFiles();
     if (commandLine_.snapshotPath) {
@@ -321,12 +330,12 @@ void Application::serve(OpenRequest request) {
 bool Application::open(const OpenRequest::File& request) {
     const CommandLine::File& file = request.place;
     if (request.input.isOpen() || file.standardInput || (!file.isUrl && PipeCopier::mustCopy(file.path)))
-        return openPipe(request);
+        return openPipe(request) != nullptr;
     const QUrl url = file.isUrl ? remoteUrl(file.path) : fileUrlFromPath(file.path);
     return documents_.openDocument(url, file.line) != nullptr;
 }
 
-bool Application::openPipe(const OpenRequest::File& request) {
+std::shared_ptr<Document> Application::openPipe(const OpenRequest::File& request) {
     const CommandLine::File& file = request.place;
     const QByteArray name =
         file.standardInput ? QByteArray("Standard input") : file.path.mid(file.path.lastIndexOf('/') + 1);
@@ -340,28 +349,30 @@ bool Application::openPipe(const OpenRequest::File& request) {
              started.error().userText,
              {}},
             nullptr, {});
-        return false;
+        return nullptr;
     }
     const std::shared_ptr<PipeCopier> copier = std::move(started).value();
     const auto document = documents_.openDocument(copier->fileUrl(), file.line, QString::fromUtf8(name));
     if (!document)
-        return false;
-    DocumentTab* tab = windows_.tabOf(*document);
+        return nullptr;
+    const QPointer<DocumentTab> tab(windows_.tabOf(*document));
     copier->setOnChange([copier = copier.get(), weak = std::weak_ptr(document), tab] {
         const auto open = weak.lock();
-        if (!open || open->isClosed())
+        if (!open || open->isClosed() || !tab)
             return;
         open->loadMore();
         tab->setSourceStatus(copyStatus(*copier));
         tab->setInputPause(copier->pauseReason());
     });
     tab->setSourceStatus(copyStatus(*copier));
+    tab->setInputReloadable(copier->canCopyAgain());
+    QObject::connect(tab, &DocumentTab::inputReloadRequested, tab, [copier] { copier->copyAgain(); });
     QObject::connect(tab, &DocumentTab::inputGoOnRequested, tab, [copier] { copier->goOn(); });
     QObject::connect(tab, &DocumentTab::inputEndRequested, tab, [copier] { copier->stop(); });
     copier_ = copier;
     // The copy lives as long as the tab that shows it.
     QObject::connect(tab, &QObject::destroyed, tab, [copier] { copier->stop(); });
-    return true;
+    return document;
 }
 
 void Application::takeSnapshot() {

@@ -1,6 +1,7 @@
 #include "app/Stores.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
+#include "core/Preferences.h"
 #include "foundation/archive/StoreFile.h"
 #include "foundation/archive/UserDefaults.h"
 #include "remote/hosts/RemoteHost.h"
@@ -11,6 +12,8 @@
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
+
+#include <QCoreApplication>
 
 #include <utility>
 
@@ -45,6 +48,30 @@ bool loadStores(const QString& directory, UserDefaults& defaults, const StoreFau
            loadStore<ServerGroupsManager>(directory, ServerGroupsManager::DATA_FILE, ask) &&
            loadStore<FileBasedBookmarksManager>(directory, FileBasedBookmarksManager::BOOKMARKS_FILE, ask,
                                                 defaults);
+}
+
+bool checkSettings(Preferences& preferences, const StoreFaultQuestion& ask) {
+    UserDefaults& defaults = preferences.userDefaults();
+    const QString path = defaults.filePath();
+    while (!defaults.isReadable()) {
+        if (!ask({0,
+                  {},
+                  QCoreApplication::translate("Stores", "The settings in “%1” cannot be read.").arg(path)}))
+            return false;
+        if (const auto moved = setAside(path); !moved && !ask(moved.error()))
+            return false;
+        defaults.reload();
+    }
+    while (!preferences.hasLogViewFont()) {
+        const QString text = QCoreApplication::translate(
+            "Stores", "“%1” in the settings file “%2” is not the name of a font.");
+        if (!ask({0, {}, text.arg(preferences.keyLogViewFont, path)}))
+            return false;
+        if (const Status kept = keepCopy(path); !kept && !ask(kept.error()))
+            return false;
+        preferences.forgetLogViewFont();
+    }
+    return true;
 }
 
 } // namespace korvane

@@ -8,6 +8,7 @@
 
 namespace korvane {
 
+class Preferences;
 class UserDefaults;
 
 /// Asks what to do about a store whose file cannot be read: true to set it aside and start fresh, false to
@@ -18,5 +19,9 @@ using StoreFaultQuestion = std::function<bool(const Error& fault)>;
 /// A file that does not decode is never touched unasked. False: the program is to quit. Main thread, once,
 /// before any document opens. `defaults` must outlive the stores.
 bool loadStores(const QString& directory, UserDefaults& defaults, const StoreFaultQuestion& ask);
+
+/// Asks about settings that cannot be read, or hold a font that is none: set aside, the file's content stays
+/// beside it, and defaults hold for what was wrong. False: the program is to quit. As above, but earlier.
+bool checkSettings(Preferences& preferences, const StoreFaultQuestion& ask);
 
 } // namespace korvane

@@ -5,7 +5,9 @@
 #include "remote/hosts/RemoteUrl.h"
 #include "support/KeyboardServer.h"
 #include "support/TemporaryFile.h"
+#include "support/Waiting.h"
 
+#include <QDir>
 #include <QFile>
 #include <QImage>
 #include <QProcess>
@@ -27,8 +29,7 @@ protected:
         QByteArray errors;
     };
 
-    Outcome run(const QStringList& arguments, const QByteArray& input = {}, bool withPlatform = true) {
-        QProcess process;
+    void prepare(QProcess& process, bool withPlatform = true) const {
         auto environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_CONFIG_HOME"_s, directory_.path());
         environment.insert(u"XDG_DATA_HOME"_s, directory_.path());
@@ -38,6 +39,11 @@ protected:
         if (withPlatform)
             environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         process.setProcessEnvironment(environment);
+    }
+
+    Outcome run(const QStringList& arguments, const QByteArray& input = {}, bool withPlatform = true) {
+        QProcess process;
+        prepare(process, withPlatform);
         process.start(QStringLiteral(KORVANE_BINARY), arguments);
         process.write(input);
         process.closeWriteChannel();
@@ -91,6 +97,43 @@ TEST_F(ProgramTest, ASnapshotShowsTheLinesOfAFileOrAPipe) {
                   .status,
               0);
     EXPECT_GT(inkOf(inDirectory(u"pipe.png"_s)), blank + 5000);
+}
+
+TEST_F(ProgramTest, ASnapshotEndsWithSeveralFilesAndWithoutAnEndAndChangesNoSetting) {
+    const QByteArray settings = "[General]\npollingInterval=7777\nreopenDocuments=true\n";
+    ASSERT_TRUE(QDir(directory_.path()).mkpath(u"korvane"_s));
+    QFile file(inDirectory(u"korvane/korvane.ini"_s));
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.write(settings) > 0 && file.flush());
+    const TemporaryFile one("one\n");
+    const TemporaryFile two("two\n");
+    const Outcome several = run({u"--snapshot"_s, inDirectory(u"x.png"_s), QString::fromLocal8Bit(one.path()),
+                                 QString::fromLocal8Bit(two.path())});
+    EXPECT_EQ(several.status, 0) << several.errors.constData();
+    QProcess endless;
+    prepare(endless);
+    endless.start(u"sh"_s, {u"-c"_s, u"yes | \"$0\" --snapshot \"$1\" -"_s, QStringLiteral(KORVANE_BINARY),
+                            inDirectory(u"y.png"_s)});
+    ASSERT_TRUE(endless.waitForFinished(60000));
+    EXPECT_EQ(endless.exitCode(), 0) << endless.readAllStandardError().constData();
+    EXPECT_GT(inkOf(inDirectory(u"y.png"_s)), 0);
+    ASSERT_TRUE(file.seek(0));
+    EXPECT_EQ(file.readAll(), settings);
+}
+
+TEST_F(ProgramTest, ASignalEndsTheProgramInOrder) {
+    const TemporaryFile log("a line\n");
+    QProcess process;
+    prepare(process);
+    process.start(QStringLiteral(KORVANE_BINARY), {QString::fromLocal8Bit(log.path())});
+    const auto settings = [this] {
+        QFile file(inDirectory(u"korvane/korvane.ini"_s));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    ASSERT_TRUE(test::waitFor([&] { return settings().contains(log.path()); }));
+    process.terminate();
+    ASSERT_TRUE(process.waitForFinished(60000));
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 0);
 }
 
 TEST_F(ProgramTest, WhatCannotBeDoneIsSaidOnStandardError) {

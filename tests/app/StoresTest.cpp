@@ -1,6 +1,7 @@
 #include "app/Stores.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
+#include "core/Preferences.h"
 #include "foundation/archive/UserDefaults.h"
 #include "remote/hosts/RemoteHostsManager.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
@@ -8,6 +9,7 @@
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
+#include "support/PreferencesTest.h"
 
 #include <QDir>
 #include <QFile>
@@ -70,6 +72,44 @@ TEST_F(StoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
     EXPECT_EQ(ServerGroupsManager::shared().count(), 1);
     EXPECT_TRUE(FilterRulesMemento::hasShared() && RemoteHostsManager::hasShared() &&
                 RemoteRecentFilesManager::hasShared() && FileBasedBookmarksManager::hasShared());
+}
+
+TEST_F(StoresTest, SettingsThatMakeNoSenseAreAskedAboutAndKept) {
+    struct Case {
+        QByteArray content;
+        bool keepsTheRest;
+    };
+    for (const Case& c : {Case{"[General]\nkeyLogViewFont=no, font\nreopenDocuments=false\n", true},
+                          Case{"\x01\x02 no settings \xFF\n[\nreopenDocuments=false", false}}) {
+        QDir(settings_.path()).removeRecursively();
+        QDir().mkpath(settings_.path());
+        const QString path = settings_.filePath(u"s.ini"_s);
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(c.content) > 0);
+        file.close();
+        for (const bool setsAside : {false, true}) {
+            Preferences preferences(std::make_unique<UserDefaults>(path));
+            preferences.registerDefaults(test::FakeFontCatalog());
+            int questions = 0;
+            EXPECT_EQ(checkSettings(preferences,
+                                    [&](const Error& fault) {
+                                        EXPECT_TRUE(fault.userText.contains(path));
+                                        ++questions;
+                                        return setsAside;
+                                    }),
+                      setsAside);
+            EXPECT_EQ(questions, 1) << c.content.constData();
+            EXPECT_EQ(preferences.logViewFont().family(), u"User Mono"_s);
+            if (setsAside)
+                EXPECT_EQ(preferences.reopenDocuments(), !c.keepsTheRest);
+            bool isKept = false;
+            for (const QString& name : QDir(settings_.path()).entryList(QDir::Files)) {
+                QFile kept(settings_.filePath(name));
+                isKept |= kept.open(QIODevice::ReadOnly) && kept.readAll() == c.content;
+            }
+            EXPECT_TRUE(isKept);
+        }
+    }
 }
 
 } // namespace

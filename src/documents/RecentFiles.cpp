@@ -25,6 +25,12 @@ void RecentFiles::add(const QList<QUrl>& added) {
         Preferences::shared().userDefaults().set(key, known);
 }
 
+void RecentFiles::remove(const QStringList& addresses) {
+    QStringList known = urls();
+    if (known.removeIf([&](const QString& address) { return addresses.contains(address); }) > 0)
+        Preferences::shared().userDefaults().set(key, known);
+}
+
 void RecentFiles::clear() {
     Preferences::shared().userDefaults().remove(key);
 }

@@ -18,6 +18,7 @@ public:
     static void add(const QUrl& url) { add(QList<QUrl>{url}); }
     /// The last one becomes the newest.
     static void add(const QList<QUrl>& added);
+    static void remove(const QStringList& addresses);
     static void clear();
 };
 

@@ -115,14 +115,25 @@ void WindowActions::showRecentFiles() {
         const QUrl url = QUrl::fromEncoded(address.toUtf8(), QUrl::StrictMode);
         const QString text =
             window_.fontMetrics().elidedText(displayAddress(url), Qt::ElideMiddle, recentFileWidth);
-        recentMenu_->addAction(QString(text).replace(u'&', QStringLiteral("&&")), this,
-                               [this, url] { documents_.openDocument(url); });
+        recentMenu_
+            ->addAction(QString(text).replace(u'&', QStringLiteral("&&")), this,
+                        [this, url] { documents_.openDocument(url); })
+            ->setData(address);
     };
     std::for_each(urls.begin(), urls.end(), add);
     recentMenu_->addSeparator();
     const QStringList& remote = RemoteRecentFilesManager::shared().recentUrls();
     std::for_each(remote.rbegin(), remote.rend(), add);
     recentMenu_->addSeparator();
+    auto* removeMissing = recentMenu_->addAction(tr("Remove &Missing Files"));
+    removeMissing->setEnabled(false);
+    existence_.findMissing(urls, [this, removeMissing](const QStringList& missing) {
+        for (QAction* action : recentMenu_->actions())
+            if (missing.contains(action->data().toString()))
+                action->setText(tr("%1 (missing)").arg(action->text()));
+        removeMissing->setEnabled(!missing.isEmpty());
+        connect(removeMissing, &QAction::triggered, this, [missing] { RecentFiles::remove(missing); });
+    });
     recentMenu_
         ->addAction(tr("&Clear List"), this,
                     [] {

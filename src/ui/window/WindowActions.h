@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/notices/NotificationCenter.h"
+#include "ui/window/FileExistence.h"
 
 #include <QKeySequence>
 #include <QObject>
@@ -88,6 +89,8 @@ private:
     QAction* terminal_ = nullptr;
     QAction* lineMark_ = nullptr;
     QMenu* recentMenu_ = nullptr;
+    /// Of the recent files, by the address that each action holds.
+    FileExistence existence_;
     QMenu* rulesMenu_ = nullptr;
     QAction* hideUnclaimed_ = nullptr;
     RulesMenu* ruleEntries_ = nullptr;

@@ -116,10 +116,15 @@ TEST_F(WindowActionsTest, RecentFilesAreThoseOfTheDiskAndThenThoseOfServers) {
         }
         return texts;
     };
-    EXPECT_EQ(shown(), (QStringList{u"/logs/a&&b.log"_s, u"ssh://u@web:22//var/new one.log"_s,
-                                    u"ssh://u@web:22//var/old.log"_s, u"&Clear List"_s}));
+    EXPECT_EQ(shown(),
+              (QStringList{u"/logs/a&&b.log"_s, u"ssh://u@web:22//var/new one.log"_s,
+                           u"ssh://u@web:22//var/old.log"_s, u"Remove &Missing Files"_s, u"&Clear List"_s}));
+    QAction* missing = recent->actions().front();
+    ASSERT_TRUE(until([&] { return missing->text() == u"/logs/a&&b.log (missing)"_s; }));
+    recent->actions().at(recent->actions().size() - 2)->trigger();
+    EXPECT_EQ(shown().front(), u"ssh://u@web:22//var/new one.log"_s);
     recent->actions().back()->trigger();
-    EXPECT_EQ(shown(), QStringList{u"&Clear List"_s});
+    EXPECT_EQ(shown(), (QStringList{u"Remove &Missing Files"_s, u"&Clear List"_s}));
     EXPECT_FALSE(recent->actions().back()->isEnabled());
 }
 

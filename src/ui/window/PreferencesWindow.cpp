@@ -87,53 +87,47 @@ void PreferencesWindow::addNote(QVBoxLayout& layout, const QString& text) {
     layout.addWidget(note);
 }
 
-QWidget* PreferencesWindow::makePollingInterval() {
-    auto* row = new QWidget(this);
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    auto* label = new QLabel(tr("Look for new l&ines every"), row);
-    pollingInterval_ = new SecondsBox(row);
+void PreferencesWindow::addBox(QVBoxLayout& layout, const QString& text, QAbstractSpinBox* box) {
+    auto* row = new QHBoxLayout;
+    auto* label = new QLabel(text, this);
+    label->setBuddy(box);
+    box->setKeyboardTracking(false);
+    row->addWidget(label);
+    row->addWidget(box);
+    row->addStretch();
+    layout.addLayout(row);
+}
+
+void PreferencesWindow::addPollingInterval(QVBoxLayout& layout) {
+    pollingInterval_ = new SecondsBox(this);
     pollingInterval_->setDecimals(2);
     pollingInterval_->setRange(Preferences::shortestPollingInterval, Preferences::longestPollingInterval);
     pollingInterval_->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     pollingInterval_->setSuffix(tr(" s"));
-    pollingInterval_->setKeyboardTracking(false);
-    label->setBuddy(pollingInterval_);
-    layout->addWidget(label);
-    layout->addWidget(pollingInterval_);
-    layout->addStretch();
+    addBox(layout, tr("Look for new l&ines every"), pollingInterval_);
     connect(pollingInterval_, &QDoubleSpinBox::valueChanged, this,
             [](double seconds) { Preferences::shared().setPollingInterval(seconds); });
     refreshers_.emplace_back([this] {
         const QSignalBlocker blocker(pollingInterval_);
         pollingInterval_->setValue(Preferences::shared().pollingInterval());
     });
-    return row;
 }
 
-QWidget* PreferencesWindow::makeRowMemory() {
-    auto* row = new QWidget(this);
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    auto* label = new QLabel(tr("&Memory for the rows of all open files"), row);
-    auto* memory = new QSpinBox(row);
-    memory->setRange(Preferences::leastRowMemory, Preferences::mostRowMemory);
-    memory->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
-    memory->setSuffix(tr(" MiB"));
-    memory->setKeyboardTracking(false);
-    memory->setToolTip(
-        tr("Rows that have been looked at stay ready up to this. Those on the screen always do"));
-    label->setBuddy(memory);
-    layout->addWidget(label);
-    layout->addWidget(memory);
-    layout->addStretch();
-    connect(memory, &QSpinBox::valueChanged, this,
-            [](int mebibytes) { Preferences::shared().setRowMemory(mebibytes); });
-    refreshers_.emplace_back([memory] {
-        const QSignalBlocker blocker(memory);
-        memory->setValue(Preferences::shared().rowMemory());
+QSpinBox* PreferencesWindow::addMebibytes(QVBoxLayout& layout, const QString& text, int least, int most,
+                                          int (Preferences::*value)() const,
+                                          void (Preferences::*setValue)(int)) {
+    auto* box = new QSpinBox(this);
+    box->setRange(least, most);
+    box->setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
+    box->setSuffix(tr(" MiB"));
+    addBox(layout, text, box);
+    connect(box, &QSpinBox::valueChanged, this,
+            [setValue](int mebibytes) { (Preferences::shared().*setValue)(mebibytes); });
+    refreshers_.emplace_back([box, value] {
+        const QSignalBlocker blocker(box);
+        box->setValue((Preferences::shared().*value)());
     });
-    return row;
+    return box;
 }
 
 void PreferencesWindow::addColor(QFormLayout& form, const QString& label,
@@ -157,7 +151,7 @@ QWidget* PreferencesWindow::makeGeneralPage() {
               &Preferences::setOpenAtEnd);
     addSwitch(layout, tr("Scrolling to the &bottom goes on following the end"),
               &Preferences::autoTailOnScroll, &Preferences::setAutoTailOnScroll);
-    layout.addWidget(makePollingInterval());
+    addPollingInterval(layout);
     layout.addSpacing(10);
     addSwitch(layout, tr("Open files as &tabs of one window"), &Preferences::useTabs,
               &Preferences::setUseTabs);
@@ -167,7 +161,17 @@ QWidget* PreferencesWindow::makeGeneralPage() {
               &Preferences::setLazyLoadFile);
     addNote(layout,
             tr("Off, a file is held in memory as a whole. That suits small files on slow disks only."));
-    layout.addWidget(makeRowMemory());
+    auto* rows =
+        addMebibytes(layout, tr("&Memory for the rows of all open files"), Preferences::leastRowMemory,
+                     Preferences::mostRowMemory, &Preferences::rowMemory, &Preferences::setRowMemory);
+    rows->setToolTip(
+        tr("Rows that have been looked at stay ready up to this. Those on the screen always do"));
+    auto* reserve =
+        addMebibytes(layout, tr("&Pause reading a pipe when less disk space is left than"), 0,
+                     Preferences::mostPipeReserve, &Preferences::pipeReserve, &Preferences::setPipeReserve);
+    reserve->setSpecialValueText(tr("Never pause"));
+    reserve->setToolTip(
+        tr("Where the input is kept; also below a twentieth of that disk. You can go on then"));
     addSwitch(layout, tr("Show the &welcome window at the start"), &Preferences::showWelcomeWinOnStart,
               &Preferences::setShowWelcomeWinOnStart);
     addSwitch(layout, tr("&Open the files of the last time again"), &Preferences::reopenDocuments,

@@ -7,11 +7,13 @@
 #include <functional>
 #include <vector>
 
+class QAbstractSpinBox;
 class QCheckBox;
 class QDoubleSpinBox;
 class QFormLayout;
 class QLabel;
 class QPushButton;
+class QSpinBox;
 class QTabWidget;
 class QVBoxLayout;
 
@@ -38,8 +40,11 @@ private:
                          void (Preferences::*setValue)(bool));
     /// Explains the control before it, in small letters.
     void addNote(QVBoxLayout& layout, const QString& text);
-    QWidget* makePollingInterval();
-    QWidget* makeRowMemory();
+    /// A box with its label before it.
+    void addBox(QVBoxLayout& layout, const QString& text, QAbstractSpinBox* box);
+    void addPollingInterval(QVBoxLayout& layout);
+    QSpinBox* addMebibytes(QVBoxLayout& layout, const QString& text, int least, int most,
+                           int (Preferences::*value)() const, void (Preferences::*setValue)(int));
     void addColor(QFormLayout& form, const QString& label, QColor (Preferences::*value)() const,
                   void (Preferences::*setValue)(const QColor&));
     void chooseFont();

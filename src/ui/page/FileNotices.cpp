@@ -3,10 +3,15 @@
 #include <QCoreApplication>
 #include <QLocale>
 
+#include <utility>
+
 namespace korvane {
 namespace {
 
 using Remedy = PageNotice::Remedy;
+
+/// Characters of a rule's text that a notice has room for.
+constexpr qsizetype mostCharacters = 60;
 
 QString translated(const char* text) {
     return QCoreApplication::translate("FileNotices", text);
@@ -34,6 +39,13 @@ void FileNotices::readAnew() {
     dismissed_.erase(Subject::Reading);
 }
 
+void FileNotices::setSlowRules(std::vector<SlowRule> rules) {
+    slowRules_ = std::move(rules);
+    for (const SlowRule& rule : slowRules_)
+        if (toldRules_.insert(rule.id).second)
+            dismissed_.erase(Subject::SlowRules);
+}
+
 PageNotice FileNotices::current() const {
     return first().notice;
 }
@@ -49,8 +61,9 @@ void FileNotices::dismissCurrent() {
 }
 
 FileNotices::Candidate FileNotices::first() const {
-    for (const Subject subject : {Subject::Unreadable, Subject::Input, Subject::Store, Subject::Fault,
-                                  Subject::FileState, Subject::InvalidBytes, Subject::Reading}) {
+    for (const Subject subject :
+         {Subject::Unreadable, Subject::Input, Subject::Store, Subject::Fault, Subject::FileState,
+          Subject::InvalidBytes, Subject::SlowRules, Subject::Reading}) {
         if (dismissed_.contains(subject))
             continue;
         if (PageNotice notice = noticeOf(subject); !notice.text.isEmpty())
@@ -83,6 +96,8 @@ PageNotice FileNotices::noticeOf(Subject subject) const {
         return {translated("Bytes that are not valid %1 are shown as �")
                     .arg(encodingName(document_.fileEncoding())),
                 false, document_.hasEncodingChoice() ? QList{Remedy::ChooseEncoding} : QList<Remedy>(), true};
+    case Subject::SlowRules:
+        return slowRulesNotice();
     case Subject::Reading:
         return {document_.readingNote(), false, {}, true};
     }
@@ -127,6 +142,23 @@ PageNotice FileNotices::statusNotice() const {
                 {Remedy::Reload}};
     }
     return {};
+}
+
+PageNotice FileNotices::slowRulesNotice() const {
+    if (slowRules_.empty())
+        return {};
+    const SlowRule& rule = slowRules_.front();
+    QString text = rule.searchStr;
+    if (text.size() > mostCharacters)
+        text = text.left(mostCharacters) + u'…';
+    const QString lines = rule.lineCount == 1
+                              ? translated("1 line given up")
+                              : translated("%1 lines given up").arg(QLocale().toString(rule.lineCount));
+    QString notice = translated("Rule too slow for this file, %1: “%2”").arg(lines, text);
+    if (slowRules_.size() > 1)
+        notice = translated("%1 rules too slow for this file; the first, %2: “%3”")
+                     .arg(QLocale().toString(static_cast<qulonglong>(slowRules_.size())), lines, text);
+    return {notice, true, {Remedy::EditRules}, true};
 }
 
 } // namespace korvane

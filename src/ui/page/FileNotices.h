@@ -1,13 +1,16 @@
 #pragma once
 
 #include "core/FileStatusNotificationObject.h"
+#include "core/RuleEnforcerProtocol.h"
 #include "documents/Document.h"
 #include "ui/page/NoticeStrip.h"
 
 #include <QString>
 #include <QTime>
+#include <QUuid>
 
 #include <set>
+#include <vector>
 
 namespace korvane {
 
@@ -28,6 +31,9 @@ public:
     /// A fault of what the program keeps; stays until it is put aside.
     void setStoreFault(const QString& text) { storeFault_ = text; }
 
+    /// Rules that have given up lines of this file. One not told of before brings back a notice put aside.
+    void setSlowRules(std::vector<SlowRule> rules);
+
     /// Why reading the input pauses; empty while it does not.
     void setInputPause(const QString& reason) { inputPause_ = reason; }
 
@@ -38,7 +44,7 @@ public:
     void readAnew();
 
 private:
-    enum class Subject { Unreadable, Input, Store, Fault, FileState, InvalidBytes, Reading };
+    enum class Subject { Unreadable, Input, Store, Fault, FileState, InvalidBytes, SlowRules, Reading };
     struct Candidate {
         Subject subject;
         PageNotice notice;
@@ -47,6 +53,7 @@ private:
     PageNotice noticeOf(Subject subject) const;
     PageNotice faultNotice() const;
     PageNotice statusNotice() const;
+    PageNotice slowRulesNotice() const;
 
     const Document& document_;
     FileFault fault_ = FileFault::None;
@@ -55,6 +62,8 @@ private:
     bool hasInvalidLines_ = false;
     QString storeFault_;
     QString inputPause_;
+    std::vector<SlowRule> slowRules_;
+    std::set<QUuid> toldRules_;
     std::set<Subject> dismissed_;
 };
 

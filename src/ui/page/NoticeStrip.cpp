@@ -47,6 +47,9 @@ void NoticeStrip::showNotice(const PageNotice& notice) {
         case PageNotice::Remedy::ChooseEncoding:
             addButton(tr("Choose &Encoding…"), tr("Show the file in another encoding"), remedy);
             break;
+        case PageNotice::Remedy::EditRules:
+            addButton(tr("Edit R&ules…"), tr("Show and change the rules"), remedy);
+            break;
         case PageNotice::Remedy::GoOn:
             addButton(tr("&Go On"), tr("Go on reading until there is no room at all"), remedy);
             break;

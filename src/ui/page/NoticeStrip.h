@@ -13,7 +13,7 @@ class ElidedLabel;
 
 /// Something that the user has to know of the rows below, and what helps.
 struct PageNotice {
-    enum class Remedy { Reload, ChooseEncoding, CopyText, GoOn, End };
+    enum class Remedy { Reload, ChooseEncoding, EditRules, CopyText, GoOn, End };
     /// What matters comes first: the middle gives way where there is no room for all of it.
     QString text;
     bool isWarning = false;

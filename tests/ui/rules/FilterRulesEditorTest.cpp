@@ -6,6 +6,7 @@
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/RuleSwitch.h"
+#include "ui/page/NoticeStrip.h"
 #include "ui/rules/FilterRulesEditor.h"
 
 #include <QCheckBox>
@@ -187,7 +188,7 @@ TEST_F(FilterRulesEditorTest, AColourBelongsToTheRuleItWasChosenFor) {
     EXPECT_TRUE(until([&] { return !guarded; })) << "the dialog outlives its window";
 }
 
-TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListAndMenu) {
+TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListMenuAndStrip) {
     list_->setCurrentRow(0);
     button<QCheckBox>(u"Regular expression"_s)->setChecked(true);
     searchText()->selectAll();
@@ -199,6 +200,13 @@ TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListAndMenu) {
     for (const QAction* entry : page_->window()->findChildren<QAction*>())
         entries.append(entry->text());
     EXPECT_EQ(entries.filter(u"too slow for this file"_s).size(), 1);
+    auto* strip = page_->findChild<NoticeStrip*>();
+    ASSERT_TRUE(until([&] { return strip->notice().text.startsWith(u"Rule too slow for this file, "_s); }));
+    editor_->hide();
+    Q_EMIT strip->remedyChosen(strip->notice().remedies.front());
+    EXPECT_TRUE(editor_->isVisible());
+    Q_EMIT strip->dismissed();
+    EXPECT_EQ(strip->notice().text, QString());
     list_->item(0)->setCheckState(Qt::Unchecked);
     EXPECT_TRUE(until([&] { return !list_->item(0)->text().contains(u"too slow"_s); }));
 }

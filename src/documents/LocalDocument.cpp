@@ -140,7 +140,7 @@ std::shared_ptr<LogFileReaderProtocol> LocalDocument::makeReader() {
     if (Preferences::shared().lazyLoadFile())
         return LogReader::create(fileUrl_);
     if (const auto handle = FileHandle::openForReading(fileUrl_)) {
-        std::array<char, 64 * 1024> start;
+        std::array<char, 65'536> start;
         const auto known = static_cast<qsizetype>(handle.value()->read(0, start).value_or(0));
         const std::uint64_t needed =
             InMemoryFileLogReader::expectedMemory({start.data(), known}, handle.value()->size().value_or(0));

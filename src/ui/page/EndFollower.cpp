@@ -63,8 +63,8 @@ void EndFollower::everythingRead() {
     forgetNewLines();
 }
 
-void EndFollower::otherContent() {
-    seenRows_ = 0;
+void EndFollower::otherContent(qint64 seenRows) {
+    seenRows_ = seenRows;
 }
 
 void EndFollower::goToEnd() {

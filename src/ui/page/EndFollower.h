@@ -28,8 +28,8 @@ public:
     void forgetNewLines();
     /// Everything that is there has been read. Who sees all of it stands at the end.
     void everythingRead();
-    /// The file holds another content: all its lines are new.
-    void otherContent();
+    /// The file holds another content: all its lines are new, but for the first `seenRows`.
+    void otherContent(qint64 seenRows);
     void goToEnd();
 
     bool isAtEnd() const { return isAtEnd_; }

@@ -99,6 +99,13 @@ void FooterViewController::showUserUpdate(const QString& text) {
     });
 }
 
+void FooterViewController::endUserUpdate(const QString& text) {
+    if (update_ != text)
+        return;
+    update_.clear();
+    showText();
+}
+
 void FooterViewController::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint()))
         Q_EMIT fileInfoRequested();

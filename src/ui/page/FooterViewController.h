@@ -31,6 +31,8 @@ public:
     void setStanding(const QString& text, bool isWarning);
     /// Something of the moment: shown for some seconds in the place of the standing text.
     void showUserUpdate(const QString& text);
+    /// Takes this text away if it is still shown.
+    void endUserUpdate(const QString& text);
 
 Q_SIGNALS:
     /// The user wants to know more about the file.

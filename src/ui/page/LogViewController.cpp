@@ -118,7 +118,12 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
     connect(search_, &LogSearch::noFurtherMatch, this, [this] {
-        Q_EMIT userMessage(isLoaded_ ? tr("No further match") : tr("No match in what has been read so far"));
+        showSearchMessage(isLoaded_ ? tr("No further match") : tr("No match in what has been read so far"));
+    });
+    connect(search_, &LogSearch::searchFailed, this, &LogViewController::showSearchMessage);
+    connect(search_, &LogSearch::searchingChanged, this, [this](bool isSearching) {
+        if (isSearching)
+            Q_EMIT userMessageOver(searchMessage_);
     });
     tableView_->installEventFilter(this);
     connect(tableView_, &LogTableView::selectionChanged, this, [this] {
@@ -138,6 +143,11 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
         if (contextMenu_)
             contextMenu_->popup(place);
     });
+}
+
+void LogViewController::showSearchMessage(const QString& text) {
+    searchMessage_ = text;
+    Q_EMIT userMessage(text);
 }
 
 LogViewController::~LogViewController() {
@@ -167,13 +177,17 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     if ((*object)->isOtherContent) {
         search_->forgetMatches();
         primarySelection_->forget();
-        endFollower_->otherContent();
+        // The last line of a file of this computer is there from the beginning, and not new while it is
+        // empty.
+        endFollower_->otherContent(document_->connectionState() == ConnectionState::Local ? 1 : 0);
     }
     const qint64 countBefore = (*object)->isOtherContent ? 0 : lineCount();
     if (isLoading())
         isLoaded_ = false;
     if (dataSource_->numberOfRows() == 0)
         keepEmptiedView();
+    if ((*object)->isOtherContent)
+        tableView_->clearSelection(); // it would mean other lines now
     endFollower_->whileRowsChange(followsEnd(), [&] {
         updateLineNumberColumn();
         tableView_->setRowCount(dataSource_->numberOfRows());

@@ -128,6 +128,8 @@ Q_SIGNALS:
     /// Copying goes on in the background: percent done, or -1 when it has ended.
     void copyProgress(int percent);
     void userMessage(const QString& text);
+    /// It holds no longer.
+    void userMessageOver(const QString& text);
     /// The first time that the text of the visible rows is on the screen.
     void firstRowsShown();
 
@@ -149,6 +151,7 @@ private:
     void updateLineNumberColumn();
     void lineMarkColClicked(qint64 row);
     void observeLineMarks();
+    void showSearchMessage(const QString& text);
     QString noSuchLine(qint64 lineNumber) const;
     void followPendingLine(bool isLast);
     void followPendingPlace(bool isLast);
@@ -187,6 +190,8 @@ private:
     std::optional<EmptiedView> emptiedView_;
     /// The first scan has ended: what comes now is new.
     bool isLoaded_ = false;
+    /// How the last search ended.
+    QString searchMessage_;
 
     LineMarker* lineMarker_;
     PrimarySelection* primarySelection_;

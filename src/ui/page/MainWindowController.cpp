@@ -3,6 +3,7 @@
 #include "core/FileObserverProtocol.h"
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
+#include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
@@ -85,6 +86,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     connect(logView_, &LogViewController::rowsArrived, this, [this] { updateFooter(); });
     connect(logView_, &LogViewController::userMessage, this,
             [this](const QString& text) { showUserUpdate(text); });
+    connect(logView_, &LogViewController::userMessageOver, footer_, &FooterViewController::endUserUpdate);
     connect(&progressTimer_, &QTimer::timeout, this, [this] { updateProgress(); });
     connect(&fileTimer_, &QTimer::timeout, this, [this] { checkFile(); });
     connect(footer_, &FooterViewController::fileInfoRequested, this, [this] { showFileInfo(); });
@@ -114,6 +116,14 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         if (object && (*object)->doc.lock() == document_)
             fileStatusChanged((*object)->status);
     }));
+    tokens_.push_back(center.observe(notification::slowRulesChanged, [this](const Notification& posted) {
+        const auto* const settingsId = std::any_cast<QString>(&posted.object);
+        if (settingsId && *settingsId == document_->settingsId() && !document_->isClosed()) {
+            takeSlowRules();
+            showNotices();
+        }
+    }));
+    takeSlowRules();
     preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
         if (key == Preferences::shared().keyPollingInterval)
             updateFooter();
@@ -146,13 +156,16 @@ void MainWindowController::showConnection() {
 }
 
 bool MainWindowController::canReload() const {
-    return document_->connectionState() == ConnectionState::Local && !document_->isTransient();
+    return document_->connectionState() == ConnectionState::Local &&
+           (!document_->isTransient() || isInputReloadable_);
 }
 
 void MainWindowController::reload() {
     if (document_->isClosed() || !canReload())
         return;
     notices_.readAnew();
+    if (isInputReloadable_)
+        Q_EMIT inputReloadRequested();
     document_->reload();
     updateFooter();
 }
@@ -284,6 +297,10 @@ void MainWindowController::setInputPause(const QString& reason) {
     showNotices();
 }
 
+void MainWindowController::setInputReloadable(bool value) {
+    isInputReloadable_ = value;
+}
+
 void MainWindowController::remedy(PageNotice::Remedy remedy) {
     switch (remedy) {
     case PageNotice::Remedy::Reload:
@@ -291,6 +308,9 @@ void MainWindowController::remedy(PageNotice::Remedy remedy) {
         break;
     case PageNotice::Remedy::ChooseEncoding:
         chooseEncoding();
+        break;
+    case PageNotice::Remedy::EditRules:
+        Q_EMIT rulesEditorRequested();
         break;
     case PageNotice::Remedy::GoOn:
         Q_EMIT inputGoOnRequested();
@@ -302,6 +322,11 @@ void MainWindowController::remedy(PageNotice::Remedy remedy) {
         QGuiApplication::clipboard()->setText(noticeStrip_->notice().text);
         break;
     }
+}
+
+void MainWindowController::takeSlowRules() {
+    if (const auto enforcer = document_->dataSource()->ruleEnforcer())
+        notices_.setSlowRules(enforcer->slowRules());
 }
 
 void MainWindowController::chooseEncoding() {

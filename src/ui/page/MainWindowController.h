@@ -61,6 +61,8 @@ public:
     void showUserUpdate(const QString& text);
     /// Reading what comes by a pipe pauses, and why; empty when it goes on.
     void setInputPause(const QString& reason);
+    /// Whether what came by a pipe can be read from its start another time.
+    void setInputReloadable(bool value);
     /// Tells of what the program keeps and could not write, until the user puts it aside.
     void showStoreFault(const QString& text);
 
@@ -71,9 +73,12 @@ Q_SIGNALS:
     void loadEnded();
     /// Following has begun or ended.
     void tailingChanged();
+    void rulesEditorRequested();
     /// The user has decided about a pause.
     void inputGoOnRequested();
     void inputEndRequested();
+    /// The input is to be read anew, before the document is.
+    void inputReloadRequested();
     /// `canConnect` may answer differently.
     void connectionChanged();
 
@@ -86,6 +91,7 @@ private:
     void showNotices();
     void remedy(PageNotice::Remedy remedy);
     void chooseEncoding();
+    void takeSlowRules();
     void showConnection();
     void placeEmptyReason();
     void checkFile();
@@ -106,6 +112,7 @@ private:
     QString sourceStatus_;
     FileNotices notices_;
     bool hasLoaded_ = false;
+    bool isInputReloadable_ = false;
     std::vector<NotificationToken> tokens_;
     UserDefaults::Token preferencesToken_;
 };

@@ -78,8 +78,10 @@ MainWindowController* DocumentTab::makePage() {
     connect(&logView.tableView(), &LogTableView::visibleRowsChanged, this, &DocumentTab::placeChanged);
     connect(page_, &MainWindowController::inputGoOnRequested, this, &DocumentTab::inputGoOnRequested);
     connect(page_, &MainWindowController::inputEndRequested, this, &DocumentTab::inputEndRequested);
+    connect(page_, &MainWindowController::inputReloadRequested, this, &DocumentTab::inputReloadRequested);
     page_->setSourceStatus(sourceStatus_);
     page_->setInputPause(inputPause_);
+    page_->setInputReloadable(isInputReloadable_);
     Q_EMIT pageMade(page_);
     if (line_)
         logView.goToLineWhenKnown(*std::exchange(line_, std::nullopt));
@@ -123,6 +125,12 @@ void DocumentTab::setInputPause(const QString& reason) {
     inputPause_ = reason;
     if (page_)
         page_->setInputPause(reason);
+}
+
+void DocumentTab::setInputReloadable(bool value) {
+    isInputReloadable_ = value;
+    if (page_)
+        page_->setInputReloadable(value);
 }
 
 bool DocumentTab::isCutOff() const {

@@ -64,6 +64,8 @@ public:
     void setSourceStatus(const QString& text);
     /// As for MainWindowController::setInputPause.
     void setInputPause(const QString& reason);
+    /// As for MainWindowController::setInputReloadable.
+    void setInputReloadable(bool value);
 
     /// Lines added while the tab was not in front.
     qint64 unseenLines() const { return unseenLines_; }
@@ -80,6 +82,7 @@ Q_SIGNALS:
     /// The user has decided about a pause.
     void inputGoOnRequested();
     void inputEndRequested();
+    void inputReloadRequested();
 
 private:
     void noteNewLines(qint64 count);
@@ -98,6 +101,7 @@ private:
     std::optional<qint64> line_;
     QString sourceStatus_;
     QString inputPause_;
+    bool isInputReloadable_ = false;
     qint64 unseenLines_ = 0;
     /// As of the end of the first scan; absent before.
     std::optional<qint64> knownLines_;

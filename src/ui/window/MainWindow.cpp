@@ -38,7 +38,7 @@ constexpr double mostOfScreen = 0.92;
 /// The width of the sidebar is saved when the user has stopped dragging for so long, in milliseconds.
 constexpr int widthSaveDelay = 300;
 const QString sidebarWidthKey = QStringLiteral("sidebarWidth");
-const QString geometryKey = QStringLiteral("windowGeometry");
+const QString lastGeometryKey = QStringLiteral("windowGeometry");
 
 } // namespace
 
@@ -119,6 +119,8 @@ void MainWindow::addPage(MainWindowController* page) {
         connect(&page->logView(), signal, actions_, &WindowActions::update);
     connect(page, &MainWindowController::tailingChanged, actions_, &WindowActions::update);
     connect(page, &MainWindowController::connectionChanged, actions_, &WindowActions::update);
+    connect(page, &MainWindowController::rulesEditorRequested, this,
+            [this] { Q_EMIT rulesEditorRequested({}); });
     Q_EMIT pageMade(page);
 }
 
@@ -224,7 +226,7 @@ void MainWindow::bookmarkFile() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    Preferences::shared().userDefaults().set(geometryKey, saveGeometry());
+    Preferences::shared().userDefaults().set(lastGeometryKey, saveGeometry());
     Q_EMIT aboutToClose();
     const DocumentBatch batch(documents_);
     for (const DocumentTab* tab : tabs_->tabs()) {
@@ -235,7 +237,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::restoreWindowGeometry() {
-    const QByteArray geometry = Preferences::shared().userDefaults().value(geometryKey).toByteArray();
+    const QByteArray geometry = Preferences::shared().userDefaults().value(lastGeometryKey).toByteArray();
     if (geometry.isEmpty() || !restoreGeometry(geometry))
         resize(firstSize.boundedTo(screen()->availableSize() * mostOfScreen));
 }

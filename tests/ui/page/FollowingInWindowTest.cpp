@@ -162,5 +162,18 @@ TEST_F(FollowingInWindowTest, TheStripTellsOfDeletionReturnAndRotation) {
     ::unlink(moved.constData());
 }
 
+TEST_F(FollowingInWindowTest, OtherContentHasNoSelectionAndCountsItsOwnLinesAsNew) {
+    Preferences::shared().setAutoTailOnScroll(false);
+    const TemporaryFile file(numberedLines(300));
+    MainWindowController* page = openFollowed(file);
+    LogTableView& table = page->logView().tableView();
+    table.selectRow(7);
+    file.truncate(0);
+    file.append(QByteArray("another\n").repeated(200));
+    ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == u"another"_s && table.rowCount() == 201; }));
+    EXPECT_TRUE(table.selection().isEmpty()) << "it would be that of another line";
+    EXPECT_EQ(markOf(*page)->text(), u"200 new lines"_s);
+}
+
 } // namespace
 } // namespace korvane

@@ -2,6 +2,11 @@
 
 #include "core/FileObserverProtocol.h"
 #include "core/TailDataSourceProtocol.h"
+#include "core/search/SearchItem.h"
+#include "foundation/FilePath.h"
+#include "rules/FilterRule.h"
+#include "rules/FiltersManager.h"
+#include "rules/RuleSwitch.h"
 #include "ui/page/GotoLineViewController.h"
 
 #include <QApplication>
@@ -270,6 +275,32 @@ TEST_F(LogViewControllerTest, CopyTakesSelectedTextOrWholeLinesFromTheFile) {
     QTest::keyClick(&table, Qt::Key_Down, Qt::ShiftModifier);
     page->logView().copySelection();
     ASSERT_TRUE(until([&] { return QApplication::clipboard()->text() == u"line 7\nline 8"_s; }));
+}
+
+TEST_F(LogViewControllerTest, RowsThatRulesHideAreCopiedOnlyOnRequest) {
+    const TemporaryFile file(numberedLines(12'000));
+    MainWindowController* page = open(file);
+    const auto& rule = FiltersManager::shared().rules().front();
+    rule->searchItem()->setSearchStr(u"secret|9$"_s);
+    rule->searchItem()->setRegex(true);
+    rule->setHide(true);
+    switchRule(rule->id(), absoluteString(file.url()), true);
+    QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
+    const auto copied = [&](LogViewController::HiddenLines hidden) {
+        messages.clear();
+        page->logView().copySelection(hidden);
+        EXPECT_TRUE(until([&] { return !messages.empty(); }));
+        return QApplication::clipboard()->text().count(u'\n') + 1;
+    };
+    page->logView().selectAll();
+    EXPECT_EQ(copied(LogViewController::HiddenLines::LeftOut), 10'800) << "also of pages never shown";
+    EXPECT_FALSE(QApplication::clipboard()->text().contains(u"line 9\n"_s));
+    EXPECT_TRUE(messages.front().front().toString().contains(QLocale().toString(1200)));
+    EXPECT_EQ(copied(LogViewController::HiddenLines::Included), 12'000);
+    page->logView().tableView().selectRow(8);
+    copied(LogViewController::HiddenLines::LeftOut);
+    EXPECT_TRUE(QApplication::clipboard()->text().contains(u"line 12000"_s))
+        << "what was copied before stays";
 }
 
 TEST_F(LogViewControllerTest, OneBadByteIsExplainedAndLeavesTheOtherLinesAsTheyAre) {

@@ -81,6 +81,9 @@ TEST_F(SearchInWindowTest, EnterAndF3WalkForwardsAndWithShiftOneStepBack) {
         return footerSays(*page, u"No further match"_s);
     }));
     EXPECT_EQ(found(*page), 5);
+    press(*page, Qt::Key_Return, Qt::ShiftModifier);
+    EXPECT_EQ(found(*page), 3);
+    EXPECT_FALSE(footerSays(*page, u"No further match"_s)) << "it says so beside a match";
 }
 
 TEST_F(SearchInWindowTest, TheMatchIsBroughtIntoViewAlsoSidewaysAndPainted) {

@@ -35,9 +35,16 @@ void Snapshot::tryToRender() {
 }
 
 bool Snapshot::showsFullView() const {
-    // What lies beyond the rows on the screen would not be in the picture.
-    const LogTableView& table = page_.logView().tableView();
-    return hasRows_ && table.lastVisibleRow() + 1 < table.rowCount();
+    // What lies beyond the rows on the screen, above or below, would not be in the picture.
+    LogTableView& table = page_.logView().tableView();
+    const qint64 first = table.firstVisibleRow();
+    const qint64 last = table.lastVisibleRow();
+    if (!hasRows_ || (first == 0 && last + 1 == table.rowCount()))
+        return false;
+    for (qint64 row = first; row <= last; ++row)
+        if (!table.delegate().isLoaded(row))
+            return false;
+    return true;
 }
 
 bool Snapshot::isWithoutRows() const {

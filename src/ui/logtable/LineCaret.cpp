@@ -58,7 +58,8 @@ bool LineCaret::pressKey(const QKeyEvent& event) {
         table_.selectRow(table_.firstVisibleRow());
     const auto& text = table_.textSelection();
     const qint64 row = text ? text->row : table_.currentRow();
-    table_.scrollRowToVisible(row);
+    if (!table_.rowRect(row))
+        table_.scrollRowToVisible(row);
     const auto view = table_.delegate().viewForTableColumn(cell::line, row);
     if (!view.layout)
         return true;

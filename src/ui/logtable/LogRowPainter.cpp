@@ -16,6 +16,7 @@ namespace {
 
 constexpr qreal markSize = 14;
 constexpr qreal caretWidth = 2;
+const QColor warningColor(0xB2, 0x5E, 0x00);
 
 QString translated(const char* text) {
     return QCoreApplication::translate("LogRowPainter", text);
@@ -137,13 +138,15 @@ void LogRowPainter::paintLine(const RowPlaces::VisibleRow& row, const QRectF& ar
                         .selectedText = style_.grounds.selectedText(),
                         .selectedBackground = style_.grounds.selection(),
                         .lineBackground = background});
+    const QColor ground = state.isSelected ? groundOf(state) : background.value_or(groundOf(state));
     if (state.caret)
         paintCaret(view.layout->characterRect(*state.caret).translated(origin),
-                   state.isSelected ? style_.grounds.selectedText()
-                                    : readableOn({groundOf(state)}, colors_.text));
+                   state.isSelected ? style_.grounds.selectedText() : readableOn({ground}, colors_.text));
     widestLine_ = std::max(widestLine_, view.layout->width());
     paintCutBadge(area, view);
-    paintGivenUpBar(area, view);
+    if (isGivenUp(view))
+        painter_.fillRect(QRectF(area.left() + 1, area.top() + 1, 3, area.height() - 2),
+                          readableOn({ground}, warningColor));
 }
 
 void LogRowPainter::paintCaret(const QRectF& character, const QColor& color) {
@@ -186,18 +189,16 @@ void LogRowPainter::paintCutBadge(const QRectF& area, const CellView& view) {
     const QRectF badge(area.right() - width - 6, area.top() + 1, width, delegate_.metrics().lineHeight() - 2);
     painter_.setRenderHint(QPainter::Antialiasing);
     painter_.setPen(Qt::NoPen);
-    painter_.setBrush(QColor(0xB2, 0x5E, 0x00));
+    painter_.setBrush(warningColor);
     painter_.drawRoundedRect(badge, badge.height() / 2, badge.height() / 2);
     painter_.setPen(Qt::white);
     painter_.setFont(small);
     painter_.drawText(badge, Qt::AlignCenter, text);
 }
 
-void LogRowPainter::paintGivenUpBar(const QRectF& area, const CellView& view) {
-    const Attributes* const first = view.row->line.attributesAt(0);
-    if (first && first->isMarked(attribute::givenUpLine))
-        painter_.fillRect(QRectF(area.left() + 1, area.top() + 1, 3, area.height() - 2),
-                          QColor(0xB2, 0x5E, 0x00));
+bool LogRowPainter::isGivenUp(const CellView& view) {
+    const Attributes* const first = view.row ? view.row->line.attributesAt(0) : nullptr;
+    return first && first->isMarked(attribute::givenUpLine);
 }
 
 void LogRowPainter::paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows) {

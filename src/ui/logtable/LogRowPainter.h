@@ -55,6 +55,8 @@ public:
     static QString filteredText();
     /// Says that the line goes on beyond what is shown; empty when it does not.
     static QString cutText(const LogTableViewDelegate::CellView& view);
+    /// A rule was too slow for the line.
+    static bool isGivenUp(const LogTableViewDelegate::CellView& view);
 
     /// Of the lines painted so far.
     qreal widestLine() const { return widestLine_; }
@@ -72,7 +74,6 @@ private:
     void paintNotice(const QPointF& baseline, const QString& text, const QColor& ground);
     void paintCutBadge(const QRectF& area, const CellView& view);
     /// Beside a line that a rule has given up.
-    void paintGivenUpBar(const QRectF& area, const CellView& view);
 
     QPainter& painter_;
     LogTableViewDelegate& delegate_;

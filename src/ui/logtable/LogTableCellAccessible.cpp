@@ -68,6 +68,8 @@ QString LogTableCellAccessible::remarks() const {
     const auto shown = view().delegate().viewForTableColumn(cell::line, row_);
     if (const QString cut = LogRowPainter::cutText(shown); !cut.isEmpty())
         remarks.append(cut);
+    if (LogRowPainter::isGivenUp(shown))
+        remarks.append(tr("A rule has given this line up"));
     return remarks.join(u", ");
 }
 

@@ -254,7 +254,11 @@ void LogTableInput::doubleClick(const QMouseEvent& event) {
 
 void LogTableInput::turnWheel(const QWheelEvent& event) {
     if (event.modifiers() & Qt::ControlModifier) {
-        const int steps = event.angleDelta().y() / QWheelEvent::DefaultDeltasPerStep;
+        // Fine wheels turn by parts of a step.
+        const int delta = event.angleDelta().y();
+        zoomDelta_ = (zoomDelta_ < 0) == (delta < 0) ? zoomDelta_ + delta : delta;
+        const int steps = zoomDelta_ / QWheelEvent::DefaultDeltasPerStep;
+        zoomDelta_ -= steps * QWheelEvent::DefaultDeltasPerStep;
         if (steps != 0)
             Q_EMIT table_.zoomRequested(steps);
         return;

@@ -63,6 +63,8 @@ private:
     bool hasDragged_ = false;
     qint64 pressRow_ = -1;
     int clickCount_ = 0;
+    /// Of the wheel, towards the next step of the zoom.
+    int zoomDelta_ = 0;
     /// What the press itself took of the row's text: a drag goes on from there.
     TextRange pressedText_;
     QPointF lastDragPoint_;

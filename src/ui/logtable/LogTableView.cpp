@@ -166,8 +166,14 @@ void LogTableView::layoutChanged() {
     delegate_.resetRowHeights();
     widestLine_ = 0;
     // An offset in a row that is no longer so tall means nothing.
-    const bool isInside = top_.row >= rowCount_ || top_.offset < delegate_.heightOfRow(top_.row);
-    setTop(places().limited(isInside ? top_ : RowPlace{top_.row, 0}));
+    const auto isInside = [this](RowPlace place) {
+        return place.row >= rowCount_ || place.offset < delegate_.heightOfRow(place.row);
+    };
+    if (held_ && !isInside(held_->place))
+        held_.reset();
+    if (!isInside(top_))
+        top_.offset = 0;
+    keepPlaceInChangedRows();
     viewport()->update();
     Q_EMIT contentChanged();
 }
@@ -494,13 +500,20 @@ QString LogTableView::selectedText() const {
 
 void LogTableView::selectText(qint64 row, TextRange range) {
     caret_.reset();
-    textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
+    takeText(row, range);
     selectionHasChanged();
+}
+
+void LogTableView::takeText(qint64 row, TextRange range) {
+    textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
+    // No other row stays selected behind what can be seen.
+    currentRow_ = anchorRow_ = row;
+    selection_.select(row, row);
 }
 
 void LogTableView::selectTextToCaret(qint64 row, int anchor, int position) {
     const TextRange range{std::min(anchor, position), std::abs(position - anchor)};
-    textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
+    takeText(row, range);
     caret_ = Caret{row, position};
     scrollCaretToVisible();
     selectionHasChanged();
@@ -586,12 +599,12 @@ bool LogTableView::viewportEvent(QEvent* event) {
         const qint64 row = rowAt(help->pos().y());
         const auto view =
             row < 0 ? LogTableViewDelegate::CellView{} : delegate_.viewForTableColumn(cell::line, row);
+        QString text;
         if (view.row && view.row->cutBytes > 0)
-            QToolTip::showText(help->globalPos(),
-                               tr("This line is too long to show whole. Copying it copies all of it."),
-                               viewport());
-        else
-            QToolTip::hideText();
+            text = tr("This line is too long to show whole. Copying it copies all of it.");
+        else if (LogRowPainter::isGivenUp(view))
+            text = tr("A rule has given this line up: it is not known whether it matches.");
+        QToolTip::showText(help->globalPos(), text, viewport());
         return true;
     }
     return QAbstractScrollArea::viewportEvent(event);

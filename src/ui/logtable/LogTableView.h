@@ -170,6 +170,8 @@ private:
     bool hasUnmeasuredRows(RowPlace top) const;
     bool isRowPartInView(qint64 row, qreal offset, qreal height) const;
     bool isAtEnd(RowPlace top) const;
+    /// Selects text of the row, which is the current one then.
+    void takeText(qint64 row, TextRange range);
     /// When the height of rows or window has changed: a view at the end stays there.
     void keepPlaceInChangedRows();
     void updateScrollBars();

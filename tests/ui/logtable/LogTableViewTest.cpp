@@ -350,6 +350,8 @@ TEST_F(LogTableViewTest, ADragInsideALineSelectsTextAndAcrossLinesRows) {
     QTest::mouseMove(view_.viewport(), pointInRow(2, 5));
     QTest::mouseRelease(view_.viewport(), Qt::LeftButton, {}, pointInRow(2, 5));
     EXPECT_EQ(view_.selectedText(), u"alpha"_s);
+    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{2, 2}})) << "none stays unseen";
+    EXPECT_EQ(view_.currentRow(), 2);
 }
 
 TEST_F(LogTableViewTest, ClicksSelectRowsAndRanges) {

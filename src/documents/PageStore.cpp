@@ -49,16 +49,38 @@ PageStore::Found PageStore::row(qint64 lineIndex) const {
     });
 }
 
+const std::vector<PageRow>* PageStore::freshRows(qint64 page) const {
+    const auto asked = requests_.find(page);
+    const auto cached = pages_.find(page);
+    const bool isFresh = asked != requests_.end() && cached != pages_.end() &&
+                         asked->second == cached->second.token &&
+                         cached->second.content.kind == PageContent::Kind::Lines;
+    return isFresh ? &cached->second.content.rows : nullptr;
+}
+
+std::optional<std::vector<bool>> PageStore::hiddenRows(qint64 page) const {
+    return lock_.withReadLock([&]() -> std::optional<std::vector<bool>> {
+        const auto* rows = freshRows(page);
+        if (!rows)
+            return std::nullopt;
+        std::vector<bool> hidden;
+        hidden.reserve(rows->size());
+        for (const PageRow& row : *rows) {
+            const Attributes* const start = row.text.attributesAt(0);
+            hidden.push_back(start && start->isMarked(attribute::hideLine));
+        }
+        return hidden;
+    });
+}
+
 std::optional<QStringList> PageStore::texts(qint64 page) const {
     return lock_.withReadLock([&]() -> std::optional<QStringList> {
-        const auto asked = requests_.find(page);
-        const auto cached = pages_.find(page);
-        if (asked == requests_.end() || cached == pages_.end() || asked->second != cached->second.token ||
-            cached->second.content.kind != PageContent::Kind::Lines)
+        const auto* rows = freshRows(page);
+        if (!rows)
             return std::nullopt;
         QStringList texts;
-        texts.reserve(static_cast<qsizetype>(cached->second.content.rows.size()));
-        for (const PageRow& row : cached->second.content.rows) {
+        texts.reserve(static_cast<qsizetype>(rows->size()));
+        for (const PageRow& row : *rows) {
             if (row.cutBytes > 0)
                 return std::nullopt;
             texts.append(row.text.string());

@@ -32,6 +32,9 @@ public:
     Found row(qint64 lineIndex) const;
     /// The whole texts of a page's lines; nothing while they are not there or have to be asked for again.
     std::optional<QStringList> texts(qint64 page) const;
+    /// Which of a page's rows the rules hide; nothing while the rows are not there or have to be asked for
+    /// again.
+    std::optional<std::vector<bool>> hiddenRows(qint64 page) const;
     /// Some rows have U+FFFD for bytes that are not valid.
     bool hasInvalidLines() const;
 
@@ -82,6 +85,8 @@ private:
     };
 
     void startGeneration();
+    /// Null while they are not there or have to be asked for again. Called with the lock held.
+    const std::vector<PageRow>* freshRows(qint64 page) const;
 
     mutable NativeLock lock_;
     // Guarded by lock_.

@@ -225,11 +225,23 @@ std::vector<bool> TailDataSource::hiddenLines(qint64 first, const QStringList& t
     if (!rules)
         return hidden;
     hidden.reserve(static_cast<std::size_t>(texts.size()));
+    std::optional<std::vector<bool>> shown;
+    qint64 shownPage = -1;
     for (const QString& text : texts) {
-        AttributedString line(text);
-        rules->applyRules(first++, line);
-        const Attributes* const start = line.attributesAt(0);
-        hidden.push_back(start && start->isMarked(attribute::hideLine));
+        const qint64 page = pages::pageOfLine(first);
+        if (std::exchange(shownPage, page) != page)
+            shown = pages_.hiddenRows(page);
+        // What is on the screen decides: a slow rule may have got further there.
+        const auto offset = static_cast<std::size_t>(first - pages::firstLine(page));
+        if (shown && offset < shown->size()) {
+            hidden.push_back((*shown)[offset]);
+        } else {
+            AttributedString line(text);
+            rules->applyRules(first, line);
+            const Attributes* const start = line.attributesAt(0);
+            hidden.push_back(start && start->isMarked(attribute::hideLine));
+        }
+        ++first;
     }
     return hidden;
 }

@@ -90,6 +90,8 @@ public:
           isCancelled_(std::move(isCancelled)), lines_(rules_->size()),
           matching_(matchedRules(), isCancelled_) {}
     ~Evaluation() {
+        if (!records_)
+            return;
         bool hasChanged = false;
         for (std::size_t i = 0; i < rules_->size(); ++i)
             hasChanged |= enforcer_.recordEffort((*rules_)[i], matching_.isTooSlow(i), lines_[i].givenUp,
@@ -97,6 +99,8 @@ public:
         if (hasChanged)
             enforcer_.postSlowRules();
     }
+    /// What is given up is nobody's business.
+    void recordNothing() { records_ = false; }
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
 
@@ -142,6 +146,7 @@ private:
     const std::function<bool()> isCancelled_;
     std::vector<Lines> lines_; // of the rules
     RuleMatching matching_;
+    bool records_ = true;
 };
 
 /// Runs the rules over the lines of one load.
@@ -155,6 +160,8 @@ public:
           }) {
         if (telling == Telling::On)
             teller_.emplace(enforcer);
+        else
+            evaluation_.recordNothing();
     }
 
     void applyRules(qint64 lineNum, AttributedString& line) override {

@@ -2,6 +2,7 @@
 
 #include "ui/widgets/FileListDelegate.h"
 
+#include <QAccessible>
 #include <QCoreApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -37,6 +38,13 @@ OpenFilesList::OpenFilesList(const std::vector<File>& files, int current, QWidge
         item->setData(FileListDelegate::isMissingRole, file.isMissing);
         item->setToolTip(file.place);
     }
+    // The focus stays in the field: nobody else says where the keys have got to.
+    connect(list_, &QListWidget::currentRowChanged, this, [this](int row) {
+        QAccessibleEvent event(list_, QAccessible::Focus);
+        event.setChild(row);
+        if (row >= 0)
+            QAccessible::updateAccessibility(&event);
+    });
     list_->setCurrentRow(current);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(listMargin, listMargin, listMargin, listMargin);

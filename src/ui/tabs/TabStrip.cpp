@@ -54,13 +54,15 @@ void TabStrip::setTitles(const QStringList& titles) {
 void TabStrip::setMeasuresTitles(bool measures) {
     measuresTitles_ = measures;
     // Has the toolkit lay out all tabs again.
-    if (measures)
+    if (measures && std::exchange(hasGuessedSizes_, false))
         setElideMode(elideMode());
 }
 
 QSize TabStrip::sizeWithText(int index, int characters) const {
-    if (!measuresTitles_)
+    if (!measuresTitles_) {
+        hasGuessedSizes_ = true;
         return {characters, fontMetrics().height()};
+    }
     QSize size = QTabBar::tabSizeHint(index);
     const QFontMetrics metrics = fontMetrics();
     const int text = metrics.size(Qt::TextShowMnemonic, tabText(index)).width();

@@ -37,6 +37,8 @@ private:
 
     QHash<QString, qsizetype> tellingCharacters_;
     bool measuresTitles_ = true;
+    /// Tabs have been laid out without their titles.
+    mutable bool hasGuessedSizes_ = false;
     int middlePressed_ = -1;
 };
 

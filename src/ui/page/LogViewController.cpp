@@ -196,7 +196,7 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     if (!isLoaded_)
         endFollower_->forgetNewLines();
     followPendingLine(!isLoading());
-    followPendingPlace(false);
+    followPendingPlace(!isLoading());
     restoreEmptiedView();
     // Of the place that has been reached, not of the one on the way.
     requestVisiblePages();
@@ -236,6 +236,9 @@ void LogViewController::dataSourceLoadedLines() {
 }
 
 void LogViewController::visibleRowsChanged() {
+    // Behind another tab the table follows the end, but nobody looks at its rows.
+    if (!tableView_->isVisible())
+        return;
     const qint64 first = tableView_->firstVisibleRow();
     const qint64 last = std::max(first, tableView_->lastVisibleRow());
     const qint64 margin = 3 * (last - first + 1);
@@ -301,8 +304,14 @@ void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
 LogViewController::Place LogViewController::place() const {
     if (pendingPlace_)
         return *pendingPlace_;
+    if (emptiedView_)
+        return emptiedView_->place;
     return {dataSource_->rowStart() + tableView_->firstVisibleRow() + 1,
             tableView_->isAtEnd() && tableView_->firstVisibleRow() > 0};
+}
+
+void LogViewController::keepPlaceWhileReading() {
+    pendingPlace_ = place();
 }
 
 void LogViewController::restorePlace(const Place& place) {
@@ -600,7 +609,9 @@ void LogViewController::quickHighlightSelection() {
 }
 
 void LogViewController::setEncodingChoice(EncodingChoice choice) {
+    keepPlaceWhileReading();
     document_->setEncodingChoice(choice);
+    followPendingPlace(!isLoading());
     search_->forgetMatches(); // in texts that are no longer those on the screen
     tableView_->rowsChanged();
 }

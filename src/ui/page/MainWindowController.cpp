@@ -164,6 +164,7 @@ void MainWindowController::reload() {
     if (document_->isClosed() || !canReload())
         return;
     notices_.readAnew();
+    logView_->keepPlaceWhileReading();
     if (isInputReloadable_)
         Q_EMIT inputReloadRequested();
     document_->reload();

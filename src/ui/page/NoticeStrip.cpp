@@ -24,12 +24,10 @@ NoticeStrip::NoticeStrip(QWidget* parent)
 void NoticeStrip::showNotice(const PageNotice& notice) {
     if (notice == notice_)
         return;
+    // A button that stays keeps the focus, and the click that is under way.
+    const bool hasOtherButtons =
+        notice.remedies != notice_.remedies || notice.canDismiss != notice_.canDismiss;
     notice_ = notice;
-    while (QLayoutItem* const item = buttons_->takeAt(0)) {
-        item->widget()->hide();
-        item->widget()->deleteLater(); // its click may be under way
-        delete item;
-    }
     setVisible(!notice.text.isEmpty());
     label_->setText(notice.text);
     if (notice.text.isEmpty())
@@ -39,7 +37,17 @@ void NoticeStrip::showNotice(const PageNotice& notice) {
     image_->setPixmap(style()->standardIcon(image).pixmap({side, side}, devicePixelRatioF()));
     label_->setToolTip(notice.text);
     label_->setAccessibleName(notice.text);
-    for (const PageNotice::Remedy remedy : notice.remedies) {
+    if (hasOtherButtons)
+        makeButtons();
+}
+
+void NoticeStrip::makeButtons() {
+    while (QLayoutItem* const item = buttons_->takeAt(0)) {
+        item->widget()->hide();
+        item->widget()->deleteLater(); // its click may be under way
+        delete item;
+    }
+    for (const PageNotice::Remedy remedy : notice_.remedies) {
         switch (remedy) {
         case PageNotice::Remedy::Reload:
             addButton(tr("&Reload"), tr("Read the file anew (F5)"), remedy);
@@ -61,7 +69,7 @@ void NoticeStrip::showNotice(const PageNotice& notice) {
             break;
         }
     }
-    if (notice.canDismiss) {
+    if (notice_.canDismiss) {
         auto* button = new QToolButton(this);
         button->setAutoRaise(true);
         button->setIcon(style()->standardIcon(QStyle::SP_TitleBarCloseButton));

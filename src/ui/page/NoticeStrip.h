@@ -41,6 +41,8 @@ Q_SIGNALS:
     void dismissed();
 
 private:
+    /// Those of the notice.
+    void makeButtons();
     void addButton(const QString& text, const QString& toolTip, PageNotice::Remedy remedy);
 
     PageNotice notice_;

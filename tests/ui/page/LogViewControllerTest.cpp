@@ -93,6 +93,23 @@ TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
     }
 }
 
+TEST_F(LogViewControllerTest, ReadingAnewAndAnotherLayoutKeepThePlace) {
+    const TemporaryFile file((QByteArray(300, 'x') + "\n").repeated(100'000));
+    MainWindowController* page = open(file);
+    LogTableView& table = page->logView().tableView();
+    table.setTopRow(60'000);
+    page->reload();
+    EXPECT_EQ(page->logView().place().topLine, 60'001) << "while it is being read";
+    ASSERT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
+    EXPECT_TRUE(until([&] { return table.firstVisibleRow() == 60'000; })) << table.firstVisibleRow();
+    table.scrollToEnd();
+    page->logView().setWrappingLines(true);
+    EXPECT_TRUE(until([&] { return isShown(*page) && table.isAtEnd(); }));
+    page->logView().zoom(2);
+    EXPECT_TRUE(table.isAtEnd());
+    page->logView().resetZoom();
+}
+
 TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
     const TemporaryFile file(numberedLines(12001));
     MainWindowController* page = open(file);

@@ -76,10 +76,8 @@ TEST_F(SearchInWindowTest, EnterAndF3WalkForwardsAndWithShiftOneStepBack) {
     press(*page, Qt::Key_Return);
     press(*page, Qt::Key_Return);
     EXPECT_EQ(found(*page), 5);
-    EXPECT_TRUE(until([&] {
-        press(*page, Qt::Key_Return);
-        return footerSays(*page, u"No further match"_s);
-    }));
+    press(*page, Qt::Key_Return);
+    EXPECT_TRUE(until([&] { return footerSays(*page, u"No further match"_s); }));
     EXPECT_EQ(found(*page), 5);
     press(*page, Qt::Key_Return, Qt::ShiftModifier);
     EXPECT_EQ(found(*page), 3);

@@ -275,9 +275,13 @@ void FilterRulesEditor::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
 }
 
+void FilterRulesEditor::commitTyping() {
+    form_->commitTyping();
+}
+
 void FilterRulesEditor::hideEvent(QHideEvent* event) {
     visibleLinesTimer_.stop();
-    form_->commitTyping();
+    commitTyping();
     QDialog::hideEvent(event);
 }
 

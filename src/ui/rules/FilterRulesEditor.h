@@ -36,6 +36,8 @@ public:
     void setDocument(const std::shared_ptr<Document>& document, std::function<QStringList()> visibleLines);
     /// Adds a rule for the text, switched on for the document, and lets the user edit it.
     void addRule(const QString& searchText);
+    /// Makes live what is being typed.
+    void commitTyping();
 
     /// Reads or writes rules as a file of their own. Also reached by the buttons, which ask for the file.
     /// Before rules are added that the list has already, the user is asked.

@@ -26,6 +26,7 @@
 #include <QScreen>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QTabBar>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -131,8 +132,7 @@ MainWindowController* MainWindow::currentPage() const {
 
 void MainWindow::raiseTab(DocumentTab* tab) {
     tabs_->setCurrent(tab);
-    if (isMinimized())
-        showNormal();
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     raise();
     activateWindow();
     tab->setFocus();
@@ -175,7 +175,8 @@ void MainWindow::pageChanged() {
     }
     MainWindowController* page = currentPage();
     stack_->setCurrentIndex(tab ? 1 : 0);
-    if (tab)
+    // Who turns the tabs by arrow keys goes on doing so.
+    if (tab && !tabs_->tabBar()->hasFocus())
         tab->setFocus();
     if (page)
         sidebar_->setFile(page->document()->fileUrl(), &page->logView(), !page->document()->isTransient());

@@ -17,7 +17,9 @@ void askForFiles(AppDocumentController& documents, QWidget* parent, const QUrl& 
     dialog->setFileMode(QFileDialog::ExistingFiles);
     if (near.isLocalFile())
         dialog->setDirectory(QFile::decodeName(localPath(near.adjusted(QUrl::RemoveFilename))));
-    QObject::connect(dialog, &QFileDialog::filesSelected, dialog, [&documents](const QStringList& files) {
+    // Not before the dialog has gone: an alert would go with it.
+    QObject::connect(dialog, &QFileDialog::accepted, dialog, [&documents, dialog] {
+        const QStringList files = dialog->selectedFiles();
         const DocumentBatch batch(documents, static_cast<std::size_t>(files.size()));
         for (const QString& file : files)
             documents.openDocument(fileUrlFromPath(QFile::encodeName(file)));

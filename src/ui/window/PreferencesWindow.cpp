@@ -33,6 +33,14 @@ public:
     }
 };
 
+/// What is being typed stays.
+template <typename Box, typename Value>
+void showValue(Box& box, Value value) {
+    const QSignalBlocker blocker(box);
+    if (box.value() != value)
+        box.setValue(value);
+}
+
 const QColor darkBackground(0x1e, 0x1e, 0x1e);
 const QColor darkText(0xd8, 0xd8, 0xd8);
 const QColor darkNumbers(0x8c, 0x8c, 0x8c);
@@ -107,10 +115,8 @@ void PreferencesWindow::addPollingInterval(QVBoxLayout& layout) {
     addBox(layout, tr("Look for new l&ines every"), pollingInterval_);
     connect(pollingInterval_, &QDoubleSpinBox::valueChanged, this,
             [](double seconds) { Preferences::shared().setPollingInterval(seconds); });
-    refreshers_.emplace_back([this] {
-        const QSignalBlocker blocker(pollingInterval_);
-        pollingInterval_->setValue(Preferences::shared().pollingInterval());
-    });
+    refreshers_.emplace_back(
+        [this] { showValue(*pollingInterval_, Preferences::shared().pollingInterval()); });
 }
 
 QSpinBox* PreferencesWindow::addMebibytes(QVBoxLayout& layout, const QString& text, int least, int most,
@@ -123,10 +129,7 @@ QSpinBox* PreferencesWindow::addMebibytes(QVBoxLayout& layout, const QString& te
     addBox(layout, text, box);
     connect(box, &QSpinBox::valueChanged, this,
             [setValue](int mebibytes) { (Preferences::shared().*setValue)(mebibytes); });
-    refreshers_.emplace_back([box, value] {
-        const QSignalBlocker blocker(box);
-        box->setValue((Preferences::shared().*value)());
-    });
+    refreshers_.emplace_back([box, value] { showValue(*box, (Preferences::shared().*value)()); });
     return box;
 }
 

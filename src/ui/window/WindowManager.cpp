@@ -21,6 +21,7 @@
 #include "ui/window/WelcomeWindow.h"
 
 #include <QApplication>
+#include <QScopedValueRollback>
 
 #include <algorithm>
 #include <utility>
@@ -163,7 +164,7 @@ void WindowManager::makeWindow(const std::shared_ptr<Document>& document) {
     if (!tab)
         tab = windowForNewTab().addTab(document->fileUrl());
     tab->setDocument(document);
-    if (keepsState_ && !document->isTransient() && document->fileUrl().isLocalFile())
+    if (keepsState_ && !isReopening_ && !document->isTransient() && document->fileUrl().isLocalFile())
         opened_.append(document->fileUrl());
 }
 
@@ -179,6 +180,7 @@ void WindowManager::waitForFile(const QUrl& url, std::optional<qint64> lineNumbe
 }
 
 void WindowManager::openTab(DocumentTab& tab) {
+    const QScopedValueRollback reopening(isReopening_, true);
     const auto opened = documents_->reopenDocument(tab.url(), tab.isInFront());
     if (opened)
         return;
@@ -287,8 +289,7 @@ void WindowManager::raiseFrontWindow() {
         return;
     }
     MainWindow* window = windows_.back();
-    if (window->isMinimized())
-        window->showNormal();
+    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
     window->raise();
     window->activateWindow();
 }
@@ -424,9 +425,17 @@ void WindowManager::requestAttention(const QString& fileUrl) {
         QApplication::alert(window);
 }
 
+void WindowManager::saveSessionNow() {
+    if (rulesEditor_)
+        rulesEditor_->commitTyping();
+    session_.saveNow();
+}
+
 void WindowManager::closeAll() {
     isQuitting_ = true;
     session_.stop();
+    if (rulesEditor_)
+        rulesEditor_->close(); // takes what is being typed
     rulesEditor_.reset();
     preferences_.reset();
     remoteHosts_.reset();

@@ -53,7 +53,7 @@ public:
     void restoreSession(Reading reading);
     /// Puts the session on the disk as it is now, for an end of the program that may leave no other time.
     /// What has not changed is not written again.
-    void saveSessionNow() { session_.saveNow(); }
+    void saveSessionNow();
     /// The welcome, or a window without a document if the user wants no welcome; nothing when there is a
     /// window already.
     void showFirstWindow();
@@ -113,6 +113,8 @@ private:
     std::unique_ptr<WelcomeWindow> welcome_;
     bool keepsState_ = false;
     bool isQuitting_ = false;
+    /// A tab that was there already gets its document.
+    bool isReopening_ = false;
     int changes_ = 0;
     /// The tab that the changes under way bring to the front.
     QPointer<DocumentTab> nextFront_;

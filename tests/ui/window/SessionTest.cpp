@@ -57,6 +57,7 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
     windowOf(files[0])->raisePage(pageOf(files[0]));
     windows_.quit();
     EXPECT_TRUE(documents_.documents().empty());
+    RecentFiles::clear();
     ASSERT_EQ(::unlink(files[2].path().constData()), 0);
 
     windows_.restoreSession(WindowManager::Reading::AtOnce);
@@ -84,6 +85,8 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
     EXPECT_TRUE(until([&] { return documents_.documents().size() == 3; }));
     EXPECT_EQ(missing->state(), DocumentTab::State::Open);
     EXPECT_EQ(windowOf(files[0])->currentPage(), pageOf(files[0])) << "nobody asked for it just now";
+    EXPECT_EQ(RecentFiles::urls(), QStringList())
+        << "what comes back by itself pushes out what the user opened";
 }
 
 TEST_F(SessionTest, AStartWithAFilePutsTheStoredTabsUnreadBehindIt) {

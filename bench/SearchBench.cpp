@@ -77,7 +77,7 @@ int search(const char* path, const char* text) {
     const auto start = std::chrono::steady_clock::now();
     operation.runBody();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    const auto row = operation.match() ? operation.match()->row : -1;
+    const auto row = operation.outcome() ? operation.outcome()->row : -1;
     std::printf("%.6f %lld %lld %.3f\n", took.count(), static_cast<long long>(row),
                 static_cast<long long>(rows->numberOfRows()),
                 static_cast<double>(statusKib("VmHWM") - idle) / 1024);

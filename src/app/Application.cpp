@@ -228,6 +228,12 @@ bool Application::askAboutStore(const Error& fault) {
 }
 
 int Application::run() {
+    const EndSignals signals([this] {
+        if (commandLine_.snapshotPath)
+            QApplication::exit(1);
+        else
+            windows_.quit();
+    });
     if (instance_)
         requests_ = std::make_unique<RequestServer>(
             instance_->listener(), [this](OpenRequest request) { serve(std::move(request)); });
@@ -245,12 +251,6 @@ int Application::run() {
         // Drawn in four sizes for the task bar, which must not hold up the first rows.
         QTimer::singleShot(0, qApp, [] { QApplication::setWindowIcon(icon(QStringLiteral("korvane"))); });
     }
-    const EndSignals signals([this] {
-        if (commandLine_.snapshotPath)
-            QApplication::exit(1);
-        else
-            windows_.quit();
-    });
     // The desktop ends the session: what follows may be the end without another word.
     QObject::connect(
         qApp, &QGuiApplication::commitDataRequest, qApp, [this] { windows_.saveSessionNow(); },
@@ -265,6 +265,7 @@ int Application::run() {
         // on the disk.
         qCWarning(logUi, "background work did not end in time");
         std::fflush(nullptr);
+        scratch_.reset();
         ::_exit(status);
     }
     return status == 0 ? exitStatus_ : status;

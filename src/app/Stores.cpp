@@ -58,18 +58,22 @@ bool checkSettings(Preferences& preferences, const StoreFaultQuestion& ask) {
                   {},
                   QCoreApplication::translate("Stores", "The settings in “%1” cannot be read.").arg(path)}))
             return false;
-        if (const auto moved = setAside(path); !moved && !ask(moved.error()))
+        const auto moved = setAside(path);
+        if (moved)
+            defaults.reload();
+        else if (!ask(moved.error()))
             return false;
-        defaults.reload();
     }
     while (!preferences.hasLogViewFont()) {
         const QString text = QCoreApplication::translate(
             "Stores", "“%1” in the settings file “%2” is not the name of a font.");
         if (!ask({0, {}, text.arg(preferences.keyLogViewFont, path)}))
             return false;
-        if (const Status kept = keepCopy(path); !kept && !ask(kept.error()))
+        const Status kept = keepCopy(path);
+        if (kept)
+            preferences.forgetLogViewFont();
+        else if (!ask(kept.error()))
             return false;
-        preferences.forgetLogViewFont();
     }
     return true;
 }

@@ -141,11 +141,6 @@ TEST_F(PreferencesTest, AFontIsUsedAtOnceAndKept) {
     }
 }
 
-TEST_F(PreferencesTest, StoredBytesThatAreNoFontEndTheProgram) {
-    preferences_.userDefaults().set(u"keyLogViewFont"_s, QByteArray("a,b,c"));
-    EXPECT_DEATH(preferences_.logViewFont(), "font");
-}
-
 TEST_F(PreferencesTest, ColoursFollowTheStoreWithoutACallHere) {
     preferences_.userDefaults().set(u"keyLogViewFGColor"_s, Preferences::archivedColor(QColor(1, 2, 3, 4)));
     EXPECT_EQ(preferences_.logViewForeground(), QColor(1, 2, 3, 4));

@@ -11,20 +11,13 @@
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
 #include "foundation/TimingLog.h"
-#include "foundation/notices/Alerts.h"
-#include "foundation/work/MainThread.h"
-#include "foundation/work/OperationQueue.h"
-#include "rules/FilterRule.h"
 #include "rules/FiltersManager.h"
-#include "rules/HighlightRule.h"
-#include "ui/page/CopyLinesOperation.h"
 #include "ui/page/EndFollower.h"
 #include "ui/page/GotoLineViewController.h"
 #include "ui/page/LineMarker.h"
 #include "ui/page/LogSearch.h"
 #include "ui/page/LogZoom.h"
 #include "ui/page/PrimarySelection.h"
-#include "ui/widgets/SizeText.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -45,35 +38,10 @@ constexpr int fewestDigits = 4;
 constexpr qsizetype longestQuickHighlight = 1000;
 /// Lines marked at once at the most: each costs a look at the file and a place in the list.
 constexpr qint64 mostLinesMarkedAtOnce = 1000;
-constexpr std::uint64_t largeCopyBytes = 100'000'000;
-/// The clipboard's own limit: a text counts its units in a 32-bit number in most programs.
-constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
-
-/// Tells how much was copied; empty where that goes without saying.
-QString copyMessage(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
-    if (outcome.end == CopyLinesOperation::End::Unreadable)
-        return LogViewController::tr("Nothing copied: the lines cannot be read");
-    if (outcome.end == CopyLinesOperation::End::Cancelled)
-        return {};
-    if (outcome.lines == 0)
-        return LogViewController::tr("Nothing copied: rules hide these lines");
-    if (selected == 1)
-        return {};
-    const QString copied = QLocale().toString(outcome.lines);
-    if (outcome.hiddenLines > 0 && outcome.lines + outcome.hiddenLines == selected)
-        return LogViewController::tr("%1 lines copied, without the %2 that rules hide")
-            .arg(copied, QLocale().toString(outcome.hiddenLines));
-    return outcome.lines == selected
-               ? LogViewController::tr("%1 lines copied").arg(copied)
-               : LogViewController::tr("%1 of %2 lines copied: the others cannot be read")
-                     .arg(copied, QLocale().toString(selected));
-}
-
 /// The colours of text that a new user has, for a white background.
 std::vector<QColor> unchosenColors() {
-    std::vector<QColor> colors{Preferences::defaultLineNumberColor};
-    for (const auto& rule : FiltersManager::defaultRules())
-        colors.push_back(rule->highlightRule()->foreground());
+    std::vector<QColor> colors = FiltersManager::defaultTextColors();
+    colors.emplace_back(Preferences::defaultLineNumberColor);
     return colors;
 }
 
@@ -81,12 +49,12 @@ std::vector<QColor> unchosenColors() {
 
 LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPresenter& alerts,
                                      QWidget* parent)
-    : QObject(parent), document_(std::move(document)), dataSource_(document_->dataSource()), alerts_(alerts),
+    : QObject(parent), document_(std::move(document)), dataSource_(document_->dataSource()),
       tableView_(new LogTableView(parent)), search_(new LogSearch(*tableView_, dataSource_, this)),
       endFollower_(new EndFollower(*tableView_, this)),
       lineMarker_(new LineMarker(document_, dataSource_, this)),
       primarySelection_(new PrimarySelection(*tableView_, dataSource_, this)),
-      copyQueue_(std::make_unique<OperationQueue>("Copy queue", 1)) {
+      copier_(new LineCopier(dataSource_, alerts, *tableView_, this)) {
     auto& preferences = Preferences::shared();
     const QString fileId = document_->settingsId();
     wrappingLines_ =
@@ -125,13 +93,15 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
         if (isSearching)
             Q_EMIT userMessageOver(searchMessage_);
     });
+    connect(copier_, &LineCopier::progress, this, &LogViewController::copyProgress);
+    connect(copier_, &LineCopier::ended, this, &LogViewController::userMessage);
     tableView_->installEventFilter(this);
     connect(tableView_, &LogTableView::selectionChanged, this, [this] {
         quickHighlightSelection();
         Q_EMIT selectionChanged();
     });
     connect(tableView_, &LogTableView::selectedByMouse, this,
-            [this] { primarySelection_->offer(largeCopyBytes); });
+            [this] { primarySelection_->offer(LineCopier::largeCopyBytes); });
     connect(&LogZoom::shared(), &LogZoom::changed, this, [this] { applyFont(); });
     connect(tableView_, &LogTableView::visibleRowsChanged, this, [this] { visibleRowsChanged(); });
     connect(tableView_, &LogTableView::zoomRequested, this, [this](int steps) { zoom(steps); });
@@ -150,9 +120,7 @@ void LogViewController::showSearchMessage(const QString& text) {
     Q_EMIT userMessage(text);
 }
 
-LogViewController::~LogViewController() {
-    copyQueue_->cancelAllOperations();
-}
+LogViewController::~LogViewController() = default;
 
 bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
     if (watched == tableView_ && event->type() == QEvent::Resize) {
@@ -670,74 +638,20 @@ bool LogViewController::canCopyRows() const {
     return !tableView_->textSelection() && !tableView_->selection().isEmpty();
 }
 
-void LogViewController::copySelection(HiddenLines hidden) {
-    if (tableView_->textSelection())
+void LogViewController::copySelection(LineCopier::HiddenLines hidden) {
+    if (tableView_->textSelection()) {
         QApplication::clipboard()->setText(tableView_->selectedText());
-    else if (!tableView_->selection().isEmpty())
-        copyRows(hidden);
-}
-
-void LogViewController::copyRows(HiddenLines hidden) {
-    std::uint64_t bytes = 0;
-    for (const auto& range : tableView_->selection().ranges())
-        bytes += dataSource_->byteCount(dataSource_->rowStart() + range.first, range.last - range.first + 1);
-    const QString size = sizeText(bytes);
-    if (bytes > largestCopyBytes) {
-        alerts_.present({Alert::Kind::Warning,
-                         tr("%1 are too much for the clipboard").arg(size),
-                         tr("Select fewer lines, or copy the file itself."),
-                         {}},
-                        tableView_, {});
         return;
     }
-    if (bytes <= largeCopyBytes) {
-        startCopy(hidden);
-        return;
-    }
-    QPointer<LogViewController> self(this);
-    alerts_.present(
-        {Alert::Kind::Question,
-         tr("Copy %1 to the clipboard?").arg(size),
-         tr("This takes memory in this program and in every program that the text is pasted into."),
-         {tr("Copy"), tr("Cancel")}},
-        tableView_, [self, hidden](int button) {
-            if (self && button == 0)
-                self->startCopy(hidden);
-        });
-}
-
-void LogViewController::startCopy(HiddenLines hidden) {
-    cancelCopy();
     std::vector<RowSelection::Range> lines;
     for (const auto& range : tableView_->selection().ranges())
         lines.push_back({dataSource_->rowStart() + range.first, dataSource_->rowStart() + range.last});
-    QPointer<LogViewController> self(this);
-    const auto progress = [self](int percent) {
-        if (self)
-            Q_EMIT self->copyProgress(percent);
-    };
-    const qint64 count = tableView_->selection().count();
-    const auto done = [self, count](const CopyLinesOperation::Outcome& outcome) {
-        if (!self)
-            return;
-        // The last line's own end is not part of the selection.
-        if (outcome.end == CopyLinesOperation::End::Read && outcome.lines > 0)
-            QApplication::clipboard()->setText(outcome.text.chopped(1));
-        if (const QString message = copyMessage(outcome, count); !message.isEmpty())
-            Q_EMIT self->userMessage(message);
-        Q_EMIT self->copyProgress(-1);
-    };
-    copyOperation_ = std::make_shared<CopyLinesOperation>(dataSource_, std::move(lines),
-                                                          hidden == HiddenLines::Included
-                                                              ? CopyLinesOperation::Hidden::Included
-                                                              : CopyLinesOperation::Hidden::LeftOut,
-                                                          progress, done);
-    copyQueue_->addOperation(copyOperation_);
+    if (!lines.empty())
+        copier_->copy(std::move(lines), hidden);
 }
 
 void LogViewController::cancelCopy() {
-    if (copyOperation_)
-        copyOperation_->cancel();
+    copier_->cancel();
 }
 
 } // namespace korvane

@@ -4,6 +4,7 @@
 #include "foundation/archive/UserDefaults.h"
 #include "foundation/notices/NotificationCenter.h"
 #include "ui/logtable/LogTableView.h"
+#include "ui/page/LineCopier.h"
 
 #include <QObject>
 
@@ -17,12 +18,10 @@ class QMenu;
 namespace korvane {
 
 class AlertPresenter;
-class CopyLinesOperation;
 class Document;
 class EndFollower;
 class LineMarker;
 class LogSearch;
-class OperationQueue;
 class PrimarySelection;
 class TailDataSourceProtocol;
 
@@ -104,11 +103,8 @@ public:
     /// Back to the chosen size.
     void resetZoom();
 
-    /// Puts the selected text, or the selected lines whole, on the clipboard. Many lines are read in the
-    /// background.
-    /// What becomes of selected lines that rules hide.
-    enum class HiddenLines : unsigned char { LeftOut, Included };
-    void copySelection(HiddenLines hidden = HiddenLines::LeftOut);
+    /// Puts the selected text, or the selected lines whole, on the clipboard.
+    void copySelection(LineCopier::HiddenLines hidden = LineCopier::HiddenLines::LeftOut);
     bool canCopy() const;
     /// Whole lines are selected.
     bool canCopyRows() const;
@@ -165,12 +161,9 @@ private:
     void visibleRowsChanged();
     /// Asks for the pages of the rows on the screen, where they are to be read (again).
     void requestVisiblePages();
-    void copyRows(HiddenLines hidden);
-    void startCopy(HiddenLines hidden);
 
     const std::shared_ptr<Document> document_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
-    AlertPresenter& alerts_;
     LogTableView* tableView_;
     LogSearch* search_;
     EndFollower* endFollower_;
@@ -197,8 +190,7 @@ private:
 
     LineMarker* lineMarker_;
     PrimarySelection* primarySelection_;
-    std::unique_ptr<OperationQueue> copyQueue_;
-    std::shared_ptr<CopyLinesOperation> copyOperation_;
+    LineCopier* copier_;
 
     std::vector<NotificationToken> tokens_;
     UserDefaults::Token preferencesToken_;

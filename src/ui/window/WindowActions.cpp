@@ -147,11 +147,9 @@ void WindowActions::makeEditMenu() {
     QMenu& menu = addMenu(tr("&Edit"));
     copy_ = addPageAction(menu, tr("&Copy"), QKeySequence::Copy,
                           [](MainWindowController& page) { page.logView().copySelection(); });
-    copyWithHidden_ =
-        addPageAction(menu, tr("Copy with &Hidden Lines"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C),
-                      [](MainWindowController& page) {
-                          page.logView().copySelection(LogViewController::HiddenLines::Included);
-                      });
+    copyWithHidden_ = addPageAction(
+        menu, tr("Copy with &Hidden Lines"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C),
+        [](MainWindowController& page) { page.logView().copySelection(LineCopier::HiddenLines::Included); });
     selectAll_ = addPageAction(menu, tr("Select &All"), QKeySequence::SelectAll,
                                [](MainWindowController& page) { page.logView().selectAll(); });
     menu.addSeparator();

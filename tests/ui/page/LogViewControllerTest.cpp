@@ -303,19 +303,19 @@ TEST_F(LogViewControllerTest, RowsThatRulesHideAreCopiedOnlyOnRequest) {
     rule->setHide(true);
     switchRule(rule->id(), absoluteString(file.url()), true);
     QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
-    const auto copied = [&](LogViewController::HiddenLines hidden) {
+    const auto copied = [&](LineCopier::HiddenLines hidden) {
         messages.clear();
         page->logView().copySelection(hidden);
         EXPECT_TRUE(until([&] { return !messages.empty(); }));
         return QApplication::clipboard()->text().count(u'\n') + 1;
     };
     page->logView().selectAll();
-    EXPECT_EQ(copied(LogViewController::HiddenLines::LeftOut), 10'800) << "also of pages never shown";
+    EXPECT_EQ(copied(LineCopier::HiddenLines::LeftOut), 10'800) << "also of pages never shown";
     EXPECT_FALSE(QApplication::clipboard()->text().contains(u"line 9\n"_s));
     EXPECT_TRUE(messages.front().front().toString().contains(QLocale().toString(1200)));
-    EXPECT_EQ(copied(LogViewController::HiddenLines::Included), 12'000);
+    EXPECT_EQ(copied(LineCopier::HiddenLines::Included), 12'000);
     page->logView().tableView().selectRow(8);
-    copied(LogViewController::HiddenLines::LeftOut);
+    copied(LineCopier::HiddenLines::LeftOut);
     EXPECT_TRUE(QApplication::clipboard()->text().contains(u"line 12000"_s))
         << "what was copied before stays";
 }

@@ -1,0 +1,113 @@
+#include "ui/page/LineCopier.h"
+
+#include "core/TailDataSourceProtocol.h"
+#include "foundation/notices/Alerts.h"
+#include "foundation/work/OperationQueue.h"
+#include "ui/page/CopyLinesOperation.h"
+#include "ui/widgets/SizeText.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QLocale>
+#include <QPointer>
+#include <QWidget>
+
+#include <utility>
+
+namespace korvane {
+namespace {
+
+/// The clipboard's own limit: a text counts its units in a 32-bit number in most programs.
+constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
+
+QString messageOf(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
+    if (outcome.end == CopyLinesOperation::End::Unreadable)
+        return LineCopier::tr("Nothing copied: the lines cannot be read");
+    if (outcome.end == CopyLinesOperation::End::Cancelled)
+        return {};
+    if (outcome.lines == 0)
+        return LineCopier::tr("Nothing copied: rules hide these lines");
+    if (selected == 1)
+        return {};
+    const QString copied = QLocale().toString(outcome.lines);
+    if (outcome.hiddenLines > 0 && outcome.lines + outcome.hiddenLines == selected)
+        return LineCopier::tr("%1 lines copied, without the %2 that rules hide")
+            .arg(copied, QLocale().toString(outcome.hiddenLines));
+    return outcome.lines == selected ? LineCopier::tr("%1 lines copied").arg(copied)
+                                     : LineCopier::tr("%1 of %2 lines copied: the others cannot be read")
+                                           .arg(copied, QLocale().toString(selected));
+}
+
+} // namespace
+
+LineCopier::LineCopier(std::shared_ptr<TailDataSourceProtocol> dataSource, AlertPresenter& alerts,
+                       QWidget& window, QObject* parent)
+    : QObject(parent), dataSource_(std::move(dataSource)), alerts_(alerts), window_(window),
+      queue_(std::make_unique<OperationQueue>("Copy queue", 1)) {}
+
+LineCopier::~LineCopier() {
+    queue_->cancelAllOperations();
+}
+
+void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden) {
+    std::uint64_t bytes = 0;
+    for (const auto& range : lines)
+        bytes += dataSource_->byteCount(range.first, range.last - range.first + 1);
+    const QString size = sizeText(bytes);
+    if (bytes > largestCopyBytes) {
+        alerts_.present({Alert::Kind::Warning,
+                         tr("%1 are too much for the clipboard").arg(size),
+                         tr("Select fewer lines, or copy the file itself."),
+                         {}},
+                        &window_, {});
+        return;
+    }
+    if (bytes <= largeCopyBytes) {
+        start(lines, hidden);
+        return;
+    }
+    alerts_.present(
+        {Alert::Kind::Question,
+         tr("Copy %1 to the clipboard?").arg(size),
+         tr("This takes memory in this program and in every program that the text is pasted into."),
+         {tr("Copy"), tr("Cancel")}},
+        &window_, [self = QPointer(this), lines = std::move(lines), hidden](int button) {
+            if (self && button == 0)
+                self->start(lines, hidden);
+        });
+}
+
+void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden) {
+    cancel();
+    const QPointer<LineCopier> self(this);
+    qint64 count = 0;
+    for (const auto& range : lines)
+        count += range.last - range.first + 1;
+    const auto done = [self, count](const CopyLinesOperation::Outcome& outcome) {
+        if (!self)
+            return;
+        // The last line's own end is not part of the selection.
+        if (outcome.end == CopyLinesOperation::End::Read && outcome.lines > 0)
+            QApplication::clipboard()->setText(outcome.text.chopped(1));
+        if (const QString message = messageOf(outcome, count); !message.isEmpty())
+            Q_EMIT self->ended(message);
+        Q_EMIT self->progress(-1);
+    };
+    const auto report = [self](int percent) {
+        if (self)
+            Q_EMIT self->progress(percent);
+    };
+    operation_ = std::make_shared<CopyLinesOperation>(dataSource_, lines,
+                                                      hidden == HiddenLines::Included
+                                                          ? CopyLinesOperation::Hidden::Included
+                                                          : CopyLinesOperation::Hidden::LeftOut,
+                                                      report, done);
+    queue_->addOperation(operation_);
+}
+
+void LineCopier::cancel() {
+    if (operation_)
+        operation_->cancel();
+}
+
+} // namespace korvane

@@ -148,4 +148,11 @@ FiltersManager::Rules FiltersManager::defaultRules() {
             levelRule(QStringLiteral("ERROR"), QColor(255, 0, 0))};
 }
 
+std::vector<QColor> FiltersManager::defaultTextColors() {
+    std::vector<QColor> colors;
+    for (const auto& rule : defaultRules())
+        colors.push_back(rule->highlightRule()->foreground());
+    return colors;
+}
+
 } // namespace korvane

@@ -3,6 +3,7 @@
 #include "foundation/Result.h"
 #include "foundation/archive/StoreFileSaver.h"
 
+#include <QColor>
 #include <QString>
 #include <QUuid>
 
@@ -76,6 +77,8 @@ public:
 
     /// The rules of a first start.
     static Rules defaultRules();
+    /// The colours of text that these have: nobody has chosen them.
+    static std::vector<QColor> defaultTextColors();
 
 private:
     explicit FiltersManager(QString path) : file_(std::move(path)) {}

@@ -16,6 +16,7 @@
 #include "ui/rules/RuleImport.h"
 #include "ui/rules/RuleItemDelegate.h"
 #include "ui/rules/SlowRules.h"
+#include "ui/widgets/Contrast.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -244,6 +245,10 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, 
         font = look->font().value_or(font);
         font.setUnderline(look->value(attribute::underline) != nullptr);
     }
+    // As in the rows: a colour that nobody has chosen is made readable.
+    const auto unchosen = FiltersManager::defaultTextColors();
+    if (std::ranges::find(unchosen, foreground) != unchosen.end())
+        foreground = readableOn({background}, foreground);
     item.setFont(font);
     item.setData(RuleItemDelegate::textColorRole, foreground);
     item.setData(RuleItemDelegate::groundColorRole, background);

@@ -116,18 +116,15 @@ TEST(ScanPool, AThreadThatAFileSystemHoldsIsReplaced) {
     ScanPool pool(1);
     Holder holder(pool);
     ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
-    std::atomic<bool> hasRun{false};
-    ScanPool::Scan next;
-    // Not at once: at first it may be a step like any other.
-    EXPECT_TRUE(test::waitFor([&] {
-        next = pool.start(Priority::Visible, [&](const std::stop_token&) {
-            hasRun = true;
-            return false;
-        });
-        return hasRun.load();
-    }));
+    Steps steps;
+    const auto next = pool.start(Priority::Visible, steps.named('n', 2));
+    EXPECT_TRUE(test::waitFor([&] { return !next.isUnderWay(); })) << "nothing but another scan helps it";
+    Holder second(pool);
+    const auto last = pool.start(Priority::Visible, steps.named('l', 1));
+    EXPECT_TRUE(test::waitFor([&] { return !last.isUnderWay(); }));
     holder.released.count_down();
-    EXPECT_TRUE(test::waitFor([&] { return !holder.scan.isUnderWay() && !next.isUnderWay(); }));
+    second.released.count_down();
+    EXPECT_TRUE(test::waitFor([&] { return !holder.scan.isUnderWay() && !second.scan.isUnderWay(); }));
 }
 
 /// Notes its name when it runs.

@@ -112,6 +112,12 @@ public:
     virtual Status reopen() { return success(); }
     /// Forgets the index (and a cancel).
     virtual void reset() = 0;
+    /// Both in one, without a scan between them; where no file can be opened, the old one stays. The listener
+    /// hears of it when the file holds another content than the one indexed.
+    virtual void startAgain(LogReaderDelegate& /*listener*/) {
+        [[maybe_unused]] const Status opened = reopen();
+        reset();
+    }
     /// Scans what has not been indexed yet.
     virtual void indexLines() = 0;
     virtual qint64 lineCount() const = 0;

@@ -84,22 +84,41 @@ Status LogReader::reopen() {
     auto opened = FileHandle::openForReading(fileUrlFromPath(path_));
     if (!opened)
         return opened.error();
-    std::shared_ptr<FileHandle> handle = std::move(opened).value();
+    const std::lock_guard guard(scanMutex_);
+    if (!takeFile(std::move(opened).value()))
+        return Error{EBADF, QStringLiteral("POSIX"), {}};
+    return success();
+}
 
-    const std::lock_guard scanGuard(scanMutex_);
+bool LogReader::takeFile(std::shared_ptr<FileHandle> handle) {
     {
         const std::lock_guard guard(stateMutex_);
         if (closed_.load(std::memory_order_acquire))
-            return Error{EBADF, QStringLiteral("POSIX"), {}};
+            return false;
         identity_ = handle->identity();
-        handle_.swap(handle);
+        handle_.swap(handle); // the old one is closed outside the lock
         index_.clear();
     }
     decoder_.forgetDetection();
     forgetLines();
     forgetFault(scanFault_);
     forgetFault(readFault_);
-    return success();
+    return true;
+}
+
+void LogReader::startAgain(LogReaderDelegate& listener) {
+    auto opened = FileHandle::openForReading(fileUrlFromPath(path_));
+    const std::lock_guard guard(scanMutex_);
+    canceled_.store(false, std::memory_order_release);
+    const auto before = openHandle();
+    const std::shared_ptr<FileHandle> present = opened ? std::move(opened).value() : before;
+    const bool isOther = before && (present->identity() != before->identity() ||
+                                    present->size().value_or(currentFileLimit_) < currentFileLimit_ ||
+                                    holdsOtherContent(*present));
+    if (present == before || !takeFile(present))
+        forgetLines();
+    if (isOther)
+        listener.readerDidForgetLines();
 }
 
 std::uint64_t LogReader::fileSize() {

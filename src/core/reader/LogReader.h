@@ -45,6 +45,7 @@ public:
     std::optional<FileHandle::Identity> fileIdentity() const override;
     Status reopen() override;
     void reset() override;
+    void startAgain(LogReaderDelegate& listener) override;
     void indexLines() override;
     qint64 lineCount() const override;
     QStringList readLines(qint64 start, qint64 count) override;
@@ -146,6 +147,9 @@ private:
     enum class ScanEnd { Complete, Stopped };
     ScanEnd scan(LogReaderDelegate* delegate);
     bool holdsOtherContent(const FileHandle& handle) const;
+    /// Replaces the file, and forgets what is known of the old one. With the scan lock held; false once
+    /// closed.
+    bool takeFile(std::shared_ptr<FileHandle> handle);
     /// Reports a block step by step; returns how many of its bytes and newlines were reported before a stop.
     std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::uint64_t offset,
                                                     std::size_t size,

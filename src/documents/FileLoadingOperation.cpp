@@ -186,6 +186,15 @@ bool FileLoadingOperation::step(const std::function<bool()>& mustYield) {
     return false;
 }
 
+void FileLoadingOperation::failed(const std::exception& fault) {
+    Operation::failed(fault);
+    if (progress_)
+        progress_->scanDidFail(fault);
+    if (listener_)
+        listener_->announceEnd();
+    listener_.reset();
+}
+
 bool FileLoadingOperation::begin() {
     listener_ = std::make_shared<ScanListener>(*this);
     if (start_ == Start::AtLastScan)

@@ -192,6 +192,22 @@ TEST_F(FileLoadingOperationTest, ACancelStopsTheScanAndKeepsItsLines) {
     EXPECT_FALSE(reader_->isCancelled()) << "the lines found can no longer be read";
 }
 
+TEST_F(FileLoadingOperationTest, AScanThatBreaksSaysWhyAndTheNextOneRuns) {
+    reader_->scan = [](FakeReader& reader) -> LineRange {
+        publish(reader, 500);
+        throw std::bad_alloc();
+    };
+    start();
+    ASSERT_TRUE(finish());
+    EXPECT_EQ(progress_->state(), State::Failed);
+    EXPECT_TRUE(progress_->fault().startsWith(u"Not enough memory to read “a.log”."_s));
+    EXPECT_EQ(updates_.back(), (LineRange{0, 500}));
+    reader_->scan = [](FakeReader&) { return LineRange{0, 500}; };
+    start();
+    EXPECT_TRUE(finish());
+    EXPECT_TRUE(operation_->isFinished());
+}
+
 TEST_F(FileLoadingOperationTest, AScanThatNeverStartedReportsItsCancelToo) {
     scanGate_.shut();
     reader_->scan = [this](FakeReader&) {

@@ -134,6 +134,15 @@ LineRange LogReader::refresh() {
 
 LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> delegate) {
     const std::lock_guard guard(scanMutex_);
+    try {
+        return bringUpToDate(delegate.get());
+    } catch (const std::exception&) {
+        forgetLines(); // what has been taken by half is not kept
+        throw;
+    }
+}
+
+LineRange LogReader::bringUpToDate(LogReaderDelegate* delegate) {
     if (isCanceled()) {
         if (delegate)
             delegate->readerDidCancel();
@@ -156,12 +165,12 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
         decoder_.forgetDetection();
         if (delegate)
             delegate->readerDidForgetLines();
-        end = scan(delegate.get());
+        end = scan(delegate);
         changed = {0, heldLines()};
     } else if (currentFileLimit_ < newSize || wasCut) {
         if (wasCut)
             forgetLinesBeyond(newSize);
-        end = scan(delegate.get());
+        end = scan(delegate);
         // What cannot be read brings nothing new, however often it is tried.
         if (wasCut || currentFileLimit_ != oldLimit || heldLines() != oldCount)
             changed.length = heldLines() - changed.location;

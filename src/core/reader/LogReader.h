@@ -144,6 +144,8 @@ private:
     /// Forgets lines that a file which was cut short does not hold any more.
     void forgetLinesBeyond(std::uint64_t offset);
 
+    /// The body of `refresh`, with the scan lock held.
+    LineRange bringUpToDate(LogReaderDelegate* delegate);
     enum class ScanEnd { Complete, Stopped };
     ScanEnd scan(LogReaderDelegate* delegate);
     bool holdsOtherContent(const FileHandle& handle) const;

@@ -129,6 +129,8 @@ public:
     virtual DisplayLines readRows(qint64 start, qint64 count, RowLength length) = 0;
     /// Bytes that the lines take in the file, their newlines included (0 when not known).
     virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;
+    /// Bytes of a newline.
+    virtual std::uint64_t lineEndBytes() const { return 1; }
 
     /// The first line in which the item finds something on the way from the zero-based line `first` to
     /// `last`, both included, forwards or backwards; lines that are not there are passed over. Nothing once

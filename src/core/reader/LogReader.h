@@ -51,6 +51,7 @@ public:
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
     std::uint64_t byteCount(qint64 start, qint64 count) const override;
+    std::uint64_t lineEndBytes() const override { return index_.view().lineEnd().size; }
     SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                 const std::function<bool()>& isCancelled) override;
     EncodingChoice encodingChoice() const override;

@@ -10,7 +10,6 @@
 #include <QCoreApplication>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -584,12 +583,7 @@ EncodingChoice LogReader::encodingChoice() const {
 }
 
 void LogReader::setEncodingChoice(EncodingChoice choice) {
-    std::array<char, 4> start;
-    std::size_t known = 0;
-    if (choice.encoding == encoding::utf16 || choice.encoding == encoding::utf32)
-        if (const auto handle = openHandle())
-            known = handle->read(0, start).value_or(0);
-    decoder_.setChoice(choice, {start.data(), static_cast<qsizetype>(known)});
+    decoder_.setChoice(choice);
 }
 
 StringEncoding LogReader::fileEncoding() const {

@@ -124,7 +124,8 @@ void ArrivedLinesNotifier::takeCompleteLines() {
     if (complete <= seen_)
         return;
     qint64 first = std::exchange(seen_, complete);
-    const bool onlyEnded = taken_.line == first && logReader_->byteCount(first + 1, 1) == taken_.bytes + 1;
+    const bool onlyEnded = taken_.line == first &&
+                           logReader_->byteCount(first + 1, 1) == taken_.bytes + logReader_->lineEndBytes();
     // An empty line is there only with its newline.
     if (onlyEnded && taken_.bytes > 0)
         ++first;
@@ -164,7 +165,17 @@ void ArrivedLinesNotifier::contentForgotten() {
 
 void ArrivedLinesNotifier::fileReadAnew() {
     const std::lock_guard guard(mutex_);
-    seen_ = std::clamp<qint64>(logReader_->lineCount() - 1, 0, seen_);
+    const qint64 count = logReader_->lineCount();
+    if (count > seen_)
+        return;
+    seen_ = std::max<qint64>(count - 1, 0);
+    taken_ = polled_ = openLine();
+    // Lines that are not there hold up all that come next.
+    for (LineRange& lines : waiting_)
+        lines.length = std::min(lines.length, count - lines.location);
+    std::erase_if(waiting_, [](LineRange lines) { return lines.length <= 0; });
+    startPassing();
+    hasPassed_.notify_all();
 }
 
 bool ArrivedLinesNotifier::letAllPass(std::chrono::milliseconds limit) {

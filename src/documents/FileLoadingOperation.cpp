@@ -36,7 +36,12 @@ public:
           announcer_(std::make_shared<ChangedLinesAnnouncer>(operation.dataSource_)),
           dataSource_(operation.dataSource_), countBefore_(logReader_.lineCount()) {}
 
-    ChangedLinesAnnouncer& announcer() { return *announcer_; }
+    /// Forgets what is known of the file.
+    void startAgain() {
+        logReader_.startAgain(*this);
+        countBefore_ = logReader_.lineCount();
+        announce(countBefore_, 0);
+    }
 
     /// Scans on. False when it has yielded before the end.
     bool scanOn(const std::shared_ptr<ScanListener>& self, const std::function<bool()>& mustYield) {
@@ -67,6 +72,8 @@ public:
     }
 
     void readerDidForgetLines() override {
+        isOtherContent_ = true;
+        announcedCount_ = countBefore_ = 0;
         if (const auto dataSource = dataSource_.lock())
             dataSource->contentForgotten();
     }
@@ -85,7 +92,7 @@ public:
     /// Makes known what the scan as a whole has changed.
     void announceEnd() {
         const qint64 count = logReader_.lineCount();
-        if (changed_.length == 0 && count == announcedCount_)
+        if (changed_.length == 0 && count == announcedCount_ && !isOtherContent_)
             return;
         // A scan that starts before the last line known then has found another content.
         const bool isRewritten = changed_.length > 0 && changed_.location < countBefore_ - 1;
@@ -121,7 +128,10 @@ private:
     void announce(qint64 count, qint64 firstChanged) {
         const qint64 first = std::clamp<qint64>(firstChanged, 0, std::max<qint64>(count - 1, 0));
         announcedCount_ = count;
-        announcer_->announce({first, count - first});
+        if (std::exchange(isOtherContent_, false))
+            announcer_->announceOtherContent({0, count});
+        else
+            announcer_->announce({first, count - first});
     }
 
     FileLoadingOperation& operation_;
@@ -129,8 +139,9 @@ private:
     LoadProgressController* const progress_;
     const std::shared_ptr<ChangedLinesAnnouncer> announcer_;
     const std::weak_ptr<TailDataSource> dataSource_;
-    const qint64 countBefore_;
+    qint64 countBefore_;
     qint64 announcedCount_ = countBefore_;
+    bool isOtherContent_ = false; // which has not been announced
     std::optional<Clock::time_point> announcedAt_;
     unsigned steps_ = 0;
     /// What all steps together have changed.
@@ -175,21 +186,25 @@ bool FileLoadingOperation::step(const std::function<bool()>& mustYield) {
     return false;
 }
 
+void FileLoadingOperation::failed(const std::exception& fault) {
+    Operation::failed(fault);
+    if (progress_)
+        progress_->scanDidFail(fault);
+    if (listener_)
+        listener_->announceEnd();
+    listener_.reset();
+}
+
 bool FileLoadingOperation::begin() {
-    if (start_ == Start::AtFirstByte) {
-        // Another file may stand at the path by now. Where none can be opened, the old one is reloaded.
-        [[maybe_unused]] const Status opened = logReader_->reopen();
-        logReader_->reset();
-        // Forgetting the index also forgot a cancel that came just before.
-        if (isCancelled()) {
-            logReader_->cancel();
-            return false;
-        }
-    }
     listener_ = std::make_shared<ScanListener>(*this);
-    if (start_ == Start::AtFirstByte)
-        listener_->announcer().announce({0, logReader_->lineCount()});
-    return true;
+    if (start_ == Start::AtLastScan)
+        return true;
+    // Another file may stand at the path by now.
+    listener_->startAgain();
+    // Forgetting the index also forgot a cancel that came just before.
+    if (isCancelled())
+        logReader_->cancel();
+    return !isCancelled();
 }
 
 void FileLoadingOperation::showFirstPage() {

@@ -38,6 +38,8 @@ public:
 protected:
     void main() override;
     bool step(const std::function<bool()>& mustYield) override;
+    /// The progress says so.
+    void failed(const std::exception& fault) override;
 
 private:
     class ScanListener;

@@ -1,5 +1,6 @@
 #include "documents/LoadProgressController.h"
 
+#include <new>
 #include <utility>
 
 namespace korvane {
@@ -30,6 +31,8 @@ QString LoadProgressController::statusText() const {
         return tr("Completed!");
     case State::Canceled:
         return tr("Canceled!");
+    case State::Failed:
+        return tr("Failed!");
     case State::Waiting:
     case State::Loading:
         break;
@@ -55,6 +58,15 @@ void LoadProgressController::readerDidFinish() {
 
 void LoadProgressController::readerDidCancel() {
     end(State::Canceled);
+}
+
+void LoadProgressController::scanDidFail(const std::exception& fault) {
+    fault_ = dynamic_cast<const std::bad_alloc*>(&fault)
+                 ? tr("Not enough memory to read “%1”. Close other files or programs, then reload it.")
+                       .arg(fileName_)
+                 : tr("“%1” could not be read to its end: %2. Reload it to try again.")
+                       .arg(fileName_, QString::fromLocal8Bit(fault.what()));
+    end(State::Failed);
 }
 
 void LoadProgressController::end(State last) {

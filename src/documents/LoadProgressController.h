@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 
 namespace korvane {
 
@@ -17,7 +18,7 @@ class LoadProgressController : public LogReaderDelegate {
     Q_DECLARE_TR_FUNCTIONS(korvane::LoadProgressController)
 
 public:
-    enum class State { Waiting, Loading, Completed, Canceled };
+    enum class State { Waiting, Loading, Completed, Canceled, Failed };
 
     explicit LoadProgressController(QString fileName);
 
@@ -27,20 +28,25 @@ public:
     std::uint64_t readBytes() const { return readBytes_.load(std::memory_order_relaxed); }
     /// How long the scan has been going on; zero before it starts, unchanged after it ended.
     std::chrono::milliseconds elapsed() const;
-    /// "Loading file [NAME]" while waiting or loading, then "Completed!" or "Canceled!".
+    /// "Loading file [NAME]" while waiting or loading, then "Completed!", "Canceled!" or "Failed!".
     QString statusText() const;
+    /// Why it has failed and what helps; empty when it has not.
+    QString fault() const { return state() == State::Failed ? fault_ : QString(); }
 
     void readerDidStart(std::uint64_t fileSize) override;
     void readerDidReadBytes(std::uint64_t count) override;
     void readerDidFinish() override;
     /// Also called by who asks for the cancel, on any thread. The first end holds.
     void readerDidCancel() override;
+    /// Something else than the file has ended the scan. Once, on the scanning thread.
+    void scanDidFail(const std::exception& fault);
 
 private:
     void end(State last);
 
     const QString fileName_;
     std::atomic<State> state_{State::Waiting};
+    QString fault_; // written before the state
     std::atomic<std::uint64_t> totalBytes_{0};
     std::atomic<std::uint64_t> readBytes_{0};
     /// Steady-clock ticks; 0 = not yet.

@@ -160,25 +160,24 @@ std::shared_ptr<LogFileReaderProtocol> LocalDocument::makeReader() {
     return InMemoryFileLogReader::create(fileUrl_);
 }
 
-void LocalDocument::scan(std::shared_ptr<LoadProgressController> progress,
-                         FileLoadingOperation::Start start) {
-    loadQueue_->addOperation(
-        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, std::move(progress), start));
-}
-
-void LocalDocument::startLoading() {
-    if (closed_)
-        return;
-    const auto operation = std::make_shared<FileLoadingOperation>(logReader_, dataSource_, loadProgress_);
+void LocalDocument::load(FileLoadingOperation::Start start) {
+    const auto operation =
+        std::make_shared<FileLoadingOperation>(logReader_, dataSource_, loadProgress_, start);
     operation->setShown(isShown_);
-    firstScan_ = operation;
-    operation->setCompletion([weak = std::weak_ptr(self())] {
-        MainThread::shared().post([weak] {
-            if (const auto self = weak.lock(); self && !self->isClosed())
-                self->firstScanEnded();
+    load_ = operation;
+    operation->setCompletion([weak = std::weak_ptr(self()), progress = loadProgress_] {
+        MainThread::shared().post([weak, progress] {
+            // A load that a reload has taken the place of ends before the file is known.
+            if (const auto self = weak.lock(); self && !self->isClosed() && self->loadProgress_ == progress)
+                self->loadEnded();
         });
     });
     loadQueue_->addOperation(operation);
+}
+
+void LocalDocument::startLoading() {
+    if (!closed_)
+        load(FileLoadingOperation::Start::AtLastScan);
 }
 
 void LocalDocument::windowMade() {
@@ -188,9 +187,11 @@ void LocalDocument::windowMade() {
                                       std::shared_ptr<DocumentProtocol>(shared_from_this()));
 }
 
-void LocalDocument::firstScanEnded() {
+void LocalDocument::loadEnded() {
     isLoaded_ = true;
-    if (std::exchange(tailsWhenLoaded_, false))
+    // Following would only fail in the same way.
+    const bool hasFailed = loadProgress_->state() == LoadProgressController::State::Failed;
+    if (!hasFailed && std::exchange(tailsWhenLoaded_, false))
         logFileObserver_->startTailingAfterLoad();
 }
 
@@ -207,19 +208,19 @@ void LocalDocument::setShown(bool isShown) {
     if (std::exchange(isShown_, isShown) == isShown)
         return;
     loadQueue_->setPriority(isShown ? ScanPool::Priority::Visible : ScanPool::Priority::Background);
-    if (const auto operation = firstScan_.lock())
+    if (const auto operation = load_.lock())
         operation->setShown(isShown);
 }
 
 void LocalDocument::firstScreenShown() {
-    if (const auto operation = firstScan_.lock())
+    if (const auto operation = load_.lock())
         operation->firstScreenShown();
 }
 
 void LocalDocument::loadMore() {
     // One that waits behind the scan under way will see all that is there by then.
     if (!closed_ && loadQueue_->operations().size() < 2)
-        scan(nullptr, FileLoadingOperation::Start::AtLastScan);
+        loadQueue_->addOperation(std::make_shared<FileLoadingOperation>(logReader_, dataSource_, nullptr));
 }
 
 void LocalDocument::cancelLoading() {
@@ -261,7 +262,7 @@ void LocalDocument::reload() {
     loadQueue_->cancelAllOperations();
     dataSource_->invalidateRows();
     loadProgress_ = std::make_shared<LoadProgressController>(displayName());
-    scan(loadProgress_, FileLoadingOperation::Start::AtFirstByte);
+    load(FileLoadingOperation::Start::AtFirstByte);
 }
 
 void LocalDocument::close() {
@@ -285,6 +286,8 @@ void LocalDocument::close() {
 }
 
 QString LocalDocument::openFault() const {
+    if (loadProgress_ && loadProgress_->state() == LoadProgressController::State::Failed)
+        return loadProgress_->fault();
     // Following may have opened it since.
     return logReader_ && logReader_->fileIdentity() ? QString() : openFault_;
 }

@@ -12,8 +12,8 @@ namespace korvane {
 class LogFileObserver;
 class LogTableDataSource;
 
-/// One open log file of this computer: owns its reader, the source of its rows and the queue of its first
-/// scan.
+/// One open log file of this computer: owns its reader, the source of its rows and the queue of its
+/// scans.
 class LocalDocument : public Document {
 public:
     static std::shared_ptr<LocalDocument> create();
@@ -67,8 +67,9 @@ private:
     LocalDocument();
     std::shared_ptr<LocalDocument> self();
     std::shared_ptr<LogFileReaderProtocol> makeReader();
-    void firstScanEnded();
-    void scan(std::shared_ptr<LoadProgressController> progress, FileLoadingOperation::Start start);
+    /// Scans the file with the present progress.
+    void load(FileLoadingOperation::Start start);
+    void loadEnded();
 
     QUrl fileUrl_;
     QString openFault_;
@@ -82,7 +83,7 @@ private:
     std::shared_ptr<LogTableDataSource> dataSource_;
     std::shared_ptr<LoadProgressController> loadProgress_;
     std::shared_ptr<LogFileObserver> logFileObserver_;
-    std::weak_ptr<FileLoadingOperation> firstScan_;
+    std::weak_ptr<FileLoadingOperation> load_; // the last one; a reload replaces the load before it
     std::unique_ptr<ScanQueue> loadQueue_;
     std::unique_ptr<OperationQueue> checkQueue_;
     std::unique_ptr<OperationQueue> informationQueue_;

@@ -1,12 +1,13 @@
 #include "documents/PageMemory.h"
 
-#include "core/Preferences.h"
 #include "documents/PageStore.h"
 
 #include <algorithm>
 #include <optional>
 
 namespace korvane {
+
+PageMemory::PageMemory() : queue_("Page memory queue", 1) {}
 
 PageMemory& PageMemory::shared() {
     static auto* const instance = new PageMemory; // stores may outlive the end of `main`
@@ -15,12 +16,20 @@ PageMemory& PageMemory::shared() {
 
 void PageMemory::add(PageStore& store) {
     const std::lock_guard guard(mutex_);
+    if (stores_.empty())
+        preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
+            // Finding what may go takes time when it is much.
+            if (key == Preferences::shared().keyRowMemory)
+                queue_.run([this] { keepBound(); });
+        });
     stores_.push_back(&store);
 }
 
 void PageMemory::remove(PageStore& store) {
     const std::lock_guard guard(mutex_);
     std::erase(stores_, &store);
+    if (stores_.empty())
+        preferencesToken_.reset();
 }
 
 std::size_t PageMemory::bytesHeld() const {
@@ -37,22 +46,28 @@ std::size_t PageMemory::bytes() {
 
 void PageMemory::keepBound() {
     const auto bound = static_cast<std::size_t>(Preferences::shared().rowMemory()) << 20;
+    while (dropOne(bound))
+        ;
+}
+
+bool PageMemory::dropOne(std::size_t bound) {
     const std::lock_guard guard(mutex_);
-    while (bytesHeld() > bound) {
-        PageStore* victim = nullptr;
-        std::optional<PageStore::Spare> worst;
-        for (PageStore* store : stores_) {
-            const auto spare = store->spare();
-            if (spare && (!worst || std::pair(spare->isHidden, spare->distance) >
-                                        std::pair(worst->isHidden, worst->distance))) {
-                worst = spare;
-                victim = store;
-            }
+    if (bytesHeld() <= bound)
+        return false;
+    PageStore* victim = nullptr;
+    std::optional<PageStore::Spare> worst;
+    for (PageStore* store : stores_) {
+        const auto spare = store->spare();
+        if (spare && (!worst || std::pair(spare->isHidden, spare->distance) >
+                                    std::pair(worst->isHidden, worst->distance))) {
+            worst = spare;
+            victim = store;
         }
-        if (!victim)
-            return;
-        victim->drop(worst->page);
     }
+    if (!victim)
+        return false;
+    victim->drop(worst->page);
+    return true;
 }
 
 } // namespace korvane

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/Preferences.h"
+#include "foundation/work/OperationQueue.h"
+
 #include <cstddef>
 #include <mutex>
 #include <vector>
@@ -9,8 +12,8 @@ namespace korvane {
 class PageStore;
 
 /// Keeps the rows of all open files together under the bound that the user has set: gives up pages of files
-/// that nobody looks at first, then those farthest from the rows on the screen, which always stay. Any
-/// thread.
+/// that nobody looks at first, then those farthest from the rows on the screen, which always stay. A bound
+/// that is lowered holds at once. Any thread.
 class PageMemory {
 public:
     static PageMemory& shared();
@@ -25,11 +28,16 @@ public:
     std::size_t bytes();
 
 private:
+    PageMemory();
     std::size_t bytesHeld() const;
+    /// False when nothing has to go, or nothing may.
+    bool dropOne(std::size_t bound);
 
+    OperationQueue queue_;
     std::mutex mutex_;
     // Guarded by mutex_, which comes before the stores' own locks.
     std::vector<PageStore*> stores_;
+    UserDefaults::Token preferencesToken_; // while there are stores
 };
 
 } // namespace korvane

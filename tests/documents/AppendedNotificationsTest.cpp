@@ -90,6 +90,18 @@ TEST_F(AppendedNotificationsTest, OnlyLinesThatArriveAreToldOfThoughNoPageOfThem
     EXPECT_TRUE(waitForTold({17'002, 17'004, 17'005})) << testing::PrintToString(told());
 }
 
+TEST_F(AppendedNotificationsTest, AReloadDuringTheFirstLoadTellsOfNothingThatWasThere) {
+    const TemporaryFile file(QByteArray("quiet\n").repeated(2'000'000) + "error: of old\n");
+    addRule(file, u"error"_s);
+    ASSERT_TRUE(document_->readFromUrl(file.url()));
+    document_->startTailingWhenLoaded();
+    document_->startLoading();
+    document_->reload();
+    ASSERT_TRUE(waitFor([&] { return document_->logFileObserver()->isTailing(); }));
+    file.append("error\n");
+    EXPECT_TRUE(waitForTold({2'000'002})) << testing::PrintToString(told());
+}
+
 TEST_F(AppendedNotificationsTest, ALineThatIsAlsoLookedAtIsToldOfOnce) {
     const TemporaryFile file("quiet\n");
     addRule(file, u"error"_s);

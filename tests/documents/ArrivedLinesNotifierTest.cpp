@@ -9,6 +9,8 @@
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
 
+#include <QStringEncoder>
+
 #include <gtest/gtest.h>
 
 namespace korvane {
@@ -86,6 +88,9 @@ protected:
 
 TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
     const QByteArray nothing;
+    const auto wide = [](const char16_t* text) {
+        return QByteArray(QStringEncoder(QStringConverter::Utf16LE)(text));
+    };
     const struct {
         const char* what;
         QByteArray before;
@@ -94,6 +99,10 @@ TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
     } cases[] = {
         {"what was there", "one\ntwo", {nothing, nothing}, {}},
         {"the end of what was there", "one\ntwo", {nothing, "\n", nothing}, {}},
+        {"the end of wide characters",
+         wide(u"\uFEFFone\ntwo"),
+         {nothing, wide(u"\n"), wide(u"three\n")},
+         {{2, u"three"_s}}},
         {"more of what was there", "one\ntw", {"o\nthree\n"}, {{1, u"two"_s}, {2, u"three"_s}}},
         {"the first lines", "", {"one\n", "\n", "three\n"}, {{0, u"one"_s}, {1, u""_s}, {2, u"three"_s}}},
         {"halves", "", {"o", "n", "e\nt", "wo\n"}, {{0, u"one"_s}, {1, u"two"_s}}},
@@ -234,13 +243,21 @@ TEST_F(ArrivedLinesNotifierTest, AFileReadAnewTellsOnlyOfWhatIsNew) {
     poll();
     EXPECT_EQ(passed(), (std::vector<LookedAt>{{4, u"5"_s}, {5, u"6"_s}}));
 
-    // It has become shorter meanwhile.
+    // It has become shorter, while a line waited that is not there any more.
+    enforcer_->finds = true;
+    for (const char* added : {"7\n", "8\n"}) {
+        file.append(added);
+        reader_->refresh();
+        source_->linesArrived();
+        EXPECT_EQ(passed().back(), LookedAt(6, u"7"_s)) << "8 waits for the main thread";
+    }
     reader_->reset();
     file.overwrite("a\n");
     reader_->refresh();
     source_->fileReadAnew();
     file.append("b\n");
     poll();
+    MainThread::shared().runPending();
     EXPECT_EQ(passed().back(), LookedAt(1, u"b"_s));
 }
 

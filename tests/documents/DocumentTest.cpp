@@ -83,16 +83,42 @@ TEST_F(DocumentTest, AChosenEncodingIsKeptForItsFileUntilItIsAutomaticAgain) {
     }
 }
 
-TEST_F(DocumentTest, AReloadTakesTheFileThatStandsThereNow) {
-    const TemporaryFile file("old\n");
-    load(file);
-    ASSERT_TRUE(waitForRow(0, u"old"_s));
-    const TemporaryFile successor("new\nand longer\n", "successor.log");
-    ASSERT_EQ(std::rename(successor.path().constData(), file.path().constData()), 0);
-    ASSERT_TRUE(waitForFault(FileFault::Replaced));
-    document_->reload();
-    ASSERT_TRUE(waitForRow(0, u"new"_s));
-    EXPECT_TRUE(waitForFault(FileFault::None));
+TEST_F(DocumentTest, AReloadReadsWhatStandsThereNowAndKeepsTheSearchOnlyOfTheSameContent) {
+    const struct {
+        const char* what;
+        std::function<void(const TemporaryFile&)> change;
+        QStringList rows;
+        bool isOther;
+    } cases[] = {
+        {"nothing", [](const auto&) {}, {u"one"_s, u"two"_s}, false},
+        {"grown", [](const auto& file) { file.append("\nthree"); }, {u"one"_s, u"two"_s, u"three"_s}, false},
+        {"written anew", [](const auto& file) { file.overwrite("eno\nowt\n."); }, {u"eno"_s, u"owt"_s}, true},
+        {"cut short", [](const auto& file) { file.truncate(3); }, {u"one"_s}, true},
+        {"replaced",
+         [](const auto& file) {
+             const TemporaryFile successor("one\n2\n", "successor.log");
+             ASSERT_EQ(std::rename(successor.path().constData(), file.path().constData()), 0);
+         },
+         {u"one"_s, u"2"_s},
+         true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        document_ = LocalDocument::create();
+        const TemporaryFile file("one\ntwo");
+        load(file);
+        ASSERT_TRUE(waitForRow(1, u"two"_s));
+        document_->dataSource()->setLastSearchResults({{0, {0, {{0, 1}}}}});
+        c.change(file);
+        document_->reload();
+        ASSERT_TRUE(waitForState(State::Completed));
+        for (qsizetype row = 0; row < c.rows.size(); ++row)
+            EXPECT_TRUE(waitForRow(row, c.rows[row]));
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        MainThread::shared().runPending();
+        EXPECT_EQ(document_->dataSource()->lastSearchResults().empty(), c.isOther);
+        EXPECT_TRUE(waitForFault(FileFault::None));
+    }
 }
 
 TEST_F(DocumentTest, RowsOfAFileAreThereAfterTheScan) {
@@ -184,17 +210,6 @@ TEST_F(DocumentTest, LoadingMoreShowsWhatWasAddedAndTheGrownLastLine) {
     EXPECT_TRUE(waitForRow(1, u"two"_s));
     EXPECT_TRUE(waitForRow(2, u"three"_s));
     EXPECT_EQ(document_->dataSource()->numberOfRows(), 4);
-}
-
-TEST_F(DocumentTest, ReloadingReadsTheFileFromItsFirstByte) {
-    const TemporaryFile file("one\ntwo");
-    load(file);
-    ASSERT_TRUE(waitForRow(1, u"two"_s));
-    file.overwrite("eno\nowt");
-    document_->reload();
-    EXPECT_TRUE(waitForRow(0, u"eno"_s));
-    EXPECT_TRUE(waitForRow(1, u"owt"_s));
-    EXPECT_TRUE(waitForState(State::Completed));
 }
 
 TEST_F(DocumentTest, ReloadingInAnotherEncodingForgetsThatLinesWereNoText) {

@@ -31,6 +31,7 @@ protected:
                     std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(posted.object);
                 EXPECT_EQ(update->doc.lock(), document_);
                 updates_.push_back(update->idx);
+                otherContents_ += update->isOtherContent;
             });
     }
     ~FileLoadingOperationTest() override { scanGate_.open(); }
@@ -58,6 +59,7 @@ protected:
     std::shared_ptr<LogTableDataSource> source_ = std::make_shared<LogTableDataSource>(document_);
     std::shared_ptr<LoadProgressController> progress_ = std::make_shared<LoadProgressController>(u"a.log"_s);
     std::vector<LineRange> updates_;
+    int otherContents_ = 0;
     NotificationToken token_;
     OperationQueue queue_{"Test queue", 1};
     std::shared_ptr<FileLoadingOperation> operation_;
@@ -171,6 +173,19 @@ TEST_F(FileLoadingOperationTest, AResultIsAlwaysAnnouncedAndNoResultNever) {
     }
 }
 
+TEST_F(FileLoadingOperationTest, AContentThatIsReplacedDuringTheScanIsAnnouncedFromItsFirstLine) {
+    reader_->scan = [](FakeReader& reader) {
+        publish(reader, 500);
+        reader.delegate()->readerDidForgetLines();
+        publish(reader, 500);
+        return LineRange{0, 500};
+    };
+    start();
+    ASSERT_TRUE(finish());
+    EXPECT_EQ(updates_.back(), (LineRange{0, 500}));
+    EXPECT_EQ(otherContents_, 1);
+}
+
 TEST_F(FileLoadingOperationTest, ACancelStopsTheScanAndKeepsItsLines) {
     reader_->scan = [](FakeReader& reader) {
         while (!reader.isScanCancelled())
@@ -184,6 +199,22 @@ TEST_F(FileLoadingOperationTest, ACancelStopsTheScanAndKeepsItsLines) {
     EXPECT_EQ(progress_->statusText(), u"Canceled!"_s);
     EXPECT_EQ(updates_, (std::vector<LineRange>{{0, 500}}));
     EXPECT_FALSE(reader_->isCancelled()) << "the lines found can no longer be read";
+}
+
+TEST_F(FileLoadingOperationTest, AScanThatBreaksSaysWhyAndTheNextOneRuns) {
+    reader_->scan = [](FakeReader& reader) -> LineRange {
+        publish(reader, 500);
+        throw std::bad_alloc();
+    };
+    start();
+    ASSERT_TRUE(finish());
+    EXPECT_EQ(progress_->state(), State::Failed);
+    EXPECT_TRUE(progress_->fault().startsWith(u"Not enough memory to read “a.log”."_s));
+    EXPECT_EQ(updates_.back(), (LineRange{0, 500}));
+    reader_->scan = [](FakeReader&) { return LineRange{0, 500}; };
+    start();
+    EXPECT_TRUE(finish());
+    EXPECT_TRUE(operation_->isFinished());
 }
 
 TEST_F(FileLoadingOperationTest, AScanThatNeverStartedReportsItsCancelToo) {

@@ -51,6 +51,13 @@ TEST_F(PageStoreTest, TheBoundCostsHiddenPagesFirstThenTheFarthest) {
     EXPECT_EQ(held(shown), QList<qint64>({10, 11, 12, 30, 31}));
     EXPECT_TRUE(shown.claim(9)) << "what has gone can be asked for again";
     EXPECT_LE(PageMemory::shared().bytes(), std::size_t{16} << 20);
+
+    Preferences::shared().setRowMemory(32);
+    load(shown, {1, 2, 3, 4});
+    EXPECT_EQ(held(shown).size(), 9);
+    Preferences::shared().setRowMemory(16);
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_EQ(held(shown).size(), 5) << "a bound that was lowered waits for the next page";
 }
 
 TEST_F(PageStoreTest, WhatIsLookedAtStaysWhateverItTakes) {

@@ -1,4 +1,5 @@
 #include "core/NotificationNames.h"
+#include "core/RuleEnforcerProtocol.h"
 #include "core/search/SearchItem.h"
 #include "documents/FakeDocument.h"
 #include "documents/FakeReader.h"

@@ -7,6 +7,9 @@
 namespace korvane {
 namespace {
 
+/// Bytes of the longest byte-order mark.
+constexpr qsizetype longestMark = 4;
+
 /// Without the bytes at either end that belong to a newline: it is found as one byte, but takes a whole unit
 /// in the wide encodings. Leaves what is no whole unit out in any case.
 QByteArrayView wholeUnits(const FileTextDecoder::Part& part, StringEncoding number) {
@@ -51,10 +54,10 @@ EncodingChoice FileTextDecoder::choice() const {
     return choice_;
 }
 
-void FileTextDecoder::setChoice(EncodingChoice choice, QByteArrayView fileStart) {
+void FileTextDecoder::setChoice(EncodingChoice choice) {
     const std::lock_guard guard(mutex_);
     choice_ = choice;
-    chosen_ = withByteOrder(fileStart, choice.encoding);
+    chosen_ = withByteOrder(mark_, choice.encoding);
 }
 
 void FileTextDecoder::forgetDetection() {
@@ -65,7 +68,8 @@ void FileTextDecoder::forgetDetection() {
 LineEnd FileTextDecoder::lineEndFor(QByteArrayView fileStart) {
     {
         const std::lock_guard guard(mutex_);
-        chosen_ = withByteOrder(fileStart, choice_.encoding);
+        mark_ = fileStart.first(std::min(fileStart.size(), longestMark)).toByteArray();
+        chosen_ = withByteOrder(mark_, choice_.encoding);
         // The first bytes of a longer mark may be those of a shorter one.
         if (const StringEncoding wide = detectWideEncoding(fileStart);
             wide != encoding::unknown && wide != detected_)

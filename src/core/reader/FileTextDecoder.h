@@ -3,6 +3,7 @@
 #include "core/reader/LineEnd.h"
 #include "core/reader/LogFileReaderProtocol.h"
 
+#include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
 
@@ -19,8 +20,8 @@ namespace korvane {
 class FileTextDecoder {
 public:
     EncodingChoice choice() const;
-    /// `fileStart`: the first bytes of the file, whose byte-order mark holds for all of it.
-    void setChoice(EncodingChoice choice, QByteArrayView fileStart);
+    /// The byte-order mark last seen by `lineEndFor` holds for the whole file.
+    void setChoice(EncodingChoice choice);
     /// The content of the file was replaced: its encoding is detected again.
     void forgetDetection();
     /// What ends the lines, as far as the choice and the start of the file tell: a mark or the places of NUL
@@ -73,6 +74,7 @@ private:
     // Guarded by mutex_.
     EncodingChoice choice_;
     StringEncoding chosen_ = encoding::unknown;
+    QByteArray mark_; // the first bytes of the file, as many as the longest mark has
     StringEncoding detected_ = encoding::unknown;
 };
 

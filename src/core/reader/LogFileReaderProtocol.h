@@ -112,6 +112,12 @@ public:
     virtual Status reopen() { return success(); }
     /// Forgets the index (and a cancel).
     virtual void reset() = 0;
+    /// Both in one, without a scan between them; where no file can be opened, the old one stays. The listener
+    /// hears of it when the file holds another content than the one indexed.
+    virtual void startAgain(LogReaderDelegate& /*listener*/) {
+        [[maybe_unused]] const Status opened = reopen();
+        reset();
+    }
     /// Scans what has not been indexed yet.
     virtual void indexLines() = 0;
     virtual qint64 lineCount() const = 0;
@@ -123,6 +129,8 @@ public:
     virtual DisplayLines readRows(qint64 start, qint64 count, RowLength length) = 0;
     /// Bytes that the lines take in the file, their newlines included (0 when not known).
     virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;
+    /// Bytes of a newline.
+    virtual std::uint64_t lineEndBytes() const { return 1; }
 
     /// The first line in which the item finds something on the way from the zero-based line `first` to
     /// `last`, both included, forwards or backwards; lines that are not there are passed over. Nothing once

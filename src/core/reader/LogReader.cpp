@@ -10,7 +10,6 @@
 #include <QCoreApplication>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -84,22 +83,41 @@ Status LogReader::reopen() {
     auto opened = FileHandle::openForReading(fileUrlFromPath(path_));
     if (!opened)
         return opened.error();
-    std::shared_ptr<FileHandle> handle = std::move(opened).value();
+    const std::lock_guard guard(scanMutex_);
+    if (!takeFile(std::move(opened).value()))
+        return Error{EBADF, QStringLiteral("POSIX"), {}};
+    return success();
+}
 
-    const std::lock_guard scanGuard(scanMutex_);
+bool LogReader::takeFile(std::shared_ptr<FileHandle> handle) {
     {
         const std::lock_guard guard(stateMutex_);
         if (closed_.load(std::memory_order_acquire))
-            return Error{EBADF, QStringLiteral("POSIX"), {}};
+            return false;
         identity_ = handle->identity();
-        handle_.swap(handle);
+        handle_.swap(handle); // the old one is closed outside the lock
         index_.clear();
     }
     decoder_.forgetDetection();
     forgetLines();
     forgetFault(scanFault_);
     forgetFault(readFault_);
-    return success();
+    return true;
+}
+
+void LogReader::startAgain(LogReaderDelegate& listener) {
+    auto opened = FileHandle::openForReading(fileUrlFromPath(path_));
+    const std::lock_guard guard(scanMutex_);
+    canceled_.store(false, std::memory_order_release);
+    const auto before = openHandle();
+    const std::shared_ptr<FileHandle> present = opened ? std::move(opened).value() : before;
+    const bool isOther = before && (present->identity() != before->identity() ||
+                                    present->size().value_or(currentFileLimit_) < currentFileLimit_ ||
+                                    holdsOtherContent(*present));
+    if (present == before || !takeFile(present))
+        forgetLines();
+    if (isOther)
+        listener.readerDidForgetLines();
 }
 
 std::uint64_t LogReader::fileSize() {
@@ -115,6 +133,15 @@ LineRange LogReader::refresh() {
 
 LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> delegate) {
     const std::lock_guard guard(scanMutex_);
+    try {
+        return bringUpToDate(delegate.get());
+    } catch (const std::exception&) {
+        forgetLines(); // what has been taken by half is not kept
+        throw;
+    }
+}
+
+LineRange LogReader::bringUpToDate(LogReaderDelegate* delegate) {
     if (isCanceled()) {
         if (delegate)
             delegate->readerDidCancel();
@@ -137,12 +164,12 @@ LineRange LogReader::refreshReportingTo(std::shared_ptr<LogReaderDelegate> deleg
         decoder_.forgetDetection();
         if (delegate)
             delegate->readerDidForgetLines();
-        end = scan(delegate.get());
+        end = scan(delegate);
         changed = {0, heldLines()};
     } else if (currentFileLimit_ < newSize || wasCut) {
         if (wasCut)
             forgetLinesBeyond(newSize);
-        end = scan(delegate.get());
+        end = scan(delegate);
         // What cannot be read brings nothing new, however often it is tried.
         if (wasCut || currentFileLimit_ != oldLimit || heldLines() != oldCount)
             changed.length = heldLines() - changed.location;
@@ -556,12 +583,7 @@ EncodingChoice LogReader::encodingChoice() const {
 }
 
 void LogReader::setEncodingChoice(EncodingChoice choice) {
-    std::array<char, 4> start;
-    std::size_t known = 0;
-    if (choice.encoding == encoding::utf16 || choice.encoding == encoding::utf32)
-        if (const auto handle = openHandle())
-            known = handle->read(0, start).value_or(0);
-    decoder_.setChoice(choice, {start.data(), static_cast<qsizetype>(known)});
+    decoder_.setChoice(choice);
 }
 
 StringEncoding LogReader::fileEncoding() const {

@@ -45,11 +45,13 @@ public:
     std::optional<FileHandle::Identity> fileIdentity() const override;
     Status reopen() override;
     void reset() override;
+    void startAgain(LogReaderDelegate& listener) override;
     void indexLines() override;
     qint64 lineCount() const override;
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
     std::uint64_t byteCount(qint64 start, qint64 count) const override;
+    std::uint64_t lineEndBytes() const override { return index_.view().lineEnd().size; }
     SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                 const std::function<bool()>& isCancelled) override;
     EncodingChoice encodingChoice() const override;
@@ -143,9 +145,14 @@ private:
     /// Forgets lines that a file which was cut short does not hold any more.
     void forgetLinesBeyond(std::uint64_t offset);
 
+    /// The body of `refresh`, with the scan lock held.
+    LineRange bringUpToDate(LogReaderDelegate* delegate);
     enum class ScanEnd { Complete, Stopped };
     ScanEnd scan(LogReaderDelegate* delegate);
     bool holdsOtherContent(const FileHandle& handle) const;
+    /// Replaces the file, and forgets what is known of the old one. With the scan lock held; false once
+    /// closed.
+    bool takeFile(std::shared_ptr<FileHandle> handle);
     /// Reports a block step by step; returns how many of its bytes and newlines were reported before a stop.
     std::pair<std::size_t, std::size_t> reportSteps(LogReaderDelegate& delegate, std::uint64_t offset,
                                                     std::size_t size,

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace korvane::matching {
 namespace {
@@ -14,6 +15,10 @@ using Steps = MatchBudget::Steps;
 constexpr Steps stepsOfTick = 10'000;
 /// Fixed cost of starting a search, in steps.
 constexpr Steps stepsOfFind = 10;
+/// A pattern that looks behind starts the engine's count anew with each find. Few finds cost little; each
+/// further one counts for what such a find may take on average without being seen.
+constexpr int unchargedFinds = 100;
+constexpr Steps stepsOfFurtherFind = 3'000;
 constexpr std::int32_t stackLimitBytes = 8'000'000;
 
 /// Units of a line that a pattern with back references sees.
@@ -25,11 +30,11 @@ constexpr double foldedUnitsComparedInStep = 2;
 constexpr Steps stepsOfRepetition = 2;
 
 /// How many steps a comparison with an earlier group of the line may take, besides the one that is counted.
-double stepsOfComparison(const Regex& regex, QStringView line) {
-    if (!regex.refersBack)
+double stepsOfComparison(PatternTraits traits, QStringView line) {
+    if (!traits.refersBack)
         return 0;
-    return regex.ignoresCase ? repetitionOf(line, Qt::CaseInsensitive) / foldedUnitsComparedInStep
-                             : repetitionOf(line, Qt::CaseSensitive) / unitsComparedInStep;
+    return traits.ignoresCase ? repetitionOf(line, Qt::CaseInsensitive) / foldedUnitsComparedInStep
+                              : repetitionOf(line, Qt::CaseSensitive) / unitsComparedInStep;
 }
 
 /// How many steps below a tick a search may have taken over so many units.
@@ -52,8 +57,9 @@ public:
     }
     static UBool U_CALLCONV spendTick(const void* context, std::int32_t /*ticksOfThisMatch*/) {
         auto& meter = *static_cast<Meter*>(const_cast<void*>(context));
-        return meter.spend(meter.tickCost_) && !(meter.budget_.isCancelled && meter.budget_.isCancelled());
+        return meter.spend(meter.tickCost_) && !meter.isCancelled();
     }
+    bool isCancelled() const { return budget_.isCancelled && budget_.isCancelled(); }
 
 private:
     MatchBudget& budget_;
@@ -61,26 +67,79 @@ private:
     Steps left_;
 };
 
-/// May also find one where a set or a quotation holds the same characters.
-bool hasBackReference(const QString& pattern) {
-    for (qsizetype i = 0; i + 1 < pattern.size(); ++i) {
-        if (pattern.at(i) != u'\\')
+/// Where a set or a quotation holds the same characters, it may find too much.
+PatternTraits traitsOf(QStringView pattern, bool ignoreCase) {
+    PatternTraits traits{ignoreCase};
+    for (qsizetype i = 0; i < pattern.size(); ++i) {
+        const QStringView rest = pattern.sliced(i);
+        if (rest.startsWith(u'\\') && rest.size() > 1) {
+            const QChar escaped = pattern.at(++i);
+            traits.refersBack |= (escaped >= u'1' && escaped <= u'9') || escaped == u'k';
+            traits.looksBehind |= QStringView(u"AbBG").contains(escaped);
             continue;
-        const QChar escaped = pattern.at(++i);
-        if ((escaped >= u'1' && escaped <= u'9') || escaped == u'k')
-            return true;
+        }
+        const bool isNegation = i > 0 && pattern.at(i - 1) == u'[';
+        traits.looksBehind |=
+            (rest.startsWith(u'^') && !isNegation) || rest.startsWith(u"(?<=") || rest.startsWith(u"(?<!");
+        traits.looksAhead |= QStringView(u"(|?*{").contains(rest.front());
     }
-    return false;
+    return traits;
 }
 
-Regex withLimits(URegularExpression* opened, UErrorCode status, bool refersBack, bool ignoresCase) {
-    Regex regex{{opened, &uregex_close}, refersBack, ignoresCase};
+Regex withLimits(URegularExpression* opened, UErrorCode status, PatternTraits traits) {
+    Regex regex{{opened, &uregex_close}, traits};
     if (U_SUCCESS(status))
         uregex_setStackLimit(opened, stackLimitBytes, &status);
     if (U_FAILURE(status))
         regex.expression.reset();
     return regex;
 }
+
+/// Finds the matches of one line, one after the other.
+class Finder {
+public:
+    Finder(const Regex& regex, const QString& line, std::int32_t length, UErrorCode& status)
+        : matcher_(regex.expression.get()), looksBehind_(regex.traits.looksBehind), line_(line),
+          length_(length), status_(status) {
+        uregex_setText(matcher_, reinterpret_cast<const UChar*>(line.utf16()), length, &status_);
+    }
+
+    /// Where the next search begins: behind the last match, or the next character where that was empty.
+    std::int32_t position() const { return position_; }
+    bool isAtEnd() const { return position_ > length_; }
+
+    /// The next match, which may be empty.
+    std::optional<TextRange> next() {
+        bool isFound = false;
+        if (looksBehind_ || position_ == 0) {
+            // The rest of the line is a text of its own: the pattern sees nothing before it.
+            uregex_setRegion(matcher_, position_, length_, &status_);
+            isFound = uregex_find(matcher_, -1, &status_);
+        } else {
+            isFound = uregex_findNext(matcher_, &status_); // goes on counting steps
+        }
+        if (!isFound || U_FAILURE(status_))
+            return std::nullopt;
+        const std::int32_t start = uregex_start(matcher_, 0, &status_);
+        const std::int32_t end = uregex_end(matcher_, 0, &status_);
+        position_ = end > start ? end : afterCharacterAt(end);
+        return TextRange{start, end - start};
+    }
+
+private:
+    std::int32_t afterCharacterAt(std::int32_t place) const {
+        const bool isPair =
+            place + 1 < length_ && line_.at(place).isHighSurrogate() && line_.at(place + 1).isLowSurrogate();
+        return place + (isPair ? 2 : 1);
+    }
+
+    URegularExpression* const matcher_;
+    const bool looksBehind_;
+    const QString& line_;
+    const std::int32_t length_;
+    UErrorCode& status_;
+    std::int32_t position_ = 0;
+};
 
 } // namespace
 
@@ -91,7 +150,7 @@ Regex compile(const QString& pattern, bool ignoreCase) {
     URegularExpression* const opened = uregex_open(
         reinterpret_cast<const UChar*>(pattern.utf16()), static_cast<std::int32_t>(pattern.size()),
         ignoreCase ? UREGEX_CASE_INSENSITIVE : 0, nullptr, &status);
-    return withLimits(opened, status, hasBackReference(pattern), ignoreCase);
+    return withLimits(opened, status, traitsOf(pattern, ignoreCase));
 }
 
 Regex clone(const Regex& regex) {
@@ -99,7 +158,7 @@ Regex clone(const Regex& regex) {
         return {};
     UErrorCode status = U_ZERO_ERROR;
     URegularExpression* const cloned = uregex_clone(regex.expression.get(), &status);
-    return withLimits(cloned, status, regex.refersBack, regex.ignoresCase);
+    return withLimits(cloned, status, regex.traits);
 }
 
 MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& budget) {
@@ -108,45 +167,42 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
         return {};
     if (budget.stepsLeft <= 0)
         return {{}, true};
+    const PatternTraits traits = regex.traits;
     const auto wholeLength = static_cast<std::int32_t>(line.size());
     std::int32_t length = wholeLength;
-    if (regex.refersBack && length > mostUnitsReferredBack)
+    if (traits.refersBack && length > mostUnitsReferredBack)
         length = mostUnitsReferredBack - (line.at(mostUnitsReferredBack - 1).isHighSurrogate() ? 1 : 0);
-    const double comparison = stepsOfComparison(regex, QStringView(line).left(length));
+    const double comparison = stepsOfComparison(traits, QStringView(line).left(length));
     const auto tickCost = static_cast<Steps>(static_cast<double>(stepsOfTick) * (1 + comparison));
     Meter meter(budget, tickCost);
-    if (regex.refersBack && (!meter.spend(length * stepsOfRepetition) || tickCost > MatchBudget::mostPerLine))
+    if (traits.refersBack &&
+        (!meter.spend(length * stepsOfRepetition) || tickCost > MatchBudget::mostPerLine))
         return {{}, true};
     UErrorCode status = U_ZERO_ERROR;
     uregex_setMatchCallback(matcher, &Meter::spendTick, &meter, &status);
-    uregex_setText(matcher, reinterpret_cast<const UChar*>(line.utf16()), length, &status);
 
     MatchOutcome outcome;
     bool isLookedThrough = length == wholeLength;
-    for (std::int32_t position = 0; position <= length;) {
-        // The rest of the line is a text of its own: the pattern sees nothing before it.
-        uregex_setRegion(matcher, position, length, &status);
-        const bool isFound = uregex_find(matcher, -1, &status) && U_SUCCESS(status);
-        const std::int32_t end = isFound ? uregex_end(matcher, 0, &status) : length;
-        const bool mayGoOn =
-            meter.spend(stepsOfFind + static_cast<Steps>(comparison * unseenSteps(end - position)));
+    Finder finder(regex, line, length, status);
+    for (int finds = 0; !finder.isAtEnd(); ++finds) {
+        const std::int32_t from = finder.position();
+        const std::optional<TextRange> match = finder.next();
+        // The engine goes on counting from find to find, or begins anew with each.
+        Steps unseen = 0;
+        if (finds == 0 || traits.looksBehind)
+            unseen = static_cast<Steps>(comparison * unseenSteps(length - from));
+        if (traits.looksBehind && traits.looksAhead && finds >= unchargedFinds)
+            unseen += stepsOfFurtherFind;
+        const bool hasStepsLeft = meter.spend(stepsOfFind + unseen);
         // What holds only because the line was cut does not hold.
-        if (!isFound || (length < wholeLength && uregex_requireEnd(matcher, &status)))
+        if (!match || (length < wholeLength && uregex_requireEnd(matcher, &status)))
             break;
-        const std::int32_t start = uregex_start(matcher, 0, &status);
-        if (end > start)
-            outcome.ranges.push_back({start, end - start});
-        if (!mayGoOn) {
+        if (match->length > 0)
+            outcome.ranges.push_back(*match);
+        if (!hasStepsLeft || (traits.looksBehind && meter.isCancelled())) {
             isLookedThrough = false;
             break;
         }
-        if (end > start) {
-            position = end;
-            continue;
-        }
-        const bool pair =
-            end + 1 < length && line.at(end).isHighSurrogate() && line.at(end + 1).isLowSurrogate();
-        position = end + (pair ? 2 : 1);
     }
     // A failure means too many steps, too deep a stack, or a cancel.
     outcome.gaveUp = outcome.ranges.empty() && (U_FAILURE(status) || !isLookedThrough);

@@ -14,12 +14,21 @@ namespace korvane {
 /// How texts and patterns are found in a line. All matches are ascending, without overlap and not empty.
 namespace matching {
 
+/// What a pattern may do, by which its cost is counted.
+struct PatternTraits {
+    bool ignoresCase = false;
+    /// Comparing with an earlier group is one step of the engine, however long the group is.
+    bool refersBack = false;
+    /// Something in it looks at what stands before a match.
+    bool looksBehind = false;
+    /// It may look far beyond the end of what it matches.
+    bool looksAhead = false;
+};
+
 /// A compiled pattern, or none when it is not valid.
 struct Regex {
     std::unique_ptr<URegularExpression, decltype(&uregex_close)> expression{nullptr, &uregex_close};
-    /// Comparing with an earlier group is one step of the engine, however long the group is.
-    bool refersBack = false;
-    bool ignoresCase = false;
+    PatternTraits traits;
 };
 
 Regex compile(const QString& pattern, bool ignoreCase);

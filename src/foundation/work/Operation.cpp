@@ -2,6 +2,8 @@
 
 #include "foundation/work/MainThread.h"
 
+#include <QtGlobal>
+
 #include <utility>
 
 namespace korvane {
@@ -38,8 +40,12 @@ bool Operation::runStep(const std::function<bool()>& mustYield) {
     // One that is under way also says how its cancel has ended.
     if (!isCancelled() || isExecuting()) {
         state_.store(State::Executing, std::memory_order_release);
-        if (step(mustYield))
-            return true;
+        try {
+            if (step(mustYield))
+                return true;
+        } catch (const std::exception& fault) {
+            failed(fault);
+        }
     }
     state_.store(State::Finished, std::memory_order_release);
     if (completion_)
@@ -52,6 +58,10 @@ bool Operation::runStep(const std::function<bool()>& mustYield) {
     else
         awaitsHandler_ = true;
     return false;
+}
+
+void Operation::failed(const std::exception& fault) {
+    qWarning("Background work was given up: %s", fault.what());
 }
 
 void Operation::setHandler(std::function<void()> handler) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -68,6 +69,9 @@ protected:
         main();
         return false;
     }
+
+    /// An exception of a library has ended the body; completion and handler run all the same. On the worker.
+    virtual void failed(const std::exception& fault);
 
     /// Sleeps until `duration` has passed, the operation is cancelled or `endSleep` is called.
     void sleepFor(std::chrono::microseconds duration);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <exception>
 #include <list>
@@ -38,6 +39,19 @@ struct ScanPool::State {
     unsigned heldThreads() const;
     static void startThread(const std::shared_ptr<State>& state);
     void work();
+    bool isAnyWaiting() const {
+        return std::ranges::any_of(waiting, [](const Queue& queue) { return !queue.empty(); });
+    }
+    /// Must come after every change that may leave nothing waiting.
+    void noteTaken() {
+        if (!isAnyWaiting())
+            nothingWaits.notify_all();
+    }
+    /// For a job that got no thread: sees to it that a thread which turns out to be held is replaced, though
+    /// no other job comes. False when that is seen to already.
+    bool addWatch() { return !std::exchange(isWatched, true); }
+    static void startWatch(const std::shared_ptr<State>& state);
+    void watch(const std::shared_ptr<State>& self);
 
     const unsigned threads;
     const Threads kind;
@@ -47,6 +61,8 @@ struct ScanPool::State {
     unsigned working = 0;
     /// When the steps under way began.
     std::list<StepClock::time_point> stepStarts;
+    bool isWatched = false;
+    std::condition_variable nothingWaits;
     bool isClosed = false;
 };
 
@@ -82,6 +98,7 @@ std::shared_ptr<ScanPool::Scan::Job> ScanPool::State::takeNext() {
             continue;
         auto job = std::move(queue.front());
         queue.pop_front();
+        noteTaken();
         return job;
     }
     return nullptr;
@@ -102,6 +119,19 @@ bool ScanPool::State::addThread() {
 
 void ScanPool::State::startThread(const std::shared_ptr<State>& state) {
     Workers::shared().start([state] { state->work(); });
+}
+
+void ScanPool::State::startWatch(const std::shared_ptr<State>& state) {
+    Workers::shared().start([state] { state->watch(state); });
+}
+
+void ScanPool::State::watch(const std::shared_ptr<State>& self) {
+    std::unique_lock guard(mutex);
+    while (!nothingWaits.wait_for(guard, longestStep, [this] { return !isAnyWaiting(); })) {
+        if (addThread())
+            startThread(self);
+    }
+    isWatched = false;
 }
 
 void ScanPool::State::work() {
@@ -157,6 +187,7 @@ ScanPool::~ScanPool() {
     const std::lock_guard guard(state_->mutex);
     state_->isClosed = true;
     state_->waiting.swap(dropped);
+    state_->noteTaken();
     for (const State::Queue& queue : dropped) {
         for (const auto& job : queue)
             job->stage = Scan::Job::Stage::Ended;
@@ -166,13 +197,12 @@ ScanPool::~ScanPool() {
 ScanPool::Scan ScanPool::start(Priority priority, Step step) {
     Scan scan;
     scan.job_ = std::make_shared<Scan::Job>(state_, priority, std::move(step));
-    {
-        const std::lock_guard guard(state_->mutex);
-        state_->queue(priority).push_back(scan.job_);
-        if (!state_->addThread())
-            return scan;
-    }
-    State::startThread(state_);
+    const std::lock_guard guard(state_->mutex);
+    state_->queue(priority).push_back(scan.job_);
+    if (state_->addThread())
+        State::startThread(state_);
+    else if (state_->addWatch())
+        State::startWatch(state_);
     return scan;
 }
 
@@ -200,6 +230,7 @@ void ScanPool::Scan::cancel() {
     if (job_->stage != Job::Stage::Waiting)
         return;
     std::erase(job_->pool->queue(job_->priority), job_);
+    job_->pool->noteTaken();
     job_->stage = Job::Stage::Ended;
     cancelled.swap(job_->step);
 }

@@ -116,27 +116,28 @@ TEST(ScanPool, AThreadThatAFileSystemHoldsIsReplaced) {
     ScanPool pool(1);
     Holder holder(pool);
     ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
-    std::atomic<bool> hasRun{false};
-    ScanPool::Scan next;
-    // Not at once: at first it may be a step like any other.
-    EXPECT_TRUE(test::waitFor([&] {
-        next = pool.start(Priority::Visible, [&](const std::stop_token&) {
-            hasRun = true;
-            return false;
-        });
-        return hasRun.load();
-    }));
+    Steps steps;
+    const auto next = pool.start(Priority::Visible, steps.named('n', 2));
+    EXPECT_TRUE(test::waitFor([&] { return !next.isUnderWay(); })) << "nothing but another scan helps it";
+    Holder second(pool);
+    const auto last = pool.start(Priority::Visible, steps.named('l', 1));
+    EXPECT_TRUE(test::waitFor([&] { return !last.isUnderWay(); }));
     holder.released.count_down();
-    EXPECT_TRUE(test::waitFor([&] { return !holder.scan.isUnderWay() && !next.isUnderWay(); }));
+    second.released.count_down();
+    EXPECT_TRUE(test::waitFor([&] { return !holder.scan.isUnderWay() && !second.scan.isUnderWay(); }));
 }
 
-/// Notes its name when it runs.
+/// Notes its name when it runs; one named '!' breaks.
 class NamedOperation : public Operation {
 public:
     NamedOperation(char name, std::string& order) : name_(name), order_(order) {}
 
 protected:
-    void main() override { order_ += name_; }
+    void main() override {
+        order_ += name_;
+        if (name_ == '!')
+            throw std::runtime_error("broken");
+    }
 
 private:
     const char name_;
@@ -150,7 +151,7 @@ TEST(ScanQueue, TheOperationsOfAQueueKeepTheirOrderAndUrgentQueuesGoFirst) {
     std::string order;
     ScanQueue behind("behind", pool, Priority::Background);
     ScanQueue inFront("in front", pool, Priority::Background);
-    for (const char name : {'1', '2', '3'})
+    for (const char name : {'1', '2', '!', '3'})
         behind.addOperation(std::make_shared<NamedOperation>(name, order));
     for (const char name : {'a', 'b', 'c'})
         inFront.addOperation(std::make_shared<NamedOperation>(name, order));
@@ -158,10 +159,10 @@ TEST(ScanQueue, TheOperationsOfAQueueKeepTheirOrderAndUrgentQueuesGoFirst) {
     behind.operations().at(1)->cancel();
     holder.released.count_down();
     ASSERT_TRUE(test::waitFor([&] { return behind.isEmpty() && inFront.isEmpty(); }));
-    EXPECT_EQ(order, "abc13");
+    EXPECT_EQ(order, "abc1!3");
     behind.addOperation(std::make_shared<NamedOperation>('4', order));
     ASSERT_TRUE(test::waitFor([&] { return behind.isEmpty(); }));
-    EXPECT_EQ(order, "abc134") << "a queue that had run empty goes on";
+    EXPECT_EQ(order, "abc1!34") << "a queue that had run empty goes on";
 }
 
 TEST(ScanPool, AnExceptionEndsItsScanOnly) {

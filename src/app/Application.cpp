@@ -353,7 +353,7 @@ std::shared_ptr<Document> Application::openPipe(const OpenRequest::File& request
         return nullptr;
     }
     const std::shared_ptr<PipeCopier> copier = std::move(started).value();
-    const auto document = documents_.openDocument(copier->fileUrl(), file.line, QString::fromUtf8(name));
+    auto document = documents_.openDocument(copier->fileUrl(), file.line, QString::fromUtf8(name));
     if (!document)
         return nullptr;
     const QPointer<DocumentTab> tab(windows_.tabOf(*document));

@@ -13,6 +13,8 @@ constexpr Steps mostStepsOfRule = 15'000'000;
 constexpr Steps mostStepsOfAll = 30'000'000;
 /// The part of its limit that is left to a rule that has exceeded it.
 constexpr Steps slowPart = 10;
+/// Enough for an empty line, whatever the pattern: it is never given up.
+constexpr Steps stepsForNothing = 20'000;
 
 } // namespace
 
@@ -36,7 +38,7 @@ Steps RuleMatching::stepsLeft(const Entry& rule) const {
 
 MatchOutcome RuleMatching::match(std::size_t rule, const SearchedLine& line) {
     Entry& entry = rules_[rule];
-    const Steps left = stepsLeft(entry);
+    const Steps left = line.text().isEmpty() ? std::max(stepsLeft(entry), stepsForNothing) : stepsLeft(entry);
     budget_.stepsLeft = left;
     MatchOutcome outcome = entry.matcher.match(line, budget_);
     const Steps spent = left - budget_.stepsLeft;

@@ -17,7 +17,7 @@ std::optional<DisplayLines> LoadLinesOperation::readLines() {
     // A reader asked for lines behind the last one answers with the last one.
     const auto isThere = [&] { return first < logReader_->lineCount(); };
     const qint64 expected = std::min(pages::size, logReader_->lineCount() - first);
-    if (expected <= 0)
+    if (expected <= 0 || logReader_->isUnread())
         return std::nullopt;
     DisplayLines read = logReader_->readRows(first + 1, pages::size, RowLength::Shown);
     read.isShort = static_cast<qint64>(read.lines.size()) < expected;

@@ -121,6 +121,9 @@ public:
     /// Scans what has not been indexed yet.
     virtual void indexLines() = 0;
     virtual qint64 lineCount() const = 0;
+    /// Nothing is known of the file yet, though it is open: the one empty line that is counted need not be in
+    /// it.
+    virtual bool isUnread() const { return false; }
     /// The text of `count` lines from the one-based number `start`, clamped to the lines there are.
     virtual QStringList readLines(qint64 start, qint64 count) = 0;
 

@@ -221,6 +221,7 @@ void LogReader::reset() {
 }
 
 void LogReader::forgetLines() {
+    isUnread_ = true; // first: what is counted from here on need not be there
     index_.clear();
     currentFileLimit_ = 0;
     coveredEnd_ = 0;
@@ -353,10 +354,15 @@ void LogReader::takeBytes(std::uint64_t offset, std::span<const char> /*bytes*/,
 
 void LogReader::publishAll() {
     index_.publish(index_.entryCount(), coveredEnd_);
+    isUnread_ = false;
 }
 
 qint64 LogReader::lineCount() const {
     return index_.lineCount();
+}
+
+bool LogReader::isUnread() const {
+    return isUnread_ && lineCount() == 1 && openHandle() != nullptr;
 }
 
 void LogReader::warnOfReadError(const ReadFault& fault, ReadFault& last) const {

@@ -48,6 +48,7 @@ public:
     void startAgain(LogReaderDelegate& listener) override;
     void indexLines() override;
     qint64 lineCount() const override;
+    bool isUnread() const override;
     QStringList readLines(qint64 start, qint64 count) override;
     DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
     std::uint64_t byteCount(qint64 start, qint64 count) const override;
@@ -204,6 +205,7 @@ private:
     std::atomic<bool> scanCanceled_{false}; // counts for the scan under way
     std::atomic<bool> closed_{false};
     std::atomic<int> scanError_{0}; // written under scanMutex_
+    std::atomic<bool> isUnread_{true};
 
     mutable std::shared_mutex stateMutex_;
     // Guarded by stateMutex_. Another file and an empty index come together.

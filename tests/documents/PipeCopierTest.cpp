@@ -287,8 +287,10 @@ TEST_F(PipeCopierTest, WhatTheKernelMakesUpIsCopiedAgain) {
     setName("short");
     // The copying before lets go of its turn a moment after it has ended.
     EXPECT_TRUE(test::waitFor([&] {
-        copier->copyAgain();
-        return copier->state() == CopyState::Ended && contentOf(*copier) == "short\n";
+        const QByteArray content = contentOf(*copier);
+        if (content == "a longer name\n")
+            copier->copyAgain();
+        return copier->state() == CopyState::Ended && content == "short\n";
     }));
     EXPECT_FALSE(startOnPipe()->canCopyAgain());
 }

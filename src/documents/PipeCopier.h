@@ -78,7 +78,7 @@ public:
     void stop();
     /// Whether the input can be read from its start another time.
     bool canCopyAgain() const;
-    /// Empties the copy and fills it anew, once the copying before has ended. Precondition: `canCopyAgain`.
+    /// Copies the input again from its start, once the copying before has ended. Precondition: `canCopyAgain`.
     void copyAgain();
 
 private:

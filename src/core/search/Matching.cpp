@@ -15,7 +15,7 @@ using Steps = MatchBudget::Steps;
 constexpr Steps stepsOfTick = 10'000;
 /// Fixed cost of starting a search, in steps.
 constexpr Steps stepsOfFind = 10;
-/// A pattern that looks behind starts the engine's count anew with each find. Few finds cost little; each
+/// A pattern that looks behind restarts the engine's count with each find. Few finds cost little; each
 /// further one counts for what such a find may take on average without being seen.
 constexpr int unchargedFinds = 100;
 constexpr Steps stepsOfFurtherFind = 3'000;
@@ -187,7 +187,7 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
     for (int finds = 0; !finder.isAtEnd(); ++finds) {
         const std::int32_t from = finder.position();
         const std::optional<TextRange> match = finder.next();
-        // The engine goes on counting from find to find, or begins anew with each.
+        // The engine goes on counting from find to find, or restarts its count with each.
         Steps unseen = 0;
         if (finds == 0 || traits.looksBehind)
             unseen = static_cast<Steps>(comparison * unseenSteps(length - from));

@@ -54,7 +54,7 @@ public:
         bool isAtEnd = false;
     };
     Place place() const;
-    /// The document is about to be read anew: the view comes back to where it stands.
+    /// The document is about to be reloaded: the view comes back to where it stands.
     void keepPlaceWhileReading();
     /// Brings the view there as soon as that is known, without selecting anything.
     void restorePlace(const Place& place);

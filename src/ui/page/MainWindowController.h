@@ -77,7 +77,7 @@ Q_SIGNALS:
     /// The user has decided about a pause.
     void inputGoOnRequested();
     void inputEndRequested();
-    /// The input is to be read anew, before the document is.
+    /// The input is to be read again, before the document is reloaded.
     void inputReloadRequested();
     /// `canConnect` may answer differently.
     void connectionChanged();

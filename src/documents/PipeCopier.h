@@ -78,7 +78,8 @@ public:
     void stop();
     /// Whether the input can be read from its start another time.
     bool canCopyAgain() const;
-    /// Copies the input again from its start, once the copying before has ended. Precondition: `canCopyAgain`.
+    /// Copies the input again from its start, once the copying before has ended. Precondition:
+    /// `canCopyAgain`.
     void copyAgain();
 
 private:

@@ -31,7 +31,8 @@ public:
     /// A fault of what the program keeps; stays until it is put aside.
     void setStoreFault(const QString& text) { storeFault_ = text; }
 
-    /// Rules that have given up lines of this file. A rule not shown before makes a dismissed notice visible again.
+    /// Rules that have given up lines of this file. A rule not shown before makes a dismissed notice visible
+    /// again.
     void setSlowRules(std::vector<SlowRule> rules);
 
     /// Why reading the input pauses; empty while it does not.

@@ -3,6 +3,7 @@
 #include "TimedApplication.h"
 
 #include "core/TailDataSourceProtocol.h"
+#include "documents/PageMemory.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/RuleSwitch.h"
@@ -179,6 +180,7 @@ int switchRules(int argc, char** argv, const char* path) {
 } // namespace korvane::bench
 
 int main(int argc, char** argv) {
+    korvane::PageMemory::useOneHeap();
     const std::string_view command = argc > 1 ? argv[1] : "";
     if (command == "window" && argc == 2)
         return korvane::bench::bareWindow(argc, argv);

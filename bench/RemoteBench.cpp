@@ -2,6 +2,7 @@
 #include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/Pages.h"
+#include "documents/PageMemory.h"
 #include "foundation/notices/Alerts.h"
 #include "foundation/notices/NotificationCenter.h"
 #include "remote/Client.h"
@@ -156,6 +157,7 @@ int run(const QString& given) {
 } // namespace korvane::bench
 
 int main(int argc, char** argv) {
+    korvane::PageMemory::useOneHeap();
     const QCoreApplication application(argc, argv);
     if (argc == 2)
         return korvane::bench::run(QString::fromLocal8Bit(argv[1]));

@@ -4,6 +4,7 @@
 #include "app/OpenRequest.h"
 #include "app/SingleInstance.h"
 #include "app/TerminalRelay.h"
+#include "documents/PageMemory.h"
 
 #include <QApplication>
 
@@ -20,6 +21,7 @@ namespace {
 using korvane::CommandLine;
 using korvane::InstancePlace;
 using korvane::OpenRequest;
+using korvane::PageMemory;
 using korvane::SingleInstance;
 using korvane::TerminalRelay;
 
@@ -64,6 +66,7 @@ bool handOver(const CommandLine& commandLine, OpenRequest& request, std::optiona
 } // namespace
 
 int main(int argc, char** argv) {
+    PageMemory::useOneHeap();
     occupyClosedStreams();
     const auto parsed =
         CommandLine::parse(std::vector<QByteArray>(argv + 1, argv + argc), CommandLine::fileExists);

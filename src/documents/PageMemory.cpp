@@ -3,6 +3,7 @@
 #include "documents/PageStore.h"
 
 #include <algorithm>
+#include <malloc.h>
 #include <optional>
 
 namespace korvane {
@@ -12,6 +13,10 @@ PageMemory::PageMemory() : queue_("Page memory queue", 1) {}
 PageMemory& PageMemory::shared() {
     static auto* const instance = new PageMemory; // stores may outlive the end of `main`
     return *instance;
+}
+
+void PageMemory::useOneHeap() {
+    mallopt(M_ARENA_MAX, 1);
 }
 
 void PageMemory::add(PageStore& store) {

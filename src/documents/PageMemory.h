@@ -17,6 +17,10 @@ class PageStore;
 class PageMemory {
 public:
     static PageMemory& shared();
+    /// Has all threads allocate from one heap: rows are allocated on many workers and freed on others, and
+    /// with a heap of its own for each worker the process would hold a multiple of the bound. To be called
+    /// first in `main`: it has no effect once there is a second thread.
+    static void useOneHeap();
 
     /// A store registers itself for as long as it lives.
     void add(PageStore& store);

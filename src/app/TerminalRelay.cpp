@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <poll.h>
 
@@ -20,7 +19,6 @@ void TerminalRelay::replaceTerminals(std::vector<int>& descriptors) {
 }
 
 void TerminalRelay::run() {
-    std::signal(SIGPIPE, SIG_IGN);
     for (Line& line : lines_)
         line.readingEnd.close();
     while (!lines_.empty()) {

@@ -8,6 +8,7 @@
 
 #include <QApplication>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -67,6 +68,8 @@ bool handOver(const CommandLine& commandLine, OpenRequest& request, std::optiona
 
 int main(int argc, char** argv) {
     PageMemory::useOneHeap();
+    // An agent or a reader of our output that goes away must not take the program along.
+    std::signal(SIGPIPE, SIG_IGN);
     occupyClosedStreams();
     const auto parsed =
         CommandLine::parse(std::vector<QByteArray>(argv + 1, argv + argc), CommandLine::fileExists);

@@ -2,9 +2,11 @@
 
 #include <QApplication>
 #include <chrono>
+#include <csignal>
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN); // as the program does
     ::testing::InitGoogleTest(&argc, argv);
     QApplication application(argc, argv);
     const int status = RUN_ALL_TESTS();

@@ -2,9 +2,11 @@
 
 #include <QCoreApplication>
 #include <chrono>
+#include <csignal>
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN); // as the program does
     ::testing::InitGoogleTest(&argc, argv);
     QCoreApplication application(argc, argv);
     // The toolkit prepares its log behind a lock that the thread sanitizer does not see, so not on two

@@ -90,6 +90,28 @@ void Client::setWindow(const void* window) {
 }
 
 Result<Client::Connection> Client::connect() {
+    Result<Connection> connection = logIn();
+    if (!connection || !connection.value().isAuthorised)
+        return connection;
+    const bool isThere = homePathExists();
+    return Connection{isConnected(), isThere};
+}
+
+bool Client::homePathExists() {
+    const std::uint64_t login = loginNumber_;
+    {
+        const std::lock_guard guard(mutex_);
+        if (homePathLogin_ == login)
+            return homePathExists_;
+    }
+    const auto current = session();
+    const bool exists = current && current->directoryExistsAtPath(homePath_.toUtf8());
+    const std::lock_guard guard(mutex_);
+    homePathLogin_ = login;
+    return homePathExists_ = exists;
+}
+
+Result<Client::Connection> Client::logIn() {
     const std::uint64_t disconnections = disconnections_.load();
     std::unique_lock guard(mutex_);
     while (const auto other = attempt_) {
@@ -123,35 +145,55 @@ Result<Client::Connection> Client::attempt(std::uint64_t disconnections) {
         wasLeftUnanswered_ = false;
         wasRefused_ = false;
         loginDisconnections_ = disconnections;
+        setFault({});
         if (!session->connect(isWanted)) {
             const Error error = session->lastError();
             wasLeftUnanswered_ = isSshError(error, SshErrorCode::NotAnswered);
             const bool isChanged = isSshError(error, SshErrorCode::HostKeyChanged);
             wasRefused_ = isWanted() && (wasLeftUnanswered_ || isChanged);
+            if (!isWanted() || wasLeftUnanswered_)
+                return Connection{};
+            logFault(error);
             // A fault of the network is for the caller to word, but this one nobody may miss.
-            if (isWanted() && isChanged)
+            if (isChanged)
                 return refusal(error);
+            setFault(error.userText);
             return Connection{};
         }
         loginBegins();
-        const Login login = logIn(*session);
+        const Login login = prove(*session);
         if (login != Login::Done) {
             const Error error = session->lastError();
             wasLeftUnanswered_ = isSshError(error, SshErrorCode::NotAnswered);
             wasRefused_ = isWanted() && (login == Login::Unproven || wasLeftUnanswered_ ||
                                          isSshError(error, SshErrorCode::Denied));
             session->disconnect();
-            if (login == Login::Refused && isWanted() && !wasLeftUnanswered_)
-                return refusal(error);
-            return Connection{};
+            if (login != Login::Refused || !isWanted() || wasLeftUnanswered_)
+                return Connection{};
+            logFault(error);
+            return refusal(error);
         }
         if (!isWanted()) {
             session->disconnect();
             return Connection{};
         }
     }
-    const bool homePathExists = session->directoryExistsAtPath(homePath_.toUtf8());
-    return Connection{session->isAuthorized(), homePathExists};
+    return Connection{session->isAuthorized(), false};
+}
+
+void Client::logFault(const Error& error) const {
+    qCWarning(logRemote).noquote()
+        << QStringLiteral("No login on %1:%2: %3").arg(hostName_).arg(port_).arg(error.userText);
+}
+
+void Client::setFault(const QString& text) {
+    const std::lock_guard guard(mutex_);
+    fault_ = text;
+}
+
+QString Client::fault() const {
+    const std::lock_guard guard(mutex_);
+    return fault_;
 }
 
 Error Client::refusal(const Error& error) const {
@@ -184,7 +226,7 @@ std::shared_ptr<NMSSHSession> Client::sessionForConnecting() {
     return session_;
 }
 
-Client::Login Client::logIn(NMSSHSession& session) {
+Client::Login Client::prove(NMSSHSession& session) {
     if (session.usesSshConfig()) {
         if (session.authenticateByAgent())
             return Login::Done;
@@ -197,7 +239,7 @@ Client::Login Client::logIn(NMSSHSession& session) {
     case Proof::Kind::Password:
         return result(session.authenticateByPassword(proof_.password));
     case Proof::Kind::Keyboard:
-        return result(logInByKeyboard(session));
+        return result(proveByKeyboard(session));
     case Proof::Kind::PublicKey:
         if (proof_.pubKeyUrl && proof_.pvtKeyUrl)
             return result(session.authenticateByPublicKey(filePath(*proof_.pubKeyUrl),
@@ -210,7 +252,7 @@ Client::Login Client::logIn(NMSSHSession& session) {
     return session.usesSshConfig() ? Login::Refused : Login::Unproven;
 }
 
-bool Client::logInByKeyboard(NMSSHSession& session) {
+bool Client::proveByKeyboard(NMSSHSession& session) {
     questionsOfLogin_ = 0;
     bool isDone = false;
     if (const std::optional<QString> cached = proof_.keyboard->cachedPwd())
@@ -406,7 +448,7 @@ std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& outcome) co
                 : QStringLiteral("Remote login path: '%1' does not exist on server!").arg(homePath_));
     if (wasLeftUnanswered_)
         return std::nullopt;
-    return connectionFailureAlert(hostName_, port_);
+    return connectionFailureAlert(hostName_, port_, fault());
 }
 
 void Client::cancelConnectionTest() {

@@ -57,6 +57,9 @@ public:
     /// means that there is no connection, or no answer from the user. The error is that of a refused login.
     /// While another thread connects, this one waits and takes over what comes of it. Blocks.
     virtual Result<Connection> connect();
+    /// As above, without the question for the home path, which a server may be slow to answer: it does not
+    /// exist then.
+    virtual Result<Connection> logIn();
     virtual bool isConnected() const;
     /// What the command writes to its standard output, as it comes; bytes that are no UTF-8 are replaced.
     /// Empty when there is no connection, when the command fails, which ends the connection, and when it is
@@ -82,6 +85,8 @@ public:
     /// Whether the last login was refused, or left unanswered by the user: another one is for him to begin.
     /// Any thread.
     bool wasRefused() const { return wasRefused_; }
+    /// Why the server was not reached the last time, for the user; may be empty. Any thread.
+    QString fault() const;
     /// How many threads wait for what comes of the attempt that another one makes. Any thread.
     int waitingForLogin() const;
 
@@ -136,11 +141,15 @@ private:
     static Proof proofOf(const RemoteHost& host);
 
     Result<Connection> attempt(std::uint64_t disconnections);
+    /// Asked for once for each login.
+    bool homePathExists();
     std::shared_ptr<NMSSHSession> sessionForConnecting();
+    void setFault(const QString& text);
+    void logFault(const Error& error) const;
     /// The error of the session, with what the user can do about it.
     Error refusal(const Error& error) const;
-    Login logIn(NMSSHSession& session);
-    bool logInByKeyboard(NMSSHSession& session);
+    Login prove(NMSSHSession& session);
+    bool proveByKeyboard(NMSSHSession& session);
     /// Blocks until the user has answered or the client is disconnected.
     std::optional<QString> ask(Alert alert);
     void forgetAnswer();
@@ -179,6 +188,10 @@ private:
     std::shared_ptr<NMSSHSession> session_;
     std::shared_ptr<Attempt> attempt_; // under way
     std::vector<std::weak_ptr<Question>> questions_;
+    QString fault_;
+    /// The login for which the home path was asked for, and the answer.
+    std::uint64_t homePathLogin_ = 0;
+    bool homePathExists_ = false;
 };
 
 } // namespace korvane

@@ -97,7 +97,7 @@ protected:
         Client& client = *file_->client();
         const bool wasConnected = client.isConnected();
         const std::uint64_t loginBefore = client.loginNumber();
-        const auto connection = client.connect();
+        const auto connection = client.logIn();
         if (isCancelled()) {
             // A login that nobody wants any more may have been reached all the same.
             if (!keepsLogin_)
@@ -109,7 +109,7 @@ protected:
             // Who was logged in for a moment may have been told of the loss.
             const bool isTold =
                 connection && (wasConnected || login > loginBefore) && !client.claimLoss(login);
-            report([isTold, error = connection ? remoteerror::cannotConnect()
+            report([isTold, error = connection ? remoteerror::cannotConnect(client.fault())
                                                : connection.error()](RemoteDocument& document) {
                 document.connectionFailed();
                 if (!isTold)

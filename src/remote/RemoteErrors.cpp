@@ -27,9 +27,13 @@ Error unknownHost(const QUrl& url) {
     return unknown;
 }
 
-Error cannotConnect() {
-    return error(QT_TRANSLATE_NOOP("RemoteErrors", "Could not connect to remote host!"),
-                 QT_TRANSLATE_NOOP("RemoteErrors", "Check if the server is up and re-open the log file"));
+Error cannotConnect(const QString& reason) {
+    Error told =
+        error(QT_TRANSLATE_NOOP("RemoteErrors", "Could not connect to remote host!"),
+              QT_TRANSLATE_NOOP("RemoteErrors", "Check if the server is up and re-open the log file"));
+    if (!reason.isEmpty())
+        told.recoverySuggestion += u'\n' + reason;
+    return told;
 }
 
 Error connectionLost() {

@@ -11,7 +11,8 @@ namespace korvane {
 namespace remoteerror {
 
 Error unknownHost(const QUrl& url);
-Error cannotConnect();
+/// `reason`: on a line of its own; may be empty.
+Error cannotConnect(const QString& reason);
 Error connectionLost();
 
 } // namespace remoteerror

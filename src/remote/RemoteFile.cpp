@@ -174,7 +174,7 @@ Result<Client::Connection> RemoteFile::connect() {
     if (isClosed_)
         return Client::Connection{};
     const bool wasConnected = client_->isConnected();
-    auto connection = client_->connect();
+    auto connection = client_->logIn();
     if (isClosed_) {
         // What was begun before may have been reached behind the end.
         client_->disconnect();

@@ -23,7 +23,7 @@ public:
 
     enum class Logins { Accepted, Unauthorised, Refused };
 
-    Result<Connection> connect() override {
+    Result<Connection> logIn() override {
         if (onConnect_)
             std::exchange(onConnect_, nullptr)();
         const Logins logins = logins_.load();

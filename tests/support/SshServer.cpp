@@ -124,13 +124,15 @@ bool SshServer::startOnPort() {
     if (::getuid() == 0)
         ::mkdir("/run/sshd", 0755); // root's server refuses to start without
     const QByteArray directory = path().toUtf8();
-    write(QStringLiteral("sshd_config"), settings_ + "\nListenAddress 127.0.0.1\nPort " +
-                                             QByteArray::number(port_) + "\nHostKey " + directory +
-                                             "/host_key\nAuthorizedKeysFile " + directory +
-                                             "/authorized_keys\n"
-                                             "PidFile none\nUsePAM no\nStrictModes no\nUseDNS no\n"
-                                             "MaxStartups 1000\nMaxAuthTries 20\n"
-                                             "Subsystem sftp internal-sftp\nLogLevel VERBOSE\n");
+    write(
+        QStringLiteral("sshd_config"),
+        settings_ + "\nListenAddress 127.0.0.1\nPort " + QByteArray::number(port_) + "\nHostKey " +
+            directory + "/host_key\nAuthorizedKeysFile " + directory +
+            "/authorized_keys\n"
+            "PidFile none\nUsePAM no\nStrictModes no\nUseDNS no\n"
+            "MaxStartups 1000\nMaxAuthTries 20\n"
+            "LogLevel VERBOSE\n" +
+            (settings_.contains("Subsystem") ? QByteArray() : QByteArray("Subsystem sftp internal-sftp\n")));
     const QByteArray wrapper = "libnss_wrapper.so";
     if (!process_.start({"/usr/sbin/sshd", "-D", "-f", directory + "/sshd_config", "-E", directory + "/log"},
                         {"LD_PRELOAD=" + wrapper, "NSS_WRAPPER_PASSWD=" + directory + "/passwd",

@@ -15,11 +15,25 @@ constexpr int bytesPerTurn = 256 * 1024;
 /// How long a cancelled command may take to end, and how often it is told to.
 constexpr auto stoppingLimit = 1s;
 constexpr auto signalInterval = 100ms;
+/// How long the server may take to close the channel of a command that has ended.
+constexpr auto closingLimit = 2s;
+
+Error wasCancelled() {
+    return sshError(SshErrorCode::Cancelled, QStringLiteral("The command was cancelled."));
+}
 
 } // namespace
 
-CommandChannel::CommandChannel(ssh_session session, std::shared_ptr<Command> command)
-    : session_(session), command_(std::move(command)), channel_(ssh_channel_new(session)) {
+bool Command::takeCancel() {
+    if (output.isSet() || !isCancelled || !isCancelled())
+        return false;
+    output.set(wasCancelled());
+    return true;
+}
+
+CommandChannel::CommandChannel(ssh_session session, std::shared_ptr<Command> command, std::uint64_t& received)
+    : session_(session), command_(std::move(command)), received_(received),
+      channel_(ssh_channel_new(session)) {
     callbacks_.userdata = this;
     callbacks_.channel_exit_status_function = [](ssh_session, ssh_channel, int, void* self) {
         static_cast<CommandChannel*>(self)->hasStatus_ = true;
@@ -43,7 +57,8 @@ CommandChannel::~CommandChannel() {
 CommandChannel::State CommandChannel::step(bool& hasMore) {
     if (!channel_)
         return fail(QStringLiteral("No channel could be made."));
-    if (command_->isCancelled.load(std::memory_order_acquire))
+    isCancelled_ |= command_->takeCancel();
+    if (isCancelled_ && stage_ != Stage::Closing)
         return stop();
     switch (stage_) {
     case Stage::Opening:
@@ -51,14 +66,37 @@ CommandChannel::State CommandChannel::step(bool& hasMore) {
     case Stage::Requesting:
         return request();
     case Stage::Running:
+        return read(hasMore);
+    case Stage::Closing:
         break;
     }
-    return read(hasMore);
+    return close();
+}
+
+std::optional<Clock::time_point> CommandChannel::dueAt() const {
+    return stage_ == Stage::Closing ? closingEnds_ : signalDue_;
+}
+
+void CommandChannel::cancel(const Error& because) {
+    command_->output.set(because);
+    isCancelled_ = true;
+}
+
+CommandChannel::State CommandChannel::close() {
+    if (!closingEnds_)
+        closingEnds_ = Clock::now() + closingLimit;
+    stage_ = Stage::Closing;
+    bool hasMore = false;
+    static_cast<void>(drain(false, nullptr, hasMore));
+    static_cast<void>(drain(true, nullptr, hasMore));
+    const bool isOver = ssh_channel_is_closed(channel_) || !ssh_is_connected(session_);
+    return isOver || Clock::now() >= *closingEnds_ ? State::Ended : State::UnderWay;
 }
 
 CommandChannel::State CommandChannel::stop() {
-    // Nobody waits for the rest of it. Only the first reply counts.
-    command_->output.set(sshError(SshErrorCode::Cancelled, QStringLiteral("The command was cancelled.")));
+    // A channel that is given up before the server has confirmed it would stay open there.
+    if (stage_ == Stage::Opening)
+        return ssh_channel_open_session(channel_) == SSH_AGAIN ? State::UnderWay : State::Ended;
     // What has been requested begins on the server even if the channel is closed before its answer, and only
     // what has begun can be signalled.
     if (stage_ == Stage::Requesting && request() == State::UnderWay && stage_ == Stage::Requesting)
@@ -66,14 +104,15 @@ CommandChannel::State CommandChannel::stop() {
     if (stage_ != Stage::Running)
         return State::Ended;
     bool hasMore = false;
-    if (drain(false, nullptr, hasMore) == State::Ended || drain(true, nullptr, hasMore) == State::Ended ||
-        hasStatus_ || !signal_.isEmpty() || !ssh_channel_is_open(channel_))
+    if (drain(false, nullptr, hasMore) == State::Ended || drain(true, nullptr, hasMore) == State::Ended)
         return State::Ended;
+    if (hasStatus_ || !signal_.isEmpty() || !ssh_channel_is_open(channel_))
+        return close();
     const auto now = Clock::now();
     if (!stoppingEnds_)
         stoppingEnds_ = now + stoppingLimit;
     if (now >= *stoppingEnds_)
-        return State::Ended;
+        return State::Ended; // it does not end, and its output is not waited for
     if (!signalDue_ || now >= *signalDue_) {
         // A server loses the signal while the command's process is still being made.
         ssh_channel_request_send_signal(channel_, "TERM");
@@ -119,7 +158,7 @@ CommandChannel::State CommandChannel::read(bool& hasMore) {
     if (!hasStatus_)
         return fail(QStringLiteral("The command ended without an exit status."));
     command_->output.set(std::move(output_));
-    return State::Ended;
+    return close();
 }
 
 CommandChannel::State CommandChannel::drain(bool isStandardError, QByteArray* output, bool& hasMore) {
@@ -136,6 +175,7 @@ CommandChannel::State CommandChannel::drain(bool isStandardError, QByteArray* ou
         if (count <= 0)
             return State::UnderWay;
         taken += count;
+        received_ += static_cast<std::uint64_t>(count);
         if (output)
             output->append(buffer.data(), count);
     }
@@ -144,7 +184,9 @@ CommandChannel::State CommandChannel::drain(bool isStandardError, QByteArray* ou
 }
 
 CommandChannel::State CommandChannel::fail(const QString& text) {
-    command_->output.set(lastSshError(session_, SshErrorCode::Failed, text));
+    // The library's last error may be that of an earlier call.
+    command_->output.set(ssh_is_connected(session_) ? sshError(SshErrorCode::Failed, text)
+                                                    : connectionLost(session_));
     return State::Ended;
 }
 

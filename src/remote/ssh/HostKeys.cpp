@@ -2,7 +2,9 @@
 
 #include "remote/ssh/SshError.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QStringList>
 
 namespace korvane {
@@ -14,32 +16,34 @@ Key serverKey(ssh_session session) {
     return Key(key);
 }
 
-/// As the file of known hosts has it.
-QByteArray entryName(ssh_session session) {
-    char* host = nullptr;
-    unsigned int port = 22;
-    if (ssh_options_get(session, SSH_OPTIONS_HOST, &host) != SSH_OK)
-        return {};
-    const QByteArray name = QByteArray(host).toLower();
-    ssh_string_free_char(host);
-    ssh_options_get_port(session, &port);
-    return port == 22 ? name : '[' + name + "]:" + QByteArray::number(port);
-}
+const QString machineKnownHosts = QStringLiteral("/etc/ssh/ssh_known_hosts");
 
-QStringList knownFingerprints(const QByteArray& name, const QString& path) {
-    QStringList found;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return found;
-    for (const QByteArray& line : file.readAll().split('\n')) {
+/// What a file of known hosts says of a server and the key that it has shown.
+struct KnownKeys {
+    bool holdsKey = false;
+    bool isRevoked = false;
+    /// Fingerprints of its other keys.
+    QStringList others;
+
+    void read(const QByteArray& line, const QByteArray& name, ssh_key shown) {
+        QByteArray rest = line.trimmed();
+        const bool isRevocation = rest.startsWith("@revoked");
+        if (rest.startsWith('@'))
+            rest = isRevocation ? rest.mid(rest.indexOf(' ') + 1).trimmed() : QByteArray();
         ssh_knownhosts_entry* entry = nullptr;
-        if (ssh_known_hosts_parse_line(name.constData(), line.constData(), &entry) != SSH_OK)
-            continue;
-        found.append(fingerprint(entry->publickey));
+        if (rest.isEmpty() ||
+            ssh_known_hosts_parse_line(name.constData(), rest.constData(), &entry) != SSH_OK)
+            return;
+        const bool isSame = ssh_key_cmp(entry->publickey, shown, SSH_KEY_CMP_PUBLIC) == 0;
+        if (isRevocation)
+            isRevoked |= isSame;
+        else if (isSame)
+            holdsKey = true;
+        else
+            others.append(fingerprint(entry->publickey));
         ssh_knownhosts_entry_free(entry);
     }
-    return found;
-}
+};
 
 } // namespace
 
@@ -60,34 +64,69 @@ QString serverFingerprint(ssh_session session) {
     return fingerprint(serverKey(session).get());
 }
 
-Result<HostKeyState> checkHostKey(ssh_session session, const QString& knownHostsPath) {
-    switch (ssh_session_is_known_server(session)) {
-    case SSH_KNOWN_HOSTS_OK:
-        return HostKeyState::Known;
-    case SSH_KNOWN_HOSTS_UNKNOWN:
-    case SSH_KNOWN_HOSTS_NOT_FOUND:
-        return HostKeyState::Unknown;
-    case SSH_KNOWN_HOSTS_CHANGED:
-    case SSH_KNOWN_HOSTS_OTHER:
-        break;
-    case SSH_KNOWN_HOSTS_ERROR:
-        return lastSshError(session, SshErrorCode::Failed,
-                            QStringLiteral("\"%1\" cannot be read.").arg(knownHostsPath));
+QByteArray knownHostName(const QString& host, unsigned int port) {
+    const QByteArray name = host.toLower().toUtf8();
+    return port == 22 ? name : '[' + name + "]:" + QByteArray::number(port);
+}
+
+Result<HostKeyState> checkHostKey(ssh_session session, const QByteArray& name,
+                                  const QString& knownHostsPath) {
+    const Key shown = serverKey(session);
+    if (!shown)
+        return lastSshError(session, SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
+    KnownKeys known;
+    for (const QString& path : {knownHostsPath, machineKnownHosts}) {
+        QFile file(path);
+        if (!file.exists())
+            continue;
+        if (!file.open(QIODevice::ReadOnly))
+            return sshError(SshErrorCode::Failed,
+                            QStringLiteral("\"%1\" cannot be read: %2.").arg(path, file.errorString()));
+        for (const QByteArray& line : file.readAll().split('\n'))
+            known.read(line, name, shown.get());
     }
-    const QByteArray name = entryName(session);
+    if (known.isRevoked)
+        return sshError(
+            SshErrorCode::HostKeyChanged,
+            QStringLiteral("The key of the server is marked as revoked in \"%1\": %2. Somebody may "
+                           "be listening in.")
+                .arg(knownHostsPath, fingerprint(shown.get())));
+    if (known.holdsKey)
+        return HostKeyState::Known;
+    if (known.others.isEmpty())
+        return HostKeyState::Unknown;
     return sshError(SshErrorCode::HostKeyChanged,
                     QStringLiteral("The key of the server is not the one that \"%1\" has for %2. Somebody "
                                    "may be listening in, or the server has a new key. Known: %3. Shown: %4.")
-                        .arg(knownHostsPath, QString::fromUtf8(name),
-                             knownFingerprints(name, knownHostsPath).join(QStringLiteral(", ")),
-                             serverFingerprint(session)));
+                        .arg(knownHostsPath, QString::fromUtf8(name), known.others.join(QStringLiteral(", ")),
+                             fingerprint(shown.get())));
 }
 
-Status storeHostKey(ssh_session session) {
-    if (ssh_session_update_known_hosts(session) != SSH_OK)
-        return lastSshError(session, SshErrorCode::Failed,
-                            QStringLiteral("The key of the server could not be stored."));
-    return success();
+Status storeHostKey(ssh_session session, const QByteArray& name, const QString& knownHostsPath) {
+    const Key shown = serverKey(session);
+    char* base64 = nullptr;
+    if (!shown || ssh_pki_export_pubkey_base64(shown.get(), &base64) != SSH_OK)
+        return lastSshError(session, SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
+    QByteArray entry = name + ' ' + ssh_key_type_to_char(ssh_key_type(shown.get())) + ' ' + base64 + '\n';
+    ssh_string_free_char(base64);
+
+    const QString directory = QFileInfo(knownHostsPath).path();
+    if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
+        QFile::setPermissions(directory, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QFile file(knownHostsPath);
+    if (file.open(QIODevice::ReadWrite)) {
+        // The last line of others may lack its end.
+        char last = '\n';
+        if (file.size() > 0 && file.seek(file.size() - 1))
+            file.getChar(&last);
+        if (last != '\n')
+            entry.prepend('\n');
+        if (file.seek(file.size()) && file.write(entry) == entry.size() && file.flush())
+            return success();
+    }
+    return sshError(SshErrorCode::Failed,
+                    QStringLiteral("The key of the server could not be stored in \"%1\": %2.")
+                        .arg(knownHostsPath, file.errorString()));
 }
 
 } // namespace korvane

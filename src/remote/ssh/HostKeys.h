@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <libssh/libssh.h>
@@ -22,9 +23,12 @@ QString fingerprint(ssh_key key);
 /// Of the server that the session is connected with.
 QString serverFingerprint(ssh_session session);
 
-/// Looks into the session's file of known hosts. The error says that another key is known, with both
-/// fingerprints.
-Result<HostKeyState> checkHostKey(ssh_session session, const QString& knownHostsPath);
-Status storeHostKey(ssh_session session);
+/// As files of known hosts name a server.
+QByteArray knownHostName(const QString& host, unsigned int port);
+/// Looks for the server's key in the user's file and in that of the whole machine. The error says that
+/// another key is known, with both fingerprints, or that the key has been revoked.
+Result<HostKeyState> checkHostKey(ssh_session session, const QByteArray& name, const QString& knownHostsPath);
+/// Adds the server's key to the user's file.
+Status storeHostKey(ssh_session session, const QByteArray& name, const QString& knownHostsPath);
 
 } // namespace korvane

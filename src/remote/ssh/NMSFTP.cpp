@@ -2,46 +2,75 @@
 
 #include "remote/ssh/SshError.h"
 
-#include <QFile>
+#include <QDataStream>
+#include <QIODevice>
 
-#include <chrono>
-#include <fcntl.h>
-#include <memory>
+#include <sys/stat.h>
+#include <utility>
 
 namespace korvane {
 namespace {
 
-struct FreeAttributes {
-    void operator()(sftp_attributes attributes) const { sftp_attributes_free(attributes); }
+/// Codes of a status packet.
+enum class SftpStatus : quint32 {
+    Ok = 0,
+    EndOfFile = 1,
+    NoSuchFile = 2,
+    PermissionDenied = 3,
 };
-using Attributes = std::unique_ptr<sftp_attributes_struct, FreeAttributes>;
 
-/// So many entries at a time, and no longer: commands have their turn in between, and the server shows that
-/// it answers.
-constexpr int entriesPerTurn = 100;
-constexpr auto longestTurn = std::chrono::milliseconds(100);
+// Which attributes a packet holds.
+constexpr quint32 hasSize = 1;
+constexpr quint32 hasOwner = 2;
+constexpr quint32 hasPermissions = 4;
+constexpr quint32 hasTimes = 8;
+constexpr quint32 hasExtensions = 0x80000000;
 
-QString faultText(int code) {
-    switch (code) {
-    case SSH_FX_NO_SUCH_FILE:
-    case SSH_FX_NO_SUCH_PATH:
-        return QStringLiteral("it does not exist");
-    case SSH_FX_PERMISSION_DENIED:
-        return QStringLiteral("permission denied");
-    case SSH_FX_NO_CONNECTION:
-    case SSH_FX_CONNECTION_LOST:
-        return QStringLiteral("the connection was lost");
+constexpr quint32 openForReading = 1;
+/// Requests for entries that are sent before the first one is answered: a listing on a slow link then takes
+/// few round trips.
+constexpr int readsAhead = 8;
+constexpr std::size_t linksAhead = 64;
+/// In bytes of names; a listing that is larger ends with an error.
+constexpr qsizetype largestListing = 16 << 20;
+
+QByteArray stringBytes(const QByteArray& text) {
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.writeBytes(text.constData(), static_cast<uint>(text.size()));
+    return bytes;
+}
+
+Error unreadable(const QByteArray& path, SshErrorCode code, const QString& reason) {
+    return sshError(code, QStringLiteral("\"%1\" cannot be read: %2.").arg(QString::fromUtf8(path), reason));
+}
+
+Error senseless(const QByteArray& path) {
+    return unreadable(path, SshErrorCode::CannotRead, QStringLiteral("the server's answer makes no sense"));
+}
+
+std::optional<SftpStatus> statusOf(const SftpChannel::Answer& answer) {
+    if (answer.type != SftpPacket::StatusCode)
+        return std::nullopt;
+    quint32 code = 0;
+    QDataStream(answer.body) >> code;
+    return static_cast<SftpStatus>(code);
+}
+
+/// The error that an answer of another type than the one expected stands for.
+Error faultOf(const QByteArray& path, const SftpChannel::Answer& answer) {
+    const auto status = statusOf(answer);
+    if (!status)
+        return senseless(path);
+    switch (*status) {
+    case SftpStatus::NoSuchFile:
+        return unreadable(path, SshErrorCode::NoSuchFile, QStringLiteral("it does not exist"));
+    case SftpStatus::PermissionDenied:
+        return unreadable(path, SshErrorCode::CannotRead, QStringLiteral("permission denied"));
     default:
-        return QStringLiteral("the server refuses (%1)").arg(code);
+        return unreadable(path, SshErrorCode::CannotRead,
+                          QStringLiteral("the server refuses (%1)").arg(static_cast<quint32>(*status)));
     }
-}
-
-bool isMissing(int code) {
-    return code == SSH_FX_NO_SUCH_FILE || code == SSH_FX_NO_SUCH_PATH;
-}
-
-QDateTime fromSeconds(std::uint32_t seconds) {
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
 }
 
 QString withoutSlash(QString name) {
@@ -52,123 +81,290 @@ QString withoutSlash(QString name) {
 
 } // namespace
 
-NMSFTP::~NMSFTP() {
-    if (sftp_)
-        sftp_free(sftp_);
-}
+struct NMSFTP::Attributes {
+    quint64 size = 0;
+    quint32 permissions = 0;
+    quint32 accessTime = 0;
+    quint32 modificationTime = 0;
 
-Status NMSFTP::connect() {
-    sftp_ = sftp_new(session_);
-    if (sftp_ && sftp_init(sftp_) == SSH_OK)
-        return success();
-    const Error error = lastSshError(session_, SshErrorCode::Failed,
-                                     QStringLiteral("The server gives no access to its files."));
-    if (sftp_)
-        sftp_free(sftp_);
-    sftp_ = nullptr;
-    return error;
-}
+    bool isDirectory() const { return S_ISDIR(permissions); }
+    bool isLink() const { return S_ISLNK(permissions); }
+    bool isRegular() const { return S_ISREG(permissions); }
 
-bool NMSFTP::directoryExistsAtPath(const QByteArray& path) {
-    const Attributes found(sftp_stat(sftp_, path.constData()));
-    return found && found->type == SSH_FILEXFER_TYPE_DIRECTORY;
-}
-
-Result<RemoteFileInfo> NMSFTP::infoForFileAtPath(const QByteArray& path) {
-    const Attributes found(sftp_stat(sftp_, path.constData()));
-    if (!found)
-        return lastError(path);
-    RemoteFileInfo info;
-    info.filename = QString::fromUtf8(path.mid(path.lastIndexOf('/') + 1));
-    info.lastAccess = fromSeconds(found->atime);
-    info.modificationDate = fromSeconds(found->mtime);
-    info.fileSize = found->size;
-    return info;
-}
-
-Result<std::optional<QByteArray>> NMSFTP::linkTarget(const QByteArray& path) {
-    const Attributes found(sftp_lstat(sftp_, path.constData()));
-    if (!found)
-        return lastError(path);
-    if (found->type != SSH_FILEXFER_TYPE_SYMLINK)
-        return std::optional<QByteArray>();
-    char* const target = sftp_canonicalize_path(sftp_, path.constData());
-    if (!target)
-        return lastError(path);
-    std::optional<QByteArray> leadsTo = QByteArray(target);
-    ssh_string_free_char(target);
-    return leadsTo;
-}
-
-Status NMSFTP::tryReading(const QByteArray& path) {
-    const Attributes found(sftp_stat(sftp_, path.constData()));
-    if (!found)
-        return lastError(path);
-    // Others may keep the server waiting.
-    if (found->type != SSH_FILEXFER_TYPE_REGULAR)
-        return sshError(
-            SshErrorCode::CannotRead,
-            QStringLiteral("\"%1\" cannot be read: it is no regular file.").arg(QString::fromUtf8(path)));
-    const sftp_file file = sftp_open(sftp_, path.constData(), O_RDONLY, 0);
-    if (!file)
-        return lastError(path);
-    sftp_close(file);
-    return success();
-}
-
-Error NMSFTP::lastError(const QByteArray& path) const {
-    if (!ssh_is_connected(session_))
-        return lastSshError(session_, SshErrorCode::NotConnected, QStringLiteral("The connection was lost."));
-    const int code = sftp_get_error(sftp_);
-    return sshError(
-        isMissing(code) ? SshErrorCode::NoSuchFile : SshErrorCode::CannotRead,
-        QStringLiteral("\"%1\" cannot be read: %2.").arg(QString::fromUtf8(path), faultText(code)));
-}
-
-NMSFTP::Listing::~Listing() {
-    if (directory_)
-        sftp_closedir(directory_);
-}
-
-Result<bool> NMSFTP::Listing::readSome(NMSFTP& files) {
-    if (!directory_) {
-        const Attributes found(sftp_stat(files.sftp_, path_.constData()));
-        if (!found) {
-            const Error error = files.lastError(path_);
-            if (isSshError(error, SshErrorCode::NoSuchFile))
-                return true;
-            return error;
+    static Attributes read(QDataStream& stream) {
+        Attributes attributes;
+        quint32 present = 0;
+        quint32 ignored = 0;
+        stream >> present;
+        if (present & hasSize)
+            stream >> attributes.size;
+        if (present & hasOwner)
+            stream >> ignored >> ignored;
+        if (present & hasPermissions)
+            stream >> attributes.permissions;
+        if (present & hasTimes)
+            stream >> attributes.accessTime >> attributes.modificationTime;
+        if (present & hasExtensions) {
+            quint32 count = 0;
+            QByteArray text;
+            for (stream >> count; count > 0 && stream.status() == QDataStream::Ok; --count)
+                stream >> text >> text;
         }
-        if (found->type != SSH_FILEXFER_TYPE_DIRECTORY)
-            return true;
-        directory_ = sftp_opendir(files.sftp_, path_.constData());
-        if (!directory_)
-            return files.lastError(path_);
+        return attributes;
     }
-    const auto begin = std::chrono::steady_clock::now();
-    for (int count = 0; count < entriesPerTurn && std::chrono::steady_clock::now() - begin < longestTurn;
-         ++count) {
-        const Attributes entry(sftp_readdir(files.sftp_, directory_));
-        if (entry)
-            add(files, *entry);
-        else if (sftp_dir_eof(directory_))
-            return true;
-        else
-            return files.lastError(path_);
-    }
-    return false;
+};
+
+void NMSFTP::attributes(SftpPacket request, const QByteArray& path, Done<Result<Attributes>> done) {
+    channel_.request(request, stringBytes(path),
+                     [path, done = std::move(done)](const Result<SftpChannel::Answer>& answer) {
+                         if (!answer) {
+                             done(answer.error());
+                         } else if (answer.value().type != SftpPacket::Attributes) {
+                             done(faultOf(path, answer.value()));
+                         } else {
+                             QDataStream stream(answer.value().body);
+                             const Attributes found = Attributes::read(stream);
+                             done(stream.status() == QDataStream::Ok ? Result<Attributes>(found)
+                                                                     : senseless(path));
+                         }
+                     });
 }
 
-void NMSFTP::Listing::add(NMSFTP& files, const sftp_attributes_struct& attributes) {
-    const QByteArray name = attributes.name;
-    if (name == "." || name == "..")
-        return;
-    RemoteEntry entry;
-    entry.filename = withoutSlash(QString::fromUtf8(name));
-    entry.isSymLink = attributes.type == SSH_FILEXFER_TYPE_SYMLINK;
-    entry.isDirectory = entry.isSymLink ? files.directoryExistsAtPath(path_ + '/' + name)
-                                        : attributes.type == SSH_FILEXFER_TYPE_DIRECTORY;
-    entries_.push_back(std::move(entry));
+void NMSFTP::open(SftpPacket request, const QByteArray& path, const QByteArray& body,
+                  Done<Result<QByteArray>> done) {
+    channel_.request(request, body,
+                     [path, done = std::move(done)](const Result<SftpChannel::Answer>& answer) {
+                         if (!answer) {
+                             done(answer.error());
+                         } else if (answer.value().type != SftpPacket::Handle) {
+                             done(faultOf(path, answer.value()));
+                         } else {
+                             QByteArray handle;
+                             QDataStream stream(answer.value().body);
+                             stream >> handle;
+                             done(std::move(handle));
+                         }
+                     });
+}
+
+void NMSFTP::close(const QByteArray& handle) {
+    channel_.request(SftpPacket::Close, stringBytes(handle), [](const Result<SftpChannel::Answer>&) {});
+}
+
+void NMSFTP::directoryExistsAtPath(const QByteArray& path, Done<Result<bool>> done) {
+    attributes(SftpPacket::Stat, path, [done = std::move(done)](const Result<Attributes>& found) {
+        if (found)
+            done(found.value().isDirectory());
+        else if (isSshError(found.error(), SshErrorCode::NoSuchFile))
+            done(false);
+        else
+            done(found.error());
+    });
+}
+
+void NMSFTP::infoForFileAtPath(const QByteArray& path, Done<Result<RemoteFileInfo>> done) {
+    attributes(SftpPacket::Stat, path, [path, done = std::move(done)](const Result<Attributes>& found) {
+        if (!found) {
+            done(found.error());
+            return;
+        }
+        const auto time = [](quint32 seconds) { return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC); };
+        RemoteFileInfo info;
+        info.filename = QString::fromUtf8(path.mid(path.lastIndexOf('/') + 1));
+        info.lastAccess = time(found.value().accessTime);
+        info.modificationDate = time(found.value().modificationTime);
+        info.fileSize = found.value().size;
+        done(std::move(info));
+    });
+}
+
+void NMSFTP::linkTarget(const QByteArray& path, Done<Result<std::optional<QByteArray>>> done) {
+    attributes(SftpPacket::LinkStat, path,
+               [this, path, done = std::move(done)](const Result<Attributes>& found) {
+                   if (!found) {
+                       done(found.error());
+                       return;
+                   }
+                   if (!found.value().isLink()) {
+                       done(std::optional<QByteArray>());
+                       return;
+                   }
+                   channel_.request(SftpPacket::RealPath, stringBytes(path),
+                                    [path, done](const Result<SftpChannel::Answer>& answer) {
+                                        if (!answer) {
+                                            done(answer.error());
+                                            return;
+                                        }
+                                        quint32 count = 0;
+                                        QByteArray target;
+                                        QDataStream stream(answer.value().body);
+                                        if (answer.value().type == SftpPacket::Name)
+                                            stream >> count >> target;
+                                        if (target.isEmpty())
+                                            done(faultOf(path, answer.value()));
+                                        else
+                                            done(std::optional(target));
+                                    });
+               });
+}
+
+void NMSFTP::tryReading(const QByteArray& path, Done<Status> done) {
+    attributes(SftpPacket::Stat, path, [this, path, done = std::move(done)](const Result<Attributes>& found) {
+        if (!found) {
+            done(found.error());
+            return;
+        }
+        // Others may keep the server waiting.
+        if (!found.value().isRegular()) {
+            done(unreadable(path, SshErrorCode::CannotRead, QStringLiteral("it is no regular file")));
+            return;
+        }
+        QByteArray modeAndAttributes;
+        QDataStream(&modeAndAttributes, QIODevice::WriteOnly) << openForReading << quint32(0);
+        open(SftpPacket::Open, path, stringBytes(path) + modeAndAttributes,
+             [this, done](const Result<QByteArray>& handle) {
+                 if (!handle) {
+                     done(handle.error());
+                     return;
+                 }
+                 close(handle.value());
+                 done(success());
+             });
+    });
+}
+
+/// A directory that is being read.
+class NMSFTP::Listing : public std::enable_shared_from_this<Listing> {
+public:
+    Listing(NMSFTP& files, QByteArray path, Done<Result<std::vector<RemoteEntry>>> done)
+        : files_(files), path_(std::move(path)), done_(std::move(done)) {}
+
+    void begin() {
+        files_.attributes(SftpPacket::Stat, path_, [self = shared_from_this()](const auto& found) {
+            if (found && found.value().isDirectory())
+                self->open();
+            else if (found || isSshError(found.error(), SshErrorCode::NoSuchFile))
+                self->finish();
+            else
+                self->fail(found.error());
+        });
+    }
+
+private:
+    void open() {
+        files_.open(SftpPacket::OpenDirectory, path_, stringBytes(path_),
+                    [self = shared_from_this()](const Result<QByteArray>& handle) {
+                        if (!handle) {
+                            self->fail(handle.error());
+                            return;
+                        }
+                        self->handle_ = handle.value();
+                        for (int count = 0; count < readsAhead; ++count)
+                            self->readSome();
+                    });
+    }
+
+    void readSome() {
+        ++underWay_;
+        files_.channel_.request(
+            SftpPacket::ReadDirectory, stringBytes(handle_),
+            [self = shared_from_this()](const Result<SftpChannel::Answer>& answer) { self->take(answer); });
+    }
+
+    void take(const Result<SftpChannel::Answer>& answer) {
+        --underWay_;
+        if (!answer) {
+            fail(answer.error());
+        } else if (answer.value().type == SftpPacket::Name) {
+            add(answer.value().body);
+            if (!isAtEnd_)
+                readSome();
+        } else {
+            isAtEnd_ = true;
+            if (statusOf(answer.value()) != SftpStatus::EndOfFile)
+                fail(faultOf(path_, answer.value()));
+        }
+        if (isAtEnd_ && underWay_ == 0) {
+            files_.close(handle_);
+            followLinks();
+        }
+    }
+
+    void add(const QByteArray& names) {
+        QDataStream stream(names);
+        quint32 count = 0;
+        for (stream >> count; count > 0 && stream.status() == QDataStream::Ok; --count) {
+            QByteArray name;
+            QByteArray longName;
+            stream >> name >> longName;
+            const Attributes attributes = Attributes::read(stream);
+            size_ += name.size();
+            if (name == "." || name == "..")
+                continue;
+            if (attributes.isLink())
+                links_.emplace_back(entries_.size(), name);
+            entries_.push_back(
+                {withoutSlash(QString::fromUtf8(name)), attributes.isDirectory(), attributes.isLink()});
+        }
+        if (stream.status() != QDataStream::Ok)
+            stop(senseless(path_));
+        else if (size_ > largestListing)
+            stop(unreadable(path_, SshErrorCode::CannotRead, QStringLiteral("it holds too many names")));
+    }
+
+    void linkFollowed(std::size_t index, const Result<Attributes>& found) {
+        if (!found && !isSshError(found.error(), SshErrorCode::NoSuchFile) &&
+            !isSshError(found.error(), SshErrorCode::CannotRead)) {
+            fail(found.error());
+            return;
+        }
+        entries_[index].isDirectory = found && found.value().isDirectory();
+        followLinks();
+    }
+
+    void followLinks() {
+        while (done_ && nextLink_ < links_.size() && linksUnderWay_ < linksAhead) {
+            const auto& [index, name] = links_[nextLink_++];
+            ++linksUnderWay_;
+            files_.attributes(SftpPacket::Stat, path_ + '/' + name,
+                              [self = shared_from_this(), index = index](const Result<Attributes>& found) {
+                                  --self->linksUnderWay_;
+                                  self->linkFollowed(index, found);
+                              });
+        }
+        if (linksUnderWay_ == 0)
+            finish();
+    }
+
+    void stop(const Error& error) {
+        isAtEnd_ = true;
+        fail(error);
+    }
+    void fail(const Error& error) {
+        if (const auto done = std::exchange(done_, nullptr))
+            done(error);
+    }
+    void finish() {
+        if (const auto done = std::exchange(done_, nullptr))
+            done(std::move(entries_));
+    }
+
+    NMSFTP& files_;
+    const QByteArray path_;
+    Done<Result<std::vector<RemoteEntry>>> done_;
+    QByteArray handle_;
+    int underWay_ = 0;
+    bool isAtEnd_ = false;
+    std::vector<RemoteEntry> entries_;
+    qsizetype size_ = 0;
+    /// Entries that are links, by index and by name as the server gives it.
+    std::vector<std::pair<std::size_t, QByteArray>> links_;
+    std::size_t nextLink_ = 0;
+    std::size_t linksUnderWay_ = 0;
+};
+
+void NMSFTP::contentsOfDirectoryAtPath(const QByteArray& path, Done<Result<std::vector<RemoteEntry>>> done) {
+    std::make_shared<Listing>(*this, path, std::move(done))->begin();
 }
 
 } // namespace korvane

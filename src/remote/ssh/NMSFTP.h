@@ -2,62 +2,48 @@
 
 #include "foundation/Result.h"
 #include "remote/ssh/RemoteEntry.h"
+#include "remote/ssh/SftpChannel.h"
 
 #include <QByteArray>
 
-#include <libssh/libssh.h>
-#include <libssh/sftp.h>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
 namespace korvane {
 
-/// The files of the server, over a channel of the session. Lives on the thread that owns the session; every
-/// call waits for the server's answer, and needs the session to be in blocking mode.
+/// The files of the server, over its SFTP subsystem. Lives on the thread that owns the session; no call
+/// waits, and `done` is called there once, with an error at the latest when the channel ends.
 class NMSFTP {
 public:
-    /// Not connected yet.
-    explicit NMSFTP(ssh_session session) : session_(session) {}
-    ~NMSFTP();
-    NMSFTP(const NMSFTP&) = delete;
-    NMSFTP& operator=(const NMSFTP&) = delete;
+    template <typename T>
+    using Done = std::function<void(T outcome)>;
 
-    bool isConnected() const { return sftp_ != nullptr; }
-    Status connect();
+    /// The channel outlives it.
+    explicit NMSFTP(SftpChannel& channel) : channel_(channel) {}
 
-    bool directoryExistsAtPath(const QByteArray& path);
-    Result<RemoteFileInfo> infoForFileAtPath(const QByteArray& path);
-
-    /// Where a symbolic link leads to in the end; nothing for what is none.
-    Result<std::optional<QByteArray>> linkTarget(const QByteArray& path);
+    void directoryExistsAtPath(const QByteArray& path, Done<Result<bool>> done);
+    void infoForFileAtPath(const QByteArray& path, Done<Result<RemoteFileInfo>> done);
+    /// Links among the entries are followed to see whether they lead to directories. What is no directory, or
+    /// is not there, has no entries.
+    void contentsOfDirectoryAtPath(const QByteArray& path, Done<Result<std::vector<RemoteEntry>>> done);
+    /// Where a symbolic link leads to in the end; empty for what is none.
+    void linkTarget(const QByteArray& path, Done<Result<std::optional<QByteArray>>> done);
     /// Opens the file and closes it again. Only a regular one can be read.
-    Status tryReading(const QByteArray& path);
-
-    /// A directory that is being read.
-    class Listing {
-    public:
-        explicit Listing(QByteArray path) : path_(std::move(path)) {}
-        ~Listing();
-        Listing(const Listing&) = delete;
-        Listing& operator=(const Listing&) = delete;
-
-        /// Reads some more of it. True when it is complete.
-        Result<bool> readSome(NMSFTP& files);
-        std::vector<RemoteEntry> takeEntries() { return std::move(entries_); }
-
-    private:
-        void add(NMSFTP& files, const sftp_attributes_struct& attributes);
-
-        const QByteArray path_;
-        sftp_dir directory_ = nullptr;
-        std::vector<RemoteEntry> entries_;
-    };
+    void tryReading(const QByteArray& path, Done<Status> done);
 
 private:
-    Error lastError(const QByteArray& path) const;
+    class Listing;
+    struct Attributes;
 
-    const ssh_session session_;
-    sftp_session sftp_ = nullptr;
+    void attributes(SftpPacket request, const QByteArray& path, Done<Result<Attributes>> done);
+    /// Opens a file or a directory, for which `body` is the request.
+    void open(SftpPacket request, const QByteArray& path, const QByteArray& body,
+              Done<Result<QByteArray>> done);
+    void close(const QByteArray& handle);
+
+    SftpChannel& channel_;
 };
 
 } // namespace korvane

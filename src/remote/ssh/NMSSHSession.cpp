@@ -89,81 +89,51 @@ Error NMSSHSession::lastError() const {
     return lastError_;
 }
 
-Result<QByteArray> NMSSHSession::execute(const QByteArray& command,
-                                         const std::function<bool()>& isCancelled) {
+Result<QByteArray> NMSSHSession::execute(const QByteArray& command, std::function<bool()> isCancelled) {
     const auto current = connection();
     if (!current)
         return notConnected();
-    Result<QByteArray> output = current->execute(command, isCancelled);
-    // Without a connection the command has not begun: there may be a login under way that is none of its
-    // business.
+    Result<QByteArray> output = current->execute(command, std::move(isCancelled));
     if (!output && !isSshError(output.error(), SshErrorCode::Cancelled) &&
-        !isSshError(output.error(), SshErrorCode::NotConnected)) {
+        !isSshError(output.error(), SshErrorCode::NotConnected))
         static_cast<void>(isSuccess(output.error()));
-        // This connection, and not one that another thread may have made since.
-        current->end(output.error());
-    }
     return output;
 }
 
-bool NMSSHSession::directoryExistsAtPath(const QByteArray& path) {
+template <typename Outcome, typename Ask>
+Outcome NMSSHSession::askFiles(Ask ask) {
     const auto current = connection();
     if (!current)
-        return false;
-    const auto exists = std::make_shared<bool>(false);
-    return isSuccess(current->withFiles([path, exists](NMSFTP& files) {
-               *exists = files.directoryExistsAtPath(path);
-               return true;
-           })) &&
-           *exists;
+        return notConnected();
+    const auto reply = std::make_shared<Reply<Outcome>>();
+    const auto done = [reply](Outcome outcome) { reply->set(std::move(outcome)); };
+    current->withFiles({[ask = std::move(ask), done](NMSFTP& files) { ask(files, done); }, done});
+    return reply->wait();
+}
+
+bool NMSSHSession::directoryExistsAtPath(const QByteArray& path) {
+    const auto exists = askFiles<Result<bool>>(
+        [path](NMSFTP& files, auto done) { files.directoryExistsAtPath(path, std::move(done)); });
+    return exists && exists.value();
 }
 
 Result<std::vector<RemoteEntry>> NMSSHSession::contentsOfDirectoryAtPath(const QByteArray& path) {
-    using Entries = Result<std::vector<RemoteEntry>>;
-    const auto current = connection();
-    if (!current)
-        return notConnected();
-    const auto entries = std::make_shared<std::optional<Entries>>();
-    // The work alone owns the listing, which goes with it.
-    auto work = [listing = std::make_shared<NMSFTP::Listing>(path), entries](NMSFTP& files) {
-        const Result<bool> isComplete = listing->readSome(files);
-        if (!isComplete)
-            *entries = isComplete.error();
-        else if (isComplete.value())
-            *entries = listing->takeEntries();
-        return entries->has_value();
-    };
-    if (const Status done = current->withFiles(std::move(work)); !done)
-        return done.error();
-    return std::move(**entries);
-}
-
-template <typename Answered, typename Ask>
-Answered NMSSHSession::askFiles(Ask ask) {
-    const auto current = connection();
-    if (!current)
-        return notConnected();
-    const auto answer = std::make_shared<std::optional<Answered>>();
-    const Status done = current->withFiles([ask = std::move(ask), answer](NMSFTP& files) {
-        *answer = ask(files);
-        return true;
-    });
-    if (!done)
-        return done.error();
-    return std::move(**answer);
+    return askFiles<Result<std::vector<RemoteEntry>>>(
+        [path](NMSFTP& files, auto done) { files.contentsOfDirectoryAtPath(path, std::move(done)); });
 }
 
 Result<RemoteFileInfo> NMSSHSession::infoForFileAtPath(const QByteArray& path) {
-    return askFiles<Result<RemoteFileInfo>>([path](NMSFTP& files) { return files.infoForFileAtPath(path); });
+    return askFiles<Result<RemoteFileInfo>>(
+        [path](NMSFTP& files, auto done) { files.infoForFileAtPath(path, std::move(done)); });
 }
 
 Result<std::optional<QByteArray>> NMSSHSession::linkTarget(const QByteArray& path) {
     return askFiles<Result<std::optional<QByteArray>>>(
-        [path](NMSFTP& files) { return files.linkTarget(path); });
+        [path](NMSFTP& files, auto done) { files.linkTarget(path, std::move(done)); });
 }
 
 Status NMSSHSession::tryReading(const QByteArray& path) {
-    return askFiles<Status>([path](NMSFTP& files) { return files.tryReading(path); });
+    return askFiles<Status>([path](NMSFTP& files, auto done) { files.tryReading(path, std::move(done)); });
 }
 
 void NMSSHSession::disconnect() {

@@ -55,8 +55,8 @@ public:
     bool usesSshConfig() const { return settings_.usesSshConfig; }
 
     /// What the command writes to its standard output. An exit status other than 0 is no error; a command
-    /// that ends without one is, and ends the connection.
-    Result<QByteArray> execute(const QByteArray& command, const std::function<bool()>& isCancelled = {});
+    /// that ends without one is. `isCancelled` is called on another thread.
+    Result<QByteArray> execute(const QByteArray& command, std::function<bool()> isCancelled = {});
 
     bool directoryExistsAtPath(const QByteArray& path);
     Result<std::vector<RemoteEntry>> contentsOfDirectoryAtPath(const QByteArray& path);
@@ -68,9 +68,9 @@ public:
     void disconnect();
 
 private:
-    /// One request about the server's files, with the result that `ask` brings.
-    template <typename Answered, typename Ask>
-    Answered askFiles(Ask ask);
+    /// The outcome that `ask`, called with the files and with what is to be called in the end, brings.
+    template <typename Outcome, typename Ask>
+    Outcome askFiles(Ask ask);
     bool authenticate(std::function<Status(SshLogin&)> step);
     /// Keeps the error; true without one.
     bool isSuccess(const Status& outcome);

@@ -21,6 +21,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -28,12 +29,15 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
+/// How long a program that leads to the server may take to end.
+constexpr auto programEndingLimit = 500ms;
+
 struct FreeAddresses {
     void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
 };
 using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
 
-Error wasCut() {
+Error wasInterrupted() {
     return sshError(SshErrorCode::NotConnected, QStringLiteral("The connection was ended."));
 }
 
@@ -51,14 +55,14 @@ Result<Addresses> lookUp(const QByteArray& host, const QByteArray& port) {
     return Addresses(found);
 }
 
-/// Until the descriptor is ready. `cutEvent` ends the wait.
-Status await(int descriptor, short events, int cutEvent, Clock::time_point deadline) {
+/// Until the descriptor is ready. `interruptEvent` ends the wait.
+Status await(int descriptor, short events, int interruptEvent, Clock::time_point deadline) {
     for (;;) {
-        pollfd watched[] = {{descriptor, events, 0}, {cutEvent, POLLIN, 0}};
+        pollfd watched[] = {{descriptor, events, 0}, {interruptEvent, POLLIN, 0}};
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         const int ready = ::poll(watched, 2, static_cast<int>(std::max(left, 0ms).count()));
         if (watched[1].revents)
-            return wasCut();
+            return wasInterrupted();
         if (ready > 0)
             return success();
         if (ready == 0)
@@ -68,7 +72,7 @@ Status await(int descriptor, short events, int cutEvent, Clock::time_point deadl
     }
 }
 
-Result<int> connectTo(const addrinfo& address, int cutEvent, Clock::time_point deadline) {
+Result<int> connectTo(const addrinfo& address, int interruptEvent, Clock::time_point deadline) {
     const int descriptor =
         ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, address.ai_protocol);
     if (descriptor < 0)
@@ -80,7 +84,7 @@ Result<int> connectTo(const addrinfo& address, int cutEvent, Clock::time_point d
     if (::connect(descriptor, address.ai_addr, address.ai_addrlen) != 0) {
         if (errno != EINPROGRESS)
             return failed(systemError(errno));
-        if (const Status ready = await(descriptor, POLLOUT, cutEvent, deadline); !ready)
+        if (const Status ready = await(descriptor, POLLOUT, interruptEvent, deadline); !ready)
             return failed(ready.error());
         int fault = 0;
         socklen_t size = sizeof fault;
@@ -96,22 +100,33 @@ Result<int> connectTo(const addrinfo& address, int cutEvent, Clock::time_point d
 
 } // namespace
 
-ServerSocket::ServerSocket() : cutEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (cutEvent_ < 0)
+ServerSocket::ServerSocket() : interruptEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (interruptEvent_ < 0)
         fatalError("no event descriptor for a connection");
 }
 
 ServerSocket::~ServerSocket() {
-    for (const int descriptor : {descriptor_, agent_}) {
-        if (descriptor >= 0)
-            ::close(descriptor);
+    if (agent_ >= 0)
+        ::close(agent_);
+    ::close(interruptEvent_);
+    endProgram();
+}
+
+void ServerSocket::endProgram() {
+    const pid_t program = std::exchange(program_, -1);
+    if (program <= 0)
+        return;
+    // It leads a session of its own.
+    ::kill(-program, SIGTERM);
+    const auto limit = Clock::now() + programEndingLimit;
+    while (::waitpid(program, nullptr, WNOHANG) == 0) {
+        if (Clock::now() >= limit) {
+            ::kill(-program, SIGKILL);
+            ::waitpid(program, nullptr, 0);
+            return;
+        }
+        std::this_thread::sleep_for(10ms);
     }
-    if (program_ > 0) {
-        ::kill(-program_, SIGTERM);
-        // It may take its time to end.
-        std::thread([program = program_] { ::waitpid(program, nullptr, 0); }).detach();
-    }
-    ::close(cutEvent_);
 }
 
 Result<int> ServerSocket::connect(const QString& host, std::uint16_t port, Deadline deadline) {
@@ -122,8 +137,8 @@ Result<int> ServerSocket::connect(const QString& host, std::uint16_t port, Deadl
     }).detach();
     Result<Addresses> addresses = reply->wait(
         [&] {
-            if (isCut())
-                reply->set(wasCut());
+            if (isInterrupted())
+                reply->set(wasInterrupted());
             else if (Clock::now() > deadline)
                 reply->set(timedOut());
         },
@@ -138,11 +153,11 @@ Result<int> ServerSocket::connect(const QString& host, std::uint16_t port, Deadl
     for (const addrinfo* address = addresses.value().get(); address; address = address->ai_next, --left) {
         // One that does not answer leaves time for the others.
         const auto now = Clock::now();
-        const Result<int> descriptor = connectTo(*address, cutEvent_, now + (deadline - now) / left);
+        const Result<int> descriptor = connectTo(*address, interruptEvent_, now + (deadline - now) / left);
         if (descriptor)
-            return keep(descriptor.value(), descriptor_);
+            return descriptor;
         lastError = descriptor.error();
-        if (isCut())
+        if (isInterrupted())
             break;
     }
     return lastError;
@@ -159,7 +174,11 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
     // Away from our terminal, where it would ask for passwords.
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
+    sigset_t brokenPipe;
+    ::sigemptyset(&brokenPipe);
+    ::sigaddset(&brokenPipe, SIGPIPE);
+    ::posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
     const QByteArray line = "exec " + command.toLocal8Bit();
     const char* const arguments[] = {"sh", "-c", line.constData(), nullptr};
     const int fault = ::posix_spawn(&program_, "/bin/sh", &files, &attributes,
@@ -172,7 +191,7 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
         ::close(ends[0]);
         return systemError(fault);
     }
-    return keep(ends[0], descriptor_);
+    return ends[0];
 }
 
 Result<int> ServerSocket::connectToAgent(const QByteArray& path, Deadline deadline) {
@@ -190,11 +209,16 @@ Result<int> ServerSocket::connectToAgent(const QByteArray& path, Deadline deadli
         ::close(descriptor);
         return systemError(fault);
     }
-    Result<int> kept = keep(descriptor, agent_);
     const std::lock_guard guard(mutex_);
-    if (kept)
-        agentDeadline_ = deadline;
-    return kept;
+    const int own = isInterrupted_ ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (own < 0) {
+        const Error error = isInterrupted_ ? wasInterrupted() : systemError(errno);
+        ::close(descriptor);
+        return error;
+    }
+    agent_ = own;
+    agentDeadline_ = deadline;
+    return descriptor;
 }
 
 bool ServerSocket::cutLateAgent() {
@@ -212,32 +236,18 @@ void ServerSocket::agentAnswered() {
     agentDeadline_.reset();
 }
 
-void ServerSocket::cut() {
+void ServerSocket::interrupt() {
     const std::uint64_t one = 1;
     const std::lock_guard guard(mutex_);
-    isCut_ = true;
-    [[maybe_unused]] const auto written = ::write(cutEvent_, &one, sizeof one);
-    for (const int descriptor : {descriptor_, agent_}) {
-        if (descriptor >= 0)
-            ::shutdown(descriptor, SHUT_RDWR);
-    }
+    isInterrupted_ = true;
+    [[maybe_unused]] const auto written = ::write(interruptEvent_, &one, sizeof one);
+    if (agent_ >= 0)
+        ::shutdown(agent_, SHUT_RDWR);
 }
 
-Result<int> ServerSocket::keep(int descriptor, int& own) {
+bool ServerSocket::isInterrupted() const {
     const std::lock_guard guard(mutex_);
-    const int second = isCut_ ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    if (second < 0) {
-        const Error error = isCut_ ? wasCut() : systemError(errno);
-        ::close(descriptor);
-        return error;
-    }
-    own = second;
-    return descriptor;
-}
-
-bool ServerSocket::isCut() const {
-    const std::lock_guard guard(mutex_);
-    return isCut_;
+    return isInterrupted_;
 }
 
 } // namespace korvane

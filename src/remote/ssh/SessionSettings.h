@@ -11,6 +11,8 @@ struct SessionSettings {
     /// From the first look for the server to the login; the time that the user takes to answer is not
     /// counted.
     std::chrono::milliseconds connectingLimit = std::chrono::seconds(15);
+    /// Until the server's SFTP subsystem has greeted; otherwise the login does without the server's files.
+    std::chrono::milliseconds filesLimit = std::chrono::seconds(10);
     /// A server that has been silent for so long is asked whether it is there.
     std::chrono::milliseconds keepAliveInterval = std::chrono::seconds(15);
     /// And given up when it has not answered for so long.

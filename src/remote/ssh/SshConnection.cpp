@@ -5,10 +5,14 @@
 #include "remote/ssh/NMSSHLogger.h"
 #include "remote/ssh/SshError.h"
 
+#include <algorithm>
+#include <array>
 #include <libssh/server.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -16,11 +20,21 @@ namespace {
 using namespace std::chrono_literals;
 
 /// Servers allow ten channels as a rule: eight for commands, one for files, and one to spare.
-constexpr std::size_t commandChannels = 8;
-/// Maximum time that the end of a connection waits to stop commands that the server has not confirmed yet.
+constexpr std::size_t mostCommands = 8;
+constexpr std::size_t mostChannels = mostCommands + 1;
+/// Maximum time that the end of a connection waits to stop commands that the server has not confirmed yet,
+/// and after that for the server to take the news.
 constexpr auto endingLimit = 500ms;
-/// How often whoever waits looks whether the result is still wanted.
-constexpr auto patience = 20ms;
+/// How often commands are asked whether they are still wanted.
+constexpr auto cancelInterval = 50ms;
+/// How often a login looks whether the user's agent is late.
+constexpr auto agentInterval = 20ms;
+/// For how long fewer channels are opened after the server has refused one.
+constexpr auto limitDuration = 30s;
+/// A server that opens no channel at all is asked again, as one that has just been closed may still count
+/// there.
+constexpr auto retryInterval = 100ms;
+constexpr auto retryDuration = 5s;
 
 /// As a limit for poll(2).
 int millisecondsUntil(std::chrono::steady_clock::time_point time) {
@@ -28,29 +42,34 @@ int millisecondsUntil(std::chrono::steady_clock::time_point time) {
     return static_cast<int>(std::max(left, 0ms).count());
 }
 
+bool becomesReady(int descriptor, short events, std::chrono::steady_clock::time_point limit) {
+    pollfd watched{descriptor, events, 0};
+    return ::poll(&watched, 1, millisecondsUntil(limit)) > 0;
+}
+
+/// Ends the connection when the other side has taken what was sent.
+void hangUp(int descriptor, std::chrono::steady_clock::time_point limit) {
+    // With bytes left unread the system would call the connection broken, and the server might miss the news.
+    ::shutdown(descriptor, SHUT_WR);
+    static thread_local std::array<char, 1 << 16> unread;
+    while (becomesReady(descriptor, POLLIN, limit) && ::read(descriptor, unread.data(), unread.size()) > 0)
+        ;
+    ::close(descriptor);
+}
+
+/// Makes the event wait for the next wake.
+void takeWakes(int event) {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const auto taken = ::read(event, &count, sizeof count);
+}
+
+/// It ends the connection when several commands run at once.
+bool runsOneCommand(ssh_session session) {
+    const char* const banner = ssh_get_serverbanner(session);
+    return banner && QByteArray(banner).toLower().contains("dropbear");
+}
+
 } // namespace
-
-class SshConnection::BlockingCall {
-public:
-    explicit BlockingCall(SshConnection& connection) : connection_(connection) {
-        const std::lock_guard guard(connection_.mutex_);
-        connection_.isBlocking_ = true;
-        connection_.blockingSince_ = Clock::now();
-        if (connection_.hasEnded_)
-            connection_.socket_.cut();
-        ssh_set_blocking(connection_.session_, 1);
-    }
-    ~BlockingCall() {
-        const std::lock_guard guard(connection_.mutex_);
-        connection_.isBlocking_ = false;
-        ssh_set_blocking(connection_.session_, 0);
-    }
-    BlockingCall(const BlockingCall&) = delete;
-    BlockingCall& operator=(const BlockingCall&) = delete;
-
-private:
-    SshConnection& connection_;
-};
 
 std::shared_ptr<SshConnection> SshConnection::start(SessionSettings settings,
                                                     std::function<void(const std::optional<Error>&)> ended) {
@@ -63,7 +82,7 @@ std::shared_ptr<SshConnection> SshConnection::start(SessionSettings settings,
 SshConnection::SshConnection(SessionSettings settings, std::function<void(const std::optional<Error>&)> ended)
     : settings_(std::move(settings)), ended_(std::move(ended)),
       wakeEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), queue_("SSH connection", 1),
-      slots_(commandChannels) {
+      commandLimit_(mostCommands), channelLimit_(mostChannels) {
     if (wakeEvent_ < 0)
         fatalError("no event descriptor for a connection");
 }
@@ -82,7 +101,7 @@ Status SshConnection::login(LoginStep step) {
     }
     wake();
     // The thread itself may hang in a call that asks the user's agent.
-    return reply->wait([this] { static_cast<void>(socket_.cutLateAgent()); }, patience);
+    return reply->wait([this] { static_cast<void>(socket_.cutLateAgent()); }, agentInterval);
 }
 
 void SshConnection::setAuthorized() {
@@ -99,9 +118,10 @@ bool SshConnection::hasEnded() const {
     return hasEnded_;
 }
 
-Result<QByteArray> SshConnection::execute(const QByteArray& text, const std::function<bool()>& isCancelled) {
+Result<QByteArray> SshConnection::execute(const QByteArray& text, std::function<bool()> isCancelled) {
     const auto command = std::make_shared<Command>();
     command->text = text;
+    command->isCancelled = std::move(isCancelled);
     {
         const std::lock_guard guard(mutex_);
         if (hasEnded_ || !isAuthorized_.load(std::memory_order_acquire))
@@ -109,25 +129,21 @@ Result<QByteArray> SshConnection::execute(const QByteArray& text, const std::fun
         newCommands_.push_back(command);
     }
     wake();
-    return command->output.wait(
-        [&] {
-            endIfUnanswered();
-            if (isCancelled && isCancelled() && !command->isCancelled.exchange(true))
-                wake();
-        },
-        patience);
+    return command->output.wait();
 }
 
-Status SshConnection::withFiles(FileWork work) {
-    const auto reply = std::make_shared<Reply<Status>>();
+void SshConnection::withFiles(FileWork work) {
+    Error error;
     {
         const std::lock_guard guard(mutex_);
-        if (hasEnded_ || !isAuthorized_.load(std::memory_order_acquire))
-            return endError_.value_or(notConnected());
-        newFileJobs_.push_back({std::move(work), reply});
+        if (!hasEnded_ && isAuthorized_.load(std::memory_order_acquire)) {
+            newFileWork_.push_back(std::move(work));
+            wake();
+            return;
+        }
+        error = endError_.value_or(notConnected());
     }
-    wake();
-    return reply->wait([this] { endIfUnanswered(); }, patience);
+    work.fail(error);
 }
 
 void SshConnection::end(const std::optional<Error>& because) {
@@ -136,9 +152,8 @@ void SshConnection::end(const std::optional<Error>& because) {
         if (!hasEnded_)
             endError_ = because;
         hasEnded_ = true;
-        if (isBlocking_)
-            socket_.cut();
     }
+    socket_.interrupt();
     wake();
 }
 
@@ -148,23 +163,15 @@ void SshConnection::wake() const {
     [[maybe_unused]] const auto written = ::write(wakeEvent_, &one, sizeof one);
 }
 
-void SshConnection::endIfUnanswered() {
-    {
-        const std::lock_guard guard(mutex_);
-        if (!isBlocking_ || !isAuthorized_.load(std::memory_order_acquire) ||
-            Clock::now() - blockingSince_ < settings_.unansweredLimit)
-            return;
-    }
-    end(timedOut());
-}
-
 void SshConnection::run() {
     session_ = ssh_new();
     if (!session_)
         fatalError("no memory for a connection");
+    ssh_set_blocking(session_, 0);
     ssh_set_counters(session_, &received_, nullptr);
-    login_.emplace(session_, socket_, settings_);
-    heard_ = Clock::now();
+    login_.emplace(session_, socket_, settings_,
+                   [this](Clock::time_point deadline) { return awaitServer(deadline); });
+    heard_ = contentSeen_ = Clock::now();
     while (!hasEnded()) {
         NMSSHLogger::sharedLogger().applyToThisThread();
         takeJobs();
@@ -181,6 +188,27 @@ void SshConnection::run() {
     finish();
 }
 
+Status SshConnection::awaitServer(Clock::time_point deadline) {
+    pollfd watched[] = {{wakeEvent_, POLLIN, 0}, {ssh_get_fd(session_), POLLIN, 0}};
+    if (ssh_get_status(session_) & SSH_WRITE_PENDING)
+        watched[1].events |= POLLOUT;
+    for (;;) {
+        {
+            const std::lock_guard guard(mutex_);
+            if (hasEnded_)
+                return endError_.value_or(notConnected());
+        }
+        if (Clock::now() >= deadline)
+            return timedOut();
+        if (watched[1].fd < 0)
+            return success(); // the next call says why
+        ::poll(watched, 2, millisecondsUntil(deadline));
+        takeWakes(wakeEvent_);
+        if (watched[1].revents)
+            return success();
+    }
+}
+
 void SshConnection::takeJobs() {
     for (;;) {
         LoginJob job;
@@ -188,38 +216,27 @@ void SshConnection::takeJobs() {
             const std::lock_guard guard(mutex_);
             std::move(newCommands_.begin(), newCommands_.end(), std::back_inserter(commands_));
             newCommands_.clear();
-            std::move(newFileJobs_.begin(), newFileJobs_.end(), std::back_inserter(fileJobs_));
-            newFileJobs_.clear();
+            std::move(newFileWork_.begin(), newFileWork_.end(), std::back_inserter(fileWork_));
+            newFileWork_.clear();
             if (loginJobs_.empty() || hasEnded_)
                 return;
             job = std::move(loginJobs_.front());
             loginJobs_.pop_front();
         }
-        runLogin(job);
+        Status outcome = job.step(*login_);
+        heard_ = Clock::now();
+        if (runsOneCommand(session_))
+            commandLimit_ = 1;
+        job.reply->set(std::move(outcome));
     }
 }
 
-void SshConnection::runLogin(LoginJob& job) {
-    Status outcome = [&] {
-        const BlockingCall blocking(*this);
-        return job.step(*login_);
-    }();
-    heard_ = Clock::now();
-    job.reply->set(std::move(outcome));
-}
+// ---- Commands
 
 bool SshConnection::stepCommands() {
-    while (!commands_.empty() && channels_.size() < slots_) {
-        channels_.push_back(std::make_unique<CommandChannel>(session_, std::move(commands_.front())));
-        commands_.pop_front();
-    }
-    // Those that still wait for a slot can be cancelled too.
-    std::erase_if(commands_, [](const std::shared_ptr<Command>& command) {
-        if (!command->isCancelled.load(std::memory_order_acquire))
-            return false;
-        command->output.set(sshError(SshErrorCode::Cancelled, QStringLiteral("The command was cancelled.")));
-        return true;
-    });
+    // Those that still wait for a channel can be cancelled too.
+    std::erase_if(commands_, [](const std::shared_ptr<Command>& command) { return command->takeCancel(); });
+    startCommands();
     bool hasMore = false;
     for (std::size_t index = 0; index < channels_.size();) {
         const CommandChannel::State state = channels_[index]->step(hasMore);
@@ -227,58 +244,128 @@ bool SshConnection::stepCommands() {
             ++index;
             continue;
         }
+        if (state == CommandChannel::State::Ended)
+            retriesEnd_.reset();
         const std::shared_ptr<Command> command = channels_[index]->command();
         channels_.erase(channels_.begin() + static_cast<std::ptrdiff_t>(index));
-        hasMore = true; // a slot is free
+        hasMore = true; // another one may begin
         if (state == CommandChannel::State::Refused)
             commandRefused(command);
     }
     return hasMore;
 }
 
-void SshConnection::commandRefused(std::shared_ptr<Command> command) {
-    if (!channels_.empty()) {
-        slots_ = channels_.size();
-    } else if (files_ && fileJobs_.empty()) {
-        const BlockingCall blocking(*this);
-        files_.reset();
-    } else {
-        command->output.set(lastSshError(session_, SshErrorCode::Failed,
-                                         QStringLiteral("The server opens no channel for the command.")));
+void SshConnection::startCommands() {
+    const auto now = Clock::now();
+    if (limitEnds_ && now >= *limitEnds_) {
+        limitEnds_.reset();
+        channelLimit_ = mostChannels;
+    }
+    if (retryAt_ && now < *retryAt_)
         return;
+    // Whoever wants the server's files has his turn, too, where there is not room for both.
+    const bool filesWait = !fileWork_.empty() && !files_;
+    while (!commands_.empty() && channels_.size() < commandLimit_ &&
+           openChannels() + (filesWait ? 1 : 0) < channelLimit_) {
+        channels_.push_back(
+            std::make_unique<CommandChannel>(session_, std::move(commands_.front()), contentBytes_));
+        commands_.pop_front();
     }
-    commands_.push_front(std::move(command));
+    if (!commands_.empty() && channels_.empty() && files_ && fileWork_.empty() && files_->channel.isIdle())
+        files_->channel.close();
 }
 
-bool SshConnection::stepFiles() {
-    if (fileJobs_.empty())
-        return false;
-    FileJob& job = fileJobs_.front();
-    const BlockingCall blocking(*this);
-    if (!files_ && !openFiles(job))
-        return !fileJobs_.empty();
-    if (job.work(*files_)) {
-        job.reply->set(success());
-        fileJobs_.pop_front();
-    }
-    return true;
+void SshConnection::commandRefused(std::shared_ptr<Command> command) {
+    if (noteRefusal())
+        commands_.push_front(std::move(command));
+    else
+        command->output.set(
+            sshError(SshErrorCode::Failed, QStringLiteral("The server opens no channel for the command.")));
 }
 
-bool SshConnection::openFiles(FileJob& job) {
-    files_.emplace(session_);
-    const Status connected = files_->connect();
-    if (connected)
+bool SshConnection::noteRefusal() {
+    const auto now = Clock::now();
+    if (openChannels() > 0) {
+        channelLimit_ = openChannels();
+        limitEnds_ = now + limitDuration;
+        retriesEnd_.reset();
         return true;
-    files_.reset();
-    job.reply->set(connected.error());
-    fileJobs_.pop_front();
+    }
+    if (!retriesEnd_)
+        retriesEnd_ = now + retryDuration;
+    retryAt_ = now + retryInterval;
+    if (now < *retriesEnd_)
+        return true;
+    retriesEnd_.reset();
     return false;
 }
+
+// ---- Files
+
+bool SshConnection::stepFiles() {
+    beginFileWork();
+    if (!files_)
+        return false;
+    bool hasMore = false;
+    switch (const SftpChannel::State state = files_->channel.step(hasMore)) {
+    case SftpChannel::State::Opening:
+    case SftpChannel::State::Closing:
+        return hasMore;
+    case SftpChannel::State::Open:
+        retriesEnd_.reset();
+        return hasMore || !fileWork_.empty();
+    default:
+        filesEnded(state);
+        return true;
+    }
+}
+
+void SshConnection::beginFileWork() {
+    if (fileWork_.empty())
+        return;
+    if (filesFault_) {
+        failFileWork(*filesFault_);
+        return;
+    }
+    if (!files_) {
+        const bool isTooEarly = retryAt_ && Clock::now() < *retryAt_;
+        if (isTooEarly || openChannels() >= channelLimit_)
+            return;
+        files_.emplace(session_, settings_.filesLimit, contentBytes_);
+    }
+    if (files_->channel.state() != SftpChannel::State::Open)
+        return;
+    for (const FileWork& work : std::exchange(fileWork_, {})) {
+        contentSeen_ = Clock::now();
+        work.begin(files_->files);
+    }
+}
+
+void SshConnection::filesEnded(SftpChannel::State state) {
+    const Error fault = files_->channel.fault();
+    const bool hasGreeted = files_->channel.hasGreeted();
+    files_.reset();
+    if (state == SftpChannel::State::Refused) {
+        if (!noteRefusal())
+            failFileWork(
+                sshError(SshErrorCode::Failed, QStringLiteral("The server opens no channel for its files.")));
+    } else if (state == SftpChannel::State::Failed && !hasGreeted) {
+        filesFault_ = fault;
+        failFileWork(fault);
+    }
+}
+
+void SshConnection::failFileWork(const Error& error) {
+    for (const FileWork& work : std::exchange(fileWork_, {}))
+        work.fail(error);
+}
+
+// ---- The connection
 
 void SshConnection::checkServer() {
     ssh_execute_message_callbacks(session_); // takes what has come, also where no channel is open
     if (!ssh_is_connected(session_)) {
-        end(lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The connection broke off.")));
+        end(connectionLost(session_));
         return;
     }
     const auto now = Clock::now();
@@ -294,11 +381,40 @@ void SshConnection::checkServer() {
     } else if (asked_ && now - *asked_ >= settings_.unansweredLimit) {
         end(timedOut());
     }
+    checkFiles(now);
+}
+
+void SshConnection::checkFiles(Clock::time_point now) {
+    if (std::exchange(contentBytesBefore_, contentBytes_) != contentBytes_)
+        contentSeen_ = now;
+    // While other content arrives over a slow link, the answer may still be on its way.
+    if (files_ && !files_->channel.isIdle() && now - contentSeen_ >= settings_.unansweredLimit)
+        files_->channel.fail(
+            sshError(SshErrorCode::TimedOut,
+                     QStringLiteral("The server does not answer when it is asked for its files.")));
 }
 
 SshConnection::Clock::time_point SshConnection::nextDue(Clock::time_point latest) const {
-    for (const auto& channel : channels_)
+    const auto isWatched = [](const auto& command) { return command->isCancelled != nullptr; };
+    const auto now = Clock::now();
+    for (const auto& channel : channels_) {
         latest = std::min(latest, channel->dueAt().value_or(latest));
+        if (isWatched(channel->command()) && !channel->isClosing())
+            latest = std::min(latest, now + cancelInterval);
+    }
+    if (std::any_of(commands_.begin(), commands_.end(), isWatched))
+        latest = std::min(latest, now + cancelInterval);
+    if (!commands_.empty() || !fileWork_.empty()) {
+        for (const auto& due : {retryAt_, limitEnds_}) {
+            if (due && *due > now)
+                latest = std::min(latest, *due);
+        }
+    }
+    if (files_) {
+        latest = std::min(latest, files_->channel.dueAt().value_or(latest));
+        if (!files_->channel.isIdle())
+            latest = std::min(latest, contentSeen_ + settings_.unansweredLimit);
+    }
     return latest;
 }
 
@@ -315,22 +431,17 @@ void SshConnection::waitForEvents(bool hasMore) {
             nextDue(asked_ ? *asked_ + settings_.unansweredLimit : heard_ + settings_.keepAliveInterval));
     }
     ::poll(watched, 2, timeout);
-    if (watched[0].revents) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const auto taken = ::read(wakeEvent_, &count, sizeof count);
-    }
+    takeWakes(wakeEvent_);
 }
 
 void SshConnection::stopCommands(const Error& because) {
-    for (const auto& channel : channels_) {
-        channel->command()->output.set(because);
-        channel->command()->isCancelled = true;
-    }
+    for (const auto& channel : channels_)
+        channel->cancel(because);
     const auto limit = Clock::now() + endingLimit;
     for (;;) {
         std::erase_if(channels_, [](const auto& channel) {
             bool hasMore = false;
-            return channel->step(hasMore) != CommandChannel::State::UnderWay;
+            return channel->step(hasMore) != CommandChannel::State::UnderWay || channel->isClosing();
         });
         if (channels_.empty() || Clock::now() >= limit || !ssh_is_connected(session_))
             break;
@@ -350,26 +461,37 @@ void SshConnection::finish() {
         endedBy = endError_;
     }
     const Error error = endedBy.value_or(notConnected());
-    stopCommands(error);
     for (const auto& command : commands_)
         command->output.set(error);
     for (const LoginJob& job : loginJobs)
         job.reply->set(error);
-    if (!fileJobs_.empty()) {
-        // A directory half read is given back to a server that may not answer: the call cuts the socket.
-        const BlockingCall blocking(*this);
-        for (FileJob& job : fileJobs_) {
-            job.work = nullptr;
-            job.reply->set(error);
-        }
-    }
+    failFileWork(error);
+    if (files_)
+        files_->channel.fail(error);
+    stopCommands(error);
     files_.reset();
     login_.reset();
+    if (isAuthorized_.load(std::memory_order_acquire))
+        ended_(endedBy);
+    disconnect();
+}
+
+void SshConnection::disconnect() {
+    const auto limit = Clock::now() + endingLimit;
+    // Brings out what is still to be written. The farewell follows at once only after the library has seen
+    // that the socket takes more.
+    do
+        ssh_execute_message_callbacks(session_);
+    while (ssh_is_connected(session_) && (ssh_get_status(session_) & SSH_WRITE_PENDING) &&
+           becomesReady(ssh_get_fd(session_), POLLOUT, limit));
+    // The library closes the descriptor after an error and forgets it otherwise.
+    const int descriptor = ssh_get_fd(session_);
     ssh_disconnect(session_);
     ssh_free(session_);
     session_ = nullptr;
-    if (isAuthorized_.load(std::memory_order_acquire))
-        ended_(endedBy);
+    if (descriptor >= 0)
+        hangUp(descriptor, limit);
+    socket_.endProgram();
 }
 
 } // namespace korvane

@@ -20,15 +20,18 @@
 namespace korvane {
 
 /// One connection, from its first packet to its last, and the thread that owns it: all calls of the library
-/// are made there. Others hand it what they want done and wait.
+/// are made there, and none of them waits for the server. Others hand it what they want done and wait.
 ///
-/// Commands run beside each other, each in a channel of its own; the files of the server have one channel,
-/// and one request at a time. Any thread; the calls that return a result block.
+/// Commands run beside each other, each in a channel of its own; the files of the server have one channel for
+/// all requests, which is opened when it is first needed. Any thread; the calls that return a result block.
 class SshConnection {
 public:
     using LoginStep = std::function<Status(SshLogin& login)>;
-    /// Does some of the work with the server's files; true when nothing is left of it.
-    using FileWork = std::function<bool(NMSFTP& files)>;
+    /// Work with the server's files, of which one of the two is called on the thread of the connection.
+    struct FileWork {
+        std::function<void(NMSFTP& files)> begin;
+        std::function<void(const Error& error)> fail;
+    };
 
     /// `ended` is called once on the thread of the connection, when a connection that was logged in has
     /// ended; with the error that ended it, if one did.
@@ -45,10 +48,11 @@ public:
     bool isAuthorized() const;
     bool hasEnded() const;
 
-    /// What the command writes to its standard output. An exit status other than 0 is no error.
-    Result<QByteArray> execute(const QByteArray& command, const std::function<bool()>& isCancelled);
-    /// The work runs on the thread of the connection, in turns with the commands.
-    Status withFiles(FileWork work);
+    /// What the command writes to its standard output. An exit status other than 0 is no error. `isCancelled`
+    /// is called on the thread of the connection.
+    Result<QByteArray> execute(const QByteArray& command, std::function<bool()> isCancelled);
+    /// Does not block.
+    void withFiles(FileWork work);
 
     /// Stops everything that is under way; does not wait.
     void end(const std::optional<Error>& because = std::nullopt);
@@ -59,35 +63,44 @@ private:
         LoginStep step;
         std::shared_ptr<Reply<Status>> reply;
     };
-    struct FileJob {
-        FileWork work;
-        std::shared_ptr<Reply<Status>> reply;
+    struct FileAccess {
+        FileAccess(ssh_session session, std::chrono::milliseconds limit, std::uint64_t& received)
+            : channel(session, limit, received) {}
+
+        SftpChannel channel;
+        NMSFTP files{channel};
     };
-    /// While it lives the thread waits for the server inside the library; `end` then cuts the socket.
-    class BlockingCall;
 
     SshConnection(SessionSettings settings, std::function<void(const std::optional<Error>&)> ended);
 
     void wake() const;
-    /// Whoever waits looks whether the thread hangs in a call that the server does not answer.
-    void endIfUnanswered();
 
     // On the thread of the connection.
     void run();
-    void runLogin(LoginJob& job);
+    /// Until the server has sent something or takes more. The error says why the login shall go no further.
+    Status awaitServer(Clock::time_point deadline);
     void takeJobs();
     /// Whether there is more to do at once.
     bool stepCommands();
+    void startCommands();
     void commandRefused(std::shared_ptr<Command> command);
     bool stepFiles();
-    bool openFiles(FileJob& job);
+    void beginFileWork();
+    void filesEnded(SftpChannel::State state);
+    void failFileWork(const Error& error);
+    std::size_t openChannels() const { return channels_.size() + (files_ ? 1 : 0); }
+    /// The server opens no more channels than it has now. False when it opens none at all.
+    bool noteRefusal();
     void checkServer();
-    /// `latest`, or before it the time at which a channel has something to do.
+    void checkFiles(Clock::time_point now);
+    /// `latest`, or before it the time at which something is to be done.
     Clock::time_point nextDue(Clock::time_point latest) const;
     void waitForEvents(bool hasMore);
     /// Answers all commands that have a channel, and has the server stop them.
     void stopCommands(const Error& because);
     void finish();
+    /// Tells the server that the connection is over, and lets go of it.
+    void disconnect();
 
     const SessionSettings settings_;
     const std::function<void(const std::optional<Error>&)> ended_;
@@ -102,11 +115,9 @@ private:
     // Guarded by mutex_.
     std::deque<LoginJob> loginJobs_;
     std::deque<std::shared_ptr<Command>> newCommands_;
-    std::deque<FileJob> newFileJobs_;
+    std::deque<FileWork> newFileWork_;
     bool hasEnded_ = false;
     std::optional<Error> endError_;
-    bool isBlocking_ = false;
-    Clock::time_point blockingSince_;
 
     // Of the thread of the connection.
     ssh_session session_ = nullptr;
@@ -114,10 +125,22 @@ private:
     ssh_counter_struct received_{};
     std::deque<std::shared_ptr<Command>> commands_;
     std::vector<std::unique_ptr<CommandChannel>> channels_;
-    std::deque<FileJob> fileJobs_;
-    std::optional<NMSFTP> files_;
-    /// So many commands run at once; fewer when the server allows fewer channels.
-    std::size_t slots_;
+    std::deque<FileWork> fileWork_;
+    std::optional<FileAccess> files_;
+    /// Why the server gives no access to its files; another attempt would bring the same.
+    std::optional<Error> filesFault_;
+    /// So many commands run at once.
+    std::size_t commandLimit_;
+    /// So many channels may be open at once; fewer for a while after the server has refused one.
+    std::size_t channelLimit_;
+    std::optional<Clock::time_point> limitEnds_;
+    /// While the server opens no channel at all: when to try again, and until when.
+    std::optional<Clock::time_point> retryAt_;
+    std::optional<Clock::time_point> retriesEnd_;
+    /// What commands and files have brought.
+    std::uint64_t contentBytes_ = 0;
+    std::uint64_t contentBytesBefore_ = 0;
+    Clock::time_point contentSeen_;
     std::uint64_t heardBytes_ = 0;
     Clock::time_point heard_;
     /// When the server was first asked after it had last been heard.

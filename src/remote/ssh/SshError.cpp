@@ -26,6 +26,18 @@ Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString
     return sshError(code, text.isEmpty() ? otherwise : text);
 }
 
+Error connectionLost(ssh_session_struct* session, SshErrorCode byServer) {
+    // "Received SSH_MSG_DISCONNECT: 2:Too many authentication failures"
+    const QString text = QString::fromUtf8(ssh_get_error(session)).trimmed();
+    const QString marker = QStringLiteral("SSH_MSG_DISCONNECT: ");
+    if (const qsizetype found = text.indexOf(marker); found >= 0) {
+        const QString words = text.sliced(found + marker.size()).section(u':', 1).trimmed();
+        return sshError(byServer, QStringLiteral("The server has ended the connection: %1.")
+                                      .arg(words.endsWith(u'.') ? words.chopped(1) : words));
+    }
+    return lastSshError(session, SshErrorCode::Failed, QStringLiteral("The connection broke off."));
+}
+
 bool isSshError(const Error& error, SshErrorCode code) {
     return error.domain == sshErrorDomain && error.code == static_cast<int>(code);
 }

@@ -32,6 +32,9 @@ Error notConnected();
 Error timedOut();
 /// What the library says of the last fault, or the text where it says nothing.
 Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise);
+/// Why the session is no longer connected: in the server's own words, and with the code `byServer`, where it
+/// has sent some.
+Error connectionLost(ssh_session_struct* session, SshErrorCode byServer = SshErrorCode::Failed);
 bool isSshError(const Error& error, SshErrorCode code);
 
 } // namespace korvane

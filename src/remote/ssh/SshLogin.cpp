@@ -9,6 +9,8 @@
 
 #include <libssh/callbacks.h>
 #include <memory>
+#include <unistd.h>
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -22,10 +24,6 @@ QString textOption(ssh_session session, ssh_options_e option) {
     QString text = QString::fromLocal8Bit(value);
     ssh_string_free_char(value);
     return text;
-}
-
-void setTextOption(ssh_session session, ssh_options_e option, const QString& value) {
-    ssh_options_set(session, option, value.toLocal8Bit().constData());
 }
 
 /// The command with what its place-holders stand for.
@@ -92,8 +90,28 @@ auto SshLogin::withoutTimeLimit(const Question& question) {
     return answer;
 }
 
-SshLogin::SshLogin(ssh_session session, ServerSocket& socket, const SessionSettings& settings)
-    : session_(session), socket_(socket), settings_(settings),
+template <typename Call>
+Result<int> SshLogin::untilDone(int again, const Call& call) {
+    for (;;) {
+        const int result = call();
+        if (result != again)
+            return result;
+        if (Status ready = await_(deadline_); !ready)
+            return ready.error();
+    }
+}
+
+template <typename Call>
+Status SshLogin::authenticate(const Call& call) {
+    const Result<int> result = untilDone(SSH_AUTH_AGAIN, [&]() -> int {
+        // The library does not notice itself that the server has ended the connection.
+        return ssh_is_connected(session_) ? call() : static_cast<int>(SSH_AUTH_ERROR);
+    });
+    return result ? outcome(result.value()) : Status(result.error());
+}
+
+SshLogin::SshLogin(ssh_session session, ServerSocket& socket, const SessionSettings& settings, Await await)
+    : session_(session), socket_(socket), settings_(settings), await_(std::move(await)),
       deadline_(std::chrono::steady_clock::now() + settings.connectingLimit) {}
 
 Status SshLogin::connect(const LoginTarget& target, NMSSHSessionDelegate* delegate) {
@@ -101,60 +119,80 @@ Status SshLogin::connect(const LoginTarget& target, NMSSHSessionDelegate* delega
         return prepared;
     if (Status opened = openSocket(); !opened)
         return opened;
-    if (Status time = allowTime(); !time)
-        return time;
-    ssh_set_blocking(session_, 1);
-    if (ssh_connect(session_) != SSH_OK)
-        return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The server does not answer."));
+    const Result<int> connected = untilDone(SSH_AGAIN, [this] { return ssh_connect(session_); });
+    if (!connected)
+        return connected.error();
+    if (connected.value() != SSH_OK)
+        return connectionLost(session_);
     return verifyHostKey(delegate);
 }
 
 Status SshLogin::prepare(const LoginTarget& target) {
     const bool off = false;
     const int on = 1;
-    ssh_options_set(session_, SSH_OPTIONS_PROCESS_CONFIG, &off);
-    ssh_options_set(session_, SSH_OPTIONS_NODELAY, &on);
-    ssh_options_set(session_, SSH_OPTIONS_HOST, target.host.toUtf8().constData());
-    const QString known = settings_.checksHostKeys ? settings_.knownHostsPath : QStringLiteral("/dev/null");
-    setTextOption(session_, SSH_OPTIONS_KNOWNHOSTS, known);
+    const unsigned int port = target.port;
+    Status prepared = success();
+    const auto set = [&](ssh_options_e option, const void* value, const QString& what) {
+        if (prepared && ssh_options_set(session_, option, value) != SSH_OK)
+            prepared =
+                lastSshError(session_, SshErrorCode::Failed, QStringLiteral("%1 cannot be used.").arg(what));
+    };
+    set(SSH_OPTIONS_PROCESS_CONFIG, &off, QStringLiteral("No configuration"));
+    set(SSH_OPTIONS_NODELAY, &on, QStringLiteral("The connection"));
+    // Known keys decide which kind of key the library asks the server for.
+    const QByteArray known =
+        settings_.checksHostKeys ? QFile::encodeName(settings_.knownHostsPath) : QByteArray("/dev/null");
+    set(SSH_OPTIONS_KNOWNHOSTS, known.constData(), settings_.knownHostsPath);
     if (!settings_.checksHostKeys)
-        setTextOption(session_, SSH_OPTIONS_GLOBAL_KNOWNHOSTS, known);
-    // Keys that nobody has named are looked for beside the configuration.
-    if (settings_.usesSshConfig)
-        setTextOption(session_, SSH_OPTIONS_SSH_DIR, QFileInfo(settings_.configPath).path());
-    if (settings_.usesSshConfig && QFile::exists(settings_.configPath) &&
-        ssh_options_parse_config(session_, QFile::encodeName(settings_.configPath).constData()) != SSH_OK)
-        return lastSshError(session_, SshErrorCode::Failed,
-                            QStringLiteral("\"%1\" cannot be read.").arg(settings_.configPath));
+        set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, known.constData(), settings_.knownHostsPath);
+    // The library takes few names, and needs none: the way to the server is made here.
+    hostName_ = target.host;
+    const bool takesName =
+        ssh_options_set(session_, SSH_OPTIONS_HOST, target.host.toUtf8().constData()) == SSH_OK;
+    if (settings_.usesSshConfig) {
+        // Keys that nobody has named are looked for beside the configuration.
+        set(SSH_OPTIONS_SSH_DIR, QFile::encodeName(QFileInfo(settings_.configPath).path()).constData(),
+            settings_.configPath);
+        if (prepared && takesName && QFile::exists(settings_.configPath) &&
+            ssh_options_parse_config(session_, QFile::encodeName(settings_.configPath).constData()) != SSH_OK)
+            return lastSshError(session_, SshErrorCode::Failed,
+                                QStringLiteral("\"%1\" cannot be read.").arg(settings_.configPath));
+        if (const QString name = textOption(session_, SSH_OPTIONS_HOST); !name.isEmpty())
+            hostName_ = name;
+    }
     // What the user has entered for this host goes before what the configuration says.
     if (!target.username.isEmpty())
-        ssh_options_set(session_, SSH_OPTIONS_USER, target.username.toUtf8().constData());
-    const unsigned int port = target.port;
+        set(SSH_OPTIONS_USER, target.username.toUtf8().constData(),
+            QStringLiteral("The user name \"%1\"").arg(target.username));
     if (!settings_.usesSshConfig || port != standardPort)
-        ssh_options_set(session_, SSH_OPTIONS_PORT, &port);
-    return success();
+        set(SSH_OPTIONS_PORT, &port, QStringLiteral("The port %1").arg(port));
+    return prepared;
 }
 
 Status SshLogin::openSocket() {
-    const QString host = textOption(session_, SSH_OPTIONS_HOST);
     unsigned int port = standardPort;
     ssh_options_get_port(session_, &port);
     const QString proxy = textOption(session_, SSH_OPTIONS_PROXYCOMMAND);
     const Result<int> descriptor =
-        proxy.isEmpty()
-            ? socket_.connect(host, static_cast<std::uint16_t>(port), deadline_)
-            : socket_.connectThrough(expanded(proxy, host, port, textOption(session_, SSH_OPTIONS_USER)));
+        proxy.isEmpty() ? socket_.connect(hostName_, static_cast<std::uint16_t>(port), deadline_)
+                        : socket_.connectThrough(
+                              expanded(proxy, hostName_, port, textOption(session_, SSH_OPTIONS_USER)));
     if (!descriptor)
         return descriptor.error();
     const socket_t socket = descriptor.value();
-    ssh_options_set(session_, SSH_OPTIONS_FD, &socket);
-    return success();
+    if (ssh_options_set(session_, SSH_OPTIONS_FD, &socket) == SSH_OK)
+        return success();
+    ::close(socket);
+    return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The connection cannot be used."));
 }
 
 Status SshLogin::verifyHostKey(NMSSHSessionDelegate* delegate) {
     HostKeyState state = HostKeyState::Known;
+    unsigned int port = standardPort;
+    ssh_options_get_port(session_, &port);
+    const QByteArray name = knownHostName(hostName_, port);
     if (settings_.checksHostKeys) {
-        const Result<HostKeyState> checked = checkHostKey(session_, settings_.knownHostsPath);
+        const Result<HostKeyState> checked = checkHostKey(session_, name, settings_.knownHostsPath);
         if (!checked)
             return checked.error();
         state = checked.value();
@@ -166,20 +204,19 @@ Status SshLogin::verifyHostKey(NMSSHSessionDelegate* delegate) {
         });
     if (!isAccepted)
         return sshError(SshErrorCode::NotAnswered, QStringLiteral("The key of the server was not accepted."));
-    return isKnown ? success() : storeHostKey(session_);
+    return isKnown ? success() : storeHostKey(session_, name, settings_.knownHostsPath);
 }
 
 Status SshLogin::byPassword(const QString& password) {
-    if (Status time = allowTime(); !time)
-        return time;
-    return outcome(ssh_userauth_password(session_, nullptr, password.toUtf8().constData()));
+    const QByteArray text = password.toUtf8();
+    return authenticate([&] { return ssh_userauth_password(session_, nullptr, text.constData()); });
 }
 
 Status SshLogin::byKeyboardInteractive(const Answer& answer) {
-    if (Status time = allowTime(); !time)
-        return time;
-    int result = ssh_userauth_kbdint(session_, nullptr, nullptr);
-    while (result == SSH_AUTH_INFO) {
+    int result = SSH_AUTH_ERROR;
+    const auto ask = [&] { return result = ssh_userauth_kbdint(session_, nullptr, nullptr); };
+    Status proven = authenticate(ask);
+    while (!proven && result == SSH_AUTH_INFO) {
         const QString instruction = QString::fromUtf8(ssh_userauth_kbdint_getinstruction(session_)).trimmed();
         const int count = ssh_userauth_kbdint_getnprompts(session_);
         for (int index = 0; index < count; ++index) {
@@ -195,36 +232,30 @@ Status SshLogin::byKeyboardInteractive(const Answer& answer) {
             ssh_userauth_kbdint_setanswer(session_, static_cast<unsigned int>(index),
                                           text->toUtf8().constData());
         }
-        if (Status time = allowTime(); !time)
-            return time;
-        result = ssh_userauth_kbdint(session_, nullptr, nullptr);
+        result = SSH_AUTH_ERROR;
+        proven = authenticate(ask);
     }
-    return outcome(result);
+    return proven;
 }
 
 Status SshLogin::byPublicKey(const QString& publicKeyPath, const QString& privateKeyPath,
                              const std::optional<QString>& passPhrase) {
     // The server is asked first: a refused key needs no pass phrase.
     if (const Key publicKey = publicKeyIn(publicKeyPath)) {
-        if (Status time = allowTime(); !time)
-            return time;
-        if (Status accepted = outcome(ssh_userauth_try_publickey(session_, nullptr, publicKey.get()));
+        if (Status accepted =
+                authenticate([&] { return ssh_userauth_try_publickey(session_, nullptr, publicKey.get()); });
             !accepted)
             return accepted;
     }
     const Result<Key> privateKey = privateKeyIn(privateKeyPath, passPhrase);
     if (!privateKey)
         return privateKey.error();
-    if (Status time = allowTime(); !time)
-        return time;
-    return outcome(ssh_userauth_publickey(session_, nullptr, privateKey.value().get()));
+    return authenticate([&] { return ssh_userauth_publickey(session_, nullptr, privateKey.value().get()); });
 }
 
 Status SshLogin::byAgentAndConfiguration() {
-    if (Status time = allowTime(); !time)
-        return time;
     useAgent();
-    Status proven = outcome(ssh_userauth_publickey_auto(session_, nullptr, ""));
+    Status proven = authenticate([this] { return ssh_userauth_publickey_auto(session_, nullptr, ""); });
     const bool isLate = socket_.cutLateAgent();
     socket_.agentAnswered();
     if (isLate && !proven)
@@ -240,34 +271,25 @@ void SshLogin::useAgent() {
     if (const Result<int> agent = socket_.connectToAgent(path, deadline_))
         ssh_set_agent_socket(session_, agent.value());
     else // So that the library does not wait for it.
-        setTextOption(session_, SSH_OPTIONS_IDENTITY_AGENT, QStringLiteral("/dev/null"));
-}
-
-Status SshLogin::allowTime() {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::microseconds>(deadline_ - std::chrono::steady_clock::now());
-    if (left.count() <= 0)
-        return timedOut();
-    const long seconds = static_cast<long>(left.count() / 1'000'000);
-    const long rest = static_cast<long>(left.count() % 1'000'000);
-    ssh_options_set(session_, SSH_OPTIONS_TIMEOUT, &seconds);
-    ssh_options_set(session_, SSH_OPTIONS_TIMEOUT_USEC, &rest);
-    return success();
+        static_cast<void>(ssh_options_set(session_, SSH_OPTIONS_IDENTITY_AGENT, "/dev/null"));
 }
 
 Status SshLogin::outcome(int authentication) {
     switch (authentication) {
     case SSH_AUTH_SUCCESS:
         return success();
-    case SSH_AUTH_AGAIN:
-        return timedOut();
+    case SSH_AUTH_INFO:
+        return sshError(SshErrorCode::NotAnswered,
+                        QStringLiteral("The question of the server was not answered."));
     case SSH_AUTH_PARTIAL:
         return sshError(SshErrorCode::Denied,
                         QStringLiteral("The server wants a second proof besides this one."));
     case SSH_AUTH_DENIED:
         return lastSshError(session_, SshErrorCode::Denied, QStringLiteral("The login was refused."));
     default:
-        return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The login has failed."));
+        return ssh_is_connected(session_)
+                   ? lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The login has failed."))
+                   : connectionLost(session_, SshErrorCode::Denied);
     }
 }
 

@@ -22,15 +22,18 @@ struct LoginTarget {
     QString username;
 };
 
-/// The steps from nothing to a login on one session, each of which waits for the server and all of which
-/// share one time limit. Lives on the thread that owns the session.
+/// The steps from nothing to a login on one session, which share one time limit. Lives on the thread that
+/// owns the session, and blocks it while it waits for the server.
 class SshLogin {
 public:
     /// The answer to the server's question; nothing when there is none.
     using Answer = std::function<std::optional<QString>(const QString& request, bool isEchoed)>;
 
-    /// Both outlive the login.
-    SshLogin(ssh_session session, ServerSocket& socket, const SessionSettings& settings);
+    /// Waits for the server, at most until the deadline; an error ends the login.
+    using Await = std::function<Status(ServerSocket::Deadline deadline)>;
+
+    /// All outlive the login. The session does not block.
+    SshLogin(ssh_session session, ServerSocket& socket, const SessionSettings& settings, Await await);
 
     /// Connects, agrees on keys and looks at the host's. The delegate may be null.
     Status connect(const LoginTarget& target, NMSSHSessionDelegate* delegate);
@@ -47,8 +50,11 @@ private:
     Status prepare(const LoginTarget& target);
     Status openSocket();
     Status verifyHostKey(NMSSHSessionDelegate* delegate);
-    /// Gives the next step the time that is left; an error when none is.
-    Status allowTime();
+    /// Repeats a call of the library, which does not wait, until its result is another one than `again`.
+    template <typename Call>
+    Result<int> untilDone(int again, const Call& call);
+    template <typename Call>
+    Status authenticate(const Call& call);
     /// Asks the agent by a way that can be cut off.
     void useAgent();
     Status outcome(int authentication);
@@ -59,6 +65,9 @@ private:
     const ssh_session session_;
     ServerSocket& socket_;
     const SessionSettings& settings_;
+    const Await await_;
+    /// The name under which the server's key is known.
+    QString hostName_;
     ServerSocket::Deadline deadline_;
 };
 

@@ -126,7 +126,8 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
         reject();
         return;
     }
-    Alert alert = connectionFailureAlert(client_->host()->host(), client_->host()->port());
+    Alert alert = connectionFailureAlert(client_->host()->host(), client_->host()->port(),
+                                         result ? client_->fault() : QString());
     if (!result && !result.error().userText.isEmpty())
         alert.informativeText += QStringLiteral(" ") + tr("Reason: %1").arg(result.error().userText);
     alerts_.present(alert, parentWidget(), {});

@@ -13,10 +13,10 @@ using namespace std::chrono_literals;
 
 class ConnectionFaultTest : public test::SshTest {
 protected:
-    static QStringList couldNotConnect(std::uint16_t port) {
+    static QStringList couldNotConnect(std::uint16_t port, const QString& reason) {
         return {
-            u"Could not connect to host: 127.0.0.1 on port %1|Please check the configuration and ensure the SSH server is running!"_s
-                .arg(port)};
+            u"Could not connect to host: 127.0.0.1 on port %1|Please check the configuration and ensure the SSH server is running!\n%2"_s
+                .arg(QString::number(port), reason)};
     }
     static std::shared_ptr<RemoteHost> hostAt(std::uint16_t port) {
         auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, port, u"tester"_s);
@@ -27,7 +27,7 @@ protected:
 
 TEST_F(ConnectionFaultTest, NobodyListensOrAnswers) {
     const std::uint16_t refused = test::freePort();
-    EXPECT_EQ(tested(clientFor(hostAt(refused))), couldNotConnect(refused));
+    EXPECT_EQ(tested(clientFor(hostAt(refused))), couldNotConnect(refused, u"Connection refused"_s));
 
     settings_.connectingLimit = 300ms;
     test::Listener full(0);
@@ -36,17 +36,18 @@ TEST_F(ConnectionFaultTest, NobodyListensOrAnswers) {
     for (const std::uint16_t port : {full.port(), silent.port()}) {
         test::RecordingAlerts fresh;
         std::swap(fresh, alerts_);
-        EXPECT_EQ(tested(clientFor(hostAt(port))), couldNotConnect(port));
+        EXPECT_EQ(tested(clientFor(hostAt(port))), couldNotConnect(port, u"The server does not answer."_s));
     }
 }
 
 TEST_F(ConnectionFaultTest, ANameThatNobodyKnowsIsNotWaitedFor) {
     const auto host = hostAt(22);
     host->setHost(u"no such host.invalid"_s);
-    EXPECT_EQ(
-        tested(clientFor(host)),
-        QStringList(
-            u"Could not connect to host: no such host.invalid on port 22|Please check the configuration and ensure the SSH server is running!"_s));
+    const QStringList shown = tested(clientFor(host));
+    ASSERT_EQ(shown.size(), 1);
+    EXPECT_TRUE(shown[0].startsWith(
+        u"Could not connect to host: no such host.invalid on port 22|Please check the configuration and ensure the SSH server is running!\n"_s))
+        << shown[0].toStdString();
 }
 
 TEST_F(ConnectionFaultTest, AConnectionTestCanBeCalledOffAtAnyTime) {
@@ -94,7 +95,7 @@ TEST_F(ConnectionFaultTest, AServerThatGoesAwayDuringTheLoginEndsItWithAMessage)
             const QStringList shown =
                 tested(clientFor(hostWith(server, keyType(key + u".pub"_s, key), relay.port())));
             ASSERT_EQ(shown.size(), 1) << shown.join(u'\n').toStdString();
-            EXPECT_TRUE(shown == couldNotConnect(relay.port()) ||
+            EXPECT_TRUE(shown[0].startsWith(couldNotConnect(relay.port(), {})[0]) ||
                         shown[0].startsWith(
                             u"Connection test failed!|Please check the server configuration! Reason: "_s))
                 << shown[0].toStdString();
@@ -213,19 +214,19 @@ TEST_F(ConnectionFaultTest, AServerThatNoLongerAnswersIsGivenUp) {
 }
 
 TEST_F(ConnectionFaultTest, AListingMayTakeLongAsLongAsTheServerAnswers) {
-    settings_.unansweredLimit = 3s;
+    settings_.unansweredLimit = 2s;
     test::SshServer server;
     ASSERT_TRUE(QDir(server.path()).mkdir(u"links"_s));
-    for (int count = 0; count < 100; ++count)
+    for (int count = 0; count < 1500; ++count)
         ASSERT_TRUE(QFile::link(u"nowhere"_s, server.path(u"links/%1"_s.arg(count))));
-    test::Relay relay(server.port(), std::numeric_limits<std::uint64_t>::max(), test::Relay::Then::Cut, 30ms);
+    test::Relay relay(server.port(), std::numeric_limits<std::uint64_t>::max(), test::Relay::Then::Cut, 50ms);
     const auto client = clientFor(keyHost(server, relay.port()));
     ASSERT_EQ(connected(client), u"authorised, home"_s);
     const auto begin = std::chrono::steady_clock::now();
     const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(server.path(u"links"_s));
     EXPECT_GT(std::chrono::steady_clock::now() - begin, settings_.unansweredLimit);
     ASSERT_TRUE(listed) << listed.error().userText.toStdString();
-    EXPECT_EQ(listed.value().size(), 100U);
+    EXPECT_EQ(listed.value().size(), 1500U);
     EXPECT_TRUE(client->isConnected());
     client->disconnect();
     EXPECT_EQ(alerts_.texts(), QStringList());
@@ -242,14 +243,14 @@ TEST_F(ConnectionFaultTest, ACommandMayBeSilentAsLongAsTheServerAnswers) {
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
 
-TEST_F(ConnectionFaultTest, ACommandThatFailsEndsTheConnectionWithAMessage) {
+TEST_F(ConnectionFaultTest, ACommandThatFailsEndsOnlyItself) {
     test::SshServer server;
     const auto client = clientFor(keyHost(server));
     ASSERT_EQ(connected(client), u"authorised, home"_s);
     EXPECT_EQ(client->execute(u"kill -KILL $$"_s), u""_s);
-    EXPECT_FALSE(client->isConnected());
-    EXPECT_TRUE(test::waitFor([&] { return !alerts_.shown().empty(); }));
-    EXPECT_EQ(alerts_.texts(), QStringList(lossText(server.port())));
+    EXPECT_EQ(client->execute(u"echo on"_s), u"on\n"_s);
+    client->disconnect();
+    EXPECT_EQ(alerts_.texts(), QStringList());
 }
 
 } // namespace

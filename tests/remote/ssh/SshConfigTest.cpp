@@ -34,6 +34,16 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(text.toUtf8());
     }
+    void addKnownHost(const QByteArray& text) const {
+        QFile file(settings_.knownHostsPath);
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        file.write(text);
+    }
+    static QByteArray publicKey(const QString& path) {
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return file.readAll().trimmed();
+    }
     QByteArray knownHosts() const {
         QFile file(settings_.knownHostsPath);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -58,6 +68,16 @@ protected:
         }));
         connecting.join();
         return result;
+    }
+
+    static int listenAt(const QByteArray& path) {
+        const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::copy(path.begin(), path.end(), address.sun_path);
+        EXPECT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::listen(listener, 4), 0);
+        return listener;
     }
 
     const QTemporaryDir directory_;
@@ -116,12 +136,7 @@ TEST_F(SshConfigTest, TheAgentProvesTheLogin) {
 TEST_F(SshConfigTest, AnAgentThatNeverAnswersHoldsUpNoLogin) {
     const test::SshServer server;
     const QByteArray path = this->path(u"silent"_s).toLocal8Bit();
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::copy(path.begin(), path.end(), address.sun_path);
-    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(listener, 4), 0);
+    const int listener = listenAt(path);
     const test::ScopedVariable running("SSH_AUTH_SOCK", path);
     settings_.usesSshConfig = true;
 
@@ -147,6 +162,24 @@ TEST_F(SshConfigTest, AnAgentThatNeverAnswersHoldsUpNoLogin) {
     client->disconnect();
     EXPECT_EQ(alerts_.texts(), QStringList());
     ::close(listener);
+}
+
+TEST_F(SshConfigTest, AnAgentThatGoesAwayIsLikeNone) {
+    const test::SshServer server;
+    const QByteArray path = this->path(u"leaving"_s).toLocal8Bit();
+    const int listener = listenAt(path);
+    const test::ScopedVariable running("SSH_AUTH_SOCK", path);
+    settings_.usesSshConfig = true;
+    std::thread agent([listener] {
+        pollfd asked{listener, POLLIN, 0};
+        if (::poll(&asked, 1, 20'000) == 1)
+            ::close(::accept(listener, nullptr, nullptr));
+        ::close(listener);
+    });
+    const auto client = clientFor(keyHost(server));
+    EXPECT_EQ(connected(client), u"authorised, home"_s);
+    client->disconnect();
+    agent.join();
 }
 
 TEST_F(SshConfigTest, AJumpHostIsGoneThrough) {
@@ -182,20 +215,28 @@ TEST_F(SshConfigTest, AnUnknownHostKeyIsAskedForOnceAndAChangedOneRefused) {
     test::SshServer server;
     const auto host = keyHost(server);
 
+    const QByteArray other = "other.example " + publicKey(server.path(u"id.pub"_s));
+    addKnownHost(other); // a line without an end
+
     EXPECT_EQ(connectedPressing(clientFor(host), 1), u"not authorised, no home"_s);
-    EXPECT_EQ(knownHosts(), "");
+    EXPECT_EQ(knownHosts(), other);
     const auto accepting = clientFor(host);
     EXPECT_EQ(connectedPressing(accepting, 0), u"authorised, home"_s);
     accepting->disconnect();
     ASSERT_EQ(alerts_.shown().size(), 2U);
     const QByteArray entry = "[127.0.0.1]:" + QByteArray::number(server.port()) + " ssh-ed25519 ";
-    EXPECT_TRUE(knownHosts().startsWith(entry)) << knownHosts().constData();
+    EXPECT_TRUE(knownHosts().startsWith(other + '\n' + entry)) << knownHosts().constData();
     const QString known = server.hostFingerprint();
     EXPECT_TRUE(alerts_.shown()[1].alert.informativeText.contains(known)) << qPrintable(known);
 
     const auto again = clientFor(host);
     EXPECT_EQ(connected(again), u"authorised, home"_s);
     again->disconnect();
+
+    addKnownHost("@revoked * " + publicKey(server.path(u"host_key.pub"_s)) + '\n');
+    const QString revoked = connected(clientFor(host));
+    EXPECT_TRUE(revoked.startsWith(u"error: The key of the server is marked as revoked"_s))
+        << qPrintable(revoked);
 
     server.stop();
     server.makeHostKey();

@@ -1,0 +1,122 @@
+#include "remote/SshTest.h"
+
+#include "remote/SFTPClient.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+/// What is left, here and on the server, and what a server costs that has no working SFTP or few channels.
+class ConnectionEndTest : public test::SshTest {
+protected:
+    static bool workersEnd() {
+        return test::waitFor([] { return OperationQueue::waitForAllWorkers(0ms); });
+    }
+    static qsizetype openDescriptors() {
+        return QDir(u"/proc/self/fd"_s).entryList(QDir::Files | QDir::System).size();
+    }
+    static QByteArray subsystem(const QTemporaryDir& directory, const QByteArray& script) {
+        const QString path = directory.filePath(u"subsystem"_s);
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(script);
+        // The server's user is another one.
+        QFile::setPermissions(directory.path(), QFile::Permissions(0x7755));
+        file.setPermissions(QFile::Permissions(0x6644));
+        return "Subsystem sftp /bin/sh " + path.toLocal8Bit();
+    }
+};
+
+TEST_F(ConnectionEndTest, NothingIsLeftHereOrOnTheServer) {
+    const test::SshServer server;
+    const auto host = keyHost(server);
+    const QString stranger = server.path(u"stranger"_s);
+    ASSERT_TRUE(test::runProgram({"ssh-keygen", "-q", "-N", "", "-f", stranger.toUtf8()}));
+    qsizetype before = 0;
+    int connections = 0;
+    // The first round opens what stays open.
+    for (int round = 0; round < 4; ++round) {
+        const auto client = clientFor(host);
+        EXPECT_EQ(connected(client), u"authorised, home"_s);
+        EXPECT_EQ(client->execute(u"echo on"_s), u"on\n"_s);
+        client->disconnect();
+        static_cast<void>(tested(clientFor(host)));
+        const auto refused = connected(clientFor(hostWith(server, keyType(stranger + u".pub"_s, stranger))));
+        EXPECT_TRUE(refused.startsWith(u"error: Access denied"_s)) << qPrintable(refused);
+        connections += 3;
+        ASSERT_TRUE(workersEnd());
+        EXPECT_TRUE(test::waitFor([&] { return server.connectionProcesses().empty(); }));
+        if (round == 0)
+            before = openDescriptors();
+    }
+    EXPECT_LE(openDescriptors(), before);
+    EXPECT_EQ(server.log().count("Received disconnect from"), connections) << server.log().constData();
+}
+
+TEST_F(ConnectionEndTest, AServerThatEndsTheLoginIsBelieved) {
+    const test::SshServer server("MaxAuthTries 1");
+    const QString stranger = server.path(u"stranger"_s);
+    ASSERT_TRUE(test::runProgram({"ssh-keygen", "-q", "-N", "", "-f", stranger.toUtf8()}));
+    EXPECT_EQ(connected(clientFor(hostWith(server, keyType(stranger + u".pub"_s, stranger)))),
+              u"error: The server has ended the connection: Too many authentication failures."_s);
+}
+
+TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
+    settings_.filesLimit = 500ms;
+    const struct {
+        const char* script;
+        QString fault;
+    } cases[] = {
+        {"exit 127", u"The server gives no access to its files."_s},
+        {"echo; echo Welcome; cat", u"The server prints text at login, which hides its files."_s},
+        {"exec yes", u"The server prints text at login, which hides its files."_s},
+        {"exec cat", u"The server gives no access to its files."_s},
+        {"exec sleep 600", u"The server does not answer when it is asked for its files."_s},
+    };
+    for (const auto& [script, fault] : cases) {
+        SCOPED_TRACE(script);
+        const QTemporaryDir directory;
+        const test::SshServer server(subsystem(directory, script));
+        const auto client = clientFor(keyHost(server));
+        EXPECT_EQ(connected(client), u"authorised, no home"_s);
+        const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(u"/"_s);
+        ASSERT_FALSE(listed);
+        EXPECT_EQ(listed.error().userText, fault);
+        EXPECT_EQ(client->execute(u"echo on"_s), u"on\n"_s);
+        client->disconnect();
+    }
+    EXPECT_EQ(alerts_.texts(), QStringList());
+}
+
+TEST_F(ConnectionEndTest, OneChannelIsEnough) {
+    for (const char* const sessions : {"MaxSessions 1", "MaxSessions 2"}) {
+        SCOPED_TRACE(sessions);
+        const test::SshServer server(sessions);
+        const auto client = clientFor(keyHost(server));
+        EXPECT_EQ(connected(client), u"authorised, home"_s);
+        std::vector<std::thread> users;
+        for (int user = 0; user < 3; ++user) {
+            users.emplace_back([&, user] {
+                for (int count = 0; count < 10; ++count) {
+                    const QString text = u"%1 %2\n"_s.arg(user).arg(count);
+                    EXPECT_EQ(client->execute(u"echo "_s + text), text);
+                    if (user == 0) {
+                        EXPECT_TRUE(SFTPClient(client).contentsOfDirectoryAtPath(server.path()));
+                    }
+                }
+            });
+        }
+        for (std::thread& user : users)
+            user.join();
+        client->disconnect();
+    }
+    EXPECT_EQ(alerts_.texts(), QStringList());
+}
+
+} // namespace
+} // namespace korvane

@@ -82,8 +82,8 @@ protected:
     /// Runs the connection test to its end, answering every alert with its first button.
     QStringList tested(const std::shared_ptr<Client>& client) {
         bool isDone = false;
+        std::size_t answered = alerts_.shown().size();
         client->testConnection([&] { isDone = true; });
-        std::size_t answered = 0;
         EXPECT_TRUE(waitFor(
             [&] {
                 for (; answered < alerts_.shown().size(); ++answered)

@@ -63,12 +63,12 @@ std::uint16_t freePort() {
     return ntohs(address.sin_port);
 }
 
-SshServer::SshServer(const QByteArray& settings)
+SshServer::SshServer(const QByteArray& settings, Program program)
     : userId_(::getuid() == 0 ? nobodysId : ::getuid()),
       // Root's own directories are closed to the user.
       directory_((::getuid() == 0 ? QStringLiteral("/tmp") : QDir::tempPath()) +
                  QStringLiteral("/korvane-sshd-XXXXXX")),
-      settings_(settings) {
+      settings_(settings), program_(program) {
     EXPECT_TRUE(directory_.isValid());
     EXPECT_EQ(::chown(path().toUtf8().constData(), userId_, static_cast<gid_t>(-1)), 0);
     makeHostKey();
@@ -120,10 +120,19 @@ void SshServer::start() {
     ASSERT_TRUE(startOnPort()) << log().constData();
 }
 
-bool SshServer::startOnPort() {
-    if (::getuid() == 0)
-        ::mkdir("/run/sshd", 0755); // root's server refuses to start without
+QList<QByteArray> SshServer::command() const {
     const QByteArray directory = path().toUtf8();
+    if (program_ == Program::Dropbear) {
+        EXPECT_TRUE(runProgram({"dropbearconvert", "openssh", "dropbear", directory + "/host_key",
+                                directory + "/dropbear_key"}));
+        // Where it looks for the user's keys.
+        QDir(path()).mkdir(QStringLiteral(".ssh"));
+        QFile::link(path(QStringLiteral("authorized_keys")), path(QStringLiteral(".ssh/authorized_keys")));
+        // -e: what it starts has to know the user, too.
+        return {"/bin/sh", "-c",
+                "exec /usr/sbin/dropbear -F -E -e -p 127.0.0.1:" + QByteArray::number(port_) + " -r " +
+                    directory + "/dropbear_key -P " + directory + "/pid 2>>" + directory + "/log"};
+    }
     write(
         QStringLiteral("sshd_config"),
         settings_ + "\nListenAddress 127.0.0.1\nPort " + QByteArray::number(port_) + "\nHostKey " +
@@ -133,11 +142,17 @@ bool SshServer::startOnPort() {
             "MaxStartups 1000\nMaxAuthTries 20\n"
             "LogLevel VERBOSE\n" +
             (settings_.contains("Subsystem") ? QByteArray() : QByteArray("Subsystem sftp internal-sftp\n")));
+    return {"/usr/sbin/sshd", "-D", "-f", directory + "/sshd_config", "-E", directory + "/log"};
+}
+
+bool SshServer::startOnPort() {
+    if (::getuid() == 0)
+        ::mkdir("/run/sshd", 0755); // root's server refuses to start without
+    const QByteArray directory = path().toUtf8();
     const QByteArray wrapper = "libnss_wrapper.so";
-    if (!process_.start({"/usr/sbin/sshd", "-D", "-f", directory + "/sshd_config", "-E", directory + "/log"},
-                        {"LD_PRELOAD=" + wrapper, "NSS_WRAPPER_PASSWD=" + directory + "/passwd",
-                         "NSS_WRAPPER_GROUP=" + directory + "/group",
-                         "NSS_WRAPPER_SHADOW=" + directory + "/shadow"}))
+    if (!process_.start(command(), {"LD_PRELOAD=" + wrapper, "NSS_WRAPPER_PASSWD=" + directory + "/passwd",
+                                    "NSS_WRAPPER_GROUP=" + directory + "/group",
+                                    "NSS_WRAPPER_SHADOW=" + directory + "/shadow"}))
         return false;
     const auto end = std::chrono::steady_clock::now() + 20s;
     while (process_.isRunning() && std::chrono::steady_clock::now() < end) {

@@ -10,13 +10,14 @@
 
 namespace korvane::test {
 
-/// An OpenSSH server of the test's own, on 127.0.0.1 and a free port, with its own host key and
-/// configuration. It knows one user, who exists nowhere else: for it he has the rights of whoever runs the
-/// test.
+/// A server of the test's own, on 127.0.0.1 and a free port, with its own host key and configuration. It
+/// knows one user, who exists nowhere else: for it he has the rights of whoever runs the test.
 class SshServer {
 public:
+    enum class Program { OpenSsh, Dropbear };
+
     /// `settings`: lines of sshd_config, which go before those of the fixture and so replace them.
-    explicit SshServer(const QByteArray& settings = {});
+    explicit SshServer(const QByteArray& settings = {}, Program program = Program::OpenSsh);
     ~SshServer();
     SshServer(const SshServer&) = delete;
     SshServer& operator=(const SshServer&) = delete;
@@ -55,10 +56,12 @@ public:
 private:
     void write(const QString& name, const QByteArray& content) const;
     bool startOnPort();
+    QList<QByteArray> command() const;
 
     const uid_t userId_;
     const QTemporaryDir directory_;
     const QByteArray settings_;
+    const Program program_;
     std::uint16_t port_ = 0;
     ChildProcess process_;
 };

@@ -3,7 +3,6 @@
 #include "remote/SFTPClient.h"
 
 #include <QDir>
-#include <QFile>
 
 namespace korvane {
 namespace {
@@ -19,16 +18,6 @@ protected:
     }
     static qsizetype openDescriptors() {
         return QDir(u"/proc/self/fd"_s).entryList(QDir::Files | QDir::System).size();
-    }
-    static QByteArray subsystem(const QTemporaryDir& directory, const QByteArray& script) {
-        const QString path = directory.filePath(u"subsystem"_s);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(script);
-        // The server's user is another one.
-        QFile::setPermissions(directory.path(), QFile::Permissions(0x7755));
-        file.setPermissions(QFile::Permissions(0x6644));
-        return "Subsystem sftp /bin/sh " + path.toLocal8Bit();
     }
 };
 
@@ -80,8 +69,7 @@ TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
     };
     for (const auto& [script, fault] : cases) {
         SCOPED_TRACE(script);
-        const QTemporaryDir directory;
-        const test::SshServer server(subsystem(directory, script));
+        const test::SshServer server(QByteArray("Subsystem sftp ") + script);
         const auto client = clientFor(keyHost(server));
         EXPECT_EQ(connected(client), u"authorised, no home"_s);
         const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(u"/"_s);
@@ -94,9 +82,18 @@ TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
 }
 
 TEST_F(ConnectionEndTest, OneChannelIsEnough) {
-    for (const char* const sessions : {"MaxSessions 1", "MaxSessions 2"}) {
-        SCOPED_TRACE(sessions);
-        const test::SshServer server(sessions);
+    using Program = test::SshServer::Program;
+    const struct {
+        Program program;
+        const char* settings;
+    } cases[] = {
+        {Program::OpenSsh, "MaxSessions 1"},
+        {Program::OpenSsh, "MaxSessions 2"},
+        {Program::Dropbear, ""}, // more commands at once would end the connection
+    };
+    for (const auto& [program, settings] : cases) {
+        SCOPED_TRACE(settings);
+        const test::SshServer server(settings, program);
         const auto client = clientFor(keyHost(server));
         EXPECT_EQ(connected(client), u"authorised, home"_s);
         std::vector<std::thread> users;
@@ -106,7 +103,8 @@ TEST_F(ConnectionEndTest, OneChannelIsEnough) {
                     const QString text = u"%1 %2\n"_s.arg(user).arg(count);
                     EXPECT_EQ(client->execute(u"echo "_s + text), text);
                     if (user == 0) {
-                        EXPECT_TRUE(SFTPClient(client).contentsOfDirectoryAtPath(server.path()));
+                        const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(server.path());
+                        EXPECT_TRUE(listed) << qPrintable(listed.error().userText);
                     }
                 }
             });

@@ -21,7 +21,7 @@ class SFTPClient;
 
 /// One open log file on a server: owns its login, the source of its rows and, once it is followed, the
 /// observer.
-class RemoteDocument : public Document {
+class RemoteDocument final : public Document {
 public:
     /// Makes a login on a host that is not yet connected.
     using MakeClient = std::function<std::shared_ptr<Client>(std::shared_ptr<RemoteHost>)>;

@@ -150,9 +150,11 @@ bool SshServer::startOnPort() {
         ::mkdir("/run/sshd", 0755); // root's server refuses to start without
     const QByteArray directory = path().toUtf8();
     const QByteArray wrapper = "libnss_wrapper.so";
-    if (!process_.start(command(), {"LD_PRELOAD=" + wrapper, "NSS_WRAPPER_PASSWD=" + directory + "/passwd",
-                                    "NSS_WRAPPER_GROUP=" + directory + "/group",
-                                    "NSS_WRAPPER_SHADOW=" + directory + "/shadow"}))
+    // It ends with the tests, however they end.
+    const QList<QByteArray> command = QList<QByteArray>{"setpriv", "--pdeathsig", "KILL"} + this->command();
+    if (!process_.start(command, {"LD_PRELOAD=" + wrapper, "NSS_WRAPPER_PASSWD=" + directory + "/passwd",
+                                  "NSS_WRAPPER_GROUP=" + directory + "/group",
+                                  "NSS_WRAPPER_SHADOW=" + directory + "/shadow"}))
         return false;
     const auto end = std::chrono::steady_clock::now() + 20s;
     while (process_.isRunning() && std::chrono::steady_clock::now() < end) {

@@ -9,7 +9,7 @@
 namespace korvane {
 NMSSHSession::NMSSHSession(QString host, std::uint16_t port, QString username, SessionSettings settings)
     : host_(std::move(host)), port_(port), username_(std::move(username)), settings_(std::move(settings)),
-      lastError_(notConnected()) {}
+      lastOutcome_(notConnected()) {}
 
 NMSSHSession::~NMSSHSession() {
     disconnect();
@@ -86,7 +86,7 @@ bool NMSSHSession::isAuthorized() const {
 
 Error NMSSHSession::lastError() const {
     const std::lock_guard guard(mutex_);
-    return lastError_;
+    return lastOutcome_.error();
 }
 
 Result<QByteArray> NMSSHSession::execute(const QByteArray& command, std::function<bool()> isCancelled) {
@@ -146,9 +146,9 @@ bool NMSSHSession::isSuccess(const Status& outcome) {
         return true;
     // Exchanged and not assigned: where a text shared with other threads is let go of inside the toolkit, the
     // thread sanitizer does not see it.
-    Error error = outcome.error();
+    Status kept = outcome;
     const std::lock_guard guard(mutex_);
-    std::swap(lastError_, error);
+    std::swap(lastOutcome_, kept);
     return false;
 }
 

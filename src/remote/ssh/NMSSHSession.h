@@ -86,7 +86,7 @@ private:
     // Guarded by mutex_.
     std::shared_ptr<SshConnection> connection_;
     bool isOpen_ = false;
-    Error lastError_;
+    Status lastOutcome_; // the last that was an error
 };
 
 } // namespace korvane

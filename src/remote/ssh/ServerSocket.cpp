@@ -153,7 +153,7 @@ Result<int> ServerSocket::connect(const QString& host, std::uint16_t port, Deadl
     for (const addrinfo* address = addresses.value().get(); address; address = address->ai_next, --left) {
         // One that does not answer leaves time for the others.
         const auto now = Clock::now();
-        const Result<int> descriptor = connectTo(*address, interruptEvent_, now + (deadline - now) / left);
+        Result<int> descriptor = connectTo(*address, interruptEvent_, now + (deadline - now) / left);
         if (descriptor)
             return descriptor;
         lastError = descriptor.error();

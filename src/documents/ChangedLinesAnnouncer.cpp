@@ -26,6 +26,10 @@ void ChangedLinesAnnouncer::announce(LineRange changed) {
     announce(changed, Content::Same);
 }
 
+void ChangedLinesAnnouncer::announceLoadedRows(LineRange rows) {
+    announce(rows, Content::Loaded);
+}
+
 void ChangedLinesAnnouncer::announceOtherContent(LineRange changed) {
     announce(changed, Content::Other);
 }
@@ -34,7 +38,8 @@ void ChangedLinesAnnouncer::announce(LineRange changed, Content content) {
     const auto dataSource = dataSource_.lock();
     if (!dataSource)
         return;
-    dataSource->linesChanged(changed.location);
+    if (content != Content::Loaded)
+        dataSource->linesChanged(changed.location);
     {
         const std::lock_guard guard(mutex_);
         const bool isWaiting = pending_.has_value();

@@ -18,11 +18,13 @@ public:
     explicit ChangedLinesAnnouncer(std::weak_ptr<TailDataSource> dataSource);
 
     void announce(LineRange changed);
+    /// There are rows where none were, whose page has just been loaded.
+    void announceLoadedRows(LineRange rows);
     /// The file holds another content: before the notification, the data source forgets all rows.
     void announceOtherContent(LineRange changed);
 
 private:
-    enum class Content { Same, Other };
+    enum class Content { Loaded, Same, Other };
     void announce(LineRange changed, Content content);
     void postNotification();
 

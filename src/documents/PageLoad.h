@@ -15,6 +15,10 @@ struct PageRequest {
     std::uint64_t token = 0;
     /// The data source's generation when the page was asked for.
     std::uint64_t generation = 0;
+    /// The first row that is asked for; more than 0 for a further piece of a page that is too large for one.
+    qint64 firstRow = 0;
+    /// The request whose rows this one goes on from; 0 for a piece that stands alone.
+    std::uint64_t continued = 0;
 };
 
 /// One line, ready to be shown.
@@ -30,8 +34,12 @@ struct PageContent {
         Unreadable, ///< the lines are there, but reading them gave nothing
     };
     Kind kind = Kind::Lines;
-    /// The rows from the page's first line on; may be fewer than a page has.
+    /// The row of the page that is the first one here.
+    qint64 firstRow = 0;
+    /// The rows from there on; may be fewer than a page has.
     std::vector<PageRow> rows;
+    /// The page has more rows behind these, which have not been read for their size.
+    bool isPartial = false;
     /// There are fewer rows than the file had lines for: it has been cut short since they were counted.
     bool isShort = false;
     /// Some rows have U+FFFD for bytes that are not valid in the file's encoding.

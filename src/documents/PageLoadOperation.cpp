@@ -27,12 +27,14 @@ void PageLoadOperation::main() {
     std::optional<DisplayLines> read = readLines();
 
     PageContent content;
+    content.firstRow = request_.firstRow;
     if (read && read->lines.empty()) {
         content.kind = PageContent::Kind::Unreadable;
     } else if (read) {
         content.isShort = read->isShort;
+        content.isPartial = isPartial();
         content.rows.reserve(read->lines.size());
-        qint64 lineIndex = pages::firstLine(request_.page);
+        qint64 lineIndex = pages::firstLine(request_.page) + request_.firstRow;
         for (DisplayLine& line : read->lines) {
             if (isCancelled())
                 return;

@@ -26,6 +26,8 @@ protected:
     void main() override;
     /// The page's lines, without any lock held; nothing when the file has no such page.
     virtual std::optional<DisplayLines> readLines() = 0;
+    /// Whether there are more behind the lines that were read last, which were left for their size.
+    virtual bool isPartial() const { return false; }
 
 private:
     const std::weak_ptr<TailDataSource> dataSource_;

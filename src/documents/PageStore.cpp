@@ -21,6 +21,26 @@ std::size_t bytesOf(const PageContent& content) {
     return bytes;
 }
 
+/// A piece goes on from the rows that are there for a row so close behind them…
+constexpr qint64 closeRows = 200;
+/// …and begins so many before one that is elsewhere.
+constexpr qint64 rowsBefore = 100;
+/// In bytes: what the pieces of one page may take together.
+constexpr std::size_t mostOfPage = 128 << 20;
+
+qint64 endOf(const PageContent& content) {
+    return content.firstRow + std::ssize(content.rows);
+}
+
+bool hasRow(const PageContent& content, qint64 row) {
+    return content.firstRow <= row && row < endOf(content);
+}
+
+/// Whether another piece of the page has the row.
+bool isLeftOut(const PageContent& content, qint64 row) {
+    return row < content.firstRow || (content.isPartial && row >= endOf(content));
+}
+
 } // namespace
 
 PageStore::PageStore() {
@@ -39,12 +59,14 @@ PageStore::Found PageStore::row(qint64 lineIndex) const {
         if (cached == pages_.end())
             return found;
         const PageContent& content = cached->second.content;
-        const auto offset = static_cast<std::size_t>(lineIndex - pages::firstLine(page));
+        const qint64 row = lineIndex - pages::firstLine(page);
         // What cannot be read shows as empty, not as still loading.
         if (content.kind != PageContent::Kind::Lines)
             found.row.emplace();
-        else if (offset < content.rows.size())
-            found.row = content.rows[offset];
+        else if (hasRow(content, row))
+            found.row = content.rows[static_cast<std::size_t>(row - content.firstRow)];
+        else if (found.isRequested && isLeftOut(content, row))
+            found.isRequested = requests_.at(page) != cached->second.token;
         return found;
     });
 }
@@ -61,7 +83,7 @@ const std::vector<PageRow>* PageStore::freshRows(qint64 page) const {
 std::optional<std::vector<bool>> PageStore::hiddenRows(qint64 page) const {
     return lock_.withReadLock([&]() -> std::optional<std::vector<bool>> {
         const auto* rows = freshRows(page);
-        if (!rows)
+        if (!rows || pages_.at(page).content.firstRow > 0)
             return std::nullopt;
         std::vector<bool> hidden;
         hidden.reserve(rows->size());
@@ -76,7 +98,7 @@ std::optional<std::vector<bool>> PageStore::hiddenRows(qint64 page) const {
 std::optional<QStringList> PageStore::texts(qint64 page) const {
     return lock_.withReadLock([&]() -> std::optional<QStringList> {
         const auto* rows = freshRows(page);
-        if (!rows)
+        if (!rows || pages_.at(page).content.firstRow > 0 || pages_.at(page).content.isPartial)
             return std::nullopt;
         QStringList texts;
         texts.reserve(static_cast<qsizetype>(rows->size()));
@@ -93,36 +115,65 @@ bool PageStore::hasInvalidLines() const {
     return lock_.withReadLock([this] { return !invalidPages_.empty(); });
 }
 
-std::optional<PageRequest> PageStore::claim(qint64 page) {
+std::optional<PageRequest> PageStore::claim(qint64 page, std::optional<qint64> row) {
     return lock_.withWriteLock([&]() -> std::optional<PageRequest> {
         const auto [entry, isNew] = requests_.try_emplace(page, lastToken_ + 1);
-        if (!isNew)
+        if (isNew)
+            return PageRequest{page, ++lastToken_, generation_};
+        const auto cached = pages_.find(page);
+        if (!row || cached == pages_.end() || cached->second.token != entry->second)
             return std::nullopt;
-        return PageRequest{page, ++lastToken_, generation_};
+        const PageContent& content = cached->second.content;
+        if (!isLeftOut(content, *row))
+            return std::nullopt;
+        PageRequest request{page, ++lastToken_, generation_};
+        const qint64 end = endOf(content);
+        if (end <= *row && *row < end + closeRows) {
+            request.firstRow = end;
+            request.continued = cached->second.token;
+        } else {
+            request.firstRow = std::max<qint64>(*row - rowsBefore, 0);
+        }
+        entry->second = request.token;
+        return request;
     });
 }
 
 void PageStore::withdraw(const PageRequest& request) {
     lock_.withWriteLock([&] {
         const auto entry = requests_.find(request.page);
-        if (entry != requests_.end() && entry->second == request.token)
+        if (entry == requests_.end() || entry->second != request.token)
+            return;
+        const auto cached = pages_.find(request.page);
+        // The pieces that are there stay what they were.
+        if (cached != pages_.end() && request.firstRow > 0)
+            entry->second = cached->second.token;
+        else
             requests_.erase(entry);
     });
 }
 
 void PageStore::store(const PageRequest& request, PageContent content) {
-    const std::size_t bytes = bytesOf(content);
+    std::size_t bytes = bytesOf(content);
     PageContent replaced; // freed outside the lock
     lock_.withWriteLock([&] {
         if (request.generation != generation_)
             return;
         CachedPage& cached = pages_[request.page];
-        if (cached.token > request.token)
+        if (cached.token > request.token || (request.continued > 0 && cached.token != request.continued))
             return;
+        const bool isUnreadable = content.kind == PageContent::Kind::Unreadable;
+        if (request.firstRow > 0 && request.continued == 0 && isUnreadable)
+            return;
+        if (request.continued > 0) {
+            append(cached.content, std::move(content));
+            content = std::move(cached.content);
+            bytes = bytesOf(content);
+        }
         cached.token = request.token;
         lastStored_ = std::max(lastStored_, request.token);
         // Rows that were read once stay until the cut is taken notice of, and the cache with it is cleared.
-        const bool isLess = content.isShort || content.kind == PageContent::Kind::Unreadable;
+        const bool isLess = (content.isShort || isUnreadable) && request.firstRow == 0;
         if (isLess && cached.generation == generation_ && cached.content.rows.size() > content.rows.size())
             return;
         cached.generation = generation_;
@@ -134,6 +185,17 @@ void PageStore::store(const PageRequest& request, PageContent content) {
             invalidPages_.erase(request.page);
     });
     PageMemory::shared().keepBound();
+}
+
+void PageStore::append(PageContent& page, PageContent piece) {
+    page.isPartial = piece.isPartial;
+    page.hasInvalidLines |= piece.hasInvalidLines;
+    const bool isTooLarge = bytesOf(page) + bytesOf(piece) > mostOfPage;
+    const auto dropped = isTooLarge ? std::ssize(page.rows) / 2 : 0;
+    page.rows.erase(page.rows.begin(), page.rows.begin() + dropped);
+    page.firstRow += dropped;
+    page.rows.insert(page.rows.end(), std::make_move_iterator(piece.rows.begin()),
+                     std::make_move_iterator(piece.rows.end()));
 }
 
 void PageStore::forgetRequestsFrom(qint64 page) {

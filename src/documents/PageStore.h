@@ -27,6 +27,7 @@ public:
     struct Found {
         /// Nothing when the row is not there; an empty one when its page cannot be read.
         std::optional<PageRow> row;
+        /// False, too, for a row that the page's pieces read so far do not have.
         bool isRequested = false;
     };
     Found row(qint64 lineIndex) const;
@@ -38,8 +39,9 @@ public:
     /// Some rows have U+FFFD for bytes that are not valid.
     bool hasInvalidLines() const;
 
-    /// Marks the page as asked for; nothing when it was so already.
-    std::optional<PageRequest> claim(qint64 page);
+    /// Marks the page as asked for; nothing when it was so already. Of a page that has been read in part, a
+    /// row that is not there claims the piece with it.
+    std::optional<PageRequest> claim(qint64 page, std::optional<qint64> row = std::nullopt);
     /// Makes the page one that has not been asked for, unless it has been asked for again since.
     void withdraw(const PageRequest& request);
     /// Keeps the rows, unless the generation has gone on or fresher rows are there.
@@ -85,6 +87,8 @@ private:
     };
 
     void startGeneration();
+    /// Adds the rows of a piece to those of the page, of which the first go when they become too many.
+    static void append(PageContent& page, PageContent piece);
     /// Null while they are not there or have to be asked for again. Called with the lock held.
     const std::vector<PageRow>* freshRows(qint64 page) const;
 

@@ -133,6 +133,10 @@ void TailDataSource::announceChangedLines(LineRange changed) {
     announcer()->announce(changed);
 }
 
+void TailDataSource::announceLoadedRows(LineRange rows) {
+    announcer()->announceLoadedRows(rows);
+}
+
 void TailDataSource::announceOtherContent(LineRange changed) {
     announcer()->announceOtherContent(changed);
 }
@@ -198,8 +202,10 @@ RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
 RowLine TailDataSource::rowLine(qint64 row) {
     const qint64 lineIndex = rowStart() + row;
     PageStore::Found found = pages_.row(lineIndex);
-    if (!found.isRequested)
-        loadPage(pages::pageOfLine(lineIndex), true);
+    if (!found.isRequested) {
+        const qint64 page = pages::pageOfLine(lineIndex);
+        request(pages_.claim(page, lineIndex - pages::firstLine(page)), true);
+    }
     if (!found.row)
         return {lineIndex + 1, {}, false, 0};
     return shownRow(lineIndex, *std::move(found.row));
@@ -247,9 +253,13 @@ std::vector<bool> TailDataSource::hiddenLines(qint64 first, const QStringList& t
 }
 
 void TailDataSource::loadPage(qint64 page, bool async) {
-    const std::optional<PageRequest> request = pages_.claim(page);
+    request(pages_.claim(page), async);
+}
+
+void TailDataSource::request(std::optional<PageRequest> request, bool async) {
     if (!request)
         return;
+    const qint64 page = request->page;
     const std::shared_ptr<PageLoadOperation> operation = makeLoadOperation(*request);
     if (!async) {
         operation->runBody();
@@ -272,6 +282,15 @@ void TailDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
     const qint64 lastPage = pages::pageOfLine(start + lastRow);
     pages_.setView(firstPage, lastPage);
     cancelWaitingLoads([=](qint64 page) { return page < firstPage || page > lastPage; });
+}
+
+void TailDataSource::cancelLoadsOutside(qint64 firstRow, qint64 lastRow) {
+    const qint64 start = rowStart();
+    for (const auto& operation : queue_.operations()) {
+        const qint64 page = static_cast<const PageLoadOperation&>(*operation).request().page;
+        if (page < pages::pageOfLine(start + firstRow) || page > pages::pageOfLine(start + lastRow))
+            operation->cancel();
+    }
 }
 
 void TailDataSource::cancelWaitingLoads(const std::function<bool(qint64 page)>& isUnwanted) {

@@ -96,8 +96,13 @@ protected:
     virtual std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) = 0;
     /// The object of the notice that a page has been loaded.
     virtual std::any arrivalNotice(qint64 /*page*/) const { return {}; }
+    /// See ChangedLinesAnnouncer.
+    void announceLoadedRows(LineRange rows);
+    /// Loads under way, too, that show none of these rows.
+    void cancelLoadsOutside(qint64 firstRow, qint64 lastRow);
 
 private:
+    void request(std::optional<PageRequest> request, bool async);
     std::shared_ptr<ChangedLinesAnnouncer> announcer();
     /// Null when there is no reader to read lines from, and once closed.
     std::shared_ptr<ArrivedLinesNotifier> arrivedLines();

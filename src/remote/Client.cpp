@@ -38,6 +38,15 @@ Alert message(Alert::Kind kind, const QString& text, const QString& informativeT
     return alert;
 }
 
+/// In bytes: a number or a name is shorter.
+constexpr qsizetype longestAnswer = 64 * 1024;
+
+void logFailure(const QString& command, const QString& reason) {
+    qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + reason +
+                                          QStringLiteral(" for cmd: ") + command;
+    qCWarning(logRemote).noquote() << QStringLiteral("Reason: ") + reason + QStringLiteral("\n----------");
+}
+
 QString tr(const char* text) {
     return QCoreApplication::translate("Client", text);
 }
@@ -272,24 +281,32 @@ bool Client::isConnected() const {
 }
 
 QString Client::execute(const QString& command, const IsCancelled& isCancelled) {
-    return answer(command, isCancelled).value_or(QString());
+    return QString::fromUtf8(answer(command, isCancelled).value_or(QByteArray()));
 }
 
-std::optional<QString> Client::answer(const QString& command, const IsCancelled& isCancelled) {
+std::optional<QByteArray> Client::answer(const QString& command, const IsCancelled& isCancelled) {
+    QByteArray output;
+    const auto take = [&output](QByteArrayView bytes) {
+        output.append(bytes);
+        return output.size() <= longestAnswer;
+    };
+    if (!read(command, take, isCancelled))
+        return std::nullopt;
+    if (output.size() <= longestAnswer)
+        return output;
+    logFailure(command, QStringLiteral("The answer has no end."));
+    return std::nullopt;
+}
+
+bool Client::read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled) {
     const auto current = session();
     if (!current || !current->isConnected())
-        return std::nullopt;
-    const Result<QByteArray> output = current->execute(command.toUtf8(), isCancelled);
-    if (output)
-        return QString::fromUtf8(output.value());
-    if (isSshError(output.error(), SshErrorCode::Cancelled) ||
-        isSshError(output.error(), SshErrorCode::NotConnected))
-        return std::nullopt;
-    qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + output.error().userText +
-                                          QStringLiteral(" for cmd: ") + command;
-    qCWarning(logRemote).noquote() << QStringLiteral("Reason: ") + current->lastError().userText +
-                                          QStringLiteral("\n----------");
-    return std::nullopt;
+        return false;
+    const Status outcome = current->execute(command.toUtf8(), sink, isCancelled);
+    if (!outcome && !isSshError(outcome.error(), SshErrorCode::Cancelled) &&
+        !isSshError(outcome.error(), SshErrorCode::NotConnected))
+        logFailure(command, outcome.error().userText);
+    return static_cast<bool>(outcome);
 }
 
 void Client::disconnect() {

@@ -4,8 +4,10 @@
 #include "foundation/notices/Alerts.h"
 #include "foundation/work/OperationQueue.h"
 #include "remote/ssh/NMSSHSessionDelegate.h"
+#include "remote/ssh/OutputSink.h"
 #include "remote/ssh/SessionSettings.h"
 
+#include <QByteArray>
 #include <QString>
 #include <QUrl>
 
@@ -61,13 +63,16 @@ public:
     /// exist then.
     virtual Result<Connection> logIn();
     virtual bool isConnected() const;
-    /// What the command writes to its standard output, as it comes; bytes that are no UTF-8 are replaced.
-    /// Empty when there is no connection, when the command fails, which ends the connection, and when it is
-    /// cancelled, which does not. A status other than 0 is no failure. Blocks.
+    /// What the command writes to its standard output; bytes that are no UTF-8 are replaced. Empty when it is
+    /// more than 64 KiB, when there is no connection, when the command fails, which ends the connection, and
+    /// when it is cancelled, which does not. A status other than 0 is no failure. Blocks.
     QString execute(const QString& command, const IsCancelled& isCancelled = {});
     /// As above, but nothing where there is no answer: whether there is a connection afterwards does not say
     /// so, as another thread may have made it anew.
-    virtual std::optional<QString> answer(const QString& command, const IsCancelled& isCancelled);
+    std::optional<QByteArray> answer(const QString& command, const IsCancelled& isCancelled);
+    /// Hands what the command writes to the sink while it comes, however much it is. False where the command
+    /// has not ended and the sink wants more.
+    virtual bool read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled);
     /// Ends the connection, and with it everything under way; an open question counts as not answered. Does
     /// not wait. Any thread.
     virtual void disconnect();

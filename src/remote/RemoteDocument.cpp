@@ -16,7 +16,6 @@
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostsManager.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
-#include "remote/ssh/SshError.h"
 
 #include <QCoreApplication>
 
@@ -117,13 +116,7 @@ protected:
             });
             return;
         }
-        file_->lookForLink();
-        static_cast<void>(file_->takeOtherTarget());
         report([](RemoteDocument& document) { document.connected(); });
-        if (const auto information = SFTPClient(file_->client()).infoForFileAtPath(file_->path()))
-            dataSource_->setKnownFileSize(information.value().fileSize);
-        else if (isSshError(information.error(), SshErrorCode::NoSuchFile))
-            dataSource_->setKnownFileSize(std::nullopt);
         dataSource_->countLines([this] { return isCancelled(); });
         if (!isCancelled())
             report([](RemoteDocument& document) { document.loadEnded(); });
@@ -188,7 +181,7 @@ Status RemoteDocument::readFromUrl(const QUrl& url) {
     loadProgress_ = std::make_shared<LoadProgressController>(displayName());
     listener_ = std::make_shared<Listener>(self());
     file_ = std::make_shared<RemoteFile>(client_, address->path(), listener_);
-    dataSource_ = std::make_shared<RemoteLogDataSource>(shared_from_this(), file_);
+    dataSource_ = RemoteLogDataSource::create(shared_from_this(), file_);
     return success();
 }
 
@@ -228,8 +221,15 @@ void RemoteDocument::connected() {
     }
     if (follows_)
         follow();
+    // A server that does not tell of files costs nothing but this.
+    informationQueue_->run([file = file_] {
+        file->lookForLink();
+        file->lookWhatItIs();
+    });
     if (std::exchange(isAnnounced_, true))
         return;
+    // The first lines need no count.
+    dataSource_->loadPage(1, true);
     if (RemoteRecentFilesManager::hasShared())
         RemoteRecentFilesManager::shared().add(fileUrl_);
     NotificationCenter::shared().post(notification::documentLoaded,
@@ -368,6 +368,7 @@ void RemoteDocument::cancelLoading() {
 void RemoteDocument::reload() {
     if (isClosed() || !client_->isConnected())
         return;
+    dataSource_->forgetPlaces();
     dataSource_->invalidateRows();
     loadProgress_ = std::make_shared<LoadProgressController>(displayName());
     connectInBackground();

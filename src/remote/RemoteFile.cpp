@@ -1,6 +1,6 @@
 #include "remote/RemoteFile.h"
 
-#include "core/reader/Pages.h"
+#include "remote/RemoteCommands.h"
 #include "remote/RemoteErrors.h"
 #include "remote/SFTPClient.h"
 #include "remote/ssh/RemoteLog.h"
@@ -23,8 +23,8 @@ RemoteFile::RemoteFile(std::shared_ptr<Client> client, QString path,
                        std::weak_ptr<RemoteFileListener> listener)
     : client_(std::move(client)), path_(std::move(path)), listener_(std::move(listener)) {}
 
-std::optional<QString> RemoteFile::run(const QString& command, const IsCancelled& isCancelled) {
-    std::optional<QString> output = client_->answer(command, isCancelled);
+std::optional<QByteArray> RemoteFile::answer(const QString& command, const IsCancelled& isCancelled) {
+    auto output = client_->answer(command, isUnwanted(isCancelled));
     if (isCancelled && isCancelled())
         return std::nullopt;
     const auto listener = output ? nullptr : listener_.lock();
@@ -33,8 +33,22 @@ std::optional<QString> RemoteFile::run(const QString& command, const IsCancelled
     return output;
 }
 
-qint64 RemoteFile::numberIn(const QString& output) {
-    const QString text = output.trimmed();
+bool RemoteFile::read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled) {
+    const bool isRead = client_->read(command, sink, isUnwanted(isCancelled));
+    if (isCancelled && isCancelled())
+        return false;
+    const auto listener = isRead ? nullptr : listener_.lock();
+    if (listener && !client_->isConnected())
+        listener->connectionGone();
+    return isRead;
+}
+
+RemoteFile::IsCancelled RemoteFile::isUnwanted(const IsCancelled& isCancelled) const {
+    return [this, &isCancelled] { return isNoFile_ || (isCancelled && isCancelled()); };
+}
+
+qint64 RemoteFile::numberIn(const QByteArray& output) {
+    const QByteArray text = output.trimmed();
     if (text.isEmpty())
         return 0;
     bool isNumber = false;
@@ -48,28 +62,68 @@ qint64 RemoteFile::numberIn(const QString& output) {
             return 0;
     }
     if (const auto listener = listener_.lock())
-        listener->serverPrintsText(text);
+        listener->serverPrintsText(QString::fromUtf8(text));
     return 0;
 }
 
 std::optional<qint64> RemoteFile::lineCount(const IsCancelled& isCancelled) {
-    const auto output = run(QStringLiteral("wc -l < \"") + path_ + u'"', isCancelled);
+    const auto output = answer(remotecommands::countLines(path_), isCancelled);
     return output ? std::optional(numberIn(*output)) : std::nullopt;
 }
 
-quint64 RemoteFile::sizeAt(const QString& path, const IsCancelled& isCancelled) {
-    const auto output =
-        run(QStringLiteral("ls -nl \"") + path + QStringLiteral("\" | awk '{print $5}'"), isCancelled);
-    return output ? static_cast<quint64>(numberIn(*output)) : 0;
+std::optional<quint64> RemoteFile::sizeAt(const QString& path, const IsCancelled& isCancelled) {
+    const auto output = answer(remotecommands::size(path), isCancelled);
+    if (!output)
+        return std::nullopt;
+    bool isNumber = false;
+    const quint64 number = output->trimmed().toULongLong(&isNumber);
+    if (!isNumber)
+        return sizeByStat(*output);
+    setFault(Fault::NoSize, {});
+    return number;
 }
 
-quint64 RemoteFile::size(const IsCancelled& isCancelled) {
-    quint64 bytes = sizeAt(measuredPath(), isCancelled);
+std::optional<quint64> RemoteFile::sizeByStat(const QByteArray& output) {
+    const auto information = SFTPClient(client_).infoForFileAtPath(shownPath());
+    if (!information || information.value().kind == RemoteFileKind::Unknown)
+        return static_cast<quint64>(numberIn(output)); // nobody knows better
+    setKind(information.value().kind);
+    if (isNoFile_)
+        return std::nullopt;
+    setFault(Fault::NoSize, QCoreApplication::translate(
+                                "RemoteFile", "The server does not tell the size of \"%1\" by \"ls\" and "
+                                              "\"awk\": lines that are added are not noticed.")
+                                .arg(shownPath()));
+    if (!output.trimmed().isEmpty())
+        static_cast<void>(numberIn(output));
+    return std::nullopt;
+}
+
+void RemoteFile::lookWhatItIs() {
+    if (const auto information = SFTPClient(client_).infoForFileAtPath(shownPath()))
+        setKind(information.value().kind);
+}
+
+void RemoteFile::setKind(RemoteFileKind kind) {
+    isNoFile_ = kind == RemoteFileKind::Directory || kind == RemoteFileKind::Other;
+    const char* const text =
+        kind == RemoteFileKind::Directory
+            ? QT_TRANSLATE_NOOP("RemoteFile", "\"%1\" is a directory: choose a file in it.")
+            : QT_TRANSLATE_NOOP("RemoteFile", "\"%1\" is no file whose lines could be read.");
+    setFault(Fault::NotAFile,
+             isNoFile_ ? QCoreApplication::translate("RemoteFile", text).arg(shownPath()) : QString());
+}
+
+std::optional<quint64> RemoteFile::size(const IsCancelled& isCancelled) {
+    auto bytes = sizeAt(measuredPath(), isCancelled);
     if (isCancelled && isCancelled())
-        return 0;
+        return std::nullopt;
     const bool mayBeLink = [&] {
         const std::lock_guard guard(mutex_);
-        const bool isChanged = bytes != std::exchange(size_, bytes) && bytes <= longestLink;
+        isSizeKnown_ = bytes.has_value();
+        if (!bytes)
+            return false;
+        const bool isChanged = *bytes != std::exchange(size_, *bytes) && *bytes <= longestLink;
         if (isChanged && place_ == Place::File)
             place_ = Place::Unknown;
         return isChanged && place_ == Place::Unknown;
@@ -77,14 +131,15 @@ quint64 RemoteFile::size(const IsCancelled& isCancelled) {
     if (const QString path = mayBeLink ? measuredPath() : path_; path != path_) {
         bytes = sizeAt(path, isCancelled);
         const std::lock_guard guard(mutex_);
-        size_ = bytes;
+        isSizeKnown_ = bytes.has_value();
+        size_ = bytes.value_or(size_);
     }
     return bytes;
 }
 
-quint64 RemoteFile::lastSize() const {
+std::optional<quint64> RemoteFile::lastSize() const {
     const std::lock_guard guard(mutex_);
-    return size_;
+    return isSizeKnown_ ? std::optional(size_) : std::nullopt;
 }
 
 QString RemoteFile::measuredPath() {
@@ -104,7 +159,8 @@ QString RemoteFile::measuredPath() {
     }
     place_ = link.value() ? Place::Link : Place::File;
     QString target = link.value().value_or(path_);
-    if (std::exchange(target_, target) != target)
+    const QString before = std::exchange(target_, target);
+    if (!before.isEmpty() && before != target)
         isOtherTarget_ = true;
     return target;
 }
@@ -125,32 +181,36 @@ bool RemoteFile::takeOtherTarget() {
 // ---- Why there is nothing to see
 
 void RemoteFile::lookForFault() {
-    if (!client_->isConnected() || printsText())
+    if (!client_->isConnected() || printsText() || isNoFile_)
         return;
     SFTPClient files(client_);
     const auto information = files.infoForFileAtPath(shownPath());
     if (information && information.value().fileSize == 0) {
-        setFault({});
+        linesAreThere();
         return;
     }
     const Status reading = information ? files.tryReading(shownPath()) : information.error();
     if (reading)
-        setFault(
-            QCoreApplication::translate("RemoteFile", "\"%1\" cannot be read, or holds no complete line.")
-                .arg(shownPath()));
+        setFault(Fault::NoLines, QCoreApplication::translate(
+                                     "RemoteFile", "\"%1\" cannot be read, or holds no complete line.")
+                                     .arg(shownPath()));
     // A server that does not tell of files at all says nothing of this one.
     else if (isSshError(reading.error(), SshErrorCode::NoSuchFile) ||
              isSshError(reading.error(), SshErrorCode::CannotRead))
-        setFault(reading.error().userText);
+        setFault(Fault::NoLines, reading.error().userText);
 }
 
-void RemoteFile::setFault(const QString& text) {
+void RemoteFile::setFault(Fault fault, const QString& text) {
     // Told under the lock, so that the last one is heard last.
     const std::lock_guard guard(mutex_);
-    if (std::exchange(fault_, text) == text)
+    faults_[static_cast<std::size_t>(fault)] = text;
+    const auto first =
+        std::find_if(faults_.begin(), faults_.end(), [](const QString& one) { return !one.isEmpty(); });
+    QString told = first == faults_.end() ? QString() : *first;
+    if (std::exchange(fault_, told) == told)
         return;
     if (const auto listener = listener_.lock())
-        listener->fileFault(text);
+        listener->fileFault(told);
 }
 
 bool RemoteFile::printsText() const {
@@ -187,6 +247,8 @@ Result<Client::Connection> RemoteFile::connect() {
 }
 
 bool RemoteFile::connectForPage() {
+    if (isNoFile_)
+        return false;
     const bool wasConnected = client_->isConnected();
     const std::uint64_t login = client_->loginNumber();
     const auto listener = listener_.lock();
@@ -212,24 +274,6 @@ bool RemoteFile::connectForPage() {
     if (listener)
         wasConnected && client_->claimLoss(login) ? listener->connectionLost() : listener->connectionGone();
     return false;
-}
-
-std::optional<QStringList> RemoteFile::page(qint64 page, const IsCancelled& isCancelled) {
-    if (!connectForPage())
-        return std::nullopt;
-    return lines(pages::firstLine(page), pages::size, isCancelled);
-}
-
-std::optional<QStringList> RemoteFile::lines(qint64 first, qint64 count, const IsCancelled& isCancelled) {
-    const auto output = run(QStringLiteral("tail -n+") + QString::number(first + 1) + QStringLiteral(" \"") +
-                                path_ + QStringLiteral("\" | head -n ") + QString::number(count),
-                            isCancelled);
-    if (!output)
-        return std::nullopt;
-    QStringList lines = output->split(u'\n');
-    // What stands behind the last newline is no line yet.
-    lines.resize(std::min(lines.size() - 1, static_cast<qsizetype>(count)));
-    return lines;
 }
 
 } // namespace korvane

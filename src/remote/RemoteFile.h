@@ -1,10 +1,12 @@
 #pragma once
 
 #include "remote/Client.h"
+#include "remote/ssh/RemoteEntry.h"
 
+#include <QByteArray>
 #include <QString>
-#include <QStringList>
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -36,7 +38,6 @@ class RemoteFile {
 public:
     using IsCancelled = std::function<bool()>;
 
-    /// `path`: stands between double quotation marks in the commands, and nothing in it is escaped.
     RemoteFile(std::shared_ptr<Client> client, QString path, std::weak_ptr<RemoteFileListener> listener);
 
     const std::shared_ptr<Client>& client() const { return client_; }
@@ -46,38 +47,49 @@ public:
     void close();
     /// As Client::connect; in vain once closed.
     Result<Client::Connection> connect();
+    /// Connects where there is no connection, unless the last login was refused. Whether there is one.
+    bool connectForPage();
     /// Nothing without an answer, or once cancelled; 0 for an answer that is no number.
     std::optional<qint64> lineCount(const IsCancelled& isCancelled);
-    /// The size in bytes, of the file that a symbolic link leads to; 0 for no answer, or one that is no
-    /// number.
-    quint64 size(const IsCancelled& isCancelled);
-    /// As it was last asked for.
-    quint64 lastSize() const;
+    /// The size in bytes, of the file that a symbolic link leads to; 0 for a file that is not there. Nothing
+    /// when it cannot be asked for, or once cancelled.
+    std::optional<quint64> size(const IsCancelled& isCancelled);
+    /// As it was last asked for; nothing where that was in vain.
+    std::optional<quint64> lastSize() const;
     /// Looks whether the path is a symbolic link; what is none is taken for none until its size changes to
     /// that of a link.
     void lookForLink();
     /// Whether the path has come to lead to another file since the last call. Does not wait.
     bool takeOtherTarget();
 
+    /// What a command says, which is not much. Nothing without an answer, or once cancelled.
+    std::optional<QByteArray> answer(const QString& command, const IsCancelled& isCancelled);
+    /// Hands what a command writes to the sink while it comes. Whether it has come to its end, or to that of
+    /// the sink.
+    bool read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled);
+
     /// There are lines. Does not wait.
-    void linesAreThere() { setFault({}); }
+    void linesAreThere() { setFault(Fault::NoLines, {}); }
     /// There are no lines: finds out why.
     void lookForFault();
-    /// The lines of a page that end with a newline; connects where there is no connection, unless the last
-    /// login was refused. Nothing when it cannot be asked for, or once cancelled.
-    std::optional<QStringList> page(qint64 page, const IsCancelled& isCancelled);
-    /// As above for `count` lines from the zero-based one on, without connecting.
-    std::optional<QStringList> lines(qint64 first, qint64 count, const IsCancelled& isCancelled);
+    /// Finds out whether a file stands at the path at all: what is none is not read.
+    void lookWhatItIs();
 
 private:
-    /// Nothing without an answer, or once cancelled.
-    std::optional<QString> run(const QString& command, const IsCancelled& isCancelled);
-    bool connectForPage();
-    qint64 numberIn(const QString& output);
-    quint64 sizeAt(const QString& path, const IsCancelled& isCancelled);
+    /// What keeps the lines from being shown, or from being followed.
+    enum class Fault { NotAFile, NoSize, NoLines };
+    static constexpr std::size_t faultKinds = 3;
+
+    qint64 numberIn(const QByteArray& output);
+    std::optional<quint64> sizeAt(const QString& path, const IsCancelled& isCancelled);
+    /// What the server says of the file when it cannot say its size by a number.
+    std::optional<quint64> sizeByStat(const QByteArray& output);
+    void setKind(RemoteFileKind kind);
+    /// Commands that wait for what is no file end.
+    IsCancelled isUnwanted(const IsCancelled& isCancelled) const;
     /// The path of the file itself, looked for where it may be behind a link.
     QString measuredPath();
-    void setFault(const QString& text);
+    void setFault(Fault fault, const QString& text);
     bool printsText() const;
     /// As the user knows it.
     QString shownPath() const;
@@ -88,12 +100,15 @@ private:
     const QString path_;
     const std::weak_ptr<RemoteFileListener> listener_;
     std::atomic<bool> isClosed_{false};
+    std::atomic<bool> isNoFile_{false};
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.
-    std::uint64_t printingLogin_ = 0; // that was told of for printing text
-    QString fault_;                   // told last
+    std::uint64_t printingLogin_ = 0;        // that was told of for printing text
+    std::array<QString, faultKinds> faults_; // the first one is told
+    QString fault_;                          // told last
     quint64 size_ = 0;
+    bool isSizeKnown_ = false;
     Place place_ = Place::Unknown;
     QString target_; // where the path led to last; empty before it is known
     bool isOtherTarget_ = false;

@@ -18,9 +18,11 @@ void RemoteFileMonitorOperation::main() {
 }
 
 std::optional<std::uint64_t> RemoteFileMonitorOperation::getFileSize() {
-    const quint64 size = file_->size([this] { return isCancelled(); });
+    const auto size = file_->size([this] { return isCancelled(); });
     // What was not waited for is no size.
-    return isCancelled() ? std::nullopt : std::optional<std::uint64_t>(size);
+    if (isCancelled())
+        return std::nullopt;
+    return lastSize_ = size.value_or(lastSize_);
 }
 
 } // namespace korvane

@@ -14,7 +14,7 @@ class RemoteFileMonitorOperation : public FileMonitorOperation {
 public:
     explicit RemoteFileMonitorOperation(std::shared_ptr<RemoteFile> file) : file_(std::move(file)) {}
 
-    /// One that cannot be asked for counts as 0. Nothing once cancelled.
+    /// As it was before while it cannot be asked for. Nothing once cancelled.
     std::optional<std::uint64_t> getFileSize() override;
 
 protected:
@@ -22,6 +22,7 @@ protected:
 
 private:
     const std::shared_ptr<RemoteFile> file_;
+    std::uint64_t lastSize_ = 0; // of the operation's thread
 };
 
 } // namespace korvane

@@ -1,45 +1,46 @@
 #include "remote/RemoteLoadLinesOperation.h"
 
-#include "core/reader/LogReader.h"
-#include "foundation/text/StringEncoding.h"
+#include "core/reader/Pages.h"
 #include "remote/RemoteFile.h"
+#include "remote/RemoteLogDataSource.h"
+#include "remote/RemoteReader.h"
 
 #include <utility>
 
 namespace korvane {
-namespace {
 
-/// Very long lines are cut, as those of local files are.
-DisplayLine shown(QString line, qsizetype longest) {
-    if (line.size() <= longest)
-        return {std::move(line), 0};
-    const qsizetype kept = line.at(longest - 1).isHighSurrogate() ? longest - 1 : longest;
-    return {line.first(kept), encodedSize(QStringView(line).sliced(kept), encoding::utf8)};
-}
-
-} // namespace
-
-RemoteLoadLinesOperation::RemoteLoadLinesOperation(std::weak_ptr<TailDataSource> dataSource,
+RemoteLoadLinesOperation::RemoteLoadLinesOperation(std::weak_ptr<RemoteLogDataSource> dataSource,
                                                    std::shared_ptr<RemoteFile> file,
+                                                   std::shared_ptr<RemoteReader> reader,
                                                    const PageRequest& request)
-    : PageLoadOperation(std::move(dataSource), request), file_(std::move(file)) {}
+    : PageLoadOperation(dataSource, request), dataSource_(std::move(dataSource)), file_(std::move(file)),
+      reader_(std::move(reader)) {}
 
 std::optional<DisplayLines> RemoteLoadLinesOperation::readLines() {
-    std::optional<QStringList> lines = file_->page(request().page, [this] { return isCancelled(); });
-    if (!lines) {
+    const qint64 first = pages::firstLine(request().page) + request().firstRow;
+    auto piece = file_->connectForPage()
+                     ? reader_->lines(first, pages::size - request().firstRow, RemoteReader::LineLimit::Shown,
+                                      [this] { return isCancelled(); })
+                     : std::nullopt;
+    if (!piece) {
         // Only ends here: the page stays one that has been asked for.
         Operation::cancel(); // NOLINT(bugprone-parent-virtual-call)
         return std::nullopt;
     }
-    std::vector<std::uint64_t> lengths;
-    for (const QString& line : *lines)
-        lengths.push_back(static_cast<std::uint64_t>(line.size()));
-    const auto longest = static_cast<qsizetype>(LogReader::longestLineAmong(lengths));
-    DisplayLines read;
-    read.lines.reserve(static_cast<std::size_t>(lines->size()));
-    for (QString& line : *lines)
-        read.lines.push_back(shown(std::move(line), longest));
-    return read;
+    linesRead_ = std::ssize(piece->lines);
+    // An empty file has no row that could not be read.
+    if (first == 0 && piece->lines.empty())
+        return std::nullopt;
+    isPartial_ = piece->isPartial;
+    return DisplayLines{std::move(piece->lines), false};
+}
+
+void RemoteLoadLinesOperation::main() {
+    PageLoadOperation::main();
+    // They show before the server has counted.
+    const auto dataSource = dataSource_.lock();
+    if (dataSource && request().page == 1 && request().firstRow == 0 && linesRead_ && !isCancelled())
+        dataSource->firstLinesRead(*linesRead_);
 }
 
 } // namespace korvane

@@ -7,18 +7,27 @@
 namespace korvane {
 
 class RemoteFile;
+class RemoteLogDataSource;
+class RemoteReader;
 
-/// Loads a page of a file on a server. One that fails leaves the rows as they are, and is not tried again.
+/// Loads a page of a file on a server, or a piece of one. One that fails leaves the rows as they are, and is
+/// not tried again.
 class RemoteLoadLinesOperation : public PageLoadOperation {
 public:
-    RemoteLoadLinesOperation(std::weak_ptr<TailDataSource> dataSource, std::shared_ptr<RemoteFile> file,
-                             const PageRequest& request);
+    RemoteLoadLinesOperation(std::weak_ptr<RemoteLogDataSource> dataSource, std::shared_ptr<RemoteFile> file,
+                             std::shared_ptr<RemoteReader> reader, const PageRequest& request);
 
 protected:
     std::optional<DisplayLines> readLines() override;
+    bool isPartial() const override { return isPartial_; }
+    void main() override;
 
 private:
+    const std::weak_ptr<RemoteLogDataSource> dataSource_;
     const std::shared_ptr<RemoteFile> file_;
+    const std::shared_ptr<RemoteReader> reader_;
+    bool isPartial_ = false;
+    std::optional<qint64> linesRead_;
 };
 
 } // namespace korvane

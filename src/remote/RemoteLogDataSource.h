@@ -8,12 +8,14 @@
 namespace korvane {
 
 class RemoteFile;
+class RemoteReader;
 
 /// The rows of a file on a server. Its lines are counted there by a worker, one count at a time; until there
 /// is an answer the last one holds.
 class RemoteLogDataSource : public TailDataSource {
 public:
-    RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document, std::shared_ptr<RemoteFile> file);
+    static std::shared_ptr<RemoteLogDataSource> create(const std::shared_ptr<DocumentProtocol>& document,
+                                                       std::shared_ptr<RemoteFile> file);
 
     /// The last known count; has the server asked when there is none, which is so for an empty file, too.
     qint64 rowCount() const override;
@@ -40,17 +42,22 @@ public:
 
     using IsCancelled = std::function<bool()>;
 
+    /// Whatever is known of the file's lines is counted and looked for again. Any thread, does not wait.
+    void forgetPlaces();
+    /// Before the lines have been counted: so many are there. Any thread, does not wait.
+    void firstLinesRead(qint64 lineCount);
+
     // What the reading of the file finds out. A worker's thread: waits for the server, and for another count
     // under way. Changed rows are announced.
 
     /// The lines known so far may not be those of the file any more.
     void countLines(const IsCancelled& isCancelled);
-    /// What was the last line, and what follows, is loaded again.
-    void fileHasGrown(const IsCancelled& isCancelled);
-    /// All rows go. `size` is 0 also when it cannot be measured.
+    /// What follows the last line is asked for, if the file is still the same.
+    void fileHasGrown(quint64 size, const IsCancelled& isCancelled);
+    /// All rows go.
     void fileHasShrunk(quint64 size, const IsCancelled& isCancelled);
-    /// All rows go, if there are any.
-    void fileIsEmpty();
+    /// The size has not changed since the last look: rows that cannot be of a file of this size go.
+    void filePolledWith(quint64 size, const IsCancelled& isCancelled);
 
 protected:
     std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) override;
@@ -59,23 +66,38 @@ protected:
 private:
     enum class Content { Known, Grown, Other };
 
-    void count(Content content, const IsCancelled& isCancelled);
+    RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document, std::shared_ptr<RemoteFile> file);
+    std::shared_ptr<RemoteLogDataSource> self() const;
+    void countInBackground(Content content) const;
+    /// `size`: of the file, where it is known.
+    void count(Content content, std::optional<quint64> size, const IsCancelled& isCancelled);
+    /// With the lock of counts held. False when the file has been emptied since.
+    bool takeCount(qint64 counted, std::uint64_t emptied);
     void announce(Content content, qint64 before, qint64 now);
     /// Lets the lines that have come since the last call pass the rules that tell the user of lines, in the
     /// background, whether or not anyone looks at them.
     /// `emptied`: what the number of such events was when the count began.
     void passArrivedLines(Content content, qint64 now, std::uint64_t emptied);
     void forgetArrivedLines(std::optional<qint64> arrivedFrom);
-    /// The page's lines, from the rows or from the server. Nothing when they cannot be read.
-    std::optional<QStringList> linesOfPage(qint64 page, const std::function<bool()>& isCancelled);
+    /// Lines of one page.
+    struct Texts {
+        QStringList lines;
+        /// The page has more of them, which are too many bytes to be read at once.
+        bool isPartial = false;
+    };
+    /// From this line on, from the rows or from the server. Nothing when they cannot be read.
+    std::optional<Texts> texts(qint64 first, const std::function<bool()>& isCancelled);
 
     const std::shared_ptr<RemoteFile> file_;
+    const std::shared_ptr<RemoteReader> reader_;
     qint64 lastFirstRow_ = 0; // main thread
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.
-    qint64 lastLineCount_ = 0;  // 0 = not known
-    qint64 shownLineCount_ = 0; // the last that was known
+    /// As far as is known; before the first count those that have been read.
+    qint64 lineCount_ = 0;
+    bool isCounted_ = false; // nothing says that there are others by now
+    bool isFirstPageRead_ = false;
     std::optional<quint64> knownFileSize_;
     bool isCountUnwanted_ = false;
     std::uint64_t emptied_ = 0; // how often all rows have gone without a count

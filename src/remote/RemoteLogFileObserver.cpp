@@ -49,12 +49,13 @@ bool RemoteLogFileObserver::isTailing() const {
 
 void RemoteLogFileObserver::fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) {
     hasChanged_ = true;
+    announceMonitor();
     const auto dataSource = dataSource_.lock();
     if (!dataSource)
         return;
     dataSource->setKnownFileSize(newSize);
     if (newSize > oldSize && !file_->takeOtherTarget())
-        dataSource->fileHasGrown(isStopped());
+        dataSource->fileHasGrown(newSize, isStopped());
     else
         contentIsOther(*dataSource, newSize);
 }
@@ -69,19 +70,25 @@ std::function<bool()> RemoteLogFileObserver::isStopped() const {
 }
 
 void RemoteLogFileObserver::filePolled() {
+    announceMonitor();
     const bool hasChanged = std::exchange(hasChanged_, false);
     const auto dataSource = dataSource_.lock();
+    const auto size = file_->lastSize();
+    if (hasChanged || !dataSource || !size)
+        return;
     // Two files may be of one size.
-    if (!hasChanged && dataSource && file_->takeOtherTarget())
-        contentIsOther(*dataSource, file_->lastSize());
+    if (file_->takeOtherTarget())
+        contentIsOther(*dataSource, *size);
+    else
+        dataSource->filePolledWith(*size, isStopped());
+}
+
+void RemoteLogFileObserver::announceMonitor() {
     auto monitor = fileMonitor();
     if (monitor == announcedMonitor_.lock())
         return;
-    announcedMonitor_ = monitor;
+    announcedMonitor_ = std::move(monitor);
     announceTailing();
-    // A new monitor takes an empty file for one that has not changed. There may be rows from before.
-    if (!hasChanged && dataSource)
-        dataSource->fileIsEmpty();
 }
 
 void RemoteLogFileObserver::announceTailing() {

@@ -44,6 +44,8 @@ private:
     /// Of the monitor there is.
     std::function<bool()> isStopped() const;
     void contentIsOther(RemoteLogDataSource& dataSource, std::uint64_t size);
+    /// That it has begun, once.
+    void announceMonitor();
     /// `notification::tailingChanged`.
     void announceTailing();
 

@@ -40,7 +40,7 @@ public:
         return Connection{logins == Logins::Accepted, true};
     }
     bool isConnected() const override { return isConnected_.load(); }
-    std::optional<QString> answer(const QString& command, const IsCancelled& isCancelled) override {
+    bool read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled) override {
         {
             std::unique_lock guard(mutex_);
             commands_.append(command);
@@ -50,7 +50,7 @@ public:
         if (fails_.load())
             isConnected_ = false;
         if (!isConnected() || isUnanswered(command) || (isCancelled && isCancelled()))
-            return std::nullopt;
+            return false;
         const QByteArray output = run(command);
         {
             std::unique_lock guard(mutex_);
@@ -63,7 +63,8 @@ public:
                 changed_.wait_for(guard, std::chrono::milliseconds(5));
             heldOutputs_ -= isHeld ? 1 : 0;
         }
-        return QString::fromUtf8(printedFirst_.load() ? "Welcome\n" + output : output);
+        sink(printedFirst_.load() ? "Welcome\n" + output : output);
+        return true;
     }
     void disconnect() override { isConnected_ = false; }
     void endLogin(std::uint64_t login) override {
@@ -119,7 +120,8 @@ private:
     }
     static QByteArray run(const QString& command) {
         QByteArray output;
-        std::FILE* pipe = ::popen((command + QStringLiteral(" 2>/dev/null")).toUtf8().constData(), "r");
+        std::FILE* pipe = ::popen(
+            (QStringLiteral("{ ") + command + QStringLiteral("\n} 2>/dev/null")).toUtf8().constData(), "r");
         char block[4096];
         while (const std::size_t count = std::fread(block, 1, sizeof block, pipe))
             output.append(block, static_cast<qsizetype>(count));

@@ -93,6 +93,15 @@ protected:
             std::chrono::seconds(60)));
         return alerts_.texts();
     }
+    /// How many bytes the command writes; nothing when it does not come to its end.
+    static std::optional<qint64> bytesRead(const std::shared_ptr<Client>& client, const QString& command) {
+        qint64 bytes = 0;
+        const auto count = [&bytes](QByteArrayView more) {
+            bytes += more.size();
+            return true;
+        };
+        return client->read(command, count, {}) ? std::optional(bytes) : std::nullopt;
+    }
     static QString lossText(std::uint16_t port) {
         return QStringLiteral("Disconnected from remote server host!|SSH session failure (Host: "
                               "Optional(\"127.0.0.1\"), Port: Optional(%1))")

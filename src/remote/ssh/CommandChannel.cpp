@@ -87,8 +87,8 @@ CommandChannel::State CommandChannel::close() {
         closingEnds_ = Clock::now() + closingLimit;
     stage_ = Stage::Closing;
     bool hasMore = false;
-    static_cast<void>(drain(false, nullptr, hasMore));
-    static_cast<void>(drain(true, nullptr, hasMore));
+    static_cast<void>(drain(false, Bytes::Dropped, hasMore));
+    static_cast<void>(drain(true, Bytes::Dropped, hasMore));
     const bool isOver = ssh_channel_is_closed(channel_) || !ssh_is_connected(session_);
     return isOver || Clock::now() >= *closingEnds_ ? State::Ended : State::UnderWay;
 }
@@ -104,7 +104,8 @@ CommandChannel::State CommandChannel::stop() {
     if (stage_ != Stage::Running)
         return State::Ended;
     bool hasMore = false;
-    if (drain(false, nullptr, hasMore) == State::Ended || drain(true, nullptr, hasMore) == State::Ended)
+    if (drain(false, Bytes::Dropped, hasMore) == State::Ended ||
+        drain(true, Bytes::Dropped, hasMore) == State::Ended)
         return State::Ended;
     if (hasStatus_ || !signal_.isEmpty() || !ssh_channel_is_open(channel_))
         return close();
@@ -147,9 +148,12 @@ CommandChannel::State CommandChannel::request() {
 CommandChannel::State CommandChannel::read(bool& hasMore) {
     // Both streams share one window: what nobody reads would in the end hold up the other.
     bool isLeft = false;
-    if (drain(false, &output_, isLeft) == State::Ended || drain(true, nullptr, isLeft) == State::Ended)
+    if (drain(false, Bytes::Taken, isLeft) == State::Ended ||
+        drain(true, Bytes::Dropped, isLeft) == State::Ended)
         return State::Ended;
     hasMore |= isLeft;
+    if (isCancelled_)
+        return stop();
     const bool isClosed = ssh_channel_is_closed(channel_);
     if (isLeft || !(isClosed || (hasStatus_ && ssh_channel_is_eof(channel_))))
         return State::UnderWay;
@@ -157,11 +161,11 @@ CommandChannel::State CommandChannel::read(bool& hasMore) {
         return fail(QStringLiteral("The command was ended by the signal %1.").arg(signal_));
     if (!hasStatus_)
         return fail(QStringLiteral("The command ended without an exit status."));
-    command_->output.set(std::move(output_));
+    command_->output.set(success());
     return close();
 }
 
-CommandChannel::State CommandChannel::drain(bool isStandardError, QByteArray* output, bool& hasMore) {
+CommandChannel::State CommandChannel::drain(bool isStandardError, Bytes bytes, bool& hasMore) {
     static thread_local std::array<char, 1 << 16> buffer;
     for (int taken = 0; taken < bytesPerTurn;) {
         const int count =
@@ -176,8 +180,11 @@ CommandChannel::State CommandChannel::drain(bool isStandardError, QByteArray* ou
             return State::UnderWay;
         taken += count;
         received_ += static_cast<std::uint64_t>(count);
-        if (output)
-            output->append(buffer.data(), count);
+        if (bytes == Bytes::Taken && !command_->sink({buffer.data(), count})) {
+            command_->output.set(success());
+            isCancelled_ = true; // on the server, too
+            return State::UnderWay;
+        }
     }
     hasMore = true;
     return State::UnderWay;

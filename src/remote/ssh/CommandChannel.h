@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/work/Reply.h"
+#include "remote/ssh/OutputSink.h"
 
 #include <QByteArray>
 
@@ -18,9 +19,11 @@ namespace korvane {
 /// A command that somebody waits for.
 struct Command {
     QByteArray text;
+    OutputSink sink;
     /// Called until the output is set, on the thread that owns the session. May be empty.
     std::function<bool()> isCancelled;
-    Reply<Result<QByteArray>> output;
+    /// That the sink has got all that it wants.
+    Reply<Status> output;
 
     /// Whether nobody waits for it any longer; sets the output then.
     bool takeCancel();
@@ -62,8 +65,9 @@ private:
     State open();
     State request();
     State read(bool& hasMore);
-    /// Takes what has come on one of the two streams, and keeps it where `output` is given.
-    State drain(bool isStandardError, QByteArray* output, bool& hasMore);
+    enum class Bytes { Taken, Dropped };
+    /// Takes what has come on one of the two streams.
+    State drain(bool isStandardError, Bytes bytes, bool& hasMore);
     State fail(const QString& text);
     /// The output is set: waits for the server to close the channel, which frees the place that it has there.
     State close();
@@ -74,7 +78,6 @@ private:
     const ssh_channel channel_;
     ssh_channel_callbacks_struct callbacks_{};
     Stage stage_ = Stage::Opening;
-    QByteArray output_;
     bool hasStatus_ = false;
     QString signal_;
     std::optional<std::chrono::steady_clock::time_point> signalDue_;

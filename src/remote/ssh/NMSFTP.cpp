@@ -90,6 +90,13 @@ struct NMSFTP::Attributes {
     bool isDirectory() const { return S_ISDIR(permissions); }
     bool isLink() const { return S_ISLNK(permissions); }
     bool isRegular() const { return S_ISREG(permissions); }
+    RemoteFileKind kind() const {
+        if (permissions == 0)
+            return RemoteFileKind::Unknown;
+        if (isDirectory())
+            return RemoteFileKind::Directory;
+        return isRegular() ? RemoteFileKind::File : RemoteFileKind::Other;
+    }
 
     static Attributes read(QDataStream& stream) {
         Attributes attributes;
@@ -174,6 +181,7 @@ void NMSFTP::infoForFileAtPath(const QByteArray& path, Done<Result<RemoteFileInf
         info.lastAccess = time(found.value().accessTime);
         info.modificationDate = time(found.value().modificationTime);
         info.fileSize = found.value().size;
+        info.kind = found.value().kind();
         done(std::move(info));
     });
 }

@@ -89,11 +89,11 @@ Error NMSSHSession::lastError() const {
     return lastOutcome_.error();
 }
 
-Result<QByteArray> NMSSHSession::execute(const QByteArray& command, std::function<bool()> isCancelled) {
+Status NMSSHSession::execute(const QByteArray& command, OutputSink sink, std::function<bool()> isCancelled) {
     const auto current = connection();
     if (!current)
         return notConnected();
-    Result<QByteArray> output = current->execute(command, std::move(isCancelled));
+    Status output = current->execute(command, std::move(sink), std::move(isCancelled));
     if (!output && !isSshError(output.error(), SshErrorCode::Cancelled) &&
         !isSshError(output.error(), SshErrorCode::NotConnected))
         static_cast<void>(isSuccess(output.error()));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "remote/ssh/OutputSink.h"
 #include "remote/ssh/RemoteEntry.h"
 #include "remote/ssh/SessionSettings.h"
 
@@ -54,9 +55,10 @@ public:
     /// The settings of the user for all his servers count for this one.
     bool usesSshConfig() const { return settings_.usesSshConfig; }
 
-    /// What the command writes to its standard output. An exit status other than 0 is no error; a command
-    /// that ends without one is. `isCancelled` is called on another thread.
-    Result<QByteArray> execute(const QByteArray& command, std::function<bool()> isCancelled = {});
+    /// Hands on what the command writes to its standard output, until it has ended or the sink wants no more.
+    /// An exit status other than 0 is no error; a command that ends without one is. Both functions are called
+    /// on another thread.
+    Status execute(const QByteArray& command, OutputSink sink, std::function<bool()> isCancelled = {});
 
     bool directoryExistsAtPath(const QByteArray& path);
     Result<std::vector<RemoteEntry>> contentsOfDirectoryAtPath(const QByteArray& path);

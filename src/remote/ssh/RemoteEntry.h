@@ -14,12 +14,16 @@ struct RemoteEntry {
     bool isSymLink = false;
 };
 
+/// What stands at a path, behind links. Unknown where the server does not tell.
+enum class RemoteFileKind { Unknown, File, Directory, Other };
+
 /// What a server says of one file.
 struct RemoteFileInfo {
     QString filename;
     QDateTime lastAccess;
     QDateTime modificationDate;
     quint64 fileSize = 0;
+    RemoteFileKind kind = RemoteFileKind::Unknown;
 };
 
 } // namespace korvane

@@ -118,9 +118,10 @@ bool SshConnection::hasEnded() const {
     return hasEnded_;
 }
 
-Result<QByteArray> SshConnection::execute(const QByteArray& text, std::function<bool()> isCancelled) {
+Status SshConnection::execute(const QByteArray& text, OutputSink sink, std::function<bool()> isCancelled) {
     const auto command = std::make_shared<Command>();
     command->text = text;
+    command->sink = std::move(sink);
     command->isCancelled = std::move(isCancelled);
     {
         const std::lock_guard guard(mutex_);

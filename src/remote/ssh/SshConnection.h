@@ -48,9 +48,10 @@ public:
     bool isAuthorized() const;
     bool hasEnded() const;
 
-    /// What the command writes to its standard output. An exit status other than 0 is no error. `isCancelled`
-    /// is called on the thread of the connection.
-    Result<QByteArray> execute(const QByteArray& command, std::function<bool()> isCancelled);
+    /// Hands what the command writes to its standard output to the sink, until it has ended or the sink wants
+    /// no more. An exit status other than 0 is no error. Both functions are called on the thread of the
+    /// connection.
+    Status execute(const QByteArray& command, OutputSink sink, std::function<bool()> isCancelled);
     /// Does not block.
     void withFiles(FileWork work);
 

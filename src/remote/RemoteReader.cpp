@@ -1,0 +1,391 @@
+#include "remote/RemoteReader.h"
+
+#include "core/reader/Pages.h"
+#include "remote/LineSplitter.h"
+#include "remote/RemoteCommands.h"
+#include "remote/RemoteFile.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace korvane {
+namespace {
+
+/// In bytes: what is compared to find the end again.
+constexpr quint64 endMarkSize = 1024;
+/// In bytes: growth up to here comes as text, and what is more is only counted.
+constexpr quint64 mostGrowthRead = 1 << 20;
+/// In bytes: growth that goes on while it is read is left to the next look.
+constexpr qsizetype growthBudget = 4 << 20;
+/// The last lines are kept up to so many, and so many characters.
+constexpr std::size_t mostKept = 2 * static_cast<std::size_t>(pages::size);
+constexpr qsizetype mostKeptText = 8 << 20;
+constexpr std::uint64_t longestLongLine = 16 << 20;
+
+/// Compares the first bytes of what arrives with those that are expected, and hands on the rest.
+class MarkCheck {
+public:
+    explicit MarkCheck(const QByteArray& mark) : left_(mark) {}
+
+    /// Nothing once another byte has come; otherwise what stands behind the mark.
+    std::optional<QByteArrayView> take(QByteArrayView bytes) {
+        const qsizetype count = std::min(left_.size(), bytes.size());
+        hasFailed_ |= !bytes.startsWith(QByteArrayView(left_).first(count));
+        if (hasFailed_)
+            return std::nullopt;
+        left_.remove(0, count);
+        return bytes.sliced(count);
+    }
+    bool isPassed() const { return !hasFailed_ && left_.isEmpty(); }
+
+private:
+    QByteArray left_;
+    bool hasFailed_ = false;
+};
+
+std::optional<quint64> numberIn(const QByteArray& answer) {
+    bool isNumber = false;
+    const quint64 number = answer.trimmed().toULongLong(&isNumber);
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
+} // namespace
+
+RemoteReader::RemoteReader(std::shared_ptr<RemoteFile> file) : file_(std::move(file)) {}
+
+// ---- Lines
+
+std::optional<std::vector<DisplayLine>> RemoteReader::keptLines(qint64 first, qint64 count) const {
+    const auto last = std::min(first + count, firstKept_ + std::ssize(kept_));
+    if (!end_ || first < firstKept_ || first >= last)
+        return std::nullopt;
+    const auto at = [this](qint64 line) { return kept_.begin() + (line - firstKept_); };
+    return std::vector<DisplayLine>(at(first), at(last));
+}
+
+std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 count, LineLimit limit,
+                                                       const IsCancelled& isCancelled) {
+    std::optional<Place> place;
+    std::uint64_t content = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        if (auto kept = keptLines(first, count)) {
+            const bool isCut = std::any_of(kept->begin(), kept->end(),
+                                           [](const DisplayLine& line) { return line.cutBytes > 0; });
+            if (limit == LineLimit::Shown || !isCut)
+                return Piece{*std::move(kept), false};
+        }
+        if (const auto known = places_.find(first); known != places_.end())
+            place = known->second;
+        content = content_;
+    }
+    LineSplitter::Limits limits;
+    limits.lines = count;
+    if (limit == LineLimit::Long)
+        limits.line = longestLongLine;
+    LineSplitter splitter(limits);
+    const QByteArray mark = place ? place->before : QByteArray();
+    MarkCheck check(mark);
+    const QString command =
+        place ? remotecommands::linesFrom(file_->path(), place->offset - static_cast<quint64>(mark.size()),
+                                          count + mark.count('\n'))
+              : remotecommands::lines(file_->path(), first, count);
+    const bool isRead = file_->read(
+        command,
+        [&](QByteArrayView bytes) {
+            const auto rest = check.take(bytes);
+            return rest && splitter.take(*rest);
+        },
+        isCancelled);
+    if (!isRead)
+        return std::nullopt;
+    if (!check.isPassed()) {
+        forget();
+        if (onOtherContent_)
+            onOtherContent_();
+        return std::nullopt;
+    }
+    Piece piece{std::move(splitter.lines()), splitter.isFull()};
+    std::vector<DisplayLine>& lines = piece.lines;
+    // A line that is longer than a piece ends it: how long it is says the server.
+    const bool isCutOff = splitter.isFull() && splitter.unfinishedSize() > 0;
+    if (isCutOff) {
+        const auto length = file_->answer(
+            remotecommands::lengthOfLine(file_->path(), first + std::ssize(lines)), isCancelled);
+        if (!length)
+            return std::nullopt;
+        LineSplitter last({1, limits.line, std::numeric_limits<std::uint64_t>::max()});
+        last.take(splitter.unfinished());
+        last.take(QByteArrayView("\n"));
+        DisplayLine line = std::move(last.lines().front());
+        const std::uint64_t whole = numberIn(*length).value_or(splitter.unfinishedSize() + 1) - 1;
+        line.cutBytes +=
+            std::max(whole, splitter.unfinishedSize()) - static_cast<quint64>(splitter.unfinished().size());
+        lines.push_back(std::move(line));
+        piece.isPartial = std::ssize(lines) < count;
+    }
+    const std::lock_guard guard(mutex_);
+    if (content != content_)
+        return piece;
+    // Where the first line is the file's own, the place is known without having been looked for.
+    if ((place || first == 0) && !isCutOff)
+        places_[first + std::ssize(lines)] = {(place ? place->offset : 0) + splitter.size(), splitter.end()};
+    if (!end_ && std::ssize(lines) < count && !piece.isPartial) {
+        // For the end, which is still being looked for.
+        kept_ = lines;
+        firstKept_ = first;
+    }
+    if (end_ && limit == LineLimit::Shown && first <= firstKept_ && first + std::ssize(lines) >= firstKept_ &&
+        end_->lineCount - first <= static_cast<qint64>(mostKept))
+        keep(first, lines);
+    return piece;
+}
+
+void RemoteReader::keep(qint64 first, std::vector<DisplayLine> lines) {
+    if (first < firstKept_) {
+        lines.resize(static_cast<std::size_t>(firstKept_ - first));
+        lines.insert(lines.end(), std::make_move_iterator(kept_.begin()),
+                     std::make_move_iterator(kept_.end()));
+        kept_ = std::move(lines);
+        firstKept_ = first;
+    } else if (kept_.empty()) {
+        kept_ = std::move(lines);
+        firstKept_ = first;
+    } else {
+        const qint64 known = firstKept_ + std::ssize(kept_) - first;
+        if (known < std::ssize(lines))
+            kept_.insert(kept_.end(), std::make_move_iterator(lines.begin() + std::max<qint64>(known, 0)),
+                         std::make_move_iterator(lines.end()));
+    }
+    // Whole pages are asked for.
+    qsizetype text = 0;
+    for (const DisplayLine& line : kept_)
+        text += line.text.size();
+    if (kept_.size() <= mostKept && text <= mostKeptText)
+        return;
+    const qint64 end = firstKept_ + std::ssize(kept_);
+    const qint64 from =
+        text <= mostKeptText ? std::max(firstKept_, pages::firstLine(pages::pageOfLine(end - 1))) : end;
+    kept_.erase(kept_.begin(), kept_.begin() + (from - firstKept_));
+    firstKept_ = from;
+}
+
+// ---- How many there are
+
+void RemoteReader::forget() {
+    const std::lock_guard guard(mutex_);
+    ++content_;
+    places_.clear();
+    end_.reset();
+    kept_.clear();
+    firstKept_ = 0;
+}
+
+std::optional<qint64> RemoteReader::count(const IsCancelled& isCancelled) {
+    const auto size = file_->answer(remotecommands::targetSize(file_->path()), isCancelled);
+    if (isCancelled && isCancelled())
+        return std::nullopt;
+    const std::optional<qint64> counted = file_->lineCount(isCancelled);
+    const std::lock_guard guard(mutex_);
+    sizeBeforeCount_ = size ? numberIn(*size) : std::nullopt;
+    counted_ = counted.value_or(0);
+    return counted;
+}
+
+std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
+    quint64 size = 0;
+    qint64 lines = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        size = sizeBeforeCount_.value_or(0);
+        lines = counted_;
+    }
+    if (size == 0 || lines == 0)
+        return std::nullopt;
+    if (setEnd(lines, size, Size::Unchanged, isCancelled))
+        return lines;
+    // It has grown during the count.
+    const auto now = file_->answer(remotecommands::targetSize(file_->path()), isCancelled);
+    size = now ? numberIn(*now).value_or(0) : 0;
+    const auto within = size > 0
+                            ? file_->answer(remotecommands::countWithin(file_->path(), size), isCancelled)
+                            : std::nullopt;
+    lines = static_cast<qint64>(within ? numberIn(*within).value_or(0) : 0);
+    if (lines == 0 || !setEnd(lines, size, Size::Any, isCancelled))
+        return std::nullopt;
+    return lines;
+}
+
+std::optional<quint64> RemoteReader::sizeBeforeCount() const {
+    const std::lock_guard guard(mutex_);
+    return sizeBeforeCount_;
+}
+
+bool RemoteReader::knowsEnd() const {
+    const std::lock_guard guard(mutex_);
+    return end_.has_value();
+}
+
+quint64 RemoteReader::knownSize() const {
+    const std::lock_guard guard(mutex_);
+    return end_ ? end_->size : 0;
+}
+
+std::optional<RemoteReader::Mark> RemoteReader::readMark(quint64 offset, quint64 count,
+                                                         const IsCancelled& isCancelled) const {
+    auto answer =
+        file_->answer(remotecommands::sizeIdentityAndBytes(file_->path(), offset, count), isCancelled);
+    const qsizetype sizeEnd = answer ? answer->indexOf('\n') : -1;
+    const auto size = sizeEnd > 0 ? numberIn(answer->first(sizeEnd)) : std::nullopt;
+    if (!size)
+        return std::nullopt;
+    answer->remove(0, sizeEnd + 1);
+    Mark mark;
+    mark.fileSize = *size;
+    mark.identity = remotecommands::takeIdentity(*answer, file_->path());
+    mark.bytes = std::move(*answer);
+    return mark;
+}
+
+bool RemoteReader::setEnd(qint64 lineCount, quint64 size, Size expected, const IsCancelled& isCancelled) {
+    std::uint64_t content = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        content = content_;
+    }
+    const quint64 count = std::min(size, endMarkSize);
+    std::optional<Mark> mark = readMark(size - count, count, isCancelled);
+    if (!mark || mark->bytes.size() != static_cast<qsizetype>(count) ||
+        (expected == Size::Unchanged && mark->fileSize != size))
+        return false;
+    End end;
+    end.identity = std::move(mark->identity);
+    end.lineCount = lineCount;
+    end.size = size;
+    end.last = std::move(mark->bytes);
+    if (const qsizetype newline = end.last.lastIndexOf('\n'); newline >= 0) {
+        end.unfinished = end.last.sliced(newline + 1);
+        end.unfinishedSize = static_cast<quint64>(end.unfinished->size());
+    }
+    const std::lock_guard guard(mutex_);
+    if (content != content_)
+        return false;
+    notePlaces(lineCount, size - count, end.last, end.last.size());
+    end_ = std::move(end);
+    if (firstKept_ > lineCount || firstKept_ + std::ssize(kept_) < lineCount) {
+        kept_.clear();
+        firstKept_ = lineCount;
+    }
+    return true;
+}
+
+void RemoteReader::notePlaces(qint64 lineCount, quint64 offset, const QByteArray& bytes, qsizetype known) {
+    const auto note = [&](qint64 line, qsizetype position) {
+        const qsizetype start = std::max<qsizetype>(position - LineSplitter::markSize, 0);
+        places_[line] = {offset + static_cast<quint64>(position), bytes.sliced(start, position - start)};
+    };
+    qsizetype last = bytes.first(known).lastIndexOf('\n');
+    for (qsizetype newline = bytes.indexOf('\n', known); newline >= 0;
+         newline = bytes.indexOf('\n', newline + 1)) {
+        last = newline;
+        if (++lineCount % pages::size == 0)
+            note(lineCount, newline + 1);
+    }
+    if (last >= 0)
+        note(lineCount, last + 1);
+}
+
+std::optional<RemoteReader::Growth> RemoteReader::growth(std::optional<quint64> size,
+                                                         const IsCancelled& isCancelled) {
+    std::optional<End> end;
+    std::uint64_t content = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        end = end_;
+        content = content_;
+    }
+    if (!end)
+        return std::nullopt;
+    if (!size) {
+        const auto answer = file_->answer(remotecommands::targetSize(file_->path()), isCancelled);
+        size = answer ? numberIn(*answer) : std::nullopt;
+        if (!size)
+            return std::nullopt;
+    }
+    if (*size < end->size)
+        return Growth{};
+    return *size - end->size > mostGrowthRead ? countGrowth(*end, *size, isCancelled)
+                                              : readGrowth(*std::move(end), content, isCancelled);
+}
+
+std::optional<RemoteReader::Growth> RemoteReader::countGrowth(const End& end, quint64 size,
+                                                              const IsCancelled& isCancelled) {
+    const auto markSize = static_cast<quint64>(end.last.size());
+    const auto mark = readMark(end.size - markSize, markSize, isCancelled);
+    if (!mark)
+        return std::nullopt;
+    if (mark->identity != end.identity || mark->bytes != end.last)
+        return Growth{};
+    const auto answer =
+        file_->answer(remotecommands::countWithin(file_->path(), end.size, size - end.size), isCancelled);
+    const auto lines = answer ? numberIn(*answer) : std::nullopt;
+    if (!lines)
+        return std::nullopt;
+    const qint64 lineCount = end.lineCount + static_cast<qint64>(*lines);
+    return setEnd(lineCount, size, Size::Any, isCancelled) ? std::optional(Growth{true, lineCount})
+                                                           : std::nullopt;
+}
+
+std::optional<RemoteReader::Growth> RemoteReader::readGrowth(End end, std::uint64_t content,
+                                                             const IsCancelled& isCancelled) {
+    QByteArray bytes;
+    const bool isRead = file_->read(
+        remotecommands::identityAndRest(file_->path(), end.size - static_cast<quint64>(end.last.size())),
+        [&bytes](QByteArrayView more) {
+            bytes.append(more);
+            return bytes.size() < growthBudget;
+        },
+        isCancelled);
+    if (!isRead)
+        return std::nullopt;
+    const QByteArray identity = remotecommands::takeIdentity(bytes, file_->path());
+    if (identity != end.identity || !bytes.startsWith(end.last))
+        return Growth{};
+
+    const qsizetype known = end.last.size();
+    constexpr auto unlimited = std::numeric_limits<qint64>::max();
+    LineSplitter splitter({unlimited, LineSplitter::Limits().line, unlimited});
+    if (end.unfinished)
+        splitter.resume(*end.unfinished, end.unfinishedSize);
+    splitter.take(QByteArrayView(bytes).sliced(known));
+    std::vector<DisplayLine> lines = std::move(splitter.lines());
+    const qint64 first = end.lineCount;
+    const quint64 offset = end.size - static_cast<quint64>(known);
+    end.lineCount += std::ssize(lines);
+    end.size = offset + static_cast<quint64>(bytes.size());
+    end.last = bytes.last(std::min(bytes.size(), static_cast<qsizetype>(endMarkSize)));
+    const bool isFirstWhole = end.unfinished.has_value();
+    if (isFirstWhole || !lines.empty()) {
+        end.unfinished = splitter.unfinished();
+        end.unfinishedSize = splitter.unfinishedSize();
+    }
+    const std::lock_guard guard(mutex_);
+    if (content != content_)
+        return std::nullopt;
+    if (!lines.empty()) {
+        notePlaces(first, offset, bytes, known);
+        if (isFirstWhole) {
+            keep(first, std::move(lines));
+        } else {
+            lines.erase(lines.begin());
+            kept_ = std::move(lines);
+            firstKept_ = first + 1;
+        }
+    }
+    const qint64 lineCount = end.lineCount;
+    end_ = std::move(end);
+    return Growth{true, lineCount};
+}
+
+} // namespace korvane

@@ -1,0 +1,277 @@
+#include "core/FileObserverProtocol.h"
+#include "core/search/SearchItem.h"
+#include "foundation/FilePath.h"
+#include "remote/RemoteLogDataSource.h"
+#include "remote/ShellSession.h"
+#include "rules/FilterRule.h"
+#include "rules/FilterRulesMemento.h"
+#include "rules/FiltersManager.h"
+#include "rules/HighlightRule.h"
+#include "rules/NotificationRule.h"
+#include "support/RecordingNotificationCenter.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class RemoteFollowingTest : public test::ShellSession {};
+
+TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
+    openShown(test::numberedLines(1, 4998) + "last ");
+    const auto pages = pageCommands();
+    follow();
+    EXPECT_EQ(client_->commands(u"ls -nl \""_s).front(), u"ls -nl \"/%1\" | awk '{print $5}'"_s.arg(path()));
+    EXPECT_EQ(rows(), 4998);
+    file_->append("but one\n" + test::numberedLines(5000, 11) + "unfin");
+    EXPECT_TRUE(rowBecomes(5009, u"line 5010"_s));
+    ASSERT_FALSE(changes_.empty());
+    EXPECT_EQ(changes_.back(), (LineRange{4998, 12}));
+    EXPECT_EQ(row(4998), u"last but one"_s);
+    EXPECT_EQ(row(0), u"line 1"_s);
+    file_->append("ished\n");
+    EXPECT_TRUE(rowBecomes(5010, u"unfinished"_s));
+    EXPECT_EQ(pageCommands(), pages) << "what came was read by the way";
+    EXPECT_EQ(counts(), 1);
+
+    // What is much is counted.
+    file_->append(test::numberedLines(5012, 200'000) + "half");
+    EXPECT_TRUE(rowBecomes(205'010, u"line 205011"_s));
+    file_->append(" and half\n");
+    EXPECT_TRUE(rowBecomes(205'011, u"half and half"_s));
+    EXPECT_EQ(row(150'000), u"line 150001"_s);
+    EXPECT_EQ(counts(), 1) << "not from the start";
+    EXPECT_EQ(document_->knownFileSize(), static_cast<quint64>(QFile(path()).size()));
+
+    document_->stopTailing();
+    ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
+    EXPECT_TRUE(client_->isConnected());
+    EXPECT_EQ(rows(), 205'012) << "a poll that was given up is no empty file";
+}
+
+TEST_F(RemoteFollowingTest, ALineThatBeganLongBeforeTheEndIsShownWhole) {
+    openShown("first\n" + QByteArray(5000, 'x'));
+    follow();
+    file_->append("\nlast\n");
+    EXPECT_TRUE(rowBecomes(2, u"last"_s));
+    EXPECT_TRUE(rowBecomes(1, QString(5000, u'x')));
+}
+
+TEST_F(RemoteFollowingTest, ALargerFileInItsPlaceIsAnotherFile) {
+    for (const bool isRenamed : {false, true}) {
+        openShown(test::numberedLines(1, 12'000));
+        row(6000);
+        follow();
+        const QByteArray larger = "new " + test::numberedLines(1, 13'000).replace("\nl", "\nnew l");
+        if (isRenamed) {
+            const test::TemporaryFile other(larger);
+            ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
+        } else {
+            file_->overwrite(larger);
+        }
+        EXPECT_TRUE(rowBecomes(0, u"new line 1"_s));
+        EXPECT_TRUE(rowBecomes(6000, u"new line 6001"_s));
+        EXPECT_TRUE(rowBecomes(12'999, u"new line 13000"_s));
+        document_->close();
+    }
+}
+
+TEST_F(RemoteFollowingTest, AFileThatIsOnlyGrownByACopyOfItselfIsAnotherFile) {
+    openShown("a\nb\n");
+    follow();
+    const test::TemporaryFile other("a\nb\nc\n");
+    ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
+    EXPECT_TRUE(rowBecomes(2, u"c"_s));
+    EXPECT_EQ(counts(), 2);
+}
+
+TEST_F(RemoteFollowingTest, WhatIsWrittenAndEmptiedBetweenTwoPollsLeavesNoRows) {
+    openLoaded({});
+    follow();
+    const auto source = std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource());
+    file_->append(test::numberedLines(1, 50));
+    source->countLines([] { return false; });
+    file_->truncate(0);
+    ASSERT_TRUE(waitForPolls(2));
+    EXPECT_TRUE(waitForRows(0));
+}
+
+TEST_F(RemoteFollowingTest, AShorterFileIsShownFromItsFirstLine) {
+    openLoaded(test::numberedLines(1, 100));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    follow();
+    file_->truncate(0);
+    EXPECT_TRUE(waitForRows(0));
+    file_->append("new one\nnew two\n");
+    EXPECT_TRUE(rowBecomes(1, u"new two"_s));
+    EXPECT_EQ(row(0), u"new one"_s);
+    file_->overwrite("x\n");
+    EXPECT_TRUE(rowBecomes(0, u"x"_s));
+    EXPECT_EQ(rows(), 1);
+}
+
+TEST_F(RemoteFollowingTest, ACountThatBeganBeforeTheFileWasEmptiedIsForgotten) {
+    openLoaded(test::numberedLines(1, 100));
+    follow();
+    client_->holdOutput(u"ls -diL"_s);
+    const auto source = std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource());
+    std::thread counting([&] { source->countLines([] { return false; }); });
+    EXPECT_TRUE(test::waitFor([this] { return client_->heldOutputs() == 1; }));
+    file_->truncate(0);
+    EXPECT_TRUE(waitForRows(0));
+    client_->holdOutput({});
+    counting.join();
+    EXPECT_EQ(rows(), 0);
+    file_->append("new\n");
+    EXPECT_TRUE(rowBecomes(0, u"new"_s));
+}
+
+TEST_F(RemoteFollowingTest, AFileEmptiedBeforeItIsFollowedIsShownEmpty) {
+    openLoaded(test::numberedLines(1, 100));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    file_->truncate(0);
+    follow();
+    EXPECT_TRUE(waitForRows(0));
+    file_->overwrite("new\n");
+    EXPECT_TRUE(rowBecomes(0, u"new"_s));
+    EXPECT_EQ(rows(), 1);
+}
+
+TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed) {
+    // More than two pages, so that growth alone would leave the first row as it is.
+    openLoaded(test::numberedLines(1, 12'000));
+    EXPECT_EQ(row(0), u"line 1"_s);
+    follow();
+    client_->setUnanswered(u"wc"_s);
+    file_->overwrite("a\n");
+    ASSERT_TRUE(test::waitFor([this] { return document_->knownFileSize() == 2U; }));
+    const QByteArray grown = "a\n" + test::numberedLines(102, 12'020);
+    file_->overwrite(grown);
+    ASSERT_TRUE(
+        test::waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(grown.size()); }));
+    EXPECT_EQ(rows(), 12'000);
+    client_->setUnanswered({});
+    EXPECT_TRUE(waitForRows(12'021));
+    EXPECT_TRUE(rowBecomes(0, u"a"_s));
+}
+
+TEST_F(RemoteFollowingTest, StoppingDuringAPollLeavesTheRows) {
+    openLoaded(test::numberedLines(1, 100));
+    follow();
+    client_->hold(true);
+    ASSERT_TRUE(waitForPolls(0));
+    document_->stopTailing();
+    ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
+    EXPECT_EQ(rows(), 100);
+}
+
+TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
+    openShown(test::numberedLines(1, 100));
+    follow();
+    client_->setFails(true);
+    EXPECT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    client_->setFails(false);
+    ASSERT_TRUE(waitForPolls(2));
+    EXPECT_EQ(rows(), 100);
+    EXPECT_EQ(client_->loginCount, 1) << "the monitor connects only once";
+    document_->reconnect();
+    EXPECT_TRUE(test::waitFor([this] { return document_->logFileObserver()->isTailing(); }));
+    file_->append("more\n");
+    EXPECT_TRUE(rowBecomes(100, u"more"_s));
+    EXPECT_EQ(row(99), u"line 100"_s);
+    EXPECT_EQ(counts(), 1);
+}
+
+// ---- Rules that tell of what arrives
+
+/// With a rule that tells of every line with the word "error", and nobody looking at the rows.
+class RuledRemoteTest : public test::ShellSession {
+protected:
+    RuledRemoteTest() {
+        FiltersManager::setShared(std::move(FiltersManager::load(stores_.path()).value()));
+        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(stores_.path()).value()));
+    }
+    ~RuledRemoteTest() override {
+        document_->close();
+        FiltersManager::setShared(nullptr);
+        FilterRulesMemento::setShared(nullptr);
+    }
+
+    void openRuled(const QByteArray& content) {
+        openLoaded(content);
+        const auto rule = std::make_shared<FilterRule>(
+            false, std::make_shared<SearchItem>(u"error"_s),
+            std::make_shared<HighlightRule>(false, false, false, Qt::red, Qt::white),
+            std::make_shared<NotificationRule>(true, false, Frequency::Always));
+        FiltersManager::shared().addRule(rule);
+        FilterRulesMemento::shared().addActiveRule(rule->id(), absoluteString(document_->fileUrl()));
+    }
+    /// The one-based numbers of the lines told of, once nothing is under way.
+    std::vector<qint64> told() {
+        waitForPolls(3);
+        std::vector<qint64> lines;
+        for (const UserNotification& notification : center_.delivered)
+            lines.push_back(notification.userInfo->lineNum);
+        return lines;
+    }
+    bool waitForTold(std::size_t count) {
+        return test::waitFor([&] { return center_.delivered.size() >= count; });
+    }
+
+    QTemporaryDir stores_;
+    test::RecordingNotificationCenter center_;
+};
+
+TEST_F(RuledRemoteTest, WhatArrivesIsToldOnceAndWhatWasThereIsNot) {
+    openRuled("error 1\nline 2\n");
+    follow();
+    EXPECT_EQ(told(), std::vector<qint64>{});
+    file_->append("line 3\nerror 4\nerror wi");
+    EXPECT_TRUE(waitForTold(1));
+    file_->append("th more\n");
+    EXPECT_TRUE(waitForTold(2));
+    EXPECT_EQ(told(), (std::vector<qint64>{4, 5}));
+
+    // Beyond what is asked for at once, the last line being the last of a piece; and shown as well.
+    QByteArray many = test::numberedLines(6, 9999);
+    many.insert(many.size() - 1, " error");
+    file_->append(many + "error 10005\n");
+    EXPECT_TRUE(rowBecomes(10'004, u"error 10005"_s));
+    EXPECT_TRUE(waitForTold(4));
+    auto lines = told();
+    std::sort(lines.begin(), lines.end());
+    EXPECT_EQ(lines, (std::vector<qint64>{4, 5, 10'004, 10'005}));
+}
+
+TEST_F(RuledRemoteTest, AnotherContentIsToldOfFromItsFirstLine) {
+    openRuled("error 1\nerror 2\nline 3\n");
+    follow();
+    file_->overwrite("error a\n");
+    EXPECT_TRUE(waitForTold(1));
+    EXPECT_EQ(told(), std::vector<qint64>{1});
+    file_->truncate(0);
+    EXPECT_TRUE(waitForRows(0));
+    file_->append("line\nerror b\n");
+    EXPECT_TRUE(waitForTold(2));
+    EXPECT_EQ(told(), (std::vector<qint64>{1, 2}));
+}
+
+TEST_F(RuledRemoteTest, WhatCameDuringALossIsToldOfWhenItIsOver) {
+    openRuled("error 1\n");
+    follow();
+    client_->setFails(true);
+    EXPECT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    client_->setFails(false);
+    file_->append("error 2\n");
+    document_->reconnect();
+    EXPECT_TRUE(waitForTold(1));
+    file_->append("error 3\n");
+    EXPECT_TRUE(waitForTold(2));
+    EXPECT_EQ(told(), (std::vector<qint64>{2, 3}));
+}
+
+} // namespace
+} // namespace korvane

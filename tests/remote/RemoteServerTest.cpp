@@ -9,7 +9,11 @@
 #include <QFile>
 
 #include <cstdio>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace korvane {
 namespace {
@@ -31,12 +35,15 @@ protected:
         // The server's user is another one.
         ASSERT_TRUE(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
     }
-    void openPath(const QString& path) {
+    void openPath(const QString& path) { openPath(path, server_); }
+    void openPath(const QString& path, const test::SshServer& server) {
         const auto host = std::make_shared<RemoteHost>(QString::fromLatin1(test::SshServer::host),
-                                                       server_.port(), server_.user());
+                                                       server.port(), server.user());
         const auto login = std::make_shared<PublicKeyAuthnType>();
-        login->privateKeyFilePath = server_.makeKey(u"id"_s);
-        login->publicKeyFilePath = server_.path(u"id.pub"_s);
+        login->privateKeyFilePath = server.path(u"id"_s);
+        if (!QFile::exists(*login->privateKeyFilePath))
+            server.makeKey(u"id"_s);
+        login->publicKeyFilePath = server.path(u"id.pub"_s);
         host->setAuthnType(login);
         const auto document =
             RemoteDocument::create(host, alerts_, [this](const std::shared_ptr<RemoteHost>& configured) {
@@ -144,6 +151,50 @@ TEST_F(RemoteServerTest, AFileThatIsMissingOrCannotBeReadIsNoEmptyOne) {
     EXPECT_TRUE(waitForRows(2));
     EXPECT_TRUE(faultBecomes({}));
     EXPECT_TRUE(alerts_.alerts.empty());
+}
+
+TEST_F(RemoteServerTest, WhatIsNoFileIsSaidAndNotWaitedFor) {
+    const QString directory = server_.path(u"logs"_s);
+    ASSERT_TRUE(QDir().mkdir(directory));
+    Preferences::shared().setStartTailingOnFileOpen(true);
+    openPath(directory);
+    EXPECT_TRUE(faultBecomes(u"\"%1\" is a directory: choose a file in it."_s.arg(directory)));
+    EXPECT_EQ(rows(), 0);
+    EXPECT_FALSE(told_.join(u' ').contains(u"prints text"_s));
+    document_->close();
+
+    const QString pipe = server_.path(u"pipe"_s);
+    ASSERT_EQ(::mkfifo(pipe.toUtf8().constData(), 0666), 0);
+    openPath(pipe);
+    EXPECT_TRUE(faultBecomes(u"\"%1\" is no file whose lines could be read."_s.arg(pipe)));
+    document_->close();
+    // Whoever still waits for it on the server gets neither bytes nor an end.
+    const int end = ::open(pipe.toUtf8().constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_TRUE(end < 0 || test::waitFor([end] {
+                    pollfd watched{end, POLLOUT, 0};
+                    return ::poll(&watched, 1, 0) == 1 && (watched.revents & POLLERR);
+                }));
+    ::close(end);
+    EXPECT_TRUE(alerts_.alerts.empty());
+}
+
+TEST_F(RemoteServerTest, ASizeThatCannotBeAskedForIsAFaultThatStands) {
+    const QTemporaryDir tools(u"/tmp/korvane-tools-XXXXXX"_s);
+    ASSERT_TRUE(QFile::setPermissions(tools.path(), QFile::Permissions(0x7755)));
+    for (const QString& tool : {u"ls"_s, u"wc"_s, u"tail"_s, u"head"_s})
+        ASSERT_TRUE(QFile::link(u"/usr/bin/"_s + tool, tools.filePath(tool)));
+    const test::SshServer server("SetEnv PATH=" + tools.path().toUtf8());
+    const QString path = server.path(u"a.log"_s);
+    write(path, test::numberedLines(1, 100));
+    openPath(path, server);
+    ASSERT_TRUE(waitForRows(100));
+    document_->startTailingWhenLoaded();
+    EXPECT_TRUE(faultBecomes(u"The server does not tell the size of \"%1\" by \"ls\" and \"awk\": lines "
+                             "that are added are not noticed."_s.arg(path)));
+    EXPECT_EQ(rows(), 100) << "what is there stays";
+    write(path, test::numberedLines(1, 101));
+    document_->reload();
+    EXPECT_TRUE(waitForRows(101));
 }
 
 TEST_F(RemoteServerTest, AFileThatIsGoneWhileItIsFollowedIsNamedUntilItIsBack) {

@@ -249,11 +249,14 @@ void MainWindowController::updateFooter() {
         progressTimer_.start(progressInterval);
     footer_->setFileName(document_->displayName(), document_->displayPlace());
     const bool tails = isTailing();
-    footer_->setStatus(tails ? QStringLiteral("bullet_green") : QStringLiteral("bullet_red"),
-                       tails ? tr("Polling (%1s)")
-                                   .arg(QString::number(Preferences::shared().pollingInterval(), 'g',
-                                                        QLocale::FloatingPointShortest))
-                             : tr("Stopped"));
+    // Why not stands in the strip, or in place of the rows.
+    const bool isHindered = tails && !document_->openFault().isEmpty();
+    footer_->setStatus(tails && !isHindered ? QStringLiteral("bullet_green") : QStringLiteral("bullet_red"),
+                       isHindered ? tr("Cannot follow")
+                       : tails    ? tr("Polling (%1s)")
+                                     .arg(QString::number(Preferences::shared().pollingInterval(), 'g',
+                                                          QLocale::FloatingPointShortest))
+                               : tr("Stopped"));
     footer_->setLineCount(logView_->lineCount() - (logView_->endsWithEmptyRow() ? 1 : 0));
     footer_->setFileSize(document_->knownFileSize());
     footer_->setEncodingName(encodingName(document_->fileEncoding()));

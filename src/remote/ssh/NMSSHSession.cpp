@@ -16,6 +16,9 @@ NMSSHSession::~NMSSHSession() {
 }
 
 bool NMSSHSession::connect(const std::function<bool()>& isWanted) {
+    // What is told of the end of one login is not to be taken for that of the next.
+    if (const auto last = connection(); last && last->hasEnded())
+        last->waitUntilTold();
     std::shared_ptr<SshConnection> made;
     {
         const std::lock_guard guard(mutex_);

@@ -474,6 +474,7 @@ void SshConnection::finish() {
     login_.reset();
     if (isAuthorized_.load(std::memory_order_acquire))
         ended_(endedBy);
+    told_.set(true);
     disconnect();
 }
 

@@ -57,6 +57,8 @@ public:
 
     /// Stops everything that is under way; does not wait.
     void end(const std::optional<Error>& because = std::nullopt);
+    /// Of one that has ended: until whoever is told of it has been told. Waits for a moment only.
+    void waitUntilTold() { told_.wait(); }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -111,6 +113,7 @@ private:
     OperationQueue queue_;
     ServerSocket socket_;
     std::atomic<bool> isAuthorized_{false};
+    Reply<bool> told_;
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.

@@ -11,13 +11,18 @@
 namespace korvane::soak {
 
 ServedFile::ServedFile(const QString& path, std::uint64_t seed)
-    : seed_(seed), descriptor_(::open(QFile::encodeName(path).constData(),
-                                      O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644)) {
+    : path_(QFile::encodeName(path)), seed_(seed) {
+    open();
+}
+
+void ServedFile::open() {
+    descriptor_ = ::open(path_.constData(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0644);
     EXPECT_GE(descriptor_, 0);
     EXPECT_EQ(::fchmod(descriptor_, 0644), 0); // the server's user is another one
 }
 
 ServedFile::~ServedFile() {
+    ::unlink(path_.constData()); // the next round has a file of its own
     ::close(descriptor_);
 }
 
@@ -48,6 +53,17 @@ void ServedFile::cut(qint64 lines) {
     ages_.resize(static_cast<std::size_t>(lines));
     all_.push_back({lines, lines});
     isLineBegun_ = false;
+}
+
+void ServedFile::replace(qint64 lines) {
+    const QByteArray old = path_ + ".old";
+    EXPECT_EQ(::rename(path_.constData(), old.constData()), 0);
+    ::close(descriptor_);
+    open();
+    ages_.clear();
+    all_.push_back({0, 0});
+    isLineBegun_ = false;
+    append(lines);
 }
 
 std::uint64_t ServedFile::size() const {

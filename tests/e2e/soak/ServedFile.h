@@ -8,8 +8,8 @@
 
 namespace korvane::soak {
 
-/// A log file that is appended to and cut, and which knows the text of each of its lines: those that are
-/// there now, and all that have ever been.
+/// A log file that is appended to, cut and replaced, and which knows the text of each of its lines: those
+/// that are there now, and all that have ever been.
 class ServedFile {
 public:
     ServedFile(const QString& path, std::uint64_t seed);
@@ -22,6 +22,8 @@ public:
     void beginLine();
     /// Keeps so many lines. Those that follow differ from those that were there.
     void cut(qint64 lines);
+    /// Another file of so many lines takes its place.
+    void replace(qint64 lines);
 
     qint64 lineCount() const { return static_cast<qint64>(ages_.size()); }
     std::uint64_t size() const;
@@ -32,17 +34,19 @@ public:
     bool hasHadPart(qint64 index, const QString& part) const;
 
 private:
-    /// The lines that were written between two cuts.
+    /// The lines that were written between two cuts or replacements.
     struct Age {
         qint64 first = 0;
         qint64 end = 0;
     };
 
     QString text(std::size_t age, qint64 index) const;
+    void open();
     void write(const QByteArray& bytes) const;
 
+    const QByteArray path_;
     const std::uint64_t seed_;
-    const int descriptor_;
+    int descriptor_ = -1;
     std::vector<std::size_t> ages_; // of each line
     std::vector<Age> all_{{}};
     bool isLineBegun_ = false;

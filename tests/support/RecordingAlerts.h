@@ -30,10 +30,12 @@ public:
 
     /// The next alert with a field gets the text and is answered with its first button.
     void willEnter(const QString& text) { answers_.append(text); }
-    void enter(int index, const QString& text) {
+    void enter(int index, const QString& text, bool isOptionChosen = false) {
         const Shown shown = shown_[static_cast<std::size_t>(index)];
         if (shown.alert.field && shown.alert.field->entered)
             shown.alert.field->entered(text);
+        if (shown.alert.field && shown.alert.field->optionChosen)
+            shown.alert.field->optionChosen(isOptionChosen);
         shown.done(0);
     }
     void press(int index, int button) {

@@ -30,6 +30,10 @@ struct Alert {
         bool isMasked = false;
         /// Gets the text before `done` does, when the alert was answered with its first button.
         std::function<void(const QString& text)> entered;
+        /// Text of a check box for what becomes of the answer; empty = there is none. Not with `suppress`.
+        QString option = {};
+        /// Gets its state as `entered` gets the text.
+        std::function<void(bool isChosen)> optionChosen = {};
     };
     /// The field has the focus when the alert opens.
     std::optional<Field> field = {};

@@ -79,8 +79,12 @@ void AlertBox::addField(const Alert::Field& field) {
         field_->setEchoMode(QLineEdit::Password);
     // A large font needs more.
     field_->setFixedSize(fieldSize.width(), std::max(fieldSize.height(), field_->sizeHint().height()));
+    if (!field.option.isEmpty())
+        option_ = new QCheckBox(field.option, this);
     placeField();
-    setTabOrder(field_, buttons_.first());
+    if (option_)
+        setTabOrder(field_, option_);
+    setTabOrder(option_ ? static_cast<QWidget*>(option_) : field_, buttons_.first());
     field_->setFocus();
 }
 
@@ -92,6 +96,8 @@ void AlertBox::placeField() {
     const int columns = grid->columnCount();
     grid->removeWidget(buttonBox);
     grid->addWidget(field_, grid->rowCount(), columns - 1, Qt::AlignLeft);
+    if (option_)
+        grid->addWidget(option_, grid->rowCount(), columns - 1, Qt::AlignLeft);
     grid->addWidget(buttonBox, grid->rowCount(), 0, 1, columns);
 }
 
@@ -118,6 +124,8 @@ void AlertBox::answer() {
         alert_.suppress();
     if (field_ && pressed == 0 && alert_.field->entered)
         alert_.field->entered(field_->text());
+    if (option_ && pressed == 0 && alert_.field->optionChosen)
+        alert_.field->optionChosen(option_->isChecked());
     if (done_)
         done_(static_cast<int>(pressed));
 }

@@ -7,6 +7,7 @@
 
 #include <functional>
 
+class QCheckBox;
 class QLineEdit;
 class QPushButton;
 
@@ -29,7 +30,8 @@ protected:
 private:
     void addButtons(QStringList texts);
     void addField(const Alert::Field& field);
-    /// Puts the field between the text and the buttons.
+    /// Puts the field and its check box between the text and the buttons.
+    void addOption(const QString& text);
     void placeField();
     void answer();
 
@@ -37,6 +39,7 @@ private:
     std::function<void(int button)> done_;
     QList<QPushButton*> buttons_;
     QLineEdit* field_ = nullptr;
+    QCheckBox* option_ = nullptr;
     bool isAnswered_ = false;
 };
 

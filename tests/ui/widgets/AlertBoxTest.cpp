@@ -42,7 +42,13 @@ protected:
 };
 
 TEST_F(AlertBoxTest, AFieldIsReadyToTypeAndItsTextComesWithTheFirstButton) {
-    AlertBox* box = present(passwordQuestion());
+    Alert alert = passwordQuestion();
+    alert.field->option = u"Keep it"_s;
+    alert.field->optionChosen = [this](bool isChosen) { EXPECT_TRUE(isChosen && !entered_.isEmpty()); };
+    AlertBox* box = present(alert);
+    auto* option = box->findChild<QCheckBox*>();
+    ASSERT_TRUE(option && option->text() == u"Keep it"_s);
+    option->click();
     auto* field = box->findChild<QLineEdit*>();
     ASSERT_TRUE(field);
     ASSERT_TRUE(QTest::qWaitForWindowActive(box));
@@ -55,6 +61,7 @@ TEST_F(AlertBoxTest, AFieldIsReadyToTypeAndItsTextComesWithTheFirstButton) {
     for (const auto* button : box->findChildren<QPushButton*>())
         EXPECT_FALSE(field->geometry().intersects(QRect(button->mapTo(box, QPoint()), button->size())))
             << button->text().toStdString();
+    EXPECT_GT(option->geometry().top(), field->geometry().bottom());
     QTest::keyClicks(field, u"geheim ß"_s);
     QTest::keyClick(field, Qt::Key_Return);
     EXPECT_EQ(entered_, QStringList{u"geheim ß"_s});

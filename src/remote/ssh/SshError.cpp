@@ -21,6 +21,10 @@ Error timedOut() {
     return sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer."));
 }
 
+Error interrupted() {
+    return sshError(SshErrorCode::NotConnected, QStringLiteral("The connection was ended."));
+}
+
 Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise) {
     const QString text = QString::fromUtf8(ssh_get_error(session)).trimmed();
     return sshError(code, text.isEmpty() ? otherwise : text);

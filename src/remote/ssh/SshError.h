@@ -25,11 +25,15 @@ enum class SshErrorCode {
     NoSuchFile,
     /// The server has the file, and does not give it.
     CannotRead,
+    /// The proof was right, and the server wants another one.
+    Incomplete,
 };
 
 Error sshError(SshErrorCode code, const QString& text);
 Error notConnected();
 Error timedOut();
+/// What waited for the server or the agent was to wait no more.
+Error interrupted();
 /// What the library says of the last fault, or the text where it says nothing.
 Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise);
 /// Why the session is no longer connected: in the server's own words, and with the code `byServer`, where it

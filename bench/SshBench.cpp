@@ -2,7 +2,6 @@
 
 #include "foundation/work/OperationQueue.h"
 #include "remote/ssh/NMSSHSession.h"
-#include "remote/ssh/NMSSHSessionDelegate.h"
 
 #include <QFile>
 
@@ -10,26 +9,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <thread>
 #include <vector>
 
 namespace korvane::bench {
-namespace {
-
-class Trusting : public NMSSHSessionDelegate {
-public:
-    bool shouldConnectToHostWithFingerprint(const QString&, bool) override { return true; }
-    std::optional<QString> keyboardInteractiveRequest(const QString&, bool) override { return std::nullopt; }
-    void didDisconnectWithError(const std::optional<Error>&) override {}
-};
-
-} // namespace
 
 int ssh(std::uint16_t port, const char* user, const char* privateKey, const char* command, int count) {
-    const auto delegate = std::make_shared<Trusting>();
     NMSSHSession session(QStringLiteral("127.0.0.1"), port, QString::fromUtf8(user), {});
-    session.setDelegate(delegate);
     const QString key = QFile::decodeName(privateKey);
     if (!session.connect() ||
         !session.authenticateByPublicKey(key + QStringLiteral(".pub"), key, std::nullopt)) {

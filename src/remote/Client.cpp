@@ -18,6 +18,9 @@
 namespace korvane {
 namespace {
 
+/// How many proofs a server may want besides the first.
+constexpr int mostFurtherProofs = 3;
+
 /// The file that the settings remember, or else the one at the stored path.
 std::optional<QUrl> keyFile(std::optional<QUrl> remembered, const std::optional<QString>& path) {
     if (remembered || !path || path->isEmpty())
@@ -45,6 +48,17 @@ void logFailure(const QString& command, const QString& reason) {
     qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + reason +
                                           QStringLiteral(" for cmd: ") + command;
     qCWarning(logRemote).noquote() << QStringLiteral("Reason: ") + reason + QStringLiteral("\n----------");
+}
+
+/// Main thread.
+bool isStored(const RemoteHost& host) {
+    return RemoteHostsManager::hasShared() && RemoteHostsManager::shared().current(host);
+}
+
+QString passwordRequest(const QString& username, const QString& hostName) {
+    return username.isEmpty()
+               ? QStringLiteral("Enter password on server: %1").arg(hostName)
+               : QStringLiteral("Enter password for user '%1' on server: %2").arg(username, hostName);
 }
 
 QString tr(const char* text) {
@@ -236,11 +250,30 @@ std::shared_ptr<NMSSHSession> Client::sessionForConnecting() {
 }
 
 Client::Login Client::prove(NMSSHSession& session) {
+    {
+        const std::lock_guard guard(mutex_);
+        keptSecret_.reset();
+    }
+    Login login = proveByWhatIsKnown(session);
+    for (int further = 0; further < mostFurtherProofs && login == Login::Refused &&
+                          isSshError(session.lastError(), SshErrorCode::Incomplete);
+         ++further)
+        login = session.authenticateByFurtherQuestions() ? Login::Done : Login::Refused;
+    if (login == Login::Done)
+        keepSecret();
+    return login;
+}
+
+Client::Login Client::proveByWhatIsKnown(NMSSHSession& session) {
+    const bool canBeTyped = proof_.kind == Proof::Kind::Password || proof_.kind == Proof::Kind::Keyboard;
     if (session.usesSshConfig()) {
         if (session.authenticateByAgent())
             return Login::Done;
-        // No time is left for anything else.
-        if (isSshError(session.lastError(), SshErrorCode::TimedOut))
+        const Error error = session.lastError();
+        // No time is left for anything else, or the user wants nothing else.
+        if (isSshError(error, SshErrorCode::TimedOut) || isSshError(error, SshErrorCode::NotAnswered))
+            return Login::Refused;
+        if (isSshError(error, SshErrorCode::Incomplete) && !canBeTyped)
             return Login::Refused;
     }
     const auto result = [](bool isDone) { return isDone ? Login::Done : Login::Refused; };
@@ -250,9 +283,10 @@ Client::Login Client::prove(NMSSHSession& session) {
     case Proof::Kind::Keyboard:
         return result(proveByKeyboard(session));
     case Proof::Kind::PublicKey:
-        if (proof_.pubKeyUrl && proof_.pvtKeyUrl)
-            return result(session.authenticateByPublicKey(filePath(*proof_.pubKeyUrl),
-                                                          filePath(*proof_.pvtKeyUrl), proof_.passPhrase));
+        if (proof_.pvtKeyUrl)
+            return result(
+                session.authenticateByPublicKey(proof_.pubKeyUrl ? filePath(*proof_.pubKeyUrl) : QString(),
+                                                filePath(*proof_.pvtKeyUrl), proof_.passPhrase));
         break;
     case Proof::Kind::None:
         break;
@@ -343,27 +377,67 @@ std::shared_ptr<NMSSHSession> Client::session() const {
     return session_;
 }
 
-bool Client::shouldConnectToHostWithFingerprint(const QString& fingerprint, bool isKnown) {
-    if (isKnown)
-        return true;
+bool Client::shouldConnectToHostWithFingerprint(const QString& fingerprint, const QStringList& known) {
+    Alert alert;
+    if (known.isEmpty()) {
+        alert.kind = Alert::Kind::Question;
+        alert.message = QStringLiteral("The server '%1' is not known yet.").arg(hostName_);
+        alert.informativeText =
+            QStringLiteral("Its key is %1. Do you trust it? It will be remembered, and you are asked again "
+                           "when it changes.")
+                .arg(fingerprint);
+        alert.buttons = {QStringLiteral("Trust"), QStringLiteral("Cancel")};
+    } else {
+        alert.kind = Alert::Kind::Warning;
+        alert.message = QStringLiteral("The key of the server '%1' has changed.").arg(hostName_);
+        alert.informativeText =
+            QStringLiteral(
+                "Old key:\n%1\nNew key:\n%2\n\nThe server has been given a new key, or somebody is "
+                "listening in. Ask whoever looks after the server before you use the new key. It "
+                "replaces the old one in the list of known hosts.")
+                .arg(known.join(u'\n'), fingerprint);
+        alert.buttons = {QStringLiteral("Use New Key"), QStringLiteral("Cancel")};
+        alert.defaultButton = 1;
+    }
+    return ask(std::move(alert)).has_value();
+}
+
+std::optional<QString> Client::secret(const SecretQuestion& question) {
+    const bool isPassword = question.kind == SecretQuestion::Kind::Password;
     Alert alert;
     alert.kind = Alert::Kind::Question;
-    alert.message = QStringLiteral("The server '%1' is not known yet.").arg(hostName_);
-    alert.informativeText =
-        QStringLiteral("Its key is %1. Do you trust it? It will be remembered, and any other "
-                       "key of this server will be refused.")
-            .arg(fingerprint);
-    alert.buttons = {QStringLiteral("Trust"), QStringLiteral("Cancel")};
-    return ask(std::move(alert)).has_value();
+    if (isPassword) {
+        alert.message = passwordRequest(username_, hostName_);
+        alert.informativeText = question.isAgain ? QStringLiteral("The password was wrong.") : QString();
+    } else {
+        alert.message =
+            QStringLiteral("Enter the pass phrase of the private key for server: %1").arg(hostName_);
+        alert.informativeText = question.keyPath;
+        if (question.isAgain)
+            alert.informativeText += QStringLiteral("\nThe pass phrase was wrong.");
+    }
+    alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
+    alert.field = Alert::Field{isPassword ? QStringLiteral("Enter the password")
+                                          : QStringLiteral("Enter the pass phrase"),
+                               true,
+                               {}};
+    const auto isKept = std::make_shared<std::atomic<bool>>(false);
+    if (hasPlaceFor(question)) {
+        alert.field->option = QStringLiteral("Remember it, as plain text that only you can read");
+        alert.field->optionChosen = [isKept](bool isChosen) { *isKept = isChosen; };
+    }
+    std::optional<QString> answer = ask(std::move(alert));
+    const std::lock_guard guard(mutex_);
+    keptSecret_.reset();
+    if (answer && *isKept)
+        keptSecret_ = KeptSecret{question.kind, *answer};
+    return answer;
 }
 
 std::optional<QString> Client::keyboardInteractiveRequest(const QString& request, bool isEchoed) {
     Alert alert;
     alert.kind = Alert::Kind::Question;
-    alert.message =
-        username_.isEmpty()
-            ? QStringLiteral("Enter password on server: %1").arg(hostName_)
-            : QStringLiteral("Enter password for user '%1' on server: %2").arg(username_, hostName_);
+    alert.message = passwordRequest(username_, hostName_);
     alert.informativeText = request;
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
     alert.field = Alert::Field{QStringLiteral("Enter the password"), !isEchoed, {}};
@@ -390,6 +464,8 @@ std::optional<QString> Client::ask(Alert alert) {
             return;
         }
         const auto text = std::make_shared<QString>();
+        if (alert.field && !isStored(*alive->host_))
+            alert.field->option.clear();
         if (alert.field)
             alert.field->entered = [text](const QString& entered) { *text = entered; };
         alive->alerts_.present(alert, alive->window_, [question, text](int button) {
@@ -402,6 +478,42 @@ std::optional<QString> Client::ask(Alert alert) {
 void Client::forgetAnswer() {
     if (proof_.keyboard)
         proof_.keyboard->setCachedPwd(std::nullopt);
+}
+
+bool Client::hasPlaceFor(const SecretQuestion& question) const {
+    if (question.kind == SecretQuestion::Kind::Password)
+        return proof_.kind == Proof::Kind::Password;
+    return proof_.kind == Proof::Kind::PublicKey && proof_.pvtKeyUrl &&
+           filePath(*proof_.pvtKeyUrl) == question.keyPath;
+}
+
+void Client::keepSecret() {
+    std::optional<KeptSecret> kept;
+    {
+        const std::lock_guard guard(mutex_);
+        kept.swap(keptSecret_);
+    }
+    if (!kept)
+        return;
+    if (kept->kind == SecretQuestion::Kind::Password)
+        proof_.password = kept->text;
+    else
+        proof_.passPhrase = kept->text;
+    // Also when the client itself is not needed any more.
+    MainThread::shared().post([host = host_, kept = *kept] { storeSecret(*host, kept); });
+}
+
+void Client::storeSecret(const RemoteHost& host, const KeptSecret& secret) {
+    if (!isStored(host))
+        return;
+    const auto stored = RemoteHostsManager::shared().current(host);
+    const auto password = std::dynamic_pointer_cast<PasswordAuthnType>(stored->authnType());
+    const auto key = std::dynamic_pointer_cast<PublicKeyAuthnType>(stored->authnType());
+    if (secret.kind == SecretQuestion::Kind::Password && password)
+        password->password = secret.text;
+    else if (secret.kind == SecretQuestion::Kind::PassPhrase && key)
+        key->privateKeyPwd = secret.text;
+    RemoteHostsManager::shared().save();
 }
 
 void Client::didDisconnectWithError(const std::optional<Error>& error) {

@@ -105,7 +105,8 @@ public:
     void cancelConnectionTest();
 
     // NMSSHSessionDelegate
-    bool shouldConnectToHostWithFingerprint(const QString& fingerprint, bool isKnown) override;
+    bool shouldConnectToHostWithFingerprint(const QString& fingerprint, const QStringList& known) override;
+    std::optional<QString> secret(const SecretQuestion& question) override;
     std::optional<QString> keyboardInteractiveRequest(const QString& request, bool isEchoed) override;
     void didDisconnectWithError(const std::optional<Error>& error) override;
 
@@ -131,6 +132,11 @@ private:
     /// The answer to a question; nothing when there is none.
     using Question = Reply<std::optional<QString>>;
     enum class Login { Done, Refused, Unproven };
+    /// A secret that the host shall keep once it has been found right.
+    struct KeptSecret {
+        SecretQuestion::Kind kind;
+        QString text;
+    };
     /// One thread connects, and others wait for what comes of it.
     struct Attempt {
         explicit Attempt(std::uint64_t count) : disconnections(count) {}
@@ -153,11 +159,19 @@ private:
     void logFault(const Error& error) const;
     /// The error of the session, with what the user can do about it.
     Error refusal(const Error& error) const;
+    /// With as many proofs as the server wants.
     Login prove(NMSSHSession& session);
+    Login proveByWhatIsKnown(NMSSHSession& session);
     bool proveByKeyboard(NMSSHSession& session);
     /// Blocks until the user has answered or the client is disconnected.
     std::optional<QString> ask(Alert alert);
     void forgetAnswer();
+    /// Whether the host has a place for the secret.
+    bool hasPlaceFor(const SecretQuestion& question) const;
+    /// After a login: what the user wanted to be kept.
+    void keepSecret();
+    /// Main thread.
+    static void storeSecret(const RemoteHost& host, const KeptSecret& secret);
     /// What the user is told; nothing when he has left a question unanswered.
     std::optional<Alert> outcomeOfTest(const Result<Connection>& outcome) const;
 
@@ -169,7 +183,8 @@ private:
     const std::uint16_t port_;
     const QString username_;
     const QString homePath_;
-    const Proof proof_;
+    /// Changed only by the attempt under way.
+    Proof proof_;
     /// Main thread.
     const void* window_ = nullptr;
     bool isTesting_ = false;
@@ -194,6 +209,7 @@ private:
     std::shared_ptr<Attempt> attempt_; // under way
     std::vector<std::weak_ptr<Question>> questions_;
     QString fault_;
+    std::optional<KeptSecret> keptSecret_;
     /// The login for which the home path was asked for, and the answer.
     std::uint64_t homePathLogin_ = 0;
     bool homePathExists_ = false;

@@ -12,8 +12,8 @@ SessionSettings userSessionSettings(const RemoteHost& host) {
     SessionSettings settings;
     settings.knownHostsPath = directory + QStringLiteral("known_hosts");
     settings.configPath = directory + QStringLiteral("config");
-    if (Preferences::hasShared())
-        settings.checksHostKeys = Preferences::shared().checksHostKeys();
+    if (Preferences::hasShared() && Preferences::shared().checksHostKeys())
+        settings.hostKeyPolicy = HostKeyPolicy::AskForNew;
     if (RemoteHostsManager::hasShared())
         settings.usesSshConfig = RemoteHostsManager::shared().usesSshConfig(host);
     return settings;

@@ -16,8 +16,8 @@ QByteArray passwordIn(ssh_message message) {
 
 } // namespace
 
-KeyboardServer::KeyboardServer(QList<Round> rounds, QByteArray password)
-    : rounds_(std::move(rounds)), password_(std::move(password)), bind_(ssh_bind_new()) {
+KeyboardServer::KeyboardServer(QList<Round> rounds, QByteArray password, Password kind)
+    : rounds_(std::move(rounds)), password_(std::move(password)), passwordKind_(kind), bind_(ssh_bind_new()) {
     ssh_key key = nullptr;
     EXPECT_EQ(ssh_pki_generate(SSH_KEYTYPE_ED25519, 0, &key), SSH_OK);
     EXPECT_EQ(ssh_bind_options_set(bind_, SSH_BIND_OPTIONS_IMPORT_KEY, key), SSH_OK);
@@ -93,10 +93,14 @@ void KeyboardServer::answer(ssh_session session, ssh_message message, Login& log
             ssh_message_auth_reply_success(message, 0);
         }
     } else if (type == SSH_REQUEST_AUTH && subtype == SSH_AUTH_METHOD_PASSWORD && !password_.isEmpty()) {
-        login.isDone = passwordIn(message) == password_;
-        ++(login.isDone ? logins_ : refusals_);
-        if (login.isDone)
-            ssh_message_auth_reply_success(message, 0);
+        const bool isRight = passwordIn(message) == password_;
+        login.isDone = isRight && passwordKind_ == Password::Enough;
+        if (login.isDone || !isRight)
+            ++(isRight ? logins_ : refusals_);
+        else
+            ssh_set_auth_methods(session, SSH_AUTH_METHOD_INTERACTIVE);
+        if (isRight)
+            ssh_message_auth_reply_success(message, login.isDone ? 0 : 1);
         else
             ssh_message_reply_default(message);
     } else if (type == SSH_REQUEST_CHANNEL_OPEN && login.isDone) {

@@ -28,8 +28,11 @@ public:
         QList<Prompt> prompts;
     };
 
+    /// Whether the password alone is enough.
+    enum class Password { Enough, First };
+
     /// Takes a password without questions, too, where one is given.
-    explicit KeyboardServer(QList<Round> rounds, QByteArray password = {});
+    explicit KeyboardServer(QList<Round> rounds, QByteArray password = {}, Password kind = Password::Enough);
     ~KeyboardServer();
     KeyboardServer(const KeyboardServer&) = delete;
     KeyboardServer& operator=(const KeyboardServer&) = delete;
@@ -56,6 +59,7 @@ private:
 
     const QList<Round> rounds_;
     const QByteArray password_;
+    const Password passwordKind_;
     const Listener listener_;
     const ssh_bind bind_;
     std::atomic<int> logins_{0};

@@ -5,10 +5,40 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStringList>
+#include <QSaveFile>
+
+#include <algorithm>
 
 namespace korvane {
 namespace {
+
+Error cannotStore(const QString& path, const QString& reason) {
+    return sshError(
+        SshErrorCode::Failed,
+        QStringLiteral("The key of the server could not be stored in \"%1\": %2.").arg(path, reason));
+}
+
+/// Adds a line to a file, which it makes where there is none.
+Status append(const QString& path, QByteArray line) {
+    const QString directory = QFileInfo(path).path();
+    if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
+        QFile::setPermissions(directory, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite)) {
+        // The last line of others may lack its end.
+        char last = '\n';
+        if (file.size() > 0 && file.seek(file.size() - 1))
+            file.getChar(&last);
+        if (last != '\n')
+            line.prepend('\n');
+        const bool isAtEnd = file.isSequential() || file.seek(file.size());
+        if (isAtEnd && file.write(line) == line.size() && file.flush())
+            return success();
+    }
+    return cannotStore(path, file.errorString());
+}
+
+} // namespace
 
 Key serverKey(ssh_session session) {
     ssh_key key = nullptr;
@@ -16,66 +46,12 @@ Key serverKey(ssh_session session) {
     return Key(key);
 }
 
-const QString machineKnownHosts = QStringLiteral("/etc/ssh/ssh_known_hosts");
-
-/// What a file of known hosts says of a server and the key that it has shown.
-struct KnownKeys {
-    bool holdsKey = false;
-    bool isRevoked = false;
-    /// Fingerprints of its other keys.
-    QStringList others;
-
-    void read(const QByteArray& line, const QByteArray& name, ssh_key shown) {
-        QByteArray rest = line.trimmed();
-        const bool isRevocation = rest.startsWith("@revoked");
-        if (rest.startsWith('@'))
-            rest = isRevocation ? rest.mid(rest.indexOf(' ') + 1).trimmed() : QByteArray();
-        ssh_knownhosts_entry* entry = nullptr;
-        if (rest.isEmpty() ||
-            ssh_known_hosts_parse_line(name.constData(), rest.constData(), &entry) != SSH_OK)
-            return;
-        const bool isSame = ssh_key_cmp(entry->publickey, shown, SSH_KEY_CMP_PUBLIC) == 0;
-        if (isRevocation)
-            isRevoked |= isSame;
-        else if (isSame)
-            holdsKey = true;
-        else
-            others.append(fingerprint(entry->publickey));
-        ssh_knownhosts_entry_free(entry);
-    }
-};
-
-} // namespace
-
-QString fingerprint(ssh_key key) {
-    unsigned char* digest = nullptr;
-    std::size_t length = 0;
-    if (!key || ssh_get_publickey_hash(key, SSH_PUBLICKEY_HASH_SHA256, &digest, &length) != 0)
-        return {};
-    char* text = ssh_get_fingerprint_hash(SSH_PUBLICKEY_HASH_SHA256, digest, length);
-    QString whole =
-        QString::fromLatin1(ssh_key_type_to_char(ssh_key_type(key))) + u' ' + QString::fromLatin1(text);
-    ssh_string_free_char(text);
-    ssh_clean_pubkey_hash(&digest);
-    return whole;
-}
-
-QString serverFingerprint(ssh_session session) {
-    return fingerprint(serverKey(session).get());
-}
-
-QByteArray knownHostName(const QString& host, unsigned int port) {
-    const QByteArray name = host.toLower().toUtf8();
-    return port == 22 ? name : '[' + name + "]:" + QByteArray::number(port);
-}
-
-Result<HostKeyState> checkHostKey(ssh_session session, const QByteArray& name,
-                                  const QString& knownHostsPath) {
-    const Key shown = serverKey(session);
-    if (!shown)
-        return lastSshError(session, SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
-    KnownKeys known;
-    for (const QString& path : {knownHostsPath, machineKnownHosts}) {
+Result<KnownHostKeys> KnownHostKeys::read(const QByteArray& name, const QStringList& userFiles,
+                                          const QStringList& machineFiles) {
+    KnownHostKeys known;
+    known.name_ = name;
+    known.userFiles_ = userFiles;
+    for (const QString& path : userFiles + machineFiles) {
         QFile file(path);
         if (!file.exists())
             continue;
@@ -83,50 +59,128 @@ Result<HostKeyState> checkHostKey(ssh_session session, const QByteArray& name,
             return sshError(SshErrorCode::Failed,
                             QStringLiteral("\"%1\" cannot be read: %2.").arg(path, file.errorString()));
         for (const QByteArray& line : file.readAll().split('\n'))
-            known.read(line, name, shown.get());
+            known.readLine(path, line);
     }
-    if (known.isRevoked)
-        return sshError(
-            SshErrorCode::HostKeyChanged,
-            QStringLiteral("The key of the server is marked as revoked in \"%1\": %2. Somebody may "
-                           "be listening in.")
-                .arg(knownHostsPath, fingerprint(shown.get())));
-    if (known.holdsKey)
-        return HostKeyState::Known;
-    if (known.others.isEmpty())
-        return HostKeyState::Unknown;
-    return sshError(SshErrorCode::HostKeyChanged,
-                    QStringLiteral("The key of the server is not the one that \"%1\" has for %2. Somebody "
-                                   "may be listening in, or the server has a new key. Known: %3. Shown: %4.")
-                        .arg(knownHostsPath, QString::fromUtf8(name), known.others.join(QStringLiteral(", ")),
-                             fingerprint(shown.get())));
+    return known;
 }
 
-Status storeHostKey(ssh_session session, const QByteArray& name, const QString& knownHostsPath) {
-    const Key shown = serverKey(session);
-    char* base64 = nullptr;
-    if (!shown || ssh_pki_export_pubkey_base64(shown.get(), &base64) != SSH_OK)
-        return lastSshError(session, SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
-    QByteArray entry = name + ' ' + ssh_key_type_to_char(ssh_key_type(shown.get())) + ' ' + base64 + '\n';
-    ssh_string_free_char(base64);
+void KnownHostKeys::readLine(const QString& file, const QByteArray& line) {
+    QByteArray rest = line.trimmed();
+    const bool isRevocation = rest.startsWith("@revoked");
+    if (rest.startsWith('@'))
+        rest = isRevocation ? rest.mid(rest.indexOf(' ') + 1).trimmed() : QByteArray();
+    ssh_knownhosts_entry* found = nullptr;
+    if (rest.isEmpty() || ssh_known_hosts_parse_line(name_.constData(), rest.constData(), &found) != SSH_OK)
+        return;
+    ssh_key key = nullptr;
+    std::swap(key, found->publickey);
+    ssh_knownhosts_entry_free(found);
+    entries_.push_back({file, line, Key(key), isRevocation});
+}
 
-    const QString directory = QFileInfo(knownHostsPath).path();
-    if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
-        QFile::setPermissions(directory, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QFile file(knownHostsPath);
-    if (file.open(QIODevice::ReadWrite)) {
-        // The last line of others may lack its end.
-        char last = '\n';
-        if (file.size() > 0 && file.seek(file.size() - 1))
-            file.getChar(&last);
-        if (last != '\n')
-            entry.prepend('\n');
-        if (file.seek(file.size()) && file.write(entry) == entry.size() && file.flush())
+QByteArray KnownHostKeys::algorithms() const {
+    QList<QByteArray> wanted{"ssh-ed25519",         "ecdsa-sha2-nistp521", "ecdsa-sha2-nistp384",
+                             "ecdsa-sha2-nistp256", "rsa-sha2-512",        "rsa-sha2-256"};
+    const auto isKnown = [this](const QByteArray& algorithm) {
+        return std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+            const QByteArray type = ssh_key_type_to_char(ssh_key_type(entry.key.get()));
+            return !entry.isRevocation &&
+                   (type == algorithm || (type == "ssh-rsa" && algorithm.startsWith("rsa-")));
+        });
+    };
+    const auto others = std::stable_partition(wanted.begin(), wanted.end(), isKnown);
+    return others == wanted.begin() ? QByteArray() : wanted.join(',');
+}
+
+Result<HostKeyState> KnownHostKeys::check(ssh_key shown) const {
+    HostKeyState state = HostKeyState::New;
+    for (const Entry& entry : entries_) {
+        const bool isSame = ssh_key_cmp(entry.key.get(), shown, SSH_KEY_CMP_PUBLIC) == 0;
+        if (isSame && entry.isRevocation)
+            return sshError(
+                SshErrorCode::HostKeyChanged,
+                QStringLiteral("The key of the server is marked as revoked in \"%1\": %2. Somebody may "
+                               "be listening in.")
+                    .arg(entry.file, fingerprint(shown)));
+        if (isSame)
+            state = HostKeyState::Known;
+        else if (!entry.isRevocation && state == HostKeyState::New)
+            state = HostKeyState::Changed;
+    }
+    return state;
+}
+
+std::vector<const KnownHostKeys::Entry*> KnownHostKeys::outdatedEntries(ssh_key shown) const {
+    std::vector<const Entry*> sameKind;
+    std::vector<const Entry*> all;
+    for (const Entry& entry : entries_) {
+        if (entry.isRevocation)
+            continue;
+        all.push_back(&entry);
+        if (ssh_key_type(entry.key.get()) == ssh_key_type(shown))
+            sameKind.push_back(&entry);
+    }
+    return sameKind.empty() ? all : sameKind;
+}
+
+QStringList KnownHostKeys::outdated(ssh_key shown) const {
+    QStringList fingerprints;
+    for (const Entry* entry : outdatedEntries(shown))
+        fingerprints.append(fingerprint(entry->key.get()));
+    fingerprints.removeDuplicates();
+    return fingerprints;
+}
+
+QByteArray KnownHostKeys::withoutServer(const QByteArray& line) const {
+    const QByteArray trimmed = line.trimmed();
+    const qsizetype end = trimmed.indexOf(' ');
+    QList<QByteArray> names = trimmed.left(end).split(',');
+    // A hashed name stands alone. Patterns are for other servers, too.
+    names.removeIf([this](const QByteArray& name) {
+        return name.startsWith('|') || name.compare(name_, Qt::CaseInsensitive) == 0;
+    });
+    return names.isEmpty() ? QByteArray() : names.join(',') + trimmed.mid(end);
+}
+
+Status KnownHostKeys::removeFrom(const QString& path, const std::vector<const Entry*>& entries) const {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return cannotStore(path, file.errorString());
+    QList<QByteArray> lines;
+    for (const QByteArray& line : file.readAll().split('\n')) {
+        const bool isOutdated = std::any_of(entries.begin(), entries.end(),
+                                            [&](const Entry* entry) { return entry->line == line; });
+        const QByteArray kept = isOutdated ? withoutServer(line) : line;
+        if (!isOutdated || !kept.isEmpty())
+            lines.append(kept);
+    }
+    // The file is never seen half written.
+    QSaveFile changed(path);
+    if (changed.open(QIODevice::WriteOnly)) {
+        changed.write(lines.join('\n'));
+        if (changed.commit())
             return success();
     }
-    return sshError(SshErrorCode::Failed,
-                    QStringLiteral("The key of the server could not be stored in \"%1\": %2.")
-                        .arg(knownHostsPath, file.errorString()));
+    return cannotStore(path, changed.errorString());
+}
+
+Status KnownHostKeys::store(ssh_key shown) const {
+    const QString path = userFiles_.value(0);
+    char* base64 = nullptr;
+    if (!shown || ssh_pki_export_pubkey_base64(shown, &base64) != SSH_OK)
+        return sshError(SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
+    const QByteArray line = name_ + ' ' + ssh_key_type_to_char(ssh_key_type(shown)) + ' ' + base64 + '\n';
+    ssh_string_free_char(base64);
+    const std::vector<const Entry*> outdated = outdatedEntries(shown);
+    for (const QString& file : userFiles_) {
+        const bool isConcerned = std::any_of(outdated.begin(), outdated.end(),
+                                             [&](const Entry* entry) { return entry->file == file; });
+        if (!isConcerned)
+            continue;
+        if (Status removed = removeFrom(file, outdated); !removed)
+            return removed;
+    }
+    return path.isEmpty() ? success() : append(path, line);
 }
 
 } // namespace korvane

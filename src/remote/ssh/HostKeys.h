@@ -1,34 +1,63 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "remote/ssh/SshKeys.h"
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <libssh/libssh.h>
-#include <memory>
+#include <vector>
 
 namespace korvane {
 
-struct FreeKey {
-    void operator()(ssh_key key) const { ssh_key_free(key); }
-};
-using Key = std::unique_ptr<ssh_key_struct, FreeKey>;
+Key serverKey(ssh_session session);
 
 /// What is known of the key that a server has shown.
-enum class HostKeyState { Known, Unknown };
+enum class HostKeyState {
+    Known,
+    /// No key of the server is known.
+    New,
+    /// Only others are.
+    Changed,
+};
 
-/// As others write it: the kind of key, "SHA256:" and the digest.
-QString fingerprint(ssh_key key);
-/// Of the server that the session is connected with.
-QString serverFingerprint(ssh_session session);
+/// The keys that files of known hosts hold of one server.
+class KnownHostKeys {
+public:
+    /// Reads the files, of which some need not exist; "none" names no file. Keys that the server shows later
+    /// are stored in the first of the user's. `name`: as the files name the server.
+    static Result<KnownHostKeys> read(const QByteArray& name, const QStringList& userFiles,
+                                      const QStringList& machineFiles);
 
-/// As files of known hosts name a server.
-QByteArray knownHostName(const QString& host, unsigned int port);
-/// Looks for the server's key in the user's file and in that of the whole machine. The error says that
-/// another key is known, with both fingerprints, or that the key has been revoked.
-Result<HostKeyState> checkHostKey(ssh_session session, const QByteArray& name, const QString& knownHostsPath);
-/// Adds the server's key to the user's file.
-Status storeHostKey(ssh_session session, const QByteArray& name, const QString& knownHostsPath);
+    /// The algorithms of keys that the server is to be asked for, those of known keys first; empty when none
+    /// is known.
+    QByteArray algorithms() const;
+    /// The error says that the key has been revoked.
+    Result<HostKeyState> check(ssh_key shown) const;
+    /// The fingerprints of the keys that `store` replaces.
+    QStringList outdated(ssh_key shown) const;
+    /// Adds the key to the user's file, in place of those that are outdated.
+    Status store(ssh_key shown) const;
+
+private:
+    struct Entry {
+        QString file;
+        QByteArray line;
+        Key key;
+        bool isRevocation = false;
+    };
+
+    void readLine(const QString& file, const QByteArray& line);
+    std::vector<const Entry*> outdatedEntries(ssh_key shown) const;
+    /// What is left of the line without the server.
+    QByteArray withoutServer(const QByteArray& line) const;
+    Status removeFrom(const QString& file, const std::vector<const Entry*>& entries) const;
+
+    QByteArray name_;
+    QStringList userFiles_;
+    std::vector<Entry> entries_;
+};
 
 } // namespace korvane

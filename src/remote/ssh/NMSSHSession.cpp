@@ -35,7 +35,7 @@ bool NMSSHSession::connect(const std::function<bool()>& isWanted) {
     }
     const bool opened =
         isSuccess(made->login([target = LoginTarget{host_, port_, username_}, delegate = delegate_](
-                                  SshLogin& login) { return login.connect(target, delegate.lock().get()); }));
+                                  SshLogin& login) { return login.connect(target, delegate); }));
     if (!opened)
         made->end();
     const std::lock_guard guard(mutex_);
@@ -72,6 +72,10 @@ bool NMSSHSession::authenticateByPublicKey(const QString& publicKeyPath, const Q
 
 bool NMSSHSession::authenticateByAgent() {
     return authenticate([](SshLogin& login) { return login.byAgentAndConfiguration(); });
+}
+
+bool NMSSHSession::authenticateByFurtherQuestions() {
+    return authenticate([](SshLogin& login) { return login.byFurtherQuestions(); });
 }
 
 bool NMSSHSession::authenticate(std::function<Status(SshLogin&)> step) {

@@ -49,6 +49,8 @@ public:
                                  const std::optional<QString>& passPhrase);
     /// By what the user's agent and configuration offer.
     bool authenticateByAgent();
+    /// After one of the above whose error is `Incomplete`: asks the delegate for what the server wants next.
+    bool authenticateByFurtherQuestions();
     bool isAuthorized() const;
     /// Why the last connection or login failed, or why the connection has ended.
     Error lastError() const;

@@ -27,8 +27,6 @@ constexpr std::size_t mostChannels = mostCommands + 1;
 constexpr auto endingLimit = 500ms;
 /// How often commands are asked whether they are still wanted.
 constexpr auto cancelInterval = 50ms;
-/// How often a login looks whether the user's agent is late.
-constexpr auto agentInterval = 20ms;
 /// For how long fewer channels are opened after the server has refused one.
 constexpr auto limitDuration = 30s;
 /// A server that opens no channel at all is asked again, as one that has just been closed may still count
@@ -100,8 +98,7 @@ Status SshConnection::login(LoginStep step) {
         loginJobs_.push_back({std::move(step), reply});
     }
     wake();
-    // The thread itself may hang in a call that asks the user's agent.
-    return reply->wait([this] { static_cast<void>(socket_.cutLateAgent()); }, agentInterval);
+    return reply->wait();
 }
 
 void SshConnection::setAuthorized() {

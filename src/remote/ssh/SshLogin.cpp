@@ -1,83 +1,28 @@
 #include "remote/ssh/SshLogin.h"
 
 #include "remote/ssh/HostKeys.h"
-#include "remote/ssh/NMSSHSessionDelegate.h"
+#include "remote/ssh/RemoteLog.h"
 #include "remote/ssh/SshError.h"
 
 #include <QFile>
-#include <QFileInfo>
 
+#include <algorithm>
 #include <libssh/callbacks.h>
-#include <memory>
 #include <unistd.h>
 #include <utility>
 
 namespace korvane {
 namespace {
 
-constexpr unsigned int standardPort = 22;
+/// How often a secret is asked for in one login.
+constexpr int mostQuestions = 3;
 
-QString textOption(ssh_session session, ssh_options_e option) {
-    char* value = nullptr;
-    if (ssh_options_get(session, option, &value) != SSH_OK)
-        return {};
-    QString text = QString::fromLocal8Bit(value);
-    ssh_string_free_char(value);
-    return text;
+Error unanswered() {
+    return sshError(SshErrorCode::NotAnswered, QStringLiteral("The question was not answered."));
 }
 
-/// The command with what its place-holders stand for.
-QString expanded(const QString& command, const QString& host, unsigned int port, const QString& username) {
-    QString text;
-    for (qsizetype index = 0; index < command.size(); ++index) {
-        if (command[index] != u'%' || index + 1 == command.size()) {
-            text += command[index];
-            continue;
-        }
-        switch (command[++index].unicode()) {
-        case 'h':
-            text += host;
-            break;
-        case 'p':
-            text += QString::number(port);
-            break;
-        case 'r':
-            text += username;
-            break;
-        default:
-            text += command[index];
-        }
-    }
-    return text;
-}
-
-/// Nothing when there is no such file, or it holds no such key.
-Key publicKeyIn(const QString& path) {
-    ssh_key key = nullptr;
-    ssh_pki_import_pubkey_file(QFile::encodeName(path).constData(), &key);
-    return Key(key);
-}
-
-bool namesAgent(const QString& configPath) {
-    QFile file(configPath);
-    return file.open(QIODevice::ReadOnly) && file.readAll().toLower().contains("identityagent");
-}
-
-Result<Key> privateKeyIn(const QString& path, const std::optional<QString>& passPhrase) {
-    // Without a pass phrase the library would ask for it on the terminal.
-    const auto noAnswer = [](const char*, char*, std::size_t, int, int, void*) { return -1; };
-    const QByteArray phrase = passPhrase.value_or(QString()).toUtf8();
-    ssh_key key = nullptr;
-    const int result =
-        ssh_pki_import_privkey_file(QFile::encodeName(path).constData(),
-                                    phrase.isEmpty() ? nullptr : phrase.constData(), noAnswer, nullptr, &key);
-    if (result == SSH_OK)
-        return Key(key);
-    if (result == SSH_EOF)
-        return sshError(SshErrorCode::Denied,
-                        QStringLiteral("The private key \"%1\" cannot be read.").arg(path));
-    return sshError(SshErrorCode::Denied,
-                    QStringLiteral("\"%1\" is no private key, or the pass phrase is wrong.").arg(path));
+Error agentIsLate() {
+    return sshError(SshErrorCode::TimedOut, QStringLiteral("The SSH agent does not answer."));
 }
 
 } // namespace
@@ -114,23 +59,45 @@ SshLogin::SshLogin(ssh_session session, ServerSocket& socket, const SessionSetti
     : session_(session), socket_(socket), settings_(settings), await_(std::move(await)),
       deadline_(std::chrono::steady_clock::now() + settings.connectingLimit) {}
 
-Status SshLogin::connect(const LoginTarget& target, NMSSHSessionDelegate* delegate) {
-    if (Status prepared = prepare(target); !prepared)
+Status SshLogin::connect(const LoginTarget& target, std::weak_ptr<NMSSHSessionDelegate> delegate) {
+    delegate_ = std::move(delegate);
+    if (Status configured = configure(target); !configured)
+        return configured;
+    if (Status prepared = prepare(); !prepared)
         return prepared;
     if (Status opened = openSocket(); !opened)
-        return opened;
+        return noted(opened);
     const Result<int> connected = untilDone(SSH_AGAIN, [this] { return ssh_connect(session_); });
-    if (!connected)
-        return connected.error();
-    if (connected.value() != SSH_OK)
-        return connectionLost(session_);
-    return verifyHostKey(delegate);
+    if (connected && connected.value() == SSH_OK)
+        return verifyHostKey();
+    if (const QString fault = socket_.programsFault(); !fault.isEmpty())
+        return sshError(SshErrorCode::Failed,
+                        QStringLiteral("The program that leads to the server reports: %1").arg(fault));
+    return connected ? connectionLost(session_) : connected.error();
 }
 
-Status SshLogin::prepare(const LoginTarget& target) {
+Status SshLogin::configure(const LoginTarget& target) {
+    configuration_ = SshConfiguration::plain(target, settings_);
+    if (!settings_.usesSshConfig)
+        return success();
+    Result<std::optional<SshConfiguration>> known =
+        SshConfiguration::bySsh(target, settings_, socket_.interruptEvent(), deadline_);
+    if (!known)
+        return known.error();
+    if (known.value()) {
+        configuration_ = *std::move(known).value();
+    } else {
+        note_ = QStringLiteral("~/.ssh/config was not used, as there is no program \"ssh\". Install it, or "
+                               "enter all that the host needs.");
+        qCWarning(logRemote).noquote() << note_;
+    }
+    return success();
+}
+
+Status SshLogin::prepare() {
     const bool off = false;
     const int on = 1;
-    const unsigned int port = target.port;
+    const unsigned int port = configuration_.port;
     Status prepared = success();
     const auto set = [&](ssh_options_e option, const void* value, const QString& what) {
         if (prepared && ssh_options_set(session_, option, value) != SSH_OK)
@@ -139,44 +106,32 @@ Status SshLogin::prepare(const LoginTarget& target) {
     };
     set(SSH_OPTIONS_PROCESS_CONFIG, &off, QStringLiteral("No configuration"));
     set(SSH_OPTIONS_NODELAY, &on, QStringLiteral("The connection"));
-    // Known keys decide which kind of key the library asks the server for.
-    const QByteArray known =
-        settings_.checksHostKeys ? QFile::encodeName(settings_.knownHostsPath) : QByteArray("/dev/null");
-    set(SSH_OPTIONS_KNOWNHOSTS, known.constData(), settings_.knownHostsPath);
-    if (!settings_.checksHostKeys)
-        set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, known.constData(), settings_.knownHostsPath);
+    // Known hosts are looked at here.
+    set(SSH_OPTIONS_KNOWNHOSTS, "/dev/null", QStringLiteral("No file"));
+    set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, "/dev/null", QStringLiteral("No file"));
+    // And so is the agent: the library would wait for it without an end.
+    set(SSH_OPTIONS_IDENTITY_AGENT, "/dev/null", QStringLiteral("No agent"));
     // The library takes few names, and needs none: the way to the server is made here.
-    hostName_ = target.host;
-    const bool takesName =
-        ssh_options_set(session_, SSH_OPTIONS_HOST, target.host.toUtf8().constData()) == SSH_OK;
-    if (settings_.usesSshConfig) {
-        // Keys that nobody has named are looked for beside the configuration.
-        set(SSH_OPTIONS_SSH_DIR, QFile::encodeName(QFileInfo(settings_.configPath).path()).constData(),
-            settings_.configPath);
-        if (prepared && takesName && QFile::exists(settings_.configPath) &&
-            ssh_options_parse_config(session_, QFile::encodeName(settings_.configPath).constData()) != SSH_OK)
-            return lastSshError(session_, SshErrorCode::Failed,
-                                QStringLiteral("\"%1\" cannot be read.").arg(settings_.configPath));
-        if (const QString name = textOption(session_, SSH_OPTIONS_HOST); !name.isEmpty())
-            hostName_ = name;
-    }
-    // What the user has entered for this host goes before what the configuration says.
-    if (!target.username.isEmpty())
-        set(SSH_OPTIONS_USER, target.username.toUtf8().constData(),
-            QStringLiteral("The user name \"%1\"").arg(target.username));
-    if (!settings_.usesSshConfig || port != standardPort)
-        set(SSH_OPTIONS_PORT, &port, QStringLiteral("The port %1").arg(port));
+    static_cast<void>(
+        ssh_options_set(session_, SSH_OPTIONS_HOST, configuration_.hostName.toUtf8().constData()));
+    if (!configuration_.username.isEmpty())
+        set(SSH_OPTIONS_USER, configuration_.username.toUtf8().constData(),
+            QStringLiteral("The user name \"%1\"").arg(configuration_.username));
+    set(SSH_OPTIONS_PORT, &port, QStringLiteral("The port %1").arg(port));
+    if (!prepared || settings_.hostKeyPolicy == HostKeyPolicy::AcceptAll)
+        return prepared;
+    const auto known = KnownHostKeys::read(configuration_.knownName, configuration_.userKnownHosts,
+                                           configuration_.machineKnownHosts);
+    if (!known)
+        return known.error();
+    // A server that has several keys shall show one that can be compared.
+    if (const QByteArray algorithms = known.value().algorithms(); !algorithms.isEmpty())
+        set(SSH_OPTIONS_HOSTKEYS, algorithms.constData(), QStringLiteral("The kinds of known keys"));
     return prepared;
 }
 
 Status SshLogin::openSocket() {
-    unsigned int port = standardPort;
-    ssh_options_get_port(session_, &port);
-    const QString proxy = textOption(session_, SSH_OPTIONS_PROXYCOMMAND);
-    const Result<int> descriptor =
-        proxy.isEmpty() ? socket_.connect(hostName_, static_cast<std::uint16_t>(port), deadline_)
-                        : socket_.connectThrough(
-                              expanded(proxy, hostName_, port, textOption(session_, SSH_OPTIONS_USER)));
+    const Result<int> descriptor = socket_.connect(configuration_, deadline_);
     if (!descriptor)
         return descriptor.error();
     const socket_t socket = descriptor.value();
@@ -186,30 +141,64 @@ Status SshLogin::openSocket() {
     return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The connection cannot be used."));
 }
 
-Status SshLogin::verifyHostKey(NMSSHSessionDelegate* delegate) {
-    HostKeyState state = HostKeyState::Known;
-    unsigned int port = standardPort;
-    ssh_options_get_port(session_, &port);
-    const QByteArray name = knownHostName(hostName_, port);
-    if (settings_.checksHostKeys) {
-        const Result<HostKeyState> checked = checkHostKey(session_, name, settings_.knownHostsPath);
-        if (!checked)
-            return checked.error();
-        state = checked.value();
+Status SshLogin::verifyHostKey() {
+    if (settings_.hostKeyPolicy == HostKeyPolicy::AcceptAll)
+        return success();
+    const Key shown = serverKey(session_);
+    if (!shown)
+        return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
+    const auto known = KnownHostKeys::read(configuration_.knownName, configuration_.userKnownHosts,
+                                           configuration_.machineKnownHosts);
+    if (!known)
+        return known.error();
+    const Result<HostKeyState> state = known.value().check(shown.get());
+    if (!state)
+        return state.error();
+    if (state.value() == HostKeyState::Known)
+        return success();
+    if (state.value() == HostKeyState::New && settings_.hostKeyPolicy == HostKeyPolicy::AcceptNew) {
+        if (const Status stored = known.value().store(shown.get()); !stored)
+            qCWarning(logRemote).noquote() << stored.error().userText;
+        return success();
     }
-    const bool isKnown = state == HostKeyState::Known;
-    const bool isAccepted =
-        delegate && withoutTimeLimit([&] {
-            return delegate->shouldConnectToHostWithFingerprint(serverFingerprint(session_), isKnown);
-        });
+    const auto delegate = delegate_.lock();
+    const bool isAccepted = delegate && withoutTimeLimit([&] {
+                                return delegate->shouldConnectToHostWithFingerprint(
+                                    fingerprint(shown.get()), known.value().outdated(shown.get()));
+                            });
     if (!isAccepted)
         return sshError(SshErrorCode::NotAnswered, QStringLiteral("The key of the server was not accepted."));
-    return isKnown ? success() : storeHostKey(session_, name, settings_.knownHostsPath);
+    return known.value().store(shown.get());
+}
+
+std::optional<QString> SshLogin::ask(const SecretQuestion& question) {
+    const auto delegate = delegate_.lock();
+    if (!delegate)
+        return std::nullopt;
+    return withoutTimeLimit([&] { return delegate->secret(question); });
 }
 
 Status SshLogin::byPassword(const QString& password) {
-    const QByteArray text = password.toUtf8();
-    return authenticate([&] { return ssh_userauth_password(session_, nullptr, text.constData()); });
+    std::optional<QString> text = password.isEmpty() ? std::nullopt : std::optional(password);
+    // What nobody can be let in with is not asked for.
+    if (!text && ssh_userauth_list(session_, nullptr) == SSH_AUTH_METHOD_UNKNOWN) {
+        if (Status open = authenticate([this] { return ssh_userauth_none(session_, nullptr); });
+            open || !wasRefused(open))
+            return open;
+    }
+    Status proven = sshError(SshErrorCode::Denied, QStringLiteral("The server takes no password."));
+    for (int asked = 0;; ++asked) {
+        if (text) {
+            const QByteArray bytes = text->toUtf8();
+            proven =
+                authenticate([&] { return ssh_userauth_password(session_, nullptr, bytes.constData()); });
+        }
+        if (proven || !wasRefused(proven) || !takesMethod(SSH_AUTH_METHOD_PASSWORD) || asked == mostQuestions)
+            return proven;
+        text = ask({SecretQuestion::Kind::Password, {}, text.has_value()});
+        if (!text)
+            return unanswered();
+    }
 }
 
 Status SshLogin::byKeyboardInteractive(const Answer& answer) {
@@ -227,8 +216,7 @@ Status SshLogin::byKeyboardInteractive(const Answer& answer) {
             const std::optional<QString> text =
                 withoutTimeLimit([&] { return answer(request, isEchoed != 0); });
             if (!text)
-                return sshError(SshErrorCode::NotAnswered,
-                                QStringLiteral("The question of the server was not answered."));
+                return unanswered();
             ssh_userauth_kbdint_setanswer(session_, static_cast<unsigned int>(index),
                                           text->toUtf8().constData());
         }
@@ -238,40 +226,161 @@ Status SshLogin::byKeyboardInteractive(const Answer& answer) {
     return proven;
 }
 
+Status SshLogin::byFurtherQuestions() {
+    if (takesMethod(SSH_AUTH_METHOD_INTERACTIVE))
+        return byKeyboardInteractive([this](const QString& request, bool isEchoed) {
+            const auto delegate = delegate_.lock();
+            return delegate ? delegate->keyboardInteractiveRequest(request, isEchoed) : std::nullopt;
+        });
+    if (takesMethod(SSH_AUTH_METHOD_PASSWORD))
+        return byPassword({});
+    return sshError(SshErrorCode::Denied,
+                    QStringLiteral("The server wants another proof besides this one, and none that can be "
+                                   "typed in."));
+}
+
+// ---- Keys
+
 Status SshLogin::byPublicKey(const QString& publicKeyPath, const QString& privateKeyPath,
                              const std::optional<QString>& passPhrase) {
-    // The server is asked first: a refused key needs no pass phrase.
-    if (const Key publicKey = publicKeyIn(publicKeyPath)) {
+    Key publicKey = publicKeyIn(publicKeyPath);
+    return byKeyFile(publicKey ? std::move(publicKey) : publicKeyFor(privateKeyPath), privateKeyPath,
+                     passPhrase);
+}
+
+Status SshLogin::byKeyFile(Key publicKey, const QString& privateKeyPath,
+                           const std::optional<QString>& passPhrase) {
+    // A refused key needs no pass phrase. With a certificate another key may be accepted than the bare one.
+    const bool hasCertificate = !configuration_.certificateFiles.isEmpty() ||
+                                QFile::exists(privateKeyPath + QStringLiteral("-cert.pub"));
+    if (publicKey && !hasCertificate) {
         if (Status accepted =
                 authenticate([&] { return ssh_userauth_try_publickey(session_, nullptr, publicKey.get()); });
             !accepted)
             return accepted;
     }
-    const Result<Key> privateKey = privateKeyIn(privateKeyPath, passPhrase);
+    const Result<Key> privateKey = unlocked(privateKeyPath, passPhrase);
     if (!privateKey)
         return privateKey.error();
-    return authenticate([&] { return ssh_userauth_publickey(session_, nullptr, privateKey.value().get()); });
+    const auto prove = [&](ssh_key key) {
+        return authenticate([&] { return ssh_userauth_publickey(session_, nullptr, key); });
+    };
+    if (hasCertificate) {
+        const Key certified(ssh_key_dup(privateKey.value().get()));
+        if (addCertificate(certified.get(), privateKeyPath, configuration_.certificateFiles)) {
+            if (Status proven = prove(certified.get()); proven || !wasRefused(proven))
+                return proven;
+        }
+    }
+    return prove(privateKey.value().get());
+}
+
+Result<Key> SshLogin::unlocked(const QString& privateKeyPath, const std::optional<QString>& passPhrase) {
+    Result<Key> key = privateKeyIn(privateKeyPath, passPhrase);
+    bool isAgain = passPhrase && !passPhrase->isEmpty();
+    for (int asked = 0; !key && asked < mostQuestions && wantsPassPhrase(privateKeyPath); ++asked) {
+        const std::optional<QString> answer =
+            ask({SecretQuestion::Kind::PassPhrase, privateKeyPath, std::exchange(isAgain, true)});
+        if (!answer)
+            return unanswered();
+        key = privateKeyIn(privateKeyPath, answer);
+    }
+    return key;
 }
 
 Status SshLogin::byAgentAndConfiguration() {
-    useAgent();
-    Status proven = authenticate([this] { return ssh_userauth_publickey_auto(session_, nullptr, ""); });
-    const bool isLate = socket_.cutLateAgent();
-    socket_.agentAnswered();
-    if (isLate && !proven)
-        return sshError(SshErrorCode::TimedOut, QStringLiteral("The SSH agent does not answer."));
+    Status proven = byIdentities();
+    agent_.reset();
+    return noted(proven);
+}
+
+Status SshLogin::byIdentities() {
+    struct Identity {
+        QString path;
+        Key publicKey;
+        QByteArray blob;
+    };
+    std::vector<Identity> identities;
+    QList<QByteArray> named;
+    for (const QString& path : configuration_.identityFiles) {
+        Key key = publicKeyFor(path);
+        if (!key && !QFile::exists(path))
+            continue;
+        const QByteArray blob = publicBlob(key.get());
+        identities.push_back({path, std::move(key), blob});
+        named.append(blob);
+    }
+    const Result<QList<QByteArray>> inAgent = agentKeys(named);
+    if (!inAgent)
+        return inAgent.error();
+    Status proven = sshError(SshErrorCode::Denied, QStringLiteral("The login was refused."));
+    QList<QByteArray> refused;
+    for (const QByteArray& key : inAgent.value()) {
+        proven = byAgentKey(key);
+        if (proven || !wasRefused(proven))
+            return proven;
+        // One that only the agent refuses is tried from its file.
+        if (isSshError(proven.error(), SshErrorCode::Denied))
+            refused.append(key);
+    }
+    for (Identity& identity : identities) {
+        if (refused.contains(identity.blob) || !QFile::exists(identity.path))
+            continue;
+        proven = byKeyFile(std::move(identity.publicKey), identity.path, std::nullopt);
+        if (proven || !wasRefused(proven))
+            return proven;
+    }
     return proven;
 }
 
-void SshLogin::useAgent() {
-    const QByteArray path = qgetenv("SSH_AUTH_SOCK");
-    // Another agent that the configuration names is found by the library alone.
-    if (path.isEmpty() || namesAgent(settings_.configPath))
-        return;
-    if (const Result<int> agent = socket_.connectToAgent(path, deadline_))
-        ssh_set_agent_socket(session_, agent.value());
-    else // So that the library does not wait for it.
-        static_cast<void>(ssh_options_set(session_, SSH_OPTIONS_IDENTITY_AGENT, "/dev/null"));
+Result<QList<QByteArray>> SshLogin::agentKeys(const QList<QByteArray>& named) {
+    const QList<QByteArray> noKeys;
+    if (configuration_.agentPath.isEmpty())
+        return noKeys;
+    auto agent = AgentRelay::connect(configuration_.agentPath, socket_.interruptEvent(), deadline_);
+    if (!agent)
+        return noKeys;
+    agent_ = std::move(agent).value();
+    const Result<QList<QByteArray>> keys = agent_->keys();
+    if (!keys && isSshError(keys.error(), SshErrorCode::Failed))
+        return noKeys;
+    if (!keys)
+        return agent_->isLate() ? agentIsLate() : keys.error();
+    QList<QByteArray> ordered;
+    for (const QByteArray& key : named) {
+        if (!key.isEmpty() && keys.value().contains(key) && !ordered.contains(key))
+            ordered.append(key);
+    }
+    for (const QByteArray& key : keys.value()) {
+        if (!configuration_.identitiesOnly && !ordered.contains(key))
+            ordered.append(key);
+    }
+    const int libraryEnd = ordered.isEmpty() ? -1 : agent_->takeLibraryEnd();
+    if (libraryEnd < 0)
+        return noKeys;
+    ssh_set_agent_socket(session_, libraryEnd);
+    return ordered;
+}
+
+Status SshLogin::byAgentKey(const QByteArray& key) {
+    agent_->setDeadline(deadline_);
+    agent_->offer(key);
+    if (agent_->hasEnded())
+        return sshError(SshErrorCode::Failed, QStringLiteral("The SSH agent has ended the connection."));
+    Status proven = authenticate([this] { return ssh_userauth_agent(session_, nullptr); });
+    return !proven && agent_->isLate() ? agentIsLate() : proven;
+}
+
+// ---- Outcomes
+
+bool SshLogin::takesMethod(int method) const {
+    return (ssh_userauth_list(session_, nullptr) & method) != 0;
+}
+
+bool SshLogin::wasRefused(const Status& proven) const {
+    return !proven && ssh_is_connected(session_) &&
+           (isSshError(proven.error(), SshErrorCode::Denied) ||
+            isSshError(proven.error(), SshErrorCode::Failed));
 }
 
 Status SshLogin::outcome(int authentication) {
@@ -279,11 +388,10 @@ Status SshLogin::outcome(int authentication) {
     case SSH_AUTH_SUCCESS:
         return success();
     case SSH_AUTH_INFO:
-        return sshError(SshErrorCode::NotAnswered,
-                        QStringLiteral("The question of the server was not answered."));
+        return unanswered();
     case SSH_AUTH_PARTIAL:
-        return sshError(SshErrorCode::Denied,
-                        QStringLiteral("The server wants a second proof besides this one."));
+        return sshError(SshErrorCode::Incomplete,
+                        QStringLiteral("The server wants another proof besides this one."));
     case SSH_AUTH_DENIED:
         return lastSshError(session_, SshErrorCode::Denied, QStringLiteral("The login was refused."));
     default:
@@ -291,6 +399,14 @@ Status SshLogin::outcome(int authentication) {
                    ? lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The login has failed."))
                    : connectionLost(session_, SshErrorCode::Denied);
     }
+}
+
+Status SshLogin::noted(Status status) const {
+    if (status || note_.isEmpty())
+        return status;
+    Error error = status.error();
+    error.userText += u'\n' + note_;
+    return error;
 }
 
 } // namespace korvane

@@ -1,10 +1,13 @@
 #include "remote/SshTest.h"
 
+#include "foundation/archive/UserDefaults.h"
+#include "remote/hosts/RemoteHostsManager.h"
 #include "remote/ssh/NMSSHLogger.h"
 #include "support/KeyboardServer.h"
 #include "support/LogCapture.h"
 
 #include <QFile>
+#include <QTemporaryDir>
 
 namespace korvane {
 namespace {
@@ -14,11 +17,19 @@ using namespace std::chrono_literals;
 
 class LoginTest : public test::SshTest {
 protected:
-    /// The connection test of a new client, and what the main thread shows of it.
-    QStringList testOf(const std::shared_ptr<RemoteHost>& host) {
+    /// The connection test of a new client, and what the main thread shows of it. Questions get the answers.
+    QStringList testOf(const std::shared_ptr<RemoteHost>& host, const QStringList& answers = {}) {
         test::RecordingAlerts fresh;
         std::swap(fresh, alerts_);
+        for (const QString& answer : answers)
+            alerts_.willEnter(answer);
         return tested(clientFor(host));
+    }
+    static std::shared_ptr<RemoteHost> passwordHost(const test::KeyboardServer& server,
+                                                    const std::optional<QString>& password) {
+        auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
+        host->setAuthnType(std::make_shared<PasswordAuthnType>(password));
+        return host;
     }
     static std::shared_ptr<RemoteHost> keyboardHost(const test::KeyboardServer& server) {
         auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
@@ -35,11 +46,14 @@ protected:
         return connected(client);
     }
 
+    const QString failed_ = u"Connection test failed!|Please check the server configuration! Reason: "_s;
+    const QString passwordQuestion_ = u"Enter password for user 'tester' on server: 127.0.0.1|"_s;
+    const QString withoutHome_ = u"Connection success!|Remote login path: '/' does not exist on server!"_s;
     const QString success_ = u"Connection success!|All good!"_s;
     const QList<test::KeyboardServer::Round> password_{{"", {{"Password: ", false, "secret"}}}};
 };
 
-TEST_F(LoginTest, KeysOfAllKindsLogInAndWrongPassPhrasesDoNot) {
+TEST_F(LoginTest, KeysOfAllKindsLogInWithTheRightPassPhrase) {
     const test::SshServer server;
     struct Case {
         QByteArray type;
@@ -56,61 +70,67 @@ TEST_F(LoginTest, KeysOfAllKindsLogInAndWrongPassPhrasesDoNot) {
         const QString phrase = QString::fromUtf8(one.passPhrase);
         const auto given = phrase.isEmpty() ? std::nullopt : std::optional<QString>(phrase);
         EXPECT_EQ(testOf(hostWith(server, keyType(key + u".pub"_s, key, given))), QStringList(success_));
-        // Without the public key's file the private key tells the same.
-        EXPECT_EQ(testOf(hostWith(server, keyType(server.path(u"absent"_s), key, given))),
-                  QStringList(success_));
+        // The private key alone is enough.
+        ASSERT_TRUE(QFile::remove(key + u".pub"_s));
+        for (const QString& publicKey : {server.path(u"absent"_s), QString()})
+            EXPECT_EQ(testOf(hostWith(server, keyType(publicKey, key, given))), QStringList(success_));
         if (given) {
-            const QString refused =
-                u"Connection test failed!|Please check the server configuration! Reason: \"%1\" is no private key, or the pass phrase is wrong."_s
-                    .arg(key);
-            EXPECT_EQ(testOf(hostWith(server, keyType(key + u".pub"_s, key, u"wrong"_s))),
-                      QStringList(refused));
-            EXPECT_EQ(testOf(hostWith(server, keyType(key + u".pub"_s, key))), QStringList(refused));
+            const QString asked = u"Enter the pass phrase of the private key for server: 127.0.0.1|"_s + key;
+            const QString again = asked + u"\nThe pass phrase was wrong."_s;
+            EXPECT_EQ(testOf(hostWith(server, keyType({}, key)), {u"wrong"_s, phrase}),
+                      QStringList({asked, again, success_}));
+            EXPECT_EQ(testOf(hostWith(server, keyType({}, key, u"wrong"_s)), {u"a"_s, u"b"_s, u"c"_s}),
+                      QStringList({again, again, again,
+                                   failed_ + u"The pass phrase of \"%1\" is wrong."_s.arg(key)}));
         }
     }
 }
 
 TEST_F(LoginTest, KeysThatAreMissingOrNotAcceptedSayWhy) {
     const test::SshServer server;
-    const QString failed = u"Connection test failed!|Please check the server configuration! Reason: "_s;
     const QString unauthorised =
         u"Could not connect to host: 127.0.0.1 on port %1|Please check the configuration and ensure the SSH server is running!"_s
             .arg(server.port());
     const QString key = server.makeKey(u"known"_s);
     const QString stranger = server.path(u"stranger"_s);
-    ASSERT_TRUE(test::runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", stranger.toUtf8()}));
+    ASSERT_TRUE(
+        test::runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "phrase", "-f", stranger.toUtf8()}));
     const QString publicKey = key + u".pub"_s;
 
-    const QStringList denied = testOf(hostWith(server, keyType(stranger + u".pub"_s, stranger)));
+    // Nobody is asked for the pass phrase of a key that leads nowhere.
+    const QStringList denied = testOf(hostWith(server, keyType({}, stranger)));
     ASSERT_EQ(denied.size(), 1);
-    EXPECT_TRUE(denied[0].startsWith(failed + u"Access denied for 'publickey'."_s)) << qPrintable(denied[0]);
+    EXPECT_TRUE(denied[0].startsWith(failed_ + u"Access denied for 'publickey'."_s)) << qPrintable(denied[0]);
     EXPECT_EQ(testOf(hostWith(server, keyType(publicKey, server.path(u"gone"_s)))),
-              QStringList(failed + u"The private key \"%1\" cannot be read."_s.arg(server.path(u"gone"_s))));
-    EXPECT_EQ(testOf(hostWith(server, keyType({}, key))), QStringList(unauthorised));
+              QStringList(failed_ + u"The private key \"%1\" cannot be read."_s.arg(server.path(u"gone"_s))));
+    EXPECT_EQ(testOf(hostWith(server, keyType(publicKey, publicKey))),
+              QStringList(failed_ + u"\"%1\" is no private key."_s.arg(publicKey)));
     EXPECT_EQ(testOf(hostWith(server, keyType(publicKey, {}))), QStringList(unauthorised));
     EXPECT_EQ(testOf(hostWith(server, nullptr)), QStringList(unauthorised));
 }
 
-TEST_F(LoginTest, PasswordsAreTakenAndRefused) {
-    const auto check = [this](const auto& hostFor, const QString& right, const QString& success) {
+TEST_F(LoginTest, PasswordsAreAskedForUntilOneIsRight) {
+    const auto check = [this](
+                           const std::function<std::shared_ptr<RemoteHost>(std::optional<QString>)>& hostFor,
+                           const QString& right, const QString& success) {
         EXPECT_EQ(testOf(hostFor(right)), QStringList(success));
-        for (const std::optional<QString>& wrong : {std::optional<QString>(u"wrong"_s), {u""_s}, {}}) {
-            const QStringList refused = testOf(hostFor(wrong));
-            ASSERT_EQ(refused.size(), 1);
-            EXPECT_TRUE(refused[0].startsWith(
-                u"Connection test failed!|Please check the server configuration! Reason: Access denied for 'password'."_s))
-                << qPrintable(refused[0]);
-        }
+        const QString again = passwordQuestion_ + u"The password was wrong."_s;
+        EXPECT_EQ(testOf(hostFor({}), {u"wrong"_s, right}), QStringList({passwordQuestion_, again, success}));
+        QStringList refused = testOf(hostFor(u"wrong"_s), {u"a"_s, u""_s, u"c"_s});
+        EXPECT_TRUE(refused.takeLast().startsWith(failed_ + u"Access denied for 'password'."_s));
+        EXPECT_EQ(refused, QStringList({again, again, again}));
     };
     const test::KeyboardServer own(password_, "secret");
-    check(
-        [&](const std::optional<QString>& password) {
-            auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, own.port(), u"tester"_s);
-            host->setAuthnType(std::make_shared<PasswordAuthnType>(password));
-            return host;
-        },
-        u"secret"_s, u"Connection success!|Remote login path: '/' does not exist on server!"_s);
-    EXPECT_EQ(own.logins(), 1);
+    check([&](const std::optional<QString>& password) { return passwordHost(own, password); }, u"secret"_s,
+          withoutHome_);
+    EXPECT_EQ(own.logins(), 2);
+    // Where no password is taken nobody is asked for one.
+    const test::KeyboardServer without(password_);
+    for (const std::optional<QString>& password : {std::optional<QString>(), std::optional(u"secret"_s)}) {
+        const QStringList refused = testOf(passwordHost(without, password));
+        ASSERT_EQ(refused.size(), 1);
+        EXPECT_TRUE(refused[0].startsWith(failed_)) << qPrintable(refused[0]);
+    }
     // Only root's may read a table of secrets.
     if (!test::SshServer::takesPasswords())
         return;
@@ -120,6 +140,75 @@ TEST_F(LoginTest, PasswordsAreTakenAndRefused) {
             return hostWith(server, std::make_shared<PasswordAuthnType>(password));
         },
         server.password(), success_);
+}
+
+TEST_F(LoginTest, AServerThatWantsASecondProofGetsIt) {
+    const QString token = passwordQuestion_ + u"Token: "_s;
+    const test::KeyboardServer server({{"", {{"Token: ", false, "123"}}}}, "secret",
+                                      test::KeyboardServer::Password::First);
+    EXPECT_EQ(testOf(passwordHost(server, u"secret"_s), {u"123"_s}), QStringList({token, withoutHome_}));
+    QStringList refused = testOf(passwordHost(server, u"secret"_s), {u"321"_s});
+    EXPECT_TRUE(refused.takeLast().startsWith(failed_ + u"Access denied"_s));
+    EXPECT_EQ(refused, QStringList(token));
+    if (!test::SshServer::takesPasswords())
+        return;
+    const test::SshServer both("AuthenticationMethods publickey,password");
+    EXPECT_EQ(testOf(keyHost(both), {u"wrong"_s, both.password()}),
+              QStringList({passwordQuestion_, passwordQuestion_ + u"The password was wrong."_s, success_}));
+    // By the configuration's key, and by the password that is stored for the host.
+    QFile config(both.path(u"config"_s));
+    ASSERT_TRUE(config.open(QIODevice::WriteOnly));
+    config.write("IdentityFile " + both.path(u"id"_s).toUtf8() + '\n');
+    config.close();
+    settings_.usesSshConfig = true;
+    settings_.configPath = config.fileName();
+    EXPECT_EQ(testOf(hostWith(both, std::make_shared<PasswordAuthnType>(both.password()))),
+              QStringList(success_));
+}
+
+TEST_F(LoginTest, SecretsAreStoredOnlyWhenTheyAreRightAndTheUserSaysSo) {
+    const QTemporaryDir directory;
+    UserDefaults defaults(directory.filePath(u"s.ini"_s));
+    RemoteHostsManager::setShared(std::move(RemoteHostsManager::load(directory.path(), defaults)).value());
+    const test::KeyboardServer server(password_, "secret");
+    const auto host = passwordHost(server, {});
+    const auto stored = [&] {
+        const auto hosts = std::move(RemoteHostsManager::load(directory.path(), defaults)).value();
+        return std::dynamic_pointer_cast<PasswordAuthnType>(hosts->host(0)->authnType())->password;
+    };
+    const auto connectEntering = [&](const QStringList& answers, bool isKept) {
+        const auto client = clientFor(host);
+        const auto before = static_cast<int>(alerts_.shown().size());
+        int answered = 0;
+        std::atomic<bool> isDone{false};
+        std::thread connecting([&] {
+            EXPECT_EQ(test::outcome(client->connect()), u"authorised, no home"_s);
+            isDone = true;
+        });
+        EXPECT_TRUE(test::waitFor([&] {
+            if (answered < answers.size() && static_cast<int>(alerts_.shown().size()) > before + answered) {
+                alerts_.enter(before + answered, answers[answered], isKept);
+                ++answered;
+            }
+            return isDone.load();
+        }));
+        connecting.join();
+        client->disconnect();
+    };
+    // One that is not in the list has no place for it.
+    connectEntering({u"secret"_s}, false);
+    EXPECT_EQ(alerts_.shown().back().alert.field->option, QString());
+    ASSERT_TRUE(RemoteHostsManager::shared().add(host));
+    connectEntering({u"secret"_s}, false);
+    EXPECT_FALSE(alerts_.shown().back().alert.field->option.isEmpty());
+    EXPECT_TRUE(alerts_.shown().back().alert.field->isMasked);
+    EXPECT_EQ(stored(), std::nullopt);
+    connectEntering({u"wrong"_s, u"secret"_s}, true);
+    EXPECT_TRUE(test::waitFor([&] { return stored() == u"secret"_s; }));
+    const auto asked = alerts_.shown().size();
+    connectEntering({}, false);
+    EXPECT_EQ(alerts_.shown().size(), asked);
+    RemoteHostsManager::setShared(nullptr);
 }
 
 TEST_F(LoginTest, WhoWaitsForALoginTakesOverWhatComesOfIt) {
@@ -206,10 +295,10 @@ TEST_F(LoginTest, ALoginBehindAnEndIsAnotherOne) {
 }
 
 TEST_F(LoginTest, ARefusalNamesTheServerAndWhatHelps) {
-    const test::KeyboardServer server(password_, "secret");
+    const test::KeyboardServer server(password_);
     for (const QString& user : {u"tester"_s, u""_s}) {
-        auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), user);
-        host->setAuthnType(std::make_shared<PasswordAuthnType>(u"wrong"_s));
+        const auto host = passwordHost(server, u"wrong"_s);
+        host->setUsername(user);
         const auto client = clientFor(host);
         const auto result = test::beside([&] { return client->connect(); });
         ASSERT_TRUE(result && !*result);
@@ -319,10 +408,13 @@ TEST_F(LoginTest, SeveralQuestionsAndRoundsAreAllAsked) {
 }
 
 TEST_F(LoginTest, AQuestionWithoutAnAnswerEndsTheLoginQuietly) {
-    const test::KeyboardServer server(password_);
+    const test::KeyboardServer server(password_, "secret");
     enum class Ends { Cancelled, Disconnected };
-    for (const Ends ends : {Ends::Cancelled, Ends::Disconnected}) {
-        const auto client = clientFor(keyboardHost(server));
+    using Case = std::pair<std::shared_ptr<RemoteHost>, Ends>;
+    for (const auto& [host, ends] :
+         {Case(keyboardHost(server), Ends::Cancelled), Case(keyboardHost(server), Ends::Disconnected),
+          Case(passwordHost(server, {}), Ends::Cancelled)}) {
+        const auto client = clientFor(host);
         const std::size_t before = alerts_.shown().size();
         bool isDone = false;
         client->testConnection([&] { isDone = true; });

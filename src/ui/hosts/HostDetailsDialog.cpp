@@ -22,6 +22,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QStandardPaths>
 #include <QUuid>
 #include <QVBoxLayout>
 
@@ -91,6 +92,9 @@ QWidget* HostDetailsDialog::makeFields() {
     usesSshConfig_ = new QCheckBox(tr("Use SSH agent and ~/.ssh/con&fig"), fields);
     usesSshConfig_->setToolTip(tr("The keys of the agent are tried first, and the host may be one that the "
                                   "configuration names"));
+    if (QStandardPaths::findExecutable(QStringLiteral("ssh")).isEmpty())
+        usesSshConfig_->setToolTip(tr("There is no program “ssh” on this computer: the keys of the agent are "
+                                      "tried first, and ~/.ssh/config is not read"));
 
     auto* place = new QHBoxLayout;
     auto* portLabel = new QLabel(tr("&Port:"), fields);

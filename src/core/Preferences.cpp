@@ -16,6 +16,13 @@ std::unique_ptr<Preferences>& sharedSlot() {
     return instance;
 }
 
+/// As they are stored, in the order of the values.
+const QStringList& hostKeyChoices() {
+    static const QStringList texts{QStringLiteral("acceptAll"), QStringLiteral("acceptNew"),
+                                   QStringLiteral("askForNew")};
+    return texts;
+}
+
 QColor colorFromArchive(const QVariant& stored) {
     return QColor(QString::fromLatin1(stored.toByteArray()));
 }
@@ -88,7 +95,6 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
         {keyRowMemory, 256},
         {keyPipeReserve, 1024},
         {keyOpenAtEnd, false},
-        {keyChecksHostKeys, false},
     });
     for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
         refreshCachedColor(key);
@@ -147,8 +153,19 @@ KORVANE_BOOLEAN_SETTING(showWelcomeWinOnStart, setShowWelcomeWinOnStart, keyShow
 KORVANE_BOOLEAN_SETTING(openAtEnd, setOpenAtEnd, keyOpenAtEnd)
 KORVANE_BOOLEAN_SETTING(useTabs, setUseTabs, keyUseTabs)
 KORVANE_BOOLEAN_SETTING(reopenDocuments, setReopenDocuments, keyReopenDocuments)
-KORVANE_BOOLEAN_SETTING(checksHostKeys, setChecksHostKeys, keyChecksHostKeys)
 #undef KORVANE_BOOLEAN_SETTING
+
+HostKeyChoice Preferences::hostKeyChoice() const {
+    if (const auto chosen = hostKeyChoices().indexOf(userDefaults_->value(keyHostKeys).toString());
+        chosen >= 0)
+        return static_cast<HostKeyChoice>(chosen);
+    if (!userDefaults_->value(keyChecksHostKeys).isValid())
+        return HostKeyChoice::AcceptNew;
+    return userDefaults_->boolForKey(keyChecksHostKeys) ? HostKeyChoice::AskForNew : HostKeyChoice::AcceptAll;
+}
+void Preferences::setHostKeyChoice(HostKeyChoice choice) {
+    userDefaults_->set(keyHostKeys, hostKeyChoices()[static_cast<qsizetype>(choice)]);
+}
 
 bool Preferences::nmsshDebug() const {
     return userDefaults_->boolForKey(keyNMSSHDebug);

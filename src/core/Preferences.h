@@ -13,6 +13,15 @@
 
 namespace korvane {
 
+/// What becomes of the key that a server shows.
+enum class HostKeyChoice {
+    AcceptAll,
+    /// A new one is stored, and the user is asked about one that has changed.
+    AcceptNew,
+    /// The user is asked about both.
+    AskForNew,
+};
+
 /// The typed front of the user's settings. One shared instance; every getter from any thread, returning
 /// copies. Colours and font are cached and follow the stored values at once.
 class Preferences {
@@ -40,6 +49,8 @@ public:
     const QString keyRowMemory = QStringLiteral("rowMemory");
     const QString keyPipeReserve = QStringLiteral("pipeReserve");
     const QString keyOpenAtEnd = QStringLiteral("openFollowedFilesAtEnd");
+    const QString keyHostKeys = QStringLiteral("hostKeys");
+    /// Where there is no `keyHostKeys`: whether all are accepted or asked for.
     const QString keyChecksHostKeys = QStringLiteral("checksHostKeys");
 
     /// The instance of the program. `setShared` is called once, before any other use.
@@ -110,9 +121,8 @@ public:
     bool reopenDocuments() const;
     void setReopenDocuments(bool value);
 
-    /// Whether the keys of servers are held against those known of them; otherwise all are accepted.
-    bool checksHostKeys() const;
-    void setChecksHostKeys(bool value);
+    HostKeyChoice hostKeyChoice() const;
+    void setHostKeyChoice(HostKeyChoice choice);
 
     bool nmsshDebug() const;
     /// Also switches the SSH library's own log, through the hook, in the same call.

@@ -31,6 +31,7 @@ protected:
 
     void prepare(QProcess& process, bool withPlatform = true) const {
         auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"HOME"_s, directory_.path());
         environment.insert(u"XDG_CONFIG_HOME"_s, directory_.path());
         environment.insert(u"XDG_DATA_HOME"_s, directory_.path());
         environment.insert(u"QT_LOGGING_RULES"_s, u"*=false"_s);

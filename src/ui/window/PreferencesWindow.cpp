@@ -3,6 +3,7 @@
 #include "core/Preferences.h"
 #include "ui/widgets/ColorButton.h"
 
+#include <QButtonGroup>
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
@@ -12,6 +13,7 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -248,13 +250,32 @@ QWidget* PreferencesWindow::makeAlertsPage() {
     return page;
 }
 
+void PreferencesWindow::addHostKeyChoices(QVBoxLayout& layout) {
+    layout.addWidget(new QLabel(tr("Host keys of servers"), this));
+    auto* choices = new QButtonGroup(this);
+    const auto add = [&](HostKeyChoice choice, const QString& text) {
+        auto* button = new QRadioButton(text, this);
+        layout.addWidget(button);
+        choices->addButton(button, static_cast<int>(choice));
+    };
+    add(HostKeyChoice::AcceptNew, tr("Accept &new keys and remember them, ask when one has changed"));
+    add(HostKeyChoice::AskForNew, tr("As&k for new ones too"));
+    add(HostKeyChoice::AcceptAll, tr("A&ccept all"));
+    addNote(layout,
+            tr("Keys are remembered in the file known_hosts, which ssh uses too. When all are accepted, "
+               "it is neither read nor written, and nobody notices when another computer answers "
+               "for a server."));
+    connect(choices, &QButtonGroup::idClicked, this,
+            [](int choice) { Preferences::shared().setHostKeyChoice(static_cast<HostKeyChoice>(choice)); });
+    refreshers_.emplace_back([choices] {
+        choices->button(static_cast<int>(Preferences::shared().hostKeyChoice()))->setChecked(true);
+    });
+}
+
 QWidget* PreferencesWindow::makeRemotePage() {
     auto* page = new QWidget(this);
     QVBoxLayout& layout = *addPage(page);
-    addSwitch(layout, tr("Check host &keys against known_hosts"), &Preferences::checksHostKeys,
-              &Preferences::setChecksHostKeys);
-    addNote(layout, tr("On, you are asked about a host that is not known yet, and one whose key has changed "
-                       "is refused. Off, every key is accepted."));
+    addHostKeyChoices(layout);
     addSwitch(layout, tr("Log the SSH connection in &detail"), &Preferences::nmsshDebug,
               &Preferences::setNmsshDebug);
     addNote(layout, tr("Goes to the standard error of the program. For reporting problems."));

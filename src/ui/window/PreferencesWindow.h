@@ -43,6 +43,7 @@ private:
     /// A box with its label before it.
     void addBox(QVBoxLayout& layout, const QString& text, QAbstractSpinBox* box);
     void addPollingInterval(QVBoxLayout& layout);
+    void addHostKeyChoices(QVBoxLayout& layout);
     QSpinBox* addMebibytes(QVBoxLayout& layout, const QString& text, int least, int most,
                            int (Preferences::*value)() const, void (Preferences::*setValue)(int));
     void addColor(QFormLayout& form, const QString& label, QColor (Preferences::*value)() const,

@@ -467,9 +467,14 @@ TEST_F(SshSettingsTest, TheChoicesOfTheUserReachTheSession) {
     const auto host = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
     const auto other = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
     ASSERT_TRUE(hosts.add(host));
-    EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AcceptAll);
+    EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AcceptNew);
     EXPECT_FALSE(userSessionSettings(*host).usesSshConfig);
-    Preferences::shared().setChecksHostKeys(true);
+    // As it was stored when there were two choices.
+    defaults.set(u"checksHostKeys"_s, true);
+    EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AskForNew);
+    defaults.set(u"checksHostKeys"_s, false);
+    EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AcceptAll);
+    Preferences::shared().setHostKeyChoice(HostKeyChoice::AskForNew);
     hosts.setUsesSshConfig(*host, true);
     EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AskForNew);
     EXPECT_TRUE(userSessionSettings(*host).usesSshConfig);

@@ -41,7 +41,12 @@ bool isLayoutControl(char16_t unit) {
 }
 
 QString visibleText(const QByteArray& bytes) {
-    QString text = QString::fromUtf8(bytes);
+    return displayText(QString::fromUtf8(bytes));
+}
+
+} // namespace
+
+QString displayText(QString text) {
     for (QChar& unit : text) {
         if (unit.unicode() < 0x20)
             unit = QChar(0x2400 + unit.unicode()); // the control's own picture
@@ -52,8 +57,6 @@ QString visibleText(const QByteArray& bytes) {
     }
     return text;
 }
-
-} // namespace
 
 QUrl fileUrlFromPath(const QByteArray& path, const QByteArray& workingDirectory) {
     QByteArray absolute = path;

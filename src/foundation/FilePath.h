@@ -19,7 +19,10 @@ QByteArray localPath(const QUrl& fileUrl);
 /// The whole address as text, by which the system tells files apart.
 QString absoluteString(const QUrl& url);
 
-/// Last component and whole path for showing: control characters and bytes that are no UTF-8 become visible.
+/// A name for showing: control characters, and marks that would show its parts in another order, become
+/// visible.
+QString displayText(QString text);
+/// Last component and whole path for showing, as above; bytes that are no UTF-8 become visible, too.
 QString displayName(const QUrl& url);
 QString displayPath(const QUrl& url);
 /// The path of a local file; otherwise the whole address.

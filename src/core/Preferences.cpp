@@ -95,6 +95,8 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
         {keyRowMemory, 256},
         {keyPipeReserve, 1024},
         {keyOpenAtEnd, false},
+        {keyShowsHiddenRemoteFiles, false},
+        {keyRemoteFileSorting, 0},
     });
     for (const QString& key : {keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor})
         refreshCachedColor(key);
@@ -128,6 +130,13 @@ void Preferences::setPipeReserve(int mebibytes) {
     userDefaults_->set(keyPipeReserve, mebibytes);
 }
 
+int Preferences::remoteFileSorting() const {
+    return userDefaults_->value(keyRemoteFileSorting).toInt();
+}
+void Preferences::setRemoteFileSorting(int value) {
+    userDefaults_->set(keyRemoteFileSorting, value);
+}
+
 // One getter and one setter for each boolean setting; the store is asked every time.
 #define KORVANE_BOOLEAN_SETTING(getter, setter, key)                                                         \
     bool Preferences::getter() const {                                                                       \
@@ -153,6 +162,7 @@ KORVANE_BOOLEAN_SETTING(showWelcomeWinOnStart, setShowWelcomeWinOnStart, keyShow
 KORVANE_BOOLEAN_SETTING(openAtEnd, setOpenAtEnd, keyOpenAtEnd)
 KORVANE_BOOLEAN_SETTING(useTabs, setUseTabs, keyUseTabs)
 KORVANE_BOOLEAN_SETTING(reopenDocuments, setReopenDocuments, keyReopenDocuments)
+KORVANE_BOOLEAN_SETTING(showsHiddenRemoteFiles, setShowsHiddenRemoteFiles, keyShowsHiddenRemoteFiles)
 #undef KORVANE_BOOLEAN_SETTING
 
 HostKeyChoice Preferences::hostKeyChoice() const {

@@ -52,6 +52,8 @@ public:
     const QString keyHostKeys = QStringLiteral("hostKeys");
     /// Where there is no `keyHostKeys`: whether all are accepted or asked for.
     const QString keyChecksHostKeys = QStringLiteral("checksHostKeys");
+    const QString keyShowsHiddenRemoteFiles = QStringLiteral("showsHiddenRemoteFiles");
+    const QString keyRemoteFileSorting = QStringLiteral("remoteFileSorting");
 
     /// The instance of the program. `setShared` is called once, before any other use.
     static Preferences& shared();
@@ -123,6 +125,13 @@ public:
 
     HostKeyChoice hostKeyChoice() const;
     void setHostKeyChoice(HostKeyChoice choice);
+
+    /// Whether the browser of a server shows files whose names begin with a dot.
+    bool showsHiddenRemoteFiles() const;
+    void setShowsHiddenRemoteFiles(bool value);
+    /// The order of the files there, see RemoteFileOrder::Sorting; 0 is by name.
+    int remoteFileSorting() const;
+    void setRemoteFileSorting(int value);
 
     bool nmsshDebug() const;
     /// Also switches the SSH library's own log, through the hook, in the same call.

@@ -85,7 +85,7 @@ std::optional<quint64> RemoteFile::sizeAt(const QString& path, const IsCancelled
 
 std::optional<quint64> RemoteFile::sizeByStat(const QByteArray& output) {
     const auto information = SFTPClient(client_).infoForFileAtPath(shownPath());
-    if (!information || information.value().kind == RemoteFileKind::Unknown)
+    if (!information)
         return static_cast<quint64>(numberIn(output)); // nobody knows better
     setKind(information.value().kind);
     if (isNoFile_)
@@ -105,7 +105,7 @@ void RemoteFile::lookWhatItIs() {
 }
 
 void RemoteFile::setKind(RemoteFileKind kind) {
-    isNoFile_ = kind == RemoteFileKind::Directory || kind == RemoteFileKind::Other;
+    isNoFile_ = kind == RemoteFileKind::Directory || kind == RemoteFileKind::Special;
     const char* const text =
         kind == RemoteFileKind::Directory
             ? QT_TRANSLATE_NOOP("RemoteFile", "\"%1\" is a directory: choose a file in it.")

@@ -1,8 +1,10 @@
 #include "remote/RemoteFileModel.h"
 
+#include "foundation/FilePath.h"
 #include "remote/SFTPClient.h"
 
 #include <QCollator>
+#include <QHash>
 #include <QLocale>
 
 #include <algorithm>
@@ -12,21 +14,21 @@ namespace korvane {
 namespace {
 
 constexpr int listingsAtOnce = 2;
+/// How many links are followed before a listing that waits gets its turn.
+constexpr std::size_t linksAtOnce = 256;
 
-/// Directories first, each kind by name as people sort names.
-void sortForPeople(std::vector<SFTPClient::Entry>& entries) {
+/// By name, as people sort names.
+void sortForPeople(std::vector<RemoteEntry>& entries) {
     // The locale "C" knows no numbers in names.
     const QLocale locale;
     QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     collator.setNumericMode(true);
-    std::vector<std::pair<QCollatorSortKey, SFTPClient::Entry>> keyed;
+    std::vector<std::pair<QCollatorSortKey, RemoteEntry>> keyed;
     keyed.reserve(entries.size());
-    for (SFTPClient::Entry& entry : entries)
+    for (RemoteEntry& entry : entries)
         keyed.emplace_back(collator.sortKey(entry.filename), std::move(entry));
     std::sort(keyed.begin(), keyed.end(), [](const auto& one, const auto& other) {
-        if (one.second.isDirectory != other.second.isDirectory)
-            return one.second.isDirectory;
         const int order = one.first.compare(other.first);
         return order != 0 ? order < 0 : one.second.filename < other.second.filename;
     });
@@ -34,21 +36,41 @@ void sortForPeople(std::vector<SFTPClient::Entry>& entries) {
         entries[i] = std::move(keyed[i].second);
 }
 
+/// What is there is another thing than before, although it may have the same name.
+bool isReplaced(const RemoteFileNode& child, const RemoteEntry& entry) {
+    const bool isSymLink = entry.kind == RemoteFileKind::Link;
+    return child.isSymLink != isSymLink || (!isSymLink && child.kind != entry.kind);
+}
+
 } // namespace
 
 struct RemoteFileModel::Listing {
-    std::vector<SFTPClient::Entry> entries;
+    /// Sorted by name.
+    std::vector<RemoteEntry> entries;
     /// Why there are none; empty when there was an answer.
     QString fault;
+    bool isDisconnected = false;
 };
 
-RemoteFileModel::Listing RemoteFileModel::list(SFTPClient& client, const QString& path) {
-    auto result = client.contentsOfDirectoryAtPath(path);
-    if (!result)
-        return {{}, result.error().userText};
-    Listing listing{std::move(result).value(), {}};
-    sortForPeople(listing.entries);
-    return listing;
+RemoteFileModel::Listing RemoteFileModel::list(SFTPClient& client, const QString& path,
+                                               const std::stop_token& stop) {
+    // A loss may be noticed only by asking.
+    for (const bool isLast : {false, true}) {
+        if (stop.stop_requested())
+            break;
+        if (const Status connected = client.connect(SFTPClient::Asked::ByProgram); !connected)
+            return {{}, connected.error().userText, true};
+        auto result = client.contentsOfDirectoryAtPath(path);
+        if (result) {
+            Listing listing{std::move(result).value(), {}};
+            sortForPeople(listing.entries);
+            return listing;
+        }
+        const bool isDisconnected = !client.isConnected();
+        if (isLast || !isDisconnected)
+            return {{}, result.error().userText, isDisconnected};
+    }
+    return {{}, {}, true};
 }
 
 RemoteFileModel::RemoteFileModel(std::shared_ptr<SFTPClient> client)
@@ -62,19 +84,27 @@ std::unique_ptr<RemoteFileNode> RemoteFileModel::makeRoot(const QString& path) c
     auto root = std::make_unique<RemoteFileNode>();
     root->path = path;
     root->client = client_;
-    root->isDirectory = true;
+    root->kind = RemoteFileKind::Directory;
     return root;
 }
 
 void RemoteFileModel::setRootPath(const QString& path) {
     beginResetModel();
+    cancel();
+    root_ = makeRoot(path);
+    endResetModel();
+    visit({});
+}
+
+void RemoteFileModel::cancel() {
     queue_->cancelAllOperations();
     generation_ = std::make_shared<const bool>(true);
-    root_ = makeRoot(path);
-    pendingCount_ = 0;
-    endResetModel();
-    fetchMore({});
+    listings_.clear();
+    linkSearches_.clear();
+    isReconnecting_ = false;
 }
+
+// ---- Where things are
 
 RemoteFileNode& RemoteFileModel::nodeOf(const QModelIndex& index) const {
     return index.isValid() ? *static_cast<RemoteFileNode*>(index.internalPointer()) : *root_;
@@ -105,53 +135,242 @@ int RemoteFileModel::columnCount(const QModelIndex&) const {
 }
 
 bool RemoteFileModel::hasChildren(const QModelIndex& parent) const {
-    return nodeOf(parent).isDirectory;
+    return nodeOf(parent).isDirectory();
 }
 
-bool RemoteFileModel::canFetchMore(const QModelIndex& parent) const {
-    const RemoteFileNode& node = nodeOf(parent);
-    return node.isDirectory && !node.isAskedFor;
+// ---- Listing
+
+void RemoteFileModel::visit(const QModelIndex& directory) {
+    RemoteFileNode& node = nodeOf(directory);
+    const bool isListed =
+        node.listing == RemoteFileNode::Listing::Pending || node.listing == RemoteFileNode::Listing::Done;
+    if (node.isDirectory() && !isListed)
+        startListing(node);
+    if (node.isToBeFollowed)
+        followLinks(*node.parent);
 }
 
-void RemoteFileModel::fetchMore(const QModelIndex& parent) {
-    if (!canFetchMore(parent))
+void RemoteFileModel::refresh(const QModelIndexList& directories) {
+    markOutdated(*root_);
+    visit({});
+    for (const QModelIndex& directory : directories) {
+        if (directory.isValid())
+            visit(directory);
+    }
+}
+
+void RemoteFileModel::reconnect(const QModelIndexList& directories) {
+    if (std::exchange(isReconnecting_, true))
         return;
-    RemoteFileNode& node = nodeOf(parent);
-    node.isAskedFor = true;
-    ++pendingCount_;
-    queue_->run([client = client_, path = node.path] { return list(*client, path); })
-        .then(std::weak_ptr(generation_),
-              [this, &node](const Listing& listing) { takeListing(node, listing); });
+    const QList<QPersistentModelIndex> kept(directories.begin(), directories.end());
+    queue_->run([client = client_] { return client->connect(SFTPClient::Asked::ByUser); })
+        .then(std::weak_ptr(generation_), [this, kept](const Status& connected) {
+            isReconnecting_ = false;
+            isDisconnected_ = !connected;
+            if (connected)
+                refresh(QModelIndexList(kept.begin(), kept.end()));
+            Q_EMIT pendingCountChanged();
+            if (!connected)
+                Q_EMIT reconnectFailed(connected.error().userText);
+        });
+    Q_EMIT pendingCountChanged();
+}
+
+void RemoteFileModel::markOutdated(RemoteFileNode& node) {
+    if (node.listing == RemoteFileNode::Listing::Done)
+        node.listing = RemoteFileNode::Listing::Outdated;
+    if (node.cachedChildren) {
+        for (const auto& child : *node.cachedChildren)
+            markOutdated(*child);
+    }
+}
+
+RemoteFileNode* RemoteFileModel::take(Pending& pending, std::uint64_t number) {
+    const auto waiting = pending.extract(number);
+    return waiting.empty() ? nullptr : waiting.mapped();
+}
+
+void RemoteFileModel::startListing(RemoteFileNode& node) {
+    node.listing = RemoteFileNode::Listing::Pending;
+    const std::uint64_t number = ++lastNumber_;
+    listings_[number] = &node;
+    queue_
+        ->run([client = client_, path = node.path](const std::stop_token& stop) {
+            return list(*client, path, stop);
+        })
+        .then(std::weak_ptr(generation_), [this, number](const Listing& listing) {
+            if (RemoteFileNode* waiting = take(listings_, number))
+                takeListing(*waiting, listing);
+        });
     Q_EMIT pendingCountChanged();
 }
 
 void RemoteFileModel::takeListing(RemoteFileNode& node, const Listing& listing) {
-    RemoteFileNode::Nodes children;
-    children.reserve(listing.entries.size());
-    for (const SFTPClient::Entry& entry : listing.entries) {
+    isDisconnected_ = listing.isDisconnected;
+    node.fault = listing.fault;
+    node.listing =
+        listing.fault.isEmpty() ? RemoteFileNode::Listing::Done : RemoteFileNode::Listing::Outdated;
+    // Without a connection nobody knows better than the last listing.
+    if (!listing.isDisconnected)
+        merge(node, listing.entries);
+    Q_EMIT pendingCountChanged();
+    Q_EMIT listed(indexOf(node));
+}
+
+void RemoteFileModel::merge(RemoteFileNode& node, const std::vector<RemoteEntry>& entries) {
+    QHash<QString, int> ranks;
+    ranks.reserve(static_cast<qsizetype>(entries.size()));
+    for (std::size_t rank = 0; rank < entries.size(); ++rank)
+        ranks.insert(entries[rank].filename, static_cast<int>(rank));
+    removeChildren(node, [&](const RemoteFileNode& child) {
+        const auto rank = ranks.constFind(child.name());
+        return rank == ranks.cend() || isReplaced(child, entries[static_cast<std::size_t>(*rank)]);
+    });
+    std::vector<bool> isKnown(entries.size());
+    if (node.cachedChildren) {
+        for (const auto& child : *node.cachedChildren) {
+            const int rank = ranks.value(child->name());
+            const RemoteEntry& entry = entries[static_cast<std::size_t>(rank)];
+            isKnown[static_cast<std::size_t>(rank)] = true;
+            child->nameRank = rank;
+            child->isToBeFollowed = child->isSymLink;
+            if (!child->isSymLink) {
+                child->fileSize = entry.fileSize;
+                child->modificationDate = entry.modificationDate;
+            }
+        }
+        childrenChanged(node);
+    }
+    RemoteFileNode::Nodes added;
+    for (std::size_t rank = 0; rank < entries.size(); ++rank) {
+        if (isKnown[rank])
+            continue;
+        const RemoteEntry& entry = entries[rank];
         auto child = std::make_unique<RemoteFileNode>();
         child->path = node.pathOf(entry.filename);
         child->client = client_;
-        child->isDirectory = entry.isDirectory;
-        child->isSymLink = entry.isSymLink;
+        child->kind = entry.kind;
+        child->isSymLink = child->isToBeFollowed = entry.kind == RemoteFileKind::Link;
+        child->fileSize = entry.fileSize;
+        child->modificationDate = entry.modificationDate;
+        child->nameRank = static_cast<int>(rank);
         child->parent = &node;
-        child->row = static_cast<int>(children.size());
-        children.push_back(std::move(child));
+        added.push_back(std::move(child));
     }
-    if (!children.empty())
-        beginInsertRows(indexOf(node), 0, static_cast<int>(children.size()) - 1);
-    const bool hasChildren = !children.empty();
-    node.cachedChildren = std::move(children);
-    if (hasChildren)
-        endInsertRows();
-    --pendingCount_;
-    const QString path = node.path;
-    Q_EMIT pendingCountChanged();
-    if (listing.fault.isEmpty())
-        Q_EMIT listed(path);
-    else
-        Q_EMIT listingFailed(path, listing.fault);
+    appendChildren(node, std::move(added));
+    followLinks(node);
 }
+
+void RemoteFileModel::removeChildren(RemoteFileNode& node,
+                                     const std::function<bool(const RemoteFileNode&)>& isGone) {
+    if (!node.cachedChildren)
+        return;
+    RemoteFileNode::Nodes& children = *node.cachedChildren;
+    // From the last one on, so that the rows in front stay what they are.
+    for (auto end = static_cast<int>(children.size()); end > 0;) {
+        if (!isGone(*children[static_cast<std::size_t>(end - 1)])) {
+            --end;
+            continue;
+        }
+        int first = end - 1;
+        while (first > 0 && isGone(*children[static_cast<std::size_t>(first - 1)]))
+            --first;
+        beginRemoveRows(indexOf(node), first, end - 1);
+        for (int row = first; row < end; ++row)
+            forget(*children[static_cast<std::size_t>(row)]);
+        children.erase(children.begin() + first, children.begin() + end);
+        for (std::size_t row = static_cast<std::size_t>(first); row < children.size(); ++row)
+            children[row]->row = static_cast<int>(row);
+        endRemoveRows();
+        end = first;
+    }
+}
+
+void RemoteFileModel::appendChildren(RemoteFileNode& node, RemoteFileNode::Nodes children) {
+    if (!node.cachedChildren)
+        node.cachedChildren.emplace();
+    if (children.empty())
+        return;
+    RemoteFileNode::Nodes& all = *node.cachedChildren;
+    const int first = static_cast<int>(all.size());
+    beginInsertRows(indexOf(node), first, first + static_cast<int>(children.size()) - 1);
+    for (auto& child : children) {
+        child->row = static_cast<int>(all.size());
+        all.push_back(std::move(child));
+    }
+    endInsertRows();
+}
+
+void RemoteFileModel::forget(const RemoteFileNode& node) {
+    const auto isOfNode = [&node](const auto& waiting) { return waiting.second == &node; };
+    std::erase_if(listings_, isOfNode);
+    std::erase_if(linkSearches_, isOfNode);
+    if (node.cachedChildren) {
+        for (const auto& child : *node.cachedChildren)
+            forget(*child);
+    }
+}
+
+void RemoteFileModel::childrenChanged(RemoteFileNode& node) {
+    if (!node.cachedChildren->empty())
+        Q_EMIT dataChanged(indexOf(*node.cachedChildren->front()), indexOf(*node.cachedChildren->back()));
+}
+
+// ---- Links
+
+void RemoteFileModel::followLinks(RemoteFileNode& node) {
+    const auto isOfNode = [&node](const auto& waiting) { return waiting.second == &node; };
+    if (!node.cachedChildren || std::any_of(linkSearches_.begin(), linkSearches_.end(), isOfNode))
+        return;
+    std::vector<const RemoteFileNode*> links;
+    for (const auto& child : *node.cachedChildren) {
+        if (child->isToBeFollowed)
+            links.push_back(child.get());
+    }
+    if (links.empty())
+        return;
+    std::sort(links.begin(), links.end(), [](const RemoteFileNode* one, const RemoteFileNode* other) {
+        return one->nameRank < other->nameRank;
+    });
+    std::vector<QString> paths;
+    for (std::size_t i = 0; i < std::min(links.size(), linksAtOnce); ++i)
+        paths.push_back(links[i]->path);
+    const std::uint64_t number = ++lastNumber_;
+    linkSearches_[number] = &node;
+    queue_->run([client = client_, paths] { return client->followLinks(paths); })
+        .then(std::weak_ptr(generation_), [this, number, paths](const auto& targets) {
+            RemoteFileNode* searched = take(linkSearches_, number);
+            // Without a connection they are followed when the directory is refreshed.
+            if (!searched || !targets)
+                return;
+            QHash<QString, const RemoteLinkTarget*> found;
+            for (std::size_t i = 0; i < paths.size(); ++i)
+                found.insert(paths[i], &targets.value()[i]);
+            for (const auto& child : *searched->cachedChildren) {
+                const auto target = child->isToBeFollowed ? found.constFind(child->path) : found.cend();
+                if (target != found.cend())
+                    takeTarget(*child, **target);
+            }
+            childrenChanged(*searched);
+            followLinks(*searched);
+        });
+}
+
+void RemoteFileModel::takeTarget(RemoteFileNode& link, const RemoteLinkTarget& target) {
+    if (link.isDirectory() && target.kind != RemoteFileKind::Directory) {
+        removeChildren(link, [](const RemoteFileNode&) { return true; });
+        forget(link);
+        link.listing = RemoteFileNode::Listing::None;
+    }
+    link.isToBeFollowed = false;
+    link.kind = target.kind;
+    link.fileSize = target.fileSize;
+    link.modificationDate = target.modificationDate;
+    if (!link.isDirectory() || link.listing == RemoteFileNode::Listing::None)
+        link.fault = target.fault;
+}
+
+// ---- What is shown
 
 QVariant RemoteFileModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid())
@@ -159,17 +378,28 @@ QVariant RemoteFileModel::data(const QModelIndex& index, int role) const {
     const RemoteFileNode& node = nodeOf(index);
     switch (role) {
     case Qt::DisplayRole:
-        return node.name();
+        return displayText(node.name());
     case Qt::ToolTipRole:
+        return displayText(node.path);
     case PathRole:
         return node.path;
     case IsDirectoryRole:
-        return node.isDirectory;
+        return node.isDirectory();
+    case IsFileRole:
+        return node.kind == RemoteFileKind::Regular;
     case ImageNameRole:
         // A link shows that it is one, wherever it leads.
         if (node.isSymLink)
             return QStringLiteral("symLink");
-        return node.isDirectory ? QStringLiteral("folder2") : QStringLiteral("blank");
+        return node.isDirectory() ? QStringLiteral("folder2") : QStringLiteral("blank");
+    case FileSizeRole:
+        return node.fileSize && !node.isDirectory() ? QVariant(*node.fileSize) : QVariant();
+    case DateRole:
+        return node.modificationDate;
+    case FaultRole:
+        if (node.kind == RemoteFileKind::Special)
+            return tr("“%1” is no regular file.").arg(displayText(node.path));
+        return displayText(node.fault);
     default:
         return {};
     }

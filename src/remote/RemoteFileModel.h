@@ -5,12 +5,19 @@
 
 #include <QAbstractItemModel>
 
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <stop_token>
+#include <unordered_map>
+#include <vector>
 
 namespace korvane {
 
-/// The file tree of a server below one directory. A directory is listed in the background when its content is
-/// first asked for, once; until the answer is there it shows no entries. Main thread.
+/// The file tree of a server below one directory. A directory is listed in the background when it is first
+/// visited, and again when it is refreshed; until the answer is there it shows no entries. Links are
+/// followed afterwards, and their rows change in place. A connection that has been lost is made again by the
+/// next listing. Entries stand in no order. Main thread.
 class RemoteFileModel : public QAbstractItemModel {
     Q_OBJECT
 
@@ -18,10 +25,18 @@ public:
     enum Role {
         /// QString: absolute path on the server.
         PathRole = Qt::UserRole,
-        /// bool
+        /// bool; false for a link until it has been followed.
         IsDirectoryRole,
+        /// bool: whether it is a file that can be opened, as far as the server says.
+        IsFileRole,
         /// QString: the name of the entry's image.
         ImageNameRole,
+        /// quint64: in bytes; invalid for a directory, and where the server does not say.
+        FileSizeRole,
+        /// QDateTime: of the last modification; invalid where the server does not say.
+        DateRole,
+        /// QString: why it cannot be listed or opened; empty for no fault.
+        FaultRole,
     };
 
     explicit RemoteFileModel(std::shared_ptr<SFTPClient> client);
@@ -30,42 +45,74 @@ public:
     /// Forgets everything and shows what is in this directory.
     void setRootPath(const QString& path);
     const QString& rootPath() const { return root_->path; }
-    /// How many directories are being listed.
-    int pendingCount() const { return pendingCount_; }
+    /// How many directories are being listed, and logins made.
+    int pendingCount() const { return static_cast<int>(listings_.size()) + (isReconnecting_ ? 1 : 0); }
+    /// Whether the last listing failed because there was no connection.
+    bool isDisconnected() const { return isDisconnected_; }
+    /// The root for an invalid index.
+    const RemoteFileNode& node(const QModelIndex& index) const { return nodeOf(index); }
+
+    /// Lists the directory, unless that has succeeded or is under way.
+    void visit(const QModelIndex& directory);
+    /// Lists the root and these directories again, and all others when they are visited. What is still there
+    /// keeps its indexes.
+    void refresh(const QModelIndexList& directories);
+    /// Logs in, also after a login that was refused, and refreshes. Nothing is listed when there is no
+    /// connection: `reconnectFailed` follows.
+    void reconnect(const QModelIndexList& directories);
+    /// Whatever is under way leads to nothing, and to no login.
+    void cancel();
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     QModelIndex parent(const QModelIndex& child) const override;
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
     bool hasChildren(const QModelIndex& parent = {}) const override;
-    bool canFetchMore(const QModelIndex& parent) const override;
-    void fetchMore(const QModelIndex& parent) override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
 
 Q_SIGNALS:
     /// A listing has begun or ended.
     void pendingCountChanged();
-    /// A directory's entries are there.
-    void listed(const QString& path);
-    /// The directory cannot be listed; it shows no entries.
-    void listingFailed(const QString& path, const QString& reason);
+    /// A listing of the directory has ended; it may have failed (see FaultRole).
+    void listed(const QModelIndex& directory);
+    void reconnectFailed(const QString& reason);
 
 private:
     struct Listing;
+    using Pending = std::unordered_map<std::uint64_t, RemoteFileNode*>;
 
     /// Waits for the server: on a worker.
-    static Listing list(SFTPClient& client, const QString& path);
+    static Listing list(SFTPClient& client, const QString& path, const std::stop_token& stop);
 
     RemoteFileNode& nodeOf(const QModelIndex& index) const;
     QModelIndex indexOf(const RemoteFileNode& node) const;
-    void takeListing(RemoteFileNode& node, const Listing& listing);
     std::unique_ptr<RemoteFileNode> makeRoot(const QString& path) const;
+    /// The node that waits under the number, which is used up; null when it has been removed.
+    static RemoteFileNode* take(Pending& pending, std::uint64_t number);
+
+    void startListing(RemoteFileNode& node);
+    void takeListing(RemoteFileNode& node, const Listing& listing);
+    void markOutdated(RemoteFileNode& node);
+    /// Makes the children those of the listing, which is sorted by name, and keeps what has not changed.
+    void merge(RemoteFileNode& node, const std::vector<RemoteEntry>& entries);
+    void removeChildren(RemoteFileNode& node, const std::function<bool(const RemoteFileNode&)>& isGone);
+    void appendChildren(RemoteFileNode& node, RemoteFileNode::Nodes children);
+    /// What waits for an answer below the node waits no longer.
+    void forget(const RemoteFileNode& node);
+    void childrenChanged(RemoteFileNode& node);
+    /// Some of the links that are to be followed, and the rest after them.
+    void followLinks(RemoteFileNode& node);
+    void takeTarget(RemoteFileNode& link, const RemoteLinkTarget& target);
 
     const std::shared_ptr<SFTPClient> client_;
     std::unique_ptr<RemoteFileNode> root_;
     /// Replaced with the root: what belongs to an earlier one is dropped.
     std::shared_ptr<const bool> generation_;
-    int pendingCount_ = 0;
+    std::uint64_t lastNumber_ = 0;
+    Pending listings_;
+    Pending linkSearches_;
+    bool isReconnecting_ = false;
+    bool isDisconnected_ = false;
     std::unique_ptr<OperationQueue> queue_;
 };
 

@@ -1,12 +1,13 @@
 #include "remote/RemoteFileNode.h"
 
-#include <QStringList>
-
 namespace korvane {
 
 QString RemoteFileNode::name() const {
-    const QStringList components = path.split(u'/', Qt::SkipEmptyParts);
-    return components.isEmpty() ? QStringLiteral("/") : components.last();
+    // A model of ten thousands of entries asks often.
+    const qsizetype end = path.endsWith(u'/') ? path.size() - 1 : path.size();
+    if (end <= 0)
+        return QStringLiteral("/");
+    return path.sliced(path.lastIndexOf(u'/', end - 1) + 1).first(end - path.lastIndexOf(u'/', end - 1) - 1);
 }
 
 QString RemoteFileNode::pathOf(const QString& entryName) const {

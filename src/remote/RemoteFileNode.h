@@ -1,7 +1,11 @@
 #pragma once
 
+#include "remote/ssh/RemoteEntry.h"
+
+#include <QDateTime>
 #include <QString>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -14,21 +18,40 @@ class SFTPClient;
 struct RemoteFileNode {
     using Nodes = std::vector<std::unique_ptr<RemoteFileNode>>;
 
+    enum class Listing : std::uint8_t {
+        None,
+        Pending,
+        Done,
+        /// To be listed again when it is visited; what has been listed stands until then.
+        Outdated,
+    };
+
     /// Absolute.
     QString path;
     /// Lists what is in it.
     std::shared_ptr<SFTPClient> client;
-    bool isDirectory = false;
+    /// Of a link that has been followed: what it leads to.
+    RemoteFileKind kind = RemoteFileKind::Regular;
     bool isSymLink = false;
-    /// What is in a directory; nothing until it has been listed.
+    /// What a directory holds; absent until it has been listed.
     std::optional<Nodes> cachedChildren = {};
-    /// Its listing has been asked for.
-    bool isAskedFor = false;
+    Listing listing = Listing::None;
+    /// Why it cannot be listed or opened, for the user; empty for no fault.
+    QString fault = {};
+    /// In bytes.
+    std::optional<quint64> fileSize = {};
+    QDateTime modificationDate = {};
+    /// The place among the parent's children by name, as people sort names.
+    int nameRank = 0;
+    /// A link that has not been followed since its directory was listed.
+    bool isToBeFollowed = false;
     /// Not owned; null for the root.
     RemoteFileNode* parent = nullptr;
     /// The place among the parent's children.
     int row = 0;
 
+    bool isDirectory() const { return kind == RemoteFileKind::Directory; }
+    bool isHidden() const { return name().startsWith(u'.'); }
     /// The last component of the path, "/" for the root of all.
     QString name() const;
     /// The path of an entry of this directory.

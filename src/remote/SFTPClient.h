@@ -20,13 +20,23 @@ public:
     using Entry = RemoteEntry;
     using FileInfo = RemoteFileInfo;
 
+    using LinkTarget = RemoteLinkTarget;
+    /// Who wants a login.
+    enum class Asked { ByProgram, ByUser };
+
     explicit SFTPClient(std::shared_ptr<Client> client);
     virtual ~SFTPClient();
 
+    virtual bool isConnected() const;
+    /// Logs in where there is no connection. After a login that was refused, or left unanswered, only the
+    /// user has another one made. The error is for the user.
+    virtual Status connect(Asked asked);
     virtual bool directoryExistsAtPath(const QString& path);
-    /// The entries of the directory, or of the one that a link leads to, without "." and ".."; none where
-    /// there is no such directory. Unsorted. The error names why it cannot be listed.
+    /// The entries of the directory, or of the one that a link leads to, without "." and "..". Unsorted, and
+    /// links among them are not followed. The error names why it cannot be listed.
     virtual Result<std::vector<Entry>> contentsOfDirectoryAtPath(const QString& path);
+    /// Where symbolic links lead, in the order of the paths. Fails only with the connection.
+    virtual Result<std::vector<LinkTarget>> followLinks(const std::vector<QString>& paths);
     virtual Result<FileInfo> infoForFileAtPath(const QString& path);
     /// The absolute path that a symbolic link leads to in the end; nothing for what is none.
     virtual Result<std::optional<QString>> linkTarget(const QString& path);

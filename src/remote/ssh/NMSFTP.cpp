@@ -27,8 +27,8 @@ constexpr quint32 hasTimes = 8;
 constexpr quint32 hasExtensions = 0x80000000;
 
 constexpr quint32 openForReading = 1;
-/// Requests for entries that are sent before the first one is answered: a listing on a slow link then takes
-/// few round trips.
+/// Requests that are sent before the first one is answered: a listing on a slow link then takes few round
+/// trips.
 constexpr int readsAhead = 8;
 constexpr std::size_t linksAhead = 64;
 /// In bytes of names; a listing that is larger ends with an error.
@@ -82,6 +82,8 @@ QString withoutSlash(QString name) {
 } // namespace
 
 struct NMSFTP::Attributes {
+    /// Which of the others the server has sent.
+    quint32 present = 0;
     quint64 size = 0;
     quint32 permissions = 0;
     quint32 accessTime = 0;
@@ -91,16 +93,24 @@ struct NMSFTP::Attributes {
     bool isLink() const { return S_ISLNK(permissions); }
     bool isRegular() const { return S_ISREG(permissions); }
     RemoteFileKind kind() const {
-        if (permissions == 0)
-            return RemoteFileKind::Unknown;
         if (isDirectory())
             return RemoteFileKind::Directory;
-        return isRegular() ? RemoteFileKind::File : RemoteFileKind::Other;
+        if (isLink())
+            return RemoteFileKind::Link;
+        // A server that does not say is taken to mean a file.
+        const bool isUnknown = (permissions & S_IFMT) == 0;
+        return isRegular() || isUnknown ? RemoteFileKind::Regular : RemoteFileKind::Special;
+    }
+    std::optional<quint64> fileSize() const {
+        return (present & hasSize) && !isLink() ? std::optional(size) : std::nullopt;
+    }
+    QDateTime modificationDate() const {
+        return present & hasTimes ? QDateTime::fromSecsSinceEpoch(modificationTime, Qt::UTC) : QDateTime();
     }
 
     static Attributes read(QDataStream& stream) {
         Attributes attributes;
-        quint32 present = 0;
+        quint32& present = attributes.present;
         quint32 ignored = 0;
         stream >> present;
         if (present & hasSize)
@@ -248,28 +258,27 @@ public:
         : files_(files), path_(std::move(path)), done_(std::move(done)) {}
 
     void begin() {
-        files_.attributes(SftpPacket::Stat, path_, [self = shared_from_this()](const auto& found) {
-            if (found && found.value().isDirectory())
-                self->open();
-            else if (found || isSshError(found.error(), SshErrorCode::NoSuchFile))
-                self->finish();
-            else
-                self->fail(found.error());
-        });
-    }
-
-private:
-    void open() {
         files_.open(SftpPacket::OpenDirectory, path_, stringBytes(path_),
                     [self = shared_from_this()](const Result<QByteArray>& handle) {
                         if (!handle) {
-                            self->fail(handle.error());
+                            self->explain(handle.error());
                             return;
                         }
                         self->handle_ = handle.value();
                         for (int count = 0; count < readsAhead; ++count)
                             self->readSome();
                     });
+    }
+
+private:
+    /// The server does not say that it refuses what is no directory for that reason.
+    void explain(const Error& refusal) {
+        files_.attributes(SftpPacket::Stat, path_, [self = shared_from_this(), refusal](const auto& found) {
+            self->fail(!found || found.value().isDirectory()
+                           ? refusal
+                           : unreadable(self->path_, SshErrorCode::CannotRead,
+                                        QStringLiteral("it is no directory")));
+        });
     }
 
     void readSome() {
@@ -294,7 +303,7 @@ private:
         }
         if (isAtEnd_ && underWay_ == 0) {
             files_.close(handle_);
-            followLinks();
+            finish();
         }
     }
 
@@ -309,39 +318,13 @@ private:
             size_ += name.size();
             if (name == "." || name == "..")
                 continue;
-            if (attributes.isLink())
-                links_.emplace_back(entries_.size(), name);
-            entries_.push_back(
-                {withoutSlash(QString::fromUtf8(name)), attributes.isDirectory(), attributes.isLink()});
+            entries_.push_back({withoutSlash(QString::fromUtf8(name)), attributes.kind(),
+                                attributes.fileSize(), attributes.modificationDate()});
         }
         if (stream.status() != QDataStream::Ok)
             stop(senseless(path_));
         else if (size_ > largestListing)
             stop(unreadable(path_, SshErrorCode::CannotRead, QStringLiteral("it holds too many names")));
-    }
-
-    void linkFollowed(std::size_t index, const Result<Attributes>& found) {
-        if (!found && !isSshError(found.error(), SshErrorCode::NoSuchFile) &&
-            !isSshError(found.error(), SshErrorCode::CannotRead)) {
-            fail(found.error());
-            return;
-        }
-        entries_[index].isDirectory = found && found.value().isDirectory();
-        followLinks();
-    }
-
-    void followLinks() {
-        while (done_ && nextLink_ < links_.size() && linksUnderWay_ < linksAhead) {
-            const auto& [index, name] = links_[nextLink_++];
-            ++linksUnderWay_;
-            files_.attributes(SftpPacket::Stat, path_ + '/' + name,
-                              [self = shared_from_this(), index = index](const Result<Attributes>& found) {
-                                  --self->linksUnderWay_;
-                                  self->linkFollowed(index, found);
-                              });
-        }
-        if (linksUnderWay_ == 0)
-            finish();
     }
 
     void stop(const Error& error) {
@@ -365,14 +348,59 @@ private:
     bool isAtEnd_ = false;
     std::vector<RemoteEntry> entries_;
     qsizetype size_ = 0;
-    /// Entries that are links, by index and by name as the server gives it.
-    std::vector<std::pair<std::size_t, QByteArray>> links_;
-    std::size_t nextLink_ = 0;
-    std::size_t linksUnderWay_ = 0;
 };
 
 void NMSFTP::contentsOfDirectoryAtPath(const QByteArray& path, Done<Result<std::vector<RemoteEntry>>> done) {
     std::make_shared<Listing>(*this, path, std::move(done))->begin();
+}
+
+/// Links that are being followed.
+class NMSFTP::LinkSearch : public std::enable_shared_from_this<LinkSearch> {
+public:
+    LinkSearch(NMSFTP& files, std::vector<QByteArray> paths, Done<Result<std::vector<RemoteLinkTarget>>> done)
+        : files_(files), paths_(std::move(paths)), targets_(paths_.size()), done_(std::move(done)) {}
+
+    void goOn() {
+        while (done_ && next_ < paths_.size() && underWay_ < linksAhead) {
+            const std::size_t index = next_++;
+            ++underWay_;
+            files_.attributes(SftpPacket::Stat, paths_[index],
+                              [self = shared_from_this(), index](const Result<Attributes>& found) {
+                                  --self->underWay_;
+                                  self->take(index, found);
+                              });
+        }
+        if (done_ && underWay_ == 0)
+            std::exchange(done_, nullptr)(std::move(targets_));
+    }
+
+private:
+    void take(std::size_t index, const Result<Attributes>& found) {
+        RemoteLinkTarget& target = targets_[index];
+        if (found) {
+            const Attributes& attributes = found.value();
+            target = {attributes.kind(), attributes.fileSize(), attributes.modificationDate()};
+        } else if (isSshError(found.error(), SshErrorCode::NoSuchFile) ||
+                   isSshError(found.error(), SshErrorCode::CannotRead)) {
+            target.fault = found.error().userText;
+        } else {
+            if (const auto done = std::exchange(done_, nullptr))
+                done(found.error());
+            return;
+        }
+        goOn();
+    }
+
+    NMSFTP& files_;
+    const std::vector<QByteArray> paths_;
+    std::vector<RemoteLinkTarget> targets_;
+    Done<Result<std::vector<RemoteLinkTarget>>> done_;
+    std::size_t next_ = 0;
+    std::size_t underWay_ = 0;
+};
+
+void NMSFTP::followLinks(std::vector<QByteArray> paths, Done<Result<std::vector<RemoteLinkTarget>>> done) {
+    std::make_shared<LinkSearch>(*this, std::move(paths), std::move(done))->goOn();
 }
 
 } // namespace korvane

@@ -25,9 +25,10 @@ public:
 
     void directoryExistsAtPath(const QByteArray& path, Done<Result<bool>> done);
     void infoForFileAtPath(const QByteArray& path, Done<Result<RemoteFileInfo>> done);
-    /// Links among the entries are followed to see whether they lead to directories. What is no directory, or
-    /// is not there, has no entries.
+    /// Links among the entries are not followed.
     void contentsOfDirectoryAtPath(const QByteArray& path, Done<Result<std::vector<RemoteEntry>>> done);
+    /// Where the symbolic links lead, in the order of the paths. Fails only with the channel.
+    void followLinks(std::vector<QByteArray> paths, Done<Result<std::vector<RemoteLinkTarget>>> done);
     /// Where a symbolic link leads to in the end; empty for what is none.
     void linkTarget(const QByteArray& path, Done<Result<std::optional<QByteArray>>> done);
     /// Opens the file and closes it again. Only a regular one can be read.
@@ -35,6 +36,7 @@ public:
 
 private:
     class Listing;
+    class LinkSearch;
     struct Attributes;
 
     void attributes(SftpPacket request, const QByteArray& path, Done<Result<Attributes>> done);

@@ -129,6 +129,11 @@ Result<std::vector<RemoteEntry>> NMSSHSession::contentsOfDirectoryAtPath(const Q
         [path](NMSFTP& files, auto done) { files.contentsOfDirectoryAtPath(path, std::move(done)); });
 }
 
+Result<std::vector<RemoteLinkTarget>> NMSSHSession::followLinks(const std::vector<QByteArray>& paths) {
+    return askFiles<Result<std::vector<RemoteLinkTarget>>>(
+        [paths](NMSFTP& files, auto done) { files.followLinks(paths, std::move(done)); });
+}
+
 Result<RemoteFileInfo> NMSSHSession::infoForFileAtPath(const QByteArray& path) {
     return askFiles<Result<RemoteFileInfo>>(
         [path](NMSFTP& files, auto done) { files.infoForFileAtPath(path, std::move(done)); });

@@ -64,6 +64,7 @@ public:
 
     bool directoryExistsAtPath(const QByteArray& path);
     Result<std::vector<RemoteEntry>> contentsOfDirectoryAtPath(const QByteArray& path);
+    Result<std::vector<RemoteLinkTarget>> followLinks(const std::vector<QByteArray>& paths);
     Result<RemoteFileInfo> infoForFileAtPath(const QByteArray& path);
     Result<std::optional<QByteArray>> linkTarget(const QByteArray& path);
     Status tryReading(const QByteArray& path);

@@ -3,19 +3,45 @@
 #include <QDateTime>
 #include <QString>
 
+#include <cstdint>
+#include <optional>
+
 namespace korvane {
+
+/// What a name on a server stands for.
+enum class RemoteFileKind : std::uint8_t {
+    Regular,
+    Directory,
+    Link,
+    /// A pipe, a socket or a device.
+    Special,
+    /// A link that leads to nothing that the server gives.
+    Missing,
+};
 
 /// What a directory of a server holds under one name.
 struct RemoteEntry {
     /// Without a "/" at its end.
     QString filename;
-    /// True also for a link to a directory.
-    bool isDirectory = false;
-    bool isSymLink = false;
+    RemoteFileKind kind = RemoteFileKind::Regular;
+    /// In bytes; absent for a link, and where the server does not say.
+    std::optional<quint64> fileSize = {};
+    /// Invalid where the server does not say.
+    QDateTime modificationDate = {};
+
+    bool operator==(const RemoteEntry&) const = default;
 };
 
-/// What stands at a path, behind links. Unknown where the server does not tell.
-enum class RemoteFileKind { Unknown, File, Directory, Other };
+/// Where a symbolic link of a server leads in the end.
+struct RemoteLinkTarget {
+    /// Never `Link`.
+    RemoteFileKind kind = RemoteFileKind::Missing;
+    /// As for RemoteEntry.
+    std::optional<quint64> fileSize = {};
+    QDateTime modificationDate = {};
+    /// Why it leads nowhere, for the user; empty where it does lead somewhere.
+    QString fault = {};
+};
 
 /// What a server says of one file.
 struct RemoteFileInfo {
@@ -23,7 +49,8 @@ struct RemoteFileInfo {
     QDateTime lastAccess;
     QDateTime modificationDate;
     quint64 fileSize = 0;
-    RemoteFileKind kind = RemoteFileKind::Unknown;
+    /// Behind links.
+    RemoteFileKind kind = RemoteFileKind::Regular;
 };
 
 } // namespace korvane

@@ -24,9 +24,7 @@ void RemoteBrowsing::browse(const std::shared_ptr<RemoteHost>& host) {
         browser =
             new ServerBrowserViewController(client, std::make_shared<SFTPClient>(client), *this, alerts_);
     }
-    browser->show();
-    browser->raise();
-    browser->activateWindow();
+    browser->comeBack();
 }
 
 bool RemoteBrowsing::isConnected(const RemoteHost& host) const {

@@ -1,21 +1,67 @@
 #pragma once
 
-#include <QColumnView>
+#include "ui/hosts/RemoteFileColumn.h"
+
+#include <QScrollArea>
+
+#include <vector>
+
+class QAbstractItemModel;
+class QHBoxLayout;
 
 namespace korvane {
 
-/// The columns of the remote file browser: one for each directory on the way. Main thread.
-class RemoteColumnView : public QColumnView {
+/// The columns of the remote file browser: one for the root of the model, and one for each directory selected
+/// on the way. The selection of the last column that has one is that of the browser. Main thread.
+class RemoteColumnView : public QScrollArea {
     Q_OBJECT
 
 public:
-    explicit RemoteColumnView(QWidget* parent = nullptr);
+    explicit RemoteColumnView(RemoteFileColumn::EmptyText emptyText, QWidget* parent = nullptr);
 
-protected:
-    QAbstractItemView* createColumn(const QModelIndex& rootIndex) override;
+    /// Shows the root of the model, which must outlive the view. Once.
+    void setModel(QAbstractItemModel& model);
+    /// Null before the model is set.
+    QAbstractItemModel* model() const { return model_; }
+
+    /// The entry selected; invalid for none.
+    QModelIndex currentIndex() const;
+    /// Selects the entry and the directories on the way.
+    void setCurrentIndex(const QModelIndex& index);
+    /// The directories that have a column, the root, which is invalid, first.
+    QModelIndexList directories() const;
+    /// Gives the keys to the column of the selection.
+    void focusColumn();
+    /// Gives the keys to the previous column, where the directory of this one is selected; false in the
+    /// first.
+    bool goOutwards();
+    /// Scrolls to what is selected, after the order has changed.
+    void showSelection();
+    /// What stands in place of entries may have changed.
+    void updateEmptyTexts();
+
+Q_SIGNALS:
+    void currentChanged();
+    void directoryShown(const QModelIndex& directory);
+    /// Return or a double click on what is no directory.
+    void fileEntered(const QModelIndex& file);
 
 private:
-    QStyle* const gripStyle_;
+    void addColumn(const QModelIndex& directory);
+    void removeColumns(std::size_t from);
+    void moveFrom(std::size_t column, RemoteFileColumn::Way way);
+    void enter(std::size_t column, const QModelIndex& index);
+    void setActive(std::size_t column);
+    /// Brings the columns in line with what is selected.
+    void follow();
+
+    const RemoteFileColumn::EmptyText emptyText_;
+    QAbstractItemModel* model_ = nullptr;
+    QWidget* content_;
+    QHBoxLayout* layout_;
+    std::vector<RemoteFileColumn*> columns_;
+    /// Has the keys, or gets them with the focus.
+    std::size_t active_ = 0;
 };
 
 } // namespace korvane

@@ -21,6 +21,10 @@ void RemoteFileEntryCell::initStyleOption(QStyleOptionViewItem* option, const QM
     const int side = option->fontMetrics.height();
     option->decorationSize = {side, side};
     option->textElideMode = Qt::ElideMiddle;
+    const bool leadsSomewhere = index.data(RemoteFileModel::IsFileRole).toBool() ||
+                                index.data(RemoteFileModel::IsDirectoryRole).toBool();
+    if (!leadsSomewhere)
+        option->palette.setBrush(QPalette::Text, option->palette.brush(QPalette::Disabled, QPalette::Text));
 }
 
 QSize RemoteFileEntryCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {

@@ -1,5 +1,7 @@
 #include "ui/hosts/RemotePathBar.h"
 
+#include "foundation/FilePath.h"
+
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLayoutItem>
@@ -36,9 +38,9 @@ void RemotePathBar::addComponent(const QString& title, const QString& path) {
     auto* button = new QToolButton(this);
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
-    button->setText(QString(title).replace(u'&', QStringLiteral("&&")));
-    button->setToolTip(tr("Show %1").arg(path));
-    button->setAccessibleName(path);
+    button->setText(displayText(title).replace(u'&', QStringLiteral("&&")));
+    button->setToolTip(tr("Show %1").arg(displayText(path)));
+    button->setAccessibleName(displayText(path));
     connect(button, &QToolButton::clicked, this, [this, path] { Q_EMIT pathChosen(path); });
     layout_->addWidget(button);
 }

@@ -6,8 +6,8 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-#include <QSet>
 
+#include <map>
 #include <sys/stat.h>
 
 namespace korvane {
@@ -187,42 +187,66 @@ TEST_F(SessionTest, OurOwnDisconnectionStopsWhatRunsAndIsNotToldOf) {
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
 
-TEST_F(SessionTest, AListingNamesWhatIsThere) {
+TEST_F(SessionTest, AListingNamesWhatIsThereAndWhereLinksLead) {
     const test::SshServer server;
     const QDir home(server.path());
     ASSERT_TRUE(home.mkpath(u"tree/sub dir"_s));
     ASSERT_TRUE(QFile::link(u"sub dir"_s, server.path(u"tree/to directory"_s)));
     ASSERT_TRUE(QFile::link(u"gone"_s, server.path(u"tree/to nothing"_s)));
+    ASSERT_TRUE(QFile::link(u"ä.log"_s, server.path(u"tree/to file"_s)));
     ASSERT_TRUE(QFile::link(u"tree"_s, server.path(u"link to tree"_s)));
+    ASSERT_EQ(::mkfifo(server.path(u"tree/pipe"_s).toUtf8().constData(), 0600), 0);
     QFile file(server.path(u"tree/ä.log"_s));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write("12345");
     file.close();
+    struct stat status {};
+    ASSERT_EQ(::stat(server.path(u"tree/ä.log"_s).toUtf8().constData(), &status), 0);
     const auto client = clientFor(keyHost(server));
     ASSERT_EQ(connected(client), u"authorised, home"_s);
     SFTPClient files(client);
+    using Kind = RemoteFileKind;
     for (const QString& path : {u"tree"_s, u"link to tree"_s}) {
         const auto listed = files.contentsOfDirectoryAtPath(server.path(path));
         ASSERT_TRUE(listed) << listed.error().userText.toStdString();
-        QSet<QString> all;
-        for (const SFTPClient::Entry& entry : listed.value())
-            all.insert(entry.filename + (entry.isDirectory ? u" directory"_s : u""_s) +
-                       (entry.isSymLink ? u" link"_s : u""_s));
-        EXPECT_EQ(all, QSet<QString>({u"ä.log"_s, u"sub dir directory"_s, u"to directory directory link"_s,
-                                      u"to nothing link"_s}));
+        std::map<QString, Kind> all;
+        for (const SFTPClient::Entry& entry : listed.value()) {
+            all[entry.filename] = entry.kind;
+            if (entry.kind == Kind::Regular) {
+                EXPECT_EQ(entry.fileSize, 5U);
+                EXPECT_EQ(entry.modificationDate.toSecsSinceEpoch(), status.st_mtime);
+            }
+        }
+        EXPECT_EQ(all, (std::map<QString, Kind>{{u"ä.log"_s, Kind::Regular},
+                                                {u"sub dir"_s, Kind::Directory},
+                                                {u"to directory"_s, Kind::Link},
+                                                {u"to nothing"_s, Kind::Link},
+                                                {u"to file"_s, Kind::Link},
+                                                {u"pipe"_s, Kind::Special}}));
     }
-    for (const QString& path : {u"absent"_s, u"tree/ä.log"_s, u"tree/to nothing"_s}) {
+    const auto targets =
+        files.followLinks({server.path(u"tree/to nothing"_s), server.path(u"tree/to directory"_s),
+                           server.path(u"tree/to file"_s)});
+    ASSERT_TRUE(targets) << targets.error().userText.toStdString();
+    ASSERT_EQ(targets.value().size(), 3U);
+    EXPECT_EQ(targets.value()[0].kind, Kind::Missing);
+    EXPECT_EQ(targets.value()[0].fault,
+              u"\"%1\" cannot be read: it does not exist."_s.arg(server.path(u"tree/to nothing"_s)));
+    EXPECT_EQ(targets.value()[1].kind, Kind::Directory);
+    EXPECT_EQ(targets.value()[2].kind, Kind::Regular);
+    EXPECT_EQ(targets.value()[2].fileSize, 5U);
+    const std::pair<QString, QString> refused[] = {{u"absent"_s, u"it does not exist"_s},
+                                                   {u"tree/ä.log"_s, u"it is no directory"_s}};
+    for (const auto& [path, reason] : refused) {
         const auto listed = files.contentsOfDirectoryAtPath(server.path(path));
-        ASSERT_TRUE(listed) << listed.error().userText.toStdString();
-        EXPECT_TRUE(listed.value().empty());
+        ASSERT_FALSE(listed);
+        EXPECT_EQ(listed.error().userText, u"\"%1\" cannot be read: %2."_s.arg(server.path(path), reason));
         EXPECT_FALSE(files.directoryExistsAtPath(server.path(path)));
     }
     const auto info = files.infoForFileAtPath(server.path(u"tree/ä.log"_s));
     ASSERT_TRUE(info) << info.error().userText.toStdString();
     EXPECT_EQ(info.value().filename, u"ä.log"_s);
     EXPECT_EQ(info.value().fileSize, 5U);
-    struct stat status {};
-    ASSERT_EQ(::stat(server.path(u"tree/ä.log"_s).toUtf8().constData(), &status), 0);
     EXPECT_EQ(info.value().modificationDate.toSecsSinceEpoch(), status.st_mtime);
     EXPECT_EQ(info.value().lastAccess.toSecsSinceEpoch(), status.st_atime);
     EXPECT_FALSE(files.infoForFileAtPath(server.path(u"absent"_s)));

@@ -1,6 +1,7 @@
 #include "ui/hosts/ServerBrowserViewController.h"
 
 #include "remote/RemoteFileModel.h"
+#include "remote/RemoteFileOrder.h"
 #include "remote/SFTPClient.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostsManager.h"
@@ -8,10 +9,11 @@
 #include "ui/hosts/RemoteColumnView.h"
 #include "ui/widgets/MainThreadPump.h"
 
+#include <QAbstractItemModelTester>
+#include <QAction>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
-#include <QListView>
 #include <QPointer>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -41,6 +43,7 @@ public:
     LoginThatAnswers(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, Result<Connection> answer)
         : Client(std::move(host), alerts), answer_(std::move(answer)) {}
     Result<Connection> connect() override { return answer_; }
+    bool isConnected() const override { return !isDisconnected; }
     void disconnect() override { isDisconnected = true; }
 
     std::atomic<bool> isDisconnected{false};
@@ -49,29 +52,54 @@ private:
     const Result<Connection> answer_;
 };
 
-/// A tree of files in memory that counts how often each directory is listed.
+/// A tree of files in memory, on a server that can be lost; counts how often each directory is listed.
 class TreeInMemory : public SFTPClient {
 public:
     using SFTPClient::SFTPClient;
 
+    bool isConnected() const override { return isConnected_; }
+    Status connect(Asked asked) override {
+        if (asked == Asked::ByProgram && !isConnected_)
+            ++logins;
+        if (!isConnected_ && refusesLogins && asked == Asked::ByProgram)
+            return Error{1, QStringLiteral("SSH"), QStringLiteral("No connection: refused.")};
+        isConnected_ = true;
+        return success();
+    }
     Result<std::vector<Entry>> contentsOfDirectoryAtPath(const QString& path) override {
-        std::lock_guard lock(mutex_);
+        const std::lock_guard lock(mutex_);
+        if (!isConnected_)
+            return Error{4, QStringLiteral("SSH"), QStringLiteral("Connection reset by peer")};
         ++listings[path];
         const auto found = directories.find(path);
         if (found == directories.end())
-            return Error{3, QStringLiteral("SFTP"), QStringLiteral("Permission denied")};
+            return Error{3, QStringLiteral("SFTP"), u"\"%1\" cannot be read: permission denied."_s.arg(path)};
         return found->second;
     }
+    Result<std::vector<LinkTarget>> followLinks(const std::vector<QString>& paths) override {
+        mayFollowLinks.wait(false);
+        const std::lock_guard lock(mutex_);
+        std::vector<LinkTarget> targets;
+        for (const QString& path : paths)
+            targets.push_back(links[path]);
+        return targets;
+    }
     int listingsOf(const QString& path) {
-        std::lock_guard lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return listings[path];
     }
+    void lose() { isConnected_ = false; }
 
     std::map<QString, std::vector<Entry>> directories;
+    std::map<QString, LinkTarget> links;
     std::map<QString, int> listings;
+    std::atomic<bool> mayFollowLinks{true};
+    std::atomic<bool> refusesLogins{false};
+    std::atomic<int> logins{0};
 
 private:
     std::mutex mutex_;
+    std::atomic<bool> isConnected_{true};
 };
 
 class RecordingPresenter : public AlertPresenter {
@@ -89,30 +117,49 @@ protected:
     ServerBrowserTest() {
         test::makeStores(directory_.path());
         EXPECT_TRUE(RemoteHostsManager::shared().add(host_));
+        using Kind = RemoteFileKind;
         tree_->directories = {
-            {u"/"_s, {{u"var"_s, true, false}, {u"notes.txt"_s, false, false}}},
-            {u"/var"_s, {{u"log"_s, true, false}}},
+            {u"/"_s, {{u"var"_s, Kind::Directory}, {u"notes.txt"_s}}},
+            {u"/var"_s, {{u"log"_s, Kind::Directory}}},
             {u"/var/log"_s,
-             {{u"b10.log"_s, false, false},
-              {u"b9.log"_s, false, false},
-              {u"today"_s, true, true},
-              {u"apt"_s, true, false},
-              {u"last.log"_s, false, true}}},
+             {file(u"b10.log"_s, 10, 3),
+              file(u"b9.log"_s, 2000, 1),
+              {u"today"_s, Kind::Link},
+              {u"apt"_s, Kind::Directory},
+              {u"last.log"_s, Kind::Link},
+              file(u".hidden.log"_s, 30, 2)}},
             {u"/var/log/apt"_s, {}},
+            {u"/var/log/today"_s, {file(u"new.log"_s, 1, 1)}},
         };
+        tree_->links = {{u"/var/log/today"_s, {Kind::Directory}},
+                        {u"/var/log/last.log"_s, {Kind::Missing, {}, {}, u"It leads nowhere."_s}}};
     }
-    ~ServerBrowserTest() override { delete browser_; }
+    ~ServerBrowserTest() override {
+        delete browser_;
+        tree_->mayFollowLinks = true;
+        tree_->mayFollowLinks.notify_all();
+    }
+
+    static SFTPClient::Entry file(const QString& name, quint64 size, int day) {
+        return {name, RemoteFileKind::Regular, size, QDateTime(QDate(2026, 11, day), QTime(12, 0))};
+    }
 
     void open(Result<Client::Connection> answer = Client::Connection{true, true}) {
         client_ = std::make_shared<LoginThatAnswers>(host_, alerts_, std::move(answer));
         browser_ = new ServerBrowserViewController(client_, tree_, *this, alerts_);
-        browser_->show();
+        auto* model = browser_->findChild<RemoteFileModel*>();
+        for (QAbstractItemModel* tested :
+             {static_cast<QAbstractItemModel*>(model),
+              static_cast<QAbstractItemModel*>(browser_->findChild<RemoteFileOrder*>())})
+            new QAbstractItemModelTester(tested, QAbstractItemModelTester::FailureReportingMode::Fatal,
+                                         browser_);
+        browser_->comeBack();
     }
     void remoteFileChosen(const std::shared_ptr<RemoteHost>&, const QString& path) override {
         chosen_ = path;
     }
 
-    QColumnView& columns() { return *browser_->findChild<RemoteColumnView*>(); }
+    RemoteColumnView& columns() { return *browser_->findChild<RemoteColumnView*>(); }
     QPushButton* button(const QString& text) {
         for (QPushButton* button : browser_->findChildren<QPushButton*>()) {
             if (QString(button->text()).remove(u'&') == text)
@@ -134,22 +181,34 @@ protected:
         })) << path.toStdString();
         return found;
     }
+    bool isSaying(const QString& text) {
+        const auto labels = browser_->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(),
+                           [&](const QLabel* label) { return label->isVisible() && label->text() == text; });
+    }
     bool says(const QString& text) {
-        return waitUntil([&] {
-            const auto labels = browser_->findChildren<QLabel*>();
-            return std::any_of(labels.begin(), labels.end(),
-                               [&](const QLabel* label) { return label->text() == text; });
-        });
+        return waitUntil([&] { return isSaying(text); });
     }
     QString homePathInStore() const {
         const auto stored = RemoteHostsManager::load(directory_.path(), Preferences::shared().userDefaults());
         return stored.value()->host(0)->homePath();
     }
-    QStringList names(const QModelIndex& parent) {
+    /// What stands in the column of the directory, from top to bottom.
+    QStringList names(const QModelIndex& parent = {}) {
         QStringList names;
-        for (int row = 0; row < columns().model()->rowCount(parent); ++row)
+        for (int row = 0; columns().model() && row < columns().model()->rowCount(parent); ++row)
             names.append(columns().model()->index(row, 0, parent).data().toString());
         return names;
+    }
+    bool shows(const QStringList& expected, const QString& directory = {}) {
+        return waitUntil(
+            [&] { return names(directory.isEmpty() ? QModelIndex() : entry(directory)) == expected; });
+    }
+    QString selected() { return columns().currentIndex().data(RemoteFileModel::PathRole).toString(); }
+    /// To the window's widget that has the keys.
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        ASSERT_TRUE(waitUntil([&] { return browser_->focusWidget() != nullptr; }));
+        QTest::keyClick(browser_->focusWidget(), key, modifiers);
     }
 
     MainThreadPump pump_;
@@ -162,21 +221,30 @@ protected:
     QString chosen_;
 };
 
-TEST_F(ServerBrowserTest, DirectoriesComeFirstAndAreListedOnce) {
+TEST_F(ServerBrowserTest, EntriesAreShownBeforeTheirLinksAreFollowed) {
+    tree_->mayFollowLinks = false;
     host_->setHomePath(u"/var/log"_s);
     open();
-    const QModelIndex apt = entry(u"/var/log/apt"_s);
+    ASSERT_TRUE(shows({u"apt"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s, u"today"_s}));
     EXPECT_EQ(browser_->currentPath(), u"/var/log"_s);
-    EXPECT_EQ(names({}), QStringList({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
+    columns().setCurrentIndex(entry(u"/var/log/today"_s));
+    EXPECT_FALSE(button(u"OK"_s)->isEnabled()) << "nobody knows yet what it is";
+    tree_->mayFollowLinks = true;
+    tree_->mayFollowLinks.notify_all();
+    ASSERT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
+    EXPECT_EQ(selected(), u"/var/log/today"_s);
+    EXPECT_TRUE(shows({u"new.log"_s}, u"/var/log/today"_s)) << "a directory that is selected is shown";
     const auto imageOf = [&](const QString& path) {
         return entry(path).data(RemoteFileModel::ImageNameRole).toString();
     };
     EXPECT_EQ(imageOf(u"/var/log/apt"_s), u"folder2"_s);
     EXPECT_EQ(imageOf(u"/var/log/today"_s), u"symLink"_s);
-    EXPECT_EQ(imageOf(u"/var/log/last.log"_s), u"symLink"_s);
     EXPECT_EQ(imageOf(u"/var/log/b9.log"_s), u"blank"_s);
+    columns().setCurrentIndex(entry(u"/var/log/last.log"_s));
+    EXPECT_FALSE(button(u"OK"_s)->isEnabled());
+    EXPECT_TRUE(says(u"It leads nowhere."_s));
     for (int i = 0; i < 2; ++i) {
-        columns().setCurrentIndex(apt);
+        columns().setCurrentIndex(entry(u"/var/log/apt"_s));
         EXPECT_TRUE(waitUntil([&] { return tree_->listingsOf(u"/var/log/apt"_s) == 1; }));
         columns().setCurrentIndex(entry(u"/var/log/b9.log"_s));
     }
@@ -184,31 +252,43 @@ TEST_F(ServerBrowserTest, DirectoriesComeFirstAndAreListedOnce) {
     EXPECT_EQ(tree_->listingsOf(u"/var/log"_s), 1);
 }
 
-TEST_F(ServerBrowserTest, OnlyAFileCanBeOpened) {
-    open();
-    columns().setCurrentIndex(entry(u"/var"_s));
-    EXPECT_FALSE(button(u"OK"_s)->isEnabled());
+TEST_F(ServerBrowserTest, KeysAloneLeadToAFile) {
+    host_->setHomePath(u"/gone"_s);
+    open(Client::Connection{true, false});
+    ASSERT_TRUE(shows({u"var"_s, u"notes.txt"_s}));
+    EXPECT_EQ(browser_->currentPath(), u"/"_s);
+    EXPECT_EQ(selected(), QString());
+    press(Qt::Key_Down);
+    EXPECT_EQ(selected(), u"/var"_s) << "the first entry";
     browser_->accept();
-    EXPECT_TRUE(browser_->isVisible());
-    columns().setCurrentIndex(entry(u"/notes.txt"_s));
-    ASSERT_TRUE(button(u"OK"_s)->isEnabled());
-    button(u"OK"_s)->click();
+    EXPECT_TRUE(browser_->isVisible()) << "a directory is no file";
+    ASSERT_TRUE(shows({u"log"_s}, u"/var"_s));
+    press(Qt::Key_Return);
+    EXPECT_EQ(selected(), u"/var/log"_s);
+    ASSERT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}, u"/var/log"_s));
+    press(Qt::Key_Right);
+    EXPECT_EQ(selected(), u"/var/log/apt"_s);
+    press(Qt::Key_End);
+    EXPECT_EQ(selected(), u"/var/log/last.log"_s);
+    press(Qt::Key_Left);
+    EXPECT_EQ(selected(), u"/var/log"_s);
+    press(Qt::Key_Backspace);
+    EXPECT_EQ(selected(), u"/var"_s);
+    press(Qt::Key_N);
+    EXPECT_EQ(selected(), u"/notes.txt"_s);
+    press(Qt::Key_Return);
     EXPECT_EQ(chosen_, u"/notes.txt"_s);
     EXPECT_TRUE(waitUntil([&] { return !browser_; }));
     EXPECT_TRUE(client_->isDisconnected);
 }
 
-TEST_F(ServerBrowserTest, AHomePathThatIsMissingBeginsAtTheRoot) {
-    host_->setHomePath(u"/gone"_s);
-    open(Client::Connection{true, false});
-    entry(u"/var"_s);
-    EXPECT_EQ(browser_->currentPath(), u"/"_s);
-}
-
-TEST_F(ServerBrowserTest, ThePathBarAndTheRootButtonLeadBack) {
-    host_->setHomePath(u"/var/log"_s);
+TEST_F(ServerBrowserTest, ThePathBarTheRootButtonAndTheKeyForItLeadBack) {
+    host_->setHomePath(u"/var/log/apt"_s);
     open();
-    entry(u"/var/log/apt"_s);
+    ASSERT_TRUE(waitUntil([&] { return !browser_->currentPath().isEmpty(); }));
+    press(Qt::Key_Up, Qt::AltModifier);
+    EXPECT_EQ(browser_->currentPath(), u"/var/log"_s);
+    EXPECT_TRUE(waitUntil([&] { return selected() == u"/var/log/apt"_s; }));
     QToolButton* component = nullptr;
     for (QToolButton* button : browser_->findChildren<QToolButton*>()) {
         if (button->text() == u"var"_s)
@@ -221,6 +301,96 @@ TEST_F(ServerBrowserTest, ThePathBarAndTheRootButtonLeadBack) {
     button(u"Root"_s)->click();
     EXPECT_EQ(browser_->currentPath(), u"/"_s);
     entry(u"/notes.txt"_s);
+}
+
+TEST_F(ServerBrowserTest, OrderAndHiddenFilesAreChosenAndRemembered) {
+    host_->setHomePath(u"/var/log"_s);
+    open();
+    entry(u"/var/log/last.log"_s);
+    columns().setCurrentIndex(entry(u"/var/log/b9.log"_s));
+    EXPECT_TRUE(says(u"/var/log/b9.log — 2.0 KiB, "_s +
+                     QLocale().toString(QDateTime(QDate(2026, 11, 1), QTime(12, 0)), QLocale::ShortFormat)));
+    const auto choose = [&](const QString& text) {
+        for (QAction* action : browser_->findChildren<QAction*>()) {
+            if (QString(action->text()).remove(u'&') == text)
+                action->trigger();
+        }
+    };
+    choose(u"Sort by Size, Largest First"_s);
+    EXPECT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
+    press(Qt::Key_H, Qt::ControlModifier);
+    choose(u"Sort by Date, Newest First"_s);
+    const QStringList byDate{u"apt"_s,         u"today"_s,  u"b10.log"_s,
+                             u".hidden.log"_s, u"b9.log"_s, u"last.log"_s};
+    EXPECT_TRUE(shows(byDate));
+    EXPECT_EQ(selected(), u"/var/log/b9.log"_s);
+    delete browser_;
+    open();
+    EXPECT_TRUE(shows(byDate));
+}
+
+TEST_F(ServerBrowserTest, ARefreshKeepsWhatIsStillThere) {
+    open();
+    for (const QString& path : {u"/var"_s, u"/var/log"_s, u"/var/log/b9.log"_s})
+        columns().setCurrentIndex(entry(path));
+    entry(u"/var/log/last.log"_s);
+    auto& log = tree_->directories[u"/var/log"_s];
+    log = {
+        file(u"b9.log"_s, 3000, 4), file(u"a.log"_s, 1, 1), {u"apt"_s}, {u"today"_s, RemoteFileKind::Link}};
+    press(Qt::Key_F5);
+    EXPECT_TRUE(shows({u"today"_s, u"a.log"_s, u"apt"_s, u"b9.log"_s}, u"/var/log"_s));
+    EXPECT_EQ(selected(), u"/var/log/b9.log"_s);
+    EXPECT_EQ(columns().currentIndex().data(RemoteFileModel::FileSizeRole).toInt(), 3000);
+    log.erase(log.begin());
+    button(u"Refresh"_s)->click();
+    EXPECT_TRUE(shows({u"today"_s, u"a.log"_s, u"apt"_s}, u"/var/log"_s));
+    EXPECT_EQ(selected(), u"/var/log"_s) << "the neighbour of what is gone was not chosen by anybody";
+    tree_->directories[u"/"_s] = {{u"notes.txt"_s}};
+    press(Qt::Key_F5);
+    EXPECT_TRUE(shows({u"notes.txt"_s}));
+    EXPECT_EQ(columns().directories(), QModelIndexList({QModelIndex()}));
+}
+
+TEST_F(ServerBrowserTest, ALostConnectionIsMadeAgainUnlessTheLoginIsRefused) {
+    open();
+    columns().setCurrentIndex(entry(u"/var"_s));
+    tree_->lose();
+    columns().setCurrentIndex(entry(u"/var/log"_s));
+    entry(u"/var/log/apt"_s);
+    EXPECT_EQ(tree_->logins, 1);
+    EXPECT_FALSE(button(u"Reconnect"_s)->isVisible());
+
+    tree_->refusesLogins = true;
+    tree_->lose();
+    tree_->directories[u"/var/log"_s].push_back({u"zz.log"_s});
+    press(Qt::Key_F5);
+    ASSERT_TRUE(waitUntil([&] { return button(u"Reconnect"_s)->isVisible(); }));
+    EXPECT_TRUE(says(u"No connection: refused."_s));
+    EXPECT_EQ(selected(), u"/var/log"_s);
+    EXPECT_EQ(names(entry(u"/var/log"_s)).size(), 5) << "what was listed stands";
+    button(u"Reconnect"_s)->click();
+    entry(u"/var/log/zz.log"_s);
+    EXPECT_EQ(selected(), u"/var/log"_s);
+    EXPECT_TRUE(waitUntil([&] { return !button(u"Reconnect"_s)->isVisible(); }));
+
+    tree_->lose();
+    client_->isDisconnected = true;
+    browser_->comeBack();
+    EXPECT_TRUE(waitUntil([&] { return tree_->isConnected(); })) << "the user has asked for the window again";
+}
+
+TEST_F(ServerBrowserTest, NamesHideNothing) {
+    tree_->directories[u"/"_s] = {{u"rtl\u202egol.exe"_s}, {u"two\nlines"_s, RemoteFileKind::Directory}};
+    open();
+    ASSERT_TRUE(shows({u"two\u240alines"_s, u"rtl\ufffdgol.exe"_s}));
+    columns().setCurrentIndex(entry(u"/rtl\u202egol.exe"_s));
+    EXPECT_TRUE(says(u"/rtl\ufffdgol.exe"_s));
+    EXPECT_EQ(columns().currentIndex().data(Qt::ToolTipRole).toString(), u"/rtl\ufffdgol.exe"_s);
+    columns().setCurrentIndex(entry(u"/two\nlines"_s));
+    EXPECT_TRUE(says(u"\"/two\u240alines\" cannot be read: permission denied."_s));
+    button(u"Pin"_s)->click();
+    EXPECT_EQ(homePathInStore(), u"/two\nlines"_s);
+    EXPECT_TRUE(says(u"u@h:22 begins with /two\u240alines from now on"_s));
 }
 
 TEST_F(ServerBrowserTest, APinOutlivesTheProgram) {
@@ -262,12 +432,16 @@ TEST_F(ServerBrowserTest, APinThatCannotBeSavedSaysSo) {
     EXPECT_TRUE(says(u"/var has not been saved: "_s + RemoteHostsManager::shared().fault()));
 }
 
-TEST_F(ServerBrowserTest, WhatCannotBeListedIsNamed) {
-    tree_->directories[u"/"_s].push_back({u"root"_s, true, false});
+TEST_F(ServerBrowserTest, WhyADirectoryCannotBeListedIsSaidAtEveryVisit) {
+    tree_->directories[u"/"_s].push_back({u"root"_s, RemoteFileKind::Directory});
     open();
-    columns().setCurrentIndex(entry(u"/root"_s));
-    EXPECT_TRUE(says(u"/root cannot be listed: Permission denied"_s));
-    EXPECT_EQ(columns().model()->rowCount(entry(u"/root"_s)), 0);
+    for (int visit = 1; visit <= 2; ++visit) {
+        columns().setCurrentIndex(entry(u"/root"_s));
+        EXPECT_TRUE(waitUntil([&] { return tree_->listingsOf(u"/root"_s) == visit; }));
+        EXPECT_TRUE(says(u"\"/root\" cannot be read: permission denied."_s));
+        columns().setCurrentIndex(entry(u"/notes.txt"_s));
+        EXPECT_FALSE(isSaying(u"\"/root\" cannot be read: permission denied."_s));
+    }
 }
 
 TEST_F(ServerBrowserTest, ARefusedLoginClosesTheBrowserWithItsReason) {

@@ -84,7 +84,9 @@ QString displayPath(const QUrl& url) {
 }
 
 QString displayAddress(const QUrl& url) {
-    return url.isLocalFile() ? displayPath(url) : visibleText(url.toString(QUrl::PrettyDecoded).toUtf8());
+    // A fragment tells hosts apart that share an address; nobody wants to read it.
+    return url.isLocalFile() ? displayPath(url)
+                             : displayText(url.toString(QUrl::PrettyDecoded | QUrl::RemoveFragment));
 }
 
 } // namespace korvane

@@ -25,7 +25,7 @@ QString displayText(QString text);
 /// Last component and whole path for showing, as above; bytes that are no UTF-8 become visible, too.
 QString displayName(const QUrl& url);
 QString displayPath(const QUrl& url);
-/// The path of a local file; otherwise the whole address.
+/// The path of a local file; otherwise the address without its fragment.
 QString displayAddress(const QUrl& url);
 
 } // namespace korvane

@@ -13,6 +13,8 @@ const QString scheme = QStringLiteral("ssh");
 const QString start = QStringLiteral("ssh://");
 /// What a path keeps as it is, besides letters and digits.
 constexpr char keptInPath[] = "!$&'()*+,-./:=@_~";
+/// What the fragment begins with that holds a host's identifier.
+const QString identifierMark = QStringLiteral("host=");
 constexpr int largestPort = 65535;
 
 QByteArray encodedPath(const QString& path) {
@@ -28,6 +30,19 @@ QStringView withoutBrackets(QStringView host) {
     return host.startsWith(u'[') && host.endsWith(u']') ? host.sliced(1, host.size() - 2) : host;
 }
 
+void setSimilarHost(QUrl& url, QString name) {
+    const auto isTaken = [](QChar letter) {
+        return letter.unicode() < 0x80 && (letter.isLetterOrNumber() || letter == u'-' || letter == u'.');
+    };
+    for (QChar& letter : name) {
+        if (!isTaken(letter))
+            letter = u'_';
+    }
+    url.setHost(name, QUrl::DecodedMode);
+    if (url.host().isEmpty())
+        url.setHost(name.replace(u'.', u'_'), QUrl::DecodedMode);
+}
+
 } // namespace
 
 RemoteUrl::RemoteUrl(QString host, int port, QString user, QString path)
@@ -35,6 +50,14 @@ RemoteUrl::RemoteUrl(QString host, int port, QString user, QString path)
 
 RemoteUrl::RemoteUrl(const RemoteHost& host, const QString& path)
     : RemoteUrl(host.host(), host.port(), host.username(), path) {}
+
+QUrl RemoteUrl::urlOf(const RemoteHost& host, const QString& path, const RemoteHostsManager& hosts) {
+    RemoteUrl address(host, path);
+    const auto readAgain = fromUrl(address.url());
+    if (!readAgain || readAgain->hostIn(hosts).get() != &host)
+        address.hostIdentifier_ = host.hostIdentifier();
+    return address.url();
+}
 
 std::optional<RemoteUrl> RemoteUrl::fromText(const QString& text) {
     if (!text.startsWith(start, Qt::CaseInsensitive))
@@ -67,7 +90,10 @@ std::optional<RemoteUrl> RemoteUrl::fromUrl(const QUrl& url) {
     const bool hasUser = !user.isEmpty() || url.authority(QUrl::FullyEncoded).startsWith(u'@');
     if (url.scheme() != scheme || port < 1 || !hasUser || host.isEmpty() || path.size() < 2)
         return std::nullopt;
-    return RemoteUrl(host, port, user, path.sliced(1));
+    RemoteUrl address(host, port, user, path.sliced(1));
+    if (const QString fragment = url.fragment(QUrl::FullyDecoded); fragment.startsWith(identifierMark))
+        address.hostIdentifier_ = fragment.sliced(identifierMark.size());
+    return address;
 }
 
 QString RemoteUrl::text() const {
@@ -81,12 +107,21 @@ QUrl RemoteUrl::url() const {
     // An empty one keeps its "@" only if it is there at all.
     url.setUserName(user_.isNull() ? QStringLiteral("") : user_, QUrl::DecodedMode);
     url.setHost(host_, QUrl::DecodedMode);
+    if (!hostIdentifier_.isEmpty()) {
+        if (url.host().isEmpty())
+            setSimilarHost(url, host_);
+        url.setFragment(identifierMark + hostIdentifier_, QUrl::DecodedMode);
+    }
     url.setPort(port_);
     url.setPath(QString::fromLatin1('/' + encodedPath(path_)), QUrl::StrictMode);
     return url;
 }
 
 std::shared_ptr<RemoteHost> RemoteUrl::hostIn(const RemoteHostsManager& hosts) const {
+    if (!hostIdentifier_.isEmpty()) {
+        const auto found = std::ranges::find(hosts.hosts(), hostIdentifier_, &RemoteHost::hostIdentifier);
+        return found == hosts.hosts().end() ? nullptr : *found;
+    }
     if (auto found = hosts.findHost(host_, port_, user_))
         return found;
     // A URL may have brought the host's name into another form.

@@ -23,6 +23,11 @@ public:
     static std::optional<RemoteUrl> fromText(const QString& text);
     static std::optional<RemoteUrl> fromUrl(const QUrl& url);
 
+    /// The address by which the host itself is found again, and no other one: where user, name and port do
+    /// not tell, it holds the host's identifier as a fragment, and in place of a name that no address takes a
+    /// similar one. Main thread.
+    static QUrl urlOf(const RemoteHost& host, const QString& path, const RemoteHostsManager& hosts);
+
     /// The address, letter by letter.
     QString text() const;
     /// What the rest of the program knows the file by. Not always the same text: the host's letters become
@@ -36,8 +41,8 @@ public:
     /// the same file.
     QString path() const { return u'/' + path_; }
 
-    /// The first configured host with this host, port and user, all three; null if there is none. Main
-    /// thread.
+    /// The host whose identifier the address holds, otherwise the first one with this host, port and user,
+    /// all three; null if there is none. Main thread.
     std::shared_ptr<RemoteHost> hostIn(const RemoteHostsManager& hosts) const;
 
 private:
@@ -46,7 +51,8 @@ private:
     QString host_;
     int port_;
     QString user_;
-    QString path_; // without the "/" behind the port
+    QString path_;           // without the "/" behind the port
+    QString hostIdentifier_; // may be empty
 };
 
 } // namespace korvane

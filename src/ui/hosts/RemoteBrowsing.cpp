@@ -42,7 +42,10 @@ void RemoteBrowsing::closeAll() {
 }
 
 void RemoteBrowsing::remoteFileChosen(const std::shared_ptr<RemoteHost>& host, const QString& path) {
-    documents_.openDocument(RemoteUrl(*host, path).url());
+    const RemoteHostsManager& hosts = RemoteHostsManager::shared();
+    // It may have been edited since its browser was opened.
+    const auto current = hosts.current(*host);
+    documents_.openDocument(RemoteUrl::urlOf(current ? *current : *host, path, hosts));
 }
 
 } // namespace korvane

@@ -99,5 +99,28 @@ TEST_F(RemoteUrlHostTest, HostPortAndUserMustAllBeTheSame) {
     }
 }
 
+TEST_F(RemoteUrlHostTest, EveryHostIsFoundAgainByItsOwnAddress) {
+    const auto small = add(u"prod"_s, 22, u"u"_s);
+    const auto capital = add(u"Prod"_s, 22, u"u"_s);
+    // A duplicate, and names that no URL takes.
+    for (const QString& host : {u"prod"_s, u"web 01"_s, u"a..b"_s, u"h,proxy"_s})
+        add(host, 22, u"u"_s);
+    QStringList addresses;
+    for (const auto& host : hosts_->hosts()) {
+        const QUrl kept(absoluteString(RemoteUrl::urlOf(*host, u"/a #1"_s, *hosts_)));
+        const auto read = RemoteUrl::fromUrl(kept);
+        ASSERT_TRUE(read) << host->host().toStdString();
+        EXPECT_EQ(read->hostIn(*hosts_), host) << kept.toString().toStdString();
+        EXPECT_EQ(read->path(), u"//a #1"_s);
+        addresses.append(displayAddress(kept));
+    }
+    EXPECT_EQ(addresses.first(), u"ssh://u@prod:22//a %231"_s);
+    EXPECT_EQ(RemoteUrl::urlOf(*small, u"/x"_s, *hosts_), RemoteUrl(*small, u"/x"_s).url());
+    EXPECT_EQ(addresses[3], u"ssh://u@web_01:22//a %231"_s);
+    const QUrl ofCapital = RemoteUrl::urlOf(*capital, u"/x"_s, *hosts_);
+    hosts_->remove(capital);
+    EXPECT_FALSE(RemoteUrl::fromUrl(ofCapital)->hostIn(*hosts_)) << "not on another host";
+}
+
 } // namespace
 } // namespace korvane

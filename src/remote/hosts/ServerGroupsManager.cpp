@@ -3,6 +3,7 @@
 #include "foundation/FatalError.h"
 #include "remote/hosts/RemoteArchive.h"
 #include "remote/hosts/RemoteHost.h"
+#include "remote/hosts/RemoteHostsManager.h"
 #include "remote/hosts/ServerGroup.h"
 
 #include <QCoreApplication>
@@ -64,6 +65,17 @@ void ServerGroupsManager::add(std::shared_ptr<ServerGroup> group) {
 void ServerGroupsManager::remove(const std::shared_ptr<ServerGroup>& group) {
     if (std::erase(groups_, group) > 0)
         save();
+}
+
+void ServerGroupsManager::rename(ServerGroup& group, const QString& name, RemoteHostsManager& hosts) {
+    const QString before = group.name();
+    group.setName(name);
+    save();
+    for (const auto& host : hosts.hosts()) {
+        if (host->group() == before)
+            host->setGroup(name);
+    }
+    hosts.save();
 }
 
 void ServerGroupsManager::save() {

@@ -13,6 +13,7 @@
 namespace korvane {
 
 class RemoteHost;
+class RemoteHostsManager;
 class ServerGroup;
 
 /// All server groups, in one ordered list that is saved whole at every change. Main thread.
@@ -39,9 +40,11 @@ public:
     /// The first of that name, null if there is none.
     std::shared_ptr<ServerGroup> groupNamed(const QString& name) const;
 
-    /// Both save. Whoever calls them asks first whether something speaks against it.
+    /// All save. Whoever calls them asks first whether something speaks against it.
     void add(std::shared_ptr<ServerGroup> group);
     void remove(const std::shared_ptr<ServerGroup>& group);
+    /// Gives the group another name, which its hosts take over, and saves both lists.
+    void rename(ServerGroup& group, const QString& name, RemoteHostsManager& hosts);
     /// Writes the list; a failed write is told by `fault`.
     void save();
 

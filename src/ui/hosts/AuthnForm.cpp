@@ -100,6 +100,7 @@ QWidget* AuthnForm::makeKeyPage() {
     QFormLayout& form = *makeForm(page);
     form.addRow(tr("P&rivate key:"), privateKey_);
     form.addRow(tr("Public &key:"), publicKey_);
+    form.addRow(QString(), makeNote(tr("Optional: without it, it is derived from the private key."), page));
     form.addRow(tr("Pass phra&se:"), passPhrase_);
     form.addRow(QString(), makeNote(note, page));
     return page;
@@ -156,8 +157,6 @@ QString AuthnForm::missing() const {
     case Kind::publicKey:
         if (privateKey_->path().isEmpty() && !isOptional_)
             return tr("Choose the private key file.");
-        if (publicKey_->path().isEmpty() && !isOptional_)
-            return tr("Choose the public key file; its name often ends in “.pub”.");
         for (const KeyFileField* field : {privateKey_, publicKey_}) {
             if (!field->path().isEmpty() && !QFileInfo(field->path()).isAbsolute())
                 return tr("“%1” is not the whole path of a file.").arg(field->path());

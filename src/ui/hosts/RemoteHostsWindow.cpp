@@ -7,8 +7,8 @@
 #include "remote/hosts/RemoteHostsManager.h"
 #include "remote/hosts/ServerGroup.h"
 #include "remote/hosts/ServerGroupsManager.h"
+#include "ui/hosts/GroupNameDialog.h"
 #include "ui/hosts/HostDetailsDialog.h"
-#include "ui/hosts/NewGroupDialog.h"
 #include "ui/hosts/RemoteHostsModel.h"
 
 #include <QAction>
@@ -102,20 +102,24 @@ RemoteHostsWindow::RemoteHostsWindow(RemoteHostsHooks hooks, AlertPresenter& ale
 void RemoteHostsWindow::makeActions() {
     add_ = makeAction(tr("&Add Host…"), QKeySequence(Qt::CTRL | Qt::Key_N), tr("Add a host"),
                       &RemoteHostsWindow::addHost);
-    edit_ = makeAction(tr("&Edit…"), QKeySequence(Qt::Key_Return), tr("Change the selected host"),
+    edit_ = makeAction(tr("&Edit…"), QKeySequence(Qt::CTRL | Qt::Key_E), tr("Change the selected host"),
                        &RemoteHostsWindow::editHost);
-    edit_->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
     duplicate_ = makeAction(tr("Du&plicate"), QKeySequence(Qt::CTRL | Qt::Key_D),
                             tr("Add a copy of the selected host"), &RemoteHostsWindow::duplicateHost);
     delete_ = makeAction(tr("&Delete…"), QKeySequence::Delete, tr("Delete the selected host or empty group"),
                          &RemoteHostsWindow::deleteSelected);
     newGroup_ = makeAction(tr("New &Group…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N),
                            tr("Add a group"), &RemoteHostsWindow::addGroup);
+    renameGroup_ = makeAction(tr("&Rename Group…"), QKeySequence(Qt::Key_F2), tr("Rename the selected group"),
+                              &RemoteHostsWindow::renameGroup);
     if (hooks_.browse)
         browse_ = makeAction(tr("&Browse…"), QKeySequence::Open, tr("Open a file of the selected host"),
                              &RemoteHostsWindow::browse);
+    auto* open = new QAction(this);
+    open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
+    connect(open, &QAction::triggered, this, &RemoteHostsWindow::openHost);
     // These keys mean something else to a field.
-    for (QAction* action : {edit_, delete_}) {
+    for (QAction* action : {open, delete_}) {
         action->setShortcutContext(Qt::WidgetShortcut);
         tree_->addAction(action);
     }
@@ -149,7 +153,7 @@ void RemoteHostsWindow::makeTree() {
     tree_->setColumnWidth(RemoteHostsModel::labelColumn, labelWidth);
     tree_->setColumnWidth(RemoteHostsModel::connectionColumn, connectionWidth);
     tree_->header()->setMinimumSectionSize(fontMetrics().horizontalAdvance(tr("Not connected")) + 16);
-    connect(tree_, &QTreeView::doubleClicked, this, [this] { editHost(); });
+    connect(tree_, &QTreeView::doubleClicked, this, &RemoteHostsWindow::openHost);
     connect(tree_, &QTreeView::customContextMenuRequested, this, &RemoteHostsWindow::showMenu);
     connect(tree_, &QTreeView::expanded, this,
             [this](const QModelIndex& index) { setGroupExpanded(index, true); });
@@ -184,6 +188,8 @@ void RemoteHostsWindow::showMenu(const QPoint& place) {
         menu->addActions({edit_, duplicate_});
     }
     if (selectedIndex().isValid()) {
+        if (selectedGroup())
+            menu->addAction(renameGroup_);
         menu->addAction(delete_);
         menu->addSeparator();
     }
@@ -273,7 +279,7 @@ void RemoteHostsWindow::deleteGroup(const std::shared_ptr<ServerGroup>& group) {
 }
 
 void RemoteHostsWindow::addGroup() {
-    auto* dialog = new NewGroupDialog(this);
+    auto* dialog = new GroupNameDialog({}, this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QDialog::accepted, this, [this, dialog] {
         const auto group = std::make_shared<ServerGroup>(dialog->name());
@@ -284,9 +290,33 @@ void RemoteHostsWindow::addGroup() {
     dialog->open();
 }
 
+void RemoteHostsWindow::renameGroup() {
+    const auto group = selectedGroup();
+    if (!group || !group->editable())
+        return;
+    auto* dialog = new GroupNameDialog(group->name(), this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QDialog::accepted, this, [this, dialog, group] {
+        // A group that the user has closed stays closed.
+        if (collapsed_.remove(group->name()))
+            collapsed_.insert(dialog->name());
+        ServerGroupsManager::shared().rename(*group, dialog->name(), RemoteHostsManager::shared());
+        tellOthers();
+        reveal(model_->indexOf(*group));
+    });
+    dialog->open();
+}
+
 void RemoteHostsWindow::browse() {
     if (const auto host = selectedHost())
         hooks_.browse(host);
+}
+
+void RemoteHostsWindow::openHost() {
+    if (browse_)
+        browse();
+    else
+        editHost();
 }
 
 void RemoteHostsWindow::tellOthers() {
@@ -383,6 +413,7 @@ void RemoteHostsWindow::updateState() {
     edit_->setEnabled(isHost);
     duplicate_->setEnabled(isHost);
     delete_->setEnabled(isHost || selectedGroup());
+    renameGroup_->setEnabled(selectedGroup() && selectedGroup()->editable());
     if (browse_)
         browse_->setEnabled(isHost);
 

@@ -66,7 +66,10 @@ private:
     void deleteHost(const std::shared_ptr<RemoteHost>& host);
     void deleteGroup(const std::shared_ptr<ServerGroup>& group);
     void addGroup();
+    void renameGroup();
     void browse();
+    /// What a double click or Return means for the selected host.
+    void openHost();
     void showDetails(const std::shared_ptr<RemoteHost>& edited);
     void tellOthers();
 
@@ -103,6 +106,7 @@ private:
     QAction* duplicate_ = nullptr;
     QAction* delete_ = nullptr;
     QAction* newGroup_ = nullptr;
+    QAction* renameGroup_ = nullptr;
     /// Null without the hook.
     QAction* browse_ = nullptr;
     /// The names of the groups that the user has closed.

@@ -1,7 +1,7 @@
 #include "ui/hosts/RemoteHostsWindow.h"
 #include "remote/hosts/RemoteHostDnDItem.h"
+#include "ui/hosts/GroupNameDialog.h"
 #include "ui/hosts/HostDetailsDialog.h"
-#include "ui/hosts/NewGroupDialog.h"
 #include "ui/hosts/RemoteHostsFixture.h"
 #include "ui/hosts/RemoteHostsModel.h"
 #include "ui/window/WelcomeWindow.h"
@@ -85,7 +85,7 @@ TEST_F(RemoteHostsWindowTest, AHostIsAddedWithKeysAlone) {
     EXPECT_TRUE(says(u"No remote hosts yet.\nAdd one to open the log files that lie there."_s));
     EXPECT_EQ(QApplication::focusWidget(), button(window_, u"Add Host…"_s));
     QTest::keyClick(window_, Qt::Key_N, Qt::ControlModifier | Qt::ShiftModifier);
-    auto* groupDialog = opened<NewGroupDialog>();
+    auto* groupDialog = opened<GroupNameDialog>();
     ASSERT_TRUE(groupDialog);
     QTest::keyClicks(QApplication::focusWidget(), u"Production"_s);
     QTest::keyClick(groupDialog, Qt::Key_Return);
@@ -113,7 +113,7 @@ TEST_F(RemoteHostsWindowTest, EditingReplacesTheHostAndCancellingDoesNot) {
     addHost(u"db"_s);
     show();
     const auto edit = [&](const QString& name, Qt::Key end) {
-        QTest::keyClick(tree_, Qt::Key_Return);
+        QTest::keyClick(tree_, Qt::Key_E, Qt::ControlModifier);
         auto* details = opened<HostDetailsDialog>();
         ASSERT_TRUE(details);
         type(details, u"Name:"_s, name);
@@ -133,11 +133,6 @@ TEST_F(RemoteHostsWindowTest, EditingReplacesTheHostAndCancellingDoesNot) {
     EXPECT_EQ(savedHosts()->host(0)->homePath(), u"/srv"_s);
     EXPECT_EQ(notices_, 1);
 
-    select(u"db"_s);
-    QTest::mouseDClick(tree_->viewport(), Qt::LeftButton, {}, tree_->visualRect(indexOf(u"db"_s)).center());
-    auto* details = opened<HostDetailsDialog>();
-    ASSERT_TRUE(details);
-    EXPECT_EQ(field(details, u"Name:"_s)->text(), u"db"_s);
     select(u"Default"_s);
     EXPECT_FALSE(button(window_, u"Edit…"_s)->isEnabled());
 }
@@ -197,7 +192,7 @@ TEST_F(RemoteHostsWindowTest, GroupsAreRefusedInTheWordsTheyShouldBe) {
     addHost(u"web"_s, u"Used"_s);
     show();
     click(window_, u"New Group…"_s);
-    auto* dialog = opened<NewGroupDialog>();
+    auto* dialog = opened<GroupNameDialog>();
     ASSERT_TRUE(dialog);
     EXPECT_FALSE(button(dialog, u"OK"_s)->isEnabled()) << "a group without a name";
     for (const auto& [name, refusal] : {std::pair(u" Used "_s, u"Group already present!"_s),
@@ -228,6 +223,32 @@ TEST_F(RemoteHostsWindowTest, GroupsAreRefusedInTheWordsTheyShouldBe) {
     EXPECT_EQ(notices_, 0);
     EXPECT_EQ(remove(u"Empty"_s), QString());
     EXPECT_EQ(shown(), u"Default: ; Used: web"_s);
+    EXPECT_EQ(notices_, 1);
+}
+
+TEST_F(RemoteHostsWindowTest, AGroupThatIsRenamedTakesItsHostsAlong) {
+    addGroup(u"Shop"_s);
+    addGroup(u"Taken"_s);
+    const auto host = addHost(u"web"_s, u"Shop"_s);
+    show();
+    tree_->collapse(indexOf(u"Shop"_s));
+    select(u"Default"_s);
+    QTest::keyClick(tree_, Qt::Key_F2);
+    EXPECT_FALSE(topLevel<GroupNameDialog>());
+    select(u"Shop"_s);
+    QTest::keyClick(tree_, Qt::Key_F2);
+    auto* dialog = opened<GroupNameDialog>();
+    ASSERT_TRUE(dialog);
+    EXPECT_EQ(dialog->name(), u"Shop"_s);
+    type(dialog, u"Name:"_s, u"Taken"_s);
+    EXPECT_FALSE(button(dialog, u"OK"_s)->isEnabled());
+    type(dialog, u"Name:"_s, u" Store "_s);
+    QTest::keyClick(dialog, Qt::Key_Return);
+    EXPECT_EQ(shown(), u"Default: ; +Store: web; Taken: "_s);
+    EXPECT_EQ(selected(), u"Store"_s);
+    EXPECT_EQ(host->group(), u"Store"_s);
+    EXPECT_EQ(savedHosts()->host(0)->group(), u"Store"_s);
+    EXPECT_TRUE(std::move(ServerGroupsManager::load(settings_.path())).value()->groupNamed(u"Store"_s));
     EXPECT_EQ(notices_, 1);
 }
 
@@ -325,11 +346,16 @@ TEST_F(RemoteHostsWindowTest, BrowsingAndStatesAreThereWhenSomethingStandsBehind
     open(file);
     EXPECT_FALSE(changes.isEmpty()) << "a document has opened";
     EXPECT_EQ(state(u"web"_s), u"Not connected"_s);
+    ASSERT_TRUE(isInFront(window_));
     select(u"Default"_s);
     EXPECT_FALSE(button(window_, u"Browse…"_s)->isEnabled());
     select(u"web"_s);
     click(window_, u"Browse…"_s);
-    EXPECT_EQ(browsed, std::vector{web});
+    select(u"web"_s);
+    QTest::keyClick(tree_, Qt::Key_Return);
+    QTest::mouseDClick(tree_->viewport(), Qt::LeftButton, {}, tree_->visualRect(indexOf(u"web"_s)).center());
+    EXPECT_EQ(browsed, (std::vector{web, web, web}));
+    EXPECT_FALSE(topLevel<HostDetailsDialog>());
 
     RemoteHostsWindow bare({}, alerts_);
     EXPECT_EQ(bare.findChild<QTreeView*>()->model()->columnCount(), 2);

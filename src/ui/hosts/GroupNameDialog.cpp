@@ -1,4 +1,4 @@
-#include "ui/hosts/NewGroupDialog.h"
+#include "ui/hosts/GroupNameDialog.h"
 
 #include "remote/hosts/ServerGroupsManager.h"
 
@@ -15,9 +15,10 @@ constexpr int fieldWidth = 260;
 
 } // namespace
 
-NewGroupDialog::NewGroupDialog(QWidget* parent)
-    : QDialog(parent), name_(new QLineEdit(this)), refusal_(new QLabel(this)) {
-    setWindowTitle(tr("New Group"));
+GroupNameDialog::GroupNameDialog(const QString& nameNow, QWidget* parent)
+    : QDialog(parent), nameNow_(nameNow), name_(new QLineEdit(nameNow, this)), refusal_(new QLabel(this)) {
+    setWindowTitle(nameNow_.isEmpty() ? tr("New Group") : tr("Rename Group"));
+    name_->selectAll();
     setWindowModality(Qt::WindowModal);
     name_->setMinimumWidth(fieldWidth);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
@@ -32,15 +33,16 @@ NewGroupDialog::NewGroupDialog(QWidget* parent)
     nameChanged();
 }
 
-QString NewGroupDialog::name() const {
+QString GroupNameDialog::name() const {
     return name_->text().trimmed();
 }
 
-void NewGroupDialog::nameChanged() {
-    const auto refusal = ServerGroupsManager::shared().refusalToAdd(name());
+void GroupNameDialog::nameChanged() {
+    const bool isUnchanged = !nameNow_.isEmpty() && name() == nameNow_;
+    const auto refusal = isUnchanged ? std::nullopt : ServerGroupsManager::shared().refusalToAdd(name());
     refusal_->setText(refusal.value_or(QString()));
     name_->setAccessibleDescription(refusal_->text());
-    ok_->setEnabled(!name().isEmpty() && !refusal);
+    ok_->setEnabled(!name().isEmpty() && !refusal && !isUnchanged);
 }
 
 } // namespace korvane

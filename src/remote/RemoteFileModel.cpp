@@ -166,12 +166,10 @@ void RemoteFileModel::reconnect(const QModelIndexList& directories) {
     queue_->run([client = client_] { return client->connect(SFTPClient::Asked::ByUser); })
         .then(std::weak_ptr(generation_), [this, kept](const Status& connected) {
             isReconnecting_ = false;
-            isDisconnected_ = !connected;
+            connectionFault_ = connected ? QString() : connected.error().userText;
             if (connected)
                 refresh(QModelIndexList(kept.begin(), kept.end()));
             Q_EMIT pendingCountChanged();
-            if (!connected)
-                Q_EMIT reconnectFailed(connected.error().userText);
         });
     Q_EMIT pendingCountChanged();
 }
@@ -206,7 +204,7 @@ void RemoteFileModel::startListing(RemoteFileNode& node) {
 }
 
 void RemoteFileModel::takeListing(RemoteFileNode& node, const Listing& listing) {
-    isDisconnected_ = listing.isDisconnected;
+    connectionFault_ = listing.isDisconnected ? listing.fault : QString();
     node.fault = listing.fault;
     node.listing =
         listing.fault.isEmpty() ? RemoteFileNode::Listing::Done : RemoteFileNode::Listing::Outdated;

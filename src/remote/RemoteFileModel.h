@@ -47,8 +47,8 @@ public:
     const QString& rootPath() const { return root_->path; }
     /// How many directories are being listed, and logins made.
     int pendingCount() const { return static_cast<int>(listings_.size()) + (isReconnecting_ ? 1 : 0); }
-    /// Whether the last listing failed because there was no connection.
-    bool isDisconnected() const { return isDisconnected_; }
+    /// Why there is no connection, for the user; empty when the last listing, or login, had one.
+    const QString& connectionFault() const { return connectionFault_; }
     /// The root for an invalid index.
     const RemoteFileNode& node(const QModelIndex& index) const { return nodeOf(index); }
 
@@ -58,7 +58,7 @@ public:
     /// keeps its indexes.
     void refresh(const QModelIndexList& directories);
     /// Logs in, also after a login that was refused, and refreshes. Nothing is listed when there is no
-    /// connection: `reconnectFailed` follows.
+    /// connection.
     void reconnect(const QModelIndexList& directories);
     /// Whatever is under way leads to nothing, and to no login.
     void cancel();
@@ -75,7 +75,6 @@ Q_SIGNALS:
     void pendingCountChanged();
     /// A listing of the directory has ended; it may have failed (see FaultRole).
     void listed(const QModelIndex& directory);
-    void reconnectFailed(const QString& reason);
 
 private:
     struct Listing;
@@ -112,7 +111,7 @@ private:
     Pending listings_;
     Pending linkSearches_;
     bool isReconnecting_ = false;
-    bool isDisconnected_ = false;
+    QString connectionFault_;
     std::unique_ptr<OperationQueue> queue_;
 };
 

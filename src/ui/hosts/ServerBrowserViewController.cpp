@@ -76,10 +76,6 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
 
     connect(model_, &RemoteFileModel::pendingCountChanged, this, &ServerBrowserViewController::updateState);
     connect(model_, &RemoteFileModel::listed, this, &ServerBrowserViewController::directoryListed);
-    connect(model_, &RemoteFileModel::reconnectFailed, this, [this](const QString& reason) {
-        reconnectFault_ = displayText(reason);
-        updateState();
-    });
     connect(browser_, &RemoteColumnView::currentChanged, this,
             &ServerBrowserViewController::selectionChanged);
     connect(browser_, &RemoteColumnView::directoryShown, this,
@@ -159,10 +155,12 @@ QMenu* ServerBrowserViewController::makeViewMenu() {
     hidden->setCheckable(true);
     hidden->setChecked(order_->showsHidden());
     hidden->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_H));
+    hidden->setShortcutVisibleInContextMenu(true);
     connect(hidden, &QAction::toggled, this, [this](bool isOn) {
         order_->setShowsHidden(isOn);
         Preferences::shared().setShowsHiddenRemoteFiles(isOn);
         browser_->updateEmptyTexts();
+        browser_->showSelection();
     });
     // The shortcut is for the window, and not only while the menu is open.
     addAction(hidden);
@@ -234,14 +232,12 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
 }
 
 void ServerBrowserViewController::reconnect() {
-    reconnectFault_.clear();
     model_->reconnect(shownDirectories());
 }
 
 void ServerBrowserViewController::refresh() {
     if (isConnecting_)
         return;
-    reconnectFault_.clear();
     model_->refresh(shownDirectories());
 }
 
@@ -276,7 +272,6 @@ QList<QModelIndex> ServerBrowserViewController::shownDirectories() const {
 }
 
 void ServerBrowserViewController::directoryListed(const QModelIndex& directory) {
-    reconnectFault_.clear();
     if (!directory.isValid() && !awaitedPath_.isEmpty()) {
         const QString path = std::exchange(awaitedPath_, {});
         for (int row = 0; row < order_->rowCount(); ++row) {
@@ -320,7 +315,7 @@ void ServerBrowserViewController::updateState() {
     fault_->setText(fault);
     fault_->setToolTip(fault);
     fault_->setVisible(!fault.isEmpty());
-    btnReconnect_->setVisible(!isBusy && model_->isDisconnected());
+    btnReconnect_->setVisible(!isBusy && !model_->connectionFault().isEmpty());
     btnOk_->setEnabled(browser_->currentIndex().data(RemoteFileModel::IsFileRole).toBool());
     for (QPushButton* button : {btnPin_, btnRoot_, btnRefresh_})
         button->setEnabled(!isConnecting_);
@@ -337,8 +332,8 @@ QString ServerBrowserViewController::statusText() const {
 }
 
 QString ServerBrowserViewController::faultText() const {
-    if (!reconnectFault_.isEmpty() || isConnecting_)
-        return reconnectFault_;
+    if (!model_->connectionFault().isEmpty())
+        return displayText(model_->connectionFault());
     const QModelIndex selected = order_->mapToSource(browser_->currentIndex());
     if (selected.isValid())
         return selected.data(RemoteFileModel::FaultRole).toString();

@@ -96,8 +96,6 @@ private:
     QString awaitedPath_;
     /// What pinning has come to; until something else is selected.
     QString message_;
-    /// Why there is no connection.
-    QString reconnectFault_;
     bool isConnecting_ = true;
     OperationQueue queue_;
 };

@@ -13,7 +13,6 @@
 namespace korvane {
 namespace {
 
-constexpr int listingsAtOnce = 2;
 /// How many links are followed before a listing that waits gets its turn.
 constexpr std::size_t linksAtOnce = 256;
 
@@ -226,18 +225,22 @@ void RemoteFileModel::merge(RemoteFileNode& node, const std::vector<RemoteEntry>
     });
     std::vector<bool> isKnown(entries.size());
     if (node.cachedChildren) {
+        std::vector<const RemoteFileNode*> changed;
         for (const auto& child : *node.cachedChildren) {
             const int rank = ranks.value(child->name());
             const RemoteEntry& entry = entries[static_cast<std::size_t>(rank)];
             isKnown[static_cast<std::size_t>(rank)] = true;
             child->nameRank = rank;
             child->isToBeFollowed = child->isSymLink;
-            if (!child->isSymLink) {
-                child->fileSize = entry.fileSize;
-                child->modificationDate = entry.modificationDate;
-            }
+            const bool isSame =
+                child->fileSize == entry.fileSize && child->modificationDate == entry.modificationDate;
+            if (child->isSymLink || isSame)
+                continue;
+            child->fileSize = entry.fileSize;
+            child->modificationDate = entry.modificationDate;
+            changed.push_back(child.get());
         }
-        childrenChanged(node);
+        nodesChanged(changed);
     }
     RemoteFileNode::Nodes added;
     for (std::size_t rank = 0; rank < entries.size(); ++rank) {
@@ -309,9 +312,12 @@ void RemoteFileModel::forget(const RemoteFileNode& node) {
     }
 }
 
-void RemoteFileModel::childrenChanged(RemoteFileNode& node) {
-    if (!node.cachedChildren->empty())
-        Q_EMIT dataChanged(indexOf(*node.cachedChildren->front()), indexOf(*node.cachedChildren->back()));
+void RemoteFileModel::nodesChanged(const std::vector<const RemoteFileNode*>& siblings) {
+    if (siblings.empty())
+        return;
+    // Whoever sorts by what has changed looks at all rows between the first and the last one.
+    const auto [first, last] = std::ranges::minmax_element(siblings, {}, &RemoteFileNode::row);
+    Q_EMIT dataChanged(indexOf(**first), indexOf(**last));
 }
 
 // ---- Links
@@ -327,12 +333,11 @@ void RemoteFileModel::followLinks(RemoteFileNode& node) {
     }
     if (links.empty())
         return;
-    std::sort(links.begin(), links.end(), [](const RemoteFileNode* one, const RemoteFileNode* other) {
-        return one->nameRank < other->nameRank;
-    });
+    const auto count = static_cast<std::ptrdiff_t>(std::min(links.size(), linksAtOnce));
+    std::ranges::partial_sort(links, links.begin() + count, {}, &RemoteFileNode::nameRank);
     std::vector<QString> paths;
-    for (std::size_t i = 0; i < std::min(links.size(), linksAtOnce); ++i)
-        paths.push_back(links[i]->path);
+    for (std::ptrdiff_t i = 0; i < count; ++i)
+        paths.push_back(links[static_cast<std::size_t>(i)]->path);
     const std::uint64_t number = ++lastNumber_;
     linkSearches_[number] = &node;
     queue_->run([client = client_, paths] { return client->followLinks(paths); })
@@ -344,12 +349,15 @@ void RemoteFileModel::followLinks(RemoteFileNode& node) {
             QHash<QString, const RemoteLinkTarget*> found;
             for (std::size_t i = 0; i < paths.size(); ++i)
                 found.insert(paths[i], &targets.value()[i]);
+            std::vector<const RemoteFileNode*> changed;
             for (const auto& child : *searched->cachedChildren) {
                 const auto target = child->isToBeFollowed ? found.constFind(child->path) : found.cend();
-                if (target != found.cend())
-                    takeTarget(*child, **target);
+                if (target == found.cend())
+                    continue;
+                takeTarget(*child, **target);
+                changed.push_back(child.get());
             }
-            childrenChanged(*searched);
+            nodesChanged(changed);
             followLinks(*searched);
         });
 }

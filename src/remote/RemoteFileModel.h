@@ -39,6 +39,9 @@ public:
         FaultRole,
     };
 
+    /// Others wait for their turn.
+    static constexpr int listingsAtOnce = 2;
+
     explicit RemoteFileModel(std::shared_ptr<SFTPClient> client);
     ~RemoteFileModel() override;
 
@@ -98,7 +101,7 @@ private:
     void appendChildren(RemoteFileNode& node, RemoteFileNode::Nodes children);
     /// What waits for an answer below the node waits no longer.
     void forget(const RemoteFileNode& node);
-    void childrenChanged(RemoteFileNode& node);
+    void nodesChanged(const std::vector<const RemoteFileNode*>& siblings);
     /// Some of the links that are to be followed, and the rest after them.
     void followLinks(RemoteFileNode& node);
     void takeTarget(RemoteFileNode& link, const RemoteLinkTarget& target);

@@ -10,6 +10,7 @@ namespace korvane {
 namespace {
 
 constexpr int emptyTextMargin = 12;
+constexpr float emptyTextOpacity = 0.65F;
 
 } // namespace
 
@@ -97,7 +98,10 @@ void RemoteFileColumn::paintEvent(QPaintEvent* event) {
     const QString text = emptyText_(rootIndex());
     setAccessibleDescription(text);
     QPainter painter(viewport());
-    painter.setPen(palette().color(QPalette::PlaceholderText));
+    // Desktops that are dark do not always have a colour of their own for such texts.
+    QColor color = palette().color(QPalette::Text);
+    color.setAlphaF(emptyTextOpacity);
+    painter.setPen(color);
     // Paths have no blanks to break at.
     QTextOption option(Qt::AlignHCenter);
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);

@@ -21,9 +21,9 @@ void RemoteFileEntryCell::initStyleOption(QStyleOptionViewItem* option, const QM
     const int side = option->fontMetrics.height();
     option->decorationSize = {side, side};
     option->textElideMode = Qt::ElideMiddle;
-    const bool leadsSomewhere = index.data(RemoteFileModel::IsFileRole).toBool() ||
-                                index.data(RemoteFileModel::IsDirectoryRole).toBool();
-    if (!leadsSomewhere)
+    const bool cannotBeOpened = !index.data(RemoteFileModel::IsDirectoryRole).toBool() &&
+                                !index.data(RemoteFileModel::FaultRole).toString().isEmpty();
+    if (cannotBeOpened)
         option->palette.setBrush(QPalette::Text, option->palette.brush(QPalette::Disabled, QPalette::Text));
 }
 

@@ -21,12 +21,15 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <chrono>
 #include <utility>
 
 namespace korvane {
 namespace {
 
 constexpr QSize browserSize(820, 480);
+/// A directory that is left again within it is not listed when others are.
+constexpr std::chrono::milliseconds visitDelay(150);
 
 /// The directory that holds the file.
 QString directoryOf(const QString& path) {
@@ -78,8 +81,16 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
     connect(model_, &RemoteFileModel::listed, this, &ServerBrowserViewController::directoryListed);
     connect(browser_, &RemoteColumnView::currentChanged, this,
             &ServerBrowserViewController::selectionChanged);
-    connect(browser_, &RemoteColumnView::directoryShown, this,
-            [this](const QModelIndex& directory) { model_->visit(order_->mapToSource(directory)); });
+    visits_.setSingleShot(true);
+    visits_.setInterval(visitDelay);
+    connect(&visits_, &QTimer::timeout, this, &ServerBrowserViewController::visitShownDirectories);
+    connect(browser_, &RemoteColumnView::directoryShown, this, [this] {
+        // While a key is held down, directories come and go faster than a server lists them.
+        if (model_->pendingCount() < RemoteFileModel::listingsAtOnce)
+            visitShownDirectories();
+        else
+            visits_.start();
+    });
     connect(browser_, &RemoteColumnView::fileEntered, this, &ServerBrowserViewController::accept);
     connect(pathControl_, &RemotePathBar::pathChosen, this, &ServerBrowserViewController::showDirectory);
     connectToServer();
@@ -264,6 +275,11 @@ void ServerBrowserViewController::goUp() {
     awaitedPath_ = left;
 }
 
+void ServerBrowserViewController::visitShownDirectories() {
+    for (const QModelIndex& directory : shownDirectories())
+        model_->visit(directory);
+}
+
 QList<QModelIndex> ServerBrowserViewController::shownDirectories() const {
     QModelIndexList directories;
     for (const QModelIndex& shown : browser_->directories())
@@ -299,8 +315,8 @@ void ServerBrowserViewController::selectionChanged() {
     if (selected != selected_) {
         selected_ = selected;
         message_.clear();
-        // A directory that could not be listed gets another chance, and so does a link.
-        if (selected.isValid())
+        // A link that could not be followed gets another chance.
+        if (selected.isValid() && !selected.data(RemoteFileModel::IsDirectoryRole).toBool())
             model_->visit(order_->mapToSource(selected));
     }
     updateState();

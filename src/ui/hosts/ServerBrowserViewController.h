@@ -5,6 +5,7 @@
 
 #include <QDialog>
 #include <QPersistentModelIndex>
+#include <QTimer>
 
 #include <memory>
 
@@ -61,6 +62,7 @@ private:
     void goUp();
     void refresh();
     void reconnect();
+    void visitShownDirectories();
     /// In the model; the root, which is invalid, first.
     QList<QModelIndex> shownDirectories() const;
     void directoryListed(const QModelIndex& directory);
@@ -97,6 +99,7 @@ private:
     /// What pinning has come to; until something else is selected.
     QString message_;
     bool isConnecting_ = true;
+    QTimer visits_;
     OperationQueue queue_;
 };
 

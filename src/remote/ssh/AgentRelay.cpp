@@ -36,7 +36,7 @@ QByteArray counted(const QByteArray& text) {
 /// Takes it from the front; empty where the bytes do not hold it.
 QByteArray takeCounted(QByteArray& bytes) {
     const quint32 size = bytes.size() < 4 ? 0 : qFromBigEndian<quint32>(bytes.constData());
-    const QByteArray text = bytes.mid(4, size);
+    QByteArray text = bytes.mid(4, size);
     bytes.remove(0, 4 + static_cast<qsizetype>(size));
     return text;
 }
@@ -66,7 +66,7 @@ Result<QByteArray> readAll(int descriptor, quint32 size, int interruptEvent, Dea
 Result<QByteArray> readMessage(int descriptor, int interruptEvent, Deadline deadline) {
     const Result<QByteArray> head = readAll(descriptor, 4, interruptEvent, deadline);
     if (!head)
-        return head;
+        return head.error();
     const quint32 size = qFromBigEndian<quint32>(head.value().constData());
     if (size > messageLimit)
         return agentHasLeft();

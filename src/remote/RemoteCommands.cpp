@@ -45,8 +45,8 @@ QString size(const QString& path) {
     return onPath(u"ls -nl {path} | {awk}"_s, path);
 }
 
-QString targetSize(const QString& path) {
-    return onPath(u"ls -nlL {path} | {awk}"_s, path);
+QString sizeAndIdentity(const QString& path) {
+    return onPath(u"ls -nlL {path} | {awk}; ls -diL {path}"_s, path);
 }
 
 QString lines(const QString& path, qint64 first, qint64 count) {

@@ -15,8 +15,8 @@ namespace korvane::remotecommands {
 QString countLines(const QString& path);
 /// The size in bytes of what stands at the path itself: `ls -nl "P" | awk '{print $5}'`.
 QString size(const QString& path);
-/// Of the file that a link leads to.
-QString targetSize(const QString& path);
+/// Of the file that a link leads to, and a line that tells which file it is (for `takeIdentity`).
+QString sizeAndIdentity(const QString& path);
 /// `count` lines from the zero-based one on: `tail -n+FIRST "P" | head -n COUNT`.
 QString lines(const QString& path, qint64 first, qint64 count);
 
@@ -29,7 +29,7 @@ QString countWithin(const QString& path, quint64 offset, quint64 bytes);
 /// How many bytes a line has, with its newline.
 QString lengthOfLine(const QString& path, qint64 line);
 
-/// A line that tells which file it is (for `takeIdentity`), and all bytes from the offset on.
+/// The line that tells which file it is, and all bytes from the offset on.
 QString identityAndRest(const QString& path, quint64 offset);
 /// As above with at most so many bytes, behind a first line with the size of the file.
 QString sizeIdentityAndBytes(const QString& path, quint64 offset, quint64 bytes);

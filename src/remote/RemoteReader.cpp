@@ -101,9 +101,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     if (!isRead)
         return std::nullopt;
     if (!check.isPassed()) {
-        forget();
-        if (onOtherContent_)
-            onOtherContent_();
+        reportOtherContent();
         return std::nullopt;
     }
     Piece piece{std::move(splitter.lines()), splitter.isFull()};
@@ -182,44 +180,57 @@ void RemoteReader::forget() {
     firstKept_ = 0;
 }
 
+void RemoteReader::reportOtherContent() {
+    forget();
+    if (onOtherContent_)
+        onOtherContent_();
+}
+
 std::optional<qint64> RemoteReader::count(const IsCancelled& isCancelled) {
-    const auto size = file_->answer(remotecommands::targetSize(file_->path()), isCancelled);
+    auto before = readMark(remotecommands::sizeAndIdentity(file_->path()), isCancelled);
     if (isCancelled && isCancelled())
         return std::nullopt;
     const std::optional<qint64> counted = file_->lineCount(isCancelled);
     const std::lock_guard guard(mutex_);
-    sizeBeforeCount_ = size ? numberIn(*size) : std::nullopt;
+    beforeCount_ = std::move(before);
     counted_ = counted.value_or(0);
     return counted;
 }
 
 std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
-    quint64 size = 0;
-    qint64 lines = 0;
+    std::optional<Mark> before;
+    qint64 counted = 0;
     {
         const std::lock_guard guard(mutex_);
-        size = sizeBeforeCount_.value_or(0);
-        lines = counted_;
+        before = beforeCount_;
+        counted = counted_;
     }
-    if (size == 0 || lines == 0)
+    if (!before || before->fileSize == 0 || counted == 0)
         return std::nullopt;
-    if (setEnd(lines, size, Size::Unchanged, isCancelled))
-        return lines;
-    // It has grown during the count.
-    const auto now = file_->answer(remotecommands::targetSize(file_->path()), isCancelled);
-    size = now ? numberIn(*now).value_or(0) : 0;
-    const auto within = size > 0
-                            ? file_->answer(remotecommands::countWithin(file_->path(), size), isCancelled)
-                            : std::nullopt;
-    lines = static_cast<qint64>(within ? numberIn(*within).value_or(0) : 0);
-    if (lines == 0 || !setEnd(lines, size, Size::Any, isCancelled))
+    if (setEnd(counted, before->fileSize, Size::Unchanged, isCancelled))
+        return counted;
+    // It has grown during the count, as a rule.
+    const auto now = readMark(remotecommands::sizeAndIdentity(file_->path()), isCancelled);
+    const auto within =
+        now && now->fileSize > 0
+            ? file_->answer(remotecommands::countWithin(file_->path(), now->fileSize), isCancelled)
+            : std::nullopt;
+    const auto number = within ? numberIn(*within) : std::nullopt;
+    if (!number)
+        return std::nullopt;
+    const auto lines = static_cast<qint64>(*number);
+    if (now->fileSize < before->fileSize || now->identity != before->identity || lines < counted) {
+        reportOtherContent();
+        return std::nullopt;
+    }
+    if (!setEnd(lines, now->fileSize, Size::Any, isCancelled))
         return std::nullopt;
     return lines;
 }
 
 std::optional<quint64> RemoteReader::sizeBeforeCount() const {
     const std::lock_guard guard(mutex_);
-    return sizeBeforeCount_;
+    return beforeCount_ ? std::optional(beforeCount_->fileSize) : std::nullopt;
 }
 
 bool RemoteReader::knowsEnd() const {
@@ -232,10 +243,9 @@ quint64 RemoteReader::knownSize() const {
     return end_ ? end_->size : 0;
 }
 
-std::optional<RemoteReader::Mark> RemoteReader::readMark(quint64 offset, quint64 count,
+std::optional<RemoteReader::Mark> RemoteReader::readMark(const QString& command,
                                                          const IsCancelled& isCancelled) const {
-    auto answer =
-        file_->answer(remotecommands::sizeIdentityAndBytes(file_->path(), offset, count), isCancelled);
+    auto answer = file_->answer(command, isCancelled);
     const qsizetype sizeEnd = answer ? answer->indexOf('\n') : -1;
     const auto size = sizeEnd > 0 ? numberIn(answer->first(sizeEnd)) : std::nullopt;
     if (!size)
@@ -250,13 +260,16 @@ std::optional<RemoteReader::Mark> RemoteReader::readMark(quint64 offset, quint64
 
 bool RemoteReader::setEnd(qint64 lineCount, quint64 size, Size expected, const IsCancelled& isCancelled) {
     std::uint64_t content = 0;
+    QByteArray identity;
     {
         const std::lock_guard guard(mutex_);
         content = content_;
+        identity = end_ ? end_->identity : beforeCount_ ? beforeCount_->identity : QByteArray();
     }
     const quint64 count = std::min(size, endMarkSize);
-    std::optional<Mark> mark = readMark(size - count, count, isCancelled);
-    if (!mark || mark->bytes.size() != static_cast<qsizetype>(count) ||
+    std::optional<Mark> mark =
+        readMark(remotecommands::sizeIdentityAndBytes(file_->path(), size - count, count), isCancelled);
+    if (!mark || mark->identity != identity || mark->bytes.size() != static_cast<qsizetype>(count) ||
         (expected == Size::Unchanged && mark->fileSize != size))
         return false;
     End end;
@@ -308,10 +321,10 @@ std::optional<RemoteReader::Growth> RemoteReader::growth(std::optional<quint64> 
     if (!end)
         return std::nullopt;
     if (!size) {
-        const auto answer = file_->answer(remotecommands::targetSize(file_->path()), isCancelled);
-        size = answer ? numberIn(*answer) : std::nullopt;
-        if (!size)
+        const auto now = readMark(remotecommands::sizeAndIdentity(file_->path()), isCancelled);
+        if (!now)
             return std::nullopt;
+        size = now->fileSize;
     }
     if (*size < end->size)
         return Growth{};
@@ -322,7 +335,8 @@ std::optional<RemoteReader::Growth> RemoteReader::growth(std::optional<quint64> 
 std::optional<RemoteReader::Growth> RemoteReader::countGrowth(const End& end, quint64 size,
                                                               const IsCancelled& isCancelled) {
     const auto markSize = static_cast<quint64>(end.last.size());
-    const auto mark = readMark(end.size - markSize, markSize, isCancelled);
+    const auto mark = readMark(
+        remotecommands::sizeIdentityAndBytes(file_->path(), end.size - markSize, markSize), isCancelled);
     if (!mark)
         return std::nullopt;
     if (mark->identity != end.identity || mark->bytes != end.last)

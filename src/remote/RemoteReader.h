@@ -85,13 +85,15 @@ private:
     };
 
     std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count) const;
+    /// The file is another one than was thought.
+    void reportOtherContent();
     /// Bytes of the file, and which file it is.
     struct Mark {
         quint64 fileSize = 0;
         QByteArray identity;
         QByteArray bytes;
     };
-    std::optional<Mark> readMark(quint64 offset, quint64 count, const IsCancelled& isCancelled) const;
+    std::optional<Mark> readMark(const QString& command, const IsCancelled& isCancelled) const;
     enum class Size { Unchanged, Any };
     /// Sets the end to `size` bytes with so many lines, where its bytes can be read and the file is as large
     /// as is expected.
@@ -114,7 +116,7 @@ private:
     /// The last lines, up to those counted. They share their texts with the rows.
     qint64 firstKept_ = 0;
     std::vector<DisplayLine> kept_;
-    std::optional<quint64> sizeBeforeCount_;
+    std::optional<Mark> beforeCount_; // without bytes
     qint64 counted_ = 0;
 };
 

@@ -29,11 +29,11 @@ int ssh(std::uint16_t port, const char* user, const char* privateKey, const char
     threads.reserve(static_cast<std::size_t>(count));
     for (int index = 0; index < count; ++index) {
         threads.emplace_back([&] {
-            const auto count = [&bytes](QByteArrayView output) {
+            const auto takeBytes = [&bytes](QByteArrayView output) {
                 bytes += output.size();
                 return true;
             };
-            if (!session.execute(command, count))
+            if (!session.execute(command, takeBytes))
                 isComplete = false;
         });
     }

@@ -198,9 +198,19 @@ void PageStore::append(PageContent& page, PageContent piece) {
                      std::make_move_iterator(piece.rows.end()));
 }
 
-void PageStore::forgetRequestsFrom(qint64 page) {
-    lock_.withWriteLock(
-        [&] { std::erase_if(requests_, [page](const auto& entry) { return entry.first >= page; }); });
+void PageStore::forgetRequestsFrom(qint64 line) {
+    const qint64 page = pages::pageOfLine(line);
+    lock_.withWriteLock([&] {
+        const auto asked = requests_.find(page);
+        const auto cached = pages_.find(page);
+        const bool isExtended = growsByPieces_ && freshRows(page) &&
+                                endOf(cached->second.content) <= line - pages::firstLine(page);
+        if (isExtended)
+            cached->second.content.isPartial = true;
+        else if (asked != requests_.end())
+            requests_.erase(asked);
+        std::erase_if(requests_, [page](const auto& entry) { return entry.first > page; });
+    });
 }
 
 void PageStore::startGeneration() {

@@ -47,8 +47,12 @@ public:
     /// Keeps the rows, unless the generation has gone on or fresher rows are there.
     void store(const PageRequest& request, PageContent content);
 
-    /// Pages from this one on have to be asked for again; their rows stay.
-    void forgetRequestsFrom(qint64 page);
+    /// Lines that are complete stay as they are: what comes behind the rows of a page is read as a further
+    /// piece of it. Before the first request.
+    void setGrowsByPieces() { growsByPieces_ = true; }
+    /// Lines from this index on were added or have changed: their pages have to be asked for again, and their
+    /// rows stay.
+    void forgetRequestsFrom(qint64 line);
     /// A new generation: all pages have to be asked for again; their rows stay.
     void invalidate();
     /// A new generation without rows.
@@ -92,6 +96,7 @@ private:
     /// Null while they are not there or have to be asked for again. Called with the lock held.
     const std::vector<PageRow>* freshRows(qint64 page) const;
 
+    bool growsByPieces_ = false;
     mutable NativeLock lock_;
     // Guarded by lock_.
     std::uint64_t generation_ = 0;

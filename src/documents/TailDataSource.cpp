@@ -118,7 +118,7 @@ void TailDataSource::invalidateRows() {
 }
 
 void TailDataSource::linesChanged(qint64 firstLine) {
-    pages_.forgetRequestsFrom(pages::pageOfLine(std::max<qint64>(firstLine, 0)));
+    pages_.forgetRequestsFrom(std::max<qint64>(firstLine, 0));
 }
 
 std::shared_ptr<ChangedLinesAnnouncer> TailDataSource::announcer() {

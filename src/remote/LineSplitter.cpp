@@ -46,7 +46,8 @@ bool LineSplitter::take(QByteArrayView bytes) {
         bytes = bytes.sliced(taken.size());
         if (newline >= 0)
             finishLine();
-        isFull_ = size_ + length_ >= limits_.bytes && std::ssize(lines_) < limits_.lines;
+        const bool isEnough = (newline >= 0 && size_ >= limits_.bytes) || length_ >= limits_.bytes;
+        isFull_ = isEnough && std::ssize(lines_) < limits_.lines;
     }
     return std::ssize(lines_) < limits_.lines && !isFull_;
 }

@@ -19,7 +19,7 @@ public:
         qint64 lines = 0;
         /// In bytes: what is kept of one line. A character is not cut.
         std::uint64_t line = 1 << 20;
-        /// In bytes: no line is begun behind so many.
+        /// In bytes: no line is begun behind so many, and none is read further.
         std::uint64_t bytes = 16 << 20;
     };
 

@@ -64,7 +64,9 @@ RemoteLogDataSource::RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>
                                          std::shared_ptr<RemoteFile> file)
     : TailDataSource(document, "Remote log load line operation queue"), file_(std::move(file)),
       reader_(std::make_shared<RemoteReader>(file_)), countQueue_("Remote line count operation queue", 1),
-      arrivedQueue_("Remote rule notification queue", 1, OperationQueue::Priority::Background) {}
+      arrivedQueue_("Remote rule notification queue", 1, OperationQueue::Priority::Background) {
+    pageStore().setGrowsByPieces();
+}
 
 std::shared_ptr<RemoteLogDataSource> RemoteLogDataSource::self() const {
     return std::static_pointer_cast<RemoteLogDataSource>(

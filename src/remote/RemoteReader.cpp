@@ -22,6 +22,8 @@ constexpr qsizetype growthBudget = 4 << 20;
 constexpr std::size_t mostKept = 2 * static_cast<std::size_t>(pages::size);
 constexpr qsizetype mostKeptText = 8 << 20;
 constexpr std::uint64_t longestLongLine = 16 << 20;
+/// So many places one after the other may turn out to be wrong: a server may count bytes in its own way.
+constexpr int mostRefuted = 3;
 
 /// Compares the first bytes of what arrives with those that are expected, and hands on the rest.
 class MarkCheck {
@@ -76,7 +78,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
             if (limit == LineLimit::Shown || !isCut)
                 return Piece{*std::move(kept), false};
         }
-        if (const auto known = places_.find(first); known != places_.end())
+        if (const auto known = places_.find(first); known != places_.end() && refuted_ < mostRefuted)
             place = known->second;
         content = content_;
     }
@@ -101,6 +103,10 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     if (!isRead)
         return std::nullopt;
     if (!check.isPassed()) {
+        {
+            const std::lock_guard guard(mutex_);
+            ++refuted_;
+        }
         reportOtherContent();
         return std::nullopt;
     }
@@ -124,12 +130,14 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
         piece.isPartial = std::ssize(lines) < count;
     }
     const std::lock_guard guard(mutex_);
+    if (place)
+        refuted_ = 0;
     if (content != content_)
         return piece;
     // Where the first line is the file's own, the place is known without having been looked for.
-    if ((place || first == 0) && !isCutOff)
+    if ((place || first == 0) && !isCutOff && !lines.empty())
         places_[first + std::ssize(lines)] = {(place ? place->offset : 0) + splitter.size(), splitter.end()};
-    if (!end_ && std::ssize(lines) < count && !piece.isPartial) {
+    if (!end_ && limit == LineLimit::Shown && std::ssize(lines) < count && !piece.isPartial) {
         // For the end, which is still being looked for.
         kept_ = lines;
         firstKept_ = first;

@@ -112,6 +112,7 @@ private:
     // Guarded by mutex_.
     std::uint64_t content_ = 0; // goes on with each content
     std::map<qint64, Place> places_;
+    int refuted_ = 0; // places since one that was right
     std::optional<End> end_;
     /// The last lines, up to those counted. They share their texts with the rows.
     qint64 firstKept_ = 0;

@@ -404,6 +404,10 @@ TEST_F(RemoteDocumentTest, APageOfLongLinesComesInPieces) {
     const auto source = document_->dataSource();
     EXPECT_TRUE(row(0).endsWith(u"<0>"_s));
     EXPECT_FALSE(source->cachedRowLine(59)) << "it is left until it is looked at";
+    for (int line = 0; line < 60; ++line) {
+        EXPECT_TRUE(row(line).endsWith(u"<%1>"_s.arg(line))) << line;
+        EXPECT_GT(row(line).size(), 700'000) << line;
+    }
     EXPECT_TRUE(row(59).endsWith(u"<59>"_s));
     EXPECT_TRUE(row(0).endsWith(u"<0>"_s));
     EXPECT_EQ(row(60).size(), 1 << 20);

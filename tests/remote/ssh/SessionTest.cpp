@@ -67,7 +67,8 @@ TEST_F(SessionTest, WhatGoesToStandardErrorHoldsNothingUp) {
     EXPECT_EQ(client->execute(u"head -c 10000000 /dev/zero >&2; echo done"_s), u"done\n"_s);
     // An answer without an end is none, and the command is stopped.
     EXPECT_EQ(client->execute(u"yes"_s), u""_s);
-    EXPECT_EQ(client->execute(u"while pgrep -x -u $(id -u) yes; do sleep 0.05; done; echo on"_s), u"on\n"_s);
+    EXPECT_EQ(client->execute(u"while grep -qsx yes /proc/[0-9]*/comm; do sleep 0.05; done; echo on"_s),
+              u"on\n"_s);
     client->disconnect();
 }
 

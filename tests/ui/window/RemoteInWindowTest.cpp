@@ -50,26 +50,26 @@ protected:
 };
 
 TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
-    const TemporaryFile file(numberedLines(12'345) + '\n');
-    MainWindowController* page = openRemote(file, 12'000);
+    const TemporaryFile file(numberedLines(22'345) + '\n');
+    MainWindowController* page = openRemote(file, 22'000);
     LogViewController& view = page->logView();
-    EXPECT_EQ(view.tableView().rowCount(), 12'345);
-    EXPECT_EQ(textOfRow(*page, 11'999), u"line 12000"_s);
-    EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(5000));
+    EXPECT_EQ(view.tableView().rowCount(), 22'345);
+    EXPECT_EQ(textOfRow(*page, 21'999), u"line 22000"_s);
+    EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(10'000));
 
     view.selectAll();
     QApplication::clipboard()->clear();
     view.copySelection();
     ASSERT_TRUE(until([] { return !QApplication::clipboard()->text().isEmpty(); }));
-    EXPECT_EQ(QApplication::clipboard()->text().toUtf8(), numberedLines(12'345));
+    EXPECT_EQ(QApplication::clipboard()->text().toUtf8(), numberedLines(22'345));
 
-    view.tableView().selectRow(5000);
+    view.tableView().selectRow(10'000);
     view.toggleLineMarkMenuAction();
     const QString address = absoluteString(page->document()->fileUrl());
     auto& store = FileBasedBookmarksManager::shared();
-    ASSERT_TRUE(until([&] { return store.hasLineMark(address, 5000); }));
-    EXPECT_EQ(store.lineMarksFor(address)->entries().front()->line(), u"line 5001"_s);
-    EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(5000));
+    ASSERT_TRUE(until([&] { return store.hasLineMark(address, 10'000); }));
+    EXPECT_EQ(store.lineMarksFor(address)->entries().front()->line(), u"line 10001"_s);
+    EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(10'000));
 }
 
 TEST_F(RemoteInWindowTest, APictureIsDrawnOfWhatThereIs) {

@@ -26,7 +26,7 @@ constexpr qint64 closeRows = 200;
 /// …and begins so many before one that is elsewhere.
 constexpr qint64 rowsBefore = 100;
 /// In bytes: what the pieces of one page may take together.
-constexpr std::size_t mostOfPage = 128 << 20;
+constexpr std::size_t mostOfPage = 256 << 20;
 
 qint64 endOf(const PageContent& content) {
     return content.firstRow + std::ssize(content.rows);

@@ -23,7 +23,7 @@ QString onPath(const QString& command, const QString& path) {
         octal += u'\\' + QString::number(static_cast<unsigned char>(byte), 8).rightJustified(3, u'0');
     // A shell drops line feeds from the end of what a command writes: the guard keeps those of the name.
     return u"sh -c 'P=\"$(printf \"%1x\")\"; "_s.arg(octal) +
-           filled(u"\"${P%x}\""_s, u"awk \"{print \\$5}\""_s) + u'\'';
+           filled(u"\"${P%x}\""_s, u"awk \"NR==1{print \\$5}\""_s) + u'\'';
 }
 
 QString number(std::integral auto value) {

@@ -339,6 +339,8 @@ void RemoteDocument::startTailingWhenLoaded() {
 
 void RemoteDocument::stopTailing() {
     follows_ = false;
+    if (dataSource_)
+        dataSource_->followingEnded();
     if (logFileObserver_)
         logFileObserver_->stopTailing();
 }

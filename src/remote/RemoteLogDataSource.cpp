@@ -54,8 +54,12 @@ RemoteLogDataSource::create(const std::shared_ptr<DocumentProtocol>& document,
                             std::shared_ptr<RemoteFile> file) {
     std::shared_ptr<RemoteLogDataSource> made(new RemoteLogDataSource(document, std::move(file)));
     made->reader_->setOnOtherContent([weak = std::weak_ptr(made)] {
-        if (const auto alive = weak.lock())
-            alive->countInBackground(Content::Other);
+        const auto alive = weak.lock();
+        if (!alive)
+            return;
+        const std::lock_guard guard(alive->mutex_);
+        alive->isCounted_ = false;
+        alive->countInBackground(Content::Other);
     });
     return made;
 }
@@ -174,10 +178,15 @@ void RemoteLogDataSource::filePolledWith(quint64 size, const IsCancelled& isCanc
         const std::lock_guard guard(mutex_);
         return lineCount_ > 0;
     }();
-    if (size >= reader_->knownSize() && (size > 0 || !hasRows))
+    const quint64 known = reader_->knownSize();
+    const bool isEmpty = size == 0 && (hasRows || known > 0);
+    if (!isEmpty && (known == 0 || size == known))
         return;
     setKnownFileSize(size);
-    fileHasShrunk(size, isCancelled);
+    if (isEmpty)
+        fileHasShrunk(size, isCancelled);
+    else
+        fileHasGrown(size, isCancelled); // if it is the same file
 }
 
 void RemoteLogDataSource::count(Content content, std::optional<quint64> size,
@@ -209,6 +218,12 @@ void RemoteLogDataSource::count(Content content, std::optional<quint64> size,
     if (uncounted_ == Content::Other)
         reader_->forget();
     const std::optional<qint64> counted = reader_->count(isCancelled);
+    const bool isLess = [&] {
+        const std::lock_guard guard(mutex_);
+        return counted && *counted < lineCount_;
+    }();
+    if (isLess)
+        reader_->forget(); // what has been kept belongs to what was there before
     if (counted && reader_->sizeBeforeCount())
         setKnownFileSize(reader_->sizeBeforeCount());
     if (!counted || !takeCount(*counted, emptied))
@@ -234,9 +249,10 @@ bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t emptied) {
     }
     const Content content = std::exchange(uncounted_, Content::Known);
     // The first page may be on its way, and is not asked for again.
-    if (isFirst && content == Content::Known)
-        announceLoadedRows({0, counted});
-    else
+    if (isFirst && content == Content::Known) {
+        if (counted > 0)
+            announceLoadedRows({0, counted});
+    } else
         announce(content, before, counted);
     passArrivedLines(content, counted, emptied);
     if (counted > 0)
@@ -246,9 +262,15 @@ bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t emptied) {
     return true;
 }
 
+void RemoteLogDataSource::followingEnded() {
+    const std::lock_guard guard(mutex_);
+    isFollowed_ = false;
+}
+
 void RemoteLogDataSource::followingBegan() {
     const std::lock_guard guard(mutex_);
-    if (arrivedFrom_)
+    // What came while there was no connection is told of.
+    if (!std::exchange(isFollowed_, true) && arrivedFrom_)
         arrivedFrom_ = lineCount_;
 }
 
@@ -264,6 +286,10 @@ void RemoteLogDataSource::passArrivedLines(Content content, qint64 now, std::uin
         const std::lock_guard guard(mutex_);
         if (emptied_ != emptied)
             return;
+        if (!isFollowed_) {
+            arrivedFrom_ = now;
+            return;
+        }
         const bool isFirstCount = !arrivedFrom_;
         if (isFirstCount || (content == Content::Known && now < *arrivedFrom_))
             arrivedFrom_ = now;

@@ -31,6 +31,8 @@ public:
     /// the rows have gone.
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
     void followingBegan() override;
+    /// What comes from now on is not told of.
+    void followingEnded();
     void close() override;
 
     /// Gives up a count that nobody has begun by a call of one of those below, and begins none until then.
@@ -56,7 +58,8 @@ public:
     void fileHasGrown(quint64 size, const IsCancelled& isCancelled);
     /// All rows go.
     void fileHasShrunk(quint64 size, const IsCancelled& isCancelled);
-    /// The size has not changed since the last look: rows that cannot be of a file of this size go.
+    /// The size has not changed since the last look. What is known of the lines may still be of another size:
+    /// somebody else has read the file in between.
     void filePolledWith(quint64 size, const IsCancelled& isCancelled);
 
 protected:
@@ -98,6 +101,7 @@ private:
     qint64 lineCount_ = 0;
     bool isCounted_ = false; // nothing says that there are others by now
     bool isFirstPageRead_ = false;
+    bool isFollowed_ = false;
     std::optional<quint64> knownFileSize_;
     bool isCountUnwanted_ = false;
     std::uint64_t emptied_ = 0; // how often all rows have gone without a count

@@ -103,11 +103,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     if (!isRead)
         return std::nullopt;
     if (!check.isPassed()) {
-        {
-            const std::lock_guard guard(mutex_);
-            ++refuted_;
-        }
-        reportOtherContent();
+        reportOtherContent(content);
         return std::nullopt;
     }
     Piece piece{std::move(splitter.lines()), splitter.isFull()};
@@ -143,8 +139,11 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
         firstKept_ = first;
     }
     if (end_ && limit == LineLimit::Shown && first <= firstKept_ && first + std::ssize(lines) >= firstKept_ &&
-        end_->lineCount - first <= static_cast<qint64>(mostKept))
-        keep(first, lines);
+        end_->lineCount - first <= static_cast<qint64>(mostKept)) {
+        // Lines that have come since are for the next growth.
+        const auto known = std::min<qint64>(std::ssize(lines), end_->lineCount - first);
+        keep(first, std::vector<DisplayLine>(lines.begin(), lines.begin() + known));
+    }
     return piece;
 }
 
@@ -188,7 +187,14 @@ void RemoteReader::forget() {
     firstKept_ = 0;
 }
 
-void RemoteReader::reportOtherContent() {
+void RemoteReader::reportOtherContent(std::uint64_t content) {
+    {
+        const std::lock_guard guard(mutex_);
+        if (content != content_)
+            return; // somebody else has found it out
+        ++refuted_;
+        refutedIdentity_ = end_ ? end_->identity : QByteArray();
+    }
     forget();
     if (onOtherContent_)
         onOtherContent_();
@@ -208,10 +214,12 @@ std::optional<qint64> RemoteReader::count(const IsCancelled& isCancelled) {
 std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
     std::optional<Mark> before;
     qint64 counted = 0;
+    std::uint64_t content = 0;
     {
         const std::lock_guard guard(mutex_);
         before = beforeCount_;
         counted = counted_;
+        content = content_;
     }
     if (!before || before->fileSize == 0 || counted == 0)
         return std::nullopt;
@@ -227,11 +235,12 @@ std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
     if (!number)
         return std::nullopt;
     const auto lines = static_cast<qint64>(*number);
-    if (now->fileSize < before->fileSize || now->identity != before->identity || lines < counted) {
-        reportOtherContent();
+    if (now->fileSize < before->fileSize || now->identity != before->identity) {
+        reportOtherContent(content);
         return std::nullopt;
     }
-    if (!setEnd(lines, now->fileSize, Size::Any, isCancelled))
+    // The server's commands may not do what they do elsewhere.
+    if (lines < counted || !setEnd(lines, now->fileSize, Size::Any, isCancelled))
         return std::nullopt;
     return lines;
 }
@@ -293,11 +302,14 @@ bool RemoteReader::setEnd(qint64 lineCount, quint64 size, Size expected, const I
     if (content != content_)
         return false;
     notePlaces(lineCount, size - count, end.last, end.last.size());
+    if (end.identity != refutedIdentity_)
+        refuted_ = 0;
     end_ = std::move(end);
     if (firstKept_ > lineCount || firstKept_ + std::ssize(kept_) < lineCount) {
         kept_.clear();
         firstKept_ = lineCount;
     }
+    kept_.resize(static_cast<std::size_t>(lineCount - firstKept_));
     return true;
 }
 
@@ -328,16 +340,19 @@ std::optional<RemoteReader::Growth> RemoteReader::growth(std::optional<quint64> 
     }
     if (!end)
         return std::nullopt;
-    if (!size) {
+    // The size may be older than what is known.
+    if (!size || *size < end->size) {
         const auto now = readMark(remotecommands::sizeAndIdentity(file_->path()), isCancelled);
         if (!now)
             return std::nullopt;
         size = now->fileSize;
     }
-    if (*size < end->size)
-        return Growth{};
-    return *size - end->size > mostGrowthRead ? countGrowth(*end, *size, isCancelled)
-                                              : readGrowth(*std::move(end), content, isCancelled);
+    std::optional<Growth> found = Growth{};
+    if (*size >= end->size)
+        found = *size - end->size > mostGrowthRead ? countGrowth(*end, *size, isCancelled)
+                                                   : readGrowth(*std::move(end), content, isCancelled);
+    const std::lock_guard guard(mutex_);
+    return content == content_ ? found : std::nullopt;
 }
 
 std::optional<RemoteReader::Growth> RemoteReader::countGrowth(const End& end, quint64 size,
@@ -396,6 +411,9 @@ std::optional<RemoteReader::Growth> RemoteReader::readGrowth(End end, std::uint6
     if (content != content_)
         return std::nullopt;
     if (!lines.empty()) {
+        // Only pages are asked for again and again.
+        if (first % pages::size != 0)
+            places_.erase(first);
         notePlaces(first, offset, bytes, known);
         if (isFirstWhole) {
             keep(first, std::move(lines));

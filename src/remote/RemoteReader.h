@@ -62,8 +62,8 @@ public:
         bool isSameFile = false;
         qint64 lineCount = 0;
     };
-    /// Where the end is known: what has come behind it. `size`: of the file, where it is known. Nothing when
-    /// it cannot be asked for, or once cancelled.
+    /// Where the end is known: what has come behind it. `size`: of the file, where it is known; it may have
+    /// grown since. Nothing when it cannot be asked for, or once cancelled.
     std::optional<Growth> growth(std::optional<quint64> size, const IsCancelled& isCancelled);
 
 private:
@@ -85,8 +85,8 @@ private:
     };
 
     std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count) const;
-    /// The file is another one than was thought.
-    void reportOtherContent();
+    /// The file is another one than was thought when that was the content; once for each.
+    void reportOtherContent(std::uint64_t content);
     /// Bytes of the file, and which file it is.
     struct Mark {
         quint64 fileSize = 0;
@@ -112,7 +112,8 @@ private:
     // Guarded by mutex_.
     std::uint64_t content_ = 0; // goes on with each content
     std::map<qint64, Place> places_;
-    int refuted_ = 0; // places since one that was right
+    int refuted_ = 0; // places of files of the identity, since one that was right
+    QByteArray refutedIdentity_;
     std::optional<End> end_;
     /// The last lines, up to those counted. They share their texts with the rows.
     qint64 firstKept_ = 0;

@@ -8,6 +8,7 @@
 #include <QSaveFile>
 
 #include <algorithm>
+#include <mutex>
 
 namespace korvane {
 namespace {
@@ -24,15 +25,14 @@ Status append(const QString& path, QByteArray line) {
     if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
         QFile::setPermissions(directory, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QFile file(path);
-    if (file.open(QIODevice::ReadWrite)) {
+    if (file.open(QIODevice::ReadWrite | QIODevice::Append)) {
         // The last line of others may lack its end.
         char last = '\n';
         if (file.size() > 0 && file.seek(file.size() - 1))
             file.getChar(&last);
         if (last != '\n')
             line.prepend('\n');
-        const bool isAtEnd = file.isSequential() || file.seek(file.size());
-        if (isAtEnd && file.write(line) == line.size() && file.flush())
+        if (file.write(line) == line.size() && file.flush())
             return success();
     }
     return cannotStore(path, file.errorString());
@@ -65,7 +65,7 @@ Result<KnownHostKeys> KnownHostKeys::read(const QByteArray& name, const QStringL
 }
 
 void KnownHostKeys::readLine(const QString& file, const QByteArray& line) {
-    QByteArray rest = line.trimmed();
+    QByteArray rest = line.simplified(); // fields may be apart by tabs
     const bool isRevocation = rest.startsWith("@revoked");
     if (rest.startsWith('@'))
         rest = isRevocation ? rest.mid(rest.indexOf(' ') + 1).trimmed() : QByteArray();
@@ -132,7 +132,7 @@ QStringList KnownHostKeys::outdated(ssh_key shown) const {
 }
 
 QByteArray KnownHostKeys::withoutServer(const QByteArray& line) const {
-    const QByteArray trimmed = line.trimmed();
+    const QByteArray trimmed = line.simplified();
     const qsizetype end = trimmed.indexOf(' ');
     QList<QByteArray> names = trimmed.left(end).split(',');
     // A hashed name stands alone. Patterns are for other servers, too.
@@ -165,6 +165,9 @@ Status KnownHostKeys::removeFrom(const QString& path, const std::vector<const En
 }
 
 Status KnownHostKeys::store(ssh_key shown) const {
+    // Several logins may find a new server at once.
+    static std::mutex storing;
+    const std::lock_guard guard(storing);
     const QString path = userFiles_.value(0);
     char* base64 = nullptr;
     if (!shown || ssh_pki_export_pubkey_base64(shown, &base64) != SSH_OK)

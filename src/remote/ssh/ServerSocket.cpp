@@ -159,8 +159,11 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
                                    {ends[1], ends[1], errors[1]}, program_);
     ::close(ends[1]);
     ::close(errors[1]);
-    if (!fault)
+    if (!fault) {
+        // Only this end: the program expects one that waits.
+        ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
         return ends[0];
+    }
     ::close(ends[0]);
     return systemError(fault);
 }

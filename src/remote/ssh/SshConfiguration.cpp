@@ -56,7 +56,8 @@ public:
     QStringList paths(const char* keyword) const {
         QStringList found;
         for (const QString& word : value(keyword).split(u' ', Qt::SkipEmptyParts)) {
-            if (found.isEmpty() || word.startsWith(u'/') || word.startsWith(u'~'))
+            // What does not begin as a path does belongs to the one before.
+            if (found.isEmpty() || QStringLiteral("/~%$").contains(word.front()))
                 found.append(word);
             else
                 found.last() += u' ' + word;

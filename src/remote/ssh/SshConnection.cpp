@@ -50,7 +50,8 @@ void hangUp(int descriptor, std::chrono::steady_clock::time_point limit) {
     // With bytes left unread the system would call the connection broken, and the server might miss the news.
     ::shutdown(descriptor, SHUT_WR);
     static thread_local std::array<char, 1 << 16> unread;
-    while (becomesReady(descriptor, POLLIN, limit) && ::read(descriptor, unread.data(), unread.size()) > 0)
+    while (std::chrono::steady_clock::now() < limit && becomesReady(descriptor, POLLIN, limit) &&
+           ::read(descriptor, unread.data(), unread.size()) > 0)
         ;
     ::close(descriptor);
 }

@@ -596,6 +596,8 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
+    // Before there are threads: the sanitizer does not see the lock of the toolkit's log.
+    static_cast<void>(qFormatLogMessage(QtInfoMsg, QMessageLogContext(), QString()));
     int ownArguments = 1;
     ::testing::InitGoogleTest(&ownArguments, argv);
     const auto options = korvane::soak::parsed(argc, argv);

@@ -42,7 +42,7 @@ Alert message(Alert::Kind kind, const QString& text, const QString& informativeT
 }
 
 /// In bytes: a number or a name is shorter.
-constexpr qsizetype longestAnswer = 64 * 1024;
+constexpr qsizetype longestAnswer = 65'536;
 
 void logFailure(const QString& command, const QString& reason) {
     qCWarning(logRemote).noquote() << QStringLiteral("\n----------Got error: ") + reason +

@@ -84,10 +84,10 @@ void RemoteLogFileObserver::filePolled() {
 }
 
 void RemoteLogFileObserver::announceMonitor() {
-    auto monitor = fileMonitor();
+    const auto monitor = fileMonitor();
     if (monitor == announcedMonitor_.lock())
         return;
-    announcedMonitor_ = std::move(monitor);
+    announcedMonitor_ = monitor;
     announceTailing();
 }
 

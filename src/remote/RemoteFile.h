@@ -104,7 +104,7 @@ private:
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.
-    std::uint64_t printingLogin_ = 0;        // that was told of for printing text
+    std::uint64_t printingLogin_ = 0;        // the last one reported for printing text
     std::array<QString, faultKinds> faults_; // the first one is told
     QString fault_;                          // told last
     quint64 size_ = 0;

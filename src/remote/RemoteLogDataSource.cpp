@@ -269,7 +269,7 @@ void RemoteLogDataSource::followingEnded() {
 
 void RemoteLogDataSource::followingBegan() {
     const std::lock_guard guard(mutex_);
-    // What came while there was no connection is told of.
+    // Lines that arrived while there was no connection still notify.
     if (!std::exchange(isFollowed_, true) && arrivedFrom_)
         arrivedFrom_ = lineCount_;
 }

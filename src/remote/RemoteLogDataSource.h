@@ -31,7 +31,7 @@ public:
     /// the rows have gone.
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
     void followingBegan() override;
-    /// What comes from now on is not told of.
+    /// Lines that arrive from now on notify no rules.
     void followingEnded();
     void close() override;
 

@@ -16,7 +16,7 @@ NMSSHSession::~NMSSHSession() {
 }
 
 bool NMSSHSession::connect(const std::function<bool()>& isWanted) {
-    // What is told of the end of one login is not to be taken for that of the next.
+    // The report of the end of one login must not be taken for that of the next.
     if (const auto last = connection(); last && last->hasEnded())
         last->waitUntilTold();
     std::shared_ptr<SshConnection> made;

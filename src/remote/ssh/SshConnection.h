@@ -57,7 +57,7 @@ public:
 
     /// Stops everything that is under way; does not wait.
     void end(const std::optional<Error>& because = std::nullopt);
-    /// Of one that has ended: until whoever is told of it has been told. Waits for a moment only.
+    /// After the end: waits until the owner has been notified of it, which takes a moment only.
     void waitUntilTold() { told_.wait(); }
 
 private:

@@ -5,6 +5,7 @@
 #include "app/SingleInstance.h"
 #include "app/TerminalRelay.h"
 #include "documents/PageMemory.h"
+#include "remote/ssh/Askpass.h"
 
 #include <QApplication>
 
@@ -19,6 +20,7 @@
 
 namespace {
 
+using korvane::Askpass;
 using korvane::CommandLine;
 using korvane::InstancePlace;
 using korvane::OpenRequest;
@@ -67,6 +69,8 @@ bool handOver(const CommandLine& commandLine, OpenRequest& request, std::optiona
 } // namespace
 
 int main(int argc, char** argv) {
+    if (const auto status = Askpass::askWhereWanted(argc, argv))
+        return *status;
     PageMemory::useOneHeap();
     // An agent or a reader of our output that goes away must not take the program along.
     std::signal(SIGPIPE, SIG_IGN);

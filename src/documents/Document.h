@@ -92,6 +92,10 @@ public:
     /// Connects for the first time where nothing has been loaded yet, or again after a failed attempt or a
     /// loss, and then follows the file as before. Lines, selection and rows stay.
     virtual void reconnect() {}
+    /// Called now and then while the rows are in view: a connection that is lost may be made again.
+    virtual void stayConnected() {}
+    /// Whether `stayConnected` will try; otherwise the user has to `reconnect`.
+    virtual bool triesToConnect() const { return false; }
     /// The window, or any object of it, over which alerts about the document stand; null for none.
     virtual void setWindow(const void* /*window*/) {}
 

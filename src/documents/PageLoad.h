@@ -17,6 +17,8 @@ struct PageRequest {
     std::uint64_t generation = 0;
     /// The first row that is asked for; more than 0 for a further piece of a page that is too large for one.
     qint64 firstRow = 0;
+    /// The row of the page that somebody looks at; 0 where it is not known.
+    qint64 wantedRow = 0;
     /// The request whose rows this one goes on from; 0 for a piece that stands alone.
     std::uint64_t continued = 0;
 };

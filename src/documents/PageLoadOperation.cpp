@@ -26,25 +26,42 @@ void PageLoadOperation::main() {
     std::optional<LineDecorator> decorator = dataSource->lineDecorator([this] { return isCancelled(); });
     std::optional<DisplayLines> read = readLines();
 
-    PageContent content;
-    content.firstRow = request_.firstRow;
-    if (read && read->lines.empty()) {
-        content.kind = PageContent::Kind::Unreadable;
-    } else if (read) {
-        content.isShort = read->isShort;
-        content.isPartial = isPartial();
-        content.rows.reserve(read->lines.size());
-        qint64 lineIndex = pages::firstLine(request_.page) + request_.firstRow;
-        for (DisplayLine& line : read->lines) {
-            if (isCancelled())
-                return;
-            content.hasInvalidLines |= line.isInvalid;
-            content.rows.push_back(decorator->row(lineIndex++, std::move(line)));
-        }
+    std::optional<PageContent> content =
+        decorated(*decorator, request_.firstRow, read ? std::move(read->lines) : std::vector<DisplayLine>());
+    if (content && read && content->rows.empty()) {
+        content->kind = PageContent::Kind::Unreadable;
+    } else if (content && read) {
+        content->isShort = read->isShort;
+        content->isPartial = isPartial();
     }
     decorator.reset(); // what the rules have found is on its way before the rows show
-    if (!isCancelled())
-        dataSource->pageStore().store(request_, std::move(content));
+    if (content && !isCancelled())
+        dataSource->pageStore().store(request_, *std::move(content));
+}
+
+std::optional<PageContent> PageLoadOperation::decorated(const LineDecorator& decorator, qint64 firstRow,
+                                                        std::vector<DisplayLine> lines) const {
+    PageContent content;
+    content.firstRow = firstRow;
+    content.rows.reserve(lines.size());
+    qint64 lineIndex = pages::firstLine(request_.page) + firstRow;
+    for (DisplayLine& line : lines) {
+        if (isCancelled())
+            return std::nullopt;
+        content.hasInvalidLines |= line.isInvalid;
+        content.rows.push_back(decorator.row(lineIndex++, std::move(line)));
+    }
+    return content;
+}
+
+void PageLoadOperation::showSoFar(qint64 firstRow, std::vector<DisplayLine> lines) {
+    const auto dataSource = dataSource_.lock();
+    if (!dataSource || isCancelled() || isFinished())
+        return;
+    auto content =
+        decorated(dataSource->lineDecorator([this] { return isCancelled(); }), firstRow, std::move(lines));
+    if (content && dataSource->pageStore().storeSoFar(request_, *std::move(content)))
+        dataSource->announcePage(request_.page);
 }
 
 } // namespace korvane

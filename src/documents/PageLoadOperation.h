@@ -1,11 +1,13 @@
 #pragma once
 
 #include "core/reader/LogFileReaderProtocol.h"
+#include "documents/LineDecorator.h"
 #include "documents/PageLoad.h"
 #include "foundation/work/Operation.h"
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace korvane {
 
@@ -28,8 +30,15 @@ protected:
     virtual std::optional<DisplayLines> readLines() = 0;
     /// Whether there are more behind the lines that were read last, which were left for their size.
     virtual bool isPartial() const { return false; }
+    /// Shows lines of the page from a row on while the others are on their way. On any worker; also after the
+    /// end, and then it does nothing.
+    void showSoFar(qint64 firstRow, std::vector<DisplayLine> lines);
 
 private:
+    /// Nothing once cancelled.
+    std::optional<PageContent> decorated(const LineDecorator& decorator, qint64 firstRow,
+                                         std::vector<DisplayLine> lines) const;
+
     const std::weak_ptr<TailDataSource> dataSource_;
     const PageRequest request_;
 };

@@ -118,8 +118,11 @@ bool PageStore::hasInvalidLines() const {
 std::optional<PageRequest> PageStore::claim(qint64 page, std::optional<qint64> row) {
     return lock_.withWriteLock([&]() -> std::optional<PageRequest> {
         const auto [entry, isNew] = requests_.try_emplace(page, lastToken_ + 1);
-        if (isNew)
-            return PageRequest{page, ++lastToken_, generation_};
+        if (isNew) {
+            PageRequest request{page, ++lastToken_, generation_};
+            request.wantedRow = row.value_or(0);
+            return request;
+        }
         const auto cached = pages_.find(page);
         if (!row || cached == pages_.end() || cached->second.token != entry->second)
             return std::nullopt;
@@ -176,15 +179,41 @@ void PageStore::store(const PageRequest& request, PageContent content) {
         const bool isLess = (content.isShort || isUnreadable) && request.firstRow == 0;
         if (isLess && cached.generation == generation_ && cached.content.rows.size() > content.rows.size())
             return;
-        cached.generation = generation_;
-        bytes_ += bytes - std::exchange(cached.bytes, bytes);
-        replaced = std::exchange(cached.content, std::move(content));
-        if (cached.content.hasInvalidLines)
-            invalidPages_.insert(request.page);
-        else
-            invalidPages_.erase(request.page);
+        replaced = replace(request.page, cached, std::move(content), bytes);
     });
     PageMemory::shared().keepBound();
+}
+
+bool PageStore::storeSoFar(const PageRequest& request, PageContent content) {
+    const std::size_t bytes = bytesOf(content);
+    PageContent replaced; // freed outside the lock
+    const bool isKept = lock_.withWriteLock([&] {
+        const auto asked = requests_.find(request.page);
+        if (request.generation != generation_ || request.firstRow > 0 || asked == requests_.end() ||
+            asked->second != request.token)
+            return false;
+        CachedPage& cached = pages_[request.page];
+        // Its token stays another one than that of the request: what is missing is on its way.
+        const bool isMore = cached.content.rows.empty() || (content.firstRow <= cached.content.firstRow &&
+                                                            endOf(cached.content) < endOf(content));
+        if (cached.token == request.token || !isMore)
+            return false;
+        content.isPartial = true;
+        replaced = replace(request.page, cached, std::move(content), bytes);
+        return true;
+    });
+    PageMemory::shared().keepBound();
+    return isKept;
+}
+
+PageContent PageStore::replace(qint64 page, CachedPage& cached, PageContent content, std::size_t bytes) {
+    cached.generation = generation_;
+    bytes_ += bytes - std::exchange(cached.bytes, bytes);
+    if (content.hasInvalidLines)
+        invalidPages_.insert(page);
+    else
+        invalidPages_.erase(page);
+    return std::exchange(cached.content, std::move(content));
 }
 
 void PageStore::append(PageContent& page, PageContent piece) {

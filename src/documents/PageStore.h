@@ -46,6 +46,9 @@ public:
     void withdraw(const PageRequest& request);
     /// Keeps the rows, unless the generation has gone on or fresher rows are there.
     void store(const PageRequest& request, PageContent content);
+    /// Keeps rows of a page that is still being read, where they are all that there are so far, and more; the
+    /// others stay asked for. Whether it did.
+    bool storeSoFar(const PageRequest& request, PageContent content);
 
     /// Lines that are complete stay as they are: what comes behind the rows of a page is read as a further
     /// piece of it. Before the first request.
@@ -91,6 +94,8 @@ private:
     };
 
     void startGeneration();
+    /// With the lock held. What was there before.
+    PageContent replace(qint64 page, CachedPage& cached, PageContent content, std::size_t bytes);
     /// Adds the rows of a piece to those of the page, of which the first go when they become too many.
     static void append(PageContent& page, PageContent piece);
     /// Null while they are not there or have to be asked for again. Called with the lock held.

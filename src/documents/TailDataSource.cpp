@@ -11,6 +11,7 @@
 #include "documents/RuleFollower.h"
 #include "foundation/FilePath.h"
 #include "foundation/notices/NotificationCenter.h"
+#include "foundation/work/MainThread.h"
 #include "rules/QuickHighlightFilterRule.h"
 #include "rules/RuleEnforcer.h"
 
@@ -267,13 +268,22 @@ void TailDataSource::request(std::optional<PageRequest> request, bool async) {
     }
     cancelWaitingLoads(
         [page](qint64 other) { return other == page; }); // it would only do the same work twice
-    operation->then(weak_from_this(), [this, page] {
-        if (!getDocument())
-            return;
-        const TailDataSourceProtocol* const sender = this;
-        NotificationCenter::shared().post(notification::dataSourceLoadedLines, arrivalNotice(page), sender);
-    });
+    operation->then(weak_from_this(), [this, page] { tellOfPage(page); });
     queue_.addOperation(operation);
+}
+
+void TailDataSource::announcePage(qint64 page) {
+    MainThread::shared().post([weak = weak_from_this(), page] {
+        if (const auto alive = weak.lock())
+            alive->tellOfPage(page);
+    });
+}
+
+void TailDataSource::tellOfPage(qint64 page) {
+    if (!getDocument())
+        return;
+    const TailDataSourceProtocol* const sender = this;
+    NotificationCenter::shared().post(notification::dataSourceLoadedLines, arrivalNotice(page), sender);
 }
 
 void TailDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {

@@ -88,6 +88,8 @@ public:
     /// For the lines of one page; must not outlive the data source.
     LineDecorator lineDecorator(std::function<bool()> isCancelled) const;
     PageStore& pageStore() { return pages_; }
+    /// Some rows of the page are there.
+    void announcePage(qint64 page);
 
 protected:
     TailDataSource(const std::shared_ptr<DocumentProtocol>& document, std::string queueName);
@@ -103,6 +105,8 @@ protected:
 
 private:
     void request(std::optional<PageRequest> request, bool async);
+    /// Main thread.
+    void tellOfPage(qint64 page);
     std::shared_ptr<ChangedLinesAnnouncer> announcer();
     /// Null when there is no reader to read lines from, and once closed.
     std::shared_ptr<ArrivedLinesNotifier> arrivedLines();

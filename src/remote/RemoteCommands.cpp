@@ -1,13 +1,16 @@
 #include "remote/RemoteCommands.h"
 
+#include <algorithm>
+
 namespace korvane::remotecommands {
 namespace {
 
 using namespace Qt::StringLiterals;
 
+/// Between double quotation marks, also for csh, to which "!" means an earlier command there.
 bool isPlain(const QString& path) {
-    return path.indexOf(u'"') < 0 && path.indexOf(u'$') < 0 && path.indexOf(u'`') < 0 &&
-           path.indexOf(u'\\') < 0 && path.indexOf(u'\n') < 0;
+    return std::none_of(path.begin(), path.end(),
+                        [](QChar character) { return "\"$`\\\n!"_L1.contains(character); });
 }
 
 /// `{path}` in the command is the path as a word of the shell, `{awk}` what takes the size from a listing.

@@ -7,8 +7,8 @@
 /// What servers are asked by commands: the one place that holds their texts.
 ///
 /// A path stands between double quotation marks as it is. Where something in it would mean more than itself
-/// there (`"`, `$`, a backquote, `\` or a line feed), the same commands run in `sh -c`, which makes the name
-/// from its bytes, so that any shell of the user passes it on unchanged. Any thread.
+/// there (`"`, `$`, a backquote, `\`, a line feed, or `!` in csh), the same commands run in `sh -c`, which
+/// makes the name from its bytes, so that any shell of the user passes it on unchanged. Any thread.
 namespace korvane::remotecommands {
 
 /// How many lines the file has: `wc -l < "P"`.

@@ -46,7 +46,7 @@ class RemoteDocument::Listener : public RemoteFileListener {
 public:
     explicit Listener(std::weak_ptr<RemoteDocument> document) : document_(std::move(document)) {}
 
-    void connectionRestored() override { post(&RemoteDocument::connectionRestored); }
+    void connectionChanged() { post(&RemoteDocument::connectionChanged); }
     void connectionGone() override { post(&RemoteDocument::connectionGone); }
     void connectionLost() override { post(&RemoteDocument::connectionLost); }
     void serverPrintsText(const QString& text) override {
@@ -80,9 +80,9 @@ public:
     enum class Login { Kept, Ended };
 
     /// `number`: the document's own of the load.
-    LoadOperation(std::weak_ptr<RemoteDocument> document, std::uint64_t number,
+    LoadOperation(std::weak_ptr<RemoteDocument> document, std::uint64_t number, LoginAsked asked,
                   std::shared_ptr<RemoteFile> file, std::shared_ptr<RemoteLogDataSource> dataSource)
-        : document_(std::move(document)), number_(number), file_(std::move(file)),
+        : document_(std::move(document)), number_(number), asked_(asked), file_(std::move(file)),
           dataSource_(std::move(dataSource)) {}
 
     /// Nobody wants it any more. `login`: what becomes of one that it may still make.
@@ -96,7 +96,7 @@ protected:
         Client& client = *file_->client();
         const bool wasConnected = client.isConnected();
         const std::uint64_t loginBefore = client.loginNumber();
-        const auto connection = client.logIn();
+        const auto connection = client.logIn(asked_);
         if (isCancelled()) {
             // A login that nobody wants any more may have been reached all the same.
             if (!keepsLogin_)
@@ -107,7 +107,8 @@ protected:
             const std::uint64_t login = client.loginNumber();
             // Who was logged in for a moment may have been told of the loss.
             const bool isTold =
-                connection && (wasConnected || login > loginBefore) && !client.claimLoss(login);
+                asked_ == LoginAsked::ByProgram ||
+                (connection && (wasConnected || login > loginBefore) && !client.claimLoss(login));
             report([isTold, error = connection ? remoteerror::cannotConnect(client.fault())
                                                : connection.error()](RemoteDocument& document) {
                 document.connectionFailed();
@@ -134,6 +135,7 @@ private:
 
     const std::weak_ptr<RemoteDocument> document_;
     const std::uint64_t number_;
+    const LoginAsked asked_;
     std::atomic<bool> keepsLogin_{false};
     const std::shared_ptr<RemoteFile> file_;
     const std::shared_ptr<RemoteLogDataSource> dataSource_;
@@ -147,21 +149,19 @@ RemoteDocument::createForUrl(const QUrl& url, const RemoteHostsManager& hosts, A
     const auto host = address ? address->hostIn(hosts) : nullptr;
     if (!host)
         return remoteerror::unknownHost(url);
-    return std::shared_ptr<Document>(
-        create(host, alerts, [&alerts](const std::shared_ptr<RemoteHost>& configured) {
-            return Client::create(configured, alerts);
-        }));
+    return std::shared_ptr<Document>(create(host, [&alerts](const std::shared_ptr<RemoteHost>& configured) {
+        return Client::create(configured, alerts);
+    }));
 }
 
 std::shared_ptr<RemoteDocument> RemoteDocument::create(std::shared_ptr<RemoteHost> host,
-                                                       AlertPresenter& alerts, const MakeClient& makeClient) {
+                                                       const MakeClient& makeClient) {
     auto client = makeClient(host);
-    return std::shared_ptr<RemoteDocument>(new RemoteDocument(std::move(host), alerts, std::move(client)));
+    return std::shared_ptr<RemoteDocument>(new RemoteDocument(std::move(host), std::move(client)));
 }
 
-RemoteDocument::RemoteDocument(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
-                               std::shared_ptr<Client> client)
-    : host_(std::move(host)), alerts_(alerts), client_(std::move(client)),
+RemoteDocument::RemoteDocument(std::shared_ptr<RemoteHost> host, std::shared_ptr<Client> client)
+    : host_(std::move(host)), client_(std::move(client)),
       loadQueue_(std::make_unique<OperationQueue>("Load remote log file operation queue", 1)),
       informationQueue_(std::make_unique<OperationQueue>("Remote file information", 1)) {}
 
@@ -180,6 +180,8 @@ Status RemoteDocument::readFromUrl(const QUrl& url) {
     fileUrl_ = url;
     loadProgress_ = std::make_shared<LoadProgressController>(displayName());
     listener_ = std::make_shared<Listener>(self());
+    client_->setFileName(displayName());
+    client_->setOnChange([listener = listener_] { listener->connectionChanged(); });
     file_ = std::make_shared<RemoteFile>(client_, address->path(), listener_);
     dataSource_ = RemoteLogDataSource::create(shared_from_this(), file_);
     return success();
@@ -188,15 +190,15 @@ Status RemoteDocument::readFromUrl(const QUrl& url) {
 void RemoteDocument::startLoading() {
     hasStarted_ = true;
     follows_ = follows_ || Preferences::shared().startTailingOnFileOpen();
-    connectInBackground();
+    connectInBackground(LoginAsked::ByUser);
 }
 
-void RemoteDocument::connectInBackground() {
+void RemoteDocument::connectInBackground(LoginAsked asked) {
     if (isClosed())
         return;
     if (load_)
         load_->abandon(LoadOperation::Login::Kept);
-    load_ = std::make_shared<LoadOperation>(self(), ++loadNumber_, file_, dataSource_);
+    load_ = std::make_shared<LoadOperation>(self(), ++loadNumber_, asked, file_, dataSource_);
     hasFailed_ = false;
     if (state_ != ConnectionState::Connecting)
         stateBefore_ = state_;
@@ -207,8 +209,12 @@ void RemoteDocument::connectInBackground() {
 
 void RemoteDocument::setState(ConnectionState state) {
     if (std::exchange(state_, state) != state)
-        NotificationCenter::shared().post(notification::connectionStateChanged,
-                                          std::shared_ptr<DocumentProtocol>(shared_from_this()));
+        announceState();
+}
+
+void RemoteDocument::announceState() {
+    NotificationCenter::shared().post(notification::connectionStateChanged,
+                                      std::shared_ptr<DocumentProtocol>(shared_from_this()));
 }
 
 void RemoteDocument::connected() {
@@ -249,7 +255,7 @@ void RemoteDocument::loadEnded() {
 }
 
 void RemoteDocument::present(const Error& error) {
-    alerts_.present({Alert::Kind::Error, error.userText, error.recoverySuggestion, {}}, window_, [](int) {});
+    client_->tell({Alert::Kind::Error, error.userText, error.recoverySuggestion, {}});
 }
 
 void RemoteDocument::tellUser(const QString& text) {
@@ -259,17 +265,24 @@ void RemoteDocument::tellUser(const QString& text) {
 
 void RemoteDocument::setFileFault(const QString& text) {
     if (std::exchange(fileFault_, text) != text)
-        NotificationCenter::shared().post(notification::connectionStateChanged,
-                                          std::shared_ptr<DocumentProtocol>(shared_from_this()));
+        announceState();
 }
 
 // ---- The connection
 
-void RemoteDocument::connectionRestored() {
-    if (state_ == ConnectionState::Connecting || !client_->isConnected())
+void RemoteDocument::connectionChanged() {
+    if (state_ == ConnectionState::Connecting)
         return;
-    hasFailed_ = false;
-    setState(ConnectionState::Connected);
+    if (!client_->isConnected()) {
+        connectionGone();
+        announceState(); // it may be for the user now to connect again
+    } else if (state_ != ConnectionState::Connected)
+        comeBack(LoginAsked::ByProgram);
+}
+
+void RemoteDocument::stayConnected() {
+    if (!isClosed() && triesToConnect())
+        client_->tryAgain();
 }
 
 void RemoteDocument::connectionGone() {
@@ -286,15 +299,18 @@ void RemoteDocument::connectionLost() {
 void RemoteDocument::reconnect() {
     if (isClosed() || state_ == ConnectionState::Connecting || client_->isConnected())
         return;
-    if (!hasStarted_) {
+    if (hasStarted_)
+        comeBack(LoginAsked::ByUser);
+    else
         startLoading();
-        return;
-    }
+}
+
+void RemoteDocument::comeBack(LoginAsked asked) {
     if (logFileObserver_)
         logFileObserver_->stopTailing();
     asksAgain_ = true;
     loadProgress_ = std::make_shared<LoadProgressController>(displayName());
-    connectInBackground();
+    connectInBackground(asked);
 }
 
 void RemoteDocument::checkFile(std::function<void(FileFault)> report) {
@@ -315,8 +331,11 @@ QString RemoteDocument::openFault() const {
     return fileFault_;
 }
 
+bool RemoteDocument::triesToConnect() const {
+    return (state_ == ConnectionState::Lost || hasFailed_) && !client_->wasRefused();
+}
+
 void RemoteDocument::setWindow(const void* window) {
-    window_ = window;
     client_->setWindow(window);
 }
 
@@ -373,7 +392,7 @@ void RemoteDocument::reload() {
     dataSource_->forgetPlaces();
     dataSource_->invalidateRows();
     loadProgress_ = std::make_shared<LoadProgressController>(displayName());
-    connectInBackground();
+    connectInBackground(LoginAsked::ByProgram);
 }
 
 void RemoteDocument::close() {
@@ -381,7 +400,6 @@ void RemoteDocument::close() {
         return;
     stopTailing();
     state_ = ConnectionState::Closed;
-    window_ = nullptr;
     load_.reset();
     loadQueue_->cancelAllOperations();
     informationQueue_->cancelAllOperations();

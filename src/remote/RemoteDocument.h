@@ -2,6 +2,7 @@
 
 #include "documents/Document.h"
 #include "foundation/work/OperationQueue.h"
+#include "remote/LoginAsked.h"
 #include "remote/hosts/RemoteUrl.h"
 
 #include <cstdint>
@@ -29,7 +30,7 @@ public:
     /// For the host that the address names; fails when none is configured so. `alerts` outlives the document.
     static Result<std::shared_ptr<Document>> createForUrl(const QUrl& url, const RemoteHostsManager& hosts,
                                                           AlertPresenter& alerts);
-    static std::shared_ptr<RemoteDocument> create(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
+    static std::shared_ptr<RemoteDocument> create(std::shared_ptr<RemoteHost> host,
                                                   const MakeClient& makeClient);
     ~RemoteDocument() override;
 
@@ -66,6 +67,8 @@ public:
     QString openFault() const override;
     /// Only notices a connection that is gone; what stands at the path is not looked at.
     void checkFile(std::function<void(FileFault)> report) override;
+    void stayConnected() override;
+    bool triesToConnect() const override;
     std::optional<quint64> knownFileSize() const override;
     void askFileInformation(FileInformationReport report) override;
     std::shared_ptr<const LoadProgressController> loadProgress() const override;
@@ -82,16 +85,19 @@ private:
     class Listener;
     class LoadOperation;
 
-    RemoteDocument(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, std::shared_ptr<Client> client);
+    RemoteDocument(std::shared_ptr<RemoteHost> host, std::shared_ptr<Client> client);
     std::shared_ptr<RemoteDocument> self();
-    void connectInBackground();
+    void connectInBackground(LoginAsked asked);
     void setState(ConnectionState state);
+    void announceState();
     void connected();
     void connectionFailed();
     void loadEnded();
-    /// The connection is found to be there, or not.
-    void connectionRestored();
+    /// The connection has come or gone, by whomever.
+    void connectionChanged();
     void connectionGone();
+    /// Loads again what could not be loaded.
+    void comeBack(LoginAsked asked);
     void connectionLost();
     void present(const Error& error);
     void tellUser(const QString& text);
@@ -99,9 +105,7 @@ private:
     void follow();
 
     const std::shared_ptr<RemoteHost> host_;
-    AlertPresenter& alerts_;
     const std::shared_ptr<Client> client_;
-    const void* window_ = nullptr;
     QUrl fileUrl_;
     ConnectionState state_ = ConnectionState::Unconnected;
     /// The state that a connection under way began in.

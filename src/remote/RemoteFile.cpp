@@ -23,8 +23,9 @@ RemoteFile::RemoteFile(std::shared_ptr<Client> client, QString path,
                        std::weak_ptr<RemoteFileListener> listener)
     : client_(std::move(client)), path_(std::move(path)), listener_(std::move(listener)) {}
 
-std::optional<QByteArray> RemoteFile::answer(const QString& command, const IsCancelled& isCancelled) {
-    auto output = client_->answer(command, isUnwanted(isCancelled));
+std::optional<QByteArray> RemoteFile::answer(const QString& command, CommandUse use,
+                                             const IsCancelled& isCancelled) {
+    auto output = client_->answer(command, use, isUnwanted(isCancelled));
     if (isCancelled && isCancelled())
         return std::nullopt;
     const auto listener = output ? nullptr : listener_.lock();
@@ -33,8 +34,9 @@ std::optional<QByteArray> RemoteFile::answer(const QString& command, const IsCan
     return output;
 }
 
-bool RemoteFile::read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled) {
-    const bool isRead = client_->read(command, sink, isUnwanted(isCancelled));
+bool RemoteFile::read(const QString& command, CommandUse use, const OutputSink& sink,
+                      const IsCancelled& isCancelled) {
+    const bool isRead = client_->read(command, use, sink, isUnwanted(isCancelled));
     if (isCancelled && isCancelled())
         return false;
     const auto listener = isRead ? nullptr : listener_.lock();
@@ -67,12 +69,12 @@ qint64 RemoteFile::numberIn(const QByteArray& output) {
 }
 
 std::optional<qint64> RemoteFile::lineCount(const IsCancelled& isCancelled) {
-    const auto output = answer(remotecommands::countLines(path_), isCancelled);
+    const auto output = answer(remotecommands::countLines(path_), CommandUse::Count, isCancelled);
     return output ? std::optional(numberIn(*output)) : std::nullopt;
 }
 
 std::optional<quint64> RemoteFile::sizeAt(const QString& path, const IsCancelled& isCancelled) {
-    const auto output = answer(remotecommands::size(path), isCancelled);
+    const auto output = answer(remotecommands::size(path), CommandUse::Poll, isCancelled);
     if (!output)
         return std::nullopt;
     bool isNumber = false;
@@ -233,21 +235,20 @@ void RemoteFile::close() {
 Result<Client::Connection> RemoteFile::connect() {
     if (isClosed_)
         return Client::Connection{};
-    const bool wasConnected = client_->isConnected();
-    auto connection = client_->logIn();
+    auto connection = client_->logIn(LoginAsked::ByProgram);
     if (isClosed_) {
         // What was begun before may have been reached behind the end.
         client_->disconnect();
         return Client::Connection{};
     }
-    const auto listener = listener_.lock();
-    if (listener && !wasConnected && connection && connection.value().isAuthorised)
-        listener->connectionRestored();
+    // A reader of a pipe would stay on the server for good, and take what belongs to others.
+    if (client_->isConnected() && client_->stopsOnlyShells())
+        lookWhatItIs();
     return connection;
 }
 
 bool RemoteFile::connectForPage() {
-    if (isNoFile_)
+    if (isNoFile_ || isClosed_)
         return false;
     const bool wasConnected = client_->isConnected();
     const std::uint64_t login = client_->loginNumber();
@@ -268,9 +269,13 @@ bool RemoteFile::connectForPage() {
             listener->connectionGone();
         return false;
     }
-    const Error lost = remoteerror::connectionLost();
-    qCWarning(logRemote, "%ls %ls", qUtf16Printable(lost.userText), qUtf16Printable(lost.recoverySuggestion));
-    client_->endLogin(login);
+    if (isClosed_)
+        return false;
+    if (wasConnected) {
+        const Error lost = remoteerror::connectionLost();
+        qCWarning(logRemote, "%ls %ls", qUtf16Printable(lost.userText),
+                  qUtf16Printable(lost.recoverySuggestion));
+    }
     if (listener)
         wasConnected && client_->claimLoss(login) ? listener->connectionLost() : listener->connectionGone();
     return false;

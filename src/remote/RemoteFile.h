@@ -19,8 +19,6 @@ namespace korvane {
 class RemoteFileListener {
 public:
     virtual ~RemoteFileListener() = default;
-    /// There is a connection where there was none.
-    virtual void connectionRestored() = 0;
     /// There is none any more; the user has been told, if there was one.
     virtual void connectionGone() = 0;
     /// There was one until it was to be used, and it cannot be made anew.
@@ -45,9 +43,9 @@ public:
 
     /// Ends the connection for good. Does not wait.
     void close();
-    /// As Client::connect; in vain once closed.
+    /// As Client::logIn for the program; in vain once closed.
     Result<Client::Connection> connect();
-    /// Connects where there is no connection, unless the last login was refused. Whether there is one.
+    /// Connects where there is no connection, if it is time to do so. Whether there is one.
     bool connectForPage();
     /// Nothing without an answer, or once cancelled; 0 for an answer that is no number.
     std::optional<qint64> lineCount(const IsCancelled& isCancelled);
@@ -63,10 +61,10 @@ public:
     bool takeOtherTarget();
 
     /// What a command says, which is not much. Nothing without an answer, or once cancelled.
-    std::optional<QByteArray> answer(const QString& command, const IsCancelled& isCancelled);
+    std::optional<QByteArray> answer(const QString& command, CommandUse use, const IsCancelled& isCancelled);
     /// Hands what a command writes to the sink while it comes. Whether it has come to its end, or to that of
     /// the sink.
-    bool read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled);
+    bool read(const QString& command, CommandUse use, const OutputSink& sink, const IsCancelled& isCancelled);
 
     /// There are lines. Does not wait.
     void linesAreThere() { setFault(Fault::NoLines, {}); }

@@ -57,7 +57,7 @@ RemoteFileModel::Listing RemoteFileModel::list(SFTPClient& client, const QString
     for (const bool isLast : {false, true}) {
         if (stop.stop_requested())
             break;
-        if (const Status connected = client.connect(SFTPClient::Asked::ByProgram); !connected)
+        if (const Status connected = client.connect(LoginAsked::ByProgram); !connected)
             return {{}, connected.error().userText, true};
         auto result = client.contentsOfDirectoryAtPath(path);
         if (result) {
@@ -162,7 +162,7 @@ void RemoteFileModel::reconnect(const QModelIndexList& directories) {
     if (std::exchange(isReconnecting_, true))
         return;
     const QList<QPersistentModelIndex> kept(directories.begin(), directories.end());
-    queue_->run([client = client_] { return client->connect(SFTPClient::Asked::ByUser); })
+    queue_->run([client = client_] { return client->connect(LoginAsked::ByUser); })
         .then(std::weak_ptr(generation_), [this, kept](const Status& connected) {
             isReconnecting_ = false;
             connectionFault_ = connected ? QString() : connected.error().userText;
@@ -215,22 +215,27 @@ void RemoteFileModel::takeListing(RemoteFileNode& node, const Listing& listing) 
 }
 
 void RemoteFileModel::merge(RemoteFileNode& node, const std::vector<RemoteEntry>& entries) {
-    QHash<QString, int> ranks;
+    // Several names may read alike, where their bytes are no text.
+    QHash<QString, QList<int>> ranks;
     ranks.reserve(static_cast<qsizetype>(entries.size()));
-    for (std::size_t rank = 0; rank < entries.size(); ++rank)
-        ranks.insert(entries[rank].filename, static_cast<int>(rank));
+    for (std::size_t rank = entries.size(); rank > 0; --rank)
+        ranks[entries[rank - 1].filename].append(static_cast<int>(rank - 1));
+    if (node.cachedChildren) {
+        for (const auto& child : *node.cachedChildren) {
+            QList<int>& left = ranks[child->name()];
+            child->nameRank = left.isEmpty() ? -1 : left.takeLast();
+        }
+    }
     removeChildren(node, [&](const RemoteFileNode& child) {
-        const auto rank = ranks.constFind(child.name());
-        return rank == ranks.cend() || isReplaced(child, entries[static_cast<std::size_t>(*rank)]);
+        return child.nameRank < 0 || isReplaced(child, entries[static_cast<std::size_t>(child.nameRank)]);
     });
     std::vector<bool> isKnown(entries.size());
     if (node.cachedChildren) {
         std::vector<const RemoteFileNode*> changed;
         for (const auto& child : *node.cachedChildren) {
-            const int rank = ranks.value(child->name());
-            const RemoteEntry& entry = entries[static_cast<std::size_t>(rank)];
-            isKnown[static_cast<std::size_t>(rank)] = true;
-            child->nameRank = rank;
+            const auto rank = static_cast<std::size_t>(child->nameRank);
+            const RemoteEntry& entry = entries[rank];
+            isKnown[rank] = true;
             child->isToBeFollowed = child->isSymLink;
             const bool isSame =
                 child->fileSize == entry.fileSize && child->modificationDate == entry.modificationDate;

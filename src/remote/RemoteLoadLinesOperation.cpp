@@ -8,6 +8,12 @@
 #include <utility>
 
 namespace korvane {
+namespace {
+
+/// Over a slow link these come first, on both sides of the row that is looked at.
+constexpr qint64 rowsAround = 100;
+
+} // namespace
 
 RemoteLoadLinesOperation::RemoteLoadLinesOperation(std::weak_ptr<RemoteLogDataSource> dataSource,
                                                    std::shared_ptr<RemoteFile> file,
@@ -18,10 +24,13 @@ RemoteLoadLinesOperation::RemoteLoadLinesOperation(std::weak_ptr<RemoteLogDataSo
 
 std::optional<DisplayLines> RemoteLoadLinesOperation::readLines() {
     const qint64 first = pages::firstLine(request().page) + request().firstRow;
-    auto piece = file_->connectForPage()
-                     ? reader_->lines(first, pages::size - request().firstRow, RemoteReader::LineLimit::Shown,
-                                      [this] { return isCancelled(); })
-                     : std::nullopt;
+    const bool isConnected = file_->connectForPage();
+    if (isConnected)
+        showWantedFirst();
+    auto piece = isConnected ? reader_->lines(
+                                   first, pages::size - request().firstRow, RemoteReader::LineLimit::Shown,
+                                   [this] { return isCancelled(); }, showingSoFar())
+                             : std::nullopt;
     if (!piece) {
         // Only ends here: the page stays one that has been asked for.
         Operation::cancel(); // NOLINT(bugprone-parent-virtual-call)
@@ -33,6 +42,33 @@ std::optional<DisplayLines> RemoteLoadLinesOperation::readLines() {
         return std::nullopt;
     isPartial_ = piece->isPartial;
     return DisplayLines{std::move(piece->lines), false};
+}
+
+void RemoteLoadLinesOperation::showWantedFirst() {
+    const qint64 wanted = request().wantedRow;
+    if (wanted <= rowsAround || !reader_->isSlow(wanted))
+        return;
+    auto around = reader_->lines(pages::firstLine(request().page) + wanted - rowsAround, 2 * rowsAround,
+                                 RemoteReader::LineLimit::Shown, [this] { return isCancelled(); });
+    if (around && !around->lines.empty())
+        PageLoadOperation::showSoFar(wanted - rowsAround, std::move(around->lines));
+}
+
+std::function<void(const std::vector<DisplayLine>&)> RemoteLoadLinesOperation::showingSoFar() {
+    if (request().firstRow > 0)
+        return nullptr;
+    const auto self = std::static_pointer_cast<RemoteLoadLinesOperation>(shared_from_this());
+    return [this, weak = std::weak_ptr(self)](const std::vector<DisplayLine>& lines) {
+        if (const auto dataSource = dataSource_.lock())
+            dataSource->showSoFar(weak, lines);
+    };
+}
+
+void RemoteLoadLinesOperation::showSoFar(const std::vector<DisplayLine>& lines) {
+    const auto dataSource = dataSource_.lock();
+    if (dataSource && request().page == 1 && !isCancelled())
+        dataSource->firstLinesShown(std::ssize(lines));
+    PageLoadOperation::showSoFar(0, lines);
 }
 
 void RemoteLoadLinesOperation::main() {

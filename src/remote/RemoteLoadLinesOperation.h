@@ -2,7 +2,9 @@
 
 #include "documents/PageLoadOperation.h"
 
+#include <functional>
 #include <memory>
+#include <vector>
 
 namespace korvane {
 
@@ -17,6 +19,9 @@ public:
     RemoteLoadLinesOperation(std::weak_ptr<RemoteLogDataSource> dataSource, std::shared_ptr<RemoteFile> file,
                              std::shared_ptr<RemoteReader> reader, const PageRequest& request);
 
+    /// As the base's, and has them counted as lines that are there. On a worker.
+    void showSoFar(const std::vector<DisplayLine>& lines);
+
 protected:
     std::optional<DisplayLines> readLines() override;
     bool isPartial() const override { return isPartial_; }
@@ -28,6 +33,10 @@ private:
     const std::shared_ptr<RemoteReader> reader_;
     bool isPartial_ = false;
     std::optional<qint64> linesRead_;
+
+    std::function<void(const std::vector<DisplayLine>&)> showingSoFar();
+    /// Where the link is slow, before the page.
+    void showWantedFirst();
 };
 
 } // namespace korvane

@@ -119,7 +119,7 @@ void RemoteLogDataSource::firstLinesRead(qint64 lineCount) {
             return;
         if (isCounted_)
             missed = {lineCount, std::min(lineCount_, pages::size) - lineCount};
-        else if (lineCount_ == 0)
+        else if (lineCount_ <= shownFirst_)
             lineCount_ = lineCount;
         else
             return;
@@ -128,6 +128,24 @@ void RemoteLogDataSource::firstLinesRead(qint64 lineCount) {
         announceChangedLines(missed); // they have come since
     else if (lineCount > 0)
         announceLoadedRows({0, lineCount});
+}
+
+void RemoteLogDataSource::firstLinesShown(qint64 lineCount) {
+    {
+        const std::lock_guard guard(mutex_);
+        if (isCounted_ || isFirstPageRead_ || lineCount_ > shownFirst_ || lineCount <= lineCount_)
+            return;
+        shownFirst_ = lineCount_ = lineCount;
+    }
+    announceLoadedRows({0, lineCount});
+}
+
+void RemoteLogDataSource::showSoFar(const std::weak_ptr<RemoteLoadLinesOperation>& load,
+                                    const std::vector<DisplayLine>& lines) {
+    soFarQueue_.run([load, lines] {
+        if (const auto alive = load.lock())
+            alive->showSoFar(lines);
+    });
 }
 
 void RemoteLogDataSource::countLines(const IsCancelled& isCancelled) {
@@ -245,7 +263,7 @@ bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t emptied) {
             return false;
         isCounted_ = true;
         before = std::exchange(lineCount_, counted);
-        isFirst = before == 0 && !isFirstPageRead_;
+        isFirst = before <= shownFirst_ && !isFirstPageRead_;
     }
     const Content content = std::exchange(uncounted_, Content::Known);
     // The first page may be on its way, and is not asked for again.
@@ -355,10 +373,14 @@ void RemoteLogDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
         if (row >= 0 && row < rows)
             loadPage(pages::pageOfLine(rowStart() + row), true);
     };
-    // What is looked at goes first.
+    // What is looked at goes first, and is asked for as such.
     const qint64 last = std::min(lastRow, rows - 1);
-    ask(firstRow);
-    ask(last);
+    for (const qint64 row : {firstRow, last}) {
+        if (row >= 0 && row < rows)
+            static_cast<void>(rowLine(row));
+    }
+    if (reader_->isSlow(pages::size))
+        return; // it would take the link from what is looked at
     if (firstRow > previous)
         ask(std::min(last + pages::size, rows - 1));
     else
@@ -368,6 +390,7 @@ void RemoteLogDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
 void RemoteLogDataSource::close() {
     countQueue_.cancelAllOperations();
     arrivedQueue_.cancelAllOperations();
+    soFarQueue_.cancelAllOperations();
     TailDataSource::close();
 }
 

@@ -1,13 +1,16 @@
 #pragma once
 
+#include "core/reader/LogFileReaderProtocol.h"
 #include "documents/TailDataSource.h"
 
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace korvane {
 
 class RemoteFile;
+class RemoteLoadLinesOperation;
 class RemoteReader;
 
 /// The rows of a file on a server. Its lines are counted there by a worker, one count at a time; until there
@@ -48,6 +51,11 @@ public:
     void forgetPlaces();
     /// Before the lines have been counted: so many are there. Any thread, does not wait.
     void firstLinesRead(qint64 lineCount);
+    /// As above, while more are on their way.
+    void firstLinesShown(qint64 lineCount);
+    /// Has the load show its first lines in the background. Any thread, does not wait.
+    void showSoFar(const std::weak_ptr<RemoteLoadLinesOperation>& load,
+                   const std::vector<DisplayLine>& lines);
 
     // What the reading of the file finds out. A worker's thread: waits for the server, and for another count
     // under way. Changed rows are announced.
@@ -101,6 +109,8 @@ private:
     qint64 lineCount_ = 0;
     bool isCounted_ = false; // nothing says that there are others by now
     bool isFirstPageRead_ = false;
+    /// So many of the first page have been shown while it was on its way.
+    qint64 shownFirst_ = 0;
     bool isFollowed_ = false;
     std::optional<quint64> knownFileSize_;
     bool isCountUnwanted_ = false;
@@ -116,6 +126,7 @@ private:
     /// At most one count that a look at the rows has asked for.
     mutable OperationQueue countQueue_;
     OperationQueue arrivedQueue_;
+    OperationQueue soFarQueue_{"Remote rows on their way", 1};
 };
 
 } // namespace korvane

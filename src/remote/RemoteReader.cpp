@@ -6,6 +6,7 @@
 #include "remote/RemoteFile.h"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <utility>
 
@@ -24,6 +25,12 @@ constexpr qsizetype mostKeptText = 8 << 20;
 constexpr std::uint64_t longestLongLine = 16 << 20;
 /// So many places one after the other may turn out to be wrong: a server may count bytes in its own way.
 constexpr int mostRefuted = 3;
+
+/// How often lines are shown that have come while others are on their way.
+constexpr std::chrono::seconds soFarInterval(1);
+
+/// Fewer lines say little of how fast they come.
+constexpr std::size_t linesForPace = 200;
 
 /// Compares the first bytes of what arrives with those that are expected, and hands on the rest.
 class MarkCheck {
@@ -67,7 +74,7 @@ std::optional<std::vector<DisplayLine>> RemoteReader::keptLines(qint64 first, qi
 }
 
 std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 count, LineLimit limit,
-                                                       const IsCancelled& isCancelled) {
+                                                       const IsCancelled& isCancelled, const SoFar& soFar) {
     std::optional<Place> place;
     std::uint64_t content = 0;
     {
@@ -93,15 +100,28 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
         place ? remotecommands::linesFrom(file_->path(), place->offset - static_cast<quint64>(mark.size()),
                                           count + mark.count('\n'))
               : remotecommands::lines(file_->path(), first, count);
+    const CommandUse use = limit == LineLimit::Shown ? CommandUse::Rows : CommandUse::Reading;
+    auto soFarDue = std::chrono::steady_clock::now() + soFarInterval;
+    std::optional<std::chrono::steady_clock::time_point> begun; // not what the server takes to find them
     const bool isRead = file_->read(
-        command,
+        command, use,
         [&](QByteArrayView bytes) {
+            if (!begun)
+                begun = std::chrono::steady_clock::now();
             const auto rest = check.take(bytes);
-            return rest && splitter.take(*rest);
+            const bool goesOn = rest && splitter.take(*rest);
+            if (goesOn && soFar && std::chrono::steady_clock::now() >= soFarDue) {
+                notePace(*begun, splitter.lines().size());
+                soFar(splitter.lines());
+                soFarDue = std::chrono::steady_clock::now() + soFarInterval;
+            }
+            return goesOn;
         },
         isCancelled);
     if (!isRead)
         return std::nullopt;
+    if (begun)
+        notePace(*begun, splitter.lines().size());
     if (!check.isPassed()) {
         reportOtherContent(content);
         return std::nullopt;
@@ -112,7 +132,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     const bool isCutOff = splitter.isFull() && splitter.unfinishedSize() > 0;
     if (isCutOff) {
         const auto length = file_->answer(
-            remotecommands::lengthOfLine(file_->path(), first + std::ssize(lines)), isCancelled);
+            remotecommands::lengthOfLine(file_->path(), first + std::ssize(lines)), use, isCancelled);
         if (!length)
             return std::nullopt;
         LineSplitter last({1, limits.line, std::numeric_limits<std::uint64_t>::max()});
@@ -176,6 +196,19 @@ void RemoteReader::keep(qint64 first, std::vector<DisplayLine> lines) {
     firstKept_ = from;
 }
 
+void RemoteReader::notePace(std::chrono::steady_clock::time_point begun, std::size_t lineCount) {
+    if (lineCount < linesForPace)
+        return;
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begun;
+    const std::lock_guard guard(mutex_);
+    secondsPerLine_ = time.count() / static_cast<double>(lineCount);
+}
+
+bool RemoteReader::isSlow(qint64 lineCount) const {
+    const std::lock_guard guard(mutex_);
+    return secondsPerLine_ * static_cast<double>(lineCount) > 1;
+}
+
 // ---- How many there are
 
 void RemoteReader::forget() {
@@ -227,10 +260,10 @@ std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
         return counted;
     // It has grown during the count, as a rule.
     const auto now = readMark(remotecommands::sizeAndIdentity(file_->path()), isCancelled);
-    const auto within =
-        now && now->fileSize > 0
-            ? file_->answer(remotecommands::countWithin(file_->path(), now->fileSize), isCancelled)
-            : std::nullopt;
+    const auto within = now && now->fileSize > 0
+                            ? file_->answer(remotecommands::countWithin(file_->path(), now->fileSize),
+                                            CommandUse::Count, isCancelled)
+                            : std::nullopt;
     const auto number = within ? numberIn(*within) : std::nullopt;
     if (!number)
         return std::nullopt;
@@ -262,7 +295,7 @@ quint64 RemoteReader::knownSize() const {
 
 std::optional<RemoteReader::Mark> RemoteReader::readMark(const QString& command,
                                                          const IsCancelled& isCancelled) const {
-    auto answer = file_->answer(command, isCancelled);
+    auto answer = file_->answer(command, CommandUse::Poll, isCancelled);
     const qsizetype sizeEnd = answer ? answer->indexOf('\n') : -1;
     const auto size = sizeEnd > 0 ? numberIn(answer->first(sizeEnd)) : std::nullopt;
     if (!size)
@@ -364,8 +397,8 @@ std::optional<RemoteReader::Growth> RemoteReader::countGrowth(const End& end, qu
         return std::nullopt;
     if (mark->identity != end.identity || mark->bytes != end.last)
         return Growth{};
-    const auto answer =
-        file_->answer(remotecommands::countWithin(file_->path(), end.size, size - end.size), isCancelled);
+    const auto answer = file_->answer(remotecommands::countWithin(file_->path(), end.size, size - end.size),
+                                      CommandUse::Count, isCancelled);
     const auto lines = answer ? numberIn(*answer) : std::nullopt;
     if (!lines)
         return std::nullopt;
@@ -379,6 +412,7 @@ std::optional<RemoteReader::Growth> RemoteReader::readGrowth(End end, std::uint6
     QByteArray bytes;
     const bool isRead = file_->read(
         remotecommands::identityAndRest(file_->path(), end.size - static_cast<quint64>(end.last.size())),
+        CommandUse::Poll,
         [&bytes](QByteArrayView more) {
             bytes.append(more);
             return bytes.size() < growthBudget;

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -24,6 +25,7 @@ class RemoteFile;
 class RemoteReader {
 public:
     using IsCancelled = std::function<bool()>;
+    using SoFar = std::function<void(const std::vector<DisplayLine>& lines)>;
 
     explicit RemoteReader(std::shared_ptr<RemoteFile> file);
 
@@ -42,8 +44,12 @@ public:
     };
     /// Lines from `first` on, at most `count`, as far as they end with a newline. Nothing when they cannot be
     /// read, or once cancelled.
-    std::optional<Piece> lines(qint64 first, qint64 count, LineLimit limit, const IsCancelled& isCancelled);
+    /// While they come slowly, `soFar` gets those that are there, on the thread of the connection.
+    std::optional<Piece> lines(qint64 first, qint64 count, LineLimit limit, const IsCancelled& isCancelled,
+                               const SoFar& soFar = nullptr);
 
+    /// Whether so many lines would take more than a second, by the last that have come. Does not wait.
+    bool isSlow(qint64 lineCount) const;
     /// What was known belongs to another content.
     void forget();
     /// How many lines there are, by the whole file. Nothing without an answer, or once cancelled.
@@ -84,6 +90,8 @@ private:
         quint64 unfinishedSize = 0;
     };
 
+    /// So many lines have come since then.
+    void notePace(std::chrono::steady_clock::time_point begun, std::size_t lineCount);
     std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count) const;
     /// The file is another one than was thought when that was the content; once for each.
     void reportOtherContent(std::uint64_t content);
@@ -111,6 +119,7 @@ private:
     mutable std::mutex mutex_;
     // Guarded by mutex_.
     std::uint64_t content_ = 0; // goes on with each content
+    double secondsPerLine_ = 0;
     std::map<qint64, Place> places_;
     int refuted_ = 0; // places of files of the identity, since one that was right
     QByteArray refutedIdentity_;

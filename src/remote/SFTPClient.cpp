@@ -16,7 +16,7 @@ bool SFTPClient::isConnected() const {
     return client_->isConnected();
 }
 
-Status SFTPClient::connect(Asked asked) {
+Status SFTPClient::connect(LoginAsked asked) {
     if (client_->isConnected())
         return success();
     const auto noConnection = [this](const QString& reason) {
@@ -24,9 +24,9 @@ Status SFTPClient::connect(Asked asked) {
                                  .arg(client_->host()->connectionString());
         return sshError(SshErrorCode::NotConnected, reason.isEmpty() ? text : text + u' ' + reason);
     };
-    if (asked == Asked::ByProgram && client_->wasRefused())
+    if (asked == LoginAsked::ByProgram && client_->wasRefused())
         return noConnection(QCoreApplication::translate("SFTPClient", "The login was refused."));
-    const Result<Client::Connection> login = client_->logIn();
+    const Result<Client::Connection> login = client_->logIn(asked);
     if (!login)
         return noConnection(login.error().userText);
     return login.value().isAuthorised ? success() : Status(noConnection(client_->fault()));

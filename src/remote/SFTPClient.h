@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "remote/LoginAsked.h"
 #include "remote/ssh/RemoteEntry.h"
 
 #include <QString>
@@ -21,16 +22,13 @@ public:
     using FileInfo = RemoteFileInfo;
 
     using LinkTarget = RemoteLinkTarget;
-    /// Who wants a login.
-    enum class Asked { ByProgram, ByUser };
 
     explicit SFTPClient(std::shared_ptr<Client> client);
     virtual ~SFTPClient();
 
     virtual bool isConnected() const;
-    /// Logs in where there is no connection. After a login that was refused, or left unanswered, only the
-    /// user has another one made. The error is for the user.
-    virtual Status connect(Asked asked);
+    /// Logs in where there is no connection. The error is for the user.
+    virtual Status connect(LoginAsked asked);
     virtual bool directoryExistsAtPath(const QString& path);
     /// The entries of the directory, or of the one that a link leads to, without "." and "..". Unsorted, and
     /// links among them are not followed. The error names why it cannot be listed.

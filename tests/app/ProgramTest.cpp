@@ -3,6 +3,7 @@
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostsManager.h"
 #include "remote/hosts/RemoteUrl.h"
+#include "remote/ssh/Askpass.h"
 #include "support/KeyboardServer.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
@@ -68,6 +69,50 @@ protected:
 
     QTemporaryDir directory_;
 };
+
+TEST_F(ProgramTest, AsAskpassItHandsOnTheQuestionAndNothingElse) {
+    auto made = Askpass::create();
+    ASSERT_TRUE(made);
+    std::unique_ptr<Askpass> askpass = std::move(made).value();
+    auto environment = QProcessEnvironment::systemEnvironment();
+    for (const QByteArray& variable : askpass->environment())
+        environment.insert(QString::fromUtf8(variable.left(variable.indexOf('='))),
+                           QString::fromUtf8(variable.mid(variable.indexOf('=') + 1)));
+    const auto asking = [&environment](const QString& kind) {
+        environment.insert(u"SSH_ASKPASS_PROMPT"_s, kind);
+        auto process = std::make_unique<QProcess>();
+        process->setProcessEnvironment(environment);
+        process->start(QStringLiteral(KORVANE_BINARY), {u"\033[1mWhat\u202e\nfor?\033[0m "_s});
+        return process;
+    };
+    const auto status = [](QProcess& process) {
+        EXPECT_TRUE(process.waitForFinished(60000));
+        return process.exitCode();
+    };
+    struct Case {
+        QString kind;
+        QString question;
+        std::optional<QString> answer;
+    };
+    const QString text = u"What\nfor?"_s;
+    for (const Case& one : {Case{{}, text, u" sécret "_s}, Case{{}, text, {}},
+                            Case{u"confirm"_s, text + u" (yes/no)"_s, u""_s}}) {
+        const auto process = asking(one.kind);
+        const Deadline deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        ASSERT_TRUE(awaitDescriptor(askpass->event(), POLLIN, -1, deadline));
+        const auto question = askpass->takeQuestion(-1, deadline);
+        ASSERT_TRUE(question && question.value());
+        EXPECT_EQ(question.value()->text, one.question);
+        EXPECT_EQ(question.value()->isEchoed, !one.kind.isEmpty());
+        askpass->answer(one.answer);
+        EXPECT_EQ(status(*process), one.answer ? 0 : 1);
+        EXPECT_EQ(QString::fromUtf8(process->readAllStandardOutput()),
+                  one.answer ? *one.answer + u'\n' : QString());
+    }
+    EXPECT_EQ(status(*asking(u"none"_s)), 0) << "a notice";
+    askpass.reset();
+    EXPECT_EQ(status(*asking({})), 1) << "nobody is there";
+}
 
 TEST_F(ProgramTest, HelpAndVersionNeedNoDisplay) {
     for (const QString& option : {u"--help"_s, u"--version"_s}) {

@@ -128,6 +128,10 @@ class Screen:
         return text.rstrip()
 
 
+class Wrong(Exception):
+    """What is in view is not what the file has there."""
+
+
 class Reader:
     """Reads one file from end to end and remembers which of its words were seen."""
 
@@ -141,35 +145,49 @@ class Reader:
         for text in self.screen.lines(picture):
             found = re.match(r"(\d\d)L(\d{4})T(\d{4})", text)
             if not found or int(found[1]) != self.number:
-                sys.exit(f"{NAME}: “{text}” stands in file {self.number}")
+                raise Wrong(f"“{text}” stands in file {self.number}")
             line, word = int(found[2]), int(found[3])
             whole = text_of(self.number, line)
             start = whole.index(found[0])
             cut = whole[start:start + len(text)]
             if text != cut or (not self.is_wrapped and word != 0):
-                sys.exit(f"{NAME}: “{text}” is shown where the file has “{cut}”")
+                raise Wrong(f"“{text}” is shown where the file has “{cut}”")
             places.append((line, word))
             self.seen.update((line, int(each)) for each in re.findall(rf"\b{self.number:02}L{line:04}T(\d{{4}})\b",
                                                                       text))
         if places != sorted(places) or not places:
-            sys.exit(f"{NAME}: lines in a wrong order: {places}")
+            raise Wrong(f"lines in a wrong order: {places}")
         return places
+
+    def see_painted(self, picture):
+        """As above, and answers the picture, too. One that was still for a moment only may have been taken in the middle
+        of painting: one that has settled counts in its place, and that one has to be right."""
+        try:
+            return picture, self.see(picture)
+        except Wrong:
+            picture = self.screen.settled()
+        try:
+            return picture, self.see(picture)
+        except Wrong as fault:
+            sys.exit(f"{NAME}: {fault}")
 
     def read(self, start, key):
         keys = self.screen.desktop.keys
         until(f"file {self.number} in front", lambda: any(
             line.startswith(f"{self.number:02}L") for line in self.screen.lines(self.screen.picture())))
         keys(start)
-        picture = self.screen.settled()
-        last = self.see(picture)
-        at_end = 0
-        while at_end < 2:
+        picture, last = self.see_painted(self.screen.settled())
+        end = LINES if start == "Home" else 1
+        unchanged = 0
+        while unchanged < 2 or end not in (line for line, _ in last):
+            if unchanged > 20:
+                sys.exit(f"{NAME}: {key} does not lead on from {last}")
             keys(key)
-            before, picture = picture, self.screen.settled(picture)
-            places = self.see(picture)
+            before = picture
+            picture, places = self.see_painted(self.screen.settled(picture))
             if not set(places) & set(last):
                 sys.exit(f"{NAME}: {key} goes from {last} to {places}")
-            at_end = at_end + 1 if picture == before else 0
+            unchanged = unchanged + 1 if picture == before else 0
             last = places
         self.check_all(key)
 

@@ -295,7 +295,7 @@ TEST_F(RemoteDocumentTest, ALossIsToldByWhoeverNoticesItFirst) {
     for (const QString& first : {byClient, byPage, byClient}) {
         alerts_.alerts.clear();
         client_->setLogins(Logins::Unauthorised);
-        const auto notice = [this] { client_->didDisconnectWithError(Error{1, u"test"_s, u"gone"_s}); };
+        const auto notice = [this] { client_->loseConnection(); };
         if (first == byClient)
             notice();
         document_->dataSource()->rowLine(missing);
@@ -394,6 +394,39 @@ TEST_F(RemoteDocumentTest, SearchAndCopyFetchPagesWithoutKeepingThem) {
     EXPECT_FALSE(source->readLines(5000, 1, never));
 }
 
+TEST_F(RemoteDocumentTest, LinesThatComeSlowlyShowBeforeTheirPageIsComplete) {
+    make();
+    client_->setSlow(true);
+    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 60'000));
+    client_->holdOutput(u"wc"_s);
+    RemoteSession::open(document_, path());
+    const auto source = document_->dataSource();
+    const auto shows = [&](qint64 row) { return row < rows() && source->rowLine(row).isLoaded; };
+    EXPECT_TRUE(test::waitFor([&] { return shows(100); })) << "without a count, too";
+    EXPECT_EQ(source->rowLine(100).line.string(), u"line 101"_s);
+    EXPECT_FALSE(shows(4999));
+    client_->holdOutput({});
+    EXPECT_TRUE(waitForRows(60'000));
+    // The pace is known by now, and what is looked at comes first.
+    EXPECT_TRUE(test::waitFor([&] { return shows(59'950); }));
+    EXPECT_EQ(source->rowLine(59'950).line.string(), u"line 59951"_s);
+    EXPECT_TRUE(test::waitFor([&] { return pageCommands().size() == 3; }));
+    EXPECT_FALSE(shows(55'100));
+    client_->setSlow(false);
+    for (const qint64 line : {1, 5000, 55'101, 60'000})
+        EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_EQ(pageCommands().size(), 3) << "what is on its way was asked for again";
+    // One that is given up leaves what there is, and is asked for again when it is looked at.
+    client_->setSlow(true);
+    EXPECT_TRUE(test::waitFor([&] { return shows(30'000); }));
+    source->dropRequestsOutside(0, 10);
+    EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    EXPECT_TRUE(source->cachedRowLine(30'000)->isLoaded);
+    client_->setSlow(false);
+    EXPECT_EQ(row(34'999), u"line 35000"_s);
+}
+
 TEST_F(RemoteDocumentTest, APageOfLongLinesComesInPieces) {
     QByteArray content;
     for (int line = 0; line < 60; ++line)
@@ -428,7 +461,7 @@ TEST_F(RemoteDocumentTest, APageOfLongLinesComesInPieces) {
 
 TEST_F(RemoteDocumentTest, NamesThatMeanMoreToAShellAreOnlyNames) {
     for (const QByteArray& name : {QByteArray("a\"b.log"), QByteArray("a$(touch OWNED)`touch OWNED`.log"),
-                                   QByteArray("\\a\\\\n%d '$HOME'\n\n")}) {
+                                   QByteArray("\\a\\\\n%d '$HOME'\n\n"), QByteArray("a!b.log")}) {
         make();
         file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 6000), name);
         RemoteSession::open(document_, path());

@@ -2,6 +2,7 @@
 #include "core/search/SearchItem.h"
 #include "remote/Client.h"
 #include "remote/RemoteSession.h"
+#include "remote/SshTest.h"
 #include "remote/hosts/AuthnType.h"
 #include "remote/ssh/SessionSettings.h"
 #include "support/SshServer.h"
@@ -21,7 +22,7 @@ namespace {
 using namespace Qt::StringLiterals;
 
 /// Over a server's own SSH.
-class RemoteServerTest : public test::RemoteSession {
+class RemoteServerTest : public test::RemoteSession, public test::WithEachServer {
 protected:
     void open(const QByteArray& content) {
         write(path_, content);
@@ -46,7 +47,7 @@ protected:
         login->publicKeyFilePath = server.path(u"id.pub"_s);
         host->setAuthnType(login);
         const auto document =
-            RemoteDocument::create(host, alerts_, [this](const std::shared_ptr<RemoteHost>& configured) {
+            RemoteDocument::create(host, [this](const std::shared_ptr<RemoteHost>& configured) {
                 return Client::create(configured, alerts_, SessionSettings{});
             });
         RemoteSession::open(document, path);
@@ -92,11 +93,13 @@ protected:
         return messages;
     }
 
-    test::SshServer server_;
+    test::SshServer server_{{}, GetParam()};
     const QString path_ = server_.path(u"a b.log"_s);
 };
 
-TEST_F(RemoteServerTest, AFileIsShownSearchedAndFollowed) {
+INSTANTIATE_TEST_SUITE_P(Servers, RemoteServerTest, RemoteServerTest::programs(), RemoteServerTest::name);
+
+TEST_P(RemoteServerTest, AFileIsShownSearchedAndFollowed) {
     const QByteArray content = test::numberedLines(1, 12'345);
     open(content);
     const QList<QByteArray> lines = content.split('\n');
@@ -126,7 +129,7 @@ TEST_F(RemoteServerTest, AFileIsShownSearchedAndFollowed) {
     EXPECT_TRUE(alerts_.alerts.empty());
 }
 
-TEST_F(RemoteServerTest, AFileThatIsMissingOrCannotBeReadIsNoEmptyOne) {
+TEST_P(RemoteServerTest, AFileThatIsMissingOrCannotBeReadIsNoEmptyOne) {
     openPath(path_);
     EXPECT_TRUE(faultBecomes(u"\"%1\" cannot be read: it does not exist."_s.arg(path_)));
     EXPECT_EQ(document_->knownFileSize(), std::nullopt);
@@ -153,7 +156,7 @@ TEST_F(RemoteServerTest, AFileThatIsMissingOrCannotBeReadIsNoEmptyOne) {
     EXPECT_TRUE(alerts_.alerts.empty());
 }
 
-TEST_F(RemoteServerTest, WhatIsNoFileIsSaidAndNotWaitedFor) {
+TEST_P(RemoteServerTest, WhatIsNoFileIsSaidAndNotWaitedFor) {
     const QString directory = server_.path(u"logs"_s);
     ASSERT_TRUE(QDir().mkdir(directory));
     Preferences::shared().setStartTailingOnFileOpen(true);
@@ -178,7 +181,7 @@ TEST_F(RemoteServerTest, WhatIsNoFileIsSaidAndNotWaitedFor) {
     EXPECT_TRUE(alerts_.alerts.empty());
 }
 
-TEST_F(RemoteServerTest, ASizeThatCannotBeAskedForIsAFaultThatStands) {
+TEST_P(RemoteServerTest, ASizeThatCannotBeAskedForIsAFaultThatStands) {
     const QTemporaryDir tools(u"/tmp/korvane-tools-XXXXXX"_s);
     ASSERT_TRUE(QFile::setPermissions(tools.path(), QFile::Permissions(0x7755)));
     for (const QString& tool : {u"ls"_s, u"wc"_s, u"tail"_s, u"head"_s})
@@ -197,7 +200,7 @@ TEST_F(RemoteServerTest, ASizeThatCannotBeAskedForIsAFaultThatStands) {
     EXPECT_TRUE(waitForRows(101));
 }
 
-TEST_F(RemoteServerTest, AFileThatIsGoneWhileItIsFollowedIsNamedUntilItIsBack) {
+TEST_P(RemoteServerTest, AFileThatIsGoneWhileItIsFollowedIsNamedUntilItIsBack) {
     open(test::numberedLines(1, 100));
     follow();
     ASSERT_TRUE(rowBecomes(99, u"line 100"_s));
@@ -217,7 +220,7 @@ TEST_F(RemoteServerTest, AFileThatIsGoneWhileItIsFollowedIsNamedUntilItIsBack) {
     EXPECT_TRUE(faultBecomes({}));
 }
 
-TEST_F(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
+TEST_P(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
     const QString first = server_.path(u"first.log"_s);
     const QString second = server_.path(u"second.log"_s);
     const QByteArray content = test::numberedLines(1, 100);
@@ -256,7 +259,7 @@ TEST_F(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
     EXPECT_EQ(document_->openFault(), QString());
 }
 
-TEST_F(RemoteServerTest, ALossLeavesTheRowsAndReconnectingGoesOn) {
+TEST_P(RemoteServerTest, ALossLeavesTheRowsAndReconnectingGoesOn) {
     open(test::numberedLines(1, 12'345));
     EXPECT_EQ(row(0), u"line 1"_s);
     server_.killConnections();
@@ -284,7 +287,7 @@ TEST_F(RemoteServerTest, ALossLeavesTheRowsAndReconnectingGoesOn) {
     EXPECT_EQ(takeAlerts(), QStringList());
 }
 
-TEST_F(RemoteServerTest, ALossWhileFollowingIsToldOnceAndFollowingGoesOnAfterIt) {
+TEST_P(RemoteServerTest, ALossWhileFollowingIsToldOnceAndFollowingGoesOnAfterIt) {
     Preferences::shared().setStartTailingOnFileOpen(true);
     open(test::numberedLines(1, 100));
     inShell("printf 'followed\\n' >>");
@@ -300,7 +303,7 @@ TEST_F(RemoteServerTest, ALossWhileFollowingIsToldOnceAndFollowingGoesOnAfterIt)
     EXPECT_EQ(takeAlerts(), QStringList());
 }
 
-TEST_F(RemoteServerTest, ClosingBreaksOffWhatAFrozenServerHolds) {
+TEST_P(RemoteServerTest, ClosingBreaksOffWhatAFrozenServerHolds) {
     open(test::numberedLines(1, 12'345));
     server_.freezeConnections();
     document_->dataSource()->rowLine(0);

@@ -12,6 +12,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <thread>
 
 namespace korvane::test {
 
@@ -19,19 +20,19 @@ namespace korvane::test {
 /// to.
 class ShellClient : public Client {
 public:
-    ShellClient(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts) : Client(std::move(host), alerts) {}
+    ShellClient(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts) : Client(host, alerts) {}
 
     enum class Logins { Accepted, Unauthorised, Refused };
 
-    Result<Connection> logIn() override {
+    Result<Connection> logIn(LoginAsked) override {
         if (onConnect_)
             std::exchange(onConnect_, nullptr)();
         const Logins logins = logins_.load();
         ++connectCount;
-        setRefused(logins == Logins::Refused);
+        connection().setRefused(logins == Logins::Refused);
         if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted) {
             ++loginCount;
-            loginBegins();
+            connection().loginBegins();
         }
         if (onConnected_)
             std::exchange(onConnected_, nullptr)();
@@ -39,8 +40,13 @@ public:
             return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};
         return Connection{logins == Logins::Accepted, true};
     }
+    void tryAgain() override {
+        ++triesOfProgram;
+        static_cast<void>(logIn(LoginAsked::ByProgram));
+    }
     bool isConnected() const override { return isConnected_.load(); }
-    bool read(const QString& command, const OutputSink& sink, const IsCancelled& isCancelled) override {
+    bool read(const QString& command, CommandUse, const OutputSink& sink,
+              const IsCancelled& isCancelled) override {
         {
             std::unique_lock guard(mutex_);
             commands_.append(command);
@@ -63,13 +69,28 @@ public:
                 changed_.wait_for(guard, std::chrono::milliseconds(5));
             heldOutputs_ -= isHeld ? 1 : 0;
         }
-        sink(printedFirst_.load() ? "Welcome\n" + output : output);
+        const QByteArray all = printedFirst_.load() ? "Welcome\n" + output : output;
+        constexpr qsizetype trickle = 256;
+        qsizetype at = 0;
+        while (isSlow_.load() && all.size() > 4096 && !(isCancelled && isCancelled())) {
+            // The second half does not come at all.
+            if (at < all.size() / 2 && !sink(QByteArrayView(all).sliced(at, trickle)))
+                return true;
+            at += at < all.size() / 2 ? trickle : 0;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        sink(QByteArrayView(all).sliced(at));
         return true;
     }
     void disconnect() override { isConnected_ = false; }
     void endLogin(std::uint64_t login) override {
         if (login == loginNumber())
             disconnect();
+    }
+
+    void loseConnection() {
+        disconnect();
+        connection().ended(Error{1, QStringLiteral("test"), QStringLiteral("gone")});
     }
 
     /// Called once, by the next connecting. While nothing connects.
@@ -85,6 +106,8 @@ public:
         unanswered_ = start;
     }
     void setPrintsText(bool prints) { printedFirst_ = prints; }
+    /// Of what commands write, where it is much, half comes at 12 KB/s from now on, or all as fast as it can.
+    void setSlow(bool isSlow) { isSlow_ = isSlow; }
     /// Commands wait from now on, or go on.
     void hold(bool holds) {
         const std::lock_guard guard(mutex_);
@@ -112,6 +135,7 @@ public:
 
     std::atomic<int> loginCount{0};
     std::atomic<int> connectCount{0};
+    std::atomic<int> triesOfProgram{0};
 
 private:
     bool isUnanswered(const QString& command) const {
@@ -135,6 +159,7 @@ private:
     std::atomic<bool> isConnected_{false};
     std::atomic<bool> fails_{false};
     std::atomic<bool> printedFirst_{false};
+    std::atomic<bool> isSlow_{false};
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

@@ -19,7 +19,7 @@ protected:
     void make() {
         document_ =
             RemoteDocument::create(std::make_shared<RemoteHost>(QStringLiteral("h"), 22, QStringLiteral("u")),
-                                   alerts_, [this](const std::shared_ptr<RemoteHost>& host) {
+                                   [this](const std::shared_ptr<RemoteHost>& host) {
                                        client_ = std::make_shared<ShellClient>(host, alerts_);
                                        return client_;
                                    });

@@ -52,6 +52,7 @@ protected:
                             std::chrono::seconds(60)));
     }
 
+public:
     static std::shared_ptr<PublicKeyAuthnType> keyType(const QString& publicKey, const QString& privateKey,
                                                        const std::optional<QString>& passPhrase = {}) {
         auto type = std::make_shared<PublicKeyAuthnType>();
@@ -72,12 +73,20 @@ protected:
         host->setAuthnType(std::move(type));
         return host;
     }
+
+protected:
     std::shared_ptr<Client> clientFor(std::shared_ptr<RemoteHost> host) {
         return Client::create(std::move(host), alerts_, settings_);
     }
     QString connected(const std::shared_ptr<Client>& client) {
         const auto result = beside([&] { return client->connect(); });
         return result ? outcome(*result) : QStringLiteral("no end");
+    }
+    /// Connects while the next alerts get these answers.
+    QString connectedAnswering(const std::shared_ptr<Client>& client, const QStringList& answers) {
+        for (const QString& answer : answers)
+            alerts_.willEnter(answer);
+        return connected(client);
     }
     /// Runs the connection test to its end, answering every alert with its first button.
     QStringList tested(const std::shared_ptr<Client>& client) {
@@ -100,7 +109,16 @@ protected:
             bytes += more.size();
             return true;
         };
-        return client->read(command, count, {}) ? std::optional(bytes) : std::nullopt;
+        return client->read(command, CommandUse::Reading, count, {}) ? std::optional(bytes) : std::nullopt;
+    }
+    /// The alerts without the reasons, which each of them has.
+    QStringList toldLosses() const {
+        QStringList told;
+        for (const QString& text : alerts_.texts()) {
+            EXPECT_FALSE(text.section(u'\n', 1).isEmpty()) << text.toStdString();
+            told << text.section(u'\n', 0, 0);
+        }
+        return told;
     }
     static QString lossText(std::uint16_t port) {
         return QStringLiteral("Disconnected from remote server host!|SSH session failure (Host: "
@@ -110,6 +128,18 @@ protected:
 
     RecordingAlerts alerts_;
     SessionSettings settings_;
+};
+
+/// The same scenarios with each program that a server may run.
+class WithEachServer : public ::testing::WithParamInterface<SshServer::Program> {
+public:
+    static auto programs() {
+        return ::testing::Values(SshServer::Program::OpenSsh, SshServer::Program::Dropbear);
+    }
+    static bool isDropbear() { return GetParam() == SshServer::Program::Dropbear; }
+    static std::string name(const ::testing::TestParamInfo<SshServer::Program>& program) {
+        return program.param == SshServer::Program::OpenSsh ? "OpenSsh" : "Dropbear";
+    }
 };
 
 } // namespace korvane::test

@@ -16,7 +16,7 @@ constexpr std::size_t mostQueuedBytes = 64 * 1024;
 constexpr std::uint64_t latestBreaks[] = {4'000, 8'000, 60'000, 150'000};
 /// The client says far less than the server once the login is done.
 constexpr std::uint64_t clientsShare = 8;
-constexpr std::size_t breakKinds = 5;
+constexpr std::size_t breakKinds = 6;
 constexpr auto longestPoll = std::chrono::seconds(1);
 
 void closeSocket(int& socket, bool isReset) {
@@ -52,7 +52,7 @@ void FaultProxy::calm() {
 }
 
 FaultProxy::Counts FaultProxy::counts() const {
-    return {connectionCount_, delayedCount_, slowCount_, stallCount_, resetCount_, endCount_};
+    return {connectionCount_, delayedCount_, slowCount_, stallCount_, resetCount_, endCount_, silenceCount_};
 }
 
 void FaultProxy::wake() const {
@@ -143,15 +143,16 @@ void FaultProxy::choose(Connection& connection) {
     connection.breakingWay = random_() % 3 == 0 ? 0 : 1;
     if (isCalm_)
         return;
-    if (delays == 0) {
-        connection.delay = faults_.delay;
+    if (delays < 2) {
+        connection.delay = delays == 0 ? faults_.delay : faults_.delay / 2;
         ++delayedCount_;
     }
-    if (slows == 0) {
-        connection.bytesPerSecond = faults_.bytesPerSecond;
+    if (slows < 2) {
+        connection.bytesPerSecond = slows == 0 ? faults_.bytesPerSecond : faults_.bytesPerSecond / 10;
         ++slowCount_;
     }
-    constexpr Break kinds[breakKinds] = {Break::None, Break::Stall, Break::Stall, Break::Reset, Break::End};
+    constexpr Break kinds[breakKinds] = {Break::None,  Break::Stall, Break::Stall,
+                                         Break::Reset, Break::End,   Break::Silence};
     connection.next = kinds[breaks];
     const std::uint64_t latest = latestBreaks[phase];
     connection.bytesToBreak =
@@ -186,7 +187,7 @@ void FaultProxy::receive(Connection& connection, Way& way) {
             close(connection, count < 0);
         return;
     }
-    if (connection.isOver)
+    if (connection.isOver || way.isSilent)
         return;
     auto bytes = static_cast<std::uint64_t>(count);
     const bool breaks = !isCalm_ && connection.next != Break::None &&
@@ -223,6 +224,10 @@ void FaultProxy::breakOff(Connection& connection) {
     case Break::Reset:
         ++resetCount_;
         close(connection, true);
+        return;
+    case Break::Silence:
+        ++silenceCount_;
+        connection.ways[connection.breakingWay].isSilent = true;
         return;
     case Break::End:
         ++endCount_;

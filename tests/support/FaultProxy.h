@@ -18,7 +18,7 @@ namespace korvane::test {
 /// number of bytes that have passed. One thread of its own carries all connections.
 class FaultProxy {
 public:
-    /// How bad it gets, where it gets bad.
+    /// How bad it gets, where it gets bad: half the delay, or a tenth of the bytes, befall as many.
     struct Faults {
         std::chrono::milliseconds delay = std::chrono::milliseconds(200);
         std::uint64_t bytesPerSecond = 50 * 1024;
@@ -33,6 +33,8 @@ public:
         int resets = 0;
         /// The server's side is closed as if it had nothing more to say.
         int ends = 0;
+        /// What one side says is lost from then on, and nobody is told: that outlasts `calm`.
+        int silences = 0;
     };
 
     FaultProxy(std::uint16_t serverPort, std::uint64_t seed, const Faults& faults);
@@ -48,7 +50,7 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    enum class Break { None, Stall, Reset, End };
+    enum class Break { None, Stall, Reset, End, Silence };
     struct Chunk {
         Clock::time_point due;
         std::string bytes;
@@ -62,6 +64,7 @@ private:
         Clock::time_point lastDue;
         bool hasEnded = false;
         bool isBlocked = false;
+        bool isSilent = false;
     };
     struct Connection {
         /// From the client, and from the server.
@@ -100,6 +103,7 @@ private:
     std::atomic<int> stallCount_{0};
     std::atomic<int> resetCount_{0};
     std::atomic<int> endCount_{0};
+    std::atomic<int> silenceCount_{0};
 
     // The thread's.
     std::mt19937_64 random_;

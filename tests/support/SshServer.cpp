@@ -179,6 +179,11 @@ QString SshServer::makeKey(const QString& name, const QByteArray& type, const QB
     return key;
 }
 
+int SshServer::logins() const {
+    const char* const mark = program_ == Program::Dropbear ? " auth succeeded" : "Accepted publickey for";
+    return static_cast<int>(log().count(mark));
+}
+
 QByteArray SshServer::log() const {
     QFile file(path(QStringLiteral("log")));
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("nothing");

@@ -50,6 +50,8 @@ public:
     void stop() { process_.stop(); }
     void start();
 
+    /// How many have succeeded.
+    int logins() const;
     /// What the server has written down.
     QByteArray log() const;
 

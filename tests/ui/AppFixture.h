@@ -15,6 +15,7 @@
 #include "ui/window/MainWindow.h"
 #include "ui/window/WindowManager.h"
 
+#include <QApplication>
 #include <QTemporaryDir>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -38,6 +39,12 @@ protected:
     }
 
     static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 20000); }
+
+    /// Gives it the keyboard, as a desktop does with a new dialog and with the window of one that has gone.
+    static bool isInFront(QWidget* window) {
+        window->activateWindow();
+        return until([window] { return QApplication::activeWindow() == window; });
+    }
 
     /// Opens a file and waits until its first scan has ended and what is visible has its text.
     MainWindowController* open(const TemporaryFile& file, std::optional<qint64> line = std::nullopt) {

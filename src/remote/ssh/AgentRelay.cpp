@@ -17,6 +17,7 @@ namespace {
 // Of the protocol of agents.
 constexpr char requestIdentities = 11;
 constexpr char identitiesAnswer = 12;
+constexpr char signRequest = 13;
 /// Maximum size of a message, in bytes.
 constexpr quint32 messageLimit = 1 << 20;
 
@@ -166,14 +167,30 @@ int AgentRelay::takeLibraryEnd() {
     return ends[1];
 }
 
-void AgentRelay::offer(const QByteArray& key) {
+void AgentRelay::offer(const QList<QByteArray>& keys) {
     const std::lock_guard guard(mutex_);
-    offered_ = key;
+    offered_ = keys;
 }
 
-QByteArray AgentRelay::offeredKeys() {
+QByteArray AgentRelay::lastSigned() const {
     const std::lock_guard guard(mutex_);
-    return QByteArray(1, identitiesAnswer) + number(1) + counted(offered_) + counted({});
+    return lastSigned_;
+}
+
+QByteArray AgentRelay::offeredKeys() const {
+    const std::lock_guard guard(mutex_);
+    QByteArray answer = QByteArray(1, identitiesAnswer) + number(static_cast<quint32>(offered_.size()));
+    for (const QByteArray& key : offered_)
+        answer += counted(key) + counted({});
+    return answer;
+}
+
+void AgentRelay::noteSigning(const QByteArray& request) {
+    if (!request.startsWith(signRequest))
+        return;
+    QByteArray rest = request.mid(1);
+    const std::lock_guard guard(mutex_);
+    lastSigned_ = takeCounted(rest);
 }
 
 void AgentRelay::run() {
@@ -181,6 +198,7 @@ void AgentRelay::run() {
         const Result<QByteArray> request = readMessage(ownEnd_, interruptEvent_, endless);
         if (!request)
             break;
+        noteSigning(request.value());
         const Result<QByteArray> answer =
             request.value().startsWith(requestIdentities) ? offeredKeys() : ask(request.value());
         if (!answer || !writeMessage(ownEnd_, answer.value(), interruptEvent_, endless))

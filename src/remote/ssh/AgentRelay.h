@@ -13,8 +13,8 @@
 
 namespace korvane {
 
-/// Stands between the library, which waits for the user's agent without an end, and the agent: shows it one
-/// key at a time, and ends the wait when the agent is late or the connection is no longer wanted.
+/// Stands between the library, which waits for the user's agent without an end, and the agent: shows it the
+/// keys that it may use, and ends the wait when the agent is late or the connection is no longer wanted.
 ///
 /// Of the connection's thread; a thread of its own passes on what the library asks for.
 class AgentRelay {
@@ -28,9 +28,11 @@ public:
 
     /// The public keys that the agent has, as it names them. Blocks. Not while the library asks.
     Result<QList<QByteArray>> keys();
-    /// Where the library finds an agent that has only the key last offered; the library closes it.
+    /// Where the library finds an agent that has only the keys last offered; the library closes it.
     int takeLibraryEnd();
-    void offer(const QByteArray& key);
+    void offer(const QList<QByteArray>& keys);
+    /// The key that the library last wanted to sign with; empty before.
+    QByteArray lastSigned() const;
     /// For the time that the user has taken elsewhere.
     void setDeadline(Deadline deadline) { deadline_ = deadline; }
 
@@ -46,8 +48,9 @@ private:
     void run();
     /// The agent's answer.
     Result<QByteArray> ask(const QByteArray& request);
-    /// The first and only key, in the agent's words.
-    QByteArray offeredKeys();
+    /// In the agent's words.
+    QByteArray offeredKeys() const;
+    void noteSigning(const QByteArray& request);
 
     const int agent_;
     const int interruptEvent_;
@@ -57,8 +60,10 @@ private:
     std::atomic<bool> hasEnded_{false};
     std::thread thread_;
 
-    std::mutex mutex_;
-    QByteArray offered_; // guarded by mutex_
+    mutable std::mutex mutex_;
+    // Guarded by mutex_.
+    QList<QByteArray> offered_;
+    QByteArray lastSigned_;
 };
 
 } // namespace korvane

@@ -31,9 +31,11 @@ bool Command::takeCancel() {
     return true;
 }
 
-CommandChannel::CommandChannel(ssh_session session, std::shared_ptr<Command> command, std::uint64_t& received)
+CommandChannel::CommandChannel(ssh_session session, std::shared_ptr<Command> command, std::uint64_t& received,
+                               ssh_channel opened)
     : session_(session), command_(std::move(command)), received_(received),
-      channel_(ssh_channel_new(session)) {
+      channel_(opened ? opened : ssh_channel_new(session)),
+      stage_(opened ? Stage::Requesting : Stage::Opening) {
     callbacks_.userdata = this;
     callbacks_.channel_exit_status_function = [](ssh_session, ssh_channel, int, void* self) {
         static_cast<CommandChannel*>(self)->hasStatus_ = true;

@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/work/Reply.h"
+#include "remote/ssh/CommandUse.h"
 #include "remote/ssh/OutputSink.h"
 
 #include <QByteArray>
@@ -19,6 +20,7 @@ namespace korvane {
 /// A command that somebody waits for.
 struct Command {
     QByteArray text;
+    CommandUse use = CommandUse::Rows;
     OutputSink sink;
     /// Called until the output is set, on the thread that owns the session. May be empty.
     std::function<bool()> isCancelled;
@@ -41,8 +43,10 @@ public:
         Ended,
     };
 
-    /// `received` counts the bytes that have come.
-    CommandChannel(ssh_session session, std::shared_ptr<Command> command, std::uint64_t& received);
+    /// `received` counts the bytes that have come. `opened`: a channel to use, which is freed here; otherwise
+    /// one is opened.
+    CommandChannel(ssh_session session, std::shared_ptr<Command> command, std::uint64_t& received,
+                   ssh_channel opened = nullptr);
     ~CommandChannel();
     CommandChannel(const CommandChannel&) = delete;
     CommandChannel& operator=(const CommandChannel&) = delete;

@@ -5,6 +5,7 @@
 #include <QDataStream>
 #include <QIODevice>
 
+#include <algorithm>
 #include <sys/stat.h>
 #include <utility>
 
@@ -31,8 +32,11 @@ constexpr quint32 openForReading = 1;
 /// trips.
 constexpr int readsAhead = 8;
 constexpr std::size_t linksAhead = 64;
-/// In bytes of names; a listing that is larger ends with an error.
+/// In bytes, with attributes, and without the lines of `ls` that servers send beside each name; a listing
+/// that is larger ends with an error.
 constexpr qsizetype largestListing = 16 << 20;
+/// Maximum size of such a line that is not counted, in bytes beside the name.
+constexpr qsizetype usualLine = 128;
 
 QByteArray stringBytes(const QByteArray& text) {
     QByteArray bytes;
@@ -73,10 +77,13 @@ Error faultOf(const QByteArray& path, const SftpChannel::Answer& answer) {
     }
 }
 
-QString withoutSlash(QString name) {
-    if (name.size() > 1 && name.endsWith(u'/'))
+/// The name of an entry, without the slash that some servers put behind a directory's. Empty for what stands
+/// for no entry of the directory itself: a name that leads elsewhere is not let in.
+QString entryName(QByteArray name) {
+    if (name.endsWith('/'))
         name.chop(1);
-    return name;
+    const bool isPath = name.contains('/') || name.contains('\0');
+    return isPath || name == "." || name == ".." ? QString() : QString::fromUtf8(name);
 }
 
 } // namespace
@@ -310,16 +317,19 @@ private:
     void add(const QByteArray& names) {
         QDataStream stream(names);
         quint32 count = 0;
-        for (stream >> count; count > 0 && stream.status() == QDataStream::Ok; --count) {
-            QByteArray name;
-            QByteArray longName;
-            stream >> name >> longName;
+        stream >> count;
+        // A server that has no more may say so in this way as well.
+        isAtEnd_ = isAtEnd_ || count == 0;
+        size_ += names.size();
+        for (; count > 0 && stream.status() == QDataStream::Ok; --count) {
+            QByteArray bytes;
+            QByteArray line;
+            stream >> bytes >> line;
+            size_ -= std::min(line.size(), bytes.size() + usualLine);
             const Attributes attributes = Attributes::read(stream);
-            size_ += name.size();
-            if (name == "." || name == "..")
-                continue;
-            entries_.push_back({withoutSlash(QString::fromUtf8(name)), attributes.kind(),
-                                attributes.fileSize(), attributes.modificationDate()});
+            if (const QString name = entryName(bytes); !name.isEmpty())
+                entries_.push_back(
+                    {name, attributes.kind(), attributes.fileSize(), attributes.modificationDate()});
         }
         if (stream.status() != QDataStream::Ok)
             stop(senseless(path_));

@@ -48,6 +48,11 @@ bool NMSSHSession::isConnected() const {
     return connection_ && isOpen_ && !connection_->hasEnded();
 }
 
+bool NMSSHSession::stopsOnlyShells() const {
+    const auto current = connection();
+    return current && current->stopsOnlyShells();
+}
+
 bool NMSSHSession::authenticateByPassword(const QString& password) {
     return authenticate([password](SshLogin& login) { return login.byPassword(password); });
 }
@@ -96,11 +101,12 @@ Error NMSSHSession::lastError() const {
     return lastOutcome_.error();
 }
 
-Status NMSSHSession::execute(const QByteArray& command, OutputSink sink, std::function<bool()> isCancelled) {
+Status NMSSHSession::execute(const QByteArray& command, CommandUse use, OutputSink sink,
+                             std::function<bool()> isCancelled) {
     const auto current = connection();
     if (!current)
         return notConnected();
-    Status output = current->execute(command, std::move(sink), std::move(isCancelled));
+    Status output = current->execute(command, use, std::move(sink), std::move(isCancelled));
     if (!output && !isSshError(output.error(), SshErrorCode::Cancelled) &&
         !isSshError(output.error(), SshErrorCode::NotConnected))
         static_cast<void>(isSuccess(output.error()));

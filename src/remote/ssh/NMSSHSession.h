@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "remote/ssh/CommandUse.h"
 #include "remote/ssh/OutputSink.h"
 #include "remote/ssh/RemoteEntry.h"
 #include "remote/ssh/SessionSettings.h"
@@ -40,6 +41,8 @@ public:
     bool connect(const std::function<bool()>& isWanted = {});
     /// Until the end of the connection is noticed.
     bool isConnected() const;
+    /// As SshConnection::stopsOnlyShells.
+    bool stopsOnlyShells() const;
     /// One at a time, after `connect`. True on success.
     bool authenticateByPassword(const QString& password);
     /// Asks the delegate for each answer.
@@ -60,7 +63,8 @@ public:
     /// Hands on what the command writes to its standard output, until it has ended or the sink wants no more.
     /// An exit status other than 0 is no error; a command that ends without one is. Both functions are called
     /// on another thread.
-    Status execute(const QByteArray& command, OutputSink sink, std::function<bool()> isCancelled = {});
+    Status execute(const QByteArray& command, CommandUse use, OutputSink sink,
+                   std::function<bool()> isCancelled = {});
 
     bool directoryExistsAtPath(const QByteArray& path);
     Result<std::vector<RemoteEntry>> contentsOfDirectoryAtPath(const QByteArray& path);

@@ -2,13 +2,14 @@
 
 #include "remote/ssh/SshError.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -79,6 +80,22 @@ struct Pipe {
     }
 };
 
+/// With a null pointer behind the last.
+std::vector<char*> pointersTo(const QList<QByteArray>& texts) {
+    std::vector<char*> pointers;
+    for (const QByteArray& text : texts)
+        pointers.push_back(const_cast<char*>(text.constData()));
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+/// Whether one of them is about the same variable; all as NAME=value.
+bool setsVariable(const QList<QByteArray>& environment, const QByteArray& variable) {
+    const QByteArray name = variable.left(variable.indexOf('=') + 1);
+    return std::any_of(environment.begin(), environment.end(),
+                       [&name](const QByteArray& other) { return other.startsWith(name); });
+}
+
 /// Reads both until the program has ended, and what it may have started need not have.
 Status collect(pid_t program, const Pipe& output, const Pipe& errors, ProgramOutcome& outcome,
                int interruptEvent, Deadline deadline) {
@@ -115,10 +132,17 @@ Error systemError(int code) {
 }
 
 Status awaitDescriptor(int descriptor, short events, int interruptEvent, Deadline deadline) {
+    pollfd watched{descriptor, events, 0};
+    return awaitDescriptors({&watched, 1}, interruptEvent, deadline);
+}
+
+Status awaitDescriptors(std::span<pollfd> watched, int interruptEvent, Deadline deadline) {
+    std::vector<pollfd> all(watched.begin(), watched.end());
+    all.push_back({interruptEvent, POLLIN, 0});
     for (;;) {
-        pollfd watched[] = {{descriptor, events, 0}, {interruptEvent, POLLIN, 0}};
-        const int ready = ::poll(watched, 2, pollLimit(deadline));
-        if (ready > 0 && watched[1].revents)
+        const int ready = ::poll(all.data(), all.size(), pollLimit(deadline));
+        std::copy(all.begin(), all.end() - 1, watched.begin());
+        if (ready > 0 && all.back().revents)
             return interrupted();
         if (ready > 0)
             return success();
@@ -129,7 +153,8 @@ Status awaitDescriptor(int descriptor, short events, int interruptEvent, Deadlin
     }
 }
 
-int startProgram(const QList<QByteArray>& command, const ProgramEnds& ends, pid_t& program) {
+int startProgram(const QList<QByteArray>& command, const ProgramEnds& ends, pid_t& program,
+                 const QList<QByteArray>& environment) {
     posix_spawn_file_actions_t files;
     ::posix_spawn_file_actions_init(&files);
     if (ends.input >= 0)
@@ -145,12 +170,16 @@ int startProgram(const QList<QByteArray>& command, const ProgramEnds& ends, pid_
     ::sigemptyset(&brokenPipe);
     ::sigaddset(&brokenPipe, SIGPIPE);
     ::posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
-    std::vector<char*> arguments;
-    for (const QByteArray& argument : command)
-        arguments.push_back(const_cast<char*>(argument.constData()));
-    arguments.push_back(nullptr);
+    std::vector<char*> arguments = pointersTo(command);
+    std::vector<char*> variables = pointersTo(environment);
+    variables.pop_back();
+    for (char** variable = environ; *variable; ++variable) {
+        if (!setsVariable(environment, *variable))
+            variables.push_back(*variable);
+    }
+    variables.push_back(nullptr);
     const int fault =
-        ::posix_spawnp(&program, arguments.front(), &files, &attributes, arguments.data(), environ);
+        ::posix_spawnp(&program, arguments.front(), &files, &attributes, arguments.data(), variables.data());
     ::posix_spawnattr_destroy(&attributes);
     ::posix_spawn_file_actions_destroy(&files);
     if (fault)
@@ -170,6 +199,17 @@ void endProgram(pid_t program) {
         }
         std::this_thread::sleep_for(10ms);
     }
+}
+
+QString readableText(const QByteArray& printed) {
+    // Sequences of terminals, and with them their letters.
+    static const QRegularExpression sequences(QStringLiteral("\x1b\\[[0-?]*[ -/]*[@-~]"));
+    QString text = QString::fromLocal8Bit(printed).remove(sequences);
+    text.removeIf([](QChar character) {
+        return character != u'\n' &&
+               (character.category() == QChar::Other_Control || character.category() == QChar::Other_Format);
+    });
+    return text.trimmed();
 }
 
 Result<ProgramOutcome> runProgram(const QList<QByteArray>& command, int interruptEvent, Deadline deadline) {

@@ -4,8 +4,11 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QString>
 
 #include <chrono>
+#include <poll.h>
+#include <span>
 #include <sys/types.h>
 
 namespace korvane {
@@ -17,6 +20,8 @@ Error systemError(int code);
 /// Waits until the descriptor is ready, at most until the deadline. Readiness of `interruptEvent` ends the
 /// wait with an error.
 Status awaitDescriptor(int descriptor, short events, int interruptEvent, Deadline deadline);
+/// As above until one of them is ready, or several, as their `revents` say.
+Status awaitDescriptors(std::span<pollfd> watched, int interruptEvent, Deadline deadline);
 
 /// The descriptors of a program that is started.
 struct ProgramEnds {
@@ -26,10 +31,16 @@ struct ProgramEnds {
 };
 
 /// Starts a program, which is looked for in PATH, in a session of its own: away from our terminal, where it
-/// would ask for passwords. The descriptors stay the caller's. Returns 0, or what errno says.
-int startProgram(const QList<QByteArray>& command, const ProgramEnds& ends, pid_t& program);
+/// would ask for passwords. `environment`, as NAME=value, goes before our own. The descriptors stay the
+/// caller's. Returns 0, or what errno says.
+int startProgram(const QList<QByteArray>& command, const ProgramEnds& ends, pid_t& program,
+                 const QList<QByteArray>& environment = {});
 /// Ends the program and all that it has started; waits half a second at most. Not called twice for one.
 void endProgram(pid_t program);
+
+/// What a program has printed, without colours and control characters, and without what may turn the
+/// direction of the text; lines stay lines.
+QString readableText(const QByteArray& printed);
 
 /// What a program has left behind.
 struct ProgramOutcome {

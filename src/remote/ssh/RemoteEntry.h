@@ -21,7 +21,7 @@ enum class RemoteFileKind : std::uint8_t {
 
 /// What a directory of a server holds under one name.
 struct RemoteEntry {
-    /// Without a "/" at its end.
+    /// Never empty, and without a "/".
     QString filename;
     RemoteFileKind kind = RemoteFileKind::Regular;
     /// In bytes; absent for a link, and where the server does not say.

@@ -1,48 +1,32 @@
 #include "remote/ssh/ServerSocket.h"
 
 #include "foundation/FatalError.h"
-#include "foundation/work/Reply.h"
+#include "remote/ssh/NameLookUp.h"
 #include "remote/ssh/SshError.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <memory>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
 namespace korvane {
 namespace {
 
-using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-struct FreeAddresses {
-    void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
-};
-using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
-
-Result<Addresses> lookUp(const QByteArray& host, const QByteArray& port, int family) {
-    addrinfo wanted{};
-    wanted.ai_family = family;
-    wanted.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    const int fault = ::getaddrinfo(host.constData(), port.constData(), &wanted, &found);
-    if (fault)
-        return sshError(SshErrorCode::Failed, QString::fromLocal8Bit(::gai_strerror(fault)));
-    return Addresses(found);
-}
+/// How much of a program's last words is shown: the last line alone may be a greeting, or say less than the
+/// one before.
+constexpr qsizetype mostFaultLines = 3;
+constexpr qsizetype longestLine = 300;
 
 /// Lets the connection begin at an address of this computer.
-Status bindTo(int descriptor, const QByteArray& local, int family) {
-    Result<Addresses> address = lookUp(local, "0", family);
+Status bindTo(int descriptor, const QByteArray& local, int family, int interruptEvent, Deadline deadline) {
+    const Result<Addresses> address = lookUpName(local, "0", family, interruptEvent, deadline);
     if (!address)
         return address.error();
     const addrinfo& first = *address.value();
@@ -62,7 +46,8 @@ Result<int> connectTo(const addrinfo& address, const QByteArray& local, int inte
         return error;
     };
     if (!local.isEmpty()) {
-        if (const Status bound = bindTo(descriptor, local, address.ai_family); !bound)
+        if (const Status bound = bindTo(descriptor, local, address.ai_family, interruptEvent, deadline);
+            !bound)
             return failed(bound.error());
     }
     if (::connect(descriptor, address.ai_addr, address.ai_addrlen) != 0) {
@@ -107,20 +92,9 @@ Result<int> ServerSocket::connect(const SshConfiguration& configuration, Deadlin
 }
 
 Result<int> ServerSocket::connectDirectly(const SshConfiguration& configuration, Deadline deadline) {
-    // The look-up cannot be called off: whoever waits goes away from it.
-    const auto reply = std::make_shared<Reply<Result<Addresses>>>();
-    std::thread([reply, host = configuration.hostName.toUtf8(), family = configuration.addressFamily,
-                 port = QByteArray::number(configuration.port)] {
-        reply->set(lookUp(host, port, family));
-    }).detach();
-    Result<Addresses> addresses = reply->wait(
-        [&] {
-            if (isInterrupted_)
-                reply->set(interrupted());
-            else if (Clock::now() > deadline)
-                reply->set(timedOut());
-        },
-        20ms);
+    const Result<Addresses> addresses =
+        lookUpName(configuration.hostName.toUtf8(), QByteArray::number(configuration.port),
+                   configuration.addressFamily, interruptEvent_, deadline);
     if (!addresses)
         return addresses.error();
 
@@ -143,6 +117,10 @@ Result<int> ServerSocket::connectDirectly(const SshConfiguration& configuration,
 }
 
 Result<int> ServerSocket::connectThrough(const QString& command) {
+    Result<std::unique_ptr<Askpass>> askpass = Askpass::create();
+    if (!askpass)
+        return askpass.error();
+    askpass_ = std::move(askpass).value();
     int ends[2];
     int errors[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
@@ -156,7 +134,7 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
     }
     programsErrors_ = errors[0];
     const int fault = startProgram({"/bin/sh", "-c", "exec " + command.toLocal8Bit()},
-                                   {ends[1], ends[1], errors[1]}, program_);
+                                   {ends[1], ends[1], errors[1]}, program_, askpass_->environment());
     ::close(ends[1]);
     ::close(errors[1]);
     if (!fault) {
@@ -174,7 +152,13 @@ QString ServerSocket::programsFault() {
     QByteArray text(1 << 16, 0);
     text.resize(
         std::max<ssize_t>(::read(programsErrors_, text.data(), static_cast<std::size_t>(text.size())), 0));
-    return QString::fromLocal8Bit(text.trimmed().split('\n').last().trimmed());
+    QStringList lines;
+    for (const QString& line : readableText(text).split(u'\n')) {
+        const QString words = line.simplified().left(longestLine);
+        if (!words.isEmpty() && (lines.isEmpty() || lines.last() != words))
+            lines.append(words);
+    }
+    return lines.mid(std::max<qsizetype>(lines.size() - mostFaultLines, 0)).join(u'\n');
 }
 
 void ServerSocket::interrupt() {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "foundation/Result.h"
+#include "remote/ssh/Askpass.h"
 #include "remote/ssh/SshConfiguration.h"
 
 #include <QString>
 
 #include <atomic>
+#include <memory>
 #include <sys/types.h>
 
 namespace korvane {
@@ -21,8 +23,12 @@ public:
 
     /// Blocks; once. Where the configuration names a command, its standard input and output are the way.
     Result<int> connect(const SshConfiguration& configuration, Deadline deadline);
-    /// The last line that the program has written to its standard error; empty when there is none.
+    /// The last lines that the program has written to its standard error; empty when there are none.
     QString programsFault();
+    /// Where the program asks what only the user knows; null where no program leads to the server.
+    Askpass* askpass() const { return askpass_.get(); }
+    /// Once the server is reached: whatever the program still asks gets no answer.
+    void endQuestions() { askpass_.reset(); }
 
     /// Readable from the interruption on; for waits elsewhere that end with it.
     int interruptEvent() const { return interruptEvent_; }
@@ -40,6 +46,7 @@ private:
     std::atomic<bool> isInterrupted_{false};
     pid_t program_ = -1;
     int programsErrors_ = -1;
+    std::unique_ptr<Askpass> askpass_;
 };
 
 } // namespace korvane

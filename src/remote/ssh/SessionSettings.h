@@ -33,6 +33,8 @@ struct SessionSettings {
     /// Whether the user's agent and configuration say more about the server.
     bool usesSshConfig = false;
     QString configPath;
+
+    friend bool operator==(const SessionSettings&, const SessionSettings&) = default;
 };
 
 } // namespace korvane

@@ -154,7 +154,7 @@ QString jumpCommand(const QString& jumps, const QString& host, const QString& po
                     const QString& configPath) {
     QString last = jumps.section(u',', -1);
     const QString before = jumps.section(u',', 0, -2);
-    QStringList command{QStringLiteral("ssh"), QStringLiteral("-o"), QStringLiteral("BatchMode=yes")};
+    QStringList command{QStringLiteral("ssh")};
     command += configArguments(configPath);
     if (!before.isEmpty())
         command += {QStringLiteral("-J"), before};
@@ -218,6 +218,7 @@ SshConfiguration understood(const PrintedConfiguration& printed, const LoginTarg
         alias.isEmpty() ? nameWithPort(configuration.hostName, configuration.port) : alias.toLower().toUtf8();
     configuration.userKnownHosts = placeHolders.expandedPaths(printed.paths("userknownhostsfile"));
     configuration.machineKnownHosts = placeHolders.expandedPaths(printed.paths("globalknownhostsfile"));
+    configuration.revokedHostKeys = placeHolders.expandedPath(printed.value("revokedhostkeys"));
     return configuration;
 }
 

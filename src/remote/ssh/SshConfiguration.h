@@ -49,6 +49,8 @@ struct SshConfiguration {
     /// The first is the one that new keys are stored in.
     QStringList userKnownHosts;
     QStringList machineKnownHosts;
+    /// Of keys that no server may show; empty = there is no such list.
+    QString revokedHostKeys;
 
     /// From what the user has entered alone.
     static SshConfiguration plain(const LoginTarget& target, const SessionSettings& settings);

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <array>
 #include <libssh/server.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -22,6 +24,8 @@ using namespace std::chrono_literals;
 /// Servers allow ten channels as a rule: eight for commands, one for files, and one to spare.
 constexpr std::size_t mostCommands = 8;
 constexpr std::size_t mostChannels = mostCommands + 1;
+/// So many counts, and so many polls, run at once.
+constexpr std::ptrdiff_t mostOfOneUse = 2;
 /// Maximum time that the end of a connection waits to stop commands that the server has not confirmed yet,
 /// and after that for the server to take the news.
 constexpr auto endingLimit = 500ms;
@@ -62,8 +66,9 @@ void takeWakes(int event) {
     [[maybe_unused]] const auto taken = ::read(event, &count, sizeof count);
 }
 
-/// It ends the connection when several commands run at once.
-bool runsOneCommand(ssh_session session) {
+/// It ends the connection when several commands run at once, and sends signals to the shell of a command
+/// alone.
+bool isDropbear(ssh_session session) {
     const char* const banner = ssh_get_serverbanner(session);
     return banner && QByteArray(banner).toLower().contains("dropbear");
 }
@@ -116,9 +121,11 @@ bool SshConnection::hasEnded() const {
     return hasEnded_;
 }
 
-Status SshConnection::execute(const QByteArray& text, OutputSink sink, std::function<bool()> isCancelled) {
+Status SshConnection::execute(const QByteArray& text, CommandUse use, OutputSink sink,
+                              std::function<bool()> isCancelled) {
     const auto command = std::make_shared<Command>();
     command->text = text;
+    command->use = use;
     command->sink = std::move(sink);
     command->isCancelled = std::move(isCancelled);
     {
@@ -224,8 +231,10 @@ void SshConnection::takeJobs() {
         }
         Status outcome = job.step(*login_);
         heard_ = Clock::now();
-        if (runsOneCommand(session_))
+        if (isDropbear(session_)) {
             commandLimit_ = 1;
+            stopsOnlyShells_ = true;
+        }
         job.reply->set(std::move(outcome));
     }
 }
@@ -243,15 +252,32 @@ bool SshConnection::stepCommands() {
             ++index;
             continue;
         }
-        if (state == CommandChannel::State::Ended)
-            retriesEnd_.reset();
         const std::shared_ptr<Command> command = channels_[index]->command();
+        if (state == CommandChannel::State::Ended) {
+            retriesEnd_.reset();
+            hasAnswered_ = true;
+            isSpareWanted_ |= command->use == CommandUse::Rows;
+        }
         channels_.erase(channels_.begin() + static_cast<std::ptrdiff_t>(index));
         hasMore = true; // another one may begin
         if (state == CommandChannel::State::Refused)
             commandRefused(command);
     }
+    stepSpare();
     return hasMore;
+}
+
+void SshConnection::stepSpare() {
+    if (!spare_ && isSpareWanted_ && hasSpareRoom_ && commandLimit_ > 1)
+        spare_.emplace(session_);
+    if (!spare_)
+        return;
+    const SpareChannel::State state = spare_->step();
+    if (state == SpareChannel::State::Gone)
+        hasSpareRoom_ = false;
+    // One that the server has not confirmed yet would stay open there.
+    if (state != SpareChannel::State::Opening && !hasSpareRoom_)
+        spare_.reset();
 }
 
 void SshConnection::startCommands() {
@@ -262,16 +288,43 @@ void SshConnection::startCommands() {
     }
     if (retryAt_ && now < *retryAt_)
         return;
-    // Whoever wants the server's files has his turn, too, where there is not room for both.
-    const bool filesWait = !fileWork_.empty() && !files_;
-    while (!commands_.empty() && channels_.size() < commandLimit_ &&
-           openChannels() + (filesWait ? 1 : 0) < channelLimit_) {
+    for (auto next = nextCommand(); next != commands_.end(); next = nextCommand()) {
+        ssh_channel opened = nullptr;
+        if (spare_ && (*next)->use == CommandUse::Rows && spare_->step() == SpareChannel::State::Open) {
+            opened = spare_->take();
+            spare_.reset();
+            isSpareWanted_ = false;
+        }
         channels_.push_back(
-            std::make_unique<CommandChannel>(session_, std::move(commands_.front()), contentBytes_));
-        commands_.pop_front();
+            std::make_unique<CommandChannel>(session_, std::move(*next), contentBytes_, opened));
+        commands_.erase(next);
     }
     if (!commands_.empty() && channels_.empty() && files_ && fileWork_.empty() && files_->channel.isIdle())
         files_->channel.close();
+}
+
+std::deque<std::shared_ptr<Command>>::iterator SshConnection::nextCommand() {
+    // Where there is no room for both, a waiting request for files goes before the next command.
+    const bool filesWait = !fileWork_.empty() && !files_;
+    const std::size_t forFiles = files_ || filesWait ? 1 : 0;
+    const std::size_t room = std::min(commandLimit_, channelLimit_ - std::min(channelLimit_, forFiles));
+    if (channels_.size() >= room)
+        return commands_.end();
+    const auto isRows = [](const std::shared_ptr<Command>& command) {
+        return command->use == CommandUse::Rows;
+    };
+    if (const auto rows = std::ranges::find_if(commands_, isRows); rows != commands_.end())
+        return rows;
+    // One place stays free for rows.
+    const auto others = static_cast<std::size_t>(
+        std::ranges::count_if(channels_, [&](const auto& channel) { return !isRows(channel->command()); }));
+    if (room > 1 && others + 1 >= room)
+        return commands_.end();
+    return std::ranges::find_if(commands_, [this](const std::shared_ptr<Command>& command) {
+        const auto running = std::ranges::count_if(
+            channels_, [&](const auto& channel) { return channel->command()->use == command->use; });
+        return command->use == CommandUse::Reading || running < mostOfOneUse;
+    });
 }
 
 void SshConnection::commandRefused(std::shared_ptr<Command> command) {
@@ -284,6 +337,12 @@ void SshConnection::commandRefused(std::shared_ptr<Command> command) {
 
 bool SshConnection::noteRefusal() {
     const auto now = Clock::now();
+    hasSpareRoom_ = false;
+    if (spare_) {
+        stepSpare();
+        retryAt_ = now + retryInterval;
+        return true;
+    }
     if (openChannels() > 0) {
         channelLimit_ = openChannels();
         limitEnds_ = now + limitDuration;
@@ -422,6 +481,10 @@ void SshConnection::waitForEvents(bool hasMore) {
     pollfd watched[] = {{wakeEvent_, POLLIN, 0}, {isOpen ? ssh_get_fd(session_) : -1, POLLIN, 0}};
     if (isOpen && (ssh_get_status(session_) & SSH_WRITE_PENDING))
         watched[1].events |= POLLOUT;
+    // Until its first command a server holds back what it has to say while we do not confirm what it said.
+    const int yes = 1;
+    if (isOpen && !hasAnswered_)
+        ::setsockopt(ssh_get_fd(session_), IPPROTO_TCP, TCP_QUICKACK, &yes, sizeof yes);
     int timeout = -1;
     if (hasMore) {
         timeout = 0;
@@ -468,6 +531,7 @@ void SshConnection::finish() {
     if (files_)
         files_->channel.fail(error);
     stopCommands(error);
+    spare_.reset();
     files_.reset();
     login_.reset();
     if (isAuthorized_.load(std::memory_order_acquire))

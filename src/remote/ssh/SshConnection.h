@@ -7,6 +7,7 @@
 #include "remote/ssh/NMSFTP.h"
 #include "remote/ssh/ServerSocket.h"
 #include "remote/ssh/SessionSettings.h"
+#include "remote/ssh/SpareChannel.h"
 #include "remote/ssh/SshLogin.h"
 
 #include <atomic>
@@ -47,11 +48,14 @@ public:
     void setAuthorized();
     bool isAuthorized() const;
     bool hasEnded() const;
+    /// A cancelled command goes on where it runs programs that its shell only waits for.
+    bool stopsOnlyShells() const { return stopsOnlyShells_; }
 
     /// Hands what the command writes to its standard output to the sink, until it has ended or the sink wants
     /// no more. An exit status other than 0 is no error. Both functions are called on the thread of the
     /// connection.
-    Status execute(const QByteArray& command, OutputSink sink, std::function<bool()> isCancelled);
+    Status execute(const QByteArray& command, CommandUse use, OutputSink sink,
+                   std::function<bool()> isCancelled);
     /// Does not block.
     void withFiles(FileWork work);
 
@@ -86,11 +90,16 @@ private:
     /// Whether there is more to do at once.
     bool stepCommands();
     void startCommands();
+    /// The command that is to begin next; none while there is no room for any that waits.
+    std::deque<std::shared_ptr<Command>>::iterator nextCommand();
+    /// After a command for rows: one more of those is to begin at once.
+    void stepSpare();
     void commandRefused(std::shared_ptr<Command> command);
     bool stepFiles();
     void beginFileWork();
     void filesEnded(SftpChannel::State state);
     void failFileWork(const Error& error);
+    /// Without the spare one, which makes room for others.
     std::size_t openChannels() const { return channels_.size() + (files_ ? 1 : 0); }
     /// The server opens no more channels than it has now. False when it opens none at all.
     bool noteRefusal();
@@ -121,6 +130,7 @@ private:
     std::deque<std::shared_ptr<Command>> newCommands_;
     std::deque<FileWork> newFileWork_;
     bool hasEnded_ = false;
+    std::atomic<bool> stopsOnlyShells_{false};
     std::optional<Error> endError_;
 
     // Of the thread of the connection.
@@ -129,6 +139,10 @@ private:
     ssh_counter_struct received_{};
     std::deque<std::shared_ptr<Command>> commands_;
     std::vector<std::unique_ptr<CommandChannel>> channels_;
+    std::optional<SpareChannel> spare_;
+    bool isSpareWanted_ = false;
+    bool hasSpareRoom_ = true; // as far as is known
+    bool hasAnswered_ = false; // a command
     std::deque<FileWork> fileWork_;
     std::optional<FileAccess> files_;
     /// Why the server gives no access to its files; another attempt would bring the same.

@@ -32,14 +32,19 @@ Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString
 
 Error connectionLost(ssh_session_struct* session, SshErrorCode byServer) {
     // "Received SSH_MSG_DISCONNECT: 2:Too many authentication failures"
-    const QString text = QString::fromUtf8(ssh_get_error(session)).trimmed();
+    QString text = QString::fromUtf8(ssh_get_error(session)).trimmed();
     const QString marker = QStringLiteral("SSH_MSG_DISCONNECT: ");
     if (const qsizetype found = text.indexOf(marker); found >= 0) {
         const QString words = text.sliced(found + marker.size()).section(u':', 1).trimmed();
         return sshError(byServer, QStringLiteral("The server has ended the connection: %1.")
                                       .arg(words.endsWith(u'.') ? words.chopped(1) : words));
     }
-    return lastSshError(session, SshErrorCode::Failed, QStringLiteral("The connection broke off."));
+    text.remove(QStringLiteral("Socket error: "));
+    // The second is what an earlier call has left behind.
+    if (text.isEmpty() || text == QStringLiteral("disconnected") ||
+        text == QStringLiteral("Resource temporarily unavailable"))
+        text = QStringLiteral("The connection broke off.");
+    return sshError(SshErrorCode::Failed, text);
 }
 
 bool isSshError(const Error& error, SshErrorCode code) {

@@ -47,6 +47,16 @@ QByteArray publicBlob(ssh_key key) {
     return blob;
 }
 
+bool isKnownKind(const QByteArray& blob) {
+    const QByteArray base64 = blob.toBase64();
+    const QByteArray name = blob.mid(4, blob.size() - afterText(blob).size() - 4);
+    const ssh_keytypes_e type = ssh_key_type_from_name(name.constData());
+    ssh_key key = nullptr;
+    if (ssh_pki_import_pubkey_base64(base64.constData(), type, &key) != SSH_OK)
+        ssh_pki_import_cert_base64(base64.constData(), type, &key);
+    return Key(key) != nullptr;
+}
+
 Key publicKeyIn(const QString& path) {
     ssh_key key = nullptr;
     ssh_pki_import_pubkey_file(QFile::encodeName(path).constData(), &key);

@@ -22,6 +22,9 @@ QString fingerprint(ssh_key key);
 /// The public half as agents and servers write it; empty for no key.
 QByteArray publicBlob(ssh_key key);
 
+/// Whether the library knows what to do with a public key, or a certificate, that an agent writes so.
+bool isKnownKind(const QByteArray& blob);
+
 /// The public half of a private key: from the file itself where it shows it, else from that beside it. Null
 /// when neither does.
 Key publicKeyFor(const QString& privateKeyPath);

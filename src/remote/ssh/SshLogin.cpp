@@ -2,6 +2,7 @@
 
 #include "remote/ssh/HostKeys.h"
 #include "remote/ssh/RemoteLog.h"
+#include "remote/ssh/RevokedKeys.h"
 #include "remote/ssh/SshError.h"
 
 #include <QFile>
@@ -35,23 +36,24 @@ auto SshLogin::withoutTimeLimit(const Question& question) {
     return answer;
 }
 
-template <typename Call>
-Result<int> SshLogin::untilDone(int again, const Call& call) {
+template <typename Call, typename Wait>
+Result<int> SshLogin::untilDone(int again, const Call& call, const Wait& wait) {
     for (;;) {
         const int result = call();
         if (result != again)
             return result;
-        if (Status ready = await_(deadline_); !ready)
+        if (Status ready = wait(); !ready)
             return ready.error();
     }
 }
 
 template <typename Call>
 Status SshLogin::authenticate(const Call& call) {
-    const Result<int> result = untilDone(SSH_AUTH_AGAIN, [&]() -> int {
+    const auto attempt = [&]() -> int {
         // The library does not notice itself that the server has ended the connection.
         return ssh_is_connected(session_) ? call() : static_cast<int>(SSH_AUTH_ERROR);
-    });
+    };
+    const Result<int> result = untilDone(SSH_AUTH_AGAIN, attempt, [this] { return await_(deadline_); });
     return result ? outcome(result.value()) : Status(result.error());
 }
 
@@ -67,9 +69,14 @@ Status SshLogin::connect(const LoginTarget& target, std::weak_ptr<NMSSHSessionDe
         return prepared;
     if (Status opened = openSocket(); !opened)
         return noted(opened);
-    const Result<int> connected = untilDone(SSH_AGAIN, [this] { return ssh_connect(session_); });
-    if (connected && connected.value() == SSH_OK)
+    const Result<int> connected = untilDone(
+        SSH_AGAIN, [this] { return ssh_connect(session_); }, [this] { return awaitServerOrQuestion(); });
+    if (connected && connected.value() == SSH_OK) {
+        socket_.endQuestions();
         return verifyHostKey();
+    }
+    if (!connected && isSshError(connected.error(), SshErrorCode::NotAnswered))
+        return connected.error();
     if (const QString fault = socket_.programsFault(); !fault.isEmpty())
         return sshError(SshErrorCode::Failed,
                         QStringLiteral("The program that leads to the server reports: %1").arg(fault));
@@ -141,12 +148,46 @@ Status SshLogin::openSocket() {
     return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The connection cannot be used."));
 }
 
+Status SshLogin::awaitServerOrQuestion() {
+    Askpass* const askpass = socket_.askpass();
+    if (!askpass || ssh_get_fd(session_) < 0)
+        return await_(deadline_);
+    const bool wantsToWrite = (ssh_get_status(session_) & SSH_WRITE_PENDING) != 0;
+    pollfd watched[] = {
+        {ssh_get_fd(session_), static_cast<short>(wantsToWrite ? POLLIN | POLLOUT : POLLIN), 0},
+        {askpass->event(), POLLIN, 0}};
+    if (Status ready = awaitDescriptors(watched, socket_.interruptEvent(), deadline_); !ready)
+        return ready;
+    return watched[1].revents ? answerProgram(*askpass) : success();
+}
+
+Status SshLogin::answerProgram(Askpass& askpass) {
+    const Result<std::optional<Askpass::Question>> taken =
+        askpass.takeQuestion(socket_.interruptEvent(), deadline_);
+    if (!taken)
+        return taken.error();
+    if (!taken.value())
+        return success();
+    const Askpass::Question& question = *taken.value();
+    const std::optional<QString> text = withoutTimeLimit([&] {
+        const auto delegate = delegate_.lock();
+        return delegate ? delegate->keyboardInteractiveRequest(question.text, question.isEchoed)
+                        : std::nullopt;
+    });
+    askpass.answer(text);
+    return text ? success() : unanswered();
+}
+
 Status SshLogin::verifyHostKey() {
     if (settings_.hostKeyPolicy == HostKeyPolicy::AcceptAll)
         return success();
     const Key shown = serverKey(session_);
     if (!shown)
         return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
+    if (const QString& list = configuration_.revokedHostKeys; !list.isEmpty()) {
+        if (Status valid = checkRevocation(shown.get(), list, socket_.interruptEvent(), deadline_); !valid)
+            return valid;
+    }
     const auto known = KnownHostKeys::read(configuration_.knownName, configuration_.userKnownHosts,
                                            configuration_.machineKnownHosts);
     if (!known)
@@ -315,13 +356,20 @@ Status SshLogin::byIdentities() {
         return inAgent.error();
     Status proven = sshError(SshErrorCode::Denied, QStringLiteral("The login was refused."));
     QList<QByteArray> refused;
-    for (const QByteArray& key : inAgent.value()) {
-        proven = byAgentKey(key);
+    for (QList<QByteArray> left = inAgent.value(); !left.isEmpty();) {
+        proven = byAgentKeys(left);
         if (proven || !wasRefused(proven))
             return proven;
-        // One that only the agent refuses is tried from its file.
-        if (isSshError(proven.error(), SshErrorCode::Denied))
-            refused.append(key);
+        if (isSshError(proven.error(), SshErrorCode::Denied)) {
+            refused += left;
+            break;
+        }
+        // One that only the agent refuses is tried from its file. Those behind it are still to be offered.
+        const qsizetype place = left.indexOf(agent_->lastSigned());
+        if (place < 0)
+            break;
+        refused += left.first(place);
+        left = left.sliced(place + 1);
     }
     for (Identity& identity : identities) {
         if (refused.contains(identity.blob) || !QFile::exists(identity.path))
@@ -355,6 +403,8 @@ Result<QList<QByteArray>> SshLogin::agentKeys(const QList<QByteArray>& named) {
         if (!configuration_.identitiesOnly && !ordered.contains(key))
             ordered.append(key);
     }
+    // The library offers none behind one that it cannot read.
+    ordered.removeIf([](const QByteArray& key) { return !isKnownKind(key); });
     const int libraryEnd = ordered.isEmpty() ? -1 : agent_->takeLibraryEnd();
     if (libraryEnd < 0)
         return noKeys;
@@ -362,11 +412,12 @@ Result<QList<QByteArray>> SshLogin::agentKeys(const QList<QByteArray>& named) {
     return ordered;
 }
 
-Status SshLogin::byAgentKey(const QByteArray& key) {
+Status SshLogin::byAgentKeys(const QList<QByteArray>& keys) {
     agent_->setDeadline(deadline_);
-    agent_->offer(key);
+    agent_->offer(keys);
     if (agent_->hasEnded())
         return sshError(SshErrorCode::Failed, QStringLiteral("The SSH agent has ended the connection."));
+    // All in one call: the library leaks some memory for each further one.
     Status proven = authenticate([this] { return ssh_userauth_agent(session_, nullptr); });
     return !proven && agent_->isLate() ? agentIsLate() : proven;
 }

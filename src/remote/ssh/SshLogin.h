@@ -53,10 +53,13 @@ private:
     Status configure(const LoginTarget& target);
     Status prepare();
     Status openSocket();
+    /// Until the server has sent something; the program that leads to it may ask meanwhile.
+    Status awaitServerOrQuestion();
+    Status answerProgram(Askpass& askpass);
     Status verifyHostKey();
     /// Repeats a call of the library, which does not wait, until its result is another one than `again`.
-    template <typename Call>
-    Result<int> untilDone(int again, const Call& call);
+    template <typename Call, typename Wait>
+    Result<int> untilDone(int again, const Call& call, const Wait& wait);
     template <typename Call>
     Status authenticate(const Call& call);
     Status outcome(int authentication);
@@ -72,7 +75,7 @@ private:
     /// The public keys of the agent in the order in which the server gets to see them. None without an agent;
     /// the error says that it does not answer.
     Result<QList<QByteArray>> agentKeys(const QList<QByteArray>& named);
-    Status byAgentKey(const QByteArray& key);
+    Status byAgentKeys(const QList<QByteArray>& keys);
     /// The server is asked first whether it takes the key, where the public half is known.
     Status byKeyFile(Key publicKey, const QString& privateKeyPath, const std::optional<QString>& passPhrase);
     Result<Key> unlocked(const QString& privateKeyPath, const std::optional<QString>& passPhrase);

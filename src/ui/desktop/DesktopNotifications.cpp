@@ -172,7 +172,8 @@ void DesktopNotifications::askCapabilities() {
 }
 
 void DesktopNotifications::send(const std::shared_ptr<Bubble>& bubble) {
-    const auto [notification, more] = *std::exchange(bubble->next, std::nullopt);
+    const NotificationFolder::Folded content = *std::exchange(bubble->next, std::nullopt);
+    const auto& [notification, more] = content;
     const QString title =
         more > 0 ? tr("%1 (%2 more)").arg(notification.title, QLocale().toString(more)) : notification.title;
     QStringList lines{notification.subtitle, notification.informativeText};
@@ -187,13 +188,11 @@ void DesktopNotifications::send(const std::shared_ptr<Bubble>& bubble) {
     call(QStringLiteral("Notify"),
          {QStringLiteral("Korvane"), bubble->id, programName, title, body, actions, hints,
           lifetimeOfTheServicesChoice},
-         [this, bubble, userInfo = notification.userInfo](const QDBusPendingCallWatcher& answer) {
-             sent(bubble, userInfo, answer);
-         });
+         [this, bubble, content](const QDBusPendingCallWatcher& answer) { sent(bubble, content, answer); });
 }
 
 void DesktopNotifications::sent(const std::shared_ptr<Bubble>& bubble,
-                                const std::optional<UserNotification::UserInfo>& userInfo,
+                                const NotificationFolder::Folded& content,
                                 const QDBusPendingCallWatcher& answer) {
     const QDBusPendingReply<uint> reply = answer;
     bubble->isUnderWay = false;
@@ -201,13 +200,16 @@ void DesktopNotifications::sent(const std::shared_ptr<Bubble>& bubble,
         fail(reply.error().message());
     } else {
         if (reply.reply().service() != owner_) {
-            // Another service has taken over: it knows none of the numbers.
+            // Another service has taken over: it knows none of the numbers, and shows what was made for the
+            // abilities of the one before.
             forgetService();
             owner_ = reply.reply().service();
+            if (!bubble->next)
+                bubble->next = content;
         }
         bubble->id = reply.value();
-        if (userInfo)
-            destinations_[bubble->id] = *userInfo;
+        if (content.notification.userInfo)
+            destinations_[bubble->id] = *content.notification.userInfo;
         if (destinations_.size() > mostDestinations)
             destinations_.erase(destinations_.begin());
     }

@@ -67,8 +67,8 @@ private:
     void connected(const QDBusConnection& bus);
     void askCapabilities();
     void send(const std::shared_ptr<Bubble>& bubble);
-    void sent(const std::shared_ptr<Bubble>& bubble,
-              const std::optional<UserNotification::UserInfo>& userInfo, const QDBusPendingCallWatcher& call);
+    void sent(const std::shared_ptr<Bubble>& bubble, const NotificationFolder::Folded& content,
+              const QDBusPendingCallWatcher& answer);
     void call(const QString& method, const QVariantList& arguments,
               std::function<void(const QDBusPendingCallWatcher&)> answered);
     bool isFromService(const QDBusMessage& message) const;

@@ -34,9 +34,11 @@ QLabel* makeNote(const QString& text, QWidget* parent) {
     return note;
 }
 
-QLineEdit* makeSecretField(const QString& name, const QString& note, QWidget* parent) {
+QLineEdit* makeSecretField(const QString& name, const QString& whenEmpty, const QString& note,
+                           QWidget* parent) {
     auto* field = new QLineEdit(parent);
     field->setEchoMode(QLineEdit::Password);
+    field->setPlaceholderText(whenEmpty);
     field->setAccessibleName(name);
     field->setAccessibleDescription(note);
     return field;
@@ -46,6 +48,10 @@ QFormLayout* makeForm(QWidget* page) {
     auto* form = new QFormLayout(page);
     form->setContentsMargins(0, 0, 0, 0);
     return form;
+}
+
+QString storageNote() {
+    return AuthnForm::tr("Stored as plain text, in a file that only you can read.");
 }
 
 std::optional<QString> given(const QString& text) {
@@ -78,8 +84,8 @@ AuthnForm::AuthnForm(QWidget* parent)
 
 QWidget* AuthnForm::makePasswordPage() {
     auto* page = new QWidget(this);
-    const QString note = tr("Stored as plain text, in a file that only you can read.");
-    password_ = makeSecretField(tr("Password"), note, page);
+    const QString note = storageNote();
+    password_ = makeSecretField(tr("Password"), tr("Leave empty to be asked"), note, page);
     connect(password_, &QLineEdit::textChanged, this, &AuthnForm::changed);
     QFormLayout& form = *makeForm(page);
     form.addRow(tr("Pass&word:"), password_);
@@ -89,11 +95,11 @@ QWidget* AuthnForm::makePasswordPage() {
 
 QWidget* AuthnForm::makeKeyPage() {
     auto* page = new QWidget(this);
-    const QString note = tr("Leave empty for a key without one. Stored as plain text, in a file that only "
-                            "you can read.");
+    const QString note = storageNote();
     privateKey_ = new KeyFileField(tr("Private key file"), page);
     publicKey_ = new KeyFileField(tr("Public key file"), page);
-    passPhrase_ = makeSecretField(tr("Pass phrase"), note, page);
+    passPhrase_ =
+        makeSecretField(tr("Pass phrase"), tr("Leave empty to be asked, if the key has one"), note, page);
     connect(privateKey_, &KeyFileField::changed, this, &AuthnForm::changed);
     connect(privateKey_, &KeyFileField::entered, this, [this] { completePublicKey(); });
     connect(publicKey_, &KeyFileField::changed, this, &AuthnForm::changed);
@@ -150,10 +156,6 @@ std::shared_ptr<AuthnType> AuthnForm::type() const {
 
 QString AuthnForm::missing() const {
     switch (kind_->currentIndex()) {
-    case Kind::password:
-        if (password_->text().isEmpty() && !isOptional_)
-            return tr("Enter the password, or choose to be asked at each login.");
-        return {};
     case Kind::publicKey:
         if (privateKey_->path().isEmpty() && !isOptional_)
             return tr("Choose the private key file.");
@@ -162,6 +164,7 @@ QString AuthnForm::missing() const {
                 return tr("“%1” is not the whole path of a file.").arg(field->path());
         }
         return {};
+    case Kind::password:
     case Kind::keyboard:
         return {};
     default:

@@ -2,6 +2,7 @@
 
 #include "core/Preferences.h"
 #include "foundation/FilePath.h"
+#include "foundation/work/MainThread.h"
 #include "remote/ConnectionAlerts.h"
 #include "remote/RemoteFileModel.h"
 #include "remote/RemoteFileOrder.h"
@@ -70,6 +71,12 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
     order_->setSorting(RemoteFileOrder::Sorting(Preferences::shared().remoteFileSorting()));
     order_->setShowsHidden(Preferences::shared().showsHiddenRemoteFiles());
     client_->setWindow(this);
+    client_->setOnChange([this, weak = std::weak_ptr(life_)] {
+        MainThread::shared().post([this, weak] {
+            if (!weak.expired())
+                connectionChanged();
+        });
+    });
     browser_->setAccessibleName(tr("Remote files"));
 
     auto* layout = new QVBoxLayout(this);
@@ -244,6 +251,11 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
 
 void ServerBrowserViewController::reconnect() {
     model_->reconnect(shownDirectories());
+}
+
+void ServerBrowserViewController::connectionChanged() {
+    if (client_->isConnected() && !model_->connectionFault().isEmpty())
+        refresh();
 }
 
 void ServerBrowserViewController::refresh() {

@@ -62,6 +62,8 @@ private:
     void goUp();
     void refresh();
     void reconnect();
+    /// The connection has come or gone, by whomever.
+    void connectionChanged();
     void visitShownDirectories();
     /// In the model; the root, which is invalid, first.
     QList<QModelIndex> shownDirectories() const;
@@ -77,6 +79,7 @@ private:
     void pinHomePath();
 
     const std::shared_ptr<Client> client_;
+    const std::shared_ptr<const bool> life_ = std::make_shared<const bool>(true); // ends with this
     ServerBrowserViewDelegate& delegate_;
     AlertPresenter& alerts_;
     RemoteFileModel* model_;

@@ -23,10 +23,11 @@ ConnectionStrip::ConnectionStrip(QWidget* parent)
     connect(connect_, &QPushButton::clicked, this, &ConnectionStrip::connectRequested);
 }
 
-void ConnectionStrip::showState(ConnectionState state, const QString& server) {
+void ConnectionStrip::showState(ConnectionState state, const QString& server, const QString& fault) {
     const bool isLost = state == ConnectionState::Lost;
     setVisible(isLost || state == ConnectionState::Unconnected);
-    label_->setText((isLost ? tr("The connection to %1 is lost") : tr("Not connected to %1")).arg(server));
+    label_->setText(fault.isEmpty() ? tr("Not connected to %1").arg(server) : fault);
+    label_->setToolTip(label_->text());
     connect_->setText(isLost ? tr("Rec&onnect") : tr("C&onnect"));
     connect_->setToolTip(tr("Connect to %1 (F5)").arg(server));
 }

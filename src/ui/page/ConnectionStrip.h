@@ -4,10 +4,11 @@
 
 #include <QWidget>
 
-class QLabel;
 class QPushButton;
 
 namespace korvane {
+
+class ElidedLabel;
 
 /// Says over the rows of a remote file that it is not connected, and offers to connect. Hidden while there is
 /// nothing to say. Main thread.
@@ -17,14 +18,14 @@ class ConnectionStrip : public QWidget {
 public:
     explicit ConnectionStrip(QWidget* parent = nullptr);
 
-    /// `server`: as the user knows it.
-    void showState(ConnectionState state, const QString& server);
+    /// `server`: as the user knows it. `fault`: why there is no connection; may be empty.
+    void showState(ConnectionState state, const QString& server, const QString& fault);
 
 Q_SIGNALS:
     void connectRequested();
 
 private:
-    QLabel* label_;
+    ElidedLabel* label_;
     QPushButton* connect_;
 };
 

@@ -74,7 +74,8 @@ void EndFollower::goToEnd() {
 }
 
 void EndFollower::noteUserScroll() {
-    if (isChangingRows_)
+    // Where there is nothing yet nobody has gone to the end.
+    if (isChangingRows_ || table_.rowCount() == 0)
         return;
     const bool reachedEnd = table_.stoodAtEnd();
     // Texts that take more room have moved the end away, not the user the view.

@@ -74,14 +74,8 @@ FileNotices::Candidate FileNotices::first() const {
 
 PageNotice FileNotices::noticeOf(Subject subject) const {
     switch (subject) {
-    case Subject::Unreadable: {
-        QList<Remedy> remedies;
-        if (document_.connectionState() == ConnectionState::Local)
-            remedies = {Remedy::Reload, Remedy::CopyText};
-        else
-            remedies = {Remedy::CopyText};
-        return {document_.openFault(), true, remedies};
-    }
+    case Subject::Unreadable:
+        return unreadableNotice();
     case Subject::Input:
         return {inputPause_, true, {Remedy::GoOn, Remedy::End}};
     case Subject::Store:
@@ -102,6 +96,18 @@ PageNotice FileNotices::noticeOf(Subject subject) const {
         return {document_.readingNote(), false, {}, true};
     }
     return {};
+}
+
+PageNotice FileNotices::unreadableNotice() const {
+    switch (document_.connectionState()) {
+    case ConnectionState::Lost:
+    case ConnectionState::Unconnected:
+        return {}; // the strip of the connection says so
+    case ConnectionState::Local:
+        return {document_.openFault(), true, {Remedy::Reload, Remedy::CopyText}};
+    default:
+        return {document_.openFault(), true, {Remedy::CopyText}};
+    }
 }
 
 PageNotice FileNotices::faultNotice() const {

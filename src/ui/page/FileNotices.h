@@ -52,6 +52,7 @@ private:
     };
     Candidate first() const;
     PageNotice noticeOf(Subject subject) const;
+    PageNotice unreadableNotice() const;
     PageNotice faultNotice() const;
     PageNotice statusNotice() const;
     PageNotice slowRulesNotice() const;

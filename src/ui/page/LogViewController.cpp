@@ -143,6 +143,7 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
     if (!object || (*object)->doc.lock() != document_)
         return;
     if ((*object)->isOtherContent) {
+        hasOldRows_ = false;
         search_->forgetMatches();
         primarySelection_->forget();
         // The last line of a file of this computer is there from the beginning, and not new while it is
@@ -280,16 +281,21 @@ LogViewController::Place LogViewController::place() const {
 
 void LogViewController::keepPlaceWhileReading() {
     pendingPlace_ = place();
+    hasOldRows_ = true;
 }
 
 void LogViewController::restorePlace(const Place& place) {
     pendingPlace_ = place;
+    hasOldRows_ = false;
     followPendingPlace(!isLoading());
 }
 
 void LogViewController::followPendingPlace(bool isLast) {
-    if (!pendingPlace_ || (!isLast && (pendingPlace_->isAtEnd || pendingPlace_->topLine > lineCount())))
+    const bool isThere =
+        pendingPlace_ && !hasOldRows_ && !pendingPlace_->isAtEnd && pendingPlace_->topLine <= lineCount();
+    if (!pendingPlace_ || !(isThere || isLast))
         return;
+    hasOldRows_ = false;
     // The notice of the last lines may still be under way.
     if (isLast)
         tableView_->setRowCount(dataSource_->numberOfRows());

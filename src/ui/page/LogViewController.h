@@ -174,6 +174,8 @@ private:
     qreal sidebarWidth_ = 0;
     std::optional<qint64> pendingLine_;
     std::optional<Place> pendingPlace_;
+    /// The rows known now are those of before the file is read again: no place is sought among them.
+    bool hasOldRows_ = false;
     struct EmptiedView {
         Place place;
         RowSelection selection;

@@ -150,7 +150,11 @@ void MainWindowController::connectToServer() {
 void MainWindowController::showConnection() {
     if (document_->isClosed())
         return;
-    connectionStrip_->showState(document_->connectionState(), document_->fileUrl().host(QUrl::FullyDecoded));
+    QString fault = document_->openFault();
+    if (document_->triesToConnect())
+        fault = tr("%1. Trying again…").arg(fault);
+    connectionStrip_->showState(document_->connectionState(), document_->fileUrl().host(QUrl::FullyDecoded),
+                                fault);
     updateFooter();
     Q_EMIT connectionChanged();
 }
@@ -371,6 +375,8 @@ void MainWindowController::fileStatusChanged(FileStatus status) {
 }
 
 void MainWindowController::checkFile() {
+    if (isVisible() && !window()->isMinimized())
+        document_->stayConnected();
     if (isTailing())
         return;
     QPointer<MainWindowController> self(this);

@@ -81,6 +81,36 @@ TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
 
+TEST_F(ConnectionEndTest, AListingIsNoLargerThanItMayBeAndHasNoPaths) {
+    const struct {
+        QByteArray kind;
+        QStringList names;
+        QString fault;
+    } cases[] = {
+        {"paths", {u"good"_s, u"directory"_s, u"..."_s}, {}},
+        {"empty", {}, {}},
+        {"attributes", {}, u"\"/\" cannot be read: it holds too many names."_s},
+    };
+    for (const auto& [kind, names, fault] : cases) {
+        SCOPED_TRACE(kind.constData());
+        const test::SshServer server("Subsystem sftp python3 " KORVANE_TEST_SUPPORT "/odd_listings.py " +
+                                     kind);
+        const auto client = clientFor(keyHost(server));
+        EXPECT_EQ(connected(client), u"authorised, home"_s);
+        const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(u"/"_s);
+        ASSERT_EQ(static_cast<bool>(listed), fault.isEmpty());
+        QStringList shown;
+        if (listed) {
+            for (const RemoteEntry& entry : listed.value())
+                shown.append(entry.filename);
+        } else {
+            EXPECT_EQ(listed.error().userText, fault);
+        }
+        EXPECT_EQ(shown, names);
+        client->disconnect();
+    }
+}
+
 TEST_F(ConnectionEndTest, OneChannelIsEnough) {
     using Program = test::SshServer::Program;
     const struct {

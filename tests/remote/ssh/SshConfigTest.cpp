@@ -1,10 +1,12 @@
 #include "remote/SshTest.h"
 
+#include "support/KeyboardServer.h"
 #include "support/PreferencesTest.h"
 #include "support/StandIns.h"
 
 #include "remote/UserSessionSettings.h"
 #include "remote/hosts/RemoteHostsManager.h"
+#include "remote/ssh/Askpass.h"
 
 #include <QFile>
 
@@ -20,6 +22,12 @@ namespace {
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+
+/// Programs put their questions by the executable that has started them, as main() of the program lets them.
+[[gnu::constructor]] void askInPlaceOfTheTests(int argc, char** argv) {
+    if (const auto status = Askpass::askWhereWanted(argc, argv))
+        ::_exit(*status);
+}
 
 /// An agent that has one key, if any, and gives no other answer.
 class SilentAgent {
@@ -171,8 +179,9 @@ TEST_F(SshConfigTest, WhyTheConfigurationLeadsNowhereIsSaid) {
         EXPECT_EQ(connected(client), u"not authorised, no home"_s);
         return client->fault();
     };
-    EXPECT_EQ(faultWith(u"Host *\n  HostName x.example\n  ProxyCommand echo '%n %h %p %r %%' >&2; exit 1"_s),
-              u"The program that leads to the server reports: lo_gs x.example 4022 me %"_s);
+    EXPECT_EQ(faultWith(u"Host *\n  HostName x.example\n  ProxyCommand printf '%%s\\n' Old Banner key '' "
+                        "\"$(printf '\\033[31mkey\\033[0m\\r')\" '%n %h %p %r %%' >&2"_s),
+              u"The program that leads to the server reports: Banner\nkey\nlo_gs x.example 4022 me %"_s);
     EXPECT_TRUE(faultWith(u"Port 22\nPort no"_s).contains(u"line 2"_s));
     // A program of the configuration that hangs.
     settings_.connectingLimit = 1s;
@@ -347,6 +356,79 @@ TEST_F(SshConfigTest, AJumpHostIsGoneThrough) {
     client->disconnect();
 }
 
+TEST_F(SshConfigTest, WhatJumpHostsAskTheUserAnswers) {
+    const test::SshServer jump;
+    const test::KeyboardServer server({{"", {{"Password: ", false, "secret"}}}});
+    const QString key = jump.makeKey(u"id"_s, "ed25519", "phrase");
+    writeConfig(u"Host hop_*\n  HostName 127.0.0.1\n  Port %1\n  User tester\n  IdentityFile \"%2\"\n"
+                "  UserKnownHostsFile \"%3\"\n  PreferredAuthentications publickey\n"
+                "Host behind_them\n  HostName 127.0.0.1\n  Port %4\n  IdentityFile none\n"
+                "  ProxyJump hop_1,hop_2\n"_s.arg(jump.port())
+                    .arg(key, settings_.knownHostsPath)
+                    .arg(server.port()));
+    const auto host = std::make_shared<RemoteHost>(u"behind_them"_s, 22, u"tester"_s);
+    host->setAuthnType(std::make_shared<KeyboardAuthnType>());
+    // For two jumps and as many programs that ask, on a loaded machine.
+    settings_.connectingLimit = 20s;
+    const auto client = clientFor(host);
+    // Whether it is there; otherwise nobody waits for more of them.
+    const auto isAsked = [&](std::size_t number) {
+        const bool isThere = test::waitFor([&] { return alerts_.shown().size() > number; });
+        EXPECT_TRUE(isThere) << "no question " << number;
+        if (!isThere)
+            client->disconnect();
+        return isThere;
+    };
+    const auto expectPassPhrase = [&](const Alert& alert) {
+        EXPECT_EQ(alert.message, u"On the way to the server 'behind_them', a jump host asks:"_s);
+        EXPECT_EQ(alert.informativeText, u"Enter passphrase for key '%1':"_s.arg(key));
+        EXPECT_TRUE(alert.field && alert.field->isMasked);
+    };
+
+    QString outcome;
+    std::thread connecting([&] { outcome = test::outcome(client->connect()); });
+    if (isAsked(0)) {
+        const Alert& unknown = alerts_.shown()[0].alert;
+        EXPECT_TRUE(unknown.informativeText.contains(jump.hostFingerprint()));
+        EXPECT_FALSE(!unknown.field || unknown.field->isMasked);
+        // The user may take longer than the servers.
+        const auto answerTime = std::chrono::steady_clock::now() + settings_.connectingLimit;
+        EXPECT_TRUE(test::waitFor([&] { return std::chrono::steady_clock::now() > answerTime; },
+                                  std::chrono::minutes(1)));
+        alerts_.enter(0, u"yes"_s);
+    }
+    for (const std::size_t hop : {1U, 2U}) {
+        if (isAsked(hop)) {
+            expectPassPhrase(alerts_.shown()[hop].alert);
+            alerts_.enter(static_cast<int>(hop), u"phrase"_s);
+        }
+    }
+    // None of that is what the host itself wants to know.
+    if (isAsked(3)) {
+        EXPECT_EQ(alerts_.shown()[3].alert.message,
+                  u"Enter password for user 'tester' on server: behind_them"_s);
+        alerts_.enter(3, u"secret"_s);
+    }
+    connecting.join();
+    EXPECT_EQ(outcome, u"authorised, no home"_s);
+    EXPECT_EQ(alerts_.shown().size(), 4U);
+    client->disconnect();
+
+    // Without an answer the jump is ended, too.
+    bool isDone = false;
+    const auto cancelled = clientFor(host);
+    cancelled->testConnection([&] { isDone = true; });
+    ASSERT_TRUE(test::waitFor([&] { return alerts_.shown().size() > 4; }));
+    expectPassPhrase(alerts_.shown()[4].alert);
+    alerts_.press(4, 1);
+    EXPECT_TRUE(test::waitFor([&] { return isDone && jump.connectionProcesses().empty(); }));
+    EXPECT_EQ(alerts_.shown().size(), 5U) << "a failure is shown";
+    // A wrong one is taken as such, and then ssh says why.
+    const auto refused = clientFor(host);
+    EXPECT_EQ(connectedAnswering(refused, {u"a"_s, u"b"_s, u"c"_s}), u"not authorised, no home"_s);
+    EXPECT_TRUE(refused->fault().contains(u"Permission denied (publickey"_s)) << qPrintable(refused->fault());
+}
+
 TEST_F(SshConfigTest, AnUnknownHostKeyIsAskedForOnceWhereTheUserWantsIt) {
     settings_.hostKeyPolicy = HostKeyPolicy::AskForNew;
     const test::SshServer server;
@@ -442,6 +524,44 @@ TEST_F(SshConfigTest, AChangedHostKeyIsUsedOnlyWhenTheUserSaysSo) {
     const QByteArray before = knownHosts();
     expectConnected();
     EXPECT_EQ(knownHosts(), before);
+}
+
+TEST_F(SshConfigTest, AKeyThatTheConfigurationRevokesIsRefused) {
+    settings_.hostKeyPolicy = HostKeyPolicy::AcceptNew;
+    const test::SshServer server;
+    const auto host = keyHost(server);
+    const QString list = path(u"revoked keys"_s);
+    writeConfig(u"RevokedHostKeys \"%1\"\nUserKnownHostsFile \"%2\"\n"_s.arg(list, settings_.knownHostsPath));
+    const auto outcomeWith = [&] {
+        const auto client = clientFor(host);
+        const QString outcome = connected(client);
+        client->disconnect();
+        return outcome + client->fault();
+    };
+    const QString unreadable =
+        u"not authorised, no homeThe list of revoked keys \"%1\" cannot be read: "_s.arg(list);
+    const QString revoked = u"error: The key of the server is revoked in \"%1\": ssh-ed25519 "_s.arg(list) +
+                            server.hostFingerprint();
+    EXPECT_TRUE(outcomeWith().startsWith(unreadable));
+    const QByteArray shown = server.path(u"host_key.pub"_s).toLocal8Bit();
+    const QByteArray other = server.path(u"id.pub"_s).toLocal8Bit();
+    const QByteArray name = list.toLocal8Bit();
+    // As text, and in the form of ssh-keygen.
+    for (const bool isText : {true, false}) {
+        const auto revoke = [&](const QByteArray& key, const QByteArray& update) {
+            EXPECT_TRUE(isText ? test::runProgram({"/bin/sh", "-c", "cat \"$0\" >>\"$1\"", key, name})
+                               : test::runProgram({"ssh-keygen", "-q", update, "-f", name, key}));
+        };
+        QFile::remove(list);
+        revoke(other, "-k");
+        EXPECT_EQ(outcomeWith(), u"authorised, home"_s) << isText;
+        revoke(shown, "-ku");
+        EXPECT_TRUE(outcomeWith().startsWith(revoked)) << isText;
+    }
+    ASSERT_TRUE(test::runProgram({"truncate", "-s", "60", name}));
+    EXPECT_TRUE(outcomeWith().startsWith(unreadable));
+    settings_.hostKeyPolicy = HostKeyPolicy::AcceptAll;
+    EXPECT_EQ(outcomeWith(), u"authorised, home"_s);
 }
 
 TEST_F(SshConfigTest, TheConfigurationSaysUnderWhichNameAKeyIsKnown) {

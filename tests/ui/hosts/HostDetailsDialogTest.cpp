@@ -71,8 +71,6 @@ TEST_F(HostDetailsDialogTest, WhatIsMissingOrWrongIsSaidAndCannotBeSaved) {
     check(u"The home path begins with “/”."_s, __LINE__);
     type(&dialog, u"Home path:"_s, u"/var/log"_s);
     choose(u"Password"_s);
-    check(u"Enter the password, or choose to be asked at each login."_s, __LINE__);
-    type(&dialog, u"Password:"_s, u" "_s);
     check({}, __LINE__);
     choose(u"Public Key"_s);
     check(u"Choose the private key file."_s, __LINE__);
@@ -81,6 +79,12 @@ TEST_F(HostDetailsDialogTest, WhatIsMissingOrWrongIsSaidAndCannotBeSaved) {
     type(&dialog, u"Private key:"_s, u"/keys/id_rsa"_s);
     check({}, __LINE__);
     EXPECT_TRUE(hosts().empty());
+    // What is left empty is asked for at the login.
+    choose(u"Password"_s);
+    click(dialog_.get(), u"OK"_s);
+    ASSERT_EQ(hosts().size(), 1U);
+    const auto* password = dynamic_cast<const PasswordAuthnType*>(hosts().front()->authnType().get());
+    EXPECT_TRUE(password && !password->password);
 }
 
 TEST_F(HostDetailsDialogTest, EveryFieldReachesTheHostAndIsShownAgain) {
@@ -178,7 +182,7 @@ TEST_F(HostDetailsDialogTest, TheOtherHalfOfAKeyIsFoundInTheHomeDirectory) {
 TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
     show();
     typeHost();
-    choose(u"Password"_s);
+    choose(u"Public Key"_s);
     EXPECT_FALSE(isComplete());
     click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
     EXPECT_TRUE(isComplete());
@@ -190,8 +194,6 @@ TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
     EXPECT_TRUE(says(u"Enter the user name."_s));
     EXPECT_EQ(field(dialog_.get(), u"User:"_s)->placeholderText(), QString());
     click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
-    choose(u"Public Key"_s);
-    EXPECT_TRUE(isComplete());
     type(dialog_.get(), u"Public key:"_s, u"id.pub"_s);
     EXPECT_TRUE(says(u"“id.pub” is not the whole path of a file."_s));
     choose(u"Keyboard-interactive"_s);

@@ -39,11 +39,6 @@ protected:
             .value();
     }
 
-    /// Gives it the keyboard, as a desktop does with a new dialog and with the window of one that has gone.
-    static bool isInFront(QWidget* window) {
-        window->activateWindow();
-        return until([window] { return QApplication::activeWindow() == window; });
-    }
     static QAbstractButton* button(const QWidget* window, const QString& text) {
         for (auto* candidate : window->findChildren<QAbstractButton*>()) {
             if (QString(candidate->text()).remove(u'&') == text)

@@ -58,10 +58,10 @@ public:
     using SFTPClient::SFTPClient;
 
     bool isConnected() const override { return isConnected_; }
-    Status connect(Asked asked) override {
-        if (asked == Asked::ByProgram && !isConnected_)
+    Status connect(LoginAsked asked) override {
+        if (asked == LoginAsked::ByProgram && !isConnected_)
             ++logins;
-        if (!isConnected_ && refusesLogins && asked == Asked::ByProgram)
+        if (!isConnected_ && refusesLogins && asked == LoginAsked::ByProgram)
             return Error{1, QStringLiteral("SSH"), QStringLiteral("No connection: refused.")};
         isConnected_ = true;
         return success();
@@ -345,6 +345,13 @@ TEST_F(ServerBrowserTest, ARefreshKeepsWhatIsStillThere) {
     button(u"Refresh"_s)->click();
     EXPECT_TRUE(shows({u"today"_s, u"a.log"_s, u"apt"_s}, u"/var/log"_s));
     EXPECT_EQ(selected(), u"/var/log"_s) << "the neighbour of what is gone was not chosen by anybody";
+    // Other bytes, which read alike.
+    log = {file(u"\uFFFD"_s, 1, 1), file(u"\uFFFD"_s, 2, 1)};
+    press(Qt::Key_F5);
+    EXPECT_TRUE(shows({u"\uFFFD"_s, u"\uFFFD"_s}, u"/var/log"_s));
+    log.push_back(file(u"new"_s, 1, 1));
+    press(Qt::Key_F5);
+    EXPECT_TRUE(shows({u"new"_s, u"\uFFFD"_s, u"\uFFFD"_s}, u"/var/log"_s));
     tree_->directories[u"/"_s] = {{u"notes.txt"_s}};
     press(Qt::Key_F5);
     EXPECT_TRUE(shows({u"notes.txt"_s}));

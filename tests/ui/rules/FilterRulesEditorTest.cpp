@@ -140,6 +140,7 @@ TEST_F(FilterRulesEditorTest, EveryEditReachesTheOpenDocument) {
 TEST_F(FilterRulesEditorTest, LinesThatNoRuleClaimsAreHiddenOnDemand) {
     list_->item(3)->setCheckState(Qt::Checked); // ERROR
     const auto* const action = editor_->findChildren<QComboBox*>().last();
+    ASSERT_TRUE(isInFront(page_->window()));
     QTest::keyClick(page_->window(), Qt::Key_U, Qt::ControlModifier | Qt::ShiftModifier);
     ASSERT_TRUE(until([&] { return cellOf(0) == cell::filtered && cellOf(1) == cell::line; }));
     EXPECT_EQ(action->currentIndex(), 1) << "the editor says otherwise";
@@ -306,6 +307,7 @@ TEST_F(FilterRulesEditorTest, ASwitchedRuleIsStillOnAtTheNextStart) {
 }
 
 TEST_F(FilterRulesEditorTest, TheMenuSwitchesRulesByTheirNumber) {
+    ASSERT_TRUE(isInFront(page_->window())) << "the editor came in front when it opened";
     QTest::keyClick(page_->window(), Qt::Key_4, Qt::ControlModifier);
     EXPECT_TRUE(isActive(*rules()[3]));
     EXPECT_EQ(list_->item(3)->checkState(), Qt::Checked) << "the editor follows";

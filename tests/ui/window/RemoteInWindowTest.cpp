@@ -23,7 +23,7 @@ protected:
         Preferences::shared().setStartTailingOnFileOpen(false);
         documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl&) {
             return std::shared_ptr<Document>(
-                RemoteDocument::create(host_, alerts_, [this](const std::shared_ptr<RemoteHost>& host) {
+                RemoteDocument::create(host_, [this](const std::shared_ptr<RemoteHost>& host) {
                     client_ = std::make_shared<test::ShellClient>(host, alerts_);
                     client_->setLogins(logins_);
                     return client_;

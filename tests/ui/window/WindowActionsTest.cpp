@@ -79,7 +79,7 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
     const QStringList menus = textsOf(window->menuBar()->actions());
     for (const ConnectionState state : {ConnectionState::Lost, ConnectionState::Unconnected}) {
         ConnectionStrip strip;
-        strip.showState(state, u"web"_s);
+        strip.showState(state, u"web"_s, {});
         checkMnemonics(menus + textsIn(strip), u"the menu bar and what stands in the window"_s);
     }
     for (const QAction* menu : window->menuBar()->actions())

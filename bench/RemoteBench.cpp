@@ -1,88 +1,42 @@
+#include "BenchHost.h"
+#include "RemoteWindowBench.h"
+#include "SharedConnection.h"
+#include "SlowLink.h"
+#include "Timing.h"
+
 #include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/Pages.h"
+#include "documents/LoadProgressController.h"
 #include "documents/PageMemory.h"
-#include "foundation/notices/Alerts.h"
 #include "foundation/notices/NotificationCenter.h"
 #include "remote/Client.h"
 #include "remote/RemoteDocument.h"
-#include "remote/hosts/AuthnType.h"
-#include "remote/hosts/RemoteHost.h"
 #include "remote/ssh/SessionSettings.h"
 #include "support/PreferencesTest.h"
 #include "support/SshServer.h"
 #include "support/Waiting.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QFile>
 
-#include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <poll.h>
+#include <string_view>
 #include <vector>
 
 namespace korvane::bench {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
-class PrintedAlerts : public AlertPresenter {
-    void present(const Alert& alert, const void*, std::function<void(int)>) override {
-        std::fprintf(stderr, "%s %s\n", qUtf8Printable(alert.message), qUtf8Printable(alert.informativeText));
-    }
-};
-
-double millisecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-/// The reference: the page by `ssh` over one connection that stays.
-class SharedConnection {
-public:
-    SharedConnection(const test::SshServer& server, const QString& key)
-        : arguments_(" -q -F none -i '" + key.toUtf8() +
-                     "' -o StrictHostKeyChecking=no -o UserKnownHostsFile=/dev/null -o BatchMode=yes"
-                     " -o ControlPath='" +
-                     server.path(QStringLiteral("control")).toUtf8() + "' -p " +
-                     QByteArray::number(server.port()) + ' ' + server.user().toUtf8() + "@127.0.0.1"),
-          isThere_(ssh("-M -f -N")) {}
-    ~SharedConnection() {
-        if (!ssh("-O exit"))
-            std::fprintf(stderr, "the shared connection has gone by itself\n");
-    }
-
-    bool isThere() const { return isThere_; }
-    /// The number of lines that come.
-    qint64 run(const QByteArray& remoteCommand) const {
-        std::FILE* pipe = ::popen(("exec ssh" + arguments_ + " '" + remoteCommand + '\'').constData(), "r");
-        std::vector<char> block(1 << 16);
-        qint64 lines = 0;
-        while (const std::size_t count = std::fread(block.data(), 1, block.size(), pipe))
-            lines += std::count(block.data(), block.data() + count, '\n');
-        ::pclose(pipe);
-        return lines;
-    }
-
-private:
-    bool ssh(const QByteArray& options) const {
-        return std::system(("exec ssh " + options + arguments_ + " >&2").constData()) == 0;
-    }
-
-    const QByteArray arguments_;
-    const bool isThere_;
-};
-
-/// Loads pages of the file by turns. Prints "milliseconds milliseconds pages" (medians).
-int run(const QString& given) {
+/// Loads pages of the file by turns, over links with the round trip. Prints "milliseconds milliseconds pages"
+/// (medians).
+int page(const QString& given, std::chrono::milliseconds roundTrip) {
     const QTemporaryDir settings;
     Preferences::setShared(std::make_unique<Preferences>(
         std::make_unique<UserDefaults>(settings.filePath(QStringLiteral("s.conf")))));
@@ -96,22 +50,28 @@ int run(const QString& given) {
         !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther))
         return EXIT_FAILURE;
     const QString key = server.makeKey(QStringLiteral("id"));
-    const auto host = std::make_shared<RemoteHost>(QStringLiteral("127.0.0.1"), server.port(), server.user());
-    const auto login = std::make_shared<PublicKeyAuthnType>();
-    login->privateKeyFilePath = key;
-    login->publicKeyFilePath = key + QStringLiteral(".pub");
-    host->setAuthnType(login);
+    // Each has a link of its own, so that neither delays the other.
+    const SlowLink link(server.port(), {roundTrip});
+    const SlowLink referenceLink(server.port(), {roundTrip});
+    const bool isDirect = roundTrip == 0ms;
+    const auto host = hostOf(server, key, isDirect ? server.port() : link.port());
     const auto document =
-        RemoteDocument::create(host, alerts, [&alerts](const std::shared_ptr<RemoteHost>& configured) {
+        RemoteDocument::create(host, [&alerts](const std::shared_ptr<RemoteHost>& configured) {
             return Client::create(configured, alerts, SessionSettings{});
         });
     if (!document->readFromUrl(RemoteUrl(*host, path).url()))
         return EXIT_FAILURE;
     const auto rows = document->dataSource();
     document->startLoading();
-    const SharedConnection reference(server, key);
-    if (!reference.isThere() || !test::waitFor([&] { return rows->numberOfRows() > 0; }, 60s))
+    const SharedConnection reference(server, key, isDirect ? server.port() : referenceLink.port());
+    const auto isIdle = [&] {
+        return document->loadProgress()->state() == LoadProgressController::State::Completed &&
+               rows->rowLine(0).isLoaded;
+    };
+    if (!reference.isThere() || !test::waitFor(isIdle, 60s))
         return EXIT_FAILURE;
+    // The other requests for a file that has just been opened must not delay its pages.
+    test::waitFor([] { return false; }, 1s);
 
     int arrived = 0;
     const auto token = NotificationCenter::shared().observe(notification::dataSourceLoadedLines,
@@ -119,7 +79,7 @@ int run(const QString& given) {
     std::vector<double> ours;
     std::vector<double> theirs;
     const qint64 pageCount = rows->numberOfRows() / pages::size;
-    for (qint64 page = 1; page <= pageCount; ++page) {
+    for (qint64 page = 2; page <= pageCount; ++page) { // the first one is there
         const auto runOurs = [&] {
             const auto start = Clock::now();
             arrived = 0;
@@ -135,11 +95,11 @@ int run(const QString& given) {
         };
         const auto runReference = [&] {
             const auto start = Clock::now();
-            const qint64 lines =
-                reference.run("tail -n+" + QByteArray::number(pages::firstLine(page) + 1) + " \"" +
-                              path.toUtf8() + "\" | head -n " + QByteArray::number(pages::size));
+            const QByteArray lines =
+                reference.output("tail -n+" + QByteArray::number(pages::firstLine(page) + 1) + " \"" +
+                                 path.toUtf8() + "\" | head -n " + QByteArray::number(pages::size));
             theirs.push_back(millisecondsSince(start));
-            return lines == pages::size;
+            return lines.count('\n') == pages::size;
         };
         const bool isRight = page % 2 == 0 ? runOurs() && runReference() : runReference() && runOurs();
         if (!isRight) {
@@ -157,10 +117,29 @@ int run(const QString& given) {
 } // namespace korvane::bench
 
 int main(int argc, char** argv) {
+    using namespace korvane::bench;
     korvane::PageMemory::useOneHeap();
-    const QCoreApplication application(argc, argv);
-    if (argc == 2)
-        return korvane::bench::run(QString::fromLocal8Bit(argv[1]));
-    std::fprintf(stderr, "usage: korvane_bench_remote FILE\n");
+    // As the program does: a connection that ends is no reason to end with it.
+    std::signal(SIGPIPE, SIG_IGN);
+    const auto text = [&](int index) { return QString::fromLocal8Bit(argv[index]); };
+    const auto number = [&](int index) { return std::strtoll(argv[index], nullptr, 10); };
+    const std::string_view command = argc > 1 ? argv[1] : "";
+    if (command == "page" && argc == 4) {
+        const QCoreApplication application(argc, argv);
+        return page(text(2), std::chrono::milliseconds(number(3)));
+    }
+    const QApplication application(argc, argv);
+    if (command == "first-rows" && argc == 6)
+        return firstRows(text(2),
+                         {std::chrono::milliseconds(number(3)), static_cast<std::uint64_t>(number(4))},
+                         static_cast<int>(number(5)));
+    if (command == "growth" && argc == 4)
+        return growth(text(2), static_cast<int>(number(3)));
+    if (command == "memory" && argc == 3)
+        return memory(text(2));
+    std::fprintf(stderr, "usage: korvane_bench_remote page FILE ROUND_TRIP_MS\n"
+                         "       korvane_bench_remote first-rows FILE ROUND_TRIP_MS BYTES_PER_SECOND ROUNDS\n"
+                         "       korvane_bench_remote growth FILE COUNT\n"
+                         "       korvane_bench_remote memory FILE\n");
     return 2;
 }

@@ -33,7 +33,7 @@ int ssh(std::uint16_t port, const char* user, const char* privateKey, const char
                 bytes += output.size();
                 return true;
             };
-            if (!session.execute(command, takeBytes))
+            if (!session.execute(command, CommandUse::Reading, takeBytes))
                 isComplete = false;
         });
     }

@@ -121,11 +121,6 @@ private:
     std::jthread thread_;
 };
 
-double median(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values[values.size() / 2];
-}
-
 long residentKib() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {

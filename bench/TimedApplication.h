@@ -1,23 +1,14 @@
 #pragma once
 
+#include "Timing.h"
+
 #include <QApplication>
 #include <QEvent>
 
-#include <chrono>
 #include <fstream>
 #include <functional>
 
 namespace korvane::bench {
-
-using Clock = std::chrono::steady_clock;
-
-inline double milliseconds(Clock::duration time) {
-    return std::chrono::duration<double, std::milli>(time).count();
-}
-
-inline double millisecondsSince(Clock::time_point start) {
-    return milliseconds(Clock::now() - start);
-}
 
 /// What a thread has spent its time with, in milliseconds: working, and waiting for a processor.
 struct ThreadTimes {

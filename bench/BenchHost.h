@@ -1,0 +1,32 @@
+#pragma once
+
+#include "foundation/notices/Alerts.h"
+#include "remote/hosts/AuthnType.h"
+#include "remote/hosts/RemoteHost.h"
+#include "support/SshServer.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
+
+namespace korvane::bench {
+
+class PrintedAlerts : public AlertPresenter {
+    void present(const Alert& alert, const void*, std::function<void(int)>) override {
+        std::fprintf(stderr, "%s %s\n", qUtf8Printable(alert.message), qUtf8Printable(alert.informativeText));
+    }
+};
+
+/// The host that the server is, for a login by the key. `port`: where the server, or a link to it, listens.
+inline std::shared_ptr<RemoteHost> hostOf(const test::SshServer& server, const QString& key,
+                                          std::uint16_t port) {
+    auto host = std::make_shared<RemoteHost>(QString::fromLatin1(test::SshServer::host), port, server.user());
+    const auto login = std::make_shared<PublicKeyAuthnType>();
+    login->privateKeyFilePath = key;
+    login->publicKeyFilePath = key + QStringLiteral(".pub");
+    host->setAuthnType(login);
+    return host;
+}
+
+} // namespace korvane::bench

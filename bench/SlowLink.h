@@ -1,0 +1,79 @@
+#pragma once
+
+#include "Timing.h"
+
+#include "support/Relay.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace korvane::bench {
+
+/// A link of a known speed to a server on 127.0.0.1. Counts what passes. One thread of its own carries all
+/// connections.
+class SlowLink {
+public:
+    struct Speed {
+        /// Half of it in each direction.
+        std::chrono::milliseconds roundTrip{0};
+        /// In each direction, of all connections together; 0 = any number.
+        std::uint64_t bytesPerSecond = 0;
+    };
+
+    SlowLink(std::uint16_t serverPort, const Speed& speed);
+    ~SlowLink();
+    SlowLink(const SlowLink&) = delete;
+    SlowLink& operator=(const SlowLink&) = delete;
+
+    std::uint16_t port() const { return listener_.port(); }
+    /// In both directions, so far. Any thread.
+    std::uint64_t bytes() const { return bytes_; }
+
+private:
+    struct Packet {
+        Clock::time_point due;
+        std::string bytes;
+    };
+    /// One direction of a connection.
+    struct Way {
+        int from = -1;
+        int to = -1;
+        std::deque<Packet> packets;
+        std::size_t queuedBytes = 0;
+        bool hasEnded = false;
+        bool isBlocked = false;
+        /// The end has been passed on to the receiver.
+        bool isOver = false;
+    };
+    struct Connection {
+        /// From the client, and from the server.
+        Way ways[2];
+        bool isBroken = false;
+    };
+
+    void serve();
+    void accept();
+    void receive(Connection& connection, std::size_t direction);
+    static void send(Connection& connection, Way& way, Clock::time_point now);
+    static bool isOver(const Connection& connection);
+
+    const std::uint16_t serverPort_;
+    const Speed speed_;
+    const test::Listener listener_;
+    const int endEvent_;
+    std::atomic<std::uint64_t> bytes_{0};
+
+    // The thread's.
+    std::vector<std::unique_ptr<Connection>> connections_;
+    /// When the last packet of the direction has left.
+    Clock::time_point busyUntil_[2];
+    std::thread thread_;
+};
+
+} // namespace korvane::bench

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
+namespace korvane::bench {
+
+using Clock = std::chrono::steady_clock;
+
+inline double milliseconds(Clock::duration time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
+inline double millisecondsSince(Clock::time_point start) {
+    return milliseconds(Clock::now() - start);
+}
+
+/// Of at least one value; of an even number the upper one.
+inline double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+} // namespace korvane::bench

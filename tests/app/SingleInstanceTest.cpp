@@ -86,7 +86,7 @@ protected:
             limits);
     }
 
-    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 20000); }
+    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
     /// A connection to whoever listens, without anything said.
     Descriptor connected() const {

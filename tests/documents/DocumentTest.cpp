@@ -114,7 +114,7 @@ TEST_F(DocumentTest, AReloadReadsWhatStandsThereNowAndKeepsTheSearchOnlyOfTheSam
         ASSERT_TRUE(waitForState(State::Completed));
         for (qsizetype row = 0; row < c.rows.size(); ++row)
             EXPECT_TRUE(waitForRow(row, c.rows[row]));
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
         EXPECT_EQ(document_->dataSource()->lastSearchResults().empty(), c.isOther);
         EXPECT_TRUE(waitForFault(FileFault::None));
@@ -262,7 +262,7 @@ TEST_F(DocumentTest, AClosedDocumentIsSilent) {
     document_->reload();
     document_->checkFile([&](FileFault) { ++updates; });
     EXPECT_TRUE(waitFor([&] { return dataSource.expired(); })) << "something holds on to the rows";
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     MainThread::shared().runPending();
     EXPECT_EQ(updates, 0);
     EXPECT_EQ(document_->fileUrl(), file.url());

@@ -210,7 +210,7 @@ TEST_F(LogTableDataSourceTest, ALateLoadDoesNotReplaceFresherRows) {
     source_->pageStore().store({1, 1000, 0}, fresh);
     reader_->readGate.open();
     EXPECT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 0; }));
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     EXPECT_EQ(source_->cachedRowLine(0)->line.string(), u"fresh"_s);
 }
 
@@ -237,7 +237,7 @@ TEST_F(LogTableDataSourceTest, AnEarlierLoadCannotWithdrawALaterRequest) {
     source_->pageStore().withdraw({1, 1, 0});
     source_->rowLine(0);
     reader_->readGate.open();
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     EXPECT_EQ(reader_->readStarts().size(), 2U);
     source_->pageStore().withdraw({1, 2, 0});
     source_->rowLine(0);
@@ -259,7 +259,7 @@ TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRows) {
     source_->linesChanged(0);
     source_->rowLine(0);
     ASSERT_TRUE(waitForReads(2));
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     EXPECT_EQ(textOf(0), u"1"_s);
 }
 
@@ -348,7 +348,7 @@ TEST_F(LogTableDataSourceTest, SlowLoadsOfAGrowingPageDoNotPileUp) {
     }
     reader_->readGate.open();
     textOf(0);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     EXPECT_LE(reader_->readStarts().size(), 6U);
 }
 
@@ -427,12 +427,12 @@ TEST_F(LogTableDataSourceTest, ALoadThatOutlivesItsDataSourcePostsNothing) {
         ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
         isDestroyed ? source_.reset() : source_->close();
         reader_->readGate.open();
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
     }
     open(100);
     source_->rowLine(0);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     source_->close();
     MainThread::shared().runPending();
     EXPECT_EQ(posts, 0);

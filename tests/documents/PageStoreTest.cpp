@@ -56,7 +56,7 @@ TEST_F(PageStoreTest, TheBoundCostsHiddenPagesFirstThenTheFarthest) {
     load(shown, {1, 2, 3, 4});
     EXPECT_EQ(held(shown).size(), 9);
     Preferences::shared().setRowMemory(16);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     EXPECT_EQ(held(shown).size(), 5) << "a bound that was lowered waits for the next page";
 }
 

@@ -31,7 +31,7 @@ if [ "${2-}" != inside ]; then
 		</busconfig>
 	EOF
     status=0
-    timeout --kill-after=10 120 dbus-run-session --config-file="$home/bus.conf" -- "$0" "$program" inside || status=$?
+    timeout --kill-after=10 500 dbus-run-session --config-file="$home/bus.conf" -- "$0" "$program" inside || status=$?
     if [ $status -ne 0 ]; then
         echo "The program said:" >&2
         cat "$home/program.log" >&2 || true
@@ -55,9 +55,9 @@ fail() {
     echo "notification.sh: $1" >&2
     exit 1
 }
-# until WHAT COMMAND...: repeats the command until it succeeds, 30 seconds at most.
+# until WHAT COMMAND...: repeats the command until it succeeds, 90 seconds at most.
 until_true() {
-    local what=$1 end=$((SECONDS + 30))
+    local what=$1 end=$((SECONDS + 90))
     shift
     until "$@" >/dev/null 2>&1; do
         [ $SECONDS -lt $end ] || fail "$what did not happen"
@@ -102,6 +102,7 @@ started+=($!)
 until_true "the first screen" grep -q "first rows painted" program.log
 shown() { [ "$(dunstctl count displayed)" -eq "$1" ]; }
 until_true "exactly one notification" shown 1
+until_true "its window" xdotool search --onlyvisible --class dunst
 ! grep -q "went to line" program.log || fail "the program went to a line before the click"
 
 # Where the pointer is when it clicks: in the middle of the notification.

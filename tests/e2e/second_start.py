@@ -105,15 +105,13 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
 
     # It is for the running copy to say what is wrong.
     hand_over(desktop, program, "missing.log", cwd=two)
-    until("the message", lambda: desktop.run("xdotool", "getactivewindow", check=False).strip() not in ("", window))
+    until("the message", lambda: desktop.active_window() not in ("", window))
     desktop.keys("Return")
-    until("the end of the message",
-          lambda: desktop.run("xdotool", "getactivewindow", check=False).strip() == window)
+    until("the end of the message", lambda: desktop.active_window() == window)
 
     # Without a file the window comes to the front, also when it was put away.
     desktop.run("xdotool", "windowminimize", window)
-    until("the end of the window's time in front", lambda: desktop.run(
-        "xdotool", "getactivewindow", check=False).strip() != window)
+    until("the end of the window's time in front", lambda: desktop.active_window() != window)
     hand_over(desktop, program)
     running.window("63 – Korvane")
     expect("the windows", windows(desktop), [window])

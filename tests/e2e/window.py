@@ -30,7 +30,7 @@ def share_and_open_terminal(desktop, window, log):
            ["--utf8", "--subject", f"Look at {log.name} now", "--body", "It says:\nnothing & $filename",
             "--attach", str(log), "on-call@example.org", "team@example.org"])
     desktop.keys("shift+F4")
-    until("the message of the command", lambda: desktop.run("xdotool", "getactivewindow").strip() != window)
+    until("the message of the command", lambda: desktop.active_window() not in ("", window))
     desktop.keys("Return")
     expect("where and how the terminal was started", [os.fsdecode(part) for part in
                                                       desktop.call_of("x-terminal-emulator")], [str(log.parent)])
@@ -54,6 +54,7 @@ def main():
 
         running = Program(desktop, program, str(log))
         window = running.window("service one.log – Korvane")
+        running.shows_rows()
         # In the first column, which begins where the sidebar ends.
         for y in (200, 300, 400):
             desktop.click(window, 270, y)
@@ -69,6 +70,7 @@ def main():
 
         running = Program(desktop, program, str(other))
         window = running.window("other.log – Korvane")
+        running.shows_rows()
         desktop.click(window, 100, 500)
         desktop.keys("Home", "Down", "Return")
         window = running.window("service one.log – Korvane")

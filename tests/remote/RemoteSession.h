@@ -41,7 +41,7 @@ protected:
             document_->close();
         document_.reset();
         // What a worker still reports is taken while there are alerts to take it.
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
         RemoteRecentFilesManager::setShared(nullptr);
     }

@@ -38,7 +38,7 @@ protected:
     void openShown(const QByteArray& content) {
         openLoaded(content);
         row(0);
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     }
     QString path() const { return QString::fromUtf8(file_->path()); }
     QString pageCommand(int page) const {

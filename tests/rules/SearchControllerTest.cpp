@@ -73,7 +73,7 @@ protected:
     ~SearchControllerTest() override {
         source_->holdsSearches = false;
         controller_.reset();
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
     }
 
@@ -261,7 +261,7 @@ TEST_F(SearchControllerTest, TheEndOfACancelledSearchChangesNothing) {
         controller_->performSearch(u"error"_s);
         cancel();
         source_->holdsSearches = false;
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
         EXPECT_FALSE(controller_->searchInProgress());
         EXPECT_EQ(takeSelected(), selected);
@@ -276,7 +276,7 @@ TEST_F(SearchControllerTest, ASearchThatOutlivesItsWindowReportsNothing) {
     controller_->performSearch(u"error"_s);
     controller_.reset();
     source_->holdsSearches = false;
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     MainThread::shared().runPending();
     EXPECT_EQ(takeSelected(), Rows());
 }
@@ -294,7 +294,7 @@ TEST_F(SearchControllerTest, AMatchThatHasLeftTheTableIsNotShown) {
     controller_->performSearch(u"alpha"_s);
     ASSERT_TRUE(waitFor([this] { return shownProgress_ == 1; }));
     source_->holdsSearches = false;
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     source_->start = 5;
     MainThread::shared().runPending();
     EXPECT_EQ(takeSelected(), Rows());

@@ -19,7 +19,7 @@ public:
 /// Fresh preferences for each test, over a settings file of its own. No worker outlives the test.
 class PreferencesTest : public ::testing::Test {
 public:
-    ~PreferencesTest() override { EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20))); }
+    ~PreferencesTest() override { EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60))); }
 
 protected:
     PreferencesTest() {

@@ -156,7 +156,7 @@ bool SshServer::startOnPort() {
                                   "NSS_WRAPPER_GROUP=" + directory + "/group",
                                   "NSS_WRAPPER_SHADOW=" + directory + "/shadow"}))
         return false;
-    const auto end = std::chrono::steady_clock::now() + 20s;
+    const auto end = std::chrono::steady_clock::now() + 60s;
     while (process_.isRunning() && std::chrono::steady_clock::now() < end) {
         if (answers(port_))
             return true;

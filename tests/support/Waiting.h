@@ -10,7 +10,7 @@ namespace korvane::test {
 
 /// Runs the main thread's tasks until the condition holds; false when it does not within the limit.
 inline bool waitFor(const std::function<bool()>& condition,
-                    std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+                    std::chrono::milliseconds limit = std::chrono::seconds(60)) {
     const auto end = std::chrono::steady_clock::now() + limit;
     for (;;) {
         MainThread::shared().runPending();

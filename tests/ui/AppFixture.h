@@ -34,11 +34,11 @@ protected:
         documents_.closeAllDocuments();
         windows_.closeAll();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
     }
 
-    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 20000); }
+    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
     /// Gives it the keyboard, as a desktop does with a new dialog and with the window of one that has gone.
     static bool isInFront(QWidget* window) {

@@ -105,12 +105,12 @@ protected:
     DesktopNotificationsTest() { useBus(bus_.address()); }
     ~DesktopNotificationsTest() override {
         qunsetenv("DBUS_SESSION_BUS_ADDRESS");
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(20)));
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
     }
 
     static void useBus(const QString& address) { qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8()); }
-    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 20000); }
+    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
     test::PrivateBus bus_;
     MainThreadPump pump_;

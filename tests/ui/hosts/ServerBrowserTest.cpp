@@ -34,7 +34,7 @@ namespace {
 using namespace Qt::StringLiterals;
 
 bool waitUntil(const std::function<bool()>& condition) {
-    return QTest::qWaitFor(condition, 20000);
+    return QTest::qWaitFor(condition, 60000);
 }
 
 /// A login that answers what it is told to.

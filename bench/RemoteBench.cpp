@@ -4,13 +4,11 @@
 #include "SlowLink.h"
 #include "Timing.h"
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/Pages.h"
 #include "documents/LoadProgressController.h"
 #include "documents/PageMemory.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "remote/Client.h"
 #include "remote/RemoteDocument.h"
 #include "remote/ssh/SessionSettings.h"
@@ -74,8 +72,7 @@ int page(const QString& given, std::chrono::milliseconds roundTrip) {
     test::waitFor([] { return false; }, 1s);
 
     int arrived = 0;
-    const auto token = NotificationCenter::shared().observe(notification::dataSourceLoadedLines,
-                                                            [&arrived](const Notification&) { ++arrived; });
+    const auto subscription = rows->notices().pageLoaded.subscribe([&arrived](qint64) { ++arrived; });
     std::vector<double> ours;
     std::vector<double> theirs;
     const qint64 pageCount = rows->numberOfRows() / pages::size;

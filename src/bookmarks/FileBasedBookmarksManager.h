@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bookmarks/BookmarkEntry.h"
+#include "bookmarks/BookmarkNotices.h"
 #include "core/LineMarkLookup.h"
 #include "foundation/Result.h"
 #include "foundation/archive/StoreFileSaver.h"
@@ -67,11 +68,14 @@ public:
     /// As FiltersManager::fault.
     const QString& fault() const { return file_.fault(); }
 
+    BookmarkNotices& notices() { return notices_; }
+
 private:
     explicit FileBasedBookmarksManager(QString path) : file_(std::move(path)) {}
     void migrateFromUserDefaults(const UserDefaults& defaults);
     void shareLines(const QString& urlString, const std::shared_ptr<LineMarkList>& lines);
 
+    BookmarkNotices notices_;
     StoreFileSaver file_;
     Bookmarks bookmarks_;
     LineMarks lineMarks_;

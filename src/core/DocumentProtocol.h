@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/DocumentNotices.h"
 #include "foundation/FilePath.h"
 
 #include <QString>
@@ -32,6 +33,12 @@ public:
     virtual std::shared_ptr<TailDataSourceProtocol> dataSource() const = 0;
     /// Null for a document that cannot be followed.
     virtual std::shared_ptr<FileObserverProtocol> logFileObserver() const = 0;
+
+    /// Any thread; see there on which each is posted.
+    DocumentNotices& notices() { return notices_; }
+
+private:
+    DocumentNotices notices_;
 };
 
 } // namespace korvane

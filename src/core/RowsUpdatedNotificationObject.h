@@ -8,13 +8,13 @@ namespace korvane {
 
 class DocumentProtocol;
 
-/// What travels with `notification::rowsUpdated`, held by shared pointer.
+/// The lines that `DocumentNotices::rowsUpdated` reports.
 struct RowsUpdatedNotificationObject {
-    /// The document whose lines changed; it may have been closed meanwhile.
+    /// The document whose lines changed.
     std::weak_ptr<DocumentProtocol> doc;
     /// The changed zero-based line indexes, a contiguous range.
     LineRange idx;
-    /// The file holds another content than before: no line is what it was.
+    /// The file was replaced or rewritten: every line may be another one.
     bool isOtherContent = false;
 };
 

@@ -52,7 +52,8 @@ public:
     }
     /// As above. Null while there is no rule that has something to tell.
     virtual std::unique_ptr<NotificationPassProtocol> makeNotificationPass() { return nullptr; }
-    /// In the order of the active rules; changes are posted as `notification::slowRulesChanged`. Any thread.
+    /// In the order of the active rules; changes are reported by `DocumentNotices::slowRulesChanged`. Any
+    /// thread.
     virtual std::vector<SlowRule> slowRules() const { return {}; }
     /// Line numbers mean other lines from now on. Any thread.
     virtual void contentForgotten() {}

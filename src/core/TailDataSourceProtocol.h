@@ -2,6 +2,7 @@
 
 #include "core/DefaultFilterLineAction.h"
 #include "core/RowLine.h"
+#include "core/RowNotices.h"
 #include "core/reader/LogFileReaderProtocol.h"
 #include "core/search/SearchMatch.h"
 
@@ -29,7 +30,7 @@ public:
 
     /// Any thread.
     virtual DefaultFilterLineAction defaultLineAction() const = 0;
-    /// Rows are decorated anew; `notification::dataSourceLoadedLines` says that they must be asked for again.
+    /// Rows are decorated again: `RowNotices::rowsStale`.
     virtual void setDefaultLineAction(DefaultFilterLineAction action) = 0;
     /// Null while there are no rules.
     virtual std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer() const = 0;
@@ -112,6 +113,11 @@ public:
 
     /// Rows loaded so far hold bytes that are not valid in the file's encoding, shown as U+FFFD.
     virtual bool hasInvalidLines() const = 0;
+
+    RowNotices& notices() { return notices_; }
+
+private:
+    RowNotices notices_;
 };
 
 } // namespace korvane

@@ -199,6 +199,11 @@ void AppDocumentController::userNotificationActivated(const QString& fileUrl, qi
 void AppDocumentController::addDocument(const std::shared_ptr<Document>& document) {
     documents_.push_back(document);
     documentsByAddress_.insert(absoluteString(document->fileUrl()), document);
+    loadedSubscriptions_[document.get()] =
+        document->notices().loaded.subscribe([this, weak = std::weak_ptr(document)] {
+            if (const auto loaded = weak.lock())
+                documentLoaded_.post(loaded);
+        });
 }
 
 std::shared_ptr<Document> AppDocumentController::documentForUrl(const QUrl& url) const {
@@ -211,6 +216,7 @@ void AppDocumentController::closeDocument(const std::shared_ptr<Document>& docum
     if (std::erase(documents_, closing) == 0)
         return;
     documentsByAddress_.remove(absoluteString(closing->fileUrl()));
+    loadedSubscriptions_.erase(closing.get());
     windows_.closeWindow(closing);
     closing->close();
     if (documents_.empty() && didCloseAll_)

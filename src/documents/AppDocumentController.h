@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/notices/Alerts.h"
+#include "foundation/notices/Notice.h"
 
 #include <QCoreApplication>
 #include <QHash>
@@ -11,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace korvane {
@@ -61,7 +63,7 @@ public:
 
     /// Opens the address: raises the window of a document that is open already, and connects it if it has no
     /// connection yet, otherwise makes document and
-    /// window and starts the load, which the document announces by `notification::documentLoaded`. A failure
+    /// window and starts the load, which `documentLoaded` reports. A failure
     /// is shown as an alert. `lineNumber`: the one-based line to go to. `displayName`: as for
     /// Document::setDisplayName. Returns the document, null on failure.
     std::shared_ptr<Document> openDocument(const QUrl& url, std::optional<qint64> lineNumber = std::nullopt,
@@ -77,6 +79,8 @@ public:
 
     void addDocument(const std::shared_ptr<Document>& document);
     const std::vector<std::shared_ptr<Document>>& documents() const { return documents_; }
+    /// A document is open and its window is there. Main thread.
+    Notice<std::shared_ptr<Document>>& documentLoaded() { return documentLoaded_; }
     /// The open document of that address, null if there is none.
     std::shared_ptr<Document> documentForUrl(const QUrl& url) const;
 
@@ -112,6 +116,9 @@ private:
     std::vector<std::shared_ptr<Document>> documents_;
     /// The same by their absolute addresses.
     QHash<QString, std::shared_ptr<Document>> documentsByAddress_;
+    Notice<std::shared_ptr<Document>> documentLoaded_{"DocumentLoadedNotificationKey"};
+    /// To `DocumentNotices::loaded` of each document.
+    std::unordered_map<const Document*, Subscription> loadedSubscriptions_;
     std::function<void()> didCloseAll_;
     CopyOpener openCopy_;
 

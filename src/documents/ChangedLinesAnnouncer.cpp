@@ -1,9 +1,7 @@
 #include "documents/ChangedLinesAnnouncer.h"
 
-#include "core/NotificationNames.h"
-#include "core/RowsUpdatedNotificationObject.h"
+#include "core/DocumentProtocol.h"
 #include "documents/TailDataSource.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/MainThread.h"
 
 #include <algorithm>
@@ -66,10 +64,7 @@ void ChangedLinesAnnouncer::postNotification() {
         return; // closed meanwhile
     if (content == Content::Other)
         dataSource->clearCache();
-    NotificationCenter::shared().post(
-        notification::rowsUpdated,
-        std::make_shared<RowsUpdatedNotificationObject>(
-            RowsUpdatedNotificationObject{document, changed, content == Content::Other}));
+    document->notices().rowsUpdated.post({document, changed, content == Content::Other});
 }
 
 } // namespace korvane

@@ -10,7 +10,7 @@ namespace korvane {
 
 class TailDataSource;
 
-/// Makes changed lines known: to the data source at once, to the windows by `notification::rowsUpdated`.
+/// Makes changed lines known: to the data source at once, to the windows by `DocumentNotices::rowsUpdated`.
 /// However fast changes come, at most one notification waits for the main thread; it covers all of them. Any
 /// thread.
 class ChangedLinesAnnouncer : public std::enable_shared_from_this<ChangedLinesAnnouncer> {

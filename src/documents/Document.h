@@ -28,7 +28,7 @@ public:
     /// Starts to load in the background; the rows appear meanwhile. Called once, after `readFromUrl`.
     virtual void startLoading() = 0;
     /// The document has its window: it is followed, where the settings say so, and
-    /// `notification::documentLoaded` says that it is there, as soon as both can be done. Called once, after
+    /// `DocumentNotices::loaded` reports it, as soon as both can be done. Called once, after
     /// `startLoading`.
     virtual void windowMade() = 0;
     /// Whether its rows are on the screen, or about to be; true at first. What is shown is loaded first.
@@ -87,7 +87,7 @@ public:
     /// The progress of the loading, or of the last `reload`; never null after `readFromUrl`.
     virtual std::shared_ptr<const LoadProgressController> loadProgress() const = 0;
 
-    /// `notification::connectionStateChanged` tells of every change.
+    /// `DocumentNotices::connectionStateChanged` reports every change.
     virtual ConnectionState connectionState() const { return ConnectionState::Local; }
     /// Connects for the first time where nothing has been loaded yet, or again after a failed attempt or a
     /// loss, and then follows the file as before. Lines, selection and rows stay.

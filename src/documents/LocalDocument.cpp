@@ -1,6 +1,5 @@
 #include "documents/LocalDocument.h"
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/reader/LogReader.h"
@@ -11,7 +10,6 @@
 #include "foundation/AvailableMemory.h"
 #include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/MainThread.h"
 #include "tail/LogFileObserver.h"
 
@@ -183,8 +181,7 @@ void LocalDocument::startLoading() {
 void LocalDocument::windowMade() {
     if (Preferences::shared().startTailingOnFileOpen())
         startTailingWhenLoaded();
-    NotificationCenter::shared().post(notification::documentLoaded,
-                                      std::shared_ptr<DocumentProtocol>(shared_from_this()));
+    notices().loaded.post();
 }
 
 void LocalDocument::loadEnded() {

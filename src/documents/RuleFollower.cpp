@@ -1,7 +1,6 @@
 #include "documents/RuleFollower.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
@@ -19,13 +18,12 @@ RuleFollower::RuleFollower(std::shared_ptr<RuleEnforcer> enforcer, const Documen
     if (!FiltersManager::hasShared() || !FilterRulesMemento::hasShared())
         return;
     setRules();
-    auto& center = NotificationCenter::shared();
-    tokens_.push_back(center.observe(notification::filterManager, [this](const Notification&) { follow(); }));
-    tokens_.push_back(center.observe(notification::activeRulesChanged, [this](const Notification& posted) {
-        const auto* const key = std::any_cast<QString>(&posted.object);
-        if (key && *key == docKey_)
-            follow();
-    }));
+    subscriptions_.push_back(FiltersManager::shared().changed().subscribe([this](const auto&) { follow(); }));
+    subscriptions_.push_back(
+        FilterRulesMemento::shared().activeRulesChanged().subscribe([this](const QString& key) {
+            if (key == docKey_)
+                follow();
+        }));
 }
 
 bool RuleFollower::setRules() {

@@ -1,12 +1,11 @@
 #pragma once
 
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 
 #include <QString>
 
 #include <functional>
 #include <memory>
-#include <vector>
 
 namespace korvane {
 
@@ -29,7 +28,7 @@ private:
     const std::shared_ptr<RuleEnforcer> enforcer_;
     const QString docKey_;
     const std::function<void()> rulesChanged_;
-    std::vector<NotificationToken> tokens_;
+    Subscriptions subscriptions_;
 };
 
 } // namespace korvane

@@ -2,7 +2,6 @@
 
 #include "core/DocumentProtocol.h"
 #include "core/LineMarkLookup.h"
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/reader/Pages.h"
 #include "documents/ArrivedLinesNotifier.h"
@@ -10,7 +9,6 @@
 #include "documents/PageLoadOperation.h"
 #include "documents/RuleFollower.h"
 #include "foundation/FilePath.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/MainThread.h"
 #include "rules/QuickHighlightFilterRule.h"
 #include "rules/RuleEnforcer.h"
@@ -55,14 +53,15 @@ DefaultFilterLineAction TailDataSource::defaultLineAction() const {
 }
 
 void TailDataSource::setDefaultLineAction(DefaultFilterLineAction action) {
-    if (defaultLineAction_.exchange(action) != action)
-        redecorateRows();
+    if (defaultLineAction_.exchange(action) == action)
+        return;
+    redecorateRows();
+    notices().defaultLineActionChanged.post();
 }
 
 void TailDataSource::redecorateRows() {
     invalidateRows();
-    const TailDataSourceProtocol* const sender = this;
-    NotificationCenter::shared().post(notification::dataSourceLoadedLines, {}, sender);
+    notices().rowsStale.post();
 }
 
 std::shared_ptr<RuleEnforcerProtocol> TailDataSource::ruleEnforcer() const {
@@ -280,10 +279,8 @@ void TailDataSource::announcePage(qint64 page) {
 }
 
 void TailDataSource::tellOfPage(qint64 page) {
-    if (!getDocument())
-        return;
-    const TailDataSourceProtocol* const sender = this;
-    NotificationCenter::shared().post(notification::dataSourceLoadedLines, arrivalNotice(page), sender);
+    if (getDocument())
+        notices().pageLoaded.post(page);
 }
 
 void TailDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {

@@ -96,8 +96,6 @@ protected:
 
     void setRuleEnforcer(std::shared_ptr<RuleEnforcerProtocol> enforcer);
     virtual std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) = 0;
-    /// The object of the notice that a page has been loaded.
-    virtual std::any arrivalNotice(qint64 /*page*/) const { return {}; }
     /// See ChangedLinesAnnouncer.
     void announceLoadedRows(LineRange rows);
     /// Loads under way, too, that show none of these rows.

@@ -1,11 +1,9 @@
 #include "remote/RemoteDocument.h"
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/Discard.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/notices/Alerts.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/MainThread.h"
 #include "remote/Client.h"
 #include "remote/RemoteErrors.h"
@@ -213,8 +211,7 @@ void RemoteDocument::setState(ConnectionState state) {
 }
 
 void RemoteDocument::announceState() {
-    NotificationCenter::shared().post(notification::connectionStateChanged,
-                                      std::shared_ptr<DocumentProtocol>(shared_from_this()));
+    notices().connectionStateChanged.post();
 }
 
 void RemoteDocument::connected() {
@@ -222,8 +219,7 @@ void RemoteDocument::connected() {
     if (std::exchange(asksAgain_, false)) {
         // The rows stay until the new ones are there.
         dataSource_->linesChanged(0);
-        const TailDataSourceProtocol* const sender = dataSource_.get();
-        NotificationCenter::shared().post(notification::dataSourceLoadedLines, {}, sender);
+        dataSource_->notices().rowsStale.post();
     }
     if (follows_)
         follow();
@@ -238,8 +234,7 @@ void RemoteDocument::connected() {
     dataSource_->loadPage(1, true);
     if (RemoteRecentFilesManager::hasShared())
         RemoteRecentFilesManager::shared().add(fileUrl_);
-    NotificationCenter::shared().post(notification::documentLoaded,
-                                      std::shared_ptr<DocumentProtocol>(shared_from_this()));
+    notices().loaded.post();
 }
 
 void RemoteDocument::connectionFailed() {
@@ -259,8 +254,7 @@ void RemoteDocument::present(const Error& error) {
 }
 
 void RemoteDocument::tellUser(const QString& text) {
-    const DocumentProtocol* const sender = this;
-    NotificationCenter::shared().post(notification::globalUserUpdate, text, sender);
+    notices().userUpdate.post(text);
 }
 
 void RemoteDocument::setFileFault(const QString& text) {

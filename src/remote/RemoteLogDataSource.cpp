@@ -1,11 +1,9 @@
 #include "remote/RemoteLogDataSource.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/NotificationNames.h"
 #include "core/RuleEnforcerProtocol.h"
 #include "core/reader/Pages.h"
 #include "core/search/CompiledSearch.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/MainThread.h"
 #include "remote/Client.h"
 #include "remote/RemoteFile.h"

@@ -72,7 +72,6 @@ public:
 
 protected:
     std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) override;
-    std::any arrivalNotice(qint64 page) const override { return page; }
 
 private:
     enum class Content { Known, Grown, Other };

@@ -1,8 +1,6 @@
 #include "remote/RemoteLogFileObserver.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/NotificationNames.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/MainThread.h"
 #include "remote/RemoteFile.h"
 #include "remote/RemoteFileMonitorOperation.h"
@@ -95,7 +93,7 @@ void RemoteLogFileObserver::announceTailing() {
     MainThread::shared().post([weak = dataSource_] {
         const auto dataSource = weak.lock();
         if (const auto document = dataSource ? dataSource->getDocument() : nullptr)
-            NotificationCenter::shared().post(notification::tailingChanged, document);
+            document->notices().tailingChanged.post();
     });
 }
 

@@ -46,7 +46,7 @@ private:
     void contentIsOther(RemoteLogDataSource& dataSource, std::uint64_t size);
     /// That it has begun, once.
     void announceMonitor();
-    /// `notification::tailingChanged`.
+    /// `DocumentNotices::tailingChanged`.
     void announceTailing();
 
     const std::weak_ptr<RemoteLogDataSource> dataSource_;

@@ -1,10 +1,8 @@
 #include "rules/FilterRulesMemento.h"
 
-#include "core/NotificationNames.h"
 #include "foundation/FatalError.h"
 #include "foundation/archive/KeyedArchiver.h"
 #include "foundation/archive/KeyedUnarchiver.h"
-#include "foundation/notices/NotificationCenter.h"
 
 #include <algorithm>
 
@@ -106,7 +104,7 @@ void FilterRulesMemento::removeActiveRule(const QUuid& ruleId, const QString& do
 
 void FilterRulesMemento::saveAndPost(const QString& docKey) {
     file_.save(archiveStates(states_));
-    NotificationCenter::shared().post(notification::activeRulesChanged, docKey);
+    activeRulesChanged_.post(docKey);
 }
 
 } // namespace korvane

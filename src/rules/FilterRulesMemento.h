@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/archive/StoreFileSaver.h"
+#include "foundation/notices/Notice.h"
 
 #include <QString>
 #include <QUuid>
@@ -29,9 +30,11 @@ public:
 
     /// In the order of switching on; empty for an unknown document.
     std::vector<QUuid> activeRuleIds(const QString& docKey) const;
-    /// Both save, and then post `notification::activeRulesChanged` with the key; without a change neither.
+    /// Both save, and then post `activeRulesChanged`; without a change neither.
     void addActiveRule(const QUuid& ruleId, const QString& docKey);
     void removeActiveRule(const QUuid& ruleId, const QString& docKey);
+    /// Other rules are switched on for a document. Payload: its key. Main thread.
+    Notice<QString>& activeRulesChanged() { return activeRulesChanged_; }
 
     /// As FiltersManager::fault.
     const QString& fault() const { return file_.fault(); }
@@ -40,6 +43,7 @@ private:
     explicit FilterRulesMemento(QString path) : file_(std::move(path)) {}
     void saveAndPost(const QString& docKey);
 
+    Notice<QString> activeRulesChanged_{"ActiveRulesChangedNotification"};
     StoreFileSaver file_;
     std::map<QString, std::vector<QUuid>> states_;
 };

@@ -1,9 +1,7 @@
 #include "rules/FiltersManager.h"
 
-#include "core/NotificationNames.h"
 #include "core/search/SearchItem.h"
 #include "foundation/FatalError.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
@@ -22,10 +20,6 @@ namespace {
 std::unique_ptr<FiltersManager>& sharedManager() {
     static std::unique_ptr<FiltersManager> manager;
     return manager;
-}
-
-void post(FiltersManagerNotification::Type type) {
-    NotificationCenter::shared().post(notification::filterManager, FiltersManagerNotification{type});
 }
 
 std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) {
@@ -79,7 +73,7 @@ bool FiltersManager::isIndex(qsizetype index) const {
 void FiltersManager::addRule(std::shared_ptr<FilterRule> rule) {
     rules_.push_back(std::move(rule));
     save();
-    post(FiltersManagerNotification::Type::filterAdded);
+    changed_.post({FiltersManagerNotification::Type::filterAdded});
 }
 
 void FiltersManager::removeRule(qsizetype index) {
@@ -87,7 +81,7 @@ void FiltersManager::removeRule(qsizetype index) {
         return;
     rules_.erase(rules_.begin() + index);
     save();
-    post(FiltersManagerNotification::Type::filterRemoved);
+    changed_.post({FiltersManagerNotification::Type::filterRemoved});
 }
 
 void FiltersManager::updateRule(std::shared_ptr<FilterRule> rule, qsizetype index) {
@@ -95,7 +89,7 @@ void FiltersManager::updateRule(std::shared_ptr<FilterRule> rule, qsizetype inde
         return;
     rules_[static_cast<std::size_t>(index)] = std::move(rule);
     save();
-    post(FiltersManagerNotification::Type::filterUpdated);
+    changed_.post({FiltersManagerNotification::Type::filterUpdated});
 }
 
 void FiltersManager::saveIfNeverSaved() {
@@ -138,7 +132,7 @@ void FiltersManager::addRules(const Rules& rules) {
                              : rule);
     }
     save();
-    post(FiltersManagerNotification::Type::filterAdded);
+    changed_.post({FiltersManagerNotification::Type::filterAdded});
 }
 
 FiltersManager::Rules FiltersManager::defaultRules() {

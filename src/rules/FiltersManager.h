@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/archive/StoreFileSaver.h"
+#include "foundation/notices/Notice.h"
 
 #include <QColor>
 #include <QString>
@@ -14,8 +15,7 @@ namespace korvane {
 
 class FilterRule;
 
-/// What travels with `notification::filterManager`. It names neither the rule nor its place: read the list
-/// again.
+/// What `FiltersManager::changed` reports. It names neither the rule nor its index: read the list again.
 struct FiltersManagerNotification {
     enum class Type { filterAdded = 0, filterRemoved = 1, filterUpdated = 2 };
     Type type = Type::filterAdded;
@@ -44,10 +44,12 @@ public:
     /// The first rule of that identity, null if there is none.
     std::shared_ptr<FilterRule> ruleWithId(const QUuid& id) const;
 
-    /// Each saves and then posts `notification::filterManager`. An index outside the list changes nothing.
+    /// Each saves and then posts `changed`. An index outside the list changes nothing.
     void addRule(std::shared_ptr<FilterRule> rule);
     void removeRule(qsizetype index);
     void updateRule(std::shared_ptr<FilterRule> rule, qsizetype index);
+    /// The list has changed and been saved. Main thread.
+    Notice<FiltersManagerNotification>& changed() { return changed_; }
 
     /// Writes the list; a failed write keeps the old file and is told by `fault`.
     void save();
@@ -84,6 +86,7 @@ private:
     explicit FiltersManager(QString path) : file_(std::move(path)) {}
     bool isIndex(qsizetype index) const;
 
+    Notice<FiltersManagerNotification> changed_{"FilterManagerNotificationKey"};
     StoreFileSaver file_;
     Rules rules_;
 };

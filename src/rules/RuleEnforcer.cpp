@@ -1,9 +1,7 @@
 #include "rules/RuleEnforcer.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/notices/UserNotifications.h"
 #include "foundation/work/MainThread.h"
 #include "rules/FilterRule.h"
@@ -400,8 +398,9 @@ void RuleEnforcer::postSlowRules() const {
     const auto document = dataSource_.getDocument();
     if (!document)
         return;
-    MainThread::shared().post([key = document->settingsId()] {
-        NotificationCenter::shared().post(notification::slowRulesChanged, key);
+    MainThread::shared().post([weak = std::weak_ptr(document)] {
+        if (const auto open = weak.lock())
+            open->notices().slowRulesChanged.post();
     });
 }
 

@@ -1,6 +1,5 @@
 #include "rules/SearchController.h"
 
-#include "core/NotificationNames.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/search/SearchItem.h"
 #include "foundation/work/MainThread.h"
@@ -30,9 +29,8 @@ SearchController::create(Window window, std::shared_ptr<TailDataSourceProtocol> 
 
 SearchController::SearchController(Window window, std::shared_ptr<TailDataSourceProtocol> dataSource)
     : window_(window), dataSource_(std::move(dataSource)),
-      directionToken_(NotificationCenter::shared().observe(
-          notification::searchDirectionToggled,
-          [this](const Notification& notification) { handleSearchDirectionToggled(notification); })) {}
+      directionSubscription_(window.directionToggled.subscribe(
+          [this](bool forward) { handleSearchDirectionToggled(forward); })) {}
 
 SearchController::~SearchController() = default;
 
@@ -78,13 +76,10 @@ qint64 SearchController::rowCount() const {
     return dataSource_ ? dataSource_->numberOfRows() : 0;
 }
 
-void SearchController::handleSearchDirectionToggled(const Notification& notification) {
-    const auto* const forward = std::any_cast<bool>(&notification.object);
-    if (!forward || notification.sender != window_.sender)
-        return;
+void SearchController::handleSearchDirectionToggled(bool forward) {
     // A match still to come would lie in the old direction.
     cancelSearches();
-    searchingForward_ = *forward;
+    searchingForward_ = forward;
     resetPosition(searchingForward_);
 }
 

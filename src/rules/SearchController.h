@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/search/SearchMatch.h"
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 #include "foundation/work/Operation.h"
 #include "foundation/work/OperationQueue.h"
 
@@ -45,10 +45,10 @@ public:
     struct Window {
         SearchTable& table;
         SearchProgressItem& progress;
-        /// Whose changes of direction count.
-        const void* sender = nullptr;
+        /// The user has chosen another direction. Payload: whether searches go forwards from now on.
+        Notice<bool>& directionToggled;
     };
-    /// Table and progress item must outlive the controller. Without a data source every search is in vain.
+    /// What the window holds must outlive the controller. Without a data source every search is in vain.
     static std::shared_ptr<SearchController> create(Window window,
                                                     std::shared_ptr<TailDataSourceProtocol> dataSource);
     ~SearchController();
@@ -87,7 +87,7 @@ private:
     };
     RowRange rowsToSearch(bool forward) const;
     qint64 rowCount() const;
-    void handleSearchDirectionToggled(const Notification& notification);
+    void handleSearchDirectionToggled(bool forward);
     void cancelSearches();
     /// To where a search in this direction begins; the matches go.
     void resetPosition(bool forward);
@@ -99,7 +99,7 @@ private:
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     std::function<void()> noFurtherMatch_;
     std::function<void(const QString&)> searchFailed_;
-    NotificationToken directionToken_;
+    Subscription directionSubscription_;
 
     QString currentSearchItem_;
     /// The row of the last match; the next search starts beside it.

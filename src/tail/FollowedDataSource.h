@@ -18,10 +18,10 @@ public:
     /// Null once the document has been closed.
     virtual std::shared_ptr<DocumentProtocol> getDocument() const = 0;
     /// Lines were added or changed: their pages are read again when they are needed, and
-    /// `notification::rowsUpdated` follows.
+    /// `DocumentNotices::rowsUpdated` follows.
     virtual void announceChangedLines(LineRange changed) = 0;
     /// The file holds another content now: all rows and search results go, before
-    /// `notification::rowsUpdated` says the same as above.
+    /// `DocumentNotices::rowsUpdated` says the same as above.
     virtual void announceOtherContent(LineRange changed) = 0;
 
     // What following tells besides, for whoever is to hear of every line that arrives.

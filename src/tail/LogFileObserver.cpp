@@ -1,9 +1,7 @@
 #include "tail/LogFileObserver.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/MainThread.h"
 #include "tail/FollowedDataSource.h"
 #include "tail/LocalFileMonitorOperation.h"
@@ -164,7 +162,7 @@ void LogFileObserver::announceTailing() {
     MainThread::shared().post([weak = dataSource_] {
         const auto dataSource = weak.lock();
         if (const auto document = dataSource ? dataSource->getDocument() : nullptr)
-            NotificationCenter::shared().post(notification::tailingChanged, document);
+            document->notices().tailingChanged.post();
     });
 }
 
@@ -284,11 +282,8 @@ void LogFileObserver::setStatusAnew(FileStatus status) {
     MainThread::shared().post([weak = dataSource_, status] {
         const auto dataSource = weak.lock();
         const auto document = dataSource ? dataSource->getDocument() : nullptr;
-        if (!document)
-            return; // closed meanwhile
-        NotificationCenter::shared().post(
-            notification::fileStatusChanged,
-            std::make_shared<FileStatusNotificationObject>(FileStatusNotificationObject{document, status}));
+        if (document) // else closed meanwhile
+            document->notices().fileStatusChanged.post(status);
     });
 }
 

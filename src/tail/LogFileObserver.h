@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/FileObserverProtocol.h"
-#include "core/FileStatusNotificationObject.h"
+#include "core/FileStatus.h"
 #include "core/reader/LogFileReaderProtocol.h"
 #include "foundation/work/OperationQueue.h"
 #include "tail/FileMonitorOperation.h"
@@ -62,7 +62,7 @@ private:
     void takeFileAtPath();
     void showFromFirstLine();
     void setStatus(FileStatus status);
-    /// `notification::tailingChanged`.
+    /// `DocumentNotices::tailingChanged`.
     void announceTailing();
     /// Posts it also when it has been so before: it has happened again.
     void setStatusAnew(FileStatus status);

@@ -1,9 +1,7 @@
 #include "documents/AppDocumentController.h"
 
-#include "core/NotificationNames.h"
 #include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 
@@ -79,11 +77,10 @@ TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheType) {
 TEST_F(AppDocumentControllerTest, AWindowIsShownBeforeTheDocumentIsAnnounced) {
     const TemporaryFile file("one\n");
     std::shared_ptr<DocumentProtocol> announced;
-    const auto token =
-        NotificationCenter::shared().observe(notification::documentLoaded, [&](const Notification& n) {
-            announced = std::any_cast<std::shared_ptr<DocumentProtocol>>(n.object);
-            recorder_.events << u"announced"_s;
-        });
+    const auto subscription = controller_.documentLoaded().subscribe([&](const auto& loaded) {
+        announced = loaded;
+        recorder_.events << u"announced"_s;
+    });
     const auto document = controller_.openDocument(file.url(), 42, u"given"_s);
     ASSERT_TRUE(document);
     EXPECT_EQ(announced, document);

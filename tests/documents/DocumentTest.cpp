@@ -1,11 +1,9 @@
 #include "documents/LocalDocument.h"
 
-#include "core/NotificationNames.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/InMemoryFileLogReader.h"
 #include "documents/LoadProgressController.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
@@ -249,8 +247,7 @@ TEST_F(DocumentTest, ACheckNamesWhatHasBecomeOfTheFile) {
 TEST_F(DocumentTest, AClosedDocumentIsSilent) {
     const TemporaryFile file(QByteArray("line\n").repeated(100'000));
     int updates = 0;
-    const auto token =
-        NotificationCenter::shared().observe(notification::rowsUpdated, [&](auto&) { ++updates; });
+    const auto subscription = document_->notices().rowsUpdated.subscribe([&](const auto&) { ++updates; });
     ASSERT_TRUE(document_->readFromUrl(file.url()));
     document_->startLoading();
     document_->checkFile([&](FileFault) { ++updates; });

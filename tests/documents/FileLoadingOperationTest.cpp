@@ -1,12 +1,10 @@
 #include "documents/FileLoadingOperation.h"
 
-#include "core/NotificationNames.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "documents/FakeDocument.h"
 #include "documents/FakeReader.h"
 #include "documents/LoadProgressController.h"
 #include "documents/LogTableDataSource.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "foundation/work/OperationQueue.h"
 #include "foundation/work/ScanQueue.h"
 #include "support/PreferencesTest.h"
@@ -25,14 +23,12 @@ using State = LoadProgressController::State;
 class FileLoadingOperationTest : public test::PreferencesTest {
 protected:
     FileLoadingOperationTest() {
-        token_ = NotificationCenter::shared().observe(
-            notification::rowsUpdated, [this](const Notification& posted) {
-                const auto update =
-                    std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(posted.object);
-                EXPECT_EQ(update->doc.lock(), document_);
-                updates_.push_back(update->idx);
-                if (update->isOtherContent)
-                    otherContents_.push_back(update->idx);
+        subscription_ =
+            document_->notices().rowsUpdated.subscribe([this](const RowsUpdatedNotificationObject& update) {
+                EXPECT_EQ(update.doc.lock(), document_);
+                updates_.push_back(update.idx);
+                if (update.isOtherContent)
+                    otherContents_.push_back(update.idx);
             });
     }
     ~FileLoadingOperationTest() override { scanGate_.open(); }
@@ -62,7 +58,7 @@ protected:
     std::vector<LineRange> updates_;
     /// Those of the updates that announced another content.
     std::vector<LineRange> otherContents_;
-    NotificationToken token_;
+    Subscription subscription_;
     OperationQueue queue_{"Test queue", 1};
     std::shared_ptr<FileLoadingOperation> operation_;
 };

@@ -1,14 +1,12 @@
 #include "documents/LogTableDataSource.h"
 
 #include "core/LineMarkLookup.h"
-#include "core/NotificationNames.h"
 #include "core/RuleEnforcerProtocol.h"
 #include "core/reader/LogReader.h"
 #include "core/reader/Pages.h"
 #include "core/search/SearchItem.h"
 #include "documents/FakeDocument.h"
 #include "documents/FakeReader.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
@@ -49,6 +47,8 @@ protected:
         reader_ = std::make_shared<test::FakeReader>(lineCount);
         document_ = std::make_shared<test::FakeDocument>(reader_);
         source_ = std::make_shared<test::RuledDataSource>(document_);
+        subscription_ =
+            source_->notices().pageLoaded.subscribe([this](qint64 page) { loaded_.push_back(page); });
     }
 
     /// The row's text once it is loaded.
@@ -68,6 +68,9 @@ protected:
     std::shared_ptr<test::FakeReader> reader_;
     std::shared_ptr<test::FakeDocument> document_;
     std::shared_ptr<test::RuledDataSource> source_;
+    /// The pages whose loads were reported.
+    std::vector<qint64> loaded_;
+    Subscription subscription_;
 };
 
 TEST_F(LogTableDataSourceTest, ARowRequestsThePageItsLineLiesOn) {
@@ -104,23 +107,16 @@ TEST_F(LogTableDataSourceTest, APageIsRequestedOnceWhileItsLoadIsUnderWay) {
 }
 
 TEST_F(LogTableDataSourceTest, ASynchronousLoadHasTheRowsAtOnceAndPostsNothing) {
-    int posts = 0;
-    const auto token =
-        NotificationCenter::shared().observe(notification::dataSourceLoadedLines, [&](auto&) { ++posts; });
     source_->loadPage(1, false);
     EXPECT_EQ(source_->cachedRowLine(10)->line.string(), u"11"_s);
     MainThread::shared().runPending();
-    EXPECT_EQ(posts, 0);
+    EXPECT_TRUE(loaded_.empty());
 }
 
-TEST_F(LogTableDataSourceTest, AnArrivedPageIsAnnouncedByItsDataSource) {
-    const void* sender = nullptr;
-    const auto token = NotificationCenter::shared().observe(
-        notification::dataSourceLoadedLines, [&](const Notification& n) { sender = n.sender; });
-    source_->loadPage(1, true);
-    EXPECT_TRUE(waitFor([&] { return sender != nullptr; }));
-    EXPECT_EQ(sender, static_cast<TailDataSourceProtocol*>(source_.get()));
-    EXPECT_TRUE(source_->cachedRowLine(0));
+TEST_F(LogTableDataSourceTest, ALoadedPageIsReportedByItsNumber) {
+    source_->loadPage(2, true);
+    EXPECT_TRUE(waitFor([&] { return loaded_ == std::vector<qint64>{2}; }));
+    EXPECT_TRUE(source_->cachedRowLine(pages::size));
 }
 
 TEST_F(LogTableDataSourceTest, LinesCarryFontColourAndWhatWasCutOffThem) {
@@ -314,14 +310,12 @@ TEST_F(LogTableDataSourceTest, AJumpRunsTheNewPageBeforeThoseScrolledPast) {
     const qint64 target = 900'000;
     source_->rowLine(target);
     source_->dropRequestsOutside(target, target + 50);
-    int posts = 0;
-    const auto token =
-        NotificationCenter::shared().observe(notification::dataSourceLoadedLines, [&](auto&) { ++posts; });
+    const std::size_t before = loaded_.size();
     const std::size_t underWay = reader_->readStarts().size();
     reader_->readGate.open();
     EXPECT_EQ(textOf(target), u"900001"_s);
     EXPECT_LE(reader_->readStarts().size(), underWay + 1 + 4) << "pages out of sight were read first";
-    EXPECT_LE(posts, 5) << "dropped pages were announced";
+    EXPECT_LE(loaded_.size() - before, 5U) << "dropped pages were reported";
     EXPECT_EQ(textOf(99 * pages::size), QString::number(99 * pages::size + 1))
         << "a dropped page cannot come back";
 }
@@ -417,9 +411,6 @@ TEST_F(LogTableDataSourceTest, LineMarksAreAskedForByAddressAndLineIndex) {
 }
 
 TEST_F(LogTableDataSourceTest, ALoadThatOutlivesItsDataSourcePostsNothing) {
-    int posts = 0;
-    const auto token =
-        NotificationCenter::shared().observe(notification::dataSourceLoadedLines, [&](auto&) { ++posts; });
     for (const bool isDestroyed : {true, false}) {
         open(100);
         reader_->readGate.shut();
@@ -435,7 +426,7 @@ TEST_F(LogTableDataSourceTest, ALoadThatOutlivesItsDataSourcePostsNothing) {
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     source_->close();
     MainThread::shared().runPending();
-    EXPECT_EQ(posts, 0);
+    EXPECT_TRUE(loaded_.empty());
 }
 
 TEST_F(LogTableDataSourceTest, ASearchReadsLinesThatNoPageHasLoadedAndLoadsNone) {

@@ -1,10 +1,8 @@
-#include "core/NotificationNames.h"
 #include "core/RuleEnforcerProtocol.h"
 #include "core/search/SearchItem.h"
 #include "documents/FakeDocument.h"
 #include "documents/FakeReader.h"
 #include "documents/LogTableDataSource.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
@@ -31,10 +29,6 @@ protected:
         FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(stores_.path()).value()));
         while (!rules().rules().empty())
             rules().removeRule(0);
-        token_ = NotificationCenter::shared().observe(
-            notification::dataSourceLoadedLines, [this](const Notification& posted) {
-                notices_ += posted.sender == static_cast<TailDataSourceProtocol*>(source_.get());
-            });
     }
     ~RuleFollowingTest() override {
         reader_->readGate.open();
@@ -50,6 +44,9 @@ protected:
         reader_ = std::make_shared<test::FakeReader>(lineCount);
         document_ = std::make_shared<test::FakeDocument>(reader_);
         source_ = std::make_shared<LogTableDataSource>(document_);
+        const auto count = [this](auto...) { ++notices_; };
+        subscriptions_.push_back(source_->notices().pageLoaded.subscribe(count));
+        subscriptions_.push_back(source_->notices().rowsStale.subscribe(count));
     }
     static std::shared_ptr<FilterRule> addRule(const QString& text, QColor color, bool isActive) {
         const auto rule = makeRule(text, color);
@@ -79,7 +76,7 @@ protected:
     std::shared_ptr<test::FakeDocument> document_;
     std::shared_ptr<LogTableDataSource> source_;
     int notices_ = 0;
-    NotificationToken token_;
+    Subscriptions subscriptions_;
 };
 
 TEST_F(RuleFollowingTest, TheFirstPageIsPaintedWithTheStoredRulesInTheirOrder) {

@@ -16,10 +16,6 @@ class RemoteDocumentTest : public test::ShellSession {};
 // ---- Loading
 
 TEST_F(RemoteDocumentTest, PagesComeByTheSettledCommandsAndOnce) {
-    const auto token = NotificationCenter::shared().observe(
-        notification::dataSourceLoadedLines, [this](const Notification& posted) {
-            told_ << QString::number(std::any_cast<qint64>(posted.object));
-        });
     openShown(test::numberedLines(1, 12'345));
     EXPECT_EQ(client_->commands(u"wc"_s), QStringList{u"wc -l < \"/%1\""_s.arg(path())});
     for (const qint64 line : {1, 12'345, 1, 5000, 5001, 10'000, 10'001, 2})
@@ -28,8 +24,8 @@ TEST_F(RemoteDocumentTest, PagesComeByTheSettledCommandsAndOnce) {
     ASSERT_EQ(pageCommands().size(), 3);
     EXPECT_TRUE(pageCommands().last().startsWith(u"tail -c +"_s)) << "from where the first page has ended";
     // A row is there a moment before its notice.
-    EXPECT_TRUE(test::waitFor([this] { return told_.size() == 3; }));
-    EXPECT_EQ(told_, (QStringList{u"1"_s, u"3"_s, u"2"_s}));
+    EXPECT_TRUE(test::waitFor([this] { return loadedPages_.size() == 3; }));
+    EXPECT_EQ(loadedPages_, (std::vector<qint64>{1, 3, 2}));
     EXPECT_EQ(client_->loginCount, 1);
     EXPECT_EQ(announced_, 1);
     EXPECT_EQ(RemoteRecentFilesManager::shared().recentUrls(),

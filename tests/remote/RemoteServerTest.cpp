@@ -206,10 +206,8 @@ TEST_P(RemoteServerTest, AFileThatIsGoneWhileItIsFollowedIsNamedUntilItIsBack) {
     ASSERT_TRUE(rowBecomes(99, u"line 100"_s));
     const QString gone = u"\"%1\" cannot be read: it does not exist."_s.arg(path_);
     int changes = 0;
-    const auto token =
-        NotificationCenter::shared().observe(notification::connectionStateChanged, [&](const Notification&) {
-            changes += document_->openFault() == gone ? 1 : 0;
-        });
+    const auto subscription = document_->notices().connectionStateChanged.subscribe(
+        [&] { changes += document_->openFault() == gone ? 1 : 0; });
     ASSERT_TRUE(QFile::rename(path_, path_ + u".1"_s));
     // Nobody looks at the rows.
     EXPECT_TRUE(test::waitFor([&] { return document_->openFault() == gone; }));

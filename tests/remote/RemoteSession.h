@@ -1,12 +1,10 @@
 #pragma once
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/notices/Alerts.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "remote/RemoteDocument.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
@@ -48,7 +46,10 @@ protected:
 
     void open(std::shared_ptr<RemoteDocument> document, const QString& path) {
         document_ = std::move(document);
+        subscribe();
         ASSERT_TRUE(document_->readFromUrl(RemoteUrl(*document_->host(), path).url()));
+        subscriptions_.push_back(document_->dataSource()->notices().pageLoaded.subscribe(
+            [this](qint64 page) { loadedPages_.push_back(page); }));
         document_->startLoading();
         document_->windowMade();
     }
@@ -80,25 +81,21 @@ protected:
     std::shared_ptr<RemoteDocument> document_;
 
     std::vector<LineRange> changes_;
+    std::vector<qint64> loadedPages_;
     QStringList told_;
     int announced_ = 0;
 
 private:
-    std::vector<NotificationToken> tokens_ = observe();
-    std::vector<NotificationToken> observe() {
-        auto& center = NotificationCenter::shared();
-        std::vector<NotificationToken> tokens;
-        tokens.push_back(center.observe(notification::rowsUpdated, [this](const Notification& posted) {
-            changes_.push_back(
-                std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(posted.object)->idx);
-        }));
-        tokens.push_back(center.observe(notification::globalUserUpdate, [this](const Notification& posted) {
-            told_.append(std::any_cast<QString>(posted.object));
-        }));
-        tokens.push_back(
-            center.observe(notification::documentLoaded, [this](const Notification&) { ++announced_; }));
-        return tokens;
+    void subscribe() {
+        DocumentNotices& notices = document_->notices();
+        subscriptions_.push_back(notices.rowsUpdated.subscribe(
+            [this](const RowsUpdatedNotificationObject& rows) { changes_.push_back(rows.idx); }));
+        subscriptions_.push_back(
+            notices.userUpdate.subscribe([this](const QString& text) { told_.append(text); }));
+        subscriptions_.push_back(notices.loaded.subscribe([this] { ++announced_; }));
     }
+
+    Subscriptions subscriptions_;
 };
 
 } // namespace korvane::test

@@ -1,8 +1,6 @@
 #include "rules/RuleEnforcer.h"
 
-#include "core/NotificationNames.h"
 #include "core/search/SearchItem.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "rules/FakeTailDataSource.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
@@ -305,11 +303,8 @@ TEST_F(RuleEnforcerTest, ALineThatARuleGaveUpOnIsShownMarkedAndCounted) {
     const auto other = notifyingRule(u"urgent"_s, Frequency::Always);
     enforcer_.setActiveRules({slow, other});
     source_.setDefaultLineAction(DefaultFilterLineAction::hide);
-    QStringList keys;
-    const auto token =
-        NotificationCenter::shared().observe(notification::slowRulesChanged, [&](const Notification& posted) {
-            keys.append(std::any_cast<QString>(posted.object));
-        });
+    int changes = 0;
+    const auto subscription = source_.getDocument()->notices().slowRulesChanged.subscribe([&] { ++changes; });
 
     const QString endless = u"2026-11-22 06:59:01 INFO an urgent request of a worker has finished"_s;
     const AttributedString line = enforcer_.applyRules(7, endless);
@@ -320,7 +315,7 @@ TEST_F(RuleEnforcerTest, ALineThatARuleGaveUpOnIsShownMarkedAndCounted) {
     EXPECT_FALSE(isMarked(unclaimed, attribute::hideLine)) << "hidden as if no rule claimed it";
     EXPECT_TRUE(isHidden(u"quick"_s));
     EXPECT_EQ(told(), Lines{8}) << "of the other rule only";
-    EXPECT_EQ(keys.value(0), u"file:///logs/a%20b.log"_s);
+    EXPECT_GT(changes, 0);
     const auto countOfSlow = [this] {
         const auto slowRules = enforcer_.slowRules();
         return slowRules.empty() ? 0 : slowRules.front().lineCount;
@@ -335,7 +330,7 @@ TEST_F(RuleEnforcerTest, ALineThatARuleGaveUpOnIsShownMarkedAndCounted) {
     enforcer_.setActiveRules({slow, other});
     EXPECT_EQ(countOfSlow(), 1);
     told();
-    keys.clear();
+    changes = 0;
     enforcer_.contentForgotten();
     EXPECT_EQ(countOfSlow(), 0);
     enforcer_.applyRules(0, endless);
@@ -343,7 +338,7 @@ TEST_F(RuleEnforcerTest, ALineThatARuleGaveUpOnIsShownMarkedAndCounted) {
     enforcer_.setActiveRules({slow, other});
     EXPECT_EQ(countOfSlow(), 0);
     told();
-    EXPECT_EQ(keys.size(), 3);
+    EXPECT_EQ(changes, 3);
 }
 
 TEST_F(RuleEnforcerTest, APassKeepsTheRulesItStartedFromAndTellsNothingOfChangedOnes) {

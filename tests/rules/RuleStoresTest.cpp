@@ -1,7 +1,6 @@
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 
-#include "core/NotificationNames.h"
 #include "core/search/SearchItem.h"
 #include "foundation/archive/KeyedArchiver.h"
 #include "rules/FilterRule.h"
@@ -33,14 +32,18 @@ std::shared_ptr<FilterRule> newRule(const QString& text) {
 
 class RuleStoresTest : public test::StoreTest {
 protected:
-    std::unique_ptr<FiltersManager> loadManager() const {
+    std::unique_ptr<FiltersManager> loadManager() {
         auto manager = FiltersManager::load(directory());
         EXPECT_TRUE(manager) << manager.error().userText.toStdString();
+        subscriptions_.push_back(manager.value()->changed().subscribe(
+            [this](FiltersManagerNotification change) { posted_.push_back(change.type); }));
         return std::move(manager).value();
     }
-    std::unique_ptr<FilterRulesMemento> loadMemento() const {
+    std::unique_ptr<FilterRulesMemento> loadMemento() {
         auto memento = FilterRulesMemento::load(directory());
         EXPECT_TRUE(memento) << memento.error().userText.toStdString();
+        subscriptions_.push_back(memento.value()->activeRulesChanged().subscribe(
+            [this](const QString& key) { postedKeys_.append(key); }));
         return std::move(memento).value();
     }
     static QStringList texts(const FiltersManager& manager) {
@@ -65,14 +68,7 @@ protected:
     QStringList postedKeys_;
 
 private:
-    NotificationToken rulesToken_ = NotificationCenter::shared().observe(
-        notification::filterManager, [this](const Notification& notification) {
-            posted_.push_back(std::any_cast<FiltersManagerNotification>(notification.object).type);
-        });
-    NotificationToken statesToken_ = NotificationCenter::shared().observe(
-        notification::activeRulesChanged, [this](const Notification& notification) {
-            postedKeys_.append(std::any_cast<QString>(notification.object));
-        });
+    Subscriptions subscriptions_;
 };
 
 TEST_F(RuleStoresTest, FirstStartHasTheLevelRulesAndNoFile) {
@@ -102,10 +98,8 @@ TEST_F(RuleStoresTest, FirstStartHasTheLevelRulesAndNoFile) {
 TEST_F(RuleStoresTest, EveryChangeIsSavedBeforeItIsPosted) {
     const auto manager = loadManager();
     QStringList onDisk;
-    const auto token =
-        NotificationCenter::shared().observe(notification::filterManager, [&](const Notification&) {
-            onDisk.append(texts(*loadManager()).join(u' '));
-        });
+    const auto subscription =
+        manager->changed().subscribe([&](const auto&) { onDisk.append(texts(*loadManager()).join(u' ')); });
     manager->addRule(newRule(u"new"_s));
     manager->removeRule(0);
     manager->removeRule(0);

@@ -1,6 +1,5 @@
 #include "rules/SearchController.h"
 
-#include "core/NotificationNames.h"
 #include "core/search/SearchItem.h"
 #include "rules/FakeTailDataSource.h"
 #include "support/Waiting.h"
@@ -67,7 +66,7 @@ class SearchControllerTest : public ::testing::Test, protected SearchTable, prot
 protected:
     SearchControllerTest() {
         source_->rows = {u"alpha"_s, u"Beta error"_s, u"ERROR error"_s, u"gamma"_s, u"a.c error"_s, u"abc"_s};
-        controller_ = SearchController::create({*this, *this, this}, source_);
+        controller_ = SearchController::create({*this, *this, directionToggled_}, source_);
         controller_->setNoFurtherMatch([this] { ++noFurtherMatches_; });
     }
     ~SearchControllerTest() override {
@@ -88,13 +87,10 @@ protected:
         ASSERT_TRUE(waitFor([this] { return !controller_->searchInProgress(); }));
         ASSERT_EQ(shownProgress_, 0);
     }
-    void setForward(std::any forward, const void* sender) {
-        NotificationCenter::shared().post(notification::searchDirectionToggled, std::move(forward), sender);
-    }
-    void setForward(bool forward) { setForward(std::any(forward), senderOfWindow()); }
-    const void* senderOfWindow() const { return this; }
+    void setForward(bool forward) { directionToggled_.post(forward); }
     Rows takeSelected() { return std::exchange(selected_, {}); }
 
+    Notice<bool> directionToggled_{"SearchDirectionToggledNotification"};
     std::shared_ptr<SearchedRows> source_ = std::make_shared<SearchedRows>();
     std::shared_ptr<SearchController> controller_;
     int reloads_ = 0;
@@ -222,12 +218,8 @@ TEST_F(SearchControllerTest, AnEmptyTextClearsItemPositionAndResults) {
     EXPECT_EQ(noFurtherMatches_, 0);
 }
 
-TEST_F(SearchControllerTest, OnlyTheOwnWindowTogglesTheDirectionAndOnlyByABoolean) {
+TEST_F(SearchControllerTest, AnotherDirectionForgetsTheMatches) {
     search(u"error"_s);
-    setForward(std::any(false), &selected_);
-    setForward(std::any(QStringLiteral("backwards")), senderOfWindow());
-    EXPECT_TRUE(controller_->searchingForward());
-    EXPECT_EQ(controller_->currentSearchRow(), 1);
     setForward(false);
     EXPECT_FALSE(controller_->searchingForward());
     EXPECT_EQ(controller_->currentSearchRow(), 6);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "foundation/archive/StoreFile.h"
-#include "foundation/notices/NotificationCenter.h"
 
 #include <QDir>
 #include <QTemporaryDir>

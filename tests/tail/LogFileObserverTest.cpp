@@ -1,10 +1,8 @@
 #include "tail/LogFileObserver.h"
 
 #include "core/DocumentProtocol.h"
-#include "core/NotificationNames.h"
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/reader/LogReader.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "support/FaultyReads.h"
 #include "support/LogCapture.h"
 #include "support/PreferencesTest.h"
@@ -114,14 +112,7 @@ private:
 /// Tails real files with either reader.
 class LogFileObserverTest : public test::PreferencesTest, public ::testing::WithParamInterface<bool> {
 protected:
-    LogFileObserverTest() {
-        Preferences::shared().setPollingInterval(0.002);
-        statusToken_ =
-            NotificationCenter::shared().observe(notification::fileStatusChanged, [this](const auto& posted) {
-                statuses_.push_back(
-                    std::any_cast<std::shared_ptr<FileStatusNotificationObject>>(posted.object)->status);
-            });
-    }
+    LogFileObserverTest() { Preferences::shared().setPollingInterval(0.002); }
     ~LogFileObserverTest() override {
         if (observer_)
             observer_->stopTailing();
@@ -137,6 +128,8 @@ protected:
     void makeObserver(const TemporaryFile& file) {
         reader_ = GetParam() ? InMemoryFileLogReader::create(file.url()) : LogReader::create(file.url());
         dataSource_ = std::make_shared<RecordingDataSource>(file.url(), reader_);
+        statusSubscription_ = dataSource_->getDocument()->notices().fileStatusChanged.subscribe(
+            [this](FileStatus status) { statuses_.push_back(status); });
         observer_ = LogFileObserver::create(dataSource_);
     }
     bool waitForLines(const QStringList& lines) {
@@ -178,7 +171,7 @@ protected:
     std::vector<FileStatus> statuses_;
 
 private:
-    NotificationToken statusToken_;
+    Subscription statusSubscription_;
 };
 
 TEST_P(LogFileObserverTest, GrowthAnnouncesTheOldLastLineAndWhatFollows) {

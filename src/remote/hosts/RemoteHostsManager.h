@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/archive/StoreFileSaver.h"
+#include "foundation/notices/Notice.h"
 
 #include <QString>
 #include <QUrl>
@@ -61,6 +62,9 @@ public:
     void remove(const std::shared_ptr<RemoteHost>& host);
     /// Writes the list, after a change of the hosts themselves.
     void save();
+    /// Hosts or groups have changed, and with them where remote bookmarks are listed. Posted by the windows
+    /// that change them, when all is saved. Main thread.
+    Notice<>& groupsChanged() { return groupsChanged_; }
 
     /// Whether a login uses the user's agent and what stands in ~/.ssh/config, besides the host's own. Kept
     /// in the settings, so it holds at once, and for a host that is not in the list too.
@@ -82,6 +86,7 @@ private:
     bool isIndex(qsizetype index) const { return index >= 0 && index < count(); }
     void removeKeyBookmarks(const RemoteHost& host);
 
+    Notice<> groupsChanged_{"RemoteHostGroupChangedNotification"};
     StoreFileSaver file_;
     UserDefaults& defaults_;
     Hosts hosts_;

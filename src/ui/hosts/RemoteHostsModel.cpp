@@ -1,7 +1,5 @@
 #include "ui/hosts/RemoteHostsModel.h"
 
-#include "core/NotificationNames.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostDnDItem.h"
 #include "remote/hosts/RemoteHostsManager.h"
@@ -227,7 +225,7 @@ bool RemoteHostsModel::dropMimeData(const QMimeData* data, Qt::DropAction /*acti
         return false;
     move->host->setGroup(move->group->name());
     RemoteHostsManager::shared().save();
-    NotificationCenter::shared().post(notification::remoteHostGroupChanged, {}, this);
+    RemoteHostsManager::shared().groupsChanged().post();
     return true;
 }
 

@@ -1,6 +1,5 @@
 #include "ui/hosts/RemoteHostsWindow.h"
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "foundation/notices/Alerts.h"
 #include "remote/hosts/RemoteHost.h"
@@ -85,8 +84,7 @@ RemoteHostsWindow::RemoteHostsWindow(RemoteHostsHooks hooks, AlertPresenter& ale
         filter_->setFocus();
         filter_->selectAll();
     });
-    tokens_.push_back(NotificationCenter::shared().observe(notification::remoteHostGroupChanged,
-                                                           [this](const Notification&) { refresh(); }));
+    hostsSubscription_ = RemoteHostsManager::shared().groupsChanged().subscribe([this] { refresh(); });
     expandGroups();
     if (const auto& hosts = RemoteHostsManager::shared().hosts(); !hosts.empty())
         select(model_->index(0, 0, model_->indexOf(*hosts.front()).parent()));
@@ -320,7 +318,7 @@ void RemoteHostsWindow::openHost() {
 }
 
 void RemoteHostsWindow::tellOthers() {
-    NotificationCenter::shared().post(notification::remoteHostGroupChanged, {}, this);
+    RemoteHostsManager::shared().groupsChanged().post();
 }
 
 // ---- Showing

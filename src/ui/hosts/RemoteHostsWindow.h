@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 
 #include <QDialog>
 #include <QSet>
@@ -33,7 +33,7 @@ struct RemoteHostsHooks {
 };
 
 /// The window in which hosts and their groups are kept. Every change is saved at once and told by
-/// `notification::remoteHostGroupChanged`. Main thread; needs the shared stores.
+/// `RemoteHostsManager::groupsChanged`. Main thread; needs the shared stores.
 class RemoteHostsWindow : public QDialog {
     Q_OBJECT
 
@@ -111,7 +111,7 @@ private:
     QAction* browse_ = nullptr;
     /// The names of the groups that the user has closed.
     QSet<QString> collapsed_;
-    std::vector<NotificationToken> tokens_;
+    Subscription hostsSubscription_;
 };
 
 } // namespace korvane

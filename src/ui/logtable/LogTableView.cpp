@@ -141,8 +141,8 @@ void LogTableView::setRowCount(qint64 count) {
     Q_EMIT contentChanged();
 }
 
-void LogTableView::rowsChanged(qint64 firstRow) {
-    delegate_.rowsChanged(firstRow);
+void LogTableView::rowsChanged(qint64 firstRow, qint64 lastRow) {
+    delegate_.rowsChanged(firstRow, lastRow);
     keepPlaceInChangedRows();
     viewport()->update();
     Q_EMIT contentChanged();

@@ -10,6 +10,7 @@
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
 
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -60,8 +61,8 @@ public:
 
     qint64 rowCount() const { return rowCount_; }
     void setRowCount(qint64 count);
-    /// Rows from this one on have another text or are there at last: heights and drawing follow.
-    void rowsChanged(qint64 firstRow = 0);
+    /// These rows, both included, have another text or have been loaded: heights and drawing follow.
+    void rowsChanged(qint64 firstRow = 0, qint64 lastRow = std::numeric_limits<qint64>::max());
     /// Colours of rows may have changed, but neither text nor height.
     void redecorate();
     /// Font, wrapping or column widths have changed.

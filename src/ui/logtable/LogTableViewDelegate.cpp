@@ -101,9 +101,12 @@ void LogTableViewDelegate::resetRowHeights() {
     layouts_.clear();
 }
 
-void LogTableViewDelegate::rowsChanged(qint64 firstRow) {
-    std::erase_if(rowHeightCache_, [firstRow](const auto& entry) { return entry.first >= firstRow; });
-    std::erase_if(layouts_, [firstRow](const auto& entry) { return entry.first >= firstRow; });
+void LogTableViewDelegate::rowsChanged(qint64 firstRow, qint64 lastRow) {
+    const auto hasChanged = [=](const auto& entry) {
+        return entry.first >= firstRow && entry.first <= lastRow;
+    };
+    std::erase_if(rowHeightCache_, hasChanged);
+    std::erase_if(layouts_, hasChanged);
 }
 
 void LogTableViewDelegate::keepLayouts(qint64 firstRow, qint64 lastRow) {

@@ -9,6 +9,7 @@
 #include <QLatin1StringView>
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -72,8 +73,8 @@ public:
 
     /// Heights are measured anew (font, wrapping or column width changed).
     void resetRowHeights();
-    /// The text of rows from this one on may have changed: layouts are made anew, and heights with them.
-    void rowsChanged(qint64 firstRow = 0);
+    /// The text of these rows, both included, may have changed: they are laid out and measured again.
+    void rowsChanged(qint64 firstRow = 0, qint64 lastRow = std::numeric_limits<qint64>::max());
     /// Colours may have changed, heights have not.
     void redecorate() { layouts_.clear(); }
     /// Layouts of rows outside are let go.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/FileStatusNotificationObject.h"
+#include "core/FileStatus.h"
 #include "core/RuleEnforcerProtocol.h"
 #include "documents/Document.h"
 #include "ui/page/NoticeStrip.h"

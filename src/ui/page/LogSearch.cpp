@@ -1,6 +1,5 @@
 #include "ui/page/LogSearch.h"
 
-#include "core/NotificationNames.h"
 #include "core/TailDataSourceProtocol.h"
 #include "ui/logtable/LogTableView.h"
 
@@ -10,7 +9,7 @@ namespace korvane {
 
 LogSearch::LogSearch(LogTableView& table, std::shared_ptr<TailDataSourceProtocol> dataSource, QObject* parent)
     : QObject(parent), table_(table), dataSource_(std::move(dataSource)),
-      searchController_(SearchController::create({*this, *this, this}, dataSource_)) {
+      searchController_(SearchController::create({*this, *this, directionToggled_}, dataSource_)) {
     searchController_->setNoFurtherMatch([this] { Q_EMIT noFurtherMatch(); });
     searchController_->setSearchFailed([this](const QString& reason) { Q_EMIT searchFailed(reason); });
 }
@@ -28,8 +27,7 @@ void LogSearch::setText(const QString& text) {
 void LogSearch::setSearchesForward(bool forward) {
     if (forward == searchesForward())
         return;
-    const void* const sender = this;
-    NotificationCenter::shared().post(notification::searchDirectionToggled, forward, sender);
+    directionToggled_.post(forward);
     Q_EMIT directionChanged();
 }
 

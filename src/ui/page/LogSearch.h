@@ -65,6 +65,8 @@ private:
 
     LogTableView& table_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    /// Before the controller, which subscribes to it.
+    Notice<bool> directionToggled_{"SearchDirectionToggledNotification"};
     std::shared_ptr<SearchController> searchController_;
     QString text_;
     /// A match in a row whose text was not there yet when it was shown.

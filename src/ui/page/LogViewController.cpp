@@ -2,7 +2,6 @@
 
 #include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/FileObserverProtocol.h"
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
@@ -70,18 +69,7 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
         setShowsLineNumbers(false);
     tableView_->setRowCount(dataSource_->numberOfRows());
 
-    auto& center = NotificationCenter::shared();
-    tokens_.push_back(NotificationCenter::shared().observe(notification::connectionStateChanged,
-                                                           [this](const Notification&) {
-                                                               if (emptiedView_ && isCutOff())
-                                                                   emptiedView_->isCutOff = true;
-                                                           }));
-    tokens_.push_back(center.observe(notification::rowsUpdated,
-                                     [this](const Notification& posted) { rowsUpdatedInTable(posted); }));
-    tokens_.push_back(center.observe(notification::dataSourceLoadedLines, [this](const Notification& posted) {
-        if (posted.sender == dataSource_.get())
-            dataSourceLoadedLines();
-    }));
+    observeRows();
     observeLineMarks();
     preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
@@ -138,11 +126,23 @@ bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
 
 // ---- Rows
 
-void LogViewController::rowsUpdatedInTable(const Notification& notification) {
-    const auto* object = std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(&notification.object);
-    if (!object || (*object)->doc.lock() != document_)
-        return;
-    if ((*object)->isOtherContent) {
+void LogViewController::observeRows() {
+    subscriptions_.push_back(document_->notices().connectionStateChanged.subscribe([this] {
+        if (emptiedView_ && isCutOff())
+            emptiedView_->isCutOff = true;
+    }));
+    subscriptions_.push_back(document_->notices().rowsUpdated.subscribe(
+        [this](const RowsUpdatedNotificationObject& rows) { rowsUpdatedInTable(rows); }));
+    subscriptions_.push_back(dataSource_->notices().pageLoaded.subscribe([this](qint64 page) {
+        const qint64 firstRow = pages::firstLine(page) - dataSource_->rowStart();
+        dataSourceLoadedLines(firstRow, firstRow + pages::size - 1);
+    }));
+    subscriptions_.push_back(dataSource_->notices().rowsStale.subscribe(
+        [this] { dataSourceLoadedLines(0, tableView_->rowCount() - 1); }));
+}
+
+void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& rows) {
+    if (rows.isOtherContent) {
         hasOldRows_ = false;
         search_->forgetMatches();
         primarySelection_->forget();
@@ -150,17 +150,17 @@ void LogViewController::rowsUpdatedInTable(const Notification& notification) {
         // empty.
         endFollower_->otherContent(document_->connectionState() == ConnectionState::Local ? 1 : 0);
     }
-    const qint64 countBefore = (*object)->isOtherContent ? 0 : lineCount();
+    const qint64 countBefore = rows.isOtherContent ? 0 : lineCount();
     if (isLoading())
         isLoaded_ = false;
     if (dataSource_->numberOfRows() == 0)
         keepEmptiedView();
-    if ((*object)->isOtherContent)
+    if (rows.isOtherContent)
         tableView_->clearSelection(); // it would mean other lines now
     endFollower_->whileRowsChange(followsEnd(), [&] {
         updateLineNumberColumn();
         tableView_->setRowCount(dataSource_->numberOfRows());
-        tableView_->rowsChanged(std::max<qint64>(0, (*object)->idx.location - dataSource_->rowStart()));
+        tableView_->rowsChanged(std::max<qint64>(0, rows.idx.location - dataSource_->rowStart()));
     });
     if (!isLoaded_)
         endFollower_->forgetNewLines();
@@ -196,9 +196,9 @@ void LogViewController::requestVisiblePages() {
         dataSource_->loadPage(page, true);
 }
 
-void LogViewController::dataSourceLoadedLines() {
+void LogViewController::dataSourceLoadedLines(qint64 firstRow, qint64 lastRow) {
     // Wrapped rows are as tall as their text.
-    endFollower_->whileRowsChange(followsEnd(), [this] { tableView_->rowsChanged(); });
+    endFollower_->whileRowsChange(followsEnd(), [=, this] { tableView_->rowsChanged(firstRow, lastRow); });
     search_->rowsArrived();
     primarySelection_->rowsArrived();
     Q_EMIT rowsArrived();
@@ -263,6 +263,11 @@ void LogViewController::goToLine(qint64 lineNumber) {
     tableView_->scrollTextToVisible(row, {});
     tableView_->selectRow(row);
     qCDebug(logTiming, "went to line %lld", static_cast<long long>(lineNumber));
+}
+
+void LogViewController::goToMarkedLine(qint64 lineNumber) {
+    goToLine(lineNumber);
+    tableView_->setFocus();
 }
 
 void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
@@ -407,24 +412,19 @@ void LogViewController::rowStartChanged() {
 
 void LogViewController::observeLineMarks() {
     document_->setLineMarkLookup(FileBasedBookmarksManager::sharedLookup());
-    auto& center = NotificationCenter::shared();
-    for (const QString& name :
-         {notification::lineMarksChanged, notification::lineMarksDeleted, notification::bookmarksUpdated})
-        tokens_.push_back(
-            center.observe(name, [this](const Notification&) { tableView_->viewport()->update(); }));
-    tokens_.push_back(center.observe(notification::lineMarksJumpToLine, [this](const Notification& posted) {
-        const auto* const line = std::any_cast<qint64>(&posted.object);
-        if (!line || posted.sender != this)
-            return;
-        goToLine(*line);
-        tableView_->setFocus();
-    }));
     connect(tableView_, &LogTableView::lineMarkClicked, this,
             [this](qint64 row) { lineMarkColClicked(row); });
     connect(lineMarker_, &LineMarker::marksChanged, this, [this] {
         tableView_->viewport()->update();
-        NotificationCenter::shared().post(notification::lineMarksChanged, {}, this);
+        FileBasedBookmarksManager::shared().notices().lineMarksChanged.post();
     });
+    if (!FileBasedBookmarksManager::hasShared())
+        return;
+    BookmarkNotices& marks = FileBasedBookmarksManager::shared().notices();
+    const auto redraw = [this] { tableView_->viewport()->update(); };
+    subscriptions_.push_back(marks.lineMarksChanged.subscribe(redraw));
+    subscriptions_.push_back(marks.lineMarksDeleted.subscribe([redraw](const auto&) { redraw(); }));
+    subscriptions_.push_back(marks.bookmarksUpdated.subscribe(redraw));
 }
 
 void LogViewController::lineMarkColClicked(qint64 row) {
@@ -579,7 +579,7 @@ void LogViewController::quickHighlightSelection() {
         return;
     dataSource_->setQuickHighlightSelectionString(text);
     tableView_->redecorate();
-    NotificationCenter::shared().post(notification::quickHighlightTextSelected, text, this);
+    quickHighlightTextSelected_.post(text);
 }
 
 void LogViewController::setEncodingChoice(EncodingChoice choice) {
@@ -596,7 +596,6 @@ bool LogViewController::hidesUnclaimedLines() const {
 
 void LogViewController::setHidesUnclaimedLines(bool hides) {
     dataSource_->setDefaultLineAction(hides ? DefaultFilterLineAction::hide : DefaultFilterLineAction::show);
-    NotificationCenter::shared().post(notification::activeRulesChanged, document_->settingsId(), this);
 }
 
 QString LogViewController::textForNewRule() const {

@@ -2,7 +2,7 @@
 
 #include "core/reader/LogFileReaderProtocol.h"
 #include "foundation/archive/UserDefaults.h"
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 #include "ui/logtable/LogTableView.h"
 #include "ui/page/LineCopier.h"
 
@@ -24,6 +24,7 @@ class LineMarker;
 class LogSearch;
 class PrimarySelection;
 class TailDataSourceProtocol;
+struct RowsUpdatedNotificationObject;
 
 /// Runs the log table of one document: brings rows, preferences and the user's actions to it. Owned by the
 /// document's window, and owns the table through it. Main thread.
@@ -46,6 +47,8 @@ public:
     /// Scrolls a one-based line into view and selects it. A line that the cleared view no longer shows gets a
     /// message.
     void goToLine(qint64 lineNumber);
+    /// From the list of line marks: the keys go to the table from then on.
+    void goToMarkedLine(qint64 lineNumber);
     /// The same as soon as the line is known, at the latest when the first scan has ended.
     void goToLineWhenKnown(qint64 lineNumber);
     /// Where the view stood: its first line, one-based, and whether that was at the end of the file.
@@ -135,8 +138,10 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    void rowsUpdatedInTable(const Notification& notification);
-    void dataSourceLoadedLines();
+    void observeRows();
+    void rowsUpdatedInTable(const RowsUpdatedNotificationObject& rows);
+    /// The rows between these, both included, have been loaded or must be requested again.
+    void dataSourceLoadedLines(qint64 firstRow, qint64 lastRow);
     /// New rows are followed by a view that stands at the end.
     bool followsEnd() const;
     bool isLoading() const;
@@ -194,7 +199,8 @@ private:
     PrimarySelection* primarySelection_;
     LineCopier* copier_;
 
-    std::vector<NotificationToken> tokens_;
+    Notice<QString> quickHighlightTextSelected_{"QuickHighlightTextSelectedNotification"};
+    Subscriptions subscriptions_;
     UserDefaults::Token preferencesToken_;
 };
 

@@ -1,7 +1,6 @@
 #include "ui/page/MainWindowController.h"
 
 #include "core/FileObserverProtocol.h"
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
@@ -93,35 +92,18 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     progressTimer_.start(progressInterval);
     fileTimer_.start(fileCheckInterval);
 
-    auto& center = NotificationCenter::shared();
-    tokens_.push_back(center.observe(notification::tailingChanged, [this](const Notification& posted) {
-        const auto* const changed = std::any_cast<std::shared_ptr<DocumentProtocol>>(&posted.object);
-        if (changed && *changed == document_)
-            tailingHasChanged();
-    }));
-    tokens_.push_back(
-        center.observe(notification::connectionStateChanged, [this](const Notification& posted) {
-            const auto* const changed = std::any_cast<std::shared_ptr<DocumentProtocol>>(&posted.object);
-            if (changed && *changed == document_)
-                showConnection();
-        }));
-    tokens_.push_back(center.observe(notification::globalUserUpdate, [this](const Notification& posted) {
-        const auto* const text = std::any_cast<QString>(&posted.object);
-        if (text && (!posted.sender || posted.sender == document_.get()))
-            showUserUpdate(*text);
-    }));
-    tokens_.push_back(center.observe(notification::fileStatusChanged, [this](const Notification& posted) {
-        const auto* const object =
-            std::any_cast<std::shared_ptr<FileStatusNotificationObject>>(&posted.object);
-        if (object && (*object)->doc.lock() == document_)
-            fileStatusChanged((*object)->status);
-    }));
-    tokens_.push_back(center.observe(notification::slowRulesChanged, [this](const Notification& posted) {
-        const auto* const settingsId = std::any_cast<QString>(&posted.object);
-        if (settingsId && *settingsId == document_->settingsId() && !document_->isClosed()) {
-            takeSlowRules();
-            showNotices();
-        }
+    DocumentNotices& notices = document_->notices();
+    subscriptions_.push_back(notices.tailingChanged.subscribe([this] { tailingHasChanged(); }));
+    subscriptions_.push_back(notices.connectionStateChanged.subscribe([this] { showConnection(); }));
+    subscriptions_.push_back(
+        notices.userUpdate.subscribe([this](const QString& text) { showUserUpdate(text); }));
+    subscriptions_.push_back(
+        notices.fileStatusChanged.subscribe([this](FileStatus status) { fileStatusChanged(status); }));
+    subscriptions_.push_back(notices.slowRulesChanged.subscribe([this] {
+        if (document_->isClosed())
+            return;
+        takeSlowRules();
+        showNotices();
     }));
     takeSlowRules();
     preferencesToken_ = Preferences::shared().observe([this](const QString& key) {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/FileStatusNotificationObject.h"
+#include "core/FileStatus.h"
 #include "foundation/archive/UserDefaults.h"
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 #include "ui/page/FileNotices.h"
 
 #include <QTimer>
@@ -113,7 +113,7 @@ private:
     FileNotices notices_;
     bool hasLoaded_ = false;
     bool isInputReloadable_ = false;
-    std::vector<NotificationToken> tokens_;
+    Subscriptions subscriptions_;
     UserDefaults::Token preferencesToken_;
 };
 

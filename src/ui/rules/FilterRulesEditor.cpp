@@ -1,6 +1,5 @@
 #include "ui/rules/FilterRulesEditor.h"
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/search/SearchItem.h"
@@ -8,6 +7,7 @@
 #include "foundation/FilePath.h"
 #include "foundation/notices/Alerts.h"
 #include "rules/FilterRule.h"
+#include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
@@ -78,16 +78,12 @@ FilterRulesEditor::FilterRulesEditor(AlertPresenter& alerts, QWidget* parent)
 
     connect(form_, &RuleForm::ruleChanged, this, [this](const auto& rule) { ruleEdited(rule); });
     connect(&visibleLinesTimer_, &QTimer::timeout, this, [this] { followVisibleLines(); });
-    auto& center = NotificationCenter::shared();
-    tokens_.push_back(center.observe(notification::filterManager,
-                                     [this](const Notification&) { handleFiltersManagerNotification(); }));
-    for (const QString& name : {notification::activeRulesChanged, notification::slowRulesChanged})
-        tokens_.push_back(center.observe(name, [this](const Notification& posted) {
-            const auto* key = std::any_cast<QString>(&posted.object);
-            if (!key || *key != docKey())
-                return;
-            updateDocumentRow();
-            handleFiltersManagerNotification();
+    subscriptions_.push_back(FiltersManager::shared().changed().subscribe(
+        [this](const auto&) { handleFiltersManagerNotification(); }));
+    subscriptions_.push_back(
+        FilterRulesMemento::shared().activeRulesChanged().subscribe([this](const QString& key) {
+            if (key == docKey())
+                handleFiltersManagerNotification();
         }));
     showRules();
     list_->setCurrentRow(0);
@@ -161,7 +157,6 @@ QWidget* FilterRulesEditor::makeDocumentRow() {
             return;
         document->dataSource()->setDefaultLineAction(index == 1 ? DefaultFilterLineAction::hide
                                                                 : DefaultFilterLineAction::show);
-        NotificationCenter::shared().post(notification::activeRulesChanged, docKey(), this);
     });
     updateDocumentRow();
     return holder;
@@ -172,6 +167,13 @@ QWidget* FilterRulesEditor::makeDocumentRow() {
 void FilterRulesEditor::setDocument(const std::shared_ptr<Document>& document,
                                     std::function<QStringList()> visibleLines) {
     document_ = document;
+    ofDocument_.clear();
+    if (document && !document->isClosed()) {
+        ofDocument_.push_back(
+            document->notices().slowRulesChanged.subscribe([this] { handleFiltersManagerNotification(); }));
+        ofDocument_.push_back(document->dataSource()->notices().defaultLineActionChanged.subscribe(
+            [this] { updateDocumentRow(); }));
+    }
     visibleLines_ = std::move(visibleLines);
     updateDocumentRow();
     showRules();

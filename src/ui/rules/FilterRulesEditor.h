@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 
 #include <QDialog>
 #include <QTimer>
@@ -77,7 +77,9 @@ private:
     bool isBusy_ = false;
     /// Looks whether other lines are on the screen, while the editor is shown.
     QTimer visibleLinesTimer_;
-    std::vector<NotificationToken> tokens_;
+    Subscriptions subscriptions_;
+    /// To what the document reports.
+    Subscriptions ofDocument_;
 };
 
 } // namespace korvane

@@ -1,10 +1,10 @@
 #include "ui/rules/RulesMenu.h"
 
-#include "core/NotificationNames.h"
 #include "core/search/SearchItem.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "rules/FilterRule.h"
+#include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 #include "rules/RuleSwitch.h"
 #include "ui/rules/SlowRules.h"
@@ -39,14 +39,15 @@ QString entryText(QString text) {
 } // namespace
 
 RulesMenu::RulesMenu(QMenu& menu) : QObject(&menu), menu_(menu) {
-    auto& center = NotificationCenter::shared();
-    for (const QString& name :
-         {notification::filterManager, notification::activeRulesChanged, notification::slowRulesChanged})
-        tokens_.push_back(center.observe(name, [this](const Notification&) { showRules(); }));
+    const auto show = [this](const auto&) { showRules(); };
+    subscriptions_.push_back(FiltersManager::shared().changed().subscribe(show));
+    subscriptions_.push_back(FilterRulesMemento::shared().activeRulesChanged().subscribe(show));
 }
 
 void RulesMenu::setDocument(const std::shared_ptr<Document>& document) {
     document_ = document;
+    slowRules_ =
+        document ? document->notices().slowRulesChanged.subscribe([this] { showRules(); }) : Subscription();
     showRules();
 }
 

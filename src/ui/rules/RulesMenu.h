@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 
 #include <QObject>
 
@@ -42,7 +42,8 @@ private:
     std::weak_ptr<Document> document_;
     std::vector<QAction*> entries_;
     QAction* more_ = nullptr;
-    std::vector<NotificationToken> tokens_;
+    Subscriptions subscriptions_;
+    Subscription slowRules_;
 };
 
 } // namespace korvane

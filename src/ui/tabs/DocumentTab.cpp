@@ -38,6 +38,10 @@ QString DocumentTab::displayName() const {
 void DocumentTab::setDocument(std::shared_ptr<Document> document) {
     document_ = std::move(document);
     document_->setWindow(this);
+    DocumentNotices& notices = document_->notices();
+    subscriptions_.push_back(notices.rowsUpdated.subscribe(
+        [this](const RowsUpdatedNotificationObject& update) { rowsUpdated(update); }));
+    subscriptions_.push_back(notices.connectionStateChanged.subscribe([this] { Q_EMIT changed(); }));
     document_->setShown(isInFront_);
     state_ = State::Open;
     delete std::exchange(reason_, nullptr);

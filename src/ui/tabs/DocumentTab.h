@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/notices/Notice.h"
 #include "ui/page/LogViewController.h"
 
 #include <QUrl>
@@ -71,8 +72,6 @@ public:
     qint64 unseenLines() const { return unseenLines_; }
     /// The file lies on a server to which there is no connection.
     bool isCutOff() const;
-    /// Counts what is new while there is no page that does.
-    void rowsUpdated(const RowsUpdatedNotificationObject& update);
 
 Q_SIGNALS:
     void pageMade(MainWindowController* page);
@@ -85,6 +84,8 @@ Q_SIGNALS:
     void inputReloadRequested();
 
 private:
+    /// Counts what is new while there is no page that does.
+    void rowsUpdated(const RowsUpdatedNotificationObject& update);
     void noteNewLines(qint64 count);
 
     const QUrl url_;
@@ -105,6 +106,7 @@ private:
     qint64 unseenLines_ = 0;
     /// As of the end of the first scan; absent before.
     std::optional<qint64> knownLines_;
+    Subscriptions subscriptions_;
 };
 
 } // namespace korvane

@@ -1,7 +1,5 @@
 #include "ui/tabs/DocumentTabs.h"
 
-#include "core/NotificationNames.h"
-#include "core/RowsUpdatedNotificationObject.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "ui/tabs/DocumentTab.h"
@@ -54,26 +52,6 @@ DocumentTabs::DocumentTabs(QWidget* parent)
     connect(this, &QTabWidget::tabCloseRequested, this, close);
     connect(strip_, &TabStrip::closeClicked, this, close);
     connect(strip_, &TabStrip::menuRequested, this, &DocumentTabs::showMenu);
-
-    auto& center = NotificationCenter::shared();
-    tokens_.push_back(center.observe(notification::rowsUpdated, [this](const Notification& posted) {
-        const auto* const object =
-            std::any_cast<std::shared_ptr<RowsUpdatedNotificationObject>>(&posted.object);
-        if (!object)
-            return;
-        const auto document = std::dynamic_pointer_cast<Document>((*object)->doc.lock());
-        if (DocumentTab* tab = byDocument_.value(document.get()))
-            tab->rowsUpdated(**object);
-    }));
-    tokens_.push_back(
-        center.observe(notification::connectionStateChanged, [this](const Notification& posted) {
-            const auto* const object = std::any_cast<std::shared_ptr<DocumentProtocol>>(&posted.object);
-            if (!object)
-                return;
-            const auto document = std::dynamic_pointer_cast<Document>(*object);
-            if (DocumentTab* tab = byDocument_.value(document.get()))
-                showState(*tab);
-        }));
 }
 
 // ---- Tabs

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "foundation/notices/NotificationCenter.h"
-
 #include <QHash>
 #include <QPointer>
 #include <QTabWidget>
@@ -78,7 +76,6 @@ private:
     QPointer<DocumentTab> front_;
     /// What was in front when this was last announced.
     const Document* frontDocument_ = nullptr;
-    std::vector<NotificationToken> tokens_;
 };
 
 } // namespace korvane

@@ -1,7 +1,6 @@
 #include "ui/window/BookmarksOutlineViewController.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
-#include "core/NotificationNames.h"
 #include "documents/AppDocumentController.h"
 #include "foundation/FilePath.h"
 #include "remote/hosts/RemoteHostsManager.h"
@@ -154,9 +153,10 @@ BookmarksOutlineViewController::BookmarksOutlineViewController(AppDocumentContro
         menu.addAction(tr("&Remove…"), this, [this] { removeBookmark(); });
         menu.exec(outline_->viewport()->mapToGlobal(place));
     });
-    auto& center = NotificationCenter::shared();
-    for (const QString& name : {notification::bookmarksUpdated, notification::remoteHostGroupChanged})
-        tokens_.push_back(center.observe(name, [this](const Notification&) { handleBookmarksUpdated(); }));
+    const auto handle = [this] { handleBookmarksUpdated(); };
+    subscriptions_.push_back(
+        FileBasedBookmarksManager::shared().notices().bookmarksUpdated.subscribe(handle));
+    subscriptions_.push_back(RemoteHostsManager::shared().groupsChanged().subscribe(handle));
     updateButtons();
 }
 
@@ -277,8 +277,7 @@ void BookmarksOutlineViewController::remove(const std::shared_ptr<BookmarkEntry>
 }
 
 void BookmarksOutlineViewController::postBookmarksUpdated() {
-    const void* const sender = this;
-    NotificationCenter::shared().post(notification::bookmarksUpdated, {}, sender);
+    FileBasedBookmarksManager::shared().notices().bookmarksUpdated.post();
 }
 
 void BookmarksOutlineViewController::handleBookmarksUpdated() {

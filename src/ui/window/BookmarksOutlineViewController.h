@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bookmarks/BookmarkOutlineViewDataSource.h"
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 
 #include <QStringList>
 #include <QUrl>
@@ -59,7 +59,7 @@ private:
     int keptRow_ = -1;
     QStringList keptParent_;
     QList<QStringList> collapsed_;
-    std::vector<NotificationToken> tokens_;
+    Subscriptions subscriptions_;
 };
 
 } // namespace korvane

@@ -1,7 +1,6 @@
 #include "ui/window/LineMarksViewController.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
-#include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
 #include "ui/widgets/Icons.h"
 #include "ui/window/ListKeys.h"
@@ -144,13 +143,12 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
         menu.addAction(tr("&Delete"), this, [this] { deleteSelected(); });
         menu.exec(tableView_->viewport()->mapToGlobal(place));
     });
-    tokens_.push_back(NotificationCenter::shared().observe(notification::lineMarksChanged,
-                                                           [this](const Notification&) { reload(); }));
+    marksSubscription_ =
+        FileBasedBookmarksManager::shared().notices().lineMarksChanged.subscribe([this] { reload(); });
     reload();
 }
 
-void LineMarksViewController::setFile(const QUrl& url, const void* logView) {
-    logView_ = logView;
+void LineMarksViewController::setFile(const QUrl& url) {
     lineMarks_.setFilePath(url.isEmpty() ? std::nullopt : std::optional(absoluteString(url)));
     showWhatThereIs();
 }
@@ -190,8 +188,7 @@ void LineMarksViewController::handleDoubleAction() {
     if (rows.size() != 1)
         return;
     if (const auto mark = lineMarks_.mark(arrayController_->mapToSource(rows.front()).row()))
-        NotificationCenter::shared().post(notification::lineMarksJumpToLine, qint64{mark->lineNumForView()},
-                                          logView_);
+        Q_EMIT lineMarksJumpToLine(mark->lineNumForView());
 }
 
 void LineMarksViewController::deleteSelected() {
@@ -206,7 +203,7 @@ void LineMarksViewController::deleteSelected() {
     if (const QModelIndex next = tableView_->currentIndex(); next.isValid())
         tableView_->selectionModel()->select(next,
                                              QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-    NotificationCenter::shared().post(notification::lineMarksDeleted, lines, logView_);
+    FileBasedBookmarksManager::shared().notices().lineMarksDeleted.post(lines);
 }
 
 } // namespace korvane

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "bookmarks/LineMarksModel.h"
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 
 #include <QUrl>
 #include <QWidget>
-
-#include <vector>
 
 class QLabel;
 class QLineEdit;
@@ -23,11 +21,14 @@ class LineMarksViewController : public QWidget {
 public:
     explicit LineMarksViewController(QWidget* parent = nullptr);
 
-    /// `logView`: the log view that shows the file, in whose name jumps and deletions are made known. Without
-    /// a file the list is empty.
-    void setFile(const QUrl& url, const void* logView);
+    /// Without a file the list is empty.
+    void setFile(const QUrl& url);
 
     bool isSelected() const;
+
+Q_SIGNALS:
+    /// The user wants to see a line of the file, by its one-based number.
+    void lineMarksJumpToLine(qint64 lineNumber);
 
 private:
     void reload();
@@ -42,8 +43,7 @@ private:
     QTreeView* tableView_;
     QLabel* emptyViewMsg_;
     QToolButton* delete_;
-    const void* logView_ = nullptr;
-    std::vector<NotificationToken> tokens_;
+    Subscription marksSubscription_;
 };
 
 } // namespace korvane

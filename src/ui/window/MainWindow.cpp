@@ -58,6 +58,10 @@ MainWindow::MainWindow(AppDocumentController& documents, AlertPresenter& alerts)
     mainSplitViewController_->setStretchFactor(0, 0);
     mainSplitViewController_->setStretchFactor(1, 1);
     setCentralWidget(mainSplitViewController_);
+    connect(sidebar_, &SidebarTabViewController::lineRequested, this, [this](qint64 lineNumber) {
+        if (MainWindowController* page = currentPage())
+            page->logView().goToMarkedLine(lineNumber);
+    });
     const double width = Preferences::shared().userDefaults().doubleForKey(sidebarWidthKey);
     if (width > 0)
         mainSplitViewController_->setSizes({static_cast<int>(width), 10 * static_cast<int>(width)});
@@ -179,9 +183,9 @@ void MainWindow::pageChanged() {
     if (tab && !tabs_->tabBar()->hasFocus())
         tab->setFocus();
     if (page)
-        sidebar_->setFile(page->document()->fileUrl(), &page->logView(), !page->document()->isTransient());
+        sidebar_->setFile(page->document()->fileUrl(), !page->document()->isTransient());
     else
-        sidebar_->setFile({}, nullptr, false);
+        sidebar_->setFile({}, false);
     actions_->pageChanged();
     updateTitle();
     Q_EMIT currentPageChanged();

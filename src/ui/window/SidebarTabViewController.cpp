@@ -12,11 +12,13 @@ SidebarTabViewController::SidebarTabViewController(AppDocumentController& docume
     setDocumentMode(true);
     addTab(bookmarks_, tr("Bookmarks"));
     addTab(lineMarks_, tr("Line Marks"));
+    connect(lineMarks_, &LineMarksViewController::lineMarksJumpToLine, this,
+            &SidebarTabViewController::lineRequested);
 }
 
-void SidebarTabViewController::setFile(const QUrl& url, const void* logView, bool canBeBookmarked) {
+void SidebarTabViewController::setFile(const QUrl& url, bool canBeBookmarked) {
     bookmarks_->setFile(canBeBookmarked ? url : QUrl());
-    lineMarks_->setFile(url, logView);
+    lineMarks_->setFile(url);
 }
 
 void SidebarTabViewController::addBookmark(const QUrl& url) {

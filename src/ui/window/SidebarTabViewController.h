@@ -18,11 +18,15 @@ public:
     SidebarTabViewController(AppDocumentController& documents, AlertPresenter& alerts,
                              QWidget* parent = nullptr);
 
-    /// The file in front and the log view that shows it; none for an empty address.
-    void setFile(const QUrl& url, const void* logView, bool canBeBookmarked);
+    /// The file in front; none for an empty address.
+    void setFile(const QUrl& url, bool canBeBookmarked);
     void addBookmark(const QUrl& url);
 
     QSize sizeHint() const override { return {260, 400}; }
+
+Q_SIGNALS:
+    /// The user wants to see a marked line of the file in front, by its one-based number.
+    void lineRequested(qint64 lineNumber);
 
 private:
     BookmarksOutlineViewController* bookmarks_;

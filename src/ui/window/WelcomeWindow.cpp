@@ -1,6 +1,5 @@
 #include "ui/window/WelcomeWindow.h"
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/AppDocumentController.h"
 #include "documents/RecentFiles.h"
@@ -74,8 +73,7 @@ WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
         else if (key == Preferences::shared().keyShowWelcomeWinOnStart)
             showAtStart_->setChecked(Preferences::shared().showWelcomeWinOnStart());
     });
-    hostsToken_ = NotificationCenter::shared().observe(notification::remoteHostGroupChanged,
-                                                       [this](const Notification&) { showHosts(); });
+    hostsSubscription_ = RemoteHostsManager::shared().groupsChanged().subscribe([this] { showHosts(); });
     connect(hosts_, &QListWidget::itemActivated, this, [this](const QListWidgetItem* item) {
         Q_EMIT hostActivated(std::shared_ptr(listedHosts_[static_cast<std::size_t>(hosts_->row(item))]));
     });

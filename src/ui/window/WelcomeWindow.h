@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/archive/UserDefaults.h"
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 #include "ui/window/FileExistence.h"
 
 #include <QWidget>
@@ -61,7 +61,7 @@ private:
     UserDefaults::Token token_;
     /// Those in the list, row by row.
     std::vector<std::shared_ptr<RemoteHost>> listedHosts_;
-    NotificationToken hostsToken_;
+    Subscription hostsSubscription_;
 };
 
 } // namespace korvane

@@ -1,7 +1,7 @@
 #include "ui/window/WindowActions.h"
 
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
+#include "core/TailDataSourceProtocol.h"
 #include "documents/AppDocumentController.h"
 #include "documents/Document.h"
 #include "documents/RecentFiles.h"
@@ -277,14 +277,19 @@ void WindowActions::makeRulesMenu() {
     ruleEntries_ = new RulesMenu(*rulesMenu_);
     connect(ruleEntries_, &RulesMenu::editorRequested, this,
             [this] { Q_EMIT window_.rulesEditorRequested({}); });
-    tokens_.push_back(NotificationCenter::shared().observe(notification::activeRulesChanged,
-                                                           [this](const Notification&) { showRules(); }));
 }
 
 void WindowActions::showRules() {
     MainWindowController* page = window_.currentPage();
     ruleEntries_->setDocument(page ? page->document() : nullptr);
-    hideUnclaimed_->setChecked(page && page->logView().hidesUnclaimedLines());
+    const auto showAction = [this, page] {
+        hideUnclaimed_->setChecked(page && page->logView().hidesUnclaimedLines());
+    };
+    // The page in front outlives the subscription, which ends when another one takes its place.
+    defaultLineAction_ =
+        page ? page->document()->dataSource()->notices().defaultLineActionChanged.subscribe(showAction)
+             : Subscription();
+    showAction();
 }
 
 void WindowActions::makeHelpMenu() {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 #include "ui/window/FileExistence.h"
 
 #include <QKeySequence>
@@ -95,7 +95,7 @@ private:
     QAction* hideUnclaimed_ = nullptr;
     RulesMenu* ruleEntries_ = nullptr;
     EncodingMenu* encodings_ = nullptr;
-    std::vector<NotificationToken> tokens_;
+    Subscription defaultLineAction_;
 };
 
 } // namespace korvane

@@ -1,7 +1,6 @@
 #include "ui/window/WindowManager.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
-#include "core/NotificationNames.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
 #include "documents/RecentFiles.h"
@@ -40,13 +39,18 @@ QUrl urlOf(const QString& address) {
 
 WindowManager::WindowManager(AlertPresenter& alerts)
     : alerts_(alerts), session_([this] { return currentSession(); }),
-      opener_([this](DocumentTab& tab) { openTab(tab); }) {
-    for (const QString& name :
-         {notification::filterManager, notification::activeRulesChanged, notification::documentLoaded,
-          notification::bookmarksUpdated, notification::lineMarksChanged, notification::lineMarksDeleted,
-          notification::remoteHostGroupChanged})
-        tokens_.push_back(
-            NotificationCenter::shared().observe(name, [this](const Notification&) { tellStoreFault(); }));
+      opener_([this](DocumentTab& tab) { openTab(tab); }) {}
+
+void WindowManager::watchStores() {
+    const auto tell = [this](const auto&...) { tellStoreFault(); };
+    BookmarkNotices& bookmarks = FileBasedBookmarksManager::shared().notices();
+    subscriptions_.push_back(FiltersManager::shared().changed().subscribe(tell));
+    subscriptions_.push_back(FilterRulesMemento::shared().activeRulesChanged().subscribe(tell));
+    subscriptions_.push_back(bookmarks.bookmarksUpdated.subscribe(tell));
+    subscriptions_.push_back(bookmarks.lineMarksChanged.subscribe(tell));
+    subscriptions_.push_back(bookmarks.lineMarksDeleted.subscribe(tell));
+    subscriptions_.push_back(RemoteHostsManager::shared().groupsChanged().subscribe(tell));
+    subscriptions_.push_back(documents_->documentLoaded().subscribe(tell));
 }
 
 WindowManager::~WindowManager() {
@@ -55,6 +59,8 @@ WindowManager::~WindowManager() {
 }
 
 MainWindow& WindowManager::addWindow() {
+    if (subscriptions_.empty())
+        watchStores(); // loaded by now, which they are not when the manager is made
     auto* window = new MainWindow(*documents_, alerts_);
     if (!windows_.empty()) {
         const QRect before = windows_.back()->geometry();

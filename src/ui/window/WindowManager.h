@@ -1,7 +1,7 @@
 #pragma once
 
 #include "documents/AppDocumentController.h"
-#include "foundation/notices/NotificationCenter.h"
+#include "foundation/notices/Notice.h"
 #include "ui/hosts/RemoteHostsWindow.h"
 #include "ui/window/SessionKeeper.h"
 #include "ui/window/TabOpener.h"
@@ -95,6 +95,7 @@ private:
     /// Lets the user choose a file of the host, or shows the host where that cannot be done.
     void browseHost(const std::shared_ptr<RemoteHost>& host);
     /// Says once what went wrong with the rule files.
+    void watchStores();
     void tellStoreFault();
     /// The rules editor follows the page in front.
     void showPageInRulesEditor(const MainWindow& window);
@@ -125,7 +126,7 @@ private:
     std::function<void(MainWindowController&)> pageMade_;
     /// The faults of stores that the user has been told of.
     QStringList toldFaults_;
-    std::vector<NotificationToken> tokens_;
+    Subscriptions subscriptions_;
 };
 
 } // namespace korvane

@@ -6,12 +6,10 @@
 #include "e2e/soak/ServedFile.h"
 
 #include "core/FileObserverProtocol.h"
-#include "core/NotificationNames.h"
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/Pages.h"
 #include "core/search/SearchItem.h"
 #include "documents/LoadProgressController.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "remote/Client.h"
 #include "remote/RemoteDocument.h"
 #include "remote/hosts/AuthnType.h"
@@ -164,7 +162,7 @@ private:
     bool isPatient_ = false;
     RecordedAlerts alerts_;
     std::shared_ptr<RemoteDocument> document_;
-    NotificationToken token_;
+    Subscription subscription_;
     ConnectionState lastState_ = ConnectionState::Unconnected;
     std::size_t losses_ = 0;
     std::unique_ptr<Search> search_;
@@ -225,12 +223,11 @@ void Round::open() {
     document_ = RemoteDocument::create(host, [&](const std::shared_ptr<RemoteHost>& configured) {
         return Client::create(configured, alerts_, settings);
     });
-    token_ = NotificationCenter::shared().observe(
-        notification::connectionStateChanged, [this](const Notification&) {
-            if (std::exchange(lastState_, state()) == ConnectionState::Connected &&
-                state() == ConnectionState::Lost)
-                ++losses_;
-        });
+    subscription_ = document_->notices().connectionStateChanged.subscribe([this] {
+        if (std::exchange(lastState_, state()) == ConnectionState::Connected &&
+            state() == ConnectionState::Lost)
+            ++losses_;
+    });
     if (!document_->readFromUrl(RemoteUrl(*host, path_).url()))
         throw Fault("the address is not taken");
     document_->startLoading();
@@ -442,7 +439,7 @@ void Round::close() {
     waitUntil([] { return OperationQueue::waitForAllWorkers(0ms); }, limit,
               "background work goes on after the file was closed");
     checkAlerts();
-    token_ = {};
+    subscription_ = {};
     const std::weak_ptr<RemoteDocument> closed = std::exchange(document_, nullptr);
     waitUntil([&] { return closed.expired(); }, limit, "the document does not go away");
 }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "core/NotificationNames.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "remote/hosts/AuthnType.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/ServerGroup.h"
@@ -72,8 +70,8 @@ protected:
     }
 
     int notices_ = 0;
-    const NotificationToken token_ = NotificationCenter::shared().observe(
-        notification::remoteHostGroupChanged, [this](const Notification&) { ++notices_; });
+    const Subscription subscription_ =
+        RemoteHostsManager::shared().groupsChanged().subscribe([this] { ++notices_; });
 };
 
 } // namespace korvane::test

@@ -404,7 +404,7 @@ TEST_F(RemoteHostsWindowTest, TheWelcomeLeadsToTheHosts) {
     }
     ASSERT_TRUE(list);
     addHost(u"db"_s);
-    NotificationCenter::shared().post(notification::remoteHostGroupChanged);
+    RemoteHostsManager::shared().groupsChanged().post();
     ASSERT_EQ(list->count(), 2);
     list->setCurrentRow(1);
     QTest::keyClick(list, Qt::Key_Return);

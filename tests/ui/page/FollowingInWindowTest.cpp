@@ -1,7 +1,5 @@
 #include "ui/AppFixture.h"
 
-#include "core/NotificationNames.h"
-
 #include <QLabel>
 #include <QPushButton>
 #include <QTabWidget>

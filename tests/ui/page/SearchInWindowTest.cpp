@@ -1,6 +1,5 @@
 #include "ui/AppFixture.h"
 
-#include "foundation/notices/NotificationCenter.h"
 #include "ui/page/LogSearch.h"
 
 #include <QLabel>

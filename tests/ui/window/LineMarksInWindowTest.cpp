@@ -1,6 +1,5 @@
 #include "ui/AppFixture.h"
 
-#include "core/NotificationNames.h"
 #include "foundation/FilePath.h"
 #include "ui/window/BookmarksOutlineViewController.h"
 #include "ui/window/LineMarksViewController.h"
@@ -70,8 +69,8 @@ TEST_F(LineMarksInWindowTest, ALineThatIsNotLoadedIsReadBeforeItIsMarked) {
 
     // Many at once are one change, those on the screen and those that must be read.
     int changes = 0;
-    const auto token = NotificationCenter::shared().observe(notification::lineMarksChanged,
-                                                            [&](const Notification&) { ++changes; });
+    const auto subscription =
+        FileBasedBookmarksManager::shared().notices().lineMarksChanged.subscribe([&] { ++changes; });
     table.selectRow(29'500);
     table.selectRowsTo(30'400);
     page->logView().toggleLineMarkMenuAction();
@@ -135,10 +134,8 @@ TEST_F(LineMarksInWindowTest, AJumpAndADeletionActOnThePageOfTheList) {
     EXPECT_EQ(other->logView().tableView().currentRow(), -1);
 
     std::vector<std::vector<qint64>> deleted;
-    const auto token =
-        NotificationCenter::shared().observe(notification::lineMarksDeleted, [&](const Notification& posted) {
-            deleted.push_back(std::any_cast<std::vector<qint64>>(posted.object));
-        });
+    const auto subscription = FileBasedBookmarksManager::shared().notices().lineMarksDeleted.subscribe(
+        [&](const std::vector<qint64>& lines) { deleted.push_back(lines); });
     marks->selectAll();
     marks->selectionModel()->select(marks->model()->index(1, 0),
                                     QItemSelectionModel::Deselect | QItemSelectionModel::Rows);

@@ -1,8 +1,6 @@
 #include "ui/AppFixture.h"
 
 #include "core/FileObserverProtocol.h"
-#include "core/NotificationNames.h"
-#include "foundation/notices/NotificationCenter.h"
 #include "ui/page/NoticeStrip.h"
 #include "ui/tabs/DocumentTab.h"
 #include "ui/tabs/DocumentTabs.h"
@@ -71,8 +69,7 @@ TEST_F(MainWindowTest, FilesBehindLoadAndFollowBeforeTheirPagesAreMade) {
     const TemporaryFile files[] = {TemporaryFile(numberedLines(300) + '\n', "a.log"),
                                    TemporaryFile("2\n", "b.log"), TemporaryFile("3\n", "c.log")};
     int announced = 0;
-    const auto token = NotificationCenter::shared().observe(notification::documentLoaded,
-                                                            [&](const Notification&) { ++announced; });
+    const auto subscription = documents_.documentLoaded().subscribe([&](const auto&) { ++announced; });
     {
         const DocumentBatch batch(documents_, 3);
         for (const TemporaryFile& file : files)

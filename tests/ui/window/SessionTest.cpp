@@ -1,6 +1,5 @@
 #include "ui/AppFixture.h"
 
-#include "core/NotificationNames.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
 #include "ui/page/NoticeStrip.h"
@@ -165,7 +164,7 @@ TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
     // A directory in the file's place cannot be written over.
     ASSERT_TRUE(QDir(settings_.path()).mkpath(u"bookmarks.data/taken"_s));
     FileBasedBookmarksManager::shared().save();
-    NotificationCenter::shared().post(notification::remoteHostGroupChanged);
+    RemoteHostsManager::shared().groupsChanged().post();
     MainWindowController* page = open(file);
     const auto says = [page](const QString& text) {
         const auto labels = page->findChildren<QLabel*>();
@@ -176,12 +175,12 @@ TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
     page->showUserUpdate(u"something else"_s);
     EXPECT_TRUE(says(u"bookmarks.data"_s)) << "it stays until it is put aside";
     page->findChild<NoticeStrip*>()->findChild<QToolButton*>()->click();
-    NotificationCenter::shared().post(notification::lineMarksDeleted);
+    FileBasedBookmarksManager::shared().notices().lineMarksDeleted.post({});
     EXPECT_FALSE(says(u"bookmarks.data"_s)) << "told once";
 
     ASSERT_TRUE(QDir(settings_.path()).mkpath(u"groups.data/taken"_s));
     ServerGroupsManager::shared().save();
-    NotificationCenter::shared().post(notification::lineMarksDeleted);
+    FileBasedBookmarksManager::shared().notices().lineMarksDeleted.post({});
     EXPECT_TRUE(says(u"groups.data"_s)) << "a further one is told, too";
 }
 

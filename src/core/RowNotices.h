@@ -1,0 +1,19 @@
+#pragma once
+
+#include "foundation/notices/Notice.h"
+
+#include <QtGlobal>
+
+namespace korvane {
+
+/// What a data source reports to the tables that show its rows. All are posted on the main thread.
+struct RowNotices {
+    /// The rows of a page have been loaded. Payload: its one-based number.
+    Notice<qint64> pageLoaded{"DataSourceLoadedLinesNotification"};
+    /// All rows must be requested again; the old ones show until they are loaded.
+    Notice<> rowsStale{"DataSourceRowsStaleNotification"};
+    /// `TailDataSourceProtocol::defaultLineAction` has changed.
+    Notice<> defaultLineActionChanged{"DefaultLineActionChangedNotification"};
+};
+
+} // namespace korvane

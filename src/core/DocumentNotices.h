@@ -15,6 +15,9 @@ struct DocumentNotices {
     Notice<RowsUpdatedNotificationObject> rowsUpdated{"RowsUpdatedNotificationKey"};
     /// A followed file was replaced, deleted, truncated, or is there again.
     Notice<FileStatus> fileStatusChanged{"FileStatusChangedNotification"};
+    /// Loading or reading again has begun or ended: see `Document::loadState`. Behind the last notice of the
+    /// rows that it has read.
+    Notice<> loadStateChanged{"LoadStateChangedNotification"};
     /// Following the file has begun or ended.
     Notice<> tailingChanged{"TailingChangedNotification"};
     /// The state of the connection to the file's server, or the fault of the file there, has changed.

@@ -4,6 +4,11 @@
 
 namespace korvane {
 
+void Document::setLoadState(LoadState state) {
+    if (loadState_.enter(state))
+        notices().loadStateChanged.post();
+}
+
 QString Document::displayName() const {
     return displayName_.isEmpty() ? korvane::displayName(fileUrl()) : displayName_;
 }

@@ -5,6 +5,7 @@
 #include "documents/ConnectionState.h"
 #include "documents/FileCheck.h"
 #include "documents/FileInformation.h"
+#include "documents/LoadState.h"
 #include "foundation/Result.h"
 
 #include <functional>
@@ -84,7 +85,10 @@ public:
     /// closed; nothing when there is no answer.
     virtual void askFileInformation(FileInformationReport report) = 0;
 
-    /// The progress of the loading, or of the last `reload`; never null after `readFromUrl`.
+    LoadState loadState() const { return loadState_.state(); }
+    bool isLoading() const { return loadState() == LoadState::Waiting || loadState() == LoadState::Loading; }
+    /// The progress of the loading, or of the last `reload`, for a bar; never null after `readFromUrl`. It
+    /// may end a moment before `loadState`.
     virtual std::shared_ptr<const LoadProgressController> loadProgress() const = 0;
 
     /// `DocumentNotices::connectionStateChanged` reports every change.
@@ -106,7 +110,12 @@ public:
     bool wrapping() const { return wrapping_; }
     void setWrapping(bool wrapping) { wrapping_ = wrapping; }
 
+protected:
+    /// Reports every change, and a reload that begins before the last one has ended.
+    void setLoadState(LoadState state);
+
 private:
+    StateMachine<LoadState> loadState_{LoadState::Waiting, loadTransitions};
     QString displayName_;
     bool wrapping_ = false;
 };

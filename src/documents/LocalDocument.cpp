@@ -163,6 +163,7 @@ void LocalDocument::load(FileLoadingOperation::Start start) {
         std::make_shared<FileLoadingOperation>(logReader_, dataSource_, loadProgress_, start);
     operation->setShown(isShown_);
     load_ = operation;
+    setLoadState(LoadState::Loading);
     operation->setCompletion([weak = std::weak_ptr(self()), progress = loadProgress_] {
         MainThread::shared().post([weak, progress] {
             // A load that a reload has taken the place of ends before the file is known.
@@ -185,20 +186,25 @@ void LocalDocument::windowMade() {
 }
 
 void LocalDocument::loadEnded() {
-    isLoaded_ = true;
+    using State = LoadProgressController::State;
+    if (isLoading()) { // else it was cancelled
+        const State end = loadProgress_->state();
+        setLoadState(end == State::Completed  ? LoadState::Loaded
+                     : end == State::Canceled ? LoadState::Cancelled
+                                              : LoadState::Failed);
+    }
     // Following would only fail in the same way.
-    const bool hasFailed = loadProgress_->state() == LoadProgressController::State::Failed;
-    if (!hasFailed && std::exchange(tailsWhenLoaded_, false))
+    if (loadState() != LoadState::Failed && std::exchange(tailsWhenLoaded_, false))
         logFileObserver_->startTailingAfterLoad();
 }
 
 void LocalDocument::startTailingWhenLoaded() {
     if (closed_ || !logFileObserver_)
         return;
-    if (isLoaded_)
-        logFileObserver_->startTailing();
-    else
+    if (isLoading())
         tailsWhenLoaded_ = true;
+    else
+        logFileObserver_->startTailing();
 }
 
 void LocalDocument::setShown(bool isShown) {
@@ -225,6 +231,8 @@ void LocalDocument::cancelLoading() {
         return;
     stopTailing();
     loadQueue_->cancelAllOperations();
+    if (loadState() == LoadState::Loading)
+        setLoadState(LoadState::Cancelled);
 }
 
 void LocalDocument::stopTailing() {
@@ -283,7 +291,7 @@ void LocalDocument::close() {
 }
 
 QString LocalDocument::openFault() const {
-    if (loadProgress_ && loadProgress_->state() == LoadProgressController::State::Failed)
+    if (loadState() == LoadState::Failed)
         return loadProgress_->fault();
     // Following may have opened it since.
     return logReader_ && logReader_->fileIdentity() ? QString() : openFault_;
@@ -326,9 +334,7 @@ void LocalDocument::checkFile(std::function<void(FileFault)> report) {
 }
 
 std::optional<quint64> LocalDocument::knownFileSize() const {
-    using State = LoadProgressController::State;
-    const State state = loadProgress_->state();
-    if (state == State::Waiting || state == State::Loading)
+    if (isLoading())
         return loadProgress_->totalBytes();
     return logReader_->byteCount(1, logReader_->lineCount());
 }

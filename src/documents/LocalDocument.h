@@ -76,7 +76,6 @@ private:
     QString readingNote_;
     FileHandle::Identity identity_;
     bool closed_ = false;
-    bool isLoaded_ = false;
     bool isShown_ = true;
     bool tailsWhenLoaded_ = false;
     std::shared_ptr<LogFileReaderProtocol> logReader_;

@@ -202,6 +202,7 @@ void RemoteDocument::connectInBackground(LoginAsked asked) {
         stateBefore_ = state_;
     setState(ConnectionState::Connecting);
     loadProgress_->readerDidStart(0);
+    setLoadState(LoadState::Loading);
     loadQueue_->addOperation(load_);
 }
 
@@ -242,11 +243,13 @@ void RemoteDocument::connectionFailed() {
     hasFailed_ = true;
     loadProgress_->readerDidCancel();
     setState(stateBefore_ == ConnectionState::Lost ? stateBefore_ : ConnectionState::Unconnected);
+    setLoadState(LoadState::Cancelled);
 }
 
 void RemoteDocument::loadEnded() {
     load_.reset();
     loadProgress_->readerDidFinish();
+    setLoadState(LoadState::Loaded);
 }
 
 void RemoteDocument::present(const Error& error) {
@@ -370,14 +373,14 @@ void RemoteDocument::cancelLoading() {
         ->abandon(isLoggedIn ? LoadOperation::Login::Kept : LoadOperation::Login::Ended);
     dataSource_->cancelCount();
     loadProgress_->readerDidCancel();
-    if (state_ != ConnectionState::Connecting)
-        return;
-    if (!isLoggedIn)
-        client_->disconnect();
-    if (isLoggedIn)
-        setState(ConnectionState::Connected);
-    else
-        setState(stateBefore_ == ConnectionState::Lost ? stateBefore_ : ConnectionState::Unconnected);
+    if (state_ == ConnectionState::Connecting) {
+        if (!isLoggedIn)
+            client_->disconnect();
+        setState(isLoggedIn                              ? ConnectionState::Connected
+                 : stateBefore_ == ConnectionState::Lost ? ConnectionState::Lost
+                                                         : ConnectionState::Unconnected);
+    }
+    setLoadState(LoadState::Cancelled);
 }
 
 void RemoteDocument::reload() {

@@ -7,7 +7,6 @@
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/Pages.h"
 #include "documents/Document.h"
-#include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
 #include "foundation/TimingLog.h"
 #include "rules/FiltersManager.h"
@@ -74,7 +73,8 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
     connect(search_, &LogSearch::noFurtherMatch, this, [this] {
-        showSearchMessage(isLoaded_ ? tr("No further match") : tr("No match in what has been read so far"));
+        showSearchMessage(!document_->isLoading() ? tr("No further match")
+                                                  : tr("No match in what has been read so far"));
     });
     connect(search_, &LogSearch::searchFailed, this, &LogViewController::showSearchMessage);
     connect(search_, &LogSearch::searchingChanged, this, [this](bool isSearching) {
@@ -151,8 +151,6 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
         endFollower_->otherContent(document_->connectionState() == ConnectionState::Local ? 1 : 0);
     }
     const qint64 countBefore = rows.isOtherContent ? 0 : lineCount();
-    if (isLoading())
-        isLoaded_ = false;
     if (dataSource_->numberOfRows() == 0)
         keepEmptiedView();
     if (rows.isOtherContent)
@@ -162,14 +160,14 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
         tableView_->setRowCount(dataSource_->numberOfRows());
         tableView_->rowsChanged(std::max<qint64>(0, rows.idx.location - dataSource_->rowStart()));
     });
-    if (!isLoaded_)
+    if (document_->isLoading())
         endFollower_->forgetNewLines();
-    followPendingLine(!isLoading());
-    followPendingPlace(!isLoading());
+    followPendingLine(!document_->isLoading());
+    followPendingPlace(!document_->isLoading());
     restoreEmptiedView();
     // Of the place that has been reached, not of the one on the way.
     requestVisiblePages();
-    if (isLoaded_ && lineCount() > countBefore)
+    if (!document_->isLoading() && lineCount() > countBefore)
         Q_EMIT linesArrived(lineCount() - countBefore);
     Q_EMIT rowCountChanged();
 }
@@ -177,13 +175,7 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
 bool LogViewController::followsEnd() const {
     const auto observer = document_->logFileObserver();
     // A file that is being read is looked at from its first line, unless the user has gone to the end.
-    return observer && observer->isTailing() && (isLoaded_ || endFollower_->isAtEnd());
-}
-
-bool LogViewController::isLoading() const {
-    using State = LoadProgressController::State;
-    const State state = document_->loadProgress()->state();
-    return state == State::Waiting || state == State::Loading;
+    return observer && observer->isTailing() && (!document_->isLoading() || endFollower_->isAtEnd());
 }
 
 void LogViewController::requestVisiblePages() {
@@ -272,7 +264,7 @@ void LogViewController::goToMarkedLine(qint64 lineNumber) {
 
 void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
     pendingLine_ = lineNumber;
-    followPendingLine(!isLoading());
+    followPendingLine(!document_->isLoading());
 }
 
 LogViewController::Place LogViewController::place() const {
@@ -292,7 +284,7 @@ void LogViewController::keepPlaceWhileReading() {
 void LogViewController::restorePlace(const Place& place) {
     pendingPlace_ = place;
     hasOldRows_ = false;
-    followPendingPlace(!isLoading());
+    followPendingPlace(!document_->isLoading());
 }
 
 void LogViewController::followPendingPlace(bool isLast) {
@@ -340,7 +332,6 @@ void LogViewController::loadEnded() {
     followPendingLine(true);
     followPendingPlace(true);
     endFollower_->everythingRead();
-    isLoaded_ = true;
 }
 
 void LogViewController::followPendingLine(bool isLast) {
@@ -585,7 +576,7 @@ void LogViewController::quickHighlightSelection() {
 void LogViewController::setEncodingChoice(EncodingChoice choice) {
     keepPlaceWhileReading();
     document_->setEncodingChoice(choice);
-    followPendingPlace(!isLoading());
+    followPendingPlace(!document_->isLoading());
     search_->forgetMatches(); // in texts that are no longer those on the screen
     tableView_->rowsChanged();
 }

@@ -144,7 +144,6 @@ private:
     void dataSourceLoadedLines(qint64 firstRow, qint64 lastRow);
     /// New rows are followed by a view that stands at the end.
     bool followsEnd() const;
-    bool isLoading() const;
     /// The table shows other rows of the same file.
     void rowStartChanged();
     void handleUserDefaultsChanged(const QString& key);
@@ -190,8 +189,6 @@ private:
         bool isCutOff = false;
     };
     std::optional<EmptiedView> emptiedView_;
-    /// The first scan has ended: what comes now is new.
-    bool isLoaded_ = false;
     /// How the last search ended.
     QString searchMessage_;
 

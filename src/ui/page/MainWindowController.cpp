@@ -89,10 +89,10 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     connect(&progressTimer_, &QTimer::timeout, this, [this] { updateProgress(); });
     connect(&fileTimer_, &QTimer::timeout, this, [this] { checkFile(); });
     connect(footer_, &FooterViewController::fileInfoRequested, this, [this] { showFileInfo(); });
-    progressTimer_.start(progressInterval);
     fileTimer_.start(fileCheckInterval);
 
     DocumentNotices& notices = document_->notices();
+    subscriptions_.push_back(notices.loadStateChanged.subscribe([this] { loadStateChanged(); }));
     subscriptions_.push_back(notices.tailingChanged.subscribe([this] { tailingHasChanged(); }));
     subscriptions_.push_back(notices.connectionStateChanged.subscribe([this] { showConnection(); }));
     subscriptions_.push_back(
@@ -113,6 +113,9 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     connect(connectionStrip_, &ConnectionStrip::connectRequested, this,
             &MainWindowController::connectToServer);
     showConnection();
+    // The file may have been read before, and nobody listens to the page yet.
+    QMetaObject::invokeMethod(
+        this, [this] { loadStateChanged(); }, Qt::QueuedConnection);
 }
 
 MainWindowController::~MainWindowController() {
@@ -158,10 +161,7 @@ void MainWindowController::reload() {
 }
 
 bool MainWindowController::isLoading() const {
-    if (document_->connectionState() == ConnectionState::Unconnected)
-        return false;
-    const auto state = document_->loadProgress()->state();
-    return state == LoadProgressController::State::Waiting || state == LoadProgressController::State::Loading;
+    return document_->isLoading() && document_->connectionState() != ConnectionState::Unconnected;
 }
 
 void MainWindowController::setSourceStatus(const QString& text) {
@@ -198,26 +198,30 @@ void MainWindowController::showUserUpdate(const QString& text) {
     footer_->showUserUpdate(text);
 }
 
+void MainWindowController::loadStateChanged() {
+    if (document_->isClosed())
+        return;
+    if (isLoading()) {
+        progressTimer_.start(progressInterval);
+        updateFooter();
+        return;
+    }
+    progressTimer_.stop();
+    if (document_->loadState() == LoadState::Waiting)
+        return; // there is no connection yet
+    loadStrip_->finish(document_->loadProgress()->statusText());
+    logView_->loadEnded();
+    if (Preferences::shared().openAtEnd() && Preferences::shared().startTailingOnFileOpen() &&
+        !std::exchange(hasLoaded_, true) && logView_->isAtStart())
+        logView_->goToLastLine();
+    updateFooter();
+    Q_EMIT loadEnded();
+}
+
 void MainWindowController::updateProgress() {
     if (document_->isClosed())
         return;
     const auto progress = document_->loadProgress();
-    if (canConnect() && progress->state() == LoadProgressController::State::Waiting) {
-        // Nothing has been begun; the user may begin it.
-        progressTimer_.stop();
-        return;
-    }
-    if (!isLoading()) {
-        loadStrip_->finish(progress->statusText());
-        progressTimer_.stop();
-        logView_->loadEnded();
-        if (Preferences::shared().openAtEnd() && Preferences::shared().startTailingOnFileOpen() &&
-            !std::exchange(hasLoaded_, true) && logView_->isAtStart())
-            logView_->goToLastLine();
-        updateFooter();
-        Q_EMIT loadEnded();
-        return;
-    }
     if (progress->elapsed() < progressDelay)
         return;
     const auto total = progress->totalBytes();
@@ -230,9 +234,6 @@ void MainWindowController::updateProgress() {
 void MainWindowController::updateFooter() {
     if (document_->isClosed())
         return;
-    // The file may be read anew, for another encoding.
-    if (isLoading() && !progressTimer_.isActive())
-        progressTimer_.start(progressInterval);
     footer_->setFileName(document_->displayName(), document_->displayPlace());
     const bool tails = isTailing();
     // Why not stands in the strip, or in place of the rows.

@@ -87,6 +87,7 @@ protected:
 
 private:
     void updateFooter();
+    void loadStateChanged();
     void updateProgress();
     void showNotices();
     void remedy(PageNotice::Remedy remedy);
@@ -107,6 +108,7 @@ private:
     ProgressStrip* loadStrip_;
     ProgressStrip* copyStrip_;
     FooterViewController* footer_;
+    /// Moves the bar while the file is loading.
     QTimer progressTimer_;
     QTimer fileTimer_;
     QString sourceStatus_;

@@ -41,7 +41,9 @@ void DocumentTab::setDocument(std::shared_ptr<Document> document) {
     DocumentNotices& notices = document_->notices();
     subscriptions_.push_back(notices.rowsUpdated.subscribe(
         [this](const RowsUpdatedNotificationObject& update) { rowsUpdated(update); }));
+    subscriptions_.push_back(notices.loadStateChanged.subscribe([this] { loadStateChanged(); }));
     subscriptions_.push_back(notices.connectionStateChanged.subscribe([this] { Q_EMIT changed(); }));
+    loadStateChanged();
     document_->setShown(isInFront_);
     state_ = State::Open;
     delete std::exchange(reason_, nullptr);
@@ -145,16 +147,21 @@ bool DocumentTab::isCutOff() const {
 }
 
 void DocumentTab::rowsUpdated(const RowsUpdatedNotificationObject& update) {
-    if (page_ || !document_ || document_->isClosed())
+    if (page_ || document_->isClosed() || document_->loadState() != LoadState::Loaded)
         return;
-    if (document_->loadProgress()->state() != LoadProgressController::State::Completed) {
-        knownLines_.reset();
-        return;
-    }
-    const auto source = document_->dataSource();
-    const qint64 count = source->rowStart() + source->numberOfRows();
-    const qint64 before = std::exchange(knownLines_, count).value_or(count);
+    const qint64 count = lineCount();
+    const qint64 before = std::exchange(knownLines_, count);
     noteNewLines(update.isOtherContent ? count : count - before);
+}
+
+void DocumentTab::loadStateChanged() {
+    if (!document_->isClosed() && document_->loadState() == LoadState::Loaded)
+        knownLines_ = lineCount();
+}
+
+qint64 DocumentTab::lineCount() const {
+    const auto source = document_->dataSource();
+    return source->rowStart() + source->numberOfRows();
 }
 
 void DocumentTab::noteNewLines(qint64 count) {

@@ -86,6 +86,8 @@ Q_SIGNALS:
 private:
     /// Counts what is new while there is no page that does.
     void rowsUpdated(const RowsUpdatedNotificationObject& update);
+    void loadStateChanged();
+    qint64 lineCount() const;
     void noteNewLines(qint64 count);
 
     const QUrl url_;
@@ -104,8 +106,8 @@ private:
     QString inputPause_;
     bool isInputReloadable_ = false;
     qint64 unseenLines_ = 0;
-    /// As of the end of the first scan; absent before.
-    std::optional<qint64> knownLines_;
+    /// Lines of the loaded file that the tab has been told of.
+    qint64 knownLines_ = 0;
     Subscriptions subscriptions_;
 };
 

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "foundation/StateMachine.h"
+
+namespace korvane {
+
+/// How far a document has been read, as its windows know it: it follows the notices of the rows.
+enum class LoadState : unsigned char {
+    Waiting, ///< not begun, or a connection must be made first
+    Loading,
+    Loaded,
+    Cancelled, ///< by the user; what had been read by then stays
+    Failed,    ///< what had been read by then stays
+};
+
+inline constexpr StateMachine<LoadState>::Transition loadTransitions[] = {
+    {LoadState::Waiting, LoadState::Loading},   {LoadState::Waiting, LoadState::Cancelled},
+    {LoadState::Loading, LoadState::Loaded},    {LoadState::Loading, LoadState::Cancelled},
+    {LoadState::Loading, LoadState::Failed},    {LoadState::Loaded, LoadState::Loading},
+    {LoadState::Cancelled, LoadState::Loading}, {LoadState::Failed, LoadState::Loading},
+};
+
+} // namespace korvane

@@ -186,7 +186,6 @@ Status RemoteDocument::readFromUrl(const QUrl& url) {
 }
 
 void RemoteDocument::startLoading() {
-    hasStarted_ = true;
     follows_ = follows_ || Preferences::shared().startTailingOnFileOpen();
     connectInBackground(LoginAsked::ByUser);
 }
@@ -197,17 +196,14 @@ void RemoteDocument::connectInBackground(LoginAsked asked) {
     if (load_)
         load_->abandon(LoadOperation::Login::Kept);
     load_ = std::make_shared<LoadOperation>(self(), ++loadNumber_, asked, file_, dataSource_);
-    hasFailed_ = false;
-    if (state_ != ConnectionState::Connecting)
-        stateBefore_ = state_;
-    setState(ConnectionState::Connecting);
+    setState(stateOfAttempt(state_.state()));
     loadProgress_->readerDidStart(0);
     setLoadState(LoadState::Loading);
     loadQueue_->addOperation(load_);
 }
 
-void RemoteDocument::setState(ConnectionState state) {
-    if (std::exchange(state_, state) != state)
+void RemoteDocument::setState(RemoteState state) {
+    if (state_.enter(state))
         announceState();
 }
 
@@ -216,7 +212,7 @@ void RemoteDocument::announceState() {
 }
 
 void RemoteDocument::connected() {
-    setState(ConnectionState::Connected);
+    setState(RemoteState::Connected);
     if (std::exchange(asksAgain_, false)) {
         // The rows stay until the new ones are there.
         dataSource_->linesChanged(0);
@@ -240,10 +236,13 @@ void RemoteDocument::connected() {
 
 void RemoteDocument::connectionFailed() {
     load_.reset();
-    hasFailed_ = true;
     loadProgress_->readerDidCancel();
-    setState(stateBefore_ == ConnectionState::Lost ? stateBefore_ : ConnectionState::Unconnected);
+    attemptEnded(RemoteState::Failed);
     setLoadState(LoadState::Cancelled);
+}
+
+void RemoteDocument::attemptEnded(RemoteState end) {
+    setState(state_.state() == RemoteState::Returning ? RemoteState::Lost : end);
 }
 
 void RemoteDocument::loadEnded() {
@@ -268,12 +267,12 @@ void RemoteDocument::setFileFault(const QString& text) {
 // ---- The connection
 
 void RemoteDocument::connectionChanged() {
-    if (state_ == ConnectionState::Connecting)
+    if (isConnecting())
         return;
     if (!client_->isConnected()) {
         connectionGone();
         announceState(); // it may be for the user now to connect again
-    } else if (state_ != ConnectionState::Connected)
+    } else if (state_.state() != RemoteState::Connected)
         comeBack(LoginAsked::ByProgram);
 }
 
@@ -283,8 +282,8 @@ void RemoteDocument::stayConnected() {
 }
 
 void RemoteDocument::connectionGone() {
-    if (state_ == ConnectionState::Connected && !client_->isConnected())
-        setState(ConnectionState::Lost);
+    if (state_.state() == RemoteState::Connected && !client_->isConnected())
+        setState(RemoteState::Lost);
 }
 
 void RemoteDocument::connectionLost() {
@@ -294,12 +293,12 @@ void RemoteDocument::connectionLost() {
 }
 
 void RemoteDocument::reconnect() {
-    if (isClosed() || state_ == ConnectionState::Connecting || client_->isConnected())
+    if (isClosed() || isConnecting() || client_->isConnected())
         return;
-    if (hasStarted_)
-        comeBack(LoginAsked::ByUser);
-    else
+    if (state_.state() == RemoteState::Unopened)
         startLoading();
+    else
+        comeBack(LoginAsked::ByUser);
 }
 
 void RemoteDocument::comeBack(LoginAsked asked) {
@@ -314,22 +313,25 @@ void RemoteDocument::checkFile(std::function<void(FileFault)> report) {
     if (isClosed())
         return;
     connectionGone();
+    // A file that was missing or empty may have lines by now.
+    dataSource_->ensureCounted();
     report(FileFault::None);
 }
 
 QString RemoteDocument::openFault() const {
-    if (state_ == ConnectionState::Lost)
+    if (state_.state() == RemoteState::Lost)
         return (dataSource_->rowCount() > 0
                     ? translated("The connection to %1 is lost: these are the lines loaded before")
                     : translated("The connection to %1 is lost: there is nothing to show until it is back"))
             .arg(host_->host());
-    if (hasFailed_)
+    if (state_.state() == RemoteState::Failed)
         return translated("There is no connection to %1").arg(host_->host());
     return fileFault_;
 }
 
 bool RemoteDocument::triesToConnect() const {
-    return (state_ == ConnectionState::Lost || hasFailed_) && !client_->wasRefused();
+    return (state_.state() == RemoteState::Lost || state_.state() == RemoteState::Failed) &&
+           !client_->wasRefused();
 }
 
 void RemoteDocument::setWindow(const void* window) {
@@ -349,7 +351,7 @@ void RemoteDocument::startTailingWhenLoaded() {
         return;
     follows_ = true;
     // Without a connection it would only find that out; a monitor connects by itself, once.
-    if (state_ == ConnectionState::Connected || state_ == ConnectionState::Lost)
+    if (state_.state() == RemoteState::Connected || state_.state() == RemoteState::Lost)
         follow();
 }
 
@@ -373,12 +375,13 @@ void RemoteDocument::cancelLoading() {
         ->abandon(isLoggedIn ? LoadOperation::Login::Kept : LoadOperation::Login::Ended);
     dataSource_->cancelCount();
     loadProgress_->readerDidCancel();
-    if (state_ == ConnectionState::Connecting) {
+    if (isConnecting()) {
         if (!isLoggedIn)
             client_->disconnect();
-        setState(isLoggedIn                              ? ConnectionState::Connected
-                 : stateBefore_ == ConnectionState::Lost ? ConnectionState::Lost
-                                                         : ConnectionState::Unconnected);
+        if (isLoggedIn)
+            setState(RemoteState::Connected);
+        else
+            attemptEnded(RemoteState::Cancelled);
     }
     setLoadState(LoadState::Cancelled);
 }
@@ -396,7 +399,7 @@ void RemoteDocument::close() {
     if (isClosed())
         return;
     stopTailing();
-    state_ = ConnectionState::Closed;
+    state_.enter(RemoteState::Closed);
     load_.reset();
     loadQueue_->cancelAllOperations();
     informationQueue_->cancelAllOperations();

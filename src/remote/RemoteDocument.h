@@ -3,6 +3,7 @@
 #include "documents/Document.h"
 #include "foundation/work/OperationQueue.h"
 #include "remote/LoginAsked.h"
+#include "remote/RemoteState.h"
 #include "remote/hosts/RemoteUrl.h"
 
 #include <cstdint>
@@ -49,7 +50,7 @@ public:
     void reload() override;
 
     void close() override;
-    bool isClosed() const override { return state_ == ConnectionState::Closed; }
+    bool isClosed() const override { return state_.state() == RemoteState::Closed; }
 
     QUrl fileUrl() const override { return fileUrl_; }
     /// None: a remote file is read by commands.
@@ -65,7 +66,7 @@ public:
     StringEncoding fileEncoding() const override { return encoding::utf8; }
 
     QString openFault() const override;
-    /// Only notices a connection that is gone; what stands at the path is not looked at.
+    /// Only notices a connection that is lost, and counts a file that has not been counted or was empty.
     void checkFile(std::function<void(FileFault)> report) override;
     void stayConnected() override;
     bool triesToConnect() const override;
@@ -73,7 +74,7 @@ public:
     void askFileInformation(FileInformationReport report) override;
     std::shared_ptr<const LoadProgressController> loadProgress() const override;
 
-    ConnectionState connectionState() const override { return state_; }
+    ConnectionState connectionState() const override { return connectionStateOf(state_.state()); }
     void reconnect() override;
     void setWindow(const void* window) override;
     void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) override;
@@ -88,10 +89,14 @@ private:
     RemoteDocument(std::shared_ptr<RemoteHost> host, std::shared_ptr<Client> client);
     std::shared_ptr<RemoteDocument> self();
     void connectInBackground(LoginAsked asked);
-    void setState(ConnectionState state);
+    /// Reports every change.
+    void setState(RemoteState state);
+    bool isConnecting() const { return connectionState() == ConnectionState::Connecting; }
     void announceState();
     void connected();
     void connectionFailed();
+    /// The attempt under way has ended without a connection.
+    void attemptEnded(RemoteState end);
     void loadEnded();
     /// The connection has come or gone, by whomever.
     void connectionChanged();
@@ -107,14 +112,10 @@ private:
     const std::shared_ptr<RemoteHost> host_;
     const std::shared_ptr<Client> client_;
     QUrl fileUrl_;
-    ConnectionState state_ = ConnectionState::Unconnected;
-    /// The state that a connection under way began in.
-    ConnectionState stateBefore_ = ConnectionState::Unconnected;
-    bool hasStarted_ = false;
+    StateMachine<RemoteState> state_{RemoteState::Unopened, remoteTransitions};
     bool isAnnounced_ = false;
     /// The file is to be followed as soon as there is a connection.
     bool follows_ = false;
-    bool hasFailed_ = false;
     /// Why there are no lines of the file; empty for no fault.
     QString fileFault_;
     /// The rows that could not be loaded are to be asked for as soon as there is a connection.

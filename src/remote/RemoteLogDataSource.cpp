@@ -56,8 +56,8 @@ RemoteLogDataSource::create(const std::shared_ptr<DocumentProtocol>& document,
         if (!alive)
             return;
         const std::lock_guard guard(alive->mutex_);
-        alive->isCounted_ = false;
-        alive->countInBackground(Content::Other);
+        alive->count_.outdate();
+        alive->countInBackground(FileChange::Replaced);
     });
     return made;
 }
@@ -78,17 +78,21 @@ std::shared_ptr<RemoteLogDataSource> RemoteLogDataSource::self() const {
 // ---- How many lines there are
 
 qint64 RemoteLogDataSource::rowCount() const {
-    const bool canAsk = file_->client()->isConnected();
     const std::lock_guard guard(mutex_);
-    if ((!isCounted_ || lineCount_ == 0) && canAsk && !isCountUnwanted_ && countQueue_.isEmpty())
-        countInBackground(Content::Known);
-    return lineCount_;
+    return count_.lines();
 }
 
-void RemoteLogDataSource::countInBackground(Content content) const {
-    countQueue_.run([weak = std::weak_ptr(self()), content](const std::stop_token& stop) {
+void RemoteLogDataSource::ensureCounted() {
+    const bool canAsk = file_->client()->isConnected();
+    const std::lock_guard guard(mutex_);
+    if (canAsk && count_.isWanted() && countQueue_.isEmpty())
+        countInBackground(FileChange::None);
+}
+
+void RemoteLogDataSource::countInBackground(FileChange change) const {
+    countQueue_.run([weak = std::weak_ptr(self()), change](const std::stop_token& stop) {
         if (const auto alive = weak.lock())
-            alive->count(content, std::nullopt, [&stop] { return stop.stop_requested(); });
+            alive->count(change, std::nullopt, [&stop] { return stop.stop_requested(); });
     });
 }
 
@@ -96,8 +100,8 @@ void RemoteLogDataSource::cancelCount() {
     bool hasRows = false;
     {
         const std::lock_guard guard(mutex_);
-        isCountUnwanted_ = true;
-        hasRows = lineCount_ > 0;
+        count_.giveUp();
+        hasRows = count_.lines() > 0;
     }
     countQueue_.cancelAllOperations();
     // The first page is part of what the user has waited for.
@@ -110,30 +114,22 @@ void RemoteLogDataSource::forgetPlaces() {
 }
 
 void RemoteLogDataSource::firstLinesRead(qint64 lineCount) {
-    LineRange missed;
+    std::optional<LineCount::FirstPage> page;
     {
         const std::lock_guard guard(mutex_);
-        if (std::exchange(isFirstPageRead_, true))
-            return;
-        if (isCounted_)
-            missed = {lineCount, std::min(lineCount_, pages::size) - lineCount};
-        else if (lineCount_ <= shownFirst_)
-            lineCount_ = lineCount;
-        else
-            return;
+        page = count_.firstPageRead(lineCount);
     }
-    if (missed.length > 0)
-        announceChangedLines(missed); // they have come since
-    else if (lineCount > 0)
-        announceLoadedRows({0, lineCount});
+    if (page && page->missed.length > 0)
+        announceChangedLines(page->missed);
+    else if (page && page->loaded.length > 0)
+        announceLoadedRows(page->loaded);
 }
 
 void RemoteLogDataSource::firstLinesShown(qint64 lineCount) {
     {
         const std::lock_guard guard(mutex_);
-        if (isCounted_ || isFirstPageRead_ || lineCount_ > shownFirst_ || lineCount <= lineCount_)
+        if (!count_.firstLinesShown(lineCount))
             return;
-        shownFirst_ = lineCount_ = lineCount;
     }
     announceLoadedRows({0, lineCount});
 }
@@ -151,51 +147,48 @@ void RemoteLogDataSource::countLines(const IsCancelled& isCancelled) {
         const std::lock_guard guard(mutex_);
         if (isCancelled())
             return;
-        isCountUnwanted_ = false;
-        isCounted_ = false;
+        count_.outdate();
     }
-    count(Content::Known, std::nullopt, isCancelled);
+    count(FileChange::None, std::nullopt, isCancelled);
 }
 
 void RemoteLogDataSource::fileHasGrown(quint64 size, const IsCancelled& isCancelled) {
     {
         const std::lock_guard guard(mutex_);
-        isCountUnwanted_ = false;
-        isCounted_ = false;
+        count_.outdate();
     }
-    count(Content::Grown, size, isCancelled);
+    count(FileChange::Grown, size, isCancelled);
 }
 
 void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCancelled) {
     qint64 before = 0;
     {
         const std::lock_guard guard(mutex_);
-        isCountUnwanted_ = false;
-        isCounted_ = false;
-        if (size == 0) {
-            before = std::exchange(lineCount_, 0);
-            ++emptied_;
-        }
+        count_.outdate();
+        if (size == 0)
+            before = count_.empty();
     }
     if (size > 0) {
-        count(Content::Other, std::nullopt, isCancelled);
+        count(FileChange::Replaced, std::nullopt, isCancelled);
         return;
     }
     reader_->forget();
     // Of what comes back after a loss nobody knows what is new.
     const bool isMeasured = file_->client()->isConnected();
     forgetArrivedLines(isMeasured ? std::optional<qint64>(0) : std::nullopt);
-    announce(Content::Other, before, 0);
+    announce(FileChange::Replaced, before, 0);
     file_->lookForFault();
 }
 
 void RemoteLogDataSource::filePolledWith(quint64 size, const IsCancelled& isCancelled) {
-    const bool hasRows = [this] {
+    const auto [hasRows, isWanted] = [this] {
         const std::lock_guard guard(mutex_);
-        return lineCount_ > 0;
+        return std::pair(count_.lines() > 0, count_.isWanted());
     }();
     const quint64 known = reader_->knownSize();
     const bool isEmpty = size == 0 && (hasRows || known > 0);
+    if (!isEmpty && known == 0 && size > 0 && isWanted)
+        count(FileChange::None, std::nullopt, isCancelled); // the count before has had no answer
     if (!isEmpty && (known == 0 || size == known))
         return;
     setKnownFileSize(size);
@@ -205,72 +198,68 @@ void RemoteLogDataSource::filePolledWith(quint64 size, const IsCancelled& isCanc
         fileHasGrown(size, isCancelled); // if it is the same file
 }
 
-void RemoteLogDataSource::count(Content content, std::optional<quint64> size,
+void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
                                 const IsCancelled& isCancelled) {
     const std::lock_guard counting(countMutex_);
-    if (content == Content::Known) {
+    if (change == FileChange::None) {
         const std::lock_guard guard(mutex_);
-        if (isCounted_ && lineCount_ > 0)
+        if (count_.isFresh() && count_.lines() > 0)
             return; // by the count that this one has waited for
     }
-    uncounted_ = std::max(uncounted_, content);
+    uncounted_ = std::max(uncounted_, change);
     if (isCancelled())
         return;
-    const std::uint64_t emptied = [this] {
+    const std::uint64_t generation = [this] {
         const std::lock_guard guard(mutex_);
-        return emptied_;
+        return count_.generation();
     }();
-    if (uncounted_ != Content::Other && reader_->knowsEnd()) {
+    if (uncounted_ != FileChange::Replaced && reader_->knowsEnd()) {
         const auto growth = reader_->growth(size, isCancelled);
         if (!growth)
             return;
         if (growth->isSameFile) {
             setKnownFileSize(reader_->knownSize());
-            takeCount(growth->lineCount, emptied);
+            takeCount(growth->lineCount, generation);
             return;
         }
-        uncounted_ = Content::Other;
+        uncounted_ = FileChange::Replaced;
     }
-    if (uncounted_ == Content::Other)
+    if (uncounted_ == FileChange::Replaced)
         reader_->forget();
     const std::optional<qint64> counted = reader_->count(isCancelled);
     const bool isLess = [&] {
         const std::lock_guard guard(mutex_);
-        return counted && *counted < lineCount_;
+        return counted && *counted < count_.lines();
     }();
     if (isLess)
         reader_->forget(); // what has been kept belongs to what was there before
     if (counted && reader_->sizeBeforeCount())
         setKnownFileSize(reader_->sizeBeforeCount());
-    if (!counted || !takeCount(*counted, emptied))
+    if (!counted || !takeCount(*counted, generation))
         return;
     const auto atEnd = reader_->findEnd(isCancelled);
     if (atEnd && *atEnd > *counted) {
-        uncounted_ = Content::Grown;
-        takeCount(*atEnd, emptied);
+        uncounted_ = FileChange::Grown;
+        takeCount(*atEnd, generation);
     }
 }
 
-bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t emptied) {
-    qint64 before = 0;
-    bool isFirst = false;
+bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t generation) {
+    std::optional<LineCount::Counted> taken;
     {
         const std::lock_guard guard(mutex_);
-        // What was counted is gone by now.
-        if (emptied_ != emptied)
-            return false;
-        isCounted_ = true;
-        before = std::exchange(lineCount_, counted);
-        isFirst = before <= shownFirst_ && !isFirstPageRead_;
+        taken = count_.take(counted, generation);
     }
-    const Content content = std::exchange(uncounted_, Content::Known);
+    if (!taken)
+        return false;
+    const FileChange change = std::exchange(uncounted_, FileChange::None);
     // The first page may be on its way, and is not asked for again.
-    if (isFirst && content == Content::Known) {
+    if (taken->isFirst && change == FileChange::None) {
         if (counted > 0)
             announceLoadedRows({0, counted});
     } else
-        announce(content, before, counted);
-    passArrivedLines(content, counted, emptied);
+        announce(change, taken->before, counted);
+    passArrivedLines(change, counted, generation);
     if (counted > 0)
         file_->linesAreThere();
     else
@@ -280,52 +269,36 @@ bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t emptied) {
 
 void RemoteLogDataSource::followingEnded() {
     const std::lock_guard guard(mutex_);
-    isFollowed_ = false;
+    count_.followingEnded();
 }
 
 void RemoteLogDataSource::followingBegan() {
     const std::lock_guard guard(mutex_);
-    // Lines that arrived while there was no connection still notify.
-    if (!std::exchange(isFollowed_, true) && arrivedFrom_)
-        arrivedFrom_ = lineCount_;
+    count_.followingBegan();
 }
 
-void RemoteLogDataSource::forgetArrivedLines(std::optional<qint64> arrivedFrom) {
+void RemoteLogDataSource::forgetArrivedLines(std::optional<qint64> reported) {
     arrivedQueue_.cancelAllOperations();
     const std::lock_guard guard(mutex_);
-    arrivedFrom_ = arrivedFrom;
+    count_.setReported(reported);
 }
 
-void RemoteLogDataSource::passArrivedLines(Content content, qint64 now, std::uint64_t emptied) {
-    qint64 first = 0;
-    {
+void RemoteLogDataSource::passArrivedLines(FileChange change, qint64 counted, std::uint64_t generation) {
+    const LineRange lines = [&] {
         const std::lock_guard guard(mutex_);
-        if (emptied_ != emptied)
-            return;
-        if (!isFollowed_) {
-            arrivedFrom_ = now;
-            return;
-        }
-        const bool isFirstCount = !arrivedFrom_;
-        if (isFirstCount || (content == Content::Known && now < *arrivedFrom_))
-            arrivedFrom_ = now;
-        // What was counted by the way is told of when following finds it.
-        if (isFirstCount || content == Content::Known)
-            return;
-        const bool isOther = content == Content::Other || now < *arrivedFrom_;
-        first = isOther ? 0 : *arrivedFrom_;
-        arrivedFrom_ = now;
-    }
+        return count_.takeAppended(change, counted, generation);
+    }();
     const auto enforcer = ruleEnforcer();
-    if (first < now && enforcer && enforcer->makeNotificationPass())
-        arrivedQueue_.run([weak = weak_from_this(), reader = reader_, lines = LineRange{first, now - first}](
-                              const std::stop_token& stop) { passLines(weak, *reader, lines, stop); });
+    if (lines.length > 0 && enforcer && enforcer->makeNotificationPass())
+        arrivedQueue_.run([weak = weak_from_this(), reader = reader_, lines](const std::stop_token& stop) {
+            passLines(weak, *reader, lines, stop);
+        });
 }
 
-void RemoteLogDataSource::announce(Content content, qint64 before, qint64 now) {
-    if (content != Content::Other && now == before)
+void RemoteLogDataSource::announce(FileChange change, qint64 before, qint64 now) {
+    if (change != FileChange::Replaced && now == before)
         return;
-    if (content == Content::Other || now < before) {
+    if (change == FileChange::Replaced || now < before) {
         contentForgotten();
         announceOtherContent({0, now});
         return;
@@ -345,9 +318,9 @@ void RemoteLogDataSource::setKnownFileSize(std::optional<quint64> bytes) {
 
 std::uint64_t RemoteLogDataSource::byteCount(qint64 /*first*/, qint64 count) const {
     const std::lock_guard guard(mutex_);
-    if (!knownFileSize_ || lineCount_ == 0)
+    if (!knownFileSize_ || count_.lines() == 0)
         return 0;
-    const double share = static_cast<double>(count) / static_cast<double>(lineCount_);
+    const double share = static_cast<double>(count) / static_cast<double>(count_.lines());
     return static_cast<std::uint64_t>(static_cast<double>(*knownFileSize_) * share);
 }
 
@@ -359,6 +332,7 @@ std::shared_ptr<PageLoadOperation> RemoteLogDataSource::makeLoadOperation(const 
 }
 
 void RemoteLogDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
+    ensureCounted();
     const qint64 firstKept = std::max<qint64>(firstRow - pages::size, 0);
     TailDataSource::dropRequestsOutside(firstKept, lastRow + pages::size);
     // What is under way for rows that have been passed keeps the link from those that are looked at.

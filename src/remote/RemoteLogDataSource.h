@@ -2,6 +2,7 @@
 
 #include "core/reader/LogFileReaderProtocol.h"
 #include "documents/TailDataSource.h"
+#include "remote/LineCount.h"
 
 #include <mutex>
 #include <optional>
@@ -20,7 +21,7 @@ public:
     static std::shared_ptr<RemoteLogDataSource> create(const std::shared_ptr<DocumentProtocol>& document,
                                                        std::shared_ptr<RemoteFile> file);
 
-    /// The last known count; has the server asked when there is none, which is so for an empty file, too.
+    /// The last known count.
     qint64 rowCount() const override;
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override;
     SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
@@ -33,6 +34,8 @@ public:
     /// Keeps the requests for the neighbours of these rows' pages, and asks ahead in the direction in which
     /// the rows have gone.
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
+    /// Has the server count where there is no count, which is so for an empty file, too. Main thread.
+    void ensureCounted();
     void followingBegan() override;
     /// Lines that arrive from now on notify no rules.
     void followingEnded();
@@ -74,21 +77,19 @@ protected:
     std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) override;
 
 private:
-    enum class Content { Known, Grown, Other };
-
     RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document, std::shared_ptr<RemoteFile> file);
     std::shared_ptr<RemoteLogDataSource> self() const;
-    void countInBackground(Content content) const;
+    void countInBackground(FileChange change) const;
     /// `size`: of the file, where it is known.
-    void count(Content content, std::optional<quint64> size, const IsCancelled& isCancelled);
-    /// With the lock of counts held. False when the file has been emptied since.
-    bool takeCount(qint64 counted, std::uint64_t emptied);
-    void announce(Content content, qint64 before, qint64 now);
+    void count(FileChange change, std::optional<quint64> size, const IsCancelled& isCancelled);
+    /// With the lock of counts held. False when the file has been emptied since the count began.
+    bool takeCount(qint64 counted, std::uint64_t generation);
+    void announce(FileChange change, qint64 before, qint64 now);
     /// Lets the lines that have come since the last call pass the rules that tell the user of lines, in the
     /// background, whether or not anyone looks at them.
-    /// `emptied`: what the number of such events was when the count began.
-    void passArrivedLines(Content content, qint64 now, std::uint64_t emptied);
-    void forgetArrivedLines(std::optional<qint64> arrivedFrom);
+    /// `generation`: that of the lines when the count began.
+    void passArrivedLines(FileChange change, qint64 counted, std::uint64_t generation);
+    void forgetArrivedLines(std::optional<qint64> reported);
     /// Lines of one page.
     struct Texts {
         QStringList lines;
@@ -104,24 +105,13 @@ private:
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.
-    /// As far as is known; before the first count those that have been read.
-    qint64 lineCount_ = 0;
-    bool isCounted_ = false; // nothing says that there are others by now
-    bool isFirstPageRead_ = false;
-    /// So many of the first page have been shown while it was on its way.
-    qint64 shownFirst_ = 0;
-    bool isFollowed_ = false;
+    LineCount count_;
     std::optional<quint64> knownFileSize_;
-    bool isCountUnwanted_ = false;
-    std::uint64_t emptied_ = 0; // how often all rows have gone without a count
-    /// Lines before this one were there when following began, or have been handed to the rules. Nothing while
-    /// it is not known what was there.
-    std::optional<qint64> arrivedFrom_;
 
     /// Held while the server counts.
     std::mutex countMutex_;
     /// What has been found of the content since the last count that succeeded. Guarded by countMutex_.
-    Content uncounted_ = Content::Known;
+    FileChange uncounted_ = FileChange::None;
     /// At most one count that a look at the rows has asked for.
     mutable OperationQueue countQueue_;
     OperationQueue arrivedQueue_;

@@ -6,6 +6,7 @@
 #include "documents/LoadProgressController.h"
 #include "foundation/notices/Alerts.h"
 #include "remote/RemoteDocument.h"
+#include "remote/RemoteLogDataSource.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
 #include "support/PreferencesTest.h"
@@ -61,7 +62,12 @@ protected:
     bool loaded() {
         return waitFor([this] { return !isLoading(); });
     }
-    qint64 rows() const { return document_->dataSource()->numberOfRows(); }
+    /// As a window that looks at them now and then.
+    qint64 rows() const {
+        const auto source = std::static_pointer_cast<RemoteLogDataSource>(document_->dataSource());
+        source->ensureCounted();
+        return source->numberOfRows();
+    }
     bool waitForRows(qint64 count) {
         return waitFor([&] { return rows() == count; });
     }

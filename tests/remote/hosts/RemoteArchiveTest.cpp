@@ -4,14 +4,10 @@
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostDnDItem.h"
 #include "remote/hosts/ServerGroup.h"
+#include "support/Golden.h"
 #include "support/Mutator.h"
-#include "support/PythonScript.h"
 #include "support/RawArchive.h"
 #include "support/StoreTest.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace korvane {
 namespace {
@@ -95,59 +91,24 @@ TEST_F(RemoteArchiveTest, HostSurvivesWithEveryKindOfLogin) {
     }
 }
 
-TEST_F(RemoteArchiveTest, IndependentReaderSeesKeysAndClasses) {
-    auto bare = std::make_shared<RemoteHost>(u"h"_s, std::uint16_t(22), u"u"_s);
+TEST_F(RemoteArchiveTest, TheFormatStays) {
+    const auto numbered = [](char number, const std::shared_ptr<RemoteHost>& host) {
+        host->setUuid(QUuid::fromRfc4122(QByteArray(16, number)));
+        return host;
+    };
+    const auto bare = std::make_shared<RemoteHost>(u"h"_s, std::uint16_t(22), u"u"_s);
     bare->setUuid(std::nullopt);
-    const auto full = hostWith(publicKeyType());
-    write(u"hosts"_s, archiveHosts({full, bare, hostWith(std::make_shared<PasswordAuthnType>(u"secret"_s)),
-                                    hostWith(keyboardType())}));
-    write(u"groups"_s, archiveGroups({std::make_shared<ServerGroup>(u"Default"_s)}));
-    write(u"item"_s, RemoteHostDnDItem{u"Shop"_s, 3}.archived());
-    const auto dump = [this](const QString& name) {
-        return QJsonDocument::fromJson(test::runPython(u"dump_archive.py"_s, {path(name)})).object();
-    };
-    const auto withoutPlace = [](const QJsonValue& value) {
-        QJsonObject object = value.toObject();
-        object.remove(u"place");
-        return object;
-    };
-    const QJsonObject hostList = dump(u"hosts"_s);
-    EXPECT_EQ(hostList[u"class"], QJsonArray({u"NSMutableArray"_s, u"NSArray"_s, u"NSObject"_s}));
-    const QJsonValue hosts = hostList[u"NS.objects"];
-
-    QJsonObject host = withoutPlace(hosts[0]);
-    EXPECT_EQ(withoutPlace(host.take(u"authn"_s)),
-              QJsonObject({{u"class"_s, QJsonArray({u"_TtC7Korvane18PublicKeyAuthnType"_s,
-                                                    u"_TtC7Korvane9AuthnType"_s, u"NSObject"_s})},
-                           {u"publicKeyFilePath"_s, u"/keys/id.pub"_s},
-                           {u"privateKeyFilePath"_s, u"/keys/id"_s},
-                           {u"privateKeyPwd"_s, u"phrase"_s}}));
-    EXPECT_EQ(withoutPlace(host.take(u"uuid"_s)),
-              QJsonObject({{u"class"_s, QJsonArray({u"NSUUID"_s, u"NSObject"_s})},
-                           {u"NS.uuidbytes"_s, QString::fromLatin1(full->uuid()->toRfc4122().toHex())}}));
-    EXPECT_EQ(host, QJsonObject({{u"class"_s, QJsonArray({u"_TtC7Korvane10RemoteHost"_s, u"NSObject"_s})},
-                                 {u"host"_s, u"größe.example"_s},
-                                 {u"port"_s, 65535},
-                                 {u"username"_s, u"admin"_s},
-                                 {u"name"_s, u"web"_s},
-                                 {u"group"_s, u"Shop"_s},
-                                 {u"homepath"_s, u"/srv/logs"_s}}));
-    EXPECT_EQ(hosts[1][u"authn"], QJsonValue(QJsonValue::Null));
-    EXPECT_EQ(hosts[1][u"uuid"], QJsonValue(QJsonValue::Null));
-    EXPECT_EQ(hosts[1][u"group"], u"Default"_s);
-    EXPECT_EQ(hosts[1][u"homepath"], u"/"_s);
-    EXPECT_EQ(hosts[2][u"authn"][u"class"][0], u"_TtC7Korvane17PasswordAuthnType"_s);
-    EXPECT_EQ(hosts[2][u"authn"][u"pwd"], u"secret"_s);
-    EXPECT_EQ(withoutPlace(hosts[3][u"authn"]),
-              QJsonObject({{u"class"_s, QJsonArray({u"_TtC7Korvane17KeyboardAuthnType"_s,
-                                                    u"_TtC7Korvane9AuthnType"_s, u"NSObject"_s})}}));
-
-    EXPECT_EQ(withoutPlace(dump(u"groups"_s)[u"NS.objects"][0]),
-              QJsonObject({{u"class"_s, QJsonArray({u"_TtC7Korvane11ServerGroup"_s, u"NSObject"_s})},
-                           {u"name"_s, u"Default"_s}}));
-    QJsonObject item = withoutPlace(dump(u"item"_s));
-    item.remove(u"class"_s);
-    EXPECT_EQ(item, QJsonObject({{u"GROUP_NAME"_s, u"Shop"_s}, {u"HOST_IDX"_s, 3}}));
+    const auto password = std::make_shared<PasswordAuthnType>(u"pässword"_s);
+    const auto key = numbered(1, hostWith(publicKeyType()));
+    test::expectGolden(
+        u"hosts"_s, archiveHosts({key, bare, numbered(2, hostWith(password)), numbered(3, hostWith(password)),
+                                  numbered(4, hostWith(std::make_shared<PasswordAuthnType>(std::nullopt))),
+                                  numbered(5, hostWith(keyboardType())),
+                                  numbered(6, hostWith(std::make_shared<AuthnType>())),
+                                  numbered(7, hostWith(std::make_shared<PublicKeyAuthnType>())), key}));
+    test::expectGolden(u"groups"_s, archiveGroups({std::make_shared<ServerGroup>(u"Default"_s),
+                                                   std::make_shared<ServerGroup>(u"größe"_s)}));
+    test::expectGolden(u"dragged-host"_s, RemoteHostDnDItem{u"Shop"_s, 3}.archived());
 }
 
 /// A host of which one field is written otherwise, or not at all.

@@ -23,14 +23,14 @@ Result<std::unique_ptr<FileBasedBookmarksManager>>
 FileBasedBookmarksManager::load(const QString& directory, const UserDefaults& defaults) {
     std::unique_ptr<FileBasedBookmarksManager> manager(
         new FileBasedBookmarksManager(directory + u'/' + BOOKMARKS_FILE));
-    Result<std::optional<UnarchivedBookmarks>> stored = manager->file_.read(&unarchiveBookmarks);
+    Result<std::optional<UnarchivedList<BookmarkEntry>>> stored = manager->file_.read(&unarchiveBookmarks);
     if (!stored)
         return stored.error();
     if (!stored.value()) {
         manager->migrateFromUserDefaults(defaults);
         return manager;
     }
-    manager->bookmarks_ = std::move(stored.value()->bookmarks);
+    manager->bookmarks_ = std::move(stored.value()->objects);
     for (const std::shared_ptr<BookmarkEntry>& entry : manager->bookmarks_) {
         if (const std::optional<QUrl> url = entry->url())
             manager->lineMarks_[absoluteString(*url)] = entry->lines();

@@ -41,10 +41,10 @@ std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) 
 
 Result<std::unique_ptr<FiltersManager>> FiltersManager::load(const QString& directory) {
     std::unique_ptr<FiltersManager> manager(new FiltersManager(directory + u'/' + RULES_FILE));
-    Result<std::optional<UnarchivedRules>> stored = manager->file_.read(&unarchiveRules);
+    Result<std::optional<UnarchivedList<FilterRule>>> stored = manager->file_.read(&unarchiveRules);
     if (!stored)
         return stored.error();
-    manager->rules_ = stored.value() ? std::move(stored.value()->rules) : defaultRules();
+    manager->rules_ = stored.value() ? std::move(stored.value()->objects) : defaultRules();
     return manager;
 }
 
@@ -112,13 +112,13 @@ Status FiltersManager::exportRules(const Rules& rules, const QString& path) cons
 }
 
 Result<FiltersManager::Import> FiltersManager::readImport(const QString& path) const {
-    Result<std::optional<UnarchivedRules>> read = readStore(path, &unarchiveRules);
+    Result<std::optional<UnarchivedList<FilterRule>>> read = readStore(path, &unarchiveRules);
     if (!read)
         return read.error();
     if (!read.value())
         return Error{ENOENT, QStringLiteral("POSIX"),
                      QCoreApplication::translate("FiltersManager", "“%1” does not exist").arg(path)};
-    Import import{std::move(read.value()->rules), {}, read.value()->leftOut};
+    Import import{std::move(read.value()->objects), {}, read.value()->leftOut};
     std::ranges::copy_if(import.rules, std::back_inserter(import.newRules), [this](const auto& rule) {
         return std::ranges::none_of(rules_, [values = RuleValues(*rule)](const auto& known) {
             return values.isLike(RuleValues(*known));

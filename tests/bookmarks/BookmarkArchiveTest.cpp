@@ -42,7 +42,7 @@ TEST_F(BookmarkArchiveTest, EverythingSurvivesAndWhatWasSharedStaysShared) {
     const auto read = unarchiveBookmarks(archiveBookmarks({local, remote, again}));
     ASSERT_TRUE(read) << read.error().userText.toStdString();
     EXPECT_EQ(read.value().leftOut, 0);
-    const auto& bookmarks = read.value().bookmarks;
+    const auto& bookmarks = read.value().objects;
     ASSERT_EQ(bookmarks.size(), 3u);
     EXPECT_EQ(bookmarks[0]->name(), u"größe.log"_s);
     EXPECT_EQ(bookmarks[0]->path(), u"/var/log/größe x.log"_s);
@@ -106,7 +106,7 @@ TEST_F(BookmarkArchiveTest, RecordWithoutNamePathOrUrlIsLeftOut) {
              {test::FieldWriter(), test::nullField(), test::numberField(1)}) {
             const auto read = unarchiveBookmarks(archiveWith(key, replacement));
             ASSERT_TRUE(read) << read.error().userText.toStdString();
-            EXPECT_EQ(read.value().bookmarks.size(), 1u) << key.toStdString();
+            EXPECT_EQ(read.value().objects.size(), 1u) << key.toStdString();
             EXPECT_EQ(read.value().leftOut, 1) << key.toStdString();
         }
     }
@@ -144,10 +144,10 @@ TEST_F(BookmarkArchiveTest, MarksThatCannotBeReadAreLeftOutAndCounted) {
         const auto read = unarchiveBookmarks(archiveWith(u"lines"_s, table[i].lines));
         ASSERT_TRUE(read) << read.error().userText.toStdString();
         EXPECT_EQ(read.value().leftOut, table[i].leftOut);
-        ASSERT_EQ(read.value().bookmarks.size(), 2u);
-        EXPECT_EQ(marksOf(*read.value().bookmarks[0]), QStringList());
-        EXPECT_EQ(marksOf(*read.value().bookmarks[1]), table[i].marks);
-        EXPECT_NE(read.value().bookmarks[0]->lines(), read.value().bookmarks[1]->lines());
+        ASSERT_EQ(read.value().objects.size(), 2u);
+        EXPECT_EQ(marksOf(*read.value().objects[0]), QStringList());
+        EXPECT_EQ(marksOf(*read.value().objects[1]), table[i].marks);
+        EXPECT_NE(read.value().objects[0]->lines(), read.value().objects[1]->lines());
     }
 }
 
@@ -170,13 +170,13 @@ TEST_F(BookmarkArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
             ASSERT_FALSE(read.error().userText.isEmpty()) << bytes.toHex().constData();
             continue;
         }
-        const auto& bookmarks = read.value().bookmarks;
+        const auto& bookmarks = read.value().objects;
         const auto written = unarchiveBookmarks(archiveBookmarks(bookmarks));
         ASSERT_TRUE(written && written.value().leftOut == 0) << bytes.toHex().constData();
-        ASSERT_EQ(written.value().bookmarks.size(), bookmarks.size());
+        ASSERT_EQ(written.value().objects.size(), bookmarks.size());
         for (std::size_t i = 0; i < bookmarks.size(); ++i) {
-            ASSERT_EQ(written.value().bookmarks[i]->isLocal(), bookmarks[i]->isLocal());
-            ASSERT_EQ(marksOf(*written.value().bookmarks[i]), marksOf(*bookmarks[i]));
+            ASSERT_EQ(written.value().objects[i]->isLocal(), bookmarks[i]->isLocal());
+            ASSERT_EQ(marksOf(*written.value().objects[i]), marksOf(*bookmarks[i]));
         }
     }
     EXPECT_GT(refused, rounds / 10);

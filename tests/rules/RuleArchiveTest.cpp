@@ -47,10 +47,10 @@ TEST_F(RuleArchiveTest, EveryFieldSurvivesOnItsOwn) {
     }
     const auto read = unarchiveRules(archiveRules(rules));
     ASSERT_TRUE(read) << read.error().userText.toStdString();
-    ASSERT_EQ(read.value().rules.size(), rules.size());
+    ASSERT_EQ(read.value().objects.size(), rules.size());
     EXPECT_EQ(read.value().leftOut, 0);
     for (std::size_t i = 0; i < rules.size(); ++i) {
-        const FilterRule& rule = *read.value().rules[i];
+        const FilterRule& rule = *read.value().objects[i];
         SCOPED_TRACE(i);
         EXPECT_EQ(rule.id(), rules[i]->id());
         EXPECT_EQ(rule.searchItem()->searchStr(), rules[i]->searchItem()->searchStr());
@@ -68,7 +68,7 @@ TEST_F(RuleArchiveTest, RulesThatShareAPartShareItAfterwards) {
     const auto first = ruleOf(u"a"_s, 0, notification);
     const auto read = unarchiveRules(archiveRules({first, ruleOf(u"b"_s, 0, notification), first}));
     ASSERT_TRUE(read);
-    const Rules& rules = read.value().rules;
+    const Rules& rules = read.value().objects;
     ASSERT_EQ(rules.size(), 3u);
     EXPECT_EQ(rules[0], rules[2]);
     EXPECT_NE(rules[0], rules[1]);
@@ -80,8 +80,8 @@ TEST_F(RuleArchiveTest, QuickHighlightComesBackAsAPlainRule) {
     const auto quick = std::make_shared<QuickHighlightFilterRule>(u"text"_s);
     const auto read = unarchiveRules(archiveRules({quick}));
     ASSERT_TRUE(read);
-    ASSERT_EQ(read.value().rules.size(), 1u);
-    const FilterRule& rule = *read.value().rules[0];
+    ASSERT_EQ(read.value().objects.size(), 1u);
+    const FilterRule& rule = *read.value().objects[0];
     EXPECT_EQ(typeid(rule), typeid(FilterRule));
     EXPECT_EQ(rule.id(), quick->id());
     EXPECT_EQ(rule.highlightRule()->background(), QColor(Qt::green));
@@ -107,7 +107,7 @@ TEST_F(RuleArchiveTest, FileOfAnIndependentWriterIsRead) {
     const auto read = unarchiveRules(content(u"f"_s));
     ASSERT_TRUE(read) << read.error().userText.toStdString();
     EXPECT_EQ(read.value().leftOut, 0);
-    const Rules& rules = read.value().rules;
+    const Rules& rules = read.value().objects;
     ASSERT_EQ(rules.size(), 5u);
 
     EXPECT_EQ(rules[0]->id(), QUuid(u"01234567-89ab-cdef-0123-456789abcdef"_s));
@@ -135,7 +135,7 @@ TEST_F(RuleArchiveTest, FileOfAnIndependentWriterIsRead) {
         EXPECT_EQ(rules[i]->highlightRule(), rules[0]->highlightRule());
         EXPECT_EQ(rules[i]->notificationRule(), NotificationRule::defaultRule());
         EXPECT_FALSE(rules[i]->id().isNull());
-        EXPECT_NE(rules[i]->id(), again.value().rules[i]->id());
+        EXPECT_NE(rules[i]->id(), again.value().objects[i]->id());
     }
 }
 
@@ -152,7 +152,7 @@ QByteArray ruleWith(const QString& replacedKey, const test::FieldWriter& replace
     };
     const auto flag = [&](KeyedEncoder& encoder, const QString& key) {
         if (key != replacedKey)
-            encoder.encodeBool(key, true);
+            encoder.encode(key, true);
         else if (replacement)
             replacement(encoder, key);
     };
@@ -228,11 +228,11 @@ TEST_F(RuleArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
             continue;
         }
         ++read;
-        for (const auto& rule : rules.value().rules)
+        for (const auto& rule : rules.value().objects)
             ASSERT_TRUE(rule && rule->searchItem() && rule->highlightRule() && rule->notificationRule());
-        const auto again = unarchiveRules(archiveRules(rules.value().rules));
+        const auto again = unarchiveRules(archiveRules(rules.value().objects));
         ASSERT_TRUE(again) << bytes.toHex().constData();
-        ASSERT_EQ(again.value().rules.size(), rules.value().rules.size());
+        ASSERT_EQ(again.value().objects.size(), rules.value().objects.size());
     }
     EXPECT_GT(refused, rounds / 10);
     EXPECT_GT(read, rounds / 10);

@@ -62,11 +62,11 @@ Result<std::unique_ptr<RemoteHostsManager>> RemoteHostsManager::load(const QStri
                                                                      UserDefaults& defaults) {
     std::unique_ptr<RemoteHostsManager> manager(
         new RemoteHostsManager(directory + u'/' + DATA_FILE, defaults));
-    Result<std::optional<UnarchivedHosts>> stored = manager->file_.read(&unarchiveHosts);
+    Result<std::optional<UnarchivedList<RemoteHost>>> stored = manager->file_.read(&unarchiveHosts);
     if (!stored)
         return stored.error();
     if (stored.value())
-        manager->hosts_ = std::move(stored.value()->hosts);
+        manager->hosts_ = std::move(stored.value()->objects);
     return manager;
 }
 

@@ -22,11 +22,11 @@ std::unique_ptr<ServerGroupsManager>& sharedGroups() {
 
 Result<std::unique_ptr<ServerGroupsManager>> ServerGroupsManager::load(const QString& directory) {
     std::unique_ptr<ServerGroupsManager> manager(new ServerGroupsManager(directory + u'/' + DATA_FILE));
-    Result<std::optional<UnarchivedGroups>> stored = manager->file_.read(&unarchiveGroups);
+    Result<std::optional<UnarchivedList<ServerGroup>>> stored = manager->file_.read(&unarchiveGroups);
     if (!stored)
         return stored.error();
     if (stored.value())
-        manager->groups_ = std::move(stored.value()->groups);
+        manager->groups_ = std::move(stored.value()->objects);
     if (!manager->groupNamed(ServerGroup::defaultName))
         manager->groups_.insert(manager->groups_.begin(),
                                 std::make_shared<ServerGroup>(ServerGroup::defaultName));

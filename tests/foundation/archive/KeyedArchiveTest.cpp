@@ -28,8 +28,8 @@ QStringList archivedClassChain(const Node&) {
 void encode(const Node& node, KeyedEncoder& encoder) {
     encoder.encode(u"name"_s, node.name);
     encoder.encode(u"note"_s, node.note);
-    encoder.encodeInteger(u"port"_s, node.port);
-    encoder.encodeBool(u"open"_s, node.isOpen);
+    encoder.encode(u"port"_s, node.port);
+    encoder.encode(u"open"_s, node.isOpen);
     encoder.encode(u"data"_s, node.data);
     encoder.encode(u"uuid"_s, node.uuid);
     encoder.encode(u"url"_s, node.url);
@@ -38,13 +38,13 @@ void encode(const Node& node, KeyedEncoder& encoder) {
 }
 
 Result<std::shared_ptr<Node>> decodeNode(const KeyedDecoder& decoder) {
-    const Result<QString> name = decoder.decodeText(u"name"_s);
+    const Result<QString> name = decoder.decode<QString>(u"name"_s);
     if (!name)
         return name.error();
     auto node = std::make_shared<Node>();
     node->name = name.value();
     if (const auto next = decoder.value(u"next"_s)) {
-        const auto object = decoder.decodeObject<Node>(u"next"_s);
+        const auto object = decoder.decode<std::shared_ptr<Node>>(u"next"_s);
         if (!object)
             return object.error();
         node->next = object.value();
@@ -53,12 +53,12 @@ Result<std::shared_ptr<Node>> decodeNode(const KeyedDecoder& decoder) {
         node->note = note->text().value();
     if (!decoder.value(u"port"_s))
         return node; // the short form of the archives made by hand
-    node->port = decoder.decodeInteger(u"port"_s).value();
-    node->isOpen = decoder.decodeBool(u"open"_s).value();
+    node->port = decoder.decode<qint64>(u"port"_s).value();
+    node->isOpen = decoder.decode<bool>(u"open"_s).value();
     node->data = decoder.value(u"data"_s)->data().value();
     node->uuid = decoder.value(u"uuid"_s)->uuid().value();
     node->url = decoder.value(u"url"_s)->url().value();
-    node->color = decoder.decodeColor(u"color"_s).value();
+    node->color = decoder.decode<QColor>(u"color"_s).value();
     return node;
 }
 

@@ -77,10 +77,10 @@ TEST_F(RemoteArchiveTest, HostSurvivesWithEveryKindOfLogin) {
     const auto read = unarchiveHosts(archiveHosts(hosts));
     ASSERT_TRUE(read) << read.error().userText.toStdString();
     EXPECT_EQ(read.value().leftOut, 0);
-    ASSERT_EQ(read.value().hosts.size(), table.size());
+    ASSERT_EQ(read.value().objects.size(), table.size());
     for (std::size_t i = 0; i < table.size(); ++i) {
         SCOPED_TRACE(i);
-        const RemoteHost& host = *read.value().hosts[i];
+        const RemoteHost& host = *read.value().objects[i];
         EXPECT_EQ(host.uuid(), hosts[i]->uuid());
         EXPECT_EQ(host.connectionString(), u"admin@größe.example:65535"_s);
         EXPECT_EQ(host.name(), u"web"_s);
@@ -138,9 +138,9 @@ std::shared_ptr<test::Raw> hostRecord(const QString& replacedKey, const test::Fi
 TEST_F(RemoteArchiveTest, BothFormsOfClassNamesAreRead) {
     for (const QString& name : {u"_TtC7Korvane10RemoteHost"_s, u"Korvane.RemoteHost"_s}) {
         const auto read = unarchiveHosts(test::archiveOf({hostRecord({}, {}, name)}));
-        ASSERT_TRUE(read && read.value().hosts.size() == 1) << name.toStdString();
+        ASSERT_TRUE(read && read.value().objects.size() == 1) << name.toStdString();
         EXPECT_EQ(read.value().leftOut, 0);
-        const RemoteHost& host = *read.value().hosts[0];
+        const RemoteHost& host = *read.value().objects[0];
         EXPECT_EQ(partsOf(host.authnType().get()).first(), u"Keyboard-interactive"_s);
         EXPECT_EQ(QStringList({host.connectionString(), host.name(), host.group(), host.homePath()}),
                   QStringList({u"u@h:2222"_s, u"n"_s, u"g"_s, u"/p"_s}));
@@ -155,9 +155,9 @@ TEST_F(RemoteArchiveTest, WhatAHostMayLackHasItsDefault) {
              {std::pair(test::FieldWriter(), 0), std::pair(test::nullField(), 0), std::pair(stranger, 1)}) {
             SCOPED_TRACE(key.toStdString() + " " + std::to_string(leftOut));
             const auto read = unarchiveHosts(test::archiveOf({hostRecord(key, replacement)}));
-            ASSERT_TRUE(read && read.value().hosts.size() == 1);
+            ASSERT_TRUE(read && read.value().objects.size() == 1);
             EXPECT_EQ(read.value().leftOut, leftOut) << "what is lost must be told";
-            const RemoteHost& host = *read.value().hosts[0];
+            const RemoteHost& host = *read.value().objects[0];
             EXPECT_EQ(host.authnType() == nullptr, key == u"authn");
             EXPECT_EQ(host.name(), key == u"name" ? u""_s : u"n"_s);
             EXPECT_EQ(host.group(), key == u"group" ? u"Default"_s : u"g"_s);
@@ -182,12 +182,12 @@ TEST_F(RemoteArchiveTest, RecordWithoutPortOrUserIsLeftOut) {
             {hostRecord(key, replacement), nullptr, raw(u"Korvane.Stranger"_s), hostRecord({}, {})}));
         ASSERT_TRUE(read) << read.error().userText.toStdString();
         EXPECT_EQ(read.value().leftOut, 3);
-        ASSERT_EQ(read.value().hosts.size(), 1u);
-        EXPECT_EQ(read.value().hosts[0]->name(), u"n"_s);
+        ASSERT_EQ(read.value().objects.size(), 1u);
+        EXPECT_EQ(read.value().objects[0]->name(), u"n"_s);
     }
     const auto largest = unarchiveHosts(test::archiveOf({hostRecord(u"port"_s, test::numberField(65535))}));
-    ASSERT_EQ(largest.value().hosts.size(), 1u);
-    EXPECT_EQ(largest.value().hosts[0]->port(), 65535);
+    ASSERT_EQ(largest.value().objects.size(), 1u);
+    EXPECT_EQ(largest.value().objects[0]->port(), 65535);
 }
 
 TEST_F(RemoteArchiveTest, HostWithoutAServerIsAFaultThatNamesTheRecord) {
@@ -215,13 +215,13 @@ TEST_F(RemoteArchiveTest, DraggedItemComesBackOrIsRefused) {
     const auto withIndex = [&](qint64 index) {
         return itemOf([index](KeyedEncoder& encoder) {
             encoder.encode(u"GROUP_NAME"_s, u"g"_s);
-            encoder.encodeInteger(u"HOST_IDX"_s, index);
+            encoder.encode(u"HOST_IDX"_s, index);
         });
     };
     EXPECT_TRUE(withIndex(0));
     EXPECT_FALSE(withIndex(-1));
     EXPECT_FALSE(withIndex(2147483648));
-    EXPECT_FALSE(itemOf([](KeyedEncoder& encoder) { encoder.encodeInteger(u"HOST_IDX"_s, 1); }));
+    EXPECT_FALSE(itemOf([](KeyedEncoder& encoder) { encoder.encode(u"HOST_IDX"_s, 1); }));
     EXPECT_FALSE(RemoteHostDnDItem::fromArchive("from elsewhere"));
     EXPECT_FALSE(RemoteHostDnDItem::fromArchive(archiveGroups({})));
 }
@@ -241,13 +241,13 @@ TEST_F(RemoteArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
             ASSERT_FALSE(hosts.error().userText.isEmpty()) << bytes.toHex().constData();
             continue;
         }
-        const auto again = unarchiveHosts(archiveHosts(hosts.value().hosts));
+        const auto again = unarchiveHosts(archiveHosts(hosts.value().objects));
         ASSERT_TRUE(again && again.value().leftOut == 0) << bytes.toHex().constData();
-        ASSERT_EQ(again.value().hosts.size(), hosts.value().hosts.size());
-        for (std::size_t i = 0; i < again.value().hosts.size(); ++i) {
-            ASSERT_EQ(again.value().hosts[i]->labelForHost(), hosts.value().hosts[i]->labelForHost());
-            ASSERT_EQ(partsOf(again.value().hosts[i]->authnType().get()),
-                      partsOf(hosts.value().hosts[i]->authnType().get()));
+        ASSERT_EQ(again.value().objects.size(), hosts.value().objects.size());
+        for (std::size_t i = 0; i < again.value().objects.size(); ++i) {
+            ASSERT_EQ(again.value().objects[i]->labelForHost(), hosts.value().objects[i]->labelForHost());
+            ASSERT_EQ(partsOf(again.value().objects[i]->authnType().get()),
+                      partsOf(hosts.value().objects[i]->authnType().get()));
         }
     }
     EXPECT_GT(refused, rounds / 10);

@@ -1,18 +1,11 @@
 #include "core/Preferences.h"
 
-#include "foundation/FatalError.h"
-
 #include <utility>
 
 namespace korvane {
 namespace {
 
 constexpr double defaultPointSize = 12.0;
-
-std::unique_ptr<Preferences>& sharedSlot() {
-    static std::unique_ptr<Preferences> instance;
-    return instance;
-}
 
 /// As they are stored, in the order of the values.
 const QStringList& hostKeyChoices() {
@@ -32,20 +25,6 @@ std::optional<QFont> fontFromArchive(const QVariant& archived) {
 }
 
 } // namespace
-
-Preferences& Preferences::shared() {
-    if (!sharedSlot())
-        fatalError("the preferences are used before they are made");
-    return *sharedSlot();
-}
-
-bool Preferences::hasShared() {
-    return sharedSlot() != nullptr;
-}
-
-void Preferences::setShared(std::unique_ptr<Preferences> preferences) {
-    sharedSlot() = std::move(preferences);
-}
 
 Preferences::Preferences(std::unique_ptr<UserDefaults> userDefaults)
     : userDefaults_(std::move(userDefaults)) {

@@ -2,6 +2,7 @@
 
 #include "core/FontCatalog.h"
 #include "core/Setting.h"
+#include "foundation/Shared.h"
 #include "foundation/archive/UserDefaults.h"
 
 #include <QColor>
@@ -26,9 +27,9 @@ enum class HostKeyChoice {
     AskForNew,
 };
 
-/// The typed front of the user's settings. One shared instance; every getter from any thread, returning
-/// copies. Every setter writes the settings file. Colours and font are cached and follow the stored values.
-class Preferences {
+/// The typed front of the user's settings. Every getter from any thread, returning copies. Every setter
+/// writes the settings file. Colours and font are cached and follow the stored values.
+class Preferences : public Shared<Preferences> {
 public:
     /// Limits of the polling interval, in seconds.
     static constexpr double shortestPollingInterval = 0.1;
@@ -96,12 +97,6 @@ public:
     inline static const QString keyHostKeys = QStringLiteral("hostKeys");
     /// Earlier form of `keyHostKeys`, a boolean: ask for new ones, or accept all.
     inline static const QString keyChecksHostKeys = QStringLiteral("checksHostKeys");
-
-    /// The instance of the program. `setShared` is called once, before any other use.
-    static Preferences& shared();
-    /// Whether one has been set.
-    static bool hasShared();
-    static void setShared(std::unique_ptr<Preferences> preferences);
 
     explicit Preferences(std::unique_ptr<UserDefaults> userDefaults);
 

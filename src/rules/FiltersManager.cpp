@@ -2,7 +2,7 @@
 
 #include "core/NotificationNames.h"
 #include "core/search/SearchItem.h"
-#include "foundation/FatalError.h"
+#include "foundation/archive/StoreFile.h"
 #include "foundation/notices/NotificationCenter.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
@@ -19,11 +19,6 @@
 namespace korvane {
 namespace {
 
-std::unique_ptr<FiltersManager>& sharedManager() {
-    static std::unique_ptr<FiltersManager> manager;
-    return manager;
-}
-
 void post(FiltersManagerNotification::Type type) {
     NotificationCenter::shared().post(notification::filterManager, FiltersManagerNotification{type});
 }
@@ -39,27 +34,19 @@ std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) 
 
 } // namespace
 
+FiltersManager::FiltersManager(const QString& directory)
+    : ArchivedStore(directory, RULES_FILE), rules_(defaultRules()) {}
+
 Result<std::unique_ptr<FiltersManager>> FiltersManager::load(const QString& directory) {
-    std::unique_ptr<FiltersManager> manager(new FiltersManager(directory + u'/' + RULES_FILE));
-    Result<std::optional<UnarchivedList<FilterRule>>> stored = manager->file_.read(&unarchiveRules);
-    if (!stored)
-        return stored.error();
-    manager->rules_ = stored.value() ? std::move(stored.value()->objects) : defaultRules();
-    return manager;
+    return loaded(std::unique_ptr<FiltersManager>(new FiltersManager(directory)));
 }
 
-FiltersManager& FiltersManager::shared() {
-    if (!sharedManager())
-        fatalError("The rules are asked for before they are loaded");
-    return *sharedManager();
+QByteArray FiltersManager::archived() const {
+    return archiveRules(rules_);
 }
 
-bool FiltersManager::hasShared() {
-    return sharedManager() != nullptr;
-}
-
-void FiltersManager::setShared(std::unique_ptr<FiltersManager> manager) {
-    sharedManager() = std::move(manager);
+Result<int> FiltersManager::restore(const QByteArray& archive) {
+    return takeList(unarchiveRules(archive), rules_);
 }
 
 std::shared_ptr<FilterRule> FiltersManager::rule(qsizetype index) const {
@@ -99,12 +86,8 @@ void FiltersManager::updateRule(std::shared_ptr<FilterRule> rule, qsizetype inde
 }
 
 void FiltersManager::saveIfNeverSaved() {
-    if (!file_.hasFile())
+    if (!hasFile())
         save();
-}
-
-void FiltersManager::save() {
-    file_.save(archiveRules(rules_));
 }
 
 Status FiltersManager::exportRules(const Rules& rules, const QString& path) const {
@@ -112,13 +95,16 @@ Status FiltersManager::exportRules(const Rules& rules, const QString& path) cons
 }
 
 Result<FiltersManager::Import> FiltersManager::readImport(const QString& path) const {
-    Result<std::optional<UnarchivedList<FilterRule>>> read = readStore(path, &unarchiveRules);
-    if (!read)
-        return read.error();
-    if (!read.value())
+    Import import;
+    const Result<std::optional<int>> leftOut = readStore(path, [&import](const QByteArray& archive) {
+        return takeList(unarchiveRules(archive), import.rules);
+    });
+    if (!leftOut)
+        return leftOut.error();
+    if (!leftOut.value())
         return Error{ENOENT, QStringLiteral("POSIX"),
                      QCoreApplication::translate("FiltersManager", "“%1” does not exist").arg(path)};
-    Import import{std::move(read.value()->objects), {}, read.value()->leftOut};
+    import.leftOut = *leftOut.value();
     std::ranges::copy_if(import.rules, std::back_inserter(import.newRules), [this](const auto& rule) {
         return std::ranges::none_of(rules_, [values = RuleValues(*rule)](const auto& known) {
             return values.isLike(RuleValues(*known));

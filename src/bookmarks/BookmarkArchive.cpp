@@ -2,13 +2,11 @@
 
 #include "bookmarks/BookmarkEntry.h"
 #include "foundation/archive/ArchiveFormat.h"
-#include "foundation/archive/KeyedArchiver.h"
-#include "foundation/archive/KeyedUnarchiver.h"
+#include "foundation/archive/FieldTable.h"
 
 #include <QCoreApplication>
 
 #include <limits>
-#include <map>
 
 namespace korvane {
 
@@ -19,75 +17,112 @@ namespace {
 const QString bookmarkEntryClass = modulePrefix + QStringLiteral("BookmarkEntry");
 const QString lineMarkEntryClass = modulePrefix + QStringLiteral("LineMarkEntry");
 
-/// A bookmark whose marks have not been read yet.
-struct BookmarkRecord {
-    std::shared_ptr<BookmarkEntry> entry;
-    std::optional<ArchivedObject> lines;
-    int leftOut = 0;
+/// The parts of a mark, which never changes.
+struct MarkParts {
+    qint64 lineNum = 0;
+    QString line = {};
 };
 
-Result<std::shared_ptr<BookmarkRecord>> decodeBookmark(const KeyedDecoder& decoder) {
-    const Result<QString> name = decoder.decodeText(BookmarkEntry::KEY_NAME);
-    if (!name)
-        return name.error();
-    const Result<QString> path = decoder.decodeText(BookmarkEntry::KEY_PATH);
-    if (!path)
-        return path.error();
-    const Result<QString> urlStr = decoder.decodeText(BookmarkEntry::KEY_URL_STR);
-    if (!urlStr)
-        return urlStr.error();
-    auto record = std::make_shared<BookmarkRecord>();
-    record->entry = std::make_shared<BookmarkEntry>(name.value(), path.value(), urlStr.value());
-    record->lines = decoder.value(BookmarkEntry::KEY_LINES);
-    if (const std::optional<ArchivedObject> object = decoder.value(BookmarkEntry::KEY_DATA)) {
-        if (const Result<QByteArray> data = object->data())
-            record->entry->setData(data.value());
-        else
-            ++record->leftOut;
-    }
-    return record;
-}
-
-Result<std::shared_ptr<const LineMarkEntry>> decodeLineMark(const KeyedDecoder& decoder) {
-    const Result<QString> line = decoder.decodeText(LineMarkEntry::KEY_LINE);
-    if (!line)
-        return line.error();
-    const std::optional<ArchivedObject> object = decoder.value(LineMarkEntry::KEY_LINE_NUM);
-    const Result<qint64> lineNum = object ? object->number() : Result<qint64>(0);
+/// An absent number is that of the first line.
+Status readLineNum(MarkParts& parts, const KeyedDecoder& decoder, const QString& key) {
+    const Result<qint64> lineNum =
+        decoder.value(key) ? decoder.decode<qint64>(key) : Result<qint64>(parts.lineNum);
     if (!lineNum)
         return lineNum.error();
-    // No file has such a line, and the last number has none that follows it.
+    // No file has such a line, and the last number has no successor.
     if (lineNum.value() < 0 || lineNum.value() == std::numeric_limits<qint64>::max())
         return Error{static_cast<int>(ArchiveFault::wrongKind), QStringLiteral("KeyedArchive"),
                      QCoreApplication::translate("BookmarkArchive", "%1 is no line").arg(lineNum.value())};
-    return std::make_shared<const LineMarkEntry>(lineNum.value(), line.value());
+    parts.lineNum = lineNum.value();
+    return success();
 }
 
-const ArchiveClasses& bookmarkClasses() {
-    static const ArchiveClasses all = [] {
-        ArchiveClasses classes;
-        classes.add<BookmarkRecord>(bookmarkEntryClass, &decodeBookmark);
-        classes.add<const LineMarkEntry>(lineMarkEntryClass, &decodeLineMark);
-        return classes;
-    }();
-    return all;
+const auto lineMarkFields = FieldTable<MarkParts>()
+                                .field(LineMarkEntry::KEY_LINE_NUM, &MarkParts::lineNum, &readLineNum)
+                                .required(LineMarkEntry::KEY_LINE, &MarkParts::line);
+
+Result<std::shared_ptr<const LineMarkEntry>> decodeLineMark(const KeyedDecoder& decoder) {
+    const auto parts = lineMarkFields.decoded(decoder, std::make_shared<MarkParts>());
+    if (!parts)
+        return parts.error();
+    return std::make_shared<const LineMarkEntry>(parts.value()->lineNum, parts.value()->line);
 }
 
-/// Empty for what is no list.
-std::shared_ptr<LineMarkList> decodeLines(const ArchivedObject& object, int& leftOut) {
+/// The parts of a bookmark, whose name and address cannot be set later.
+struct BookmarkParts {
+    QString name = {};
+    QString path = {};
+    QString urlStr = {};
+    std::shared_ptr<LineMarkList> lines = std::make_shared<LineMarkList>();
+    std::optional<QByteArray> data = {};
+};
+
+void writeLines(const BookmarkParts& parts, KeyedEncoder& encoder, const QString& key) {
+    KeyedArchiver& archiver = encoder.archiver();
+    encoder.encodeReference(
+        key, archiver.addSharedArray(parts.lines, [&](const auto& mark) { return archiver.add(mark); }));
+}
+
+/// Empty when the value is no list.
+std::shared_ptr<LineMarkList> lineMarksOf(const ArchivedObject& object) {
     auto lines = std::make_shared<LineMarkList>();
     const auto elements = object.elements();
     if (!elements) {
-        ++leftOut;
+        object.leaveOut();
         return lines;
     }
     for (const ArchivedObject& element : elements.value()) {
         if (const auto mark = element.object<const LineMarkEntry>())
             lines->add(mark.value());
         else
-            ++leftOut;
+            element.leaveOut();
     }
     return lines;
+}
+
+Status readLines(BookmarkParts& parts, const KeyedDecoder& decoder, const QString& key) {
+    if (const std::optional<ArchivedObject> object = decoder.value(key))
+        parts.lines = object->sharedList<LineMarkList>([&object] { return lineMarksOf(*object); });
+    return success();
+}
+
+void writeData(const BookmarkParts& parts, KeyedEncoder& encoder, const QString& key) {
+    if (parts.data)
+        encoder.encode(key, *parts.data);
+}
+
+Status readData(BookmarkParts& parts, const KeyedDecoder& decoder, const QString& key) {
+    parts.data = decoder.decodeOptional<QByteArray>(key);
+    return success();
+}
+
+const auto bookmarkFields = FieldTable<BookmarkParts>()
+                                .required(BookmarkEntry::KEY_NAME, &BookmarkParts::name)
+                                .required(BookmarkEntry::KEY_PATH, &BookmarkParts::path)
+                                .required(BookmarkEntry::KEY_URL_STR, &BookmarkParts::urlStr)
+                                .field(BookmarkEntry::KEY_LINES, &writeLines, &readLines)
+                                .field(BookmarkEntry::KEY_DATA, &writeData, &readData);
+
+Result<std::shared_ptr<BookmarkEntry>> decodeBookmark(const KeyedDecoder& decoder) {
+    const auto read = bookmarkFields.decoded(decoder, std::make_shared<BookmarkParts>());
+    if (!read)
+        return read.error();
+    const BookmarkParts& parts = *read.value();
+    auto entry = std::make_shared<BookmarkEntry>(parts.name, parts.path, parts.urlStr);
+    entry->setLines(parts.lines);
+    if (parts.data)
+        entry->setData(*parts.data);
+    return entry;
+}
+
+const ArchiveClasses& bookmarkClasses() {
+    static const ArchiveClasses all = [] {
+        ArchiveClasses classes;
+        classes.add<BookmarkEntry>(bookmarkEntryClass, &decodeBookmark);
+        classes.add<const LineMarkEntry>(lineMarkEntryClass, &decodeLineMark);
+        return classes;
+    }();
+    return all;
 }
 
 } // namespace
@@ -101,54 +136,19 @@ QStringList archivedClassChain(const LineMarkEntry&) {
 }
 
 void encode(const BookmarkEntry& entry, KeyedEncoder& encoder) {
-    encoder.encode(BookmarkEntry::KEY_NAME, entry.name());
-    encoder.encode(BookmarkEntry::KEY_PATH, entry.path());
-    encoder.encode(BookmarkEntry::KEY_URL_STR, entry.urlStr());
-    KeyedArchiver& archiver = encoder.archiver();
-    encoder.encodeReference(
-        BookmarkEntry::KEY_LINES,
-        archiver.addSharedArray(entry.lines(), [&archiver](const auto& mark) { return archiver.add(mark); }));
-    if (entry.data())
-        encoder.encode(BookmarkEntry::KEY_DATA, *entry.data());
+    bookmarkFields.encode({entry.name(), entry.path(), entry.urlStr(), entry.lines(), entry.data()}, encoder);
 }
 
 void encode(const LineMarkEntry& mark, KeyedEncoder& encoder) {
-    encoder.encodeInteger(LineMarkEntry::KEY_LINE_NUM, mark.lineNum());
-    encoder.encode(LineMarkEntry::KEY_LINE, mark.line());
+    lineMarkFields.encode({mark.lineNum(), mark.line()}, encoder);
 }
 
 QByteArray archiveBookmarks(const std::vector<std::shared_ptr<BookmarkEntry>>& bookmarks) {
-    KeyedArchiver archiver;
-    return archiver.archivedData(
-        archiver.addArray(bookmarks, [&archiver](const auto& entry) { return archiver.add(entry); }));
+    return archiveList(bookmarks);
 }
 
-Result<UnarchivedBookmarks> unarchiveBookmarks(const QByteArray& archive) {
-    const auto unarchiver = KeyedUnarchiver::open(archive, bookmarkClasses());
-    if (!unarchiver)
-        return unarchiver.error();
-    const auto elements = unarchiver.value()->root().elements();
-    if (!elements)
-        return elements.error();
-    UnarchivedBookmarks result;
-    std::map<const void*, std::shared_ptr<LineMarkList>> lists;
-    for (const ArchivedObject& element : elements.value()) {
-        const Result<std::shared_ptr<BookmarkRecord>> record = element.object<BookmarkRecord>();
-        if (!record) {
-            ++result.leftOut;
-            continue;
-        }
-        const std::shared_ptr<BookmarkEntry>& entry = record.value()->entry;
-        result.leftOut += record.value()->leftOut;
-        if (const std::optional<ArchivedObject>& lines = record.value()->lines) {
-            const auto [list, isNew] = lists.try_emplace(lines->identity());
-            if (isNew)
-                list->second = decodeLines(*lines, result.leftOut);
-            entry->setLines(list->second);
-        }
-        result.bookmarks.push_back(entry);
-    }
-    return result;
+Result<UnarchivedList<BookmarkEntry>> unarchiveBookmarks(const QByteArray& archive) {
+    return unarchiveList<BookmarkEntry>(archive, bookmarkClasses());
 }
 
 } // namespace korvane

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/Result.h"
+#include "foundation/archive/ArchivedList.h"
 
 #include <QByteArray>
 #include <QStringList>
@@ -11,12 +11,11 @@
 namespace korvane {
 
 class BookmarkEntry;
-class KeyedEncoder;
 class LineMarkEntry;
 
-/// How bookmarks and line marks stand in an archive.
+/// The archived form of bookmarks and line marks.
 
-/// What a KeyedArchiver asks for.
+/// Called by KeyedArchiver.
 QStringList archivedClassChain(const BookmarkEntry& entry);
 QStringList archivedClassChain(const LineMarkEntry& mark);
 void encode(const BookmarkEntry& entry, KeyedEncoder& encoder);
@@ -25,14 +24,8 @@ void encode(const LineMarkEntry& mark, KeyedEncoder& encoder);
 /// An archive whose root is the list.
 QByteArray archiveBookmarks(const std::vector<std::shared_ptr<BookmarkEntry>>& bookmarks);
 
-struct UnarchivedBookmarks {
-    std::vector<std::shared_ptr<BookmarkEntry>> bookmarks;
-    /// Elements of the list that are no bookmarks, and parts of a bookmark that are not what they should be.
-    int leftOut = 0;
-};
-
-/// Bookmarks that share their marks in the archive share them afterwards. Fails when the data is no archive
-/// of a list.
-Result<UnarchivedBookmarks> unarchiveBookmarks(const QByteArray& archive);
+/// Fails as `unarchiveList`. A bookmark without name, path or URL is left out. Bookmarks that share their
+/// marks in the archive share them afterwards.
+Result<UnarchivedList<BookmarkEntry>> unarchiveBookmarks(const QByteArray& archive);
 
 } // namespace korvane

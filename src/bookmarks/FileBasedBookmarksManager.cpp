@@ -2,7 +2,6 @@
 
 #include "bookmarks/BookmarkArchive.h"
 #include "bookmarks/BookmarksManager.h"
-#include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
 
 #include <QCoreApplication>
@@ -10,32 +9,27 @@
 #include <algorithm>
 
 namespace korvane {
-namespace {
-
-std::shared_ptr<FileBasedBookmarksManager>& sharedManager() {
-    static std::shared_ptr<FileBasedBookmarksManager> manager;
-    return manager;
-}
-
-} // namespace
 
 Result<std::unique_ptr<FileBasedBookmarksManager>>
 FileBasedBookmarksManager::load(const QString& directory, const UserDefaults& defaults) {
-    std::unique_ptr<FileBasedBookmarksManager> manager(
-        new FileBasedBookmarksManager(directory + u'/' + BOOKMARKS_FILE));
-    Result<std::optional<UnarchivedBookmarks>> stored = manager->file_.read(&unarchiveBookmarks);
-    if (!stored)
-        return stored.error();
-    if (!stored.value()) {
-        manager->migrateFromUserDefaults(defaults);
-        return manager;
-    }
-    manager->bookmarks_ = std::move(stored.value()->bookmarks);
-    for (const std::shared_ptr<BookmarkEntry>& entry : manager->bookmarks_) {
-        if (const std::optional<QUrl> url = entry->url())
-            manager->lineMarks_[absoluteString(*url)] = entry->lines();
-    }
+    auto manager =
+        loaded(std::unique_ptr<FileBasedBookmarksManager>(new FileBasedBookmarksManager(directory)));
+    if (manager && !manager.value()->hasFile())
+        manager.value()->migrateFromUserDefaults(defaults);
     return manager;
+}
+
+QByteArray FileBasedBookmarksManager::archived() const {
+    return archiveBookmarks(bookmarks_);
+}
+
+Result<int> FileBasedBookmarksManager::restore(const QByteArray& archive) {
+    Result<int> leftOut = takeList(unarchiveBookmarks(archive), bookmarks_);
+    for (const std::shared_ptr<BookmarkEntry>& entry : bookmarks_) {
+        if (const std::optional<QUrl> url = entry->url())
+            lineMarks_[absoluteString(*url)] = entry->lines();
+    }
+    return leftOut;
 }
 
 void FileBasedBookmarksManager::migrateFromUserDefaults(const UserDefaults& defaults) {
@@ -51,28 +45,9 @@ void FileBasedBookmarksManager::migrateFromUserDefaults(const UserDefaults& defa
         save();
     }
     if (leftOut > 0 && fault().isEmpty())
-        file_.setFault(
-            QCoreApplication::translate("FileBasedBookmarksManager",
-                                        "Bookmarks of earlier versions whose file is not known: %1")
-                .arg(leftOut));
-}
-
-FileBasedBookmarksManager& FileBasedBookmarksManager::shared() {
-    if (!sharedManager())
-        fatalError("The bookmarks are asked for before they are loaded");
-    return *sharedManager();
-}
-
-bool FileBasedBookmarksManager::hasShared() {
-    return sharedManager() != nullptr;
-}
-
-void FileBasedBookmarksManager::setShared(std::shared_ptr<FileBasedBookmarksManager> manager) {
-    sharedManager() = std::move(manager);
-}
-
-std::shared_ptr<const LineMarkLookup> FileBasedBookmarksManager::sharedLookup() {
-    return sharedManager();
+        setFault(QCoreApplication::translate("FileBasedBookmarksManager",
+                                             "Bookmarks of earlier versions whose file is not known: %1")
+                     .arg(leftOut));
 }
 
 std::shared_ptr<BookmarkEntry> FileBasedBookmarksManager::bookmarkForUrl(const QUrl& url) const {
@@ -131,7 +106,7 @@ void FileBasedBookmarksManager::shareLines(const QString& urlString,
     if (!bookmark)
         return;
     bookmark->setLines(lines);
-    // A further bookmark of the same file would else bring back its own list at the next start.
+    // Otherwise another bookmark of the same file would bring back its own list at the next start.
     for (const std::shared_ptr<BookmarkEntry>& entry : bookmarks_) {
         if (entry->urlStr() == urlString)
             entry->setLines(lines);
@@ -149,10 +124,6 @@ void FileBasedBookmarksManager::removeLineMarks(const QString& urlString,
     if (marks != lineMarks_.end())
         marks->second->removeFirstOf(lineNums);
     save();
-}
-
-void FileBasedBookmarksManager::save() {
-    file_.save(archiveBookmarks(bookmarks_));
 }
 
 } // namespace korvane

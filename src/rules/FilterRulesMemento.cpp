@@ -1,6 +1,5 @@
 #include "rules/FilterRulesMemento.h"
 
-#include "foundation/FatalError.h"
 #include "foundation/archive/KeyedArchiver.h"
 #include "foundation/archive/KeyedUnarchiver.h"
 
@@ -11,14 +10,9 @@ namespace {
 
 using States = std::map<QString, std::vector<QUuid>>;
 
-std::unique_ptr<FilterRulesMemento>& sharedMemento() {
-    static std::unique_ptr<FilterRulesMemento> memento;
-    return memento;
-}
-
 struct UnarchivedStates {
     States states;
-    /// What is no identity, no list of them or no document's key.
+    /// Keys, lists and identities that could not be read.
     int leftOut = 0;
 };
 
@@ -59,27 +53,19 @@ Result<UnarchivedStates> unarchiveStates(const QByteArray& archive) {
 } // namespace
 
 Result<std::unique_ptr<FilterRulesMemento>> FilterRulesMemento::load(const QString& directory) {
-    std::unique_ptr<FilterRulesMemento> memento(new FilterRulesMemento(directory + u'/' + DATA_FILE));
-    Result<std::optional<UnarchivedStates>> stored = memento->file_.read(&unarchiveStates);
+    return loaded(std::unique_ptr<FilterRulesMemento>(new FilterRulesMemento(directory)));
+}
+
+QByteArray FilterRulesMemento::archived() const {
+    return archiveStates(states_);
+}
+
+Result<int> FilterRulesMemento::restore(const QByteArray& archive) {
+    Result<UnarchivedStates> stored = unarchiveStates(archive);
     if (!stored)
         return stored.error();
-    if (stored.value())
-        memento->states_ = std::move(stored.value()->states);
-    return memento;
-}
-
-FilterRulesMemento& FilterRulesMemento::shared() {
-    if (!sharedMemento())
-        fatalError("The active rules are asked for before they are loaded");
-    return *sharedMemento();
-}
-
-bool FilterRulesMemento::hasShared() {
-    return sharedMemento() != nullptr;
-}
-
-void FilterRulesMemento::setShared(std::unique_ptr<FilterRulesMemento> memento) {
-    sharedMemento() = std::move(memento);
+    states_ = std::move(stored.value().states);
+    return stored.value().leftOut;
 }
 
 std::vector<QUuid> FilterRulesMemento::activeRuleIds(const QString& docKey) const {
@@ -103,7 +89,7 @@ void FilterRulesMemento::removeActiveRule(const QUuid& ruleId, const QString& do
 }
 
 void FilterRulesMemento::saveAndPost(const QString& docKey) {
-    file_.save(archiveStates(states_));
+    save();
     activeRulesChanged_.post(docKey);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/Result.h"
-#include "foundation/archive/StoreFileSaver.h"
+#include "foundation/Shared.h"
+#include "foundation/archive/ArchivedStore.h"
 #include "foundation/notices/Notice.h"
 
 #include <QString>
@@ -13,20 +13,13 @@
 
 namespace korvane {
 
-/// Which rules are switched on for which document, saved whole at every change. A document is known by its
-/// URL's absolute string. Main thread.
-class FilterRulesMemento {
+/// Which rules are switched on for which document. A document is identified by its URL's absolute string.
+class FilterRulesMemento : public ArchivedStore, public Shared<FilterRulesMemento> {
 public:
     inline static const QString DATA_FILE = QStringLiteral("rules-state.data");
 
-    /// Reads the states from the directory; without a file there, none. Fails as FiltersManager::load does.
+    /// Reads the states from the directory; empty without a file there. Fails as `ArchivedStore::loaded`.
     static Result<std::unique_ptr<FilterRulesMemento>> load(const QString& directory);
-
-    /// The program's own; set once at start.
-    static FilterRulesMemento& shared();
-    /// Whether one has been set.
-    static bool hasShared();
-    static void setShared(std::unique_ptr<FilterRulesMemento> memento);
 
     /// In the order of switching on; empty for an unknown document.
     std::vector<QUuid> activeRuleIds(const QString& docKey) const;
@@ -36,15 +29,13 @@ public:
     /// Other rules are switched on for a document. Payload: its key. Main thread.
     Notice<QString>& activeRulesChanged() { return activeRulesChanged_; }
 
-    /// As FiltersManager::fault.
-    const QString& fault() const { return file_.fault(); }
-
 private:
-    explicit FilterRulesMemento(QString path) : file_(std::move(path)) {}
+    explicit FilterRulesMemento(const QString& directory) : ArchivedStore(directory, DATA_FILE) {}
+    QByteArray archived() const override;
+    Result<int> restore(const QByteArray& archive) override;
     void saveAndPost(const QString& docKey);
 
     Notice<QString> activeRulesChanged_{"ActiveRulesChangedNotification"};
-    StoreFileSaver file_;
     std::map<QString, std::vector<QUuid>> states_;
 };
 

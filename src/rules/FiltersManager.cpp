@@ -1,7 +1,7 @@
 #include "rules/FiltersManager.h"
 
 #include "core/search/SearchItem.h"
-#include "foundation/FatalError.h"
+#include "foundation/archive/StoreFile.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
@@ -17,11 +17,6 @@
 namespace korvane {
 namespace {
 
-std::unique_ptr<FiltersManager>& sharedManager() {
-    static std::unique_ptr<FiltersManager> manager;
-    return manager;
-}
-
 std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) {
     auto searchItem = std::make_shared<SearchItem>(word);
     searchItem->setIgnoreCase(false);
@@ -33,27 +28,19 @@ std::shared_ptr<FilterRule> levelRule(const QString& word, const QColor& color) 
 
 } // namespace
 
+FiltersManager::FiltersManager(const QString& directory)
+    : ArchivedStore(directory, RULES_FILE), rules_(defaultRules()) {}
+
 Result<std::unique_ptr<FiltersManager>> FiltersManager::load(const QString& directory) {
-    std::unique_ptr<FiltersManager> manager(new FiltersManager(directory + u'/' + RULES_FILE));
-    Result<std::optional<UnarchivedRules>> stored = manager->file_.read(&unarchiveRules);
-    if (!stored)
-        return stored.error();
-    manager->rules_ = stored.value() ? std::move(stored.value()->rules) : defaultRules();
-    return manager;
+    return loaded(std::unique_ptr<FiltersManager>(new FiltersManager(directory)));
 }
 
-FiltersManager& FiltersManager::shared() {
-    if (!sharedManager())
-        fatalError("The rules are asked for before they are loaded");
-    return *sharedManager();
+QByteArray FiltersManager::archived() const {
+    return archiveRules(rules_);
 }
 
-bool FiltersManager::hasShared() {
-    return sharedManager() != nullptr;
-}
-
-void FiltersManager::setShared(std::unique_ptr<FiltersManager> manager) {
-    sharedManager() = std::move(manager);
+Result<int> FiltersManager::restore(const QByteArray& archive) {
+    return takeList(unarchiveRules(archive), rules_);
 }
 
 std::shared_ptr<FilterRule> FiltersManager::rule(qsizetype index) const {
@@ -93,12 +80,8 @@ void FiltersManager::updateRule(std::shared_ptr<FilterRule> rule, qsizetype inde
 }
 
 void FiltersManager::saveIfNeverSaved() {
-    if (!file_.hasFile())
+    if (!hasFile())
         save();
-}
-
-void FiltersManager::save() {
-    file_.save(archiveRules(rules_));
 }
 
 Status FiltersManager::exportRules(const Rules& rules, const QString& path) const {
@@ -106,13 +89,16 @@ Status FiltersManager::exportRules(const Rules& rules, const QString& path) cons
 }
 
 Result<FiltersManager::Import> FiltersManager::readImport(const QString& path) const {
-    Result<std::optional<UnarchivedRules>> read = readStore(path, &unarchiveRules);
-    if (!read)
-        return read.error();
-    if (!read.value())
+    Import import;
+    const Result<std::optional<int>> leftOut = readStore(path, [&import](const QByteArray& archive) {
+        return takeList(unarchiveRules(archive), import.rules);
+    });
+    if (!leftOut)
+        return leftOut.error();
+    if (!leftOut.value())
         return Error{ENOENT, QStringLiteral("POSIX"),
                      QCoreApplication::translate("FiltersManager", "“%1” does not exist").arg(path)};
-    Import import{std::move(read.value()->rules), {}, read.value()->leftOut};
+    import.leftOut = *leftOut.value();
     std::ranges::copy_if(import.rules, std::back_inserter(import.newRules), [this](const auto& rule) {
         return std::ranges::none_of(rules_, [values = RuleValues(*rule)](const auto& known) {
             return values.isLike(RuleValues(*known));

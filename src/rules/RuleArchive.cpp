@@ -1,8 +1,7 @@
 #include "rules/RuleArchive.h"
 
 #include "core/search/SearchItem.h"
-#include "foundation/archive/KeyedArchiver.h"
-#include "foundation/archive/KeyedUnarchiver.h"
+#include "foundation/archive/FieldTable.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
@@ -26,108 +25,92 @@ const QString rootClass = QStringLiteral("NSObject");
 const QString onceText = QStringLiteral("Once");
 const QString alwaysText = QStringLiteral("Always");
 
-/// Reads several booleans; the first fault stays.
-class BoolReader {
-public:
-    explicit BoolReader(const KeyedDecoder& decoder) : decoder_(decoder) {}
+const auto searchItemFields =
+    FieldTable<SearchItem>()
+        .required(KEY_SEARCH_STR, &SearchItem::searchStr, &SearchItem::setSearchStr)
+        .required(KEY_REGEX, &SearchItem::regex, &SearchItem::setRegex)
+        .required(KEY_IGNORE_CASE, &SearchItem::ignoreCase, &SearchItem::setIgnoreCase);
 
-    bool operator()(const QString& key) {
-        Result<bool> value = decoder_.decodeBool(key);
-        if (!value && !error_)
-            error_ = value.error();
-        return value && value.value();
-    }
-    const std::optional<Error>& error() const { return error_; }
+const auto highlightRuleFields =
+    FieldTable<HighlightRule>()
+        .required(KEY_BOLD, &HighlightRule::bold, &HighlightRule::setBold)
+        .required(KEY_ITALIC, &HighlightRule::italic, &HighlightRule::setItalic)
+        .required(KEY_UNDERLINE, &HighlightRule::underline, &HighlightRule::setUnderline)
+        .required(KEY_FG_COLOR, &HighlightRule::foreground, &HighlightRule::setForeground)
+        .required(KEY_BG_COLOR, &HighlightRule::background, &HighlightRule::setBackground)
+        .required(KEY_USE_VIEW_BG, &HighlightRule::useViewBackground, &HighlightRule::setUseViewBackground);
 
-private:
-    const KeyedDecoder& decoder_;
-    std::optional<Error> error_;
+QString frequencyText(const NotificationRule& rule) {
+    return rule.frequency() == Frequency::Always ? alwaysText : onceText;
+}
+
+void setFrequencyText(NotificationRule& rule, const QString& text) {
+    rule.setFrequency(text == alwaysText ? Frequency::Always : Frequency::Once);
+}
+
+const auto notificationRuleFields =
+    FieldTable<NotificationRule>()
+        .required(KEY_ENABLED, &NotificationRule::enabled, &NotificationRule::setEnabled)
+        .required(KEY_FREQ, &frequencyText, &setFrequencyText)
+        .required(KEY_BOUNCE_DOCK, &NotificationRule::bounceDock, &NotificationRule::setBounceDock);
+
+/// The parts of a rule, whose identity cannot be set later.
+struct RuleParts {
+    std::shared_ptr<SearchItem> searchItem = {};
+    bool hide = false;
+    std::shared_ptr<HighlightRule> highlight = {};
+    std::shared_ptr<NotificationRule> notification = NotificationRule::defaultRule();
+    QUuid id = QUuid::createUuid();
 };
 
-Result<std::shared_ptr<SearchItem>> decodeSearchItem(const KeyedDecoder& decoder) {
-    const Result<QString> text = decoder.decodeText(KEY_SEARCH_STR);
-    if (!text)
-        return text.error();
-    auto item = std::make_shared<SearchItem>(text.value());
-    BoolReader readBool(decoder);
-    item->setRegex(readBool(KEY_REGEX));
-    item->setIgnoreCase(readBool(KEY_IGNORE_CASE));
-    if (readBool.error())
-        return *readBool.error();
-    return item;
-}
-
-Result<std::shared_ptr<HighlightRule>> decodeHighlightRule(const KeyedDecoder& decoder) {
-    const Result<QColor> foreground = decoder.decodeColor(KEY_FG_COLOR);
-    if (!foreground)
-        return foreground.error();
-    const Result<QColor> background = decoder.decodeColor(KEY_BG_COLOR);
-    if (!background)
-        return background.error();
-    auto rule = std::make_shared<HighlightRule>();
-    rule->setForeground(foreground.value());
-    rule->setBackground(background.value());
-    BoolReader readBool(decoder);
-    rule->setBold(readBool(KEY_BOLD));
-    rule->setItalic(readBool(KEY_ITALIC));
-    rule->setUnderline(readBool(KEY_UNDERLINE));
-    rule->setUseViewBackground(readBool(KEY_USE_VIEW_BG));
-    if (readBool.error())
-        return *readBool.error();
-    return rule;
-}
-
-Result<std::shared_ptr<NotificationRule>> decodeNotificationRule(const KeyedDecoder& decoder) {
-    const Result<QString> frequency = decoder.decodeText(KEY_FREQ);
-    if (!frequency)
-        return frequency.error();
-    BoolReader readBool(decoder);
-    const bool enabled = readBool(KEY_ENABLED);
-    const bool bounceDock = readBool(KEY_BOUNCE_DOCK);
-    if (readBool.error())
-        return *readBool.error();
-    return std::make_shared<NotificationRule>(
-        enabled, bounceDock, frequency.value() == alwaysText ? Frequency::Always : Frequency::Once);
-}
-
-Result<std::shared_ptr<NotificationRule>> notificationOf(const KeyedDecoder& decoder) {
-    const std::optional<ArchivedObject> object = decoder.value(KEY_NOTIFICATION);
+/// Anything but a notification rule stands for the default one.
+Status readNotification(RuleParts& parts, const KeyedDecoder& decoder, const QString& key) {
+    const std::optional<ArchivedObject> object = decoder.value(key);
     if (!object || !object->is<NotificationRule>())
-        return NotificationRule::defaultRule();
-    return decoder.decodeObject<NotificationRule>(KEY_NOTIFICATION);
+        return success();
+    auto rule = decoder.decode<std::shared_ptr<NotificationRule>>(key);
+    if (!rule)
+        return rule.error();
+    parts.notification = std::move(rule).value();
+    return success();
 }
 
-QUuid idOf(const KeyedDecoder& decoder) {
-    if (const std::optional<ArchivedObject> object = decoder.value(KEY_ID)) {
-        if (const Result<QUuid> id = object->uuid())
-            return id.value();
-    }
-    return QUuid::createUuid();
+/// Anything but a UUID stands for a new one.
+Status readId(RuleParts& parts, const KeyedDecoder& decoder, const QString& key) {
+    if (const Result<QUuid> id = decoder.decode<QUuid>(key))
+        parts.id = id.value();
+    return success();
 }
+
+const auto filterRuleFields = FieldTable<RuleParts>()
+                                  .required(KEY_SEARCH_ITEM, &RuleParts::searchItem)
+                                  .required(KEY_HIDE, &RuleParts::hide)
+                                  .required(KEY_HIGHLIGHT, &RuleParts::highlight)
+                                  .field(KEY_NOTIFICATION, &RuleParts::notification, &readNotification)
+                                  .field(KEY_ID, &RuleParts::id, &readId);
 
 Result<std::shared_ptr<FilterRule>> decodeFilterRule(const KeyedDecoder& decoder) {
-    const auto searchItem = decoder.decodeObject<SearchItem>(KEY_SEARCH_ITEM);
-    if (!searchItem)
-        return searchItem.error();
-    const auto highlight = decoder.decodeObject<HighlightRule>(KEY_HIGHLIGHT);
-    if (!highlight)
-        return highlight.error();
-    const auto notification = notificationOf(decoder);
-    if (!notification)
-        return notification.error();
-    const Result<bool> hide = decoder.decodeBool(KEY_HIDE);
-    if (!hide)
-        return hide.error();
-    return std::make_shared<FilterRule>(idOf(decoder), hide.value(), searchItem.value(), highlight.value(),
-                                        notification.value());
+    const auto parts = filterRuleFields.decoded(decoder, std::make_shared<RuleParts>());
+    if (!parts)
+        return parts.error();
+    const RuleParts& rule = *parts.value();
+    return std::make_shared<FilterRule>(rule.id, rule.hide, rule.searchItem, rule.highlight,
+                                        rule.notification);
 }
 
 const ArchiveClasses& ruleClasses() {
     static const ArchiveClasses all = [] {
         ArchiveClasses classes;
-        classes.add<SearchItem>(searchItemClass, &decodeSearchItem);
-        classes.add<HighlightRule>(highlightRuleClass, &decodeHighlightRule);
-        classes.add<NotificationRule>(notificationRuleClass, &decodeNotificationRule);
+        classes.add<SearchItem>(searchItemClass, [](const KeyedDecoder& decoder) {
+            return searchItemFields.decoded(decoder, std::make_shared<SearchItem>(QString()));
+        });
+        classes.add<HighlightRule>(highlightRuleClass, [](const KeyedDecoder& decoder) {
+            return highlightRuleFields.decoded(decoder, std::make_shared<HighlightRule>());
+        });
+        classes.add<NotificationRule>(notificationRuleClass, [](const KeyedDecoder& decoder) {
+            return notificationRuleFields.decoded(
+                decoder, std::make_shared<NotificationRule>(false, false, Frequency::Once));
+        });
         classes.add<FilterRule>(filterRuleClass, &decodeFilterRule);
         classes.add<FilterRule>(quickHighlightFilterRuleClass, &decodeFilterRule);
         return classes;
@@ -156,64 +139,29 @@ QStringList archivedClassChain(const FilterRule& rule) {
 }
 
 void encode(const SearchItem& item, KeyedEncoder& encoder) {
-    encoder.encode(KEY_SEARCH_STR, item.searchStr());
-    encoder.encodeBool(KEY_REGEX, item.regex());
-    encoder.encodeBool(KEY_IGNORE_CASE, item.ignoreCase());
+    searchItemFields.encode(item, encoder);
 }
 
 void encode(const HighlightRule& rule, KeyedEncoder& encoder) {
-    encoder.encodeBool(KEY_BOLD, rule.bold());
-    encoder.encodeBool(KEY_ITALIC, rule.italic());
-    encoder.encodeBool(KEY_UNDERLINE, rule.underline());
-    encoder.encode(KEY_FG_COLOR, rule.foreground());
-    encoder.encode(KEY_BG_COLOR, rule.background());
-    encoder.encodeBool(KEY_USE_VIEW_BG, rule.useViewBackground());
+    highlightRuleFields.encode(rule, encoder);
 }
 
 void encode(const NotificationRule& rule, KeyedEncoder& encoder) {
-    encoder.encodeBool(KEY_ENABLED, rule.enabled());
-    encoder.encode(KEY_FREQ, rule.frequency() == Frequency::Always ? alwaysText : onceText);
-    encoder.encodeBool(KEY_BOUNCE_DOCK, rule.bounceDock());
+    notificationRuleFields.encode(rule, encoder);
 }
 
 void encode(const FilterRule& rule, KeyedEncoder& encoder) {
-    encoder.encode(KEY_SEARCH_ITEM, rule.searchItem());
-    encoder.encodeBool(KEY_HIDE, rule.hide());
-    encoder.encode(KEY_HIGHLIGHT, rule.highlightRule());
-    encoder.encode(KEY_NOTIFICATION, rule.notificationRule());
-    encoder.encode(KEY_ID, rule.id());
+    filterRuleFields.encode(
+        {rule.searchItem(), rule.hide(), rule.highlightRule(), rule.notificationRule(), rule.id()}, encoder);
 }
 
 QByteArray archiveRules(const std::vector<std::shared_ptr<FilterRule>>& rules) {
-    KeyedArchiver archiver;
-    return archiver.archivedData(archiver.addArray(
-        rules, [&archiver](const std::shared_ptr<FilterRule>& rule) { return archiver.add(rule); }));
+    return archiveList(rules);
 }
 
-Result<UnarchivedRules> unarchiveRules(const QByteArray& archive) {
-    const auto unarchiver = KeyedUnarchiver::open(archive, ruleClasses());
-    if (!unarchiver)
-        return unarchiver.error();
-    const auto elements = unarchiver.value()->root().elements();
-    if (!elements)
-        return elements.error();
-    UnarchivedRules result;
-    int number = 0;
-    for (const ArchivedObject& element : elements.value()) {
-        ++number;
-        if (!element.is<FilterRule>()) {
-            ++result.leftOut;
-            continue;
-        }
-        Result<std::shared_ptr<FilterRule>> rule = element.object<FilterRule>();
-        if (!rule)
-            return Error{rule.error().code, rule.error().domain,
-                         QCoreApplication::translate("RuleArchive", "rule %1: %2")
-                             .arg(number)
-                             .arg(rule.error().userText)};
-        result.rules.push_back(std::move(rule).value());
-    }
-    return result;
+Result<UnarchivedList<FilterRule>> unarchiveRules(const QByteArray& archive) {
+    return unarchiveList<FilterRule>(archive, ruleClasses(),
+                                     QCoreApplication::translate("RuleArchive", "rule %1: %2"));
 }
 
 } // namespace korvane

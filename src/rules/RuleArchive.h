@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/Result.h"
+#include "foundation/archive/ArchivedList.h"
 
 #include <QByteArray>
 #include <QString>
@@ -13,11 +13,10 @@ namespace korvane {
 
 class FilterRule;
 class HighlightRule;
-class KeyedEncoder;
 class NotificationRule;
 class SearchItem;
 
-/// How rules stand in an archive: the keys, and what reads and writes them.
+/// The archived form of rules.
 
 namespace rulearchive {
 
@@ -44,7 +43,7 @@ inline const QString KEY_ID = QStringLiteral("id");
 
 } // namespace rulearchive
 
-/// What a KeyedArchiver asks for.
+/// Called by KeyedArchiver.
 QStringList archivedClassChain(const SearchItem& item);
 QStringList archivedClassChain(const HighlightRule& rule);
 QStringList archivedClassChain(const NotificationRule& rule);
@@ -57,14 +56,8 @@ void encode(const FilterRule& rule, KeyedEncoder& encoder);
 /// An archive whose root is the list of rules.
 QByteArray archiveRules(const std::vector<std::shared_ptr<FilterRule>>& rules);
 
-struct UnarchivedRules {
-    std::vector<std::shared_ptr<FilterRule>> rules;
-    /// Elements of the list that are no rules.
-    int leftOut = 0;
-};
-
-/// Parts that two rules share in the archive are shared by the rules. Fails when the data is no archive of a
-/// list, and when a rule lacks something required; the text says which rule, and what.
-Result<UnarchivedRules> unarchiveRules(const QByteArray& archive);
+/// Fails as `unarchiveList`, and when a required field of a rule is absent or of another kind; the text names
+/// rule and field.
+Result<UnarchivedList<FilterRule>> unarchiveRules(const QByteArray& archive);
 
 } // namespace korvane

@@ -1,14 +1,7 @@
 #include "bookmarks/BookmarkArchive.h"
 
 #include "bookmarks/BookmarkEntry.h"
-#include "support/Mutator.h"
-#include "support/PythonScript.h"
-#include "support/RawArchive.h"
-#include "support/StoreTest.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "support/ArchiveConformance.h"
 
 #include <limits>
 
@@ -16,195 +9,72 @@ namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-using test::raw;
+using namespace test;
 
-std::shared_ptr<BookmarkEntry> namedEntry(const QString& url) {
-    return std::make_shared<BookmarkEntry>(u"größe.log"_s, QUrl(url));
-}
+using Bookmarks = std::vector<std::shared_ptr<BookmarkEntry>>;
 
-void mark(const BookmarkEntry& entry, qint64 lineNum, const QString& line) {
-    entry.lines()->add(std::make_shared<const LineMarkEntry>(lineNum, line));
-}
+struct BookmarkFormat {
+    using Object = BookmarkEntry;
+    static QByteArray archive(const Bookmarks& bookmarks) { return archiveBookmarks(bookmarks); }
+    static auto unarchive(const QByteArray& archive) { return unarchiveBookmarks(archive); }
+    static QString golden() { return u"bookmarks"_s; }
+    static QByteArray stable(const QByteArray& archive) { return archive; }
+    static const void* sharedPart(const BookmarkEntry& entry) { return entry.lines().get(); }
 
-QStringList marksOf(const BookmarkEntry& entry) {
-    QStringList all;
-    for (const auto& each : *entry.lines())
-        all.append(each->description());
-    return all;
-}
-
-using BookmarkArchiveTest = test::StoreTest;
-
-TEST_F(BookmarkArchiveTest, EverythingSurvivesAndWhatWasSharedStaysShared) {
-    const auto local = namedEntry(u"file:///var/log/gr%C3%B6%C3%9Fe%20x.log"_s);
-    const auto remote = namedEntry(u"ssh://u@h:2222//var/log/app.log"_s);
-    const auto again = namedEntry(local->urlStr());
-    again->setLines(local->lines());
-    again->setData(QByteArray("\0made elsewhere", 15));
-    mark(*local, 0, u"first"_s);
-    mark(*local, (qint64(1) << 40), {});
-    const auto read = unarchiveBookmarks(archiveBookmarks({local, remote, again}));
-    ASSERT_TRUE(read) << read.error().userText.toStdString();
-    EXPECT_EQ(read.value().leftOut, 0);
-    const auto& bookmarks = read.value().bookmarks;
-    ASSERT_EQ(bookmarks.size(), 3u);
-    EXPECT_EQ(bookmarks[0]->name(), u"größe.log"_s);
-    EXPECT_EQ(bookmarks[0]->path(), u"/var/log/größe x.log"_s);
-    EXPECT_EQ(bookmarks[0]->urlStr(), local->urlStr());
-    EXPECT_EQ(bookmarks[0]->data(), std::nullopt);
-    EXPECT_EQ(bookmarks[1]->path(), u"//var/log/app.log"_s);
-    EXPECT_EQ(bookmarks[2]->data(), again->data());
-    EXPECT_EQ(marksOf(*bookmarks[0]), QStringList({u"Line#: 1 - first"_s, u"Line#: 1099511627777 - "_s}));
-    EXPECT_EQ(bookmarks[0]->lines(), bookmarks[2]->lines());
-    EXPECT_NE(bookmarks[0]->lines(), bookmarks[1]->lines());
-}
-
-TEST_F(BookmarkArchiveTest, IndependentReaderSeesKeysAndClasses) {
-    const auto local = namedEntry(u"file:///var/log/a.log"_s);
-    mark(*local, 41, u"größe"_s);
-    const auto again = namedEntry(local->urlStr());
-    again->setLines(local->lines());
-    again->setData("bytes");
-    write(u"b"_s, archiveBookmarks({local, again}));
-    const QJsonObject root =
-        QJsonDocument::fromJson(test::runPython(u"dump_archive.py"_s, {path(u"b"_s)})).object();
-    const QJsonArray listClass{u"NSMutableArray"_s, u"NSArray"_s, u"NSObject"_s};
-    EXPECT_EQ(root[u"class"], listClass);
-    QJsonObject entry = root[u"NS.objects"][0].toObject();
-    const QJsonObject lines = entry.take(u"lines"_s).toObject();
-    entry.remove(u"place");
-    EXPECT_EQ(entry, QJsonObject({{u"class"_s, QJsonArray({u"Korvane.BookmarkEntry"_s, u"NSObject"_s})},
-                                  {u"name"_s, u"größe.log"_s},
-                                  {u"path"_s, u"/var/log/a.log"_s},
-                                  {u"urlString"_s, u"file:///var/log/a.log"_s}}));
-    EXPECT_EQ(lines[u"class"], listClass);
-    QJsonObject line = lines[u"NS.objects"][0].toObject();
-    line.remove(u"place");
-    EXPECT_EQ(line, QJsonObject({{u"class"_s, QJsonArray({u"Korvane.LineMarkEntry"_s, u"NSObject"_s})},
-                                 {u"linenum"_s, 41},
-                                 {u"line"_s, u"größe"_s}}));
-    EXPECT_EQ(root[u"NS.objects"][1][u"lines"][u"place"], lines[u"place"]);
-    EXPECT_EQ(root[u"NS.objects"][1][u"data"], QString::fromLatin1(QByteArray("bytes").toHex()));
-}
-
-test::FieldWriter marksField(const std::vector<std::shared_ptr<test::Raw>>& marks) {
-    return [marks](KeyedEncoder& encoder, const QString& key) {
-        encoder.encodeReference(key, encoder.archiver().addArray(marks, [&](const auto& each) {
-            return encoder.archiver().add(each);
-        }));
-    };
-}
-
-std::shared_ptr<test::Raw> markRecord(const test::FieldWriter& lineNum, const test::FieldWriter& line) {
-    return raw(u"_TtC7Korvane13LineMarkEntry"_s, [=](KeyedEncoder& encoder) {
-        if (lineNum)
-            lineNum(encoder, u"linenum"_s);
-        if (line)
-            line(encoder, u"line"_s);
-    });
-}
-
-/// An archive of a sound bookmark and of one of which one field is written otherwise, or not at all.
-QByteArray archiveWith(const QString& replacedKey, const test::FieldWriter& replacement) {
-    const auto record = [](const QString& key, const test::FieldWriter& otherwise) {
-        return raw(u"_TtC7Korvane13BookmarkEntry"_s, [=](KeyedEncoder& encoder) {
-            for (const auto& [each, text] :
-                 {std::pair(u"name"_s, u"n"_s), std::pair(u"path"_s, u"/n"_s),
-                  std::pair(u"urlString"_s, u"file:///n"_s), std::pair(u"lines"_s, QString())}) {
-                if (each == key && otherwise)
-                    otherwise(encoder, key);
-                else if (each != key && !text.isNull())
-                    encoder.encode(each, text);
-            }
-        });
-    };
-    return test::archiveOf({record({}, {}), record(replacedKey, replacement)});
-}
-
-TEST_F(BookmarkArchiveTest, RecordWithoutNamePathOrUrlIsLeftOut) {
-    for (const QString& key : {u"name"_s, u"path"_s, u"urlString"_s}) {
-        for (const test::FieldWriter& replacement :
-             {test::FieldWriter(), test::nullField(), test::numberField(1)}) {
-            const auto read = unarchiveBookmarks(archiveWith(key, replacement));
-            ASSERT_TRUE(read) << read.error().userText.toStdString();
-            EXPECT_EQ(read.value().bookmarks.size(), 1u) << key.toStdString();
-            EXPECT_EQ(read.value().leftOut, 1) << key.toStdString();
-        }
+    static std::shared_ptr<BookmarkEntry> entry(const QString& url) {
+        return std::make_shared<BookmarkEntry>(u"größe.log"_s, QUrl(url));
     }
-    const auto strangers = unarchiveBookmarks(test::archiveOf({raw(u"Korvane.Stranger"_s), nullptr}));
-    EXPECT_EQ(strangers.value().leftOut, 2);
-    EXPECT_FALSE(unarchiveBookmarks("garbage"));
-}
-
-TEST_F(BookmarkArchiveTest, MarksThatCannotBeReadAreLeftOutAndCounted) {
-    const test::FieldWriter text = test::textField(u"t"_s);
-    struct Case {
-        test::FieldWriter lines;
-        QStringList marks;
-        int leftOut;
-    };
-    const std::vector<Case> table{
-        {{}, {}, 0},
-        {test::nullField(), {}, 0},
-        {test::textField(u"no list"_s), {}, 1},
-        {marksField({}), {}, 0},
-        {marksField({markRecord({}, text)}), {u"Line#: 1 - t"_s}, 0},
-        {marksField({markRecord(test::numberField(9), text)}), {u"Line#: 10 - t"_s}, 0},
-        {marksField({markRecord(test::numberField(9), {}), markRecord(test::numberField(9), text)}),
-         {u"Line#: 10 - t"_s},
-         1},
-        {marksField({markRecord(text, text), markRecord(test::numberField(-1), text)}), {}, 2},
-        {marksField({markRecord(test::numberField(std::numeric_limits<qint64>::max()), text), nullptr}),
-         {},
-         2},
-        {marksField({markRecord(test::numberField(std::numeric_limits<qint64>::max() - 1), text)}),
-         {u"Line#: 9223372036854775807 - t"_s},
-         0}};
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        SCOPED_TRACE(i);
-        const auto read = unarchiveBookmarks(archiveWith(u"lines"_s, table[i].lines));
-        ASSERT_TRUE(read) << read.error().userText.toStdString();
-        EXPECT_EQ(read.value().leftOut, table[i].leftOut);
-        ASSERT_EQ(read.value().bookmarks.size(), 2u);
-        EXPECT_EQ(marksOf(*read.value().bookmarks[0]), QStringList());
-        EXPECT_EQ(marksOf(*read.value().bookmarks[1]), table[i].marks);
-        EXPECT_NE(read.value().bookmarks[0]->lines(), read.value().bookmarks[1]->lines());
+    static Bookmarks sample() {
+        const auto local = entry(u"file:///var/log/gr%C3%B6%C3%9Fe%20x.log"_s);
+        local->lines()->add(std::make_shared<const LineMarkEntry>(41, u"größe"_s));
+        local->lines()->add(std::make_shared<const LineMarkEntry>(qint64(1) << 40, QString()));
+        const auto again = entry(local->urlStr());
+        again->setLines(local->lines());
+        again->setData(QByteArray("\0made elsewhere", 15));
+        return {local, again, entry(u"ssh://u@h:2222//var/log/app.log"_s), local};
     }
-}
-
-TEST_F(BookmarkArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
-    const auto local = namedEntry(u"file:///var/log/a.log"_s);
-    mark(*local, 41, u"größe"_s);
-    mark(*local, 300, u"x"_s);
-    const auto again = namedEntry(local->urlStr());
-    again->setLines(local->lines());
-    again->setData("bytes");
-    const QByteArray sound = archiveBookmarks({local, again, namedEntry(u"ssh://u@h:22//app.log"_s)});
-    constexpr int rounds = 30'000;
-    test::Mutator mutator(20'240'302);
-    int refused = 0;
-    for (int round = 0; round < rounds; ++round) {
-        const QByteArray bytes = mutator.mutated(sound);
-        const auto read = unarchiveBookmarks(bytes);
-        if (!read) {
-            ++refused;
-            ASSERT_FALSE(read.error().userText.isEmpty()) << bytes.toHex().constData();
-            continue;
-        }
-        const auto& bookmarks = read.value().bookmarks;
-        const auto written = unarchiveBookmarks(archiveBookmarks(bookmarks));
-        ASSERT_TRUE(written && written.value().leftOut == 0) << bytes.toHex().constData();
-        ASSERT_EQ(written.value().bookmarks.size(), bookmarks.size());
-        for (std::size_t i = 0; i < bookmarks.size(); ++i) {
-            ASSERT_EQ(written.value().bookmarks[i]->isLocal(), bookmarks[i]->isLocal());
-            ASSERT_EQ(marksOf(*written.value().bookmarks[i]), marksOf(*bookmarks[i]));
-        }
+    static QString description(const BookmarkEntry& entry) {
+        QString text =
+            u"%1 %2 %3 %4;"_s.arg(entry.name(), entry.path(), entry.urlStr(),
+                                  entry.data() ? QString::fromLatin1(entry.data()->toHex()) : u"none"_s);
+        for (const auto& mark : *entry.lines())
+            text += u" %1 “%2”"_s.arg(mark->lineNum()).arg(mark->line());
+        return text;
     }
-    EXPECT_GT(refused, rounds / 10);
-    EXPECT_LT(refused, rounds - rounds / 10);
-}
+    static std::vector<FieldCase> fieldCases() {
+        using enum Outcome;
+        const QString mark = u" 41 “größe”"_s;
+        const QString marks = mark + u" 1099511627776 “”"_s;
+        constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+        return {
+            {u"BookmarkEntry"_s, {u"name"_s, u"path"_s, u"urlString"_s}, absentOrWrong(), Drops},
+            {u"BookmarkEntry"_s, {u"lines"_s}, absent(), Keeps, marks, {}},
+            {u"BookmarkEntry"_s, {u"lines"_s}, wrong(), Counts, marks, {}},
+            {u"BookmarkEntry"_s, {u"data"_s}, {PropertyList(QByteArray("d"))}, Keeps, u"none"_s, u"64"_s},
+            {u"BookmarkEntry"_s, {u"data"_s}, wrong(), Counts, u"none"_s, u"none"_s},
+            {u"LineMarkEntry"_s, {u"linenum"_s}, absent(), Keeps, u" 41 "_s, u" 0 "_s},
+            {u"LineMarkEntry"_s, {u"linenum"_s}, wrong(), Counts, mark, {}},
+            {u"LineMarkEntry"_s, {u"line"_s}, absentOrWrong(), Counts, mark, {}},
+            // No file has such a line, and the last number has no successor.
+            {u"LineMarkEntry"_s,
+             {u"linenum"_s},
+             {ArchiveEditor::number(-1), ArchiveEditor::number(largest)},
+             Counts,
+             mark,
+             {}},
+            {u"LineMarkEntry"_s,
+             {u"linenum"_s},
+             {ArchiveEditor::number(largest - 1)},
+             Keeps,
+             u" 41 "_s,
+             u" 9223372036854775806 "_s},
+        };
+    }
+};
 
-TEST_F(BookmarkArchiveTest, LineNumberBeyondTheLastIsFatal) {
+INSTANTIATE_TYPED_TEST_SUITE_P(Bookmarks, ArchiveConformance, BookmarkFormat);
+
+TEST(BookmarkArchiveTest, LineNumberBeyondTheLastIsFatal) {
     const LineMarkEntry last(std::numeric_limits<qint64>::max(), {});
     EXPECT_DEATH(static_cast<void>(last.lineNumForView()), "marked line");
 }

@@ -3,14 +3,14 @@
 #include "bookmarks/BookmarkArchive.h"
 #include "bookmarks/BookmarksManager.h"
 #include "foundation/FilePath.h"
-#include "support/RawArchive.h"
-#include "support/StoreDefaults.h"
+#include "support/StoreConformance.h"
 #include "support/TemporaryFile.h"
 
 namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
+using namespace test;
 
 const QString bookmarksFile = FileBasedBookmarksManager::BOOKMARKS_FILE;
 const QString fileUrl = u"file:///var/log/a.log"_s;
@@ -19,18 +19,33 @@ std::shared_ptr<BookmarkEntry> entryOf(const QString& url) {
     return std::make_shared<BookmarkEntry>(u"name"_s, QUrl(url, QUrl::StrictMode));
 }
 
-class BookmarkStoreTest : public test::StoreDefaultsTest {
+QStringList urlsOf(const FileBasedBookmarksManager& manager) {
+    QStringList all;
+    for (const auto& entry : manager.bookmarks())
+        all.append(entry->urlStr());
+    return all;
+}
+
+struct BookmarksCase {
+    using Store = FileBasedBookmarksManager;
+    static QString file() { return bookmarksFile; }
+    static auto load(const QString& directory, UserDefaults& defaults) {
+        return Store::load(directory, defaults);
+    }
+    static void add(Store& store, const QString& name) {
+        store.addBookmark(std::make_shared<BookmarkEntry>(name, u"/"_s + name, name));
+    }
+    static QStringList contents(const Store& store) { return urlsOf(store); }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Bookmarks, StoreConformance, BookmarksCase);
+
+class BookmarkStoreTest : public StoreDefaultsTest {
 protected:
     std::unique_ptr<FileBasedBookmarksManager> load() {
         auto manager = FileBasedBookmarksManager::load(directory(), defaults());
         EXPECT_TRUE(manager) << manager.error().userText.toStdString();
         return std::move(manager).value();
-    }
-    static QStringList urls(const FileBasedBookmarksManager& manager) {
-        QStringList all;
-        for (const auto& entry : manager.bookmarks())
-            all.append(entry->urlStr());
-        return all;
     }
     /// The marked lines in the order of adding.
     static QList<qint64> marks(const FileBasedBookmarksManager& manager, const QString& url = fileUrl) {
@@ -43,15 +58,8 @@ protected:
     }
 };
 
-TEST_F(BookmarkStoreTest, FirstStartWritesNothing) {
-    const auto manager = load();
-    EXPECT_EQ(manager->bookmarkCount(), 0);
-    EXPECT_EQ(manager->fault(), QString());
-    EXPECT_EQ(names(), QStringList());
-}
-
 TEST_F(BookmarkStoreTest, EarlierBookmarksAreTakenOverOnce) {
-    const test::TemporaryFile moved("", "moved here.log");
+    const TemporaryFile moved("", "moved here.log");
     const QStringList earlier{u"file:///var/log/gr%C3%B6%C3%9Fe.log"_s, u"file:///old/place.log"_s,
                               u"file:///gone.log"_s, u"no url %"_s, u"ssh://u@h:22//var/log/app.log"_s};
     defaults().set(earlier[1], moved.url().toEncoded());
@@ -63,13 +71,13 @@ TEST_F(BookmarkStoreTest, EarlierBookmarksAreTakenOverOnce) {
 
     const auto manager = load();
     const QStringList expected{earlier[0], absoluteString(moved.url()), earlier[4]};
-    EXPECT_EQ(urls(*manager), expected);
+    EXPECT_EQ(urlsOf(*manager), expected);
     EXPECT_TRUE(manager->fault().contains(u'2')) << manager->fault().toStdString();
     EXPECT_EQ(manager->bookmarks()[0]->name(), u"größe.log"_s);
     EXPECT_EQ(manager->bookmarks()[1]->name(), u"moved here.log"_s);
     EXPECT_EQ(manager->bookmarks()[2]->name(), u"app.log"_s);
     defaults().set(BookmarksManager::URLS_KEY, QStringList({u"file:///later.log"_s, u"file:///x"_s}));
-    EXPECT_EQ(urls(*load()), expected) << "they stand in the file now";
+    EXPECT_EQ(urlsOf(*load()), expected) << "they stand in the file now";
 }
 
 TEST_F(BookmarkStoreTest, AFileFindsItsBookmarkAndNoOther) {
@@ -200,35 +208,6 @@ TEST_F(BookmarkStoreTest, ForgottenMarksStayWithTheirBookmark) {
     EXPECT_EQ(manager->lineMarksFor(fileUrl), nullptr);
     EXPECT_EQ(entry->lines()->size(), 1u);
     EXPECT_EQ(marks(*load()), QList<qint64>({5}));
-}
-
-TEST_F(BookmarkStoreTest, WhatDoesNotDecodeIsNamedAndLeftAsItIs) {
-    KeyedArchiver archiver;
-    const QByteArray otherRoot = archiver.archivedData(archiver.add(u"text"_s));
-    for (const QByteArray& damaged : {QByteArray(), QByteArray("garbage"), otherRoot}) {
-        write(bookmarksFile, damaged);
-        const auto manager = FileBasedBookmarksManager::load(directory(), defaults());
-        ASSERT_FALSE(manager);
-        EXPECT_TRUE(manager.error().userText.contains(path(bookmarksFile)));
-        EXPECT_EQ(content(bookmarksFile), damaged);
-    }
-}
-
-TEST_F(BookmarkStoreTest, WhatIsLeftOutOrCannotBeWrittenIsTold) {
-    const QByteArray old = test::archiveOf({test::raw(u"Korvane.BookmarkEntry"_s)});
-    write(bookmarksFile, old);
-    const auto manager = load();
-    EXPECT_TRUE(manager->fault().contains(path(bookmarksFile)) &&
-                manager->fault().contains(u"left out: 1,"_s));
-    manager->addBookmark(entryOf(fileUrl));
-    EXPECT_EQ(content(bookmarksFile + u".kept"_s), old);
-    EXPECT_EQ(manager->fault(), QString());
-    EXPECT_EQ(urls(*load()), QStringList(fileUrl));
-
-    blockWriting(bookmarksFile);
-    manager->addLineMark(fileUrl, 1, {});
-    EXPECT_TRUE(manager->fault().contains(path(bookmarksFile)));
-    EXPECT_TRUE(manager->hasLineMark(fileUrl, 1));
 }
 
 } // namespace

@@ -32,78 +32,89 @@ protected:
     Preferences preferences_{store()};
 };
 
-TEST_F(PreferencesTest, AFreshUserGetsEveryDefault) {
-    using Getter = bool (Preferences::*)() const;
-    const Getter on[] = {
-        &Preferences::showLineNumbers,
-        &Preferences::quickHighlightSelection,
-        &Preferences::startTailingOnFileOpen,
-        &Preferences::autoTailOnScroll,
-        &Preferences::showSidebarOnFileOpen,
-        &Preferences::confirmDeleteBookmark,
-        &Preferences::confirmDeleteRemoteHost,
-        &Preferences::confirmDeleteFilterHighlightRule,
-        &Preferences::showRemoteTerminalAlert,
-        &Preferences::openLocalTerminalAlert,
-        &Preferences::lazyLoadFile,
-        &Preferences::showWelcomeWinOnStart,
-        &Preferences::useTabs,
-        &Preferences::reopenDocuments,
-    };
-    for (std::size_t i = 0; i < std::size(on); ++i)
-        EXPECT_TRUE((preferences_.*on[i])()) << i;
-    EXPECT_FALSE(preferences_.wrapLines());
-    EXPECT_FALSE(preferences_.nmsshDebug());
-    EXPECT_EQ(preferences_.pollingInterval(), 0.5);
-    EXPECT_EQ(preferences_.logViewBackground(), QColor(255, 255, 255));
-    EXPECT_EQ(preferences_.logViewForeground(), QColor(1, 1, 1));
-    EXPECT_EQ(preferences_.logViewLineNumViewForeground(), QColor(Qt::gray));
+template <typename T>
+struct Accessors {
+    const char* key;
+    T defaultValue;
+    T other;
+    T (Preferences::*value)() const;
+    void (Preferences::*setValue)(T);
+    /// Stored by hand and used instead.
+    std::vector<std::pair<T, T>> limited = {};
+};
+
+const Accessors<bool> switches[] = {
+    {"showLineNumbers", true, false, &Preferences::showLineNumbers, &Preferences::setShowLineNumbers},
+    {"keyQuickHighlightSelection", true, false, &Preferences::quickHighlightSelection,
+     &Preferences::setQuickHighlightSelection},
+    {"startTailingOnFileOpen", true, false, &Preferences::startTailingOnFileOpen,
+     &Preferences::setStartTailingOnFileOpen},
+    {"autoTailOnScroll", true, false, &Preferences::autoTailOnScroll, &Preferences::setAutoTailOnScroll},
+    {"showSidebarOnFileOpen", true, false, &Preferences::showSidebarOnFileOpen,
+     &Preferences::setShowSidebarOnFileOpen},
+    {"confirmDeleteBookmark", true, false, &Preferences::confirmDeleteBookmark,
+     &Preferences::setConfirmDeleteBookmark},
+    {"confirmDeleteFilterHighlightRule", true, false, &Preferences::confirmDeleteFilterHighlightRule,
+     &Preferences::setConfirmDeleteFilterHighlightRule},
+    {"confirmDeleteRemoteHost", true, false, &Preferences::confirmDeleteRemoteHost,
+     &Preferences::setConfirmDeleteRemoteHost},
+    {"SSHShowRemoteTerminalAlertKey", true, false, &Preferences::showRemoteTerminalAlert,
+     &Preferences::setShowRemoteTerminalAlert},
+    {"OpenLocalTerminalAlertKey", true, false, &Preferences::openLocalTerminalAlert,
+     &Preferences::setOpenLocalTerminalAlert},
+    {"keyWrapLines", false, true, &Preferences::wrapLines, &Preferences::setWrapLines},
+    {"lazyLoadFile", true, false, &Preferences::lazyLoadFile, &Preferences::setLazyLoadFile},
+    {"showWelcomeWinOnStart", true, false, &Preferences::showWelcomeWinOnStart,
+     &Preferences::setShowWelcomeWinOnStart},
+    {"nmssh.debug", false, true, &Preferences::nmsshDebug, &Preferences::setNmsshDebug},
+    {"useTabs", true, false, &Preferences::useTabs, &Preferences::setUseTabs},
+    {"reopenDocuments", true, false, &Preferences::reopenDocuments, &Preferences::setReopenDocuments},
+    {"openFollowedFilesAtEnd", false, true, &Preferences::openAtEnd, &Preferences::setOpenAtEnd},
+    {"showsHiddenRemoteFiles", false, true, &Preferences::showsHiddenRemoteFiles,
+     &Preferences::setShowsHiddenRemoteFiles},
+};
+const Accessors<int> numbers[] = {
+    {"rowMemory", 256, 17, &Preferences::rowMemory, &Preferences::setRowMemory, {{15, 16}, {65537, 65536}}},
+    {"pipeReserve",
+     1024,
+     0,
+     &Preferences::pipeReserve,
+     &Preferences::setPipeReserve,
+     {{-1, 0}, {(1 << 20) + 1, 1 << 20}}},
+    {"remoteFileSorting", 0, -7, &Preferences::remoteFileSorting, &Preferences::setRemoteFileSorting},
+};
+const Accessors<double> times[] = {
+    {"pollingInterval", 0.5, 0.125, &Preferences::pollingInterval, &Preferences::setPollingInterval}};
+
+/// Each test case of the table works on a settings file of its own.
+template <typename T>
+void expectKept(const Accessors<T>& setting) {
+    SCOPED_TRACE(setting.key);
+    const QTemporaryDir directory;
+    const auto store = [&] { return std::make_unique<UserDefaults>(directory.filePath(u"korvane.conf"_s)); };
+    Preferences preferences(store());
+    preferences.registerDefaults(Fonts(false));
+    EXPECT_EQ((preferences.*setting.value)(), setting.defaultValue);
+    QStringList changed;
+    const auto token = preferences.observe([&](const QString& key) { changed += key; });
+    (preferences.*setting.setValue)(setting.other);
+    EXPECT_EQ(changed, QStringList(QString::fromLatin1(setting.key)));
+    Preferences reopened(store());
+    reopened.registerDefaults(Fonts(false));
+    EXPECT_EQ((reopened.*setting.value)(), setting.other);
+    for (const auto& [stored, used] : setting.limited) {
+        reopened.userDefaults().set(QString::fromLatin1(setting.key), stored);
+        EXPECT_EQ((reopened.*setting.value)(), used);
+    }
 }
 
-TEST_F(PreferencesTest, EachSettingHasAKeyOfItsOwnAndIsKept) {
-    struct Setting {
-        const char* key;
-        bool (Preferences::*value)() const;
-        void (Preferences::*setValue)(bool);
-    };
-    const Setting settings[] = {
-        {"showLineNumbers", &Preferences::showLineNumbers, &Preferences::setShowLineNumbers},
-        {"keyQuickHighlightSelection", &Preferences::quickHighlightSelection,
-         &Preferences::setQuickHighlightSelection},
-        {"startTailingOnFileOpen", &Preferences::startTailingOnFileOpen,
-         &Preferences::setStartTailingOnFileOpen},
-        {"autoTailOnScroll", &Preferences::autoTailOnScroll, &Preferences::setAutoTailOnScroll},
-        {"showSidebarOnFileOpen", &Preferences::showSidebarOnFileOpen,
-         &Preferences::setShowSidebarOnFileOpen},
-        {"confirmDeleteBookmark", &Preferences::confirmDeleteBookmark,
-         &Preferences::setConfirmDeleteBookmark},
-        {"confirmDeleteFilterHighlightRule", &Preferences::confirmDeleteFilterHighlightRule,
-         &Preferences::setConfirmDeleteFilterHighlightRule},
-        {"confirmDeleteRemoteHost", &Preferences::confirmDeleteRemoteHost,
-         &Preferences::setConfirmDeleteRemoteHost},
-        {"SSHShowRemoteTerminalAlertKey", &Preferences::showRemoteTerminalAlert,
-         &Preferences::setShowRemoteTerminalAlert},
-        {"OpenLocalTerminalAlertKey", &Preferences::openLocalTerminalAlert,
-         &Preferences::setOpenLocalTerminalAlert},
-        {"keyWrapLines", &Preferences::wrapLines, &Preferences::setWrapLines},
-        {"lazyLoadFile", &Preferences::lazyLoadFile, &Preferences::setLazyLoadFile},
-        {"showWelcomeWinOnStart", &Preferences::showWelcomeWinOnStart,
-         &Preferences::setShowWelcomeWinOnStart},
-        {"nmssh.debug", &Preferences::nmsshDebug, &Preferences::setNmsshDebug},
-        {"useTabs", &Preferences::useTabs, &Preferences::setUseTabs},
-        {"reopenDocuments", &Preferences::reopenDocuments, &Preferences::setReopenDocuments},
-    };
-    for (const Setting& setting : settings) {
-        const bool before = (preferences_.*setting.value)();
-        QStringList changed;
-        const auto token = preferences_.observe([&](const QString& key) { changed += key; });
-        (preferences_.*setting.setValue)(!before);
-        EXPECT_EQ(changed, QStringList(QString::fromLatin1(setting.key)));
-        const Preferences reopened(store());
-        EXPECT_EQ((reopened.*setting.value)(), !before) << setting.key;
-    }
-    preferences_.setPollingInterval(0.125);
-    EXPECT_EQ(Preferences(store()).pollingInterval(), 0.125);
+TEST_F(PreferencesTest, EachSettingHasItsKeyItsDefaultAndItsLimits) {
+    std::ranges::for_each(switches, &expectKept<bool>);
+    std::ranges::for_each(numbers, &expectKept<int>);
+    std::ranges::for_each(times, &expectKept<double>);
+    EXPECT_EQ(std::size(switches) + std::size(numbers) + std::size(times) + 3,
+              std::tuple_size_v<decltype(Preferences::settings())>)
+        << "three are colours";
 }
 
 TEST_F(PreferencesTest, AStoredIntervalIsBroughtIntoItsLimitsAtLaunch) {
@@ -115,6 +126,22 @@ TEST_F(PreferencesTest, AStoredIntervalIsBroughtIntoItsLimitsAtLaunch) {
         preferences_.setPollingInterval(stored);
         preferences_.registerDefaults(Fonts(false));
         EXPECT_EQ(preferences_.pollingInterval(), usable) << stored;
+    }
+}
+
+TEST_F(PreferencesTest, TheChoiceAboutHostKeysIsKeptAndTheEarlierFormIsRead) {
+    EXPECT_EQ(preferences_.hostKeyChoice(), HostKeyChoice::AcceptNew);
+    for (const auto& [checks, choice] :
+         {std::pair(true, HostKeyChoice::AskForNew), std::pair(false, HostKeyChoice::AcceptAll)}) {
+        preferences_.userDefaults().set(u"checksHostKeys"_s, checks);
+        EXPECT_EQ(preferences_.hostKeyChoice(), choice);
+    }
+    for (const auto& [choice, stored] : {std::pair(HostKeyChoice::AcceptNew, u"acceptNew"_s),
+                                         std::pair(HostKeyChoice::AskForNew, u"askForNew"_s),
+                                         std::pair(HostKeyChoice::AcceptAll, u"acceptAll"_s)}) {
+        preferences_.setHostKeyChoice(choice);
+        EXPECT_EQ(preferences_.userDefaults().value(u"hostKeys"_s), stored);
+        EXPECT_EQ(Preferences(store()).hostKeyChoice(), choice);
     }
 }
 
@@ -142,6 +169,9 @@ TEST_F(PreferencesTest, AFontIsUsedAtOnceAndKept) {
 }
 
 TEST_F(PreferencesTest, ColoursFollowTheStoreWithoutACallHere) {
+    EXPECT_EQ(preferences_.logViewBackground(), QColor(Qt::white));
+    EXPECT_EQ(preferences_.logViewForeground(), QColor(1, 1, 1));
+    EXPECT_EQ(preferences_.logViewLineNumViewForeground(), QColor(Qt::gray));
     preferences_.userDefaults().set(u"keyLogViewFGColor"_s, Preferences::archivedColor(QColor(1, 2, 3, 4)));
     EXPECT_EQ(preferences_.logViewForeground(), QColor(1, 2, 3, 4));
     preferences_.setLogViewBackground(QColor(5, 6, 7));
@@ -153,7 +183,8 @@ TEST_F(PreferencesTest, ColoursFollowTheStoreWithoutACallHere) {
         EXPECT_EQ(preferences->logViewLineNumViewForeground(), QColor(8, 9, 10));
     }
     preferences_.userDefaults().set(u"keyLogViewFGColor"_s, QByteArray("no colour"));
-    EXPECT_EQ(preferences_.logViewForeground(), QColor(1, 2, 3, 4)) << "the last good one stays";
+    EXPECT_EQ(preferences_.logViewForeground(), QColor(1, 2, 3, 4)) << "the last valid one stays";
+    EXPECT_EQ(Preferences(store()).logViewForeground(), QColor(1, 1, 1)) << "the default at launch";
     preferences_.userDefaults().remove(u"keyLogViewFGColor"_s);
     EXPECT_EQ(preferences_.logViewForeground(), QColor(1, 1, 1));
 }

@@ -1,288 +1,138 @@
 #include "rules/RuleArchive.h"
 
 #include "core/search/SearchItem.h"
-#include "foundation/archive/KeyedArchiver.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/QuickHighlightFilterRule.h"
-#include "support/Mutator.h"
-#include "support/PythonScript.h"
-#include "support/RawArchive.h"
-#include "support/StoreTest.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "support/ArchiveConformance.h"
 
 namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
+using namespace test;
 
 using Rules = std::vector<std::shared_ptr<FilterRule>>;
 
-std::shared_ptr<FilterRule> ruleOf(const QString& text, int flags,
-                                   std::shared_ptr<NotificationRule> notification) {
-    auto item = std::make_shared<SearchItem>(text);
-    item->setRegex(flags & 1);
-    item->setIgnoreCase(flags & 2);
-    auto highlight = std::make_shared<HighlightRule>(flags & 4, flags & 8, flags & 16, QColor(1, 2, 3, 4),
-                                                     QColor(Qt::white));
-    highlight->setUseViewBackground(flags & 32);
-    return std::make_shared<FilterRule>(flags & 64, item, highlight, std::move(notification));
-}
-
-int flagsOf(const FilterRule& rule) {
-    const SearchItem& item = *rule.searchItem();
-    const HighlightRule& highlight = *rule.highlightRule();
-    return item.regex() * 1 + item.ignoreCase() * 2 + highlight.bold() * 4 + highlight.italic() * 8 +
-           highlight.underline() * 16 + highlight.useViewBackground() * 32 + rule.hide() * 64;
-}
-
-using RuleArchiveTest = test::StoreTest;
-
-TEST_F(RuleArchiveTest, EveryFieldSurvivesOnItsOwn) {
-    Rules rules;
-    for (int flag = 0; flag <= 64; flag = flag ? flag * 2 : 1) {
-        rules.push_back(ruleOf(u"text %1"_s.arg(flag), flag,
-                               std::make_shared<NotificationRule>(
-                                   flag & 1, flag & 2, flag & 4 ? Frequency::Always : Frequency::Once)));
+struct RuleFormat {
+    using Object = FilterRule;
+    static QByteArray archive(const Rules& rules) { return archiveRules(rules); }
+    static auto unarchive(const QByteArray& archive) { return unarchiveRules(archive); }
+    static QString golden() { return u"rules"_s; }
+    static QByteArray stable(QByteArray archive) {
+        return archive.replace(sample()[3]->id().toRfc4122(), QByteArray(16, 4));
     }
-    const auto read = unarchiveRules(archiveRules(rules));
-    ASSERT_TRUE(read) << read.error().userText.toStdString();
-    ASSERT_EQ(read.value().rules.size(), rules.size());
-    EXPECT_EQ(read.value().leftOut, 0);
-    for (std::size_t i = 0; i < rules.size(); ++i) {
-        const FilterRule& rule = *read.value().rules[i];
-        SCOPED_TRACE(i);
-        EXPECT_EQ(rule.id(), rules[i]->id());
-        EXPECT_EQ(rule.searchItem()->searchStr(), rules[i]->searchItem()->searchStr());
-        EXPECT_EQ(flagsOf(rule), flagsOf(*rules[i]));
-        EXPECT_EQ(rule.highlightRule()->foreground(), QColor(1, 2, 3, 4));
-        EXPECT_EQ(rule.highlightRule()->background(), QColor(Qt::white));
-        EXPECT_EQ(rule.notificationRule()->enabled(), rules[i]->notificationRule()->enabled());
-        EXPECT_EQ(rule.notificationRule()->bounceDock(), rules[i]->notificationRule()->bounceDock());
-        EXPECT_EQ(rule.notificationRule()->frequency(), rules[i]->notificationRule()->frequency());
+    static const void* sharedPart(const FilterRule& rule) { return rule.notificationRule().get(); }
+
+    /// `flags`: one bit for each boolean, in the order of the description.
+    static std::shared_ptr<FilterRule> rule(char id, const QString& text, int flags,
+                                            std::shared_ptr<NotificationRule> notification) {
+        auto item = std::make_shared<SearchItem>(text);
+        item->setRegex(flags & 1);
+        item->setIgnoreCase(flags & 2);
+        auto highlight = std::make_shared<HighlightRule>(flags & 4, flags & 8, flags & 16, QColor(1, 2, 3, 4),
+                                                         QColor(Qt::white));
+        highlight->setUseViewBackground(flags & 32);
+        return std::make_shared<FilterRule>(QUuid::fromRfc4122(QByteArray(16, id)), flags & 64, item,
+                                            highlight, std::move(notification));
     }
-}
+    static const Rules& sample() {
+        static const Rules rules = [] {
+            const auto shared = std::make_shared<NotificationRule>(true, false, Frequency::Always);
+            // No two booleans are the same in all rules.
+            Rules made{rule(1, u"größe \U0001F600"_s, 1 + 4 + 32 + 64, shared),
+                       rule(2, {}, 2 + 8 + 32 + 64, shared),
+                       rule(3, {}, 4 + 8 + 16 + 64,
+                            std::make_shared<NotificationRule>(false, true, Frequency::Once)),
+                       std::make_shared<QuickHighlightFilterRule>(u"q"_s)};
+            made.push_back(made.front());
+            return made;
+        }();
+        return rules;
+    }
+    static QString description(const FilterRule& rule) {
+        const SearchItem& item = *rule.searchItem();
+        const HighlightRule& look = *rule.highlightRule();
+        const NotificationRule& notification = *rule.notificationRule();
+        QString text = u"[%1] %2 %3 %4;"_s.arg(item.searchStr(), rule.id().toString(),
+                                               look.foreground().name(QColor::HexArgb),
+                                               look.background().name(QColor::HexArgb));
+        for (const auto& [key, value] :
+             {std::pair("regex", item.regex()), std::pair("ignoreCase", item.ignoreCase()),
+              std::pair("bold", look.bold()), std::pair("italic", look.italic()),
+              std::pair("underline", look.underline()),
+              std::pair("useViewBackground", look.useViewBackground()), std::pair("hide", rule.hide()),
+              std::pair("enabled", notification.enabled()),
+              std::pair("bounceDock", notification.bounceDock())})
+            text += u"%1=%2;"_s.arg(QLatin1String(key)).arg(value);
+        return text + (notification.frequency() == Frequency::Always ? u"always"_s : u"once"_s);
+    }
+    static std::vector<FieldCase> fieldCases() {
+        using enum Outcome;
+        const QStringList item{u"regex"_s, u"ignoreCase"_s};
+        const QStringList look{u"bold"_s, u"italic"_s, u"underline"_s, u"useViewBackground"_s};
+        const QStringList notification{u"enabled"_s, u"bounceDock"_s};
+        // A boolean may be absent, whatever a new rule has, and may not be a text.
+        const std::vector<std::optional<PropertyList>> text{ArchiveEditor::text(u"true"_s)};
+        return {
+            {u"SearchItem"_s, {u"searchStr"_s}, absentOrWrong(), Fails},
+            {u"SearchItem"_s, item, absent(), Keeps, u"%1=1"_s, u"%1=0"_s},
+            {u"SearchItem"_s, item, wrong(), Fails},
+            {u"SearchItem"_s, item, text, Fails},
+            {u"HighlightRule"_s, {u"fgcolor"_s, u"bgcolor"_s}, absentOrWrong(), Fails},
+            {u"HighlightRule"_s, look, absent(), Keeps, u"%1=1"_s, u"%1=0"_s},
+            {u"HighlightRule"_s, look, wrong(), Fails},
+            {u"NotificationRule"_s, {u"frequency"_s}, absentOrWrong(), Fails},
+            {u"NotificationRule"_s, notification, absent(), Keeps, u"%1=1"_s, u"%1=0"_s},
+            {u"NotificationRule"_s, notification, wrong(), Fails},
+            {u"FilterRule"_s, {u"searchItem"_s, u"highlight"_s}, absentOrWrong(), Fails},
+            {u"FilterRule"_s, {u"hide"_s}, absent(), Keeps, u"%1=1"_s, u"%1=0"_s},
+            {u"FilterRule"_s, {u"hide"_s}, wrong(), Fails},
+            {u"FilterRule"_s, {u"id"_s}, absentOrWrong(), Keeps},
+            {u"FilterRule"_s,
+             {u"notification"_s},
+             absentOrWrong(),
+             Keeps,
+             u"enabled=1;bounceDock=0;always"_s,
+             u"enabled=0;bounceDock=0;once"_s},
+        };
+    }
+};
 
-TEST_F(RuleArchiveTest, RulesThatShareAPartShareItAfterwards) {
-    const auto notification = std::make_shared<NotificationRule>(true, false, Frequency::Always);
-    const auto first = ruleOf(u"a"_s, 0, notification);
-    const auto read = unarchiveRules(archiveRules({first, ruleOf(u"b"_s, 0, notification), first}));
-    ASSERT_TRUE(read);
-    const Rules& rules = read.value().rules;
-    ASSERT_EQ(rules.size(), 3u);
-    EXPECT_EQ(rules[0], rules[2]);
-    EXPECT_NE(rules[0], rules[1]);
-    EXPECT_EQ(rules[0]->notificationRule(), rules[1]->notificationRule());
-    EXPECT_NE(rules[0]->highlightRule(), rules[1]->highlightRule());
-}
+INSTANTIATE_TYPED_TEST_SUITE_P(Rules, ArchiveConformance, RuleFormat);
 
-TEST_F(RuleArchiveTest, QuickHighlightComesBackAsAPlainRule) {
-    const auto quick = std::make_shared<QuickHighlightFilterRule>(u"text"_s);
-    const auto read = unarchiveRules(archiveRules({quick}));
-    ASSERT_TRUE(read);
-    ASSERT_EQ(read.value().rules.size(), 1u);
-    const FilterRule& rule = *read.value().rules[0];
+TEST(RuleArchiveTest, QuickHighlightComesBackAsAPlainRule) {
+    const auto read = unarchiveRules(archiveRules({std::make_shared<QuickHighlightFilterRule>(u"text"_s)}));
+    const FilterRule& rule = *read.value().objects.at(0);
     EXPECT_EQ(typeid(rule), typeid(FilterRule));
-    EXPECT_EQ(rule.id(), quick->id());
     EXPECT_EQ(rule.highlightRule()->background(), QColor(Qt::green));
 }
 
-TEST_F(RuleArchiveTest, IndependentReaderSeesTheSameGraph) {
-    const auto notification = std::make_shared<NotificationRule>(true, false, Frequency::Always);
-    const auto first = ruleOf(u"größe \U0001F600"_s, 1 + 4 + 32, notification);
-    const auto quick = std::make_shared<QuickHighlightFilterRule>(u"q"_s);
-    write(u"f"_s, archiveRules({first, ruleOf(u"b"_s, 2 + 64, notification), quick}));
-    const QJsonObject root =
-        QJsonDocument::fromJson(test::runPython(u"dump_archive.py"_s, {path(u"f"_s)})).object();
-
-    EXPECT_EQ(root[u"class"], QJsonArray({u"NSMutableArray"_s, u"NSArray"_s, u"NSObject"_s}));
-    const QJsonArray rules = root[u"NS.objects"].toArray();
-    ASSERT_EQ(rules.size(), 3);
-    const auto withoutPlace = [](const QJsonValue& value) {
-        QJsonObject object = value.toObject();
-        EXPECT_TRUE(object.contains(u"place"));
-        object.remove(u"place");
-        return object;
-    };
-    const auto classOf = [](const QString& name) { return QJsonArray({name, u"NSObject"_s}); };
-
-    const QJsonObject rule = rules[0].toObject();
-    EXPECT_EQ(rule.keys(), QStringList({u"class"_s, u"hide"_s, u"highlight"_s, u"id"_s, u"notification"_s,
-                                        u"place"_s, u"searchItem"_s}));
-    EXPECT_EQ(rule[u"class"], classOf(u"Korvane.FilterRule"_s));
-    EXPECT_EQ(rule[u"hide"], false);
-    EXPECT_EQ(withoutPlace(rule[u"searchItem"]), QJsonObject({{u"class"_s, classOf(u"Korvane.SearchItem"_s)},
-                                                              {u"searchStr"_s, u"größe \U0001F600"_s},
-                                                              {u"regex"_s, true},
-                                                              {u"ignoreCase"_s, false}}));
-    EXPECT_EQ(withoutPlace(rule[u"notification"]),
-              QJsonObject({{u"class"_s, classOf(u"Korvane.NotificationRule"_s)},
-                           {u"enabled"_s, true},
-                           {u"frequency"_s, u"Always"_s},
-                           {u"bounceDock"_s, false}}));
-    EXPECT_EQ(withoutPlace(rule[u"id"]),
-              QJsonObject({{u"class"_s, classOf(u"NSUUID"_s)},
-                           {u"NS.uuidbytes"_s, QString::fromLatin1(first->id().toRfc4122().toHex())}}));
-    QJsonObject highlight = withoutPlace(rule[u"highlight"]);
-    const QByteArray white = QByteArray("1 1 1\0", 6).toHex();
-    EXPECT_EQ(withoutPlace(highlight.take(u"bgcolor"_s)),
-              QJsonObject({{u"class"_s, classOf(u"NSColor"_s)},
-                           {u"NSColorSpace"_s, 1},
-                           {u"NSRGB"_s, QString::fromLatin1(white)}}));
-    EXPECT_EQ(highlight.take(u"fgcolor"_s).toObject()[u"NSColorSpace"], 1);
-    EXPECT_EQ(highlight, QJsonObject({{u"class"_s, classOf(u"Korvane.HighlightRule"_s)},
-                                      {u"bold"_s, true},
-                                      {u"italic"_s, false},
-                                      {u"underline"_s, false},
-                                      {u"useViewBackground"_s, true}}));
-
-    EXPECT_EQ(rules[1][u"hide"], true);
-    EXPECT_EQ(rules[1][u"notification"][u"place"], rule[u"notification"][u"place"]);
-    EXPECT_NE(rules[1][u"highlight"][u"place"], rule[u"highlight"][u"place"]);
-    EXPECT_EQ(rules[2][u"class"],
-              QJsonArray({u"Korvane.QuickHighlightFilterRule"_s, u"Korvane.FilterRule"_s, u"NSObject"_s}));
-}
-
-TEST_F(RuleArchiveTest, FileOfAnIndependentWriterIsRead) {
-    test::runPython(u"build_filters.py"_s, {path(u"f"_s)});
-    const auto read = unarchiveRules(content(u"f"_s));
+TEST(RuleArchiveTest, FileOfAnIndependentWriterIsRead) {
+    const QByteArray file = runPython(u"build_filters.py"_s, {});
+    const auto read = unarchiveRules(file);
     ASSERT_TRUE(read) << read.error().userText.toStdString();
     EXPECT_EQ(read.value().leftOut, 0);
-    const Rules& rules = read.value().rules;
+    const Rules& rules = read.value().objects;
     ASSERT_EQ(rules.size(), 5u);
-
-    EXPECT_EQ(rules[0]->id(), QUuid(u"01234567-89ab-cdef-0123-456789abcdef"_s));
-    EXPECT_EQ(flagsOf(*rules[0]), 1 + 2 + 4 + 16 + 64);
-    EXPECT_EQ(rules[0]->searchItem()->searchStr(), u"error"_s);
-    EXPECT_EQ(rules[0]->highlightRule()->foreground(), QColor(255, 0, 0));
-    EXPECT_EQ(rules[0]->highlightRule()->background(), QColor(255, 255, 255));
-    EXPECT_TRUE(rules[0]->notificationRule()->enabled());
-    EXPECT_TRUE(rules[0]->notificationRule()->bounceDock());
-    EXPECT_EQ(rules[0]->notificationRule()->frequency(), Frequency::Always);
-
-    // Booleans that are absent are false, whatever a new rule would have.
-    EXPECT_EQ(rules[1]->id(), QUuid(u"fedcba98-7654-3210-fedc-ba9876543210"_s));
-    EXPECT_EQ(flagsOf(*rules[1]), 0);
-    EXPECT_EQ(rules[1]->searchItem()->searchStr(), u"größe \U0001F600"_s);
-    EXPECT_EQ(rules[1]->highlightRule()->foreground(), QColor(51, 51, 51, 102));
-    EXPECT_EQ(rules[1]->highlightRule()->background(), QColor(0, 51, 255));
-    EXPECT_EQ(rules[1]->notificationRule()->frequency(), Frequency::Once); // "always" is not "Always"
-    EXPECT_TRUE(rules[1]->notificationRule()->enabled());
-
-    const auto again = unarchiveRules(content(u"f"_s));
+    EXPECT_EQ(RuleFormat::description(*rules[0]),
+              u"[error] {01234567-89ab-cdef-0123-456789abcdef} #ffff0000 #ffffffff;regex=1;ignoreCase=1;"
+              "bold=1;italic=0;underline=1;useViewBackground=0;hide=1;enabled=1;bounceDock=1;always"_s);
+    // Absent booleans are false, and "always" is not "Always".
+    EXPECT_EQ(
+        RuleFormat::description(*rules[1]),
+        u"[größe \U0001F600] {fedcba98-7654-3210-fedc-ba9876543210} #66333333 #ff0033ff;regex=0;"
+        "ignoreCase=0;bold=0;italic=0;underline=0;useViewBackground=0;hide=0;enabled=1;bounceDock=0;once"_s);
+    const auto again = unarchiveRules(file);
     for (std::size_t i = 2; i < rules.size(); ++i) {
         SCOPED_TRACE(i);
         EXPECT_EQ(rules[i]->searchItem(), rules[0]->searchItem());
         EXPECT_EQ(rules[i]->highlightRule(), rules[0]->highlightRule());
         EXPECT_EQ(rules[i]->notificationRule(), NotificationRule::defaultRule());
         EXPECT_FALSE(rules[i]->id().isNull());
-        EXPECT_NE(rules[i]->id(), again.value().rules[i]->id());
+        EXPECT_NE(rules[i]->id(), again.value().objects[i]->id());
     }
-}
-
-using test::raw;
-
-/// An archive of one sound rule, but for what is given in place of one of its fields (nothing: left out).
-QByteArray ruleWith(const QString& replacedKey, const test::FieldWriter& replacement) {
-    using namespace rulearchive;
-    const auto field = [&](KeyedEncoder& encoder, const QString& key, const auto& value) {
-        if (key != replacedKey)
-            encoder.encode(key, value);
-        else if (replacement)
-            replacement(encoder, key);
-    };
-    const auto flag = [&](KeyedEncoder& encoder, const QString& key) {
-        if (key != replacedKey)
-            encoder.encodeBool(key, true);
-        else if (replacement)
-            replacement(encoder, key);
-    };
-    const auto item = raw(u"Korvane.SearchItem"_s, [&](KeyedEncoder& encoder) {
-        field(encoder, KEY_SEARCH_STR, u"text"_s);
-        flag(encoder, KEY_REGEX);
-    });
-    const auto highlight = raw(u"Korvane.HighlightRule"_s, [&](KeyedEncoder& encoder) {
-        field(encoder, KEY_FG_COLOR, QColor(Qt::red));
-        field(encoder, KEY_BG_COLOR, QColor(Qt::white));
-        flag(encoder, KEY_BOLD);
-    });
-    const auto notification = raw(u"Korvane.NotificationRule"_s, [&](KeyedEncoder& encoder) {
-        field(encoder, KEY_FREQ, u"Always"_s);
-        flag(encoder, KEY_ENABLED);
-    });
-    const auto rule = raw(u"Korvane.FilterRule"_s, [&](KeyedEncoder& encoder) {
-        field(encoder, KEY_SEARCH_ITEM, item);
-        field(encoder, KEY_HIGHLIGHT, highlight);
-        field(encoder, KEY_NOTIFICATION, notification);
-        flag(encoder, KEY_HIDE);
-    });
-    return test::archiveOf({rule});
-}
-
-TEST_F(RuleArchiveTest, RequiredFieldThatIsMissingOrWrongIsNamed) {
-    using namespace rulearchive;
-    ASSERT_TRUE(unarchiveRules(ruleWith(u"none of them"_s, {})));
-    const test::FieldWriter stranger = test::objectField(raw(u"Korvane.Stranger"_s));
-    for (const QString& key :
-         {KEY_SEARCH_STR, KEY_FG_COLOR, KEY_BG_COLOR, KEY_FREQ, KEY_SEARCH_ITEM, KEY_HIGHLIGHT}) {
-        for (const test::FieldWriter& replacement :
-             {test::FieldWriter(), test::numberField(7), stranger, test::nullField()}) {
-            const auto read = unarchiveRules(ruleWith(key, replacement));
-            ASSERT_FALSE(read) << key.toStdString();
-            EXPECT_TRUE(read.error().userText.contains(u"rule 1"_s)) << read.error().userText.toStdString();
-            EXPECT_TRUE(read.error().userText.contains(key)) << read.error().userText.toStdString();
-        }
-    }
-    // A boolean may be absent, and may not be a text.
-    for (const QString& key : {KEY_REGEX, KEY_BOLD, KEY_ENABLED, KEY_HIDE}) {
-        EXPECT_TRUE(unarchiveRules(ruleWith(key, {}))) << key.toStdString();
-        EXPECT_FALSE(unarchiveRules(ruleWith(key, test::textField(u"true"_s)))) << key.toStdString();
-    }
-    EXPECT_TRUE(unarchiveRules(ruleWith(KEY_NOTIFICATION, stranger)));
-}
-
-TEST_F(RuleArchiveTest, OnlyAListIsARoot) {
-    KeyedArchiver archiver;
-    const auto rule = ruleOf(u"a"_s, 0, NotificationRule::defaultRule());
-    EXPECT_FALSE(unarchiveRules(archiver.archivedData(archiver.add(rule))));
-    KeyedArchiver ofNull;
-    EXPECT_FALSE(unarchiveRules(ofNull.archivedData(KeyedArchiver::null())));
-    EXPECT_TRUE(unarchiveRules(archiveRules({})));
-}
-
-TEST_F(RuleArchiveTest, DamagedArchivesAreRefusedOrReadWhole) {
-    const auto notification = std::make_shared<NotificationRule>(true, false, Frequency::Always);
-    const QByteArray sound =
-        archiveRules({ruleOf(u"error"_s, 1, notification), ruleOf(u"größe"_s, 2, notification),
-                      std::make_shared<QuickHighlightFilterRule>(u"q"_s)});
-    const int wanted = qEnvironmentVariableIntValue("KORVANE_FUZZ_ROUNDS");
-    const int rounds = wanted > 0 ? wanted : 100'000;
-    test::Mutator mutator(20'240'229);
-    int refused = 0;
-    int read = 0;
-    for (int round = 0; round < rounds; ++round) {
-        const QByteArray bytes = mutator.mutated(sound);
-        const auto rules = unarchiveRules(bytes);
-        if (!rules) {
-            ++refused;
-            ASSERT_FALSE(rules.error().userText.isEmpty()) << bytes.toHex().constData();
-            continue;
-        }
-        ++read;
-        for (const auto& rule : rules.value().rules)
-            ASSERT_TRUE(rule && rule->searchItem() && rule->highlightRule() && rule->notificationRule());
-        const auto again = unarchiveRules(archiveRules(rules.value().rules));
-        ASSERT_TRUE(again) << bytes.toHex().constData();
-        ASSERT_EQ(again.value().rules.size(), rules.value().rules.size());
-    }
-    EXPECT_GT(refused, rounds / 10);
-    EXPECT_GT(read, rounds / 10);
-    RecordProperty("refused", refused);
-    RecordProperty("read", read);
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 """Writes an archive of rules the way other writers of the format do it: class names in both forms, shared parts,
 colours of several spaces, texts as objects, and fields left out.
 
-usage: build_filters.py FILE
+usage: build_filters.py >ARCHIVE
 """
 import plistlib
 import sys
@@ -70,6 +70,6 @@ rules = [
 root = array(rules)
 objects[root_place.data] = objects.pop(root.data)
 
-with open(sys.argv[1], "wb") as file:
-    plistlib.dump({"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": root_place},
-                   "$objects": objects}, file, fmt=plistlib.FMT_BINARY)
+sys.stdout.buffer.write(
+    plistlib.dumps({"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": root_place},
+                    "$objects": objects}, fmt=plistlib.FMT_BINARY))

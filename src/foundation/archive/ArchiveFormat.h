@@ -3,7 +3,7 @@
 #include <QString>
 #include <QStringList>
 
-/// The words of the keyed-archive format, for those who write and read it.
+/// The keys and class names of the keyed-archive format.
 namespace korvane::archiveformat {
 
 inline const QString archiverKey = QStringLiteral("$archiver");
@@ -45,8 +45,8 @@ inline const QString colorComponentsKey = QStringLiteral("NSComponents");
 
 enum ColorSpace { calibratedRgb = 1, deviceRgb = 2, calibratedWhite = 3, deviceWhite = 4 };
 
-/// What the program's own class names begin with, plainly and in the compiler's mangled form (where the
-/// name's length stands in between).
+/// Prefixes of the program's own class names, plain and in the compiler's mangled form (which has the name's
+/// length in between).
 inline const QString modulePrefix = QStringLiteral("Korvane.");
 inline const QString mangledModulePrefix = QStringLiteral("_TtC7Korvane");
 inline QString mangledClassName(const QString& name) {

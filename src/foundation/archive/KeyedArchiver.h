@@ -11,15 +11,16 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 namespace korvane {
 
 class KeyedEncoder;
 
-/// Builds a keyed archive: a table of objects that refer to each other by place. What is added is answered
-/// with its reference, for whoever holds it. An object added again gets the reference of the first time; so
-/// do equal texts. For one archive and one thread.
+/// Builds a keyed archive: a table of objects that refer to each other by place. Each `add` answers the
+/// object's reference, for the object that holds it. An object added again gets the reference of the first
+/// time; so do equal texts. For one archive and one thread.
 ///
 /// A class of the program is archived through two functions found by its namespace:
 ///   QStringList archivedClassChain(const T&);          // its archived name, then those of its superclasses
@@ -32,7 +33,7 @@ public:
     KeyedArchiver(const KeyedArchiver&) = delete;
     KeyedArchiver& operator=(const KeyedArchiver&) = delete;
 
-    /// Stands for no object.
+    /// The reference of the null object.
     static Reference null() { return {0}; }
     Reference add(const QString& text);
     Reference add(const QByteArray& data);
@@ -48,7 +49,7 @@ public:
     /// An array of `items`, each added by `add(item)` when that is called with one of them.
     template <typename Items, typename Add>
     Reference addArray(const Items& items, const Add& add);
-    /// As `addArray`, for a list that may stand in several objects.
+    /// As `addArray`, for a list that several objects may share.
     template <typename Items, typename Add>
     Reference addSharedArray(const std::shared_ptr<Items>& items, const Add& add);
     /// A dictionary of the pairs of a map, each value added by `add(value)`.
@@ -73,7 +74,7 @@ private:
     PropertyList::Array objects_;
     QHash<QString, Reference> texts_;
     QHash<QString, Reference> classes_;
-    /// The pointers keep the objects, so that no other takes the address of one.
+    /// Owning pointers, so that no later object gets the address of an earlier one.
     std::map<std::shared_ptr<const void>, Reference> added_;
 };
 
@@ -82,16 +83,17 @@ class KeyedEncoder {
 public:
     KeyedArchiver& archiver() { return archiver_; }
 
-    void encodeBool(const QString& key, bool value) { fields_.emplace_back(key, PropertyList(value)); }
-    void encodeInteger(const QString& key, qint64 value) {
-        fields_.emplace_back(key, PropertyList(std::int64_t(value)));
-    }
-    /// Text, data, UUID, URL, colour or object.
+    /// Boolean, integer, text, data, UUID, URL, colour or object.
     template <typename T>
     void encode(const QString& key, const T& value) {
-        encodeReference(key, archiver_.add(value));
+        if constexpr (std::is_same_v<T, bool>)
+            fields_.emplace_back(key, PropertyList(value));
+        else if constexpr (std::is_integral_v<T>)
+            fields_.emplace_back(key, PropertyList(std::int64_t(value)));
+        else
+            encodeReference(key, archiver_.add(value));
     }
-    /// The null reference for nothing.
+    /// The null reference when absent.
     template <typename T>
     void encode(const QString& key, const std::optional<T>& value) {
         encodeReference(key, value ? archiver_.add(*value) : KeyedArchiver::null());

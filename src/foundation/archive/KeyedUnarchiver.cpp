@@ -13,12 +13,13 @@ using namespace archiveformat;
 
 namespace {
 
-/// Names in error texts: some of a hostile one is enough.
+/// Limits the class names in error texts, in UTF-16 units.
 constexpr qsizetype longestShownName = 80;
 /// A URL's base may have a base in turn.
 constexpr int mostUrlBases = 8;
-/// What the platform's own classes need, with plenty to spare.
+/// Limits the class chain that is searched; the platform's own classes have far fewer superclasses.
 constexpr std::size_t mostSuperclasses = 16;
+/// Limits the text of a colour's components, in bytes.
 constexpr qsizetype longestColor = 256;
 
 Error fault(ArchiveFault code, const QString& text) {
@@ -119,12 +120,12 @@ bool KeyedUnarchiver::readTables() {
         return false;
     root_ = *root;
 
-    // A dangling reference would else pass for a value of another kind, which some fields allow.
+    // Otherwise a dangling reference would pass for a value of another kind, which some fields allow.
     const auto isSound = [this](const PropertyList& value) {
         const auto* uid = value.as<PropertyList::Uid>();
         return !uid || uid->value < objects_->size();
     };
-    // A list that stands in many objects is looked through once.
+    // A list shared by many objects is checked once.
     std::set<const PropertyList::Array*> checked;
     const auto isSoundField = [&](const PropertyListDictionary::Entry& entry) {
         const PropertyList::Array* const list = entry.second.array();
@@ -168,7 +169,7 @@ QString ArchivedObject::className() const {
     return text ? plainClassName(*text) : QString();
 }
 
-/// By the class chain too, because the platform has more classes for its containers than it tells.
+/// By the class chain too: the platform has undocumented classes for its containers.
 bool ArchivedObject::isKindOf(const QString& platformClass) const {
     if (className() == platformClass)
         return true;
@@ -225,6 +226,18 @@ Result<std::any> ArchivedObject::decoded(std::type_index type) const {
     if (object)
         archive_->decoded_.emplace(value_, object.value());
     return object;
+}
+
+void ArchivedObject::leaveOut() const {
+    ++archive_->leftOut_;
+}
+
+Result<bool> ArchivedObject::truth() const {
+    if (const auto* truth = value_->as<bool>())
+        return *truth;
+    if (const auto* number = value_->as<std::int64_t>())
+        return *number != 0;
+    return wrongKind(QCoreApplication::translate("KeyedArchive", "yes or no"));
 }
 
 Result<QString> ArchivedObject::text() const {
@@ -344,29 +357,6 @@ std::optional<ArchivedObject> KeyedDecoder::value(const QString& key) const {
         return std::nullopt;
     const ArchivedObject found(*object_.archive_, *value);
     return found.isNull() ? std::nullopt : std::optional(found);
-}
-
-Result<bool> KeyedDecoder::decodeBool(const QString& key) const {
-    const std::optional<ArchivedObject> found = value(key);
-    if (!found)
-        return false;
-    if (const auto* truth = found->value_->as<bool>())
-        return *truth;
-    if (const auto* number = found->value_->as<std::int64_t>())
-        return *number != 0;
-    return inField(key, found->wrongKind(QCoreApplication::translate("KeyedArchive", "yes or no")));
-}
-
-Result<qint64> KeyedDecoder::decodeInteger(const QString& key) const {
-    return require(key, &ArchivedObject::number);
-}
-
-Result<QString> KeyedDecoder::decodeText(const QString& key) const {
-    return require(key, &ArchivedObject::text);
-}
-
-Result<QColor> KeyedDecoder::decodeColor(const QString& key) const {
-    return require(key, &ArchivedObject::color);
 }
 
 Error KeyedDecoder::missing(const QString& key) const {

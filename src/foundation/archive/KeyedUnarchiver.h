@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <type_traits>
 #include <typeindex>
 #include <unordered_map>
 #include <utility>
@@ -24,16 +25,23 @@ class ArchivedObject;
 class KeyedDecoder;
 class KeyedUnarchiver;
 
-/// What is wrong with an archive; the code of errors of the domain "KeyedArchive".
-enum class ArchiveFault { damaged = 1, unknownClass, wrongKind, missingKey };
+/// The code of errors of the domain "KeyedArchive".
+enum class ArchiveFault {
+    damaged = 1,
+    unknownClass,
+    wrongKind,
+    missingKey,
+    /// The object cannot be made, which is no fault of the archive as a whole.
+    unusable
+};
 
-/// The classes of the program that an archive may hold, and how each is read.
+/// The classes of the program that an archive may hold, and the functions that decode them.
 class ArchiveClasses {
 public:
-    /// Objects of the archived class `name` (with module, "Korvane.X"; the mangled form is read as well) are
-    /// made by `decode` and asked for as T, the class itself or one it derives from.
-    template <typename T>
-    void add(const QString& name, Result<std::shared_ptr<T>> (*decode)(const KeyedDecoder&));
+    /// `name`: with module, "Korvane.X"; the mangled form is read as well. `decode`: makes the object of a
+    /// `const KeyedDecoder&` as Result<std::shared_ptr<T>>, where T is the class or a base of it.
+    template <typename T, typename Decode>
+    void add(const QString& name, Decode decode);
 
 private:
     friend class ArchivedObject;
@@ -44,11 +52,12 @@ private:
     std::map<QString, Class> classes_;
 };
 
-/// An object of an archive, not decoded yet: it is asked for as what it should be, and answers with an error
-/// when it is something else. Lives no longer than its unarchiver.
+/// An object of an archive, not decoded yet. Each getter fails when the object is of another kind. Must not
+/// outlive its unarchiver.
 class ArchivedObject {
 public:
     bool isNull() const;
+    Result<bool> truth() const;
     Result<QString> text() const;
     Result<QByteArray> data() const;
     Result<qint64> number() const;
@@ -59,19 +68,28 @@ public:
     /// Keys and values of a dictionary.
     Result<std::vector<std::pair<ArchivedObject, ArchivedObject>>> entries() const;
 
-    /// Whether its class is one that is asked for as T; it may still fail to decode.
+    /// By type: bool, qint64, QString, QByteArray, QUuid, QUrl, QColor, or std::shared_ptr<T> for
+    /// `object<T>`.
+    template <typename V>
+    Result<V> as() const;
+
+    /// Whether its class was added as T; it may still fail to decode.
     template <typename T>
     bool is() const {
         return isOfType(typeid(T));
     }
-    /// The object as T; asked for twice, from wherever it is referred to, it is the same one.
+    /// The object as T: the same one for all references to it.
     template <typename T>
     Result<std::shared_ptr<T>> object() const;
+    /// A T made of this list by `make()`: the same one for all references to it. All calls for one object of
+    /// the archive name the same T.
+    template <typename T, typename Make>
+    std::shared_ptr<T> sharedList(const Make& make) const;
 
-    /// The same for one object of the archive, from wherever it is referred to.
-    const void* identity() const { return value_; }
+    /// Counts it as left out.
+    void leaveOut() const;
 
-    /// With the module for classes of the program, in the plain form; empty for what has no class.
+    /// With the module for classes of the program, in the plain form; empty for values without a class.
     QString className() const;
 
 private:
@@ -97,31 +115,28 @@ private:
 /// The fields of one object that is being decoded.
 class KeyedDecoder {
 public:
-    /// False when absent.
-    Result<bool> decodeBool(const QString& key) const;
-    /// Required.
-    Result<qint64> decodeInteger(const QString& key) const;
-    Result<QString> decodeText(const QString& key) const;
-    Result<QColor> decodeColor(const QString& key) const;
-    template <typename T>
-    Result<std::shared_ptr<T>> decodeObject(const QString& key) const;
-    /// What may be absent or something else: nothing when it is absent or the null object.
+    /// The field as `ArchivedObject::as`. Fails, naming the field, when it is absent or of another kind; but
+    /// an absent boolean is false.
+    template <typename V>
+    Result<V> decode(const QString& key) const;
+    /// Nullopt when it is absent, or of another kind and then counted as left out.
+    template <typename V>
+    std::optional<V> decodeOptional(const QString& key) const;
+    /// Nullopt when it is absent or the null object.
     std::optional<ArchivedObject> value(const QString& key) const;
 
 private:
     friend class ArchivedObject;
     explicit KeyedDecoder(const ArchivedObject& object) : object_(object) {}
     Error missing(const QString& key) const;
-    /// Says in which field the fault is.
+    /// The error with the field's name.
     Error inField(const QString& key, const Error& error) const;
-    template <typename T>
-    Result<T> require(const QString& key, Result<T> (ArchivedObject::*read)() const) const;
 
     ArchivedObject object_;
 };
 
-/// Reads a keyed archive. An object is decoded when it is asked for; the work is bounded by the size of the
-/// archive, whatever it holds. For one thread.
+/// Reads a keyed archive. An object is decoded on request; the work is bounded by the size of the archive,
+/// whatever it holds. For one thread.
 class KeyedUnarchiver {
 public:
     /// `classes` must outlive it.
@@ -131,6 +146,8 @@ public:
     KeyedUnarchiver& operator=(const KeyedUnarchiver&) = delete;
 
     ArchivedObject root() const { return ArchivedObject(*this, resolve(root_)); }
+    /// How many objects have been left out so far.
+    int leftOut() const { return leftOut_; }
 
 private:
     friend class ArchivedObject;
@@ -147,14 +164,16 @@ private:
     const ArchiveClasses& classes_;
     const PropertyList::Array* objects_ = nullptr;
     PropertyList root_;
-    /// Containers that stand in many places must not multiply: what is handed out is bounded.
+    /// Bounds the elements handed out: containers that are referred to many times must not multiply.
     mutable qsizetype elementsLeft_;
+    mutable int leftOut_ = 0;
     mutable std::unordered_map<const PropertyList*, std::any> decoded_;
+    mutable std::unordered_map<const PropertyList*, std::any> sharedLists_;
     mutable std::set<const PropertyList*> inProgress_;
 };
 
-template <typename T>
-void ArchiveClasses::add(const QString& name, Result<std::shared_ptr<T>> (*decode)(const KeyedDecoder&)) {
+template <typename T, typename Decode>
+void ArchiveClasses::add(const QString& name, Decode decode) {
     classes_.insert_or_assign(name,
                               Class{typeid(T), [decode](const KeyedDecoder& decoder) -> Result<std::any> {
                                         Result<std::shared_ptr<T>> object = decode(decoder);
@@ -172,20 +191,59 @@ Result<std::shared_ptr<T>> ArchivedObject::object() const {
     return std::any_cast<std::shared_ptr<T>>(object.value());
 }
 
-template <typename T>
-Result<std::shared_ptr<T>> KeyedDecoder::decodeObject(const QString& key) const {
-    return require(key, &ArchivedObject::object<T>);
+template <typename T, typename Make>
+std::shared_ptr<T> ArchivedObject::sharedList(const Make& make) const {
+    const auto known = archive_->sharedLists_.find(value_);
+    if (known != archive_->sharedLists_.end())
+        return std::any_cast<std::shared_ptr<T>>(known->second);
+    const std::shared_ptr<T> list = make();
+    archive_->sharedLists_.emplace(value_, list);
+    return list;
 }
 
-template <typename T>
-Result<T> KeyedDecoder::require(const QString& key, Result<T> (ArchivedObject::*read)() const) const {
+template <typename V>
+Result<V> ArchivedObject::as() const {
+    if constexpr (std::is_same_v<V, bool>)
+        return truth();
+    else if constexpr (std::is_same_v<V, qint64>)
+        return number();
+    else if constexpr (std::is_same_v<V, QString>)
+        return text();
+    else if constexpr (std::is_same_v<V, QByteArray>)
+        return data();
+    else if constexpr (std::is_same_v<V, QUuid>)
+        return uuid();
+    else if constexpr (std::is_same_v<V, QUrl>)
+        return url();
+    else if constexpr (std::is_same_v<V, QColor>)
+        return color();
+    else
+        return object<typename V::element_type>();
+}
+
+template <typename V>
+Result<V> KeyedDecoder::decode(const QString& key) const {
     const std::optional<ArchivedObject> found = value(key);
+    if (!found && std::is_same_v<V, bool>)
+        return V();
     if (!found)
         return missing(key);
-    Result<T> result = ((*found).*read)();
+    Result<V> result = found->as<V>();
     if (!result)
         return inField(key, result.error());
     return result;
+}
+
+template <typename V>
+std::optional<V> KeyedDecoder::decodeOptional(const QString& key) const {
+    const std::optional<ArchivedObject> found = value(key);
+    if (!found)
+        return std::nullopt;
+    Result<V> result = found->as<V>();
+    if (result)
+        return std::move(result).value();
+    found->leaveOut();
+    return std::nullopt;
 }
 
 } // namespace korvane

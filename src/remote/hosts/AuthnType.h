@@ -28,7 +28,8 @@ class PasswordAuthnType : public AuthnType {
 public:
     inline static const QString KEY_PWD = QStringLiteral("pwd");
 
-    explicit PasswordAuthnType(std::optional<QString> givenPassword) : password(std::move(givenPassword)) {}
+    explicit PasswordAuthnType(std::optional<QString> givenPassword = {})
+        : password(std::move(givenPassword)) {}
     std::shared_ptr<AuthnType> copy() const override;
     QString description() const override;
 

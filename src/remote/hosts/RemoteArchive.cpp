@@ -1,8 +1,7 @@
 #include "remote/hosts/RemoteArchive.h"
 
 #include "foundation/archive/ArchiveFormat.h"
-#include "foundation/archive/KeyedArchiver.h"
-#include "foundation/archive/KeyedUnarchiver.h"
+#include "foundation/archive/FieldTable.h"
 #include "remote/hosts/AuthnType.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/ServerGroup.h"
@@ -24,110 +23,86 @@ const QString keyboardAuthnTypeClass = QStringLiteral("KeyboardAuthnType");
 const QString remoteHostClass = QStringLiteral("RemoteHost");
 const QString serverGroupClass = QStringLiteral("ServerGroup");
 
-/// What stands in an archive for a host: no host where one cannot be made of it.
-struct HostRecord {
-    std::shared_ptr<RemoteHost> host;
-    int leftOut = 0;
-};
+const auto passwordFields =
+    FieldTable<PasswordAuthnType>().optional(PasswordAuthnType::KEY_PWD, &PasswordAuthnType::password);
 
-std::optional<QString> optionalText(const KeyedDecoder& decoder, const QString& key) {
-    const std::optional<ArchivedObject> object = decoder.value(key);
-    const Result<QString> text = object ? object->text() : Result<QString>(Error());
-    return text ? std::optional(text.value()) : std::nullopt;
+const auto publicKeyFields =
+    FieldTable<PublicKeyAuthnType>()
+        .optional(PublicKeyAuthnType::KEY_PUB_FILE_PATH, &PublicKeyAuthnType::publicKeyFilePath)
+        .optional(PublicKeyAuthnType::KEY_PVT_FILE_PATH, &PublicKeyAuthnType::privateKeyFilePath)
+        .optional(PublicKeyAuthnType::KEY_PVT_PWD, &PublicKeyAuthnType::privateKeyPwd);
+
+const auto groupFields =
+    FieldTable<ServerGroup>().required(ServerGroup::NAME_KEY, &ServerGroup::name, &ServerGroup::setName);
+
+/// Leaves this host out of the list; the others are read.
+Error unusableHost(const QString& key) {
+    return {static_cast<int>(ArchiveFault::unusable), QStringLiteral("KeyedArchive"), key};
 }
 
-std::optional<std::uint16_t> portOf(const KeyedDecoder& decoder) {
-    const std::optional<ArchivedObject> object = decoder.value(RemoteHost::PORT_KEY);
-    const Result<qint64> number = object ? object->number() : Result<qint64>(Error());
-    if (!number || number.value() < 0 || number.value() > std::numeric_limits<std::uint16_t>::max())
-        return std::nullopt;
-    return static_cast<std::uint16_t>(number.value());
+/// An object of its own in the archive.
+void writePort(const RemoteHost& host, KeyedEncoder& encoder, const QString& key) {
+    encoder.encodeReference(key, encoder.archiver().addNumber(host.port()));
 }
 
-Result<std::shared_ptr<AuthnType>> decodeAuthnType(const KeyedDecoder&) {
-    return std::make_shared<AuthnType>();
+Status readPort(RemoteHost& host, const KeyedDecoder& decoder, const QString& key) {
+    const Result<qint64> port = decoder.decode<qint64>(key);
+    if (!port || port.value() < 0 || port.value() > std::numeric_limits<std::uint16_t>::max())
+        return unusableHost(key);
+    host.setPort(static_cast<std::uint16_t>(port.value()));
+    return success();
 }
 
-Result<std::shared_ptr<AuthnType>> decodePasswordAuthnType(const KeyedDecoder& decoder) {
-    return std::shared_ptr<AuthnType>(
-        std::make_shared<PasswordAuthnType>(optionalText(decoder, PasswordAuthnType::KEY_PWD)));
-}
-
-Result<std::shared_ptr<AuthnType>> decodePublicKeyAuthnType(const KeyedDecoder& decoder) {
-    auto type = std::make_shared<PublicKeyAuthnType>();
-    type->publicKeyFilePath = optionalText(decoder, PublicKeyAuthnType::KEY_PUB_FILE_PATH);
-    type->privateKeyFilePath = optionalText(decoder, PublicKeyAuthnType::KEY_PVT_FILE_PATH);
-    type->privateKeyPwd = optionalText(decoder, PublicKeyAuthnType::KEY_PVT_PWD);
-    return std::shared_ptr<AuthnType>(std::move(type));
-}
-
-Result<std::shared_ptr<AuthnType>> decodeKeyboardAuthnType(const KeyedDecoder&) {
-    return std::shared_ptr<AuthnType>(std::make_shared<KeyboardAuthnType>());
-}
-
-Result<std::shared_ptr<HostRecord>> decodeHost(const KeyedDecoder& decoder) {
-    const Result<QString> hostName = decoder.decodeText(RemoteHost::HOST_KEY);
-    if (!hostName)
-        return hostName.error();
-    auto record = std::make_shared<HostRecord>();
-    const std::optional<std::uint16_t> port = portOf(decoder);
-    const std::optional<QString> username = optionalText(decoder, RemoteHost::USER_KEY);
-    if (!port || !username) {
-        ++record->leftOut;
-        return record;
-    }
-    record->host = std::make_shared<RemoteHost>(hostName.value(), *port, *username);
-    RemoteHost& host = *record->host;
-
-    if (const std::optional<ArchivedObject> authn = decoder.value(RemoteHost::AUTHN_KEY)) {
-        const Result<std::shared_ptr<AuthnType>> type = authn->object<AuthnType>();
-        record->leftOut += type ? 0 : 1;
-        host.setAuthnType(type ? type.value() : nullptr);
-    }
-    const auto readText = [&](const QString& key, void (RemoteHost::*set)(const QString&)) {
-        if (const std::optional<QString> text = optionalText(decoder, key))
-            (host.*set)(*text);
-        else if (decoder.value(key))
-            ++record->leftOut;
-    };
-    readText(RemoteHost::GROUP_KEY, &RemoteHost::setGroup);
-    readText(RemoteHost::NAME_KEY, &RemoteHost::setName);
-    readText(RemoteHost::HOME_PATH_KEY, &RemoteHost::setHomePath);
-    host.setUuid(std::nullopt);
-    if (const std::optional<ArchivedObject> object = decoder.value(RemoteHost::UUID_KEY)) {
-        const Result<QUuid> uuid = object->uuid();
-        record->leftOut += uuid ? 0 : 1;
-        host.setUuid(uuid ? std::optional(uuid.value()) : std::nullopt);
-    }
-    return record;
-}
-
-Result<std::shared_ptr<ServerGroup>> decodeGroup(const KeyedDecoder& decoder) {
-    const Result<QString> name = decoder.decodeText(ServerGroup::NAME_KEY);
+Status readUsername(RemoteHost& host, const KeyedDecoder& decoder, const QString& key) {
+    const Result<QString> name = decoder.decode<QString>(key);
     if (!name)
-        return name.error();
-    return std::make_shared<ServerGroup>(name.value());
+        return unusableHost(key);
+    host.setUsername(name.value());
+    return success();
+}
+
+const auto hostFields =
+    FieldTable<RemoteHost>()
+        .required(RemoteHost::HOST_KEY, &RemoteHost::host, &RemoteHost::setHost)
+        .field(RemoteHost::PORT_KEY, &writePort, &readPort)
+        .field(RemoteHost::USER_KEY, &RemoteHost::username, &readUsername)
+        .optional(RemoteHost::AUTHN_KEY, &RemoteHost::authnType, &RemoteHost::setAuthnType)
+        .optional(RemoteHost::NAME_KEY, &RemoteHost::name, &RemoteHost::setName)
+        .optional(RemoteHost::GROUP_KEY, &RemoteHost::group, &RemoteHost::setGroup)
+        .optional(RemoteHost::HOME_PATH_KEY, &RemoteHost::homePath, &RemoteHost::setHomePath)
+        .optional(RemoteHost::UUID_KEY, &RemoteHost::uuid, &RemoteHost::setUuid);
+
+Result<std::shared_ptr<RemoteHost>> decodeHost(const KeyedDecoder& decoder) {
+    auto host = std::make_shared<RemoteHost>(QString(), std::uint16_t(0), QString());
+    host->setUuid(std::nullopt);
+    return hostFields.decoded(decoder, std::move(host));
+}
+
+template <typename Type>
+void addAuthnType(ArchiveClasses& classes, const QString& name, const FieldTable<Type>& fields) {
+    classes.add<AuthnType>(modulePrefix + name,
+                           [fields](const KeyedDecoder& decoder) -> Result<std::shared_ptr<AuthnType>> {
+                               auto type = fields.decoded(decoder, std::make_shared<Type>());
+                               if (!type)
+                                   return type.error();
+                               return std::shared_ptr<AuthnType>(std::move(type).value());
+                           });
 }
 
 const ArchiveClasses& remoteClasses() {
     static const ArchiveClasses all = [] {
         ArchiveClasses classes;
-        classes.add<AuthnType>(modulePrefix + authnTypeClass, &decodeAuthnType);
-        classes.add<AuthnType>(modulePrefix + passwordAuthnTypeClass, &decodePasswordAuthnType);
-        classes.add<AuthnType>(modulePrefix + publicKeyAuthnTypeClass, &decodePublicKeyAuthnType);
-        classes.add<AuthnType>(modulePrefix + keyboardAuthnTypeClass, &decodeKeyboardAuthnType);
-        classes.add<HostRecord>(modulePrefix + remoteHostClass, &decodeHost);
-        classes.add<ServerGroup>(modulePrefix + serverGroupClass, &decodeGroup);
+        addAuthnType(classes, authnTypeClass, FieldTable<AuthnType>());
+        addAuthnType(classes, passwordAuthnTypeClass, passwordFields);
+        addAuthnType(classes, publicKeyAuthnTypeClass, publicKeyFields);
+        addAuthnType(classes, keyboardAuthnTypeClass, FieldTable<KeyboardAuthnType>());
+        classes.add<RemoteHost>(modulePrefix + remoteHostClass, &decodeHost);
+        classes.add<ServerGroup>(modulePrefix + serverGroupClass, [](const KeyedDecoder& decoder) {
+            return groupFields.decoded(decoder, std::make_shared<ServerGroup>(QString()));
+        });
         return classes;
     }();
     return all;
-}
-
-template <typename Object>
-QByteArray archiveList(const std::vector<std::shared_ptr<Object>>& objects) {
-    KeyedArchiver archiver;
-    return archiver.archivedData(archiver.addArray(
-        objects, [&archiver](const std::shared_ptr<Object>& object) { return archiver.add(object); }));
 }
 
 } // namespace
@@ -153,27 +128,18 @@ QStringList archivedClassChain(const ServerGroup&) {
 
 void encode(const AuthnType& type, KeyedEncoder& encoder) {
     if (const auto* password = dynamic_cast<const PasswordAuthnType*>(&type)) {
-        encoder.encode(PasswordAuthnType::KEY_PWD, password->password);
+        passwordFields.encode(*password, encoder);
     } else if (const auto* key = dynamic_cast<const PublicKeyAuthnType*>(&type)) {
-        encoder.encode(PublicKeyAuthnType::KEY_PUB_FILE_PATH, key->publicKeyFilePath);
-        encoder.encode(PublicKeyAuthnType::KEY_PVT_FILE_PATH, key->privateKeyFilePath);
-        encoder.encode(PublicKeyAuthnType::KEY_PVT_PWD, key->privateKeyPwd);
+        publicKeyFields.encode(*key, encoder);
     }
 }
 
 void encode(const RemoteHost& host, KeyedEncoder& encoder) {
-    encoder.encode(RemoteHost::HOST_KEY, host.host());
-    encoder.encodeReference(RemoteHost::PORT_KEY, encoder.archiver().addNumber(host.port()));
-    encoder.encode(RemoteHost::USER_KEY, host.username());
-    encoder.encode(RemoteHost::AUTHN_KEY, host.authnType());
-    encoder.encode(RemoteHost::NAME_KEY, host.name());
-    encoder.encode(RemoteHost::GROUP_KEY, host.group());
-    encoder.encode(RemoteHost::HOME_PATH_KEY, host.homePath());
-    encoder.encode(RemoteHost::UUID_KEY, host.uuid());
+    hostFields.encode(host, encoder);
 }
 
 void encode(const ServerGroup& group, KeyedEncoder& encoder) {
-    encoder.encode(ServerGroup::NAME_KEY, group.name());
+    groupFields.encode(group, encoder);
 }
 
 QByteArray archiveHosts(const std::vector<std::shared_ptr<RemoteHost>>& hosts) {
@@ -184,49 +150,13 @@ QByteArray archiveGroups(const std::vector<std::shared_ptr<ServerGroup>>& groups
     return archiveList(groups);
 }
 
-Result<UnarchivedHosts> unarchiveHosts(const QByteArray& archive) {
-    const auto unarchiver = KeyedUnarchiver::open(archive, remoteClasses());
-    if (!unarchiver)
-        return unarchiver.error();
-    const auto elements = unarchiver.value()->root().elements();
-    if (!elements)
-        return elements.error();
-    UnarchivedHosts result;
-    int number = 0;
-    for (const ArchivedObject& element : elements.value()) {
-        ++number;
-        if (!element.is<HostRecord>()) {
-            ++result.leftOut;
-            continue;
-        }
-        const Result<std::shared_ptr<HostRecord>> record = element.object<HostRecord>();
-        if (!record)
-            return Error{record.error().code, record.error().domain,
-                         QCoreApplication::translate("RemoteArchive", "host %1: %2")
-                             .arg(number)
-                             .arg(record.error().userText)};
-        result.leftOut += record.value()->leftOut;
-        if (record.value()->host)
-            result.hosts.push_back(record.value()->host);
-    }
-    return result;
+Result<UnarchivedList<RemoteHost>> unarchiveHosts(const QByteArray& archive) {
+    return unarchiveList<RemoteHost>(archive, remoteClasses(),
+                                     QCoreApplication::translate("RemoteArchive", "host %1: %2"));
 }
 
-Result<UnarchivedGroups> unarchiveGroups(const QByteArray& archive) {
-    const auto unarchiver = KeyedUnarchiver::open(archive, remoteClasses());
-    if (!unarchiver)
-        return unarchiver.error();
-    const auto elements = unarchiver.value()->root().elements();
-    if (!elements)
-        return elements.error();
-    UnarchivedGroups result;
-    for (const ArchivedObject& element : elements.value()) {
-        if (const Result<std::shared_ptr<ServerGroup>> group = element.object<ServerGroup>())
-            result.groups.push_back(group.value());
-        else
-            ++result.leftOut;
-    }
-    return result;
+Result<UnarchivedList<ServerGroup>> unarchiveGroups(const QByteArray& archive) {
+    return unarchiveList<ServerGroup>(archive, remoteClasses());
 }
 
 } // namespace korvane

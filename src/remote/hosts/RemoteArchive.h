@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/Result.h"
+#include "foundation/archive/ArchivedList.h"
 
 #include <QByteArray>
 #include <QStringList>
@@ -11,13 +11,12 @@
 namespace korvane {
 
 class AuthnType;
-class KeyedEncoder;
 class RemoteHost;
 class ServerGroup;
 
-/// How hosts and groups stand in an archive.
+/// The archived form of hosts and groups.
 
-/// What a KeyedArchiver asks for.
+/// Called by KeyedArchiver.
 QStringList archivedClassChain(const AuthnType& type);
 QStringList archivedClassChain(const RemoteHost& host);
 QStringList archivedClassChain(const ServerGroup& group);
@@ -29,21 +28,9 @@ void encode(const ServerGroup& group, KeyedEncoder& encoder);
 QByteArray archiveHosts(const std::vector<std::shared_ptr<RemoteHost>>& hosts);
 QByteArray archiveGroups(const std::vector<std::shared_ptr<ServerGroup>>& groups);
 
-struct UnarchivedHosts {
-    std::vector<std::shared_ptr<RemoteHost>> hosts;
-    /// Elements of the list that are no hosts, and parts of a host that are not what they should be.
-    int leftOut = 0;
-};
-
-struct UnarchivedGroups {
-    std::vector<std::shared_ptr<ServerGroup>> groups;
-    /// Elements of the list that are no groups.
-    int leftOut = 0;
-};
-
-/// Both fail when the data is no archive of a list; the first also when a host lacks the server's name: the
-/// text says which.
-Result<UnarchivedHosts> unarchiveHosts(const QByteArray& archive);
-Result<UnarchivedGroups> unarchiveGroups(const QByteArray& archive);
+/// Both fail as `unarchiveList`; the first also when a host lacks the server's name: the text names the host.
+/// A host without a port or a user name is left out.
+Result<UnarchivedList<RemoteHost>> unarchiveHosts(const QByteArray& archive);
+Result<UnarchivedList<ServerGroup>> unarchiveGroups(const QByteArray& archive);
 
 } // namespace korvane

@@ -1,8 +1,7 @@
 #include "remote/hosts/RemoteHostDnDItem.h"
 
 #include "foundation/archive/ArchiveFormat.h"
-#include "foundation/archive/KeyedArchiver.h"
-#include "foundation/archive/KeyedUnarchiver.h"
+#include "foundation/archive/FieldTable.h"
 
 #include <QCoreApplication>
 
@@ -16,25 +15,28 @@ namespace {
 
 const QString itemClass = QStringLiteral("RemoteHostDnDItem");
 
-Result<std::shared_ptr<RemoteHostDnDItem>> decodeItem(const KeyedDecoder& decoder) {
-    const Result<QString> groupName = decoder.decodeText(RemoteHostDnDItem::GROUP_NAME_KEY);
-    if (!groupName)
-        return groupName.error();
-    const Result<qint64> index = decoder.decodeInteger(RemoteHostDnDItem::HOST_IDX_KEY);
+Status readIndex(RemoteHostDnDItem& item, const KeyedDecoder& decoder, const QString& key) {
+    const Result<qint64> index = decoder.decode<qint64>(key);
     if (!index)
         return index.error();
     if (index.value() < 0 || index.value() > std::numeric_limits<std::int32_t>::max())
         return Error{static_cast<int>(ArchiveFault::wrongKind), QStringLiteral("KeyedArchive"),
-                     QCoreApplication::translate("RemoteArchive", "“%1” is no place in a list")
-                         .arg(RemoteHostDnDItem::HOST_IDX_KEY)};
-    return std::make_shared<RemoteHostDnDItem>(
-        RemoteHostDnDItem{groupName.value(), static_cast<std::int32_t>(index.value())});
+                     QCoreApplication::translate("RemoteArchive", "“%1” is no place in a list").arg(key)};
+    item.hostIndex = static_cast<std::int32_t>(index.value());
+    return success();
 }
+
+const auto itemFields =
+    FieldTable<RemoteHostDnDItem>()
+        .required(RemoteHostDnDItem::GROUP_NAME_KEY, &RemoteHostDnDItem::groupName)
+        .field(RemoteHostDnDItem::HOST_IDX_KEY, &RemoteHostDnDItem::hostIndex, &readIndex);
 
 const ArchiveClasses& itemClasses() {
     static const ArchiveClasses all = [] {
         ArchiveClasses classes;
-        classes.add<RemoteHostDnDItem>(modulePrefix + itemClass, &decodeItem);
+        classes.add<RemoteHostDnDItem>(modulePrefix + itemClass, [](const KeyedDecoder& decoder) {
+            return itemFields.decoded(decoder, std::make_shared<RemoteHostDnDItem>());
+        });
         return classes;
     }();
     return all;
@@ -47,8 +49,7 @@ static QStringList archivedClassChain(const RemoteHostDnDItem&) {
 }
 
 static void encode(const RemoteHostDnDItem& item, KeyedEncoder& encoder) {
-    encoder.encode(RemoteHostDnDItem::GROUP_NAME_KEY, item.groupName);
-    encoder.encodeInteger(RemoteHostDnDItem::HOST_IDX_KEY, item.hostIndex);
+    itemFields.encode(item, encoder);
 }
 
 QByteArray RemoteHostDnDItem::archived() const {

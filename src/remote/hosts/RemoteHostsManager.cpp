@@ -1,6 +1,5 @@
 #include "remote/hosts/RemoteHostsManager.h"
 
-#include "foundation/FatalError.h"
 #include "foundation/FilePath.h"
 #include "foundation/archive/FileBookmark.h"
 #include "foundation/archive/UserDefaults.h"
@@ -18,11 +17,6 @@ namespace {
 
 /// By the settings' key.
 using KeyBookmarks = std::map<QString, QByteArray>;
-
-std::unique_ptr<RemoteHostsManager>& sharedHosts() {
-    static std::unique_ptr<RemoteHostsManager> manager;
-    return manager;
-}
 
 /// Two "_" meet here: that is how the keys are stored.
 QString settingsKey(const RemoteHost& host, const QString& kind) {
@@ -60,28 +54,15 @@ std::optional<QUrl> keyUrl(const QString& key, const UserDefaults& defaults) {
 
 Result<std::unique_ptr<RemoteHostsManager>> RemoteHostsManager::load(const QString& directory,
                                                                      UserDefaults& defaults) {
-    std::unique_ptr<RemoteHostsManager> manager(
-        new RemoteHostsManager(directory + u'/' + DATA_FILE, defaults));
-    Result<std::optional<UnarchivedHosts>> stored = manager->file_.read(&unarchiveHosts);
-    if (!stored)
-        return stored.error();
-    if (stored.value())
-        manager->hosts_ = std::move(stored.value()->hosts);
-    return manager;
+    return loaded(std::unique_ptr<RemoteHostsManager>(new RemoteHostsManager(directory, defaults)));
 }
 
-RemoteHostsManager& RemoteHostsManager::shared() {
-    if (!sharedHosts())
-        fatalError("The remote hosts are asked for before they are loaded");
-    return *sharedHosts();
+QByteArray RemoteHostsManager::archived() const {
+    return archiveHosts(hosts_);
 }
 
-bool RemoteHostsManager::hasShared() {
-    return sharedHosts() != nullptr;
-}
-
-void RemoteHostsManager::setShared(std::unique_ptr<RemoteHostsManager> manager) {
-    sharedHosts() = std::move(manager);
+Result<int> RemoteHostsManager::restore(const QByteArray& archive) {
+    return takeList(unarchiveHosts(archive), hosts_);
 }
 
 std::shared_ptr<RemoteHost> RemoteHostsManager::host(qsizetype index) const {
@@ -145,10 +126,6 @@ void RemoteHostsManager::remove(const std::shared_ptr<RemoteHost>& host) {
     setUsesSshConfig(*host, false);
     hosts_.erase(place);
     save();
-}
-
-void RemoteHostsManager::save() {
-    file_.save(archiveHosts(hosts_));
 }
 
 void RemoteHostsManager::copyKeyBookmarks(const RemoteHost& from, const RemoteHost& to) {

@@ -1,6 +1,5 @@
 #include "remote/hosts/ServerGroupsManager.h"
 
-#include "foundation/FatalError.h"
 #include "remote/hosts/RemoteArchive.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostsManager.h"
@@ -11,40 +10,23 @@
 #include <algorithm>
 
 namespace korvane {
-namespace {
 
-std::unique_ptr<ServerGroupsManager>& sharedGroups() {
-    static std::unique_ptr<ServerGroupsManager> manager;
-    return manager;
-}
-
-} // namespace
+ServerGroupsManager::ServerGroupsManager(const QString& directory)
+    : ArchivedStore(directory, DATA_FILE), groups_{std::make_shared<ServerGroup>(ServerGroup::defaultName)} {}
 
 Result<std::unique_ptr<ServerGroupsManager>> ServerGroupsManager::load(const QString& directory) {
-    std::unique_ptr<ServerGroupsManager> manager(new ServerGroupsManager(directory + u'/' + DATA_FILE));
-    Result<std::optional<UnarchivedGroups>> stored = manager->file_.read(&unarchiveGroups);
-    if (!stored)
-        return stored.error();
-    if (stored.value())
-        manager->groups_ = std::move(stored.value()->groups);
-    if (!manager->groupNamed(ServerGroup::defaultName))
-        manager->groups_.insert(manager->groups_.begin(),
-                                std::make_shared<ServerGroup>(ServerGroup::defaultName));
-    return manager;
+    return loaded(std::unique_ptr<ServerGroupsManager>(new ServerGroupsManager(directory)));
 }
 
-ServerGroupsManager& ServerGroupsManager::shared() {
-    if (!sharedGroups())
-        fatalError("The server groups are asked for before they are loaded");
-    return *sharedGroups();
+QByteArray ServerGroupsManager::archived() const {
+    return archiveGroups(groups_);
 }
 
-bool ServerGroupsManager::hasShared() {
-    return sharedGroups() != nullptr;
-}
-
-void ServerGroupsManager::setShared(std::unique_ptr<ServerGroupsManager> manager) {
-    sharedGroups() = std::move(manager);
+Result<int> ServerGroupsManager::restore(const QByteArray& archive) {
+    Result<int> leftOut = takeList(unarchiveGroups(archive), groups_);
+    if (leftOut && !groupNamed(ServerGroup::defaultName))
+        groups_.insert(groups_.begin(), std::make_shared<ServerGroup>(ServerGroup::defaultName));
+    return leftOut;
 }
 
 std::shared_ptr<ServerGroup> ServerGroupsManager::group(qsizetype index) const {
@@ -76,10 +58,6 @@ void ServerGroupsManager::rename(ServerGroup& group, const QString& name, Remote
             host->setGroup(name);
     }
     hosts.save();
-}
-
-void ServerGroupsManager::save() {
-    file_.save(archiveGroups(groups_));
 }
 
 std::optional<QString> ServerGroupsManager::refusalToAdd(const QString& name) const {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/Result.h"
-#include "foundation/archive/StoreFileSaver.h"
+#include "foundation/Shared.h"
+#include "foundation/archive/ArchivedStore.h"
 #include "foundation/notices/Alerts.h"
 
 #include <QString>
@@ -16,22 +16,16 @@ class RemoteHost;
 class RemoteHostsManager;
 class ServerGroup;
 
-/// All server groups, in one ordered list that is saved whole at every change. Main thread.
-class ServerGroupsManager {
+/// All server groups, in one ordered list.
+class ServerGroupsManager : public ArchivedStore, public Shared<ServerGroupsManager> {
 public:
     inline static const QString DATA_FILE = QStringLiteral("groups.data");
 
     using Groups = std::vector<std::shared_ptr<ServerGroup>>;
 
-    /// Reads the groups from the directory. The default group is there in any case, first and unsaved if the
-    /// file does not hold it. Fails as FiltersManager::load does.
+    /// Reads the groups from the directory. Without the default group in the file, the list begins with one,
+    /// unsaved. Fails as `ArchivedStore::loaded`.
     static Result<std::unique_ptr<ServerGroupsManager>> load(const QString& directory);
-
-    /// The program's own; set once at start.
-    static ServerGroupsManager& shared();
-    /// Whether one has been set.
-    static bool hasShared();
-    static void setShared(std::unique_ptr<ServerGroupsManager> manager);
 
     const Groups& groups() const { return groups_; }
     qsizetype count() const { return static_cast<qsizetype>(groups_.size()); }
@@ -40,27 +34,23 @@ public:
     /// The first of that name, null if there is none.
     std::shared_ptr<ServerGroup> groupNamed(const QString& name) const;
 
-    /// All save. Whoever calls them asks first whether something speaks against it.
+    /// All save. Precondition of the first two: no refusal below.
     void add(std::shared_ptr<ServerGroup> group);
     void remove(const std::shared_ptr<ServerGroup>& group);
-    /// Gives the group another name, which its hosts take over, and saves both lists.
+    /// Renames the group, also in its hosts, and saves both lists.
     void rename(ServerGroup& group, const QString& name, RemoteHostsManager& hosts);
-    /// Writes the list; a failed write is told by `fault`.
-    void save();
 
-    /// Why no group of that name can be added; nothing if it can.
+    /// Why no group of that name can be added; nullopt if it can.
     std::optional<QString> refusalToAdd(const QString& name) const;
-    /// Why the group cannot be removed, with the hosts there are; nothing if it can.
+    /// Why the group cannot be removed while these hosts exist; nullopt if it can.
     static std::optional<Alert> refusalToRemove(const ServerGroup& group,
                                                 const std::vector<std::shared_ptr<RemoteHost>>& hosts);
 
-    /// As FiltersManager::fault.
-    const QString& fault() const { return file_.fault(); }
-
 private:
-    explicit ServerGroupsManager(QString path) : file_(std::move(path)) {}
+    explicit ServerGroupsManager(const QString& directory);
+    QByteArray archived() const override;
+    Result<int> restore(const QByteArray& archive) override;
 
-    StoreFileSaver file_;
     Groups groups_;
 };
 

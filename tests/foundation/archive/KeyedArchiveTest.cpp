@@ -1,5 +1,4 @@
-#include "foundation/archive/KeyedArchiver.h"
-#include "foundation/archive/KeyedUnarchiver.h"
+#include "foundation/archive/FieldTable.h"
 
 #include <gtest/gtest.h>
 
@@ -25,47 +24,37 @@ QStringList archivedClassChain(const Node&) {
     return {u"Korvane.Node"_s, u"NSObject"_s};
 }
 
-void encode(const Node& node, KeyedEncoder& encoder) {
-    encoder.encode(u"name"_s, node.name);
-    encoder.encode(u"note"_s, node.note);
-    encoder.encodeInteger(u"port"_s, node.port);
-    encoder.encodeBool(u"open"_s, node.isOpen);
-    encoder.encode(u"data"_s, node.data);
-    encoder.encode(u"uuid"_s, node.uuid);
-    encoder.encode(u"url"_s, node.url);
-    encoder.encode(u"color"_s, node.color);
-    encoder.encode(u"next"_s, node.next);
+Status readNext(Node& node, const KeyedDecoder& decoder, const QString& key) {
+    if (!decoder.value(key))
+        return success();
+    const auto next = decoder.decode<std::shared_ptr<Node>>(key);
+    if (!next)
+        return next.error();
+    node.next = next.value();
+    return success();
 }
 
-Result<std::shared_ptr<Node>> decodeNode(const KeyedDecoder& decoder) {
-    const Result<QString> name = decoder.decodeText(u"name"_s);
-    if (!name)
-        return name.error();
-    auto node = std::make_shared<Node>();
-    node->name = name.value();
-    if (const auto next = decoder.value(u"next"_s)) {
-        const auto object = decoder.decodeObject<Node>(u"next"_s);
-        if (!object)
-            return object.error();
-        node->next = object.value();
-    }
-    if (const auto note = decoder.value(u"note"_s))
-        node->note = note->text().value();
-    if (!decoder.value(u"port"_s))
-        return node; // the short form of the archives made by hand
-    node->port = decoder.decodeInteger(u"port"_s).value();
-    node->isOpen = decoder.decodeBool(u"open"_s).value();
-    node->data = decoder.value(u"data"_s)->data().value();
-    node->uuid = decoder.value(u"uuid"_s)->uuid().value();
-    node->url = decoder.value(u"url"_s)->url().value();
-    node->color = decoder.decodeColor(u"color"_s).value();
-    return node;
+const auto nodeFields = FieldTable<Node>()
+                            .required(u"name"_s, &Node::name)
+                            .optional(u"note"_s, &Node::note)
+                            .optional(u"port"_s, &Node::port)
+                            .required(u"open"_s, &Node::isOpen)
+                            .optional(u"data"_s, &Node::data)
+                            .optional(u"uuid"_s, &Node::uuid)
+                            .optional(u"url"_s, &Node::url)
+                            .optional(u"color"_s, &Node::color)
+                            .field(u"next"_s, &Node::next, &readNext);
+
+void encode(const Node& node, KeyedEncoder& encoder) {
+    nodeFields.encode(node, encoder);
 }
 
 const ArchiveClasses& classes() {
     static const ArchiveClasses all = [] {
         ArchiveClasses made;
-        made.add<Node>(u"Korvane.Node"_s, &decodeNode);
+        made.add<Node>(u"Korvane.Node"_s, [](const KeyedDecoder& decoder) {
+            return nodeFields.decoded(decoder, std::make_shared<Node>());
+        });
         return made;
     }();
     return all;

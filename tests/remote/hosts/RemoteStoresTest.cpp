@@ -7,16 +7,14 @@
 #include "remote/hosts/RemoteArchive.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/ServerGroup.h"
-#include "support/RawArchive.h"
-#include "support/StoreDefaults.h"
+#include "support/StoreConformance.h"
 #include "support/TemporaryFile.h"
-
-#include <sys/stat.h>
 
 namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
+using namespace test;
 
 const QString hostsFile = RemoteHostsManager::DATA_FILE;
 const QString groupsFile = ServerGroupsManager::DATA_FILE;
@@ -26,7 +24,47 @@ std::shared_ptr<RemoteHost> newHost(const QString& host, std::uint16_t port = 22
     return std::make_shared<RemoteHost>(host, port, username);
 }
 
-class RemoteStoresTest : public test::StoreDefaultsTest {
+QStringList connectionsOf(const RemoteHostsManager& manager) {
+    QStringList all;
+    for (const auto& host : manager.hosts())
+        all.append(host->connectionString());
+    return all;
+}
+
+QStringList namesOf(const ServerGroupsManager& manager) {
+    QStringList all;
+    for (const auto& group : manager.groups())
+        all.append(group->name());
+    return all;
+}
+
+struct HostsCase {
+    using Store = RemoteHostsManager;
+    static QString file() { return hostsFile; }
+    static auto load(const QString& directory, UserDefaults& defaults) {
+        return Store::load(directory, defaults);
+    }
+    static void add(Store& store, const QString& name) { ASSERT_TRUE(store.add(newHost(name))); }
+    static QStringList contents(const Store& store) {
+        QStringList all;
+        for (const auto& host : store.hosts())
+            all.append(host->host());
+        return all;
+    }
+};
+
+struct GroupsCase {
+    using Store = ServerGroupsManager;
+    static QString file() { return groupsFile; }
+    static auto load(const QString& directory, UserDefaults&) { return Store::load(directory); }
+    static void add(Store& store, const QString& name) { store.add(std::make_shared<ServerGroup>(name)); }
+    static QStringList contents(const Store& store) { return namesOf(store); }
+};
+
+using Cases = ::testing::Types<HostsCase, GroupsCase>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Remote, StoreConformance, Cases);
+
+class RemoteStoresTest : public StoreDefaultsTest {
 protected:
     std::unique_ptr<RemoteHostsManager> loadHosts() {
         auto manager = RemoteHostsManager::load(directory(), defaults());
@@ -38,20 +76,8 @@ protected:
         EXPECT_TRUE(manager) << manager.error().userText.toStdString();
         return std::move(manager).value();
     }
-    QStringList savedHosts() {
-        const auto manager = loadHosts();
-        QStringList all;
-        for (const auto& host : manager->hosts())
-            all.append(host->connectionString());
-        return all;
-    }
-    QStringList savedGroups() const {
-        const auto manager = loadGroups();
-        QStringList all;
-        for (const auto& group : manager->groups())
-            all.append(group->name());
-        return all;
-    }
+    QStringList savedHosts() { return connectionsOf(*loadHosts()); }
+    QStringList savedGroups() const { return namesOf(*loadGroups()); }
     /// A host that logs in with these files.
     static std::shared_ptr<RemoteHost> keyHost(const QByteArray& publicKey, const QByteArray& privateKey) {
         auto type = std::make_shared<PublicKeyAuthnType>();
@@ -68,18 +94,10 @@ protected:
                 onDisk.dataForKey(host.hostIdentifier() + u"__pvt_key"_s).value_or("(none)")};
     }
 
-    const test::TemporaryFile publicKey_{"public", "id one.pub"};
-    const test::TemporaryFile privateKey_{"private", "id"};
+    const TemporaryFile publicKey_{"public", "id one.pub"};
+    const TemporaryFile privateKey_{"private", "id"};
     const QList<QByteArray> none_{"(none)", "(none)"};
 };
-
-TEST_F(RemoteStoresTest, FirstStartHasOneGroupAndNoFile) {
-    EXPECT_TRUE(loadHosts()->hosts().empty());
-    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
-    EXPECT_FALSE(loadGroups()->group(0)->editable());
-    EXPECT_EQ(names(), QStringList());
-    EXPECT_EQ(RemoteRecentFilesManager(defaults()).recentUrls(), QStringList());
-}
 
 TEST_F(RemoteStoresTest, EveryChangeOfTheHostsIsSaved) {
     const auto manager = loadHosts();
@@ -99,16 +117,6 @@ TEST_F(RemoteStoresTest, EveryChangeOfTheHostsIsSaved) {
     }
     EXPECT_EQ(manager->host(0)->host(), u"c"_s);
     EXPECT_EQ(manager->count(), 1);
-}
-
-TEST_F(RemoteStoresTest, OnlyTheUserMayReadTheHosts) {
-    const mode_t before = ::umask(0);
-    EXPECT_TRUE(loadHosts()->add(newHost(u"a"_s)));
-    ::umask(before);
-    struct stat status {};
-    ASSERT_EQ(::stat(QFile::encodeName(path(hostsFile)).constData(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600u);
-    EXPECT_EQ(names(), QStringList(hostsFile));
 }
 
 TEST_F(RemoteStoresTest, KeyFilesAreRememberedUntilTheHostIsGone) {
@@ -195,52 +203,9 @@ TEST_F(RemoteStoresTest, HostIsFoundByAllOfItsConnection) {
     EXPECT_EQ(manager->findHost(u"h"_s, 22 + 65536, u"u"_s), nullptr);
 }
 
-TEST_F(RemoteStoresTest, WhatDoesNotDecodeIsNamedAndLeftAsItIs) {
-    KeyedArchiver archiver;
-    const QByteArray otherRoot = archiver.archivedData(archiver.add(u"text"_s));
-    for (const QByteArray& damaged : {QByteArray(), QByteArray("garbage"), otherRoot}) {
-        write(hostsFile, damaged);
-        write(groupsFile, damaged);
-        const auto hosts = RemoteHostsManager::load(directory(), defaults());
-        const auto groups = ServerGroupsManager::load(directory());
-        ASSERT_FALSE(hosts);
-        ASSERT_FALSE(groups);
-        EXPECT_TRUE(hosts.error().userText.contains(path(hostsFile)));
-        EXPECT_TRUE(groups.error().userText.contains(path(groupsFile)));
-        EXPECT_EQ(content(hostsFile), damaged);
-        EXPECT_EQ(content(groupsFile), damaged);
-    }
-}
-
-TEST_F(RemoteStoresTest, WhatIsLeftOutIsToldAndKept) {
-    const QByteArray old = test::archiveOf({test::raw(u"Korvane.Stranger"_s), nullptr});
-    write(hostsFile, old);
-    write(groupsFile, old);
-    const auto hosts = loadHosts();
-    const auto groups = loadGroups();
-    EXPECT_TRUE(hosts->fault().contains(path(hostsFile)) && hosts->fault().contains(u"left out: 2,"_s));
-    EXPECT_TRUE(groups->fault().contains(path(groupsFile)) && groups->fault().contains(u"left out: 2,"_s));
-    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
-    EXPECT_TRUE(hosts->add(newHost(u"a"_s)));
-    groups->add(std::make_shared<ServerGroup>(u"g"_s));
-    EXPECT_EQ(content(hostsFile + u".kept"_s), old);
-    EXPECT_EQ(content(groupsFile + u".kept"_s), old);
-    EXPECT_EQ(savedHosts(), QStringList(u"u@a:22"_s));
-    EXPECT_EQ(hosts->fault() + groups->fault(), QString());
-}
-
-TEST_F(RemoteStoresTest, FailedWriteIsTold) {
-    const auto hosts = loadHosts();
-    const auto groups = loadGroups();
-    blockWriting(hostsFile);
-    blockWriting(groupsFile);
-    EXPECT_TRUE(hosts->add(newHost(u"a"_s)));
-    groups->add(std::make_shared<ServerGroup>(u"g"_s));
-    EXPECT_TRUE(hosts->fault().contains(path(hostsFile)));
-    EXPECT_TRUE(groups->fault().contains(path(groupsFile)));
-}
-
 TEST_F(RemoteStoresTest, DefaultGroupIsAlwaysThere) {
+    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
+    EXPECT_FALSE(loadGroups()->group(0)->editable());
     write(groupsFile, archiveGroups({std::make_shared<ServerGroup>(u"default"_s)}));
     EXPECT_EQ(savedGroups(), QStringList({u"Default"_s, u"default"_s}));
     write(groupsFile, archiveGroups({std::make_shared<ServerGroup>(u"g"_s),
@@ -272,9 +237,17 @@ TEST_F(RemoteStoresTest, GroupIsRefusedOrSaved) {
     EXPECT_EQ(ofUsed->informativeText, u"Please remove the servers from the group before deleting it"_s);
     EXPECT_FALSE(ServerGroupsManager::refusalToRemove(*shop, {newHost(u"b"_s)}));
 
+    // Its hosts take over a new name, and no others.
+    const auto hosts = loadHosts();
+    ASSERT_TRUE(hosts->add(host) && hosts->add(newHost(u"b"_s)));
+    manager->rename(*shop, u"Laden"_s, *hosts);
+    EXPECT_EQ(savedGroups(), QStringList({u"Default"_s, u"Laden"_s}));
+    EXPECT_EQ(loadHosts()->host(0)->group(), u"Laden"_s);
+    EXPECT_EQ(loadHosts()->host(1)->group(), u"Default"_s);
+
     manager->remove(shop);
     EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
-    EXPECT_EQ(manager->groupNamed(u"Shop"_s), nullptr);
+    EXPECT_EQ(manager->groupNamed(u"Laden"_s), nullptr);
 }
 
 TEST_F(RemoteStoresTest, RecentFilesLoseTheOldestAndKeepTheirOrder) {

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+#include <utility>
+
+namespace korvane {
+
+/// One setting of the user.
+template <typename T>
+struct Setting {
+    /// In the settings file.
+    QString key;
+    /// Without a stored value.
+    T defaultValue;
+    /// Smallest and largest value that is used; absent: any.
+    std::optional<std::pair<T, T>> limits = {};
+
+    /// A setting stands for its key where one is compared or passed on.
+    operator const QString&() const { return key; }
+};
+
+} // namespace korvane

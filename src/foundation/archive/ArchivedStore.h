@@ -1,0 +1,64 @@
+#pragma once
+
+#include "foundation/Result.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace korvane {
+
+/// Takes over the content of a store's file; answers how many of its records were left out.
+using RestoreStore = std::function<Result<int>(const QByteArray& archive)>;
+
+/// Reads a store's file; answers as `restore`, or nothing when there is no file. Fails, naming file and
+/// fault, on a file that does not decode.
+Result<std::optional<int>> readStore(const QString& path, const RestoreStore& restore);
+
+/// A store that is one file, read at start and saved whole at every change. Main thread.
+class ArchivedStore {
+public:
+    virtual ~ArchivedStore() = default;
+    ArchivedStore(const ArchivedStore&) = delete;
+    ArchivedStore& operator=(const ArchivedStore&) = delete;
+
+    /// Replaces the file; a failed write keeps the old one and is reported by `fault`. A file of which
+    /// something was left out is copied aside first.
+    void save();
+    /// For the user: what could not be saved, or how much of the file was left out. Empty without a fault.
+    const QString& fault() const { return fault_; }
+
+protected:
+    ArchivedStore(const QString& directory, const QString& fileName) : path_(directory + u'/' + fileName) {}
+
+    /// The store, just made, with the content of its file; as it is when there is no file. Fails as
+    /// `readStore`; the file is left as it is.
+    template <typename Store>
+    static Result<std::unique_ptr<Store>> loaded(std::unique_ptr<Store> store) {
+        if (const Status read = store->read(); !read)
+            return read.error();
+        return store;
+    }
+
+    const QString& path() const { return path_; }
+    /// Whether the file exists, as far as this object has read or written it.
+    bool hasFile() const { return hasFile_; }
+    void setFault(const QString& text) { fault_ = text; }
+
+private:
+    virtual QByteArray archived() const = 0;
+    /// As RestoreStore.
+    virtual Result<int> restore(const QByteArray& archive) = 0;
+    Status read();
+
+    const QString path_;
+    QString fault_;
+    bool hasFile_ = false;
+    /// Something in the file was left out.
+    bool keepsOldFile_ = false;
+};
+
+} // namespace korvane

@@ -1,8 +1,8 @@
 #include "core/reader/LineSearch.h"
 
+#include "core/reader/ByteSource.h"
 #include "core/reader/FileTextDecoder.h"
 #include "core/reader/LineIndex.h"
-#include "foundation/FileHandle.h"
 
 #include <QString>
 
@@ -69,7 +69,7 @@ std::optional<LineSearch::Range> LineSearch::rangeOf(qint64 first, qint64 last) 
 std::size_t LineSearch::read(std::uint64_t offset, std::span<char> to) {
     std::size_t done = 0;
     while (done < to.size() && readError_ == 0) {
-        const std::size_t got = file_.handle.read(offset + done, to.subspan(done), &readError_).value_or(0);
+        const std::size_t got = file_.source.read(offset + done, to.subspan(done), &readError_).value_or(0);
         if (got == 0)
             break;
         done += got;

@@ -13,7 +13,7 @@
 
 namespace korvane {
 
-class FileHandle;
+class ByteSource;
 class FileTextDecoder;
 class LineIndex;
 
@@ -24,7 +24,7 @@ class LineSearch {
 public:
     struct File {
         const LineIndex& index;
-        const FileHandle& handle;
+        const ByteSource& source;
         FileTextDecoder& decoder;
     };
     LineSearch(File file, SearchItem item, std::function<bool()> isCancelled);

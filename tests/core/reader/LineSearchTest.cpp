@@ -1,7 +1,6 @@
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/reader/LogReader.h"
 #include "core/search/SearchItem.h"
-#include "support/FaultyReads.h"
 #include "support/TemporaryFile.h"
 
 #include <QProcess>
@@ -223,19 +222,6 @@ TEST(LineSearch, AFileCutShortEndsTheSearch) {
         const auto final = reader->findNextMatch(last, 0, item, never);
         EXPECT_EQ(final ? final->row : -1, expected.empty() ? -1 : expected.back());
     }
-}
-
-TEST(LineSearch, AReadErrorIsNoEndOfTheLines) {
-    const TemporaryFile file(longLog());
-    const auto reader = indexed(LogReader::create(file.url()));
-    const qint64 last = reader->lineCount() - 1;
-    const SearchItem absent(u"no such"_s);
-    EXPECT_TRUE(reader->findNextMatch(0, last, absent, never).fault.isEmpty());
-    test::FaultyReads::failFrom(200'000, EIO);
-    for (const auto& [from, to] : {std::pair(qint64{0}, last), std::pair(last, qint64{0})})
-        EXPECT_TRUE(reader->findNextMatch(from, to, absent, never).fault.contains(u"Input/output error"_s));
-    EXPECT_TRUE(reader->findNextMatch(0, last, SearchItem(u"error"_s), never)) << "what lies before is found";
-    test::FaultyReads::failFrom(0, 0);
 }
 
 TEST(LineSearch, ACancelEndsItWithinAFewBlocks) {

@@ -59,8 +59,8 @@ public:
     void contentForgotten() override;
     std::vector<SlowRule> slowRules() const override;
     /// One line by itself, changed in place.
-    AttributedString& applyRules(qint64 lineNum, AttributedString& line);
-    AttributedString applyRules(qint64 lineNum, const QString& line);
+    RowLine& applyRules(qint64 lineNum, RowLine& line);
+    RowLine applyRules(qint64 lineNum, const QString& line);
     /// Ends the run of rules over the line under way; the next line begins anew.
     void setCanceled(bool canceled) { canceled_ = canceled; }
     void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) override;

@@ -17,7 +17,7 @@
 
 namespace korvane {
 
-/// Records what the lines of one pass give rise to, and delivers it at its end, all at once.
+/// Collects the notifications of one pass and delivers them at its end, all at once.
 class RuleEnforcer::Teller {
 public:
     explicit Teller(RuleEnforcer& enforcer) : enforcer_(enforcer), content_(enforcer.content()) {}
@@ -78,10 +78,10 @@ private:
     std::optional<QUrl> fileUrl_; // once it is needed
     QString fileName_;            // comes with it
     std::vector<UserNotification> notifications_;
-    bool bouncesDock_ = false; // however often: it is all one moment
+    bool bouncesDock_ = false; // once for all lines of the pass
 };
 
-/// Evaluates the rules of one pass, and records at its end which lines they gave up.
+/// Evaluates the rules of one pass, and records at its end which lines they have given up.
 class RuleEnforcer::Evaluation {
 public:
     Evaluation(RuleEnforcer& enforcer, std::shared_ptr<const ActiveRules> rules,
@@ -99,7 +99,7 @@ public:
         if (hasChanged)
             enforcer_.postSlowRules();
     }
-    /// What is given up is nobody's business.
+    /// Lines that are given up are not recorded.
     void recordNothing() { records_ = false; }
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
@@ -123,7 +123,7 @@ public:
 private:
     struct Lines {
         std::vector<qint64> givenUp;
-        /// Only where others may have been given up before.
+        /// Only for rules that had given up lines before.
         std::vector<qint64> decided;
         bool hadGivenUp = false;
     };
@@ -149,7 +149,7 @@ private:
     bool records_ = true;
 };
 
-/// Runs the rules over the lines of one load.
+/// Evaluates the rules over the lines of one load.
 class RuleEnforcer::Pass : public RulePassProtocol {
 public:
     enum class Telling { On, Off };

@@ -98,10 +98,10 @@ void IndexedFile::add(std::uint64_t offset, std::span<const char> bytes,
     if (copy_) // before the lines that need them
         copy_->write(offset, bytes);
     index_.appendNewlines(offset, newlines);
-    const qint64 complete = index_.entryCount() - 1;
-    // Never fewer than readers saw before the scan.
-    if (!newlines.empty() && complete >= index_.lineCount())
-        index_.publish(complete, index_.lastOffset() - index_.lineEnd().size);
+    // The last entry is the start of a line that is not complete. With a new newline there are no fewer lines
+    // than were published before.
+    if (!newlines.empty())
+        index_.publish(index_.entryCount() - 1, index_.lastOffset() - index_.lineEnd().size);
 }
 
 void IndexedFile::truncate(std::uint64_t offset) {

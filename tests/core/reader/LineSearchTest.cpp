@@ -152,6 +152,16 @@ TEST_P(LineSearchTest, FindsTheMatchesOfEachDecodedLine) {
     EXPECT_GT(matches, 300);
 }
 
+TEST_P(LineSearchTest, ATextAcrossTheBorderOfTwoBlocksIsFound) {
+    for (qsizetype before = 8180; before < 8200; ++before) {
+        const TemporaryFile file("\n" + QByteArray(before, '.') + "Needle" +
+                                 QByteArray(16'380 - before, '.') + "\n");
+        const Reader reader = indexed(file);
+        const auto match = findFrom(*reader, firstLine(*reader), SearchItem(u"needle"_s));
+        EXPECT_EQ(match ? match->row : -1, 1) << before;
+    }
+}
+
 TEST_P(LineSearchTest, AFileCutShortEndsTheSearch) {
     const TemporaryFile file(longLog());
     const Reader reader = indexed(file);

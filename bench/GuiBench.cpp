@@ -154,7 +154,7 @@ int switchRules(int argc, char** argv, const char* path) {
         for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
             const auto cell = table.delegate().viewForTableColumn(cell::line, row);
             const auto* look = cell.row ? cell.row->line.attributesAt(0) : nullptr;
-            if (!look || (look->color(attribute::foreground) == painted) != on)
+            if (!look || (look->foreground == painted) != on)
                 return false;
         }
         return true;

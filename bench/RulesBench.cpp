@@ -219,8 +219,9 @@ int rulesEngines(const char* path) {
     const auto ours = [&] {
         rows.clear();
         const auto pass = setting.enforcer().makePass({});
+        RuleMarks marks;
         for (const QString& line : lines)
-            pass->applyRules(static_cast<qint64>(rows.size()), rows.emplace_back(line, plain));
+            pass->applyRules(static_cast<qint64>(rows.size()), rows.emplace_back(line, plain), marks);
     };
     Engines engines;
     std::size_t theirMatches = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/RuleMarks.h"
 #include "foundation/text/AttributedString.h"
 
 namespace korvane {
@@ -14,6 +15,7 @@ struct RowLine {
     bool isLoaded = false;
     /// Bytes of a very long line that the text leaves out.
     quint64 cutBytes = 0;
+    RuleMarks marks{};
 
     QString description() const;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/RuleMarks.h"
 #include "foundation/text/AttributedString.h"
 
 #include <QString>
@@ -11,55 +12,56 @@
 
 namespace korvane {
 
-/// The rules as they stood when the pass was made, for the lines of one page load, on that load's thread.
+/// Evaluates the rules that were active when the pass was made, over the lines of one page load. On the
+/// load's thread.
 class RulePassProtocol {
 public:
     virtual ~RulePassProtocol() = default;
-    /// Marks and paints one line in place.
-    virtual void applyRules(qint64 lineNum, AttributedString& line) = 0;
+    /// Paints one line in place and adds to its marks.
+    virtual void applyRules(qint64 lineNum, AttributedString& line, RuleMarks& marks) = 0;
 };
 
-/// The rules that tell the user of lines, as they stood when the pass was made, for lines that nobody may be
-/// looking at. What is found is delivered when the pass goes. On one thread.
+/// Evaluates the notifying rules that were active when the pass was made, over lines that may not be in view.
+/// Its destructor delivers the notifications. On one thread.
 class NotificationPassProtocol {
 public:
     virtual ~NotificationPassProtocol() = default;
     virtual void look(qint64 lineNum, const QString& line) = 0;
-    /// Something has been found that will be delivered.
+    /// A notification is to be delivered.
     virtual bool hasFoundAny() const = 0;
 };
 
-/// A rule whose pattern takes too long for some lines of a file, of which it is not known whether they match.
+/// A rule whose pattern takes too long for some lines of a file: whether it matches them is unknown.
 struct SlowRule {
     QUuid id;
     QString searchStr;
-    /// Those met so far: at least 1.
+    /// Such lines met so far: at least 1.
     qint64 lineCount = 0;
 };
 
-/// What a data source needs of the rule enforcer.
+/// The rule enforcer as data sources use it.
 class RuleEnforcerProtocol {
 public:
     virtual ~RuleEnforcerProtocol() = default;
 
     /// Any thread; the enforcer and its data source must outlive the pass. Once `isCancelled` answers true,
-    /// no further rule is run; it may be empty. Made before the lines are read: lines of a content that has
-    /// been let go of since are not told of.
+    /// no further rule is run; it may be empty. Make it before the lines are read: lines of an older file
+    /// generation send no notifications.
     virtual std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) = 0;
     /// As above, but sends no notifications. Null while no line can be hidden.
     virtual std::unique_ptr<RulePassProtocol> makeSilentPass(const std::function<bool()>& /*isCancelled*/) {
         return nullptr;
     }
-    /// As above. Null while there is no rule that has something to tell.
+    /// As above. Null while no rule is to notify.
     virtual std::unique_ptr<NotificationPassProtocol> makeNotificationPass() { return nullptr; }
     /// In the order of the active rules; changes are reported by `DocumentNotices::slowRulesChanged`. Any
     /// thread.
     virtual std::vector<SlowRule> slowRules() const { return {}; }
     /// Line numbers mean other lines from now on. Any thread.
     virtual void contentForgotten() {}
-    /// Paints what a search found.
+    /// Paints the matches of a search.
     virtual void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) = 0;
-    /// Drops the active rules and what is known of their notifications.
+    /// Drops the active rules and the record of their notifications.
     virtual void clearRules() = 0;
 };
 

@@ -9,10 +9,9 @@ namespace korvane {
 namespace {
 
 std::shared_ptr<const Attributes> plainAttributes() {
-    auto attributes = std::make_shared<Attributes>();
-    attributes->set(attribute::font, Preferences::shared().logViewFont());
-    attributes->set(attribute::foreground, Preferences::shared().logViewForeground());
-    return attributes;
+    return std::make_shared<const Attributes>(
+        Attributes{.font = Preferences::shared().logViewFont(),
+                   .foreground = Preferences::shared().logViewForeground()});
 }
 
 } // namespace
@@ -26,7 +25,7 @@ LineDecorator::~LineDecorator() = default;
 PageRow LineDecorator::row(qint64 lineIndex, DisplayLine line) const {
     PageRow row{AttributedString(std::move(line.text), plain_), line.cutBytes};
     if (rules_)
-        rules_->applyRules(lineIndex, row.text);
+        rules_->applyRules(lineIndex, row.text, row.marks);
     return row;
 }
 

@@ -9,9 +9,8 @@ namespace korvane {
 
 class RulePassProtocol;
 
-/// Gives lines their font, colour and rule marks, as the settings and rules stood when the decorator was
-/// made. The lines of one decorator share what they have in common. Made for one page load; used on its
-/// thread.
+/// Gives lines their font, colours and rule marks by the settings and rules at its construction. Its lines
+/// share their common attributes. Made for one page load; used on its thread.
 class LineDecorator {
 public:
     /// `rules` may be null.

@@ -16,7 +16,6 @@
 #include <QCoreApplication>
 #include <QLocale>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -138,10 +137,7 @@ std::shared_ptr<LogFileReaderProtocol> LocalDocument::makeReader() {
     if (Preferences::shared().lazyLoadFile())
         return LogReader::create(fileUrl_);
     if (const auto handle = FileHandle::openForReading(fileUrl_)) {
-        std::array<char, 65'536> start;
-        const auto known = static_cast<qsizetype>(handle.value()->read(0, start).value_or(0));
-        const std::uint64_t needed =
-            InMemoryFileLogReader::expectedMemory({start.data(), known}, handle.value()->size().value_or(0));
+        const std::uint64_t needed = handle.value()->size().value_or(0);
         // Some of what is free remains for all else.
         const std::uint64_t most = availableMemory() / 10 * 9;
         if (needed > most) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/RuleMarks.h"
 #include "foundation/text/AttributedString.h"
 
 #include <cstdint>
@@ -27,6 +28,7 @@ struct PageRequest {
 struct PageRow {
     AttributedString text;
     quint64 cutBytes = 0;
+    RuleMarks marks{};
 };
 
 /// What a page load came back with.

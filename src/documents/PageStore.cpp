@@ -11,7 +11,7 @@
 namespace korvane {
 namespace {
 
-/// What shared attributes take is little, and left out.
+/// Without the shared attributes, which take little.
 std::size_t bytesOf(const PageContent& content) {
     constexpr std::size_t textHeader = 32;
     std::size_t bytes = content.rows.capacity() * sizeof(PageRow);
@@ -87,10 +87,8 @@ std::optional<std::vector<bool>> PageStore::hiddenRows(qint64 page) const {
             return std::nullopt;
         std::vector<bool> hidden;
         hidden.reserve(rows->size());
-        for (const PageRow& row : *rows) {
-            const Attributes* const start = row.text.attributesAt(0);
-            hidden.push_back(start && start->isMarked(attribute::hideLine));
-        }
+        for (const PageRow& row : *rows)
+            hidden.push_back(row.marks.hideLine);
         return hidden;
     });
 }

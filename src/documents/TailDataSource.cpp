@@ -188,7 +188,7 @@ qint64 TailDataSource::numberOfRows() const {
 }
 
 RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
-    RowLine shown{lineIndex + 1, std::move(row.text), true, row.cutBytes};
+    RowLine shown{lineIndex + 1, std::move(row.text), true, row.cutBytes, row.marks};
     if (const auto found = lastSearchResults_.find(lineIndex); found != lastSearchResults_.end()) {
         if (const auto enforcer = ruleEnforcer())
             enforcer->highlightSearchMatches(shown.line,
@@ -243,9 +243,9 @@ std::vector<bool> TailDataSource::hiddenLines(qint64 first, const QStringList& t
             hidden.push_back((*shown)[offset]);
         } else {
             AttributedString line(text);
-            rules->applyRules(first, line);
-            const Attributes* const start = line.attributesAt(0);
-            hidden.push_back(start && start->isMarked(attribute::hideLine));
+            RuleMarks marks;
+            rules->applyRules(first, line, marks);
+            hidden.push_back(marks.hideLine);
         }
         ++first;
     }

@@ -18,19 +18,18 @@ HighlightRule::HighlightRule(bool bold, bool italic, bool underline, const QColo
 
 void HighlightRule::applyHighlight(AttributedString& line, const std::vector<TextRange>& ranges) const {
     const QFont font = Preferences::shared().logViewFont();
-    line.addAttribute(attribute::font, font);
+    line.add({.font = font});
     applyColors(line);
     applyFontStyle(line, ranges, font);
 }
 
 void HighlightRule::applyColors(AttributedString& line) const {
-    line.addAttributes(RulePainter::colors(look_, Preferences::shared().logViewBackground()),
-                       {0, line.length()});
+    line.add(RulePainter::colors(look_, Preferences::shared().logViewBackground()));
 }
 
 void HighlightRule::applyFontStyle(AttributedString& line, const std::vector<TextRange>& ranges,
                                    const QFont& font) const {
-    line.addAttributesInRanges(RulePainter::fontStyle(look_, font), ranges);
+    line.add(RulePainter::fontStyle(look_, font), ranges);
 }
 
 AttributedString HighlightRule::previewString(const QString& text) const {

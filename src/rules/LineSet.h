@@ -7,10 +7,10 @@
 
 namespace korvane {
 
-/// Line numbers, a bit each where they lie close together: many take little memory. A value type.
+/// A set of line numbers, stored as bits of blocks: neighbours take little memory. A value type.
 class LineSet {
 public:
-    /// False when it was there already.
+    /// False when it was present already.
     bool insert(qint64 line) {
         auto bit = blocks_[line / blockSize][static_cast<std::size_t>(line % blockSize)];
         const bool isNew = !bit;
@@ -18,7 +18,7 @@ public:
         size_ += isNew;
         return isNew;
     }
-    /// False when it was not there.
+    /// False when it was absent.
     bool remove(qint64 line) {
         const auto block = blocks_.find(line / blockSize);
         const auto place = static_cast<std::size_t>(line % blockSize);

@@ -18,8 +18,7 @@ QuickHighlightFilterRule::QuickHighlightFilterRule(const QString& searchStr)
 
 void QuickHighlightFilterRule::applyHighlight(AttributedString& line,
                                               const std::vector<TextRange>& ranges) const {
-    line.addAttributesInRanges(
-        {{attribute::background, lightBlue}, {attribute::foreground, QColor(Qt::black)}}, ranges);
+    line.add({.foreground = QColor(Qt::black), .background = lightBlue}, ranges);
 }
 
 } // namespace korvane

@@ -15,7 +15,7 @@
 
 namespace korvane {
 
-/// Records what the lines of one pass give rise to, and delivers it at its end, all at once.
+/// Collects the notifications of one pass and delivers them at its end, all at once.
 class RuleEnforcer::Teller {
 public:
     explicit Teller(RuleEnforcer& enforcer) : enforcer_(enforcer), content_(enforcer.content()) {}
@@ -76,10 +76,10 @@ private:
     std::optional<QUrl> fileUrl_; // once it is needed
     QString fileName_;            // comes with it
     std::vector<UserNotification> notifications_;
-    bool bouncesDock_ = false; // however often: it is all one moment
+    bool bouncesDock_ = false; // once for all lines of the pass
 };
 
-/// Evaluates the rules of one pass, and records at its end which lines they gave up.
+/// Evaluates the rules of one pass, and records at its end which lines they have given up.
 class RuleEnforcer::Evaluation {
 public:
     Evaluation(RuleEnforcer& enforcer, std::shared_ptr<const ActiveRules> rules,
@@ -97,7 +97,7 @@ public:
         if (hasChanged)
             enforcer_.postSlowRules();
     }
-    /// What is given up is nobody's business.
+    /// Lines that are given up are not recorded.
     void recordNothing() { records_ = false; }
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
@@ -121,7 +121,7 @@ public:
 private:
     struct Lines {
         std::vector<qint64> givenUp;
-        /// Only where others may have been given up before.
+        /// Only for rules that had given up lines before.
         std::vector<qint64> decided;
         bool hadGivenUp = false;
     };
@@ -147,7 +147,7 @@ private:
     bool records_ = true;
 };
 
-/// Runs the rules over the lines of one load.
+/// Evaluates the rules over the lines of one load.
 class RuleEnforcer::Pass : public RulePassProtocol {
 public:
     enum class Telling { On, Off };
@@ -162,35 +162,35 @@ public:
             evaluation_.recordNothing();
     }
 
-    void applyRules(qint64 lineNum, AttributedString& line) override {
+    void applyRules(qint64 lineNum, AttributedString& line, RuleMarks& marks) override {
         if (enforcer_.canceled_)
             enforcer_.canceled_ = false;
         if (evaluation_.ruleCount() == 0)
             return;
         painter_.beginLine();
+        RuleMarks found = marks;
         const SearchedLine searched(line.string());
         for (std::size_t i = 0; i < evaluation_.ruleCount() && !evaluation_.isCancelled(); ++i) {
             const auto [ranges, gaveUp] = evaluation_.match(i, lineNum, searched);
-            if (gaveUp)
-                painter_.giveUp();
+            found.givenUp |= gaveUp;
             if (ranges.empty())
                 continue;
-            painter_.addMatches(evaluation_.rule(i).snapshot->values, ranges);
+            const RuleValues& rule = evaluation_.rule(i).snapshot->values;
+            painter_.addMatches(rule, ranges);
+            (rule.hide ? found.hideLine : found.showOnlyLine) = true;
             if (teller_)
                 teller_->lineMatches(lineNum, evaluation_.rule(i));
         }
-        if (enforcer_.dataSource_.defaultLineAction() == DefaultFilterLineAction::hide &&
-            !painter_.hasMatches() && !painter_.hasGivenUp() && !isMarked(line))
-            painter_.hide();
         painter_.paint(line);
+        if (line.length() == 0)
+            return;
+        if (enforcer_.dataSource_.defaultLineAction() == DefaultFilterLineAction::hide &&
+            found == RuleMarks())
+            found.hideLine = true;
+        marks = found;
     }
 
 private:
-    static bool isMarked(const AttributedString& line) {
-        const Attributes* const first = line.attributesAt(0);
-        return first && (first->isMarked(attribute::hideLine) || first->isMarked(attribute::showOnlyLine));
-    }
-
     RuleEnforcer& enforcer_;
     std::optional<Teller> teller_;
     Evaluation evaluation_;
@@ -404,20 +404,18 @@ void RuleEnforcer::postSlowRules() const {
     });
 }
 
-AttributedString& RuleEnforcer::applyRules(qint64 lineNum, AttributedString& line) {
-    makePass({})->applyRules(lineNum, line);
+RowLine& RuleEnforcer::applyRules(qint64 lineNum, RowLine& line) {
+    makePass({})->applyRules(lineNum, line.line, line.marks);
     return line;
 }
 
-AttributedString RuleEnforcer::applyRules(qint64 lineNum, const QString& line) {
-    AttributedString attributed(line);
-    applyRules(lineNum, attributed);
-    return attributed;
+RowLine RuleEnforcer::applyRules(qint64 lineNum, const QString& line) {
+    RowLine row{lineNum + 1, AttributedString(line), true};
+    return applyRules(lineNum, row);
 }
 
 void RuleEnforcer::highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) {
-    line.addAttributesInRanges(
-        {{attribute::background, QColor(Qt::yellow)}, {attribute::foreground, QColor(Qt::red)}}, ranges);
+    line.add({.foreground = QColor(Qt::red), .background = QColor(Qt::yellow)}, ranges);
 }
 
 bool RuleEnforcer::recordLine(const ActiveRule& rule, qint64 lineNum, std::uint64_t content) {

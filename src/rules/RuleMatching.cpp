@@ -8,12 +8,12 @@ namespace {
 
 using Steps = MatchBudget::Steps;
 
-/// Limits for one page.
+/// Limits for one page, in matching steps.
 constexpr Steps mostStepsOfRule = 15'000'000;
 constexpr Steps mostStepsOfAll = 30'000'000;
-/// The part of its limit that is left to a rule that has exceeded it.
+/// Divisor of the limit for a rule that has exceeded it before.
 constexpr Steps slowPart = 10;
-/// Enough for an empty line, whatever the pattern: it is never given up.
+/// Steps that an empty line always has, so that it is never given up.
 constexpr Steps stepsForNothing = 20'000;
 
 } // namespace
@@ -29,7 +29,7 @@ RuleMatching::RuleMatching(const std::vector<Rule>& rules, std::function<bool()>
 }
 
 Steps RuleMatching::stepsLeft(const Entry& rule) const {
-    // Those that cost little go on when a few have used up what there was for all.
+    // Cheap rules go on when a few others have used up the common limit.
     const Steps limit = spent_ < mostStepsOfAll
                             ? rule.limit
                             : std::min(rule.limit, mostStepsOfAll / std::max<Steps>(patterns_, 1));

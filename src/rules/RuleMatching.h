@@ -7,24 +7,23 @@
 
 namespace korvane {
 
-/// Matches rules against the lines of one page for any caller, within limits: one for each rule, and
-/// one for all of them. What is over its limit gives up all lines that it would have to look into. For a
-/// worker's thread, one at a time.
+/// Matches rules against the lines of one page within limits: one for each rule, and one for all of them. A
+/// rule over its limit gives up every line that it would have to examine. One worker's thread at a time.
 class RuleMatching {
 public:
     struct Rule {
         /// Must outlive the matching.
         const CompiledSearch& search;
-        /// Begin with a tenth of the limit.
+        /// The rule starts with a tenth of the limit.
         bool isTooSlow = false;
     };
 
-    /// `isCancelled` may be empty; it is asked while a line is matched, too.
+    /// `isCancelled` may be empty; it is polled also while a line is matched.
     RuleMatching(const std::vector<Rule>& rules, std::function<bool()> isCancelled);
 
-    /// `rule`: an index of the list given at first.
+    /// `rule`: an index into the list of the constructor.
     MatchOutcome match(std::size_t rule, const SearchedLine& line);
-    /// The rule has had more to do than it may, now or before.
+    /// The rule has exceeded its limit, now or before.
     bool isTooSlow(std::size_t rule) const { return rules_[rule].isTooSlow; }
 
 private:
@@ -43,7 +42,7 @@ private:
     std::vector<Entry> rules_;
     Steps patterns_ = 0; // how many of the rules are patterns
     Steps spent_ = 0;    // by all rules
-    MatchBudget budget_; // of the line under way
+    MatchBudget budget_; // of the current line
 };
 
 } // namespace korvane

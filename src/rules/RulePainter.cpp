@@ -23,16 +23,13 @@ RulePainter::RulePainter() : viewBackground_(Preferences::shared().logViewBackgr
         fonts_[style] = styled(Preferences::shared().logViewFont(), style & bold, style & italic);
 }
 
-RulePainter::Values RulePainter::colors(const RuleLook& look, const QColor& viewBackground) {
-    return {{attribute::foreground, look.foreground},
-            {attribute::background, look.useViewBackground ? viewBackground : look.background}};
+Attributes RulePainter::colors(const RuleLook& look, const QColor& viewBackground) {
+    return {.foreground = look.foreground,
+            .background = look.useViewBackground ? viewBackground : look.background};
 }
 
-RulePainter::Values RulePainter::fontStyle(const RuleLook& look, const QFont& font) {
-    Values values{{attribute::font, styled(font, look.bold, look.italic)}};
-    if (look.underline)
-        values.emplace_back(attribute::underline, attribute::singleUnderline);
-    return values;
+Attributes RulePainter::fontStyle(const RuleLook& look, const QFont& font) {
+    return {.font = styled(font, look.bold, look.italic), .underline = look.underline};
 }
 
 unsigned RulePainter::styleOf(const RuleLook& look) {
@@ -41,20 +38,18 @@ unsigned RulePainter::styleOf(const RuleLook& look) {
 
 std::size_t RulePainter::PieceHash::operator()(const Piece& piece) const {
     return (reinterpret_cast<std::size_t>(piece.rule) ^
-            reinterpret_cast<std::size_t>(piece.standing.get()) >> 4) *
+            reinterpret_cast<std::size_t>(piece.present.get()) >> 4) *
                31 +
-           piece.bits;
+           piece.style;
 }
 
 void RulePainter::beginLine() {
     last_ = nullptr;
-    marks_ = 0;
     edges_.clear();
 }
 
 void RulePainter::addMatches(const RuleValues& rule, const std::vector<TextRange>& ranges) {
     last_ = &rule;
-    marks_ |= rule.hide ? hideMark : showMark;
     const unsigned style = styleOf(rule.look);
     if (style == 0)
         return;
@@ -99,33 +94,21 @@ const std::shared_ptr<const Attributes>& RulePainter::painted(const Piece& piece
     std::shared_ptr<const Attributes>& known = made_[piece];
     if (known)
         return known;
-    auto made =
-        piece.standing ? std::make_shared<Attributes>(*piece.standing) : std::make_shared<Attributes>();
-    if (piece.rule) {
-        made->set(attribute::font, fonts_[piece.bits & (bold | italic)]);
-        for (const auto& [name, value] : colors(piece.rule->look, viewBackground_))
-            made->set(name, value);
-        if (piece.bits & underline)
-            made->set(attribute::underline, attribute::singleUnderline);
-    }
-    if (piece.bits & hideMark)
-        made->set(attribute::hideLine, true);
-    if (piece.bits & showMark)
-        made->set(attribute::showOnlyLine, true);
-    if (piece.bits & givenUpMark)
-        made->set(attribute::givenUpLine, true);
-    known = std::move(made);
+    Attributes made = *piece.present;
+    made.add(colors(piece.rule->look, viewBackground_));
+    made.font = fonts_[piece.style & (bold | italic)];
+    made.underline |= (piece.style & underline) != 0;
+    known = std::make_shared<const Attributes>(std::move(made));
     return known;
 }
 
 void RulePainter::paint(AttributedString& line) {
-    if (marks_ == 0)
+    if (!last_)
         return;
     cutIntoPieces(line.length());
-    line.replaceAttributes(pieces_,
-                           [this](std::size_t piece, const std::shared_ptr<const Attributes>& standing) {
-                               return painted({last_, styles_[piece] | marks_, standing});
-                           });
+    line.change(pieces_, [this](std::size_t piece, const std::shared_ptr<const Attributes>& present) {
+        return painted({last_, styles_[piece], present});
+    });
 }
 
 } // namespace korvane

@@ -15,7 +15,7 @@ namespace korvane {
 
 class FilterRule;
 
-/// The values of a rule at one moment. A rule object itself is changed in place on the main thread.
+/// The values of a rule at one moment; the rule object itself changes on the main thread.
 struct RuleValues {
     explicit RuleValues(const FilterRule& rule);
 
@@ -29,7 +29,7 @@ struct RuleValues {
     bool bouncesDock;
     Frequency frequency;
 
-    /// Whether the user gets to know of a match otherwise than by looking.
+    /// Whether a match notifies the user.
     bool tells() const { return notifies || bouncesDock; }
     /// Equal in everything but identity.
     bool isLike(RuleValues other) const {
@@ -53,13 +53,13 @@ struct RuleSnapshot {
     const CompiledSearch search;
 };
 
-/// What has become of a rule since it was switched on or changed. Guarded by the enforcer's lock.
+/// The history of a rule since it was switched on or changed. Guarded by the enforcer's lock.
 struct RuleRecord {
-    /// The rule has been changed or removed: what older passes still find is not reported.
+    /// The rule has been changed or removed: matches of older passes are not reported.
     bool isRetired = false;
     bool hasNotified = false;
     LineSet notifiedLines;
-    /// It has exceeded its limit for a page of this content.
+    /// It has exceeded its limit for a page of this file generation.
     bool isTooSlow = false;
     LineSet givenUpLines;
 };

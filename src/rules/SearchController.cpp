@@ -35,7 +35,7 @@ SearchController::SearchController(Window window, std::shared_ptr<TailDataSource
 SearchController::~SearchController() = default;
 
 void SearchController::performSearch(const QString& searchText, Way way) {
-    const bool forward = searchingForward_ == (way == Way::Current);
+    const Direction direction = way == Way::Current ? direction_ : opposite(direction_);
     if (searchText.isEmpty()) {
         clearSearch();
         return;
@@ -46,9 +46,9 @@ void SearchController::performSearch(const QString& searchText, Way way) {
     if (text != currentSearchItem_) {
         clearSearch();
         currentSearchItem_ = text;
-        resetPosition(forward);
+        resetPosition(direction);
     }
-    const RowRange rows = rowsToSearch(forward);
+    const RowRange rows = rowsToSearch(direction);
     currentOperation_ = std::make_shared<SearchOperation>(dataSource_, text, rows.start, rows.end);
     window_.progress.show();
     currentOperation_->setCompletion([weak = weak_from_this(), operation = std::weak_ptr(currentOperation_)] {
@@ -62,9 +62,9 @@ void SearchController::performSearch(const QString& searchText, Way way) {
     opQueue_.addOperation(currentOperation_);
 }
 
-SearchController::RowRange SearchController::rowsToSearch(bool forward) const {
+SearchController::RowRange SearchController::rowsToSearch(Direction direction) const {
     const qint64 rows = rowCount();
-    if (forward) {
+    if (direction == Direction::Forwards) {
         const qint64 start = currentSearchRow_ + 1;
         return {std::min(start, rows - 1), rows - 1};
     }
@@ -79,14 +79,14 @@ qint64 SearchController::rowCount() const {
 void SearchController::handleSearchDirectionToggled(bool forward) {
     // A match still to come would lie in the old direction.
     cancelSearches();
-    searchingForward_ = forward;
-    resetPosition(searchingForward_);
+    direction_ = forward ? Direction::Forwards : Direction::Backwards;
+    resetPosition(direction_);
 }
 
 void SearchController::clearSearch() {
     currentSearchItem_.clear();
     cancelSearches();
-    resetPosition(searchingForward_);
+    resetPosition(direction_);
 }
 
 void SearchController::cancelSearches() {
@@ -96,8 +96,8 @@ void SearchController::cancelSearches() {
     currentOperation_.reset();
 }
 
-void SearchController::resetPosition(bool forward) {
-    currentSearchRow_ = forward ? -1 : rowCount();
+void SearchController::resetPosition(Direction direction) {
+    currentSearchRow_ = direction == Direction::Forwards ? -1 : rowCount();
     if (!dataSource_ || dataSource_->lastSearchResults().empty())
         return;
     dataSource_->setLastSearchResults({});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/search/Direction.h"
 #include "core/search/SearchMatch.h"
 #include "foundation/notices/Notice.h"
 #include "foundation/work/Operation.h"
@@ -75,7 +76,7 @@ public:
 
     const QString& currentSearchItem() const { return currentSearchItem_; }
     qint64 currentSearchRow() const { return currentSearchRow_; }
-    bool searchingForward() const { return searchingForward_; }
+    bool searchingForward() const { return direction_ == Direction::Forwards; }
     bool searchInProgress() const { return currentOperation_ != nullptr; }
 
 private:
@@ -85,12 +86,12 @@ private:
         qint64 start = 0;
         qint64 end = 0;
     };
-    RowRange rowsToSearch(bool forward) const;
+    RowRange rowsToSearch(Direction direction) const;
     qint64 rowCount() const;
     void handleSearchDirectionToggled(bool forward);
     void cancelSearches();
-    /// To where a search in this direction begins; the matches go.
-    void resetPosition(bool forward);
+    /// Goes back to where a search in this direction begins, and drops the matches.
+    void resetPosition(Direction direction);
     void searchEnded(const SearchOperation& operation);
     /// Returns whether it is another match than the last one.
     bool show(const SearchMatch& match);
@@ -104,7 +105,7 @@ private:
     QString currentSearchItem_;
     /// The row of the last match; the next search starts beside it.
     qint64 currentSearchRow_ = -1;
-    bool searchingForward_ = true;
+    Direction direction_ = Direction::Forwards;
     /// The one whose end counts; null while nothing is searched.
     std::shared_ptr<SearchOperation> currentOperation_;
     OperationQueue opQueue_{"Search queue", 1};

@@ -105,6 +105,7 @@ TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
          {{2, u"three"_s}}},
         {"more of what was there", "one\ntw", {"o\nthree\n"}, {{1, u"two"_s}, {2, u"three"_s}}},
         {"the first lines", "", {"one\n", "\n", "three\n"}, {{0, u"one"_s}, {1, u""_s}, {2, u"three"_s}}},
+        {"the end of an empty line", "one\n", {"\n"}, {{1, u""_s}}},
         {"halves", "", {"o", "n", "e\nt", "wo\n"}, {{0, u"one"_s}, {1, u"two"_s}}},
         {"a status without newline", "", {"50 %", nothing, nothing}, {{0, u"50 %"_s}}},
         {"its late newline", "", {"ok", nothing, "\nnext\n"}, {{0, u"ok"_s}, {1, u"next"_s}}},

@@ -24,15 +24,15 @@ class FakeEnforcer : public RuleEnforcerProtocol {
 public:
     std::unique_ptr<RulePassProtocol> makePass(std::function<bool()>) override {
         struct Pass : RulePassProtocol {
-            void applyRules(qint64 lineNum, AttributedString& line) override {
-                if (line.string().endsWith(u'3') && line.string() == QString::number(lineNum + 1))
-                    line.addAttribute(attribute::hideLine, true);
+            void applyRules(qint64 lineNum, AttributedString& line, RuleMarks& marks) override {
+                marks.hideLine =
+                    line.string().endsWith(u'3') && line.string() == QString::number(lineNum + 1);
             }
         };
         return std::make_unique<Pass>();
     }
     void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) override {
-        line.addAttributesInRanges({{attribute::background, QColor(Qt::yellow)}}, ranges);
+        line.add({.background = QColor(Qt::yellow)}, ranges);
     }
     void clearRules() override { isCleared = true; }
     bool isCleared = false;
@@ -123,9 +123,8 @@ TEST_F(LogTableDataSourceTest, LinesCarryFontColourAndWhatWasCutOffThem) {
     textOf(0);
     const RowLine row = source_->rowLine(6);
     EXPECT_EQ(row.cutBytes, 99U);
-    EXPECT_EQ(row.line.attributesAt(0)->font(), Preferences::shared().logViewFont());
-    EXPECT_EQ(row.line.attributesAt(0)->color(attribute::foreground),
-              Preferences::shared().logViewForeground());
+    EXPECT_EQ(row.line.attributesAt(0)->font, Preferences::shared().logViewFont());
+    EXPECT_EQ(row.line.attributesAt(0)->foreground, Preferences::shared().logViewForeground());
     EXPECT_EQ(source_->rowLine(5).cutBytes, 0U);
     EXPECT_EQ(source_->rowLine(5).line.attributesAt(0), row.line.attributesAt(0)) << "not shared";
 }
@@ -349,13 +348,13 @@ TEST_F(LogTableDataSourceTest, SlowLoadsOfAGrowingPageDoNotPileUp) {
 TEST_F(LogTableDataSourceTest, QuickHighlightComesAndGoesWithoutATrace) {
     textOf(0);
     const auto backgroundAt = [&](int position) {
-        return source_->rowLine(1233).line.attributesAt(position)->color(attribute::background);
+        return source_->rowLine(1233).line.attributesAt(position)->background;
     };
     EXPECT_FALSE(backgroundAt(0));
     source_->setQuickHighlightSelectionString(u"23"_s);
     EXPECT_FALSE(backgroundAt(0));
     EXPECT_TRUE(backgroundAt(1));
-    EXPECT_TRUE(source_->cachedRowLine(1233)->line.attributesAt(2)->color(attribute::background));
+    EXPECT_TRUE(source_->cachedRowLine(1233)->line.attributesAt(2)->background);
     source_->setQuickHighlightEnabled(false);
     EXPECT_FALSE(backgroundAt(1));
     source_->setQuickHighlightEnabled(true);
@@ -375,8 +374,8 @@ TEST_F(LogTableDataSourceTest, QuickHighlightStartsAsThePreferenceSays) {
 TEST_F(LogTableDataSourceTest, EveryLinePassesTheRulesUnderItsOwnNumber) {
     source_->setRuleEnforcer(std::make_shared<FakeEnforcer>());
     textOf(5002);
-    EXPECT_TRUE(source_->rowLine(5002).line.attributesAt(0)->isMarked(attribute::hideLine));
-    EXPECT_FALSE(source_->rowLine(5003).line.attributesAt(0)->isMarked(attribute::hideLine));
+    EXPECT_TRUE(source_->rowLine(5002).marks.hideLine);
+    EXPECT_FALSE(source_->rowLine(5003).marks.hideLine);
 }
 
 TEST_F(LogTableDataSourceTest, SearchMatchesArePaintedWhereTheyStillLieInTheText) {
@@ -385,10 +384,10 @@ TEST_F(LogTableDataSourceTest, SearchMatchesArePaintedWhereTheyStillLieInTheText
     source_->setLastSearchResults({{99, {99, {{1, 1}, {2, 500}, {600, 3}}}}});
     const AttributedString line = source_->rowLine(99).line;
     ASSERT_EQ(line.string(), u"100"_s);
-    EXPECT_FALSE(line.attributesAt(0)->color(attribute::background));
-    EXPECT_TRUE(line.attributesAt(1)->color(attribute::background));
-    EXPECT_TRUE(line.attributesAt(2)->color(attribute::background));
-    EXPECT_FALSE(source_->rowLine(98).line.attributesAt(0)->color(attribute::background));
+    EXPECT_FALSE(line.attributesAt(0)->background);
+    EXPECT_TRUE(line.attributesAt(1)->background);
+    EXPECT_TRUE(line.attributesAt(2)->background);
+    EXPECT_FALSE(source_->rowLine(98).line.attributesAt(0)->background);
     source_->invalidateRows();
     EXPECT_EQ(source_->lastSearchResults().size(), 1U);
     source_->clearCache();

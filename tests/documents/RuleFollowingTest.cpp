@@ -63,7 +63,7 @@ protected:
     }
     std::optional<QColor> colorOf(qint64 row) {
         const RowLine line = source_->rowLine(row);
-        return line.isLoaded ? line.line.attributesAt(0)->color(attribute::foreground) : std::nullopt;
+        return line.isLoaded ? line.line.attributesAt(0)->foreground : std::nullopt;
     }
     bool waitForColor(qint64 row, QColor color) {
         return waitFor([&] { return colorOf(row) == color; });
@@ -151,9 +151,7 @@ TEST_F(RuleFollowingTest, TheDefaultActionHidesAndShowsAtOnce) {
     addRule(u"1"_s, Qt::red, true);
     open();
     ASSERT_TRUE(waitForColor(0, Qt::red));
-    const auto isHidden = [&](qint64 row) {
-        return source_->rowLine(row).line.attributesAt(0)->isMarked(attribute::hideLine);
-    };
+    const auto isHidden = [&](qint64 row) { return source_->rowLine(row).marks.hideLine; };
     EXPECT_FALSE(isHidden(1));
     notices_ = 0;
     source_->setDefaultLineAction(DefaultFilterLineAction::hide);

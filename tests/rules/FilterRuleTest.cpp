@@ -15,18 +15,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class RulesTest : public test::PreferencesTest {
-protected:
-    static QFont fontAt(const AttributedString& line, int position) {
-        return line.attributesAt(position)->font().value();
-    }
-    static QColor colorAt(const AttributedString& line, std::string_view name, int position) {
-        return line.attributesAt(position)->color(name).value();
-    }
-    static bool isUnderlinedAt(const AttributedString& line, int position) {
-        return line.attributesAt(position)->value(attribute::underline) != nullptr;
-    }
-};
+class RulesTest : public test::PreferencesTest {};
 
 // Rows are painted for many rules at once, the operation of a rule by itself: both look the same.
 TEST_F(RulesTest, ARulePaintsALineAsRowsArePainted) {
@@ -44,17 +33,16 @@ TEST_F(RulesTest, ARulePaintsALineAsRowsArePainted) {
         rule->applyHighlight(line, rule->matchRanges(text));
         RuleEnforcer enforcer(source);
         enforcer.addRule(rule);
-        const AttributedString row = enforcer.applyRules(0, text);
+        const RowLine row = enforcer.applyRules(0, text);
         for (int i = 0; i < text.size(); ++i) {
             const bool isMatch = (i >= 3 && i < 8) || i >= 12;
-            EXPECT_EQ(fontAt(line, i).bold(), isMatch && look->bold());
-            EXPECT_EQ(fontAt(line, i), fontAt(row, i));
-            EXPECT_EQ(isUnderlinedAt(line, i), isUnderlinedAt(row, i));
-            EXPECT_EQ(colorAt(row, attribute::foreground, i), QColor(Qt::red));
-            EXPECT_EQ(colorAt(row, attribute::background, i),
-                      variant & 8 ? QColor(1, 2, 3) : QColor(Qt::yellow));
-            for (const auto name : {attribute::foreground, attribute::background})
-                EXPECT_EQ(colorAt(line, name, i), colorAt(row, name, i));
+            const Attributes& here = *line.attributesAt(i);
+            EXPECT_EQ(here.font->bold(), isMatch && look->bold());
+            EXPECT_EQ(here.font->italic(), isMatch && look->italic());
+            EXPECT_EQ(here.underline, isMatch && look->underline());
+            EXPECT_EQ(here.foreground, QColor(Qt::red));
+            EXPECT_EQ(here.background, variant & 8 ? QColor(1, 2, 3) : QColor(Qt::yellow));
+            EXPECT_EQ(here, *row.line.attributesAt(i));
         }
     }
 }
@@ -74,12 +62,13 @@ TEST_F(RulesTest, ThePreviewIsInTheSystemsFontAtTwelvePoints) {
     const AttributedString preview = rule.previewSearchStr();
     EXPECT_EQ(preview.string(), u"error"_s);
     for (const int position : {0, 4}) {
-        EXPECT_EQ(fontAt(preview, position).family(), u"System Sans"_s);
-        EXPECT_EQ(fontAt(preview, position).pointSizeF(), 12.0);
-        EXPECT_TRUE(fontAt(preview, position).bold());
-        EXPECT_TRUE(isUnderlinedAt(preview, position));
-        EXPECT_EQ(colorAt(preview, attribute::foreground, position), QColor(Qt::red));
-        EXPECT_EQ(colorAt(preview, attribute::background, position), QColor(Qt::yellow));
+        const Attributes& here = *preview.attributesAt(position);
+        EXPECT_EQ(here.font->family(), u"System Sans"_s);
+        EXPECT_EQ(here.font->pointSizeF(), 12.0);
+        EXPECT_TRUE(here.font->bold());
+        EXPECT_TRUE(here.underline);
+        EXPECT_EQ(here.foreground, QColor(Qt::red));
+        EXPECT_EQ(here.background, QColor(Qt::yellow));
     }
 }
 
@@ -95,16 +84,16 @@ TEST_F(RulesTest, ADescriptionSaysWhatTheRuleDoes) {
 TEST_F(RulesTest, QuickHighlightColoursTheSelectedTextAndLeavesTheRest) {
     const QuickHighlightFilterRule rule(u"a.b"_s);
     AttributedString line(u"A.B axb a.b"_s);
-    line.addAttribute(attribute::foreground, QColor(Qt::red));
+    line.add({.foreground = QColor(Qt::red)});
     rule.applyHighlight(line, rule.matchRanges(line.string()));
 
     for (int i = 0; i < line.length(); ++i) {
         SCOPED_TRACE(i);
         const bool isMatch = i < 3 || i >= 8;
-        EXPECT_EQ(colorAt(line, attribute::foreground, i), QColor(isMatch ? Qt::black : Qt::red));
-        EXPECT_EQ(line.attributesAt(i)->color(attribute::background),
+        EXPECT_EQ(line.attributesAt(i)->foreground, QColor(isMatch ? Qt::black : Qt::red));
+        EXPECT_EQ(line.attributesAt(i)->background,
                   isMatch ? std::optional(QColor(181, 214, 255)) : std::nullopt);
-        EXPECT_FALSE(line.attributesAt(i)->font());
+        EXPECT_FALSE(line.attributesAt(i)->font);
     }
 }
 

@@ -38,11 +38,12 @@ protected:
     static std::shared_ptr<HighlightRule> highlight(bool bold, bool italic, bool underline, QColor color) {
         return std::make_shared<HighlightRule>(bold, italic, underline, color, Qt::white);
     }
-    bool isHidden(const QString& text) {
-        return isMarked(enforcer_.applyRules(0, text), attribute::hideLine);
-    }
-    static bool isMarked(const AttributedString& line, std::string_view mark) {
-        return line.attributesAt(0) && line.attributesAt(0)->isMarked(mark);
+    bool isHidden(const QString& text) { return enforcer_.applyRules(0, text).marks.hideLine; }
+    static RuleMarks marksBy(RulePassProtocol& pass, qint64 lineNum, const QString& text) {
+        AttributedString line(text);
+        RuleMarks marks;
+        pass.applyRules(lineNum, line, marks);
+        return marks;
     }
     /// One-based line numbers told so far.
     std::vector<qint64> told() {
@@ -73,7 +74,7 @@ TEST_F(RuleEnforcerTest, MarkTable) {
         {{}, hide, u"good"_s, false, false}, // without rules nothing is hidden
         {{showGood}, hide, u"good"_s, false, true},
         {{showGood}, hide, u"other"_s, true, false},
-        {{showGood}, hide, u""_s, false, false},
+        {{showGood}, hide, u""_s, false, false}, // an empty line is never hidden
         {{showGood}, show, u"other"_s, false, false},
         {{hideBad}, show, u"bad"_s, true, false},
         {{hideBad}, show, u"other"_s, false, false},
@@ -83,9 +84,8 @@ TEST_F(RuleEnforcerTest, MarkTable) {
     for (const auto& c : cases) {
         enforcer_.setActiveRules(c.rules);
         source_.setDefaultLineAction(c.action);
-        const AttributedString line = enforcer_.applyRules(0, c.line);
-        EXPECT_EQ(isMarked(line, attribute::hideLine), c.hidden) << c.line.toStdString();
-        EXPECT_EQ(isMarked(line, attribute::showOnlyLine), c.shownOnly) << c.line.toStdString();
+        const RuleMarks marks = enforcer_.applyRules(0, c.line).marks;
+        EXPECT_EQ(marks, (RuleMarks{c.hidden, c.shownOnly})) << c.line.toStdString();
     }
 }
 
@@ -140,8 +140,7 @@ TEST_F(RuleEnforcerTest, TheNumbersOfAContentThatIsGoneDoNotSilenceTheNextOne) {
     const auto oldPage = enforcer_.makePass({});
     const auto oldPass = enforcer_.makeNotificationPass();
     enforcer_.contentForgotten();
-    AttributedString line(u"error"_s);
-    oldPage->applyRules(1, line);
+    marksBy(*oldPage, 1, u"error"_s);
     oldPass->look(2, u"error"_s);
     EXPECT_FALSE(oldPass->hasFoundAny());
     for (const qint64 number : {0, 1, 2, 0})
@@ -152,10 +151,8 @@ TEST_F(RuleEnforcerTest, TheNumbersOfAContentThatIsGoneDoNotSilenceTheNextOne) {
 TEST_F(RuleEnforcerTest, ALineMarkedBeforeIsNotHiddenByDefault) {
     enforcer_.addRule(rule(u"x"_s));
     source_.setDefaultLineAction(DefaultFilterLineAction::hide);
-    AttributedString line(u"other"_s);
-    line.addAttribute(attribute::showOnlyLine, true);
-    enforcer_.applyRules(0, line);
-    EXPECT_FALSE(isMarked(line, attribute::hideLine));
+    RowLine line{1, AttributedString(u"other"_s), true, 0, {.showOnlyLine = true}};
+    EXPECT_EQ(enforcer_.applyRules(0, line).marks, (RuleMarks{.showOnlyLine = true}));
 }
 
 // An oracle that knows nothing of runs: every position by itself.
@@ -175,9 +172,7 @@ TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosi
     rules.back()->highlightRule()->setUseViewBackground(false);
     enforcer_.updateRule(rules.back());
 
-    AttributedString line(u"an error in door: error"_s);
-    line.addAttribute(attribute::filterType, 7, {4, 9});
-    enforcer_.applyRules(0, line);
+    const AttributedString line = enforcer_.applyRules(0, u"an error in door: error"_s).line;
     for (int i = 0; i < line.length(); ++i) {
         SCOPED_TRACE(i);
         bool bold = false;
@@ -191,17 +186,14 @@ TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosi
                 underline |= isIn && each->highlightRule()->underline();
             }
         const Attributes& here = *line.attributesAt(i);
-        EXPECT_EQ(here.color(attribute::foreground), QColor(Qt::cyan));
-        EXPECT_EQ(here.color(attribute::background), QColor(Qt::white));
-        EXPECT_EQ(here.font()->family(), Preferences::shared().logViewFont().family());
-        EXPECT_EQ(here.font()->bold(), bold);
-        EXPECT_EQ(here.font()->italic(), italic);
-        EXPECT_EQ(here.value(attribute::underline) != nullptr, underline);
-        EXPECT_EQ(here.value(attribute::filterType) != nullptr, i >= 4 && i < 13)
-            << "what stood there is lost";
+        EXPECT_EQ(here.foreground, QColor(Qt::cyan));
+        EXPECT_EQ(here.background, QColor(Qt::white));
+        EXPECT_EQ(here.font->family(), Preferences::shared().logViewFont().family());
+        EXPECT_EQ(here.font->bold(), bold);
+        EXPECT_EQ(here.font->italic(), italic);
+        EXPECT_EQ(here.underline, underline);
     }
-    EXPECT_EQ(enforcer_.applyRules(0, u"elsewhere"_s).attributesAt(0)->color(attribute::background),
-              QColor(1, 2, 3));
+    EXPECT_EQ(enforcer_.applyRules(0, u"elsewhere"_s).line.attributesAt(0)->background, QColor(1, 2, 3));
 }
 
 TEST_F(RuleEnforcerTest, LinesOfAPassThatLookAlikeShareTheirAttributes) {
@@ -209,8 +201,9 @@ TEST_F(RuleEnforcerTest, LinesOfAPassThatLookAlikeShareTheirAttributes) {
     const auto plain = std::make_shared<Attributes>();
     AttributedString lines[] = {AttributedString(u"ax"_s, plain), AttributedString(u"bx"_s, plain)};
     const auto pass = enforcer_.makePass({});
+    RuleMarks marks;
     for (AttributedString& line : lines)
-        pass->applyRules(0, line);
+        pass->applyRules(0, line, marks);
     EXPECT_EQ(lines[0].attributesAt(0), lines[1].attributesAt(0));
     EXPECT_EQ(lines[0].attributesAt(1), lines[1].attributesAt(1));
     EXPECT_NE(lines[0].attributesAt(0), lines[0].attributesAt(1));
@@ -286,8 +279,7 @@ TEST_F(RuleEnforcerTest, ChangingOneRuleLeavesTheBookkeepingOfTheOthers) {
 
     changed->highlightRule()->setForeground(Qt::magenta);
     EXPECT_TRUE(enforcer_.setActiveRules({kept, changed}));
-    EXPECT_EQ(enforcer_.applyRules(1, u"error"_s).attributesAt(0)->color(attribute::foreground),
-              QColor(Qt::magenta));
+    EXPECT_EQ(enforcer_.applyRules(1, u"error"_s).line.attributesAt(0)->foreground, QColor(Qt::magenta));
     EXPECT_EQ(told().size(), 2U) << "only the look has changed";
 
     changed->searchItem()->setIgnoreCase(false);
@@ -307,12 +299,10 @@ TEST_F(RuleEnforcerTest, ALineThatARuleGaveUpOnIsShownMarkedAndCounted) {
     const auto subscription = source_.getDocument()->notices().slowRulesChanged.subscribe([&] { ++changes; });
 
     const QString endless = u"2026-11-22 06:59:01 INFO an urgent request of a worker has finished"_s;
-    const AttributedString line = enforcer_.applyRules(7, endless);
-    EXPECT_TRUE(isMarked(line, attribute::givenUpLine));
-    EXPECT_FALSE(isMarked(line, attribute::hideLine));
-    const AttributedString unclaimed = enforcer_.applyRules(8, QString(endless).remove(u"urgent"_s));
-    EXPECT_TRUE(isMarked(unclaimed, attribute::givenUpLine));
-    EXPECT_FALSE(isMarked(unclaimed, attribute::hideLine)) << "hidden as if no rule claimed it";
+    EXPECT_EQ(enforcer_.applyRules(7, endless).marks, (RuleMarks{.showOnlyLine = true, .givenUp = true}));
+    EXPECT_EQ(enforcer_.applyRules(8, QString(endless).remove(u"urgent"_s)).marks,
+              (RuleMarks{.givenUp = true}))
+        << "hidden as if no rule claimed it";
     EXPECT_TRUE(isHidden(u"quick"_s));
     EXPECT_EQ(told(), Lines{8}) << "of the other rule only";
     EXPECT_GT(changes, 0);
@@ -349,14 +339,11 @@ TEST_F(RuleEnforcerTest, APassKeepsTheRulesItStartedFromAndTellsNothingOfChanged
     edited->searchItem()->setSearchStr(u"two"_s);
     edited->setHide(false);
 
-    AttributedString line(u"one"_s);
-    pass->applyRules(0, line);
-    EXPECT_TRUE(isMarked(line, attribute::hideLine));
-
+    EXPECT_TRUE(marksBy(*pass, 0, u"one"_s).hideLine);
     enforcer_.updateRule(edited);
-    pass->applyRules(1, line);
+    EXPECT_TRUE(marksBy(*pass, 1, u"one"_s).hideLine);
     EXPECT_FALSE(isHidden(u"one"_s));
-    EXPECT_TRUE(isMarked(enforcer_.applyRules(2, u"two"_s), attribute::showOnlyLine));
+    EXPECT_TRUE(enforcer_.applyRules(2, u"two"_s).marks.showOnlyLine);
     pass.reset();
     EXPECT_EQ(told(), (Lines{3, 1})) << "the second line of the old pass is not told";
 }
@@ -364,31 +351,26 @@ TEST_F(RuleEnforcerTest, APassKeepsTheRulesItStartedFromAndTellsNothingOfChanged
 TEST_F(RuleEnforcerTest, ACancelledRunSkipsTheRulesThatAreLeftButNotTheDefaultAction) {
     enforcer_.addRule(rule(u"x"_s));
     source_.setDefaultLineAction(DefaultFilterLineAction::hide);
-    AttributedString line(u"x"_s);
-    enforcer_.makePass([] { return true; })->applyRules(0, line);
-    EXPECT_TRUE(isMarked(line, attribute::hideLine));
-    EXPECT_FALSE(isMarked(line, attribute::showOnlyLine));
+    EXPECT_EQ(marksBy(*enforcer_.makePass([] { return true; }), 0, u"x"_s), (RuleMarks{.hideLine = true}));
 
     enforcer_.setCanceled(true);
-    EXPECT_FALSE(isHidden(u"x"_s)) << "the next line begins anew";
+    EXPECT_FALSE(isHidden(u"x"_s)) << "the next line starts afresh";
     // A cancel in the middle of a line lets the rules before it stand.
     enforcer_.addRule(rule(u"x"_s, hides));
     int asked = 0;
-    line = AttributedString(u"x"_s);
-    enforcer_.makePass([&] { return ++asked > 1; })->applyRules(0, line);
-    EXPECT_TRUE(isMarked(line, attribute::showOnlyLine));
-    EXPECT_FALSE(isMarked(line, attribute::hideLine));
+    EXPECT_EQ(marksBy(*enforcer_.makePass([&] { return ++asked > 1; }), 0, u"x"_s),
+              (RuleMarks{.showOnlyLine = true}));
 }
 
 TEST_F(RuleEnforcerTest, SearchAndQuickHighlightPaintTheirMatchesOnly) {
     AttributedString line(u"abab"_s);
     enforcer_.highlightSearchMatches(line, {{1, 1}});
-    EXPECT_EQ(line.attributesAt(1)->color(attribute::background), QColor(Qt::yellow));
-    EXPECT_EQ(line.attributesAt(1)->color(attribute::foreground), QColor(Qt::red));
-    EXPECT_EQ(line.attributesAt(0), nullptr);
+    EXPECT_EQ(line.attributesAt(1)->background, QColor(Qt::yellow));
+    EXPECT_EQ(line.attributesAt(1)->foreground, QColor(Qt::red));
+    EXPECT_EQ(*line.attributesAt(0), Attributes());
     RuleEnforcer::applyQuickHighlight(line, QuickHighlightFilterRule(u"BA"_s));
-    EXPECT_EQ(line.attributesAt(2)->color(attribute::foreground), QColor(Qt::black));
-    EXPECT_EQ(line.attributesAt(3), nullptr);
+    EXPECT_EQ(line.attributesAt(2)->foreground, QColor(Qt::black));
+    EXPECT_EQ(*line.attributesAt(3), Attributes());
 }
 
 TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {
@@ -402,10 +384,8 @@ TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {
         loads.emplace_back([this] {
             for (int first = 0; first < lines; first += 50) {
                 const auto pass = enforcer_.makePass({});
-                for (int line = first; line < first + 50; ++line) {
-                    AttributedString text(u"error %1"_s.arg(line));
-                    pass->applyRules(line, text);
-                }
+                for (int line = first; line < first + 50; ++line)
+                    marksBy(*pass, line, u"error %1"_s.arg(line));
             }
         });
     for (int edit = 0; edit < 50; ++edit) {

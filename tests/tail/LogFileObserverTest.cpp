@@ -126,7 +126,11 @@ protected:
         ASSERT_TRUE(waitFor([&] { return observer_->isTailing(); }));
     }
     void makeObserver(const TemporaryFile& file) {
-        reader_ = GetParam() ? InMemoryFileLogReader::create(file.url()) : LogReader::create(file.url());
+        makeObserver(file,
+                     GetParam() ? InMemoryFileLogReader::create(file.url()) : LogReader::create(file.url()));
+    }
+    void makeObserver(const TemporaryFile& file, std::shared_ptr<LogFileReaderProtocol> reader) {
+        reader_ = std::move(reader);
         dataSource_ = std::make_shared<RecordingDataSource>(file.url(), reader_);
         statusSubscription_ = dataSource_->getDocument()->notices().fileStatusChanged.subscribe(
             [this](FileStatus status) { statuses_.push_back(status); });
@@ -205,6 +209,31 @@ TEST_P(LogFileObserverTest, TheFirstReportChangesNothing) {
     EXPECT_TRUE(dataSource_->announcements().empty());
     observer_->fileSizeChanged(2, 4);
     EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{0, 2}, false}}));
+}
+
+TEST_P(LogFileObserverTest, StoppingEndsAScanUnderWay) {
+    struct EndlessReader : LogReader {
+        explicit EndlessReader(const QUrl& url) : LogReader(url, IndexedFile::Storage::Disk) {}
+        bool isBehind() override { return true; }
+        void cancelScan() override { isCancelled = true; }
+        LineRange refreshReportingTo(std::shared_ptr<LogReaderDelegate> listener) override {
+            isScanning = true;
+            while (!isCancelled && !isReleased)
+                listener->readerDidReadBytes(1);
+            return {};
+        }
+        std::atomic<bool> isScanning{false};
+        std::atomic<bool> isCancelled{false};
+        std::atomic<bool> isReleased{false};
+    };
+    const TemporaryFile file("one\n");
+    const auto reader = std::make_shared<EndlessReader>(file.url());
+    makeObserver(file, reader);
+    observer_->startTailing();
+    EXPECT_TRUE(waitFor([&] { return reader->isScanning.load(); }));
+    observer_->stopTailing();
+    EXPECT_TRUE(waitFor([&] { return reader->isCancelled.load(); }));
+    reader->isReleased = true;
 }
 
 // Whatever has come between the end of the load and the first poll is no change to the monitor.

@@ -9,16 +9,16 @@ namespace korvane {
 
 class FileHandle;
 
-/// The first and the last bytes of what has been read of a file, by which another content of the same length
-/// or more is told from a file that has only grown. One thread at a time.
+/// The first and the last of the bytes read from a file: they tell a file that has only grown from one with
+/// another content. One thread at a time.
 class ContentSample {
 public:
     static constexpr std::size_t mostBytes = 4096;
 
     void clear();
-    /// Takes the next bytes read. Bytes that do not follow the ones before begin another end.
+    /// Takes the next bytes read. After a gap, the last bytes are those behind the gap.
     void take(std::uint64_t offset, std::span<const char> bytes);
-    /// Whether the file holds these bytes where they were. What cannot be read counts as unchanged.
+    /// Whether the file holds these bytes where they were. Bytes that cannot be read count as unchanged.
     bool isStillIn(const FileHandle& file) const;
 
 private:

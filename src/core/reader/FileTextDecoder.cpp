@@ -10,8 +10,8 @@ namespace {
 /// Bytes of the longest byte-order mark.
 constexpr qsizetype longestMark = 4;
 
-/// Without the bytes at either end that belong to a newline: it is found as one byte, but takes a whole unit
-/// in the wide encodings. Leaves what is no whole unit out in any case.
+/// The whole units among the bytes. The ends may hold parts of a newline, which is found as one byte but
+/// takes a whole unit in the wide encodings.
 QByteArrayView wholeUnits(const FileTextDecoder::Part& part, StringEncoding number) {
     const auto unit = static_cast<std::uint64_t>(unitSize(number));
     const auto before = static_cast<qsizetype>((unit - part.offset % unit) % unit);
@@ -33,7 +33,7 @@ std::optional<FileTextDecoder::Text> decodePart(const FileTextDecoder::Part& par
         bytes.chop(cutUtf8Bytes(bytes));
     if (lenient)
         return result(decodeLeniently(bytes, number));
-    // In the other encodings only the decoder knows where a character ends.
+    // In the other encodings only decoding tells where a character ends.
     constexpr int longestCharacter = 4;
     const int unit = unitSize(number);
     const int tries = part.isCut && number != encoding::utf8 ? longestCharacter / unit : 1;
@@ -103,7 +103,7 @@ StringEncoding FileTextDecoder::detectEncoding(QByteArrayView data) {
 }
 
 FileTextDecoder::Way FileTextDecoder::wayFor(std::span<const Part> parts) {
-    // Held while detecting, so that of several pages that come first only one decides.
+    // Held while detecting, so that only one of several first pages decides.
     const std::lock_guard guard(mutex_);
     switch (choice_.kind) {
     case EncodingChoice::Kind::Fixed:

@@ -15,48 +15,48 @@
 
 namespace korvane {
 
-/// Turns the bytes of one file into text: with the encoding that the user has chosen, or with the one
-/// detected from the first bytes that come by. Any thread.
+/// Decodes the bytes of one file with the encoding that the user has chosen, or with the one detected from
+/// the first bytes decoded. Any thread.
 class FileTextDecoder {
 public:
     EncodingChoice choice() const;
-    /// The byte-order mark last seen by `lineEndFor` holds for the whole file.
+    /// The byte order of the mark last seen by `lineEndFor` applies to the choice.
     void setChoice(EncodingChoice choice);
     /// The content of the file was replaced: its encoding is detected again.
     void forgetDetection();
-    /// What ends the lines, as far as the choice and the start of the file tell: a mark or the places of NUL
-    /// bytes there tell the encoding for good, and the byte order of a choice without one.
+    /// The line terminator by the choice and the start of the file: a mark or the places of NUL bytes there
+    /// decide the encoding, and the byte order of a choice without one.
     LineEnd lineEndFor(QByteArrayView fileStart);
-    /// What ends the lines in the encoding in effect.
+    /// The line terminator in the encoding in effect.
     LineEnd lineEnd() const { return LineEnd::of(fileEncoding()); }
     /// The encoding in effect; `encoding::unknown` while none is chosen and none detected.
     StringEncoding fileEncoding() const;
 
-    /// The encoding of `data`, said in the log; UTF-8 when it cannot be told.
+    /// The encoding of `data`, which the log names; UTF-8 when it cannot be detected.
     static StringEncoding detectEncoding(QByteArrayView data);
 
-    /// Some bytes of the file, with the offset at which they stand there.
+    /// Consecutive bytes of the file.
     struct Part {
         std::uint64_t offset = 0;
         QByteArrayView bytes;
-        /// The end was cut off at a place that may lie inside a character, which is then left out.
+        /// The end may lie inside a character, which is then left out.
         bool isCut = false;
     };
     struct Text {
         QString text;
-        /// How many of the part's bytes the text stands for.
+        /// Number of the part's bytes that were decoded.
         std::uint64_t usedBytes = 0;
     };
 
-    /// The text of every part, or nothing, with the reason in the log, when some part is no text: all parts
+    /// The text of every part; empty, with the reason in the log, when some part does not decode. All parts
     /// have the same encoding.
     std::optional<std::vector<Text>> decode(std::span<const Part> parts);
-    /// As above for one part, without the log.
+    /// As above for one part, without logging.
     std::optional<Text> decodeSilently(const Part& part);
-    /// The text of one line, or the beginning of one, in any case. Without the log.
+    /// The text of one line, or of its beginning; never fails. Without logging.
     struct Line {
         Text text;
-        /// What is not valid has become U+FFFD.
+        /// U+FFFD replaces invalid bytes.
         bool isInvalid = false;
     };
     Line decodeLine(const Part& part);
@@ -66,7 +66,7 @@ private:
         StringEncoding encoding = encoding::unknown;
         EncodingChoice::Kind kind = EncodingChoice::Kind::Automatic;
     };
-    /// How to decode, detecting the encoding when nobody knows it yet and there are bytes.
+    /// How to decode; detects the encoding if it is unknown and there are bytes.
     Way wayFor(std::span<const Part> parts);
     static std::optional<std::vector<Text>> decodeAll(std::span<const Part> parts, Way way);
 

@@ -8,7 +8,7 @@
 
 namespace korvane {
 
-LineIndex::LineIndex() {
+LineIndex::LineIndex(qint64 emptyCount) : emptyCount_(emptyCount), publishedCount_(emptyCount) {
     clear();
 }
 LineIndex::~LineIndex() = default;
@@ -54,7 +54,7 @@ void LineIndex::packTail() {
         if (used >= 64) {
             *word++ = pending;
             used -= 64;
-            // What did not fit; a value that ended with its word leaves nothing.
+            // The bits that did not fit; a value that ended with its word leaves none.
             pending = used > 0 ? value >> (bits - used) : 0;
         }
     }
@@ -73,7 +73,7 @@ void LineIndex::packTail() {
 std::uint64_t* LineIndex::reserveWords(std::size_t count, unsigned bits, std::uint64_t& place) {
     if (chunks_.empty() || wordsUsed_ + count > wordsPerChunk) {
         chunks_.push_back(
-            std::unique_ptr<Chunk>(new Chunk)); // left as it comes: it is written before it is read
+            std::unique_ptr<Chunk>(new Chunk)); // not initialised: it is written before it is read
         wordsUsed_ = 0;
     }
     place = (chunks_.size() - 1) << 24 | wordsUsed_ << 8 | bits;
@@ -172,7 +172,7 @@ void LineIndex::clear() {
     lastOfBlocks_ = 0;
     publishedEnd_ = 0;
     lineEnd_ = {};
-    publishedCount_.store(1, std::memory_order_release);
+    publishedCount_.store(emptyCount_, std::memory_order_release);
 }
 
 void LineIndex::setLineEnd(LineEnd lineEnd) {

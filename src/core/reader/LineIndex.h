@@ -23,17 +23,17 @@ namespace korvane {
 /// as the differences between them need. That is little more than one byte a line for a usual log, and a
 /// look-up unpacks one block at most.
 ///
-/// One thread at a time writes; any number read meanwhile. What readers see of the size of the map is not the
-/// number of its entries but what was published last: a line count, and the offset at which the last of these
-/// lines ends.
+/// One thread at a time writes; any number read meanwhile. Readers see as many lines as were published last,
+/// not all entries: a line count, and the offset at which the last of these lines ends.
 class LineIndex {
 public:
-    LineIndex();
+    /// `emptyCount`: the line count published while nothing has been scanned, 0 or 1.
+    explicit LineIndex(qint64 emptyCount = 1);
     ~LineIndex();
     LineIndex(const LineIndex&) = delete;
     LineIndex& operator=(const LineIndex&) = delete;
 
-    // ---- For the writer. Entries are its own business until it publishes. ----
+    // ---- For the writer. Readers see no entry before it is published. ----
 
     /// Number of entries, at least 1.
     qint64 entryCount() const { return static_cast<qint64>(entries()); }
@@ -47,12 +47,12 @@ public:
     void appendNewlines(std::uint64_t base, std::span<const std::uint32_t> positions);
     /// Drops the entries whose offset is greater than `offset`.
     void dropBeyond(std::uint64_t offset);
-    /// Back to {0: 0}, published as one line that ends at 0.
+    /// Back to {0: 0}, published as `emptyCount` lines that end at 0.
     void clear();
-    /// What ends the lines; a line feed byte at first. Only while there is no more than the first entry.
+    /// The line terminator; a line feed byte at first. Only while there is no more than the first entry.
     void setLineEnd(LineEnd lineEnd);
     LineEnd lineEnd() const { return lineEnd_; }
-    /// What readers see from now on.
+    /// Readers see these lines from now on.
     void publish(qint64 lineCount, std::uint64_t endOffset);
 
     // ---- For readers, on any thread. ----
@@ -60,20 +60,19 @@ public:
     /// The published number of lines. Takes no lock.
     qint64 lineCount() const { return publishedCount_.load(std::memory_order_acquire); }
 
-    /// The map as it is at one moment. Keeps the writer waiting while it lives: take what is needed and let
-    /// it go.
+    /// The map at one moment. Blocks the writer while it lives: release it early.
     class View {
     public:
         qint64 lineCount() const { return lineCount_; }
-        /// Where the last line ends: at its newline, or at the end of what is known of the file.
+        /// Where the last published line ends: at its newline, or at the end of the bytes scanned.
         std::uint64_t endOffset() const { return endOffset_; }
-        /// What ends the lines: the line before ends so many bytes before a line starts.
+        /// The line terminator: a line starts `size` bytes behind the end of the one before.
         LineEnd lineEnd() const { return index_.lineEnd_; }
         /// Where a line starts; nothing when the map has no such entry.
         std::optional<std::uint64_t> start(qint64 line) const;
         /// Where `count` consecutive lines start, as far as the map has them.
         std::vector<std::uint64_t> starts(qint64 line, qint64 count) const;
-        /// The line that the byte belongs to; the last one for what lies beyond.
+        /// The line that the byte belongs to; the last one for an offset beyond it.
         qint64 lineAt(std::uint64_t offset) const;
 
     private:
@@ -127,7 +126,8 @@ private:
     std::uint64_t lastOfBlocks_ = 0;
     std::uint64_t publishedEnd_ = 0;
     LineEnd lineEnd_;
-    std::atomic<qint64> publishedCount_{1}; // changes together with publishedEnd_
+    const qint64 emptyCount_;
+    std::atomic<qint64> publishedCount_; // changes together with publishedEnd_
 };
 
 } // namespace korvane

@@ -1,8 +1,8 @@
 #include "core/reader/LineSearch.h"
 
+#include "core/reader/ByteSource.h"
 #include "core/reader/FileTextDecoder.h"
 #include "core/reader/LineIndex.h"
-#include "foundation/FileHandle.h"
 
 #include <QString>
 
@@ -14,13 +14,13 @@
 namespace korvane {
 namespace {
 
-/// Little is read at first, for matches that follow each other closely.
+/// Bytes read at once; few at first, for matches that follow each other closely.
 constexpr std::uint64_t firstBlockSize = 8 << 10;
 constexpr std::uint64_t largestBlockSize = 256 << 10;
-/// A longer line is decoded in pieces.
+/// A line with more bytes is decoded in pieces.
 constexpr std::uint64_t pieceSize = 1 << 20;
 
-/// Adds the ranges, which count from `base`; those that no range can say are left out.
+/// Adds the ranges, which count from `base`, except those that lie beyond the range of an int.
 void addShifted(std::vector<TextRange>& to, const std::vector<TextRange>& ranges, qint64 base) {
     for (const TextRange& range : ranges)
         if (base + range.end() <= std::numeric_limits<int>::max())
@@ -38,17 +38,16 @@ std::optional<SearchMatch> LineSearch::find(qint64 first, qint64 last) {
     const qint64 high = std::min(std::max(first, last), lastLine);
     if (item_.searchStr().isEmpty() || low > high)
         return std::nullopt;
-    const bool forwards = first <= last;
-    if (low == high)
-        return findLineByLine(low, high);
-    const auto candidates = CandidateSearch::create(item_, file_.decoder.fileEncoding());
+    const Direction direction = directionFrom(first, last);
+    const auto candidates =
+        low < high ? CandidateSearch::create(item_, file_.decoder.fileEncoding()) : std::nullopt;
     if (!candidates)
-        return forwards ? findLineByLine(low, high) : findLineByLine(high, low);
+        return direction == Direction::Forwards ? findLineByLine(low, high) : findLineByLine(high, low);
     const auto range = rangeOf(low, high);
     if (!range)
         return std::nullopt;
     block_ = std::make_unique_for_overwrite<char[]>(largestBlockSize);
-    return forwards ? findForwards(*candidates, *range) : findBackwards(*candidates, *range);
+    return findInBlocks(*candidates, *range, direction);
 }
 
 std::optional<LineSearch::Range> LineSearch::rangeOf(qint64 first, qint64 last) const {
@@ -69,7 +68,7 @@ std::optional<LineSearch::Range> LineSearch::rangeOf(qint64 first, qint64 last) 
 std::size_t LineSearch::read(std::uint64_t offset, std::span<char> to) {
     std::size_t done = 0;
     while (done < to.size() && readError_ == 0) {
-        const std::size_t got = file_.handle.read(offset + done, to.subspan(done), &readError_).value_or(0);
+        const std::size_t got = file_.source.read(offset + done, to.subspan(done), &readError_).value_or(0);
         if (got == 0)
             break;
         done += got;
@@ -89,56 +88,34 @@ std::optional<SearchMatch> LineSearch::findLineByLine(qint64 first, qint64 last)
     return std::nullopt;
 }
 
-std::optional<SearchMatch> LineSearch::findForwards(const CandidateSearch& candidates, Range range) {
+std::optional<SearchMatch> LineSearch::findInBlocks(const CandidateSearch& candidates, Range left,
+                                                    Direction direction) {
+    const bool forwards = direction == Direction::Forwards;
+    const std::uint64_t overlap = candidates.overlap();
     std::uint64_t blockSize = firstBlockSize;
-    for (std::uint64_t begin = range.begin; begin < range.end && !isStopped();) {
-        const std::uint64_t end = std::min(begin + blockSize, range.end);
-        const std::span<char> room(block_.get(), static_cast<std::size_t>(end - begin));
-        const std::span<const char> bytes = room.first(read(begin, room));
-        CandidateSearch::Block block(candidates, bytes);
-        std::uint64_t next = end < range.end ? end - candidates.overlap() : end;
-        std::uint64_t from = begin;
-        while (from < end && !isStopped()) {
-            const auto place = block.first(static_cast<std::size_t>(from - begin));
+    while (left.begin < left.end && !isStopped()) {
+        const std::uint64_t size = std::min(blockSize, left.end - left.begin);
+        const Range range{forwards ? left.begin : left.end - size, forwards ? left.begin + size : left.end};
+        const std::span<char> room(block_.get(), static_cast<std::size_t>(size));
+        CandidateSearch::Block block(candidates, direction, room.first(read(range.begin, room)));
+        std::uint64_t from = forwards ? range.begin : range.end;
+        while ((forwards ? from < range.end : from > range.begin) && !isStopped()) {
+            const auto place = block.next(static_cast<std::size_t>(from - range.begin));
             if (!place)
                 break;
-            auto judged = judge(begin + *place);
+            auto judged = judge(range.begin + *place);
             if (!judged)
                 return std::nullopt;
             if (judged->match)
                 return std::move(judged->match);
             // The rest of the line has been judged with it, also where it lies beyond the block.
-            from = judged->line.end + 1;
-            next = std::max(next, from);
+            from = forwards ? judged->line.end + 1 : judged->line.begin;
         }
-        begin = next;
-        blockSize = std::min(2 * blockSize, largestBlockSize);
-    }
-    return std::nullopt;
-}
-
-std::optional<SearchMatch> LineSearch::findBackwards(const CandidateSearch& candidates, Range range) {
-    std::uint64_t blockSize = firstBlockSize;
-    for (std::uint64_t end = range.end; end > range.begin && !isStopped();) {
-        const std::uint64_t begin = end - std::min(end - range.begin, blockSize);
-        const std::span<char> room(block_.get(), static_cast<std::size_t>(end - begin));
-        const std::span<const char> bytes = room.first(read(begin, room));
-        CandidateSearch::Block block(candidates, bytes);
-        std::uint64_t next = begin > range.begin ? begin + candidates.overlap() : begin;
-        std::uint64_t before = end;
-        while (before > begin && !isStopped()) {
-            const auto place = block.last(static_cast<std::size_t>(before - begin));
-            if (!place)
-                break;
-            auto judged = judge(begin + *place);
-            if (!judged)
-                return std::nullopt;
-            if (judged->match)
-                return std::move(judged->match);
-            before = judged->line.begin;
-            next = std::min(next, before);
-        }
-        end = next;
+        // A place may lie across the border of two blocks.
+        if (forwards)
+            left.begin = std::max(from, range.end < left.end ? range.end - overlap : range.end);
+        else
+            left.end = std::min(from, range.begin > left.begin ? range.begin + overlap : range.begin);
         blockSize = std::min(2 * blockSize, largestBlockSize);
     }
     return std::nullopt;
@@ -147,7 +124,7 @@ std::optional<SearchMatch> LineSearch::findBackwards(const CandidateSearch& cand
 std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {
     const qint64 line = file_.index.view().lineAt(place);
     const auto range = rangeOf(line, line);
-    // The file is being read anew: what the search goes by holds no longer.
+    // The file is being scanned again: the index has changed under the search.
     if (!range || place < range->begin || place > range->end)
         return std::nullopt;
     return Judgement{matchIn(line, *range), *range};
@@ -155,9 +132,9 @@ std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {
 
 std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) {
     SearchMatch match{line, {}};
-    // The writer may have got to the middle of a character.
+    // The last character may still be being written.
     const bool isUnfinished = line + 1 == file_.index.lineCount();
-    // The end of the piece before, in which a match may begin.
+    // The end of the previous piece, in which a match may begin.
     QString text;
     qint64 base = 0;
     for (std::uint64_t offset = range.begin; offset < range.end && !isStopped();) {

@@ -13,24 +13,23 @@
 
 namespace korvane {
 
-class FileHandle;
+class ByteSource;
 class FileTextDecoder;
 class LineIndex;
 
-/// One search through the lines of a file, from either end, with a few blocks of memory. Blocks are read at
-/// positions; only lines that may hold the text are decoded, and judged by the item itself. One thread; what
-/// it refers to must outlive it.
+/// One search through the lines of a file, in either direction. Reads blocks of bytes and decodes only lines
+/// that may hold the text; the item itself decides. One thread; the file and its parts must outlive it.
 class LineSearch {
 public:
     struct File {
         const LineIndex& index;
-        const FileHandle& handle;
+        const ByteSource& source;
         FileTextDecoder& decoder;
     };
     LineSearch(File file, SearchItem item, std::function<bool()> isCancelled);
 
-    /// The first line with a match on the way from line `first` to line `last`, both zero-based and included;
-    /// those that are not there are passed over. Nothing once cancelled.
+    /// The first line with a match from line `first` to line `last`, both zero-based and included; lines that
+    /// do not exist are skipped. Empty once cancelled.
     std::optional<SearchMatch> find(qint64 first, qint64 last);
     /// The system's error that ended the search early; 0 for none.
     int readError() const { return readError_; }
@@ -40,16 +39,16 @@ private:
         std::uint64_t begin = 0;
         std::uint64_t end = 0;
     };
-    /// Consecutive lines as bytes of the file, without the last newline; nothing while the index lacks them.
+    /// Consecutive lines as bytes, without the last newline; empty while the index lacks them.
     std::optional<Range> rangeOf(qint64 first, qint64 last) const;
-    /// Reads to the end of the range, or of the file; less also before a place that cannot be read.
+    /// Returns fewer bytes at the end of the file and before a place that cannot be read.
     std::size_t read(std::uint64_t offset, std::span<char> to);
     bool isStopped() const { return readError_ != 0 || isCancelled_(); }
 
     std::optional<SearchMatch> findLineByLine(qint64 first, qint64 last);
-    std::optional<SearchMatch> findForwards(const CandidateSearch& candidates, Range range);
-    std::optional<SearchMatch> findBackwards(const CandidateSearch& candidates, Range range);
-    /// What came of looking at the line at a place: its match, or where it lies.
+    std::optional<SearchMatch> findInBlocks(const CandidateSearch& candidates, Range left,
+                                            Direction direction);
+    /// The match of one line, if any, and where the line lies.
     struct Judgement {
         std::optional<SearchMatch> match;
         Range line;

@@ -1,5 +1,6 @@
 #include "core/reader/LogFileReaderProtocol.h"
 
+#include "core/search/Direction.h"
 #include "core/search/SearchItem.h"
 
 #include <algorithm>
@@ -8,11 +9,11 @@ namespace korvane {
 
 SearchOutcome LogFileReaderProtocol::findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                                    const std::function<bool()>& isCancelled) {
-    const bool forwards = first <= last;
+    const Direction direction = directionFrom(first, last);
     const qint64 low = std::max<qint64>(std::min(first, last), 0);
     const qint64 high = std::min(std::max(first, last), lineCount() - 1);
     for (qint64 i = 0; i <= high - low && !isCancelled(); ++i) {
-        const qint64 line = forwards ? low + i : high - i;
+        const qint64 line = direction == Direction::Forwards ? low + i : high - i;
         const DisplayLines rows = readRows(line + 1, 1, RowLength::Whole);
         if (rows.lines.empty())
             continue;

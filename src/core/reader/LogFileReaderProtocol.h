@@ -25,20 +25,20 @@ struct LineRange {
     friend bool operator==(const LineRange&, const LineRange&) = default;
 };
 
-/// Hears how a scan goes on, on the scanning thread.
+/// Receives the progress of a scan, on the scanning thread.
 class LogReaderDelegate {
 public:
     virtual ~LogReaderDelegate() = default;
     virtual void readerDidStart(std::uint64_t /*fileSize*/) {}
     virtual void readerDidReadBytes(std::uint64_t /*count*/) {}
     virtual void readerDidIndexLines(qint64 /*count*/) {}
-    /// The file holds another content than the one indexed: the scan starts anew with its first byte.
+    /// The file holds another content than the indexed one: the scan starts again at its first byte.
     virtual void readerDidForgetLines() {}
     virtual void readerDidFinish() {}
     virtual void readerDidCancel() {}
 };
 
-/// How the bytes of a file become text.
+/// How the bytes of a file are decoded.
 struct EncodingChoice {
     enum class Kind {
         Automatic,   ///< detected once, from the first bytes read
@@ -50,9 +50,9 @@ struct EncodingChoice {
     friend bool operator==(const EncodingChoice&, const EncodingChoice&) = default;
 };
 
-/// How much of a line a row holds.
+/// How much of a line a row shows.
 enum class RowLength {
-    Shown, ///< a line too long to show is cut, so that memory stays bounded whatever the file holds
+    Shown, ///< a line too long to show is cut, so that memory stays bounded for any file
     Whole,
 };
 
@@ -61,19 +61,19 @@ struct DisplayLine {
     QString text;
     /// Bytes of the line that the text does not show; 0 for a whole line.
     std::uint64_t cutBytes = 0;
-    /// Some bytes are not valid in the file's encoding: the text has U+FFFD in their place.
+    /// Some bytes are invalid in the file's encoding: the text has U+FFFD in their place.
     bool isInvalid = false;
 };
 
-/// Consecutive lines of a file, with what was known when they were read.
+/// Consecutive lines of a file.
 struct DisplayLines {
     std::vector<DisplayLine> lines;
     /// There are fewer lines than were counted: the file has been cut short since.
     bool isShort = false;
 };
 
-/// Random access by line number to a log file that may grow. All operations from any thread, any number at
-/// once. Line counts published during a scan only ever cover lines that can be read.
+/// Random access by line number to a log file that may grow. Any thread, any number of calls at once. Line
+/// counts published during a scan cover only lines that can be read.
 class LogFileReaderProtocol {
 public:
     virtual ~LogFileReaderProtocol() = default;
@@ -90,9 +90,9 @@ public:
     virtual void close() = 0;
     /// Size in bytes now; 0 when cancelled or not open.
     virtual std::uint64_t fileSize() = 0;
-    /// Brings the index up to date with the file and says which lines are new or changed.
+    /// Brings the index up to date with the file and returns the new or changed lines.
     virtual LineRange refresh() = 0;
-    /// As above, reporting to this delegate, which may be null, and not to the reader's own.
+    /// As above, reporting to this delegate, which may be null, instead of the reader's own.
     virtual LineRange refreshReportingTo(std::shared_ptr<LogReaderDelegate> listener) {
         setDelegate(std::move(listener));
         const LineRange changed = refresh();
@@ -105,48 +105,44 @@ public:
     /// The system's error that ended the last scan before the end of the file; 0 when it read everything.
     virtual int scanError() const { return 0; }
 
-    /// The open file; nothing for what is no local file, and when none is open.
+    /// The open file; absent when the reader has no local file open.
     virtual std::optional<FileHandle::Identity> fileIdentity() const { return std::nullopt; }
-    /// Takes the file that stands at the path now, and forgets the index. When it cannot be opened,
-    /// everything stays as it was.
+    /// Opens the file that is at the path now, and forgets the index. On failure nothing changes.
     virtual Status reopen() { return success(); }
-    /// Forgets the index (and a cancel).
+    /// Forgets the index, and a cancel.
     virtual void reset() = 0;
-    /// Both in one, without a scan between them; where no file can be opened, the old one stays. The listener
-    /// hears of it when the file holds another content than the one indexed.
+    /// `reopen` and `reset` in one step; a file that cannot be opened leaves the old one open. Calls
+    /// `readerDidForgetLines` when the file holds another content than the indexed one.
     virtual void startAgain(LogReaderDelegate& /*listener*/) {
         [[maybe_unused]] const Status opened = reopen();
         reset();
     }
-    /// Scans what has not been indexed yet.
+    /// Scans the bytes that have not been indexed yet.
     virtual void indexLines() = 0;
     virtual qint64 lineCount() const = 0;
-    /// Nothing is known of the file yet, though it is open: the one empty line that is counted need not be in
-    /// it.
+    /// The file is open but has not been scanned: the one empty line that is counted need not be in it.
     virtual bool isUnread() const { return false; }
     /// The text of `count` lines from the one-based number `start`, clamped to the lines there are.
     virtual QStringList readLines(qint64 start, qint64 count) = 0;
 
-    /// The same lines as rows, for display, copying, search and rules alike. A line whose bytes are not valid
-    /// in the file's encoding changes no other. Fewer lines, or none, when they cannot be read. Logs nothing.
+    /// The same lines as rows, for display, copying, search and rules. A line with invalid bytes changes no
+    /// other line. Fewer lines, or none, when they cannot be read. Does not log invalid bytes.
     virtual DisplayLines readRows(qint64 start, qint64 count, RowLength length) = 0;
-    /// Bytes that the lines take in the file, their newlines included (0 when not known).
+    /// Bytes that the lines take in the file, their newlines included; 0 when unknown.
     virtual std::uint64_t byteCount(qint64 start, qint64 count) const = 0;
     /// Bytes of a newline.
     virtual std::uint64_t lineEndBytes() const { return 1; }
 
-    /// The first line in which the item finds something on the way from the zero-based line `first` to
-    /// `last`, both included, forwards or backwards; lines that are not there are passed over. Nothing once
-    /// `isCancelled`, which is asked often, answers true. In a line too long to show, no more than the first
-    /// of the matches need be named.
+    /// The first line with a match on the way from the zero-based line `first` to `last`, both included,
+    /// forwards or backwards; lines that do not exist are skipped. Polls `isCancelled` often; empty once
+    /// that is true. In a line too long to show, only the first match need be reported.
     virtual SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                         const std::function<bool()>& isCancelled);
 
     virtual EncodingChoice encodingChoice() const = 0;
-    /// Holds for what is read from now on.
+    /// Applies to later reads.
     virtual void setEncodingChoice(EncodingChoice choice) = 0;
-    /// Whether the lines there are do not fit the encoding that was chosen: `reset` and a new scan find those
-    /// that do.
+    /// The indexed lines end otherwise than lines of the chosen encoding: needs `reset` and a scan.
     virtual bool needsNewScan() const { return false; }
     /// The detected or chosen encoding; `encoding::unknown` before the first read.
     virtual StringEncoding fileEncoding() const = 0;

@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// The system log of what reads files.
+/// The log category of the readers.
 inline const QLoggingCategory& logCore() {
     static const QLoggingCategory category("korvane.core");
     return category;

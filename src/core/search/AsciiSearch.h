@@ -13,7 +13,7 @@ public:
     /// nothing else.
     AsciiSearch(QString text, Letters letters);
 
-    /// Where the text begins first, from `from` on; -1 when it is not there.
+    /// The first place of the text at `from` or later; -1 when it is absent.
     qsizetype find(QStringView line, qsizetype from = 0) const;
 
     const QString& text() const { return text_; }
@@ -21,7 +21,7 @@ public:
     static bool isAscii(QStringView text);
 
 private:
-    /// A unit of the text as it is compared: (unit | mask) == value.
+    /// One unit of the text: it matches every unit with (unit | mask) == value.
     struct Unit {
         char16_t mask = 0;
         char16_t value = 0;
@@ -32,7 +32,7 @@ private:
 
     QString text_;
     Letters letters_;
-    /// The two units looked for first: those that are rarest in logs.
+    /// The two units compared first: the rarest in logs.
     qsizetype firstOffset_ = 0;
     qsizetype secondOffset_ = 0;
 };

@@ -11,9 +11,7 @@
 namespace korvane {
 namespace {
 
-enum class Direction { Forwards, Backwards };
-
-/// How telling a unit is: the more frequent its bytes are in logs, the less.
+/// The rank of a unit by how rare its bytes are in logs.
 std::size_t rarity(ByteSearch::Unit unit) {
     constexpr std::string_view mostFrequentFirst = " e0t1a2on3ir4s5-6:7.8l9dcu/mpgf=h\"";
     return std::min(mostFrequentFirst.find(static_cast<char>(unit.value)), mostFrequentFirst.size());
@@ -31,7 +29,7 @@ std::size_t findPortably(const ByteSearch& search, ByteSearch::Places places) {
 
 #if defined(__x86_64__)
 
-/// The place of an occurrence among those that the bits of `mask` stand for; nothing when none is one.
+/// The nearest occurrence among the places of the bits in `mask`.
 template <Direction direction>
 std::optional<std::size_t> confirm(const ByteSearch& search, const char* block, std::size_t base,
                                    std::uint32_t mask) {
@@ -45,8 +43,8 @@ std::optional<std::size_t> confirm(const ByteSearch& search, const char* block, 
     return std::nullopt;
 }
 
-// A window of places is searched at once; what makes no full window at the far end is left to the portable
-// way.
+// A window of places is searched at once; the rest at the far end, shorter than a window, is searched
+// portably.
 
 template <Direction direction>
 std::size_t findWithSse2(const ByteSearch& search, ByteSearch::Places places) {
@@ -137,19 +135,16 @@ bool ByteSearch::isAt(const char* place) const {
     return true;
 }
 
-std::optional<std::size_t> ByteSearch::first(std::span<const char> block, std::size_t from) const {
-    if (block.size() < size() || from > block.size() - size())
-        return std::nullopt;
-    const Places places{block.data(), from, block.size() - size() + 1};
-    const std::size_t place = best().first(*this, places);
-    return place == places.end ? std::nullopt : std::optional(place);
-}
-
-std::optional<std::size_t> ByteSearch::last(std::span<const char> block, std::size_t before) const {
+std::optional<std::size_t> ByteSearch::find(Direction direction, std::span<const char> block,
+                                            std::size_t from) const {
     if (block.size() < size())
         return std::nullopt;
-    const Places places{block.data(), 0, std::min(before, block.size() - size() + 1)};
-    const std::size_t place = best().last(*this, places);
+    Places places{block.data(), 0, block.size() - size() + 1};
+    if (direction == Direction::Forwards)
+        places.begin = std::min(from, places.end);
+    else
+        places.end = std::min(from, places.end);
+    const std::size_t place = best().find(direction)(*this, places);
     return place == places.end ? std::nullopt : std::optional(place);
 }
 

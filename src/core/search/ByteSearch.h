@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/search/Direction.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -9,11 +11,11 @@
 
 namespace korvane {
 
-/// Finds a pattern of bytes in a block, from either end, with the widest instructions the machine has. An
-/// immutable value; any thread.
+/// Finds a pattern of bytes in a block, in either direction, with the widest vector instructions of the
+/// machine. An immutable value; any thread.
 class ByteSearch {
 public:
-    /// What stands at one place of the pattern: a byte with (byte | mask) == value.
+    /// One byte of the pattern: it matches every byte with (byte | mask) == value.
     struct Unit {
         std::uint8_t mask = 0;
         std::uint8_t value = 0;
@@ -25,10 +27,9 @@ public:
 
     std::size_t size() const { return pattern_.size(); }
 
-    /// The first occurrence that begins at `from` or later.
-    std::optional<std::size_t> first(std::span<const char> block, std::size_t from) const;
-    /// The last occurrence that begins before `before`.
-    std::optional<std::size_t> last(std::span<const char> block, std::size_t before) const;
+    /// Forwards: the first occurrence that begins at `from` or later; backwards: the last one that begins
+    /// before `from`.
+    std::optional<std::size_t> find(Direction direction, std::span<const char> block, std::size_t from) const;
 
     /// The places where an occurrence may begin: from `begin` on and before `end`. All bytes of an occurrence
     /// there belong to the block.
@@ -37,18 +38,23 @@ public:
         std::size_t begin;
         std::size_t end;
     };
-    /// One way of searching, with the name of what it needs. Both answer `places.end` when there is nothing.
+    /// Returns the nearest occurrence in one direction, `places.end` if there is none.
+    using Find = std::size_t (*)(const ByteSearch& search, Places places);
+    /// One implementation, with the name of the instructions it needs.
     struct Implementation {
         std::string_view name;
-        std::size_t (*first)(const ByteSearch& search, Places places);
-        std::size_t (*last)(const ByteSearch& search, Places places);
+        Find forwards;
+        Find backwards;
+        Find find(Direction direction) const {
+            return direction == Direction::Forwards ? forwards : backwards;
+        }
     };
     /// Those that this machine can run, the fastest first.
     static const std::vector<Implementation>& implementations();
 
     // For the implementations.
 
-    /// The two units looked for first: those that are rarest in logs.
+    /// The two units compared first: the rarest in logs.
     std::size_t rareOffset() const { return rareOffset_; }
     std::size_t secondOffset() const { return secondOffset_; }
     Unit unitAt(std::size_t offset) const { return pattern_[offset]; }

@@ -15,7 +15,7 @@ namespace {
 
 using Units = std::vector<ByteSearch::Unit>;
 
-/// A part of the text is enough, and blocks are much larger.
+/// Longest pattern in bytes: a part of the text is enough, and blocks are much larger.
 constexpr std::size_t longestPattern = 256;
 
 /// Characters that equal an ASCII letter when case is ignored: the Kelvin sign and the long s.
@@ -59,7 +59,7 @@ Units unitsFor(const std::vector<QByteArray>& texts) {
     return units;
 }
 
-/// How the character stands in the bytes of the file; empty when they do not tell.
+/// The bytes of a character in the file; empty when the encoding does not tell them.
 Units unitsOf(QChar character, bool ignoreCase, StringEncoding number) {
     const char16_t unit = character.unicode();
     if (unit < 0x80) {
@@ -67,7 +67,7 @@ Units unitsOf(QChar character, bool ignoreCase, StringEncoding number) {
         const auto mask = static_cast<std::uint8_t>(hasCases ? 0x20 : 0);
         return {{mask, static_cast<std::uint8_t>(unit | mask)}};
     }
-    // What is no text may be shown as the replacement character.
+    // Invalid bytes may be shown as the replacement character.
     if (number != encoding::utf8 || character.isSurrogate() || unit == QChar::ReplacementCharacter)
         return {};
     std::vector<QByteArray> texts;
@@ -94,7 +94,7 @@ std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, S
             longest = run;
         run.clear();
     };
-    // What stands behind a few hundred characters would change nothing.
+    // Characters beyond the longest pattern would change nothing.
     const QString start = item.searchStr().left(static_cast<qsizetype>(longestPattern));
     for (const QChar character : start) {
         const Units units = unitsOf(character, item.ignoreCase(), number);
@@ -125,28 +125,18 @@ std::size_t CandidateSearch::overlap() const {
     return longest - 1;
 }
 
-CandidateSearch::Block::Block(const CandidateSearch& search, std::span<const char> bytes)
-    : search_(search), bytes_(bytes), found_(search.patterns_.size()) {}
+CandidateSearch::Block::Block(const CandidateSearch& search, Direction direction, std::span<const char> bytes)
+    : search_(search), direction_(direction), bytes_(bytes), found_(search.patterns_.size()) {}
 
-std::optional<std::size_t> CandidateSearch::Block::first(std::size_t from) {
+std::optional<std::size_t> CandidateSearch::Block::next(std::size_t from) {
+    const bool forwards = direction_ == Direction::Forwards;
     std::optional<std::size_t> nearest;
     for (std::size_t i = 0; i < found_.size(); ++i) {
         Found& found = found_[i];
-        if (!found.isKnown || (found.place && *found.place < from))
-            found = {true, search_.patterns_[i].first(bytes_, from)};
-        if (found.place && (!nearest || *found.place < *nearest))
-            nearest = found.place;
-    }
-    return nearest;
-}
-
-std::optional<std::size_t> CandidateSearch::Block::last(std::size_t before) {
-    std::optional<std::size_t> nearest;
-    for (std::size_t i = 0; i < found_.size(); ++i) {
-        Found& found = found_[i];
-        if (!found.isKnown || (found.place && *found.place >= before))
-            found = {true, search_.patterns_[i].last(bytes_, before)};
-        if (found.place && (!nearest || *found.place > *nearest))
+        const bool isPassed = found.place && (forwards ? *found.place < from : *found.place >= from);
+        if (!found.isKnown || isPassed)
+            found = {true, search_.patterns_[i].find(direction_, bytes_, from)};
+        if (found.place && (!nearest || (forwards ? *found.place < *nearest : *found.place > *nearest)))
             nearest = found.place;
     }
     return nearest;

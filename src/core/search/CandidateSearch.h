@@ -12,29 +12,29 @@ namespace korvane {
 
 class SearchItem;
 
-/// Finds in the bytes of a file every place where a text that is searched for may stand, without decoding
-/// them: a line without such a place does not hold the text. An immutable value; any thread.
+/// Finds every place in the bytes of a file where a searched text may be, without decoding: a line without
+/// such a place does not hold the text. An immutable value; any thread.
 class CandidateSearch {
 public:
-    /// Nothing when the bytes of the encoding cannot tell where the text may be.
+    /// Empty when the bytes of the encoding do not tell where the text may be.
     static std::optional<CandidateSearch> create(const SearchItem& item, StringEncoding encoding);
 
-    /// Bytes by which blocks must overlap, so that none of their places is missed; small.
+    /// Bytes by which blocks must overlap so that no place is missed; small.
     std::size_t overlap() const;
 
     /// The places in one block, for one walk through it in one direction. Refers to search and bytes.
     class Block {
     public:
-        Block(const CandidateSearch& search, std::span<const char> bytes);
-        /// The first place at `from` or later. Never goes back: `from` only grows.
-        std::optional<std::size_t> first(std::size_t from);
-        /// The last place before `before`, which only shrinks.
-        std::optional<std::size_t> last(std::size_t before);
+        Block(const CandidateSearch& search, Direction direction, std::span<const char> bytes);
+        /// Forwards: the first place at `from` or later; backwards: the last one before `from`. `from` only
+        /// moves in the direction of the block.
+        std::optional<std::size_t> next(std::size_t from);
 
     private:
         const CandidateSearch& search_;
-        std::span<const char> bytes_;
-        /// What each pattern found last, so that a frequent one does not make the others search again.
+        const Direction direction_;
+        const std::span<const char> bytes_;
+        /// The last place of each pattern: a frequent pattern does not make the others search again.
         struct Found {
             bool isKnown = false;
             std::optional<std::size_t> place;

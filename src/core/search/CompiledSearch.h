@@ -12,14 +12,14 @@ namespace korvane {
 
 class SearchItem;
 
-/// One line that several searches look at: what they all want to know of it is found out once. Refers to the
-/// text. One thread at a time.
+/// One line that several searches examine; caches the properties that they all need. Refers to the text. One
+/// thread at a time.
 class SearchedLine {
 public:
     explicit SearchedLine(const QString& text) : text_(text) {}
 
     const QString& text() const { return text_; }
-    /// No character of the line equals ASCII letters when case is ignored, save those letters themselves.
+    /// With case ignored, no other characters of the line equal ASCII letters.
     bool foldsLikeAscii() const;
 
 private:
@@ -27,22 +27,22 @@ private:
     mutable std::optional<bool> foldsLikeAscii_;
 };
 
-/// A search made ready for many lines: it finds in each exactly what the item finds that it was made from.
-/// An immutable copy of the item's values; any thread.
+/// A search prepared for many lines, with the same matches as the item that it was made from. An immutable
+/// copy of the item's values; any thread.
 class CompiledSearch {
 public:
     explicit CompiledSearch(const SearchItem& item);
 
     bool isRegex() const { return isRegex_; }
 
-    /// What one thread needs to run the search.
+    /// The state of the search on one thread.
     class Matcher {
     public:
         /// The search must outlive the matcher.
         explicit Matcher(const CompiledSearch& search) : search_(search) {}
-        /// Texts cost nothing that is counted, nor does a line that holds none of what a pattern requires.
+        /// Plain texts spend nothing of the budget, nor do lines without the required texts of a pattern.
         MatchOutcome match(const SearchedLine& line, MatchBudget& budget);
-        /// With a budget of the line's own.
+        /// With a budget for this line alone.
         std::vector<TextRange> matchRanges(const SearchedLine& line);
 
     private:
@@ -60,8 +60,8 @@ private:
     bool ignoreCase_;
     bool isRegex_;
     matching::Regex regex_;
-    /// A plain search: its text, if it is ASCII. A regular expression: texts of which every match holds one;
-    /// empty when nothing is known.
+    /// Of a plain search: its text, if it is ASCII. Of a regular expression: texts of which every match holds
+    /// one; empty when there are none.
     std::vector<AsciiSearch> texts_;
 };
 

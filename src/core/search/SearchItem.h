@@ -8,7 +8,8 @@
 
 namespace korvane {
 
-/// What to look for in a line. A reference object, held by shared pointer; changed on the main thread only.
+/// A text or pattern to search for. A reference object, held by shared pointer; changed on the main thread
+/// only.
 class SearchItem {
 public:
     explicit SearchItem(QString searchStr) : searchStr_(std::move(searchStr)) {}
@@ -20,8 +21,7 @@ public:
     bool ignoreCase() const { return ignoreCase_; }
     void setIgnoreCase(bool value) { ignoreCase_ = value; }
 
-    /// Every occurrence in the line, ascending and without overlap, in UTF-16 code units. An occurrence of no
-    /// length is not listed.
+    /// Every match in the line, ascending and without overlap, in UTF-16 code units; without empty matches.
     std::vector<TextRange> matchRanges(const QString& line) const;
     bool matches(const QString& line) const { return !matchRanges(line).empty(); }
 

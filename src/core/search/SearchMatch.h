@@ -10,14 +10,14 @@
 
 namespace korvane {
 
-/// Where a search found its text in one line.
+/// The matches of a search in one line.
 struct SearchMatch {
     /// Zero-based line index.
     qint64 row = 0;
     std::vector<TextRange> results;
 };
 
-/// How a search through many lines has ended: used like the match itself, which may be absent.
+/// The result of a search through many lines: used like the match itself, which may be absent.
 struct SearchOutcome {
     SearchOutcome(std::optional<SearchMatch> found = std::nullopt) : match(std::move(found)) {}
     static SearchOutcome failed(const QString& reason) {

@@ -125,12 +125,9 @@ void GridLineLayout::paint(QPainter& painter, QPointF origin, const QRectF& clip
                 return position < candidate.range.end();
             });
         for (int at = from; at < to;) {
-            while (run != runs_.end() && run->range.end() <= at)
+            while (run->range.end() <= at)
                 ++run;
-            const bool inRun = run != runs_.end() && run->range.location <= at;
-            int end = to;
-            if (run != runs_.end())
-                end = std::min(end, inRun ? run->range.end() : run->range.location);
+            int end = std::min(to, run->range.end());
             const bool isSelected = at >= selection.location && at < selection.end();
             if (isSelected)
                 end = std::min(end, selection.end());
@@ -138,31 +135,28 @@ void GridLineLayout::paint(QPainter& painter, QPointF origin, const QRectF& clip
                 end = std::min(end, selection.location);
             const QPointF topLeft(origin.x() + (columnOf(at) - base) * metrics_.cellWidth(),
                                   origin.y() + index * height);
-            paintPiece(painter, topLeft, {at, end - at}, inRun ? run->attributes.get() : nullptr, isSelected,
-                       isRowSelected, colors);
+            paintPiece(painter, topLeft, {at, end - at}, *run->attributes, isSelected, isRowSelected, colors);
             at = end;
         }
     }
 }
 
 void GridLineLayout::paintPiece(QPainter& painter, QPointF topLeft, TextRange piece,
-                                const Attributes* attributes, bool isSelected, bool isRowSelected,
+                                const Attributes& attributes, bool isSelected, bool isRowSelected,
                                 const Colors& colors) const {
     const qreal width = (columnOf(piece.end()) - columnOf(piece.location)) * metrics_.cellWidth();
-    auto background = attributes ? attributes->color(attribute::background) : std::nullopt;
+    auto background = attributes.background;
     if (background == colors.lineBackground)
         background.reset();
-    const auto foreground = attributes ? attributes->color(attribute::foreground) : std::nullopt;
     const QRectF area(topLeft, QSizeF(width, metrics_.lineHeight()));
     if (isSelected)
         painter.fillRect(area, colors.selectedBackground);
     else if (background)
         painter.fillRect(area, *background);
     const bool takesSelectionColor = isSelected || (isRowSelected && !background);
-    painter.setPen(takesSelectionColor ? colors.selectedText : foreground.value_or(colors.text));
+    painter.setPen(takesSelectionColor ? colors.selectedText : attributes.foreground.value_or(colors.text));
     QFont face = metrics_.face(attributes);
-    if (attributes && attributes->value(attribute::underline))
-        face.setUnderline(true);
+    face.setUnderline(attributes.underline);
     painter.setFont(face);
 
     // Tabs are gaps between pieces of text.

@@ -29,7 +29,7 @@ private:
     int positionOfColumn(int column) const;
     int visualLineOf(int position) const;
     TextRange visualLine(int index) const;
-    void paintPiece(QPainter& painter, QPointF topLeft, TextRange piece, const Attributes* attributes,
+    void paintPiece(QPainter& painter, QPointF topLeft, TextRange piece, const Attributes& attributes,
                     bool isSelected, bool isRowSelected, const Colors& colors) const;
 
     const QString text_;

@@ -13,7 +13,7 @@ bool fitsGrid(const QString& text, const AttributedString& line, const LineMetri
     if (!metrics.isGrid(false, false))
         return false;
     for (const auto& run : line.runs()) {
-        const auto font = run.attributes ? run.attributes->font() : std::nullopt;
+        const auto& font = run.attributes->font;
         if (font && (font->bold() || font->italic()) && !metrics.isGrid(font->bold(), font->italic()))
             return false;
     }

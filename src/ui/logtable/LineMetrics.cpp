@@ -44,8 +44,8 @@ bool LineMetrics::isGrid(bool bold, bool italic) const {
     return *known;
 }
 
-const QFont& LineMetrics::face(const Attributes* attributes) const {
-    const auto font = attributes ? attributes->font() : std::nullopt;
+const QFont& LineMetrics::face(const Attributes& attributes) const {
+    const auto& font = attributes.font;
     return font ? faces_[(font->bold() ? boldFace : 0U) | (font->italic() ? italicFace : 0U)] : font_;
 }
 

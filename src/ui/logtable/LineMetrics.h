@@ -30,7 +30,7 @@ public:
     bool isGrid(bool bold, bool italic) const;
     /// The face of the font in which a piece of a line is set: only its style counts, family and size are
     /// those of all lines.
-    const QFont& face(const Attributes* attributes) const;
+    const QFont& face(const Attributes& attributes) const;
 
 private:
     const QFont font_;

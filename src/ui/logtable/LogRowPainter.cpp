@@ -28,12 +28,10 @@ const QPolygonF ribbon({{0.2, 0.12}, {0.8, 0.12}, {0.8, 0.9}, {0.5, 0.66}, {0.2,
 /// The background of a line that has one everywhere: the one that most of it has. It fills the whole row.
 std::optional<QColor> lineBackground(const AttributedString& line) {
     std::vector<std::pair<QColor, int>> shares;
-    int covered = 0;
     for (const auto& run : line.runs()) {
-        const auto background = run.attributes ? run.attributes->color(attribute::background) : std::nullopt;
+        const auto& background = run.attributes->background;
         if (!background)
             return std::nullopt;
-        covered += run.range.length;
         const auto known = std::find_if(shares.begin(), shares.end(),
                                         [&](const auto& share) { return share.first == *background; });
         if (known == shares.end())
@@ -41,7 +39,7 @@ std::optional<QColor> lineBackground(const AttributedString& line) {
         else
             known->second += run.range.length;
     }
-    if (shares.empty() || covered != line.length())
+    if (shares.empty())
         return std::nullopt;
     return std::max_element(shares.begin(), shares.end(),
                             [](const auto& one, const auto& other) { return one.second < other.second; })
@@ -197,8 +195,7 @@ void LogRowPainter::paintCutBadge(const QRectF& area, const CellView& view) {
 }
 
 bool LogRowPainter::isGivenUp(const CellView& view) {
-    const Attributes* const first = view.row ? view.row->line.attributesAt(0) : nullptr;
-    return first && first->isMarked(attribute::givenUpLine);
+    return view.row && view.row->marks.givenUp;
 }
 
 void LogRowPainter::paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows) {

@@ -4,11 +4,6 @@
 
 namespace korvane {
 
-bool isHiddenLine(const AttributedString& line) {
-    const Attributes* first = line.attributesAt(0);
-    return first && first->isMarked(attribute::hideLine);
-}
-
 int LogTableViewDelegate::CellView::textLength() const {
     return row->line.length() - (row->line.string().endsWith(u'\r') ? 1 : 0);
 }
@@ -73,7 +68,7 @@ LogTableViewDelegate::CellView LogTableViewDelegate::viewForTableColumn(QLatin1S
     const Prepared* line = prepared(row);
     if (!line)
         return {cell::loading};
-    if (isHiddenLine(line->row.line))
+    if (line->row.marks.hideLine)
         return {.identifier = cell::filtered, .row = &line->row};
     return {.identifier = wrapping_ ? cell::wrappedLine : cell::line,
             .layout = line->layout.get(),

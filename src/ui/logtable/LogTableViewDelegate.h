@@ -102,7 +102,4 @@ private:
     std::unordered_map<qint64, Prepared> layouts_;
 };
 
-/// Whether the line's rules hide it; an empty line is never hidden.
-bool isHiddenLine(const AttributedString& line);
-
 } // namespace korvane

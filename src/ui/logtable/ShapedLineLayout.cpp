@@ -72,17 +72,17 @@ QList<QTextLayout::FormatRange> ShapedLineLayout::formatsFor(TextRange range) co
     for (const auto& run : runs_) {
         const int start = std::max(run.range.location, range.location);
         const int end = std::min(run.range.end(), range.end());
-        if (start >= end || !run.attributes)
+        if (start >= end)
             continue;
         QTextLayout::FormatRange piece;
         piece.start = start - range.location;
         piece.length = end - start;
-        if (const auto color = run.attributes->color(attribute::foreground))
+        if (const auto& color = run.attributes->foreground)
             piece.format.setForeground(*color);
-        if (const auto color = run.attributes->color(attribute::background))
+        if (const auto& color = run.attributes->background)
             piece.format.setBackground(*color);
-        piece.format.setFont(metrics_.face(run.attributes.get()));
-        if (run.attributes->value(attribute::underline))
+        piece.format.setFont(metrics_.face(*run.attributes));
+        if (run.attributes->underline)
             piece.format.setUnderlineStyle(QTextCharFormat::SingleUnderline);
         formats.append(piece);
     }
@@ -202,8 +202,7 @@ void ShapedLineLayout::paint(QPainter& painter, QPointF origin, const QRectF& cl
             overlays.append(piece);
         };
         for (const auto& run : runs_) {
-            const auto background =
-                run.attributes ? run.attributes->color(attribute::background) : std::nullopt;
+            const auto& background = run.attributes->background;
             const bool isOnLine = !background || background == colors.lineBackground;
             if (isOnLine && (background || isRowSelected))
                 overlay(run.range, isRowSelected ? std::optional(colors.selectedText) : std::nullopt,

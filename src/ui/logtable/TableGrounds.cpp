@@ -60,22 +60,18 @@ QColor TableGrounds::notice(const QColor& ground) const {
 }
 
 AttributedString TableGrounds::shownLine(const AttributedString& line) const {
-    const auto unchosenText = [this](const Attributes* attributes) {
-        const auto text = attributes ? attributes->color(attribute::foreground) : std::nullopt;
-        return text && isUnchosen(*text) ? text : std::nullopt;
+    const auto hasUnchosenText = [this](const std::shared_ptr<const Attributes>& attributes) {
+        return attributes->foreground && isUnchosen(*attributes->foreground);
     };
-    if (std::none_of(line.runs().begin(), line.runs().end(),
-                     [&](const auto& run) { return unchosenText(run.attributes.get()); }))
+    if (std::ranges::none_of(line.runs(), hasUnchosenText, &AttributedString::Run::attributes))
         return line;
     AttributedString shown = line;
-    shown.replaceAttributes({{0, line.length()}}, [&](std::size_t, const auto& standing) {
-        const auto text = unchosenText(standing.get());
-        if (!text)
-            return standing;
-        auto made = std::make_shared<Attributes>(*standing);
-        made->set(attribute::foreground,
-                  readable(*text, standing->color(attribute::background).value_or(colors_.background)));
-        return std::shared_ptr<const Attributes>(std::move(made));
+    shown.change({{0, line.length()}}, [&](std::size_t, const auto& present) {
+        if (!hasUnchosenText(present))
+            return present;
+        Attributes made = *present;
+        made.foreground = readable(*made.foreground, made.background.value_or(colors_.background));
+        return std::make_shared<const Attributes>(std::move(made));
     });
     return shown;
 }

@@ -96,7 +96,7 @@ void PrimarySelection::gather() {
             forget();
             return;
         }
-        if (!isHiddenLine(row->line))
+        if (!row->marks.hideLine)
             lines_.append(row->line.string());
         if (++range.first > range.last)
             missing_.erase(missing_.begin());

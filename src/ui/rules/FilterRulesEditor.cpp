@@ -242,10 +242,10 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, 
     QColor foreground = Preferences::shared().logViewForeground();
     QFont font = this->font();
     if (const Attributes* look = preview.attributesAt(0)) {
-        background = look->color(attribute::background).value_or(background);
-        foreground = look->color(attribute::foreground).value_or(foreground);
-        font = look->font().value_or(font);
-        font.setUnderline(look->value(attribute::underline) != nullptr);
+        background = look->background.value_or(background);
+        foreground = look->foreground.value_or(foreground);
+        font = look->font.value_or(font);
+        font.setUnderline(look->underline);
     }
     // As in the rows: a colour that nobody has chosen is made readable.
     const auto unchosen = FiltersManager::defaultTextColors();

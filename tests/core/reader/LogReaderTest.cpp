@@ -2,17 +2,18 @@
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/search/SearchItem.h"
 
+#include "support/FaultyReads.h"
 #include "support/LogCapture.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
 
+#include <QStringConverter>
+
 #include <atomic>
-#include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
-#include <mutex>
+#include <random>
 #include <thread>
-#include <unistd.h>
 
 namespace korvane {
 
@@ -23,74 +24,109 @@ std::ostream& operator<<(std::ostream& out, const LineRange& range) {
 namespace {
 
 using namespace Qt::StringLiterals;
+using test::FaultyReads;
 using test::LogCapture;
 using test::TemporaryFile;
+using Kind = EncodingChoice::Kind;
 
-/// Notes what it hears; may act on it.
+/// Records the calls; may act on them.
 class Listener : public LogReaderDelegate {
 public:
-    void readerDidStart(std::uint64_t size) override { note(u"start %1"_s.arg(size)); }
+    void readerDidStart(std::uint64_t size) override { calls_.append(u"start %1"_s.arg(size)); }
     void readerDidReadBytes(std::uint64_t count) override {
-        note(u"read %1"_s.arg(count));
+        calls_.append(u"read %1"_s.arg(count));
         if (onRead)
-            onRead(count);
+            onRead(++reads_);
     }
-    void readerDidIndexLines(qint64 count) override { note(u"lines %1"_s.arg(count)); }
-    void readerDidFinish() override { note(u"finish"_s); }
-    void readerDidCancel() override { note(u"cancel"_s); }
+    void readerDidIndexLines(qint64 count) override { calls_.append(u"lines %1"_s.arg(count)); }
+    void readerDidForgetLines() override { calls_.append(u"forget"_s); }
+    void readerDidFinish() override { calls_.append(u"finish"_s); }
+    void readerDidCancel() override { calls_.append(u"cancel"_s); }
 
-    QStringList taken() { return std::exchange(heard_, {}); }
-    std::function<void(std::uint64_t)> onRead;
+    QStringList taken() { return std::exchange(calls_, {}); }
+    /// Called with the number of steps so far.
+    std::function<void(int)> onRead;
 
 private:
-    void note(const QString& what) { heard_.append(what); }
-    QStringList heard_;
+    QStringList calls_;
+    int reads_ = 0;
 };
 
-const QString decodingFailed =
-    u"Could not parse log data! Please check the file encoding and contact support."_s;
-
-std::shared_ptr<LogReader> loaded(const TemporaryFile& file) {
-    auto reader = LogReader::createReader(file.url());
-    reader->refresh();
-    return reader;
+QStringList texts(const DisplayLines& rows) {
+    QStringList result;
+    for (const DisplayLine& line : rows.lines)
+        result.append(line.text);
+    return result;
 }
-
-QStringList allLines(LogFileReaderProtocol& reader) {
-    return reader.readLines(1, reader.lineCount());
-}
-
-QStringList shownTexts(const DisplayLines& shown) {
-    QStringList texts;
-    for (const DisplayLine& line : shown.lines)
-        texts.append(line.text);
-    return texts;
-}
-
-using Numbers = std::vector<std::size_t>;
 
 /// Zero-based, among the lines.
-Numbers invalidLines(const DisplayLines& lines) {
-    Numbers numbers;
-    for (std::size_t i = 0; i < lines.lines.size(); ++i)
-        if (lines.lines[i].isInvalid)
+std::vector<std::size_t> invalidLines(const DisplayLines& rows) {
+    std::vector<std::size_t> numbers;
+    for (std::size_t i = 0; i < rows.lines.size(); ++i)
+        if (rows.lines[i].isInvalid)
             numbers.push_back(i);
     return numbers;
 }
 
-// What both readers have in common.
+const QString decodingFailed =
+    u"Could not parse log data! Please check the file encoding and contact support."_s;
+constexpr auto longest = static_cast<qsizetype>(RowReader::longestShownLine);
 
-class EveryReader : public ::testing::TestWithParam<std::shared_ptr<LogFileReaderProtocol> (*)(const QUrl&)> {
+/// One reader of one file. Every test runs for the reader of the disk and for that of memory.
+class LogReaderTest
+    : public ::testing::TestWithParam<std::shared_ptr<LogFileReaderProtocol> (*)(const QUrl&)> {
 protected:
-    std::shared_ptr<LogFileReaderProtocol> reader(const TemporaryFile& file) {
-        return GetParam()(file.url());
+    ~LogReaderTest() override { FaultyReads::failFrom(0, 0); }
+
+    void open(const QByteArray& content, EncodingChoice choice = {}) {
+        file_.emplace(content);
+        reader_ = GetParam()(file_->url());
+        reader_->setEncodingChoice(choice);
+        listener_ = std::make_shared<Listener>();
+        reader_->setDelegate(listener_);
     }
+    void load(const QByteArray& content, EncodingChoice choice = {}) {
+        open(content, choice);
+        reader_->refresh();
+        listener_->taken();
+    }
+    /// Changes the file at the given step of the scans to come.
+    void atStep(int step, std::function<void()> act) {
+        listener_->onRead = [step, act = std::move(act)](int number) {
+            if (number == step)
+                act();
+        };
+    }
+    /// What a scan makes of "a\nb\n" that more is appended to meanwhile.
+    void loadOvertaken(const QByteArray& appended) {
+        open("a\nb\n");
+        atStep(1, [this, appended] { file_->append(appended); });
+        EXPECT_EQ(reader_->refresh().location, 0);
+        listener_->onRead = nullptr;
+        listener_->taken();
+    }
+    bool isInMemory() const { return GetParam() == &InMemoryFileLogReader::create; }
+
+    QStringList lines() { return reader_->readLines(1, reader_->lineCount()); }
+    DisplayLines rows(qint64 start = 1, qint64 count = 1000, RowLength length = RowLength::Shown) {
+        return reader_->readRows(start, count, length);
+    }
+    qint64 rowOf(const QString& text) {
+        const auto found =
+            reader_->findNextMatch(0, reader_->lineCount() - 1, SearchItem(text), [] { return false; });
+        return found ? found->row : -1;
+    }
+
+    std::optional<TemporaryFile> file_;
+    std::shared_ptr<LogFileReaderProtocol> reader_;
+    std::shared_ptr<Listener> listener_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Readers, EveryReader,
-                         ::testing::Values(&LogReader::create, &InMemoryFileLogReader::create));
+INSTANTIATE_TEST_SUITE_P(Readers, LogReaderTest,
+                         ::testing::Values(&LogReader::create, &InMemoryFileLogReader::create),
+                         [](const auto& test) { return std::string(test.index == 0 ? "Disk" : "Memory"); });
 
-TEST_P(EveryReader, LinesAreWhatStandsBetweenLineFeeds) {
+TEST_P(LogReaderTest, LinesAreTheTextBetweenLineFeeds) {
     const struct {
         QByteArray content;
         QStringList lines;
@@ -105,21 +141,17 @@ TEST_P(EveryReader, LinesAreWhatStandsBetweenLineFeeds) {
          {QString(70'000, u'x'), QString(300'000, u'y'), u"z"_s}},
     };
     for (const auto& c : cases) {
-        const TemporaryFile file(c.content);
-        const auto reader = this->reader(file);
-        reader->refresh();
-        EXPECT_EQ(reader->lineCount(), c.lines.size()) << c.content.left(20).toStdString();
-        EXPECT_EQ(reader->readLines(1, 10), c.lines) << c.content.left(20).toStdString();
-        EXPECT_EQ(shownTexts(reader->readRows(1, 10, RowLength::Shown)), c.lines)
-            << c.content.left(20).toStdString();
-        EXPECT_EQ(reader->byteCount(1, 10), static_cast<std::uint64_t>(c.content.size()));
+        SCOPED_TRACE(c.content.left(20).toStdString());
+        load(c.content);
+        EXPECT_EQ(reader_->lineCount(), c.lines.size());
+        EXPECT_EQ(reader_->readLines(1, 10), c.lines);
+        EXPECT_EQ(texts(rows()), c.lines);
+        EXPECT_EQ(reader_->byteCount(1, 10), static_cast<std::uint64_t>(c.content.size()));
     }
 }
 
-TEST_P(EveryReader, RequestsAreClampedToTheLinesThereAre) {
-    const TemporaryFile file("a\nb\nc\nd");
-    const auto reader = this->reader(file);
-    reader->refresh();
+TEST_P(LogReaderTest, RequestsAreClampedToTheLinesThereAre) {
+    load("a\nb\nc\nd");
     const qint64 least = std::numeric_limits<qint64>::min();
     const qint64 most = std::numeric_limits<qint64>::max();
     const struct {
@@ -142,410 +174,563 @@ TEST_P(EveryReader, RequestsAreClampedToTheLinesThereAre) {
         {most, most, {u"d"_s}, 1},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(reader->readLines(c.start, c.count), c.expected) << c.start << ", " << c.count;
-        EXPECT_EQ(shownTexts(reader->readRows(c.start, c.count, RowLength::Shown)), c.expected)
-            << c.start << ", " << c.count;
-        EXPECT_EQ(reader->byteCount(c.start, c.count), c.bytes) << c.start << ", " << c.count;
+        EXPECT_EQ(reader_->readLines(c.start, c.count), c.expected) << c.start << ", " << c.count;
+        EXPECT_EQ(texts(rows(c.start, c.count)), c.expected) << c.start << ", " << c.count;
+        EXPECT_EQ(reader_->byteCount(c.start, c.count), c.bytes) << c.start << ", " << c.count;
+    }
+    const auto reader = std::dynamic_pointer_cast<LogReader>(reader_);
+    EXPECT_EQ(reader->readFirstLines(2), (QStringList{u"a"_s, u"b"_s}));
+    EXPECT_EQ(reader->readFirstLines(-3), QStringList{u"a"_s});
+    EXPECT_EQ(reader->readLastLines(2), QStringList{u"d"_s});
+    EXPECT_EQ(reader->readLastLines(0), QStringList{u"d"_s});
+}
+
+// ---- Files that change ----
+
+TEST_P(LogReaderTest, GrowthReportsTheOldLastLineAndTheNewOnes) {
+    open("");
+    const struct {
+        QByteArray appended;
+        LineRange changed;
+        QStringList lines;
+    } steps[] = {
+        {"", {0, 0}, {u""_s}},
+        {"a\nb", {0, 2}, {u"a"_s, u"b"_s}},
+        {"", {1, 0}, {u"a"_s, u"b"_s}},
+        {"c\n", {1, 2}, {u"a"_s, u"bc"_s, u""_s}},
+        {"\xC3\xA4", {2, 1}, {u"a"_s, u"bc"_s, u"ä"_s}},
+        {"\n", {2, 2}, {u"a"_s, u"bc"_s, u"ä"_s, u""_s}},
+    };
+    for (const auto& step : steps) {
+        file_->append(step.appended);
+        EXPECT_EQ(reader_->refresh(), step.changed) << step.appended.toStdString();
+        EXPECT_EQ(lines(), step.lines) << step.appended.toStdString();
     }
 }
 
-TEST_P(EveryReader, GrowthReportsTheOldLastLineAndTheNewOnes) {
-    const TemporaryFile file("a\nb");
-    const auto reader = this->reader(file);
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 2}));
-    EXPECT_EQ(reader->refresh(), (LineRange{1, 0})) << "nothing happened";
-    file.append("c\n");
-    EXPECT_EQ(reader->refresh(), (LineRange{1, 2}));
-    EXPECT_EQ(allLines(*reader), (QStringList{u"a"_s, u"bc"_s, u""_s}));
-    file.append("d");
-    EXPECT_EQ(reader->refresh(), (LineRange{2, 1}));
-    EXPECT_EQ(allLines(*reader), (QStringList{u"a"_s, u"bc"_s, u"d"_s}));
+TEST_P(LogReaderTest, AShrunkenFileStartsOver) {
+    load("one\ntwo\nthree\n");
+    file_->overwrite("x\ny");
+    EXPECT_EQ(reader_->refresh(), (LineRange{0, 2}));
+    EXPECT_TRUE(listener_->taken().contains(u"forget"_s));
+    EXPECT_EQ(lines(), (QStringList{u"x"_s, u"y"_s}));
+    file_->truncate(0);
+    reader_->refresh();
+    EXPECT_EQ(reader_->lineCount(), 1);
+    EXPECT_EQ(lines(), QStringList{u""_s});
 }
 
-TEST_P(EveryReader, AnEmptyFileReportsNothingUntilItGrows) {
-    const TemporaryFile file("");
-    const auto reader = this->reader(file);
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 0}));
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 0}));
-    EXPECT_EQ(reader->readLines(1, 10), QStringList{u""_s});
-    EXPECT_EQ(reader->fileEncoding(), encoding::unknown) << "no bytes, nothing to tell the encoding by";
-    file.append("\xC3\xA4\n");
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 2}));
-    EXPECT_EQ(allLines(*reader), (QStringList{u"ä"_s, u""_s}));
-}
-
-TEST_P(EveryReader, AShrunkenFileStartsOver) {
-    const TemporaryFile file("one\ntwo\nthree\n");
-    const auto reader = this->reader(file);
-    reader->refresh();
-    file.overwrite("x\ny");
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 2}));
-    EXPECT_EQ(allLines(*reader), (QStringList{u"x"_s, u"y"_s}));
-    file.truncate(0);
-    reader->refresh();
-    EXPECT_EQ(reader->lineCount(), 1);
-    EXPECT_EQ(allLines(*reader), QStringList{u""_s});
-}
-
-TEST_P(EveryReader, ManyAppendsGiveWhatOneReadGives) {
-    const TemporaryFile file("");
-    const auto reader = this->reader(file);
+TEST_P(LogReaderTest, ManyAppendsGiveTheSameAsOneScan) {
+    open("");
     QByteArray content;
     for (int i = 0; i < 300; ++i) {
         const QByteArray piece = i % 3 == 0   ? "line " + QByteArray::number(i) + "\n"
                                  : i % 3 == 1 ? QByteArray("\xC3")
                                               : QByteArray("\xBC\n\n").left(1 + i % 4);
         content += piece;
-        file.append(piece);
-        reader->refresh();
+        file_->append(piece);
+        reader_->refresh();
     }
-    EXPECT_EQ(allLines(*reader), QString::fromUtf8(content).split(u'\n'));
+    EXPECT_EQ(lines(), QString::fromUtf8(content).split(u'\n'));
 }
 
-TEST_P(EveryReader, ScansReportInStepsOf2048Bytes) {
+TEST_P(LogReaderTest, LinesAppendedDuringAScanCountOnceAndCanBeReadMeanwhile) {
+    loadOvertaken("c\nd\n");
+    const QStringList all{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s};
+    EXPECT_EQ(lines(), all);
+    EXPECT_EQ(rowOf(u"d"_s), 3);
+    EXPECT_EQ(reader_->byteCount(1, 5), 8U);
+    listener_->onRead = [&](int) {
+        EXPECT_EQ(reader_->readLines(1, 5), all) << "lines disappear while they are scanned again";
+    };
+    EXPECT_EQ(reader_->refresh(), (LineRange{2, 3})) << "from the end that the first scan had measured";
+    EXPECT_EQ(listener_->taken(),
+              (QStringList{u"start 8"_s, u"read 4"_s, u"lines 4"_s, u"lines 5"_s, u"read 0"_s, u"finish"_s}));
+    EXPECT_EQ(lines(), all);
+}
+
+TEST_P(LogReaderTest, AFileThatChangesWhereAScanWasOvertakenIsIndexedAgainFromThere) {
+    const struct {
+        QByteArray content;
+        LineRange changed;
+    } cases[] = {
+        {"a\nb\n", {2, 1}}, {"a\nb\nc\n", {2, 2}}, {"a\nb\nc\nd", {2, 2}}, {"a\nb\nxyz\ne\nf\n", {2, 4}}};
+    for (const auto& c : cases) {
+        loadOvertaken("c\nd\ne\n");
+        file_->overwrite(c.content);
+        EXPECT_EQ(reader_->refresh(), c.changed) << c.content.toStdString();
+        EXPECT_EQ(lines(), QString::fromUtf8(c.content).split(u'\n')) << c.content.toStdString();
+    }
+}
+
+TEST_P(LogReaderTest, AFileCutDuringAScanThatGrowsAgainIsReadWithoutAGap) {
+    const QByteArray line("0123456\n");
+    open(line.repeated(40'000));
+    atStep(1, [this] { file_->truncate(100'000); }); // between the first two blocks
+    reader_->refresh();
+    EXPECT_EQ(reader_->lineCount(), 12'501);
+    file_->append(line.repeated(30'000));
+    reader_->refresh();
+    EXPECT_EQ(reader_->lineCount(), 42'501);
+    EXPECT_EQ(reader_->readLines(42'499, 3), (QStringList{u"0123456"_s, u"0123456"_s, u""_s}));
+}
+
+TEST_P(LogReaderTest, OtherContentIsReadWithItsOwnEncoding) {
+    const QByteArray latin1 = "gr\xFC\xDF dich, sch\xF6ne \xDC"
+                              "bung, \xE4rger\n";
+    const QString other =
+        u"ganz anders: öffnen, größer, und so lang, dass die Datei nur gewachsen sein könnte"_s;
+    for (const bool isReplaced : {false, true}) {
+        load(latin1);
+        EXPECT_EQ(texts(rows(1, 1)), QStringList(u"grüß dich, schöne Übung, ärger"_s));
+        if (isReplaced) {
+            ASSERT_EQ(::unlink(file_->path().constData()), 0);
+            file_->append(other.toUtf8() + '\n');
+            ASSERT_TRUE(reader_->reopen());
+        } else {
+            file_->overwrite(other.toUtf8() + '\n');
+            EXPECT_TRUE(reader_->isBehind());
+        }
+        reader_->refresh();
+        EXPECT_EQ(texts(rows(1, 1)), QStringList(other)) << isReplaced;
+        EXPECT_EQ(reader_->fileEncoding(), encoding::utf8) << isReplaced;
+    }
+}
+
+TEST_P(LogReaderTest, AScanThatWasOvertakenAndCancelledStillKnowsItsContent) {
+    open("a\nb\n");
+    const QByteArray appended = QByteArray(5'000, 'x') + '\n';
+    listener_->onRead = [&](int step) {
+        if (step == 1)
+            file_->append(appended);
+        else if (step == 3) // beyond the measured end
+            reader_->cancelScan();
+    };
+    reader_->refresh();
+    listener_->onRead = nullptr;
+    reader_->refresh();
+    EXPECT_EQ(reader_->lineCount(), 4);
+    EXPECT_FALSE(reader_->isBehind());
+    file_->overwrite("a\nb\n" + QByteArray(4'999, 'x') + "y\n");
+    EXPECT_TRUE(reader_->isBehind());
+}
+
+// ---- Scans ----
+
+TEST_P(LogReaderTest, ScansReportInStepsOf2048Bytes) {
     QByteArray content(3000, 'x');
     content[10] = content[2047] = content[2048] = '\n';
-    const TemporaryFile file(content);
-    const auto reader = this->reader(file);
-    const auto listener = std::make_shared<Listener>();
-    reader->setDelegate(listener);
-    reader->refresh();
-    EXPECT_EQ(listener->taken(), (QStringList{u"start 3000"_s, u"read 2048"_s, u"lines 2"_s, u"lines 3"_s,
-                                              u"read 952"_s, u"lines 4"_s, u"read 0"_s, u"finish"_s}));
-    reader->refresh();
-    EXPECT_EQ(listener->taken(), (QStringList{u"start 3000"_s, u"finish"_s}));
-    file.append("\n");
-    reader->refresh();
-    EXPECT_EQ(listener->taken(),
+    open(content);
+    reader_->refresh();
+    EXPECT_EQ(listener_->taken(), (QStringList{u"start 3000"_s, u"read 2048"_s, u"lines 2"_s, u"lines 3"_s,
+                                               u"read 952"_s, u"lines 4"_s, u"read 0"_s, u"finish"_s}));
+    reader_->refresh();
+    EXPECT_EQ(listener_->taken(), (QStringList{u"start 3000"_s, u"finish"_s}));
+    file_->append("\n");
+    reader_->refresh();
+    EXPECT_EQ(listener_->taken(),
               (QStringList{u"start 3001"_s, u"read 1"_s, u"lines 5"_s, u"read 0"_s, u"finish"_s}));
 }
 
-TEST_P(EveryReader, ACancelStopsAtTheNextStepAndHoldsUntilAReset) {
-    const TemporaryFile file(QByteArray("0123456\n").repeated(100'000));
-    const auto reader = this->reader(file);
-    const auto listener = std::make_shared<Listener>();
-    int steps = 0;
-    listener->onRead = [&](std::uint64_t) {
-        if (++steps == 40) // within the second block that is fetched
-            reader->cancel();
-    };
-    reader->setDelegate(listener);
-    EXPECT_EQ(reader->refresh(), LineRange{});
-    const QStringList heard = listener->taken();
-    EXPECT_EQ(heard.last(), u"cancel"_s);
-    EXPECT_EQ(heard.count(u"read 2048"_s), 40);
-    EXPECT_EQ(heard.count(u"cancel"_s), 1);
-    EXPECT_FALSE(heard.contains(u"finish"_s));
-    EXPECT_EQ(reader->lineCount(), 40 * 2048 / 8 + 1) << "what was found stays";
-    EXPECT_EQ(reader->readLines(1, 1), QStringList());
-    EXPECT_EQ(reader->fileSize(), 0U);
-    EXPECT_EQ(reader->refresh(), LineRange{});
-    EXPECT_EQ(listener->taken(), QStringList{u"cancel"_s});
+TEST_P(LogReaderTest, ACancelStopsAtTheNextStepAndHoldsUntilAReset) {
+    open(QByteArray("0123456\n").repeated(100'000));
+    atStep(40, [this] { reader_->cancel(); }); // within the second block
+    EXPECT_EQ(reader_->refresh(), LineRange{});
+    const QStringList calls = listener_->taken();
+    EXPECT_EQ(calls.last(), u"cancel"_s);
+    EXPECT_EQ(calls.count(u"read 2048"_s), 40);
+    EXPECT_EQ(calls.count(u"cancel"_s), 1);
+    EXPECT_FALSE(calls.contains(u"finish"_s));
+    EXPECT_EQ(reader_->lineCount(), 40 * 2048 / 8 + 1) << "the lines found so far stay";
+    EXPECT_EQ(reader_->readLines(1, 1), QStringList());
+    EXPECT_TRUE(rows().lines.empty());
+    EXPECT_EQ(reader_->fileSize(), 0U);
+    EXPECT_EQ(reader_->refresh(), LineRange{});
+    EXPECT_EQ(listener_->taken(), QStringList{u"cancel"_s});
 
-    reader->reset();
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 100'001}));
-    EXPECT_EQ(reader->readLines(100'000, 2), (QStringList{u"0123456"_s, u""_s}));
+    reader_->reset();
+    EXPECT_EQ(reader_->refresh(), (LineRange{0, 100'001}));
+    EXPECT_EQ(reader_->readLines(100'000, 2), (QStringList{u"0123456"_s, u""_s}));
 }
 
-TEST_P(EveryReader, ACancelDuringARescanIsNoShrunkenFile) {
-    const TemporaryFile file(QByteArray("0123456\n").repeated(5'000));
-    const auto reader = this->reader(file);
-    reader->refresh();
-    const auto listener = std::make_shared<Listener>();
-    reader->setDelegate(listener);
-    listener->onRead = [&](std::uint64_t) { reader->cancel(); };
-    file.truncate(20'000); // the rescan's reset must not forget the cancel either
-    EXPECT_EQ(reader->refresh(), LineRange{});
-    EXPECT_EQ(listener->taken().last(), u"cancel"_s);
-    EXPECT_EQ(reader->refresh(), LineRange{});
+TEST_P(LogReaderTest, ACancelDuringARescanIsNoShrunkenFile) {
+    load(QByteArray("0123456\n").repeated(5'000));
+    listener_->onRead = [this](int) { reader_->cancel(); };
+    file_->truncate(20'000); // the rescan must not forget the cancel
+    EXPECT_EQ(reader_->refresh(), LineRange{});
+    EXPECT_EQ(listener_->taken().last(), u"cancel"_s);
+    EXPECT_EQ(reader_->refresh(), LineRange{});
 }
 
-TEST_P(EveryReader, ClosingStopsAScanAndLaterCallsAreHarmless) {
-    const TemporaryFile file(QByteArray("0123456\n").repeated(100'000));
-    const auto reader = this->reader(file);
-    const auto listener = std::make_shared<Listener>();
-    reader->setDelegate(listener);
-    listener->onRead = [&](std::uint64_t) { reader->close(); };
-    EXPECT_EQ(reader->refresh(), LineRange{});
-    EXPECT_EQ(listener->taken().filter(u"read"_s).size(), 1);
-    listener->onRead = nullptr;
-    const qint64 known = reader->lineCount();
-    reader->refresh();
-    EXPECT_EQ(reader->lineCount(), known) << "a closed file has not shrunk";
-    EXPECT_EQ(reader->fileSize(), 0U);
+TEST_P(LogReaderTest, ACancelledScanGoesOnFromWhereItStopped) {
+    QByteArray content;
+    for (int number = 1; number <= 20'000; ++number)
+        content += QByteArray::number(number) + '\n';
+    open(content);
+    atStep(20, [this] { reader_->cancelScan(); });
+    const LineRange found = reader_->refresh();
+    EXPECT_EQ(listener_->taken().last(), u"cancel"_s);
+    const qint64 count = reader_->lineCount();
+    EXPECT_EQ(found, (LineRange{0, count}));
+    EXPECT_GT(count, 5000);
+    EXPECT_LT(count, 15'000);
+    const QStringList last = texts(rows(count - 1, 2));
+    ASSERT_EQ(last.size(), 2);
+    EXPECT_EQ(last[0], QString::number(count - 1));
+    EXPECT_TRUE(QString::number(count).startsWith(last[1]));
+
+    reader_->refresh();
+    EXPECT_EQ(reader_->lineCount(), 20'001);
+    EXPECT_EQ(texts(rows(count, 2)), (QStringList{QString::number(count), QString::number(count + 1)}));
 }
 
-TEST_P(EveryReader, AMissingFileStaysInert) {
+TEST_P(LogReaderTest, ClosingStopsAScanAndLaterCallsAreHarmless) {
+    open(QByteArray("0123456\n").repeated(100'000));
+    listener_->onRead = [this](int) { reader_->close(); };
+    EXPECT_EQ(reader_->refresh(), LineRange{});
+    EXPECT_EQ(listener_->taken().filter(u"read"_s).size(), 1);
+    const qint64 known = reader_->lineCount();
+    reader_->refresh();
+    EXPECT_EQ(reader_->lineCount(), known) << "a closed file has not shrunk";
+    EXPECT_EQ(reader_->fileSize(), 0U);
+    EXPECT_FALSE(reader_->reopen());
+    EXPECT_EQ(reader_->readLines(1, 1), isInMemory() ? QStringList{u"0123456"_s} : QStringList());
+}
+
+TEST_P(LogReaderTest, BeforeTheFirstScanNoLineIsKnown) {
+    open("a\n");
+    EXPECT_EQ(reader_->lineCount(), isInMemory() ? 0 : 1);
+    EXPECT_EQ(reader_->isUnread(), !isInMemory());
+    EXPECT_EQ(reader_->readLines(1, 1).join(u""_s), QString());
+    reader_->refresh();
+    EXPECT_EQ(reader_->lineCount(), 2);
+    EXPECT_FALSE(reader_->isUnread());
+}
+
+TEST_P(LogReaderTest, AMissingFileStaysInert) {
     const auto reader = GetParam()(QUrl(u"file:///nowhere/at/all.log"_s));
     EXPECT_EQ(reader->refresh(), LineRange{});
     EXPECT_EQ(reader->lineCount(), 1);
+    EXPECT_FALSE(reader->isUnread());
+    EXPECT_FALSE(reader->reopen());
     EXPECT_EQ(reader->readLines(1, 5).join(u""_s), QString());
 }
 
-TEST_P(EveryReader, WideEncodingsSplitAtWholeNewlines) {
-    const QString text = u"eins\nzwei mit 😀\ndrei\n"_s.repeated(100);
-    for (const bool little : {true, false}) {
-        QByteArray bytes;
-        for (const QChar unit : text) {
-            const char low = static_cast<char>(unit.unicode() & 0xFF);
-            const char high = static_cast<char>(unit.unicode() >> 8);
-            bytes += little ? QByteArray{}.append(low).append(high) : QByteArray{}.append(high).append(low);
-        }
-        const TemporaryFile file(bytes);
-        const auto reader = this->reader(file);
-        reader->refresh();
-        // A page from the middle decides the encoding.
-        EXPECT_EQ(reader->readLines(101, 3), text.split(u'\n').mid(100, 3)) << little;
-        EXPECT_EQ(allLines(*reader), text.split(u'\n')) << little;
-        EXPECT_EQ(reader->fileEncoding(), little ? encoding::utf16LittleEndian : encoding::utf16BigEndian);
-    }
-}
-
-TEST_P(EveryReader, LinesPublishedDuringAScanCanBeRead) {
+TEST_P(LogReaderTest, LinesPublishedDuringAScanCanBeRead) {
     QByteArray content;
     for (int i = 1; i <= 60'000; ++i)
         content += "line " + QByteArray::number(i) + "\n";
-    const TemporaryFile file(content);
-    const auto reader = this->reader(file);
+    open(content);
     std::atomic<bool> done{false};
     std::atomic<qint64> highest{0};
     std::thread viewer([&] {
         while (!done) {
-            const qint64 count = reader->lineCount();
+            const qint64 count = reader_->lineCount();
             if (count < 2 || count > 60'000)
                 continue;
-            ASSERT_EQ(reader->readLines(count, 1), QStringList{u"line %1"_s.arg(count)});
+            ASSERT_EQ(reader_->readLines(count, 1), QStringList{u"line %1"_s.arg(count)});
             highest = count;
         }
     });
-    // The scan goes on when the viewer has read something of it.
-    const auto listener = std::make_shared<Listener>();
-    std::uint64_t readBytes = 0;
-    listener->onRead = [&](std::uint64_t count) {
-        readBytes += count;
-        if (readBytes == 200 * 2048) {
-            EXPECT_TRUE(test::waitFor([&] { return highest > 0; })) << "nothing is published during the scan";
-        }
-    };
-    reader->setDelegate(listener);
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 60'001}));
+    // The scan goes on when the viewer has read a line.
+    atStep(200, [&] {
+        EXPECT_TRUE(test::waitFor([&] { return highest > 0; })) << "nothing is published during the scan";
+    });
+    EXPECT_EQ(reader_->refresh(), (LineRange{0, 60'001}));
     done = true;
     viewer.join();
 }
 
-TEST_P(EveryReader, LongLinesAreCutAtACharacterForTheScreen) {
-    const auto longest = static_cast<qsizetype>(LogReader::longestShownLine);
-    // The limit falls into the two-byte character.
-    const QByteArray tooLong = QByteArray(longest - 1, 'a') + "\xC3\xBC" + QByteArray(99, 'b');
-    const TemporaryFile file("first\nsecond\n" + tooLong + "\n" + QByteArray(longest, 'c') + "\nlast\n");
-    const auto reader = this->reader(file);
-    reader->refresh();
-    const DisplayLines shown = reader->readRows(1, 10, RowLength::Shown);
-    ASSERT_EQ(shown.lines.size(), 6U);
-    EXPECT_EQ(shownTexts(shown).first(2), (QStringList{u"first"_s, u"second"_s}));
-    EXPECT_EQ(shown.lines[2].text.left(longest - 1), QString(longest - 1, u'a'));
-    const auto shownBytes = static_cast<std::uint64_t>(shown.lines[2].text.toUtf8().size());
-    EXPECT_EQ(shownBytes + shown.lines[2].cutBytes, static_cast<std::uint64_t>(tooLong.size()));
-    EXPECT_FALSE(shown.lines[2].text.contains(QChar::ReplacementCharacter));
-    EXPECT_EQ(shown.lines[3].text, QString(longest, u'c'));
-    EXPECT_EQ(shown.lines[3].cutBytes, 0U);
-    EXPECT_EQ(shown.lines[4].text, u"last"_s);
-    EXPECT_EQ(reader->readLines(3, 1), QStringList{QString::fromUtf8(tooLong)}) << "the line itself is whole";
+TEST_P(LogReaderTest, PagesScansAndEncodingFromManyThreads) {
+    open("");
+    reader_->setDelegate(nullptr);
+    std::atomic<bool> done{false};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
+        for (int i = 1; i <= 400; ++i)
+            file_->append("ünit " + QByteArray::number(i) + "\n");
+        done = true;
+    });
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([&] {
+            while (!done) {
+                reader_->refresh();
+                const QStringList read = reader_->readLines(1, 1000);
+                for (int i = 0; i + 1 < read.size(); ++i)
+                    wrong += read[i] != u"ünit %1"_s.arg(i + 1);
+                reader_->byteCount(1, 10);
+                reader_->fileEncoding();
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    reader_->refresh();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(reader_->lineCount(), 401);
+    EXPECT_EQ(reader_->readLines(400, 2), (QStringList{u"ünit 400"_s, u""_s}));
 }
 
-TEST_P(EveryReader, ACharacterThatIsStillBeingWrittenTakesNothingElseAway) {
-    const TemporaryFile file("one\nfür\nfor 日");
-    const auto reader = this->reader(file);
-    reader->refresh();
-    for (const QByteArray cut : {"\xE6", "\x97", "\xA5\xF0\x9F", "\x98", "\x80\n\xC3", "\xBC"}) {
-        file.append(cut);
-        reader->refresh();
-        const DisplayLines shown = reader->readRows(1, 10, RowLength::Shown);
-        EXPECT_EQ(invalidLines(shown), Numbers());
-        ASSERT_GE(shown.lines.size(), 3U) << cut.toHex().constData();
-        EXPECT_EQ(shown.lines[1].text, u"für"_s);
-        EXPECT_FALSE(shownTexts(shown).join(u'\n').contains(QChar::ReplacementCharacter));
-        EXPECT_EQ(reader->readLines(1, 10), shownTexts(shown));
-        const auto found = reader->findNextMatch(2, 3, SearchItem(u"FOR"_s), [] { return false; });
-        EXPECT_TRUE(found && found->row == 2) << cut.toHex().constData();
-    }
-    EXPECT_EQ(reader->readLines(3, 2), (QStringList{u"for 日日😀"_s, u"ü"_s}));
-}
+// ---- Read errors ----
 
-// The reader that keeps only offsets.
-
-TEST(LogReader, WhatIsAppendedDuringAScanCountsOnce) {
-    const TemporaryFile file("a\nb\n");
-    const auto reader = LogReader::createReader(file.url());
-    const auto listener = std::make_shared<Listener>();
-    listener->onRead = [&, appended = false](std::uint64_t) mutable {
-        if (!std::exchange(appended, true))
-            file.append("c\nd\n");
+TEST_P(LogReaderTest, AFaultIsLoggedOnceUntilReadingSucceedsAgain) {
+    open(QByteArray("0123456\n").repeated(20'000));
+    const auto isLogged = [this](int error) {
+        const LogCapture log;
+        FaultyReads::failFrom(65'536, error); // the second block
+        reader_->reset();
+        reader_->refresh();
+        EXPECT_EQ(reader_->scanError(), error);
+        EXPECT_EQ(reader_->lineCount(), error == 0 ? 20'001 : 8193);
+        return log.lines().size() == 1 && log.lines().front().contains(u"failed at byte 65536"_s);
     };
-    reader->setDelegate(listener);
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 5}));
-    listener->onRead = nullptr;
-    listener->taken();
-    EXPECT_EQ(reader->refresh(), (LineRange{2, 3})) << "from the end that the first scan had measured";
-    EXPECT_EQ(listener->taken(),
-              (QStringList{u"start 8"_s, u"read 4"_s, u"lines 4"_s, u"lines 5"_s, u"read 0"_s, u"finish"_s}));
-    EXPECT_EQ(allLines(*reader), (QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s}));
+    EXPECT_TRUE(isLogged(EIO));
+    EXPECT_FALSE(isLogged(EIO));
+    EXPECT_TRUE(isLogged(EPERM)) << "another error is another fault";
+    EXPECT_FALSE(isLogged(0));
+    EXPECT_TRUE(isLogged(EPERM)) << "the fault has come back";
 }
 
-/// A reader of "a\nb\n" during whose first scan `appended` came.
-struct OvertakenReader {
-    explicit OvertakenReader(const QByteArray& appended) {
-        listener->onRead = [this, appended, isFirst = true](std::uint64_t) mutable {
-            if (std::exchange(isFirst, false))
-                file.append(appended);
-        };
-        reader->setDelegate(listener);
-        reader->refresh();
-        listener->onRead = nullptr;
-    }
+TEST_P(LogReaderTest, RowsThatCannotBeReadAreAbsentAndTheFaultIsLoggedOnce) {
+    load("a\nb\n");
+    FaultyReads::failFrom(0, EIO);
+    const LogCapture log;
+    EXPECT_EQ(rows(1, 2).lines.size(), isInMemory() ? 2U : 0U);
+    EXPECT_EQ(reader_->readLines(1, 2).size(), isInMemory() ? 2 : 0);
+    EXPECT_EQ(log.lines().filter(u"failed at byte 0"_s).size(), isInMemory() ? 0 : 1);
+}
 
-    const TemporaryFile file{"a\nb\n"};
-    const std::shared_ptr<LogReader> reader = LogReader::createReader(file.url());
-    const std::shared_ptr<Listener> listener = std::make_shared<Listener>();
-};
-
-TEST(LogReader, WhatIsAppendedDuringAScanCanBeReadBeforeAndDuringTheNext) {
-    const OvertakenReader overtaken("c\nd\n");
-    LogReader& reader = *overtaken.reader;
-    const QStringList lines{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s};
-    EXPECT_EQ(reader.readLines(4, 2), lines.mid(3));
-    const auto found = reader.findNextMatch(0, 4, SearchItem(u"d"_s), [] { return false; });
-    EXPECT_TRUE(found && found->row == 3);
-    EXPECT_EQ(reader.byteCount(1, 5), 8U);
-    int looks = 0;
-    overtaken.listener->onRead = [&](std::uint64_t) {
-        ++looks;
-        EXPECT_EQ(reader.readLines(1, 5), lines)
-            << "lines that were there are gone while they are scanned again";
+TEST_P(LogReaderTest, AReadErrorIsNoEndOfASearch) {
+    load("Error\n" + QByteArray(400'000, '.').replace(300'000, 1, "\n"));
+    const qint64 last = reader_->lineCount() - 1;
+    const auto search = [&](qint64 from, qint64 to, const QString& text) {
+        return reader_->findNextMatch(from, to, SearchItem(text), [] { return false; });
     };
-    reader.refresh();
-    EXPECT_EQ(looks, 2);
-    EXPECT_EQ(allLines(reader), lines);
+    EXPECT_TRUE(search(0, last, u"no such"_s).fault.isEmpty());
+    FaultyReads::failFrom(200'000, EIO);
+    for (const auto& [from, to] : {std::pair(qint64{0}, last), std::pair(last, qint64{0})})
+        EXPECT_EQ(search(from, to, u"no such"_s).fault.contains(u"Input/output error"_s), !isInMemory());
+    EXPECT_TRUE(search(0, last, u"error"_s)) << "a line before the fault is found";
 }
 
-TEST(LogReader, AFileCutBackToWhereAScanWasOvertakenLosesItsLines) {
-    for (const auto& [size, lines] : {std::pair(4, QStringList{u"a"_s, u"b"_s, u""_s}),
-                                      std::pair(6, QStringList{u"a"_s, u"b"_s, u"c"_s, u""_s}),
-                                      std::pair(7, QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s})}) {
-        const OvertakenReader overtaken("c\nd\n");
-        overtaken.file.truncate(size);
-        EXPECT_EQ(overtaken.reader->refresh(), (LineRange{2, lines.size() - 2})) << size;
-        EXPECT_EQ(allLines(*overtaken.reader), lines) << size;
-    }
-}
+// ---- Encodings ----
 
-TEST(LogReader, OtherBytesWhereAScanWasOvertakenAreIndexedAgain) {
-    const OvertakenReader overtaken("c\nd\ne\n");
-    overtaken.file.overwrite("a\nb\nxyz\ne\nf\n");
-    EXPECT_EQ(overtaken.reader->refresh(), (LineRange{2, 4}));
-    EXPECT_EQ(allLines(*overtaken.reader), (QStringList{u"a"_s, u"b"_s, u"xyz"_s, u"e"_s, u"f"_s, u""_s}));
-}
-
-TEST(LogReader, TheFirstBytesReadDecideTheEncoding) {
+TEST_P(LogReaderTest, TheFirstBytesReadDecideTheEncoding) {
     const QByteArray latin1 = "Gr\xFC\xDF"
                               "e aus K\xF6ln, die Verbindung wurde geschlossen und kann nicht ge\xF6"
                               "ffnet werden";
-    const TemporaryFile file("\n" + latin1 + "\nplain\n");
-    const auto reader = loaded(file);
+    load("\n" + latin1 + "\nplain\n");
     const LogCapture log;
-    EXPECT_EQ(reader->readLines(1, 1), QStringList{u""_s});
-    EXPECT_EQ(reader->fileEncoding(), encoding::unknown);
-    EXPECT_EQ(reader->readLines(2, 1), QStringList{QString::fromLatin1(latin1)});
-    EXPECT_EQ(reader->readLines(3, 1), QStringList{u"plain"_s});
+    EXPECT_EQ(reader_->readLines(1, 1), QStringList{u""_s});
+    EXPECT_EQ(reader_->fileEncoding(), encoding::unknown);
+    EXPECT_EQ(reader_->readLines(2, 1), QStringList{QString::fromLatin1(latin1)});
+    EXPECT_EQ(reader_->readLines(3, 1), QStringList{u"plain"_s});
     EXPECT_EQ(log.lines(), QStringList{u"Detected file encoding: 5 - name = Western (ISO Latin 1)"_s});
-    reader->reset();
-    EXPECT_EQ(reader->fileEncoding(), encoding::isoLatin1) << "a reset does not forget it";
+    reader_->reset();
+    EXPECT_EQ(reader_->fileEncoding(), encoding::isoLatin1) << "a reset keeps it";
 }
 
-TEST(LogReader, BytesThatAreNoTextAreSaidInTheLog) {
-    const TemporaryFile file("plain\nbad \xFF\xFF\nt\xC3\xBC\xC3\xBCr\n");
-    const auto reader = loaded(file);
-    EXPECT_EQ(reader->readLines(1, 1), QStringList{u"plain"_s});
+TEST_P(LogReaderTest, BytesThatAreNoTextAreLogged) {
+    load("plain\nbad \xFF\xFF\nt\xC3\xBC\xC3\xBCr\n");
+    EXPECT_EQ(reader_->readLines(1, 1), QStringList{u"plain"_s});
     const LogCapture log;
-    EXPECT_EQ(reader->readLines(2, 1), QStringList());
+    EXPECT_EQ(reader_->readLines(2, 1), QStringList());
     EXPECT_EQ(log.lines(), (QStringList{u"-- Error parsing String with detected encoding: 4. Trying UTF-8"_s,
                                         decodingFailed}));
-    const DisplayLines shown = reader->readRows(1, 4, RowLength::Shown);
-    EXPECT_EQ(shownTexts(shown), (QStringList{u"plain"_s, u"bad \uFFFD\uFFFD"_s, u"tüür"_s, u""_s}));
-    EXPECT_EQ(invalidLines(shown), Numbers{1});
+    const DisplayLines shown = rows();
+    EXPECT_EQ(texts(shown), (QStringList{u"plain"_s, u"bad \uFFFD\uFFFD"_s, u"tüür"_s, u""_s}));
+    EXPECT_EQ(invalidLines(shown), std::vector<std::size_t>{1});
 
-    reader->setEncodingChoice({EncodingChoice::Kind::LenientUtf8});
-    EXPECT_EQ(reader->readLines(2, 2), (QStringList{u"bad \uFFFD\uFFFD"_s, u"tüür"_s}));
-    reader->setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::isoLatin1});
-    EXPECT_EQ(reader->fileEncoding(), encoding::isoLatin1);
-    EXPECT_EQ(reader->readLines(2, 1), QStringList{u"bad ÿÿ"_s});
-    reader->setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::ascii});
+    reader_->setEncodingChoice({Kind::LenientUtf8});
+    EXPECT_EQ(reader_->readLines(2, 2), (QStringList{u"bad \uFFFD\uFFFD"_s, u"tüür"_s}));
+    reader_->setEncodingChoice({Kind::Fixed, encoding::isoLatin1});
+    EXPECT_EQ(reader_->fileEncoding(), encoding::isoLatin1);
+    EXPECT_EQ(reader_->readLines(2, 1), QStringList{u"bad ÿÿ"_s});
+    reader_->setEncodingChoice({Kind::Fixed, encoding::ascii});
     const qsizetype before = log.lines().size();
-    EXPECT_EQ(reader->readLines(3, 1), QStringList()) << "a chosen encoding is not replaced by another";
+    EXPECT_EQ(reader_->readLines(3, 1), QStringList()) << "a chosen encoding is not replaced by another";
     EXPECT_EQ(log.lines().mid(before), QStringList{decodingFailed});
-    reader->setEncodingChoice({});
-    EXPECT_EQ(reader->fileEncoding(), encoding::utf8);
+    reader_->setEncodingChoice({});
+    EXPECT_EQ(reader_->fileEncoding(), encoding::utf8);
 }
 
-TEST(LogReader, AnotherEncodingThanTheDetectedOneIsTriedAsUtf8) {
+TEST_P(LogReaderTest, AnotherEncodingThanTheDetectedOneIsTriedAsUtf8) {
     const QByteArray shiftJis =
         "ERROR \x83\x66\x81\x5b\x83\x5e\x83\x78\x81\x5b\x83\x58\x82\xc9\x90\xda\x91\xb1\x82\xc5\x82\xab\x82"
         "\xdc\x82\xb9\x82\xf1";
-    const TemporaryFile file(shiftJis + "\n\xF0\x9F\x98\x80\n");
-    const auto reader = loaded(file);
-    EXPECT_EQ(reader->readLines(1, 1), QStringList{u"ERROR データベースに接続できません"_s});
+    load(shiftJis + "\n\xF0\x9F\x98\x80\n");
+    EXPECT_EQ(reader_->readLines(1, 1), QStringList{u"ERROR データベースに接続できません"_s});
     const LogCapture log;
-    EXPECT_EQ(reader->readLines(2, 1), QStringList{u"😀"_s});
+    EXPECT_EQ(reader_->readLines(2, 1), QStringList{u"😀"_s});
     EXPECT_EQ(log.lines(), QStringList{u"-- Error parsing String with detected encoding: 8. Trying UTF-8"_s});
-    EXPECT_EQ(reader->fileEncoding(), encoding::shiftJis);
+    EXPECT_EQ(reader_->fileEncoding(), encoding::shiftJis);
+    EXPECT_EQ(std::dynamic_pointer_cast<LogReader>(reader_)->detectEncoding({}), encoding::utf8);
+    EXPECT_EQ(log.lines().last(), u"Could not detect file encoding - returning default UTF-8 encoding"_s);
 }
 
-TEST(LogReader, TheMarkOfTheFileHoldsForAChosenEncodingOnEveryPage) {
-    const TemporaryFile file(QByteArray("\xFF\xFE"
-                                        "a\0\n\0b\0\n\0",
-                                        10));
-    const auto reader = loaded(file);
-    reader->setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::utf16});
-    EXPECT_EQ(reader->readLines(1, 1), QStringList{u"a"_s});
-    EXPECT_EQ(reader->readLines(2, 1), QStringList{u"b"_s});
+TEST_P(LogReaderTest, OneBadByteChangesItsLineOnly) {
+    const struct {
+        StringEncoding encoding;
+        QByteArray word;
+        QByteArray badByte;
+    } cases[] = {
+        {encoding::utf8, "Gr\xC3\xBC\xC3\x9F"_ba, "\xFF"_ba},
+        {encoding::ascii, "plain"_ba, "\xE4"_ba},
+        {encoding::shiftJis, "\x83\x66\x81\x5b\x83\x5e"_ba, "\xFF"_ba},
+        {encoding::eucJapanese, "\xA5\xC7\xA1\xBC"_ba, "\xFF"_ba},
+        {encoding::gb18030, "\xCA\xFD\xBE\xDD"_ba, "\xFF"_ba},
+        {encoding::big5, "\xB8\xEA\xAE\xC6"_ba, "\xA4"_ba},
+        {encoding::eucKorean, "\xB5\xA5\xC0\xCC"_ba, "\xFF"_ba},
+        {encoding::windows1253, "\xEB\xDC\xE8\xEF\xF2"_ba, "\xD2"_ba},
+    };
+    std::mt19937 random(11);
+    for (const auto& c : cases) {
+        for (int round = 0; round < 10; ++round) {
+            SCOPED_TRACE(encodingName(c.encoding).toStdString() + " " + std::to_string(round));
+            const int count = 1 + static_cast<int>(random() % 300);
+            const int bad = static_cast<int>(random() % static_cast<unsigned>(count));
+            QList<QByteArray> bytes;
+            QStringList expected;
+            for (int line = 0; line < count; ++line) {
+                bytes.append("2024 [" + QByteArray::number(line) + "] " +
+                             c.word.repeated(static_cast<qsizetype>(random() % 4)) + " end");
+                if (line == bad)
+                    bytes.back().insert(3, c.badByte);
+                expected.append(decodeLeniently(bytes.back(), c.encoding));
+            }
+            load(bytes.join('\n'), {Kind::Fixed, c.encoding});
+            EXPECT_EQ(texts(rows()), expected);
+            EXPECT_EQ(texts(rows(1, 1000, RowLength::Whole)), expected);
+            EXPECT_TRUE(expected[bad].contains(QChar::ReplacementCharacter));
+            EXPECT_EQ(invalidLines(rows()), std::vector<std::size_t>{static_cast<std::size_t>(bad)});
+            EXPECT_EQ(rowOf(u"[%1]"_s.arg(bad)), bad);
+        }
+    }
 }
 
-TEST(LogReader, AnUndetectableEncodingIsUtf8) {
-    const LogCapture log;
-    const auto reader = LogReader::createReader(QUrl(u"file:///nowhere"_s));
-    EXPECT_EQ(reader->detectEncoding(QByteArrayView()), encoding::utf8);
-    EXPECT_EQ(log.lines(),
-              QStringList{u"Could not detect file encoding - returning default UTF-8 encoding"_s});
+TEST_P(LogReaderTest, ACharacterThatIsStillBeingWrittenTakesNothingElseAway) {
+    load("one\nfür\nfor 日");
+    for (const QByteArray cut : {"\xE6", "\x97", "\xA5\xF0\x9F", "\x98", "\x80\n\xC3", "\xBC"}) {
+        SCOPED_TRACE(cut.toHex().toStdString());
+        file_->append(cut);
+        reader_->refresh();
+        const DisplayLines shown = rows();
+        EXPECT_TRUE(invalidLines(shown).empty());
+        ASSERT_GE(shown.lines.size(), 3U);
+        EXPECT_EQ(shown.lines[1].text, u"für"_s);
+        EXPECT_FALSE(texts(shown).join(u'\n').contains(QChar::ReplacementCharacter));
+        EXPECT_EQ(reader_->readLines(1, 10), texts(shown));
+        EXPECT_EQ(rowOf(u"FOR"_s), 2);
+    }
+    EXPECT_EQ(reader_->readLines(3, 2), (QStringList{u"for 日日😀"_s, u"ü"_s}));
 }
 
-TEST(LogReader, FirstLinesAndTheOneLastLine) {
-    const TemporaryFile file("a\nb\nc");
-    const auto reader = loaded(file);
-    EXPECT_EQ(reader->readFirstLines(2), (QStringList{u"a"_s, u"b"_s}));
-    EXPECT_EQ(reader->readFirstLines(-3), QStringList{u"a"_s});
-    EXPECT_EQ(reader->readLastLines(2), QStringList{u"c"_s});
-    EXPECT_EQ(reader->readLastLines(0), QStringList{u"c"_s});
+TEST_P(LogReaderTest, WideLinesEndAtWholeLineFeedsAlsoWhileTheFileGrows) {
+    const std::pair<StringEncoding, QStringConverter::Encoding> encodings[] = {
+        {encoding::utf16LittleEndian, QStringConverter::Utf16LE},
+        {encoding::utf16BigEndian, QStringConverter::Utf16BE},
+        {encoding::utf32LittleEndian, QStringConverter::Utf32LE},
+        {encoding::utf32BigEndian, QStringConverter::Utf32BE},
+    };
+    // All but the first hold bytes that look like line feeds and end no line.
+    const QStringList words{u"ok "_s, u"\u4E0A\u5E8A"_s, u"\u0A0A"_s, u"\u0A13\u000D"_s, u"\u0A05\u0A00"_s};
+    std::mt19937 random(5);
+    for (const auto& [number, converter] : encodings) {
+        for (const bool hasMark : {true, false}) {
+            SCOPED_TRACE(encodingName(number).toStdString() + (hasMark ? " with a mark" : " as chosen"));
+            QStringList expected;
+            for (int line = 0; line < 300; ++line) {
+                expected.append(QString());
+                for (auto count = random() % 5; count > 0; --count)
+                    expected.back() += words[static_cast<qsizetype>(random() % words.size())];
+            }
+            const auto flag = hasMark ? QStringConverter::Flag::WriteBom : QStringConverter::Flag::Default;
+            const QByteArray bytes = QStringEncoder(converter, flag)(expected.join(u'\n'));
+            open("", hasMark ? EncodingChoice() : EncodingChoice{Kind::Fixed, number});
+            for (qsizetype begin = 0, size = 0; begin < bytes.size(); begin += size) {
+                size = static_cast<qsizetype>(1 + random() % 99);
+                file_->append(bytes.mid(begin, size));
+                reader_->refresh();
+                EXPECT_FALSE(reader_->isBehind());
+            }
+            EXPECT_EQ(texts(rows()), expected);
+            EXPECT_EQ(texts(rows(2, 1, RowLength::Whole)), expected.mid(1, 1));
+            EXPECT_EQ(reader_->readLines(100, 50), expected.mid(99, 50));
+            EXPECT_EQ(reader_->byteCount(1, 300), static_cast<std::uint64_t>(bytes.size()));
+        }
+    }
 }
 
-TEST(LogReader, AHugeLineIsShownWithoutReadingIt) {
-    // Mostly a hole.
-    const TemporaryFile file("start ");
-    constexpr std::uint64_t size = 300 << 20;
-    file.truncate(size);
-    file.append("\nend");
-    const auto reader = loaded(file);
-    ASSERT_EQ(reader->lineCount(), 2);
-    const DisplayLines shown = reader->readRows(1, 2, RowLength::Shown);
-    ASSERT_EQ(shown.lines.size(), 2U);
-    EXPECT_EQ(shown.lines[0].text.size(), static_cast<qsizetype>(LogReader::longestShownLine));
-    EXPECT_TRUE(shown.lines[0].text.startsWith(u"start "_s));
-    EXPECT_EQ(shown.lines[0].cutBytes, size - LogReader::longestShownLine);
-    EXPECT_EQ(shown.lines[1].text, u"end"_s);
-    EXPECT_EQ(reader->byteCount(1, 1), size + 1);
+TEST_P(LogReaderTest, WideEncodingsAreDetectedAlsoFromAPageInTheMiddle) {
+    const QStringList expected = u"eins\nzwei mit 😀\ndrei\n"_s.repeated(100).split(u'\n');
+    for (const bool little : {true, false}) {
+        QStringEncoder encoder(little ? QStringConverter::Utf16LE : QStringConverter::Utf16BE);
+        load(encoder(expected.join(u'\n')));
+        EXPECT_EQ(reader_->readLines(101, 3), expected.mid(100, 3)) << little;
+        EXPECT_EQ(lines(), expected) << little;
+        EXPECT_EQ(reader_->fileEncoding(), little ? encoding::utf16LittleEndian : encoding::utf16BigEndian);
+    }
 }
 
-TEST(LogReader, ACutLineInAnyEncodingEndsWithAWholeCharacter) {
-    const auto longest = static_cast<qsizetype>(LogReader::longestShownLine);
+TEST_P(LogReaderTest, AChosenWideEncodingFindsItsLinesByANewScan) {
+    const QStringList expected = u"\u4E0A\u5E8A\n\u0A0A\n\u5E8A"_s.split(u'\n');
+    load(QStringEncoder(QStringConverter::Utf16BE)(expected.join(u'\n')));
+    reader_->setEncodingChoice({Kind::Fixed, encoding::windows1252});
+    EXPECT_FALSE(reader_->needsNewScan());
+    reader_->setEncodingChoice({Kind::Fixed, encoding::utf16BigEndian});
+    ASSERT_TRUE(reader_->needsNewScan());
+    reader_->reset();
+    reader_->refresh();
+    EXPECT_EQ(texts(rows()), expected);
+    EXPECT_FALSE(reader_->needsNewScan());
+}
+
+TEST_P(LogReaderTest, TheMarkOfTheFileHoldsForAChosenEncodingOnEveryPage) {
+    load(QByteArray("\xFF\xFE"
+                    "a\0\n\0b\0\n\0",
+                    10));
+    reader_->setEncodingChoice({Kind::Fixed, encoding::utf16});
+    EXPECT_EQ(reader_->readLines(1, 1), QStringList{u"a"_s});
+    EXPECT_EQ(reader_->readLines(2, 1), QStringList{u"b"_s});
+}
+
+// ---- Long lines ----
+
+TEST_P(LogReaderTest, LongLinesAreCutAtACharacterForTheScreen) {
+    // The limit falls into the two-byte character.
+    const QByteArray tooLong = QByteArray(longest - 1, 'a') + "\xC3\xBC" + QByteArray(99, 'b');
+    load("first\nsecond\n" + tooLong + "\n" + QByteArray(longest, 'c') + "\nlast\n");
+    const DisplayLines shown = rows();
+    EXPECT_EQ(texts(shown), (QStringList{u"first"_s, u"second"_s, QString(longest - 1, u'a'),
+                                         QString(longest, u'c'), u"last"_s, u""_s}));
+    EXPECT_EQ(shown.lines[2].cutBytes, 101U);
+    EXPECT_EQ(shown.lines[3].cutBytes, 0U);
+    EXPECT_EQ(reader_->readLines(3, 1), QStringList{QString::fromUtf8(tooLong)})
+        << "the line itself is whole";
+}
+
+TEST_P(LogReaderTest, ALongLineAmongShortOnesIsCutAtItsOwnLength) {
+    load("short\n" + QByteArray(70 << 20, 'x') + "\n" + QByteArray(longest, 'y') + "\n");
+    const DisplayLines shown = rows(1, 3);
+    ASSERT_EQ(shown.lines.size(), 3U);
+    EXPECT_EQ(shown.lines[0].text, u"short"_s);
+    EXPECT_EQ(shown.lines[1].text.size(), longest);
+    EXPECT_EQ(shown.lines[1].cutBytes, (70U << 20) - RowReader::longestShownLine);
+    EXPECT_EQ(shown.lines[2].cutBytes, 0U) << "a line that is no longer than shown";
+}
+
+TEST_P(LogReaderTest, ManyLongLinesAreCutShorter) {
+    const QByteArray line(longest, 'x');
+    load((line + '\n').repeated(65));
+    const auto most = static_cast<qsizetype>(RowReader::longestShownLineOfMany);
+    EXPECT_EQ(rows(1, 64).lines.front().text.size(), longest);
+    const DisplayLines shown = rows(1, 65);
+    ASSERT_EQ(shown.lines.size(), 65U);
+    EXPECT_EQ(shown.lines.front().text.size(), most);
+    EXPECT_EQ(shown.lines.back().cutBytes, RowReader::longestShownLine - RowReader::longestShownLineOfMany);
+}
+
+TEST_P(LogReaderTest, ACutLineInAnyEncodingEndsWithAWholeCharacter) {
     const struct {
         StringEncoding encoding;
         QByteArray line;
@@ -559,101 +744,29 @@ TEST(LogReader, ACutLineInAnyEncodingEndsWithAWholeCharacter) {
         {encoding::gb18030, QByteArray(longest - 3, 'a') + "\x94\x39\xDA\x33", u"aa"_s, 4},
     };
     for (const auto& c : cases) {
-        const TemporaryFile file(c.line);
-        const auto reader = loaded(file);
-        reader->setEncodingChoice({EncodingChoice::Kind::Fixed, c.encoding});
-        const DisplayLines shown = reader->readRows(1, 1, RowLength::Shown);
+        load(c.line);
+        reader_->setEncodingChoice({Kind::Fixed, c.encoding});
+        const DisplayLines shown = rows(1, 1);
         ASSERT_EQ(shown.lines.size(), 1U) << c.encoding;
         EXPECT_EQ(shown.lines[0].text.right(2), c.end) << c.encoding;
         EXPECT_EQ(shown.lines[0].cutBytes, c.cut) << c.encoding;
     }
 }
 
-TEST(LogReader, AReadErrorIsNoSilentEndOfFile) {
-    // The kernel refuses to read one's own memory at address 0.
-    const auto reader = LogReader::createReader(QUrl(u"file:///proc/self/mem"_s));
-    const LogCapture log;
-    reader->indexLines();
-    ASSERT_EQ(log.lines().size(), 1);
-    EXPECT_TRUE(log.lines().front().contains(u"/proc/self/mem"_s)) << log.lines().front().toStdString();
-    EXPECT_EQ(reader->lineCount(), 1);
-}
-
-TEST(LogReader, PagesScansAndEncodingFromManyThreads) {
-    const TemporaryFile file("");
-    const auto reader = LogReader::createReader(file.url());
-    std::atomic<bool> done{false};
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> threads;
-    threads.emplace_back([&] {
-        for (int i = 1; i <= 400; ++i)
-            file.append("ünit " + QByteArray::number(i) + "\n");
-        done = true;
-    });
-    threads.emplace_back([&] {
-        while (!done)
-            reader->refresh();
-    });
-    for (int t = 0; t < 2; ++t)
-        threads.emplace_back([&] {
-            while (!done) {
-                reader->refresh();
-                const QStringList lines = reader->readLines(1, 1000);
-                for (int i = 0; i + 1 < lines.size(); ++i)
-                    wrong += lines[i] != u"ünit %1"_s.arg(i + 1);
-                reader->byteCount(1, 10);
-                reader->fileEncoding();
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+TEST(LogReader, AHugeLineIsShownWithoutReadingIt) {
+    const TemporaryFile file("start ");
+    constexpr std::uint64_t size = 300 << 20;
+    file.truncate(size); // a hole
+    file.append("\nend");
+    const auto reader = LogReader::create(file.url());
     reader->refresh();
-    EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(reader->lineCount(), 401);
-    EXPECT_EQ(reader->readLastLines(1), QStringList{u""_s});
-    EXPECT_EQ(reader->readLines(400, 1), QStringList{u"ünit 400"_s});
-}
-
-// The reader that keeps the text.
-
-TEST(InMemoryFileLogReader, HoldsNothingBeforeItHasLoaded) {
-    const TemporaryFile file("a\n");
-    const auto reader = InMemoryFileLogReader::create(file.url());
-    EXPECT_EQ(reader->lineCount(), 0);
-    EXPECT_EQ(reader->readLines(1, 1), QStringList());
-}
-
-TEST(InMemoryFileLogReader, KeepsItsLinesWhenTheFileIsClosed) {
-    const TemporaryFile file("a\nb");
-    const auto reader = InMemoryFileLogReader::create(file.url());
-    reader->refresh();
-    reader->close();
-    EXPECT_EQ(reader->readLines(2, 1), QStringList{u"b"_s});
-}
-
-TEST(InMemoryFileLogReader, ALineThatIsNoTextTakesNoOtherWithIt) {
-    const TemporaryFile file(
-        "pl\xC3\xA4in\nt\xC3\xBCr \xC3\xBC \xFF\nm\xC3\xB6re\nlast \xFF\xFF\xFF\xFF\xFF");
-    const auto reader = InMemoryFileLogReader::create(file.url());
-    const LogCapture log;
-    reader->refresh();
-    EXPECT_EQ(reader->readLines(1, 9), (QStringList{u"pläin"_s, u""_s, u"möre"_s, u""_s}));
-    EXPECT_EQ(log.lines().count(decodingFailed), 1) << "once for the block";
-}
-
-TEST(InMemoryFileLogReader, WhatIsAppendedDuringAScanWaitsForTheNext) {
-    const TemporaryFile file("a\nb");
-    const auto reader = InMemoryFileLogReader::create(file.url());
-    const auto listener = std::make_shared<Listener>();
-    listener->onRead = [&, appended = false](std::uint64_t) mutable {
-        if (!std::exchange(appended, true))
-            file.append("c\nd");
-    };
-    reader->setDelegate(listener);
-    EXPECT_EQ(reader->refresh(), (LineRange{0, 2}));
-    EXPECT_EQ(reader->readLines(1, 9), (QStringList{u"a"_s, u"b"_s}));
-    EXPECT_EQ(reader->refresh(), (LineRange{1, 2}));
-    EXPECT_EQ(reader->readLines(1, 9), (QStringList{u"a"_s, u"bc"_s, u"d"_s}));
+    const DisplayLines shown = reader->readRows(1, 2, RowLength::Shown);
+    ASSERT_EQ(shown.lines.size(), 2U);
+    EXPECT_EQ(shown.lines[0].text.size(), longest);
+    EXPECT_TRUE(shown.lines[0].text.startsWith(u"start "_s));
+    EXPECT_EQ(shown.lines[0].cutBytes, size - RowReader::longestShownLine);
+    EXPECT_EQ(shown.lines[1].text, u"end"_s);
+    EXPECT_EQ(reader->byteCount(1, 1), size + 1);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 
@@ -18,16 +19,17 @@ ByteSearch ignoringCase(std::string_view text) {
     return ByteSearch(units);
 }
 
-std::vector<std::size_t> placesIn(const ByteSearch& search, std::string_view text) {
-    std::vector<std::size_t> places;
-    for (std::size_t i = 0; i + search.size() <= text.size(); ++i)
-        if (search.isAt(text.data() + i))
-            places.push_back(i);
-    return places;
-}
+class ByteSearchTest : public ::testing::TestWithParam<Direction> {
+protected:
+    static bool isForwards() { return GetParam() == Direction::Forwards; }
+    static std::size_t start(std::size_t end) { return isForwards() ? 0 : end; }
+};
+
+INSTANTIATE_TEST_SUITE_P(Directions, ByteSearchTest,
+                         ::testing::Values(Direction::Forwards, Direction::Backwards));
 
 // The text is copied to a block of its exact size, so that the address sanitizer sees a read beyond it.
-TEST(ByteSearch, EveryImplementationFindsEveryPlaceFromBothEnds) {
+TEST_P(ByteSearchTest, EveryImplementationFindsEveryPlace) {
     std::mt19937 random(5);
     for (int round = 0; round < 3000; ++round) {
         std::string text(random() % 200, ' ');
@@ -36,43 +38,37 @@ TEST(ByteSearch, EveryImplementationFindsEveryPlaceFromBothEnds) {
         std::string wanted(1 + random() % 4, ' ');
         for (char& byte : wanted)
             byte = "abB@"[random() % 4];
-        const ByteSearch search = ignoringCase(wanted);
-        const std::vector<std::size_t> expected = placesIn(search, text);
-        const std::vector<char> block(text.begin(), text.end());
-        if (block.size() < search.size())
+        if (text.size() < wanted.size())
             continue;
+        const ByteSearch search = ignoringCase(wanted);
+        const std::vector<char> block(text.begin(), text.end());
         const std::size_t end = block.size() - search.size() + 1;
+        std::vector<std::size_t> expected;
+        for (std::size_t place = 0; place < end; ++place)
+            if (search.isAt(block.data() + place))
+                expected.push_back(place);
+        if (!isForwards())
+            std::ranges::reverse(expected);
         for (const ByteSearch::Implementation& way : ByteSearch::implementations()) {
-            SCOPED_TRACE(std::string(way.name) + ": " + wanted + " in " + text);
-            std::vector<std::size_t> forwards;
-            for (std::size_t from = 0; from < end; from = forwards.back() + 1) {
-                forwards.push_back(way.first(search, {block.data(), from, end}));
-                if (forwards.back() == end) {
-                    forwards.pop_back();
+            std::vector<std::size_t> found;
+            for (ByteSearch::Places left{block.data(), 0, end}; left.begin < left.end;) {
+                const std::size_t place = way.find(GetParam())(search, left);
+                if (place == left.end)
                     break;
-                }
+                found.push_back(place);
+                (isForwards() ? left.begin : left.end) = isForwards() ? place + 1 : place;
             }
-            ASSERT_EQ(forwards, expected);
-            std::vector<std::size_t> backwards;
-            for (std::size_t before = end; before > 0; before = backwards.front()) {
-                const std::size_t place = way.last(search, {block.data(), 0, before});
-                if (place == before)
-                    break;
-                backwards.insert(backwards.begin(), place);
-            }
-            ASSERT_EQ(backwards, expected);
+            ASSERT_EQ(found, expected) << way.name << ": " << wanted << " in " << text;
         }
     }
 }
 
-TEST(ByteSearch, ABlockShorterThanThePatternHoldsNothing) {
+TEST_P(ByteSearchTest, ABlockShorterThanThePatternHoldsNothing) {
     const ByteSearch search = ignoringCase("abc");
-    for (const std::string_view block : {"", "ab"}) {
-        EXPECT_FALSE(search.first(block, 0));
-        EXPECT_FALSE(search.last(block, block.size()));
-    }
-    EXPECT_FALSE(search.first(std::string_view("abcabc"), 4));
-    EXPECT_FALSE(search.last(std::string_view("xabc"), 1));
+    for (const std::string_view block : {"", "ab"})
+        EXPECT_FALSE(search.find(GetParam(), block, start(block.size())));
+    EXPECT_FALSE(
+        search.find(GetParam(), std::string_view(isForwards() ? "abcabc" : "xabc"), isForwards() ? 4 : 1));
 }
 
 } // namespace

@@ -46,10 +46,8 @@ public:
     std::optional<RowLine> cachedRowLine(qint64 row) const override {
         if (unloaded.contains(row))
             return std::nullopt;
-        AttributedString line(text_ ? text_(row) : QStringLiteral("line %1").arg(row + 1));
-        if (hidden.contains(row))
-            line.addAttribute(attribute::hideLine, true);
-        return RowLine{row + 1, line, true, 0};
+        const QString text = text_ ? text_(row) : QStringLiteral("line %1").arg(row + 1);
+        return RowLine{row + 1, AttributedString(text), true, 0, {.hideLine = hidden.contains(row)}};
     }
     bool hasLineMark(qint64 row) const override { return marked.contains(row); }
     void loadPage(qint64, bool) override {}

@@ -120,7 +120,7 @@ TEST_F(LineLayoutTest, VeryLongLinesAreShapedOnlyWhereTheyAreVisible) {
 TEST_F(LineLayoutTest, ColoursAndSelectionAreDrawnWhereTheyBelong) {
     for (const QString& text : {u"aaaaaaaaaa"_s, u"ääääääääää"_s}) {
         AttributedString line(text);
-        line.addAttribute(attribute::background, QColor(Qt::yellow), {2, 2});
+        line.add({.background = QColor(Qt::yellow)}, {{2, 2}});
         const auto layout = LineLayout::make(line, metrics_, std::nullopt);
         const auto height = static_cast<int>(metrics_.lineHeight());
         QImage image(300, height, QImage::Format_RGB32);
@@ -144,8 +144,8 @@ TEST_F(LineLayoutTest, ColoursAndSelectionAreDrawnWhereTheyBelong) {
 TEST_F(LineLayoutTest, TheRowsOwnGroundIsNotPaintedOverByTheText) {
     for (const QString& text : {u"aaaaaaaaaa"_s, u"ääääääääää"_s}) {
         AttributedString line(text);
-        line.addAttribute(attribute::background, QColor(Qt::yellow));
-        line.addAttribute(attribute::background, QColor(Qt::cyan), {4, 2});
+        line.add({.background = QColor(Qt::yellow)});
+        line.add({.background = QColor(Qt::cyan)}, {{4, 2}});
         const auto layout = LineLayout::make(line, metrics_, std::nullopt);
         const auto height = static_cast<int>(metrics_.lineHeight());
         QImage image(300, height, QImage::Format_RGB32);

@@ -33,11 +33,11 @@ TEST(TableGrounds, WhatNobodyChoseCanBeReadWhereverItIsPainted) {
                 EXPECT_GE(contrast(grounds.selectedText(), grounds.selection()), readableContrast);
                 for (const QColor& color : unchosen) {
                     AttributedString line(QStringLiteral("text on a ground of its own"));
-                    line.addAttribute(attribute::foreground, color);
-                    line.addAttribute(attribute::background, QColor(Qt::yellow), {8, 2});
+                    line.add({.foreground = color});
+                    line.add({.background = QColor(Qt::yellow)}, {{8, 2}});
                     const AttributedString shown = grounds.shownLine(line);
                     const auto colorAt = [&](int position) {
-                        return *shown.attributesAt(position)->color(attribute::foreground);
+                        return *shown.attributesAt(position)->foreground;
                     };
                     EXPECT_GE(contrast(colorAt(0), background), readableContrast);
                     EXPECT_GE(contrast(colorAt(0), grounds.currentRow()), readableContrast);
@@ -52,8 +52,8 @@ TEST(TableGrounds, AChosenColourIsPaintedAsItIs) {
     const TableGrounds grounds({Qt::white, Qt::black, Qt::yellow, {Qt::gray}}, {}, true);
     EXPECT_EQ(grounds.shown(Qt::yellow, Qt::white), QColor(Qt::yellow));
     AttributedString line(QStringLiteral("x"));
-    line.addAttribute(attribute::foreground, QColor(Qt::yellow));
-    EXPECT_EQ(grounds.shownLine(line).attributesAt(0)->color(attribute::foreground), QColor(Qt::yellow));
+    line.add({.foreground = QColor(Qt::yellow)});
+    EXPECT_EQ(grounds.shownLine(line).attributesAt(0)->foreground, QColor(Qt::yellow));
 }
 
 TEST(Contrast, IsThatOfTheGuidelines) {

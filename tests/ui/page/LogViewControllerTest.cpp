@@ -225,8 +225,7 @@ TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
         LogTableView& table = page->logView().tableView();
         ASSERT_TRUE(until([&] {
             const auto view = table.delegate().viewForTableColumn(cell::line, 0);
-            return view.row &&
-                   view.row->line.attributesAt(0)->color(attribute::foreground) == QColor(Qt::darkGreen);
+            return view.row && view.row->line.attributesAt(0)->foreground == QColor(Qt::darkGreen);
         }));
     }
     pages[0]->logView().resetZoom();
@@ -258,7 +257,7 @@ TEST_F(LogViewControllerTest, SelectedTextIsHighlightedEverywhereUntilItIsNotSel
     const auto backgroundAt = [&](qint64 row, int position) {
         const auto* attributes =
             table.delegate().viewForTableColumn(cell::line, row).row->line.attributesAt(position);
-        return attributes ? attributes->color(attribute::background) : std::nullopt;
+        return attributes ? attributes->background : std::nullopt;
     };
     const auto place = [&](int column) {
         const QRectF area = *table.rowRect(0);

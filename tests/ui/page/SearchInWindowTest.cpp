@@ -97,7 +97,7 @@ TEST_F(SearchInWindowTest, TheMatchIsBroughtIntoViewAlsoSidewaysAndPainted) {
     ASSERT_TRUE(row);
     const Attributes* painted = row->line.attributesAt(3001);
     ASSERT_TRUE(painted);
-    EXPECT_EQ(std::get<QColor>(*painted->value(attribute::background)), QColor(Qt::yellow));
+    EXPECT_EQ(painted->background, QColor(Qt::yellow));
 }
 
 TEST_F(SearchInWindowTest, TheArrowsChangeTheDirectionOfTheirOwnPageOnly) {

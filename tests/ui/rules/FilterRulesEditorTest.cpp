@@ -80,7 +80,7 @@ protected:
     QColor colorOf(qint64 row) const {
         const auto view = page_->logView().tableView().delegate().viewForTableColumn(cell::line, row);
         const auto* attributes = view.row ? view.row->line.attributesAt(0) : nullptr;
-        return attributes ? attributes->color(attribute::foreground).value_or(QColor()) : QColor();
+        return attributes ? attributes->foreground.value_or(QColor()) : QColor();
     }
     QLatin1StringView cellOf(qint64 row) const {
         return page_->logView().tableView().delegate().viewForTableColumn(cell::line, row).identifier;

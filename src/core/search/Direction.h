@@ -1,0 +1,21 @@
+#pragma once
+
+namespace korvane {
+
+/// The direction in which lines, or the bytes of a block, are searched.
+enum class Direction {
+    Forwards,  ///< towards the end
+    Backwards, ///< towards the beginning
+};
+
+/// The direction of a way between two lines, both included.
+template <typename Line>
+constexpr Direction directionFrom(Line first, Line last) {
+    return first <= last ? Direction::Forwards : Direction::Backwards;
+}
+
+constexpr Direction opposite(Direction direction) {
+    return direction == Direction::Forwards ? Direction::Backwards : Direction::Forwards;
+}
+
+} // namespace korvane

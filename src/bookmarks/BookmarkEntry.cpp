@@ -5,7 +5,7 @@
 namespace korvane {
 namespace {
 
-/// As text; percent-encoded when its bytes are none, so that no two paths become the same.
+/// As text; percent-encoded when its bytes are not UTF-8, so that two paths never become the same text.
 QString pathText(const QUrl& url) {
     const QByteArray bytes = localPath(url);
     return bytes.isValidUtf8() ? QString::fromUtf8(bytes) : url.path(QUrl::FullyEncoded);

@@ -11,8 +11,8 @@
 
 namespace korvane {
 
-/// A file to be opened again, with its line marks. A reference object, held by shared pointer and known by
-/// its identity as an object; main thread.
+/// A file to be opened again, with its line marks. Held by shared pointer and identified by its address; main
+/// thread.
 class BookmarkEntry {
 public:
     inline static const QString KEY_NAME = QStringLiteral("name");
@@ -33,18 +33,18 @@ public:
     const QString& path() const { return path_; }
     /// The URL's absolute string.
     const QString& urlStr() const { return urlStr_; }
-    /// What another system stored to find the file by; means nothing here and is kept as it is.
+    /// Another system's data for finding the file. Not used here, and written again as it is.
     const std::optional<QByteArray>& data() const { return data_; }
     void setData(const QByteArray& value) { data_ = value; }
     /// The file's marks, shared with the store; never null.
     const std::shared_ptr<LineMarkList>& lines() const { return lines_; }
     void setLines(std::shared_ptr<LineMarkList> value) { lines_ = std::move(value); }
 
-    /// Nothing when the stored text is no URL.
+    /// Nullopt when the stored text is not a URL.
     std::optional<QUrl> url() const;
     bool isLocal() const;
-    /// Whether it stands for the file: both local or both remote, with the same path and server. User and
-    /// port do not count.
+    /// Whether it is a bookmark of the file: both local or both remote, with the same path and server. User
+    /// and port are not compared.
     bool matches(const QUrl& url) const;
 
 private:
@@ -55,7 +55,7 @@ private:
     std::shared_ptr<LineMarkList> lines_ = std::make_shared<LineMarkList>();
 };
 
-/// A URL from its text; nothing when it is none.
+/// Nullopt when the text is not a URL.
 std::optional<QUrl> parsedUrl(const QString& text);
 
 } // namespace korvane

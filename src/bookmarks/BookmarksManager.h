@@ -9,7 +9,7 @@ namespace korvane {
 
 class UserDefaults;
 
-/// The bookmarks of earlier versions, which lie in the settings. Only read, to take them over.
+/// The bookmarks that earlier versions kept in the settings. Read only, to take them over.
 class BookmarksManager {
 public:
     inline static const QString URLS_KEY = QStringLiteral("BookmarkUrlsKey");
@@ -18,7 +18,7 @@ public:
     explicit BookmarksManager(const UserDefaults& defaults);
 
     const QStringList& urlPaths() const { return urlPaths_; }
-    /// Where the file of one of `urlPaths` is now; nothing when that cannot be told.
+    /// Where the file of one of `urlPaths` is now; nullopt if unknown.
     std::optional<QUrl> url(const QString& urlPath) const;
 
 private:

@@ -8,23 +8,23 @@
 
 namespace korvane {
 
-/// A line that the user wants to find again. Held by shared pointer; never changes.
+/// A line that the user has marked. Held by shared pointer; immutable.
 class LineMarkEntry {
 public:
     inline static const QString KEY_LINE_NUM = QStringLiteral("linenum");
     inline static const QString KEY_LINE = QStringLiteral("line");
 
-    /// UTF-16 units of a line that are kept at most.
+    /// Limits the text kept of a line, in UTF-16 units.
     static constexpr int longestText = 1024;
 
     /// Keeps the beginning of a longer line, whole characters.
     LineMarkEntry(qint64 lineNum, const QString& line) : lineNum_(lineNum), line_(keptText(line)) {}
-    /// What is kept of a line.
+    /// The part of a line that is kept.
     static QString keptText(const QString& line);
 
     /// Zero-based.
     qint64 lineNum() const { return lineNum_; }
-    /// The line's text when it was marked, as much as is kept.
+    /// The line's text when it was marked, shortened to `longestText`.
     const QString& line() const { return line_; }
     /// The line's number as shown, one-based. An overflow is fatal.
     qint64 lineNumForView() const;

@@ -10,6 +10,7 @@
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 #include "support/PreferencesTest.h"
+#include "support/StoreDefaults.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,26 +22,23 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class StoresTest : public ::testing::Test {
+class StoresTest : public test::StoreDefaultsTest {
 protected:
     ~StoresTest() override { // these know the settings
         RemoteHostsManager::setShared(nullptr);
         RemoteRecentFilesManager::setShared(nullptr);
     }
-    void write(const QString& name, const QByteArray& content) const {
-        QFile file(directory_.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
+    /// Loads all stores; answers what was asked.
+    QStringList faultsOfLoading(bool setsAside) {
+        QStringList faults;
+        EXPECT_EQ(loadStores(directory(), defaults(),
+                             [&](const Error& fault) {
+                                 faults.append(fault.userText);
+                                 return setsAside;
+                             }),
+                  setsAside);
+        return faults;
     }
-    QByteArray read(const QString& name) const {
-        QFile file(directory_.filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
-    }
-
-    QTemporaryDir directory_;
-    QTemporaryDir settings_;
-    UserDefaults defaults_{settings_.filePath(u"s.ini"_s)};
-    QList<QString> faults_;
 };
 
 TEST_F(StoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
@@ -49,24 +47,14 @@ TEST_F(StoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
          {FiltersManager::RULES_FILE, FilterRulesMemento::DATA_FILE, RemoteHostsManager::DATA_FILE,
           ServerGroupsManager::DATA_FILE, FileBasedBookmarksManager::BOOKMARKS_FILE}) {
         write(name, damaged);
-        EXPECT_FALSE(loadStores(directory_.path(), defaults_, [this](const Error& fault) {
-            faults_.append(fault.userText);
-            return false;
-        }));
-        ASSERT_EQ(faults_.size(), 1);
-        EXPECT_TRUE(faults_.takeFirst().contains(name));
-        EXPECT_EQ(read(name), damaged) << "quitting leaves it alone";
-
-        EXPECT_TRUE(loadStores(directory_.path(), defaults_, [this](const Error& fault) {
-            faults_.append(fault.userText);
-            return true;
-        }));
-        EXPECT_EQ(faults_.size(), 1);
-        faults_.clear();
-        EXPECT_EQ(read(name), "(missing)");
-        const QStringList kept = QDir(directory_.path()).entryList({name + u"?*"_s}, QDir::Files);
-        ASSERT_EQ(kept.size(), 1);
-        EXPECT_EQ(read(kept.first()), damaged) << "set aside, not thrown away";
+        for (const bool setsAside : {false, true}) {
+            EXPECT_EQ(content(name), damaged) << "quitting leaves it alone";
+            const QStringList faults = faultsOfLoading(setsAside);
+            ASSERT_EQ(faults.size(), 1);
+            EXPECT_TRUE(faults.first().contains(name));
+        }
+        EXPECT_EQ(content(name), "(none)");
+        EXPECT_EQ(content(name + u".damaged-1"_s), damaged) << "set aside, not thrown away";
     }
     EXPECT_EQ(FiltersManager::shared().rules().size(), 4U);
     EXPECT_EQ(ServerGroupsManager::shared().count(), 1);

@@ -39,54 +39,42 @@ struct Accessors {
     T other;
     T (Preferences::*value)() const;
     void (Preferences::*setValue)(T);
-    /// Stored by hand and used instead.
+    /// Stored by hand, and used instead.
     std::vector<std::pair<T, T>> limited = {};
 };
 
+using P = Preferences;
 const Accessors<bool> switches[] = {
-    {"showLineNumbers", true, false, &Preferences::showLineNumbers, &Preferences::setShowLineNumbers},
-    {"keyQuickHighlightSelection", true, false, &Preferences::quickHighlightSelection,
-     &Preferences::setQuickHighlightSelection},
-    {"startTailingOnFileOpen", true, false, &Preferences::startTailingOnFileOpen,
-     &Preferences::setStartTailingOnFileOpen},
-    {"autoTailOnScroll", true, false, &Preferences::autoTailOnScroll, &Preferences::setAutoTailOnScroll},
-    {"showSidebarOnFileOpen", true, false, &Preferences::showSidebarOnFileOpen,
-     &Preferences::setShowSidebarOnFileOpen},
-    {"confirmDeleteBookmark", true, false, &Preferences::confirmDeleteBookmark,
-     &Preferences::setConfirmDeleteBookmark},
-    {"confirmDeleteFilterHighlightRule", true, false, &Preferences::confirmDeleteFilterHighlightRule,
-     &Preferences::setConfirmDeleteFilterHighlightRule},
-    {"confirmDeleteRemoteHost", true, false, &Preferences::confirmDeleteRemoteHost,
-     &Preferences::setConfirmDeleteRemoteHost},
-    {"SSHShowRemoteTerminalAlertKey", true, false, &Preferences::showRemoteTerminalAlert,
-     &Preferences::setShowRemoteTerminalAlert},
-    {"OpenLocalTerminalAlertKey", true, false, &Preferences::openLocalTerminalAlert,
-     &Preferences::setOpenLocalTerminalAlert},
-    {"keyWrapLines", false, true, &Preferences::wrapLines, &Preferences::setWrapLines},
-    {"lazyLoadFile", true, false, &Preferences::lazyLoadFile, &Preferences::setLazyLoadFile},
-    {"showWelcomeWinOnStart", true, false, &Preferences::showWelcomeWinOnStart,
-     &Preferences::setShowWelcomeWinOnStart},
-    {"nmssh.debug", false, true, &Preferences::nmsshDebug, &Preferences::setNmsshDebug},
-    {"useTabs", true, false, &Preferences::useTabs, &Preferences::setUseTabs},
-    {"reopenDocuments", true, false, &Preferences::reopenDocuments, &Preferences::setReopenDocuments},
-    {"openFollowedFilesAtEnd", false, true, &Preferences::openAtEnd, &Preferences::setOpenAtEnd},
-    {"showsHiddenRemoteFiles", false, true, &Preferences::showsHiddenRemoteFiles,
-     &Preferences::setShowsHiddenRemoteFiles},
+    {"showLineNumbers", true, false, &P::showLineNumbers, &P::setShowLineNumbers},
+    {"keyQuickHighlightSelection", true, false, &P::quickHighlightSelection, &P::setQuickHighlightSelection},
+    {"startTailingOnFileOpen", true, false, &P::startTailingOnFileOpen, &P::setStartTailingOnFileOpen},
+    {"autoTailOnScroll", true, false, &P::autoTailOnScroll, &P::setAutoTailOnScroll},
+    {"showSidebarOnFileOpen", true, false, &P::showSidebarOnFileOpen, &P::setShowSidebarOnFileOpen},
+    {"confirmDeleteBookmark", true, false, &P::confirmDeleteBookmark, &P::setConfirmDeleteBookmark},
+    {"confirmDeleteFilterHighlightRule", true, false, &P::confirmDeleteFilterHighlightRule,
+     &P::setConfirmDeleteFilterHighlightRule},
+    {"confirmDeleteRemoteHost", true, false, &P::confirmDeleteRemoteHost, &P::setConfirmDeleteRemoteHost},
+    {"SSHShowRemoteTerminalAlertKey", true, false, &P::showRemoteTerminalAlert,
+     &P::setShowRemoteTerminalAlert},
+    {"OpenLocalTerminalAlertKey", true, false, &P::openLocalTerminalAlert, &P::setOpenLocalTerminalAlert},
+    {"keyWrapLines", false, true, &P::wrapLines, &P::setWrapLines},
+    {"lazyLoadFile", true, false, &P::lazyLoadFile, &P::setLazyLoadFile},
+    {"showWelcomeWinOnStart", true, false, &P::showWelcomeWinOnStart, &P::setShowWelcomeWinOnStart},
+    {"nmssh.debug", false, true, &P::nmsshDebug, &P::setNmsshDebug},
+    {"useTabs", true, false, &P::useTabs, &P::setUseTabs},
+    {"reopenDocuments", true, false, &P::reopenDocuments, &P::setReopenDocuments},
+    {"openFollowedFilesAtEnd", false, true, &P::openAtEnd, &P::setOpenAtEnd},
+    {"showsHiddenRemoteFiles", false, true, &P::showsHiddenRemoteFiles, &P::setShowsHiddenRemoteFiles},
 };
 const Accessors<int> numbers[] = {
-    {"rowMemory", 256, 17, &Preferences::rowMemory, &Preferences::setRowMemory, {{15, 16}, {65537, 65536}}},
-    {"pipeReserve",
-     1024,
-     0,
-     &Preferences::pipeReserve,
-     &Preferences::setPipeReserve,
-     {{-1, 0}, {(1 << 20) + 1, 1 << 20}}},
-    {"remoteFileSorting", 0, -7, &Preferences::remoteFileSorting, &Preferences::setRemoteFileSorting},
+    {"rowMemory", 256, 17, &P::rowMemory, &P::setRowMemory, {{15, 16}, {65537, 65536}}},
+    {"pipeReserve", 1024, 0, &P::pipeReserve, &P::setPipeReserve, {{-1, 0}, {(1 << 20) + 1, 1 << 20}}},
+    {"remoteFileSorting", 0, -7, &P::remoteFileSorting, &P::setRemoteFileSorting},
 };
 const Accessors<double> times[] = {
-    {"pollingInterval", 0.5, 0.125, &Preferences::pollingInterval, &Preferences::setPollingInterval}};
+    {"pollingInterval", 0.5, 0.125, &P::pollingInterval, &P::setPollingInterval}};
 
-/// Each test case of the table works on a settings file of its own.
+/// On a settings file of its own.
 template <typename T>
 void expectKept(const Accessors<T>& setting) {
     SCOPED_TRACE(setting.key);

@@ -9,12 +9,12 @@
 
 namespace korvane {
 
-/// Data by which the settings remember a file that the user has picked. Any thread.
+/// The data under which the settings remember a file that the user has chosen. Any thread.
 
 /// Fails when the file cannot be opened for reading.
 Result<QByteArray> fileBookmark(const QUrl& fileUrl);
 
-/// Nothing when there is no such file any more, or when the data is none of ours.
+/// Nullopt if the file no longer exists or the data is not a file bookmark.
 std::optional<QUrl> resolvedFileBookmark(const QByteArray& bookmark);
 
 } // namespace korvane

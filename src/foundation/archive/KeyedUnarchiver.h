@@ -196,7 +196,7 @@ std::shared_ptr<T> ArchivedObject::sharedList(const Make& make) const {
     const auto known = archive_->sharedLists_.find(value_);
     if (known != archive_->sharedLists_.end())
         return std::any_cast<std::shared_ptr<T>>(known->second);
-    const std::shared_ptr<T> list = make();
+    std::shared_ptr<T> list = make();
     archive_->sharedLists_.emplace(value_, list);
     return list;
 }

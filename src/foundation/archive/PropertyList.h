@@ -16,7 +16,7 @@ namespace korvane {
 class PropertyListDictionary;
 
 /// One value of a binary property list, the container format of the archives. An immutable value; copies
-/// share arrays and dictionaries, so that a value that stands in many places costs once.
+/// share arrays and dictionaries, so that a value that is used many times costs once.
 class PropertyList {
 public:
     /// Refers to an object of a keyed archive by its place.
@@ -48,7 +48,7 @@ public:
     explicit PropertyList(Uid value) : value_(value) {}
     explicit PropertyList(Array value);
     explicit PropertyList(Dictionary value);
-    /// A pointer or a literal would else pass for a boolean.
+    /// Otherwise a pointer or a literal would pass for a boolean.
     template <typename T>
     explicit PropertyList(const T*) = delete;
 
@@ -83,7 +83,7 @@ public:
     PropertyListDictionary() = default;
     explicit PropertyListDictionary(std::vector<Entry> entries);
 
-    /// Null when there is none of that name.
+    /// Null when the name is absent.
     const PropertyList* value(const QString& key) const;
     const std::vector<Entry>& entries() const { return entries_; }
     bool hasDuplicateKeys() const;

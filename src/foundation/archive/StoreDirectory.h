@@ -4,8 +4,7 @@
 
 namespace korvane {
 
-/// The directory in which the program keeps its stores: its own in the user's data directory. It may not be
-/// there yet.
+/// The directory of the program's stores, in the user's data directory. It may not exist yet.
 QString storeDirectory();
 
 } // namespace korvane

@@ -22,11 +22,12 @@ namespace {
 
 constexpr mode_t privateFile = 0600;
 constexpr mode_t privateDirectory = 0700;
-/// Far above any store, far below what would hurt.
+/// Limits the memory for reading a store, in bytes.
 constexpr std::uint64_t largestStore = 512 << 20;
+/// Limits the search for a free name.
 constexpr int mostNames = 10'000;
 
-/// `text`: with a place for the reason, which comes first, and one for the path.
+/// `text`: with "%1" for the reason and "%2" for the path.
 Error systemError(int code, const char* text, const QString& path) {
     return {code, QStringLiteral("POSIX"),
             QCoreApplication::translate("StoreFile", text)
@@ -55,7 +56,7 @@ bool writeAll(int descriptor, const QByteArray& content) {
     return true;
 }
 
-/// As `mkdir -p`; errno tells why not.
+/// As `mkdir -p`; sets errno on failure.
 bool makeDirectory(const QString& path) {
     const QByteArray bytes = QFile::encodeName(path);
     struct stat status {};
@@ -69,7 +70,7 @@ bool makeDirectory(const QString& path) {
     return makeDirectory(parent) && ::mkdir(bytes.constData(), privateDirectory) == 0;
 }
 
-/// A new name lasts only when its directory is on the disk too.
+/// A new name survives a crash only when its directory is on the disk too.
 void syncDirectory(const QString& path) {
     const Descriptor directory(
         ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -9,11 +9,11 @@
 
 namespace korvane {
 
-/// The file's content; nothing when there is no file.
+/// The file's content; nullopt when there is no file.
 Result<std::optional<QByteArray>> readStoreFile(const QString& path);
 
-/// Replaces the file as a whole: whatever happens, its path holds the old content or the new. Only the user
-/// may read it. The directory is made if need be; of a link, the file it leads to is replaced.
+/// Replaces the file as a whole: even after a crash its path has the old content or the new. Only the user
+/// may read it. Makes the directory if it is absent; of a symbolic link, replaces the target.
 Status writeStoreFile(const QString& path, const QByteArray& content);
 
 /// Copies the file to the path with ".kept" at the end, or with the first number that is free. Does nothing

@@ -17,7 +17,7 @@ namespace korvane {
 
 /// The user's settings: a file of keys and values, over registered defaults that are never written to it.
 ///
-/// Keys are kept exactly, whatever characters they hold. Every change is on the disk when the setter returns.
+/// Keys are kept exactly, with any characters. Every change is on the disk when the setter returns.
 /// Any thread; change notices come on the thread that made the change, outside the lock.
 class UserDefaults {
 public:
@@ -35,7 +35,7 @@ public:
     QVariant value(const QString& key) const;
     bool boolForKey(const QString& key) const;
     double doubleForKey(const QString& key) const;
-    /// Nothing when something else stands there.
+    /// Nullopt when the value is of another kind.
     std::optional<QByteArray> dataForKey(const QString& key) const;
     /// The texts of a list; elements of another kind are skipped.
     QStringList textsForKey(const QString& key) const;
@@ -45,12 +45,11 @@ public:
     void remove(const QString& key);
 
     QString filePath() const;
-    /// Whether all of the file has been understood, as far as there is one. Writing replaces the file in any
-    /// case.
+    /// False when the file exists and is not a settings file. Writing replaces the file in any case.
     bool isReadable() const;
     /// Reads the file as it is now. No change notices.
     void reload();
-    /// Whether the last write reached the disk; the text says why not and names the file.
+    /// Why the last write did not reach the disk, with the file's name; empty if it did.
     QString writeFault() const;
 
     /// Calls `handler` with the key after every change of any key.

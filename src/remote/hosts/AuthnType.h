@@ -9,7 +9,7 @@
 
 namespace korvane {
 
-/// How a login is proven. Reference objects, held by shared pointer; main thread.
+/// How a login is authenticated. Held by shared pointer; main thread.
 class AuthnType {
 public:
     AuthnType() = default;
@@ -50,7 +50,7 @@ public:
     std::optional<QString> privateKeyFilePath;
     /// The pass phrase of the private key.
     std::optional<QString> privateKeyPwd;
-    /// Where the key files are for a login under way; neither archived nor copied.
+    /// The key files of a login under way; neither archived nor copied.
     std::optional<QUrl> publicKeyFileUrl;
     std::optional<QUrl> privateKeyFileUrl;
 };
@@ -60,8 +60,7 @@ public:
     std::shared_ptr<AuthnType> copy() const override;
     QString description() const override;
 
-    /// What the user typed at the prompt, for the life of the object; neither archived nor copied. Any
-    /// thread.
+    /// The user's answer at the prompt, for the life of the object; neither archived nor copied. Any thread.
     std::optional<QString> cachedPwd() const {
         const std::lock_guard guard(mutex_);
         return cachedPwd_;

@@ -11,8 +11,8 @@ namespace korvane {
 
 class AuthnType;
 
-/// One configured server: where it is, who logs in and how, and how it is listed. A reference object, held by
-/// shared pointer and known by its identity as an object; main thread.
+/// One configured server: its address, its login and how it is listed. Held by shared pointer and identified
+/// by its address in memory; main thread.
 class RemoteHost {
 public:
     inline static const QString HOST_KEY = QStringLiteral("host");
@@ -33,7 +33,7 @@ public:
     /// after this one. It keeps the default home path.
     std::shared_ptr<RemoteHost> copy() const;
 
-    /// None for a host from an archive that holds none.
+    /// Absent for a host whose archive has none.
     const std::optional<QUuid>& uuid() const { return uuid_; }
     void setUuid(const std::optional<QUuid>& value) { uuid_ = value; }
     /// Name or address.
@@ -43,7 +43,7 @@ public:
     void setPort(std::uint16_t value) { port_ = value; }
     const QString& username() const { return username_; }
     void setUsername(const QString& value) { username_ = value; }
-    /// Null while none is chosen.
+    /// Null until one is chosen.
     const std::shared_ptr<AuthnType>& authnType() const { return authnType_; }
     void setAuthnType(std::shared_ptr<AuthnType> value) { authnType_ = std::move(value); }
     /// As the user calls it; empty for the label made of the connection data.
@@ -55,7 +55,7 @@ public:
     /// The directory on the server that the browser opens first.
     const QString& homePath() const { return homePath_; }
     void setHomePath(const QString& value) { homePath_ = value; }
-    /// Set on a duplicate whose key files the store has been told of already. Not archived.
+    /// Set on a duplicate whose key files the store already knows. Not archived.
     bool clone() const { return clone_; }
     void setClone(bool value) { clone_ = value; }
 
@@ -64,7 +64,7 @@ public:
     void setLabelForHost(const QString& label) { setName(label); }
     /// user@host:port
     QString connectionString() const;
-    /// What the settings know the host by: the UUID's text, or host and port for a host without one.
+    /// The host's part of its keys in the settings: the UUID's text, or host and port without one.
     QString hostIdentifier() const;
 
 private:

@@ -6,12 +6,11 @@
 
 namespace korvane {
 
-/// A heading under which hosts are listed; they refer to it by its name. A reference object, held by shared
-/// pointer; main thread.
+/// A heading under which hosts are listed; they refer to it by its name. Held by shared pointer; main thread.
 class ServerGroup {
 public:
     inline static const QString NAME_KEY = QStringLiteral("name");
-    /// The group that is always there, of every host that has no other.
+    /// The group that always exists; the group of every host without another.
     inline static const QString defaultName = QStringLiteral("Default");
 
     explicit ServerGroup(QString name) : name_(std::move(name)) {}

@@ -18,6 +18,8 @@ struct Node {
     QUrl url = {};
     QColor color = Qt::black;
     std::shared_ptr<Node> next = {};
+
+    friend bool operator==(const Node&, const Node&) = default;
 };
 
 QStringList archivedClassChain(const Node&) {
@@ -101,49 +103,24 @@ ArchiveFault faultOf(const Error& error) {
 }
 
 TEST(KeyedArchiveTest, EveryKindOfFieldSurvives) {
-    auto node = std::make_shared<Node>();
-    node->name = u"näme"_s;
-    node->port = -65536;
-    node->isOpen = true;
-    node->data = QByteArray("\0\xff", 2);
-    node->uuid = QUuid::createUuid();
-    node->url = QUrl(u"ssh://u@h:22/a%20b%ff"_s);
-    node->color = QColor(1, 128, 254, 77);
+    const auto inner = std::make_shared<Node>(Node{.name = u"inner"_s, .url = QUrl(u"a:b"_s)});
+    const auto node = std::make_shared<Node>(Node{.name = u"näme"_s,
+                                                  .port = -65536,
+                                                  .isOpen = true,
+                                                  .data = QByteArray("\0\xff", 2),
+                                                  .uuid = QUuid::createUuid(),
+                                                  .url = QUrl(u"ssh://u@h:22/a%20b%ff"_s),
+                                                  .color = QColor(1, 128, 254, 77),
+                                                  .next = inner});
     KeyedArchiver archiver;
     const auto unarchiver = KeyedUnarchiver::open(archiver.archivedData(archiver.add(node)), classes());
     ASSERT_TRUE(unarchiver);
     const auto read = unarchiver.value()->root().object<Node>();
     ASSERT_TRUE(read) << read.error().userText.toStdString();
-    EXPECT_EQ(read.value()->name, node->name);
-    EXPECT_EQ(read.value()->note, std::nullopt);
-    EXPECT_EQ(read.value()->port, node->port);
-    EXPECT_TRUE(read.value()->isOpen);
-    EXPECT_EQ(read.value()->data, node->data);
-    EXPECT_EQ(read.value()->uuid, node->uuid);
-    EXPECT_EQ(read.value()->url, node->url);
-    EXPECT_EQ(read.value()->color, node->color);
-    EXPECT_EQ(read.value()->next, nullptr);
-}
-
-TEST(KeyedArchiveTest, OneObjectInTwoPlacesStaysOne) {
-    auto shared = std::make_shared<Node>(Node{.name = u"shared"_s, .url = QUrl(u"a:b"_s)});
-    auto first = std::make_shared<Node>(Node{.name = u"first"_s, .url = QUrl(u"a:b"_s), .next = shared});
-    auto second = std::make_shared<Node>(Node{.name = u"second"_s, .url = QUrl(u"a:b"_s), .next = shared});
-    KeyedArchiver archiver;
-    const auto root = archiver.addArray(std::vector{first, second, shared},
-                                        [&](const auto& node) { return archiver.add(node); });
-    const auto unarchiver = KeyedUnarchiver::open(archiver.archivedData(root), classes());
-    ASSERT_TRUE(unarchiver);
-    const auto elements = unarchiver.value()->root().elements();
-    ASSERT_TRUE(elements);
-    ASSERT_EQ(elements.value().size(), 3u);
-    std::vector<std::shared_ptr<Node>> nodes;
-    for (const ArchivedObject& element : elements.value())
-        nodes.push_back(element.object<Node>().value());
-    EXPECT_NE(nodes[0], nodes[1]);
-    EXPECT_EQ(nodes[0]->next, nodes[2]);
-    EXPECT_EQ(nodes[1]->next, nodes[2]);
-    EXPECT_EQ(nodes[2]->name, u"shared"_s);
+    ASSERT_TRUE(read.value()->next);
+    EXPECT_EQ(*read.value()->next, *inner);
+    read.value()->next = inner;
+    EXPECT_EQ(*read.value(), *node);
 }
 
 TEST(KeyedArchiveTest, EveryColourComponentSurvivesExactly) {
@@ -209,20 +186,13 @@ TEST(KeyedArchiveTest, ColoursOfThePlatformsSpaces) {
 }
 
 TEST(KeyedArchiveTest, ClassNamesInPlainAndMangledForm) {
-    const std::vector<std::pair<QString, bool>> names{{u"Korvane.Node"_s, true},
-                                                      {u"_TtC7Korvane4Node"_s, true},
-                                                      {u"Node"_s, false},
-                                                      {u"_TtC7Korvane5Node"_s, false},
-                                                      {u"_TtC7KorvaneNode"_s, false},
-                                                      {u"_TtC7Korvane04Nod"_s, false},
-                                                      {u"_TtC7Korvane4Nodes"_s, false},
-                                                      {u"_TtC7Korvane"_s, false},
-                                                      {u"Other.Node"_s, false},
-                                                      {u"_TtC5Other4Node"_s, false},
-                                                      {u"korvane.Node"_s, false},
-                                                      {u"Korvane.Node2"_s, false},
-                                                      {u"_TtC7Korvane99999999999Node"_s, false}};
-    for (const auto& [name, isKnown] : names) {
+    const QStringList known{u"Korvane.Node"_s, u"_TtC7Korvane4Node"_s};
+    const QStringList unknown =
+        u"Node _TtC7Korvane5Node _TtC7KorvaneNode _TtC7Korvane04Nod _TtC7Korvane4Nodes _TtC7Korvane "
+        u"Other.Node "
+        "_TtC5Other4Node korvane.Node Korvane.Node2 _TtC7Korvane99999999999Node"_s.split(u' ');
+    for (const QString& name : known + unknown) {
+        const bool isKnown = known.contains(name);
         const auto unarchiver =
             opened({dictionary({{u"$class"_s, uid(2)}, {u"name"_s, uid(3)}}), classOf(name), text(u"n"_s)});
         const ArchivedObject root = unarchiver->root();

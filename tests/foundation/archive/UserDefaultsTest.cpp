@@ -18,30 +18,10 @@ protected:
 };
 
 TEST_F(UserDefaultsTest, KeysAreKeptApartAndExactlyWhateverTheyHold) {
-    const QStringList keys{
-        u"a"_s,
-        u"A"_s,
-        u"a/b"_s,
-        u"a//b"_s,
-        u"/a/b"_s,
-        u"a/b/"_s,
-        u"a\\b"_s,
-        u"a%2Fb"_s,
-        u"a%b"_s,
-        u"a%25b"_s,
-        u"a b"_s,
-        u" a"_s,
-        u"a="_s,
-        u"[a]"_s,
-        u"General/a"_s,
-        u"%General/a"_s,
-        u"ключ/鍵"_s,
-        u"a\nb"_s,
-        u"keyWrapLines_file:///var/log/a.log"_s,
-        u"keyWrapLines_file:///var/log//a.log"_s,
-        u"keyWrapLines_file:///var/log/%FF.log"_s,
-        u"keyWrapLines_file:///var/log/%2525FF.log"_s,
-    };
+    const QStringList keys =
+        u"a|A|a/b|a//b|/a/b|a/b/|a\\b|a%2Fb|a%b|a%25b|a b| a|a=|[a]|General/a|%General/a|ключ/鍵|a\nb|"
+        "keyWrapLines_file:///var/log/a.log|keyWrapLines_file:///var/log//a.log|"
+        "keyWrapLines_file:///var/log/%FF.log|keyWrapLines_file:///var/log/%2525FF.log"_s.split(u'|');
     {
         UserDefaults defaults(path());
         for (const QString& key : keys)

@@ -53,7 +53,7 @@ class ConsoleAlerts : public AlertPresenter {
 public:
     explicit ConsoleAlerts(int& exitStatus) : exitStatus_(exitStatus) {}
     /// Whatever is asked is refused: the last button does so.
-    void present(const Alert& alert, const void* /*window*/, std::function<void(int)> done) override {
+    void present(const Alert& alert, WindowId /*window*/, std::function<void(int)> done) override {
         const QByteArray text = QString(alert.message + u' ' + alert.informativeText).toLocal8Bit();
         std::fprintf(stderr, "korvane: %s\n", text.constData());
         exitStatus_ = 1;
@@ -349,7 +349,7 @@ std::shared_ptr<Document> Application::openPipe(const OpenRequest::File& request
              QApplication::translate("Application", "“%1” cannot be read").arg(QString::fromUtf8(name)),
              started.error().userText,
              {}},
-            nullptr, {});
+            {}, {});
         return nullptr;
     }
     const std::shared_ptr<PipeCopier> copier = std::move(started).value();

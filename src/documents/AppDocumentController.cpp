@@ -147,7 +147,7 @@ void AppDocumentController::presentFailures() {
     const std::vector<Failure> failures = std::exchange(failures_, {});
     if (failures.empty())
         return;
-    alerts_.present(alertFor(failures), nullptr, [this, owner = std::weak_ptr(owner_), failures](int button) {
+    alerts_.present(alertFor(failures), {}, [this, owner = std::weak_ptr(owner_), failures](int button) {
         if (!owner.expired() && button == 0)
             waitForFiles(failures);
     });

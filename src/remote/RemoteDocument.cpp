@@ -329,7 +329,7 @@ bool RemoteDocument::triesToConnect() const {
     return (state_ == ConnectionState::Lost || hasFailed_) && !client_->wasRefused();
 }
 
-void RemoteDocument::setWindow(const void* window) {
+void RemoteDocument::setWindow(WindowId window) {
     client_->setWindow(window);
 }
 
@@ -399,7 +399,7 @@ void RemoteDocument::close() {
     informationQueue_->cancelAllOperations();
     if (dataSource_)
         dataSource_->close();
-    client_->setWindow(nullptr);
+    client_->setWindow({});
     if (file_)
         file_->close();
     logFileObserver_.reset();

@@ -120,7 +120,7 @@ public:
     void waitForFile(const QUrl&, std::optional<qint64>, const QString&) override {}
     void closeWindow(const std::shared_ptr<Document>&) override {}
     void goToLine(const std::shared_ptr<Document>&, qint64) override {}
-    void present(const Alert&, const void*, std::function<void(int)> done) override { done(0); }
+    void present(const Alert&, WindowId, std::function<void(int)> done) override { done(0); }
 };
 
 TEST_F(DocumentTailingTest, OpeningStartsToFollowAsTheSettingSays) {

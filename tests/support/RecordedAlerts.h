@@ -10,7 +10,7 @@ namespace korvane::test {
 /// Keeps what the program wanted to tell or ask; answers with the button set beforehand.
 class RecordedAlerts : public AlertPresenter {
 public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
+    void present(const Alert& alert, WindowId, std::function<void(int)> done) override {
         alerts.push_back(alert);
         if (done)
             done(nextAnswer);

@@ -16,11 +16,11 @@ class RecordingAlerts : public AlertPresenter {
 public:
     struct Shown {
         Alert alert;
-        const void* window = nullptr;
+        WindowId window;
         std::function<void(int button)> done;
     };
 
-    void present(const Alert& alert, const void* window, std::function<void(int button)> done) override {
+    void present(const Alert& alert, WindowId window, std::function<void(int button)> done) override {
         shown_.push_back({alert, window, std::move(done)});
         if (answers_.isEmpty())
             return;

@@ -21,7 +21,7 @@
 namespace korvane::test {
 
 class SilentAlerts : public AlertPresenter {
-    void present(const Alert&, const void*, std::function<void(int)>) override {}
+    void present(const Alert&, WindowId, std::function<void(int)>) override {}
 };
 
 /// The program's windows around one file, on settings of their own. For programs that measure and try out.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/notices/WindowId.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -26,7 +28,7 @@ public:
 class XdgEmailComposer : public EmailComposer {
 public:
     /// `alerts` must outlive the program that is started. `window`: as for AlertPresenter::present.
-    XdgEmailComposer(AlertPresenter& alerts, const void* window) : alerts_(alerts), window_(window) {}
+    XdgEmailComposer(AlertPresenter& alerts, WindowId window) : alerts_(alerts), window_(window) {}
 
     void setRecipients(const QStringList& addresses) override { recipients_ = addresses; }
     void setSubject(const QString& subject) override { subject_ = subject; }
@@ -36,7 +38,7 @@ public:
 
 private:
     AlertPresenter& alerts_;
-    const void* const window_;
+    const WindowId window_;
     QStringList recipients_;
     QString subject_;
 };

@@ -77,7 +77,7 @@ QList<ProgramCall> terminals(const QByteArray& directory) {
 }
 
 /// Starts the first of the terminals that opens.
-void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, const void* window) {
+void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, WindowId window) {
     if (candidates.isEmpty()) {
         alerts.present(
             {Alert::Kind::Warning,
@@ -131,7 +131,7 @@ QString remoteTerminalCommand(const QUrl& remoteUrl) {
            quotedText(directoryOf(localPath(remoteUrl))) + QStringLiteral("' ; exec $SHELL -l\"");
 }
 
-void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, const void* window) {
+void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, WindowId window) {
     if (url.isEmpty())
         return;
     const bool isLocal = url.isLocalFile();

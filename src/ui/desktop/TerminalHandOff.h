@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/notices/WindowId.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -19,6 +21,6 @@ QString remoteTerminalCommand(const QUrl& remoteUrl);
 /// Puts the command for the file on the clipboard, says so unless the user has switched that off, then starts
 /// the user's terminal, in the directory of a local file. Does nothing for an empty address. The window never
 /// waits; `alerts` must outlive it. `window`: as for AlertPresenter::present. Main thread.
-void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, const void* window);
+void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, WindowId window);
 
 } // namespace korvane

@@ -11,6 +11,7 @@
 #include "remote/ssh/SessionSettings.h"
 #include "ui/hosts/AuthnForm.h"
 #include "ui/widgets/BusyIndicator.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -242,7 +243,7 @@ void HostDetailsDialog::accept() {
     const Status saved = isKnown ? store.update(place - store.hosts().begin(), host) : store.add(host);
     if (!saved) {
         alerts_.present({Alert::Kind::Error, tr("The host cannot be saved."), saved.error().userText, {}},
-                        this, {});
+                        idOf(this), {});
         return;
     }
     store.setUsesSshConfig(*host, usesSshConfig_->isChecked());
@@ -263,7 +264,7 @@ void HostDetailsDialog::startTest() {
     SessionSettings settings = userSessionSettings(*host);
     settings.usesSshConfig = usesSshConfig_->isChecked();
     client_ = Client::create(host, alerts_, settings);
-    client_->setWindow(this);
+    client_->setWindow(idOf(this));
     showTestState();
     client_->testConnection([self = QPointer(this), number = ++testNumber_] {
         if (!self || self->testNumber_ != number)

@@ -9,6 +9,7 @@
 #include "ui/hosts/GroupNameDialog.h"
 #include "ui/hosts/HostDetailsDialog.h"
 #include "ui/hosts/RemoteHostsModel.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QAction>
 #include <QDialogButtonBox>
@@ -230,7 +231,8 @@ void RemoteHostsWindow::duplicateHost() {
     store.copyKeyBookmarks(*host, *copy);
     if (const Status added = store.add(copy); !added) {
         alerts_.present(
-            {Alert::Kind::Error, tr("The host cannot be duplicated."), added.error().userText, {}}, this, {});
+            {Alert::Kind::Error, tr("The host cannot be duplicated."), added.error().userText, {}},
+            idOf(this), {});
         return;
     }
     tellOthers();
@@ -255,7 +257,7 @@ void RemoteHostsWindow::askToDelete(const std::shared_ptr<RemoteHost>& host) {
                      tr("Its login is forgotten. Nothing on the host itself is changed."),
                      {tr("Delete"), tr("Cancel")},
                      [] { Preferences::shared().setConfirmDeleteRemoteHost(false); }},
-                    this, [self, host](int button) {
+                    idOf(this), [self, host](int button) {
                         if (self && button == 0)
                             self->deleteHost(host);
                     });
@@ -269,7 +271,7 @@ void RemoteHostsWindow::deleteHost(const std::shared_ptr<RemoteHost>& host) {
 void RemoteHostsWindow::deleteGroup(const std::shared_ptr<ServerGroup>& group) {
     if (const auto refusal =
             ServerGroupsManager::refusalToRemove(*group, RemoteHostsManager::shared().hosts())) {
-        alerts_.present(*refusal, this, {});
+        alerts_.present(*refusal, idOf(this), {});
         return;
     }
     ServerGroupsManager::shared().remove(group);

@@ -13,6 +13,7 @@
 #include "ui/widgets/BusyIndicator.h"
 #include "ui/widgets/ElidedLabel.h"
 #include "ui/widgets/SizeText.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QActionGroup>
 #include <QDateTime>
@@ -70,7 +71,7 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
     model_->setParent(this);
     order_->setSorting(RemoteFileOrder::Sorting(Preferences::shared().remoteFileSorting()));
     order_->setShowsHidden(Preferences::shared().showsHiddenRemoteFiles());
-    client_->setWindow(this);
+    client_->setWindow(idOf(this));
     client_->setOnChange([this, weak = std::weak_ptr(life_)] {
         MainThread::shared().post([this, weak] {
             if (!weak.expired())
@@ -245,7 +246,7 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
                                          result ? client_->fault() : QString());
     if (!result && !result.error().userText.isEmpty())
         alert.informativeText += QStringLiteral(" ") + tr("Reason: %1").arg(result.error().userText);
-    alerts_.present(alert, parentWidget(), {});
+    alerts_.present(alert, idOf(parentWidget()), {});
     reject();
 }
 

@@ -9,6 +9,7 @@
 #include "ui/desktop/EmailComposer.h"
 #include "ui/desktop/FileService.h"
 #include "ui/desktop/TerminalHandOff.h"
+#include "ui/widgets/WidgetIds.h"
 #include "ui/page/ConnectionStrip.h"
 #include "ui/page/EncodingMenu.h"
 #include "ui/page/FileInfoPopover.h"
@@ -66,7 +67,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         notices_.dismissCurrent();
         showNotices();
     });
-    document_->setWindow(this);
+    document_->setWindow(idOf(this));
 
     connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
         document_->cancelLoading();
@@ -116,7 +117,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
 }
 
 MainWindowController::~MainWindowController() {
-    document_->setWindow(nullptr);
+    document_->setWindow({});
 }
 
 bool MainWindowController::canConnect() const {
@@ -183,7 +184,7 @@ void MainWindowController::shareByEmail() {
     }
     FileService fileService;
     fileService.document = document_;
-    XdgEmailComposer composer(alerts_, this);
+    XdgEmailComposer composer(alerts_, idOf(this));
     fileService.share(composer);
 }
 
@@ -191,7 +192,7 @@ void MainWindowController::openTerminal() {
     if (document_->isTransient())
         showUserUpdate(tr("What came by a pipe lies in no folder that a terminal could open in"));
     else
-        handOffToTerminal(document_->fileUrl(), alerts_, this);
+        handOffToTerminal(document_->fileUrl(), alerts_, idOf(this));
 }
 
 void MainWindowController::showUserUpdate(const QString& text) {

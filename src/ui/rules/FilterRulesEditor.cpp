@@ -17,6 +17,7 @@
 #include "ui/rules/RuleItemDelegate.h"
 #include "ui/rules/SlowRules.h"
 #include "ui/widgets/Contrast.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -345,7 +346,7 @@ void FilterRulesEditor::askToDelete() {
                      tr("It is deleted for all files."),
                      {tr("Delete"), tr("Cancel")},
                      [] { Preferences::shared().setConfirmDeleteFilterHighlightRule(false); }},
-                    this, [self, rule](int button) {
+                    idOf(this), [self, rule](int button) {
                         if (self && button == 0)
                             self->deleteRule(rule);
                     });
@@ -366,7 +367,7 @@ void FilterRulesEditor::deleteRule(const std::shared_ptr<FilterRule>& rule) {
 void FilterRulesEditor::importFrom(const QString& path) {
     form_->commitTyping();
     QPointer<FilterRulesEditor> self(this);
-    importRules(path, alerts_, this, [self] {
+    importRules(path, alerts_, idOf(this), [self] {
         if (self)
             self->list_->setCurrentRow(self->list_->count() - 1);
     });
@@ -377,8 +378,8 @@ void FilterRulesEditor::exportTo(const QString& path) {
     const Status written = FiltersManager::shared().exportRules(FiltersManager::shared().rules(), path);
     if (!written)
         alerts_.present(
-            {Alert::Kind::Error, tr("The rules cannot be exported."), written.error().userText, {}, {}}, this,
-            {});
+            {Alert::Kind::Error, tr("The rules cannot be exported."), written.error().userText, {}, {}},
+            idOf(this), {});
 }
 
 } // namespace korvane

@@ -16,7 +16,7 @@ public:
     explicit AlertBoxPresenter(std::function<QWidget*()> frontWindow = [] { return nullptr; })
         : frontWindow_(std::move(frontWindow)) {}
 
-    void present(const Alert& alert, const void* window, std::function<void(int button)> done) override;
+    void present(const Alert& alert, WindowId window, std::function<void(int button)> done) override;
 
 private:
     const std::function<QWidget*()> frontWindow_;

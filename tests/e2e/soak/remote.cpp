@@ -65,7 +65,7 @@ struct Totals {
 
 class RecordedAlerts : public AlertPresenter {
 public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
+    void present(const Alert& alert, WindowId, std::function<void(int)> done) override {
         messages.push_back(alert.message.toStdString());
         done(0);
     }

@@ -336,8 +336,7 @@ TEST_F(LoginTest, AQuestionIsAskedOnceUntilTheConnectionHasEnded) {
     const test::KeyboardServer server(password_);
     const auto host = keyboardHost(server);
     const auto client = clientFor(host);
-    const int window = 0;
-    client->setWindow(&window);
+    client->setWindow(WindowId(7));
     EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
     ASSERT_EQ(alerts_.shown().size(), 1U);
     const auto& shown = alerts_.shown()[0];
@@ -347,7 +346,7 @@ TEST_F(LoginTest, AQuestionIsAskedOnceUntilTheConnectionHasEnded) {
     ASSERT_TRUE(shown.alert.field);
     EXPECT_EQ(shown.alert.field->placeholder, u"Enter the password"_s);
     EXPECT_TRUE(shown.alert.field->isMasked);
-    EXPECT_EQ(shown.window, &window);
+    EXPECT_EQ(shown.window, WindowId(7));
     EXPECT_EQ(client->execute(u"echo in"_s), u"in\n"_s);
 
     // Others on the same host do not ask again.

@@ -247,7 +247,7 @@ TEST_F(SharingTest, EveryFileNameArrivesAsItIs) {
 
 TEST_F(SharingTest, WhatIsEmptyIsLeftOut) {
     standIns_.add("xdg-email", refusals);
-    XdgEmailComposer composer(alerts_, nullptr);
+    XdgEmailComposer composer(alerts_, {});
     compose(composer, {QString(), u"a@example.org"_s, QString(), u" b@example.org"_s}, {}, {}, {});
     const QList<QByteArray> expected{"--utf8", "a@example.org", " b@example.org"};
     EXPECT_EQ(acceptedArguments(), expected);
@@ -258,13 +258,13 @@ TEST_F(SharingTest, ARecipientThatIsNoAddressIsNamedBeforeAnythingIsStarted) {
     for (const QString& wrong :
          {u"nobody"_s, u" "_s, u"--cc@example.org"_s, u"mailto:a@example.org?cc=x"_s}) {
         alerts_.alerts.clear();
-        XdgEmailComposer composer(alerts_, nullptr);
+        XdgEmailComposer composer(alerts_, {});
         compose(composer, {u"a@example.org"_s, wrong}, u"s"_s, u"b"_s, {});
         ASSERT_EQ(alerts_.alerts.size(), 1U) << qPrintable(wrong);
         EXPECT_TRUE(alerts_.alerts[0].message.contains(u'“' + wrong + u'”')) << qPrintable(wrong);
     }
     // A good one last: were any of the others started, it would not be alone.
-    XdgEmailComposer composer(alerts_, nullptr);
+    XdgEmailComposer composer(alerts_, {});
     compose(composer, {u"last@example.org"_s}, {}, {}, {});
     EXPECT_EQ(acceptedArguments().last(), "last@example.org");
     EXPECT_EQ(QFile(standIns_.path("xdg-email.count")).size(), 1);

@@ -106,7 +106,7 @@ TEST_F(TerminalHandOffTest, TheNoticeIsShownUntilSwitchedOffAndTheRestHappensAlw
             alerts_.alerts.clear();
             QGuiApplication::clipboard()->clear();
             standIns_.forget("x-terminal-emulator");
-            handOffToTerminal(c.url, alerts_, nullptr);
+            handOffToTerminal(c.url, alerts_, {});
             EXPECT_EQ(clipboard(), c.command);
             EXPECT_TRUE(started("x-terminal-emulator"));
             ASSERT_EQ(alerts_.alerts.size(), isShown ? 1U : 0U) << qPrintable(c.message);
@@ -129,13 +129,13 @@ TEST_F(TerminalHandOffTest, TheTerminalStartsInTheDirectoryOfTheFile) {
         const QByteArray path = QDir(directory.path()).canonicalPath().toLocal8Bit() + '/' + name;
         ASSERT_EQ(::mkdir(path.constData(), 0700), 0);
         standIns_.forget("xterm");
-        handOffToTerminal(fileUrlFromPath(path + "/x.log"), alerts_, nullptr);
+        handOffToTerminal(fileUrlFromPath(path + "/x.log"), alerts_, {});
         ASSERT_TRUE(started("xterm"));
         EXPECT_EQ(standIns_.callOf("xterm")->workingDirectory, path);
         ::rmdir(path.constData());
     }
     standIns_.forget("xterm");
-    handOffToTerminal(fileUrlFromPath("/gone with its file/x.log"), alerts_, nullptr);
+    handOffToTerminal(fileUrlFromPath("/gone with its file/x.log"), alerts_, {});
     EXPECT_TRUE(started("xterm"));
 }
 
@@ -146,14 +146,14 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
     const QUrl url = fileUrlFromPath("/tmp/x.log");
     for (const QByteArray& name : order) {
         standIns_.add(name);
-        handOffToTerminal(url, alerts_, nullptr);
+        handOffToTerminal(url, alerts_, {});
         ASSERT_TRUE(started(name)) << name.constData();
         EXPECT_EQ(standIns_.callOf(name)->arguments, QList<QByteArray>());
         standIns_.forget(name);
     }
     standIns_.add("own");
     terminal_.set("own --title \"two words\" -e");
-    handOffToTerminal(url, alerts_, nullptr);
+    handOffToTerminal(url, alerts_, {});
     ASSERT_TRUE(started("own"));
     const QList<QByteArray> arguments{"--title", "two words", "-e"};
     EXPECT_EQ(standIns_.callOf("own")->arguments, arguments);
@@ -163,7 +163,7 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
         standIns_.add("failing", "exit 1");
         standIns_.forget("xdg-terminal-exec");
         terminal_.set(own);
-        handOffToTerminal(url, alerts_, nullptr);
+        handOffToTerminal(url, alerts_, {});
         EXPECT_TRUE(started("xdg-terminal-exec")) << own.constData();
     }
 }
@@ -171,7 +171,7 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
 TEST_F(TerminalHandOffTest, WithoutATerminalTheUserIsToldWhatToDo) {
     Preferences::shared().setOpenLocalTerminalAlert(false);
     standIns_.add("xterm", "exit 1");
-    handOffToTerminal(fileUrlFromPath("/tmp/x.log"), alerts_, nullptr);
+    handOffToTerminal(fileUrlFromPath("/tmp/x.log"), alerts_, {});
     ASSERT_TRUE(until([&] { return !alerts_.alerts.empty(); }));
     EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"clipboard"_s));
     EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"TERMINAL"_s));
@@ -198,7 +198,7 @@ TEST_F(TerminalHandOffTest, TheEntryTakesTheFileInFrontAndNothingThatCameByAPipe
     EXPECT_FALSE(standIns_.callOf("foot"));
 
     QGuiApplication::clipboard()->setText(u"kept"_s);
-    handOffToTerminal(QUrl(), alerts_, nullptr);
+    handOffToTerminal(QUrl(), alerts_, {});
     EXPECT_EQ(clipboard(), u"kept"_s);
 }
 

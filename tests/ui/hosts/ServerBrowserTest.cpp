@@ -104,7 +104,7 @@ private:
 
 class RecordingPresenter : public AlertPresenter {
 public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
+    void present(const Alert& alert, WindowId, std::function<void(int)> done) override {
         alerts.push_back(alert);
         if (done)
             done(0);

@@ -174,7 +174,7 @@ TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {
 
 TEST_F(AppDocumentControllerTest, ARegisteredClassOpensItsType) {
     const TemporaryFile file("one\n");
-    controller_.registerDocumentClass(AppDocumentController::remoteDocumentType, [](const QUrl&) {
+    controller_.setRemoteDocumentClass([](const QUrl&) {
         return std::shared_ptr<Document>(LocalDocument::create());
     });
     const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);

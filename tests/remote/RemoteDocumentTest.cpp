@@ -96,7 +96,7 @@ TEST_F(RemoteDocumentTest, AnUnknownHostOpensNothing) {
         std::move(RemoteHostsManager::load(directory.path(), Preferences::shared().userDefaults())).value();
     ASSERT_TRUE(hosts->add(std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s)));
     AppDocumentController controller(windows, alerts_);
-    controller.registerDocumentClass(AppDocumentController::remoteDocumentType, [&](const QUrl& url) {
+    controller.setRemoteDocumentClass([&](const QUrl& url) {
         return RemoteDocument::createForUrl(url, *hosts, alerts_);
     });
     const QUrl url(u"ssh://u@h:2222//tmp/x.log"_s);

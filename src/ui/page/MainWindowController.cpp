@@ -9,7 +9,6 @@
 #include "ui/desktop/EmailComposer.h"
 #include "ui/desktop/FileService.h"
 #include "ui/desktop/TerminalHandOff.h"
-#include "ui/widgets/WidgetIds.h"
 #include "ui/page/ConnectionStrip.h"
 #include "ui/page/EncodingMenu.h"
 #include "ui/page/FileInfoPopover.h"
@@ -17,6 +16,7 @@
 #include "ui/page/LogViewController.h"
 #include "ui/page/NoticeStrip.h"
 #include "ui/widgets/ProgressStrip.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -182,10 +182,8 @@ void MainWindowController::shareByEmail() {
         showUserUpdate(tr("What came by a pipe is no file that could be attached"));
         return;
     }
-    FileService fileService;
-    fileService.document = document_;
     XdgEmailComposer composer(alerts_, idOf(this));
-    fileService.share(composer);
+    FileService(document_).share(composer);
 }
 
 void MainWindowController::openTerminal() {

@@ -70,9 +70,7 @@ protected:
 
     static RecordingComposer shared(const QUrl& url) {
         RecordingComposer composer;
-        FileService service;
-        service.document = std::make_shared<AddressedDocument>(url);
-        service.share(composer);
+        FileService(std::make_shared<AddressedDocument>(url)).share(composer);
         EXPECT_EQ(composer.performed, 1);
         return composer;
     }
@@ -175,9 +173,7 @@ TEST_F(FileServiceTest, WithoutAnAddressThereIsNoMessage) {
     for (const auto& document :
          {std::shared_ptr<AddressedDocument>(), std::make_shared<AddressedDocument>(QUrl())}) {
         RecordingComposer composer;
-        FileService service;
-        service.document = document;
-        service.share(composer);
+        FileService(document).share(composer);
         EXPECT_EQ(composer.performed, 0);
         EXPECT_EQ(composer.recipients, QStringList{u"a@example.org"_s});
     }

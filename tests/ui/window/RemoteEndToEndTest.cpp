@@ -46,7 +46,7 @@ struct ProgramRun {
         Preferences::shared().setPollingInterval(Preferences::shortestPollingInterval);
         // The known hosts of whoever runs the tests stay as they are.
         Preferences::shared().setHostKeyChoice(HostKeyChoice::AcceptAll);
-        documents.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
+        documents.setRemoteDocumentClass([this](const QUrl& url) {
             return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts);
         });
         windows.setDocumentController(documents);

@@ -21,7 +21,7 @@ class RemoteInWindowTest : public test::AppFixture {
 protected:
     RemoteInWindowTest() {
         Preferences::shared().setStartTailingOnFileOpen(false);
-        documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl&) {
+        documents_.setRemoteDocumentClass([this](const QUrl&) {
             return std::shared_ptr<Document>(
                 RemoteDocument::create(host_, [this](const std::shared_ptr<RemoteHost>& host) {
                     client_ = std::make_shared<test::ShellClient>(host, alerts_);

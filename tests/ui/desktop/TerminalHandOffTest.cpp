@@ -74,15 +74,6 @@ protected:
         return until([&] { return standIns_.callOf(name).has_value(); });
     }
 
-    QAction* entry(MainWindowController* page) {
-        for (auto* action : page->window()->findChildren<QAction*>()) {
-            if (action->text() == u"Open &Terminal Here"_s)
-                return action;
-        }
-        ADD_FAILURE() << "no entry";
-        return new QAction(page);
-    }
-
     const StandIns standIns_;
     ScopedVariable terminal_{"TERMINAL", {}};
 };
@@ -181,7 +172,7 @@ TEST_F(TerminalHandOffTest, WithoutATerminalTheUserIsToldWhatToDo) {
 TEST_F(TerminalHandOffTest, TheEntryTakesTheFileInFrontAndNothingThatCameByAPipe) {
     standIns_.add("foot");
     const TemporaryFile file("1\n");
-    entry(open(file))->trigger();
+    action(open(file), u"Open Terminal Here"_s)->trigger();
     ASSERT_TRUE(started("foot"));
     EXPECT_EQ(clipboard(), localTerminalCommand(file.url()));
 
@@ -190,10 +181,8 @@ TEST_F(TerminalHandOffTest, TheEntryTakesTheFileInFrontAndNothingThatCameByAPipe
     const TemporaryFile copy("1\n");
     const auto document = documents_.openDocument(copy.url(), std::nullopt, u"standard input"_s);
     MainWindowController* page = windows_.pageOf(*document);
-    entry(page)->trigger();
-    const auto labels = page->findChildren<QLabel*>();
-    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(),
-                            [](const QLabel* label) { return label->text().contains(u"came by a pipe"_s); }));
+    action(page, u"Open Terminal Here"_s)->trigger();
+    EXPECT_TRUE(labelsOf(page).contains(u"came by a pipe"_s));
     EXPECT_EQ(clipboard(), u"kept"_s);
     EXPECT_FALSE(standIns_.callOf("foot"));
 

@@ -20,8 +20,8 @@ using StoreFaultQuestion = std::function<bool(const Error& fault)>;
 /// before any document opens. `defaults` must outlive the stores.
 bool loadStores(const QString& directory, UserDefaults& defaults, const StoreFaultQuestion& ask);
 
-/// Asks about settings that cannot be read, or hold a font that is none: set aside, the file's content stays
-/// beside it, and defaults hold for what was wrong. False: the program is to quit. As above, but earlier.
+/// Asks about settings that cannot be read, or hold an invalid font: set aside, the content is kept in a file
+/// beside it, and defaults replace the faults. False: the program is to quit. As above, but earlier.
 bool checkSettings(Preferences& preferences, const StoreFaultQuestion& ask);
 
 } // namespace korvane

@@ -23,8 +23,8 @@ public:
     virtual void perform(const QString& body, const QList<QUrl>& attachments) = 0;
 };
 
-/// Hands the message to `xdg-email`. Returns at once; what goes wrong is told in an alert, later, when this
-/// object may be gone.
+/// Hands the message to `xdg-email`. Returns at once; a failure is shown as an alert, perhaps after this
+/// object was destroyed.
 class XdgEmailComposer : public EmailComposer {
 public:
     /// `alerts` must outlive the program that is started. `window`: as for AlertPresenter::present.
@@ -32,8 +32,8 @@ public:
 
     void setRecipients(const QStringList& addresses) override { recipients_ = addresses; }
     void setSubject(const QString& subject) override { subject_ = subject; }
-    /// An empty recipient, subject or body is left out. A recipient that is no address is named in an alert,
-    /// and nothing is opened.
+    /// An empty recipient, subject or body is left out. An invalid recipient is named in an alert, and no
+    /// message is opened.
     void perform(const QString& body, const QList<QUrl>& attachments) override;
 
 private:

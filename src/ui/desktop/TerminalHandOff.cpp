@@ -19,8 +19,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A terminal that fails within this time has not opened. Later it may only pass on how the user's shell
-/// ended.
+/// A terminal that fails within this time has not opened. A later failure may be the exit status of the
+/// user's shell.
 constexpr auto shortestUse = 2s;
 
 QString translated(const char* text) {
@@ -35,7 +35,7 @@ QByteArray directoryOf(const QByteArray& path) {
     return '/' + components.join('/');
 }
 
-/// The length of the UTF-8 character with which the bytes begin; 0 when they begin with none.
+/// The length in bytes of the UTF-8 character at the beginning; 0 when it is invalid.
 qsizetype characterLength(QByteArrayView bytes) {
     for (qsizetype length = 1; length <= std::min<qsizetype>(4, bytes.size()); ++length) {
         const QByteArrayView character = bytes.first(length);

@@ -70,7 +70,7 @@ FilterRulesEditor::FilterRulesEditor(AlertPresenter& alerts, QWidget* parent)
     splitter->setChildrenCollapsible(false);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
-    // Return belongs to the search text, not to a button.
+    // Return acts on the search text, not on a button.
     buttons->button(QDialogButtonBox::Close)->setAutoDefault(false);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(splitter, 1);
@@ -238,7 +238,7 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, 
     item.setData(RuleItemDelegate::remarkRole, remark);
     item.setToolTip(slow ? QStringLiteral("%1\n\n%2").arg(text.left(longestToolTip), explanationOf(*slow))
                          : text.left(longestToolTip));
-    // On a ground of its own, whatever the desktop's theme: the rule's colours are made for it.
+    // On the background of the log view, for which the rule's colours are made, not on that of the theme.
     QColor background = Preferences::shared().logViewBackground();
     QColor foreground = Preferences::shared().logViewForeground();
     QFont font = this->font();
@@ -248,7 +248,7 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, 
         font = look->font().value_or(font);
         font.setUnderline(look->value(attribute::underline) != nullptr);
     }
-    // As in the rows: a colour that nobody has chosen is made readable.
+    // As in the rows: a default colour is made readable.
     const auto unchosen = FiltersManager::defaultTextColors();
     if (std::ranges::find(unchosen, foreground) != unchosen.end())
         foreground = readableOn({background}, foreground);

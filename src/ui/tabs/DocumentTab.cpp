@@ -72,7 +72,7 @@ void DocumentTab::setWaiting(const QString& reason) {
 MainWindowController* DocumentTab::makePage() {
     if (page_ || !document_ || document_->isClosed())
         return page_;
-    // It may have been switched since the rows were made ready.
+    // The setting may have changed since the rows were prepared.
     document_->dataSource()->setQuickHighlightEnabled(Preferences::shared().quickHighlightSelection());
     page_ = new MainWindowController(document_, alerts_, this);
     layout_->addWidget(page_);

@@ -13,7 +13,7 @@
 namespace korvane::bench {
 
 class PrintedAlerts : public AlertPresenter {
-    void present(const Alert& alert, const void*, std::function<void(int)>) override {
+    void present(const Alert& alert, WindowId, std::function<void(int)>) override {
         std::fprintf(stderr, "%s %s\n", qUtf8Printable(alert.message), qUtf8Printable(alert.informativeText));
     }
 };

@@ -43,10 +43,9 @@ bool until(const std::function<bool()>& condition, std::chrono::milliseconds lim
 RemoteWindow::RemoteWindow(const test::SshServer& server, std::shared_ptr<RemoteHost> host)
     // The program writes the server's key there.
     : isHome_(qputenv("HOME", home_.path().toLocal8Bit())), server_(server), host_(std::move(host)) {
-    session_.documents.registerDocumentClass(
-        AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
-            return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts_);
-        });
+    session_.documents.setRemoteDocumentClass([this](const QUrl& url) {
+        return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts_);
+    });
     const QString path = server.path(QStringLiteral("small.log"));
     QFile small(path);
     if (!isHome_ || !RemoteHostsManager::shared().add(host_) || !small.open(QIODevice::WriteOnly) ||

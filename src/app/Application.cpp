@@ -45,15 +45,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Workers stop within a step of their work; only one that hangs in the file system takes longer than this.
+/// Maximum wait for workers at the end; only one that hangs in the file system takes longer.
 constexpr auto workersLimit = 2000ms;
 
-/// Where there is no one to press a button.
+/// Alerts for a run without a user.
 class ConsoleAlerts : public AlertPresenter {
 public:
     explicit ConsoleAlerts(int& exitStatus) : exitStatus_(exitStatus) {}
-    /// Whatever is asked is refused: the last button does so.
-    void present(const Alert& alert, const void* /*window*/, std::function<void(int)> done) override {
+    /// Refuses every question, by the last button.
+    void present(const Alert& alert, WindowId /*window*/, std::function<void(int)> done) override {
         const QByteArray text = QString(alert.message + u' ' + alert.informativeText).toLocal8Bit();
         std::fprintf(stderr, "korvane: %s\n", text.constData());
         exitStatus_ = 1;
@@ -67,7 +67,7 @@ private:
     int& exitStatus_;
 };
 
-/// Tells when the end of the program is asked for, before the event loop has come to it.
+/// Reports that the program was requested to end, before the event loop handles it.
 class EndWatch : public QObject {
 public:
     explicit EndWatch(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {
@@ -86,7 +86,7 @@ private:
     const std::function<void()> onEnd_;
 };
 
-/// For the window that comes to the front now, and not for what the program starts later.
+/// Sets the activation tokens for the window raised now, not for programs started later.
 class DesktopTokens {
 public:
     explicit DesktopTokens(const OpenRequest& request) {
@@ -127,7 +127,7 @@ QString copyStatus(const PipeCopier& copier) {
                : QString();
 }
 
-/// Puts into the log when the page's rows are there.
+/// Logs when the rows of the page are shown.
 void logTimes(MainWindowController& page) {
     QObject::connect(&page, &MainWindowController::loadEnded, &page, [] {
         qCDebug(logTiming, "load ended at %lld us", static_cast<long long>(monotonicMicroseconds()));
@@ -137,7 +137,7 @@ void logTimes(MainWindowController& page) {
     });
 }
 
-/// As it was given, also where a URL would not take it.
+/// The address as given, also where QUrl would reject it.
 QUrl remoteUrl(const QByteArray& text) {
     const auto address = RemoteUrl::fromText(QString::fromUtf8(text));
     return address ? address->url() : QUrl::fromEncoded(text);
@@ -163,14 +163,14 @@ Application::Application(const CommandLine& commandLine, OpenRequest request, Si
                               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     QString settings = settingsFilePath();
     if (commandLine.snapshotPath) {
-        // A picture changes no setting, whatever its window would like to keep.
+        // A snapshot changes no setting, although its window would store some.
         settings = scratch_.emplace().filePath(QStringLiteral("korvane.ini"));
         QFile::copy(settingsFilePath(), settings);
     }
     auto preferences = std::make_unique<Preferences>(std::make_unique<UserDefaults>(settings));
     preferences->registerDefaults(MachineFontCatalog());
     Preferences::setShared(std::move(preferences));
-    documents_.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
+    documents_.setRemoteDocumentClass([this](const QUrl& url) {
         return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), *alerts_);
     });
     documents_.setCopyOpener([this](const QUrl& url, std::optional<qint64> line) {
@@ -183,7 +183,7 @@ Application::Application(const CommandLine& commandLine, OpenRequest request, Si
     Preferences::shared().setSshLogSwitch([](bool isOn) { NMSSHLogger::sharedLogger().setEnabled(isOn); });
     windows_.setDocumentController(documents_);
     windows_.setRemoteHostsHooks(browsing_.hooks());
-    // A picture for a report is no reason to disturb anyone.
+    // A snapshot shows no notifications and stores no session.
     if (!commandLine.snapshotPath) {
         UserNotificationCenter::setShared(&notifications_);
         windows_.setKeepsState();
@@ -251,7 +251,7 @@ int Application::run() {
         // Drawn in four sizes for the task bar, which must not hold up the first rows.
         QTimer::singleShot(0, qApp, [] { QApplication::setWindowIcon(icon(QStringLiteral("korvane"))); });
     }
-    // The desktop ends the session: what follows may be the end without another word.
+    // The desktop ends the session, and may kill the program right after this.
     QObject::connect(
         qApp, &QGuiApplication::commitDataRequest, qApp, [this] { windows_.saveSessionNow(); },
         Qt::DirectConnection);
@@ -261,8 +261,8 @@ int Application::run() {
     if (instance_)
         instance_->release();
     if (!OperationQueue::waitForAllWorkers(workersLimit)) {
-        // A worker that the file system holds would keep the program from ending; all that is to be kept is
-        // on the disk.
+        // A worker that hangs in the file system would keep the program from ending; everything to be kept
+        // is on the disk.
         qCWarning(logUi, "background work did not end in time");
         std::fflush(nullptr);
         scratch_.reset();
@@ -282,7 +282,7 @@ void Application::openFirstFiles() {
                                                   : WindowManager::Reading::WhenShown);
         for (const OpenRequest::File& file : files)
             open(file);
-        // Before the batch tells what could not be opened: that stands over the window.
+        // Before the batch shows its alert, which needs the window.
         if (!commandLine_.snapshotPath)
             windows_.showFirstWindow();
     }
@@ -319,7 +319,7 @@ void Application::serve(OpenRequest request) {
     }
     if (isShown)
         return;
-    // An alert about what cannot be opened stands before the windows, like any other question.
+    // A modal question stays in front of the windows.
     if (QWidget* question = QApplication::activeModalWidget()) {
         question->raise();
         question->activateWindow();
@@ -349,7 +349,7 @@ std::shared_ptr<Document> Application::openPipe(const OpenRequest::File& request
              QApplication::translate("Application", "“%1” cannot be read").arg(QString::fromUtf8(name)),
              started.error().userText,
              {}},
-            nullptr, {});
+            {}, {});
         return nullptr;
     }
     const std::shared_ptr<PipeCopier> copier = std::move(started).value();

@@ -26,8 +26,8 @@ class SingleInstance;
 /// thread; lives inside the toolkit's application object.
 class Application {
 public:
-    /// `request`: what to open. `instance` hands later starts on to this one, and must outlive it; null where
-    /// they are none of its business.
+    /// `request`: what to open. `instance` hands later starts on to this one, and must outlive it; null for
+    /// a copy that runs alone.
     Application(const CommandLine& commandLine, OpenRequest request, SingleInstance* instance);
     ~Application();
 
@@ -38,14 +38,14 @@ private:
     /// True to set the damaged file aside, false to quit.
     bool askAboutStore(const Error& fault);
     DesktopNotifications::Handlers notificationHandlers();
-    /// Opens what the command line names, in front of what was open at the last time.
+    /// Opens the files of the command line, in front of those of the last session.
     void openFirstFiles();
     /// False when there is nothing to show.
     bool open(const OpenRequest::File& file);
     std::shared_ptr<Document> openPipe(const OpenRequest::File& file);
-    /// Does what another start of the program was asked to do.
+    /// Opens the files of a later start.
     void serve(OpenRequest request);
-    /// Runs until the end, and serves other starts until the end is certain.
+    /// Runs the event loop, and serves later starts until the program is certain to end.
     int runEventLoop();
     void takeSnapshot();
 
@@ -53,10 +53,10 @@ private:
     OpenRequest request_;
     SingleInstance* const instance_;
     std::unique_ptr<RequestServer> requests_;
-    /// What came while the program was still starting.
+    /// Requests received while the program was starting.
     std::vector<OpenRequest> waiting_;
     bool isStarted_ = false;
-    /// Where a snapshot keeps settings of its own.
+    /// Private settings of a snapshot.
     std::optional<QTemporaryDir> scratch_;
     const MainThreadPump pump_;
     const std::unique_ptr<AlertPresenter> alerts_;

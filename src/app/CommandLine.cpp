@@ -55,7 +55,7 @@ bool isFileUrl(const QByteArray& text) {
     return text.left(7).toLower() == "file://";
 }
 
-/// The number of a line; nothing when it is 0 or too large to be one.
+/// The line number; absent when 0 or too large.
 std::optional<qint64> lineNumber(QByteArrayView digits) {
     bool fits = false;
     const qint64 number = digits.toByteArray().toLongLong(&fits);
@@ -67,7 +67,7 @@ struct NameAndNumber {
     QByteArray digits;
 };
 
-/// Cuts ":digits" off the end; nothing when there is none, or no name before it.
+/// Cuts ":digits" off the end; absent without digits, or without a name before them.
 std::optional<NameAndNumber> cutNumber(const QByteArray& text) {
     const qsizetype colon = text.lastIndexOf(':');
     if (colon < 1 || !isDigits(QByteArrayView(text).sliced(colon + 1)))
@@ -75,7 +75,7 @@ std::optional<NameAndNumber> cutNumber(const QByteArray& text) {
     return NameAndNumber{text.left(colon), text.mid(colon + 1)};
 }
 
-/// Takes a name apart as compilers and search tools print places: NAME:LINE, NAME:LINE:COLUMN, either with
+/// Splits a name as compilers and search tools print places: NAME:LINE, NAME:LINE:COLUMN, either with
 /// one more colon. A name under which there is a file is never cut.
 NameAndNumber splitPlace(const QByteArray& argument, const CommandLine::FileExists& fileExists) {
     if (fileExists(argument))
@@ -136,7 +136,7 @@ private:
                 return usageError("“%1” is not the address of a file on this computer", argument);
             file.path = localPath(url);
         } else if (file.line) {
-            file.path = argument; // the line has been told: the name is a name
+            file.path = argument; // the line is known: a colon belongs to the name
         } else {
             NameAndNumber place = splitPlace(argument, fileExists_);
             file.path = std::move(place.name);

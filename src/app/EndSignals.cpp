@@ -25,7 +25,7 @@ void setHandler(void (*handler)(int)) {
     action.sa_flags = handler == SIG_DFL ? 0 : SA_RESTART | static_cast<int>(SA_RESETHAND);
     for (const int number : endSignals) {
         struct sigaction present {};
-        // What the starter has the program ignore (nohup) stays ignored.
+        // A signal ignored at the start (nohup) stays ignored.
         if (::sigaction(number, nullptr, &present) == 0 && present.sa_handler != SIG_IGN)
             ::sigaction(number, &action, nullptr);
     }

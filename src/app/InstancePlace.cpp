@@ -14,14 +14,14 @@
 namespace korvane {
 namespace {
 
-/// Whether it is a directory, not a link to one, into which only the user can put anything.
+/// Whether it is a directory, not a link, that only the user can write to.
 bool isPrivate(const QByteArray& directory) {
     struct stat status {};
     return directory.startsWith('/') && ::lstat(directory.constData(), &status) == 0 &&
            S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & 0077) == 0;
 }
 
-/// What the toolkit takes: the last option of that name, or else the variable.
+/// As the toolkit reads it: the last option of that name, or else the variable.
 QByteArray toolkitSetting(const CommandLine& commandLine, const QByteArray& option, const char* variable) {
     QByteArray value = qgetenv(variable);
     const std::vector<QByteArray>& arguments = commandLine.toolkitArguments;

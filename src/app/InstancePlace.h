@@ -9,22 +9,22 @@ namespace korvane {
 
 struct CommandLine;
 
-/// Where the copies of the program that belong together find each other: a socket, and a file whose lock the
-/// running copy holds. A plain value; any thread.
+/// Where starts of the program find the running copy: a socket, and a file whose lock the running copy
+/// holds. A plain value; any thread.
 struct InstancePlace {
     QByteArray socketPath;
     QByteArray lockPath;
 
-    /// For the user's own runtime directory, or else one in /tmp, and for this command line. Nothing when
-    /// there is no directory that only the user may enter.
+    /// In the user's runtime directory, or else one in /tmp, for this command line. Absent without a
+    /// directory that only the user may enter.
     static std::optional<InstancePlace> find(const CommandLine& commandLine);
 
-    /// In the first of the directories that serves. The fallback is made where it is missing; an empty
-    /// runtime directory is none.
+    /// In the first suitable directory. The fallback is created if missing; an empty runtime directory is
+    /// ignored.
     static std::optional<InstancePlace> in(const QByteArray& runtimeDirectory, const QByteArray& fallback,
                                            const QByteArray& key);
 
-    /// The same for copies that share settings, stores and display, and for no others.
+    /// Equal exactly for copies that share settings, stores and display.
     static QByteArray key(const CommandLine& commandLine);
 };
 

@@ -15,7 +15,7 @@ namespace korvane {
 namespace {
 
 constexpr quint32 messageMark = 0x4B52564F;
-/// One higher at every change of the form.
+/// Incremented with every change of the format.
 constexpr quint32 messageVersion = 1;
 constexpr qsizetype longestToken = 4096;
 
@@ -29,8 +29,8 @@ Descriptor duplicate(int number) {
     return Descriptor(::fcntl(number, F_DUPFD_CLOEXEC, 0));
 }
 
-/// What has to be open for another process to read it. Not open for an ordinary file, nor where opening
-/// fails; the other process then finds out by itself.
+/// The input to open on behalf of another process. Not open for an ordinary file, nor when opening fails,
+/// which the other process then finds out itself.
 Descriptor inputAt(const QByteArray& path) {
     const bool isPipe = PipeCopier::mustCopy(path);
     if (const int named = PipeCopier::descriptorNamed(path); isPipe && named >= 0)
@@ -41,7 +41,7 @@ Descriptor inputAt(const QByteArray& path) {
     return Descriptor(::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-/// A name that the other process would not take for something of its own.
+/// A path that means the same in the other process.
 QByteArray pathForOthers(const QByteArray& path) {
     if (const int named = PipeCopier::descriptorNamed(path); named >= 0)
         return "/proc/" + QByteArray::number(::getpid()) + "/fd/" + QByteArray::number(named);
@@ -108,7 +108,7 @@ OpenRequest::Message OpenRequest::message() const {
             message.descriptors.push_back(file.input.number());
     }
     QDataStream header(&message.bytes, QIODevice::WriteOnly);
-    // One that is too large stays so, and is refused by its header.
+    // A message that is too large is refused by its header.
     const qsizetype size = std::min<qsizetype>(body.size(), std::numeric_limits<qint32>::max());
     header << messageMark << messageVersion << static_cast<quint32>(size);
     message.bytes += body;

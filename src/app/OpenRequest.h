@@ -15,25 +15,25 @@ namespace korvane {
 /// its descriptors; any thread.
 struct OpenRequest {
     struct File {
-        /// As the command line has it.
+        /// As given on the command line.
         CommandLine::File place;
-        /// What to read instead of the path; not open where the path says it all.
+        /// To read instead of the path; not open when the path suffices.
         Descriptor input = Descriptor();
     };
 
     std::vector<File> files;
-    /// By which the desktop lets the window that answers the user's click come to the front.
+    /// Lets the desktop raise the window that answers the user's click.
     QByteArray activationToken = {};
     QByteArray startupId = {};
 
     /// For this very process: nothing is opened, and paths stay as they were given.
     static OpenRequest forThisProcess(const std::vector<CommandLine::File>& files);
 
-    /// For another process: paths are absolute, and what only this process can reach (standard input, pipes,
-    /// what /dev/fd and /proc/self hold) is open. Takes the tokens from the environment.
+    /// For another process: paths are absolute, and inputs that only this process can reach (standard input,
+    /// pipes, /dev/fd, /proc/self) are open. Takes the tokens from the environment.
     static OpenRequest forAnotherProcess(const std::vector<CommandLine::File>& files);
 
-    /// Bytes with the descriptors that travel beside them. The descriptors belong to the request.
+    /// Bytes with the descriptors to pass along. The descriptors belong to the request.
     struct Message {
         QByteArray bytes;
         std::vector<int> descriptors;
@@ -44,11 +44,11 @@ struct OpenRequest {
     static constexpr qsizetype largestMessage = 16 << 20;
     static constexpr std::size_t mostDescriptors = 64;
 
-    /// The size of a whole message, header and all, as its first `messageHeaderSize` bytes tell. Nothing for
-    /// what is no message of this version, or too large.
+    /// The size of a whole message including its header, from its first `messageHeaderSize` bytes. Absent for
+    /// another version, or when too large.
     static std::optional<qsizetype> messageSize(QByteArrayView header);
 
-    /// The request of a whole message, which may come from anywhere. Nothing for a malformed one;
+    /// The request of a whole message, which is not trusted. Absent for a malformed one;
     /// descriptors without a file are closed.
     static std::optional<OpenRequest> fromMessage(const QByteArray& bytes,
                                                   std::vector<Descriptor> descriptors);

@@ -19,7 +19,7 @@ constexpr std::size_t stepSize = 65'536;
 
 } // namespace
 
-/// One start that has something to say.
+/// The connection of one start.
 class RequestServer::Connection {
 public:
     enum class State { Incomplete, Complete, Refused, Closed };
@@ -33,13 +33,13 @@ public:
     ~Connection() {
         timer_->stop();
         notifier_->setEnabled(false);
-        notifier_->deleteLater(); // this may be its own doing, or its timer's
+        notifier_->deleteLater(); // it or its timer may be emitting
     }
 
     QSocketNotifier& notifier() { return *notifier_; }
     QTimer& timer() { return *timer_; }
 
-    /// Takes what is there, one step at most.
+    /// Reads available bytes, at most one buffer.
     State read() {
         iovec part{buffer_.data(), buffer_.size()};
         alignas(cmsghdr) std::array<char, CMSG_SPACE(OpenRequest::mostDescriptors * sizeof(int))> control;
@@ -65,7 +65,7 @@ public:
         return OpenRequest::fromMessage(bytes_, std::move(descriptors_));
     }
 
-    /// False when the sender has given up.
+    /// False when the sender has closed the connection.
     bool answer(char byte) { return ::send(socket_.number(), &byte, 1, MSG_NOSIGNAL | MSG_DONTWAIT) == 1; }
 
 private:
@@ -126,7 +126,7 @@ void RequestServer::updateNotifiers() {
 void RequestServer::accept() {
     Descriptor socket(::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket.isOpen()) {
-        // Without a descriptor to spare the listener would stay ready and keep the program busy.
+        // Without a free descriptor the listener would stay ready and keep the program busy.
         if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED)
             pause();
         return;

@@ -12,19 +12,19 @@
 
 namespace korvane {
 
-/// Takes the requests of later starts in the running copy. Never blocks: it reads when there is something to
-/// read, and what is not complete in time is dropped. Main thread, with an event loop; connections end with
+/// Receives the requests of later starts in the running copy. Never blocks: it reads only available bytes,
+/// and drops requests that are not complete in time. Main thread, with an event loop; connections end with
 /// the object.
 class RequestServer {
 public:
     struct Limits {
-        /// From connecting to the last byte of the message.
+        /// Maximum time from connecting to the last byte of the message.
         std::chrono::milliseconds time{5000};
-        /// Others wait until one of these has ended.
+        /// Maximum number of connections; further ones wait in the listener's queue.
         std::size_t connections = 8;
     };
 
-    /// Gets each request after its sender has been told that it was taken.
+    /// Called with each request, after its sender got the answer that it was taken.
     using Handler = std::function<void(OpenRequest request)>;
 
     /// `listener`: a listening socket that does not block. Stays the caller's and must outlive the object.
@@ -34,17 +34,17 @@ public:
     RequestServer(const RequestServer&) = delete;
     RequestServer& operator=(const RequestServer&) = delete;
 
-    /// Takes nothing for a moment. For when the program may be about to end: what is not taken is served by
-    /// the next copy, if the program does end.
+    /// Stops reading for a moment. For when the program may be about to end: requests that are not taken are
+    /// served by the next copy then.
     void pause();
 
 private:
     class Connection;
 
     void accept();
-    /// None while paused, and no new connections beyond the limit.
+    /// Disables all while paused, and the listener at the limit of connections.
     void updateNotifiers();
-    /// Lets the connection read, and ends it when that leads to an end.
+    /// Reads from the connection, and removes it when its message is complete, invalid or cut off.
     void read(Connection& connection);
     void remove(Connection& connection);
 

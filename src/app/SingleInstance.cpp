@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 
 constexpr auto retryInterval = 10ms;
 constexpr int backlog = 16;
-/// For the owner only; the sticky bit keeps what clears up the directory from taking a long-lived file away.
+/// For the owner only; the sticky bit keeps cleaners of the runtime directory from removing the file.
 constexpr mode_t fileMode = 01600;
 
 Descriptor makeSocket() {
@@ -45,7 +45,7 @@ Descriptor connectTo(const QByteArray& path) {
     return socket;
 }
 
-/// Whether it becomes ready for one of the events in time; an error counts as ready.
+/// Whether the socket becomes ready for one of the events in time; an error counts as ready.
 bool waitUntilReady(int socket, short events, Clock::time_point end) {
     for (;;) {
         const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
@@ -184,11 +184,11 @@ SingleInstance::Locking SingleInstance::lock() {
 }
 
 bool SingleInstance::listen() {
-    // With the lock held, what is there is left over from a copy that was killed.
+    // With the lock held, an existing socket is left over from a copy that was killed.
     ::unlink(place_.socketPath.constData());
     Descriptor socket = makeSocket();
     const sockaddr_un address = addressOf(place_.socketPath);
-    // The mode before the name, so that the socket never stands open to others.
+    // The mode is set before the name, so that the socket is never accessible to others.
     if (!socket.isOpen() || ::fchmod(socket.number(), fileMode) != 0 ||
         ::bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(socket.number(), backlog) != 0)

@@ -16,7 +16,7 @@ namespace korvane {
 /// thread.
 ///
 /// The running copy holds a lock, which ends with the process however that ends, and listens on a socket.
-/// Whoever wants something connects, sends one message and waits for one byte.
+/// A client connects, sends one message and waits for one byte.
 class SingleInstance {
 public:
     enum class Role {
@@ -28,7 +28,7 @@ public:
         Alone,
     };
 
-    /// Whether whoever is at the other end of a connection belongs to the user.
+    /// Whether the peer of the connection is a process of the same user.
     static bool isOfThisUser(int socket);
 
     /// What the running copy answers to a message.
@@ -36,14 +36,14 @@ public:
     static constexpr char refusedAnswer = 'R';
 
     struct Patience {
-        /// With a copy that has been reached and does not answer.
+        /// For the answer of a copy that has been reached.
         std::chrono::milliseconds answer{3000};
-        /// With a copy that is about to begin listening, or has stopped and is about to end.
+        /// For the lock of a copy that is about to listen, or about to end.
         std::chrono::milliseconds lock{2000};
     };
 
-    /// Asked for once, when there is a copy to send it to; what its descriptors belong to must outlive the
-    /// construction.
+    /// Called once, when there is a copy to send the message to; the owners of its descriptors must outlive
+    /// the construction.
     using MakeMessage = std::function<OpenRequest::Message()>;
 
     SingleInstance(const InstancePlace& place, const MakeMessage& makeMessage, Patience patience);
@@ -54,15 +54,15 @@ public:
     SingleInstance& operator=(const SingleInstance&) = delete;
 
     Role role() const { return role_; }
-    /// Why it is alone, for the user; empty where that is nothing to speak of.
+    /// Reason for running alone, for display; empty if none needs showing.
     const QString& fault() const { return fault_; }
-    /// Listens, does not block, and stays this object's. -1 for all but the first.
+    /// The listening, non-blocking socket, owned by this object; -1 unless `First`.
     int listener() const { return listener_.number(); }
 
-    /// From here on nobody gets through any more: later starts wait for the lock. For the end of the program,
-    /// before what it serves requests with goes away.
+    /// Stops accepting requests; later starts wait for the lock. Call at shutdown, before the request
+    /// handlers are destroyed.
     void stopListening();
-    /// Lets another start become the first. Once nothing is saved any more.
+    /// Lets another start become the first. Call when everything is saved.
     void release();
 
 private:
@@ -76,7 +76,7 @@ private:
     QString fault_;
     Descriptor lock_;
     Descriptor listener_;
-    /// Found last: finding it fills the others.
+    /// Declared last: its initialiser sets the other members.
     const Role role_;
 };
 

@@ -25,7 +25,7 @@ void TerminalRelay::run() {
         std::vector<pollfd> polled;
         for (const Line& line : lines_) {
             polled.push_back({line.terminal, POLLIN, 0});
-            polled.push_back({line.writingEnd.number(), 0, 0}); // tells when nobody reads any more
+            polled.push_back({line.writingEnd.number(), 0, 0}); // reports an error when the reader has closed
         }
         if (::poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR)
             return;

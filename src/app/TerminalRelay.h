@@ -6,17 +6,17 @@
 
 namespace korvane {
 
-/// Lets another process read what is typed on terminals of this one. A process in the background that reads
-/// from its own terminal is stopped by the system, so what goes over is a pipe, which this process fills for
-/// as long as the terminal gives something. For one thread.
+/// Lets another process read what is typed on terminals of this one. The system stops a background process
+/// that reads from its terminal, so the other process gets a pipe instead, which this one fills until the
+/// terminal ends. For one thread.
 class TerminalRelay {
 public:
-    /// Puts a pipe in the place of each terminal. The terminals must stay open until `run` has returned, the
-    /// pipes are this object's.
+    /// Replaces each terminal by a pipe, which this object owns. The terminals must stay open until `run` has
+    /// returned.
     void replaceTerminals(std::vector<int>& descriptors);
 
-    /// Passes on what is typed until every terminal has ended or nobody reads any more; returns at once when
-    /// nothing was replaced. Once, after the pipes have been handed over.
+    /// Passes on typed bytes until every terminal has ended or no reader is left; returns at once when
+    /// nothing was replaced. Once, after the pipes were handed over.
     void run();
 
 private:

@@ -28,7 +28,7 @@ using korvane::PageMemory;
 using korvane::SingleInstance;
 using korvane::TerminalRelay;
 
-/// A standard stream that was closed would otherwise be taken for the first file or socket that is opened.
+/// The first file or socket opened would otherwise get the number of a closed standard stream.
 /// Reading such an input, and writing to such an output, fails as before.
 void occupyClosedStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
     if (const auto status = Askpass::askWhereWanted(argc, argv))
         return *status;
     PageMemory::useOneHeap();
-    // An agent or a reader of our output that goes away must not take the program along.
+    // An agent or a reader of our output that ends must not end this program.
     std::signal(SIGPIPE, SIG_IGN);
     occupyClosedStreams();
     const auto parsed =
@@ -100,7 +100,7 @@ int main(int argc, char** argv) {
     std::optional<SingleInstance> instance;
     if (!commandLine.snapshotPath && handOver(commandLine, request, instance))
         return 0;
-    // What was opened for the other copy is used, so that a pipe's writer never finds it closed in between.
+    // Inputs opened for the other copy are used, so that the writer of a pipe never finds it closed.
     if (request.files.empty())
         request = OpenRequest::forThisProcess(commandLine.files);
 

@@ -21,7 +21,7 @@ constexpr std::size_t longestFailureList = 10;
 } // namespace
 
 AppDocumentController::AppDocumentController(DocumentWindowFactory& windows, AlertPresenter& alerts)
-    : windows_(windows), alerts_(alerts), classes_{{localDocumentType, makeLocalDocument}} {}
+    : windows_(windows), alerts_(alerts) {}
 
 AppDocumentController::~AppDocumentController() {
     for (const auto& document : documents_)
@@ -33,12 +33,9 @@ QString AppDocumentController::typeForContentsOfUrl(const QUrl& url) const {
 }
 
 AppDocumentController::DocumentClass AppDocumentController::documentClassForType(const QString& type) const {
-    const auto found = classes_.find(type);
-    return found == classes_.end() ? DocumentClass() : found->second;
-}
-
-void AppDocumentController::registerDocumentClass(const QString& type, DocumentClass documentClass) {
-    classes_[type] = std::move(documentClass);
+    if (type == localDocumentType)
+        return makeLocalDocument;
+    return type == remoteDocumentType ? remoteDocumentClass_ : DocumentClass();
 }
 
 Result<std::shared_ptr<Document>> AppDocumentController::makeDocument(const QUrl& url,
@@ -147,7 +144,7 @@ void AppDocumentController::presentFailures() {
     const std::vector<Failure> failures = std::exchange(failures_, {});
     if (failures.empty())
         return;
-    alerts_.present(alertFor(failures), nullptr, [this, owner = std::weak_ptr(owner_), failures](int button) {
+    alerts_.present(alertFor(failures), {}, [this, owner = std::weak_ptr(owner_), failures](int button) {
         if (!owner.expired() && button == 0)
             waitForFiles(failures);
     });

@@ -9,7 +9,6 @@
 #include <QUrl>
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -55,17 +54,16 @@ public:
 
     /// The remote type for the scheme "ssh", the local one for everything else; the content is not looked at.
     QString typeForContentsOfUrl(const QUrl& url) const;
-    /// None for an unknown type, or one whose class has not been handed in.
+    /// Empty for an unknown type, and for the remote one before its class is set.
     DocumentClass documentClassForType(const QString& type) const;
-    void registerDocumentClass(const QString& type, DocumentClass documentClass);
+    void setRemoteDocumentClass(DocumentClass remote) { remoteDocumentClass_ = std::move(remote); }
     /// Creates the document of the class for the type and loads it. No window yet.
     Result<std::shared_ptr<Document>> makeDocument(const QUrl& url, const QString& type) const;
 
     /// Opens the address: raises the window of a document that is open already, and connects it if it has no
-    /// connection yet, otherwise makes document and
-    /// window and starts the load, which `documentLoaded` reports. A failure
-    /// is shown as an alert. `lineNumber`: the one-based line to go to. `displayName`: as for
-    /// Document::setDisplayName. Returns the document, null on failure.
+    /// connection yet, otherwise makes document and window and starts the load, which `documentLoaded`
+    /// reports. A failure is shown as an alert. `lineNumber`: the one-based line to go to. `displayName`: as
+    /// for Document::setDisplayName. Returns the document, null on failure.
     std::shared_ptr<Document> openDocument(const QUrl& url, std::optional<qint64> lineNumber = std::nullopt,
                                            const QString& displayName = {});
 
@@ -112,7 +110,7 @@ private:
 
     DocumentWindowFactory& windows_;
     AlertPresenter& alerts_;
-    std::map<QString, DocumentClass> classes_;
+    DocumentClass remoteDocumentClass_;
     std::vector<std::shared_ptr<Document>> documents_;
     /// The same by their absolute addresses.
     QHash<QString, std::shared_ptr<Document>> documentsByAddress_;

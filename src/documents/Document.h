@@ -7,6 +7,7 @@
 #include "documents/FileInformation.h"
 #include "documents/LoadState.h"
 #include "foundation/Result.h"
+#include "foundation/notices/WindowId.h"
 
 #include <functional>
 #include <memory>
@@ -101,7 +102,7 @@ public:
     /// Whether `stayConnected` will try; otherwise the user has to `reconnect`.
     virtual bool triesToConnect() const { return false; }
     /// The window, or any object of it, over which alerts about the document stand; null for none.
-    virtual void setWindow(const void* /*window*/) {}
+    virtual void setWindow(WindowId /*window*/) {}
 
     /// Null = no line carries a mark. After `readFromUrl` and before `close`.
     virtual void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) = 0;

@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/notices/Alerts.h"
+#include "foundation/notices/WindowId.h"
 #include "foundation/work/OperationQueue.h"
 #include "remote/HostConnection.h"
 #include "remote/ssh/CommandUse.h"
@@ -51,8 +52,8 @@ public:
     Client& operator=(const Client&) = delete;
 
     const std::shared_ptr<RemoteHost>& host() const { return host_; }
-    /// The window, or any object of it, over which questions and messages stand. Main thread.
-    void setWindow(const void* window) { user_->window = window; }
+    /// The window over which questions and messages stand. Main thread.
+    void setWindow(WindowId window) { user_->window = window; }
     /// The file that the user loses with the connection. Main thread.
     void setFileName(const QString& name) { user_->fileName = name; }
     /// Called on any thread when the connection has come or gone, or will not be made any more without the

@@ -66,9 +66,9 @@ HostConnection::HostConnection(std::shared_ptr<RemoteHost> host, AlertPresenter&
 void HostConnection::makeLogin() {
     login_ = std::make_shared<HostLogin>(
         host_, alerts_,
-        [weak = weak_from_this()]() -> const void* {
+        [weak = weak_from_this()] {
             const auto alive = weak.lock();
-            return alive ? alive->window() : nullptr;
+            return alive ? alive->window() : WindowId();
         },
         [weak = weak_from_this()](const std::optional<Error>& error) {
             if (const auto alive = weak.lock())
@@ -330,7 +330,7 @@ Error HostConnection::refusal(const Error& error) const {
     return told;
 }
 
-void HostConnection::tell(const Alert& alert, const void* window) {
+void HostConnection::tell(const Alert& alert, WindowId window) {
     const QString text = alert.message + u'\n' + alert.informativeText;
     if (standingAlerts_.contains(text))
         return;
@@ -341,13 +341,13 @@ void HostConnection::tell(const Alert& alert, const void* window) {
     });
 }
 
-const void* HostConnection::window() const {
+WindowId HostConnection::window() const {
     const std::lock_guard guard(mutex_);
     const auto asking = attempt_ ? attempt_->user.lock() : nullptr;
-    if (asking && asking->window)
+    if (asking && asking->window.isValid())
         return asking->window;
-    const auto other = std::ranges::find_if(users_, [](const auto& user) { return user->window != nullptr; });
-    return other == users_.end() ? nullptr : (*other)->window;
+    const auto other = std::ranges::find_if(users_, [](const auto& user) { return user->window.isValid(); });
+    return other == users_.end() ? WindowId() : (*other)->window;
 }
 
 Alert HostConnection::lossAlert(const Error& error) const {

@@ -2,6 +2,7 @@
 
 #include "foundation/Result.h"
 #include "foundation/notices/Alerts.h"
+#include "foundation/notices/WindowId.h"
 #include "foundation/work/OperationQueue.h"
 #include "remote/LoginAsked.h"
 #include "remote/ssh/SessionSettings.h"
@@ -34,8 +35,8 @@ public:
     /// One who uses it.
     struct User {
         // Main thread.
-        /// The window, or any object of it, over which questions and messages stand.
-        const void* window = nullptr;
+        /// The window over which questions and messages stand.
+        WindowId window;
         /// Of the file that is lost to the user with the connection; empty for none.
         QString fileName;
         /// Called on any thread when the connection has come or gone, or will not be made any more without
@@ -96,7 +97,7 @@ public:
     void ended(const std::optional<Error>& error);
 
     /// Shows the alert, unless the same one of this host stands already. Main thread.
-    void tell(const Alert& alert, const void* window);
+    void tell(const Alert& alert, WindowId window);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -128,7 +129,7 @@ private:
     /// The error of the session, with what the user can do about it.
     Error refusal(const Error& error) const;
     // Main thread.
-    const void* window() const;
+    WindowId window() const;
     Alert lossAlert(const Error& error) const;
 
     const std::shared_ptr<RemoteHost> host_;

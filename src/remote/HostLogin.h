@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/notices/Alerts.h"
+#include "foundation/notices/WindowId.h"
 #include "remote/ssh/NMSSHSessionDelegate.h"
 
 #include <QString>
@@ -28,8 +29,8 @@ class Reply;
 class HostLogin final : public NMSSHSessionDelegate, public std::enable_shared_from_this<HostLogin> {
 public:
     enum class Outcome { Done, Refused, Unproven };
-    /// The window over which questions stand; may be null. Called on the main thread.
-    using FindWindow = std::function<const void*()>;
+    /// The window over which questions stand; may be invalid. Called on the main thread.
+    using FindWindow = std::function<WindowId()>;
     /// As `didDisconnectWithError`.
     using Ended = std::function<void(const std::optional<Error>&)>;
 

@@ -334,7 +334,7 @@ bool RemoteDocument::triesToConnect() const {
            !client_->wasRefused();
 }
 
-void RemoteDocument::setWindow(const void* window) {
+void RemoteDocument::setWindow(WindowId window) {
     client_->setWindow(window);
 }
 
@@ -405,7 +405,7 @@ void RemoteDocument::close() {
     informationQueue_->cancelAllOperations();
     if (dataSource_)
         dataSource_->close();
-    client_->setWindow(nullptr);
+    client_->setWindow({});
     if (file_)
         file_->close();
     logFileObserver_.reset();

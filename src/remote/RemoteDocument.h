@@ -1,6 +1,7 @@
 #pragma once
 
 #include "documents/Document.h"
+#include "foundation/notices/WindowId.h"
 #include "foundation/work/OperationQueue.h"
 #include "remote/LoginAsked.h"
 #include "remote/RemoteState.h"
@@ -76,7 +77,7 @@ public:
 
     ConnectionState connectionState() const override { return connectionStateOf(state_.state()); }
     void reconnect() override;
-    void setWindow(const void* window) override;
+    void setWindow(WindowId window) override;
     void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) override;
 
     const std::shared_ptr<RemoteHost>& host() const { return host_; }

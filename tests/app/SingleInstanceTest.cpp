@@ -2,6 +2,7 @@
 
 #include "app/RequestServer.h"
 #include "app/TerminalRelay.h"
+#include "support/WindowDriver.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -62,7 +63,7 @@ int openDescriptors() {
     return count;
 }
 
-class SingleInstanceTest : public ::testing::Test {
+class SingleInstanceTest : public ::testing::Test, public test::WindowDriver {
 protected:
     /// One start of the program, as main does it.
     std::unique_ptr<SingleInstance> start(const OpenRequest& request,
@@ -85,8 +86,6 @@ protected:
             instance.listener(), [this](OpenRequest request) { served_.push_back(std::move(request)); },
             limits);
     }
-
-    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
     /// A connection to whoever listens, without anything said.
     Descriptor connected() const {

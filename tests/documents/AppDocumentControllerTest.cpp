@@ -3,6 +3,7 @@
 #include "documents/LocalDocument.h"
 #include "foundation/FilePath.h"
 #include "support/PreferencesTest.h"
+#include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@ using namespace Qt::StringLiterals;
 using test::TemporaryFile;
 
 /// Keeps a record of what was asked of the windows, and shown to the user.
-class Recorder : public DocumentWindowFactory, public AlertPresenter {
+class Recorder : public DocumentWindowFactory {
 public:
     void makeWindow(const std::shared_ptr<Document>& document) override { add(u"make"_s, document); }
     void changesEnd(const std::shared_ptr<Document>& front) override {
@@ -34,15 +35,9 @@ public:
     void goToLine(const std::shared_ptr<Document>& document, qint64 lineNumber) override {
         add(u"go to %1 in"_s.arg(lineNumber), document);
     }
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
-        alerts.push_back(alert);
-        done(answer);
-    }
     QStringList takeEvents() { return std::exchange(events, {}); }
 
     QStringList events;
-    std::vector<Alert> alerts;
-    int answer = 1;
     std::function<void(const std::shared_ptr<Document>&)> onClose;
 
 private:
@@ -54,7 +49,8 @@ private:
 class AppDocumentControllerTest : public test::PreferencesTest {
 protected:
     Recorder recorder_;
-    AppDocumentController controller_{recorder_, recorder_};
+    test::RecordedAlerts alerts_{1};
+    AppDocumentController controller_{recorder_, alerts_};
 };
 
 TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheType) {
@@ -106,7 +102,7 @@ TEST_F(AppDocumentControllerTest, AClickOnANotificationLeadsToTheLineOfTheVeryFi
 TEST_F(AppDocumentControllerTest, ABatchComesToTheFrontOnceAndTellsAllItsFailuresInOneAlert) {
     const TemporaryFile files[] = {TemporaryFile("1\n", "a"), TemporaryFile("2\n", "b")};
     const QUrl missing = fileUrlFromPath(files[0].path() + ".missing");
-    recorder_.answer = 0;
+    alerts_.nextAnswer = 0;
     {
         const DocumentBatch batch(controller_, 4);
         controller_.openDocument(files[0].url());
@@ -114,10 +110,10 @@ TEST_F(AppDocumentControllerTest, ABatchComesToTheFrontOnceAndTellsAllItsFailure
         controller_.openDocument(files[1].url());
         controller_.openDocument(fileUrlFromPath("/dev/null"));
         EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"make a"_s, u"make b"_s}));
-        EXPECT_TRUE(recorder_.alerts.empty());
+        EXPECT_TRUE(alerts_.alerts.empty());
     }
-    ASSERT_EQ(recorder_.alerts.size(), 1U);
-    const Alert& alert = recorder_.alerts.front();
+    ASSERT_EQ(alerts_.alerts.size(), 1U);
+    const Alert& alert = alerts_.alerts.front();
     EXPECT_TRUE(alert.informativeText.contains(missing.path()) &&
                 alert.informativeText.contains(u"/dev/null"_s))
         << alert.informativeText.toStdString();
@@ -132,12 +128,12 @@ TEST_F(AppDocumentControllerTest, WhatCannotBeOpenedIsSaidInOneAlert) {
     missing.setPath(missing.path() + u".missing"_s);
     for (const QUrl& url : {missing, QUrl(u"ssh://me@host:22/a.log"_s)}) {
         SCOPED_TRACE(url.toString().toStdString());
-        recorder_.alerts.clear();
+        alerts_.alerts.clear();
         EXPECT_EQ(controller_.openDocument(url), nullptr);
-        ASSERT_EQ(recorder_.alerts.size(), 1U);
-        EXPECT_EQ(recorder_.alerts[0].kind, Alert::Kind::Error);
-        EXPECT_TRUE(recorder_.alerts[0].message.contains(url.fileName()));
-        EXPECT_TRUE(recorder_.alerts[0].informativeText.contains(url.path()));
+        ASSERT_EQ(alerts_.alerts.size(), 1U);
+        EXPECT_EQ(alerts_.alerts[0].kind, Alert::Kind::Error);
+        EXPECT_TRUE(alerts_.alerts[0].message.contains(url.fileName()));
+        EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(url.path()));
     }
     EXPECT_TRUE(recorder_.events.isEmpty());
     EXPECT_TRUE(controller_.documents().empty());
@@ -174,9 +170,8 @@ TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {
 
 TEST_F(AppDocumentControllerTest, ARegisteredClassOpensItsType) {
     const TemporaryFile file("one\n");
-    controller_.registerDocumentClass(AppDocumentController::remoteDocumentType, [](const QUrl&) {
-        return std::shared_ptr<Document>(LocalDocument::create());
-    });
+    controller_.setRemoteDocumentClass(
+        [](const QUrl&) { return std::shared_ptr<Document>(LocalDocument::create()); });
     const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);
     ASSERT_TRUE(made);
     EXPECT_EQ(made.value()->fileUrl(), file.url());

@@ -4,6 +4,7 @@
 #include "documents/LoadProgressController.h"
 #include "documents/LocalDocument.h"
 #include "support/PreferencesTest.h"
+#include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
 #include "support/WithoutRootsRights.h"
@@ -113,19 +114,19 @@ TEST_F(DocumentTailingTest, ClosingEndsTheMonitorAtOnce) {
     EXPECT_TRUE(OperationQueue::waitForAllWorkers(1s)) << "a closed document follows nothing";
 }
 
-class NoWindows : public DocumentWindowFactory, public AlertPresenter {
+class NoWindows : public DocumentWindowFactory {
 public:
     void makeWindow(const std::shared_ptr<Document>&) override {}
     void changesEnd(const std::shared_ptr<Document>&) override {}
     void waitForFile(const QUrl&, std::optional<qint64>, const QString&) override {}
     void closeWindow(const std::shared_ptr<Document>&) override {}
     void goToLine(const std::shared_ptr<Document>&, qint64) override {}
-    void present(const Alert&, const void*, std::function<void(int)> done) override { done(0); }
 };
 
 TEST_F(DocumentTailingTest, OpeningStartsToFollowAsTheSettingSays) {
     NoWindows none;
-    AppDocumentController controller(none, none);
+    test::RecordedAlerts alerts;
+    AppDocumentController controller(none, alerts);
     for (const bool isWanted : {true, false}) {
         SCOPED_TRACE(isWanted);
         Preferences::shared().setStartTailingOnFileOpen(isWanted);

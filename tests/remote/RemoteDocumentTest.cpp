@@ -96,9 +96,8 @@ TEST_F(RemoteDocumentTest, AnUnknownHostOpensNothing) {
         std::move(RemoteHostsManager::load(directory.path(), Preferences::shared().userDefaults())).value();
     ASSERT_TRUE(hosts->add(std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s)));
     AppDocumentController controller(windows, alerts_);
-    controller.registerDocumentClass(AppDocumentController::remoteDocumentType, [&](const QUrl& url) {
-        return RemoteDocument::createForUrl(url, *hosts, alerts_);
-    });
+    controller.setRemoteDocumentClass(
+        [&](const QUrl& url) { return RemoteDocument::createForUrl(url, *hosts, alerts_); });
     const QUrl url(u"ssh://u@h:2222//tmp/x.log"_s);
     EXPECT_FALSE(controller.openDocument(url));
     ASSERT_EQ(alerts_.alerts.size(), 1U);

@@ -9,6 +9,7 @@
 #include "remote/RemoteLogDataSource.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
+#include "support/NumberedLines.h"
 #include "support/PreferencesTest.h"
 #include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
@@ -17,13 +18,6 @@
 #include <vector>
 
 namespace korvane::test {
-
-inline QByteArray numberedLines(int first, int count) {
-    QByteArray lines;
-    for (int i = 0; i < count; ++i)
-        lines += "line " + QByteArray::number(first + i) + '\n';
-    return lines;
-}
 
 /// A remote document, what it tells the windows, and the settings it lives under. Not followed unless told
 /// so.

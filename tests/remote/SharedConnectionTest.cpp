@@ -4,7 +4,7 @@
 #include "remote/SshTest.h"
 #include "remote/hosts/AuthnType.h"
 #include "support/KeyboardServer.h"
-#include "support/RecordingAlerts.h"
+#include "support/RecordedAlerts.h"
 #include "support/SshServer.h"
 
 #include <QFile>
@@ -121,7 +121,7 @@ TEST_F(SharedConnectionTest, AQuestionWaitsForTheUserAndIsAskedOnceForAll) {
     test::KeyboardServer server({{"", {{"Password: ", false, "secret"}}}});
     host_ = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"u"_s);
     host_->setAuthnType(std::make_shared<KeyboardAuthnType>());
-    test::RecordingAlerts alerts;
+    test::RecordedAlerts alerts(std::nullopt);
     connection_ = HostConnection::separate(host_, alerts, {});
     const auto one = Client::create(host_, alerts, connection_);
     const auto other = Client::create(host_, alerts, connection_);
@@ -131,7 +131,7 @@ TEST_F(SharedConnectionTest, AQuestionWaitsForTheUserAndIsAskedOnceForAll) {
     };
     EXPECT_FALSE(isIn(*one, LoginAsked::ByProgram));
     EXPECT_TRUE(one->wasRefused());
-    EXPECT_TRUE(alerts.shown().empty());
+    EXPECT_TRUE(alerts.alerts.empty());
     alerts.willEnter(u"secret"_s);
     EXPECT_TRUE(isIn(*one, LoginAsked::ByUser));
     EXPECT_FALSE(other->isConnected()) << "it has not asked for it";
@@ -139,11 +139,11 @@ TEST_F(SharedConnectionTest, AQuestionWaitsForTheUserAndIsAskedOnceForAll) {
     EXPECT_EQ(server.logins(), 1);
 
     server.cutConnections();
-    EXPECT_TRUE(test::waitFor([&] { return alerts.shown().size() == 2U; })) << "the loss";
+    EXPECT_TRUE(test::waitFor([&] { return alerts.alerts.size() == 2U; })) << "the loss";
     other->tryAgain();
     EXPECT_TRUE(test::waitFor([&] { return other->wasRefused(); }));
     EXPECT_FALSE(isIn(*other, LoginAsked::ByProgram));
-    EXPECT_EQ(alerts.shown().size(), 2U);
+    EXPECT_EQ(alerts.alerts.size(), 2U);
     alerts.willEnter(u"secret"_s);
     EXPECT_TRUE(isIn(*other, LoginAsked::ByUser));
     EXPECT_TRUE(one->isConnected());

@@ -4,7 +4,7 @@
 #include "remote/Client.h"
 #include "remote/hosts/AuthnType.h"
 #include "remote/hosts/RemoteHost.h"
-#include "support/RecordingAlerts.h"
+#include "support/RecordedAlerts.h"
 #include "support/SshServer.h"
 #include "support/Waiting.h"
 
@@ -91,11 +91,11 @@ protected:
     /// Runs the connection test to its end, answering every alert with its first button.
     QStringList tested(const std::shared_ptr<Client>& client) {
         bool isDone = false;
-        std::size_t answered = alerts_.shown().size();
+        std::size_t answered = alerts_.alerts.size();
         client->testConnection([&] { isDone = true; });
         EXPECT_TRUE(waitFor(
             [&] {
-                for (; answered < alerts_.shown().size(); ++answered)
+                for (; answered < alerts_.alerts.size(); ++answered)
                     alerts_.press(static_cast<int>(answered), 0);
                 return isDone;
             },
@@ -126,7 +126,7 @@ protected:
             .arg(port);
     }
 
-    RecordingAlerts alerts_;
+    RecordedAlerts alerts_{std::nullopt};
     SessionSettings settings_;
 };
 

@@ -2,21 +2,62 @@
 
 #include "foundation/notices/Alerts.h"
 
+#include <QStringList>
+
 #include <functional>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace korvane::test {
 
-/// Keeps what the program wanted to tell or ask; answers with the button set beforehand.
+/// Keeps what the program wanted to tell or ask, and answers it at once, later, or never.
 class RecordedAlerts : public AlertPresenter {
 public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
-        alerts.push_back(alert);
-        if (done)
-            done(nextAnswer);
+    struct Shown : Alert {
+        WindowId window;
+        std::function<void(int button)> done;
+    };
+
+    /// `answer`: the button with which every alert is answered at once; without one they stay open.
+    explicit RecordedAlerts(std::optional<int> answer = 0) : nextAnswer(answer) {}
+
+    void present(const Alert& alert, WindowId window, std::function<void(int button)> done) override {
+        alerts.push_back({alert, window, std::move(done)});
+        if (!texts_.isEmpty())
+            enter(static_cast<int>(alerts.size()) - 1, texts_.takeFirst());
+        else if (nextAnswer)
+            press(static_cast<int>(alerts.size()) - 1, *nextAnswer);
     }
-    std::vector<Alert> alerts;
-    int nextAnswer = 0;
+
+    /// The next alert with a field gets the text and is answered with its first button.
+    void willEnter(const QString& text) { texts_.append(text); }
+    void enter(int index, const QString& text, bool isOptionChosen = false) {
+        const Shown shown = alerts[static_cast<std::size_t>(index)];
+        if (shown.field && shown.field->entered)
+            shown.field->entered(text);
+        if (shown.field && shown.field->optionChosen)
+            shown.field->optionChosen(isOptionChosen);
+        press(index, 0);
+    }
+    void press(int index, int button) {
+        if (const auto done = alerts[static_cast<std::size_t>(index)].done)
+            done(button);
+    }
+
+    /// "message|informative text" of each.
+    QStringList texts() const {
+        QStringList all;
+        for (const Shown& one : alerts)
+            all.append(one.message + u'|' + one.informativeText);
+        return all;
+    }
+
+    std::vector<Shown> alerts;
+    std::optional<int> nextAnswer;
+
+private:
+    QStringList texts_;
 };
 
 } // namespace korvane::test

@@ -5,6 +5,7 @@
 #include "foundation/FilePath.h"
 #include "foundation/work/MainThread.h"
 #include "foundation/work/OperationQueue.h"
+#include "support/RecordedAlerts.h"
 #include "support/TestStores.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
@@ -19,10 +20,6 @@
 #include <memory>
 
 namespace korvane::test {
-
-class SilentAlerts : public AlertPresenter {
-    void present(const Alert&, const void*, std::function<void(int)>) override {}
-};
 
 /// The program's windows around one file, on settings of their own. For programs that measure and try out.
 struct Session {
@@ -54,7 +51,7 @@ struct Session {
 
     MainThreadPump pump;
     QTemporaryDir settings;
-    SilentAlerts alerts;
+    RecordedAlerts alerts{std::nullopt};
     WindowManager windows{alerts};
     AppDocumentController documents;
     std::shared_ptr<Document> document;

@@ -6,9 +6,11 @@
 #include "documents/LoadProgressController.h"
 #include "foundation/work/MainThread.h"
 #include "foundation/work/OperationQueue.h"
+#include "support/NumberedLines.h"
 #include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
 #include "support/TestStores.h"
+#include "support/WindowDriver.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
 #include "ui/widgets/MainThreadPump.h"
@@ -23,7 +25,7 @@
 namespace korvane::test {
 
 /// The program without its command line: real documents in real windows, on settings of their own.
-class AppFixture : public ::testing::Test {
+class AppFixture : public ::testing::Test, public WindowDriver {
 protected:
     AppFixture() : documents_(windows_, alerts_) {
         makeStores(settings_.path());
@@ -36,14 +38,6 @@ protected:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
-    }
-
-    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
-
-    /// Gives it the keyboard, as a desktop does with a new dialog and with the window of one that has gone.
-    static bool isInFront(QWidget* window) {
-        window->activateWindow();
-        return until([window] { return QApplication::activeWindow() == window; });
     }
 
     /// Opens a file and waits until its first scan has ended and what is visible has its text.
@@ -66,6 +60,10 @@ protected:
         return true;
     }
 
+    static MainWindow* windowOf(const MainWindowController* page) {
+        return qobject_cast<MainWindow*>(page->window());
+    }
+
     static QString textOfRow(MainWindowController& page, qint64 row) {
         const auto view = page.logView().tableView().delegate().viewForTableColumn(cell::line, row);
         return view.row ? view.row->line.string() : QStringLiteral("(not loaded)");
@@ -77,13 +75,5 @@ protected:
     WindowManager windows_{alerts_};
     AppDocumentController documents_;
 };
-
-/// `count` lines "line 1" … without an end of line after the last.
-inline QByteArray numberedLines(qint64 count) {
-    QByteArray text;
-    for (qint64 i = 1; i <= count; ++i)
-        text += "line " + QByteArray::number(i) + (i < count ? "\n" : "");
-    return text;
-}
 
 } // namespace korvane::test

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/notices/WindowId.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -46,10 +48,10 @@ class AlertPresenter {
 public:
     virtual ~AlertPresenter() = default;
 
-    /// Shows the alert over the window of the document concerned (any object of that window, or null) and
+    /// Shows the alert over the window concerned, or the front one if that is closed or the id invalid, and
     /// returns at once. `done` gets the index of the button pressed; closing the box counts as the last
     /// button.
-    virtual void present(const Alert& alert, const void* window, std::function<void(int button)> done) = 0;
+    virtual void present(const Alert& alert, WindowId window, std::function<void(int button)> done) = 0;
 };
 
 } // namespace korvane

@@ -21,10 +21,10 @@ const QString busName = QStringLiteral("org.freedesktop.DBus");
 const QString defaultAction = QStringLiteral("default");
 const QString programName = QStringLiteral("korvane");
 constexpr int lifetimeOfTheServicesChoice = -1;
-/// Services that never tell that a notification has gone must not make us remember all of them.
+/// Maximum number of click destinations: some services never report that a notification was closed.
 constexpr std::size_t mostDestinations = 1000;
 
-/// Waits for the bus to answer, which it may never do: on a worker.
+/// Blocks until the bus answers, perhaps for ever: call it on a worker.
 QDBusConnection connectionTo(const QString& address) {
     static std::atomic<int> serial = 0;
     return QDBusConnection::connectToBus(address, QStringLiteral("korvane notifications %1").arg(++serial));
@@ -86,7 +86,7 @@ void DesktopNotifications::show(const NotificationFolder::Folded& folded) {
         bubble = latest;
     }
     bubble->next = folded;
-    // One that is under way takes the newer content along, or is sent again with it.
+    // A bubble that is being sent is sent again with the newer content.
     if (!std::exchange(bubble->isUnderWay, true))
         waiting_.push_back(bubble);
     sendWaiting();
@@ -116,7 +116,7 @@ void DesktopNotifications::connectToBus() {
     }
     isConnecting_ = true;
     connectQueue_.run([address, self = QPointer<DesktopNotifications>(this)] {
-        // Posted in any case: a connection that comes too late has to be ended.
+        // Posted also when cancelled: a connection made too late must be closed.
         MainThread::shared().post([self, bus = connectionTo(address)] {
             if (self)
                 self->connected(bus);
@@ -134,7 +134,7 @@ void DesktopNotifications::connected(const QDBusConnection& bus) {
         fail(tr("the session bus does not answer"));
         return;
     }
-    // Not tied to the sender's name, which would be looked up on this thread: the handlers look at it.
+    // No match on the sender's name, which would be resolved on this thread: the handlers check it.
     bus_.connect({}, servicePath, serviceName, QStringLiteral("ActionInvoked"), this,
                  SLOT(actionInvoked(QDBusMessage)));
     bus_.connect({}, servicePath, serviceName, QStringLiteral("NotificationClosed"), this,
@@ -200,8 +200,8 @@ void DesktopNotifications::sent(const std::shared_ptr<Bubble>& bubble,
         fail(reply.error().message());
     } else {
         if (reply.reply().service() != owner_) {
-            // Another service has taken over: it knows none of the numbers, and shows what was made for the
-            // abilities of the one before.
+            // Another service has taken over: it knows none of the ids, and shows texts that were formatted
+            // for the capabilities of the previous one.
             forgetService();
             owner_ = reply.reply().service();
             if (!bubble->next)

@@ -42,7 +42,7 @@ public:
     void deliver(const UserNotification& notification) override;
     void requestUserAttention(const QString& fileUrl) override;
 
-    /// Where the session's bus listens; empty if there is none that runs.
+    /// The address of the session bus; empty if none is running.
     static QString sessionBusAddress();
 
 private Q_SLOTS:
@@ -51,11 +51,11 @@ private Q_SLOTS:
     void ownerChanged(const QString& name, const QString& oldOwner, const QString& newOwner);
 
 private:
-    /// What is or will be one notification on the screen.
+    /// One notification on the screen, or about to be shown.
     struct Bubble {
-        /// The service's number of it, 0 while there is none.
+        /// Assigned by the service; 0 before that.
         uint id = 0;
-        /// It is among `waiting_`, or the service has not answered yet.
+        /// Waits in `waiting_` or for the answer of the service.
         bool isUnderWay = false;
         std::optional<NotificationFolder::Folded> next;
     };
@@ -84,15 +84,15 @@ private:
     bool isConnecting_ = false;
     bool isAsking_ = false;
     bool hasFailed_ = false;
-    /// The bus's own name of the service that answered last.
+    /// The unique bus name of the service that answered last.
     QString owner_;
     std::optional<QStringList> capabilities_;
 
-    /// For the bus or the capabilities.
+    /// Until the bus is connected and the capabilities are known.
     std::vector<std::shared_ptr<Bubble>> waiting_;
     /// By fold key, the latest of each.
     std::map<QString, std::shared_ptr<Bubble>> bubbles_;
-    /// Where a click leads, by the service's number.
+    /// Where a click leads, by `Bubble::id`.
     std::map<uint, UserNotification::UserInfo> destinations_;
 };
 

@@ -15,13 +15,13 @@ QString tr(const char* text) {
     return QCoreApplication::translate("EmailComposer", text);
 }
 
-/// What `xdg-email` takes for an address, and nothing that it takes for an option or a whole message.
+/// Whether `xdg-email` reads the text as an address, not as an option or a "mailto:" URL.
 bool isAddress(const QString& text) {
     return text.contains(u'@') && !text.startsWith(u'-') &&
            !text.startsWith(QStringLiteral("mailto:"), Qt::CaseInsensitive);
 }
 
-/// What the end of `xdg-email` means and what can be done.
+/// The meaning of the exit status of `xdg-email`, and a remedy.
 QString explanation(const ProgramEnd& end) {
     if (end.startError == ENOENT)
         return tr("The program “xdg-email” was not found. Install the package “xdg-utils”, which holds it.");

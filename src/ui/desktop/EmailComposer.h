@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/notices/WindowId.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -21,22 +23,22 @@ public:
     virtual void perform(const QString& body, const QList<QUrl>& attachments) = 0;
 };
 
-/// Hands the message to `xdg-email`. Returns at once; what goes wrong is told in an alert, later, when this
-/// object may be gone.
+/// Hands the message to `xdg-email`. Returns at once; a failure is shown as an alert, perhaps after this
+/// object was destroyed.
 class XdgEmailComposer : public EmailComposer {
 public:
     /// `alerts` must outlive the program that is started. `window`: as for AlertPresenter::present.
-    XdgEmailComposer(AlertPresenter& alerts, const void* window) : alerts_(alerts), window_(window) {}
+    XdgEmailComposer(AlertPresenter& alerts, WindowId window) : alerts_(alerts), window_(window) {}
 
     void setRecipients(const QStringList& addresses) override { recipients_ = addresses; }
     void setSubject(const QString& subject) override { subject_ = subject; }
-    /// An empty recipient, subject or body is left out. A recipient that is no address is named in an alert,
-    /// and nothing is opened.
+    /// An empty recipient, subject or body is left out. An invalid recipient is named in an alert, and no
+    /// message is opened.
     void perform(const QString& body, const QList<QUrl>& attachments) override;
 
 private:
     AlertPresenter& alerts_;
-    const void* const window_;
+    const WindowId window_;
     QStringList recipients_;
     QString subject_;
 };

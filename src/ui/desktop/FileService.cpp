@@ -8,10 +8,12 @@
 #include <QFile>
 #include <QStandardPaths>
 
+#include <utility>
+
 namespace korvane {
 namespace {
 
-/// Nobody writes so many texts; what is larger is no template.
+/// Maximum size of a file of texts; a larger one is ignored.
 constexpr qint64 mostTemplateBytes = 1 << 20;
 
 QByteArray contentOf(const QString& path) {
@@ -23,7 +25,7 @@ QByteArray contentOf(const QString& path) {
 
 } // namespace
 
-FileService::FileService() {
+FileService::FileService(std::shared_ptr<const DocumentProtocol> shared) : document(std::move(shared)) {
     readTemplate();
 }
 

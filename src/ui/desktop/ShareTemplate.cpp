@@ -22,8 +22,8 @@ Texts fromBinary(const QByteArray& bytes) {
     return texts;
 }
 
-/// The text of the element begun, up to its end. The reader's own way passes over references that it does not
-/// resolve.
+/// The text of the current element, up to its end. Not readElementText(), which skips unresolved entity
+/// references.
 QString elementText(QXmlStreamReader& xml) {
     QString text;
     for (;;) {
@@ -65,7 +65,7 @@ void readDictionary(QXmlStreamReader& xml, Texts& texts) {
 Texts fromXml(const QByteArray& bytes) {
     Texts texts;
     QXmlStreamReader xml(bytes);
-    // The reader would leave out what an entity of another file stands for, without a word.
+    // The reader would silently leave out external entities.
     while (!xml.atEnd() && !xml.isStartElement()) {
         if (xml.readNext() == QXmlStreamReader::DTD && !xml.entityDeclarations().isEmpty())
             return texts;

@@ -7,8 +7,8 @@
 namespace korvane {
 
 /// The string values of a property list whose root is a dictionary, in XML or in the binary form. Values of
-/// other kinds are left out; empty for whatever is no such list, or is damaged anywhere. Nothing outside of
-/// the bytes is ever fetched. Any thread.
+/// other kinds are left out; empty when the bytes are no such list, or damaged anywhere. External entities
+/// are never fetched. Any thread.
 QHash<QString, QString> shareTemplate(const QByteArray& propertyList);
 
 } // namespace korvane

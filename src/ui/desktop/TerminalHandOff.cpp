@@ -19,8 +19,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A terminal that fails within this time has not opened. Later it may only pass on how the user's shell
-/// ended.
+/// A terminal that fails within this time has not opened. A later failure may be the exit status of the
+/// user's shell.
 constexpr auto shortestUse = 2s;
 
 QString translated(const char* text) {
@@ -35,7 +35,7 @@ QByteArray directoryOf(const QByteArray& path) {
     return '/' + components.join('/');
 }
 
-/// The length of the UTF-8 character with which the bytes begin; 0 when they begin with none.
+/// The length in bytes of the UTF-8 character at the beginning; 0 when it is invalid.
 qsizetype characterLength(QByteArrayView bytes) {
     for (qsizetype length = 1; length <= std::min<qsizetype>(4, bytes.size()); ++length) {
         const QByteArrayView character = bytes.first(length);
@@ -77,7 +77,7 @@ QList<ProgramCall> terminals(const QByteArray& directory) {
 }
 
 /// Starts the first of the terminals that opens.
-void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, const void* window) {
+void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, WindowId window) {
     if (candidates.isEmpty()) {
         alerts.present(
             {Alert::Kind::Warning,
@@ -131,7 +131,7 @@ QString remoteTerminalCommand(const QUrl& remoteUrl) {
            quotedText(directoryOf(localPath(remoteUrl))) + QStringLiteral("' ; exec $SHELL -l\"");
 }
 
-void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, const void* window) {
+void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, WindowId window) {
     if (url.isEmpty())
         return;
     const bool isLocal = url.isLocalFile();

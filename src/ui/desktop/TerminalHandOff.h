@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/notices/WindowId.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
@@ -9,7 +11,7 @@ namespace korvane {
 class AlertPresenter;
 
 /// The command that takes a shell to the directory of a local file. The path stands between double quotes and
-/// is not escaped; only bytes that are no UTF-8, which the clipboard cannot hold, are spelled by `printf`.
+/// is not escaped; only invalid UTF-8, which the clipboard cannot hold, is written as calls of `printf`.
 QString localTerminalCommand(const QUrl& fileUrl);
 
 /// The command that logs in where a remote file is, and takes a shell to its directory. Precondition: the
@@ -17,8 +19,8 @@ QString localTerminalCommand(const QUrl& fileUrl);
 QString remoteTerminalCommand(const QUrl& remoteUrl);
 
 /// Puts the command for the file on the clipboard, says so unless the user has switched that off, then starts
-/// the user's terminal, in the directory of a local file. Does nothing for an empty address. The window never
-/// waits; `alerts` must outlive it. `window`: as for AlertPresenter::present. Main thread.
-void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, const void* window);
+/// the user's terminal, in the directory of a local file. Does nothing for an empty address. Never
+/// blocks; `alerts` must outlive the terminal. `window`: as for AlertPresenter::present. Main thread.
+void handOffToTerminal(const QUrl& url, AlertPresenter& alerts, WindowId window);
 
 } // namespace korvane

@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// The system log of windows and of what they have to do with the desktop.
+/// The log category of windows and of the desktop integration.
 inline const QLoggingCategory& logUi() {
     static const QLoggingCategory category("korvane.ui");
     return category;

@@ -20,13 +20,13 @@ class AuthnForm : public QWidget {
 public:
     explicit AuthnForm(QWidget* parent = nullptr);
 
-    /// Shows a host's way of logging in; null for none chosen yet.
+    /// Shows the authentication of a host; null when none is chosen yet.
     void setType(const AuthnType* type);
-    /// What the fields say; null while no kind is chosen.
+    /// The values of the fields; null while no kind is chosen.
     std::shared_ptr<AuthnType> type() const;
-    /// Something else may prove the login, so that the fields may be left empty.
+    /// Allows empty fields, for logins that another source (the SSH agent) may authenticate.
     void setOptional(bool isOptional) { isOptional_ = isOptional; }
-    /// What is still to be entered or to be corrected; empty when all is there.
+    /// Hint about the first missing or invalid field; empty when all are valid.
     QString missing() const;
 
 Q_SIGNALS:
@@ -36,7 +36,7 @@ private:
     QWidget* makePasswordPage();
     QWidget* makeKeyPage();
     QWidget* makeKeyboardPage();
-    /// Keys come in pairs of files with one name.
+    /// Fills in the other file of a key pair, which has the same name.
     void completePublicKey();
 
     QComboBox* kind_;

@@ -8,13 +8,13 @@ class QPushButton;
 
 namespace korvane {
 
-/// Asks for the name of a server group, a new one or one that is there, and refuses one that is taken. Main
+/// Asks for the name of a new or existing server group, and refuses a name in use. Main
 /// thread; needs the shared groups.
 class GroupNameDialog : public QDialog {
     Q_OBJECT
 
 public:
-    /// `nameNow`: of the group that is to be renamed; empty for a new one.
+    /// `nameNow`: the name of the group to rename; empty for a new one.
     explicit GroupNameDialog(const QString& nameNow, QWidget* parent = nullptr);
 
     QString name() const;

@@ -11,6 +11,7 @@
 #include "remote/ssh/SessionSettings.h"
 #include "ui/hosts/AuthnForm.h"
 #include "ui/widgets/BusyIndicator.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -44,7 +45,7 @@ QString addressFault(const QString& address) {
         return HostDetailsDialog::tr("Enter the name or address of the host.");
     if (std::any_of(address.begin(), address.end(), cannotStand))
         return HostDetailsDialog::tr("“%1” is no name or address of a host.").arg(address);
-    // Addresses of the sixth version have two or more.
+    // IPv6 addresses contain at least two colons.
     if (address.count(u':') == 1)
         return HostDetailsDialog::tr("The port has a field of its own.");
     return {};
@@ -131,11 +132,11 @@ QWidget* HostDetailsDialog::makeFooter() {
     hint_->setWordWrap(true);
     hint_->setTextFormat(Qt::PlainText);
     hint_->setForegroundRole(QPalette::PlaceholderText);
-    // Room for two lines, so that nothing moves when the hint comes and goes.
+    // Room for two lines, so that the layout does not shift when the hint changes.
     hint_->setMinimumHeight(2 * hint_->fontMetrics().lineSpacing());
     test_ = new QPushButton(footer);
     test_->setAutoDefault(false);
-    // Neither of its words may move its neighbours.
+    // Reserve the width of the longer caption, so that the layout does not shift.
     for (const QString& text : {tr("Cancel &Test"), tr("&Test Connection")}) {
         test_->setText(text);
         test_->setMinimumWidth(std::max(test_->minimumWidth(), test_->sizeHint().width()));
@@ -242,7 +243,7 @@ void HostDetailsDialog::accept() {
     const Status saved = isKnown ? store.update(place - store.hosts().begin(), host) : store.add(host);
     if (!saved) {
         alerts_.present({Alert::Kind::Error, tr("The host cannot be saved."), saved.error().userText, {}},
-                        this, {});
+                        idOf(this), {});
         return;
     }
     store.setUsesSshConfig(*host, usesSshConfig_->isChecked());
@@ -255,15 +256,15 @@ void HostDetailsDialog::done(int result) {
     QDialog::done(result);
 }
 
-// ---- Trying out
+// ---- Connection test
 
 void HostDetailsDialog::startTest() {
-    // Under an identity of its own: what the store knows of the key files is not what is tried out.
+    // A new identity, so that the test does not use the key files which the store has for this host.
     const auto host = enteredHost();
     SessionSettings settings = userSessionSettings(*host);
     settings.usesSshConfig = usesSshConfig_->isChecked();
     client_ = Client::create(host, alerts_, settings);
-    client_->setWindow(this);
+    client_->setWindow(idOf(this));
     showTestState();
     client_->testConnection([self = QPointer(this), number = ++testNumber_] {
         if (!self || self->testNumber_ != number)

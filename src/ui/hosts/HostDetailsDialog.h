@@ -19,34 +19,34 @@ class BusyIndicator;
 class Client;
 class RemoteHost;
 
-/// Enters a new host, or changes one, in the store. Nothing is changed unless all of it is. Main thread;
+/// Adds a host to the store, or edits one. Either all of it is saved or nothing. Main thread;
 /// needs the shared stores.
 class HostDetailsDialog : public QDialog {
     Q_OBJECT
 
 public:
-    /// `edited`: the host that is changed; null for a new one. `alerts` must outlive the dialog.
+    /// `edited`: the host to edit; null for a new one. `alerts` must outlive the dialog.
     HostDetailsDialog(std::shared_ptr<RemoteHost> edited, AlertPresenter& alerts, QWidget* parent = nullptr);
     ~HostDetailsDialog() override;
 
-    /// The group that a new host is to be in.
+    /// The group selected for a new host.
     void setGroup(const QString& name);
 
     void accept() override;
     void done(int result) override;
 
 Q_SIGNALS:
-    /// The store holds the host as it was entered.
+    /// The host is in the store as it was entered.
     void hostSaved(const std::shared_ptr<RemoteHost>& host);
 
 private:
     QWidget* makeFields();
     QWidget* makeFooter();
     void showHost(const RemoteHost& host);
-    /// What is still to be entered or to be corrected; empty when all is there.
+    /// Hint about the first missing or invalid field; empty when all are valid.
     QString missing() const;
     void fieldsChanged();
-    /// A host of its own, as the fields say.
+    /// A new host with the values of the fields.
     std::shared_ptr<RemoteHost> enteredHost() const;
     QString enteredAddress() const;
     void startTest();
@@ -61,7 +61,8 @@ private:
     QLineEdit* user_ = nullptr;
     QComboBox* group_ = nullptr;
     QLineEdit* homePath_ = nullptr;
-    /// What the field said at first: only a change of it is one of the host, whose own may change meanwhile.
+    /// The initial text of the field. Saved only if edited: the host's own may change while the dialog is
+    /// open.
     QString shownHomePath_;
     AuthnForm* authn_ = nullptr;
     QCheckBox* usesSshConfig_ = nullptr;
@@ -69,9 +70,9 @@ private:
     QPushButton* test_ = nullptr;
     BusyIndicator* busy_ = nullptr;
     QPushButton* ok_ = nullptr;
-    /// The connection that is tried out, null for none.
+    /// Of the connection test under way; null without one.
     std::shared_ptr<Client> client_;
-    /// Tells the end of the test under way from the late end of a cancelled one.
+    /// Incremented by each test: the late end of a cancelled one is ignored.
     int testNumber_ = 0;
 };
 

@@ -43,7 +43,7 @@ void RemoteBrowsing::closeAll() {
 
 void RemoteBrowsing::remoteFileChosen(const std::shared_ptr<RemoteHost>& host, const QString& path) {
     const RemoteHostsManager& hosts = RemoteHostsManager::shared();
-    // It may have been edited since its browser was opened.
+    // The host may have been edited since its browser was opened.
     const auto current = hosts.current(*host);
     documents_.openDocument(RemoteUrl::urlOf(current ? *current : *host, path, hosts));
 }

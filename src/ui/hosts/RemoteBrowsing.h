@@ -20,7 +20,7 @@ public:
     RemoteBrowsing(AppDocumentController& documents, AlertPresenter& alerts)
         : documents_(documents), alerts_(alerts) {}
 
-    /// What the hosts window can do with it; must not outlive the object.
+    /// The hooks of the hosts window; must not outlive the object.
     RemoteHostsHooks hooks();
     /// Shows the host's browser.
     void browse(const std::shared_ptr<RemoteHost>& host);

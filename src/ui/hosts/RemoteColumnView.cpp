@@ -93,7 +93,7 @@ void RemoteColumnView::addColumn(const QModelIndex& directory) {
     columns_.push_back(column);
     setTabOrder(this, column);
     connect(column, &RemoteFileColumn::selectionMoved, this, [this, place] {
-        // What is selected further in is no longer meant.
+        // The selection in deeper directories is void.
         if (place + 1 < columns_.size())
             columns_[place + 1]->deselect();
         follow();
@@ -124,7 +124,7 @@ void RemoteColumnView::removeColumns(std::size_t from) {
             columns_[active_]->setFocus();
     }
     while (columns_.size() > from) {
-        // Behind each column stands its grip, behind the last one the stretch.
+        // Each column is followed by its grip, the last one also by the stretch.
         for (int i = 0; i < 2; ++i) {
             QWidget* widget = layout_->itemAt(layout_->count() - 2)->widget();
             layout_->removeWidget(widget);

@@ -12,7 +12,7 @@ class QHBoxLayout;
 namespace korvane {
 
 /// The columns of the remote file browser: one for the root of the model, and one for each directory selected
-/// on the way. The selection of the last column that has one is that of the browser. Main thread.
+/// on the path. The browser's selection is that of the last column with one. Main thread.
 class RemoteColumnView : public QScrollArea {
     Q_OBJECT
 
@@ -24,26 +24,26 @@ public:
     /// Null before the model is set.
     QAbstractItemModel* model() const { return model_; }
 
-    /// The entry selected; invalid for none.
+    /// The selected entry; invalid without one.
     QModelIndex currentIndex() const;
-    /// Selects the entry and the directories on the way.
+    /// Selects the entry and its parent directories.
     void setCurrentIndex(const QModelIndex& index);
     /// The directories that have a column, the root, which is invalid, first.
     QModelIndexList directories() const;
-    /// Gives the keys to the column of the selection.
+    /// Moves the keyboard focus to the column of the selection.
     void focusColumn();
-    /// Gives the keys to the previous column, where the directory of this one is selected; false in the
-    /// first.
+    /// Moves the keyboard focus to the previous column, where the directory of this one is selected; false
+    /// in the first.
     bool goOutwards();
-    /// Scrolls to what is selected, after the order has changed.
+    /// Scrolls to the selection, after the order has changed.
     void showSelection();
-    /// What stands in place of entries may have changed.
+    /// The placeholder texts may have changed.
     void updateEmptyTexts();
 
 Q_SIGNALS:
     void currentChanged();
     void directoryShown(const QModelIndex& directory);
-    /// Return or a double click on what is no directory.
+    /// Return or a double click on an entry that is not a directory.
     void fileEntered(const QModelIndex& file);
 
 private:
@@ -52,7 +52,7 @@ private:
     void moveFrom(std::size_t column, RemoteFileColumn::Way way);
     void enter(std::size_t column, const QModelIndex& index);
     void setActive(std::size_t column);
-    /// Brings the columns in line with what is selected.
+    /// Adds and removes columns to match the selection.
     void follow();
 
     const RemoteFileColumn::EmptyText emptyText_;
@@ -60,7 +60,7 @@ private:
     QWidget* content_;
     QHBoxLayout* layout_;
     std::vector<RemoteFileColumn*> columns_;
-    /// Has the keys, or gets them with the focus.
+    /// Has the keyboard focus, or gets it with that of the view.
     std::size_t active_ = 0;
 };
 

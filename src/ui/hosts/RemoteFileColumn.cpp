@@ -21,7 +21,7 @@ RemoteFileColumn::RemoteFileColumn(QAbstractItemModel& model, const QModelIndex&
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setSelectionMode(QAbstractItemView::SingleSelection);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    // A directory may hold ten thousands of entries.
+    // A directory may hold tens of thousands of entries.
     setUniformItemSizes(true);
     setModel(&model);
     setRootIndex(directory);
@@ -80,7 +80,7 @@ void RemoteFileColumn::keyPressEvent(QKeyEvent* event) {
 
 void RemoteFileColumn::mousePressEvent(QMouseEvent* event) {
     QListView::mousePressEvent(event);
-    // Also where the entry was the current one already.
+    // Also when the entry is current already.
     Q_EMIT selectionMoved();
 }
 
@@ -98,7 +98,7 @@ void RemoteFileColumn::paintEvent(QPaintEvent* event) {
     const QString text = emptyText_(rootIndex());
     setAccessibleDescription(text);
     QPainter painter(viewport());
-    // Desktops that are dark do not always have a colour of their own for such texts.
+    // Dark themes do not always define a placeholder colour.
     QColor color = palette().color(QPalette::Text);
     color.setAlphaF(emptyTextOpacity);
     painter.setPen(color);

@@ -6,27 +6,27 @@
 
 namespace korvane {
 
-/// One directory of the remote file browser. Nothing is selected until the user does so, and nothing takes
-/// the place of an entry that has been removed. Main thread.
+/// One directory of the remote file browser. Only the user selects: neither is the first entry selected, nor
+/// the neighbour of a removed one. Main thread.
 class RemoteFileColumn : public QListView {
     Q_OBJECT
 
 public:
-    /// What stands in place of the entries where there are none.
+    /// The placeholder text of an empty column.
     using EmptyText = std::function<QString(const QModelIndex& directory)>;
 
     RemoteFileColumn(QAbstractItemModel& model, const QModelIndex& directory, EmptyText emptyText,
                      QWidget* parent = nullptr);
 
     void deselect();
-    /// Selects the first entry where none is selected.
+    /// Selects the first entry if none is selected.
     void selectSomething();
-    /// The way to the next and to the previous column, as the keys go.
+    /// The arrow keys that lead to the next and to the previous column.
     enum class Way { Inwards, Outwards };
 
 Q_SIGNALS:
     void selectionMoved();
-    /// A key asks for the neighbouring column.
+    /// A key requests the neighbouring column.
     void left(Way way);
     /// Return or a double click on the entry.
     void entered(const QModelIndex& index);
@@ -43,7 +43,7 @@ protected:
 
 private:
     const EmptyText emptyText_;
-    /// The toolkit would make an entry the current one when the focus comes.
+    /// The base class would make an entry current when the focus arrives.
     bool isTakingFocus_ = false;
 };
 

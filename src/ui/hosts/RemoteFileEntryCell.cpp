@@ -44,7 +44,7 @@ void RemoteFileEntryCell::paint(QPainter* painter, const QStyleOptionViewItem& o
     style.drawControl(QStyle::CE_ItemViewItem, &item, painter, item.widget);
     if (!index.data(RemoteFileModel::IsDirectoryRole).toBool())
         return;
-    // The toolkit's own arrow can hardly be seen on a dark desktop.
+    // The arrow of the toolkit is hardly visible on dark themes.
     QStyleOption arrow;
     arrow.palette = item.palette;
     arrow.state = QStyle::State_Enabled;

@@ -32,7 +32,7 @@ void RemoteHostsModel::rebuild() {
         groups_.push_back({group, {}});
     for (const auto& host : RemoteHostsManager::shared().hosts()) {
         ShownGroup* shown = shownGroup(host->group());
-        // The list of groups may have been lost; no host is lost with it.
+        // The store of groups may have been lost; its hosts are still listed.
         if (!shown)
             shown = shownGroup(ServerGroup::defaultName);
         shown->hosts.push_back(host);

@@ -24,9 +24,9 @@ public:
     /// Without `isConnected` there is no column for the state.
     explicit RemoteHostsModel(IsConnected isConnected, QObject* parent = nullptr);
 
-    /// Reads the stores anew.
+    /// Reads the stores again.
     void rebuild();
-    /// Asks anew which hosts are connected.
+    /// Queries again which hosts are connected.
     void refreshStates();
 
     /// Null for anything but a host.
@@ -57,7 +57,7 @@ private:
         std::shared_ptr<ServerGroup> group;
         std::vector<std::shared_ptr<RemoteHost>> hosts;
     };
-    /// A host that is to move to a group.
+    /// A host to move to a group.
     struct Move {
         std::shared_ptr<RemoteHost> host;
         std::shared_ptr<ServerGroup> group;
@@ -65,7 +65,7 @@ private:
     ShownGroup* shownGroup(const QString& name);
     QVariant groupData(const ShownGroup& shown, int column, int role) const;
     QVariant hostData(const RemoteHost& host, int column, int role) const;
-    /// What dropping the data there comes to; nothing if it is no drop of ours or changes nothing.
+    /// The move that a drop of the data would make; absent for foreign data and when nothing would change.
     std::optional<Move> moveOf(const QMimeData* data, const QModelIndex& target) const;
 
     const IsConnected isConnected_;

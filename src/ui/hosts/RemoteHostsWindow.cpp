@@ -9,6 +9,7 @@
 #include "ui/hosts/GroupNameDialog.h"
 #include "ui/hosts/HostDetailsDialog.h"
 #include "ui/hosts/RemoteHostsModel.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QAction>
 #include <QDialogButtonBox>
@@ -35,7 +36,7 @@ constexpr QSize firstSize(760, 480);
 constexpr int labelWidth = 380;
 constexpr int connectionWidth = 240;
 
-/// A button for an action; usable when that is.
+/// A button for an action; enabled while that is.
 QPushButton* makeButton(QAction* action, QWidget* parent) {
     auto* button = new QPushButton(action->text(), parent);
     button->setAutoDefault(false);
@@ -116,7 +117,7 @@ void RemoteHostsWindow::makeActions() {
     auto* open = new QAction(this);
     open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
     connect(open, &QAction::triggered, this, &RemoteHostsWindow::openHost);
-    // These keys mean something else to a field.
+    // In a text field these keys have another meaning.
     for (QAction* action : {open, delete_}) {
         action->setShortcutContext(Qt::WidgetShortcut);
         tree_->addAction(action);
@@ -138,7 +139,7 @@ void RemoteHostsWindow::makeTree() {
     shown_->setFilterCaseSensitivity(Qt::CaseInsensitive);
     shown_->setFilterKeyColumn(-1);
     shown_->setRecursiveFilteringEnabled(true);
-    // The hosts of a group that is found by its name.
+    // A group that matches by name shows all its hosts.
     shown_->setAutoAcceptChildRows(true);
     tree_->setModel(shown_);
     tree_->setAccessibleName(tr("Remote hosts"));
@@ -170,7 +171,7 @@ QLayout* RemoteHostsWindow::makeButtons() {
     if (browse_)
         row->addWidget(makeButton(browse_, this));
     auto* close = new QDialogButtonBox(QDialogButtonBox::Close, this);
-    // Return belongs to the list.
+    // Return acts on the list.
     close->button(QDialogButtonBox::Close)->setAutoDefault(false);
     connect(close, &QDialogButtonBox::rejected, this, &QDialog::close);
     row->addWidget(close);
@@ -230,7 +231,8 @@ void RemoteHostsWindow::duplicateHost() {
     store.copyKeyBookmarks(*host, *copy);
     if (const Status added = store.add(copy); !added) {
         alerts_.present(
-            {Alert::Kind::Error, tr("The host cannot be duplicated."), added.error().userText, {}}, this, {});
+            {Alert::Kind::Error, tr("The host cannot be duplicated."), added.error().userText, {}},
+            idOf(this), {});
         return;
     }
     tellOthers();
@@ -255,7 +257,7 @@ void RemoteHostsWindow::askToDelete(const std::shared_ptr<RemoteHost>& host) {
                      tr("Its login is forgotten. Nothing on the host itself is changed."),
                      {tr("Delete"), tr("Cancel")},
                      [] { Preferences::shared().setConfirmDeleteRemoteHost(false); }},
-                    this, [self, host](int button) {
+                    idOf(this), [self, host](int button) {
                         if (self && button == 0)
                             self->deleteHost(host);
                     });
@@ -269,7 +271,7 @@ void RemoteHostsWindow::deleteHost(const std::shared_ptr<RemoteHost>& host) {
 void RemoteHostsWindow::deleteGroup(const std::shared_ptr<ServerGroup>& group) {
     if (const auto refusal =
             ServerGroupsManager::refusalToRemove(*group, RemoteHostsManager::shared().hosts())) {
-        alerts_.present(*refusal, this, {});
+        alerts_.present(*refusal, idOf(this), {});
         return;
     }
     ServerGroupsManager::shared().remove(group);
@@ -365,7 +367,7 @@ void RemoteHostsWindow::refresh() {
     QModelIndex after = group ? model_->indexOf(*group) : QModelIndex();
     if (host) {
         const QModelIndex kept = model_->indexOf(*host);
-        // In place of a host that is gone stands its neighbour.
+        // The neighbour of a deleted host is selected.
         const QModelIndex neighbour =
             model_->index(std::min(row, model_->rowCount(after) - 1), RemoteHostsModel::labelColumn, after);
         if (kept.isValid() || neighbour.isValid())
@@ -391,7 +393,7 @@ void RemoteHostsWindow::expandGroups() {
 }
 
 void RemoteHostsWindow::setGroupExpanded(const QModelIndex& shownIndex, bool isExpanded) {
-    // A search opens what it finds something in, for its own time.
+    // A filter opens the groups with matches while it is set.
     if (!filter_->text().isEmpty())
         return;
     if (isExpanded)
@@ -457,7 +459,7 @@ void RemoteHostsWindow::changeEvent(QEvent* event) {
 }
 
 void RemoteHostsWindow::hideEvent(QHideEvent* event) {
-    // What belongs to the window goes with it. A window made small comes back.
+    // Close child dialogs with the window, but not when it is minimised (spontaneous).
     if (!event->spontaneous()) {
         for (auto* dialog : findChildren<QDialog*>(Qt::FindDirectChildrenOnly))
             dialog->reject();

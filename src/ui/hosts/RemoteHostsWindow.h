@@ -24,7 +24,7 @@ class RemoteHost;
 class RemoteHostsModel;
 class ServerGroup;
 
-/// What the rest of the program does for hosts. Each may be empty; what depends on it is then not there.
+/// Functions of the rest of the program for hosts. Each may be empty; its controls are then absent.
 struct RemoteHostsHooks {
     /// Lets the user choose a file of the host.
     std::function<void(std::shared_ptr<RemoteHost>)> browse;
@@ -32,7 +32,7 @@ struct RemoteHostsHooks {
     std::function<bool(const RemoteHost&)> isConnected;
 };
 
-/// The window in which hosts and their groups are kept. Every change is saved at once and told by
+/// The window for managing hosts and groups. Every change is saved at once and reported by
 /// `RemoteHostsManager::groupsChanged`. Main thread; needs the shared stores.
 class RemoteHostsWindow : public QDialog {
     Q_OBJECT
@@ -42,7 +42,7 @@ public:
     RemoteHostsWindow(RemoteHostsHooks hooks, AlertPresenter& alerts, QWidget* parent = nullptr);
 
     void selectHost(const RemoteHost& host);
-    /// Asks anew which hosts are connected.
+    /// Queries again which hosts are connected.
     void refreshStates();
 
 protected:
@@ -68,26 +68,26 @@ private:
     void addGroup();
     void renameGroup();
     void browse();
-    /// What a double click or Return means for the selected host.
+    /// The action of a double click or Return on the selected host.
     void openHost();
     void showDetails(const std::shared_ptr<RemoteHost>& edited);
     void tellOthers();
 
-    /// Null when something else is selected, or nothing.
+    /// Null unless a host, or a group, is selected.
     std::shared_ptr<RemoteHost> selectedHost() const;
     std::shared_ptr<ServerGroup> selectedGroup() const;
-    /// In the model; invalid for none.
+    /// An index of the model; invalid without a selection.
     QModelIndex selectedIndex() const;
     void select(const QModelIndex& index);
-    /// Selects it for what the user does next, even if that takes the filter away.
+    /// Selects it for the next action of the user; clears the filter if that hides it.
     void reveal(const QModelIndex& index);
 
-    /// Shows what the stores hold now; groups stay as open and what is selected stays selected.
+    /// Shows the stores again, and keeps which groups are open and the selection.
     void refresh();
     void expandGroups();
     void setGroupExpanded(const QModelIndex& shownIndex, bool isExpanded);
     void filterChanged();
-    /// What can be done, and what is said in place of an empty list.
+    /// Enables the actions, and sets the placeholder of an empty list.
     void updateState();
 
     const RemoteHostsHooks hooks_;
@@ -96,7 +96,7 @@ private:
     QSortFilterProxyModel* shown_;
     QLineEdit* filter_;
     QTreeView* tree_;
-    /// Stands in place of the tree when that has nothing to show.
+    /// Shown in place of an empty tree.
     QLabel* empty_;
     QStackedLayout* treeOrEmpty_;
     QLabel* fault_;

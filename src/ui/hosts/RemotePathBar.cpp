@@ -18,7 +18,7 @@ void RemotePathBar::setPath(const QString& path) {
     while (QLayoutItem* item = layout_->takeAt(0)) {
         if (QWidget* widget = item->widget()) {
             widget->hide();
-            // One of them may be the button whose click has brought us here.
+            // One of them may be the button whose click is being handled.
             widget->deleteLater();
         }
         delete item;

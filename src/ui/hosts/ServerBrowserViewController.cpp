@@ -13,6 +13,7 @@
 #include "ui/widgets/BusyIndicator.h"
 #include "ui/widgets/ElidedLabel.h"
 #include "ui/widgets/SizeText.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QActionGroup>
 #include <QDateTime>
@@ -29,7 +30,7 @@ namespace korvane {
 namespace {
 
 constexpr QSize browserSize(820, 480);
-/// A directory that is left again within it is not listed when others are.
+/// Delay before a directory is listed; one that is left sooner is skipped while others are listed.
 constexpr std::chrono::milliseconds visitDelay(150);
 
 /// The directory that holds the file.
@@ -42,7 +43,7 @@ QString pathOf(const QModelIndex& index) {
     return index.data(RemoteFileModel::PathRole).toString();
 }
 
-/// Path, size and date of an entry, as far as they are known.
+/// Path, size and date of an entry, as far as known.
 QString descriptionOf(const QModelIndex& entry) {
     QStringList details;
     if (const QVariant size = entry.data(RemoteFileModel::FileSizeRole); size.isValid())
@@ -70,7 +71,7 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
     model_->setParent(this);
     order_->setSorting(RemoteFileOrder::Sorting(Preferences::shared().remoteFileSorting()));
     order_->setShowsHidden(Preferences::shared().showsHiddenRemoteFiles());
-    client_->setWindow(this);
+    client_->setWindow(idOf(this));
     client_->setOnChange([this, weak = std::weak_ptr(life_)] {
         MainThread::shared().post([this, weak] {
             if (!weak.expired())
@@ -92,7 +93,7 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
     visits_.setInterval(visitDelay);
     connect(&visits_, &QTimer::timeout, this, &ServerBrowserViewController::visitShownDirectories);
     connect(browser_, &RemoteColumnView::directoryShown, this, [this] {
-        // While a key is held down, directories come and go faster than a server lists them.
+        // While a key is held down, directories are selected faster than a server lists them.
         if (model_->pendingCount() < RemoteFileModel::listingsAtOnce)
             visitShownDirectories();
         else
@@ -104,7 +105,7 @@ ServerBrowserViewController::ServerBrowserViewController(std::shared_ptr<Client>
 }
 
 ServerBrowserViewController::~ServerBrowserViewController() {
-    // What ends with the connection is not to make another one.
+    // Requests that fail with the connection must not make another one.
     model_->cancel();
     client_->disconnect();
 }
@@ -180,7 +181,7 @@ QMenu* ServerBrowserViewController::makeViewMenu() {
         browser_->updateEmptyTexts();
         browser_->showSelection();
     });
-    // The shortcut is for the window, and not only while the menu is open.
+    // The shortcut works in the whole window, not only in the open menu.
     addAction(hidden);
     return menu;
 }
@@ -232,7 +233,7 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
     isConnecting_ = false;
     if (result && result.value().isAuthorised) {
         showDirectory(result.value().homePathExists ? client_->host()->homePath() : QStringLiteral("/"));
-        // The columns are made only now: until here there was nobody to ask.
+        // The columns list at once, which needs the login.
         browser_->setModel(*order_);
         browser_->focusColumn();
         return;
@@ -245,7 +246,7 @@ void ServerBrowserViewController::connected(const Result<Client::Connection>& re
                                          result ? client_->fault() : QString());
     if (!result && !result.error().userText.isEmpty())
         alert.informativeText += QStringLiteral(" ") + tr("Reason: %1").arg(result.error().userText);
-    alerts_.present(alert, parentWidget(), {});
+    alerts_.present(alert, idOf(parentWidget()), {});
     reject();
 }
 
@@ -327,7 +328,7 @@ void ServerBrowserViewController::selectionChanged() {
     if (selected != selected_) {
         selected_ = selected;
         message_.clear();
-        // A link that could not be followed gets another chance.
+        // Try a link again that could not be followed.
         if (selected.isValid() && !selected.data(RemoteFileModel::IsDirectoryRole).toBool())
             model_->visit(order_->mapToSource(selected));
     }
@@ -378,7 +379,7 @@ void ServerBrowserViewController::pinHomePath() {
     }
     const QString shownPath = displayText(path);
     auto& store = RemoteHostsManager::shared();
-    // It may have been edited since the browser was opened.
+    // The host may have been edited since the browser was opened.
     if (const auto host = store.current(*client_->host())) {
         host->setHomePath(path);
         store.save();

@@ -24,7 +24,7 @@ class RemoteHost;
 class RemotePathBar;
 class SFTPClient;
 
-/// Hears which file was chosen in the browser. Main thread.
+/// Receives the file chosen in the browser. Main thread.
 class ServerBrowserViewDelegate {
 public:
     virtual ~ServerBrowserViewDelegate() = default;
@@ -32,8 +32,8 @@ public:
     virtual void remoteFileChosen(const std::shared_ptr<RemoteHost>& host, const QString& path) = 0;
 };
 
-/// Walks the directories of a server in columns, so that the user picks a file to open or a directory to
-/// begin with. Logs in when it is made, again with the next listing after the connection was lost, and out
+/// Browses the directories of a server in columns: the user picks a file to open, or a directory to
+/// start in. Logs in when it is made, again for the next listing after the connection was lost, and out
 /// when it is closed. Main thread; deletes itself when closed.
 class ServerBrowserViewController : public QDialog {
     Q_OBJECT
@@ -47,7 +47,7 @@ public:
 
     /// The directory in the first column; empty until the login has succeeded.
     const QString& currentPath() const { return currentPath_; }
-    /// Shows the window in front of the others, and connects it where the connection has been lost.
+    /// Raises the window, and reconnects it if the connection was lost.
     void comeBack();
 
     void accept() override;
@@ -62,20 +62,20 @@ private:
     void goUp();
     void refresh();
     void reconnect();
-    /// The connection has come or gone, by whomever.
+    /// The connection was made or lost, by any of its users.
     void connectionChanged();
     void visitShownDirectories();
-    /// In the model; the root, which is invalid, first.
+    /// Indexes of the model; the root, which is invalid, first.
     QList<QModelIndex> shownDirectories() const;
     void directoryListed(const QModelIndex& directory);
     QString emptyText(const QModelIndex& shownDirectory) const;
     void selectionChanged();
     void updateState();
-    /// What the status line says.
+    /// The text of the status line.
     QString statusText() const;
-    /// Why something cannot be shown or opened; empty for no fault.
+    /// Why an entry cannot be shown or opened; empty without a fault.
     QString faultText() const;
-    /// Pins the directory selected, or that of the file selected, or the one in the first column.
+    /// Pins the selected directory, or that of the selected file, or the one in the first column.
     void pinHomePath();
 
     const std::shared_ptr<Client> client_;
@@ -83,7 +83,7 @@ private:
     ServerBrowserViewDelegate& delegate_;
     AlertPresenter& alerts_;
     RemoteFileModel* model_;
-    /// What the columns show of the model.
+    /// Filters and sorts the model for the columns.
     RemoteFileOrder* order_;
     RemoteColumnView* browser_;
     RemotePathBar* pathControl_;
@@ -97,9 +97,9 @@ private:
     QLabel* fault_ = nullptr;
     QString currentPath_;
     QPersistentModelIndex selected_;
-    /// Selected as soon as it is listed; empty for nothing.
+    /// Path to select as soon as it is listed; may be empty.
     QString awaitedPath_;
-    /// What pinning has come to; until something else is selected.
+    /// The outcome of pinning, shown until the selection changes.
     QString message_;
     bool isConnecting_ = true;
     QTimer visits_;

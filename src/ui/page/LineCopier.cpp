@@ -5,6 +5,7 @@
 #include "foundation/work/OperationQueue.h"
 #include "ui/page/CopyLinesOperation.h"
 #include "ui/widgets/SizeText.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -59,7 +60,7 @@ void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden
                          tr("%1 are too much for the clipboard").arg(size),
                          tr("Select fewer lines, or copy the file itself."),
                          {}},
-                        &window_, {});
+                        idOf(&window_), {});
         return;
     }
     if (bytes <= largeCopyBytes) {
@@ -71,7 +72,7 @@ void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden
          tr("Copy %1 to the clipboard?").arg(size),
          tr("This takes memory in this program and in every program that the text is pasted into."),
          {tr("Copy"), tr("Cancel")}},
-        &window_, [self = QPointer(this), lines = std::move(lines), hidden](int button) {
+        idOf(&window_), [self = QPointer(this), lines = std::move(lines), hidden](int button) {
             if (self && button == 0)
                 self->start(lines, hidden);
         });

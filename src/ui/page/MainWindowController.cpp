@@ -16,6 +16,7 @@
 #include "ui/page/LogViewController.h"
 #include "ui/page/NoticeStrip.h"
 #include "ui/widgets/ProgressStrip.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -66,7 +67,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         notices_.dismissCurrent();
         showNotices();
     });
-    document_->setWindow(this);
+    document_->setWindow(idOf(this));
 
     connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
         document_->cancelLoading();
@@ -119,7 +120,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
 }
 
 MainWindowController::~MainWindowController() {
-    document_->setWindow(nullptr);
+    document_->setWindow({});
 }
 
 bool MainWindowController::canConnect() const {
@@ -181,17 +182,15 @@ void MainWindowController::shareByEmail() {
         showUserUpdate(tr("What came by a pipe is no file that could be attached"));
         return;
     }
-    FileService fileService;
-    fileService.document = document_;
-    XdgEmailComposer composer(alerts_, this);
-    fileService.share(composer);
+    XdgEmailComposer composer(alerts_, idOf(this));
+    FileService(document_).share(composer);
 }
 
 void MainWindowController::openTerminal() {
     if (document_->isTransient())
         showUserUpdate(tr("What came by a pipe lies in no folder that a terminal could open in"));
     else
-        handOffToTerminal(document_->fileUrl(), alerts_, this);
+        handOffToTerminal(document_->fileUrl(), alerts_, idOf(this));
 }
 
 void MainWindowController::showUserUpdate(const QString& text) {

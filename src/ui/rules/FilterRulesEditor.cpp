@@ -17,6 +17,7 @@
 #include "ui/rules/RuleItemDelegate.h"
 #include "ui/rules/SlowRules.h"
 #include "ui/widgets/Contrast.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -69,7 +70,7 @@ FilterRulesEditor::FilterRulesEditor(AlertPresenter& alerts, QWidget* parent)
     splitter->setChildrenCollapsible(false);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
-    // Return belongs to the search text, not to a button.
+    // Return acts on the search text, not on a button.
     buttons->button(QDialogButtonBox::Close)->setAutoDefault(false);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(splitter, 1);
@@ -237,7 +238,7 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, 
     item.setData(RuleItemDelegate::remarkRole, remark);
     item.setToolTip(slow ? QStringLiteral("%1\n\n%2").arg(text.left(longestToolTip), explanationOf(*slow))
                          : text.left(longestToolTip));
-    // On a ground of its own, whatever the desktop's theme: the rule's colours are made for it.
+    // On the background of the log view, for which the rule's colours are made, not on that of the theme.
     QColor background = Preferences::shared().logViewBackground();
     QColor foreground = Preferences::shared().logViewForeground();
     QFont font = this->font();
@@ -247,7 +248,7 @@ void FilterRulesEditor::showItem(QListWidgetItem& item, const FilterRule& rule, 
         font = look->font.value_or(font);
         font.setUnderline(look->underline);
     }
-    // As in the rows: a colour that nobody has chosen is made readable.
+    // As in the rows: a default colour is made readable.
     const auto unchosen = FiltersManager::defaultTextColors();
     if (std::ranges::find(unchosen, foreground) != unchosen.end())
         foreground = readableOn({background}, foreground);
@@ -345,7 +346,7 @@ void FilterRulesEditor::askToDelete() {
                      tr("It is deleted for all files."),
                      {tr("Delete"), tr("Cancel")},
                      [] { Preferences::shared().setConfirmDeleteFilterHighlightRule(false); }},
-                    this, [self, rule](int button) {
+                    idOf(this), [self, rule](int button) {
                         if (self && button == 0)
                             self->deleteRule(rule);
                     });
@@ -366,7 +367,7 @@ void FilterRulesEditor::deleteRule(const std::shared_ptr<FilterRule>& rule) {
 void FilterRulesEditor::importFrom(const QString& path) {
     form_->commitTyping();
     QPointer<FilterRulesEditor> self(this);
-    importRules(path, alerts_, this, [self] {
+    importRules(path, alerts_, idOf(this), [self] {
         if (self)
             self->list_->setCurrentRow(self->list_->count() - 1);
     });
@@ -377,8 +378,8 @@ void FilterRulesEditor::exportTo(const QString& path) {
     const Status written = FiltersManager::shared().exportRules(FiltersManager::shared().rules(), path);
     if (!written)
         alerts_.present(
-            {Alert::Kind::Error, tr("The rules cannot be exported."), written.error().userText, {}, {}}, this,
-            {});
+            {Alert::Kind::Error, tr("The rules cannot be exported."), written.error().userText, {}, {}},
+            idOf(this), {});
 }
 
 } // namespace korvane

@@ -23,7 +23,7 @@ class FilterRule;
 class RuleForm;
 struct SlowRule;
 
-/// The window in which all rules are kept and switched on and off for the document of the window last used.
+/// The window for editing all rules and switching them for the document of the window used last.
 /// Every change is saved and reaches the open documents at once. Main thread; needs the shared rule stores.
 class FilterRulesEditor : public QDialog {
     Q_OBJECT
@@ -31,16 +31,16 @@ class FilterRulesEditor : public QDialog {
 public:
     explicit FilterRulesEditor(AlertPresenter& alerts, QWidget* parent = nullptr);
 
-    /// The document whose check boxes are shown; null for none. `visibleLines` answers the lines on its
+    /// The document that the check boxes are for; may be null. `visibleLines` returns the lines on its
     /// screen.
     void setDocument(const std::shared_ptr<Document>& document, std::function<QStringList()> visibleLines);
     /// Adds a rule for the text, switched on for the document, and lets the user edit it.
     void addRule(const QString& searchText);
-    /// Makes live what is being typed.
+    /// Puts the text being typed into the rule.
     void commitTyping();
 
     /// Reads or writes rules as a file of their own. Also reached by the buttons, which ask for the file.
-    /// Before rules are added that the list has already, the user is asked.
+    /// The user is asked before rules are added that the list has already.
     void importFrom(const QString& path);
     void exportTo(const QString& path);
 
@@ -73,12 +73,12 @@ private:
     RuleForm* form_;
     QLabel* documentLabel_;
     QComboBox* defaultAction_;
-    /// The list is being filled, or is itself the cause of a change.
+    /// The list is being filled, or has caused the change under way.
     bool isBusy_ = false;
-    /// Looks whether other lines are on the screen, while the editor is shown.
+    /// Polls for other lines on the screen while the editor is shown.
     QTimer visibleLinesTimer_;
     Subscriptions subscriptions_;
-    /// To what the document reports.
+    /// To the notices of the document.
     Subscriptions ofDocument_;
 };
 

@@ -24,7 +24,7 @@
 namespace korvane {
 namespace {
 
-/// A red that can be read on the desktop's own ground.
+/// A red that is readable on the background of the theme.
 QColor faultColor(const QPalette& palette) {
     const bool isDark = palette.color(QPalette::Window).lightnessF() < 0.5F;
     return isDark ? QColor(0xFF, 0x7B, 0x72) : QColor(0xC0, 0x1C, 0x28);
@@ -70,7 +70,7 @@ QWidget* RuleForm::makeSearchFields() {
     hint_ = new QLabel(box);
     hint_->setTextFormat(Qt::PlainText);
     hint_->setWordWrap(true);
-    // Room for two lines, so that nothing jumps while one types.
+    // Room for two lines, so that the layout does not shift while typing.
     hint_->setMinimumHeight(2 * fontMetrics().lineSpacing());
     hint_->setAlignment(Qt::AlignTop);
     action_ = new QComboBox(box);
@@ -150,7 +150,7 @@ QWidget* RuleForm::makeNotificationFields() {
 
 void RuleForm::changeNotification() {
     frequency_->setEnabled(notify_->isChecked() || bounce_->isChecked());
-    // A new object: the one that is there may be the default that all quiet rules share.
+    // A new object: the present one may be the default that all quiet rules share.
     change([this](FilterRule& rule) {
         rule.setNotificationRule(std::make_shared<NotificationRule>(
             notify_->isChecked(), bounce_->isChecked(),
@@ -170,7 +170,7 @@ void RuleForm::setRule(std::shared_ptr<FilterRule> rule) {
 
 void RuleForm::bindColors() {
     const QString text = rule_ ? rule_->searchItem()->searchStr() : QString();
-    // The form may show another rule, or the rule have been deleted, when the colour is chosen.
+    // By the time the colour is chosen the form may show another rule, or the rule be deleted.
     for (const auto& [button, setter] : {std::pair(foreground_, &HighlightRule::setForeground),
                                          std::pair(background_, &HighlightRule::setBackground)}) {
         button->setTarget(text, [this, button = button, setter = setter,
@@ -237,7 +237,7 @@ bool RuleForm::eventFilter(QObject* watched, QEvent* event) {
     if (watched != searchText_ || !isKey || !isTyping() ||
         static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
         return QWidget::eventFilter(watched, event);
-    // Only the next Esc is for the window.
+    // Only the next Esc closes the window.
     event->accept();
     if (event->type() == QEvent::KeyPress) {
         searchText_->setText(rule_->searchItem()->searchStr());
@@ -258,7 +258,7 @@ void RuleForm::changeLook(const std::function<void(HighlightRule&)>& change) {
     updateContrastWarning();
 }
 
-// ---- What the user is told
+// ---- Hints
 
 void RuleForm::showHint(const QString& text, bool isFault) {
     QPalette hintPalette = palette();

@@ -20,27 +20,27 @@ class FilterRule;
 class HighlightRule;
 
 /// The fields of one rule. The text goes into the rule when its field is left or Return is pressed, and Esc
-/// restores it; every other change goes straight into the rule. Main thread.
+/// restores it; every other change is written to the rule at once. Main thread.
 class RuleForm : public QWidget {
     Q_OBJECT
 
 public:
     explicit RuleForm(QWidget* parent = nullptr);
 
-    /// Shows the rule, after what was typed has gone into the one before; null empties and disables the form.
+    /// Commits what was typed to the previous rule, then shows this one; null empties and disables the form.
     void setRule(std::shared_ptr<FilterRule> rule);
     const std::shared_ptr<FilterRule>& rule() const { return rule_; }
     /// The lines that the count of matches looks through: those on the screen.
     void setVisibleLines(QStringList lines);
     /// Puts the cursor into the search text, all of it selected.
     void editSearchText();
-    /// Takes what was typed over into the rule.
+    /// Writes the typed text to the rule.
     void commitTyping();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 Q_SIGNALS:
-    /// The user has changed the rule, which the form may not show any more.
+    /// The user changed the rule, which the form perhaps shows no longer.
     void ruleChanged(const std::shared_ptr<FilterRule>& rule);
 
 private:
@@ -49,7 +49,7 @@ private:
     QWidget* makeNotificationFields();
     void showRule();
     void bindColors();
-    /// Says what is typed would find among the visible lines; counted in the background.
+    /// Shows how many visible lines the typed text matches; counted in the background.
     void updateHint();
     void showCount(const LineMatchCounter::Answer& answer);
     void showHint(const QString& text, bool isFault = false);

@@ -24,7 +24,7 @@ QString rulesText(std::size_t count) {
 struct ImportConversation {
     QString path;
     AlertPresenter& alerts;
-    const void* window;
+    WindowId window;
     std::function<void()> added;
 
     void start() const {
@@ -89,8 +89,7 @@ struct ImportConversation {
 
 } // namespace
 
-void importRules(const QString& path, AlertPresenter& alerts, const void* window,
-                 std::function<void()> added) {
+void importRules(const QString& path, AlertPresenter& alerts, WindowId window, std::function<void()> added) {
     ImportConversation{path, alerts, window, std::move(added)}.start();
 }
 

@@ -13,7 +13,7 @@ public:
     /// The item's text colour and the ground it is drawn on, as QColor.
     static constexpr int textColorRole = Qt::UserRole + 1;
     static constexpr int groundColorRole = Qt::UserRole + 2;
-    /// The end of the item's text that is shown whole, however little room there is for what is before it.
+    /// The end of the item's text, which is never elided.
     static constexpr int remarkRole = Qt::UserRole + 3;
 
     using QStyledItemDelegate::QStyledItemDelegate;

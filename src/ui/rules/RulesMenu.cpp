@@ -17,12 +17,12 @@
 namespace korvane {
 namespace {
 
-/// More would not fit on a small screen.
+/// Maximum number of entries, so that the menu fits a small screen.
 constexpr std::size_t mostEntries = 30;
-/// Rules within reach of a key of their own.
+/// Number of rules with a shortcut of their own.
 constexpr std::size_t mostShortcuts = 9;
 constexpr int entryTextWidth = 320;
-/// Characters; no screen shows more.
+/// Maximum length of an entry in characters.
 constexpr qsizetype longestEntryText = 500;
 
 /// The text as one word of a menu, where a tab begins the shortcut and "&" marks a letter.

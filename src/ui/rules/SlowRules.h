@@ -10,7 +10,7 @@ namespace korvane {
 
 class Document;
 
-/// What the rules of a document have given up on; nothing for no or a closed document. Main thread.
+/// Rules that exceeded their budget in a document; empty for a null or closed document. Main thread.
 std::vector<SlowRule> slowRulesOf(const Document* document);
 
 /// For the user: why the lines are marked, in a sentence or two.

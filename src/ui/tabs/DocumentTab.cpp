@@ -7,6 +7,7 @@
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
 #include "ui/page/MainWindowController.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QLabel>
 #include <QVBoxLayout>
@@ -28,7 +29,7 @@ DocumentTab::DocumentTab(QUrl url, AlertPresenter& alerts, QWidget* parent)
 
 DocumentTab::~DocumentTab() {
     if (document_)
-        document_->setWindow(nullptr);
+        document_->setWindow({});
 }
 
 QString DocumentTab::displayName() const {
@@ -37,7 +38,7 @@ QString DocumentTab::displayName() const {
 
 void DocumentTab::setDocument(std::shared_ptr<Document> document) {
     document_ = std::move(document);
-    document_->setWindow(this);
+    document_->setWindow(idOf(this));
     DocumentNotices& notices = document_->notices();
     subscriptions_.push_back(notices.rowsUpdated.subscribe(
         [this](const RowsUpdatedNotificationObject& update) { rowsUpdated(update); }));
@@ -73,7 +74,7 @@ void DocumentTab::setWaiting(const QString& reason) {
 MainWindowController* DocumentTab::makePage() {
     if (page_ || !document_ || document_->isClosed())
         return page_;
-    // It may have been switched since the rows were made ready.
+    // The setting may have changed since the rows were prepared.
     document_->dataSource()->setQuickHighlightEnabled(Preferences::shared().quickHighlightSelection());
     page_ = new MainWindowController(document_, alerts_, this);
     layout_->addWidget(page_);

@@ -37,27 +37,27 @@ public:
 
     State state() const { return state_; }
     const QUrl& url() const { return url_; }
-    /// The absolute address, by which files are told apart.
+    /// The absolute address, which identifies the file.
     const QString& address() const { return address_; }
     QString displayName() const;
 
     /// The file has been opened. At most once.
     void setDocument(std::shared_ptr<Document> document);
-    /// The file cannot be opened; `reason` stands in the tab.
+    /// The file cannot be opened; the tab shows `reason`.
     void setWaiting(const QString& reason);
     /// Null unless the tab is open.
     const std::shared_ptr<Document>& document() const { return document_; }
     /// Null until the tab has been in front.
     MainWindowController* page() const { return page_; }
-    /// Makes the page where there is none; null while the file is not open.
+    /// Makes the page if absent; null while the file is not open.
     MainWindowController* makePage();
 
-    /// The tab is the one whose content its window shows.
+    /// Whether the window shows this tab.
     void setInFront(bool isInFront);
     bool isInFront() const { return isInFront_; }
 
     LogViewController::Place place() const;
-    /// Where the view is to stand when the page is made.
+    /// The scroll position for the page when it is made.
     void setPlace(const LogViewController::Place& place) { place_ = place; }
     /// Shows and selects a one-based line, as soon as there is a page and the line is known.
     void goToLine(qint64 lineNumber);
@@ -70,21 +70,21 @@ public:
 
     /// Lines added while the tab was not in front.
     qint64 unseenLines() const { return unseenLines_; }
-    /// The file lies on a server to which there is no connection.
+    /// The file is on a server that is not connected.
     bool isCutOff() const;
 
 Q_SIGNALS:
     void pageMade(MainWindowController* page);
-    /// `state`, `unseenLines` or `isCutOff` answers differently.
+    /// `state`, `unseenLines` or `isCutOff` has changed.
     void changed();
     void placeChanged();
-    /// The user has decided about a pause.
+    /// The user has answered a pause.
     void inputGoOnRequested();
     void inputEndRequested();
     void inputReloadRequested();
 
 private:
-    /// Counts what is new while there is no page that does.
+    /// Counts new lines while there is no page to do so.
     void rowsUpdated(const RowsUpdatedNotificationObject& update);
     void loadStateChanged();
     qint64 lineCount() const;

@@ -18,7 +18,7 @@
 namespace korvane {
 namespace {
 
-/// Where the file lies, for the user.
+/// The folder of the file, for display.
 QString placeOf(const DocumentTab& tab) {
     return tab.document() ? tab.document()->displayPlace() : displayAddress(tab.url());
 }
@@ -35,7 +35,7 @@ DocumentTabs::DocumentTabs(QWidget* parent)
     setUsesScrollButtons(true);
     setElideMode(Qt::ElideMiddle);
     setTabBarAutoHide(true);
-    // The strip takes the focus itself while it is there; hidden, it must not end the way of the Tab key.
+    // The visible strip takes the focus itself; a hidden one must not break the chain of the Tab key.
     setFocusPolicy(Qt::NoFocus);
     setFocusProxy(nullptr);
     listButton_->setAutoRaise(true);
@@ -67,7 +67,7 @@ void DocumentTabs::add(DocumentTab* tab) {
     if (tab->document())
         byDocument_.insert(tab->document().get(), tab);
     holdChanges();
-    // Its title comes with those of all tabs: the toolkit would fit it once for every further tab.
+    // Titles are set for all tabs together: the toolkit would elide this one again for every further tab.
     addTab(tab, QString());
     releaseChanges();
 }

@@ -23,9 +23,9 @@ class DocumentTabs : public QTabWidget {
 public:
     explicit DocumentTabs(QWidget* parent = nullptr);
 
-    /// Appends a tab, which becomes a child of this; another stays in front.
+    /// Appends a tab and owns it; the tab in front stays.
     void add(DocumentTab* tab);
-    /// Takes the tab out and deletes it later.
+    /// Removes the tab and deletes it later.
     void remove(DocumentTab* tab);
 
     std::vector<DocumentTab*> tabs() const;
@@ -35,24 +35,24 @@ public:
     DocumentTab* tabOf(const Document& document) const;
     DocumentTab* tabOf(const QUrl& url) const;
     void setCurrent(DocumentTab* tab);
-    /// The title of the tab in front, with what tells it from others of its name; empty without tabs.
+    /// The title of the tab in front, made unique among tabs of the same name; empty without tabs.
     QString currentTitle() const;
 
-    /// Until `releaseChanges`, which is called as often, tabs come and go without a page being made, a title
-    /// being set or a signal.
+    /// Until the matching `releaseChanges`, tabs are added and removed without making pages, setting titles
+    /// or emitting signals.
     void holdChanges();
     void releaseChanges();
 
-    /// Round the ends.
+    /// Wraps around at the ends.
     void goToNext();
     void goToPrevious();
     /// Shows all tabs in a list with a filter, below the strip.
     void showList();
 
 Q_SIGNALS:
-    /// Another tab is in front, or none, or its document has come.
+    /// Another tab or none is in front, or its document was opened.
     void currentTabChanged();
-    /// Tabs have come, gone or moved.
+    /// Tabs were added, removed or moved.
     void tabsChanged();
     void closeRequested(const std::vector<korvane::DocumentTab*>& tabs);
     void copyPathRequested(const QUrl& url);
@@ -74,7 +74,7 @@ private:
     int held_ = 0;
     bool isStale_ = false;
     QPointer<DocumentTab> front_;
-    /// What was in front when this was last announced.
+    /// The tab and document in front at the last `currentChanged`.
     const Document* frontDocument_ = nullptr;
 };
 

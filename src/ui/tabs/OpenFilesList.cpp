@@ -38,7 +38,7 @@ OpenFilesList::OpenFilesList(const std::vector<File>& files, int current, QWidge
         item->setData(FileListDelegate::isMissingRole, file.isMissing);
         item->setToolTip(file.place);
     }
-    // The focus stays in the field: nobody else says where the keys have got to.
+    // The focus stays in the field, so the list itself must report its current item.
     connect(list_, &QListWidget::currentRowChanged, this, [this](int row) {
         QAccessibleEvent event(list_, QAccessible::Focus);
         event.setChild(row);
@@ -50,7 +50,7 @@ OpenFilesList::OpenFilesList(const std::vector<File>& files, int current, QWidge
     layout->setContentsMargins(listMargin, listMargin, listMargin, listMargin);
     layout->addWidget(field_);
     layout->addWidget(list_);
-    // Before the field takes them: the keys that go through the list.
+    // Keys that move through the list, before the field handles them.
     field_->installEventFilter(this);
     connect(field_, &QLineEdit::textChanged, this, &OpenFilesList::filter);
     connect(field_, &QLineEdit::returnPressed, this, &OpenFilesList::choose);

@@ -17,7 +17,7 @@ namespace {
 /// Room for a title, in average characters.
 constexpr int shortestTitle = 12;
 constexpr int longestTitle = 25;
-/// Maximum number of titles set one by one while the strip is in sight.
+/// Maximum number of titles set one by one while the strip is visible.
 constexpr std::size_t mostTitlesInSight = 8;
 
 } // namespace
@@ -41,7 +41,7 @@ void TabStrip::setTitles(const QStringList& titles) {
         if (text != tabText(i))
             changed.emplace_back(i, std::move(text));
     }
-    // In sight, all tabs would be laid out again for each.
+    // While visible, all tabs would be laid out again for each title.
     const bool isHidden = changed.size() > mostTitlesInSight && isVisible();
     if (isHidden)
         hide();
@@ -53,7 +53,7 @@ void TabStrip::setTitles(const QStringList& titles) {
 
 void TabStrip::setMeasuresTitles(bool measures) {
     measuresTitles_ = measures;
-    // Has the toolkit lay out all tabs again.
+    // Makes the toolkit lay out all tabs again.
     if (measures && std::exchange(hasGuessedSizes_, false))
         setElideMode(elideMode());
 }

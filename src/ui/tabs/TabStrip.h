@@ -5,18 +5,18 @@
 
 namespace korvane {
 
-/// The tabs of a window's documents: wide enough to be read, and short of their full title where there are
-/// many. Belongs to its window. Main thread.
+/// The tabs of a window's documents: wide enough to be read, with shortened titles when there are many.
+/// Belongs to its window. Main thread.
 class TabStrip : public QTabBar {
     Q_OBJECT
 
 public:
     explicit TabStrip(QWidget* parent = nullptr);
 
-    /// One a tab; tabs whose title stays are not touched.
+    /// One for each tab; tabs with the same title as before are not touched.
     void setTitles(const QStringList& titles);
     QString title(int index) const;
-    /// While off, tabs come and go without their titles being measured each time.
+    /// While off, titles are not measured when tabs are added and removed.
     void setMeasuresTitles(bool measures);
 
 Q_SIGNALS:
@@ -37,7 +37,7 @@ private:
 
     QHash<QString, qsizetype> tellingCharacters_;
     bool measuresTitles_ = true;
-    /// Tabs have been laid out without their titles.
+    /// Tabs were laid out without their titles.
     mutable bool hasGuessedSizes_ = false;
     int middlePressed_ = -1;
 };

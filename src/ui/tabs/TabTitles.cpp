@@ -12,7 +12,7 @@ constexpr QChar ellipsis = u'…';
 /// half as many are kept in front of that one, so that it can be read as part of its word.
 constexpr qsizetype keptAround = 4;
 
-/// The last `depth` folders of a path, as far as it has them.
+/// The last `depth` folders of a path, or all if it has fewer.
 QString folders(const QString& path, int depth) {
     QStringList parts = path.split(u'/', Qt::SkipEmptyParts);
     parts.removeLast();
@@ -31,7 +31,7 @@ qsizetype commonBeginning(const QString& one, const QString& other) {
     return differs.first - one.begin();
 }
 
-/// Not between the two halves of a character.
+/// The position, moved out of the middle of a surrogate pair.
 qsizetype wholeCharacters(const QString& text, qsizetype position) {
     return position > 0 && position < text.size() && text.at(position).isLowSurrogate() ? position - 1
                                                                                         : position;
@@ -64,7 +64,7 @@ QHash<QString, qsizetype> tellingCharacters(const QStringList& titles) {
     sorted.sort();
     sorted.removeDuplicates();
     QHash<QString, qsizetype> telling;
-    // In this order the title most like one stands beside it.
+    // Sorted, the most similar title is a neighbour.
     for (qsizetype i = 1; i < sorted.size(); ++i) {
         const qsizetype common = commonBeginning(sorted[i - 1], sorted[i]);
         for (const QString& title : {sorted[i - 1], sorted[i]}) {

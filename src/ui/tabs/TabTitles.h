@@ -8,7 +8,7 @@ class QFontMetrics;
 namespace korvane {
 
 /// Titles for tabs of files: the name, and for files of one name as many of their folders as tell them apart.
-/// `names` and `paths` belong together, item by item.
+/// `names` and `paths` correspond item by item.
 QStringList tabTitles(const QStringList& names, const QStringList& paths);
 
 /// For each title the index of the first character by which it differs from the title most like it; absent

@@ -52,7 +52,7 @@ AlertBox::AlertBox(const Alert& alert, QWidget* parent, std::function<void(int b
 }
 
 AlertBox::~AlertBox() {
-    // The window is half gone by now, and with it perhaps those who wait for the answer: later, they know.
+    // The window, and with it perhaps the receiver of the answer, is half destroyed: answer later.
     if (done_ && !isAnswered_)
         QMetaObject::invokeMethod(
             qApp, [done = std::move(done_), last = static_cast<int>(buttons_.size()) - 1] { done(last); },
@@ -103,7 +103,7 @@ void AlertBox::placeField() {
 
 void AlertBox::changeEvent(QEvent* event) {
     QMessageBox::changeEvent(event);
-    // Another style lays out anew what it knows of.
+    // A new style lays out its own widgets again, but not the field.
     if (event->type() == QEvent::StyleChange && field_)
         placeField();
 }

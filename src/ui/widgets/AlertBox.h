@@ -13,7 +13,7 @@ class QPushButton;
 
 namespace korvane {
 
-/// One alert, shown over a window. Answers exactly once, whatever becomes of the box and of the window. Main
+/// One alert, shown over a window. Answers exactly once, also when the box or the window is destroyed. Main
 /// thread; deletes itself.
 class AlertBox : public QMessageBox {
     Q_OBJECT
@@ -31,7 +31,6 @@ private:
     void addButtons(QStringList texts);
     void addField(const Alert::Field& field);
     /// Puts the field and its check box between the text and the buttons.
-    void addOption(const QString& text);
     void placeField();
     void answer();
 

@@ -11,12 +11,12 @@ namespace korvane {
 /// Shows alerts as boxes over the window concerned, without blocking.
 class AlertBoxPresenter : public AlertPresenter {
 public:
-    /// `frontWindow`: the window over which an alert stands that concerns none, while no window of the
-    /// program is active; may give null.
+    /// `frontWindow`: the window for alerts whose own is closed or invalid, while no window of the program
+    /// is active; may give null.
     explicit AlertBoxPresenter(std::function<QWidget*()> frontWindow = [] { return nullptr; })
         : frontWindow_(std::move(frontWindow)) {}
 
-    void present(const Alert& alert, const void* window, std::function<void(int button)> done) override;
+    void present(const Alert& alert, WindowId window, std::function<void(int button)> done) override;
 
 private:
     const std::function<QWidget*()> frontWindow_;

@@ -5,7 +5,7 @@
 
 namespace korvane {
 
-/// Turns while something is under way; a click asks to stop it.
+/// Turns during an operation; a click requests to stop it.
 class BusyIndicator : public QAbstractButton {
     Q_OBJECT
 

@@ -19,12 +19,12 @@ public:
 
     const QColor& color() const { return color_; }
     void setColor(const QColor& color);
-    /// Where a colour goes that is chosen in a dialog opened from now on, in place of `colorChosen` and
-    /// whatever the button stands for by then. `subject` names it in the dialog's title; may be empty.
+    /// Receives the colours of dialogs opened from now on, in place of `colorChosen`, also when the button
+    /// stands for another subject by then. `subject` names it in the dialog's title; may be empty.
     void setTarget(const QString& subject, std::function<void(const QColor&)> chosen);
 
 Q_SIGNALS:
-    /// The user chose another one, which the button shows.
+    /// The user chose another colour, which the button shows.
     void colorChosen(const QColor& color);
 
 protected:

@@ -6,10 +6,10 @@
 
 namespace korvane {
 
-/// The least contrast at which small text can be read well.
+/// Minimum contrast at which small text is readable.
 inline constexpr double readableContrast = 4.5;
 
-/// How far the luminances of two colours are apart: 1 for equal ones, 21 for black and white. Alpha is
+/// The contrast ratio of the luminances of two colours: 1 (equal) to 21 (black and white). Alpha is
 /// ignored.
 double contrast(const QColor& one, const QColor& other);
 

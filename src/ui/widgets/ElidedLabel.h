@@ -4,13 +4,13 @@
 
 namespace korvane {
 
-/// A label of one line that gives way: what does not fit is cut with an ellipsis.
+/// A label of one line that may shrink: a text that does not fit is elided.
 class ElidedLabel : public QLabel {
     Q_OBJECT
 
 public:
     using QLabel::QLabel;
-    /// At the right unless told otherwise.
+    /// The side on which text is elided; the right one by default.
     void setElideMode(Qt::TextElideMode mode) { elideMode_ = mode; }
 
     QSize minimumSizeHint() const override { return {0, QLabel::minimumSizeHint().height()}; }

@@ -4,14 +4,14 @@
 
 namespace korvane {
 
-/// Draws a file in a list: its name, and in small letters below where it lies.
+/// Draws a file in a list: its name, and below it in small letters its place.
 class FileListDelegate : public QStyledItemDelegate {
     Q_OBJECT
 
 public:
-    /// The role of where it lies; the name is the item's text.
+    /// The role of the place, a text; the name is the item's text.
     static constexpr int placeRole = Qt::UserRole + 1;
-    /// The role of a bool: it is not there any more.
+    /// The role of a bool: the file is missing.
     static constexpr int isMissingRole = Qt::UserRole + 2;
 
     using QStyledItemDelegate::QStyledItemDelegate;

@@ -6,7 +6,7 @@
 namespace korvane {
 
 /// One of the program's own pictures, by its name. Single-coloured ones take the text colour of the desktop's
-/// theme, whatever it is when they are drawn; they are sharp at every scale. Main thread.
+/// theme at the time of painting; they are sharp at every scale. Main thread.
 QIcon icon(const QString& name);
 
 } // namespace korvane

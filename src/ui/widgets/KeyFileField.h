@@ -11,16 +11,16 @@ class KeyFileField : public QWidget {
     Q_OBJECT
 
 public:
-    /// `name`: what the file is, for the picker's title and for screen readers.
+    /// `name`: names the file in the picker's title and for screen readers.
     explicit KeyFileField(const QString& name, QWidget* parent = nullptr);
 
-    /// Without blanks around it; "~" stands for the home directory when it is typed.
+    /// Trimmed; a typed "~" is replaced by the home directory.
     QString path() const;
     void setPath(const QString& path);
 
 Q_SIGNALS:
     void changed();
-    /// The path is whole for now: picked, or left after typing.
+    /// The path is complete: picked, or the field was left after typing.
     void entered();
 
 private:

@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// The fonts that the desktop knows.
+/// The fonts installed on the desktop.
 class MachineFontCatalog : public FontCatalog {
 public:
     bool isInstalled(const QString& family) const override;

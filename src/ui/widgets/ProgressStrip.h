@@ -8,16 +8,16 @@ class QPushButton;
 
 namespace korvane {
 
-/// Progress inside a window, with a way to stop. Hidden unless told to show.
+/// Progress inside a window, with a button to stop. Hidden by default.
 class ProgressStrip : public QWidget {
     Q_OBJECT
 
 public:
     explicit ProgressStrip(QWidget* parent = nullptr);
 
-    /// `percent` below 0: not known.
+    /// `percent` below 0: unknown.
     void showProgress(const QString& text, int percent);
-    /// Shows a last word without bar and button for a moment, then hides. Does nothing while hidden.
+    /// Shows a final text without bar and button for a moment, then hides. Does nothing while hidden.
     void finish(const QString& text);
 
 Q_SIGNALS:

@@ -6,6 +6,7 @@
 #include "remote/hosts/RemoteHostsManager.h"
 #include "ui/tabs/TabTitles.h"
 #include "ui/widgets/Icons.h"
+#include "ui/widgets/WidgetIds.h"
 #include "ui/window/ListKeys.h"
 
 #include <QApplication>
@@ -265,7 +266,7 @@ void BookmarksOutlineViewController::removeBookmark() {
         return;
     }
     QPointer<BookmarksOutlineViewController> self(this);
-    alerts_.present(*question, this, [self, entry](int button) {
+    alerts_.present(*question, idOf(this), [self, entry](int button) {
         if (self && button == 0)
             self->remove(entry);
     });

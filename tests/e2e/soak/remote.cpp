@@ -16,6 +16,7 @@
 #include "remote/hosts/RemoteHost.h"
 #include "support/FaultProxy.h"
 #include "support/PreferencesTest.h"
+#include "support/RecordedAlerts.h"
 #include "support/SshServer.h"
 #include "support/Waiting.h"
 
@@ -61,15 +62,6 @@ struct Totals {
     long reconnections = 0;
     long readAgain = 0;
     test::FaultProxy::Counts faults;
-};
-
-class RecordedAlerts : public AlertPresenter {
-public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
-        messages.push_back(alert.message.toStdString());
-        done(0);
-    }
-    std::vector<std::string> messages;
 };
 
 /// A search on a thread of its own, as the program's are.
@@ -160,7 +152,7 @@ private:
     const QString user_;
     const QString key_;
     bool isPatient_ = false;
-    RecordedAlerts alerts_;
+    test::RecordedAlerts alerts_;
     std::shared_ptr<RemoteDocument> document_;
     Subscription subscription_;
     ConnectionState lastState_ = ConnectionState::Unconnected;
@@ -421,7 +413,7 @@ void Round::rest() {
                     std::to_string(expected));
     endSearch();
     // Whoever has lost a connection has been told.
-    waitUntil([this] { return alerts_.messages.size() >= losses_; }, limit, "a loss is not told");
+    waitUntil([this] { return alerts_.alerts.size() >= losses_; }, limit, "a loss is not told");
 }
 
 void Round::goOnAtRest() {
@@ -453,11 +445,11 @@ void Round::check() {
 
 /// One alert a connection: it could not be made, or it was lost.
 void Round::checkAlerts() const {
-    if (alerts_.messages.size() <= static_cast<std::size_t>(proxy_.counts().connections))
+    if (alerts_.alerts.size() <= static_cast<std::size_t>(proxy_.counts().connections))
         return;
     std::string all;
-    for (const std::string& message : alerts_.messages)
-        all += "\n     " + message;
+    for (const auto& alert : alerts_.alerts)
+        all += "\n     " + alert.message.toStdString();
     throw Fault("more alerts than connections, of which there were " +
                 std::to_string(proxy_.counts().connections) + ':' + all);
 }

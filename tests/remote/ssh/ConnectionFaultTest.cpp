@@ -38,7 +38,7 @@ TEST_F(UnreachableTest, NobodyListensOrAnswers) {
     full.fill();
     const test::Listener silent;
     for (const std::uint16_t port : {full.port(), silent.port()}) {
-        test::RecordingAlerts fresh;
+        test::RecordedAlerts fresh(std::nullopt);
         std::swap(fresh, alerts_);
         EXPECT_EQ(tested(clientFor(hostAt(port))), couldNotConnect(port, u"The server does not answer."_s));
     }
@@ -95,7 +95,7 @@ TEST_P(ConnectionFaultTest, AServerThatGoesAwayDuringTheLoginEndsItWithAMessage)
             SCOPED_TRACE(bytes);
             ASSERT_LT(bytes, whole);
             test::Relay relay(server.port(), bytes, then);
-            test::RecordingAlerts fresh;
+            test::RecordedAlerts fresh(std::nullopt);
             std::swap(fresh, alerts_);
             const QStringList shown =
                 tested(clientFor(hostWith(server, keyType(key + u".pub"_s, key), relay.port())));
@@ -125,7 +125,7 @@ TEST_P(ConnectionFaultTest, ALossIsToldOnceAndEndsAllThatIsUnderWay) {
     EXPECT_TRUE(
         test::waitFor([&] { return QDir(server.path()).entryList({u"begun*"_s}).size() == commandsAtOnce; }));
     server.killConnections();
-    EXPECT_TRUE(test::waitFor([&] { return ended == commandsAtOnce && !alerts_.shown().empty(); }));
+    EXPECT_TRUE(test::waitFor([&] { return ended == commandsAtOnce && !alerts_.alerts.empty(); }));
     for (std::thread& command : commands)
         command.join();
     EXPECT_FALSE(client->isConnected());
@@ -157,7 +157,7 @@ TEST_P(ConnectionFaultTest, AnIdleConnectionThatIsLostIsToldToo) {
     const auto client = clientFor(keyHost(server));
     ASSERT_EQ(connected(client), u"authorised, home"_s);
     server.killConnections();
-    EXPECT_TRUE(test::waitFor([&] { return !client->isConnected() && !alerts_.shown().empty(); }));
+    EXPECT_TRUE(test::waitFor([&] { return !client->isConnected() && !alerts_.alerts.empty(); }));
     EXPECT_EQ(toldLosses(), QStringList(lossText(server.port())));
 }
 
@@ -188,7 +188,7 @@ TEST_P(ConnectionFaultTest, AServerThatDiesDuringAListingEndsIt) {
         } else {
             EXPECT_EQ(listed.value().size(), 3000U) << "half a directory";
         }
-        EXPECT_TRUE(test::waitFor([&] { return static_cast<int>(alerts_.shown().size()) == round; }));
+        EXPECT_TRUE(test::waitFor([&] { return static_cast<int>(alerts_.alerts.size()) == round; }));
         if (round > 0)
             alerts_.press(round - 1, 0); // what stands is not told again
         EXPECT_EQ(connected(client), u"authorised, home"_s);
@@ -204,7 +204,7 @@ TEST_P(ConnectionFaultTest, AServerThatNoLongerAnswersIsGivenUp) {
     const auto host = keyHost(server);
     enum class During { Command, Listing };
     for (const During during : {During::Command, During::Listing}) {
-        test::RecordingAlerts fresh;
+        test::RecordedAlerts fresh(std::nullopt);
         std::swap(fresh, alerts_);
         const auto client = clientFor(host);
         ASSERT_EQ(connected(client), u"authorised, home"_s);
@@ -216,7 +216,7 @@ TEST_P(ConnectionFaultTest, AServerThatNoLongerAnswersIsGivenUp) {
             EXPECT_FALSE(SFTPClient(client).contentsOfDirectoryAtPath(server.path()));
         }
         EXPECT_GE(std::chrono::steady_clock::now() - begin, settings_.unansweredLimit);
-        EXPECT_TRUE(test::waitFor([&] { return !alerts_.shown().empty(); }));
+        EXPECT_TRUE(test::waitFor([&] { return !alerts_.alerts.empty(); }));
         EXPECT_EQ(toldLosses(), QStringList(lossText(server.port())));
         server.resumeConnections();
     }

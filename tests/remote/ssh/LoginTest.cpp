@@ -19,7 +19,7 @@ class LoginTest : public test::SshTest {
 protected:
     /// The connection test of a new client, and what the main thread shows of it. Questions get the answers.
     QStringList testOf(const std::shared_ptr<RemoteHost>& host, const QStringList& answers = {}) {
-        test::RecordingAlerts fresh;
+        test::RecordedAlerts fresh(std::nullopt);
         std::swap(fresh, alerts_);
         for (const QString& answer : answers)
             alerts_.willEnter(answer);
@@ -172,7 +172,7 @@ TEST_F(LoginTest, SecretsAreStoredOnlyWhenTheyAreRightAndTheUserSaysSo) {
     };
     const auto connectEntering = [&](const QStringList& answers, bool isKept) {
         const auto client = clientFor(host);
-        const auto before = static_cast<int>(alerts_.shown().size());
+        const auto before = static_cast<int>(alerts_.alerts.size());
         int answered = 0;
         std::atomic<bool> isDone{false};
         std::thread connecting([&] {
@@ -180,7 +180,7 @@ TEST_F(LoginTest, SecretsAreStoredOnlyWhenTheyAreRightAndTheUserSaysSo) {
             isDone = true;
         });
         EXPECT_TRUE(test::waitFor([&] {
-            if (answered < answers.size() && static_cast<int>(alerts_.shown().size()) > before + answered) {
+            if (answered < answers.size() && static_cast<int>(alerts_.alerts.size()) > before + answered) {
                 alerts_.enter(before + answered, answers[answered], isKept);
                 ++answered;
             }
@@ -191,17 +191,17 @@ TEST_F(LoginTest, SecretsAreStoredOnlyWhenTheyAreRightAndTheUserSaysSo) {
     };
     // One that is not in the list has no place for it.
     connectEntering({u"secret"_s}, false);
-    EXPECT_EQ(alerts_.shown().back().alert.field->option, QString());
+    EXPECT_EQ(alerts_.alerts.back().field->option, QString());
     ASSERT_TRUE(RemoteHostsManager::shared().add(host));
     connectEntering({u"secret"_s}, false);
-    EXPECT_FALSE(alerts_.shown().back().alert.field->option.isEmpty());
-    EXPECT_TRUE(alerts_.shown().back().alert.field->isMasked);
+    EXPECT_FALSE(alerts_.alerts.back().field->option.isEmpty());
+    EXPECT_TRUE(alerts_.alerts.back().field->isMasked);
     EXPECT_EQ(stored(), std::nullopt);
     connectEntering({u"wrong"_s, u"secret"_s}, true);
     EXPECT_TRUE(test::waitFor([&] { return stored() == u"secret"_s; }));
-    const auto asked = alerts_.shown().size();
+    const auto asked = alerts_.alerts.size();
     connectEntering({}, false);
-    EXPECT_EQ(alerts_.shown().size(), asked);
+    EXPECT_EQ(alerts_.alerts.size(), asked);
     RemoteHostsManager::setShared(nullptr);
 }
 
@@ -225,7 +225,7 @@ TEST_F(LoginTest, WhoWaitsForALoginTakesOverWhatComesOfIt) {
             });
         }
         EXPECT_TRUE(test::waitFor([&] {
-            return client->waitingForLogin() == 4 && static_cast<int>(alerts_.shown().size()) > questions;
+            return client->waitingForLogin() == 4 && static_cast<int>(alerts_.alerts.size()) > questions;
         }));
         if (answer == Answer::None)
             alerts_.press(questions, 1);
@@ -237,7 +237,7 @@ TEST_F(LoginTest, WhoWaitsForALoginTakesOverWhatComesOfIt) {
         }));
         for (std::thread& thread : threads)
             thread.join();
-        EXPECT_EQ(static_cast<int>(alerts_.shown().size()), ++questions) << "asked once more";
+        EXPECT_EQ(static_cast<int>(alerts_.alerts.size()), ++questions) << "asked once more";
         EXPECT_EQ(outcomes.count(outcomes.front()), 4) << outcomes.join(u'\n').toStdString();
         EXPECT_EQ(server.logins() - loginsBefore, answer == Answer::Right ? 1 : 0);
         EXPECT_EQ(server.refusals() - refusalsBefore, answer == Answer::Wrong ? 1 : 0);
@@ -256,7 +256,7 @@ TEST_F(LoginTest, OnlyTheLoginThatIsMeantIsEnded) {
     // One that is being made by somebody else, and one that was made since.
     QString outcome;
     std::thread connecting([&] { outcome = test::outcome(client->connect()); });
-    EXPECT_TRUE(test::waitFor([&] { return alerts_.shown().size() == 2U; }));
+    EXPECT_TRUE(test::waitFor([&] { return alerts_.alerts.size() == 2U; }));
     client->endLogin(first);
     client->endLogin(client->loginNumber());
     alerts_.enter(1, u"secret"_s);
@@ -273,7 +273,7 @@ TEST_F(LoginTest, ALoginBehindAnEndIsAnotherOne) {
     const auto client = clientFor(keyboardHost(server));
     QStringList outcomes{{}, {}};
     std::thread first([&] { outcomes[0] = test::outcome(client->connect()); });
-    EXPECT_TRUE(test::waitFor([&] { return alerts_.shown().size() == 1U; }));
+    EXPECT_TRUE(test::waitFor([&] { return alerts_.alerts.size() == 1U; }));
     client->disconnect();
     alerts_.willEnter(u"secret"_s);
     std::atomic<bool> isDone{false};
@@ -336,18 +336,17 @@ TEST_F(LoginTest, AQuestionIsAskedOnceUntilTheConnectionHasEnded) {
     const test::KeyboardServer server(password_);
     const auto host = keyboardHost(server);
     const auto client = clientFor(host);
-    const int window = 0;
-    client->setWindow(&window);
+    client->setWindow(WindowId(7));
     EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
-    ASSERT_EQ(alerts_.shown().size(), 1U);
-    const auto& shown = alerts_.shown()[0];
-    EXPECT_EQ(shown.alert.message, u"Enter password for user 'tester' on server: 127.0.0.1"_s);
-    EXPECT_EQ(shown.alert.informativeText, u"Password: "_s);
-    EXPECT_EQ(shown.alert.buttons, QStringList({u"OK"_s, u"Cancel"_s}));
-    ASSERT_TRUE(shown.alert.field);
-    EXPECT_EQ(shown.alert.field->placeholder, u"Enter the password"_s);
-    EXPECT_TRUE(shown.alert.field->isMasked);
-    EXPECT_EQ(shown.window, &window);
+    ASSERT_EQ(alerts_.alerts.size(), 1U);
+    const auto& shown = alerts_.alerts[0];
+    EXPECT_EQ(shown.message, u"Enter password for user 'tester' on server: 127.0.0.1"_s);
+    EXPECT_EQ(shown.informativeText, u"Password: "_s);
+    EXPECT_EQ(shown.buttons, QStringList({u"OK"_s, u"Cancel"_s}));
+    ASSERT_TRUE(shown.field);
+    EXPECT_EQ(shown.field->placeholder, u"Enter the password"_s);
+    EXPECT_TRUE(shown.field->isMasked);
+    EXPECT_EQ(shown.window, WindowId(7));
     EXPECT_EQ(client->execute(u"echo in"_s), u"in\n"_s);
 
     // Others on the same host do not ask again.
@@ -358,7 +357,7 @@ TEST_F(LoginTest, AQuestionIsAskedOnceUntilTheConnectionHasEnded) {
     EXPECT_EQ(cachedAnswer(host), std::nullopt);
     client->disconnect();
     EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
-    EXPECT_EQ(alerts_.shown().size(), 2U);
+    EXPECT_EQ(alerts_.alerts.size(), 2U);
     client->disconnect();
 }
 
@@ -372,7 +371,7 @@ TEST_F(LoginTest, AnAnswerThatFailsIsForgotten) {
     EXPECT_EQ(cachedAnswer(host), std::nullopt);
     std::dynamic_pointer_cast<KeyboardAuthnType>(host->authnType())->setCachedPwd(u"old"_s);
     EXPECT_EQ(connected(client), denied);
-    EXPECT_EQ(alerts_.shown().size(), 1U) << "the cached answer was asked for";
+    EXPECT_EQ(alerts_.alerts.size(), 1U) << "the cached answer was asked for";
     EXPECT_EQ(connectedAnswering(client, {u"secret"_s}), u"authorised, no home"_s);
     EXPECT_EQ(cachedAnswer(host), u"secret"_s);
     client->disconnect();
@@ -389,12 +388,12 @@ TEST_F(LoginTest, SeveralQuestionsAndRoundsAreAllAsked) {
     EXPECT_EQ(connectedAnswering(client, {u"secret"_s, u"123456"_s, u"654321"_s}), u"authorised, no home"_s);
     EXPECT_EQ(server.logins(), 1);
     EXPECT_EQ(cachedAnswer(host), std::nullopt) << "one answer cannot be that to all questions";
-    ASSERT_EQ(alerts_.shown().size(), 6U);
+    ASSERT_EQ(alerts_.alerts.size(), 6U);
     const QStringList requests{u"Two proofs are needed.\nPassword: "_s, u"Two proofs are needed.\nToken: "_s,
                                u"Another token: "_s};
     const QList<bool> masks{true, false, true};
     for (int index = 0; index < 3; ++index) {
-        const Alert& alert = alerts_.shown()[static_cast<std::size_t>(index)].alert;
+        const Alert& alert = alerts_.alerts[static_cast<std::size_t>(index)];
         EXPECT_EQ(alert.informativeText, requests[index]);
         EXPECT_EQ(alert.field->isMasked, masks[index]);
     }
@@ -409,16 +408,16 @@ TEST_F(LoginTest, AQuestionWithoutAnAnswerEndsTheLoginQuietly) {
          {Case(keyboardHost(server), Ends::Cancelled), Case(keyboardHost(server), Ends::Disconnected),
           Case(passwordHost(server, {}), Ends::Cancelled)}) {
         const auto client = clientFor(host);
-        const std::size_t before = alerts_.shown().size();
+        const std::size_t before = alerts_.alerts.size();
         bool isDone = false;
         client->testConnection([&] { isDone = true; });
-        ASSERT_TRUE(test::waitFor([&] { return alerts_.shown().size() == before + 1; }));
+        ASSERT_TRUE(test::waitFor([&] { return alerts_.alerts.size() == before + 1; }));
         if (ends == Ends::Cancelled)
             alerts_.press(static_cast<int>(before), 1);
         else
             client->disconnect();
         EXPECT_TRUE(test::waitFor([&] { return isDone; }));
-        EXPECT_EQ(alerts_.shown().size(), before + 1) << "a failure is shown";
+        EXPECT_EQ(alerts_.alerts.size(), before + 1) << "a failure is shown";
         if (ends == Ends::Disconnected)
             alerts_.press(static_cast<int>(before), 0); // the box is still there, and nobody waits for it
         EXPECT_FALSE(client->isConnected());
@@ -433,7 +432,7 @@ TEST_F(LoginTest, TheTimeAtAQuestionIsNotCounted) {
     std::optional<std::chrono::steady_clock::time_point> asked;
     std::thread connecting([&] { EXPECT_EQ(test::outcome(client->connect()), u"authorised, no home"_s); });
     EXPECT_TRUE(test::waitFor([&] {
-        if (!asked && !alerts_.shown().empty())
+        if (!asked && !alerts_.alerts.empty())
             asked = std::chrono::steady_clock::now();
         return asked && std::chrono::steady_clock::now() - *asked > 2500ms;
     }));

@@ -101,7 +101,7 @@ protected:
 
     /// Answers the one question there will be.
     QString connectedPressing(const std::shared_ptr<Client>& client, int button) {
-        const auto before = static_cast<int>(alerts_.shown().size());
+        const auto before = static_cast<int>(alerts_.alerts.size());
         QString result;
         std::atomic<bool> isDone{false};
         std::thread connecting([&] {
@@ -110,7 +110,7 @@ protected:
         });
         bool isPressed = false;
         EXPECT_TRUE(test::waitFor([&] {
-            if (!isPressed && static_cast<int>(alerts_.shown().size()) > before) {
+            if (!isPressed && static_cast<int>(alerts_.alerts.size()) > before) {
                 isPressed = true;
                 alerts_.press(before, button);
             }
@@ -373,7 +373,7 @@ TEST_F(SshConfigTest, WhatJumpHostsAskTheUserAnswers) {
     const auto client = clientFor(host);
     // Whether it is there; otherwise nobody waits for more of them.
     const auto isAsked = [&](std::size_t number) {
-        const bool isThere = test::waitFor([&] { return alerts_.shown().size() > number; });
+        const bool isThere = test::waitFor([&] { return alerts_.alerts.size() > number; });
         EXPECT_TRUE(isThere) << "no question " << number;
         if (!isThere)
             client->disconnect();
@@ -388,7 +388,7 @@ TEST_F(SshConfigTest, WhatJumpHostsAskTheUserAnswers) {
     QString outcome;
     std::thread connecting([&] { outcome = test::outcome(client->connect()); });
     if (isAsked(0)) {
-        const Alert& unknown = alerts_.shown()[0].alert;
+        const Alert& unknown = alerts_.alerts[0];
         EXPECT_TRUE(unknown.informativeText.contains(jump.hostFingerprint()));
         EXPECT_FALSE(!unknown.field || unknown.field->isMasked);
         // The user may take longer than the servers.
@@ -399,30 +399,29 @@ TEST_F(SshConfigTest, WhatJumpHostsAskTheUserAnswers) {
     }
     for (const std::size_t hop : {1U, 2U}) {
         if (isAsked(hop)) {
-            expectPassPhrase(alerts_.shown()[hop].alert);
+            expectPassPhrase(alerts_.alerts[hop]);
             alerts_.enter(static_cast<int>(hop), u"phrase"_s);
         }
     }
     // None of that is what the host itself wants to know.
     if (isAsked(3)) {
-        EXPECT_EQ(alerts_.shown()[3].alert.message,
-                  u"Enter password for user 'tester' on server: behind_them"_s);
+        EXPECT_EQ(alerts_.alerts[3].message, u"Enter password for user 'tester' on server: behind_them"_s);
         alerts_.enter(3, u"secret"_s);
     }
     connecting.join();
     EXPECT_EQ(outcome, u"authorised, no home"_s);
-    EXPECT_EQ(alerts_.shown().size(), 4U);
+    EXPECT_EQ(alerts_.alerts.size(), 4U);
     client->disconnect();
 
     // Without an answer the jump is ended, too.
     bool isDone = false;
     const auto cancelled = clientFor(host);
     cancelled->testConnection([&] { isDone = true; });
-    ASSERT_TRUE(test::waitFor([&] { return alerts_.shown().size() > 4; }));
-    expectPassPhrase(alerts_.shown()[4].alert);
+    ASSERT_TRUE(test::waitFor([&] { return alerts_.alerts.size() > 4; }));
+    expectPassPhrase(alerts_.alerts[4]);
     alerts_.press(4, 1);
     EXPECT_TRUE(test::waitFor([&] { return isDone && jump.connectionProcesses().empty(); }));
-    EXPECT_EQ(alerts_.shown().size(), 5U) << "a failure is shown";
+    EXPECT_EQ(alerts_.alerts.size(), 5U) << "a failure is shown";
     // A wrong one is taken as such, and then ssh says why.
     const auto refused = clientFor(host);
     EXPECT_EQ(connectedAnswering(refused, {u"a"_s, u"b"_s, u"c"_s}), u"not authorised, no home"_s);
@@ -441,14 +440,14 @@ TEST_F(SshConfigTest, AnUnknownHostKeyIsAskedForOnceWhereTheUserWantsIt) {
     const auto accepting = clientFor(host);
     EXPECT_EQ(connectedPressing(accepting, 0), u"authorised, home"_s);
     accepting->disconnect();
-    ASSERT_EQ(alerts_.shown().size(), 2U);
+    ASSERT_EQ(alerts_.alerts.size(), 2U);
     const QByteArray entry = "[127.0.0.1]:" + QByteArray::number(server.port()) + " ssh-ed25519 ";
     EXPECT_TRUE(knownHosts().startsWith(other + '\n' + entry)) << knownHosts().constData();
-    EXPECT_TRUE(alerts_.shown()[1].alert.informativeText.contains(server.hostFingerprint()));
+    EXPECT_TRUE(alerts_.alerts[1].informativeText.contains(server.hostFingerprint()));
     const auto again = clientFor(host);
     EXPECT_EQ(connected(again), u"authorised, home"_s);
     again->disconnect();
-    EXPECT_EQ(alerts_.shown().size(), 2U);
+    EXPECT_EQ(alerts_.alerts.size(), 2U);
 }
 
 TEST_F(SshConfigTest, AChangedHostKeyIsUsedOnlyWhenTheUserSaysSo) {
@@ -490,7 +489,7 @@ TEST_F(SshConfigTest, AChangedHostKeyIsUsedOnlyWhenTheUserSaysSo) {
         }
         const QByteArray before = knownHosts();
         const QString newFingerprint = changeKey();
-        const auto asked = alerts_.shown().size();
+        const auto asked = alerts_.alerts.size();
         const auto cancelled = clientFor(host);
         EXPECT_EQ(connectedPressing(cancelled, 1), u"not authorised, no home"_s);
         EXPECT_TRUE(cancelled->wasRefused());
@@ -498,8 +497,8 @@ TEST_F(SshConfigTest, AChangedHostKeyIsUsedOnlyWhenTheUserSaysSo) {
         const auto accepting = clientFor(host);
         EXPECT_EQ(connectedPressing(accepting, 0), u"authorised, home"_s);
         accepting->disconnect();
-        ASSERT_EQ(alerts_.shown().size(), asked + 2);
-        const Alert& question = alerts_.shown().back().alert;
+        ASSERT_EQ(alerts_.alerts.size(), asked + 2);
+        const Alert& question = alerts_.alerts.back();
         EXPECT_TRUE(question.informativeText.contains(u"Old key:\nssh-ed25519 "_s + oldFingerprint));
         EXPECT_TRUE(question.informativeText.contains(u"New key:\nssh-ed25519 "_s + newFingerprint));
         EXPECT_EQ(question.buttons, QStringList({u"Use New Key"_s, u"Cancel"_s}));

@@ -2,6 +2,7 @@
 
 #include "foundation/work/MainThread.h"
 #include "support/PrivateBus.h"
+#include "support/WindowDriver.h"
 #include "ui/widgets/MainThreadPump.h"
 
 #include <QDBusArgument>
@@ -100,7 +101,7 @@ UserNotification lineNotification(qint64 line, const QString& key = {}) {
     return made;
 }
 
-class DesktopNotificationsTest : public ::testing::Test {
+class DesktopNotificationsTest : public ::testing::Test, public test::WindowDriver {
 protected:
     DesktopNotificationsTest() { useBus(bus_.address()); }
     ~DesktopNotificationsTest() override {
@@ -110,7 +111,6 @@ protected:
     }
 
     static void useBus(const QString& address) { qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8()); }
-    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
     test::PrivateBus bus_;
     MainThreadPump pump_;

@@ -70,9 +70,7 @@ protected:
 
     static RecordingComposer shared(const QUrl& url) {
         RecordingComposer composer;
-        FileService service;
-        service.document = std::make_shared<AddressedDocument>(url);
-        service.share(composer);
+        FileService(std::make_shared<AddressedDocument>(url)).share(composer);
         EXPECT_EQ(composer.performed, 1);
         return composer;
     }
@@ -175,9 +173,7 @@ TEST_F(FileServiceTest, WithoutAnAddressThereIsNoMessage) {
     for (const auto& document :
          {std::shared_ptr<AddressedDocument>(), std::make_shared<AddressedDocument>(QUrl())}) {
         RecordingComposer composer;
-        FileService service;
-        service.document = document;
-        service.share(composer);
+        FileService(document).share(composer);
         EXPECT_EQ(composer.performed, 0);
         EXPECT_EQ(composer.recipients, QStringList{u"a@example.org"_s});
     }
@@ -202,15 +198,6 @@ done
 
 class SharingTest : public AppFixture {
 protected:
-    QAction* entry(MainWindowController* page) {
-        for (auto* action : page->window()->findChildren<QAction*>()) {
-            if (action->text() == u"&Share by E-mail…"_s)
-                return action;
-        }
-        ADD_FAILURE() << "no entry";
-        return new QAction(page);
-    }
-
     static void compose(EmailComposer& composer, const QStringList& recipients, const QString& subject,
                         const QString& body, const QList<QUrl>& files) {
         composer.setRecipients(recipients);
@@ -237,7 +224,7 @@ TEST_F(SharingTest, EveryFileNameArrivesAsItIs) {
          {QByteArray("plain.log"), QByteArray("with blank.log"), QByteArray("\"quote's\" $(x)`.log"),
           QByteArray("--body"), QByteArray("\xFF\xFE.log"), QByteArray("two\nlines\\n.log")}) {
         const TemporaryFile file("1\n", name);
-        entry(open(file))->trigger();
+        action(open(file), u"Share by E-mail…"_s)->trigger();
         const QList<QByteArray> expected{"--utf8",         "--subject", "Log file attached", "--body",
                                          "See attachment", "--attach",  file.path()};
         EXPECT_EQ(acceptedArguments(), expected) << name.constData();
@@ -247,7 +234,7 @@ TEST_F(SharingTest, EveryFileNameArrivesAsItIs) {
 
 TEST_F(SharingTest, WhatIsEmptyIsLeftOut) {
     standIns_.add("xdg-email", refusals);
-    XdgEmailComposer composer(alerts_, nullptr);
+    XdgEmailComposer composer(alerts_, {});
     compose(composer, {QString(), u"a@example.org"_s, QString(), u" b@example.org"_s}, {}, {}, {});
     const QList<QByteArray> expected{"--utf8", "a@example.org", " b@example.org"};
     EXPECT_EQ(acceptedArguments(), expected);
@@ -258,13 +245,13 @@ TEST_F(SharingTest, ARecipientThatIsNoAddressIsNamedBeforeAnythingIsStarted) {
     for (const QString& wrong :
          {u"nobody"_s, u" "_s, u"--cc@example.org"_s, u"mailto:a@example.org?cc=x"_s}) {
         alerts_.alerts.clear();
-        XdgEmailComposer composer(alerts_, nullptr);
+        XdgEmailComposer composer(alerts_, {});
         compose(composer, {u"a@example.org"_s, wrong}, u"s"_s, u"b"_s, {});
         ASSERT_EQ(alerts_.alerts.size(), 1U) << qPrintable(wrong);
         EXPECT_TRUE(alerts_.alerts[0].message.contains(u'“' + wrong + u'”')) << qPrintable(wrong);
     }
     // A good one last: were any of the others started, it would not be alone.
-    XdgEmailComposer composer(alerts_, nullptr);
+    XdgEmailComposer composer(alerts_, {});
     compose(composer, {u"last@example.org"_s}, {}, {}, {});
     EXPECT_EQ(acceptedArguments().last(), "last@example.org");
     EXPECT_EQ(QFile(standIns_.path("xdg-email.count")).size(), 1);
@@ -284,7 +271,7 @@ TEST_F(SharingTest, AFailureNamesTheProgramAndARemedy) {
         alerts_.alerts.clear();
         if (!c.shellLines.isEmpty())
             standIns_.add("xdg-email", c.shellLines);
-        entry(page)->trigger();
+        action(page, u"Share by E-mail…"_s)->trigger();
         ASSERT_TRUE(until([&] { return !alerts_.alerts.empty(); })) << c.shellLines.constData();
         const QString text = alerts_.alerts[0].informativeText;
         EXPECT_TRUE(text.contains(u"“xdg-email”"_s) && text.contains(c.remedy)) << qPrintable(text);
@@ -296,7 +283,7 @@ TEST_F(SharingTest, TheWindowDoesNotWaitForTheMailProgram) {
     const QByteArray gate = standIns_.path("xdg-email.gate").toLocal8Bit();
     ASSERT_EQ(::mkfifo(gate.constData(), 0600), 0);
     const TemporaryFile file("1\n");
-    entry(open(file))->trigger();
+    action(open(file), u"Share by E-mail…"_s)->trigger();
     ASSERT_TRUE(until([&] { return standIns_.callOf("xdg-email").has_value(); }));
     EXPECT_TRUE(alerts_.alerts.empty());
     QFile opened(standIns_.path("xdg-email.gate"));
@@ -311,10 +298,8 @@ TEST_F(SharingTest, WhatCameByAPipeIsNotShared) {
     const TemporaryFile file("1\n");
     const auto document = documents_.openDocument(file.url(), std::nullopt, u"standard input"_s);
     MainWindowController* page = windows_.pageOf(*document);
-    entry(page)->trigger();
-    const auto labels = page->findChildren<QLabel*>();
-    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(),
-                            [](const QLabel* label) { return label->text().contains(u"came by a pipe"_s); }));
+    action(page, u"Share by E-mail…"_s)->trigger();
+    EXPECT_TRUE(labelsOf(page).contains(u"came by a pipe"_s));
     EXPECT_FALSE(standIns_.callOf("xdg-email"));
 }
 

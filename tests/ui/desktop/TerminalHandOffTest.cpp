@@ -74,15 +74,6 @@ protected:
         return until([&] { return standIns_.callOf(name).has_value(); });
     }
 
-    QAction* entry(MainWindowController* page) {
-        for (auto* action : page->window()->findChildren<QAction*>()) {
-            if (action->text() == u"Open &Terminal Here"_s)
-                return action;
-        }
-        ADD_FAILURE() << "no entry";
-        return new QAction(page);
-    }
-
     const StandIns standIns_;
     ScopedVariable terminal_{"TERMINAL", {}};
 };
@@ -106,7 +97,7 @@ TEST_F(TerminalHandOffTest, TheNoticeIsShownUntilSwitchedOffAndTheRestHappensAlw
             alerts_.alerts.clear();
             QGuiApplication::clipboard()->clear();
             standIns_.forget("x-terminal-emulator");
-            handOffToTerminal(c.url, alerts_, nullptr);
+            handOffToTerminal(c.url, alerts_, {});
             EXPECT_EQ(clipboard(), c.command);
             EXPECT_TRUE(started("x-terminal-emulator"));
             ASSERT_EQ(alerts_.alerts.size(), isShown ? 1U : 0U) << qPrintable(c.message);
@@ -129,13 +120,13 @@ TEST_F(TerminalHandOffTest, TheTerminalStartsInTheDirectoryOfTheFile) {
         const QByteArray path = QDir(directory.path()).canonicalPath().toLocal8Bit() + '/' + name;
         ASSERT_EQ(::mkdir(path.constData(), 0700), 0);
         standIns_.forget("xterm");
-        handOffToTerminal(fileUrlFromPath(path + "/x.log"), alerts_, nullptr);
+        handOffToTerminal(fileUrlFromPath(path + "/x.log"), alerts_, {});
         ASSERT_TRUE(started("xterm"));
         EXPECT_EQ(standIns_.callOf("xterm")->workingDirectory, path);
         ::rmdir(path.constData());
     }
     standIns_.forget("xterm");
-    handOffToTerminal(fileUrlFromPath("/gone with its file/x.log"), alerts_, nullptr);
+    handOffToTerminal(fileUrlFromPath("/gone with its file/x.log"), alerts_, {});
     EXPECT_TRUE(started("xterm"));
 }
 
@@ -146,14 +137,14 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
     const QUrl url = fileUrlFromPath("/tmp/x.log");
     for (const QByteArray& name : order) {
         standIns_.add(name);
-        handOffToTerminal(url, alerts_, nullptr);
+        handOffToTerminal(url, alerts_, {});
         ASSERT_TRUE(started(name)) << name.constData();
         EXPECT_EQ(standIns_.callOf(name)->arguments, QList<QByteArray>());
         standIns_.forget(name);
     }
     standIns_.add("own");
     terminal_.set("own --title \"two words\" -e");
-    handOffToTerminal(url, alerts_, nullptr);
+    handOffToTerminal(url, alerts_, {});
     ASSERT_TRUE(started("own"));
     const QList<QByteArray> arguments{"--title", "two words", "-e"};
     EXPECT_EQ(standIns_.callOf("own")->arguments, arguments);
@@ -163,7 +154,7 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
         standIns_.add("failing", "exit 1");
         standIns_.forget("xdg-terminal-exec");
         terminal_.set(own);
-        handOffToTerminal(url, alerts_, nullptr);
+        handOffToTerminal(url, alerts_, {});
         EXPECT_TRUE(started("xdg-terminal-exec")) << own.constData();
     }
 }
@@ -171,7 +162,7 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
 TEST_F(TerminalHandOffTest, WithoutATerminalTheUserIsToldWhatToDo) {
     Preferences::shared().setOpenLocalTerminalAlert(false);
     standIns_.add("xterm", "exit 1");
-    handOffToTerminal(fileUrlFromPath("/tmp/x.log"), alerts_, nullptr);
+    handOffToTerminal(fileUrlFromPath("/tmp/x.log"), alerts_, {});
     ASSERT_TRUE(until([&] { return !alerts_.alerts.empty(); }));
     EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"clipboard"_s));
     EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"TERMINAL"_s));
@@ -181,7 +172,7 @@ TEST_F(TerminalHandOffTest, WithoutATerminalTheUserIsToldWhatToDo) {
 TEST_F(TerminalHandOffTest, TheEntryTakesTheFileInFrontAndNothingThatCameByAPipe) {
     standIns_.add("foot");
     const TemporaryFile file("1\n");
-    entry(open(file))->trigger();
+    action(open(file), u"Open Terminal Here"_s)->trigger();
     ASSERT_TRUE(started("foot"));
     EXPECT_EQ(clipboard(), localTerminalCommand(file.url()));
 
@@ -190,15 +181,13 @@ TEST_F(TerminalHandOffTest, TheEntryTakesTheFileInFrontAndNothingThatCameByAPipe
     const TemporaryFile copy("1\n");
     const auto document = documents_.openDocument(copy.url(), std::nullopt, u"standard input"_s);
     MainWindowController* page = windows_.pageOf(*document);
-    entry(page)->trigger();
-    const auto labels = page->findChildren<QLabel*>();
-    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(),
-                            [](const QLabel* label) { return label->text().contains(u"came by a pipe"_s); }));
+    action(page, u"Open Terminal Here"_s)->trigger();
+    EXPECT_TRUE(labelsOf(page).contains(u"came by a pipe"_s));
     EXPECT_EQ(clipboard(), u"kept"_s);
     EXPECT_FALSE(standIns_.callOf("foot"));
 
     QGuiApplication::clipboard()->setText(u"kept"_s);
-    handOffToTerminal(QUrl(), alerts_, nullptr);
+    handOffToTerminal(QUrl(), alerts_, {});
     EXPECT_EQ(clipboard(), u"kept"_s);
 }
 

@@ -37,38 +37,6 @@ protected:
             .value();
     }
 
-    static QAbstractButton* button(const QWidget* window, const QString& text) {
-        for (auto* candidate : window->findChildren<QAbstractButton*>()) {
-            if (QString(candidate->text()).remove(u'&') == text)
-                return candidate;
-        }
-        ADD_FAILURE() << "no button " << text.toStdString();
-        return nullptr;
-    }
-    static void click(const QWidget* window, const QString& text) {
-        QTest::mouseClick(button(window, text), Qt::LeftButton);
-    }
-    /// The field that a label stands for.
-    template <typename Field = QLineEdit>
-    static Field* field(const QWidget* window, const QString& labelText) {
-        for (auto* label : window->findChildren<QLabel*>()) {
-            if (!label->buddy() || QString(label->text()).remove(u'&') != labelText)
-                continue;
-            if (auto* buddy = qobject_cast<Field*>(label->buddy()))
-                return buddy;
-            return label->buddy()->findChild<Field*>();
-        }
-        ADD_FAILURE() << "no field " << labelText.toStdString();
-        return nullptr;
-    }
-    static void type(const QWidget* window, const QString& labelText, const QString& text) {
-        auto* typed = field(window, labelText);
-        typed->setFocus();
-        typed->selectAll();
-        QTest::keyClick(typed, Qt::Key_Delete);
-        QTest::keyClicks(typed, text);
-    }
-
     int notices_ = 0;
     const Subscription subscription_ =
         RemoteHostsManager::shared().groupsChanged().subscribe([this] { ++notices_; });

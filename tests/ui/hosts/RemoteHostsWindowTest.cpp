@@ -28,15 +28,6 @@ protected:
         tree_ = window_->findChild<QTreeView*>();
         EXPECT_TRUE(isInFront(window_));
     }
-    template <typename Window>
-    static Window* topLevel() {
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
-            auto* found = qobject_cast<Window*>(widget);
-            if (found && found->isVisible())
-                return found;
-        }
-        return nullptr;
-    }
     /// The one that has just been asked for.
     template <typename Dialog>
     static Dialog* opened() {
@@ -70,11 +61,6 @@ protected:
         QTest::mouseClick(tree_->viewport(), Qt::LeftButton, {}, place.center());
     }
     QString selected() const { return tree_->currentIndex().siblingAtColumn(0).data().toString(); }
-    bool says(const QString& text) const {
-        const auto labels = window_->findChildren<QLabel*>();
-        return std::any_of(labels.begin(), labels.end(),
-                           [&](const QLabel* label) { return label->isVisible() && label->text() == text; });
-    }
 
     RemoteHostsWindow* window_ = nullptr;
     QTreeView* tree_ = nullptr;
@@ -82,7 +68,7 @@ protected:
 
 TEST_F(RemoteHostsWindowTest, AHostIsAddedWithKeysAlone) {
     show();
-    EXPECT_TRUE(says(u"No remote hosts yet.\nAdd one to open the log files that lie there."_s));
+    EXPECT_TRUE(says(window_, u"No remote hosts yet.\nAdd one to open the log files that lie there."_s));
     EXPECT_EQ(QApplication::focusWidget(), button(window_, u"Add Host…"_s));
     QTest::keyClick(window_, Qt::Key_N, Qt::ControlModifier | Qt::ShiftModifier);
     auto* groupDialog = opened<GroupNameDialog>();
@@ -200,11 +186,7 @@ TEST_F(RemoteHostsWindowTest, GroupsAreRefusedInTheWordsTheyShouldBe) {
         type(dialog, u"Name:"_s, name);
         EXPECT_EQ(button(dialog, u"OK"_s)->isEnabled(), refusal.isEmpty() && name == u"used"_s)
             << name.toStdString();
-        const auto labels = dialog->findChildren<QLabel*>();
-        EXPECT_EQ(
-            std::any_of(labels.begin(), labels.end(),
-                        [](const QLabel* label) { return label->text() == u"Group already present!"_s; }),
-            !refusal.isEmpty());
+        EXPECT_EQ(says(dialog, u"Group already present!"_s), !refusal.isEmpty());
     }
     QTest::keyClick(dialog, Qt::Key_Escape);
     ASSERT_TRUE(isInFront(window_));
@@ -309,7 +291,7 @@ TEST_F(RemoteHostsWindowTest, TheFilterFindsHostsAndGroupsAndLeavesTheTreeAsItWa
     EXPECT_EQ(filtered(u"berl"_s), u"Berlin: mail"_s) << "the hosts of a group found by name, and it is open";
     EXPECT_EQ(filtered(u"mail.example"_s), u"Berlin: mail"_s) << "by its address";
     EXPECT_EQ(filtered(u".*"_s), QString()) << "no pattern";
-    EXPECT_TRUE(says(u"Nothing here holds “.*”."_s));
+    EXPECT_TRUE(says(window_, u"Nothing here holds “.*”."_s));
     QTest::keyClick(filter, Qt::Key_Escape);
     EXPECT_TRUE(window_->isVisible());
     EXPECT_EQ(shown(), u"Default: web, db; +Berlin: mail"_s);
@@ -397,11 +379,7 @@ TEST_F(RemoteHostsWindowTest, TheWelcomeLeadsToTheHosts) {
     windows_.showFirstWindow();
     auto* welcome = topLevel<WelcomeWindow>();
     ASSERT_TRUE(welcome);
-    QListWidget* list = nullptr;
-    for (auto* candidate : welcome->findChildren<QListWidget*>()) {
-        if (candidate->accessibleName() == u"Remote hosts"_s)
-            list = candidate;
-    }
+    auto* list = named<QListWidget>(welcome, u"Remote hosts"_s);
     ASSERT_TRUE(list);
     addHost(u"db"_s);
     RemoteHostsManager::shared().groupsChanged().post();

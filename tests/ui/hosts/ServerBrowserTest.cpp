@@ -5,7 +5,9 @@
 #include "remote/SFTPClient.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostsManager.h"
+#include "support/RecordedAlerts.h"
 #include "support/TestStores.h"
+#include "support/WindowDriver.h"
 #include "ui/hosts/RemoteColumnView.h"
 #include "ui/widgets/MainThreadPump.h"
 
@@ -32,10 +34,6 @@ namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-bool waitUntil(const std::function<bool()>& condition) {
-    return QTest::qWaitFor(condition, 60000);
-}
 
 /// A login that answers what it is told to.
 class LoginThatAnswers : public Client {
@@ -102,17 +100,7 @@ private:
     std::atomic<bool> isConnected_{true};
 };
 
-class RecordingPresenter : public AlertPresenter {
-public:
-    void present(const Alert& alert, const void*, std::function<void(int)> done) override {
-        alerts.push_back(alert);
-        if (done)
-            done(0);
-    }
-    std::vector<Alert> alerts;
-};
-
-class ServerBrowserTest : public testing::Test, public ServerBrowserViewDelegate {
+class ServerBrowserTest : public testing::Test, public test::WindowDriver, public ServerBrowserViewDelegate {
 protected:
     ServerBrowserTest() {
         test::makeStores(directory_.path());
@@ -160,17 +148,10 @@ protected:
     }
 
     RemoteColumnView& columns() { return *browser_->findChild<RemoteColumnView*>(); }
-    QPushButton* button(const QString& text) {
-        for (QPushButton* button : browser_->findChildren<QPushButton*>()) {
-            if (QString(button->text()).remove(u'&') == text)
-                return button;
-        }
-        return nullptr;
-    }
     /// The shown entry of that path, once it has been listed.
     QModelIndex entry(const QString& path) {
         QModelIndex found;
-        EXPECT_TRUE(waitUntil([&] {
+        EXPECT_TRUE(until([&] {
             if (!columns().model())
                 return false;
             const QModelIndexList all = columns().model()->match(
@@ -181,13 +162,8 @@ protected:
         })) << path.toStdString();
         return found;
     }
-    bool isSaying(const QString& text) {
-        const auto labels = browser_->findChildren<QLabel*>();
-        return std::any_of(labels.begin(), labels.end(),
-                           [&](const QLabel* label) { return label->isVisible() && label->text() == text; });
-    }
     bool says(const QString& text) {
-        return waitUntil([&] { return isSaying(text); });
+        return until([&] { return WindowDriver::says(browser_, text); });
     }
     QString homePathInStore() const {
         const auto stored = RemoteHostsManager::load(directory_.path(), Preferences::shared().userDefaults());
@@ -201,13 +177,13 @@ protected:
         return names;
     }
     bool shows(const QStringList& expected, const QString& directory = {}) {
-        return waitUntil(
+        return until(
             [&] { return names(directory.isEmpty() ? QModelIndex() : entry(directory)) == expected; });
     }
     QString selected() { return columns().currentIndex().data(RemoteFileModel::PathRole).toString(); }
     /// To the window's widget that has the keys.
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-        ASSERT_TRUE(waitUntil([&] { return browser_->focusWidget() != nullptr; }));
+        ASSERT_TRUE(until([&] { return browser_->focusWidget() != nullptr; }));
         QTest::keyClick(browser_->focusWidget(), key, modifiers);
     }
 
@@ -215,7 +191,7 @@ protected:
     QTemporaryDir directory_;
     std::shared_ptr<RemoteHost> host_ = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
     std::shared_ptr<TreeInMemory> tree_ = std::make_shared<TreeInMemory>(nullptr);
-    RecordingPresenter alerts_;
+    test::RecordedAlerts alerts_;
     std::shared_ptr<LoginThatAnswers> client_;
     QPointer<ServerBrowserViewController> browser_;
     QString chosen_;
@@ -228,7 +204,7 @@ TEST_F(ServerBrowserTest, EntriesAreShownBeforeTheirLinksAreFollowed) {
     ASSERT_TRUE(shows({u"apt"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s, u"today"_s}));
     EXPECT_EQ(browser_->currentPath(), u"/var/log"_s);
     columns().setCurrentIndex(entry(u"/var/log/today"_s));
-    EXPECT_FALSE(button(u"OK"_s)->isEnabled()) << "nobody knows yet what it is";
+    EXPECT_FALSE(button(browser_, u"OK"_s)->isEnabled()) << "nobody knows yet what it is";
     tree_->mayFollowLinks = true;
     tree_->mayFollowLinks.notify_all();
     ASSERT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
@@ -241,11 +217,11 @@ TEST_F(ServerBrowserTest, EntriesAreShownBeforeTheirLinksAreFollowed) {
     EXPECT_EQ(imageOf(u"/var/log/today"_s), u"symLink"_s);
     EXPECT_EQ(imageOf(u"/var/log/b9.log"_s), u"blank"_s);
     columns().setCurrentIndex(entry(u"/var/log/last.log"_s));
-    EXPECT_FALSE(button(u"OK"_s)->isEnabled());
+    EXPECT_FALSE(button(browser_, u"OK"_s)->isEnabled());
     EXPECT_TRUE(says(u"It leads nowhere."_s));
     for (int i = 0; i < 2; ++i) {
         columns().setCurrentIndex(entry(u"/var/log/apt"_s));
-        EXPECT_TRUE(waitUntil([&] { return tree_->listingsOf(u"/var/log/apt"_s) == 1; }));
+        EXPECT_TRUE(until([&] { return tree_->listingsOf(u"/var/log/apt"_s) == 1; }));
         columns().setCurrentIndex(entry(u"/var/log/b9.log"_s));
     }
     EXPECT_EQ(tree_->listingsOf(u"/var/log/apt"_s), 1);
@@ -278,27 +254,23 @@ TEST_F(ServerBrowserTest, KeysAloneLeadToAFile) {
     EXPECT_EQ(selected(), u"/notes.txt"_s);
     press(Qt::Key_Return);
     EXPECT_EQ(chosen_, u"/notes.txt"_s);
-    EXPECT_TRUE(waitUntil([&] { return !browser_; }));
+    EXPECT_TRUE(until([&] { return !browser_; }));
     EXPECT_TRUE(client_->isDisconnected);
 }
 
 TEST_F(ServerBrowserTest, ThePathBarTheRootButtonAndTheKeyForItLeadBack) {
     host_->setHomePath(u"/var/log/apt"_s);
     open();
-    ASSERT_TRUE(waitUntil([&] { return !browser_->currentPath().isEmpty(); }));
+    ASSERT_TRUE(until([&] { return !browser_->currentPath().isEmpty(); }));
     press(Qt::Key_Up, Qt::AltModifier);
     EXPECT_EQ(browser_->currentPath(), u"/var/log"_s);
-    EXPECT_TRUE(waitUntil([&] { return selected() == u"/var/log/apt"_s; }));
-    QToolButton* component = nullptr;
-    for (QToolButton* button : browser_->findChildren<QToolButton*>()) {
-        if (button->text() == u"var"_s)
-            component = button;
-    }
-    ASSERT_TRUE(component && waitUntil([&] { return component->isVisible(); }));
+    EXPECT_TRUE(until([&] { return selected() == u"/var/log/apt"_s; }));
+    auto* component = named<QToolButton>(browser_, u"var"_s);
+    ASSERT_TRUE(component && until([&] { return component->isVisible(); }));
     QTest::mouseClick(component, Qt::LeftButton);
     EXPECT_EQ(browser_->currentPath(), u"/var"_s);
     entry(u"/var/log"_s);
-    button(u"Root"_s)->click();
+    button(browser_, u"Root"_s)->click();
     EXPECT_EQ(browser_->currentPath(), u"/"_s);
     entry(u"/notes.txt"_s);
 }
@@ -310,16 +282,10 @@ TEST_F(ServerBrowserTest, OrderAndHiddenFilesAreChosenAndRemembered) {
     columns().setCurrentIndex(entry(u"/var/log/b9.log"_s));
     EXPECT_TRUE(says(u"/var/log/b9.log — 2.0 KiB, "_s +
                      QLocale().toString(QDateTime(QDate(2026, 11, 1), QTime(12, 0)), QLocale::ShortFormat)));
-    const auto choose = [&](const QString& text) {
-        for (QAction* action : browser_->findChildren<QAction*>()) {
-            if (QString(action->text()).remove(u'&') == text)
-                action->trigger();
-        }
-    };
-    choose(u"Sort by Size, Largest First"_s);
+    named<QAction>(browser_, u"Sort by Size, Largest First"_s)->trigger();
     EXPECT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
     press(Qt::Key_H, Qt::ControlModifier);
-    choose(u"Sort by Date, Newest First"_s);
+    named<QAction>(browser_, u"Sort by Date, Newest First"_s)->trigger();
     const QStringList byDate{u"apt"_s,         u"today"_s,  u"b10.log"_s,
                              u".hidden.log"_s, u"b9.log"_s, u"last.log"_s};
     EXPECT_TRUE(shows(byDate));
@@ -342,7 +308,7 @@ TEST_F(ServerBrowserTest, ARefreshKeepsWhatIsStillThere) {
     EXPECT_EQ(selected(), u"/var/log/b9.log"_s);
     EXPECT_EQ(columns().currentIndex().data(RemoteFileModel::FileSizeRole).toInt(), 3000);
     log.erase(log.begin());
-    button(u"Refresh"_s)->click();
+    button(browser_, u"Refresh"_s)->click();
     EXPECT_TRUE(shows({u"today"_s, u"a.log"_s, u"apt"_s}, u"/var/log"_s));
     EXPECT_EQ(selected(), u"/var/log"_s) << "the neighbour of what is gone was not chosen by anybody";
     // Other bytes, which read alike.
@@ -365,27 +331,27 @@ TEST_F(ServerBrowserTest, ALostConnectionIsMadeAgainUnlessTheLoginIsRefused) {
     columns().setCurrentIndex(entry(u"/var/log"_s));
     entry(u"/var/log/apt"_s);
     EXPECT_EQ(tree_->logins, 1);
-    EXPECT_FALSE(button(u"Reconnect"_s)->isVisible());
+    EXPECT_FALSE(button(browser_, u"Reconnect"_s)->isVisible());
 
     tree_->refusesLogins = true;
     columns().setCurrentIndex(entry(u"/notes.txt"_s));
     tree_->lose();
     tree_->directories[u"/var/log"_s].push_back({u"zz.log"_s});
     press(Qt::Key_F5);
-    ASSERT_TRUE(waitUntil([&] { return button(u"Reconnect"_s)->isVisible(); }));
+    ASSERT_TRUE(until([&] { return button(browser_, u"Reconnect"_s)->isVisible(); }));
     EXPECT_TRUE(says(u"No connection: refused."_s)) << "whatever is selected";
     EXPECT_EQ(selected(), u"/notes.txt"_s);
     EXPECT_EQ(names(entry(u"/var/log"_s)).size(), 5) << "what was listed stands";
     columns().setCurrentIndex(entry(u"/var/log"_s));
-    button(u"Reconnect"_s)->click();
+    button(browser_, u"Reconnect"_s)->click();
     entry(u"/var/log/zz.log"_s);
     EXPECT_EQ(selected(), u"/var/log"_s);
-    EXPECT_TRUE(waitUntil([&] { return !button(u"Reconnect"_s)->isVisible(); }));
+    EXPECT_TRUE(until([&] { return !button(browser_, u"Reconnect"_s)->isVisible(); }));
 
     tree_->lose();
     client_->isDisconnected = true;
     browser_->comeBack();
-    EXPECT_TRUE(waitUntil([&] { return tree_->isConnected(); })) << "the user has asked for the window again";
+    EXPECT_TRUE(until([&] { return tree_->isConnected(); })) << "the user has asked for the window again";
 }
 
 TEST_F(ServerBrowserTest, NamesHideNothing) {
@@ -397,7 +363,7 @@ TEST_F(ServerBrowserTest, NamesHideNothing) {
     EXPECT_EQ(columns().currentIndex().data(Qt::ToolTipRole).toString(), u"/rtl\ufffdgol.exe"_s);
     columns().setCurrentIndex(entry(u"/two\nlines"_s));
     EXPECT_TRUE(says(u"\"/two\u240alines\" cannot be read: permission denied."_s));
-    button(u"Pin"_s)->click();
+    button(browser_, u"Pin"_s)->click();
     EXPECT_EQ(homePathInStore(), u"/two\nlines"_s);
     EXPECT_TRUE(says(u"u@h:22 begins with /two\u240alines from now on"_s));
 }
@@ -406,10 +372,10 @@ TEST_F(ServerBrowserTest, APinOutlivesTheProgram) {
     open();
     columns().setCurrentIndex(entry(u"/var"_s));
     columns().setCurrentIndex(entry(u"/var/log"_s));
-    button(u"Pin"_s)->click();
+    button(browser_, u"Pin"_s)->click();
     EXPECT_EQ(homePathInStore(), u"/var/log"_s);
     columns().setCurrentIndex(entry(u"/notes.txt"_s));
-    button(u"Pin"_s)->click();
+    button(browser_, u"Pin"_s)->click();
     EXPECT_EQ(homePathInStore(), u"/"_s);
 }
 
@@ -420,13 +386,13 @@ TEST_F(ServerBrowserTest, APinReachesTheHostAsItIsByNow) {
     edited->setUuid(host_->uuid());
     ASSERT_TRUE(store.update(0, edited));
     columns().setCurrentIndex(entry(u"/var"_s));
-    button(u"Pin"_s)->click();
+    button(browser_, u"Pin"_s)->click();
     EXPECT_EQ(edited->homePath(), u"/var"_s);
     EXPECT_EQ(homePathInStore(), u"/var"_s);
     EXPECT_TRUE(says(u"u@h2:22 begins with /var from now on"_s));
 
     store.remove(edited);
-    button(u"Pin"_s)->click();
+    button(browser_, u"Pin"_s)->click();
     EXPECT_TRUE(says(u"u@h:22 is no longer one of the remote hosts: nothing has been pinned"_s));
     EXPECT_EQ(store.count(), 0);
 }
@@ -436,7 +402,7 @@ TEST_F(ServerBrowserTest, APinThatCannotBeSavedSaysSo) {
     columns().setCurrentIndex(entry(u"/var"_s));
     const QString file = directory_.filePath(RemoteHostsManager::DATA_FILE);
     ASSERT_TRUE(QFile::remove(file) && QDir().mkpath(file + u"/in the way"_s));
-    button(u"Pin"_s)->click();
+    button(browser_, u"Pin"_s)->click();
     EXPECT_FALSE(RemoteHostsManager::shared().fault().isEmpty());
     EXPECT_TRUE(says(u"/var has not been saved: "_s + RemoteHostsManager::shared().fault()));
 }
@@ -446,16 +412,16 @@ TEST_F(ServerBrowserTest, WhyADirectoryCannotBeListedIsSaidAtEveryVisit) {
     open();
     for (int visit = 1; visit <= 2; ++visit) {
         columns().setCurrentIndex(entry(u"/root"_s));
-        EXPECT_TRUE(waitUntil([&] { return tree_->listingsOf(u"/root"_s) == visit; }));
+        EXPECT_TRUE(until([&] { return tree_->listingsOf(u"/root"_s) == visit; }));
         EXPECT_TRUE(says(u"\"/root\" cannot be read: permission denied."_s));
         columns().setCurrentIndex(entry(u"/notes.txt"_s));
-        EXPECT_FALSE(isSaying(u"\"/root\" cannot be read: permission denied."_s));
+        EXPECT_FALSE(WindowDriver::says(browser_, u"\"/root\" cannot be read: permission denied."_s));
     }
 }
 
 TEST_F(ServerBrowserTest, ARefusedLoginClosesTheBrowserWithItsReason) {
     open(Error{1, QStringLiteral("SSH"), QStringLiteral("Access denied.")});
-    EXPECT_TRUE(waitUntil([&] { return !alerts_.alerts.empty() && !browser_; }));
+    EXPECT_TRUE(until([&] { return !alerts_.alerts.empty() && !browser_; }));
     EXPECT_EQ(alerts_.alerts.front().message, u"Could not connect to host: h on port 22"_s);
     EXPECT_EQ(
         alerts_.alerts.front().informativeText,

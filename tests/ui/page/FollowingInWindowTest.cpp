@@ -23,18 +23,6 @@ protected:
     static QPushButton* markOf(MainWindowController& page) {
         return page.logView().tableView().findChild<QPushButton*>(u"newLines"_s);
     }
-    static QAction* tailAction(MainWindowController& page) {
-        for (auto* action : page.window()->findChildren<QAction*>()) {
-            if (action->text().endsWith(u" Tailing"_s))
-                return action;
-        }
-        return nullptr;
-    }
-    static bool footerSays(MainWindowController& page, const QString& text) {
-        const auto labels = page.findChildren<QLabel*>();
-        return std::any_of(labels.begin(), labels.end(),
-                           [&](const QLabel* label) { return label->text().startsWith(text); });
-    }
     static bool growsTo(MainWindowController& page, qint64 rows) {
         return until([&] { return page.logView().tableView().rowCount() == rows; });
     }
@@ -110,16 +98,17 @@ TEST_F(FollowingInWindowTest, TheEndStaysInViewWhenWrappedLinesArrive) {
 TEST_F(FollowingInWindowTest, TheTailingItemStopsAndStartsAndSaysWhatItWillDo) {
     const TemporaryFile file(numberedLines(500));
     MainWindowController* page = openFollowed(file);
-    ASSERT_TRUE(until([&] { return tailAction(*page)->text() == u"Stop Tailing"_s; }));
-    EXPECT_TRUE(until([&] { return footerSays(*page, u"Polling (0.1s)"_s); }));
+    ASSERT_TRUE(until([&] { return actionTexts(page).contains(u"Stop Tailing"_s); }));
+    QAction* tail = action(page, u"Stop Tailing"_s);
+    EXPECT_TRUE(until([&] { return saysBeginning(page, u"Polling (0.1s)"_s); }));
     Preferences::shared().setPollingInterval(0.25);
-    EXPECT_TRUE(footerSays(*page, u"Polling (0.25s)"_s));
-    tailAction(*page)->trigger();
-    ASSERT_TRUE(until([&] { return tailAction(*page)->text() == u"Start Tailing"_s; }));
-    EXPECT_TRUE(until([&] { return footerSays(*page, u"Stopped"_s); }));
+    EXPECT_TRUE(saysBeginning(page, u"Polling (0.25s)"_s));
+    tail->trigger();
+    ASSERT_TRUE(until([&] { return tail->text() == u"Start Tailing"_s; }));
+    EXPECT_TRUE(until([&] { return saysBeginning(page, u"Stopped"_s); }));
     EXPECT_FALSE(page->isTailing());
     file.append("\nline 501");
-    tailAction(*page)->trigger();
+    tail->trigger();
     ASSERT_TRUE(until([&] { return page->isTailing(); }));
     ASSERT_TRUE(growsTo(*page, 501)) << "what came in between is shown too";
     EXPECT_TRUE(page->logView().tableView().isAtEnd());
@@ -137,7 +126,7 @@ TEST_F(FollowingInWindowTest, TheTabOfAPageBehindTellsOfNewLinesUntilItIsInFront
     files[1].append("y\n");
     ASSERT_TRUE(growsTo(*front, 3));
     EXPECT_TRUE(tabs->tabIcon(1).isNull()) << "what is in front is seen";
-    qobject_cast<MainWindow*>(front->window())->raisePage(behind);
+    windowOf(front)->raisePage(behind);
     EXPECT_TRUE(tabs->tabIcon(0).isNull());
 }
 
@@ -146,16 +135,17 @@ TEST_F(FollowingInWindowTest, TheStripTellsOfDeletionReturnAndRotation) {
     MainWindowController* page = openFollowed(file);
     const QByteArray moved = file.path() + ".1";
     ASSERT_EQ(::rename(file.path().constData(), moved.constData()), 0);
-    ASSERT_TRUE(until([&] { return footerSays(*page, u"The file has been deleted"_s); }));
-    tailAction(*page)->trigger();
+    ASSERT_TRUE(until([&] { return saysBeginning(page, u"The file has been deleted"_s); }));
+    QAction* tail = action(page, u"Stop Tailing"_s);
+    tail->trigger();
     ASSERT_TRUE(until([&] { return !page->isTailing(); }));
-    tailAction(*page)->trigger();
+    tail->trigger();
     ASSERT_TRUE(until([&] { return page->isTailing(); }));
-    EXPECT_TRUE(until([&] { return footerSays(*page, u"The file has been deleted"_s); }))
-        << "also by who begins anew";
+    EXPECT_TRUE(until([&] { return saysBeginning(page, u"The file has been deleted"_s); }))
+        << "also when following begins again";
     EXPECT_EQ(textOfRow(*page, 1), u"old 2"_s);
     file.append("new\n");
-    ASSERT_TRUE(until([&] { return footerSays(*page, u"Rotated at "_s); }));
+    ASSERT_TRUE(until([&] { return saysBeginning(page, u"Rotated at "_s); }));
     ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == u"new"_s; }));
     ::unlink(moved.constData());
 }

@@ -20,23 +20,10 @@ protected:
     static QLineEdit* fieldOf(MainWindowController& page) {
         return page.window()->findChild<QLineEdit*>(u"searchField"_s);
     }
-    static QAction* action(MainWindowController& page, const QString& text) {
-        for (auto* action : page.window()->findChildren<QAction*>()) {
-            if (QString(action->text()).remove(u'&') == text)
-                return action;
-        }
-        ADD_FAILURE() << "no action " << text.toStdString();
-        return nullptr;
-    }
     /// One-based line that is selected when the search is over.
     static qint64 found(MainWindowController& page) {
         EXPECT_TRUE(until([&] { return !page.logView().search().isSearching(); }));
         return page.logView().tableView().currentRow() + 1;
-    }
-    static bool footerSays(MainWindowController& page, const QString& text) {
-        const auto labels = page.findChildren<QLabel*>();
-        return std::any_of(labels.begin(), labels.end(),
-                           [&](const QLabel* label) { return label->text() == text; });
     }
     static void type(MainWindowController& page, const QString& text) {
         fieldOf(page)->selectAll();
@@ -45,42 +32,35 @@ protected:
     static void press(MainWindowController& page, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         QTest::keyClick(fieldOf(page), key, modifiers);
     }
-    static QToolButton* arrow(MainWindowController& page, const QString& name) {
-        for (auto* button : page.window()->findChildren<QToolButton*>()) {
-            if (button->accessibleName() == name)
-                return button;
-        }
-        return nullptr;
-    }
 };
 
 TEST_F(SearchInWindowTest, EnterAndF3WalkForwardsAndWithShiftOneStepBack) {
     const TemporaryFile file("alpha\nBeta one\nbeta two\ngamma\nBETA three\n");
     MainWindowController* page = open(file);
-    action(*page, u"Find…"_s)->trigger();
+    action(page, u"Find…"_s)->trigger();
     type(*page, u"beta"_s);
     press(*page, Qt::Key_Return);
     EXPECT_EQ(found(*page), 2);
-    action(*page, u"Find Next"_s)->trigger();
+    action(page, u"Find Next"_s)->trigger();
     EXPECT_EQ(found(*page), 3);
     press(*page, Qt::Key_Enter);
     EXPECT_EQ(found(*page), 5);
-    action(*page, u"Find Previous"_s)->trigger();
+    action(page, u"Find Previous"_s)->trigger();
     EXPECT_EQ(found(*page), 3);
     press(*page, Qt::Key_Return, Qt::ShiftModifier);
     EXPECT_EQ(found(*page), 2);
-    EXPECT_FALSE(footerSays(*page, u"No further match"_s));
+    EXPECT_FALSE(says(page, u"No further match"_s));
     press(*page, Qt::Key_Return);
     EXPECT_EQ(found(*page), 3) << "the direction is still the same";
     press(*page, Qt::Key_Return);
     press(*page, Qt::Key_Return);
     EXPECT_EQ(found(*page), 5);
     press(*page, Qt::Key_Return);
-    EXPECT_TRUE(until([&] { return footerSays(*page, u"No further match"_s); }));
+    EXPECT_TRUE(until([&] { return says(page, u"No further match"_s); }));
     EXPECT_EQ(found(*page), 5);
     press(*page, Qt::Key_Return, Qt::ShiftModifier);
     EXPECT_EQ(found(*page), 3);
-    EXPECT_FALSE(footerSays(*page, u"No further match"_s)) << "it says so beside a match";
+    EXPECT_FALSE(says(page, u"No further match"_s)) << "it says so beside a match";
 }
 
 TEST_F(SearchInWindowTest, TheMatchIsBroughtIntoViewAlsoSidewaysAndPainted) {
@@ -107,24 +87,24 @@ TEST_F(SearchInWindowTest, TheArrowsChangeTheDirectionOfTheirOwnPageOnly) {
     auto* window = qobject_cast<MainWindow*>(first->window());
     window->raisePage(first);
     type(*first, u"x"_s);
-    arrow(*first, u"Search backwards"_s)->click();
+    named<QToolButton>(first->window(), u"Search backwards"_s)->click();
     EXPECT_EQ(found(*first), 3);
     press(*first, Qt::Key_Return);
     EXPECT_EQ(found(*first), 1);
     window->raisePage(second);
     EXPECT_EQ(fieldOf(*second)->text(), QString()) << "each page has its own text";
-    EXPECT_TRUE(arrow(*second, u"Search forwards"_s)->isChecked());
+    EXPECT_TRUE(named<QToolButton>(second->window(), u"Search forwards"_s)->isChecked());
     EXPECT_TRUE(second->logView().search().searchesForward());
     window->raisePage(first);
     EXPECT_EQ(fieldOf(*first)->text(), u"x"_s);
-    EXPECT_TRUE(arrow(*first, u"Search backwards"_s)->isChecked());
+    EXPECT_TRUE(named<QToolButton>(first->window(), u"Search backwards"_s)->isChecked());
 }
 
 TEST_F(SearchInWindowTest, EscapeLeavesTheFieldAndAnEmptyFieldTakesTheMatchesAway) {
     const TemporaryFile file("one\ntwo\none\n");
     MainWindowController* page = open(file);
     for (const Qt::Key leaving : {Qt::Key_Escape, Qt::Key_Down}) {
-        action(*page, u"Find…"_s)->trigger();
+        action(page, u"Find…"_s)->trigger();
         ASSERT_EQ(page->window()->focusWidget(), fieldOf(*page));
         type(*page, u"one"_s);
         press(*page, Qt::Key_Return);
@@ -133,10 +113,10 @@ TEST_F(SearchInWindowTest, EscapeLeavesTheFieldAndAnEmptyFieldTakesTheMatchesAwa
         EXPECT_EQ(page->window()->focusWidget(), &page->logView().tableView()) << leaving;
         page->logView().search().forgetMatches();
     }
-    action(*page, u"Find Next"_s)->trigger();
+    action(page, u"Find Next"_s)->trigger();
     EXPECT_EQ(found(*page), 1);
     EXPECT_EQ(page->document()->dataSource()->lastSearchResults().size(), 1U);
-    action(*page, u"Find Next"_s)->trigger();
+    action(page, u"Find Next"_s)->trigger();
     EXPECT_EQ(found(*page), 3) << "leaving the field forgets no place";
     fieldOf(*page)->clear();
     EXPECT_TRUE(page->document()->dataSource()->lastSearchResults().empty());
@@ -149,12 +129,12 @@ TEST_F(SearchInWindowTest, OtherContentAndAClearedViewBeginTheSearchAnew) {
     type(*page, u"one"_s);
     press(*page, Qt::Key_Return);
     ASSERT_EQ(found(*page), 1);
-    action(*page, u"Clear View"_s)->trigger();
+    action(page, u"Clear View"_s)->trigger();
     LogTableView& table = page->logView().tableView();
     EXPECT_EQ(table.rowCount(), 1);
     ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == u"four"_s; }));
     EXPECT_TRUE(page->document()->dataSource()->lastSearchResults().empty());
-    action(*page, u"Show Cleared Lines"_s)->trigger();
+    action(page, u"Show Cleared Lines"_s)->trigger();
     ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == u"one"_s; }));
     press(*page, Qt::Key_Return);
     EXPECT_EQ(found(*page), 1);
@@ -186,7 +166,7 @@ TEST_F(SearchInWindowTest, ALongSearchShowsThatItIsUnderWayAndCanBeStopped) {
     press(*page, Qt::Key_Return);
     press(*page, Qt::Key_Escape);
     EXPECT_FALSE(page->logView().search().isSearching());
-    EXPECT_FALSE(footerSays(*page, u"No further match"_s));
+    EXPECT_FALSE(says(page, u"No further match"_s));
 }
 
 } // namespace

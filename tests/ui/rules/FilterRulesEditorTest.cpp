@@ -31,29 +31,13 @@ class FilterRulesEditorTest : public AppFixture {
 protected:
     FilterRulesEditorTest() {
         page_ = open(file_);
-        windows_.editRules(*qobject_cast<MainWindow*>(page_->window()), {});
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
-            if (auto* editor = qobject_cast<FilterRulesEditor*>(widget))
-                editor_ = editor;
-        }
+        windows_.editRules(*windowOf(page_), {});
+        editor_ = topLevel<FilterRulesEditor>();
         list_ = editor_->findChild<QListWidget*>();
     }
 
-    template <typename Button>
-    Button* button(const QString& text) const {
-        for (auto* candidate : editor_->findChildren<Button*>()) {
-            if (QString(candidate->text()).remove(u'&') == text)
-                return candidate;
-        }
-        return nullptr;
-    }
-    QLineEdit* searchText() const {
-        for (auto* field : editor_->findChildren<QLineEdit*>()) {
-            if (field->accessibleName() == u"Search text")
-                return field;
-        }
-        return nullptr;
-    }
+    QLineEdit* searchText() const { return named<QLineEdit>(editor_, u"Search text"_s); }
+    QString hint() const { return labelsOf(editor_); }
     void type(const QString& text, bool isFinal = true) const {
         QTest::keyClicks(searchText(), text);
         if (isFinal)
@@ -63,16 +47,8 @@ protected:
         return until([&] { return hint().contains(expected); });
     }
     QColorDialog* openColors(const QString& name) const {
-        for (auto* candidate : editor_->findChildren<QToolButton*>())
-            if (candidate->accessibleName() == name)
-                candidate->click();
+        named<QToolButton>(editor_, name)->click();
         return editor_->findChild<QColorDialog*>();
-    }
-    QString hint() const {
-        QStringList texts;
-        for (const auto* label : editor_->findChildren<QLabel*>())
-            texts.append(label->text());
-        return texts.join(u'|');
     }
     bool isActive(const FilterRule& rule) const {
         return isRuleActive(rule.id(), absoluteString(file_.url()));
@@ -111,17 +87,12 @@ TEST_F(FilterRulesEditorTest, ARuleSwitchedOnPaintsItsLinesWithoutMovingTheView)
 }
 
 TEST_F(FilterRulesEditorTest, EveryEditReachesTheOpenDocument) {
-    QTest::mouseClick(button<QPushButton>(u"Add"_s), Qt::LeftButton);
+    QTest::mouseClick(named<QPushButton>(editor_, u"Add"_s), Qt::LeftButton);
     ASSERT_EQ(rules().size(), 5U);
     EXPECT_TRUE(isActive(*rules()[4])) << "a new rule is meant for the file in front";
     EXPECT_EQ(rules()[4]->highlightRule()->foreground(), Preferences::shared().logViewForeground());
     type(u"plain"_s);
-    const auto isWarned = [this] {
-        for (const auto* label : editor_->findChildren<QLabel*>())
-            if (label->text().contains(u"hard to read"_s))
-                return label->isVisible();
-        return false;
-    };
+    const auto isWarned = [this] { return hint().contains(u"hard to read"_s); };
     EXPECT_FALSE(isWarned());
     QColorDialog* const colors = openColors(u"Text colour"_s);
     ASSERT_TRUE(colors);
@@ -191,15 +162,13 @@ TEST_F(FilterRulesEditorTest, AColourBelongsToTheRuleItWasChosenFor) {
 
 TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListMenuAndStrip) {
     list_->setCurrentRow(0);
-    button<QCheckBox>(u"Regular expression"_s)->setChecked(true);
+    named<QCheckBox>(editor_, u"Regular expression"_s)->setChecked(true);
     searchText()->selectAll();
     type(u"^(\\S+\\s*)+[#%]"_s);
     EXPECT_TRUE(untilHint(u"too slow for"_s)) << qPrintable(hint());
     list_->item(0)->setCheckState(Qt::Checked);
     EXPECT_TRUE(until([&] { return list_->item(0)->text().contains(u"too slow for this file"_s); }));
-    QStringList entries;
-    for (const QAction* entry : page_->window()->findChildren<QAction*>())
-        entries.append(entry->text());
+    const QStringList entries = actionTexts(page_);
     EXPECT_EQ(entries.filter(u"too slow for this file"_s).size(), 1);
     auto* strip = page_->findChild<NoticeStrip*>();
     ASSERT_TRUE(until([&] { return strip->notice().text.startsWith(u"Rule too slow for this file, "_s); }));
@@ -217,12 +186,12 @@ TEST_F(FilterRulesEditorTest, DeletingAsksAndForgetsTheRuleInThisFile) {
     list_->item(1)->setCheckState(Qt::Checked);
     list_->setCurrentRow(1);
     alerts_.nextAnswer = 1;
-    QTest::mouseClick(button<QPushButton>(u"Delete"_s), Qt::LeftButton);
+    QTest::mouseClick(named<QPushButton>(editor_, u"Delete"_s), Qt::LeftButton);
     ASSERT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(rules().size(), 4U);
     alerts_.alerts.back().suppress();
     EXPECT_FALSE(Preferences::shared().confirmDeleteFilterHighlightRule());
-    QTest::mouseClick(button<QPushButton>(u"Delete"_s), Qt::LeftButton);
+    QTest::mouseClick(named<QPushButton>(editor_, u"Delete"_s), Qt::LeftButton);
     EXPECT_EQ(alerts_.alerts.size(), 1U) << "not asked again";
     EXPECT_EQ(rules().size(), 3U);
     EXPECT_FALSE(isActive(*rule));
@@ -230,10 +199,10 @@ TEST_F(FilterRulesEditorTest, DeletingAsksAndForgetsTheRuleInThisFile) {
 }
 
 TEST_F(FilterRulesEditorTest, TheHintTellsAWrongPatternAndFollowsTheScreen) {
-    QTest::mouseClick(button<QPushButton>(u"Add"_s), Qt::LeftButton);
+    QTest::mouseClick(named<QPushButton>(editor_, u"Add"_s), Qt::LeftButton);
     type(u"ERR("_s, false);
     EXPECT_TRUE(untilHint(u"Matches 0 of"_s)) << qPrintable(hint());
-    button<QCheckBox>(u"Regular expression"_s)->setChecked(true);
+    named<QCheckBox>(editor_, u"Regular expression"_s)->setChecked(true);
     EXPECT_TRUE(untilHint(u"matches nothing"_s)) << qPrintable(hint());
     type(u"OR|AND)"_s, false);
     const auto lines = page_->logView().visibleLines();
@@ -251,7 +220,7 @@ TEST_F(FilterRulesEditorTest, TheHintTellsAWrongPatternAndFollowsTheScreen) {
 TEST_F(FilterRulesEditorTest, TellingOfOneRuleLeavesTheOthersQuiet) {
     list_->setCurrentRow(0);
     ASSERT_EQ(rules()[0]->notificationRule(), NotificationRule::defaultRule());
-    button<QCheckBox>(u"Notify me of a match"_s)->setChecked(true);
+    named<QCheckBox>(editor_, u"Notify me of a match"_s)->setChecked(true);
     EXPECT_TRUE(rules()[0]->notificationRule()->enabled());
     EXPECT_FALSE(NotificationRule::defaultRule()->enabled());
     EXPECT_FALSE(rules()[1]->notificationRule()->enabled());
@@ -318,10 +287,7 @@ TEST_F(FilterRulesEditorTest, TheMenuSwitchesRulesByTheirNumber) {
 TEST_F(FilterRulesEditorTest, TheMenuShowsTabsAndEmptyTextsAndLeadsToWhatItHasNoRoomFor) {
     for (int i = 0; i < 28; ++i)
         editor_->addRule(i == 0 ? u"a\tCtrl+Q & b"_s : QString());
-    QStringList entries;
-    for (const QAction* entry : page_->window()->findChildren<QAction*>())
-        if (entry->isVisible())
-            entries.append(entry->text());
+    const QStringList entries = actionTexts(page_);
     EXPECT_EQ(entries.filter(u"Ctrl+Q"_s), QStringList{u"a\u21E5Ctrl+Q && b"_s});
     EXPECT_EQ(entries.filter(u"(no text)"_s).size(), 25);
     EXPECT_EQ(entries.filter(u"2 More…"_s).size(), 1);

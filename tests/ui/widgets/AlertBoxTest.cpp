@@ -1,5 +1,6 @@
 #include "ui/widgets/AlertBox.h"
 #include "ui/widgets/AlertBoxPresenter.h"
+#include "ui/widgets/WidgetIds.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -20,7 +21,8 @@ protected:
     AlertBoxTest() { window_->show(); }
 
     AlertBox* present(Alert alert) {
-        AlertBoxPresenter().present(alert, window_.get(), [this](int button) { answers_.append(button); });
+        AlertBoxPresenter().present(alert, idOf(window_.get()),
+                                    [this](int button) { answers_.append(button); });
         return window_->findChild<AlertBox*>();
     }
     static Alert question() {
@@ -93,7 +95,7 @@ TEST_F(AlertBoxTest, AWindowThatClosesAnswersOnceWithTheLastButton) {
 }
 
 TEST_F(AlertBoxTest, AWindowThatIsDestroyedAnswersOnlyWhenItIsGone) {
-    AlertBoxPresenter().present(question(), window_.get(), [this](int button) {
+    AlertBoxPresenter().present(question(), idOf(window_.get()), [this](int button) {
         EXPECT_FALSE(window_) << "whoever waits for the answer is half destroyed";
         answers_.append(button);
     });
@@ -102,6 +104,24 @@ TEST_F(AlertBoxTest, AWindowThatIsDestroyedAnswersOnlyWhenItIsGone) {
     window_.reset();
     QCoreApplication::processEvents();
     EXPECT_EQ(answers_, QList<int>{2});
+}
+
+TEST_F(AlertBoxTest, StandsOverItsWindowAndOverTheFrontOneWhenThatIsClosed) {
+    auto* page = new QWidget(window_.get());
+    const WindowId id = idOf(page);
+    QWidget front;
+    AlertBoxPresenter presenter([&front] { return &front; });
+    const auto ask = [&] { presenter.present(question(), id, {}); };
+    EXPECT_NE(id, idOf(window_.get()));
+    ask();
+    EXPECT_TRUE(window_->findChild<AlertBox*>());
+    EXPECT_FALSE(front.findChild<AlertBox*>());
+
+    delete page;
+    EXPECT_NE(idOf(&front), id) << "the id of a destroyed widget is used again";
+    window_->hide();
+    ask();
+    EXPECT_TRUE(front.findChild<AlertBox*>());
 }
 
 } // namespace

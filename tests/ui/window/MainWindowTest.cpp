@@ -29,15 +29,6 @@ protected:
     static QString noticeOf(const MainWindowController& page) {
         return page.findChild<NoticeStrip*>()->notice().text;
     }
-    static QString footerOf(MainWindowController& page) {
-        QStringList texts;
-        for (const auto* label : page.findChildren<QLabel*>())
-            texts.append(label->text());
-        return texts.join(u'|');
-    }
-    static MainWindow* windowOf(MainWindowController* page) {
-        return qobject_cast<MainWindow*>(page->window());
-    }
 };
 
 TEST_F(MainWindowTest, DocumentsShareOneWindowAsTabsOrHaveTheirOwn) {
@@ -61,8 +52,8 @@ TEST_F(MainWindowTest, AMessageOfTheProgramStandsInThePageInFront) {
     MainWindowController* behind = open(files[0]);
     MainWindowController* front = open(files[1]);
     windows_.showUserUpdate(u"hear, hear"_s);
-    EXPECT_TRUE(footerOf(*front).contains(u"hear, hear"_s));
-    EXPECT_FALSE(footerOf(*behind).contains(u"hear, hear"_s));
+    EXPECT_TRUE(labelsOf(front).contains(u"hear, hear"_s));
+    EXPECT_FALSE(labelsOf(behind).contains(u"hear, hear"_s));
 }
 
 TEST_F(MainWindowTest, FilesBehindLoadAndFollowBeforeTheirPagesAreMade) {
@@ -137,10 +128,7 @@ TEST_F(MainWindowTest, AFileWaitedForOpensWhereItIsWaitedFor) {
     ASSERT_EQ(::unlink(file.path().constData()), 0);
     alerts_.nextAnswer = 0;
     EXPECT_FALSE(documents_.openDocument(file.url(), 2));
-    const auto windows = QApplication::topLevelWidgets();
-    MainWindow* window = nullptr;
-    for (QWidget* widget : windows)
-        window = window ? window : qobject_cast<MainWindow*>(widget);
+    auto* window = topLevel<MainWindow>();
     ASSERT_TRUE(window);
     ASSERT_EQ(window->tabs().count(), 1);
     EXPECT_EQ(window->currentPage(), nullptr);
@@ -182,10 +170,10 @@ TEST_F(MainWindowTest, WhatCannotBeOpenedIsNamedWithItsReason) {
 TEST_F(MainWindowTest, TheFooterTellsNameLinesAndSize) {
     const TemporaryFile file(numberedLines(12345), "many.log");
     MainWindowController* page = open(file);
-    ASSERT_TRUE(until([&] { return footerOf(*page).contains(QLocale().toString(12345)); }));
-    EXPECT_TRUE(footerOf(*page).contains(u"many.log"_s));
-    EXPECT_TRUE(until([&] { return footerOf(*page).contains(u"Unicode (UTF-8)"_s); }));
-    EXPECT_TRUE(footerOf(*page).contains(u"KiB"_s)) << qPrintable(footerOf(*page));
+    ASSERT_TRUE(until([&] { return labelsOf(page).contains(QLocale().toString(12345)); }));
+    EXPECT_TRUE(labelsOf(page).contains(u"many.log"_s));
+    EXPECT_TRUE(until([&] { return labelsOf(page).contains(u"Unicode (UTF-8)"_s); }));
+    EXPECT_TRUE(labelsOf(page).contains(u"KiB"_s)) << qPrintable(labelsOf(page));
 }
 
 TEST_F(MainWindowTest, AFileTakenAwayWhileNotFollowedKeepsItsRowsAndTheStripSaysSo) {

@@ -4,8 +4,10 @@
 #include "remote/RemoteFileModel.h"
 #include "remote/hosts/AuthnType.h"
 #include "remote/hosts/RemoteHost.h"
+#include "support/NumberedLines.h"
 #include "support/Session.h"
 #include "support/SshServer.h"
+#include "support/WindowDriver.h"
 #include "ui/hosts/RemoteBrowsing.h"
 #include "ui/hosts/RemoteColumnView.h"
 #include "ui/page/LogSearch.h"
@@ -25,19 +27,9 @@ namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
+using test::numberedLines;
 
 constexpr int lineCount = 12'345;
-
-bool until(const std::function<bool()>& condition) {
-    return QTest::qWaitFor(condition, 30'000);
-}
-
-QByteArray numberedLines(int first, int count) {
-    QByteArray lines;
-    for (int i = 0; i < count; ++i)
-        lines += "line " + QByteArray::number(first + i) + '\n';
-    return lines;
-}
 
 /// The program from its start to its end, on settings that outlive it.
 struct ProgramRun {
@@ -46,7 +38,7 @@ struct ProgramRun {
         Preferences::shared().setPollingInterval(Preferences::shortestPollingInterval);
         // The known hosts of whoever runs the tests stay as they are.
         Preferences::shared().setHostKeyChoice(HostKeyChoice::AcceptAll);
-        documents.registerDocumentClass(AppDocumentController::remoteDocumentType, [this](const QUrl& url) {
+        documents.setRemoteDocumentClass([this](const QUrl& url) {
             return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts);
         });
         windows.setDocumentController(documents);
@@ -73,13 +65,13 @@ struct ProgramRun {
         return line ? line->line.string() : QString();
     }
 
-    test::SilentAlerts alerts;
+    test::RecordedAlerts alerts{std::nullopt};
     WindowManager windows{alerts};
     AppDocumentController documents{windows, alerts};
     RemoteBrowsing browsing{documents, alerts};
 };
 
-class RemoteEndToEndTest : public testing::Test {
+class RemoteEndToEndTest : public testing::Test, public test::WindowDriver {
 protected:
     RemoteEndToEndTest() {
         write(numberedLines(1, lineCount), QFile::WriteOnly);
@@ -105,14 +97,7 @@ protected:
     /// Chooses the file in the host's browser.
     static void browseToFile(ProgramRun& run) {
         run.browsing.browse(RemoteHostsManager::shared().host(0));
-        const auto browserShown = [] {
-            for (QWidget* widget : QApplication::topLevelWidgets()) {
-                if (auto* browser = qobject_cast<ServerBrowserViewController*>(widget))
-                    return browser;
-            }
-            return static_cast<ServerBrowserViewController*>(nullptr);
-        };
-        ServerBrowserViewController* browser = browserShown();
+        auto* browser = topLevel<ServerBrowserViewController>();
         ASSERT_TRUE(browser);
         auto* columns = browser->findChild<RemoteColumnView*>();
         QModelIndex file;

@@ -29,20 +29,11 @@ class SessionTest : public test::AppFixture {
 protected:
     SessionTest() { windows_.setKeepsState(); }
 
-    static WelcomeWindow* welcome() {
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
-            if (auto* window = qobject_cast<WelcomeWindow*>(widget); window && window->isVisible())
-                return window;
-        }
-        return nullptr;
-    }
     MainWindowController* pageOf(const TemporaryFile& file) {
         const auto document = documents_.documentForUrl(file.url());
         return document ? windows_.pageOf(*document) : nullptr;
     }
-    MainWindow* windowOf(const TemporaryFile& file) {
-        return qobject_cast<MainWindow*>(pageOf(file)->window());
-    }
+    MainWindow* windowOf(const TemporaryFile& file) { return AppFixture::windowOf(pageOf(file)); }
 };
 
 TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFile) {
@@ -153,7 +144,7 @@ TEST_F(SessionTest, TheSessionIsKeptWhenTheLastWindowIsClosedButNotFilesClosedBe
     ASSERT_EQ(session.windows.size(), 1U);
     ASSERT_EQ(session.windows[0].entries.size(), 1U);
     EXPECT_EQ(session.windows[0].entries[0].url, absoluteString(files[0].url()));
-    ASSERT_TRUE(welcome());
+    ASSERT_TRUE(topLevel<WelcomeWindow>());
     windows_.quit();
     EXPECT_EQ(Session::load(), session) << "quit from the welcome window";
 }
@@ -166,22 +157,18 @@ TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
     FileBasedBookmarksManager::shared().save();
     RemoteHostsManager::shared().groupsChanged().post();
     MainWindowController* page = open(file);
-    const auto says = [page](const QString& text) {
-        const auto labels = page->findChildren<QLabel*>();
-        return std::any_of(labels.begin(), labels.end(),
-                           [&](const QLabel* label) { return label->text().contains(text); });
-    };
-    EXPECT_TRUE(until([&] { return says(u"bookmarks.data"_s); })) << "there was no page to say it on before";
+    const auto tells = [page](const QString& text) { return labelsOf(page).contains(text); };
+    EXPECT_TRUE(until([&] { return tells(u"bookmarks.data"_s); })) << "there was no page to say it on before";
     page->showUserUpdate(u"something else"_s);
-    EXPECT_TRUE(says(u"bookmarks.data"_s)) << "it stays until it is put aside";
+    EXPECT_TRUE(tells(u"bookmarks.data"_s)) << "it stays until it is put aside";
     page->findChild<NoticeStrip*>()->findChild<QToolButton*>()->click();
     FileBasedBookmarksManager::shared().notices().lineMarksDeleted.post({});
-    EXPECT_FALSE(says(u"bookmarks.data"_s)) << "told once";
+    EXPECT_FALSE(tells(u"bookmarks.data"_s)) << "told once";
 
     ASSERT_TRUE(QDir(settings_.path()).mkpath(u"groups.data/taken"_s));
     ServerGroupsManager::shared().save();
     FileBasedBookmarksManager::shared().notices().lineMarksDeleted.post({});
-    EXPECT_TRUE(says(u"groups.data"_s)) << "a further one is told, too";
+    EXPECT_TRUE(tells(u"groups.data"_s)) << "a further one is told, too";
 }
 
 TEST_F(SessionTest, AStoredSessionThatMakesNoSenseOpensNothing) {
@@ -225,12 +212,12 @@ TEST_F(SessionTest, TheWelcomeReturnsAfterTheLastFileAndNamesMissingOnes) {
     RecentFiles::add(missing.url());
     ASSERT_EQ(::unlink(missing.path().constData()), 0);
     windows_.showFirstWindow();
-    ASSERT_TRUE(welcome());
+    ASSERT_TRUE(topLevel<WelcomeWindow>());
     open(file);
-    EXPECT_FALSE(welcome());
+    EXPECT_FALSE(topLevel<WelcomeWindow>());
     documents_.closeDocument(documents_.documentForUrl(file.url()));
-    ASSERT_TRUE(welcome());
-    auto* list = welcome()->findChild<QListWidget*>();
+    ASSERT_TRUE(topLevel<WelcomeWindow>());
+    auto* list = topLevel<WelcomeWindow>()->findChild<QListWidget*>();
     ASSERT_EQ(list->count(), 2);
     EXPECT_EQ(list->item(0)->text(), u"a.log"_s);
     EXPECT_TRUE(until([&] { return list->item(1)->data(FileListDelegate::isMissingRole).toBool(); }));
@@ -239,10 +226,10 @@ TEST_F(SessionTest, TheWelcomeReturnsAfterTheLastFileAndNamesMissingOnes) {
     QMimeData data;
     data.setUrls({file.url(), QUrl(u"https://example.org/x"_s)});
     QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(welcome(), &enter);
+    QApplication::sendEvent(topLevel<WelcomeWindow>(), &enter);
     EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(welcome(), &drop);
+    QApplication::sendEvent(topLevel<WelcomeWindow>(), &drop);
     EXPECT_TRUE(documents_.documentForUrl(file.url()));
     EXPECT_EQ(documents_.documents().size(), 1U);
 }

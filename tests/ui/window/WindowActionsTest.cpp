@@ -31,12 +31,7 @@ using namespace Qt::StringLiterals;
 using test::numberedLines;
 using test::TemporaryFile;
 
-class WindowActionsTest : public test::AppFixture {
-protected:
-    static MainWindow* windowOf(MainWindowController* page) {
-        return qobject_cast<MainWindow*>(page->window());
-    }
-};
+class WindowActionsTest : public test::AppFixture {};
 
 TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
     const TemporaryFile file("x\n");
@@ -167,16 +162,12 @@ TEST_F(WindowActionsTest, TheFileInformationTellsWhatTheFileSystemSays) {
     page->showFileInfo();
     auto* popover = page->findChild<FileInfoPopover*>();
     ASSERT_TRUE(popover);
-    const auto says = [&](const QString& text) {
-        const auto labels = popover->findChildren<QLabel*>();
-        return std::any_of(labels.begin(), labels.end(),
-                           [&](const QLabel* label) { return label->text() == text; });
-    };
-    EXPECT_TRUE(says(u"a & b.log"_s));
-    EXPECT_TRUE(says(QString::fromLocal8Bit(file.path())));
-    EXPECT_TRUE(says(u"12"_s));
-    EXPECT_TRUE(says(u"Unicode (UTF-8)"_s));
-    EXPECT_TRUE(until([&] { return says(u"86 bytes (86 bytes)"_s) || says(u"86 B (86 bytes)"_s); }));
+    EXPECT_TRUE(says(popover, u"a & b.log"_s));
+    EXPECT_TRUE(says(popover, QString::fromLocal8Bit(file.path())));
+    EXPECT_TRUE(says(popover, u"12"_s));
+    EXPECT_TRUE(says(popover, u"Unicode (UTF-8)"_s));
+    EXPECT_TRUE(until(
+        [&] { return says(popover, u"86 bytes (86 bytes)"_s) || says(popover, u"86 B (86 bytes)"_s); }));
     popover->findChild<QPushButton*>()->click();
     EXPECT_EQ(QApplication::clipboard()->text(), QString::fromLocal8Bit(file.path()));
     EXPECT_TRUE(until([&] { return !page->findChild<FileInfoPopover*>(); }));
@@ -200,16 +191,10 @@ TEST_F(WindowActionsTest, ThePreferencesShowAndChangeTheSettingsAtOnce) {
         preferences.userDefaults().remove(changed.front());
         EXPECT_EQ(box->isChecked(), before) << "a change from elsewhere is shown";
     }
-    const auto press = [&](const QString& text) {
-        for (auto* button : window.findChildren<QPushButton*>()) {
-            if (QString(button->text()).remove(u'&') == text)
-                button->click();
-        }
-    };
-    press(u"Dark"_s);
+    click(&window, u"Dark"_s);
     EXPECT_LT(preferences.logViewBackground().lightness(), 64);
     EXPECT_GT(preferences.logViewForeground().lightness(), 192);
-    press(u"Restore Defaults"_s);
+    click(&window, u"Restore Defaults"_s);
     EXPECT_EQ(preferences.logViewBackground(), QColor(Qt::white));
     EXPECT_EQ(preferences.logViewForeground(), QColor(1, 1, 1));
 }

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+
+namespace korvane {
+
+/// Names a window, or a part of one, to code without widgets. Never used again for another window. Invalid by
+/// default.
+class WindowId {
+public:
+    WindowId() = default;
+    /// 0 is invalid.
+    explicit WindowId(std::uint64_t number) : number_(number) {}
+
+    bool isValid() const { return number_ != 0; }
+    bool operator==(const WindowId&) const = default;
+
+private:
+    std::uint64_t number_ = 0;
+};
+
+} // namespace korvane

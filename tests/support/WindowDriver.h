@@ -1,0 +1,114 @@
+#pragma once
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTest>
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <type_traits>
+
+namespace korvane::test {
+
+/// What the user sees in a window, found by what stands on it, and what the user does with it. For test
+/// fixtures to derive from.
+class WindowDriver {
+public:
+    static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
+
+    /// Gives it the keyboard, as a desktop does with a new dialog and with the window of one that was closed.
+    static bool isInFront(QWidget* window) {
+        window->activateWindow();
+        return until([window] { return QApplication::activeWindow() == window; });
+    }
+
+    /// The visible window of that class, null without one.
+    template <typename Window>
+    static Window* topLevel() {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            auto* found = qobject_cast<Window*>(widget);
+            if (found && found->isVisible())
+                return found;
+        }
+        return nullptr;
+    }
+
+    /// The text without the marks of its keys.
+    static QString plain(QString text) { return text.remove(u'&'); }
+
+    /// The button or action with that text, or else that accessible name; a failure when there is none.
+    template <typename Kind = QAbstractButton>
+    static Kind* named(const QObject* parent, const QString& name) {
+        for (auto* candidate : parent->findChildren<Kind*>()) {
+            if constexpr (requires { candidate->text(); }) {
+                if (plain(candidate->text()) == name)
+                    return candidate;
+            }
+            if constexpr (std::is_base_of_v<QWidget, Kind>) {
+                if (candidate->accessibleName() == name)
+                    return candidate;
+            }
+        }
+        ADD_FAILURE() << "nothing is named " << name.toStdString();
+        return nullptr;
+    }
+    static QAbstractButton* button(const QWidget* parent, const QString& text) { return named(parent, text); }
+    static void click(const QWidget* parent, const QString& text) {
+        QTest::mouseClick(button(parent, text), Qt::LeftButton);
+    }
+    /// The entry of a menu of the window.
+    static QAction* action(const QWidget* widget, const QString& text) {
+        return named<QAction>(widget->window(), text);
+    }
+    static QStringList actionTexts(const QWidget* widget) {
+        QStringList texts;
+        for (const auto* one : widget->window()->findChildren<QAction*>()) {
+            if (one->isVisible())
+                texts.append(one->text());
+        }
+        return texts;
+    }
+
+    /// The field that a label stands for.
+    template <typename Field = QLineEdit>
+    static Field* field(const QWidget* parent, const QString& labelText) {
+        for (auto* label : parent->findChildren<QLabel*>()) {
+            if (!label->buddy() || plain(label->text()) != labelText)
+                continue;
+            if (auto* buddy = qobject_cast<Field*>(label->buddy()))
+                return buddy;
+            return label->buddy()->findChild<Field*>();
+        }
+        ADD_FAILURE() << "no field " << labelText.toStdString();
+        return nullptr;
+    }
+    static void type(const QWidget* parent, const QString& labelText, const QString& text) {
+        auto* typed = field(parent, labelText);
+        typed->setFocus();
+        typed->selectAll();
+        QTest::keyClick(typed, Qt::Key_Delete);
+        QTest::keyClicks(typed, text);
+    }
+
+    /// The texts of the labels that can be seen while their parent can, with "|" between them.
+    static QString labelsOf(const QWidget* parent) {
+        QStringList texts;
+        for (const auto* label : parent->findChildren<QLabel*>()) {
+            if (label->isVisibleTo(parent))
+                texts.append(label->text());
+        }
+        return texts.join(u'|');
+    }
+    /// Whether a label has that whole text.
+    static bool says(const QWidget* parent, const QString& text) {
+        return labelsOf(parent).split(u'|').contains(text);
+    }
+    static bool saysBeginning(const QWidget* parent, const QString& text) {
+        return (u'|' + labelsOf(parent)).contains(u'|' + text);
+    }
+};
+
+} // namespace korvane::test

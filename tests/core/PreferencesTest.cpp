@@ -183,6 +183,7 @@ TEST_F(PreferencesTest, WrappingIsKeptForEachFileApartFromTheRest) {
     EXPECT_FALSE(preferences_.hasWrapLines(file));
     preferences_.setWrapLines(true, file);
     EXPECT_TRUE(preferences_.isWrapLines(file));
+    EXPECT_TRUE(preferences_.userDefaults().boolForKey(u"keyWrapLines_"_s + file));
     EXPECT_FALSE(preferences_.isWrapLines(sibling));
     EXPECT_FALSE(preferences_.hasWrapLines(sibling));
     EXPECT_FALSE(preferences_.wrapLines());

@@ -65,13 +65,14 @@ struct StartedProgram {
     /// Of the process; becomes readable when that has ended. Not open when the start failed, or when the
     /// system cannot give one.
     Descriptor process = Descriptor();
-    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point start = {};
 };
 
 StartedProgram start(ProgramCall& call) {
     StartedProgram program;
     pid_t pid = 0;
     program.error = spawn(call, pid);
+    program.start = std::chrono::steady_clock::now();
     if (program.error == 0)
         program.process = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
     return program;

@@ -44,7 +44,7 @@ QString addressFault(const QString& address) {
     if (address.isEmpty())
         return HostDetailsDialog::tr("Enter the name or address of the host.");
     if (std::any_of(address.begin(), address.end(), cannotStand))
-        return HostDetailsDialog::tr("“%1” is no name or address of a host.").arg(address);
+        return HostDetailsDialog::tr("“%1” is not a valid host name or address.").arg(address);
     // IPv6 addresses contain at least two colons.
     if (address.count(u':') == 1)
         return HostDetailsDialog::tr("The port has a field of its own.");

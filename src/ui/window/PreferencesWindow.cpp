@@ -154,7 +154,7 @@ QWidget* PreferencesWindow::makeGeneralPage() {
               &Preferences::setStartTailingOnFileOpen);
     addSwitch(layout, tr("Open followed files at their e&nd"), &Preferences::openAtEnd,
               &Preferences::setOpenAtEnd);
-    addSwitch(layout, tr("Scrolling to the &bottom goes on following the end"),
+    addSwitch(layout, tr("Scrolling to the &bottom resumes following the end"),
               &Preferences::autoTailOnScroll, &Preferences::setAutoTailOnScroll);
     addPollingInterval(layout);
     layout.addSpacing(10);

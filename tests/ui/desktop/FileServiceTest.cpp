@@ -273,6 +273,8 @@ TEST_F(SharingTest, AFailureNamesTheProgramAndARemedy) {
             standIns_.add("xdg-email", c.shellLines);
         action(page, u"Share by E-mail…"_s)->trigger();
         ASSERT_TRUE(until([&] { return !alerts_.alerts.empty(); })) << c.shellLines.constData();
+        QCoreApplication::processEvents();
+        EXPECT_EQ(alerts_.alerts.size(), 1U) << c.shellLines.constData();
         const QString text = alerts_.alerts[0].informativeText;
         EXPECT_TRUE(text.contains(u"“xdg-email”"_s) && text.contains(c.remedy)) << qPrintable(text);
     }

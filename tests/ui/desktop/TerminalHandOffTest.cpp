@@ -159,6 +159,18 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
     }
 }
 
+TEST_F(TerminalHandOffTest, ATerminalThatWasUsedIsNotReplacedWhenItsShellFails) {
+    standIns_.add("own", "/bin/sleep 2.2\n: >\"$0.ended\"\nexit 1");
+    standIns_.add("later", "/bin/sleep 0.5\n: >\"$0.ended\"");
+    standIns_.add("xdg-terminal-exec");
+    for (const QByteArray& name : {QByteArray("own"), QByteArray("later")}) {
+        terminal_.set(name);
+        handOffToTerminal(fileUrlFromPath("/tmp/x.log"), alerts_, {});
+        ASSERT_TRUE(until([&] { return QFile::exists(standIns_.path(name + ".ended")); }));
+    }
+    EXPECT_FALSE(standIns_.callOf("xdg-terminal-exec")) << "the next terminal was started";
+}
+
 TEST_F(TerminalHandOffTest, WithoutATerminalTheUserIsToldWhatToDo) {
     Preferences::shared().setOpenLocalTerminalAlert(false);
     standIns_.add("xterm", "exit 1");

@@ -1,4 +1,5 @@
 #include "ui/hosts/HostDetailsDialog.h"
+#include "foundation/Descriptor.h"
 #include "support/StandIns.h"
 #include "ui/hosts/RemoteHostsFixture.h"
 #include "ui/widgets/BusyIndicator.h"
@@ -7,6 +8,7 @@
 #include <QFile>
 #include <QSpinBox>
 
+#include <cerrno>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -39,40 +41,42 @@ protected:
 
 TEST_F(HostDetailsDialogTest, WhatIsMissingOrWrongIsSaidAndCannotBeSaved) {
     const auto& dialog = show();
-    choose(u"Keyboard-interactive"_s);
-    const auto check = [&](const QString& hint, int line) {
-        EXPECT_EQ(isComplete(), hint.isEmpty()) << line;
-        EXPECT_EQ(button(&dialog, u"Test Connection"_s)->isEnabled(), hint.isEmpty()) << line;
-        EXPECT_TRUE(hint.isEmpty() || says(&dialog, hint)) << line << ": " << hint.toStdString();
+    const auto invalid = [](const QString& address) {
+        return u"“%1” is not a valid host name or address."_s.arg(address);
     };
-    check(u"Enter the name or address of the host."_s, __LINE__);
-    const std::initializer_list<std::pair<QString, QString>> addresses{
-        {u"web"_s, u"Enter the user name."_s},
-        {u"::1"_s, u"Enter the user name."_s},
-        {u" [fe80::1%eth0] "_s, u"Enter the user name."_s},
-        {u"web:22"_s, u"The port has a field of its own."_s},
-        {u"a b"_s, u"“a b” is no name or address of a host."_s},
-        {u"ssh://web"_s, u"“ssh://web” is no name or address of a host."_s},
-        {u"me@web"_s, u"“me@web” is no name or address of a host."_s},
-        {u"   "_s, u"Enter the name or address of the host."_s},
+    const QString noHost = u"Enter the name or address of the host."_s;
+    const QString noUser = u"Enter the user name."_s;
+    // One after the other, in the same dialog.
+    const struct {
+        QString field, text, hint;
+    } steps[] = {
+        {u"Authentication:"_s, u"Keyboard-interactive"_s, noHost},
+        {u"Host:"_s, u"web"_s, noUser},
+        {u"Host:"_s, u"::1"_s, noUser},
+        {u"Host:"_s, u" [fe80::1%eth0] "_s, noUser},
+        {u"Host:"_s, u"web:22"_s, u"The port has a field of its own."_s},
+        {u"Host:"_s, u"a b"_s, invalid(u"a b"_s)},
+        {u"Host:"_s, u"ssh://web"_s, invalid(u"ssh://web"_s)},
+        {u"Host:"_s, u"me@web"_s, invalid(u"me@web"_s)},
+        {u"Host:"_s, u"   "_s, noHost},
+        {u"Host:"_s, u"10.0.0.5"_s, noUser},
+        {u"User:"_s, u"admin"_s, {}},
+        {u"Home path:"_s, u"var/log"_s, u"The home path begins with “/”."_s},
+        {u"Home path:"_s, u"/var/log"_s, {}},
+        {u"Authentication:"_s, u"Password"_s, {}},
+        {u"Authentication:"_s, u"Public Key"_s, u"Choose the private key file."_s},
+        {u"Private key:"_s, u"id_rsa"_s, u"“id_rsa” is not the whole path of a file."_s},
+        {u"Private key:"_s, u"/keys/id_rsa"_s, {}},
     };
-    for (const auto& [address, hint] : addresses) {
-        type(&dialog, u"Host:"_s, address);
-        check(hint, __LINE__);
+    for (const auto& [label, text, hint] : steps) {
+        if (label == u"Authentication:")
+            choose(text);
+        else
+            type(&dialog, label, text);
+        EXPECT_EQ(isComplete(), hint.isEmpty()) << text.toStdString();
+        EXPECT_EQ(button(&dialog, u"Test Connection"_s)->isEnabled(), hint.isEmpty()) << text.toStdString();
+        EXPECT_TRUE(hint.isEmpty() || says(&dialog, hint)) << text.toStdString();
     }
-    typeHost();
-    check({}, __LINE__);
-    type(&dialog, u"Home path:"_s, u"var/log"_s);
-    check(u"The home path begins with “/”."_s, __LINE__);
-    type(&dialog, u"Home path:"_s, u"/var/log"_s);
-    choose(u"Password"_s);
-    check({}, __LINE__);
-    choose(u"Public Key"_s);
-    check(u"Choose the private key file."_s, __LINE__);
-    type(&dialog, u"Private key:"_s, u"id_rsa"_s);
-    check(u"“id_rsa” is not the whole path of a file."_s, __LINE__);
-    type(&dialog, u"Private key:"_s, u"/keys/id_rsa"_s);
-    check({}, __LINE__);
     EXPECT_TRUE(hosts().empty());
     // What is left empty is asked for at the login.
     choose(u"Password"_s);
@@ -212,7 +216,7 @@ TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
 
 TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
     // Takes connections and never says a word.
-    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -227,12 +231,27 @@ TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
     choose(u"Keyboard-interactive"_s);
     const auto isBusy = [&] { return dialog_->findChild<BusyIndicator*>()->isVisible(); };
     EXPECT_FALSE(isBusy());
-    click(dialog_.get(), u"Test Connection"_s);
-    EXPECT_TRUE(isBusy());
+    int visitor = -1;
+    const auto startTest = [&] {
+        click(dialog_.get(), u"Test Connection"_s);
+        EXPECT_TRUE(isBusy());
+        ASSERT_TRUE(until([&] { return (visitor = ::accept(listener, nullptr, nullptr)) >= 0; }));
+    };
+    startTest();
+    const Descriptor first(visitor);
     click(dialog_.get(), u"Cancel Test"_s);
     EXPECT_FALSE(isBusy());
-    click(dialog_.get(), u"Test Connection"_s);
-    EXPECT_TRUE(isBusy()) << "the late end of the first test is not that of the second";
+    startTest();
+    const Descriptor second(visitor);
+    char byte = 0;
+    ASSERT_TRUE(until([&] {
+        ssize_t got = 0;
+        while ((got = ::recv(first.number(), &byte, 1, MSG_DONTWAIT)) > 0) {
+        }
+        return got == 0 || errno == ECONNRESET;
+    }));
+    EXPECT_FALSE(QTest::qWaitFor([&] { return !isBusy(); }, 100))
+        << "the late end of the first test is not that of the second";
     QTest::keyClick(dialog_.get(), Qt::Key_Escape);
     ASSERT_TRUE(until([] { return OperationQueue::waitForAllWorkers(std::chrono::milliseconds(1)); }));
     MainThread::shared().runPending();

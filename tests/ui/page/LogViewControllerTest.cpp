@@ -8,7 +8,9 @@
 #include "rules/FilterRule.h"
 #include "rules/FiltersManager.h"
 #include "rules/RuleSwitch.h"
+#include "ui/logtable/FakeDataSource.h"
 #include "ui/page/GotoLineViewController.h"
+#include "ui/page/LineCopier.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -153,6 +155,45 @@ TEST_F(LogViewControllerTest, ALineAskedForOnTheCommandLineIsShownWhenItIsKnown)
     page->logView().goToLineWhenKnown(70000);
     EXPECT_EQ(messages.size(), 1);
     EXPECT_EQ(page->logView().tableView().currentRow(), 59999);
+}
+
+/// A file of any size that holds one short line.
+class SizedDataSource : public test::FakeDataSource {
+public:
+    SizedDataSource() : FakeDataSource(1) {}
+    std::uint64_t byteCount(qint64, qint64) const override { return bytes; }
+    std::optional<QStringList> readLines(qint64, qint64, const std::function<bool()>&) override {
+        return QStringList{u"copied"_s};
+    }
+    std::uint64_t bytes = 0;
+};
+
+TEST_F(LogViewControllerTest, ALargeCopyIsAskedAboutAndATooLargeOneRefused) {
+    const auto source = std::make_shared<SizedDataSource>();
+    QWidget window;
+    LineCopier copier(source, alerts_, window);
+    const struct {
+        std::uint64_t bytes;
+        int answer;
+        std::size_t alerts;
+        QString clipboard;
+    } cases[] = {
+        {LineCopier::largeCopyBytes, 1, 0, u"copied"_s},
+        {LineCopier::largeCopyBytes + 1, 1, 1, u"kept"_s},
+        {LineCopier::largeCopyBytes + 1, 0, 1, u"copied"_s},
+        {10 * LineCopier::largeCopyBytes + 1, 0, 1, u"kept"_s},
+    };
+    for (const auto& c : cases) {
+        alerts_.alerts.clear();
+        alerts_.nextAnswer = c.answer;
+        QApplication::clipboard()->setText(u"kept"_s);
+        source->bytes = c.bytes;
+        copier.copy({{0, 0}}, LineCopier::HiddenLines::Included);
+        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+        MainThread::shared().runPending();
+        EXPECT_EQ(alerts_.alerts.size(), c.alerts) << c.bytes;
+        EXPECT_EQ(QApplication::clipboard()->text(), c.clipboard) << c.bytes << ' ' << c.answer;
+    }
 }
 
 TEST_F(LogViewControllerTest, TheGoToLinePanelTakesOnlyLinesThatExist) {

@@ -76,6 +76,7 @@ TEST(TabStrip, ManyTabsStayReadableAndToldApart) {
             for (int i = 0; i < strip.count(); ++i) {
                 strip.setCurrentIndex(i); // into sight
                 shown.insert(strip.painted(i));
+                EXPECT_TRUE(strip.painted(i).isValidUtf16()) << "cut inside a character";
                 EXPECT_GE(strip.tabRect(i).width(), 12 * letter);
                 EXPECT_LE(strip.tabRect(i).width(), 25 * letter + 60);
             }

@@ -114,11 +114,12 @@ TEST_F(AlertBoxTest, StandsOverItsWindowAndOverTheFrontOneWhenThatIsClosed) {
     const auto ask = [&] { presenter.present(question(), id, {}); };
     EXPECT_NE(id, idOf(window_.get()));
     ask();
-    EXPECT_TRUE(window_->findChild<AlertBox*>());
+    EXPECT_TRUE(window_->findChild<AlertBox*>(QString(), Qt::FindDirectChildrenOnly));
     EXPECT_FALSE(front.findChild<AlertBox*>());
 
     delete page;
     EXPECT_NE(idOf(&front), id) << "the id of a destroyed widget is used again";
+    EXPECT_NE(idOf(&front), idOf(window_.get()));
     window_->hide();
     ask();
     EXPECT_TRUE(front.findChild<AlertBox*>());

@@ -90,15 +90,15 @@ Status FiltersManager::exportRules(const Rules& rules, const QString& path) cons
 
 Result<FiltersManager::Import> FiltersManager::readImport(const QString& path) const {
     Import import;
-    const Result<std::optional<int>> leftOut = readStore(path, [&import](const QByteArray& archive) {
+    const Result<int> leftOut = readStore(path, [&import](const QByteArray& archive) {
         return takeList(unarchiveRules(archive), import.rules);
     });
     if (!leftOut)
         return leftOut.error();
-    if (!leftOut.value())
+    if (leftOut.value() == noStoreFile)
         return Error{ENOENT, QStringLiteral("POSIX"),
                      QCoreApplication::translate("FiltersManager", "“%1” does not exist").arg(path)};
-    import.leftOut = *leftOut.value();
+    import.leftOut = leftOut.value();
     std::ranges::copy_if(import.rules, std::back_inserter(import.newRules), [this](const auto& rule) {
         return std::ranges::none_of(rules_, [values = RuleValues(*rule)](const auto& known) {
             return values.isLike(RuleValues(*known));

@@ -6,30 +6,31 @@
 
 namespace korvane {
 
-Result<std::optional<int>> readStore(const QString& path, const RestoreStore& restore) {
+Result<int> readStore(const QString& path, const RestoreStore& restore) {
     const Result<std::optional<QByteArray>> archive = readStoreFile(path);
     if (!archive)
         return archive.error();
     if (!archive.value())
-        return std::optional<int>();
-    const Result<int> leftOut = restore(*archive.value());
-    if (!leftOut)
-        return Error{leftOut.error().code, leftOut.error().domain,
-                     QCoreApplication::translate("StoreFile", "“%1” cannot be read: %2")
-                         .arg(path, leftOut.error().userText)};
-    return std::optional(leftOut.value());
+        return noStoreFile;
+    Result<int> leftOut = restore(*archive.value());
+    if (leftOut)
+        return leftOut;
+    Error fault = leftOut.error();
+    fault.userText =
+        QCoreApplication::translate("StoreFile", "“%1” cannot be read: %2").arg(path, fault.userText);
+    return fault;
 }
 
 Status ArchivedStore::read() {
-    const Result<std::optional<int>> leftOut =
+    const Result<int> leftOut =
         readStore(path_, [this](const QByteArray& archive) { return restore(archive); });
     if (!leftOut)
         return leftOut.error();
-    hasFile_ = leftOut.value().has_value();
-    keepsOldFile_ = leftOut.value().value_or(0) > 0;
+    hasFile_ = leftOut.value() != noStoreFile;
+    keepsOldFile_ = leftOut.value() > 0;
     if (keepsOldFile_)
         fault_ = QCoreApplication::translate("StoreFile", "Not all can be read, left out: %1, of “%2”")
-                     .arg(QString::number(*leftOut.value()), path_);
+                     .arg(QString::number(leftOut.value()), path_);
     return success();
 }
 

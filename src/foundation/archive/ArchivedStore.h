@@ -7,16 +7,18 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 
 namespace korvane {
 
 /// Takes over the content of a store's file; answers how many of its records were left out.
 using RestoreStore = std::function<Result<int>(const QByteArray& archive)>;
 
-/// Reads a store's file; answers as `restore`, or nothing when there is no file. Fails, naming file and
-/// fault, on a file that does not decode.
-Result<std::optional<int>> readStore(const QString& path, const RestoreStore& restore);
+/// What `readStore` answers when there is no file.
+inline constexpr int noStoreFile = -1;
+
+/// Reads a store's file; answers as `restore`, or `noStoreFile`. Fails, naming file and fault, on a file that
+/// does not decode.
+Result<int> readStore(const QString& path, const RestoreStore& restore);
 
 /// A store that is one file, read at start and saved whole at every change. Main thread.
 class ArchivedStore {

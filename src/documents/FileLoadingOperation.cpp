@@ -34,12 +34,14 @@ public:
     explicit ScanListener(FileLoadingOperation& operation)
         : operation_(operation), logReader_(*operation.logReader_), progress_(operation.progress_.get()),
           announcer_(std::make_shared<ChangedLinesAnnouncer>(operation.dataSource_)),
-          dataSource_(operation.dataSource_), countBefore_(logReader_.lineCount()) {}
+          dataSource_(operation.dataSource_), countBefore_(logReader_.lineCount()),
+          wasUnread_(logReader_.isUnread()) {}
 
     /// Forgets what is known of the file.
     void startAgain() {
         logReader_.startAgain(*this);
         countBefore_ = logReader_.lineCount();
+        wasUnread_ = true;
         announce(countBefore_, 0);
     }
 
@@ -92,7 +94,8 @@ public:
     /// Makes known what the scan as a whole has changed.
     void announceEnd() {
         const qint64 count = logReader_.lineCount();
-        if (changed_.length == 0 && count == announcedCount_ && !isOtherContent_)
+        // The line of an empty file may have been requested before the scan, and is known only now.
+        if (changed_.length == 0 && count == announcedCount_ && !isOtherContent_ && !wasUnread_)
             return;
         // A scan that starts before the last line known then has found another content.
         const bool isRewritten = changed_.length > 0 && changed_.location < countBefore_ - 1;
@@ -140,6 +143,8 @@ private:
     const std::shared_ptr<ChangedLinesAnnouncer> announcer_;
     const std::weak_ptr<TailDataSource> dataSource_;
     qint64 countBefore_;
+    /// No line had been read when the scan began.
+    bool wasUnread_;
     qint64 announcedCount_ = countBefore_;
     bool isOtherContent_ = false; // which has not been announced
     std::optional<Clock::time_point> announcedAt_;

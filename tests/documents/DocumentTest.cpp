@@ -134,6 +134,18 @@ TEST_F(DocumentTest, RowsOfAFileAreThereAfterTheScan) {
     }
 }
 
+TEST_F(DocumentTest, TheLineOfAnEmptyFileIsLoadedThoughItWasRequestedBeforeTheScan) {
+    const TemporaryFile file("");
+    ASSERT_TRUE(document_->readFromUrl(file.url()));
+    document_->dataSource()->loadPage(1, false);
+    document_->startLoading();
+    EXPECT_TRUE(waitForRow(0, QString()));
+    document_->reload();
+    document_->dataSource()->loadPage(1, false);
+    ASSERT_TRUE(waitFor([&] { return !document_->isLoading(); }));
+    EXPECT_TRUE(waitForRow(0, QString()));
+}
+
 TEST_F(DocumentTest, WhatIsNoFileIsRefusedByName) {
     const TemporaryFile neighbour("");
     const QByteArray directory = neighbour.path().left(neighbour.path().lastIndexOf('/'));

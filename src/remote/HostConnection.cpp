@@ -359,6 +359,7 @@ Alert HostConnection::lossAlert(const Error& error) const {
                 files.append(user->fileName);
         }
     }
+    files.sort(Qt::CaseInsensitive); // the order of the logins means nothing to the user
     QString text = QStringLiteral("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")
                        .arg(hostName_, QString::number(port_));
     if (!error.userText.isEmpty())

@@ -8,7 +8,7 @@
 
 namespace korvane {
 
-/// What a document reports to its windows. All are posted on the main thread, none after the document was
+/// Notices from a document to its windows. All are posted on the main thread, none after the document was
 /// closed.
 struct DocumentNotices {
     /// Lines were added or changed.

@@ -8,8 +8,8 @@ namespace korvane {
 class LineMarkLookup {
 public:
     virtual ~LineMarkLookup() = default;
-    /// `lineNum`: zero-based line index. Asked for every row that is painted: the time it takes does not grow
-    /// with the number of marks.
+    /// `lineNum`: zero-based line index. Called for every painted row: the time must not grow with the number
+    /// of marks.
     virtual bool hasLineMark(const QString& urlString, qint64 lineNum) const = 0;
 };
 

@@ -68,7 +68,7 @@ public:
         std::uint64_t endOffset() const { return endOffset_; }
         /// The line terminator: a line starts `size` bytes behind the end of the one before.
         LineEnd lineEnd() const { return index_.lineEnd_; }
-        /// Where a line starts; nothing when the map has no such entry.
+        /// Where a line starts; nullopt when the map has no such entry.
         std::optional<std::uint64_t> start(qint64 line) const;
         /// Where `count` consecutive lines start, as far as the map has them.
         std::vector<std::uint64_t> starts(qint64 line, qint64 count) const;

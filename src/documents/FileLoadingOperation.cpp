@@ -37,7 +37,7 @@ public:
           dataSource_(operation.dataSource_), countBefore_(logReader_.lineCount()),
           wasUnread_(logReader_.isUnread()) {}
 
-    /// Forgets the index.
+    /// Opens the file again and forgets the index.
     void startAgain() {
         logReader_.startAgain(*this);
         countBefore_ = logReader_.lineCount();

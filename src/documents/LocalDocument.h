@@ -50,7 +50,7 @@ public:
 
     bool hasEncodingChoice() const override { return true; }
     EncodingChoice encodingChoice() const override;
-    /// A reader that holds the decoded text reads the file again.
+    /// Reads the file again if the index has another line terminator than the chosen encoding.
     void setEncodingChoice(EncodingChoice choice) override;
     StringEncoding fileEncoding() const override;
 

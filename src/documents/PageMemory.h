@@ -11,9 +11,9 @@ namespace korvane {
 
 class PageStore;
 
-/// Keeps the memory of the rows of all open files under the limit that the user has set: drops pages of
-/// hidden files first, then those farthest from the rows on the screen, which are never dropped. A lowered
-/// limit is applied at once. Any thread.
+/// Keeps the memory of the rows of all open files under the limit that the user has set: drops pages of files
+/// that are not shown first, then those farthest from the rows on the screen, which are never dropped. A
+/// lowered limit is applied at once. Any thread.
 class PageMemory {
 public:
     static PageMemory& shared();

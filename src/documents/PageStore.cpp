@@ -21,7 +21,7 @@ std::size_t bytesOf(const PageContent& content) {
     return bytes;
 }
 
-/// A row at most this many rows after the loaded ones is read by continuing them…
+/// A row less than this many rows after the loaded ones is read by continuing them…
 constexpr qint64 closeRows = 200;
 /// …any other row by a piece that starts this many rows before it.
 constexpr qint64 rowsBefore = 100;

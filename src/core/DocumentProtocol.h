@@ -19,7 +19,7 @@ class DocumentProtocol {
 public:
     virtual ~DocumentProtocol() = default;
 
-    /// Any thread. The file's address; its absolute string tells documents apart.
+    /// Any thread. The file's address; its absolute string identifies the document.
     virtual QUrl fileUrl() const = 0;
     /// The key of the user's settings for this file: the address, unless the document has no lasting one. Any
     /// thread.

@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// Asks whether a line carries the user's mark. Main thread.
+/// Looks up whether a line carries the user's mark. Main thread.
 class LineMarkLookup {
 public:
     virtual ~LineMarkLookup() = default;

@@ -17,7 +17,7 @@ struct Setting {
     /// Smallest and largest value used; absent: unlimited.
     std::optional<std::pair<T, T>> limits = {};
 
-    /// A setting stands for its key where one is compared or passed on.
+    /// Converts to the key, so that a setting can be compared or passed as one.
     operator const QString&() const { return key; }
 };
 

@@ -18,7 +18,7 @@ class FileTextDecoder;
 class LineIndex;
 
 /// One search through the lines of a file, in either direction. Reads blocks of bytes and decodes only lines
-/// that may hold the text; the item itself decides. One thread; the file and its parts must outlive it.
+/// that may contain the text; the item itself decides. One thread; the file and its parts must outlive it.
 class LineSearch {
 public:
     struct File {

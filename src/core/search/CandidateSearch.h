@@ -13,7 +13,7 @@ namespace korvane {
 class SearchItem;
 
 /// Finds every place in the bytes of a file where a searched text may be, without decoding: a line without
-/// such a place does not hold the text. An immutable value; any thread.
+/// such a place does not contain the text. An immutable value; any thread.
 class CandidateSearch {
 public:
     /// Nullopt when the text cannot be located in the bytes of the encoding.

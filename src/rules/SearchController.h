@@ -60,7 +60,7 @@ public:
         Current,  ///< in the direction of the window's searches
         Opposite, ///< one step against it, without changing the direction
     };
-    /// Searches the next line with the text. Does nothing while the same text is being searched; an empty
+    /// Searches for the next line with the text. Does nothing while the same text is being searched; an empty
     /// text ends and clears the search.
     void performSearch(const QString& searchText, Way way = Way::Current);
     /// Cancels the search under way. The position stays.
@@ -112,7 +112,7 @@ private:
     OperationQueue opQueue_{"Search queue", 1};
 };
 
-/// Searches a text, literally and ignoring case, from one row to another, and stops at the first row that
+/// Searches for a text, literally and ignoring case, from one row to another, and stops at the first row that
 /// contains it.
 class SearchController::SearchOperation : public Operation {
 public:

@@ -17,7 +17,7 @@ struct Setting {
     /// Smallest and largest value used; absent: unlimited.
     std::optional<std::pair<T, T>> limits = {};
 
-    /// Converts to the key, so that a setting can be compared or passed as one.
+    /// Converts to the key, so that a setting can be used where a key is expected.
     operator const QString&() const { return key; }
 };
 

@@ -42,7 +42,7 @@ public:
         explicit Matcher(const CompiledSearch& search) : search_(search) {}
         /// Plain texts spend nothing of the budget, nor do lines without the required texts of a pattern.
         MatchOutcome match(const SearchedLine& line, MatchBudget& budget);
-        /// As above, with a budget for this line alone.
+        /// As `match`, with a budget for this line alone.
         std::vector<TextRange> matchRanges(const SearchedLine& line);
 
     private:

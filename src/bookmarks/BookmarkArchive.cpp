@@ -17,19 +17,19 @@ namespace {
 const QString bookmarkEntryClass = modulePrefix + QStringLiteral("BookmarkEntry");
 const QString lineMarkEntryClass = modulePrefix + QStringLiteral("LineMarkEntry");
 
-/// The parts of a mark, which never changes.
+/// The parts of a mark, collected first because a mark is immutable.
 struct MarkParts {
     qint64 lineNum = 0;
     QString line = {};
 };
 
-/// An absent number is that of the first line.
+/// An absent number means the first line.
 Status readLineNum(MarkParts& parts, const KeyedDecoder& decoder, const QString& key) {
     const Result<qint64> lineNum =
         decoder.value(key) ? decoder.decode<qint64>(key) : Result<qint64>(parts.lineNum);
     if (!lineNum)
         return lineNum.error();
-    // No file has such a line, and the last number has no successor.
+    // Negative numbers are invalid, and the maximum has no one-based form.
     if (lineNum.value() < 0 || lineNum.value() == std::numeric_limits<qint64>::max())
         return Error{static_cast<int>(ArchiveFault::wrongKind), QStringLiteral("KeyedArchive"),
                      QCoreApplication::translate("BookmarkArchive", "%1 is no line").arg(lineNum.value())};
@@ -48,7 +48,7 @@ Result<std::shared_ptr<const LineMarkEntry>> decodeLineMark(const KeyedDecoder& 
     return std::make_shared<const LineMarkEntry>(parts.value()->lineNum, parts.value()->line);
 }
 
-/// The parts of a bookmark, whose name and address cannot be set later.
+/// The parts of a bookmark, collected first because its name and address cannot be set later.
 struct BookmarkParts {
     QString name = {};
     QString path = {};
@@ -63,7 +63,7 @@ void writeLines(const BookmarkParts& parts, KeyedEncoder& encoder, const QString
         key, archiver.addSharedArray(parts.lines, [&](const auto& mark) { return archiver.add(mark); }));
 }
 
-/// Empty when the value is no list.
+/// Empty when the value is not a list.
 std::shared_ptr<LineMarkList> lineMarksOf(const ArchivedObject& object) {
     auto lines = std::make_shared<LineMarkList>();
     const auto elements = object.elements();

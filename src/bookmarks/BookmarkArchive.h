@@ -25,7 +25,7 @@ void encode(const LineMarkEntry& mark, KeyedEncoder& encoder);
 QByteArray archiveBookmarks(const std::vector<std::shared_ptr<BookmarkEntry>>& bookmarks);
 
 /// Fails as `unarchiveList`. A bookmark without name, path or URL is left out. Bookmarks that share their
-/// marks in the archive share them afterwards.
+/// marks in the archive share them after decoding.
 Result<UnarchivedList<BookmarkEntry>> unarchiveBookmarks(const QByteArray& archive);
 
 } // namespace korvane

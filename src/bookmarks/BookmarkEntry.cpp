@@ -5,7 +5,8 @@
 namespace korvane {
 namespace {
 
-/// As text; percent-encoded when its bytes are not UTF-8, so that two paths never become the same text.
+/// The path as text; percent-encoded if its bytes are not UTF-8, so that different paths never become the
+/// same text.
 QString pathText(const QUrl& url) {
     const QByteArray bytes = localPath(url);
     return bytes.isValidUtf8() ? QString::fromUtf8(bytes) : url.path(QUrl::FullyEncoded);

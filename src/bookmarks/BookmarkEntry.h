@@ -22,7 +22,7 @@ public:
     inline static const QString KEY_LINES = QStringLiteral("lines");
 
     BookmarkEntry(QString name, const QUrl& url);
-    /// With the parts as an archive holds them.
+    /// From the parts stored in an archive.
     BookmarkEntry(QString name, QString path, QString urlStr);
     BookmarkEntry(const BookmarkEntry&) = delete;
     BookmarkEntry& operator=(const BookmarkEntry&) = delete;
@@ -33,7 +33,7 @@ public:
     const QString& path() const { return path_; }
     /// The URL's absolute string.
     const QString& urlStr() const { return urlStr_; }
-    /// Another system's data for finding the file. Not used here, and written again as it is.
+    /// Another system's data for finding the file. Not used here, and saved unchanged.
     const std::optional<QByteArray>& data() const { return data_; }
     void setData(const QByteArray& value) { data_ = value; }
     /// The file's marks, shared with the store; never null.
@@ -43,7 +43,7 @@ public:
     /// Nullopt when the stored text is not a URL.
     std::optional<QUrl> url() const;
     bool isLocal() const;
-    /// Whether it is a bookmark of the file: both local or both remote, with the same path and server. User
+    /// Whether this is a bookmark of the file: both local or both remote, with the same path and server. User
     /// and port are not compared.
     bool matches(const QUrl& url) const;
 

@@ -6,7 +6,8 @@
 
 namespace korvane {
 
-/// Changes of bookmarks and line marks, posted by the windows that make them, when all is saved. Main thread.
+/// Changes of bookmarks and line marks, posted by the windows that make them, after everything is saved. Main
+/// thread.
 struct BookmarkNotices {
     /// Bookmarks were added or removed.
     Notice<> bookmarksUpdated{"BookmarksUpdatedNotification"};

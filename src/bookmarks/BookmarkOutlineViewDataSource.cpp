@@ -137,7 +137,7 @@ QVariant BookmarkOutlineViewDataSource::data(const QModelIndex& index, int role)
     switch (role) {
     case Qt::DisplayRole:
         return shown->name();
-    case Qt::ToolTipRole: // files of one name are told apart by where they are
+    case Qt::ToolTipRole: // distinguishes files of the same name by their paths
         return shown->isFileEntry() ? shown->representedObject()->path() : QVariant();
     case ImageNameRole:
         return shown->nodeImg();

@@ -26,7 +26,7 @@ public:
         IsFileEntryRole,
     };
 
-    /// Shows the store as it is now; both must outlive the tree.
+    /// Shows the present bookmarks; both stores must outlive the tree.
     BookmarkOutlineViewDataSource(FileBasedBookmarksManager& bookmarks, const RemoteHostsManager& hosts);
     ~BookmarkOutlineViewDataSource() override;
 
@@ -34,16 +34,16 @@ public:
     void addBookmark(const QUrl& url);
     void removeBookmark(const std::shared_ptr<BookmarkEntry>& entry);
     void removeLineMarks(const BookmarkEntry& entry);
-    /// Makes the tree anew from the bookmarks and hosts there are.
+    /// Rebuilds the tree from the present bookmarks and hosts.
     void rebuild();
 
-    /// What to ask before a bookmark is removed; nothing when it goes without asking, because the user wants
-    /// it so or because it leads nowhere. Only the first button removes.
+    /// The question before a bookmark is removed; nullopt when none is needed, because of the setting or
+    /// because its address is invalid. Only the first button removes.
     static std::optional<Alert> removalQuestion(const BookmarkEntry& entry);
 
     /// "Local" and "Remote".
     const BookmarkTreeNode::Nodes& nodes() const { return root_->children(); }
-    /// Null for an index of none.
+    /// Null for an invalid index.
     const BookmarkTreeNode* node(const QModelIndex& index) const;
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
@@ -56,7 +56,7 @@ private:
     /// Where a remote bookmark belongs.
     struct Server {
         QString group;
-        /// Tells servers apart: user, host and port.
+        /// Identifies the server: user, host and port.
         QString key;
         QString name;
     };

@@ -22,7 +22,7 @@ public:
     const QString& nodeImg() const { return nodeImg_; }
     /// Whether it is one of the two categories.
     virtual bool isGroup() const { return false; }
-    /// Whether it stands for one bookmark.
+    /// Whether the node represents one bookmark.
     bool isFileEntry() const { return representedObject_ != nullptr; }
     /// The bookmark, null for all other nodes.
     const std::shared_ptr<BookmarkEntry>& representedObject() const { return representedObject_; }
@@ -31,10 +31,10 @@ public:
     const Nodes& children() const { return children_; }
     /// Null at the top.
     const BookmarkTreeNode* parent() const { return parent_; }
-    /// Its place among its parent's children; 0 at the top.
+    /// Its index among its parent's children; 0 at the top.
     int row() const { return row_; }
 
-    /// Adds it at the end; answers it.
+    /// Adds the child at the end; returns it.
     template <typename Node>
     Node& addChild(std::unique_ptr<Node> child) {
         Node& added = *child;

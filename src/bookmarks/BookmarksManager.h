@@ -9,7 +9,7 @@ namespace korvane {
 
 class UserDefaults;
 
-/// The bookmarks that earlier versions kept in the settings. Read only, to take them over.
+/// The bookmarks that earlier versions kept in the settings. Only read, to migrate them.
 class BookmarksManager {
 public:
     inline static const QString URLS_KEY = QStringLiteral("BookmarkUrlsKey");
@@ -18,7 +18,7 @@ public:
     explicit BookmarksManager(const UserDefaults& defaults);
 
     const QStringList& urlPaths() const { return urlPaths_; }
-    /// Where the file of one of `urlPaths` is now; nullopt if unknown.
+    /// The present address of the file of one of `urlPaths`; nullopt if unknown.
     std::optional<QUrl> url(const QString& urlPath) const;
 
 private:

@@ -106,7 +106,7 @@ void FileBasedBookmarksManager::shareLines(const QString& urlString,
     if (!bookmark)
         return;
     bookmark->setLines(lines);
-    // Otherwise another bookmark of the same file would bring back its own list at the next start.
+    // Otherwise another bookmark of the same file would restore its own list at the next start.
     for (const std::shared_ptr<BookmarkEntry>& entry : bookmarks_) {
         if (entry->urlStr() == urlString)
             entry->setLines(lines);

@@ -29,7 +29,7 @@ public:
     using Bookmarks = std::vector<std::shared_ptr<BookmarkEntry>>;
     using LineMarks = std::unordered_map<QString, std::shared_ptr<LineMarkList>>;
 
-    /// Reads the bookmarks from the directory. Without a file there, those of earlier versions are taken over
+    /// Reads the bookmarks from the directory. Without a file there, those of earlier versions are migrated
     /// from the settings and saved. Fails as `ArchivedStore::loaded`.
     static Result<std::unique_ptr<FileBasedBookmarksManager>> load(const QString& directory,
                                                                    const UserDefaults& defaults);
@@ -43,7 +43,7 @@ public:
     /// The first bookmark of the file, null if there is none.
     std::shared_ptr<BookmarkEntry> bookmarkForUrl(const QUrl& url) const;
 
-    /// Both save. A new bookmark gets the marks that the file has already.
+    /// Both save. A new bookmark gets the marks that its file already has.
     void addBookmark(std::shared_ptr<BookmarkEntry> entry);
     void removeBookmark(const std::shared_ptr<BookmarkEntry>& entry);
     /// Drops the marks of the bookmark's file; the entry keeps its own list. Saves.

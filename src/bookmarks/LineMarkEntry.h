@@ -17,7 +17,7 @@ public:
     /// Limits the text kept of a line, in UTF-16 units.
     static constexpr int longestText = 1024;
 
-    /// Keeps the beginning of a longer line, whole characters.
+    /// Shortens a longer line to its beginning, in whole characters.
     LineMarkEntry(qint64 lineNum, const QString& line) : lineNum_(lineNum), line_(keptText(line)) {}
     /// The part of a line that is kept.
     static QString keptText(const QString& line);

@@ -8,8 +8,7 @@
 
 namespace korvane {
 
-/// The marks of one file, in the order of adding; whether a line is marked is known at once. A line may be
-/// marked more than once. Main thread.
+/// The marks of one file, in the order of adding. A line may be marked more than once. Main thread.
 class LineMarkList {
 public:
     LineMarkEntries::const_iterator begin() const { return entries_.begin(); }
@@ -17,16 +16,16 @@ public:
     std::size_t size() const { return entries_.size(); }
     const LineMarkEntries& entries() const { return entries_; }
 
-    /// `lineNum`: zero-based. Takes the same time however many marks there are.
+    /// `lineNum`: zero-based. Takes constant time.
     bool contains(qint64 lineNum) const { return counts_.find(lineNum) != counts_.end(); }
 
     void add(std::shared_ptr<const LineMarkEntry> entry);
-    /// Takes the first mark of each of these lines out.
+    /// Removes the first mark of each of these lines.
     void removeFirstOf(const std::vector<qint64>& lineNums);
 
 private:
     LineMarkEntries entries_;
-    /// How many marks each marked line has.
+    /// Number of marks of each marked line.
     std::unordered_map<qint64, int> counts_;
 };
 

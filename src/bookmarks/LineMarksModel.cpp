@@ -11,7 +11,8 @@
 namespace korvane {
 namespace {
 
-/// UTF-16 units of a text in a list, which measures all of it however little has room.
+/// Maximum length of a text in a list, in UTF-16 units: the view measures all of it, even if little is
+/// visible.
 constexpr int longestShownText = 300;
 
 /// The beginning of a mark's text on one line.
@@ -72,7 +73,7 @@ void LineMarksModel::show(const LineMarkEntries& wanted) {
         }
         last = first;
     }
-    // Those that stay stand in the same order in both.
+    // Marks that stay have the same order in both lists.
     const auto count = static_cast<int>(wanted.size());
     for (int first = 0; first < count; ++first) {
         int end = first;
@@ -119,7 +120,7 @@ QVariant LineMarksModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
         return index.column() == LineNumberColumn ? QVariant(shown->lineNumForView())
                                                   : QVariant(shownText(*shown, longestShownText));
-    case Qt::ToolTipRole: // as rich text it is wrapped
+    case Qt::ToolTipRole: // rich text is wrapped
         return QStringLiteral("<p style=\"white-space: pre-wrap\">%1</p>")
             .arg(shownText(*shown, LineMarkEntry::longestText).toHtmlEscaped());
     default:

@@ -14,7 +14,7 @@ namespace korvane {
 
 class FileBasedBookmarksManager;
 
-/// The line marks of one file, sorted by line, as many as match a search text. Main thread.
+/// The line marks of one file that match a search text, sorted by line. Main thread.
 class LineMarksModel : public QAbstractTableModel {
 public:
     enum Column { LineNumberColumn, LineColumn, columns };
@@ -22,22 +22,23 @@ public:
     /// `store` must outlive the model.
     explicit LineMarksModel(FileBasedBookmarksManager& store) : store_(store) {}
 
-    /// What to show when the file has no marks.
+    /// The text to show when the file has no marks.
     static QString emptyMessage();
 
-    /// The file by its URL's absolute string; nothing for none.
+    /// The file by its URL's absolute string; nullopt for no file.
     void setFilePath(const std::optional<QString>& urlString);
-    /// Fetches the file's marks from the store again. Marks that stay keep their rows, and with them what a
-    /// view has selected.
+    /// Fetches the file's marks from the store again. Marks that stay keep their rows, so that a view keeps
+    /// its selection.
     void reload();
-    /// Shows only the marks whose description holds the text, in whatever case; all for an empty one.
+    /// Shows only the marks whose description contains the text, ignoring case; all for an empty text.
     void setSearchText(const QString& text);
 
     /// Whether the file has marks, shown or not.
     bool hasMarks() const { return hasMarks_; }
-    /// Null for a row of none.
+    /// Null for an invalid row.
     std::shared_ptr<const LineMarkEntry> mark(int row) const;
-    /// Takes the marks of these rows out of the store and reloads; answers the lines' zero-based indexes.
+    /// Removes the marks of these rows from the store and reloads; returns the zero-based indexes of the
+    /// lines.
     std::vector<qint64> remove(const QList<int>& rows);
 
     int rowCount(const QModelIndex& parent = {}) const override;

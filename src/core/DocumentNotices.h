@@ -8,15 +8,15 @@
 
 namespace korvane {
 
-/// What a document reports to its windows. All are posted on the main thread, none after the document was
+/// Notices from a document to its windows. All are posted on the main thread, none after the document was
 /// closed.
 struct DocumentNotices {
     /// Lines were added or changed.
     Notice<RowsUpdatedNotificationObject> rowsUpdated{"RowsUpdatedNotificationKey"};
     /// A followed file was replaced, deleted, truncated, or is there again.
     Notice<FileStatus> fileStatusChanged{"FileStatusChangedNotification"};
-    /// Loading or reading again has begun or ended: see `Document::loadState`. Behind the last notice of the
-    /// rows that it has read.
+    /// Loading or reading again has begun or ended: see `Document::loadState`. Posted after the last notice
+    /// of the rows that were read.
     Notice<> loadStateChanged{"LoadStateChangedNotification"};
     /// Following the file has begun or ended.
     Notice<> tailingChanged{"TailingChangedNotification"};

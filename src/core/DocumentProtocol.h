@@ -14,16 +14,15 @@ class FileObserverProtocol;
 class LogFileReaderProtocol;
 class TailDataSourceProtocol;
 
-/// What data sources and views use of an open file. Held by shared pointer; main thread unless said
-/// otherwise.
+/// An open file as data sources and views use it. Held by shared pointer; main thread unless said otherwise.
 class DocumentProtocol {
 public:
     virtual ~DocumentProtocol() = default;
 
-    /// Any thread. The file's address; its absolute string tells documents apart.
+    /// Any thread. The file's address; its absolute string identifies the document.
     virtual QUrl fileUrl() const = 0;
-    /// What the user has set for this file alone is kept under this: the address, unless the document has
-    /// none that lasts. Any thread.
+    /// The key of the user's settings for this file: the address, unless the document has no lasting one. Any
+    /// thread.
     virtual QString settingsId() const { return absoluteString(fileUrl()); }
     /// The file's name as shown to the user.
     virtual QString displayName() const = 0;
@@ -34,7 +33,7 @@ public:
     /// Null for a document that cannot be followed.
     virtual std::shared_ptr<FileObserverProtocol> logFileObserver() const = 0;
 
-    /// Any thread; see there on which each is posted.
+    /// Any thread.
     DocumentNotices& notices() { return notices_; }
 
 private:

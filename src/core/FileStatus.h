@@ -2,7 +2,7 @@
 
 namespace korvane {
 
-/// How a followed file stands to its path.
+/// Relation of a followed file to its path.
 enum class FileStatus : unsigned char {
     Present,    ///< the file at the path is the one shown
     Rotated,    ///< another file was found at the path and is shown now, from its first line

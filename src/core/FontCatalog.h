@@ -5,7 +5,7 @@
 
 namespace korvane {
 
-/// Which fonts the machine has. Main thread.
+/// The installed fonts. Main thread.
 class FontCatalog {
 public:
     virtual ~FontCatalog() = default;

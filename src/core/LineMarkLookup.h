@@ -4,12 +4,12 @@
 
 namespace korvane {
 
-/// Asks whether a line carries the user's mark. Main thread.
+/// Looks up whether a line carries the user's mark. Main thread.
 class LineMarkLookup {
 public:
     virtual ~LineMarkLookup() = default;
-    /// `lineNum`: zero-based line index. Asked for every row that is painted: the time it takes does not grow
-    /// with the number of marks.
+    /// `lineNum`: zero-based line index. Called for every painted row: the time must not grow with the number
+    /// of marks.
     virtual bool hasLineMark(const QString& urlString, qint64 lineNum) const = 0;
 };
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr double defaultPointSize = 12.0;
 
-/// As they are stored, in the order of the values.
+/// The stored forms, in the order of the values.
 const QStringList& hostKeyChoices() {
     static const QStringList texts{QStringLiteral("acceptAll"), QStringLiteral("acceptNew"),
                                    QStringLiteral("askForNew")};
@@ -47,7 +47,7 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
     userDefaults_->registerDefaults(defaults);
     for (const auto& cached : colors_)
         refreshCachedColor(cached.first);
-    // Edited by hand, the settings file can hold any number.
+    // A settings file edited by hand can hold any number.
     if (const double interval = pollingInterval(); interval > 0 && interval != value(keyPollingInterval))
         setPollingInterval(value(keyPollingInterval));
 }
@@ -132,13 +132,13 @@ QColor Preferences::color(const Setting<QColor>& setting) const {
 }
 
 void Preferences::refreshCachedColor(const QString& key) {
-    // The stored value is read under the lock: of two changes at once the later one stays.
+    // Read the stored value under the lock, so that the later of two concurrent changes wins.
     const std::lock_guard guard(mutex_);
     const auto cached = colors_.find(key);
     if (cached == colors_.end())
         return;
     const QColor color(QString::fromLatin1(userDefaults_->value(key).toByteArray()));
-    if (color.isValid()) // else the last valid one stays
+    if (color.isValid()) // otherwise keep the last valid one
         cached->second = color;
 }
 

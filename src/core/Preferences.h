@@ -110,8 +110,8 @@ public:
     /// MiB that the rows of all open files may take together, apart from those on the screen.
     int rowMemory() const { return value(keyRowMemory); }
     void setRowMemory(int mebibytes) { set(keyRowMemory, mebibytes); }
-    /// MiB of free disk space that copies of pipes leave, and at least a twentieth of the disk; 0 = they fill
-    /// it.
+    /// MiB of disk space that copies of pipes leave free, at least a twentieth of the disk; 0 = they may fill
+    /// the disk.
     int pipeReserve() const { return value(keyPipeReserve); }
     void setPipeReserve(int mebibytes) { set(keyPipeReserve, mebibytes); }
     /// Whether a file that is followed as soon as it is opened shows its last lines first.
@@ -145,13 +145,13 @@ public:
     void setShowWelcomeWinOnStart(bool value) { set(keyShowWelcomeWinOnStart, value); }
     bool useTabs() const { return value(keyUseTabs); }
     void setUseTabs(bool value) { set(keyUseTabs, value); }
-    /// Whether a start without files opens those of the last time again.
+    /// Whether a start without files reopens those of the last session.
     bool reopenDocuments() const { return value(keyReopenDocuments); }
     void setReopenDocuments(bool value) { set(keyReopenDocuments, value); }
     /// Whether the browser of a server shows files whose names begin with a dot.
     bool showsHiddenRemoteFiles() const { return value(keyShowsHiddenRemoteFiles); }
     void setShowsHiddenRemoteFiles(bool value) { set(keyShowsHiddenRemoteFiles, value); }
-    /// The order of the files there, see RemoteFileOrder::Sorting; 0 is by name.
+    /// The order of the files in the browser, see RemoteFileOrder::Sorting; 0 is by name.
     int remoteFileSorting() const { return value(keyRemoteFileSorting); }
     void setRemoteFileSorting(int value) { set(keyRemoteFileSorting, value); }
 

@@ -6,7 +6,7 @@
 
 namespace korvane {
 
-/// What a data source reports to the tables that show its rows. All are posted on the main thread.
+/// Notices from a data source to the tables that show its rows. All are posted on the main thread.
 struct RowNotices {
     /// The rows of a page have been loaded. Payload: its one-based number.
     Notice<qint64> pageLoaded{"DataSourceLoadedLinesNotification"};

@@ -14,7 +14,7 @@ struct RowsUpdatedNotificationObject {
     std::weak_ptr<DocumentProtocol> doc;
     /// The changed zero-based line indexes, a contiguous range.
     LineRange idx;
-    /// The file was replaced or rewritten: every line may be another one.
+    /// The file was replaced or rewritten: every line may differ.
     bool isOtherContent = false;
 };
 

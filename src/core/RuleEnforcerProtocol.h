@@ -44,9 +44,9 @@ class RuleEnforcerProtocol {
 public:
     virtual ~RuleEnforcerProtocol() = default;
 
-    /// Any thread; the enforcer and its data source must outlive the pass. Once `isCancelled` answers true,
-    /// no further rule is run; it may be empty. Make it before the lines are read: lines of an older file
-    /// generation send no notifications.
+    /// Any thread; the enforcer and its data source must outlive the pass. Once `isCancelled` returns true,
+    /// no further rule is run; it may be empty. Make the pass before the lines are read: lines of an older
+    /// file generation send no notifications.
     virtual std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) = 0;
     /// As above, but sends no notifications. Null while no line can be hidden.
     virtual std::unique_ptr<RulePassProtocol> makeSilentPass(const std::function<bool()>& /*isCancelled*/) {
@@ -57,7 +57,7 @@ public:
     /// In the order of the active rules; changes are reported by `DocumentNotices::slowRulesChanged`. Any
     /// thread.
     virtual std::vector<SlowRule> slowRules() const { return {}; }
-    /// Line numbers mean other lines from now on. Any thread.
+    /// A new file generation: line numbers denote other lines from now on. Any thread.
     virtual void contentForgotten() {}
     /// Paints the matches of a search.
     virtual void highlightSearchMatches(AttributedString& line, const std::vector<TextRange>& ranges) = 0;

@@ -17,7 +17,7 @@ struct RuleMarks {
     bool hideLine = false;
     /// A showing rule has matched. A line with both marks is hidden.
     bool showOnlyLine = false;
-    /// A rule has given the line up: whether it matches is unknown.
+    /// A rule was aborted on this line: whether it matches is unknown.
     bool givenUp = false;
 
     friend bool operator==(const RuleMarks&, const RuleMarks&) = default;

@@ -12,12 +12,12 @@ template <typename T>
 struct Setting {
     /// In the settings file.
     QString key;
-    /// Without a stored value.
+    /// Used without a stored value.
     T defaultValue;
-    /// Smallest and largest value that is used; absent: any.
+    /// Smallest and largest value used; absent: unlimited.
     std::optional<std::pair<T, T>> limits = {};
 
-    /// A setting stands for its key where one is compared or passed on.
+    /// Converts to the key, so that a setting can be used where a key is expected.
     operator const QString&() const { return key; }
 };
 

@@ -45,51 +45,51 @@ public:
     /// Matches of the last search by zero-based line index.
     virtual const std::map<qint64, SearchMatch>& lastSearchResults() const = 0;
     virtual void setLastSearchResults(std::map<qint64, SearchMatch> results) = 0;
-    /// One more; another one of the same line goes.
+    /// Adds a match, replacing one of the same line.
     virtual void addSearchResult(const SearchMatch& match) = 0;
 
     /// The owning document; null once it has been closed. Any thread.
     virtual std::shared_ptr<DocumentProtocol> getDocument() const = 0;
 
-    /// Forgets rows, rules and what is being loaded.
+    /// Drops rows, rules and running loads.
     virtual void reset() = 0;
-    /// Every line read so far disappears from the table; the last line and what follows stay.
+    /// Hides every line read so far from the table, except the last one; later lines are shown.
     virtual void clearView() = 0;
     /// Forgets all rows and search results; the table shows the file from its first line.
     virtual void clearCache() = 0;
-    /// Rows must be decorated anew (font, colours, rules or encoding changed). The old ones show until then;
-    /// `rowStart` and search results stay.
+    /// Rows must be decorated again (font, colours, rules or encoding changed). The old ones are shown until
+    /// then; `rowStart` and search results stay.
     virtual void invalidateRows() = 0;
-    /// Lines from this index on were added or changed: their pages are asked for again when they are needed,
-    /// and show their old text until then. Any thread.
+    /// Lines from this index on were appended or changed: their pages are requested again when needed, and
+    /// show their old text until then. Any thread.
     virtual void linesChanged(qint64 firstLine) = 0;
 
-    /// Lines of the file.
+    /// Number of lines of the file.
     virtual qint64 rowCount() const = 0;
-    /// Rows of the table.
+    /// Number of rows of the table.
     virtual qint64 numberOfRows() const = 0;
 
-    /// The line column's value of a table row. What is not cached is requested, and answered unloaded.
+    /// The line column's value of a table row. A row that is not cached is requested, and returned as not
+    /// loaded.
     virtual RowLine rowLine(qint64 row) = 0;
-    /// As above, without requesting: nothing when the row's text is not there yet.
+    /// As above, without requesting: nullopt when the row is not loaded yet.
     virtual std::optional<RowLine> cachedRowLine(qint64 row) const = 0;
     /// Whether the row's line carries the user's mark.
     virtual bool hasLineMark(qint64 row) const = 0;
 
-    /// What the item finds in the row's line. Reads the line itself: no page is loaded, no rule is run. Any
-    /// thread. A data source that cannot be searched finds nothing.
+    /// The match of the item in the row's line. Reads the line itself: no page is loaded, no rule is run. Any
+    /// thread. A data source that cannot be searched returns nullopt.
     virtual std::optional<SearchMatch> searchRow(qint64 /*row*/, const SearchItem& /*item*/) {
         return std::nullopt;
     }
-    /// What `searchRow` finds first on the way from `firstRow` to `lastRow`, both included, forwards or
-    /// backwards; rows that are not there are passed over. Nothing once `isCancelled` answers true. Any
-    /// thread.
+    /// The first match from `firstRow` to `lastRow`, both included, forwards or backwards; rows that do not
+    /// exist are skipped. Empty once `isCancelled` returns true. Any thread.
     virtual SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
                                         const std::function<bool()>& isCancelled);
 
-    /// The text of `count` lines from the zero-based index `first`, as far as they are there: read anew, no
-    /// page is loaded, no rule is run. Nothing when they cannot be read, or once `isCancelled` answers true.
-    /// Waits for disk or network: a worker's thread.
+    /// The text of `count` lines from the zero-based index `first`, as far as they exist: read from the file,
+    /// no page is loaded, no rule is run. Nullopt when they cannot be read, or once `isCancelled` returns
+    /// true. Waits for disk or network: on a worker.
     virtual std::optional<QStringList> readLines(qint64 /*first*/, qint64 /*count*/,
                                                  const std::function<bool()>& /*isCancelled*/) {
         return std::nullopt;
@@ -100,18 +100,17 @@ public:
                                           const std::function<bool()>& /*isCancelled*/) {
         return {};
     }
-    /// Bytes that lines take in the file, by zero-based index; 0 when not known.
+    /// Bytes that lines take in the file, by zero-based index; 0 if unknown.
     virtual std::uint64_t byteCount(qint64 /*first*/, qint64 /*count*/) const { return 0; }
 
     /// Loads a page of lines, once; at once on this thread when not `async`. Any thread.
     virtual void loadPage(qint64 page, bool async) = 0;
-    /// Gives up page loads that have not started and show no row of [firstRow, lastRow].
+    /// Cancels page loads that have not started and contain no row of [firstRow, lastRow].
     virtual void dropRequestsOutside(qint64 firstRow, qint64 lastRow) = 0;
-    /// Nobody looks at the rows any more, until the next `dropRequestsOutside`: their memory may go to
-    /// others.
+    /// No row is in view until the next `dropRequestsOutside`: their memory may be released first.
     virtual void viewHidden() {}
 
-    /// Rows loaded so far hold bytes that are not valid in the file's encoding, shown as U+FFFD.
+    /// Whether rows loaded so far contain bytes that are invalid in the file's encoding, shown as U+FFFD.
     virtual bool hasInvalidLines() const = 0;
 
     RowNotices& notices() { return notices_; }

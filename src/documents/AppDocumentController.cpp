@@ -81,7 +81,7 @@ std::shared_ptr<Document> AppDocumentController::openDocument(const QUrl& url,
         document->setDisplayName(displayName);
         document->setShown(isLast);
         addDocument(document);
-        // Before the window is made: by the time it is painted the first lines are there.
+        // Before the window is made, so that the first lines are loaded when it is painted.
         document->startLoading();
         windows_.makeWindow(document);
         made_.push_back(document);
@@ -171,7 +171,7 @@ Alert AppDocumentController::alertFor(const std::vector<Failure>& failures) {
         }
         alert.informativeText = reasons.join(QStringLiteral("\n\n"));
     } else if (!first.recoverySuggestion.isEmpty()) {
-        // An error that brings its own remedy is told in its own words.
+        // An error with its own remedy is shown in its own words.
         alert.message = first.userText;
         alert.informativeText = first.recoverySuggestion;
     } else {
@@ -208,7 +208,7 @@ std::shared_ptr<Document> AppDocumentController::documentForUrl(const QUrl& url)
 }
 
 void AppDocumentController::closeDocument(const std::shared_ptr<Document>& document) {
-    // The window going away may ask for the same again.
+    // Keep a copy: closing the window may call this function again.
     const std::shared_ptr<Document> closing = document; // NOLINT(performance-unnecessary-copy-initialization)
     if (std::erase(documents_, closing) == 0)
         return;

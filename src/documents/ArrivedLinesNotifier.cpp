@@ -11,7 +11,7 @@
 namespace korvane {
 namespace {
 
-/// What is read at once, and what the main thread gets to deliver at once.
+/// Limits of one piece, and so of the notifications that the main thread delivers at a time.
 constexpr qint64 linesOfPiece = 2000;
 constexpr std::uint64_t bytesOfPiece = 512 << 10;
 
@@ -21,8 +21,8 @@ qint64 endOf(LineRange lines) {
 
 } // namespace
 
-/// Lets lines pass piece by piece. What has been found is delivered before more is looked for, so that no
-/// more than one piece's finds ever wait for the main thread.
+/// Evaluates pending lines piece by piece. The matches of a piece are delivered before the next piece is
+/// read, so that the main thread never has more than one piece's matches to deliver.
 class ArrivedLinesNotifier::PassOperation : public Operation {
 public:
     explicit PassOperation(std::weak_ptr<ArrivedLinesNotifier> notifier) : notifier_(std::move(notifier)) {}
@@ -34,7 +34,7 @@ protected:
         if (!dataSource)
             return;
         while (!isCancelled()) {
-            // Before the lines are taken: a pass tells nothing of a content that comes later.
+            // Before the lines are taken: an evaluation reports nothing for a later file generation.
             const auto enforcer = notifier->enforcer();
             auto pass = enforcer ? enforcer->makeNotificationPass() : nullptr;
             if (!pass && !notifier->dropWaiting())
@@ -55,12 +55,12 @@ protected:
     }
 
 private:
-    /// False when the lines are not there.
+    /// False when the lines could not be read.
     bool look(const ArrivedLinesNotifier& notifier, const Piece& piece,
               NotificationPassProtocol& pass) const {
         const DisplayLines read =
             notifier.logReader_->readRows(piece.lines.location + 1, piece.lines.length, RowLength::Shown);
-        // A reader asked for lines behind the last one answers with others.
+        // For lines beyond the last one the reader returns others.
         if (!notifier.isThere(piece) || static_cast<qint64>(read.lines.size()) != piece.lines.length)
             return false;
         qint64 line = piece.lines.location;
@@ -90,7 +90,7 @@ bool ArrivedLinesNotifier::anyRuleTells() const {
     return rules && rules->makeNotificationPass() != nullptr;
 }
 
-// ---- What arrives ----
+// ---- Appended lines ----
 
 void ArrivedLinesNotifier::followingBegan() {
     const std::lock_guard guard(mutex_);
@@ -119,14 +119,14 @@ ArrivedLinesNotifier::OpenLine ArrivedLinesNotifier::openLine() const {
 }
 
 void ArrivedLinesNotifier::takeCompleteLines() {
-    // While a scan goes on, the last line may be complete; it is not known to be.
+    // During a scan it is unknown whether the last line is complete.
     const qint64 complete = logReader_->lineCount() - 1;
     if (complete <= seen_)
         return;
     qint64 first = std::exchange(seen_, complete);
     const bool onlyEnded = taken_.line == first &&
                            logReader_->byteCount(first + 1, 1) == taken_.bytes + logReader_->lineEndBytes();
-    // An empty line is there only with its newline.
+    // An empty line exists only with its newline.
     if (onlyEnded && taken_.bytes > 0)
         ++first;
     if (first < complete && anyRuleTells())
@@ -170,7 +170,7 @@ void ArrivedLinesNotifier::fileReadAnew() {
         return;
     seen_ = std::max<qint64>(count - 1, 0);
     taken_ = polled_ = openLine();
-    // Lines that are not there hold up all that come next.
+    // Lines that no longer exist would block all later ones.
     for (LineRange& lines : waiting_)
         lines.length = std::min(lines.length, count - lines.location);
     std::erase_if(waiting_, [](LineRange lines) { return lines.length <= 0; });
@@ -196,7 +196,7 @@ void ArrivedLinesNotifier::close() {
     queue_.cancelAllOperations();
 }
 
-// ---- What passes ----
+// ---- Evaluation ----
 
 void ArrivedLinesNotifier::startPassing() {
     if (waiting_.empty() || closed_ || std::exchange(isUnderWay_, true))
@@ -206,7 +206,7 @@ void ArrivedLinesNotifier::startPassing() {
 
 std::optional<ArrivedLinesNotifier::Piece> ArrivedLinesNotifier::takePiece() {
     const std::lock_guard guard(mutex_);
-    // Lines that are not there are being read anew; the next look at the file begins again.
+    // Lines that are not indexed are being read again; the next poll starts the evaluation.
     if (waiting_.empty() || endOf(waiting_.front()) > logReader_->lineCount()) {
         isUnderWay_ = false;
         return std::nullopt;
@@ -249,7 +249,7 @@ void ArrivedLinesNotifier::giveBack(const Piece& piece) {
     if (piece.content == content_)
         waiting_.push_front(piece.lines);
     else
-        startPassing(); // what has come with the other content
+        startPassing(); // lines of the new file generation
     hasPassed_.notify_all();
 }
 

@@ -16,14 +16,13 @@ namespace korvane {
 class RuleEnforcerProtocol;
 class TailDataSource;
 
-/// Lets every line that arrives while a file is followed pass the rules that tell the user of lines, once and
-/// in order, whether or not anyone looks at it. Lines are read in the background, a small piece at a time and
-/// kept by nobody; only which ones are still to pass is remembered. Without such rules nothing is read, and
-/// what has arrived by the time that one is switched on does not pass.
+/// Evaluates the notification rules for every line that is appended while a file is followed, once and in
+/// order, whether or not the file is shown. Lines are read in the background in small pieces and not kept;
+/// only the ranges of pending lines are stored. Without such rules nothing is read; lines appended before a
+/// rule is switched on are not evaluated.
 ///
-/// A line passes when its newline is there. A last line without one passes as it is when it has stood
-/// unchanged from one look at the file to the next, or when the file is let go of; and again only with
-/// another text.
+/// A line is evaluated when its newline has been read. A last line without newline is evaluated when it is
+/// unchanged between two polls, or when the file is released; and again only after it has changed.
 ///
 /// Held by shared pointer, by the data source. Any thread.
 class ArrivedLinesNotifier : public std::enable_shared_from_this<ArrivedLinesNotifier> {
@@ -31,33 +30,33 @@ public:
     ArrivedLinesNotifier(std::weak_ptr<TailDataSource> dataSource,
                          std::shared_ptr<LogFileReaderProtocol> logReader);
 
-    /// What the reader knows by now was there before.
+    /// Everything indexed so far existed before following began.
     void followingBegan();
     /// The reader may know more lines.
     void linesArrived();
-    /// A look at the file is over.
+    /// A poll of the file has ended.
     void filePolled();
-    /// No line that was known is there any more; all that come next have arrived. What has not passed by now
-    /// never will.
+    /// Starts a new file generation: all lines indexed from now on count as appended. Lines still pending are
+    /// dropped.
     void contentForgotten();
-    /// The reader has read the file anew, which may have fewer lines than before.
+    /// The reader has read the file again, which may have fewer lines than before.
     void fileReadAnew();
-    /// The file is about to be let go of. Returns whether all of its lines have passed, after waiting for
-    /// that no longer than `limit`.
+    /// The file is about to be released. Waits at most `limit`; returns whether all of its lines have been
+    /// evaluated.
     bool letAllPass(std::chrono::milliseconds limit);
-    /// Nothing passes any more. Does not wait.
+    /// Stops evaluating. Does not wait.
     void close();
 
 private:
     class PassOperation;
 
-    /// The last line as it was seen when it had no newline.
+    /// A last line without newline: its number and length.
     struct OpenLine {
         qint64 line = -1;
         std::uint64_t bytes = 0;
         friend bool operator==(const OpenLine&, const OpenLine&) = default;
     };
-    /// Lines that pass together.
+    /// Lines that are evaluated together.
     struct Piece {
         LineRange lines;
         std::uint64_t content = 0;
@@ -76,11 +75,11 @@ private:
     // For the operation.
     std::optional<Piece> takePiece();
     bool isThere(const Piece& piece) const;
-    /// For lines that could not be read now.
+    /// Makes lines that could not be read pending again.
     void giveBack(const Piece& piece);
     enum class Next { Piece, AfterDelivery };
     void pieceHasPassed(Next next);
-    /// For want of rules; false when there is one again.
+    /// Drops pending lines because there are no rules; false when there is one again.
     bool dropWaiting();
     void passOn();
 
@@ -90,12 +89,12 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable hasPassed_;
     // Guarded by mutex_.
-    std::uint64_t content_ = 0;     // counts the contents of the file
-    qint64 seen_ = 0;               // lines before this one were there, or have been taken
-    OpenLine polled_;               // as it was at the last look
+    std::uint64_t content_ = 0;     // number of the file generation
+    qint64 seen_ = 0;               // lines before this one are old, or have been taken
+    OpenLine polled_;               // as it was at the last poll
     OpenLine taken_;                // as it was when it was taken
-    std::deque<LineRange> waiting_; // to pass, ascending and apart
-    bool isPassing_ = false;        // a piece is under way
+    std::deque<LineRange> waiting_; // pending lines, ascending and disjoint
+    bool isPassing_ = false;        // a piece is being evaluated
     bool isUnderWay_ = false;       // an operation is queued, or will be
     bool closed_ = false;
 

@@ -10,17 +10,16 @@ namespace korvane {
 
 class TailDataSource;
 
-/// Makes changed lines known: to the data source at once, to the windows by `DocumentNotices::rowsUpdated`.
-/// However fast changes come, at most one notification waits for the main thread; it covers all of them. Any
-/// thread.
+/// Reports changed lines: to the data source at once, to the windows by `DocumentNotices::rowsUpdated`. At
+/// most one notification is queued for the main thread; it covers all changes since the last one. Any thread.
 class ChangedLinesAnnouncer : public std::enable_shared_from_this<ChangedLinesAnnouncer> {
 public:
     explicit ChangedLinesAnnouncer(std::weak_ptr<TailDataSource> dataSource);
 
     void announce(LineRange changed);
-    /// There are rows where none were, whose page has just been loaded.
+    /// Rows that did not exist before, whose page has just been loaded.
     void announceLoadedRows(LineRange rows);
-    /// The file holds another content: before the notification, the data source forgets all rows.
+    /// A new file generation: before the notification, the data source forgets all rows.
     void announceOtherContent(LineRange changed);
 
 private:
@@ -30,9 +29,9 @@ private:
 
     const std::weak_ptr<TailDataSource> dataSource_;
     std::mutex mutex_;
-    /// Guarded by mutex_. What the waiting notification covers; nothing = none waits.
+    /// Guarded by mutex_. Lines that the queued notification covers; nullopt if none is queued.
     std::optional<LineRange> pending_;
-    /// Guarded by mutex_. For the waiting notification.
+    /// Guarded by mutex_. For the queued notification.
     Content pendingContent_ = Content::Same;
 };
 

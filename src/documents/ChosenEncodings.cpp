@@ -12,7 +12,8 @@ namespace {
 
 const QString encodingsKey = QStringLiteral("chosenEncodings");
 
-/// An entry is the encoding's number, a space and the address. No encoding: UTF-8 with replacements.
+/// An entry is the encoding's number, a space and the address. `encoding::unknown` stands for UTF-8 with
+/// replacements.
 QString entryOf(StringEncoding number, const QString& address) {
     return QString::number(number) + u' ' + address;
 }

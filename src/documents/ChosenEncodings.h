@@ -6,15 +6,15 @@
 
 namespace korvane {
 
-/// The encodings that the user has chosen for local files, kept in the settings for the last `maximum` of
+/// The encodings that the user has chosen for local files, stored in the settings for the `maximum` latest of
 /// these files. Main thread.
 class ChosenEncodings {
 public:
     static constexpr qsizetype maximum = 200;
 
-    /// Automatic for a file without a choice of its own.
+    /// Automatic for a file without a stored choice.
     static EncodingChoice choiceFor(const QUrl& url);
-    /// Automatic forgets what was chosen before.
+    /// Automatic removes the stored choice.
     static void set(const QUrl& url, EncodingChoice choice);
 };
 

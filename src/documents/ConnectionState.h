@@ -2,14 +2,14 @@
 
 namespace korvane {
 
-/// How a document stands to the computer on which its file lies.
+/// State of a document's connection to the host of its file.
 enum class ConnectionState : unsigned char {
-    Local,       ///< there is nothing to connect to
-    Unconnected, ///< not yet, or the first attempt has failed
+    Local,       ///< no connection needed
+    Unconnected, ///< not connected yet, or the first attempt has failed
     Connecting,
     Connected,
     Lost,   ///< it was connected; the rows loaded so far stay
-    Closed, ///< with the document
+    Closed, ///< together with the document
 };
 
 } // namespace korvane

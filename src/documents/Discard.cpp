@@ -8,7 +8,7 @@ namespace korvane {
 void discardInBackground(std::shared_ptr<const void> garbage) {
     if (!garbage)
         return;
-    // Never destroyed: something may be thrown away until the very end.
+    // Never destroyed: objects may be discarded until the process ends.
     static auto* const queue = new OperationQueue("Discard queue", 1);
     queue->run([garbage = std::move(garbage)]() mutable { garbage.reset(); });
 }

@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// Lets go of something big on a worker, because freeing millions of rows or index entries takes a noticeable
+/// Releases a big object on a worker, because freeing millions of rows or index entries takes a noticeable
 /// time. Any thread; returns at once.
 void discardInBackground(std::shared_ptr<const void> garbage);
 

@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// The system log of open files.
+/// The logging category of open files.
 inline const QLoggingCategory& logDocuments() {
     static const QLoggingCategory category("korvane.documents");
     return category;

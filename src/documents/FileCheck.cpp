@@ -7,7 +7,7 @@ namespace korvane {
 
 FileFault checkFile(const QByteArray& path, FileHandle::Identity opened,
                     const LogFileReaderProtocol& logReader) {
-    // Before the look at the file: a file that grows meanwhile must not look too short.
+    // Before `stat`: a file that grows meanwhile must not seem too short.
     const std::uint64_t indexedBytes = logReader.byteCount(1, logReader.lineCount());
     struct stat status {};
     if (::stat(path.constData(), &status) != 0) {

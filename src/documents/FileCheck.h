@@ -7,16 +7,16 @@
 
 namespace korvane {
 
-/// What has become of an open file.
+/// Result of checking an open file.
 enum class FileFault : unsigned char {
     None,
-    Removed,   ///< nothing stands at its path any more
-    Replaced,  ///< another file stands at its path
-    Truncated, ///< it is shorter than what has been indexed of it
+    Removed,   ///< its path no longer exists
+    Replaced,  ///< another file is at its path
+    Truncated, ///< it is shorter than the indexed part
 };
 
-/// Compares what stands at a path with the file that was opened there. May wait for a slow disk or network:
-/// on a worker. `opened`: the file as it was when it was opened; `logReader`: what has been indexed of it.
+/// Compares the file at a path with the one that was opened there. May wait for a slow disk or network: on a
+/// worker. `opened`: identity when it was opened; `logReader`: the reader that has indexed it.
 FileFault checkFile(const QByteArray& path, FileHandle::Identity opened,
                     const LogFileReaderProtocol& logReader);
 

@@ -8,8 +8,8 @@
 
 namespace korvane {
 
-/// What is known of a file besides its lines. Times are UTC: workers leave the local time zone, which the C
-/// library keeps in one place for all threads, to the main thread.
+/// Attributes of a file. Times are UTC: the local time zone is global state of the C library, so only the
+/// main thread converts to it.
 struct FileInformation {
     QString name;
     QDateTime lastAccess;
@@ -17,7 +17,7 @@ struct FileInformation {
     quint64 size = 0;
 };
 
-/// What the file system says of the file; nothing when it does not answer. May wait for a slow disk or
+/// The file's attributes from the file system; nullopt when they cannot be read. May wait for a slow disk or
 /// network: on a worker.
 std::optional<FileInformation> fileInformation(const QByteArray& path);
 

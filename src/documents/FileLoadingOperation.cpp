@@ -17,17 +17,17 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto announceInterval = std::chrono::microseconds(1'000'000 / 30);
-/// So long the scan waits for the first rows to be shown; a document in a tab behind another shows none.
+/// Maximum wait for the first paint; background tabs never paint.
 constexpr auto firstScreenLimit = std::chrono::milliseconds(200);
-/// A scan that others wait for goes on at least this long before it yields.
+/// Minimum time that a scan runs before it yields to waiting ones.
 constexpr auto shortestSlice = std::chrono::milliseconds(20);
-/// Clock and line count are checked once in so many reports of a scan.
+/// Check the clock and line count every N reports of a scan.
 constexpr unsigned stepsPerLook = 16;
 
 } // namespace
 
-/// Listens to one scan: feeds the progress, makes new lines known as they come, and stops the scan when its
-/// operation is cancelled or must yield. Lives on the scanning thread.
+/// Listens to one scan: updates the progress, reports new lines, and stops the scan when its operation is
+/// cancelled or must yield. Lives on the scanning thread.
 class FileLoadingOperation::ScanListener : public LogReaderDelegate {
 public:
     /// `operation` must outlive the scan.
@@ -37,7 +37,7 @@ public:
           dataSource_(operation.dataSource_), countBefore_(logReader_.lineCount()),
           wasUnread_(logReader_.isUnread()) {}
 
-    /// Forgets what is known of the file.
+    /// Opens the file again and forgets the index.
     void startAgain() {
         logReader_.startAgain(*this);
         countBefore_ = logReader_.lineCount();
@@ -45,7 +45,7 @@ public:
         announce(countBefore_, 0);
     }
 
-    /// Scans on. False when it has yielded before the end.
+    /// Continues the scan. False when it has yielded before the end.
     bool scanOn(const std::shared_ptr<ScanListener>& self, const std::function<bool()>& mustYield) {
         mustYield_ = &mustYield;
         sliceStart_ = Clock::now();
@@ -91,13 +91,13 @@ public:
             progress_->readerDidCancel();
     }
 
-    /// Makes known what the scan as a whole has changed.
+    /// Reports the lines that the whole scan has changed.
     void announceEnd() {
         const qint64 count = logReader_.lineCount();
         // The line of an empty file may have been requested before the scan, and is known only now.
         if (changed_.length == 0 && count == announcedCount_ && !isOtherContent_ && !wasUnread_)
             return;
-        // A scan that starts before the last line known then has found another content.
+        // A change before the last line that was known means a new file generation.
         const bool isRewritten = changed_.length > 0 && changed_.location < countBefore_ - 1;
         announce(count, isRewritten ? changed_.location : announcedCount_ - 1);
     }
@@ -146,13 +146,13 @@ private:
     /// No line had been read when the scan began.
     bool wasUnread_;
     qint64 announcedCount_ = countBefore_;
-    bool isOtherContent_ = false; // which has not been announced
+    bool isOtherContent_ = false; // not announced yet
     std::optional<Clock::time_point> announcedAt_;
     unsigned steps_ = 0;
-    /// What all steps together have changed.
+    /// Lines changed by all steps together.
     LineRange changed_;
     bool hasStarted_ = false;
-    /// Of the step under way.
+    /// Of the current step.
     const std::function<bool()>* mustYield_ = nullptr;
     Clock::time_point sliceStart_;
     bool wantsToYield_ = false;
@@ -204,9 +204,9 @@ bool FileLoadingOperation::begin() {
     listener_ = std::make_shared<ScanListener>(*this);
     if (start_ == Start::AtLastScan)
         return true;
-    // Another file may stand at the path by now.
+    // Another file may be at the path.
     listener_->startAgain();
-    // Forgetting the index also forgot a cancel that came just before.
+    // Forgetting the index also resets a cancel that came just before.
     if (isCancelled())
         logReader_->cancel();
     return !isCancelled();
@@ -215,8 +215,8 @@ bool FileLoadingOperation::begin() {
 void FileLoadingOperation::showFirstPage() {
     if (start_ != Start::AtLastScan || !progress_ || !isShown_)
         return;
-    // By the time that a window has been made for the file, its first rows are there; and until they are on
-    // the screen they have the machine for themselves.
+    // The first rows are loaded before the window has been made; the scan pauses until they are on the
+    // screen.
     if (const auto dataSource = dataSource_.lock())
         dataSource->loadPage(pages::pageOfLine(0), true);
     sleepFor(firstScreenLimit);

@@ -11,12 +11,12 @@ namespace korvane {
 class LoadProgressController;
 class TailDataSource;
 
-/// Scans a file for its lines and makes them known while it does. Where it must yield, the scan stops and
-/// goes on with the next step. Keeps the reader, not the data source.
+/// Scans a file for its lines and reports them meanwhile. When it must yield, the scan stops and is continued
+/// by the next step. Keeps the reader alive, not the data source.
 class FileLoadingOperation : public Operation {
 public:
     enum class Start {
-        AtLastScan,  ///< scan what has come since
+        AtLastScan,  ///< scan what has been appended since
         AtFirstByte, ///< forget the index first
     };
 
@@ -26,9 +26,9 @@ public:
                          std::shared_ptr<LoadProgressController> progress, Start start = Start::AtLastScan);
     ~FileLoadingOperation() override;
 
-    /// The first rows are on the screen: the scan, which gave way to them, goes on. Any thread.
+    /// The first rows are on the screen: continues the scan, which paused for them. Any thread.
     void firstScreenShown() { endSleep(); }
-    /// Whether rows of the file are about to be shown, so that the first ones come before all else; true at
+    /// Whether rows of the file are about to be shown, so that the first ones are loaded first; true at
     /// first. Any thread.
     void setShown(bool isShown) { isShown_ = isShown; }
 
@@ -38,7 +38,7 @@ public:
 protected:
     void main() override;
     bool step(const std::function<bool()>& mustYield) override;
-    /// The progress says so.
+    /// Reported through the progress.
     void failed(const std::exception& fault) override;
 
 private:

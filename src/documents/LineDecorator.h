@@ -9,8 +9,8 @@ namespace korvane {
 
 class RulePassProtocol;
 
-/// Gives lines their font, colours and rule marks by the settings and rules at its construction. Its lines
-/// share their common attributes. Made for one page load; used on its thread.
+/// Gives lines their font, colours and rule marks by the settings and rules at its construction. Lines share
+/// their common attributes. Made for one page load; used on its thread.
 class LineDecorator {
 public:
     /// `rules` may be null.

@@ -14,7 +14,7 @@ LoadLinesOperation::LoadLinesOperation(std::weak_ptr<TailDataSource> dataSource,
 
 std::optional<DisplayLines> LoadLinesOperation::readLines() {
     const qint64 first = pages::firstLine(request().page);
-    // A reader asked for lines behind the last one answers with the last one.
+    // For lines beyond the last one the reader returns the last one.
     const auto isThere = [&] { return first < logReader_->lineCount(); };
     const qint64 expected = std::min(pages::size, logReader_->lineCount() - first);
     if (expected <= 0 || logReader_->isUnread())

@@ -12,8 +12,8 @@
 
 namespace korvane {
 
-/// Follows the first scan of a file for whoever shows its progress. The reader reports on the scanning
-/// thread; every getter may be called from any thread at any time.
+/// Progress of a scan, for display. The reader reports on the scanning thread; every getter may be called
+/// from any thread at any time.
 class LoadProgressController : public LogReaderDelegate {
     Q_DECLARE_TR_FUNCTIONS(korvane::LoadProgressController)
 
@@ -23,22 +23,22 @@ public:
     explicit LoadProgressController(QString fileName);
 
     State state() const { return state_.load(std::memory_order_acquire); }
-    /// Bytes to read as known at the start of the scan, and bytes read so far.
+    /// Bytes to read, as known at the start of the scan, and bytes read so far.
     std::uint64_t totalBytes() const { return totalBytes_.load(std::memory_order_relaxed); }
     std::uint64_t readBytes() const { return readBytes_.load(std::memory_order_relaxed); }
-    /// How long the scan has been going on; zero before it starts, unchanged after it ended.
+    /// Duration of the scan; zero before it starts, constant after it has ended.
     std::chrono::milliseconds elapsed() const;
     /// "Loading file [NAME]" while waiting or loading, then "Completed!", "Canceled!" or "Failed!".
     QString statusText() const;
-    /// Why it has failed and what helps; empty when it has not.
+    /// Why it has failed and the remedy; empty when it has not.
     QString fault() const { return state() == State::Failed ? fault_ : QString(); }
 
     void readerDidStart(std::uint64_t fileSize) override;
     void readerDidReadBytes(std::uint64_t count) override;
     void readerDidFinish() override;
-    /// Also called by who asks for the cancel, on any thread. The first end holds.
+    /// Any thread: also called by the code that cancels. Only the first end counts.
     void readerDidCancel() override;
-    /// Something else than the file has ended the scan. Once, on the scanning thread.
+    /// The scan ended by an exception. Called once, on the scanning thread.
     void scanDidFail(const std::exception& fault);
 
 private:

@@ -4,13 +4,13 @@
 
 namespace korvane {
 
-/// How far a document has been read, as its windows know it: it follows the notices of the rows.
+/// How far a document has been read, as its windows know it: it changes after the notices of the rows.
 enum class LoadState : unsigned char {
-    Waiting, ///< not begun, or a connection must be made first
+    Waiting, ///< not started, or a connection must be made first
     Loading,
     Loaded,
-    Cancelled, ///< by the user; what had been read by then stays
-    Failed,    ///< what had been read by then stays
+    Cancelled, ///< by the user; rows read so far stay
+    Failed,    ///< rows read so far stay
 };
 
 inline constexpr StateMachine<LoadState>::Transition loadTransitions[] = {

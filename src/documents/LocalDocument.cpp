@@ -33,7 +33,7 @@ QString textFor(const QUrl& url, const char* text) {
     return QCoreApplication::translate("Document", text).arg(displayPath(url));
 }
 
-/// Why something that is there cannot be shown as a file of lines.
+/// Why an existing file cannot be shown; nullopt for a regular file.
 std::optional<Error> refusalOf(const QUrl& url, mode_t mode) {
     switch (mode & S_IFMT) {
     case S_IFREG:
@@ -114,7 +114,7 @@ Status LocalDocument::readFromUrl(const QUrl& url) {
     struct stat status {};
     const int fault = ::stat(localPath(url).constData(), &status) == 0 ? 0 : errno;
     if (fault == 0) {
-        // Opening a device or a pipe can change it: they are left alone.
+        // Opening a device or a pipe can change its state, so they are not opened.
         if (auto refusal = refusalOf(url, status.st_mode))
             return *std::move(refusal);
         identity_ = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
@@ -138,7 +138,7 @@ std::shared_ptr<LogFileReaderProtocol> LocalDocument::makeReader() {
         return LogReader::create(fileUrl_);
     if (const auto handle = FileHandle::openForReading(fileUrl_)) {
         const std::uint64_t needed = handle.value()->size().value_or(0);
-        // Some of what is free remains for all else.
+        // Leave some free memory for everything else.
         const std::uint64_t most = availableMemory() / 10 * 9;
         if (needed > most) {
             const QLocale locale;
@@ -162,7 +162,7 @@ void LocalDocument::load(FileLoadingOperation::Start start) {
     setLoadState(LoadState::Loading);
     operation->setCompletion([weak = std::weak_ptr(self()), progress = loadProgress_] {
         MainThread::shared().post([weak, progress] {
-            // A load that a reload has taken the place of ends before the file is known.
+            // A load that a reload has replaced may end before the file is known.
             if (const auto self = weak.lock(); self && !self->isClosed() && self->loadProgress_ == progress)
                 self->loadEnded();
         });
@@ -217,7 +217,7 @@ void LocalDocument::firstScreenShown() {
 }
 
 void LocalDocument::loadMore() {
-    // One that waits behind the scan under way will see all that is there by then.
+    // An operation that is already queued will see everything appended until it runs.
     if (!closed_ && loadQueue_->operations().size() < 2)
         loadQueue_->addOperation(std::make_shared<FileLoadingOperation>(logReader_, dataSource_, nullptr));
 }
@@ -280,7 +280,7 @@ void LocalDocument::close() {
         logReader_->cancel();
         logReader_->close();
     }
-    // A big index or cache takes its time to free.
+    // Freeing a big index or cache takes a noticeable time.
     logFileObserver_.reset();
     discardInBackground(std::move(dataSource_));
     discardInBackground(std::move(logReader_));
@@ -289,7 +289,7 @@ void LocalDocument::close() {
 QString LocalDocument::openFault() const {
     if (loadState() == LoadState::Failed)
         return loadProgress_->fault();
-    // Following may have opened it since.
+    // Following may have opened the file since.
     return logReader_ && logReader_->fileIdentity() ? QString() : openFault_;
 }
 

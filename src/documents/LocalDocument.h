@@ -21,9 +21,9 @@ public:
     static bool isMissing(const Error& error);
     ~LocalDocument() override;
 
-    /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when there is no
-    /// such file (reader and data source are made all the same), and with domain "POSIX" and EISDIR or EINVAL
-    /// for what is no regular file. A file that may not be read is no failure: see `openFault`.
+    /// Makes reader and data source. Fails with domain "NSURLErrorDomain" and code -1100 when the file does
+    /// not exist (reader and data source are made nevertheless), and with domain "POSIX" and EISDIR or EINVAL
+    /// if it is not a regular file. A missing read permission is not a failure: see `openFault`.
     Status readFromUrl(const QUrl& url) override;
 
     /// Starts the first scan.
@@ -31,14 +31,14 @@ public:
     void windowMade() override;
     void setShown(bool isShown) override;
     void firstScreenShown() override;
-    /// Asked for during a scan, it follows that scan; asked for again, once.
+    /// Requested during a scan, it runs after that scan; further requests are merged.
     void loadMore() override;
     void cancelLoading() override;
     void startTailingWhenLoaded() override;
     void stopTailing() override;
     void reload() override;
 
-    /// The file is closed when the last worker has let go of it.
+    /// The file is closed when the last worker has released it.
     void close() override;
     bool isClosed() const override { return closed_; }
 
@@ -50,14 +50,14 @@ public:
 
     bool hasEncodingChoice() const override { return true; }
     EncodingChoice encodingChoice() const override;
-    /// A reader that holds the text itself reads the file anew.
+    /// Reads the file again if the index has another line terminator than the chosen encoding.
     void setEncodingChoice(EncodingChoice choice) override;
     StringEncoding fileEncoding() const override;
 
     QString openFault() const override;
     QString readingNote() const override { return readingNote_; }
     void checkFile(std::function<void(FileFault)> report) override;
-    /// What the index knows, or a scan under way: a file on a dead network drive keeps nobody waiting.
+    /// From the index or the scan under way; never waits for a dead network drive.
     std::optional<quint64> knownFileSize() const override;
     void askFileInformation(FileInformationReport report) override;
     std::shared_ptr<const LoadProgressController> loadProgress() const override;

@@ -24,7 +24,7 @@ std::optional<SearchMatch> LogTableDataSource::searchRow(qint64 row, const Searc
 
 SearchOutcome LogTableDataSource::findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
                                                 const std::function<bool()>& isCancelled) {
-    // Lines before the first row are there, but not in the table.
+    // Lines before the first row exist, but are not in the table.
     const qint64 start = rowStart();
     if (firstRow < 0 && lastRow < 0)
         return {};

@@ -14,13 +14,14 @@ struct PageRequest {
     qint64 page = 0;
     /// Unique in its data source; a later request has a greater one.
     std::uint64_t token = 0;
-    /// The data source's generation when the page was asked for.
+    /// The data source's generation when the page was requested.
     std::uint64_t generation = 0;
-    /// The first row that is asked for; more than 0 for a further piece of a page that is too large for one.
+    /// The first row requested; greater than 0 for a further piece of a page that is too large to load at
+    /// once.
     qint64 firstRow = 0;
-    /// The row of the page that somebody looks at; 0 where it is not known.
+    /// The row of the page that is in view; 0 if unknown.
     qint64 wantedRow = 0;
-    /// The request whose rows this one goes on from; 0 for a piece that stands alone.
+    /// Token of the request whose rows this one continues; 0 for a separate piece.
     std::uint64_t continued = 0;
 };
 
@@ -31,20 +32,20 @@ struct PageRow {
     RuleMarks marks{};
 };
 
-/// What a page load came back with.
+/// The result of a page load.
 struct PageContent {
     enum class Kind {
         Lines,
-        Unreadable, ///< the lines are there, but reading them gave nothing
+        Unreadable, ///< the lines exist, but reading them returned nothing
     };
     Kind kind = Kind::Lines;
-    /// The row of the page that is the first one here.
+    /// Row of the page at which `rows` starts.
     qint64 firstRow = 0;
-    /// The rows from there on; may be fewer than a page has.
+    /// May be fewer than a page has.
     std::vector<PageRow> rows;
-    /// The page has more rows behind these, which have not been read for their size.
+    /// The page has more rows after these, which have not been read because of their size.
     bool isPartial = false;
-    /// There are fewer rows than the file had lines for: it has been cut short since they were counted.
+    /// Fewer rows than counted: the file has been truncated since.
     bool isShort = false;
     /// Some rows have U+FFFD for bytes that are not valid in the file's encoding.
     bool hasInvalidLines = false;

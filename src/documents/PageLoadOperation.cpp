@@ -22,7 +22,7 @@ void PageLoadOperation::main() {
     const auto dataSource = dataSource_.lock();
     if (!dataSource)
         return;
-    // Before the lines are read, so that lines of a file that is gone by then are known as such.
+    // Before the lines are read, so that lines of an older file generation are recognised.
     std::optional<LineDecorator> decorator = dataSource->lineDecorator([this] { return isCancelled(); });
     std::optional<DisplayLines> read = readLines();
 
@@ -34,7 +34,7 @@ void PageLoadOperation::main() {
         content->isShort = read->isShort;
         content->isPartial = isPartial();
     }
-    decorator.reset(); // what the rules have found is on its way before the rows show
+    decorator.reset(); // queues the reports of the rules before the rows are shown
     if (content && !isCancelled())
         dataSource->pageStore().store(request_, *std::move(content));
 }

@@ -13,29 +13,29 @@ namespace korvane {
 
 class TailDataSource;
 
-/// Reads one page of lines, decorates them and hands them to the data source. Subclasses know where lines
-/// come from. Keeps the data source only while it runs.
+/// Reads one page of lines, decorates them and passes them to the data source. Subclasses read the lines.
+/// Keeps the data source alive only while it runs.
 class PageLoadOperation : public Operation {
 public:
     PageLoadOperation(std::weak_ptr<TailDataSource> dataSource, const PageRequest& request);
 
     const PageRequest& request() const { return request_; }
 
-    /// Also withdraws the request, so that the page can be asked for again.
+    /// Also withdraws the request, so that the page can be requested again.
     void cancel() override;
 
 protected:
     void main() override;
-    /// The page's lines, without any lock held; nothing when the file has no such page.
+    /// The page's lines; nullopt when the file has no such page. Called without any lock held.
     virtual std::optional<DisplayLines> readLines() = 0;
-    /// Whether there are more behind the lines that were read last, which were left for their size.
+    /// Whether `readLines` left out lines at the end because of their size.
     virtual bool isPartial() const { return false; }
-    /// Shows lines of the page from a row on while the others are on their way. On any worker; also after the
-    /// end, and then it does nothing.
+    /// Shows lines of the page from `firstRow` on while the others are being read. Any worker; does nothing
+    /// after the end of the operation.
     void showSoFar(qint64 firstRow, std::vector<DisplayLine> lines);
 
 private:
-    /// Nothing once cancelled.
+    /// Nullopt once cancelled.
     std::optional<PageContent> decorated(const LineDecorator& decorator, qint64 firstRow,
                                          std::vector<DisplayLine> lines) const;
 

@@ -23,7 +23,7 @@ void PageMemory::add(PageStore& store) {
     const std::lock_guard guard(mutex_);
     if (stores_.empty())
         preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
-            // Finding what may go takes time when it is much.
+            // Finding pages to drop takes time when there are many.
             if (key == Preferences::shared().keyRowMemory)
                 queue_.run([this] { keepBound(); });
         });

@@ -11,37 +11,37 @@ namespace korvane {
 
 class PageStore;
 
-/// Keeps the rows of all open files together under the bound that the user has set: gives up pages of files
-/// that nobody looks at first, then those farthest from the rows on the screen, which always stay. A bound
-/// that is lowered holds at once. Any thread.
+/// Keeps the memory of the rows of all open files under the limit that the user has set: drops pages of files
+/// that are not shown first, then those farthest from the rows on the screen, which are never dropped. A
+/// lowered limit is applied at once. Any thread.
 class PageMemory {
 public:
     static PageMemory& shared();
-    /// Has all threads allocate from one heap: rows are allocated on many workers and freed on others, and
-    /// with a heap of its own for each worker the process would hold a multiple of the bound. To be called
-    /// first in `main`: it has no effect once there is a second thread.
+    /// Makes all threads allocate from one heap: rows are allocated on some workers and freed on others, and
+    /// with one heap per worker the process would hold a multiple of the limit. Call first in `main`: it has
+    /// no effect once there is a second thread.
     static void useOneHeap();
 
     /// A store registers itself for as long as it lives.
     void add(PageStore& store);
     void remove(PageStore& store);
 
-    /// Gives up pages until the rest is within the bound, or only what is looked at is left.
+    /// Drops pages until the rest is within the limit, or only pages in view are left.
     void keepBound();
-    /// What all rows take, in bytes.
+    /// Memory of all rows, in bytes.
     std::size_t bytes();
 
 private:
     PageMemory();
     std::size_t bytesHeld() const;
-    /// False when nothing has to go, or nothing may.
+    /// False when no page has to be dropped, or none may be.
     bool dropOne(std::size_t bound);
 
     OperationQueue queue_;
     std::mutex mutex_;
-    // Guarded by mutex_, which comes before the stores' own locks.
+    // Guarded by mutex_, which is locked before the stores' own locks.
     std::vector<PageStore*> stores_;
-    UserDefaults::Token preferencesToken_; // while there are stores
+    UserDefaults::Token preferencesToken_; // set while there are stores
 };
 
 } // namespace korvane

@@ -11,7 +11,7 @@
 namespace korvane {
 namespace {
 
-/// Without the shared attributes, which take little.
+/// Without the shared attributes, which are small.
 std::size_t bytesOf(const PageContent& content) {
     constexpr std::size_t textHeader = 32;
     std::size_t bytes = content.rows.capacity() * sizeof(PageRow);
@@ -21,11 +21,11 @@ std::size_t bytesOf(const PageContent& content) {
     return bytes;
 }
 
-/// A piece goes on from the rows that are there for a row so close behind them…
+/// A row less than this many rows after the loaded ones is read by continuing them…
 constexpr qint64 closeRows = 200;
-/// …and begins so many before one that is elsewhere.
+/// …any other row by a piece that starts this many rows before it.
 constexpr qint64 rowsBefore = 100;
-/// In bytes: what the pieces of one page may take together.
+/// Maximum size of all pieces of one page together, in bytes.
 constexpr std::size_t mostOfPage = 256 << 20;
 
 qint64 endOf(const PageContent& content) {
@@ -60,7 +60,7 @@ PageStore::Found PageStore::row(qint64 lineIndex) const {
             return found;
         const PageContent& content = cached->second.content;
         const qint64 row = lineIndex - pages::firstLine(page);
-        // What cannot be read shows as empty, not as still loading.
+        // A row that cannot be read is shown as empty, not as still loading.
         if (content.kind != PageContent::Kind::Lines)
             found.row.emplace();
         else if (hasRow(content, row))
@@ -146,7 +146,7 @@ void PageStore::withdraw(const PageRequest& request) {
         if (entry == requests_.end() || entry->second != request.token)
             return;
         const auto cached = pages_.find(request.page);
-        // The pieces that are there stay what they were.
+        // The loaded pieces stay.
         if (cached != pages_.end() && request.firstRow > 0)
             entry->second = cached->second.token;
         else
@@ -173,7 +173,7 @@ void PageStore::store(const PageRequest& request, PageContent content) {
         }
         cached.token = request.token;
         lastStored_ = std::max(lastStored_, request.token);
-        // Rows that were read once stay until the cut is taken notice of, and the cache with it is cleared.
+        // Rows that were read once stay until the truncation is detected, which clears the cache.
         const bool isLess = (content.isShort || isUnreadable) && request.firstRow == 0;
         if (isLess && cached.generation == generation_ && cached.content.rows.size() > content.rows.size())
             return;
@@ -191,7 +191,7 @@ bool PageStore::storeSoFar(const PageRequest& request, PageContent content) {
             asked->second != request.token)
             return false;
         CachedPage& cached = pages_[request.page];
-        // Its token stays another one than that of the request: what is missing is on its way.
+        // Its token differs from that of the request, so missing rows count as requested.
         const bool isMore = cached.content.rows.empty() || (content.firstRow <= cached.content.firstRow &&
                                                             endOf(cached.content) < endOf(content));
         if (cached.token == request.token || !isMore)
@@ -281,7 +281,7 @@ std::optional<PageStore::Spare> PageStore::spare() const {
                 const qint64 outside = std::max(view_->firstPage - page, page - view_->lastPage);
                 spare.distance = static_cast<std::uint64_t>(std::max<qint64>(outside, 0));
             }
-            // What has just come is about to be looked at, unless nobody looks.
+            // Rows just loaded are about to be shown, unless the store is hidden.
             const bool isWanted = !isHidden_ && (spare.distance == 0 || cached.token == lastStored_);
             if (!isWanted && (!best || spare.distance > best->distance))
                 best = spare;

@@ -12,11 +12,11 @@
 
 namespace korvane {
 
-/// The pages of rows that one data source has asked for and loaded, under the bound that `PageMemory` sets
-/// for all of them together. Any thread.
+/// The pages of rows that one data source has requested and loaded, under the limit that `PageMemory` sets
+/// for all data sources together. Any thread.
 ///
-/// A page whose request has been forgotten is asked for anew when it is looked at, and shows its old rows
-/// until the new ones are there.
+/// A page whose request has been forgotten is requested again when it is shown, and keeps its old rows until
+/// the new ones are loaded.
 class PageStore {
 public:
     PageStore();
@@ -25,59 +25,58 @@ public:
     PageStore& operator=(const PageStore&) = delete;
 
     struct Found {
-        /// Nothing when the row is not there; an empty one when its page cannot be read.
+        /// Nullopt when the row is not loaded; an empty row when its page cannot be read.
         std::optional<PageRow> row;
-        /// False, too, for a row that the page's pieces read so far do not have.
+        /// False also for a row that the pieces read so far do not contain.
         bool isRequested = false;
     };
     Found row(qint64 lineIndex) const;
-    /// The whole texts of a page's lines; nothing while they are not there or have to be asked for again.
+    /// The whole texts of a page's lines; nullopt while they are not loaded or must be requested again.
     std::optional<QStringList> texts(qint64 page) const;
-    /// Which of a page's rows the rules hide; nothing while the rows are not there or have to be asked for
+    /// Which of a page's rows the rules hide; nullopt while the rows are not loaded or must be requested
     /// again.
     std::optional<std::vector<bool>> hiddenRows(qint64 page) const;
     /// Some rows have U+FFFD for bytes that are not valid.
     bool hasInvalidLines() const;
 
-    /// Marks the page as asked for; nothing when it was so already. Of a page that has been read in part, a
-    /// row that is not there claims the piece with it.
+    /// Marks the page as requested; nullopt when it was already. For a page that has been read in part,
+    /// requests the piece that contains `row`.
     std::optional<PageRequest> claim(qint64 page, std::optional<qint64> row = std::nullopt);
-    /// Makes the page one that has not been asked for, unless it has been asked for again since.
+    /// Marks the page as not requested, unless it has been requested again since.
     void withdraw(const PageRequest& request);
-    /// Keeps the rows, unless the generation has gone on or fresher rows are there.
+    /// Stores the rows, unless the generation has changed or newer rows are stored.
     void store(const PageRequest& request, PageContent content);
-    /// Keeps rows of a page that is still being read, where they are all that there are so far, and more; the
-    /// others stay asked for. Whether it did.
+    /// Stores rows of a page that is still being read, if they include all rows stored so far and more; the
+    /// others stay requested. Returns whether it did.
     bool storeSoFar(const PageRequest& request, PageContent content);
 
-    /// Lines that are complete stay as they are: what comes behind the rows of a page is read as a further
-    /// piece of it. Before the first request.
+    /// Complete lines never change: lines after the rows of a page are read as a further piece of it. Call
+    /// before the first request.
     void setGrowsByPieces() { growsByPieces_ = true; }
-    /// Lines from this index on were added or have changed: their pages have to be asked for again, and their
+    /// Lines from this index on were appended or have changed: their pages must be requested again; their
     /// rows stay.
     void forgetRequestsFrom(qint64 line);
-    /// A new generation: all pages have to be asked for again; their rows stay.
+    /// Starts a new generation: all pages must be requested again; their rows stay.
     void invalidate();
-    /// A new generation without rows.
+    /// Starts a new generation without rows.
     void clear();
 
-    /// The pages that are looked at. They stay whatever memory they take; of the others, the farthest go
-    /// first.
+    /// The pages in view. They are never dropped; of the others, the farthest are dropped first.
     void setView(qint64 firstPage, qint64 lastPage);
-    /// Nobody looks: these pages go before those of stores that are looked at.
+    /// No page is in view: these pages are dropped before those of visible stores.
     void setHidden();
 
-    /// A page that may go, and how little it would be missed.
+    /// A page that may be dropped, and how far it is from the view.
     struct Spare {
         qint64 page = 0;
         bool isHidden = false;
-        /// In pages from the view; where there is no view, in pages loaded since.
+        /// In pages from the view; without a view, the number of pages loaded since.
         std::uint64_t distance = 0;
     };
-    /// The one that would be missed least.
+    /// The page to drop first.
     std::optional<Spare> spare() const;
     void drop(qint64 page);
-    /// What the rows take, in bytes.
+    /// Memory of the rows, in bytes.
     std::size_t bytes() const;
 
 private:
@@ -94,11 +93,11 @@ private:
     };
 
     void startGeneration();
-    /// With the lock held. What was there before.
+    /// Called with the lock held. Returns the previous content.
     PageContent replace(qint64 page, CachedPage& cached, PageContent content, std::size_t bytes);
-    /// Adds the rows of a piece to those of the page, of which the first go when they become too many.
+    /// Adds the rows of a piece to those of the page, dropping the first ones when they become too many.
     static void append(PageContent& page, PageContent piece);
-    /// Null while they are not there or have to be asked for again. Called with the lock held.
+    /// Null while they are not loaded or must be requested again. Called with the lock held.
     const std::vector<PageRow>* freshRows(qint64 page) const;
 
     bool growsByPieces_ = false;
@@ -106,9 +105,9 @@ private:
     // Guarded by lock_.
     std::uint64_t generation_ = 0;
     std::uint64_t lastToken_ = 0;
-    /// The token of the request that brought rows last.
+    /// The greatest token of a request whose rows have been stored.
     std::uint64_t lastStored_ = 0;
-    /// Pages asked for or loaded, with the token of the request.
+    /// Pages requested or loaded, with the token of the request.
     std::unordered_map<qint64, std::uint64_t> requests_;
     CachedPages pages_;
     std::unordered_set<qint64> invalidPages_;

@@ -41,13 +41,13 @@ QString systemText(int code) {
     return QString::fromLocal8Bit(std::strerror(code));
 }
 
-/// Looked at whenever so much has been written, and as often while it pauses.
+/// Intervals of the check for free space: in bytes while copying, in time while paused.
 constexpr std::uint64_t bytesBetweenLooks = 16 << 20;
 constexpr std::chrono::milliseconds timeBetweenLooks{2000};
-/// So much of a file system stays free.
+/// The divisor of a file system's size that stays free (one twentieth).
 constexpr std::uint64_t sharesOfDisk = 20;
 
-/// Nothing when enough of the file system stays free; else how much is free.
+/// The free bytes if fewer are free than must stay so, else nullopt.
 std::optional<std::uint64_t> littleSpaceLeft(int file) {
     struct statvfs status {};
     if (Preferences::shared().pipeReserve() == 0 || ::fstatvfs(file, &status) != 0)
@@ -61,13 +61,13 @@ std::optional<std::uint64_t> littleSpaceLeft(int file) {
 
 } // namespace
 
-/// What the worker tells the owner.
+/// State that the worker reports to the owner.
 struct PipeCopier::Progress {
     std::atomic<State> state{State::Copying};
     std::atomic<std::uint64_t> bytesCopied{0};
-    /// Whether a notice is on its way to the main thread.
+    /// Whether a notice is queued for the main thread.
     std::atomic<bool> noticePending{false};
-    /// The user wants to go on although little room is left.
+    /// The user wants to continue although little space is left.
     std::atomic<bool> ignoresSpace{false};
     std::atomic<std::uint64_t> bytesLeft{0};
     /// For notices. Main thread only.
@@ -81,7 +81,7 @@ struct PipeCopier::Progress {
         if (progress->noticePending.exchange(true))
             return;
         MainThread::shared().post([progress] {
-            // First, so that whatever changes from here on sends another notice.
+            // First, so that every later change sends another notice.
             progress->noticePending.store(false);
             if (const auto copier = progress->owner.lock(); copier && copier->onChange_)
                 copier->onChange_();
@@ -106,8 +106,8 @@ struct PipeCopier::Progress {
     }
 };
 
-/// Copies until the pipe's end. The pipe is let go of with the object, so that its writer learns that nobody
-/// reads.
+/// Copies until the pipe's end. The pipe is closed with the object, so that its writer notices that there is
+/// no reader.
 class PipeCopier::Copy : public Operation {
 public:
     using State = PipeCopier::State;
@@ -128,7 +128,7 @@ public:
         Operation::cancel();
         wake();
     }
-    /// Looks again at once whether to go on.
+    /// Makes the worker check at once for a cancel or a resume.
     void wake() const {
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(wake_.number(), &one, sizeof one);
@@ -144,7 +144,7 @@ private:
     bool openSource() {
         if (source_.isOpen())
             return true;
-        // Not blocking: there may be no writer yet. Polling tells when one has come, and whether it has gone.
+        // Non-blocking: there may be no writer yet. `poll` reports when one has opened or closed the pipe.
         source_ = Descriptor(::open(sourcePath_.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
         if (!source_.isOpen())
             failReading(errno);
@@ -165,7 +165,7 @@ private:
         }
     }
 
-    /// Waits until there is room for more, or the user wants to go on without; false when cancelled.
+    /// Waits until there is enough space, or the user wants to continue without; false when cancelled.
     bool waitForSpace() {
         if (progress_->bytesCopied < nextLook_ || progress_->ignoresSpace)
             return true;
@@ -192,7 +192,7 @@ private:
         [[maybe_unused]] const auto taken = ::read(wake_.number(), &count, sizeof count);
     }
 
-    /// Waits until something can be read, and tells meanwhile what has been copied; false when cancelled.
+    /// Waits until bytes can be read, and reports the progress meanwhile; false when cancelled.
     bool waitForBytes() {
         for (;;) {
             const auto sinceNotice = Clock::now() - lastNotice_;
@@ -214,8 +214,8 @@ private:
     }
 
     ssize_t readSome(std::vector<char>& buffer) {
-        // The descriptor's own mode is left alone, it is shared with other programs. For a socket that others
-        // read, too, there is a way not to be caught waiting.
+        // O_NONBLOCK is not set: the mode is shared with other programs. A socket that others also read is
+        // read with MSG_DONTWAIT, so that it cannot block.
         const ssize_t got = ::recv(source_.number(), buffer.data(), buffer.size(), MSG_DONTWAIT);
         return got < 0 && errno == ENOTSOCK ? ::read(source_.number(), buffer.data(), buffer.size()) : got;
     }
@@ -252,7 +252,7 @@ private:
     const QByteArray sourcePath_;
     const Descriptor target_;
     const QString targetDirectory_;
-    /// Readable once something has changed.
+    /// An eventfd, readable once something has changed.
     const Descriptor wake_;
     std::uint64_t nextLook_ = 0;
     bool changed_ = false;
@@ -279,7 +279,7 @@ bool PipeCopier::mustCopy(const QByteArray& path) {
         return true;
     const int inherited = descriptorNamed(path);
     if (S_ISSOCK(status.st_mode))
-        return inherited >= 0; // a socket in the file system is no stream of bytes to read
+        return inherited >= 0; // a named socket cannot be read as a stream of bytes
     if (!S_ISCHR(status.st_mode))
         return false;
     if (inherited >= 0)
@@ -332,7 +332,7 @@ Result<std::shared_ptr<PipeCopier>> PipeCopier::start(int ownedDescriptor, const
                         "environment variable TMPDIR, and start again.")
                          .arg(QString::fromUtf8(directory), systemText(code))};
     };
-    Descriptor copy(::mkostemp(place.data(), O_CLOEXEC)); // for its owner only
+    Descriptor copy(::mkostemp(place.data(), O_CLOEXEC)); // readable for its owner only
     if (!copy.isOpen())
         return noCopy(errno);
     ::unlink(place.constData());

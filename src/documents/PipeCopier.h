@@ -15,70 +15,72 @@ namespace korvane {
 
 class OperationQueue;
 
-/// Makes an ordinary file of what comes in by a pipe (standard input, a named pipe, a process substitution, a
-/// terminal), so that it can be shown and searched like any other while it still grows.
+/// Copies a pipe (standard input, a named pipe, a process substitution, a terminal) to an ordinary file, so
+/// that it can be shown and searched like any other while it still grows.
 ///
-/// Main thread; the copying goes on in the background. The file has no name in the file system: it goes with
-/// the object, and with the program however that ends.
+/// Main thread; the copying runs in the background. The file has no name in the file system: it is deleted
+/// with the object, and when the process ends in any way.
 class PipeCopier {
     Q_DECLARE_TR_FUNCTIONS(korvane::PipeCopier)
 
 public:
     enum class State {
         Copying,
-        Paused, ///< too little room is left where the copy lies
+        Paused, ///< too little space is left for the copy
         Ended,
         Failed,
     };
 
-    /// Whether what a path leads to can only be read once, from its start, so that it has to be copied.
+    /// Whether the path leads to something that can be read only once, from its start, so that it must be
+    /// copied.
     static bool mustCopy(const QByteArray& path);
 
-    /// The number of a descriptor of this very process that a path names, or -1. Such a path cannot always be
-    /// opened (a socket's never), and opening it forgets that a writer has been there; the descriptor itself
-    /// knows.
+    /// The number of the descriptor of this process that a path names, or -1. Such a path cannot always be
+    /// opened (a socket's never), and opening it loses the information that there has been a writer; the
+    /// descriptor keeps it.
     static int descriptorNamed(const QByteArray& path);
 
-    /// Whether a path leads to a file that the kernel makes up as it is read: it has no size, and shows
-    /// something else at every read.
+    /// Whether the path leads to a file that the kernel generates as it is read: it has no size, and its
+    /// content differs between reads.
     static bool isMadeUp(const QByteArray& path);
 
-    /// Starts to copy what can be read from `descriptor`, which stays the caller's and may be closed at once.
-    /// `directory`: where to put the copy; empty = the system's temporary directory. Fails when it cannot be
-    /// made.
+    /// Starts to copy from `descriptor`, which stays owned by the caller and may be closed at once.
+    /// `directory`: where to put the copy; empty = the system's temporary directory. Fails when the copy
+    /// cannot be created.
     static Result<std::shared_ptr<PipeCopier>> start(int descriptor, const QByteArray& directory = {});
-    /// The same for a path. It is opened in the background: a named pipe's writer may come at any time later.
+    /// The same for a path. It is opened in the background: a named pipe's writer may open it at any later
+    /// time.
     static Result<std::shared_ptr<PipeCopier>> start(const QByteArray& path,
                                                      const QByteArray& directory = {});
-    /// The same for a descriptor that the program has inherited, which is given up: when the copying ends,
-    /// the writer learns that nobody reads.
+    /// The same for an inherited descriptor, which is redirected to /dev/null, so that the writer gets EPIPE
+    /// when the copying ends.
     static Result<std::shared_ptr<PipeCopier>> takeOver(int inherited, const QByteArray& directory = {});
 
     ~PipeCopier();
     PipeCopier(const PipeCopier&) = delete;
     PipeCopier& operator=(const PipeCopier&) = delete;
 
-    /// Leads to the copy from within this process, for as long as this object lives.
+    /// Address of the copy, valid inside this process while this object lives.
     QUrl fileUrl() const;
     State state() const;
-    /// Why it failed and what can be done about it. Empty in the other states.
+    /// Why it failed and the remedy. Empty in the other states.
     QString failure() const;
-    /// How much is in the file. What was copied before a failure stays.
+    /// Size of the copy in bytes. Bytes copied before a failure stay.
     std::uint64_t bytesCopied() const;
 
-    /// Called on the main thread when bytes have come in, at most ten times a second, and once more at the
-    /// end.
+    /// Called on the main thread when bytes have been copied, at most ten times a second, and once more at
+    /// the end.
     void setOnChange(std::function<void()> onChange) { onChange_ = std::move(onChange); }
 
     /// Why it pauses; empty in the other states.
     QString pauseReason() const;
-    /// Goes on although little room is left, until there is none.
+    /// Resumes although little space is left, until there is none.
     void goOn();
-    /// Ends the copying where it is, without waiting for it; it counts as ended.
+    /// Stops the copying without waiting; the state becomes `Ended`.
     void stop();
     /// Whether the input can be read from its start another time.
     bool canCopyAgain() const;
-    /// Copies the input again from its start, once the copying before has ended. Precondition:
+    /// Copies the input again from its start, once the previous copying has ended. Precondition:
     /// `canCopyAgain`.
     void copyAgain();
 
@@ -97,7 +99,7 @@ private:
     const QByteArray sourcePath_;
     const QByteArray directory_;
     const std::unique_ptr<OperationQueue> queue_;
-    /// Owned by the queue: the pipe is closed as soon as the copying ends.
+    /// Owned by the queue, so that the pipe is closed as soon as the copying ends.
     std::weak_ptr<Copy> operation_;
     std::function<void()> onChange_;
 };

@@ -14,7 +14,7 @@ QStringList RecentFiles::urls() {
 void RecentFiles::add(const QList<QUrl>& added) {
     const QStringList before = urls();
     QStringList known = before;
-    // Of many only the last ones stay.
+    // Only the last `maximum` would stay.
     for (const QUrl& url : added.last(std::min(added.size(), maximum))) {
         const QString address = absoluteString(url);
         known.removeAll(address);

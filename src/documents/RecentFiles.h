@@ -5,8 +5,8 @@
 
 namespace korvane {
 
-/// The addresses of the local files opened last, the newest first; at most `maximum`. Kept in the settings,
-/// whose change notice for `key` tells of every change. Main thread.
+/// The addresses of the most recently opened local files, the newest first; at most `maximum`. Stored in the
+/// settings, whose change notice for `key` reports every change. Main thread.
 class RecentFiles {
 public:
     static constexpr qsizetype maximum = 10;
@@ -14,7 +14,7 @@ public:
 
     /// Absolute addresses.
     static QStringList urls();
-    /// One that is there already moves to the front.
+    /// An address that is already listed moves to the front.
     static void add(const QUrl& url) { add(QList<QUrl>{url}); }
     /// The last one becomes the newest.
     static void add(const QList<QUrl>& added);

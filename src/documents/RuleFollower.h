@@ -12,11 +12,11 @@ namespace korvane {
 class DocumentProtocol;
 class RuleEnforcer;
 
-/// Keeps the active rules of one document as the stores say: those that are switched on for it and still
-/// exist, in the order of switching on. Without stores (tools, tests) there are none. Main thread.
+/// Keeps the active rules of one document in step with the stores: those that are switched on for it and
+/// still exist, in the order of switching on. Without stores (tools, tests) no rule is active. Main thread.
 class RuleFollower {
 public:
-    /// Sets the rules at once. `rulesChanged` is called after every later change.
+    /// Sets the rules at once; calls `rulesChanged` after every later change.
     RuleFollower(std::shared_ptr<RuleEnforcer> enforcer, const DocumentProtocol& document,
                  std::function<void()> rulesChanged);
 

@@ -20,10 +20,10 @@
 namespace korvane {
 namespace {
 
-/// So long whoever follows a file is held up by lines of it that have not passed.
+/// Maximum time a follower is blocked waiting for pending lines to be evaluated.
 constexpr auto longestPassingWait = std::chrono::milliseconds(50);
 
-/// The file may have changed since the search: only what still lies inside the text can be painted.
+/// The file may have changed since the search: only ranges inside the text can be painted.
 std::vector<TextRange> clippedTo(int length, const std::vector<TextRange>& ranges) {
     std::vector<TextRange> inside;
     for (const TextRange& range : ranges) {
@@ -168,7 +168,7 @@ void TailDataSource::filePolled() {
 void TailDataSource::contentForgotten() {
     if (const auto arrived = arrivedLines())
         arrived->contentForgotten();
-    // Last: a line of the old content that is being looked at may still be told of.
+    // Last: a line of the old generation that is being evaluated may still be reported.
     if (const auto enforcer = ruleEnforcer())
         enforcer->contentForgotten();
 }
@@ -237,7 +237,7 @@ std::vector<bool> TailDataSource::hiddenLines(qint64 first, const QStringList& t
         const qint64 page = pages::pageOfLine(first);
         if (std::exchange(shownPage, page) != page)
             shown = pages_.hiddenRows(page);
-        // What is on the screen decides: a slow rule may have got further there.
+        // The result on the screen is used: there a slow rule may have had a larger budget left.
         const auto offset = static_cast<std::size_t>(first - pages::firstLine(page));
         if (shown && offset < shown->size()) {
             hidden.push_back((*shown)[offset]);
@@ -265,8 +265,7 @@ void TailDataSource::request(std::optional<PageRequest> request, bool async) {
         operation->runBody();
         return;
     }
-    cancelWaitingLoads(
-        [page](qint64 other) { return other == page; }); // it would only do the same work twice
+    cancelWaitingLoads([page](qint64 other) { return other == page; }); // they would do the same work twice
     operation->then(weak_from_this(), [this, page] { tellOfPage(page); });
     queue_.addOperation(operation);
 }

@@ -20,12 +20,11 @@ class PageLoadOperation;
 class QuickHighlightFilterRule;
 class RuleFollower;
 
-/// What local and remote data sources share: pages of decorated rows, asked for when they are first looked
-/// at.
+/// Base of local and remote data sources: pages of decorated rows, requested when they are first shown.
 ///
 /// A look-up never waits: loads read and decorate without the lock and take it once to store a page. Rows
-/// stay until the cache is cleared. A page whose lines changed keeps showing its old rows until the new ones
-/// are there.
+/// stay until the cache is cleared. A page whose lines changed keeps its old rows until the new ones are
+/// loaded.
 class TailDataSource : public TailDataSourceProtocol,
                        public FollowedDataSource,
                        public std::enable_shared_from_this<TailDataSource> {
@@ -77,10 +76,10 @@ public:
 
     /// Null = no line carries a mark.
     void setLineMarkLookup(std::shared_ptr<const LineMarkLookup> lookup) { lineMarks_ = std::move(lookup); }
-    /// Gives up all loads, forgets the document and posts nothing any more. Does not wait.
+    /// Cancels all loads, releases the document and posts nothing any more. Does not wait.
     virtual void close();
 
-    /// The reader has read the file anew from its first byte. Any thread.
+    /// The reader has read the file again from its first byte. Any thread.
     void fileReadAnew();
 
     // For page loads, from any thread.
@@ -88,7 +87,7 @@ public:
     /// For the lines of one page; must not outlive the data source.
     LineDecorator lineDecorator(std::function<bool()> isCancelled) const;
     PageStore& pageStore() { return pages_; }
-    /// Some rows of the page are there.
+    /// Some rows of the page have been loaded.
     void announcePage(qint64 page);
 
 protected:
@@ -98,7 +97,7 @@ protected:
     virtual std::shared_ptr<PageLoadOperation> makeLoadOperation(const PageRequest& request) = 0;
     /// See ChangedLinesAnnouncer.
     void announceLoadedRows(LineRange rows);
-    /// Loads under way, too, that show none of these rows.
+    /// Cancels loads of other pages, also running ones.
     void cancelLoadsOutside(qint64 firstRow, qint64 lastRow);
 
 private:
@@ -106,10 +105,10 @@ private:
     /// Main thread.
     void tellOfPage(qint64 page);
     std::shared_ptr<ChangedLinesAnnouncer> announcer();
-    /// Null when there is no reader to read lines from, and once closed.
+    /// Null without a reader, and once closed.
     std::shared_ptr<ArrivedLinesNotifier> arrivedLines();
     RowLine shownRow(qint64 lineIndex, PageRow row) const;
-    /// Rows must be decorated anew, and whoever shows them has to ask for them again.
+    /// Makes all rows be decorated again, and reports that views must request them again.
     void redecorateRows();
     void cancelWaitingLoads(const std::function<bool(qint64 page)>& isUnwanted);
 

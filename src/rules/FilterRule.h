@@ -13,15 +13,15 @@ class HighlightRule;
 class NotificationRule;
 class SearchItem;
 
-/// What to do with the lines that hold a text or match a pattern. A reference object, held by shared pointer:
-/// two rules are the same only if they are the same object. Changed on the main thread only.
+/// What to do with the lines that contain a text or match a pattern. A reference object, held by shared
+/// pointer: two rules are the same only if they are the same object. Changed on the main thread only.
 class FilterRule {
 public:
     /// None of the three may be null. The rule gets a new random `id`.
     FilterRule(bool hide, std::shared_ptr<SearchItem> searchItem,
                std::shared_ptr<HighlightRule> highlightRule,
                std::shared_ptr<NotificationRule> notificationRule);
-    /// With an identity that it had before.
+    /// With an existing identity.
     FilterRule(const QUuid& id, bool hide, std::shared_ptr<SearchItem> searchItem,
                std::shared_ptr<HighlightRule> highlightRule,
                std::shared_ptr<NotificationRule> notificationRule);
@@ -44,7 +44,7 @@ public:
     /// Paints the line; `ranges` are its matches.
     virtual void applyHighlight(AttributedString& line, const std::vector<TextRange>& ranges) const;
 
-    /// The search text painted the way the rule paints, for the list of rules.
+    /// The search text painted like a match, for the list of rules.
     AttributedString previewSearchStr() const;
     /// For the log only.
     QString description() const;

@@ -55,19 +55,19 @@ public:
     /// The content of a file of rules.
     struct Import {
         Rules rules;
-        /// Those that differ from every rule of the list in more than the identity.
+        /// Rules that differ from every rule of the list in more than the identity.
         Rules newRules;
         /// Entries of the file that are not rules.
         int leftOut = 0;
     };
     /// Reads a file of rules; the list stays as it is. A file without rules is no failure.
     Result<Import> readImport(const QString& path) const;
-    /// Appends the rules, saves and posts once. A rule whose identity is in the list already gets a new one.
+    /// Appends the rules, saves and posts once. A rule whose identity is already in the list gets a new one.
     void addRules(const Rules& rules);
 
-    /// The rules of a first start.
+    /// The rules of the first start.
     static Rules defaultRules();
-    /// Their text colours, which are not the user's choice.
+    /// The text colours of `defaultRules`, which the user has not chosen.
     static std::vector<QColor> defaultTextColors();
 
 private:

@@ -28,7 +28,7 @@ class HighlightRule {
 public:
     /// Bold, black on the log view's own background.
     HighlightRule() = default;
-    /// As above for what is not given.
+    /// As above for all other properties.
     HighlightRule(bool bold, bool italic, bool underline, const QColor& foreground, const QColor& background);
     virtual ~HighlightRule() = default;
     HighlightRule(const HighlightRule&) = delete;
@@ -58,7 +58,7 @@ public:
     virtual void applyFontStyle(AttributedString& line, const std::vector<TextRange>& ranges,
                                 const QFont& font) const;
 
-    /// `text` painted the way the rule paints, for lists of rules.
+    /// `text` painted like a match, for lists of rules.
     AttributedString previewString(const QString& text) const;
     /// For the log only.
     QString description() const;

@@ -13,12 +13,12 @@ namespace korvane {
 
 class SearchItem;
 
-/// Counts in the background which of some lines a search matches, within the limits of a page. A new request
-/// takes the place of those before it, which report nothing any more. Main thread.
+/// Counts in the background how many of some lines a search matches, within the limits of a page. A new
+/// request replaces earlier ones, which then report nothing. Main thread.
 class LineMatchCounter {
 public:
     struct Answer {
-        /// Why the pattern matches nothing anywhere; nothing for a valid one.
+        /// The error of an invalid pattern; nullopt for a valid one.
         std::optional<QString> patternFault;
         qsizetype matching = 0;
         /// Lines for which the pattern is too slow.
@@ -28,10 +28,10 @@ public:
 
     LineMatchCounter();
 
-    /// Takes the item's values as they are now. `report` is called later on the main thread, unless the
-    /// counter does not exist any more.
+    /// Copies the item's present values. `report` is called later on the main thread, unless the counter has
+    /// been destroyed.
     void count(const SearchItem& item, QStringList lines, std::function<void(const Answer&)> report);
-    /// Nothing is reported of what was requested.
+    /// Drops all requests without a report.
     void cancel() { queue_.cancelAllOperations(); }
 
 private:

@@ -7,7 +7,7 @@
 
 namespace korvane {
 
-/// A set of line numbers, stored as bits of blocks: neighbours take little memory. A value type.
+/// A set of line numbers, stored as blocks of bits: neighbouring lines take little memory. A value type.
 class LineSet {
 public:
     /// False when it was present already.

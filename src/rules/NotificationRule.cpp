@@ -3,7 +3,7 @@
 namespace korvane {
 
 const std::shared_ptr<NotificationRule>& NotificationRule::defaultRule() {
-    // Never destroyed: workers that outlast main() may still ask.
+    // Never destroyed: workers that outlast main() may still use it.
     static const auto* const rule = new std::shared_ptr<NotificationRule>(
         std::make_shared<NotificationRule>(false, false, Frequency::Once));
     return *rule;

@@ -54,7 +54,7 @@ const auto notificationRuleFields =
         .required(KEY_FREQ, &frequencyText, &setFrequencyText)
         .required(KEY_BOUNCE_DOCK, &NotificationRule::bounceDock, &NotificationRule::setBounceDock);
 
-/// The parts of a rule, whose identity cannot be set later.
+/// The parts of a rule, collected first because the identity of a rule cannot be set later.
 struct RuleParts {
     std::shared_ptr<SearchItem> searchItem = {};
     bool hide = false;
@@ -63,7 +63,7 @@ struct RuleParts {
     QUuid id = QUuid::createUuid();
 };
 
-/// Anything but a notification rule stands for the default one.
+/// Any other value than a notification rule means the default one.
 Status readNotification(RuleParts& parts, const KeyedDecoder& decoder, const QString& key) {
     const std::optional<ArchivedObject> object = decoder.value(key);
     if (!object || !object->is<NotificationRule>())
@@ -75,7 +75,7 @@ Status readNotification(RuleParts& parts, const KeyedDecoder& decoder, const QSt
     return success();
 }
 
-/// Anything but a UUID stands for a new one.
+/// Any other value than a UUID means a new one.
 Status readId(RuleParts& parts, const KeyedDecoder& decoder, const QString& key) {
     if (const Result<QUuid> id = decoder.decode<QUuid>(key))
         parts.id = id.value();

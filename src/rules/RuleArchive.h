@@ -56,8 +56,8 @@ void encode(const FilterRule& rule, KeyedEncoder& encoder);
 /// An archive whose root is the list of rules.
 QByteArray archiveRules(const std::vector<std::shared_ptr<FilterRule>>& rules);
 
-/// Fails as `unarchiveList`, and when a required field of a rule is absent or of another kind; the text names
-/// rule and field.
+/// Fails as `unarchiveList`, and when a required field of a rule is absent or of the wrong kind; the text
+/// names rule and field.
 Result<UnarchivedList<FilterRule>> unarchiveRules(const QByteArray& archive);
 
 } // namespace korvane

@@ -73,8 +73,8 @@ private:
 
     RuleEnforcer& enforcer_;
     const std::uint64_t content_;
-    std::optional<QUrl> fileUrl_; // once it is needed
-    QString fileName_;            // comes with it
+    std::optional<QUrl> fileUrl_; // set when it is first needed
+    QString fileName_;            // set together with fileUrl_
     std::vector<UserNotification> notifications_;
     bool bouncesDock_ = false; // once for all lines of the pass
 };
@@ -97,7 +97,7 @@ public:
         if (hasChanged)
             enforcer_.postSlowRules();
     }
-    /// Lines that are given up are not recorded.
+    /// Disables recording the lines that are given up.
     void recordNothing() { records_ = false; }
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
@@ -121,7 +121,7 @@ public:
 private:
     struct Lines {
         std::vector<qint64> givenUp;
-        /// Only for rules that had given up lines before.
+        /// Only for rules that have given up lines before.
         std::vector<qint64> decided;
         bool hadGivenUp = false;
     };
@@ -219,7 +219,7 @@ RuleEnforcer::RuleEnforcer(const TailDataSourceProtocol& dataSource)
     : dataSource_(dataSource), published_(std::make_shared<ActiveRules>()) {}
 
 void RuleEnforcer::addRule(std::shared_ptr<FilterRule> rule) {
-    // A rule that runs twice has one record.
+    // A rule that runs twice has one common record.
     const auto known = std::find(rules_.begin(), rules_.end(), rule);
     auto record = known == rules_.end() ? std::make_shared<RuleRecord>()
                                         : active_[static_cast<std::size_t>(known - rules_.begin())].record;

@@ -32,11 +32,11 @@ public:
 
     const Rules& activeRules() const { return rules_; }
     bool hasActiveRules() const { return !rules_.empty(); }
-    /// At the end; a rule that is active already runs twice.
+    /// Adds the rule at the end; a rule that is already active runs twice.
     void addRule(std::shared_ptr<FilterRule> rule);
-    /// Returns whether there was such a rule, as do the next ones.
+    /// Returns whether the rule was active, as `updateRule` does.
     bool removeRule(const std::shared_ptr<FilterRule>& rule);
-    /// Takes over the values of the rule, which then notifies again. Needed only when text, kind, case or
+    /// Copies the values of the rule, which then notifies again. Needed only when text, kind, case or
     /// frequency have changed.
     bool updateRule(const std::shared_ptr<FilterRule>& rule);
     /// Makes these the active rules. Rules that were active before and match the same lines do not notify
@@ -51,13 +51,13 @@ public:
 
     std::unique_ptr<RulePassProtocol> makePass(std::function<bool()> isCancelled) override;
     std::unique_ptr<RulePassProtocol> makeSilentPass(const std::function<bool()>& isCancelled) override;
-    /// Without rules that only paint, and those that notify once and have done so.
+    /// Leaves out rules that only paint, and rules that notify once and have done so.
     std::unique_ptr<NotificationPassProtocol> makeNotificationPass() override;
-    /// Rules that notify of every line forget the line numbers they have notified of; rules that notify once
-    /// stay silent.
+    /// Clears the line numbers notified by rules that notify of every line; rules that notify once stay
+    /// silent.
     void contentForgotten() override;
     std::vector<SlowRule> slowRules() const override;
-    /// One line by itself, changed in place.
+    /// Evaluates one line, changed in place.
     RowLine& applyRules(qint64 lineNum, RowLine& line);
     RowLine applyRules(qint64 lineNum, const QString& line);
     /// Stops evaluating the current line; the next line is evaluated again.
@@ -70,7 +70,7 @@ private:
     class Pass;
     class NotificationPass;
 
-    /// Takes over the rule's values, with nothing notified yet.
+    /// Copies the rule's values and starts a new record.
     void startAfresh(const std::shared_ptr<FilterRule>& rule);
     void retire(const std::function<bool(const ActiveRule&)>& isMeant);
     /// Records the lines that a rule has given up or decided. Returns whether the record has changed.

@@ -29,7 +29,7 @@ RuleMatching::RuleMatching(const std::vector<Rule>& rules, std::function<bool()>
 }
 
 Steps RuleMatching::stepsLeft(const Entry& rule) const {
-    // Cheap rules go on when a few others have used up the common limit.
+    // Cheap rules continue when a few others have used up the common limit.
     const Steps limit = spent_ < mostStepsOfAll
                             ? rule.limit
                             : std::min(rule.limit, mostStepsOfAll / std::max<Steps>(patterns_, 1));

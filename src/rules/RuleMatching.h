@@ -14,7 +14,7 @@ public:
     struct Rule {
         /// Must outlive the matching.
         const CompiledSearch& search;
-        /// The rule starts with a tenth of the limit.
+        /// If true, the rule gets a tenth of the limit.
         bool isTooSlow = false;
     };
 
@@ -23,7 +23,7 @@ public:
 
     /// `rule`: an index into the list of the constructor.
     MatchOutcome match(std::size_t rule, const SearchedLine& line);
-    /// The rule has exceeded its limit, now or before.
+    /// Whether the rule has exceeded its limit, on this page or before.
     bool isTooSlow(std::size_t rule) const { return rules_[rule].isTooSlow; }
 
 private:
@@ -36,7 +36,7 @@ private:
         Steps spent = 0;
     };
 
-    /// What is left of the rule's limit, or of its share when the limit of all is reached.
+    /// The rest of the rule's limit, or of its share once the common limit is reached.
     Steps stepsLeft(const Entry& rule) const;
 
     std::vector<Entry> rules_;

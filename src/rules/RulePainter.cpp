@@ -64,7 +64,7 @@ void RulePainter::cutIntoPieces(int length) {
     styles_.clear();
     std::stable_sort(edges_.begin(), edges_.end(),
                      [](const Edge& one, const Edge& other) { return one.position < other.position; });
-    std::array<int, 3> depths{}; // how many matches here want each style
+    std::array<int, 3> depths{}; // number of open matches with each style
     unsigned style = 0;
     int position = 0;
     const auto endPiece = [&](int end) {

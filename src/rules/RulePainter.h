@@ -14,7 +14,7 @@ namespace korvane {
 /// the lines of one page; one thread.
 class RulePainter {
 public:
-    /// Takes font and background from the preferences as they are now.
+    /// Copies font and background from the preferences.
     RulePainter();
 
     void beginLine();
@@ -26,9 +26,9 @@ public:
 
     // How one rule paints.
 
-    /// The whole line.
+    /// The attributes of the whole line.
     static Attributes colors(const RuleLook& look, const QColor& viewBackground);
-    /// The matches.
+    /// The attributes of the matches.
     static Attributes fontStyle(const RuleLook& look, const QFont& font);
 
 private:

@@ -36,7 +36,7 @@ struct RuleValues {
         other.id = id;
         return *this == other;
     }
-    /// The same lines match, and are reported as often.
+    /// Whether both match the same lines and notify equally often.
     bool matchesLike(const RuleValues& other) const {
         return searchStr == other.searchStr && regex == other.regex && ignoreCase == other.ignoreCase &&
                frequency == other.frequency;
@@ -64,7 +64,7 @@ struct RuleRecord {
     LineSet givenUpLines;
 };
 
-/// The active rules in their order, each with its record. Immutable but for that.
+/// An active rule and its record. Only the record is mutable.
 struct ActiveRule {
     std::shared_ptr<const RuleSnapshot> snapshot;
     std::shared_ptr<RuleRecord> record;

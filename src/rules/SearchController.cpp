@@ -54,7 +54,7 @@ void SearchController::performSearch(const QString& searchText, Way way) {
     currentOperation_->setCompletion([weak = weak_from_this(), operation = std::weak_ptr(currentOperation_)] {
         MainThread::shared().post([weak, ended = operation.lock()] {
             const auto self = weak.lock();
-            // One that was cancelled has left its place to another, or to none.
+            // A cancelled search is no longer the current one.
             if (self && ended && self->currentOperation_ == ended)
                 self->searchEnded(*ended);
         });
@@ -77,7 +77,7 @@ qint64 SearchController::rowCount() const {
 }
 
 void SearchController::handleSearchDirectionToggled(bool forward) {
-    // A match still to come would lie in the old direction.
+    // A pending match would lie in the old direction.
     cancelSearches();
     direction_ = forward ? Direction::Forwards : Direction::Backwards;
     resetPosition(direction_);
@@ -105,7 +105,7 @@ void SearchController::resetPosition(Direction direction) {
 }
 
 void SearchController::searchEnded(const SearchOperation& operation) {
-    // A copy: the operation may go with the next line.
+    // A copy: the next line may destroy the operation.
     // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const SearchOutcome outcome = operation.outcome();
     currentOperation_.reset();
@@ -120,7 +120,7 @@ void SearchController::searchEnded(const SearchOperation& operation) {
 bool SearchController::show(const SearchMatch& match) {
     const qint64 row = match.row - dataSource_->rowStart();
     if (row < 0 || row >= rowCount())
-        return false; // the view was cleared, or the file cut, while the search ran
+        return false; // the view was cleared, or the file truncated, during the search
     dataSource_->addSearchResult(match);
     const bool isOther = std::exchange(currentSearchRow_, row) != row;
     window_.table.reload();

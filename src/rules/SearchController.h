@@ -16,11 +16,11 @@ namespace korvane {
 
 class TailDataSourceProtocol;
 
-/// What a search needs of the table that shows its rows. Main thread.
+/// The table that shows the rows, as a search uses it. Main thread.
 class SearchTable {
 public:
     virtual ~SearchTable() = default;
-    /// Rows look different: matches are painted, or are no longer.
+    /// Repaints the rows: their matches have changed.
     virtual void reload() = 0;
     /// Selects this row and no other.
     virtual void selectRow(qint64 row) = 0;
@@ -35,8 +35,8 @@ public:
     virtual void hide() = 0;
 };
 
-/// Takes one window from match to match: a text asked for again goes on behind the last match, another text
-/// starts anew, and nothing wraps round.
+/// Steps one window from match to match: the same text continues after the last match, another text starts
+/// from the beginning, and a search never wraps around.
 ///
 /// Main thread; the searches run on a queue and report back through `MainThread`. Held by the window alone.
 class SearchController : public std::enable_shared_from_this<SearchController> {
@@ -49,27 +49,28 @@ public:
         /// The user has chosen another direction. Payload: whether searches go forwards from now on.
         Notice<bool>& directionToggled;
     };
-    /// What the window holds must outlive the controller. Without a data source every search is in vain.
+    /// The references in `window` must outlive the controller. Without a data source no search finds
+    /// anything.
     static std::shared_ptr<SearchController> create(Window window,
                                                     std::shared_ptr<TailDataSourceProtocol> dataSource);
     ~SearchController();
 
-    /// The way from the last match to the next one.
+    /// The direction from the last match to the next one.
     enum class Way {
         Current,  ///< in the direction of the window's searches
-        Opposite, ///< one step against it, which changes no direction
+        Opposite, ///< one step against it, without changing the direction
     };
-    /// Looks for the next line with the text. Asked for the text that is just being looked for, it does
-    /// nothing; an empty one ends and clears the search.
+    /// Searches for the next line with the text. Does nothing while the same text is being searched; an empty
+    /// text ends and clears the search.
     void performSearch(const QString& searchText, Way way = Way::Current);
-    /// Gives up the search under way. The place in the text stays.
+    /// Cancels the search under way. The position stays.
     void stopSearch() { cancelSearches(); }
-    /// Forgets text, place and matches: nothing was ever searched.
+    /// Forgets text, position and matches.
     void clearSearch();
 
-    /// Called when a search has come to its end without another match than the last one.
+    /// Called when a search has ended without a new match.
     void setNoFurtherMatch(std::function<void()> action) { noFurtherMatch_ = std::move(action); }
-    /// Called with the reason when a search could not go on.
+    /// Called with the reason when a search has failed.
     void setSearchFailed(std::function<void(const QString& reason)> action) {
         searchFailed_ = std::move(action);
     }
@@ -90,10 +91,10 @@ private:
     qint64 rowCount() const;
     void handleSearchDirectionToggled(bool forward);
     void cancelSearches();
-    /// Goes back to where a search in this direction begins, and drops the matches.
+    /// Resets the position to the start of a search in this direction, and drops the matches.
     void resetPosition(Direction direction);
     void searchEnded(const SearchOperation& operation);
-    /// Returns whether it is another match than the last one.
+    /// Returns whether the match differs from the last one.
     bool show(const SearchMatch& match);
 
     const Window window_;
@@ -103,23 +104,23 @@ private:
     Subscription directionSubscription_;
 
     QString currentSearchItem_;
-    /// The row of the last match; the next search starts beside it.
+    /// The row of the last match; the next search starts next to it.
     qint64 currentSearchRow_ = -1;
     Direction direction_ = Direction::Forwards;
-    /// The one whose end counts; null while nothing is searched.
+    /// The current search; null while none is under way. The end of any other one is ignored.
     std::shared_ptr<SearchOperation> currentOperation_;
     OperationQueue opQueue_{"Search queue", 1};
 };
 
-/// Looks for a text, letter by letter and ignoring case, from one row to another, and stops at the first row
-/// that has it.
+/// Searches for a text, literally and ignoring case, from one row to another, and stops at the first row that
+/// contains it.
 class SearchController::SearchOperation : public Operation {
 public:
     /// Both rows are searched; backwards when `endRow` lies before `startingRow`.
     SearchOperation(std::shared_ptr<TailDataSourceProtocol> dataSource, QString searchTxt, qint64 startingRow,
                     qint64 endRow);
 
-    /// What was found. Not before the operation has ended.
+    /// The result. Precondition: the operation has ended.
     const SearchOutcome& outcome() const { return outcome_; }
 
 protected:

@@ -27,7 +27,7 @@ void FileMonitorOperation::main() {
         const std::optional<std::uint64_t> size = getFileSize();
         if (!size)
             return;
-        // Not held during the sleep.
+        // Released before the sleep.
         if (const auto delegate = delegate_.lock()) {
             if (*size != lastFileSize_)
                 delegate->fileSizeChanged(lastFileSize_, *size);

@@ -9,18 +9,18 @@
 
 namespace korvane {
 
-/// Hears what a monitor sees, on the monitor's thread.
+/// Receives a monitor's reports, on the monitor's thread.
 class FileMonitorOperationDelegate {
 public:
     virtual ~FileMonitorOperationDelegate() = default;
-    /// The size is another one than at the previous poll; before the first poll it counts as 0.
+    /// The size differs from that of the previous poll; before the first poll it counts as 0.
     virtual void fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) = 0;
-    /// A poll has found the file, whatever its size; after `fileSizeChanged`.
+    /// A poll has measured the size, changed or not; called after `fileSizeChanged`.
     virtual void filePolled() {}
 };
 
-/// Looks at the size of a file at the user's polling interval until it is cancelled, or the size cannot be
-/// measured any more. Subclasses know how to measure it.
+/// Polls the size of a file at the user's polling interval until it is cancelled, or the size can no longer
+/// be measured. Subclasses measure it.
 class FileMonitorOperation : public Operation {
 public:
     /// Called before the operation is queued. The monitor does not keep the delegate alive.
@@ -28,10 +28,10 @@ public:
         delegate_ = std::move(delegate);
     }
 
-    /// The size in bytes; nothing when it cannot be measured.
+    /// The size in bytes; nullopt when it cannot be measured.
     virtual std::optional<std::uint64_t> getFileSize() { return 0; }
-    /// The setting as it is now; 0.5 seconds for one that is not positive. One of 2^32 microseconds or more
-    /// is fatal.
+    /// The present setting; 0.5 seconds if it is not positive. A setting of 2^32 microseconds or more is
+    /// fatal.
     virtual std::chrono::microseconds pollingInterval() const;
 
 protected:

@@ -5,7 +5,7 @@
 
 namespace korvane {
 
-/// Asks the reader of a local file for the size.
+/// Measures the size of a local file through its reader.
 class LocalFileMonitorOperation : public FileMonitorOperation {
 public:
     explicit LocalFileMonitorOperation(std::shared_ptr<LogFileReaderProtocol> logReader)

@@ -17,14 +17,13 @@ namespace korvane {
 namespace {
 
 constexpr auto announceInterval = std::chrono::microseconds(1'000'000 / 30);
-/// A look at clock and line count is made once in so many steps of a scan.
+/// Check the clock and line count every N scan steps.
 constexpr unsigned stepsPerLook = 16;
-/// So long a file that has been replaced is kept for lines of it that have not been dealt with, or still
-/// come.
+/// Grace period for which a replaced (rotated) file stays open so that its last lines are processed.
 constexpr auto longestStay = std::chrono::seconds(10);
 
-/// Announces what a scan finds, also while it goes on, and stops it when tailing stops. Lives on the scanning
-/// thread.
+/// Reports the lines that a scan finds, also while it runs, and stops it when tailing stops. Lives on the
+/// scanning thread.
 class FollowingListener : public LogReaderDelegate {
 public:
     FollowingListener(std::shared_ptr<LogFileReaderProtocol> logReader,
@@ -37,12 +36,12 @@ public:
         hasForgotten_ = true;
         startAnew();
     }
-    /// The scan begins with the first line of another content.
+    /// The scan starts at the first line of a new file generation.
     void startAnew() {
         isOtherContent_ = true;
         dataSource_->contentForgotten();
     }
-    /// The scan has found another content in place of the one indexed.
+    /// The scan has found a new file generation.
     bool hasForgotten() const { return hasForgotten_; }
 
     void readerDidReadBytes(std::uint64_t /*count*/) override {
@@ -57,7 +56,7 @@ public:
             announce(linesUpTo(count));
     }
 
-    /// `result`: what the scan as a whole has changed.
+    /// `result`: the lines that the whole scan has changed.
     void announceEnd(LineRange result) {
         if (isOtherContent_ || result.length > 0)
             announce(result);
@@ -153,7 +152,7 @@ bool LogFileObserver::isStopped() const {
 }
 
 void LogFileObserver::fileSizeChanged(std::uint64_t oldSize, std::uint64_t /*newSize*/) {
-    // The reader knows better than two sizes what has changed: the file may be another one by now.
+    // The reader decides what has changed, not the two sizes: the file may have been replaced.
     if (oldSize != 0 && logReader_->isBehind())
         bringUpToDate();
 }
@@ -169,7 +168,7 @@ void LogFileObserver::announceTailing() {
 void LogFileObserver::filePolled() {
     if (auto monitor = monitorOp(); monitor != announcedMonitor_.lock()) {
         announcedMonitor_ = monitor;
-        // What the last one has told is forgotten by those who were told when it ended.
+        // A new monitor: observers dropped the last status when the old monitor ended.
         status_ = FileStatus::Present;
         announceTailing();
     }
@@ -243,14 +242,14 @@ void LogFileObserver::openFileAtPath() {
         setStatus(FileStatus::Unreadable);
         return;
     }
-    // Its lines have not arrived: they could not be read before.
+    // Its lines do not count as appended: they only could not be read before.
     newLines_ = NewLines::WereThere;
     showFromFirstLine();
     setStatus(FileStatus::Present);
 }
 
 void LogFileObserver::takeFileAtPath() {
-    // Its writer may have added lines until the very moment that it was moved away, and later.
+    // The writer may have appended lines to the old file until it was moved, and later.
     if (logReader_->isBehind())
         bringUpToDate();
     const auto dataSource = dataSource_.lock();

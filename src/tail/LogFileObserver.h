@@ -17,11 +17,11 @@ namespace korvane {
 
 class FollowedDataSource;
 
-/// Follows a local file: turns what a monitor sees into new and changed rows, and notices when another file
-/// takes the place of the one that is shown.
+/// Follows a local file: turns a monitor's polls into new and changed rows, and detects when the file is
+/// replaced by another one.
 ///
-/// Held by shared pointer, by its document. Starting and stopping on the main thread; the work is done on the
-/// monitor's thread. Keeps the reader, not the data source.
+/// Held by shared pointer, by its document. Start and stop on the main thread; the work is done on the
+/// monitor's thread. Keeps the reader alive, not the data source.
 class LogFileObserver : public FileObserverProtocol,
                         public FileMonitorOperationDelegate,
                         public std::enable_shared_from_this<LogFileObserver> {
@@ -29,21 +29,20 @@ public:
     /// Null when the data source has no reader. Precondition: its document is open.
     static std::shared_ptr<LogFileObserver> create(const std::shared_ptr<FollowedDataSource>& dataSource);
 
-    /// A monitor that runs already is stopped first. What its first look finds was there before.
+    /// Stops a running monitor first. Lines found by the first poll count as already present.
     void startTailing() override;
-    /// As above; what is not known yet counts as arrived. For a file whose load has just ended.
+    /// As above, but lines not indexed yet count as appended. For a file whose load has just ended.
     void startTailingAfterLoad();
-    /// Does not wait: a scan under way stops at its next step, and what it has not found is found when
-    /// tailing starts again.
+    /// Does not wait: a running scan stops at its next step; the rest is found when tailing starts again.
     void stopTailing() override;
-    /// False until the monitor has begun, true until it has ended. Any thread.
+    /// Whether the monitor is running. Any thread.
     bool isTailing() const override;
 
     // Called by the monitor.
 
-    /// The first report, with the old size 0, only tells the size that the document has loaded.
+    /// The first report, with the old size 0, is the size that the document has loaded; it is ignored.
     void fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) override;
-    /// Finds what a size does not show: lines that the index lacks, another content, another file.
+    /// Detects changes that the size does not show: unindexed lines, a rewritten or a replaced file.
     void filePolled() override;
 
 private:
@@ -51,20 +50,20 @@ private:
 
     explicit LogFileObserver(const std::shared_ptr<FollowedDataSource>& dataSource);
 
-    /// What lines that were not known before are to whoever hears of lines that arrive.
+    /// How newly indexed lines are reported: as already present, or as appended.
     enum class NewLines { WereThere, Arrive };
     void startMonitor(NewLines ofFirstLook);
     void bringUpToDate();
     void lookAtPath();
-    /// Nothing has been open so far.
+    /// Opens the file at the path; none is open.
     void openFileAtPath();
-    /// Another one has been open so far.
+    /// Switches from the open file to the one at the path.
     void takeFileAtPath();
     void showFromFirstLine();
     void setStatus(FileStatus status);
-    /// `DocumentNotices::tailingChanged`.
+    /// Posts `DocumentNotices::tailingChanged`.
     void announceTailing();
-    /// Posts it also when it has been so before: it has happened again.
+    /// Posts the status even if it is unchanged, because the event has happened again.
     void setStatusAnew(FileStatus status);
     std::shared_ptr<FileMonitorOperation> monitorOp() const;
     bool isStopped() const;
@@ -81,8 +80,8 @@ private:
     // The monitor's thread only.
     FileStatus status_ = FileStatus::Present;
     std::weak_ptr<FileMonitorOperation> announcedMonitor_;
-    NewLines newLines_ = NewLines::WereThere;         // of the look under way
-    std::optional<Clock::time_point> otherFileSince_; // while the switch to it is put off
+    NewLines newLines_ = NewLines::WereThere;         // of the poll under way
+    std::optional<Clock::time_point> otherFileSince_; // set while the switch to it is deferred
 
     OperationQueue opQueue_;
 };

@@ -17,7 +17,7 @@ class ByteSource {
 public:
     virtual ~ByteSource() = default;
     /// Reads up to `to.size()` bytes at `offset`, fewer only at the end or before a place that cannot be
-    /// read. Nothing on a read error, whose errno goes to `error`.
+    /// read. Nullopt on a read error, whose errno is stored in `error`.
     virtual std::optional<std::size_t> read(std::uint64_t offset, std::span<char> to, int* error) const = 0;
 };
 

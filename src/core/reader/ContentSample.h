@@ -9,16 +9,17 @@ namespace korvane {
 
 class FileHandle;
 
-/// The first and the last of the bytes read from a file: they tell a file that has only grown from one with
-/// another content. One thread at a time.
+/// The first and the last bytes read from a file, to distinguish a file that has only grown from a rewritten
+/// one. One thread at a time.
 class ContentSample {
 public:
     static constexpr std::size_t mostBytes = 4096;
 
     void clear();
-    /// Takes the next bytes read. After a gap, the last bytes are those behind the gap.
+    /// Takes the next bytes read. After a gap, only bytes after the gap count as the last ones.
     void take(std::uint64_t offset, std::span<const char> bytes);
-    /// Whether the file holds these bytes where they were. Bytes that cannot be read count as unchanged.
+    /// Whether the file still holds these bytes at their offsets. Bytes that cannot be read count as
+    /// unchanged.
     bool isStillIn(const FileHandle& file) const;
 
 private:

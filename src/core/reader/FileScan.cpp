@@ -36,7 +36,7 @@ struct FileScan::Block {
 /// Reads the blocks of one scan.
 class FileScan::Buffer {
 public:
-    /// Empty at the end of the file and on an error. Holds until the next call.
+    /// Empty at the end of the file and on an error. Valid until the next call.
     Block read(const FileHandle& handle, std::uint64_t offset, LineEnd lineEnd) {
         Block block{offset, {}, {}, 0};
         const std::size_t wanted = std::exchange(nextSize_, fetchSize);
@@ -102,7 +102,7 @@ LineRange FileScan::bringUpToDate(LogReaderDelegate* delegate) {
         if (wasCut)
             forgetLinesBeyond(newSize);
         end = scan(delegate);
-        // Bytes that cannot be read bring nothing new, however often they are tried.
+        // Unreadable bytes add nothing, however often reading is tried.
         if (wasCut || limit_ != oldLimit || index.entryCount() != oldCount)
             changed.length = index.entryCount() - changed.location;
     } else {
@@ -173,7 +173,7 @@ void FileScan::startAgain(LogReaderDelegate& listener) {
 }
 
 bool FileScan::replaceFile(std::shared_ptr<FileHandle> handle) {
-    isUnread_ = true; // first: the lines counted from here on need not be in the file
+    isUnread_ = true; // first: lines counted from here on need not exist in the file
     if (!file_.replace(std::move(handle)))
         return false;
     decoder_.forgetDetection();
@@ -209,7 +209,7 @@ FileScan::End FileScan::scan(LogReaderDelegate* delegate) {
     const std::uint64_t size = handle->size().value_or(limit_);
     learnLineEnd(*handle);
     const LineEnd lineEnd = file_.index().lineEnd();
-    // A file that was cut short during the last scan may have been read less far than it was measured.
+    // A file truncated during the last scan may have been read less far than measured.
     const std::uint64_t known = std::min(limit_, coveredEnd_);
     // Bytes of an incomplete unit are read again.
     std::uint64_t offset = known - known % lineEnd.size;
@@ -230,7 +230,7 @@ FileScan::End FileScan::scan(LogReaderDelegate* delegate) {
         coveredEnd_ = std::max(coveredEnd_, offset);
     }
     if (!isStopped())
-        limit_ = offset; // only the scan was cancelled: the lines found so far can be read
+        limit_ = offset; // only the scan was cancelled: the lines found so far stay readable
     publishAll();
     if (delegate)
         delegate->readerDidCancel();

@@ -17,9 +17,9 @@ class FileTextDecoder;
 class IndexedFile;
 class ReadFaultLog;
 
-/// Extends the index of a file by what was appended, or builds it again when the file holds another content.
-/// Scans run one at a time, reporting every 2048 bytes on the scanning thread. Any thread; a delegate must
-/// not start a scan or a reset. The other parts must outlive it.
+/// Extends the index of a file by what was appended, or rebuilds it for a new file generation. Scans run one
+/// at a time, reporting every 2048 bytes on the scanning thread. Any thread; a delegate must not start a scan
+/// or a reset. The other parts must outlive it.
 class FileScan {
 public:
     FileScan(IndexedFile& file, FileTextDecoder& decoder, ReadFaultLog& faults)
@@ -57,7 +57,7 @@ private:
     Block reportSteps(LogReaderDelegate& delegate, const Block& block) const;
     void take(const Block& block, std::uint64_t measuredSize);
     /// Of the newlines in a block, those whose lines the index lacks. Lines beyond the limit are known from
-    /// an earlier scan; where the block says otherwise, the index forgets the lines from there on.
+    /// an earlier scan; where the block differs, the index drops the lines from there on.
     std::span<const std::uint32_t> unknownNewlines(const Block& block);
     /// The file has ended at `offset`, or reading has failed there.
     void finish(std::uint64_t offset, std::uint64_t measuredSize, int error);
@@ -65,9 +65,9 @@ private:
     bool holdsOtherContent(const FileHandle& handle) const { return !sample_.isStillIn(handle); }
     bool replaceFile(std::shared_ptr<FileHandle> handle);
     void forgetLines();
-    /// Nothing is known any more; the index is empty already.
+    /// Forgets everything about the file; the index is already empty.
     void startEmpty();
-    /// Forgets the lines that a file which was cut short does not hold any more.
+    /// Drops the lines that a truncated file no longer holds.
     void forgetLinesBeyond(std::uint64_t offset);
     void publishAll();
 
@@ -75,7 +75,7 @@ private:
     FileTextDecoder& decoder_;
     ReadFaultLog& faults_;
     std::atomic<bool> cancelled_{false};
-    std::atomic<bool> scanCancelled_{false}; // counts for the scan under way
+    std::atomic<bool> scanCancelled_{false}; // applies to the scan under way
     std::atomic<int> error_{0};              // written under mutex_
     std::atomic<bool> isUnread_{true};
 
@@ -87,7 +87,7 @@ private:
     std::uint64_t coveredEnd_ = 0;
     /// Of the indexed bytes.
     ContentSample sample_;
-    /// The file when it was last found to hold the indexed content.
+    /// Stamp of the file when it was last found unchanged.
     std::optional<FileHandle::Stamp> comparedStamp_;
 };
 

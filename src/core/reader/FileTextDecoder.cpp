@@ -33,7 +33,7 @@ std::optional<FileTextDecoder::Text> decodePart(const FileTextDecoder::Part& par
         bytes.chop(cutUtf8Bytes(bytes));
     if (lenient)
         return result(decodeLeniently(bytes, number));
-    // In the other encodings only decoding tells where a character ends.
+    // In the other encodings only decoding finds the end of a character.
     constexpr int longestCharacter = 4;
     const int unit = unitSize(number);
     const int tries = part.isCut && number != encoding::utf8 ? longestCharacter / unit : 1;

@@ -20,12 +20,12 @@ namespace korvane {
 class FileTextDecoder {
 public:
     EncodingChoice choice() const;
-    /// The byte order of the mark last seen by `lineEndFor` applies to the choice.
+    /// The byte-order mark last seen by `lineEndFor` sets the byte order of the choice.
     void setChoice(EncodingChoice choice);
     /// The content of the file was replaced: its encoding is detected again.
     void forgetDetection();
-    /// The line terminator by the choice and the start of the file: a mark or the places of NUL bytes there
-    /// decide the encoding, and the byte order of a choice without one.
+    /// The line terminator by the choice and the start of the file: a byte-order mark or the positions of NUL
+    /// bytes decide the encoding, and the byte order of a choice without one.
     LineEnd lineEndFor(QByteArrayView fileStart);
     /// The line terminator in the encoding in effect.
     LineEnd lineEnd() const { return LineEnd::of(fileEncoding()); }

@@ -15,7 +15,7 @@ struct LineNumbers {
     qint64 last = 0;
 };
 
-/// Nothing when no line is requested, or there is none.
+/// Nullopt when no line is requested, or none exists.
 std::optional<LineNumbers> clampLines(qint64 start, qint64 count, qint64 total) {
     if (count == 0 || total == 0)
         return std::nullopt;
@@ -95,7 +95,7 @@ void IndexedFile::forgetLines() {
 
 void IndexedFile::add(std::uint64_t offset, std::span<const char> bytes,
                       std::span<const std::uint32_t> newlines) {
-    if (copy_) // before the lines that need them
+    if (copy_) // before the lines that need the bytes
         copy_->write(offset, bytes);
     index_.appendNewlines(offset, newlines);
     // The last entry is the start of a line that is not complete. With a new newline there are no fewer lines

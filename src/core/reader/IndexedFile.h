@@ -17,20 +17,20 @@
 
 namespace korvane {
 
-/// The file open at a path, where its lines start, and the bytes that rows are read from. Another file, an
-/// empty index and other bytes come together. Any thread; one at a time changes it.
+/// The file open at a path, where its lines start, and the bytes that rows are read from. File, index and
+/// bytes are replaced together. Any thread; one writer at a time.
 class IndexedFile {
 public:
     /// Where rows are read from.
     enum class Storage {
         Disk,
-        Memory, ///< a copy of what has been scanned, which outlives `close`
+        Memory, ///< a copy of the scanned bytes, which outlives `close`
     };
     /// A file that cannot be opened leaves it without a handle.
     IndexedFile(const QUrl& fileUrl, Storage storage);
 
     /// The path as bytes, not as QUrl: the last owner may be any thread, and the implicitly shared data of a
-    /// QUrl would be shared with whatever opened the file.
+    /// QUrl would be shared with the code that opened the file.
     const QByteArray& path() const { return path_; }
     /// The open file; null when it could not be opened, and once closed.
     std::shared_ptr<FileHandle> handle() const;
@@ -53,7 +53,7 @@ public:
         std::shared_ptr<const ByteSource> source;
     };
     enum class Detail { Range, LineStarts };
-    /// `count` published lines from the one-based number `start`, clamped to those there are. Nothing when
+    /// `count` published lines from the one-based number `start`, clamped to those there are. Nullopt when
     /// there are none, and while they are scanned again.
     std::optional<Lines> locate(qint64 start, qint64 count, Detail detail) const;
     std::shared_ptr<const ByteSource> source() const;

@@ -54,7 +54,7 @@ void LineIndex::packTail() {
         if (used >= 64) {
             *word++ = pending;
             used -= 64;
-            // The bits that did not fit; a value that ended with its word leaves none.
+            // The bits that did not fit; none if the value ended with its word.
             pending = used > 0 ? value >> (bits - used) : 0;
         }
     }
@@ -108,7 +108,7 @@ void LineIndex::unpack(const Block& block, std::size_t count, std::uint64_t* off
 }
 
 std::size_t LineIndex::entriesUpTo(std::uint64_t offset) const {
-    // The block, or the tail, that holds the first entry beyond.
+    // The block, or the tail, that holds the first entry beyond `offset`.
     std::size_t low = 0;
     std::size_t high = blockCount_;
     while (low < high) {

@@ -42,8 +42,8 @@ public:
     /// The highest offset in the map.
     std::uint64_t lastOffset() const { return tailCount_ > 0 ? tail_[tailCount_ - 1] : lastOfBlocks_; }
 
-    /// Adds a line start behind each of the newlines at `base` + position. The starts must lie beyond the
-    /// last entry and ascend; offsets that overflow are fatal.
+    /// Adds a line start after each of the newlines at `base` + position. The starts must lie beyond the last
+    /// entry and ascend; offsets that overflow are fatal.
     void appendNewlines(std::uint64_t base, std::span<const std::uint32_t> positions);
     /// Drops the entries whose offset is greater than `offset`.
     void dropBeyond(std::uint64_t offset);
@@ -66,9 +66,9 @@ public:
         qint64 lineCount() const { return lineCount_; }
         /// Where the last published line ends: at its newline, or at the end of the bytes scanned.
         std::uint64_t endOffset() const { return endOffset_; }
-        /// The line terminator: a line starts `size` bytes behind the end of the one before.
+        /// The line terminator: a line starts `size` bytes after the end of the previous one.
         LineEnd lineEnd() const { return index_.lineEnd_; }
-        /// Where a line starts; nothing when the map has no such entry.
+        /// Where a line starts; nullopt when the map has no such entry.
         std::optional<std::uint64_t> start(qint64 line) const;
         /// Where `count` consecutive lines start, as far as the map has them.
         std::vector<std::uint64_t> starts(qint64 line, qint64 count) const;

@@ -108,10 +108,10 @@ std::optional<SearchMatch> LineSearch::findInBlocks(const CandidateSearch& candi
                 return std::nullopt;
             if (judged->match)
                 return std::move(judged->match);
-            // The rest of the line has been judged with it, also where it lies beyond the block.
+            // The whole line has been matched, also its part beyond the block.
             from = forwards ? judged->line.end + 1 : judged->line.begin;
         }
-        // A place may lie across the border of two blocks.
+        // An occurrence may lie across the border of two blocks.
         if (forwards)
             left.begin = std::max(from, range.end < left.end ? range.end - overlap : range.end);
         else
@@ -124,7 +124,7 @@ std::optional<SearchMatch> LineSearch::findInBlocks(const CandidateSearch& candi
 std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {
     const qint64 line = file_.index.view().lineAt(place);
     const auto range = rangeOf(line, line);
-    // The file is being scanned again: the index has changed under the search.
+    // The file is being scanned again: the index has changed during the search.
     if (!range || place < range->begin || place > range->end)
         return std::nullopt;
     return Judgement{matchIn(line, *range), *range};
@@ -132,7 +132,7 @@ std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {
 
 std::optional<SearchMatch> LineSearch::matchIn(qint64 line, Range range) {
     SearchMatch match{line, {}};
-    // The last character may still be being written.
+    // The last character may not be completely written yet.
     const bool isUnfinished = line + 1 == file_.index.lineCount();
     // The end of the previous piece, in which a match may begin.
     QString text;

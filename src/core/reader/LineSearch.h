@@ -18,7 +18,7 @@ class FileTextDecoder;
 class LineIndex;
 
 /// One search through the lines of a file, in either direction. Reads blocks of bytes and decodes only lines
-/// that may hold the text; the item itself decides. One thread; the file and its parts must outlive it.
+/// that may contain the text; the item itself decides. One thread; the file and its parts must outlive it.
 class LineSearch {
 public:
     struct File {
@@ -31,7 +31,7 @@ public:
     /// The first line with a match from line `first` to line `last`, both zero-based and included; lines that
     /// do not exist are skipped. Empty once cancelled.
     std::optional<SearchMatch> find(qint64 first, qint64 last);
-    /// The system's error that ended the search early; 0 for none.
+    /// The errno that ended the search early; 0 for none.
     int readError() const { return readError_; }
 
 private:

@@ -32,7 +32,7 @@ public:
     virtual void readerDidStart(std::uint64_t /*fileSize*/) {}
     virtual void readerDidReadBytes(std::uint64_t /*count*/) {}
     virtual void readerDidIndexLines(qint64 /*count*/) {}
-    /// The file holds another content than the indexed one: the scan starts again at its first byte.
+    /// The file holds a new generation: the scan starts again at its first byte.
     virtual void readerDidForgetLines() {}
     virtual void readerDidFinish() {}
     virtual void readerDidCancel() {}
@@ -61,14 +61,14 @@ struct DisplayLine {
     QString text;
     /// Bytes of the line that the text does not show; 0 for a whole line.
     std::uint64_t cutBytes = 0;
-    /// Some bytes are invalid in the file's encoding: the text has U+FFFD in their place.
+    /// Some bytes are invalid in the file's encoding; the text has U+FFFD instead.
     bool isInvalid = false;
 };
 
 /// Consecutive lines of a file.
 struct DisplayLines {
     std::vector<DisplayLine> lines;
-    /// There are fewer lines than were counted: the file has been cut short since.
+    /// Fewer lines than counted: the file has been truncated since.
     bool isShort = false;
 };
 
@@ -81,10 +81,10 @@ public:
     virtual std::shared_ptr<LogReaderDelegate> delegate() const = 0;
     virtual void setDelegate(std::shared_ptr<LogReaderDelegate> delegate) = 0;
 
-    /// Makes scans stop and later calls answer empty, until `reset`.
+    /// Makes scans stop and later calls return empty results, until `reset`.
     virtual void cancel() = 0;
-    /// Makes the scan under way stop and report a cancel. What it has found stays readable; the next
-    /// `refresh` goes on from there. Without a scan under way nothing happens.
+    /// Makes the scan under way stop and report a cancel. Lines found so far stay readable; the next
+    /// `refresh` continues. Without a scan under way nothing happens.
     virtual void cancelScan() { cancel(); }
     /// Closes the file for good; reads under way end by themselves.
     virtual void close() = 0;
@@ -99,7 +99,7 @@ public:
         setDelegate(nullptr);
         return changed;
     }
-    /// Whether a `refresh` would find something new or changed. Waits for a scan under way.
+    /// Whether a `refresh` would find new or changed lines. Waits for a scan under way.
     virtual bool isBehind() { return fileSize() != byteCount(1, lineCount()); }
 
     /// The system's error that ended the last scan before the end of the file; 0 when it read everything.
@@ -112,7 +112,7 @@ public:
     /// Forgets the index, and a cancel.
     virtual void reset() = 0;
     /// `reopen` and `reset` in one step; a file that cannot be opened leaves the old one open. Calls
-    /// `readerDidForgetLines` when the file holds another content than the indexed one.
+    /// `readerDidForgetLines` for a new file generation.
     virtual void startAgain(LogReaderDelegate& /*listener*/) {
         [[maybe_unused]] const Status opened = reopen();
         reset();
@@ -120,7 +120,7 @@ public:
     /// Scans the bytes that have not been indexed yet.
     virtual void indexLines() = 0;
     virtual qint64 lineCount() const = 0;
-    /// The file is open but has not been scanned: the one empty line that is counted need not be in it.
+    /// The file is open but has not been scanned: the one empty line that is counted may not exist.
     virtual bool isUnread() const { return false; }
     /// The text of `count` lines from the one-based number `start`, clamped to the lines there are.
     virtual QStringList readLines(qint64 start, qint64 count) = 0;
@@ -133,16 +133,16 @@ public:
     /// Bytes of a newline.
     virtual std::uint64_t lineEndBytes() const { return 1; }
 
-    /// The first line with a match on the way from the zero-based line `first` to `last`, both included,
-    /// forwards or backwards; lines that do not exist are skipped. Polls `isCancelled` often; empty once
-    /// that is true. In a line too long to show, only the first match need be reported.
+    /// The first line with a match from the zero-based line `first` to `last`, both included, forwards or
+    /// backwards; lines that do not exist are skipped. Polls `isCancelled` often; empty once that is true. In
+    /// a line too long to show, only the first match need be reported.
     virtual SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                         const std::function<bool()>& isCancelled);
 
     virtual EncodingChoice encodingChoice() const = 0;
     /// Applies to later reads.
     virtual void setEncodingChoice(EncodingChoice choice) = 0;
-    /// The indexed lines end otherwise than lines of the chosen encoding: needs `reset` and a scan.
+    /// The line terminator of the index differs from that of the chosen encoding: needs `reset` and a scan.
     virtual bool needsNewScan() const { return false; }
     /// The detected or chosen encoding; `encoding::unknown` before the first read.
     virtual StringEncoding fileEncoding() const = 0;

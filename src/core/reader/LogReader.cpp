@@ -23,7 +23,7 @@ std::shared_ptr<LogReaderDelegate> LogReader::delegate() const {
 
 void LogReader::setDelegate(std::shared_ptr<LogReaderDelegate> delegate) {
     const std::lock_guard guard(delegateMutex_);
-    delegate_.swap(delegate); // the old one is released outside the lock
+    delegate_.swap(delegate); // the old delegate is released outside the lock
 }
 
 std::uint64_t LogReader::fileSize() {

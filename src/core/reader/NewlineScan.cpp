@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t step = 64;
 
 /// Adds the positions of the bits set in `mask`. Lines are rarely shorter than a third of a step, so the
-/// first two are written whether they are there or not, which spares the processor a guess.
+/// first two are always written, which avoids a mispredicted branch.
 [[gnu::always_inline]] inline std::uint32_t* addPositions(std::uint64_t mask, std::uint32_t base,
                                                           std::uint32_t* out) {
     const int count = std::popcount(mask);
@@ -29,7 +29,7 @@ constexpr std::size_t step = 64;
     return out + count;
 }
 
-/// What is left after the whole steps.
+/// Searches the rest after the whole steps.
 std::size_t findInRest(const char* block, std::size_t position, std::size_t size, std::uint32_t* positions,
                        std::uint32_t* out) {
     for (; position < size; ++position)

@@ -15,7 +15,7 @@ public:
     static constexpr std::size_t roomFor(std::size_t size) { return size + 8; }
 
     /// Writes the positions of all line feeds in `block`, ascending, to the start of `positions` and returns
-    /// their number. `positions` must have `roomFor(block.size())` elements; those behind the result are
+    /// their number. `positions` must have `roomFor(block.size())` elements; those after the result are
     /// undefined. Precondition: the block is smaller than 4 GiB.
     static std::size_t find(std::span<const char> block, std::span<std::uint32_t> positions) {
         return best().find(block.data(), block.size(), positions.data());

@@ -16,7 +16,7 @@ public:
     /// `path`: as bytes.
     explicit ReadFaultLog(QByteArray path) : path_(std::move(path)) {}
 
-    /// What was being read; each is reported by itself.
+    /// The task that failed; each is reported separately.
     enum class Task { Scan, Rows };
     /// `error`: an errno.
     void report(Task task, std::uint64_t offset, int error);

@@ -109,7 +109,7 @@ bool RowReader::addLinesAtOnce(DisplayLines& to, const Part& part) {
         return true;
     }
     QStringList lines = text->text.split(u'\n');
-    // The file may have been cut short, or its lines may end otherwise than when they were indexed.
+    // The file may have been truncated or rewritten since it was indexed.
     if (lines.size() != part.lineCount)
         return false;
     for (QString& line : lines)

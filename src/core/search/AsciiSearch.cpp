@@ -57,7 +57,7 @@ bool AsciiSearch::isAt(const QChar* place) const {
 
 qsizetype AsciiSearch::find(QStringView line, qsizetype from) const {
     const QChar* const units = line.data();
-    const qsizetype last = line.size() - text_.size(); // where it may begin
+    const qsizetype last = line.size() - text_.size(); // last possible start of the text
     const Unit first = unitAt(firstOffset_);
     const Unit second = unitAt(secondOffset_);
     qsizetype start = from;
@@ -71,7 +71,7 @@ qsizetype AsciiSearch::find(QStringView line, qsizetype from) const {
     while (last - start >= width - 1) {
         const __m128i both =
             _mm_and_si128(found(first, start + firstOffset_), found(second, start + secondOffset_));
-        // There are two bits for a unit; one is enough.
+        // There are two bits for each unit; one is enough.
         for (auto mask = static_cast<unsigned>(_mm_movemask_epi8(both)) & 0x5555U; mask != 0;
              mask &= mask - 1) {
             const qsizetype place = start + std::countr_zero(mask) / 2;

@@ -22,7 +22,7 @@ constexpr std::size_t longestPattern = 256;
 constexpr char32_t kelvinSign = 0x212A;
 constexpr char32_t longS = 0x017F;
 
-/// Encodings in which every ASCII character is its own byte, and that byte nothing else.
+/// Encodings in which every ASCII character is its own byte, and that byte never means anything else.
 bool keepsAsciiBytes(StringEncoding number) {
     constexpr std::array safe{encoding::utf8,        encoding::ascii,       encoding::isoLatin1,
                               encoding::isoLatin2,   encoding::windows1250, encoding::windows1251,
@@ -59,7 +59,7 @@ Units unitsFor(const std::vector<QByteArray>& texts) {
     return units;
 }
 
-/// The bytes of a character in the file; empty when the encoding does not tell them.
+/// The bytes of a character in the file; empty when they are ambiguous in the encoding.
 Units unitsOf(QChar character, bool ignoreCase, StringEncoding number) {
     const char16_t unit = character.unicode();
     if (unit < 0x80) {
@@ -109,7 +109,8 @@ std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, S
     std::vector<ByteSearch> patterns;
     patterns.emplace_back(std::move(longest));
     if (item.ignoreCase()) {
-        // Bytes that are not valid in the file's encoding are read as UTF-8, so they count in every one.
+        // Bytes that are invalid in the file's encoding are read as UTF-8, so these patterns apply to every
+        // encoding.
         if (start.contains(u'k', Qt::CaseInsensitive))
             patterns.push_back(exactly(kelvinSign));
         if (start.contains(u's', Qt::CaseInsensitive))

@@ -13,16 +13,16 @@ namespace korvane {
 class SearchItem;
 
 /// Finds every place in the bytes of a file where a searched text may be, without decoding: a line without
-/// such a place does not hold the text. An immutable value; any thread.
+/// such a place does not contain the text. An immutable value; any thread.
 class CandidateSearch {
 public:
-    /// Empty when the bytes of the encoding do not tell where the text may be.
+    /// Nullopt when the text cannot be located in the bytes of the encoding.
     static std::optional<CandidateSearch> create(const SearchItem& item, StringEncoding encoding);
 
     /// Bytes by which blocks must overlap so that no place is missed; small.
     std::size_t overlap() const;
 
-    /// The places in one block, for one walk through it in one direction. Refers to search and bytes.
+    /// The places in one block, visited once in one direction. Refers to search and bytes.
     class Block {
     public:
         Block(const CandidateSearch& search, Direction direction, std::span<const char> bytes);

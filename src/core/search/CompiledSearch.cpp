@@ -8,7 +8,7 @@
 namespace korvane {
 namespace {
 
-/// Whether the character's full case folding holds an ASCII character ("ß" is "ss").
+/// Whether the character's full case folding contains an ASCII character ("ß" is "ss").
 bool foldsToAscii(QChar character) {
     switch (const char16_t unit = character.unicode()) {
     case 0x00DF:

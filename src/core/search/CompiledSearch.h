@@ -42,7 +42,7 @@ public:
         explicit Matcher(const CompiledSearch& search) : search_(search) {}
         /// Plain texts spend nothing of the budget, nor do lines without the required texts of a pattern.
         MatchOutcome match(const SearchedLine& line, MatchBudget& budget);
-        /// With a budget for this line alone.
+        /// As `match`, with a budget for this line alone.
         std::vector<TextRange> matchRanges(const SearchedLine& line);
 
     private:
@@ -60,8 +60,8 @@ private:
     bool ignoreCase_;
     bool isRegex_;
     matching::Regex regex_;
-    /// Of a plain search: its text, if it is ASCII. Of a regular expression: texts of which every match holds
-    /// one; empty when there are none.
+    /// Plain search: its text, if ASCII. Regular expression: texts of which every match contains at least
+    /// one; empty if unknown.
     std::vector<AsciiSearch> texts_;
 };
 

@@ -8,7 +8,7 @@ enum class Direction {
     Backwards, ///< towards the beginning
 };
 
-/// The direction of a way between two lines, both included.
+/// The direction from one line to another.
 template <typename Line>
 constexpr Direction directionFrom(Line first, Line last) {
     return first <= last ? Direction::Forwards : Direction::Backwards;

@@ -11,25 +11,25 @@ namespace {
 
 using Steps = MatchBudget::Steps;
 
-/// The engine reports its work in ticks of so many steps; less than one is not seen.
+/// Number of steps of the engine after which it reports its work (a tick); smaller amounts are not reported.
 constexpr Steps stepsOfTick = 10'000;
 /// Fixed cost of starting a search, in steps.
 constexpr Steps stepsOfFind = 10;
 /// A pattern that looks behind restarts the engine's count with each find. Few finds cost little; each
-/// further one counts for what such a find may take on average without being seen.
+/// further one is charged the average cost of a find below one tick.
 constexpr int unchargedFinds = 100;
 constexpr Steps stepsOfFurtherFind = 3'000;
 constexpr std::int32_t stackLimitBytes = 8'000'000;
 
 /// Units of a line that a pattern with back references sees.
 constexpr std::int32_t mostUnitsReferredBack = 16'384;
-/// Units that are compared with an earlier group in the time of a step.
+/// Units that are compared with an earlier group in the time of one step.
 constexpr double unitsComparedInStep = 32;
 constexpr double foldedUnitsComparedInStep = 2;
-/// What looking for repetitions costs a unit.
+/// Cost of measuring repetition, per unit.
 constexpr Steps stepsOfRepetition = 2;
 
-/// How many steps a comparison with an earlier group of the line may take, besides the one that is counted.
+/// Steps that a comparison with an earlier group may take, in addition to the one that the engine counts.
 double stepsOfComparison(PatternTraits traits, QStringView line) {
     if (!traits.refersBack)
         return 0;
@@ -37,19 +37,19 @@ double stepsOfComparison(PatternTraits traits, QStringView line) {
                               : repetitionOf(line, Qt::CaseSensitive) / unitsComparedInStep;
 }
 
-/// How many steps below a tick a search may have taken over so many units.
+/// Steps below a tick that a search over this many units may have taken unreported.
 double unseenSteps(std::int32_t units) {
     const auto size = static_cast<double>(units);
     return std::min(size * size / 2, static_cast<double>(stepsOfTick));
 }
 
-/// Counts what the matches of one line cost.
+/// Charges the cost of matching one line to the budget.
 class Meter {
 public:
     Meter(MatchBudget& budget, Steps tickCost)
         : budget_(budget), tickCost_(tickCost), left_(std::min(budget.stepsLeft, MatchBudget::mostPerLine)) {}
 
-    /// False when there is nothing left.
+    /// False when no steps are left.
     bool spend(Steps steps) {
         left_ -= steps;
         budget_.stepsLeft -= steps;
@@ -67,7 +67,7 @@ private:
     Steps left_;
 };
 
-/// Where a set or a quotation holds the same characters, it may find too much.
+/// May report too many traits, where a set or quotation contains the same characters.
 PatternTraits traitsOf(QStringView pattern, bool ignoreCase) {
     PatternTraits traits{ignoreCase};
     for (qsizetype i = 0; i < pattern.size(); ++i) {
@@ -104,7 +104,7 @@ public:
         uregex_setText(matcher_, reinterpret_cast<const UChar*>(line.utf16()), length, &status_);
     }
 
-    /// Where the next search begins: behind the last match, or the next character where that was empty.
+    /// Start of the next search: after the last match, or one character further if that was empty.
     std::int32_t position() const { return position_; }
     bool isAtEnd() const { return position_ > length_; }
 
@@ -112,11 +112,11 @@ public:
     std::optional<TextRange> next() {
         bool isFound = false;
         if (looksBehind_ || position_ == 0) {
-            // The rest of the line is a text of its own: the pattern sees nothing before it.
+            // The region is a text by itself: the pattern sees nothing before it.
             uregex_setRegion(matcher_, position_, length_, &status_);
             isFound = uregex_find(matcher_, -1, &status_);
         } else {
-            isFound = uregex_findNext(matcher_, &status_); // goes on counting steps
+            isFound = uregex_findNext(matcher_, &status_); // continues counting steps
         }
         if (!isFound || U_FAILURE(status_))
             return std::nullopt;
@@ -187,14 +187,14 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
     for (int finds = 0; !finder.isAtEnd(); ++finds) {
         const std::int32_t from = finder.position();
         const std::optional<TextRange> match = finder.next();
-        // The engine goes on counting from find to find, or restarts its count with each.
+        // The engine either counts on from find to find, or restarts its count with each find.
         Steps unseen = 0;
         if (finds == 0 || traits.looksBehind)
             unseen = static_cast<Steps>(comparison * unseenSteps(length - from));
         if (traits.looksBehind && traits.looksAhead && finds >= unchargedFinds)
             unseen += stepsOfFurtherFind;
         const bool hasStepsLeft = meter.spend(stepsOfFind + unseen);
-        // What holds only because the line was cut does not hold.
+        // A match that depends on the cut end of the line is dropped.
         if (!match || (length < wholeLength && uregex_requireEnd(matcher, &status)))
             break;
         if (match->length > 0)

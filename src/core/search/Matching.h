@@ -36,8 +36,8 @@ Regex compile(const QString& pattern, bool ignoreCase);
 Regex clone(const Regex& regex);
 
 /// An invalid pattern matches nothing. A pattern with back references sees only the first 16,384 units of a
-/// line, and gives up a line that repeats itself so much that the engine could not be stopped in time. One
-/// thread at a time for each `regex`.
+/// line, and gives up a line so repetitive that the engine could not be stopped in time. One thread at a time
+/// for each `regex`.
 MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& budget);
 /// Precondition: `text` is not empty.
 std::vector<TextRange> plainRanges(const QString& line, const QString& text, Qt::CaseSensitivity sensitivity);

@@ -6,8 +6,8 @@
 
 namespace korvane {
 
-/// Why a regular expression finds nothing anywhere: what is wrong with it, and where. Nothing for a valid
-/// one. Any thread.
+/// The error of an invalid regular expression and its position, for display; nullopt for a valid one. Any
+/// thread.
 std::optional<QString> patternFault(const QString& pattern);
 
 } // namespace korvane

@@ -7,9 +7,9 @@
 namespace korvane {
 namespace {
 
-/// Common beginnings shorter than this cost nothing worth counting.
+/// Common texts shorter than this cost little and are ignored.
 constexpr std::size_t shortestCommon = 16;
-/// Places that are compared, so that a long text takes little longer.
+/// Limits the number of places compared, so that long texts take little longer.
 constexpr std::size_t mostPlaces = 1024;
 constexpr std::uint64_t hashBase = 0x9E37'79B9'7F4A'7C15;
 

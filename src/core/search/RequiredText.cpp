@@ -73,7 +73,7 @@ private:
         return true;
     }
 
-    /// The set's opening bracket has been read.
+    /// Precondition: the set's opening bracket has been read.
     bool skipSet() {
         if (rest_.startsWith(u'^'))
             take();
@@ -89,7 +89,7 @@ private:
         return false;
     }
 
-    /// The group's opening bracket has been read. What is in it counts for nothing.
+    /// Precondition: the group's opening bracket has been read. Its content is ignored.
     bool skipGroup() {
         for (int depth = 1; depth > 0;) {
             if (rest_.startsWith(u'?') && !startsHarmlessGroup())
@@ -131,7 +131,7 @@ private:
             endRun();
     }
 
-    /// The last piece may be missing.
+    /// The last literal is optional.
     void dropLast() {
         run_.chop(1);
         endRun();

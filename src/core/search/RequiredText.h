@@ -7,8 +7,8 @@
 
 namespace korvane {
 
-/// Texts of which every match of the regular expression holds at least one; nothing when that is not certain.
-/// All are ASCII and not empty. For an expression that ignores case the texts do so too.
+/// Texts of which every match of the regular expression contains at least one; nullopt if unknown. All are
+/// ASCII and not empty. If the expression ignores case, the texts must be searched ignoring case.
 std::optional<QStringList> requiredTexts(const QString& pattern);
 
 } // namespace korvane

@@ -17,7 +17,7 @@ struct RegexKey {
     friend bool operator==(const RegexKey&, const RegexKey&) = default;
 };
 
-/// Patterns compiled lately, newest first. Small, so that searching it costs nothing.
+/// Recently compiled patterns, newest first. Small enough for a linear search.
 class RegexCache {
 public:
     /// The expression of the pattern, compiled by `make` if need be.
@@ -40,7 +40,7 @@ private:
     std::list<std::pair<RegexKey, Regex>> entries_;
 };
 
-/// A matcher of this thread's own; valid until the thread's next call.
+/// The matcher of this thread; valid until its next call.
 const Regex& matcherFor(const RegexKey& key) {
     thread_local RegexCache ofThread;
     const auto cloned = [](const RegexKey& wanted) {

@@ -139,7 +139,7 @@ private:
     const std::shared_ptr<RemoteLogDataSource> dataSource_;
 };
 
-// ---- From address to rows
+// ---- Opening
 
 Result<std::shared_ptr<Document>>
 RemoteDocument::createForUrl(const QUrl& url, const RemoteHostsManager& hosts, AlertPresenter& alerts) {

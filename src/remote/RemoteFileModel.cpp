@@ -103,7 +103,7 @@ void RemoteFileModel::cancel() {
     isReconnecting_ = false;
 }
 
-// ---- Where things are
+// ---- Finding nodes
 
 RemoteFileNode& RemoteFileModel::nodeOf(const QModelIndex& index) const {
     return index.isValid() ? *static_cast<RemoteFileNode*>(index.internalPointer()) : *root_;
@@ -381,7 +381,7 @@ void RemoteFileModel::takeTarget(RemoteFileNode& link, const RemoteLinkTarget& t
         link.fault = target.fault;
 }
 
-// ---- What is shown
+// ---- Display
 
 QVariant RemoteFileModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid())

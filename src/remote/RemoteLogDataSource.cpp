@@ -76,7 +76,7 @@ std::shared_ptr<RemoteLogDataSource> RemoteLogDataSource::self() const {
         std::const_pointer_cast<TailDataSource>(shared_from_this()));
 }
 
-// ---- How many lines there are
+// ---- Counting
 
 qint64 RemoteLogDataSource::rowCount() const {
     const std::lock_guard guard(mutex_);

@@ -209,7 +209,7 @@ bool RemoteReader::isSlow(qint64 lineCount) const {
     return secondsPerLine_ * static_cast<double>(lineCount) > 1;
 }
 
-// ---- How many there are
+// ---- Counting
 
 void RemoteReader::forget() {
     const std::lock_guard guard(mutex_);

@@ -46,8 +46,8 @@ public:
     /// UUID. Null if it has been removed.
     std::shared_ptr<RemoteHost> current(const RemoteHost& host) const;
 
-    /// Both store bookmarks of the host's key files and save. On failure to open a key file for reading,
-    /// nothing is changed.
+    /// Both store bookmarks of the host's key files and save. They fail, without any change, if a key file
+    /// cannot be opened for reading.
     Status add(std::shared_ptr<RemoteHost> host);
     /// An index out of range changes nothing.
     Status update(qsizetype index, std::shared_ptr<RemoteHost> host);

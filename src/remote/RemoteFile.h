@@ -66,7 +66,7 @@ public:
     /// wants no more.
     bool read(const QString& command, CommandUse use, const OutputSink& sink, const IsCancelled& isCancelled);
 
-    /// The file has lines. Does not wait.
+    /// Clears the fault that there are no lines. Does not wait.
     void linesAreThere() { setFault(Fault::NoLines, {}); }
     /// The file has no lines: finds out why.
     void lookForFault();

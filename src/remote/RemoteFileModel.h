@@ -55,7 +55,7 @@ public:
     /// The root for an invalid index.
     const RemoteFileNode& node(const QModelIndex& index) const { return nodeOf(index); }
 
-    /// Lists the directory, unless it has been listed or is being listed.
+    /// Lists the directory, unless that has succeeded or is under way.
     void visit(const QModelIndex& directory);
     /// Lists the root and these directories again, and all others when they are visited. Existing entries
     /// keep their indexes.

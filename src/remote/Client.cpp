@@ -10,7 +10,7 @@
 namespace korvane {
 namespace {
 
-/// In bytes: a number or a name is shorter.
+/// Maximum size of an answer, in bytes: a number or a name is shorter.
 constexpr qsizetype longestAnswer = 65'536;
 
 void logFailure(const QString& command, const QString& reason) {
@@ -129,7 +129,7 @@ bool Client::read(const QString& command, CommandUse use, const OutputSink& sink
     const auto current = session();
     if (!current || !current->isConnected())
         return false;
-    // The connection may go on for others.
+    // Other users of the connection may keep it open.
     const auto isUnwanted = [user = user_, releases, isCancelled] {
         return user->releases != releases || (isCancelled && isCancelled());
     };

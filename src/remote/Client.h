@@ -24,15 +24,15 @@ namespace korvane {
 class NMSSHSession;
 class RemoteHost;
 
-/// What one document, browser or connection test has of the connection with a host: logs in, runs commands
-/// and hears of a loss. The connection is shared with others of the same host.
+/// The access of one document, browser or connection test to its host: logs in, runs commands and reports a
+/// loss. Clients of the same host share one connection.
 ///
-/// Held by shared pointer. Made on the main thread; what the host's object says then is what counts. The
+/// Held by shared pointer. Created on the main thread; later changes of the host object have no effect. The
 /// calls that wait for the network block their caller, which is never the main thread. Any number of threads
 /// may connect and run commands at once.
 class Client : public std::enable_shared_from_this<Client> {
 public:
-    /// What `connect` has reached.
+    /// The outcome of `connect`.
     struct Connection {
         bool isAuthorised = false;
         bool homePathExists = false;
@@ -41,10 +41,10 @@ public:
 
     /// `alerts` shows questions and messages and outlives the client. Main thread.
     static std::shared_ptr<Client> create(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts);
-    /// With a connection that is shared with nobody.
+    /// With a connection of its own.
     static std::shared_ptr<Client> create(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts,
                                           SessionSettings settings);
-    /// With that connection of the host.
+    /// With the given connection to the host.
     static std::shared_ptr<Client> create(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts,
                                           std::shared_ptr<HostConnection> connection);
     virtual ~Client();
@@ -52,80 +52,80 @@ public:
     Client& operator=(const Client&) = delete;
 
     const std::shared_ptr<RemoteHost>& host() const { return host_; }
-    /// The window over which questions and messages stand. Main thread.
+    /// The parent window of questions and messages. Main thread.
     void setWindow(WindowId window) { user_->window = window; }
-    /// The file that the user loses with the connection. Main thread.
+    /// Name of the document's file, for the message that the connection is lost. Main thread.
     void setFileName(const QString& name) { user_->fileName = name; }
-    /// Called on any thread when the connection has come or gone, or will not be made any more without the
-    /// user. Before the first login.
+    /// Called on any thread when the connection is established or lost, or when only the user can start the
+    /// next login. Set before the first login.
     void setOnChange(std::function<void()> report) { user_->changed = std::move(report); }
 
-    /// Connects and logs in for the user; costs nothing when that has been done already. Neither authorised
-    /// nor failed means that there is no connection, or no answer from the user. The error is that of a
-    /// refused login. While a login is being made, this one waits and takes over what comes of it. Blocks.
+    /// Connects and logs in on behalf of the user; returns at once if that has been done already. Neither
+    /// authorised nor an error means that there is no connection, or that the user did not answer. The error
+    /// is that of a refused login. A call during a login waits for that login and returns its outcome.
+    /// Blocks.
     virtual Result<Connection> connect();
-    /// As above, without the question for the home path, which a server may be slow to answer: it does not
-    /// exist then.
+    /// As above, without checking the home path, which may be slow: `homePathExists` is false.
     virtual Result<Connection> logIn(LoginAsked asked);
-    /// Logs in for the program in the background, if it is time to do so.
+    /// Logs in for the program in the background, if a retry is due.
     virtual void tryAgain();
     virtual bool isConnected() const;
-    /// What the command writes to its standard output; bytes that are no UTF-8 are replaced. Empty when it is
-    /// more than 64 KiB, when there is no connection, when the command fails, which ends the connection, and
-    /// when it is cancelled, which does not. A status other than 0 is no failure. Blocks.
+    /// The standard output of the command; bytes that are not valid UTF-8 are replaced. Empty if it exceeds
+    /// 64 KiB, if there is no connection, if the command fails (which ends the connection), or if it is
+    /// cancelled (which does not). A status other than 0 is not a failure. Blocks.
     QString execute(const QString& command, const IsCancelled& isCancelled = {});
-    /// As above, but nothing where there is no answer: whether there is a connection afterwards does not say
-    /// so, as another thread may have made it anew.
+    /// As above, but nullopt if there was no answer. `isConnected` afterwards does not tell, as another
+    /// thread may have connected again.
     std::optional<QByteArray> answer(const QString& command, CommandUse use, const IsCancelled& isCancelled);
-    /// Hands what the command writes to the sink while it comes, however much it is. False where the command
-    /// has not ended and the sink wants more.
+    /// Passes the standard output of the command to the sink as it arrives, without a limit. False if the
+    /// command has not ended although the sink wants more.
     virtual bool read(const QString& command, CommandUse use, const OutputSink& sink,
                       const IsCancelled& isCancelled);
-    /// Ends everything that is under way for this one, and the connection where no other uses it; an open
-    /// question counts as not answered then. Does not wait. Any thread.
+    /// Ends everything under way for this client, and the connection if no other client uses it. An open
+    /// question then counts as not answered. Does not wait. Any thread.
     virtual void disconnect();
-    /// As above for this login alone: neither a later one nor one that somebody is making is touched.
+    /// As above for this login only: neither a later login nor one under way is affected.
     virtual void endLogin(std::uint64_t login);
 
     /// As SshConnection::stopsOnlyShells, of the last login. Any thread.
     bool stopsOnlyShells() const { return connection_->stopsOnlyShells(); }
     /// Of the last login, begun or complete; 0 before the first. Any thread.
     std::uint64_t loginNumber() const { return connection_->loginNumber(); }
-    /// True for the first caller with this login, who then shows the alert that it is lost. Any thread.
+    /// True for exactly one caller per login, which then reports its loss to the user. Any thread.
     bool claimLoss(std::uint64_t login) { return connection_->claimLoss(login); }
-    /// Whether the last login ended because the user left a question unanswered: he need not be told. Any
+    /// Whether the last login ended because the user left a question unanswered; it needs no alert. Any
     /// thread.
     bool wasLeftUnanswered() const { return connection_->wasLeftUnanswered(); }
-    /// Whether the last login was refused, or left unanswered by the user: another one is for him to begin.
-    /// Any thread.
+    /// Whether the last login was refused or left unanswered: only the user can start another one. Any
+    /// thread.
     bool wasRefused() const { return connection_->wasRefused(); }
-    /// Why the server was not reached the last time, for the user; may be empty. Any thread.
+    /// Why the server could not be reached the last time, for the user; may be empty. Any thread.
     QString fault() const { return connection_->fault(); }
-    /// How many threads wait for a login, for whomever. Any thread.
+    /// Number of threads that wait for a login, of all users of the connection. Any thread.
     int waitingForLogin() const { return connection_->waitingForLogin(); }
-    /// Shows the alert, unless the same one of this host stands already. Main thread.
+    /// Shows the alert, unless the same one is already shown for this host. Main thread.
     void tell(const Alert& alert) { connection_->tell(alert, user_->window); }
 
-    /// The session that commands and files share; null without a login of this one. Any thread.
+    /// The session that commands and files share; null before this client has logged in. Any thread.
     std::shared_ptr<NMSSHSession> session() const;
 
-    /// Tries to connect in the background, tells the outcome in an alert and disconnects. `done` is called on
-    /// the main thread after the alert has been answered, or at once where there is none. Main thread.
+    /// Tries to connect in the background, shows the outcome in an alert and disconnects. `done` is called on
+    /// the main thread after the alert has been answered, or at once if there is none. Main thread.
     void testConnection(std::function<void()> done);
-    /// The test ends without an alert. Main thread.
+    /// Ends the test without an alert. Main thread.
     void cancelConnectionTest();
 
 protected:
-    /// With a connection that is shared with nobody.
+    /// With a connection of its own.
     Client(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts);
     Client(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts,
            std::shared_ptr<HostConnection> connection);
     HostConnection& connection() { return *connection_; }
 
 private:
-    /// Asked for once for each login.
+    /// Requested once for each login.
     bool homePathExists();
-    /// What the user is told; nothing when he has left a question unanswered.
+    /// The alert for the user; nullopt if the user left a question unanswered.
     std::optional<Alert> outcomeOfTest(const Result<Connection>& outcome) const;
 
     const std::shared_ptr<RemoteHost> host_;
@@ -140,7 +140,7 @@ private:
 
     std::mutex mutex_;
     // Guarded by mutex_.
-    /// The login for which the home path was asked for, and the answer.
+    /// The login in which the home path was checked, and the result.
     std::uint64_t homePathLogin_ = 0;
     bool homePathExists_ = false;
 };

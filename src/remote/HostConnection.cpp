@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr auto firstPause = 1s;
 constexpr auto longestPause = 60s;
-/// As many names of files as one can take in at a glance.
+/// Maximum number of file names in an alert.
 constexpr qsizetype mostFilesTold = 5;
 
 QString tr(const char* text) {
@@ -173,7 +173,7 @@ Result<bool> HostConnection::attempt(std::uint64_t ends) {
         if (wasLeftUnanswered_)
             return false;
         logFault(error);
-        // A fault of the network is for the caller to word, but this one nobody may miss.
+        // The caller words network faults, but a changed host key must always be reported.
         if (isChanged)
             return refusal(error);
         const std::lock_guard guard(mutex_);
@@ -275,7 +275,7 @@ bool HostConnection::claimLoss(std::uint64_t login) {
     return false;
 }
 
-// ---- What is known of it
+// ---- State
 
 bool HostConnection::isConnected() const {
     const auto current = session();
@@ -302,7 +302,7 @@ int HostConnection::waitingForLogin() const {
     return waiting_;
 }
 
-// ---- What the user hears
+// ---- Alerts
 
 void HostConnection::logFault(const Error& error) const {
     qCWarning(logRemote).noquote()

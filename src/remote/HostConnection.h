@@ -26,21 +26,21 @@ class HostLogin;
 class NMSSHSession;
 class RemoteHost;
 
-/// One connection with one host for all who use it: makes it once for all of them, tells all of them when it
-/// has come or gone, and ends it with the last one.
+/// The connection to one host, shared by all its users: logs in once for all of them, notifies all of them
+/// when it is established or lost, and ends with the last user.
 ///
-/// Held by shared pointer. Made on the main thread.
+/// Held by shared pointer. Created on the main thread.
 class HostConnection : public std::enable_shared_from_this<HostConnection> {
 public:
-    /// One who uses it.
+    /// One user of the connection.
     struct User {
         // Main thread.
-        /// The window over which questions and messages stand.
+        /// The parent window of questions and messages.
         WindowId window;
-        /// Of the file that is lost to the user with the connection; empty for none.
+        /// Name of the file to report when the connection is lost; may be empty.
         QString fileName;
-        /// Called on any thread when the connection has come or gone, or will not be made any more without
-        /// the user. Set before the first login.
+        /// Called on any thread when the connection is established or lost, or when only the user can start
+        /// the next login. Set before the first login.
         std::function<void()> changed;
 
         // Any thread; changed by the connection.
@@ -48,29 +48,29 @@ public:
         std::atomic<std::uint64_t> releases{0};
     };
 
-    /// The one that others use already for the same address with the same credentials and settings, or a new
-    /// one. `alerts` outlives it. Main thread.
+    /// The existing connection for the same address, credentials and settings, or a new one. `alerts` must
+    /// outlive it. Main thread.
     static std::shared_ptr<HostConnection> shared(const std::shared_ptr<RemoteHost>& host,
                                                   AlertPresenter& alerts);
-    /// A new one, which is not shared. Main thread.
+    /// A new connection that is not shared. Main thread.
     static std::shared_ptr<HostConnection> separate(const std::shared_ptr<RemoteHost>& host,
                                                     AlertPresenter& alerts, SessionSettings settings);
     ~HostConnection();
     HostConnection(const HostConnection&) = delete;
     HostConnection& operator=(const HostConnection&) = delete;
 
-    /// Attaches the user, and logs in where nobody has done so yet. Whether there is a connection afterwards;
-    /// the error is that of a refused login. Blocks, but not longer than the user is attached. Any thread.
+    /// Attaches the user, and logs in if nobody has done so yet. Returns whether there is a connection; the
+    /// error is that of a refused login. Blocks, at most while the user is attached. Any thread.
     Result<bool> logIn(const std::shared_ptr<User>& user, LoginAsked asked);
-    /// Begins a login by the program, if it is time for one. Does not wait. Any thread.
+    /// Starts a login by the program, if a retry is due. Does not wait. Any thread.
     void tryAgain(const std::shared_ptr<User>& user);
-    /// The user needs it no longer. When he was the last one everything under way ends, and an open question
-    /// counts as not answered. Does not wait. Any thread.
+    /// Detaches the user. With the last user everything under way ends, and an open question counts as not
+    /// answered. Does not wait. Any thread.
     void release(User& user);
-    /// As above, unless another login than this one was made since, or is being made. Any thread.
+    /// As above, unless another login has been made since or is under way. Any thread.
     void releaseLogin(User& user, std::uint64_t login);
 
-    // Any thread, no wait.
+    // Any thread, non-blocking.
 
     const QString& hostName() const { return hostName_; }
     std::uint16_t port() const { return port_; }
@@ -82,33 +82,33 @@ public:
     /// Of the last login, begun or complete; 0 before the first.
     std::uint64_t loginNumber() const { return loginNumber_; }
     void loginBegins();
-    /// True for the first caller with this login, who then shows the alert that it is lost.
+    /// True for exactly one caller per login, which then reports its loss to the user.
     bool claimLoss(std::uint64_t login);
-    /// Whether the last login ended because the user left a question unanswered: he need not be told.
+    /// Whether the last login ended because the user left a question unanswered; it needs no alert.
     bool wasLeftUnanswered() const { return wasLeftUnanswered_; }
-    /// Whether the last login was refused, or left unanswered by the user: another one is for him to begin.
+    /// Whether the last login was refused or left unanswered: only the user can start another one.
     bool wasRefused() const { return wasRefused_; }
     void setRefused(bool isRefused) { wasRefused_ = isRefused; }
-    /// Why the server was not reached the last time, for the user; may be empty.
+    /// Why the server could not be reached the last time, for the user; may be empty.
     QString fault() const;
-    /// How many threads wait for a login.
+    /// Number of threads that wait for a login.
     int waitingForLogin() const;
-    /// The connection has ended; with the error that ended it, if one did.
+    /// Called when the connection has ended; `error`: the cause, if there was one.
     void ended(const std::optional<Error>& error);
 
-    /// Shows the alert, unless the same one of this host stands already. Main thread.
+    /// Shows the alert, unless the same one is already shown for this host. Main thread.
     void tell(const Alert& alert, WindowId window);
 
 private:
     using Clock = std::chrono::steady_clock;
     struct Attempt {
-        /// The value of `ends_` when it began: a login asked for after a later end needs a new attempt.
+        /// The value of `ends_` when it began: a login requested after a later end needs a new attempt.
         std::uint64_t ends = 0;
         // Guarded by the mutex of the connection.
         std::optional<Result<bool>> outcome;
-        /// There was a question that could not be asked.
+        /// A question came up while asking the user was not allowed.
         bool wasSilent = false;
-        /// Over whose window questions stand.
+        /// The user whose window is the parent of questions.
         std::weak_ptr<User> user;
     };
 
@@ -126,7 +126,7 @@ private:
     std::shared_ptr<NMSSHSession> sessionForConnecting();
     void tellChange();
     void logFault(const Error& error) const;
-    /// The error of the session, with what the user can do about it.
+    /// The session's error, with advice for the user.
     Error refusal(const Error& error) const;
     // Main thread.
     WindowId window() const;
@@ -157,7 +157,7 @@ private:
     std::shared_ptr<Attempt> attempt_; // under way
     int waiting_ = 0;
     QString fault_;
-    /// After a server was not reached: when the program may try again, and how long it has waited.
+    /// When the program may try again after it could not reach the server, and the length of the last pause.
     std::optional<Clock::time_point> retryAt_;
     std::chrono::seconds pause_{0};
 

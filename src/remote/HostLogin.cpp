@@ -19,7 +19,7 @@ namespace {
 /// Maximum number of further authentication methods that a server may require.
 constexpr int mostFurtherProofs = 3;
 
-/// The file that the settings remember, or else the one at the stored path.
+/// The file remembered in the settings, otherwise the one at the stored path.
 std::optional<QUrl> keyFile(std::optional<QUrl> remembered, const std::optional<QString>& path) {
     if (remembered || !path || path->isEmpty())
         return remembered;
@@ -121,7 +121,7 @@ HostLogin::Outcome HostLogin::proveByWhatIsKnown(NMSSHSession& session) {
         if (session.authenticateByAgent())
             return Outcome::Done;
         const Error error = session.lastError();
-        // No time is left for anything else, or the user wants nothing else.
+        // No time is left for another method, or the user has declined.
         if (isSshError(error, SshErrorCode::TimedOut) || isSshError(error, SshErrorCode::NotAnswered))
             return Outcome::Refused;
         if (isSshError(error, SshErrorCode::Incomplete) && !canBeTyped)
@@ -142,7 +142,7 @@ HostLogin::Outcome HostLogin::proveByWhatIsKnown(NMSSHSession& session) {
     case Proof::Kind::None:
         break;
     }
-    // Without anything to prove it with, only the agent can have been refused.
+    // Without a proof of our own, only the agent's keys can have been refused.
     return session.usesSshConfig() ? Outcome::Refused : Outcome::Unproven;
 }
 
@@ -154,7 +154,7 @@ bool HostLogin::proveByKeyboard(NMSSHSession& session) {
             [answer = *cached](const QString&, bool) { return std::optional(answer); });
     else
         isDone = session.authenticateByKeyboardInteractive();
-    // One answer for several questions would be wrong for all but one of them.
+    // A stored answer cannot be right for more than one question.
     if (!isDone || keyboardQuestions_ > 1)
         forgetAnswer();
     return isDone;
@@ -220,7 +220,7 @@ std::optional<QString> HostLogin::secret(const SecretQuestion& question) {
 std::optional<QString> HostLogin::keyboardInteractiveRequest(const QString& request, bool isEchoed) {
     Alert alert;
     alert.kind = Alert::Kind::Question;
-    // Before the proofs a server on the way asks, and no answer to it is for the host.
+    // Questions before authentication come from a jump host; their answers are not for the host.
     const bool isOfHost = isProving_;
     alert.message = isOfHost
                         ? passwordRequest(username_, hostName_)
@@ -292,7 +292,7 @@ void HostLogin::keepSecret() {
         else
             proof_.passPhrase = kept->text;
     }
-    // Also when nobody uses the connection any more.
+    // Also if the connection has no users any more.
     MainThread::shared().post([host = host_, kept = *kept] { storeSecret(*host, kept); });
 }
 

@@ -23,34 +23,34 @@ class RemoteHost;
 template <typename T>
 class Reply;
 
-/// Proves to a host who the user is, and asks the user what only he knows. One login at a time.
+/// Authenticates the user to a host, and asks the user for missing secrets. One login at a time.
 ///
-/// Held by shared pointer. Made on the main thread; what the host's object says then is what counts.
+/// Held by shared pointer. Created on the main thread; later changes of the host object have no effect.
 class HostLogin final : public NMSSHSessionDelegate, public std::enable_shared_from_this<HostLogin> {
 public:
     enum class Outcome { Done, Refused, Unproven };
-    /// The window over which questions stand; may be invalid. Called on the main thread.
+    /// Returns the parent window of questions; may be invalid. Called on the main thread.
     using FindWindow = std::function<WindowId()>;
     /// As `didDisconnectWithError`.
     using Ended = std::function<void(const std::optional<Error>&)>;
 
-    /// `alerts` outlives the login.
+    /// `alerts` must outlive the login.
     HostLogin(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, FindWindow findWindow, Ended ended);
 
-    /// Whether the user is proven to that host, which has the same address, in the same way. Main thread.
+    /// Whether a login to `host`, which has the same address, would use the same credentials. Main thread.
     bool isSameFor(const RemoteHost& host) const;
 
-    /// Begins a login; `mayAsk`: whether the user may be asked. Without that he leaves all questions
-    /// unanswered, until he may be. Any thread.
+    /// Begins a login; `mayAsk`: whether the user may be asked. Otherwise all questions count as unanswered
+    /// until `letAsk`. Any thread.
     void begin(bool mayAsk);
     void letAsk() { mayAsk_ = true; }
-    /// Whether there was a question that could not be asked. Any thread.
+    /// Whether a question came up while asking was not allowed. Any thread.
     bool wasSilent() const { return wasSilent_; }
-    /// With as many proofs as the server wants. Blocks.
+    /// Authenticates, with several methods if the server requires them. Blocks.
     Outcome prove(NMSSHSession& session);
-    /// Open questions, and those that the login still has, count as not answered. Any thread, does not wait.
+    /// Open and later questions of the login count as not answered. Any thread, does not wait.
     void cancel();
-    /// What was typed for this connection is not used again.
+    /// Drops the answer that the user typed for this connection.
     void forgetAnswer();
 
     // NMSSHSessionDelegate
@@ -60,24 +60,25 @@ public:
     void didDisconnectWithError(const std::optional<Error>& error) override { ended_(error); }
 
 private:
-    /// Only the keyboard's answer is the host's own object, because others may ask for it too.
+    /// The credentials, copied except for the keyboard's answer, which belongs to the host because other
+    /// logins may use it too.
     struct Proof {
         enum class Kind { None, Password, Keyboard, PublicKey };
 
         Kind kind = Kind::None;
         QString password;
         std::shared_ptr<KeyboardAuthnType> keyboard;
-        /// For a key: nothing when the host names no file.
+        /// For a key: nullopt if the host names no file.
         std::optional<QUrl> pubKeyUrl;
         std::optional<QUrl> pvtKeyUrl;
         std::optional<QString> passPhrase;
 
-        /// Whatever the keyboard's answer is.
+        /// Ignores the keyboard's answer.
         bool operator==(const Proof& other) const;
     };
-    /// The answer to a question; nothing when there is none.
+    /// The pending answer to a question; nullopt if there is none.
     using Question = Reply<std::optional<QString>>;
-    /// A secret that the host shall keep once it has been found right.
+    /// A secret to be stored in the host once a login has succeeded with it.
     struct KeptSecret {
         SecretQuestion::Kind kind;
         QString text;
@@ -88,9 +89,9 @@ private:
     bool proveByKeyboard(NMSSHSession& session);
     /// Blocks until the user has answered or the login is cancelled.
     std::optional<QString> ask(Alert alert);
-    /// Whether the host has a place for the secret.
+    /// Whether the host can store the secret.
     bool hasPlaceFor(const SecretQuestion& question) const;
-    /// After a login: what the user wanted to be kept.
+    /// After a login: stores the secret that the user chose to keep.
     void keepSecret();
     /// Main thread.
     static void storeSecret(const RemoteHost& host, const KeptSecret& secret);
@@ -103,12 +104,12 @@ private:
     const QString hostName_;
     const std::uint16_t port_;
     const QString username_;
-    /// Changed by the login under way alone, and only with the lock held.
+    /// Changed only by the login under way, with the lock held.
     Proof proof_;
     std::atomic<bool> mayAsk_{false};
     std::atomic<bool> wasSilent_{false};
     std::atomic<int> keyboardQuestions_{0};
-    /// Whether the host has been reached and now wants a proof.
+    /// Whether the host has been reached and authentication has begun.
     std::atomic<bool> isProving_{false};
 
     mutable std::mutex mutex_;

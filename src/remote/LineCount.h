@@ -9,35 +9,35 @@
 
 namespace korvane {
 
-/// What a count has found of the file, against the last count that succeeded.
+/// How the file has changed since the last count that succeeded.
 enum class FileChange : unsigned char {
     None,
     Grown,
-    Replaced, ///< every line may be another one
+    Replaced, ///< every line may have changed
 };
 
-/// How many lines of a file on a server are known, and which of them the rules have been told of. A value
+/// The known line count of a file on a server, and which lines have been reported to the rules. A value
 /// without input or output, and not synchronised.
 class LineCount {
 public:
-    /// As far as is known; before the first count those that have been read.
+    /// The last known count; before the first count the number of lines read.
     qint64 lines() const { return lines_; }
-    /// Counted, and nothing says that there are others by now.
+    /// Whether the lines have been counted and have not changed since, as far as is known.
     bool isFresh() const { return isFresh_; }
-    /// A count is to be requested by whoever needs the lines.
+    /// Whether a count should be requested when the lines are needed.
     bool isWanted() const { return !isUnwanted_ && (!isFresh_ || lines_ == 0); }
-    /// Another one whenever the file has been found empty: counts that began before mean nothing any more.
+    /// Incremented whenever the file is found empty: counts begun before are then invalid.
     std::uint64_t generation() const { return generation_; }
 
-    /// The lines may be others by now.
+    /// Marks the count as possibly outdated.
     void outdate();
-    /// The user has given up a count: none is wanted until `outdate`.
+    /// The user has cancelled a count: none is wanted until `outdate`.
     void giveUp() { isUnwanted_ = true; }
-    /// All lines are gone without a count. Returns how many there were.
+    /// Removes all lines without a count. Returns how many there were.
     qint64 empty();
 
-    /// `lines` of the first page are on their way and can be shown. True when those are rows that were not
-    /// there.
+    /// `lines` of the first page have been read and can be shown while the rest follows. True if these are
+    /// new rows.
     bool firstLinesShown(qint64 lines);
     struct FirstPage {
         /// The rows that can be shown now.
@@ -45,24 +45,23 @@ public:
         /// Counted lines of the first page that were appended after it was read.
         LineRange missed;
     };
-    /// The first page has been read, and has so many lines. Nothing when that has been known before.
+    /// The first page has been read and has `lines` lines. Nullopt if that was known before.
     std::optional<FirstPage> firstPageRead(qint64 lines);
 
     struct Counted {
         qint64 before;
-        /// No rows of the file have been shown before, and its first page is still to come.
+        /// Whether no rows have been shown before and the first page is not complete yet.
         bool isFirst;
     };
-    /// Takes over what was counted. Nothing when the count began in another generation.
+    /// Stores a count. Nullopt if it began in another generation.
     std::optional<Counted> take(qint64 counted, std::uint64_t generation);
 
-    /// Appended lines are reported to the rules from now on, or are not.
+    /// Whether appended lines are reported to the rules from now on.
     void followingBegan();
     void followingEnded() { isFollowed_ = false; }
-    /// So many lines have been reported or were there before; nothing while it is not known how many there
-    /// were.
+    /// Number of lines that have been reported or existed before; nullopt while that is unknown.
     void setReported(std::optional<qint64> lines) { reported_ = lines; }
-    /// The appended lines that are to be reported now, once each; empty for none.
+    /// The appended lines to be reported now, each once; may be empty.
     LineRange takeAppended(FileChange change, qint64 counted, std::uint64_t generation);
 
 private:
@@ -71,7 +70,7 @@ private:
     bool isUnwanted_ = false;
     bool isFirstPageRead_ = false;
     bool isFollowed_ = false;
-    /// Lines of the first page that were shown while it was on its way.
+    /// Lines of the first page that were shown before it was complete.
     qint64 shownFirst_ = 0;
     std::uint64_t generation_ = 0;
     std::optional<qint64> reported_;

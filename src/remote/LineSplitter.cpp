@@ -9,7 +9,7 @@ bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-/// So many of the first bytes, less those of a character that would be cut.
+/// The first `count` bytes, less those of a character that would be cut.
 qsizetype wholeCharacters(QByteArrayView bytes, qsizetype count) {
     constexpr qsizetype longestCharacter = 4;
     const qsizetype least = std::max<qsizetype>(count - longestCharacter, 0);
@@ -36,7 +36,7 @@ bool LineSplitter::take(QByteArrayView bytes) {
     while (!bytes.isEmpty() && std::ssize(lines_) < limits_.lines && !isFull_) {
         const qsizetype newline = bytes.indexOf('\n');
         const QByteArrayView part = bytes.first(newline < 0 ? bytes.size() : newline);
-        // One byte more tells where a character ends.
+        // One more byte shows where a character ends.
         const auto longest = static_cast<qsizetype>(limits_.line) + 1;
         if (kept_.size() < longest)
             kept_.append(part.first(std::min(part.size(), longest - kept_.size())));

@@ -10,38 +10,39 @@
 
 namespace korvane {
 
-/// Makes lines of UTF-8 text from bytes while they arrive, in bounded memory: a line keeps its first bytes,
-/// and of the rest only the number. What stands behind the last newline is no line yet. One thread.
+/// Splits arriving bytes into lines of UTF-8 text in bounded memory: of a long line the first bytes are kept,
+/// and of the rest only the number. Bytes after the last newline do not form a line yet. One thread.
 class LineSplitter {
 public:
     struct Limits {
-        /// So many lines are made.
+        /// Maximum number of lines.
         qint64 lines = 0;
-        /// In bytes: what is kept of one line. A character is not cut.
+        /// In bytes: how much of one line is kept. Characters are not cut.
         std::uint64_t line = 1 << 20;
-        /// In bytes: no line is begun behind so many, and none is read further.
+        /// In bytes: no line begins after this many, and reading stops there.
         std::uint64_t bytes = 16 << 20;
     };
 
     explicit LineSplitter(const Limits& limits) : limits_(limits) {}
 
-    /// Before the first bytes: those of a line that has begun, of which only the first may be there.
+    /// Call before the first bytes, if a line has already begun. `kept`: its first bytes; `length`: its
+    /// length so far, in bytes.
     void resume(const QByteArray& kept, std::uint64_t length);
-    /// False once nothing more is taken.
+    /// False once no more bytes are accepted.
     bool take(QByteArrayView bytes);
 
     std::vector<DisplayLine>& lines() { return lines_; }
-    /// In bytes: the lines with their newlines.
+    /// In bytes: size of the lines with their newlines.
     std::uint64_t size() const { return size_; }
-    /// The last bytes of the lines, at most so many as a place is known by.
+    /// The last bytes of the lines, at most `markSize`.
     const QByteArray& end() const { return end_; }
-    /// What stands behind the last line: as many bytes of it as a line keeps, and how many there are.
+    /// The bytes after the last newline, limited like those of a line, and their number.
     const QByteArray& unfinished() const { return kept_; }
     std::uint64_t unfinishedSize() const { return length_; }
-    /// It stopped for the number of bytes before the lines were complete.
+    /// Whether the byte limit was reached before the lines were complete.
     bool isFull() const { return isFull_; }
 
-    /// By so many bytes before it a place in a file is known again.
+    /// In bytes: how much before a place in a file is compared to recognise it.
     static constexpr qsizetype markSize = 64;
 
 private:
@@ -50,10 +51,10 @@ private:
     const Limits limits_;
     std::vector<DisplayLine> lines_;
     QByteArray kept_;
-    std::uint64_t length_ = 0; // of the line that has begun
+    std::uint64_t length_ = 0; // of the unfinished line
     std::uint64_t size_ = 0;
     QByteArray end_;
-    QByteArray last_; // bytes taken, at most `markSize`
+    QByteArray last_; // last bytes taken, at most `markSize`
     bool isFull_ = false;
 };
 

@@ -2,8 +2,8 @@
 
 namespace korvane {
 
-/// Who wants a login. The program makes none after one that was refused or left unanswered, waits longer and
-/// longer before it tries a server again that was not reached, and has the user asked nothing.
+/// Who requested a login. The program starts none after one that was refused or left unanswered, retries an
+/// unreachable server at growing intervals, and never asks the user anything.
 enum class LoginAsked { ByProgram, ByUser };
 
 } // namespace korvane

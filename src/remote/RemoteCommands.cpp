@@ -7,13 +7,15 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/// Between double quotation marks, also for csh, to which "!" means an earlier command there.
+/// Whether the path can be written between double quotation marks, also for csh, in which "!" refers to an
+/// earlier command.
 bool isPlain(const QString& path) {
     return std::none_of(path.begin(), path.end(),
                         [](QChar character) { return "\"$`\\\n!"_L1.contains(character); });
 }
 
-/// `{path}` in the command is the path as a word of the shell, `{awk}` what takes the size from a listing.
+/// Replaces `{path}` in the command by the path as a word of the shell, and `{awk}` by the command that takes
+/// the size from a listing.
 QString onPath(const QString& command, const QString& path) {
     const auto filled = [&command](const QString& word, const QString& awk) {
         QString text = command;
@@ -24,7 +26,7 @@ QString onPath(const QString& command, const QString& path) {
     QString octal;
     for (const char byte : path.toUtf8())
         octal += u'\\' + QString::number(static_cast<unsigned char>(byte), 8).rightJustified(3, u'0');
-    // A shell drops line feeds from the end of what a command writes: the guard keeps those of the name.
+    // A shell drops trailing line feeds from the output of a command: the guard keeps those of the name.
     return u"sh -c 'P=\"$(printf \"%1x\")\"; "_s.arg(octal) +
            filled(u"\"${P%x}\""_s, u"awk \"NR==1{print \\$5}\""_s) + u'\'';
 }
@@ -33,7 +35,7 @@ QString number(std::integral auto value) {
     return QString::number(value);
 }
 
-/// tail(1) counts from one.
+/// tail(1) counts bytes from one.
 QString from(quint64 offset) {
     return u"tail -c +%1 {path}"_s.arg(offset + 1);
 }

@@ -4,37 +4,37 @@
 
 #include <cstdint>
 
-/// What servers are asked by commands: the one place that holds their texts.
+/// The texts of all commands sent to servers.
 ///
-/// A path stands between double quotation marks as it is. Where something in it would mean more than itself
-/// there (`"`, `$`, a backquote, `\`, a line feed, or `!` in csh), the same commands run in `sh -c`, which
-/// makes the name from its bytes, so that any shell of the user passes it on unchanged. Any thread.
+/// A path is written between double quotation marks. If a character in it would be special there (`"`, `$`, a
+/// backquote, `\`, a line feed, or `!` in csh), the same commands run in `sh -c`, which builds the name from
+/// its bytes, so that any login shell passes it on unchanged. Any thread.
 namespace korvane::remotecommands {
 
-/// How many lines the file has: `wc -l < "P"`.
+/// Counts the lines of the file: `wc -l < "P"`.
 QString countLines(const QString& path);
-/// The size in bytes of what stands at the path itself: `ls -nl "P" | awk '{print $5}'`.
+/// The size in bytes of the entry at the path itself, even of a link: `ls -nl "P" | awk '{print $5}'`.
 QString size(const QString& path);
-/// Of the file that a link leads to, and a line that tells which file it is (for `takeIdentity`).
+/// The size of the file that a link leads to, and a line that identifies the file (for `takeIdentity`).
 QString sizeAndIdentity(const QString& path);
-/// `count` lines from the zero-based one on: `tail -n+FIRST "P" | head -n COUNT`.
+/// `count` lines from the zero-based line `first`: `tail -n+FIRST "P" | head -n COUNT`.
 QString lines(const QString& path, qint64 first, qint64 count);
 
-/// As many lines as begin at a byte.
+/// `count` lines from the byte `offset`.
 QString linesFrom(const QString& path, quint64 offset, qint64 count);
-/// How many lines end within so many bytes from the start.
+/// Counts the newlines in the first `bytes` bytes.
 QString countWithin(const QString& path, quint64 bytes);
-/// How many lines end within so many bytes from an offset.
+/// Counts the newlines in `bytes` bytes from the offset.
 QString countWithin(const QString& path, quint64 offset, quint64 bytes);
-/// How many bytes a line has, with its newline.
+/// The length of a line in bytes, with its newline.
 QString lengthOfLine(const QString& path, qint64 line);
 
-/// The line that tells which file it is, and all bytes from the offset on.
+/// The line that identifies the file, and all bytes from the offset on.
 QString identityAndRest(const QString& path, quint64 offset);
-/// As above with at most so many bytes, behind a first line with the size of the file.
+/// As above with at most `bytes` bytes, after a first line with the size of the file.
 QString sizeIdentityAndBytes(const QString& path, quint64 offset, quint64 bytes);
-/// Takes the line that tells which file it is from the start of an answer. Empty when the server does not
-/// tell.
+/// Removes the line that identifies the file from the start of an answer. Empty if the server does not
+/// identify it.
 QByteArray takeIdentity(QByteArray& answer, const QString& path);
 
 } // namespace korvane::remotecommands

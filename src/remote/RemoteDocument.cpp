@@ -39,7 +39,7 @@ std::optional<FileInformation> informationOf(const RemoteFile& file) {
 
 } // namespace
 
-/// Takes what workers hear to the document, on the main thread.
+/// Forwards notices of the workers to the document, on the main thread.
 class RemoteDocument::Listener : public RemoteFileListener {
 public:
     explicit Listener(std::weak_ptr<RemoteDocument> document) : document_(std::move(document)) {}
@@ -72,18 +72,18 @@ private:
     const std::weak_ptr<RemoteDocument> document_;
 };
 
-/// Connects, and asks for what the window shows of a file.
+/// Connects and counts the lines of the file.
 class RemoteDocument::LoadOperation : public Operation {
 public:
     enum class Login { Kept, Ended };
 
-    /// `number`: the document's own of the load.
+    /// `number`: identifies the load within the document.
     LoadOperation(std::weak_ptr<RemoteDocument> document, std::uint64_t number, LoginAsked asked,
                   std::shared_ptr<RemoteFile> file, std::shared_ptr<RemoteLogDataSource> dataSource)
         : document_(std::move(document)), number_(number), asked_(asked), file_(std::move(file)),
           dataSource_(std::move(dataSource)) {}
 
-    /// Nobody wants it any more. `login`: what becomes of one that it may still make.
+    /// The result is no longer wanted. `login`: whether a login that still succeeds is kept.
     void abandon(Login login) {
         keepsLogin_ = login == Login::Kept;
         cancel();
@@ -96,14 +96,14 @@ protected:
         const std::uint64_t loginBefore = client.loginNumber();
         const auto connection = client.logIn(asked_);
         if (isCancelled()) {
-            // A login that nobody wants any more may have been reached all the same.
+            // The login may have succeeded although it is no longer wanted.
             if (!keepsLogin_)
                 client.endLogin(client.loginNumber());
             return;
         }
         if (!connection || !connection.value().isAuthorised) {
             const std::uint64_t login = client.loginNumber();
-            // Who was logged in for a moment may have been told of the loss.
+            // A user who was logged in for a moment may already have seen the alert of the loss.
             const bool isTold =
                 asked_ == LoginAsked::ByProgram ||
                 (connection && (wasConnected || login > loginBefore) && !client.claimLoss(login));
@@ -139,7 +139,7 @@ private:
     const std::shared_ptr<RemoteLogDataSource> dataSource_;
 };
 
-// ---- From address to rows
+// ---- Opening
 
 Result<std::shared_ptr<Document>>
 RemoteDocument::createForUrl(const QUrl& url, const RemoteHostsManager& hosts, AlertPresenter& alerts) {
@@ -214,20 +214,20 @@ void RemoteDocument::announceState() {
 void RemoteDocument::connected() {
     setState(RemoteState::Connected);
     if (std::exchange(asksAgain_, false)) {
-        // The rows stay until the new ones are there.
+        // The old rows stay until the new ones have been loaded.
         dataSource_->linesChanged(0);
         dataSource_->notices().rowsStale.post();
     }
     if (follows_)
         follow();
-    // A server that does not tell of files costs nothing but this.
+    // On a server that gives no information about files this has no other effect.
     informationQueue_->run([file = file_] {
         file->lookForLink();
         file->lookWhatItIs();
     });
     if (std::exchange(isAnnounced_, true))
         return;
-    // The first lines need no count.
+    // The first page does not need the count.
     dataSource_->loadPage(1, true);
     if (RemoteRecentFilesManager::hasShared())
         RemoteRecentFilesManager::shared().add(fileUrl_);
@@ -271,7 +271,7 @@ void RemoteDocument::connectionChanged() {
         return;
     if (!client_->isConnected()) {
         connectionGone();
-        announceState(); // it may be for the user now to connect again
+        announceState(); // the user may now be allowed to reconnect
     } else if (state_.state() != RemoteState::Connected)
         comeBack(LoginAsked::ByProgram);
 }
@@ -287,7 +287,7 @@ void RemoteDocument::connectionGone() {
 }
 
 void RemoteDocument::connectionLost() {
-    // Nobody else tells of it, whatever has been noticed by now.
+    // No other part reports this loss, whatever the state is already.
     connectionGone();
     present(remoteerror::connectionLost());
 }
@@ -350,7 +350,7 @@ void RemoteDocument::startTailingWhenLoaded() {
     if (isClosed())
         return;
     follows_ = true;
-    // Without a connection it would only find that out; a monitor connects by itself, once.
+    // Without a connection a monitor would try to connect itself, once, and fail.
     if (state_.state() == RemoteState::Connected || state_.state() == RemoteState::Lost)
         follow();
 }
@@ -363,13 +363,13 @@ void RemoteDocument::stopTailing() {
         logFileObserver_->stopTailing();
 }
 
-// ---- Reading anew, and the end
+// ---- Reading again and closing
 
 void RemoteDocument::cancelLoading() {
     if (isClosed() || !load_)
         return;
     stopTailing();
-    // What is complete may be of use to others.
+    // A completed login may be of use to other documents.
     const bool isLoggedIn = client_->isConnected();
     std::exchange(load_, nullptr)
         ->abandon(isLoggedIn ? LoadOperation::Login::Kept : LoadOperation::Login::Ended);

@@ -22,30 +22,30 @@ class RemoteLogDataSource;
 class RemoteLogFileObserver;
 class SFTPClient;
 
-/// One open log file on a server: owns its login, the source of its rows and, once it is followed, the
-/// observer.
+/// One open log file on a server. Owns its login, the data source of its rows and, once the file has been
+/// followed, the observer.
 class RemoteDocument final : public Document {
 public:
-    /// Makes a login on a host that is not yet connected.
+    /// Creates a login for a host that is not yet connected.
     using MakeClient = std::function<std::shared_ptr<Client>(std::shared_ptr<RemoteHost>)>;
 
-    /// For the host that the address names; fails when none is configured so. `alerts` outlives the document.
+    /// Creates a document on the host that the URL names; fails if no such host is configured. `alerts` must
+    /// outlive the document.
     static Result<std::shared_ptr<Document>> createForUrl(const QUrl& url, const RemoteHostsManager& hosts,
                                                           AlertPresenter& alerts);
     static std::shared_ptr<RemoteDocument> create(std::shared_ptr<RemoteHost> host,
                                                   const MakeClient& makeClient);
     ~RemoteDocument() override;
 
-    /// No server is asked for anything.
+    /// Contacts no server.
     Status readFromUrl(const QUrl& url) override;
 
-    /// Connects, and has the lines counted. Once connected the file is followed, where the settings say so,
-    /// becomes one of the recent ones, and the document is announced. A failure is told in an alert, and
-    /// nothing else happens.
+    /// Connects and counts the lines. Once connected, follows the file if the settings say so, adds it to the
+    /// recent files, and announces the document. A failure is reported in an alert and has no other effect.
     void startLoading() override;
     void windowMade() override {}
     void cancelLoading() override;
-    /// Makes the observer where there is none.
+    /// Creates the observer if there is none.
     void startTailingWhenLoaded() override;
     void stopTailing() override;
     void reload() override;
@@ -54,20 +54,20 @@ public:
     bool isClosed() const override { return state_.state() == RemoteState::Closed; }
 
     QUrl fileUrl() const override { return fileUrl_; }
-    /// None: a remote file is read by commands.
+    /// Null: a remote file is read by commands.
     std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
     std::shared_ptr<TailDataSourceProtocol> dataSource() const override;
-    /// Null until the file is followed for the first time.
+    /// Null until the file is first followed.
     std::shared_ptr<FileObserverProtocol> logFileObserver() const override;
 
-    /// Remote lines are UTF-8, and bytes that are not are replaced.
+    /// Remote lines are UTF-8; invalid bytes are replaced.
     bool hasEncodingChoice() const override { return false; }
     EncodingChoice encodingChoice() const override;
     void setEncodingChoice(EncodingChoice /*choice*/) override {}
     StringEncoding fileEncoding() const override { return encoding::utf8; }
 
     QString openFault() const override;
-    /// Only notices a connection that is lost, and counts a file that has not been counted or was empty.
+    /// Detects a lost connection, and counts a file that has not been counted or was empty.
     void checkFile(std::function<void(FileFault)> report) override;
     void stayConnected() override;
     bool triesToConnect() const override;
@@ -90,7 +90,7 @@ private:
     RemoteDocument(std::shared_ptr<RemoteHost> host, std::shared_ptr<Client> client);
     std::shared_ptr<RemoteDocument> self();
     void connectInBackground(LoginAsked asked);
-    /// Reports every change.
+    /// Posts a notice of every change.
     void setState(RemoteState state);
     bool isConnecting() const { return connectionState() == ConnectionState::Connecting; }
     void announceState();
@@ -99,10 +99,10 @@ private:
     /// The attempt under way has ended without a connection.
     void attemptEnded(RemoteState end);
     void loadEnded();
-    /// The connection has come or gone, by whomever.
+    /// The connection has been established or lost, by any of its users.
     void connectionChanged();
     void connectionGone();
-    /// Loads again what could not be loaded.
+    /// Loads again everything that could not be loaded.
     void comeBack(LoginAsked asked);
     void connectionLost();
     void present(const Error& error);
@@ -115,15 +115,15 @@ private:
     QUrl fileUrl_;
     StateMachine<RemoteState> state_{RemoteState::Unopened, remoteTransitions};
     bool isAnnounced_ = false;
-    /// The file is to be followed as soon as there is a connection.
+    /// The file is to be followed once there is a connection.
     bool follows_ = false;
-    /// Why there are no lines of the file; empty for no fault.
+    /// Why the file has no lines; empty without a fault.
     QString fileFault_;
-    /// The rows that could not be loaded are to be asked for as soon as there is a connection.
+    /// The rows that could not be loaded are to be requested once there is a connection.
     bool asksAgain_ = false;
     /// Null while nothing is being loaded.
     std::shared_ptr<LoadOperation> load_;
-    /// Tells what belongs to an earlier load.
+    /// Distinguishes the reports of an earlier load.
     std::uint64_t loadNumber_ = 0;
     std::shared_ptr<Listener> listener_;
     std::shared_ptr<RemoteFile> file_;

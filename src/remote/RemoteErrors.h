@@ -6,12 +6,11 @@
 
 namespace korvane {
 
-/// What goes wrong with remote files, in the words in which the user is told. Domain "NSURLErrorDomain", code
-/// -1004.
+/// Errors of remote files, with their texts for the user. Domain "NSURLErrorDomain", code -1004.
 namespace remoteerror {
 
 Error unknownHost(const QUrl& url);
-/// `reason`: on a line of its own; may be empty.
+/// `reason`: shown on a line of its own; may be empty.
 Error cannotConnect(const QString& reason);
 Error connectionLost();
 

@@ -14,7 +14,7 @@
 namespace korvane {
 namespace {
 
-/// In bytes: what is larger is a file, for sure.
+/// In bytes: a larger entry cannot be a link.
 constexpr quint64 longestLink = 4096;
 
 } // namespace
@@ -88,7 +88,7 @@ std::optional<quint64> RemoteFile::sizeAt(const QString& path, const IsCancelled
 std::optional<quint64> RemoteFile::sizeByStat(const QByteArray& output) {
     const auto information = SFTPClient(client_).infoForFileAtPath(shownPath());
     if (!information)
-        return static_cast<quint64>(numberIn(output)); // nobody knows better
+        return static_cast<quint64>(numberIn(output)); // no better source
     setKind(information.value().kind);
     if (isNoFile_)
         return std::nullopt;
@@ -153,7 +153,7 @@ QString RemoteFile::measuredPath() {
     const auto link = SFTPClient(client_).linkTarget(shownPath());
     const std::lock_guard guard(mutex_);
     if (!link) {
-        // What is not there yet may become a link. Where nothing can be asked, nothing is asked again.
+        // A link may still appear at the path. If the server cannot resolve links, do not try again.
         const bool mayComeYet = isSshError(link.error(), SshErrorCode::NoSuchFile) ||
                                 isSshError(link.error(), SshErrorCode::NotConnected);
         place_ = mayComeYet ? Place::Unknown : Place::File;
@@ -180,7 +180,7 @@ bool RemoteFile::takeOtherTarget() {
     return std::exchange(isOtherTarget_, false);
 }
 
-// ---- Why there is nothing to see
+// ---- Why there are no lines
 
 void RemoteFile::lookForFault() {
     if (!client_->isConnected() || printsText() || isNoFile_)
@@ -196,14 +196,14 @@ void RemoteFile::lookForFault() {
         setFault(Fault::NoLines, QCoreApplication::translate(
                                      "RemoteFile", "\"%1\" cannot be read, or holds no complete line.")
                                      .arg(shownPath()));
-    // A server that does not tell of files at all says nothing of this one.
+    // A server that cannot answer for files at all says nothing about this one.
     else if (isSshError(reading.error(), SshErrorCode::NoSuchFile) ||
              isSshError(reading.error(), SshErrorCode::CannotRead))
         setFault(Fault::NoLines, reading.error().userText);
 }
 
 void RemoteFile::setFault(Fault fault, const QString& text) {
-    // Told under the lock, so that the last one is heard last.
+    // Reported under the lock, so that reports arrive in order.
     const std::lock_guard guard(mutex_);
     faults_[static_cast<std::size_t>(fault)] = text;
     const auto first =
@@ -221,7 +221,7 @@ bool RemoteFile::printsText() const {
 }
 
 QString RemoteFile::shownPath() const {
-    // An absolute path has got one more "/" from the address.
+    // The URL adds a "/" in front of an absolute path.
     return path_.startsWith(QStringLiteral("//")) ? path_.sliced(1) : path_;
 }
 
@@ -237,11 +237,11 @@ Result<Client::Connection> RemoteFile::connect() {
         return Client::Connection{};
     auto connection = client_->logIn(LoginAsked::ByProgram);
     if (isClosed_) {
-        // What was begun before may have been reached behind the end.
+        // A login that began before the file was closed may have succeeded since.
         client_->disconnect();
         return Client::Connection{};
     }
-    // A reader of a pipe would stay on the server for good, and take what belongs to others.
+    // A command that reads a pipe would never end on the server, and would take data from other readers.
     if (client_->isConnected() && client_->stopsOnlyShells())
         lookWhatItIs();
     return connection;
@@ -254,7 +254,7 @@ bool RemoteFile::connectForPage() {
     const std::uint64_t login = client_->loginNumber();
     const auto listener = listener_.lock();
     if (!wasConnected && client_->wasRefused()) {
-        // Each attempt more may lock the user out, or ask him again what he did not want to answer.
+        // Another attempt may lock the user out, or repeat a question that the user has declined.
         if (listener)
             listener->connectionGone();
         return false;

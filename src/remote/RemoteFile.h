@@ -15,23 +15,23 @@
 
 namespace korvane {
 
-/// Hears what the reading of a remote file shows of its connection, on the reading thread.
+/// Receives what reading a remote file reveals about its connection, on the reading thread.
 class RemoteFileListener {
 public:
     virtual ~RemoteFileListener() = default;
-    /// There is none any more; the user has been told, if there was one.
+    /// The connection was lost; the user has already been notified, if there was one.
     virtual void connectionGone() = 0;
-    /// There was one until it was to be used, and it cannot be made anew.
+    /// The connection turned out dead on use and could not be re-established.
     virtual void connectionLost() = 0;
-    /// What should be a number is a text.
+    /// The server printed text in place of a number.
     virtual void serverPrintsText(const QString& text) = 0;
-    /// Why there are no lines of the file; empty when there are some, or none for a good reason.
-    /// Does not wait, and asks the file nothing.
+    /// Why the file has no lines; empty if it has lines, or may have none. Does not block, and must not call
+    /// the file.
     virtual void fileFault(const QString& text) = 0;
 };
 
-/// A log file on a server, read by commands over its document's login. Any thread; all calls but the first
-/// wait for the server.
+/// A log file on a server, read by commands over its document's login. Any thread; all calls wait for the
+/// server unless noted.
 class RemoteFile {
 public:
     using IsCancelled = std::function<bool()>;
@@ -43,53 +43,53 @@ public:
 
     /// Ends the connection for good. Does not wait.
     void close();
-    /// As Client::logIn for the program; in vain once closed.
+    /// As Client::logIn for the program; without effect once closed.
     Result<Client::Connection> connect();
-    /// Connects where there is no connection, if it is time to do so. Whether there is one.
+    /// Connects if there is no connection and a retry is due. Returns whether there is a connection.
     bool connectForPage();
-    /// Nothing without an answer, or once cancelled; 0 for an answer that is no number.
+    /// Nullopt without an answer, or once cancelled; 0 if the answer is not a number.
     std::optional<qint64> lineCount(const IsCancelled& isCancelled);
-    /// The size in bytes, of the file that a symbolic link leads to; 0 for a file that is not there. Nothing
-    /// when it cannot be asked for, or once cancelled.
+    /// The size in bytes, of the target if the path is a symbolic link; 0 for a missing file. Nullopt if it
+    /// cannot be requested, or once cancelled.
     std::optional<quint64> size(const IsCancelled& isCancelled);
-    /// As it was last asked for; nothing where that was in vain.
+    /// The result of the last request; nullopt if it failed.
     std::optional<quint64> lastSize() const;
-    /// Looks whether the path is a symbolic link; what is none is taken for none until its size changes to
-    /// that of a link.
+    /// Checks whether the path is a symbolic link. A negative result is kept until the size changes to one
+    /// that a link can have.
     void lookForLink();
-    /// Whether the path has come to lead to another file since the last call. Does not wait.
+    /// Whether the link has changed its target since the last call. Does not wait.
     bool takeOtherTarget();
 
-    /// What a command says, which is not much. Nothing without an answer, or once cancelled.
+    /// The output of a command with a short answer. Nullopt without an answer, or once cancelled.
     std::optional<QByteArray> answer(const QString& command, CommandUse use, const IsCancelled& isCancelled);
-    /// Hands what a command writes to the sink while it comes. Whether it has come to its end, or to that of
-    /// the sink.
+    /// Passes the output of a command to the sink as it arrives. True if the command has ended or the sink
+    /// wants no more.
     bool read(const QString& command, CommandUse use, const OutputSink& sink, const IsCancelled& isCancelled);
 
-    /// There are lines. Does not wait.
+    /// Clears the fault that there are no lines. Does not wait.
     void linesAreThere() { setFault(Fault::NoLines, {}); }
-    /// There are no lines: finds out why.
+    /// The file has no lines: finds out why.
     void lookForFault();
-    /// Finds out whether a file stands at the path at all: what is none is not read.
+    /// Checks the kind of the file: only a regular file is read.
     void lookWhatItIs();
 
 private:
-    /// What keeps the lines from being shown, or from being followed.
+    /// Faults that keep the lines from being shown or followed.
     enum class Fault { NotAFile, NoSize, NoLines };
     static constexpr std::size_t faultKinds = 3;
 
     qint64 numberIn(const QByteArray& output);
     std::optional<quint64> sizeAt(const QString& path, const IsCancelled& isCancelled);
-    /// What the server says of the file when it cannot say its size by a number.
+    /// The size by SFTP, for a server whose commands print no number.
     std::optional<quint64> sizeByStat(const QByteArray& output);
     void setKind(RemoteFileKind kind);
-    /// Commands that wait for what is no file end.
+    /// Also ends commands that block on a path that is not a regular file.
     IsCancelled isUnwanted(const IsCancelled& isCancelled) const;
-    /// The path of the file itself, looked for where it may be behind a link.
+    /// The path of the file itself; resolves a link if necessary.
     QString measuredPath();
     void setFault(Fault fault, const QString& text);
     bool printsText() const;
-    /// As the user knows it.
+    /// The path as the user knows it.
     QString shownPath() const;
 
     enum class Place { Unknown, File, Link };
@@ -103,12 +103,12 @@ private:
     mutable std::mutex mutex_;
     // Guarded by mutex_.
     std::uint64_t printingLogin_ = 0;        // the last one reported for printing text
-    std::array<QString, faultKinds> faults_; // the first one is told
-    QString fault_;                          // told last
+    std::array<QString, faultKinds> faults_; // the first non-empty one is reported
+    QString fault_;                          // the last one reported
     quint64 size_ = 0;
     bool isSizeKnown_ = false;
     Place place_ = Place::Unknown;
-    QString target_; // where the path led to last; empty before it is known
+    QString target_; // the last known target of the path; empty before
     bool isOtherTarget_ = false;
 };
 

@@ -13,12 +13,12 @@
 namespace korvane {
 namespace {
 
-/// How many links are followed before a listing that waits gets its turn.
+/// Number of links followed before a waiting listing gets its turn.
 constexpr std::size_t linksAtOnce = 256;
 
-/// By name, as people sort names.
+/// By name, in natural order.
 void sortForPeople(std::vector<RemoteEntry>& entries) {
-    // The locale "C" knows no numbers in names.
+    // The locale "C" does not compare numbers in names by value.
     const QLocale locale;
     QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
@@ -35,7 +35,7 @@ void sortForPeople(std::vector<RemoteEntry>& entries) {
         entries[i] = std::move(keyed[i].second);
 }
 
-/// What is there is another thing than before, although it may have the same name.
+/// Whether the entry is another object than before, although it may have the same name.
 bool isReplaced(const RemoteFileNode& child, const RemoteEntry& entry) {
     const bool isSymLink = entry.kind == RemoteFileKind::Link;
     return child.isSymLink != isSymLink || (!isSymLink && child.kind != entry.kind);
@@ -46,14 +46,14 @@ bool isReplaced(const RemoteFileNode& child, const RemoteEntry& entry) {
 struct RemoteFileModel::Listing {
     /// Sorted by name.
     std::vector<RemoteEntry> entries;
-    /// Why there are none; empty when there was an answer.
+    /// Why there are no entries; empty if the server answered.
     QString fault;
     bool isDisconnected = false;
 };
 
 RemoteFileModel::Listing RemoteFileModel::list(SFTPClient& client, const QString& path,
                                                const std::stop_token& stop) {
-    // A loss may be noticed only by asking.
+    // A lost connection may be noticed only by a request.
     for (const bool isLast : {false, true}) {
         if (stop.stop_requested())
             break;
@@ -103,7 +103,7 @@ void RemoteFileModel::cancel() {
     isReconnecting_ = false;
 }
 
-// ---- Where things are
+// ---- Finding nodes
 
 RemoteFileNode& RemoteFileModel::nodeOf(const QModelIndex& index) const {
     return index.isValid() ? *static_cast<RemoteFileNode*>(index.internalPointer()) : *root_;
@@ -207,7 +207,7 @@ void RemoteFileModel::takeListing(RemoteFileNode& node, const Listing& listing) 
     node.fault = listing.fault;
     node.listing =
         listing.fault.isEmpty() ? RemoteFileNode::Listing::Done : RemoteFileNode::Listing::Outdated;
-    // Without a connection nobody knows better than the last listing.
+    // Without a connection, the last listing stays.
     if (!listing.isDisconnected)
         merge(node, listing.entries);
     Q_EMIT pendingCountChanged();
@@ -215,7 +215,7 @@ void RemoteFileModel::takeListing(RemoteFileNode& node, const Listing& listing) 
 }
 
 void RemoteFileModel::merge(RemoteFileNode& node, const std::vector<RemoteEntry>& entries) {
-    // Several names may read alike, where their bytes are no text.
+    // Several names may decode to the same text, if their bytes are not valid.
     QHash<QString, QList<int>> ranks;
     ranks.reserve(static_cast<qsizetype>(entries.size()));
     for (std::size_t rank = entries.size(); rank > 0; --rank)
@@ -272,7 +272,7 @@ void RemoteFileModel::removeChildren(RemoteFileNode& node,
     if (!node.cachedChildren)
         return;
     RemoteFileNode::Nodes& children = *node.cachedChildren;
-    // From the last one on, so that the rows in front stay what they are.
+    // From the last row, so that the rows in front keep their numbers.
     for (auto end = static_cast<int>(children.size()); end > 0;) {
         if (!isGone(*children[static_cast<std::size_t>(end - 1)])) {
             --end;
@@ -320,7 +320,7 @@ void RemoteFileModel::forget(const RemoteFileNode& node) {
 void RemoteFileModel::nodesChanged(const std::vector<const RemoteFileNode*>& siblings) {
     if (siblings.empty())
         return;
-    // Whoever sorts by what has changed looks at all rows between the first and the last one.
+    // A proxy that sorts by the changed columns reads all rows between the first and the last one.
     const auto [first, last] = std::ranges::minmax_element(siblings, {}, &RemoteFileNode::row);
     Q_EMIT dataChanged(indexOf(**first), indexOf(**last));
 }
@@ -348,7 +348,7 @@ void RemoteFileModel::followLinks(RemoteFileNode& node) {
     queue_->run([client = client_, paths] { return client->followLinks(paths); })
         .then(std::weak_ptr(generation_), [this, number, paths](const auto& targets) {
             RemoteFileNode* searched = take(linkSearches_, number);
-            // Without a connection they are followed when the directory is refreshed.
+            // Without a connection, links are followed when the directory is refreshed.
             if (!searched || !targets)
                 return;
             QHash<QString, const RemoteLinkTarget*> found;
@@ -381,7 +381,7 @@ void RemoteFileModel::takeTarget(RemoteFileNode& link, const RemoteLinkTarget& t
         link.fault = target.fault;
 }
 
-// ---- What is shown
+// ---- Display
 
 QVariant RemoteFileModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid())
@@ -399,7 +399,7 @@ QVariant RemoteFileModel::data(const QModelIndex& index, int role) const {
     case IsFileRole:
         return node.kind == RemoteFileKind::Regular;
     case ImageNameRole:
-        // A link shows that it is one, wherever it leads.
+        // A link keeps its own image, whatever its target.
         if (node.isSymLink)
             return QStringLiteral("symLink");
         return node.isDirectory() ? QStringLiteral("folder2") : QStringLiteral("blank");

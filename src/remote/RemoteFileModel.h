@@ -15,9 +15,9 @@
 namespace korvane {
 
 /// The file tree of a server below one directory. A directory is listed in the background when it is first
-/// visited, and again when it is refreshed; until the answer is there it shows no entries. Links are
-/// followed afterwards, and their rows change in place. A connection that has been lost is made again by the
-/// next listing. Entries stand in no order. Main thread.
+/// visited, and again when it is refreshed; until the answer it has no entries. Links are followed
+/// afterwards, and their rows change in place. The next listing reconnects after a lost connection. Entries
+/// are not sorted. Main thread.
 class RemoteFileModel : public QAbstractItemModel {
     Q_OBJECT
 
@@ -27,43 +27,42 @@ public:
         PathRole = Qt::UserRole,
         /// bool; false for a link until it has been followed.
         IsDirectoryRole,
-        /// bool: whether it is a file that can be opened, as far as the server says.
+        /// bool: whether it can be opened as a file, as far as the server says.
         IsFileRole,
-        /// QString: the name of the entry's image.
+        /// QString: name of the entry's image.
         ImageNameRole,
         /// quint64: in bytes; invalid for a directory, and where the server does not say.
         FileSizeRole,
         /// QDateTime: of the last modification; invalid where the server does not say.
         DateRole,
-        /// QString: why it cannot be listed or opened; empty for no fault.
+        /// QString: why it cannot be listed or opened; empty without a fault.
         FaultRole,
     };
 
-    /// Others wait for their turn.
+    /// Maximum number of listings at once; others wait.
     static constexpr int listingsAtOnce = 2;
 
     explicit RemoteFileModel(std::shared_ptr<SFTPClient> client);
     ~RemoteFileModel() override;
 
-    /// Forgets everything and shows what is in this directory.
+    /// Drops all entries and shows this directory.
     void setRootPath(const QString& path);
     const QString& rootPath() const { return root_->path; }
-    /// How many directories are being listed, and logins made.
+    /// Number of directories being listed and of logins under way.
     int pendingCount() const { return static_cast<int>(listings_.size()) + (isReconnecting_ ? 1 : 0); }
-    /// Why there is no connection, for the user; empty when the last listing, or login, had one.
+    /// Why there is no connection, for the user; empty if the last listing or login had one.
     const QString& connectionFault() const { return connectionFault_; }
     /// The root for an invalid index.
     const RemoteFileNode& node(const QModelIndex& index) const { return nodeOf(index); }
 
     /// Lists the directory, unless that has succeeded or is under way.
     void visit(const QModelIndex& directory);
-    /// Lists the root and these directories again, and all others when they are visited. What is still there
-    /// keeps its indexes.
+    /// Lists the root and these directories again, and all others when they are visited. Existing entries
+    /// keep their indexes.
     void refresh(const QModelIndexList& directories);
-    /// Logs in, also after a login that was refused, and refreshes. Nothing is listed when there is no
-    /// connection.
+    /// Logs in, even after a refused login, and refreshes. Without a connection nothing is listed.
     void reconnect(const QModelIndexList& directories);
-    /// Whatever is under way leads to nothing, and to no login.
+    /// Drops the results of everything under way, and starts no login.
     void cancel();
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
@@ -89,26 +88,26 @@ private:
     RemoteFileNode& nodeOf(const QModelIndex& index) const;
     QModelIndex indexOf(const RemoteFileNode& node) const;
     std::unique_ptr<RemoteFileNode> makeRoot(const QString& path) const;
-    /// The node that waits under the number, which is used up; null when it has been removed.
+    /// The node registered under the number, which is removed; null if the node no longer exists.
     static RemoteFileNode* take(Pending& pending, std::uint64_t number);
 
     void startListing(RemoteFileNode& node);
     void takeListing(RemoteFileNode& node, const Listing& listing);
     void markOutdated(RemoteFileNode& node);
-    /// Makes the children those of the listing, which is sorted by name, and keeps what has not changed.
+    /// Updates the children from the listing, which is sorted by name. Unchanged children are kept.
     void merge(RemoteFileNode& node, const std::vector<RemoteEntry>& entries);
     void removeChildren(RemoteFileNode& node, const std::function<bool(const RemoteFileNode&)>& isGone);
     void appendChildren(RemoteFileNode& node, RemoteFileNode::Nodes children);
-    /// What waits for an answer below the node waits no longer.
+    /// Drops pending answers for the node and everything below it.
     void forget(const RemoteFileNode& node);
     void nodesChanged(const std::vector<const RemoteFileNode*>& siblings);
-    /// Some of the links that are to be followed, and the rest after them.
+    /// Follows a batch of the pending links, and then the rest.
     void followLinks(RemoteFileNode& node);
     void takeTarget(RemoteFileNode& link, const RemoteLinkTarget& target);
 
     const std::shared_ptr<SFTPClient> client_;
     std::unique_ptr<RemoteFileNode> root_;
-    /// Replaced with the root: what belongs to an earlier one is dropped.
+    /// Replaced with the root: answers for an earlier root are dropped.
     std::shared_ptr<const bool> generation_;
     std::uint64_t lastNumber_ = 0;
     Pending listings_;

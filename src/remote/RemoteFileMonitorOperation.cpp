@@ -19,7 +19,7 @@ void RemoteFileMonitorOperation::main() {
 
 std::optional<std::uint64_t> RemoteFileMonitorOperation::getFileSize() {
     const auto size = file_->size([this] { return isCancelled(); });
-    // What was not waited for is no size.
+    // A cancelled request gives no size.
     if (isCancelled())
         return std::nullopt;
     return lastSize_ = size.value_or(lastSize_);

@@ -8,13 +8,13 @@ namespace korvane {
 
 class RemoteFile;
 
-/// Asks the server for the size of a file. Connects first, and ends at once where that fails; later on it
-/// makes no connection of its own. The login stays when it ends.
+/// Polls the size of a file on a server. Connects first, and ends at once if that fails; it never reconnects
+/// later. Does not log out when it ends.
 class RemoteFileMonitorOperation : public FileMonitorOperation {
 public:
     explicit RemoteFileMonitorOperation(std::shared_ptr<RemoteFile> file) : file_(std::move(file)) {}
 
-    /// As it was before while it cannot be asked for. Nothing once cancelled.
+    /// The last known size while it cannot be requested. Nullopt once cancelled.
     std::optional<std::uint64_t> getFileSize() override;
 
 protected:
@@ -22,7 +22,7 @@ protected:
 
 private:
     const std::shared_ptr<RemoteFile> file_;
-    std::uint64_t lastSize_ = 0; // of the operation's thread
+    std::uint64_t lastSize_ = 0; // operation's thread only
 };
 
 } // namespace korvane

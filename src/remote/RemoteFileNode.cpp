@@ -3,7 +3,7 @@
 namespace korvane {
 
 QString RemoteFileNode::name() const {
-    // A model of ten thousands of entries asks often.
+    // Called often by a model of ten thousands of entries.
     const qsizetype end = path.endsWith(u'/') ? path.size() - 1 : path.size();
     if (end <= 0)
         return QStringLiteral("/");

@@ -14,7 +14,7 @@ namespace korvane {
 
 class SFTPClient;
 
-/// One entry of a server's file tree. Made and changed on the main thread.
+/// One entry of a server's file tree. Created and changed on the main thread.
 struct RemoteFileNode {
     using Nodes = std::vector<std::unique_ptr<RemoteFileNode>>;
 
@@ -22,37 +22,37 @@ struct RemoteFileNode {
         None,
         Pending,
         Done,
-        /// To be listed again when it is visited; what has been listed stands until then.
+        /// To be listed again on the next visit; the old entries stay until then.
         Outdated,
     };
 
     /// Absolute.
     QString path;
-    /// Lists what is in it.
+    /// Lists the directory.
     std::shared_ptr<SFTPClient> client;
-    /// Of a link that has been followed: what it leads to.
+    /// For a link that has been followed: the kind of its target.
     RemoteFileKind kind = RemoteFileKind::Regular;
     bool isSymLink = false;
-    /// What a directory holds; absent until it has been listed.
+    /// The entries of a directory; absent until it has been listed.
     std::optional<Nodes> cachedChildren = {};
     Listing listing = Listing::None;
-    /// Why it cannot be listed or opened, for the user; empty for no fault.
+    /// Why it cannot be listed or opened, for the user; empty without a fault.
     QString fault = {};
     /// In bytes.
     std::optional<quint64> fileSize = {};
     QDateTime modificationDate = {};
-    /// The place among the parent's children by name, as people sort names.
+    /// Index among the siblings in natural order of names.
     int nameRank = 0;
     /// A link that has not been followed since its directory was listed.
     bool isToBeFollowed = false;
     /// Not owned; null for the root.
     RemoteFileNode* parent = nullptr;
-    /// The place among the parent's children.
+    /// Index among the parent's children.
     int row = 0;
 
     bool isDirectory() const { return kind == RemoteFileKind::Directory; }
     bool isHidden() const { return name().startsWith(u'.'); }
-    /// The last component of the path, "/" for the root of all.
+    /// The last component of the path; "/" for the root directory.
     QString name() const;
     /// The path of an entry of this directory.
     QString pathOf(const QString& entryName) const;

@@ -6,18 +6,18 @@ namespace korvane {
 
 class RemoteFileModel;
 
-/// The entries of a server's directories as they are shown: directories first, each kind in the order chosen,
-/// with or without those whose names begin with a dot. Main thread.
+/// Sorts and filters a server's directories for display: directories first, each kind in the chosen order,
+/// with or without names that begin with a dot. Main thread.
 class RemoteFileOrder : public QSortFilterProxyModel {
     Q_OBJECT
 
 public:
-    /// As the settings store it.
+    /// Values as stored in the settings.
     enum class Sorting {
         Name = 0,
-        /// The largest first.
+        /// Largest first.
         Size = 1,
-        /// The newest first.
+        /// Newest first.
         Date = 2,
     };
 

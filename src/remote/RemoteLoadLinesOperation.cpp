@@ -10,7 +10,7 @@
 namespace korvane {
 namespace {
 
-/// Over a slow link these come first, on both sides of the row that is looked at.
+/// Number of rows on each side of the wanted row that are loaded first over a slow link.
 constexpr qint64 rowsAround = 100;
 
 } // namespace
@@ -32,12 +32,12 @@ std::optional<DisplayLines> RemoteLoadLinesOperation::readLines() {
                                    [this] { return isCancelled(); }, showingSoFar())
                              : std::nullopt;
     if (!piece) {
-        // Only ends here: the page stays one that has been asked for.
+        // Only ends the operation: the page stays marked as requested.
         Operation::cancel(); // NOLINT(bugprone-parent-virtual-call)
         return std::nullopt;
     }
     linesRead_ = std::ssize(piece->lines);
-    // An empty file has no row that could not be read.
+    // An empty file has no unreadable row.
     if (first == 0 && piece->lines.empty())
         return std::nullopt;
     isPartial_ = piece->isPartial;
@@ -73,7 +73,7 @@ void RemoteLoadLinesOperation::showSoFar(const std::vector<DisplayLine>& lines) 
 
 void RemoteLoadLinesOperation::main() {
     PageLoadOperation::main();
-    // They show before the server has counted.
+    // The lines are shown before the server has counted.
     const auto dataSource = dataSource_.lock();
     if (dataSource && request().page == 1 && request().firstRow == 0 && linesRead_ && !isCancelled())
         dataSource->firstLinesRead(*linesRead_);

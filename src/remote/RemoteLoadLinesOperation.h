@@ -12,14 +12,14 @@ class RemoteFile;
 class RemoteLogDataSource;
 class RemoteReader;
 
-/// Loads a page of a file on a server, or a piece of one. One that fails leaves the rows as they are, and is
-/// not tried again.
+/// Loads a page of a file on a server, or a part of one. A failed load leaves the rows unchanged and is not
+/// retried.
 class RemoteLoadLinesOperation : public PageLoadOperation {
 public:
     RemoteLoadLinesOperation(std::weak_ptr<RemoteLogDataSource> dataSource, std::shared_ptr<RemoteFile> file,
                              std::shared_ptr<RemoteReader> reader, const PageRequest& request);
 
-    /// As the base's, and has them counted as lines that are there. On a worker.
+    /// As the base class, and adds the lines to the known line count. On a worker.
     void showSoFar(const std::vector<DisplayLine>& lines);
 
 protected:
@@ -35,7 +35,7 @@ private:
     std::optional<qint64> linesRead_;
 
     std::function<void(const std::vector<DisplayLine>&)> showingSoFar();
-    /// Where the link is slow, before the page.
+    /// Over a slow link: loads and shows the rows around the wanted one before the page.
     void showWantedFirst();
 };
 

@@ -20,14 +20,15 @@ namespace korvane {
 
 namespace {
 
-/// Lets rules look at lines that nobody keeps, a piece at a time. Waits for the server: on a worker.
+/// Evaluates the notifying rules over lines that are not kept, one piece at a time. Waits for the server: on
+/// a worker.
 void passLines(const std::weak_ptr<TailDataSource>& weak, RemoteReader& reader, LineRange lines,
                const std::stop_token& stop) {
     const qint64 end = lines.location + lines.length;
     for (qint64 line = lines.location; line < end && !stop.stop_requested();) {
         const auto dataSource = weak.lock();
         const auto enforcer = dataSource ? dataSource->ruleEnforcer() : nullptr;
-        // Before the lines are asked for: a pass tells nothing of a content that comes later.
+        // Created before the lines are requested, so that lines of a later file generation are not reported.
         const auto pass = enforcer ? enforcer->makeNotificationPass() : nullptr;
         if (!pass)
             return;
@@ -75,7 +76,7 @@ std::shared_ptr<RemoteLogDataSource> RemoteLogDataSource::self() const {
         std::const_pointer_cast<TailDataSource>(shared_from_this()));
 }
 
-// ---- How many lines there are
+// ---- Counting
 
 qint64 RemoteLogDataSource::rowCount() const {
     const std::lock_guard guard(mutex_);
@@ -104,7 +105,7 @@ void RemoteLogDataSource::cancelCount() {
         hasRows = count_.lines() > 0;
     }
     countQueue_.cancelAllOperations();
-    // The first page is part of what the user has waited for.
+    // The cancelled load includes the first page.
     if (!hasRows)
         invalidateRows();
 }
@@ -173,7 +174,7 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
         return;
     }
     reader_->forget();
-    // Of what comes back after a loss nobody knows what is new.
+    // After a reconnect we cannot tell which lines are new.
     const bool isMeasured = file_->client()->isConnected();
     forgetArrivedLines(isMeasured ? std::optional<qint64>(0) : std::nullopt);
     announce(FileChange::Replaced, before, 0);
@@ -188,14 +189,14 @@ void RemoteLogDataSource::filePolledWith(quint64 size, const IsCancelled& isCanc
     const quint64 known = reader_->knownSize();
     const bool isEmpty = size == 0 && (hasRows || known > 0);
     if (!isEmpty && known == 0 && size > 0 && isWanted)
-        count(FileChange::None, std::nullopt, isCancelled); // the count before has had no answer
+        count(FileChange::None, std::nullopt, isCancelled); // the last count had no answer
     if (!isEmpty && (known == 0 || size == known))
         return;
     setKnownFileSize(size);
     if (isEmpty)
         fileHasShrunk(size, isCancelled);
     else
-        fileHasGrown(size, isCancelled); // if it is the same file
+        fileHasGrown(size, isCancelled); // checks that it is the same file
 }
 
 void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
@@ -204,7 +205,7 @@ void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
     if (change == FileChange::None) {
         const std::lock_guard guard(mutex_);
         if (count_.isFresh() && count_.lines() > 0)
-            return; // by the count that this one has waited for
+            return; // counted while this call waited for the lock
     }
     uncounted_ = std::max(uncounted_, change);
     if (isCancelled())
@@ -232,7 +233,7 @@ void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
         return counted && *counted < count_.lines();
     }();
     if (isLess)
-        reader_->forget(); // what has been kept belongs to what was there before
+        reader_->forget(); // belongs to the earlier file generation
     if (counted && reader_->sizeBeforeCount())
         setKnownFileSize(reader_->sizeBeforeCount());
     if (!counted || !takeCount(*counted, generation))
@@ -253,7 +254,7 @@ bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t generation) {
     if (!taken)
         return false;
     const FileChange change = std::exchange(uncounted_, FileChange::None);
-    // The first page may be on its way, and is not asked for again.
+    // The first page may be loading, and must not be requested again.
     if (taken->isFirst && change == FileChange::None) {
         if (counted > 0)
             announceLoadedRows({0, counted});
@@ -335,7 +336,7 @@ void RemoteLogDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
     ensureCounted();
     const qint64 firstKept = std::max<qint64>(firstRow - pages::size, 0);
     TailDataSource::dropRequestsOutside(firstKept, lastRow + pages::size);
-    // What is under way for rows that have been passed keeps the link from those that are looked at.
+    // Loads for rows that are no longer visible take bandwidth from visible ones.
     cancelLoadsOutside(firstKept, lastRow + pages::size);
     const qint64 previous = std::exchange(lastFirstRow_, firstRow);
     const qint64 rows = numberOfRows();
@@ -345,14 +346,14 @@ void RemoteLogDataSource::dropRequestsOutside(qint64 firstRow, qint64 lastRow) {
         if (row >= 0 && row < rows)
             loadPage(pages::pageOfLine(rowStart() + row), true);
     };
-    // What is looked at goes first, and is asked for as such.
+    // Visible rows are requested first, as visible.
     const qint64 last = std::min(lastRow, rows - 1);
     for (const qint64 row : {firstRow, last}) {
         if (row >= 0 && row < rows)
             static_cast<void>(rowLine(row));
     }
     if (reader_->isSlow(pages::size))
-        return; // it would take the link from what is looked at
+        return; // prefetching would take bandwidth from visible rows
     if (firstRow > previous)
         ask(std::min(last + pages::size, rows - 1));
     else
@@ -366,7 +367,7 @@ void RemoteLogDataSource::close() {
     TailDataSource::close();
 }
 
-// ---- Lines that nobody looks at
+// ---- Lines outside the rows loaded
 
 std::optional<RemoteLogDataSource::Texts> RemoteLogDataSource::texts(qint64 first,
                                                                      const IsCancelled& isCancelled) {
@@ -413,7 +414,7 @@ SearchOutcome RemoteLogDataSource::findNextMatch(qint64 firstRow, qint64 lastRow
                                                  const IsCancelled& isCancelled) {
     if (firstRow < 0 && lastRow < 0)
         return {};
-    // Lines before the first row are there, but not in the table.
+    // Lines before the first row exist, but are not in the table.
     const qint64 start = rowStart();
     const bool forwards = firstRow <= lastRow;
     const qint64 low = start + std::max<qint64>(std::min(firstRow, lastRow), 0);
@@ -440,7 +441,7 @@ SearchOutcome RemoteLogDataSource::findNextMatch(qint64 firstRow, qint64 lastRow
                 auto ranges = matcher.matchRanges(SearchedLine(piece->lines.at(at - line)));
                 if (ranges.empty())
                     continue;
-                // Backwards, one of a later piece goes before.
+                // Backwards, a match in a later piece of the page is nearer.
                 match = SearchMatch{at, std::move(ranges)};
                 break;
             }

@@ -14,8 +14,8 @@ class RemoteFile;
 class RemoteLoadLinesOperation;
 class RemoteReader;
 
-/// The rows of a file on a server. Its lines are counted there by a worker, one count at a time; until there
-/// is an answer the last one holds.
+/// The rows of a file on a server. A worker has the server count the lines, one count at a time; until the
+/// answer the last count is valid.
 class RemoteLogDataSource : public TailDataSource {
 public:
     static std::shared_ptr<RemoteLogDataSource> create(const std::shared_ptr<DocumentProtocol>& document,
@@ -28,49 +28,51 @@ public:
                                 const std::function<bool()>& isCancelled) override;
     std::optional<QStringList> readLines(qint64 first, qint64 count,
                                          const std::function<bool()>& isCancelled) override;
-    /// By the mean length of a line.
+    /// Estimated from the mean length of a line.
     std::uint64_t byteCount(qint64 first, qint64 count) const override;
 
-    /// Keeps the requests for the neighbours of these rows' pages, and asks ahead in the direction in which
-    /// the rows have gone.
+    /// Keeps the requests for the pages of these rows and their neighbours, and prefetches in the direction
+    /// of scrolling.
     void dropRequestsOutside(qint64 firstRow, qint64 lastRow) override;
-    /// Has the server count where there is no count, which is so for an empty file, too. Main thread.
+    /// Requests a count if none is known or the file was empty. Main thread.
     void ensureCounted();
     void followingBegan() override;
-    /// Lines that arrive from now on notify no rules.
+    /// Lines appended from now on trigger no notifications.
     void followingEnded();
     void close() override;
 
-    /// Gives up a count that nobody has begun by a call of one of those below, and begins none until then.
+    /// Cancels a count in the background, and requests none until `countLines`, `fileHasGrown` or
+    /// `fileHasShrunk`.
     void cancelCount();
 
-    /// The size as it was seen last; nothing before. Any thread.
+    /// The last known size; nullopt before. Any thread.
     std::optional<quint64> knownFileSize() const;
     void setKnownFileSize(std::optional<quint64> bytes);
 
     using IsCancelled = std::function<bool()>;
 
-    /// Whatever is known of the file's lines is counted and looked for again. Any thread, does not wait.
+    /// Drops everything known about the file's lines, so that they are counted and located again. Any thread,
+    /// does not wait.
     void forgetPlaces();
-    /// Before the lines have been counted: so many are there. Any thread, does not wait.
+    /// Reports the number of lines of the first page before a count. Any thread, does not wait.
     void firstLinesRead(qint64 lineCount);
-    /// As above, while more are on their way.
+    /// As above, while the rest of the page is being read.
     void firstLinesShown(qint64 lineCount);
-    /// Has the load show its first lines in the background. Any thread, does not wait.
+    /// Shows the first lines of the load in the background. Any thread, does not wait.
     void showSoFar(const std::weak_ptr<RemoteLoadLinesOperation>& load,
                    const std::vector<DisplayLine>& lines);
 
-    // What the reading of the file finds out. A worker's thread: waits for the server, and for another count
-    // under way. Changed rows are announced.
+    // Findings of the reading of the file. On a worker: waits for the server, and for another count under
+    // way. Posts notices of changed rows.
 
-    /// The lines known so far may not be those of the file any more.
+    /// The known lines may no longer be those of the file.
     void countLines(const IsCancelled& isCancelled);
-    /// What follows the last line is asked for, if the file is still the same.
+    /// Requests what follows the last line, if the file is still the same.
     void fileHasGrown(quint64 size, const IsCancelled& isCancelled);
-    /// All rows go.
+    /// Removes all rows.
     void fileHasShrunk(quint64 size, const IsCancelled& isCancelled);
-    /// The size has not changed since the last look. What is known of the lines may still be of another size:
-    /// somebody else has read the file in between.
+    /// The size has not changed since the last poll. The known lines may still belong to another size, if a
+    /// page load or count has read the file in between.
     void filePolledWith(quint64 size, const IsCancelled& isCancelled);
 
 protected:
@@ -80,23 +82,22 @@ private:
     RemoteLogDataSource(const std::shared_ptr<DocumentProtocol>& document, std::shared_ptr<RemoteFile> file);
     std::shared_ptr<RemoteLogDataSource> self() const;
     void countInBackground(FileChange change) const;
-    /// `size`: of the file, where it is known.
+    /// `size`: of the file, if known.
     void count(FileChange change, std::optional<quint64> size, const IsCancelled& isCancelled);
-    /// With the lock of counts held. False when the file has been emptied since the count began.
+    /// With countMutex_ held. False if the file has been emptied since the count began.
     bool takeCount(qint64 counted, std::uint64_t generation);
     void announce(FileChange change, qint64 before, qint64 now);
-    /// Lets the lines that have come since the last call pass the rules that tell the user of lines, in the
-    /// background, whether or not anyone looks at them.
-    /// `generation`: that of the lines when the count began.
+    /// Evaluates the notifying rules over the lines appended since the last call, in the background, whether
+    /// or not they are visible. `generation`: that of the lines when the count began.
     void passArrivedLines(FileChange change, qint64 counted, std::uint64_t generation);
     void forgetArrivedLines(std::optional<qint64> reported);
     /// Lines of one page.
     struct Texts {
         QStringList lines;
-        /// The page has more of them, which are too many bytes to be read at once.
+        /// The page has more lines, too large to be read at once.
         bool isPartial = false;
     };
-    /// From this line on, from the rows or from the server. Nothing when they cannot be read.
+    /// The lines from `first` on, from the rows or from the server. Nullopt if they cannot be read.
     std::optional<Texts> texts(qint64 first, const std::function<bool()>& isCancelled);
 
     const std::shared_ptr<RemoteFile> file_;
@@ -110,9 +111,9 @@ private:
 
     /// Held while the server counts.
     std::mutex countMutex_;
-    /// What has been found of the content since the last count that succeeded. Guarded by countMutex_.
+    /// How the file has changed since the last count that succeeded. Guarded by countMutex_.
     FileChange uncounted_ = FileChange::None;
-    /// At most one count that a look at the rows has asked for.
+    /// At most one count, requested for the rows in view.
     mutable OperationQueue countQueue_;
     OperationQueue arrivedQueue_;
     OperationQueue soFarQueue_{"Remote rows on their way", 1};

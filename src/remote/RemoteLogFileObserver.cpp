@@ -74,7 +74,7 @@ void RemoteLogFileObserver::filePolled() {
     const auto size = file_->lastSize();
     if (hasChanged || !dataSource || !size)
         return;
-    // Two files may be of one size.
+    // Two files may have the same size.
     if (file_->takeOtherTarget())
         contentIsOther(*dataSource, *size);
     else

@@ -15,10 +15,10 @@ class RemoteFile;
 class RemoteFileMonitorOperation;
 class RemoteLogDataSource;
 
-/// Follows a file on a server: has its lines counted anew whenever its size changes.
+/// Follows a file on a server: has its lines counted again whenever its size changes.
 ///
-/// Held by shared pointer, by its document. Starting and stopping on the main thread; the work is done on the
-/// monitor's thread. Keeps the file, not the data source.
+/// Held by shared pointer, by its document. Started and stopped on the main thread; works on the monitor's
+/// thread. Keeps the file alive, not the data source.
 class RemoteLogFileObserver : public FileObserverProtocol,
                               public FileMonitorOperationDelegate,
                               public std::enable_shared_from_this<RemoteLogFileObserver> {
@@ -26,12 +26,11 @@ public:
     RemoteLogFileObserver(const std::shared_ptr<RemoteLogDataSource>& dataSource,
                           std::shared_ptr<RemoteFile> file);
 
-    /// With a new monitor, whose first report counts like every other; one that runs already is stopped
-    /// first.
+    /// Starts a new monitor, whose first report counts like any other; stops a running one first.
     void startTailing() override;
     /// Does not wait.
     void stopTailing() override;
-    /// False until the monitor has begun, true until it has ended. Any thread.
+    /// From the start of the monitor to its end. Any thread.
     bool isTailing() const override;
 
     // Called by the monitor.
@@ -41,12 +40,12 @@ public:
 
 private:
     std::shared_ptr<RemoteFileMonitorOperation> fileMonitor() const;
-    /// Of the monitor there is.
+    /// For the current monitor.
     std::function<bool()> isStopped() const;
     void contentIsOther(RemoteLogDataSource& dataSource, std::uint64_t size);
-    /// That it has begun, once.
+    /// Posts the notice that the monitor has begun, once for each.
     void announceMonitor();
-    /// `DocumentNotices::tailingChanged`.
+    /// Posts `DocumentNotices::tailingChanged`.
     void announceTailing();
 
     const std::weak_ptr<RemoteLogDataSource> dataSource_;
@@ -56,7 +55,7 @@ private:
     std::shared_ptr<RemoteFileMonitorOperation> fileMonitor_; // guarded by mutex_
     // The monitor's thread only.
     std::weak_ptr<RemoteFileMonitorOperation> announcedMonitor_;
-    /// Whether the poll under way has found another size.
+    /// Whether the current poll has found another size.
     bool hasChanged_ = false;
 
     OperationQueue opQueue_;

@@ -13,31 +13,31 @@
 namespace korvane {
 namespace {
 
-/// In bytes: what is compared to find the end again.
+/// In bytes: how much before the end is compared to recognise the file.
 constexpr quint64 endMarkSize = 1024;
-/// In bytes: growth up to here comes as text, and what is more is only counted.
+/// In bytes: growth up to this size is read as text; larger growth is only counted.
 constexpr quint64 mostGrowthRead = 1 << 20;
-/// In bytes: growth that goes on while it is read is left to the next look.
+/// In bytes: maximum read in one poll; the rest is left to the next poll.
 constexpr qsizetype growthBudget = 4 << 20;
-/// The last lines are kept up to so many, and so many characters.
+/// Maximum number of last lines kept, and of their characters.
 constexpr std::size_t mostKept = 2 * static_cast<std::size_t>(pages::size);
 constexpr qsizetype mostKeptText = 8 << 20;
 constexpr std::uint64_t longestLongLine = 16 << 20;
-/// So many places one after the other may turn out to be wrong: a server may count bytes in its own way.
+/// Maximum number of consecutive wrong places: a server may count bytes differently.
 constexpr int mostRefuted = 3;
 
-/// How often lines are shown that have come while others are on their way.
+/// Interval at which lines are shown while the rest is being read.
 constexpr std::chrono::seconds soFarInterval(1);
 
-/// Fewer lines say little of how fast they come.
+/// Minimum number of lines for measuring the speed.
 constexpr std::size_t linesForPace = 200;
 
-/// Compares the first bytes of what arrives with those that are expected, and hands on the rest.
+/// Compares the first arriving bytes with the expected ones, and passes on the rest.
 class MarkCheck {
 public:
     explicit MarkCheck(const QByteArray& mark) : left_(mark) {}
 
-    /// Nothing once another byte has come; otherwise what stands behind the mark.
+    /// The bytes after the mark; nullopt once a byte differs.
     std::optional<QByteArrayView> take(QByteArrayView bytes) {
         const qsizetype count = std::min(left_.size(), bytes.size());
         hasFailed_ |= !bytes.startsWith(QByteArrayView(left_).first(count));
@@ -102,7 +102,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
               : remotecommands::lines(file_->path(), first, count);
     const CommandUse use = limit == LineLimit::Shown ? CommandUse::Rows : CommandUse::Reading;
     auto soFarDue = std::chrono::steady_clock::now() + soFarInterval;
-    std::optional<std::chrono::steady_clock::time_point> begun; // not what the server takes to find them
+    std::optional<std::chrono::steady_clock::time_point> begun; // excludes the time in which the server seeks
     const bool isRead = file_->read(
         command, use,
         [&](QByteArrayView bytes) {
@@ -128,7 +128,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     }
     Piece piece{std::move(splitter.lines()), splitter.isFull()};
     std::vector<DisplayLine>& lines = piece.lines;
-    // A line that is longer than a piece ends it: how long it is says the server.
+    // A line longer than a piece ends the piece; the server then gives its length.
     const bool isCutOff = splitter.isFull() && splitter.unfinishedSize() > 0;
     if (isCutOff) {
         const auto length = file_->answer(
@@ -150,17 +150,17 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
         refuted_ = 0;
     if (content != content_)
         return piece;
-    // Where the first line is the file's own, the place is known without having been looked for.
+    // From a known place, or from the start of the file, the next place is known without a search.
     if ((place || first == 0) && !isCutOff && !lines.empty())
         places_[first + std::ssize(lines)] = {(place ? place->offset : 0) + splitter.size(), splitter.end()};
     if (!end_ && limit == LineLimit::Shown && std::ssize(lines) < count && !piece.isPartial) {
-        // For the end, which is still being looked for.
+        // Kept for when the end is found.
         kept_ = lines;
         firstKept_ = first;
     }
     if (end_ && limit == LineLimit::Shown && first <= firstKept_ && first + std::ssize(lines) >= firstKept_ &&
         end_->lineCount - first <= static_cast<qint64>(mostKept)) {
-        // Lines that have come since are for the next growth.
+        // Lines appended since then belong to the next growth.
         const auto known = std::min<qint64>(std::ssize(lines), end_->lineCount - first);
         keep(first, std::vector<DisplayLine>(lines.begin(), lines.begin() + known));
     }
@@ -183,7 +183,7 @@ void RemoteReader::keep(qint64 first, std::vector<DisplayLine> lines) {
             kept_.insert(kept_.end(), std::make_move_iterator(lines.begin() + std::max<qint64>(known, 0)),
                          std::make_move_iterator(lines.end()));
     }
-    // Whole pages are asked for.
+    // Trimmed to whole pages, because pages are requested.
     qsizetype text = 0;
     for (const DisplayLine& line : kept_)
         text += line.text.size();
@@ -209,7 +209,7 @@ bool RemoteReader::isSlow(qint64 lineCount) const {
     return secondsPerLine_ * static_cast<double>(lineCount) > 1;
 }
 
-// ---- How many there are
+// ---- Counting
 
 void RemoteReader::forget() {
     const std::lock_guard guard(mutex_);
@@ -224,7 +224,7 @@ void RemoteReader::reportOtherContent(std::uint64_t content) {
     {
         const std::lock_guard guard(mutex_);
         if (content != content_)
-            return; // somebody else has found it out
+            return; // another thread has reported it
         ++refuted_;
         refutedIdentity_ = end_ ? end_->identity : QByteArray();
     }
@@ -258,7 +258,7 @@ std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
         return std::nullopt;
     if (setEnd(counted, before->fileSize, Size::Unchanged, isCancelled))
         return counted;
-    // It has grown during the count, as a rule.
+    // The file has probably grown during the count.
     const auto now = readMark(remotecommands::sizeAndIdentity(file_->path()), isCancelled);
     const auto within = now && now->fileSize > 0
                             ? file_->answer(remotecommands::countWithin(file_->path(), now->fileSize),
@@ -272,7 +272,7 @@ std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
         reportOtherContent(content);
         return std::nullopt;
     }
-    // The server's commands may not do what they do elsewhere.
+    // The server's commands may behave differently.
     if (lines < counted || !setEnd(lines, now->fileSize, Size::Any, isCancelled))
         return std::nullopt;
     return lines;
@@ -373,7 +373,7 @@ std::optional<RemoteReader::Growth> RemoteReader::growth(std::optional<quint64> 
     }
     if (!end)
         return std::nullopt;
-    // The size may be older than what is known.
+    // The size may be older than the known end.
     if (!size || *size < end->size) {
         const auto now = readMark(remotecommands::sizeAndIdentity(file_->path()), isCancelled);
         if (!now)
@@ -445,7 +445,7 @@ std::optional<RemoteReader::Growth> RemoteReader::readGrowth(End end, std::uint6
     if (content != content_)
         return std::nullopt;
     if (!lines.empty()) {
-        // Only pages are asked for again and again.
+        // Only starts of pages are requested repeatedly.
         if (first % pages::size != 0)
             places_.erase(first);
         notePlaces(first, offset, bytes, known);

@@ -17,11 +17,12 @@ namespace korvane {
 
 class RemoteFile;
 
-/// The lines of a file on a server, by number. Knows where lines begin that have been met before, and where
-/// the counted lines end, so that growth costs what has grown. What it knows of places it verifies with each
-/// use: bytes that have changed before a place mean another content.
+/// The lines of a file on a server, by number. Remembers where known lines begin and where the counted lines
+/// end, so that the cost of growth depends on the growth only. Every remembered place is verified when it is
+/// used: different bytes before it mean another file generation.
 ///
-/// Any thread; calls that ask the server wait for it. Those that count or grow come one after the other.
+/// Any thread; calls that request something wait for the server. Calls of `count`, `findEnd` and `growth`
+/// must not overlap.
 class RemoteReader {
 public:
     using IsCancelled = std::function<bool()>;
@@ -29,47 +30,47 @@ public:
 
     explicit RemoteReader(std::shared_ptr<RemoteFile> file);
 
-    /// Called when lines were to be read and the file turned out to hold another content; before any other
-    /// call.
+    /// `report` is called when reading lines shows another file generation. Set before any other call.
     void setOnOtherContent(std::function<void()> report) { onOtherContent_ = std::move(report); }
 
     enum class LineLimit {
-        Shown, ///< a line is cut behind 1 MiB
-        Long,  ///< a line is cut behind 16 MiB, of which a piece has one at most
+        Shown, ///< a line is cut after 1 MiB
+        Long,  ///< a line is cut after 16 MiB; a piece has at most one such line
     };
     struct Piece {
         std::vector<DisplayLine> lines;
-        /// There are more of them, which are too many bytes for one piece.
+        /// More lines follow, too large for one piece.
         bool isPartial = false;
     };
-    /// Lines from `first` on, at most `count`, as far as they end with a newline. Nothing when they cannot be
-    /// read, or once cancelled.
-    /// While they come slowly, `soFar` gets those that are there, on the thread of the connection.
+    /// At most `count` lines from `first` on, those complete with a newline. Nullopt if they cannot be read,
+    /// or once cancelled. If they arrive slowly, `soFar` receives the lines read so far, on the thread of the
+    /// connection.
     std::optional<Piece> lines(qint64 first, qint64 count, LineLimit limit, const IsCancelled& isCancelled,
                                const SoFar& soFar = nullptr);
 
-    /// Whether so many lines would take more than a second, by the last that have come. Does not wait.
+    /// Whether reading this many lines would take more than a second, at the speed of the last ones. Does not
+    /// wait.
     bool isSlow(qint64 lineCount) const;
-    /// What was known belongs to another content.
+    /// Drops everything known: the file has another generation.
     void forget();
-    /// How many lines there are, by the whole file. Nothing without an answer, or once cancelled.
+    /// Counts the lines of the whole file. Nullopt without an answer, or once cancelled.
     std::optional<qint64> count(const IsCancelled& isCancelled);
-    /// What the file's size was when the last count began; nothing where the server did not tell.
+    /// The file's size when the last count began; nullopt if the server did not tell.
     std::optional<quint64> sizeBeforeCount() const;
-    /// After a count: finds out up to which byte it holds, and with it what growth begins from. The count for
-    /// that byte; nothing when it stays unknown.
+    /// After a count: finds the byte up to which it is valid, from which growth is measured. Returns the
+    /// count for that byte; nullopt if it cannot be found.
     std::optional<qint64> findEnd(const IsCancelled& isCancelled);
     bool knowsEnd() const;
-    /// The bytes that are known; 0 while the end is not known. Does not wait.
+    /// In bytes: the part of the file that is known; 0 while the end is unknown. Does not wait.
     quint64 knownSize() const;
 
     struct Growth {
-        /// Otherwise it is another file.
+        /// False if it is another file.
         bool isSameFile = false;
         qint64 lineCount = 0;
     };
-    /// Where the end is known: what has come behind it. `size`: of the file, where it is known; it may have
-    /// grown since. Nothing when it cannot be asked for, or once cancelled.
+    /// With a known end: the lines appended after it. `size`: of the file, if known; the file may have grown
+    /// since. Nullopt if it cannot be requested, or once cancelled.
     std::optional<Growth> growth(std::optional<quint64> size, const IsCancelled& isCancelled);
 
 private:
@@ -80,22 +81,22 @@ private:
     };
     /// Where the counted lines end.
     struct End {
-        QByteArray identity; // empty where the server does not tell
+        QByteArray identity; // empty if the server does not tell
         qint64 lineCount = 0;
         quint64 size = 0; // all bytes up to here are known
-        QByteArray last;  // bytes up to there, to be found again
-        /// What stands behind the last newline, as far as a line is kept, and how long it is. Nothing when
-        /// its start is not known.
+        QByteArray last;  // last bytes up to `size`, to recognise the file
+        /// The bytes after the last newline, limited like those of a line, and their number. Nullopt if the
+        /// start of the line is unknown.
         std::optional<QByteArray> unfinished;
         quint64 unfinishedSize = 0;
     };
 
-    /// So many lines have come since then.
+    /// `lineCount` lines have been read since `begun`.
     void notePace(std::chrono::steady_clock::time_point begun, std::size_t lineCount);
     std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count) const;
-    /// The file is another one than was thought when that was the content; once for each.
+    /// The file turned out different from the generation `content`; reported once for each.
     void reportOtherContent(std::uint64_t content);
-    /// Bytes of the file, and which file it is.
+    /// Bytes of the file, and its identity.
     struct Mark {
         quint64 fileSize = 0;
         QByteArray identity;
@@ -103,14 +104,15 @@ private:
     };
     std::optional<Mark> readMark(const QString& command, const IsCancelled& isCancelled) const;
     enum class Size { Unchanged, Any };
-    /// Sets the end to `size` bytes with so many lines, where its bytes can be read and the file is as large
-    /// as is expected.
+    /// Sets the end to `size` bytes and `lineCount` lines, if its bytes can be read and the file has the
+    /// expected size.
     bool setEnd(qint64 lineCount, quint64 size, Size expected, const IsCancelled& isCancelled);
     std::optional<Growth> countGrowth(const End& end, quint64 size, const IsCancelled& isCancelled);
     std::optional<Growth> readGrowth(End end, std::uint64_t content, const IsCancelled& isCancelled);
-    /// `bytes` stand at the offset. Of the first of them, `known`, lines have been counted.
+    /// Remembers places in `bytes`, which begin at `offset`. The lines of the first `known` bytes have been
+    /// counted.
     void notePlaces(qint64 lineCount, quint64 offset, const QByteArray& bytes, qsizetype known);
-    /// Adds lines to those that are kept.
+    /// Adds lines to the kept ones.
     void keep(qint64 first, std::vector<DisplayLine> lines);
 
     const std::shared_ptr<RemoteFile> file_;
@@ -118,13 +120,13 @@ private:
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.
-    std::uint64_t content_ = 0; // goes on with each content
+    std::uint64_t content_ = 0; // incremented with each file generation
     double secondsPerLine_ = 0;
     std::map<qint64, Place> places_;
-    int refuted_ = 0; // places of files of the identity, since one that was right
+    int refuted_ = 0; // consecutive wrong places in files of refutedIdentity_
     QByteArray refutedIdentity_;
     std::optional<End> end_;
-    /// The last lines, up to those counted. They share their texts with the rows.
+    /// The last lines, up to the counted end. They share their texts with the rows.
     qint64 firstKept_ = 0;
     std::vector<DisplayLine> kept_;
     std::optional<Mark> beforeCount_; // without bytes

@@ -5,17 +5,17 @@
 
 namespace korvane {
 
-/// Where a remote document stands with its connection.
+/// The state of a remote document's connection.
 enum class RemoteState : unsigned char {
     Unopened,  ///< nothing has been requested yet
-    Opening,   ///< the first connection is being made, or another one after it could not
-    Cancelled, ///< the user has given up the connection before it was made
-    Failed,    ///< the connection could not be made
+    Opening,   ///< the first connection is being made, or another attempt after it failed
+    Cancelled, ///< the user cancelled before there was a connection
+    Failed,    ///< no connection could be made
     Connected,
     Rereading, ///< connected, and the file is being read again
     Lost,      ///< it was connected; the rows loaded so far stay
-    Returning, ///< as above, and a connection is being made
-    Closed,    ///< with the document
+    Returning, ///< as above, and reconnecting
+    Closed,    ///< the document is closed
 };
 
 inline constexpr StateMachine<RemoteState>::Transition remoteTransitions[] = {
@@ -32,7 +32,7 @@ inline constexpr StateMachine<RemoteState>::Transition remoteTransitions[] = {
     {RemoteState::Lost, RemoteState::Closed},         {RemoteState::Returning, RemoteState::Closed},
 };
 
-/// The state in which a connection begins to be made, or the file to be read again.
+/// The state during an attempt to connect, or to read the file again.
 constexpr RemoteState stateOfAttempt(RemoteState state) {
     switch (state) {
     case RemoteState::Lost:
@@ -52,7 +52,7 @@ constexpr RemoteState stateOfAttempt(RemoteState state) {
     return state;
 }
 
-/// What the windows show of it.
+/// The state shown in the windows.
 constexpr ConnectionState connectionStateOf(RemoteState state) {
     switch (state) {
     case RemoteState::Opening:

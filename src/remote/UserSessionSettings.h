@@ -6,8 +6,7 @@ namespace korvane {
 
 class RemoteHost;
 
-/// How sessions with the host go about their connection, by what the user has chosen in the preferences and
-/// for the host. Main thread.
+/// The settings for sessions with the host, from the preferences and the host. Main thread.
 SessionSettings userSessionSettings(const RemoteHost& host);
 
 } // namespace korvane

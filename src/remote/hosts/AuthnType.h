@@ -19,7 +19,7 @@ public:
 
     /// A new object with the same archived fields.
     virtual std::shared_ptr<AuthnType> copy() const { return std::make_shared<AuthnType>(); }
-    /// As menus and labels show it; empty for the base class, which is never shown.
+    /// The text in menus and labels; empty for the base class, which is never shown.
     virtual QString description() const { return {}; }
 };
 
@@ -60,7 +60,8 @@ public:
     std::shared_ptr<AuthnType> copy() const override;
     QString description() const override;
 
-    /// The user's answer at the prompt, for the life of the object; neither archived nor copied. Any thread.
+    /// The user's answer to the prompt, kept until the object is destroyed; neither archived nor copied. Any
+    /// thread.
     std::optional<QString> cachedPwd() const {
         const std::lock_guard guard(mutex_);
         return cachedPwd_;

@@ -35,12 +35,12 @@ const auto publicKeyFields =
 const auto groupFields =
     FieldTable<ServerGroup>().required(ServerGroup::NAME_KEY, &ServerGroup::name, &ServerGroup::setName);
 
-/// Leaves this host out of the list; the others are read.
+/// This error leaves the host out of the list; the others are read.
 Error unusableHost(const QString& key) {
     return {static_cast<int>(ArchiveFault::unusable), QStringLiteral("KeyedArchive"), key};
 }
 
-/// An object of its own in the archive.
+/// Written as an object of its own in the archive.
 void writePort(const RemoteHost& host, KeyedEncoder& encoder, const QString& key) {
     encoder.encodeReference(key, encoder.archiver().addNumber(host.port()));
 }

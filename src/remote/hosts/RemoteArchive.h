@@ -28,8 +28,8 @@ void encode(const ServerGroup& group, KeyedEncoder& encoder);
 QByteArray archiveHosts(const std::vector<std::shared_ptr<RemoteHost>>& hosts);
 QByteArray archiveGroups(const std::vector<std::shared_ptr<ServerGroup>>& groups);
 
-/// Both fail as `unarchiveList`; the first also when a host lacks the server's name: the text names the host.
-/// A host without a port or a user name is left out.
+/// Both fail as `unarchiveList`; the first also if a host lacks the server's name, and names the host in the
+/// error. A host without a port or a user name is skipped.
 Result<UnarchivedList<RemoteHost>> unarchiveHosts(const QByteArray& archive);
 Result<UnarchivedList<ServerGroup>> unarchiveGroups(const QByteArray& archive);
 

@@ -11,8 +11,8 @@ namespace korvane {
 
 class AuthnType;
 
-/// One configured server: its address, its login and how it is listed. Held by shared pointer and identified
-/// by its address in memory; main thread.
+/// One configured server: its address, its login and how it is listed. Held by shared pointer; identity is
+/// the object's address. Main thread.
 class RemoteHost {
 public:
     inline static const QString HOST_KEY = QStringLiteral("host");
@@ -29,8 +29,8 @@ public:
     RemoteHost(const RemoteHost&) = delete;
     RemoteHost& operator=(const RemoteHost&) = delete;
 
-    /// A host of its own with the same connection data, group and a copy of the authentication type, named
-    /// after this one. It keeps the default home path.
+    /// A new host with the same connection data and group and a copy of the authentication type, named after
+    /// this one. It keeps the default home path.
     std::shared_ptr<RemoteHost> copy() const;
 
     /// Absent for a host whose archive has none.
@@ -46,7 +46,7 @@ public:
     /// Null until one is chosen.
     const std::shared_ptr<AuthnType>& authnType() const { return authnType_; }
     void setAuthnType(std::shared_ptr<AuthnType> value) { authnType_ = std::move(value); }
-    /// As the user calls it; empty for the label made of the connection data.
+    /// The name chosen by the user; empty to show the connection data instead.
     const QString& name() const { return name_; }
     void setName(const QString& value) { name_ = value; }
     /// The name of its ServerGroup.
@@ -55,7 +55,7 @@ public:
     /// The directory on the server that the browser opens first.
     const QString& homePath() const { return homePath_; }
     void setHomePath(const QString& value) { homePath_ = value; }
-    /// Set on a duplicate whose key files the store already knows. Not archived.
+    /// Set on a duplicate whose key files are already in the store. Not archived.
     bool clone() const { return clone_; }
     void setClone(bool value) { clone_ = value; }
 
@@ -64,7 +64,7 @@ public:
     void setLabelForHost(const QString& label) { setName(label); }
     /// user@host:port
     QString connectionString() const;
-    /// The host's part of its keys in the settings: the UUID's text, or host and port without one.
+    /// The host's part of its keys in the settings: the UUID, or host and port without one.
     QString hostIdentifier() const;
 
 private:

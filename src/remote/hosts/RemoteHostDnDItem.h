@@ -9,15 +9,15 @@
 
 namespace korvane {
 
-/// A host on its way from one group to another, by drag and drop.
+/// A host dragged from one group to another.
 struct RemoteHostDnDItem {
     inline static const QString GROUP_NAME_KEY = QStringLiteral("GROUP_NAME");
     inline static const QString HOST_IDX_KEY = QStringLiteral("HOST_IDX");
-    /// The one type of its data, for writing and reading.
+    /// The MIME type of the data.
     inline static const QString dataType = QStringLiteral("org.korvane.remotehost");
 
     QString groupName;
-    /// The host's place in that group, as shown.
+    /// Index of the host within that group, as shown.
     std::int32_t hostIndex = 0;
 
     QByteArray archived() const;

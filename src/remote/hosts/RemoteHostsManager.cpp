@@ -15,10 +15,10 @@
 namespace korvane {
 namespace {
 
-/// By the settings' key.
+/// Bookmarks by key in the settings.
 using KeyBookmarks = std::map<QString, QByteArray>;
 
-/// Two "_" meet here: that is how the keys are stored.
+/// The key contains two "_" in a row: that is the stored form.
 QString settingsKey(const RemoteHost& host, const QString& kind) {
     return host.hostIdentifier() + u'_' + kind;
 }

@@ -17,12 +17,12 @@ namespace korvane {
 class RemoteHost;
 class UserDefaults;
 
-/// All configured hosts, in one ordered list, and the settings kept for each: its key files, and whether its
-/// login uses the SSH configuration. The file holds the secrets of the hosts; only the user may read it.
+/// All configured hosts in one ordered list, and the settings of each: its key files, and whether its login
+/// uses the SSH configuration. The file contains the hosts' secrets and is readable only by the user.
 class RemoteHostsManager : public ArchivedStore, public Shared<RemoteHostsManager> {
 public:
     inline static const QString DATA_FILE = QStringLiteral("hosts.data");
-    /// Ends of the settings' keys for the key files, after the host's identifier and one more "_".
+    /// Suffixes of the keys in the settings for the key files, after the host's identifier and another "_".
     inline static const QString PUB_KEY = QStringLiteral("_pub_key");
     inline static const QString PVT_KEY = QStringLiteral("_pvt_key");
     /// The same for `usesSshConfig`.
@@ -30,41 +30,41 @@ public:
 
     using Hosts = std::vector<std::shared_ptr<RemoteHost>>;
 
-    /// Reads the hosts from the directory; empty without a file there. Fails as `ArchivedStore::loaded`.
-    /// `defaults` keeps the data of the key files and must outlive the manager.
+    /// Reads the hosts from the directory; empty if there is no file. Fails as `ArchivedStore::loaded`.
+    /// `defaults` stores the bookmarks of the key files and must outlive the manager.
     static Result<std::unique_ptr<RemoteHostsManager>> load(const QString& directory, UserDefaults& defaults);
 
     const Hosts& hosts() const { return hosts_; }
     qsizetype count() const { return static_cast<qsizetype>(hosts_.size()); }
-    /// Null when there is no host at the index.
+    /// Null if there is no host at the index.
     std::shared_ptr<RemoteHost> host(qsizetype index) const;
-    /// The first host with this port, user name and server, null if there is none. Server names are compared
-    /// without case, but an exact match goes first.
+    /// The first host with this port, user name and server, or null. Server names are compared
+    /// case-insensitively, but an exact match has priority.
     std::shared_ptr<RemoteHost> findHost(const QString& hostName, int port, const QString& username) const;
 
-    /// The list's present entry for a host that may have been edited since: itself, or the one with its UUID.
-    /// Null when it has been removed.
+    /// The entry of the list for a host that may have been edited since: the host itself, or the one with its
+    /// UUID. Null if it has been removed.
     std::shared_ptr<RemoteHost> current(const RemoteHost& host) const;
 
-    /// Each stores bookmarks of the host's key files and saves. Fails, without any change, when a key file
+    /// Both store bookmarks of the host's key files and save. They fail, without any change, if a key file
     /// cannot be opened for reading.
     Status add(std::shared_ptr<RemoteHost> host);
-    /// An index outside the list changes nothing.
+    /// An index out of range changes nothing.
     Status update(qsizetype index, std::shared_ptr<RemoteHost> host);
     /// Also removes the host's settings, and saves.
     void remove(const std::shared_ptr<RemoteHost>& host);
-    /// Hosts or groups have changed, and with them where remote bookmarks are listed. Posted by the windows
-    /// that change them, when all is saved. Main thread.
+    /// Hosts or groups have changed, and with them where remote bookmarks are listed. Posted, after saving,
+    /// by the windows that change them. Main thread.
     Notice<>& groupsChanged() { return groupsChanged_; }
 
-    /// Whether a login also uses the user's agent and ~/.ssh/config. Kept in the settings: takes effect at
+    /// Whether a login also uses the user's agent and ~/.ssh/config. Stored in the settings, effective at
     /// once, also for a host that is not in the list.
     bool usesSshConfig(const RemoteHost& host) const;
     void setUsesSshConfig(const RemoteHost& host, bool value);
 
-    /// Gives a duplicate the settings of its original.
+    /// Copies the settings of a host to its duplicate.
     void copyKeyBookmarks(const RemoteHost& from, const RemoteHost& to);
-    /// The key files that the settings remember; nullopt for a deleted one.
+    /// The key files stored in the settings; nullopt for a deleted one.
     std::optional<QUrl> publicKeyUrl(const RemoteHost& host) const;
     std::optional<QUrl> privateKeyUrl(const RemoteHost& host) const;
 

@@ -10,7 +10,7 @@ namespace korvane {
 
 class UserDefaults;
 
-/// The remote files opened last, kept in the settings. Main thread.
+/// The recently opened remote files, stored in the settings. Main thread.
 class RemoteRecentFilesManager : public Shared<RemoteRecentFilesManager> {
 public:
     inline static const QString RECENT_FILES_KEY = QStringLiteral("RemoteRecentFilesKey");
@@ -21,7 +21,7 @@ public:
 
     /// Oldest first.
     const QStringList& recentUrls() const { return recentUrls_; }
-    /// A file that is in the list already keeps its place.
+    /// A file that is already in the list keeps its place.
     void add(const QUrl& url);
     void clear();
 

@@ -11,9 +11,9 @@ namespace {
 
 const QString scheme = QStringLiteral("ssh");
 const QString start = QStringLiteral("ssh://");
-/// What a path keeps as it is, besides letters and digits.
+/// Characters that are not encoded in a path, apart from letters and digits.
 constexpr char keptInPath[] = "!$&'()*+,-./:=@_~";
-/// What the fragment begins with that holds a host's identifier.
+/// Start of a fragment that holds a host's identifier.
 const QString identifierMark = QStringLiteral("host=");
 constexpr int largestPort = 65535;
 
@@ -25,7 +25,7 @@ QString decoded(QStringView text) {
     return QString::fromUtf8(QByteArray::fromPercentEncoding(text.toUtf8()));
 }
 
-/// An address of numbers and colons may stand in brackets.
+/// A numeric address with colons may be in brackets.
 QStringView withoutBrackets(QStringView host) {
     return host.startsWith(u'[') && host.endsWith(u']') ? host.sliced(1, host.size() - 2) : host;
 }
@@ -66,7 +66,7 @@ std::optional<RemoteUrl> RemoteUrl::fromText(const QString& text) {
     const qsizetype slash = rest.indexOf(u'/');
     if (slash < 0 || slash + 1 == rest.size())
         return std::nullopt;
-    // A user's name may hold an "@", a host's address colons.
+    // A user name may contain "@", a numeric address colons.
     const QStringView authority = rest.first(slash);
     const qsizetype at = authority.lastIndexOf(u'@');
     const qsizetype colon = authority.lastIndexOf(u':');
@@ -104,7 +104,7 @@ QString RemoteUrl::text() const {
 QUrl RemoteUrl::url() const {
     QUrl url;
     url.setScheme(scheme);
-    // An empty one keeps its "@" only if it is there at all.
+    // QUrl writes the "@" of an empty user name only if the name is not null.
     url.setUserName(user_.isNull() ? QStringLiteral("") : user_, QUrl::DecodedMode);
     url.setHost(host_, QUrl::DecodedMode);
     if (!hostIdentifier_.isEmpty()) {
@@ -124,7 +124,7 @@ std::shared_ptr<RemoteHost> RemoteUrl::hostIn(const RemoteHostsManager& hosts) c
     }
     if (auto found = hosts.findHost(host_, port_, user_))
         return found;
-    // A URL may have brought the host's name into another form.
+    // QUrl may have changed the spelling of the host's name.
     const QString form = url().host(QUrl::FullyEncoded);
     const auto found = std::find_if(hosts.hosts().begin(), hosts.hosts().end(), [&](const auto& candidate) {
         return candidate->port() == port_ && candidate->username() == user_ &&

@@ -6,11 +6,11 @@
 
 namespace korvane {
 
-/// A heading under which hosts are listed; they refer to it by its name. Held by shared pointer; main thread.
+/// A heading under which hosts are listed; hosts refer to it by name. Held by shared pointer; main thread.
 class ServerGroup {
 public:
     inline static const QString NAME_KEY = QStringLiteral("name");
-    /// The group that always exists; the group of every host without another.
+    /// The group that always exists, for every host without another.
     inline static const QString defaultName = QStringLiteral("Default");
 
     explicit ServerGroup(QString name) : name_(std::move(name)) {}

@@ -23,18 +23,18 @@ public:
 
     using Groups = std::vector<std::shared_ptr<ServerGroup>>;
 
-    /// Reads the groups from the directory. Without the default group in the file, the list begins with one,
-    /// unsaved. Fails as `ArchivedStore::loaded`.
+    /// Reads the groups from the directory. If the file lacks the default group, the list begins with one,
+    /// not yet saved. Fails as `ArchivedStore::loaded`.
     static Result<std::unique_ptr<ServerGroupsManager>> load(const QString& directory);
 
     const Groups& groups() const { return groups_; }
     qsizetype count() const { return static_cast<qsizetype>(groups_.size()); }
-    /// Null when there is none.
+    /// Null if there is no group at the index.
     std::shared_ptr<ServerGroup> group(qsizetype index) const;
-    /// The first of that name, null if there is none.
+    /// The first group with this name; null if there is none.
     std::shared_ptr<ServerGroup> groupNamed(const QString& name) const;
 
-    /// All save. Precondition of the first two: no refusal below.
+    /// All of these save. Call the first two only if `refusalToAdd` and `refusalToRemove` refuse nothing.
     void add(std::shared_ptr<ServerGroup> group);
     void remove(const std::shared_ptr<ServerGroup>& group);
     /// Renames the group, also in its hosts, and saves both lists.

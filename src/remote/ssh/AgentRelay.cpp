@@ -14,7 +14,7 @@
 namespace korvane {
 namespace {
 
-// Of the protocol of agents.
+// Message numbers of the agent protocol.
 constexpr char requestIdentities = 11;
 constexpr char identitiesAnswer = 12;
 constexpr char signRequest = 13;
@@ -29,12 +29,12 @@ QByteArray number(quint32 value) {
     return bytes;
 }
 
-/// A text with its length before it.
+/// A text preceded by its length.
 QByteArray counted(const QByteArray& text) {
     return number(static_cast<quint32>(text.size())) + text;
 }
 
-/// Takes it from the front; empty where the bytes do not hold it.
+/// Removes the text from the front; empty if the bytes do not hold all of it.
 QByteArray takeCounted(QByteArray& bytes) {
     const quint32 size = bytes.size() < 4 ? 0 : qFromBigEndian<quint32>(bytes.constData());
     QByteArray text = bytes.mid(4, size);
@@ -46,7 +46,7 @@ Error agentHasLeft() {
     return sshError(SshErrorCode::Failed, QStringLiteral("The SSH agent has ended the connection."));
 }
 
-/// The whole of `size` bytes. The descriptor does not block.
+/// Reads exactly `size` bytes. The descriptor is non-blocking.
 Result<QByteArray> readAll(int descriptor, quint32 size, int interruptEvent, Deadline deadline) {
     QByteArray bytes(static_cast<qsizetype>(size), 0);
     for (qsizetype have = 0; have < bytes.size();) {
@@ -117,7 +117,7 @@ AgentRelay::AgentRelay(int agent, int interruptEvent, Deadline deadline)
 
 AgentRelay::~AgentRelay() {
     if (thread_.joinable()) {
-        // Neither of its waits goes on.
+        // Ends both of the thread's waits.
         ::shutdown(ownEnd_, SHUT_RDWR);
         ::shutdown(agent_, SHUT_RDWR);
         thread_.join();
@@ -148,10 +148,10 @@ Result<QList<QByteArray>> AgentRelay::keys() {
     QByteArray rest = answer.value();
     if (!rest.startsWith(identitiesAnswer) || rest.size() < 5)
         return keys;
-    rest.remove(0, 5); // and their number
+    rest.remove(0, 5); // and the number of keys
     while (!rest.isEmpty()) {
         keys.append(takeCounted(rest));
-        takeCounted(rest); // what the user calls it
+        takeCounted(rest); // the comment on the key
     }
     return keys;
 }
@@ -205,7 +205,7 @@ void AgentRelay::run() {
             break;
     }
     hasEnded_ = true;
-    // The library's wait ends, too.
+    // Ends the library's wait, too.
     ::shutdown(ownEnd_, SHUT_RDWR);
 }
 

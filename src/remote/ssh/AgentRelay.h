@@ -13,42 +13,45 @@
 
 namespace korvane {
 
-/// Stands between the library, which waits for the user's agent without an end, and the agent: shows it the
-/// keys that it may use, and ends the wait when the agent is late or the connection is no longer wanted.
+/// A relay between the library, which waits for the user's agent without a limit, and the agent: shows the
+/// library only the permitted keys, and ends its wait if the agent is late or the connection is no longer
+/// wanted.
 ///
-/// Of the connection's thread; a thread of its own passes on what the library asks for.
+/// Lives on the connection's thread; a thread of its own forwards the library's requests.
 class AgentRelay {
 public:
-    /// `interruptEvent` and the deadline end every wait. An agent that takes nobody in is an error.
+    /// Readiness of `interruptEvent` and the deadline end every wait. Fails if the agent refuses the
+    /// connection.
     static Result<std::unique_ptr<AgentRelay>> connect(const QByteArray& path, int interruptEvent,
                                                        Deadline deadline);
     ~AgentRelay();
     AgentRelay(const AgentRelay&) = delete;
     AgentRelay& operator=(const AgentRelay&) = delete;
 
-    /// The public keys that the agent has, as it names them. Blocks. Not while the library asks.
+    /// The agent's public keys, in its own encoding. Blocks. Must not be called while the library uses the
+    /// agent.
     Result<QList<QByteArray>> keys();
-    /// Where the library finds an agent that has only the keys last offered; the library closes it.
+    /// The descriptor of an agent that has only the keys last offered, for the library, which closes it.
     int takeLibraryEnd();
     void offer(const QList<QByteArray>& keys);
-    /// The key that the library last wanted to sign with; empty before.
+    /// The key with which the library last requested a signature; empty before.
     QByteArray lastSigned() const;
-    /// For the time that the user has taken elsewhere.
+    /// Extends the limit by the time that the user took to answer questions.
     void setDeadline(Deadline deadline) { deadline_ = deadline; }
 
-    /// Whether the agent was given up for being late.
+    /// Whether the agent exceeded the deadline.
     bool isLate() const { return isLate_; }
-    /// Whether nothing more comes from it.
+    /// Whether the connection to the agent has ended.
     bool hasEnded() const { return hasEnded_; }
 
 private:
     AgentRelay(int agent, int interruptEvent, Deadline deadline);
 
-    /// Passes on requests until one of the ends is closed.
+    /// Forwards requests until one of the ends is closed.
     void run();
-    /// The agent's answer.
+    /// Sends a request and returns the agent's answer.
     Result<QByteArray> ask(const QByteArray& request);
-    /// In the agent's words.
+    /// The offered keys as an answer of the agent.
     QByteArray offeredKeys() const;
     void noteSigning(const QByteArray& request);
 

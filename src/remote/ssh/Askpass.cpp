@@ -21,13 +21,13 @@
 namespace korvane {
 namespace {
 
-/// Says to our own executable where to ask; see `Askpass::askWhereWanted`.
+/// Environment variable with the socket for questions; see `Askpass::askWhereWanted`.
 constexpr const char* socketVariable = "KORVANE_ASKPASS";
-/// Set by programs that ask for more or less than a secret.
+/// Set by programs whose question is not for a secret.
 constexpr const char* kindVariable = "SSH_ASKPASS_PROMPT";
 /// Maximum size of a question, in bytes.
 constexpr qsizetype longestQuestion = 1 << 14;
-/// Before the text of an answer.
+/// Marks an answer, before its text.
 constexpr char answered = '+';
 
 bool addressOf(std::string_view path, sockaddr_un& address) {
@@ -38,7 +38,7 @@ bool addressOf(std::string_view path, sockaddr_un& address) {
     return true;
 }
 
-/// All of it, to a descriptor that waits.
+/// Sends all bytes to a blocking descriptor.
 bool sendAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -49,7 +49,7 @@ bool sendAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
-/// What comes until the other side has no more to say.
+/// Receives until the other side stops sending.
 std::string receiveAll(int descriptor) {
     std::string all;
     std::array<char, 1024> piece;
@@ -97,7 +97,7 @@ Status Askpass::listen() {
 }
 
 QList<QByteArray> Askpass::environment() const {
-    // Not by its name, which an update may have given to another version.
+    // By process, as an update may have put another version at the path of the executable.
     return {"SSH_ASKPASS=/proc/" + QByteArray::number(::getpid()) + "/exe", "SSH_ASKPASS_REQUIRE=force",
             socketVariable + ('=' + socketPath())};
 }
@@ -127,13 +127,13 @@ Result<std::optional<Askpass::Question>> Askpass::takeQuestion(int interruptEven
     question.text = readableText(bytes.mid(kindEnd + 1));
     if (bytes.left(kindEnd) == "confirm")
         question.text += QStringLiteral(" (yes/no)");
-    // Nothing else says that the answer is no secret; ssh asks in this way whether a server's key is right.
+    // There is no other sign that the answer is not a secret; ssh uses this form to confirm a server's key.
     question.isEchoed = question.text.contains(QStringLiteral("(yes/no"));
     return std::optional(question);
 }
 
 void Askpass::answer(const std::optional<QString>& text) {
-    // One that was killed meanwhile does not matter.
+    // The asking process may have been killed meanwhile.
     if (text)
         static_cast<void>(sendAll(asker_.number(), answered + text->toLocal8Bit().toStdString()));
     asker_.close();
@@ -144,7 +144,7 @@ std::optional<int> Askpass::askWhereWanted(int argc, char** argv) {
     if (!path || !*path)
         return std::nullopt;
     const char* const kind = std::getenv(kindVariable);
-    // A notice, which the program takes back itself.
+    // A notice, which the program withdraws itself.
     if (kind && std::strcmp(kind, "none") == 0)
         return EXIT_SUCCESS;
     sockaddr_un address{};

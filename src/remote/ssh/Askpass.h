@@ -14,10 +14,11 @@
 
 namespace korvane {
 
-/// Takes the questions of a program that has no terminal, as ssh on the way to a server: it runs our own
-/// executable for each, which passes the question on by a socket in a directory that only the user may enter.
+/// Receives the questions of a program without a terminal, such as ssh on the way to a server. For each
+/// question the program runs our own executable, which passes it on through a socket in a directory that only
+/// the user may enter.
 ///
-/// Of the connection's thread.
+/// Lives on the connection's thread.
 class Askpass {
 public:
     struct Question {
@@ -31,18 +32,18 @@ public:
     Askpass(const Askpass&) = delete;
     Askpass& operator=(const Askpass&) = delete;
 
-    /// For the program that may ask, as NAME=value.
+    /// Environment variables for the program, as NAME=value.
     QList<QByteArray> environment() const;
-    /// Readable when somebody asks.
+    /// Becomes readable when there is a question.
     int event() const { return listener_.number(); }
-    /// After `event`. Nothing where the program has changed its mind. `interruptEvent` and the deadline end
-    /// the wait for it.
+    /// Call after `event`. Nullopt if the program has withdrawn the question. Readiness of `interruptEvent`
+    /// and the deadline end the wait.
     Result<std::optional<Question>> takeQuestion(int interruptEvent, Deadline deadline);
-    /// The question last taken; without an answer the program takes it to be cancelled.
+    /// Answers the last question taken; nullopt cancels it.
     void answer(const std::optional<QString>& text);
 
-    /// For main(), before anything else: where the process was started to ask, it waits for the answer,
-    /// prints it, and the result is the status to end with.
+    /// To be called first in main(): in a process started to ask, waits for the answer, prints it and returns
+    /// the exit status.
     static std::optional<int> askWhereWanted(int argc, char** argv);
 
 private:
@@ -52,7 +53,7 @@ private:
 
     const QTemporaryDir directory_;
     Descriptor listener_;
-    /// Where the answer is waited for.
+    /// The process that waits for the answer.
     Descriptor asker_;
 };
 

@@ -10,12 +10,12 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// How much one stream brings before the others have their turn.
+/// Maximum number of bytes read from one stream in a turn.
 constexpr int bytesPerTurn = 256 * 1024;
-/// How long a cancelled command may take to end, and how often it is told to.
+/// Maximum time for a cancelled command to end, and the interval at which it is signalled.
 constexpr auto stoppingLimit = 1s;
 constexpr auto signalInterval = 100ms;
-/// How long the server may take to close the channel of a command that has ended.
+/// Maximum time for the server to close the channel of an ended command.
 constexpr auto closingLimit = 2s;
 
 Error wasCancelled() {
@@ -53,7 +53,7 @@ CommandChannel::~CommandChannel() {
     if (!channel_)
         return;
     ssh_remove_channel_callbacks(channel_, &callbacks_);
-    ssh_channel_free(channel_); // closes it, too
+    ssh_channel_free(channel_); // also closes the channel
 }
 
 CommandChannel::State CommandChannel::step(bool& hasMore) {
@@ -96,11 +96,11 @@ CommandChannel::State CommandChannel::close() {
 }
 
 CommandChannel::State CommandChannel::stop() {
-    // A channel that is given up before the server has confirmed it would stay open there.
+    // A channel released before the server has confirmed it would stay open there.
     if (stage_ == Stage::Opening)
         return ssh_channel_open_session(channel_) == SSH_AGAIN ? State::UnderWay : State::Ended;
-    // What has been requested begins on the server even if the channel is closed before its answer, and only
-    // what has begun can be signalled.
+    // A requested command starts on the server even if the channel is closed before the answer, and can be
+    // signalled only once it has started.
     if (stage_ == Stage::Requesting && request() == State::UnderWay && stage_ == Stage::Requesting)
         return State::UnderWay;
     if (stage_ != Stage::Running)
@@ -115,9 +115,9 @@ CommandChannel::State CommandChannel::stop() {
     if (!stoppingEnds_)
         stoppingEnds_ = now + stoppingLimit;
     if (now >= *stoppingEnds_)
-        return State::Ended; // it does not end, and its output is not waited for
+        return State::Ended; // it does not end, so stop waiting for its output
     if (!signalDue_ || now >= *signalDue_) {
-        // A server loses the signal while the command's process is still being made.
+        // The server drops a signal sent before the command's process exists, so it is repeated.
         ssh_channel_request_send_signal(channel_, "TERM");
         signalDue_ = now + signalInterval;
     }
@@ -142,13 +142,13 @@ CommandChannel::State CommandChannel::request() {
     if (result != SSH_OK)
         return fail(QStringLiteral("The server runs no commands."));
     stage_ = Stage::Running;
-    // There is no input: a command that reads it shall not wait.
+    // There is no input: a command that reads it must not wait.
     ssh_channel_send_eof(channel_);
     return State::UnderWay;
 }
 
 CommandChannel::State CommandChannel::read(bool& hasMore) {
-    // Both streams share one window: what nobody reads would in the end hold up the other.
+    // Both streams share one window: an unread stream would finally block the other.
     bool isLeft = false;
     if (drain(false, Bytes::Taken, isLeft) == State::Ended ||
         drain(true, Bytes::Dropped, isLeft) == State::Ended)
@@ -173,7 +173,7 @@ CommandChannel::State CommandChannel::drain(bool isStandardError, Bytes bytes, b
         const int count =
             ssh_channel_read_nonblocking(channel_, buffer.data(), buffer.size(), isStandardError ? 1 : 0);
         if (count == SSH_ERROR) {
-            // What a closed channel says too, when all of it has been read.
+            // Also reported for a closed channel that has been read completely.
             return ssh_channel_is_closed(channel_) && ssh_is_connected(session_)
                        ? State::UnderWay
                        : fail(QStringLiteral("The connection broke off."));
@@ -184,7 +184,7 @@ CommandChannel::State CommandChannel::drain(bool isStandardError, Bytes bytes, b
         received_ += static_cast<std::uint64_t>(count);
         if (bytes == Bytes::Taken && !command_->sink({buffer.data(), count})) {
             command_->output.set(success());
-            isCancelled_ = true; // on the server, too
+            isCancelled_ = true; // stop it on the server, too
             return State::UnderWay;
         }
     }
@@ -193,7 +193,7 @@ CommandChannel::State CommandChannel::drain(bool isStandardError, Bytes bytes, b
 }
 
 CommandChannel::State CommandChannel::fail(const QString& text) {
-    // The library's last error may be that of an earlier call.
+    // The library's error text may be that of an earlier call.
     command_->output.set(ssh_is_connected(session_) ? sshError(SshErrorCode::Failed, text)
                                                     : connectionLost(session_));
     return State::Ended;

@@ -17,34 +17,33 @@
 
 namespace korvane {
 
-/// A command that somebody waits for.
+/// A command whose caller waits for the output.
 struct Command {
     QByteArray text;
     CommandUse use = CommandUse::Rows;
     OutputSink sink;
-    /// Called until the output is set, on the thread that owns the session. May be empty.
+    /// Polled until the output is set, on the thread that owns the session. May be empty.
     std::function<bool()> isCancelled;
-    /// That the sink has got all that it wants.
+    /// The outcome; success once the sink has received all that it wants.
     Reply<Status> output;
 
-    /// Whether nobody waits for it any longer; sets the output then.
+    /// Whether the caller has cancelled the command; sets the output then.
     bool takeCancel();
 };
 
-/// One command on its way through a channel of its own. Lives on the thread that owns the session, which
-/// never waits for it.
+/// Runs one command in a channel of its own. Lives on the thread that owns the session, and never blocks it.
 class CommandChannel {
 public:
     enum class State {
         UnderWay,
-        /// The server opens no more channels; the command has not begun, and its reply is still open.
+        /// The server refuses another channel; the command has not started, and its output is not set.
         Refused,
         /// The output is set, and the channel is closed on both sides.
         Ended,
     };
 
-    /// `received` counts the bytes that have come. `opened`: a channel to use, which is freed here; otherwise
-    /// one is opened.
+    /// `received` counts the received bytes. `opened`: an open channel to use, which is freed here; null to
+    /// open one.
     CommandChannel(ssh_session session, std::shared_ptr<Command> command, std::uint64_t& received,
                    ssh_channel opened = nullptr);
     ~CommandChannel();
@@ -52,28 +51,29 @@ public:
     CommandChannel& operator=(const CommandChannel&) = delete;
 
     const std::shared_ptr<Command>& command() const { return command_; }
-    /// Goes on as far as it can for now. `hasMore` is set when it stopped to let others have their turn.
+    /// Continues as far as possible without waiting. `hasMore` is set if it stopped to give others a turn.
     State step(bool& hasMore);
-    /// When `step` has something to do even if nothing arrives.
+    /// The time at which `step` must be called even if nothing arrives.
     std::optional<std::chrono::steady_clock::time_point> dueAt() const;
-    /// The output is set, and only the server's end of the channel is still open.
+    /// The output is set, and only the server's side of the channel is still open.
     bool isClosing() const { return stage_ == Stage::Closing; }
-    /// Sets the output to the error, and has the server stop the command.
+    /// Sets the output to the error, and stops the command on the server.
     void cancel(const Error& because);
 
 private:
     enum class Stage { Opening, Requesting, Running, Closing };
 
-    /// Has the server stop a command that was cancelled. `Ended` once it has stopped, or will not.
+    /// Stops a cancelled command on the server. `Ended` once it has stopped or cannot be stopped.
     State stop();
     State open();
     State request();
     State read(bool& hasMore);
     enum class Bytes { Taken, Dropped };
-    /// Takes what has come on one of the two streams.
+    /// Reads the available bytes of one of the two streams.
     State drain(bool isStandardError, Bytes bytes, bool& hasMore);
     State fail(const QString& text);
-    /// The output is set: waits for the server to close the channel, which frees the place that it has there.
+    /// The output is set: waits for the server to close the channel, which counts towards its limit until
+    /// then.
     State close();
 
     const ssh_session session_;

@@ -2,15 +2,16 @@
 
 namespace korvane {
 
-/// What a command is for: of each only so many run at once, so that those the user waits for find room.
+/// The purpose of a command. The number of commands at once is limited for each purpose, so that those the
+/// user waits for find room.
 enum class CommandUse {
-    /// Lines that are to be shown.
+    /// Lines to be shown.
     Rows,
     /// Lines for a search, a copy or the rules.
     Reading,
-    /// The lines of a whole file are counted.
+    /// Counting the lines of a whole file.
     Count,
-    /// A look whether a file has changed.
+    /// Polling a file for changes.
     Poll,
 };
 

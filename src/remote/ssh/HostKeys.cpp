@@ -19,14 +19,14 @@ Error cannotStore(const QString& path, const QString& reason) {
         QStringLiteral("The key of the server could not be stored in \"%1\": %2.").arg(path, reason));
 }
 
-/// Adds a line to a file, which it makes where there is none.
+/// Appends a line to a file; creates the file if necessary.
 Status append(const QString& path, QByteArray line) {
     const QString directory = QFileInfo(path).path();
     if (!QFileInfo::exists(directory) && QDir().mkpath(directory))
         QFile::setPermissions(directory, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QFile file(path);
     if (file.open(QIODevice::ReadWrite | QIODevice::Append)) {
-        // The last line of others may lack its end.
+        // The existing last line may lack its newline.
         char last = '\n';
         if (file.size() > 0 && file.seek(file.size() - 1))
             file.getChar(&last);
@@ -65,7 +65,7 @@ Result<KnownHostKeys> KnownHostKeys::read(const QByteArray& name, const QStringL
 }
 
 void KnownHostKeys::readLine(const QString& file, const QByteArray& line) {
-    QByteArray rest = line.simplified(); // fields may be apart by tabs
+    QByteArray rest = line.simplified(); // fields may be separated by tabs
     const bool isRevocation = rest.startsWith("@revoked");
     if (rest.startsWith('@'))
         rest = isRevocation ? rest.mid(rest.indexOf(' ') + 1).trimmed() : QByteArray();
@@ -135,7 +135,7 @@ QByteArray KnownHostKeys::withoutServer(const QByteArray& line) const {
     const QByteArray trimmed = line.simplified();
     const qsizetype end = trimmed.indexOf(' ');
     QList<QByteArray> names = trimmed.left(end).split(',');
-    // A hashed name stands alone. Patterns are for other servers, too.
+    // A hashed name is the only one in its line. Patterns also match other servers.
     names.removeIf([this](const QByteArray& name) {
         return name.startsWith('|') || name.compare(name_, Qt::CaseInsensitive) == 0;
     });
@@ -154,7 +154,7 @@ Status KnownHostKeys::removeFrom(const QString& path, const std::vector<const En
         if (!isOutdated || !kept.isEmpty())
             lines.append(kept);
     }
-    // The file is never seen half written.
+    // Replaces the file atomically.
     QSaveFile changed(path);
     if (changed.open(QIODevice::WriteOnly)) {
         changed.write(lines.join('\n'));
@@ -165,7 +165,7 @@ Status KnownHostKeys::removeFrom(const QString& path, const std::vector<const En
 }
 
 Status KnownHostKeys::store(ssh_key shown) const {
-    // Several logins may find a new server at once.
+    // Several logins may store keys at once.
     static std::mutex storing;
     const std::lock_guard guard(storing);
     const QString path = userFiles_.value(0);

@@ -14,31 +14,30 @@ namespace korvane {
 
 Key serverKey(ssh_session session);
 
-/// What is known of the key that a server has shown.
+/// The result of comparing a server's key with the known ones.
 enum class HostKeyState {
     Known,
     /// No key of the server is known.
     New,
-    /// Only others are.
+    /// Only other keys are known.
     Changed,
 };
 
-/// The keys that files of known hosts hold of one server.
+/// The keys of one server in the files of known hosts.
 class KnownHostKeys {
 public:
-    /// Reads the files, of which some need not exist; "none" names no file. Keys that the server shows later
-    /// are stored in the first of the user's. `name`: as the files name the server.
+    /// Reads the files; missing ones are skipped. `store` adds keys to the first of the user's files. `name`:
+    /// the server's name in the files.
     static Result<KnownHostKeys> read(const QByteArray& name, const QStringList& userFiles,
                                       const QStringList& machineFiles);
 
-    /// The algorithms of keys that the server is to be asked for, those of known keys first; empty when none
-    /// is known.
+    /// The key algorithms to request from the server, those of known keys first; empty if no key is known.
     QByteArray algorithms() const;
-    /// The error says that the key has been revoked.
+    /// Fails if the key has been revoked.
     Result<HostKeyState> check(ssh_key shown) const;
     /// The fingerprints of the keys that `store` replaces.
     QStringList outdated(ssh_key shown) const;
-    /// Adds the key to the user's file, in place of those that are outdated.
+    /// Adds the key to the user's file and removes the outdated ones.
     Status store(ssh_key shown) const;
 
 private:
@@ -51,7 +50,7 @@ private:
 
     void readLine(const QString& file, const QByteArray& line);
     std::vector<const Entry*> outdatedEntries(ssh_key shown) const;
-    /// What is left of the line without the server.
+    /// The line without the server's name; empty if no other name is left.
     QByteArray withoutServer(const QByteArray& line) const;
     Status removeFrom(const QString& file, const std::vector<const Entry*>& entries) const;
 

@@ -20,7 +20,7 @@ enum class SftpStatus : quint32 {
     PermissionDenied = 3,
 };
 
-// Which attributes a packet holds.
+// Flags of the attributes in a packet.
 constexpr quint32 hasSize = 1;
 constexpr quint32 hasOwner = 2;
 constexpr quint32 hasPermissions = 4;
@@ -28,14 +28,13 @@ constexpr quint32 hasTimes = 8;
 constexpr quint32 hasExtensions = 0x80000000;
 
 constexpr quint32 openForReading = 1;
-/// Requests that are sent before the first one is answered: a listing on a slow link then takes few round
-/// trips.
+/// Number of requests sent ahead of the answers, so that a listing over a slow link takes few round trips.
 constexpr int readsAhead = 8;
 constexpr std::size_t linksAhead = 64;
-/// In bytes, with attributes, and without the lines of `ls` that servers send beside each name; a listing
-/// that is larger ends with an error.
+/// Maximum size of a listing, in bytes: with attributes, without the lines of `ls` that servers send with
+/// each name. A larger listing fails.
 constexpr qsizetype largestListing = 16 << 20;
-/// Maximum size of such a line that is not counted, in bytes beside the name.
+/// In bytes: how much longer than the name such a line may be without counting.
 constexpr qsizetype usualLine = 128;
 
 QByteArray stringBytes(const QByteArray& text) {
@@ -61,7 +60,7 @@ std::optional<SftpStatus> statusOf(const SftpChannel::Answer& answer) {
     return static_cast<SftpStatus>(code);
 }
 
-/// The error that an answer of another type than the one expected stands for.
+/// The error for an answer of an unexpected type.
 Error faultOf(const QByteArray& path, const SftpChannel::Answer& answer) {
     const auto status = statusOf(answer);
     if (!status)
@@ -77,8 +76,8 @@ Error faultOf(const QByteArray& path, const SftpChannel::Answer& answer) {
     }
 }
 
-/// The name of an entry, without the slash that some servers put behind a directory's. Empty for what stands
-/// for no entry of the directory itself: a name that leads elsewhere is not let in.
+/// The name of an entry, without the trailing slash that some servers add to directories. Empty for a name
+/// that is not an entry of the directory itself: paths are rejected.
 QString entryName(QByteArray name) {
     if (name.endsWith('/'))
         name.chop(1);
@@ -89,7 +88,7 @@ QString entryName(QByteArray name) {
 } // namespace
 
 struct NMSFTP::Attributes {
-    /// Which of the others the server has sent.
+    /// Flags of the attributes that the server has sent.
     quint32 present = 0;
     quint64 size = 0;
     quint32 permissions = 0;
@@ -104,7 +103,7 @@ struct NMSFTP::Attributes {
             return RemoteFileKind::Directory;
         if (isLink())
             return RemoteFileKind::Link;
-        // A server that does not say is taken to mean a file.
+        // An entry of unknown kind counts as a regular file.
         const bool isUnknown = (permissions & S_IFMT) == 0;
         return isRegular() || isUnknown ? RemoteFileKind::Regular : RemoteFileKind::Special;
     }
@@ -239,7 +238,7 @@ void NMSFTP::tryReading(const QByteArray& path, Done<Status> done) {
             done(found.error());
             return;
         }
-        // Others may keep the server waiting.
+        // Opening other kinds may block on the server.
         if (!found.value().isRegular()) {
             done(unreadable(path, SshErrorCode::CannotRead, QStringLiteral("it is no regular file")));
             return;
@@ -258,7 +257,7 @@ void NMSFTP::tryReading(const QByteArray& path, Done<Status> done) {
     });
 }
 
-/// A directory that is being read.
+/// A directory listing under way.
 class NMSFTP::Listing : public std::enable_shared_from_this<Listing> {
 public:
     Listing(NMSFTP& files, QByteArray path, Done<Result<std::vector<RemoteEntry>>> done)
@@ -278,7 +277,7 @@ public:
     }
 
 private:
-    /// The server does not say that it refuses what is no directory for that reason.
+    /// The server's refusal does not tell if the path is not a directory.
     void explain(const Error& refusal) {
         files_.attributes(SftpPacket::Stat, path_, [self = shared_from_this(), refusal](const auto& found) {
             self->fail(!found || found.value().isDirectory()
@@ -318,7 +317,7 @@ private:
         QDataStream stream(names);
         quint32 count = 0;
         stream >> count;
-        // A server that has no more may say so in this way as well.
+        // Some servers report the end by an empty answer.
         isAtEnd_ = isAtEnd_ || count == 0;
         size_ += names.size();
         for (; count > 0 && stream.status() == QDataStream::Ok; --count) {
@@ -364,7 +363,7 @@ void NMSFTP::contentsOfDirectoryAtPath(const QByteArray& path, Done<Result<std::
     std::make_shared<Listing>(*this, path, std::move(done))->begin();
 }
 
-/// Links that are being followed.
+/// A search for the targets of links.
 class NMSFTP::LinkSearch : public std::enable_shared_from_this<LinkSearch> {
 public:
     LinkSearch(NMSFTP& files, std::vector<QByteArray> paths, Done<Result<std::vector<RemoteLinkTarget>>> done)

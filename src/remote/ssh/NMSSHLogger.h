@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// The SSH library's own log, which goes to the system log. Any thread.
+/// Forwards the SSH library's log to the system log. Any thread.
 class NMSSHLogger {
 public:
     static NMSSHLogger& sharedLogger();
@@ -12,7 +12,7 @@ public:
     void setEnabled(bool value) { isEnabled_.store(value, std::memory_order_relaxed); }
     bool isEnabled() const { return isEnabled_.load(std::memory_order_relaxed); }
 
-    /// The library keeps its switch for each thread: those that use it call this now and then.
+    /// The library's log level is per thread: call this regularly on threads that use the library.
     void applyToThisThread() const;
 
 private:

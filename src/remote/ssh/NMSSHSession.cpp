@@ -16,7 +16,7 @@ NMSSHSession::~NMSSHSession() {
 }
 
 bool NMSSHSession::connect(const std::function<bool()>& isWanted) {
-    // The report of the end of one login must not be taken for that of the next.
+    // A report of the end of the last login must not be taken for one of the next.
     if (const auto last = connection(); last && last->hasEnded())
         last->waitUntilTold();
     std::shared_ptr<SshConnection> made;
@@ -162,8 +162,8 @@ void NMSSHSession::disconnect() {
 bool NMSSHSession::isSuccess(const Status& outcome) {
     if (outcome)
         return true;
-    // Exchanged and not assigned: where a text shared with other threads is let go of inside the toolkit, the
-    // thread sanitizer does not see it.
+    // Swap instead of assign so that QString's reference count is dropped in our instrumented code; avoids a
+    // false positive of the thread sanitizer.
     Status kept = outcome;
     const std::lock_guard guard(mutex_);
     std::swap(lastOutcome_, kept);

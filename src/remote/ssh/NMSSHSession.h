@@ -22,9 +22,10 @@ class NMSSHSessionDelegate;
 class SshConnection;
 class SshLogin;
 
-/// A login on a server that can be made, used by any number of threads at once, ended, and made again.
+/// A login on a server, which can be made, used by any number of threads at once, ended, and made again.
 ///
-/// Held by shared pointer. Any thread; what asks the server blocks its caller, `disconnect` never does.
+/// Held by shared pointer. Any thread; calls that request something from the server block, `disconnect` never
+/// does.
 class NMSSHSession {
 public:
     using Answer = std::function<std::optional<QString>(const QString& request, bool isEchoed)>;
@@ -34,35 +35,36 @@ public:
     NMSSHSession(const NMSSHSession&) = delete;
     NMSSHSession& operator=(const NMSSHSession&) = delete;
 
-    /// Before the first `connect`.
+    /// Call before the first `connect`.
     void setDelegate(std::weak_ptr<NMSSHSessionDelegate> delegate) { delegate_ = std::move(delegate); }
 
-    /// Opens the connection, unless `isWanted` says that it came too late. True when it is open afterwards.
+    /// Opens the connection, unless `isWanted` returns false. True if the connection is open afterwards.
     bool connect(const std::function<bool()>& isWanted = {});
-    /// Until the end of the connection is noticed.
+    /// True until the end of the connection is noticed.
     bool isConnected() const;
     /// As SshConnection::stopsOnlyShells.
     bool stopsOnlyShells() const;
-    /// One at a time, after `connect`. True on success.
+    /// Call after `connect`, one at a time. True on success.
     bool authenticateByPassword(const QString& password);
-    /// Asks the delegate for each answer.
+    /// Requests each answer from the delegate.
     bool authenticateByKeyboardInteractive();
     bool authenticateByKeyboardInteractiveUsingBlock(const Answer& answer);
     bool authenticateByPublicKey(const QString& publicKeyPath, const QString& privateKeyPath,
                                  const std::optional<QString>& passPhrase);
-    /// By what the user's agent and configuration offer.
+    /// With the keys of the user's agent and configuration.
     bool authenticateByAgent();
-    /// After one of the above whose error is `Incomplete`: asks the delegate for what the server wants next.
+    /// Call after one of the above has failed with `Incomplete`: asks the delegate for the next proof that
+    /// the server requires.
     bool authenticateByFurtherQuestions();
     bool isAuthorized() const;
-    /// Why the last connection or login failed, or why the connection has ended.
+    /// Why the last connection or login failed, or the connection ended.
     Error lastError() const;
-    /// The settings of the user for all his servers count for this one.
+    /// Whether the user's agent and configuration are used.
     bool usesSshConfig() const { return settings_.usesSshConfig; }
 
-    /// Hands on what the command writes to its standard output, until it has ended or the sink wants no more.
-    /// An exit status other than 0 is no error; a command that ends without one is. Both functions are called
-    /// on another thread.
+    /// Passes the command's standard output to the sink, until the command has ended or the sink wants no
+    /// more. An exit status other than 0 is not an error; ending without a status is. Both functions are
+    /// called on another thread.
     Status execute(const QByteArray& command, CommandUse use, OutputSink sink,
                    std::function<bool()> isCancelled = {});
 
@@ -73,15 +75,15 @@ public:
     Result<std::optional<QByteArray>> linkTarget(const QByteArray& path);
     Status tryReading(const QByteArray& path);
 
-    /// Whatever is under way ends.
+    /// Ends everything under way.
     void disconnect();
 
 private:
-    /// The outcome that `ask`, called with the files and with what is to be called in the end, brings.
+    /// Calls `ask` with the files and a callback, and waits for the outcome passed to the callback.
     template <typename Outcome, typename Ask>
     Outcome askFiles(Ask ask);
     bool authenticate(std::function<Status(SshLogin&)> step);
-    /// Keeps the error; true without one.
+    /// Stores an error; true on success.
     bool isSuccess(const Status& outcome);
     std::shared_ptr<SshConnection> connection() const;
 
@@ -95,7 +97,7 @@ private:
     // Guarded by mutex_.
     std::shared_ptr<SshConnection> connection_;
     bool isOpen_ = false;
-    Status lastOutcome_; // the last that was an error
+    Status lastOutcome_; // the last error
 };
 
 } // namespace korvane

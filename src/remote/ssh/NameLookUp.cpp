@@ -13,11 +13,11 @@
 namespace korvane {
 namespace {
 
-/// Maximum number of names that are looked up at once.
+/// Maximum number of concurrent look-ups.
 constexpr int mostLookUps = 8;
 
 struct NameAnswer {
-    /// Readable when the reply is there.
+    /// Becomes readable once the reply is set.
     Descriptor event{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     Reply<Result<Addresses>> reply;
 };
@@ -44,7 +44,7 @@ OperationQueue& lookUps() {
 
 Result<Addresses> lookUpName(const QByteArray& name, const QByteArray& port, int family, int interruptEvent,
                              Deadline deadline) {
-    // An address asks nobody.
+    // A numeric address needs no look-up.
     if (Result<Addresses> itself = addressesOf(name, port, family, AI_NUMERICHOST))
         return itself;
     const auto answer = std::make_shared<NameAnswer>();

@@ -13,12 +13,12 @@ namespace korvane {
 struct FreeAddresses {
     void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
 };
-/// A list; the next is behind `ai_next`.
+/// Linked list, by `ai_next`.
 using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
 
-/// The addresses of a name, which may be an address itself; never none. Blocks until the system has answered,
-/// at most until the deadline or the interruption. A look-up under way cannot be stopped: it then ends by
-/// itself, on one of a few workers, while later ones wait for their turn. Any thread.
+/// The addresses of a name, which may also be a numeric address; never empty. Blocks until the system has
+/// answered, at most until the deadline or the interruption. A look-up cannot be stopped: it then continues
+/// on one of a few workers, while later ones wait for a free worker. Any thread.
 Result<Addresses> lookUpName(const QByteArray& name, const QByteArray& port, int family, int interruptEvent,
                              Deadline deadline);
 

@@ -6,9 +6,8 @@
 
 namespace korvane {
 
-/// Takes what a command writes to its standard output while it arrives, on the thread of the connection; does
-/// not wait. False when it wants no more: the command is stopped. Not called any more once the command's
-/// outcome is known.
+/// Receives a command's standard output as it arrives, on the thread of the connection; must not wait.
+/// Returns false to stop the command. Not called any more once the command's outcome is set.
 using OutputSink = std::function<bool(QByteArrayView bytes)>;
 
 } // namespace korvane

@@ -23,18 +23,18 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// How long a program may take to end.
+/// Maximum time for a program to end.
 constexpr auto programEndingLimit = 500ms;
-/// Maximum size of what a program prints, in bytes.
+/// Maximum size of a program's output, in bytes.
 constexpr qsizetype outputLimit = 1 << 20;
 
 int pollLimit(Deadline deadline) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    // Whoever waits longer asks again.
+    // Callers with a later deadline poll again.
     return static_cast<int>(std::clamp<std::chrono::milliseconds>(left, 0ms, 1h).count());
 }
 
-/// A descriptor that is closed with it.
+/// Closes the descriptor when destroyed.
 class OwnDescriptor {
 public:
     explicit OwnDescriptor(int descriptor = -1) : descriptor_(descriptor) {}
@@ -52,7 +52,7 @@ private:
     int descriptor_;
 };
 
-/// Both ends of a pipe that does not block its reader.
+/// Both ends of a pipe; the reading end is non-blocking.
 struct Pipe {
     OwnDescriptor reader;
     OwnDescriptor writer;
@@ -66,7 +66,7 @@ struct Pipe {
         writer.reset(ends[1]);
         return 0;
     }
-    /// Takes what is there; false when there will be no more.
+    /// Reads what is available; false once there will be no more.
     bool drainInto(QByteArray& text) const {
         std::array<char, 4096> piece;
         for (;;) {
@@ -80,7 +80,7 @@ struct Pipe {
     }
 };
 
-/// With a null pointer behind the last.
+/// Followed by a null pointer.
 std::vector<char*> pointersTo(const QList<QByteArray>& texts) {
     std::vector<char*> pointers;
     for (const QByteArray& text : texts)
@@ -89,14 +89,14 @@ std::vector<char*> pointersTo(const QList<QByteArray>& texts) {
     return pointers;
 }
 
-/// Whether one of them is about the same variable; all as NAME=value.
+/// Whether one of the variables in `environment` has the same name; all as NAME=value.
 bool setsVariable(const QList<QByteArray>& environment, const QByteArray& variable) {
     const QByteArray name = variable.left(variable.indexOf('=') + 1);
     return std::any_of(environment.begin(), environment.end(),
                        [&name](const QByteArray& other) { return other.startsWith(name); });
 }
 
-/// Reads both until the program has ended, and what it may have started need not have.
+/// Reads both streams until the program itself has ended; its children may still run.
 Status collect(pid_t program, const Pipe& output, const Pipe& errors, ProgramOutcome& outcome,
                int interruptEvent, Deadline deadline) {
     const OwnDescriptor ended(static_cast<int>(::syscall(SYS_pidfd_open, program, 0)));
@@ -188,7 +188,7 @@ int startProgram(const QList<QByteArray>& command, const ProgramEnds& ends, pid_
 }
 
 void endProgram(pid_t program) {
-    // It leads a session of its own.
+    // The program leads its own session and process group.
     ::kill(-program, SIGTERM);
     const auto limit = Clock::now() + programEndingLimit;
     while (::waitpid(program, nullptr, WNOHANG) == 0) {
@@ -202,7 +202,7 @@ void endProgram(pid_t program) {
 }
 
 QString readableText(const QByteArray& printed) {
-    // Sequences of terminals, and with them their letters.
+    // Escape sequences of terminals, including their letters.
     static const QRegularExpression sequences(QStringLiteral("\x1b\\[[0-?]*[ -/]*[@-~]"));
     QString text = QString::fromLocal8Bit(printed).remove(sequences);
     text.removeIf([](QChar character) {

@@ -8,18 +8,18 @@
 
 namespace korvane {
 
-/// What a name on a server stands for.
+/// The kind of an entry on a server.
 enum class RemoteFileKind : std::uint8_t {
     Regular,
     Directory,
     Link,
     /// A pipe, a socket or a device.
     Special,
-    /// A link that leads to nothing that the server gives.
+    /// A link whose target cannot be reached.
     Missing,
 };
 
-/// What a directory of a server holds under one name.
+/// An entry of a server's directory.
 struct RemoteEntry {
     /// Never empty, and without a "/".
     QString filename;
@@ -32,24 +32,24 @@ struct RemoteEntry {
     bool operator==(const RemoteEntry&) const = default;
 };
 
-/// Where a symbolic link of a server leads in the end.
+/// The resolved target of a symbolic link on a server.
 struct RemoteLinkTarget {
     /// Never `Link`.
     RemoteFileKind kind = RemoteFileKind::Missing;
     /// As for RemoteEntry.
     std::optional<quint64> fileSize = {};
     QDateTime modificationDate = {};
-    /// Why it leads nowhere, for the user; empty where it does lead somewhere.
+    /// Why the target cannot be reached, for the user; empty if it can.
     QString fault = {};
 };
 
-/// What a server says of one file.
+/// Information about one file on a server.
 struct RemoteFileInfo {
     QString filename;
     QDateTime lastAccess;
     QDateTime modificationDate;
     quint64 fileSize = 0;
-    /// Behind links.
+    /// The kind after following links.
     RemoteFileKind kind = RemoteFileKind::Regular;
 };
 

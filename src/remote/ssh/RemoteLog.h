@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// The system log of all that has to do with servers.
+/// The system log category for everything about servers.
 inline const QLoggingCategory& logRemote() {
     static const QLoggingCategory category("korvane.remote");
     return category;

@@ -9,9 +9,9 @@
 namespace korvane {
 namespace {
 
-/// How lists of ssh-keygen's own form begin.
+/// First bytes of a list in ssh-keygen's binary format.
 constexpr QByteArrayView ownFormMark("SSHKRL\n");
-/// What ssh-keygen ends with where the list revokes the key.
+/// Exit status of ssh-keygen if the list revokes the key.
 constexpr int revokedStatus = 1;
 
 Error keyIsRevoked(ssh_key shown, const QString& path) {
@@ -26,7 +26,7 @@ Error listIsUnusable(const QString& path, const QString& reason) {
                     QStringLiteral("The list of revoked keys \"%1\" cannot be read: %2.").arg(path, reason));
 }
 
-/// As files of public keys hold it.
+/// As in files of public keys.
 QByteArray lineOf(ssh_key key) {
     return ssh_key_type_to_char(ssh_key_type(key)) + (' ' + publicBlob(key).toBase64());
 }

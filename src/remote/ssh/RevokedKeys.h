@@ -9,9 +9,9 @@
 
 namespace korvane {
 
-/// Whether a server's key may still be used: the error says that the file revokes it, or why that cannot be
-/// told. The file lists public keys, one to a line, or is a list of ssh-keygen's own form, which that program
-/// then reads. Blocks, at most until the deadline or the interruption.
+/// Fails if the file revokes the server's key, or if it cannot be checked. The file lists public keys, one
+/// per line, or is a list in ssh-keygen's binary format, which that program then reads. Blocks, at most until
+/// the deadline or the interruption.
 Status checkRevocation(ssh_key shown, const QString& path, int interruptEvent, Deadline deadline);
 
 } // namespace korvane

@@ -19,12 +19,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How much of a program's last words is shown: the last line alone may be a greeting, or say less than the
-/// one before.
+/// Maximum number of lines shown from the end of a program's messages; the last line alone may be a mere
+/// greeting.
 constexpr qsizetype mostFaultLines = 3;
 constexpr qsizetype longestLine = 300;
 
-/// Lets the connection begin at an address of this computer.
+/// Binds the socket to an address of this computer.
 Status bindTo(int descriptor, const QByteArray& local, int family, int interruptEvent, Deadline deadline) {
     const Result<Addresses> address = lookUpName(local, "0", family, interruptEvent, deadline);
     if (!address)
@@ -61,7 +61,7 @@ Result<int> connectTo(const addrinfo& address, const QByteArray& local, int inte
         if (fault)
             return failed(systemError(fault));
     }
-    // Without it every request waits for the other side's delayed acknowledgement.
+    // Otherwise requests wait for the peer's delayed acknowledgement.
     const int on = 1;
     ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return descriptor;
@@ -103,7 +103,7 @@ Result<int> ServerSocket::connectDirectly(const SshConfiguration& configuration,
         ++left;
     Error lastError = timedOut();
     for (const addrinfo* address = addresses.value().get(); address; address = address->ai_next, --left) {
-        // One that does not answer leaves time for the others.
+        // Leave time for the other addresses if one does not answer.
         const auto now = Clock::now();
         Result<int> descriptor = connectTo(*address, configuration.bindAddress.toUtf8(), interruptEvent_,
                                            now + (deadline - now) / left);
@@ -125,7 +125,7 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
     int errors[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return systemError(errno);
-    // What nobody reads is dropped, and does not stop the program.
+    // Messages nobody reads are dropped, and do not block the program.
     if (::pipe2(errors, O_CLOEXEC | O_NONBLOCK) != 0) {
         const int fault = errno;
         ::close(ends[0]);
@@ -138,7 +138,7 @@ Result<int> ServerSocket::connectThrough(const QString& command) {
     ::close(ends[1]);
     ::close(errors[1]);
     if (!fault) {
-        // Only this end: the program expects one that waits.
+        // Only our end: the program expects blocking descriptors.
         ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
         return ends[0];
     }

@@ -12,8 +12,8 @@
 
 namespace korvane {
 
-/// Makes the way to a server: a TCP connection, or a program that leads there. Every wait can be interrupted
-/// from any thread at any time. Descriptors that it returns belong to the caller.
+/// The transport to a server: a TCP connection, or a program that connects. Every wait can be interrupted
+/// from any thread at any time. The caller owns the returned descriptors.
 class ServerSocket {
 public:
     ServerSocket();
@@ -21,21 +21,22 @@ public:
     ServerSocket(const ServerSocket&) = delete;
     ServerSocket& operator=(const ServerSocket&) = delete;
 
-    /// Blocks; once. Where the configuration names a command, its standard input and output are the way.
+    /// Blocks; call once. If the configuration names a command, the connection uses its standard input and
+    /// output.
     Result<int> connect(const SshConfiguration& configuration, Deadline deadline);
-    /// The last lines that the program has written to its standard error; empty when there are none.
+    /// The last lines that the program wrote to its standard error; may be empty.
     QString programsFault();
-    /// Where the program asks what only the user knows; null where no program leads to the server.
+    /// Receives the program's questions to the user; null if there is no program.
     Askpass* askpass() const { return askpass_.get(); }
-    /// Once the server is reached: whatever the program still asks gets no answer.
+    /// Call once the server is reached: later questions of the program get no answer.
     void endQuestions() { askpass_.reset(); }
 
-    /// Readable from the interruption on; for waits elsewhere that end with it.
+    /// Readable once interrupted; for waits elsewhere that end with it.
     int interruptEvent() const { return interruptEvent_; }
 
-    /// Ends the program that leads to the server, if there is one; waits half a second at most.
+    /// Ends the program, if there is one; waits half a second at most.
     void endProgram();
-    /// What waits here for a server fails from now on. Any thread; does not wait.
+    /// From now on every wait here fails. Any thread; does not wait.
     void interrupt();
 
 private:

@@ -6,31 +6,31 @@
 
 namespace korvane {
 
-/// What becomes of the key that a server shows.
+/// How the key that a server shows is treated.
 enum class HostKeyPolicy {
     AcceptAll,
-    /// A new one is stored, and the user is asked about one that has changed.
+    /// A new key is stored, and the user is asked about a changed one.
     AcceptNew,
-    /// The user is asked about both.
+    /// The user is asked about new and changed keys.
     AskForNew,
 };
 
-/// How a session goes about its connection.
+/// Settings of a session.
 struct SessionSettings {
-    /// From the first look for the server to the login, with the time that the user's agent takes; the time
-    /// that the user takes to answer us is not counted.
+    /// Maximum time from the look-up of the server to the end of the login, including the time that the
+    /// user's agent takes, but not the time that the user takes to answer us.
     std::chrono::milliseconds connectingLimit = std::chrono::seconds(15);
-    /// Until the server's SFTP subsystem has greeted; otherwise the login does without the server's files.
+    /// Maximum time for the server's SFTP subsystem to greet; after that, the server's files are unavailable.
     std::chrono::milliseconds filesLimit = std::chrono::seconds(10);
-    /// A server that has been silent for so long is asked whether it is there.
+    /// Silence of the server after which it is sent a keep-alive request.
     std::chrono::milliseconds keepAliveInterval = std::chrono::seconds(15);
-    /// And given up when it has not answered for so long.
+    /// Maximum time without an answer to it; then the connection is ended.
     std::chrono::milliseconds unansweredLimit = std::chrono::seconds(60);
 
     HostKeyPolicy hostKeyPolicy = HostKeyPolicy::AcceptAll;
-    /// Where the configuration names no other.
+    /// Used unless the configuration names another file.
     QString knownHostsPath;
-    /// Whether the user's agent and configuration say more about the server.
+    /// Whether the user's agent and configuration are used.
     bool usesSshConfig = false;
     QString configPath;
 

@@ -18,10 +18,10 @@ using Clock = std::chrono::steady_clock;
 constexpr quint32 protocolVersion = 3;
 /// In bytes; servers send up to 256 KiB.
 constexpr quint32 largestPacket = 512 * 1024;
-/// How many bytes are read before others have their turn.
+/// Maximum number of bytes read in one turn.
 constexpr int largestTurn = 256 * 1024;
 constexpr qsizetype longestReason = 300;
-/// Until the server has closed its side of the channel.
+/// Maximum time for the server to close its side of the channel.
 constexpr auto closeWait = 2s;
 
 QByteArray packetOf(SftpPacket type, const QByteArray& content) {
@@ -71,7 +71,7 @@ SftpChannel::State SftpChannel::step(bool& hasMore) {
     if (stage_ >= Stage::Greeting && state_ != State::Failed && state_ != State::Closed) {
         write();
         read(hasMore);
-        write(); // what the answers have led to
+        write(); // requests made by the handlers
     }
     if (state_ == State::Opening && Clock::now() >= openingEnds_)
         fail(sshError(SshErrorCode::TimedOut,
@@ -119,7 +119,7 @@ void SftpChannel::write() {
         const int written =
             ssh_channel_write(channel_, unsent_.constData(), static_cast<std::uint32_t>(unsent_.size()));
         if (written <= 0)
-            return; // the server takes no more for now; `read` finds a lost connection
+            return; // the server accepts no more for now; `read` detects a lost connection
         unsent_.remove(0, written);
     }
 }
@@ -127,7 +127,7 @@ void SftpChannel::write() {
 void SftpChannel::read(bool& hasMore) {
     static thread_local std::array<char, 1 << 16> buffer;
     bool isLeft = false;
-    // Both streams share one window: what nobody reads would in the end hold up the other.
+    // Both streams share one window: an unread stream would finally block the other.
     for (const int isStandardError : {0, 1}) {
         for (int taken = 0; !isLeft;) {
             const int count =
@@ -213,7 +213,7 @@ void SftpChannel::close() {
         return;
     state_ = State::Closing;
     closingEnds_ = Clock::now() + closeWait;
-    // The subsystem ends when it has no more input, and the server then closes the channel.
+    // The subsystem ends at the end of its input, and the server then closes the channel.
     ssh_channel_send_eof(channel_);
 }
 

@@ -31,12 +31,12 @@ enum class SftpPacket : std::uint8_t {
 };
 
 /// The server's SFTP subsystem over a channel of the session. Requests are sent at once and may be answered
-/// in any order. Lives on the thread that owns the session, which never waits for it.
+/// in any order. Lives on the thread that owns the session, and never blocks it.
 class SftpChannel {
 public:
     struct Answer {
         SftpPacket type;
-        /// What follows the number of the request.
+        /// The part after the request number.
         QByteArray body;
     };
     using Handler = std::function<void(const Result<Answer>& answer)>;
@@ -44,7 +44,7 @@ public:
     enum class State {
         Opening,
         Open,
-        /// The server opens no more channels.
+        /// The server refuses another channel.
         Refused,
         /// See `fault`; all requests have been answered with it.
         Failed,
@@ -53,20 +53,20 @@ public:
         Closed,
     };
 
-    /// `openingLimit`: until the subsystem has greeted. `received` counts the bytes that have come.
+    /// `openingLimit`: maximum time until the subsystem greets. `received` counts the received bytes.
     SftpChannel(ssh_session session, std::chrono::milliseconds openingLimit, std::uint64_t& received);
-    /// Answers what is still open with an error.
+    /// Answers all open requests with an error.
     ~SftpChannel();
     SftpChannel(const SftpChannel&) = delete;
     SftpChannel& operator=(const SftpChannel&) = delete;
 
-    /// Goes on as far as it can for now. `hasMore` is set when it stopped to let others have their turn.
+    /// Continues as far as possible without waiting. `hasMore` is set if it stopped to give others a turn.
     State step(bool& hasMore);
     State state() const { return state_; }
     const Error& fault() const { return fault_; }
-    /// Whether the subsystem has ever answered as one.
+    /// Whether the subsystem has ever sent a valid greeting.
     bool hasGreeted() const { return stage_ >= Stage::Running; }
-    /// When `step` has something to do even if nothing arrives.
+    /// The time at which `step` must be called even if nothing arrives.
     std::optional<std::chrono::steady_clock::time_point> dueAt() const;
 
     /// `handler` is called once: by `step`, `fail` or the destructor.
@@ -74,7 +74,7 @@ public:
     bool isIdle() const { return handlers_.empty(); }
     /// Answers all requests with the error, and closes the channel.
     void fail(const Error& error);
-    /// Closes the channel; `step` says when the server has closed its side, too.
+    /// Closes the channel; `step` reports when the server has closed its side.
     void close();
 
 private:
@@ -100,7 +100,7 @@ private:
     /// Requests made before the subsystem has greeted.
     QByteArray waiting_;
     QByteArray unread_;
-    /// The beginning of what the subsystem has written to its standard error.
+    /// The first bytes of the subsystem's standard error.
     QByteArray standardError_;
     std::uint32_t lastNumber_ = 0;
     std::unordered_map<std::uint32_t, Handler> handlers_;

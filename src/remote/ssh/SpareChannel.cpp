@@ -6,7 +6,7 @@ namespace korvane {
 
 SpareChannel::~SpareChannel() {
     if (channel_)
-        ssh_channel_free(channel_); // closes it, too
+        ssh_channel_free(channel_); // also closes the channel
 }
 
 SpareChannel::State SpareChannel::step() {

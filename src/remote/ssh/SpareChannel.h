@@ -4,8 +4,8 @@
 
 namespace korvane {
 
-/// A channel that waits for a command, which then begins without asking the server for a channel first. Lives
-/// on the thread that owns the session.
+/// A channel opened ahead, so that the next command starts without a round trip to open one. Lives on the
+/// thread that owns the session.
 class SpareChannel {
 public:
     enum class State { Opening, Open, Gone };
@@ -16,9 +16,9 @@ public:
     SpareChannel& operator=(const SpareChannel&) = delete;
 
     State state() const { return state_; }
-    /// Goes on as far as it can for now.
+    /// Continues as far as possible without waiting.
     State step();
-    /// Once open. It is the caller's to free.
+    /// Call once open. The caller must free the channel.
     ssh_channel take();
 
 private:

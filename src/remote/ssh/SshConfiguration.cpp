@@ -16,12 +16,12 @@ namespace {
 
 constexpr std::uint16_t standardPort = 22;
 
-/// Of the user who runs the program, as ssh finds them.
+/// The user who runs the program, as ssh finds them.
 struct LocalUser {
     QString name;
     QString home;
 
-    /// An empty name = whoever runs the program.
+    /// An empty name: the user who runs the program.
     static LocalUser called(const QString& name = {}) {
         std::vector<char> buffer(1 << 14);
         passwd entry{};
@@ -35,7 +35,7 @@ struct LocalUser {
     }
 };
 
-/// What `ssh -G` has printed, one keyword and its value to a line.
+/// The output of `ssh -G`, one keyword and its value per line.
 class PrintedConfiguration {
 public:
     explicit PrintedConfiguration(const QByteArray& text) {
@@ -47,16 +47,16 @@ public:
     }
 
     QStringList all(const char* keyword) const { return values_.value(keyword); }
-    /// Empty for one that is switched off.
+    /// Empty for an option that is switched off.
     QString value(const char* keyword) const {
         const QString first = all(keyword).value(0);
         return first == QStringLiteral("none") ? QString() : first;
     }
-    /// The line separates them by spaces, which names may contain.
+    /// The paths are separated by spaces, which names may also contain.
     QStringList paths(const char* keyword) const {
         QStringList found;
         for (const QString& word : value(keyword).split(u' ', Qt::SkipEmptyParts)) {
-            // What does not begin as a path does belongs to the one before.
+            // A word that does not begin like a path belongs to the previous path.
             if (found.isEmpty() || QStringLiteral("/~%$").contains(word.front()))
                 found.append(word);
             else
@@ -69,7 +69,7 @@ private:
     QHash<QByteArray, QStringList> values_;
 };
 
-/// Puts in what the place-holders of a configuration stand for.
+/// Replaces the place-holders of a configuration.
 class PlaceHolders {
 public:
     PlaceHolders(const PrintedConfiguration& printed, const QString& alias) {
@@ -98,7 +98,7 @@ public:
                    {u'u', user.name}};
     }
 
-    /// One that is not known stays as it is.
+    /// Unknown place-holders stay unchanged.
     QString expanded(const QString& text) const {
         QString whole;
         for (qsizetype index = 0; index < text.size(); ++index) {
@@ -141,15 +141,15 @@ QString forShell(const QString& argument) {
     return u'\'' + quoted.replace(u'\'', QStringLiteral("'\\''")) + u'\'';
 }
 
-/// The arguments that make ssh read the user's configuration. A file elsewhere than it looks for has to be
-/// named.
+/// The arguments that make ssh read the user's configuration. A file at another path must be named.
 QStringList configArguments(const QString& path) {
     if (path.isEmpty() || path == LocalUser::called().home + QStringLiteral("/.ssh/config"))
         return {};
     return {QStringLiteral("-F"), QFile::exists(path) ? path : QStringLiteral("none")};
 }
 
-/// Through the last of the servers, which is reached through the others; "user@server:port" each.
+/// The command that connects through the last jump host, which is reached through the others;
+/// "user@server:port" each.
 QString jumpCommand(const QString& jumps, const QString& host, const QString& port,
                     const QString& configPath) {
     QString last = jumps.section(u',', -1);
@@ -186,7 +186,7 @@ QByteArray agentPathIn(const PrintedConfiguration& printed, const PlaceHolders& 
     return QFile::encodeName(placeHolders.expandedPath(named));
 }
 
-/// As files of known hosts name a server.
+/// The server's name in files of known hosts.
 QByteArray nameWithPort(const QString& host, std::uint16_t port) {
     const QByteArray name = host.toLower().toUtf8();
     return port == standardPort ? name : '[' + name + "]:" + QByteArray::number(port);

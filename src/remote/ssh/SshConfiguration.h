@@ -14,48 +14,48 @@
 
 namespace korvane {
 
-/// Where a login goes to, as the user has entered it.
+/// The destination of a login, as entered by the user.
 struct LoginTarget {
-    /// A server's name or address, or what the user's configuration calls it.
+    /// Name or address of a server, or an alias in the user's configuration.
     QString host;
     std::uint16_t port = 22;
-    /// Empty when the configuration knows it.
+    /// Empty if the configuration names it.
     QString username;
 };
 
-/// All that a login needs to know of its server.
+/// All settings of a login to one server.
 struct SshConfiguration {
     QString hostName;
     std::uint16_t port = 22;
-    /// Empty = the name that the user has on this computer.
+    /// Empty: the user's name on this computer.
     QString username;
     /// AF_UNSPEC, AF_INET or AF_INET6.
     int addressFamily = AF_UNSPEC;
-    /// Of this computer; empty = any.
+    /// An address of this computer; empty: any.
     QString bindAddress;
-    /// For the shell; empty = the server is reached directly.
+    /// For the shell; empty: the server is reached directly.
     QString proxyCommand;
 
-    /// Private keys, of which some need not exist, and certificates.
+    /// Private keys, some of which may not exist, and certificates.
     QStringList identityFiles;
     QStringList certificateFiles;
-    /// Whether the agent's other keys are kept back.
+    /// Whether other keys of the agent are not used.
     bool identitiesOnly = false;
-    /// Of the agent's socket; empty = none is used.
+    /// Path of the agent's socket; empty: none is used.
     QByteArray agentPath;
 
-    /// As files of known hosts name the server.
+    /// The server's name in files of known hosts.
     QByteArray knownName;
-    /// The first is the one that new keys are stored in.
+    /// New keys are stored in the first one.
     QStringList userKnownHosts;
     QStringList machineKnownHosts;
-    /// Of keys that no server may show; empty = there is no such list.
+    /// Path of the list of revoked host keys; empty: none.
     QString revokedHostKeys;
 
-    /// From what the user has entered alone.
+    /// From the user's entries alone.
     static SshConfiguration plain(const LoginTarget& target, const SessionSettings& settings);
-    /// By what the user's own ssh says of the server; nothing when there is no such program. Blocks. The
-    /// error names the fault of a configuration.
+    /// From the configuration that the user's own ssh prints for the server; nullopt if there is no such
+    /// program. Blocks. The error describes a faulty configuration.
     static Result<std::optional<SshConfiguration>>
     bySsh(const LoginTarget& target, const SessionSettings& settings, int interruptEvent, Deadline deadline);
 };

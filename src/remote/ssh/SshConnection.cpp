@@ -21,24 +21,24 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Servers allow ten channels as a rule: eight for commands, one for files, and one to spare.
+/// Servers usually allow ten channels: eight for commands, one for files, and one spare.
 constexpr std::size_t mostCommands = 8;
 constexpr std::size_t mostChannels = mostCommands + 1;
-/// So many counts, and so many polls, run at once.
+/// Maximum number of counts, and of polls, at once.
 constexpr std::ptrdiff_t mostOfOneUse = 2;
-/// Maximum time that the end of a connection waits to stop commands that the server has not confirmed yet,
-/// and after that for the server to take the news.
+/// Maximum time to stop unconfirmed commands at the end of a connection, and again for the server to receive
+/// the farewell.
 constexpr auto endingLimit = 500ms;
-/// How often commands are asked whether they are still wanted.
+/// Interval at which commands are polled for cancellation.
 constexpr auto cancelInterval = 50ms;
-/// For how long fewer channels are opened after the server has refused one.
+/// How long fewer channels are opened after the server has refused one.
 constexpr auto limitDuration = 30s;
-/// A server that opens no channel at all is asked again, as one that has just been closed may still count
-/// there.
+/// Interval of retries while the server opens no channel at all: one that has just been closed may still
+/// count there.
 constexpr auto retryInterval = 100ms;
 constexpr auto retryDuration = 5s;
 
-/// As a limit for poll(2).
+/// As a timeout for poll(2).
 int millisecondsUntil(std::chrono::steady_clock::time_point time) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - std::chrono::steady_clock::now());
     return static_cast<int>(std::max(left, 0ms).count());
@@ -49,9 +49,9 @@ bool becomesReady(int descriptor, short events, std::chrono::steady_clock::time_
     return ::poll(&watched, 1, millisecondsUntil(limit)) > 0;
 }
 
-/// Ends the connection when the other side has taken what was sent.
+/// Closes the connection after the peer has received everything sent.
 void hangUp(int descriptor, std::chrono::steady_clock::time_point limit) {
-    // With bytes left unread the system would call the connection broken, and the server might miss the news.
+    // Closing with unread bytes would reset the connection, and the server might not receive the farewell.
     ::shutdown(descriptor, SHUT_WR);
     static thread_local std::array<char, 1 << 16> unread;
     while (std::chrono::steady_clock::now() < limit && becomesReady(descriptor, POLLIN, limit) &&
@@ -60,14 +60,13 @@ void hangUp(int descriptor, std::chrono::steady_clock::time_point limit) {
     ::close(descriptor);
 }
 
-/// Makes the event wait for the next wake.
+/// Resets the event.
 void takeWakes(int event) {
     std::uint64_t count = 0;
     [[maybe_unused]] const auto taken = ::read(event, &count, sizeof count);
 }
 
-/// It ends the connection when several commands run at once, and sends signals to the shell of a command
-/// alone.
+/// Dropbear ends the connection if several commands run at once, and signals only the shell of a command.
 bool isDropbear(ssh_session session) {
     const char* const banner = ssh_get_serverbanner(session);
     return banner && QByteArray(banner).toLower().contains("dropbear");
@@ -78,7 +77,7 @@ bool isDropbear(ssh_session session) {
 std::shared_ptr<SshConnection> SshConnection::start(SessionSettings settings,
                                                     std::function<void(const std::optional<Error>&)> ended) {
     std::shared_ptr<SshConnection> connection(new SshConnection(std::move(settings), std::move(ended)));
-    // Its own thread keeps the connection until it has ended.
+    // The connection's thread keeps it alive until it has ended.
     connection->queue_.run([connection] { connection->run(); });
     return connection;
 }
@@ -165,7 +164,7 @@ void SshConnection::end(const std::optional<Error>& because) {
 
 void SshConnection::wake() const {
     const std::uint64_t one = 1;
-    // Fails only when the counter is full, and then the thread wakes anyway.
+    // Fails only if the counter is full, and then the thread wakes anyway.
     [[maybe_unused]] const auto written = ::write(wakeEvent_, &one, sizeof one);
 }
 
@@ -186,7 +185,7 @@ void SshConnection::run() {
             checkServer();
         bool hasMore = stepCommands();
         hasMore |= stepFiles();
-        // What one call has taken from the socket may be for any channel.
+        // Bytes read from the socket by one call may belong to any channel.
         hasMore |= received_.in_bytes != receivedBefore;
         if (!hasEnded())
             waitForEvents(hasMore);
@@ -207,7 +206,7 @@ Status SshConnection::awaitServer(Clock::time_point deadline) {
         if (Clock::now() >= deadline)
             return timedOut();
         if (watched[1].fd < 0)
-            return success(); // the next call says why
+            return success(); // the next call reports why
         ::poll(watched, 2, millisecondsUntil(deadline));
         takeWakes(wakeEvent_);
         if (watched[1].revents)
@@ -242,7 +241,7 @@ void SshConnection::takeJobs() {
 // ---- Commands
 
 bool SshConnection::stepCommands() {
-    // Those that still wait for a channel can be cancelled too.
+    // Commands that still wait for a channel can be cancelled too.
     std::erase_if(commands_, [](const std::shared_ptr<Command>& command) { return command->takeCancel(); });
     startCommands();
     bool hasMore = false;
@@ -259,7 +258,7 @@ bool SshConnection::stepCommands() {
             isSpareWanted_ |= command->use == CommandUse::Rows;
         }
         channels_.erase(channels_.begin() + static_cast<std::ptrdiff_t>(index));
-        hasMore = true; // another one may begin
+        hasMore = true; // another command may start
         if (state == CommandChannel::State::Refused)
             commandRefused(command);
     }
@@ -275,7 +274,7 @@ void SshConnection::stepSpare() {
     const SpareChannel::State state = spare_->step();
     if (state == SpareChannel::State::Gone)
         hasSpareRoom_ = false;
-    // One that the server has not confirmed yet would stay open there.
+    // A channel released before the server has confirmed it would stay open there.
     if (state != SpareChannel::State::Opening && !hasSpareRoom_)
         spare_.reset();
 }
@@ -304,7 +303,7 @@ void SshConnection::startCommands() {
 }
 
 std::deque<std::shared_ptr<Command>>::iterator SshConnection::nextCommand() {
-    // Where there is no room for both, a waiting request for files goes before the next command.
+    // If there is no room for both, a waiting request for files goes before the next command.
     const bool filesWait = !fileWork_.empty() && !files_;
     const std::size_t forFiles = files_ || filesWait ? 1 : 0;
     const std::size_t room = std::min(commandLimit_, channelLimit_ - std::min(channelLimit_, forFiles));
@@ -315,7 +314,7 @@ std::deque<std::shared_ptr<Command>>::iterator SshConnection::nextCommand() {
     };
     if (const auto rows = std::ranges::find_if(commands_, isRows); rows != commands_.end())
         return rows;
-    // One place stays free for rows.
+    // One place is reserved for rows.
     const auto others = static_cast<std::size_t>(
         std::ranges::count_if(channels_, [&](const auto& channel) { return !isRows(channel->command()); }));
     if (room > 1 && others + 1 >= room)
@@ -421,7 +420,7 @@ void SshConnection::failFileWork(const Error& error) {
 // ---- The connection
 
 void SshConnection::checkServer() {
-    ssh_execute_message_callbacks(session_); // takes what has come, also where no channel is open
+    ssh_execute_message_callbacks(session_); // receives data even if no channel is open
     if (!ssh_is_connected(session_)) {
         end(connectionLost(session_));
         return;
@@ -432,7 +431,7 @@ void SshConnection::checkServer() {
         heard_ = now;
         asked_.reset();
     } else if (!asked_ && now - heard_ >= settings_.keepAliveInterval) {
-        // The first call may only take note of an earlier answer; of two, one asks.
+        // The first call may only consume an earlier answer; of two calls, at least one sends a request.
         ssh_send_keepalive(session_);
         ssh_send_keepalive(session_);
         asked_ = now;
@@ -445,7 +444,7 @@ void SshConnection::checkServer() {
 void SshConnection::checkFiles(Clock::time_point now) {
     if (std::exchange(contentBytesBefore_, contentBytes_) != contentBytes_)
         contentSeen_ = now;
-    // While other content arrives over a slow link, the answer may still be on its way.
+    // While other data arrives over a slow link, the answer may be delayed.
     if (files_ && !files_->channel.isIdle() && now - contentSeen_ >= settings_.unansweredLimit)
         files_->channel.fail(
             sshError(SshErrorCode::TimedOut,
@@ -481,7 +480,7 @@ void SshConnection::waitForEvents(bool hasMore) {
     pollfd watched[] = {{wakeEvent_, POLLIN, 0}, {isOpen ? ssh_get_fd(session_) : -1, POLLIN, 0}};
     if (isOpen && (ssh_get_status(session_) & SSH_WRITE_PENDING))
         watched[1].events |= POLLOUT;
-    // Until its first command a server holds back what it has to say while we do not confirm what it said.
+    // Until its first command, a server holds back data while we delay acknowledgements.
     const int yes = 1;
     if (isOpen && !hasAnswered_)
         ::setsockopt(ssh_get_fd(session_), IPPROTO_TCP, TCP_QUICKACK, &yes, sizeof yes);
@@ -542,8 +541,8 @@ void SshConnection::finish() {
 
 void SshConnection::disconnect() {
     const auto limit = Clock::now() + endingLimit;
-    // Brings out what is still to be written. The farewell follows at once only after the library has seen
-    // that the socket takes more.
+    // Sends the remaining data. The library sends the farewell at once only after it has seen that the socket
+    // is writable.
     do
         ssh_execute_message_callbacks(session_);
     while (ssh_is_connected(session_) && (ssh_get_status(session_) & SSH_WRITE_PENDING) &&

@@ -40,7 +40,7 @@ Error connectionLost(ssh_session_struct* session, SshErrorCode byServer) {
                                       .arg(words.endsWith(u'.') ? words.chopped(1) : words));
     }
     text.remove(QStringLiteral("Socket error: "));
-    // The second is what an earlier call has left behind.
+    // The second text is left over from an earlier call.
     if (text.isEmpty() || text == QStringLiteral("disconnected") ||
         text == QStringLiteral("Resource temporarily unavailable"))
         text = QStringLiteral("The connection broke off.");

@@ -6,38 +6,38 @@ struct ssh_session_struct;
 
 namespace korvane {
 
-/// What an error of a session says by its code.
+/// Kinds of errors of a session, by code.
 enum class SshErrorCode {
     Failed = 1,
     /// The login was refused.
     Denied,
-    /// The user gave no answer to a question.
+    /// The user did not answer a question.
     NotAnswered,
-    /// There is no connection, or it was ended on our side.
+    /// There is no connection, or we ended it.
     NotConnected,
-    /// The server's key is not the one that is known of it.
+    /// The server's key differs from the known one.
     HostKeyChanged,
     /// The server does not answer.
     TimedOut,
     /// The caller no longer wants the result.
     Cancelled,
-    /// The server knows no such file.
+    /// The file does not exist on the server.
     NoSuchFile,
-    /// The server has the file, and does not give it.
+    /// The file exists on the server, but cannot be read.
     CannotRead,
-    /// The proof was right, and the server wants another one.
+    /// The proof was accepted, but the server requires another one.
     Incomplete,
 };
 
 Error sshError(SshErrorCode code, const QString& text);
 Error notConnected();
 Error timedOut();
-/// What waited for the server or the agent was to wait no more.
+/// A wait for the server or the agent was interrupted.
 Error interrupted();
-/// What the library says of the last fault, or the text where it says nothing.
+/// The library's text for the last error, or `otherwise` if it has none.
 Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise);
-/// Why the session is no longer connected: in the server's own words, and with the code `byServer`, where it
-/// has sent some.
+/// Why the session is no longer connected: the server's own text with the code `byServer`, if it has sent
+/// one.
 Error connectionLost(ssh_session_struct* session, SshErrorCode byServer = SshErrorCode::Failed);
 bool isSshError(const Error& error, SshErrorCode code);
 

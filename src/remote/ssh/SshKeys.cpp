@@ -8,7 +8,7 @@
 namespace korvane {
 namespace {
 
-/// Maximum size of a key's file, in bytes.
+/// Maximum size of a key file, in bytes.
 constexpr qint64 keyFileLimit = 1 << 18;
 
 QByteArray contentOf(const QString& path) {
@@ -16,7 +16,7 @@ QByteArray contentOf(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.read(keyFileLimit) : QByteArray();
 }
 
-/// What follows the text that stands at the begin of the bytes with its length before it.
+/// The bytes after the first text, which is preceded by its length.
 QByteArray afterText(const QByteArray& bytes) {
     if (bytes.size() < 4)
         return {};
@@ -76,13 +76,13 @@ bool wantsPassPhrase(const QString& privateKeyPath) {
     const qsizetype begin = content.indexOf(head);
     if (begin < 0)
         return false;
-    // "openssh-key-v1", a zero, and the name of the cipher
+    // "openssh-key-v1", a zero, and the name of the cipher.
     const QByteArray body = QByteArray::fromBase64(content.mid(begin + head.size(), 256));
     return body.size() > 23 && body.mid(15, 8) != QByteArray("\0\0\0\4none", 8);
 }
 
 Result<Key> privateKeyIn(const QString& path, const std::optional<QString>& passPhrase) {
-    // Without a pass phrase the library would ask for it on the terminal.
+    // Without a pass phrase the library would ask for one on the terminal.
     const auto noAnswer = [](const char*, char*, std::size_t, int, int, void*) { return -1; };
     const QByteArray phrase = passPhrase.value_or(QString()).toUtf8();
     ssh_key key = nullptr;
@@ -104,7 +104,7 @@ bool addCertificate(ssh_key privateKey, const QString& privateKeyPath, const QSt
     ssh_pki_export_privkey_to_pubkey(privateKey, &own);
     const QByteArray plain = afterText(publicBlob(Key(own).get()));
     for (const QString& path : certificatePaths + QStringList(privateKeyPath + QStringLiteral("-cert.pub"))) {
-        // Behind its name and a nonce it repeats the key.
+        // A certificate repeats the key after its type and a nonce.
         const QByteArray words = contentOf(path).simplified();
         const QByteArray about = afterText(afterText(QByteArray::fromBase64(words.split(' ').value(1))));
         if (plain.isEmpty() || !about.startsWith(plain))

@@ -17,24 +17,23 @@ struct FreeKey {
 };
 using Key = std::unique_ptr<ssh_key_struct, FreeKey>;
 
-/// As others write it: the kind of key, "SHA256:" and the digest.
+/// In the usual form: type of the key, "SHA256:" and the digest.
 QString fingerprint(ssh_key key);
-/// The public half as agents and servers write it; empty for no key.
+/// The public half in the encoding of agents and servers; empty for a null key.
 QByteArray publicBlob(ssh_key key);
 
-/// Whether the library knows what to do with a public key, or a certificate, that an agent writes so.
+/// Whether the library supports the public key or certificate with this encoding.
 bool isKnownKind(const QByteArray& blob);
 
-/// The public half of a private key: from the file itself where it shows it, else from that beside it. Null
-/// when neither does.
+/// The public half of a private key: from the file itself if it is readable there, otherwise from the .pub
+/// file next to it. Null if neither has it.
 Key publicKeyFor(const QString& privateKeyPath);
-/// Null when there is no such file, or it holds no such key.
+/// Null if there is no such file, or it holds no such key.
 Key publicKeyIn(const QString& path);
 /// Whether the private key is encrypted.
 bool wantsPassPhrase(const QString& privateKeyPath);
 Result<Key> privateKeyIn(const QString& path, const std::optional<QString>& passPhrase);
-/// Puts in the first of the certificates that is about the key, or the one beside the key's file. Returns
-/// whether there was one.
+/// Adds the first matching certificate, or the one next to the key's file. Returns whether there was one.
 bool addCertificate(ssh_key privateKey, const QString& privateKeyPath, const QStringList& certificatePaths);
 
 } // namespace korvane

@@ -15,7 +15,7 @@
 namespace korvane {
 namespace {
 
-/// How often a secret is asked for in one login.
+/// Maximum number of times a secret is requested in one login.
 constexpr int mostQuestions = 3;
 
 Error unanswered() {
@@ -50,7 +50,7 @@ Result<int> SshLogin::untilDone(int again, const Call& call, const Wait& wait) {
 template <typename Call>
 Status SshLogin::authenticate(const Call& call) {
     const auto attempt = [&]() -> int {
-        // The library does not notice itself that the server has ended the connection.
+        // The library does not notice by itself that the server has ended the connection.
         return ssh_is_connected(session_) ? call() : static_cast<int>(SSH_AUTH_ERROR);
     };
     const Result<int> result = untilDone(SSH_AUTH_AGAIN, attempt, [this] { return await_(deadline_); });
@@ -113,12 +113,12 @@ Status SshLogin::prepare() {
     };
     set(SSH_OPTIONS_PROCESS_CONFIG, &off, QStringLiteral("No configuration"));
     set(SSH_OPTIONS_NODELAY, &on, QStringLiteral("The connection"));
-    // Known hosts are looked at here.
+    // Known hosts are checked in this class.
     set(SSH_OPTIONS_KNOWNHOSTS, "/dev/null", QStringLiteral("No file"));
     set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, "/dev/null", QStringLiteral("No file"));
-    // And so is the agent: the library would wait for it without an end.
+    // So is the agent: the library would wait for it without a limit.
     set(SSH_OPTIONS_IDENTITY_AGENT, "/dev/null", QStringLiteral("No agent"));
-    // The library takes few names, and needs none: the way to the server is made here.
+    // The library accepts few names and needs none, as the connection is made here.
     static_cast<void>(
         ssh_options_set(session_, SSH_OPTIONS_HOST, configuration_.hostName.toUtf8().constData()));
     if (!configuration_.username.isEmpty())
@@ -131,7 +131,7 @@ Status SshLogin::prepare() {
                                            configuration_.machineKnownHosts);
     if (!known)
         return known.error();
-    // A server that has several keys shall show one that can be compared.
+    // Of several keys, the server should show one that can be compared.
     if (const QByteArray algorithms = known.value().algorithms(); !algorithms.isEmpty())
         set(SSH_OPTIONS_HOSTKEYS, algorithms.constData(), QStringLiteral("The kinds of known keys"));
     return prepared;
@@ -221,7 +221,7 @@ std::optional<QString> SshLogin::ask(const SecretQuestion& question) {
 
 Status SshLogin::byPassword(const QString& password) {
     std::optional<QString> text = password.isEmpty() ? std::nullopt : std::optional(password);
-    // What nobody can be let in with is not asked for.
+    // Do not request a password before the server is known to accept one.
     if (!text && ssh_userauth_list(session_, nullptr) == SSH_AUTH_METHOD_UNKNOWN) {
         if (Status open = authenticate([this] { return ssh_userauth_none(session_, nullptr); });
             open || !wasRefused(open))
@@ -291,7 +291,8 @@ Status SshLogin::byPublicKey(const QString& publicKeyPath, const QString& privat
 
 Status SshLogin::byKeyFile(Key publicKey, const QString& privateKeyPath,
                            const std::optional<QString>& passPhrase) {
-    // A refused key needs no pass phrase. With a certificate another key may be accepted than the bare one.
+    // A refused key needs no pass phrase. With a certificate the server may accept the key although it
+    // refuses the bare one.
     const bool hasCertificate = !configuration_.certificateFiles.isEmpty() ||
                                 QFile::exists(privateKeyPath + QStringLiteral("-cert.pub"));
     if (publicKey && !hasCertificate) {
@@ -364,7 +365,8 @@ Status SshLogin::byIdentities() {
             refused += left;
             break;
         }
-        // One that only the agent refuses is tried from its file. Those behind it are still to be offered.
+        // A key that only the agent refuses is tried from its file. The keys after it are still to be
+        // offered.
         const qsizetype place = left.indexOf(agent_->lastSigned());
         if (place < 0)
             break;
@@ -403,7 +405,7 @@ Result<QList<QByteArray>> SshLogin::agentKeys(const QList<QByteArray>& named) {
         if (!configuration_.identitiesOnly && !ordered.contains(key))
             ordered.append(key);
     }
-    // The library offers none behind one that it cannot read.
+    // The library stops at a key that it cannot read.
     ordered.removeIf([](const QByteArray& key) { return !isKnownKind(key); });
     const int libraryEnd = ordered.isEmpty() ? -1 : agent_->takeLibraryEnd();
     if (libraryEnd < 0)
@@ -417,7 +419,7 @@ Status SshLogin::byAgentKeys(const QList<QByteArray>& keys) {
     agent_->offer(keys);
     if (agent_->hasEnded())
         return sshError(SshErrorCode::Failed, QStringLiteral("The SSH agent has ended the connection."));
-    // All in one call: the library leaks some memory for each further one.
+    // All keys in one call: the library leaks some memory for each further call.
     Status proven = authenticate([this] { return ssh_userauth_agent(session_, nullptr); });
     return !proven && agent_->isLate() ? agentIsLate() : proven;
 }

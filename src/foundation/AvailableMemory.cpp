@@ -30,7 +30,7 @@ std::uint64_t freeOfMachine() {
     return unlimited;
 }
 
-/// Every group on the way up may have a limit.
+/// Each ancestor of the control group may have its own limit.
 std::uint64_t freeOfControlGroup() {
     std::uint64_t least = unlimited;
     QByteArray group;

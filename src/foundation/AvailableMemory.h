@@ -4,9 +4,9 @@
 
 namespace korvane {
 
-/// Bytes that this process may still take without the machine swapping or the system refusing: the least of
-/// what is free, what the process's control group leaves, and what its address space limit leaves. The
-/// maximum value where none of them can be read. Any thread.
+/// Bytes that this process can still allocate without swapping or being refused: the minimum of free memory,
+/// the rest of the limit of the process's control group, and the rest of its address space limit. The maximum
+/// value if none of them can be read. Any thread.
 std::uint64_t availableMemory();
 
 } // namespace korvane

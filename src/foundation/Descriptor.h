@@ -5,10 +5,10 @@
 
 namespace korvane {
 
-/// An open descriptor of the system, closed with the object. Any thread.
+/// An open file descriptor, closed with the object. Any thread.
 class Descriptor {
 public:
-    /// Takes over `number`; -1 is none.
+    /// Takes ownership of `number`; -1 for none.
     explicit Descriptor(int number = -1) : number_(number) {}
     ~Descriptor() { close(); }
     Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
@@ -22,7 +22,7 @@ public:
 
     int number() const { return number_; }
     bool isOpen() const { return number_ >= 0; }
-    /// False when the system reports a fault, which for a file may be that of a write before.
+    /// False when the system reports a fault; for a file this may be the fault of an earlier write.
     bool close() {
         const int number = std::exchange(number_, -1);
         return number < 0 || ::close(number) == 0;

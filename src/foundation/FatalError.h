@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// Ends the program after naming the fault on standard error and in the log.
+/// Ends the program after writing the fault to standard error and the log.
 ///
 /// For programming errors only: a broken invariant, an overflow of a line or offset count. Nothing else in
 /// the program ends it. Any thread.

@@ -24,8 +24,8 @@ Error systemError(int code, const QUrl& fileUrl) {
 Result<std::shared_ptr<FileHandle>> FileHandle::openForReading(const QUrl& fileUrl) {
     const QByteArray path = localPath(fileUrl);
     if (path.contains('\0'))
-        return systemError(ENOENT, fileUrl); // the system would open what stands before it
-    // Not blocking, so that a pipe put in the file's place cannot hold the caller.
+        return systemError(ENOENT, fileUrl); // the system would open the part before the NUL
+    // Non-blocking, so that a pipe that has replaced the file cannot block the caller.
     const int descriptor = ::open(path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0)
         return systemError(errno, fileUrl);

@@ -12,7 +12,7 @@
 
 namespace korvane {
 
-/// A regular file open for reading, read at positions only, so that any number of threads share it.
+/// A regular file open for reading at given positions only, so that any number of threads can share it.
 class FileHandle {
 public:
     /// Fails with the system's errno when the file cannot be opened or is not a regular file.
@@ -22,14 +22,14 @@ public:
     FileHandle(const FileHandle&) = delete;
     FileHandle& operator=(const FileHandle&) = delete;
 
-    /// The size in bytes now; nothing when the file cannot be asked.
+    /// The present size in bytes; nullopt if the system cannot tell.
     std::optional<std::uint64_t> size() const;
 
-    /// Reads up to `buffer.size()` bytes at `offset`, less only at the end of the file or before a place that
-    /// cannot be read. Nothing on a read error, whose errno goes to `error` if that is given.
+    /// Reads up to `buffer.size()` bytes at `offset`; less only at the end of the file or before an
+    /// unreadable place. Nullopt on a read error, whose errno goes to `error` if given.
     std::optional<std::size_t> read(std::uint64_t offset, std::span<char> buffer, int* error = nullptr) const;
 
-    /// Device and inode, by which a path is seen to hold another file.
+    /// Device and inode: they differ when a path holds another file.
     struct Identity {
         std::uint64_t device = 0;
         std::uint64_t inode = 0;
@@ -37,15 +37,15 @@ public:
     };
     Identity identity() const;
 
-    /// By which a change of the content is seen, unless it comes within one tick of the file system's clock.
+    /// Changes whenever the content changes, except within one tick of the file system's clock.
     struct Stamp {
         std::uint64_t size = 0;
         std::int64_t modifiedNanoseconds = 0;
-        /// Of content or attributes; nobody can set this one back.
+        /// Last change of content or attributes; unlike the modification time it cannot be set back.
         std::int64_t changedNanoseconds = 0;
         friend bool operator==(const Stamp&, const Stamp&) = default;
     };
-    /// Nothing when the file cannot be asked.
+    /// Nullopt if the system cannot tell.
     std::optional<Stamp> stamp() const;
 
     int descriptor() const { return descriptor_; }

@@ -12,11 +12,11 @@ namespace {
 
 QByteArray currentDirectory() {
     char buffer[PATH_MAX];
-    // A directory that has been deleted has no path, but still is one.
+    // A deleted directory has no path, but can still be referred to.
     return ::getcwd(buffer, sizeof buffer) ? QByteArray(buffer) : QByteArray("/proc/self/cwd");
 }
 
-/// As the kernel would go it: what ".." is behind a symbolic link, only the file system knows.
+/// Resolves ".." as the kernel would: behind a symbolic link only the file system can tell.
 QByteArray withoutDots(const QByteArray& absolutePath) {
     QByteArray path;
     for (const QByteArray& part : absolutePath.split('/')) {
@@ -34,7 +34,7 @@ QByteArray withoutDots(const QByteArray& absolutePath) {
     return path.isEmpty() ? QByteArray("/") : path;
 }
 
-/// Line and paragraph separators, and the marks by which a name could show its parts in another order.
+/// Line and paragraph separators, and the marks that could show parts of a name in another order.
 bool isLayoutControl(char16_t unit) {
     return unit == 0x2028 || unit == 0x2029 || unit == 0x200E || unit == 0x200F || unit == 0x061C ||
            (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
@@ -49,7 +49,7 @@ QString visibleText(const QByteArray& bytes) {
 QString displayText(QString text) {
     for (QChar& unit : text) {
         if (unit.unicode() < 0x20)
-            unit = QChar(0x2400 + unit.unicode()); // the control's own picture
+            unit = QChar(0x2400 + unit.unicode()); // the symbol for the control character
         else if (unit.unicode() == 0x7F)
             unit = QChar(0x2421);
         else if (unit.category() == QChar::Other_Control || isLayoutControl(unit.unicode()))
@@ -84,7 +84,7 @@ QString displayPath(const QUrl& url) {
 }
 
 QString displayAddress(const QUrl& url) {
-    // A fragment tells hosts apart that share an address; nobody wants to read it.
+    // The fragment only distinguishes hosts with equal addresses; it is not for display.
     return url.isLocalFile() ? displayPath(url)
                              : displayText(url.toString(QUrl::PrettyDecoded | QUrl::RemoveFragment));
 }

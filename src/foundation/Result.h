@@ -7,22 +7,22 @@
 
 namespace korvane {
 
-/// Why something failed.
+/// Reason for a failure.
 struct Error {
-    /// Tells errors of one domain apart: errno for the system's own, or a code that the domain fixes.
+    /// Identifies the error within its domain: errno for the system's own, or a code that the domain defines.
     int code = 0;
-    /// Who gives `code` its meaning, for example "NSURLErrorDomain" or "POSIX".
+    /// Defines the meaning of `code`, for example "NSURLErrorDomain" or "POSIX".
     QString domain;
-    /// For the user: names the thing and says what can be done about it.
+    /// For the user: names the object and the remedy.
     QString userText;
-    /// What the user can do about it, where that stands apart from `userText`.
+    /// Remedy for the user, if it is not part of `userText`.
     QString recoverySuggestion = {};
-    /// The address that the error is about, where its domain gives it one.
+    /// The URL that the error is about, if its domain sets one.
     QString url = {};
 };
 
-/// A value, or the error that stands in its place. Failures that a caller has to deal with travel in this;
-/// nothing is thrown across folders.
+/// A value, or the error in its place. Carries failures that the caller has to handle; nothing is thrown
+/// across folders.
 template <typename T>
 class [[nodiscard]] Result {
 public:
@@ -43,7 +43,7 @@ private:
     std::variant<T, Error> state_;
 };
 
-/// For operations that only succeed or fail.
+/// For operations without a result value.
 using Status = Result<std::monostate>;
 inline Status success() {
     return Status(std::monostate{});

@@ -9,12 +9,12 @@
 
 namespace korvane {
 
-/// Base of a class of which the program has one object, reached as `T::shared()`. Set once at start, on the
-/// main thread, before any other use.
+/// Base of a class with one object in the program, reached as `T::shared()`. Set once at start, on the main
+/// thread, before any other use.
 template <typename T>
 class Shared {
 public:
-    /// Fatal before it is set.
+    /// Fatal error before it is set.
     static T& shared() {
         if (!slot())
             fatalError(std::string("used before it is set: ") + typeid(T).name());

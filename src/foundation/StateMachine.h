@@ -7,8 +7,8 @@
 
 namespace korvane {
 
-/// The state of an object whose legal changes are listed in one table. Any other change is a fault of the
-/// program and ends it. Not synchronised.
+/// The state of an object, with its legal transitions in one table. Any other transition is a fatal error.
+/// Not synchronised.
 template <class State>
 class StateMachine {
 public:
@@ -22,7 +22,7 @@ public:
 
     State state() const { return state_; }
 
-    /// True when the state has changed; entering the present state again changes nothing.
+    /// True when the state has changed; entering the present state again is legal and changes nothing.
     bool enter(State next) {
         if (next == state_)
             return false;

@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// Milestones with their time in microseconds on the monotonic clock, for measuring; off unless switched on.
+/// Logs milestones with their time in microseconds on the monotonic clock; off by default.
 inline const QLoggingCategory& logTiming() {
     static const QLoggingCategory category("korvane.timing", QtWarningMsg);
     return category;

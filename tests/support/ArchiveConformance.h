@@ -11,25 +11,26 @@ namespace korvane::test {
 
 using namespace Qt::StringLiterals;
 
-/// What becomes of the first object when its field is written otherwise.
+/// Expected result when a field of the first object is written with another value.
 enum class Outcome {
     /// The archive is refused with a text that names object and field.
     Fails,
     /// The object is left out and counted; the second one is read.
     Drops,
-    /// It is read, and what is lost is counted.
+    /// The object is read, and the lost part is counted.
     Counts,
-    /// It is read, and nothing is lost.
+    /// The object is read, and nothing is lost.
     Keeps,
 };
 
 struct FieldCase {
     QString className;
     QStringList keys;
-    /// Written in place of the right value; nullopt: no such field.
+    /// Written in place of the right value; nullopt removes the field.
     std::vector<std::optional<PropertyList>> values;
     Outcome outcome;
-    /// What the description of the object has instead ("%1": the key). Without it: something else.
+    /// Text of the object's description that `after` replaces ("%1": the key). Empty: the description only
+    /// has to differ.
     QString before = {};
     QString after = {};
 };
@@ -44,16 +45,16 @@ inline std::vector<std::optional<PropertyList>> absentOrWrong() {
     return {std::nullopt, ArchiveEditor::null(), ArchiveEditor::stranger(), ArchiveEditor::real()};
 }
 
-/// The archive of lists of one class. A Format has
+/// Tests of the archive of lists of one class. A Format has
 ///   using Object;
 ///   static Objects sample();                        // every field, shared parts; the first again at the end
 ///   static QByteArray archive(const Objects&);
 ///   static Result<UnarchivedList<Object>> unarchive(const QByteArray&);
-///   static QString description(const Object&);      // all that is archived of it
-///   static const void* sharedPart(const Object&);   // what objects may have in common; null: nothing
+///   static QString description(const Object&);      // all archived fields
+///   static const void* sharedPart(const Object&);   // a part that objects may share, or null
 ///   static std::vector<FieldCase> fieldCases();
-///   static QString golden();                        // the file that holds the archive of the sample
-///   static QByteArray stable(QByteArray archive);   // the archive without what is random in it
+///   static QString golden();                        // file with the archive of the sample
+///   static QByteArray stable(QByteArray archive);   // the archive without its random parts
 template <typename Format>
 class ArchiveConformance : public ::testing::Test {
 protected:

@@ -12,21 +12,21 @@
 
 namespace korvane::test {
 
-/// A keyed archive taken apart, in order to write it as no archiver of ours would.
+/// Takes a keyed archive apart, to write it in ways in which the program's archiver never would.
 class ArchiveEditor {
 public:
     explicit ArchiveEditor(const QByteArray& archive)
         : top_(PropertyList::fromBinary(archive).value().dictionary()->entries()),
           objects_(*field(top_, archiveformat::objectsKey).array()) {}
 
-    /// The null object; an object of a class that nobody knows; a value of a kind that no class has.
+    /// The null object; an object of an unknown class; a value of a kind that no class has.
     static PropertyList null() { return PropertyList(PropertyList::Uid{0}); }
     static PropertyList stranger() { return objectOf(QStringLiteral("Korvane.Stranger")); }
     static PropertyList real() { return PropertyList(0.5); }
     static PropertyList number(std::int64_t value) { return PropertyList(value); }
     static PropertyList text(const QString& value) { return PropertyList(value); }
 
-    /// Replaces, or removes, the field of the first object of the class; `className`: without its module.
+    /// Replaces or removes the field of the first object of the class; `className`: without its module.
     ArchiveEditor& setField(const QString& className, const QString& key,
                             const std::optional<PropertyList>& value) {
         const auto isOfClass = [&](const PropertyList& object) {
@@ -39,7 +39,7 @@ public:
             ADD_FAILURE() << "no object of the class " << className.toStdString();
         return *this;
     }
-    /// Adds two strangers to the list or dictionary that is the root.
+    /// Adds two objects of unknown classes to the root, a list or dictionary.
     ArchiveEditor& addStrangersToRoot() {
         for (const QString& key : {archiveformat::objectsOfContainer, archiveformat::keysOfContainer}) {
             if (const PropertyList* const list = objects_[1].dictionary()->value(key)) {
@@ -50,7 +50,7 @@ public:
         }
         return *this;
     }
-    /// Writes the program's plain class names in the mangled form, and the other way round.
+    /// Writes the program's plain class names in the mangled form, and vice versa.
     ArchiveEditor& swapFormsOfClassNames() {
         using namespace archiveformat;
         for (PropertyList& object : objects_) {

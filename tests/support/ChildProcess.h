@@ -16,7 +16,7 @@
 
 namespace korvane::test {
 
-/// A program that runs beside the test, with all that it starts itself; gone with the object.
+/// A program that runs beside the test, with all its descendants; killed with the object.
 class ChildProcess {
 public:
     ChildProcess() = default;
@@ -24,7 +24,7 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /// `environment` as NAME=value, added to the test's own. What the program prints goes nowhere.
+    /// `environment` as NAME=value, added to the test's own. The program's output is discarded.
     bool start(const QList<QByteArray>& command, const QList<QByteArray>& environment = {}) {
         std::vector<char*> arguments = pointers(command);
         QList<QByteArray> all = environment;
@@ -45,7 +45,7 @@ public:
     }
 
     bool isRunning() { return process_ > 0 && !exitStatus(); }
-    /// Nothing while it runs; -1 when it did not end by itself.
+    /// Nullopt while it runs; -1 when a signal ended it.
     std::optional<int> exitStatus() {
         int status = 0;
         if (process_ > 0 && ::waitpid(process_, &status, WNOHANG) == process_) {
@@ -55,7 +55,7 @@ public:
         return exitStatus_;
     }
 
-    /// All processes that this one has started, and those have, the oldest first; without itself.
+    /// All descendants of the process, oldest first; without itself.
     std::vector<pid_t> descendants() const {
         std::vector<pid_t> found;
         if (process_ > 0)
@@ -67,11 +67,11 @@ public:
             ::kill(process, signal);
     }
 
-    /// Kills it and everything that it has started.
+    /// Kills it with all its descendants.
     void stop() {
         if (process_ <= 0)
             return;
-        ::kill(process_, SIGSTOP); // so that it starts no more of them
+        ::kill(process_, SIGSTOP); // so that it starts no more children
         const std::vector<pid_t> children = descendants();
         ::kill(process_, SIGKILL);
         for (const pid_t process : children)

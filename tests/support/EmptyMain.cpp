@@ -1,4 +1,4 @@
-/// What a room is linked with to see that it needs nothing else.
+/// Linked with a single room, to check that the room needs nothing else.
 int main() {
     return 0;
 }

@@ -10,11 +10,11 @@ namespace korvane::test {
 namespace {
 
 constexpr std::size_t chunkBytes = 4096;
-/// Beyond that the sender has to wait, as at a bad link.
+/// Maximum number of queued bytes before the sender has to wait, as on a bad link.
 constexpr std::size_t mostQueuedBytes = 64 * 1024;
-/// A break comes within the login, among the first commands, within the first page, or later.
+/// Latest positions of a break, in bytes: within the login, the first commands, the first page, or later.
 constexpr std::uint64_t latestBreaks[] = {4'000, 8'000, 60'000, 150'000};
-/// The client says far less than the server once the login is done.
+/// After the login the client sends this many times less than the server.
 constexpr std::uint64_t clientsShare = 8;
 constexpr std::size_t breakKinds = 6;
 constexpr auto longestPoll = std::chrono::seconds(1);
@@ -70,7 +70,7 @@ void FaultProxy::serve() {
             next = std::min(next, nextEvent(*connection, now));
             const bool isStill = isStalled(*connection, now);
             for (const Way& way : connection->ways) {
-                // The other way sends to where this one comes from.
+                // The opposite direction sends to this one's source.
                 const Way& back = connection->ways[&way == connection->ways ? 1 : 0];
                 short events = 0;
                 if (!isStill && !way.hasEnded && way.queuedBytes < mostQueuedBytes)
@@ -133,7 +133,7 @@ void FaultProxy::accept() {
     connections_.push_back(std::move(connection));
 }
 
-/// Draws the same numbers whatever comes of them.
+/// Always draws the same number of random values, whatever is chosen.
 void FaultProxy::choose(Connection& connection) {
     const std::uint64_t delays = random_() % 4;
     const std::uint64_t slows = random_() % 4;
@@ -182,7 +182,7 @@ void FaultProxy::receive(Connection& connection, Way& way) {
         return;
     if (count <= 0) {
         way.hasEnded = true;
-        // Whoever has gone hears nothing any more.
+        // Nothing more can be sent to a peer that has closed.
         if (count < 0 || connection.isOver)
             close(connection, count < 0);
         return;
@@ -206,7 +206,7 @@ void FaultProxy::receive(Connection& connection, Way& way) {
         way.queuedBytes += bytes;
         return;
     }
-    // A stall loses nothing; what a break cuts off is gone.
+    // A stall loses nothing; other breaks lose the bytes behind them.
     const std::size_t kept = connection.next == Break::Stall ? static_cast<std::size_t>(count) : bytes;
     way.chunks.push_back({way.lastDue, std::string(buffer, kept)});
     way.queuedBytes += kept;
@@ -231,7 +231,7 @@ void FaultProxy::breakOff(Connection& connection) {
         return;
     case Break::End:
         ++endCount_;
-        // What has come before the break arrives.
+        // Bytes received before the break are delivered.
         for (const Chunk& chunk : connection.ways[1].chunks) {
             if (::send(connection.ways[1].to, chunk.bytes.data(), chunk.bytes.size(), MSG_NOSIGNAL) < 0)
                 break;

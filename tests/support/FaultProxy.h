@@ -14,11 +14,11 @@
 
 namespace korvane::test {
 
-/// A bad link to a server on 127.0.0.1: what befalls each connection, and when, follows from the seed and the
-/// number of bytes that have passed. One thread of its own carries all connections.
+/// A bad link to a server on 127.0.0.1. The faults of each connection, and their times, follow from the seed
+/// and the number of bytes passed. One thread of its own serves all connections.
 class FaultProxy {
 public:
-    /// How bad it gets, where it gets bad: half the delay, or a tenth of the bytes, befall as many.
+    /// The worst values; as many connections get half the delay, or a tenth of the speed.
     struct Faults {
         std::chrono::milliseconds delay = std::chrono::milliseconds(200);
         std::uint64_t bytesPerSecond = 50 * 1024;
@@ -29,11 +29,11 @@ public:
         int delayed = 0;
         int slow = 0;
         int stalls = 0;
-        /// Both ends are told at once, and what was under way is gone.
+        /// Both ends are notified at once; bytes under way are lost.
         int resets = 0;
-        /// The server's side is closed as if it had nothing more to say.
+        /// The server's side is closed as if it had ended the connection.
         int ends = 0;
-        /// What one side says is lost from then on, and nobody is told: that outlasts `calm`.
+        /// From then on the bytes of one side are lost without notice, even after `calm`.
         int silences = 0;
     };
 
@@ -43,9 +43,9 @@ public:
     FaultProxy& operator=(const FaultProxy&) = delete;
 
     std::uint16_t port() const { return listener_.port(); }
-    /// From now on nothing goes wrong: stalls end, and what was held up passes. Any thread.
+    /// Ends all further faults: stalls end, and delayed bytes pass. Any thread.
     void calm();
-    /// So far. Any thread.
+    /// Counts so far. Any thread.
     Counts counts() const;
 
 private:
@@ -67,15 +67,15 @@ private:
         bool isSilent = false;
     };
     struct Connection {
-        /// From the client, and from the server.
+        /// From the client, then from the server.
         Way ways[2];
         std::chrono::milliseconds delay{0};
-        std::uint64_t bytesPerSecond = 0; // 0 = any number
+        std::uint64_t bytesPerSecond = 0; // 0 = unlimited
         Break next = Break::None;
         int breakingWay = 0;
         std::uint64_t bytesToBreak = 0;
         Clock::time_point stalledUntil;
-        /// Only hears the client until it goes.
+        /// Only waits for the client to close.
         bool isOver = false;
         bool isGone = false;
     };
@@ -105,7 +105,7 @@ private:
     std::atomic<int> endCount_{0};
     std::atomic<int> silenceCount_{0};
 
-    // The thread's.
+    // Used by the thread only.
     std::mt19937_64 random_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::thread thread_;

@@ -8,11 +8,11 @@
 
 namespace korvane::test {
 
-/// Makes reading at positions fail as on a broken disk. Takes the place of the system's call in the program
-/// that includes this, which must do so in one file only.
+/// Makes reads at positions fail as on a broken disk. Replaces the system call in the program that includes
+/// this header, which must be done in one file only.
 class FaultyReads {
 public:
-    /// Reads that begin at `offset` or behind fail with `error` from now on; 0 for none.
+    /// From now on reads at or after `offset` fail with `error`; 0 for none.
     static void failFrom(off_t offset, int error) {
         error_ = 0;
         offset_ = offset;

@@ -6,8 +6,8 @@
 
 namespace korvane::test {
 
-/// Compares a keyed archive, as the standard library of another language reads it, with
-/// tests/support/golden/NAME.json. `dump_archive.py` makes such a file of an archive.
+/// Compares a keyed archive, as another language's standard library reads it, with
+/// tests/support/golden/NAME.json. `dump_archive.py` creates such a file from an archive.
 inline void expectGolden(const QString& name, const QByteArray& archive) {
     QFile golden(QStringLiteral(KORVANE_TEST_SUPPORT "/golden/%1.json").arg(name));
     EXPECT_TRUE(golden.open(QIODevice::ReadOnly)) << golden.fileName().toStdString();

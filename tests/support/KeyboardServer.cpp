@@ -6,7 +6,7 @@
 namespace korvane::test {
 namespace {
 
-/// The library would rather be asked by callbacks; the questions are only told by messages.
+/// Deprecated in favour of callbacks, but libssh passes questions and answers only through messages.
 QByteArray passwordIn(ssh_message message) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -49,7 +49,7 @@ void KeyboardServer::accept() {
         if (socket < 0)
             return;
         const std::lock_guard guard(mutex_);
-        sockets_.push_back(::fcntl(socket, F_DUPFD_CLOEXEC, 0)); // the library closes the other
+        sockets_.push_back(::fcntl(socket, F_DUPFD_CLOEXEC, 0)); // libssh closes the original
         connections_.emplace_back([this, socket] { serve(socket); });
     }
 }

@@ -20,7 +20,7 @@ public:
     struct Prompt {
         QByteArray text;
         bool isEchoed = false;
-        /// The one that is right.
+        /// The right answer.
         QByteArray answer;
     };
     struct Round {
@@ -31,18 +31,18 @@ public:
     /// Whether the password alone is enough.
     enum class Password { Enough, First };
 
-    /// Takes a password without questions, too, where one is given.
+    /// Also accepts a password without questions, if one is given.
     explicit KeyboardServer(QList<Round> rounds, QByteArray password = {}, Password kind = Password::Enough);
     ~KeyboardServer();
     KeyboardServer(const KeyboardServer&) = delete;
     KeyboardServer& operator=(const KeyboardServer&) = delete;
 
     std::uint16_t port() const { return listener_.port(); }
-    /// Logins that were complete and right.
+    /// Number of successful logins.
     int logins() const { return logins_; }
-    /// Proofs that were wrong.
+    /// Number of wrong proofs.
     int refusals() const { return refusals_; }
-    /// Ends all connections.
+    /// Closes all connections.
     void cutConnections();
 
 private:

@@ -7,7 +7,7 @@
 
 namespace korvane::test {
 
-/// Changes some bytes the way damage or malice would.
+/// Changes some bytes, as damage or an attacker would.
 class Mutator {
 public:
     explicit Mutator(std::uint32_t seed) : random_(seed) {}
@@ -47,7 +47,7 @@ private:
         case 5:
             bytes.replace(place, 4, bytes.mid(below(bytes.size()), 4));
             break;
-        case 6: // the trailer says where everything is
+        case 6: // the trailer holds the position of everything
             if (bytes.size() >= trailer)
                 bytes[bytes.size() - 1 - below(trailer)] = telling[below(sizeof telling)];
             break;

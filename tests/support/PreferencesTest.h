@@ -16,7 +16,7 @@ public:
     QFont systemFont() const override { return QFont(QStringLiteral("System Sans")); }
 };
 
-/// Fresh preferences for each test, over a settings file of its own. No worker outlives the test.
+/// Fresh preferences for each test, in their own settings file. No worker outlives the test.
 class PreferencesTest : public ::testing::Test {
 public:
     ~PreferencesTest() override { EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60))); }

@@ -9,7 +9,7 @@
 
 namespace korvane::test {
 
-/// A session bus of the test's own. It starts no services.
+/// A session bus for the test only. It starts no services.
 class PrivateBus {
 public:
     PrivateBus() {

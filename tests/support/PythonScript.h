@@ -7,7 +7,7 @@
 
 namespace korvane::test {
 
-/// Output of the script of tests/support, which must succeed; `input` is its standard input.
+/// Output of a script in tests/support, which must succeed; `input` is its standard input.
 inline QByteArray runPython(const QString& script, const QStringList& arguments,
                             const QByteArray& input = {}) {
     QProcess python;

@@ -11,7 +11,7 @@
 
 namespace korvane::test {
 
-/// Keeps what the program wanted to tell or ask, and answers it at once, later, or never.
+/// Records the program's alerts and answers them at once, later, or never.
 class RecordedAlerts : public AlertPresenter {
 public:
     struct Shown : Alert {
@@ -19,7 +19,7 @@ public:
         std::function<void(int button)> done;
     };
 
-    /// `answer`: the button with which every alert is answered at once; without one they stay open.
+    /// `answer`: button for answering every alert at once; without it alerts stay open.
     explicit RecordedAlerts(std::optional<int> answer = 0) : nextAnswer(answer) {}
 
     void present(const Alert& alert, WindowId window, std::function<void(int button)> done) override {
@@ -30,7 +30,7 @@ public:
             press(static_cast<int>(alerts.size()) - 1, *nextAnswer);
     }
 
-    /// The next alert with a field gets the text and is answered with its first button.
+    /// The next alert with a field gets this text and is answered with its first button.
     void willEnter(const QString& text) { texts_.append(text); }
     void enter(int index, const QString& text, bool isOptionChosen = false) {
         const Shown shown = alerts[static_cast<std::size_t>(index)];
@@ -45,7 +45,7 @@ public:
             done(button);
     }
 
-    /// "message|informative text" of each.
+    /// "message|informative text" of each alert.
     QStringList texts() const {
         QStringList all;
         for (const Shown& one : alerts)

@@ -8,7 +8,7 @@
 
 namespace korvane::test {
 
-/// The program's notification centre for as long as it lives: keeps what it is given.
+/// The program's notification centre while it lives; records all notifications.
 class RecordingNotificationCenter : public UserNotificationCenter {
 public:
     RecordingNotificationCenter() { setShared(this); }

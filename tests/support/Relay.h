@@ -16,7 +16,7 @@
 
 namespace korvane::test {
 
-/// A socket that listens at a free port of 127.0.0.1.
+/// A socket that listens on a free port of 127.0.0.1.
 class Listener {
 public:
     explicit Listener(int backlog = 16) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -38,7 +38,7 @@ public:
     int socket() const { return socket_; }
     std::uint16_t port() const { return ntohs(address_.sin_port); }
 
-    /// Takes all the places there are, so that the next connection is never answered.
+    /// Fills the backlog, so that the next connection is never accepted.
     void fill() {
         for (int count = 0; count < 8; ++count) {
             waiting_.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -58,12 +58,12 @@ private:
     std::vector<int> waiting_;
 };
 
-/// Stands between a client and a server, and lets no more through than so many bytes of the server's.
+/// Relays between a client and a server, and passes at most `serverBytes` bytes from the server.
 class Relay {
 public:
     enum class Then { Cut, Silence };
 
-    /// `delay`: so long each piece from the server is under way.
+    /// `delay`: delay of each piece from the server.
     Relay(std::uint16_t serverPort, std::uint64_t serverBytes, Then then,
           std::chrono::milliseconds delay = std::chrono::milliseconds(0))
         : serverPort_(serverPort), serverBytes_(serverBytes), then_(then), delay_(delay) {
@@ -78,7 +78,7 @@ public:
     Relay& operator=(const Relay&) = delete;
 
     std::uint16_t port() const { return listener_.port(); }
-    /// Of the server's, so far.
+    /// Bytes from the server passed so far.
     std::uint64_t passed() const { return passed_; }
 
 private:
@@ -102,7 +102,7 @@ private:
     void relay(int client, int server) {
         std::uint64_t left = serverBytes_;
         while (!isOver_) {
-            // Silent, it hears nothing either.
+            // When silent, it does not read either.
             const bool isSilent = left == 0 && then_ == Then::Silence;
             pollfd both[] = {{client, static_cast<short>(isSilent ? 0 : POLLIN), 0},
                              {server, static_cast<short>(isSilent ? 0 : POLLIN), 0}};

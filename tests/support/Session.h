@@ -21,7 +21,7 @@
 
 namespace korvane::test {
 
-/// The program's windows around one file, on settings of their own. For programs that measure and try out.
+/// The program's windows with one file, with their own settings. For programs that measure and experiment.
 struct Session {
     Session() : documents(windows, alerts) {
         makeStores(settings.path());

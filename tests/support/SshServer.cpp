@@ -65,7 +65,7 @@ std::uint16_t freePort() {
 
 SshServer::SshServer(const QByteArray& settings, Program program)
     : userId_(::getuid() == 0 ? nobodysId : ::getuid()),
-      // Root's own directories are closed to the user.
+      // The user cannot enter directories of root.
       directory_((::getuid() == 0 ? QStringLiteral("/tmp") : QDir::tempPath()) +
                  QStringLiteral("/korvane-sshd-XXXXXX")),
       settings_(settings), program_(program) {
@@ -75,7 +75,7 @@ SshServer::SshServer(const QByteArray& settings, Program program)
     write(QStringLiteral("authorized_keys"), "");
     const QByteArray uid = QByteArray::number(userId_);
     const QByteArray gid = QByteArray::number(::getuid() == 0 ? nobodysId : ::getgid());
-    // The other entry is the one that the server gives its own rights up to.
+    // "sshd" is the user for the server's privilege separation.
     write(QStringLiteral("passwd"), "tester:x:" + uid + ':' + gid + ":tester:" + path().toUtf8() +
                                         ":/bin/sh\nsshd:x:65533:65533::/nonexistent:/bin/false\n");
     write(QStringLiteral("group"), "tester:x:" + gid + ":\nsshd:x:65533:\n");
@@ -125,10 +125,10 @@ QList<QByteArray> SshServer::command() const {
     if (program_ == Program::Dropbear) {
         EXPECT_TRUE(runProgram({"dropbearconvert", "openssh", "dropbear", directory + "/host_key",
                                 directory + "/dropbear_key"}));
-        // Where it looks for the user's keys.
+        // Dropbear looks for the user's keys there.
         QDir(path()).mkdir(QStringLiteral(".ssh"));
         QFile::link(path(QStringLiteral("authorized_keys")), path(QStringLiteral(".ssh/authorized_keys")));
-        // -e: what it starts has to know the user, too.
+        // -e: child processes need the environment for the user table, too.
         return {"/bin/sh", "-c",
                 "exec /usr/sbin/dropbear -F -E -e -p 127.0.0.1:" + QByteArray::number(port_) + " -r " +
                     directory + "/dropbear_key -P " + directory + "/pid 2>>" + directory + "/log"};
@@ -147,10 +147,10 @@ QList<QByteArray> SshServer::command() const {
 
 bool SshServer::startOnPort() {
     if (::getuid() == 0)
-        ::mkdir("/run/sshd", 0755); // root's server refuses to start without
+        ::mkdir("/run/sshd", 0755); // sshd of root needs it to start
     const QByteArray directory = path().toUtf8();
     const QByteArray wrapper = "libnss_wrapper.so";
-    // It ends with the tests, however they end.
+    // The server is killed with the test program, however that ends.
     const QList<QByteArray> command = QList<QByteArray>{"setpriv", "--pdeathsig", "KILL"} + this->command();
     if (!process_.start(command, {"LD_PRELOAD=" + wrapper, "NSS_WRAPPER_PASSWD=" + directory + "/passwd",
                                   "NSS_WRAPPER_GROUP=" + directory + "/group",

@@ -12,7 +12,7 @@
 
 namespace korvane::test {
 
-/// An environment variable with another value while the object lives; a null value takes it away.
+/// Sets an environment variable while the object lives; a null value removes it.
 class ScopedVariable {
 public:
     ScopedVariable(const char* name, const QByteArray& value)
@@ -31,8 +31,8 @@ private:
     const QByteArray before_;
 };
 
-/// Programs of the test's own, the only ones on PATH while the object lives. Each writes down what it was
-/// given, byte for byte, before it does anything else.
+/// Fake programs, the only ones on PATH while the object lives. Each first records its arguments, byte for
+/// byte.
 class StandIns {
 public:
     struct Call {
@@ -40,7 +40,7 @@ public:
         QByteArray workingDirectory;
     };
 
-    /// What a program without lines of its own ends with is success.
+    /// A program without shell lines succeeds.
     void add(const QByteArray& name, const QByteArray& shellLines = {}) const {
         QFile script(path(name));
         ASSERT_TRUE(script.open(QIODevice::WriteOnly));
@@ -51,7 +51,7 @@ public:
         ASSERT_TRUE(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     }
 
-    /// The last call; nothing before the first.
+    /// The last call; nullopt if there was none.
     std::optional<Call> callOf(const QByteArray& name) const {
         QFile record(path(name + ".call"));
         if (!record.open(QIODevice::ReadOnly))

@@ -9,12 +9,12 @@
 
 namespace korvane::test {
 
-/// A store that is one file. A Case has
+/// Tests of a store in one file. A Case has
 ///   using Store;
 ///   static QString file();
 ///   static Result<std::unique_ptr<Store>> load(const QString& directory, UserDefaults&);
 ///   static void add(Store&, const QString& name);
-///   static QStringList contents(const Store&);     // by the names that were added, and what a new store has
+///   static QStringList contents(const Store&);     // the names added, and the content of a new store
 template <typename Case>
 class StoreConformance : public StoreDefaultsTest {
 protected:
@@ -30,7 +30,7 @@ protected:
     }
     QStringList saved() { return Case::contents(*load()); }
     bool namesFile(const QString& text) const { return text.contains(path(file_)); }
-    /// A sound file with one record; what the store then holds.
+    /// Writes a valid file with one record; returns the store's content.
     QStringList writeOne() {
         const auto store = load();
         Case::add(*store, QStringLiteral("one"));
@@ -102,7 +102,7 @@ TYPED_TEST_P(StoreConformance, WhatIsLeftOutIsReportedAndKept) {
 
     const QString kept = this->file_ + QStringLiteral(".kept");
     {
-        // Without a copy the file is not overwritten.
+        // Without the copy the file must not be overwritten.
         const WithoutRootsRights rights;
         ASSERT_TRUE(QFile::setPermissions(this->path(this->file_), {}));
         TypeParam::add(*store, QStringLiteral("two"));

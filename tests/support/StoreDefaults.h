@@ -5,12 +5,12 @@
 
 namespace korvane::test {
 
-/// A store that keeps something in the settings too, which lie elsewhere.
+/// A store that also keeps something in the settings, whose file is elsewhere.
 class StoreDefaultsTest : public StoreTest {
 protected:
     UserDefaults& defaults() { return defaults_; }
-    /// What the next start of the program will find. The settings of one file are the same objects throughout
-    /// a process: only a copy is really read.
+    /// The settings that the next start of the program will read. Settings of one file share their state
+    /// within a process, so a copy of the file is read.
     UserDefaults defaultsOnDisk() const {
         const QString copy = settings_.filePath(QStringLiteral("copy-%1.ini").arg(++copies_));
         EXPECT_TRUE(QFile::copy(settings_.filePath(QStringLiteral("s.ini")), copy));

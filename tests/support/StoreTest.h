@@ -9,7 +9,7 @@
 
 namespace korvane::test {
 
-/// A directory of its own for a store's files.
+/// A separate directory for a store's files.
 class StoreTest : public ::testing::Test {
 protected:
     QString directory() const { return directory_.path(); }
@@ -22,7 +22,7 @@ protected:
     void write(const QString& name, const QByteArray& bytes) const {
         ASSERT_TRUE(writeStoreFile(path(name), bytes));
     }
-    /// A directory cannot be replaced by a file: writing fails, whoever the tests run as.
+    /// A directory cannot be replaced by a file, so writing fails, even for root.
     void blockWriting(const QString& name) const {
         QFile::remove(path(name));
         ASSERT_TRUE(QDir(directory()).mkpath(name + QStringLiteral("/taken")));

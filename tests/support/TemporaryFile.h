@@ -13,7 +13,7 @@
 
 namespace korvane::test {
 
-/// A file in a directory of its own, gone with the object.
+/// A file in its own directory, deleted with the object.
 class TemporaryFile {
 public:
     explicit TemporaryFile(const QByteArray& content, const QByteArray& name = "test.log")
@@ -21,7 +21,7 @@ public:
         write(content, "wb");
     }
 
-    // The directory's own removal misses names that are no text.
+    // QTemporaryDir does not remove names that are not valid text.
     ~TemporaryFile() { ::unlink(path_.constData()); }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -30,7 +30,7 @@ public:
     QUrl url() const { return fileUrlFromPath(path_); }
 
     void append(const QByteArray& bytes) const { write(bytes, "ab"); }
-    /// Same file, other content (the inode stays). Whoever polls the size never sees an empty file.
+    /// Same inode, other content. Polling the size never finds an empty file.
     void overwrite(const QByteArray& bytes) const {
         write(bytes, "r+b");
         truncate(bytes.size());

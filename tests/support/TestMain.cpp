@@ -9,8 +9,8 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // as the program does
     ::testing::InitGoogleTest(&argc, argv);
     QCoreApplication application(argc, argv);
-    // The toolkit prepares its log behind a lock that the thread sanitizer does not see, so not on two
-    // threads at once.
+    // The toolkit initialises its log under a lock unknown to the thread sanitizer, so not from two threads
+    // at once.
     static_cast<void>(qFormatLogMessage(QtInfoMsg, QMessageLogContext(), QString()));
     const int status = RUN_ALL_TESTS();
     return korvane::OperationQueue::waitForAllWorkers(std::chrono::seconds(60)) ? status : 1;

@@ -13,7 +13,7 @@
 
 namespace korvane::test {
 
-/// Settings and stores as the program makes them, read from and kept in the directory.
+/// Creates settings and stores as the program does, in the directory.
 inline void makeStores(const QString& directory) {
     auto preferences = std::make_unique<Preferences>(
         std::make_unique<UserDefaults>(directory + QStringLiteral("/korvane.ini")));

@@ -8,7 +8,7 @@
 
 namespace korvane::test {
 
-/// Runs the main thread's tasks until the condition holds; false when it does not within the limit.
+/// Runs tasks of the main thread until the condition holds; false when it does not within the limit.
 inline bool waitFor(const std::function<bool()>& condition,
                     std::chrono::milliseconds limit = std::chrono::seconds(60)) {
     const auto end = std::chrono::steady_clock::now() + limit;

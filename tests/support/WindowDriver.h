@@ -13,19 +13,19 @@
 
 namespace korvane::test {
 
-/// What the user sees in a window, found by what stands on it, and what the user does with it. For test
-/// fixtures to derive from.
+/// Finds widgets by their visible text and acts on them as the user does. Base of test fixtures.
 class WindowDriver {
 public:
     static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
-    /// Gives it the keyboard, as a desktop does with a new dialog and with the window of one that was closed.
+    /// Gives it the keyboard focus, as a desktop does for a new dialog and for a window whose dialog was
+    /// closed.
     static bool isInFront(QWidget* window) {
         window->activateWindow();
         return until([window] { return QApplication::activeWindow() == window; });
     }
 
-    /// The visible window of that class, null without one.
+    /// The visible window of that class; null if there is none.
     template <typename Window>
     static Window* topLevel() {
         for (QWidget* widget : QApplication::topLevelWidgets()) {
@@ -36,10 +36,10 @@ public:
         return nullptr;
     }
 
-    /// The text without the marks of its keys.
+    /// The text without mnemonics.
     static QString plain(QString text) { return text.remove(u'&'); }
 
-    /// The button or action with that text, or else that accessible name; a failure when there is none.
+    /// The button or action with that text, or else with that accessible name; a failure if there is none.
     template <typename Kind = QAbstractButton>
     static Kind* named(const QObject* parent, const QString& name) {
         for (auto* candidate : parent->findChildren<Kind*>()) {
@@ -59,7 +59,7 @@ public:
     static void click(const QWidget* parent, const QString& text) {
         QTest::mouseClick(button(parent, text), Qt::LeftButton);
     }
-    /// The entry of a menu of the window.
+    /// The entry in a menu of the window.
     static QAction* action(const QWidget* widget, const QString& text) {
         return named<QAction>(widget->window(), text);
     }
@@ -72,7 +72,7 @@ public:
         return texts;
     }
 
-    /// The field that a label stands for.
+    /// The field of a label.
     template <typename Field = QLineEdit>
     static Field* field(const QWidget* parent, const QString& labelText) {
         for (auto* label : parent->findChildren<QLabel*>()) {
@@ -93,7 +93,7 @@ public:
         QTest::keyClicks(typed, text);
     }
 
-    /// The texts of the labels that can be seen while their parent can, with "|" between them.
+    /// The texts of the labels that are visible when their parent is, separated by "|".
     static QString labelsOf(const QWidget* parent) {
         QStringList texts;
         for (const auto* label : parent->findChildren<QLabel*>()) {
@@ -102,7 +102,7 @@ public:
         }
         return texts.join(u'|');
     }
-    /// Whether a label has that whole text.
+    /// Whether a label has exactly that text.
     static bool says(const QWidget* parent, const QString& text) {
         return labelsOf(parent).split(u'|').contains(text);
     }

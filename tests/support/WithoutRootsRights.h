@@ -7,7 +7,7 @@
 
 namespace korvane::test {
 
-/// While it lives, permissions count for this thread, and those that it starts, even if it is root's.
+/// While it lives, file permissions apply to this thread, and to threads that it starts, even for root.
 class WithoutRootsRights {
 public:
     WithoutRootsRights() {

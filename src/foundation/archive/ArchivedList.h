@@ -12,14 +12,14 @@ namespace korvane {
 template <typename T>
 struct UnarchivedList {
     std::vector<std::shared_ptr<T>> objects;
-    /// Elements that could not be read, and parts of the objects that could not.
+    /// Number of elements, and parts of objects, that could not be read.
     int leftOut = 0;
 };
 
-/// Fails when the data is no archive of a list. Objects and parts that were shared are shared again.
-/// `faultText`: an element of the right class that does not decode is a failure with that text, "%1" in it
-/// replaced by the element's number and "%2" by the fault; unless the fault is `ArchiveFault::unusable`.
-/// Without it such elements are left out, as those of other classes always are.
+/// Reads an archive of a list; fails on any other data. Shared objects and parts are shared again.
+/// `faultText`: if given, an element of the right class that does not decode is a failure with this text,
+/// "%1" replaced by the element's number and "%2" by the fault; except for `ArchiveFault::unusable`.
+/// Otherwise such elements are left out, as elements of other classes always are.
 template <typename T>
 Result<UnarchivedList<T>> unarchiveList(const QByteArray& archive, const ArchiveClasses& classes,
                                         const QString& faultText = {}) {
@@ -54,7 +54,7 @@ QByteArray archiveList(const std::vector<std::shared_ptr<T>>& objects) {
         archiver.addArray(objects, [&archiver](const auto& object) { return archiver.add(object); }));
 }
 
-/// Moves what was read to where it is kept; answers the count of what was left out.
+/// Moves the objects read to `objects`; returns the number of those left out.
 template <typename T>
 Result<int> takeList(Result<UnarchivedList<T>> read, std::vector<std::shared_ptr<T>>& objects) {
     if (!read)

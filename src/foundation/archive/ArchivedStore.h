@@ -10,25 +10,25 @@
 
 namespace korvane {
 
-/// Takes over the content of a store's file; answers how many of its records were left out.
+/// Takes over the content of a store's file; returns the number of records left out.
 using RestoreStore = std::function<Result<int>(const QByteArray& archive)>;
 
-/// What `readStore` answers when there is no file.
+/// Returned by `readStore` when there is no file.
 inline constexpr int noStoreFile = -1;
 
-/// Reads a store's file; answers as `restore`, or `noStoreFile`. Fails, naming file and fault, on a file that
-/// does not decode.
+/// Reads a store's file; returns the result of `restore`, or `noStoreFile`. A file that does not decode is an
+/// error that names file and fault.
 Result<int> readStore(const QString& path, const RestoreStore& restore);
 
-/// A store that is one file, read at start and saved whole at every change. Main thread.
+/// A store in one file, read at start and saved as a whole at every change. Main thread.
 class ArchivedStore {
 public:
     virtual ~ArchivedStore() = default;
     ArchivedStore(const ArchivedStore&) = delete;
     ArchivedStore& operator=(const ArchivedStore&) = delete;
 
-    /// Replaces the file; a failed write keeps the old one and is reported by `fault`. A file of which
-    /// something was left out is copied aside first.
+    /// Replaces the file; a failed write keeps the old file and is reported by `fault`. If parts of the file
+    /// were left out at reading, it is copied first.
     void save();
     /// For the user: what could not be saved, or how much of the file was left out. Empty without a fault.
     const QString& fault() const { return fault_; }
@@ -36,8 +36,8 @@ public:
 protected:
     ArchivedStore(const QString& directory, const QString& fileName) : path_(directory + u'/' + fileName) {}
 
-    /// The store, just made, with the content of its file; as it is when there is no file. Fails as
-    /// `readStore`; the file is left as it is.
+    /// The new store with the content of its file; unchanged when there is no file. Fails as `readStore`,
+    /// without touching the file.
     template <typename Store>
     static Result<std::unique_ptr<Store>> loaded(std::unique_ptr<Store> store) {
         if (const Status read = store->read(); !read)
@@ -52,14 +52,14 @@ protected:
 
 private:
     virtual QByteArray archived() const = 0;
-    /// As RestoreStore.
+    /// See RestoreStore.
     virtual Result<int> restore(const QByteArray& archive) = 0;
     Status read();
 
     const QString path_;
     QString fault_;
     bool hasFile_ = false;
-    /// Something in the file was left out.
+    /// Parts of the file were left out at reading.
     bool keepsOldFile_ = false;
 };
 

@@ -21,8 +21,8 @@ public:
     using Write = std::function<void(const T&, KeyedEncoder&, const QString& key)>;
     using Read = std::function<Status(T&, const KeyedDecoder&, const QString& key)>;
 
-    /// The object does not decode when the field is absent or of another kind; an absent boolean is false.
-    /// `get` and `set`: members of T, or functions that take a T first.
+    /// Decoding fails when the field is absent or of another kind; an absent boolean is false. `get` and
+    /// `set`: members of T, or functions with T as first parameter.
     template <typename Get, typename Set>
     FieldTable& required(const QString& key, Get get, Set set);
     template <typename V>
@@ -30,8 +30,8 @@ public:
         return required(key, member, member);
     }
 
-    /// The object keeps the value that it was made with when the field is absent, or of another kind and then
-    /// counted as left out.
+    /// The object keeps its initial value when the field is absent or of another kind; the latter counts as
+    /// left out.
     template <typename Get, typename Set>
     FieldTable& optional(const QString& key, Get get, Set set);
     template <typename V>
@@ -39,12 +39,12 @@ public:
         return optional(key, member, member);
     }
 
-    /// A field that is read, or also written, in a way of its own.
+    /// A field with its own read function, and optionally its own write function.
     template <typename Get>
     FieldTable& field(const QString& key, Get getOrWrite, Read read);
 
     void encode(const T& object, KeyedEncoder& encoder) const;
-    /// `object`, just made, with the fields that the decoder holds.
+    /// Sets the fields that the decoder holds in `object`, which is new.
     Result<std::shared_ptr<T>> decoded(const KeyedDecoder& decoder, std::shared_ptr<T> object) const;
 
 private:

@@ -9,7 +9,7 @@
 
 namespace korvane {
 
-/// The data under which the settings remember a file that the user has chosen. Any thread.
+/// The data by which the settings refer to a file that the user has chosen. Any thread.
 
 /// Fails when the file cannot be opened for reading.
 Result<QByteArray> fileBookmark(const QUrl& fileUrl);

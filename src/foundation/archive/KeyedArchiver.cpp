@@ -48,7 +48,7 @@ KeyedArchiver::Reference KeyedArchiver::add(const QUrl& url) {
 }
 
 KeyedArchiver::Reference KeyedArchiver::add(const QColor& color) {
-    // Ten digits tell apart all 65536 values that a component can have.
+    // Ten digits distinguish all 65536 values of a component.
     const auto component = [](quint16 value) { return QByteArray::number(value / 65535.0, 'g', 10); };
     const QRgba64 rgba = color.rgba64();
     QByteArray components =

@@ -18,9 +18,9 @@ namespace korvane {
 
 class KeyedEncoder;
 
-/// Builds a keyed archive: a table of objects that refer to each other by place. Each `add` answers the
-/// object's reference, for the object that holds it. An object added again gets the reference of the first
-/// time; so do equal texts. For one archive and one thread.
+/// Builds a keyed archive: a table of objects that refer to each other by index. Each `add` returns the
+/// object's reference, for the object that holds it. Adding an object again returns its first reference; so
+/// do equal texts. For one archive and one thread.
 ///
 /// A class of the program is archived through two functions found by its namespace:
 ///   QStringList archivedClassChain(const T&);          // its archived name, then those of its superclasses
@@ -33,37 +33,37 @@ public:
     KeyedArchiver(const KeyedArchiver&) = delete;
     KeyedArchiver& operator=(const KeyedArchiver&) = delete;
 
-    /// The reference of the null object.
+    /// The reference to the null object.
     static Reference null() { return {0}; }
     Reference add(const QString& text);
     Reference add(const QByteArray& data);
     Reference add(const QUuid& uuid);
     Reference add(const QUrl& url);
-    /// As red, green, blue and, if it is not opaque, alpha. Precondition: valid.
+    /// Stored as red, green, blue and, if it is not opaque, alpha. Precondition: valid.
     Reference add(const QColor& color);
     /// An integer as an object of its own.
     Reference addNumber(qint64 number);
-    /// A null pointer is the null reference.
+    /// A null pointer gives the null reference.
     template <typename T>
     Reference add(const std::shared_ptr<T>& object);
-    /// An array of `items`, each added by `add(item)` when that is called with one of them.
+    /// An array of `items`; `add(item)` must add the item and return its reference.
     template <typename Items, typename Add>
     Reference addArray(const Items& items, const Add& add);
     /// As `addArray`, for a list that several objects may share.
     template <typename Items, typename Add>
     Reference addSharedArray(const std::shared_ptr<Items>& items, const Add& add);
-    /// A dictionary of the pairs of a map, each value added by `add(value)`.
+    /// A dictionary from a map; `add(value)` must add the value and return its reference.
     template <typename Map, typename Add>
     Reference addDictionary(const Map& map, const Add& add);
 
-    /// The archive with that root. Once; nothing can be added after it.
+    /// The archive with this root. Call once; nothing can be added afterwards.
     QByteArray archivedData(Reference root);
 
 private:
     friend class KeyedEncoder;
 
     Reference append(PropertyList object);
-    /// A place in the table for an object whose parts come first.
+    /// Reserves a place in the table for an object whose parts are added first.
     Reference reserve() { return append({}); }
     void fill(Reference place, std::vector<PropertyListDictionary::Entry> fields,
               const QStringList& classChain);
@@ -74,7 +74,7 @@ private:
     PropertyList::Array objects_;
     QHash<QString, Reference> texts_;
     QHash<QString, Reference> classes_;
-    /// Owning pointers, so that no later object gets the address of an earlier one.
+    /// Owns the objects, so that no later object gets the same address.
     std::map<std::shared_ptr<const void>, Reference> added_;
 };
 

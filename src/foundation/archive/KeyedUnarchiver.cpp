@@ -15,7 +15,7 @@ namespace {
 
 /// Limits the class names in error texts, in UTF-16 units.
 constexpr qsizetype longestShownName = 80;
-/// A URL's base may have a base in turn.
+/// Maximum depth of URL bases; a base may have a base in turn.
 constexpr int mostUrlBases = 8;
 /// Limits the class chain that is searched; the platform's own classes have far fewer superclasses.
 constexpr std::size_t mostSuperclasses = 16;
@@ -51,7 +51,7 @@ bool isPlatformClass(const QString& name) {
     return names.contains(name);
 }
 
-/// Numbers between 0 and 1, parted by spaces and ended by NUL or the end; nothing if there is anything else.
+/// Numbers between 0 and 1, separated by spaces and ended by NUL or the end; nullopt for any other text.
 std::optional<std::vector<float>> colorComponents(const PropertyList* value) {
     const auto* data = value ? value->as<QByteArray>() : nullptr;
     if (!data || data->size() > longestColor)
@@ -120,7 +120,7 @@ bool KeyedUnarchiver::readTables() {
         return false;
     root_ = *root;
 
-    // Otherwise a dangling reference would pass for a value of another kind, which some fields allow.
+    // A dangling reference would otherwise pass for a value of another kind, which some fields allow.
     const auto isSound = [this](const PropertyList& value) {
         const auto* uid = value.as<PropertyList::Uid>();
         return !uid || uid->value < objects_->size();
@@ -169,7 +169,7 @@ QString ArchivedObject::className() const {
     return text ? plainClassName(*text) : QString();
 }
 
-/// By the class chain too: the platform has undocumented classes for its containers.
+/// Also checks the class chain: the platform has undocumented classes for its containers.
 bool ArchivedObject::isKindOf(const QString& platformClass) const {
     if (className() == platformClass)
         return true;

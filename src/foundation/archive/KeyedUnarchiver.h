@@ -25,21 +25,21 @@ class ArchivedObject;
 class KeyedDecoder;
 class KeyedUnarchiver;
 
-/// The code of errors of the domain "KeyedArchive".
+/// Error codes of the domain "KeyedArchive".
 enum class ArchiveFault {
     damaged = 1,
     unknownClass,
     wrongKind,
     missingKey,
-    /// The object cannot be made, which is no fault of the archive as a whole.
+    /// The object cannot be made, although the archive as a whole is sound.
     unusable
 };
 
-/// The classes of the program that an archive may hold, and the functions that decode them.
+/// The program's classes that an archive may hold, with their decoding functions.
 class ArchiveClasses {
 public:
-    /// `name`: with module, "Korvane.X"; the mangled form is read as well. `decode`: makes the object of a
-    /// `const KeyedDecoder&` as Result<std::shared_ptr<T>>, where T is the class or a base of it.
+    /// `name`: with module, "Korvane.X"; the mangled form is read as well. `decode`: creates the object from
+    /// a `const KeyedDecoder&` and returns Result<std::shared_ptr<T>>, where T is the class or a base of it.
     template <typename T, typename Decode>
     void add(const QString& name, Decode decode);
 
@@ -73,23 +73,23 @@ public:
     template <typename V>
     Result<V> as() const;
 
-    /// Whether its class was added as T; it may still fail to decode.
+    /// Whether its class was registered as T; it may still fail to decode.
     template <typename T>
     bool is() const {
         return isOfType(typeid(T));
     }
-    /// The object as T: the same one for all references to it.
+    /// The object as T: the same object for all references to it.
     template <typename T>
     Result<std::shared_ptr<T>> object() const;
-    /// A T made of this list by `make()`: the same one for all references to it. All calls for one object of
-    /// the archive name the same T.
+    /// A T created from this list by `make()`: the same object for all references to it. All calls for one
+    /// list must use the same T.
     template <typename T, typename Make>
     std::shared_ptr<T> sharedList(const Make& make) const;
 
     /// Counts it as left out.
     void leaveOut() const;
 
-    /// With the module for classes of the program, in the plain form; empty for values without a class.
+    /// With the module for the program's classes, in the plain form; empty for values without a class.
     QString className() const;
 
 private:
@@ -103,7 +103,7 @@ private:
     const ArchiveClasses::Class* knownClass() const;
     bool isOfType(std::type_index type) const;
     Result<std::any> decoded(std::type_index type) const;
-    /// The field's value, with a reference followed; null when there is none.
+    /// The field's value, with a reference resolved; null if it is absent.
     const PropertyList* field(const QString& key) const;
     std::optional<std::vector<ArchivedObject>> listField(const QString& key) const;
     Error wrongKind(const QString& wanted) const;
@@ -119,7 +119,7 @@ public:
     /// an absent boolean is false.
     template <typename V>
     Result<V> decode(const QString& key) const;
-    /// Nullopt when it is absent, or of another kind and then counted as left out.
+    /// Nullopt if it is absent or of another kind; the latter counts as left out.
     template <typename V>
     std::optional<V> decodeOptional(const QString& key) const;
     /// Nullopt when it is absent or the null object.
@@ -129,7 +129,7 @@ private:
     friend class ArchivedObject;
     explicit KeyedDecoder(const ArchivedObject& object) : object_(object) {}
     Error missing(const QString& key) const;
-    /// The error with the field's name.
+    /// Adds the field's name to the error.
     Error inField(const QString& key, const Error& error) const;
 
     ArchivedObject object_;
@@ -154,17 +154,17 @@ private:
     KeyedUnarchiver(PropertyList archive, const ArchiveClasses& classes, qsizetype size)
         : archive_(std::move(archive)), classes_(classes), elementsLeft_(size * mostReadings) {}
     bool readTables();
-    /// Follows a reference; one that leads nowhere stays a reference, which is no object of any kind.
+    /// Resolves a reference; a dangling one is returned unchanged and is no object of any kind.
     const PropertyList& resolve(const PropertyList& value) const;
 
-    /// How often an archive may be read through.
+    /// Limits how often an archive may be read through.
     static constexpr qsizetype mostReadings = 8;
 
     const PropertyList archive_;
     const ArchiveClasses& classes_;
     const PropertyList::Array* objects_ = nullptr;
     PropertyList root_;
-    /// Bounds the elements handed out: containers that are referred to many times must not multiply.
+    /// Limits the elements returned, so that containers with many references cannot multiply them.
     mutable qsizetype elementsLeft_;
     mutable int leftOut_ = 0;
     mutable std::unordered_map<const PropertyList*, std::any> decoded_;

@@ -15,11 +15,11 @@ namespace korvane {
 
 class PropertyListDictionary;
 
-/// One value of a binary property list, the container format of the archives. An immutable value; copies
-/// share arrays and dictionaries, so that a value that is used many times costs once.
+/// One value of a binary property list, the container format of the archives. Immutable; copies share arrays
+/// and dictionaries, so that repeated values take no extra memory.
 class PropertyList {
 public:
-    /// Refers to an object of a keyed archive by its place.
+    /// Reference to an object of a keyed archive by its index.
     struct Uid {
         std::uint64_t value = 0;
         friend bool operator==(const Uid&, const Uid&) = default;
@@ -32,14 +32,14 @@ public:
     using Array = std::vector<PropertyList>;
     using Dictionary = PropertyListDictionary;
 
-    /// The most containers inside each other, the outermost counted; deeper data is refused.
+    /// Maximum nesting of containers, including the outermost; deeper data is refused.
     static constexpr int mostLevels = 512;
 
     /// The null value.
     PropertyList() = default;
     explicit PropertyList(bool value) : value_(value) {}
     explicit PropertyList(std::int64_t value) : value_(value) {}
-    /// Kept as a signed integer if it fits one.
+    /// Stored as a signed integer if it fits.
     explicit PropertyList(std::uint64_t value);
     explicit PropertyList(double value) : value_(value) {}
     explicit PropertyList(Date value) : value_(value) {}
@@ -48,15 +48,15 @@ public:
     explicit PropertyList(Uid value) : value_(value) {}
     explicit PropertyList(Array value);
     explicit PropertyList(Dictionary value);
-    /// Otherwise a pointer or a literal would pass for a boolean.
+    /// Deleted, as a pointer or literal would otherwise convert to a boolean.
     template <typename T>
     explicit PropertyList(const T*) = delete;
 
     bool isNull() const { return value_.index() == 0; }
     bool isContainer() const { return array() || dictionary(); }
 
-    /// The value if it is of that type, else null: bool, std::int64_t, std::uint64_t (only above what a
-    /// signed integer holds), double, Date, QByteArray, QString, Uid.
+    /// The value if it is of that type, else null: bool, std::int64_t, std::uint64_t (only above the signed
+    /// range), double, Date, QByteArray, QString, Uid.
     template <typename T>
     const T* as() const {
         return std::get_if<T>(&value_);
@@ -64,8 +64,8 @@ public:
     const Array* array() const;
     const Dictionary* dictionary() const;
 
-    /// Reads the binary form. Fails on whatever is not exactly that; time and memory are bounded by the size
-    /// of the input. Error domain: "PropertyList".
+    /// Reads the binary form. Fails on any deviation; time and memory are bounded by the size of the input.
+    /// Error domain: "PropertyList".
     static Result<PropertyList> fromBinary(const QByteArray& bytes);
     QByteArray toBinary() const;
 
@@ -75,7 +75,7 @@ private:
         value_;
 };
 
-/// Values by name, sorted by it.
+/// Values by name, sorted by name.
 class PropertyListDictionary {
 public:
     using Entry = std::pair<QString, PropertyList>;
@@ -83,7 +83,7 @@ public:
     PropertyListDictionary() = default;
     explicit PropertyListDictionary(std::vector<Entry> entries);
 
-    /// Null when the name is absent.
+    /// Null if the name is absent.
     const PropertyList* value(const QString& key) const;
     const std::vector<Entry>& entries() const { return entries_; }
     bool hasDuplicateKeys() const;

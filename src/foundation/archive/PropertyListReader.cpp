@@ -9,12 +9,12 @@
 namespace korvane {
 namespace {
 
-// The file: "bplist00", the objects, a table of their offsets, a trailer of 32 bytes. Integers are
+// File format: "bplist00", the objects, a table of their offsets, a trailer of 32 bytes. Integers are
 // big-endian.
 constexpr std::uint64_t headerSize = 8;
 constexpr std::uint64_t trailerSize = 32;
 
-/// Objects refer to each other by number; they are read once each, without recursion.
+/// Objects refer to each other by number; each is read once, without recursion.
 class Reader {
 public:
     explicit Reader(const QByteArray& bytes)
@@ -33,7 +33,7 @@ private:
     /// A container whose children are being read.
     struct Container {
         std::uint64_t object = 0;
-        std::uint64_t references = 0; // where they start
+        std::uint64_t references = 0; // offset
         std::uint64_t referenceCount = 0;
         std::uint64_t next = 0;
         bool isDictionary = false;
@@ -42,7 +42,7 @@ private:
     struct Marker {
         unsigned kind = 0;
         std::uint64_t count = 0;
-        std::uint64_t content = 0; // where it starts
+        std::uint64_t content = 0; // offset
     };
 
     bool fail(const char* fault) {
@@ -81,8 +81,8 @@ private:
         return true;
     }
 
-    /// Whether `width` times `count` bytes from `offset` on belong to the objects, and have been charged.
-    /// Objects of a real list never overlap: more bytes than the file has are an attempt to blow it up.
+    /// Checks that `width` times `count` bytes from `offset` on belong to the objects, and deducts them from
+    /// the budget. Objects of a valid list never overlap: a total larger than the file is an attack.
     bool take(std::uint64_t offset, std::uint64_t count, std::uint64_t width) {
         if (offset > offsetTable_ || count > (offsetTable_ - offset) / width)
             return fail("object beyond the end");
@@ -110,7 +110,7 @@ private:
         return true;
     }
 
-    /// Reads an object that was not read yet; of a container, opens it.
+    /// Reads an object that was not read before; opens a container.
     bool visit(std::uint64_t object) {
         Marker marker;
         if (!readMarker(integerAt(offsetTable_ + object * offsetWidth_, offsetWidth_), marker))
@@ -158,7 +158,7 @@ private:
             if (slots_[child] == unread) {
                 if (!visit(child))
                     return false;
-                continue; // `container` may have moved; the child counts once it is complete
+                continue; // `container` may have moved; the child counts when it is complete
             }
             ++container.next;
             const int levels = levels_[slots_[child] - firstSlot] + 1;
@@ -247,7 +247,7 @@ private:
             fail("width of an integer");
             return std::nullopt;
         }
-        // Eight bytes are signed, fewer are not; sixteen hold what is too large for eight.
+        // Eight bytes are signed, fewer are unsigned; sixteen hold values too large for eight.
         if (width < 16) {
             const std::uint64_t value = integerAt(marker.content, width);
             return width == 8 ? PropertyList(static_cast<std::int64_t>(value)) : PropertyList(value);

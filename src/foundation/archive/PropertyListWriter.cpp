@@ -14,7 +14,7 @@ std::uint64_t bytesFor(std::uint64_t largest) {
 }
 
 /// Numbers the objects level by level, then writes them in that order. Equal texts and references, and
-/// containers that stand in several places, are written once.
+/// containers used several times, are written once.
 class Writer {
 public:
     QByteArray write(const PropertyList& root) {
@@ -112,7 +112,7 @@ private:
             writeNumber(references[i], referenceWidth_);
     }
 
-    /// Returns how many of the `references` were the object's.
+    /// Returns how many of the `references` belong to the object.
     std::size_t writeObject(const Object& object, const std::uint64_t* references) {
         if (object.key) {
             writeText(*object.key);
@@ -178,7 +178,7 @@ private:
     }
 
     std::vector<Object> objects_;
-    /// Those of all containers, in the order of the objects.
+    /// The references of all containers, in the order of the objects.
     std::vector<std::uint64_t> references_;
     QHash<QString, std::uint64_t> texts_;
     std::unordered_map<std::uint64_t, std::uint64_t> uids_;

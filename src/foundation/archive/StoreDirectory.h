@@ -4,7 +4,7 @@
 
 namespace korvane {
 
-/// The directory of the program's stores, in the user's data directory. It may not exist yet.
+/// The directory of the program's stores, within the user's data directory. It may not exist yet.
 QString storeDirectory();
 
 } // namespace korvane

@@ -22,9 +22,9 @@ namespace {
 
 constexpr mode_t privateFile = 0600;
 constexpr mode_t privateDirectory = 0700;
-/// Limits the memory for reading a store, in bytes.
+/// Maximum size of a store that is read, in bytes.
 constexpr std::uint64_t largestStore = 512 << 20;
-/// Limits the search for a free name.
+/// Maximum number of names tried to find a free one.
 constexpr int mostNames = 10'000;
 
 /// `text`: with "%1" for the reason and "%2" for the path.
@@ -70,7 +70,7 @@ bool makeDirectory(const QString& path) {
     return makeDirectory(parent) && ::mkdir(bytes.constData(), privateDirectory) == 0;
 }
 
-/// A new name survives a crash only when its directory is on the disk too.
+/// A new file name survives a crash only if its directory is synced, too.
 void syncDirectory(const QString& path) {
     const Descriptor directory(
         ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -157,7 +157,7 @@ Result<QString> setAside(const QString& path) {
         const QString target = path + QStringLiteral(".damaged-%1").arg(number);
         const QByteArray to = QFile::encodeName(target);
         int result = ::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE);
-        if (result != 0 && errno == EINVAL) { // not every file system can rename without replacing
+        if (result != 0 && errno == EINVAL) { // some file systems lack RENAME_NOREPLACE
             struct stat status {};
             const bool isTaken = ::lstat(to.constData(), &status) == 0;
             result = isTaken ? -1 : std::rename(from.constData(), to.constData());

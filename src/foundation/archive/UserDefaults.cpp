@@ -7,7 +7,7 @@
 namespace korvane {
 namespace {
 
-/// The settings file takes "/" and "\" in a key for a path of groups: such characters are stored
+/// "/" and "\" in a key would mean groups in the settings file, so such characters are stored
 /// percent-encoded.
 QString storedKey(const QString& key) {
     return QString::fromLatin1(QUrl::toPercentEncoding(key, ".:_ "));
@@ -19,7 +19,7 @@ UserDefaults::UserDefaults(const QString& filePath) : store_(openStore(filePath)
 
 std::unique_ptr<QSettings> UserDefaults::openStore(const QString& filePath) {
     auto store = std::make_unique<QSettings>(filePath, QSettings::IniFormat);
-    store->setAtomicSyncRequired(false); // a directory without a lock file is still better than no saving
+    store->setAtomicSyncRequired(false); // save even if the directory does not allow a lock file
     return store;
 }
 
@@ -53,7 +53,7 @@ std::optional<QByteArray> UserDefaults::dataForKey(const QString& key) const {
 
 QStringList UserDefaults::textsForKey(const QString& key) const {
     const QVariant stored = value(key);
-    if (stored.typeId() == QMetaType::QString) // the settings file does not tell it from a list of one
+    if (stored.typeId() == QMetaType::QString) // a text and a list of one text are stored alike
         return {stored.toString()};
     QStringList texts;
     for (const QVariant& element : stored.toList()) {
@@ -74,7 +74,8 @@ void UserDefaults::remove(const QString& key) {
 void UserDefaults::write(const QString& key, const QVariant& value) {
     {
         const std::lock_guard guard(mutex_);
-        // A store never forgets a fault; a new one on the same file has the same values and may succeed.
+        // QSettings keeps its error status; a new object on the same file has the same values and may
+        // succeed.
         if (store_->status() != QSettings::NoError)
             store_ = openStore(store_->fileName());
         if (value.isValid())
@@ -82,7 +83,7 @@ void UserDefaults::write(const QString& key, const QVariant& value) {
         else
             store_->remove(storedKey(key));
         store_->sync();
-        // Addresses of servers and files are nobody else's business.
+        // Addresses of servers and files are private.
         QFile::setPermissions(store_->fileName(), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
         writeFault_ =
             store_->status() == QSettings::NoError

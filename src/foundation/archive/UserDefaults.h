@@ -15,17 +15,17 @@
 
 namespace korvane {
 
-/// The user's settings: a file of keys and values, over registered defaults that are never written to it.
+/// The user's settings: a file of keys and values, and registered defaults that are never written to it.
 ///
-/// Keys are kept exactly, with any characters. Every change is on the disk when the setter returns.
-/// Any thread; change notices come on the thread that made the change, outside the lock.
+/// Keys may hold any characters. Every change is on the disk when the setter returns. Any thread; change
+/// notices are called on the thread that made the change, outside the lock.
 class UserDefaults {
 public:
     using Handler = std::function<void(const QString& key)>;
-    /// Keeps a change handler registered for as long as it lives.
+    /// Keeps a change handler registered while it lives.
     using Token = std::shared_ptr<const Handler>;
 
-    /// `filePath`: the settings file, made when first written.
+    /// `filePath`: the settings file, created by the first write.
     explicit UserDefaults(const QString& filePath);
 
     /// Adds defaults; a later value for the same key replaces the earlier one. No change notice.
@@ -35,7 +35,7 @@ public:
     QVariant value(const QString& key) const;
     bool boolForKey(const QString& key) const;
     double doubleForKey(const QString& key) const;
-    /// Nullopt when the value is of another kind.
+    /// Nullopt if the value is of another kind.
     std::optional<QByteArray> dataForKey(const QString& key) const;
     /// The texts of a list; elements of another kind are skipped.
     QStringList textsForKey(const QString& key) const;
@@ -45,11 +45,11 @@ public:
     void remove(const QString& key);
 
     QString filePath() const;
-    /// False when the file exists and is not a settings file. Writing replaces the file in any case.
+    /// False if the file exists and is not a settings file. Writing replaces the file in any case.
     bool isReadable() const;
-    /// Reads the file as it is now. No change notices.
+    /// Reads the file again. No change notices.
     void reload();
-    /// Why the last write did not reach the disk, with the file's name; empty if it did.
+    /// The fault of the last write, with the file's name; empty if it succeeded.
     QString writeFault() const;
 
     /// Calls `handler` with the key after every change of any key.

@@ -17,24 +17,24 @@ struct Alert {
     Kind kind = Kind::Information;
     /// One short sentence.
     QString message;
-    /// What it means and what can be done.
+    /// Explanation and remedy.
     QString informativeText;
     /// Button texts. Empty = one "OK".
     QStringList buttons;
-    /// When set, the alert carries a check box by which the user switches it off; called when that was
-    /// checked and the alert was not answered with its last button of several.
+    /// If set, the alert has a check box that switches it off in future; called when that was checked and the
+    /// alert was not answered with its last button of several.
     std::function<void()> suppress = {};
 
-    /// Something for the user to type.
+    /// A text field.
     struct Field {
-        /// What the empty field says.
+        /// Shown in the empty field.
         QString placeholder;
         bool isMasked = false;
-        /// Gets the text before `done` does, when the alert was answered with its first button.
+        /// Called with the text before `done`, if the alert was answered with its first button.
         std::function<void(const QString& text)> entered;
-        /// Text of a check box for what becomes of the answer; empty = there is none. Not with `suppress`.
+        /// Text of a check box about the use of the answer; empty for none. Not with `suppress`.
         QString option = {};
-        /// Gets its state as `entered` gets the text.
+        /// Called with its state, as `entered` is called with the text.
         std::function<void(bool isChosen)> optionChosen = {};
     };
     /// The field has the focus when the alert opens.
@@ -43,12 +43,12 @@ struct Alert {
     int defaultButton = 0;
 };
 
-/// The one way in which the program asks or tells the user something in a box of its own. Main thread only.
+/// The only way in which the program shows a message box. Main thread only.
 class AlertPresenter {
 public:
     virtual ~AlertPresenter() = default;
 
-    /// Shows the alert over the window concerned, or the front one if that is closed or the id invalid, and
+    /// Shows the alert over its window, or over the front one if that is closed or the id invalid, and
     /// returns at once. `done` gets the index of the button pressed; closing the box counts as the last
     /// button.
     virtual void present(const Alert& alert, WindowId window, std::function<void(int button)> done) = 0;

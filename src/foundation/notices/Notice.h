@@ -9,7 +9,7 @@
 
 namespace korvane {
 
-/// Keeps a handler subscribed to a notice while it lives. It may outlive the notice.
+/// Keeps a handler subscribed to a notice while it lives. May outlive the notice.
 class [[nodiscard]] Subscription {
 public:
     Subscription() = default;
@@ -21,24 +21,24 @@ private:
     std::shared_ptr<void> handler_;
 };
 
-/// The subscriptions of one object, which end together.
+/// All subscriptions of one object, which end together.
 using Subscriptions = std::vector<Subscription>;
 
-/// Puts a posted notice into the log. Any thread.
+/// Logs a posted notice. Any thread.
 void logNotice(const char* name);
 
-/// Something that its owner reports, with typed values. Handlers are called on the posting thread before
-/// `post` returns, in the order of subscription; an owner with windows for subscribers posts on the main
+/// An event that its owner reports, with typed values. Handlers are called on the posting thread before
+/// `post` returns, in the order of subscription; an owner to which windows subscribe posts on the main
 /// thread.
 ///
-/// Any thread. A handler may subscribe, end subscriptions (its own, too), post, and destroy the owner of the
-/// notice. One that another thread unsubscribes may still be running.
+/// Any thread. A handler may subscribe, end subscriptions (including its own), post, and destroy the owner of
+/// the notice. A handler that another thread unsubscribes may still be running.
 template <class... Payload>
 class Notice {
 public:
     using Handler = std::function<void(const Payload&...)>;
 
-    /// `name` stands in the log, and must be a literal.
+    /// `name` is logged, and must be a literal.
     explicit Notice(const char* name) : name_(name) {}
     Notice(const Notice&) = delete;
     Notice& operator=(const Notice&) = delete;
@@ -58,7 +58,7 @@ public:
             const std::lock_guard guard(mutex_);
             handlers = handlers_;
         }
-        // Locked one at a time: a handler may unsubscribe those behind it, which then hear nothing.
+        // Locked one at a time: a handler may unsubscribe later ones, which then are not called.
         for (const auto& known : handlers) {
             if (const auto handler = known.lock())
                 (*handler)(payload...);

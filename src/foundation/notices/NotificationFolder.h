@@ -9,10 +9,10 @@
 
 namespace korvane {
 
-/// Makes one notification of many that follow each other closely: the first of a key is shown at once, those
-/// within the interval after what was shown last are held back, and the last of them is then shown in its
-/// place. So a key shows at most one notification an interval, and always ends with its last one. Knows no
-/// clock: the caller tells the time, and comes back when something is due. Main thread.
+/// Folds notifications in quick succession into one. The first of a key is shown at once; those within the
+/// interval after the last one shown are held back, and the last of them is then shown in its place. So a key
+/// shows at most one notification per interval, and always ends with its last one. Has no clock: the caller
+/// passes the time, and calls `takeDue` when something is due. Main thread.
 class NotificationFolder {
 public:
     using Time = std::chrono::steady_clock::time_point;
@@ -20,15 +20,15 @@ public:
 
     struct Folded {
         UserNotification notification;
-        /// How many others of its key this one stands for. 0: it is the first, and replaces nothing.
+        /// Number of other notifications of its key that this one replaces; 0 for the first.
         qint64 more = 0;
     };
 
-    /// Takes in a notification; returns what is to be shown now, if anything.
+    /// Adds a notification; returns the one to show now, if any.
     std::optional<Folded> add(const UserNotification& notification, Time now);
-    /// What was held back until now.
+    /// The notifications held back until now.
     std::vector<Folded> takeDue(Time now);
-    /// When to call takeDue next; nothing while nothing is held back.
+    /// When to call takeDue next; nullopt if nothing is held back.
     std::optional<Time> nextDue() const;
 
 private:

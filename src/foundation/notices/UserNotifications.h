@@ -13,32 +13,31 @@ struct UserNotification {
     QString subtitle;
     QString informativeText;
 
-    /// What a click on the notification leads to.
+    /// Target of a click on the notification.
     struct UserInfo {
         /// One-based.
         qint64 lineNum = 0;
-        /// The file's absolute address.
+        /// The file's absolute URL.
         QString fileUrl;
     };
     std::optional<UserInfo> userInfo;
 
-    /// Notifications of one key that follow each other closely are shown as one. Empty = never folded.
+    /// Notifications with equal keys in quick succession are shown as one. Empty = never folded.
     QString foldKey;
 };
 
-/// The way to the desktop's notification service. Main thread.
+/// Access to the desktop's notification service. Main thread.
 class UserNotificationCenter {
 public:
     virtual ~UserNotificationCenter() = default;
     /// Shows the notification, if the desktop can. Never blocks.
     virtual void deliver(const UserNotification& notification) = 0;
-    /// Asks the user to look at the program, once and without insisting. `fileUrl`: the file concerned, may
-    /// be empty.
+    /// Requests the user's attention for the program, once. `fileUrl`: the file concerned, may be empty.
     virtual void requestUserAttention(const QString& fileUrl) = 0;
 
-    /// The program's own; null until one is set (and then notifications go nowhere).
+    /// The program's centre; null until one is set, and notifications are dropped until then.
     static UserNotificationCenter* shared();
-    /// Not owned; must live until another is set.
+    /// Not owned; must live until another one is set.
     static void setShared(UserNotificationCenter* center);
 };
 

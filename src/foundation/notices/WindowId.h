@@ -4,8 +4,8 @@
 
 namespace korvane {
 
-/// Names a window, or a part of one, to code without widgets. Never used again for another window. Invalid by
-/// default.
+/// Identifies a window, or a part of one, in code without widgets. Never reused for another window. Invalid
+/// by default.
 class WindowId {
 public:
     WindowId() = default;

@@ -34,7 +34,7 @@ AttributedString::AttributedString(QString text, std::shared_ptr<const Attribute
 }
 
 void AttributedString::add(const Attributes& added, const std::vector<TextRange>& ranges) {
-    // Neighbouring ranges mostly lie in one run: its new attributes are made once and shared.
+    // Neighbouring ranges mostly lie in one run, so its new attributes are made once and shared.
     std::shared_ptr<const Attributes> source;
     std::shared_ptr<const Attributes> made;
     change(ranges, [&](std::size_t, const std::shared_ptr<const Attributes>& present) {

@@ -20,26 +20,26 @@ struct TextRange {
     friend bool operator==(const TextRange&, const TextRange&) = default;
 };
 
-/// How a part of a text is painted. Absent values are those of the view. A value type.
+/// How a part of a text is painted; absent values are those of the view. A value type.
 struct Attributes {
     std::optional<QFont> font{};
     std::optional<QColor> foreground{};
     std::optional<QColor> background{};
     bool underline = false;
 
-    /// Takes over the values that are present in `added`.
+    /// Overwrites values with those present in `added`.
     void add(const Attributes& added);
 
     friend bool operator==(const Attributes&, const Attributes&) = default;
 };
 
-/// A text with attributes over ranges of it. A value type; copies share their data. Not for several threads
-/// at once while one of them changes it.
+/// A text with attributes over ranges of it. A value type; copies share their data. Not to be used by several
+/// threads while one of them changes it.
 class AttributedString {
 public:
     struct Run {
         TextRange range;
-        /// Shared between the runs and lines that look alike; never null.
+        /// Shared between runs and lines with equal attributes; never null.
         std::shared_ptr<const Attributes> attributes;
     };
 
@@ -54,20 +54,20 @@ public:
 
     /// Adds to the attributes of the whole text.
     void add(const Attributes& added) { add(added, {{0, length()}}); }
-    /// Adds to the attributes in ranges of the text: ascending, without overlap.
+    /// Adds to the attributes in ranges of the text, which are ascending and do not overlap.
     void add(const Attributes& added, const std::vector<TextRange>& ranges);
 
-    /// Returns the attributes of a run that lies in the range with this index, from those it has.
+    /// Returns new attributes for a run inside the range with this index, given its present ones.
     using Change = std::function<std::shared_ptr<const Attributes>(
         std::size_t range, const std::shared_ptr<const Attributes>& present)>;
-    /// Replaces the attributes in ranges of the text: ascending, without overlap. A run is split where a
-    /// range begins or ends.
+    /// Replaces the attributes in ranges of the text, which are ascending and do not overlap. Runs are split
+    /// at the borders of ranges.
     void change(const std::vector<TextRange>& ranges, const Change& change);
 
     /// The attributes at a position; null outside the text.
     const Attributes* attributesAt(int position) const;
 
-    /// Ascending; they cover the text without gap or overlap. Neighbours may be equal.
+    /// Ascending; they cover the text without gap or overlap. Neighbours may have equal attributes.
     const std::vector<Run>& runs() const { return runs_; }
 
 private:

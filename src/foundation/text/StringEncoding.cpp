@@ -20,7 +20,7 @@ namespace {
 struct KnownEncoding {
     StringEncoding number;
     const char* name;
-    /// What the conversion library calls it.
+    /// Name of the encoding in ICU.
     const char* converter;
 };
 
@@ -63,7 +63,7 @@ struct ByteOrderMark {
     StringEncoding encoding;
 };
 
-// The long marks first: that of UTF-32LE begins with that of UTF-16LE.
+// Long marks first: that of UTF-32LE begins with that of UTF-16LE.
 constexpr ByteOrderMark byteOrderMarks[] = {
     {std::string_view("\xFF\xFE\0\0", 4), encoding::utf32LittleEndian},
     {std::string_view("\0\0\xFE\xFF", 4), encoding::utf32BigEndian},
@@ -100,7 +100,7 @@ bool hasHighBytes(QByteArrayView data) {
     return all & 0x80;
 }
 
-/// Every byte that is no text becomes U+FFFD: the library's own substitute is another one in some encodings.
+/// Replaces every invalid byte by U+FFFD: ICU's own substitute differs in some encodings.
 void replaceBytes(const void* /*context*/, UConverterToUnicodeArgs* arguments, const char* /*bytes*/,
                   std::int32_t count, UConverterCallbackReason reason, UErrorCode* status) {
     if (reason > UCNV_IRREGULAR)
@@ -121,14 +121,14 @@ std::optional<QString> convert(QByteArrayView data, const char* converterName, S
     if (U_FAILURE(status))
         return std::nullopt;
 
-    // No encoding of the table gives more than one unit a byte; one that did would only take another round.
+    // Every known encoding gives at most one unit per byte; otherwise the loop would only run once more.
     QString text(std::max<qsizetype>(data.size(), 16), Qt::Uninitialized);
     qsizetype filled = 0;
     const char* source = data.data();
     const char* const sourceEnd = source + data.size();
     for (;;) {
         auto* const target = reinterpret_cast<UChar*>(text.data());
-        // The library counts in 32 bits in places, so that what it gets at once is limited.
+        // ICU uses 32-bit lengths in places, so its input is limited.
         constexpr qsizetype largestStep = 1 << 28;
         UChar* position = target + filled;
         const UChar* const targetEnd = position + std::min(text.size() - filled, largestStep);
@@ -170,7 +170,7 @@ std::optional<QString> decode(QByteArrayView data, StringEncoding number, Strict
     case encoding::utf8: {
         if (strict && !data.isValidUtf8())
             return std::nullopt;
-        // The library drops a mark of its own accord: the one at the start is gone, a second one is text.
+        // QString::fromUtf8 strips a mark; the one at the start was removed already, so a second one is text.
         if (hasMarkOf(data, encoding::utf8))
             return QChar(QChar::ByteOrderMark) + QString::fromUtf8(data.sliced(3));
         return QString::fromUtf8(data);
@@ -188,7 +188,7 @@ std::optional<QString> decode(QByteArrayView data, StringEncoding number, Strict
 
 // ---- Detection ----
 
-/// Length of the well-formed multi-byte character at `position`, 0 when there is none.
+/// Length of the well-formed multi-byte character at `position`; 0 if there is none.
 qsizetype utf8Length(QByteArrayView data, qsizetype position) {
     for (qsizetype length = 2; length <= 4 && position + length <= data.size(); ++length)
         if (data.sliced(position, length).isValidUtf8())
@@ -196,7 +196,7 @@ qsizetype utf8Length(QByteArrayView data, qsizetype position) {
     return 0;
 }
 
-/// Whether text that is not valid UTF-8 is so much like it that only damage explains the rest.
+/// Whether text that is not valid UTF-8 resembles it so closely that it must be damaged UTF-8.
 bool isDamagedUtf8(QByteArrayView sample) {
     qsizetype good = 0;
     qsizetype bad = 0;
@@ -212,8 +212,8 @@ bool isDamagedUtf8(QByteArrayView sample) {
     return good >= 3 * bad;
 }
 
-/// UTF-16 and UTF-32 without a mark, seen by where their NUL bytes stand. A file that merely holds some is
-/// none.
+/// Detects UTF-16 and UTF-32 without a mark by the positions of NUL bytes. Some NUL bytes alone do not
+/// suffice.
 StringEncoding detectByNulBytes(QByteArrayView data) {
     constexpr qsizetype sampleSize = 1 << 16;
     const QByteArrayView sample = data.first(std::min(data.size(), sampleSize) / 4 * 4);
@@ -233,7 +233,7 @@ StringEncoding detectByNulBytes(QByteArrayView data) {
         nulQuads += nulBytesHere == 4;
     }
     if (nulQuads == 0 && quads > 0) {
-        // The highest byte is never used, the next one only by rare characters.
+        // The highest byte is always zero, the next one is non-zero only in rare characters.
         if (nulBytes[3] == quads && nulBytes[2] * 2 > quads &&
             decodeStrictly(sample, encoding::utf32LittleEndian))
             return encoding::utf32LittleEndian;
@@ -252,21 +252,20 @@ StringEncoding detectByNulBytes(QByteArrayView data) {
                                                             : encoding::unknown;
     if (guess == encoding::unknown)
         return guess;
-    // The sample may end within a pair of surrogates.
+    // The sample may end within a surrogate pair.
     if (decodeStrictly(sample, guess) || decodeStrictly(sample.chopped(2), guess))
         return guess;
     return encoding::unknown;
 }
 
-/// Ends a word of text in every encoding of the table: no character of several bytes goes on with such a
-/// byte.
+/// Ends a word of text in every known encoding: no multi-byte character continues with such a byte.
 bool isBetweenWords(char byte) {
     const auto value = static_cast<unsigned char>(byte);
     return value < '0' || (value > '9' && value < '@');
 }
 
-/// The words that hold high bytes, as far as the detector needs them: it looks at little, and the ASCII of a
-/// log's time stamps, classes and levels drowns the few words in a language.
+/// Words with high bytes, up to the amount the detector uses. It reads little, and the ASCII of a log's time
+/// stamps, classes and levels would outweigh the few words of a language.
 QByteArray wordsWithHighBytes(QByteArrayView data) {
     constexpr qsizetype enough = 1 << 16;
     constexpr qsizetype longestPart = 1 << 12;
@@ -290,8 +289,8 @@ QByteArray wordsWithHighBytes(QByteArrayView data) {
     return words;
 }
 
-/// The escape sequences that switch to Japanese characters. The text is ASCII otherwise, so that it passes
-/// for valid UTF-8.
+/// Whether the data has the escape sequences that switch to Japanese characters. Otherwise such text is
+/// ASCII, so it passes for valid UTF-8.
 bool isIso2022Japanese(QByteArrayView data) {
     if (!data.contains('\x1b') || hasHighBytes(data))
         return false;
@@ -306,7 +305,7 @@ struct DetectorName {
     StringEncoding encoding;
 };
 
-/// What the detector says and the table does not have, as the encoding of the table that holds its letters.
+/// Encodings that only the detector knows, with the known encoding that covers their characters.
 constexpr DetectorName nearestEncodings[] = {
     {"ISO-8859-7", encoding::windows1253}, {"ISO-8859-9", encoding::windows1254}, {"GBK", encoding::gb18030},
     {"GB2312", encoding::gb18030},         {"EUC-CN", encoding::gb18030},
@@ -315,8 +314,8 @@ constexpr DetectorName nearestEncodings[] = {
 StringEncoding encodingOfDetectorName(const char* name, QByteArrayView sample) {
     const auto isNamed = [name](const char* other) { return qstricmp(name, other) == 0; };
     if (isNamed("ISO-8859-1")) {
-        // The detector judges by the first few thousand bytes only; text has no use for the control
-        // characters.
+        // The detector reads only the first few thousand bytes. Bytes 0x80 to 0x9F mean Windows-1252, since
+        // text does not use control characters.
         const bool windows = std::ranges::any_of(sample, [](char byte) {
             return static_cast<unsigned char>(byte) >= 0x80 && static_cast<unsigned char>(byte) < 0xA0;
         });
@@ -337,7 +336,7 @@ bool decodesExceptForCutEnd(QByteArrayView sample, StringEncoding number) {
     return false;
 }
 
-/// What the statistics of the letters say.
+/// Detection by letter statistics.
 StringEncoding detectByStatistics(QByteArrayView sample) {
     constexpr int weakestGuess = 30;
     UErrorCode status = U_ZERO_ERROR;
@@ -352,7 +351,7 @@ StringEncoding detectByStatistics(QByteArrayView sample) {
         if (ucsdet_getConfidence(matches[i], &status) < weakestGuess)
             return encoding::unknown;
         const char* const name = ucsdet_getName(matches[i], &status);
-        // Unicode was judged before, and mainframe code pages are what damaged text is taken for.
+        // Unicode was checked before, and mainframe code pages are typical guesses for damaged text.
         if (qstrnicmp(name, "UTF-", 4) == 0 || qstrnicmp(name, "IBM42", 5) == 0)
             continue;
         const StringEncoding guess = encodingOfDetectorName(name, sample);

@@ -9,7 +9,7 @@
 
 namespace korvane {
 
-/// A text encoding by its stable number. 0 = not known. Numbers are logged and stored, so they never change.
+/// A text encoding by its stable number; 0 if unknown. Numbers are logged and stored, so they never change.
 using StringEncoding = std::uint32_t;
 
 namespace encoding {
@@ -38,38 +38,38 @@ inline constexpr StringEncoding big5 = 0x80000A03;
 inline constexpr StringEncoding koi8r = 0x80000A02;
 } // namespace encoding
 
-/// The encodings the program knows, in the order in which a menu offers them.
+/// The encodings that the program knows, in the order of menus.
 const std::vector<StringEncoding>& knownEncodings();
 
-/// The name shown to the user and logged, for example "Unicode (UTF-8)". Empty for an unknown number.
+/// The name for users and the log, for example "Unicode (UTF-8)". Empty for an unknown number.
 QString encodingName(StringEncoding encoding);
 
 /// The most likely encoding of `data`, or `encoding::unknown`. Order: byte-order mark, the pattern of NUL
 /// bytes, escape sequences (ISO-2022), strictly valid UTF-8 (a character cut by the end of the data is
-/// allowed), then a statistical detector on the words that hold high bytes, whose weak guesses do not count.
-/// Any thread.
+/// allowed), then a statistical detector on the words with high bytes, whose weak guesses are ignored. Any
+/// thread.
 StringEncoding detectStringEncoding(QByteArrayView data);
 
-/// As above, but only UTF-16 and UTF-32, which a mark or the places of NUL bytes tell.
+/// As above, but only UTF-16 and UTF-32, by a mark or the positions of NUL bytes.
 StringEncoding detectWideEncoding(QByteArrayView data);
 
-/// The text of `data`, or nothing when some bytes are not valid in the encoding. A byte-order mark at the
-/// start of the data is dropped. Any thread.
+/// The text of `data`, or nullopt if some bytes are not valid in the encoding. A byte-order mark at the start
+/// of the data is dropped. Any thread.
 std::optional<QString> decodeStrictly(QByteArrayView data, StringEncoding encoding);
 
-/// As above, but what is not valid becomes U+FFFD. Any thread.
+/// As above, but invalid bytes become U+FFFD. Any thread.
 QString decodeLeniently(QByteArrayView data, StringEncoding encoding);
 
-/// The encoding with the byte order that the start of a file tells, for those whose order is not fixed.
+/// The encoding with the byte order found at the start of a file, if its byte order is not fixed.
 StringEncoding withByteOrder(QByteArrayView fileStart, StringEncoding encoding);
 
-/// How many bytes at the end of the data begin a UTF-8 character that the end cuts off.
+/// Number of bytes of a UTF-8 character that is cut off by the end of the data.
 qsizetype cutUtf8Bytes(QByteArrayView data);
 
-/// Bytes that the text takes in an encoding, without a byte-order mark.
+/// Size of the text in an encoding, in bytes, without a byte-order mark.
 std::uint64_t encodedSize(QStringView text, StringEncoding encoding);
 
-/// Bytes of the smallest part that a character consists of: 2 for UTF-16, 4 for UTF-32, else 1.
+/// Size of a code unit in bytes: 2 for UTF-16, 4 for UTF-32, else 1.
 int unitSize(StringEncoding encoding);
 
 } // namespace korvane

@@ -20,7 +20,7 @@ char16_t pictureOf(char16_t unit) {
         return static_cast<char16_t>(0x2400 + unit);
     if (unit == 0x7F)
         return 0x2421;
-    return 0x25AF; // an empty box for what has no picture of its own
+    return 0x25AF; // an empty box for characters without a symbol
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 namespace korvane {
 
 MainThread& MainThread::shared() {
-    // Never destroyed: workers that outlast main() may still post.
+    // Never destroyed: workers that outlive main() may still post.
     static MainThread* const instance = new MainThread;
     return *instance;
 }
@@ -43,7 +43,7 @@ void MainThread::runPending() {
         {
             const std::lock_guard guard(mutex_);
             if (tasks_.empty())
-                return; // a task ran an event loop of its own, which has run the rest
+                return; // a task ran a nested event loop, which has run the rest
             task = std::move(tasks_.front());
             tasks_.pop_front();
             if (tasks_.empty()) {

@@ -7,9 +7,9 @@
 
 namespace korvane {
 
-/// The way of work to the main thread: any thread posts, the main thread runs what was posted, in order.
+/// Passes work to the main thread: any thread posts tasks, the main thread runs them in order.
 ///
-/// Made of standard primitives and one event descriptor, so that the thread sanitizer sees through it. The
+/// Uses only standard primitives and one event descriptor, so that the thread sanitizer understands it. The
 /// application lets its event loop watch `wakeDescriptor()` and calls `runPending()` when it becomes
 /// readable.
 class MainThread {
@@ -21,9 +21,8 @@ public:
     /// Queues `task` for the main thread. Any thread; never blocks, never runs the task at once.
     void post(Task task);
 
-    /// Runs everything posted before the call, and what those tasks post no more (that waits for the next
-    /// round). Main thread only; a task may call it again (a modal dialog's event loop does), and the order
-    /// holds.
+    /// Runs every task posted before the call; tasks posted by these wait for the next call. Main thread
+    /// only; a task may call it again (the event loop of a modal dialog does), and the order is kept.
     void runPending();
 
     /// Readable exactly while tasks are pending. Owned by this object.

@@ -10,7 +10,7 @@ namespace korvane {
 
 void Operation::cancel() {
     {
-        // Under the sleeper's mutex, so that a cancel never falls between its check and its wait.
+        // Under the sleeper's mutex, so that a cancel cannot fall between its check and its wait.
         const std::lock_guard guard(sleepMutex_);
         cancelled_.store(true, std::memory_order_release);
     }
@@ -37,7 +37,7 @@ void Operation::run() {
 }
 
 bool Operation::runStep(const std::function<bool()>& mustYield) {
-    // One that is under way also says how its cancel has ended.
+    // A cancelled operation that has started gets another step, to report how it ended.
     if (!isCancelled() || isExecuting()) {
         state_.store(State::Executing, std::memory_order_release);
         try {
@@ -50,7 +50,7 @@ bool Operation::runStep(const std::function<bool()>& mustYield) {
     state_.store(State::Finished, std::memory_order_release);
     if (completion_)
         completion_();
-    // The completion often captures what owns the operation: release it.
+    // The completion often captures the owner of the operation: release it.
     completion_ = nullptr;
     const std::lock_guard guard(handlerMutex_);
     if (handler_)
@@ -72,7 +72,7 @@ void Operation::setHandler(std::function<void()> handler) {
 }
 
 void Operation::postHandler() {
-    // Destroyed where it runs: it often captures what only the main thread may touch.
+    // The handler is destroyed on the main thread, because it often captures objects of that thread.
     MainThread::shared().post([self = shared_from_this(), handler = std::exchange(handler_, nullptr)] {
         if (!self->isCancelled())
             handler();

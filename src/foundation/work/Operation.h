@@ -10,8 +10,8 @@
 
 namespace korvane {
 
-/// Keeps the owner of a handler alive while the handler runs; false when it does not exist any more. A weak
-/// pointer is locked; a guarded pointer of the toolkit tests itself, and is for the main thread.
+/// Keeps the owner of a handler alive while the handler runs; false if the owner no longer exists. A weak
+/// pointer is locked; a guarded pointer (QPointer) tests itself, on the main thread only.
 template <typename Owner>
 auto lockedOwner(const std::weak_ptr<Owner>& owner) {
     return owner.lock();
@@ -21,7 +21,7 @@ const Pointer& lockedOwner(const Pointer& owner) {
     return owner;
 }
 
-/// One piece of background work. Subclasses give `main()`, which asks `isCancelled()` as often as it can
+/// One piece of background work. Subclasses implement `main()`, which checks `isCancelled()` wherever it can
 /// stop.
 ///
 /// Held by shared pointer; the queue keeps it until it has ended. All members but `main()` may be called from
@@ -32,7 +32,7 @@ public:
     Operation(const Operation&) = delete;
     Operation& operator=(const Operation&) = delete;
 
-    /// Asks the operation to stop. One that has not started yet never runs its body; one that sleeps is
+    /// Requests the operation to stop. If it has not started yet, its body never runs; a sleeping one is
     /// woken.
     virtual void cancel();
 
@@ -40,13 +40,13 @@ public:
     bool isExecuting() const { return state_.load(std::memory_order_acquire) == State::Executing; }
     bool isFinished() const { return state_.load(std::memory_order_acquire) == State::Finished; }
 
-    /// Runs once on the worker after the body has ended, cancelled or not. Set before the operation is
+    /// Called once on the worker after the body has ended, cancelled or not. Set before the operation is
     /// queued.
     void setCompletion(std::function<void()> completion) { completion_ = std::move(completion); }
 
-    /// Has `handler` run on the main thread after the body has ended, unless `owner` does not exist by then
-    /// or the operation was cancelled. One handler at most, set before or after the operation is queued; it
-    /// is destroyed on the main thread, whether or not it ran.
+    /// Runs `handler` on the main thread after the body has ended, unless `owner` no longer exists or the
+    /// operation was cancelled. At most one handler, set before or after the operation is queued; it is
+    /// destroyed on the main thread, whether or not it ran.
     template <typename Owner, typename Handler>
     void then(Owner owner, Handler handler) {
         setHandler([owner = std::move(owner), handler = std::move(handler)]() mutable {
@@ -62,20 +62,20 @@ public:
 protected:
     Operation() = default;
     virtual void main() = 0;
-    /// Does a piece of the body; true while there is more. `mustYield` says whether others wait for the
-    /// thread: a body that can stop and go on later ends its piece then. By default the whole body is one
-    /// piece.
+    /// Runs a piece of the body; true while there is more. `mustYield` returns whether others wait for the
+    /// thread: a body that can be resumed ends its piece then. By default the whole body is one piece.
     virtual bool step(const std::function<bool()>& /*mustYield*/) {
         main();
         return false;
     }
 
-    /// An exception of a library has ended the body; completion and handler run all the same. On the worker.
+    /// Called on the worker when an exception of a library has ended the body; completion and handler still
+    /// run.
     virtual void failed(const std::exception& fault);
 
     /// Sleeps until `duration` has passed, the operation is cancelled or `endSleep` is called.
     void sleepFor(std::chrono::microseconds duration);
-    /// Ends the sleep under way, or the next one before it begins. Any thread.
+    /// Ends the present sleep, or the next one before it begins. Any thread.
     void endSleep();
 
 private:
@@ -83,9 +83,9 @@ private:
     friend class ScanQueue;
     enum class State { Ready, Executing, Finished };
 
-    /// What a worker of the queue does with the operation.
+    /// Runs the operation on the calling worker.
     void run();
-    /// The same in pieces: called again while it answers true.
+    /// As `run`, in pieces: to be called again while it returns true.
     bool runStep(const std::function<bool()>& mustYield);
     void setHandler(std::function<void()> handler);
     void postHandler();

@@ -72,7 +72,7 @@ void OperationQueue::work(const std::shared_ptr<State>& state) {
         std::erase(state->running, operation);
         if (state->waiting.empty() && state->running.empty())
             state->idle.notify_all();
-        // The last reference may go here, and with it whatever the operation owns: not under the lock.
+        // This may release the last reference, and so everything that the operation owns: not under the lock.
         guard.unlock();
         operation.reset();
         guard.lock();

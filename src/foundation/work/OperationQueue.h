@@ -10,17 +10,17 @@
 
 namespace korvane {
 
-/// Runs operations in the order in which they were added, on threads of its own.
+/// Runs operations in the order in which they were added, on its own threads.
 ///
 /// Threads start when there is work and end when there is none, so an idle queue costs nothing. Destroying a
-/// queue cancels its operations and returns at once: those under way end by themselves in the background,
-/// those waiting only run their completion. Any thread.
+/// queue cancels its operations and returns at once: running ones end in the background, waiting ones only
+/// run their completion. Any thread.
 class OperationQueue {
 public:
-    /// The system chooses the number of operations that run at once.
+    /// Lets the system choose the number of operations that run at once.
     static constexpr int defaultConcurrency = -1;
 
-    /// Background work gives way to everything that the user waits for on a busy machine.
+    /// Background work gives way to work that the user waits for.
     enum class Priority { Normal, Background };
 
     explicit OperationQueue(std::string name, int maximumConcurrent = defaultConcurrency,
@@ -36,7 +36,7 @@ public:
 
     /// Runs `work` as an operation: queue.run(work).then(owner, handler). It is called with a stop token, or
     /// without arguments, and may be copied. An exception of a library ends it: a `Result` becomes an error
-    /// with its text; of any other result nothing is delivered, and the log says so.
+    /// with its text; any other result is not delivered, and the exception is logged.
     template <typename Work>
     auto run(Work work) {
         using Token = std::stop_token;
@@ -52,17 +52,17 @@ public:
                 addTask<std::invoke_result_t<Work&, Token>>(std::move(work)));
     }
 
-    /// Those waiting and those under way, oldest first.
+    /// The running and the waiting operations, oldest first.
     std::vector<std::shared_ptr<Operation>> operations() const;
     bool isEmpty() const { return operations().empty(); }
 
     void cancelAllOperations();
 
-    /// Blocks until nothing waits or runs. Never on the main thread of the running program.
+    /// Blocks until no operation waits or runs. Never on the main thread of the running program.
     void waitUntilAllFinished() const;
 
-    /// Waits, at most as long as given, until no worker of any queue is left. Called once at the end of the
-    /// program. Returns whether all had ended.
+    /// Waits until no worker of any queue is left, at most for `limit`. Called once at the end of the
+    /// program. Returns whether all have ended.
     static bool waitForAllWorkers(std::chrono::milliseconds limit);
 
 private:

@@ -7,7 +7,7 @@
 
 namespace korvane {
 
-/// What one thread waits for and another brings. Any thread.
+/// A value that one thread waits for and another one sets. Any thread.
 template <typename T>
 class Reply {
 public:
@@ -24,7 +24,7 @@ public:
         return value_.has_value();
     }
 
-    /// Blocks until the value is there, which is taken. `meanwhile` is called again and again until then.
+    /// Blocks until the value is set, and takes it. Until then `meanwhile` is called at every interval.
     template <typename Meanwhile>
     T wait(Meanwhile&& meanwhile, std::chrono::milliseconds interval) {
         std::unique_lock lock(mutex_);

@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 using StepClock = std::chrono::steady_clock;
 
 constexpr std::size_t priorities = 3;
-/// Steps take milliseconds: one that takes longer than this waits for the file system.
+/// A step that takes longer than this counts as held up by the file system; normal steps take milliseconds.
 constexpr auto longestStep = 1s;
 
 } // namespace
@@ -32,9 +32,9 @@ struct ScanPool::State {
     State(unsigned limit, Threads threadKind) : threads(limit), kind(threadKind) {}
 
     Queue& queue(Priority priority) { return waiting[static_cast<std::size_t>(priority)]; }
-    /// The most urgent job, taken out of its queue; null when nothing waits.
+    /// Removes the most urgent job from its queue; null if none is waiting.
     std::shared_ptr<Scan::Job> takeNext();
-    /// Whether another thread may work; counts it in when it may.
+    /// Whether another thread may start; if so, counts it.
     bool addThread();
     unsigned heldThreads() const;
     static void startThread(const std::shared_ptr<State>& state);
@@ -42,13 +42,13 @@ struct ScanPool::State {
     bool isAnyWaiting() const {
         return std::ranges::any_of(waiting, [](const Queue& queue) { return !queue.empty(); });
     }
-    /// Must come after every change that may leave nothing waiting.
+    /// Call after every change that may empty the queues.
     void noteTaken() {
         if (!isAnyWaiting())
             nothingWaits.notify_all();
     }
-    /// For a job that got no thread: sees to it that a thread which turns out to be held is replaced, though
-    /// no other job comes. False when that is seen to already.
+    /// For a job without a thread: returns true if the caller must start the watch, which replaces held
+    /// threads even if no other job is added. False if a watch is running already.
     bool addWatch() { return !std::exchange(isWatched, true); }
     static void startWatch(const std::shared_ptr<State>& state);
     void watch(const std::shared_ptr<State>& self);
@@ -59,7 +59,7 @@ struct ScanPool::State {
     // Guarded by mutex.
     std::array<Queue, priorities> waiting;
     unsigned working = 0;
-    /// When the steps under way began.
+    /// Start times of the running steps.
     std::list<StepClock::time_point> stepStarts;
     bool isWatched = false;
     std::condition_variable nothingWaits;
@@ -72,7 +72,7 @@ struct ScanPool::Scan::Job {
     Job(std::shared_ptr<State> owner, Priority urgency, Step next)
         : pool(std::move(owner)), priority(urgency), step(std::move(next)) {}
 
-    /// False when there is no more to do.
+    /// False when the scan has ended.
     bool runStep() {
         try {
             return step(stop.get_token());
@@ -84,7 +84,7 @@ struct ScanPool::Scan::Job {
 
     const std::shared_ptr<State> pool;
     std::stop_source stop;
-    // Guarded by pool->mutex; the step is that of the thread that runs it.
+    // Guarded by pool->mutex; a running step belongs to its thread.
     Stage stage = Stage::Waiting;
     Priority priority;
     Step step;
@@ -138,7 +138,7 @@ void ScanPool::State::work() {
     if (kind == Threads::GiveWay)
         Workers::giveWay();
     std::unique_lock guard(mutex);
-    // One that replaced a held thread ends when that has come back.
+    // A thread that replaced a held one ends when that one is no longer held.
     while (working <= threads + heldThreads()) {
         std::shared_ptr<Scan::Job> job = takeNext();
         if (!job)
@@ -156,7 +156,7 @@ void ScanPool::State::work() {
         }
         job->stage = Scan::Job::Stage::Ended;
         Step ended = std::exchange(job->step, nullptr);
-        // What the step holds may take its time to free, and may use the pool: not under the lock.
+        // What the step captures may be slow to free, and may use the pool: not under the lock.
         guard.unlock();
         ended = nullptr;
         job.reset();
@@ -168,7 +168,7 @@ void ScanPool::State::work() {
 // ---- The pool
 
 ScanPool& ScanPool::shared() {
-    // Never destroyed: threads may outlast main().
+    // Never destroyed: threads may outlive main().
     static ScanPool* const instance = new ScanPool;
     return *instance;
 }

@@ -6,23 +6,23 @@
 
 namespace korvane {
 
-/// The threads that scan files, shared by all documents: at most one a processor core. The most urgent scans
-/// run first, and those of one priority in turn. A thread that a file system holds is not counted when the
-/// next scan needs one. Threads start when there is work and end when there is none. Any thread.
+/// The threads that scan files, shared by all documents: at most one per processor core. The most urgent
+/// scans run first, those of equal priority in turn. A thread held up by a file system is not counted when
+/// another scan needs a thread. Threads start when there is work and end when there is none. Any thread.
 class ScanPool {
 public:
-    /// In the order of urgency.
+    /// Most urgent first.
     enum class Priority : unsigned char {
-        Visible,   ///< the rows on the screen wait for it
-        Requested, ///< the user waits for it
+        Visible,   ///< for the rows on the screen
+        Requested, ///< for other requests of the user
         Background,
     };
 
-    /// The next piece of a scan, of a few milliseconds, so that more urgent ones get their turn. True while
-    /// there is more to do. Called on a thread of the pool, never on two at once.
+    /// The next piece of a scan, of a few milliseconds, so that more urgent scans can run in between. Returns
+    /// true while there is more to do. Called on a thread of the pool, never on two at once.
     using Step = std::function<bool(const std::stop_token&)>;
 
-    /// A scan that somebody waits for; its end cancels it.
+    /// Handle of a scan; cancels it when destroyed.
     class Scan {
     public:
         Scan() = default;
@@ -32,8 +32,8 @@ public:
         Scan(const Scan&) = delete;
         Scan& operator=(const Scan&) = delete;
 
-        /// No step begins any more once this has returned, and one under way is asked to stop; it does not
-        /// wait for it. What the step holds is released at once, or when the one under way has ended.
+        /// Requests a running step to stop, without waiting for it; no other step begins after the return.
+        /// Objects that the step captures are released at once, or when the running step has ended.
         void cancel();
         void setPriority(Priority priority);
         bool isUnderWay() const;
@@ -47,24 +47,24 @@ public:
 
     enum class Threads : unsigned char {
         Normal,
-        GiveWay, ///< to all else that the user waits for
+        GiveWay, ///< to all other work that the user waits for
     };
 
     static ScanPool& shared();
-    /// Where documents read their files for the first time; its threads give way.
+    /// The pool for the first scans of documents; its threads give way.
     static ScanPool& ofLoads();
 
-    /// `threads`: how many steps run at once; 0 for one a core.
+    /// `threads`: maximum number of concurrent steps; 0 for one per core.
     explicit ScanPool(unsigned threads = 0, Threads kind = Threads::Normal);
-    /// Waits for nothing: scans end with the step under way.
+    /// Does not wait: scans end with their running step.
     ~ScanPool();
     ScanPool(const ScanPool&) = delete;
     ScanPool& operator=(const ScanPool&) = delete;
 
-    /// An exception of a library ends the scan; the log says so.
+    /// An exception of a library ends the scan and is logged.
     [[nodiscard]] Scan start(Priority priority, Step step);
 
-    /// Whether a scan of this urgency or a higher one waits for its turn.
+    /// Whether a scan of this priority or a higher one is waiting.
     bool isWaitedFor(Priority priority) const;
 
 private:

@@ -11,7 +11,7 @@ struct ScanQueue::State {
     State(std::string queueName, ScanPool& scanPool, ScanPool::Priority initial)
         : name(std::move(queueName)), pool(scanPool), priority(initial) {}
 
-    /// A step of the operation in front. False when none is left.
+    /// Runs a step of the first operation. False when no operation is left.
     bool step();
 
     const std::string name;

@@ -9,8 +9,8 @@
 
 namespace korvane {
 
-/// Runs operations in the order in which they were added, one at a time, in steps on the threads of a pool:
-/// the queues of many owners share them, and the urgent ones go first.
+/// Runs operations in the order in which they were added, one at a time, in steps on the threads of a pool,
+/// which many queues share by priority.
 ///
 /// Destroying a queue cancels its operations and returns at once. Any thread.
 class ScanQueue {
@@ -24,10 +24,10 @@ public:
     const std::string& name() const;
 
     void addOperation(std::shared_ptr<Operation> operation);
-    /// Also of the operation under way, from its next step on.
+    /// Also applies to the running operation, from its next step on.
     void setPriority(ScanPool::Priority priority);
 
-    /// The one under way and those waiting, oldest first.
+    /// The running operation and those waiting, oldest first.
     std::vector<std::shared_ptr<Operation>> operations() const;
     bool isEmpty() const { return operations().empty(); }
 

@@ -42,7 +42,7 @@ protected:
             else
                 qWarning("Background work was given up: %s", fault.what());
         }
-        // What the work holds is released on the worker.
+        // Objects captured by the work are released on the worker.
         work_ = nullptr;
     }
 
@@ -52,19 +52,19 @@ private:
     std::optional<T> result_;
 };
 
-/// Work under way on a queue, and the way of its result to the main thread. A handle: copies are of the same
-/// work, which goes on when the last one is destroyed. Any thread.
+/// Handle of work on a queue that delivers its result to the main thread. Copies refer to the same work,
+/// which continues when the last one is destroyed. Any thread.
 template <typename T>
 class Task {
     using Value = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
 
 public:
-    /// Of no work.
+    /// Refers to no work.
     Task() = default;
     explicit Task(std::shared_ptr<TaskOperation<Value>> operation) : operation_(std::move(operation)) {}
 
-    /// Calls `handler` with the result on the main thread, unless `owner` (a weak or a guarded pointer) does
-    /// not exist by then or the task was cancelled. Once a task. The handler is destroyed there as well.
+    /// Calls `handler` with the result on the main thread, unless `owner` (a weak or a guarded pointer) no
+    /// longer exists or the task was cancelled. Once per task. The handler is also destroyed there.
     template <typename Owner, typename Handler>
     Task then(Owner owner, Handler handler) const {
         if constexpr (std::is_void_v<T>)
@@ -75,7 +75,7 @@ public:
         return *this;
     }
 
-    /// No handler is called any more once this has returned on the main thread. The work is asked to stop.
+    /// Requests the work to stop. No handler is called after this has returned on the main thread.
     void cancel() const {
         if (operation_)
             operation_->cancel();

@@ -7,7 +7,7 @@
 namespace korvane {
 
 Workers& Workers::shared() {
-    // Never destroyed: threads may outlast main().
+    // Never destroyed: threads may outlive main().
     static Workers* const instance = new Workers;
     return *instance;
 }

@@ -9,26 +9,25 @@
 
 namespace korvane {
 
-/// The threads of all queues and pools, so that the program can wait for them at its end: what a library
-/// keeps for each thread is cleared up behind the thread's work, and must not meet the end of the program.
-/// Any thread.
+/// The threads of all queues and pools, so that the program can wait for them at its end: thread-local data
+/// of libraries is destroyed after a thread's work, and must not outlast the program. Any thread.
 class Workers {
 public:
     static Workers& shared();
 
-    /// Runs `work` on a thread of its own.
+    /// Runs `work` on a new thread.
     void start(std::function<void()> work);
-    /// Lowers the priority of the calling worker below that of all the user waits for. Workers end with their
-    /// work, so it is never raised again.
+    /// Lowers the priority of the calling worker below work that the user waits for. Never raised again,
+    /// since a worker ends with its work.
     static void giveWay();
 
-    /// Waits, at most as long as given, until no thread is left. Returns whether that is so.
+    /// Waits until no thread is left, at most as long as given. Returns whether none is left.
     bool wait(std::chrono::milliseconds limit);
 
 private:
     using Threads = std::list<std::thread>;
 
-    /// On the thread itself, which sees to it that the one that ended before is joined.
+    /// Called on the thread itself; joins the thread that ended before it.
     void hasWorked(Threads::iterator place);
     static void join(Threads& threads);
 

@@ -7,13 +7,13 @@ class QMouseEvent;
 
 namespace korvane {
 
-/// Counts clicks that follow each other quickly at one place: Qt tells a second click from a first one, but
-/// no third and fourth.
+/// Counts clicks in quick succession at one place: Qt reports a double click, but no third and fourth click.
 class ClickCounter {
 public:
-    /// For each press of the button, those that Qt calls double clicks included; 1 for the first click.
+    /// Call for each press of the button, including those that Qt reports as double clicks; 1 for the first
+    /// click.
     int count(const QMouseEvent& event);
-    /// The next press is a first click.
+    /// The next press counts as a first click.
     void reset() { count_ = 0; }
 
 private:

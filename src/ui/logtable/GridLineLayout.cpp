@@ -10,7 +10,7 @@
 namespace korvane {
 namespace {
 
-/// A line is broken behind a blank if one stands in the last part of it, behind punctuation otherwise.
+/// Minimum wrap width, in columns. Lines wrap after a blank in their last half, otherwise after punctuation.
 constexpr int shortestWrap = 8;
 constexpr QStringView punctuation = u",;:/\\-|&?=.)]}";
 

@@ -6,7 +6,7 @@
 
 namespace korvane {
 
-/// Plain ASCII in a font of fixed pitch: every position is known without shaping anything.
+/// Layout of plain ASCII in a fixed-pitch font: every position is known without shaping.
 class GridLineLayout : public LineLayout {
 public:
     GridLineLayout(QString text, const AttributedString& line, const LineMetrics& metrics,
@@ -37,7 +37,7 @@ private:
     const LineMetrics& metrics_;
     /// Start of every visual line.
     std::vector<int> starts_{0};
-    /// Only for text with tabs: the column of every position, one more than there are characters.
+    /// The column of every position, one more than there are characters; only for text with tabs.
     std::vector<int> columns_;
 };
 

@@ -16,17 +16,18 @@ class LineCaret {
 public:
     explicit LineCaret(LogTableView& table) : table_(table) {}
 
-    /// Whether the key means something here: Left and Right alone only while the caret is shown.
+    /// Handles a key; false if it has no meaning here. Left and Right without modifiers count only while the
+    /// caret is shown.
     [[nodiscard]] bool pressKey(const QKeyEvent& event);
-    /// Where the mouse has clicked or ended a selection: keys go on from there. `position` is an end of the
-    /// selection, or the place of a click.
+    /// Sets where keys continue after the mouse has clicked or selected. `position` is an end of the
+    /// selection, or the place of the click.
     void setStart(qint64 row, int anchor, int position);
-    /// Another row is current: keys begin at the first character in view.
+    /// Another row is current: keys start at the first visible character.
     void forget() { row_ = -1; }
 
 private:
     bool isActive() const;
-    /// Caret and anchor from what is selected or was clicked last, else the first character in view.
+    /// Places caret and anchor at the last selection or click, otherwise at the first visible character.
     void begin(qint64 row);
     int firstVisiblePosition(qint64 row) const;
 

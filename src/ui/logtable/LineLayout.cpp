@@ -8,7 +8,7 @@
 namespace korvane {
 namespace {
 
-/// Whether the line can be drawn in a grid: plain ASCII in faces of one width.
+/// Whether the line can be drawn in a grid: plain ASCII in font styles of equal width.
 bool fitsGrid(const QString& text, const AttributedString& line, const LineMetrics& metrics) {
     if (!metrics.isGrid(false, false))
         return false;
@@ -17,7 +17,7 @@ bool fitsGrid(const QString& text, const AttributedString& line, const LineMetri
         if (font && (font->bold() || font->italic()) && !metrics.isGrid(font->bold(), font->italic()))
             return false;
     }
-    // Without a branch in the loop, so that the compiler can take many characters at a time.
+    // No branch in the loop, so that the compiler can vectorise it.
     const auto* units = reinterpret_cast<const char16_t*>(text.utf16());
     unsigned other = 0;
     for (qsizetype i = 0; i < text.size(); ++i)

@@ -10,7 +10,7 @@
 
 namespace korvane {
 
-/// The measures of the log view's font, asked of the font once. Main thread.
+/// The measures of the log view's font, computed once. Main thread.
 class LineMetrics {
 public:
     explicit LineMetrics(const QFont& font);
@@ -26,10 +26,10 @@ public:
     /// Columns between tab stops.
     static constexpr int tabColumns = 8;
 
-    /// Whether plain ASCII text in this face of the font stands in a grid of `cellWidth()`.
+    /// Whether plain ASCII text in this style of the font is a grid of `cellWidth()` cells.
     bool isGrid(bool bold, bool italic) const;
-    /// The face of the font in which a piece of a line is set: only its style counts, family and size are
-    /// those of all lines.
+    /// The font for a piece of a line: only the style of the attributes counts; family and size are those of
+    /// all lines.
     const QFont& face(const Attributes& attributes) const;
 
 private:

@@ -8,20 +8,20 @@ namespace korvane {
 
 /// Where words and characters of a line begin and end. Positions are UTF-16 code units of `text`.
 
-/// What several clicks in a row take.
+/// What repeated clicks select.
 enum class WordKind {
     Word,    ///< letters, digits and "_"
     Compound ///< also "-", ".", ":", "/" and "@": identifiers, addresses, paths
 };
 
-/// The word around a position, or the run of one other character. A full stop or colon at the end of a
-/// compound word ends a sentence and is left out, unless the position is there. Empty for an empty text.
+/// The word around a position, or the run of one repeated other character. A full stop or colon at the end of
+/// a compound word ends a sentence and is left out, unless the position is there. Empty for an empty text.
 TextRange wordAround(const QString& text, int position, WordKind kind);
 
-/// Whether text may be cut before this unit without tearing what is drawn as one character.
+/// Whether the text can be cut before this unit without splitting a character as it is drawn.
 bool isCharacterBorder(const QString& text, int position);
 
-/// The border of characters next to a position: `direction` is 1 or -1. Stays within the text.
+/// The next border between characters: `direction` is 1 or -1. Stays within the text.
 int nextCharacter(const QString& text, int position, int direction);
 /// The next start of a word forwards, the start of this or the previous word backwards. Stays within the
 /// text.

@@ -22,10 +22,11 @@ QString translated(const char* text) {
     return QCoreApplication::translate("LogRowPainter", text);
 }
 
-/// A ribbon hanging down from the top of a square with sides of 1.
+/// A ribbon in a square with sides of 1.
 const QPolygonF ribbon({{0.2, 0.12}, {0.8, 0.12}, {0.8, 0.9}, {0.5, 0.66}, {0.2, 0.9}});
 
-/// The background of a line that has one everywhere: the one that most of it has. It fills the whole row.
+/// The background that most of a line has, to fill the whole row; nullopt unless all of the line has a
+/// background.
 std::optional<QColor> lineBackground(const AttributedString& line) {
     std::vector<std::pair<QColor, int>> shares;
     for (const auto& run : line.runs()) {
@@ -89,7 +90,7 @@ const QColor& LogRowPainter::groundOf(const RowState& state) const {
 void LogRowPainter::paintMark(const RowPlaces::VisibleRow& row, const QRectF& place, const QColor& ground) {
     if (!delegate_.viewForTableColumn(cell::lineMark, row.row).isMarked)
         return;
-    // Beside the first of several lines.
+    // Only as high as the first visual line.
     const qreal size = std::min({place.width(), delegate_.metrics().lineHeight(), markSize});
     const QPointF corner(place.center().x() - size / 2,
                          place.top() + (delegate_.metrics().lineHeight() - size) / 2);
@@ -126,7 +127,7 @@ void LogRowPainter::paintLine(const RowPlaces::VisibleRow& row, const QRectF& ar
         return;
     }
     const auto background = lineBackground(view.row->line);
-    // The view's own background leaves the current row its tint.
+    // Do not fill with the view's own background, which would hide the tint of the current row.
     if (background && !state.isSelected && *background != colors_.background)
         painter_.fillRect(area, *background);
     const QRectF visible = area.intersected(QRectF(QPointF(0, 0), QSizeF(style_.viewSize)));
@@ -206,7 +207,7 @@ void LogRowPainter::paintSeparators(const std::vector<RowPlaces::VisibleRow>& ro
     }
     if (!delegate_.isWrapping())
         return;
-    // Where one line ends and the next begins would be hard to see otherwise.
+    // Without these lines the borders between wrapped rows would be hard to see.
     painter_.setPen(mixed(colors_.background, colors_.lineNumber, 0.18));
     for (const RowPlaces::VisibleRow& row : rows) {
         const qreal y = std::floor(row.y + row.height) - 0.5;

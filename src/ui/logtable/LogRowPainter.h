@@ -16,19 +16,19 @@ class QPainter;
 
 namespace korvane {
 
-/// Draws the rows of the log table in one painting of its viewport. Coordinates are the viewport's.
+/// Draws the rows of the log table in one paint event of its viewport, whose coordinates it uses.
 class LogRowPainter {
 public:
-    /// Left of a line's text, and right of a number.
+    /// Space to the left of a line's text, and to the right of a number.
     static constexpr qreal textMargin = 6;
 
     struct Style {
         const TableGrounds& grounds;
         QFont labelFont;
         QSize viewSize;
-        /// How far the lines are scrolled sideways.
+        /// Horizontal scroll offset of the lines.
         qreal horizontalOffset = 0;
-        /// Rows that are not there yet say so.
+        /// Draw "Loading" in rows that are not loaded.
         bool showsLoading = false;
     };
     struct RowState {
@@ -36,7 +36,7 @@ public:
         bool isCurrent = false;
         /// Empty for none.
         TextRange selectedText;
-        /// The position in the text at which keys select; absent where none is shown.
+        /// The position of the caret in the text; absent while no caret is shown.
         std::optional<int> caret = std::nullopt;
     };
 
@@ -45,27 +45,27 @@ public:
                   const std::vector<LogTableColumn>& columns, Style style);
 
     void paint(const RowPlaces::VisibleRow& row, const RowState& state);
-    /// The line beside the numbers and, where lines are wrapped, those between the rows.
+    /// The line beside the numbers and, when lines wrap, those between the rows.
     void paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows);
-    /// Shows that keys go to the table: round the current row, or round the view when that row is not in it.
+    /// Draws the focus frame: around the current row, or around the view when that row is not visible.
     void paintFocus(const std::vector<RowPlaces::VisibleRow>& rows, qint64 currentRow);
 
-    /// What stands in the place of a line that is not there yet, and of one that rules hide.
+    /// The texts in place of a line that is not loaded, and of a line that rules hide.
     static QString loadingText();
     static QString filteredText();
-    /// Says that the line goes on beyond what is shown; empty when it does not.
+    /// Note that the line is longer than shown; empty when it is not.
     static QString cutText(const LogTableViewDelegate::CellView& view);
     /// A rule was too slow for the line.
     static bool isGivenUp(const LogTableViewDelegate::CellView& view);
 
-    /// Of the lines painted so far.
+    /// Width of the widest line painted so far.
     qreal widestLine() const { return widestLine_; }
     bool hasMetUnloadedRow() const { return hasMetUnloadedRow_; }
 
 private:
     using CellView = LogTableViewDelegate::CellView;
 
-    /// What a row is painted on, outside a line with a background of its own.
+    /// Background of a row, except for a line with its own background.
     const QColor& groundOf(const RowState& state) const;
     void paintMark(const RowPlaces::VisibleRow& row, const QRectF& place, const QColor& ground);
     void paintNumber(const RowPlaces::VisibleRow& row, qreal right, const RowState& state);
@@ -73,7 +73,7 @@ private:
     void paintCaret(const QRectF& character, const QColor& color);
     void paintNotice(const QPointF& baseline, const QString& text, const QColor& ground);
     void paintCutBadge(const QRectF& area, const CellView& view);
-    /// Beside a line that a rule has given up.
+    /// Marks a line on which a rule has given up.
 
     QPainter& painter_;
     LogTableViewDelegate& delegate_;

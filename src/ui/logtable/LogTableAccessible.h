@@ -13,14 +13,14 @@ namespace korvane {
 
 class LogTableView;
 
-/// What assistive programs see of the log table: the cells of the visible rows are its children, however many
-/// rows there are. Rows and columns count as in the table; what has no room in an int is cut to its largest
-/// value. Cells exist from the first time that they are asked for until their row leaves the view.
+/// The log table for assistive programs: its children are the cells of the visible rows only. Rows and
+/// columns count as in the table; counts are clamped to the range of int. A cell exists from its first
+/// request until its row leaves the view.
 ///
-/// Qt makes it when it is first asked for and owns it; the table removes it before it goes. Main thread.
+/// Qt creates it on first request and owns it; the table removes it before its own end. Main thread.
 class LogTableAccessible : public QAccessibleWidget, public QAccessibleTableInterface {
 public:
-    /// Has Qt make this for the tables that are created from now on. Any number of times.
+    /// Registers the factory for tables created from now on. May be called repeatedly.
     static void install();
     /// Removes the table's interface and those of its cells; for the table's destructor.
     static void remove(LogTableView& view);
@@ -29,13 +29,13 @@ public:
     ~LogTableAccessible() override;
 
     LogTableView& view() const { return view_; }
-    /// The cell of a visible row; null for any other.
+    /// The cell of a visible row; null for other rows.
     QAccessibleInterface* cell(qint64 row, QLatin1StringView column) const;
     QAccessibleInterface* columnHeader(QLatin1StringView column) const;
     /// -1 for a column that is not shown.
     int columnIndex(QLatin1StringView column) const;
     bool isVisibleRow(qint64 row) const;
-    /// Lets go of cells whose row is not in view or whose column is not shown.
+    /// Releases cells whose row is not visible or whose column is not shown.
     void dropHiddenCells();
 
     // QAccessibleInterface
@@ -43,7 +43,7 @@ public:
     QAccessibleInterface* child(int index) const override;
     int childCount() const override;
     int indexOfChild(const QAccessibleInterface* child) const override;
-    /// The line of the current row while the table has the focus.
+    /// The line cell of the current row while the table has the focus.
     QAccessibleInterface* focusChild() const override;
     QAccessible::State state() const override;
     void* interface_cast(QAccessible::InterfaceType type) override;
@@ -51,9 +51,9 @@ public:
     // QAccessibleTableInterface
     QAccessibleInterface* caption() const override { return nullptr; }
     QAccessibleInterface* summary() const override { return nullptr; }
-    /// Null for a row that is not in view.
+    /// Null for a row that is not visible.
     QAccessibleInterface* cellAt(int row, int column) const override;
-    /// Those in view; a selection of the whole table can be too large to list.
+    /// Only visible cells; a selection of the whole table can be too large to list.
     QList<QAccessibleInterface*> selectedCells() const override;
     QList<int> selectedRows() const override;
     int selectedCellCount() const override;
@@ -66,7 +66,7 @@ public:
     QList<int> selectedColumns() const override { return {}; }
     bool isColumnSelected(int /*column*/) const override { return false; }
     bool isRowSelected(int row) const override;
-    /// Makes it the current row, too, and brings it into view.
+    /// Also makes the row current and scrolls it into view.
     bool selectRow(int row) override;
     bool selectColumn(int /*column*/) override { return false; }
     bool unselectRow(int /*row*/) override { return false; }
@@ -76,7 +76,7 @@ public:
 private:
     LogTableView& view_;
     LogTableAnnouncer announcer_;
-    /// By row and identifier of the column.
+    /// Key: row and column identifier.
     mutable std::map<std::pair<qint64, QLatin1StringView>, QAccessible::Id> cells_;
     mutable std::map<QLatin1StringView, QAccessible::Id> headers_;
 };

@@ -53,7 +53,7 @@ LogTableAnnouncer::LogTableAnnouncer(LogTableView& view, LogTableAccessible& tab
 bool LogTableAnnouncer::eventFilter(QObject* watched, QEvent* event) {
     if (watched == &view_ && event->type() == QEvent::FocusIn) {
         announcedRow_ = -1;
-        // The table itself is announced right after this event.
+        // Queued, because the table itself is announced right after this event.
         QMetaObject::invokeMethod(
             this, [this] { announceCurrentRow(); }, Qt::QueuedConnection);
     }

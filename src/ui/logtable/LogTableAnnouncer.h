@@ -10,18 +10,18 @@ namespace korvane {
 class LogTableAccessible;
 class LogTableView;
 
-/// Tells assistive programs what happens in the log table: another current row, other selections, other rows.
-/// A log that grows many times a second is announced a few times a second. Nothing is announced while no such
-/// program is there. Main thread; belongs to the table's interface.
+/// Announces changes of the log table to assistive programs: current row, selection, rows. A fast-growing log
+/// is announced only a few times a second; nothing is announced while no such program is active. Main thread;
+/// belongs to the table's interface.
 class LogTableAnnouncer : public QObject {
 public:
     using Listener = void (*)(QAccessibleEvent&);
-    /// Hears what is announced in place of assistive programs; null to give it to them again.
+    /// Redirects announcements from assistive programs to `listener`; null restores them.
     static void setListener(Listener listener);
     static bool hasListener();
     static void announce(QAccessibleEvent&& event);
 
-    /// Both outlive it.
+    /// Both must outlive the announcer.
     LogTableAnnouncer(LogTableView& view, LogTableAccessible& table);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -30,12 +30,12 @@ private:
     void rowsMayHaveChanged();
     void announceRows();
     void announceSelection();
-    /// Unless it has been announced; a row that is not in view waits until it is.
+    /// Announces the current row once; a row that is not visible is announced when it becomes visible.
     void announceCurrentRow();
 
     LogTableView& view_;
     LogTableAccessible& table_;
-    /// Runs while changed rows are to be announced.
+    /// Active while changed rows are still to be announced.
     QTimer rowsTimer_;
     int announcedRowCount_ = 0;
     qint64 announcedRow_ = -1;

@@ -210,7 +210,7 @@ int LogTableCellAccessible::offsetAtPoint(const QPoint& point) const {
     const QPointF inLayout = view().viewport()->mapFromGlobal(QPointF(point)) - *corner;
     const int length = shown.row->line.length();
     const int nearest = std::min(shown.layout->positionAt(inLayout), length);
-    // The character under the point, not the nearest gap between two.
+    // The character under the point, not the nearest border between two.
     const bool isBefore =
         nearest > 0 && (nearest == length || shown.layout->characterRect(nearest).left() > inLayout.x());
     return isBefore ? nearest - 1 : nearest;
@@ -240,7 +240,7 @@ void LogTableCellAccessible::doAction(const QString& name) {
         view().setFocus(Qt::OtherFocusReason);
         return;
     }
-    // Whoever hears of the click may change the rows, and with them the cells.
+    // Handlers of the click may change the rows, and so delete the cells: use the id.
     const QAccessible::Id id = QAccessible::uniqueId(this);
     const bool wasMarked = isMarked();
     Q_EMIT view().lineMarkClicked(row_);

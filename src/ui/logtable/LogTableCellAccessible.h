@@ -11,12 +11,12 @@ namespace korvane {
 class LogTableAccessible;
 class LogTableView;
 
-/// What the column is called.
+/// User-visible name of the column.
 QString columnTitle(QLatin1StringView column);
 
-/// What assistive programs see of one cell of the log table: what is drawn there. A mark is a check box that
-/// can be toggled; a line is text, of which a part may be selected. Main thread; the table's interface makes
-/// it and lets it go.
+/// One cell of the log table for assistive programs, as it is drawn. A mark is a check box that can be
+/// toggled; a line is text, of which a part may be selected. Main thread; the table's interface creates and
+/// releases it.
 class LogTableCellAccessible : public QAccessibleInterface,
                                public QAccessibleTableCellInterface,
                                public QAccessibleTextInterface,
@@ -24,14 +24,14 @@ class LogTableCellAccessible : public QAccessibleInterface,
     Q_DECLARE_TR_FUNCTIONS(LogTableCellAccessible)
 
 public:
-    /// `table` outlives it.
+    /// `table` must outlive the cell.
     LogTableCellAccessible(const LogTableAccessible& table, qint64 row, QLatin1StringView column);
 
     const LogTableAccessible& owner() const { return table_; }
     qint64 row() const { return row_; }
 
     // QAccessibleInterface
-    /// While its row is in view and its column is shown.
+    /// True while its row is visible and its column is shown.
     bool isValid() const override;
     QObject* object() const override { return nullptr; }
     QWindow* window() const override;
@@ -57,7 +57,7 @@ public:
     int rowExtent() const override { return 1; }
     QAccessibleInterface* table() const override { return parent(); }
 
-    // QAccessibleTextInterface; only of the line. Offsets are those of the line's text.
+    // QAccessibleTextInterface; only for the line cell. Offsets are those of the line's text.
     void selection(int index, int* startOffset, int* endOffset) const override;
     int selectionCount() const override;
     void addSelection(int startOffset, int endOffset) override;
@@ -80,7 +80,7 @@ public:
 private:
     LogTableView& view() const;
     QString shownText() const;
-    /// What is to be known of the line beside its text.
+    /// Remarks on the line in addition to its text.
     QString remarks() const;
     bool isMarked() const;
     bool isLine() const;
@@ -91,10 +91,10 @@ private:
     const QLatin1StringView column_;
 };
 
-/// The header of a column, which is not drawn. Main thread; the table's interface makes it and lets it go.
+/// The header of a column, which is not drawn. Main thread; the table's interface creates and releases it.
 class LogTableHeaderAccessible : public QAccessibleInterface {
 public:
-    /// `table` outlives it.
+    /// `table` must outlive the header.
     LogTableHeaderAccessible(const LogTableAccessible& table, QLatin1StringView column)
         : table_(table), column_(column) {}
 

@@ -86,7 +86,7 @@ void LogTableInput::moveLine(int direction, Qt::KeyboardModifiers modifiers) {
         makeCurrent(current, modifiers);
         return;
     }
-    // A row that does not fit is entered at the end that is next to this one.
+    // A row that does not fit is shown from the end nearest to the current row.
     const qreal height = table_.delegate().heightOfRow(target);
     const qreal shown = height > viewHeight ? line : height;
     if (direction > 0)
@@ -99,7 +99,7 @@ void LogTableInput::moveLine(int direction, Qt::KeyboardModifiers modifiers) {
 void LogTableInput::movePage(int direction, Qt::KeyboardModifiers modifiers) {
     if (table_.rowCount() == 0)
         return;
-    // The current row stays at its height in the view.
+    // The current row keeps its height in the view.
     const auto area = table_.rowRect(table_.currentRow());
     const qreal lowest = std::max(0.0, table_.viewport()->height() - table_.rowHeight());
     const qreal y = area ? std::clamp(area->top(), 0.0, lowest) + table_.rowHeight() / 2 : 0;
@@ -109,7 +109,7 @@ void LogTableInput::movePage(int direction, Qt::KeyboardModifiers modifiers) {
         return;
     }
     const qint64 row = table_.rowAt(y);
-    // Rows that get their text later push others out of the view, but not this one.
+    // Rows loaded later may push an unloaded row out of the view: then take one that keeps its place.
     if (table_.delegate().isLoaded(row))
         makeCurrent(row, modifiers);
     else
@@ -146,7 +146,7 @@ void LogTableInput::pressMouse(const QMouseEvent& event) {
         pressLeft(row, event);
         return;
     }
-    // The menu acts on what is selected; a click elsewhere selects first.
+    // The menu acts on the selection; a click outside it selects first.
     const auto& text = table_.textSelection();
     const bool isSelected = table_.selection().contains(row) || (text && text->row == row);
     if (!isSelected)
@@ -204,7 +204,7 @@ void LogTableInput::dragTo(QPointF point) {
     const qint64 row = table_.rowAt(std::clamp(point.y(), 0.0, table_.viewport()->height() - 1.0));
     if (row < 0)
         return;
-    // Within the line it is text that is selected, across lines it is rows.
+    // A drag within the line selects text, across lines it selects rows.
     if (drag_ != Drag::Text || row != pressRow_) {
         table_.selectRowsTo(row);
         return;
@@ -254,7 +254,7 @@ void LogTableInput::doubleClick(const QMouseEvent& event) {
 
 void LogTableInput::turnWheel(const QWheelEvent& event) {
     if (event.modifiers() & Qt::ControlModifier) {
-        // Fine wheels turn by parts of a step.
+        // High-resolution wheels report fractions of a step.
         const int delta = event.angleDelta().y();
         zoomDelta_ = (zoomDelta_ < 0) == (delta < 0) ? zoomDelta_ + delta : delta;
         const int steps = zoomDelta_ / QWheelEvent::DefaultDeltasPerStep;
@@ -307,7 +307,7 @@ TextRange LogTableInput::textTakenAt(qint64 row, QPointF point) {
         return {nearest, 0};
     if (clickCount_ > 3)
         return {0, view.textLength()};
-    // The character under the pointer, not the nearest gap between two.
+    // The character under the pointer, not the nearest border between two.
     int position = nearest;
     if (position > 0 && view.layout->characterRect(position).left() > point.x() - origin->x() &&
         view.layout->characterRect(position - 1).top() == view.layout->characterRect(position).top())

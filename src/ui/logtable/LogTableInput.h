@@ -17,14 +17,13 @@ namespace korvane {
 
 class LogTableView;
 
-/// What the user does in the log table with the mouse and the keys: turns it into scrolling and selecting.
-/// The table hands its events in; places of mouse and wheel are the viewport's. Main thread; belongs to the
-/// table.
+/// Turns mouse and key events of the log table into scrolling and selecting. The table passes its events in;
+/// mouse and wheel positions are in viewport coordinates. Main thread; belongs to the table.
 class LogTableInput : public QObject {
 public:
     explicit LogTableInput(LogTableView& table);
 
-    /// Whether the key means something here.
+    /// Handles a key; false if it has no meaning here.
     [[nodiscard]] bool pressKey(const QKeyEvent& event);
     void pressMouse(const QMouseEvent& event);
     void moveMouse(const QMouseEvent& event);
@@ -32,7 +31,7 @@ public:
     void doubleClick(const QMouseEvent& event);
     void turnWheel(const QWheelEvent& event);
     void askForMenu(const QContextMenuEvent& event);
-    /// Something else is selected: keys that select text begin at the first character in view.
+    /// The selection was changed elsewhere: keys that select text start at the first visible character.
     void forgetTextPlace() { caret_.forget(); }
 
 protected:
@@ -40,20 +39,20 @@ protected:
     void timerEvent(QTimerEvent* event) override;
 
 private:
-    /// What a press of the mouse started to select.
+    /// What the drag under way selects.
     enum class Drag { None, Text, Rows };
 
-    /// Scrolls inside a current row that is taller than the view before it moves on.
+    /// Scrolls within a current row that is taller than the view before moving on.
     void moveLine(int direction, Qt::KeyboardModifiers modifiers);
     void movePage(int direction, Qt::KeyboardModifiers modifiers);
     void moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers);
     void makeCurrent(qint64 row, Qt::KeyboardModifiers modifiers);
     void pressLeft(qint64 row, const QMouseEvent& event);
     void dragTo(QPointF point);
-    /// The gap between two characters that is nearest to the point.
+    /// The border between two characters that is nearest to the point.
     int textPositionAt(qint64 row, QPointF point);
-    /// What a click takes there: nothing by the first one, a word by the second, a compound one by the third,
-    /// the line by the fourth.
+    /// The text that a click selects: none for the first click, a word for the second, a compound word for
+    /// the third, the line for the fourth.
     TextRange textTakenAt(qint64 row, QPointF point);
 
     LogTableView& table_;
@@ -63,9 +62,9 @@ private:
     bool hasDragged_ = false;
     qint64 pressRow_ = -1;
     int clickCount_ = 0;
-    /// Of the wheel, towards the next step of the zoom.
+    /// Accumulated wheel movement towards the next zoom step.
     int zoomDelta_ = 0;
-    /// What the press itself took of the row's text: a drag goes on from there.
+    /// The text that the press itself selected: a drag extends it.
     TextRange pressedText_;
     QPointF lastDragPoint_;
     QBasicTimer autoScrollTimer_;

@@ -13,13 +13,12 @@ struct LogTableColumn {
     qreal width = 0;
 };
 
-/// The colours of the log table. Those that the user chose are painted as they are.
+/// The colours of the log table. Colours that the user chose are painted unchanged.
 struct LogTableColors {
     QColor background;
     QColor text;
     QColor lineNumber;
-    /// Colours of text and line numbers that nobody chose: painted lighter or darker where they could not be
-    /// read.
+    /// Default colours of text and line numbers: painted lighter or darker where they would be unreadable.
     std::vector<QColor> unchosen = {};
 };
 

@@ -17,7 +17,7 @@ namespace korvane {
 namespace {
 
 constexpr int loadingDelayMilliseconds = 150;
-/// Scroll bars count in int; this leaves room for their own arithmetic.
+/// Maximum scroll bar value: bars use int, and need room for their own arithmetic.
 constexpr qint64 largestBarValue = 1'000'000'000;
 
 } // namespace
@@ -165,7 +165,7 @@ void LogTableView::redecorate() {
 void LogTableView::layoutChanged() {
     delegate_.resetRowHeights();
     widestLine_ = 0;
-    // An offset in a row that is no longer so tall means nothing.
+    // An offset beyond the new height of its row is invalid.
     const auto isInside = [this](RowPlace place) {
         return place.row >= rowCount_ || place.offset < delegate_.heightOfRow(place.row);
     };
@@ -193,7 +193,7 @@ void LogTableView::setTop(RowPlace top) {
 
 void LogTableView::holdAt(RowPlace place, qreal y) {
     setTop(places().moved(place, -y));
-    // The ends of the file may have been nearer.
+    // At the ends of the file the place may be nearer to the edge than requested.
     const auto area = rowRect(place.row);
     held_ = HeldPlace{place, area ? area->top() + place.offset : y};
 }
@@ -218,7 +218,7 @@ void LogTableView::scrollByPixels(qreal pixels) {
         return;
     }
     const RowPlace top = places().moved(top_, pixels);
-    // An end that moves away when its rows get their text has not been reached.
+    // If rows still have to get their text, the end may move away: do not count it as reached.
     moveTop(top, isAtEnd(top) && !hasUnmeasuredRows(top));
     held_ = HeldPlace{top, 0};
 }
@@ -247,7 +247,7 @@ void LogTableView::updateScrollBars() {
     while ((rowCount_ >> scrollShift_) > largestBarValue)
         ++scrollShift_;
     const RowPlaces rows = places();
-    // Away from the end its exact place is not worth measuring rows for.
+    // Far from the end an estimate is enough; no rows are measured for it.
     const bool isNearEnd = rows.isNearEnd(top_);
     const RowPlace end = isNearEnd ? rows.end() : RowPlace{std::max<qint64>(rowCount_ - rowsPerPage(), 0), 0};
     const qint64 last = end.row + (end.offset > 0 ? 1 : 0);
@@ -304,7 +304,7 @@ void LogTableView::setTopRow(qint64 row) {
 }
 
 void LogTableView::scrollToEnd() {
-    // Not asked again whether this is the end: texts that arrive at this moment make rows taller.
+    // Do not check again for the end: text loaded meanwhile makes rows taller.
     moveTop(places().end(), true);
 }
 
@@ -329,7 +329,7 @@ bool LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
     const auto view = delegate_.viewForTableColumn(cell::line, row);
     const QRectF first = view.layout ? view.layout->characterRect(range.location) : QRectF();
     const bool fits = delegate_.heightOfRow(row) <= viewport()->height();
-    const int rowsBefore = rowsPerPage() / 3; // something to read around it
+    const int rowsBefore = rowsPerPage() / 3; // context above it
     if (isRowPartInView(row, fits ? 0 : first.top(), fits ? delegate_.heightOfRow(row) : first.height()))
         holdAt({row, 0}, rowRect(row)->top());
     else
@@ -506,7 +506,7 @@ void LogTableView::selectText(qint64 row, TextRange range) {
 
 void LogTableView::takeText(qint64 row, TextRange range) {
     textSelection_ = range.length > 0 ? std::optional(TextSelection{row, range}) : std::nullopt;
-    // No other row stays selected behind what can be seen.
+    // Deselect other rows: their selection would stay, but be invisible.
     currentRow_ = anchorRow_ = row;
     selection_.select(row, row);
 }

@@ -16,8 +16,8 @@
 
 namespace korvane {
 
-/// The table of a log: scrolls by rows, holds nothing per row, draws what is visible and asks its delegate
-/// for it. Coordinates of events and drawing are those of the viewport. Main thread.
+/// The log table: scrolls by rows, stores nothing per row, draws only visible rows and gets them from its
+/// delegate. Coordinates of events and drawing are those of the viewport. Main thread.
 class LogTableView : public QAbstractScrollArea {
     Q_OBJECT
 
@@ -29,7 +29,7 @@ public:
         qint64 row = -1;
         TextRange range;
     };
-    /// The place in one row's text from which keys select.
+    /// The caret: the position in one row's text from which keys select.
     struct Caret {
         qint64 row = -1;
         int position = 0;
@@ -48,20 +48,20 @@ public:
     const std::vector<Column>& columns() const { return columns_; }
     std::vector<Column>::const_iterator column(QLatin1StringView identifier) const;
     Column takeColumn(QLatin1StringView identifier);
-    /// Adds a column as the last one.
+    /// Appends a column.
     void addColumn(const Column& column);
     void moveColumn(std::size_t from, std::size_t to);
     void setColumnWidth(QLatin1StringView identifier, qreal width);
     /// The left edge of the line column.
     qreal lineColumnX() const;
-    /// Where the text of lines begins when they are not scrolled sideways.
+    /// Left edge of the text of lines when they are not scrolled sideways.
     qreal lineTextX() const;
-    /// Width that the text of a line may take in the line column.
+    /// Width available to the text of a line.
     qreal lineTextWidth() const;
 
     qint64 rowCount() const { return rowCount_; }
     void setRowCount(qint64 count);
-    /// These rows, both included, have another text or have been loaded: heights and drawing follow.
+    /// These rows, both included, were loaded or have another text: they are measured and drawn again.
     void rowsChanged(qint64 firstRow = 0, qint64 lastRow = std::numeric_limits<qint64>::max());
     /// Colours of rows may have changed, but neither text nor height.
     void redecorate();
@@ -72,54 +72,56 @@ public:
     const RowPlace& topPlace() const { return top_; }
     qint64 lastVisibleRow() const;
     bool isAtEnd() const;
-    /// As above when rows, window or place last changed: also when texts have arrived since that take more
-    /// room.
+    /// `isAtEnd` at the last change of rows, window or place: stays true when rows loaded since have become
+    /// taller.
     bool stoodAtEnd() const { return stoodAtEnd_; }
     /// Rows of one line that fit into the view; at least 1.
     int rowsPerPage() const;
-    /// Scrolls so that the row is the first one, as far as the end allows.
+    /// Scrolls so that the row is at the top, as far as the end allows.
     void setTopRow(qint64 row);
     void scrollToEnd();
-    /// Positive = towards the end. The rows that leave at the bottom by scrolling up stay next to those that
-    /// come in, also when these get their text later and take more room.
+    /// Positive = towards the end. When scrolling up, rows loaded later do not move the rows that were
+    /// visible before, even if they become taller.
     void scrollByPixels(qreal pixels);
-    /// By what was visible less one line: positive = towards the end. False at the end of the way.
+    /// Scrolls by the visible height less one line; positive = towards the end. False when already at the end
+    /// in that direction.
     bool scrollByPage(int direction);
     void scrollRowToVisible(qint64 row);
-    /// As little as needed for `height` pixels of a row, from `offset` below its top edge on.
+    /// Scrolls the least distance that shows `height` pixels of a row, from `offset` below its top edge.
     void scrollRowPartToVisible(qint64 row, qreal offset, qreal height);
-    /// Scrolls a text position of a row into view, also sideways, with something to read around it. It stays
-    /// there while rows above it get their text. False when the row's own text is not loaded yet.
+    /// Scrolls a text position of a row into view, also sideways, with some context. It stays there while
+    /// rows above it are loaded. False when the row itself is not loaded yet.
     bool scrollTextToVisible(qint64 row, TextRange range);
 
     const RowSelection& selection() const { return selection_; }
     qint64 currentRow() const { return currentRow_; }
     void selectRow(qint64 row);
-    /// What was selected before, as far as the rows are there.
+    /// Restores an earlier selection, as far as its rows exist.
     void restoreSelection(const RowSelection& selection, qint64 currentRow);
-    /// Selects from the row that was last selected by itself to this one, which becomes the current row.
+    /// Selects from the last row selected by itself to this one, which becomes the current row.
     void selectRowsTo(qint64 row);
-    /// Adds the row to the selection or takes it out; it becomes the current row.
+    /// Adds the row to the selection or removes it; it becomes the current row.
     void toggleRow(qint64 row);
     void selectAll();
     void clearSelection();
-    /// A selected part of a text takes the place of selected rows.
+    /// Selected text takes precedence over selected rows.
     bool showsAsSelected(qint64 row) const { return selection_.contains(row) && !textSelection_; }
     const std::optional<TextSelection>& textSelection() const { return textSelection_; }
     const std::optional<Caret>& caret() const { return caret_; }
     QString selectedText() const;
-    /// Empty for no selected text.
+    /// An empty range deselects the text.
     void selectText(qint64 row, TextRange range);
     /// Selects between the two positions of a row's text and shows the caret at the second one, scrolled into
-    /// view. Selecting anything else hides it.
+    /// view. Any other selection hides the caret.
     void selectTextToCaret(qint64 row, int anchor, int position);
 
-    /// The row at a height of the viewport; -1 outside the rows.
+    /// The row at a y coordinate of the viewport; -1 outside the rows.
     qint64 rowAt(qreal y) const;
-    /// A row's area in the viewport; nothing when it is not visible.
+    /// A row's area in the viewport; nullopt when it is not visible.
     std::optional<QRectF> rowRect(qint64 row) const;
     QLatin1StringView columnAt(qreal x) const;
-    /// The top left corner of a row's text, scrolled sideways as it is; nothing when the row is not visible.
+    /// The top left corner of a row's text, including horizontal scrolling; nullopt when the row is not
+    /// visible.
     std::optional<QPointF> textOrigin(qint64 row) const;
 
     QSize sizeHint() const override { return {960, 600}; }
@@ -127,17 +129,17 @@ public:
 Q_SIGNALS:
     /// Rows or text selection have changed.
     void selectionChanged();
-    /// The mouse has selected rows by a drag, or text by a drag or several clicks, and has let go.
+    /// The mouse button was released after selecting rows by a drag, or text by a drag or several clicks.
     void selectedByMouse();
     void lineMarkClicked(qint64 row);
-    /// There are other rows, or texts, heights or columns of rows have changed.
+    /// Rows were added, removed or replaced, or texts, heights or columns of rows have changed.
     void contentChanged();
     /// The visible rows have changed, by scrolling or resizing.
     void visibleRowsChanged();
     /// The wheel was turned with the control key down.
     void zoomRequested(int steps);
     void contextMenuRequested(QPoint globalPosition);
-    /// The first time that all visible rows show their text, since the row count last became known.
+    /// All visible rows show their text for the first time since the row count last became known.
     void visibleRowsShown();
 
 protected:
@@ -158,22 +160,22 @@ protected:
     bool viewportEvent(QEvent* event) override;
 
 private:
-    /// For the rows and the viewport as they are now.
+    /// For the present rows and viewport.
     RowPlaces places() const;
     std::vector<RowPlaces::VisibleRow> visibleRows() const;
     void setTop(RowPlace top);
     void moveTop(RowPlace top, bool isEnd);
-    /// Scrolls so that the place stands so many pixels below the upper edge, and keeps it there while rows
-    /// above it change their heights.
+    /// Scrolls so that the place is `y` pixels below the upper edge, and keeps it there while rows above it
+    /// change their heights.
     void holdAt(RowPlace place, qreal y);
     void scrollCaretToVisible();
-    /// Whether rows in the view may yet become taller.
+    /// Whether visible rows may still become taller.
     bool hasUnmeasuredRows(RowPlace top) const;
     bool isRowPartInView(qint64 row, qreal offset, qreal height) const;
     bool isAtEnd(RowPlace top) const;
-    /// Selects text of the row, which is the current one then.
+    /// Selects text of the row and makes it the current row.
     void takeText(qint64 row, TextRange range);
-    /// When the height of rows or window has changed: a view at the end stays there.
+    /// Call after the height of rows or window has changed: a view at the end stays there.
     void keepPlaceInChangedRows();
     void updateScrollBars();
     void updateHorizontalBar();
@@ -190,16 +192,16 @@ private:
     std::vector<Column> columns_;
     qint64 rowCount_ = 0;
     RowPlace top_;
-    /// The last row's end was at the lower edge when the top was last set: it stays there when the window is
-    /// resized or rows get another height.
+    /// The end of the last row was at the lower edge when the top was last set: it stays there when the
+    /// window is resized or rows change their heights.
     bool stoodAtEnd_ = false;
-    /// Set while a place further down than the top stays where it is in the view.
+    /// A place further down than the top that keeps its position in the view.
     struct HeldPlace {
         RowPlace place;
         qreal y = 0;
     };
     std::optional<HeldPlace> held_;
-    /// Rows that one step of the scroll bar stands for, as a power of two: a bar counts in int.
+    /// A scroll bar value stands for 2^scrollShift_ rows, as bars use int.
     int scrollShift_ = 0;
     bool isUpdatingBars_ = false;
     /// The widest line seen, for sideways scrolling.
@@ -211,7 +213,7 @@ private:
     std::optional<TextSelection> textSelection_;
     std::optional<Caret> caret_;
 
-    /// "Loading" is drawn only when it takes a while, so that quick loads do not flicker.
+    /// Delays drawing "Loading", so that quick loads do not flicker.
     QBasicTimer loadingTimer_;
     bool showsLoading_ = false;
     bool hasShownRows_ = false;

@@ -29,15 +29,14 @@ inline constexpr QLatin1StringView filtered = "Filtered"_L1;
 inline constexpr QLatin1StringView wrappedLine = "WrappedLine"_L1;
 } // namespace cell
 
-/// Answers the log table: what a cell shows and how tall a row is. Wrapped rows are measured by laying their
-/// text out, which is slow, so their heights are kept until the font, the wrapping or the column width
-/// changes. Main thread.
+/// Provides the log table with the content of cells and the height of rows. Heights of wrapped rows need a
+/// slow layout, so they are cached until the font, the wrapping or the column width changes. Main thread.
 class LogTableViewDelegate {
 public:
-    /// What the table draws in one cell.
+    /// The content of one cell.
     struct CellView {
         QLatin1StringView identifier;
-        /// The line's text set for the screen; only for "Line" and "WrappedLine". Valid until the next call.
+        /// Layout of the line's text; only for "Line" and "WrappedLine". Valid until the next call.
         const LineLayout* layout = nullptr;
         /// Only for "Line" and "WrappedLine"; valid until the next call.
         const RowLine* row = nullptr;
@@ -46,18 +45,18 @@ public:
         /// Only for "LineMark".
         bool isMarked = false;
 
-        /// UTF-16 units of the line's text, without a carriage return at its end. Only with a `row`.
+        /// UTF-16 units of the line's text, without a carriage return at its end. Requires a `row`.
         int textLength() const;
-        /// As above, as far as the layout shows the text. Only with a `layout`.
+        /// As above, limited to the part that the layout shows. Requires a `layout`.
         int shownLength() const { return textLength() - layout->hiddenUnits(); }
     };
 
-    /// `lineTextWidth` gives the width that the text of a line has in the table's present columns.
+    /// `lineTextWidth` returns the width available to the text of a line in the table's present columns.
     explicit LogTableViewDelegate(std::function<qreal()> lineTextWidth);
 
     void setDataSource(std::shared_ptr<TailDataSourceProtocol> dataSource);
     void setFont(const QFont& font);
-    /// What lines are painted on: colours that cannot be read there are shifted.
+    /// Sets the backgrounds of lines: colours unreadable on them are shifted.
     void setGrounds(const TableGrounds& grounds);
     const TableGrounds& grounds() const { return grounds_; }
     void setWrapping(bool wrapping);
@@ -65,19 +64,19 @@ public:
 
     const LineMetrics& metrics() const { return *metrics_; }
 
-    /// In device-independent pixels. Off wrapping one height holds for all rows.
+    /// In device-independent pixels. Without wrapping all rows have the same height.
     qreal heightOfRow(qint64 row);
     CellView viewForTableColumn(QLatin1StringView column, qint64 row);
-    /// Whether the row's text is there, without requesting it.
+    /// Whether the row's text is loaded; does not request it.
     bool isLoaded(qint64 row) const;
 
-    /// Heights are measured anew (font, wrapping or column width changed).
+    /// Drops all heights (font, wrapping or column width changed).
     void resetRowHeights();
     /// The text of these rows, both included, may have changed: they are laid out and measured again.
     void rowsChanged(qint64 firstRow = 0, qint64 lastRow = std::numeric_limits<qint64>::max());
     /// Colours may have changed, heights have not.
     void redecorate() { layouts_.clear(); }
-    /// Layouts of rows outside are let go.
+    /// Releases the layouts of rows outside the range.
     void keepLayouts(qint64 firstRow, qint64 lastRow);
 
 private:
@@ -86,7 +85,7 @@ private:
         std::unique_ptr<LineLayout> layout;
     };
 
-    /// The row's line as the data source has it, laid out; null while it is not loaded.
+    /// The layout of the row's line; null while the line is not loaded.
     const Prepared* prepared(qint64 row);
     qreal measuredHeight(const AttributedString& line) const;
     std::optional<qreal> wrapWidth() const;

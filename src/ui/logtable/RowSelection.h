@@ -16,11 +16,11 @@ public:
     };
 
     void clear() { ranges_.clear(); }
-    /// Replaces the selection by the rows between the two, in either order.
+    /// Selects exactly the rows between the two, both included, in either order.
     void select(qint64 oneEnd, qint64 otherEnd);
     void add(qint64 oneEnd, qint64 otherEnd);
     void toggle(qint64 row);
-    /// Forgets rows at and beyond `rowCount`.
+    /// Removes rows from `rowCount` on.
     void limitTo(qint64 rowCount);
 
     bool contains(qint64 row) const;

@@ -119,7 +119,7 @@ const ShapedLineLayout::Segment& ShapedLineLayout::segmentAt(qreal x) const {
 
 const QTextLayout& ShapedLineLayout::layoutOf(const Segment& segment) const {
     if (!segment.layout) {
-        // A few neighbours stay shaped; a long line scrolled through would hold all of them otherwise.
+        // Keep only a few segments shaped; otherwise scrolling through a long line would keep them all.
         const auto shaped = std::count_if(segments_.begin(), segments_.end(),
                                           [](const Segment& known) { return known.layout != nullptr; });
         if (shaped > 32) {

@@ -10,7 +10,7 @@
 
 namespace korvane {
 
-/// Text of any script, or in a proportional font, shaped piece by piece as it becomes visible.
+/// Layout of text of any script, or in a proportional font, shaped in segments as they become visible.
 class ShapedLineLayout : public LineLayout {
 public:
     ShapedLineLayout(QString text, const AttributedString& line, const LineMetrics& metrics,
@@ -25,7 +25,7 @@ public:
                const Colors& colors) const override;
 
 private:
-    /// A part of the text that is shaped at once.
+    /// A part of the text that is shaped as a unit.
     struct Segment {
         TextRange range;
         /// Left edge; known up to `measured_`. Always 0 when wrapped.
@@ -36,7 +36,7 @@ private:
 
     void makeSegments();
     std::unique_ptr<QTextLayout> shape(TextRange range) const;
-    /// Shapes segments until all up to this one have a place.
+    /// Shapes segments until the left edges of all up to this one are known.
     void measureTo(std::size_t segment) const;
     const Segment& segmentOfPosition(int position) const;
     /// The segment drawn at x, measuring as far as needed.
@@ -50,7 +50,7 @@ private:
     const std::optional<qreal> wrapWidth_;
     int hiddenUnits_ = 0;
     mutable std::vector<Segment> segments_;
-    /// Segments before this one have their place.
+    /// The left edges of segments before this one are known.
     mutable std::size_t measured_ = 0;
 };
 

@@ -7,13 +7,14 @@
 namespace korvane {
 namespace {
 
-/// Share of the selection's colour in the ground of the current row, and of a selection without the focus.
+/// Share of the selection's colour in the background of the current row, and of a selection without the
+/// focus.
 constexpr double currentRowShare = 0.10;
 constexpr double unfocusedShare = 0.35;
-/// Share of the line numbers' colour in that of what stands in the place of a line.
+/// Share of the line numbers' colour in that of the text in place of a line.
 constexpr double noticeShare = 0.7;
 
-/// Blue as a ribbon in a book.
+/// Blue, as of a bookmark ribbon.
 const QColor markColor(0x35, 0x84, 0xe4);
 
 } // namespace
@@ -25,7 +26,7 @@ TableGrounds::TableGrounds(const LogTableColors& colors, const QPalette& palette
     currentRow_ = mixed(colors.background, highlight, currentRowShare);
     focus_ = readableOn({colors.background}, highlight);
     if (hasFocus) {
-        // The text keeps its colour: on a shifted one a whole selected page would look odd.
+        // Shift the background and keep the text colour: a selected page in a shifted colour would look odd.
         selection_ = readableOn({highlightedText}, highlight);
         selectedText_ = highlightedText;
     } else {

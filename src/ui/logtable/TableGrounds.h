@@ -10,27 +10,28 @@
 
 namespace korvane {
 
-/// What the parts of the log table are painted on, and the colours that can be read there. A value type.
+/// The backgrounds (grounds) of the parts of the log table, and the colours that are readable on them. A
+/// value type.
 class TableGrounds {
 public:
     TableGrounds() = default;
-    /// `hasFocus`: keys go to the table; its selection stands out less while they do not.
+    /// `hasFocus`: the table has the keyboard focus; without it the selection stands out less.
     TableGrounds(const LogTableColors& colors, const QPalette& palette, bool hasFocus);
 
     const LogTableColors& colors() const { return colors_; }
     const QColor& currentRow() const { return currentRow_; }
     const QColor& selection() const { return selection_; }
     const QColor& selectedText() const { return selectedText_; }
-    /// Of the lines that show where keys go.
+    /// Colour of the focus frame.
     const QColor& focus() const { return focus_; }
 
-    /// A colour on a ground: shifted in lightness when nobody chose it.
+    /// A colour on a ground: a default colour is shifted in lightness until it is readable.
     QColor shown(const QColor& color, const QColor& ground) const;
-    /// Of the sign of a marked line, and of what stands in the place of a line.
+    /// Colours of the sign of a marked line, and of the text in place of a line.
     QColor mark(const QColor& ground) const;
     QColor notice(const QColor& ground) const;
-    /// The line with the text colours that nobody chose as they can be read on their backgrounds, whether its
-    /// row is the current one or not.
+    /// The line with its default text colours made readable on their backgrounds, whether its row is the
+    /// current one or not.
     AttributedString shownLine(const AttributedString& line) const;
 
 private:
@@ -42,7 +43,7 @@ private:
     QColor selection_;
     QColor selectedText_;
     QColor focus_;
-    /// By text and ground.
+    /// Cache; key: text colour and ground.
     mutable std::map<std::pair<QRgb, QRgb>, QColor> readable_;
 };
 

@@ -10,7 +10,7 @@ namespace korvane {
 
 class ElidedLabel;
 
-/// Says over the rows of a remote file that it is not connected, and offers to connect. Hidden while there is
+/// Strip over the rows of a remote file that is not connected; offers to connect. Hidden when there is
 /// nothing to say. Main thread.
 class ConnectionStrip : public QWidget {
     Q_OBJECT
@@ -18,7 +18,7 @@ class ConnectionStrip : public QWidget {
 public:
     explicit ConnectionStrip(QWidget* parent = nullptr);
 
-    /// `server`: as the user knows it. `fault`: why there is no connection; may be empty.
+    /// `server`: as the user knows it. `fault`: reason for the missing connection; may be empty.
     void showState(ConnectionState state, const QString& server, const QString& fault);
 
 Q_SIGNALS:

@@ -25,7 +25,7 @@ void CopyLinesOperation::main() {
     int lastPercent = 0;
     for (const auto& range : lines_) {
         for (qint64 line = range.first, count = 0; line <= range.last; line += count) {
-            // No page is read twice.
+            // Stop at page borders, so that no page is read twice.
             count = std::min(pages::firstLine(pages::pageOfLine(line) + 1), range.last + 1) - line;
             const auto lines = dataSource_->readLines(line, count, isCancelled).value_or(QStringList());
             std::vector<bool> hidden;

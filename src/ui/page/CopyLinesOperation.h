@@ -13,17 +13,17 @@ namespace korvane {
 
 class TailDataSourceProtocol;
 
-/// Reads lines of any number from a file in the background, for the clipboard.
+/// Reads any number of lines from a file in the background, for the clipboard.
 class CopyLinesOperation : public Operation {
 public:
     enum class Hidden { LeftOut, Included };
     enum class End { Read, Cancelled, Unreadable };
-    /// What came of it; `text` and `lines` are those that could be read.
+    /// The result; `text` and `lines` cover the lines that could be read.
     struct Outcome {
         End end = End::Cancelled;
         QString text;
         qint64 lines = 0;
-        /// Those that the rules hide, and that were left out.
+        /// Lines left out because rules hide them.
         qint64 hiddenLines = 0;
     };
     /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent.

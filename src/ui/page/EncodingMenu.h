@@ -15,7 +15,7 @@ class EncodingMenu : public QMenu {
 public:
     explicit EncodingMenu(QWidget* parent = nullptr);
 
-    /// Checks the one in effect.
+    /// Checks the entry of the encoding in effect.
     void setChoice(EncodingChoice choice);
     void setChoosable(bool choosable);
 

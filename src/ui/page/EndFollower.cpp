@@ -15,7 +15,7 @@
 namespace korvane {
 namespace {
 
-/// Between the mark and the lower edge of the rows.
+/// Distance between the mark and the lower edge of the rows, in pixels.
 constexpr int markDistance = 14;
 
 } // namespace
@@ -36,7 +36,7 @@ EndFollower::EndFollower(LogTableView& table, QObject* parent)
 }
 
 void EndFollower::whileRowsChange(bool follows, const std::function<void()>& change) {
-    // It may have got there without the user: a file that was cut fits into the view as a whole.
+    // The view can reach the end without user action: a truncated file may fit into it as a whole.
     if (table_.stoodAtEnd() && Preferences::shared().autoTailOnScroll())
         isAtEnd_ = true;
     isChangingRows_ = true;
@@ -74,11 +74,11 @@ void EndFollower::goToEnd() {
 }
 
 void EndFollower::noteUserScroll() {
-    // Where there is nothing yet nobody has gone to the end.
+    // An empty table is always at its end; the user has not gone there.
     if (isChangingRows_ || table_.rowCount() == 0)
         return;
     const bool reachedEnd = table_.stoodAtEnd();
-    // Texts that take more room have moved the end away, not the user the view.
+    // Rows that became taller moved the end away; the user did not scroll.
     const bool hasMoved = std::exchange(place_, table_.topPlace()) != table_.topPlace();
     if (!reachedEnd && !hasMoved)
         return;

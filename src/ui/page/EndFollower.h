@@ -12,8 +12,8 @@ namespace korvane {
 
 class LogTableView;
 
-/// Keeps the view of a growing file at its end while the user stands there. Scrolling up pauses that, and a
-/// mark over the view then counts what arrives and leads back to the end. Main thread.
+/// Keeps the view of a growing file at its end until the user scrolls up. A mark over the view then counts
+/// new lines and leads back to the end. Main thread.
 class EndFollower : public QObject {
     Q_OBJECT
 
@@ -21,19 +21,19 @@ public:
     /// `table` must outlive the follower.
     explicit EndFollower(LogTableView& table, QObject* parent = nullptr);
 
-    /// Rows are added or get their text in `change`. While `follows`, a view at its end is there again
-    /// afterwards.
+    /// Runs `change`, in which rows are added or get their text. If `follows`, a view that was at its end is
+    /// scrolled there again afterwards.
     void whileRowsChange(bool follows, const std::function<void()>& change);
-    /// What has been read so far is nothing new.
+    /// Counts no line known so far as new.
     void forgetNewLines();
-    /// Everything that is there has been read. Who sees all of it stands at the end.
+    /// The whole file has been read. A view that shows all of it counts as being at the end.
     void everythingRead();
-    /// The file holds another content: all its lines are new, but for the first `seenRows`.
+    /// The file has a new generation: all its lines are new, except the first `seenRows`.
     void otherContent(qint64 seenRows);
     void goToEnd();
 
     bool isAtEnd() const { return isAtEnd_; }
-    /// Lines that have arrived behind the end that was last seen.
+    /// Lines appended after the end that was last shown.
     qint64 newLines() const;
 
 protected:
@@ -46,7 +46,7 @@ private:
     LogTableView& table_;
     QPushButton* mark_;
     bool isAtEnd_ = false;
-    /// Of the top, when it was last looked at.
+    /// Top of the view at the last check.
     RowPlace place_;
     bool isChangingRows_ = false;
     qint64 seenRows_ = 0;

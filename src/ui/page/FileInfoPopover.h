@@ -11,8 +11,8 @@ namespace korvane {
 class Document;
 struct FileInformation;
 
-/// What is known of a file, over the footer of its window. Goes away when the user clicks elsewhere; deletes
-/// itself then. Main thread.
+/// Details of a file, over the footer of its window. Closes and deletes itself when the user clicks
+/// elsewhere. Main thread.
 class FileInfoPopover : public QFrame {
     Q_OBJECT
 
@@ -20,7 +20,7 @@ public:
     /// `document` must be open.
     FileInfoPopover(Document& document, qint64 lineCount, QWidget* parent);
 
-    /// Above the widget, at its right edge.
+    /// Shows it above the widget, at its right edge.
     void showAbove(QWidget& anchor);
 
 private:

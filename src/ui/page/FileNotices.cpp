@@ -10,7 +10,7 @@ namespace {
 
 using Remedy = PageNotice::Remedy;
 
-/// Characters of a rule's text that a notice has room for.
+/// Maximum length of a rule's text in a notice, in characters.
 constexpr qsizetype mostCharacters = 60;
 
 QString translated(const char* text) {
@@ -102,7 +102,7 @@ PageNotice FileNotices::unreadableNotice() const {
     switch (document_.connectionState()) {
     case ConnectionState::Lost:
     case ConnectionState::Unconnected:
-        return {}; // the strip of the connection says so
+        return {}; // shown by the connection strip
     case ConnectionState::Local:
         return {document_.openFault(), true, {Remedy::Reload, Remedy::CopyText}};
     default:

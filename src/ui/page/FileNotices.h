@@ -14,31 +14,32 @@
 
 namespace korvane {
 
-/// What there is to say of one open file, and which of it is said: the worst first, and nothing that the user
-/// has put aside. Main thread.
+/// The notices about one open file, and which of them is shown: the worst first, and none that the user has
+/// dismissed. Main thread.
 class FileNotices {
 public:
     explicit FileNotices(const Document& document) : document_(document) {}
 
-    /// What a look at the file has found while nobody follows it.
+    /// Fault found by polling the file while it is not followed.
     void setFault(FileFault fault) { fault_ = fault; }
-    /// What the one who follows the file has found at its path.
+    /// State of the file's path found while it is followed.
     void setStatus(FileStatus status, QTime time);
-    /// Following has begun or ended: the two ways of watching the file do not speak at once.
+    /// Following has begun or ended; resets the notice of the other way of watching, so that both are never
+    /// shown.
     void followingChanged(bool isFollowed);
     /// Some rows show U+FFFD for bytes that are not valid.
     void setHasInvalidLines(bool value) { hasInvalidLines_ = value; }
-    /// A fault of what the program keeps; stays until it is put aside.
+    /// A fault of the program's own stores; stays until it is dismissed.
     void setStoreFault(const QString& text) { storeFault_ = text; }
 
-    /// Rules that have given up lines of this file. A rule not shown before makes a dismissed notice visible
+    /// Rules that gave up on lines of this file. A rule not shown before makes a dismissed notice visible
     /// again.
     void setSlowRules(std::vector<SlowRule> rules);
 
-    /// Why reading the input pauses; empty while it does not.
+    /// Reason why reading the input pauses; empty while it does not.
     void setInputPause(const QString& reason) { inputPause_ = reason; }
 
-    /// Without a text when there is nothing to say.
+    /// The notice to show; its text is empty when there is none.
     PageNotice current() const;
     void dismissCurrent();
     /// The file is being reloaded: notices about the rows before it are cleared.

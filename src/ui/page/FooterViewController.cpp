@@ -52,7 +52,7 @@ FooterViewController::FooterViewController(QWidget* parent)
         label->setTextFormat(Qt::PlainText);
     lblStatus_->setForegroundRole(QPalette::PlaceholderText);
     lblEncoding_->setForegroundRole(QPalette::PlaceholderText);
-    // A name would take the place of the text.
+    // An accessible name would replace the label's text.
     lblLineCount_->setAccessibleDescription(tr("Number of lines"));
     lblFileSize_->setAccessibleDescription(tr("File size"));
 }

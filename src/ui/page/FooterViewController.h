@@ -12,8 +12,7 @@ namespace korvane {
 
 class ElidedLabel;
 
-/// The line at the lower edge of a document's window: name, encoding, lines and size, and what the user must
-/// know.
+/// The line at the lower edge of a document's window: name, encoding, lines, size and messages.
 class FooterViewController : public QWidget {
     Q_OBJECT
 
@@ -21,21 +20,21 @@ public:
     explicit FooterViewController(QWidget* parent = nullptr);
 
     void setFileName(const QString& name, const QString& path);
-    /// Whether the file is followed, and how, with the name of a picture for it.
+    /// Whether and how the file is followed, with the name of the icon for it.
     void setStatus(const QString& imageName, const QString& text);
-    /// Nothing where it is not known.
+    /// Nullopt if the size is not known.
     void setFileSize(std::optional<std::uint64_t> bytes);
     void setLineCount(qint64 lines);
     void setEncodingName(const QString& name);
-    /// Something that stays true until it is replaced; empty for nothing. Warnings are drawn bold.
+    /// A lasting message, shown until it is replaced; empty for none. Warnings are drawn bold.
     void setStanding(const QString& text, bool isWarning);
-    /// Something of the moment: shown for some seconds in the place of the standing text.
+    /// A passing message, shown for some seconds in place of the standing text.
     void showUserUpdate(const QString& text);
-    /// Takes this text away if it is still shown.
+    /// Removes this text if it is still shown.
     void endUserUpdate(const QString& text);
 
 Q_SIGNALS:
-    /// The user wants to know more about the file.
+    /// The user requested details of the file.
     void fileInfoRequested();
 
 protected:

@@ -11,19 +11,19 @@ class QPushButton;
 
 namespace korvane {
 
-/// The panel that asks for a line number. Belongs to the page whose lines it counts: it is dismissed when
-/// that page closes or another one comes to the front, and deletes itself.
+/// The panel that asks for a line number. Belongs to the page whose lines it counts; closes and deletes
+/// itself when that page closes or another one comes to the front.
 class GotoLineViewController : public QDialog {
     Q_OBJECT
 
 public:
-    /// The one-based line number that a text stands for; nothing when the document has no such line.
+    /// Returns the one-based line number that a text names; nullopt when the document has no such line.
     using Validation = std::function<std::optional<qint64>(const QString& text)>;
 
     GotoLineViewController(qint64 lineCount, Validation validLineNumber, QWidget* page);
 
 Q_SIGNALS:
-    /// OK was pressed with a valid line number, one-based.
+    /// OK was pressed with a valid one-based line number.
     void lineChosen(qint64 lineNumber);
 
 protected:

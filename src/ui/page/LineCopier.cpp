@@ -18,7 +18,7 @@
 namespace korvane {
 namespace {
 
-/// The clipboard's own limit: a text counts its units in a 32-bit number in most programs.
+/// Limit of the clipboard, in bytes: most programs keep the length of a text in 32 bits.
 constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
 
 QString messageOf(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
@@ -87,7 +87,7 @@ void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLine
     const auto done = [self, count](const CopyLinesOperation::Outcome& outcome) {
         if (!self)
             return;
-        // The last line's own end is not part of the selection.
+        // The line end of the last line is not part of the selection.
         if (outcome.end == CopyLinesOperation::End::Read && outcome.lines > 0)
             QApplication::clipboard()->setText(outcome.text.chopped(1));
         if (const QString message = messageOf(outcome, count); !message.isEmpty())

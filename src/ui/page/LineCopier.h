@@ -16,30 +16,30 @@ class CopyLinesOperation;
 class OperationQueue;
 class TailDataSourceProtocol;
 
-/// Puts whole lines of a file on the clipboard, read in the background however many they are. Asks before it
-/// takes much memory. When no line could be read, the clipboard stays as it is. Main thread.
+/// Puts any number of whole lines of a file on the clipboard, reading them in the background. Asks before it
+/// takes much memory. When no line can be read, the clipboard keeps its content. Main thread.
 class LineCopier : public QObject {
     Q_OBJECT
 
 public:
-    /// So many bytes are copied without a question.
+    /// Maximum size copied without asking, in bytes.
     static constexpr std::uint64_t largeCopyBytes = 100'000'000;
 
-    /// `window`: where questions appear; it outlives the copier.
+    /// `window`: parent of the questions; must outlive the copier.
     LineCopier(std::shared_ptr<TailDataSourceProtocol> dataSource, AlertPresenter& alerts, QWidget& window,
                QObject* parent = nullptr);
     ~LineCopier() override;
 
-    /// What becomes of lines that rules hide.
+    /// What to do with lines that rules hide.
     enum class HiddenLines : unsigned char { LeftOut, Included };
-    /// Copies lines, by zero-based index, in the place of what is still being copied.
+    /// Copies lines by zero-based index; cancels the copy under way, if any.
     void copy(std::vector<RowSelection::Range> lines, HiddenLines hidden);
     void cancel();
 
 Q_SIGNALS:
-    /// Percent done, or -1 when it has ended.
+    /// Percent done; -1 when the copy has ended.
     void progress(int percent);
-    /// What has come of it, where that does not go without saying.
+    /// The copy ended with a result worth telling the user.
     void ended(const QString& text);
 
 private:

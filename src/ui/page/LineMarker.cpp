@@ -15,10 +15,10 @@
 namespace korvane {
 namespace {
 
-/// Lines read at once: each may be as long as a line can be, and only its beginning is kept.
+/// Lines read at once: a line may be very long, and only its beginning is kept.
 constexpr qint64 linesAtOnce = 16;
 
-/// The marks of lines that are not in memory; none when nothing can be read.
+/// The marks of lines that are not in memory; empty when nothing can be read.
 LineMarkEntries readMarks(TailDataSourceProtocol& source, const std::vector<RowSelection::Range>& ranges,
                           const std::stop_token& stop) {
     LineMarkEntries marks;
@@ -30,7 +30,7 @@ LineMarkEntries readMarks(TailDataSourceProtocol& source, const std::vector<RowS
             if (stop.stop_requested())
                 return {};
             hasRead = hasRead || read;
-            // With some missing, nobody knows which of the texts is whose.
+            // When some lines are missing, the texts cannot be matched to line numbers.
             const QStringList texts = read && read->size() == count ? *read : QStringList();
             for (qint64 i = 0; i < count; ++i)
                 marks.push_back(std::make_shared<const LineMarkEntry>(line + i, texts.value(i)));

@@ -13,7 +13,7 @@ namespace korvane {
 class Document;
 class TailDataSourceProtocol;
 
-/// Sets and takes away the marks of one file's lines, and tells where they are. Main thread.
+/// Sets and removes the marks of one file's lines, and lists them. Main thread.
 class LineMarker : public QObject {
     Q_OBJECT
 
@@ -22,16 +22,17 @@ public:
                QObject* parent = nullptr);
     ~LineMarker() override;
 
-    /// The line numbers of marks, one-based and ascending: those in the view, which has so many rows.
+    /// One-based line numbers of the marks in the view of `rowCount` rows, ascending.
     std::vector<qint64> markedLines(qint64 rowCount) const;
-    /// `rows`: ascending. All of them at once; texts that are not known yet are read in the background first.
+    /// Sets or removes all marks at once. `rows`: ascending. Texts that are not in memory are read in the
+    /// background first.
     void setMarks(const std::vector<qint64>& rows, bool marked);
 
 Q_SIGNALS:
     void marksChanged();
 
 private:
-    /// Leaves out what is marked already.
+    /// Skips lines that are marked already.
     void add(LineMarkEntries marks);
 
     const std::shared_ptr<Document> document_;

@@ -65,7 +65,7 @@ void LogSearch::rowsArrived() {
     if (!pendingReveal_ || !dataSource_->cachedRowLine(pendingReveal_->row))
         return;
     const Reveal reveal = *std::exchange(pendingReveal_, std::nullopt);
-    // Unless the user has gone elsewhere meanwhile.
+    // Skip it if the user has scrolled elsewhere meanwhile.
     if (table_.rowRect(reveal.row))
         table_.scrollTextToVisible(reveal.row, reveal.range);
 }
@@ -75,7 +75,7 @@ void LogSearch::reload() {
 }
 
 void LogSearch::selectRow(qint64 row) {
-    // The notice of the last lines may still be under way.
+    // The notice of the last lines may still be pending.
     if (row >= table_.rowCount())
         table_.setRowCount(dataSource_->numberOfRows());
     table_.selectRow(row);
@@ -87,7 +87,7 @@ void LogSearch::scrollRowToVisible(qint64 row) {
     if (const auto found = results.find(dataSource_->rowStart() + row);
         found != results.end() && !found->second.results.empty())
         range = found->second.results.front();
-    // Nothing else may decide it: the page can arrive at any moment.
+    // Test and scroll in one call: the page may be loaded at any moment.
     if (!table_.scrollTextToVisible(row, range))
         pendingReveal_ = Reveal{row, range};
 }

@@ -12,7 +12,7 @@ namespace korvane {
 
 class LogTableView;
 
-/// The search of one log view: what is looked for, in which direction, and how a match is shown. Main thread.
+/// The search of one log view: the text, the direction, and how a match is shown. Main thread.
 class LogSearch : public QObject, private SearchTable, private SearchProgressItem {
     Q_OBJECT
 
@@ -22,34 +22,33 @@ public:
               QObject* parent = nullptr);
     ~LogSearch() override;
 
-    /// As the user has typed it; kept for the page while another one is in front. An empty text ends the
-    /// search.
+    /// As the user typed it; kept for the page while another one is in front. An empty text ends the search.
     const QString& text() const { return text_; }
     void setText(const QString& text);
     bool searchesForward() const { return searchController_->searchingForward(); }
-    /// From now on from the first line forwards, or from the last one backwards.
+    /// Later searches start at the first line and go forwards, or at the last line and go backwards.
     void setSearchesForward(bool forward);
     bool isSearching() const { return searchController_->searchInProgress(); }
 
-    /// The next match in the current direction.
+    /// Goes to the next match in the current direction.
     void findNext();
-    /// One match the other way, without changing the direction.
+    /// Goes to the next match in the other direction, without changing the direction.
     void findOtherWay();
-    /// The next match towards the end or the beginning, whatever the direction.
+    /// Goes to the next match towards the end or the beginning, whatever the direction.
     void findForwards();
     void findBackwards();
-    /// Gives up a search under way; what was found stays.
+    /// Stops a search under way; matches found so far stay.
     void stop();
-    /// The rows are others now: nothing has been found in them yet.
+    /// Drops all matches, because the rows have been replaced.
     void forgetMatches();
-    /// Rows have been loaded: a match among them can be brought into view sideways.
+    /// Rows have been loaded: scrolls a match among them into view sideways.
     void rowsArrived();
 
 Q_SIGNALS:
     void textChanged();
     void directionChanged();
     void searchingChanged(bool isSearching);
-    /// There is nothing more in this direction.
+    /// No more match in this direction.
     void noFurtherMatch();
     /// Not all lines could be searched.
     void searchFailed(const QString& reason);
@@ -65,11 +64,11 @@ private:
 
     LogTableView& table_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
-    /// Before the controller, which subscribes to it.
+    /// Declared before the controller, which subscribes to it.
     Notice<bool> directionToggled_{"SearchDirectionToggledNotification"};
     std::shared_ptr<SearchController> searchController_;
     QString text_;
-    /// A match in a row whose text was not there yet when it was shown.
+    /// A match in a row whose text was not loaded when the row was shown.
     struct Reveal {
         qint64 row;
         TextRange range;

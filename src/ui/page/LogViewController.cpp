@@ -32,11 +32,11 @@ namespace {
 constexpr qreal lineMarkColumnWidth = 18;
 constexpr qreal numberPadding = 14;
 constexpr int fewestDigits = 4;
-/// Selections longer than this highlight nothing: they are being copied, not looked for.
+/// Longer selections are not highlighted elsewhere: they are meant to be copied, not searched. UTF-16 units.
 constexpr qsizetype longestQuickHighlight = 1000;
-/// Lines marked at once at the most: each costs a look at the file and a place in the list.
+/// Maximum number of lines marked at once: each costs a read of the file and an entry in the list.
 constexpr qint64 mostLinesMarkedAtOnce = 1000;
-/// The colours of text that a new user has, for a white background.
+/// The default text colours, meant for a white background.
 std::vector<QColor> unchosenColors() {
     std::vector<QColor> colors = FiltersManager::defaultTextColors();
     colors.emplace_back(Preferences::defaultLineNumberColor);
@@ -112,8 +112,7 @@ LogViewController::~LogViewController() = default;
 
 bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
     if (watched == tableView_ && event->type() == QEvent::Resize) {
-        // The table itself is resized before its filter's owner can be asked: the column follows right
-        // behind.
+        // This filter runs before the table has its new size, so the column is updated right afterwards.
         QMetaObject::invokeMethod(
             this, [this] { updateLineColumnWidth(); }, Qt::QueuedConnection);
     }
@@ -146,15 +145,14 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
         hasOldRows_ = false;
         search_->forgetMatches();
         primarySelection_->forget();
-        // The last line of a file of this computer is there from the beginning, and not new while it is
-        // empty.
+        // The last line of a local file exists from the beginning, and is not new while it is empty.
         endFollower_->otherContent(document_->connectionState() == ConnectionState::Local ? 1 : 0);
     }
     const qint64 countBefore = rows.isOtherContent ? 0 : lineCount();
     if (dataSource_->numberOfRows() == 0)
         keepEmptiedView();
     if (rows.isOtherContent)
-        tableView_->clearSelection(); // it would mean other lines now
+        tableView_->clearSelection(); // its rows now mean other lines
     endFollower_->whileRowsChange(followsEnd(), [&] {
         updateLineNumberColumn();
         tableView_->setRowCount(dataSource_->numberOfRows());
@@ -165,7 +163,7 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
     followPendingLine(!document_->isLoading());
     followPendingPlace(!document_->isLoading());
     restoreEmptiedView();
-    // Of the place that has been reached, not of the one on the way.
+    // Only now: the view may have scrolled to a pending place.
     requestVisiblePages();
     if (!document_->isLoading() && lineCount() > countBefore)
         Q_EMIT linesArrived(lineCount() - countBefore);
@@ -174,14 +172,14 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
 
 bool LogViewController::followsEnd() const {
     const auto observer = document_->logFileObserver();
-    // A file that is being read is looked at from its first line, unless the user has gone to the end.
+    // While a file is being read the view stays at its first line, unless the user has gone to the end.
     return observer && observer->isTailing() && (!document_->isLoading() || endFollower_->isAtEnd());
 }
 
 void LogViewController::requestVisiblePages() {
     if (tableView_->rowCount() == 0)
         return;
-    // What is drawn from a layout made before does not ask for its row again.
+    // Rows drawn from a cached layout do not request their text again.
     const qint64 first = pages::pageOfLine(dataSource_->rowStart() + tableView_->firstVisibleRow());
     const qint64 last = pages::pageOfLine(dataSource_->rowStart() + tableView_->lastVisibleRow());
     for (qint64 page = first; page <= last; ++page)
@@ -189,7 +187,7 @@ void LogViewController::requestVisiblePages() {
 }
 
 void LogViewController::dataSourceLoadedLines(qint64 firstRow, qint64 lastRow) {
-    // Wrapped rows are as tall as their text.
+    // Loaded text can make wrapped rows taller.
     endFollower_->whileRowsChange(followsEnd(), [=, this] { tableView_->rowsChanged(firstRow, lastRow); });
     search_->rowsArrived();
     primarySelection_->rowsArrived();
@@ -197,7 +195,7 @@ void LogViewController::dataSourceLoadedLines(qint64 firstRow, qint64 lastRow) {
 }
 
 void LogViewController::visibleRowsChanged() {
-    // Behind another tab the table follows the end, but nobody looks at its rows.
+    // In a tab behind another the table still follows the end, but its rows are not visible.
     if (!tableView_->isVisible())
         return;
     const qint64 first = tableView_->firstVisibleRow();
@@ -205,7 +203,7 @@ void LogViewController::visibleRowsChanged() {
     const qint64 margin = 3 * (last - first + 1);
     dataSource_->dropRequestsOutside(std::max<qint64>(0, first - margin), last + margin);
     QPointer<LogViewController> self(this);
-    // After the visible rows have been asked for, those next to them.
+    // The neighbours are requested after the visible rows.
     QMetaObject::invokeMethod(
         this,
         [this, first, last, margin] {
@@ -293,7 +291,7 @@ void LogViewController::followPendingPlace(bool isLast) {
     if (!pendingPlace_ || !(isThere || isLast))
         return;
     hasOldRows_ = false;
-    // The notice of the last lines may still be under way.
+    // The notice of the last lines may still be pending.
     if (isLast)
         tableView_->setRowCount(dataSource_->numberOfRows());
     const Place place = *std::exchange(pendingPlace_, std::nullopt);
@@ -317,7 +315,7 @@ void LogViewController::restoreEmptiedView() {
     if (!emptiedView_ || dataSource_->numberOfRows() == 0)
         return;
     const EmptiedView view = *std::exchange(emptiedView_, std::nullopt);
-    // With a page that was asked for the server may have come back before its loss was noticed.
+    // A page request may have reconnected to the server before the loss was noticed.
     if (!view.isCutOff && dataSource_->numberOfRows() < view.rowCount)
         return;
     restorePlace(view.place);
@@ -325,7 +323,7 @@ void LogViewController::restoreEmptiedView() {
 }
 
 void LogViewController::loadEnded() {
-    // The file may be growing already.
+    // The file may already be growing.
     endFollower_->whileRowsChange(followsEnd(),
                                   [this] { tableView_->setRowCount(dataSource_->numberOfRows()); });
     restoreEmptiedView();
@@ -337,7 +335,7 @@ void LogViewController::loadEnded() {
 void LogViewController::followPendingLine(bool isLast) {
     if (!pendingLine_)
         return;
-    // The notice of the last lines may still be under way.
+    // The notice of the last lines may still be pending.
     if (isLast)
         tableView_->setRowCount(dataSource_->numberOfRows());
     if (*pendingLine_ <= lineCount()) {
@@ -460,13 +458,13 @@ void LogViewController::goToPreviousLineMark() {
     goToLine(next == lines.begin() ? lines.back() : *std::prev(next));
 }
 
-// ---- Looks
+// ---- Appearance
 
 void LogViewController::handleUserDefaultsChanged(const QString& key) {
     auto& preferences = Preferences::shared();
     if (key == preferences.keyLogViewFont) {
         dataSource_->invalidateRows();
-        LogZoom::shared().reset(); // the size that was chosen is the one to show
+        LogZoom::shared().reset(); // show the size that was chosen
         applyFont();
     } else if (key == preferences.keyLogViewFGColor || key == preferences.keyLogViewBGColor) {
         dataSource_->invalidateRows();
@@ -577,7 +575,7 @@ void LogViewController::setEncodingChoice(EncodingChoice choice) {
     keepPlaceWhileReading();
     document_->setEncodingChoice(choice);
     followPendingPlace(!document_->isLoading());
-    search_->forgetMatches(); // in texts that are no longer those on the screen
+    search_->forgetMatches(); // the matches belong to texts in the old encoding
     tableView_->rowsChanged();
 }
 

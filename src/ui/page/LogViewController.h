@@ -26,8 +26,8 @@ class PrimarySelection;
 class TailDataSourceProtocol;
 struct RowsUpdatedNotificationObject;
 
-/// Runs the log table of one document: brings rows, preferences and the user's actions to it. Owned by the
-/// document's window, and owns the table through it. Main thread.
+/// Runs the log table of one document: connects it with rows, preferences and the user's actions. Owned by
+/// the document's window; the table is a child of that window. Main thread.
 class LogViewController : public QObject {
     Q_OBJECT
 
@@ -38,48 +38,48 @@ public:
 
     LogTableView& tableView() { return *tableView_; }
     LogSearch& search() { return *search_; }
-    /// Drawn in the table's context menu; set by the window, not owned.
+    /// The table's context menu; set by the window, not owned.
     void setContextMenu(QMenu* menu) { contextMenu_ = menu; }
 
     qint64 lineCount() const;
-    /// The number that a text stands for, in the user's own notation, if it is a line of the file.
+    /// The line number written in a text, in the user's notation; nullopt if the file has no such line.
     std::optional<qint64> validLineNumber(const QString& text) const;
-    /// Scrolls a one-based line into view and selects it. A line that the cleared view no longer shows gets a
-    /// message.
+    /// Scrolls a one-based line into view and selects it. Shows a message for a line that was cleared from
+    /// the view.
     void goToLine(qint64 lineNumber);
-    /// From the list of line marks: the keys go to the table from then on.
+    /// As `goToLine`, and gives the table the keyboard focus; for the list of line marks.
     void goToMarkedLine(qint64 lineNumber);
-    /// The same as soon as the line is known, at the latest when the first scan has ended.
+    /// As `goToLine` as soon as the line is known, at the latest when the first scan has ended.
     void goToLineWhenKnown(qint64 lineNumber);
-    /// Where the view stood: its first line, one-based, and whether that was at the end of the file.
+    /// Position of the view: its first line, one-based, and whether it is at the end of the file.
     struct Place {
         qint64 topLine = 1;
         bool isAtEnd = false;
     };
     Place place() const;
-    /// The document is about to be reloaded: the view comes back to where it stands.
+    /// Call before the document is reloaded: the view returns to its present place.
     void keepPlaceWhileReading();
-    /// Brings the view there as soon as that is known, without selecting anything.
+    /// Scrolls there as soon as the place is known, without selecting anything.
     void restorePlace(const Place& place);
     /// All lines are known now.
     void loadEnded();
     void performGotoLineMenuAction();
     void goToFirstLine();
-    /// Also follows the end from now on, while the file is followed.
+    /// Also follows the end afterwards, while the file is followed.
     void goToLastLine();
-    /// The first line is at the top, and nothing has been chosen yet.
+    /// The first line is at the top, and nothing is selected.
     bool isAtStart() const;
-    /// The last row is the empty one behind a final line feed.
+    /// The last row is the empty one after a final line feed.
     bool endsWithEmptyRow() const;
-    /// All lines but the last one leave the view; search results go too.
+    /// Removes all lines but the last one from the view, and the search results.
     void clearView();
-    /// Whether lines were cleared away, so that `showAllLines` has something to bring back.
+    /// Whether lines were cleared from the view, so that `showAllLines` has an effect.
     bool hasClearedLines() const;
     void showAllLines();
 
-    /// Marks the selected lines, or takes the marks of all of them away when each has one.
+    /// Marks the selected lines, or removes their marks when all of them are marked.
     void toggleLineMarkMenuAction();
-    /// To the nearest marked line behind or before the current one, round the ends.
+    /// Goes to the nearest marked line after or before the current one, wrapping at the ends.
     void goToNextLineMark();
     void goToPreviousLineMark();
 
@@ -94,19 +94,19 @@ public:
     /// Whether lines that no rule claims are hidden.
     bool hidesUnclaimedLines() const;
     void setHidesUnclaimedLines(bool hides);
-    /// The selected text, else the current line's; a text of several lines gives its first.
+    /// The selected text, else the current line's; of several lines only the first.
     QString textForNewRule() const;
-    /// The text of the lines on the screen, as far as they are there.
+    /// The texts of the visible lines, as far as they are loaded.
     QStringList visibleLines() const;
-    /// Bytes on the screen that are no text in the file's encoding.
+    /// The visible rows hold bytes that are not valid in the file's encoding.
     bool hasInvalidLines() const;
 
-    /// Steps of one point; applies to every log view and leaves the chosen font as it is.
+    /// Zooms by steps of one point, in every log view; the chosen font stays as it is.
     void zoom(int steps);
-    /// Back to the chosen size.
+    /// Returns to the chosen size.
     void resetZoom();
 
-    /// Puts the selected text, or the selected lines whole, on the clipboard.
+    /// Copies the selected text, or the selected lines as a whole, to the clipboard.
     void copySelection(LineCopier::HiddenLines hidden = LineCopier::HiddenLines::LeftOut);
     bool canCopy() const;
     /// Whole lines are selected.
@@ -114,24 +114,24 @@ public:
     void cancelCopy();
     void selectAll();
 
-    /// The window's size has changed: the line column gets what the others leave.
+    /// Call when the window's size has changed: the line column takes the width that the others leave.
     void updateLineColumnWidth();
 
 Q_SIGNALS:
     void rowCountChanged();
-    /// Lines have been added to the file since its first scan, and are known now.
+    /// Lines were appended to the file after its first scan, and are known now.
     void linesArrived(qint64 count);
-    /// A page has arrived, or failed to.
+    /// A page has been loaded, or loading it has failed.
     void rowsArrived();
     void wrappingChanged();
     void lineNumbersChanged();
     void selectionChanged();
-    /// Copying goes on in the background: percent done, or -1 when it has ended.
+    /// Progress of a copy in the background: percent done, or -1 when it has ended.
     void copyProgress(int percent);
     void userMessage(const QString& text);
-    /// It holds no longer.
+    /// The message no longer holds.
     void userMessageOver(const QString& text);
-    /// The first time that the text of the visible rows is on the screen.
+    /// The visible rows show their text for the first time.
     void firstRowsShown();
 
 protected:
@@ -140,9 +140,9 @@ protected:
 private:
     void observeRows();
     void rowsUpdatedInTable(const RowsUpdatedNotificationObject& rows);
-    /// The rows between these, both included, have been loaded or must be requested again.
+    /// These rows, both included, have been loaded or must be requested again.
     void dataSourceLoadedLines(qint64 firstRow, qint64 lastRow);
-    /// New rows are followed by a view that stands at the end.
+    /// Whether a view at the end stays there when rows are added.
     bool followsEnd() const;
     /// The table shows other rows of the same file.
     void rowStartChanged();
@@ -157,13 +157,13 @@ private:
     QString noSuchLine(qint64 lineNumber) const;
     void followPendingLine(bool isLast);
     void followPendingPlace(bool isLast);
-    /// A server that is lost empties the view while the file is followed: place and selection come back with
-    /// the rows.
+    /// Saves place and selection, because a lost server empties the view while the file is followed; they are
+    /// restored with the rows.
     void keepEmptiedView();
     void restoreEmptiedView();
     bool isCutOff() const;
     void visibleRowsChanged();
-    /// Asks for the pages of the rows on the screen, where they are to be read (again).
+    /// Requests the pages of the visible rows, if they have to be read (again).
     void requestVisiblePages();
 
     const std::shared_ptr<Document> document_;
@@ -173,23 +173,23 @@ private:
     EndFollower* endFollower_;
     QMenu* contextMenu_ = nullptr;
     bool wrappingLines_ = false;
-    /// Kept while it is out of the table.
+    /// Kept while the column is not shown.
     std::optional<LogTableView::Column> lineNumTableCol_;
     qreal sidebarWidth_ = 0;
     std::optional<qint64> pendingLine_;
     std::optional<Place> pendingPlace_;
-    /// The rows known now are those of before the file is read again: no place is sought among them.
+    /// The present rows are from before the reload under way: no place is looked up in them.
     bool hasOldRows_ = false;
     struct EmptiedView {
         Place place;
         RowSelection selection;
         qint64 currentRow = -1;
         qint64 rowCount = 0;
-        /// Its server was lost; otherwise the file itself has been emptied.
+        /// The server was lost; otherwise the file itself was emptied.
         bool isCutOff = false;
     };
     std::optional<EmptiedView> emptiedView_;
-    /// How the last search ended.
+    /// Result of the last search.
     QString searchMessage_;
 
     LineMarker* lineMarker_;

@@ -5,7 +5,7 @@
 
 namespace korvane {
 
-/// How much larger or smaller than chosen in the preferences the lines of all log views are shown, until the
+/// Zoom of the lines in all log views, relative to the size chosen in the preferences; lasts until the
 /// program ends. Main thread.
 class LogZoom : public QObject {
     Q_OBJECT
@@ -15,10 +15,10 @@ public:
 
     /// In points; 0 for the chosen size.
     double points() const { return points_; }
-    /// Steps of one point, as far as there are sizes.
+    /// Changes the zoom by steps of one point, within the limits of the size.
     void change(int steps);
     void reset();
-    /// The preferences' font in the size in which it is shown.
+    /// The preferences' font at the zoomed size.
     QFont shownFont() const;
 
 Q_SIGNALS:

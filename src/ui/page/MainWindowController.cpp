@@ -34,7 +34,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto progressInterval = 50ms;
-/// Shorter loads show no progress at all.
+/// Delay before progress is shown; shorter loads show none.
 constexpr auto progressDelay = 300ms;
 constexpr auto fileCheckInterval = 1500ms;
 
@@ -71,7 +71,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
 
     connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
         document_->cancelLoading();
-        // A remote file can be connected with another time.
+        // A remote file can be connected again later.
         if (document_->connectionState() == ConnectionState::Local)
             Q_EMIT loadCancelled();
     });
@@ -114,7 +114,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     connect(connectionStrip_, &ConnectionStrip::connectRequested, this,
             &MainWindowController::connectToServer);
     showConnection();
-    // The file may have been read before, and nobody listens to the page yet.
+    // The file may have been read already, and nothing is connected to this page's signals yet.
     QMetaObject::invokeMethod(
         this, [this] { loadStateChanged(); }, Qt::QueuedConnection);
 }
@@ -207,7 +207,7 @@ void MainWindowController::loadStateChanged() {
     }
     progressTimer_.stop();
     if (document_->loadState() == LoadState::Waiting)
-        return; // there is no connection yet
+        return; // not connected yet
     loadStrip_->finish(document_->loadProgress()->statusText());
     logView_->loadEnded();
     if (Preferences::shared().openAtEnd() && Preferences::shared().startTailingOnFileOpen() &&
@@ -235,7 +235,7 @@ void MainWindowController::updateFooter() {
         return;
     footer_->setFileName(document_->displayName(), document_->displayPlace());
     const bool tails = isTailing();
-    // Why not stands in the strip, or in place of the rows.
+    // The strip, or the text in place of the rows, says why.
     const bool isHindered = tails && !document_->openFault().isEmpty();
     footer_->setStatus(tails && !isHindered ? QStringLiteral("bullet_green") : QStringLiteral("bullet_red"),
                        isHindered ? tr("Cannot follow")
@@ -272,7 +272,7 @@ void MainWindowController::placeEmptyReason() {
 
 void MainWindowController::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    // After the layout.
+    // After the layout has been updated.
     QMetaObject::invokeMethod(
         this, [this] { placeEmptyReason(); }, Qt::QueuedConnection);
 }

@@ -24,8 +24,8 @@ class NoticeStrip;
 class LogViewController;
 class ProgressStrip;
 
-/// One document's part of a window: the log view, the progress of its load and the footer. Deleted with its
-/// window or tab. Main thread.
+/// One document's part of a window: log view, load progress and footer. Deleted with its window or tab. Main
+/// thread.
 class MainWindowController : public QWidget {
     Q_OBJECT
 
@@ -39,47 +39,47 @@ public:
     /// The first scan is under way.
     bool isLoading() const;
     bool isTailing() const;
-    /// Also brings the end into view; during the first scan, following begins behind it.
+    /// Also scrolls to the end; during the first scan, following begins when it has ended.
     void startTailing();
     void stopTailing();
 
-    /// What the standing text of the footer says while it has nothing worse to say.
+    /// The footer's standing text while there is no warning to show.
     void setSourceStatus(const QString& text);
-    /// What is known of the file, over the footer.
+    /// Shows details of the file over the footer.
     void showFileInfo();
     /// Opens an e-mail with the file, or one that names it.
     void shareByEmail();
-    /// Opens a terminal in the file's directory, with the command that goes there on the clipboard.
+    /// Opens a terminal in the file's directory; the command that goes there is on the clipboard.
     void openTerminal();
-    /// The file lies on a server that there is no connection with, and none is being made.
+    /// The file is on a server without a connection, and none is being made.
     bool canConnect() const;
     void connectToServer();
-    /// Reads a local file anew from its path.
+    /// Reads a local file again from its path.
     void reload();
     bool canReload() const;
-    /// Tells the user something in the footer, for some seconds.
+    /// Shows a message in the footer for some seconds.
     void showUserUpdate(const QString& text);
-    /// Reading what comes by a pipe pauses, and why; empty when it goes on.
+    /// Reason why reading from a pipe pauses; empty when it goes on.
     void setInputPause(const QString& reason);
-    /// Whether what came by a pipe can be read from its start another time.
+    /// Whether the input of a pipe can be read again from its start.
     void setInputReloadable(bool value);
-    /// Tells of what the program keeps and could not write, until the user puts it aside.
+    /// Reports a store that could not be written, until the user dismisses the notice.
     void showStoreFault(const QString& text);
 
 Q_SIGNALS:
-    /// The user gave up the first scan: the document is to be closed.
+    /// The user cancelled the first scan: the document is to be closed.
     void loadCancelled();
     /// The first scan has ended; all lines are known.
     void loadEnded();
     /// Following has begun or ended.
     void tailingChanged();
     void rulesEditorRequested();
-    /// The user has decided about a pause.
+    /// The user has decided how to go on after a pause.
     void inputGoOnRequested();
     void inputEndRequested();
-    /// The input is to be read again, before the document is reloaded.
+    /// The input must be read again before the document is reloaded.
     void inputReloadRequested();
-    /// `canConnect` may answer differently.
+    /// The result of `canConnect` may have changed.
     void connectionChanged();
 
 protected:
@@ -108,7 +108,7 @@ private:
     ProgressStrip* loadStrip_;
     ProgressStrip* copyStrip_;
     FooterViewController* footer_;
-    /// Moves the bar while the file is loading.
+    /// Updates the progress bar while the file is loading.
     QTimer progressTimer_;
     QTimer fileTimer_;
     QString sourceStatus_;

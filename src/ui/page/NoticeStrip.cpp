@@ -24,7 +24,7 @@ NoticeStrip::NoticeStrip(QWidget* parent)
 void NoticeStrip::showNotice(const PageNotice& notice) {
     if (notice == notice_)
         return;
-    // A button that stays keeps the focus, and the click that is under way.
+    // Unchanged buttons stay: they keep the focus and a click under way.
     const bool hasOtherButtons =
         notice.remedies != notice_.remedies || notice.canDismiss != notice_.canDismiss;
     notice_ = notice;
@@ -44,7 +44,7 @@ void NoticeStrip::showNotice(const PageNotice& notice) {
 void NoticeStrip::makeButtons() {
     while (QLayoutItem* const item = buttons_->takeAt(0)) {
         item->widget()->hide();
-        item->widget()->deleteLater(); // its click may be under way
+        item->widget()->deleteLater(); // its click may still be handled
         delete item;
     }
     for (const PageNotice::Remedy remedy : notice_.remedies) {

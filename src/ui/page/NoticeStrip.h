@@ -11,21 +11,21 @@ namespace korvane {
 
 class ElidedLabel;
 
-/// Something that the user has to know of the rows below, and what helps.
+/// A message about the rows below, with the remedies for it.
 struct PageNotice {
     enum class Remedy { Reload, ChooseEncoding, EditRules, CopyText, GoOn, End };
-    /// What matters comes first: the middle gives way where there is no room for all of it.
+    /// Important words come first: the middle is elided when there is too little room.
     QString text;
     bool isWarning = false;
     QList<Remedy> remedies;
-    /// The user may put it aside.
+    /// The user may dismiss it.
     bool canDismiss = false;
 
     friend bool operator==(const PageNotice&, const PageNotice&) = default;
 };
 
-/// One line over the rows that stays for as long as what it says holds, with the remedies as buttons. Hidden
-/// while there is nothing to say. Main thread.
+/// One line over the rows, shown while its notice holds, with the remedies as buttons. Hidden when there is
+/// nothing to say. Main thread.
 class NoticeStrip : public QWidget {
     Q_OBJECT
 
@@ -41,7 +41,7 @@ Q_SIGNALS:
     void dismissed();
 
 private:
-    /// Those of the notice.
+    /// Makes the buttons of the notice.
     void makeButtons();
     void addButton(const QString& text, const QString& toolTip, PageNotice::Remedy remedy);
 

@@ -13,11 +13,11 @@
 namespace korvane {
 namespace {
 
-/// Rows gathered before other events get their turn.
+/// Rows gathered between two turns of the event loop.
 constexpr int rowsAtOnce = 2000;
 const QString plainText = QStringLiteral("text/plain");
 
-/// Lines that become one text when somebody asks for it.
+/// Lines that are joined to one text on request.
 class LinesMimeData : public QMimeData {
 public:
     explicit LinesMimeData(QStringList lines) : lines_(std::move(lines)) {}

@@ -27,7 +27,7 @@ namespace {
 constexpr int imageSize = 16;
 constexpr int outlineRowPadding = 4;
 
-/// Adds to the tree what is drawn: images, headings, where files of one name lie.
+/// Adds decoration to the tree: images, headings, folders of files with equal names.
 class DecoratedOutline : public QIdentityProxyModel {
 public:
     using QIdentityProxyModel::QIdentityProxyModel;
@@ -59,7 +59,7 @@ public:
         return QIdentityProxyModel::data(index, role);
     }
 
-    /// The names of files have changed.
+    /// Call when the names of files have changed.
     void forgetTitles() { titles_.clear(); }
 
 private:
@@ -79,11 +79,11 @@ private:
         return place->second.value(index.row());
     }
 
-    /// Of the files below one node.
+    /// Titles of the files below each node.
     mutable std::unordered_map<const void*, QStringList> titles_;
 };
 
-/// Where a node stands among the names of the outline.
+/// The names of a node and its ancestors in the outline.
 QStringList pathOf(const QModelIndex& index) {
     QStringList path;
     for (QModelIndex each = index; each.isValid(); each = each.parent())
@@ -109,7 +109,7 @@ BookmarksOutlineViewController::BookmarksOutlineViewController(AppDocumentContro
       shown_(new DecoratedOutline(this)), outline_(new QTreeView(this)),
       add_(makeButton(QStringLiteral("add"), tr("Bookmark the file in front"), this)),
       remove_(makeButton(QStringLiteral("remove"), tr("Remove the selected bookmark"), this)) {
-    // Before the tree hears of it, and forgets.
+    // Connected before the tree, which forgets its state on this signal.
     connect(&dataSource_, &QAbstractItemModel::modelAboutToBeReset, this, [this] { keepView(); });
     static_cast<DecoratedOutline*>(shown_)->setSourceModel(&dataSource_);
     outline_->setModel(shown_);
@@ -164,7 +164,7 @@ BookmarksOutlineViewController::BookmarksOutlineViewController(AppDocumentContro
 void BookmarksOutlineViewController::setFile(const QUrl& url) {
     file_ = url;
     const auto entry = url.isEmpty() ? nullptr : FileBasedBookmarksManager::shared().bookmarkForUrl(url);
-    // What is selected shows that the file in front is bookmarked.
+    // A selected entry shows that the file in front is bookmarked.
     if (entry)
         select(entry);
     else
@@ -223,7 +223,7 @@ void BookmarksOutlineViewController::restoreView() {
             parent = index;
     });
     QModelIndex kept = keptEntry_ ? indexOf(keptEntry_, {}) : QModelIndex();
-    // The neighbour of one that was removed.
+    // Select the neighbour of a removed entry.
     if (keptEntry_ && !kept.isValid() && parent.isValid())
         kept = shown_->index(std::min(keptRow_, shown_->rowCount(parent) - 1), 0, parent);
     if (kept.isValid())

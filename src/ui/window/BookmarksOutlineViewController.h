@@ -27,7 +27,7 @@ public:
     BookmarksOutlineViewController(AppDocumentController& documents, AlertPresenter& alerts,
                                    QWidget* parent = nullptr);
 
-    /// The file that can be bookmarked; empty for none. Its bookmark is selected, if it has one.
+    /// The file that can be bookmarked; an empty URL for none. Selects its bookmark, if it has one.
     void setFile(const QUrl& url);
     void addBookmark(const QUrl& url);
 
@@ -36,7 +36,7 @@ private:
     QModelIndex indexOf(const std::shared_ptr<BookmarkEntry>& entry, const QModelIndex& parent) const;
     void select(const std::shared_ptr<BookmarkEntry>& entry);
     void forEachNode(const QModelIndex& parent, const std::function<void(const QModelIndex&)>& action) const;
-    /// What is selected and collapsed outlasts a rebuilt tree.
+    /// Saves selection and collapsed nodes, to be restored when the tree has been rebuilt.
     void keepView();
     void restoreView();
     std::shared_ptr<BookmarkEntry> selectedBookmark() const;

@@ -11,7 +11,7 @@ namespace {
 QList<QUrl> droppedFiles(const QMimeData& data) {
     QList<QUrl> files;
     for (const QUrl& url : data.urls()) {
-        // In the one form in which the program writes the address of a local file.
+        // Normalise to the form in which the program writes URLs of local files.
         if (url.isLocalFile())
             files.append(fileUrlFromPath(localPath(url)));
     }

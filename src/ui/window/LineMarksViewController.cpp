@@ -23,12 +23,12 @@
 namespace korvane {
 namespace {
 
-/// Lines of a mark's text that are shown: the first one often holds nothing but the time.
+/// Maximum number of visual lines of a mark's text: the first often holds nothing but the time.
 constexpr int shownLines = 2;
 constexpr int markRowPadding = 6;
 constexpr int textMargin = 4;
 
-/// Draws the texts of marks on two lines, the second one elided.
+/// Draws the texts of marks in two visual lines, the second one elided.
 class MarkDelegate : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
@@ -199,7 +199,7 @@ void LineMarksViewController::deleteSelected() {
         return;
     const std::vector<qint64> lines = lineMarks_.remove(rows);
     reload();
-    // So that the next one can be deleted by the same key.
+    // Select the next mark, so that the same key can delete it.
     if (const QModelIndex next = tableView_->currentIndex(); next.isValid())
         tableView_->selectionModel()->select(next,
                                              QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);

@@ -21,13 +21,13 @@ class LineMarksViewController : public QWidget {
 public:
     explicit LineMarksViewController(QWidget* parent = nullptr);
 
-    /// Without a file the list is empty.
+    /// An empty URL empties the list.
     void setFile(const QUrl& url);
 
     bool isSelected() const;
 
 Q_SIGNALS:
-    /// The user wants to see a line of the file, by its one-based number.
+    /// The user requested a line of the file, by its one-based number.
     void lineMarksJumpToLine(qint64 lineNumber);
 
 private:

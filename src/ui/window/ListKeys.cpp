@@ -22,7 +22,8 @@ bool ListKeys::isListKey(const QKeyEvent& event) {
 }
 
 bool ListKeys::pressKey(const QKeyEvent& event) {
-    // By itself: Ctrl+D, which some desktops take for it as well, bookmarks the file in front.
+    // Compare the key itself: QKeySequence::Delete includes Ctrl+D on some desktops, which bookmarks the file
+    // in front.
     if (event.key() == Qt::Key_Delete) {
         actions_.deleteSelected();
         return true;

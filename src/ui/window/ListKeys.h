@@ -9,12 +9,12 @@ class QKeyEvent;
 
 namespace korvane {
 
-/// Lets a list have the keys that otherwise belong to the menus of its window while it has the focus: those
-/// that select all, copy, and go to the first and last row. Main thread; belongs to the list.
+/// Gives a list with the focus the keys that otherwise trigger its window's menus: select all, copy, go to
+/// the first and last row. Main thread; belongs to the list.
 class ListKeys : public QObject {
 public:
     struct Actions {
-        /// What copying takes; empty for nothing.
+        /// The text to copy; empty for none.
         std::function<QString()> copiedText;
         std::function<void()> deleteSelected;
     };

@@ -16,7 +16,7 @@
 namespace korvane {
 namespace {
 
-/// The place of the progress among the items; behind the last one when there are fewer.
+/// Position of the progress among the items; it comes last when there are fewer.
 constexpr int progressPosition = 11;
 constexpr int progressDelayMilliseconds = 200;
 constexpr int fieldWidth = 280;
@@ -50,7 +50,7 @@ void MainToolBar::addSearch() {
         if (search_)
             search_->setText(text);
     });
-    // The clear button edits nothing by Qt's measure.
+    // The clear button does not emit textEdited.
     connect(searchField_, &QLineEdit::textChanged, this, [this](const QString& text) {
         if (search_ && text.isEmpty())
             search_->setText(text);

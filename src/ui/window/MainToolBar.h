@@ -11,19 +11,18 @@ namespace korvane {
 class LogSearch;
 class NavigateToolbarItem;
 
-/// The tool bar of a window: the actions it is given, and behind them the search of the page in front. Main
-/// thread.
+/// The tool bar of a window: the given actions, followed by the search of the page in front. Main thread.
 class MainToolBar : public QToolBar {
     Q_OBJECT
 
 public:
     explicit MainToolBar(QWidget* parent = nullptr);
 
-    /// Adds the search behind what has been added so far.
+    /// Appends the search.
     void addSearch();
     /// The search of the page in front; null when there is none.
     void setSearch(LogSearch* search);
-    /// Puts the cursor into the field; a text that is not empty replaces its text.
+    /// Puts the cursor into the field; a non-empty `text` replaces the field's text.
     void editSearch(const QString& text);
 
 Q_SIGNALS:
@@ -40,9 +39,9 @@ private:
 
     QLineEdit* searchField_ = nullptr;
     NavigateToolbarItem* navigate_ = nullptr;
-    /// In the bar only while a search is under way.
+    /// Visible only during a search.
     QAction* searchProgress_ = nullptr;
-    /// A quick search shows no progress.
+    /// Delays the progress, so that a quick search shows none.
     QBasicTimer progressTimer_;
     QPointer<LogSearch> search_;
 };

@@ -34,9 +34,9 @@ namespace korvane {
 namespace {
 
 constexpr QSize firstSize(1180, 760);
-/// What is left is for the window manager's frame.
+/// Maximum share of the screen; the rest is for the window frame.
 constexpr double mostOfScreen = 0.92;
-/// The width of the sidebar is saved when the user has stopped dragging for so long, in milliseconds.
+/// Delay for saving the sidebar's width after the user has stopped dragging, in milliseconds.
 constexpr int widthSaveDelay = 300;
 const QString sidebarWidthKey = QStringLiteral("sidebarWidth");
 const QString lastGeometryKey = QStringLiteral("windowGeometry");
@@ -173,13 +173,13 @@ void MainWindow::pageChanged() {
     DocumentTab* tab = tabs_->current();
     if (tab && tab->state() == DocumentTab::State::Unread) {
         Q_EMIT unreadTabShown(tab);
-        // With the document the page has come, and all this has been done for it.
+        // The page was made with the document, and this function has already run for it.
         if (tab->document())
             return;
     }
     MainWindowController* page = currentPage();
     stack_->setCurrentIndex(tab ? 1 : 0);
-    // Who turns the tabs by arrow keys goes on doing so.
+    // Keep the focus in the tab bar while the user switches tabs by arrow keys.
     if (tab && !tabs_->tabBar()->hasFocus())
         tab->setFocus();
     if (page)

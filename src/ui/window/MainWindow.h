@@ -18,8 +18,8 @@ class MainWindowController;
 class SidebarTabViewController;
 class WindowActions;
 
-/// A window of the program: one document, or several as tabs. Without one it says how to open a file. Main
-/// thread; deletes itself when closed.
+/// A window of the program: one document, or several as tabs. Without a document it says how to open one.
+/// Main thread; deletes itself when closed.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
@@ -28,10 +28,9 @@ public:
     MainWindow(AppDocumentController& documents, AlertPresenter& alerts);
 
     DocumentTabs& tabs() const { return *tabs_; }
-    /// Adds a tab for a file that is not open yet, behind the others.
+    /// Appends a tab for a file that is not open yet.
     DocumentTab* addTab(const QUrl& url);
-    /// Brings the tab and the window to the front, with the question that stands over the window, if there is
-    /// one.
+    /// Brings the tab and the window to the front, with the window's open dialog, if there is one.
     void raiseTab(DocumentTab* tab);
     void raisePage(MainWindowController* page);
     /// Closes the tabs with their documents.
@@ -52,18 +51,18 @@ public:
 Q_SIGNALS:
     void aboutToClose();
     void activated();
-    /// Another page is in front, or none.
+    /// Another page is in front, or there is none.
     void currentPageChanged();
     void pageMade(korvane::MainWindowController* page);
     /// A tab whose file is not read yet has come to the front.
     void unreadTabShown(korvane::DocumentTab* tab);
-    /// Tabs have come, gone or moved, or another is in front.
+    /// Tabs were added, closed or moved, or another is in front.
     void tabsChanged();
     void lastTabClosed();
     void closeAllRequested();
-    /// The view of a tab has moved within its file, or the window on the screen.
+    /// A tab's view has been scrolled, or the window moved.
     void placeChanged();
-    /// The user wants to edit the rules; `newRuleText`: to begin with a rule for this text, null for none.
+    /// The user requested the rules editor; `newRuleText`: start with a rule for this text, null for none.
     void rulesEditorRequested(const QString& newRuleText);
     void preferencesRequested();
     void remoteHostsRequested();
@@ -79,7 +78,7 @@ protected:
 
 private:
     QWidget* makeEmptyPage();
-    /// As the window closed last stood, or as large as suits a new one.
+    /// Uses the geometry of the last closed window, otherwise a default size.
     void restoreWindowGeometry();
 
     void addPage(MainWindowController* page);

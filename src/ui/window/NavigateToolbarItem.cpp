@@ -28,7 +28,7 @@ QToolButton* NavigateToolbarItem::makeButton(const QString& iconName, const QStr
     button->setAutoRaise(true);
     button->setCheckable(true);
     connect(button, &QToolButton::clicked, this, [this, forward] {
-        setForward(forward); // a click on the pressed one leaves it pressed
+        setForward(forward); // a click on the pressed button keeps it pressed
         Q_EMIT clicked(forward);
     });
     return button;

@@ -6,8 +6,8 @@ class QToolButton;
 
 namespace korvane {
 
-/// Two arrows in the tool bar: search backwards, search forwards. The one of the current direction is pressed
-/// in.
+/// Two arrow buttons in the tool bar: search backwards, search forwards. The button of the current direction
+/// is pressed.
 class NavigateToolbarItem : public QWidget {
     Q_OBJECT
 

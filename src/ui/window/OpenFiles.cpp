@@ -10,14 +10,13 @@
 namespace korvane {
 
 void askForFiles(AppDocumentController& documents, QWidget* parent, const QUrl& near) {
-    // The dialog's own texts cannot hold names that are no UTF-8; such files are opened from the command
-    // line.
+    // The dialog cannot handle names that are not UTF-8; such files can be opened from the command line.
     auto* dialog = new QFileDialog(parent, QApplication::translate("OpenFiles", "Open Log Files"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFiles);
     if (near.isLocalFile())
         dialog->setDirectory(QFile::decodeName(localPath(near.adjusted(QUrl::RemoveFilename))));
-    // Not before the dialog has gone: an alert would go with it.
+    // Only when the dialog has closed: it would take an alert down with it.
     QObject::connect(dialog, &QFileDialog::accepted, dialog, [&documents, dialog] {
         const QStringList files = dialog->selectedFiles();
         const DocumentBatch batch(documents, static_cast<std::size_t>(files.size()));

@@ -8,7 +8,8 @@ namespace korvane {
 
 class AppDocumentController;
 
-/// Lets the user choose log files and opens them. `near`: a file whose folder is shown first; may be empty.
+/// Lets the user choose log files and opens them. `near`: the dialog starts in this file's folder; may be
+/// empty.
 void askForFiles(AppDocumentController& documents, QWidget* parent, const QUrl& near);
 
 } // namespace korvane

@@ -24,7 +24,7 @@
 namespace korvane {
 namespace {
 
-/// A box for seconds that writes them in their shortest form: 0.5, 1, 2.25.
+/// A box for seconds in the shortest notation: 0.5, 1, 2.25.
 class SecondsBox : public QDoubleSpinBox {
 public:
     using QDoubleSpinBox::QDoubleSpinBox;
@@ -35,7 +35,7 @@ public:
     }
 };
 
-/// What is being typed stays.
+/// Keeps the text being typed if its value is equal.
 template <typename Box, typename Value>
 void showValue(Box& box, Value value) {
     const QSignalBlocker blocker(box);
@@ -283,7 +283,7 @@ QWidget* PreferencesWindow::makeRemotePage() {
     return page;
 }
 
-// ---- Looks
+// ---- Appearance
 
 void PreferencesWindow::chooseFont() {
     auto* dialog = new QFontDialog(Preferences::shared().logViewFont(), this);

@@ -22,7 +22,7 @@ namespace korvane {
 class ColorButton;
 class Preferences;
 
-/// The user's settings. Every change holds at once. Main thread.
+/// The dialog for the user's settings. Every change takes effect at once. Main thread.
 class PreferencesWindow : public QDialog {
     Q_OBJECT
 
@@ -35,12 +35,12 @@ private:
     QWidget* makeAlertsPage();
     QWidget* makeRemotePage();
     QVBoxLayout* addPage(QWidget* page);
-    /// A check box for a setting that is on or off.
+    /// A check box for a boolean setting.
     QCheckBox* addSwitch(QVBoxLayout& layout, const QString& text, bool (Preferences::*value)() const,
                          void (Preferences::*setValue)(bool));
-    /// Explains the control before it, in small letters.
+    /// Explains the control before it, in small type.
     void addNote(QVBoxLayout& layout, const QString& text);
-    /// A box with its label before it.
+    /// A box with its label in front.
     void addBox(QVBoxLayout& layout, const QString& text, QAbstractSpinBox* box);
     void addPollingInterval(QVBoxLayout& layout);
     void addHostKeyChoices(QVBoxLayout& layout);
@@ -51,10 +51,10 @@ private:
     void chooseFont();
     void useColors(const QColor& background, const QColor& text, const QColor& numbers);
     void showLooks();
-    /// Reads every control anew.
+    /// Updates every control from the settings.
     void refresh();
 
-    /// One for every control: shows what the setting holds now.
+    /// One per control: updates it from the settings.
     std::vector<std::function<void()>> refreshers_;
     QDoubleSpinBox* pollingInterval_ = nullptr;
     QPushButton* font_ = nullptr;

@@ -54,7 +54,7 @@ Session Session::load() {
         if (!window.entries.empty())
             session.windows.push_back(std::move(window));
     }
-    // The form of earlier versions, which knew one window.
+    // Format of earlier versions, with a single window.
     if (Window window = windowFrom(root); !window.entries.empty())
         session.windows.push_back(std::move(window));
     return session;

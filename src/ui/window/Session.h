@@ -7,33 +7,33 @@
 
 namespace korvane {
 
-/// The windows of the last time and their documents, in the order of their tabs, as kept in the settings.
+/// The windows and their documents at the last end of the program, in tab order, as stored in the settings.
 struct Session {
     struct Entry {
-        /// Absolute address.
+        /// Absolute URL.
         QString url;
         /// One-based line at the top of the view; 1 for a view at the end.
         qint64 topLine = 1;
-        /// The view stood at the end of the file.
+        /// The view was at the end of the file.
         bool isAtEnd = false;
 
         friend bool operator==(const Entry&, const Entry&) = default;
     };
     struct Window {
         std::vector<Entry> entries;
-        /// The address of the one in front.
+        /// URL of the tab in front.
         QString current;
-        /// As QWidget::saveGeometry gives it; empty when not known.
+        /// From QWidget::saveGeometry; empty if unknown.
         QByteArray geometry;
 
         friend bool operator==(const Window&, const Window&) = default;
     };
-    /// The one last used last.
+    /// The last used window comes last.
     std::vector<Window> windows;
 
     friend bool operator==(const Session&, const Session&) = default;
 
-    /// What does not make sense is left out.
+    /// Skips invalid entries.
     static Session load();
     void save() const;
 };

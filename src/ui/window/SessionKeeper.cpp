@@ -8,7 +8,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Maximum age of the places that are stored; each saving writes the settings file.
+/// Maximum age of the stored places; each save writes the whole settings file.
 constexpr auto placesInterval = 3s;
 
 } // namespace

@@ -8,18 +8,18 @@
 
 namespace korvane {
 
-/// Saves the session as it changes: tabs at once, places and windows' geometries within seconds, so that it
-/// outlives an end of the program without notice. Main thread.
+/// Saves the session as it changes: tabs at once, places and window geometries within seconds, so that it
+/// survives a crash or kill. Main thread.
 class SessionKeeper {
 public:
-    /// `current`: the session now. Called whenever it is saved, while this object lives.
+    /// `current`: returns the present session. Called at every save while this object lives.
     explicit SessionKeeper(std::function<Session()> current);
 
-    /// Nothing is saved before, or after `stop`.
+    /// Nothing is saved before `start` or after `stop`.
     void start() { isKeeping_ = true; }
     void stop() { isKeeping_ = false; }
 
-    /// A tab has come, gone or moved: saved when the event under way has been handled.
+    /// Tabs were added, closed or moved: saves when the present event has been handled.
     void tabsChanged() { soon_.start(); }
     void placesChanged();
     void saveNow();

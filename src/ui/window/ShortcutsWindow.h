@@ -6,7 +6,8 @@ class QMenuBar;
 
 namespace korvane {
 
-/// The list of all keys, by menu, made from the menus themselves; and of those that no menu has. Main thread.
+/// The list of all keyboard shortcuts, by menu and taken from the menus, and of those in no menu. Main
+/// thread.
 class ShortcutsWindow : public QDialog {
     Q_OBJECT
 

@@ -18,14 +18,14 @@ public:
     SidebarTabViewController(AppDocumentController& documents, AlertPresenter& alerts,
                              QWidget* parent = nullptr);
 
-    /// The file in front; none for an empty address.
+    /// Sets the file in front; an empty URL for none.
     void setFile(const QUrl& url, bool canBeBookmarked);
     void addBookmark(const QUrl& url);
 
     QSize sizeHint() const override { return {260, 400}; }
 
 Q_SIGNALS:
-    /// The user wants to see a marked line of the file in front, by its one-based number.
+    /// The user requested a marked line of the file in front, by its one-based number.
     void lineRequested(qint64 lineNumber);
 
 private:

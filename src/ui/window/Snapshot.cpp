@@ -24,7 +24,7 @@ void Snapshot::tryToRender() {
     if (isWhole ? !hasRows_ && !isWithoutRows() : !showsFullView())
         return;
     timer_.stop();
-    // Once more round the event loop, so that the last rows and the footer are in it.
+    // Let the event loop run once more, so that the last rows and the footer are painted.
     QTimer::singleShot(200, this, [this] {
         const QPixmap picture = page_.window()->grab();
         if (picture.save(pngPath_, "PNG"))
@@ -35,7 +35,7 @@ void Snapshot::tryToRender() {
 }
 
 bool Snapshot::showsFullView() const {
-    // What lies beyond the rows on the screen, above or below, would not be in the picture.
+    // Rows above or below the view would not be in the picture.
     LogTableView& table = page_.logView().tableView();
     const qint64 first = table.firstVisibleRow();
     const qint64 last = table.lastVisibleRow();

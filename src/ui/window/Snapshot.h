@@ -10,21 +10,21 @@ namespace korvane {
 
 class MainWindowController;
 
-/// Renders the window of a document to a picture as soon as its rows are there, or it is clear that none will
-/// come, and says when it is done.
+/// Renders the window of a document to a picture once its rows are loaded, or it is clear that there will be
+/// none, and reports the result.
 class Snapshot : public QObject {
     Q_OBJECT
 
 public:
-    /// `isComplete`: whether all of the file is there. `done` gets an empty text, or what went wrong: with
-    /// the file, of which the picture then shows what there is, or with the picture.
+    /// `isComplete`: whether all of the file has been read. `done` gets an empty text, or the fault: of the
+    /// file (the picture then shows the part that was read), or of writing the picture.
     Snapshot(MainWindowController& page, QString pngPath, std::function<bool()> isComplete,
              std::function<void(QString)> done);
 
 private:
     void tryToRender();
     bool showsFullView() const;
-    /// No rows, or none that can still be asked for.
+    /// There are no rows, or none that can be requested.
     bool isWithoutRows() const;
 
     MainWindowController& page_;

@@ -72,7 +72,7 @@ void TabOpener::lookForWaiting() {
         poll_.stop();
         return;
     }
-    // A network drive may take longer to answer than the interval: one question at a time.
+    // A network drive may take longer than the interval: only one check at a time.
     if (awaited_.isSearching())
         return;
     const Tabs asked = waiting_;

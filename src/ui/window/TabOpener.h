@@ -13,15 +13,15 @@ namespace korvane {
 
 class DocumentTab;
 
-/// Opens the files of tabs that are not in front: those of the last time one after the other, so that the
-/// windows stay responsive, and those that do not exist as soon as they do. Files are looked for in the
-/// background. Main thread.
+/// Opens the files of tabs that are not in front: those of the last session one after the other, so that the
+/// windows stay responsive, and missing ones as soon as they exist. Polls for files in the background. Main
+/// thread.
 class TabOpener {
 public:
-    /// `open` opens the file of a tab, or makes the tab a waiting one.
+    /// `open` opens the file of a tab, or makes it a waiting tab.
     explicit TabOpener(std::function<void(DocumentTab&)> open);
 
-    /// Opens unread tabs, those whose file exists; the others wait.
+    /// Opens the unread tabs whose files exist; the others become waiting tabs.
     void openInBackground(const std::vector<DocumentTab*>& tabs);
     /// Opens a waiting tab as soon as its file exists, until the tab is closed.
     void watch(DocumentTab& tab);

@@ -102,7 +102,7 @@ QWidget* WelcomeWindow::makeActions() {
     auto* preferences = new QPushButton(tr("&Preferences…"), left);
     preferences->setFlat(true);
     connect(preferences, &QPushButton::clicked, this, &WelcomeWindow::preferencesRequested);
-    // A button's own shortcut would take the place of its mnemonic.
+    // Setting a button's own shortcut would replace its mnemonic.
     for (const auto& [keys, button] : {std::pair(QKeySequence(QKeySequence::Open), open),
                                        std::pair(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), hosts),
                                        std::pair(QKeySequence(Qt::CTRL | Qt::Key_Comma), preferences)})

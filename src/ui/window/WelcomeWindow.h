@@ -18,8 +18,7 @@ namespace korvane {
 class AppDocumentController;
 class RemoteHost;
 
-/// What the program shows without a document: ways to open one, the files opened last, and the remote hosts.
-/// Main thread.
+/// The window shown without a document: ways to open one, recent files, and the remote hosts. Main thread.
 class WelcomeWindow : public QWidget {
     Q_OBJECT
 
@@ -27,13 +26,13 @@ public:
     /// `documents` must outlive the window.
     explicit WelcomeWindow(AppDocumentController& documents);
 
-    /// The remote files opened last, as the store has them: the oldest first.
+    /// The recent remote files in the order of the store: oldest first.
     void setRemoteFiles(const QStringList& urls);
 
 Q_SIGNALS:
     void preferencesRequested();
     void remoteHostsRequested();
-    /// The user wants something of the host.
+    /// The user chose the host.
     void hostActivated(const std::shared_ptr<RemoteHost>& host);
     void quitRequested();
 
@@ -59,7 +58,7 @@ private:
     QCheckBox* showAtStart_ = nullptr;
     FileExistence existence_;
     UserDefaults::Token token_;
-    /// Those in the list, row by row.
+    /// The hosts in the list, by row.
     std::vector<std::shared_ptr<RemoteHost>> listedHosts_;
     Subscription hostsSubscription_;
 };

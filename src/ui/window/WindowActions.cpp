@@ -30,7 +30,7 @@ namespace {
 
 constexpr int recentFileWidth = 520;
 
-/// What an action does, and its key.
+/// The description of an action, with its shortcut.
 QString toolTipOf(const QAction& action, const QString& text) {
     return text + QStringLiteral(" (%1)").arg(action.shortcut().toString(QKeySequence::NativeText));
 }
@@ -204,7 +204,7 @@ void WindowActions::makeViewMenu() {
     menu.addSeparator();
     QAction* zoomIn = addPageAction(menu, tr("&Larger Text"), {},
                                     [](MainWindowController& page) { page.logView().zoom(1); });
-    // With and without the shift key that "+" needs on many keyboards.
+    // With and without Shift, which "+" needs on many keyboards.
     zoomIn->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
     addPageAction(menu, tr("S&maller Text"), QKeySequence(Qt::CTRL | Qt::Key_Minus),
                   [](MainWindowController& page) { page.logView().zoom(-1); });
@@ -285,7 +285,7 @@ void WindowActions::showRules() {
     const auto showAction = [this, page] {
         hideUnclaimed_->setChecked(page && page->logView().hidesUnclaimedLines());
     };
-    // The page in front outlives the subscription, which ends when another one takes its place.
+    // The page in front outlives the subscription, which ends when another page replaces it.
     defaultLineAction_ =
         page ? page->document()->dataSource()->notices().defaultLineActionChanged.subscribe(showAction)
              : Subscription();
@@ -319,7 +319,7 @@ void WindowActions::makeContextMenu() {
 
 void WindowActions::editSearch() {
     QString text;
-    // What is selected is what one wants to find.
+    // Preset the field with the selected text.
     if (const MainWindowController* page = window_.currentPage())
         text = const_cast<MainWindowController*>(page)->logView().tableView().selectedText();
     toolBar_.editSearch(text.trimmed());
@@ -328,7 +328,7 @@ void WindowActions::editSearch() {
 // ---- Tool bar
 
 QAction* WindowActions::addToToolBar(QAction* action, const QString& iconName, const QString& text) {
-    // Menus keep to words.
+    // Menus show no icons.
     action->setIconVisibleInMenu(false);
     action->setIcon(icon(iconName));
     action->setToolTip(toolTipOf(*action, text));
@@ -341,7 +341,7 @@ void WindowActions::fillToolBar() {
     addToToolBar(tail_, QStringLiteral("tail-start"), tr("Follow the file as it grows"));
     auto* tailButton = qobject_cast<QToolButton*>(toolBar_.widgetForAction(tail_));
     tailButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    // Neither of its words may move its neighbours.
+    // Reserve the width of the longer caption so that the layout does not shift.
     for (const QString& text : {tr("Stop Tailing"), tr("Start Tailing")}) {
         tail_->setText(text);
         tailButton->setMinimumWidth(std::max(tailButton->minimumWidth(), tailButton->sizeHint().width()));

@@ -22,20 +22,20 @@ class MainWindow;
 class MainWindowController;
 class RulesMenu;
 
-/// What the user can do in a window: the menus and the tool bar, kept as the page in front allows. Belongs to
-/// its window. Main thread.
+/// The actions of a window: menus and tool bar, enabled according to the page in front. Belongs to its
+/// window. Main thread.
 class WindowActions : public QObject {
     Q_OBJECT
 
 public:
     WindowActions(MainWindow& window, AppDocumentController& documents, MainToolBar& toolBar);
 
-    /// For the rows of a log view; owned by the window.
+    /// The context menu for the rows of a log view; owned by the window.
     QMenu* contextMenu() const { return contextMenu_; }
 
-    /// Another page is in front, or none.
+    /// Another page is in front, or there is none.
     void pageChanged();
-    /// Something about the page in front has changed.
+    /// The state of the page in front has changed.
     void update();
 
 private:
@@ -89,7 +89,7 @@ private:
     QAction* terminal_ = nullptr;
     QAction* lineMark_ = nullptr;
     QMenu* recentMenu_ = nullptr;
-    /// Of the recent files, by the address that each action holds.
+    /// Checks the recent files; each action holds the address of its file.
     FileExistence existence_;
     QMenu* rulesMenu_ = nullptr;
     QAction* hideUnclaimed_ = nullptr;

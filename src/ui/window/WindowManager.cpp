@@ -28,7 +28,7 @@
 namespace korvane {
 namespace {
 
-/// How far a further window stands from the one before, so that it does not hide it.
+/// Offset of a further window from the previous one, so that it does not hide it.
 constexpr QPoint windowOffset(32, 32);
 
 QUrl urlOf(const QString& address) {
@@ -60,7 +60,7 @@ WindowManager::~WindowManager() {
 
 MainWindow& WindowManager::addWindow() {
     if (subscriptions_.empty())
-        watchStores(); // loaded by now, which they are not when the manager is made
+        watchStores(); // loaded now, unlike when the manager is constructed
     auto* window = new MainWindow(*documents_, alerts_);
     if (!windows_.empty()) {
         const QRect before = windows_.back()->geometry();
@@ -98,7 +98,7 @@ void WindowManager::connectWindow(MainWindow& made) {
     QObject::connect(window, &MainWindow::placeChanged, window, [this] { session_.placesChanged(); });
     QObject::connect(window, &MainWindow::pageMade, window, [this](MainWindowController* page) {
         QObject::connect(page, &MainWindowController::loadCancelled, page, [this, page] {
-            // After the button's own click has been dealt with.
+            // After the button's click has been handled.
             QMetaObject::invokeMethod(
                 page, [this, page] { documents_->closeDocument(page->document()); }, Qt::QueuedConnection);
         });
@@ -108,7 +108,7 @@ void WindowManager::connectWindow(MainWindow& made) {
 }
 
 void WindowManager::windowAboutToClose(MainWindow& window) {
-    // The documents of the last window are those of the session.
+    // The session consists of the documents of the last window.
     if (windows_.size() == 1)
         session_.saveNow();
     if (std::erase(windows_, &window) == 0)
@@ -146,7 +146,7 @@ void WindowManager::changesEnd(const std::shared_ptr<Document>& front) {
     QPointer<DocumentTab> tab = std::exchange(nextFront_, nullptr);
     if (front)
         tab = tabOf(*front);
-    // Before the pages are made: of those that come, only this one's is.
+    // Before pages are made: of the new tabs only this one needs its page.
     if (tab)
         static_cast<MainWindow*>(tab->window())->tabs().setCurrent(tab);
     for (MainWindow* window : std::vector(windows_))
@@ -207,7 +207,7 @@ void WindowManager::closeWindow(const std::shared_ptr<Document>& document) {
 }
 
 void WindowManager::closeIfEmpty(MainWindow& window) {
-    // Without a welcome the last window stays, empty, so that another file can be opened in it.
+    // If the welcome window is off, the last window stays, empty, so that another file can be opened in it.
     if (std::ranges::find(windows_, &window) != windows_.end() && window.tabs().count() == 0 &&
         (windows_.size() > 1 || Preferences::shared().showWelcomeWinOnStart()))
         window.close();
@@ -224,7 +224,7 @@ void WindowManager::goToLine(const std::shared_ptr<Document>& document, qint64 l
         tab->goToLine(lineNumber);
 }
 
-// ---- From one run to the next
+// ---- Session
 
 void WindowManager::setKeepsState() {
     keepsState_ = true;
@@ -232,7 +232,7 @@ void WindowManager::setKeepsState() {
 }
 
 Session WindowManager::currentSession() const {
-    // What was closed with the last window was saved with it.
+    // The session was saved when the last window closed.
     if (windows_.empty())
         return Session::load();
     Session session;
@@ -242,7 +242,7 @@ Session WindowManager::currentSession() const {
             if (tab->document() && tab->document()->isTransient())
                 continue;
             const auto place = tab->place();
-            // At the end of a file that grows the line at the top changes all the time, and is of no use.
+            // At the end of a growing file the top line changes all the time and is not needed.
             stored.entries.push_back({tab->address(), place.isAtEnd ? 1 : place.topLine, place.isAtEnd});
             if (tab == window->tabs().current())
                 stored.current = tab->address();
@@ -441,7 +441,7 @@ void WindowManager::closeAll() {
     isQuitting_ = true;
     session_.stop();
     if (rulesEditor_)
-        rulesEditor_->close(); // takes what is being typed
+        rulesEditor_->close(); // commits text being typed
     rulesEditor_.reset();
     preferences_.reset();
     remoteHosts_.reset();

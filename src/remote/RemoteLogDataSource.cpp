@@ -182,14 +182,18 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
 }
 
 void RemoteLogDataSource::filePolledWith(quint64 size, const IsCancelled& isCancelled) {
-    const auto [hasRows, isWanted] = [this] {
+    const auto [hasRows, isUncounted] = [this, size] {
         const std::lock_guard guard(mutex_);
-        return std::pair(count_.lines() > 0, count_.isWanted());
+        // A file without a complete line is counted once for each size.
+        return std::pair(count_.lines() > 0,
+                         count_.isWanted() && (!count_.isFresh() || knownFileSize_ != size));
     }();
     const quint64 known = reader_->knownSize();
     const bool isEmpty = size == 0 && (hasRows || known > 0);
-    if (!isEmpty && known == 0 && size > 0 && isWanted)
+    if (!isEmpty && known == 0 && size > 0 && isUncounted) {
+        setKnownFileSize(size);
         count(FileChange::None, std::nullopt, isCancelled); // the last count had no answer
+    }
     if (!isEmpty && (known == 0 || size == known))
         return;
     setKnownFileSize(size);

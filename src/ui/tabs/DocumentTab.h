@@ -106,7 +106,7 @@ private:
     QString inputPause_;
     bool isInputReloadable_ = false;
     qint64 unseenLines_ = 0;
-    /// Lines of the loaded file that the tab has been told of.
+    /// Lines of the loaded file that have been reported to the tab.
     qint64 knownLines_ = 0;
     Subscriptions subscriptions_;
 };

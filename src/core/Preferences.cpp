@@ -29,8 +29,8 @@ std::optional<QFont> fontFromArchive(const QVariant& archived) {
 Preferences::Preferences(std::unique_ptr<UserDefaults> userDefaults)
     : userDefaults_(std::move(userDefaults)) {
     colorsToken_ = userDefaults_->observe([this](const QString& key) { refreshCachedColor(key); });
-    for (const auto& cached : colors_)
-        refreshCachedColor(cached.first);
+    for (const Setting<QColor>* color : colorSettings())
+        refreshCachedColor(color->key);
 }
 
 void Preferences::registerDefaults(const FontCatalog& fonts) {
@@ -38,15 +38,15 @@ void Preferences::registerDefaults(const FontCatalog& fonts) {
     const QFont font =
         atDefaultSize(fonts.isInstalled(preferredFamily) ? QFont(preferredFamily) : fonts.userFont());
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         systemFont_ = atDefaultSize(fonts.systemFont());
     }
     std::map<QString, QVariant> defaults{{keyLogViewFont, archivedFont(font)}};
     std::apply([&](const auto&... each) { (defaults.emplace(each.key, stored(each.defaultValue)), ...); },
                settings());
     userDefaults_->registerDefaults(defaults);
-    for (const auto& cached : colors_)
-        refreshCachedColor(cached.first);
+    for (const Setting<QColor>* color : colorSettings())
+        refreshCachedColor(color->key);
     // A settings file edited by hand can hold any number.
     if (const double interval = pollingInterval(); interval > 0 && interval != value(keyPollingInterval))
         setPollingInterval(value(keyPollingInterval));
@@ -68,7 +68,7 @@ void Preferences::setNmsshDebug(bool value) {
     set(keyNMSSHDebug, value);
     std::function<void(bool)> hook;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         hook = sshLogSwitch_;
     }
     if (hook)
@@ -76,12 +76,12 @@ void Preferences::setNmsshDebug(bool value) {
 }
 
 void Preferences::setSshLogSwitch(std::function<void(bool)> hook) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     sshLogSwitch_ = std::move(hook);
 }
 
 QFont Preferences::logViewFont() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (!logViewFontCached_)
         logViewFontCached_ = fontFromArchive(userDefaults_->value(keyLogViewFont)).value_or(systemFont_);
     return *logViewFontCached_;
@@ -89,7 +89,7 @@ QFont Preferences::logViewFont() const {
 
 void Preferences::setLogViewFont(const QFont& font) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         logViewFontCached_ = font;
     }
     userDefaults_->set(keyLogViewFont, archivedFont(font));
@@ -101,21 +101,21 @@ bool Preferences::hasLogViewFont() const {
 
 void Preferences::forgetLogViewFont() {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         logViewFontCached_.reset();
     }
     userDefaults_->remove(keyLogViewFont);
 }
 
 QFont Preferences::systemFont() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return systemFont_;
 }
 
 void Preferences::restoreLogViewLooks() {
     forgetLogViewFont();
-    for (const auto& cached : colors_)
-        userDefaults_->remove(cached.first);
+    for (const Setting<QColor>* color : colorSettings())
+        userDefaults_->remove(color->key);
 }
 
 QByteArray Preferences::archivedFont(const QFont& font) {
@@ -126,14 +126,18 @@ QByteArray Preferences::archivedColor(const QColor& color) {
     return color.name(QColor::HexArgb).toLatin1();
 }
 
+std::array<const Setting<QColor>*, 3> Preferences::colorSettings() const {
+    return {&keyLogViewBGColor, &keyLogViewFGColor, &keyLogViewLineNumberFGColor};
+}
+
 QColor Preferences::color(const Setting<QColor>& setting) const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return colors_.at(setting.key);
 }
 
 void Preferences::refreshCachedColor(const QString& key) {
     // Read the stored value under the lock, so that the later of two concurrent changes wins.
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     const auto cached = colors_.find(key);
     if (cached == colors_.end())
         return;

@@ -2,6 +2,7 @@
 
 #include "core/FontCatalog.h"
 #include "core/Setting.h"
+#include "foundation/Mutex.h"
 #include "foundation/Shared.h"
 #include "foundation/archive/UserDefaults.h"
 
@@ -9,10 +10,10 @@
 #include <QFont>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <tuple>
 
@@ -210,6 +211,7 @@ private:
     }
     static QVariant stored(const QColor& color) { return archivedColor(color); }
 
+    std::array<const Setting<QColor>*, 3> colorSettings() const;
     QColor color(const Setting<QColor>& setting) const;
     void refreshCachedColor(const QString& key);
     static QString wrapKey(const QString& fileId) { return keyWrapLines.key + QLatin1Char('_') + fileId; }
@@ -217,15 +219,15 @@ private:
     const std::unique_ptr<UserDefaults> userDefaults_;
     UserDefaults::Token colorsToken_;
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_. The keys of the colours never change.
-    std::map<QString, QColor> colors_{
+    mutable Mutex mutex_;
+    /// The keys never change.
+    std::map<QString, QColor> colors_ GUARDED_BY(mutex_){
         {keyLogViewBGColor.key, keyLogViewBGColor.defaultValue},
         {keyLogViewFGColor.key, keyLogViewFGColor.defaultValue},
         {keyLogViewLineNumberFGColor.key, keyLogViewLineNumberFGColor.defaultValue},
     };
-    mutable std::optional<QFont> logViewFontCached_;
-    QFont systemFont_;
+    mutable std::optional<QFont> logViewFontCached_ GUARDED_BY(mutex_);
+    QFont systemFont_ GUARDED_BY(mutex_);
     std::function<void(bool)> sshLogSwitch_;
 };
 

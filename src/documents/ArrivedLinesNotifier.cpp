@@ -93,19 +93,19 @@ bool ArrivedLinesNotifier::anyRuleTells() const {
 // ---- Appended lines ----
 
 void ArrivedLinesNotifier::followingBegan() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     taken_ = polled_ = openLine();
     seen_ = std::max<qint64>(taken_.line, 0);
 }
 
 void ArrivedLinesNotifier::linesArrived() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     takeCompleteLines();
     startPassing();
 }
 
 void ArrivedLinesNotifier::filePolled() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     takeCompleteLines();
     const OpenLine open = openLine();
     if (std::exchange(polled_, open) == open)
@@ -152,7 +152,7 @@ void ArrivedLinesNotifier::add(LineRange lines) {
 }
 
 void ArrivedLinesNotifier::contentForgotten() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     ++content_;
     seen_ = 0;
     polled_ = taken_ = {};
@@ -160,11 +160,11 @@ void ArrivedLinesNotifier::contentForgotten() {
         qCInfo(logDocuments, "Lines were gone before the rules could look at them, from line %lld on.",
                waiting_.front().location + 1);
     waiting_.clear();
-    hasPassed_.notify_all();
+    hasPassed_.notifyAll();
 }
 
 void ArrivedLinesNotifier::fileReadAnew() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     const qint64 count = logReader_->lineCount();
     if (count > seen_)
         return;
@@ -175,23 +175,28 @@ void ArrivedLinesNotifier::fileReadAnew() {
         lines.length = std::min(lines.length, count - lines.location);
     std::erase_if(waiting_, [](LineRange lines) { return lines.length <= 0; });
     startPassing();
-    hasPassed_.notify_all();
+    hasPassed_.notifyAll();
 }
 
 bool ArrivedLinesNotifier::letAllPass(std::chrono::milliseconds limit) {
-    std::unique_lock guard(mutex_);
+    MutexLock guard(mutex_);
     takeCompleteLines();
     takeOpenLine(openLine());
     startPassing();
-    return hasPassed_.wait_for(guard, limit, [this] { return waiting_.empty() && !isPassing_; });
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!waiting_.empty() || isPassing_) {
+        if (!hasPassed_.waitUntil(guard, end))
+            return waiting_.empty() && !isPassing_;
+    }
+    return true;
 }
 
 void ArrivedLinesNotifier::close() {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         closed_ = true;
         waiting_.clear();
-        hasPassed_.notify_all();
+        hasPassed_.notifyAll();
     }
     queue_.cancelAllOperations();
 }
@@ -205,7 +210,7 @@ void ArrivedLinesNotifier::startPassing() {
 }
 
 std::optional<ArrivedLinesNotifier::Piece> ArrivedLinesNotifier::takePiece() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     // Lines that are not indexed are being read again; the next poll starts the evaluation.
     if (waiting_.empty() || endOf(waiting_.front()) > logReader_->lineCount()) {
         isUnderWay_ = false;
@@ -225,15 +230,15 @@ std::optional<ArrivedLinesNotifier::Piece> ArrivedLinesNotifier::takePiece() {
 }
 
 bool ArrivedLinesNotifier::isThere(const Piece& piece) const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return piece.content == content_ && endOf(piece.lines) <= logReader_->lineCount();
 }
 
 void ArrivedLinesNotifier::pieceHasPassed(Next next) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         isPassing_ = false;
-        hasPassed_.notify_all();
+        hasPassed_.notifyAll();
     }
     if (next == Next::AfterDelivery)
         MainThread::shared().post([weak = weak_from_this()] {
@@ -243,29 +248,29 @@ void ArrivedLinesNotifier::pieceHasPassed(Next next) {
 }
 
 void ArrivedLinesNotifier::giveBack(const Piece& piece) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     isPassing_ = false;
     isUnderWay_ = false;
     if (piece.content == content_)
         waiting_.push_front(piece.lines);
     else
         startPassing(); // lines of the new file generation
-    hasPassed_.notify_all();
+    hasPassed_.notifyAll();
 }
 
 void ArrivedLinesNotifier::passOn() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     isUnderWay_ = false;
     startPassing();
 }
 
 bool ArrivedLinesNotifier::dropWaiting() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (anyRuleTells())
         return false;
     waiting_.clear();
     isUnderWay_ = false;
-    hasPassed_.notify_all();
+    hasPassed_.notifyAll();
     return true;
 }
 

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/Mutex.h"
 #include "foundation/work/OperationQueue.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -65,12 +64,11 @@ private:
     std::shared_ptr<RuleEnforcerProtocol> enforcer() const;
     bool anyRuleTells() const;
 
-    // With mutex_ held.
     OpenLine openLine() const;
-    void takeCompleteLines();
-    void takeOpenLine(const OpenLine& open);
-    void add(LineRange lines);
-    void startPassing();
+    void takeCompleteLines() REQUIRES(mutex_);
+    void takeOpenLine(const OpenLine& open) REQUIRES(mutex_);
+    void add(LineRange lines) REQUIRES(mutex_);
+    void startPassing() REQUIRES(mutex_);
 
     // For the operation.
     std::optional<Piece> takePiece();
@@ -86,17 +84,16 @@ private:
     const std::weak_ptr<TailDataSource> dataSource_;
     const std::shared_ptr<LogFileReaderProtocol> logReader_;
 
-    mutable std::mutex mutex_;
-    std::condition_variable hasPassed_;
-    // Guarded by mutex_.
-    std::uint64_t content_ = 0;     // number of the file generation
-    qint64 seen_ = 0;               // lines before this one are old, or have been taken
-    OpenLine polled_;               // as it was at the last poll
-    OpenLine taken_;                // as it was when it was taken
-    std::deque<LineRange> waiting_; // pending lines, ascending and disjoint
-    bool isPassing_ = false;        // a piece is being evaluated
-    bool isUnderWay_ = false;       // an operation is queued, or will be
-    bool closed_ = false;
+    mutable Mutex mutex_;
+    Condition hasPassed_;
+    std::uint64_t content_ GUARDED_BY(mutex_) = 0;     // number of the file generation
+    qint64 seen_ GUARDED_BY(mutex_) = 0;               // lines before this one are old, or have been taken
+    OpenLine polled_ GUARDED_BY(mutex_);               // as it was at the last poll
+    OpenLine taken_ GUARDED_BY(mutex_);                // as it was when it was taken
+    std::deque<LineRange> waiting_ GUARDED_BY(mutex_); // pending lines, ascending and disjoint
+    bool isPassing_ GUARDED_BY(mutex_) = false;        // a piece is being evaluated
+    bool isUnderWay_ GUARDED_BY(mutex_) = false;       // an operation is queued, or will be
+    bool closed_ GUARDED_BY(mutex_) = false;
 
     OperationQueue queue_;
 };

@@ -39,7 +39,7 @@ void ChangedLinesAnnouncer::announce(LineRange changed, Content content) {
     if (content != Content::Loaded)
         dataSource->linesChanged(changed.location);
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         const bool isWaiting = pending_.has_value();
         if (content == Content::Other)
             pendingContent_ = content;
@@ -54,7 +54,7 @@ void ChangedLinesAnnouncer::postNotification() {
     LineRange changed;
     Content content = Content::Same;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         changed = *std::exchange(pending_, std::nullopt);
         content = std::exchange(pendingContent_, Content::Same);
     }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/Mutex.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -28,11 +28,11 @@ private:
     void postNotification();
 
     const std::weak_ptr<TailDataSource> dataSource_;
-    std::mutex mutex_;
-    /// Guarded by mutex_. Lines that the queued notification covers; nullopt if none is queued.
-    std::optional<LineRange> pending_;
-    /// Guarded by mutex_. For the queued notification.
-    Content pendingContent_ = Content::Same;
+    Mutex mutex_;
+    /// Lines that the queued notification covers; nullopt if none is queued.
+    std::optional<LineRange> pending_ GUARDED_BY(mutex_);
+    /// For the queued notification.
+    Content pendingContent_ GUARDED_BY(mutex_) = Content::Same;
 };
 
 } // namespace korvane

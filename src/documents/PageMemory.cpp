@@ -20,7 +20,7 @@ void PageMemory::useOneHeap() {
 }
 
 void PageMemory::add(PageStore& store) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (stores_.empty())
         preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
             // Finding pages to drop takes time when there are many.
@@ -31,7 +31,7 @@ void PageMemory::add(PageStore& store) {
 }
 
 void PageMemory::remove(PageStore& store) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     std::erase(stores_, &store);
     if (stores_.empty())
         preferencesToken_.reset();
@@ -45,7 +45,7 @@ std::size_t PageMemory::bytesHeld() const {
 }
 
 std::size_t PageMemory::bytes() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return bytesHeld();
 }
 
@@ -56,7 +56,7 @@ void PageMemory::keepBound() {
 }
 
 bool PageMemory::dropOne(std::size_t bound) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (bytesHeld() <= bound)
         return false;
     PageStore* victim = nullptr;

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "core/Preferences.h"
+#include "foundation/Mutex.h"
 #include "foundation/work/OperationQueue.h"
 
 #include <cstddef>
-#include <mutex>
 #include <vector>
 
 namespace korvane {
@@ -33,15 +33,15 @@ public:
 
 private:
     PageMemory();
-    std::size_t bytesHeld() const;
+    std::size_t bytesHeld() const REQUIRES(mutex_);
     /// False when no page has to be dropped, or none may be.
     bool dropOne(std::size_t bound);
 
     OperationQueue queue_;
-    std::mutex mutex_;
-    // Guarded by mutex_, which is locked before the stores' own locks.
-    std::vector<PageStore*> stores_;
-    UserDefaults::Token preferencesToken_; // set while there are stores
+    /// Locked before the stores' own locks.
+    Mutex mutex_;
+    std::vector<PageStore*> stores_ GUARDED_BY(mutex_);
+    UserDefaults::Token preferencesToken_ GUARDED_BY(mutex_); // set while there are stores
 };
 
 } // namespace korvane

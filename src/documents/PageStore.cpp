@@ -53,7 +53,7 @@ PageStore::~PageStore() {
 
 PageStore::Found PageStore::row(qint64 lineIndex) const {
     const qint64 page = pages::pageOfLine(lineIndex);
-    return lock_.withReadLock([&] {
+    return lock_.withReadLock([&]() REQUIRES_SHARED(lock_) {
         Found found{std::nullopt, requests_.contains(page)};
         const auto cached = pages_.find(page);
         if (cached == pages_.end())
@@ -81,7 +81,7 @@ const std::vector<PageRow>* PageStore::freshRows(qint64 page) const {
 }
 
 std::optional<std::vector<bool>> PageStore::hiddenRows(qint64 page) const {
-    return lock_.withReadLock([&]() -> std::optional<std::vector<bool>> {
+    return lock_.withReadLock([&]() REQUIRES_SHARED(lock_) -> std::optional<std::vector<bool>> {
         const auto* rows = freshRows(page);
         if (!rows || pages_.at(page).content.firstRow > 0)
             return std::nullopt;
@@ -94,7 +94,7 @@ std::optional<std::vector<bool>> PageStore::hiddenRows(qint64 page) const {
 }
 
 std::optional<QStringList> PageStore::texts(qint64 page) const {
-    return lock_.withReadLock([&]() -> std::optional<QStringList> {
+    return lock_.withReadLock([&]() REQUIRES_SHARED(lock_) -> std::optional<QStringList> {
         const auto* rows = freshRows(page);
         if (!rows || pages_.at(page).content.firstRow > 0 || pages_.at(page).content.isPartial)
             return std::nullopt;
@@ -110,11 +110,11 @@ std::optional<QStringList> PageStore::texts(qint64 page) const {
 }
 
 bool PageStore::hasInvalidLines() const {
-    return lock_.withReadLock([this] { return !invalidPages_.empty(); });
+    return lock_.withReadLock([this]() REQUIRES_SHARED(lock_) { return !invalidPages_.empty(); });
 }
 
 std::optional<PageRequest> PageStore::claim(qint64 page, std::optional<qint64> row) {
-    return lock_.withWriteLock([&]() -> std::optional<PageRequest> {
+    return lock_.withWriteLock([&]() REQUIRES(lock_) -> std::optional<PageRequest> {
         const auto [entry, isNew] = requests_.try_emplace(page, lastToken_ + 1);
         if (isNew) {
             PageRequest request{page, ++lastToken_, generation_};
@@ -141,7 +141,7 @@ std::optional<PageRequest> PageStore::claim(qint64 page, std::optional<qint64> r
 }
 
 void PageStore::withdraw(const PageRequest& request) {
-    lock_.withWriteLock([&] {
+    lock_.withWriteLock([&]() REQUIRES(lock_) {
         const auto entry = requests_.find(request.page);
         if (entry == requests_.end() || entry->second != request.token)
             return;
@@ -157,7 +157,7 @@ void PageStore::withdraw(const PageRequest& request) {
 void PageStore::store(const PageRequest& request, PageContent content) {
     std::size_t bytes = bytesOf(content);
     PageContent replaced; // freed outside the lock
-    lock_.withWriteLock([&] {
+    lock_.withWriteLock([&]() REQUIRES(lock_) {
         if (request.generation != generation_)
             return;
         CachedPage& cached = pages_[request.page];
@@ -185,7 +185,7 @@ void PageStore::store(const PageRequest& request, PageContent content) {
 bool PageStore::storeSoFar(const PageRequest& request, PageContent content) {
     const std::size_t bytes = bytesOf(content);
     PageContent replaced; // freed outside the lock
-    const bool isKept = lock_.withWriteLock([&] {
+    const bool isKept = lock_.withWriteLock([&]() REQUIRES(lock_) {
         const auto asked = requests_.find(request.page);
         if (request.generation != generation_ || request.firstRow > 0 || asked == requests_.end() ||
             asked->second != request.token)
@@ -227,7 +227,7 @@ void PageStore::append(PageContent& page, PageContent piece) {
 
 void PageStore::forgetRequestsFrom(qint64 line) {
     const qint64 page = pages::pageOfLine(line);
-    lock_.withWriteLock([&] {
+    lock_.withWriteLock([&]() REQUIRES(lock_) {
         const auto asked = requests_.find(page);
         const auto cached = pages_.find(page);
         const bool isExtended = growsByPieces_ && freshRows(page) &&
@@ -247,12 +247,12 @@ void PageStore::startGeneration() {
 }
 
 void PageStore::invalidate() {
-    lock_.withWriteLock([this] { startGeneration(); });
+    lock_.withWriteLock([this]() REQUIRES(lock_) { startGeneration(); });
 }
 
 void PageStore::clear() {
     auto dropped = std::make_shared<CachedPages>();
-    lock_.withWriteLock([&] {
+    lock_.withWriteLock([&]() REQUIRES(lock_) {
         startGeneration();
         pages_.swap(*dropped);
         bytes_ = 0;
@@ -262,18 +262,18 @@ void PageStore::clear() {
 }
 
 void PageStore::setView(qint64 firstPage, qint64 lastPage) {
-    lock_.withWriteLock([&] {
+    lock_.withWriteLock([&]() REQUIRES(lock_) {
         view_ = View{firstPage, lastPage};
         isHidden_ = false;
     });
 }
 
 void PageStore::setHidden() {
-    lock_.withWriteLock([this] { isHidden_ = true; });
+    lock_.withWriteLock([this]() REQUIRES(lock_) { isHidden_ = true; });
 }
 
 std::optional<PageStore::Spare> PageStore::spare() const {
-    return lock_.withReadLock([this] {
+    return lock_.withReadLock([this]() REQUIRES_SHARED(lock_) {
         std::optional<Spare> best;
         for (const auto& [page, cached] : pages_) {
             Spare spare{page, isHidden_, lastStored_ - cached.token};
@@ -292,7 +292,7 @@ std::optional<PageStore::Spare> PageStore::spare() const {
 
 void PageStore::drop(qint64 page) {
     auto dropped = std::make_shared<PageContent>();
-    lock_.withWriteLock([&] {
+    lock_.withWriteLock([&]() REQUIRES(lock_) {
         const auto cached = pages_.find(page);
         if (cached == pages_.end())
             return;
@@ -306,7 +306,7 @@ void PageStore::drop(qint64 page) {
 }
 
 std::size_t PageStore::bytes() const {
-    return lock_.withReadLock([this] { return bytes_; });
+    return lock_.withReadLock([this]() REQUIRES_SHARED(lock_) { return bytes_; });
 }
 
 } // namespace korvane

@@ -92,28 +92,28 @@ private:
         qint64 lastPage = 0;
     };
 
-    void startGeneration();
-    /// Called with the lock held. Returns the previous content.
-    PageContent replace(qint64 page, CachedPage& cached, PageContent content, std::size_t bytes);
+    void startGeneration() REQUIRES(lock_);
+    /// Returns the previous content.
+    PageContent replace(qint64 page, CachedPage& cached, PageContent content, std::size_t bytes)
+        REQUIRES(lock_);
     /// Adds the rows of a piece to those of the page, dropping the first ones when they become too many.
     static void append(PageContent& page, PageContent piece);
-    /// Null while they are not loaded or must be requested again. Called with the lock held.
-    const std::vector<PageRow>* freshRows(qint64 page) const;
+    /// Null while they are not loaded or must be requested again.
+    const std::vector<PageRow>* freshRows(qint64 page) const REQUIRES_SHARED(lock_);
 
     bool growsByPieces_ = false;
     mutable NativeLock lock_;
-    // Guarded by lock_.
-    std::uint64_t generation_ = 0;
-    std::uint64_t lastToken_ = 0;
+    std::uint64_t generation_ GUARDED_BY(lock_) = 0;
+    std::uint64_t lastToken_ GUARDED_BY(lock_) = 0;
     /// The greatest token of a request whose rows have been stored.
-    std::uint64_t lastStored_ = 0;
+    std::uint64_t lastStored_ GUARDED_BY(lock_) = 0;
     /// Pages requested or loaded, with the token of the request.
-    std::unordered_map<qint64, std::uint64_t> requests_;
-    CachedPages pages_;
-    std::unordered_set<qint64> invalidPages_;
-    std::size_t bytes_ = 0;
-    std::optional<View> view_;
-    bool isHidden_ = false;
+    std::unordered_map<qint64, std::uint64_t> requests_ GUARDED_BY(lock_);
+    CachedPages pages_ GUARDED_BY(lock_);
+    std::unordered_set<qint64> invalidPages_ GUARDED_BY(lock_);
+    std::size_t bytes_ GUARDED_BY(lock_) = 0;
+    std::optional<View> view_ GUARDED_BY(lock_);
+    bool isHidden_ GUARDED_BY(lock_) = false;
 };
 
 } // namespace korvane

@@ -2,6 +2,7 @@
 
 #include "core/Preferences.h"
 #include "foundation/FilePath.h"
+#include "foundation/Mutex.h"
 #include "foundation/work/MainThread.h"
 #include "foundation/work/OperationQueue.h"
 
@@ -17,7 +18,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <mutex>
 #include <optional>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -73,9 +73,8 @@ struct PipeCopier::Progress {
     /// For notices. Main thread only.
     std::weak_ptr<PipeCopier> owner;
 
-    std::mutex mutex;
-    // Guarded by mutex.
-    QString failure;
+    Mutex mutex;
+    QString failure GUARDED_BY(mutex);
 
     static void notify(const std::shared_ptr<Progress>& progress) {
         if (progress->noticePending.exchange(true))
@@ -90,7 +89,7 @@ struct PipeCopier::Progress {
 
     void restart() {
         {
-            const std::lock_guard guard(mutex);
+            const MutexLock guard(mutex);
             failure.clear();
         }
         bytesCopied = 0;
@@ -99,7 +98,7 @@ struct PipeCopier::Progress {
 
     void fail(const QString& text) {
         {
-            const std::lock_guard guard(mutex);
+            const MutexLock guard(mutex);
             failure = text;
         }
         state.store(State::Failed);
@@ -386,7 +385,7 @@ PipeCopier::State PipeCopier::state() const {
 }
 
 QString PipeCopier::failure() const {
-    const std::lock_guard guard(progress_->mutex);
+    const MutexLock guard(progress_->mutex);
     return progress_->failure;
 }
 

@@ -65,15 +65,15 @@ void TailDataSource::redecorateRows() {
 }
 
 std::shared_ptr<RuleEnforcerProtocol> TailDataSource::ruleEnforcer() const {
-    return lock_.withReadLock([this] { return ruleEnforcer_; });
+    return lock_.withReadLock([this]() REQUIRES_SHARED(lock_) { return ruleEnforcer_; });
 }
 
 void TailDataSource::setRuleEnforcer(std::shared_ptr<RuleEnforcerProtocol> enforcer) {
-    lock_.withWriteLock([&] { ruleEnforcer_ = std::move(enforcer); });
+    lock_.withWriteLock([&]() REQUIRES(lock_) { ruleEnforcer_ = std::move(enforcer); });
 }
 
 qint64 TailDataSource::rowStart() const {
-    return lock_.withReadLock([this] { return rowStart_; });
+    return lock_.withReadLock([this]() REQUIRES_SHARED(lock_) { return rowStart_; });
 }
 
 void TailDataSource::setQuickHighlightSelectionString(const QString& text) {
@@ -90,7 +90,7 @@ void TailDataSource::addSearchResult(const SearchMatch& match) {
 }
 
 std::shared_ptr<DocumentProtocol> TailDataSource::getDocument() const {
-    return lock_.withReadLock([this] { return document_; }).lock();
+    return lock_.withReadLock([this]() REQUIRES_SHARED(lock_) { return document_; }).lock();
 }
 
 void TailDataSource::reset() {
@@ -102,12 +102,12 @@ void TailDataSource::reset() {
 void TailDataSource::clearView() {
     clearCache();
     const qint64 lastLine = std::max<qint64>(rowCount() - 1, 0);
-    lock_.withWriteLock([&] { rowStart_ = lastLine; });
+    lock_.withWriteLock([&]() REQUIRES(lock_) { rowStart_ = lastLine; });
 }
 
 void TailDataSource::clearCache() {
     pages_.clear();
-    lock_.withWriteLock([this] { rowStart_ = 0; });
+    lock_.withWriteLock([this]() REQUIRES(lock_) { rowStart_ = 0; });
     lastSearchResults_.clear();
     queue_.cancelAllOperations();
 }
@@ -122,7 +122,7 @@ void TailDataSource::linesChanged(qint64 firstLine) {
 }
 
 std::shared_ptr<ChangedLinesAnnouncer> TailDataSource::announcer() {
-    return lock_.withWriteLock([this] {
+    return lock_.withWriteLock([this]() REQUIRES(lock_) {
         if (!announcer_)
             announcer_ = std::make_shared<ChangedLinesAnnouncer>(weak_from_this());
         return announcer_;
@@ -143,7 +143,7 @@ void TailDataSource::announceOtherContent(LineRange changed) {
 
 std::shared_ptr<ArrivedLinesNotifier> TailDataSource::arrivedLines() {
     const auto reader = followedReader();
-    return lock_.withWriteLock([&] {
+    return lock_.withWriteLock([&]() REQUIRES(lock_) {
         if (!arrivedLines_ && reader && !document_.expired())
             arrivedLines_ = std::make_shared<ArrivedLinesNotifier>(weak_from_this(), reader);
         return arrivedLines_;
@@ -310,7 +310,7 @@ void TailDataSource::cancelWaitingLoads(const std::function<bool(qint64 page)>& 
 void TailDataSource::close() {
     ruleFollower_.reset();
     pages_.invalidate();
-    const auto arrived = lock_.withWriteLock([this] {
+    const auto arrived = lock_.withWriteLock([this]() REQUIRES(lock_) {
         document_.reset();
         return std::exchange(arrivedLines_, nullptr);
     });

@@ -125,12 +125,11 @@ private:
     PageStore pages_;
 
     NativeLock lock_;
-    // Guarded by lock_.
-    std::weak_ptr<DocumentProtocol> document_;
-    std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer_;
-    qint64 rowStart_ = 0;
-    std::shared_ptr<ChangedLinesAnnouncer> announcer_;   // made when it is first needed
-    std::shared_ptr<ArrivedLinesNotifier> arrivedLines_; // likewise
+    std::weak_ptr<DocumentProtocol> document_ GUARDED_BY(lock_);
+    std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer_ GUARDED_BY(lock_);
+    qint64 rowStart_ GUARDED_BY(lock_) = 0;
+    std::shared_ptr<ChangedLinesAnnouncer> announcer_ GUARDED_BY(lock_);   // made when it is first needed
+    std::shared_ptr<ArrivedLinesNotifier> arrivedLines_ GUARDED_BY(lock_); // likewise
 
     OperationQueue queue_;
 };

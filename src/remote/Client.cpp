@@ -71,13 +71,13 @@ Result<Client::Connection> Client::logIn(LoginAsked asked) {
 bool Client::homePathExists() {
     const std::uint64_t login = loginNumber();
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (homePathLogin_ == login)
             return homePathExists_;
     }
     const auto current = session();
     const bool exists = current && current->directoryExistsAtPath(homePath_.toUtf8());
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     homePathLogin_ = login;
     return homePathExists_ = exists;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Mutex.h"
 #include "foundation/Result.h"
 #include "foundation/notices/Alerts.h"
 #include "foundation/notices/WindowId.h"
@@ -16,7 +17,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -138,11 +138,10 @@ private:
     OperationQueue testQueue_{"SSH connection test", 1};
     std::atomic<bool> connectionTestCanceled_{false};
 
-    std::mutex mutex_;
-    // Guarded by mutex_.
+    Mutex mutex_;
     /// The login in which the home path was checked, and the result.
-    std::uint64_t homePathLogin_ = 0;
-    bool homePathExists_ = false;
+    std::uint64_t homePathLogin_ GUARDED_BY(mutex_) = 0;
+    bool homePathExists_ GUARDED_BY(mutex_) = false;
 };
 
 } // namespace korvane

@@ -85,7 +85,7 @@ HostConnection::~HostConnection() {
 // ---- Logging in
 
 Result<bool> HostConnection::logIn(const std::shared_ptr<User>& user, LoginAsked asked) {
-    std::unique_lock guard(mutex_);
+    MutexLock guard(mutex_);
     attach(user);
     const std::uint64_t releases = user->releases;
     for (;;) {
@@ -101,7 +101,8 @@ Result<bool> HostConnection::logIn(const std::shared_ptr<User>& user, LoginAsked
         }
         const auto attempt = attempt_;
         ++waiting_;
-        changed_.wait(guard, [&] { return attempt->outcome || user->releases != releases; });
+        while (!attempt->outcome && user->releases == releases)
+            changed_.wait(guard);
         --waiting_;
         if (user->releases != releases)
             return false;
@@ -114,7 +115,7 @@ Result<bool> HostConnection::logIn(const std::shared_ptr<User>& user, LoginAsked
 }
 
 void HostConnection::tryAgain(const std::shared_ptr<User>& user) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (user->isAttached && !attempt_ && !(session_ && session_->isAuthorized()) && isTimeForProgram())
         begin(user, LoginAsked::ByProgram);
 }
@@ -145,7 +146,7 @@ void HostConnection::begin(const std::shared_ptr<User>& user, LoginAsked asked) 
 
 void HostConnection::attemptEnded(const std::shared_ptr<Attempt>& attempt, const Result<bool>& outcome) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         attempt->outcome = outcome;
         attempt->wasSilent = login_->wasSilent();
         attempt_ = nullptr;
@@ -156,7 +157,7 @@ void HostConnection::attemptEnded(const std::shared_ptr<Attempt>& attempt, const
             pause_ = std::clamp<std::chrono::seconds>(pause_ * 2, firstPause, longestPause);
             retryAt_ = Clock::now() + pause_;
         }
-        changed_.notify_all();
+        changed_.notifyAll();
     }
     tellChange();
 }
@@ -176,7 +177,7 @@ Result<bool> HostConnection::attempt(std::uint64_t ends) {
         // The caller words network faults, but a changed host key must always be reported.
         if (isChanged)
             return refusal(error);
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         fault_ = error.userText;
         return false;
     }
@@ -201,7 +202,7 @@ void HostConnection::noteOutcome(const Error& error, bool isRefused) {
 }
 
 std::shared_ptr<NMSSHSession> HostConnection::sessionForConnecting() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (!session_) {
         session_ = std::make_shared<NMSSHSession>(hostName_, port_, username_, settings_);
         session_->setDelegate(login_);
@@ -216,7 +217,7 @@ void HostConnection::loginBegins() {
 
 void HostConnection::tellChange() {
     const auto users = [this] {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         return users_;
     }();
     for (const auto& user : users) {
@@ -228,12 +229,12 @@ void HostConnection::tellChange() {
 // ---- The end
 
 void HostConnection::release(User& user) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     detach(user);
 }
 
 void HostConnection::releaseLogin(User& user, std::uint64_t login) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (!attempt_ && loginNumber_ == login)
         detach(user);
 }
@@ -242,7 +243,7 @@ void HostConnection::detach(User& user) {
     ++user.releases;
     user.isAttached = false;
     std::erase_if(users_, [&user](const auto& other) { return other.get() == &user; });
-    changed_.notify_all();
+    changed_.notifyAll();
     if (!users_.empty())
         return;
     ++ends_;
@@ -288,17 +289,17 @@ bool HostConnection::stopsOnlyShells() const {
 }
 
 std::shared_ptr<NMSSHSession> HostConnection::session() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return session_;
 }
 
 QString HostConnection::fault() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return fault_;
 }
 
 int HostConnection::waitingForLogin() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return waiting_;
 }
 
@@ -342,7 +343,7 @@ void HostConnection::tell(const Alert& alert, WindowId window) {
 }
 
 WindowId HostConnection::window() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     const auto asking = attempt_ ? attempt_->user.lock() : nullptr;
     if (asking && asking->window.isValid())
         return asking->window;
@@ -353,7 +354,7 @@ WindowId HostConnection::window() const {
 Alert HostConnection::lossAlert(const Error& error) const {
     QStringList files;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         for (const auto& user : users_) {
             if (!user->fileName.isEmpty())
                 files.append(user->fileName);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Mutex.h"
 #include "foundation/Result.h"
 #include "foundation/notices/Alerts.h"
 #include "foundation/notices/WindowId.h"
@@ -12,11 +13,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -114,11 +113,10 @@ private:
 
     HostConnection(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, SessionSettings settings);
     void makeLogin();
-    /// With the lock held.
-    void attach(const std::shared_ptr<User>& user);
-    void begin(const std::shared_ptr<User>& user, LoginAsked asked);
-    bool isTimeForProgram() const;
-    void detach(User& user);
+    void attach(const std::shared_ptr<User>& user) REQUIRES(mutex_);
+    void begin(const std::shared_ptr<User>& user, LoginAsked asked) REQUIRES(mutex_);
+    bool isTimeForProgram() const REQUIRES(mutex_);
+    void detach(User& user) REQUIRES(mutex_);
     /// Blocks, on the thread of the attempt.
     Result<bool> attempt(std::uint64_t ends);
     void attemptEnded(const std::shared_ptr<Attempt>& attempt, const Result<bool>& outcome);
@@ -149,17 +147,16 @@ private:
     /// The last login whose loss has been shown in an alert.
     std::atomic<std::uint64_t> lossTold_{0};
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    // Guarded by mutex_.
-    std::shared_ptr<NMSSHSession> session_;
-    std::vector<std::shared_ptr<User>> users_;
-    std::shared_ptr<Attempt> attempt_; // under way
-    int waiting_ = 0;
-    QString fault_;
+    mutable Mutex mutex_;
+    Condition changed_;
+    std::shared_ptr<NMSSHSession> session_ GUARDED_BY(mutex_);
+    std::vector<std::shared_ptr<User>> users_ GUARDED_BY(mutex_);
+    std::shared_ptr<Attempt> attempt_ GUARDED_BY(mutex_); // under way
+    int waiting_ GUARDED_BY(mutex_) = 0;
+    QString fault_ GUARDED_BY(mutex_);
     /// When the program may try again after it could not reach the server, and the length of the last pause.
-    std::optional<Clock::time_point> retryAt_;
-    std::chrono::seconds pause_{0};
+    std::optional<Clock::time_point> retryAt_ GUARDED_BY(mutex_);
+    std::chrono::seconds pause_ GUARDED_BY(mutex_){0};
 
     OperationQueue queue_;
 };

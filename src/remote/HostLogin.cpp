@@ -77,7 +77,7 @@ bool HostLogin::isSameFor(const RemoteHost& host) const {
     if (host.host() != hostName_ || host.port() != port_ || host.username() != username_)
         return false;
     const Proof proof = proofOf(host);
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return proof == proof_;
 }
 
@@ -85,7 +85,7 @@ void HostLogin::begin(bool mayAsk) {
     mayAsk_ = mayAsk;
     wasSilent_ = false;
     isProving_ = false;
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     isUnderWay_ = true;
     keptSecret_.reset();
 }
@@ -93,7 +93,7 @@ void HostLogin::begin(bool mayAsk) {
 void HostLogin::cancel() {
     std::vector<std::weak_ptr<Question>> questions;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         isUnderWay_ = false;
         questions.swap(questions_);
     }
@@ -210,7 +210,7 @@ std::optional<QString> HostLogin::secret(const SecretQuestion& question) {
     alert.field->option = QStringLiteral("Remember it, as plain text that only you can read");
     alert.field->optionChosen = [isKept](bool isChosen) { *isKept = isChosen; };
     std::optional<QString> answer = ask(std::move(alert));
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     keptSecret_.reset();
     if (answer && *isKept)
         keptSecret_ = KeptSecret{question.kind, *answer};
@@ -244,7 +244,7 @@ std::optional<QString> HostLogin::ask(Alert alert) {
     }
     const auto question = std::make_shared<Question>();
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (!isUnderWay_)
             return std::nullopt;
         std::erase_if(questions_, [](const auto& weak) { return weak.expired(); });
@@ -283,7 +283,7 @@ bool HostLogin::hasPlaceFor(const SecretQuestion& question) const {
 void HostLogin::keepSecret() {
     std::optional<KeptSecret> kept;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         kept.swap(keptSecret_);
         if (!kept)
             return;

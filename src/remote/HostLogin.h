@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Mutex.h"
 #include "foundation/notices/Alerts.h"
 #include "foundation/notices/WindowId.h"
 #include "remote/ssh/NMSSHSessionDelegate.h"
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -112,11 +112,10 @@ private:
     /// Whether the host has been reached and authentication has begun.
     std::atomic<bool> isProving_{false};
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    bool isUnderWay_ = false;
-    std::vector<std::weak_ptr<Question>> questions_;
-    std::optional<KeptSecret> keptSecret_;
+    mutable Mutex mutex_;
+    bool isUnderWay_ GUARDED_BY(mutex_) = false;
+    std::vector<std::weak_ptr<Question>> questions_ GUARDED_BY(mutex_);
+    std::optional<KeptSecret> keptSecret_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

@@ -58,7 +58,7 @@ qint64 RemoteFile::numberIn(const QByteArray& output) {
     if (isNumber && number >= 0)
         return number;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         const std::uint64_t login = client_->loginNumber();
         if (std::exchange(printingLogin_, login) == login)
             return 0;
@@ -121,7 +121,7 @@ std::optional<quint64> RemoteFile::size(const IsCancelled& isCancelled) {
     if (isCancelled && isCancelled())
         return std::nullopt;
     const bool mayBeLink = [&] {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         isSizeKnown_ = bytes.has_value();
         if (!bytes)
             return false;
@@ -132,7 +132,7 @@ std::optional<quint64> RemoteFile::size(const IsCancelled& isCancelled) {
     }();
     if (const QString path = mayBeLink ? measuredPath() : path_; path != path_) {
         bytes = sizeAt(path, isCancelled);
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         isSizeKnown_ = bytes.has_value();
         size_ = bytes.value_or(size_);
     }
@@ -140,18 +140,18 @@ std::optional<quint64> RemoteFile::size(const IsCancelled& isCancelled) {
 }
 
 std::optional<quint64> RemoteFile::lastSize() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return isSizeKnown_ ? std::optional(size_) : std::nullopt;
 }
 
 QString RemoteFile::measuredPath() {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (place_ == Place::File)
             return path_;
     }
     const auto link = SFTPClient(client_).linkTarget(shownPath());
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (!link) {
         // A link may still appear at the path. If the server cannot resolve links, do not try again.
         const bool mayComeYet = isSshError(link.error(), SshErrorCode::NoSuchFile) ||
@@ -169,14 +169,14 @@ QString RemoteFile::measuredPath() {
 
 void RemoteFile::lookForLink() {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         place_ = Place::Unknown;
     }
     measuredPath();
 }
 
 bool RemoteFile::takeOtherTarget() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return std::exchange(isOtherTarget_, false);
 }
 
@@ -204,7 +204,7 @@ void RemoteFile::lookForFault() {
 
 void RemoteFile::setFault(Fault fault, const QString& text) {
     // Reported under the lock, so that reports arrive in order.
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     faults_[static_cast<std::size_t>(fault)] = text;
     const auto first =
         std::find_if(faults_.begin(), faults_.end(), [](const QString& one) { return !one.isEmpty(); });
@@ -216,7 +216,7 @@ void RemoteFile::setFault(Fault fault, const QString& text) {
 }
 
 bool RemoteFile::printsText() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return printingLogin_ != 0 && printingLogin_ == client_->loginNumber();
 }
 

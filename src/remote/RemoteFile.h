@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Mutex.h"
 #include "remote/Client.h"
 #include "remote/ssh/RemoteEntry.h"
 
@@ -10,7 +11,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -100,16 +100,15 @@ private:
     std::atomic<bool> isClosed_{false};
     std::atomic<bool> isNoFile_{false};
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::uint64_t printingLogin_ = 0;        // the last one reported for printing text
-    std::array<QString, faultKinds> faults_; // the first non-empty one is reported
-    QString fault_;                          // the last one reported
-    quint64 size_ = 0;
-    bool isSizeKnown_ = false;
-    Place place_ = Place::Unknown;
-    QString target_; // the last known target of the path; empty before
-    bool isOtherTarget_ = false;
+    mutable Mutex mutex_;
+    std::uint64_t printingLogin_ GUARDED_BY(mutex_) = 0;        // the last one reported for printing text
+    std::array<QString, faultKinds> faults_ GUARDED_BY(mutex_); // the first non-empty one is reported
+    QString fault_ GUARDED_BY(mutex_);                          // the last one reported
+    quint64 size_ GUARDED_BY(mutex_) = 0;
+    bool isSizeKnown_ GUARDED_BY(mutex_) = false;
+    Place place_ GUARDED_BY(mutex_) = Place::Unknown;
+    QString target_ GUARDED_BY(mutex_); // the last known target of the path; empty before
+    bool isOtherTarget_ GUARDED_BY(mutex_) = false;
 };
 
 } // namespace korvane

@@ -56,7 +56,7 @@ RemoteLogDataSource::create(const std::shared_ptr<DocumentProtocol>& document,
         const auto alive = weak.lock();
         if (!alive)
             return;
-        const std::lock_guard guard(alive->mutex_);
+        const MutexLock guard(alive->mutex_);
         alive->count_.outdate();
         alive->countInBackground(FileChange::Replaced);
     });
@@ -79,13 +79,13 @@ std::shared_ptr<RemoteLogDataSource> RemoteLogDataSource::self() const {
 // ---- Counting
 
 qint64 RemoteLogDataSource::rowCount() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return count_.lines();
 }
 
 void RemoteLogDataSource::ensureCounted() {
     const bool canAsk = file_->client()->isConnected();
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (canAsk && count_.isWanted() && countQueue_.isEmpty())
         countInBackground(FileChange::None);
 }
@@ -100,7 +100,7 @@ void RemoteLogDataSource::countInBackground(FileChange change) const {
 void RemoteLogDataSource::cancelCount() {
     bool hasRows = false;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         count_.giveUp();
         hasRows = count_.lines() > 0;
     }
@@ -117,7 +117,7 @@ void RemoteLogDataSource::forgetPlaces() {
 void RemoteLogDataSource::firstLinesRead(qint64 lineCount) {
     std::optional<LineCount::FirstPage> page;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         page = count_.firstPageRead(lineCount);
     }
     if (page && page->missed.length > 0)
@@ -128,7 +128,7 @@ void RemoteLogDataSource::firstLinesRead(qint64 lineCount) {
 
 void RemoteLogDataSource::firstLinesShown(qint64 lineCount) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (!count_.firstLinesShown(lineCount))
             return;
     }
@@ -145,7 +145,7 @@ void RemoteLogDataSource::showSoFar(const std::weak_ptr<RemoteLoadLinesOperation
 
 void RemoteLogDataSource::countLines(const IsCancelled& isCancelled) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (isCancelled())
             return;
         count_.outdate();
@@ -155,7 +155,7 @@ void RemoteLogDataSource::countLines(const IsCancelled& isCancelled) {
 
 void RemoteLogDataSource::fileHasGrown(quint64 size, const IsCancelled& isCancelled) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         count_.outdate();
     }
     count(FileChange::Grown, size, isCancelled);
@@ -164,7 +164,7 @@ void RemoteLogDataSource::fileHasGrown(quint64 size, const IsCancelled& isCancel
 void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCancelled) {
     qint64 before = 0;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         count_.outdate();
         if (size == 0)
             before = count_.empty();
@@ -183,7 +183,7 @@ void RemoteLogDataSource::fileHasShrunk(quint64 size, const IsCancelled& isCance
 
 void RemoteLogDataSource::filePolledWith(quint64 size, const IsCancelled& isCancelled) {
     const auto [hasRows, isUncounted] = [this, size] {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         // A file without a complete line is counted once for each size.
         return std::pair(count_.lines() > 0,
                          count_.isWanted() && (!count_.isFresh() || knownFileSize_ != size));
@@ -205,9 +205,9 @@ void RemoteLogDataSource::filePolledWith(quint64 size, const IsCancelled& isCanc
 
 void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
                                 const IsCancelled& isCancelled) {
-    const std::lock_guard counting(countMutex_);
+    const MutexLock counting(countMutex_);
     if (change == FileChange::None) {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (count_.isFresh() && count_.lines() > 0)
             return; // counted while this call waited for the lock
     }
@@ -215,7 +215,7 @@ void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
     if (isCancelled())
         return;
     const std::uint64_t generation = [this] {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         return count_.generation();
     }();
     if (uncounted_ != FileChange::Replaced && reader_->knowsEnd()) {
@@ -233,7 +233,7 @@ void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
         reader_->forget();
     const std::optional<qint64> counted = reader_->count(isCancelled);
     const bool isLess = [&] {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         return counted && *counted < count_.lines();
     }();
     if (isLess)
@@ -252,7 +252,7 @@ void RemoteLogDataSource::count(FileChange change, std::optional<quint64> size,
 bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t generation) {
     std::optional<LineCount::Counted> taken;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         taken = count_.take(counted, generation);
     }
     if (!taken)
@@ -273,24 +273,24 @@ bool RemoteLogDataSource::takeCount(qint64 counted, std::uint64_t generation) {
 }
 
 void RemoteLogDataSource::followingEnded() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     count_.followingEnded();
 }
 
 void RemoteLogDataSource::followingBegan() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     count_.followingBegan();
 }
 
 void RemoteLogDataSource::forgetArrivedLines(std::optional<qint64> reported) {
     arrivedQueue_.cancelAllOperations();
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     count_.setReported(reported);
 }
 
 void RemoteLogDataSource::passArrivedLines(FileChange change, qint64 counted, std::uint64_t generation) {
     const LineRange lines = [&] {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         return count_.takeAppended(change, counted, generation);
     }();
     const auto enforcer = ruleEnforcer();
@@ -312,17 +312,17 @@ void RemoteLogDataSource::announce(FileChange change, qint64 before, qint64 now)
 }
 
 std::optional<quint64> RemoteLogDataSource::knownFileSize() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return knownFileSize_;
 }
 
 void RemoteLogDataSource::setKnownFileSize(std::optional<quint64> bytes) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     knownFileSize_ = bytes;
 }
 
 std::uint64_t RemoteLogDataSource::byteCount(qint64 /*first*/, qint64 count) const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (!knownFileSize_ || count_.lines() == 0)
         return 0;
     const double share = static_cast<double>(count) / static_cast<double>(count_.lines());

@@ -2,9 +2,9 @@
 
 #include "core/reader/LogFileReaderProtocol.h"
 #include "documents/TailDataSource.h"
+#include "foundation/Mutex.h"
 #include "remote/LineCount.h"
 
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -84,8 +84,8 @@ private:
     void countInBackground(FileChange change) const;
     /// `size`: of the file, if known.
     void count(FileChange change, std::optional<quint64> size, const IsCancelled& isCancelled);
-    /// With countMutex_ held. False if the file has been emptied since the count began.
-    bool takeCount(qint64 counted, std::uint64_t generation);
+    /// False if the file has been emptied since the count began.
+    bool takeCount(qint64 counted, std::uint64_t generation) REQUIRES(countMutex_);
     void announce(FileChange change, qint64 before, qint64 now);
     /// Evaluates the notifying rules over the lines appended since the last call, in the background, whether
     /// or not they are visible. `generation`: that of the lines when the count began.
@@ -104,15 +104,14 @@ private:
     const std::shared_ptr<RemoteReader> reader_;
     qint64 lastFirstRow_ = 0; // main thread
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    LineCount count_;
-    std::optional<quint64> knownFileSize_;
+    mutable Mutex mutex_;
+    LineCount count_ GUARDED_BY(mutex_);
+    std::optional<quint64> knownFileSize_ GUARDED_BY(mutex_);
 
     /// Held while the server counts.
-    std::mutex countMutex_;
-    /// How the file has changed since the last count that succeeded. Guarded by countMutex_.
-    FileChange uncounted_ = FileChange::None;
+    Mutex countMutex_;
+    /// How the file has changed since the last count that succeeded.
+    FileChange uncounted_ GUARDED_BY(countMutex_) = FileChange::None;
     /// At most one count, requested for the rows in view.
     mutable OperationQueue countQueue_;
     OperationQueue arrivedQueue_;

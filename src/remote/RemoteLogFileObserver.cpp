@@ -25,7 +25,7 @@ void RemoteLogFileObserver::startTailing() {
             self->announceTailing();
     });
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         fileMonitor_ = monitor;
     }
     opQueue_.addOperation(monitor);
@@ -36,7 +36,7 @@ void RemoteLogFileObserver::stopTailing() {
 }
 
 std::shared_ptr<RemoteFileMonitorOperation> RemoteLogFileObserver::fileMonitor() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return fileMonitor_;
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "core/FileObserverProtocol.h"
+#include "foundation/Mutex.h"
 #include "foundation/work/OperationQueue.h"
 #include "tail/FileMonitorOperation.h"
 
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 namespace korvane {
 
@@ -51,8 +51,8 @@ private:
     const std::weak_ptr<RemoteLogDataSource> dataSource_;
     const std::shared_ptr<RemoteFile> file_;
 
-    mutable std::mutex mutex_;
-    std::shared_ptr<RemoteFileMonitorOperation> fileMonitor_; // guarded by mutex_
+    mutable Mutex mutex_;
+    std::shared_ptr<RemoteFileMonitorOperation> fileMonitor_ GUARDED_BY(mutex_);
     // The monitor's thread only.
     std::weak_ptr<RemoteFileMonitorOperation> announcedMonitor_;
     /// Whether the current poll has found another size.

@@ -69,7 +69,7 @@ std::optional<std::vector<DisplayLine>> RemoteReader::keptLines(qint64 first, qi
     const auto last = std::min(first + count, firstKept_ + std::ssize(kept_));
     if (!end_ || first < firstKept_ || first >= last)
         return std::nullopt;
-    const auto at = [this](qint64 line) { return kept_.begin() + (line - firstKept_); };
+    const auto at = [this](qint64 line) REQUIRES(mutex_) { return kept_.begin() + (line - firstKept_); };
     return std::vector<DisplayLine>(at(first), at(last));
 }
 
@@ -78,7 +78,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     std::optional<Place> place;
     std::uint64_t content = 0;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (auto kept = keptLines(first, count)) {
             const bool isCut = std::any_of(kept->begin(), kept->end(),
                                            [](const DisplayLine& line) { return line.cutBytes > 0; });
@@ -145,7 +145,7 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
         lines.push_back(std::move(line));
         piece.isPartial = std::ssize(lines) < count;
     }
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (place)
         refuted_ = 0;
     if (content != content_)
@@ -200,19 +200,19 @@ void RemoteReader::notePace(std::chrono::steady_clock::time_point begun, std::si
     if (lineCount < linesForPace)
         return;
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begun;
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     secondsPerLine_ = time.count() / static_cast<double>(lineCount);
 }
 
 bool RemoteReader::isSlow(qint64 lineCount) const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return secondsPerLine_ * static_cast<double>(lineCount) > 1;
 }
 
 // ---- Counting
 
 void RemoteReader::forget() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     ++content_;
     places_.clear();
     end_.reset();
@@ -222,7 +222,7 @@ void RemoteReader::forget() {
 
 void RemoteReader::reportOtherContent(std::uint64_t content) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (content != content_)
             return; // another thread has reported it
         ++refuted_;
@@ -238,7 +238,7 @@ std::optional<qint64> RemoteReader::count(const IsCancelled& isCancelled) {
     if (isCancelled && isCancelled())
         return std::nullopt;
     const std::optional<qint64> counted = file_->lineCount(isCancelled);
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     beforeCount_ = std::move(before);
     counted_ = counted.value_or(0);
     return counted;
@@ -249,7 +249,7 @@ std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
     qint64 counted = 0;
     std::uint64_t content = 0;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         before = beforeCount_;
         counted = counted_;
         content = content_;
@@ -279,17 +279,17 @@ std::optional<qint64> RemoteReader::findEnd(const IsCancelled& isCancelled) {
 }
 
 std::optional<quint64> RemoteReader::sizeBeforeCount() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return beforeCount_ ? std::optional(beforeCount_->fileSize) : std::nullopt;
 }
 
 bool RemoteReader::knowsEnd() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return end_.has_value();
 }
 
 quint64 RemoteReader::knownSize() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return end_ ? end_->size : 0;
 }
 
@@ -312,7 +312,7 @@ bool RemoteReader::setEnd(qint64 lineCount, quint64 size, Size expected, const I
     std::uint64_t content = 0;
     QByteArray identity;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         content = content_;
         identity = end_ ? end_->identity : beforeCount_ ? beforeCount_->identity : QByteArray();
     }
@@ -331,7 +331,7 @@ bool RemoteReader::setEnd(qint64 lineCount, quint64 size, Size expected, const I
         end.unfinished = end.last.sliced(newline + 1);
         end.unfinishedSize = static_cast<quint64>(end.unfinished->size());
     }
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (content != content_)
         return false;
     notePlaces(lineCount, size - count, end.last, end.last.size());
@@ -347,7 +347,7 @@ bool RemoteReader::setEnd(qint64 lineCount, quint64 size, Size expected, const I
 }
 
 void RemoteReader::notePlaces(qint64 lineCount, quint64 offset, const QByteArray& bytes, qsizetype known) {
-    const auto note = [&](qint64 line, qsizetype position) {
+    const auto note = [&](qint64 line, qsizetype position) REQUIRES(mutex_) {
         const qsizetype start = std::max<qsizetype>(position - LineSplitter::markSize, 0);
         places_[line] = {offset + static_cast<quint64>(position), bytes.sliced(start, position - start)};
     };
@@ -367,7 +367,7 @@ std::optional<RemoteReader::Growth> RemoteReader::growth(std::optional<quint64> 
     std::optional<End> end;
     std::uint64_t content = 0;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         end = end_;
         content = content_;
     }
@@ -384,7 +384,7 @@ std::optional<RemoteReader::Growth> RemoteReader::growth(std::optional<quint64> 
     if (*size >= end->size)
         found = *size - end->size > mostGrowthRead ? countGrowth(*end, *size, isCancelled)
                                                    : readGrowth(*std::move(end), content, isCancelled);
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return content == content_ ? found : std::nullopt;
 }
 
@@ -441,7 +441,7 @@ std::optional<RemoteReader::Growth> RemoteReader::readGrowth(End end, std::uint6
         end.unfinished = splitter.unfinished();
         end.unfinishedSize = splitter.unfinishedSize();
     }
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (content != content_)
         return std::nullopt;
     if (!lines.empty()) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/Mutex.h"
 
 #include <QByteArray>
 
@@ -9,7 +10,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -93,7 +93,7 @@ private:
 
     /// `lineCount` lines have been read since `begun`.
     void notePace(std::chrono::steady_clock::time_point begun, std::size_t lineCount);
-    std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count) const;
+    std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count) const REQUIRES(mutex_);
     /// The file turned out different from the generation `content`; reported once for each.
     void reportOtherContent(std::uint64_t content);
     /// Bytes of the file, and its identity.
@@ -111,26 +111,26 @@ private:
     std::optional<Growth> readGrowth(End end, std::uint64_t content, const IsCancelled& isCancelled);
     /// Remembers places in `bytes`, which begin at `offset`. The lines of the first `known` bytes have been
     /// counted.
-    void notePlaces(qint64 lineCount, quint64 offset, const QByteArray& bytes, qsizetype known);
+    void notePlaces(qint64 lineCount, quint64 offset, const QByteArray& bytes, qsizetype known)
+        REQUIRES(mutex_);
     /// Adds lines to the kept ones.
-    void keep(qint64 first, std::vector<DisplayLine> lines);
+    void keep(qint64 first, std::vector<DisplayLine> lines) REQUIRES(mutex_);
 
     const std::shared_ptr<RemoteFile> file_;
     std::function<void()> onOtherContent_;
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::uint64_t content_ = 0; // incremented with each file generation
-    double secondsPerLine_ = 0;
-    std::map<qint64, Place> places_;
-    int refuted_ = 0; // consecutive wrong places in files of refutedIdentity_
-    QByteArray refutedIdentity_;
-    std::optional<End> end_;
+    mutable Mutex mutex_;
+    std::uint64_t content_ GUARDED_BY(mutex_) = 0; // incremented with each file generation
+    double secondsPerLine_ GUARDED_BY(mutex_) = 0;
+    std::map<qint64, Place> places_ GUARDED_BY(mutex_);
+    int refuted_ GUARDED_BY(mutex_) = 0; // consecutive wrong places in files of refutedIdentity_
+    QByteArray refutedIdentity_ GUARDED_BY(mutex_);
+    std::optional<End> end_ GUARDED_BY(mutex_);
     /// The last lines, up to the counted end. They share their texts with the rows.
-    qint64 firstKept_ = 0;
-    std::vector<DisplayLine> kept_;
-    std::optional<Mark> beforeCount_; // without bytes
-    qint64 counted_ = 0;
+    qint64 firstKept_ GUARDED_BY(mutex_) = 0;
+    std::vector<DisplayLine> kept_ GUARDED_BY(mutex_);
+    std::optional<Mark> beforeCount_ GUARDED_BY(mutex_); // without bytes
+    qint64 counted_ GUARDED_BY(mutex_) = 0;
 };
 
 } // namespace korvane

@@ -129,7 +129,7 @@ private:
     std::vector<RuleMatching::Rule> matchedRules() {
         std::vector<RuleMatching::Rule> matched;
         matched.reserve(rules_->size());
-        const std::lock_guard guard(enforcer_.mutex_);
+        const MutexLock guard(enforcer_.mutex_);
         for (std::size_t i = 0; i < rules_->size(); ++i) {
             const ActiveRule& rule = (*rules_)[i];
             lines_[i].hadGivenUp = rule.record->givenUpLines.size() > 0;
@@ -298,7 +298,7 @@ void RuleEnforcer::startAfresh(const std::shared_ptr<FilterRule>& rule) {
 void RuleEnforcer::retire(const std::function<bool(const ActiveRule&)>& isMeant) {
     bool wasSlow = false;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         for (const ActiveRule& rule : active_) {
             if (!isMeant(rule))
                 continue;
@@ -312,7 +312,7 @@ void RuleEnforcer::retire(const std::function<bool(const ActiveRule&)>& isMeant)
 
 void RuleEnforcer::publish() {
     auto rules = std::make_shared<const ActiveRules>(active_);
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     published_.swap(rules);
 }
 
@@ -321,12 +321,12 @@ void RuleEnforcer::applyQuickHighlight(AttributedString& line, const FilterRule&
 }
 
 std::shared_ptr<const ActiveRules> RuleEnforcer::publishedRules() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return published_;
 }
 
 std::uint64_t RuleEnforcer::content() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return content_;
 }
 
@@ -343,7 +343,7 @@ std::unique_ptr<RulePassProtocol> RuleEnforcer::makeSilentPass(const std::functi
 std::unique_ptr<NotificationPassProtocol> RuleEnforcer::makeNotificationPass() {
     auto telling = std::make_shared<ActiveRules>();
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         std::ranges::copy_if(*published_, std::back_inserter(*telling), [](const ActiveRule& rule) {
             const RuleValues& values = rule.snapshot->values;
             return values.tells() && (values.frequency != Frequency::Once || !rule.record->hasNotified);
@@ -355,7 +355,7 @@ std::unique_ptr<NotificationPassProtocol> RuleEnforcer::makeNotificationPass() {
 void RuleEnforcer::contentForgotten() {
     bool wasSlow = false;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         ++content_;
         for (const ActiveRule& rule : *published_) {
             wasSlow |= rule.record->givenUpLines.size() > 0;
@@ -370,7 +370,7 @@ void RuleEnforcer::contentForgotten() {
 
 std::vector<SlowRule> RuleEnforcer::slowRules() const {
     std::vector<SlowRule> slow;
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     for (const ActiveRule& rule : *published_)
         if (const qint64 count = rule.record->givenUpLines.size(); count > 0)
             slow.push_back({rule.snapshot->values.id, rule.snapshot->values.searchStr, count});
@@ -381,7 +381,7 @@ bool RuleEnforcer::recordEffort(const ActiveRule& rule, bool isTooSlow, const st
                                 const std::vector<qint64>& decided, std::uint64_t content) {
     if (!isTooSlow && givenUp.empty() && decided.empty())
         return false;
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     RuleRecord& record = *rule.record;
     if (record.isRetired || content != content_)
         return false;
@@ -419,7 +419,7 @@ void RuleEnforcer::highlightSearchMatches(AttributedString& line, const std::vec
 }
 
 bool RuleEnforcer::recordLine(const ActiveRule& rule, qint64 lineNum, std::uint64_t content) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     RuleRecord& record = *rule.record;
     const bool hasDone = rule.snapshot->values.frequency == Frequency::Once && record.hasNotified;
     if (record.isRetired || hasDone || content != content_)

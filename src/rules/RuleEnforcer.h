@@ -2,13 +2,13 @@
 
 #include "core/RuleEnforcerProtocol.h"
 #include "core/TailDataSourceProtocol.h"
+#include "foundation/Mutex.h"
 #include "rules/RuleSnapshot.h"
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace korvane {
@@ -91,10 +91,10 @@ private:
     Rules rules_;
     ActiveRules active_;
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_, as is all bookkeeping.
-    std::shared_ptr<const ActiveRules> published_;
-    std::uint64_t content_ = 0; // counts the file generations
+    /// Also guards the history of every rule.
+    mutable Mutex mutex_;
+    std::shared_ptr<const ActiveRules> published_ GUARDED_BY(mutex_);
+    std::uint64_t content_ GUARDED_BY(mutex_) = 0; // counts the file generations
 };
 
 } // namespace korvane

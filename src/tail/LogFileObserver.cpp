@@ -125,7 +125,7 @@ void LogFileObserver::startMonitor(NewLines ofFirstLook) {
             self->announceTailing();
     });
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         monitorOp_ = monitor;
         ofNextLook_ = ofFirstLook;
     }
@@ -137,7 +137,7 @@ void LogFileObserver::stopTailing() {
 }
 
 std::shared_ptr<FileMonitorOperation> LogFileObserver::monitorOp() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return monitorOp_;
 }
 
@@ -176,7 +176,7 @@ void LogFileObserver::filePolled() {
     if (!dataSource)
         return;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         newLines_ = std::exchange(ofNextLook_, NewLines::Arrive);
     }
     lookAtPath();

@@ -3,6 +3,7 @@
 #include "core/FileObserverProtocol.h"
 #include "core/FileStatus.h"
 #include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/Mutex.h"
 #include "foundation/work/OperationQueue.h"
 #include "tail/FileMonitorOperation.h"
 
@@ -10,7 +11,6 @@
 
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -72,10 +72,9 @@ private:
     const std::shared_ptr<LogFileReaderProtocol> logReader_;
     const QByteArray path_;
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::shared_ptr<FileMonitorOperation> monitorOp_;
-    NewLines ofNextLook_ = NewLines::WereThere;
+    mutable Mutex mutex_;
+    std::shared_ptr<FileMonitorOperation> monitorOp_ GUARDED_BY(mutex_);
+    NewLines ofNextLook_ GUARDED_BY(mutex_) = NewLines::WereThere;
 
     // The monitor's thread only.
     FileStatus status_ = FileStatus::Present;

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "foundation/FileHandle.h"
+#include "foundation/Mutex.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <shared_mutex>
 #include <span>
 #include <vector>
 
@@ -45,10 +45,9 @@ public:
 private:
     static constexpr std::size_t blockSize = 256 << 10; // bytes
 
-    mutable std::shared_mutex mutex_;
-    // Guarded by mutex_.
-    std::vector<std::unique_ptr<char[]>> blocks_;
-    std::uint64_t size_ = 0;
+    mutable SharedMutex mutex_;
+    std::vector<std::unique_ptr<char[]>> blocks_ GUARDED_BY(mutex_);
+    std::uint64_t size_ GUARDED_BY(mutex_) = 0;
 };
 
 } // namespace korvane

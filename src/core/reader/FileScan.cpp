@@ -64,7 +64,7 @@ bool FileScan::isScanStopped() const {
 }
 
 LineRange FileScan::refresh(LogReaderDelegate* delegate) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     try {
         return bringUpToDate(delegate);
     } catch (const std::exception&) {
@@ -122,7 +122,7 @@ LineRange FileScan::bringUpToDate(LogReaderDelegate* delegate) {
 }
 
 bool FileScan::isBehind() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     const auto handle = file_.handle();
     const auto stamp = handle && !isStopped() ? handle->stamp() : std::nullopt;
     if (!stamp)
@@ -146,21 +146,21 @@ Status FileScan::reopen() {
     auto opened = file_.openAgain();
     if (!opened)
         return opened.error();
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (!replaceFile(std::move(opened).value()))
         return Error{EBADF, QStringLiteral("POSIX"), {}};
     return success();
 }
 
 void FileScan::reset() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     cancelled_.store(false, std::memory_order_release);
     forgetLines();
 }
 
 void FileScan::startAgain(LogReaderDelegate& listener) {
     auto opened = file_.openAgain();
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     cancelled_.store(false, std::memory_order_release);
     const auto before = file_.handle();
     const std::shared_ptr<FileHandle> present = opened ? std::move(opened).value() : before;
@@ -198,7 +198,7 @@ void FileScan::startEmpty() {
 }
 
 void FileScan::indexLines(LogReaderDelegate* delegate) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     scan(delegate);
 }
 

@@ -3,11 +3,11 @@
 #include "core/reader/ContentSample.h"
 #include "core/reader/LogFileReaderProtocol.h"
 #include "foundation/FileHandle.h"
+#include "foundation/Mutex.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 
@@ -49,27 +49,29 @@ private:
     bool isStopped() const;
     bool isScanStopped() const;
 
-    LineRange bringUpToDate(LogReaderDelegate* delegate);
-    End scan(LogReaderDelegate* delegate);
+    LineRange bringUpToDate(LogReaderDelegate* delegate) REQUIRES(mutex_);
+    End scan(LogReaderDelegate* delegate) REQUIRES(mutex_);
     /// Finds the line terminator from the start of the file, unless a line is known to have ended.
-    void learnLineEnd(const FileHandle& handle);
+    void learnLineEnd(const FileHandle& handle) REQUIRES(mutex_);
     /// Reports a block step by step; returns the part of it that was reported before a stop.
     Block reportSteps(LogReaderDelegate& delegate, const Block& block) const;
-    void take(const Block& block, std::uint64_t measuredSize);
+    void take(const Block& block, std::uint64_t measuredSize) REQUIRES(mutex_);
     /// Of the newlines in a block, those whose lines the index lacks. Lines beyond the limit are known from
     /// an earlier scan; where the block differs, the index drops the lines from there on.
-    std::span<const std::uint32_t> unknownNewlines(const Block& block);
+    std::span<const std::uint32_t> unknownNewlines(const Block& block) REQUIRES(mutex_);
     /// The file has ended at `offset`, or reading has failed there.
-    void finish(std::uint64_t offset, std::uint64_t measuredSize, int error);
+    void finish(std::uint64_t offset, std::uint64_t measuredSize, int error) REQUIRES(mutex_);
 
-    bool holdsOtherContent(const FileHandle& handle) const { return !sample_.isStillIn(handle); }
-    bool replaceFile(std::shared_ptr<FileHandle> handle);
-    void forgetLines();
+    bool holdsOtherContent(const FileHandle& handle) const REQUIRES(mutex_) {
+        return !sample_.isStillIn(handle);
+    }
+    bool replaceFile(std::shared_ptr<FileHandle> handle) REQUIRES(mutex_);
+    void forgetLines() REQUIRES(mutex_);
     /// Forgets everything about the file; the index is already empty.
-    void startEmpty();
+    void startEmpty() REQUIRES(mutex_);
     /// Drops the lines that a truncated file no longer holds.
-    void forgetLinesBeyond(std::uint64_t offset);
-    void publishAll();
+    void forgetLinesBeyond(std::uint64_t offset) REQUIRES(mutex_);
+    void publishAll() REQUIRES(mutex_);
 
     IndexedFile& file_;
     FileTextDecoder& decoder_;
@@ -79,16 +81,16 @@ private:
     std::atomic<int> error_{0};              // written under mutex_
     std::atomic<bool> isUnread_{true};
 
-    std::mutex mutex_;
-    // Guarded by mutex_, as all changes of the index are.
+    /// Also held while the index changes.
+    Mutex mutex_;
     /// End of the bytes that have been indexed; the next scan starts there.
-    std::uint64_t limit_ = 0;
+    std::uint64_t limit_ GUARDED_BY(mutex_) = 0;
     /// End of the bytes that scans have read, perhaps beyond the limit. The published lines end here.
-    std::uint64_t coveredEnd_ = 0;
+    std::uint64_t coveredEnd_ GUARDED_BY(mutex_) = 0;
     /// Of the indexed bytes.
-    ContentSample sample_;
+    ContentSample sample_ GUARDED_BY(mutex_);
     /// Stamp of the file when it was last found unchanged.
-    std::optional<FileHandle::Stamp> comparedStamp_;
+    std::optional<FileHandle::Stamp> comparedStamp_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

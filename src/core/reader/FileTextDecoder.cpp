@@ -50,24 +50,24 @@ std::optional<FileTextDecoder::Text> decodePart(const FileTextDecoder::Part& par
 } // namespace
 
 EncodingChoice FileTextDecoder::choice() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return choice_;
 }
 
 void FileTextDecoder::setChoice(EncodingChoice choice) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     choice_ = choice;
     chosen_ = withByteOrder(mark_, choice.encoding);
 }
 
 void FileTextDecoder::forgetDetection() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     detected_ = encoding::unknown;
 }
 
 LineEnd FileTextDecoder::lineEndFor(QByteArrayView fileStart) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         mark_ = fileStart.first(std::min(fileStart.size(), longestMark)).toByteArray();
         chosen_ = withByteOrder(mark_, choice_.encoding);
         // The first bytes of a longer mark may be those of a shorter one.
@@ -79,7 +79,7 @@ LineEnd FileTextDecoder::lineEndFor(QByteArrayView fileStart) {
 }
 
 StringEncoding FileTextDecoder::fileEncoding() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     switch (choice_.kind) {
     case EncodingChoice::Kind::Fixed:
         return chosen_;
@@ -104,7 +104,7 @@ StringEncoding FileTextDecoder::detectEncoding(QByteArrayView data) {
 
 FileTextDecoder::Way FileTextDecoder::wayFor(std::span<const Part> parts) {
     // Held while detecting, so that only one of several first pages decides.
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     switch (choice_.kind) {
     case EncodingChoice::Kind::Fixed:
         return {chosen_, choice_.kind};

@@ -2,13 +2,13 @@
 
 #include "core/reader/LineEnd.h"
 #include "core/reader/LogFileReaderProtocol.h"
+#include "foundation/Mutex.h"
 
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
@@ -70,12 +70,11 @@ private:
     Way wayFor(std::span<const Part> parts);
     static std::optional<std::vector<Text>> decodeAll(std::span<const Part> parts, Way way);
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    EncodingChoice choice_;
-    StringEncoding chosen_ = encoding::unknown;
-    QByteArray mark_; // the first bytes of the file, as many as the longest mark has
-    StringEncoding detected_ = encoding::unknown;
+    mutable Mutex mutex_;
+    EncodingChoice choice_ GUARDED_BY(mutex_);
+    StringEncoding chosen_ GUARDED_BY(mutex_) = encoding::unknown;
+    QByteArray mark_ GUARDED_BY(mutex_); // the first bytes of the file, as many as the longest mark has
+    StringEncoding detected_ GUARDED_BY(mutex_) = encoding::unknown;
 };
 
 } // namespace korvane

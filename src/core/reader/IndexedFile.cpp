@@ -3,7 +3,6 @@
 #include "foundation/FilePath.h"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 namespace korvane {
@@ -46,24 +45,29 @@ void IndexedFile::startEmpty() {
 }
 
 std::shared_ptr<FileHandle> IndexedFile::handle() const {
-    const std::shared_lock guard(mutex_);
+    const ReadLock guard(mutex_);
     return handle_;
 }
 
 std::optional<FileHandle::Identity> IndexedFile::identity() const {
-    const std::shared_lock guard(mutex_);
+    const ReadLock guard(mutex_);
     return identity_;
 }
 
 std::shared_ptr<const ByteSource> IndexedFile::source() const {
-    const std::shared_lock guard(mutex_);
+    const ReadLock guard(mutex_);
     return source_;
+}
+
+std::shared_ptr<MemoryBytes> IndexedFile::copy() const {
+    const ReadLock guard(mutex_);
+    return copy_;
 }
 
 void IndexedFile::close() {
     closed_.store(true, std::memory_order_release);
     std::shared_ptr<FileHandle> old; // closed outside the lock
-    const std::lock_guard guard(mutex_);
+    const WriteLock guard(mutex_);
     old.swap(handle_);
     identity_.reset();
     if (storage_ == Storage::Disk)
@@ -76,7 +80,7 @@ Result<std::shared_ptr<FileHandle>> IndexedFile::openAgain() const {
 
 bool IndexedFile::replace(std::shared_ptr<FileHandle> handle) {
     std::shared_ptr<const ByteSource> old; // file and memory are released outside the lock
-    const std::lock_guard guard(mutex_);
+    const WriteLock guard(mutex_);
     if (isClosed())
         return false;
     identity_ = handle->identity();
@@ -88,15 +92,15 @@ bool IndexedFile::replace(std::shared_ptr<FileHandle> handle) {
 
 void IndexedFile::forgetLines() {
     std::shared_ptr<const ByteSource> old; // released outside the lock
-    const std::lock_guard guard(mutex_);
+    const WriteLock guard(mutex_);
     old = std::move(source_);
     startEmpty();
 }
 
 void IndexedFile::add(std::uint64_t offset, std::span<const char> bytes,
                       std::span<const std::uint32_t> newlines) {
-    if (copy_) // before the lines that need the bytes
-        copy_->write(offset, bytes);
+    if (const auto memory = copy()) // before the lines that need the bytes
+        memory->write(offset, bytes);
     index_.appendNewlines(offset, newlines);
     // The last entry is the start of a line that is not complete. With a new newline there are no fewer lines
     // than were published before.
@@ -107,12 +111,12 @@ void IndexedFile::add(std::uint64_t offset, std::span<const char> bytes,
 void IndexedFile::truncate(std::uint64_t offset) {
     index_.dropBeyond(offset);
     publish(offset);
-    if (copy_)
-        copy_->truncate(offset);
+    if (const auto memory = copy())
+        memory->truncate(offset);
 }
 
 std::optional<IndexedFile::Lines> IndexedFile::locate(qint64 start, qint64 count, Detail detail) const {
-    const std::shared_lock guard(mutex_);
+    const ReadLock guard(mutex_);
     const LineIndex::View view = index_.view();
     const auto numbers = clampLines(start, count, view.lineCount());
     if (!numbers)

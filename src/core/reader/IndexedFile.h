@@ -3,6 +3,7 @@
 #include "core/reader/ByteSource.h"
 #include "core/reader/LineIndex.h"
 #include "foundation/FileHandle.h"
+#include "foundation/Mutex.h"
 
 #include <QByteArray>
 #include <QUrl>
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <shared_mutex>
 #include <span>
 #include <vector>
 
@@ -75,20 +75,20 @@ public:
     void publish(std::uint64_t end) { index_.publish(index_.entryCount(), end); }
 
 private:
-    /// With the lock held: no lines, and no bytes of them.
-    void startEmpty();
+    /// No lines, and no bytes of them.
+    void startEmpty() REQUIRES(mutex_);
+    std::shared_ptr<MemoryBytes> copy() const;
 
     const QByteArray path_;
     const Storage storage_;
     std::atomic<bool> closed_{false};
     LineIndex index_;
 
-    mutable std::shared_mutex mutex_;
-    // Guarded by mutex_.
-    std::shared_ptr<FileHandle> handle_;
-    std::optional<FileHandle::Identity> identity_;
-    std::shared_ptr<MemoryBytes> copy_; // null for `Storage::Disk`
-    std::shared_ptr<const ByteSource> source_;
+    mutable SharedMutex mutex_;
+    std::shared_ptr<FileHandle> handle_ GUARDED_BY(mutex_);
+    std::optional<FileHandle::Identity> identity_ GUARDED_BY(mutex_);
+    std::shared_ptr<MemoryBytes> copy_ GUARDED_BY(mutex_); // null for `Storage::Disk`
+    std::shared_ptr<const ByteSource> source_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

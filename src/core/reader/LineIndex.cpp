@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <mutex>
 
 namespace korvane {
 
@@ -20,7 +19,7 @@ void LineIndex::appendNewlines(std::uint64_t base, std::span<const std::uint32_t
     if (__builtin_add_overflow(base, std::uint64_t{positions.back()} + 1, &last))
         fatalError("line offset overflow");
 
-    const std::unique_lock guard(mutex_);
+    const WriteLock guard(mutex_);
     while (!positions.empty()) {
         const std::size_t count = std::min(positions.size(), linesPerBlock - tailCount_);
         for (std::size_t i = 0; i < count; ++i)
@@ -137,7 +136,7 @@ void LineIndex::dropBeyond(std::uint64_t offset) {
     if (lastOffset() <= offset)
         return;
     const std::size_t entries = entriesUpTo(offset);
-    const std::unique_lock guard(mutex_);
+    const WriteLock guard(mutex_);
     keepFirst(entries);
 }
 
@@ -160,7 +159,7 @@ void LineIndex::keepFirst(std::size_t entries) {
 }
 
 void LineIndex::clear() {
-    const std::unique_lock guard(mutex_);
+    const WriteLock guard(mutex_);
     segments_.clear();
     segments_.shrink_to_fit();
     chunks_.clear();
@@ -176,18 +175,18 @@ void LineIndex::clear() {
 }
 
 void LineIndex::setLineEnd(LineEnd lineEnd) {
-    const std::unique_lock guard(mutex_);
+    const WriteLock guard(mutex_);
     lineEnd_ = lineEnd;
 }
 
 void LineIndex::publish(qint64 lineCount, std::uint64_t endOffset) {
-    const std::unique_lock guard(mutex_);
+    const WriteLock guard(mutex_);
     publishedEnd_ = endOffset;
     publishedCount_.store(lineCount, std::memory_order_release);
 }
 
 std::size_t LineIndex::heapBytes() const {
-    const std::shared_lock guard(mutex_);
+    const ReadLock guard(mutex_);
     return segments_.size() * sizeof(Segment) + segments_.capacity() * sizeof(segments_[0]) +
            chunks_.size() * sizeof(Chunk) + chunks_.capacity() * sizeof(chunks_[0]) + sizeof(LineIndex);
 }

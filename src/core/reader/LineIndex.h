@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/reader/LineEnd.h"
+#include "foundation/Mutex.h"
 
 #include <QtGlobal>
 
@@ -10,7 +11,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <shared_mutex>
 #include <span>
 #include <vector>
 
@@ -79,7 +79,7 @@ public:
         friend class LineIndex;
         explicit View(const LineIndex& index);
         const LineIndex& index_;
-        std::shared_lock<std::shared_mutex> lock_;
+        ReadLock lock_;
         qint64 lineCount_;
         std::uint64_t endOffset_;
     };
@@ -115,7 +115,7 @@ private:
     /// How many entries have no greater offset; at least 1.
     std::size_t entriesUpTo(std::uint64_t offset) const;
 
-    mutable std::shared_mutex mutex_;
+    mutable SharedMutex mutex_;
     // Written under mutex_; the writer itself reads them without it.
     std::vector<std::unique_ptr<Segment>> segments_;
     std::vector<std::unique_ptr<Chunk>> chunks_;

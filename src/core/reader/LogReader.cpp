@@ -17,12 +17,12 @@ LogReader::LogReader(const QUrl& fileUrl, IndexedFile::Storage storage)
       rows_(file_, decoder_, faults_) {}
 
 std::shared_ptr<LogReaderDelegate> LogReader::delegate() const {
-    const std::lock_guard guard(delegateMutex_);
+    const MutexLock guard(delegateMutex_);
     return delegate_;
 }
 
 void LogReader::setDelegate(std::shared_ptr<LogReaderDelegate> delegate) {
-    const std::lock_guard guard(delegateMutex_);
+    const MutexLock guard(delegateMutex_);
     delegate_.swap(delegate); // the old delegate is released outside the lock
 }
 

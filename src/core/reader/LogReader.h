@@ -6,12 +6,12 @@
 #include "core/reader/LogFileReaderProtocol.h"
 #include "core/reader/ReadFaultLog.h"
 #include "core/reader/RowReader.h"
+#include "foundation/Mutex.h"
 
 #include <QByteArrayView>
 #include <QUrl>
 
 #include <memory>
-#include <mutex>
 
 namespace korvane {
 
@@ -75,8 +75,8 @@ private:
     FileScan scan_;
     RowReader rows_;
 
-    mutable std::mutex delegateMutex_;
-    std::shared_ptr<LogReaderDelegate> delegate_; // guarded by delegateMutex_
+    mutable Mutex delegateMutex_;
+    std::shared_ptr<LogReaderDelegate> delegate_ GUARDED_BY(delegateMutex_);
 };
 
 } // namespace korvane

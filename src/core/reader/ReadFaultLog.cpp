@@ -11,7 +11,7 @@ namespace korvane {
 void ReadFaultLog::report(Task task, std::uint64_t offset, int error) {
     const Fault fault{offset, error};
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (std::exchange(reported_[static_cast<std::size_t>(task)], fault) == fault)
             return;
     }
@@ -22,7 +22,7 @@ void ReadFaultLog::report(Task task, std::uint64_t offset, int error) {
 }
 
 void ReadFaultLog::forget(Task task) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     reported_[static_cast<std::size_t>(task)] = {};
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <QByteArray>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
 namespace korvane {
 
@@ -31,8 +32,8 @@ private:
     };
 
     const QByteArray path_;
-    std::mutex mutex_;
-    std::array<Fault, 2> reported_; // by task; guarded by mutex_
+    Mutex mutex_;
+    std::array<Fault, 2> reported_ GUARDED_BY(mutex_); // by task
 };
 
 } // namespace korvane

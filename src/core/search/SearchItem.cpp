@@ -1,9 +1,9 @@
 #include "core/search/SearchItem.h"
 
 #include "core/search/Matching.h"
+#include "foundation/Mutex.h"
 
 #include <list>
-#include <mutex>
 #include <utility>
 
 namespace korvane {
@@ -44,9 +44,9 @@ private:
 const Regex& matcherFor(const RegexKey& key) {
     thread_local RegexCache ofThread;
     const auto cloned = [](const RegexKey& wanted) {
-        static std::mutex mutex;
+        static Mutex mutex;
         static RegexCache ofProgram;
-        const std::lock_guard guard(mutex);
+        const MutexLock guard(mutex);
         return matching::clone(ofProgram.find(wanted, [](const RegexKey& missing) {
             return matching::compile(missing.pattern, missing.ignoreCase);
         }));

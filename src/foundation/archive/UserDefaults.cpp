@@ -24,13 +24,13 @@ std::unique_ptr<QSettings> UserDefaults::openStore(const QString& filePath) {
 }
 
 void UserDefaults::registerDefaults(const std::map<QString, QVariant>& defaults) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     for (const auto& [key, value] : defaults)
         registered_[key] = value;
 }
 
 QVariant UserDefaults::value(const QString& key) const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     QVariant stored = store_->value(storedKey(key));
     if (stored.isValid())
         return stored;
@@ -73,7 +73,7 @@ void UserDefaults::remove(const QString& key) {
 
 void UserDefaults::write(const QString& key, const QVariant& value) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         // QSettings keeps its error status; a new object on the same file has the same values and may
         // succeed.
         if (store_->status() != QSettings::NoError)
@@ -95,28 +95,28 @@ void UserDefaults::write(const QString& key, const QVariant& value) {
 }
 
 QString UserDefaults::filePath() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return store_->fileName();
 }
 
 bool UserDefaults::isReadable() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return store_->status() == QSettings::NoError;
 }
 
 void UserDefaults::reload() {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     store_ = openStore(store_->fileName());
 }
 
 QString UserDefaults::writeFault() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return writeFault_;
 }
 
 UserDefaults::Token UserDefaults::observe(Handler handler) {
     auto token = std::make_shared<const Handler>(std::move(handler));
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     std::erase_if(handlers_, [](const auto& known) { return known.expired(); });
     handlers_.push_back(token);
     return token;
@@ -125,7 +125,7 @@ UserDefaults::Token UserDefaults::observe(Handler handler) {
 void UserDefaults::announce(const QString& key) {
     std::vector<std::weak_ptr<const Handler>> handlers;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         handlers = handlers_;
     }
     for (const auto& known : handlers) {

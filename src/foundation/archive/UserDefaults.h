@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <QByteArray>
 #include <QSettings>
 #include <QString>
@@ -9,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -60,12 +61,11 @@ private:
     void write(const QString& key, const QVariant& value);
     void announce(const QString& key);
 
-    mutable std::mutex mutex_;
-    // All below: guarded by mutex_.
-    std::unique_ptr<QSettings> store_;
-    std::map<QString, QVariant> registered_;
-    std::vector<std::weak_ptr<const Handler>> handlers_;
-    QString writeFault_;
+    mutable Mutex mutex_;
+    std::unique_ptr<QSettings> store_ GUARDED_BY(mutex_);
+    std::map<QString, QVariant> registered_ GUARDED_BY(mutex_);
+    std::vector<std::weak_ptr<const Handler>> handlers_ GUARDED_BY(mutex_);
+    QString writeFault_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

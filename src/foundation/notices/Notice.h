@@ -1,9 +1,10 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <algorithm>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -45,7 +46,7 @@ public:
 
     Subscription subscribe(Handler handler) {
         auto added = std::make_shared<Handler>(std::move(handler));
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         std::erase_if(handlers_, [](const auto& known) { return known.expired(); });
         handlers_.push_back(added);
         return Subscription(std::move(added));
@@ -55,7 +56,7 @@ public:
         logNotice(name_);
         std::vector<std::weak_ptr<Handler>> handlers;
         {
-            const std::lock_guard guard(mutex_);
+            const MutexLock guard(mutex_);
             handlers = handlers_;
         }
         // Locked one at a time: a handler may unsubscribe later ones, which then are not called.
@@ -67,8 +68,8 @@ public:
 
 private:
     const char* const name_;
-    std::mutex mutex_;
-    std::vector<std::weak_ptr<Handler>> handlers_;
+    Mutex mutex_;
+    std::vector<std::weak_ptr<Handler>> handlers_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

@@ -26,7 +26,7 @@ MainThread::~MainThread() {
 
 void MainThread::post(Task task) {
     const std::uint64_t one = 1;
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     tasks_.push_back(std::move(task));
     // Fails only when the counter is full, and then the descriptor is readable anyway.
     [[maybe_unused]] const auto written = ::write(wakeDescriptor_, &one, sizeof one);
@@ -35,13 +35,13 @@ void MainThread::post(Task task) {
 void MainThread::runPending() {
     std::size_t due = 0;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         due = tasks_.size();
     }
     for (; due > 0; --due) {
         Task task;
         {
-            const std::lock_guard guard(mutex_);
+            const MutexLock guard(mutex_);
             if (tasks_.empty())
                 return; // a task ran a nested event loop, which has run the rest
             task = std::move(tasks_.front());

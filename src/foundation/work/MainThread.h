@@ -1,8 +1,9 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 namespace korvane {
@@ -36,8 +37,8 @@ private:
     ~MainThread();
 
     const int wakeDescriptor_;
-    std::mutex mutex_;
-    std::deque<Task> tasks_;
+    Mutex mutex_;
+    std::deque<Task> tasks_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

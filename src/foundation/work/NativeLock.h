@@ -1,28 +1,32 @@
 #pragma once
 
-#include <mutex>
-#include <shared_mutex>
+#include "foundation/Mutex.h"
+
 #include <utility>
 
 namespace korvane {
 
 /// A read-write lock: any number of readers, or one writer. Not recursive. Any thread.
-class NativeLock {
+///
+/// A body that touches what the lock guards says so itself: `[this]() REQUIRES_SHARED(lock_) { … }` for
+/// reading, `REQUIRES(lock_)` for writing. The check cannot know in here that this is the lock that the body
+/// names.
+class THREAD_ATTRIBUTE(capability("mutex")) NativeLock {
 public:
     template <typename Body>
-    decltype(auto) withReadLock(Body&& body) const {
-        const std::shared_lock guard(mutex_);
+    decltype(auto) withReadLock(Body&& body) const NO_THREAD_SAFETY_ANALYSIS {
+        const ReadLock guard(mutex_);
         return std::forward<Body>(body)();
     }
 
     template <typename Body>
-    decltype(auto) withWriteLock(Body&& body) const {
-        const std::unique_lock guard(mutex_);
+    decltype(auto) withWriteLock(Body&& body) const NO_THREAD_SAFETY_ANALYSIS {
+        const WriteLock guard(mutex_);
         return std::forward<Body>(body)();
     }
 
 private:
-    mutable std::shared_mutex mutex_;
+    mutable SharedMutex mutex_;
 };
 
 } // namespace korvane

@@ -11,24 +11,26 @@ namespace korvane {
 void Operation::cancel() {
     {
         // Under the sleeper's mutex, so that a cancel cannot fall between its check and its wait.
-        const std::lock_guard guard(sleepMutex_);
+        const MutexLock guard(sleepMutex_);
         cancelled_.store(true, std::memory_order_release);
     }
-    wake_.notify_all();
+    wake_.notifyAll();
 }
 
 void Operation::sleepFor(std::chrono::microseconds duration) {
-    std::unique_lock guard(sleepMutex_);
-    wake_.wait_for(guard, duration, [this] { return isCancelled() || sleepEnded_; });
+    MutexLock guard(sleepMutex_);
+    const auto end = std::chrono::steady_clock::now() + duration;
+    while (!isCancelled() && !sleepEnded_ && wake_.waitUntil(guard, end))
+        ;
     sleepEnded_ = false;
 }
 
 void Operation::endSleep() {
     {
-        const std::lock_guard guard(sleepMutex_);
+        const MutexLock guard(sleepMutex_);
         sleepEnded_ = true;
     }
-    wake_.notify_all();
+    wake_.notifyAll();
 }
 
 void Operation::run() {
@@ -52,7 +54,7 @@ bool Operation::runStep(const std::function<bool()>& mustYield) {
         completion_();
     // The completion often captures the owner of the operation: release it.
     completion_ = nullptr;
-    const std::lock_guard guard(handlerMutex_);
+    const MutexLock guard(handlerMutex_);
     if (handler_)
         postHandler();
     else
@@ -65,7 +67,7 @@ void Operation::failed(const std::exception& fault) {
 }
 
 void Operation::setHandler(std::function<void()> handler) {
-    const std::lock_guard guard(handlerMutex_);
+    const MutexLock guard(handlerMutex_);
     handler_ = std::move(handler);
     if (awaitsHandler_)
         postHandler();

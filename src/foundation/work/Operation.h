@@ -1,12 +1,12 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <exception>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 namespace korvane {
 
@@ -88,20 +88,18 @@ private:
     /// As `run`, in pieces: to be called again while it returns true.
     bool runStep(const std::function<bool()>& mustYield);
     void setHandler(std::function<void()> handler);
-    void postHandler();
+    void postHandler() REQUIRES(handlerMutex_);
 
     std::atomic<bool> cancelled_{false};
     std::atomic<State> state_{State::Ready};
     std::function<void()> completion_;
-    std::mutex sleepMutex_;
-    /// Guarded by sleepMutex_.
-    bool sleepEnded_ = false;
-    std::condition_variable wake_;
+    Mutex sleepMutex_;
+    bool sleepEnded_ GUARDED_BY(sleepMutex_) = false;
+    Condition wake_;
 
-    std::mutex handlerMutex_;
-    // Guarded by handlerMutex_.
-    std::function<void()> handler_;
-    bool awaitsHandler_ = false;
+    Mutex handlerMutex_;
+    std::function<void()> handler_ GUARDED_BY(handlerMutex_);
+    bool awaitsHandler_ GUARDED_BY(handlerMutex_) = false;
 };
 
 } // namespace korvane

@@ -1,5 +1,6 @@
 #include "foundation/work/OperationQueue.h"
 
+#include "foundation/Mutex.h"
 #include "foundation/work/Workers.h"
 
 #include <algorithm>
@@ -22,11 +23,11 @@ struct OperationQueue::State {
     const int maximumConcurrent;
     const Priority priority;
 
-    std::mutex mutex;
-    std::condition_variable idle;
-    std::deque<std::shared_ptr<Operation>> waiting;
-    std::vector<std::shared_ptr<Operation>> running;
-    int workers = 0;
+    Mutex mutex;
+    Condition idle;
+    std::deque<std::shared_ptr<Operation>> waiting GUARDED_BY(mutex);
+    std::vector<std::shared_ptr<Operation>> running GUARDED_BY(mutex);
+    int workers GUARDED_BY(mutex) = 0;
 
     State(std::string queueName, int maximum, Priority workPriority)
         : name(std::move(queueName)), maximumConcurrent(maximum), priority(workPriority) {}
@@ -49,7 +50,7 @@ int OperationQueue::maximumConcurrent() const {
 
 void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
     {
-        const std::lock_guard guard(state_->mutex);
+        const MutexLock guard(state_->mutex);
         state_->waiting.push_back(std::move(operation));
         if (state_->workers >= workerLimit(state_->maximumConcurrent))
             return;
@@ -61,7 +62,7 @@ void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
 void OperationQueue::work(const std::shared_ptr<State>& state) {
     if (state->priority == Priority::Background)
         Workers::giveWay();
-    std::unique_lock guard(state->mutex);
+    MutexLock guard(state->mutex);
     while (!state->waiting.empty()) {
         std::shared_ptr<Operation> operation = std::move(state->waiting.front());
         state->waiting.pop_front();
@@ -71,7 +72,7 @@ void OperationQueue::work(const std::shared_ptr<State>& state) {
         guard.lock();
         std::erase(state->running, operation);
         if (state->waiting.empty() && state->running.empty())
-            state->idle.notify_all();
+            state->idle.notifyAll();
         // This may release the last reference, and so everything that the operation owns: not under the lock.
         guard.unlock();
         operation.reset();
@@ -81,7 +82,7 @@ void OperationQueue::work(const std::shared_ptr<State>& state) {
 }
 
 std::vector<std::shared_ptr<Operation>> OperationQueue::operations() const {
-    const std::lock_guard guard(state_->mutex);
+    const MutexLock guard(state_->mutex);
     std::vector<std::shared_ptr<Operation>> all = state_->running;
     all.insert(all.end(), state_->waiting.begin(), state_->waiting.end());
     return all;
@@ -94,8 +95,9 @@ void OperationQueue::cancelAllOperations() {
 }
 
 void OperationQueue::waitUntilAllFinished() const {
-    std::unique_lock guard(state_->mutex);
-    state_->idle.wait(guard, [this] { return state_->waiting.empty() && state_->running.empty(); });
+    MutexLock guard(state_->mutex);
+    while (!state_->waiting.empty() || !state_->running.empty())
+        state_->idle.wait(guard);
 }
 
 bool OperationQueue::waitForAllWorkers(std::chrono::milliseconds limit) {

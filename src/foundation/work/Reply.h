@@ -1,8 +1,8 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -13,38 +13,43 @@ class Reply {
 public:
     /// Only the first value counts.
     void set(T value) {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (!value_)
             value_ = std::move(value);
-        arrived_.notify_all();
+        arrived_.notifyAll();
     }
 
     bool isSet() const {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         return value_.has_value();
     }
 
     /// Blocks until the value is set, and takes it. Until then `meanwhile` is called at every interval.
     template <typename Meanwhile>
     T wait(Meanwhile&& meanwhile, std::chrono::milliseconds interval) {
-        std::unique_lock lock(mutex_);
-        while (!arrived_.wait_for(lock, interval, [this] { return value_.has_value(); })) {
+        MutexLock lock(mutex_);
+        auto next = std::chrono::steady_clock::now() + interval;
+        while (!value_) {
+            if (arrived_.waitUntil(lock, next))
+                continue;
             lock.unlock();
             meanwhile();
             lock.lock();
+            next = std::chrono::steady_clock::now() + interval;
         }
         return std::move(*value_);
     }
     T wait() {
-        std::unique_lock lock(mutex_);
-        arrived_.wait(lock, [this] { return value_.has_value(); });
+        MutexLock lock(mutex_);
+        while (!value_)
+            arrived_.wait(lock);
         return std::move(*value_);
     }
 
 private:
-    mutable std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::optional<T> value_;
+    mutable Mutex mutex_;
+    Condition arrived_;
+    std::optional<T> value_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

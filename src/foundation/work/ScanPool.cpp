@@ -1,5 +1,6 @@
 #include "foundation/work/ScanPool.h"
 
+#include "foundation/Mutex.h"
 #include "foundation/work/Workers.h"
 
 #include <QtGlobal>
@@ -7,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <exception>
 #include <list>
@@ -31,39 +31,38 @@ struct ScanPool::State {
 
     State(unsigned limit, Threads threadKind) : threads(limit), kind(threadKind) {}
 
-    Queue& queue(Priority priority) { return waiting[static_cast<std::size_t>(priority)]; }
+    Queue& queue(Priority priority) REQUIRES(mutex) { return waiting[static_cast<std::size_t>(priority)]; }
     /// Removes the most urgent job from its queue; null if none is waiting.
-    std::shared_ptr<Scan::Job> takeNext();
+    std::shared_ptr<Scan::Job> takeNext() REQUIRES(mutex);
     /// Whether another thread may start; if so, counts it.
-    bool addThread();
-    unsigned heldThreads() const;
+    bool addThread() REQUIRES(mutex);
+    unsigned heldThreads() const REQUIRES(mutex);
     static void startThread(const std::shared_ptr<State>& state);
     void work();
-    bool isAnyWaiting() const {
+    bool isAnyWaiting() const REQUIRES(mutex) {
         return std::ranges::any_of(waiting, [](const Queue& queue) { return !queue.empty(); });
     }
     /// Call after every change that may empty the queues.
-    void noteTaken() {
+    void noteTaken() REQUIRES(mutex) {
         if (!isAnyWaiting())
-            nothingWaits.notify_all();
+            nothingWaits.notifyAll();
     }
     /// For a job without a thread: returns true if the caller must start the watch, which replaces held
     /// threads even if no other job is added. False if a watch is running already.
-    bool addWatch() { return !std::exchange(isWatched, true); }
+    bool addWatch() REQUIRES(mutex) { return !std::exchange(isWatched, true); }
     static void startWatch(const std::shared_ptr<State>& state);
     void watch(const std::shared_ptr<State>& self);
 
     const unsigned threads;
     const Threads kind;
-    std::mutex mutex;
-    // Guarded by mutex.
-    std::array<Queue, priorities> waiting;
-    unsigned working = 0;
+    Mutex mutex;
+    std::array<Queue, priorities> waiting GUARDED_BY(mutex);
+    unsigned working GUARDED_BY(mutex) = 0;
     /// Start times of the running steps.
-    std::list<StepClock::time_point> stepStarts;
-    bool isWatched = false;
-    std::condition_variable nothingWaits;
-    bool isClosed = false;
+    std::list<StepClock::time_point> stepStarts GUARDED_BY(mutex);
+    bool isWatched GUARDED_BY(mutex) = false;
+    Condition nothingWaits;
+    bool isClosed GUARDED_BY(mutex) = false;
 };
 
 struct ScanPool::Scan::Job {
@@ -84,10 +83,10 @@ struct ScanPool::Scan::Job {
 
     const std::shared_ptr<State> pool;
     std::stop_source stop;
-    // Guarded by pool->mutex; a running step belongs to its thread.
+    // Guarded by pool->mutex, which the check cannot know to be the mutex of the state that runs the job.
     Stage stage = Stage::Waiting;
     Priority priority;
-    Step step;
+    Step step; // a running one belongs to its thread
 };
 
 // ---- The threads
@@ -126,10 +125,14 @@ void ScanPool::State::startWatch(const std::shared_ptr<State>& state) {
 }
 
 void ScanPool::State::watch(const std::shared_ptr<State>& self) {
-    std::unique_lock guard(mutex);
-    while (!nothingWaits.wait_for(guard, longestStep, [this] { return !isAnyWaiting(); })) {
+    MutexLock guard(mutex);
+    auto nextLook = StepClock::now() + longestStep;
+    while (isAnyWaiting()) {
+        if (nothingWaits.waitUntil(guard, nextLook))
+            continue;
         if (addThread())
             startThread(self);
+        nextLook = StepClock::now() + longestStep;
     }
     isWatched = false;
 }
@@ -137,7 +140,7 @@ void ScanPool::State::watch(const std::shared_ptr<State>& self) {
 void ScanPool::State::work() {
     if (kind == Threads::GiveWay)
         Workers::giveWay();
-    std::unique_lock guard(mutex);
+    MutexLock guard(mutex);
     // A thread that replaced a held one ends when that one is no longer held.
     while (working <= threads + heldThreads()) {
         std::shared_ptr<Scan::Job> job = takeNext();
@@ -184,7 +187,7 @@ ScanPool::ScanPool(unsigned threads, Threads kind)
 
 ScanPool::~ScanPool() {
     std::array<State::Queue, priorities> dropped;
-    const std::lock_guard guard(state_->mutex);
+    const MutexLock guard(state_->mutex);
     state_->isClosed = true;
     state_->waiting.swap(dropped);
     state_->noteTaken();
@@ -197,7 +200,7 @@ ScanPool::~ScanPool() {
 ScanPool::Scan ScanPool::start(Priority priority, Step step) {
     Scan scan;
     scan.job_ = std::make_shared<Scan::Job>(state_, priority, std::move(step));
-    const std::lock_guard guard(state_->mutex);
+    const MutexLock guard(state_->mutex);
     state_->queue(priority).push_back(scan.job_);
     if (state_->addThread())
         State::startThread(state_);
@@ -207,7 +210,7 @@ ScanPool::Scan ScanPool::start(Priority priority, Step step) {
 }
 
 bool ScanPool::isWaitedFor(Priority priority) const {
-    const std::lock_guard guard(state_->mutex);
+    const MutexLock guard(state_->mutex);
     const auto end = state_->waiting.begin() + static_cast<std::ptrdiff_t>(priority) + 1;
     return std::any_of(state_->waiting.begin(), end,
                        [](const State::Queue& queue) { return !queue.empty(); });
@@ -226,7 +229,7 @@ void ScanPool::Scan::cancel() {
         return;
     job_->stop.request_stop();
     Step cancelled;
-    const std::lock_guard guard(job_->pool->mutex);
+    const MutexLock guard(job_->pool->mutex);
     if (job_->stage != Job::Stage::Waiting)
         return;
     std::erase(job_->pool->queue(job_->priority), job_);
@@ -239,7 +242,7 @@ void ScanPool::Scan::setPriority(Priority priority) {
     if (!job_)
         return;
     {
-        const std::lock_guard guard(job_->pool->mutex);
+        const MutexLock guard(job_->pool->mutex);
         const bool isWaiting = job_->stage == Job::Stage::Waiting;
         if (isWaiting) {
             std::erase(job_->pool->queue(job_->priority), job_);
@@ -255,7 +258,7 @@ void ScanPool::Scan::setPriority(Priority priority) {
 bool ScanPool::Scan::isUnderWay() const {
     if (!job_)
         return false;
-    const std::lock_guard guard(job_->pool->mutex);
+    const MutexLock guard(job_->pool->mutex);
     return job_->stage != Job::Stage::Ended;
 }
 

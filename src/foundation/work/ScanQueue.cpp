@@ -1,8 +1,9 @@
 #include "foundation/work/ScanQueue.h"
 
+#include "foundation/Mutex.h"
+
 #include <atomic>
 #include <deque>
-#include <mutex>
 #include <utility>
 
 namespace korvane {
@@ -17,23 +18,22 @@ struct ScanQueue::State {
     const std::string name;
     ScanPool& pool;
     std::atomic<ScanPool::Priority> priority;
-    std::mutex mutex;
-    // Guarded by mutex.
-    std::deque<std::shared_ptr<Operation>> operations;
-    bool isUnderWay = false;
+    Mutex mutex;
+    std::deque<std::shared_ptr<Operation>> operations GUARDED_BY(mutex);
+    bool isUnderWay GUARDED_BY(mutex) = false;
     /// Its steps keep this state alive until the last operation has ended.
-    ScanPool::Scan scan;
+    ScanPool::Scan scan GUARDED_BY(mutex);
 };
 
 bool ScanQueue::State::step() {
     std::shared_ptr<Operation> operation;
     {
-        const std::lock_guard guard(mutex);
+        const MutexLock guard(mutex);
         operation = operations.front();
     }
     if (operation->runStep([this] { return pool.isWaitedFor(priority); }))
         return true;
-    const std::lock_guard guard(mutex);
+    const MutexLock guard(mutex);
     operations.pop_front();
     isUnderWay = !operations.empty();
     return isUnderWay;
@@ -51,7 +51,7 @@ const std::string& ScanQueue::name() const {
 }
 
 void ScanQueue::addOperation(std::shared_ptr<Operation> operation) {
-    const std::lock_guard guard(state_->mutex);
+    const MutexLock guard(state_->mutex);
     state_->operations.push_back(std::move(operation));
     if (std::exchange(state_->isUnderWay, true))
         return;
@@ -60,13 +60,13 @@ void ScanQueue::addOperation(std::shared_ptr<Operation> operation) {
 }
 
 void ScanQueue::setPriority(ScanPool::Priority priority) {
-    const std::lock_guard guard(state_->mutex);
+    const MutexLock guard(state_->mutex);
     state_->priority = priority;
     state_->scan.setPriority(priority);
 }
 
 std::vector<std::shared_ptr<Operation>> ScanQueue::operations() const {
-    const std::lock_guard guard(state_->mutex);
+    const MutexLock guard(state_->mutex);
     return {state_->operations.begin(), state_->operations.end()};
 }
 

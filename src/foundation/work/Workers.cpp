@@ -13,7 +13,7 @@ Workers& Workers::shared() {
 }
 
 void Workers::start(std::function<void()> work) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     const auto place = working_.emplace(working_.end());
     *place = std::thread([this, place, work = std::move(work)]() mutable {
         std::exchange(work, nullptr)();
@@ -29,9 +29,12 @@ void Workers::giveWay() {
 bool Workers::wait(std::chrono::milliseconds limit) {
     Threads ended;
     {
-        std::unique_lock guard(mutex_);
-        if (!changed_.wait_for(guard, limit, [this] { return working_.empty(); }))
-            return false;
+        MutexLock guard(mutex_);
+        const auto end = std::chrono::steady_clock::now() + limit;
+        while (!working_.empty()) {
+            if (!changed_.waitUntil(guard, end) && !working_.empty())
+                return false;
+        }
         ended.swap(ended_);
     }
     join(ended);
@@ -41,10 +44,10 @@ bool Workers::wait(std::chrono::milliseconds limit) {
 void Workers::hasWorked(Threads::iterator place) {
     Threads before;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         before.swap(ended_);
         ended_.splice(ended_.end(), working_, place);
-        changed_.notify_all();
+        changed_.notifyAll();
     }
     join(before);
 }

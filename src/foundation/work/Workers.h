@@ -1,10 +1,10 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <list>
-#include <mutex>
 #include <thread>
 
 namespace korvane {
@@ -31,11 +31,10 @@ private:
     void hasWorked(Threads::iterator place);
     static void join(Threads& threads);
 
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    // Guarded by mutex_.
-    Threads working_;
-    Threads ended_;
+    Mutex mutex_;
+    Condition changed_;
+    Threads working_ GUARDED_BY(mutex_);
+    Threads ended_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "foundation/Mutex.h"
+
 #include <QString>
 #include <QUrl>
 
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -63,18 +64,17 @@ public:
     /// The user's answer to the prompt, kept until the object is destroyed; neither archived nor copied. Any
     /// thread.
     std::optional<QString> cachedPwd() const {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         return cachedPwd_;
     }
     void setCachedPwd(std::optional<QString> answer) {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         cachedPwd_ = std::move(answer);
     }
 
 private:
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::optional<QString> cachedPwd_;
+    mutable Mutex mutex_;
+    std::optional<QString> cachedPwd_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

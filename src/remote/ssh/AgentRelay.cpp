@@ -168,17 +168,17 @@ int AgentRelay::takeLibraryEnd() {
 }
 
 void AgentRelay::offer(const QList<QByteArray>& keys) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     offered_ = keys;
 }
 
 QByteArray AgentRelay::lastSigned() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return lastSigned_;
 }
 
 QByteArray AgentRelay::offeredKeys() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     QByteArray answer = QByteArray(1, identitiesAnswer) + number(static_cast<quint32>(offered_.size()));
     for (const QByteArray& key : offered_)
         answer += counted(key) + counted({});
@@ -189,7 +189,7 @@ void AgentRelay::noteSigning(const QByteArray& request) {
     if (!request.startsWith(signRequest))
         return;
     QByteArray rest = request.mid(1);
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     lastSigned_ = takeCounted(rest);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Mutex.h"
 #include "foundation/Result.h"
 #include "remote/ssh/Programs.h"
 
@@ -8,7 +9,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 namespace korvane {
@@ -63,10 +63,9 @@ private:
     std::atomic<bool> hasEnded_{false};
     std::thread thread_;
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    QList<QByteArray> offered_;
-    QByteArray lastSigned_;
+    mutable Mutex mutex_;
+    QList<QByteArray> offered_ GUARDED_BY(mutex_);
+    QByteArray lastSigned_ GUARDED_BY(mutex_);
 };
 
 } // namespace korvane

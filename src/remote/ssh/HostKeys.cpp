@@ -1,5 +1,6 @@
 #include "remote/ssh/HostKeys.h"
 
+#include "foundation/Mutex.h"
 #include "remote/ssh/SshError.h"
 
 #include <QDir>
@@ -8,7 +9,6 @@
 #include <QSaveFile>
 
 #include <algorithm>
-#include <mutex>
 
 namespace korvane {
 namespace {
@@ -166,8 +166,8 @@ Status KnownHostKeys::removeFrom(const QString& path, const std::vector<const En
 
 Status KnownHostKeys::store(ssh_key shown) const {
     // Several logins may store keys at once.
-    static std::mutex storing;
-    const std::lock_guard guard(storing);
+    static Mutex storing;
+    const MutexLock guard(storing);
     const QString path = userFiles_.value(0);
     char* base64 = nullptr;
     if (!shown || ssh_pki_export_pubkey_base64(shown, &base64) != SSH_OK)

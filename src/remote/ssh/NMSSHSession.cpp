@@ -21,7 +21,7 @@ bool NMSSHSession::connect(const std::function<bool()>& isWanted) {
         last->waitUntilTold();
     std::shared_ptr<SshConnection> made;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (isWanted && !isWanted())
             return false;
         if (connection_ && isOpen_ && !connection_->hasEnded())
@@ -38,13 +38,13 @@ bool NMSSHSession::connect(const std::function<bool()>& isWanted) {
                                   SshLogin& login) { return login.connect(target, delegate); }));
     if (!opened)
         made->end();
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     isOpen_ = opened && connection_ == made;
     return isOpen_;
 }
 
 bool NMSSHSession::isConnected() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return connection_ && isOpen_ && !connection_->hasEnded();
 }
 
@@ -97,7 +97,7 @@ bool NMSSHSession::isAuthorized() const {
 }
 
 Error NMSSHSession::lastError() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return lastOutcome_.error();
 }
 
@@ -165,13 +165,13 @@ bool NMSSHSession::isSuccess(const Status& outcome) {
     // Swap instead of assign so that QString's reference count is dropped in our instrumented code; avoids a
     // false positive of the thread sanitizer.
     Status kept = outcome;
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     std::swap(lastOutcome_, kept);
     return false;
 }
 
 std::shared_ptr<SshConnection> NMSSHSession::connection() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return connection_;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Mutex.h"
 #include "foundation/Result.h"
 #include "remote/ssh/CommandUse.h"
 #include "remote/ssh/OutputSink.h"
@@ -12,7 +13,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -93,11 +93,10 @@ private:
     const SessionSettings settings_;
     std::weak_ptr<NMSSHSessionDelegate> delegate_;
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::shared_ptr<SshConnection> connection_;
-    bool isOpen_ = false;
-    Status lastOutcome_; // the last error
+    mutable Mutex mutex_;
+    std::shared_ptr<SshConnection> connection_ GUARDED_BY(mutex_);
+    bool isOpen_ GUARDED_BY(mutex_) = false;
+    Status lastOutcome_ GUARDED_BY(mutex_); // the last error
 };
 
 } // namespace korvane

@@ -97,7 +97,7 @@ SshConnection::~SshConnection() {
 Status SshConnection::login(LoginStep step) {
     const auto reply = std::make_shared<Reply<Status>>();
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (hasEnded_)
             return endError_.value_or(notConnected());
         loginJobs_.push_back({std::move(step), reply});
@@ -116,7 +116,7 @@ bool SshConnection::isAuthorized() const {
 }
 
 bool SshConnection::hasEnded() const {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     return hasEnded_;
 }
 
@@ -128,7 +128,7 @@ Status SshConnection::execute(const QByteArray& text, CommandUse use, OutputSink
     command->sink = std::move(sink);
     command->isCancelled = std::move(isCancelled);
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (hasEnded_ || !isAuthorized_.load(std::memory_order_acquire))
             return endError_.value_or(notConnected());
         newCommands_.push_back(command);
@@ -140,7 +140,7 @@ Status SshConnection::execute(const QByteArray& text, CommandUse use, OutputSink
 void SshConnection::withFiles(FileWork work) {
     Error error;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (!hasEnded_ && isAuthorized_.load(std::memory_order_acquire)) {
             newFileWork_.push_back(std::move(work));
             wake();
@@ -153,7 +153,7 @@ void SshConnection::withFiles(FileWork work) {
 
 void SshConnection::end(const std::optional<Error>& because) {
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         if (!hasEnded_)
             endError_ = because;
         hasEnded_ = true;
@@ -199,7 +199,7 @@ Status SshConnection::awaitServer(Clock::time_point deadline) {
         watched[1].events |= POLLOUT;
     for (;;) {
         {
-            const std::lock_guard guard(mutex_);
+            const MutexLock guard(mutex_);
             if (hasEnded_)
                 return endError_.value_or(notConnected());
         }
@@ -218,7 +218,7 @@ void SshConnection::takeJobs() {
     for (;;) {
         LoginJob job;
         {
-            const std::lock_guard guard(mutex_);
+            const MutexLock guard(mutex_);
             std::move(newCommands_.begin(), newCommands_.end(), std::back_inserter(commands_));
             newCommands_.clear();
             std::move(newFileWork_.begin(), newFileWork_.end(), std::back_inserter(fileWork_));
@@ -517,7 +517,7 @@ void SshConnection::finish() {
     std::deque<LoginJob> loginJobs;
     std::optional<Error> endedBy;
     {
-        const std::lock_guard guard(mutex_);
+        const MutexLock guard(mutex_);
         loginJobs.swap(loginJobs_);
         endedBy = endError_;
     }

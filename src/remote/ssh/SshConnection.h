@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/Mutex.h"
 #include "foundation/Result.h"
 #include "foundation/work/OperationQueue.h"
 #include "foundation/work/Reply.h"
@@ -15,7 +16,6 @@
 #include <functional>
 #include <libssh/callbacks.h>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace korvane {
@@ -125,14 +125,13 @@ private:
     std::atomic<bool> isAuthorized_{false};
     Reply<bool> told_;
 
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::deque<LoginJob> loginJobs_;
-    std::deque<std::shared_ptr<Command>> newCommands_;
-    std::deque<FileWork> newFileWork_;
-    bool hasEnded_ = false;
+    mutable Mutex mutex_;
+    std::deque<LoginJob> loginJobs_ GUARDED_BY(mutex_);
+    std::deque<std::shared_ptr<Command>> newCommands_ GUARDED_BY(mutex_);
+    std::deque<FileWork> newFileWork_ GUARDED_BY(mutex_);
+    bool hasEnded_ GUARDED_BY(mutex_) = false;
     std::atomic<bool> stopsOnlyShells_{false};
-    std::optional<Error> endError_;
+    std::optional<Error> endError_ GUARDED_BY(mutex_);
 
     // The thread of the connection only.
     ssh_session session_ = nullptr;

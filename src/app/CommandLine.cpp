@@ -14,16 +14,16 @@
 namespace korvane {
 namespace {
 
-QString translated(const char* text) {
-    return QCoreApplication::translate("CommandLine", text);
-}
+struct CommandLineTexts {
+    Q_DECLARE_TR_FUNCTIONS(CommandLine)
+};
 
 Error usageError(const QString& text) {
     return {CommandLine::usageStatus, QStringLiteral("CommandLine"), text};
 }
 
-Error usageError(const char* text, const QByteArray& argument) {
-    return usageError(translated(text).arg(QString::fromUtf8(argument)));
+Error usageError(const QString& text, const QByteArray& argument) {
+    return usageError(text.arg(QString::fromUtf8(argument)));
 }
 
 // The toolkit's own options, which it takes with one dash or two.
@@ -112,20 +112,21 @@ public:
                 return result_;
         }
         if (line_)
-            return usageError("“+%1” must stand before a file", QByteArray::number(*line_));
+            return usageError(CommandLineTexts::tr("“+%1” must stand before a file"),
+                              QByteArray::number(*line_));
         return result_;
     }
 
 private:
     Status takeFile(const QByteArray& argument, bool optionsEnded) {
         if (argument.isEmpty())
-            return usageError(translated("a file name is empty"));
+            return usageError(CommandLineTexts::tr("a file name is empty"));
         CommandLine::File file;
         file.line = std::exchange(line_, std::nullopt);
         if (argument == "-" && !optionsEnded) {
             if (std::any_of(result_.files.begin(), result_.files.end(),
                             [](const auto& f) { return f.standardInput; }))
-                return usageError(translated("standard input (“-”) can be given only once"));
+                return usageError(CommandLineTexts::tr("standard input (“-”) can be given only once"));
             file.standardInput = true;
         } else if (isRemoteUrl(argument)) {
             file.path = argument;
@@ -133,7 +134,8 @@ private:
         } else if (isFileUrl(argument)) {
             const QUrl url = QUrl::fromEncoded(argument);
             if (!url.isValid() || !url.isLocalFile() || !(url.host().isEmpty() || url.host() == u"localhost"))
-                return usageError("“%1” is not the address of a file on this computer", argument);
+                return usageError(CommandLineTexts::tr("“%1” is not the address of a file on this computer"),
+                                  argument);
             file.path = localPath(url);
         } else if (file.line) {
             file.path = argument; // the line is known: a colon belongs to the name
@@ -143,7 +145,8 @@ private:
             if (!place.digits.isEmpty())
                 file.line = lineNumber(place.digits);
             if (!place.digits.isEmpty() && !file.line)
-                return usageError("“%1”: lines count from 1 and cannot be that large", argument);
+                return usageError(CommandLineTexts::tr("“%1”: lines count from 1 and cannot be that large"),
+                                  argument);
         }
         result_.files.push_back(std::move(file));
         return success();
@@ -151,10 +154,12 @@ private:
 
     Status takeLine(const QByteArray& argument) {
         if (line_)
-            return usageError("“+%1” must stand before a file", QByteArray::number(*line_));
+            return usageError(CommandLineTexts::tr("“+%1” must stand before a file"),
+                              QByteArray::number(*line_));
         line_ = lineNumber(QByteArrayView(argument).sliced(1));
         if (!line_)
-            return usageError("“%1”: lines count from 1 and cannot be that large", argument);
+            return usageError(CommandLineTexts::tr("“%1”: lines count from 1 and cannot be that large"),
+                              argument);
         return success();
     }
 
@@ -171,13 +176,13 @@ private:
         const bool isSwitch = isHelp || isVersion || isOneOf(toolkitSwitches, name);
         const bool takesValue = option == "--snapshot" || isOneOf(toolkitOptionsWithValue, name);
         if (!isSwitch && !takesValue)
-            return usageError("unknown option “%1”", argument);
+            return usageError(CommandLineTexts::tr("unknown option “%1”"), argument);
         if (isSwitch && value)
-            return usageError("“%1” takes no value", option);
+            return usageError(CommandLineTexts::tr("“%1” takes no value"), option);
         if (takesValue && !value && next_ < arguments_.size())
             value = arguments_[next_++];
         if (takesValue && (!value || value->isEmpty()))
-            return usageError("“%1” needs a value", option);
+            return usageError(CommandLineTexts::tr("“%1” needs a value"), option);
 
         if (isHelp)
             result_.help = true;
@@ -214,7 +219,7 @@ bool CommandLine::fileExists(const QByteArray& path) {
 }
 
 QByteArray CommandLine::helpText() {
-    return translated(
+    return CommandLineTexts::tr(
                "Usage: korvane [OPTION]… [FILE[:LINE] | +LINE FILE]…\n"
                "Show log files and follow them while they grow.\n"
                "\n"
@@ -238,7 +243,7 @@ QByteArray CommandLine::versionText() {
 
 QByteArray CommandLine::errorText(const Error& error) {
     return "korvane: " + error.userText.toUtf8() + '\n' +
-           translated("Try “korvane --help” for more information.").toUtf8() + '\n';
+           CommandLineTexts::tr("Try “korvane --help” for more information.").toUtf8() + '\n';
 }
 
 } // namespace korvane

@@ -125,16 +125,19 @@ SingleInstance::Role SingleInstance::findRole(const MakeMessage& makeMessage, Pa
     for (;;) {
         if (const Descriptor socket = connectTo(place_.socketPath); socket.isOpen()) {
             if (!isOfThisUser(socket.number()))
-                return alone("the socket of the running copy belongs to another user");
+                return alone(QCoreApplication::translate(
+                    "SingleInstance", "the socket of the running copy belongs to another user"));
             if (!message)
                 message = makeMessage();
             switch (exchange(socket.number(), *message, Clock::now() + patience.answer)) {
             case Answer::Taken:
                 return Role::HandedOver;
             case Answer::Refused:
-                return alone("the running copy does not take what is to be opened");
+                return alone(QCoreApplication::translate(
+                    "SingleInstance", "the running copy does not take what is to be opened"));
             case Answer::None:
-                return alone("the running copy does not answer");
+                return alone(
+                    QCoreApplication::translate("SingleInstance", "the running copy does not answer"));
             case Answer::Closed: // it is about to end
                 break;
             }
@@ -150,13 +153,13 @@ SingleInstance::Role SingleInstance::findRole(const MakeMessage& makeMessage, Pa
         if (!lockEnd)
             lockEnd = Clock::now() + patience.lock;
         else if (Clock::now() >= *lockEnd)
-            return alone("the running copy cannot be reached");
+            return alone(QCoreApplication::translate("SingleInstance", "the running copy cannot be reached"));
         std::this_thread::sleep_for(retryInterval);
     }
 }
 
-SingleInstance::Role SingleInstance::alone(const char* fault) {
-    fault_ = QCoreApplication::translate("SingleInstance", fault);
+SingleInstance::Role SingleInstance::alone(const QString& fault) {
+    fault_ = fault;
     return Role::Alone;
 }
 

@@ -70,7 +70,7 @@ private:
     Locking lock();
     bool listen();
     Role findRole(const MakeMessage& makeMessage, Patience patience);
-    Role alone(const char* fault);
+    Role alone(const QString& fault);
 
     const InstancePlace place_;
     QString fault_;

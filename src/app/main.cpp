@@ -5,6 +5,7 @@
 #include "app/SingleInstance.h"
 #include "app/TerminalRelay.h"
 #include "documents/PageMemory.h"
+#include "foundation/text/Translations.h"
 #include "remote/ssh/Askpass.h"
 
 #include <QApplication>
@@ -114,6 +115,7 @@ int main(int argc, char** argv) {
     toolkitArguments.push_back(nullptr);
     int count = static_cast<int>(toolkit.size());
     QApplication toolkitApplication(count, toolkitArguments.data());
+    korvane::translations::install();
     QApplication::setApplicationName(QStringLiteral("korvane"));
     QApplication::setApplicationDisplayName(QStringLiteral("Korvane"));
     QApplication::setApplicationVersion(QStringLiteral(KORVANE_VERSION));

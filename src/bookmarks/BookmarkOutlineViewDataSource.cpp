@@ -83,19 +83,19 @@ std::optional<Alert> BookmarkOutlineViewDataSource::removalQuestion(const Bookma
     const std::optional<QUrl> url = entry.url();
     if (!url || !Preferences::shared().confirmDeleteBookmark())
         return std::nullopt;
-    const auto translate = [](const char* text) {
-        return QCoreApplication::translate("BookmarkOutlineViewDataSource", text);
-    };
     const bool isLocal = entry.isLocal();
-    QString place = translate("Path: ") + entry.path();
+    QString place = QCoreApplication::translate("BookmarkOutlineViewDataSource", "Path: ") + entry.path();
     if (!isLocal)
-        place += translate(" on host: ") + url->host();
-    return Alert{Alert::Kind::Question,
-                 isLocal ? translate("Delete local file bookmark?")
-                         : translate("Delete remote file bookmark?"),
-                 place,
-                 {translate("Yes"), translate("Cancel")},
-                 [] { Preferences::shared().setConfirmDeleteBookmark(false); }};
+        place += QCoreApplication::translate("BookmarkOutlineViewDataSource", " on host: ") + url->host();
+    return Alert{
+        Alert::Kind::Question,
+        isLocal
+            ? QCoreApplication::translate("BookmarkOutlineViewDataSource", "Delete local file bookmark?")
+            : QCoreApplication::translate("BookmarkOutlineViewDataSource", "Delete remote file bookmark?"),
+        place,
+        {QCoreApplication::translate("BookmarkOutlineViewDataSource", "Yes"),
+         QCoreApplication::translate("BookmarkOutlineViewDataSource", "Cancel")},
+        [] { Preferences::shared().setConfirmDeleteBookmark(false); }};
 }
 
 const BookmarkTreeNode* BookmarkOutlineViewDataSource::node(const QModelIndex& index) const {

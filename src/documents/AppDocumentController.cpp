@@ -155,12 +155,13 @@ Alert AppDocumentController::alertFor(const std::vector<Failure>& failures) {
     const auto missing = std::ranges::count_if(
         failures, [](const Failure& failure) { return LocalDocument::isMissing(failure.error); });
     if (missing > 0) {
-        alert.buttons = {missing == 1 ? tr("&Wait for It") : tr("&Wait for Them"), tr("Close")};
+        alert.buttons = {tr("&Wait for Them", nullptr, static_cast<int>(missing)), tr("Close")};
         alert.defaultButton = 1;
     }
     const Error& first = failures.front().error;
     if (failures.size() > 1) {
-        alert.message = tr("%1 files cannot be opened.").arg(failures.size());
+        alert.message = tr("%1 file(s) cannot be opened.", nullptr, static_cast<int>(failures.size()))
+                            .arg(failures.size());
         QStringList reasons;
         for (const Failure& failure : failures) {
             if (reasons.size() == static_cast<qsizetype>(longestFailureList)) {

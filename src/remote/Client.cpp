@@ -7,8 +7,14 @@
 #include "remote/ssh/RemoteLog.h"
 #include "remote/ssh/SshError.h"
 
+#include <QCoreApplication>
+
 namespace korvane {
 namespace {
+
+struct ClientTexts {
+    Q_DECLARE_TR_FUNCTIONS(Client)
+};
 
 /// Maximum size of an answer, in bytes: a number or a name is shorter.
 constexpr qsizetype longestAnswer = 65'536;
@@ -167,17 +173,17 @@ void Client::testConnection(std::function<void()> done) {
 
 std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& outcome) const {
     if (!outcome) {
-        QString text = QStringLiteral("Please check the server configuration!");
+        QString text = ClientTexts::tr("Please check the server configuration!");
         if (!outcome.error().userText.isEmpty())
             text += QStringLiteral(" Reason: ") + outcome.error().userText;
-        return message(Alert::Kind::Error, QStringLiteral("Connection test failed!"), text);
+        return message(Alert::Kind::Error, ClientTexts::tr("Connection test failed!"), text);
     }
     if (outcome.value().isAuthorised)
         return message(
-            Alert::Kind::Information, QStringLiteral("Connection success!"),
+            Alert::Kind::Information, ClientTexts::tr("Connection success!"),
             outcome.value().homePathExists
-                ? QStringLiteral("All good!")
-                : QStringLiteral("Remote login path: '%1' does not exist on server!").arg(homePath_));
+                ? ClientTexts::tr("All good!")
+                : ClientTexts::tr("Remote login path: '%1' does not exist on server!").arg(homePath_));
     if (wasLeftUnanswered())
         return std::nullopt;
     return connectionFailureAlert(connection_->hostName(), connection_->port(), fault());

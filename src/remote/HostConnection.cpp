@@ -23,9 +23,9 @@ constexpr auto longestPause = 60s;
 /// Maximum number of file names in an alert.
 constexpr qsizetype mostFilesTold = 5;
 
-QString tr(const char* text) {
-    return QCoreApplication::translate("HostConnection", text);
-}
+struct ConnectionTexts {
+    Q_DECLARE_TR_FUNCTIONS(HostConnection)
+};
 
 /// Main thread.
 std::vector<std::weak_ptr<HostConnection>>& sharedConnections() {
@@ -316,18 +316,23 @@ Error HostConnection::refusal(const Error& error) const {
     Error told = error;
     if (isSshError(error, SshErrorCode::HostKeyChanged))
         told.recoverySuggestion =
-            tr("This is about %1. Ask whoever looks after it whether its key has been replaced.").arg(place);
+            ConnectionTexts::tr(
+                "This is about %1. Ask whoever looks after it whether its key has been replaced.")
+                .arg(place);
     else if (!isSshError(error, SshErrorCode::Denied))
         told.recoverySuggestion =
-            tr("The login on %1 has failed. Check if the server is up and try again.").arg(place);
+            ConnectionTexts::tr("The login on %1 has failed. Check if the server is up and try again.")
+                .arg(place);
     else if (username_.isEmpty())
-        told.recoverySuggestion = tr("Logging in on %1 was refused. Check the user name and the "
-                                     "authentication of this host in Remote Hosts.")
-                                      .arg(place);
+        told.recoverySuggestion =
+            ConnectionTexts::tr("Logging in on %1 was refused. Check the user name and the "
+                                "authentication of this host in Remote Hosts.")
+                .arg(place);
     else
-        told.recoverySuggestion = tr("Logging in as %1 on %2 was refused. Check the user name and "
-                                     "the authentication of this host in Remote Hosts.")
-                                      .arg(username_, place);
+        told.recoverySuggestion =
+            ConnectionTexts::tr("Logging in as %1 on %2 was refused. Check the user name and "
+                                "the authentication of this host in Remote Hosts.")
+                .arg(username_, place);
     return told;
 }
 
@@ -368,11 +373,11 @@ Alert HostConnection::lossAlert(const Error& error) const {
     if (!files.isEmpty()) {
         QString names = QStringList(files.first(std::min(files.size(), mostFilesTold))).join(u", ");
         if (files.size() > mostFilesTold)
-            names = tr("%1 and %2 more").arg(names).arg(files.size() - mostFilesTold);
-        text += u'\n' + tr("Open from there: %1").arg(names);
+            names = ConnectionTexts::tr("%1 and %2 more").arg(names).arg(files.size() - mostFilesTold);
+        text += u'\n' + ConnectionTexts::tr("Open from there: %1").arg(names);
     }
     return {Alert::Kind::Error,
-            QStringLiteral("Disconnected from remote server host!"),
+            ConnectionTexts::tr("Disconnected from remote server host!"),
             text,
             {QStringLiteral("OK")}};
 }

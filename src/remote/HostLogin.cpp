@@ -13,8 +13,14 @@
 
 #include <utility>
 
+#include <QCoreApplication>
+
 namespace korvane {
 namespace {
+
+struct LoginTexts {
+    Q_DECLARE_TR_FUNCTIONS(HostLogin)
+};
 
 /// Maximum number of further authentication methods that a server may require.
 constexpr int mostFurtherProofs = 3;
@@ -37,8 +43,8 @@ bool isStored(const RemoteHost& host) {
 
 QString passwordRequest(const QString& username, const QString& hostName) {
     return username.isEmpty()
-               ? QStringLiteral("Enter password on server: %1").arg(hostName)
-               : QStringLiteral("Enter password for user '%1' on server: %2").arg(username, hostName);
+               ? LoginTexts::tr("Enter password on server: %1").arg(hostName)
+               : LoginTexts::tr("Enter password for user '%1' on server: %2").arg(username, hostName);
 }
 
 } // namespace
@@ -164,22 +170,22 @@ bool HostLogin::shouldConnectToHostWithFingerprint(const QString& fingerprint, c
     Alert alert;
     if (known.isEmpty()) {
         alert.kind = Alert::Kind::Question;
-        alert.message = QStringLiteral("The server '%1' is not known yet.").arg(hostName_);
+        alert.message = LoginTexts::tr("The server '%1' is not known yet.").arg(hostName_);
         alert.informativeText =
-            QStringLiteral("Its key is %1. Do you trust it? It will be remembered, and you are asked again "
+            LoginTexts::tr("Its key is %1. Do you trust it? It will be remembered, and you are asked again "
                            "when it changes.")
                 .arg(fingerprint);
         alert.buttons = {QStringLiteral("Trust"), QStringLiteral("Cancel")};
     } else {
         alert.kind = Alert::Kind::Warning;
-        alert.message = QStringLiteral("The key of the server '%1' has changed.").arg(hostName_);
+        alert.message = LoginTexts::tr("The key of the server '%1' has changed.").arg(hostName_);
         alert.informativeText =
             QStringLiteral(
                 "Old key:\n%1\nNew key:\n%2\n\nThe server has been given a new key, or somebody is "
                 "listening in. Ask whoever looks after the server before you use the new key. It "
                 "replaces the old one in the list of known hosts.")
                 .arg(known.join(u'\n'), fingerprint);
-        alert.buttons = {QStringLiteral("Use New Key"), QStringLiteral("Cancel")};
+        alert.buttons = {LoginTexts::tr("Use New Key"), LoginTexts::tr("Cancel")};
         alert.defaultButton = 1;
     }
     return ask(std::move(alert)).has_value();
@@ -191,23 +197,23 @@ std::optional<QString> HostLogin::secret(const SecretQuestion& question) {
     alert.kind = Alert::Kind::Question;
     if (isPassword) {
         alert.message = passwordRequest(username_, hostName_);
-        alert.informativeText = question.isAgain ? QStringLiteral("The password was wrong.") : QString();
+        alert.informativeText = question.isAgain ? LoginTexts::tr("The password was wrong.") : QString();
     } else {
         alert.message =
-            QStringLiteral("Enter the pass phrase of the private key for server: %1").arg(hostName_);
+            LoginTexts::tr("Enter the pass phrase of the private key for server: %1").arg(hostName_);
         alert.informativeText = question.keyPath;
         if (question.isAgain)
             alert.informativeText += QStringLiteral("\nThe pass phrase was wrong.");
     }
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
-    alert.field = Alert::Field{isPassword ? QStringLiteral("Enter the password")
-                                          : QStringLiteral("Enter the pass phrase"),
+    alert.field = Alert::Field{isPassword ? LoginTexts::tr("Enter the password")
+                                          : LoginTexts::tr("Enter the pass phrase"),
                                true,
                                {}};
     if (!hasPlaceFor(question))
         return ask(std::move(alert));
     const auto isKept = std::make_shared<std::atomic<bool>>(false);
-    alert.field->option = QStringLiteral("Remember it, as plain text that only you can read");
+    alert.field->option = LoginTexts::tr("Remember it, as plain text that only you can read");
     alert.field->optionChosen = [isKept](bool isChosen) { *isKept = isChosen; };
     std::optional<QString> answer = ask(std::move(alert));
     const MutexLock guard(mutex_);
@@ -224,11 +230,11 @@ std::optional<QString> HostLogin::keyboardInteractiveRequest(const QString& requ
     const bool isOfHost = isProving_;
     alert.message = isOfHost
                         ? passwordRequest(username_, hostName_)
-                        : QStringLiteral("On the way to the server '%1', a jump host asks:").arg(hostName_);
+                        : LoginTexts::tr("On the way to the server '%1', a jump host asks:").arg(hostName_);
     alert.informativeText = request;
     alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
     alert.field = Alert::Field{
-        isOfHost ? QStringLiteral("Enter the password") : QStringLiteral("Enter the answer"), !isEchoed, {}};
+        isOfHost ? LoginTexts::tr("Enter the password") : LoginTexts::tr("Enter the answer"), !isEchoed, {}};
     if (isOfHost)
         ++keyboardQuestions_;
     std::optional<QString> answer = ask(std::move(alert));

@@ -25,9 +25,9 @@ namespace {
 
 constexpr qsizetype longestPrintedText = 80;
 
-QString translated(const char* text) {
-    return QCoreApplication::translate("RemoteDocument", text);
-}
+struct RemoteTexts {
+    Q_DECLARE_TR_FUNCTIONS(RemoteDocument)
+};
 
 std::optional<FileInformation> informationOf(const RemoteFile& file) {
     const auto found = SFTPClient(file.client()).infoForFileAtPath(file.path());
@@ -50,7 +50,7 @@ public:
     void serverPrintsText(const QString& text) override {
         MainThread::shared().post([weak = document_, text] {
             if (const auto open = weak.lock(); open && !open->isClosed())
-                open->tellUser(translated("The server prints text at login: %1")
+                open->tellUser(RemoteTexts::tr("The server prints text at login: %1")
                                    .arg(text.simplified().left(longestPrintedText)));
         });
     }
@@ -321,11 +321,12 @@ void RemoteDocument::checkFile(std::function<void(FileFault)> report) {
 QString RemoteDocument::openFault() const {
     if (state_.state() == RemoteState::Lost)
         return (dataSource_->rowCount() > 0
-                    ? translated("The connection to %1 is lost: these are the lines loaded before")
-                    : translated("The connection to %1 is lost: there is nothing to show until it is back"))
+                    ? RemoteTexts::tr("The connection to %1 is lost: these are the lines loaded before")
+                    : RemoteTexts::tr(
+                          "The connection to %1 is lost: there is nothing to show until it is back"))
             .arg(host_->host());
     if (state_.state() == RemoteState::Failed)
-        return translated("There is no connection to %1").arg(host_->host());
+        return RemoteTexts::tr("There is no connection to %1").arg(host_->host());
     return fileFault_;
 }
 

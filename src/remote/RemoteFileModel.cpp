@@ -19,7 +19,7 @@ constexpr std::size_t linksAtOnce = 256;
 /// By name, in natural order.
 void sortForPeople(std::vector<RemoteEntry>& entries) {
     // The locale "C" does not compare numbers in names by value.
-    const QLocale locale;
+    const QLocale locale = QLocale::system();
     QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     collator.setNumericMode(true);

@@ -1,3 +1,4 @@
+#include "foundation/text/Translations.h"
 #include "foundation/work/OperationQueue.h"
 
 #include <QCoreApplication>
@@ -9,6 +10,7 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // as the program does
     ::testing::InitGoogleTest(&argc, argv);
     QCoreApplication application(argc, argv);
+    korvane::translations::install(QLocale(QLocale::English, QLocale::UnitedStates));
     // The toolkit initialises its log under a lock unknown to the thread sanitizer, so not from two threads
     // at once.
     static_cast<void>(qFormatLogMessage(QtInfoMsg, QMessageLogContext(), QString()));

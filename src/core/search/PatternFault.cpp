@@ -7,30 +7,30 @@
 namespace korvane {
 namespace {
 
-QString translated(const char* text) {
-    return QCoreApplication::translate("PatternFault", text);
-}
+struct FaultTexts {
+    Q_DECLARE_TR_FUNCTIONS(PatternFault)
+};
 
 QString reasonOf(UErrorCode code) {
     switch (code) {
     case U_REGEX_MISMATCHED_PAREN:
-        return translated("a parenthesis has no partner");
+        return FaultTexts::tr("a parenthesis has no partner");
     case U_REGEX_MISSING_CLOSE_BRACKET:
-        return translated("a “]” is missing");
+        return FaultTexts::tr("a “]” is missing");
     case U_REGEX_BAD_ESCAPE_SEQUENCE:
-        return translated("a backslash sequence is unknown");
+        return FaultTexts::tr("a backslash sequence is unknown");
     case U_REGEX_BAD_INTERVAL:
     case U_REGEX_MAX_LT_MIN:
     case U_REGEX_NUMBER_TOO_BIG:
-        return translated("a repetition in braces is wrong");
+        return FaultTexts::tr("a repetition in braces is wrong");
     case U_REGEX_LOOK_BEHIND_LIMIT:
-        return translated("a look-behind has no limited length");
+        return FaultTexts::tr("a look-behind has no limited length");
     case U_REGEX_INVALID_BACK_REF:
-        return translated("a back reference names no group");
+        return FaultTexts::tr("a back reference names no group");
     case U_REGEX_INVALID_RANGE:
-        return translated("a range in brackets runs backwards");
+        return FaultTexts::tr("a range in brackets runs backwards");
     case U_REGEX_RULE_SYNTAX:
-        return translated("the syntax is wrong");
+        return FaultTexts::tr("the syntax is wrong");
     default:
         return QString::fromLatin1(u_errorName(code));
     }
@@ -50,7 +50,7 @@ std::optional<QString> patternFault(const QString& pattern) {
         return std::nullopt;
     if (place.offset <= 0)
         return reasonOf(status);
-    return translated("%1, near character %2").arg(reasonOf(status)).arg(place.offset);
+    return FaultTexts::tr("%1, near character %2").arg(reasonOf(status)).arg(place.offset);
 }
 
 } // namespace korvane

@@ -43,7 +43,7 @@ QByteArray takeCounted(QByteArray& bytes) {
 }
 
 Error agentHasLeft() {
-    return sshError(SshErrorCode::Failed, QStringLiteral("The SSH agent has ended the connection."));
+    return sshError(SshErrorCode::Failed, SshTexts::tr("The SSH agent has ended the connection."));
 }
 
 /// Reads exactly `size` bytes. The descriptor is non-blocking.

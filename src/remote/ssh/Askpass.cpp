@@ -73,7 +73,7 @@ Result<std::unique_ptr<Askpass>> Askpass::create() {
             return made;
     }
     return sshError(SshErrorCode::Failed,
-                    QStringLiteral("There is no directory for the questions of a program: %1.")
+                    SshTexts::tr("There is no directory for the questions of a program: %1.")
                         .arg(QString::fromLocal8Bit(std::strerror(errno))));
 }
 

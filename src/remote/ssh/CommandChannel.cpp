@@ -19,7 +19,7 @@ constexpr auto signalInterval = 100ms;
 constexpr auto closingLimit = 2s;
 
 Error wasCancelled() {
-    return sshError(SshErrorCode::Cancelled, QStringLiteral("The command was cancelled."));
+    return sshError(SshErrorCode::Cancelled, SshTexts::tr("The command was cancelled."));
 }
 
 } // namespace
@@ -58,7 +58,7 @@ CommandChannel::~CommandChannel() {
 
 CommandChannel::State CommandChannel::step(bool& hasMore) {
     if (!channel_)
-        return fail(QStringLiteral("No channel could be made."));
+        return fail(SshTexts::tr("No channel could be made."));
     isCancelled_ |= command_->takeCancel();
     if (isCancelled_ && stage_ != Stage::Closing)
         return stop();
@@ -130,7 +130,7 @@ CommandChannel::State CommandChannel::open() {
         return State::UnderWay;
     if (result != SSH_OK)
         return ssh_is_connected(session_) ? State::Refused
-                                          : fail(QStringLiteral("No channel could be opened."));
+                                          : fail(SshTexts::tr("No channel could be opened."));
     stage_ = Stage::Requesting;
     return request();
 }
@@ -140,7 +140,7 @@ CommandChannel::State CommandChannel::request() {
     if (result == SSH_AGAIN)
         return State::UnderWay;
     if (result != SSH_OK)
-        return fail(QStringLiteral("The server runs no commands."));
+        return fail(SshTexts::tr("The server runs no commands."));
     stage_ = Stage::Running;
     // There is no input: a command that reads it must not wait.
     ssh_channel_send_eof(channel_);
@@ -160,9 +160,9 @@ CommandChannel::State CommandChannel::read(bool& hasMore) {
     if (isLeft || !(isClosed || (hasStatus_ && ssh_channel_is_eof(channel_))))
         return State::UnderWay;
     if (!signal_.isEmpty())
-        return fail(QStringLiteral("The command was ended by the signal %1.").arg(signal_));
+        return fail(SshTexts::tr("The command was ended by the signal %1.").arg(signal_));
     if (!hasStatus_)
-        return fail(QStringLiteral("The command ended without an exit status."));
+        return fail(SshTexts::tr("The command ended without an exit status."));
     command_->output.set(success());
     return close();
 }
@@ -176,7 +176,7 @@ CommandChannel::State CommandChannel::drain(bool isStandardError, Bytes bytes, b
             // Also reported for a closed channel that has been read completely.
             return ssh_channel_is_closed(channel_) && ssh_is_connected(session_)
                        ? State::UnderWay
-                       : fail(QStringLiteral("The connection broke off."));
+                       : fail(SshTexts::tr("The connection broke off."));
         }
         if (count <= 0)
             return State::UnderWay;

@@ -16,7 +16,7 @@ namespace {
 Error cannotStore(const QString& path, const QString& reason) {
     return sshError(
         SshErrorCode::Failed,
-        QStringLiteral("The key of the server could not be stored in \"%1\": %2.").arg(path, reason));
+        SshTexts::tr("The key of the server could not be stored in \"%1\": %2.").arg(path, reason));
 }
 
 /// Appends a line to a file; creates the file if necessary.
@@ -99,8 +99,8 @@ Result<HostKeyState> KnownHostKeys::check(ssh_key shown) const {
         if (isSame && entry.isRevocation)
             return sshError(
                 SshErrorCode::HostKeyChanged,
-                QStringLiteral("The key of the server is marked as revoked in \"%1\": %2. Somebody may "
-                               "be listening in.")
+                SshTexts::tr("The key of the server is marked as revoked in \"%1\": %2. Somebody may "
+                             "be listening in.")
                     .arg(entry.file, fingerprint(shown)));
         if (isSame)
             state = HostKeyState::Known;
@@ -171,7 +171,7 @@ Status KnownHostKeys::store(ssh_key shown) const {
     const QString path = userFiles_.value(0);
     char* base64 = nullptr;
     if (!shown || ssh_pki_export_pubkey_base64(shown, &base64) != SSH_OK)
-        return sshError(SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
+        return sshError(SshErrorCode::Failed, SshTexts::tr("The server has shown no key."));
     const QByteArray line = name_ + ' ' + ssh_key_type_to_char(ssh_key_type(shown)) + ' ' + base64 + '\n';
     ssh_string_free_char(base64);
     const std::vector<const Entry*> outdated = outdatedEntries(shown);

@@ -58,9 +58,9 @@ Result<Addresses> lookUpName(const QByteArray& name, const QByteArray& port, int
     if (Status ready = awaitDescriptor(answer->event.number(), POLLIN, interruptEvent, deadline); !ready) {
         lookUp.cancel();
         if (isSshError(ready.error(), SshErrorCode::TimedOut))
-            return sshError(SshErrorCode::TimedOut,
-                            QStringLiteral("The look-up of the name \"%1\" is not answered.")
-                                .arg(QString::fromUtf8(name)));
+            return sshError(
+                SshErrorCode::TimedOut,
+                SshTexts::tr("The look-up of the name \"%1\" is not answered.").arg(QString::fromUtf8(name)));
         return ready.error();
     }
     return answer->reply.wait();

@@ -17,13 +17,13 @@ constexpr int revokedStatus = 1;
 Error keyIsRevoked(ssh_key shown, const QString& path) {
     return sshError(
         SshErrorCode::HostKeyChanged,
-        QStringLiteral("The key of the server is revoked in \"%1\": %2. Somebody may be listening in.")
+        SshTexts::tr("The key of the server is revoked in \"%1\": %2. Somebody may be listening in.")
             .arg(path, fingerprint(shown)));
 }
 
 Error listIsUnusable(const QString& path, const QString& reason) {
     return sshError(SshErrorCode::Failed,
-                    QStringLiteral("The list of revoked keys \"%1\" cannot be read: %2.").arg(path, reason));
+                    SshTexts::tr("The list of revoked keys \"%1\" cannot be read: %2.").arg(path, reason));
 }
 
 /// As in files of public keys.

@@ -63,7 +63,7 @@ std::optional<Clock::time_point> SftpChannel::dueAt() const {
 
 SftpChannel::State SftpChannel::step(bool& hasMore) {
     if (!channel_)
-        fail(sshError(SshErrorCode::Failed, QStringLiteral("No channel could be made.")));
+        fail(sshError(SshErrorCode::Failed, SshTexts::tr("No channel could be made.")));
     if (stage_ == Stage::Opening)
         open();
     if (stage_ == Stage::Requesting)
@@ -75,7 +75,7 @@ SftpChannel::State SftpChannel::step(bool& hasMore) {
     }
     if (state_ == State::Opening && Clock::now() >= openingEnds_)
         fail(sshError(SshErrorCode::TimedOut,
-                      QStringLiteral("The server does not answer when it is asked for its files.")));
+                      SshTexts::tr("The server does not answer when it is asked for its files.")));
     return state_;
 }
 
@@ -168,8 +168,8 @@ void SftpChannel::takePackets() {
         if (length == 0 || length > largestPacket) {
             fail(sshError(SshErrorCode::Failed,
                           stage_ == Stage::Greeting
-                              ? QStringLiteral("The server prints text at login, which hides its files.")
-                              : QStringLiteral("What the server says of its files makes no sense.")));
+                              ? SshTexts::tr("The server prints text at login, which hides its files.")
+                              : SshTexts::tr("What the server says of its files makes no sense.")));
             return;
         }
         if (unread_.size() - offset - 4 < static_cast<qsizetype>(length))
@@ -219,7 +219,7 @@ void SftpChannel::close() {
 
 QString SftpChannel::reason() const {
     const QString told = QString::fromUtf8(standardError_).simplified();
-    const QString text = QStringLiteral("The server gives no access to its files.");
+    const QString text = SshTexts::tr("The server gives no access to its files.");
     return told.isEmpty() ? text : text + u' ' + told;
 }
 

@@ -255,7 +255,7 @@ Result<std::optional<SshConfiguration>> SshConfiguration::bySsh(const LoginTarge
         if (isSshError(outcome.error(), SshErrorCode::TimedOut))
             return sshError(
                 SshErrorCode::Failed,
-                QStringLiteral("The program ssh takes too long to read the configuration of \"%1\".")
+                SshTexts::tr("The program ssh takes too long to read the configuration of \"%1\".")
                     .arg(target.host));
         return outcome.error();
     }
@@ -264,7 +264,7 @@ Result<std::optional<SshConfiguration>> SshConfiguration::bySsh(const LoginTarge
     if (outcome.value().exitStatus != 0)
         return sshError(
             SshErrorCode::Failed,
-            QStringLiteral("The program ssh reports a fault of its configuration: %1")
+            SshTexts::tr("The program ssh reports a fault of its configuration: %1")
                 .arg(QString::fromLocal8Bit(outcome.value().errors.split('\n').first().trimmed())));
     return std::optional(understood(PrintedConfiguration(outcome.value().output), target, settings));
 }

@@ -331,7 +331,7 @@ void SshConnection::commandRefused(std::shared_ptr<Command> command) {
         commands_.push_front(std::move(command));
     else
         command->output.set(
-            sshError(SshErrorCode::Failed, QStringLiteral("The server opens no channel for the command.")));
+            sshError(SshErrorCode::Failed, SshTexts::tr("The server opens no channel for the command.")));
 }
 
 bool SshConnection::noteRefusal() {
@@ -405,7 +405,7 @@ void SshConnection::filesEnded(SftpChannel::State state) {
     if (state == SftpChannel::State::Refused) {
         if (!noteRefusal())
             failFileWork(
-                sshError(SshErrorCode::Failed, QStringLiteral("The server opens no channel for its files.")));
+                sshError(SshErrorCode::Failed, SshTexts::tr("The server opens no channel for its files.")));
     } else if (state == SftpChannel::State::Failed && !hasGreeted) {
         filesFault_ = fault;
         failFileWork(fault);
@@ -448,7 +448,7 @@ void SshConnection::checkFiles(Clock::time_point now) {
     if (files_ && !files_->channel.isIdle() && now - contentSeen_ >= settings_.unansweredLimit)
         files_->channel.fail(
             sshError(SshErrorCode::TimedOut,
-                     QStringLiteral("The server does not answer when it is asked for its files.")));
+                     SshTexts::tr("The server does not answer when it is asked for its files.")));
 }
 
 SshConnection::Clock::time_point SshConnection::nextDue(Clock::time_point latest) const {

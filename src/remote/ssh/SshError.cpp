@@ -14,15 +14,15 @@ Error sshError(SshErrorCode code, const QString& text) {
 }
 
 Error notConnected() {
-    return sshError(SshErrorCode::NotConnected, QStringLiteral("There is no connection to the server."));
+    return sshError(SshErrorCode::NotConnected, SshTexts::tr("There is no connection to the server."));
 }
 
 Error timedOut() {
-    return sshError(SshErrorCode::TimedOut, QStringLiteral("The server does not answer."));
+    return sshError(SshErrorCode::TimedOut, SshTexts::tr("The server does not answer."));
 }
 
 Error interrupted() {
-    return sshError(SshErrorCode::NotConnected, QStringLiteral("The connection was ended."));
+    return sshError(SshErrorCode::NotConnected, SshTexts::tr("The connection was ended."));
 }
 
 Error lastSshError(ssh_session_struct* session, SshErrorCode code, const QString& otherwise) {
@@ -36,14 +36,14 @@ Error connectionLost(ssh_session_struct* session, SshErrorCode byServer) {
     const QString marker = QStringLiteral("SSH_MSG_DISCONNECT: ");
     if (const qsizetype found = text.indexOf(marker); found >= 0) {
         const QString words = text.sliced(found + marker.size()).section(u':', 1).trimmed();
-        return sshError(byServer, QStringLiteral("The server has ended the connection: %1.")
+        return sshError(byServer, SshTexts::tr("The server has ended the connection: %1.")
                                       .arg(words.endsWith(u'.') ? words.chopped(1) : words));
     }
     text.remove(QStringLiteral("Socket error: "));
     // The second text is left over from an earlier call.
     if (text.isEmpty() || text == QStringLiteral("disconnected") ||
         text == QStringLiteral("Resource temporarily unavailable"))
-        text = QStringLiteral("The connection broke off.");
+        text = SshTexts::tr("The connection broke off.");
     return sshError(SshErrorCode::Failed, text);
 }
 

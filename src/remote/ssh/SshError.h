@@ -2,6 +2,8 @@
 
 #include "foundation/Result.h"
 
+#include <QCoreApplication>
+
 struct ssh_session_struct;
 
 namespace korvane {
@@ -27,6 +29,11 @@ enum class SshErrorCode {
     CannotRead,
     /// The proof was accepted, but the server requires another one.
     Incomplete,
+};
+
+/// Translates the texts of this room.
+struct SshTexts {
+    Q_DECLARE_TR_FUNCTIONS(Ssh)
 };
 
 Error sshError(SshErrorCode code, const QString& text);

@@ -93,10 +93,10 @@ Result<Key> privateKeyIn(const QString& path, const std::optional<QString>& pass
         return Key(key);
     if (result == SSH_EOF)
         return sshError(SshErrorCode::Denied,
-                        QStringLiteral("The private key \"%1\" cannot be read.").arg(path));
-    return sshError(SshErrorCode::Denied,
-                    wantsPassPhrase(path) ? QStringLiteral("The pass phrase of \"%1\" is wrong.").arg(path)
-                                          : QStringLiteral("\"%1\" is no private key.").arg(path));
+                        SshTexts::tr("The private key \"%1\" cannot be read.").arg(path));
+    return sshError(SshErrorCode::Denied, wantsPassPhrase(path)
+                                              ? SshTexts::tr("The pass phrase of \"%1\" is wrong.").arg(path)
+                                              : SshTexts::tr("\"%1\" is no private key.").arg(path));
 }
 
 bool addCertificate(ssh_key privateKey, const QString& privateKeyPath, const QStringList& certificatePaths) {

@@ -19,11 +19,11 @@ namespace {
 constexpr int mostQuestions = 3;
 
 Error unanswered() {
-    return sshError(SshErrorCode::NotAnswered, QStringLiteral("The question was not answered."));
+    return sshError(SshErrorCode::NotAnswered, SshTexts::tr("The question was not answered."));
 }
 
 Error agentIsLate() {
-    return sshError(SshErrorCode::TimedOut, QStringLiteral("The SSH agent does not answer."));
+    return sshError(SshErrorCode::TimedOut, SshTexts::tr("The SSH agent does not answer."));
 }
 
 } // namespace
@@ -79,7 +79,7 @@ Status SshLogin::connect(const LoginTarget& target, std::weak_ptr<NMSSHSessionDe
         return connected.error();
     if (const QString fault = socket_.programsFault(); !fault.isEmpty())
         return sshError(SshErrorCode::Failed,
-                        QStringLiteral("The program that leads to the server reports: %1").arg(fault));
+                        SshTexts::tr("The program that leads to the server reports: %1").arg(fault));
     return connected ? connectionLost(session_) : connected.error();
 }
 
@@ -111,20 +111,20 @@ Status SshLogin::prepare() {
             prepared =
                 lastSshError(session_, SshErrorCode::Failed, QStringLiteral("%1 cannot be used.").arg(what));
     };
-    set(SSH_OPTIONS_PROCESS_CONFIG, &off, QStringLiteral("No configuration"));
-    set(SSH_OPTIONS_NODELAY, &on, QStringLiteral("The connection"));
+    set(SSH_OPTIONS_PROCESS_CONFIG, &off, SshTexts::tr("No configuration"));
+    set(SSH_OPTIONS_NODELAY, &on, SshTexts::tr("The connection"));
     // Known hosts are checked in this class.
-    set(SSH_OPTIONS_KNOWNHOSTS, "/dev/null", QStringLiteral("No file"));
-    set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, "/dev/null", QStringLiteral("No file"));
+    set(SSH_OPTIONS_KNOWNHOSTS, "/dev/null", SshTexts::tr("No file"));
+    set(SSH_OPTIONS_GLOBAL_KNOWNHOSTS, "/dev/null", SshTexts::tr("No file"));
     // So is the agent: the library would wait for it without a limit.
-    set(SSH_OPTIONS_IDENTITY_AGENT, "/dev/null", QStringLiteral("No agent"));
+    set(SSH_OPTIONS_IDENTITY_AGENT, "/dev/null", SshTexts::tr("No agent"));
     // The library accepts few names and needs none, as the connection is made here.
     static_cast<void>(
         ssh_options_set(session_, SSH_OPTIONS_HOST, configuration_.hostName.toUtf8().constData()));
     if (!configuration_.username.isEmpty())
         set(SSH_OPTIONS_USER, configuration_.username.toUtf8().constData(),
-            QStringLiteral("The user name \"%1\"").arg(configuration_.username));
-    set(SSH_OPTIONS_PORT, &port, QStringLiteral("The port %1").arg(port));
+            SshTexts::tr("The user name \"%1\"").arg(configuration_.username));
+    set(SSH_OPTIONS_PORT, &port, SshTexts::tr("The port %1").arg(port));
     if (!prepared || settings_.hostKeyPolicy == HostKeyPolicy::AcceptAll)
         return prepared;
     const auto known = KnownHostKeys::read(configuration_.knownName, configuration_.userKnownHosts,
@@ -133,7 +133,7 @@ Status SshLogin::prepare() {
         return known.error();
     // Of several keys, the server should show one that can be compared.
     if (const QByteArray algorithms = known.value().algorithms(); !algorithms.isEmpty())
-        set(SSH_OPTIONS_HOSTKEYS, algorithms.constData(), QStringLiteral("The kinds of known keys"));
+        set(SSH_OPTIONS_HOSTKEYS, algorithms.constData(), SshTexts::tr("The kinds of known keys"));
     return prepared;
 }
 
@@ -145,7 +145,7 @@ Status SshLogin::openSocket() {
     if (ssh_options_set(session_, SSH_OPTIONS_FD, &socket) == SSH_OK)
         return success();
     ::close(socket);
-    return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The connection cannot be used."));
+    return lastSshError(session_, SshErrorCode::Failed, SshTexts::tr("The connection cannot be used."));
 }
 
 Status SshLogin::awaitServerOrQuestion() {
@@ -183,7 +183,7 @@ Status SshLogin::verifyHostKey() {
         return success();
     const Key shown = serverKey(session_);
     if (!shown)
-        return lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The server has shown no key."));
+        return lastSshError(session_, SshErrorCode::Failed, SshTexts::tr("The server has shown no key."));
     if (const QString& list = configuration_.revokedHostKeys; !list.isEmpty()) {
         if (Status valid = checkRevocation(shown.get(), list, socket_.interruptEvent(), deadline_); !valid)
             return valid;
@@ -208,7 +208,7 @@ Status SshLogin::verifyHostKey() {
                                     fingerprint(shown.get()), known.value().outdated(shown.get()));
                             });
     if (!isAccepted)
-        return sshError(SshErrorCode::NotAnswered, QStringLiteral("The key of the server was not accepted."));
+        return sshError(SshErrorCode::NotAnswered, SshTexts::tr("The key of the server was not accepted."));
     return known.value().store(shown.get());
 }
 
@@ -227,7 +227,7 @@ Status SshLogin::byPassword(const QString& password) {
             open || !wasRefused(open))
             return open;
     }
-    Status proven = sshError(SshErrorCode::Denied, QStringLiteral("The server takes no password."));
+    Status proven = sshError(SshErrorCode::Denied, SshTexts::tr("The server takes no password."));
     for (int asked = 0;; ++asked) {
         if (text) {
             const QByteArray bytes = text->toUtf8();
@@ -276,8 +276,8 @@ Status SshLogin::byFurtherQuestions() {
     if (takesMethod(SSH_AUTH_METHOD_PASSWORD))
         return byPassword({});
     return sshError(SshErrorCode::Denied,
-                    QStringLiteral("The server wants another proof besides this one, and none that can be "
-                                   "typed in."));
+                    SshTexts::tr("The server wants another proof besides this one, and none that can be "
+                                 "typed in."));
 }
 
 // ---- Keys
@@ -355,7 +355,7 @@ Status SshLogin::byIdentities() {
     const Result<QList<QByteArray>> inAgent = agentKeys(named);
     if (!inAgent)
         return inAgent.error();
-    Status proven = sshError(SshErrorCode::Denied, QStringLiteral("The login was refused."));
+    Status proven = sshError(SshErrorCode::Denied, SshTexts::tr("The login was refused."));
     QList<QByteArray> refused;
     for (QList<QByteArray> left = inAgent.value(); !left.isEmpty();) {
         proven = byAgentKeys(left);
@@ -418,7 +418,7 @@ Status SshLogin::byAgentKeys(const QList<QByteArray>& keys) {
     agent_->setDeadline(deadline_);
     agent_->offer(keys);
     if (agent_->hasEnded())
-        return sshError(SshErrorCode::Failed, QStringLiteral("The SSH agent has ended the connection."));
+        return sshError(SshErrorCode::Failed, SshTexts::tr("The SSH agent has ended the connection."));
     // All keys in one call: the library leaks some memory for each further call.
     Status proven = authenticate([this] { return ssh_userauth_agent(session_, nullptr); });
     return !proven && agent_->isLate() ? agentIsLate() : proven;
@@ -444,12 +444,12 @@ Status SshLogin::outcome(int authentication) {
         return unanswered();
     case SSH_AUTH_PARTIAL:
         return sshError(SshErrorCode::Incomplete,
-                        QStringLiteral("The server wants another proof besides this one."));
+                        SshTexts::tr("The server wants another proof besides this one."));
     case SSH_AUTH_DENIED:
-        return lastSshError(session_, SshErrorCode::Denied, QStringLiteral("The login was refused."));
+        return lastSshError(session_, SshErrorCode::Denied, SshTexts::tr("The login was refused."));
     default:
         return ssh_is_connected(session_)
-                   ? lastSshError(session_, SshErrorCode::Failed, QStringLiteral("The login has failed."))
+                   ? lastSshError(session_, SshErrorCode::Failed, SshTexts::tr("The login has failed."))
                    : connectionLost(session_, SshErrorCode::Denied);
     }
 }

@@ -11,9 +11,9 @@
 namespace korvane {
 namespace {
 
-QString tr(const char* text) {
-    return QCoreApplication::translate("EmailComposer", text);
-}
+struct Mail {
+    Q_DECLARE_TR_FUNCTIONS(EmailComposer)
+};
 
 /// Whether `xdg-email` reads the text as an address, not as an option or a "mailto:" URL.
 bool isAddress(const QString& text) {
@@ -24,26 +24,30 @@ bool isAddress(const QString& text) {
 /// The meaning of the exit status of `xdg-email`, and a remedy.
 QString explanation(const ProgramEnd& end) {
     if (end.startError == ENOENT)
-        return tr("The program “xdg-email” was not found. Install the package “xdg-utils”, which holds it.");
+        return Mail::tr(
+            "The program “xdg-email” was not found. Install the package “xdg-utils”, which holds it.");
     if (end.startError == E2BIG)
-        return tr("The program “xdg-email” cannot take texts this long. Shorten those of Share.plist.");
+        return Mail::tr("The program “xdg-email” cannot take texts this long. Shorten those of Share.plist.");
     if (end.startError != 0)
-        return tr("The program “xdg-email” could not be started: %1. Look whether the package “xdg-utils” is "
-                  "complete.")
-            .arg(qt_error_string(end.startError));
+        return Mail::
+            tr("The program “xdg-email” could not be started: %1. Look whether the package “xdg-utils” is "
+               "complete.")
+                .arg(qt_error_string(end.startError));
     switch (end.status) {
     case 2:
-        return tr("The program “xdg-email” did not find the file. Look whether it still has its name.");
+        return Mail::tr("The program “xdg-email” did not find the file. Look whether it still has its name.");
     case 3:
-        return tr(
+        return Mail::tr(
             "The program “xdg-email” found no mail program. Install one, or choose one in the settings of "
             "the desktop.");
     case 5:
-        return tr("The program “xdg-email” may not read the file. Ask its owner for the right to read it.");
+        return Mail::tr(
+            "The program “xdg-email” may not read the file. Ask its owner for the right to read it.");
     default:
-        return tr("The program “xdg-email” failed with status %1. Look whether a mail program is chosen in "
-                  "the "
-                  "settings of the desktop, and whether it starts.")
+        return Mail::tr(
+                   "The program “xdg-email” failed with status %1. Look whether a mail program is chosen in "
+                   "the "
+                   "settings of the desktop, and whether it starts.")
             .arg(end.status);
     }
 }
@@ -66,9 +70,9 @@ void XdgEmailComposer::perform(const QString& body, const QList<QUrl>& attachmen
         if (!isAddress(address)) {
             alerts_.present(
                 {Alert::Kind::Warning,
-                 tr("“%1” is no e-mail address").arg(address),
-                 tr("It stands among the recipients in Share.plist. Correct it there, then share the "
-                    "file again."),
+                 Mail::tr("“%1” is no e-mail address").arg(address),
+                 Mail::tr("It stands among the recipients in Share.plist. Correct it there, then share the "
+                          "file again."),
                  {}},
                 window_, {});
             return;
@@ -77,8 +81,9 @@ void XdgEmailComposer::perform(const QString& body, const QList<QUrl>& attachmen
     }
     startProgram(std::move(call), [&alerts = alerts_, window = window_](const ProgramEnd& end) {
         if (!end.isGood())
-            alerts.present({Alert::Kind::Warning, tr("No e-mail could be prepared"), explanation(end), {}},
-                           window, {});
+            alerts.present(
+                {Alert::Kind::Warning, Mail::tr("No e-mail could be prepared"), explanation(end), {}}, window,
+                {});
     });
 }
 

@@ -23,9 +23,9 @@ using namespace std::chrono_literals;
 /// user's shell.
 constexpr auto shortestUse = 2s;
 
-QString translated(const char* text) {
-    return QCoreApplication::translate("TerminalHandOff", text);
-}
+struct TerminalTexts {
+    Q_DECLARE_TR_FUNCTIONS(TerminalHandOff)
+};
 
 /// The directory of a path: "/" and the components of all but the last, with "/" between them.
 QByteArray directoryOf(const QByteArray& path) {
@@ -81,9 +81,10 @@ void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, Window
     if (candidates.isEmpty()) {
         alerts.present(
             {Alert::Kind::Warning,
-             translated("No terminal could be started"),
-             translated("The command is on the clipboard: paste it in a terminal of your choice. To have one "
-                        "started, set the environment variable TERMINAL to its name."),
+             TerminalTexts::tr("No terminal could be started"),
+             TerminalTexts::tr(
+                 "The command is on the clipboard: paste it in a terminal of your choice. To have one "
+                 "started, set the environment variable TERMINAL to its name."),
              {}},
             window, {});
         return;
@@ -98,16 +99,16 @@ void startTerminal(QList<ProgramCall> candidates, AlertPresenter& alerts, Window
 
 Alert localAlert() {
     return {Alert::Kind::Information,
-            translated("'cd' command copied to clipboard"),
-            translated("Paste in Terminal to switch to directory containing log file"),
+            TerminalTexts::tr("'cd' command copied to clipboard"),
+            TerminalTexts::tr("Paste in Terminal to switch to directory containing log file"),
             {},
             [] { Preferences::shared().setOpenLocalTerminalAlert(false); }};
 }
 
 Alert remoteAlert() {
     return {Alert::Kind::Information,
-            translated("SSH command copied to clipboard"),
-            translated("Paste in Terminal to login to SSH server directory containing log file"),
+            TerminalTexts::tr("SSH command copied to clipboard"),
+            TerminalTexts::tr("Paste in Terminal to login to SSH server directory containing log file"),
             {},
             [] { Preferences::shared().setShowRemoteTerminalAlert(false); }};
 }

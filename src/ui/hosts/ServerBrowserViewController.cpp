@@ -49,7 +49,7 @@ QString descriptionOf(const QModelIndex& entry) {
     if (const QVariant size = entry.data(RemoteFileModel::FileSizeRole); size.isValid())
         details.append(sizeText(size.toULongLong()));
     if (const QDateTime date = entry.data(RemoteFileModel::DateRole).toDateTime(); date.isValid())
-        details.append(QLocale().toString(date.toLocalTime(), QLocale::ShortFormat));
+        details.append(QLocale::system().toString(date.toLocalTime(), QLocale::ShortFormat));
     const QString path = displayText(pathOf(entry));
     return details.isEmpty() ? path : path + QStringLiteral(" — ") + details.join(QStringLiteral(", "));
 }

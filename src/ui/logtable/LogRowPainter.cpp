@@ -18,9 +18,9 @@ constexpr qreal markSize = 14;
 constexpr qreal caretWidth = 2;
 const QColor warningColor(0xB2, 0x5E, 0x00);
 
-QString translated(const char* text) {
-    return QCoreApplication::translate("LogRowPainter", text);
-}
+struct RowTexts {
+    Q_DECLARE_TR_FUNCTIONS(LogRowPainter)
+};
 
 /// A ribbon in a square with sides of 1.
 const QPolygonF ribbon({{0.2, 0.12}, {0.8, 0.12}, {0.8, 0.9}, {0.5, 0.66}, {0.2, 0.9}});
@@ -162,19 +162,19 @@ void LogRowPainter::paintNotice(const QPointF& baseline, const QString& text, co
 }
 
 QString LogRowPainter::loadingText() {
-    return translated("Loading…");
+    return RowTexts::tr("Loading…");
 }
 
 QString LogRowPainter::filteredText() {
-    return translated("Filtered");
+    return RowTexts::tr("Filtered");
 }
 
 QString LogRowPainter::cutText(const CellView& view) {
     if (!view.layout)
         return {};
     if (view.row->cutBytes > 0)
-        return translated("Line cut for display: %1 more").arg(sizeText(view.row->cutBytes));
-    return view.layout->hiddenUnits() > 0 ? translated("Line cut for display: unwrap to see the rest")
+        return RowTexts::tr("Line cut for display: %1 more").arg(sizeText(view.row->cutBytes));
+    return view.layout->hiddenUnits() > 0 ? RowTexts::tr("Line cut for display: unwrap to see the rest")
                                           : QString();
 }
 

@@ -1,6 +1,7 @@
 #include "ui/page/EndFollower.h"
 
 #include "core/Preferences.h"
+#include "foundation/text/Translations.h"
 #include "ui/logtable/LogTableView.h"
 #include "ui/widgets/Icons.h"
 
@@ -98,7 +99,8 @@ void EndFollower::showMark() {
         mark_->hide();
         return;
     }
-    mark_->setText(count == 1 ? tr("1 new line") : tr("%1 new lines").arg(QLocale().toString(count)));
+    mark_->setText(
+        tr("%1 new line(s)", nullptr, translations::pluralOf(count)).arg(QLocale().toString(count)));
     mark_->adjustSize();
     const QRect rows = table_.viewport()->geometry();
     mark_->move(rows.center().x() - mark_->width() / 2, rows.bottom() - mark_->height() - markDistance);

@@ -2,6 +2,7 @@
 
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
+#include "foundation/text/Translations.h"
 #include "ui/widgets/Icons.h"
 #include "ui/widgets/SizeText.h"
 
@@ -22,7 +23,7 @@ namespace {
 constexpr int widestValue = 460;
 
 QString timeText(const QDateTime& time) {
-    return QLocale().toString(time.toLocalTime(), QLocale::ShortFormat);
+    return QLocale::system().toString(time.toLocalTime(), QLocale::ShortFormat);
 }
 
 } // namespace
@@ -77,7 +78,9 @@ QLabel* FileInfoPopover::addRow(QFormLayout& form, const QString& name, const QS
 }
 
 void FileInfoPopover::showInformation(const FileInformation& information) {
-    size_->setText(tr("%1 (%2 bytes)").arg(sizeText(information.size), QLocale().toString(information.size)));
+    size_->setText(
+        tr("%1 (%2 byte(s))", nullptr, translations::pluralOf(static_cast<qint64>(information.size)))
+            .arg(sizeText(information.size), QLocale().toString(information.size)));
     modified_->setText(timeText(information.modificationDate));
     accessed_->setText(timeText(information.lastAccess));
     place();

@@ -1,5 +1,7 @@
 #include "ui/page/FileNotices.h"
 
+#include "foundation/text/Translations.h"
+
 #include <QCoreApplication>
 #include <QLocale>
 
@@ -13,9 +15,9 @@ using Remedy = PageNotice::Remedy;
 /// Maximum length of a rule's text in a notice, in characters.
 constexpr qsizetype mostCharacters = 60;
 
-QString translated(const char* text) {
-    return QCoreApplication::translate("FileNotices", text);
-}
+struct NoticeTexts {
+    Q_DECLARE_TR_FUNCTIONS(FileNotices)
+};
 
 } // namespace
 
@@ -87,7 +89,7 @@ PageNotice FileNotices::noticeOf(Subject subject) const {
     case Subject::InvalidBytes:
         if (!hasInvalidLines_)
             return {};
-        return {translated("Bytes that are not valid %1 are shown as �")
+        return {NoticeTexts::tr("Bytes that are not valid %1 are shown as �")
                     .arg(encodingName(document_.fileEncoding())),
                 false, document_.hasEncodingChoice() ? QList{Remedy::ChooseEncoding} : QList<Remedy>(), true};
     case Subject::SlowRules:
@@ -115,13 +117,13 @@ PageNotice FileNotices::faultNotice() const {
     case FileFault::None:
         break;
     case FileFault::Removed:
-        return {translated("The file has been removed: these are its last lines"), true, {}};
+        return {NoticeTexts::tr("The file has been removed: these are its last lines"), true, {}};
     case FileFault::Replaced:
-        return {translated("Another file has taken this file's place: reload it to see that one"),
+        return {NoticeTexts::tr("Another file has taken this file's place: reload it to see that one"),
                 true,
                 {Remedy::Reload}};
     case FileFault::Truncated:
-        return {translated("The file has been cut short: reload it to see what it holds now"),
+        return {NoticeTexts::tr("The file has been cut short: reload it to see what it holds now"),
                 true,
                 {Remedy::Reload}};
     }
@@ -134,16 +136,19 @@ PageNotice FileNotices::statusNotice() const {
     case FileStatus::Present:
         break;
     case FileStatus::Rotated:
-        return {translated("Rotated at %1: these are the lines of the new file").arg(time), false, {}, true};
+        return {
+            NoticeTexts::tr("Rotated at %1: these are the lines of the new file").arg(time), false, {}, true};
     case FileStatus::Truncated:
-        return {translated("Cut short at %1: this is what the file holds now").arg(time), false, {}, true};
+        return {
+            NoticeTexts::tr("Cut short at %1: this is what the file holds now").arg(time), false, {}, true};
     case FileStatus::Deleted:
-        return {translated("The file has been deleted: these are its last lines. It is picked up when it "
-                           "returns"),
-                true,
-                {}};
+        return {
+            NoticeTexts::tr("The file has been deleted: these are its last lines. It is picked up when it "
+                            "returns"),
+            true,
+            {}};
     case FileStatus::Unreadable:
-        return {translated("The file cannot be read any more: these are the lines read before"),
+        return {NoticeTexts::tr("The file cannot be read any more: these are the lines read before"),
                 true,
                 {Remedy::Reload}};
     }
@@ -157,12 +162,13 @@ PageNotice FileNotices::slowRulesNotice() const {
     QString text = rule.searchStr;
     if (text.size() > mostCharacters)
         text = text.left(mostCharacters) + u'…';
-    const QString lines = rule.lineCount == 1
-                              ? translated("1 line given up")
-                              : translated("%1 lines given up").arg(QLocale().toString(rule.lineCount));
-    QString notice = translated("Rule too slow for this file, %1: “%2”").arg(lines, text);
+    const QString lines =
+        NoticeTexts::tr("%1 line(s) given up", nullptr, translations::pluralOf(rule.lineCount))
+            .arg(QLocale().toString(rule.lineCount));
+    QString notice = NoticeTexts::tr("Rule too slow for this file, %1: “%2”").arg(lines, text);
     if (slowRules_.size() > 1)
-        notice = translated("%1 rules too slow for this file; the first, %2: “%3”")
+        notice = NoticeTexts::tr("%1 rule(s) too slow for this file; the first, %2: “%3”", nullptr,
+                                 translations::pluralOf(std::ssize(slowRules_)))
                      .arg(QLocale().toString(static_cast<qulonglong>(slowRules_.size())), lines, text);
     return {notice, true, {Remedy::EditRules}, true};
 }

@@ -1,5 +1,6 @@
 #include "ui/page/FooterViewController.h"
 
+#include "foundation/text/Translations.h"
 #include "ui/widgets/ElidedLabel.h"
 #include "ui/widgets/Icons.h"
 #include "ui/widgets/SizeText.h"
@@ -70,12 +71,15 @@ void FooterViewController::setStatus(const QString& imageName, const QString& te
 
 void FooterViewController::setFileSize(std::optional<std::uint64_t> bytes) {
     lblFileSize_->setText(bytes ? sizeText(*bytes) : QString());
-    lblFileSize_->setToolTip(bytes ? tr("%1 bytes").arg(QLocale().toString(static_cast<qulonglong>(*bytes)))
-                                   : QString());
+    lblFileSize_->setToolTip(
+        bytes ? tr("%1 byte(s)", nullptr, translations::pluralOf(static_cast<qint64>(*bytes)))
+                    .arg(QLocale().toString(static_cast<qulonglong>(*bytes)))
+              : QString());
 }
 
 void FooterViewController::setLineCount(qint64 lines) {
-    lblLineCount_->setText(lines == 1 ? tr("1 line") : tr("%1 lines").arg(QLocale().toString(lines)));
+    lblLineCount_->setText(
+        tr("%1 line(s)", nullptr, translations::pluralOf(lines)).arg(QLocale().toString(lines)));
 }
 
 void FooterViewController::setEncodingName(const QString& name) {

@@ -2,6 +2,7 @@
 
 #include "core/TailDataSourceProtocol.h"
 #include "foundation/notices/Alerts.h"
+#include "foundation/text/Translations.h"
 #include "foundation/work/OperationQueue.h"
 #include "ui/page/CopyLinesOperation.h"
 #include "ui/widgets/SizeText.h"
@@ -32,11 +33,15 @@ QString messageOf(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
         return {};
     const QString copied = QLocale().toString(outcome.lines);
     if (outcome.hiddenLines > 0 && outcome.lines + outcome.hiddenLines == selected)
-        return LineCopier::tr("%1 lines copied, without the %2 that rules hide")
+        return LineCopier::tr("%1 line(s) copied, without the %2 that rules hide", nullptr,
+                              translations::pluralOf(outcome.lines))
             .arg(copied, QLocale().toString(outcome.hiddenLines));
-    return outcome.lines == selected ? LineCopier::tr("%1 lines copied").arg(copied)
-                                     : LineCopier::tr("%1 of %2 lines copied: the others cannot be read")
-                                           .arg(copied, QLocale().toString(selected));
+    return outcome.lines == selected
+               ? LineCopier::tr("%1 line(s) copied", nullptr, translations::pluralOf(outcome.lines))
+                     .arg(copied)
+               : LineCopier::tr("%1 of %2 line(s) copied: the others cannot be read", nullptr,
+                                translations::pluralOf(selected))
+                     .arg(copied, QLocale().toString(selected));
 }
 
 } // namespace

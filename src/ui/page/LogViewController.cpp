@@ -9,6 +9,7 @@
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "foundation/TimingLog.h"
+#include "foundation/text/Translations.h"
 #include "rules/FiltersManager.h"
 #include "ui/page/EndFollower.h"
 #include "ui/page/GotoLineViewController.h"
@@ -348,7 +349,7 @@ void LogViewController::followPendingLine(bool isLast) {
 }
 
 QString LogViewController::noSuchLine(qint64 lineNumber) const {
-    return tr("There is no line %1: the file has %2 lines")
+    return tr("There is no line %1: the file has %2 line(s)", nullptr, translations::pluralOf(lineCount()))
         .arg(QLocale().toString(lineNumber), QLocale().toString(lineCount()));
 }
 
@@ -425,7 +426,8 @@ void LogViewController::toggleLineMarkMenuAction() {
     for (const auto& range : tableView_->selection().ranges()) {
         for (qint64 row = range.first; row <= range.last; ++row) {
             if (static_cast<qint64>(rows.size()) == mostLinesMarkedAtOnce) {
-                Q_EMIT userMessage(tr("Not marked: more than %1 lines are selected")
+                Q_EMIT userMessage(tr("Not marked: more than %1 line(s) are selected", nullptr,
+                                      translations::pluralOf(mostLinesMarkedAtOnce))
                                        .arg(QLocale().toString(mostLinesMarkedAtOnce)));
                 return;
             }

@@ -2,6 +2,7 @@
 
 #include "core/Preferences.h"
 #include "core/search/SearchItem.h"
+#include "foundation/text/Translations.h"
 #include "rules/FilterRule.h"
 #include "rules/FiltersManager.h"
 #include "rules/HighlightRule.h"
@@ -285,13 +286,17 @@ void RuleForm::showCount(const LineMatchCounter::Answer& answer) {
     if (answer.patternFault)
         showHint(tr("This pattern matches nothing: %1.").arg(*answer.patternFault), true);
     else if (answer.givenUp > 0)
-        showHint(tr("Matches %1 of the %2 lines on the screen, and is too slow for %3 of them.")
+        showHint(tr("Matches %1 of the %2 line(s) on the screen, and is too slow for %3 of them.", nullptr,
+                    translations::pluralOf(answer.lines))
                      .arg(answer.matching)
                      .arg(answer.lines)
                      .arg(answer.givenUp),
                  true);
     else if (answer.lines > 0)
-        showHint(tr("Matches %1 of the %2 lines on the screen.").arg(answer.matching).arg(answer.lines));
+        showHint(
+            tr("Matches %1 of the %2 line(s) on the screen.", nullptr, translations::pluralOf(answer.lines))
+                .arg(answer.matching)
+                .arg(answer.lines));
     else
         showHint({});
 }

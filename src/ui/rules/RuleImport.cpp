@@ -1,6 +1,7 @@
 #include "ui/rules/RuleImport.h"
 
 #include "foundation/notices/Alerts.h"
+#include "foundation/text/Translations.h"
 #include "rules/FiltersManager.h"
 
 #include <QCoreApplication>
@@ -11,14 +12,14 @@
 namespace korvane {
 namespace {
 
-QString importText(const char* text) {
-    return QCoreApplication::translate("RuleImport", text);
-}
+struct ImportTexts {
+    Q_DECLARE_TR_FUNCTIONS(RuleImport)
+};
 
 /// "1 rule", "2,000 rules"
 QString rulesText(std::size_t count) {
-    return count == 1 ? importText("1 rule")
-                      : importText("%1 rules").arg(QLocale().toString(static_cast<qulonglong>(count)));
+    return ImportTexts::tr("%1 rule(s)", nullptr, translations::pluralOf(static_cast<qint64>(count)))
+        .arg(QLocale().toString(static_cast<qulonglong>(count)));
 }
 
 struct ImportConversation {
@@ -31,7 +32,7 @@ struct ImportConversation {
         auto read = FiltersManager::shared().readImport(path);
         if (!read) {
             alerts.present({Alert::Kind::Error,
-                            importText("The rules cannot be imported."),
+                            ImportTexts::tr("The rules cannot be imported."),
                             read.error().userText,
                             {},
                             {}},
@@ -47,13 +48,13 @@ struct ImportConversation {
 
     void ask(const FiltersManager::Import& import) const {
         const bool hasNew = !import.newRules.empty();
-        QStringList buttons{importText("Add All"), importText("Cancel")};
+        QStringList buttons{ImportTexts::tr("Add All"), ImportTexts::tr("Cancel")};
         if (hasNew)
-            buttons.prepend(importText("Add Only New Rules"));
+            buttons.prepend(ImportTexts::tr("Add Only New Rules"));
         const std::size_t known = import.rules.size() - import.newRules.size();
         alerts.present({Alert::Kind::Question,
-                        importText("The list has %1 of this file already.").arg(rulesText(known)),
-                        importText("The file holds %1. Adding all of them doubles those that are there.")
+                        ImportTexts::tr("The list has %1 of this file already.").arg(rulesText(known)),
+                        ImportTexts::tr("The file holds %1. Adding all of them doubles those that are there.")
                             .arg(rulesText(import.rules.size())),
                         buttons,
                         {}},
@@ -72,15 +73,17 @@ struct ImportConversation {
         if (import.leftOut > 0)
             alerts.present(
                 {Alert::Kind::Warning,
-                 importText("%1 imported; left out: %2").arg(rulesText(rules.size())).arg(import.leftOut),
-                 importText("What was left out of “%1” is no rule that this program knows.").arg(path),
+                 ImportTexts::tr("%1 imported; left out: %2")
+                     .arg(rulesText(rules.size()))
+                     .arg(import.leftOut),
+                 ImportTexts::tr("What was left out of “%1” is no rule that this program knows.").arg(path),
                  {},
                  {}},
                 window, {});
         else if (import.rules.empty())
             alerts.present({Alert::Kind::Warning,
-                            importText("There is no rule to import."),
-                            importText("“%1” holds an empty list.").arg(path),
+                            ImportTexts::tr("There is no rule to import."),
+                            ImportTexts::tr("“%1” holds an empty list.").arg(path),
                             {},
                             {}},
                            window, {});

@@ -2,6 +2,7 @@
 
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
+#include "foundation/text/Translations.h"
 #include "ui/tabs/DocumentTab.h"
 #include "ui/tabs/OpenFilesList.h"
 #include "ui/tabs/TabStrip.h"
@@ -203,7 +204,8 @@ void DocumentTabs::showState(DocumentTab& tab) {
     QString toolTip = placeOf(tab);
     if (count > 0)
         toolTip +=
-            u'\n' + (count == 1 ? tr("1 new line") : tr("%1 new lines").arg(QLocale().toString(count)));
+            u'\n' +
+            tr("%1 new line(s)", nullptr, translations::pluralOf(count)).arg(QLocale().toString(count));
     if (isCutOff)
         toolTip += u'\n' + tr("Not connected");
     const bool isWaiting = tab.state() == DocumentTab::State::Waiting;

@@ -4,6 +4,7 @@
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
+#include "ui/logtable/LogTableView.h"
 #include "ui/logtable/RowSelection.h"
 
 #include <QPointer>
@@ -42,14 +43,14 @@ LineMarkEntries readMarks(TailDataSourceProtocol& source, const std::vector<RowS
 } // namespace
 
 LineMarker::LineMarker(std::shared_ptr<Document> document, std::shared_ptr<TailDataSourceProtocol> dataSource,
-                       QObject* parent)
-    : QObject(parent), document_(std::move(document)), dataSource_(std::move(dataSource)) {}
+                       const LogTableView& table, QObject* parent)
+    : QObject(parent), document_(std::move(document)), dataSource_(std::move(dataSource)), table_(table) {}
 
 LineMarker::~LineMarker() {
     readQueue_.cancelAllOperations();
 }
 
-std::vector<qint64> LineMarker::markedLines(qint64 rowCount) const {
+std::vector<qint64> LineMarker::markedLines() const {
     std::vector<qint64> lines;
     if (!FileBasedBookmarksManager::hasShared())
         return lines;
@@ -59,11 +60,31 @@ std::vector<qint64> LineMarker::markedLines(qint64 rowCount) const {
     const qint64 start = dataSource_->rowStart();
     for (const auto& mark : *marks) {
         const qint64 line = mark->lineNumForView();
-        if (line > start && line <= start + rowCount)
+        if (line > start && line <= start + table_.rowCount())
             lines.push_back(line);
     }
     std::sort(lines.begin(), lines.end());
     return lines;
+}
+
+qint64 LineMarker::currentLine() const {
+    return dataSource_->rowStart() + table_.currentRow() + 1;
+}
+
+void LineMarker::goToNext() {
+    const std::vector<qint64> lines = markedLines();
+    if (lines.empty())
+        return;
+    const auto next = std::upper_bound(lines.begin(), lines.end(), currentLine());
+    Q_EMIT lineChosen(next == lines.end() ? lines.front() : *next);
+}
+
+void LineMarker::goToPrevious() {
+    const std::vector<qint64> lines = markedLines();
+    if (lines.empty())
+        return;
+    const auto next = std::lower_bound(lines.begin(), lines.end(), currentLine());
+    Q_EMIT lineChosen(next == lines.begin() ? lines.back() : *std::prev(next));
 }
 
 void LineMarker::setMarks(const std::vector<qint64>& rows, bool marked) {

@@ -17,6 +17,7 @@
 #include "ui/page/LogSearch.h"
 #include "ui/page/LogZoom.h"
 #include "ui/page/PrimarySelection.h"
+#include "ui/page/ViewPlace.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -51,7 +52,8 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     : QObject(parent), document_(std::move(document)), dataSource_(document_->dataSource()),
       tableView_(new LogTableView(parent)), search_(new LogSearch(*tableView_, dataSource_, this)),
       endFollower_(new EndFollower(*tableView_, this)),
-      lineMarker_(new LineMarker(document_, dataSource_, this)),
+      viewPlace_(new ViewPlace(document_, dataSource_, *tableView_, *endFollower_, this)),
+      lineMarker_(new LineMarker(document_, dataSource_, *tableView_, this)),
       primarySelection_(new PrimarySelection(*tableView_, dataSource_, this)),
       copier_(new LineCopier(dataSource_, alerts, *tableView_, this)) {
     auto& preferences = Preferences::shared();
@@ -82,6 +84,11 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
         if (isSearching)
             Q_EMIT userMessageOver(searchMessage_);
     });
+    connect(viewPlace_, &ViewPlace::lineKnown, this, &LogViewController::goToLine);
+    connect(viewPlace_, &ViewPlace::lineMissing, this, [this](qint64 lineNumber) {
+        goToLine(lineCount());
+        Q_EMIT userMessage(noSuchLine(lineNumber));
+    });
     connect(copier_, &LineCopier::progress, this, &LogViewController::copyProgress);
     connect(copier_, &LineCopier::ended, this, &LogViewController::userMessage);
     tableView_->installEventFilter(this);
@@ -93,7 +100,8 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
             [this] { primarySelection_->offer(LineCopier::largeCopyBytes); });
     connect(&LogZoom::shared(), &LogZoom::changed, this, [this] { applyFont(); });
     connect(tableView_, &LogTableView::visibleRowsChanged, this, [this] { visibleRowsChanged(); });
-    connect(tableView_, &LogTableView::zoomRequested, this, [this](int steps) { zoom(steps); });
+    connect(tableView_, &LogTableView::zoomRequested, this,
+            [](int steps) { LogZoom::shared().change(steps); });
     connect(tableView_, &LogTableView::visibleRowsShown, this, [this] {
         document_->firstScreenShown();
         Q_EMIT firstRowsShown();
@@ -127,10 +135,6 @@ bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
 // ---- Rows
 
 void LogViewController::observeRows() {
-    subscriptions_.push_back(document_->notices().connectionStateChanged.subscribe([this] {
-        if (emptiedView_ && isCutOff())
-            emptiedView_->isCutOff = true;
-    }));
     subscriptions_.push_back(document_->notices().rowsUpdated.subscribe(
         [this](const RowsUpdatedNotificationObject& rows) { rowsUpdatedInTable(rows); }));
     subscriptions_.push_back(dataSource_->notices().pageLoaded.subscribe([this](qint64 page) {
@@ -142,16 +146,14 @@ void LogViewController::observeRows() {
 }
 
 void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& rows) {
+    viewPlace_->rowsWillChange(rows.isOtherContent);
     if (rows.isOtherContent) {
-        hasOldRows_ = false;
         search_->forgetMatches();
         primarySelection_->forget();
         // The last line of a local file exists from the beginning, and is not new while it is empty.
         endFollower_->otherContent(document_->connectionState() == ConnectionState::Local ? 1 : 0);
     }
     const qint64 countBefore = rows.isOtherContent ? 0 : lineCount();
-    if (dataSource_->numberOfRows() == 0)
-        keepEmptiedView();
     if (rows.isOtherContent)
         tableView_->clearSelection(); // its rows now mean other lines
     endFollower_->whileRowsChange(followsEnd(), [&] {
@@ -161,9 +163,7 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
     });
     if (document_->isLoading())
         endFollower_->forgetNewLines();
-    followPendingLine(!document_->isLoading());
-    followPendingPlace(!document_->isLoading());
-    restoreEmptiedView();
+    viewPlace_->rowsHaveChanged();
     // Only now: the view may have scrolled to a pending place.
     requestVisiblePages();
     if (!document_->isLoading() && lineCount() > countBefore)
@@ -261,91 +261,12 @@ void LogViewController::goToMarkedLine(qint64 lineNumber) {
     tableView_->setFocus();
 }
 
-void LogViewController::goToLineWhenKnown(qint64 lineNumber) {
-    pendingLine_ = lineNumber;
-    followPendingLine(!document_->isLoading());
-}
-
-LogViewController::Place LogViewController::place() const {
-    if (pendingPlace_)
-        return *pendingPlace_;
-    if (emptiedView_)
-        return emptiedView_->place;
-    return {dataSource_->rowStart() + tableView_->firstVisibleRow() + 1,
-            tableView_->isAtEnd() && tableView_->firstVisibleRow() > 0};
-}
-
-void LogViewController::keepPlaceWhileReading() {
-    pendingPlace_ = place();
-    hasOldRows_ = true;
-}
-
-void LogViewController::restorePlace(const Place& place) {
-    pendingPlace_ = place;
-    hasOldRows_ = false;
-    followPendingPlace(!document_->isLoading());
-}
-
-void LogViewController::followPendingPlace(bool isLast) {
-    const bool isThere =
-        pendingPlace_ && !hasOldRows_ && !pendingPlace_->isAtEnd && pendingPlace_->topLine <= lineCount();
-    if (!pendingPlace_ || !(isThere || isLast))
-        return;
-    hasOldRows_ = false;
-    // The notice of the last lines may still be pending.
-    if (isLast)
-        tableView_->setRowCount(dataSource_->numberOfRows());
-    const Place place = *std::exchange(pendingPlace_, std::nullopt);
-    if (place.isAtEnd)
-        endFollower_->goToEnd();
-    else
-        tableView_->setTopRow(place.topLine - 1 - dataSource_->rowStart());
-}
-
-bool LogViewController::isCutOff() const {
-    return document_->connectionState() == ConnectionState::Lost;
-}
-
-void LogViewController::keepEmptiedView() {
-    if (document_->connectionState() != ConnectionState::Local && tableView_->rowCount() > 0)
-        emptiedView_ = {place(), tableView_->selection(), tableView_->currentRow(), tableView_->rowCount(),
-                        isCutOff()};
-}
-
-void LogViewController::restoreEmptiedView() {
-    if (!emptiedView_ || dataSource_->numberOfRows() == 0)
-        return;
-    const EmptiedView view = *std::exchange(emptiedView_, std::nullopt);
-    // A page request may have reconnected to the server before the loss was noticed.
-    if (!view.isCutOff && dataSource_->numberOfRows() < view.rowCount)
-        return;
-    restorePlace(view.place);
-    tableView_->restoreSelection(view.selection, view.currentRow);
-}
-
 void LogViewController::loadEnded() {
     // The file may already be growing.
     endFollower_->whileRowsChange(followsEnd(),
                                   [this] { tableView_->setRowCount(dataSource_->numberOfRows()); });
-    restoreEmptiedView();
-    followPendingLine(true);
-    followPendingPlace(true);
+    viewPlace_->loadEnded();
     endFollower_->everythingRead();
-}
-
-void LogViewController::followPendingLine(bool isLast) {
-    if (!pendingLine_)
-        return;
-    // The notice of the last lines may still be pending.
-    if (isLast)
-        tableView_->setRowCount(dataSource_->numberOfRows());
-    if (*pendingLine_ <= lineCount()) {
-        goToLine(*std::exchange(pendingLine_, std::nullopt));
-    } else if (isLast) {
-        const qint64 wanted = *std::exchange(pendingLine_, std::nullopt);
-        goToLine(lineCount());
-        Q_EMIT userMessage(noSuchLine(wanted));
-    }
 }
 
 QString LogViewController::noSuchLine(qint64 lineNumber) const {
@@ -404,6 +325,7 @@ void LogViewController::observeLineMarks() {
     document_->setLineMarkLookup(FileBasedBookmarksManager::sharedLookup());
     connect(tableView_, &LogTableView::lineMarkClicked, this,
             [this](qint64 row) { lineMarkColClicked(row); });
+    connect(lineMarker_, &LineMarker::lineChosen, this, &LogViewController::goToLine);
     connect(lineMarker_, &LineMarker::marksChanged, this, [this] {
         tableView_->viewport()->update();
         FileBasedBookmarksManager::shared().notices().lineMarksChanged.post();
@@ -440,24 +362,6 @@ void LogViewController::toggleLineMarkMenuAction() {
         std::all_of(rows.begin(), rows.end(), [this](qint64 row) { return dataSource_->hasLineMark(row); });
     std::erase_if(rows, [&](qint64 row) { return dataSource_->hasLineMark(row) != allMarked; });
     lineMarker_->setMarks(rows, !allMarked);
-}
-
-void LogViewController::goToNextLineMark() {
-    const std::vector<qint64> lines = lineMarker_->markedLines(tableView_->rowCount());
-    if (lines.empty())
-        return;
-    const qint64 current = dataSource_->rowStart() + tableView_->currentRow() + 1;
-    const auto next = std::upper_bound(lines.begin(), lines.end(), current);
-    goToLine(next == lines.end() ? lines.front() : *next);
-}
-
-void LogViewController::goToPreviousLineMark() {
-    const std::vector<qint64> lines = lineMarker_->markedLines(tableView_->rowCount());
-    if (lines.empty())
-        return;
-    const qint64 current = dataSource_->rowStart() + tableView_->currentRow() + 1;
-    const auto next = std::lower_bound(lines.begin(), lines.end(), current);
-    goToLine(next == lines.begin() ? lines.back() : *std::prev(next));
 }
 
 // ---- Appearance
@@ -574,9 +478,10 @@ void LogViewController::quickHighlightSelection() {
 }
 
 void LogViewController::setEncodingChoice(EncodingChoice choice) {
-    keepPlaceWhileReading();
+    viewPlace_->keepWhileReading();
     document_->setEncodingChoice(choice);
-    followPendingPlace(!document_->isLoading());
+    if (!document_->isLoading())
+        viewPlace_->restore(viewPlace_->place());
     search_->forgetMatches(); // the matches belong to texts in the old encoding
     tableView_->rowsChanged();
 }
@@ -610,14 +515,6 @@ QStringList LogViewController::visibleLines() const {
 
 bool LogViewController::hasInvalidLines() const {
     return dataSource_->hasInvalidLines();
-}
-
-void LogViewController::zoom(int steps) {
-    LogZoom::shared().change(steps);
-}
-
-void LogViewController::resetZoom() {
-    LogZoom::shared().reset();
 }
 
 // ---- Copying

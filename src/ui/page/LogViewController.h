@@ -24,6 +24,7 @@ class LineMarker;
 class LogSearch;
 class PrimarySelection;
 class TailDataSourceProtocol;
+class ViewPlace;
 struct RowsUpdatedNotificationObject;
 
 /// Runs the log table of one document: connects it with rows, preferences and the user's actions. Owned by
@@ -38,6 +39,9 @@ public:
 
     LogTableView& tableView() { return *tableView_; }
     LogSearch& search() { return *search_; }
+    ViewPlace& viewPlace() { return *viewPlace_; }
+    const ViewPlace& viewPlace() const { return *viewPlace_; }
+    LineMarker& lineMarker() { return *lineMarker_; }
     /// The table's context menu; set by the window, not owned.
     void setContextMenu(QMenu* menu) { contextMenu_ = menu; }
 
@@ -49,18 +53,6 @@ public:
     void goToLine(qint64 lineNumber);
     /// As `goToLine`, and gives the table the keyboard focus; for the list of line marks.
     void goToMarkedLine(qint64 lineNumber);
-    /// As `goToLine` as soon as the line is known, at the latest when the first scan has ended.
-    void goToLineWhenKnown(qint64 lineNumber);
-    /// Position of the view: its first line, one-based, and whether it is at the end of the file.
-    struct Place {
-        qint64 topLine = 1;
-        bool isAtEnd = false;
-    };
-    Place place() const;
-    /// Call before the document is reloaded: the view returns to its present place.
-    void keepPlaceWhileReading();
-    /// Scrolls there as soon as the place is known, without selecting anything.
-    void restorePlace(const Place& place);
     /// All lines are known now.
     void loadEnded();
     void performGotoLineMenuAction();
@@ -79,9 +71,6 @@ public:
 
     /// Marks the selected lines, or removes their marks when all of them are marked.
     void toggleLineMarkMenuAction();
-    /// Goes to the nearest marked line after or before the current one, wrapping at the ends.
-    void goToNextLineMark();
-    void goToPreviousLineMark();
 
     bool wrappingLines() const { return wrappingLines_; }
     /// Also remembered for this file.
@@ -100,11 +89,6 @@ public:
     QStringList visibleLines() const;
     /// The visible rows hold bytes that are not valid in the file's encoding.
     bool hasInvalidLines() const;
-
-    /// Zooms by steps of one point, in every log view; the chosen font stays as it is.
-    void zoom(int steps);
-    /// Returns to the chosen size.
-    void resetZoom();
 
     /// Copies the selected text, or the selected lines as a whole, to the clipboard.
     void copySelection(LineCopier::HiddenLines hidden = LineCopier::HiddenLines::LeftOut);
@@ -155,13 +139,6 @@ private:
     void observeLineMarks();
     void showSearchMessage(const QString& text);
     QString noSuchLine(qint64 lineNumber) const;
-    void followPendingLine(bool isLast);
-    void followPendingPlace(bool isLast);
-    /// Saves place and selection, because a lost server empties the view while the file is followed; they are
-    /// restored with the rows.
-    void keepEmptiedView();
-    void restoreEmptiedView();
-    bool isCutOff() const;
     void visibleRowsChanged();
     /// Requests the pages of the visible rows, if they have to be read (again).
     void requestVisiblePages();
@@ -171,24 +148,12 @@ private:
     LogTableView* tableView_;
     LogSearch* search_;
     EndFollower* endFollower_;
+    ViewPlace* viewPlace_;
     QMenu* contextMenu_ = nullptr;
     bool wrappingLines_ = false;
     /// Kept while the column is not shown.
     std::optional<LogTableView::Column> lineNumTableCol_;
     qreal sidebarWidth_ = 0;
-    std::optional<qint64> pendingLine_;
-    std::optional<Place> pendingPlace_;
-    /// The present rows are from before the reload under way: no place is looked up in them.
-    bool hasOldRows_ = false;
-    struct EmptiedView {
-        Place place;
-        RowSelection selection;
-        qint64 currentRow = -1;
-        qint64 rowCount = 0;
-        /// The server was lost; otherwise the file itself was emptied.
-        bool isCutOff = false;
-    };
-    std::optional<EmptiedView> emptiedView_;
     /// Result of the last search.
     QString searchMessage_;
 

@@ -154,7 +154,7 @@ void MainWindowController::reload() {
     if (document_->isClosed() || !canReload())
         return;
     notices_.readAnew();
-    logView_->keepPlaceWhileReading();
+    logView_->viewPlace().keepWhileReading();
     if (isInputReloadable_)
         Q_EMIT inputReloadRequested();
     document_->reload();

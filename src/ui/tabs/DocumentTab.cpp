@@ -91,9 +91,9 @@ MainWindowController* DocumentTab::makePage() {
     page_->setInputReloadable(isInputReloadable_);
     Q_EMIT pageMade(page_);
     if (line_)
-        logView.goToLineWhenKnown(*std::exchange(line_, std::nullopt));
+        logView.viewPlace().goToLineWhenKnown(*std::exchange(line_, std::nullopt));
     else if (place_)
-        logView.restorePlace(*place_);
+        logView.viewPlace().restore(*place_);
     place_.reset();
     return page_;
 }
@@ -109,15 +109,15 @@ void DocumentTab::setInFront(bool isInFront) {
         Q_EMIT changed();
 }
 
-LogViewController::Place DocumentTab::place() const {
+ViewPlace::Place DocumentTab::place() const {
     if (page_)
-        return page_->logView().place();
-    return place_.value_or(LogViewController::Place());
+        return page_->logView().viewPlace().place();
+    return place_.value_or(ViewPlace::Place());
 }
 
 void DocumentTab::goToLine(qint64 lineNumber) {
     if (page_)
-        page_->logView().goToLineWhenKnown(lineNumber);
+        page_->logView().viewPlace().goToLineWhenKnown(lineNumber);
     else
         line_ = lineNumber;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "foundation/notices/Notice.h"
-#include "ui/page/LogViewController.h"
+#include "ui/page/ViewPlace.h"
 
 #include <QUrl>
 #include <QWidget>
@@ -56,9 +56,9 @@ public:
     void setInFront(bool isInFront);
     bool isInFront() const { return isInFront_; }
 
-    LogViewController::Place place() const;
+    ViewPlace::Place place() const;
     /// The scroll position for the page when it is made.
-    void setPlace(const LogViewController::Place& place) { place_ = place; }
+    void setPlace(const ViewPlace::Place& place) { place_ = place; }
     /// Shows and selects a one-based line, as soon as there is a page and the line is known.
     void goToLine(qint64 lineNumber);
     /// As for MainWindowController::setSourceStatus.
@@ -100,7 +100,7 @@ private:
     /// Why there is no document.
     QLabel* reason_ = nullptr;
     bool isInFront_ = false;
-    std::optional<LogViewController::Place> place_;
+    std::optional<ViewPlace::Place> place_;
     std::optional<qint64> line_;
     QString sourceStatus_;
     QString inputPause_;

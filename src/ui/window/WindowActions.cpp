@@ -8,8 +8,10 @@
 #include "foundation/FilePath.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
 #include "ui/page/EncodingMenu.h"
+#include "ui/page/LineMarker.h"
 #include "ui/page/LogSearch.h"
 #include "ui/page/LogViewController.h"
+#include "ui/page/LogZoom.h"
 #include "ui/page/MainWindowController.h"
 #include "ui/rules/RulesMenu.h"
 #include "ui/tabs/DocumentTabs.h"
@@ -203,13 +205,13 @@ void WindowActions::makeViewMenu() {
     quickHighlight_->setCheckable(true);
     menu.addSeparator();
     QAction* zoomIn = addPageAction(menu, tr("&Larger Text"), {},
-                                    [](MainWindowController& page) { page.logView().zoom(1); });
+                                    [](MainWindowController&) { LogZoom::shared().change(1); });
     // With and without Shift, which "+" needs on many keyboards.
     zoomIn->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
     addPageAction(menu, tr("S&maller Text"), QKeySequence(Qt::CTRL | Qt::Key_Minus),
-                  [](MainWindowController& page) { page.logView().zoom(-1); });
+                  [](MainWindowController&) { LogZoom::shared().change(-1); });
     addPageAction(menu, tr("Norm&al Text Size"), QKeySequence(Qt::CTRL | Qt::Key_0),
-                  [](MainWindowController& page) { page.logView().resetZoom(); });
+                  [](MainWindowController&) { LogZoom::shared().reset(); });
     menu.addSeparator();
     makeEncodingMenu(menu);
     menu.addSeparator();
@@ -235,9 +237,9 @@ void WindowActions::makeMarksMenu() {
     lineMark_ = addPageAction(menu, tr("&Toggle Line Mark"), QKeySequence(Qt::CTRL | Qt::Key_F2),
                               [](MainWindowController& page) { page.logView().toggleLineMarkMenuAction(); });
     addPageAction(menu, tr("&Next Line Mark"), QKeySequence(Qt::Key_F2),
-                  [](MainWindowController& page) { page.logView().goToNextLineMark(); });
+                  [](MainWindowController& page) { page.logView().lineMarker().goToNext(); });
     addPageAction(menu, tr("&Previous Line Mark"), QKeySequence(Qt::SHIFT | Qt::Key_F2),
-                  [](MainWindowController& page) { page.logView().goToPreviousLineMark(); });
+                  [](MainWindowController& page) { page.logView().lineMarker().goToPrevious(); });
 }
 
 void WindowActions::makeGoMenu() {

@@ -15,6 +15,7 @@
 #include "ui/page/FooterViewController.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/NoticeStrip.h"
+#include "ui/page/ViewPlace.h"
 #include "ui/widgets/ProgressStrip.h"
 #include "ui/widgets/WidgetIds.h"
 

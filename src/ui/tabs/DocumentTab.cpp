@@ -6,6 +6,7 @@
 #include "documents/Document.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
+#include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
 #include "ui/widgets/WidgetIds.h"
 

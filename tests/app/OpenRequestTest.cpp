@@ -12,10 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using test::TemporaryFile;
 
 std::vector<Descriptor> duplicates(const std::vector<int>& descriptors) {
     std::vector<Descriptor> copies;
@@ -194,4 +192,4 @@ TEST(OpenRequest, WhatIsNotSoundIsRefused) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -7,9 +7,7 @@
 
 #include <array>
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <future>
 #include <poll.h>
@@ -51,13 +49,8 @@ void sendWithDescriptors(const Descriptor& socket, char byte, int count) {
     EXPECT_EQ(::sendmsg(socket.number(), &header, MSG_NOSIGNAL), 1);
 }
 
-int openDescriptors() {
-    int count = 0;
-    DIR* directory = ::opendir("/proc/self/fd");
-    while (::readdir(directory))
-        ++count;
-    ::closedir(directory);
-    return count;
+qsizetype openDescriptors() {
+    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System).size();
 }
 
 class SingleInstanceTest : public ::testing::Test, public WindowDriver {
@@ -84,6 +77,13 @@ protected:
         return std::make_unique<RequestServer>(
             instance.listener(), [this](OpenRequest request) { served_.push_back(std::move(request)); },
             limits);
+    }
+
+    std::pair<std::unique_ptr<SingleInstance>, std::unique_ptr<RequestServer>>
+    startFirst(RequestServer::Limits limits = {}) {
+        auto first = start(requestFor("/a"));
+        auto server = serve(*first, limits);
+        return {std::move(first), std::move(server)};
     }
 
     /// A connection on which this has been sent.
@@ -245,19 +245,17 @@ TEST_F(SingleInstanceTest, AStartWhileTheProgramEndsBecomesTheNext) {
 }
 
 TEST_F(SingleInstanceTest, APausedServerServesWhatCameMeanwhile) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first);
+    const auto [first, server] = startFirst();
     server->pause();
     expectOnlyServed("/b");
 }
 
 TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first);
+    const auto [first, server] = startFirst();
     QByteArray tooLarge = requestFor("/x").message().bytes;
     tooLarge[8] = '\x7F';
     OpenRequest relative = requestFor("x");
-    const int before = openDescriptors();
+    const qsizetype before = openDescriptors();
     for (const QByteArray& nonsense :
          QByteArrayList{"GET / HTTP/1.0\r\n\r\n", tooLarge, relative.message().bytes,
                         requestFor("/x").message().bytes + "and more", QByteArray(100'000, '\0')}) {
@@ -284,8 +282,7 @@ TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
 }
 
 TEST_F(SingleInstanceTest, SilentConnectionsDoNotKeepOthersOut) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first, {200ms, 2});
+    const auto [first, server] = startFirst({200ms, 2});
     const Descriptor silent[] = {connected(), connected(), connected()};
     expectOnlyServed("/b");
     for (const Descriptor& socket : silent)
@@ -293,9 +290,8 @@ TEST_F(SingleInstanceTest, SilentConnectionsDoNotKeepOthersOut) {
 }
 
 TEST_F(SingleInstanceTest, ConnectionsBeyondTheLimitWaitOutside) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first, {20s, 2});
-    const int before = openDescriptors();
+    const auto [first, server] = startFirst({20s, 2});
+    const qsizetype before = openDescriptors();
     Descriptor open[] = {connected(), connected(), connected()};
     EXPECT_TRUE(until([&] { return openDescriptors() == before + 3 + 2; }));
     for (int i = 0; i < 5; ++i)

@@ -16,7 +16,7 @@ from desktop import NAME, Desktop, Program, expect, until
 # No services that others have installed: only ours is to answer.
 BUS = """<busconfig><type>session</type><listen>unix:dir={home}</listen><policy context="default">
 <allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>"""
-# The size of the picture decides where the pointer has to click.
+# Place and width decide where the pointer has to click.
 DUNST = """[global]
     origin = top-right
     offset = 20x20

@@ -19,21 +19,41 @@
 
 namespace korvane::test {
 
-/// The program without its command line: real documents in real windows, on settings of their own.
-class AppFixture : public ::testing::Test, public WindowDriver {
-protected:
-    AppFixture() : documents_(windows_, alerts_) {
-        makeStores(settings_.path());
+/// The program without its command line: real documents in real windows, on the settings in that directory.
+struct ProgramInDirectory {
+    explicit ProgramInDirectory(const QString& settings) {
+        makeStores(settings);
         windows_.setDocumentController(documents_);
     }
-
-    ~AppFixture() override {
+    ~ProgramInDirectory() {
         documents_.closeAllDocuments();
         windows_.closeAll();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
     }
+    ProgramInDirectory(const ProgramInDirectory&) = delete;
+    ProgramInDirectory& operator=(const ProgramInDirectory&) = delete;
+
+    RecordedAlerts alerts_;
+    WindowManager windows_{alerts_};
+    AppDocumentController documents_{windows_, alerts_};
+};
+
+/// A directory for settings, and files that live as long as it.
+struct OwnSettings {
+    MainThreadPump pump_;
+    QTemporaryDir settings_;
+    std::vector<std::unique_ptr<TemporaryFile>> files_;
+};
+
+/// The same on settings of its own.
+class AppFixture : public ::testing::Test,
+                   public WindowDriver,
+                   protected OwnSettings,
+                   protected ProgramInDirectory {
+protected:
+    AppFixture() : ProgramInDirectory(settings_.path()) {}
 
     /// Opens a file and waits until its first scan has ended and what is visible has its text.
     MainWindowController* open(const TemporaryFile& file, std::optional<qint64> line = std::nullopt) {
@@ -79,13 +99,6 @@ protected:
         const auto view = cellOf(&page, row);
         return view.row ? view.row->line.string() : QStringLiteral("(not loaded)");
     }
-
-    std::vector<std::unique_ptr<TemporaryFile>> files_;
-    MainThreadPump pump_;
-    QTemporaryDir settings_;
-    RecordedAlerts alerts_;
-    WindowManager windows_{alerts_};
-    AppDocumentController documents_;
 };
 
 } // namespace korvane::test

@@ -30,6 +30,8 @@ public:
         QStringList actions;
         QVariantMap hints;
         uint replaces = 0;
+
+        QString text() const { return summary + u'|' + body; }
     };
 
     FakeService(const QString& address, QStringList capabilities = {u"actions"_s, u"body"_s},
@@ -150,8 +152,7 @@ TEST_F(DesktopNotificationsTest, TextsAreWrittenAsTheServiceReadsThem) {
         notifications.deliver(titleAlone);
         ASSERT_TRUE(service.hasShown(2));
         const FakeService::Shown& shown = service.shown.front();
-        EXPECT_EQ(shown.summary, notification.title) << "never markup";
-        EXPECT_EQ(shown.body, body);
+        EXPECT_EQ(shown.text(), u"Rule '<b>&amp;' matched|"_s + body) << "the title is never markup";
         EXPECT_EQ(shown.actions.value(0), hasAction ? u"default"_s : QString());
         EXPECT_EQ(shown.icon, u"korvane"_s);
         EXPECT_EQ(shown.hints.value(u"desktop-entry"_s), u"korvane"_s);
@@ -166,10 +167,8 @@ TEST_F(DesktopNotificationsTest, ABurstStaysOneNotificationThatLeadsToItsLastLin
     for (const qint64 line : {4, 5, 9})
         notifications_.deliver(lineNotification(line, u"rule"_s));
     ASSERT_TRUE(service.hasShown(2));
-    EXPECT_EQ(service.shown[0].body, u"Line: 4 in x.log\nPath: file:///x.log"_s);
-    EXPECT_EQ(service.shown[0].summary, u"Rule 'x' matched"_s);
-    EXPECT_EQ(service.shown[1].body, u"Line: 9 in x.log\nPath: file:///x.log"_s);
-    EXPECT_EQ(service.shown[1].summary, u"Rule 'x' matched (2 more)"_s);
+    EXPECT_EQ(service.shown[0].text(), u"Rule 'x' matched|Line: 4 in x.log\nPath: file:///x.log"_s);
+    EXPECT_EQ(service.shown[1].text(), u"Rule 'x' matched (2 more)|Line: 9 in x.log\nPath: file:///x.log"_s);
     EXPECT_EQ(service.shown[1].replaces, service.shown[0].id);
     service.emitAction(service.shown[0].id);
     ASSERT_TRUE(until([&] { return !clicked_.empty(); }));

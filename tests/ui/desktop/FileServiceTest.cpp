@@ -3,6 +3,7 @@
 #include "ui/AppFixture.h"
 
 #include "foundation/archive/PropertyList.h"
+#include "support/NoRows.h"
 #include "support/StandIns.h"
 #include "ui/desktop/EmailComposer.h"
 
@@ -10,16 +11,6 @@
 
 namespace korvane::test {
 namespace {
-
-struct AddressedDocument : DocumentProtocol {
-    explicit AddressedDocument(QUrl address) : url(std::move(address)) {}
-    QUrl fileUrl() const override { return url; }
-    QString displayName() const override { return {}; }
-    std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
-    std::shared_ptr<TailDataSourceProtocol> dataSource() const override { return nullptr; }
-    std::shared_ptr<FileObserverProtocol> logFileObserver() const override { return nullptr; }
-    const QUrl url;
-};
 
 struct RecordingComposer : EmailComposer {
     void setRecipients(const QStringList& addresses) override { recipients = addresses.join(u'|'); }

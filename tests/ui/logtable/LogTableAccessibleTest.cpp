@@ -7,28 +7,14 @@
 namespace korvane::test {
 namespace {
 
-/// What an assistive program would have heard.
-struct Announced {
-    QAccessible::Event type;
-    /// Name of what it is about, as it was then.
-    QString name;
-};
-
-std::vector<Announced>& announced() {
-    static std::vector<Announced> events;
-    return events;
-}
-
-void record(QAccessibleEvent& event) {
-    QAccessibleInterface* about = event.accessibleInterface();
-    announced().push_back({event.type(), about ? about->text(QAccessible::Name) : QString()});
-}
-
 class LogTableAccessibleTest : public TableFixture {
 protected:
     LogTableAccessibleTest() {
-        LogTableAnnouncer::setListener(record);
-        announced().clear();
+        LogTableAnnouncer::setListener([](QAccessibleEvent& event) {
+            QAccessibleInterface* about = event.accessibleInterface();
+            announced_.emplace_back(event.type(), about ? about->text(QAccessible::Name) : QString());
+        });
+        announced_.clear();
     }
     ~LogTableAccessibleTest() override { LogTableAnnouncer::setListener(nullptr); }
 
@@ -40,12 +26,16 @@ protected:
     }
     QStringList namesOf(QAccessible::Event type) const {
         QStringList names;
-        for (const Announced& event : announced()) {
-            if (event.type == type)
-                names.append(event.name);
+        for (const auto& [event, name] : announced_) {
+            if (event == type)
+                names.append(name);
         }
         return names;
     }
+
+    /// What an assistive program would have heard: events, and the names of what they are about, as they were
+    /// then.
+    static inline std::vector<std::pair<QAccessible::Event, QString>> announced_;
 };
 
 TEST_F(LogTableAccessibleTest, OnlyVisibleCellsAreThereHoweverManyRowsTheTableHas) {
@@ -170,7 +160,7 @@ TEST_F(LogTableAccessibleTest, TheCurrentRowHasTheFocusAndIsAnnounced) {
     view_.setFocus();
     ASSERT_TRUE(until([&] { return !namesOf(QAccessible::Focus).isEmpty(); }));
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList(u"line 4"_s));
-    announced().clear();
+    announced_.clear();
     press(Qt::Key_Down);
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList(u"line 5"_s));
     EXPECT_EQ(accessible().focusChild()->text(QAccessible::Name), u"line 5"_s);
@@ -234,7 +224,7 @@ TEST_F(LogTableAccessibleTest, AssistiveProgramsCanMarkAndSelectLines) {
     });
     QAccessibleInterface* mark = table().cellAt(4, 0);
     for (const bool isMarked : {true, false}) {
-        announced().clear();
+        announced_.clear();
         mark->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
         EXPECT_EQ(mark->state().checked, isMarked);
         EXPECT_EQ(source_->marked.contains(4), isMarked);

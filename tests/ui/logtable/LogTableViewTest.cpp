@@ -100,7 +100,15 @@ TEST_F(LogTableViewTest, TheScrollBarReachesBothEndsOfAnyTable) {
     }
 }
 
-TEST_F(LogTableViewTest, AViewAtItsEndStaysThereWhenItIsResized) {
+TEST_F(LogTableViewTest, FewRowsStartAtTheTop) {
+    show(3);
+    EXPECT_TRUE(view_.isAtEnd());
+    press(Qt::Key_End);
+    EXPECT_EQ(view_.rowRect(0).value().top(), 0);
+    EXPECT_EQ(view_.currentRow(), 2);
+}
+
+TEST_F(LogTableViewTest, TheViewStaysWhereItIsWhenTheWindowIsResizedAndRowsAreAdded) {
     show(1000);
     view_.scrollToEnd();
     for (const int height : {200, 500}) {
@@ -110,19 +118,6 @@ TEST_F(LogTableViewTest, AViewAtItsEndStaysThereWhenItIsResized) {
     view_.setTopRow(500);
     view_.resize(600, 300);
     EXPECT_EQ(view_.firstVisibleRow(), 500);
-}
-
-TEST_F(LogTableViewTest, FewRowsStartAtTheTop) {
-    show(3);
-    EXPECT_TRUE(view_.isAtEnd());
-    press(Qt::Key_End);
-    EXPECT_EQ(view_.rowRect(0).value().top(), 0);
-    EXPECT_EQ(view_.currentRow(), 2);
-}
-
-TEST_F(LogTableViewTest, RowsAddedAtTheEndLeaveTheViewWhereItIs) {
-    show(1000);
-    view_.setTopRow(500);
     setRows(2000, 999);
     EXPECT_EQ(view_.firstVisibleRow(), 500);
     // A file cut short takes the view along to what is left.
@@ -152,6 +147,7 @@ TEST_F(LogTableViewTest, WrappedHeightsFollowTextAndWidth) {
     const qreal one = view_.rowHeight();
     EXPECT_EQ(heightOf(3), one);
     EXPECT_EQ(heightOf(5), one);
+    EXPECT_EQ(view_.delegate().viewForTableColumn(cell::line, 4).identifier, cell::wrappedLine);
     const qreal wrapped = heightOf(4);
     EXPECT_GT(wrapped, 4 * one);
     // An unloaded row is measured as soon as it is there: nothing was kept for it.
@@ -235,20 +231,6 @@ TEST_F(LogTableViewTest, ALineThatWasGoneToStaysInViewWhenRowsAboveItGetTheirTex
     const qreal y = view_.rowRect(500)->top();
     unload({});
     EXPECT_EQ(view_.rowRect(500).value().top(), y);
-}
-
-TEST_F(LogTableViewTest, HiddenAndUnloadedRowsGetTheirOwnCells) {
-    show(10);
-    source_->hidden = {2};
-    unload({1});
-    const auto cellOf = [&](qint64 row) {
-        return view_.delegate().viewForTableColumn(cell::line, row).identifier;
-    };
-    EXPECT_EQ(cellOf(0), cell::line);
-    EXPECT_EQ(cellOf(1), cell::loading);
-    EXPECT_EQ(cellOf(2), cell::filtered);
-    view_.delegate().setWrapping(true);
-    EXPECT_EQ(cellOf(0), cell::wrappedLine);
 }
 
 TEST_F(LogTableViewTest, KeysMoveTheCurrentRowAndKeepItVisible) {

@@ -30,16 +30,6 @@ protected:
     }
 };
 
-TEST_F(LineMarksInWindowTest, AClickMarksALineAndTheSidebarListsIt) {
-    MainWindowController* page = open(numberedLines(300));
-    EXPECT_TRUE(marksOf(page)->isHidden()) << "the message stands in its place";
-    clickMarks(page, {4, 1});
-    EXPECT_EQ(listed(page), (QStringList{u"2 line 2"_s, u"5 line 5"_s}));
-    EXPECT_FALSE(marksOf(page)->isHidden());
-    clickMarks(page, {4});
-    EXPECT_EQ(listed(page), QStringList{u"2 line 2"_s});
-}
-
 TEST_F(LineMarksInWindowTest, ALineThatIsNotLoadedIsReadBeforeItIsMarked) {
     MainWindowController* page = open(numberedLines(40000));
     LogTableView& table = tableOf(page);
@@ -123,9 +113,15 @@ TEST_F(LineMarksInWindowTest, AJumpAndADeletionActOnThePageOfTheList) {
     EXPECT_TRUE(listed(other).isEmpty()) << "each file has its own list";
 }
 
-TEST_F(LineMarksInWindowTest, ASearchTextAndAHeaderRuleWhatTheListShows) {
+TEST_F(LineMarksInWindowTest, AClickMarksALineAndASearchTextAndAHeaderRuleWhatTheListShows) {
     MainWindowController* page = open("gamma\nalpha\nbeta\n");
-    clickMarks(page, {0, 1, 2});
+    EXPECT_TRUE(marksOf(page)->isHidden()) << "the message stands in its place";
+    clickMarks(page, {1, 0});
+    EXPECT_EQ(listed(page), (QStringList{u"1 gamma"_s, u"2 alpha"_s}));
+    EXPECT_FALSE(marksOf(page)->isHidden());
+    clickMarks(page, {1});
+    EXPECT_EQ(listed(page), QStringList{u"1 gamma"_s});
+    clickMarks(page, {1, 2});
     marksOf(page)->sortByColumn(LineMarksModel::LineColumn, Qt::AscendingOrder);
     EXPECT_EQ(listed(page), (QStringList{u"2 alpha"_s, u"3 beta"_s, u"1 gamma"_s}));
     auto* search = page->window()->findChild<LineMarksViewController*>()->findChild<QLineEdit*>();

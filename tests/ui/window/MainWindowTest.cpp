@@ -21,25 +21,20 @@ protected:
 };
 
 TEST_F(MainWindowTest, DocumentsShareOneWindowAsTabsOrHaveTheirOwn) {
+    windows_.showUserUpdate(u"to nobody"_s);
     MainWindowController* first = open("1\n", "a.log");
     MainWindowController* second = open("2\n", "a.log");
     EXPECT_EQ(windowOf(first), windowOf(second));
     EXPECT_EQ(windowOf(first)->currentPage(), second);
     const auto& tabs = windowOf(first)->tabs();
     EXPECT_NE(tabs.tabText(0), tabs.tabText(1)) << "files of one name tell themselves apart";
+    windows_.showUserUpdate(u"hear, hear"_s);
+    EXPECT_TRUE(says(second, u"hear, hear"_s)) << "a message of the program stands in the page in front";
+    EXPECT_FALSE(says(first, u"hear, hear"_s));
     Preferences::shared().setUseTabs(false);
     MainWindowController* third = open("3\n", "b&c.log");
     EXPECT_NE(windowOf(third), windowOf(first));
     EXPECT_TRUE(windowOf(third)->windowTitle().startsWith(u"b&c.log"_s));
-}
-
-TEST_F(MainWindowTest, AMessageOfTheProgramStandsInThePageInFront) {
-    windows_.showUserUpdate(u"to nobody"_s);
-    MainWindowController* behind = open("1\n", "a.log");
-    MainWindowController* front = open("2\n", "b.log");
-    windows_.showUserUpdate(u"hear, hear"_s);
-    EXPECT_TRUE(says(front, u"hear, hear"_s));
-    EXPECT_FALSE(says(behind, u"hear, hear"_s));
 }
 
 TEST_F(MainWindowTest, FilesBehindLoadAndFollowBeforeTheirPagesAreMade) {

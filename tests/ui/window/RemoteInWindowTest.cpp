@@ -129,31 +129,26 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
 constexpr int lineCount = 12'345;
 
 /// The program from its start to its end, on settings that outlive it.
-struct ProgramRun {
-    explicit ProgramRun(const QString& settings) {
-        makeStores(settings);
+struct ProgramRun : ProgramInDirectory {
+    explicit ProgramRun(const QString& settings) : ProgramInDirectory(settings) {
         Preferences::shared().setPollingInterval(Preferences::shortestPollingInterval);
         // The known hosts of whoever runs the tests stay as they are.
         Preferences::shared().setHostKeyChoice(HostKeyChoice::AcceptAll);
-        documents.setRemoteDocumentClass([this](const QUrl& url) {
-            return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts);
+        documents_.setRemoteDocumentClass([this](const QUrl& url) {
+            return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts_);
         });
-        windows.setDocumentController(documents);
-        windows.setRemoteHostsHooks(browsing.hooks());
-        windows.setKeepsState();
+        windows_.setRemoteHostsHooks(browsing.hooks());
+        windows_.setKeepsState();
+        alerts_.nextAnswer.reset();
     }
     ~ProgramRun() {
-        windows.quit();
+        windows_.quit();
         browsing.closeAll();
-        documents.closeAllDocuments();
-        windows.closeAll();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        MainThread::shared().runPending();
+        windows_.setRemoteHostsHooks({});
     }
 
     MainWindowController* page() const {
-        return documents.documents().empty() ? nullptr : windows.pageOf(*documents.documents().front());
+        return documents_.documents().empty() ? nullptr : windows_.pageOf(*documents_.documents().front());
     }
     LogTableView& table() const { return page()->logView().tableView(); }
     /// A row's text, as the view shows it; empty until it is there.
@@ -162,13 +157,10 @@ struct ProgramRun {
         return line ? line->line.string() : QString();
     }
 
-    RecordedAlerts alerts{std::nullopt};
-    WindowManager windows{alerts};
-    AppDocumentController documents{windows, alerts};
-    RemoteBrowsing browsing{documents, alerts};
+    RemoteBrowsing browsing{documents_, alerts_};
 };
 
-class RemoteEndToEndTest : public testing::Test, public WindowDriver {
+class RemoteEndToEndTest : public testing::Test, public WindowDriver, protected OwnSettings {
 protected:
     RemoteEndToEndTest() {
         write(numberedLines(1, lineCount), QFile::WriteOnly);
@@ -210,8 +202,6 @@ protected:
         return run.page()->window()->findChild<BookmarksOutlineViewController*>()->findChild<QTreeView*>();
     }
 
-    MainThreadPump pump_;
-    QTemporaryDir settings_;
     SshServer server_;
 };
 
@@ -248,7 +238,7 @@ TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
     }
     ProgramRun run(settings_.path());
     // The tab of the last time is back, and leaves the server alone until it is asked to.
-    run.windows.restoreSession(WindowManager::Reading::AtOnce);
+    run.windows_.restoreSession(WindowManager::Reading::AtOnce);
     ASSERT_TRUE(run.page());
     EXPECT_EQ(run.page()->document()->connectionState(), ConnectionState::Unconnected);
     EXPECT_FALSE(run.page()->isLoading());

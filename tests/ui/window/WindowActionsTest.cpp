@@ -33,9 +33,7 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
     for (const QAction* action : window->findChildren<QAction*>()) {
         for (const QKeySequence& key : action->shortcuts()) {
             const auto [known, isNew] = keys.emplace(key.toString(), action->text());
-            EXPECT_TRUE(isNew || known->second == action->text())
-                << key.toString().toStdString() << ": " << known->second.toStdString() << " and "
-                << action->text().toStdString();
+            EXPECT_TRUE(isNew || known->second == action->text()) << qPrintable(key.toString());
         }
     }
     const auto checkMnemonics = [](const QStringList& texts, const QString& where) {
@@ -44,8 +42,7 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
             const qsizetype at = text.indexOf(u'&');
             if (at < 0 || at + 1 >= text.size() || text[at + 1] == u'&')
                 continue;
-            EXPECT_TRUE(letters.insert(text[at + 1].toLower()).second)
-                << where.toStdString() << ": " << text.toStdString();
+            EXPECT_TRUE(letters.insert(text[at + 1].toLower()).second) << qPrintable(where + text);
         }
     };
     const auto textsIn = [](const QWidget& widget) {
@@ -111,14 +108,13 @@ TEST_F(WindowActionsTest, EveryControlHasANameAndEveryToolATip) {
                             !qobject_cast<QTabBar*>(button->parentWidget());
         if (!isOurs)
             continue;
-        EXPECT_FALSE(button->text().isEmpty() && button->accessibleName().isEmpty())
-            << button->metaObject()->className() << ' ' << button->toolTip().toStdString();
+        EXPECT_NE(button->text() + button->accessibleName(), u""_s) << button->toolTip().toStdString();
     }
     for (const QAction* action : window->findChild<QToolBar*>(u"toolBar"_s)->actions()) {
         if (action->icon().isNull() || action->shortcut().isEmpty())
             continue;
-        EXPECT_TRUE(action->toolTip().contains(action->shortcut().toString(QKeySequence::NativeText)))
-            << action->text().toStdString();
+        const QString key = action->shortcut().toString(QKeySequence::NativeText);
+        EXPECT_TRUE(action->toolTip().contains(key)) << action->text().toStdString();
     }
 }
 

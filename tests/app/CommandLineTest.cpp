@@ -82,38 +82,33 @@ TEST(CommandLine, FilesAndLinesAreTakenApartAsTyped) {
 }
 
 TEST(CommandLine, WrongArgumentsAreNamed) {
-    struct Case {
-        Arguments arguments;
-        const char* named;
-    };
-    const Case cases[] = {
-        {{"a.log:0"}, "a.log:0"},
-        {{"a.log:9223372036854775808"}, "a.log:9223372036854775808"},
-        {{"+0", "a.log"}, "+0"},
-        {{"+99999999999999999999", "a.log"}, "+99999999999999999999"},
-        {{"a.log", "+5"}, "+5"},
-        {{"+5", "+6", "a.log"}, "+5"},
-        {{"+5", "--"}, "+5"},
-        {{"--frobnicate"}, "--frobnicate"},
-        {{"-x", "a.log"}, "-x"},
-        {{"-:12"}, "-:12"},
-        {{"--snapshot"}, "--snapshot"},
-        {{"--snapshot="}, "--snapshot"},
-        {{"-platform"}, "-platform"},
-        {{"--help=all"}, "--help"},
-        {{"-snapshot", "a.png"}, "-snapshot"},
-        {{"-", "-"}, "-"},
-        {{""}, "empty"},
-    };
-    for (const Case& c : cases) {
-        const auto parsed = parse(c.arguments);
+    for (const auto& [arguments, named] : std::vector<std::pair<Arguments, const char*>>{
+             {{"a.log:0"}, "a.log:0"},
+             {{"a.log:9223372036854775808"}, "a.log:9223372036854775808"},
+             {{"+0", "a.log"}, "+0"},
+             {{"+99999999999999999999", "a.log"}, "+99999999999999999999"},
+             {{"a.log", "+5"}, "+5"},
+             {{"+5", "+6", "a.log"}, "+5"},
+             {{"+5", "--"}, "+5"},
+             {{"--frobnicate"}, "--frobnicate"},
+             {{"-x", "a.log"}, "-x"},
+             {{"-:12"}, "-:12"},
+             {{"--snapshot"}, "--snapshot"},
+             {{"--snapshot="}, "--snapshot"},
+             {{"-platform"}, "-platform"},
+             {{"--help=all"}, "--help"},
+             {{"-snapshot", "a.png"}, "-snapshot"},
+             {{"-", "-"}, "-"},
+             {{""}, "empty"},
+         }) {
+        const auto parsed = parse(arguments);
         if (parsed) {
-            ADD_FAILURE() << "accepted: " << c.named;
+            ADD_FAILURE() << "accepted: " << named;
             continue;
         }
         const QByteArray text = CommandLine::errorText(parsed.error());
         EXPECT_TRUE(text.startsWith("korvane: ")) << text.constData();
-        EXPECT_TRUE(text.contains(c.named)) << text.constData();
+        EXPECT_TRUE(text.contains(named)) << text.constData();
         EXPECT_TRUE(text.contains("korvane --help")) << text.constData();
     }
 }

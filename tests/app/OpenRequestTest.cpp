@@ -3,6 +3,7 @@
 #include "support/TemporaryFile.h"
 
 #include <QDataStream>
+#include <QDir>
 #include <QIODevice>
 
 #include <array>
@@ -12,10 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using test::TemporaryFile;
 
 std::vector<Descriptor> duplicates(const std::vector<int>& descriptors) {
     std::vector<Descriptor> copies;
@@ -44,18 +43,6 @@ Descriptor pipeWith(const QByteArray& text) {
     return Descriptor(ends[0]);
 }
 
-/// Works in another directory while it lives.
-class InDirectory {
-public:
-    explicit InDirectory(const QByteArray& path) : before_(::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        EXPECT_EQ(::chdir(path.constData()), 0);
-    }
-    ~InDirectory() { EXPECT_EQ(::fchdir(before_.number()), 0); }
-
-private:
-    const Descriptor before_;
-};
-
 TEST(OpenRequest, EverythingArrivesAsItWasAsked) {
     const Descriptor pipe = pipeWith("typed\n");
     OpenRequest request = OpenRequest::forThisProcess({
@@ -83,10 +70,12 @@ TEST(OpenRequest, EverythingArrivesAsItWasAsked) {
 
 TEST(OpenRequest, NamesAreTakenFromTheStartersDirectory) {
     const TemporaryFile file("x\n", "a\n\xFE.log");
-    const InDirectory there(file.path().left(file.path().lastIndexOf('/')));
+    const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(QFile::decodeName(directory)));
     const OpenRequest request = OpenRequest::forAnotherProcess(
         {{"a\n\xFE.log", 3}, {"./x/../a"}, {"/etc/passwd"}, {"ssh://h/a", {}, false, true}});
-    const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
+    QDir::setCurrent(before);
     EXPECT_EQ(request.files[0].place, (CommandLine::File{file.path(), 3}));
     EXPECT_EQ(request.files[1].place.path, directory + "/a");
     EXPECT_EQ(request.files[2].place.path, "/etc/passwd");
@@ -194,4 +183,4 @@ TEST(OpenRequest, WhatIsNotSoundIsRefused) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -6,20 +6,10 @@
 #include "remote/ssh/Askpass.h"
 #include "support/KeyboardServer.h"
 #include "support/TemporaryFile.h"
-#include "support/Waiting.h"
+#include "support/WindowDriver.h"
 
-#include <QDir>
-#include <QFile>
-#include <QImage>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using namespace Qt::StringLiterals;
-using test::TemporaryFile;
 
 /// Runs the program that is shipped, as a shell would.
 class ProgramTest : public ::testing::Test {
@@ -36,8 +26,8 @@ protected:
         environment.insert(u"XDG_CONFIG_HOME"_s, directory_.path());
         environment.insert(u"XDG_DATA_HOME"_s, directory_.path());
         environment.insert(u"QT_LOGGING_RULES"_s, u"*=false"_s);
-        for (const auto* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
-            environment.remove(QString::fromLatin1(variable));
+        for (const QString& variable : {u"DISPLAY"_s, u"WAYLAND_DISPLAY"_s, u"QT_QPA_PLATFORM"_s})
+            environment.remove(variable);
         if (withPlatform)
             environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         process.setProcessEnvironment(environment);
@@ -49,9 +39,16 @@ protected:
         process.start(QStringLiteral(KORVANE_BINARY), arguments);
         process.write(input);
         process.closeWriteChannel();
-        if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
-            return {-1, process.readAllStandardOutput(), process.readAllStandardError()};
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+        const bool isOver = process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit;
+        return {isOver ? process.exitCode() : -1, process.readAllStandardOutput(),
+                process.readAllStandardError()};
+    }
+    /// Takes a picture and answers how many of its pixels are dark, as letters are.
+    int inkIn(const QString& shown, const QByteArray& input = {}, bool withPlatform = true) {
+        const QString picture = inDirectory(u"picture.png"_s);
+        const Outcome outcome = run({u"--snapshot"_s, picture, shown}, input, withPlatform);
+        EXPECT_EQ(outcome.status, 0) << outcome.errors.constData();
+        return inkOf(picture);
     }
 
     /// How many pixels of the picture are dark, as letters are.
@@ -89,60 +86,34 @@ TEST_F(ProgramTest, AsAskpassItHandsOnTheQuestionAndNothingElse) {
         EXPECT_TRUE(process.waitForFinished(60000));
         return process.exitCode();
     };
-    struct Case {
-        QString kind;
-        QString question;
-        std::optional<QString> answer;
-    };
     const QString text = u"What\nfor?"_s;
-    for (const Case& one : {Case{{}, text, u" sécret "_s}, Case{{}, text, {}},
-                            Case{u"confirm"_s, text + u" (yes/no)"_s, u""_s}}) {
-        const auto process = asking(one.kind);
+    for (const auto& [kind, expected, answer] :
+         Rows<QString, QString, std::optional<QString>>{{u""_s, text, u" sécret "_s},
+                                                        {u""_s, text, std::nullopt},
+                                                        {u"confirm"_s, text + u" (yes/no)"_s, u""_s}}) {
+        const auto process = asking(kind);
         const Deadline deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
         ASSERT_TRUE(awaitDescriptor(askpass->event(), POLLIN, -1, deadline));
         const auto question = askpass->takeQuestion(-1, deadline);
         ASSERT_TRUE(question && question.value());
-        EXPECT_EQ(question.value()->text, one.question);
-        EXPECT_EQ(question.value()->isEchoed, !one.kind.isEmpty());
-        askpass->answer(one.answer);
-        EXPECT_EQ(status(*process), one.answer ? 0 : 1);
-        EXPECT_EQ(QString::fromUtf8(process->readAllStandardOutput()),
-                  one.answer ? *one.answer + u'\n' : QString());
+        EXPECT_EQ(question.value()->text, expected);
+        EXPECT_EQ(question.value()->isEchoed, !kind.isEmpty());
+        askpass->answer(answer);
+        EXPECT_EQ(status(*process), answer ? 0 : 1);
+        EXPECT_EQ(QString::fromUtf8(process->readAllStandardOutput()), answer ? *answer + u'\n' : QString());
     }
     EXPECT_EQ(status(*asking(u"none"_s)), 0) << "a notice";
     askpass.reset();
     EXPECT_EQ(status(*asking({})), 1) << "nobody is there";
 }
 
-TEST_F(ProgramTest, HelpAndVersionNeedNoDisplay) {
-    for (const QString& option : {u"--help"_s, u"--version"_s}) {
-        const Outcome outcome = run({option}, {}, false);
-        EXPECT_EQ(outcome.status, 0);
-        EXPECT_TRUE(outcome.output.contains("korvane") || outcome.output.contains("Korvane"));
-        EXPECT_TRUE(outcome.errors.isEmpty()) << outcome.errors.constData();
-    }
-    const Outcome window = run({}, {}, false);
-    EXPECT_EQ(window.status, 1);
-    EXPECT_TRUE(window.errors.contains("--snapshot")) << "says what works without a display";
-}
-
 TEST_F(ProgramTest, ASnapshotShowsTheLinesOfAFileOrAPipe) {
     const TemporaryFile empty("");
-    const TemporaryFile full(
-        QByteArray("2026-11-21 12:00:00 a line of a log that is long enough to be seen\n").repeated(200));
-    ASSERT_EQ(
-        run({u"--snapshot"_s, inDirectory(u"empty.png"_s), QString::fromLocal8Bit(empty.path())}).status, 0);
-    const int blank = inkOf(inDirectory(u"empty.png"_s));
-    ASSERT_EQ(
-        run({u"--snapshot"_s, inDirectory(u"full.png"_s), QString::fromLocal8Bit(full.path())}, {}, false)
-            .status,
-        0);
-    EXPECT_GT(inkOf(inDirectory(u"full.png"_s)), blank + 5000);
-    ASSERT_EQ(run({u"--snapshot"_s, inDirectory(u"pipe.png"_s), u"-"_s},
-                  QByteArray("a line that came by a pipe, again and again\n").repeated(200))
-                  .status,
-              0);
-    EXPECT_GT(inkOf(inDirectory(u"pipe.png"_s)), blank + 5000);
+    const QByteArray line = "2026-11-21 12:00:00 a line of a log that is long enough to be seen\n";
+    const TemporaryFile full(line.repeated(200));
+    const int blank = inkIn(QString::fromLocal8Bit(empty.path()));
+    EXPECT_GT(inkIn(QString::fromLocal8Bit(full.path()), {}, false), blank + 5000);
+    EXPECT_GT(inkIn(u"-"_s, line.repeated(200)), blank + 5000);
 }
 
 TEST_F(ProgramTest, ASnapshotEndsWithSeveralFilesAndWithoutAnEndAndChangesNoSetting) {
@@ -175,29 +146,38 @@ TEST_F(ProgramTest, ASignalEndsTheProgramInOrder) {
         QFile file(inDirectory(u"korvane/korvane.ini"_s));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     };
-    ASSERT_TRUE(test::waitFor([&] { return settings().contains(log.path()); }));
+    ASSERT_TRUE(WindowDriver::until([&] { return settings().contains(log.path()); }));
     process.terminate();
     ASSERT_TRUE(process.waitForFinished(60000));
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(process.exitCode(), 0);
 }
 
-TEST_F(ProgramTest, WhatCannotBeDoneIsSaidOnStandardError) {
-    const Outcome missing = run({u"--snapshot"_s, inDirectory(u"x.png"_s), inDirectory(u"missing.log"_s)});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_TRUE(missing.errors.contains("missing.log") && missing.errors.contains("does not exist"));
-    const Outcome unknown = run({u"--bogus"_s});
-    EXPECT_EQ(unknown.status, 2);
-    EXPECT_TRUE(unknown.errors.contains("--bogus"));
+TEST_F(ProgramTest, HelpAndVersionNeedNoDisplayAndWhatCannotBeDoneIsSaidOnStandardError) {
+    for (const QString& option : {u"--help"_s, u"--version"_s}) {
+        const Outcome outcome = run({option}, {}, false);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_TRUE(outcome.output.toLower().contains("korvane"));
+        EXPECT_EQ(outcome.errors, "");
+    }
+    const QString missing = inDirectory(u"missing.log"_s);
+    const QString snapshot = u"--snapshot"_s;
     const TemporaryFile file("x\n");
-    const Outcome unwritable =
-        run({u"--snapshot"_s, u"/nonexistent/x.png"_s, QString::fromLocal8Bit(file.path())});
-    EXPECT_EQ(unwritable.status, 1);
-    EXPECT_TRUE(unwritable.errors.contains("/nonexistent/x.png"));
+    const QString log = QString::fromLocal8Bit(file.path());
+    for (const auto& [arguments, withPlatform, status, named] : Rows<QStringList, bool, int, QByteArrayList>{
+             {{}, false, 1, {"--snapshot"}}, // what works without a display
+             {{snapshot, inDirectory(u"x.png"_s), missing}, true, 1, {"missing.log", "does not exist"}},
+             {{u"--bogus"_s}, true, 2, {"--bogus"}},
+             {{snapshot, u"/nonexistent/x.png"_s, log}, true, 1, {"/nonexistent/x.png"}}}) {
+        const Outcome outcome = run(arguments, {}, withPlatform);
+        EXPECT_EQ(outcome.status, status);
+        for (const QByteArray& text : named)
+            EXPECT_TRUE(outcome.errors.contains(text)) << outcome.errors.constData();
+    }
 }
 
 TEST_F(ProgramTest, APictureOfARemoteFileEndsWhereNobodyCanAnswer) {
-    const test::KeyboardServer server({{"", {{"Password: ", false, "secret"}}}});
+    const KeyboardServer server({{"", {{"Password: ", false, "secret"}}}});
     UserDefaults defaults(inDirectory(u"defaults.ini"_s));
     auto hosts = std::move(RemoteHostsManager::load(inDirectory(u"korvane"_s), defaults)).value();
     const auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
@@ -213,4 +193,4 @@ TEST_F(ProgramTest, APictureOfARemoteFileEndsWhereNobodyCanAnswer) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -2,19 +2,14 @@
 
 #include "app/RequestServer.h"
 #include "app/TerminalRelay.h"
+#include "support/StandIns.h"
 #include "support/WindowDriver.h"
-
-#include <QTemporaryDir>
-#include <QTest>
 
 #include <array>
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <future>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <set>
 #include <sys/socket.h>
@@ -22,7 +17,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -54,16 +49,11 @@ void sendWithDescriptors(const Descriptor& socket, char byte, int count) {
     EXPECT_EQ(::sendmsg(socket.number(), &header, MSG_NOSIGNAL), 1);
 }
 
-int openDescriptors() {
-    int count = 0;
-    DIR* directory = ::opendir("/proc/self/fd");
-    while (::readdir(directory))
-        ++count;
-    ::closedir(directory);
-    return count;
+qsizetype openDescriptors() {
+    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System).size();
 }
 
-class SingleInstanceTest : public ::testing::Test, public test::WindowDriver {
+class SingleInstanceTest : public ::testing::Test, public WindowDriver {
 protected:
     /// One start of the program, as main does it.
     std::unique_ptr<SingleInstance> start(const OpenRequest& request,
@@ -71,14 +61,16 @@ protected:
         return std::make_unique<SingleInstance>(
             place_, [&] { return request.message(); }, patience);
     }
-    Role roleOf(const OpenRequest& request, SingleInstance::Patience patience = patient) const {
-        return start(request, patience)->role();
-    }
-    /// The same beside the running copy, which is served meanwhile.
+    /// The role of a start beside the running copy, which is served meanwhile.
     Role roleBeside(const OpenRequest& request) {
-        auto role = std::async(std::launch::async, [&] { return roleOf(request); });
-        EXPECT_TRUE(until([&] { return role.wait_for(0s) == std::future_status::ready; }));
-        return role.get();
+        auto started = std::async(std::launch::async, [&] { return start(request)->role(); });
+        EXPECT_TRUE(until([&] { return started.wait_for(0s) == std::future_status::ready; }));
+        return started.get();
+    }
+    /// A start hands over this path, and nothing else has been served.
+    void expectOnlyServed(const QByteArray& path) {
+        EXPECT_EQ(roleBeside(requestFor(path)), Role::HandedOver);
+        EXPECT_EQ(servedPaths(), QByteArrayList{path});
     }
 
     std::unique_ptr<RequestServer> serve(const SingleInstance& instance, RequestServer::Limits limits = {}) {
@@ -87,13 +79,23 @@ protected:
             limits);
     }
 
-    /// A connection to whoever listens, without anything said.
-    Descriptor connected() const {
+    std::pair<std::unique_ptr<SingleInstance>, std::unique_ptr<RequestServer>>
+    startFirst(RequestServer::Limits limits = {}) {
+        auto first = start(requestFor("/a"));
+        auto server = serve(*first, limits);
+        return {std::move(first), std::move(server)};
+    }
+
+    /// A connection on which this has been sent.
+    Descriptor connected(const QByteArray& message = {}) const {
         Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::copy(place_.socketPath.begin(), place_.socketPath.end(), address.sun_path);
         EXPECT_EQ(::connect(socket.number(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::send(socket.number(), message.constData(), static_cast<std::size_t>(message.size()),
+                         MSG_NOSIGNAL | MSG_DONTWAIT),
+                  message.size());
         return socket;
     }
 
@@ -167,36 +169,31 @@ TEST_F(SingleInstanceTest, WhatACrashLeavesBehindIsNoHindrance) {
     const auto first = start(requestFor("/b"));
     ASSERT_EQ(first->role(), Role::First);
     const auto server = serve(*first);
-    EXPECT_EQ(roleBeside(requestFor("/c")), Role::HandedOver);
-    EXPECT_EQ(servedPaths(), QByteArrayList{"/c"});
+    expectOnlyServed("/c");
 }
 
 TEST_F(SingleInstanceTest, OfManyStartsAtOnceOneRunsAndServesAllOthers) {
-    constexpr int starts = 12;
+    constexpr std::size_t starts = 12;
     for (int round = 0; round < 10; ++round) {
         served_.clear();
-        std::atomic<int> ready = 0;
+        std::atomic<std::size_t> ready = 0;
         std::vector<std::future<std::unique_ptr<SingleInstance>>> started;
-        for (int i = 0; i < starts; ++i)
+        for (std::size_t i = 0; i < starts; ++i)
             started.push_back(std::async(std::launch::async, [&, i] {
                 ++ready;
                 while (ready < starts) {
                 }
                 return start(requestFor("/" + QByteArray::number(i)));
             }));
-        const auto isDone = [](const auto& future) {
-            return future.wait_for(0s) == std::future_status::ready;
-        };
         std::vector<std::unique_ptr<SingleInstance>> firsts;
         std::unique_ptr<RequestServer> server;
-        int handedOver = 0;
+        std::size_t handedOver = 0;
         QByteArrayList expected;
         EXPECT_TRUE(until([&] {
-            for (int i = 0; i < starts; ++i) {
-                auto& one = started[static_cast<std::size_t>(i)];
-                if (!one.valid() || !isDone(one))
+            for (std::size_t i = 0; i < starts; ++i) {
+                if (!started[i].valid() || started[i].wait_for(0s) != std::future_status::ready)
                     continue;
-                auto instance = one.get();
+                auto instance = started[i].get();
                 if (instance->role() == Role::First) {
                     server = serve(*instance);
                     firsts.push_back(std::move(instance));
@@ -205,12 +202,12 @@ TEST_F(SingleInstanceTest, OfManyStartsAtOnceOneRunsAndServesAllOthers) {
                     expected.append("/" + QByteArray::number(i));
                 }
             }
-            return handedOver + static_cast<int>(firsts.size()) == starts;
+            return handedOver + firsts.size() == starts;
         }));
         EXPECT_EQ(firsts.size(), 1U);
         QByteArrayList served = servedPaths();
-        std::sort(served.begin(), served.end());
-        std::sort(expected.begin(), expected.end());
+        std::ranges::sort(served);
+        std::ranges::sort(expected);
         EXPECT_EQ(served, expected) << "none lost, none twice";
     }
 }
@@ -223,13 +220,11 @@ TEST_F(SingleInstanceTest, WithoutAnAnswerAStartRunsAlone) {
     EXPECT_FALSE(alone->fault().isEmpty()) << "the user is told";
     // Once it goes on it must not open what has been opened elsewhere.
     const auto server = serve(*hanging);
-    EXPECT_EQ(roleBeside(requestFor("/c")), Role::HandedOver);
-    EXPECT_EQ(servedPaths(), QByteArrayList{"/c"});
+    expectOnlyServed("/c");
 }
 
 TEST_F(SingleInstanceTest, AStartWhileTheProgramEndsBecomesTheNext) {
-    auto first = start(requestFor("/a"));
-    ASSERT_EQ(first->role(), Role::First);
+    const auto first = start(requestFor("/a"));
     auto server = serve(*first);
     server->pause(); // the end has been asked for
     auto next = std::async(std::launch::async, [&] { return start(requestFor("/b")); });
@@ -250,28 +245,21 @@ TEST_F(SingleInstanceTest, AStartWhileTheProgramEndsBecomesTheNext) {
 }
 
 TEST_F(SingleInstanceTest, APausedServerServesWhatCameMeanwhile) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first);
+    const auto [first, server] = startFirst();
     server->pause();
-    EXPECT_EQ(roleBeside(requestFor("/b")), Role::HandedOver);
-    EXPECT_EQ(servedPaths(), QByteArrayList{"/b"});
+    expectOnlyServed("/b");
 }
 
 TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first);
+    const auto [first, server] = startFirst();
     QByteArray tooLarge = requestFor("/x").message().bytes;
     tooLarge[8] = '\x7F';
     OpenRequest relative = requestFor("x");
-    const int before = openDescriptors();
+    const qsizetype before = openDescriptors();
     for (const QByteArray& nonsense :
-         {QByteArray("GET / HTTP/1.0\r\n\r\n"), tooLarge, relative.message().bytes,
-          requestFor("/x").message().bytes + "and more", QByteArray(100'000, '\0')}) {
-        const Descriptor socket = connected();
-        ASSERT_EQ(::send(socket.number(), nonsense.constData(), static_cast<std::size_t>(nonsense.size()),
-                         MSG_NOSIGNAL | MSG_DONTWAIT),
-                  nonsense.size());
-        EXPECT_EQ(answerOn(socket), QByteArray(1, SingleInstance::refusedAnswer));
+         QByteArrayList{"GET / HTTP/1.0\r\n\r\n", tooLarge, relative.message().bytes,
+                        requestFor("/x").message().bytes + "and more", QByteArray(100'000, '\0')}) {
+        EXPECT_EQ(answerOn(connected(nonsense)), QByteArray(1, SingleInstance::refusedAnswer));
     }
     // A start is told so, too, be it that it brings more descriptors than anyone needs.
     EXPECT_EQ(roleBeside(relative), Role::Alone);
@@ -288,31 +276,22 @@ TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
         EXPECT_EQ(answerOn(socket), QByteArray(1, SingleInstance::refusedAnswer));
     }
     // Someone who says only half of it and goes.
-    {
-        const Descriptor socket = connected();
-        const QByteArray half = requestFor("/x").message().bytes.chopped(3);
-        ASSERT_EQ(::send(socket.number(), half.constData(), static_cast<std::size_t>(half.size()), 0),
-                  half.size());
-    }
-    EXPECT_EQ(roleBeside(requestFor("/good")), Role::HandedOver);
-    EXPECT_EQ(servedPaths(), QByteArrayList{"/good"});
+    connected(requestFor("/x").message().bytes.chopped(3));
+    expectOnlyServed("/good");
     EXPECT_TRUE(until([&] { return openDescriptors() == before; })) << "what came along is closed";
 }
 
 TEST_F(SingleInstanceTest, SilentConnectionsDoNotKeepOthersOut) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first, {200ms, 2});
+    const auto [first, server] = startFirst({200ms, 2});
     const Descriptor silent[] = {connected(), connected(), connected()};
-    EXPECT_EQ(roleBeside(requestFor("/b")), Role::HandedOver);
-    EXPECT_EQ(servedPaths(), QByteArrayList{"/b"});
+    expectOnlyServed("/b");
     for (const Descriptor& socket : silent)
         EXPECT_EQ(answerOn(socket), QByteArray()) << "dropped in time";
 }
 
 TEST_F(SingleInstanceTest, ConnectionsBeyondTheLimitWaitOutside) {
-    const auto first = start(requestFor("/a"));
-    const auto server = serve(*first, {20s, 2});
-    const int before = openDescriptors();
+    const auto [first, server] = startFirst({20s, 2});
+    const qsizetype before = openDescriptors();
     Descriptor open[] = {connected(), connected(), connected()};
     EXPECT_TRUE(until([&] { return openDescriptors() == before + 3 + 2; }));
     for (int i = 0; i < 5; ++i)
@@ -342,17 +321,9 @@ TEST_F(SingleInstanceTest, OnlyAPrivateDirectoryServes) {
         foreign = made("foreign", 0700);
         ASSERT_EQ(::chown(foreign.constData(), 65534, 65534), 0);
     }
-    const QByteArray unfit[] = {
-        made("group", 0770),
-        made("readable", 0755),
-        link,
-        foreign,
-        "/dev/null",
-        "relative",
-        "",
-        own + '/' + QByteArray(100, 'x'),
-    };
-    for (const QByteArray& directory : unfit) {
+    for (const QByteArray& directory :
+         QByteArrayList{made("group", 0770), made("readable", 0755), link, foreign, "/dev/null", "relative",
+                        "", own + '/' + QByteArray(100, 'x')}) {
         EXPECT_EQ(directoryOf(InstancePlace::in(directory, fine, "key")), fine) << directory.constData();
         EXPECT_EQ(directoryOf(InstancePlace::in("", directory, "key")), "(none)") << directory.constData();
     }
@@ -362,34 +333,29 @@ TEST_F(SingleInstanceTest, OnlyAPrivateDirectoryServes) {
 }
 
 TEST(InstancePlaceKey, ProgramsShareACopyOnlyWhereTheyShareEverything) {
-    const auto keyWith = [](const std::vector<std::pair<const char*, QByteArray>>& variables,
-                            const std::vector<QByteArray>& toolkitArguments = {}) {
-        std::vector<std::pair<const char*, QByteArray>> before;
-        for (const auto& [name, value] : variables) {
-            before.emplace_back(name, qEnvironmentVariableIsSet(name) ? qgetenv(name) : QByteArray());
-            qputenv(name, value);
-        }
+    const auto keyOf = [](const std::vector<QByteArray>& toolkitArguments = {}) {
         CommandLine commandLine;
         commandLine.files = {{"/whatever"}};
         commandLine.toolkitArguments = toolkitArguments;
-        const QByteArray key = InstancePlace::key(commandLine);
-        for (const auto& [name, value] : before)
-            value.isNull() ? qunsetenv(name) : qputenv(name, value);
-        return key;
+        return InstancePlace::key(commandLine);
+    };
+    const auto keyWith = [&](const char* name, const QByteArray& value) {
+        const ScopedVariable variable(name, value);
+        return keyOf();
     };
     const std::vector<QByteArray> keys = {
-        keyWith({}),
-        keyWith({{"XDG_CONFIG_HOME", "/another"}}),
-        keyWith({{"XDG_DATA_HOME", "/another"}}),
-        keyWith({{"DISPLAY", ":77"}}),
-        keyWith({{"WAYLAND_DISPLAY", ":77"}}),
-        keyWith({{"QT_QPA_PLATFORM", "minimal"}}),
-        keyWith({}, {"-display", ":78"}),
-        keyWith({}, {"-platform", "xcb"}),
+        keyOf(),
+        keyWith("XDG_CONFIG_HOME", "/another"),
+        keyWith("XDG_DATA_HOME", "/another"),
+        keyWith("DISPLAY", ":77"),
+        keyWith("WAYLAND_DISPLAY", ":77"),
+        keyWith("QT_QPA_PLATFORM", "minimal"),
+        keyOf({"-display", ":78"}),
+        keyOf({"-platform", "xcb"}),
     };
     EXPECT_EQ(std::set(keys.begin(), keys.end()).size(), keys.size());
-    EXPECT_EQ(keyWith({{"DISPLAY", ":77"}}), keyWith({}, {"-display", ":77"}));
-    EXPECT_EQ(keyWith({}), keyWith({}, {"-style", "fusion"})) << "looks are no reason";
+    EXPECT_EQ(keyWith("DISPLAY", ":77"), keyOf({"-display", ":77"}));
+    EXPECT_EQ(keyOf(), keyOf({"-style", "fusion"})) << "looks are no reason";
 }
 
 TEST(TerminalRelay, WhatIsTypedArrivesUntilNobodyReads) {
@@ -412,4 +378,4 @@ TEST(TerminalRelay, WhatIsTypedArrivesUntilNobodyReads) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

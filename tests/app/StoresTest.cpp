@@ -17,12 +17,12 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-class StoresTest : public test::StoreDefaultsTest {
+class StoresTest : public StoreDefaultsTest {
 protected:
     ~StoresTest() override { // these know the settings
         RemoteHostsManager::setShared(nullptr);
@@ -63,20 +63,17 @@ TEST_F(StoresTest, ADamagedFileIsNamedAndSurvivesByteForByte) {
 }
 
 TEST_F(StoresTest, SettingsThatMakeNoSenseAreAskedAboutAndKept) {
-    struct Case {
-        QByteArray content;
-        bool keepsTheRest;
-    };
-    for (const Case& c : {Case{"[General]\nkeyLogViewFont=no, font\nreopenDocuments=false\n", true},
-                          Case{"\x01\x02 no settings \xFF\n[\nreopenDocuments=false", false}}) {
+    for (const auto& [content, keepsTheRest] : std::vector<std::pair<QByteArray, bool>>{
+             {"[General]\nkeyLogViewFont=no, font\nreopenDocuments=false\n", true},
+             {"\x01\x02 no settings \xFF\n[\nreopenDocuments=false", false}}) {
         for (const bool setsAside : {false, true}) {
             const QTemporaryDir directory; // what was read of a file once is remembered
             const QString path = directory.filePath(u"s.ini"_s);
             QFile file(path);
-            ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(c.content) > 0);
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(content) > 0);
             file.close();
             Preferences preferences(std::make_unique<UserDefaults>(path));
-            preferences.registerDefaults(test::FakeFontCatalog());
+            preferences.registerDefaults(FakeFontCatalog());
             int questions = 0;
             EXPECT_EQ(checkSettings(preferences,
                                     [&](const Error& fault) {
@@ -85,15 +82,15 @@ TEST_F(StoresTest, SettingsThatMakeNoSenseAreAskedAboutAndKept) {
                                         return setsAside;
                                     }),
                       setsAside);
-            EXPECT_EQ(questions, 1) << c.content.constData();
+            EXPECT_EQ(questions, 1) << content.constData();
             if (setsAside) {
                 EXPECT_EQ(preferences.logViewFont().family(), u"Courier New"_s);
-                EXPECT_EQ(preferences.reopenDocuments(), !c.keepsTheRest);
+                EXPECT_EQ(preferences.reopenDocuments(), !keepsTheRest);
             }
             bool isKept = false;
             for (const QString& name : QDir(directory.path()).entryList(QDir::Files)) {
                 QFile kept(directory.filePath(name));
-                isKept |= kept.open(QIODevice::ReadOnly) && kept.readAll() == c.content;
+                isKept |= kept.open(QIODevice::ReadOnly) && kept.readAll() == content;
             }
             EXPECT_TRUE(isKept);
         }
@@ -101,4 +98,4 @@ TEST_F(StoresTest, SettingsThatMakeNoSenseAreAskedAboutAndKept) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

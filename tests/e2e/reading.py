@@ -52,8 +52,7 @@ class Screen:
             if now != last:
                 last, since = now, time.monotonic()
                 continue
-            still = time.monotonic() - since
-            if still > SETTLING or (before and now != before and still > 0.1):
+            if time.monotonic() - since > (0.1 if before and now != before else SETTLING):
                 return now
 
     def strips(self, picture):
@@ -162,14 +161,12 @@ class Reader:
     def see_painted(self, picture):
         """As above, and answers the picture, too. One that was still for a moment only may have been taken in the middle
         of painting: one that has settled counts in its place, and that one has to be right."""
-        try:
-            return picture, self.see(picture)
-        except Wrong:
-            picture = self.screen.settled()
-        try:
-            return picture, self.see(picture)
-        except Wrong as fault:
-            sys.exit(f"{NAME}: {fault}")
+        for _ in range(2):
+            try:
+                return picture, self.see(picture)
+            except Wrong as wrong:
+                fault, picture = wrong, self.screen.settled()
+        sys.exit(f"{NAME}: {fault}")
 
     def read(self, start, key):
         keys = self.screen.desktop.keys

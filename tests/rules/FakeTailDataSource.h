@@ -1,17 +1,15 @@
 #pragma once
 
-#include "core/DocumentProtocol.h"
-#include "core/TailDataSourceProtocol.h"
-#include "foundation/FilePath.h"
+#include "support/NoRows.h"
 
 #include <atomic>
 
 namespace korvane::test {
 
 /// No rows; a document with an address, and a default action.
-class FakeTailDataSource : public TailDataSourceProtocol {
+class FakeTailDataSource : public NoRows {
 public:
-    explicit FakeTailDataSource(const QUrl& url) : document_(std::make_shared<Document>(url)) {}
+    explicit FakeTailDataSource(const QUrl& url) : document_(std::make_shared<AddressedDocument>(url)) {}
 
     void closeDocument() { document_.reset(); }
 
@@ -19,44 +17,7 @@ public:
     void setDefaultLineAction(DefaultFilterLineAction action) override { action_ = action; }
     std::shared_ptr<DocumentProtocol> getDocument() const override { return document_; }
 
-    std::shared_ptr<RuleEnforcerProtocol> ruleEnforcer() const override { return nullptr; }
-    qint64 rowStart() const override { return 0; }
-    QString quickHighlightSelectionString() const override { return {}; }
-    void setQuickHighlightSelectionString(const QString&) override {}
-    bool quickHighlightEnabled() const override { return false; }
-    void setQuickHighlightEnabled(bool) override {}
-    const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results_; }
-    void setLastSearchResults(std::map<qint64, SearchMatch>) override {}
-    void addSearchResult(const SearchMatch&) override {}
-    void reset() override {}
-    void clearView() override {}
-    void clearCache() override {}
-    void invalidateRows() override {}
-    void linesChanged(qint64) override {}
-    qint64 rowCount() const override { return 0; }
-    qint64 numberOfRows() const override { return 0; }
-    RowLine rowLine(qint64) override { return {}; }
-    std::optional<RowLine> cachedRowLine(qint64) const override { return std::nullopt; }
-    bool hasLineMark(qint64) const override { return false; }
-    void loadPage(qint64, bool) override {}
-    void dropRequestsOutside(qint64, qint64) override {}
-    bool hasInvalidLines() const override { return false; }
-
 private:
-    class Document : public DocumentProtocol {
-    public:
-        explicit Document(QUrl url) : url_(std::move(url)) {}
-        QUrl fileUrl() const override { return url_; }
-        QString displayName() const override { return korvane::displayName(url_); }
-        std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
-        std::shared_ptr<TailDataSourceProtocol> dataSource() const override { return nullptr; }
-        std::shared_ptr<FileObserverProtocol> logFileObserver() const override { return nullptr; }
-
-    private:
-        const QUrl url_;
-    };
-
-    std::map<qint64, SearchMatch> results_;
     std::atomic<DefaultFilterLineAction> action_{DefaultFilterLineAction::show};
     std::shared_ptr<DocumentProtocol> document_;
 };

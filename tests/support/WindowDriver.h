@@ -1,17 +1,21 @@
 #pragma once
 
-#include <QAbstractButton>
-#include <QAction>
-#include <QApplication>
-#include <QLabel>
-#include <QLineEdit>
-#include <QTest>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <tuple>
 #include <type_traits>
+#include <vector>
 
 namespace korvane::test {
+
+using namespace Qt::StringLiterals;
+
+/// A table of cases, for a loop that names the columns.
+template <typename... Columns>
+using Rows = std::vector<std::tuple<Columns...>>;
 
 /// Finds widgets by their visible text and acts on them as the user does. Base of test fixtures.
 class WindowDriver {
@@ -91,6 +95,20 @@ public:
         typed->selectAll();
         QTest::keyClick(typed, Qt::Key_Delete);
         QTest::keyClicks(typed, text);
+    }
+
+    /// The texts of a model's rows from top to bottom.
+    static QStringList textsOf(const QAbstractItemModel& model, const QModelIndex& parent = {},
+                               int column = 0) {
+        QStringList texts;
+        for (int row = 0; row < model.rowCount(parent); ++row)
+            texts.append(model.index(row, column, parent).data().toString());
+        return texts;
+    }
+    /// The first index with that value, anywhere in the model.
+    static QModelIndex indexOf(const QAbstractItemModel& model, const QString& value,
+                               int role = Qt::DisplayRole) {
+        return model.match(model.index(0, 0), role, value, 1, Qt::MatchExactly | Qt::MatchRecursive).value(0);
     }
 
     /// The texts of the labels that are visible when their parent is, separated by "|".

@@ -17,28 +17,43 @@
 #include "ui/window/MainWindow.h"
 #include "ui/window/WindowManager.h"
 
-#include <QApplication>
-#include <QTemporaryDir>
-#include <QTest>
-#include <gtest/gtest.h>
-
 namespace korvane::test {
 
-/// The program without its command line: real documents in real windows, on settings of their own.
-class AppFixture : public ::testing::Test, public WindowDriver {
-protected:
-    AppFixture() : documents_(windows_, alerts_) {
-        makeStores(settings_.path());
+/// The program without its command line: real documents in real windows, on the settings in that directory.
+struct ProgramInDirectory {
+    explicit ProgramInDirectory(const QString& settings) {
+        makeStores(settings);
         windows_.setDocumentController(documents_);
     }
-
-    ~AppFixture() override {
+    ~ProgramInDirectory() {
         documents_.closeAllDocuments();
         windows_.closeAll();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
     }
+    ProgramInDirectory(const ProgramInDirectory&) = delete;
+    ProgramInDirectory& operator=(const ProgramInDirectory&) = delete;
+
+    RecordedAlerts alerts_;
+    WindowManager windows_{alerts_};
+    AppDocumentController documents_{windows_, alerts_};
+};
+
+/// A directory for settings, and files that live as long as it.
+struct OwnSettings {
+    MainThreadPump pump_;
+    QTemporaryDir settings_;
+    std::vector<std::unique_ptr<TemporaryFile>> files_;
+};
+
+/// The same on settings of its own.
+class AppFixture : public ::testing::Test,
+                   public WindowDriver,
+                   protected OwnSettings,
+                   protected ProgramInDirectory {
+protected:
+    AppFixture() : ProgramInDirectory(settings_.path()) {}
 
     /// Opens a file and waits until its first scan has ended and what is visible has its text.
     MainWindowController* open(const TemporaryFile& file, std::optional<qint64> line = std::nullopt) {
@@ -48,13 +63,29 @@ protected:
         EXPECT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
         return page;
     }
+    /// The same with a file of that content, which lives as long as the fixture.
+    MainWindowController* open(const QByteArray& content, const QByteArray& name = "test.log") {
+        return open(*files_.emplace_back(std::make_unique<TemporaryFile>(content, name)));
+    }
+    /// The same, and waits until the file is followed.
+    MainWindowController* openFollowed(const TemporaryFile& file) {
+        Preferences::shared().setPollingInterval(0.1);
+        MainWindowController* page = open(file);
+        EXPECT_TRUE(until([&] { return page->isTailing(); }));
+        return page;
+    }
+
+    static LogTableView& tableOf(MainWindowController* page) { return page->logView().tableView(); }
+    static auto cellOf(MainWindowController* page, qint64 row) {
+        return tableOf(page).delegate().viewForTableColumn(cell::line, row);
+    }
 
     static bool isShown(MainWindowController& page) {
-        LogTableView& table = page.logView().tableView();
+        LogTableView& table = tableOf(&page);
         if (table.rowCount() != page.document()->dataSource()->numberOfRows())
             return false;
         for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
-            if (table.delegate().viewForTableColumn(cell::line, row).identifier == cell::loading)
+            if (cellOf(&page, row).identifier == cell::loading)
                 return false;
         }
         return true;
@@ -65,15 +96,9 @@ protected:
     }
 
     static QString textOfRow(MainWindowController& page, qint64 row) {
-        const auto view = page.logView().tableView().delegate().viewForTableColumn(cell::line, row);
+        const auto view = cellOf(&page, row);
         return view.row ? view.row->line.string() : QStringLiteral("(not loaded)");
     }
-
-    MainThreadPump pump_;
-    QTemporaryDir settings_;
-    RecordedAlerts alerts_;
-    WindowManager windows_{alerts_};
-    AppDocumentController documents_;
 };
 
 } // namespace korvane::test

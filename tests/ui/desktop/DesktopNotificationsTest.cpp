@@ -2,24 +2,19 @@
 
 #include "foundation/work/MainThread.h"
 #include "support/PrivateBus.h"
+#include "support/StandIns.h"
 #include "support/WindowDriver.h"
 #include "ui/widgets/MainThreadPump.h"
 
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <QTest>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using namespace Qt::StringLiterals;
 
 const QString serviceName = u"org.freedesktop.Notifications"_s;
 const QString servicePath = u"/org/freedesktop/Notifications"_s;
@@ -35,6 +30,8 @@ public:
         QStringList actions;
         QVariantMap hints;
         uint replaces = 0;
+
+        QString text() const { return summary + u'|' + body; }
     };
 
     FakeService(const QString& address, QStringList capabilities = {u"actions"_s, u"body"_s},
@@ -63,22 +60,23 @@ public:
             bus.send(reply);
         return true;
     }
+    bool hasShown(std::size_t count) const {
+        return test::WindowDriver::until([&] { return shown.size() == count; });
+    }
     QString introspect(const QString&) const override { return {}; }
 
     void answerHeldBack() {
         for (const QDBusMessage& reply : std::exchange(heldBack, {}))
             bus_.send(reply);
     }
-    void emitAction(uint id, const QString& action = u"default"_s) { emitAction(bus_, id, action); }
-    static void emitAction(const QDBusConnection& from, uint id, const QString& action) {
-        QDBusMessage message = QDBusMessage::createSignal(servicePath, serviceName, u"ActionInvoked"_s);
-        message << id << action;
-        from.send(message);
+    void emitAction(uint id, const QString& action = u"default"_s) {
+        emitSignal(bus_, u"ActionInvoked"_s, {id, action});
     }
-    void emitClosed(uint id) {
-        QDBusMessage message = QDBusMessage::createSignal(servicePath, serviceName, u"NotificationClosed"_s);
-        message << id << 2U;
-        bus_.send(message);
+    void emitClosed(uint id) { emitSignal(bus_, u"NotificationClosed"_s, {id, 2U}); }
+    static void emitSignal(const QDBusConnection& from, const QString& name, const QVariantList& arguments) {
+        QDBusMessage message = QDBusMessage::createSignal(servicePath, serviceName, name);
+        message.setArguments(arguments);
+        from.send(message);
     }
 
     std::vector<Shown> shown;
@@ -101,7 +99,7 @@ UserNotification lineNotification(qint64 line, const QString& key = {}) {
     return made;
 }
 
-class DesktopNotificationsTest : public ::testing::Test, public test::WindowDriver {
+class DesktopNotificationsTest : public ::testing::Test, public WindowDriver {
 protected:
     DesktopNotificationsTest() { useBus(bus_.address()); }
     ~DesktopNotificationsTest() override {
@@ -112,7 +110,16 @@ protected:
 
     static void useBus(const QString& address) { qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8()); }
 
-    test::PrivateBus bus_;
+    /// Delivers until the condition holds: what fails is not tried again by itself.
+    static bool deliverUntil(DesktopNotifications& notifications, const std::function<bool()>& condition) {
+        return until([&] {
+            if (!condition())
+                notifications.deliver(lineNotification(3, u"retry"_s));
+            return condition();
+        });
+    }
+
+    PrivateBus bus_;
     MainThreadPump pump_;
     std::vector<qint64> clicked_;
     QStringList unavailable_;
@@ -134,25 +141,18 @@ TEST_F(DesktopNotificationsTest, TextsAreWrittenAsTheServiceReadsThem) {
     notification.informativeText = u"Path: file:///a&b"_s;
     UserNotification titleAlone;
     titleAlone.title = u"alone"_s;
-    const struct {
-        QStringList capabilities;
-        QString body;
-        bool hasAction;
-    } cases[] = {
-        {{u"actions"_s, u"body"_s, u"body-markup"_s},
-         u"Line: 4 in &lt;a&gt;.log\nPath: file:///a&amp;b"_s,
-         true},
-        {{u"body"_s}, u"Line: 4 in <a>.log\nPath: file:///a&b"_s, false},
-    };
-    for (const auto& [capabilities, body, hasAction] : cases) {
+    for (const auto& [capabilities, body, hasAction] :
+         Rows<QStringList, QString, bool>{{{u"actions"_s, u"body"_s, u"body-markup"_s},
+                                           u"Line: 4 in &lt;a&gt;.log\nPath: file:///a&amp;b"_s,
+                                           true},
+                                          {{u"body"_s}, u"Line: 4 in <a>.log\nPath: file:///a&b"_s, false}}) {
         FakeService service(bus_.address(), capabilities);
         DesktopNotifications notifications(handlers_);
         notifications.deliver(notification);
         notifications.deliver(titleAlone);
-        ASSERT_TRUE(until([&] { return service.shown.size() == 2; }));
+        ASSERT_TRUE(service.hasShown(2));
         const FakeService::Shown& shown = service.shown.front();
-        EXPECT_EQ(shown.summary, notification.title) << "never markup";
-        EXPECT_EQ(shown.body, body);
+        EXPECT_EQ(shown.text(), u"Rule '<b>&amp;' matched|"_s + body) << "the title is never markup";
         EXPECT_EQ(shown.actions.value(0), hasAction ? u"default"_s : QString());
         EXPECT_EQ(shown.icon, u"korvane"_s);
         EXPECT_EQ(shown.hints.value(u"desktop-entry"_s), u"korvane"_s);
@@ -166,11 +166,9 @@ TEST_F(DesktopNotificationsTest, ABurstStaysOneNotificationThatLeadsToItsLastLin
     FakeService service(bus_.address());
     for (const qint64 line : {4, 5, 9})
         notifications_.deliver(lineNotification(line, u"rule"_s));
-    ASSERT_TRUE(until([&] { return service.shown.size() == 2; }));
-    EXPECT_EQ(service.shown[0].body, lineNotification(4).subtitle + u"\nPath: file:///x.log"_s);
-    EXPECT_EQ(service.shown[0].summary, u"Rule 'x' matched"_s);
-    EXPECT_EQ(service.shown[1].body, lineNotification(9).subtitle + u"\nPath: file:///x.log"_s);
-    EXPECT_EQ(service.shown[1].summary, u"Rule 'x' matched (2 more)"_s);
+    ASSERT_TRUE(service.hasShown(2));
+    EXPECT_EQ(service.shown[0].text(), u"Rule 'x' matched|Line: 4 in x.log\nPath: file:///x.log"_s);
+    EXPECT_EQ(service.shown[1].text(), u"Rule 'x' matched (2 more)|Line: 9 in x.log\nPath: file:///x.log"_s);
     EXPECT_EQ(service.shown[1].replaces, service.shown[0].id);
     service.emitAction(service.shown[0].id);
     ASSERT_TRUE(until([&] { return !clicked_.empty(); }));
@@ -190,20 +188,19 @@ TEST_F(DesktopNotificationsTest, ASlowServiceDoesNotMakeTwoOfOneBurst) {
     ASSERT_TRUE(until([&] { return !service.shown.empty() && service.shown.back().replaces != 0; }));
     ASSERT_EQ(service.shown.size(), 3U);
     service.answerHeldBack();
-    ASSERT_TRUE(until([&] { return service.shown.size() == 4; }));
+    ASSERT_TRUE(service.hasShown(4));
     EXPECT_EQ(service.shown[3].summary, u"Rule 'x' matched (1 more)"_s);
     EXPECT_EQ(service.shown[3].replaces, service.shown[0].id);
 }
 
 TEST_F(DesktopNotificationsTest, OnlyClicksOnOurOwnNotificationsCount) {
     FakeService service(bus_.address());
-    notifications_.deliver(lineNotification(1));
-    notifications_.deliver(lineNotification(2));
-    notifications_.deliver(lineNotification(3));
-    ASSERT_TRUE(until([&] { return service.shown.size() == 3; }));
+    for (const qint64 line : {1, 2, 3})
+        notifications_.deliver(lineNotification(line));
+    ASSERT_TRUE(service.hasShown(3));
     const uint first = service.shown[0].id;
     const QDBusConnection stranger = QDBusConnection::connectToBus(bus_.address(), u"stranger"_s);
-    FakeService::emitAction(stranger, first, u"default"_s);
+    FakeService::emitSignal(stranger, u"ActionInvoked"_s, {first, u"default"_s});
     // Its answer shows that the bus has passed on what came before.
     stranger.call(QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/"_s, u"org.freedesktop.DBus"_s,
                                                  u"GetId"_s));
@@ -221,7 +218,7 @@ TEST_F(DesktopNotificationsTest, OnlyClicksOnOurOwnNotificationsCount) {
 TEST_F(DesktopNotificationsTest, AServiceThatDiesIsReplacedAndItsNumbersMeanNothing) {
     auto service = std::make_unique<FakeService>(bus_.address());
     notifications_.deliver(lineNotification(1, u"rule"_s));
-    ASSERT_TRUE(until([&] { return service->shown.size() == 1; }));
+    ASSERT_TRUE(service->hasShown(1));
     const uint old = service->shown[0].id;
     service->emitAction(old);
     ASSERT_TRUE(until([&] { return clicked_ == std::vector<qint64>{1}; }));
@@ -241,15 +238,10 @@ TEST_F(DesktopNotificationsTest, AServiceThatDiesIsReplacedAndItsNumbersMeanNoth
 }
 
 TEST_F(DesktopNotificationsTest, WhatCannotBeShownIsToldOnce) {
-    const struct {
-        const char* address;
-        QString reason;
-    } cases[] = {
-        {"autolaunch:", u"there is no session bus"_s},
-        {"unix:path=/nonexistent/bus", u"the session bus does not answer"_s},
-        {nullptr, u"no notification service is running"_s},
-    };
-    for (const auto& [address, reason] : cases) {
+    for (const auto& [address, reason] :
+         Rows<const char*, QString>{{"autolaunch:", u"there is no session bus"_s},
+                                    {"unix:path=/nonexistent/bus", u"the session bus does not answer"_s},
+                                    {nullptr, u"no notification service is running"_s}}) {
         useBus(address ? QString::fromLatin1(address) : bus_.address());
         QStringList told;
         DesktopNotifications notifications({[](const UserNotification::UserInfo&) {},
@@ -261,11 +253,7 @@ TEST_F(DesktopNotificationsTest, WhatCannotBeShownIsToldOnce) {
         notifications.deliver(lineNotification(2));
         // A service that comes later is found, and shows that the second try had its time to fail.
         FakeService service(bus_.address());
-        ASSERT_TRUE(until([&] {
-            if (service.shown.empty())
-                notifications.deliver(lineNotification(3, u"retry"_s));
-            return !service.shown.empty();
-        }));
+        ASSERT_TRUE(deliverUntil(notifications, [&] { return !service.shown.empty(); }));
         EXPECT_EQ(told, QStringList{u"Notifications cannot be shown: "_s + reason});
     }
 }
@@ -274,25 +262,17 @@ TEST_F(DesktopNotificationsTest, ABusThatDiesIsSurvived) {
     {
         FakeService service(bus_.address());
         notifications_.deliver(lineNotification(1));
-        ASSERT_TRUE(until([&] { return service.shown.size() == 1; }));
+        ASSERT_TRUE(service.hasShown(1));
     }
     bus_.stop();
     notifications_.deliver(lineNotification(2));
-    ASSERT_TRUE(until([&] {
-        if (unavailable_.isEmpty())
-            notifications_.deliver(lineNotification(3, u"retry"_s));
-        return !unavailable_.isEmpty();
-    }));
+    ASSERT_TRUE(deliverUntil(notifications_, [&] { return !unavailable_.isEmpty(); }));
     EXPECT_EQ(unavailable_.size(), 1);
 
-    const test::PrivateBus other;
+    const PrivateBus other;
     useBus(other.address());
     FakeService service(other.address());
-    ASSERT_TRUE(until([&] {
-        if (service.shown.empty())
-            notifications_.deliver(lineNotification(4, u"again"_s));
-        return !service.shown.empty();
-    }));
+    ASSERT_TRUE(deliverUntil(notifications_, [&] { return !service.shown.empty(); }));
 }
 
 TEST_F(DesktopNotificationsTest, ABusThatIsSilentKeepsNobodyWaiting) {
@@ -325,27 +305,18 @@ TEST(SessionBusAddressTest, OnlyABusThatRunsIsUsed) {
     QFile socket(QFile::decodeName(with) + u"/bus"_s);
     ASSERT_TRUE(socket.open(QIODevice::WriteOnly));
     const QString escaped = u"unix:path="_s + directory.path() + u"/a%7Eb%2C%20c/bus"_s;
-    const QByteArray before = qgetenv("XDG_RUNTIME_DIR");
-    const struct {
-        QByteArray address;
-        QByteArray runtimeDirectory;
-        QString expected;
-    } cases[] = {
-        {"unix:path=/told", with, u"unix:path=/told"_s},
-        {"", with, escaped},
-        {"", without, {}},
-        {"", "", {}},
-        {"autolaunch:", without, {}},
-        {"autolaunch:scope=x", with, {}},
-    };
-    for (const auto& [address, runtimeDirectory, expected] : cases) {
-        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
-        qputenv("XDG_RUNTIME_DIR", runtimeDirectory);
-        EXPECT_EQ(DesktopNotifications::sessionBusAddress(), expected) << address.constData();
+    for (const auto& [told, runtimeDirectory, expected] :
+         Rows<QByteArray, QByteArray, QString>{{"unix:path=/told", with, u"unix:path=/told"_s},
+                                               {"", with, escaped},
+                                               {"", without, {}},
+                                               {"", "", {}},
+                                               {"autolaunch:", without, {}},
+                                               {"autolaunch:scope=x", with, {}}}) {
+        const ScopedVariable address("DBUS_SESSION_BUS_ADDRESS", told);
+        const ScopedVariable directories("XDG_RUNTIME_DIR", runtimeDirectory);
+        EXPECT_EQ(DesktopNotifications::sessionBusAddress(), expected) << told.constData();
     }
-    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
-    qputenv("XDG_RUNTIME_DIR", before);
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -4,35 +4,21 @@
 
 #include "support/StandIns.h"
 
-#include <QAction>
-#include <QClipboard>
-#include <QLabel>
-#include <QProcess>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::AppFixture;
-using test::ScopedVariable;
-using test::StandIns;
-using test::TemporaryFile;
-
 TEST(TerminalCommandTest, TheLocalPathStandsBetweenQuotesAsItIs) {
-    struct Case {
-        QByteArray path;
-        QString command;
-    };
-    for (const Case& c :
-         {Case{"/var/log/app.log", u"cd \"/var/log\""_s}, Case{"/app.log", u"cd \"/\""_s},
-          Case{"/my logs/100% #1/x.log", u"cd \"/my logs/100% #1\""_s},
-          Case{"/a\"b'$c\\/x.log", u"cd \"/a\"b'$c\\\""_s},
-          Case{"/gr\xC3\xBC\xC3\x9F/x.log", u"cd \"/grüß\""_s},
-          Case{"/old gr\xFC\xDF/\xFF.log", u"cd \"/old gr$(printf '\\374')$(printf '\\337')\""_s}})
-        EXPECT_EQ(localTerminalCommand(fileUrlFromPath(c.path)), c.command) << c.path.constData();
+    for (const auto& [path, command] : Rows<QByteArray, QString>{
+             {"/var/log/app.log", u"cd \"/var/log\""_s},
+             {"/app.log", u"cd \"/\""_s},
+             {"/my logs/100% #1/x.log", u"cd \"/my logs/100% #1\""_s},
+             {"/a\"b'$c\\/x.log", u"cd \"/a\"b'$c\\\""_s},
+             {"/gr\xC3\xBC\xC3\x9F/x.log", u"cd \"/grüß\""_s},
+             {"/old gr\xFC\xDF/\xFF.log", u"cd \"/old gr$(printf '\\374')$(printf '\\337')\""_s}})
+        EXPECT_EQ(localTerminalCommand(fileUrlFromPath(path)), command) << path.constData();
 }
 
 TEST(TerminalCommandTest, AShellGoesWhereTheCommandSays) {
@@ -51,18 +37,15 @@ TEST(TerminalCommandTest, AShellGoesWhereTheCommandSays) {
 }
 
 TEST(TerminalCommandTest, TheRemoteCommandLogsInAndGoesToTheDirectory) {
-    struct Case {
-        QString url, command;
-    };
-    for (const Case& c :
-         {Case{u"ssh://admin@h:22//var/log/app/x.log"_s,
-               u"ssh -t admin@h -p 22 \"cd '/var/log/app' ; exec $SHELL -l\""_s},
-          Case{u"ssh://a%40b@10.0.0.1:2222//srv/my%20logs/x%20y.log"_s,
-               u"ssh -t a@b@10.0.0.1 -p 2222 \"cd '/srv/my logs' ; exec $SHELL -l\""_s},
-          Case{u"ssh://u@h:22/x.log"_s, u"ssh -t u@h -p 22 \"cd '/' ; exec $SHELL -l\""_s},
-          Case{u"ssh://u@h:22/logs/x.log"_s, u"ssh -t u@h -p 22 \"cd '/logs' ; exec $SHELL -l\""_s},
-          Case{u"ssh://@h:22//logs/x.log"_s, u"ssh -t h -p 22 \"cd '/logs' ; exec $SHELL -l\""_s}})
-        EXPECT_EQ(remoteTerminalCommand(QUrl(c.url)), c.command);
+    for (const auto& [url, command] : Rows<QString, QString>{
+             {u"ssh://admin@h:22//var/log/app/x.log"_s,
+              u"ssh -t admin@h -p 22 \"cd '/var/log/app' ; exec $SHELL -l\""_s},
+             {u"ssh://a%40b@10.0.0.1:2222//srv/my%20logs/x%20y.log"_s,
+              u"ssh -t a@b@10.0.0.1 -p 2222 \"cd '/srv/my logs' ; exec $SHELL -l\""_s},
+             {u"ssh://u@h:22/x.log"_s, u"ssh -t u@h -p 22 \"cd '/' ; exec $SHELL -l\""_s},
+             {u"ssh://u@h:22/logs/x.log"_s, u"ssh -t u@h -p 22 \"cd '/logs' ; exec $SHELL -l\""_s},
+             {u"ssh://@h:22//logs/x.log"_s, u"ssh -t h -p 22 \"cd '/logs' ; exec $SHELL -l\""_s}})
+        EXPECT_EQ(remoteTerminalCommand(QUrl(url)), command);
     for (const QString& incomplete : {u"ssh://h:22//x"_s, u"ssh://u@h//x"_s, u"ssh://u@:22//x"_s})
         EXPECT_DEATH(remoteTerminalCommand(QUrl(incomplete)), "user, host or port") << qPrintable(incomplete);
 }
@@ -80,34 +63,27 @@ protected:
 
 TEST_F(TerminalHandOffTest, TheNoticeIsShownUntilSwitchedOffAndTheRestHappensAlways) {
     standIns_.add("x-terminal-emulator");
-    struct Case {
-        QUrl url;
-        QString command, message, informativeText;
-        bool (Preferences::*isOn)() const;
-    };
     const QUrl remote(u"ssh://u@h:22//tmp/x.log"_s);
-    for (const Case& c :
-         {Case{fileUrlFromPath("/tmp/x.log"), u"cd \"/tmp\""_s, u"'cd' command copied to clipboard"_s,
-               u"Paste in Terminal to switch to directory containing log file"_s,
-               &Preferences::openLocalTerminalAlert},
-          Case{remote, remoteTerminalCommand(remote), u"SSH command copied to clipboard"_s,
-               u"Paste in Terminal to login to SSH server directory containing log file"_s,
-               &Preferences::showRemoteTerminalAlert}}) {
+    for (const auto& [url, command, text, isOn] : Rows<QUrl, QString, QString, bool (Preferences::*)() const>{
+             {fileUrlFromPath("/tmp/x.log"), u"cd \"/tmp\""_s,
+              u"'cd' command copied to clipboard|"
+              "Paste in Terminal to switch to directory containing log file"_s,
+              &Preferences::openLocalTerminalAlert},
+             {remote, remoteTerminalCommand(remote),
+              u"SSH command copied to clipboard|"
+              "Paste in Terminal to login to SSH server directory containing log file"_s,
+              &Preferences::showRemoteTerminalAlert}}) {
         for (const bool isShown : {true, false}) {
             alerts_.alerts.clear();
             QGuiApplication::clipboard()->clear();
             standIns_.forget("x-terminal-emulator");
-            handOffToTerminal(c.url, alerts_, {});
-            EXPECT_EQ(clipboard(), c.command);
+            handOffToTerminal(url, alerts_, {});
+            EXPECT_EQ(clipboard(), command);
             EXPECT_TRUE(started("x-terminal-emulator"));
-            ASSERT_EQ(alerts_.alerts.size(), isShown ? 1U : 0U) << qPrintable(c.message);
-            if (!isShown)
-                continue;
-            EXPECT_EQ(alerts_.alerts[0].message, c.message);
-            EXPECT_EQ(alerts_.alerts[0].informativeText, c.informativeText);
-            EXPECT_TRUE((Preferences::shared().*c.isOn)());
-            alerts_.alerts[0].suppress();
-            EXPECT_FALSE((Preferences::shared().*c.isOn)());
+            EXPECT_EQ((Preferences::shared().*isOn)(), isShown);
+            ASSERT_EQ(alerts_.texts(), isShown ? QStringList{text} : QStringList());
+            if (isShown)
+                alerts_.alerts[0].suppress();
         }
     }
 }
@@ -115,8 +91,7 @@ TEST_F(TerminalHandOffTest, TheNoticeIsShownUntilSwitchedOffAndTheRestHappensAlw
 TEST_F(TerminalHandOffTest, TheTerminalStartsInTheDirectoryOfTheFile) {
     standIns_.add("xterm");
     const QTemporaryDir directory;
-    for (const QByteArray& name :
-         {QByteArray("two words"), QByteArray("$(x) \"'"), QByteArray("gr\xFC\xDF")}) {
+    for (const QByteArray& name : QByteArrayList{"two words", "$(x) \"'", "gr\xFC\xDF"}) {
         const QByteArray path = QDir(directory.path()).canonicalPath().toLocal8Bit() + '/' + name;
         ASSERT_EQ(::mkdir(path.constData(), 0700), 0);
         standIns_.forget("xterm");
@@ -132,10 +107,9 @@ TEST_F(TerminalHandOffTest, TheTerminalStartsInTheDirectoryOfTheFile) {
 
 TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
     // From the last in the order to the first: each new one goes before those already there.
-    const QList<QByteArray> order{"xterm", "konsole", "gnome-terminal", "x-terminal-emulator",
-                                  "xdg-terminal-exec"};
     const QUrl url = fileUrlFromPath("/tmp/x.log");
-    for (const QByteArray& name : order) {
+    for (const QByteArray& name :
+         QByteArrayList{"xterm", "konsole", "gnome-terminal", "x-terminal-emulator", "xdg-terminal-exec"}) {
         standIns_.add(name);
         handOffToTerminal(url, alerts_, {});
         ASSERT_TRUE(started(name)) << name.constData();
@@ -146,11 +120,10 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
     terminal_.set("own --title \"two words\" -e");
     handOffToTerminal(url, alerts_, {});
     ASSERT_TRUE(started("own"));
-    const QList<QByteArray> arguments{"--title", "two words", "-e"};
-    EXPECT_EQ(standIns_.callOf("own")->arguments, arguments);
+    EXPECT_EQ(standIns_.callOf("own")->arguments, (QByteArrayList{"--title", "two words", "-e"}));
 
     // One that fails at once has not opened, whether it is missing or says so.
-    for (const QByteArray& own : {QByteArray("missing"), QByteArray("failing"), QByteArray("  ")}) {
+    for (const QByteArray& own : QByteArrayList{"missing", "failing", "  "}) {
         standIns_.add("failing", "exit 1");
         standIns_.forget("xdg-terminal-exec");
         terminal_.set(own);
@@ -163,7 +136,7 @@ TEST_F(TerminalHandOffTest, ATerminalThatWasUsedIsNotReplacedWhenItsShellFails) 
     standIns_.add("own", "/bin/sleep 2.2\n: >\"$0.ended\"\nexit 1");
     standIns_.add("later", "/bin/sleep 0.5\n: >\"$0.ended\"");
     standIns_.add("xdg-terminal-exec");
-    for (const QByteArray& name : {QByteArray("own"), QByteArray("later")}) {
+    for (const QByteArray& name : QByteArrayList{"own", "later"}) {
         terminal_.set(name);
         handOffToTerminal(fileUrlFromPath("/tmp/x.log"), alerts_, {});
         ASSERT_TRUE(until([&] { return QFile::exists(standIns_.path(name + ".ended")); }));
@@ -176,32 +149,35 @@ TEST_F(TerminalHandOffTest, WithoutATerminalTheUserIsToldWhatToDo) {
     standIns_.add("xterm", "exit 1");
     handOffToTerminal(fileUrlFromPath("/tmp/x.log"), alerts_, {});
     ASSERT_TRUE(until([&] { return !alerts_.alerts.empty(); }));
-    EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"clipboard"_s));
-    EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"TERMINAL"_s));
+    const QString text = alerts_.alerts[0].informativeText;
+    EXPECT_TRUE(text.contains(u"clipboard"_s) && text.contains(u"TERMINAL"_s)) << qPrintable(text);
     EXPECT_EQ(clipboard(), u"cd \"/tmp\""_s);
 }
 
-TEST_F(TerminalHandOffTest, TheEntryTakesTheFileInFrontAndNothingThatCameByAPipe) {
+TEST_F(TerminalHandOffTest, TheEntryTakesTheFileInFront) {
     standIns_.add("foot");
     const TemporaryFile file("1\n");
     action(open(file), u"Open Terminal Here"_s)->trigger();
     ASSERT_TRUE(started("foot"));
     EXPECT_EQ(clipboard(), localTerminalCommand(file.url()));
+}
 
-    standIns_.forget("foot");
+TEST_F(TerminalHandOffTest, WhatCameByAPipeHasNoTerminalAndIsNotShared) {
+    standIns_.add("foot");
+    standIns_.add("xdg-email");
     QGuiApplication::clipboard()->setText(u"kept"_s);
-    const TemporaryFile copy("1\n");
-    const auto document = documents_.openDocument(copy.url(), std::nullopt, u"standard input"_s);
+    const TemporaryFile file("1\n");
+    const auto document = documents_.openDocument(file.url(), std::nullopt, u"standard input"_s);
     MainWindowController* page = windows_.pageOf(*document);
-    action(page, u"Open Terminal Here"_s)->trigger();
-    EXPECT_TRUE(labelsOf(page).contains(u"came by a pipe"_s));
-    EXPECT_EQ(clipboard(), u"kept"_s);
-    EXPECT_FALSE(standIns_.callOf("foot"));
-
-    QGuiApplication::clipboard()->setText(u"kept"_s);
+    for (const QString& entry : {u"Open Terminal Here"_s, u"Share by E-mail…"_s}) {
+        page->showUserUpdate(u"nothing"_s);
+        action(page, entry)->trigger();
+        EXPECT_TRUE(labelsOf(page).contains(u"came by a pipe"_s)) << qPrintable(entry);
+    }
     handOffToTerminal(QUrl(), alerts_, {});
     EXPECT_EQ(clipboard(), u"kept"_s);
+    EXPECT_FALSE(standIns_.callOf("foot") || standIns_.callOf("xdg-email"));
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

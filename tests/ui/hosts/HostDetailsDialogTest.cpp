@@ -4,127 +4,111 @@
 #include "ui/hosts/RemoteHostsFixture.h"
 #include "ui/widgets/BusyIndicator.h"
 
-#include <QComboBox>
-#include <QFile>
-#include <QSpinBox>
-
 #include <cerrno>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::TemporaryFile;
-
-class HostDetailsDialogTest : public test::RemoteHostsFixture {
+class HostDetailsDialogTest : public RemoteHostsFixture {
 protected:
     /// A dialog on the screen; for a new host without one.
-    HostDetailsDialog& show(const std::shared_ptr<RemoteHost>& edited = nullptr) {
+    void show(const std::shared_ptr<RemoteHost>& edited = nullptr) {
         dialog_ = std::make_unique<HostDetailsDialog>(edited, alerts_);
         dialog_->open();
         EXPECT_TRUE(isInFront(dialog_.get()));
-        return *dialog_;
     }
-    void typeHost() {
-        type(dialog_.get(), u"Host:"_s, u"10.0.0.5"_s);
-        type(dialog_.get(), u"User:"_s, u"admin"_s);
+    QLineEdit* textOf(const QString& label) const { return field(dialog_.get(), label); }
+    /// Types the texts into the fields with these labels; chooses the kind of authentication.
+    void enter(const std::vector<std::pair<QString, QString>>& fields) {
+        for (const auto& [label, text] : fields) {
+            if (auto* choice = field<QComboBox>(dialog_.get(), label))
+                choice->setCurrentText(text);
+            else
+                type(dialog_.get(), label, text);
+        }
     }
-    void choose(const QString& kind) {
-        field<QComboBox>(dialog_.get(), u"Authentication:"_s)->setCurrentText(kind);
-    }
+    void press(const QString& button) { click(dialog_.get(), button); }
+    bool saysThat(const QString& text) const { return says(dialog_.get(), text); }
     bool isComplete() const { return button(dialog_.get(), u"OK"_s)->isEnabled(); }
     std::unique_ptr<HostDetailsDialog> dialog_;
 };
 
 TEST_F(HostDetailsDialogTest, WhatIsMissingOrWrongIsSaidAndCannotBeSaved) {
-    const auto& dialog = show();
+    show();
     const auto invalid = [](const QString& address) {
         return u"“%1” is not a valid host name or address."_s.arg(address);
     };
     const QString noHost = u"Enter the name or address of the host."_s;
     const QString noUser = u"Enter the user name."_s;
     // One after the other, in the same dialog.
-    const struct {
-        QString field, text, hint;
-    } steps[] = {
-        {u"Authentication:"_s, u"Keyboard-interactive"_s, noHost},
-        {u"Host:"_s, u"web"_s, noUser},
-        {u"Host:"_s, u"::1"_s, noUser},
-        {u"Host:"_s, u" [fe80::1%eth0] "_s, noUser},
-        {u"Host:"_s, u"web:22"_s, u"The port has a field of its own."_s},
-        {u"Host:"_s, u"a b"_s, invalid(u"a b"_s)},
-        {u"Host:"_s, u"ssh://web"_s, invalid(u"ssh://web"_s)},
-        {u"Host:"_s, u"me@web"_s, invalid(u"me@web"_s)},
-        {u"Host:"_s, u"   "_s, noHost},
-        {u"Host:"_s, u"10.0.0.5"_s, noUser},
-        {u"User:"_s, u"admin"_s, {}},
-        {u"Home path:"_s, u"var/log"_s, u"The home path begins with “/”."_s},
-        {u"Home path:"_s, u"/var/log"_s, {}},
-        {u"Authentication:"_s, u"Password"_s, {}},
-        {u"Authentication:"_s, u"Public Key"_s, u"Choose the private key file."_s},
-        {u"Private key:"_s, u"id_rsa"_s, u"“id_rsa” is not the whole path of a file."_s},
-        {u"Private key:"_s, u"/keys/id_rsa"_s, {}},
-    };
-    for (const auto& [label, text, hint] : steps) {
-        if (label == u"Authentication:")
-            choose(text);
-        else
-            type(&dialog, label, text);
+    for (const auto& [label, text, hint] : Rows<QString, QString, QString>{
+             {u"Authentication:"_s, u"Keyboard-interactive"_s, noHost},
+             {u"Host:"_s, u"web"_s, noUser},
+             {u"Host:"_s, u"::1"_s, noUser},
+             {u"Host:"_s, u" [fe80::1%eth0] "_s, noUser},
+             {u"Host:"_s, u"web:22"_s, u"The port has a field of its own."_s},
+             {u"Host:"_s, u"a b"_s, invalid(u"a b"_s)},
+             {u"Host:"_s, u"ssh://web"_s, invalid(u"ssh://web"_s)},
+             {u"Host:"_s, u"me@web"_s, invalid(u"me@web"_s)},
+             {u"Host:"_s, u"   "_s, noHost},
+             {u"Host:"_s, u"10.0.0.5"_s, noUser},
+             {u"User:"_s, u"admin"_s, {}},
+             {u"Home path:"_s, u"var/log"_s, u"The home path begins with “/”."_s},
+             {u"Home path:"_s, u"/var/log"_s, {}},
+             {u"Authentication:"_s, u"Password"_s, {}},
+             {u"Authentication:"_s, u"Public Key"_s, u"Choose the private key file."_s},
+             {u"Private key:"_s, u"id_rsa"_s, u"“id_rsa” is not the whole path of a file."_s},
+             {u"Private key:"_s, u"/keys/id_rsa"_s, {}},
+         }) {
+        enter({{label, text}});
         EXPECT_EQ(isComplete(), hint.isEmpty()) << text.toStdString();
-        EXPECT_EQ(button(&dialog, u"Test Connection"_s)->isEnabled(), hint.isEmpty()) << text.toStdString();
-        EXPECT_TRUE(hint.isEmpty() || says(&dialog, hint)) << text.toStdString();
+        EXPECT_EQ(button(dialog_.get(), u"Test Connection"_s)->isEnabled(), hint.isEmpty());
+        EXPECT_TRUE(hint.isEmpty() || saysThat(hint)) << text.toStdString();
     }
     EXPECT_TRUE(hosts().empty());
     // What is left empty is asked for at the login.
-    choose(u"Password"_s);
-    click(dialog_.get(), u"OK"_s);
+    enter({{u"Authentication:"_s, u"Password"_s}});
+    press(u"OK"_s);
     ASSERT_EQ(hosts().size(), 1U);
-    const auto* password = dynamic_cast<const PasswordAuthnType*>(hosts().front()->authnType().get());
-    EXPECT_TRUE(password && !password->password);
+    EXPECT_FALSE(dynamic_cast<const PasswordAuthnType&>(*hosts().front()->authnType()).password);
 }
 
 TEST_F(HostDetailsDialogTest, EveryFieldReachesTheHostAndIsShownAgain) {
     addGroup(u"Production"_s);
     show();
-    type(dialog_.get(), u"Name:"_s, u" Front end "_s);
-    type(dialog_.get(), u"Host:"_s, u"[2001:db8::5]"_s);
-    type(dialog_.get(), u"User:"_s, u"CORP\\admin"_s);
     auto* port = field<QSpinBox>(dialog_.get(), u"Port:"_s);
     EXPECT_EQ(port->value(), 22);
     port->setValue(70000);
-    EXPECT_EQ(port->value(), 65535);
-    field<QComboBox>(dialog_.get(), u"Group:"_s)->setCurrentText(u"Production"_s);
-    type(dialog_.get(), u"Home path:"_s, u"/var/log"_s);
-    choose(u"Password"_s);
-    EXPECT_TRUE(says(dialog_.get(), u"Stored as plain text, in a file that only you can read."_s));
-    EXPECT_EQ(field(dialog_.get(), u"Password:"_s)->echoMode(), QLineEdit::Password);
-    type(dialog_.get(), u"Password:"_s, u" se cret "_s);
+    enter({{u"Name:"_s, u" Front end "_s},
+           {u"Host:"_s, u"[2001:db8::5]"_s},
+           {u"User:"_s, u"CORP\\admin"_s},
+           {u"Group:"_s, u"Production"_s},
+           {u"Home path:"_s, u"/var/log"_s},
+           {u"Authentication:"_s, u"Password"_s},
+           {u"Password:"_s, u" se cret "_s}});
+    EXPECT_TRUE(saysThat(u"Stored as plain text, in a file that only you can read."_s));
+    EXPECT_EQ(textOf(u"Password:"_s)->echoMode(), QLineEdit::Password);
     QTest::keyClick(dialog_.get(), Qt::Key_Return);
+    const auto described = [](const RemoteHost& host) {
+        return QStringList{
+            host.name(), host.connectionString(), host.group(), host.homePath(),
+            dynamic_cast<const PasswordAuthnType&>(*host.authnType()).password.value_or(QString())};
+    };
+    const QStringList expected{u"Front end"_s, u"CORP\\admin@2001:db8::5:65535"_s, u"Production"_s,
+                               u"/var/log"_s, u" se cret "_s};
     ASSERT_EQ(savedHosts()->count(), 1);
     const auto saved = savedHosts()->host(0);
-    EXPECT_EQ(saved->name(), u"Front end"_s);
-    EXPECT_EQ(saved->connectionString(), u"CORP\\admin@2001:db8::5:65535"_s);
-    EXPECT_EQ(saved->group(), u"Production"_s);
-    EXPECT_EQ(saved->homePath(), u"/var/log"_s);
-    const auto* password = dynamic_cast<const PasswordAuthnType*>(saved->authnType().get());
-    ASSERT_TRUE(password);
-    EXPECT_EQ(password->password, u" se cret "_s);
+    EXPECT_EQ(described(*saved), expected);
 
     // Nothing changed, and all of it is there again.
     show(hosts().front());
     EXPECT_TRUE(isComplete());
     QTest::keyClick(dialog_.get(), Qt::Key_Return);
-    const auto again = hosts().front();
-    EXPECT_NE(again, nullptr);
-    EXPECT_EQ(again->labelForHost(), saved->labelForHost());
-    EXPECT_EQ(again->connectionString(), saved->connectionString());
-    EXPECT_EQ(again->group(), saved->group());
-    EXPECT_EQ(again->homePath(), saved->homePath());
-    EXPECT_EQ(again->uuid(), saved->uuid());
-    EXPECT_EQ(dynamic_cast<const PasswordAuthnType&>(*again->authnType()).password, password->password);
+    EXPECT_EQ(described(*hosts().front()), expected);
+    EXPECT_EQ(hosts().front()->uuid(), saved->uuid());
 }
 
 TEST_F(HostDetailsDialogTest, AKeyFileThatCannotBeReadLeavesWhatWasTyped) {
@@ -135,22 +119,22 @@ TEST_F(HostDetailsDialogTest, AKeyFileThatCannotBeReadLeavesWhatWasTyped) {
         const qsizetype before = RemoteHostsManager::shared().count();
         alerts_.alerts.clear();
         show(host);
-        typeHost();
-        choose(u"Public Key"_s);
-        type(dialog_.get(), u"Private key:"_s, path);
-        type(dialog_.get(), u"Public key:"_s, u"/nowhere/id_test.pub"_s);
-        type(dialog_.get(), u"Pass phrase:"_s, u"phrase"_s);
-        click(dialog_.get(), u"OK"_s);
+        enter({{u"Host:"_s, u"10.0.0.5"_s},
+               {u"User:"_s, u"admin"_s},
+               {u"Authentication:"_s, u"Public Key"_s},
+               {u"Private key:"_s, path},
+               {u"Public key:"_s, u"/nowhere/id_test.pub"_s},
+               {u"Pass phrase:"_s, u"phrase"_s}});
+        press(u"OK"_s);
         ASSERT_EQ(alerts_.alerts.size(), 1U);
-        EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"id_test.pub"_s))
-            << alerts_.alerts[0].informativeText.toStdString();
+        EXPECT_TRUE(alerts_.alerts[0].informativeText.contains(u"id_test.pub"_s));
         EXPECT_TRUE(dialog_->isVisible());
-        EXPECT_EQ(field(dialog_.get(), u"Pass phrase:"_s)->text(), u"phrase"_s);
+        EXPECT_EQ(textOf(u"Pass phrase:"_s)->text(), u"phrase"_s);
         EXPECT_EQ(RemoteHostsManager::shared().count(), before);
         EXPECT_TRUE(isNew || hosts().back() == host) << "the host in the store is untouched";
 
-        type(dialog_.get(), u"Public key:"_s, path);
-        click(dialog_.get(), u"OK"_s);
+        enter({{u"Public key:"_s, path}});
+        press(u"OK"_s);
         EXPECT_FALSE(dialog_->isVisible());
         EXPECT_EQ(RemoteHostsManager::shared().count(), before + (isNew ? 1 : 0));
         EXPECT_TRUE(RemoteHostsManager::shared().publicKeyUrl(*hosts().back()));
@@ -162,16 +146,17 @@ TEST_F(HostDetailsDialogTest, AKeyFileThatCannotBeReadLeavesWhatWasTyped) {
 
 TEST_F(HostDetailsDialogTest, TheOtherHalfOfAKeyIsFoundInTheHomeDirectory) {
     QTemporaryDir home;
-    const test::ScopedVariable variable("HOME", home.path().toLocal8Bit());
+    const ScopedVariable variable("HOME", home.path().toLocal8Bit());
     for (const QString& name : {u"/id_rsa"_s, u"/id_rsa.pub"_s})
         ASSERT_TRUE(QFile(home.path() + name).open(QIODevice::WriteOnly));
     show();
-    typeHost();
-    choose(u"Public Key"_s);
-    type(dialog_.get(), u"Private key:"_s, u"~/id_rsa"_s);
-    QTest::keyClick(field(dialog_.get(), u"Private key:"_s), Qt::Key_Tab);
-    EXPECT_EQ(field(dialog_.get(), u"Public key:"_s)->text(), home.path() + u"/id_rsa.pub"_s);
-    click(dialog_.get(), u"OK"_s);
+    enter({{u"Host:"_s, u"10.0.0.5"_s},
+           {u"User:"_s, u"admin"_s},
+           {u"Authentication:"_s, u"Public Key"_s},
+           {u"Private key:"_s, u"~/id_rsa"_s}});
+    QTest::keyClick(textOf(u"Private key:"_s), Qt::Key_Tab);
+    EXPECT_EQ(textOf(u"Public key:"_s)->text(), home.path() + u"/id_rsa.pub"_s);
+    press(u"OK"_s);
     ASSERT_EQ(hosts().size(), 1U);
     const auto& type = dynamic_cast<const PublicKeyAuthnType&>(*hosts()[0]->authnType());
     EXPECT_EQ(type.privateKeyFilePath, home.path() + u"/id_rsa"_s);
@@ -179,39 +164,37 @@ TEST_F(HostDetailsDialogTest, TheOtherHalfOfAKeyIsFoundInTheHomeDirectory) {
 }
 
 TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
+    const QString agent = u"Use SSH agent and ~/.ssh/config"_s;
     show();
-    typeHost();
-    choose(u"Public Key"_s);
+    enter({{u"Host:"_s, u"10.0.0.5"_s}, {u"User:"_s, u"admin"_s}, {u"Authentication:"_s, u"Public Key"_s}});
     EXPECT_FALSE(isComplete());
-    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
+    press(agent);
     EXPECT_TRUE(isComplete());
-    type(dialog_.get(), u"User:"_s, {});
+    enter({{u"User:"_s, {}}});
     EXPECT_TRUE(isComplete()) << "the configuration names the user";
-    EXPECT_EQ(field(dialog_.get(), u"User:"_s)->placeholderText(), u"from ~/.ssh/config"_s);
-    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
+    EXPECT_EQ(textOf(u"User:"_s)->placeholderText(), u"from ~/.ssh/config"_s);
+    press(agent);
     EXPECT_FALSE(isComplete());
-    EXPECT_TRUE(says(dialog_.get(), u"Enter the user name."_s));
-    EXPECT_EQ(field(dialog_.get(), u"User:"_s)->placeholderText(), QString());
-    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
-    type(dialog_.get(), u"Public key:"_s, u"id.pub"_s);
-    EXPECT_TRUE(says(dialog_.get(), u"“id.pub” is not the whole path of a file."_s));
-    choose(u"Keyboard-interactive"_s);
-    click(dialog_.get(), u"OK"_s);
+    EXPECT_TRUE(saysThat(u"Enter the user name."_s));
+    EXPECT_EQ(textOf(u"User:"_s)->placeholderText(), QString());
+    press(agent);
+    enter({{u"Public key:"_s, u"id.pub"_s}});
+    EXPECT_TRUE(saysThat(u"“id.pub” is not the whole path of a file."_s));
+    enter({{u"Authentication:"_s, u"Keyboard-interactive"_s}});
+    press(u"OK"_s);
     ASSERT_EQ(hosts().size(), 1U);
     EXPECT_TRUE(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]));
     EXPECT_EQ(savedHosts()->host(0)->username(), QString());
     show(hosts()[0]);
     EXPECT_TRUE(isComplete());
-    type(dialog_.get(), u"User:"_s, u"admin"_s);
-    click(dialog_.get(), u"OK"_s);
-    show(hosts()[0]);
-    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
-    click(dialog_.get(), u"Cancel"_s);
-    EXPECT_TRUE(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]));
-    show(hosts()[0]);
-    click(dialog_.get(), u"Use SSH agent and ~/.ssh/config"_s);
-    click(dialog_.get(), u"OK"_s);
-    EXPECT_FALSE(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]));
+    enter({{u"User:"_s, u"admin"_s}});
+    press(u"OK"_s);
+    for (const QString& end : {u"Cancel"_s, u"OK"_s}) {
+        show(hosts()[0]);
+        press(agent);
+        press(end);
+        EXPECT_EQ(RemoteHostsManager::shared().usesSshConfig(*hosts()[0]), end == u"Cancel");
+    }
 }
 
 TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
@@ -225,21 +208,21 @@ TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
     ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
     ASSERT_EQ(::listen(listener, 8), 0);
     show();
-    type(dialog_.get(), u"Host:"_s, u"127.0.0.1"_s);
-    type(dialog_.get(), u"User:"_s, u"nobody"_s);
+    enter({{u"Host:"_s, u"127.0.0.1"_s},
+           {u"User:"_s, u"nobody"_s},
+           {u"Authentication:"_s, u"Keyboard-interactive"_s}});
     field<QSpinBox>(dialog_.get(), u"Port:"_s)->setValue(ntohs(address.sin_port));
-    choose(u"Keyboard-interactive"_s);
     const auto isBusy = [&] { return dialog_->findChild<BusyIndicator*>()->isVisible(); };
     EXPECT_FALSE(isBusy());
     int visitor = -1;
     const auto startTest = [&] {
-        click(dialog_.get(), u"Test Connection"_s);
+        press(u"Test Connection"_s);
         EXPECT_TRUE(isBusy());
         ASSERT_TRUE(until([&] { return (visitor = ::accept(listener, nullptr, nullptr)) >= 0; }));
     };
     startTest();
     const Descriptor first(visitor);
-    click(dialog_.get(), u"Cancel Test"_s);
+    press(u"Cancel Test"_s);
     EXPECT_FALSE(isBusy());
     startTest();
     const Descriptor second(visitor);
@@ -259,7 +242,7 @@ TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
 
     ::close(listener);
     dialog_->open();
-    click(dialog_.get(), u"Test Connection"_s);
+    press(u"Test Connection"_s);
     ASSERT_TRUE(until([&] { return !isBusy(); }));
     ASSERT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(alerts_.alerts[0].message,
@@ -275,10 +258,10 @@ TEST_F(HostDetailsDialogTest, AHomePathPinnedMeanwhileStaysUnlessItIsChangedHere
         const auto current = hosts().front();
         show(current);
         current->setHomePath(u"/var/log"_s);
-        type(dialog_.get(), u"Name:"_s, u"renamed"_s);
+        enter({{u"Name:"_s, u"renamed"_s}});
         if (isChangedHere)
-            type(dialog_.get(), u"Home path:"_s, u"/opt"_s);
-        click(dialog_.get(), u"OK"_s);
+            enter({{u"Home path:"_s, u"/opt"_s}});
+        press(u"OK"_s);
         ASSERT_EQ(hosts().size(), 1U);
         EXPECT_EQ(hosts().front()->homePath(), isChangedHere ? u"/opt"_s : u"/var/log"_s);
         EXPECT_EQ(savedHosts()->host(0)->homePath(), isChangedHere ? u"/opt"_s : u"/var/log"_s);
@@ -290,13 +273,13 @@ TEST_F(HostDetailsDialogTest, AHostWithoutALoginIsNotGivenOneUnasked) {
     const auto host = addHost(u"web"_s);
     host->setAuthnType(nullptr);
     show(host);
-    EXPECT_TRUE(says(dialog_.get(), u"Choose how to log in."_s));
+    EXPECT_TRUE(saysThat(u"Choose how to log in."_s));
     EXPECT_FALSE(isComplete());
     QTest::keyClick(dialog_.get(), Qt::Key_Return);
     EXPECT_EQ(hosts().front()->authnType(), nullptr);
-    choose(u"Keyboard-interactive"_s);
+    enter({{u"Authentication:"_s, u"Keyboard-interactive"_s}});
     EXPECT_TRUE(isComplete());
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

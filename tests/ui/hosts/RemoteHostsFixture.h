@@ -5,11 +5,6 @@
 #include "remote/hosts/ServerGroup.h"
 #include "ui/AppFixture.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QLabel>
-#include <QLineEdit>
-
 namespace korvane::test {
 
 /// Stores with no hosts, and the names of what a window shows.

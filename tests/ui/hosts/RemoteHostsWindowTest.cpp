@@ -3,36 +3,28 @@
 #include "ui/hosts/GroupNameDialog.h"
 #include "ui/hosts/HostDetailsDialog.h"
 #include "ui/hosts/RemoteHostsFixture.h"
-#include "ui/hosts/RemoteHostsModel.h"
 #include "ui/window/WelcomeWindow.h"
 
-#include <QAbstractItemModelTester>
-#include <QComboBox>
-#include <QListWidget>
-#include <QMimeData>
-#include <QSignalSpy>
-#include <QTreeView>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::TemporaryFile;
-
-class RemoteHostsWindowTest : public test::RemoteHostsFixture {
+class RemoteHostsWindowTest : public RemoteHostsFixture {
 protected:
     void show(RemoteHostsHooks hooks = {}) {
         windows_.setRemoteHostsHooks(std::move(hooks));
         windows_.showRemoteHosts();
         window_ = topLevel<RemoteHostsWindow>();
         tree_ = window_->findChild<QTreeView*>();
+        const auto mode = QAbstractItemModelTester::FailureReportingMode::Fatal;
+        new QAbstractItemModelTester(tree_->model(), mode, window_);
         EXPECT_TRUE(isInFront(window_));
     }
     /// The one that has just been asked for.
     template <typename Dialog>
     static Dialog* opened() {
         auto* dialog = topLevel<Dialog>();
-        EXPECT_TRUE(dialog && isInFront(dialog));
+        if (!dialog || !isInFront(dialog))
+            throw std::runtime_error("no dialog was opened");
         return dialog;
     }
     /// What the tree shows and its groups hold, closed ones with "+".
@@ -41,24 +33,23 @@ protected:
         const QAbstractItemModel& model = *tree_->model();
         for (int row = 0; row < model.rowCount(); ++row) {
             const QModelIndex group = model.index(row, 0);
-            QStringList labels;
-            for (int i = 0; i < model.rowCount(group); ++i)
-                labels.append(model.index(i, 0, group).data().toString());
-            const bool isClosed = !labels.isEmpty() && !tree_->isExpanded(group);
-            texts.append((isClosed ? u"+"_s : QString()) + group.data().toString() + u": "_s +
-                         labels.join(u", "_s));
+            const QStringList hosts = textsOf(model, group);
+            const QString mark = hosts.isEmpty() || tree_->isExpanded(group) ? u""_s : u"+"_s;
+            texts.append(mark + group.data().toString() + u": "_s + hosts.join(u", "_s));
         }
         return texts.join(u"; "_s);
     }
-    QModelIndex indexOf(const QString& text) const {
-        const auto found = tree_->model()->match(tree_->model()->index(0, 0), Qt::DisplayRole, text, 1,
-                                                 Qt::MatchExactly | Qt::MatchRecursive);
-        return found.value(0);
-    }
+    QModelIndex indexOf(const QString& text) const { return WindowDriver::indexOf(*tree_->model(), text); }
     void select(const QString& text) const {
         const QRect place = tree_->visualRect(indexOf(text));
         ASSERT_TRUE(place.isValid()) << text.toStdString();
         QTest::mouseClick(tree_->viewport(), Qt::LeftButton, {}, place.center());
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(tree_, key, modifiers); }
+    /// Ends a dialog with a key.
+    void leave(QWidget* dialog, Qt::Key key) {
+        QTest::keyClick(dialog, key);
+        ASSERT_TRUE(isInFront(window_));
     }
     QString selected() const { return tree_->currentIndex().siblingAtColumn(0).data().toString(); }
 
@@ -72,14 +63,11 @@ TEST_F(RemoteHostsWindowTest, AHostIsAddedWithKeysAlone) {
     EXPECT_EQ(QApplication::focusWidget(), button(window_, u"Add Host…"_s));
     QTest::keyClick(window_, Qt::Key_N, Qt::ControlModifier | Qt::ShiftModifier);
     auto* groupDialog = opened<GroupNameDialog>();
-    ASSERT_TRUE(groupDialog);
     QTest::keyClicks(QApplication::focusWidget(), u"Production"_s);
-    QTest::keyClick(groupDialog, Qt::Key_Return);
-    ASSERT_TRUE(isInFront(window_));
+    leave(groupDialog, Qt::Key_Return);
     EXPECT_EQ(selected(), u"Production"_s);
     QTest::keyClick(window_, Qt::Key_N, Qt::ControlModifier);
     auto* details = opened<HostDetailsDialog>();
-    ASSERT_TRUE(details);
     QTest::keyClicks(QApplication::focusWidget(), u"web"_s);
     type(details, u"User:"_s, u"me"_s);
     type(details, u"Password:"_s, u"secret"_s);
@@ -99,12 +87,10 @@ TEST_F(RemoteHostsWindowTest, EditingReplacesTheHostAndCancellingDoesNot) {
     addHost(u"db"_s);
     show();
     const auto edit = [&](const QString& name, Qt::Key end) {
-        QTest::keyClick(tree_, Qt::Key_E, Qt::ControlModifier);
+        press(Qt::Key_E, Qt::ControlModifier);
         auto* details = opened<HostDetailsDialog>();
-        ASSERT_TRUE(details);
         type(details, u"Name:"_s, name);
-        QTest::keyClick(details, end);
-        ASSERT_TRUE(isInFront(window_));
+        leave(details, end);
     };
     select(u"web"_s);
     edit(u"other"_s, Qt::Key_Escape);
@@ -126,17 +112,15 @@ TEST_F(RemoteHostsWindowTest, EditingReplacesTheHostAndCancellingDoesNot) {
 TEST_F(RemoteHostsWindowTest, ADuplicateKeepsTheKeysThatCannotBeAskedForAgain) {
     auto type = std::make_shared<PublicKeyAuthnType>();
     const auto host = std::make_shared<RemoteHost>(u"h"_s, std::uint16_t{22}, u"u"_s);
-    QUrl keyUrl;
     {
         const TemporaryFile key("key", "id_test");
-        keyUrl = key.url();
         type->publicKeyFilePath = QString::fromLocal8Bit(key.path());
         host->setAuthnType(type);
         ASSERT_TRUE(RemoteHostsManager::shared().add(host));
     }
     show();
     select(u"u@h:22 (Public Key)"_s);
-    QTest::keyClick(tree_, Qt::Key_D, Qt::ControlModifier);
+    press(Qt::Key_D, Qt::ControlModifier);
     EXPECT_TRUE(alerts_.alerts.empty());
     ASSERT_EQ(savedHosts()->count(), 2);
     EXPECT_EQ(selected(), u"Copy of [u@h:22 (Public Key)]"_s);
@@ -153,7 +137,7 @@ TEST_F(RemoteHostsWindowTest, DeletingAsksUntilItIsToldNotTo) {
     show();
     select(u"b"_s);
     alerts_.nextAnswer = 1;
-    QTest::keyClick(tree_, Qt::Key_Delete);
+    press(Qt::Key_Delete);
     ASSERT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(alerts_.alerts[0].message, u"Delete the remote host “b”?"_s);
     EXPECT_EQ(hosts().size(), 3U);
@@ -179,23 +163,18 @@ TEST_F(RemoteHostsWindowTest, GroupsAreRefusedInTheWordsTheyShouldBe) {
     show();
     click(window_, u"New Group…"_s);
     auto* dialog = opened<GroupNameDialog>();
-    ASSERT_TRUE(dialog);
     EXPECT_FALSE(button(dialog, u"OK"_s)->isEnabled()) << "a group without a name";
-    for (const auto& [name, refusal] : {std::pair(u" Used "_s, u"Group already present!"_s),
-                                        std::pair(u"used"_s, QString()), std::pair(u"  "_s, QString())}) {
+    for (const QString& name : {u" Used "_s, u"used"_s, u"  "_s}) {
         type(dialog, u"Name:"_s, name);
-        EXPECT_EQ(button(dialog, u"OK"_s)->isEnabled(), refusal.isEmpty() && name == u"used"_s)
-            << name.toStdString();
-        EXPECT_EQ(says(dialog, u"Group already present!"_s), !refusal.isEmpty());
+        EXPECT_EQ(button(dialog, u"OK"_s)->isEnabled(), name == u"used");
+        EXPECT_EQ(says(dialog, u"Group already present!"_s), name == u" Used ");
     }
-    QTest::keyClick(dialog, Qt::Key_Escape);
-    ASSERT_TRUE(isInFront(window_));
+    leave(dialog, Qt::Key_Escape);
     const auto remove = [&](const QString& name) {
         alerts_.alerts.clear();
         select(name);
-        QTest::keyClick(tree_, Qt::Key_Delete);
-        return alerts_.alerts.empty() ? QString()
-                                      : alerts_.alerts[0].message + u'|' + alerts_.alerts[0].informativeText;
+        press(Qt::Key_Delete);
+        return alerts_.texts().value(0);
     };
     EXPECT_EQ(remove(u"Default"_s),
               u"Cannot delete 'Default' group!|The 'Default' group cannot be removed"_s);
@@ -215,12 +194,11 @@ TEST_F(RemoteHostsWindowTest, AGroupThatIsRenamedTakesItsHostsAlong) {
     show();
     tree_->collapse(indexOf(u"Shop"_s));
     select(u"Default"_s);
-    QTest::keyClick(tree_, Qt::Key_F2);
+    press(Qt::Key_F2);
     EXPECT_FALSE(topLevel<GroupNameDialog>());
     select(u"Shop"_s);
-    QTest::keyClick(tree_, Qt::Key_F2);
+    press(Qt::Key_F2);
     auto* dialog = opened<GroupNameDialog>();
-    ASSERT_TRUE(dialog);
     EXPECT_EQ(dialog->name(), u"Shop"_s);
     type(dialog, u"Name:"_s, u"Taken"_s);
     EXPECT_FALSE(button(dialog, u"OK"_s)->isEnabled());
@@ -251,9 +229,8 @@ TEST_F(RemoteHostsWindowTest, ADroppedHostMovesToTheGroupAndNothingElseDoes) {
     };
     const auto drag = [&](const QString& host) { return model.mimeData({indexOf(host)}); };
     EXPECT_EQ(model.mimeData({indexOf(u"B"_s)}), nullptr) << "a group stays where it is";
-    EXPECT_FALSE(drop(drag(u"a2"_s), u"Default"_s));
-    EXPECT_FALSE(drop(drag(u"a2"_s), u"a1"_s));
-    EXPECT_FALSE(drop(drag(u"a2"_s), u"nowhere"_s));
+    for (const QString& target : {u"Default"_s, u"a1"_s, u"nowhere"_s})
+        EXPECT_FALSE(drop(drag(u"a2"_s), target)) << target.toStdString();
     for (const QByteArray& archive : {QByteArray("no archive"), RemoteHostDnDItem{u"Default"_s, 2}.archived(),
                                       RemoteHostDnDItem{u"X"_s, 0}.archived()}) {
         auto* data = new QMimeData;
@@ -280,7 +257,7 @@ TEST_F(RemoteHostsWindowTest, TheFilterFindsHostsAndGroupsAndLeavesTheTreeAsItWa
     show();
     tree_->collapse(indexOf(u"Berlin"_s));
     auto* filter = window_->findChild<QLineEdit*>();
-    QTest::keyClick(tree_, Qt::Key_F, Qt::ControlModifier);
+    press(Qt::Key_F, Qt::ControlModifier);
     EXPECT_EQ(QApplication::focusWidget(), filter);
     const auto filtered = [&](const QString& text) {
         filter->clear();
@@ -334,7 +311,7 @@ TEST_F(RemoteHostsWindowTest, BrowsingAndStatesAreThereWhenSomethingStandsBehind
     select(u"web"_s);
     click(window_, u"Browse…"_s);
     select(u"web"_s);
-    QTest::keyClick(tree_, Qt::Key_Return);
+    press(Qt::Key_Return);
     QTest::mouseDClick(tree_->viewport(), Qt::LeftButton, {}, tree_->visualRect(indexOf(u"web"_s)).center());
     EXPECT_EQ(browsed, (std::vector{web, web, web}));
     EXPECT_FALSE(topLevel<HostDetailsDialog>());
@@ -345,17 +322,12 @@ TEST_F(RemoteHostsWindowTest, BrowsingAndStatesAreThereWhenSomethingStandsBehind
         EXPECT_FALSE(candidate->text().contains(u"Browse"_s));
 }
 
-TEST_F(RemoteHostsWindowTest, TheTreeKeepsItsPromisesAndLosesNoHost) {
+TEST_F(RemoteHostsWindowTest, AHostOfALostGroupIsNotLost) {
     addGroup(u"B"_s);
     addHost(u"web"_s, u"B"_s);
     addHost(u"stray"_s, u"a group that is lost"_s);
-    RemoteHostsModel model({});
-    const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     show();
     EXPECT_EQ(shown(), u"Default: stray; B: web"_s);
-    addHost(u"third"_s, u"B"_s);
-    model.rebuild();
-    EXPECT_EQ(model.rowCount(model.index(1, 0)), 2);
 }
 
 TEST_F(RemoteHostsWindowTest, TheWindowIsOneAndTakesItsDialogsWithIt) {
@@ -364,8 +336,7 @@ TEST_F(RemoteHostsWindowTest, TheWindowIsOneAndTakesItsDialogsWithIt) {
     QWidget* mainWindow = open(file)->window();
     EXPECT_TRUE(isInFront(mainWindow));
     QTest::keyClick(mainWindow, Qt::Key_O, Qt::ControlModifier | Qt::ShiftModifier);
-    window_ = topLevel<RemoteHostsWindow>();
-    ASSERT_TRUE(window_);
+    window_ = opened<RemoteHostsWindow>();
     click(window_, u"Add Host…"_s);
     EXPECT_TRUE(topLevel<HostDetailsDialog>());
     windows_.showRemoteHosts();
@@ -377,18 +348,13 @@ TEST_F(RemoteHostsWindowTest, TheWindowIsOneAndTakesItsDialogsWithIt) {
 TEST_F(RemoteHostsWindowTest, TheWelcomeLeadsToTheHosts) {
     addHost(u"web"_s);
     windows_.showFirstWindow();
-    auto* welcome = topLevel<WelcomeWindow>();
-    ASSERT_TRUE(welcome);
-    auto* list = named<QListWidget>(welcome, u"Remote hosts"_s);
-    ASSERT_TRUE(list);
+    auto* list = named<QListWidget>(topLevel<WelcomeWindow>(), u"Remote hosts"_s);
     addHost(u"db"_s);
     RemoteHostsManager::shared().groupsChanged().post();
     ASSERT_EQ(list->count(), 2);
     list->setCurrentRow(1);
     QTest::keyClick(list, Qt::Key_Return);
-    window_ = topLevel<RemoteHostsWindow>();
-    ASSERT_TRUE(window_);
-    tree_ = window_->findChild<QTreeView*>();
+    tree_ = topLevel<RemoteHostsWindow>()->findChild<QTreeView*>();
     EXPECT_EQ(selected(), u"db"_s);
 
     std::shared_ptr<RemoteHost> browsed;
@@ -398,4 +364,4 @@ TEST_F(RemoteHostsWindowTest, TheWelcomeLeadsToTheHosts) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -1,39 +1,17 @@
 #include "ui/hosts/ServerBrowserViewController.h"
 
 #include "remote/RemoteFileModel.h"
-#include "remote/RemoteFileOrder.h"
 #include "remote/SFTPClient.h"
 #include "remote/hosts/RemoteHost.h"
-#include "remote/hosts/RemoteHostsManager.h"
-#include "support/RecordedAlerts.h"
-#include "support/TestStores.h"
-#include "support/WindowDriver.h"
+#include "ui/AppFixture.h"
 #include "ui/hosts/RemoteColumnView.h"
-#include "ui/widgets/MainThreadPump.h"
 
-#include <QAbstractItemModelTester>
-#include <QAction>
-#include <QDir>
-#include <QFile>
-#include <QLabel>
-#include <QPointer>
-#include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QToolButton>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <atomic>
-#include <functional>
 #include <map>
 #include <mutex>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using namespace Qt::StringLiterals;
 
 /// A login that answers what it is told to.
 class LoginThatAnswers : public Client {
@@ -100,10 +78,11 @@ private:
     std::atomic<bool> isConnected_{true};
 };
 
-class ServerBrowserTest : public testing::Test, public test::WindowDriver, public ServerBrowserViewDelegate {
+class ServerBrowserTest : public AppFixture, public ServerBrowserViewDelegate {
 protected:
+    using Mode = QAbstractItemModelTester::FailureReportingMode;
+
     ServerBrowserTest() {
-        test::makeStores(directory_.path());
         EXPECT_TRUE(RemoteHostsManager::shared().add(host_));
         using Kind = RemoteFileKind;
         tree_->directories = {
@@ -135,12 +114,8 @@ protected:
     void open(Result<Client::Connection> answer = Client::Connection{true, true}) {
         client_ = std::make_shared<LoginThatAnswers>(host_, alerts_, std::move(answer));
         browser_ = new ServerBrowserViewController(client_, tree_, *this, alerts_);
-        auto* model = browser_->findChild<RemoteFileModel*>();
-        for (QAbstractItemModel* tested :
-             {static_cast<QAbstractItemModel*>(model),
-              static_cast<QAbstractItemModel*>(browser_->findChild<RemoteFileOrder*>())})
-            new QAbstractItemModelTester(tested, QAbstractItemModelTester::FailureReportingMode::Fatal,
-                                         browser_);
+        for (auto* model : browser_->findChildren<QAbstractItemModel*>())
+            new QAbstractItemModelTester(model, Mode::Fatal, browser_);
         browser_->comeBack();
     }
     void remoteFileChosen(const std::shared_ptr<RemoteHost>&, const QString& path) override {
@@ -152,12 +127,8 @@ protected:
     QModelIndex entry(const QString& path) {
         QModelIndex found;
         EXPECT_TRUE(until([&] {
-            if (!columns().model())
-                return false;
-            const QModelIndexList all = columns().model()->match(
-                columns().model()->index(0, 0), RemoteFileModel::PathRole, path, 1, Qt::MatchRecursive);
-            if (!all.isEmpty())
-                found = all.first();
+            if (columns().model())
+                found = indexOf(*columns().model(), path, RemoteFileModel::PathRole);
             return found.isValid();
         })) << path.toStdString();
         return found;
@@ -166,20 +137,19 @@ protected:
         return until([&] { return WindowDriver::says(browser_, text); });
     }
     QString homePathInStore() const {
-        const auto stored = RemoteHostsManager::load(directory_.path(), Preferences::shared().userDefaults());
+        const auto stored = RemoteHostsManager::load(settings_.path(), Preferences::shared().userDefaults());
         return stored.value()->host(0)->homePath();
     }
     /// What stands in the column of the directory, from top to bottom.
     QStringList names(const QModelIndex& parent = {}) {
-        QStringList names;
-        for (int row = 0; columns().model() && row < columns().model()->rowCount(parent); ++row)
-            names.append(columns().model()->index(row, 0, parent).data().toString());
-        return names;
+        return columns().model() ? textsOf(*columns().model(), parent) : QStringList();
     }
     bool shows(const QStringList& expected, const QString& directory = {}) {
         return until(
             [&] { return names(directory.isEmpty() ? QModelIndex() : entry(directory)) == expected; });
     }
+    void select(const QString& path) { columns().setCurrentIndex(entry(path)); }
+    void press(const QString& name) { button(browser_, name)->click(); }
     QString selected() { return columns().currentIndex().data(RemoteFileModel::PathRole).toString(); }
     /// To the window's widget that has the keys.
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
@@ -187,11 +157,8 @@ protected:
         QTest::keyClick(browser_->focusWidget(), key, modifiers);
     }
 
-    MainThreadPump pump_;
-    QTemporaryDir directory_;
     std::shared_ptr<RemoteHost> host_ = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
     std::shared_ptr<TreeInMemory> tree_ = std::make_shared<TreeInMemory>(nullptr);
-    test::RecordedAlerts alerts_;
     std::shared_ptr<LoginThatAnswers> client_;
     QPointer<ServerBrowserViewController> browser_;
     QString chosen_;
@@ -203,26 +170,23 @@ TEST_F(ServerBrowserTest, EntriesAreShownBeforeTheirLinksAreFollowed) {
     open();
     ASSERT_TRUE(shows({u"apt"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s, u"today"_s}));
     EXPECT_EQ(browser_->currentPath(), u"/var/log"_s);
-    columns().setCurrentIndex(entry(u"/var/log/today"_s));
+    select(u"/var/log/today"_s);
     EXPECT_FALSE(button(browser_, u"OK"_s)->isEnabled()) << "nobody knows yet what it is";
     tree_->mayFollowLinks = true;
     tree_->mayFollowLinks.notify_all();
     ASSERT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
     EXPECT_EQ(selected(), u"/var/log/today"_s);
     EXPECT_TRUE(shows({u"new.log"_s}, u"/var/log/today"_s)) << "a directory that is selected is shown";
-    const auto imageOf = [&](const QString& path) {
-        return entry(path).data(RemoteFileModel::ImageNameRole).toString();
-    };
-    EXPECT_EQ(imageOf(u"/var/log/apt"_s), u"folder2"_s);
-    EXPECT_EQ(imageOf(u"/var/log/today"_s), u"symLink"_s);
-    EXPECT_EQ(imageOf(u"/var/log/b9.log"_s), u"blank"_s);
-    columns().setCurrentIndex(entry(u"/var/log/last.log"_s));
+    for (const auto& [name, image] : Rows<QString, QString>{
+             {u"apt"_s, u"folder2"_s}, {u"today"_s, u"symLink"_s}, {u"b9.log"_s, u"blank"_s}})
+        EXPECT_EQ(entry(u"/var/log/"_s + name).data(RemoteFileModel::ImageNameRole).toString(), image);
+    select(u"/var/log/last.log"_s);
     EXPECT_FALSE(button(browser_, u"OK"_s)->isEnabled());
     EXPECT_TRUE(says(u"It leads nowhere."_s));
     for (int i = 0; i < 2; ++i) {
-        columns().setCurrentIndex(entry(u"/var/log/apt"_s));
+        select(u"/var/log/apt"_s);
         EXPECT_TRUE(until([&] { return tree_->listingsOf(u"/var/log/apt"_s) == 1; }));
-        columns().setCurrentIndex(entry(u"/var/log/b9.log"_s));
+        select(u"/var/log/b9.log"_s);
     }
     EXPECT_EQ(tree_->listingsOf(u"/var/log/apt"_s), 1);
     EXPECT_EQ(tree_->listingsOf(u"/var/log"_s), 1);
@@ -242,16 +206,14 @@ TEST_F(ServerBrowserTest, KeysAloneLeadToAFile) {
     press(Qt::Key_Return);
     EXPECT_EQ(selected(), u"/var/log"_s);
     ASSERT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}, u"/var/log"_s));
-    press(Qt::Key_Right);
-    EXPECT_EQ(selected(), u"/var/log/apt"_s);
-    press(Qt::Key_End);
-    EXPECT_EQ(selected(), u"/var/log/last.log"_s);
-    press(Qt::Key_Left);
-    EXPECT_EQ(selected(), u"/var/log"_s);
-    press(Qt::Key_Backspace);
-    EXPECT_EQ(selected(), u"/var"_s);
-    press(Qt::Key_N);
-    EXPECT_EQ(selected(), u"/notes.txt"_s);
+    for (const auto& [key, path] : Rows<Qt::Key, QString>{{Qt::Key_Right, u"/var/log/apt"_s},
+                                                          {Qt::Key_End, u"/var/log/last.log"_s},
+                                                          {Qt::Key_Left, u"/var/log"_s},
+                                                          {Qt::Key_Backspace, u"/var"_s},
+                                                          {Qt::Key_N, u"/notes.txt"_s}}) {
+        press(key);
+        EXPECT_EQ(selected(), path);
+    }
     press(Qt::Key_Return);
     EXPECT_EQ(chosen_, u"/notes.txt"_s);
     EXPECT_TRUE(until([&] { return !browser_; }));
@@ -265,12 +227,11 @@ TEST_F(ServerBrowserTest, ThePathBarTheRootButtonAndTheKeyForItLeadBack) {
     press(Qt::Key_Up, Qt::AltModifier);
     EXPECT_EQ(browser_->currentPath(), u"/var/log"_s);
     EXPECT_TRUE(until([&] { return selected() == u"/var/log/apt"_s; }));
-    auto* component = named<QToolButton>(browser_, u"var"_s);
-    ASSERT_TRUE(component && until([&] { return component->isVisible(); }));
-    QTest::mouseClick(component, Qt::LeftButton);
+    ASSERT_TRUE(until([&] { return button(browser_, u"var"_s)->isVisible(); }));
+    click(browser_, u"var"_s);
     EXPECT_EQ(browser_->currentPath(), u"/var"_s);
     entry(u"/var/log"_s);
-    button(browser_, u"Root"_s)->click();
+    press(u"Root"_s);
     EXPECT_EQ(browser_->currentPath(), u"/"_s);
     entry(u"/notes.txt"_s);
 }
@@ -279,7 +240,7 @@ TEST_F(ServerBrowserTest, OrderAndHiddenFilesAreChosenAndRemembered) {
     host_->setHomePath(u"/var/log"_s);
     open();
     entry(u"/var/log/last.log"_s);
-    columns().setCurrentIndex(entry(u"/var/log/b9.log"_s));
+    select(u"/var/log/b9.log"_s);
     EXPECT_TRUE(says(u"/var/log/b9.log — 2.0 KiB, "_s +
                      QLocale().toString(QDateTime(QDate(2026, 11, 1), QTime(12, 0)), QLocale::ShortFormat)));
     named<QAction>(browser_, u"Sort by Size, Largest First"_s)->trigger();
@@ -298,7 +259,7 @@ TEST_F(ServerBrowserTest, OrderAndHiddenFilesAreChosenAndRemembered) {
 TEST_F(ServerBrowserTest, ARefreshKeepsWhatIsStillThere) {
     open();
     for (const QString& path : {u"/var"_s, u"/var/log"_s, u"/var/log/b9.log"_s})
-        columns().setCurrentIndex(entry(path));
+        select(path);
     entry(u"/var/log/last.log"_s);
     auto& log = tree_->directories[u"/var/log"_s];
     log = {
@@ -308,7 +269,7 @@ TEST_F(ServerBrowserTest, ARefreshKeepsWhatIsStillThere) {
     EXPECT_EQ(selected(), u"/var/log/b9.log"_s);
     EXPECT_EQ(columns().currentIndex().data(RemoteFileModel::FileSizeRole).toInt(), 3000);
     log.erase(log.begin());
-    button(browser_, u"Refresh"_s)->click();
+    press(u"Refresh"_s);
     EXPECT_TRUE(shows({u"today"_s, u"a.log"_s, u"apt"_s}, u"/var/log"_s));
     EXPECT_EQ(selected(), u"/var/log"_s) << "the neighbour of what is gone was not chosen by anybody";
     // Other bytes, which read alike.
@@ -326,15 +287,15 @@ TEST_F(ServerBrowserTest, ARefreshKeepsWhatIsStillThere) {
 
 TEST_F(ServerBrowserTest, ALostConnectionIsMadeAgainUnlessTheLoginIsRefused) {
     open();
-    columns().setCurrentIndex(entry(u"/var"_s));
+    select(u"/var"_s);
     tree_->lose();
-    columns().setCurrentIndex(entry(u"/var/log"_s));
+    select(u"/var/log"_s);
     entry(u"/var/log/apt"_s);
     EXPECT_EQ(tree_->logins, 1);
     EXPECT_FALSE(button(browser_, u"Reconnect"_s)->isVisible());
 
     tree_->refusesLogins = true;
-    columns().setCurrentIndex(entry(u"/notes.txt"_s));
+    select(u"/notes.txt"_s);
     tree_->lose();
     tree_->directories[u"/var/log"_s].push_back({u"zz.log"_s});
     press(Qt::Key_F5);
@@ -342,8 +303,8 @@ TEST_F(ServerBrowserTest, ALostConnectionIsMadeAgainUnlessTheLoginIsRefused) {
     EXPECT_TRUE(says(u"No connection: refused."_s)) << "whatever is selected";
     EXPECT_EQ(selected(), u"/notes.txt"_s);
     EXPECT_EQ(names(entry(u"/var/log"_s)).size(), 5) << "what was listed stands";
-    columns().setCurrentIndex(entry(u"/var/log"_s));
-    button(browser_, u"Reconnect"_s)->click();
+    select(u"/var/log"_s);
+    press(u"Reconnect"_s);
     entry(u"/var/log/zz.log"_s);
     EXPECT_EQ(selected(), u"/var/log"_s);
     EXPECT_TRUE(until([&] { return !button(browser_, u"Reconnect"_s)->isVisible(); }));
@@ -358,76 +319,67 @@ TEST_F(ServerBrowserTest, NamesHideNothing) {
     tree_->directories[u"/"_s] = {{u"rtl\u202egol.exe"_s}, {u"two\nlines"_s, RemoteFileKind::Directory}};
     open();
     ASSERT_TRUE(shows({u"two\u240alines"_s, u"rtl\ufffdgol.exe"_s}));
-    columns().setCurrentIndex(entry(u"/rtl\u202egol.exe"_s));
+    select(u"/rtl\u202egol.exe"_s);
     EXPECT_TRUE(says(u"/rtl\ufffdgol.exe"_s));
     EXPECT_EQ(columns().currentIndex().data(Qt::ToolTipRole).toString(), u"/rtl\ufffdgol.exe"_s);
-    columns().setCurrentIndex(entry(u"/two\nlines"_s));
+    select(u"/two\nlines"_s);
     EXPECT_TRUE(says(u"\"/two\u240alines\" cannot be read: permission denied."_s));
-    button(browser_, u"Pin"_s)->click();
+    press(u"Pin"_s);
     EXPECT_EQ(homePathInStore(), u"/two\nlines"_s);
     EXPECT_TRUE(says(u"u@h:22 begins with /two\u240alines from now on"_s));
 }
 
-TEST_F(ServerBrowserTest, APinOutlivesTheProgram) {
+TEST_F(ServerBrowserTest, APinOutlivesTheProgramAndReachesTheHostAsItIsByNowOrSaysWhyNot) {
     open();
-    columns().setCurrentIndex(entry(u"/var"_s));
-    columns().setCurrentIndex(entry(u"/var/log"_s));
-    button(browser_, u"Pin"_s)->click();
-    EXPECT_EQ(homePathInStore(), u"/var/log"_s);
-    columns().setCurrentIndex(entry(u"/notes.txt"_s));
-    button(browser_, u"Pin"_s)->click();
-    EXPECT_EQ(homePathInStore(), u"/"_s);
-}
-
-TEST_F(ServerBrowserTest, APinReachesTheHostAsItIsByNow) {
-    open();
+    for (const auto& [path, pinned] : Rows<QString, QString>{
+             {u"/var"_s, u"/var"_s}, {u"/var/log"_s, u"/var/log"_s}, {u"/notes.txt"_s, u"/"_s}}) {
+        select(path);
+        press(u"Pin"_s);
+        EXPECT_EQ(homePathInStore(), pinned);
+    }
     auto& store = RemoteHostsManager::shared();
     const auto edited = std::make_shared<RemoteHost>(u"h2"_s, 22, u"u"_s);
     edited->setUuid(host_->uuid());
     ASSERT_TRUE(store.update(0, edited));
-    columns().setCurrentIndex(entry(u"/var"_s));
-    button(browser_, u"Pin"_s)->click();
+    select(u"/var"_s);
+    press(u"Pin"_s);
     EXPECT_EQ(edited->homePath(), u"/var"_s);
     EXPECT_EQ(homePathInStore(), u"/var"_s);
     EXPECT_TRUE(says(u"u@h2:22 begins with /var from now on"_s));
 
+    const QString file = settings_.filePath(RemoteHostsManager::DATA_FILE);
+    ASSERT_TRUE(QFile::remove(file) && QDir().mkpath(file + u"/in the way"_s));
+    press(u"Pin"_s);
+    EXPECT_FALSE(store.fault().isEmpty());
+    EXPECT_TRUE(says(u"/var has not been saved: "_s + store.fault()));
+
     store.remove(edited);
-    button(browser_, u"Pin"_s)->click();
+    press(u"Pin"_s);
     EXPECT_TRUE(says(u"u@h:22 is no longer one of the remote hosts: nothing has been pinned"_s));
     EXPECT_EQ(store.count(), 0);
-}
-
-TEST_F(ServerBrowserTest, APinThatCannotBeSavedSaysSo) {
-    open();
-    columns().setCurrentIndex(entry(u"/var"_s));
-    const QString file = directory_.filePath(RemoteHostsManager::DATA_FILE);
-    ASSERT_TRUE(QFile::remove(file) && QDir().mkpath(file + u"/in the way"_s));
-    button(browser_, u"Pin"_s)->click();
-    EXPECT_FALSE(RemoteHostsManager::shared().fault().isEmpty());
-    EXPECT_TRUE(says(u"/var has not been saved: "_s + RemoteHostsManager::shared().fault()));
 }
 
 TEST_F(ServerBrowserTest, WhyADirectoryCannotBeListedIsSaidAtEveryVisit) {
     tree_->directories[u"/"_s].push_back({u"root"_s, RemoteFileKind::Directory});
     open();
+    const QString reason = u"\"/root\" cannot be read: permission denied."_s;
     for (int visit = 1; visit <= 2; ++visit) {
-        columns().setCurrentIndex(entry(u"/root"_s));
+        select(u"/root"_s);
         EXPECT_TRUE(until([&] { return tree_->listingsOf(u"/root"_s) == visit; }));
-        EXPECT_TRUE(says(u"\"/root\" cannot be read: permission denied."_s));
-        columns().setCurrentIndex(entry(u"/notes.txt"_s));
-        EXPECT_FALSE(WindowDriver::says(browser_, u"\"/root\" cannot be read: permission denied."_s));
+        EXPECT_TRUE(says(reason));
+        select(u"/notes.txt"_s);
+        EXPECT_FALSE(WindowDriver::says(browser_, reason));
     }
 }
 
 TEST_F(ServerBrowserTest, ARefusedLoginClosesTheBrowserWithItsReason) {
     open(Error{1, QStringLiteral("SSH"), QStringLiteral("Access denied.")});
     EXPECT_TRUE(until([&] { return !alerts_.alerts.empty() && !browser_; }));
-    EXPECT_EQ(alerts_.alerts.front().message, u"Could not connect to host: h on port 22"_s);
-    EXPECT_EQ(
-        alerts_.alerts.front().informativeText,
-        u"Please check the configuration and ensure the SSH server is running! Reason: Access denied."_s);
+    EXPECT_EQ(alerts_.texts().first(),
+              u"Could not connect to host: h on port 22|Please check the configuration and "
+              "ensure the SSH server is running! Reason: Access denied."_s);
     EXPECT_TRUE(chosen_.isEmpty());
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

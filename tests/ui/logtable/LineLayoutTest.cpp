@@ -1,29 +1,15 @@
+#include "ui/logtable/TableFixture.h"
+
 #include "foundation/text/VisibleText.h"
 #include "ui/logtable/GridLineLayout.h"
 #include "ui/logtable/LineMetrics.h"
 #include "ui/logtable/ShapedLineLayout.h"
 
-#include <QElapsedTimer>
-#include <QFontDatabase>
-#include <QImage>
-#include <QPainter>
-#include <gtest/gtest.h>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-
-class LineLayoutTest : public ::testing::Test {
+class LineLayoutTest : public TableFixture {
 protected:
-    LineLayoutTest() : metrics_(font()) {}
-
-    static QFont font() {
-        QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-        font.setPointSize(12);
-        return font;
-    }
-
     std::unique_ptr<LineLayout> make(const QString& text,
                                      std::optional<int> wrapColumns = std::nullopt) const {
         return LineLayout::make(AttributedString(text), metrics_,
@@ -46,21 +32,37 @@ protected:
         return lines;
     }
 
-    LineMetrics metrics_;
+    /// The colours at these positions of the line on that ground: at the left edge of the cell, above the
+    /// letter.
+    std::vector<QColor> painted(const AttributedString& line, const QColor& ground, TextRange selection,
+                                bool isRowSelected, const LineLayout::Colors& colors,
+                                const std::vector<int>& positions) const {
+        const auto layout = LineLayout::make(line, metrics_, std::nullopt);
+        const auto height = static_cast<int>(metrics_.lineHeight());
+        QImage image(300, height, QImage::Format_RGB32);
+        image.fill(ground);
+        QPainter painter(&image);
+        layout->paint(painter, {0, 0}, QRectF(image.rect()), selection, isRowSelected, colors);
+        std::vector<QColor> found;
+        for (const int position : positions) {
+            const auto left = static_cast<int>(layout->characterRect(position).left());
+            found.push_back(image.pixelColor(left + 2, height / 2 - 7));
+        }
+        return found;
+    }
+
+    const LineMetrics metrics_{font()};
 };
 
 TEST_F(LineLayoutTest, WrappingBreaksAtBlanksAndLosesNothing) {
-    struct Case {
-        QString text;
-        QStringList lines;
-    };
-    for (const Case& c :
-         {Case{u"short"_s, {u"short"_s}}, Case{u"one two three four"_s, {u"one two "_s, u"three four"_s}},
-          Case{u"abcdefghijklmnopqrstuvwxyz"_s, {u"abcdefghij"_s, u"klmnopqrst"_s, u"uvwxyz"_s}},
-          Case{u"0123456789"_s, {u"0123456789"_s}},
-          Case{u"a=1,bcd=22,efghij=3"_s, {u"a=1,bcd="_s, u"22,efghij="_s, u"3"_s}}}) {
-        EXPECT_EQ(visualLines(c.text, 10), c.lines) << qPrintable(c.text);
-        EXPECT_EQ(visualLines(c.text, 10).join(QString()), c.text);
+    for (const auto& [text, lines] : Rows<QString, QStringList>{
+             {u"short"_s, {u"short"_s}},
+             {u"one two three four"_s, {u"one two "_s, u"three four"_s}},
+             {u"abcdefghijklmnopqrstuvwxyz"_s, {u"abcdefghij"_s, u"klmnopqrst"_s, u"uvwxyz"_s}},
+             {u"0123456789"_s, {u"0123456789"_s}},
+             {u"a=1,bcd=22,efghij=3"_s, {u"a=1,bcd="_s, u"22,efghij="_s, u"3"_s}}}) {
+        EXPECT_EQ(visualLines(text, 10), lines);
+        EXPECT_EQ(lines.join(QString()), text);
     }
 }
 
@@ -110,62 +112,29 @@ TEST_F(LineLayoutTest, VeryLongLinesAreShapedOnlyWhereTheyAreVisible) {
         // Wrapped text of any script ends somewhere, and says how much it leaves out.
         const auto wrapped = make(text, 80);
         EXPECT_GT(wrapped->visualLineCount(), 150);
-        if (part[0].unicode() > 0x7F)
-            EXPECT_EQ(wrapped->hiddenUnits(), text.size() - LineLayout::longestShapedWrap);
-        else
-            EXPECT_EQ(wrapped->hiddenUnits(), 0);
+        const bool isShaped = part[0].unicode() > 0x7F;
+        EXPECT_EQ(wrapped->hiddenUnits(), isShaped ? text.size() - LineLayout::longestShapedWrap : 0);
     }
 }
 
 TEST_F(LineLayoutTest, ColoursAndSelectionAreDrawnWhereTheyBelong) {
+    using Colors = std::vector<QColor>;
     for (const QString& text : {u"aaaaaaaaaa"_s, u"ääääääääää"_s}) {
-        AttributedString line(text);
-        line.add({.background = QColor(Qt::yellow)}, {{2, 2}});
-        const auto layout = LineLayout::make(line, metrics_, std::nullopt);
-        const auto height = static_cast<int>(metrics_.lineHeight());
-        QImage image(300, height, QImage::Format_RGB32);
-        image.fill(Qt::white);
-        QPainter painter(&image);
-        layout->paint(painter, {0, 0}, QRectF(image.rect()), {5, 3}, false, {Qt::black, Qt::white, Qt::blue});
-        painter.end();
-        const auto colorOf = [&](int position) {
-            // At the left edge of the cell, above the letter.
-            const QRectF area = layout->characterRect(position);
-            return image.pixelColor(static_cast<int>(area.left() + 2), height / 2 - 7);
-        };
-        EXPECT_EQ(colorOf(1), QColor(Qt::white)) << qPrintable(text);
-        EXPECT_EQ(colorOf(2), QColor(Qt::yellow)) << qPrintable(text);
-        EXPECT_EQ(colorOf(4), QColor(Qt::white)) << qPrintable(text);
-        EXPECT_EQ(colorOf(6), QColor(Qt::blue)) << qPrintable(text);
-        EXPECT_EQ(colorOf(8), QColor(Qt::white)) << qPrintable(text);
-    }
-}
-
-TEST_F(LineLayoutTest, TheRowsOwnGroundIsNotPaintedOverByTheText) {
-    for (const QString& text : {u"aaaaaaaaaa"_s, u"ääääääääää"_s}) {
-        AttributedString line(text);
-        line.add({.background = QColor(Qt::yellow)});
-        line.add({.background = QColor(Qt::cyan)}, {{4, 2}});
-        const auto layout = LineLayout::make(line, metrics_, std::nullopt);
-        const auto height = static_cast<int>(metrics_.lineHeight());
-        QImage image(300, height, QImage::Format_RGB32);
-        image.fill(Qt::blue); // a selected row
-        QPainter painter(&image);
-        layout->paint(painter, {0, 0}, QRectF(image.rect()), {}, true,
-                      {.text = Qt::black,
-                       .selectedText = Qt::white,
-                       .selectedBackground = Qt::blue,
-                       .lineBackground = QColor(Qt::yellow)});
-        painter.end();
-        const auto colorOf = [&](int position) {
-            const QRectF area = layout->characterRect(position);
-            return image.pixelColor(static_cast<int>(area.left() + 2), height / 2 - 7);
-        };
-        EXPECT_EQ(colorOf(1), QColor(Qt::blue)) << qPrintable(text);
-        EXPECT_EQ(colorOf(4), QColor(Qt::cyan)) << qPrintable(text);
-        EXPECT_EQ(colorOf(8), QColor(Qt::blue)) << qPrintable(text);
+        AttributedString part(text);
+        part.add({.background = QColor(Qt::yellow)}, {{2, 2}});
+        EXPECT_EQ(painted(part, Qt::white, {5, 3}, false, {Qt::black, Qt::white, Qt::blue}, {1, 2, 4, 6, 8}),
+                  (Colors{Qt::white, Qt::yellow, Qt::white, Qt::blue, Qt::white}))
+            << qPrintable(text);
+        // The ground of a selected row is not painted over by that of its line.
+        AttributedString whole(text);
+        whole.add({.background = QColor(Qt::yellow)});
+        whole.add({.background = QColor(Qt::cyan)}, {{4, 2}});
+        const LineLayout::Colors colors{Qt::black, Qt::white, Qt::blue, QColor(Qt::yellow)};
+        EXPECT_EQ(painted(whole, Qt::blue, {}, true, colors, {1, 4, 8}),
+                  (Colors{Qt::blue, Qt::cyan, Qt::blue}))
+            << qPrintable(text);
     }
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

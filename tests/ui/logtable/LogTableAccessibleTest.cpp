@@ -1,66 +1,24 @@
 #include "ui/logtable/LogTableAccessible.h"
 
-#include "ui/logtable/FakeDataSource.h"
-#include "ui/logtable/LogTableView.h"
-
-#include <QAccessible>
-#include <QFontDatabase>
-#include <QPointer>
-#include <QTest>
-#include <gtest/gtest.h>
+#include "ui/logtable/TableFixture.h"
 
 #include <limits>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-
-/// What an assistive program would have heard.
-struct Announced {
-    QAccessible::Event type;
-    /// Name of what it is about, as it was then.
-    QString name;
-};
-
-std::vector<Announced>& announced() {
-    static std::vector<Announced> events;
-    return events;
-}
-
-void record(QAccessibleEvent& event) {
-    QAccessibleInterface* about = event.accessibleInterface();
-    announced().push_back({event.type(), about ? about->text(QAccessible::Name) : QString()});
-}
-
-class LogTableAccessibleTest : public ::testing::Test {
+class LogTableAccessibleTest : public TableFixture {
 protected:
     LogTableAccessibleTest() {
-        LogTableAnnouncer::setListener(record);
-        announced().clear();
+        LogTableAnnouncer::setListener([](QAccessibleEvent& event) {
+            QAccessibleInterface* about = event.accessibleInterface();
+            announced_.emplace_back(event.type(), about ? about->text(QAccessible::Name) : QString());
+        });
+        announced_.clear();
     }
     ~LogTableAccessibleTest() override { LogTableAnnouncer::setListener(nullptr); }
 
-    void show(std::shared_ptr<test::FakeDataSource> source) {
-        source_ = std::move(source);
-        window_ = std::make_unique<QWidget>();
-        window_->resize(600, 400);
-        view_ = new LogTableView(window_.get());
-        view_->setColumnWidth(cell::lineMark, 18);
-        view_->setColumnWidth(cell::lineNum, 90);
-        view_->setGeometry(0, 0, 600, 400);
-        QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-        font.setPointSize(12);
-        view_->delegate().setFont(font);
-        view_->setColumnWidth(cell::line, 492);
-        view_->delegate().setDataSource(source_);
-        view_->layoutChanged();
-        view_->setRowCount(source_->numberOfRows());
-        window_->show();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window_.get()));
-    }
-
-    QAccessibleInterface& accessible() const { return *QAccessible::queryAccessibleInterface(view_); }
+    QAccessibleInterface& accessible() const { return *QAccessible::queryAccessibleInterface(&view_); }
     QAccessibleTableInterface& table() const { return *accessible().tableInterface(); }
     QString nameAt(int row, int column) const {
         QAccessibleInterface* found = table().cellAt(row, column);
@@ -68,28 +26,28 @@ protected:
     }
     QStringList namesOf(QAccessible::Event type) const {
         QStringList names;
-        for (const Announced& event : announced()) {
-            if (event.type == type)
-                names.append(event.name);
+        for (const auto& [event, name] : announced_) {
+            if (event == type)
+                names.append(name);
         }
         return names;
     }
 
-    std::shared_ptr<test::FakeDataSource> source_;
-    std::unique_ptr<QWidget> window_;
-    QPointer<LogTableView> view_;
+    /// What an assistive program would have heard: events, and the names of what they are about, as they were
+    /// then.
+    static inline std::vector<std::pair<QAccessible::Event, QString>> announced_;
 };
 
 TEST_F(LogTableAccessibleTest, OnlyVisibleCellsAreThereHoweverManyRowsTheTableHas) {
-    show(std::make_shared<test::FakeDataSource>(5'000'000'000));
+    show(5'000'000'000);
     ASSERT_EQ(accessible().role(), QAccessible::Table);
     EXPECT_EQ(accessible().text(QAccessible::Name), u"Log lines"_s);
     EXPECT_EQ(table().rowCount(), std::numeric_limits<int>::max());
-    view_->selectAll();
+    view_.selectAll();
     for (const qint64 top : {0LL, 2'500'000'000LL, 4'999'999'999LL}) {
-        view_->setTopRow(top);
+        view_.setTopRow(top);
         source_->asked.clear();
-        const auto visible = static_cast<int>(view_->lastVisibleRow() - view_->firstVisibleRow() + 1);
+        const auto visible = static_cast<int>(view_.lastVisibleRow() - view_.firstVisibleRow() + 1);
         ASSERT_EQ(accessible().childCount(), visible * 3);
         for (int i = 0; i < visible * 3; ++i) {
             QAccessibleInterface* child = accessible().child(i);
@@ -100,7 +58,7 @@ TEST_F(LogTableAccessibleTest, OnlyVisibleCellsAreThereHoweverManyRowsTheTableHa
             EXPECT_TRUE(child->state().selected);
             if (i % 3 == 2) {
                 EXPECT_EQ(child->text(QAccessible::Name),
-                          u"line %1"_s.arg(view_->firstVisibleRow() + i / 3 + 1));
+                          u"line %1"_s.arg(view_.firstVisibleRow() + i / 3 + 1));
             }
         }
         EXPECT_EQ(accessible().child(visible * 3), nullptr);
@@ -111,13 +69,12 @@ TEST_F(LogTableAccessibleTest, OnlyVisibleCellsAreThereHoweverManyRowsTheTableHa
 }
 
 TEST_F(LogTableAccessibleTest, ACellSaysWhatIsDrawnThere) {
-    show(std::make_shared<test::FakeDataSource>(1000, [](qint64 row) {
+    show(1000, [](qint64 row) {
         return row == 4 ? QString() : row == 5 ? u"a\u0001b\r"_s : u"text %1"_s.arg(row);
-    }));
-    source_->unloaded.insert(1);
-    source_->hidden.insert(2);
-    source_->marked.insert(3);
-    view_->rowsChanged();
+    });
+    source_->hidden = {2};
+    source_->marked = {3};
+    unload({1});
     const QStringList lines{u"text 0"_s, u"Loading…"_s, u"Filtered"_s, u"text 3"_s, u""_s, u"a\u2401b"_s};
     for (int row = 0; row < lines.size(); ++row) {
         EXPECT_EQ(nameAt(row, 2), lines[row]);
@@ -139,7 +96,7 @@ TEST_F(LogTableAccessibleTest, ACellSaysWhatIsDrawnThere) {
 }
 
 TEST_F(LogTableAccessibleTest, CellsOutOfViewAreLetGoAndTheOthersStay) {
-    show(std::make_shared<test::FakeDataSource>(1000));
+    show(1000);
     const auto idOf = [&](int row, int column) {
         QAccessibleInterface* found = table().cellAt(row, column);
         return found ? QAccessible::uniqueId(found) : QAccessible::Id(0);
@@ -147,29 +104,28 @@ TEST_F(LogTableAccessibleTest, CellsOutOfViewAreLetGoAndTheOthersStay) {
     const auto isThere = [](QAccessible::Id id) { return QAccessible::accessibleInterface(id) != nullptr; };
     const QAccessible::Id gone = idOf(1, 2);
     const QAccessible::Id kept = idOf(6, 2);
-    view_->setTopRow(5);
+    view_.setTopRow(5);
     EXPECT_FALSE(isThere(gone));
     EXPECT_TRUE(isThere(kept));
     EXPECT_EQ(idOf(6, 2), kept);
     EXPECT_EQ(idOf(1, 2), 0U);
 
     const QAccessible::Id number = idOf(6, 1);
-    view_->takeColumn(cell::lineNum);
+    view_.takeColumn(cell::lineNum);
     EXPECT_FALSE(isThere(number));
     EXPECT_EQ(nameAt(6, 1), u"line 7"_s);
     EXPECT_EQ(table().cellAt(6, 1)->tableCellInterface()->columnIndex(), 1);
 
     // The file was cut short.
     const QAccessible::Id beyond = idOf(9, 1);
-    source_->setRows(8);
-    view_->setRowCount(8);
+    setRows(8);
     EXPECT_FALSE(isThere(beyond));
     EXPECT_EQ(accessible().childCount(), 8 * 2);
-    view_->setRowCount(0);
+    view_.setRowCount(0);
     EXPECT_FALSE(isThere(kept));
     EXPECT_EQ(accessible().childCount(), 0);
 
-    view_->setRowCount(8);
+    view_.setRowCount(8);
     const QAccessible::Id last = idOf(0, 0);
     const QAccessible::Id whole = QAccessible::uniqueId(&accessible());
     window_.reset();
@@ -178,8 +134,8 @@ TEST_F(LogTableAccessibleTest, CellsOutOfViewAreLetGoAndTheOthersStay) {
 }
 
 TEST_F(LogTableAccessibleTest, ACellIsFoundWhereItIsDrawn) {
-    show(std::make_shared<test::FakeDataSource>(1000));
-    view_->setTopRow(100);
+    show(1000);
+    view_.setTopRow(100);
     for (int i = 0; i < accessible().childCount(); ++i) {
         QAccessibleInterface* child = accessible().child(i);
         // The edges between rows need not lie on whole pixels.
@@ -195,53 +151,47 @@ TEST_F(LogTableAccessibleTest, ACellIsFoundWhereItIsDrawn) {
 }
 
 TEST_F(LogTableAccessibleTest, TheCurrentRowHasTheFocusAndIsAnnounced) {
-    show(std::make_shared<test::FakeDataSource>(1000));
+    show(1000);
+    ASSERT_TRUE(isInFront(&view_));
     accessible();
-    view_->clearFocus();
-    view_->selectRow(3);
+    view_.clearFocus();
+    view_.selectRow(3);
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList()) << "the keys are elsewhere";
-    view_->setFocus();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !namesOf(QAccessible::Focus).isEmpty(); }));
+    view_.setFocus();
+    ASSERT_TRUE(until([&] { return !namesOf(QAccessible::Focus).isEmpty(); }));
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList(u"line 4"_s));
-    announced().clear();
-    QTest::keyClick(view_, Qt::Key_Down);
+    announced_.clear();
+    press(Qt::Key_Down);
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList(u"line 5"_s));
-    ASSERT_TRUE(accessible().focusChild());
     EXPECT_EQ(accessible().focusChild()->text(QAccessible::Name), u"line 5"_s);
     EXPECT_TRUE(table().cellAt(4, 2)->state().focused);
     EXPECT_FALSE(table().cellAt(3, 2)->state().focused);
     EXPECT_EQ(table().selectedRows(), QList<int>{4});
     EXPECT_EQ(namesOf(QAccessible::SelectionWithin), QStringList(u"Log lines"_s));
     // A row that is not in view is announced when it comes into it.
-    view_->selectRow(500);
-    view_->scrollRowToVisible(500);
-    QTest::keyClick(view_, Qt::Key_End);
+    view_.selectRow(500);
+    view_.scrollRowToVisible(500);
+    press(Qt::Key_End);
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList({u"line 5"_s, u"line 501"_s, u"line 1000"_s}));
 }
 
 TEST_F(LogTableAccessibleTest, AGrowingTableIsAnnouncedNowAndThen) {
-    show(std::make_shared<test::FakeDataSource>(1000));
+    show(1000);
     accessible();
     const auto changes = [&] { return namesOf(QAccessible::TableModelChanged).size(); };
-    const auto growTo = [&](qint64 rows) {
-        source_->setRows(rows);
-        view_->setRowCount(rows);
-        view_->rowsChanged(rows - 1);
-    };
     for (qint64 rows = 1001; rows <= 1100; ++rows)
-        growTo(rows);
+        setRows(rows, rows - 1);
     EXPECT_EQ(changes(), 0);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return changes() > 0; }));
+    ASSERT_TRUE(until([&] { return changes() > 0; }));
     EXPECT_EQ(changes(), 1);
-    growTo(1101);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return changes() > 1; })) << "the last rows are announced, too";
+    setRows(1101, 1100);
+    ASSERT_TRUE(until([&] { return changes() > 1; })) << "the last rows are announced, too";
 }
 
 TEST_F(LogTableAccessibleTest, TextSelectedInALineCanBeReadAndSet) {
-    show(std::make_shared<test::FakeDataSource>(100, [](qint64) { return u"alpha beta gamma"_s; }));
+    show(100, u"alpha beta gamma"_s);
     QAccessibleInterface* line = table().cellAt(2, 2);
     QAccessibleTextInterface* text = line->textInterface();
-    ASSERT_TRUE(text);
     EXPECT_EQ(table().cellAt(2, 1)->textInterface(), nullptr);
     // Wherever a character is drawn it is found.
     for (const int offset : {0, 7, 15}) {
@@ -249,8 +199,8 @@ TEST_F(LogTableAccessibleTest, TextSelectedInALineCanBeReadAndSet) {
         EXPECT_EQ(text->offsetAtPoint(place.center()), offset);
         EXPECT_TRUE(line->rect().contains(place.center()));
     }
-    const QPoint beta = view_->viewport()->mapFromGlobal(text->characterRect(7).center());
-    QTest::mouseDClick(view_->viewport(), Qt::LeftButton, {}, beta);
+    const QPoint beta = view_.viewport()->mapFromGlobal(text->characterRect(7).center());
+    QTest::mouseDClick(view_.viewport(), Qt::LeftButton, {}, beta);
     ASSERT_EQ(text->selectionCount(), 1);
     int start = -1;
     int end = -1;
@@ -260,33 +210,33 @@ TEST_F(LogTableAccessibleTest, TextSelectedInALineCanBeReadAndSet) {
     EXPECT_FALSE(line->state().selected) << "a part of the line is selected, not the row";
     EXPECT_FALSE(namesOf(QAccessible::TextSelectionChanged).isEmpty());
     text->setSelection(0, 11, 1000);
-    EXPECT_EQ(view_->selectedText(), u"gamma"_s);
+    EXPECT_EQ(view_.selectedText(), u"gamma"_s);
     text->removeSelection(0);
-    EXPECT_FALSE(view_->textSelection());
+    EXPECT_FALSE(view_.textSelection());
 }
 
 TEST_F(LogTableAccessibleTest, AssistiveProgramsCanMarkAndSelectLines) {
-    show(std::make_shared<test::FakeDataSource>(1000));
-    QObject::connect(view_, &LogTableView::lineMarkClicked, view_, [&](qint64 row) {
+    show(1000);
+    ASSERT_TRUE(isInFront(&view_));
+    QObject::connect(&view_, &LogTableView::lineMarkClicked, &view_, [&](qint64 row) {
         if (source_->marked.erase(row) == 0)
             source_->marked.insert(row);
     });
     QAccessibleInterface* mark = table().cellAt(4, 0);
-    ASSERT_TRUE(mark->actionInterface());
     for (const bool isMarked : {true, false}) {
-        announced().clear();
+        announced_.clear();
         mark->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
         EXPECT_EQ(mark->state().checked, isMarked);
         EXPECT_EQ(source_->marked.contains(4), isMarked);
         EXPECT_EQ(namesOf(QAccessible::StateChanged).size(), 1);
     }
     table().cellAt(6, 2)->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
-    EXPECT_TRUE(view_->hasFocus());
-    EXPECT_EQ(view_->currentRow(), 6);
+    EXPECT_TRUE(view_.hasFocus());
+    EXPECT_EQ(view_.currentRow(), 6);
     EXPECT_TRUE(table().selectRow(700));
     EXPECT_EQ(table().selectedRows(), QList<int>{700}) << "it is brought into view";
     EXPECT_FALSE(table().selectRow(1000));
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -1,47 +1,17 @@
-#include "ui/logtable/LogTableView.h"
-
-#include "ui/logtable/FakeDataSource.h"
-
-#include <QApplication>
-#include <QFontDatabase>
-#include <QMouseEvent>
-#include <QScrollBar>
-#include <QSignalSpy>
-#include <QTest>
-#include <QWheelEvent>
-#include <gtest/gtest.h>
+#include "ui/logtable/TableFixture.h"
 
 #include <algorithm>
 #include <set>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-
-class LogTableViewTest : public ::testing::Test {
+class LogTableViewTest : public TableFixture {
 protected:
-    void show(std::shared_ptr<test::FakeDataSource> source, bool wrapping = false) {
-        source_ = std::move(source);
-        QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-        font.setPointSize(12);
-        view_.setColumnWidth(cell::lineMark, 18);
-        view_.setColumnWidth(cell::lineNum, 60);
-        view_.resize(600, 400);
-        view_.delegate().setFont(font);
-        view_.delegate().setWrapping(wrapping);
-        view_.setColumnWidth(cell::line, 500);
-        view_.delegate().setDataSource(source_);
-        view_.layoutChanged();
-        view_.setRowCount(source_->numberOfRows());
-        view_.show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(&view_));
-    }
-
     int fullRows() const { return static_cast<int>(view_.viewport()->height() / view_.rowHeight()); }
     QPoint pointInRow(qint64 row, int column) const {
         const auto area = view_.rowRect(row);
-        const qreal cellWidth = const_cast<LogTableView&>(view_).delegate().metrics().cellWidth();
+        const qreal cellWidth = view_.delegate().metrics().cellWidth();
         return QPointF(18 + 60 + 6 + (column + 0.2) * cellWidth, area ? area->center().y() : -1).toPoint();
     }
     void wheel(int delta) {
@@ -50,11 +20,15 @@ protected:
                           Qt::NoModifier, Qt::NoScrollPhase, false);
         QApplication::sendEvent(view_.viewport(), &event);
     }
-    void drag(QPoint from, QPoint to) {
-        QTest::mousePress(view_.viewport(), Qt::LeftButton, {}, from);
-        QTest::mouseMove(view_.viewport(), (from + to) / 2);
-        QTest::mouseMove(view_.viewport(), to);
-        QTest::mouseRelease(view_.viewport(), Qt::LeftButton, {}, to);
+    void clickOn(QPoint place, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::mouseClick(view_.viewport(), Qt::LeftButton, modifiers, place);
+    }
+    /// Drags from the first to the last place by way of the others.
+    void drag(const std::vector<QPoint>& places) {
+        QTest::mousePress(view_.viewport(), Qt::LeftButton, {}, places.front());
+        for (const QPoint place : places)
+            QTest::mouseMove(view_.viewport(), place);
+        QTest::mouseRelease(view_.viewport(), Qt::LeftButton, {}, places.back());
     }
     /// Presses and releases the button, the second and fourth of quick clicks as Qt reports them.
     void click(QPoint place, int times) {
@@ -94,13 +68,14 @@ protected:
         return seen;
     }
 
+    Ranges selected() const { return view_.selection().ranges(); }
+    qreal heightOf(qint64 row) { return view_.delegate().heightOfRow(row); }
+
     quint64 milliseconds_ = 0;
-    std::shared_ptr<test::FakeDataSource> source_;
-    LogTableView view_;
 };
 
 TEST_F(LogTableViewTest, OnlyVisibleRowsAreAskedForHoweverManyThereAre) {
-    show(std::make_shared<test::FakeDataSource>(5'000'000'000));
+    show(5'000'000'000);
     EXPECT_LT(source_->asked.size(), 200U);
     for (const qint64 row : {0LL, 2'500'000'000LL, 4'999'999'000LL, 4'999'999'999LL}) {
         source_->asked.clear();
@@ -114,22 +89,27 @@ TEST_F(LogTableViewTest, OnlyVisibleRowsAreAskedForHoweverManyThereAre) {
 
 TEST_F(LogTableViewTest, TheScrollBarReachesBothEndsOfAnyTable) {
     for (const qint64 rows : {30LL, 5000LL, 100'000'000LL, 5'000'000'000LL}) {
-        view_.hide();
-        show(std::make_shared<test::FakeDataSource>(rows));
+        show(rows);
         view_.verticalScrollBar()->setValue(view_.verticalScrollBar()->maximum());
         EXPECT_EQ(view_.lastVisibleRow(), rows - 1);
         EXPECT_TRUE(view_.isAtEnd());
-        const auto last = view_.rowRect(rows - 1);
-        ASSERT_TRUE(last);
-        EXPECT_NEAR(last->bottom(), view_.viewport()->height(), 1.0);
+        EXPECT_NEAR(view_.rowRect(rows - 1).value().bottom(), view_.viewport()->height(), 1.0);
         view_.verticalScrollBar()->setValue(0);
         EXPECT_EQ(view_.firstVisibleRow(), 0);
         EXPECT_EQ(view_.isAtEnd(), rows <= fullRows());
     }
 }
 
-TEST_F(LogTableViewTest, AViewAtItsEndStaysThereWhenItIsResized) {
-    show(std::make_shared<test::FakeDataSource>(1000));
+TEST_F(LogTableViewTest, FewRowsStartAtTheTop) {
+    show(3);
+    EXPECT_TRUE(view_.isAtEnd());
+    press(Qt::Key_End);
+    EXPECT_EQ(view_.rowRect(0).value().top(), 0);
+    EXPECT_EQ(view_.currentRow(), 2);
+}
+
+TEST_F(LogTableViewTest, TheViewStaysWhereItIsWhenTheWindowIsResizedAndRowsAreAdded) {
+    show(1000);
     view_.scrollToEnd();
     for (const int height : {200, 500}) {
         view_.resize(600, height);
@@ -138,110 +118,85 @@ TEST_F(LogTableViewTest, AViewAtItsEndStaysThereWhenItIsResized) {
     view_.setTopRow(500);
     view_.resize(600, 300);
     EXPECT_EQ(view_.firstVisibleRow(), 500);
-}
-
-TEST_F(LogTableViewTest, FewRowsStartAtTheTop) {
-    show(std::make_shared<test::FakeDataSource>(3));
-    EXPECT_TRUE(view_.isAtEnd());
-    QTest::keyClick(&view_, Qt::Key_End);
-    ASSERT_TRUE(view_.rowRect(0));
-    EXPECT_EQ(view_.rowRect(0)->top(), 0);
-    EXPECT_EQ(view_.currentRow(), 2);
-}
-
-TEST_F(LogTableViewTest, RowsAddedAtTheEndLeaveTheViewWhereItIs) {
-    show(std::make_shared<test::FakeDataSource>(1000));
-    view_.setTopRow(500);
-    source_->setRows(2000);
-    view_.setRowCount(2000);
-    view_.rowsChanged(999);
+    setRows(2000, 999);
     EXPECT_EQ(view_.firstVisibleRow(), 500);
     // A file cut short takes the view along to what is left.
-    source_->setRows(100);
-    view_.setRowCount(100);
-    view_.rowsChanged();
+    setRows(100);
     EXPECT_EQ(view_.lastVisibleRow(), 99);
     EXPECT_TRUE(view_.isAtEnd());
 }
 
 TEST_F(LogTableViewTest, UnwrappedRowsAllHaveTheHeightOfTheFont) {
-    show(std::make_shared<test::FakeDataSource>(
-        50, [](qint64 row) { return row % 2 ? QString() : u"京都 x "_s.repeated(40); }));
+    show(50, [](qint64 row) { return row % 2 ? QString() : u"京都 x "_s.repeated(40); });
     source_->unloaded.insert(4);
-    const qreal height = view_.delegate().heightOfRow(0);
+    const qreal height = heightOf(0);
     for (const qint64 row : {1, 2, 3, 4, 49})
-        EXPECT_EQ(view_.delegate().heightOfRow(row), height);
+        EXPECT_EQ(heightOf(row), height);
     QFont larger = view_.delegate().metrics().font();
     larger.setPointSizeF(24);
     view_.delegate().setFont(larger);
     view_.layoutChanged();
-    EXPECT_GT(view_.delegate().heightOfRow(0), height * 1.5);
+    EXPECT_GT(heightOf(0), height * 1.5);
 }
 
 TEST_F(LogTableViewTest, WrappedHeightsFollowTextAndWidth) {
     QString text = u"word "_s.repeated(60);
-    show(std::make_shared<test::FakeDataSource>(50,
-                                                [&text](qint64 row) { return row == 3 ? QString() : text; }),
-         true);
+    show(
+        50, [&text](qint64 row) { return row == 3 ? QString() : text; }, true);
     source_->unloaded.insert(5);
     const qreal one = view_.rowHeight();
-    EXPECT_EQ(view_.delegate().heightOfRow(3), one);
-    EXPECT_EQ(view_.delegate().heightOfRow(5), one);
-    const qreal wrapped = view_.delegate().heightOfRow(4);
+    EXPECT_EQ(heightOf(3), one);
+    EXPECT_EQ(heightOf(5), one);
+    EXPECT_EQ(view_.delegate().viewForTableColumn(cell::line, 4).identifier, cell::wrappedLine);
+    const qreal wrapped = heightOf(4);
     EXPECT_GT(wrapped, 4 * one);
     // An unloaded row is measured as soon as it is there: nothing was kept for it.
     source_->unloaded.clear();
-    EXPECT_EQ(view_.delegate().heightOfRow(5), wrapped);
+    EXPECT_EQ(heightOf(5), wrapped);
     view_.setColumnWidth(cell::line, 1000);
     view_.layoutChanged();
-    EXPECT_LT(view_.delegate().heightOfRow(4), wrapped * 0.7);
+    EXPECT_LT(heightOf(4), wrapped * 0.7);
     // The text of later rows changed: only they are measured again.
     text = u"short"_s;
-    const qreal before = view_.delegate().heightOfRow(4);
-    view_.delegate().heightOfRow(10);
+    const qreal before = heightOf(4);
+    heightOf(10);
     view_.rowsChanged(10);
-    EXPECT_EQ(view_.delegate().heightOfRow(4), before);
-    EXPECT_EQ(view_.delegate().heightOfRow(10), one);
+    EXPECT_EQ(heightOf(4), before);
+    EXPECT_EQ(heightOf(10), one);
 }
 
 TEST_F(LogTableViewTest, AWrappedRowTallerThanTheViewCanBeReadToItsEnd) {
-    show(std::make_shared<test::FakeDataSource>(
-             3, [](qint64 row) { return row == 1 ? u"word "_s.repeated(3000) : u"x"_s; }),
-         true);
-    const qreal tall = view_.delegate().heightOfRow(1);
+    show(
+        3, [](qint64 row) { return row == 1 ? u"word "_s.repeated(3000) : u"x"_s; }, true);
+    const qreal tall = heightOf(1);
     ASSERT_GT(tall, view_.viewport()->height() * 3.0);
     view_.scrollToEnd();
     EXPECT_NEAR(view_.rowRect(2)->bottom(), view_.viewport()->height(), 1.0);
     EXPECT_LT(view_.rowRect(1)->top(), 0);
     for (int i = 0; i < 1000 && (!view_.rowRect(0) || view_.rowRect(0)->top() != 0); ++i)
         wheel(120);
-    ASSERT_TRUE(view_.rowRect(0));
-    EXPECT_EQ(view_.rowRect(0)->top(), 0);
+    EXPECT_EQ(view_.rowRect(0).value().top(), 0);
 }
 
 TEST_F(LogTableViewTest, KeysThatReadOnSkipNoLineHoweverTallRowsAre) {
     // From one line to more than the view has, in no order.
     const auto text = [](qint64 row) { return u"word "_s.repeated(row % 7 == 3 ? 600 : (row * 37) % 90); };
-    struct Case {
-        Qt::Key key;
-        bool wrapping;
-        bool isLoadedLate;
-    };
-    for (const Case& c :
-         {Case{Qt::Key_PageDown, false, false}, Case{Qt::Key_PageUp, false, false},
-          Case{Qt::Key_PageDown, true, false}, Case{Qt::Key_PageUp, true, false},
-          Case{Qt::Key_PageDown, true, true}, Case{Qt::Key_PageUp, true, true},
-          Case{Qt::Key_Down, true, false}, Case{Qt::Key_Up, true, false}, Case{Qt::Key_Up, true, true}}) {
-        SCOPED_TRACE(testing::Message() << c.key << c.wrapping << c.isLoadedLate);
-        view_.hide();
-        show(std::make_shared<test::FakeDataSource>(30, text), c.wrapping);
-        if (c.isLoadedLate) {
-            for (qint64 row = 0; row < 30; ++row)
-                source_->unloaded.insert(row);
-            view_.rowsChanged();
-        }
-        const bool goesDown = c.key == Qt::Key_PageDown || c.key == Qt::Key_Down;
-        QTest::keyClick(&view_, goesDown ? Qt::Key_Home : Qt::Key_End);
+    for (const auto& [key, wrapping, isLoadedLate] :
+         Rows<Qt::Key, bool, bool>{{Qt::Key_PageDown, false, false},
+                                   {Qt::Key_PageUp, false, false},
+                                   {Qt::Key_PageDown, true, false},
+                                   {Qt::Key_PageUp, true, false},
+                                   {Qt::Key_PageDown, true, true},
+                                   {Qt::Key_PageUp, true, true},
+                                   {Qt::Key_Down, true, false},
+                                   {Qt::Key_Up, true, false},
+                                   {Qt::Key_Up, true, true}}) {
+        SCOPED_TRACE(testing::Message() << key << wrapping << isLoadedLate);
+        show(30, text, wrapping);
+        if (isLoadedLate)
+            unloadAll();
+        const bool goesDown = key == Qt::Key_PageDown || key == Qt::Key_Down;
+        press(goesDown ? Qt::Key_Home : Qt::Key_End);
         auto before = seenLines();
         view_.scrollToEnd();
         if (goesDown)
@@ -250,12 +205,11 @@ TEST_F(LogTableViewTest, KeysThatReadOnSkipNoLineHoweverTallRowsAre) {
         for (int i = 0; i < 3000; ++i) {
             const RowPlace place = view_.topPlace();
             const qint64 row = view_.currentRow();
-            QTest::keyClick(&view_, c.key);
+            press(key);
             const auto seen = seenLines();
             ASSERT_TRUE(view_.rowRect(view_.currentRow()));
-            ASSERT_TRUE(std::any_of(seen.begin(), seen.end(), [&](const auto& line) {
-                return before.contains(line);
-            })) << "a line stays in view from page to page";
+            ASSERT_TRUE(std::ranges::any_of(seen, [&](const auto& line) { return before.contains(line); }))
+                << "a line stays in view from page to page";
             all.insert(seen.begin(), seen.end());
             before = seen;
             if (place == view_.topPlace() && row == view_.currentRow())
@@ -263,7 +217,7 @@ TEST_F(LogTableViewTest, KeysThatReadOnSkipNoLineHoweverTallRowsAre) {
         }
         EXPECT_EQ(view_.currentRow(), goesDown ? 29 : 0);
         for (qint64 row = 0; row < 30; ++row) {
-            const int lines = qRound(view_.delegate().heightOfRow(row) / view_.rowHeight());
+            const int lines = qRound(heightOf(row) / view_.rowHeight());
             for (int line = 0; line < lines; ++line)
                 EXPECT_TRUE(all.contains({row, line})) << row << " " << line;
         }
@@ -271,162 +225,130 @@ TEST_F(LogTableViewTest, KeysThatReadOnSkipNoLineHoweverTallRowsAre) {
 }
 
 TEST_F(LogTableViewTest, ALineThatWasGoneToStaysInViewWhenRowsAboveItGetTheirText) {
-    show(std::make_shared<test::FakeDataSource>(1000, [](qint64) { return u"word "_s.repeated(200); }), true);
-    for (qint64 row = 0; row < 1000; ++row)
-        source_->unloaded.insert(row);
-    view_.rowsChanged();
+    show(1000, u"word "_s.repeated(200), true);
+    unloadAll();
     EXPECT_FALSE(view_.scrollTextToVisible(500, {}));
     const qreal y = view_.rowRect(500)->top();
-    source_->unloaded.clear();
-    view_.rowsChanged();
-    ASSERT_TRUE(view_.rowRect(500));
-    EXPECT_EQ(view_.rowRect(500)->top(), y);
-}
-
-TEST_F(LogTableViewTest, HiddenAndUnloadedRowsGetTheirOwnCells) {
-    show(std::make_shared<test::FakeDataSource>(10));
-    source_->unloaded.insert(1);
-    source_->hidden = {2};
-    view_.rowsChanged();
-    const auto cellOf = [&](qint64 row) {
-        return view_.delegate().viewForTableColumn(cell::line, row).identifier;
-    };
-    EXPECT_EQ(cellOf(0), cell::line);
-    EXPECT_EQ(cellOf(1), cell::loading);
-    EXPECT_EQ(cellOf(2), cell::filtered);
-    view_.delegate().setWrapping(true);
-    EXPECT_EQ(cellOf(0), cell::wrappedLine);
+    unload({});
+    EXPECT_EQ(view_.rowRect(500).value().top(), y);
 }
 
 TEST_F(LogTableViewTest, KeysMoveTheCurrentRowAndKeepItVisible) {
-    show(std::make_shared<test::FakeDataSource>(1000));
+    show(1000);
     view_.selectRow(0);
     for (int i = 0; i < 40; ++i)
-        QTest::keyClick(&view_, Qt::Key_Down);
+        press(Qt::Key_Down);
     EXPECT_EQ(view_.currentRow(), 40);
-    const auto area = view_.rowRect(40);
-    ASSERT_TRUE(area);
-    EXPECT_LE(area->bottom(), view_.viewport()->height());
-    QTest::keyClick(&view_, Qt::Key_PageDown);
+    EXPECT_LE(view_.rowRect(40).value().bottom(), view_.viewport()->height());
+    press(Qt::Key_PageDown);
     EXPECT_EQ(view_.currentRow(), 40 + fullRows() - 1);
-    QTest::keyClick(&view_, Qt::Key_PageUp);
+    press(Qt::Key_PageUp);
     EXPECT_EQ(view_.currentRow(), 40);
-    QTest::keyClick(&view_, Qt::Key_Up, Qt::ShiftModifier);
-    QTest::keyClick(&view_, Qt::Key_Up, Qt::ShiftModifier);
-    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{38, 40}}));
-    QTest::keyClick(&view_, Qt::Key_End);
+    press(Qt::Key_Up, Qt::ShiftModifier);
+    press(Qt::Key_Up, Qt::ShiftModifier);
+    EXPECT_EQ(selected(), (Ranges{{38, 40}}));
+    press(Qt::Key_End);
     EXPECT_EQ(view_.currentRow(), 999);
     EXPECT_TRUE(view_.isAtEnd());
-    QTest::keyClick(&view_, Qt::Key_Home);
+    press(Qt::Key_Home);
     EXPECT_EQ(view_.firstVisibleRow(), 0);
-    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{0, 0}}));
+    EXPECT_EQ(selected(), (Ranges{{0, 0}}));
 }
 
 TEST_F(LogTableViewTest, ASelectionNeverReachesBeyondAFileCutShort) {
-    show(std::make_shared<test::FakeDataSource>(1000));
+    show(1000);
     view_.selectRow(900);
-    source_->setRows(100);
-    view_.setRowCount(100);
-    view_.rowsChanged();
-    QTest::keyClick(&view_, Qt::Key_Up, Qt::ShiftModifier);
-    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{98, 99}}));
+    setRows(100);
+    press(Qt::Key_Up, Qt::ShiftModifier);
+    EXPECT_EQ(selected(), (Ranges{{98, 99}}));
 }
 
 TEST_F(LogTableViewTest, ADragInsideALineSelectsTextAndAcrossLinesRows) {
-    show(std::make_shared<test::FakeDataSource>(100, [](qint64) { return u"alpha beta gamma"_s; }));
-    drag(pointInRow(2, 6), pointInRow(2, 10));
-    ASSERT_TRUE(view_.textSelection());
+    show(100, u"alpha beta gamma"_s);
+    drag({pointInRow(2, 6), pointInRow(2, 10)});
     EXPECT_EQ(view_.selectedText(), u"beta"_s);
-    drag(pointInRow(2, 10), pointInRow(2, 6));
+    drag({pointInRow(2, 10), pointInRow(2, 6)});
     EXPECT_EQ(view_.selectedText(), u"beta"_s);
-    drag(pointInRow(2, 6), pointInRow(5, 3));
+    drag({pointInRow(2, 6), pointInRow(5, 3)});
     EXPECT_FALSE(view_.textSelection());
-    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{2, 5}}));
+    EXPECT_EQ(selected(), (Ranges{{2, 5}}));
     // Out and back again into the first line is text again.
-    QTest::mousePress(view_.viewport(), Qt::LeftButton, {}, pointInRow(2, 0));
-    QTest::mouseMove(view_.viewport(), pointInRow(4, 5));
-    QTest::mouseMove(view_.viewport(), pointInRow(2, 5));
-    QTest::mouseRelease(view_.viewport(), Qt::LeftButton, {}, pointInRow(2, 5));
+    drag({pointInRow(2, 0), pointInRow(4, 5), pointInRow(2, 5)});
     EXPECT_EQ(view_.selectedText(), u"alpha"_s);
-    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{2, 2}})) << "none stays unseen";
+    EXPECT_EQ(selected(), (Ranges{{2, 2}})) << "none stays unseen";
     EXPECT_EQ(view_.currentRow(), 2);
 }
 
 TEST_F(LogTableViewTest, ClicksSelectRowsAndRanges) {
-    show(std::make_shared<test::FakeDataSource>(100, [](qint64) { return u"alpha beta_2 gamma"_s; }));
-    QTest::mouseClick(view_.viewport(), Qt::LeftButton, {}, pointInRow(3, 2));
-    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{3, 3}}));
-    QTest::mouseClick(view_.viewport(), Qt::LeftButton, Qt::ShiftModifier, pointInRow(6, 2));
-    QTest::mouseClick(view_.viewport(), Qt::LeftButton, Qt::ControlModifier, pointInRow(4, 2));
-    EXPECT_EQ(view_.selection().ranges(), (std::vector<RowSelection::Range>{{3, 3}, {5, 6}}));
+    show(100, u"alpha beta_2 gamma"_s);
+    clickOn(pointInRow(3, 2), {});
+    EXPECT_EQ(selected(), (Ranges{{3, 3}}));
+    clickOn(pointInRow(6, 2), Qt::ShiftModifier);
+    clickOn(pointInRow(4, 2), Qt::ControlModifier);
+    EXPECT_EQ(selected(), (Ranges{{3, 3}, {5, 6}}));
     QSignalSpy marks(&view_, &LogTableView::lineMarkClicked);
-    QTest::mouseClick(view_.viewport(), Qt::LeftButton, {}, QPoint(5, pointInRow(7, 0).y()));
-    ASSERT_EQ(marks.size(), 1);
-    EXPECT_EQ(marks[0][0].toLongLong(), 7);
+    clickOn(QPoint(5, pointInRow(7, 0).y()));
+    EXPECT_EQ(marks, QList<QVariantList>{QVariantList{7LL}});
 }
 
 TEST_F(LogTableViewTest, EachFurtherClickTakesMoreOfTheLine) {
     const QString text = u"id=req-000a10: from me@host:22/a_b c.\r"_s;
-    show(std::make_shared<test::FakeDataSource>(100, [&](qint64) { return text; }));
-    QSignalSpy selected(&view_, &LogTableView::selectedByMouse);
-    struct Case {
-        int column;
-        int clicks;
-        QString taken;
-    };
-    for (const Case& c :
-         {Case{8, 1, {}}, Case{8, 2, u"000a10"_s}, Case{8, 3, u"req-000a10"_s}, Case{8, 4, text.chopped(1)},
-          Case{24, 2, u"host"_s}, Case{22, 3, u"me@host:22/a_b"_s}, Case{32, 2, u"a_b"_s},
-          Case{35, 3, u"c"_s}, Case{13, 3, u"req-000a10:"_s}, Case{2, 3, u"="_s}}) {
-        selected.clear();
-        click(pointInRow(3, c.column), c.clicks);
-        EXPECT_EQ(view_.selectedText(), c.taken) << c.column << " " << c.clicks;
-        EXPECT_EQ(selected.size(), c.clicks - 1) << "a click alone selects no text";
+    show(100, text);
+    QSignalSpy reports(&view_, &LogTableView::selectedByMouse);
+    for (const auto& [column, clicks, taken] : Rows<int, int, QString>{{8, 1, {}},
+                                                                       {8, 2, u"000a10"_s},
+                                                                       {8, 3, u"req-000a10"_s},
+                                                                       {8, 4, text.chopped(1)},
+                                                                       {24, 2, u"host"_s},
+                                                                       {22, 3, u"me@host:22/a_b"_s},
+                                                                       {32, 2, u"a_b"_s},
+                                                                       {35, 3, u"c"_s},
+                                                                       {13, 3, u"req-000a10:"_s},
+                                                                       {2, 3, u"="_s}}) {
+        reports.clear();
+        click(pointInRow(3, column), clicks);
+        EXPECT_EQ(view_.selectedText(), taken) << column << " " << clicks;
+        EXPECT_EQ(reports.size(), clicks - 1) << "a click alone selects no text";
     }
 }
 
 TEST_F(LogTableViewTest, KeysSelectTextInsideTheCurrentRow) {
-    show(std::make_shared<test::FakeDataSource>(
-        100, [](qint64 row) { return row == 5 ? u"x\U0001F600e\u0301y"_s : u"alpha beta-2 gamma"_s; }));
-    struct Step {
-        QList<QKeyCombination> keys;
-        QString selected;
-    };
+    show(100, [](qint64 row) { return row == 5 ? u"x\U0001F600e\u0301y"_s : u"alpha beta-2 gamma"_s; });
     const auto select = Qt::ShiftModifier;
     const auto selectWord = Qt::ShiftModifier | Qt::ControlModifier;
     view_.selectRow(3);
-    for (const Step& step :
-         {Step{{select | Qt::Key_Right, select | Qt::Key_Right}, u"al"_s},
-          Step{{selectWord | Qt::Key_Right}, u"alpha "_s}, Step{{Qt::CTRL | Qt::Key_Right}, {}},
-          Step{{selectWord | Qt::Key_Right, select | Qt::Key_Left}, u"2"_s},
-          Step{{select | Qt::Key_End}, u"2 gamma"_s}, Step{{select | Qt::Key_Home}, u"alpha beta-"_s},
-          Step{{Qt::Key_Left}, {}}, Step{{select | Qt::Key_Right}, u"a"_s},
-          // Another row begins at its start; characters are taken whole.
-          Step{{Qt::Key_Down, Qt::Key_Down, select | Qt::Key_Right, select | Qt::Key_Right},
-               u"x\U0001F600"_s},
-          Step{{select | Qt::Key_Right}, u"x\U0001F600e\u0301"_s},
-          Step{{select | Qt::Key_Left}, u"x\U0001F600"_s}}) {
-        for (const QKeyCombination& key : step.keys)
-            QTest::keyClick(&view_, key.key(), key.keyboardModifiers());
-        EXPECT_EQ(view_.selectedText(), step.selected);
+    for (const auto& [keys, taken] : Rows<QList<QKeyCombination>, QString>{
+             {{select | Qt::Key_Right, select | Qt::Key_Right}, u"al"_s},
+             {{selectWord | Qt::Key_Right}, u"alpha "_s},
+             {{Qt::CTRL | Qt::Key_Right}, {}},
+             {{selectWord | Qt::Key_Right, select | Qt::Key_Left}, u"2"_s},
+             {{select | Qt::Key_End}, u"2 gamma"_s},
+             {{select | Qt::Key_Home}, u"alpha beta-"_s},
+             {{Qt::Key_Left}, {}},
+             {{select | Qt::Key_Right}, u"a"_s},
+             // Another row begins at its start; characters are taken whole.
+             {{Qt::Key_Down, Qt::Key_Down, select | Qt::Key_Right, select | Qt::Key_Right}, u"x\U0001F600"_s},
+             {{select | Qt::Key_Right}, u"x\U0001F600e\u0301"_s},
+             {{select | Qt::Key_Left}, u"x\U0001F600"_s}}) {
+        for (const QKeyCombination& key : keys)
+            press(key.key(), key.keyboardModifiers());
+        EXPECT_EQ(view_.selectedText(), taken);
     }
     EXPECT_EQ(view_.currentRow(), 5);
     // From where the mouse has selected.
     click(pointInRow(7, 8), 2);
-    QTest::keyClick(&view_, Qt::Key_Right, selectWord);
+    press(Qt::Key_Right, selectWord);
     EXPECT_EQ(view_.selectedText(), u"beta-"_s);
-    QTest::keyClick(&view_, Qt::Key_End);
+    press(Qt::Key_End);
     EXPECT_EQ(view_.currentRow(), 99) << "without Shift it goes to the last row";
 }
 
 TEST_F(LogTableViewTest, TheCaretIsScrolledIntoViewSidewaysAndInTallRows) {
     for (const bool wrapping : {false, true}) {
-        view_.hide();
-        show(std::make_shared<test::FakeDataSource>(3, [](qint64) { return u"word "_s.repeated(3000); }),
-             wrapping);
+        show(3, u"word "_s.repeated(3000), wrapping);
         view_.selectRow(1);
         for (int i = 0; i < 1200; ++i)
-            QTest::keyClick(&view_, Qt::Key_Right, Qt::ControlModifier);
+            press(Qt::Key_Right, Qt::ControlModifier);
         ASSERT_TRUE(view_.caret());
         EXPECT_EQ(view_.caret()->position, 1200 * 5);
         const auto cell = view_.delegate().viewForTableColumn(cell::line, 1);
@@ -437,7 +359,7 @@ TEST_F(LogTableViewTest, TheCaretIsScrolledIntoViewSidewaysAndInTallRows) {
 }
 
 TEST_F(LogTableViewTest, AFoundTextIsBroughtIntoViewSideways) {
-    show(std::make_shared<test::FakeDataSource>(1000, [](qint64) { return u"x"_s.repeated(2000); }));
+    show(1000, u"x"_s.repeated(2000));
     view_.scrollTextToVisible(700, {1500, 5});
     ASSERT_TRUE(view_.rowRect(700));
     const auto cell = view_.delegate().viewForTableColumn(cell::line, 700);
@@ -447,4 +369,4 @@ TEST_F(LogTableViewTest, AFoundTextIsBroughtIntoViewSideways) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

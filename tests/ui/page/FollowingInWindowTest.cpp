@@ -1,25 +1,10 @@
 #include "ui/AppFixture.h"
 
-#include <QLabel>
-#include <QPushButton>
-#include <QTabWidget>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::numberedLines;
-using test::TemporaryFile;
-
-class FollowingInWindowTest : public test::AppFixture {
+class FollowingInWindowTest : public AppFixture {
 protected:
-    FollowingInWindowTest() { Preferences::shared().setPollingInterval(0.1); }
-
-    MainWindowController* openFollowed(const TemporaryFile& file) {
-        MainWindowController* page = open(file);
-        EXPECT_TRUE(until([&] { return page->isTailing(); }));
-        return page;
-    }
     static QPushButton* markOf(MainWindowController& page) {
         return page.logView().tableView().findChild<QPushButton*>(u"newLines"_s);
     }
@@ -31,11 +16,13 @@ protected:
 TEST_F(FollowingInWindowTest, ScrollingUpPausesAndAMarkCountsWhatArrives) {
     const TemporaryFile file(numberedLines(500));
     MainWindowController* page = openFollowed(file);
-    LogTableView& table = page->logView().tableView();
+    LogTableView& table = tableOf(page);
     table.scrollToEnd();
     file.append("\nline 501");
     ASSERT_TRUE(growsTo(*page, 501));
     EXPECT_TRUE(table.isAtEnd());
+    EXPECT_TRUE(until([&] { return textOfRow(*page, 500) == u"line 501"_s; }));
+    EXPECT_EQ(textOfRow(*page, 499), u"line 500"_s) << "it has been ended since";
     EXPECT_TRUE(markOf(*page)->isHidden());
 
     table.setTopRow(100);
@@ -53,6 +40,7 @@ TEST_F(FollowingInWindowTest, ScrollingUpPausesAndAMarkCountsWhatArrives) {
 }
 
 TEST_F(FollowingInWindowTest, AFileThatIsReadIsShownFromItsFirstLineAndNothingOfItIsNew) {
+    Preferences::shared().setPollingInterval(0.1);
     for (int i = 0; i < 20; ++i) {
         const TemporaryFile file(numberedLines(500 + i * 997));
         const auto document = documents_.openDocument(file.url());
@@ -63,7 +51,7 @@ TEST_F(FollowingInWindowTest, AFileThatIsReadIsShownFromItsFirstLineAndNothingOf
             return page->isTailing() && !page->isLoading() && isShown(*page);
         }));
         EXPECT_FALSE(wasNew);
-        EXPECT_EQ(page->logView().tableView().firstVisibleRow(), 0);
+        EXPECT_EQ(tableOf(page).firstVisibleRow(), 0);
         documents_.closeDocument(document);
     }
 }
@@ -71,7 +59,7 @@ TEST_F(FollowingInWindowTest, AFileThatIsReadIsShownFromItsFirstLineAndNothingOf
 TEST_F(FollowingInWindowTest, ReturningToTheBottomResumesOnlyIfThePreferenceSaysSo) {
     const TemporaryFile file(numberedLines(500));
     MainWindowController* page = openFollowed(file);
-    LogTableView& table = page->logView().tableView();
+    LogTableView& table = tableOf(page);
     for (const bool resumes : {false, true}) {
         Preferences::shared().setAutoTailOnScroll(resumes);
         table.setTopRow(100);
@@ -82,17 +70,6 @@ TEST_F(FollowingInWindowTest, ReturningToTheBottomResumesOnlyIfThePreferenceSays
         EXPECT_EQ(table.isAtEnd(), resumes);
         EXPECT_EQ(markOf(*page)->isHidden(), resumes);
     }
-}
-
-TEST_F(FollowingInWindowTest, TheEndStaysInViewWhenWrappedLinesArrive) {
-    const TemporaryFile file(numberedLines(500));
-    MainWindowController* page = openFollowed(file);
-    page->logView().setWrappingLines(true);
-    page->logView().goToLastLine();
-    file.append("\n" + QByteArray("word ").repeated(2000));
-    ASSERT_TRUE(growsTo(*page, 501));
-    ASSERT_TRUE(until([&] { return isShown(*page) && textOfRow(*page, 500).startsWith(u"word"_s); }));
-    EXPECT_TRUE(until([&] { return page->logView().tableView().isAtEnd(); }));
 }
 
 TEST_F(FollowingInWindowTest, TheTailingItemStopsAndStartsAndSaysWhatItWillDo) {
@@ -111,7 +88,7 @@ TEST_F(FollowingInWindowTest, TheTailingItemStopsAndStartsAndSaysWhatItWillDo) {
     tail->trigger();
     ASSERT_TRUE(until([&] { return page->isTailing(); }));
     ASSERT_TRUE(growsTo(*page, 501)) << "what came in between is shown too";
-    EXPECT_TRUE(page->logView().tableView().isAtEnd());
+    EXPECT_TRUE(tableOf(page).isAtEnd());
 }
 
 TEST_F(FollowingInWindowTest, TheTabOfAPageBehindTellsOfNewLinesUntilItIsInFront) {
@@ -154,7 +131,7 @@ TEST_F(FollowingInWindowTest, OtherContentHasNoSelectionAndCountsItsOwnLinesAsNe
     Preferences::shared().setAutoTailOnScroll(false);
     const TemporaryFile file(numberedLines(300));
     MainWindowController* page = openFollowed(file);
-    LogTableView& table = page->logView().tableView();
+    LogTableView& table = tableOf(page);
     table.selectRow(7);
     file.truncate(0);
     file.append(QByteArray("another\n").repeated(200));
@@ -164,4 +141,4 @@ TEST_F(FollowingInWindowTest, OtherContentHasNoSelectionAndCountsItsOwnLinesAsNe
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -1,89 +1,54 @@
 #include "ui/AppFixture.h"
 
 #include "core/FileObserverProtocol.h"
-#include "core/TailDataSourceProtocol.h"
 #include "core/search/SearchItem.h"
 #include "documents/TailDataSource.h"
-#include "foundation/FilePath.h"
 #include "rules/FilterRule.h"
-#include "rules/FiltersManager.h"
 #include "rules/RuleSwitch.h"
 #include "ui/logtable/FakeDataSource.h"
 #include "ui/page/GotoLineViewController.h"
 #include "ui/page/LineCopier.h"
 
-#include <QApplication>
-#include <QClipboard>
-#include <QLineEdit>
-#include <QPointer>
-#include <QPushButton>
-#include <QSignalSpy>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::AppFixture;
-using test::numberedLines;
-using test::TemporaryFile;
-
-class LogViewControllerTest : public AppFixture {};
+class LogViewControllerTest : public AppFixture {
+protected:
+    static QString clipboard() { return QApplication::clipboard()->text(); }
+};
 
 TEST_F(LogViewControllerTest, EveryLineOfAFileIsOnItsRow) {
-    struct Case {
-        QByteArray content;
-        QStringList rows;
-    };
-    for (const Case& c : {Case{"", {u""_s}}, Case{"a\nb", {u"a"_s, u"b"_s}},
-                          Case{"a\nb\n", {u"a"_s, u"b"_s, u""_s}}, Case{"a\r\nb", {u"a\r"_s, u"b"_s}},
-                          Case{QByteArray("x\0y\nz", 5), {u"x"_s + QChar(0) + u"y"_s, u"z"_s}},
-                          Case{"gr\xC3\xB6\xC3\x9F\x65r\n", {u"größer"_s, u""_s}}}) {
-        const TemporaryFile file(c.content);
-        MainWindowController* page = open(file);
-        ASSERT_EQ(page->logView().tableView().rowCount(), c.rows.size()) << c.content.constData();
-        for (qsizetype row = 0; row < c.rows.size(); ++row)
-            EXPECT_EQ(textOfRow(*page, row), c.rows[row]);
+    for (const auto& [content, rows] :
+         Rows<QByteArray, QStringList>{{"", {u""_s}},
+                                       {"a\nb", {u"a"_s, u"b"_s}},
+                                       {"a\nb\n", {u"a"_s, u"b"_s, u""_s}},
+                                       {"a\r\nb", {u"a\r"_s, u"b"_s}},
+                                       {QByteArray("x\0y\nz", 5), {u"x"_s + QChar(0) + u"y"_s, u"z"_s}},
+                                       {"gr\xC3\xB6\xC3\x9F\x65r\n", {u"größer"_s, u""_s}}}) {
+        MainWindowController* page = open(content);
+        ASSERT_EQ(tableOf(page).rowCount(), rows.size()) << content.constData();
+        for (qsizetype row = 0; row < rows.size(); ++row)
+            EXPECT_EQ(textOfRow(*page, row), rows[row]);
         documents_.closeDocument(page->document());
     }
 }
 
 TEST_F(LogViewControllerTest, ThePageOnTheScreenIsReadToItsEndWithoutScrolling) {
     // Longer than what is known of a file when its first rows are shown.
-    const TemporaryFile file(QByteArray(60, 'x') + "\n" + (QByteArray(60, 'y') + "\n").repeated(4000));
-    MainWindowController* page = open(file);
+    MainWindowController* page =
+        open(QByteArray(60, 'x') + "\n" + (QByteArray(60, 'y') + "\n").repeated(4000));
     EXPECT_TRUE(until([&] { return page->document()->dataSource()->cachedRowLine(3999).has_value(); }));
 }
 
-TEST_F(LogViewControllerTest, AFollowedFileKeepsTheViewAtItsEndUnlessItWasScrolledUp) {
-    Preferences::shared().setPollingInterval(0.1);
-    const TemporaryFile file(numberedLines(500));
-    MainWindowController* page = open(file);
-    LogTableView& table = page->logView().tableView();
-    ASSERT_TRUE(until([&] { return page->document()->logFileObserver()->isTailing(); }));
-    table.scrollToEnd();
-    // The first report of a monitor only tells the size that is known already.
-    file.append("\nline 501\nline 502");
-    ASSERT_TRUE(until([&] { return table.rowCount() == 502; }));
-    EXPECT_TRUE(table.isAtEnd());
-    ASSERT_TRUE(until([&] { return textOfRow(*page, 501) == u"line 502"_s; }));
-    EXPECT_EQ(textOfRow(*page, 499), u"line 500"_s);
-    table.setTopRow(100);
-    file.append("\nline 503");
-    ASSERT_TRUE(until([&] { return table.rowCount() == 503; }));
-    EXPECT_EQ(table.firstVisibleRow(), 100);
-}
-
 TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
-    Preferences::shared().setPollingInterval(0.1);
     Preferences::shared().setWrapLines(true);
     const QByteArray tall = "\n" + QByteArray(3000, 'x');
     // Few lines fit the window until their text is there; many never do.
     for (const int before : {0, 6000}) {
         SCOPED_TRACE(before);
         const TemporaryFile file("short" + tall.repeated(before));
-        MainWindowController* page = open(file);
-        LogTableView& table = page->logView().tableView();
-        ASSERT_TRUE(until([&] { return page->document()->logFileObserver()->isTailing(); }));
+        MainWindowController* page = openFollowed(file);
+        LogTableView& table = tableOf(page);
         table.scrollToEnd();
         ASSERT_TRUE(until([&] { return isShown(*page); }));
         EXPECT_TRUE(until([&] { return table.isAtEnd(); })) << "texts that arrive do not push the end away";
@@ -97,9 +62,8 @@ TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
 }
 
 TEST_F(LogViewControllerTest, ReadingAnewAndAnotherLayoutKeepThePlace) {
-    const TemporaryFile file((QByteArray(300, 'x') + "\n").repeated(100'000));
-    MainWindowController* page = open(file);
-    LogTableView& table = page->logView().tableView();
+    MainWindowController* page = open((QByteArray(300, 'x') + "\n").repeated(100'000));
+    LogTableView& table = tableOf(page);
     table.setTopRow(60'000);
     const auto rows = std::dynamic_pointer_cast<TailDataSource>(page->document()->dataSource());
     rows->announceChangedLines({0, 1}); // reported behind the reload, of the rows before it
@@ -116,8 +80,7 @@ TEST_F(LogViewControllerTest, ReadingAnewAndAnotherLayoutKeepThePlace) {
 }
 
 TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
-    const TemporaryFile file(numberedLines(12001));
-    MainWindowController* page = open(file);
+    MainWindowController* page = open(numberedLines(12001));
     LogViewController& logView = page->logView();
     for (const qint64 line : {12001LL, 1LL, 5000LL, 5001LL}) {
         logView.goToLine(line);
@@ -126,39 +89,36 @@ TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
         ASSERT_TRUE(logView.tableView().rowRect(line - 1)) << line;
         EXPECT_EQ(textOfRow(*page, line - 1), u"line %1"_s.arg(line));
     }
-    EXPECT_EQ(logView.validLineNumber(u"0"_s), std::nullopt);
-    EXPECT_EQ(logView.validLineNumber(u"12002"_s), std::nullopt);
-    EXPECT_EQ(logView.validLineNumber(u"-3"_s), std::nullopt);
-    EXPECT_EQ(logView.validLineNumber(u"12x"_s), std::nullopt);
+    for (const QString& invalid : {u"0"_s, u"12002"_s, u"-3"_s, u"12x"_s})
+        EXPECT_EQ(logView.validLineNumber(invalid), std::nullopt);
     EXPECT_EQ(logView.validLineNumber(u" 12001 "_s), 12001);
     EXPECT_EQ(logView.validLineNumber(QLocale().toString(12001)), 12001);
 }
 
 TEST_F(LogViewControllerTest, ALineThatTheClearedViewDoesNotShowGetsAMessage) {
-    const TemporaryFile file(numberedLines(100));
-    MainWindowController* page = open(file);
+    MainWindowController* page = open(numberedLines(100));
     page->document()->dataSource()->clearView();
-    page->logView().tableView().setRowCount(page->document()->dataSource()->numberOfRows());
+    tableOf(page).setRowCount(page->document()->dataSource()->numberOfRows());
     QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
     page->logView().goToLine(50);
     EXPECT_EQ(messages.size(), 1);
     page->logView().goToLine(100);
     EXPECT_EQ(messages.size(), 1);
-    EXPECT_EQ(page->logView().tableView().currentRow(), 0);
+    EXPECT_EQ(tableOf(page).currentRow(), 0);
 }
 
 TEST_F(LogViewControllerTest, ALineAskedForOnTheCommandLineIsShownWhenItIsKnown) {
     const TemporaryFile file(numberedLines(60000));
     MainWindowController* page = open(file, 55555);
-    ASSERT_TRUE(until([&] { return page->logView().tableView().currentRow() == 55554; }));
+    ASSERT_TRUE(until([&] { return tableOf(page).currentRow() == 55554; }));
     QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
     page->logView().goToLineWhenKnown(70000);
     EXPECT_EQ(messages.size(), 1);
-    EXPECT_EQ(page->logView().tableView().currentRow(), 59999);
+    EXPECT_EQ(tableOf(page).currentRow(), 59999);
 }
 
 /// A file of any size that holds one short line.
-class SizedDataSource : public test::FakeDataSource {
+class SizedDataSource : public FakeDataSource {
 public:
     SizedDataSource() : FakeDataSource(1) {}
     std::uint64_t byteCount(qint64, qint64) const override { return bytes; }
@@ -172,100 +132,83 @@ TEST_F(LogViewControllerTest, ALargeCopyIsAskedAboutAndATooLargeOneRefused) {
     const auto source = std::make_shared<SizedDataSource>();
     QWidget window;
     LineCopier copier(source, alerts_, window);
-    const struct {
-        std::uint64_t bytes;
-        int answer;
-        std::size_t alerts;
-        QString clipboard;
-    } cases[] = {
-        {LineCopier::largeCopyBytes, 1, 0, u"copied"_s},
-        {LineCopier::largeCopyBytes + 1, 1, 1, u"kept"_s},
-        {LineCopier::largeCopyBytes + 1, 0, 1, u"copied"_s},
-        {10 * LineCopier::largeCopyBytes + 1, 0, 1, u"kept"_s},
-    };
-    for (const auto& c : cases) {
+    for (const auto& [bytes, answer, alerts, expected] : Rows<std::uint64_t, int, std::size_t, QString>{
+             {LineCopier::largeCopyBytes, 1, 0, u"copied"_s},
+             {LineCopier::largeCopyBytes + 1, 1, 1, u"kept"_s},
+             {LineCopier::largeCopyBytes + 1, 0, 1, u"copied"_s},
+             {10 * LineCopier::largeCopyBytes + 1, 0, 1, u"kept"_s}}) {
         alerts_.alerts.clear();
-        alerts_.nextAnswer = c.answer;
+        alerts_.nextAnswer = answer;
         QApplication::clipboard()->setText(u"kept"_s);
-        source->bytes = c.bytes;
+        source->bytes = bytes;
         copier.copy({{0, 0}}, LineCopier::HiddenLines::Included);
         EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
-        EXPECT_EQ(alerts_.alerts.size(), c.alerts) << c.bytes;
-        EXPECT_EQ(QApplication::clipboard()->text(), c.clipboard) << c.bytes << ' ' << c.answer;
+        EXPECT_EQ(alerts_.alerts.size(), alerts) << bytes;
+        EXPECT_EQ(clipboard(), expected) << bytes << ' ' << answer;
     }
 }
 
 TEST_F(LogViewControllerTest, TheGoToLinePanelTakesOnlyLinesThatExist) {
-    const TemporaryFile file(numberedLines(100));
-    MainWindowController* page = open(file);
+    MainWindowController* page = open(numberedLines(100));
     page->logView().performGotoLineMenuAction();
     auto* panel = page->window()->findChild<GotoLineViewController*>();
-    ASSERT_TRUE(panel);
     auto* field = panel->findChild<QLineEdit*>();
-    QPushButton* ok = nullptr;
-    for (auto* button : panel->findChildren<QPushButton*>()) {
-        if (button->isDefault())
-            ok = button;
-    }
-    ASSERT_TRUE(ok);
-    EXPECT_FALSE(ok->isEnabled());
+    const auto isAccepted = [&] {
+        return std::ranges::any_of(panel->findChildren<QPushButton*>(),
+                                   [](auto* button) { return button->isDefault() && button->isEnabled(); });
+    };
+    EXPECT_FALSE(isAccepted());
     QTest::keyClicks(field, u"101"_s);
-    EXPECT_FALSE(ok->isEnabled());
+    EXPECT_FALSE(isAccepted());
     QTest::keyClick(field, Qt::Key_Backspace);
-    EXPECT_TRUE(ok->isEnabled());
+    EXPECT_TRUE(isAccepted());
     QTest::keyClick(field, Qt::Key_Return);
-    EXPECT_EQ(page->logView().tableView().currentRow(), 9);
+    EXPECT_EQ(tableOf(page).currentRow(), 9);
     EXPECT_FALSE(panel->isVisible());
 
     // It goes with its page, whether that is closed or left for another.
     ASSERT_TRUE(until([&] { return !page->findChild<GotoLineViewController*>(); }));
-    page->logView().performGotoLineMenuAction();
-    const QPointer<GotoLineViewController> left = page->findChild<GotoLineViewController*>();
+    const auto openedOn = [](MainWindowController* parent) {
+        parent->logView().performGotoLineMenuAction();
+        return QPointer(parent->findChild<GotoLineViewController*>());
+    };
+    const auto left = openedOn(page);
     ASSERT_TRUE(left);
-    const TemporaryFile other(numberedLines(100), "other.log");
-    MainWindowController* otherPage = open(other);
-    otherPage->logView().performGotoLineMenuAction();
-    const QPointer<GotoLineViewController> closed = otherPage->findChild<GotoLineViewController*>();
+    MainWindowController* other = open(numberedLines(100), "other.log");
+    const auto closed = openedOn(other);
     ASSERT_TRUE(closed);
-    documents_.closeDocument(otherPage->document());
+    documents_.closeDocument(other->document());
     EXPECT_TRUE(until([&] { return !left && !closed; }));
 }
 
 TEST_F(LogViewControllerTest, LineNumbersGoAndComeBackInTheirPlace) {
-    const TemporaryFile file(numberedLines(100));
-    MainWindowController* page = open(file);
-    LogViewController& logView = page->logView();
-    logView.setWrappingLines(true);
-    const auto identifiers = [&] {
+    MainWindowController* page = open(numberedLines(100));
+    page->logView().setWrappingLines(true);
+    const auto widths = [&] {
         QStringList all;
-        for (const auto& column : logView.tableView().columns())
-            all.append(column.identifier);
-        return all.join(u' ');
+        for (const auto& column : tableOf(page).columns())
+            all.append(column.identifier + u' ' + QString::number(column.width));
+        return all;
     };
-    const qreal lineWidth = logView.tableView().column(cell::line)->width;
-    const qreal numberWidth = logView.tableView().column(cell::lineNum)->width;
+    const QStringList before = widths();
+    const qreal both = tableOf(page).column(cell::lineNum)->width + tableOf(page).column(cell::line)->width;
     Preferences::shared().setShowLineNumbers(false);
-    EXPECT_EQ(identifiers(), u"LineMark Line"_s);
-    EXPECT_EQ(logView.tableView().column(cell::line)->width, lineWidth + numberWidth);
+    EXPECT_EQ(widths(), (QStringList{before[0], u"Line %1"_s.arg(QString::number(both))}));
     Preferences::shared().setShowLineNumbers(true);
-    EXPECT_EQ(identifiers(), u"LineMark LineNum Line"_s);
-    EXPECT_EQ(logView.tableView().column(cell::line)->width, lineWidth);
+    EXPECT_EQ(widths(), before);
 }
 
 TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
-    const TemporaryFile one(numberedLines(100), "one.log");
-    const TemporaryFile other(numberedLines(100), "other.log");
-    MainWindowController* pages[] = {open(one), open(other)};
+    MainWindowController* pages[] = {open(numberedLines(100), "a.log"), open(numberedLines(100), "b.log")};
     const qreal height = pages[0]->logView().tableView().rowHeight();
     const QFont chosen = Preferences::shared().logViewFont();
     pages[0]->logView().zoom(8);
     Preferences::shared().setLogViewForeground(Qt::darkGreen);
     for (MainWindowController* page : pages) {
-        EXPECT_GT(page->logView().tableView().rowHeight(), height);
-        LogTableView& table = page->logView().tableView();
+        EXPECT_GT(tableOf(page).rowHeight(), height);
         ASSERT_TRUE(until([&] {
-            const auto view = table.delegate().viewForTableColumn(cell::line, 0);
+            const auto view = cellOf(page, 0);
             return view.row && view.row->line.attributesAt(0)->foreground == QColor(Qt::darkGreen);
         }));
     }
@@ -278,35 +221,27 @@ TEST_F(LogViewControllerTest, WrappingIsRememberedForTheFile) {
     const TemporaryFile file(QByteArray(3000, 'x') + "\nshort\n");
     MainWindowController* page = open(file);
     EXPECT_FALSE(page->logView().wrappingLines());
-    const qreal one = page->logView().tableView().delegate().heightOfRow(0);
+    const qreal one = tableOf(page).delegate().heightOfRow(0);
     page->logView().setWrappingLines(true);
-    EXPECT_GT(page->logView().tableView().delegate().heightOfRow(0), 10 * one);
+    EXPECT_GT(tableOf(page).delegate().heightOfRow(0), 10 * one);
     documents_.closeDocument(page->document());
     EXPECT_TRUE(open(file)->logView().wrappingLines());
-    const TemporaryFile other("x\n", "other.log");
-    EXPECT_FALSE(open(other)->logView().wrappingLines());
+    EXPECT_FALSE(open("x\n", "other.log")->logView().wrappingLines());
     Preferences::shared().setWrapLines(true);
-    const TemporaryFile third("x\n", "third.log");
-    EXPECT_TRUE(open(third)->logView().wrappingLines())
+    EXPECT_TRUE(open("x\n", "third.log")->logView().wrappingLines())
         << "a file without its own setting follows the global one";
 }
 
 TEST_F(LogViewControllerTest, SelectedTextIsHighlightedEverywhereUntilItIsNotSelected) {
-    const TemporaryFile file("alpha beta\nbeta BETA\nnothing\n");
-    MainWindowController* page = open(file);
-    LogTableView& table = page->logView().tableView();
+    MainWindowController* page = open("alpha beta\nbeta BETA\nnothing\n");
+    LogTableView& table = tableOf(page);
     const auto backgroundAt = [&](qint64 row, int position) {
-        const auto* attributes =
-            table.delegate().viewForTableColumn(cell::line, row).row->line.attributesAt(position);
+        const auto* attributes = cellOf(page, row).row->line.attributesAt(position);
         return attributes ? attributes->background : std::nullopt;
     };
-    const auto place = [&](int column) {
-        const QRectF area = *table.rowRect(0);
-        const qreal x = table.columns()[0].width + table.columns()[1].width + 6 +
-                        (column + 0.3) * table.delegate().metrics().cellWidth();
-        return QPointF(x, area.center().y()).toPoint();
-    };
-    QTest::mouseDClick(table.viewport(), Qt::LeftButton, {}, place(7));
+    const QPointF beta(table.lineTextX() + 7.3 * table.delegate().metrics().cellWidth(),
+                       table.rowHeight() / 2);
+    QTest::mouseDClick(table.viewport(), Qt::LeftButton, {}, beta.toPoint());
     ASSERT_EQ(table.selectedText(), u"beta"_s);
     EXPECT_TRUE(backgroundAt(1, 0));
     EXPECT_TRUE(backgroundAt(1, 6)) << "case does not matter";
@@ -320,21 +255,19 @@ TEST_F(LogViewControllerTest, SelectedTextIsHighlightedEverywhereUntilItIsNotSel
 }
 
 TEST_F(LogViewControllerTest, CopyTakesSelectedTextOrWholeLinesFromTheFile) {
-    const TemporaryFile file(numberedLines(20000));
-    MainWindowController* page = open(file);
-    LogTableView& table = page->logView().tableView();
+    MainWindowController* page = open(numberedLines(20000));
+    LogTableView& table = tableOf(page);
     QApplication::clipboard()->clear();
     page->logView().copySelection();
-    EXPECT_TRUE(QApplication::clipboard()->text().isEmpty());
+    EXPECT_TRUE(clipboard().isEmpty());
     table.selectAll();
     page->logView().copySelection();
-    const QString all = QString::fromLatin1(numberedLines(20000));
-    ASSERT_TRUE(until([&] { return !QApplication::clipboard()->text().isEmpty(); }));
-    EXPECT_EQ(QApplication::clipboard()->text(), all) << "also lines that no page has loaded";
+    ASSERT_TRUE(until([&] { return !clipboard().isEmpty(); }));
+    EXPECT_EQ(clipboard().toLatin1(), numberedLines(20000)) << "also lines that no page has loaded";
     table.selectRow(6);
     QTest::keyClick(&table, Qt::Key_Down, Qt::ShiftModifier);
     page->logView().copySelection();
-    ASSERT_TRUE(until([&] { return QApplication::clipboard()->text() == u"line 7\nline 8"_s; }));
+    ASSERT_TRUE(until([&] { return clipboard() == u"line 7\nline 8"_s; }));
 }
 
 TEST_F(LogViewControllerTest, RowsThatRulesHideAreCopiedOnlyOnRequest) {
@@ -350,17 +283,16 @@ TEST_F(LogViewControllerTest, RowsThatRulesHideAreCopiedOnlyOnRequest) {
         messages.clear();
         page->logView().copySelection(hidden);
         EXPECT_TRUE(until([&] { return !messages.empty(); }));
-        return QApplication::clipboard()->text().count(u'\n') + 1;
+        return clipboard().count(u'\n') + 1;
     };
     page->logView().selectAll();
     EXPECT_EQ(copied(LineCopier::HiddenLines::LeftOut), 10'800) << "also of pages never shown";
-    EXPECT_FALSE(QApplication::clipboard()->text().contains(u"line 9\n"_s));
+    EXPECT_FALSE(clipboard().contains(u"line 9\n"_s));
     EXPECT_TRUE(messages.front().front().toString().contains(QLocale().toString(1200)));
     EXPECT_EQ(copied(LineCopier::HiddenLines::Included), 12'000);
-    page->logView().tableView().selectRow(8);
+    tableOf(page).selectRow(8);
     copied(LineCopier::HiddenLines::LeftOut);
-    EXPECT_TRUE(QApplication::clipboard()->text().contains(u"line 12000"_s))
-        << "what was copied before stays";
+    EXPECT_TRUE(clipboard().contains(u"line 12000"_s)) << "what was copied before stays";
 }
 
 TEST_F(LogViewControllerTest, OneBadByteIsExplainedAndLeavesTheOtherLinesAsTheyAre) {
@@ -381,17 +313,16 @@ TEST_F(LogViewControllerTest, OneBadByteIsExplainedAndLeavesTheOtherLinesAsTheyA
 
 TEST_F(LogViewControllerTest, AFileHeldWholeChangesItsEncodingToo) {
     Preferences::shared().setLazyLoadFile(false);
-    const TemporaryFile file("caf\xE9 na\xEFve\n" + numberedLines(7000));
-    MainWindowController* page = open(file);
-    EXPECT_EQ(page->logView().tableView().rowCount(), 7001);
+    MainWindowController* page = open("caf\xE9 na\xEFve\n" + numberedLines(7000));
+    EXPECT_EQ(tableOf(page).rowCount(), 7001);
     for (const auto& [number, text] : {std::pair(encoding::isoLatin1, u"café naïve"_s),
                                        std::pair(encoding::windows1251, u"cafй naпve"_s)}) {
         page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, number});
         ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == text; })) << qPrintable(textOfRow(*page, 0));
     }
     // The first rows are there before the file has been read to its end once more.
-    EXPECT_TRUE(until([&] { return page->logView().tableView().rowCount() == 7001; }));
+    EXPECT_TRUE(until([&] { return tableOf(page).rowCount() == 7001; }));
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -9,23 +9,8 @@
 #include "ui/page/NoticeStrip.h"
 #include "ui/rules/FilterRulesEditor.h"
 
-#include <QCheckBox>
-#include <QColorDialog>
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QPointer>
-#include <QPushButton>
-#include <QToolButton>
-#include <algorithm>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using namespace Qt::StringLiterals;
-using test::AppFixture;
-using test::TemporaryFile;
 
 class FilterRulesEditorTest : public AppFixture {
 protected:
@@ -36,6 +21,10 @@ protected:
         list_ = editor_->findChild<QListWidget*>();
     }
 
+    void press(const QString& name) const { button(editor_, name)->click(); }
+    void check(int row, bool isChecked = true) const {
+        list_->item(row)->setCheckState(isChecked ? Qt::Checked : Qt::Unchecked);
+    }
     QLineEdit* searchText() const { return named<QLineEdit>(editor_, u"Search text"_s); }
     QString hint() const { return labelsOf(editor_); }
     void type(const QString& text, bool isFinal = true) const {
@@ -46,21 +35,19 @@ protected:
     bool untilHint(const QString& expected) const {
         return until([&] { return hint().contains(expected); });
     }
-    QColorDialog* openColors(const QString& name) const {
-        named<QToolButton>(editor_, name)->click();
+    QColorDialog* openColors() const {
+        press(u"Text colour"_s);
         return editor_->findChild<QColorDialog*>();
     }
     bool isActive(const FilterRule& rule) const {
         return isRuleActive(rule.id(), absoluteString(file_.url()));
     }
     QColor colorOf(qint64 row) const {
-        const auto view = page_->logView().tableView().delegate().viewForTableColumn(cell::line, row);
+        const auto view = cellOf(page_, row);
         const auto* attributes = view.row ? view.row->line.attributesAt(0) : nullptr;
         return attributes ? attributes->foreground.value_or(QColor()) : QColor();
     }
-    QLatin1StringView cellOf(qint64 row) const {
-        return page_->logView().tableView().delegate().viewForTableColumn(cell::line, row).identifier;
-    }
+    bool isHidden(qint64 row) const { return cellOf(page_, row).identifier == cell::filtered; }
     static const FiltersManager::Rules& rules() { return FiltersManager::shared().rules(); }
 
     const TemporaryFile file_{QByteArray("INFO one\nERROR two\n"
@@ -74,28 +61,27 @@ protected:
 
 TEST_F(FilterRulesEditorTest, ARuleSwitchedOnPaintsItsLinesWithoutMovingTheView) {
     ASSERT_EQ(list_->count(), 4);
-    page_->logView().tableView().setTopRow(300);
+    tableOf(page_).setTopRow(300);
     EXPECT_EQ(list_->item(0)->checkState(), Qt::Unchecked);
-    list_->item(0)->setCheckState(Qt::Checked);
+    check(0);
     EXPECT_TRUE(isActive(*rules()[0]));
     ASSERT_TRUE(until([&] { return colorOf(300) == QColor(0, 140, 0); }));
     EXPECT_NE(colorOf(301), QColor(0, 140, 0));
-    EXPECT_EQ(page_->logView().tableView().firstVisibleRow(), 300);
-    list_->item(0)->setCheckState(Qt::Unchecked);
+    EXPECT_EQ(tableOf(page_).firstVisibleRow(), 300);
+    check(0, false);
     EXPECT_FALSE(isActive(*rules()[0]));
     ASSERT_TRUE(until([&] { return colorOf(300) != QColor(0, 140, 0); }));
 }
 
 TEST_F(FilterRulesEditorTest, EveryEditReachesTheOpenDocument) {
-    QTest::mouseClick(named<QPushButton>(editor_, u"Add"_s), Qt::LeftButton);
+    press(u"Add"_s);
     ASSERT_EQ(rules().size(), 5U);
     EXPECT_TRUE(isActive(*rules()[4])) << "a new rule is meant for the file in front";
     EXPECT_EQ(rules()[4]->highlightRule()->foreground(), Preferences::shared().logViewForeground());
     type(u"plain"_s);
     const auto isWarned = [this] { return hint().contains(u"hard to read"_s); };
     EXPECT_FALSE(isWarned());
-    QColorDialog* const colors = openColors(u"Text colour"_s);
-    ASSERT_TRUE(colors);
+    QColorDialog* const colors = openColors();
     colors->setCurrentColor(Qt::magenta);
     colors->accept();
     EXPECT_TRUE(isWarned()) << "magenta on white";
@@ -104,19 +90,19 @@ TEST_F(FilterRulesEditorTest, EveryEditReachesTheOpenDocument) {
     EXPECT_EQ(list_->item(4)->text(), u"plain"_s);
     editor_->findChild<QComboBox*>()->setCurrentIndex(1);
     ASSERT_TRUE(rules()[4]->hide());
-    ASSERT_TRUE(until([&] { return cellOf(2) == cell::filtered; }));
-    EXPECT_EQ(cellOf(0), cell::line);
+    ASSERT_TRUE(until([&] { return isHidden(2); }));
+    EXPECT_FALSE(isHidden(0));
 }
 
 TEST_F(FilterRulesEditorTest, LinesThatNoRuleClaimsAreHiddenOnDemand) {
-    list_->item(3)->setCheckState(Qt::Checked); // ERROR
+    check(3); // ERROR
     const auto* const action = editor_->findChildren<QComboBox*>().last();
     ASSERT_TRUE(isInFront(page_->window()));
     QTest::keyClick(page_->window(), Qt::Key_U, Qt::ControlModifier | Qt::ShiftModifier);
-    ASSERT_TRUE(until([&] { return cellOf(0) == cell::filtered && cellOf(1) == cell::line; }));
+    ASSERT_TRUE(until([&] { return isHidden(0) && !isHidden(1); }));
     EXPECT_EQ(action->currentIndex(), 1) << "the editor says otherwise";
     page_->logView().setHidesUnclaimedLines(false);
-    ASSERT_TRUE(until([&] { return cellOf(0) == cell::line; }));
+    ASSERT_TRUE(until([&] { return !isHidden(0); }));
     EXPECT_EQ(action->currentIndex(), 0);
 }
 
@@ -146,30 +132,27 @@ TEST_F(FilterRulesEditorTest, WhatIsTypedIsADraftUntilTheFieldIsLeft) {
 TEST_F(FilterRulesEditorTest, AColourBelongsToTheRuleItWasChosenFor) {
     list_->setCurrentRow(0);
     const auto before = rules()[1]->highlightRule()->foreground();
-    QColorDialog* dialog = openColors(u"Text colour"_s);
-    ASSERT_TRUE(dialog);
+    QColorDialog* dialog = openColors();
     list_->setCurrentRow(1);
     dialog->setCurrentColor(Qt::magenta);
     dialog->accept();
     EXPECT_EQ(rules()[0]->highlightRule()->foreground(), QColor(Qt::magenta));
     EXPECT_EQ(rules()[1]->highlightRule()->foreground(), before);
-    dialog = openColors(u"Text colour"_s);
-    ASSERT_TRUE(dialog);
-    const QPointer<QColorDialog> guarded(dialog);
+    const QPointer<QColorDialog> opened(openColors());
+    ASSERT_TRUE(opened);
     editor_->close();
-    EXPECT_TRUE(until([&] { return !guarded; })) << "the dialog outlives its window";
+    EXPECT_TRUE(until([&] { return !opened; })) << "the dialog outlives its window";
 }
 
 TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListMenuAndStrip) {
     list_->setCurrentRow(0);
-    named<QCheckBox>(editor_, u"Regular expression"_s)->setChecked(true);
+    press(u"Regular expression"_s);
     searchText()->selectAll();
     type(u"^(\\S+\\s*)+[#%]"_s);
-    EXPECT_TRUE(untilHint(u"too slow for"_s)) << qPrintable(hint());
-    list_->item(0)->setCheckState(Qt::Checked);
+    EXPECT_TRUE(untilHint(u"too slow for"_s));
+    check(0);
     EXPECT_TRUE(until([&] { return list_->item(0)->text().contains(u"too slow for this file"_s); }));
-    const QStringList entries = actionTexts(page_);
-    EXPECT_EQ(entries.filter(u"too slow for this file"_s).size(), 1);
+    EXPECT_EQ(actionTexts(page_).filter(u"too slow for this file"_s).size(), 1);
     auto* strip = page_->findChild<NoticeStrip*>();
     ASSERT_TRUE(until([&] { return strip->notice().text.startsWith(u"Rule too slow for this file, "_s); }));
     editor_->hide();
@@ -177,21 +160,21 @@ TEST_F(FilterRulesEditorTest, ASlowRuleIsShownAsSuchInListMenuAndStrip) {
     EXPECT_TRUE(editor_->isVisible());
     Q_EMIT strip->dismissed();
     EXPECT_EQ(strip->notice().text, QString());
-    list_->item(0)->setCheckState(Qt::Unchecked);
+    check(0, false);
     EXPECT_TRUE(until([&] { return !list_->item(0)->text().contains(u"too slow"_s); }));
 }
 
 TEST_F(FilterRulesEditorTest, DeletingAsksAndForgetsTheRuleInThisFile) {
     const auto rule = rules()[1];
-    list_->item(1)->setCheckState(Qt::Checked);
+    check(1);
     list_->setCurrentRow(1);
     alerts_.nextAnswer = 1;
-    QTest::mouseClick(named<QPushButton>(editor_, u"Delete"_s), Qt::LeftButton);
+    press(u"Delete"_s);
     ASSERT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(rules().size(), 4U);
     alerts_.alerts.back().suppress();
     EXPECT_FALSE(Preferences::shared().confirmDeleteFilterHighlightRule());
-    QTest::mouseClick(named<QPushButton>(editor_, u"Delete"_s), Qt::LeftButton);
+    press(u"Delete"_s);
     EXPECT_EQ(alerts_.alerts.size(), 1U) << "not asked again";
     EXPECT_EQ(rules().size(), 3U);
     EXPECT_FALSE(isActive(*rule));
@@ -199,28 +182,27 @@ TEST_F(FilterRulesEditorTest, DeletingAsksAndForgetsTheRuleInThisFile) {
 }
 
 TEST_F(FilterRulesEditorTest, TheHintTellsAWrongPatternAndFollowsTheScreen) {
-    QTest::mouseClick(named<QPushButton>(editor_, u"Add"_s), Qt::LeftButton);
+    press(u"Add"_s);
     type(u"ERR("_s, false);
-    EXPECT_TRUE(untilHint(u"Matches 0 of"_s)) << qPrintable(hint());
-    named<QCheckBox>(editor_, u"Regular expression"_s)->setChecked(true);
-    EXPECT_TRUE(untilHint(u"matches nothing"_s)) << qPrintable(hint());
+    EXPECT_TRUE(untilHint(u"Matches 0 of"_s));
+    press(u"Regular expression"_s);
+    EXPECT_TRUE(untilHint(u"matches nothing"_s));
     type(u"OR|AND)"_s, false);
     const auto lines = page_->logView().visibleLines();
-    const auto expected = std::count_if(lines.begin(), lines.end(),
-                                        [](const QString& line) { return line.contains(u"ERROR"_s); });
+    const qsizetype expected = lines.filter(u"ERROR"_s).size();
     ASSERT_GT(expected, 0);
-    EXPECT_TRUE(untilHint(u"Matches %1 of the %2"_s.arg(expected).arg(lines.size()))) << qPrintable(hint());
+    EXPECT_TRUE(untilHint(u"Matches %1 of the %2"_s.arg(expected).arg(lines.size())));
     searchText()->selectAll();
     type(u"the last"_s, false);
-    EXPECT_TRUE(untilHint(u"Matches 0 of"_s)) << qPrintable(hint());
+    EXPECT_TRUE(untilHint(u"Matches 0 of"_s));
     page_->logView().goToLastLine();
-    EXPECT_TRUE(untilHint(u"Matches 1 of"_s)) << qPrintable(hint());
+    EXPECT_TRUE(untilHint(u"Matches 1 of"_s));
 }
 
 TEST_F(FilterRulesEditorTest, TellingOfOneRuleLeavesTheOthersQuiet) {
     list_->setCurrentRow(0);
     ASSERT_EQ(rules()[0]->notificationRule(), NotificationRule::defaultRule());
-    named<QCheckBox>(editor_, u"Notify me of a match"_s)->setChecked(true);
+    press(u"Notify me of a match"_s);
     EXPECT_TRUE(rules()[0]->notificationRule()->enabled());
     EXPECT_FALSE(NotificationRule::defaultRule()->enabled());
     EXPECT_FALSE(rules()[1]->notificationRule()->enabled());
@@ -260,12 +242,16 @@ TEST_F(FilterRulesEditorTest, AnImportAsksBeforeItDoublesRulesAndTellsWhatItLeft
         archiver.addArray(QStringList{u"stray"_s}, [&](const QString& text) { return archiver.add(text); })));
     editor_->importFrom(QString::fromLocal8Bit(foreign.path()));
     ASSERT_EQ(alerts_.alerts.size(), 2U);
-    EXPECT_TRUE(alerts_.alerts[1].message.contains(u"left out: 1"_s))
-        << qPrintable(alerts_.alerts[1].message);
+    EXPECT_TRUE(alerts_.texts()[1].contains(u"left out: 1"_s)) << qPrintable(alerts_.texts()[1]);
 }
 
-TEST_F(FilterRulesEditorTest, ASwitchedRuleIsStillOnAtTheNextStart) {
-    list_->item(2)->setCheckState(Qt::Checked);
+TEST_F(FilterRulesEditorTest, ARuleSwitchedByItsNumberIsStillOnAtTheNextStart) {
+    ASSERT_TRUE(isInFront(page_->window())) << "the editor came in front when it opened";
+    for (const bool isOn : {true, false, true}) {
+        QTest::keyClick(page_->window(), Qt::Key_3, Qt::ControlModifier);
+        EXPECT_EQ(isActive(*rules()[2]), isOn);
+        EXPECT_EQ(list_->item(2)->checkState() == Qt::Checked, isOn) << "the editor follows";
+    }
     const auto rulesThen = std::move(FiltersManager::load(settings_.path())).value();
     const auto statesThen = std::move(FilterRulesMemento::load(settings_.path())).value();
     const auto ids = statesThen->activeRuleIds(absoluteString(file_.url()));
@@ -273,15 +259,6 @@ TEST_F(FilterRulesEditorTest, ASwitchedRuleIsStillOnAtTheNextStart) {
     ASSERT_TRUE(rulesThen->ruleWithId(ids[0])) << "a rule of the first start keeps its identity";
     EXPECT_EQ(rulesThen->ruleWithId(ids[0])->searchItem()->searchStr(),
               rules()[2]->searchItem()->searchStr());
-}
-
-TEST_F(FilterRulesEditorTest, TheMenuSwitchesRulesByTheirNumber) {
-    ASSERT_TRUE(isInFront(page_->window())) << "the editor came in front when it opened";
-    QTest::keyClick(page_->window(), Qt::Key_4, Qt::ControlModifier);
-    EXPECT_TRUE(isActive(*rules()[3]));
-    EXPECT_EQ(list_->item(3)->checkState(), Qt::Checked) << "the editor follows";
-    QTest::keyClick(page_->window(), Qt::Key_4, Qt::ControlModifier);
-    EXPECT_FALSE(isActive(*rules()[3]));
 }
 
 TEST_F(FilterRulesEditorTest, TheMenuShowsTabsAndEmptyTextsAndLeadsToWhatItHasNoRoomFor) {
@@ -294,4 +271,4 @@ TEST_F(FilterRulesEditorTest, TheMenuShowsTabsAndEmptyTextsAndLeadsToWhatItHasNo
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -1,35 +1,25 @@
 #include "ui/tabs/TabTitles.h"
 
+#include "support/WindowDriver.h"
 #include "ui/tabs/TabStrip.h"
 
-#include <QFontMetrics>
-#include <QStyleOptionTab>
-#include <QTest>
-
-#include <gtest/gtest.h>
 #include <set>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-
 TEST(TabTitles, FilesOfOneNameAreToldApartByTheirFolders) {
-    struct Case {
-        QStringList paths;
-        QStringList titles;
-    };
-    for (const Case& c :
-         {Case{{u"/var/log/a.log"_s, u"/var/log/b.log"_s}, {u"a.log"_s, u"b.log"_s}},
-          Case{{u"/srv/web1/a.log"_s, u"/srv/web2/a.log"_s, u"/b.log"_s},
-               {u"a.log — web1"_s, u"a.log — web2"_s, u"b.log"_s}},
-          Case{{u"/x/1/log/a.log"_s, u"/x/2/log/a.log"_s}, {u"a.log — 1/log"_s, u"a.log — 2/log"_s}},
-          Case{{u"/a.log"_s, u"/x/a.log"_s}, {u"a.log — /"_s, u"a.log — x"_s}},
-          Case{{u"/same/a.log"_s, u"/same/a.log"_s}, {u"a.log — same"_s, u"a.log — same"_s}}}) {
+    for (const auto& [paths, titles] : Rows<QStringList, QStringList>{
+             {{u"/var/log/a.log"_s, u"/var/log/b.log"_s}, {u"a.log"_s, u"b.log"_s}},
+             {{u"/srv/web1/a.log"_s, u"/srv/web2/a.log"_s, u"/b.log"_s},
+              {u"a.log — web1"_s, u"a.log — web2"_s, u"b.log"_s}},
+             {{u"/x/1/log/a.log"_s, u"/x/2/log/a.log"_s}, {u"a.log — 1/log"_s, u"a.log — 2/log"_s}},
+             {{u"/a.log"_s, u"/x/a.log"_s}, {u"a.log — /"_s, u"a.log — x"_s}},
+             {{u"/same/a.log"_s, u"/same/a.log"_s}, {u"a.log — same"_s, u"a.log — same"_s}}}) {
         QStringList names;
-        for (const QString& path : c.paths)
+        for (const QString& path : paths)
             names.append(path.mid(path.lastIndexOf(u'/') + 1));
-        EXPECT_EQ(tabTitles(names, c.paths), c.titles) << qPrintable(c.paths.join(u' '));
+        EXPECT_EQ(tabTitles(names, paths), titles) << qPrintable(paths.join(u' '));
     }
 }
 
@@ -49,22 +39,13 @@ public:
 };
 
 TEST(TabStrip, ManyTabsStayReadableAndToldApart) {
-    struct Case {
-        const char* what;
-        std::function<QString(int)> title;
-    };
-    for (const Case& c :
-         {Case{"short names", [](int i) { return u"host-%1.log"_s.arg(i); }},
-          Case{"the middle differs",
-               [](int i) { return u"gateway-eu-west-%1-production-access-2026.log"_s.arg(i); }},
-          Case{"the folder differs",
-               [](int i) { return u"application-server.log — node%1/var/log/service"_s.arg(i); }},
-          Case{"characters of two units",
-               [](int i) { return u"𝔞𝔟𝔠𝔡𝔢𝔣𝔤𝔥𝔦𝔧%1𝔞𝔟𝔠𝔡𝔢𝔣𝔤𝔥𝔦𝔧𝔨𝔩𝔪𝔫𝔬𝔭𝔮𝔯𝔰𝔱"_s.arg(i); }}}) {
-        SCOPED_TRACE(c.what);
+    for (const QString& title :
+         {u"host-%1.log"_s, u"gateway-eu-west-%1-production-access-2026.log"_s,
+          u"application-server.log — node%1/var/log/service"_s, u"𝔞𝔟𝔠𝔡𝔢𝔣𝔤𝔥𝔦𝔧%1𝔞𝔟𝔠𝔡𝔢𝔣𝔤𝔥𝔦𝔧𝔨𝔩𝔪𝔫𝔬𝔭𝔮𝔯𝔰𝔱"_s}) {
+        SCOPED_TRACE(title.toStdString());
         QStringList titles;
         for (int i = 10; i < 30; ++i)
-            titles.append(c.title(i));
+            titles.append(title.arg(i));
         ReadableStrip strip(titles);
         strip.resize(20'000, strip.sizeHint().height());
         strip.show();
@@ -86,4 +67,4 @@ TEST(TabStrip, ManyTabsStayReadableAndToldApart) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

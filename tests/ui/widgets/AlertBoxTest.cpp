@@ -1,20 +1,11 @@
 #include "ui/widgets/AlertBox.h"
+
+#include "support/WindowDriver.h"
 #include "ui/widgets/AlertBoxPresenter.h"
 #include "ui/widgets/WidgetIds.h"
 
-#include <QApplication>
-#include <QCheckBox>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
-
-#include <gtest/gtest.h>
-#include <memory>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using namespace Qt::StringLiterals;
 
 class AlertBoxTest : public ::testing::Test {
 protected:
@@ -36,7 +27,6 @@ protected:
                        }};
         return alert;
     }
-    static void settle() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
 
     std::unique_ptr<QWidget> window_ = std::make_unique<QWidget>();
     QList<int> answers_;
@@ -49,10 +39,10 @@ TEST_F(AlertBoxTest, AFieldIsReadyToTypeAndItsTextComesWithTheFirstButton) {
     alert.field->optionChosen = [this](bool isChosen) { EXPECT_TRUE(isChosen && !entered_.isEmpty()); };
     AlertBox* box = present(alert);
     auto* option = box->findChild<QCheckBox*>();
-    ASSERT_TRUE(option && option->text() == u"Keep it"_s);
+    ASSERT_TRUE(option);
+    EXPECT_EQ(option->text(), u"Keep it"_s);
     option->click();
     auto* field = box->findChild<QLineEdit*>();
-    ASSERT_TRUE(field);
     ASSERT_TRUE(QTest::qWaitForWindowActive(box));
     EXPECT_EQ(QApplication::focusWidget(), field);
     EXPECT_EQ(field->echoMode(), QLineEdit::Password);
@@ -71,8 +61,7 @@ TEST_F(AlertBoxTest, AFieldIsReadyToTypeAndItsTextComesWithTheFirstButton) {
 }
 
 TEST_F(AlertBoxTest, TheTextOfAnotherAnswerIsNotHandedOn) {
-    AlertBox* box = present(passwordQuestion());
-    auto* field = box->findChild<QLineEdit*>();
+    auto* field = present(passwordQuestion())->findChild<QLineEdit*>();
     QTest::keyClicks(field, u"half a pass"_s);
     QTest::keyClick(field, Qt::Key_Escape);
     EXPECT_EQ(entered_, QStringList());
@@ -88,7 +77,7 @@ TEST_F(AlertBoxTest, AWindowThatClosesAnswersOnceWithTheLastButton) {
     window_->close();
     EXPECT_EQ(answers_, QList<int>{2});
     EXPECT_EQ(suppressed, 0) << "nobody has answered";
-    settle();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     window_.reset();
     QCoreApplication::processEvents();
     EXPECT_EQ(answers_, QList<int>{2});
@@ -126,4 +115,4 @@ TEST_F(AlertBoxTest, StandsOverItsWindowAndOverTheFrontOneWhenThatIsClosed) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

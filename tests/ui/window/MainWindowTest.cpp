@@ -7,22 +7,11 @@
 #include "ui/tabs/OpenFilesList.h"
 #include "ui/widgets/ProgressStrip.h"
 
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTabBar>
-#include <QTreeView>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
-
-using namespace Qt::StringLiterals;
-using test::AppFixture;
-using test::numberedLines;
-using test::TemporaryFile;
 
 class MainWindowTest : public AppFixture {
 protected:
@@ -32,28 +21,20 @@ protected:
 };
 
 TEST_F(MainWindowTest, DocumentsShareOneWindowAsTabsOrHaveTheirOwn) {
-    const TemporaryFile files[] = {TemporaryFile("1\n", "a.log"), TemporaryFile("2\n", "a.log"),
-                                   TemporaryFile("3\n", "b&c.log")};
-    MainWindowController* first = open(files[0]);
-    MainWindowController* second = open(files[1]);
+    windows_.showUserUpdate(u"to nobody"_s);
+    MainWindowController* first = open("1\n", "a.log");
+    MainWindowController* second = open("2\n", "a.log");
     EXPECT_EQ(windowOf(first), windowOf(second));
     EXPECT_EQ(windowOf(first)->currentPage(), second);
     const auto& tabs = windowOf(first)->tabs();
     EXPECT_NE(tabs.tabText(0), tabs.tabText(1)) << "files of one name tell themselves apart";
+    windows_.showUserUpdate(u"hear, hear"_s);
+    EXPECT_TRUE(says(second, u"hear, hear"_s)) << "a message of the program stands in the page in front";
+    EXPECT_FALSE(says(first, u"hear, hear"_s));
     Preferences::shared().setUseTabs(false);
-    MainWindowController* third = open(files[2]);
+    MainWindowController* third = open("3\n", "b&c.log");
     EXPECT_NE(windowOf(third), windowOf(first));
     EXPECT_TRUE(windowOf(third)->windowTitle().startsWith(u"b&c.log"_s));
-}
-
-TEST_F(MainWindowTest, AMessageOfTheProgramStandsInThePageInFront) {
-    windows_.showUserUpdate(u"to nobody"_s);
-    const TemporaryFile files[] = {TemporaryFile("1\n", "a.log"), TemporaryFile("2\n", "b.log")};
-    MainWindowController* behind = open(files[0]);
-    MainWindowController* front = open(files[1]);
-    windows_.showUserUpdate(u"hear, hear"_s);
-    EXPECT_TRUE(labelsOf(front).contains(u"hear, hear"_s));
-    EXPECT_FALSE(labelsOf(behind).contains(u"hear, hear"_s));
 }
 
 TEST_F(MainWindowTest, FilesBehindLoadAndFollowBeforeTheirPagesAreMade) {
@@ -96,24 +77,18 @@ TEST_F(MainWindowTest, TabsAreTurnedAndClosedByKeysFromTheSidebarAndByTheMiddleB
     auto& tabs = window->tabs();
     auto* sidebar = window->findChild<QTreeView*>();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window));
-    struct Press {
-        Qt::Key key;
-        Qt::KeyboardModifiers modifiers;
-        int index;
-    };
-    for (const Press& press :
-         {Press{Qt::Key_Tab, Qt::ControlModifier, 0}, Press{Qt::Key_PageDown, Qt::ControlModifier, 1},
-          Press{Qt::Key_PageUp, Qt::ControlModifier, 0},
-          Press{Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier, 2}}) {
+    for (const auto& [key, modifiers, index] : Rows<Qt::Key, Qt::KeyboardModifiers, int>{
+             {Qt::Key_Tab, Qt::ControlModifier, 0},
+             {Qt::Key_PageDown, Qt::ControlModifier, 1},
+             {Qt::Key_PageUp, Qt::ControlModifier, 0},
+             {Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier, 2}}) {
         sidebar->setFocus();
-        QTest::keyClick(sidebar, press.key, press.modifiers);
-        EXPECT_EQ(tabs.currentIndex(), press.index) << press.key;
+        QTest::keyClick(sidebar, key, modifiers);
+        EXPECT_EQ(tabs.currentIndex(), index) << key;
     }
 
     tabs.showList();
-    auto* list = tabs.findChild<OpenFilesList*>();
-    ASSERT_TRUE(list);
-    auto* field = list->findChild<QLineEdit*>();
+    auto* field = tabs.findChild<OpenFilesList*>()->findChild<QLineEdit*>();
     QTest::keyClicks(field, u"TWO"_s);
     QTest::keyClick(field, Qt::Key_Return);
     EXPECT_EQ(tabs.currentIndex(), 1);
@@ -149,63 +124,51 @@ TEST_F(MainWindowTest, WithoutAWelcomeTheLastTabLeavesAWindowToOpenAnotherFileIn
 }
 
 TEST_F(MainWindowTest, WhatCannotBeOpenedIsNamedWithItsReason) {
-    struct Case {
-        QByteArray path;
-        QString reason;
-    };
     const TemporaryFile file("x\n");
     const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
-    for (const Case& c : {Case{directory + "/missing.log", u"does not exist"_s}, Case{directory, u"folder"_s},
-                          Case{"/dev/null", u"device"_s}}) {
+    for (const auto& [path, reason] :
+         Rows<QByteArray, QString>{{directory + "/missing.log", u"does not exist"_s},
+                                   {directory, u"folder"_s},
+                                   {"/dev/null", u"device"_s}}) {
         alerts_.nextAnswer = 1;
-        EXPECT_FALSE(documents_.openDocument(fileUrlFromPath(c.path)));
-        ASSERT_FALSE(alerts_.alerts.empty());
-        const Alert& alert = alerts_.alerts.back();
-        EXPECT_TRUE(alert.informativeText.contains(c.reason)) << qPrintable(alert.informativeText);
-        EXPECT_TRUE((alert.message + alert.informativeText).contains(QString::fromLocal8Bit(c.path)));
+        EXPECT_FALSE(documents_.openDocument(fileUrlFromPath(path)));
+        const QString text = alerts_.texts().value(alerts_.texts().size() - 1);
+        EXPECT_TRUE(text.contains(reason) && text.contains(QString::fromLocal8Bit(path))) << qPrintable(text);
     }
     EXPECT_EQ(alerts_.alerts.size(), 3U);
 }
 
 TEST_F(MainWindowTest, TheFooterTellsNameLinesAndSize) {
-    const TemporaryFile file(numberedLines(12345), "many.log");
-    MainWindowController* page = open(file);
+    MainWindowController* page = open(numberedLines(12345), "many.log");
     ASSERT_TRUE(until([&] { return labelsOf(page).contains(QLocale().toString(12345)); }));
     EXPECT_TRUE(labelsOf(page).contains(u"many.log"_s));
     EXPECT_TRUE(until([&] { return labelsOf(page).contains(u"Unicode (UTF-8)"_s); }));
     EXPECT_TRUE(labelsOf(page).contains(u"KiB"_s)) << qPrintable(labelsOf(page));
 }
 
-TEST_F(MainWindowTest, AFileTakenAwayWhileNotFollowedKeepsItsRowsAndTheStripSaysSo) {
-    Preferences::shared().setStartTailingOnFileOpen(false);
-    const TemporaryFile file(numberedLines(50));
-    MainWindowController* page = open(file);
-    ASSERT_EQ(::unlink(file.path().constData()), 0);
-    ASSERT_TRUE(until([&] { return noticeOf(*page).contains(u"removed"_s); }));
-    EXPECT_EQ(textOfRow(*page, 49), u"line 50"_s);
-}
-
-TEST_F(MainWindowTest, AFileCutShortWhileNotFollowedKeepsItsRowsUntilItIsReloaded) {
+TEST_F(MainWindowTest, AFileCutShortOrTakenAwayWhileNotFollowedKeepsItsRowsUntilItIsReloaded) {
     Preferences::shared().setStartTailingOnFileOpen(false);
     const TemporaryFile file(numberedLines(50));
     MainWindowController* page = open(file);
     file.truncate(10);
     // Also when the page is read once more from what is left.
     page->document()->dataSource()->linesChanged(0);
-    page->logView().tableView().rowsChanged();
+    tableOf(page).rowsChanged();
     ASSERT_TRUE(until([&] { return noticeOf(*page).contains(u"cut short"_s); }));
-    EXPECT_EQ(page->logView().tableView().rowCount(), 50);
+    EXPECT_EQ(tableOf(page).rowCount(), 50);
     EXPECT_EQ(textOfRow(*page, 49), u"line 50"_s);
     page->findChild<NoticeStrip*>()->findChild<QPushButton*>()->click();
-    EXPECT_TRUE(until([&] { return page->logView().tableView().rowCount() == 2; }));
+    EXPECT_TRUE(until([&] { return tableOf(page).rowCount() == 2 && isShown(*page); }));
     EXPECT_EQ(noticeOf(*page), QString());
+    ASSERT_EQ(::unlink(file.path().constData()), 0);
+    ASSERT_TRUE(until([&] { return noticeOf(*page).contains(u"removed"_s); }));
+    EXPECT_EQ(textOfRow(*page, 0), u"line 1"_s);
 }
 
 TEST_F(MainWindowTest, NamesThatAreNoTextAreOpenedAndShown) {
-    for (const QByteArray& name : {QByteArray("with blank & amp.log"), QByteArray("new\nline.log"),
-                                   QByteArray("\xFF\xFE.log"), QByteArray("100%25 #1?.log")}) {
-        const TemporaryFile file("content of it\n", name);
-        MainWindowController* page = open(file);
+    for (const QByteArray& name :
+         QByteArrayList{"with blank & amp.log", "new\nline.log", "\xFF\xFE.log", "100%25 #1?.log"}) {
+        MainWindowController* page = open("content of it\n", name);
         EXPECT_EQ(textOfRow(*page, 0), u"content of it"_s) << name.constData();
         EXPECT_FALSE(page->document()->displayName().contains(u'\n'));
         documents_.closeDocument(page->document());
@@ -214,8 +177,7 @@ TEST_F(MainWindowTest, NamesThatAreNoTextAreOpenedAndShown) {
 }
 
 TEST_F(MainWindowTest, GivingUpALoadClosesItsDocument) {
-    const TemporaryFile file(numberedLines(100));
-    MainWindowController* page = open(file);
+    MainWindowController* page = open(numberedLines(100));
     const auto document = page->document();
     auto* strip = page->findChild<ProgressStrip*>();
     strip->showProgress(u"Loading file [test.log]"_s, 10);
@@ -238,4 +200,4 @@ TEST_F(MainWindowTest, ABrokenLoadLeavesTheProgramResponsive) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -1,30 +1,28 @@
 #include "remote/RemoteDocument.h"
+#include "remote/RemoteFileModel.h"
 #include "remote/ShellClient.h"
+#include "remote/hosts/AuthnType.h"
 #include "remote/hosts/RemoteHost.h"
+#include "support/SshServer.h"
 #include "ui/AppFixture.h"
+#include "ui/hosts/RemoteBrowsing.h"
+#include "ui/hosts/RemoteColumnView.h"
+#include "ui/page/LogSearch.h"
+#include "ui/window/BookmarksOutlineViewController.h"
 #include "ui/window/Snapshot.h"
 
-#include <QApplication>
-#include <QClipboard>
-#include <QFile>
-#include <QLabel>
-
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::numberedLines;
-using test::TemporaryFile;
-
 /// Remote documents in a window, over the shell of this computer.
-class RemoteInWindowTest : public test::AppFixture {
+class RemoteInWindowTest : public AppFixture {
 protected:
     RemoteInWindowTest() {
         Preferences::shared().setStartTailingOnFileOpen(false);
         documents_.setRemoteDocumentClass([this](const QUrl&) {
             return std::shared_ptr<Document>(
                 RemoteDocument::create(host_, [this](const std::shared_ptr<RemoteHost>& host) {
-                    client_ = std::make_shared<test::ShellClient>(host, alerts_);
+                    client_ = std::make_shared<ShellClient>(host, alerts_);
                     client_->setLogins(logins_);
                     return client_;
                 }));
@@ -40,8 +38,8 @@ protected:
     }
 
     const std::shared_ptr<RemoteHost> host_ = std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s);
-    std::shared_ptr<test::ShellClient> client_;
-    test::ShellClient::Logins logins_ = test::ShellClient::Logins::Accepted;
+    std::shared_ptr<ShellClient> client_;
+    ShellClient::Logins logins_ = ShellClient::Logins::Accepted;
 };
 
 TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
@@ -68,22 +66,17 @@ TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
 }
 
 TEST_F(RemoteInWindowTest, APictureIsDrawnOfWhatThereIs) {
-    const TemporaryFile full(numberedLines(100) + '\n');
-    const TemporaryFile empty("");
-    const QString missing = u"/nonexistent/x.log"_s;
-    using Logins = test::ShellClient::Logins;
-    const struct {
-        Logins logins;
-        QString path;
-        QString fault;
-    } cases[] = {
-        {Logins::Accepted, QString::fromUtf8(full.path()), {}},
-        {Logins::Accepted, QString::fromUtf8(empty.path()), {}},
-        {Logins::Accepted, missing, {}},
-        {Logins::Unauthorised, QString::fromUtf8(full.path()), u"There is no connection to h"_s},
-        {Logins::Refused, QString::fromUtf8(full.path()), u"There is no connection to h"_s},
-    };
-    for (const auto& [logins, path, fault] : cases) {
+    const TemporaryFile lines(numberedLines(100) + '\n');
+    const TemporaryFile nothing("");
+    const QString full = QString::fromUtf8(lines.path());
+    const QString lost = u"There is no connection to h"_s;
+    using Logins = ShellClient::Logins;
+    for (const auto& [logins, path, fault] :
+         Rows<Logins, QString, QString>{{Logins::Accepted, full, {}},
+                                        {Logins::Accepted, QString::fromUtf8(nothing.path()), {}},
+                                        {Logins::Accepted, u"/nonexistent/x.log"_s, {}},
+                                        {Logins::Unauthorised, full, lost},
+                                        {Logins::Refused, full, lost}}) {
         SCOPED_TRACE(path.toStdString());
         logins_ = logins;
         const auto document = documents_.openDocument(RemoteUrl(*host_, path).url());
@@ -95,7 +88,7 @@ TEST_F(RemoteInWindowTest, APictureIsDrawnOfWhatThereIs) {
             [&](const QString& text) { outcome = text; });
         EXPECT_TRUE(until([&] { return outcome.has_value(); }));
         EXPECT_EQ(outcome, fault);
-        EXPECT_EQ(document->dataSource()->numberOfRows() == 100, path == cases[0].path && fault.isEmpty());
+        EXPECT_EQ(document->dataSource()->numberOfRows() == 100, path == full && fault.isEmpty());
         EXPECT_TRUE(QFile::remove(picture));
         documents_.closeAllDocuments();
         windows_.closeAll();
@@ -108,22 +101,22 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
     MainWindowController* page = openRemote(file);
     EXPECT_TRUE(saysBeginning(page, u"20,000 lines"_s));
     page->showFileInfo();
-    client_->setLogins(test::ShellClient::Logins::Unauthorised);
+    client_->setLogins(ShellClient::Logins::Unauthorised);
     page->logView().goToLine(15'000);
     EXPECT_TRUE(
         until([&] { return saysBeginning(page, u"The connection to h is lost: these are the lines"_s); }));
     EXPECT_EQ(alerts_.alerts.size(), 1U);
-    EXPECT_EQ(page->logView().tableView().rowCount(), 20'000);
+    EXPECT_EQ(tableOf(page).rowCount(), 20'000);
     client_->setFails(true);
     page->logView().selectAll();
     page->logView().copySelection();
     EXPECT_TRUE(until([&] { return saysBeginning(page, u"5,000 of 20,000 lines copied"_s); }));
 
-    const LogTableView& table = page->logView().tableView();
+    const LogTableView& table = tableOf(page);
     const qint64 top = table.firstVisibleRow();
     EXPECT_GT(top, 10'000);
     client_->setFails(false);
-    client_->setLogins(test::ShellClient::Logins::Accepted);
+    client_->setLogins(ShellClient::Logins::Accepted);
     page->document()->reconnect();
     EXPECT_TRUE(until([&] { return textOfRow(*page, 14'999) == u"line 15000"_s; }));
     EXPECT_EQ(table.firstVisibleRow(), top);
@@ -131,5 +124,170 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
     EXPECT_FALSE(saysBeginning(page, u"The connection"_s));
 }
 
+// ---- The program with a real server
+
+constexpr int lineCount = 12'345;
+
+/// The program from its start to its end, on settings that outlive it.
+struct ProgramRun : ProgramInDirectory {
+    explicit ProgramRun(const QString& settings) : ProgramInDirectory(settings) {
+        Preferences::shared().setPollingInterval(Preferences::shortestPollingInterval);
+        // The known hosts of whoever runs the tests stay as they are.
+        Preferences::shared().setHostKeyChoice(HostKeyChoice::AcceptAll);
+        documents_.setRemoteDocumentClass([this](const QUrl& url) {
+            return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts_);
+        });
+        windows_.setRemoteHostsHooks(browsing.hooks());
+        windows_.setKeepsState();
+        alerts_.nextAnswer.reset();
+    }
+    ~ProgramRun() {
+        windows_.quit();
+        browsing.closeAll();
+        windows_.setRemoteHostsHooks({});
+    }
+
+    MainWindowController* page() const {
+        return documents_.documents().empty() ? nullptr : windows_.pageOf(*documents_.documents().front());
+    }
+    LogTableView& table() const { return page()->logView().tableView(); }
+    /// A row's text, as the view shows it; empty until it is there.
+    QString shown(qint64 row) const {
+        const auto line = page()->document()->dataSource()->cachedRowLine(row);
+        return line ? line->line.string() : QString();
+    }
+
+    RemoteBrowsing browsing{documents_, alerts_};
+};
+
+class RemoteEndToEndTest : public testing::Test, public WindowDriver, protected OwnSettings {
+protected:
+    RemoteEndToEndTest() {
+        write(numberedLines(1, lineCount), QFile::WriteOnly);
+        makeStores(settings_.path());
+        const QString key = server_.makeKey(u"id"_s);
+        auto type = std::make_shared<PublicKeyAuthnType>();
+        type->publicKeyFilePath = key + u".pub"_s;
+        type->privateKeyFilePath = key;
+        auto host = std::make_shared<RemoteHost>(QString::fromLatin1(SshServer::host), server_.port(),
+                                                 server_.user());
+        host->setName(u"Web"_s);
+        host->setAuthnType(type);
+        host->setHomePath(server_.path());
+        EXPECT_TRUE(RemoteHostsManager::shared().add(host));
+    }
+
+    void write(const QByteArray& text, QFile::OpenMode mode) const {
+        QFile file(server_.path(u"app log.txt"_s));
+        ASSERT_TRUE(file.open(mode));
+        file.write(text);
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+    }
+    /// Chooses the file in the host's browser.
+    static void browseToFile(ProgramRun& run) {
+        run.browsing.browse(RemoteHostsManager::shared().host(0));
+        auto* browser = topLevel<ServerBrowserViewController>();
+        ASSERT_TRUE(browser);
+        auto* columns = browser->findChild<RemoteColumnView*>();
+        QModelIndex file;
+        ASSERT_TRUE(until([&] {
+            if (columns->model())
+                file = indexOf(*columns->model(), u"app log.txt"_s);
+            return file.isValid();
+        }));
+        columns->setCurrentIndex(file);
+        browser->accept();
+    }
+    static QTreeView* outlineOf(const ProgramRun& run) {
+        return run.page()->window()->findChild<BookmarksOutlineViewController*>()->findChild<QTreeView*>();
+    }
+
+    SshServer server_;
+};
+
+TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
+    {
+        ProgramRun run(settings_.path());
+        browseToFile(run);
+        ASSERT_TRUE(run.page());
+        ASSERT_TRUE(until([&] { return run.table().rowCount() == lineCount && run.page()->isTailing(); }));
+        // Pages of 5000, 5000 and 2345 lines, each beginning and ending where it must.
+        for (const qint64 row : {0, 4'999, 5'000, 9'999, 10'000, 12'344}) {
+            run.page()->logView().goToLine(row + 1);
+            EXPECT_TRUE(until([&] { return run.shown(row) == u"line %1"_s.arg(row + 1); })) << row;
+        }
+        EXPECT_FALSE(run.page()->document()->dataSource()->cachedRowLine(lineCount));
+
+        write(numberedLines(lineCount + 1, 10), QFile::Append);
+        EXPECT_TRUE(until([&] { return run.shown(lineCount + 9) == u"line %1"_s.arg(lineCount + 10); }));
+        write(numberedLines(1, 7'000), QFile::WriteOnly | QFile::Truncate);
+        EXPECT_TRUE(
+            until([&] { return run.table().rowCount() == 7'000 && run.shown(6'999) == u"line 7000"_s; }));
+
+        LogSearch& search = run.page()->logView().search();
+        run.page()->logView().goToLine(1);
+        search.setText(u"LINE 4321"_s);
+        search.findNext();
+        EXPECT_TRUE(until([&] { return !search.isSearching() && run.table().currentRow() == 4'320; }));
+
+        run.page()->logView().toggleLineMarkMenuAction();
+        const QString address = absoluteString(run.page()->document()->fileUrl());
+        auto& bookmarks = FileBasedBookmarksManager::shared();
+        EXPECT_TRUE(until([&] { return bookmarks.hasLineMark(address, 4'320); }));
+        qobject_cast<MainWindow*>(run.page()->window())->bookmarkFile();
+    }
+    ProgramRun run(settings_.path());
+    // The tab of the last time is back, and leaves the server alone until it is asked to.
+    run.windows_.restoreSession(WindowManager::Reading::AtOnce);
+    ASSERT_TRUE(run.page());
+    EXPECT_EQ(run.page()->document()->connectionState(), ConnectionState::Unconnected);
+    EXPECT_FALSE(run.page()->isLoading());
+    QTreeView* outline = outlineOf(run);
+    const QAbstractItemModel& model = *outline->model();
+    const QModelIndex remote = model.index(1, 0);
+    const QModelIndex group = model.index(0, 0, remote);
+    const QModelIndex server = model.index(0, 0, group);
+    const QModelIndex file = model.index(0, 0, server);
+    EXPECT_EQ(group.data().toString(), u"Default"_s);
+    EXPECT_EQ(server.data().toString(), u"Web"_s);
+    EXPECT_EQ(file.data().toString(), u"app log.txt"_s);
+    outline->setCurrentIndex(file);
+    QTest::keyClick(outline, Qt::Key_Return);
+    ASSERT_TRUE(until([&] { return run.table().rowCount() == 7'000; }));
+    EXPECT_TRUE(run.page()->document()->dataSource()->hasLineMark(4'320));
+}
+
+TEST_F(RemoteEndToEndTest, AfterALossTheFollowedViewComesBackWhereItWas) {
+    ProgramRun run(settings_.path());
+    browseToFile(run);
+    ASSERT_TRUE(
+        until([&] { return run.page() && run.table().rowCount() == lineCount && run.page()->isTailing(); }));
+    run.page()->logView().goToLine(6'000);
+    run.table().selectRow(6'001);
+    ASSERT_TRUE(until([&] { return run.shown(6'001) == u"line 6002"_s; }));
+    // A page still under way would log in again before anyone has noticed the loss.
+    const auto source = run.page()->document()->dataSource();
+    ASSERT_TRUE(until([&] {
+        return source->cachedRowLine(0) && source->cachedRowLine(5000) &&
+               source->cachedRowLine(lineCount - 1);
+    }));
+    const qint64 top = run.table().firstVisibleRow();
+    server_.killConnections();
+    ASSERT_TRUE(until([&] { return run.page()->canConnect(); }));
+    EXPECT_EQ(run.shown(6'001), u"line 6002"_s) << "what is loaded stays";
+    // A page that is asked for in the meantime logs in by itself.
+    ASSERT_TRUE(until([&] {
+        run.page()->connectToServer();
+        return run.table().rowCount() == lineCount && run.shown(6'001) == u"line 6002"_s;
+    }));
+    EXPECT_TRUE(until([&] { return run.table().firstVisibleRow() == top; })) << run.table().firstVisibleRow();
+    EXPECT_EQ(run.table().currentRow(), 6'001);
+    EXPECT_EQ(run.table().selection().count(), 1);
+    EXPECT_TRUE(until([&] {
+        run.page()->connectToServer();
+        return run.page()->isTailing() && !run.page()->canConnect();
+    }));
+}
+
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

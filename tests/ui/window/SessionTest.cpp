@@ -1,7 +1,6 @@
 #include "ui/AppFixture.h"
 
 #include "documents/RecentFiles.h"
-#include "foundation/FilePath.h"
 #include "ui/page/NoticeStrip.h"
 #include "ui/tabs/DocumentTab.h"
 #include "ui/tabs/DocumentTabs.h"
@@ -9,23 +8,12 @@
 #include "ui/window/Session.h"
 #include "ui/window/WelcomeWindow.h"
 
-#include <QDir>
-#include <QDropEvent>
-#include <QLabel>
-#include <QListWidget>
-#include <QMimeData>
-#include <QToolButton>
-
 #include <unistd.h>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::numberedLines;
-using test::TemporaryFile;
-
-class SessionTest : public test::AppFixture {
+class SessionTest : public AppFixture {
 protected:
     SessionTest() { windows_.setKeepsState(); }
 
@@ -34,6 +22,12 @@ protected:
         return document ? windows_.pageOf(*document) : nullptr;
     }
     MainWindow* windowOf(const TemporaryFile& file) { return AppFixture::windowOf(pageOf(file)); }
+    LogTableView& tableOf(const TemporaryFile& file) { return AppFixture::tableOf(pageOf(file)); }
+    /// Waits until the view of that file begins with the row.
+    bool untilTop(const TemporaryFile& file, qint64 row) {
+        return until([&] { return tableOf(file).firstVisibleRow() == row; });
+    }
+    static std::vector<Session::Entry> storedEntries() { return Session::load().windows.at(0).entries; }
 };
 
 TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFile) {
@@ -42,8 +36,8 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
                                    TemporaryFile("gone\n", "c.log")};
     for (const TemporaryFile& file : files)
         open(file);
-    pageOf(files[0])->logView().tableView().setTopRow(7000);
-    pageOf(files[1])->logView().tableView().scrollToEnd();
+    tableOf(files[0]).setTopRow(7000);
+    tableOf(files[1]).scrollToEnd();
     windowOf(files[0])->raisePage(pageOf(files[0]));
     windows_.quit();
     EXPECT_TRUE(documents_.documents().empty());
@@ -61,16 +55,13 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
     }));
     EXPECT_TRUE(alerts_.alerts.empty());
     EXPECT_FALSE(tabs.tabOf(files[1].url())->page()) << "nobody looks at it yet";
-    EXPECT_TRUE(until([&] { return pageOf(files[0])->logView().tableView().firstVisibleRow() == 7000; }));
+    EXPECT_TRUE(untilTop(files[0], 7000));
     windowOf(files[0])->tabs().setCurrent(tabs.tabOf(files[1].url()));
-    EXPECT_TRUE(until([&] {
-        return pageOf(files[1])->logView().tableView().isAtEnd() &&
-               pageOf(files[1])->logView().tableView().rowCount() == 900;
-    }));
+    EXPECT_TRUE(until([&] { return tableOf(files[1]).isAtEnd() && tableOf(files[1]).rowCount() == 900; }));
 
     windowOf(files[0])->raisePage(pageOf(files[0]));
     windows_.saveSessionNow();
-    EXPECT_EQ(Session::load().windows.at(0).entries.size(), 3U) << "a drive may be there again next time";
+    EXPECT_EQ(storedEntries().size(), 3U) << "a drive may be there again next time";
     files[2].append("back\n");
     EXPECT_TRUE(until([&] { return documents_.documents().size() == 3; }));
     EXPECT_EQ(missing->state(), DocumentTab::State::Open);
@@ -96,14 +87,14 @@ TEST_F(SessionTest, AStartWithAFilePutsTheStoredTabsUnreadBehindIt) {
     EXPECT_EQ(tabs.count(), 3);
     EXPECT_EQ(windowOf(files[2])->currentPage(), pageOf(files[2]));
     windows_.saveSessionNow();
-    ASSERT_EQ(Session::load().windows.at(0).entries.size(), 3U);
-    EXPECT_EQ(Session::load().windows.at(0).entries[0].topLine, 4001) << "the place of a tab not looked at";
+    ASSERT_EQ(storedEntries().size(), 3U);
+    EXPECT_EQ(storedEntries()[0].topLine, 4001) << "the place of a tab not looked at";
 
     tabs.setCurrent(tabs.tabOf(files[0].url()));
-    EXPECT_TRUE(until([&] { return pageOf(files[0])->logView().tableView().firstVisibleRow() == 4000; }));
+    EXPECT_TRUE(untilTop(files[0], 4000));
     windowOf(files[2])->closeTabs({tabs.tabOf(files[1].url())});
     windows_.saveSessionNow();
-    EXPECT_EQ(Session::load().windows.at(0).entries.size(), 2U) << "closed for good";
+    EXPECT_EQ(storedEntries().size(), 2U) << "closed for good";
 }
 
 TEST_F(SessionTest, PlacesAndWindowsAreStoredWhileTheProgramRuns) {
@@ -116,7 +107,7 @@ TEST_F(SessionTest, PlacesAndWindowsAreStoredWhileTheProgramRuns) {
     windowOf(files[0])->setGeometry(40, 50, 700, 500);
     windowOf(files[1])->setGeometry(90, 70, 600, 400);
     const QRect stood[] = {windowOf(files[0])->geometry(), windowOf(files[1])->geometry()};
-    pageOf(files[0])->logView().tableView().setTopRow(2000);
+    tableOf(files[0]).setTopRow(2000);
     const auto storedTop = [] {
         qint64 top = 0;
         for (const auto& window : Session::load().windows)
@@ -173,9 +164,8 @@ TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
 
 TEST_F(SessionTest, AStoredSessionThatMakesNoSenseOpensNothing) {
     for (const QByteArray& stored :
-         {QByteArray("no json"), QByteArray("[]"),
-          QByteArray(R"({"documents":[3,{"url":5},{"topLine":1}],"current":7})"),
-          QByteArray(R"({"windows":[3,{},{"documents":[{"url":5}],"geometry":"?"}]})")}) {
+         QByteArrayList{"no json", "[]", R"({"documents":[3,{"url":5},{"topLine":1}],"current":7})",
+                        R"({"windows":[3,{},{"documents":[{"url":5}],"geometry":"?"}]})"}) {
         Preferences::shared().userDefaults().set(u"session"_s, stored);
         windows_.restoreSession(WindowManager::Reading::AtOnce);
         EXPECT_TRUE(documents_.documents().empty());
@@ -190,7 +180,7 @@ TEST_F(SessionTest, ASessionOfAnEarlierVersionComesBack) {
         u"{\"documents\":[{\"url\":\"%1\",\"topLine\":300}],\"current\":\"%1\"}"_s.arg(url).toUtf8());
     windows_.restoreSession(WindowManager::Reading::AtOnce);
     ASSERT_TRUE(pageOf(file));
-    EXPECT_TRUE(until([&] { return pageOf(file)->logView().tableView().firstVisibleRow() == 299; }));
+    EXPECT_TRUE(untilTop(file, 299));
 }
 
 TEST_F(SessionTest, RecentFilesAreTheLastTenTheNewestFirst) {
@@ -199,11 +189,10 @@ TEST_F(SessionTest, RecentFilesAreTheLastTenTheNewestFirst) {
         files.append(fileUrlFromPath("/logs/" + QByteArray::number(i)));
     RecentFiles::add(files);
     RecentFiles::add(fileUrlFromPath("/logs/7"));
-    const QStringList urls = RecentFiles::urls();
-    ASSERT_EQ(urls.size(), 10);
-    EXPECT_EQ(urls.first(), u"file:///logs/7"_s);
-    EXPECT_EQ(urls.at(1), u"file:///logs/12"_s);
-    EXPECT_EQ(urls.last(), u"file:///logs/3"_s);
+    QString expected;
+    for (const int number : {7, 12, 11, 10, 9, 8, 6, 5, 4, 3})
+        expected += u"file:///logs/%1 "_s.arg(number);
+    EXPECT_EQ(RecentFiles::urls().join(u' ') + u' ', expected);
 }
 
 TEST_F(SessionTest, TheWelcomeReturnsAfterTheLastFileAndNamesMissingOnes) {
@@ -235,4 +224,4 @@ TEST_F(SessionTest, TheWelcomeReturnsAfterTheLastFileAndNamesMissingOnes) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -2,7 +2,6 @@
 
 #include "documents/ConnectionState.h"
 #include "documents/RecentFiles.h"
-#include "foundation/FilePath.h"
 #include "ui/page/ConnectionStrip.h"
 #include "ui/page/FileInfoPopover.h"
 #include "ui/widgets/ColorButton.h"
@@ -10,39 +9,31 @@
 #include "ui/window/ShortcutsWindow.h"
 #include "ui/window/WelcomeWindow.h"
 
-#include <QCheckBox>
-#include <QClipboard>
-#include <QDialogButtonBox>
-#include <QDoubleSpinBox>
-#include <QLabel>
-#include <QMenu>
-#include <QMenuBar>
-#include <QPushButton>
-#include <QToolBar>
-#include <QToolButton>
-#include <QTreeWidget>
-
 #include <set>
 
-namespace korvane {
+namespace korvane::test {
 namespace {
 
-using namespace Qt::StringLiterals;
-using test::numberedLines;
-using test::TemporaryFile;
-
-class WindowActionsTest : public test::AppFixture {};
+class WindowActionsTest : public AppFixture {
+protected:
+    /// Without those of separators.
+    static QStringList textsOf(const QWidget& menu) {
+        QStringList texts;
+        for (const QAction* action : menu.actions()) {
+            if (!action->isSeparator())
+                texts.append(action->text());
+        }
+        return texts;
+    }
+};
 
 TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
-    const TemporaryFile file("x\n");
-    MainWindow* window = windowOf(open(file));
+    MainWindow* window = windowOf(open("x\n"));
     std::map<QString, QString> keys;
     for (const QAction* action : window->findChildren<QAction*>()) {
         for (const QKeySequence& key : action->shortcuts()) {
             const auto [known, isNew] = keys.emplace(key.toString(), action->text());
-            EXPECT_TRUE(isNew || known->second == action->text())
-                << key.toString().toStdString() << ": " << known->second.toStdString() << " and "
-                << action->text().toStdString();
+            EXPECT_TRUE(isNew || known->second == action->text()) << qPrintable(key.toString());
         }
     }
     const auto checkMnemonics = [](const QStringList& texts, const QString& where) {
@@ -51,15 +42,8 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
             const qsizetype at = text.indexOf(u'&');
             if (at < 0 || at + 1 >= text.size() || text[at + 1] == u'&')
                 continue;
-            EXPECT_TRUE(letters.insert(text[at + 1].toLower()).second)
-                << where.toStdString() << ": " << text.toStdString();
+            EXPECT_TRUE(letters.insert(text[at + 1].toLower()).second) << qPrintable(where + text);
         }
-    };
-    const auto textsOf = [](const QList<QAction*>& actions) {
-        QStringList texts;
-        for (const QAction* action : actions)
-            texts.append(action->text());
-        return texts;
     };
     const auto textsIn = [](const QWidget& widget) {
         QStringList texts;
@@ -71,14 +55,14 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
         }
         return texts;
     };
-    const QStringList menus = textsOf(window->menuBar()->actions());
+    const QStringList menus = textsOf(*window->menuBar());
     for (const ConnectionState state : {ConnectionState::Lost, ConnectionState::Unconnected}) {
         ConnectionStrip strip;
         strip.showState(state, u"web"_s, {});
         checkMnemonics(menus + textsIn(strip), u"the menu bar and what stands in the window"_s);
     }
     for (const QAction* menu : window->menuBar()->actions())
-        checkMnemonics(textsOf(menu->menu()->actions()), menu->text());
+        checkMnemonics(textsOf(*menu->menu()), menu->text());
 
     const PreferencesWindow preferences;
     const auto* tabs = preferences.findChild<QTabWidget*>();
@@ -91,25 +75,16 @@ TEST_F(WindowActionsTest, NoKeyAndNoMnemonicStandsForTwoThings) {
 }
 
 TEST_F(WindowActionsTest, RecentFilesAreThoseOfTheDiskAndThenThoseOfServers) {
-    const TemporaryFile file("x\n");
-    MainWindow* window = windowOf(open(file));
+    MainWindow* window = windowOf(open("x\n"));
     RecentFiles::add(fileUrlFromPath("/logs/a&b.log"));
     RemoteRecentFilesManager::shared().add(QUrl(u"ssh://u@web:22//var/old.log"_s));
     RemoteRecentFilesManager::shared().add(QUrl(u"ssh://u@web:22//var/new%20one.log"_s));
-    QMenu* recent = nullptr;
-    for (QMenu* menu : window->findChildren<QMenu*>()) {
-        if (menu->title().contains(u"Recent"_s))
-            recent = menu;
-    }
-    ASSERT_TRUE(recent);
+    const auto menus = window->findChildren<QMenu*>();
+    QMenu* recent = *std::ranges::find_if(
+        menus, [](const QString& title) { return title.contains(u"Recent"_s); }, &QMenu::title);
     const auto shown = [recent] {
         Q_EMIT recent->aboutToShow();
-        QStringList texts;
-        for (const QAction* action : recent->actions()) {
-            if (!action->isSeparator())
-                texts.append(action->text());
-        }
-        return texts;
+        return textsOf(*recent);
     };
     EXPECT_EQ(shown(),
               (QStringList{u"/logs/a&&b.log"_s, u"ssh://u@web:22//var/new one.log"_s,
@@ -124,8 +99,7 @@ TEST_F(WindowActionsTest, RecentFilesAreThoseOfTheDiskAndThenThoseOfServers) {
 }
 
 TEST_F(WindowActionsTest, EveryControlHasANameAndEveryToolATip) {
-    const TemporaryFile file("x\n");
-    MainWindow* window = windowOf(open(file));
+    MainWindow* window = windowOf(open("x\n"));
     for (const auto* button : window->findChildren<QAbstractButton*>()) {
         // Those of the toolkit's own parts, and of scroll bars, tabs and fields, are not ours to name.
         const bool isOurs = !QString::fromLatin1(button->metaObject()->className()).contains(u"Private"_s) &&
@@ -134,20 +108,18 @@ TEST_F(WindowActionsTest, EveryControlHasANameAndEveryToolATip) {
                             !qobject_cast<QTabBar*>(button->parentWidget());
         if (!isOurs)
             continue;
-        EXPECT_FALSE(button->text().isEmpty() && button->accessibleName().isEmpty())
-            << button->metaObject()->className() << ' ' << button->toolTip().toStdString();
+        EXPECT_NE(button->text() + button->accessibleName(), u""_s) << button->toolTip().toStdString();
     }
     for (const QAction* action : window->findChild<QToolBar*>(u"toolBar"_s)->actions()) {
         if (action->icon().isNull() || action->shortcut().isEmpty())
             continue;
-        EXPECT_TRUE(action->toolTip().contains(action->shortcut().toString(QKeySequence::NativeText)))
-            << action->text().toStdString();
+        const QString key = action->shortcut().toString(QKeySequence::NativeText);
+        EXPECT_TRUE(action->toolTip().contains(key)) << action->text().toStdString();
     }
 }
 
 TEST_F(WindowActionsTest, TheListOfKeysIsThatOfTheMenus) {
-    const TemporaryFile file("x\n");
-    MainWindow* window = windowOf(open(file));
+    MainWindow* window = windowOf(open("x\n"));
     const ShortcutsWindow* shortcuts = new ShortcutsWindow(*window->menuBar(), window);
     const auto* list = shortcuts->findChild<QTreeWidget*>();
     const auto items = list->findItems(u"Find Next"_s, Qt::MatchExactly | Qt::MatchRecursive);
@@ -161,11 +133,9 @@ TEST_F(WindowActionsTest, TheFileInformationTellsWhatTheFileSystemSays) {
     MainWindowController* page = open(file);
     page->showFileInfo();
     auto* popover = page->findChild<FileInfoPopover*>();
-    ASSERT_TRUE(popover);
-    EXPECT_TRUE(says(popover, u"a & b.log"_s));
-    EXPECT_TRUE(says(popover, QString::fromLocal8Bit(file.path())));
-    EXPECT_TRUE(says(popover, u"12"_s));
-    EXPECT_TRUE(says(popover, u"Unicode (UTF-8)"_s));
+    for (const QString& text :
+         {u"a & b.log"_s, QString::fromLocal8Bit(file.path()), u"12"_s, u"Unicode (UTF-8)"_s})
+        EXPECT_TRUE(says(popover, text)) << qPrintable(text);
     EXPECT_TRUE(until(
         [&] { return says(popover, u"86 bytes (86 bytes)"_s) || says(popover, u"86 B (86 bytes)"_s); }));
     popover->findChild<QPushButton*>()->click();
@@ -200,4 +170,4 @@ TEST_F(WindowActionsTest, ThePreferencesShowAndChangeTheSettingsAtOnce) {
 }
 
 } // namespace
-} // namespace korvane
+} // namespace korvane::test

@@ -8,6 +8,8 @@
 #include "ui/logtable/FakeDataSource.h"
 #include "ui/page/GotoLineViewController.h"
 #include "ui/page/LineCopier.h"
+#include "ui/page/LogZoom.h"
+#include "ui/page/ViewPlace.h"
 
 namespace korvane::test {
 namespace {
@@ -68,15 +70,15 @@ TEST_F(LogViewControllerTest, ReadingAnewAndAnotherLayoutKeepThePlace) {
     const auto rows = std::dynamic_pointer_cast<TailDataSource>(page->document()->dataSource());
     rows->announceChangedLines({0, 1}); // reported behind the reload, of the rows before it
     page->reload();
-    EXPECT_EQ(page->logView().place().topLine, 60'001) << "while it is being read";
+    EXPECT_EQ(page->logView().viewPlace().place().topLine, 60'001) << "while it is being read";
     ASSERT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
     EXPECT_TRUE(until([&] { return table.firstVisibleRow() == 60'000; })) << table.firstVisibleRow();
     table.scrollToEnd();
     page->logView().setWrappingLines(true);
     EXPECT_TRUE(until([&] { return isShown(*page) && table.isAtEnd(); }));
-    page->logView().zoom(2);
+    LogZoom::shared().change(2);
     EXPECT_TRUE(table.isAtEnd());
-    page->logView().resetZoom();
+    LogZoom::shared().reset();
 }
 
 TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
@@ -112,7 +114,7 @@ TEST_F(LogViewControllerTest, ALineAskedForOnTheCommandLineIsShownWhenItIsKnown)
     MainWindowController* page = open(file, 55555);
     ASSERT_TRUE(until([&] { return tableOf(page).currentRow() == 55554; }));
     QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
-    page->logView().goToLineWhenKnown(70000);
+    page->logView().viewPlace().goToLineWhenKnown(70000);
     EXPECT_EQ(messages.size(), 1);
     EXPECT_EQ(tableOf(page).currentRow(), 59999);
 }
@@ -203,7 +205,7 @@ TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
     MainWindowController* pages[] = {open(numberedLines(100), "a.log"), open(numberedLines(100), "b.log")};
     const qreal height = pages[0]->logView().tableView().rowHeight();
     const QFont chosen = Preferences::shared().logViewFont();
-    pages[0]->logView().zoom(8);
+    LogZoom::shared().change(8);
     Preferences::shared().setLogViewForeground(Qt::darkGreen);
     for (MainWindowController* page : pages) {
         EXPECT_GT(tableOf(page).rowHeight(), height);
@@ -212,7 +214,7 @@ TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
             return view.row && view.row->line.attributesAt(0)->foreground == QColor(Qt::darkGreen);
         }));
     }
-    pages[0]->logView().resetZoom();
+    LogZoom::shared().reset();
     EXPECT_EQ(pages[1]->logView().tableView().rowHeight(), height);
     EXPECT_EQ(Preferences::shared().logViewFont(), chosen) << "it is the user's choice in the preferences";
 }

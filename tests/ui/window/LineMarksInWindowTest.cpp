@@ -1,5 +1,6 @@
 #include "ui/AppFixture.h"
 
+#include "ui/page/LineMarker.h"
 #include "ui/window/BookmarksOutlineViewController.h"
 #include "ui/window/LineMarksViewController.h"
 #include "ui/window/SidebarTabViewController.h"
@@ -57,30 +58,30 @@ TEST_F(LineMarksInWindowTest, KeysGoFromMarkToMarkRoundTheEnds) {
     const TemporaryFile file(numberedLines(300));
     MainWindowController* page = open(file);
     LogViewController& logView = page->logView();
-    logView.goToNextLineMark();
+    logView.lineMarker().goToNext();
     EXPECT_EQ(logView.tableView().currentRow(), -1);
     clickMarks(page, {2, 5, 9});
     logView.tableView().selectRow(5);
     std::vector<qint64> visited;
-    const auto go = [&](void (LogViewController::*step)()) {
-        (logView.*step)();
+    const auto go = [&](void (LineMarker::*step)()) {
+        (logView.lineMarker().*step)();
         visited.push_back(logView.tableView().currentRow());
     };
-    go(&LogViewController::goToNextLineMark);
-    go(&LogViewController::goToNextLineMark);
-    go(&LogViewController::goToPreviousLineMark);
-    go(&LogViewController::goToPreviousLineMark);
+    go(&LineMarker::goToNext);
+    go(&LineMarker::goToNext);
+    go(&LineMarker::goToPrevious);
+    go(&LineMarker::goToPrevious);
     EXPECT_EQ(visited, (std::vector<qint64>{9, 2, 9, 5}));
 
     // What is not in the view is passed over.
     FileBasedBookmarksManager::shared().addLineMark(absoluteString(file.url()), 4000, u"gone"_s);
     logView.clearView();
     logView.tableView().selectRow(0);
-    go(&LogViewController::goToNextLineMark);
+    go(&LineMarker::goToNext);
     EXPECT_EQ(visited.back(), 0);
     logView.showAllLines();
     logView.tableView().selectRow(9);
-    go(&LogViewController::goToNextLineMark);
+    go(&LineMarker::goToNext);
     EXPECT_EQ(visited.back(), 2);
     QString said;
     QObject::connect(&logView, &LogViewController::userMessage, page,

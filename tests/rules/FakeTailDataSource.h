@@ -1,8 +1,7 @@
 #pragma once
 
-#include "core/DocumentProtocol.h"
 #include "core/TailDataSourceProtocol.h"
-#include "foundation/FilePath.h"
+#include "support/FakeDocument.h"
 
 #include <atomic>
 
@@ -11,8 +10,6 @@ namespace korvane::test {
 /// No rows; a document with an address, and a default action.
 class FakeTailDataSource : public TailDataSourceProtocol {
 public:
-    explicit FakeTailDataSource(const QUrl& url) : document_(std::make_shared<Document>(url)) {}
-
     void closeDocument() { document_.reset(); }
 
     DefaultFilterLineAction defaultLineAction() const override { return action_; }
@@ -43,22 +40,9 @@ public:
     bool hasInvalidLines() const override { return false; }
 
 private:
-    class Document : public DocumentProtocol {
-    public:
-        explicit Document(QUrl url) : url_(std::move(url)) {}
-        QUrl fileUrl() const override { return url_; }
-        QString displayName() const override { return korvane::displayName(url_); }
-        std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
-        std::shared_ptr<TailDataSourceProtocol> dataSource() const override { return nullptr; }
-        std::shared_ptr<FileObserverProtocol> logFileObserver() const override { return nullptr; }
-
-    private:
-        const QUrl url_;
-    };
-
     std::map<qint64, SearchMatch> results_;
     std::atomic<DefaultFilterLineAction> action_{DefaultFilterLineAction::show};
-    std::shared_ptr<DocumentProtocol> document_;
+    std::shared_ptr<DocumentProtocol> document_ = std::make_shared<FakeDocument>(nullptr);
 };
 
 } // namespace korvane::test

@@ -8,8 +8,6 @@
 #include "rules/RuleEnforcer.h"
 #include "support/PreferencesTest.h"
 
-#include <gtest/gtest.h>
-
 namespace korvane {
 namespace {
 
@@ -21,7 +19,7 @@ class RulesTest : public test::PreferencesTest {};
 TEST_F(RulesTest, ARulePaintsALineAsRowsArePainted) {
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
     const QString text = u"ab error cd error"_s;
-    test::FakeTailDataSource source(fileUrlFromPath("/log"));
+    test::FakeTailDataSource source;
     for (int variant = 0; variant < 16; ++variant) {
         SCOPED_TRACE(variant);
         const auto look =

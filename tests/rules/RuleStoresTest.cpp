@@ -127,7 +127,7 @@ TEST_F(RuleStoresTest, EveryChangeIsSavedBeforeItIsPosted) {
                                     Type::filterUpdated, Type::filterUpdated}));
 }
 
-TEST_F(RuleStoresTest, IndexesOutsideTheListChangeNothing) {
+TEST_F(RuleStoresTest, IndexesAndIdentitiesOutsideTheListFindAndChangeNothing) {
     const auto manager = loadManager();
     for (const qsizetype index : {qsizetype(-1), qsizetype(4), std::numeric_limits<qsizetype>::max()}) {
         manager->removeRule(index);
@@ -137,17 +137,13 @@ TEST_F(RuleStoresTest, IndexesOutsideTheListChangeNothing) {
     EXPECT_EQ(manager->rules().size(), 4u);
     EXPECT_EQ(names(), QStringList());
     EXPECT_TRUE(posted_.empty());
-    EXPECT_EQ(manager->rule(3)->searchItem()->searchStr(), u"ERROR"_s);
-}
-
-TEST_F(RuleStoresTest, FirstRuleOfAnIdentityIsFound) {
-    const auto manager = loadManager();
-    const auto original = newRule(u"a"_s);
-    manager->addRule(original);
-    manager->addRule(std::make_shared<FilterRule>(original->id(), true, original->searchItem(),
-                                                  original->highlightRule(), original->notificationRule()));
-    EXPECT_EQ(manager->ruleWithId(original->id()), original);
     EXPECT_EQ(manager->ruleWithId(QUuid::createUuid()), nullptr);
+
+    const auto last = manager->rule(3);
+    EXPECT_EQ(last->searchItem()->searchStr(), u"ERROR"_s);
+    manager->addRule(std::make_shared<FilterRule>(last->id(), true, last->searchItem(), last->highlightRule(),
+                                                  last->notificationRule()));
+    EXPECT_EQ(manager->ruleWithId(last->id()), last) << "the first of an identity";
 }
 
 TEST_F(RuleStoresTest, ImportedRulesAreAddedUnderIdentitiesOfTheirOwn) {
@@ -216,8 +212,7 @@ TEST_F(RuleStoresTest, WhatChangesNoActiveRuleWritesNothing) {
 TEST_F(RuleStoresTest, TheFormatOfTheStatesStays) {
     const auto memento = loadMemento();
     const QUuid first = QUuid::fromRfc4122(QByteArray(16, 1));
-    const QUuid second = QUuid::fromRfc4122(QByteArray(16, 2));
-    memento->addActiveRule(second, u"file:///ä.log"_s);
+    memento->addActiveRule(QUuid::fromRfc4122(QByteArray(16, 2)), u"file:///ä.log"_s);
     memento->addActiveRule(first, u"file:///ä.log"_s);
     memento->addActiveRule(first, u"ssh://u@h:22//a"_s);
     memento->removeActiveRule(first, u"ssh://u@h:22//a"_s);

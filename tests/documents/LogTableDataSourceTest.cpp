@@ -228,17 +228,10 @@ TEST_F(LogTableDataSourceTest, AnEarlierLoadCannotWithdrawALaterRequest) {
     EXPECT_TRUE(waitForReads(3));
 }
 
-TEST_F(LogTableDataSourceTest, InvalidLinesAreKnownUntilTheyAreReadAgain) {
+TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRowsAndInvalidLinesAreKnown) {
     reader_->isInvalid = true;
     EXPECT_EQ(textOf(0), u"1"_s);
     EXPECT_TRUE(source_->hasInvalidLines());
-    reader_->isInvalid = false;
-    source_->invalidateRows();
-    EXPECT_FALSE(source_->hasInvalidLines());
-}
-
-TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRowsAndIsNotRequestedForEver) {
-    EXPECT_EQ(textOf(0), u"1"_s);
     reader_->isUnreadable = true;
     source_->linesChanged(0);
     source_->rowLine(0);
@@ -246,6 +239,10 @@ TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRowsAndIsNotRequestedForEv
     ASSERT_TRUE(test::settle());
     EXPECT_EQ(textOf(0), u"1"_s);
     EXPECT_EQ(textOf(5000), QString());
+    reader_->isInvalid = reader_->isUnreadable = false;
+    source_->invalidateRows();
+    EXPECT_FALSE(source_->hasInvalidLines()) << "known until the lines are read again";
+    textOf(0);
     EXPECT_FALSE(source_->hasInvalidLines());
 }
 
@@ -345,15 +342,11 @@ TEST_F(LogTableDataSourceTest, QuickHighlightStartsAsThePreferenceSaysAndGoesWit
     EXPECT_FALSE(hasBackground(1233, 1));
 }
 
-TEST_F(LogTableDataSourceTest, EveryLinePassesTheRulesUnderItsOwnNumber) {
+TEST_F(LogTableDataSourceTest, LinesPassTheRulesAndSearchMatchesArePaintedWhereTheyStillLieInTheText) {
     source_->setRuleEnforcer(std::make_shared<FakeEnforcer>());
     textOf(5002);
-    EXPECT_TRUE(source_->rowLine(5002).marks.hideLine);
+    EXPECT_TRUE(source_->rowLine(5002).marks.hideLine) << "the rules know another number";
     EXPECT_FALSE(source_->rowLine(5003).marks.hideLine);
-}
-
-TEST_F(LogTableDataSourceTest, SearchMatchesArePaintedWhereTheyStillLieInTheText) {
-    source_->setRuleEnforcer(std::make_shared<FakeEnforcer>());
     EXPECT_EQ(textOf(99), u"100"_s);
     source_->setLastSearchResults({{99, {99, {{1, 1}, {2, 500}, {600, 3}}}}});
     EXPECT_FALSE(hasBackground(99, 0));

@@ -1,6 +1,7 @@
 #include "foundation/text/StringEncoding.h"
 
 #include <QList>
+#include <QStringConverter>
 
 #include <gtest/gtest.h>
 #include <random>
@@ -23,22 +24,10 @@ const QByteArray japaneseShiftJis =
 const QByteArray asciiLine = "2024-01-01 12:00:00.000 INFO nothing to see in this line\n";
 
 QByteArray utf16(const QString& text, bool littleEndian) {
-    QByteArray bytes;
-    for (const QChar unit : text) {
-        const char low = static_cast<char>(unit.unicode() & 0xFF);
-        const char high = static_cast<char>(unit.unicode() >> 8);
-        bytes += littleEndian ? low : high;
-        bytes += littleEndian ? high : low;
-    }
-    return bytes;
+    return QStringEncoder(littleEndian ? QStringConverter::Utf16LE : QStringConverter::Utf16BE)(text);
 }
-
 QByteArray utf32(const QString& text, bool littleEndian) {
-    QByteArray bytes;
-    for (const char32_t character : text.toUcs4())
-        for (int i = 0; i < 4; ++i)
-            bytes += static_cast<char>(character >> (littleEndian ? 8 * i : 24 - 8 * i) & 0xFF);
-    return bytes;
+    return QStringEncoder(littleEndian ? QStringConverter::Utf32LE : QStringConverter::Utf32BE)(text);
 }
 
 QByteArray randomBytes(int count) {

@@ -53,7 +53,7 @@ protected:
     AppDocumentController controller_{recorder_, alerts_};
 };
 
-TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheType) {
+TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheTypeWhichARegisteredClassOpens) {
     const std::pair<QString, QString> cases[] = {
         {u"ssh://me@host:22/var/log/a.log"_s, AppDocumentController::remoteDocumentType},
         {u"file:///var/log/ssh:/a.log"_s, AppDocumentController::localDocumentType},
@@ -65,6 +65,12 @@ TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheType) {
     EXPECT_TRUE(controller_.documentClassForType(u"Local Korvane Document"_s));
     EXPECT_FALSE(controller_.documentClassForType(u"Remote Korvane Document"_s));
     EXPECT_FALSE(controller_.documentClassForType(u"local korvane document"_s));
+
+    const TemporaryFile file("one\n");
+    controller_.setRemoteDocumentClass(
+        [](const QUrl&) { return std::shared_ptr<Document>(LocalDocument::create()); });
+    const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);
+    EXPECT_EQ(made.value()->fileUrl(), file.url());
 }
 
 TEST_F(AppDocumentControllerTest, AWindowIsShownBeforeTheDocumentIsAnnounced) {
@@ -181,14 +187,6 @@ TEST_F(AppDocumentControllerTest, OpeningStartsToFollowAsTheSettingSays) {
         }
         controller_.closeDocument(document);
     }
-}
-
-TEST_F(AppDocumentControllerTest, ARegisteredClassOpensItsType) {
-    const TemporaryFile file("one\n");
-    controller_.setRemoteDocumentClass(
-        [](const QUrl&) { return std::shared_ptr<Document>(LocalDocument::create()); });
-    const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);
-    EXPECT_EQ(made.value()->fileUrl(), file.url());
 }
 
 } // namespace

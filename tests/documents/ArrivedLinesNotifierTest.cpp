@@ -109,44 +109,42 @@ private:
 };
 
 TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
-    const QByteArray nothing;
-    const auto wide = [](const char16_t* text) {
-        return QByteArray(QStringEncoder(QStringConverter::Utf16LE)(text));
-    };
     const struct {
         const char* what;
-        QByteArray before;
-        std::vector<QByteArray> polls; // what each finds appended
-        AllLookedAt passed;
+        QString before;
+        QString polls; // what each finds appended, separated by "|"
+        QString passed;
     } cases[] = {
-        {"what was there", "one\ntwo", {nothing, nothing}, {}},
-        {"the end of what was there", "one\ntwo", {nothing, "\n", nothing}, {}},
-        {"the end of wide characters",
-         wide(u"\uFEFFone\ntwo"),
-         {nothing, wide(u"\n"), wide(u"three\n")},
-         {{2, u"three"_s}}},
-        {"more of what was there", "one\ntw", {"o\nthree\n"}, {{1, u"two"_s}, {2, u"three"_s}}},
-        {"the first lines", "", {"one\n", "\n", "three\n"}, {{0, u"one"_s}, {1, u""_s}, {2, u"three"_s}}},
-        {"the end of an empty line", "one\n", {"\n"}, {{1, u""_s}}},
-        {"halves", "", {"o", "n", "e\nt", "wo\n"}, {{0, u"one"_s}, {1, u"two"_s}}},
-        {"a status without newline", "", {"50 %", nothing, nothing}, {{0, u"50 %"_s}}},
-        {"its late newline", "", {"ok", nothing, "\nnext\n"}, {{0, u"ok"_s}, {1, u"next"_s}}},
-        {"its late end", "", {"bro", nothing, "ken\n"}, {{0, u"bro"_s}, {0, u"broken"_s}}},
-        {"another pause",
-         "a\n",
-         {"1", nothing, "2", nothing, nothing, "3\n"},
-         {{1, u"1"_s}, {1, u"12"_s}, {1, u"123"_s}}},
+        {"what was there", u"one\ntwo"_s, u"|"_s, {}},
+        {"the end of what was there", u"one\ntwo"_s, u"|\n|"_s, {}},
+        {"the end of wide characters", u"\uFEFFone\ntwo"_s, u"|\n|three\n"_s, u"2 three"_s},
+        {"more of what was there", u"one\ntw"_s, u"o\nthree\n"_s, u"1 two, 2 three"_s},
+        {"the first lines", {}, u"one\n|\n|three\n"_s, u"0 one, 1 , 2 three"_s},
+        {"the end of an empty line", u"one\n"_s, u"\n"_s, u"1 "_s},
+        {"halves", {}, u"o|n|e\nt|wo\n"_s, u"0 one, 1 two"_s},
+        {"a status without newline", {}, u"50 %||"_s, u"0 50 %"_s},
+        {"its late newline", {}, u"ok||\nnext\n"_s, u"0 ok, 1 next"_s},
+        {"its late end", {}, u"bro||ken\n"_s, u"0 bro, 0 broken"_s},
+        {"another pause", u"a\n"_s, u"1||2|||3\n"_s, u"1 1, 1 12, 1 123"_s},
+    };
+    const auto textOf = [](const AllLookedAt& lines) {
+        QStringList texts;
+        for (const auto& [line, text] : lines)
+            texts.append(QString::number(line) + u' ' + text);
+        return texts.join(u", "_s);
     };
     for (const bool isInMemory : {false, true}) {
         for (const auto& c : cases) {
             SCOPED_TRACE(c.what);
-            follow(c.before, isInMemory);
-            for (const QByteArray& added : c.polls) {
-                file_->append(added);
+            const bool isWide = c.before.startsWith(u'\uFEFF');
+            QStringEncoder encoded(isWide ? QStringConverter::Utf16LE : QStringConverter::Utf8);
+            follow(encoded(c.before), isInMemory);
+            for (const QString& added : c.polls.split(u'|')) {
+                file_->append(encoded(added));
                 poll();
                 passed();
             }
-            EXPECT_EQ(passed(), c.passed);
+            EXPECT_EQ(textOf(passed()), c.passed);
         }
     }
 }

@@ -360,8 +360,7 @@ TEST_F(LogTableDataSourceTest, LinesPassTheRulesAndSearchMatchesArePaintedWhereT
 }
 
 TEST_F(LogTableDataSourceTest, LineMarksAreLookedUpByAddressAndLineIndex) {
-    class Marks : public LineMarkLookup {
-    public:
+    struct Marks : LineMarkLookup {
         bool hasLineMark(const QString& urlString, qint64 lineNum) const override {
             return urlString == u"file:///logs/a%20b.log"_s && lineNum == 12'000;
         }

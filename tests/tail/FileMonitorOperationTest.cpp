@@ -51,10 +51,7 @@ protected:
 };
 
 TEST_F(FileMonitorOperationTest, EveryOtherSizeIsReportedOnceAndAnEqualOneNever) {
-    const struct {
-        Sizes sizes;
-        std::vector<Report> reports;
-    } cases[] = {
+    const std::pair<Sizes, std::vector<Report>> cases[] = {
         {{0}, {}},
         {{0, 0, 7}, {{0, 7}}},
         {{5}, {{0, 5}}},
@@ -77,10 +74,7 @@ TEST_F(FileMonitorOperationTest, AFileThatCannotBeMeasuredEndsTheMonitor) {
 }
 
 TEST_F(FileMonitorOperationTest, TheIntervalIsTheSettingInWholeMicroseconds) {
-    const struct {
-        double setting;
-        std::chrono::microseconds interval;
-    } cases[] = {
+    const std::pair<double, std::chrono::microseconds> cases[] = {
         {2.0, 2s},        {0.0, 500ms},
         {-1.0, 500ms},    {std::numeric_limits<double>::quiet_NaN(), 500ms},
         {0.0000019, 1us}, {4294.967295, 4294967295us},

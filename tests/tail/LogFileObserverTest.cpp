@@ -188,11 +188,7 @@ TEST_P(LogFileObserverTest, StoppingEndsAScanUnderWay) {
 
 TEST_P(LogFileObserverTest, AnotherContentIsShownFromItsFirstLine) {
     const QByteArray big = "begin\n" + QByteArray("0123456\n").repeated(2000);
-    const struct {
-        const char* what;
-        QByteArray before;
-        QByteArray after;
-    } cases[] = {
+    const std::tuple<const char*, QByteArray, QByteArray> cases[] = {
         {"shorter", "old 1\nold 2\n", "new\n"},
         {"empty", "old 1\nold 2\n", ""},
         {"as long", "old 1\nold 2\n", "new 1\nnew 2\n"},

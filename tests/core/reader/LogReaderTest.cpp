@@ -130,10 +130,7 @@ INSTANTIATE_TEST_SUITE_P(Readers, LogReaderTest,
                          [](const auto& test) { return std::string(test.index == 0 ? "Disk" : "Memory"); });
 
 TEST_P(LogReaderTest, LinesAreTheTextBetweenLineFeeds) {
-    const struct {
-        QByteArray content;
-        QStringList lines;
-    } cases[] = {
+    const std::pair<QByteArray, QStringList> cases[] = {
         {"", {u""_s}},
         {"\n", {u""_s, u""_s}},
         {"a\nb\n", {u"a"_s, u"b"_s, u""_s}},
@@ -143,13 +140,13 @@ TEST_P(LogReaderTest, LinesAreTheTextBetweenLineFeeds) {
         {QByteArray(70'000, 'x') + "\n" + QByteArray(300'000, 'y') + "\nz",
          {QString(70'000, u'x'), QString(300'000, u'y'), u"z"_s}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.content.left(20).toStdString());
-        load(c.content);
-        EXPECT_EQ(reader_->lineCount(), c.lines.size());
-        EXPECT_EQ(reader_->readLines(1, 10), c.lines);
-        EXPECT_EQ(texts(rows()), c.lines);
-        EXPECT_EQ(reader_->byteCount(1, 10), static_cast<std::uint64_t>(c.content.size()));
+    for (const auto& [content, lines] : cases) {
+        SCOPED_TRACE(content.left(20).toStdString());
+        load(content);
+        EXPECT_EQ(reader_->lineCount(), lines.size());
+        EXPECT_EQ(reader_->readLines(1, 10), lines);
+        EXPECT_EQ(texts(rows()), lines);
+        EXPECT_EQ(reader_->byteCount(1, 10), static_cast<std::uint64_t>(content.size()));
     }
 }
 
@@ -238,16 +235,13 @@ TEST_P(LogReaderTest, LinesAppendedDuringAScanCountOnceAndCanBeReadMeanwhile) {
 }
 
 TEST_P(LogReaderTest, AFileThatChangesWhereAScanWasOvertakenIsIndexedAgainFromThere) {
-    const struct {
-        QByteArray content;
-        LineRange changed;
-    } cases[] = {
+    const std::pair<QByteArray, LineRange> cases[] = {
         {"a\nb\n", {2, 1}}, {"a\nb\nc\n", {2, 2}}, {"a\nb\nc\nd", {2, 2}}, {"a\nb\nxyz\ne\nf\n", {2, 4}}};
-    for (const auto& c : cases) {
+    for (const auto& [content, changed] : cases) {
         loadOvertaken("c\nd\ne\n");
-        file_->overwrite(c.content);
-        EXPECT_EQ(reader_->refresh(), c.changed) << c.content.toStdString();
-        EXPECT_EQ(lines(), QString::fromUtf8(c.content).split(u'\n')) << c.content.toStdString();
+        file_->overwrite(content);
+        EXPECT_EQ(reader_->refresh(), changed) << content.toStdString();
+        EXPECT_EQ(lines(), QString::fromUtf8(content).split(u'\n')) << content.toStdString();
     }
 }
 

@@ -653,14 +653,18 @@ TEST_P(LogReaderTest, AChosenWideEncodingFindsItsLinesByANewScan) {
 
 // ---- Long lines ----
 
-TEST_P(LogReaderTest, ALongLineAmongShortOnesIsCutAtItsOwnLengthForTheScreen) {
-    load("short\n" + QByteArray(70 << 20, 'x') + "\n" + QByteArray(longest, 'y') + "\nlast");
-    const DisplayLines shown = rows(1, 4);
-    EXPECT_EQ(texts(shown),
-              (QStringList{u"short"_s, QString(longest, u'x'), QString(longest, u'y'), u"last"_s}));
+TEST_P(LogReaderTest, LongLinesAmongShortOnesAreCutAtACharacterForTheScreen) {
+    // The limit falls into the two-byte character.
+    const QByteArray tooLong = QByteArray(longest - 1, 'a') + "\xC3\xBC" + QByteArray(99, 'b');
+    load("short\n" + QByteArray(70 << 20, 'x') + '\n' + QByteArray(longest, 'y') + '\n' + tooLong + "\nlast");
+    const DisplayLines shown = rows(1, 5);
+    EXPECT_EQ(texts(shown), (QStringList{u"short"_s, QString(longest, u'x'), QString(longest, u'y'),
+                                         QString(longest - 1, u'a'), u"last"_s}));
     EXPECT_EQ(shown.lines[1].cutBytes, (70U << 20) - RowReader::longestShownLine);
     EXPECT_EQ(shown.lines[2].cutBytes, 0U) << "a line that is no longer than shown";
-    EXPECT_EQ(reader_->readLines(2, 1).value(0).size(), 70 << 20) << "the line itself is whole";
+    EXPECT_EQ(shown.lines[3].cutBytes, 101U);
+    EXPECT_EQ(reader_->readLines(4, 1), QStringList{QString::fromUtf8(tooLong)})
+        << "the line itself is whole";
 }
 
 TEST_P(LogReaderTest, ManyLongLinesAreCutShorter) {
@@ -681,7 +685,6 @@ TEST_P(LogReaderTest, ACutLineInAnyEncodingEndsWithAWholeCharacter) {
         QString end;
         std::uint64_t cut;
     } cases[] = {
-        {encoding::utf8, QByteArray(longest - 1, 'a') + "\xC3\xBC" + QByteArray(99, 'b'), u"aa"_s, 101},
         {encoding::shiftJis, QByteArray(longest - 1, 'a') + "\x83\x66zz", u"aa"_s, 4},
         {encoding::isoLatin1, QByteArray(longest - 1, 'a') + "\xE4zz", u"aä"_s, 2},
         {encoding::utf16BigEndian,

@@ -380,9 +380,9 @@ TEST_P(LogReaderTest, BeforeTheFirstScanAndOfAMissingFileNoLineIsKnown) {
     EXPECT_FALSE(reader_->isUnread());
 
     const auto missing = GetParam()(QUrl(u"file:///nowhere/at/all.log"_s));
+    EXPECT_FALSE(missing->isUnread());
     EXPECT_EQ(missing->refresh(), LineRange{});
     EXPECT_EQ(missing->lineCount(), 1);
-    EXPECT_FALSE(missing->isUnread());
     EXPECT_FALSE(missing->reopen());
     EXPECT_EQ(missing->readLines(1, 5).join(u""_s), QString());
 }

@@ -52,6 +52,14 @@ TEST(AttributedString, RangesAddTheirAttributesAndKeepTheOthers) {
     }
 }
 
+TEST(AttributedString, AddedAttributesReplaceOnlyTheirOwnKind) {
+    AttributedString line(u"x"_s);
+    line.add({.font = QFont(u"Mono"_s), .foreground = QColor(Qt::red), .underline = true});
+    line.add({.foreground = QColor(Qt::green), .background = QColor(Qt::blue)});
+    EXPECT_EQ(*line.attributesAt(0),
+              (Attributes{QFont(u"Mono"_s), QColor(Qt::green), QColor(Qt::blue), true}));
+}
+
 // A selected blank matches thousands of times in one long line, which is painted at every draw.
 TEST(AttributedString, RangesThatLookAlikeShareTheirAttributes) {
     AttributedString line(QString(100, u'x'), std::make_shared<Attributes>());

@@ -128,12 +128,11 @@ TEST(OperationQueue, WhatALibraryKeepsForAThreadIsClearedUpBeforeTheEnd) {
     static std::atomic<int> cleared;
     cleared = 0;
     pthread_key_t key{};
-    ASSERT_EQ(::pthread_key_create(&key,
-                                   [](void*) {
-                                       std::this_thread::sleep_for(30ms);
-                                       ++cleared;
-                                   }),
-              0);
+    const auto clearSlowly = [](void*) {
+        std::this_thread::sleep_for(30ms);
+        ++cleared;
+    };
+    ASSERT_EQ(::pthread_key_create(&key, clearSlowly), 0);
     {
         OperationQueue queue("test", 3);
         for (int i = 0; i < 3; ++i)

@@ -81,33 +81,29 @@ TEST_F(BookmarkStoreTest, EarlierBookmarksAreTakenOverOnce) {
 }
 
 TEST_F(BookmarkStoreTest, AFileFindsItsBookmarkAndNoOther) {
-    struct Case {
-        QString bookmark;
-        QString url;
-        bool matches;
-    };
-    const std::vector<Case> table{{u"file:///a/b.log"_s, u"file:///a/b.log"_s, true},
-                                  {u"file:///a/b.log"_s, u"file:///a/B.log"_s, false},
-                                  {u"file:///a/b.log"_s, u"file:///a/c.log"_s, false},
-                                  {u"file:///a/b%20c.log"_s, u"file:///a/b%20c.log"_s, true},
-                                  {u"ssh://u@h:22//a/b.log"_s, u"ssh://u@h:22//a/b.log"_s, true},
-                                  {u"ssh://u@h:22//a/b.log"_s, u"ssh://v@h:2222//a/b.log"_s, true},
-                                  {u"ssh://u@h:22//a/b.log"_s, u"ssh://u@i:22//a/b.log"_s, false},
-                                  {u"ssh://u@h:22/a/b.log"_s, u"ssh://u@h:22//a/b.log"_s, false},
-                                  {u"ssh:/a/b.log"_s, u"ssh:/a/b.log"_s, true},
-                                  {u"ssh:/a/b.log"_s, u"ssh://h/a/b.log"_s, false},
-                                  // The same path, once here and once on a server.
-                                  {u"ssh://u@h:22/a/b.log"_s, u"file:///a/b.log"_s, false},
-                                  {u"file:///a/b.log"_s, u"ssh://u@h:22/a/b.log"_s, false},
-                                  // Names that are no text.
-                                  {u"file:///a/%FF.log"_s, u"file:///a/%FF.log"_s, true},
-                                  {u"file:///a/%FF.log"_s, u"file:///a/%FE.log"_s, false}};
-    for (const Case& each : table) {
-        SCOPED_TRACE(each.bookmark.toStdString() + " for " + each.url.toStdString());
-        const auto entry = entryOf(each.bookmark);
-        EXPECT_EQ(entry->matches(QUrl(each.url, QUrl::StrictMode)), each.matches);
+    const std::tuple<QString, QString, bool> table[] = {
+        {u"file:///a/b.log"_s, u"file:///a/b.log"_s, true},
+        {u"file:///a/b.log"_s, u"file:///a/B.log"_s, false},
+        {u"file:///a/b.log"_s, u"file:///a/c.log"_s, false},
+        {u"file:///a/b%20c.log"_s, u"file:///a/b%20c.log"_s, true},
+        {u"ssh://u@h:22//a/b.log"_s, u"ssh://u@h:22//a/b.log"_s, true},
+        {u"ssh://u@h:22//a/b.log"_s, u"ssh://v@h:2222//a/b.log"_s, true},
+        {u"ssh://u@h:22//a/b.log"_s, u"ssh://u@i:22//a/b.log"_s, false},
+        {u"ssh://u@h:22/a/b.log"_s, u"ssh://u@h:22//a/b.log"_s, false},
+        {u"ssh:/a/b.log"_s, u"ssh:/a/b.log"_s, true},
+        {u"ssh:/a/b.log"_s, u"ssh://h/a/b.log"_s, false},
+        // The same path, once here and once on a server.
+        {u"ssh://u@h:22/a/b.log"_s, u"file:///a/b.log"_s, false},
+        {u"file:///a/b.log"_s, u"ssh://u@h:22/a/b.log"_s, false},
+        // Names that are no text.
+        {u"file:///a/%FF.log"_s, u"file:///a/%FF.log"_s, true},
+        {u"file:///a/%FF.log"_s, u"file:///a/%FE.log"_s, false}};
+    for (const auto& [bookmark, url, matches] : table) {
+        SCOPED_TRACE(bookmark.toStdString() + " for " + url.toStdString());
+        const auto entry = entryOf(bookmark);
+        EXPECT_EQ(entry->matches(QUrl(url, QUrl::StrictMode)), matches);
         ASSERT_TRUE(entry->url());
-        EXPECT_EQ(absoluteString(*entry->url()), each.bookmark) << "the file's own key";
+        EXPECT_EQ(absoluteString(*entry->url()), bookmark) << "the file's own key";
     }
 
     const auto manager = load();
@@ -186,28 +182,20 @@ TEST_F(BookmarkStoreTest, OnlyTheBeginningOfALongLineIsKept) {
     EXPECT_EQ(kept(most.chopped(2) + u"\U0001F600z"_s), most.chopped(2) + u"\U0001F600"_s);
 }
 
-TEST_F(BookmarkStoreTest, MarksOfAFileBookmarkedTwiceComeBack) {
+TEST_F(BookmarkStoreTest, MarksOfAFileBookmarkedTwiceComeBackAndStayWithTheirBookmark) {
     const auto manager = load();
     const auto first = entryOf(fileUrl);
     manager->addBookmark(first);
     manager->addBookmark(entryOf(fileUrl));
     manager->addLineMark(fileUrl, 5, u"six"_s);
+    manager->removeLineMarksOfBookmark(*first);
+    EXPECT_EQ(manager->lineMarksFor(fileUrl), nullptr);
+    EXPECT_EQ(first->lines()->size(), 1u);
     const auto again = load();
     EXPECT_EQ(marks(*again), QList<qint64>({5}));
     again->removeLineMark(fileUrl, 5);
     again->removeBookmark(again->bookmarks()[1]);
     EXPECT_EQ(marks(*load()), QList<qint64>());
-}
-
-TEST_F(BookmarkStoreTest, ForgottenMarksStayWithTheirBookmark) {
-    const auto manager = load();
-    const auto entry = entryOf(fileUrl);
-    manager->addBookmark(entry);
-    manager->addLineMark(fileUrl, 5, u"six"_s);
-    manager->removeLineMarksOfBookmark(*entry);
-    EXPECT_EQ(manager->lineMarksFor(fileUrl), nullptr);
-    EXPECT_EQ(entry->lines()->size(), 1u);
-    EXPECT_EQ(marks(*load()), QList<qint64>({5}));
 }
 
 } // namespace

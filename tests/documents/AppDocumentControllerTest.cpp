@@ -1,12 +1,12 @@
 #include "documents/AppDocumentController.h"
 
+#include "core/FileObserverProtocol.h"
+#include "documents/LoadProgressController.h"
 #include "documents/LocalDocument.h"
-#include "foundation/FilePath.h"
 #include "support/PreferencesTest.h"
 #include "support/RecordedAlerts.h"
 #include "support/TemporaryFile.h"
-
-#include <gtest/gtest.h>
+#include "support/Waiting.h"
 
 namespace korvane {
 namespace {
@@ -53,11 +53,8 @@ protected:
     AppDocumentController controller_{recorder_, alerts_};
 };
 
-TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheType) {
-    const struct {
-        QString url;
-        QString type;
-    } cases[] = {
+TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheTypeWhichARegisteredClassOpens) {
+    const std::pair<QString, QString> cases[] = {
         {u"ssh://me@host:22/var/log/a.log"_s, AppDocumentController::remoteDocumentType},
         {u"file:///var/log/ssh:/a.log"_s, AppDocumentController::localDocumentType},
         {u"sftp://host/a.log"_s, AppDocumentController::localDocumentType},
@@ -68,6 +65,12 @@ TEST_F(AppDocumentControllerTest, OnlyTheSchemeDecidesTheType) {
     EXPECT_TRUE(controller_.documentClassForType(u"Local Korvane Document"_s));
     EXPECT_FALSE(controller_.documentClassForType(u"Remote Korvane Document"_s));
     EXPECT_FALSE(controller_.documentClassForType(u"local korvane document"_s));
+
+    const TemporaryFile file("one\n");
+    controller_.setRemoteDocumentClass(
+        [](const QUrl&) { return std::shared_ptr<Document>(LocalDocument::create()); });
+    const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);
+    EXPECT_EQ(made.value()->fileUrl(), file.url());
 }
 
 TEST_F(AppDocumentControllerTest, AWindowIsShownBeforeTheDocumentIsAnnounced) {
@@ -124,8 +127,7 @@ TEST_F(AppDocumentControllerTest, ABatchComesToTheFrontOnceAndTellsAllItsFailure
 
 TEST_F(AppDocumentControllerTest, WhatCannotBeOpenedIsSaidInOneAlert) {
     const TemporaryFile file("");
-    QUrl missing = file.url();
-    missing.setPath(missing.path() + u".missing"_s);
+    const QUrl missing = fileUrlFromPath(file.path() + ".missing");
     for (const QUrl& url : {missing, QUrl(u"ssh://me@host:22/a.log"_s)}) {
         SCOPED_TRACE(url.toString().toStdString());
         alerts_.alerts.clear();
@@ -140,16 +142,15 @@ TEST_F(AppDocumentControllerTest, WhatCannotBeOpenedIsSaidInOneAlert) {
 }
 
 TEST_F(AppDocumentControllerTest, AFileCanBeOpenedAgainAfterItWasClosed) {
-    const TemporaryFile file("one\n");
+    const TemporaryFile file("one\n", "a\tb.log");
     const auto first = controller_.openDocument(file.url());
     controller_.closeDocument(first);
     EXPECT_TRUE(first->isClosed());
     EXPECT_EQ(controller_.documentForUrl(file.url()), nullptr);
     const auto second = controller_.openDocument(file.url());
     EXPECT_NE(second, first);
-    EXPECT_EQ(recorder_.takeEvents(),
-              (QStringList{u"make test.log"_s, u"raise test.log"_s, u"close test.log"_s, u"make test.log"_s,
-                           u"raise test.log"_s}));
+    EXPECT_EQ(recorder_.takeEvents(), (QStringList{u"make a␉b.log"_s, u"raise a␉b.log"_s, u"close a␉b.log"_s,
+                                                   u"make a␉b.log"_s, u"raise a␉b.log"_s}));
 }
 
 TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {
@@ -168,13 +169,24 @@ TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {
     EXPECT_TRUE(first->isClosed() && second->isClosed());
 }
 
-TEST_F(AppDocumentControllerTest, ARegisteredClassOpensItsType) {
-    const TemporaryFile file("one\n");
-    controller_.setRemoteDocumentClass(
-        [](const QUrl&) { return std::shared_ptr<Document>(LocalDocument::create()); });
-    const auto made = controller_.makeDocument(file.url(), AppDocumentController::remoteDocumentType);
-    ASSERT_TRUE(made);
-    EXPECT_EQ(made.value()->fileUrl(), file.url());
+TEST_F(AppDocumentControllerTest, OpeningStartsToFollowAsTheSettingSays) {
+    for (const bool isWanted : {true, false}) {
+        SCOPED_TRACE(isWanted);
+        Preferences::shared().setStartTailingOnFileOpen(isWanted);
+        const TemporaryFile file("one\n");
+        const auto document = controller_.openDocument(file.url());
+        ASSERT_TRUE(document);
+        ASSERT_TRUE(test::waitFor([&] {
+            return document->loadProgress()->state() == LoadProgressController::State::Completed &&
+                   document->logFileObserver()->isTailing() == isWanted;
+        }));
+        if (!isWanted) {
+            // The load's end, which would start it, has been heard of.
+            EXPECT_TRUE(test::settle(std::chrono::seconds(20)));
+            EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(1)));
+        }
+        controller_.closeDocument(document);
+    }
 }
 
 } // namespace

@@ -1,17 +1,11 @@
 #include "core/RuleEnforcerProtocol.h"
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/reader/LogReader.h"
-#include "documents/FakeDocument.h"
-#include "documents/FakeReader.h"
-#include "documents/LogTableDataSource.h"
+#include "documents/RowsTest.h"
 #include "support/LogCapture.h"
-#include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
-#include "support/Waiting.h"
 
 #include <QStringEncoder>
-
-#include <gtest/gtest.h>
 
 namespace korvane {
 namespace {
@@ -21,6 +15,7 @@ using namespace std::chrono_literals;
 using test::TemporaryFile;
 
 using LookedAt = std::pair<qint64, QString>;
+using AllLookedAt = std::vector<LookedAt>;
 
 /// Keeps what passes.
 class RecordingEnforcer : public RuleEnforcerProtocol {
@@ -28,19 +23,14 @@ public:
     std::atomic<bool> tells{true};
     std::atomic<bool> finds{false};
     test::Gate gate; ///< before every line
-
-    std::vector<LookedAt> lines() const {
-        const std::lock_guard guard(mutex_);
-        return lines_;
-    }
+    test::Guarded<AllLookedAt> lines;
 
     std::unique_ptr<NotificationPassProtocol> makeNotificationPass() override {
         struct Pass : NotificationPassProtocol {
             explicit Pass(RecordingEnforcer& enforcer) : to(enforcer) {}
             void look(qint64 lineNum, const QString& line) override {
                 to.gate.pass();
-                const std::lock_guard guard(to.mutex_);
-                to.lines_.emplace_back(lineNum, line);
+                to.lines.add(LookedAt(lineNum, line));
             }
             bool hasFoundAny() const override { return to.finds; }
             RecordingEnforcer& to;
@@ -50,91 +40,119 @@ public:
     std::unique_ptr<RulePassProtocol> makePass(std::function<bool()>) override { return nullptr; }
     void highlightSearchMatches(AttributedString&, const std::vector<TextRange>&) override {}
     void clearRules() override {}
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<LookedAt> lines_; // guarded by mutex_
 };
 
-class ArrivedLinesNotifierTest : public test::PreferencesTest {
+/// A real file, or a reader whose line count the test sets; polled by the test.
+class ArrivedLinesNotifierTest : public test::RowsTest {
 protected:
     ~ArrivedLinesNotifierTest() override { enforcer_->gate.open(); }
 
     /// What the file holds is known, and following begins.
-    void follow(std::shared_ptr<LogFileReaderProtocol> reader) {
-        reader_ = std::move(reader);
-        document_ = std::make_shared<test::FakeDocument>(reader_);
-        source_ = std::make_shared<test::RuledDataSource>(document_);
-        enforcer_ = std::make_shared<RecordingEnforcer>();
-        source_->setRuleEnforcer(enforcer_);
-        reader_->refresh();
-        source_->followingBegan();
+    void follow(const QByteArray& content, bool isInMemory = false) {
+        file_.emplace(content);
+        followReader(isInMemory ? InMemoryFileLogReader::create(file_->url())
+                                : LogReader::create(file_->url()));
+    }
+    void followLines(qint64 count) {
+        reader_ = std::make_shared<test::FakeReader>(count);
+        followReader(reader_);
+    }
+    void append(const QByteArray& bytes) {
+        file_->append(bytes);
+        followed_->refresh();
     }
     void poll() {
-        reader_->refresh();
+        followed_->refresh();
         source_->filePolled();
     }
+    void arriveUpTo(qint64 count) {
+        reader_->setLineCount(count);
+        source_->linesArrived();
+    }
+    /// The first of these lines waits at the gate.
+    void holdLinesUpTo(qint64 count) {
+        enforcer_->gate.shut();
+        arriveUpTo(count);
+        ASSERT_TRUE(waitForHeldLine());
+    }
+    bool waitForHeldLine() {
+        return test::waitFor([&] { return enforcer_->gate.waiting() == 1; });
+    }
     /// All that can pass now has passed.
-    std::vector<LookedAt> passed() {
+    AllLookedAt passed() {
         EXPECT_TRUE(OperationQueue::waitForAllWorkers(20s));
-        return enforcer_->lines();
+        return enforcer_->lines.get();
+    }
+    /// The same, of lines that hold their one-based numbers: from the first line to the last.
+    void expectPassed(qint64 first, qint64 last) {
+        const AllLookedAt all = passed();
+        ASSERT_EQ(all.size(), static_cast<std::size_t>(last - first + 1));
+        for (const LookedAt& line : all) {
+            ASSERT_EQ(line, LookedAt(first - 1, QString::number(first)));
+            ++first;
+        }
     }
 
-    std::shared_ptr<LogFileReaderProtocol> reader_;
-    std::shared_ptr<test::FakeDocument> document_;
+    std::optional<TemporaryFile> file_;
+    std::shared_ptr<LogFileReaderProtocol> followed_;
     std::shared_ptr<RecordingEnforcer> enforcer_ = std::make_shared<RecordingEnforcer>();
-    std::shared_ptr<test::RuledDataSource> source_;
+
+private:
+    void followReader(std::shared_ptr<LogFileReaderProtocol> reader) {
+        followed_ = std::move(reader);
+        openRows(followed_);
+        enforcer_ = std::make_shared<RecordingEnforcer>();
+        source_->setRuleEnforcer(enforcer_);
+        followed_->refresh();
+        source_->followingBegan();
+    }
 };
 
 TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
-    const QByteArray nothing;
-    const auto wide = [](const char16_t* text) {
-        return QByteArray(QStringEncoder(QStringConverter::Utf16LE)(text));
-    };
     const struct {
         const char* what;
-        QByteArray before;
-        std::vector<QByteArray> polls; // what each finds appended
-        std::vector<LookedAt> passed;
+        QString before;
+        QString polls; // what each finds appended, separated by "|"
+        QString passed;
     } cases[] = {
-        {"what was there", "one\ntwo", {nothing, nothing}, {}},
-        {"the end of what was there", "one\ntwo", {nothing, "\n", nothing}, {}},
-        {"the end of wide characters",
-         wide(u"\uFEFFone\ntwo"),
-         {nothing, wide(u"\n"), wide(u"three\n")},
-         {{2, u"three"_s}}},
-        {"more of what was there", "one\ntw", {"o\nthree\n"}, {{1, u"two"_s}, {2, u"three"_s}}},
-        {"the first lines", "", {"one\n", "\n", "three\n"}, {{0, u"one"_s}, {1, u""_s}, {2, u"three"_s}}},
-        {"the end of an empty line", "one\n", {"\n"}, {{1, u""_s}}},
-        {"halves", "", {"o", "n", "e\nt", "wo\n"}, {{0, u"one"_s}, {1, u"two"_s}}},
-        {"a status without newline", "", {"50 %", nothing, nothing}, {{0, u"50 %"_s}}},
-        {"its late newline", "", {"ok", nothing, "\nnext\n"}, {{0, u"ok"_s}, {1, u"next"_s}}},
-        {"its late end", "", {"bro", nothing, "ken\n"}, {{0, u"bro"_s}, {0, u"broken"_s}}},
-        {"another pause",
-         "a\n",
-         {"1", nothing, "2", nothing, nothing, "3\n"},
-         {{1, u"1"_s}, {1, u"12"_s}, {1, u"123"_s}}},
+        {"what was there", u"one\ntwo"_s, u"|"_s, {}},
+        {"the end of what was there", u"one\ntwo"_s, u"|\n|"_s, {}},
+        {"the end of wide characters", u"\uFEFFone\ntwo"_s, u"|\n|three\n"_s, u"2 three"_s},
+        {"more of what was there", u"one\ntw"_s, u"o\nthree\n"_s, u"1 two, 2 three"_s},
+        {"the first lines", {}, u"one\n|\n|three\n"_s, u"0 one, 1 , 2 three"_s},
+        {"the end of an empty line", u"one\n"_s, u"\n"_s, u"1 "_s},
+        {"halves", {}, u"o|n|e\nt|wo\n"_s, u"0 one, 1 two"_s},
+        {"a status without newline", {}, u"50 %||"_s, u"0 50 %"_s},
+        {"its late newline", {}, u"ok||\nnext\n"_s, u"0 ok, 1 next"_s},
+        {"its late end", {}, u"bro||ken\n"_s, u"0 bro, 0 broken"_s},
+        {"another pause", u"a\n"_s, u"1||2|||3\n"_s, u"1 1, 1 12, 1 123"_s},
+    };
+    const auto textOf = [](const AllLookedAt& lines) {
+        QStringList texts;
+        for (const auto& [line, text] : lines)
+            texts.append(QString::number(line) + u' ' + text);
+        return texts.join(u", "_s);
     };
     for (const bool isInMemory : {false, true}) {
         for (const auto& c : cases) {
             SCOPED_TRACE(c.what);
-            const TemporaryFile file(c.before);
-            follow(isInMemory ? InMemoryFileLogReader::create(file.url()) : LogReader::create(file.url()));
-            for (const QByteArray& added : c.polls) {
-                file.append(added);
+            const bool isWide = c.before.startsWith(u'\uFEFF');
+            QStringEncoder encoded(isWide ? QStringConverter::Utf16LE : QStringConverter::Utf8);
+            follow(encoded(c.before), isInMemory);
+            for (const QString& added : c.polls.split(u'|')) {
+                file_->append(encoded(added));
                 poll();
                 passed();
             }
-            EXPECT_EQ(passed(), c.passed);
+            EXPECT_EQ(textOf(passed()), c.passed);
         }
     }
 }
 
 TEST_F(ArrivedLinesNotifierTest, AGrowthOfManyPagesPassesInOrderAndBytesThatAreNoTextCostOneLine) {
-    const TemporaryFile file("old\n");
-    follow(LogReader::create(file.url()));
+    follow("old\n");
     QByteArray added;
-    std::vector<LookedAt> expected;
+    AllLookedAt expected;
     for (int line = 1; line < 12'345; ++line) {
         // Some lines are longer than what is read at once.
         QByteArray text = QByteArray::number(line) + QByteArray(line % 5000 == 17 ? 700'000 : 0, 'x');
@@ -143,35 +161,28 @@ TEST_F(ArrivedLinesNotifierTest, AGrowthOfManyPagesPassesInOrderAndBytesThatAreN
         added += text + '\n';
         expected.emplace_back(line, QString::fromUtf8(text));
     }
-    file.append(added);
-    reader_->readRows(1, 1, RowLength::Shown); // tells the encoding
+    followed_->readRows(1, 1, RowLength::Shown); // tells the encoding
     const test::LogCapture log;
-    reader_->refresh();
+    append(added);
     source_->linesArrived();
-    EXPECT_TRUE(passed() == expected) << enforcer_->lines().size();
+    EXPECT_TRUE(passed() == expected) << enforcer_->lines.get().size();
     EXPECT_EQ(log.lines(), QStringList());
 }
 
 TEST_F(ArrivedLinesNotifierTest, WithoutARuleThatTellsNothingIsReadNorKeptForLater) {
-    const auto fake = std::make_shared<test::FakeReader>(10);
-    follow(fake);
+    followLines(10);
     enforcer_->tells = false;
-    fake->setLineCount(10'000);
-    source_->linesArrived();
+    arriveUpTo(10'000);
     source_->filePolled();
-    EXPECT_EQ(passed(), std::vector<LookedAt>{});
-    EXPECT_TRUE(fake->readStarts().empty());
+    EXPECT_EQ(passed(), AllLookedAt{});
+    EXPECT_TRUE(reader_->readStarts().empty());
 
     enforcer_->tells = true;
-    fake->setLineCount(10'001);
-    source_->linesArrived();
-    EXPECT_EQ(passed(), (std::vector<LookedAt>{{9'999, u"10000"_s}}));
+    arriveUpTo(10'001);
+    expectPassed(10'000, 10'000);
 
     // Switched off before what has arrived could pass.
-    enforcer_->gate.shut();
-    fake->setLineCount(20'000);
-    source_->linesArrived();
-    ASSERT_TRUE(test::waitFor([&] { return enforcer_->gate.waiting() == 1; }));
+    holdLinesUpTo(20'000);
     enforcer_->tells = false;
     enforcer_->gate.open();
     const std::size_t before = passed().size();
@@ -181,136 +192,110 @@ TEST_F(ArrivedLinesNotifierTest, WithoutARuleThatTellsNothingIsReadNorKeptForLat
     EXPECT_TRUE(source_->letArrivedLinesPass());
 }
 
-TEST_F(ArrivedLinesNotifierTest, NoMoreIsLookedForWhileFindsWaitForTheMainThread) {
-    const auto fake = std::make_shared<test::FakeReader>(1);
-    follow(fake);
+TEST_F(ArrivedLinesNotifierTest, NoMoreIsEvaluatedWhileFindsWaitForTheMainThread) {
+    followLines(1);
     enforcer_->finds = true;
-    fake->setLineCount(20'001);
-    source_->linesArrived();
+    arriveUpTo(20'001);
     const std::size_t atOnce = passed().size();
     EXPECT_LE(atOnce, 5000U);
     for (int i = 0; i < 5; ++i)
         source_->filePolled();
     EXPECT_EQ(passed().size(), atOnce);
     EXPECT_FALSE(source_->letArrivedLinesPass());
-
     ASSERT_TRUE(test::waitFor([&] { return source_->letArrivedLinesPass(); }));
-    const auto all = passed();
-    ASSERT_EQ(all.size(), 20'000U);
-    for (std::size_t i = 0; i < all.size(); ++i)
-        ASSERT_EQ(all[i].first, static_cast<qint64>(i));
+    expectPassed(1, 20'000);
 }
 
 TEST_F(ArrivedLinesNotifierTest, AnotherContentPassesFromItsFirstLineAndTheOldOneNoMore) {
-    const TemporaryFile file("1\n2\n3\n");
-    follow(LogReader::create(file.url()));
+    follow("1\n2\n3\n");
     enforcer_->gate.shut();
-    file.append(QByteArray("old\n").repeated(5000));
+    file_->append(QByteArray("old\n").repeated(5000));
     poll();
-    ASSERT_TRUE(test::waitFor([&] { return enforcer_->gate.waiting() == 1; }));
+    ASSERT_TRUE(waitForHeldLine());
     source_->contentForgotten();
-    file.overwrite("new\nopen");
+    file_->overwrite("new\nopen");
     poll();
     enforcer_->gate.open();
     poll();
-    const auto all = passed();
+    const AllLookedAt all = passed();
     ASSERT_GT(all.size(), 2U);
-    EXPECT_LE(all.size(), 2002U) << "only what was being looked at";
+    EXPECT_LE(all.size(), 2002U) << "only what was being evaluated";
     EXPECT_EQ(all.front(), LookedAt(3, u"old"_s));
-    EXPECT_EQ(std::vector(all.end() - 2, all.end()), (std::vector<LookedAt>{{0, u"new"_s}, {1, u"open"_s}}));
+    EXPECT_EQ(std::vector(all.end() - 2, all.end()), (AllLookedAt{{0, u"new"_s}, {1, u"open"_s}}));
 }
 
 // The last words before a file is moved away often lack their newline.
-TEST_F(ArrivedLinesNotifierTest, AFileIsLetGoOfWhenItsOpenLineHasPassedToo) {
-    const TemporaryFile file("");
-    follow(LogReader::create(file.url()));
-    file.append("one\nlast words");
-    reader_->refresh();
+TEST_F(ArrivedLinesNotifierTest, AFileIsReleasedWhenItsOpenLineHasPassedToo) {
+    follow("");
+    append("one\nlast words");
     EXPECT_TRUE(test::waitFor([&] { return source_->letArrivedLinesPass(); }));
-    EXPECT_EQ(passed(), (std::vector<LookedAt>{{0, u"one"_s}, {1, u"last words"_s}}));
+    EXPECT_EQ(passed(), (AllLookedAt{{0, u"one"_s}, {1, u"last words"_s}}));
 }
 
-TEST_F(ArrivedLinesNotifierTest, AFileReadAnewTellsOnlyOfWhatIsNew) {
-    const TemporaryFile file("1\n2\n3\n4\n");
-    follow(LogReader::create(file.url()));
-    file.append("5\n");
+TEST_F(ArrivedLinesNotifierTest, AFileReadAgainTellsOnlyOfWhatIsNew) {
+    follow("1\n2\n3\n4\n");
+    file_->append("5\n");
     poll();
     passed();
-    reader_->reset();
+    followed_->reset();
     source_->filePolled(); // in the middle of it
-    reader_->refresh();
+    followed_->refresh();
     source_->fileReadAnew();
-    file.append("6\n");
+    file_->append("6\n");
     poll();
-    EXPECT_EQ(passed(), (std::vector<LookedAt>{{4, u"5"_s}, {5, u"6"_s}}));
+    expectPassed(5, 6);
 
     // It has become shorter, while a line waited that is not there any more.
     enforcer_->finds = true;
     for (const char* added : {"7\n", "8\n"}) {
-        file.append(added);
-        reader_->refresh();
+        append(added);
         source_->linesArrived();
         EXPECT_EQ(passed().back(), LookedAt(6, u"7"_s)) << "8 waits for the main thread";
     }
-    reader_->reset();
-    file.overwrite("a\n");
-    reader_->refresh();
+    followed_->reset();
+    file_->overwrite("a\n");
+    followed_->refresh();
     source_->fileReadAnew();
-    file.append("b\n");
+    file_->append("b\n");
     poll();
     MainThread::shared().runPending();
     EXPECT_EQ(passed().back(), LookedAt(1, u"b"_s));
 }
 
-TEST_F(ArrivedLinesNotifierTest, LinesThatAreBeingReadAnewPassWhenTheyAreThereAgain) {
-    const auto fake = std::make_shared<test::FakeReader>(1);
-    follow(fake);
-    fake->readGate.shut();
-    fake->setLineCount(3001);
-    source_->linesArrived();
-    ASSERT_TRUE(test::waitFor([&] { return fake->readGate.waiting() == 1; }));
-    fake->setLineCount(1);
-    fake->readGate.open();
+TEST_F(ArrivedLinesNotifierTest, LinesThatAreBeingReadAgainPassWhenTheyAreBack) {
+    followLines(1);
+    reader_->readGate.shut();
+    arriveUpTo(3001);
+    ASSERT_TRUE(waitForHeldReads(1));
+    reader_->setLineCount(1);
+    reader_->readGate.open();
     source_->filePolled();
     EXPECT_EQ(passed().size(), 0U);
-    fake->setLineCount(3001);
+    reader_->setLineCount(3001);
     source_->filePolled();
-    const auto all = passed();
-    ASSERT_EQ(all.size(), 3000U);
-    EXPECT_EQ(all.front(), LookedAt(0, u"1"_s));
-    EXPECT_EQ(all.back(), LookedAt(2999, u"3000"_s));
+    expectPassed(1, 3000);
 }
 
-TEST_F(ArrivedLinesNotifierTest, AStartAnewLeavesOutWhatCameBetweenButNotWhatWaits) {
-    const auto fake = std::make_shared<test::FakeReader>(1);
-    follow(fake);
-    enforcer_->gate.shut();
-    fake->setLineCount(3001);
-    source_->linesArrived();
-    ASSERT_TRUE(test::waitFor([&] { return enforcer_->gate.waiting() == 1; }));
-    fake->setLineCount(4001);
+TEST_F(ArrivedLinesNotifierTest, AStartLeavesOutWhatCameBeforeItButNotWhatWaits) {
+    followLines(1);
+    holdLinesUpTo(3001);
+    reader_->setLineCount(4001);
     source_->followingBegan();
-    fake->setLineCount(4011);
-    source_->linesArrived();
+    arriveUpTo(4011);
     enforcer_->gate.open();
-    const auto all = passed();
+    const AllLookedAt all = passed();
     ASSERT_EQ(all.size(), 3010U);
     EXPECT_EQ(all[2999].first, 2999);
     EXPECT_EQ(all[3000].first, 4000);
 }
 
 TEST_F(ArrivedLinesNotifierTest, ClosingStopsInTheMiddleOfAPiece) {
-    const auto fake = std::make_shared<test::FakeReader>(1);
-    follow(fake);
-    enforcer_->gate.shut();
-    fake->setLineCount(5000);
-    source_->linesArrived();
-    ASSERT_TRUE(test::waitFor([&] { return enforcer_->gate.waiting() == 1; }));
+    followLines(1);
+    holdLinesUpTo(5000);
     source_->close();
     enforcer_->gate.open();
     EXPECT_EQ(passed().size(), 1U);
-    fake->setLineCount(6000);
-    source_->linesArrived();
+    arriveUpTo(6000);
     EXPECT_EQ(passed().size(), 1U);
 }
 

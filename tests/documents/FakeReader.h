@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/reader/LogFileReaderProtocol.h"
+#include "support/Guarded.h"
 
 #include <algorithm>
 #include <atomic>
@@ -56,30 +57,19 @@ public:
 
     void setLineCount(qint64 count) { lines_ = count; }
     /// Goes before the number in every line read from now on.
-    void setPrefix(const QString& prefix) {
-        const std::lock_guard guard(mutex_);
-        prefix_ = prefix;
-    }
+    void setPrefix(const QString& prefix) { prefix_.exchange(prefix); }
     /// One-based starts of the reads so far.
-    std::vector<qint64> readStarts() const {
-        const std::lock_guard guard(mutex_);
-        return readStarts_;
-    }
+    std::vector<qint64> readStarts() const { return readStarts_.get(); }
     bool isCancelled() const { return isCancelled_; }
-    bool isClosed() const { return isClosed_; }
     bool isScanCancelled() const { return isScanCancelled_; }
 
-    std::shared_ptr<LogReaderDelegate> delegate() const override {
-        const std::lock_guard guard(mutex_);
-        return delegate_;
-    }
+    std::shared_ptr<LogReaderDelegate> delegate() const override { return delegate_.get(); }
     void setDelegate(std::shared_ptr<LogReaderDelegate> delegate) override {
-        const std::lock_guard guard(mutex_);
-        delegate_ = std::move(delegate);
+        delegate_.exchange(std::move(delegate));
     }
     void cancel() override { isCancelled_ = true; }
     void cancelScan() override { isScanCancelled_ = true; }
-    void close() override { isClosed_ = true; }
+    void close() override {}
     std::uint64_t fileSize() override { return 1000; }
     LineRange refresh() override {
         const auto listener = delegate();
@@ -101,12 +91,8 @@ public:
     DisplayLines readRows(qint64 start, qint64 count, RowLength /*length*/) override {
         const qint64 last = std::min(start + count - 1, lineCount());
         DisplayLines read;
-        QString prefix;
-        {
-            const std::lock_guard guard(mutex_);
-            readStarts_.push_back(start);
-            prefix = prefix_;
-        }
+        const QString prefix = prefix_.get();
+        readStarts_.add(start);
         readGate.pass();
         if (isUnreadable || isCancelled_)
             return read;
@@ -124,12 +110,9 @@ private:
     std::atomic<qint64> lines_;
     std::atomic<bool> isCancelled_{false};
     std::atomic<bool> isScanCancelled_{false};
-    std::atomic<bool> isClosed_{false};
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::shared_ptr<LogReaderDelegate> delegate_;
-    std::vector<qint64> readStarts_;
-    QString prefix_;
+    Guarded<std::shared_ptr<LogReaderDelegate>> delegate_;
+    Guarded<std::vector<qint64>> readStarts_;
+    Guarded<QString> prefix_;
 };
 
 } // namespace korvane::test

@@ -1,16 +1,9 @@
 #include "documents/FileLoadingOperation.h"
 
 #include "core/RowsUpdatedNotificationObject.h"
-#include "documents/FakeDocument.h"
-#include "documents/FakeReader.h"
 #include "documents/LoadProgressController.h"
-#include "documents/LogTableDataSource.h"
-#include "foundation/work/OperationQueue.h"
+#include "documents/RowsTest.h"
 #include "foundation/work/ScanQueue.h"
-#include "support/PreferencesTest.h"
-#include "support/Waiting.h"
-
-#include <gtest/gtest.h>
 
 namespace korvane {
 namespace {
@@ -19,10 +12,13 @@ using namespace Qt::StringLiterals;
 using test::FakeReader;
 using test::waitFor;
 using State = LoadProgressController::State;
+using Clock = std::chrono::steady_clock;
+using Ranges = std::vector<LineRange>;
 
-class FileLoadingOperationTest : public test::PreferencesTest {
+class FileLoadingOperationTest : public test::RowsTest {
 protected:
     FileLoadingOperationTest() {
+        open(1);
         subscription_ =
             document_->notices().rowsUpdated.subscribe([this](const RowsUpdatedNotificationObject& update) {
                 EXPECT_EQ(update.doc.lock(), document_);
@@ -37,12 +33,27 @@ protected:
         operation_ = std::make_shared<FileLoadingOperation>(reader_, source_, progress_, start);
         queue_.addOperation(operation_);
     }
+    /// A scan that knows so many lines after each block, and passes the gate then.
+    void startScan(const std::vector<qint64>& counts) {
+        reader_->scan = [this, counts](FakeReader& reader) {
+            for (const qint64 count : counts) {
+                publish(reader, count);
+                scanGate_.pass();
+            }
+            return LineRange{0, counts.back()};
+        };
+        start();
+    }
     bool finish() {
         scanGate_.open();
         const bool ended = waitFor([this] { return queue_.isEmpty(); });
         MainThread::shared().runPending();
         return ended;
     }
+    bool waitForUpdate() {
+        return waitFor([this] { return !updates_.empty(); });
+    }
+    qint64 updatedUpTo() const { return updates_.back().location + updates_.back().length; }
     /// What a reader does for one block of a file.
     static void publish(FakeReader& reader, qint64 lineCount) {
         reader.setLineCount(lineCount);
@@ -51,13 +62,10 @@ protected:
     }
 
     test::Gate scanGate_;
-    std::shared_ptr<FakeReader> reader_ = std::make_shared<FakeReader>(1);
-    std::shared_ptr<test::FakeDocument> document_ = std::make_shared<test::FakeDocument>(reader_);
-    std::shared_ptr<LogTableDataSource> source_ = std::make_shared<LogTableDataSource>(document_);
     std::shared_ptr<LoadProgressController> progress_ = std::make_shared<LoadProgressController>(u"a.log"_s);
-    std::vector<LineRange> updates_;
+    Ranges updates_;
     /// Those of the updates that announced another content.
-    std::vector<LineRange> otherContents_;
+    Ranges otherContents_;
     Subscription subscription_;
     OperationQueue queue_{"Test queue", 1};
     std::shared_ptr<FileLoadingOperation> operation_;
@@ -65,14 +73,8 @@ protected:
 
 TEST_F(FileLoadingOperationTest, TheFirstLinesAreKnownWhileTheScanGoesOn) {
     scanGate_.shut();
-    reader_->scan = [this](FakeReader& reader) {
-        publish(reader, 8000);
-        scanGate_.pass();
-        publish(reader, 20'000);
-        return LineRange{0, 20'000};
-    };
-    start();
-    ASSERT_TRUE(waitFor([this] { return !updates_.empty(); }));
+    startScan({8000, 20'000});
+    ASSERT_TRUE(waitForUpdate());
     EXPECT_EQ(updates_.front(), (LineRange{0, 8000}));
     EXPECT_EQ(progress_->state(), State::Loading);
     EXPECT_EQ(progress_->totalBytes(), 1000U);
@@ -80,7 +82,7 @@ TEST_F(FileLoadingOperationTest, TheFirstLinesAreKnownWhileTheScanGoesOn) {
     EXPECT_TRUE(waitFor([this] { return progress_->readBytes() == 512U * 2048; }));
     ASSERT_TRUE(finish());
     EXPECT_GE(updates_.back().location, 7999) << "pages already shown are read again";
-    EXPECT_EQ(updates_.back().location + updates_.back().length, 20'000);
+    EXPECT_EQ(updatedUpTo(), 20'000);
     EXPECT_EQ(progress_->state(), State::Completed);
     EXPECT_EQ(reader_->delegate(), nullptr);
 }
@@ -88,11 +90,7 @@ TEST_F(FileLoadingOperationTest, TheFirstLinesAreKnownWhileTheScanGoesOn) {
 TEST_F(FileLoadingOperationTest, APageLoadedShortIsOpenedAgainBeforeTheWindowHears) {
     source_->loadPage(1, false);
     ASSERT_FALSE(source_->cachedRowLine(1));
-    reader_->scan = [](FakeReader& reader) {
-        publish(reader, 10);
-        return LineRange{0, 10};
-    };
-    start();
+    startScan({10});
     ASSERT_TRUE(finish());
     EXPECT_TRUE(waitFor([this] { return source_->rowLine(9).isLoaded; }));
 }
@@ -100,28 +98,27 @@ TEST_F(FileLoadingOperationTest, APageLoadedShortIsOpenedAgainBeforeTheWindowHea
 // The main thread runs nothing during this scan, so one notification has to cover it all.
 TEST_F(FileLoadingOperationTest, ManyNewLinesGiveOneWaitingNotification) {
     reader_->scan = [](FakeReader& reader) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(150);
+        const auto end = Clock::now() + std::chrono::milliseconds(150);
         qint64 count = 1;
-        while (std::chrono::steady_clock::now() < end)
+        while (Clock::now() < end)
             publish(reader, count += 10);
         return LineRange{0, count};
     };
     start();
     queue_.waitUntilAllFinished();
     MainThread::shared().runPending();
-    ASSERT_EQ(updates_.size(), 1U);
-    EXPECT_EQ(updates_.front(), (LineRange{0, reader_->lineCount()}));
+    EXPECT_EQ(updates_, (Ranges{{0, reader_->lineCount()}}));
 }
 
 TEST_F(FileLoadingOperationTest, NotificationsComeAtMostThirtyTimesASecond) {
     std::atomic<bool> isScanning{true};
     std::atomic<std::size_t> told{0};
-    const auto begin = std::chrono::steady_clock::now();
+    const auto begin = Clock::now();
     reader_->scan = [&](FakeReader& reader) {
         qint64 count = 1;
         // However seldom the main thread gets its turn.
         const auto isEnough = [&, end = begin + std::chrono::seconds(15)] {
-            const auto now = std::chrono::steady_clock::now();
+            const auto now = Clock::now();
             return (now - begin >= std::chrono::milliseconds(300) && told > 2) || now > end;
         };
         while (!isEnough())
@@ -135,7 +132,7 @@ TEST_F(FileLoadingOperationTest, NotificationsComeAtMostThirtyTimesASecond) {
         return !isScanning;
     }));
     ASSERT_TRUE(finish());
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     EXPECT_LE(static_cast<double>(updates_.size()), seconds * 30 + 2);
     EXPECT_GT(updates_.size(), 2U);
     for (std::size_t i = 1; i < updates_.size(); ++i)
@@ -147,14 +144,14 @@ TEST_F(FileLoadingOperationTest, AResultIsAlwaysAnnouncedAndNoResultNever) {
         qint64 before;
         qint64 after;
         LineRange result;
-        std::vector<LineRange> updates;
+        Ranges updates;
     } cases[] = {
         {1, 1, {0, 1}, {{0, 1}}},     // one line without an end
         {1, 1, {0, 0}, {}},           // an empty file
         {10, 10, {9, 1}, {{9, 1}}},   // the last line grew
         {10, 12, {9, 3}, {{9, 3}}},   // lines were added
         {10, 4, {0, 4}, {{0, 4}}},    // truncated
-        {10, 10, {0, 10}, {{0, 10}}}, // truncated and written anew
+        {10, 10, {0, 10}, {{0, 10}}}, // truncated and written again
         {10, 15, {0, 0}, {{9, 6}}},   // a cancelled scan had found some
     };
     for (const auto& [before, after, result, expected] : cases) {
@@ -180,7 +177,7 @@ TEST_F(FileLoadingOperationTest, AContentThatIsReplacedDuringTheScanIsAnnouncedF
     };
     start();
     ASSERT_TRUE(finish());
-    EXPECT_EQ(otherContents_, (std::vector<LineRange>{{0, 500}}));
+    EXPECT_EQ(otherContents_, (Ranges{{0, 500}}));
 }
 
 TEST_F(FileLoadingOperationTest, ACancelStopsTheScanAndKeepsItsLines) {
@@ -190,11 +187,11 @@ TEST_F(FileLoadingOperationTest, ACancelStopsTheScanAndKeepsItsLines) {
         return LineRange{0, 0};
     };
     start();
-    ASSERT_TRUE(waitFor([this] { return !updates_.empty(); }));
+    ASSERT_TRUE(waitForUpdate());
     operation_->cancel();
     ASSERT_TRUE(finish());
     EXPECT_EQ(progress_->statusText(), u"Canceled!"_s);
-    EXPECT_EQ(updates_, (std::vector<LineRange>{{0, 500}}));
+    EXPECT_EQ(updates_, (Ranges{{0, 500}}));
     EXPECT_FALSE(reader_->isCancelled()) << "the lines found can no longer be read";
 }
 
@@ -208,22 +205,17 @@ TEST_F(FileLoadingOperationTest, AScanThatBreaksSaysWhyAndTheNextOneRuns) {
     EXPECT_EQ(progress_->state(), State::Failed);
     EXPECT_TRUE(progress_->fault().startsWith(u"Not enough memory to read “a.log”."_s));
     EXPECT_EQ(updates_.back(), (LineRange{0, 500}));
-    reader_->scan = [](FakeReader&) { return LineRange{0, 500}; };
-    start();
+    startScan({500});
     EXPECT_TRUE(finish());
     EXPECT_TRUE(operation_->isFinished());
 }
 
 TEST_F(FileLoadingOperationTest, AScanThatNeverStartedReportsItsCancelToo) {
     scanGate_.shut();
-    reader_->scan = [this](FakeReader&) {
-        scanGate_.pass();
-        return LineRange{};
-    };
+    startScan({1});
+    progress_ = std::make_shared<LoadProgressController>(u"%1"_s);
     start();
-    progress_ = std::make_shared<LoadProgressController>(u"waiting"_s);
-    start();
-    EXPECT_EQ(progress_->statusText(), u"Loading file [waiting]"_s);
+    EXPECT_EQ(progress_->statusText(), u"Loading file [%1]"_s);
     operation_->cancel();
     ASSERT_TRUE(finish());
     EXPECT_EQ(progress_->state(), State::Canceled);
@@ -239,10 +231,10 @@ TEST_F(FileLoadingOperationTest, StartingAtTheFirstByteAnnouncesTheForgottenLine
         return LineRange{0, 6000};
     };
     start(FileLoadingOperation::Start::AtFirstByte);
-    ASSERT_TRUE(waitFor([this] { return !updates_.empty(); }));
+    ASSERT_TRUE(waitForUpdate());
     EXPECT_EQ(updates_.front(), (LineRange{0, 1}));
     ASSERT_TRUE(finish());
-    EXPECT_EQ(updates_.back().location + updates_.back().length, 6000);
+    EXPECT_EQ(updatedUpTo(), 6000);
 }
 
 TEST_F(FileLoadingOperationTest, AScanThatOthersWaitForYieldsToThemAndGoesOn) {
@@ -272,34 +264,27 @@ TEST_F(FileLoadingOperationTest, AScanThatOthersWaitForYieldsToThemAndGoesOn) {
     EXPECT_EQ(progress_->state(), State::Completed);
     MainThread::shared().runPending();
     ASSERT_FALSE(updates_.empty());
-    EXPECT_EQ(updates_.back().location + updates_.back().length, 4000);
+    EXPECT_EQ(updatedUpTo(), 4000);
 }
 
 TEST_F(FileLoadingOperationTest, NothingIsPostedOnceTheDataSourceIsClosed) {
-    reader_->scan = [](FakeReader& reader) {
-        publish(reader, 500);
-        return LineRange{0, 500};
-    };
-    start();
+    startScan({500});
     queue_.waitUntilAllFinished();
     source_->close();
     MainThread::shared().runPending();
-    EXPECT_TRUE(updates_.empty());
+    EXPECT_EQ(updates_, Ranges{});
 }
 
-TEST(LoadProgressController, TheFirstEndHoldsAndStopsTheClock) {
-    LoadProgressController progress(u"%1"_s);
-    EXPECT_EQ(progress.statusText(), u"Loading file [%1]"_s);
-    progress.readerDidStart(10);
-    EXPECT_TRUE(waitFor([&] { return progress.elapsed().count() >= 2; }));
-    progress.readerDidCancel();
-    progress.readerDidFinish();
-    EXPECT_EQ(progress.state(), State::Canceled);
-    const auto elapsed = progress.elapsed();
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_TRUE(
-        waitFor([&] { return std::chrono::steady_clock::now() - begin > std::chrono::milliseconds(3); }));
-    EXPECT_EQ(progress.elapsed(), elapsed);
+TEST_F(FileLoadingOperationTest, TheFirstEndOfALoadHoldsAndStopsTheClock) {
+    progress_->readerDidStart(10);
+    EXPECT_TRUE(waitFor([&] { return progress_->elapsed().count() >= 2; }));
+    progress_->readerDidCancel();
+    progress_->readerDidFinish();
+    EXPECT_EQ(progress_->state(), State::Canceled);
+    const auto elapsed = progress_->elapsed();
+    const auto begin = Clock::now();
+    EXPECT_TRUE(waitFor([&] { return Clock::now() - begin > std::chrono::milliseconds(3); }));
+    EXPECT_EQ(progress_->elapsed(), elapsed);
 }
 
 } // namespace

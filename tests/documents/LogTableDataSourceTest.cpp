@@ -5,13 +5,9 @@
 #include "core/reader/LogReader.h"
 #include "core/reader/Pages.h"
 #include "core/search/SearchItem.h"
-#include "documents/FakeDocument.h"
-#include "documents/FakeReader.h"
-#include "support/PreferencesTest.h"
+#include "documents/RowsTest.h"
+#include "support/NumberedLines.h"
 #include "support/TemporaryFile.h"
-#include "support/Waiting.h"
-
-#include <gtest/gtest.h>
 
 namespace korvane {
 namespace {
@@ -38,17 +34,25 @@ public:
     bool isCleared = false;
 };
 
-class LogTableDataSourceTest : public test::PreferencesTest {
+class LogTableDataSourceTest : public test::RowsTest {
 protected:
-    void SetUp() override { open(12'001); }
-    ~LogTableDataSourceTest() override { reader_->readGate.open(); }
+    LogTableDataSourceTest() { open(12'001); }
 
     void open(qint64 lineCount) {
-        reader_ = std::make_shared<test::FakeReader>(lineCount);
-        document_ = std::make_shared<test::FakeDocument>(reader_);
-        source_ = std::make_shared<test::RuledDataSource>(document_);
+        RowsTest::open(lineCount);
         subscription_ =
             source_->notices().pageLoaded.subscribe([this](qint64 page) { loaded_.push_back(page); });
+    }
+    /// Requests the row, and holds its load up until the gate is opened.
+    void holdLoadOf(qint64 row) {
+        reader_->readGate.shut();
+        source_->rowLine(row);
+        ASSERT_TRUE(waitForHeldReads(1));
+    }
+    void storeRow(const QString& text, const PageRequest& request) {
+        PageContent content;
+        content.rows.push_back({AttributedString(text), 0});
+        source_->pageStore().store(request, content);
     }
 
     /// The row's text once it is loaded.
@@ -62,23 +66,21 @@ protected:
     bool waitForReads(std::size_t count) {
         return waitFor([&] { return reader_->readStarts().size() == count; });
     }
+    bool hasBackground(qint64 row, int position) {
+        return source_->rowLine(row).line.attributesAt(position)->background.has_value();
+    }
 
     using Starts = std::vector<qint64>;
 
-    std::shared_ptr<test::FakeReader> reader_;
-    std::shared_ptr<test::FakeDocument> document_;
-    std::shared_ptr<test::RuledDataSource> source_;
     /// The pages whose loads were reported.
     std::vector<qint64> loaded_;
     Subscription subscription_;
 };
 
 TEST_F(LogTableDataSourceTest, ARowRequestsThePageItsLineLiesOn) {
-    const struct {
-        qint64 row;
-        qint64 readStart;
-    } cases[] = {{0, 1}, {4999, 1}, {5000, 5001}, {9999, 5001}, {12'000, 10'001}};
-    for (const auto& [row, readStart] : cases) {
+    const std::pair<qint64, qint64> rowsAndReadStarts[] = {
+        {0, 1}, {4999, 1}, {5000, 5001}, {9999, 5001}, {12'000, 10'001}};
+    for (const auto& [row, readStart] : rowsAndReadStarts) {
         SCOPED_TRACE(row);
         open(12'001);
         const RowLine before = source_->rowLine(row);
@@ -106,16 +108,13 @@ TEST_F(LogTableDataSourceTest, APageIsRequestedOnceWhileItsLoadIsUnderWay) {
     EXPECT_EQ(reader_->readStarts(), Starts{1});
 }
 
-TEST_F(LogTableDataSourceTest, ASynchronousLoadHasTheRowsAtOnceAndPostsNothing) {
+TEST_F(LogTableDataSourceTest, ALoadedPageIsReportedUnlessItIsThereAtOnce) {
     source_->loadPage(1, false);
     EXPECT_EQ(source_->cachedRowLine(10)->line.string(), u"11"_s);
     MainThread::shared().runPending();
-    EXPECT_TRUE(loaded_.empty());
-}
-
-TEST_F(LogTableDataSourceTest, ALoadedPageIsReportedByItsNumber) {
+    EXPECT_EQ(loaded_, Starts{});
     source_->loadPage(2, true);
-    EXPECT_TRUE(waitFor([&] { return loaded_ == std::vector<qint64>{2}; }));
+    EXPECT_TRUE(waitFor([&] { return loaded_ == Starts{2}; }));
     EXPECT_TRUE(source_->cachedRowLine(pages::size));
 }
 
@@ -148,13 +147,11 @@ TEST_F(LogTableDataSourceTest, AClearedCacheShowsNothingOldAndDropsLoadsUnderWay
     for (const bool isCleared : {true, false}) {
         SCOPED_TRACE(isCleared);
         open(100);
-        reader_->readGate.shut();
-        source_->rowLine(0);
-        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+        holdLoadOf(0);
         reader_->setPrefix(u"new "_s);
         isCleared ? source_->clearCache() : source_->invalidateRows();
         EXPECT_FALSE(source_->rowLine(0).isLoaded);
-        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 2; }));
+        ASSERT_TRUE(waitForHeldReads(2));
         reader_->readGate.open();
         EXPECT_EQ(textOf(0), u"new 1"_s) << "the load from before was stored";
         textOf(99);
@@ -162,7 +159,7 @@ TEST_F(LogTableDataSourceTest, AClearedCacheShowsNothingOldAndDropsLoadsUnderWay
     }
 }
 
-TEST_F(LogTableDataSourceTest, AShortPageIsAskedForAgainWhenMoreIsKnown) {
+TEST_F(LogTableDataSourceTest, AShortPageIsRequestedAgainWhenMoreIsKnown) {
     open(3);
     EXPECT_EQ(textOf(2), u"3"_s);
     reader_->setLineCount(8);
@@ -183,42 +180,34 @@ TEST_F(LogTableDataSourceTest, ChangedLinesReopenOnlyThePagesFromThereOn) {
 }
 
 TEST_F(LogTableDataSourceTest, GrowthThatNeverStopsDoesNotStarveTheScreen) {
-    reader_->readGate.shut();
-    source_->rowLine(0);
-    ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+    holdLoadOf(0);
     source_->linesChanged(0);
     reader_->readGate.open();
     ASSERT_TRUE(waitFor([&] { return source_->cachedRowLine(0).has_value(); }))
         << "the load under way was thrown away";
     reader_->setPrefix(u"new "_s);
-    EXPECT_TRUE(waitForText(0, u"new 1"_s)) << "not asked for again";
+    EXPECT_TRUE(waitForText(0, u"new 1"_s)) << "not requested again";
 }
 
 TEST_F(LogTableDataSourceTest, ALateLoadDoesNotReplaceFresherRows) {
-    reader_->readGate.shut();
-    source_->rowLine(0);
-    ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+    holdLoadOf(0);
     source_->linesChanged(0);
     // The fresher rows come by another way while the older load is held up.
-    PageContent fresh;
-    fresh.rows.push_back({AttributedString(u"fresh"_s), 0});
-    source_->pageStore().store({1, 1000, 0}, fresh);
+    storeRow(u"fresh"_s, {1, 1000, 0});
     reader_->readGate.open();
-    EXPECT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 0; }));
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    EXPECT_TRUE(waitForHeldReads(0));
+    ASSERT_TRUE(test::settle());
     EXPECT_EQ(source_->cachedRowLine(0)->line.string(), u"fresh"_s);
 }
 
 TEST_F(LogTableDataSourceTest, AResultFromBeforeAClearIsNeverStored) {
-    PageContent old;
-    old.rows.push_back({AttributedString(u"old"_s), 0});
-    source_->pageStore().store({1, 1, 0}, old);
+    storeRow(u"old"_s, {1, 1, 0});
     ASSERT_TRUE(source_->cachedRowLine(0));
     source_->clearCache();
-    source_->pageStore().store({1, 1, 0}, old);
+    storeRow(u"old"_s, {1, 1, 0});
     EXPECT_FALSE(source_->cachedRowLine(0));
     source_->invalidateRows();
-    source_->pageStore().store({1, 1, 1}, old);
+    storeRow(u"old"_s, {1, 1, 1});
     EXPECT_FALSE(source_->cachedRowLine(0));
 }
 
@@ -227,40 +216,33 @@ TEST_F(LogTableDataSourceTest, AnEarlierLoadCannotWithdrawALaterRequest) {
     for (int loads = 1; loads <= 2; ++loads) {
         source_->linesChanged(0);
         source_->rowLine(0);
-        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == loads; }));
+        ASSERT_TRUE(waitForHeldReads(loads));
     }
     source_->pageStore().withdraw({1, 1, 0});
     source_->rowLine(0);
     reader_->readGate.open();
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    ASSERT_TRUE(test::settle());
     EXPECT_EQ(reader_->readStarts().size(), 2U);
     source_->pageStore().withdraw({1, 2, 0});
     source_->rowLine(0);
     EXPECT_TRUE(waitForReads(3));
 }
 
-TEST_F(LogTableDataSourceTest, InvalidLinesAreKnownUntilTheyAreReadAgain) {
+TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRowsAndInvalidLinesAreKnown) {
     reader_->isInvalid = true;
     EXPECT_EQ(textOf(0), u"1"_s);
     EXPECT_TRUE(source_->hasInvalidLines());
-    reader_->isInvalid = false;
-    source_->invalidateRows();
-    EXPECT_FALSE(source_->hasInvalidLines());
-}
-
-TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRows) {
-    EXPECT_EQ(textOf(0), u"1"_s);
     reader_->isUnreadable = true;
     source_->linesChanged(0);
     source_->rowLine(0);
     ASSERT_TRUE(waitForReads(2));
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    ASSERT_TRUE(test::settle());
     EXPECT_EQ(textOf(0), u"1"_s);
-}
-
-TEST_F(LogTableDataSourceTest, LinesThatCannotBeReadDoNotLoadForEver) {
-    reader_->isUnreadable = true;
-    EXPECT_EQ(textOf(0), QString());
+    EXPECT_EQ(textOf(5000), QString());
+    reader_->isInvalid = reader_->isUnreadable = false;
+    source_->invalidateRows();
+    EXPECT_FALSE(source_->hasInvalidLines()) << "known until the lines are read again";
+    textOf(0);
     EXPECT_FALSE(source_->hasInvalidLines());
 }
 
@@ -287,12 +269,10 @@ TEST_F(LogTableDataSourceTest, ClearingTheViewLeavesTheLastLineAndWhatFollows) {
     EXPECT_EQ(source_->rowStart(), 0);
 }
 
-TEST_F(LogTableDataSourceTest, ResetForgetsRulesAndLetsPagesBeAskedForAgain) {
+TEST_F(LogTableDataSourceTest, ResetForgetsRulesAndLetsPagesBeRequestedAgain) {
     const auto enforcer = std::make_shared<FakeEnforcer>();
     source_->setRuleEnforcer(enforcer);
-    reader_->readGate.shut();
-    source_->rowLine(12'000);
-    ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+    holdLoadOf(12'000);
     source_->reset();
     EXPECT_TRUE(enforcer->isCleared);
     reader_->readGate.open();
@@ -326,11 +306,9 @@ TEST_F(LogTableDataSourceTest, DroppingKeepsThePagesInSight) {
         source_->rowLine(page * pages::size);
     source_->dropRequestsOutside(17 * pages::size + 4999, 18 * pages::size);
     reader_->readGate.open();
-    ASSERT_TRUE(waitFor([&] {
-        return source_->cachedRowLine(17 * pages::size) && source_->cachedRowLine(18 * pages::size);
-    }));
-    EXPECT_FALSE(source_->cachedRowLine(16 * pages::size));
-    EXPECT_FALSE(source_->cachedRowLine(19 * pages::size));
+    const auto isCached = [&](qint64 page) { return source_->cachedRowLine(page * pages::size).has_value(); };
+    ASSERT_TRUE(waitFor([&] { return isCached(17) && isCached(18); }));
+    EXPECT_FALSE(isCached(16) || isCached(19));
 }
 
 TEST_F(LogTableDataSourceTest, SlowLoadsOfAGrowingPageDoNotPileUp) {
@@ -341,62 +319,48 @@ TEST_F(LogTableDataSourceTest, SlowLoadsOfAGrowingPageDoNotPileUp) {
     }
     reader_->readGate.open();
     textOf(0);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    ASSERT_TRUE(test::settle());
     EXPECT_LE(reader_->readStarts().size(), 6U);
 }
 
-TEST_F(LogTableDataSourceTest, QuickHighlightComesAndGoesWithoutATrace) {
+TEST_F(LogTableDataSourceTest, QuickHighlightStartsAsThePreferenceSaysAndGoesWithoutATrace) {
+    for (const bool isOn : {false, true}) {
+        Preferences::shared().setQuickHighlightSelection(isOn);
+        open(12'001);
+        EXPECT_EQ(source_->quickHighlightEnabled(), isOn);
+    }
     textOf(0);
-    const auto backgroundAt = [&](int position) {
-        return source_->rowLine(1233).line.attributesAt(position)->background;
-    };
-    EXPECT_FALSE(backgroundAt(0));
+    EXPECT_FALSE(hasBackground(1233, 0));
     source_->setQuickHighlightSelectionString(u"23"_s);
-    EXPECT_FALSE(backgroundAt(0));
-    EXPECT_TRUE(backgroundAt(1));
+    EXPECT_FALSE(hasBackground(1233, 0));
+    EXPECT_TRUE(hasBackground(1233, 1));
     EXPECT_TRUE(source_->cachedRowLine(1233)->line.attributesAt(2)->background);
     source_->setQuickHighlightEnabled(false);
-    EXPECT_FALSE(backgroundAt(1));
+    EXPECT_FALSE(hasBackground(1233, 1));
     source_->setQuickHighlightEnabled(true);
     source_->setQuickHighlightSelectionString({});
-    EXPECT_FALSE(backgroundAt(1));
+    EXPECT_FALSE(hasBackground(1233, 1));
 }
 
-TEST_F(LogTableDataSourceTest, QuickHighlightStartsAsThePreferenceSays) {
-    Preferences::shared().setQuickHighlightSelection(false);
-    open(1);
-    EXPECT_FALSE(source_->quickHighlightEnabled());
-    Preferences::shared().setQuickHighlightSelection(true);
-    open(1);
-    EXPECT_TRUE(source_->quickHighlightEnabled());
-}
-
-TEST_F(LogTableDataSourceTest, EveryLinePassesTheRulesUnderItsOwnNumber) {
+TEST_F(LogTableDataSourceTest, LinesPassTheRulesAndSearchMatchesArePaintedWhereTheyStillLieInTheText) {
     source_->setRuleEnforcer(std::make_shared<FakeEnforcer>());
     textOf(5002);
-    EXPECT_TRUE(source_->rowLine(5002).marks.hideLine);
+    EXPECT_TRUE(source_->rowLine(5002).marks.hideLine) << "the rules know another number";
     EXPECT_FALSE(source_->rowLine(5003).marks.hideLine);
-}
-
-TEST_F(LogTableDataSourceTest, SearchMatchesArePaintedWhereTheyStillLieInTheText) {
-    source_->setRuleEnforcer(std::make_shared<FakeEnforcer>());
-    textOf(0);
+    EXPECT_EQ(textOf(99), u"100"_s);
     source_->setLastSearchResults({{99, {99, {{1, 1}, {2, 500}, {600, 3}}}}});
-    const AttributedString line = source_->rowLine(99).line;
-    ASSERT_EQ(line.string(), u"100"_s);
-    EXPECT_FALSE(line.attributesAt(0)->background);
-    EXPECT_TRUE(line.attributesAt(1)->background);
-    EXPECT_TRUE(line.attributesAt(2)->background);
-    EXPECT_FALSE(source_->rowLine(98).line.attributesAt(0)->background);
+    EXPECT_FALSE(hasBackground(99, 0));
+    EXPECT_TRUE(hasBackground(99, 1));
+    EXPECT_TRUE(hasBackground(99, 2));
+    EXPECT_FALSE(hasBackground(98, 0));
     source_->invalidateRows();
     EXPECT_EQ(source_->lastSearchResults().size(), 1U);
     source_->clearCache();
     EXPECT_TRUE(source_->lastSearchResults().empty());
 }
 
-TEST_F(LogTableDataSourceTest, LineMarksAreAskedForByAddressAndLineIndex) {
-    class Marks : public LineMarkLookup {
-    public:
+TEST_F(LogTableDataSourceTest, LineMarksAreLookedUpByAddressAndLineIndex) {
+    struct Marks : LineMarkLookup {
         bool hasLineMark(const QString& urlString, qint64 lineNum) const override {
             return urlString == u"file:///logs/a%20b.log"_s && lineNum == 12'000;
         }
@@ -412,57 +376,46 @@ TEST_F(LogTableDataSourceTest, LineMarksAreAskedForByAddressAndLineIndex) {
 TEST_F(LogTableDataSourceTest, ALoadThatOutlivesItsDataSourcePostsNothing) {
     for (const bool isDestroyed : {true, false}) {
         open(100);
-        reader_->readGate.shut();
-        source_->rowLine(0);
-        ASSERT_TRUE(waitFor([&] { return reader_->readGate.waiting() == 1; }));
+        holdLoadOf(0);
         isDestroyed ? source_.reset() : source_->close();
         reader_->readGate.open();
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        MainThread::shared().runPending();
+        ASSERT_TRUE(test::settle());
     }
     open(100);
     source_->rowLine(0);
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     source_->close();
     MainThread::shared().runPending();
-    EXPECT_TRUE(loaded_.empty());
+    EXPECT_EQ(loaded_, Starts{});
 }
 
 TEST_F(LogTableDataSourceTest, ASearchReadsLinesThatNoPageHasLoadedAndLoadsNone) {
-    QByteArray log;
-    for (int number = 1; number <= 12'000; ++number)
-        log += "line " + QByteArray::number(number) + '\n';
-    const test::TemporaryFile file(log);
+    const test::TemporaryFile file(test::numberedLines(1, 12'000));
     const auto reader = LogReader::create(file.url());
     reader->refresh();
-    const auto source = std::make_shared<LogTableDataSource>(std::make_shared<test::FakeDocument>(reader));
+    openRows(reader);
     const SearchItem item(u"LINE 1100"_s);
 
-    EXPECT_FALSE(source->searchRow(1098, item));
-    const auto match = source->searchRow(11'005, item);
+    EXPECT_FALSE(source_->searchRow(1098, item));
+    const auto match = source_->searchRow(11'005, item);
     ASSERT_TRUE(match);
     EXPECT_EQ(match->row, 11'005);
     EXPECT_EQ(match->results, (std::vector<TextRange>{{0, 9}}));
     const auto never = [] { return false; };
-    EXPECT_EQ(source->findNextMatch(1100, 12'000, item, never)->row, 10'999);
-    EXPECT_EQ(source->findNextMatch(12'000, 0, item, never)->row, 11'008);
-    EXPECT_FALSE(source->findNextMatch(-1, -1, SearchItem(u"line 1"_s), never));
-    EXPECT_FALSE(source->cachedRowLine(11'005));
-}
+    EXPECT_EQ(source_->findNextMatch(1100, 12'000, item, never)->row, 10'999);
+    EXPECT_EQ(source_->findNextMatch(12'000, 0, item, never)->row, 11'008);
+    EXPECT_FALSE(source_->findNextMatch(-1, -1, SearchItem(u"line 1"_s), never));
+    EXPECT_FALSE(source_->cachedRowLine(11'005));
 
-TEST_F(LogTableDataSourceTest, RowsOfAClearedViewAreNotSearched) {
-    const test::TemporaryFile file("error\nerror\nlast");
-    const auto reader = LogReader::create(file.url());
+    // Rows of a cleared view are not searched.
+    source_->clearView();
+    file.append("quiet\nline 1");
     reader->refresh();
-    const auto source = std::make_shared<LogTableDataSource>(std::make_shared<test::FakeDocument>(reader));
-    source->clearView();
-    file.append("\nerror");
-    reader->refresh();
-    const auto never = [] { return false; };
-    EXPECT_EQ(source->findNextMatch(0, 1, SearchItem(u"error"_s), never)->row, 3);
-    EXPECT_FALSE(source->searchRow(0, SearchItem(u"error"_s)));
-    EXPECT_EQ(source->searchRow(1, SearchItem(u"error"_s))->row, 3);
-    EXPECT_FALSE(source->searchRow(-1, SearchItem(u"error"_s)));
+    const SearchItem one(u"line 1"_s);
+    EXPECT_EQ(source_->findNextMatch(0, 1, one, never)->row, 12'001);
+    EXPECT_FALSE(source_->searchRow(0, one));
+    EXPECT_EQ(source_->searchRow(1, one)->row, 12'001);
+    EXPECT_FALSE(source_->searchRow(-1, one));
 }
 
 } // namespace

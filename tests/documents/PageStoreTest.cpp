@@ -5,8 +5,6 @@
 #include "documents/PageMemory.h"
 #include "support/PreferencesTest.h"
 
-#include <gtest/gtest.h>
-
 namespace korvane {
 namespace {
 

@@ -1,65 +1,77 @@
 #include "core/RuleEnforcerProtocol.h"
 #include "core/search/SearchItem.h"
-#include "documents/FakeDocument.h"
-#include "documents/FakeReader.h"
-#include "documents/LogTableDataSource.h"
+#include "documents/DocumentFixture.h"
+#include "documents/RowsTest.h"
 #include "rules/FilterRule.h"
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
-#include "support/PreferencesTest.h"
 #include "support/RecordingNotificationCenter.h"
-#include "support/Waiting.h"
-
-#include <gtest/gtest.h>
+#include "tail/FollowedDataSource.h"
 
 namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 using test::waitFor;
+using Lines = std::vector<qint64>;
 
-const QString key = QStringLiteral("file:///logs/a%20b.log");
-
-class RuleFollowingTest : public test::PreferencesTest {
-protected:
-    RuleFollowingTest() {
-        FiltersManager::setShared(std::move(FiltersManager::load(stores_.path()).value()));
-        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(stores_.path()).value()));
-        while (!rules().rules().empty())
-            rules().removeRule(0);
+/// The program's stores of rules while it lives, without a rule at first, and what its rules report.
+class Rules {
+public:
+    Rules() {
+        FiltersManager::setShared(std::move(FiltersManager::load(directory_.path()).value()));
+        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(directory_.path()).value()));
+        while (!all().rules().empty())
+            all().removeRule(0);
     }
-    ~RuleFollowingTest() override {
-        reader_->readGate.open();
-        source_->close();
+    ~Rules() {
         FiltersManager::setShared(nullptr);
         FilterRulesMemento::setShared(nullptr);
     }
 
-    static FiltersManager& rules() { return FiltersManager::shared(); }
-    static FilterRulesMemento& memento() { return FilterRulesMemento::shared(); }
+    static FiltersManager& all() { return FiltersManager::shared(); }
+    static FilterRulesMemento& active() { return FilterRulesMemento::shared(); }
+    static std::shared_ptr<FilterRule> add(const QString& text, QColor color, Frequency frequency) {
+        const auto rule = std::make_shared<FilterRule>(
+            false, std::make_shared<SearchItem>(text),
+            std::make_shared<HighlightRule>(false, false, false, color, Qt::white),
+            std::make_shared<NotificationRule>(true, false, frequency));
+        all().addRule(rule);
+        return rule;
+    }
+    /// One-based numbers of the reported lines.
+    Lines told() const {
+        Lines lines;
+        for (const UserNotification& notification : center.delivered)
+            lines.push_back(notification.userInfo->lineNum);
+        return lines;
+    }
+
+    test::RecordingNotificationCenter center;
+
+private:
+    const QTemporaryDir directory_;
+};
+
+const QString key = QStringLiteral("file:///logs/a%20b.log");
+
+class RuleFollowingTest : public test::RowsTest {
+protected:
+    ~RuleFollowingTest() override { source_->close(); }
 
     void open(qint64 lineCount = 12'001) {
-        reader_ = std::make_shared<test::FakeReader>(lineCount);
-        document_ = std::make_shared<test::FakeDocument>(reader_);
-        source_ = std::make_shared<LogTableDataSource>(document_);
+        RowsTest::open(lineCount);
         const auto count = [this](auto...) { ++notices_; };
         subscriptions_.push_back(source_->notices().pageLoaded.subscribe(count));
         subscriptions_.push_back(source_->notices().rowsStale.subscribe(count));
     }
     static std::shared_ptr<FilterRule> addRule(const QString& text, QColor color, bool isActive) {
-        const auto rule = makeRule(text, color);
-        rules().addRule(rule);
+        const auto rule = Rules::add(text, color, Frequency::Once);
         if (isActive)
-            memento().addActiveRule(rule->id(), key);
+            Rules::active().addActiveRule(rule->id(), key);
         return rule;
-    }
-    static std::shared_ptr<FilterRule> makeRule(const QString& text, QColor color) {
-        return std::make_shared<FilterRule>(
-            false, std::make_shared<SearchItem>(text),
-            std::make_shared<HighlightRule>(false, false, false, color, Qt::white),
-            std::make_shared<NotificationRule>(true, false, Frequency::Once));
     }
     std::optional<QColor> colorOf(qint64 row) {
         const RowLine line = source_->rowLine(row);
@@ -70,11 +82,7 @@ protected:
     }
     static QColor plain() { return Preferences::shared().logViewForeground(); }
 
-    QTemporaryDir stores_;
-    test::RecordingNotificationCenter center_;
-    std::shared_ptr<test::FakeReader> reader_;
-    std::shared_ptr<test::FakeDocument> document_;
-    std::shared_ptr<LogTableDataSource> source_;
+    Rules rules_;
     int notices_ = 0;
     Subscriptions subscriptions_;
 };
@@ -82,13 +90,15 @@ protected:
 TEST_F(RuleFollowingTest, TheFirstPageIsPaintedWithTheStoredRulesInTheirOrder) {
     const auto last = addRule(u"1"_s, Qt::red, false);
     addRule(u"1"_s, Qt::blue, true);
-    memento().addActiveRule(QUuid::createUuid(), key); // of a rule long gone
-    memento().addActiveRule(last->id(), key);
+    Rules::active().addActiveRule(QUuid::createUuid(), key); // of a deleted rule
+    Rules::active().addActiveRule(last->id(), key);
     addRule(u"2"_s, Qt::green, false);
     open();
     EXPECT_TRUE(waitForColor(0, Qt::red)) << "the rule switched on last paints last";
     EXPECT_EQ(colorOf(1), plain()) << "not switched on";
     EXPECT_EQ(reader_->readStarts().size(), 1U);
+    source_->reset();
+    EXPECT_TRUE(waitForColor(0, plain())) << "a reset drops the rules";
 }
 
 TEST_F(RuleFollowingTest, SwitchingARuleRepaintsTheRowsInSightWithoutFlicker) {
@@ -101,9 +111,9 @@ TEST_F(RuleFollowingTest, SwitchingARuleRepaintsTheRowsInSightWithoutFlicker) {
     reader_->readGate.shut();
     notices_ = 0;
 
-    memento().addActiveRule(rule->id(), u"file:///other"_s);
+    Rules::active().addActiveRule(rule->id(), u"file:///other"_s);
     EXPECT_EQ(notices_, 0);
-    memento().addActiveRule(rule->id(), key);
+    Rules::active().addActiveRule(rule->id(), key);
     EXPECT_EQ(notices_, 1) << "the view must ask again";
     EXPECT_EQ(colorOf(0), plain()) << "the old row stays until the new one is there";
     reader_->readGate.open();
@@ -111,8 +121,13 @@ TEST_F(RuleFollowingTest, SwitchingARuleRepaintsTheRowsInSightWithoutFlicker) {
     EXPECT_EQ(reader_->readStarts().size(), 3U) << "only what is looked at is read again";
     EXPECT_EQ(source_->lastSearchResults().size(), 1U);
 
-    memento().removeActiveRule(rule->id(), key);
+    Rules::active().removeActiveRule(rule->id(), key);
     EXPECT_TRUE(waitForColor(0, plain()));
+    notices_ = 0;
+    source_->close();
+    Rules::active().addActiveRule(rule->id(), key);
+    Rules::all().updateRule(rule, 0);
+    EXPECT_EQ(notices_, 0) << "a closed document follows nothing";
 }
 
 TEST_F(RuleFollowingTest, AnEditedReplacedOrRemovedRuleIsFollowedAndTheOthersStayQuiet) {
@@ -120,31 +135,28 @@ TEST_F(RuleFollowingTest, AnEditedReplacedOrRemovedRuleIsFollowedAndTheOthersSta
     const auto kept = addRule(u"2"_s, Qt::blue, true);
     open();
     ASSERT_TRUE(waitForColor(0, Qt::red));
-    ASSERT_TRUE(waitFor([&] { return center_.delivered.size() == 2; }));
+    ASSERT_TRUE(waitFor([&] { return rules_.told().size() == 2; }));
 
     edited->highlightRule()->setForeground(Qt::green);
-    rules().updateRule(edited, 0);
+    Rules::all().updateRule(edited, 0);
     EXPECT_TRUE(waitForColor(0, Qt::green));
     MainThread::shared().runPending();
-    EXPECT_EQ(center_.delivered.size(), 2U) << "of another colour alone nobody is notified";
+    EXPECT_EQ(rules_.told().size(), 2U) << "of another colour alone nobody is notified";
     edited->searchItem()->setIgnoreCase(false);
-    rules().updateRule(edited, 0);
-    ASSERT_TRUE(waitFor([&] {
-        colorOf(0);
-        return center_.delivered.size() == 3;
-    }));
-    EXPECT_EQ(center_.delivered.back().title, u"Rule '1' matched"_s);
+    Rules::all().updateRule(edited, 0);
+    ASSERT_TRUE(waitFor([&] { return colorOf(0) && rules_.told().size() == 3; }));
+    EXPECT_EQ(rules_.center.delivered.back().title, u"Rule '1' matched"_s);
 
     MainThread::shared().runPending();
     notices_ = 0;
     addRule(u"3"_s, Qt::cyan, false);
     EXPECT_EQ(notices_, 0) << "a rule that is not switched on concerns no one";
-    rules().removeRule(0);
+    Rules::all().removeRule(0);
     EXPECT_TRUE(waitForColor(0, plain()));
     EXPECT_EQ(colorOf(1), QColor(Qt::blue));
-    rules().removeRule(0);
+    Rules::all().removeRule(0);
     EXPECT_TRUE(waitForColor(1, plain()));
-    EXPECT_EQ(center_.delivered.size(), 3U) << "an untouched rule has told the same again";
+    EXPECT_EQ(rules_.told().size(), 3U) << "an untouched rule has told the same again";
 }
 
 TEST_F(RuleFollowingTest, TheDefaultActionHidesAndShowsAtOnce) {
@@ -162,23 +174,6 @@ TEST_F(RuleFollowingTest, TheDefaultActionHidesAndShowsAtOnce) {
     EXPECT_TRUE(waitFor([&] { return !isHidden(1); }));
 }
 
-TEST_F(RuleFollowingTest, AResetDropsTheRules) {
-    addRule(u"1"_s, Qt::red, true);
-    open(1);
-    ASSERT_TRUE(waitForColor(0, Qt::red));
-    source_->reset();
-    EXPECT_TRUE(waitForColor(0, plain()));
-}
-
-TEST_F(RuleFollowingTest, AClosedDocumentFollowsNothing) {
-    const auto rule = addRule(u"1"_s, Qt::red, false);
-    open();
-    source_->close();
-    memento().addActiveRule(rule->id(), key);
-    rules().updateRule(rule, 0);
-    EXPECT_EQ(notices_, 0);
-}
-
 TEST_F(RuleFollowingTest, LinesReadAgainAreNotToldAgain) {
     const auto rule = addRule(u"00"_s, Qt::red, true);
     rule->notificationRule()->setFrequency(Frequency::Always);
@@ -190,10 +185,81 @@ TEST_F(RuleFollowingTest, LinesReadAgainAreNotToldAgain) {
     source_->invalidateRows();
     source_->loadPage(1, false);
     MainThread::shared().runPending();
-    std::vector<qint64> told;
-    for (const UserNotification& notification : center_.delivered)
-        told.push_back(notification.userInfo->lineNum);
-    EXPECT_EQ(told, (std::vector<qint64>{100, 200, 300}));
+    EXPECT_EQ(rules_.told(), (Lines{100, 200, 300}));
+}
+
+/// A rule that reports every "error" of a followed file, with nobody looking at its rows.
+class AppendedNotificationsTest : public test::DocumentFixture {
+protected:
+    void openWithRule(const QByteArray& content) {
+        open(content);
+        const auto rule = Rules::add(u"error"_s, Qt::red, Frequency::Always);
+        Rules::active().addActiveRule(rule->id(), absoluteString(file_->url()));
+        document_->startTailingWhenLoaded();
+        document_->startLoading();
+    }
+    /// Until these have been told of, and then that nothing else is.
+    void expectTold(const Lines& lines) {
+        ASSERT_TRUE(waitFor([&] { return rules_.told().size() >= lines.size(); }));
+        const auto source = std::dynamic_pointer_cast<FollowedDataSource>(document_->dataSource());
+        // What the wait itself delivers last is run by the next.
+        ASSERT_TRUE(waitFor([&] { return source->letArrivedLinesPass(); }));
+        MainThread::shared().runPending();
+        ASSERT_EQ(rules_.told(), lines);
+    }
+
+    Rules rules_;
+};
+
+TEST_F(AppendedNotificationsTest, OnlyLinesThatArriveAreToldOfThoughNoPageOfThemIsRead) {
+    // The first page is read when a file is opened, whether or not anyone looks at it.
+    openWithRule(QByteArray("quiet\n").repeated(6000) + "error: of old\n");
+    ASSERT_TRUE(waitForTailing(true));
+    file_->append(QByteArray("quiet\n").repeated(11'000) + "an error\n" + "quiet\n" + "Error");
+    expectTold({17'002, 17'004});
+    file_->append(" and its end\nerror\n");
+    expectTold({17'002, 17'004, 17'005});
+}
+
+TEST_F(AppendedNotificationsTest, AReloadDuringTheFirstLoadTellsOfNothingThatWasThere) {
+    openWithRule(QByteArray("quiet\n").repeated(2'000'000) + "error: of old\n");
+    document_->reload();
+    ASSERT_TRUE(waitForTailing(true));
+    file_->append("error\n");
+    expectTold({2'000'002});
+}
+
+TEST_F(AppendedNotificationsTest, TheLastLinesBeforeARotationAndTheFirstOnesAfterItAreToldOf) {
+    openWithRule("quiet\n");
+    ASSERT_TRUE(waitForTailing(true));
+    Lines expected;
+    for (int round = 0; round < 30; ++round) {
+        const test::TemporaryFile next("error: begins\nquiet\n");
+        file_->append("quiet\nerror: " + QByteArray(round % 2 ? "ends" : "ends\n"));
+        file_->replace(next);
+        expected.insert(expected.end(), {round == 0 ? 3 : 4, 1});
+        expectTold(expected);
+    }
+    // So is what a page shows as well, and what is written again after the file was emptied.
+    ASSERT_TRUE(waitFor([&] { return document_->dataSource()->rowLine(1).isLoaded; }));
+    file_->truncate(0);
+    ASSERT_TRUE(waitFor([&] { return document_->dataSource()->numberOfRows() == 1; }));
+    file_->append("error\n");
+    expected.push_back(1);
+    expectTold(expected);
+}
+
+TEST_F(AppendedNotificationsTest, WhatComesWhileNotFollowingIsNotToldOfLater) {
+    openWithRule("quiet\n");
+    ASSERT_TRUE(waitForTailing(true));
+    document_->stopTailing();
+    ASSERT_TRUE(waitForTailing(false));
+    file_->append("error\n");
+    document_->startTailingWhenLoaded();
+    ASSERT_TRUE(waitFor([&] { return document_->dataSource()->rowCount() == 3; }));
+    document_->stopTailing(); // the poll that found the line ends
+    ASSERT_TRUE(waitForTailing(false));
+    expectTold({});
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "support/TemporaryFile.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace korvane {

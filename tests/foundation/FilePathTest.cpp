@@ -42,12 +42,7 @@ TEST(FilePath, DifferentNamesHaveDifferentAddresses) {
 }
 
 TEST(FilePath, RelativePathsAndDotsAreResolvedByName) {
-    struct Case {
-        QByteArray path;
-        QByteArray workingDirectory;
-        QByteArray expected;
-    };
-    const Case cases[] = {
+    const std::tuple<QByteArray, QByteArray, QByteArray> cases[] = {
         {"a.log", "/var/log", "/var/log/a.log"},
         {"./a.log", "/var/log/", "/var/log/a.log"},
         {"../a.log", "/var/log", "/var/a.log"},
@@ -59,8 +54,8 @@ TEST(FilePath, RelativePathsAndDotsAreResolvedByName) {
         {"a:1", "/d", "/d/a:1"},
         {"file:x", "/d\xFF", "/d\xFF/file:x"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(localPath(fileUrlFromPath(c.path, c.workingDirectory)), c.expected) << c.path.constData();
+    for (const auto& [path, workingDirectory, expected] : cases)
+        EXPECT_EQ(localPath(fileUrlFromPath(path, workingDirectory)), expected) << path.constData();
     char current[4096];
     ASSERT_NE(::getcwd(current, sizeof current), nullptr);
     EXPECT_EQ(localPath(fileUrlFromPath("here")), QByteArray(current) + "/here");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/FakeDocument.h"
 #include "support/NoRows.h"
 
 #include <atomic>
@@ -9,8 +10,6 @@ namespace korvane::test {
 /// No rows; a document with an address, and a default action.
 class FakeTailDataSource : public NoRows {
 public:
-    explicit FakeTailDataSource(const QUrl& url) : document_(std::make_shared<AddressedDocument>(url)) {}
-
     void closeDocument() { document_.reset(); }
 
     DefaultFilterLineAction defaultLineAction() const override { return action_; }
@@ -19,7 +18,7 @@ public:
 
 private:
     std::atomic<DefaultFilterLineAction> action_{DefaultFilterLineAction::show};
-    std::shared_ptr<DocumentProtocol> document_;
+    std::shared_ptr<DocumentProtocol> document_ = std::make_shared<FakeDocument>(nullptr);
 };
 
 } // namespace korvane::test

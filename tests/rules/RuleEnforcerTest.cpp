@@ -9,8 +9,6 @@
 #include "support/RecordingNotificationCenter.h"
 #include "support/Waiting.h"
 
-#include <gtest/gtest.h>
-
 #include <thread>
 
 namespace korvane {
@@ -22,10 +20,12 @@ constexpr bool hides = true;
 
 class RuleEnforcerTest : public test::PreferencesTest {
 protected:
-    static std::shared_ptr<FilterRule> rule(const QString& text, bool hide = false,
-                                            std::shared_ptr<HighlightRule> highlight = nullptr) {
-        if (!highlight)
-            highlight = std::make_shared<HighlightRule>(false, false, false, Qt::blue, Qt::white);
+    static std::shared_ptr<HighlightRule> look(bool bold, bool italic, bool underline, QColor color) {
+        return std::make_shared<HighlightRule>(bold, italic, underline, color, Qt::white);
+    }
+    static std::shared_ptr<FilterRule>
+    rule(const QString& text, bool hide = false,
+         std::shared_ptr<HighlightRule> highlight = look(false, false, false, Qt::blue)) {
         return std::make_shared<FilterRule>(hide, std::make_shared<SearchItem>(text), std::move(highlight),
                                             NotificationRule::defaultRule());
     }
@@ -34,9 +34,6 @@ protected:
         const auto made = rule(text);
         made->setNotificationRule(std::make_shared<NotificationRule>(enabled, bounces, frequency));
         return made;
-    }
-    static std::shared_ptr<HighlightRule> highlight(bool bold, bool italic, bool underline, QColor color) {
-        return std::make_shared<HighlightRule>(bold, italic, underline, color, Qt::white);
     }
     bool isHidden(const QString& text) { return enforcer_.applyRules(0, text).marks.hideLine; }
     static RuleMarks marksBy(RulePassProtocol& pass, qint64 lineNum, const QString& text) {
@@ -56,7 +53,7 @@ protected:
     using Lines = std::vector<qint64>;
 
     test::RecordingNotificationCenter center_;
-    test::FakeTailDataSource source_{fileUrlFromPath("/logs/a b.log")};
+    test::FakeTailDataSource source_;
     RuleEnforcer enforcer_{source_};
 };
 
@@ -87,6 +84,10 @@ TEST_F(RuleEnforcerTest, MarkTable) {
         const RuleMarks marks = enforcer_.applyRules(0, c.line).marks;
         EXPECT_EQ(marks, (RuleMarks{c.hidden, c.shownOnly})) << c.line.toStdString();
     }
+    // A line that was marked before is not hidden by default.
+    source_.setDefaultLineAction(hide);
+    RowLine marked{1, AttributedString(u"other"_s), true, 0, {.showOnlyLine = true}};
+    EXPECT_EQ(enforcer_.applyRules(0, marked).marks, (RuleMarks{.showOnlyLine = true}));
 }
 
 TEST_F(RuleEnforcerTest, OnlyRulesThatHaveSomethingToTellMakeANotificationPass) {
@@ -148,19 +149,12 @@ TEST_F(RuleEnforcerTest, TheNumbersOfAContentThatIsGoneDoNotSilenceTheNextOne) {
     EXPECT_EQ(told(), (Lines{1, 1, 1, 2, 3})) << "once is once";
 }
 
-TEST_F(RuleEnforcerTest, ALineMarkedBeforeIsNotHiddenByDefault) {
-    enforcer_.addRule(rule(u"x"_s));
-    source_.setDefaultLineAction(DefaultFilterLineAction::hide);
-    RowLine line{1, AttributedString(u"other"_s), true, 0, {.showOnlyLine = true}};
-    EXPECT_EQ(enforcer_.applyRules(0, line).marks, (RuleMarks{.showOnlyLine = true}));
-}
-
 // An oracle that knows nothing of runs: every position by itself.
 TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosition) {
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
     std::vector<std::shared_ptr<FilterRule>> rules;
     const auto add = [&](const QString& text, bool bold, bool italic, bool underline, QColor color) {
-        rules.push_back(rule(text, false, highlight(bold, italic, underline, color)));
+        rules.push_back(rule(text, false, look(bold, italic, underline, color)));
         enforcer_.addRule(rules.back());
     };
     add(u"error"_s, true, false, false, Qt::red);
@@ -197,7 +191,7 @@ TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosi
 }
 
 TEST_F(RuleEnforcerTest, LinesOfAPassThatLookAlikeShareTheirAttributes) {
-    enforcer_.addRule(rule(u"x"_s, false, highlight(true, false, false, Qt::red)));
+    enforcer_.addRule(rule(u"x"_s, false, look(true, false, false, Qt::red)));
     const auto plain = std::make_shared<Attributes>();
     AttributedString lines[] = {AttributedString(u"ax"_s, plain), AttributedString(u"bx"_s, plain)};
     const auto pass = enforcer_.makePass({});
@@ -228,24 +222,18 @@ TEST_F(RuleEnforcerTest, OnceTellsOfOneLineUntilTheRuleIsUpdatedOrCleared) {
     EXPECT_EQ(told().size(), 3U);
     EXPECT_FALSE(enforcer_.removeRule(once));
     EXPECT_FALSE(enforcer_.updateRule(once));
-}
 
-TEST_F(RuleEnforcerTest, ARuleAddedTwiceRunsTwiceAndTellsOnce) {
+    // A rule that was added twice runs twice and tells once; one that only bounces shows nothing.
     const auto twice = notifyingRule(u"error"_s, Frequency::Always);
-    enforcer_.addRule(twice);
-    enforcer_.addRule(twice);
-    enforcer_.applyRules(1, u"error"_s);
-    EXPECT_EQ(told(), (Lines{2}));
+    for (const auto& added : {twice, twice, notifyingRule(u"error"_s, Frequency::Once, false, true)})
+        enforcer_.addRule(added);
+    enforcer_.applyRules(11, u"error"_s);
+    enforcer_.applyRules(12, u"error"_s);
+    EXPECT_EQ(told(), (Lines{4, 10, 10, 12, 13}));
+    EXPECT_EQ(center_.attention, QStringList{u"file:///logs/a%20b.log"_s});
+    EXPECT_TRUE(enforcer_.removeRule(twice));
     EXPECT_TRUE(enforcer_.removeRule(twice));
     EXPECT_TRUE(enforcer_.hasActiveRules());
-}
-
-TEST_F(RuleEnforcerTest, ABounceAloneIsRecordedAndShowsNothing) {
-    enforcer_.addRule(notifyingRule(u"error"_s, Frequency::Once, false, true));
-    enforcer_.applyRules(1, u"error"_s);
-    enforcer_.applyRules(2, u"error"_s);
-    EXPECT_EQ(told(), Lines{});
-    EXPECT_EQ(center_.attention, QStringList{u"file:///logs/a%20b.log"_s});
 }
 
 TEST_F(RuleEnforcerTest, ANotificationSaysWhichRuleLineAndFile) {

@@ -19,8 +19,6 @@ using Type = FiltersManagerNotification::Type;
 
 const QString rulesFile = FiltersManager::RULES_FILE;
 const QString statesFile = FilterRulesMemento::DATA_FILE;
-/// Content of a file that a save would replace.
-const QByteArray marker = "not written again";
 
 std::shared_ptr<FilterRule> newRule(const QString& text) {
     return std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(text),
@@ -127,7 +125,7 @@ TEST_F(RuleStoresTest, EveryChangeIsSavedBeforeItIsPosted) {
                                     Type::filterUpdated, Type::filterUpdated}));
 }
 
-TEST_F(RuleStoresTest, IndexesOutsideTheListChangeNothing) {
+TEST_F(RuleStoresTest, IndexesAndIdentitiesOutsideTheListFindAndChangeNothing) {
     const auto manager = loadManager();
     for (const qsizetype index : {qsizetype(-1), qsizetype(4), std::numeric_limits<qsizetype>::max()}) {
         manager->removeRule(index);
@@ -137,17 +135,13 @@ TEST_F(RuleStoresTest, IndexesOutsideTheListChangeNothing) {
     EXPECT_EQ(manager->rules().size(), 4u);
     EXPECT_EQ(names(), QStringList());
     EXPECT_TRUE(posted_.empty());
-    EXPECT_EQ(manager->rule(3)->searchItem()->searchStr(), u"ERROR"_s);
-}
-
-TEST_F(RuleStoresTest, FirstRuleOfAnIdentityIsFound) {
-    const auto manager = loadManager();
-    const auto original = newRule(u"a"_s);
-    manager->addRule(original);
-    manager->addRule(std::make_shared<FilterRule>(original->id(), true, original->searchItem(),
-                                                  original->highlightRule(), original->notificationRule()));
-    EXPECT_EQ(manager->ruleWithId(original->id()), original);
     EXPECT_EQ(manager->ruleWithId(QUuid::createUuid()), nullptr);
+
+    const auto last = manager->rule(3);
+    EXPECT_EQ(last->searchItem()->searchStr(), u"ERROR"_s);
+    manager->addRule(std::make_shared<FilterRule>(last->id(), true, last->searchItem(), last->highlightRule(),
+                                                  last->notificationRule()));
+    EXPECT_EQ(manager->ruleWithId(last->id()), last) << "the first of an identity";
 }
 
 TEST_F(RuleStoresTest, ImportedRulesAreAddedUnderIdentitiesOfTheirOwn) {
@@ -183,41 +177,35 @@ TEST_F(RuleStoresTest, ImportedRulesAreAddedUnderIdentitiesOfTheirOwn) {
     EXPECT_EQ(manager->readImport(path(u"mixed"_s)).value().leftOut, 2);
 }
 
-TEST_F(RuleStoresTest, ActiveRulesOfOneDocumentAreNotThoseOfAnother) {
+TEST_F(RuleStoresTest, ActiveRulesOfOneDocumentAreNotThoseOfAnotherAndNoChangeWritesNothing) {
     const QUuid first = QUuid::createUuid();
     const QUuid second = QUuid::createUuid();
     const auto memento = loadMemento();
     EXPECT_TRUE(memento->activeRuleIds(u"a"_s).empty());
-    memento->addActiveRule(second, u"file:///a"_s);
-    memento->addActiveRule(first, u"file:///a"_s);
-    memento->addActiveRule(first, u"file:///b"_s);
-    memento->removeActiveRule(first, u"file:///b"_s);
-    EXPECT_EQ(postedKeys_, QStringList({u"file:///a"_s, u"file:///a"_s, u"file:///b"_s, u"file:///b"_s}));
-    EXPECT_EQ(loadMemento()->activeRuleIds(u"file:///a"_s), std::vector({second, first}));
-    EXPECT_TRUE(loadMemento()->activeRuleIds(u"file:///b"_s).empty());
-}
-
-TEST_F(RuleStoresTest, WhatChangesNoActiveRuleWritesNothing) {
-    const QUuid id = QUuid::createUuid();
-    const auto memento = loadMemento();
-    memento->removeActiveRule(id, u"k"_s);
+    memento->removeActiveRule(first, u"a"_s);
     EXPECT_EQ(names(), QStringList());
-    memento->addActiveRule(id, u"k"_s);
+    memento->addActiveRule(second, u"a"_s);
+    memento->addActiveRule(first, u"a"_s);
+    memento->addActiveRule(first, u"b"_s);
+    memento->removeActiveRule(first, u"b"_s);
+    EXPECT_EQ(postedKeys_, QStringList({u"a"_s, u"a"_s, u"b"_s, u"b"_s}));
+    EXPECT_EQ(loadMemento()->activeRuleIds(u"a"_s), std::vector({second, first}));
+    EXPECT_TRUE(loadMemento()->activeRuleIds(u"b"_s).empty());
+
     postedKeys_.clear();
-    write(statesFile, marker);
-    memento->addActiveRule(id, u"k"_s);
-    memento->removeActiveRule(QUuid::createUuid(), u"k"_s);
-    memento->removeActiveRule(id, u"other"_s);
-    EXPECT_EQ(content(statesFile), marker);
-    EXPECT_TRUE(postedKeys_.empty());
-    EXPECT_EQ(memento->activeRuleIds(u"k"_s), std::vector({id}));
+    write(statesFile, "not written again");
+    memento->addActiveRule(first, u"a"_s);
+    memento->removeActiveRule(QUuid::createUuid(), u"a"_s);
+    memento->removeActiveRule(first, u"other"_s);
+    EXPECT_EQ(content(statesFile), "not written again");
+    EXPECT_EQ(postedKeys_, QStringList());
+    EXPECT_EQ(memento->activeRuleIds(u"a"_s), std::vector({second, first}));
 }
 
 TEST_F(RuleStoresTest, TheFormatOfTheStatesStays) {
     const auto memento = loadMemento();
     const QUuid first = QUuid::fromRfc4122(QByteArray(16, 1));
-    const QUuid second = QUuid::fromRfc4122(QByteArray(16, 2));
-    memento->addActiveRule(second, u"file:///ä.log"_s);
+    memento->addActiveRule(QUuid::fromRfc4122(QByteArray(16, 2)), u"file:///ä.log"_s);
     memento->addActiveRule(first, u"file:///ä.log"_s);
     memento->addActiveRule(first, u"ssh://u@h:22//a"_s);
     memento->removeActiveRule(first, u"ssh://u@h:22//a"_s);

@@ -2,11 +2,11 @@
 
 #include "core/search/SearchItem.h"
 #include "rules/FakeTailDataSource.h"
+#include "support/Guarded.h"
 #include "support/Waiting.h"
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <thread>
 
 namespace korvane {
@@ -16,21 +16,14 @@ using namespace Qt::StringLiterals;
 using test::waitFor;
 using Rows = std::vector<qint64>;
 
-/// Rows with texts, searched one by one; a search can be held up until it is cancelled or let go.
+/// Rows with texts, searched one by one; a search can be held up until it is cancelled or released.
 class SearchedRows : public test::FakeTailDataSource {
 public:
-    SearchedRows() : FakeTailDataSource(fileUrlFromPath("/logs/a.log")) {}
-
-    QStringList rows;
+    QStringList rows{u"alpha"_s, u"Beta error"_s, u"ERROR error"_s, u"gamma"_s, u"a.c error"_s, u"abc"_s};
     qint64 start = 0;
     std::atomic<bool> holdsSearches{false};
     std::map<qint64, SearchMatch> results;
-
-    /// The rows looked at since the last call.
-    Rows takeSearched() {
-        const std::lock_guard guard(mutex_);
-        return std::exchange(searched_, {});
-    }
+    test::Guarded<Rows> searched;
 
     qint64 rowStart() const override { return start; }
     qint64 numberOfRows() const override { return rows.size(); }
@@ -38,13 +31,8 @@ public:
     void setLastSearchResults(std::map<qint64, SearchMatch> found) override { results = std::move(found); }
     void addSearchResult(const SearchMatch& found) override { results.insert_or_assign(found.row, found); }
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override {
-        {
-            const std::lock_guard guard(mutex_);
-            searched_.push_back(row);
-        }
-        if (row < 0 || row >= rows.size())
-            return std::nullopt;
-        auto ranges = item.matchRanges(rows.at(row));
+        searched.add(row);
+        auto ranges = item.matchRanges(rows.value(row));
         return ranges.empty() ? std::nullopt : std::optional(SearchMatch{start + row, std::move(ranges)});
     }
     SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
@@ -56,42 +44,50 @@ public:
         return TailDataSourceProtocol::findNextMatch(firstRow, lastRow, item,
                                                      held ? [] { return false; } : isCancelled);
     }
-
-private:
-    std::mutex mutex_;
-    Rows searched_;
 };
 
 class SearchControllerTest : public ::testing::Test, protected SearchTable, protected SearchProgressItem {
 protected:
-    SearchControllerTest() {
-        source_->rows = {u"alpha"_s, u"Beta error"_s, u"ERROR error"_s, u"gamma"_s, u"a.c error"_s, u"abc"_s};
-        controller_ = SearchController::create({*this, *this, directionToggled_}, source_);
-        controller_->setNoFurtherMatch([this] { ++noFurtherMatches_; });
-    }
+    SearchControllerTest() { makeController(); }
     ~SearchControllerTest() override {
         source_->holdsSearches = false;
         controller_.reset();
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        MainThread::shared().runPending();
+        EXPECT_TRUE(test::settle());
     }
 
+    void makeController() {
+        source_ = std::make_shared<SearchedRows>();
+        controller_ = SearchController::create({*this, *this, directionToggled_}, source_);
+        controller_->setNoFurtherMatch([this] { ++noFurtherMatches_; });
+        selected_.clear();
+        reloads_ = noFurtherMatches_ = 0;
+    }
     void reload() override { ++reloads_; }
     void selectRow(qint64 row) override { selected_.push_back(row); }
     void scrollRowToVisible(qint64 row) override { scrolledTo_ = row; }
     void show() override { ++shownProgress_; }
     void hide() override { --shownProgress_; }
 
-    void search(const QString& text) {
-        controller_->performSearch(text);
+    using Way = SearchController::Way;
+    void search(const QString& text, Way way = Way::Current) {
+        controller_->performSearch(text, way);
         ASSERT_TRUE(waitFor([this] { return !controller_->searchInProgress(); }));
         ASSERT_EQ(shownProgress_, 0);
+    }
+    /// Held up until `endHeld`.
+    void startHeld(const QString& text) {
+        source_->holdsSearches = true;
+        controller_->performSearch(text);
+    }
+    void endHeld() {
+        source_->holdsSearches = false;
+        ASSERT_TRUE(test::settle());
     }
     void setForward(bool forward) { directionToggled_.post(forward); }
     Rows takeSelected() { return std::exchange(selected_, {}); }
 
     Notice<bool> directionToggled_{"SearchDirectionToggledNotification"};
-    std::shared_ptr<SearchedRows> source_ = std::make_shared<SearchedRows>();
+    std::shared_ptr<SearchedRows> source_;
     std::shared_ptr<SearchController> controller_;
     int reloads_ = 0;
     int shownProgress_ = 0;
@@ -100,25 +96,45 @@ protected:
     Rows selected_;
 };
 
-TEST_F(SearchControllerTest, TheSameTextWalksFromMatchToMatchAndDoesNotWrap) {
-    for (const QString& text : {u"error"_s, u"ERROR"_s.toLower(), u" error\t"_s, u"error"_s})
-        search(text);
-    EXPECT_EQ(takeSelected(), (Rows{1, 2, 4}));
-    EXPECT_EQ(scrolledTo_, 4);
-    EXPECT_EQ(noFurtherMatches_, 1);
-    EXPECT_EQ(controller_->currentSearchRow(), 4);
-    EXPECT_EQ(source_->results.size(), 3U);
-    EXPECT_EQ(source_->results.at(2).results.size(), 2U);
-    EXPECT_EQ(reloads_, 3);
-}
-
-TEST_F(SearchControllerTest, BackwardsStartsAtTheLastRow) {
-    setForward(false);
-    for (int i = 0; i < 4; ++i)
-        search(u"error"_s);
-    EXPECT_EQ(takeSelected(), (Rows{4, 2, 1}));
-    EXPECT_EQ(source_->takeSearched(), (Rows{5, 4, 3, 2, 1, 0}));
-    EXPECT_EQ(noFurtherMatches_, 1);
+TEST_F(SearchControllerTest, EverySearchGoesOnFromTheLastMatchOrBeginsAgain) {
+    const QString backwards = u"<"_s; // sets the direction
+    const QString error = u"error"_s;
+    const struct {
+        const char* what;
+        QStringList searches;
+        Rows selected;
+        int noFurtherMatches;
+        Rows results;
+        qint64 currentRow;
+        QString item;
+        int reloads;
+    } cases[] = {
+        {"no wrapping", {error, error, u" error\t"_s, error}, {1, 2, 4}, 1, {1, 2, 4}, 4, error, 3},
+        {"backwards", {backwards, error, error, error, error}, {4, 2, 1}, 1, {1, 2, 4}, 1, error, 3},
+        {"the end row again", {u"abc"_s, u"abc"_s}, {5, 5}, 1, {5}, 5, u"abc"_s, 2},
+        {"another text", {error, error, u"a"_s}, {1, 2, 0}, 0, {0}, 0, u"a"_s, 4},
+        {"literal, in any case", {u"A.C"_s, u"ALPHA"_s}, {4, 0}, 0, {0}, 0, u"ALPHA"_s, 3},
+        {"spaces alone", {error, u" \t "_s}, {1}, 1, {}, -1, {}, 2},
+        {"no text", {error, {}}, {1}, 0, {}, -1, {}, 2},
+        {"another direction", {error, backwards}, {1}, 0, {}, 6, error, 2},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        makeController();
+        for (const QString& text : c.searches)
+            text == backwards ? setForward(false) : search(text);
+        EXPECT_EQ(controller_->searchingForward(), !c.searches.contains(backwards));
+        EXPECT_EQ(selected_, c.selected);
+        EXPECT_EQ(scrolledTo_, c.selected.back());
+        EXPECT_EQ(noFurtherMatches_, c.noFurtherMatches);
+        EXPECT_EQ(controller_->currentSearchRow(), c.currentRow);
+        EXPECT_EQ(controller_->currentSearchItem(), c.item);
+        Rows results;
+        for (const auto& [row, match] : source_->results)
+            results.insert(results.end(), match.row);
+        EXPECT_EQ(results, c.results);
+        EXPECT_EQ(reloads_, c.reloads);
+    }
 }
 
 TEST_F(SearchControllerTest, TheRowsSearchedDependOnTheLastMatch) {
@@ -144,39 +160,25 @@ TEST_F(SearchControllerTest, TheRowsSearchedDependOnTheLastMatch) {
         setForward(test.forward);
         search(QString());
         search(QString::fromUtf16(test.text));
-        EXPECT_EQ(source_->takeSearched(), test.first);
+        EXPECT_EQ(source_->searched.take(), test.first);
         search(QString::fromUtf16(test.text));
-        EXPECT_EQ(source_->takeSearched(), test.second);
+        EXPECT_EQ(source_->searched.take(), test.second);
     }
 }
 
 TEST_F(SearchControllerTest, AStepTheOtherWayLeavesTheDirection) {
-    using Way = SearchController::Way;
-    const auto step = [this](Way way) {
-        controller_->performSearch(u"error"_s, way);
-        ASSERT_TRUE(waitFor([this] { return !controller_->searchInProgress(); }));
-    };
-    step(Way::Opposite); // with a new text: from the end where a search this way begins
-    step(Way::Opposite);
-    step(Way::Current);
-    step(Way::Current);
+    search(u"error"_s, Way::Opposite); // with a new text: from the end where a search this way begins
+    search(u"error"_s, Way::Opposite);
+    search(u"error"_s);
+    search(u"error"_s);
     EXPECT_EQ(takeSelected(), (Rows{4, 2, 4}));
     EXPECT_EQ(noFurtherMatches_, 1);
     EXPECT_TRUE(controller_->searchingForward());
 }
 
-TEST_F(SearchControllerTest, AMatchInTheEndRowIsFoundAgainAndSaidToBeTheLast) {
-    search(u"abc"_s);
-    EXPECT_EQ(noFurtherMatches_, 0);
-    search(u"abc"_s);
-    EXPECT_EQ(takeSelected(), (Rows{5, 5}));
-    EXPECT_EQ(noFurtherMatches_, 1);
-}
-
 TEST_F(SearchControllerTest, AStoppedSearchKeepsItsPlaceAndMatches) {
     search(u"error"_s);
-    source_->holdsSearches = true;
-    controller_->performSearch(u"error"_s);
+    startHeld(u"error"_s);
     controller_->stopSearch();
     source_->holdsSearches = false;
     EXPECT_FALSE(controller_->searchInProgress());
@@ -186,53 +188,11 @@ TEST_F(SearchControllerTest, AStoppedSearchKeepsItsPlaceAndMatches) {
     EXPECT_EQ(takeSelected(), (Rows{1, 2}));
 }
 
-TEST_F(SearchControllerTest, AnotherTextStartsAnew) {
-    search(u"error"_s);
-    search(u"error"_s);
-    search(u"a"_s);
-    EXPECT_EQ(takeSelected(), (Rows{1, 2, 0}));
-    EXPECT_EQ(source_->results.size(), 1U);
-}
-
-TEST_F(SearchControllerTest, TheTextIsLiteralAndItsCaseDoesNotCount) {
-    search(u"A.C"_s);
-    search(u"ALPHA"_s);
-    EXPECT_EQ(takeSelected(), (Rows{4, 0}));
-}
-
-TEST_F(SearchControllerTest, SpacesAloneMatchNothing) {
-    search(u"error"_s);
-    search(u" \t "_s);
-    EXPECT_EQ(takeSelected(), Rows{1});
-    EXPECT_EQ(controller_->currentSearchItem(), QString());
-    EXPECT_EQ(noFurtherMatches_, 1);
-}
-
-TEST_F(SearchControllerTest, AnEmptyTextClearsItemPositionAndResults) {
-    search(u"error"_s);
-    search(QString());
-    EXPECT_EQ(controller_->currentSearchItem(), QString());
-    EXPECT_EQ(controller_->currentSearchRow(), -1);
-    EXPECT_TRUE(source_->results.empty());
-    EXPECT_EQ(reloads_, 2);
-    EXPECT_EQ(noFurtherMatches_, 0);
-}
-
-TEST_F(SearchControllerTest, AnotherDirectionForgetsTheMatches) {
-    search(u"error"_s);
-    setForward(false);
-    EXPECT_FALSE(controller_->searchingForward());
-    EXPECT_EQ(controller_->currentSearchRow(), 6);
-    EXPECT_TRUE(source_->results.empty());
-}
-
 TEST_F(SearchControllerTest, TheSameTextIsIgnoredWhileItIsSearched) {
-    source_->holdsSearches = true;
-    controller_->performSearch(u"error"_s);
+    startHeld(u"error"_s);
     controller_->performSearch(u"error "_s);
     EXPECT_EQ(shownProgress_, 1);
-    source_->holdsSearches = false;
-    ASSERT_TRUE(waitFor([this] { return !controller_->searchInProgress(); }));
+    endHeld();
     EXPECT_EQ(takeSelected(), Rows{1});
 }
 
@@ -249,45 +209,33 @@ TEST_F(SearchControllerTest, TheEndOfACancelledSearchChangesNothing) {
     for (const auto& [name, cancel, selected] : cases) {
         SCOPED_TRACE(name);
         search(QString());
-        source_->holdsSearches = true;
-        controller_->performSearch(u"error"_s);
+        startHeld(u"error"_s);
         cancel();
-        source_->holdsSearches = false;
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        MainThread::shared().runPending();
+        endHeld();
         EXPECT_FALSE(controller_->searchInProgress());
         EXPECT_EQ(takeSelected(), selected);
         EXPECT_EQ(source_->results.size(), selected.size());
         EXPECT_EQ(shownProgress_, 0);
         EXPECT_EQ(noFurtherMatches_, 0);
     }
-}
-
-TEST_F(SearchControllerTest, ASearchThatOutlivesItsWindowReportsNothing) {
-    source_->holdsSearches = true;
-    controller_->performSearch(u"error"_s);
+    // A search that outlives its window reports nothing.
+    startHeld(u"error"_s);
     controller_.reset();
-    source_->holdsSearches = false;
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-    MainThread::shared().runPending();
+    endHeld();
     EXPECT_EQ(takeSelected(), Rows());
 }
 
-TEST_F(SearchControllerTest, MatchesAreKeptByLineAndShownByRow) {
+TEST_F(SearchControllerTest, MatchesAreKeptByLineAndShownByRowWhileTheyAreInTheTable) {
     source_->start = 100;
     search(u"error"_s);
     search(u"error"_s);
     EXPECT_EQ(takeSelected(), (Rows{1, 2}));
     EXPECT_TRUE(source_->results.contains(101) && source_->results.contains(102));
-}
 
-TEST_F(SearchControllerTest, AMatchThatHasLeftTheTableIsNotShown) {
-    source_->holdsSearches = true;
-    controller_->performSearch(u"alpha"_s);
-    ASSERT_TRUE(waitFor([this] { return shownProgress_ == 1; }));
+    startHeld(u"alpha"_s);
     source_->holdsSearches = false;
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-    source_->start = 5;
+    source_->start = 105;
     MainThread::shared().runPending();
     EXPECT_EQ(takeSelected(), Rows());
     EXPECT_TRUE(source_->results.empty());

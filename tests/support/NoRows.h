@@ -1,23 +1,8 @@
 #pragma once
 
-#include "core/DocumentProtocol.h"
 #include "core/TailDataSourceProtocol.h"
-#include "foundation/FilePath.h"
-
-#include <QUrl>
 
 namespace korvane::test {
-
-/// A document that has an address and nothing else.
-struct AddressedDocument : DocumentProtocol {
-    explicit AddressedDocument(QUrl address) : url(std::move(address)) {}
-    QUrl fileUrl() const override { return url; }
-    QString displayName() const override { return korvane::displayName(url); }
-    std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
-    std::shared_ptr<TailDataSourceProtocol> dataSource() const override { return nullptr; }
-    std::shared_ptr<FileObserverProtocol> logFileObserver() const override { return nullptr; }
-    const QUrl url;
-};
 
 /// A data source without rows. Base of fakes.
 class NoRows : public TailDataSourceProtocol {

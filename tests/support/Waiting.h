@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/work/MainThread.h"
+#include "foundation/work/OperationQueue.h"
 
 #include <chrono>
 #include <functional>
@@ -20,6 +21,13 @@ inline bool waitFor(const std::function<bool()>& condition,
             return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+}
+
+/// Waits until all workers have ended, and runs what they have posted.
+inline bool settle(std::chrono::milliseconds limit = std::chrono::seconds(60)) {
+    const bool ended = OperationQueue::waitForAllWorkers(limit);
+    MainThread::shared().runPending();
+    return ended;
 }
 
 } // namespace korvane::test

@@ -1,57 +1,42 @@
 #include "tail/FileMonitorOperation.h"
 
-#include "foundation/work/OperationQueue.h"
+#include "support/Guarded.h"
 #include "support/PreferencesTest.h"
 #include "support/Waiting.h"
 
 #include <atomic>
-#include <gtest/gtest.h>
 #include <limits>
-#include <mutex>
-#include <utility>
-#include <vector>
 
 namespace korvane {
 namespace {
 
 using namespace std::chrono_literals;
 using test::waitFor;
+using Sizes = std::vector<std::optional<std::uint64_t>>;
 using Report = std::pair<std::uint64_t, std::uint64_t>;
 
 /// Measures what the test has prepared, one size a poll; the last one stays.
-class ScriptedMonitor : public FileMonitorOperation {
-public:
-    explicit ScriptedMonitor(std::vector<std::optional<std::uint64_t>> sizes) : sizes_(std::move(sizes)) {}
+struct ScriptedMonitor : FileMonitorOperation {
+    explicit ScriptedMonitor(Sizes all) : sizes(std::move(all)) {}
     std::optional<std::uint64_t> getFileSize() override {
         const std::size_t poll = polls++;
-        return sizes_[std::min(poll, sizes_.size() - 1)];
+        return sizes[std::min(poll, sizes.size() - 1)];
     }
+    const Sizes sizes;
     std::atomic<std::size_t> polls{0};
-
-private:
-    const std::vector<std::optional<std::uint64_t>> sizes_;
 };
 
-class RecordingDelegate : public FileMonitorOperationDelegate {
-public:
+struct RecordingDelegate : FileMonitorOperationDelegate {
     void fileSizeChanged(std::uint64_t oldSize, std::uint64_t newSize) override {
-        const std::lock_guard guard(mutex_);
-        reports_.emplace_back(oldSize, newSize);
+        reports.add(Report(oldSize, newSize));
     }
-    std::vector<Report> reports() const {
-        const std::lock_guard guard(mutex_);
-        return reports_;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<Report> reports_;
+    test::Guarded<std::vector<Report>> reports;
 };
 
 class FileMonitorOperationTest : public test::PreferencesTest {
 protected:
     void SetUp() override { Preferences::shared().setPollingInterval(0.001); }
-    void start(std::vector<std::optional<std::uint64_t>> sizes) {
+    void start(Sizes sizes) {
         monitor_ = std::make_shared<ScriptedMonitor>(std::move(sizes));
         monitor_->setDelegate(delegate_);
         queue_.addOperation(monitor_);
@@ -66,22 +51,18 @@ protected:
 };
 
 TEST_F(FileMonitorOperationTest, EveryOtherSizeIsReportedOnceAndAnEqualOneNever) {
-    const struct {
-        std::vector<std::optional<std::uint64_t>> sizes;
-        std::vector<Report> reports;
-    } cases[] = {
+    const std::pair<Sizes, std::vector<Report>> cases[] = {
         {{0}, {}},
         {{0, 0, 7}, {{0, 7}}},
         {{5}, {{0, 5}}},
         {{5, 9, 9, 3, 0, 3}, {{0, 5}, {5, 9}, {9, 3}, {3, 0}, {0, 3}}},
     };
     for (const auto& [sizes, reports] : cases) {
-        delegate_ = std::make_shared<RecordingDelegate>();
         start(sizes);
         ASSERT_TRUE(waitForPolls(sizes.size() + 2));
         queue_.cancelAllOperations();
         queue_.waitUntilAllFinished();
-        EXPECT_EQ(delegate_->reports(), reports);
+        EXPECT_EQ(delegate_->reports.take(), reports);
     }
 }
 
@@ -89,14 +70,11 @@ TEST_F(FileMonitorOperationTest, AFileThatCannotBeMeasuredEndsTheMonitor) {
     start({4, std::nullopt, 8});
     EXPECT_TRUE(waitFor([&] { return monitor_->isFinished(); }));
     EXPECT_EQ(monitor_->polls, 2U);
-    EXPECT_EQ(delegate_->reports(), (std::vector<Report>{{0, 4}}));
+    EXPECT_EQ(delegate_->reports.take(), (std::vector<Report>{{0, 4}}));
 }
 
 TEST_F(FileMonitorOperationTest, TheIntervalIsTheSettingInWholeMicroseconds) {
-    const struct {
-        double setting;
-        std::chrono::microseconds interval;
-    } cases[] = {
+    const std::pair<double, std::chrono::microseconds> cases[] = {
         {2.0, 2s},        {0.0, 500ms},
         {-1.0, 500ms},    {std::numeric_limits<double>::quiet_NaN(), 500ms},
         {0.0000019, 1us}, {4294.967295, 4294967295us},

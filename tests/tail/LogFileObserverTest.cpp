@@ -1,9 +1,10 @@
 #include "tail/LogFileObserver.h"
 
-#include "core/DocumentProtocol.h"
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/reader/LogReader.h"
+#include "support/FakeDocument.h"
 #include "support/FaultyReads.h"
+#include "support/Guarded.h"
 #include "support/LogCapture.h"
 #include "support/PreferencesTest.h"
 #include "support/TemporaryFile.h"
@@ -12,16 +13,6 @@
 #include "tail/FollowedDataSource.h"
 
 #include <atomic>
-#include <cerrno>
-#include <cstdio>
-#include <functional>
-#include <gtest/gtest.h>
-#include <mutex>
-#include <string>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <utility>
-#include <vector>
 
 namespace korvane {
 namespace {
@@ -30,86 +21,46 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using test::TemporaryFile;
 using test::waitFor;
-
-class TailedDocument : public DocumentProtocol {
-public:
-    explicit TailedDocument(QUrl url) : url_(std::move(url)) {}
-    QUrl fileUrl() const override { return url_; }
-    QString displayName() const override { return {}; }
-    std::shared_ptr<LogFileReaderProtocol> logReader() const override { return nullptr; }
-    std::shared_ptr<TailDataSourceProtocol> dataSource() const override { return nullptr; }
-    std::shared_ptr<FileObserverProtocol> logFileObserver() const override { return nullptr; }
-
-private:
-    const QUrl url_;
-};
-
-struct Announcement {
-    LineRange lines;
-    bool isOtherContent = false;
-    friend bool operator==(const Announcement&, const Announcement&) = default;
-};
+using enum FileStatus;
+using Texts = std::vector<std::string>;
 
 class RecordingDataSource : public FollowedDataSource {
 public:
-    RecordingDataSource(QUrl url, std::shared_ptr<LogFileReaderProtocol> reader)
-        : document_(std::make_shared<TailedDocument>(std::move(url))), reader_(std::move(reader)) {}
+    RecordingDataSource(const QUrl& url, std::shared_ptr<LogFileReaderProtocol> reader)
+        : document_(std::make_shared<test::FakeDocument>(reader, url)), reader_(std::move(reader)) {}
+
+    /// Changes as "location+length", those of another content after a "*".
+    test::Guarded<Texts> announced;
+    /// What was heard of arrivals, with the lines known at that time.
+    test::Guarded<Texts> heard;
+    std::atomic<int> polls{0};
+    std::atomic<bool> holdsFile{false};
+    /// Happens once.
+    test::Guarded<std::function<void()>> whileLinesPass;
+
     std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return reader_; }
     std::shared_ptr<DocumentProtocol> getDocument() const override { return document_; }
-    void announceChangedLines(LineRange changed) override { add({changed, false}); }
-    void announceOtherContent(LineRange changed) override { add({changed, true}); }
-    void followingBegan() override { note("began"); }
-    void linesArrived() override { note("arrived " + std::to_string(reader_->lineCount())); }
+    void announceChangedLines(LineRange changed) override { announced.add(text(changed)); }
+    void announceOtherContent(LineRange changed) override { announced.add('*' + text(changed)); }
+    void followingBegan() override { heard.add("began"); }
+    void linesArrived() override { heard.add("arrived " + std::to_string(reader_->lineCount())); }
     void filePolled() override { ++polls; }
-    void contentForgotten() override { note("forgotten " + std::to_string(reader_->lineCount())); }
+    void contentForgotten() override { heard.add("forgotten " + std::to_string(reader_->lineCount())); }
     bool letArrivedLinesPass() override {
-        std::function<void()> action;
-        {
-            const std::lock_guard guard(mutex_);
-            whileLinesPass_.swap(action);
-        }
-        if (action)
+        if (const auto action = whileLinesPass.take())
             action();
         return !holdsFile;
     }
 
-    std::atomic<int> polls{0};
-    std::atomic<bool> holdsFile{false};
-    /// Happens once.
-    void setWhileLinesPass(std::function<void()> action) {
-        const std::lock_guard guard(mutex_);
-        whileLinesPass_ = std::move(action);
-    }
-
-    std::vector<Announcement> announcements() const {
-        const std::lock_guard guard(mutex_);
-        return announcements_;
-    }
-    /// What was heard of arrivals, with the lines known at that time.
-    std::vector<std::string> heard() const {
-        const std::lock_guard guard(mutex_);
-        return heard_;
-    }
-
 private:
-    void add(const Announcement& announcement) {
-        const std::lock_guard guard(mutex_);
-        announcements_.push_back(announcement);
-    }
-    void note(const std::string& what) {
-        const std::lock_guard guard(mutex_);
-        heard_.push_back(what);
+    static std::string text(LineRange range) {
+        return std::to_string(range.location) + '+' + std::to_string(range.length);
     }
     const std::shared_ptr<DocumentProtocol> document_;
     const std::shared_ptr<LogFileReaderProtocol> reader_;
-    mutable std::mutex mutex_;
-    // Guarded by mutex_.
-    std::vector<Announcement> announcements_;
-    std::vector<std::string> heard_;
-    std::function<void()> whileLinesPass_;
 };
 
-/// Tails real files with either reader.
+/// Tails a real file with either reader.
 class LogFileObserverTest : public test::PreferencesTest, public ::testing::WithParamInterface<bool> {
 protected:
     LogFileObserverTest() { Preferences::shared().setPollingInterval(0.002); }
@@ -118,36 +69,49 @@ protected:
             observer_->stopTailing();
     }
 
-    /// The file is loaded, and followed from now on.
-    void tail(const TemporaryFile& file) {
-        makeObserver(file);
-        reader_->refresh();
-        observer_->startTailing();
-        ASSERT_TRUE(waitFor([&] { return observer_->isTailing(); }));
+    void make(const QByteArray& content) {
+        file_.emplace(content);
+        open();
     }
-    void makeObserver(const TemporaryFile& file) {
-        makeObserver(file,
-                     GetParam() ? InMemoryFileLogReader::create(file.url()) : LogReader::create(file.url()));
+    void open() {
+        makeFor(GetParam() ? InMemoryFileLogReader::create(file_->url()) : LogReader::create(file_->url()));
     }
-    void makeObserver(const TemporaryFile& file, std::shared_ptr<LogFileReaderProtocol> reader) {
+    void makeFor(std::shared_ptr<LogFileReaderProtocol> reader) {
         reader_ = std::move(reader);
-        dataSource_ = std::make_shared<RecordingDataSource>(file.url(), reader_);
+        dataSource_ = std::make_shared<RecordingDataSource>(file_->url(), reader_);
         statusSubscription_ = dataSource_->getDocument()->notices().fileStatusChanged.subscribe(
             [this](FileStatus status) { statuses_.push_back(status); });
         observer_ = LogFileObserver::create(dataSource_);
     }
-    bool waitForLines(const QStringList& lines) {
-        return waitFor([&] { return reader_->readLines(1, 1000) == lines && !reader_->isBehind(); });
+    void load(const QByteArray& content) {
+        make(content);
+        reader_->refresh();
     }
-    using Statuses = std::vector<FileStatus>;
+    /// The file is loaded, and followed from now on.
+    void tail(const QByteArray& content) {
+        load(content);
+        follow();
+        ASSERT_TRUE(waitForPoll());
+    }
+    void follow() {
+        observer_->startTailing();
+        ASSERT_TRUE(waitFor([&] { return observer_->isTailing(); }));
+    }
+    /// What happens to the file before the next `follow` is one step for the observer.
+    void pause() {
+        observer_->stopTailing();
+        ASSERT_TRUE(waitFor([&] { return !observer_->isTailing(); }, 2s));
+    }
 
-    bool waitForAnnouncement(const Announcement& expected) {
+    /// The lines, separated by "|".
+    std::string lines() { return reader_->readLines(1, 10'000).join(u'|').toStdString(); }
+    bool waitForChange(const std::string& expected) {
         return waitFor([&] {
-            const auto all = dataSource_->announcements();
+            const Texts all = dataSource_->announced.get();
             return !all.empty() && all.back() == expected;
         });
     }
-    /// A look at the file that begins after this call has ended.
+    /// A poll that begins after this call has ended.
     bool waitForPoll() {
         const int before = dataSource_->polls;
         return waitFor([&] { return dataSource_->polls >= before + 2; });
@@ -155,20 +119,8 @@ protected:
     bool waitForStatus(FileStatus status) {
         return waitFor([&] { return !statuses_.empty() && statuses_.back() == status; });
     }
-    static void moveAway(const TemporaryFile& file) {
-        ASSERT_EQ(::rename(file.path().constData(), (file.path() + ".1").constData()), 0);
-    }
-    static void appendToMoved(const TemporaryFile& file, const QByteArray& bytes) {
-        std::FILE* const moved = std::fopen((file.path() + ".1").constData(), "ab");
-        ASSERT_NE(moved, nullptr);
-        std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), moved);
-        std::fclose(moved);
-    }
-    static void replaceByRename(const TemporaryFile& file, const QByteArray& content) {
-        const TemporaryFile other(content);
-        ASSERT_EQ(::rename(other.path().constData(), file.path().constData()), 0);
-    }
 
+    std::optional<TemporaryFile> file_;
     std::shared_ptr<LogFileReaderProtocol> reader_;
     std::shared_ptr<RecordingDataSource> dataSource_;
     std::shared_ptr<LogFileObserver> observer_;
@@ -182,33 +134,31 @@ TEST_P(LogFileObserverTest, GrowthAnnouncesTheOldLastLineAndWhatFollows) {
     const struct {
         QByteArray before;
         QByteArray added;
-        QStringList lines;
-        LineRange changed;
+        std::string lines;
+        std::string changed;
     } cases[] = {
-        {"one\n", "two\n", {u"one"_s, u"two"_s, u""_s}, {1, 2}},
-        {"one\ntw", "o", {u"one"_s, u"two"_s}, {1, 1}},
-        {"one\ntw", "o\nthree\n", {u"one"_s, u"two"_s, u"three"_s, u""_s}, {1, 3}},
-        {"", "first", {u"first"_s}, {0, 1}},
+        {"one\n", "two\n", "one|two|", "1+2"},
+        {"one\ntw", "o", "one|two", "1+1"},
+        {"one\ntw", "o\nthree\n", "one|two|three|", "1+3"},
+        {"", "first", "first", "0+1"},
     };
-    for (const auto& [before, added, lines, changed] : cases) {
+    for (const auto& [before, added, after, changed] : cases) {
         SCOPED_TRACE(before.constData());
-        const TemporaryFile file(before);
-        tail(file);
-        file.append(added);
-        EXPECT_TRUE(waitForAnnouncement({changed, false}));
-        EXPECT_EQ(reader_->readLines(1, 100), lines);
-        EXPECT_EQ(dataSource_->announcements().size(), 1U);
+        tail(before);
+        file_->append(added);
+        EXPECT_TRUE(waitForChange(changed));
+        EXPECT_EQ(lines(), after);
+        EXPECT_EQ(dataSource_->announced.get().size(), 1U);
         observer_->stopTailing();
     }
 }
 
 TEST_P(LogFileObserverTest, TheFirstReportChangesNothing) {
-    const TemporaryFile file("one\n");
-    makeObserver(file);
+    make("one\n");
     observer_->fileSizeChanged(0, 4);
-    EXPECT_TRUE(dataSource_->announcements().empty());
+    EXPECT_EQ(dataSource_->announced.get(), Texts{});
     observer_->fileSizeChanged(2, 4);
-    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{0, 2}, false}}));
+    EXPECT_EQ(dataSource_->announced.get(), Texts{"0+2"});
 }
 
 TEST_P(LogFileObserverTest, StoppingEndsAScanUnderWay) {
@@ -226,9 +176,9 @@ TEST_P(LogFileObserverTest, StoppingEndsAScanUnderWay) {
         std::atomic<bool> isCancelled{false};
         std::atomic<bool> isReleased{false};
     };
-    const TemporaryFile file("one\n");
-    const auto reader = std::make_shared<EndlessReader>(file.url());
-    makeObserver(file, reader);
+    file_.emplace("one\n");
+    const auto reader = std::make_shared<EndlessReader>(file_->url());
+    makeFor(reader);
     observer_->startTailing();
     EXPECT_TRUE(waitFor([&] { return reader->isScanning.load(); }));
     observer_->stopTailing();
@@ -236,23 +186,9 @@ TEST_P(LogFileObserverTest, StoppingEndsAScanUnderWay) {
     reader->isReleased = true;
 }
 
-// Whatever has come between the end of the load and the first poll is no change to the monitor.
-TEST_P(LogFileObserverTest, LinesFromBeforeTheFirstPollAreNotMissed) {
-    const TemporaryFile file("one\n");
-    makeObserver(file);
-    reader_->refresh();
-    file.append("two\n");
-    observer_->startTailing();
-    EXPECT_TRUE(waitForAnnouncement({{1, 2}, false}));
-}
-
 TEST_P(LogFileObserverTest, AnotherContentIsShownFromItsFirstLine) {
     const QByteArray big = "begin\n" + QByteArray("0123456\n").repeated(2000);
-    const struct {
-        const char* what;
-        QByteArray before;
-        QByteArray after;
-    } cases[] = {
+    const std::tuple<const char*, QByteArray, QByteArray> cases[] = {
         {"shorter", "old 1\nold 2\n", "new\n"},
         {"empty", "old 1\nold 2\n", ""},
         {"as long", "old 1\nold 2\n", "new 1\nnew 2\n"},
@@ -262,255 +198,189 @@ TEST_P(LogFileObserverTest, AnotherContentIsShownFromItsFirstLine) {
     };
     for (const auto& [what, before, after] : cases) {
         SCOPED_TRACE(what);
-        const TemporaryFile file(before);
-        tail(file);
-        // In one step for the monitor: it sleeps meanwhile.
-        observer_->stopTailing();
-        ASSERT_TRUE(waitFor([&] { return !observer_->isTailing(); }));
-        file.overwrite(after);
-        observer_->startTailing();
-        const QStringList lines = QString::fromLatin1(after).split(u'\n');
-        EXPECT_TRUE(waitForAnnouncement({{0, lines.size()}, true}));
-        EXPECT_EQ(reader_->readLines(1, 10000), lines);
-        EXPECT_EQ(dataSource_->announcements().size(), 1U);
+        tail(before);
+        pause();
+        file_->overwrite(after);
+        follow();
+        EXPECT_TRUE(waitForChange("*0+" + std::to_string(after.count('\n') + 1)));
+        EXPECT_EQ(lines(), QByteArray(after).replace('\n', '|').toStdString());
+        EXPECT_EQ(dataSource_->announced.get().size(), 1U);
         observer_->stopTailing();
     }
 }
 
 TEST_P(LogFileObserverTest, TruncationWhileTailingEndsWithTheNewContent) {
-    const TemporaryFile file("old 1\nold 2\n");
-    tail(file);
-    file.truncate(0);
-    ASSERT_TRUE(waitForAnnouncement({{0, 1}, true}));
-    file.append("new 1\n");
-    EXPECT_TRUE(waitForLines({u"new 1"_s, u""_s}));
-    file.append("new 2\n");
-    EXPECT_TRUE(waitForAnnouncement({{1, 2}, false}));
+    tail("old 1\nold 2\n");
+    file_->truncate(0);
+    ASSERT_TRUE(waitForChange("*0+1"));
+    file_->append("new 1\n");
+    EXPECT_TRUE(waitFor([&] { return lines() == "new 1|" && !reader_->isBehind(); }));
+    file_->append("new 2\n");
+    EXPECT_TRUE(waitForChange("1+2"));
 }
 
 TEST_P(LogFileObserverTest, ARotatedFileIsReadToItsEndAndThenTheNewOne) {
-    const TemporaryFile file("old 1\n");
-    tail(file);
-    observer_->stopTailing();
-    ASSERT_TRUE(waitFor([&] { return !observer_->isTailing(); }));
-    file.append("old 2\n");
-    replaceByRename(file, "new 1\nnew 2\nnew 3\n");
-    observer_->startTailing();
-    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{1, 2}, false}, {{0, 4}, true}}));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new 1"_s, u"new 2"_s, u"new 3"_s, u""_s}));
-    file.append("new 4\n");
-    EXPECT_TRUE(waitForAnnouncement({{3, 2}, false}));
-    // And again, which is news again.
-    statuses_.clear();
-    replaceByRename(file, "");
-    EXPECT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(reader_->readLines(1, 100), QStringList{u""_s});
-}
-
-TEST_P(LogFileObserverTest, ADeletedFileKeepsItsRowsUntilItReturns) {
-    const TemporaryFile file("old 1\n");
-    const QByteArray aside = file.path() + ".1";
-    tail(file);
-    ASSERT_EQ(::rename(file.path().constData(), aside.constData()), 0);
-    ASSERT_TRUE(waitForStatus(FileStatus::Deleted));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old 1"_s, u""_s}));
-    EXPECT_TRUE(dataSource_->announcements().empty());
-    // The very same file.
-    ASSERT_EQ(::rename(aside.constData(), file.path().constData()), 0);
-    ASSERT_TRUE(waitForStatus(FileStatus::Present));
-    EXPECT_TRUE(dataSource_->announcements().empty());
-    // Another one.
-    ASSERT_EQ(::unlink(file.path().constData()), 0);
-    ASSERT_TRUE(waitForStatus(FileStatus::Deleted));
-    replaceByRename(file, "new\n");
-    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
+    tail("old 1\n");
+    pause();
+    file_->append("old 2\n");
+    file_->replace("new 1\nnew 2\nnew 3\n");
+    follow();
+    ASSERT_TRUE(waitForStatus(Rotated));
+    EXPECT_EQ(dataSource_->announced.get(), (Texts{"1+2", "*0+4"}));
+    EXPECT_EQ(lines(), "new 1|new 2|new 3|");
+    file_->append("new 4\n");
+    EXPECT_TRUE(waitForChange("3+2"));
 }
 
 TEST_P(LogFileObserverTest, WhatIsNoFileInItsPlaceIsLeftAlone) {
-    const TemporaryFile file("old\n");
-    tail(file);
-    const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
-    ASSERT_EQ(::unlink(file.path().constData()), 0);
-    ASSERT_EQ(::symlink(directory.constData(), file.path().constData()), 0);
-    EXPECT_TRUE(waitForStatus(FileStatus::Unreadable));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old"_s, u""_s}));
+    tail("old\n");
+    file_->remove();
+    ASSERT_EQ(::symlink(file_->directory().constData(), file_->path().constData()), 0);
+    EXPECT_TRUE(waitForStatus(Unreadable));
+    EXPECT_EQ(lines(), "old|");
 }
 
 TEST_P(LogFileObserverTest, StartingAgainFindsWhatCameWhileStopped) {
-    const TemporaryFile file("one\n");
-    tail(file);
+    tail("one\n");
     Preferences::shared().setPollingInterval(3600);
-    observer_->stopTailing();
-    EXPECT_TRUE(waitFor([&] { return !observer_->isTailing(); }, 2s));
-    file.append("two\n");
+    pause();
+    file_->append("two\n");
     observer_->startTailing();
-    EXPECT_TRUE(waitForAnnouncement({{1, 2}, false}));
+    EXPECT_TRUE(waitForChange("1+2"));
     EXPECT_TRUE(observer_->isTailing());
 }
 
-TEST_P(LogFileObserverTest, WhatIsThereWhenFollowingStartsHasNotArrived) {
-    const TemporaryFile file("one\n");
-    makeObserver(file);
-    reader_->refresh();
-    file.append("two\n");
-    observer_->startTailing();
+// Lines from between the end of the load and the first poll are no change of size to the monitor.
+TEST_P(LogFileObserverTest, WhatIsThereWhenFollowingStartsIsShownAndHasNotArrived) {
+    load("one\n");
+    file_->append("two\n");
+    follow();
+    EXPECT_TRUE(waitForChange("1+2"));
     ASSERT_TRUE(waitForPoll());
-    EXPECT_EQ(dataSource_->heard(), std::vector<std::string>{"began"});
-    EXPECT_EQ(reader_->lineCount(), 3);
-    file.append("three\n");
-    ASSERT_TRUE(waitForAnnouncement({{2, 2}, false}));
-    EXPECT_TRUE(waitFor([&] { return dataSource_->heard().back() == "arrived 4"; }));
+    EXPECT_EQ(dataSource_->heard.get(), Texts{"began"});
+    file_->append("three\n");
+    EXPECT_TRUE(waitFor([&] { return dataSource_->heard.get().back() == "arrived 4"; }));
+    EXPECT_TRUE(waitForChange("2+2"));
 }
 
 TEST_P(LogFileObserverTest, WhatComesAfterALoadHasArrived) {
-    const TemporaryFile file("one\n");
-    makeObserver(file);
-    reader_->refresh();
-    file.append("two\n");
+    load("one\n");
+    file_->append("two\n");
     observer_->startTailingAfterLoad();
     ASSERT_TRUE(waitForPoll());
-    EXPECT_EQ(dataSource_->heard(), (std::vector<std::string>{"began", "arrived 3"}));
+    EXPECT_EQ(dataSource_->heard.get(), (Texts{"began", "arrived 3"}));
 }
 
 // Nothing of a new content may be read as if it were the old one's.
 TEST_P(LogFileObserverTest, TheOldContentIsForgottenBeforeAnythingOfTheNewOneIsKnown) {
-    const TemporaryFile file("old 1\nold 2\n");
-    tail(file);
-    ASSERT_TRUE(waitForPoll());
+    tail("old 1\nold 2\n");
     const std::string none = GetParam() ? "forgotten 0" : "forgotten 1";
-    replaceByRename(file, "new 1\nnew 2\nnew 3\n");
-    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(dataSource_->heard(), (std::vector<std::string>{"began", none, "arrived 4"}));
-    file.truncate(6);
-    ASSERT_TRUE(waitForStatus(FileStatus::Truncated));
-    EXPECT_EQ(dataSource_->heard(),
-              (std::vector<std::string>{"began", none, "arrived 4", none, "arrived 2"}));
+    file_->replace("new 1\nnew 2\nnew 3\n");
+    ASSERT_TRUE(waitForStatus(Rotated));
+    file_->truncate(6);
+    ASSERT_TRUE(waitForStatus(Truncated));
+    EXPECT_EQ(dataSource_->heard.get(), (Texts{"began", none, "arrived 4", none, "arrived 2"}));
 }
 
-TEST_P(LogFileObserverTest, EveryFateOfTheFileIsToldOnce) {
-    using enum FileStatus;
-    const TemporaryFile file("old 1\nold 2\n");
-    tail(file);
-    Statuses expected;
-    const auto expectNext = [&](FileStatus status) {
-        expected.push_back(status);
-        EXPECT_TRUE(waitFor([&] { return statuses_.size() == expected.size(); }));
+TEST_P(LogFileObserverTest, EveryFateOfTheFileIsToldOnceWithTheRowsItLeaves) {
+    tail("old 1\nold 2\n");
+    const auto step = [this](const auto& change, FileStatus status, const std::string& rows) {
+        statuses_.clear();
+        change();
+        EXPECT_TRUE(waitForStatus(status));
         EXPECT_TRUE(waitForPoll());
         EXPECT_TRUE(waitForPoll());
         MainThread::shared().runPending();
-        EXPECT_EQ(statuses_, expected);
+        EXPECT_EQ(statuses_, std::vector{status});
+        EXPECT_EQ(lines(), rows);
     };
-    ASSERT_TRUE(waitForPoll());
-    file.truncate(6);
-    expectNext(Truncated);
-    file.truncate(0);
-    expectNext(Truncated);
-    file.append("again\n");
-    ASSERT_TRUE(waitForLines({u"again"_s, u""_s}));
-    replaceByRename(file, "new 1\n");
-    expectNext(Rotated);
-    replaceByRename(file, "new 2\n");
-    expectNext(Rotated);
-    moveAway(file);
-    expectNext(Deleted);
-    ASSERT_EQ(::rename((file.path() + ".1").constData(), file.path().constData()), 0);
-    expectNext(Present);
-    ASSERT_EQ(::unlink(file.path().constData()), 0);
-    expectNext(Deleted);
-    replaceByRename(file, "new 3\n");
-    expectNext(Rotated);
+    step([this] { file_->truncate(6); }, Truncated, "old 1|");
+    step([this] { file_->truncate(0); }, Truncated, "");
+    file_->append("again\n");
+    ASSERT_TRUE(waitFor([&] { return lines() == "again|" && !reader_->isBehind(); }));
+    step([this] { file_->replace("new 1\n"); }, Rotated, "new 1|");
+    step([this] { file_->replace("new 2\n"); }, Rotated, "new 2|");
+    dataSource_->announced.take();
+    step([this] { file_->moveAway(); }, Deleted, "new 2|");
+    step([this] { file_->moveBack(); }, Present, "new 2|");
+    step([this] { file_->remove(); }, Deleted, "new 2|");
+    EXPECT_EQ(dataSource_->announced.get(), Texts{}) << "the rows have not changed";
+    step([this] { file_->replace("new 3\n"); }, Rotated, "new 3|");
+    step([this] { file_->replace(""); }, Rotated, "");
 }
 
 TEST_P(LogFileObserverTest, WhatIsWrittenToAFileThatWasMovedAwayShowsUntilAnotherStandsInItsPlace) {
-    const TemporaryFile file("old 1\n");
-    tail(file);
-    moveAway(file);
-    ASSERT_TRUE(waitForStatus(FileStatus::Deleted));
-    appendToMoved(file, "old 2\n");
-    ASSERT_TRUE(waitForAnnouncement({{1, 2}, false}));
-    appendToMoved(file, "old 3\n");
-    ASSERT_TRUE(waitForAnnouncement({{2, 2}, false}));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old 1"_s, u"old 2"_s, u"old 3"_s, u""_s}));
-    replaceByRename(file, "new\n");
-    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
-    ::unlink((file.path() + ".1").constData());
+    tail("old 1\n");
+    file_->moveAway();
+    ASSERT_TRUE(waitForStatus(Deleted));
+    file_->appendToMoved("old 2\n");
+    ASSERT_TRUE(waitForChange("1+2"));
+    file_->appendToMoved("old 3\n");
+    ASSERT_TRUE(waitForChange("2+2"));
+    EXPECT_EQ(lines(), "old 1|old 2|old 3|");
+    file_->replace("new\n");
+    ASSERT_TRUE(waitForStatus(Rotated));
+    EXPECT_EQ(lines(), "new|");
 }
 
 TEST_P(LogFileObserverTest, AReplacedFileIsFollowedUntilItsLinesHavePassed) {
-    const TemporaryFile file("old 1\n");
-    tail(file);
-    ASSERT_TRUE(waitForPoll());
+    tail("old 1\n");
     dataSource_->holdsFile = true;
-    moveAway(file);
-    replaceByRename(file, "new\n");
-    appendToMoved(file, "old 2\n");
-    ASSERT_TRUE(waitForAnnouncement({{1, 2}, false}));
+    file_->moveAway();
+    file_->replace("new\n");
+    file_->appendToMoved("old 2\n");
+    ASSERT_TRUE(waitForChange("1+2"));
     ASSERT_TRUE(waitForPoll());
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"old 1"_s, u"old 2"_s, u""_s}));
+    EXPECT_EQ(lines(), "old 1|old 2|");
+    dataSource_->whileLinesPass.exchange([this] { file_->appendToMoved("until the switch\n"); });
     dataSource_->holdsFile = false;
-    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
-    ::unlink((file.path() + ".1").constData());
-}
-
-TEST_P(LogFileObserverTest, WhatTheWriterAddsUntilTheSwitchIsNotLost) {
-    const TemporaryFile file("old 1\n");
-    tail(file);
-    ASSERT_TRUE(waitForPoll());
-    dataSource_->setWhileLinesPass([&] { appendToMoved(file, "old 2\n"); });
-    moveAway(file);
-    replaceByRename(file, "new\n");
-    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{1, 2}, false}, {{0, 2}, true}}));
-    ::unlink((file.path() + ".1").constData());
+    ASSERT_TRUE(waitForStatus(Rotated));
+    EXPECT_EQ(lines(), "new|");
+    EXPECT_EQ(dataSource_->announced.get(), (Texts{"1+2", "2+2", "*0+2"})) << "what the writer added last";
 }
 
 TEST_P(LogFileObserverTest, AFileThatMayNotBeReadIsTakenAsSoonAsItMay) {
     const test::WithoutRootsRights asAnyone;
-    const TemporaryFile file("one\n");
-    ASSERT_EQ(::chmod(file.path().constData(), 0), 0);
-    tail(file);
-    ASSERT_TRUE(waitForStatus(FileStatus::Unreadable));
+    file_.emplace("one\n");
+    file_->setMode(0);
+    open();
+    reader_->refresh();
+    follow();
+    ASSERT_TRUE(waitForStatus(Unreadable));
     ASSERT_TRUE(waitForPoll());
-    ASSERT_EQ(::chmod(file.path().constData(), 0600), 0);
-    ASSERT_TRUE(waitForStatus(FileStatus::Present));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"one"_s, u""_s}));
-    for (const std::string& heard : dataSource_->heard())
+    file_->setMode(0600);
+    ASSERT_TRUE(waitForStatus(Present));
+    EXPECT_EQ(lines(), "one|");
+    for (const std::string& heard : dataSource_->heard.get())
         EXPECT_FALSE(heard.starts_with("arrived")) << "what could not be read before was there all the same";
-    file.append("two\n");
-    ASSERT_TRUE(waitForAnnouncement({{1, 2}, false}));
+    file_->append("two\n");
+    ASSERT_TRUE(waitForChange("1+2"));
 
     // Likewise one that takes its place.
     const TemporaryFile other("new\n");
-    ASSERT_EQ(::chmod(other.path().constData(), 0), 0);
-    ASSERT_EQ(::rename(other.path().constData(), file.path().constData()), 0);
-    ASSERT_TRUE(waitForStatus(FileStatus::Unreadable));
+    other.setMode(0);
+    file_->replace(other);
+    ASSERT_TRUE(waitForStatus(Unreadable));
     ASSERT_TRUE(waitForPoll());
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"one"_s, u"two"_s, u""_s}));
-    ASSERT_EQ(::chmod(file.path().constData(), 0600), 0);
-    ASSERT_TRUE(waitForStatus(FileStatus::Rotated));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"new"_s, u""_s}));
+    EXPECT_EQ(lines(), "one|two|");
+    file_->setMode(0600);
+    ASSERT_TRUE(waitForStatus(Rotated));
+    EXPECT_EQ(lines(), "new|");
     MainThread::shared().runPending();
-    using enum FileStatus;
-    EXPECT_EQ(statuses_, (Statuses{Unreadable, Present, Unreadable, Rotated}));
+    EXPECT_EQ(statuses_, (std::vector{Unreadable, Present, Unreadable, Rotated}));
 }
 
 TEST_P(LogFileObserverTest, AReadErrorIsToldOnceAndReadingGoesOnWhenItIsGone) {
-    const TemporaryFile file("one\n");
-    tail(file);
-    ASSERT_TRUE(waitForPoll());
+    tail("one\n");
     const test::LogCapture log;
     const auto complaints = [&] { return log.lines().filter(u"failed at byte 4"_s); };
     test::FaultyReads::failFrom(4, EIO);
-    file.append("two\nthree\n");
-    ASSERT_TRUE(waitForStatus(FileStatus::Unreadable));
+    file_->append("two\nthree\n");
+    ASSERT_TRUE(waitForStatus(Unreadable));
     for (int i = 0; i < 5; ++i)
         ASSERT_TRUE(waitForPoll());
     EXPECT_EQ(complaints().size(), 1);
-    EXPECT_TRUE(dataSource_->announcements().empty()) << "there is nothing new to show";
+    EXPECT_EQ(dataSource_->announced.get(), Texts{}) << "there is nothing new to show";
 
     test::FaultyReads::failFrom(4, EACCES);
     ASSERT_TRUE(waitFor([&] { return complaints().size() == 2; }));
@@ -519,26 +389,23 @@ TEST_P(LogFileObserverTest, AReadErrorIsToldOnceAndReadingGoesOnWhenItIsGone) {
     EXPECT_EQ(complaints().size(), 2);
 
     test::FaultyReads::failFrom(0, 0);
-    ASSERT_TRUE(waitForStatus(FileStatus::Present));
-    EXPECT_EQ(reader_->readLines(1, 100), (QStringList{u"one"_s, u"two"_s, u"three"_s, u""_s}));
-    EXPECT_EQ(dataSource_->announcements(), (std::vector<Announcement>{{{1, 3}, false}}));
-    EXPECT_EQ(statuses_, (Statuses{FileStatus::Unreadable, FileStatus::Present}));
+    ASSERT_TRUE(waitForStatus(Present));
+    EXPECT_EQ(lines(), "one|two|three|");
+    EXPECT_EQ(dataSource_->announced.get(), Texts{"1+3"});
+    EXPECT_EQ(statuses_, (std::vector{Unreadable, Present}));
 
     test::FaultyReads::failFrom(4 + 4 + 6, EIO);
-    file.append("four\n");
-    EXPECT_TRUE(waitForStatus(FileStatus::Unreadable)) << "it has come back";
+    file_->append("four\n");
+    EXPECT_TRUE(waitForStatus(Unreadable)) << "it has come back";
     test::FaultyReads::failFrom(0, 0);
 }
 
 // Reading never mixes the places of one file's lines with the bytes of another.
 TEST_P(LogFileObserverTest, LinesReadDuringRotationsAreLinesOfOneFile) {
-    const TemporaryFile file(QByteArray("a\n").repeated(500));
-    tail(file);
+    tail(QByteArray("a\n").repeated(500));
     for (int round = 0; round < 40; ++round) {
-        const char letter = static_cast<char>('b' + round % 20);
-        QByteArray line(1 + round % 7, letter);
-        replaceByRename(file, (line + '\n').repeated(500));
-        const QString wanted = QString::fromLatin1(line);
+        const QString wanted(1 + round % 7, QChar(u'b' + round % 20));
+        file_->replace((wanted.toLatin1() + '\n').repeated(500));
         ASSERT_TRUE(waitFor([&] {
             const QStringList lines = reader_->readLines(1, 500);
             for (const QString& read : lines) {

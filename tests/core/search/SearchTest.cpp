@@ -100,10 +100,9 @@ TEST(Search, FindsTheMatchesOfAText) {
         const SearchItem plain = searchItem(text, false, random.below(4) > 0);
         const Ranges expected = naiveRanges(plain, line);
         matches += !expected.empty();
-        ASSERT_EQ(plain.matchRanges(line), expected)
-            << text.toStdString() << " in " << line.toStdString() << ' ' << plain.ignoreCase();
-        ASSERT_EQ(compiledRanges(plain, line), expected)
-            << text.toStdString() << " in " << line.toStdString() << ' ' << plain.ignoreCase();
+        SCOPED_TRACE(text.toStdString() + " in " + line.toStdString());
+        ASSERT_EQ(plain.matchRanges(line), expected) << plain.ignoreCase();
+        ASSERT_EQ(compiledRanges(plain, line), expected) << plain.ignoreCase();
     }
     EXPECT_GT(matches, 10'000) << "the lines hardly ever match: nothing was compared";
 }
@@ -187,10 +186,8 @@ TEST(Search, KnowsEveryCharacterThatFoldsToAscii) {
 }
 
 TEST(Search, RequiredTextTable) {
-    const struct {
-        QString pattern;
-        QStringList expected; ///< none = not certain
-    } cases[] = {
+    // No text: none is certain.
+    const std::pair<QString, QStringList> cases[] = {
         {u"took=\\d+ms"_s, {u"took="_s}},
         {u"ab+cde"_s, {u"cde"_s}},
         {u"abc?"_s, {u"ab"_s}},

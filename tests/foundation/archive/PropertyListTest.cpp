@@ -68,10 +68,9 @@ void expectKept(T value) {
 }
 
 TEST(PropertyListTest, ValuesSurviveAtTheEdgesOfTheirWidths) {
-    for (const std::int64_t value :
-         {std::int64_t(0), std::int64_t(-1), std::int64_t(0xff), std::int64_t(0x100), std::int64_t(0xffff),
-          std::int64_t(0x10000), std::int64_t(0xffffffff), std::int64_t(0x100000000),
-          std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()})
+    const std::int64_t integers[] = {0,       -1,         0xff,        0x100,     0xffff,
+                                     0x10000, 0xffffffff, 0x100000000, INT64_MAX, INT64_MIN};
+    for (const std::int64_t value : integers)
         expectKept(value);
     expectKept(std::numeric_limits<std::uint64_t>::max());
     expectKept(std::uint64_t(1) << 63);
@@ -135,13 +134,10 @@ TEST(PropertyListTest, NestingEndsInAnErrorNotInTheStack) {
         deep.objects.push_back(hex("a1") + bigEndian(i, 2));
     deep.objects.push_back(hex("09"));
     EXPECT_FALSE(PropertyList::fromBinary(deep.bytes()));
-}
 
-TEST(PropertyListTest, DepthCountsThroughPartsReadBefore) {
     // The first element is as deep as allowed; the second holds it one level further down.
-    const PropertyList deep = nested(PropertyList::mostLevels - 1);
-    EXPECT_TRUE(PropertyList::fromBinary(PropertyList(PropertyList::Array{deep}).toBinary()));
-    const PropertyList deeper(PropertyList::Array{deep, PropertyList(PropertyList::Array{deep})});
+    const PropertyList deepest = nested(PropertyList::mostLevels - 1);
+    const PropertyList deeper(PropertyList::Array{deepest, PropertyList(PropertyList::Array{deepest})});
     EXPECT_FALSE(PropertyList::fromBinary(deeper.toBinary()));
 }
 
@@ -174,11 +170,7 @@ TEST(PropertyListTest, EightBytesAreSignedAndFewerAreNot) {
 TEST(PropertyListTest, DamageIsAnErrorThatSaysWhat) {
     const QByteArray good = PropertyList(PropertyList::Array{PropertyList(u"text"_s)}).toBinary();
     const QByteArray scalar = hex("09");
-    struct Case {
-        const char* name;
-        QByteArray bytes;
-    };
-    std::vector<Case> cases{
+    std::vector<std::pair<const char*, QByteArray>> cases{
         {"empty", {}},
         {"only a header", "bplist00"},
         {"text", "<?xml version=\"1.0\"?><plist version=\"1.0\"><array></array></plist>       "},
@@ -209,7 +201,7 @@ TEST(PropertyListTest, DamageIsAnErrorThatSaysWhat) {
     const auto falsified = [&](const char* name, auto change) {
         RawList list{{scalar}};
         change(list);
-        cases.push_back({name, list.bytes()});
+        cases.emplace_back(name, list.bytes());
     };
     falsified("top beyond the objects", [](RawList& list) { list.top = 1; });
     falsified("more objects than table", [](RawList& list) { list.objectCount = 2; });
@@ -222,12 +214,12 @@ TEST(PropertyListTest, DamageIsAnErrorThatSaysWhat) {
     falsified("object in the header", [](RawList& list) { list.offsets[0] = 3; });
     falsified("object in the table", [](RawList& list) { list.offsets[0] = 9; });
     for (qsizetype length = 8; length < good.size(); ++length)
-        cases.push_back({"cut short", good.first(length)});
+        cases.emplace_back("cut short", good.first(length));
 
-    for (const Case& damaged : cases) {
-        const auto read = PropertyList::fromBinary(damaged.bytes);
-        ASSERT_FALSE(read) << damaged.name << ' ' << damaged.bytes.toHex().constData();
-        EXPECT_FALSE(read.error().userText.isEmpty()) << damaged.name;
+    for (const auto& [name, bytes] : cases) {
+        const auto read = PropertyList::fromBinary(bytes);
+        ASSERT_FALSE(read) << name << ' ' << bytes.toHex().constData();
+        EXPECT_FALSE(read.error().userText.isEmpty()) << name;
     }
 }
 

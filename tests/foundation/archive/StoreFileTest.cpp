@@ -1,31 +1,19 @@
-#include "foundation/archive/StoreFile.h"
 #include "foundation/archive/StoreDirectory.h"
-
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
+#include "support/StandIns.h"
+#include "support/StoreDefaults.h"
 
 namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-class StoreFileTest : public ::testing::Test {
+class StoreFileTest : public test::StoreTest {
 protected:
-    QString path(const QString& name) const { return directory_.filePath(name); }
-    QStringList names() const { return QDir(directory_.path()).entryList(QDir::Files | QDir::Hidden); }
-    static QByteArray content(const QString& path) { return readStoreFile(path).value().value_or("(none)"); }
     static mode_t mode(const QString& path) {
         struct stat status {};
         EXPECT_EQ(::stat(QFile::encodeName(path).constData(), &status), 0);
         return status.st_mode & 07777;
     }
-
-private:
-    QTemporaryDir directory_;
 };
 
 TEST_F(StoreFileTest, OnlyTheUserMayReadWhatIsWritten) {
@@ -40,7 +28,7 @@ TEST_F(StoreFileTest, OnlyTheUserMayReadWhatIsWritten) {
     ASSERT_TRUE(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
     ASSERT_TRUE(writeStoreFile(file, "two"));
     EXPECT_EQ(mode(file), 0600u);
-    EXPECT_EQ(content(file), "two");
+    EXPECT_EQ(content(u"new/deeper/s.data"_s), "two");
     EXPECT_EQ(QDir(path(u"new/deeper"_s)).entryList(QDir::Files | QDir::Hidden), QStringList(u"s.data"_s));
 }
 
@@ -51,7 +39,7 @@ TEST_F(StoreFileTest, ReplacingLeavesTheOldFileWholeForItsReaders) {
     ASSERT_TRUE(reader.open(QFile::ReadOnly));
     ASSERT_TRUE(writeStoreFile(file, "new"));
     EXPECT_EQ(reader.readAll(), "old content");
-    EXPECT_EQ(content(file), "new");
+    EXPECT_EQ(content(u"s.data"_s), "new");
 }
 
 TEST_F(StoreFileTest, LinkStaysALink) {
@@ -59,7 +47,7 @@ TEST_F(StoreFileTest, LinkStaysALink) {
     ASSERT_TRUE(QFile::link(path(u"elsewhere/s.data"_s), path(u"s.data"_s)));
     ASSERT_TRUE(writeStoreFile(path(u"s.data"_s), "new"));
     EXPECT_TRUE(QFileInfo(path(u"s.data"_s)).isSymLink());
-    EXPECT_EQ(content(path(u"elsewhere/s.data"_s)), "new");
+    EXPECT_EQ(content(u"elsewhere/s.data"_s), "new");
 }
 
 TEST_F(StoreFileTest, WhatCannotBeWrittenOrReadIsAnErrorThatNamesTheFile) {
@@ -67,7 +55,7 @@ TEST_F(StoreFileTest, WhatCannotBeWrittenOrReadIsAnErrorThatNamesTheFile) {
     const Status below = writeStoreFile(path(u"file/s.data"_s), "y");
     ASSERT_FALSE(below);
     EXPECT_TRUE(below.error().userText.contains(path(u"file/s.data"_s)));
-    EXPECT_EQ(content(path(u"file"_s)), "x");
+    EXPECT_EQ(content(u"file"_s), "x");
 
     // A directory stands where the file should be; nothing is left beside it.
     ASSERT_TRUE(QDir().mkdir(path(u"s.data"_s)));
@@ -90,22 +78,20 @@ TEST_F(StoreFileTest, NoNameIsEverTakenFromAnotherFile) {
     }
     EXPECT_EQ(names(), QStringList({u"s.data.damaged-1"_s, u"s.data.damaged-2"_s, u"s.data.damaged-3"_s,
                                     u"s.data.kept"_s, u"s.data.kept-1"_s, u"s.data.kept-2"_s}));
-    EXPECT_EQ(content(path(u"s.data.damaged-1"_s)), "1");
-    EXPECT_EQ(content(path(u"s.data.damaged-3"_s)), "3");
-    EXPECT_EQ(content(path(u"s.data.kept"_s)), "1");
-    EXPECT_EQ(content(path(u"s.data.kept-2"_s)), "3");
+    EXPECT_EQ(content(u"s.data.damaged-1"_s), "1");
+    EXPECT_EQ(content(u"s.data.damaged-3"_s), "3");
+    EXPECT_EQ(content(u"s.data.kept"_s), "1");
+    EXPECT_EQ(content(u"s.data.kept-2"_s), "3");
     EXPECT_EQ(mode(path(u"s.data.kept"_s)), 0600u);
 }
 
 TEST_F(StoreFileTest, StoresLieInTheUsersDataDirectory) {
-    const QByteArray before = qgetenv("XDG_DATA_HOME");
-    qputenv("XDG_DATA_HOME", "/data/home");
+    test::ScopedVariable dataHome("XDG_DATA_HOME", "/data/home");
     EXPECT_EQ(storeDirectory(), u"/data/home/korvane"_s);
     for (const char* unset : {"", "relative/data"}) {
-        qputenv("XDG_DATA_HOME", unset);
+        dataHome.set(unset);
         EXPECT_EQ(storeDirectory(), QDir::homePath() + u"/.local/share/korvane"_s);
     }
-    qputenv("XDG_DATA_HOME", before);
 }
 
 } // namespace

@@ -10,7 +10,7 @@ using Time = NotificationFolder::Time;
 
 const QString ruleKey = QStringLiteral("rule");
 
-UserNotification notification(qint64 line, const QString& key = ruleKey) {
+UserNotification notification(qint64 line, const QString& key) {
     UserNotification made;
     made.subtitle = QString::number(line);
     made.userInfo = UserNotification::UserInfo{line, QStringLiteral("file:///x.log")};
@@ -24,16 +24,18 @@ std::string text(const NotificationFolder::Folded& folded) {
     return std::to_string(folded.notification.userInfo->lineNum) + "+" + std::to_string(folded.more);
 }
 
-std::string text(const std::optional<NotificationFolder::Folded>& folded) {
-    return folded ? text(*folded) : "";
-}
-
 class NotificationFolderTest : public ::testing::Test {
 protected:
-    std::string dueAt(std::chrono::milliseconds time) {
+    /// What is shown when a notification comes.
+    std::string add(std::chrono::milliseconds time, qint64 line, const QString& key = ruleKey) {
+        const auto folded = folder_.add(notification(line, key), start_ + time);
+        return folded ? text(*folded) : "";
+    }
+    /// What is due then.
+    std::string due(std::chrono::milliseconds time) {
         std::string all;
         for (const auto& folded : folder_.takeDue(start_ + time))
-            all += text(folded) + ' ';
+            all += text(folded);
         return all;
     }
 
@@ -42,60 +44,52 @@ protected:
 };
 
 TEST_F(NotificationFolderTest, ABurstShowsItsFirstAtOnceAndItsLastWhenTheSecondIsOver) {
-    EXPECT_EQ(text(folder_.add(notification(4), start_)), "4+0");
+    EXPECT_EQ(add(0ms, 4), "4+0");
     EXPECT_FALSE(folder_.nextDue());
-    EXPECT_EQ(text(folder_.add(notification(5), start_ + 10ms)), "");
-    EXPECT_EQ(text(folder_.add(notification(9), start_ + 999ms)), "");
+    EXPECT_EQ(add(10ms, 5), "");
+    EXPECT_EQ(add(999ms, 9), "");
     EXPECT_EQ(folder_.nextDue(), start_ + 1s);
-    EXPECT_EQ(dueAt(999ms), "");
-    EXPECT_EQ(dueAt(1000ms), "9+2 ");
+    EXPECT_EQ(due(999ms), "");
+    EXPECT_EQ(due(1000ms), "9+2");
     EXPECT_FALSE(folder_.nextDue());
-    EXPECT_EQ(dueAt(5000ms), "") << "shown once only";
+    EXPECT_EQ(due(5000ms), "") << "shown once only";
 }
 
-TEST_F(NotificationFolderTest, AQuietSecondBeginsAnew) {
-    EXPECT_EQ(text(folder_.add(notification(1), start_)), "1+0");
-    EXPECT_EQ(text(folder_.add(notification(2), start_ + 1s)), "2+0");
-    EXPECT_EQ(text(folder_.add(notification(3), start_ + 1500ms)), "");
-    EXPECT_EQ(dueAt(2000ms), "3+1 ");
-    EXPECT_EQ(text(folder_.add(notification(4), start_ + 2500ms)), "") << "within a second of what was shown";
-    EXPECT_EQ(dueAt(3000ms), "4+2 ");
-    EXPECT_EQ(text(folder_.add(notification(5), start_ + 4000ms)), "5+0");
+TEST_F(NotificationFolderTest, AQuietSecondBeginsTheNextBurstAndALateTimerDoesNotSplitOne) {
+    EXPECT_EQ(add(0ms, 1), "1+0");
+    EXPECT_EQ(add(1000ms, 2), "2+0");
+    EXPECT_EQ(add(1500ms, 3), "");
+    EXPECT_EQ(due(2000ms), "3+1");
+    EXPECT_EQ(add(2500ms, 4), "") << "within a second of what was shown";
+    EXPECT_EQ(due(3000ms), "4+2");
+    EXPECT_EQ(add(4000ms, 5), "5+0");
+    EXPECT_EQ(add(4500ms, 6), "");
+    EXPECT_EQ(add(5700ms, 7), "7+2");
+    EXPECT_EQ(due(5700ms), "");
 }
 
 TEST_F(NotificationFolderTest, AStreamShowsOneASecondAndLosesNone) {
-    int shown = 0;
-    std::string last;
-    const auto note = [&](const std::string& now) { now.empty() ? 0 : (++shown, last = now, 0); };
+    std::vector<std::string> shown;
     for (int i = 0; i < 10'000; ++i) {
-        const Time now = start_ + i * 1ms;
-        note(text(folder_.add(notification(i), now)));
-        for (const auto& folded : folder_.takeDue(now))
-            note(text(folded));
+        for (const std::string& now : {add(i * 1ms, i), due(i * 1ms)})
+            shown.insert(shown.end(), now.empty() ? 0 : 1, now);
     }
-    EXPECT_EQ(shown, 10);
-    EXPECT_EQ(dueAt(10'000ms), "9999+9999 ");
-}
-
-TEST_F(NotificationFolderTest, ALateTimerDoesNotSplitTheBurst) {
-    folder_.add(notification(1), start_);
-    folder_.add(notification(2), start_ + 500ms);
-    EXPECT_EQ(text(folder_.add(notification(3), start_ + 1700ms)), "3+2");
-    EXPECT_EQ(dueAt(1700ms), "");
+    EXPECT_EQ(shown.size(), 10U);
+    EXPECT_EQ(due(10'000ms), "9999+9999");
 }
 
 TEST_F(NotificationFolderTest, KeysDoNotMixAndNoKeyIsNeverFolded) {
     const QString other = QStringLiteral("other");
-    EXPECT_EQ(text(folder_.add(notification(1), start_)), "1+0");
-    EXPECT_EQ(text(folder_.add(notification(2, other), start_ + 300ms)), "2+0");
-    EXPECT_EQ(text(folder_.add(notification(3, other), start_ + 400ms)), "");
-    EXPECT_EQ(text(folder_.add(notification(4), start_ + 500ms)), "");
+    EXPECT_EQ(add(0ms, 1), "1+0");
+    EXPECT_EQ(add(300ms, 2, other), "2+0");
+    EXPECT_EQ(add(400ms, 3, other), "");
+    EXPECT_EQ(add(500ms, 4), "");
     EXPECT_EQ(folder_.nextDue(), start_ + 1s) << "the earlier of the two";
-    EXPECT_EQ(dueAt(1000ms), "4+1 ");
+    EXPECT_EQ(due(1000ms), "4+1");
     EXPECT_EQ(folder_.nextDue(), start_ + 1300ms);
-    EXPECT_EQ(dueAt(1300ms), "3+1 ");
+    EXPECT_EQ(due(1300ms), "3+1");
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(text(folder_.add(notification(7, {}), start_ + 1300ms)), "7+0");
+        EXPECT_EQ(add(1300ms, 7, {}), "7+0");
 }
 
 } // namespace

@@ -1,11 +1,11 @@
 #include "foundation/work/ScanPool.h"
 
 #include "foundation/work/ScanQueue.h"
+#include "support/Guarded.h"
 #include "support/Waiting.h"
 
 #include <gtest/gtest.h>
 #include <latch>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 
@@ -15,23 +15,14 @@ namespace {
 using Priority = ScanPool::Priority;
 
 /// The steps of named scans, in the order in which they ran.
-class Steps {
-public:
+struct Steps {
     ScanPool::Step named(char name, int count) {
         return [this, name, left = count](const std::stop_token&) mutable {
-            const std::lock_guard guard(mutex_);
-            order_ += name;
+            order.add(name);
             return --left > 0;
         };
     }
-    std::string order() const {
-        const std::lock_guard guard(mutex_);
-        return order_;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::string order_;
+    test::Guarded<std::string> order;
 };
 
 /// Occupies one thread of the pool until it is released.
@@ -41,7 +32,9 @@ struct Holder {
               isHeld = true;
               released.wait();
               return false;
-          })) {}
+          })) {
+        EXPECT_TRUE(test::waitFor([&] { return isHeld.load(); }));
+    }
 
     std::latch released{1};
     std::atomic<bool> isHeld{false};
@@ -52,16 +45,17 @@ TEST(ScanPool, TheMostUrgentGoesFirstAndEqualsTakeTurns) {
     ScanPool pool(1);
     Steps steps;
     Holder holder(pool);
-    ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
     const auto background = pool.start(Priority::Background, steps.named('b', 2));
     const auto one = pool.start(Priority::Requested, steps.named('1', 3));
     const auto two = pool.start(Priority::Requested, steps.named('2', 2));
     const auto visible = pool.start(Priority::Visible, steps.named('v', 2));
     auto raised = pool.start(Priority::Background, steps.named('r', 1));
     raised.setPriority(Priority::Visible);
+    const auto broken = pool.start(
+        Priority::Visible, [](const std::stop_token&) -> bool { throw std::runtime_error("broken"); });
     holder.released.count_down();
     EXPECT_TRUE(test::waitFor([&] { return !background.isUnderWay(); }));
-    EXPECT_EQ(steps.order(), "vrv12121bb");
+    EXPECT_EQ(steps.order.get(), "vrv12121bb") << "an exception ends its scan only";
 }
 
 TEST(ScanPool, AsManyStepsRunAtOnceAsThereAreThreads) {
@@ -115,7 +109,6 @@ TEST(ScanPool, ACancelTakesWhatWaitsAtOnceAndStopsWhatRuns) {
 TEST(ScanPool, AThreadThatAFileSystemHoldsIsReplaced) {
     ScanPool pool(1);
     Holder holder(pool);
-    ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
     Steps steps;
     const auto next = pool.start(Priority::Visible, steps.named('n', 2));
     EXPECT_TRUE(test::waitFor([&] { return !next.isUnderWay(); })) << "nothing but another scan helps it";
@@ -128,26 +121,20 @@ TEST(ScanPool, AThreadThatAFileSystemHoldsIsReplaced) {
 }
 
 /// Notes its name when it runs; one named '!' breaks.
-class NamedOperation : public Operation {
-public:
-    NamedOperation(char name, std::string& order) : name_(name), order_(order) {}
-
-protected:
+struct NamedOperation : Operation {
+    NamedOperation(char itsName, std::string& itsOrder) : name(itsName), order(itsOrder) {}
     void main() override {
-        order_ += name_;
-        if (name_ == '!')
+        order += name;
+        if (name == '!')
             throw std::runtime_error("broken");
     }
-
-private:
-    const char name_;
-    std::string& order_; // the only thread of the pool writes it
+    const char name;
+    std::string& order; // the only thread of the pool writes it
 };
 
 TEST(ScanQueue, TheOperationsOfAQueueKeepTheirOrderAndUrgentQueuesGoFirst) {
     ScanPool pool(1);
     Holder holder(pool);
-    ASSERT_TRUE(test::waitFor([&] { return holder.isHeld.load(); }));
     std::string order;
     ScanQueue behind("behind", pool, Priority::Background);
     ScanQueue inFront("in front", pool, Priority::Background);
@@ -163,16 +150,6 @@ TEST(ScanQueue, TheOperationsOfAQueueKeepTheirOrderAndUrgentQueuesGoFirst) {
     behind.addOperation(std::make_shared<NamedOperation>('4', order));
     ASSERT_TRUE(test::waitFor([&] { return behind.isEmpty(); }));
     EXPECT_EQ(order, "abc1!34") << "a queue that had run empty goes on";
-}
-
-TEST(ScanPool, AnExceptionEndsItsScanOnly) {
-    ScanPool pool(1);
-    Steps steps;
-    const auto broken = pool.start(
-        Priority::Visible, [](const std::stop_token&) -> bool { throw std::runtime_error("broken"); });
-    const auto next = pool.start(Priority::Background, steps.named('n', 2));
-    EXPECT_TRUE(test::waitFor([&] { return !broken.isUnderWay() && !next.isUnderWay(); }));
-    EXPECT_EQ(steps.order(), "nn");
 }
 
 } // namespace

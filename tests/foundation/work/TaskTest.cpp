@@ -15,11 +15,7 @@ using namespace std::chrono_literals;
 class TaskTest : public ::testing::Test {
 protected:
     /// Until all that was queued has ended and its handlers have run or been dropped.
-    void settle() {
-        queue_.waitUntilAllFinished();
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(20s));
-        MainThread::shared().runPending();
-    }
+    static void settle() { EXPECT_TRUE(test::settle(20s)); }
 
     OperationQueue queue_{"test", 1};
     std::shared_ptr<int> owner_ = std::make_shared<int>(0);

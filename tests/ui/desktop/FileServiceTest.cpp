@@ -3,7 +3,7 @@
 #include "ui/AppFixture.h"
 
 #include "foundation/archive/PropertyList.h"
-#include "support/NoRows.h"
+#include "support/FakeDocument.h"
 #include "support/StandIns.h"
 #include "ui/desktop/EmailComposer.h"
 
@@ -52,7 +52,7 @@ protected:
     /// "subject|body|recipients".
     static QString shared(const QUrl& url) {
         RecordingComposer composer;
-        FileService(std::make_shared<AddressedDocument>(url)).share(composer);
+        FileService(std::make_shared<FakeDocument>(nullptr, url)).share(composer);
         EXPECT_EQ(composer.attachments, url == localFile ? QList<QUrl>{localFile} : QList<QUrl>());
         return composer.performed.join(u"; "_s);
     }
@@ -125,7 +125,7 @@ TEST_F(FileServiceTest, TheUsersTemplateGoesBeforeThatOfTheSystem) {
 TEST_F(FileServiceTest, WithoutAnAddressThereIsNoMessage) {
     writeTemplate(user_, xml(entry("recipients", "<string>a@example.org</string>")));
     for (const auto& document :
-         {std::shared_ptr<AddressedDocument>(), std::make_shared<AddressedDocument>(QUrl())}) {
+         {std::shared_ptr<FakeDocument>(), std::make_shared<FakeDocument>(nullptr, QUrl())}) {
         RecordingComposer composer;
         FileService(document).share(composer);
         EXPECT_EQ(composer.performed, QStringList());

@@ -25,29 +25,14 @@ using namespace Qt::StringLiterals;
 class RemoteServerTest : public test::RemoteSession, public test::WithEachServer {
 protected:
     void open(const QByteArray& content) {
-        write(path_, content);
+        test::writeFile(path_, content);
         openPath(path_);
         ASSERT_TRUE(waitForRows(content.count('\n')));
     }
-    static void write(const QString& path, const QByteArray& content) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_EQ(file.write(content), content.size());
-        // The server's user is another one.
-        ASSERT_TRUE(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
-    }
     void openPath(const QString& path) { openPath(path, server_); }
     void openPath(const QString& path, const test::SshServer& server) {
-        const auto host = std::make_shared<RemoteHost>(QString::fromLatin1(test::SshServer::host),
-                                                       server.port(), server.user());
-        const auto login = std::make_shared<PublicKeyAuthnType>();
-        login->privateKeyFilePath = server.path(u"id"_s);
-        if (!QFile::exists(*login->privateKeyFilePath))
-            server.makeKey(u"id"_s);
-        login->publicKeyFilePath = server.path(u"id.pub"_s);
-        host->setAuthnType(login);
-        const auto document =
-            RemoteDocument::create(host, [this](const std::shared_ptr<RemoteHost>& configured) {
+        const auto document = RemoteDocument::create(
+            test::SshTest::keyHost(server), [this](const std::shared_ptr<RemoteHost>& configured) {
                 return Client::create(configured, alerts_, SessionSettings{});
             });
         RemoteSession::open(document, path);
@@ -134,13 +119,13 @@ TEST_P(RemoteServerTest, AFileThatIsMissingOrCannotBeReadIsNoEmptyOne) {
     EXPECT_TRUE(faultBecomes(u"\"%1\" cannot be read: it does not exist."_s.arg(path_)));
     EXPECT_EQ(document_->knownFileSize(), std::nullopt);
     EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
-    write(path_, "");
+    test::writeFile(path_, "");
     EXPECT_TRUE(faultBecomes({}));
     EXPECT_EQ(rows(), 0);
 
-    write(path_, "no newline");
+    test::writeFile(path_, "no newline");
     EXPECT_TRUE(faultBecomes(u"\"%1\" cannot be read, or holds no complete line."_s.arg(path_)));
-    write(path_, "one\ntwo\n");
+    test::writeFile(path_, "one\ntwo\n");
     EXPECT_TRUE(waitForRows(2));
     EXPECT_TRUE(faultBecomes({}));
 
@@ -188,14 +173,14 @@ TEST_P(RemoteServerTest, ASizeThatCannotBeAskedForIsAFaultThatStands) {
         ASSERT_TRUE(QFile::link(u"/usr/bin/"_s + tool, tools.filePath(tool)));
     const test::SshServer server("SetEnv PATH=" + tools.path().toUtf8());
     const QString path = server.path(u"a.log"_s);
-    write(path, test::numberedLines(1, 100));
+    test::writeFile(path, test::numberedLines(1, 100));
     openPath(path, server);
     ASSERT_TRUE(waitForRows(100));
     document_->startTailingWhenLoaded();
     EXPECT_TRUE(faultBecomes(u"The server does not tell the size of \"%1\" by \"ls\" and \"awk\": lines "
                              "that are added are not noticed."_s.arg(path)));
     EXPECT_EQ(rows(), 100) << "what is there stays";
-    write(path, test::numberedLines(1, 101));
+    test::writeFile(path, test::numberedLines(1, 101));
     document_->reload();
     EXPECT_TRUE(waitForRows(101));
 }
@@ -222,7 +207,7 @@ TEST_P(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
     const QString first = server_.path(u"first.log"_s);
     const QString second = server_.path(u"second.log"_s);
     const QByteArray content = test::numberedLines(1, 100);
-    write(first, content);
+    test::writeFile(first, content);
     ASSERT_TRUE(QFile::link(u"first.log"_s, path_));
     openPath(path_);
     ASSERT_TRUE(waitForRows(100));
@@ -238,14 +223,14 @@ TEST_P(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
         ASSERT_TRUE(QFile::link(target, server_.path(u"new"_s)));
         ASSERT_EQ(::rename(server_.path(u"new"_s).toUtf8().constData(), path_.toUtf8().constData()), 0);
     };
-    write(second, "second 1\n" + content + "grown\n");
+    test::writeFile(second, "second 1\n" + content + "grown\n");
     leadTo(second);
     EXPECT_TRUE(rowBecomes(0, u"second 1"_s));
     EXPECT_TRUE(waitForRows(102));
-    write(first, "another \n" + content + "grown\n");
+    test::writeFile(first, "another \n" + content + "grown\n");
     leadTo(first);
     EXPECT_TRUE(rowBecomes(0, u"another "_s));
-    write(second, "own\n");
+    test::writeFile(second, "own\n");
     ASSERT_EQ(::rename(second.toUtf8().constData(), path_.toUtf8().constData()), 0);
     EXPECT_TRUE(rowBecomes(0, u"own"_s));
     EXPECT_EQ(rows(), 1);

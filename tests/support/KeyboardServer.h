@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/Relay.h"
+#include "support/Listener.h"
 
 #include <QList>
 #include <QString>

@@ -18,7 +18,20 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class RemoteFollowingTest : public test::ShellSession {};
+class RemoteFollowingTest : public test::ShellSession {
+protected:
+    /// Another file takes the place of the file.
+    void replace(const QByteArray& content) const {
+        const test::TemporaryFile other(content);
+        ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
+    }
+    /// Counts the lines as the document does when it opens the file.
+    void countLines() const {
+        std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource())->countLines([] {
+            return false;
+        });
+    }
+};
 
 TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
     openShown(test::numberedLines(1, 4998) + "last ");
@@ -44,7 +57,7 @@ TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
     EXPECT_TRUE(rowBecomes(205'011, u"half and half"_s));
     EXPECT_EQ(row(150'000), u"line 150001"_s);
     EXPECT_EQ(counts(), 1) << "not from the start";
-    EXPECT_EQ(document_->knownFileSize(), static_cast<quint64>(QFile(path()).size()));
+    EXPECT_TRUE(knownSizeBecomes(QFile(path()).size()));
 
     document_->stopTailing();
     ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
@@ -66,12 +79,7 @@ TEST_F(RemoteFollowingTest, ALargerFileInItsPlaceIsAnotherFile) {
         row(6000);
         follow();
         const QByteArray larger = "new " + test::numberedLines(1, 13'000).replace("\nl", "\nnew l");
-        if (isRenamed) {
-            const test::TemporaryFile other(larger);
-            ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
-        } else {
-            file_->overwrite(larger);
-        }
+        isRenamed ? replace(larger) : file_->overwrite(larger);
         EXPECT_TRUE(rowBecomes(0, u"new line 1"_s));
         EXPECT_TRUE(rowBecomes(6000, u"new line 6001"_s));
         EXPECT_TRUE(rowBecomes(12'999, u"new line 13000"_s));
@@ -82,8 +90,7 @@ TEST_F(RemoteFollowingTest, ALargerFileInItsPlaceIsAnotherFile) {
 TEST_F(RemoteFollowingTest, AFileThatIsOnlyGrownByACopyOfItselfIsAnotherFile) {
     openShown("a\nb\n");
     follow();
-    const test::TemporaryFile other("a\nb\nc\n");
-    ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
+    replace("a\nb\nc\n");
     EXPECT_TRUE(rowBecomes(2, u"c"_s));
     EXPECT_EQ(counts(), 2);
 }
@@ -91,9 +98,8 @@ TEST_F(RemoteFollowingTest, AFileThatIsOnlyGrownByACopyOfItselfIsAnotherFile) {
 TEST_F(RemoteFollowingTest, WhatIsWrittenAndEmptiedBetweenTwoPollsLeavesNoRows) {
     openLoaded({});
     follow();
-    const auto source = std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource());
     file_->append(test::numberedLines(1, 50));
-    source->countLines([] { return false; });
+    countLines();
     file_->truncate(0);
     ASSERT_TRUE(waitForPolls(2));
     EXPECT_TRUE(waitForRows(0));
@@ -116,13 +122,12 @@ TEST_F(RemoteFollowingTest, AShorterFileIsShownFromItsFirstLine) {
 TEST_F(RemoteFollowingTest, ACountThatBeganBeforeTheFileWasEmptiedIsForgotten) {
     openLoaded(test::numberedLines(1, 100));
     follow();
-    client_->holdOutput(u"ls -diL"_s);
-    const auto source = std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource());
-    std::thread counting([&] { source->countLines([] { return false; }); });
-    EXPECT_TRUE(test::waitFor([this] { return client_->heldOutputs() == 1; }));
+    client_->holdOutput("ls -diL");
+    std::jthread counting([&] { countLines(); });
+    EXPECT_TRUE(test::waitFor([this] { return client_->isHoldingOutput(); }));
     file_->truncate(0);
     EXPECT_TRUE(waitForRows(0));
-    client_->holdOutput({});
+    client_->holdOutput(nullptr);
     counting.join();
     EXPECT_EQ(rows(), 0);
     file_->append("new\n");
@@ -145,15 +150,14 @@ TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed)
     openLoaded(test::numberedLines(1, 12'000));
     EXPECT_EQ(row(0), u"line 1"_s);
     follow();
-    client_->setUnanswered(u"wc"_s);
+    client_->setUnanswered("wc");
     file_->overwrite("a\n");
-    ASSERT_TRUE(test::waitFor([this] { return document_->knownFileSize() == 2U; }));
+    ASSERT_TRUE(knownSizeBecomes(2));
     const QByteArray grown = "a\n" + test::numberedLines(102, 12'020);
     file_->overwrite(grown);
-    ASSERT_TRUE(
-        test::waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(grown.size()); }));
+    ASSERT_TRUE(knownSizeBecomes(grown.size()));
     EXPECT_EQ(rows(), 12'000);
-    client_->setUnanswered({});
+    client_->setUnanswered(nullptr);
     EXPECT_TRUE(waitForRows(12'021));
     EXPECT_TRUE(rowBecomes(0, u"a"_s));
 }
@@ -172,7 +176,7 @@ TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
     openShown(test::numberedLines(1, 100));
     follow();
     client_->setFails(true);
-    EXPECT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    EXPECT_TRUE(connectionBecomes(ConnectionState::Lost));
     client_->setFails(false);
     ASSERT_TRUE(waitForPolls(2));
     EXPECT_EQ(rows(), 100);
@@ -263,7 +267,7 @@ TEST_F(RuledRemoteTest, WhatCameDuringALossIsToldOfWhenItIsOver) {
     openRuled("error 1\n");
     follow();
     client_->setFails(true);
-    EXPECT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    EXPECT_TRUE(connectionBecomes(ConnectionState::Lost));
     client_->setFails(false);
     file_->append("error 2\n");
     document_->reconnect();

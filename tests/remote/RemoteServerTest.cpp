@@ -48,9 +48,6 @@ protected:
             return document_->openFault() == text;
         });
     }
-    bool knownSizeBecomes(qsizetype bytes) {
-        return test::waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(bytes); });
-    }
     /// Another process changes the file.
     void inShell(const QByteArray& command) const {
         ASSERT_TRUE(test::runProgram({"/bin/sh", "-c", command + " \"$0\"", path_.toUtf8()}));
@@ -61,23 +58,6 @@ protected:
             return document_->connectionState() == ConnectionState::Lost;
         });
     }
-    void reconnect() {
-        document_->reconnect();
-        ASSERT_TRUE(test::waitFor(
-            [this] { return document_->connectionState() == ConnectionState::Connected && !isLoading(); }));
-    }
-    /// The alert of a loss, and what other alerts there are by then; they are forgotten.
-    QStringList takeAlertsOfLoss() {
-        test::waitFor([this] { return !alerts_.alerts.empty(); });
-        return takeAlerts();
-    }
-    QStringList takeAlerts() {
-        QStringList messages;
-        for (const Alert& alert : std::exchange(alerts_.alerts, {}))
-            messages << alert.message;
-        return messages;
-    }
-
     test::SshServer server_{{}, GetParam()};
     const QString path_ = server_.path(u"a b.log"_s);
 };
@@ -247,19 +227,17 @@ TEST_P(RemoteServerTest, ALossLeavesTheRowsAndReconnectingGoesOn) {
     EXPECT_EQ(row(0), u"line 1"_s);
     server_.killConnections();
     EXPECT_TRUE(isLost());
-    EXPECT_EQ(takeAlertsOfLoss(), QStringList{u"Disconnected from remote server host!"_s});
+    EXPECT_EQ(takeNextAlerts(), QStringList{u"Disconnected from remote server host!"_s});
     EXPECT_EQ(row(0), u"line 1"_s);
     EXPECT_EQ(rows(), 12'345);
 
     server_.stop();
     document_->dataSource()->rowLine(5000);
     document_->dataSource()->rowLine(10'000);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-    test::waitFor([] { return true; });
+    settle();
     EXPECT_EQ(takeAlerts(), QStringList()) << "one for a loss, whatever fails afterwards";
     document_->reconnect();
-    ASSERT_TRUE(test::waitFor([this] { return !alerts_.alerts.empty(); }, std::chrono::seconds(60)));
-    EXPECT_EQ(takeAlerts(), QStringList{u"Could not connect to remote host!"_s});
+    EXPECT_EQ(takeNextAlerts(), QStringList{u"Could not connect to remote host!"_s});
     EXPECT_EQ(document_->connectionState(), ConnectionState::Lost);
 
     server_.start();
@@ -278,7 +256,7 @@ TEST_P(RemoteServerTest, ALossWhileFollowingIsToldOnceAndFollowingGoesOnAfterIt)
     server_.killConnections();
     EXPECT_TRUE(test::waitFor([this] { return isLost(); }));
     EXPECT_EQ(rows(), 101);
-    EXPECT_EQ(takeAlertsOfLoss(), QStringList{u"Disconnected from remote server host!"_s});
+    EXPECT_EQ(takeNextAlerts(), QStringList{u"Disconnected from remote server host!"_s});
     reconnect();
     EXPECT_TRUE(rowBecomes(100, u"followed"_s));
     inShell("printf 'more\\n' >>");
@@ -294,7 +272,7 @@ TEST_P(RemoteServerTest, ClosingBreaksOffWhatAFrozenServerHolds) {
     const auto start = std::chrono::steady_clock::now();
     document_->close();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
-    EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    settle();
     server_.resumeConnections();
     EXPECT_EQ(takeAlerts(), QStringList());
 }

@@ -1,10 +1,8 @@
 #include "e2e/soak/FileLife.h"
 
-#include <cerrno>
+#include "e2e/soak/Round.h"
+
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -22,27 +20,23 @@ constexpr std::size_t gradualWriteSize = 1 << 9;
 /// A file is cut or begun anew beyond this, so that all of it can be compared at every rest.
 constexpr std::uintmax_t largestFile = 6 << 20;
 
-[[noreturn]] void fail(const std::string& what) {
-    std::fprintf(stderr, "soak: %s: %s\n", what.c_str(), std::strerror(errno));
+void check(bool ok, const std::string& what) {
+    if (ok)
+        return;
+    std::perror(("soak: " + what).c_str());
     std::exit(2);
 }
 
-void check(bool ok, const std::string& what) {
-    if (!ok)
-        fail(what);
-}
-
-enum class Pace { AtOnce, Gradual };
-
-void writeFile(const std::string& path, std::string_view bytes, int flags, Pace pace = Pace::AtOnce) {
-    const std::size_t most = pace == Pace::AtOnce ? writeSize : gradualWriteSize;
+void writeFile(const std::string& path, std::string_view bytes, int flags,
+               FileLife::Pace pace = FileLife::Pace::AtOnce) {
+    const std::size_t most = pace == FileLife::Pace::AtOnce ? writeSize : gradualWriteSize;
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0644);
     check(file >= 0, path);
     while (!bytes.empty()) {
         const ssize_t written = ::write(file, bytes.data(), std::min(bytes.size(), most));
         check(written > 0, path);
         bytes.remove_prefix(static_cast<std::size_t>(written));
-        if (pace == Pace::Gradual)
+        if (pace == FileLife::Pace::Gradual)
             std::this_thread::sleep_for(std::chrono::microseconds(50));
     }
     ::close(file);
@@ -58,10 +52,6 @@ std::size_t cutAt(std::string_view content, unsigned thousandths) {
     while (size > 0 && size < content.size() && continuesCharacter(content[size]))
         --size;
     return size;
-}
-
-std::string sized(const char* name, const std::string& bytes) {
-    return name + (" " + std::to_string(bytes.size())) + " bytes";
 }
 
 std::string leafOf(const std::string& path) {
@@ -135,53 +125,52 @@ std::string FileLife::takeRest() {
 
 // ---- What happens
 
-Action FileLife::pause() {
-    const auto length =
-        std::chrono::milliseconds(1 + below(static_cast<std::uint64_t>(pollMilliseconds_) * 3));
+void FileLife::maybePause(Step& step, std::uint64_t oneOf) {
+    if (below(oneOf) != 0)
+        return;
     // What happens next meets the monitor at any moment of its round.
-    return {"pause " + std::to_string(length.count()) + " ms",
-            [length] { std::this_thread::sleep_for(length); }};
+    const auto length = 1 + below(static_cast<std::uint64_t>(pollMilliseconds_) * 3);
+    step.actions.push_back({joined("pause ", length, " ms"),
+                            [length] { std::this_thread::sleep_for(std::chrono::milliseconds(length)); }});
 }
 
-void FileLife::maybePause(Step& step) {
+void FileLife::maybeAppend(Step& step, std::uint64_t mostLines) {
+    maybePause(step);
     if (oneIn(2))
-        step.actions.push_back(pause());
+        step.actions.push_back(append(path_, lines(1 + below(mostLines))));
 }
 
-Action FileLife::append(const std::string& path, std::string bytes) {
-    std::string name = sized("append", bytes) + " to " + leafOf(path);
-    return {std::move(name), [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_APPEND); }};
+void FileLife::maybeAppendToOld(Step& step, std::uint64_t oneOf) {
+    maybePause(step);
+    if (below(oneOf) == 0) // its writer has not reopened it yet
+        step.actions.push_back(append(path_ + ".1", takeRest() + lines(1 + below(30))));
 }
 
-Action FileLife::appendGradually(const std::string& path, std::string bytes) {
-    std::string name = sized("gradually append", bytes) + " to " + leafOf(path);
-    return {std::move(name),
-            [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_APPEND, Pace::Gradual); }};
+Action FileLife::append(const std::string& path, std::string bytes, Pace pace) {
+    const char* const how = pace == Pace::AtOnce ? "append " : "gradually append ";
+    return {joined(how, bytes.size(), " bytes to ", leafOf(path)),
+            [path, bytes, pace] { writeFile(path, bytes, O_APPEND, pace); }};
 }
 
 Action FileLife::create(const std::string& path, std::string bytes) {
-    std::string name = sized("create with", bytes) + " " + leafOf(path);
-    return {std::move(name), [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_EXCL); }};
+    return {joined("create ", leafOf(path), " with ", bytes.size(), " bytes"),
+            [path, bytes] { writeFile(path, bytes, O_EXCL); }};
 }
 
-Action FileLife::truncate(const std::string& path, unsigned thousandths) {
-    return {"truncate to " + std::to_string(thousandths) + "/1000", [path, thousandths] {
+Action FileLife::truncate(unsigned thousandths) const {
+    return {joined("truncate to ", thousandths, "/1000"), [path = path_, thousandths] {
                 const std::string content = contentOf(path);
                 check(::truncate(path.c_str(), static_cast<off_t>(cutAt(content, thousandths))) == 0, path);
             }};
 }
 
 Action FileLife::rename(const std::string& from, const std::string& to) {
-    return {"rename " + leafOf(from) + " to " + leafOf(to),
+    return {joined("rename ", leafOf(from), " to ", leafOf(to)),
             [from, to] { check(::rename(from.c_str(), to.c_str()) == 0, from); }};
 }
 
-Action FileLife::copy(const std::string& from, const std::string& to) {
-    return {"copy to " + leafOf(to), [from, to] { writeFile(to, contentOf(from), O_TRUNC); }};
-}
-
-Action FileLife::remove(const std::string& path) {
-    return {"delete " + leafOf(path), [path] { check(::unlink(path.c_str()) == 0, path); }};
+Action FileLife::remove() const {
+    return {"delete", [path = path_] { check(::unlink(path.c_str()) == 0, path); }};
 }
 
 // ---- Steps
@@ -193,7 +182,7 @@ Step FileLife::next() {
     if (std::filesystem::file_size(path_, none) > largestFile)
         return oneIn(2) ? cut() : rotate();
     struct Choice {
-        unsigned weight;
+        unsigned weight; // of 100
         Step (FileLife::*draw)();
     };
     static constexpr Choice choices[] = {
@@ -209,16 +198,11 @@ Step FileLife::next() {
         {6, &FileLife::replace},
         {7, &FileLife::leaveAbsent},
     };
-    unsigned total = 0;
-    for (const Choice& choice : choices)
-        total += choice.weight;
-    auto drawn = below(total);
-    for (const Choice& choice : choices) {
-        if (drawn < choice.weight)
-            return (this->*choice.draw)();
-        drawn -= choice.weight;
-    }
-    std::abort();
+    auto drawn = below(100);
+    const Choice* choice = choices;
+    for (; drawn >= choice->weight; ++choice)
+        drawn -= choice->weight;
+    return (this->*choice->draw)();
 }
 
 Step FileLife::appendLines() {
@@ -244,8 +228,7 @@ Step FileLife::appendSlowly() {
     for (std::size_t done = 0; done < text.size();) {
         const std::size_t size = std::min<std::size_t>(text.size() - done, 1 + below(40));
         step.actions.push_back(append(path_, text.substr(done, size)));
-        if (oneIn(4))
-            step.actions.push_back(pause());
+        maybePause(step, 4);
         done += size;
     }
     return step;
@@ -255,8 +238,7 @@ Step FileLife::appendBurst() {
     Step step{{}, true};
     for (std::uint64_t i = 1 + below(3); i > 0; --i) {
         std::string text = takeRest() + lines(3'000 + below(9'000));
-        step.actions.push_back(oneIn(3) ? append(path_, std::move(text))
-                                        : appendGradually(path_, std::move(text)));
+        step.actions.push_back(append(path_, std::move(text), oneIn(3) ? Pace::AtOnce : Pace::Gradual));
         maybePause(step);
     }
     return step;
@@ -264,7 +246,7 @@ Step FileLife::appendBurst() {
 
 Step FileLife::cut() {
     rest_.clear();
-    return {{truncate(path_, oneIn(2) ? 0 : static_cast<unsigned>(below(1000)))}};
+    return {{truncate(oneIn(2) ? 0 : static_cast<unsigned>(below(1000)))}};
 }
 
 Step FileLife::cutAndRegrow() {
@@ -279,58 +261,48 @@ Step FileLife::cutAndRegrow() {
 Step FileLife::rotate() {
     Step step;
     for (std::uint64_t i = 1 + below(2); i > 0; --i) {
-        step.actions.push_back(rename(path_, path_ + ".1"));
         maybePause(step);
-        if (oneIn(3)) // its writer has not been told yet
-            step.actions.push_back(append(path_ + ".1", takeRest() + lines(1 + below(30))));
+        step.actions.push_back(rename(path_, path_ + ".1"));
+        maybeAppendToOld(step, 3);
         maybePause(step);
         step.actions.push_back(create(path_, someContent()));
-        maybePause(step);
     }
     rest_.clear();
-    if (oneIn(2))
-        step.actions.push_back(append(path_, lines(1 + below(50))));
+    maybeAppend(step, 50);
     return step;
 }
 
 Step FileLife::copyAndTruncate() {
-    Step step{{copy(path_, path_ + ".1")}};
+    Step step{{{"copy to " + leafOf(path_ + ".1"),
+                [path = path_] { writeFile(path + ".1", contentOf(path), O_TRUNC); }}}};
     maybePause(step);
-    step.actions.push_back(truncate(path_, 0));
+    step.actions.push_back(truncate(0));
     maybePause(step);
     rest_.clear();
-    switch (below(3)) {
-    case 0:
+    if (oneIn(3)) {
         step.actions.push_back(append(path_, someContent()));
-        break;
-    case 1: // more than before, of another content
-        step.actions.push_back({"regrow beyond the former size", [path = path_, one = lines(3)] {
-                                    const std::size_t former = contentOf(path + ".1").size();
-                                    std::string text = one;
-                                    while (text.size() <= former)
-                                        text += one;
-                                    writeFile(path, text, O_APPEND);
-                                }});
-        break;
-    default: // exactly as much
-        step.actions.push_back({"regrow to the former size", [path = path_] {
-                                    std::string text(contentOf(path + ".1").size(), '=');
-                                    for (std::size_t i = 60; i < text.size(); i += 61)
-                                        text[i] = '\n';
-                                    writeFile(path, text, O_APPEND);
-                                }});
+        return step;
     }
+    const bool isLarger = oneIn(2);
+    step.actions.push_back({isLarger ? "regrow beyond the former size" : "regrow to the former size",
+                            [path = path_, isLarger, line = lines(3)] {
+                                std::string text;
+                                const std::size_t former = contentOf(path + ".1").size();
+                                while (text.size() <= former)
+                                    text += isLarger ? line : std::string(60, '=') + '\n';
+                                if (!isLarger)
+                                    text.resize(former);
+                                writeFile(path, text, O_APPEND);
+                            }});
     return step;
 }
 
 Step FileLife::deleteAndRecreate() {
     rest_.clear();
-    Step step{{remove(path_)}};
+    Step step{{remove()}};
     maybePause(step);
     step.actions.push_back(create(path_, someContent()));
-    maybePause(step);
-    if (oneIn(2))
-        step.actions.push_back(append(path_, lines(1 + below(20))));
+    maybeAppend(step, 20);
     return step;
 }
 
@@ -347,15 +319,14 @@ Step FileLife::leaveAbsent() {
     wasRenamed_ = oneIn(2);
     if (!wasRenamed_) {
         rest_.clear();
-        return {{remove(path_)}};
+        return {{remove()}};
     }
     // An empty file may have taken the place of another empty one just now: nobody can say yet which of the
     // two the program holds, and only that one can be read once its name is gone.
     const bool isEmpty = contentOf(path_).empty();
     Step step{{rename(path_, path_ + ".1")}};
-    maybePause(step);
-    if (oneIn(2) && !isEmpty)
-        step.actions.push_back(append(path_ + ".1", takeRest() + lines(1 + below(30))));
+    if (!isEmpty)
+        maybeAppendToOld(step, 2);
     return step;
 }
 
@@ -365,9 +336,7 @@ Step FileLife::return_() {
         return {{rename(path_ + ".1", path_)}}; // the same file
     rest_.clear();
     Step step{{create(path_, someContent())}};
-    maybePause(step);
-    if (oneIn(2))
-        step.actions.push_back(append(path_, lines(1 + below(20))));
+    maybeAppend(step, 20);
     return step;
 }
 

@@ -30,6 +30,9 @@ struct Step {
 /// leaves whole lines, parts of lines or parts of characters behind; never bytes that can be no text.
 class FileLife {
 public:
+    /// Whether a write goes on while the file is measured and read.
+    enum class Pace { AtOnce, Gradual };
+
     /// `directory` is this object's own. `pollMilliseconds`: the scale of the pauses.
     FileLife(std::string directory, std::uint64_t seed, int pollMilliseconds);
 
@@ -49,15 +52,16 @@ private:
     /// What ends the character or line that was left unfinished, once.
     std::string takeRest();
 
-    Action pause();
-    static Action append(const std::string& path, std::string bytes);
-    static Action appendGradually(const std::string& path, std::string bytes);
+    static Action append(const std::string& path, std::string bytes, Pace pace = Pace::AtOnce);
     static Action create(const std::string& path, std::string bytes);
-    static Action truncate(const std::string& path, unsigned thousandths);
+    Action truncate(unsigned thousandths) const;
     static Action rename(const std::string& from, const std::string& to);
-    static Action copy(const std::string& from, const std::string& to);
-    static Action remove(const std::string& path);
-    void maybePause(Step& step);
+    Action remove() const;
+    void maybePause(Step& step, std::uint64_t oneOf = 2);
+    /// After a pause or none.
+    void maybeAppend(Step& step, std::uint64_t mostLines);
+    /// To the file that was renamed, after a pause or none.
+    void maybeAppendToOld(Step& step, std::uint64_t oneOf);
 
     Step appendLines();
     Step appendPart();

@@ -109,16 +109,19 @@ TEST_F(RemoteDocumentTest, AnUnknownHostOpensNothing) {
 
 TEST_F(RemoteDocumentTest, OneCountIsUnderWayAndTheLastOneIsShownMeanwhile) {
     openShown(test::numberedLines(1, 10));
+    document_->reload();
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60))); // its end is not reported yet
     const auto asked = client_->commands().size();
     client_->hold(true);
     file_->append(test::numberedLines(11, 5));
     document_->reload();
     ASSERT_TRUE(test::waitFor([&] { return client_->commands().size() > asked; }));
+    EXPECT_TRUE(document_->isLoading()) << "ended by the end of the earlier load";
     for (int i = 0; i < 100; ++i)
         EXPECT_EQ(rows(), 10);
     client_->hold(false);
     EXPECT_TRUE(waitForRows(15));
-    EXPECT_EQ(counts(), 2);
+    EXPECT_EQ(counts(), 3);
 }
 
 TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
@@ -212,21 +215,6 @@ TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOncePerLogin) {
     document_->checkFile([](FileFault) {});
     document_->reconnect();
     EXPECT_TRUE(test::waitFor([&] { return told() == 2; }));
-}
-
-TEST_F(RemoteDocumentTest, ClosingWaitsForNothing) {
-    openShown(test::numberedLines(1, 12'000));
-    client_->hold(true);
-    document_->dataSource()->rowLine(5999);
-    document_->dataSource()->rowLine(11'999);
-    ASSERT_TRUE(test::waitFor([this] { return pageCommands().size() == 3; }));
-    const auto start = std::chrono::steady_clock::now();
-    document_->close();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
-    EXPECT_FALSE(client_->isConnected());
-    EXPECT_EQ(document_->connectionState(), ConnectionState::Closed);
-    settle();
-    EXPECT_TRUE(alerts_.alerts.empty());
 }
 
 TEST_F(RemoteDocumentTest, NothingLogsInBehindTheEnd) {

@@ -59,6 +59,8 @@ TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
     EXPECT_EQ(counts(), 1) << "not from the start";
     EXPECT_TRUE(knownSizeBecomes(QFile(path()).size()));
 
+    client_->hold(true);
+    ASSERT_TRUE(waitForPolls(0));
     document_->stopTailing();
     ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
     EXPECT_TRUE(client_->isConnected());
@@ -106,17 +108,23 @@ TEST_F(RemoteFollowingTest, WhatIsWrittenAndEmptiedBetweenTwoPollsLeavesNoRows) 
 }
 
 TEST_F(RemoteFollowingTest, AShorterFileIsShownFromItsFirstLine) {
-    openLoaded(test::numberedLines(1, 100));
-    EXPECT_EQ(row(0), u"line 1"_s);
-    follow();
-    file_->truncate(0);
-    EXPECT_TRUE(waitForRows(0));
-    file_->append("new one\nnew two\n");
-    EXPECT_TRUE(rowBecomes(1, u"new two"_s));
-    EXPECT_EQ(row(0), u"new one"_s);
-    file_->overwrite("x\n");
-    EXPECT_TRUE(rowBecomes(0, u"x"_s));
-    EXPECT_EQ(rows(), 1);
+    for (const bool isFollowedBefore : {true, false}) {
+        openLoaded(test::numberedLines(1, 100));
+        EXPECT_EQ(row(0), u"line 1"_s);
+        if (isFollowedBefore)
+            follow();
+        file_->truncate(0);
+        if (!isFollowedBefore)
+            follow();
+        EXPECT_TRUE(waitForRows(0));
+        file_->append("new one\nnew two\n");
+        EXPECT_TRUE(rowBecomes(1, u"new two"_s));
+        EXPECT_EQ(row(0), u"new one"_s);
+        file_->overwrite("x\n");
+        EXPECT_TRUE(rowBecomes(0, u"x"_s));
+        EXPECT_EQ(rows(), 1);
+        document_->close();
+    }
 }
 
 TEST_F(RemoteFollowingTest, ACountThatBeganBeforeTheFileWasEmptiedIsForgotten) {
@@ -134,17 +142,6 @@ TEST_F(RemoteFollowingTest, ACountThatBeganBeforeTheFileWasEmptiedIsForgotten) {
     EXPECT_TRUE(rowBecomes(0, u"new"_s));
 }
 
-TEST_F(RemoteFollowingTest, AFileEmptiedBeforeItIsFollowedIsShownEmpty) {
-    openLoaded(test::numberedLines(1, 100));
-    EXPECT_EQ(row(0), u"line 1"_s);
-    file_->truncate(0);
-    follow();
-    EXPECT_TRUE(waitForRows(0));
-    file_->overwrite("new\n");
-    EXPECT_TRUE(rowBecomes(0, u"new"_s));
-    EXPECT_EQ(rows(), 1);
-}
-
 TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed) {
     // More than two pages, so that growth alone would leave the first row as it is.
     openLoaded(test::numberedLines(1, 12'000));
@@ -160,16 +157,6 @@ TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed)
     client_->setUnanswered(nullptr);
     EXPECT_TRUE(waitForRows(12'021));
     EXPECT_TRUE(rowBecomes(0, u"a"_s));
-}
-
-TEST_F(RemoteFollowingTest, StoppingDuringAPollLeavesTheRows) {
-    openLoaded(test::numberedLines(1, 100));
-    follow();
-    client_->hold(true);
-    ASSERT_TRUE(waitForPolls(0));
-    document_->stopTailing();
-    ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
-    EXPECT_EQ(rows(), 100);
 }
 
 TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {

@@ -102,11 +102,13 @@ TEST_F(ConnectionEndTest, AListingIsNoLargerThanItMayBeAndHasNoPaths) {
     }
 }
 
-TEST_F(ConnectionEndTest, OneChannelIsEnough) {
+TEST_F(ConnectionEndTest, CommandsWaitForTheirTurnWhereThereAreFewChannels) {
     using Program = test::SshServer::Program;
     const std::pair<Program, const char*> cases[] = {
+        {Program::OpenSsh, ""},
         {Program::OpenSsh, "MaxSessions 1"},
         {Program::OpenSsh, "MaxSessions 2"},
+        {Program::OpenSsh, "MaxSessions 3"},
         {Program::Dropbear, ""}, // more commands at once would end the connection
     };
     for (const auto& [program, settings] : cases) {
@@ -114,18 +116,20 @@ TEST_F(ConnectionEndTest, OneChannelIsEnough) {
         const test::SshServer server(settings, program);
         const auto client = loggedIn(server);
         std::vector<std::jthread> users;
-        for (int user = 0; user < 3; ++user) {
+        for (int user = 0; user < 11; ++user) {
             users.emplace_back([&, user] {
-                for (int count = 0; count < 10; ++count) {
+                for (int count = 0; count < 5; ++count) {
                     const QString text = u"%1 %2\n"_s.arg(user).arg(count);
-                    EXPECT_EQ(client->execute(u"echo "_s + text), text);
-                    if (user == 0) {
+                    EXPECT_EQ(client->execute(u"sleep 0.0%1; echo "_s.arg(user) + text), text);
+                    if (user == 0 && count < 2) {
                         const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(server.path());
                         EXPECT_TRUE(listed) << qPrintable(listed.error().userText);
                     }
                 }
             });
         }
+        users.clear(); // joins
+        EXPECT_LE(server.log().count("no more sessions"), 100) << "requested again without a pause";
     }
     EXPECT_EQ(alerts_.texts(), QStringList());
 }

@@ -130,14 +130,6 @@ TEST_P(ConnectionFaultTest, ACommandThatComesDuringALoginDoesNotEndIt) {
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
 
-TEST_P(ConnectionFaultTest, AnIdleConnectionThatIsLostIsToldToo) {
-    test::SshServer server({}, GetParam());
-    const auto client = loggedIn(server);
-    server.killConnections();
-    EXPECT_TRUE(test::waitFor([&] { return !client->isConnected(); }));
-    expectLosses(1, server.port());
-}
-
 TEST_P(ConnectionFaultTest, AServerThatDiesDuringAListingEndsIt) {
     test::SshServer server({}, GetParam());
     const QDir directory(server.path());
@@ -221,14 +213,6 @@ TEST_P(ConnectionFaultTest, ACommandMayBeSilentAsLongAsTheServerAnswers) {
     test::SshServer server({}, GetParam());
     const auto client = loggedIn(server);
     EXPECT_EQ(client->execute(u"sleep 4; echo counted"_s), u"counted\n"_s);
-    EXPECT_EQ(alerts_.texts(), QStringList());
-}
-
-TEST_P(ConnectionFaultTest, ACommandThatFailsEndsOnlyItself) {
-    test::SshServer server({}, GetParam());
-    const auto client = loggedIn(server);
-    EXPECT_EQ(client->execute(u"kill -KILL $$"_s), u""_s);
-    EXPECT_EQ(client->execute(u"echo on"_s), u"on\n"_s);
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
 

@@ -72,8 +72,9 @@ std::string Step::description() const {
     return text;
 }
 
-FileLife::FileLife(std::string directory, std::uint64_t seed, int pollMilliseconds)
-    : path_(std::move(directory) + "/soak.log"), pollMilliseconds_(pollMilliseconds), random_(seed) {}
+FileLife::FileLife(const std::string& directory, std::uint64_t seed, int pollMilliseconds)
+    : path_(directory + "/soak.log"), oldPath_(path_ + ".1"), pollMilliseconds_(pollMilliseconds),
+      random_(seed) {}
 
 void FileLife::begin() {
     writeFile(path_, someContent(), O_TRUNC);
@@ -125,91 +126,97 @@ std::string FileLife::takeRest() {
 
 // ---- What happens
 
-void FileLife::maybePause(Step& step, std::uint64_t oneOf) {
+void FileLife::act(std::string name, std::function<void()> run) {
+    step_.actions.push_back({std::move(name), std::move(run)});
+}
+
+void FileLife::append(const std::string& path, const std::string& bytes, Pace pace) {
+    act(joined(pace == Pace::AtOnce ? "append " : "gradually append ", bytes.size(), " bytes to ",
+               leafOf(path)),
+        [path, bytes, pace] { writeFile(path, bytes, O_APPEND, pace); });
+}
+
+void FileLife::create(const std::string& path) {
+    const std::string bytes = someContent();
+    act(joined("create ", leafOf(path), " with ", bytes.size(), " bytes"),
+        [path, bytes] { writeFile(path, bytes, O_EXCL); });
+}
+
+void FileLife::truncate(unsigned thousandths) {
+    act(joined("truncate to ", thousandths, "/1000"), [path = path_, thousandths] {
+        const std::string content = contentOf(path);
+        check(::truncate(path.c_str(), static_cast<off_t>(cutAt(content, thousandths))) == 0, path);
+    });
+}
+
+void FileLife::rename(const std::string& from, const std::string& to) {
+    act(joined("rename ", leafOf(from), " to ", leafOf(to)),
+        [from, to] { check(::rename(from.c_str(), to.c_str()) == 0, from); });
+}
+
+void FileLife::remove() {
+    act("delete", [path = path_] { check(::unlink(path.c_str()) == 0, path); });
+}
+
+void FileLife::maybePause(std::uint64_t oneOf) {
     if (below(oneOf) != 0)
         return;
     // What happens next meets the monitor at any moment of its round.
     const auto length = 1 + below(static_cast<std::uint64_t>(pollMilliseconds_) * 3);
-    step.actions.push_back({joined("pause ", length, " ms"),
-                            [length] { std::this_thread::sleep_for(std::chrono::milliseconds(length)); }});
+    act(joined("pause ", length, " ms"),
+        [length] { std::this_thread::sleep_for(std::chrono::milliseconds(length)); });
 }
 
-void FileLife::maybeAppend(Step& step, std::uint64_t mostLines) {
-    maybePause(step);
+void FileLife::maybeAppend(std::uint64_t mostLines) {
+    maybePause();
     if (oneIn(2))
-        step.actions.push_back(append(path_, lines(1 + below(mostLines))));
+        append(path_, lines(1 + below(mostLines)));
 }
 
-void FileLife::maybeAppendToOld(Step& step, std::uint64_t oneOf) {
-    maybePause(step);
-    if (below(oneOf) == 0) // its writer has not reopened it yet
-        step.actions.push_back(append(path_ + ".1", takeRest() + lines(1 + below(30))));
-}
-
-Action FileLife::append(const std::string& path, std::string bytes, Pace pace) {
-    const char* const how = pace == Pace::AtOnce ? "append " : "gradually append ";
-    return {joined(how, bytes.size(), " bytes to ", leafOf(path)),
-            [path, bytes, pace] { writeFile(path, bytes, O_APPEND, pace); }};
-}
-
-Action FileLife::create(const std::string& path, std::string bytes) {
-    return {joined("create ", leafOf(path), " with ", bytes.size(), " bytes"),
-            [path, bytes] { writeFile(path, bytes, O_EXCL); }};
-}
-
-Action FileLife::truncate(unsigned thousandths) const {
-    return {joined("truncate to ", thousandths, "/1000"), [path = path_, thousandths] {
-                const std::string content = contentOf(path);
-                check(::truncate(path.c_str(), static_cast<off_t>(cutAt(content, thousandths))) == 0, path);
-            }};
-}
-
-Action FileLife::rename(const std::string& from, const std::string& to) {
-    return {joined("rename ", leafOf(from), " to ", leafOf(to)),
-            [from, to] { check(::rename(from.c_str(), to.c_str()) == 0, from); }};
-}
-
-Action FileLife::remove() const {
-    return {"delete", [path = path_] { check(::unlink(path.c_str()) == 0, path); }};
+void FileLife::maybeAppendToOld(std::uint64_t oneOf) {
+    maybePause();
+    if (oneIn(oneOf)) // its writer has not reopened it yet
+        append(oldPath_, takeRest() + lines(1 + below(30)));
 }
 
 // ---- Steps
 
 Step FileLife::next() {
-    if (isAbsent_)
-        return return_();
+    step_ = {};
     std::error_code none;
-    if (std::filesystem::file_size(path_, none) > largestFile)
-        return oneIn(2) ? cut() : rotate();
-    struct Choice {
-        unsigned weight; // of 100
-        Step (FileLife::*draw)();
-    };
-    static constexpr Choice choices[] = {
-        {20, &FileLife::appendLines},
-        {14, &FileLife::appendPart},
-        {8, &FileLife::appendSlowly},
-        {6, &FileLife::appendBurst},
-        {6, &FileLife::cut},
-        {9, &FileLife::cutAndRegrow},
-        {9, &FileLife::rotate},
-        {9, &FileLife::copyAndTruncate},
-        {6, &FileLife::deleteAndRecreate},
-        {6, &FileLife::replace},
-        {7, &FileLife::leaveAbsent},
-    };
-    auto drawn = below(100);
-    const Choice* choice = choices;
-    for (; drawn >= choice->weight; ++choice)
-        drawn -= choice->weight;
-    return (this->*choice->draw)();
+    if (isAbsent_) {
+        comeBack();
+    } else if (std::filesystem::file_size(path_, none) > largestFile) {
+        oneIn(2) ? cut() : rotate();
+    } else {
+        struct Choice {
+            unsigned weight; // of 100
+            bool onlyAppends;
+            void (FileLife::*draw)();
+        };
+        static constexpr Choice choices[] = {
+            {20, true, &FileLife::appendLines}, {14, true, &FileLife::appendPart},
+            {8, true, &FileLife::appendSlowly}, {6, true, &FileLife::appendBurst},
+            {6, false, &FileLife::cut},         {9, false, &FileLife::cutAndRegrow},
+            {9, false, &FileLife::rotate},      {9, false, &FileLife::copyAndTruncate},
+            {6, false, &FileLife::recreate},    {6, false, &FileLife::replace},
+            {7, false, &FileLife::leaveAbsent},
+        };
+        auto drawn = below(100);
+        const Choice* choice = choices;
+        for (; drawn >= choice->weight; ++choice)
+            drawn -= choice->weight;
+        step_.onlyAppends = choice->onlyAppends;
+        (this->*choice->draw)();
+    }
+    return step_;
 }
 
-Step FileLife::appendLines() {
-    return {{append(path_, takeRest() + lines(1 + below(20)))}, true};
+void FileLife::appendLines() {
+    append(path_, takeRest() + lines(1 + below(20)));
 }
 
-Step FileLife::appendPart() {
+void FileLife::appendPart() {
     std::string text = takeRest() + lines(below(3)) + line();
     std::size_t size = text.size() - 1 - below(std::min<std::size_t>(text.size(), 12));
     if (oneIn(2)) {
@@ -218,126 +225,108 @@ Step FileLife::appendPart() {
         size = text.size() - (text.ends_with("\r\n") ? 2 : 1) - 1 - below(6);
     }
     rest_ = text.substr(size);
-    text.resize(size);
-    return {{append(path_, std::move(text))}, true};
+    append(path_, text.substr(0, size));
 }
 
-Step FileLife::appendSlowly() {
+void FileLife::appendSlowly() {
     const std::string text = takeRest() + lines(1 + below(4));
-    Step step{{}, true};
-    for (std::size_t done = 0; done < text.size();) {
-        const std::size_t size = std::min<std::size_t>(text.size() - done, 1 + below(40));
-        step.actions.push_back(append(path_, text.substr(done, size)));
-        maybePause(step, 4);
-        done += size;
+    for (std::size_t done = 0, size = 0; done < text.size(); done += size) {
+        size = std::min<std::size_t>(text.size() - done, 1 + below(40));
+        append(path_, text.substr(done, size));
+        maybePause(4);
     }
-    return step;
 }
 
-Step FileLife::appendBurst() {
-    Step step{{}, true};
+void FileLife::appendBurst() {
     for (std::uint64_t i = 1 + below(3); i > 0; --i) {
-        std::string text = takeRest() + lines(3'000 + below(9'000));
-        step.actions.push_back(append(path_, std::move(text), oneIn(3) ? Pace::AtOnce : Pace::Gradual));
-        maybePause(step);
+        append(path_, takeRest() + lines(3'000 + below(9'000)), oneIn(3) ? Pace::AtOnce : Pace::Gradual);
+        maybePause();
     }
-    return step;
 }
 
-Step FileLife::cut() {
+void FileLife::cut() {
     rest_.clear();
-    return {{truncate(oneIn(2) ? 0 : static_cast<unsigned>(below(1000)))}};
+    truncate(oneIn(2) ? 0 : static_cast<unsigned>(below(1000)));
 }
 
-Step FileLife::cutAndRegrow() {
-    Step step = cut();
+void FileLife::cutAndRegrow() {
+    cut();
     for (std::uint64_t i = 1 + below(2); i > 0; --i) {
-        maybePause(step);
-        step.actions.push_back(append(path_, someContent()));
+        maybePause();
+        append(path_, someContent());
     }
-    return step;
 }
 
-Step FileLife::rotate() {
-    Step step;
+void FileLife::rotate() {
     for (std::uint64_t i = 1 + below(2); i > 0; --i) {
-        maybePause(step);
-        step.actions.push_back(rename(path_, path_ + ".1"));
-        maybeAppendToOld(step, 3);
-        maybePause(step);
-        step.actions.push_back(create(path_, someContent()));
+        maybePause();
+        rename(path_, oldPath_);
+        maybeAppendToOld(3);
+        maybePause();
+        create(path_);
     }
     rest_.clear();
-    maybeAppend(step, 50);
-    return step;
+    maybeAppend(50);
 }
 
-Step FileLife::copyAndTruncate() {
-    Step step{{{"copy to " + leafOf(path_ + ".1"),
-                [path = path_] { writeFile(path + ".1", contentOf(path), O_TRUNC); }}}};
-    maybePause(step);
-    step.actions.push_back(truncate(0));
-    maybePause(step);
+void FileLife::copyAndTruncate() {
+    act("copy", [from = path_, to = oldPath_] { writeFile(to, contentOf(from), O_TRUNC); });
+    maybePause();
+    truncate(0);
+    maybePause();
     rest_.clear();
-    if (oneIn(3)) {
-        step.actions.push_back(append(path_, someContent()));
-        return step;
-    }
+    if (oneIn(3))
+        return append(path_, someContent());
     const bool isLarger = oneIn(2);
-    step.actions.push_back({isLarger ? "regrow beyond the former size" : "regrow to the former size",
-                            [path = path_, isLarger, line = lines(3)] {
-                                std::string text;
-                                const std::size_t former = contentOf(path + ".1").size();
-                                while (text.size() <= former)
-                                    text += isLarger ? line : std::string(60, '=') + '\n';
-                                if (!isLarger)
-                                    text.resize(former);
-                                writeFile(path, text, O_APPEND);
-                            }});
-    return step;
+    act(isLarger ? "regrow beyond the former size" : "regrow to the former size",
+        [path = path_, old = oldPath_, isLarger, line = lines(3)] {
+            std::string text;
+            const std::size_t former = contentOf(old).size();
+            while (text.size() <= former)
+                text += isLarger ? line : std::string(60, '=') + '\n';
+            if (!isLarger)
+                text.resize(former);
+            writeFile(path, text, O_APPEND);
+        });
 }
 
-Step FileLife::deleteAndRecreate() {
+void FileLife::recreate() {
     rest_.clear();
-    Step step{{remove()}};
-    maybePause(step);
-    step.actions.push_back(create(path_, someContent()));
-    maybeAppend(step, 20);
-    return step;
+    remove();
+    maybePause();
+    create(path_);
+    maybeAppend(20);
 }
 
-Step FileLife::replace() {
+void FileLife::replace() {
     rest_.clear();
-    Step step{{create(path_ + ".new", someContent())}};
-    maybePause(step);
-    step.actions.push_back(rename(path_ + ".new", path_));
-    return step;
+    create(path_ + ".new");
+    maybePause();
+    rename(path_ + ".new", path_);
 }
 
-Step FileLife::leaveAbsent() {
+void FileLife::leaveAbsent() {
     isAbsent_ = true;
     wasRenamed_ = oneIn(2);
     if (!wasRenamed_) {
         rest_.clear();
-        return {{remove()}};
+        return remove();
     }
-    // An empty file may have taken the place of another empty one just now: nobody can say yet which of the
-    // two the program holds, and only that one can be read once its name is gone.
+    // An empty file may have taken the place of another empty one just now: it cannot be known yet which of
+    // the two the program holds, and only that one can be read after its name is deleted.
     const bool isEmpty = contentOf(path_).empty();
-    Step step{{rename(path_, path_ + ".1")}};
+    rename(path_, oldPath_);
     if (!isEmpty)
-        maybeAppendToOld(step, 2);
-    return step;
+        maybeAppendToOld(2);
 }
 
-Step FileLife::return_() {
+void FileLife::comeBack() {
     isAbsent_ = false;
     if (wasRenamed_ && oneIn(3))
-        return {{rename(path_ + ".1", path_)}}; // the same file
+        return rename(oldPath_, path_); // the same file
     rest_.clear();
-    Step step{{create(path_, someContent())}};
-    maybeAppend(step, 20);
-    return step;
+    create(path_);
+    maybeAppend(20);
 }
 
 } // namespace korvane::soak

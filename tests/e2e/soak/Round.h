@@ -31,6 +31,14 @@ struct Fault : std::runtime_error {
     explicit Fault(const Parts&... parts) : std::runtime_error(joined(parts...)) {}
 };
 
+/// What a soak has done, by name.
+using Totals = std::map<std::string, long long>;
+
+inline void print(const Totals& totals) {
+    for (const auto& [name, count] : totals)
+        std::printf("%lld %s\n", count, name.c_str());
+}
+
 /// One file, from its opening to its closing. The same seed draws the same steps.
 class Round {
 public:
@@ -42,6 +50,7 @@ public:
     bool run() {
         try {
             play();
+            ++totals_["rounds"];
             return true;
         } catch (const Fault& fault) {
             std::printf("seed %llu\n", static_cast<unsigned long long>(seed_));
@@ -54,7 +63,7 @@ public:
     }
 
 protected:
-    explicit Round(std::uint64_t seed) : seed_(seed), random_(seed) {}
+    Round(std::uint64_t seed, Totals& totals) : seed_(seed), totals_(totals), random_(seed) {}
 
     virtual void play() = 0;
     std::uint64_t below(std::uint64_t count) { return random_() % count; }
@@ -64,6 +73,7 @@ protected:
     }
 
     const std::uint64_t seed_;
+    Totals& totals_;
 
 private:
     std::mt19937_64 random_;

@@ -63,17 +63,11 @@ private:
     int descriptor_ = -1;
 };
 
-struct Totals {
-    long rounds = 0;
-    long steps = 0;
-    long long rows = 0;
-};
-
 /// One file, followed in a window.
 class WindowRound : public Round {
 public:
     WindowRound(test::Session& session, std::uint64_t seed, Clock::time_point end, Totals& totals)
-        : Round(seed), session_(session), end_(end), totals_(totals),
+        : Round(seed, totals), session_(session), end_(end),
           life_(directory_.path().toStdString(), seed + 1, pollMilliseconds) {}
 
 private:
@@ -87,7 +81,6 @@ private:
 
     test::Session& session_;
     const Clock::time_point end_;
-    Totals& totals_;
     QTemporaryDir directory_;
     FileLife life_;
     KeptFile file_;
@@ -98,13 +91,12 @@ private:
 };
 
 void WindowRound::play() {
-    ++totals_.rounds;
     life_.begin();
     open();
     rest("opened");
     for (int i = 0; i < stepsPerRound && Clock::now() < end_; ++i) {
         runStep(life_.next());
-        ++totals_.steps;
+        ++totals_["steps"];
     }
     if (!session_.close())
         throw Fault("background work goes on after the file was closed");
@@ -193,7 +185,7 @@ void WindowRound::rest(const char* when) {
             throw Fault(when, ": ", *difference);
         passTime(milliseconds(5));
     }
-    totals_.rows += static_cast<long long>(shown.lineCount());
+    totals_["rows compared"] += static_cast<long long>(shown.lineCount());
 }
 
 void WindowRound::expectSamePlace(const Step& step) const {
@@ -217,7 +209,7 @@ int run(const Numbers& numbers) {
         if (!WindowRound(session, seed++, end, totals).run())
             std::_Exit(EXIT_FAILURE); // what hangs would hold up the end
     } while (Clock::now() < end);
-    std::printf("%ld files, %ld steps, %lld rows compared\n", totals.rounds, totals.steps, totals.rows);
+    print(totals);
     return EXIT_SUCCESS;
 }
 

@@ -118,7 +118,7 @@ TEST_F(ConnectionEndTest, CommandsWaitForTheirTurnWhereThereAreFewChannels) {
         std::vector<std::jthread> users;
         for (int user = 0; user < 11; ++user) {
             users.emplace_back([&, user] {
-                for (int count = 0; count < 5; ++count) {
+                for (int count = 0; count < 3; ++count) {
                     const QString text = u"%1 %2\n"_s.arg(user).arg(count);
                     EXPECT_EQ(client->execute(u"sleep 0.0%1; echo "_s.arg(user) + text), text);
                     if (user == 0 && count < 2) {

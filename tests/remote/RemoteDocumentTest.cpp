@@ -1,5 +1,4 @@
 #include "core/search/SearchItem.h"
-#include "documents/AppDocumentController.h"
 #include "documents/LoadProgressController.h"
 #include "remote/ShellSession.h"
 #include "remote/hosts/RemoteHostsManager.h"
@@ -79,32 +78,20 @@ TEST_F(RemoteDocumentTest, AFailedLoadIsToldOnceAndLeavesNoTrace) {
 }
 
 TEST_F(RemoteDocumentTest, AnUnknownHostOpensNothing) {
-    class NoWindows : public DocumentWindowFactory {
-        void makeWindow(const std::shared_ptr<Document>&) override { ADD_FAILURE(); }
-        void changesEnd(const std::shared_ptr<Document>&) override {}
-        void waitForFile(const QUrl&, std::optional<qint64>, const QString&) override {}
-        void closeWindow(const std::shared_ptr<Document>&) override {}
-        void goToLine(const std::shared_ptr<Document>&, qint64) override {}
-    } windows;
     const QTemporaryDir directory;
     const auto hosts =
         std::move(RemoteHostsManager::load(directory.path(), Preferences::shared().userDefaults())).value();
     ASSERT_TRUE(hosts->add(std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s)));
-    AppDocumentController controller(windows, alerts_);
-    controller.setRemoteDocumentClass(
-        [&](const QUrl& url) { return RemoteDocument::createForUrl(url, *hosts, alerts_); });
+    EXPECT_TRUE(RemoteDocument::createForUrl(QUrl(u"ssh://u@h:22//tmp/x.log"_s), *hosts, alerts_));
     const QUrl url(u"ssh://u@h:2222//tmp/x.log"_s);
-    EXPECT_FALSE(controller.openDocument(url));
-    EXPECT_EQ(alerts_.texts(),
-              QStringList(u"Could not find remote host information for URL|Ensure the remote host referenced "
-                          "in the URL is present and configured with the same user and server host:port "
-                          "information"_s));
-    const auto error = controller.makeDocument(url, AppDocumentController::remoteDocumentType);
-    ASSERT_FALSE(error);
-    EXPECT_EQ(error.error().url, url.toString());
-    EXPECT_EQ(error.error().code, -1004);
-    EXPECT_TRUE(controller.makeDocument(QUrl(u"ssh://u@h:22//tmp/x.log"_s),
-                                        AppDocumentController::remoteDocumentType));
+    const auto refused = RemoteDocument::createForUrl(url, *hosts, alerts_);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().userText, u"Could not find remote host information for URL"_s);
+    EXPECT_EQ(refused.error().recoverySuggestion,
+              u"Ensure the remote host referenced in the URL is present and configured with the same user "
+              "and server host:port information"_s);
+    EXPECT_EQ(refused.error().url, url.toString());
+    EXPECT_EQ(refused.error().code, -1004);
 }
 
 TEST_F(RemoteDocumentTest, OneCountIsUnderWayAndTheLastOneIsShownMeanwhile) {

@@ -114,6 +114,15 @@ protected:
         alerts_.nextAnswer.reset();
         return alerts_.texts();
     }
+    /// A connection test is cancelled when the condition holds, and ends.
+    void cancelWhen(const std::shared_ptr<RemoteHost>& host, const std::function<bool()>& condition) {
+        const auto client = clientFor(host);
+        bool isDone = false;
+        client->testConnection([&] { isDone = true; });
+        EXPECT_TRUE(waitFor(condition));
+        client->cancelConnectionTest();
+        EXPECT_TRUE(waitFor([&] { return isDone; }));
+    }
     /// Number of alerts becomes this at least.
     bool alertsBecome(std::size_t count) {
         return waitFor([&] { return alerts_.alerts.size() >= count; });

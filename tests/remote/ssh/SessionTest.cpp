@@ -176,21 +176,23 @@ TEST_P(SessionTest, OurOwnDisconnectionStopsWhatRunsAndIsNotToldOf) {
 
 TEST_P(SessionTest, AListingNamesWhatIsThereAndWhereLinksLead) {
     const test::SshServer server({}, GetParam());
-    const QDir home(server.path());
-    ASSERT_TRUE(home.mkpath(u"tree/sub dir"_s));
-    ASSERT_TRUE(QFile::link(u"sub dir"_s, server.path(u"tree/to directory"_s)));
-    ASSERT_TRUE(QFile::link(u"gone"_s, server.path(u"tree/to nothing"_s)));
-    ASSERT_TRUE(QFile::link(u"ä.log"_s, server.path(u"tree/to file"_s)));
-    ASSERT_TRUE(QFile::link(u"tree"_s, server.path(u"link to tree"_s)));
+    const QString path = server.path(u"tree/ä.log"_s);
+    ASSERT_TRUE(QDir(server.path()).mkpath(u"tree/sub dir"_s));
+    const std::pair<QString, QString> links[] = {{u"tree/to nothing"_s, u"gone"_s},
+                                                 {u"tree/to directory"_s, u"sub dir"_s},
+                                                 {u"tree/to file"_s, u"ä.log"_s},
+                                                 {u"link to tree"_s, u"tree"_s}};
+    for (const auto& [link, target] : links)
+        ASSERT_TRUE(QFile::link(target, server.path(link)));
     ASSERT_EQ(::mkfifo(server.path(u"tree/pipe"_s).toUtf8().constData(), 0600), 0);
-    test::writeFile(server.path(u"tree/ä.log"_s), "12345");
+    test::writeFile(path, "12345");
     struct stat status {};
-    ASSERT_EQ(::stat(server.path(u"tree/ä.log"_s).toUtf8().constData(), &status), 0);
+    ASSERT_EQ(::stat(path.toUtf8().constData(), &status), 0);
     const auto client = loggedIn(server);
     SFTPClient files(client);
     using Kind = RemoteFileKind;
-    for (const QString& path : {u"tree"_s, u"link to tree"_s}) {
-        const auto listed = files.contentsOfDirectoryAtPath(server.path(path));
+    for (const QString& directory : {u"tree"_s, u"link to tree"_s}) {
+        const auto listed = files.contentsOfDirectoryAtPath(server.path(directory));
         ASSERT_TRUE(listed) << listed.error().userText.toStdString();
         std::map<QString, Kind> all;
         for (const SFTPClient::Entry& entry : listed.value()) {
@@ -207,25 +209,25 @@ TEST_P(SessionTest, AListingNamesWhatIsThereAndWhereLinksLead) {
                                                 {u"to file"_s, Kind::Link},
                                                 {u"pipe"_s, Kind::Special}}));
     }
-    const auto targets =
-        files.followLinks({server.path(u"tree/to nothing"_s), server.path(u"tree/to directory"_s),
-                           server.path(u"tree/to file"_s)});
+    const auto unreadable = [&](const QString& name, const QString& reason) {
+        return u"\"%1\" cannot be read: %2."_s.arg(server.path(name), reason);
+    };
+    const auto targets = files.followLinks(
+        {server.path(links[0].first), server.path(links[1].first), server.path(links[2].first)});
     ASSERT_TRUE(targets && targets.value().size() == 3U);
     EXPECT_EQ(targets.value()[0].kind, Kind::Missing);
-    EXPECT_EQ(targets.value()[0].fault,
-              u"\"%1\" cannot be read: it does not exist."_s.arg(server.path(u"tree/to nothing"_s)));
+    EXPECT_EQ(targets.value()[0].fault, unreadable(links[0].first, u"it does not exist"_s));
     EXPECT_EQ(targets.value()[1].kind, Kind::Directory);
     EXPECT_EQ(targets.value()[2].kind, Kind::Regular);
     EXPECT_EQ(targets.value()[2].fileSize, 5U);
-    const std::pair<QString, QString> refused[] = {{u"absent"_s, u"it does not exist"_s},
-                                                   {u"tree/ä.log"_s, u"it is no directory"_s}};
-    for (const auto& [path, reason] : refused) {
-        const auto listed = files.contentsOfDirectoryAtPath(server.path(path));
+    for (const auto& [name, reason] :
+         {std::pair(u"absent"_s, u"it does not exist"_s), {u"tree/ä.log"_s, u"it is no directory"_s}}) {
+        const auto listed = files.contentsOfDirectoryAtPath(server.path(name));
         ASSERT_FALSE(listed);
-        EXPECT_EQ(listed.error().userText, u"\"%1\" cannot be read: %2."_s.arg(server.path(path), reason));
-        EXPECT_FALSE(files.directoryExistsAtPath(server.path(path)));
+        EXPECT_EQ(listed.error().userText, unreadable(name, reason));
+        EXPECT_FALSE(files.directoryExistsAtPath(server.path(name)));
     }
-    const auto info = files.infoForFileAtPath(server.path(u"tree/ä.log"_s));
+    const auto info = files.infoForFileAtPath(path);
     ASSERT_TRUE(info) << info.error().userText.toStdString();
     EXPECT_EQ(info.value().filename, u"ä.log"_s);
     EXPECT_EQ(info.value().fileSize, 5U);

@@ -108,15 +108,6 @@ protected:
         EXPECT_EQ(connected(client), notAuthorised_);
         return client->fault();
     }
-    /// A connection test is cancelled when the condition holds, and ends.
-    void cancelWhen(const std::shared_ptr<RemoteHost>& host, const std::function<bool()>& condition) {
-        const auto client = clientFor(host);
-        bool isDone = false;
-        client->testConnection([&] { isDone = true; });
-        EXPECT_TRUE(test::waitFor(condition));
-        client->cancelConnectionTest();
-        EXPECT_TRUE(test::waitFor([&] { return isDone; }));
-    }
 
     const QString authorised_ = u"authorised, home"_s;
     const QString notAuthorised_ = u"not authorised, no home"_s;

@@ -11,6 +11,7 @@
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QScreen>
+#include <QStringDecoder>
 #include <QWindow>
 
 #include <algorithm>
@@ -24,33 +25,15 @@ std::string quoted(const QString& text) {
     return text.size() > longest ? joined(shown, "… (", text.size(), " units)") : shown;
 }
 
-/// How many bytes at the end begin a character that is not there as a whole yet.
-std::size_t unfinishedBytes(std::string_view content) {
-    for (std::size_t back = 1; back <= std::min<std::size_t>(3, content.size()); ++back) {
-        const auto byte = static_cast<unsigned char>(content[content.size() - back]);
-        if ((byte & 0xC0) == 0x80)
-            continue;
-        const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-        return length > back ? back : 0;
-    }
-    return 0;
-}
-
 } // namespace
 
-std::vector<QString> linesOf(std::string_view content) {
-    content.remove_suffix(unfinishedBytes(content));
-    std::vector<QString> lines;
-    for (;;) {
-        const std::size_t end = std::min(content.find('\n'), content.size());
-        lines.push_back(QString::fromUtf8(content.data(), static_cast<qsizetype>(end)));
-        if (end == content.size())
-            return lines;
-        content.remove_prefix(end + 1);
-    }
+QStringList linesOf(const std::string& content) {
+    // Keeps back a last character that is not whole yet.
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    return QString(decoder(QByteArrayView(content))).split(u'\n');
 }
 
-ShownRows::ShownRows(MainWindowController& page, std::vector<QString> lines, std::uint64_t seed)
+ShownRows::ShownRows(MainWindowController& page, QStringList lines, std::uint64_t seed)
     : page_(page), lines_(std::move(lines)), random_(seed) {}
 
 std::optional<std::string> ShownRows::difference() {
@@ -65,7 +48,7 @@ std::optional<std::string> ShownRows::difference() {
 void ShownRows::compare() {
     const LogTableView& table = page_.logView().tableView();
     const auto source = page_.document()->dataSource();
-    const auto count = static_cast<qint64>(lines_.size());
+    const auto count = qint64(lines_.size());
     for (const qint64 shown : {table.rowCount(), source->numberOfRows()}) {
         if (shown != count)
             throw Fault("there are ", shown, " rows, the file holds ", count, " lines");
@@ -89,7 +72,7 @@ void ShownRows::compare() {
 }
 
 void ShownRows::compareText(const char* where, qint64 row, const QString& shown) const {
-    const QString& expected = lines_[static_cast<std::size_t>(row)];
+    const QString& expected = lines_[row];
     if (shown != expected)
         throw Fault(where, ", row ", row, " shows ", quoted(shown), ", the file holds ", quoted(expected));
 }
@@ -127,7 +110,7 @@ void ShownRows::compareInSource(qint64 row) const {
 }
 
 std::vector<qint64> ShownRows::sampledRows() {
-    const auto count = static_cast<qint64>(lines_.size());
+    const auto count = qint64(lines_.size());
     std::vector<qint64> rows = {0, count - 1};
     for (qint64 page = 1; page < pages::pageOfLine(count - 1); ++page) {
         rows.push_back(pages::firstLine(page + 1) - 1);

@@ -15,9 +15,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <fcntl.h>
+#include <fstream>
 #include <thread>
-#include <unistd.h>
 
 namespace korvane::soak {
 namespace {
@@ -30,38 +29,6 @@ constexpr int pollMilliseconds = 100;
 /// Far beyond what a loaded machine needs under a sanitizer.
 constexpr auto limit = seconds(90);
 constexpr int stepsPerRound = 60;
-
-/// A file that stays readable when its name goes.
-class KeptFile {
-public:
-    ~KeptFile() { ::close(descriptor_); }
-    KeptFile() = default;
-    KeptFile(const KeptFile&) = delete;
-    KeptFile& operator=(const KeptFile&) = delete;
-
-    /// Takes the file at the path, if there is one.
-    void take(const std::string& path) {
-        const int opened = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (opened < 0)
-            return;
-        ::close(descriptor_);
-        descriptor_ = opened;
-    }
-
-    std::string content() const {
-        std::string bytes;
-        char block[1 << 16];
-        for (;;) {
-            const ssize_t got = ::pread(descriptor_, block, sizeof block, static_cast<off_t>(bytes.size()));
-            if (got <= 0)
-                return bytes;
-            bytes.append(block, static_cast<std::size_t>(got));
-        }
-    }
-
-private:
-    int descriptor_ = -1;
-};
 
 /// One file, followed in a window.
 class WindowRound : public Round {
@@ -76,6 +43,7 @@ private:
     void runStep(const Step& step);
     void scrollSomewhere();
     static void passTime(milliseconds time);
+    QStringList fileLines();
     void rest(const char* when);
     void expectSamePlace(const Step& step) const;
 
@@ -83,7 +51,8 @@ private:
     const Clock::time_point end_;
     QTemporaryDir directory_;
     FileLife life_;
-    KeptFile file_;
+    /// Stays readable when its name is deleted.
+    std::ifstream file_;
 
     bool stoodAtEnd_ = false;
     qint64 firstRow_ = 0;
@@ -124,7 +93,7 @@ void WindowRound::runStep(const Step& step) {
     if (below(4) == 0) {
         passTime(milliseconds(below(5 * pollMilliseconds)));
         // Nothing has happened to the file: nothing may have happened to the rows.
-        if (const auto found = ShownRows(*session_.page, linesOf(file_.content()), seed_).difference())
+        if (const auto found = ShownRows(*session_.page, fileLines(), seed_).difference())
             throw Fault("at rest: ", *found);
     }
     stoodAtEnd_ = session_.table().isAtEnd();
@@ -175,17 +144,24 @@ void WindowRound::passTime(milliseconds time) {
     } while (Clock::now() < end);
 }
 
+QStringList WindowRound::fileLines() {
+    file_.clear();
+    file_.seekg(0);
+    return linesOf({std::istreambuf_iterator<char>(file_), {}});
+}
+
 /// Waits until the window shows what the file holds.
 void WindowRound::rest(const char* when) {
-    file_.take(life_.path());
-    ShownRows shown(*session_.page, linesOf(file_.content()), seed_);
+    if (std::ifstream opened(life_.path(), std::ios::binary); opened)
+        file_ = std::move(opened);
+    ShownRows shown(*session_.page, fileLines(), seed_);
     const auto end = Clock::now() + limit;
     while (const auto difference = shown.difference()) {
         if (Clock::now() > end)
             throw Fault(when, ": ", *difference);
         passTime(milliseconds(5));
     }
-    totals_["rows compared"] += static_cast<long long>(shown.lineCount());
+    totals_["rows compared"] += shown.lineCount();
 }
 
 void WindowRound::expectSamePlace(const Step& step) const {

@@ -176,9 +176,9 @@ TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
     EXPECT_EQ(counts(), 1);
 }
 
-// ---- Rules that tell of what arrives
+// ---- Rules that report appended lines
 
-/// With a rule that tells of every line with the word "error", and nobody looking at the rows.
+/// With a rule that reports every line with the word "error". No row is requested.
 class RuledRemoteTest : public test::ShellSession {
 protected:
     RuledRemoteTest() {
@@ -200,7 +200,7 @@ protected:
         FiltersManager::shared().addRule(rule);
         FilterRulesMemento::shared().addActiveRule(rule->id(), absoluteString(document_->fileUrl()));
     }
-    /// The one-based numbers of the lines told of, once nothing is under way.
+    /// The one-based numbers of the lines reported, once nothing is under way.
     std::vector<qint64> told() {
         waitForPolls(3);
         std::vector<qint64> lines;
@@ -226,7 +226,7 @@ TEST_F(RuledRemoteTest, WhatArrivesIsToldOnceAndWhatWasThereIsNot) {
     EXPECT_TRUE(waitForTold(2));
     EXPECT_EQ(told(), (std::vector<qint64>{4, 5}));
 
-    // Beyond what is asked for at once, the last line being the last of a piece; and shown as well.
+    // More than is requested at once; the last line ends a piece, and is also shown.
     QByteArray many = test::numberedLines(6, 9999);
     many.insert(many.size() - 1, " error");
     file_->append(many + "error 10005\n");

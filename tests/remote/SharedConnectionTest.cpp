@@ -1,5 +1,4 @@
 #include "core/FileObserverProtocol.h"
-#include "remote/Client.h"
 #include "remote/RemoteSession.h"
 #include "remote/SshTest.h"
 #include "support/KeyboardServer.h"
@@ -12,14 +11,12 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/// Several who use the connection with one host.
+/// Several users of the connection to one host.
 class SharedConnectionTest : public test::RemoteSession {
 protected:
     ~SharedConnectionTest() override {
         for (const auto& document : documents_)
             document->close();
-        clients_.clear();
-        connection_.reset();
     }
     void openFour(const test::SshServer& server) {
         host_ = test::SshTest::keyHost(server);
@@ -27,10 +24,8 @@ protected:
         for (int number = 0; number < 4; ++number) {
             const QString path = server.path(u"%1.log"_s.arg(number));
             test::writeFile(path, test::numberedLines(1, 10'000));
-            const auto document = RemoteDocument::create(host_, [this](const auto& host) {
-                clients_.push_back(Client::create(host, alerts_, connection_));
-                return clients_.back();
-            });
+            const auto document = RemoteDocument::create(
+                host_, [this](const auto& host) { return Client::create(host, alerts_, connection_); });
             ASSERT_TRUE(document->readFromUrl(RemoteUrl(*host_, path).url()));
             documents_.push_back(document);
             document->startLoading();
@@ -54,7 +49,6 @@ protected:
 
     std::shared_ptr<RemoteHost> host_;
     std::shared_ptr<HostConnection> connection_;
-    std::vector<std::shared_ptr<Client>> clients_;
     std::vector<std::shared_ptr<RemoteDocument>> documents_;
 };
 

@@ -2,7 +2,7 @@
 
 #include "Timing.h"
 
-#include "support/Relay.h"
+#include "support/Listener.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,5 +1,5 @@
 #include "core/search/SearchItem.h"
-#include "documents/AppDocumentController.h"
+#include "documents/LoadProgressController.h"
 #include "remote/ShellSession.h"
 #include "remote/hosts/RemoteHostsManager.h"
 
@@ -52,79 +52,63 @@ TEST_F(RemoteDocumentTest, AFailedLoadIsToldOnceAndLeavesNoTrace) {
          u"Check if the server is up and re-open the log file"_s},
         {Logins::Refused, u"wrong password"_s, {}},
     };
-    for (const auto& [logins, message, text] : cases) {
+    for (int number = 0; const auto& [logins, message, text] : cases) {
         make();
         client_->setLogins(logins);
         Preferences::shared().setStartTailingOnFileOpen(true);
-        RemoteSession::open(document_, u"/tmp/x"_s);
+        RemoteSession::open(document_, u"/tmp/%1"_s.arg(number));
         ASSERT_TRUE(test::waitFor([this] { return !alerts_.alerts.empty(); }));
-        ASSERT_EQ(alerts_.alerts.size(), 1U);
-        EXPECT_EQ(alerts_.alerts[0].message, message);
-        EXPECT_EQ(alerts_.alerts[0].informativeText, text);
+        EXPECT_EQ(alerts_.texts(), QStringList(message + u'|' + text));
         EXPECT_EQ(document_->connectionState(), ConnectionState::Unconnected);
         EXPECT_FALSE(document_->openFault().isEmpty());
-        EXPECT_EQ(announced_, 0);
-        EXPECT_TRUE(RemoteRecentFilesManager::shared().recentUrls().isEmpty());
+        EXPECT_EQ(announced_, number);
+        EXPECT_EQ(RemoteRecentFilesManager::shared().recentUrls().size(), number);
         EXPECT_TRUE(client_->commands().isEmpty());
         EXPECT_FALSE(document_->logFileObserver());
         alerts_.alerts.clear();
 
         client_->setLogins(Logins::Accepted);
         document_->reconnect();
-        EXPECT_TRUE(test::waitFor([this] { return announced_ == 1; }));
+        ++number;
+        EXPECT_TRUE(test::waitFor([&] { return announced_ == number; }));
         EXPECT_TRUE(document_->openFault().isEmpty());
         EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
         document_->close();
-        announced_ = 0;
-        RemoteRecentFilesManager::setShared(nullptr);
-        Preferences::shared().userDefaults().remove(RemoteRecentFilesManager::RECENT_FILES_KEY);
-        RemoteRecentFilesManager::setShared(
-            std::make_unique<RemoteRecentFilesManager>(Preferences::shared().userDefaults()));
     }
 }
 
 TEST_F(RemoteDocumentTest, AnUnknownHostOpensNothing) {
-    class NoWindows : public DocumentWindowFactory {
-        void makeWindow(const std::shared_ptr<Document>&) override { ADD_FAILURE(); }
-        void changesEnd(const std::shared_ptr<Document>&) override {}
-        void waitForFile(const QUrl&, std::optional<qint64>, const QString&) override {}
-        void closeWindow(const std::shared_ptr<Document>&) override {}
-        void goToLine(const std::shared_ptr<Document>&, qint64) override {}
-    } windows;
     const QTemporaryDir directory;
     const auto hosts =
         std::move(RemoteHostsManager::load(directory.path(), Preferences::shared().userDefaults())).value();
     ASSERT_TRUE(hosts->add(std::make_shared<RemoteHost>(u"h"_s, 22, u"u"_s)));
-    AppDocumentController controller(windows, alerts_);
-    controller.setRemoteDocumentClass(
-        [&](const QUrl& url) { return RemoteDocument::createForUrl(url, *hosts, alerts_); });
+    EXPECT_TRUE(RemoteDocument::createForUrl(QUrl(u"ssh://u@h:22//tmp/x.log"_s), *hosts, alerts_));
     const QUrl url(u"ssh://u@h:2222//tmp/x.log"_s);
-    EXPECT_FALSE(controller.openDocument(url));
-    ASSERT_EQ(alerts_.alerts.size(), 1U);
-    EXPECT_EQ(alerts_.alerts[0].message, u"Could not find remote host information for URL"_s);
-    EXPECT_EQ(alerts_.alerts[0].informativeText,
+    const auto refused = RemoteDocument::createForUrl(url, *hosts, alerts_);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().userText, u"Could not find remote host information for URL"_s);
+    EXPECT_EQ(refused.error().recoverySuggestion,
               u"Ensure the remote host referenced in the URL is present and configured with the same user "
               "and server host:port information"_s);
-    const auto error = controller.makeDocument(url, AppDocumentController::remoteDocumentType);
-    ASSERT_FALSE(error);
-    EXPECT_EQ(error.error().url, url.toString());
-    EXPECT_EQ(error.error().code, -1004);
-    EXPECT_TRUE(controller.makeDocument(QUrl(u"ssh://u@h:22//tmp/x.log"_s),
-                                        AppDocumentController::remoteDocumentType));
+    EXPECT_EQ(refused.error().url, url.toString());
+    EXPECT_EQ(refused.error().code, -1004);
 }
 
 TEST_F(RemoteDocumentTest, OneCountIsUnderWayAndTheLastOneIsShownMeanwhile) {
     openShown(test::numberedLines(1, 10));
+    document_->reload();
+    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60))); // its end is not reported yet
     const auto asked = client_->commands().size();
     client_->hold(true);
     file_->append(test::numberedLines(11, 5));
     document_->reload();
     ASSERT_TRUE(test::waitFor([&] { return client_->commands().size() > asked; }));
+    EXPECT_TRUE(document_->isLoading()) << "ended by the end of the earlier load";
     for (int i = 0; i < 100; ++i)
         EXPECT_EQ(rows(), 10);
     client_->hold(false);
     EXPECT_TRUE(waitForRows(15));
-    EXPECT_EQ(counts(), 2);
+    EXPECT_EQ(counts(), 3);
 }
 
 TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
@@ -137,10 +121,9 @@ TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
 TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeReadAnew) {
     make();
     client_->hold(true);
-    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 10));
-    RemoteSession::open(document_, path());
+    open(test::numberedLines(1, 10));
     ASSERT_TRUE(test::waitFor([this] { return client_->commands().size() == 2; }));
-    ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Connected; }));
+    ASSERT_TRUE(connectionBecomes(ConnectionState::Connected));
     rows(); // as a window does, which asks for a count as well
     document_->cancelLoading();
     EXPECT_EQ(document_->loadProgress()->statusText(), u"Canceled!"_s);
@@ -148,7 +131,7 @@ TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeRea
     client_->hold(false);
     for (int i = 0; i < 100; ++i)
         EXPECT_EQ(rows(), 0);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    settle();
     EXPECT_EQ(client_->commands().size(), 2) << "a look at the rows begins it again";
     EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
     EXPECT_TRUE(client_->isConnected());
@@ -173,40 +156,33 @@ TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeRea
 
 TEST_F(RemoteDocumentTest, CancellingALoginEndsItAndOneOfOthersStays) {
     make();
-    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 10));
-    std::atomic<int> begun{0};
+    std::atomic<bool> isUnderWay{false};
     std::atomic<bool> isCancelled{false};
-    client_->setOnConnect([&] {
-        ++begun;
-        isCancelled.wait(false);
-    });
-    RemoteSession::open(document_, path());
-    ASSERT_TRUE(test::waitFor([&] { return begun == 1; }));
-    document_->cancelLoading();
-    isCancelled = true;
-    isCancelled.notify_all();
+    // Cancels the loading that the action begins, during its login.
+    const auto cancelDuring = [&](const std::function<void()>& action) {
+        isUnderWay = isCancelled = false;
+        client_->setOnConnect([&] {
+            isUnderWay = true;
+            isCancelled.wait(false);
+        });
+        action();
+        ASSERT_TRUE(test::waitFor([&] { return isUnderWay.load(); }));
+        document_->cancelLoading();
+        isCancelled = true;
+        isCancelled.notify_all();
+    };
+    cancelDuring([this] { open(test::numberedLines(1, 10)); });
     EXPECT_EQ(document_->connectionState(), ConnectionState::Unconnected);
     EXPECT_EQ(document_->loadProgress()->statusText(), u"Canceled!"_s);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-    test::waitFor([] { return true; });
-    EXPECT_FALSE(client_->isConnected()) << "it was reached behind the end";
+    settle();
+    EXPECT_FALSE(client_->isConnected()) << "the login was completed after the end";
     EXPECT_EQ(announced_, 0);
     EXPECT_TRUE(alerts_.alerts.empty());
 
-    document_->reconnect();
-    ASSERT_TRUE(loaded());
+    reconnect();
     ASSERT_TRUE(waitForRows(10));
-    isCancelled = false;
-    client_->setOnConnect([&] {
-        ++begun;
-        isCancelled.wait(false);
-    });
-    document_->reload();
-    ASSERT_TRUE(test::waitFor([&] { return begun == 2; }));
-    document_->cancelLoading();
-    isCancelled = true;
-    isCancelled.notify_all();
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    cancelDuring([this] { document_->reload(); });
+    settle();
     EXPECT_TRUE(client_->isConnected());
     EXPECT_EQ(document_->connectionState(), ConnectionState::Connected);
     EXPECT_EQ(client_->loginCount, 2);
@@ -215,9 +191,8 @@ TEST_F(RemoteDocumentTest, CancellingALoginEndsItAndOneOfOthersStays) {
 TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOncePerLogin) {
     make();
     client_->setPrintsText(true);
-    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 3));
     Preferences::shared().setStartTailingOnFileOpen(true);
-    RemoteSession::open(document_, path());
+    open(test::numberedLines(1, 3));
     ASSERT_TRUE(loaded());
     ASSERT_TRUE(waitForPolls(3));
     EXPECT_EQ(rows(), 0);
@@ -227,21 +202,6 @@ TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOncePerLogin) {
     document_->checkFile([](FileFault) {});
     document_->reconnect();
     EXPECT_TRUE(test::waitFor([&] { return told() == 2; }));
-}
-
-TEST_F(RemoteDocumentTest, ClosingWaitsForNothing) {
-    openShown(test::numberedLines(1, 12'000));
-    client_->hold(true);
-    document_->dataSource()->rowLine(5999);
-    document_->dataSource()->rowLine(11'999);
-    ASSERT_TRUE(test::waitFor([this] { return pageCommands().size() == 3; }));
-    const auto start = std::chrono::steady_clock::now();
-    document_->close();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
-    EXPECT_FALSE(client_->isConnected());
-    EXPECT_EQ(document_->connectionState(), ConnectionState::Closed);
-    EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-    EXPECT_TRUE(alerts_.alerts.empty());
 }
 
 TEST_F(RemoteDocumentTest, NothingLogsInBehindTheEnd) {
@@ -260,12 +220,10 @@ TEST_F(RemoteDocumentTest, ALossIsToldOnceAndReconnectingLoadsWhatFailed) {
     client_->setLogins(Logins::Unauthorised);
     for (const qint64 missing : {5000, 10'000, 15'000})
         document_->dataSource()->rowLine(missing);
-    ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-    test::waitFor([] { return true; });
-    ASSERT_EQ(alerts_.alerts.size(), 1U);
-    EXPECT_EQ(alerts_.alerts[0].message, u"Connection lost to remote host!"_s);
-    EXPECT_EQ(alerts_.alerts[0].informativeText, u"Check if the server is up and open the log file again"_s);
+    ASSERT_TRUE(connectionBecomes(ConnectionState::Lost));
+    settle();
+    EXPECT_EQ(alerts_.texts(), QStringList(u"Connection lost to remote host!|Check if the server is up and "
+                                           "open the log file again"_s));
     EXPECT_FALSE(document_->openFault().isEmpty());
     EXPECT_EQ(row(0), u"line 1"_s);
     EXPECT_FALSE(document_->dataSource()->rowLine(5000).isLoaded);
@@ -288,23 +246,17 @@ TEST_F(RemoteDocumentTest, ALossIsToldByWhoeverNoticesItFirst) {
     const QString byPage = u"Connection lost to remote host!"_s;
     qint64 missing = 5000;
     for (const QString& first : {byClient, byPage, byClient}) {
-        alerts_.alerts.clear();
         client_->setLogins(Logins::Unauthorised);
-        const auto notice = [this] { client_->loseConnection(); };
         if (first == byClient)
-            notice();
+            client_->loseConnection();
         document_->dataSource()->rowLine(missing);
-        ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+        ASSERT_TRUE(connectionBecomes(ConnectionState::Lost));
         if (first == byPage)
-            notice();
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        test::waitFor([] { return true; });
-        ASSERT_EQ(alerts_.alerts.size(), 1U);
-        EXPECT_EQ(alerts_.alerts[0].message, first);
+            client_->loseConnection();
+        settle();
+        EXPECT_EQ(takeAlerts(), QStringList(first));
         client_->setLogins(Logins::Accepted);
-        document_->reconnect();
-        ASSERT_TRUE(test::waitFor(
-            [this] { return document_->connectionState() == ConnectionState::Connected && !isLoading(); }));
+        reconnect();
         missing += 5000;
     }
 }
@@ -329,10 +281,10 @@ TEST_F(RemoteDocumentTest, ARefusedLoginIsNotTriedAgainByPages) {
     const int before = client_->connectCount;
     for (const qint64 missing : {5000, 10'000, 15'000}) {
         document_->dataSource()->rowLine(missing);
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+        settle();
     }
     EXPECT_EQ(client_->connectCount, before + 1);
-    ASSERT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    ASSERT_TRUE(connectionBecomes(ConnectionState::Lost));
     document_->reconnect();
     ASSERT_TRUE(test::waitFor([this] { return alerts_.alerts.size() == 1; }));
     EXPECT_EQ(client_->connectCount, before + 2) << "the user's own attempt";
@@ -344,11 +296,11 @@ TEST_F(RemoteDocumentTest, ARefusedLoginIsNotTriedAgainByPages) {
 
 TEST_F(RemoteDocumentTest, NoAnswerIsNoEmptyAnswer) {
     openShown(test::numberedLines(1, 6000));
-    client_->setUnanswered(u"tail"_s);
+    client_->setUnanswered("tail");
     document_->dataSource()->rowLine(5000);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    settle();
     EXPECT_FALSE(document_->dataSource()->cachedRowLine(5000)) << "a line without text";
-    client_->setUnanswered({});
+    client_->setUnanswered(nullptr);
     document_->reload();
     EXPECT_EQ(row(5000), u"line 5001"_s);
 }
@@ -392,15 +344,14 @@ TEST_F(RemoteDocumentTest, SearchAndCopyFetchPagesWithoutKeepingThem) {
 TEST_F(RemoteDocumentTest, LinesThatComeSlowlyShowBeforeTheirPageIsComplete) {
     make();
     client_->setSlow(true);
-    file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 60'000));
-    client_->holdOutput(u"wc"_s);
-    RemoteSession::open(document_, path());
+    client_->holdOutput("wc");
+    open(test::numberedLines(1, 60'000));
     const auto source = document_->dataSource();
     const auto shows = [&](qint64 row) { return row < rows() && source->rowLine(row).isLoaded; };
     EXPECT_TRUE(test::waitFor([&] { return shows(100); })) << "without a count, too";
     EXPECT_EQ(source->rowLine(100).line.string(), u"line 101"_s);
     EXPECT_FALSE(shows(4999));
-    client_->holdOutput({});
+    client_->holdOutput(nullptr);
     EXPECT_TRUE(waitForRows(60'000));
     // The pace is known by now, and what is looked at comes first.
     EXPECT_TRUE(test::waitFor([&] { return shows(59'950); }));
@@ -410,13 +361,13 @@ TEST_F(RemoteDocumentTest, LinesThatComeSlowlyShowBeforeTheirPageIsComplete) {
     client_->setSlow(false);
     for (const qint64 line : {1, 5000, 55'101, 60'000})
         EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    settle();
     EXPECT_EQ(pageCommands().size(), 3) << "what is on its way was asked for again";
     // One that is given up leaves what there is, and is asked for again when it is looked at.
     client_->setSlow(true);
     EXPECT_TRUE(test::waitFor([&] { return shows(30'000); }));
     source->dropRequestsOutside(0, 10);
-    EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    settle();
     EXPECT_TRUE(source->cachedRowLine(30'000)->isLoaded);
     client_->setSlow(false);
     EXPECT_EQ(row(34'999), u"line 35000"_s);
@@ -457,9 +408,7 @@ TEST_F(RemoteDocumentTest, APageOfLongLinesComesInPieces) {
 TEST_F(RemoteDocumentTest, NamesThatMeanMoreToAShellAreOnlyNames) {
     for (const QByteArray& name : {QByteArray("a\"b.log"), QByteArray("a$(touch OWNED)`touch OWNED`.log"),
                                    QByteArray("\\a\\\\n%d '$HOME'\n\n"), QByteArray("a!b.log")}) {
-        make();
-        file_ = std::make_unique<test::TemporaryFile>(test::numberedLines(1, 6000), name);
-        RemoteSession::open(document_, path());
+        open(test::numberedLines(1, 6000), name);
         ASSERT_TRUE(waitForRows(6000)) << name.constData();
         EXPECT_EQ(row(0), u"line 1"_s);
         EXPECT_EQ(row(5999), u"line 6000"_s);
@@ -486,7 +435,7 @@ TEST_F(RemoteDocumentTest, ScrollingAsksAheadAndDropsWhatWasPassed) {
     source->dropRequestsOutside(5000, 5050);
     ASSERT_TRUE(test::waitFor([this] { return pageCommands().size() == 3; }));
     EXPECT_TRUE(pageCommands().contains(pageCommand(3))) << "ahead of the view";
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    settle();
 
     client_->hold(true);
     for (qint64 page = 4; page < 20; ++page) {
@@ -498,7 +447,7 @@ TEST_F(RemoteDocumentTest, ScrollingAsksAheadAndDropsWhatWasPassed) {
         << "loads under way of what has been passed make room";
     client_->hold(false);
     EXPECT_EQ(row(90'000), u"line 90001"_s);
-    ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+    settle();
     EXPECT_FALSE(source->cachedRowLine(40'000));
     EXPECT_EQ(row(50'000), u"line 50001"_s) << "what was dropped can be asked for again";
 }

@@ -18,7 +18,20 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class RemoteFollowingTest : public test::ShellSession {};
+class RemoteFollowingTest : public test::ShellSession {
+protected:
+    /// Another file takes the place of the file.
+    void replace(const QByteArray& content) const {
+        const test::TemporaryFile other(content);
+        ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
+    }
+    /// Counts the lines as the document does when it opens the file.
+    void countLines() const {
+        std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource())->countLines([] {
+            return false;
+        });
+    }
+};
 
 TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
     openShown(test::numberedLines(1, 4998) + "last ");
@@ -44,8 +57,10 @@ TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
     EXPECT_TRUE(rowBecomes(205'011, u"half and half"_s));
     EXPECT_EQ(row(150'000), u"line 150001"_s);
     EXPECT_EQ(counts(), 1) << "not from the start";
-    EXPECT_EQ(document_->knownFileSize(), static_cast<quint64>(QFile(path()).size()));
+    EXPECT_TRUE(knownSizeBecomes(QFile(path()).size()));
 
+    client_->hold(true);
+    ASSERT_TRUE(waitForPolls(0));
     document_->stopTailing();
     ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
     EXPECT_TRUE(client_->isConnected());
@@ -66,12 +81,7 @@ TEST_F(RemoteFollowingTest, ALargerFileInItsPlaceIsAnotherFile) {
         row(6000);
         follow();
         const QByteArray larger = "new " + test::numberedLines(1, 13'000).replace("\nl", "\nnew l");
-        if (isRenamed) {
-            const test::TemporaryFile other(larger);
-            ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
-        } else {
-            file_->overwrite(larger);
-        }
+        isRenamed ? replace(larger) : file_->overwrite(larger);
         EXPECT_TRUE(rowBecomes(0, u"new line 1"_s));
         EXPECT_TRUE(rowBecomes(6000, u"new line 6001"_s));
         EXPECT_TRUE(rowBecomes(12'999, u"new line 13000"_s));
@@ -82,8 +92,7 @@ TEST_F(RemoteFollowingTest, ALargerFileInItsPlaceIsAnotherFile) {
 TEST_F(RemoteFollowingTest, AFileThatIsOnlyGrownByACopyOfItselfIsAnotherFile) {
     openShown("a\nb\n");
     follow();
-    const test::TemporaryFile other("a\nb\nc\n");
-    ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
+    replace("a\nb\nc\n");
     EXPECT_TRUE(rowBecomes(2, u"c"_s));
     EXPECT_EQ(counts(), 2);
 }
@@ -91,53 +100,46 @@ TEST_F(RemoteFollowingTest, AFileThatIsOnlyGrownByACopyOfItselfIsAnotherFile) {
 TEST_F(RemoteFollowingTest, WhatIsWrittenAndEmptiedBetweenTwoPollsLeavesNoRows) {
     openLoaded({});
     follow();
-    const auto source = std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource());
     file_->append(test::numberedLines(1, 50));
-    source->countLines([] { return false; });
+    countLines();
     file_->truncate(0);
     ASSERT_TRUE(waitForPolls(2));
     EXPECT_TRUE(waitForRows(0));
 }
 
 TEST_F(RemoteFollowingTest, AShorterFileIsShownFromItsFirstLine) {
-    openLoaded(test::numberedLines(1, 100));
-    EXPECT_EQ(row(0), u"line 1"_s);
-    follow();
-    file_->truncate(0);
-    EXPECT_TRUE(waitForRows(0));
-    file_->append("new one\nnew two\n");
-    EXPECT_TRUE(rowBecomes(1, u"new two"_s));
-    EXPECT_EQ(row(0), u"new one"_s);
-    file_->overwrite("x\n");
-    EXPECT_TRUE(rowBecomes(0, u"x"_s));
-    EXPECT_EQ(rows(), 1);
+    for (const bool isFollowedBefore : {true, false}) {
+        openLoaded(test::numberedLines(1, 100));
+        EXPECT_EQ(row(0), u"line 1"_s);
+        if (isFollowedBefore)
+            follow();
+        file_->truncate(0);
+        if (!isFollowedBefore)
+            follow();
+        EXPECT_TRUE(waitForRows(0));
+        file_->append("new one\nnew two\n");
+        EXPECT_TRUE(rowBecomes(1, u"new two"_s));
+        EXPECT_EQ(row(0), u"new one"_s);
+        file_->overwrite("x\n");
+        EXPECT_TRUE(rowBecomes(0, u"x"_s));
+        EXPECT_EQ(rows(), 1);
+        document_->close();
+    }
 }
 
 TEST_F(RemoteFollowingTest, ACountThatBeganBeforeTheFileWasEmptiedIsForgotten) {
     openLoaded(test::numberedLines(1, 100));
     follow();
-    client_->holdOutput(u"ls -diL"_s);
-    const auto source = std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource());
-    std::thread counting([&] { source->countLines([] { return false; }); });
-    EXPECT_TRUE(test::waitFor([this] { return client_->heldOutputs() == 1; }));
+    client_->holdOutput("ls -diL");
+    std::jthread counting([&] { countLines(); });
+    EXPECT_TRUE(test::waitFor([this] { return client_->isHoldingOutput(); }));
     file_->truncate(0);
     EXPECT_TRUE(waitForRows(0));
-    client_->holdOutput({});
+    client_->holdOutput(nullptr);
     counting.join();
     EXPECT_EQ(rows(), 0);
     file_->append("new\n");
     EXPECT_TRUE(rowBecomes(0, u"new"_s));
-}
-
-TEST_F(RemoteFollowingTest, AFileEmptiedBeforeItIsFollowedIsShownEmpty) {
-    openLoaded(test::numberedLines(1, 100));
-    EXPECT_EQ(row(0), u"line 1"_s);
-    file_->truncate(0);
-    follow();
-    EXPECT_TRUE(waitForRows(0));
-    file_->overwrite("new\n");
-    EXPECT_TRUE(rowBecomes(0, u"new"_s));
-    EXPECT_EQ(rows(), 1);
 }
 
 TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed) {
@@ -145,34 +147,23 @@ TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed)
     openLoaded(test::numberedLines(1, 12'000));
     EXPECT_EQ(row(0), u"line 1"_s);
     follow();
-    client_->setUnanswered(u"wc"_s);
+    client_->setUnanswered("wc");
     file_->overwrite("a\n");
-    ASSERT_TRUE(test::waitFor([this] { return document_->knownFileSize() == 2U; }));
+    ASSERT_TRUE(knownSizeBecomes(2));
     const QByteArray grown = "a\n" + test::numberedLines(102, 12'020);
     file_->overwrite(grown);
-    ASSERT_TRUE(
-        test::waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(grown.size()); }));
+    ASSERT_TRUE(knownSizeBecomes(grown.size()));
     EXPECT_EQ(rows(), 12'000);
-    client_->setUnanswered({});
+    client_->setUnanswered(nullptr);
     EXPECT_TRUE(waitForRows(12'021));
     EXPECT_TRUE(rowBecomes(0, u"a"_s));
-}
-
-TEST_F(RemoteFollowingTest, StoppingDuringAPollLeavesTheRows) {
-    openLoaded(test::numberedLines(1, 100));
-    follow();
-    client_->hold(true);
-    ASSERT_TRUE(waitForPolls(0));
-    document_->stopTailing();
-    ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
-    EXPECT_EQ(rows(), 100);
 }
 
 TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
     openShown(test::numberedLines(1, 100));
     follow();
     client_->setFails(true);
-    EXPECT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    EXPECT_TRUE(connectionBecomes(ConnectionState::Lost));
     client_->setFails(false);
     ASSERT_TRUE(waitForPolls(2));
     EXPECT_EQ(rows(), 100);
@@ -185,9 +176,9 @@ TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
     EXPECT_EQ(counts(), 1);
 }
 
-// ---- Rules that tell of what arrives
+// ---- Rules that report appended lines
 
-/// With a rule that tells of every line with the word "error", and nobody looking at the rows.
+/// With a rule that reports every line with the word "error". No row is requested.
 class RuledRemoteTest : public test::ShellSession {
 protected:
     RuledRemoteTest() {
@@ -209,7 +200,7 @@ protected:
         FiltersManager::shared().addRule(rule);
         FilterRulesMemento::shared().addActiveRule(rule->id(), absoluteString(document_->fileUrl()));
     }
-    /// The one-based numbers of the lines told of, once nothing is under way.
+    /// The one-based numbers of the lines reported, once nothing is under way.
     std::vector<qint64> told() {
         waitForPolls(3);
         std::vector<qint64> lines;
@@ -235,7 +226,7 @@ TEST_F(RuledRemoteTest, WhatArrivesIsToldOnceAndWhatWasThereIsNot) {
     EXPECT_TRUE(waitForTold(2));
     EXPECT_EQ(told(), (std::vector<qint64>{4, 5}));
 
-    // Beyond what is asked for at once, the last line being the last of a piece; and shown as well.
+    // More than is requested at once; the last line ends a piece, and is also shown.
     QByteArray many = test::numberedLines(6, 9999);
     many.insert(many.size() - 1, " error");
     file_->append(many + "error 10005\n");
@@ -263,7 +254,7 @@ TEST_F(RuledRemoteTest, WhatCameDuringALossIsToldOfWhenItIsOver) {
     openRuled("error 1\n");
     follow();
     client_->setFails(true);
-    EXPECT_TRUE(test::waitFor([this] { return document_->connectionState() == ConnectionState::Lost; }));
+    EXPECT_TRUE(connectionBecomes(ConnectionState::Lost));
     client_->setFails(false);
     file_->append("error 2\n");
     document_->reconnect();

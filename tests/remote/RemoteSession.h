@@ -3,8 +3,7 @@
 #include "core/Preferences.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
-#include "documents/LoadProgressController.h"
-#include "foundation/notices/Alerts.h"
+#include "foundation/work/OperationQueue.h"
 #include "remote/RemoteDocument.h"
 #include "remote/RemoteLogDataSource.h"
 #include "remote/hosts/RemoteHost.h"
@@ -19,8 +18,7 @@
 
 namespace korvane::test {
 
-/// A remote document, what it tells the windows, and the settings it lives under. Not followed unless told
-/// so.
+/// A remote document, its notices, and its settings. Not followed unless told so.
 class RemoteSession : public PreferencesTest {
 protected:
     RemoteSession() {
@@ -33,28 +31,54 @@ protected:
         if (document_)
             document_->close();
         document_.reset();
-        // What a worker still reports is taken while there are alerts to take it.
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        MainThread::shared().runPending();
+        // A worker's last report needs the alerts.
+        settle();
         RemoteRecentFilesManager::setShared(nullptr);
     }
 
     void open(std::shared_ptr<RemoteDocument> document, const QString& path) {
         document_ = std::move(document);
-        subscribe();
+        DocumentNotices& notices = document_->notices();
+        subscriptions_.push_back(notices.rowsUpdated.subscribe(
+            [this](const RowsUpdatedNotificationObject& rows) { changes_.push_back(rows.idx); }));
+        subscriptions_.push_back(
+            notices.userUpdate.subscribe([this](const QString& text) { told_.append(text); }));
+        subscriptions_.push_back(notices.loaded.subscribe([this] { ++announced_; }));
         ASSERT_TRUE(document_->readFromUrl(RemoteUrl(*document_->host(), path).url()));
         subscriptions_.push_back(document_->dataSource()->notices().pageLoaded.subscribe(
             [this](qint64 page) { loadedPages_.push_back(page); }));
         document_->startLoading();
         document_->windowMade();
     }
-    bool isLoading() const {
-        const auto state = document_->loadProgress()->state();
-        return state == LoadProgressController::State::Waiting ||
-               state == LoadProgressController::State::Loading;
-    }
     bool loaded() {
-        return waitFor([this] { return !isLoading(); });
+        return waitFor([this] { return !document_->isLoading(); });
+    }
+    bool connectionBecomes(ConnectionState state) {
+        return waitFor([&] { return document_->connectionState() == state; });
+    }
+    bool knownSizeBecomes(qsizetype bytes) {
+        return waitFor([&] { return document_->knownFileSize() == static_cast<quint64>(bytes); });
+    }
+    void reconnect() {
+        document_->reconnect();
+        ASSERT_TRUE(connectionBecomes(ConnectionState::Connected) && loaded());
+    }
+    /// Nothing is under way any more.
+    static void settle() {
+        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+        MainThread::shared().runPending();
+    }
+    /// The messages of the alerts, which are forgotten.
+    QStringList takeAlerts() {
+        QStringList messages;
+        for (const Alert& alert : std::exchange(alerts_.alerts, {}))
+            messages << alert.message;
+        return messages;
+    }
+    /// The first alert is waited for.
+    QStringList takeNextAlerts() {
+        EXPECT_TRUE(waitFor([this] { return !alerts_.alerts.empty(); }));
+        return takeAlerts();
     }
     /// As a window that looks at them now and then.
     qint64 rows() const {
@@ -86,15 +110,6 @@ protected:
     int announced_ = 0;
 
 private:
-    void subscribe() {
-        DocumentNotices& notices = document_->notices();
-        subscriptions_.push_back(notices.rowsUpdated.subscribe(
-            [this](const RowsUpdatedNotificationObject& rows) { changes_.push_back(rows.idx); }));
-        subscriptions_.push_back(
-            notices.userUpdate.subscribe([this](const QString& text) { told_.append(text); }));
-        subscriptions_.push_back(notices.loaded.subscribe([this] { ++announced_; }));
-    }
-
     Subscriptions subscriptions_;
 };
 

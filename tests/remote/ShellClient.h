@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <mutex>
@@ -16,8 +16,7 @@
 
 namespace korvane::test {
 
-/// A login whose server is the shell of this computer. Writes down what is asked of it, and fails when told
-/// to.
+/// A login whose server is the shell of this computer. Records its commands, and fails when told to.
 class ShellClient : public Client {
 public:
     ShellClient(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts) : Client(host, alerts) {}
@@ -40,39 +39,30 @@ public:
             return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};
         return Connection{logins == Logins::Accepted, true};
     }
-    void tryAgain() override {
-        ++triesOfProgram;
-        static_cast<void>(logIn(LoginAsked::ByProgram));
-    }
-    bool isConnected() const override { return isConnected_.load(); }
+    void tryAgain() override { static_cast<void>(logIn(LoginAsked::ByProgram)); }
+    bool isConnected() const override { return isConnected_; }
     bool read(const QString& command, CommandUse, const OutputSink& sink,
               const IsCancelled& isCancelled) override {
+        const auto isCalledOff = [&isCancelled] { return isCancelled && isCancelled(); };
         {
-            std::unique_lock guard(mutex_);
+            const std::lock_guard guard(mutex_);
             commands_.append(command);
-            while (isHeld_ && isConnected() && !(isCancelled && isCancelled()))
-                changed_.wait_for(guard, std::chrono::milliseconds(5));
         }
-        if (fails_.load())
+        while (isHeld_ && isConnected_ && !isCalledOff())
+            pause();
+        if (fails_)
             isConnected_ = false;
-        if (!isConnected() || isUnanswered(command) || (isCancelled && isCancelled()))
+        if (!isConnected_ || isCalledOff() || begins(command, unanswered_))
             return false;
         const QByteArray output = run(command);
-        {
-            std::unique_lock guard(mutex_);
-            const auto isOnItsWay = [&] {
-                return !heldOutput_.isEmpty() && command.startsWith(heldOutput_) && isConnected();
-            };
-            const bool isHeld = isOnItsWay();
-            heldOutputs_ += isHeld ? 1 : 0;
-            while (isOnItsWay())
-                changed_.wait_for(guard, std::chrono::milliseconds(5));
-            heldOutputs_ -= isHeld ? 1 : 0;
+        while (begins(command, heldOutput_) && isConnected_) {
+            isHolding_ = true;
+            pause();
         }
-        const QByteArray all = printedFirst_.load() ? "Welcome\n" + output : output;
+        const QByteArray all = printsText_ ? "Welcome\n" + output : output;
         constexpr qsizetype trickle = 256;
         qsizetype at = 0;
-        while (isSlow_.load() && all.size() > 4096 && !(isCancelled && isCancelled())) {
+        while (isSlow_ && all.size() > 4096 && !isCalledOff()) {
             // The second half does not come at all.
             if (at < all.size() / 2 && !sink(QByteArrayView(all).sliced(at, trickle)))
                 return true;
@@ -93,38 +83,25 @@ public:
         connection().ended(Error{1, QStringLiteral("test"), QStringLiteral("gone")});
     }
 
-    /// Called once, by the next connecting. While nothing connects.
+    /// Called once, when the next login begins. While no login is under way.
     void setOnConnect(std::function<void()> action) { onConnect_ = std::move(action); }
-    /// As above, before it returns.
+    /// As above, before the login returns.
     void setOnConnected(std::function<void()> action) { onConnected_ = std::move(action); }
     void setLogins(Logins logins) { logins_ = logins; }
     /// The next command ends the connection.
     void setFails(bool fails) { fails_ = fails; }
-    /// Commands that begin with the text end the connection, which is made anew at once by somebody else.
-    void setUnanswered(const QString& start) {
-        const std::lock_guard guard(mutex_);
-        unanswered_ = start;
-    }
-    void setPrintsText(bool prints) { printedFirst_ = prints; }
-    /// Of what commands write, where it is much, half comes at 12 KB/s from now on, or all as fast as it can.
+    /// Commands that begin with the text get no answer; null for none.
+    void setUnanswered(const char* start) { unanswered_ = start; }
+    void setPrintsText(bool prints) { printsText_ = prints; }
+    /// From now on, half of a large output comes at 12 KB/s and the rest not at all, or all at full speed.
     void setSlow(bool isSlow) { isSlow_ = isSlow; }
     /// Commands wait from now on, or go on.
-    void hold(bool holds) {
-        const std::lock_guard guard(mutex_);
-        isHeld_ = holds;
-        changed_.notify_all();
-    }
-    /// What commands that begin with the text have found is on its way from now on, until none is named.
-    void holdOutput(const QString& start) {
-        const std::lock_guard guard(mutex_);
-        heldOutput_ = start;
-        changed_.notify_all();
-    }
-    int heldOutputs() const {
-        const std::lock_guard guard(mutex_);
-        return heldOutputs_;
-    }
-    /// Those asked for so far that begin with the text.
+    void hold(bool holds) { isHeld_ = holds; }
+    /// The output of commands that begin with the text is under way from now on; null for none.
+    void holdOutput(const char* start) { heldOutput_ = start; }
+    /// Whether there has been such a command.
+    bool isHoldingOutput() const { return isHolding_; }
+    /// Those requested so far that begin with the text.
     QStringList commands(const QString& start = {}) const {
         const std::lock_guard guard(mutex_);
         QStringList found;
@@ -135,13 +112,12 @@ public:
 
     std::atomic<int> loginCount{0};
     std::atomic<int> connectCount{0};
-    std::atomic<int> triesOfProgram{0};
 
 private:
-    bool isUnanswered(const QString& command) const {
-        const std::lock_guard guard(mutex_);
-        return !unanswered_.isEmpty() && command.startsWith(unanswered_);
+    static bool begins(const QString& command, const char* start) {
+        return start && command.startsWith(QLatin1StringView(start));
     }
+    static void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(5)); }
     static QByteArray run(const QString& command) {
         QByteArray output;
         std::FILE* pipe = ::popen(
@@ -158,17 +134,15 @@ private:
     std::atomic<Logins> logins_{Logins::Accepted};
     std::atomic<bool> isConnected_{false};
     std::atomic<bool> fails_{false};
-    std::atomic<bool> printedFirst_{false};
+    std::atomic<bool> printsText_{false};
     std::atomic<bool> isSlow_{false};
+    std::atomic<bool> isHeld_{false};
+    std::atomic<bool> isHolding_{false};
+    std::atomic<const char*> unanswered_{nullptr};
+    std::atomic<const char*> heldOutput_{nullptr};
 
     mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    // Guarded by mutex_.
-    QStringList commands_;
-    QString unanswered_;
-    QString heldOutput_;
-    int heldOutputs_ = 0;
-    bool isHeld_ = false;
+    QStringList commands_; // guarded by mutex_
 };
 
 } // namespace korvane::test

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "foundation/work/OperationQueue.h"
 #include "remote/RemoteSession.h"
 #include "remote/ShellClient.h"
 
@@ -24,9 +23,10 @@ protected:
                                        return client_;
                                    });
     }
-    void open(const QByteArray& content) {
-        make();
-        file_ = std::make_unique<TemporaryFile>(content, "a b.log");
+    void open(const QByteArray& content, const QByteArray& name = "a b.log") {
+        if (!document_ || document_->isClosed())
+            make();
+        file_ = std::make_unique<TemporaryFile>(content, name);
         RemoteSession::open(document_, path());
     }
     void openLoaded(const QByteArray& content) {
@@ -34,11 +34,11 @@ protected:
         ASSERT_TRUE(loaded());
         ASSERT_TRUE(waitForRows(content.count('\n')));
     }
-    /// And the first page is there, which is asked for beside the count.
+    /// And the first page is there, which is requested beside the count.
     void openShown(const QByteArray& content) {
         openLoaded(content);
         row(0);
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
+        settle();
     }
     QString path() const { return QString::fromUtf8(file_->path()); }
     QString pageCommand(int page) const {

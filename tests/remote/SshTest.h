@@ -8,10 +8,10 @@
 #include "support/SshServer.h"
 #include "support/Waiting.h"
 
+#include <future>
 #include <gtest/gtest.h>
 #include <optional>
 #include <ostream>
-#include <thread>
 
 /// Failures show texts as texts.
 inline void PrintTo(const QString& text, std::ostream* out) {
@@ -20,22 +20,21 @@ inline void PrintTo(const QString& text, std::ostream* out) {
 
 namespace korvane::test {
 
-/// Runs the work on a thread of its own, and the main thread's tasks meanwhile; nothing when it does not end.
-template <typename Work>
-auto beside(const Work& work, std::chrono::seconds limit = std::chrono::seconds(60))
-    -> std::optional<decltype(work())> {
-    std::optional<decltype(work())> result;
-    std::atomic<bool> isDone{false};
-    std::thread worker([&] {
-        result.emplace(work());
-        isDone = true;
-    });
-    EXPECT_TRUE(waitFor([&] { return isDone.load(); }, limit));
-    worker.join();
-    return result;
+/// What a worker has found, while the main thread's tasks run.
+template <typename Found>
+Found settled(std::future<Found> future) {
+    EXPECT_TRUE(
+        waitFor([&] { return future.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    return future.get();
 }
 
-/// What is left of `Client::connect` in a table: the error's text, or both flags.
+/// Runs the work on another thread.
+template <typename Work>
+auto beside(const Work& work) {
+    return settled(std::async(std::launch::async, work));
+}
+
+/// Summary of `Client::connect` for comparisons: the error's text, or both flags.
 inline QString outcome(const Result<Client::Connection>& result) {
     if (!result)
         return QStringLiteral("error: ") + result.error().userText;
@@ -48,8 +47,7 @@ inline QString outcome(const Result<Client::Connection>& result) {
 class SshTest : public ::testing::Test {
 protected:
     ~SshTest() override {
-        EXPECT_TRUE(waitFor([] { return OperationQueue::waitForAllWorkers(std::chrono::milliseconds(0)); },
-                            std::chrono::seconds(60)));
+        EXPECT_TRUE(waitFor([] { return OperationQueue::waitForAllWorkers(std::chrono::seconds(0)); }));
     }
 
 public:
@@ -64,12 +62,11 @@ public:
     /// A host of the server, where a key of its own is accepted.
     static std::shared_ptr<RemoteHost> keyHost(const SshServer& server, std::uint16_t port = 0) {
         const QString key = server.makeKey(QStringLiteral("id"));
-        return hostWith(server, keyType(key + QStringLiteral(".pub"), key), port);
+        return hostAt(port ? port : server.port(), keyType(key + QStringLiteral(".pub"), key));
     }
-    static std::shared_ptr<RemoteHost> hostWith(const SshServer& server, std::shared_ptr<AuthnType> type,
-                                                std::uint16_t port = 0) {
-        auto host = std::make_shared<RemoteHost>(QString::fromLatin1(SshServer::host),
-                                                 port ? port : server.port(), server.user());
+    static std::shared_ptr<RemoteHost> hostAt(std::uint16_t port, std::shared_ptr<AuthnType> type) {
+        auto host = std::make_shared<RemoteHost>(QString::fromLatin1(SshServer::host), port,
+                                                 QStringLiteral("tester"));
         host->setAuthnType(std::move(type));
         return host;
     }
@@ -78,31 +75,59 @@ protected:
     std::shared_ptr<Client> clientFor(std::shared_ptr<RemoteHost> host) {
         return Client::create(std::move(host), alerts_, settings_);
     }
-    QString connected(const std::shared_ptr<Client>& client) {
-        const auto result = beside([&] { return client->connect(); });
-        return result ? outcome(*result) : QStringLiteral("no end");
+    /// Logs in by key.
+    std::shared_ptr<Client> loggedIn(const SshServer& server, std::uint16_t port = 0) {
+        auto client = clientFor(keyHost(server, port));
+        EXPECT_EQ(connected(client), QStringLiteral("authorised, home"));
+        return client;
     }
-    /// Connects while the next alerts get these answers.
-    QString connectedAnswering(const std::shared_ptr<Client>& client, const QStringList& answers) {
+    /// Connects on another thread.
+    static std::future<QString> connecting(const std::shared_ptr<Client>& client) {
+        return std::async(std::launch::async, [client] { return outcome(client->connect()); });
+    }
+    static QString connected(const std::shared_ptr<Client>& client) { return settled(connecting(client)); }
+    /// Connects once, while the next alerts get these answers.
+    QString connected(const std::shared_ptr<RemoteHost>& host, const QStringList& answers = {}) {
+        return connected(clientFor(host), answers);
+    }
+    QString connected(const std::shared_ptr<Client>& client, const QStringList& answers) {
         for (const QString& answer : answers)
             alerts_.willEnter(answer);
         return connected(client);
     }
-    /// Runs the connection test to its end, answering every alert with its first button.
-    QStringList tested(const std::shared_ptr<Client>& client) {
+    /// Connects once, and presses this button of every alert.
+    QString connectedPressing(int button, const std::shared_ptr<RemoteHost>& host) {
+        alerts_.nextAnswer = button;
+        const QString found = connected(host);
+        alerts_.nextAnswer.reset();
+        return found;
+    }
+    /// The alerts of a connection test; questions get the answers.
+    QStringList tested(const std::shared_ptr<RemoteHost>& host, const QStringList& answers = {}) {
         bool isDone = false;
-        std::size_t answered = alerts_.alerts.size();
-        client->testConnection([&] { isDone = true; });
-        EXPECT_TRUE(waitFor(
-            [&] {
-                for (; answered < alerts_.alerts.size(); ++answered)
-                    alerts_.press(static_cast<int>(answered), 0);
-                return isDone;
-            },
-            std::chrono::seconds(60)));
+        alerts_.alerts.clear();
+        for (const QString& answer : answers)
+            alerts_.willEnter(answer);
+        alerts_.nextAnswer = 0;
+        clientFor(host)->testConnection([&] { isDone = true; });
+        EXPECT_TRUE(waitFor([&] { return isDone; }));
+        alerts_.nextAnswer.reset();
         return alerts_.texts();
     }
-    /// How many bytes the command writes; nothing when it does not come to its end.
+    /// A connection test is cancelled when the condition holds, and ends.
+    void cancelWhen(const std::shared_ptr<RemoteHost>& host, const std::function<bool()>& condition) {
+        const auto client = clientFor(host);
+        bool isDone = false;
+        client->testConnection([&] { isDone = true; });
+        EXPECT_TRUE(waitFor(condition));
+        client->cancelConnectionTest();
+        EXPECT_TRUE(waitFor([&] { return isDone; }));
+    }
+    /// Number of alerts becomes this at least.
+    bool alertsBecome(std::size_t count) {
+        return waitFor([&] { return alerts_.alerts.size() >= count; });
+    }
+    /// How many bytes the command writes; nullopt when it does not come to its end.
     static std::optional<qint64> bytesRead(const std::shared_ptr<Client>& client, const QString& command) {
         qint64 bytes = 0;
         const auto count = [&bytes](QByteArrayView more) {
@@ -111,19 +136,17 @@ protected:
         };
         return client->read(command, CommandUse::Reading, count, {}) ? std::optional(bytes) : std::nullopt;
     }
-    /// The alerts without the reasons, which each of them has.
-    QStringList toldLosses() const {
-        QStringList told;
+    /// Expects this number of alerts of a loss and no others, each with a reason.
+    void expectLosses(int count, std::uint16_t port) {
+        EXPECT_TRUE(alertsBecome(static_cast<std::size_t>(count)));
+        EXPECT_EQ(alerts_.texts().size(), count);
         for (const QString& text : alerts_.texts()) {
+            EXPECT_EQ(text.section(u'\n', 0, 0),
+                      QStringLiteral("Disconnected from remote server host!|SSH session failure (Host: "
+                                     "Optional(\"127.0.0.1\"), Port: Optional(%1))")
+                          .arg(port));
             EXPECT_FALSE(text.section(u'\n', 1).isEmpty()) << text.toStdString();
-            told << text.section(u'\n', 0, 0);
         }
-        return told;
-    }
-    static QString lossText(std::uint16_t port) {
-        return QStringLiteral("Disconnected from remote server host!|SSH session failure (Host: "
-                              "Optional(\"127.0.0.1\"), Port: Optional(%1))")
-            .arg(port);
     }
 
     RecordedAlerts alerts_{std::nullopt};

@@ -23,15 +23,14 @@ KeyboardServer::KeyboardServer(QList<Round> rounds, QByteArray password, Passwor
     EXPECT_EQ(ssh_bind_options_set(bind_, SSH_BIND_OPTIONS_IMPORT_KEY, key), SSH_OK);
     const bool off = false;
     ssh_bind_options_set(bind_, SSH_BIND_OPTIONS_PROCESS_CONFIG, &off);
-    acceptor_ = std::thread([this] { accept(); });
+    acceptor_ = std::jthread([this] { accept(); });
 }
 
 KeyboardServer::~KeyboardServer() {
     ::shutdown(listener_.socket(), SHUT_RDWR);
     acceptor_.join();
     cutConnections();
-    for (std::thread& connection : connections_)
-        connection.join();
+    connections_.clear(); // joins
     for (const int socket : sockets_)
         ::close(socket);
     ssh_bind_free(bind_);
@@ -59,11 +58,10 @@ void KeyboardServer::serve(int socket) {
     ssh_set_auth_methods(session, password_.isEmpty()
                                       ? SSH_AUTH_METHOD_INTERACTIVE
                                       : SSH_AUTH_METHOD_INTERACTIVE | SSH_AUTH_METHOD_PASSWORD);
-    bool isAccepted = false;
-    {
+    const bool isAccepted = [&] {
         const std::lock_guard guard(mutex_);
-        isAccepted = ssh_bind_accept_fd(bind_, session, socket) == SSH_OK;
-    }
+        return ssh_bind_accept_fd(bind_, session, socket) == SSH_OK;
+    }();
     Login login;
     if (isAccepted && ssh_handle_key_exchange(session) == SSH_OK) {
         while (const ssh_message message = ssh_message_get(session)) {
@@ -93,16 +91,16 @@ void KeyboardServer::answer(ssh_session session, ssh_message message, Login& log
             ssh_message_auth_reply_success(message, 0);
         }
     } else if (type == SSH_REQUEST_AUTH && subtype == SSH_AUTH_METHOD_PASSWORD && !password_.isEmpty()) {
-        const bool isRight = passwordIn(message) == password_;
-        login.isDone = isRight && passwordKind_ == Password::Enough;
-        if (login.isDone || !isRight)
-            ++(isRight ? logins_ : refusals_);
-        else
-            ssh_set_auth_methods(session, SSH_AUTH_METHOD_INTERACTIVE);
-        if (isRight)
-            ssh_message_auth_reply_success(message, login.isDone ? 0 : 1);
-        else
+        if (passwordIn(message) != password_) {
+            ++refusals_;
             ssh_message_reply_default(message);
+            return;
+        }
+        login.isDone = passwordKind_ == Password::Enough;
+        logins_ += login.isDone ? 1 : 0;
+        if (!login.isDone)
+            ssh_set_auth_methods(session, SSH_AUTH_METHOD_INTERACTIVE);
+        ssh_message_auth_reply_success(message, login.isDone ? 0 : 1);
     } else if (type == SSH_REQUEST_CHANNEL_OPEN && login.isDone) {
         ssh_message_channel_request_open_reply_accept(message);
     } else if (type == SSH_REQUEST_CHANNEL && subtype == SSH_CHANNEL_REQUEST_EXEC) {
@@ -125,14 +123,10 @@ void KeyboardServer::ask(ssh_message message, const Round& round) {
 }
 
 bool KeyboardServer::areRight(ssh_session session, const Round& round) {
-    if (ssh_userauth_kbdint_getnanswers(session) != round.prompts.size())
-        return false;
-    for (qsizetype index = 0; index < round.prompts.size(); ++index) {
-        if (ssh_userauth_kbdint_getanswer(session, static_cast<unsigned int>(index)) !=
-            round.prompts[index].answer)
-            return false;
-    }
-    return true;
+    bool areRight = ssh_userauth_kbdint_getnanswers(session) == round.prompts.size();
+    for (unsigned int index = 0; areRight && index < round.prompts.size(); ++index)
+        areRight = ssh_userauth_kbdint_getanswer(session, index) == round.prompts[index].answer;
+    return areRight;
 }
 
 void KeyboardServer::run(ssh_message message) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/Relay.h"
+#include "support/Listener.h"
 
 #include <QList>
 #include <QString>
@@ -64,12 +64,12 @@ private:
     const ssh_bind bind_;
     std::atomic<int> logins_{0};
     std::atomic<int> refusals_{0};
-    std::thread acceptor_;
+    std::jthread acceptor_;
 
     std::mutex mutex_;
     // Guarded by mutex_.
     std::vector<int> sockets_;
-    std::vector<std::thread> connections_;
+    std::vector<std::jthread> connections_;
 };
 
 } // namespace korvane::test

@@ -2,6 +2,7 @@
 
 #include "foundation/notices/Alerts.h"
 
+#include <QList>
 #include <QStringList>
 
 #include <functional>
@@ -25,13 +26,16 @@ public:
     void present(const Alert& alert, WindowId window, std::function<void(int button)> done) override {
         alerts.push_back({alert, window, std::move(done)});
         if (!texts_.isEmpty())
-            enter(static_cast<int>(alerts.size()) - 1, texts_.takeFirst());
+            enter(static_cast<int>(alerts.size()) - 1, texts_.takeFirst(), options_.takeFirst());
         else if (nextAnswer)
             press(static_cast<int>(alerts.size()) - 1, *nextAnswer);
     }
 
     /// The next alert with a field gets this text and is answered with its first button.
-    void willEnter(const QString& text) { texts_.append(text); }
+    void willEnter(const QString& text, bool isOptionChosen = false) {
+        texts_.append(text);
+        options_.append(isOptionChosen);
+    }
     void enter(int index, const QString& text, bool isOptionChosen = false) {
         const Shown shown = alerts[static_cast<std::size_t>(index)];
         if (shown.field && shown.field->entered)
@@ -58,6 +62,7 @@ public:
 
 private:
     QStringList texts_;
+    QList<bool> options_;
 };
 
 } // namespace korvane::test

@@ -1,16 +1,13 @@
 #include "support/SshServer.h"
 
+#include "support/Listener.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-#include <QStringList>
 
-#include <arpa/inet.h>
 #include <chrono>
 #include <crypt.h>
-#include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -21,46 +18,27 @@ using namespace std::chrono_literals;
 
 constexpr uid_t nobodysId = 65532;
 
-sockaddr_in loopback(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
-
-bool answers(std::uint16_t port) {
-    const int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(port);
-    const bool connected =
-        ::connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    ::close(connection);
-    return connected;
-}
-
 } // namespace
+
+void writeFile(const QString& path, const QByteArray& content, QIODevice::OpenMode mode) {
+    QFile file(path);
+    ASSERT_TRUE(file.open(mode)) << path.toStdString();
+    ASSERT_EQ(file.write(content), content.size());
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+}
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 
 bool runProgram(const QList<QByteArray>& command) {
     ChildProcess program;
-    if (!program.start(command))
-        return false;
-    const auto end = std::chrono::steady_clock::now() + 60s;
-    for (;;) {
-        const std::optional<int> status = program.exitStatus();
-        if (status || std::chrono::steady_clock::now() > end)
-            return status == 0;
-        std::this_thread::sleep_for(2ms);
-    }
+    return program.start(command) && program.wait() == 0;
 }
 
 std::uint16_t freePort() {
-    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(::bind(probe, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    EXPECT_EQ(::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    ::close(probe);
-    return ntohs(address.sin_port);
+    return Listener().port();
 }
 
 SshServer::SshServer(const QByteArray& settings, Program program)
@@ -72,15 +50,15 @@ SshServer::SshServer(const QByteArray& settings, Program program)
     EXPECT_TRUE(directory_.isValid());
     EXPECT_EQ(::chown(path().toUtf8().constData(), userId_, static_cast<gid_t>(-1)), 0);
     makeHostKey();
-    write(QStringLiteral("authorized_keys"), "");
+    writeFile(path(QStringLiteral("authorized_keys")), {});
     const QByteArray uid = QByteArray::number(userId_);
     const QByteArray gid = QByteArray::number(::getuid() == 0 ? nobodysId : ::getgid());
     // "sshd" is the user for the server's privilege separation.
-    write(QStringLiteral("passwd"), "tester:x:" + uid + ':' + gid + ":tester:" + path().toUtf8() +
-                                        ":/bin/sh\nsshd:x:65533:65533::/nonexistent:/bin/false\n");
-    write(QStringLiteral("group"), "tester:x:" + gid + ":\nsshd:x:65533:\n");
+    writeFile(path(QStringLiteral("passwd")), "tester:x:" + uid + ':' + gid + ":tester:" + path().toUtf8() +
+                                                  ":/bin/sh\nsshd:x:65533:65533::/nonexistent:/bin/false\n");
+    writeFile(path(QStringLiteral("group")), "tester:x:" + gid + ":\nsshd:x:65533:\n");
     const char* secret = ::crypt(password().toUtf8().constData(), "$6$korvane$");
-    write(QStringLiteral("shadow"), "tester:" + QByteArray(secret) + ":19000:0:99999:7:::\n");
+    writeFile(path(QStringLiteral("shadow")), "tester:" + QByteArray(secret) + ":19000:0:99999:7:::\n");
     QFile::setPermissions(path(QStringLiteral("shadow")), QFile::ReadOwner | QFile::WriteOwner);
     for (int attempt = 0; attempt < 20; ++attempt) {
         port_ = freePort();
@@ -104,16 +82,11 @@ void SshServer::makeHostKey() const {
 }
 
 QString SshServer::hostFingerprint() const {
-    QFile file(path(QStringLiteral("host_key.pub")));
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray key = QByteArray::fromBase64(file.readAll().split(' ')[1]);
+    const QByteArray shown = readFile(path(QStringLiteral("host_key.pub")));
+    const QByteArray key = QByteArray::fromBase64(shown.split(' ').value(1));
     return QStringLiteral("SHA256:") +
            QString::fromLatin1(QCryptographicHash::hash(key, QCryptographicHash::Sha256)
                                    .toBase64(QByteArray::OmitTrailingEquals));
-}
-
-bool SshServer::takesPasswords() {
-    return ::getuid() == 0;
 }
 
 void SshServer::start() {
@@ -133,15 +106,13 @@ QList<QByteArray> SshServer::command() const {
                 "exec /usr/sbin/dropbear -F -E -e -p 127.0.0.1:" + QByteArray::number(port_) + " -r " +
                     directory + "/dropbear_key -P " + directory + "/pid 2>>" + directory + "/log"};
     }
-    write(
-        QStringLiteral("sshd_config"),
-        settings_ + "\nListenAddress 127.0.0.1\nPort " + QByteArray::number(port_) + "\nHostKey " +
-            directory + "/host_key\nAuthorizedKeysFile " + directory +
-            "/authorized_keys\n"
-            "PidFile none\nUsePAM no\nStrictModes no\nUseDNS no\n"
-            "MaxStartups 1000\nMaxAuthTries 20\n"
-            "LogLevel VERBOSE\n" +
-            (settings_.contains("Subsystem") ? QByteArray() : QByteArray("Subsystem sftp internal-sftp\n")));
+    QByteArray config = settings_ + "\nListenAddress 127.0.0.1\nPort " + QByteArray::number(port_) +
+                        "\nHostKey " + directory + "/host_key\nAuthorizedKeysFile " + directory +
+                        "/authorized_keys\nPidFile none\nUsePAM no\nStrictModes no\nUseDNS no\n"
+                        "MaxStartups 1000\nMaxAuthTries 20\nLogLevel VERBOSE\n";
+    if (!settings_.contains("Subsystem"))
+        config += "Subsystem sftp internal-sftp\n";
+    writeFile(path(QStringLiteral("sshd_config")), config);
     return {"/usr/sbin/sshd", "-D", "-f", directory + "/sshd_config", "-E", directory + "/log"};
 }
 
@@ -158,7 +129,10 @@ bool SshServer::startOnPort() {
         return false;
     const auto end = std::chrono::steady_clock::now() + 60s;
     while (process_.isRunning() && std::chrono::steady_clock::now() < end) {
-        if (answers(port_))
+        const int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const bool answers = connectToLoopback(connection, port_);
+        ::close(connection);
+        if (answers)
             return true;
         std::this_thread::sleep_for(2ms);
     }
@@ -169,31 +143,18 @@ bool SshServer::startOnPort() {
 QString SshServer::makeKey(const QString& name, const QByteArray& type, const QByteArray& passPhrase,
                            const QList<QByteArray>& more) const {
     const QString key = path(name);
-    QList<QByteArray> command{"ssh-keygen", "-q", "-t", type, "-N", passPhrase, "-f", key.toUtf8()};
+    if (QFile::exists(key))
+        return key;
+    const QList<QByteArray> command{"ssh-keygen", "-q", "-t", type, "-N", passPhrase, "-f", key.toUtf8()};
     EXPECT_TRUE(runProgram(command + more)) << key.toStdString();
-    QFile publicKey(key + QStringLiteral(".pub"));
-    EXPECT_TRUE(publicKey.open(QIODevice::ReadOnly));
-    QFile accepted(path(QStringLiteral("authorized_keys")));
-    EXPECT_TRUE(accepted.open(QIODevice::Append));
-    accepted.write(publicKey.readAll());
+    writeFile(path(QStringLiteral("authorized_keys")), readFile(key + QStringLiteral(".pub")),
+              QIODevice::Append);
     return key;
 }
 
 int SshServer::logins() const {
     const char* const mark = program_ == Program::Dropbear ? " auth succeeded" : "Accepted publickey for";
     return static_cast<int>(log().count(mark));
-}
-
-QByteArray SshServer::log() const {
-    QFile file(path(QStringLiteral("log")));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("nothing");
-}
-
-void SshServer::write(const QString& name, const QByteArray& content) const {
-    QFile file(path(name));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(content);
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
 }
 
 } // namespace korvane::test

@@ -3,12 +3,19 @@
 #include "support/ChildProcess.h"
 
 #include <QByteArray>
+#include <QIODevice>
 #include <QString>
 #include <QTemporaryDir>
 
 #include <cstdint>
 
 namespace korvane::test {
+
+/// Writes a file that the server's user may read. `mode`: WriteOnly or Append.
+void writeFile(const QString& path, const QByteArray& content,
+               QIODevice::OpenMode mode = QIODevice::WriteOnly);
+/// The content of a file; empty if there is none.
+QByteArray readFile(const QString& path);
 
 /// An SSH server for the test only, on 127.0.0.1 and a free port, with its own host key and configuration.
 /// Its only user is unknown to the system and has the rights of the user who runs the test.
@@ -26,13 +33,13 @@ public:
     std::uint16_t port() const { return port_; }
     QString user() const { return QStringLiteral("tester"); }
     /// Passwords are checked against the shadow file, which only root may do.
-    static bool takesPasswords();
+    static bool takesPasswords() { return ::getuid() == 0; }
     QString password() const { return QStringLiteral("open sésame"); }
 
     /// A path in the fixture's directory, which is the user's home.
     QString path(const QString& name = {}) const { return directory_.filePath(name); }
-    /// Creates a key pair that the server accepts, PATH and PATH.pub; returns PATH. `type`: as for
-    /// ssh-keygen; `more`: further arguments of it.
+    /// Creates a key pair that the server accepts, PATH and PATH.pub, unless it exists; returns PATH. `type`:
+    /// as for ssh-keygen; `more`: further arguments of it.
     QString makeKey(const QString& name, const QByteArray& type = "ed25519",
                     const QByteArray& passPhrase = {}, const QList<QByteArray>& more = {}) const;
 
@@ -53,10 +60,9 @@ public:
     /// Number of successful logins.
     int logins() const;
     /// The server's log.
-    QByteArray log() const;
+    QByteArray log() const { return readFile(path(QStringLiteral("log"))); }
 
 private:
-    void write(const QString& name, const QByteArray& content) const;
     bool startOnPort();
     QList<QByteArray> command() const;
 
@@ -68,7 +74,7 @@ private:
     ChildProcess process_;
 };
 
-/// Runs the program to its end; returns whether it succeeded.
+/// Runs the program to its end, without input and output; returns whether it succeeded.
 bool runProgram(const QList<QByteArray>& command);
 
 /// A port of 127.0.0.1 without a listener.

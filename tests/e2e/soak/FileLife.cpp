@@ -1,10 +1,8 @@
 #include "e2e/soak/FileLife.h"
 
-#include <cerrno>
+#include "e2e/soak/Round.h"
+
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -22,27 +20,23 @@ constexpr std::size_t gradualWriteSize = 1 << 9;
 /// A file is cut or begun anew beyond this, so that all of it can be compared at every rest.
 constexpr std::uintmax_t largestFile = 6 << 20;
 
-[[noreturn]] void fail(const std::string& what) {
-    std::fprintf(stderr, "soak: %s: %s\n", what.c_str(), std::strerror(errno));
+void check(bool ok, const std::string& what) {
+    if (ok)
+        return;
+    std::perror(("soak: " + what).c_str());
     std::exit(2);
 }
 
-void check(bool ok, const std::string& what) {
-    if (!ok)
-        fail(what);
-}
-
-enum class Pace { AtOnce, Gradual };
-
-void writeFile(const std::string& path, std::string_view bytes, int flags, Pace pace = Pace::AtOnce) {
-    const std::size_t most = pace == Pace::AtOnce ? writeSize : gradualWriteSize;
+void writeFile(const std::string& path, std::string_view bytes, int flags,
+               FileLife::Pace pace = FileLife::Pace::AtOnce) {
+    const std::size_t most = pace == FileLife::Pace::AtOnce ? writeSize : gradualWriteSize;
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0644);
     check(file >= 0, path);
     while (!bytes.empty()) {
         const ssize_t written = ::write(file, bytes.data(), std::min(bytes.size(), most));
         check(written > 0, path);
         bytes.remove_prefix(static_cast<std::size_t>(written));
-        if (pace == Pace::Gradual)
+        if (pace == FileLife::Pace::Gradual)
             std::this_thread::sleep_for(std::chrono::microseconds(50));
     }
     ::close(file);
@@ -58,10 +52,6 @@ std::size_t cutAt(std::string_view content, unsigned thousandths) {
     while (size > 0 && size < content.size() && continuesCharacter(content[size]))
         --size;
     return size;
-}
-
-std::string sized(const char* name, const std::string& bytes) {
-    return name + (" " + std::to_string(bytes.size())) + " bytes";
 }
 
 std::string leafOf(const std::string& path) {
@@ -82,8 +72,9 @@ std::string Step::description() const {
     return text;
 }
 
-FileLife::FileLife(std::string directory, std::uint64_t seed, int pollMilliseconds)
-    : path_(std::move(directory) + "/soak.log"), pollMilliseconds_(pollMilliseconds), random_(seed) {}
+FileLife::FileLife(const std::string& directory, std::uint64_t seed, int pollMilliseconds)
+    : path_(directory + "/soak.log"), oldPath_(path_ + ".1"), pollMilliseconds_(pollMilliseconds),
+      random_(seed) {}
 
 void FileLife::begin() {
     writeFile(path_, someContent(), O_TRUNC);
@@ -135,97 +126,97 @@ std::string FileLife::takeRest() {
 
 // ---- What happens
 
-Action FileLife::pause() {
-    const auto length =
-        std::chrono::milliseconds(1 + below(static_cast<std::uint64_t>(pollMilliseconds_) * 3));
+void FileLife::act(std::string name, std::function<void()> run) {
+    step_.actions.push_back({std::move(name), std::move(run)});
+}
+
+void FileLife::append(const std::string& path, const std::string& bytes, Pace pace) {
+    act(joined(pace == Pace::AtOnce ? "append " : "gradually append ", bytes.size(), " bytes to ",
+               leafOf(path)),
+        [path, bytes, pace] { writeFile(path, bytes, O_APPEND, pace); });
+}
+
+void FileLife::create(const std::string& path) {
+    const std::string bytes = someContent();
+    act(joined("create ", leafOf(path), " with ", bytes.size(), " bytes"),
+        [path, bytes] { writeFile(path, bytes, O_EXCL); });
+}
+
+void FileLife::truncate(unsigned thousandths) {
+    act(joined("truncate to ", thousandths, "/1000"), [path = path_, thousandths] {
+        const std::string content = contentOf(path);
+        check(::truncate(path.c_str(), static_cast<off_t>(cutAt(content, thousandths))) == 0, path);
+    });
+}
+
+void FileLife::rename(const std::string& from, const std::string& to) {
+    act(joined("rename ", leafOf(from), " to ", leafOf(to)),
+        [from, to] { check(::rename(from.c_str(), to.c_str()) == 0, from); });
+}
+
+void FileLife::remove() {
+    act("delete", [path = path_] { check(::unlink(path.c_str()) == 0, path); });
+}
+
+void FileLife::maybePause(std::uint64_t oneOf) {
+    if (below(oneOf) != 0)
+        return;
     // What happens next meets the monitor at any moment of its round.
-    return {"pause " + std::to_string(length.count()) + " ms",
-            [length] { std::this_thread::sleep_for(length); }};
+    const auto length = 1 + below(static_cast<std::uint64_t>(pollMilliseconds_) * 3);
+    act(joined("pause ", length, " ms"),
+        [length] { std::this_thread::sleep_for(std::chrono::milliseconds(length)); });
 }
 
-void FileLife::maybePause(Step& step) {
+void FileLife::maybeAppend(std::uint64_t mostLines) {
+    maybePause();
     if (oneIn(2))
-        step.actions.push_back(pause());
+        append(path_, lines(1 + below(mostLines)));
 }
 
-Action FileLife::append(const std::string& path, std::string bytes) {
-    std::string name = sized("append", bytes) + " to " + leafOf(path);
-    return {std::move(name), [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_APPEND); }};
-}
-
-Action FileLife::appendGradually(const std::string& path, std::string bytes) {
-    std::string name = sized("gradually append", bytes) + " to " + leafOf(path);
-    return {std::move(name),
-            [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_APPEND, Pace::Gradual); }};
-}
-
-Action FileLife::create(const std::string& path, std::string bytes) {
-    std::string name = sized("create with", bytes) + " " + leafOf(path);
-    return {std::move(name), [path, bytes = std::move(bytes)] { writeFile(path, bytes, O_EXCL); }};
-}
-
-Action FileLife::truncate(const std::string& path, unsigned thousandths) {
-    return {"truncate to " + std::to_string(thousandths) + "/1000", [path, thousandths] {
-                const std::string content = contentOf(path);
-                check(::truncate(path.c_str(), static_cast<off_t>(cutAt(content, thousandths))) == 0, path);
-            }};
-}
-
-Action FileLife::rename(const std::string& from, const std::string& to) {
-    return {"rename " + leafOf(from) + " to " + leafOf(to),
-            [from, to] { check(::rename(from.c_str(), to.c_str()) == 0, from); }};
-}
-
-Action FileLife::copy(const std::string& from, const std::string& to) {
-    return {"copy to " + leafOf(to), [from, to] { writeFile(to, contentOf(from), O_TRUNC); }};
-}
-
-Action FileLife::remove(const std::string& path) {
-    return {"delete " + leafOf(path), [path] { check(::unlink(path.c_str()) == 0, path); }};
+void FileLife::maybeAppendToOld(std::uint64_t oneOf) {
+    maybePause();
+    if (oneIn(oneOf)) // its writer has not reopened it yet
+        append(oldPath_, takeRest() + lines(1 + below(30)));
 }
 
 // ---- Steps
 
 Step FileLife::next() {
-    if (isAbsent_)
-        return return_();
+    step_ = {};
     std::error_code none;
-    if (std::filesystem::file_size(path_, none) > largestFile)
-        return oneIn(2) ? cut() : rotate();
-    struct Choice {
-        unsigned weight;
-        Step (FileLife::*draw)();
-    };
-    static constexpr Choice choices[] = {
-        {20, &FileLife::appendLines},
-        {14, &FileLife::appendPart},
-        {8, &FileLife::appendSlowly},
-        {6, &FileLife::appendBurst},
-        {6, &FileLife::cut},
-        {9, &FileLife::cutAndRegrow},
-        {9, &FileLife::rotate},
-        {9, &FileLife::copyAndTruncate},
-        {6, &FileLife::deleteAndRecreate},
-        {6, &FileLife::replace},
-        {7, &FileLife::leaveAbsent},
-    };
-    unsigned total = 0;
-    for (const Choice& choice : choices)
-        total += choice.weight;
-    auto drawn = below(total);
-    for (const Choice& choice : choices) {
-        if (drawn < choice.weight)
-            return (this->*choice.draw)();
-        drawn -= choice.weight;
+    if (isAbsent_) {
+        comeBack();
+    } else if (std::filesystem::file_size(path_, none) > largestFile) {
+        oneIn(2) ? cut() : rotate();
+    } else {
+        struct Choice {
+            unsigned weight; // of 100
+            bool onlyAppends;
+            void (FileLife::*draw)();
+        };
+        static constexpr Choice choices[] = {
+            {20, true, &FileLife::appendLines}, {14, true, &FileLife::appendPart},
+            {8, true, &FileLife::appendSlowly}, {6, true, &FileLife::appendBurst},
+            {6, false, &FileLife::cut},         {9, false, &FileLife::cutAndRegrow},
+            {9, false, &FileLife::rotate},      {9, false, &FileLife::copyAndTruncate},
+            {6, false, &FileLife::recreate},    {6, false, &FileLife::replace},
+            {7, false, &FileLife::leaveAbsent},
+        };
+        auto drawn = below(100);
+        const Choice* choice = choices;
+        for (; drawn >= choice->weight; ++choice)
+            drawn -= choice->weight;
+        step_.onlyAppends = choice->onlyAppends;
+        (this->*choice->draw)();
     }
-    std::abort();
+    return step_;
 }
 
-Step FileLife::appendLines() {
-    return {{append(path_, takeRest() + lines(1 + below(20)))}, true};
+void FileLife::appendLines() {
+    append(path_, takeRest() + lines(1 + below(20)));
 }
 
-Step FileLife::appendPart() {
+void FileLife::appendPart() {
     std::string text = takeRest() + lines(below(3)) + line();
     std::size_t size = text.size() - 1 - below(std::min<std::size_t>(text.size(), 12));
     if (oneIn(2)) {
@@ -234,141 +225,108 @@ Step FileLife::appendPart() {
         size = text.size() - (text.ends_with("\r\n") ? 2 : 1) - 1 - below(6);
     }
     rest_ = text.substr(size);
-    text.resize(size);
-    return {{append(path_, std::move(text))}, true};
+    append(path_, text.substr(0, size));
 }
 
-Step FileLife::appendSlowly() {
+void FileLife::appendSlowly() {
     const std::string text = takeRest() + lines(1 + below(4));
-    Step step{{}, true};
-    for (std::size_t done = 0; done < text.size();) {
-        const std::size_t size = std::min<std::size_t>(text.size() - done, 1 + below(40));
-        step.actions.push_back(append(path_, text.substr(done, size)));
-        if (oneIn(4))
-            step.actions.push_back(pause());
-        done += size;
+    for (std::size_t done = 0, size = 0; done < text.size(); done += size) {
+        size = std::min<std::size_t>(text.size() - done, 1 + below(40));
+        append(path_, text.substr(done, size));
+        maybePause(4);
     }
-    return step;
 }
 
-Step FileLife::appendBurst() {
-    Step step{{}, true};
+void FileLife::appendBurst() {
     for (std::uint64_t i = 1 + below(3); i > 0; --i) {
-        std::string text = takeRest() + lines(3'000 + below(9'000));
-        step.actions.push_back(oneIn(3) ? append(path_, std::move(text))
-                                        : appendGradually(path_, std::move(text)));
-        maybePause(step);
+        append(path_, takeRest() + lines(3'000 + below(9'000)), oneIn(3) ? Pace::AtOnce : Pace::Gradual);
+        maybePause();
     }
-    return step;
 }
 
-Step FileLife::cut() {
+void FileLife::cut() {
     rest_.clear();
-    return {{truncate(path_, oneIn(2) ? 0 : static_cast<unsigned>(below(1000)))}};
+    truncate(oneIn(2) ? 0 : static_cast<unsigned>(below(1000)));
 }
 
-Step FileLife::cutAndRegrow() {
-    Step step = cut();
+void FileLife::cutAndRegrow() {
+    cut();
     for (std::uint64_t i = 1 + below(2); i > 0; --i) {
-        maybePause(step);
-        step.actions.push_back(append(path_, someContent()));
+        maybePause();
+        append(path_, someContent());
     }
-    return step;
 }
 
-Step FileLife::rotate() {
-    Step step;
+void FileLife::rotate() {
     for (std::uint64_t i = 1 + below(2); i > 0; --i) {
-        step.actions.push_back(rename(path_, path_ + ".1"));
-        maybePause(step);
-        if (oneIn(3)) // its writer has not been told yet
-            step.actions.push_back(append(path_ + ".1", takeRest() + lines(1 + below(30))));
-        maybePause(step);
-        step.actions.push_back(create(path_, someContent()));
-        maybePause(step);
+        maybePause();
+        rename(path_, oldPath_);
+        maybeAppendToOld(3);
+        maybePause();
+        create(path_);
     }
     rest_.clear();
-    if (oneIn(2))
-        step.actions.push_back(append(path_, lines(1 + below(50))));
-    return step;
+    maybeAppend(50);
 }
 
-Step FileLife::copyAndTruncate() {
-    Step step{{copy(path_, path_ + ".1")}};
-    maybePause(step);
-    step.actions.push_back(truncate(path_, 0));
-    maybePause(step);
+void FileLife::copyAndTruncate() {
+    act("copy", [from = path_, to = oldPath_] { writeFile(to, contentOf(from), O_TRUNC); });
+    maybePause();
+    truncate(0);
+    maybePause();
     rest_.clear();
-    switch (below(3)) {
-    case 0:
-        step.actions.push_back(append(path_, someContent()));
-        break;
-    case 1: // more than before, of another content
-        step.actions.push_back({"regrow beyond the former size", [path = path_, one = lines(3)] {
-                                    const std::size_t former = contentOf(path + ".1").size();
-                                    std::string text = one;
-                                    while (text.size() <= former)
-                                        text += one;
-                                    writeFile(path, text, O_APPEND);
-                                }});
-        break;
-    default: // exactly as much
-        step.actions.push_back({"regrow to the former size", [path = path_] {
-                                    std::string text(contentOf(path + ".1").size(), '=');
-                                    for (std::size_t i = 60; i < text.size(); i += 61)
-                                        text[i] = '\n';
-                                    writeFile(path, text, O_APPEND);
-                                }});
-    }
-    return step;
+    if (oneIn(3))
+        return append(path_, someContent());
+    const bool isLarger = oneIn(2);
+    act(isLarger ? "regrow beyond the former size" : "regrow to the former size",
+        [path = path_, old = oldPath_, isLarger, line = lines(3)] {
+            std::string text;
+            const std::size_t former = contentOf(old).size();
+            while (text.size() <= former)
+                text += isLarger ? line : std::string(60, '=') + '\n';
+            if (!isLarger)
+                text.resize(former);
+            writeFile(path, text, O_APPEND);
+        });
 }
 
-Step FileLife::deleteAndRecreate() {
+void FileLife::recreate() {
     rest_.clear();
-    Step step{{remove(path_)}};
-    maybePause(step);
-    step.actions.push_back(create(path_, someContent()));
-    maybePause(step);
-    if (oneIn(2))
-        step.actions.push_back(append(path_, lines(1 + below(20))));
-    return step;
+    remove();
+    maybePause();
+    create(path_);
+    maybeAppend(20);
 }
 
-Step FileLife::replace() {
+void FileLife::replace() {
     rest_.clear();
-    Step step{{create(path_ + ".new", someContent())}};
-    maybePause(step);
-    step.actions.push_back(rename(path_ + ".new", path_));
-    return step;
+    create(path_ + ".new");
+    maybePause();
+    rename(path_ + ".new", path_);
 }
 
-Step FileLife::leaveAbsent() {
+void FileLife::leaveAbsent() {
     isAbsent_ = true;
     wasRenamed_ = oneIn(2);
     if (!wasRenamed_) {
         rest_.clear();
-        return {{remove(path_)}};
+        return remove();
     }
-    // An empty file may have taken the place of another empty one just now: nobody can say yet which of the
-    // two the program holds, and only that one can be read once its name is gone.
+    // An empty file may have taken the place of another empty one just now: it cannot be known yet which of
+    // the two the program holds, and only that one can be read after its name is deleted.
     const bool isEmpty = contentOf(path_).empty();
-    Step step{{rename(path_, path_ + ".1")}};
-    maybePause(step);
-    if (oneIn(2) && !isEmpty)
-        step.actions.push_back(append(path_ + ".1", takeRest() + lines(1 + below(30))));
-    return step;
+    rename(path_, oldPath_);
+    if (!isEmpty)
+        maybeAppendToOld(2);
 }
 
-Step FileLife::return_() {
+void FileLife::comeBack() {
     isAbsent_ = false;
     if (wasRenamed_ && oneIn(3))
-        return {{rename(path_ + ".1", path_)}}; // the same file
+        return rename(oldPath_, path_); // the same file
     rest_.clear();
-    Step step{{create(path_, someContent())}};
-    maybePause(step);
-    if (oneIn(2))
-        step.actions.push_back(append(path_, lines(1 + below(20))));
-    return step;
+    create(path_);
+    maybeAppend(20);
 }
 
 } // namespace korvane::soak

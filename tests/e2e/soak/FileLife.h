@@ -30,8 +30,11 @@ struct Step {
 /// leaves whole lines, parts of lines or parts of characters behind; never bytes that can be no text.
 class FileLife {
 public:
+    /// Whether a write goes on while the file is measured and read.
+    enum class Pace { AtOnce, Gradual };
+
     /// `directory` is this object's own. `pollMilliseconds`: the scale of the pauses.
-    FileLife(std::string directory, std::uint64_t seed, int pollMilliseconds);
+    FileLife(const std::string& directory, std::uint64_t seed, int pollMilliseconds);
 
     const std::string& path() const { return path_; }
     /// The content that the file starts with.
@@ -49,31 +52,36 @@ private:
     /// What ends the character or line that was left unfinished, once.
     std::string takeRest();
 
-    Action pause();
-    static Action append(const std::string& path, std::string bytes);
-    static Action appendGradually(const std::string& path, std::string bytes);
-    static Action create(const std::string& path, std::string bytes);
-    static Action truncate(const std::string& path, unsigned thousandths);
-    static Action rename(const std::string& from, const std::string& to);
-    static Action copy(const std::string& from, const std::string& to);
-    static Action remove(const std::string& path);
-    void maybePause(Step& step);
+    // These add to the step.
+    void act(std::string name, std::function<void()> run);
+    void append(const std::string& path, const std::string& bytes, Pace pace = Pace::AtOnce);
+    void create(const std::string& path);
+    void truncate(unsigned thousandths);
+    void rename(const std::string& from, const std::string& to);
+    void remove();
+    void maybePause(std::uint64_t oneOf = 2);
+    /// After a pause or none.
+    void maybeAppend(std::uint64_t mostLines);
+    /// To the file that was renamed, after a pause or none.
+    void maybeAppendToOld(std::uint64_t oneOf);
 
-    Step appendLines();
-    Step appendPart();
-    Step appendSlowly();
-    Step appendBurst();
-    Step cut();
-    Step cutAndRegrow();
-    Step rotate();
-    Step copyAndTruncate();
-    Step deleteAndRecreate();
-    Step replace();
-    Step leaveAbsent();
-    Step return_();
+    void appendLines();
+    void appendPart();
+    void appendSlowly();
+    void appendBurst();
+    void cut();
+    void cutAndRegrow();
+    void rotate();
+    void copyAndTruncate();
+    void recreate();
+    void replace();
+    void leaveAbsent();
+    void comeBack();
 
     const std::string path_;
+    const std::string oldPath_;
     const int pollMilliseconds_;
+    Step step_;
     std::mt19937_64 random_;
     std::uint64_t lineNumber_ = 0;
     std::string rest_;

@@ -93,15 +93,8 @@ bool ServedFile::hasHadPart(qint64 index, const QString& part) const {
 
 QString ServedFile::text(std::size_t age, qint64 index) const {
     static const QString letters = QStringLiteral("abcdefghij éß€日");
-    QString line = QString::number(age) + u':' + QString::number(index) + u' ';
-    std::uint64_t hash = (seed_ + 1) * 0x9e3779b97f4a7c15 + age * 0xbf58476d1ce4e5b9 +
-                         static_cast<std::uint64_t>(index) * 0x94d049bb133111eb;
-    hash ^= hash >> 31;
-    for (std::uint64_t length = hash % 12; length > 0; --length) {
-        hash = hash * 6364136223846793005 + 1442695040888963407;
-        line += letters.at(static_cast<qsizetype>((hash >> 33) % 15));
-    }
-    return line;
+    const auto length = (seed_ + age * 5 + static_cast<std::uint64_t>(index) * 7) % 16;
+    return QStringLiteral("%1:%2 ").arg(age).arg(index) + letters.left(static_cast<qsizetype>(length));
 }
 
 void ServedFile::write(const QByteArray& bytes) const {

@@ -1,5 +1,7 @@
 #include "e2e/soak/ShownRows.h"
 
+#include "e2e/soak/Round.h"
+
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/Pages.h"
 #include "documents/Document.h"
@@ -9,6 +11,7 @@
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QScreen>
+#include <QStringDecoder>
 #include <QWindow>
 
 #include <algorithm>
@@ -18,96 +21,63 @@ namespace {
 
 std::string quoted(const QString& text) {
     constexpr qsizetype longest = 120;
-    std::string shown = '"' + text.left(longest).toStdString() + '"';
-    if (text.size() > longest)
-        shown += "… (" + std::to_string(text.size()) + " units)";
-    return shown;
-}
-
-/// How many bytes at the end begin a character that is not there as a whole yet.
-std::size_t unfinishedBytes(std::string_view content) {
-    for (std::size_t back = 1; back <= std::min<std::size_t>(3, content.size()); ++back) {
-        const auto byte = static_cast<unsigned char>(content[content.size() - back]);
-        if ((byte & 0xC0) == 0x80)
-            continue;
-        const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-        return length > back ? back : 0;
-    }
-    return 0;
-}
-
-std::string unequalText(const char* where, qint64 row, const QString& shown, const QString& expected) {
-    return std::string(where) + " row " + std::to_string(row) + " shows " + quoted(shown) +
-           ", the file holds " + quoted(expected);
+    const std::string shown = joined('"', text.left(longest), '"');
+    return text.size() > longest ? joined(shown, "… (", text.size(), " units)") : shown;
 }
 
 } // namespace
 
-std::vector<QString> linesOf(std::string_view content) {
-    content.remove_suffix(unfinishedBytes(content));
-    std::vector<QString> lines;
-    for (;;) {
-        const std::size_t end = std::min(content.find('\n'), content.size());
-        lines.push_back(QString::fromUtf8(content.data(), static_cast<qsizetype>(end)));
-        if (end == content.size())
-            return lines;
-        content.remove_prefix(end + 1);
-    }
+QStringList linesOf(const std::string& content) {
+    // Keeps back a last character that is not whole yet.
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    return QString(decoder(QByteArrayView(content))).split(u'\n');
 }
 
-ShownRows::ShownRows(MainWindowController& page, std::vector<QString> lines, std::uint64_t seed)
+ShownRows::ShownRows(MainWindowController& page, QStringList lines, std::uint64_t seed)
     : page_(page), lines_(std::move(lines)), random_(seed) {}
 
 std::optional<std::string> ShownRows::difference() {
-    LogTableView& table = page_.logView().tableView();
-    const auto count = static_cast<qint64>(lines_.size());
-    for (const qint64 shown : {table.rowCount(), page_.document()->dataSource()->numberOfRows()}) {
+    try {
+        compare();
+        return std::nullopt;
+    } catch (const Fault& fault) {
+        return fault.what();
+    }
+}
+
+void ShownRows::compare() {
+    const LogTableView& table = page_.logView().tableView();
+    const auto source = page_.document()->dataSource();
+    const auto count = qint64(lines_.size());
+    for (const qint64 shown : {table.rowCount(), source->numberOfRows()}) {
         if (shown != count)
-            return "there are " + std::to_string(shown) + " rows, the file holds " + std::to_string(count) +
-                   " lines";
+            throw Fault("there are ", shown, " rows, the file holds ", count, " lines");
     }
     if (table.isAtEnd() != table.stoodAtEnd())
-        return "the view has not learnt yet how tall its rows have become";
-    if (auto found = differenceOnScreen())
-        return found;
-    if (suspect_ < count) {
-        if (auto found = differenceInRow(suspect_))
-            return found;
-    }
-    for (qint64 row = 0; row < count; ++row) {
-        if (auto found = differenceInRow(row)) {
-            suspect_ = row;
-            return found;
-        }
-    }
-    for (const qint64 row : sampledRows()) {
-        if (auto found = differenceInTable(row))
-            return found;
-    }
-    return std::nullopt;
-}
-
-std::optional<std::string> ShownRows::differenceOnScreen() const {
-    LogTableView& table = page_.logView().tableView();
-    const auto source = page_.document()->dataSource();
+        throw Fault("the view has not learnt yet how tall its rows have become");
     for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
-        const QString& expected = lines_[static_cast<std::size_t>(row)];
         const auto line = source->cachedRowLine(row);
         if (!line)
-            return "row " + std::to_string(row) + " on the screen is not loaded";
-        if (line->line.string() != expected)
-            return unequalText("on the screen,", row, line->line.string(), expected);
+            throw Fault("row ", row, " on the screen is not loaded");
+        compareText("on the screen", row, line->line.string());
     }
-    if (auto found = differenceInPainting())
-        return found;
-    for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
-        if (auto found = differenceInTable(row))
-            return found;
-    }
-    return std::nullopt;
+    comparePainting();
+    for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row)
+        compareInTable(row);
+    compareInSource(std::min(suspect_, count - 1));
+    for (suspect_ = 0; suspect_ < count; ++suspect_)
+        compareInSource(suspect_);
+    for (const qint64 row : sampledRows())
+        compareInTable(row);
 }
 
-std::optional<std::string> ShownRows::differenceInPainting() const {
+void ShownRows::compareText(const char* where, qint64 row, const QString& shown) const {
+    const QString& expected = lines_[row];
+    if (shown != expected)
+        throw Fault(where, ", row ", row, " shows ", quoted(shown), ", the file holds ", quoted(expected));
+}
+
+void ShownRows::comparePainting() const {
     QWidget& viewport = *page_.logView().tableView().viewport();
     QWidget& window = *viewport.window();
     const QRect area(viewport.mapTo(&window, QPoint()), viewport.size());
@@ -115,39 +85,32 @@ std::optional<std::string> ShownRows::differenceInPainting() const {
                                ->grabWindow(window.winId(), area.x(), area.y(), area.width(), area.height())
                                .toImage()
                                .convertToFormat(QImage::Format_RGB32);
-    const QImage fresh = window.grab(area).toImage().convertToFormat(QImage::Format_RGB32);
-    return painted == fresh ? std::nullopt : std::optional<std::string>("the screen was not painted anew");
+    if (painted != window.grab(area).toImage().convertToFormat(QImage::Format_RGB32))
+        throw Fault("the screen was not painted again");
 }
 
-std::optional<std::string> ShownRows::differenceInTable(qint64 row) const {
+void ShownRows::compareInTable(qint64 row) const {
     auto& delegate = page_.logView().tableView().delegate();
     const qint64 number = delegate.viewForTableColumn(cell::lineNum, row).lineNumber;
     if (number != row + 1)
-        return "row " + std::to_string(row) + " has the line number " + std::to_string(number);
+        throw Fault("row ", row, " has the line number ", number);
     const auto view = delegate.viewForTableColumn(cell::line, row);
     if (!view.row)
-        return "in the table, row " + std::to_string(row) + " is loading";
-    const QString& expected = lines_[static_cast<std::size_t>(row)];
-    if (view.row->line.string() != expected)
-        return unequalText("in the table,", row, view.row->line.string(), expected);
-    return std::nullopt;
+        throw Fault("in the table, row ", row, " is loading");
+    compareText("in the table", row, view.row->line.string());
 }
 
-std::optional<std::string> ShownRows::differenceInRow(qint64 row) const {
+void ShownRows::compareInSource(qint64 row) const {
     const RowLine line = page_.document()->dataSource()->rowLine(row);
     if (!line.isLoaded)
-        return "row " + std::to_string(row) + " is not loaded";
-    const QString& expected = lines_[static_cast<std::size_t>(row)];
-    if (line.line.string() != expected)
-        return unequalText("of all,", row, line.line.string(), expected);
+        throw Fault("row ", row, " is not loaded");
+    compareText("of all", row, line.line.string());
     if (line.rowNum != row + 1 || line.cutBytes != 0)
-        return "row " + std::to_string(row) + " says it is line " + std::to_string(line.rowNum) +
-               " without " + std::to_string(line.cutBytes) + " bytes";
-    return std::nullopt;
+        throw Fault("row ", row, " is line ", line.rowNum, " without ", line.cutBytes, " bytes");
 }
 
 std::vector<qint64> ShownRows::sampledRows() {
-    const auto count = static_cast<qint64>(lines_.size());
+    const auto count = qint64(lines_.size());
     std::vector<qint64> rows = {0, count - 1};
     for (qint64 page = 1; page < pages::pageOfLine(count - 1); ++page) {
         rows.push_back(pages::firstLine(page + 1) - 1);

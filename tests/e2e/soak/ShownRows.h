@@ -1,11 +1,10 @@
 #pragma once
 
-#include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <random>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace korvane {
@@ -15,30 +14,32 @@ class MainWindowController;
 namespace korvane::soak {
 
 /// The lines of a content, split at every newline, as text: without a last character that is not whole yet.
-std::vector<QString> linesOf(std::string_view content);
+QStringList linesOf(const std::string& content);
 
 /// Compares what a page shows with the lines that its file holds. Main thread.
 class ShownRows {
 public:
-    ShownRows(MainWindowController& page, std::vector<QString> lines, std::uint64_t seed);
+    ShownRows(MainWindowController& page, QStringList lines, std::uint64_t seed);
 
-    /// The first difference, in words; nothing when window and file agree. In this order, so that nothing is
-    /// asked for on behalf of the window: what is painted, the rows on the screen, then every row there is.
+    /// The first difference, in words; nullopt when window and file agree. In this order, so that nothing is
+    /// requested on behalf of the window: what is painted, the rows on the screen, then every row there is.
     std::optional<std::string> difference();
 
-    std::size_t lineCount() const { return lines_.size(); }
+    qint64 lineCount() const { return lines_.size(); }
 
 private:
-    std::optional<std::string> differenceOnScreen() const;
-    std::optional<std::string> differenceInPainting() const;
-    std::optional<std::string> differenceInTable(qint64 row) const;
-    std::optional<std::string> differenceInRow(qint64 row) const;
+    // These throw a Fault.
+    void compare();
+    void compareText(const char* where, qint64 row, const QString& shown) const;
+    void comparePainting() const;
+    void compareInTable(qint64 row) const;
+    void compareInSource(qint64 row) const;
     std::vector<qint64> sampledRows();
 
     MainWindowController& page_;
-    const std::vector<QString> lines_;
+    const QStringList lines_;
     std::mt19937_64 random_;
-    /// The row that differed last: looked at first.
+    /// The row that differed last: compared first.
     qint64 suspect_ = 0;
 };
 

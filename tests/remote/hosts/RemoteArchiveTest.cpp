@@ -132,6 +132,40 @@ TEST(RemoteArchiveTest, WhatBelongsToALoginUnderWayIsNotArchived) {
     EXPECT_EQ(dynamic_cast<const KeyboardAuthnType&>(*hosts[5]->authnType()).cachedPwd(), std::nullopt);
 }
 
+TEST(RemoteHostTest, CopyIsAHostOfItsOwn) {
+    for (const auto& host : HostFormat::sample()) {
+        const auto copy = host->copy();
+        EXPECT_EQ(copy->name(), u"Copy of [%1]"_s.arg(host->labelForHost()));
+        EXPECT_EQ(copy->homePath(), u"/"_s);
+        EXPECT_FALSE(copy->clone());
+        EXPECT_TRUE(copy->uuid() && copy->uuid() != host->uuid());
+        EXPECT_TRUE(!host->authnType() || copy->authnType() != host->authnType());
+        const auto keyboard = std::dynamic_pointer_cast<KeyboardAuthnType>(copy->authnType());
+        EXPECT_FALSE(keyboard && keyboard->cachedPwd());
+        copy->setName(host->name());
+        copy->setHomePath(host->homePath());
+        copy->setUuid(host->uuid());
+        EXPECT_EQ(HostFormat::description(*copy), HostFormat::description(*host));
+    }
+}
+
+TEST(RemoteHostTest, LabelIsTheNameOrTheConnectionWithItsKindOfLogin) {
+    RemoteHost host(u"h"_s, 2222, u"u"_s);
+    const std::pair<std::shared_ptr<AuthnType>, QString> cases[] = {
+        {nullptr, u"u@h:2222"_s},
+        {std::make_shared<AuthnType>(), u"u@h:2222"_s},
+        {std::make_shared<PublicKeyAuthnType>(), u"u@h:2222 (Public Key)"_s},
+        {std::make_shared<KeyboardAuthnType>(), u"u@h:2222 (Keyboard-interactive)"_s},
+    };
+    for (const auto& [type, label] : cases) {
+        host.setAuthnType(type);
+        EXPECT_EQ(host.labelForHost(), label);
+    }
+    host.setLabelForHost(u"web"_s);
+    EXPECT_EQ(host.labelForHost(), u"web"_s);
+    EXPECT_EQ(host.connectionString(), u"u@h:2222"_s);
+}
+
 TEST(RemoteArchiveTest, DraggedItemComesBackOrIsRefused) {
     const RemoteHostDnDItem sound{u"größe"_s, 2147483647};
     expectGolden(u"dragged-host"_s, RemoteHostDnDItem{u"Shop"_s, 3}.archived());

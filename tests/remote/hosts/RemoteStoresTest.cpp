@@ -67,14 +67,10 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Remote, StoreConformance, Cases);
 class RemoteStoresTest : public StoreDefaultsTest {
 protected:
     std::unique_ptr<RemoteHostsManager> loadHosts() {
-        auto manager = RemoteHostsManager::load(directory(), defaults());
-        EXPECT_TRUE(manager) << manager.error().userText.toStdString();
-        return std::move(manager).value();
+        return std::move(RemoteHostsManager::load(directory(), defaults())).value();
     }
     std::unique_ptr<ServerGroupsManager> loadGroups() const {
-        auto manager = ServerGroupsManager::load(directory());
-        EXPECT_TRUE(manager) << manager.error().userText.toStdString();
-        return std::move(manager).value();
+        return std::move(ServerGroupsManager::load(directory())).value();
     }
     QStringList savedHosts() { return connectionsOf(*loadHosts()); }
     QStringList savedGroups() const { return namesOf(*loadGroups()); }
@@ -187,32 +183,38 @@ TEST_F(RemoteStoresTest, DuplicateUsesTheKeyFilesOfItsOriginal) {
 
 TEST_F(RemoteStoresTest, HostIsFoundByAllOfItsConnection) {
     const auto manager = loadHosts();
-    const auto capital = newHost(u"Web"_s, 22);
-    const auto small = newHost(u"web"_s, 22);
-    const auto otherPort = newHost(u"h"_s, 2222, u"v"_s);
-    const auto again = newHost(u"h"_s, 2222, u"v"_s);
-    for (const auto& host : {capital, small, newHost(u"h"_s, 22), otherPort, again})
+    for (const auto& host : {newHost(u"Web"_s), newHost(u"web"_s), newHost(u"h"_s),
+                             newHost(u"h"_s, 2222, u"v"_s), newHost(u"h"_s, 2222, u"v"_s)})
         ASSERT_TRUE(manager->add(host));
-    EXPECT_EQ(manager->findHost(u"h"_s, 2222, u"v"_s), otherPort);
-    EXPECT_EQ(manager->findHost(u"h"_s, 2222, u"u"_s), nullptr);
-    EXPECT_EQ(manager->findHost(u"h"_s, 22, u"v"_s), nullptr);
-    EXPECT_EQ(manager->findHost(u"h.example"_s, 22, u"u"_s), nullptr);
-    EXPECT_EQ(manager->findHost(u"h"_s, 22, u"U"_s), nullptr);
-    EXPECT_EQ(manager->findHost(u"web"_s, 22, u"u"_s), small);
-    EXPECT_EQ(manager->findHost(u"WEB"_s, 22, u"u"_s), capital);
-    EXPECT_EQ(manager->findHost(u"h"_s, 22 + 65536, u"u"_s), nullptr);
+    const struct {
+        QString host;
+        int port;
+        QString user;
+        qsizetype index; // -1: none
+    } cases[] = {
+        {u"h"_s, 2222, u"v"_s, 3}, {u"h"_s, 2222, u"u"_s, -1},       {u"h"_s, 22, u"v"_s, -1},
+        {u"web"_s, 22, u"u"_s, 1}, {u"h.example"_s, 22, u"u"_s, -1}, {u"h"_s, 22, u"U"_s, -1},
+        {u"WEB"_s, 22, u"u"_s, 0}, {u"h"_s, 22 + 65536, u"u"_s, -1},
+    };
+    for (const auto& [host, port, user, index] : cases)
+        EXPECT_EQ(manager->findHost(host, port, user), manager->host(index)) << host.toStdString();
 }
 
 TEST_F(RemoteStoresTest, DefaultGroupIsAlwaysThere) {
     EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
     EXPECT_FALSE(loadGroups()->group(0)->editable());
-    write(groupsFile, archiveGroups({std::make_shared<ServerGroup>(u"default"_s)}));
-    EXPECT_EQ(savedGroups(), QStringList({u"Default"_s, u"default"_s}));
-    write(groupsFile, archiveGroups({std::make_shared<ServerGroup>(u"g"_s),
-                                     std::make_shared<ServerGroup>(u"Default"_s)}));
-    EXPECT_EQ(savedGroups(), QStringList({u"g"_s, u"Default"_s}));
-    write(groupsFile, archiveGroups({}));
-    EXPECT_EQ(savedGroups(), QStringList(u"Default"_s));
+    const std::pair<QStringList, QStringList> cases[] = {
+        {{u"default"_s}, {u"Default"_s, u"default"_s}},
+        {{u"g"_s, u"Default"_s}, {u"g"_s, u"Default"_s}},
+        {{}, {u"Default"_s}},
+    };
+    for (const auto& [stored, loaded] : cases) {
+        std::vector<std::shared_ptr<ServerGroup>> groups;
+        for (const QString& name : stored)
+            groups.push_back(std::make_shared<ServerGroup>(name));
+        write(groupsFile, archiveGroups(groups));
+        EXPECT_EQ(savedGroups(), loaded);
+    }
 }
 
 TEST_F(RemoteStoresTest, GroupIsRefusedOrSaved) {
@@ -225,21 +227,22 @@ TEST_F(RemoteStoresTest, GroupIsRefusedOrSaved) {
     EXPECT_EQ(manager->refusalToAdd(u"shop"_s), std::nullopt);
     EXPECT_EQ(manager->groupNamed(u"Shop"_s), shop);
 
+    const auto other = newHost(u"b"_s);
     const auto host = newHost(u"a"_s);
     host->setGroup(u"Shop"_s);
-    const auto ofDefault = ServerGroupsManager::refusalToRemove(*manager->group(0), {});
-    ASSERT_TRUE(ofDefault);
-    EXPECT_EQ(ofDefault->message, u"Cannot delete 'Default' group!"_s);
-    EXPECT_EQ(ofDefault->informativeText, u"The 'Default' group cannot be removed"_s);
-    const auto ofUsed = ServerGroupsManager::refusalToRemove(*shop, {newHost(u"b"_s), host});
-    ASSERT_TRUE(ofUsed);
-    EXPECT_EQ(ofUsed->message, u"Cannot delete non-empty group!"_s);
-    EXPECT_EQ(ofUsed->informativeText, u"Please remove the servers from the group before deleting it"_s);
-    EXPECT_FALSE(ServerGroupsManager::refusalToRemove(*shop, {newHost(u"b"_s)}));
+    const auto refusal = [](const ServerGroup& group, const RemoteHostsManager::Hosts& hosts) {
+        const auto refused = ServerGroupsManager::refusalToRemove(group, hosts);
+        return refused ? refused->message + u'|' + refused->informativeText : QString();
+    };
+    EXPECT_EQ(refusal(*manager->group(0), {}),
+              u"Cannot delete 'Default' group!|The 'Default' group cannot be removed"_s);
+    EXPECT_EQ(refusal(*shop, {other, host}), u"Cannot delete non-empty group!|Please remove the servers from "
+                                             "the group before deleting it"_s);
+    EXPECT_EQ(refusal(*shop, {other}), QString());
 
     // Its hosts take over a new name, and no others.
     const auto hosts = loadHosts();
-    ASSERT_TRUE(hosts->add(host) && hosts->add(newHost(u"b"_s)));
+    ASSERT_TRUE(hosts->add(host) && hosts->add(other));
     manager->rename(*shop, u"Laden"_s, *hosts);
     EXPECT_EQ(savedGroups(), QStringList({u"Default"_s, u"Laden"_s}));
     EXPECT_EQ(loadHosts()->host(0)->group(), u"Laden"_s);
@@ -251,25 +254,25 @@ TEST_F(RemoteStoresTest, GroupIsRefusedOrSaved) {
 }
 
 TEST_F(RemoteStoresTest, RecentFilesLoseTheOldestAndKeepTheirOrder) {
-    const auto urlOf = [](int number) { return QUrl(u"ssh://u@h:22//var/log/a,b %1.log"_s.arg(number)); };
-    const auto textOf = [&](int number) { return absoluteString(urlOf(number)); };
+    RemoteRecentFilesManager manager(defaults());
+    QStringList expected;
+    const auto add = [&](int number) {
+        const QUrl url(u"ssh://u@h:22//var/log/a,b %1.log"_s.arg(number));
+        manager.add(url);
+        return absoluteString(url);
+    };
     const auto onDisk = [this] {
         UserDefaults defaults = defaultsOnDisk();
         return RemoteRecentFilesManager(defaults).recentUrls();
     };
-    RemoteRecentFilesManager manager(defaults());
-    manager.add(urlOf(0));
-    EXPECT_EQ(onDisk(), QStringList(textOf(0))); // a list of one, too
-    QStringList expected{textOf(0)};
-    for (int number = 1; number < 10; ++number) {
-        manager.add(urlOf(number));
-        expected.append(textOf(number));
+    for (int number = 0; number < 10; ++number) {
+        expected.append(add(number));
+        EXPECT_EQ(onDisk(), expected); // a list of one, too
     }
-    manager.add(urlOf(0));
+    add(0);
     EXPECT_EQ(onDisk(), expected);
-    manager.add(urlOf(10));
+    expected.append(add(10));
     expected.removeFirst();
-    expected.append(textOf(10));
     EXPECT_EQ(onDisk(), expected);
     EXPECT_EQ(manager.recentUrls(), expected);
 

@@ -13,8 +13,13 @@ using namespace std::chrono_literals;
 /// What is left, here and on the server, and what a server costs that has no working SFTP or few channels.
 class ConnectionEndTest : public test::SshTest {
 protected:
-    static bool workersEnd() {
-        return test::waitFor([] { return OperationQueue::waitForAllWorkers(0ms); });
+    /// A host of the server, with a key that it does not accept.
+    static std::shared_ptr<RemoteHost> strangersHost(const test::SshServer& server) {
+        const QString key = server.path(u"stranger"_s);
+        if (!QFile::exists(key)) {
+            EXPECT_TRUE(test::runProgram({"ssh-keygen", "-q", "-N", "", "-f", key.toUtf8()}));
+        }
+        return hostAt(server.port(), keyType(key + u".pub"_s, key));
     }
     static qsizetype openDescriptors() {
         return QDir(u"/proc/self/fd"_s).entryList(QDir::Files | QDir::System).size();
@@ -23,22 +28,16 @@ protected:
 
 TEST_F(ConnectionEndTest, NothingIsLeftHereOrOnTheServer) {
     const test::SshServer server;
-    const auto host = keyHost(server);
-    const QString stranger = server.path(u"stranger"_s);
-    ASSERT_TRUE(test::runProgram({"ssh-keygen", "-q", "-N", "", "-f", stranger.toUtf8()}));
     qsizetype before = 0;
     int connections = 0;
     // The first round opens what stays open.
     for (int round = 0; round < 4; ++round) {
-        const auto client = clientFor(host);
-        EXPECT_EQ(connected(client), u"authorised, home"_s);
-        EXPECT_EQ(client->execute(u"echo on"_s), u"on\n"_s);
-        client->disconnect();
-        static_cast<void>(tested(clientFor(host)));
-        const auto refused = connected(clientFor(hostWith(server, keyType(stranger + u".pub"_s, stranger))));
+        EXPECT_EQ(loggedIn(server)->execute(u"echo on"_s), u"on\n"_s);
+        static_cast<void>(tested(keyHost(server)));
+        const auto refused = connected(strangersHost(server));
         EXPECT_TRUE(refused.startsWith(u"error: Access denied"_s)) << qPrintable(refused);
         connections += 3;
-        ASSERT_TRUE(workersEnd());
+        ASSERT_TRUE(test::waitFor([] { return OperationQueue::waitForAllWorkers(0ms); }));
         EXPECT_TRUE(test::waitFor([&] { return server.connectionProcesses().empty(); }));
         if (round == 0)
             before = openDescriptors();
@@ -49,18 +48,13 @@ TEST_F(ConnectionEndTest, NothingIsLeftHereOrOnTheServer) {
 
 TEST_F(ConnectionEndTest, AServerThatEndsTheLoginIsBelieved) {
     const test::SshServer server("MaxAuthTries 1");
-    const QString stranger = server.path(u"stranger"_s);
-    ASSERT_TRUE(test::runProgram({"ssh-keygen", "-q", "-N", "", "-f", stranger.toUtf8()}));
-    EXPECT_EQ(connected(clientFor(hostWith(server, keyType(stranger + u".pub"_s, stranger)))),
+    EXPECT_EQ(connected(strangersHost(server)),
               u"error: The server has ended the connection: Too many authentication failures."_s);
 }
 
 TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
     settings_.filesLimit = 500ms;
-    const struct {
-        const char* script;
-        QString fault;
-    } cases[] = {
+    const std::pair<const char*, QString> cases[] = {
         {"exit 127", u"The server gives no access to its files."_s},
         {"echo; echo Welcome; cat", u"The server prints text at login, which hides its files."_s},
         {"exec yes", u"The server prints text at login, which hides its files."_s},
@@ -76,7 +70,6 @@ TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
         ASSERT_FALSE(listed);
         EXPECT_EQ(listed.error().userText, fault);
         EXPECT_EQ(client->execute(u"echo on"_s), u"on\n"_s);
-        client->disconnect();
     }
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
@@ -95,8 +88,7 @@ TEST_F(ConnectionEndTest, AListingIsNoLargerThanItMayBeAndHasNoPaths) {
         SCOPED_TRACE(kind.constData());
         const test::SshServer server("Subsystem sftp python3 " KORVANE_TEST_SUPPORT "/odd_listings.py " +
                                      kind);
-        const auto client = clientFor(keyHost(server));
-        EXPECT_EQ(connected(client), u"authorised, home"_s);
+        const auto client = loggedIn(server);
         const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(u"/"_s);
         ASSERT_EQ(static_cast<bool>(listed), fault.isEmpty());
         QStringList shown;
@@ -107,41 +99,43 @@ TEST_F(ConnectionEndTest, AListingIsNoLargerThanItMayBeAndHasNoPaths) {
             EXPECT_EQ(listed.error().userText, fault);
         }
         EXPECT_EQ(shown, names);
-        client->disconnect();
     }
 }
 
-TEST_F(ConnectionEndTest, OneChannelIsEnough) {
+TEST_F(ConnectionEndTest, AServerThatOpensNoChannelIsAskedAgainWithPauses) {
+    const test::SshServer server("MaxSessions 0");
+    EXPECT_EQ(connected(keyHost(server)), u"authorised, no home"_s);
+    const auto refusals = server.log().count("no more sessions");
+    EXPECT_GT(refusals, 1);
+    EXPECT_LE(refusals, 60);
+}
+
+TEST_F(ConnectionEndTest, CommandsWaitForTheirTurnWhereThereAreFewChannels) {
     using Program = test::SshServer::Program;
-    const struct {
-        Program program;
-        const char* settings;
-    } cases[] = {
+    const std::pair<Program, const char*> cases[] = {
+        {Program::OpenSsh, ""},
         {Program::OpenSsh, "MaxSessions 1"},
         {Program::OpenSsh, "MaxSessions 2"},
+        {Program::OpenSsh, "MaxSessions 3"},
         {Program::Dropbear, ""}, // more commands at once would end the connection
     };
     for (const auto& [program, settings] : cases) {
         SCOPED_TRACE(settings);
         const test::SshServer server(settings, program);
-        const auto client = clientFor(keyHost(server));
-        EXPECT_EQ(connected(client), u"authorised, home"_s);
-        std::vector<std::thread> users;
-        for (int user = 0; user < 3; ++user) {
+        const auto client = loggedIn(server);
+        std::vector<std::jthread> users;
+        for (int user = 0; user < 11; ++user) {
             users.emplace_back([&, user] {
-                for (int count = 0; count < 10; ++count) {
+                for (int count = 0; count < 3; ++count) {
                     const QString text = u"%1 %2\n"_s.arg(user).arg(count);
-                    EXPECT_EQ(client->execute(u"echo "_s + text), text);
-                    if (user == 0) {
+                    EXPECT_EQ(client->execute(u"sleep 0.0%1; echo "_s.arg(user) + text), text);
+                    if (user == 0 && count < 2) {
                         const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(server.path());
                         EXPECT_TRUE(listed) << qPrintable(listed.error().userText);
                     }
                 }
             });
         }
-        for (std::thread& user : users)
-            user.join();
-        client->disconnect();
     }
     EXPECT_EQ(alerts_.texts(), QStringList());
 }

@@ -1,57 +1,31 @@
 #include "remote/SshTest.h"
 #include "support/StandIns.h"
 
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <condition_variable>
+#include <atomic>
 #include <cstring>
 #include <dlfcn.h>
-#include <mutex>
 #include <netdb.h>
 
 namespace korvane {
 namespace {
 
 /// What a name server without an answer does to names under "hangs.example".
-class SilentNameServer {
-public:
-    static SilentNameServer& shared() {
-        static SilentNameServer server;
-        return server;
-    }
+struct SilentNameServer {
     void ask() {
-        std::unique_lock lock(mutex_);
-        ++asked_;
-        ++waiting_;
-        over_.wait(lock, [this] { return isOver_; });
-        --waiting_;
-    }
-    void begin() {
-        const std::lock_guard guard(mutex_);
-        isOver_ = false;
+        ++asked;
+        ++waiting;
+        isOver.wait(false);
+        --waiting;
     }
     void end() {
-        const std::lock_guard guard(mutex_);
-        isOver_ = true;
-        over_.notify_all();
-    }
-    int waiting() const {
-        const std::lock_guard guard(mutex_);
-        return waiting_;
-    }
-    int asked() const {
-        const std::lock_guard guard(mutex_);
-        return asked_;
+        isOver = true;
+        isOver.notify_all();
     }
 
-private:
-    mutable std::mutex mutex_;
-    std::condition_variable over_;
-    bool isOver_ = false;
-    int waiting_ = 0;
-    int asked_ = 0;
-};
+    std::atomic<bool> isOver{false};
+    std::atomic<int> waiting{0};
+    std::atomic<int> asked{0};
+} silentNameServer;
 
 } // namespace
 } // namespace korvane
@@ -62,7 +36,7 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
     static const auto system = reinterpret_cast<LookUp>(::dlsym(RTLD_NEXT, "getaddrinfo"));
     const bool isNumeric = wanted && (wanted->ai_flags & AI_NUMERICHOST);
     if (name && !isNumeric && std::strstr(name, "hangs.example")) {
-        korvane::SilentNameServer::shared().ask();
+        korvane::silentNameServer.ask();
         return EAI_AGAIN;
     }
     return system(name, service, wanted, found);
@@ -76,10 +50,9 @@ using namespace std::chrono_literals;
 
 class NameLookUpTest : public test::SshTest {
 protected:
-    NameLookUpTest() { names_.begin(); }
     ~NameLookUpTest() override { names_.end(); }
 
-    SilentNameServer& names_ = SilentNameServer::shared();
+    SilentNameServer& names_ = silentNameServer;
     const test::ScopedVariable agent_{"SSH_AUTH_SOCK", {}};
 };
 
@@ -92,24 +65,18 @@ TEST_F(NameLookUpTest, NamesWithoutAnAnswerHoldUpNothing) {
             clientFor(std::make_shared<RemoteHost>(u"%1.hangs.example"_s.arg(number), 22, u"me"_s)));
         clients.back()->testConnection([&ended] { ++ended; });
     }
-    EXPECT_TRUE(test::waitFor([&] { return names_.waiting() == 8; }));
+    EXPECT_TRUE(test::waitFor([&] { return names_.waiting == 8; }));
     for (const auto& client : clients)
         client->cancelConnectionTest();
     EXPECT_TRUE(test::waitFor([&] { return ended == 12; }));
-    EXPECT_EQ(names_.waiting(), 8) << "look-ups that nobody waits for any more";
+    EXPECT_EQ(names_.waiting, 8) << "look-ups that nobody waits for any more";
 
     // Nor do they hold up addresses, nor the time limit, whose end names the cause.
     const test::SshServer server;
-    const auto client = clientFor(keyHost(server));
-    EXPECT_EQ(connected(client), u"authorised, home"_s);
-    client->disconnect();
+    EXPECT_EQ(connected(keyHost(server)), u"authorised, home"_s);
     settings_.connectingLimit = 1s;
-    const QTemporaryDir directory;
-    settings_.configPath = directory.filePath(u"config"_s);
-    QFile config(settings_.configPath);
-    ASSERT_TRUE(config.open(QIODevice::WriteOnly));
-    config.write("BindAddress here.hangs.example\n");
-    config.close();
+    settings_.configPath = server.path(u"config"_s);
+    test::writeFile(settings_.configPath, "BindAddress here.hangs.example\n");
     for (const bool isBound : {false, true}) {
         settings_.usesSshConfig = isBound;
         const QString name = isBound ? u"127.0.0.1"_s : u"there.hangs.example"_s;
@@ -119,8 +86,8 @@ TEST_F(NameLookUpTest, NamesWithoutAnAnswerHoldUpNothing) {
                                      isBound ? u"here.hangs.example"_s : name));
     }
     names_.end();
-    EXPECT_TRUE(test::waitFor([&] { return names_.waiting() == 0; }));
-    EXPECT_EQ(names_.asked(), 8) << "a look-up that was called off before its turn";
+    EXPECT_TRUE(test::waitFor([&] { return names_.waiting == 0; }));
+    EXPECT_EQ(names_.asked, 8) << "a look-up that was called off before its turn";
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
 

@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QCoreApplication>
 #include <QLocale>
 #include <QPointer>
 #include <QWidget>
@@ -22,25 +23,29 @@ namespace {
 /// Limit of the clipboard, in bytes: most programs keep the length of a text in 32 bits.
 constexpr std::uint64_t largestCopyBytes = 1'000'000'000;
 
+struct CopyTexts {
+    Q_DECLARE_TR_FUNCTIONS(LineCopier)
+};
+
 QString messageOf(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
     if (outcome.end == CopyLinesOperation::End::Unreadable)
-        return LineCopier::tr("Nothing copied: the lines cannot be read");
+        return CopyTexts::tr("Nothing copied: the lines cannot be read");
     if (outcome.end == CopyLinesOperation::End::Cancelled)
         return {};
     if (outcome.lines == 0)
-        return LineCopier::tr("Nothing copied: rules hide these lines");
+        return CopyTexts::tr("Nothing copied: rules hide these lines");
     if (selected == 1)
         return {};
     const QString copied = QLocale().toString(outcome.lines);
     if (outcome.hiddenLines > 0 && outcome.lines + outcome.hiddenLines == selected)
-        return LineCopier::tr("%1 line(s) copied, without the %2 that rules hide", nullptr,
-                              translations::pluralOf(outcome.lines))
+        return CopyTexts::tr("%1 line(s) copied, without the %2 that rules hide", nullptr,
+                             translations::pluralOf(outcome.lines))
             .arg(copied, QLocale().toString(outcome.hiddenLines));
     return outcome.lines == selected
-               ? LineCopier::tr("%1 line(s) copied", nullptr, translations::pluralOf(outcome.lines))
+               ? CopyTexts::tr("%1 line(s) copied", nullptr, translations::pluralOf(outcome.lines))
                      .arg(copied)
-               : LineCopier::tr("%1 of %2 line(s) copied: the others cannot be read", nullptr,
-                                translations::pluralOf(selected))
+               : CopyTexts::tr("%1 of %2 line(s) copied: the others cannot be read", nullptr,
+                               translations::pluralOf(selected))
                      .arg(copied, QLocale().toString(selected));
 }
 

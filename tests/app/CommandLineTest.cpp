@@ -40,19 +40,20 @@ TEST(CommandLine, FilesAndLinesAreTakenApartAsTyped) {
         {{"a.log:12:0"}, {{"a.log", 12}}},
         {{"a.log:007"}, {{"a.log", 7}}},
         {{"a.log:9223372036854775807"}, {{"a.log", 9223372036854775807}}},
-        // No number, no line.
+        // Not a line number.
         {{"a.log:"}, {{"a.log:"}}},
         {{"a.log:12x"}, {{"a.log:12x"}}},
         {{"a.log:-3"}, {{"a.log:-3"}}},
         {{"a.log::"}, {{"a.log::"}}},
         {{":12"}, {{":12"}}},
-        // What exists wins over what could be a line, the longer name over the shorter.
+        // The name of an existing file takes precedence over a line number, and a longer name over a shorter
+        // one.
         {{"a.log:12"}, {{"a.log:12"}}, {"a.log", "a.log:12"}},
         {{"a.log:0"}, {{"a.log:0"}}, {"a.log:0"}},
         {{"a.log:12:5"}, {{"a.log:12", 5}}, {"a.log", "a.log:12"}},
         {{"a.log:12:5"}, {{"a.log:12:5"}}, {"a.log", "a.log:12", "a.log:12:5"}},
         {{"a.log:12:5"}, {{"a.log", 12}}, {"a.log"}},
-        // The line before the name makes the name a name.
+        // After a separate line number, the name is not split.
         {{"+12", "a.log", "b.log"}, {{"a.log", 12}, {"b.log"}}},
         {{"+12", "a.log:7"}, {{"a.log:7", 12}}},
         {{"+x", "+", "+1x"}, {{"+x"}, {"+"}, {"+1x"}}},
@@ -62,7 +63,7 @@ TEST(CommandLine, FilesAndLinesAreTakenApartAsTyped) {
         // After "--" there are only files.
         {{"--", "--help", "-", "+5", "-style"}, {{"--help"}, {"-"}, {"+5"}, {"-style"}}},
         {{"--", "--", "-x:4"}, {{"--"}, {"-x", 4}}},
-        // Addresses stay whole.
+        // Addresses are not split.
         {{"ssh://me@host:22/var/log/a.log:12"},
          {{"ssh://me@host:22/var/log/a.log:12", std::nullopt, false, true}}},
         {{"+9", "SSH://me@host/a"}, {{"SSH://me@host/a", 9, false, true}}},

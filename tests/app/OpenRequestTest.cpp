@@ -34,7 +34,7 @@ QByteArray readable(int descriptor) {
     return got < 0 ? QByteArray("(cannot be read)") : QByteArray(buffer.data(), got);
 }
 
-/// Both ends of a pipe that holds the text and has no writer any more.
+/// The read end of a pipe that holds the text and whose writer has closed it.
 Descriptor pipeWith(const QByteArray& text) {
     std::array<int, 2> ends{};
     EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
@@ -102,7 +102,7 @@ TEST(OpenRequest, WhatOnlyTheStarterCanReadTravelsOpen) {
     EXPECT_EQ(readable(request.files[1].input.number()), "from a pipe");
     EXPECT_EQ(request.files[1].place.path, named("/dev/fd/", pipe)) << "what names the tab";
     EXPECT_EQ(readable(request.files[2].input.number()), "from a file");
-    // The writer comes later.
+    // The writer opens the pipe later.
     const Descriptor writer(::open(fifo.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     ::unlink(fifo.constData());
     ASSERT_TRUE(writer.isOpen()) << "somebody reads";
@@ -143,7 +143,7 @@ TEST(OpenRequest, WhatIsNotSoundIsRefused) {
         EXPECT_FALSE(OpenRequest::fromMessage(good.first(size), {})) << size;
     }
     const QByteArray body = good.mid(OpenRequest::messageHeaderSize);
-    for (qsizetype size = 0; size < body.size(); ++size) { // cut, but with the size that it says
+    for (qsizetype size = 0; size < body.size(); ++size) { // cut short, with a matching size in the header
         EXPECT_FALSE(OpenRequest::fromMessage(framed(body.first(size)), {})) << size;
     }
     struct Case {

@@ -11,7 +11,7 @@
 namespace korvane::test {
 namespace {
 
-/// Runs the program that is shipped, as a shell would.
+/// Runs the shipped program as a shell would.
 class ProgramTest : public ::testing::Test {
 protected:
     struct Outcome {
@@ -43,7 +43,7 @@ protected:
         return {isOver ? process.exitCode() : -1, process.readAllStandardOutput(),
                 process.readAllStandardError()};
     }
-    /// Takes a picture and answers how many of its pixels are dark, as letters are.
+    /// Takes a picture; returns the number of its pixels that are as dark as letters.
     int inkIn(const QString& shown, const QByteArray& input = {}, bool withPlatform = true) {
         const QString picture = inDirectory(u"picture.png"_s);
         const Outcome outcome = run({u"--snapshot"_s, picture, shown}, input, withPlatform);
@@ -51,7 +51,7 @@ protected:
         return inkOf(picture);
     }
 
-    /// How many pixels of the picture are dark, as letters are.
+    /// The number of the picture's pixels that are as dark as letters.
     static int inkOf(const QString& path) {
         const QImage image(path);
         int dark = 0;
@@ -165,7 +165,7 @@ TEST_F(ProgramTest, HelpAndVersionNeedNoDisplayAndWhatCannotBeDoneIsSaidOnStanda
     const TemporaryFile file("x\n");
     const QString log = QString::fromLocal8Bit(file.path());
     for (const auto& [arguments, withPlatform, status, named] : Rows<QStringList, bool, int, QByteArrayList>{
-             {{}, false, 1, {"--snapshot"}}, // what works without a display
+             {{}, false, 1, {"--snapshot"}}, // names the option that works without a display
              {{snapshot, inDirectory(u"x.png"_s), missing}, true, 1, {"missing.log", "does not exist"}},
              {{u"--bogus"_s}, true, 2, {"--bogus"}},
              {{snapshot, u"/nonexistent/x.png"_s, log}, true, 1, {"/nonexistent/x.png"}}}) {

@@ -61,13 +61,13 @@ protected:
         return std::make_unique<SingleInstance>(
             place_, [&] { return request.message(); }, patience);
     }
-    /// The role of a start beside the running copy, which is served meanwhile.
+    /// The role of another start while the running copy serves its requests.
     Role roleBeside(const OpenRequest& request) {
         auto started = std::async(std::launch::async, [&] { return start(request)->role(); });
         EXPECT_TRUE(until([&] { return started.wait_for(0s) == std::future_status::ready; }));
         return started.get();
     }
-    /// A start hands over this path, and nothing else has been served.
+    /// Expects that another start hands over this path, and that no other request has been served.
     void expectOnlyServed(const QByteArray& path) {
         EXPECT_EQ(roleBeside(requestFor(path)), Role::HandedOver);
         EXPECT_EQ(servedPaths(), QByteArrayList{path});
@@ -86,7 +86,7 @@ protected:
         return {std::move(first), std::move(server)};
     }
 
-    /// A connection on which this has been sent.
+    /// A connection on which `message` has been sent.
     Descriptor connected(const QByteArray& message = {}) const {
         Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address{};
@@ -99,7 +99,7 @@ protected:
         return socket;
     }
 
-    /// What the server answers on a connection before it ends it; empty for nothing.
+    /// The server's answer before it closes the connection; empty if there is none.
     static QByteArray answerOn(const Descriptor& socket) {
         pollfd polled{socket.number(), POLLIN, 0};
         EXPECT_TRUE(until([&] { return ::poll(&polled, 1, 0) > 0; }));
@@ -144,7 +144,7 @@ TEST_F(SingleInstanceTest, TheSecondStartHandsItsRequestToTheFirst) {
     EXPECT_NE(::fcntl(served_[0].files[0].input.number(), F_GETFD) & FD_CLOEXEC, 0)
         << "what the program starts must not hold the pipe";
 
-    // As large as a command line gets, and larger than what a socket holds.
+    // As large as a command line can be, and larger than the buffer of a socket.
     std::vector<CommandLine::File> many;
     for (int i = 0; i < 20'000; ++i)
         many.push_back({"/" + QByteArray(100, 'x') + QByteArray::number(i), i + 1});
@@ -158,7 +158,7 @@ TEST_F(SingleInstanceTest, TheSecondStartHandsItsRequestToTheFirst) {
 
 TEST_F(SingleInstanceTest, WhatACrashLeavesBehindIsNoHindrance) {
     const pid_t child = ::fork();
-    if (child == 0) { // becomes the first, and dies
+    if (child == 0) { // becomes the first copy, and crashes
         const auto crashing = start(requestFor("/a"));
         ::_exit(crashing->role() == Role::First ? 0 : 1);
     }
@@ -213,12 +213,12 @@ TEST_F(SingleInstanceTest, OfManyStartsAtOnceOneRunsAndServesAllOthers) {
 }
 
 TEST_F(SingleInstanceTest, WithoutAnAnswerAStartRunsAlone) {
-    const auto hanging = start(requestFor("/a")); // listens, and nobody serves it
+    const auto hanging = start(requestFor("/a")); // listens, but serves no request
     ASSERT_EQ(hanging->role(), Role::First);
     const auto alone = start(requestFor("/b"), {50ms, 50ms});
     EXPECT_EQ(alone->role(), Role::Alone);
     EXPECT_FALSE(alone->fault().isEmpty()) << "the user is told";
-    // Once it goes on it must not open what has been opened elsewhere.
+    // When the first copy continues, it must not open files that were opened elsewhere.
     const auto server = serve(*hanging);
     expectOnlyServed("/c");
 }
@@ -226,7 +226,7 @@ TEST_F(SingleInstanceTest, WithoutAnAnswerAStartRunsAlone) {
 TEST_F(SingleInstanceTest, AStartWhileTheProgramEndsBecomesTheNext) {
     const auto first = start(requestFor("/a"));
     auto server = serve(*first);
-    server->pause(); // the end has been asked for
+    server->pause(); // the program is about to end
     auto next = std::async(std::launch::async, [&] { return start(requestFor("/b")); });
     pollfd polled{first->listener(), POLLIN, 0};
     ASSERT_TRUE(until([&] { return ::poll(&polled, 1, 0) > 0; })) << "it has connected";
@@ -237,7 +237,7 @@ TEST_F(SingleInstanceTest, AStartWhileTheProgramEndsBecomesTheNext) {
     const auto second = next.get();
     EXPECT_EQ(second->role(), Role::First);
     EXPECT_TRUE(served_.empty());
-    // An end that takes too long does not keep the user waiting.
+    // The user does not wait for a copy that takes too long to end.
     second->stopListening();
     const auto alone = start(requestFor("/c"), {50ms, 50ms});
     EXPECT_EQ(alone->role(), Role::Alone);
@@ -261,7 +261,7 @@ TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
                         requestFor("/x").message().bytes + "and more", QByteArray(100'000, '\0')}) {
         EXPECT_EQ(answerOn(connected(nonsense)), QByteArray(1, SingleInstance::refusedAnswer));
     }
-    // A start is told so, too, be it that it brings more descriptors than anyone needs.
+    // Other starts are refused, too: for a relative path, or for too many descriptors.
     EXPECT_EQ(roleBeside(relative), Role::Alone);
     OpenRequest manyPipes;
     for (std::size_t i = 0; i < OpenRequest::mostDescriptors + 1; ++i)
@@ -269,13 +269,13 @@ TEST_F(SingleInstanceTest, NonsenseIsRefusedAndHarmsNobody) {
     EXPECT_EQ(roleBeside(manyPipes), Role::Alone);
     manyPipes.files.clear();
     {
-        const Descriptor socket = connected(); // they come in small portions, and no end is in sight
+        const Descriptor socket = connected(); // too many descriptors, in small portions
         const QByteArray bytes = requestFor("/x").message().bytes;
         for (int i = 0; i < 2; ++i)
             sendWithDescriptors(socket, bytes[i], static_cast<int>(OpenRequest::mostDescriptors) - 10);
         EXPECT_EQ(answerOn(socket), QByteArray(1, SingleInstance::refusedAnswer));
     }
-    // Someone who says only half of it and goes.
+    // A peer that sends only part of its message and disconnects.
     connected(requestFor("/x").message().bytes.chopped(3));
     expectOnlyServed("/good");
     EXPECT_TRUE(until([&] { return openDescriptors() == before; })) << "what came along is closed";
@@ -295,7 +295,7 @@ TEST_F(SingleInstanceTest, ConnectionsBeyondTheLimitWaitOutside) {
     Descriptor open[] = {connected(), connected(), connected()};
     EXPECT_TRUE(until([&] { return openDescriptors() == before + 3 + 2; }));
     for (int i = 0; i < 5; ++i)
-        QCoreApplication::processEvents(); // the third has long been there
+        QCoreApplication::processEvents(); // the third connection is already waiting
     EXPECT_EQ(openDescriptors(), before + 3 + 2);
     for (Descriptor& socket : open)
         socket.close();

@@ -24,11 +24,11 @@ using namespace Qt::StringLiterals;
 
 class StoresTest : public StoreDefaultsTest {
 protected:
-    ~StoresTest() override { // these know the settings
+    ~StoresTest() override { // these refer to the settings
         RemoteHostsManager::setShared(nullptr);
         RemoteRecentFilesManager::setShared(nullptr);
     }
-    /// Loads all stores; answers what was asked.
+    /// Loads all stores; returns the faults that were reported.
     QStringList faultsOfLoading(bool setsAside) {
         QStringList faults;
         EXPECT_EQ(loadStores(directory(), defaults(),
@@ -67,7 +67,7 @@ TEST_F(StoresTest, SettingsThatMakeNoSenseAreAskedAboutAndKept) {
              {"[General]\nkeyLogViewFont=no, font\nreopenDocuments=false\n", true},
              {"\x01\x02 no settings \xFF\n[\nreopenDocuments=false", false}}) {
         for (const bool setsAside : {false, true}) {
-            const QTemporaryDir directory; // what was read of a file once is remembered
+            const QTemporaryDir directory; // settings read from a file are cached by its path
             const QString path = directory.filePath(u"s.ini"_s);
             QFile file(path);
             ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(content) > 0);

@@ -55,7 +55,7 @@ struct BookmarkFormat {
             {u"LineMarkEntry"_s, {u"linenum"_s}, absent(), Keeps, u" 41 "_s, u" 0 "_s},
             {u"LineMarkEntry"_s, {u"linenum"_s}, wrong(), Counts, mark, {}},
             {u"LineMarkEntry"_s, {u"line"_s}, absentOrWrong(), Counts, mark, {}},
-            // No file has such a line, and the last number has no successor.
+            // Negative numbers are invalid, and the maximum has no one-based form.
             {u"LineMarkEntry"_s,
              {u"linenum"_s},
              {ArchiveEditor::number(-1), ArchiveEditor::number(largest)},

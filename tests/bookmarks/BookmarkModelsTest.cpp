@@ -29,7 +29,7 @@ protected:
         added->setName(name);
         ASSERT_TRUE(hosts_->add(added));
     }
-    /// One text a row, a space a level.
+    /// The text of each row, indented by one space per level.
     static QStringList rows(const Outline& outline, const QModelIndex& parent = {},
                             const QString& indent = {}) {
         QStringList all;
@@ -85,7 +85,7 @@ TEST_F(BookmarkModelsTest, BookmarksAreGroupedByServerGroupAndServer) {
                                u"   lost <file>"_s};
     EXPECT_EQ(rows(outline), expected);
 
-    // The tree follows the hosts when it is told, and the store at once.
+    // The tree follows the hosts at `rebuild`, and the store at once.
     hosts_->host(1)->setGroup(u"Other"_s);
     outline.rebuild();
     EXPECT_TRUE(rows(outline).contains(u" Other <server_group>"_s));
@@ -138,7 +138,7 @@ TEST_F(BookmarkModelsTest, MarksAreShownByLineAsFarAsTheyMatch) {
     model.setSearchText(u"nothing"_s);
     EXPECT_TRUE(shown().isEmpty() && model.hasMarks());
 
-    // Marks that stay keep their rows, whatever comes and goes around them.
+    // The remaining marks keep their persistent indexes while others are added and removed.
     model.setSearchText({});
     const QPersistentModelIndex kept = model.index(1, LineMarksModel::LineColumn);
     store_->addLineMarks(file, {std::make_shared<LineMarkEntry>(0, u"a"_s),

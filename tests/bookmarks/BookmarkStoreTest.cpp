@@ -92,10 +92,10 @@ TEST_F(BookmarkStoreTest, AFileFindsItsBookmarkAndNoOther) {
         {u"ssh://u@h:22/a/b.log"_s, u"ssh://u@h:22//a/b.log"_s, false},
         {u"ssh:/a/b.log"_s, u"ssh:/a/b.log"_s, true},
         {u"ssh:/a/b.log"_s, u"ssh://h/a/b.log"_s, false},
-        // The same path, once here and once on a server.
+        // The same path, local and on a server.
         {u"ssh://u@h:22/a/b.log"_s, u"file:///a/b.log"_s, false},
         {u"file:///a/b.log"_s, u"ssh://u@h:22/a/b.log"_s, false},
-        // Names that are no text.
+        // Names that are not valid text.
         {u"file:///a/%FF.log"_s, u"file:///a/%FF.log"_s, true},
         {u"file:///a/%FF.log"_s, u"file:///a/%FE.log"_s, false}};
     for (const auto& [bookmark, url, matches] : table) {
@@ -127,7 +127,7 @@ TEST_F(BookmarkStoreTest, BookmarkWithoutAUrlIsToldByItsPath) {
     EXPECT_FALSE(remote.matches(QUrl(u"ssh://h/a"_s)));
     EXPECT_TRUE(remote.matches(QUrl(u"ssh:/a"_s))) << "no server on either side";
 
-    // Nor does it keep the others from loading.
+    // Such a bookmark does not prevent the others from being loaded.
     write(bookmarksFile,
           archiveBookmarks({std::make_shared<BookmarkEntry>(u"n"_s, u"/a"_s, QString()), entryOf(fileUrl)}));
     const auto manager = load();

@@ -36,7 +36,7 @@ struct Accessors {
     T other;
     T (Preferences::*value)() const;
     void (Preferences::*setValue)(T);
-    /// Stored by hand, and used instead.
+    /// Values stored by hand, and the values used in their place.
     std::vector<std::pair<T, T>> limited = {};
 };
 
@@ -71,7 +71,7 @@ const Accessors<int> numbers[] = {
 const Accessors<double> times[] = {
     {"pollingInterval", 0.5, 0.125, &P::pollingInterval, &P::setPollingInterval}};
 
-/// On a settings file of its own.
+/// Uses a separate settings file.
 template <typename T>
 void expectKept(const Accessors<T>& setting) {
     SCOPED_TRACE(setting.key);
@@ -184,7 +184,7 @@ TEST_F(PreferencesTest, WrappingIsKeptForEachFileApartFromTheRest) {
 
 TEST_F(PreferencesTest, TheSshLogIsSwitchedInTheSameCall) {
     std::vector<bool> switched;
-    preferences_.setNmsshDebug(true); // nobody listens yet
+    preferences_.setNmsshDebug(true); // no switch is set yet
     preferences_.setSshLogSwitch([&](bool on) {
         switched.push_back(on);
         EXPECT_EQ(preferences_.nmsshDebug(), on) << "stored first";

@@ -14,7 +14,7 @@ namespace {
 using namespace Qt::StringLiterals;
 using test::TemporaryFile;
 
-/// Keeps a record of what was asked of the windows, and shown to the user.
+/// Records the requests to the windows.
 class Recorder : public DocumentWindowFactory {
 public:
     void makeWindow(const std::shared_ptr<Document>& document) override { add(u"make"_s, document); }
@@ -159,7 +159,7 @@ TEST_F(AppDocumentControllerTest, ClosingAllClosesEachOnceAndThenTellsSo) {
     const auto first = controller_.openDocument(one.url());
     const auto second = controller_.openDocument(two.url());
     recorder_.takeEvents();
-    // A closing window asks for its document to be closed.
+    // A window that closes also closes its document.
     recorder_.onClose = [this](const std::shared_ptr<Document>& document) {
         controller_.closeDocument(document);
     };
@@ -181,7 +181,7 @@ TEST_F(AppDocumentControllerTest, OpeningStartsToFollowAsTheSettingSays) {
                    document->logFileObserver()->isTailing() == isWanted;
         }));
         if (!isWanted) {
-            // The load's end, which would start it, has been heard of.
+            // The end of the load, which would start following, has been delivered.
             EXPECT_TRUE(test::settle(std::chrono::seconds(20)));
             EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(1)));
         }

@@ -17,12 +17,12 @@ using test::TemporaryFile;
 using LookedAt = std::pair<qint64, QString>;
 using AllLookedAt = std::vector<LookedAt>;
 
-/// Keeps what passes.
+/// Records the lines that are evaluated.
 class RecordingEnforcer : public RuleEnforcerProtocol {
 public:
     std::atomic<bool> tells{true};
     std::atomic<bool> finds{false};
-    test::Gate gate; ///< before every line
+    test::Gate gate; ///< passed before every line
     test::Guarded<AllLookedAt> lines;
 
     std::unique_ptr<NotificationPassProtocol> makeNotificationPass() override {
@@ -42,12 +42,12 @@ public:
     void clearRules() override {}
 };
 
-/// A real file, or a reader whose line count the test sets; polled by the test.
+/// Follows a real file, or a reader whose line count the test sets; the test polls.
 class ArrivedLinesNotifierTest : public test::RowsTest {
 protected:
     ~ArrivedLinesNotifierTest() override { enforcer_->gate.open(); }
 
-    /// What the file holds is known, and following begins.
+    /// Indexes the file and begins to follow it.
     void follow(const QByteArray& content, bool isInMemory = false) {
         file_.emplace(content);
         followReader(isInMemory ? InMemoryFileLogReader::create(file_->url())
@@ -69,7 +69,7 @@ protected:
         reader_->setLineCount(count);
         source_->linesArrived();
     }
-    /// The first of these lines waits at the gate.
+    /// Appends lines, the first of which waits at the gate.
     void holdLinesUpTo(qint64 count) {
         enforcer_->gate.shut();
         arriveUpTo(count);
@@ -78,12 +78,12 @@ protected:
     bool waitForHeldLine() {
         return test::waitFor([&] { return enforcer_->gate.waiting() == 1; });
     }
-    /// All that can pass now has passed.
+    /// Waits until no more lines can be evaluated now; returns all evaluated lines.
     AllLookedAt passed() {
         EXPECT_TRUE(OperationQueue::waitForAllWorkers(20s));
         return enforcer_->lines.get();
     }
-    /// The same, of lines that hold their one-based numbers: from the first line to the last.
+    /// Expects exactly the lines `first` to `last`, each of which holds its one-based number.
     void expectPassed(qint64 first, qint64 last) {
         const AllLookedAt all = passed();
         ASSERT_EQ(all.size(), static_cast<std::size_t>(last - first + 1));
@@ -112,7 +112,7 @@ TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
     const struct {
         const char* what;
         QString before;
-        QString polls; // what each finds appended, separated by "|"
+        QString polls; // the bytes appended before each poll, separated by "|"
         QString passed;
     } cases[] = {
         {"what was there", u"one\ntwo"_s, u"|"_s, {}},
@@ -154,14 +154,14 @@ TEST_F(ArrivedLinesNotifierTest, AGrowthOfManyPagesPassesInOrderAndBytesThatAreN
     QByteArray added;
     AllLookedAt expected;
     for (int line = 1; line < 12'345; ++line) {
-        // Some lines are longer than what is read at once.
+        // Some lines are longer than one read.
         QByteArray text = QByteArray::number(line) + QByteArray(line % 5000 == 17 ? 700'000 : 0, 'x');
         if (line % 1000 == 3)
             text = "\xff" + text;
         added += text + '\n';
         expected.emplace_back(line, QString::fromUtf8(text));
     }
-    followed_->readRows(1, 1, RowLength::Shown); // tells the encoding
+    followed_->readRows(1, 1, RowLength::Shown); // detects the encoding
     const test::LogCapture log;
     append(added);
     source_->linesArrived();
@@ -181,7 +181,7 @@ TEST_F(ArrivedLinesNotifierTest, WithoutARuleThatTellsNothingIsReadNorKeptForLat
     arriveUpTo(10'001);
     expectPassed(10'000, 10'000);
 
-    // Switched off before what has arrived could pass.
+    // Notifications are switched off before the appended lines are evaluated.
     holdLinesUpTo(20'000);
     enforcer_->tells = false;
     enforcer_->gate.open();
@@ -224,7 +224,7 @@ TEST_F(ArrivedLinesNotifierTest, AnotherContentPassesFromItsFirstLineAndTheOldOn
     EXPECT_EQ(std::vector(all.end() - 2, all.end()), (AllLookedAt{{0, u"new"_s}, {1, u"open"_s}}));
 }
 
-// The last words before a file is moved away often lack their newline.
+// The last line of a file that is moved away often lacks its newline.
 TEST_F(ArrivedLinesNotifierTest, AFileIsReleasedWhenItsOpenLineHasPassedToo) {
     follow("");
     append("one\nlast words");
@@ -238,14 +238,14 @@ TEST_F(ArrivedLinesNotifierTest, AFileReadAgainTellsOnlyOfWhatIsNew) {
     poll();
     passed();
     followed_->reset();
-    source_->filePolled(); // in the middle of it
+    source_->filePolled(); // while the file is read again
     followed_->refresh();
     source_->fileReadAnew();
     file_->append("6\n");
     poll();
     expectPassed(5, 6);
 
-    // It has become shorter, while a line waited that is not there any more.
+    // The file has become shorter while a line waited that it no longer has.
     enforcer_->finds = true;
     for (const char* added : {"7\n", "8\n"}) {
         append(added);

@@ -19,7 +19,7 @@ protected:
             document_->close();
     }
 
-    // Each may stand for those before it.
+    // Those with `content` include the steps before them.
     void open(const TemporaryFile& file) {
         document_ = LocalDocument::create();
         ASSERT_TRUE(document_->readFromUrl(file.url()));
@@ -37,7 +37,7 @@ protected:
         document_->startTailingWhenLoaded();
         ASSERT_TRUE(waitForTailing(true));
     }
-    /// Requested before the load, which the document itself does.
+    /// Following is requested before the load, and starts after it.
     void tail(const QByteArray& content) {
         open(content);
         document_->startTailingWhenLoaded();

@@ -156,11 +156,11 @@ TEST_F(DocumentTest, WhatIsNoFileIsRefusedByName) {
         EXPECT_TRUE(status.error().userText.contains(says)) << status.error().userText.toStdString();
     }
     ::close(listener);
-    // The temporary directory removes only ordinary files.
+    // The temporary directory removes only regular files.
     ::unlink(pipe.constData());
     ::unlink(socketPath.constData());
 
-    // An address elsewhere does not open the local file of that path.
+    // An address on another host does not open the local file of the same path.
     const QUrl elsewhere(u"http://example.org"_s + neighbour.url().path());
     const auto status = document_->readFromUrl(elsewhere);
     ASSERT_FALSE(status);
@@ -217,7 +217,7 @@ TEST_F(DocumentTest, ACheckNamesWhatHasBecomeOfTheFile) {
 }
 
 TEST_F(DocumentTest, CancellingTheLoadDoesNotLeaveItToTheMonitor) {
-    Preferences::shared().setPollingInterval(3600); // a monitor that runs would outlast the limit below
+    Preferences::shared().setPollingInterval(3600); // a running monitor would exceed the limit below
     open(QByteArray("line\n").repeated(2'000'000));
     document_->startLoading();
     document_->startTailingWhenLoaded();

@@ -13,7 +13,7 @@
 
 namespace korvane::test {
 
-/// Holds up whoever passes while it is shut.
+/// Blocks every thread that passes while it is shut.
 class Gate {
 public:
     void shut() { set(false); }
@@ -46,8 +46,8 @@ class FakeReader : public LogFileReaderProtocol {
 public:
     explicit FakeReader(qint64 lineCount) : lines_(lineCount) {}
 
-    // What the test sets.
-    Gate readGate; ///< in the middle of every page read
+    // Set by the test.
+    Gate readGate; ///< passed in the middle of every page read
     std::atomic<bool> isInvalid{false};
     std::atomic<bool> isUnreadable{false};
     /// The body of `refresh`, without the reports of its start and end.
@@ -56,7 +56,7 @@ public:
     };
 
     void setLineCount(qint64 count) { lines_ = count; }
-    /// Goes before the number in every line read from now on.
+    /// Precedes the number in every line read from now on.
     void setPrefix(const QString& prefix) { prefix_.exchange(prefix); }
     /// One-based starts of the reads so far.
     std::vector<qint64> readStarts() const { return readStarts_.get(); }

@@ -33,7 +33,7 @@ protected:
         operation_ = std::make_shared<FileLoadingOperation>(reader_, source_, progress_, start);
         queue_.addOperation(operation_);
     }
-    /// A scan that knows so many lines after each block, and passes the gate then.
+    /// Starts a scan that publishes the next of `counts` after each block, and then passes the gate.
     void startScan(const std::vector<qint64>& counts) {
         reader_->scan = [this, counts](FakeReader& reader) {
             for (const qint64 count : counts) {
@@ -54,7 +54,7 @@ protected:
         return waitFor([this] { return !updates_.empty(); });
     }
     qint64 updatedUpTo() const { return updates_.back().location + updates_.back().length; }
-    /// What a reader does for one block of a file.
+    /// Publishes the count and reports one block as read, as a reader does.
     static void publish(FakeReader& reader, qint64 lineCount) {
         reader.setLineCount(lineCount);
         for (int step = 0; step < 512; ++step)
@@ -64,7 +64,7 @@ protected:
     test::Gate scanGate_;
     std::shared_ptr<LoadProgressController> progress_ = std::make_shared<LoadProgressController>(u"a.log"_s);
     Ranges updates_;
-    /// Those of the updates that announced another content.
+    /// The updates that announced a new file generation.
     Ranges otherContents_;
     Subscription subscription_;
     OperationQueue queue_{"Test queue", 1};
@@ -116,7 +116,7 @@ TEST_F(FileLoadingOperationTest, NotificationsComeAtMostThirtyTimesASecond) {
     const auto begin = Clock::now();
     reader_->scan = [&](FakeReader& reader) {
         qint64 count = 1;
-        // However seldom the main thread gets its turn.
+        // Enough even if the main thread seldom runs.
         const auto isEnough = [&, end = begin + std::chrono::seconds(15)] {
             const auto now = Clock::now();
             return (now - begin >= std::chrono::milliseconds(300) && told > 2) || now > end;
@@ -152,7 +152,7 @@ TEST_F(FileLoadingOperationTest, AResultIsAlwaysAnnouncedAndNoResultNever) {
         {10, 12, {9, 3}, {{9, 3}}},   // lines were added
         {10, 4, {0, 4}, {{0, 4}}},    // truncated
         {10, 10, {0, 10}, {{0, 10}}}, // truncated and written again
-        {10, 15, {0, 0}, {{9, 6}}},   // a cancelled scan had found some
+        {10, 15, {0, 0}, {{9, 6}}},   // a cancelled scan had found some of them
     };
     for (const auto& [before, after, result, expected] : cases) {
         SCOPED_TRACE(::testing::Message() << before << " to " << after << ", from " << result.location);
@@ -239,7 +239,7 @@ TEST_F(FileLoadingOperationTest, StartingAtTheFirstByteAnnouncesTheForgottenLine
 
 TEST_F(FileLoadingOperationTest, AScanThatOthersWaitForYieldsToThemAndGoesOn) {
     constexpr int slices = 3;
-    // A scan that would never end if it did not yield.
+    // Would never end if it did not yield.
     reader_->scan = [slice = 0](FakeReader& reader) mutable {
         const qint64 before = reader.lineCount();
         ++slice;

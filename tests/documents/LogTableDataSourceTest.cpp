@@ -43,7 +43,7 @@ protected:
         subscription_ =
             source_->notices().pageLoaded.subscribe([this](qint64 page) { loaded_.push_back(page); });
     }
-    /// Requests the row, and holds its load up until the gate is opened.
+    /// Requests the row, and holds its load until the gate is opened.
     void holdLoadOf(qint64 row) {
         reader_->readGate.shut();
         source_->rowLine(row);
@@ -91,7 +91,7 @@ TEST_F(LogTableDataSourceTest, ARowRequestsThePageItsLineLiesOn) {
     }
 }
 
-// A reader answers with its last line for one that is not there.
+// For a line beyond the end, a reader returns its last line.
 TEST_F(LogTableDataSourceTest, APageOutsideTheFileStaysEmpty) {
     source_->loadPage(4, false);
     EXPECT_FALSE(source_->rowLine(15'000).isLoaded);
@@ -192,7 +192,7 @@ TEST_F(LogTableDataSourceTest, GrowthThatNeverStopsDoesNotStarveTheScreen) {
 TEST_F(LogTableDataSourceTest, ALateLoadDoesNotReplaceFresherRows) {
     holdLoadOf(0);
     source_->linesChanged(0);
-    // The fresher rows come by another way while the older load is held up.
+    // Newer rows are stored while the older load is held.
     storeRow(u"fresh"_s, {1, 1000, 0});
     reader_->readGate.open();
     EXPECT_TRUE(waitForHeldReads(0));

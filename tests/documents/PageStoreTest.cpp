@@ -42,7 +42,7 @@ TEST_F(PageStoreTest, TheBoundCostsHiddenPagesFirstThenTheFarthest) {
     load(shown, {9, 10, 11, 12, 20});
     EXPECT_EQ(held(hidden), QList<qint64>());
     EXPECT_EQ(held(shown), QList<qint64>({9, 10, 11, 12, 20}));
-    load(shown, 30); // about to be looked at
+    load(shown, 30); // about to be shown
     EXPECT_EQ(held(shown), QList<qint64>({9, 10, 11, 12, 30}));
     shown.setView(30, 30);
     load(shown, 31);

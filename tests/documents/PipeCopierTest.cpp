@@ -24,7 +24,7 @@ using CopyState = PipeCopier::State;
 class PipeCopierTest : public test::PreferencesTest {
 protected:
     void SetUp() override {
-        Preferences::shared().setPipeReserve(0); // whatever room the tests have
+        Preferences::shared().setPipeReserve(0); // regardless of the free disk space
         ASSERT_EQ(::pipe2(ends_, O_CLOEXEC), 0);
     }
     void TearDown() override {
@@ -54,7 +54,7 @@ protected:
 
     /// Whether this process has the file open.
     static bool isOpenHere(const QByteArray& path) {
-        std::error_code gone; // descriptors come and go meanwhile
+        std::error_code gone; // descriptors may be closed meanwhile
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
             if (std::filesystem::read_symlink(entry, gone) == path.constData())
                 return true;
@@ -89,7 +89,7 @@ protected:
 
 TEST_F(PipeCopierTest, BytesCanBeReadWhileTheWriterIsStillThere) {
     const Copier copier = startOnPipe();
-    closeReader(); // the copier has its own
+    closeReader(); // the copier has its own descriptor
     ASSERT_TRUE(write("first\n"));
     ASSERT_TRUE(waitForBytes(copier, 6));
     EXPECT_EQ(contentOf(copier), "first\n");
@@ -147,8 +147,8 @@ TEST_F(PipeCopierTest, AStoppedCopyKeepsItsBytesAndReleasesThePipe) {
     EXPECT_TRUE(waitForBrokenPipe());
 }
 
-// A named pipe as standard input, whose writer was quick: opened again it would look like one that nobody has
-// ever written to.
+// A named pipe as standard input whose writer has already closed it: opened again, it would look as if it
+// never had a writer.
 TEST_F(PipeCopierTest, AnInheritedPipeWhoseWriterHasClosedItEnds) {
     const QByteArray path = makeFifo();
     const int reader = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -217,7 +217,7 @@ TEST_F(PipeCopierTest, NoticesComeOnTheMainThreadAndNotForEveryByte) {
         ASSERT_TRUE(write("x"));
         ASSERT_TRUE(waitForBytes(copier, sent));
     }
-    // The last bytes are told of although nothing follows.
+    // The last bytes are reported although no more follow.
     ASSERT_TRUE(test::waitFor([&] { return lastSeen == 300; }));
     EXPECT_EQ(lastState, CopyState::Copying);
     closeWriter();
@@ -230,7 +230,7 @@ TEST_F(PipeCopierTest, AFullDiskKeepsWhatWasCopiedAndSaysWhatToDo) {
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    // The nearest to a full disk that needs no rights: no file may grow beyond this.
+    // The closest to a full disk without special rights: a maximum file size in bytes.
     const rlimit full{1000, before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
     const Copier copier = startOnPipe();
@@ -267,7 +267,7 @@ TEST_F(PipeCopierTest, WhatTheKernelMakesUpIsCopiedAgain) {
     ASSERT_TRUE(copier->canCopyAgain());
     expectEndWith(copier, "a longer name\n");
     setName("short");
-    // The copying before lets go of its turn a moment after it has ended.
+    // The first copy releases its turn shortly after its end.
     EXPECT_TRUE(test::waitFor([&] {
         const QByteArray content = contentOf(copier);
         if (content == "a longer name\n")

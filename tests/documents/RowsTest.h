@@ -8,14 +8,14 @@
 
 namespace korvane::test {
 
-/// One whose rules the test sets.
+/// A data source whose rules the test sets.
 class RuledDataSource : public LogTableDataSource {
 public:
     using LogTableDataSource::LogTableDataSource;
     using TailDataSource::setRuleEnforcer;
 };
 
-/// The rows of a document whose reader the test decides.
+/// The rows of a document with a reader that the test chooses.
 class RowsTest : public PreferencesTest {
 protected:
     ~RowsTest() override {

@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 using test::waitFor;
 using Lines = std::vector<qint64>;
 
-/// The program's stores of rules while it lives, without a rule at first, and what its rules report.
+/// The program's rule stores while it lives, empty at first, and the notifications of the rules.
 class Rules {
 public:
     Rules() {
@@ -90,7 +90,7 @@ protected:
 TEST_F(RuleFollowingTest, TheFirstPageIsPaintedWithTheStoredRulesInTheirOrder) {
     const auto last = addRule(u"1"_s, Qt::red, false);
     addRule(u"1"_s, Qt::blue, true);
-    Rules::active().addActiveRule(QUuid::createUuid(), key); // of a deleted rule
+    Rules::active().addActiveRule(QUuid::createUuid(), key); // belongs to a deleted rule
     Rules::active().addActiveRule(last->id(), key);
     addRule(u"2"_s, Qt::green, false);
     open();
@@ -177,7 +177,7 @@ TEST_F(RuleFollowingTest, TheDefaultActionHidesAndShowsAtOnce) {
 TEST_F(RuleFollowingTest, LinesReadAgainAreNotToldAgain) {
     const auto rule = addRule(u"00"_s, Qt::red, true);
     rule->notificationRule()->setFrequency(Frequency::Always);
-    open(200); // 100 and 200
+    open(200); // lines 100 and 200 match
     ASSERT_TRUE(waitForColor(99, Qt::red));
     reader_->setLineCount(300);
     source_->linesChanged(199);
@@ -188,7 +188,7 @@ TEST_F(RuleFollowingTest, LinesReadAgainAreNotToldAgain) {
     EXPECT_EQ(rules_.told(), (Lines{100, 200, 300}));
 }
 
-/// A rule that reports every "error" of a followed file, with nobody looking at its rows.
+/// A rule that reports every "error" of a followed file whose rows are not shown.
 class AppendedNotificationsTest : public test::DocumentFixture {
 protected:
     void openWithRule(const QByteArray& content) {
@@ -198,11 +198,11 @@ protected:
         document_->startTailingWhenLoaded();
         document_->startLoading();
     }
-    /// Until these have been told of, and then that nothing else is.
+    /// Waits until these lines have been reported, and expects no others.
     void expectTold(const Lines& lines) {
         ASSERT_TRUE(waitFor([&] { return rules_.told().size() >= lines.size(); }));
         const auto source = std::dynamic_pointer_cast<FollowedDataSource>(document_->dataSource());
-        // What the wait itself delivers last is run by the next.
+        // Tasks posted by the last check of this wait are run after it.
         ASSERT_TRUE(waitFor([&] { return source->letArrivedLinesPass(); }));
         MainThread::shared().runPending();
         ASSERT_EQ(rules_.told(), lines);
@@ -212,7 +212,7 @@ protected:
 };
 
 TEST_F(AppendedNotificationsTest, OnlyLinesThatArriveAreToldOfThoughNoPageOfThemIsRead) {
-    // The first page is read when a file is opened, whether or not anyone looks at it.
+    // The first page is read when a file is opened, whether or not it is shown.
     openWithRule(QByteArray("quiet\n").repeated(6000) + "error: of old\n");
     ASSERT_TRUE(waitForTailing(true));
     file_->append(QByteArray("quiet\n").repeated(11'000) + "an error\n" + "quiet\n" + "Error");
@@ -240,7 +240,7 @@ TEST_F(AppendedNotificationsTest, TheLastLinesBeforeARotationAndTheFirstOnesAfte
         expected.insert(expected.end(), {round == 0 ? 3 : 4, 1});
         expectTold(expected);
     }
-    // So is what a page shows as well, and what is written again after the file was emptied.
+    // Also lines of a loaded page, and lines written after the file was emptied.
     ASSERT_TRUE(waitFor([&] { return document_->dataSource()->rowLine(1).isLoaded; }));
     file_->truncate(0);
     ASSERT_TRUE(waitFor([&] { return document_->dataSource()->numberOfRows() == 1; }));
@@ -257,7 +257,7 @@ TEST_F(AppendedNotificationsTest, WhatComesWhileNotFollowingIsNotToldOfLater) {
     file_->append("error\n");
     document_->startTailingWhenLoaded();
     ASSERT_TRUE(waitFor([&] { return document_->dataSource()->rowCount() == 3; }));
-    document_->stopTailing(); // the poll that found the line ends
+    document_->stopTailing(); // and the poll that found the line ends
     ASSERT_TRUE(waitForTailing(false));
     expectTold({});
 }

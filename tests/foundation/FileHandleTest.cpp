@@ -56,7 +56,7 @@ TEST(FileHandle, WhatIsNoRegularFileIsRefusedWithItsReason) {
     const std::pair<QUrl, int> cases[] = {
         {fileUrlFromPath(file.path() + "x"), ENOENT},
         {fileUrlFromPath(directory), EISDIR},
-        {fileUrlFromPath(fifo), EINVAL}, // and does not wait for a writer
+        {fileUrlFromPath(fifo), EINVAL}, // without waiting for a writer
         {fileUrlFromPath("/dev/null"), EINVAL},
         {cutByNul, ENOENT},
     };
@@ -74,7 +74,7 @@ TEST(FileHandle, IdentityTellsAReplacedFileFromAGrownOne) {
     ASSERT_TRUE(handle);
     file.append("er");
     EXPECT_EQ(opened(file.url())->identity(), handle->identity());
-    // The old file stays open, so that its number is not given away again.
+    // The old file stays open, so that its inode number is not reused.
     const test::TemporaryFile other("new");
     ASSERT_EQ(::rename(other.path().constData(), file.path().constData()), 0);
     EXPECT_NE(opened(file.url())->identity(), handle->identity());

@@ -30,7 +30,7 @@ TEST(FilePath, EveryByteOfAPathSurvivesTheAddress) {
         ASSERT_TRUE(url.isValid()) << path.toPercentEncoding().constData();
         EXPECT_EQ(localPath(url), path);
         EXPECT_EQ(url.host(), QString());
-        // As text, and back: how addresses are stored.
+        // Converted to text and back, as stored addresses are.
         EXPECT_EQ(localPath(QUrl(absoluteString(url), QUrl::StrictMode)), path);
     }
 }

@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 class RulesTest : public test::PreferencesTest {};
 
-// Rows are painted for many rules at once, the operation of a rule by itself: both look the same.
+// The enforcer paints a row for all rules at once, a rule paints by itself: both must look the same.
 TEST_F(RulesTest, ARulePaintsALineAsRowsArePainted) {
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
     const QString text = u"ab error cd error"_s;

@@ -40,7 +40,7 @@ struct RuleFormat {
     static const Rules& sample() {
         static const Rules rules = [] {
             const auto shared = std::make_shared<NotificationRule>(true, false, Frequency::Always);
-            // No two booleans are the same in all rules.
+            // No two booleans have the same values in all rules.
             Rules made{rule(1, u"größe \U0001F600"_s, 1 + 4 + 32 + 64, shared),
                        rule(2, {}, 2 + 8 + 32 + 64, shared),
                        rule(3, {}, 4 + 8 + 16 + 64,
@@ -73,7 +73,7 @@ struct RuleFormat {
         const QStringList item{u"regex"_s, u"ignoreCase"_s};
         const QStringList look{u"bold"_s, u"italic"_s, u"underline"_s, u"useViewBackground"_s};
         const QStringList notification{u"enabled"_s, u"bounceDock"_s};
-        // A boolean may be absent, whatever a new rule has, and may not be a text.
+        // A boolean may be absent, whatever its default in a new rule, but must not be a text.
         const std::vector<std::optional<PropertyList>> text{ArchiveEditor::text(u"true"_s)};
         return {
             {u"SearchItem"_s, {u"searchStr"_s}, absentOrWrong(), Fails},

@@ -42,7 +42,7 @@ protected:
         pass.applyRules(lineNum, line, marks);
         return marks;
     }
-    /// One-based line numbers told so far.
+    /// One-based numbers of the lines reported so far.
     std::vector<qint64> told() {
         MainThread::shared().runPending();
         std::vector<qint64> lines;
@@ -149,7 +149,7 @@ TEST_F(RuleEnforcerTest, TheNumbersOfAContentThatIsGoneDoNotSilenceTheNextOne) {
     EXPECT_EQ(told(), (Lines{1, 1, 1, 2, 3})) << "once is once";
 }
 
-// An oracle that knows nothing of runs: every position by itself.
+// Compared with a model without runs, which treats every position separately.
 TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosition) {
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
     std::vector<std::shared_ptr<FilterRule>> rules;
@@ -223,7 +223,8 @@ TEST_F(RuleEnforcerTest, OnceTellsOfOneLineUntilTheRuleIsUpdatedOrCleared) {
     EXPECT_FALSE(enforcer_.removeRule(once));
     EXPECT_FALSE(enforcer_.updateRule(once));
 
-    // A rule that was added twice runs twice and tells once; one that only bounces shows nothing.
+    // A rule that was added twice runs twice and reports once; a rule that only requests attention shows
+    // nothing.
     const auto twice = notifyingRule(u"error"_s, Frequency::Always);
     for (const auto& added : {twice, twice, notifyingRule(u"error"_s, Frequency::Once, false, true)})
         enforcer_.addRule(added);
@@ -343,7 +344,7 @@ TEST_F(RuleEnforcerTest, ACancelledRunSkipsTheRulesThatAreLeftButNotTheDefaultAc
 
     enforcer_.setCanceled(true);
     EXPECT_FALSE(isHidden(u"x"_s)) << "the next line starts afresh";
-    // A cancel in the middle of a line lets the rules before it stand.
+    // A cancel in the middle of a line keeps the results of the rules before it.
     enforcer_.addRule(rule(u"x"_s, hides));
     int asked = 0;
     EXPECT_EQ(marksBy(*enforcer_.makePass([&] { return ++asked > 1; }), 0, u"x"_s),

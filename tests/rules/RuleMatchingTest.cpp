@@ -11,12 +11,11 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-// A page of everyday lines. The work is counted by how often the engine asks whether it is cancelled: every
-// 10,000 steps.
+// A page of ordinary lines. The work is measured by the engine's checks for a cancel, one every 10,000 steps.
 class RuleMatchingTest : public ::testing::Test {
 protected:
     static constexpr int lines = 600;
-    /// Nests repetitions: endless on a line without "#" or "%".
+    /// Nested repetitions: takes practically forever on a line without "#" or "%".
     static inline const QString slow = QStringLiteral("^(\\S+\\s*)+[#%]");
 
     struct Counts {

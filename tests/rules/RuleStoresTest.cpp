@@ -40,7 +40,7 @@ struct RulesCase {
     static QStringList contents(const Store& store) { return textsOf(store); }
 };
 
-/// A name is the identity of a rule that is active for one document.
+/// A name becomes the identity of a rule that is active for one document.
 struct StatesCase {
     using Store = FilterRulesMemento;
     static QString file() { return statesFile; }

@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 using test::waitFor;
 using Rows = std::vector<qint64>;
 
-/// Rows with texts, searched one by one; a search can be held up until it is cancelled or released.
+/// Rows with texts, searched one by one; a search can be held until it is cancelled or released.
 class SearchedRows : public test::FakeTailDataSource {
 public:
     QStringList rows{u"alpha"_s, u"Beta error"_s, u"ERROR error"_s, u"gamma"_s, u"a.c error"_s, u"abc"_s};
@@ -40,7 +40,7 @@ public:
         const bool held = holdsSearches;
         while (holdsSearches && !isCancelled())
             std::this_thread::yield();
-        // One that was held up found something before it saw the cancel.
+        // As if a held search had found its match before it noticed the cancel.
         return TailDataSourceProtocol::findNextMatch(firstRow, lastRow, item,
                                                      held ? [] { return false; } : isCancelled);
     }
@@ -74,7 +74,7 @@ protected:
         ASSERT_TRUE(waitFor([this] { return !controller_->searchInProgress(); }));
         ASSERT_EQ(shownProgress_, 0);
     }
-    /// Held up until `endHeld`.
+    /// Starts a search that is held until `endHeld`.
     void startHeld(const QString& text) {
         source_->holdsSearches = true;
         controller_->performSearch(text);
@@ -97,7 +97,7 @@ protected:
 };
 
 TEST_F(SearchControllerTest, EverySearchGoesOnFromTheLastMatchOrBeginsAgain) {
-    const QString backwards = u"<"_s; // sets the direction
+    const QString backwards = u"<"_s; // an entry that sets the direction
     const QString error = u"error"_s;
     const struct {
         const char* what;
@@ -167,7 +167,7 @@ TEST_F(SearchControllerTest, TheRowsSearchedDependOnTheLastMatch) {
 }
 
 TEST_F(SearchControllerTest, AStepTheOtherWayLeavesTheDirection) {
-    search(u"error"_s, Way::Opposite); // with a new text: from the end where a search this way begins
+    search(u"error"_s, Way::Opposite); // a new text: starts at the end of the log, as backward searches do
     search(u"error"_s, Way::Opposite);
     search(u"error"_s);
     search(u"error"_s);

@@ -29,7 +29,7 @@ public:
         /// From then on the bytes of one side are lost without notice, even after `calm`.
         Silence,
     };
-    /// What happens to one connection.
+    /// The faults of one connection.
     struct Plan {
         std::chrono::milliseconds delay{0};
         std::uint64_t bytesPerSecond = 0; // 0 = unlimited

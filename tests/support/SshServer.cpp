@@ -98,7 +98,7 @@ QList<QByteArray> SshServer::command() const {
     if (program_ == Program::Dropbear) {
         EXPECT_TRUE(runProgram({"dropbearconvert", "openssh", "dropbear", directory + "/host_key",
                                 directory + "/dropbear_key"}));
-        // Dropbear looks for the user's keys there.
+        // Dropbear reads the user's keys there.
         QDir(path()).mkdir(QStringLiteral(".ssh"));
         QFile::link(path(QStringLiteral("authorized_keys")), path(QStringLiteral(".ssh/authorized_keys")));
         // -e: child processes need the environment for the user table, too.

@@ -22,8 +22,8 @@ class WindowDriver {
 public:
     static bool until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 
-    /// Gives it the keyboard focus, as a desktop does for a new dialog and for a window whose dialog was
-    /// closed.
+    /// Gives the window the keyboard focus, as a desktop does for a new dialog and for a window whose dialog
+    /// was closed.
     static bool isInFront(QWidget* window) {
         window->activateWindow();
         return until([window] { return QApplication::activeWindow() == window; });

@@ -62,7 +62,7 @@ rules = [
              id=uuid_object("fedcba98-7654-3210-fedc-ba9876543210")),
     # Neither a notification nor an identity; shares its other parts with the first.
     of_class("Korvane.FilterRule NSObject", searchItem=item, highlight=highlight),
-    # The null object, and something that is no notification; text in place of an identity.
+    # The null object, and an object that is not a notification; text in place of an identity.
     of_class("_TtC7Korvane24QuickHighlightFilterRule _TtC7Korvane10FilterRule NSObject",
              searchItem=item, highlight=highlight, notification=null, hide=False, id=add("no uuid")),
     of_class("Korvane.FilterRule NSObject", searchItem=item, highlight=highlight, notification=red, id=null),

@@ -15,7 +15,7 @@ using test::waitFor;
 using Sizes = std::vector<std::optional<std::uint64_t>>;
 using Report = std::pair<std::uint64_t, std::uint64_t>;
 
-/// Measures what the test has prepared, one size a poll; the last one stays.
+/// Returns the prepared sizes, one per poll; the last one is repeated.
 struct ScriptedMonitor : FileMonitorOperation {
     explicit ScriptedMonitor(Sizes all) : sizes(std::move(all)) {}
     std::optional<std::uint64_t> getFileSize() override {
@@ -98,7 +98,7 @@ TEST_F(FileMonitorOperationTest, AnotherIntervalHoldsFromTheNextSleepOn) {
     start({1});
     ASSERT_TRUE(waitForPolls(3));
     Preferences::shared().setPollingInterval(3600);
-    // The sleep under way still ends early, and perhaps the one whose length had been read.
+    // The sleep under way is still short, and the next one may be, if its length was already read.
     std::size_t seen = 0;
     ASSERT_TRUE(waitFor([&] {
         const std::size_t before = std::exchange(seen, monitor_->polls.load());

@@ -29,13 +29,13 @@ public:
     RecordingDataSource(const QUrl& url, std::shared_ptr<LogFileReaderProtocol> reader)
         : document_(std::make_shared<test::FakeDocument>(reader, url)), reader_(std::move(reader)) {}
 
-    /// Changes as "location+length", those of another content after a "*".
+    /// Each change as "location+length", after a "*" for a new file generation.
     test::Guarded<Texts> announced;
-    /// What was heard of arrivals, with the lines known at that time.
+    /// The other events, with the reader's line count at that time.
     test::Guarded<Texts> heard;
     std::atomic<int> polls{0};
     std::atomic<bool> holdsFile{false};
-    /// Happens once.
+    /// Runs once, in the next `letArrivedLinesPass`.
     test::Guarded<std::function<void()>> whileLinesPass;
 
     std::shared_ptr<LogFileReaderProtocol> followedReader() const override { return reader_; }
@@ -87,7 +87,7 @@ protected:
         make(content);
         reader_->refresh();
     }
-    /// The file is loaded, and followed from now on.
+    /// Loads the file and begins to follow it.
     void tail(const QByteArray& content) {
         load(content);
         follow();
@@ -97,7 +97,7 @@ protected:
         observer_->startTailing();
         ASSERT_TRUE(waitFor([&] { return observer_->isTailing(); }));
     }
-    /// What happens to the file before the next `follow` is one step for the observer.
+    /// Stops following: all changes until the next `follow` are one step to the observer.
     void pause() {
         observer_->stopTailing();
         ASSERT_TRUE(waitFor([&] { return !observer_->isTailing(); }, 2s));
@@ -111,7 +111,7 @@ protected:
             return !all.empty() && all.back() == expected;
         });
     }
-    /// A poll that begins after this call has ended.
+    /// Waits until a poll that began after this call has ended.
     bool waitForPoll() {
         const int before = dataSource_->polls;
         return waitFor([&] { return dataSource_->polls >= before + 2; });
@@ -250,7 +250,7 @@ TEST_P(LogFileObserverTest, StartingAgainFindsWhatCameWhileStopped) {
     EXPECT_TRUE(observer_->isTailing());
 }
 
-// Lines from between the end of the load and the first poll are no change of size to the monitor.
+// To the monitor, lines written between the end of the load and the first poll do not change the size.
 TEST_P(LogFileObserverTest, WhatIsThereWhenFollowingStartsIsShownAndHasNotArrived) {
     load("one\n");
     file_->append("two\n");
@@ -271,7 +271,7 @@ TEST_P(LogFileObserverTest, WhatComesAfterALoadHasArrived) {
     EXPECT_EQ(dataSource_->heard.get(), (Texts{"began", "arrived 3"}));
 }
 
-// Nothing of a new content may be read as if it were the old one's.
+// No line of a new file generation may be read as one of the old generation.
 TEST_P(LogFileObserverTest, TheOldContentIsForgottenBeforeAnythingOfTheNewOneIsKnown) {
     tail("old 1\nold 2\n");
     const std::string none = GetParam() ? "forgotten 0" : "forgotten 1";
@@ -356,7 +356,7 @@ TEST_P(LogFileObserverTest, AFileThatMayNotBeReadIsTakenAsSoonAsItMay) {
     file_->append("two\n");
     ASSERT_TRUE(waitForChange("1+2"));
 
-    // Likewise one that takes its place.
+    // The same holds for a file that replaces it.
     const TemporaryFile other("new\n");
     other.setMode(0);
     file_->replace(other);
@@ -400,7 +400,7 @@ TEST_P(LogFileObserverTest, AReadErrorIsToldOnceAndReadingGoesOnWhenItIsGone) {
     test::FaultyReads::failFrom(0, 0);
 }
 
-// Reading never mixes the places of one file's lines with the bytes of another.
+// Reading never combines the line offsets of one file with the bytes of another.
 TEST_P(LogFileObserverTest, LinesReadDuringRotationsAreLinesOfOneFile) {
     tail(QByteArray("a\n").repeated(500));
     for (int round = 0; round < 40; ++round) {

@@ -7,10 +7,10 @@
 namespace korvane {
 namespace {
 
-/// The index beside the plain list of offsets that it must behave as.
+/// Compares the index with a plain list of offsets.
 class LineIndexTest : public ::testing::Test {
 protected:
-    /// Adds lines of these lengths, in batches that begin at every offset they must.
+    /// Adds lines of these lengths in bytes, one batch each, whose base keeps the position within 32 bits.
     void append(const std::vector<std::uint64_t>& lengths) {
         for (const std::uint64_t length : lengths) {
             const std::uint64_t base = offsets.back();
@@ -74,13 +74,13 @@ TEST_F(LineIndexTest, ASliceBeginsAndEndsAnywhereInABlock) {
 }
 
 TEST_F(LineIndexTest, DroppingTheEndAndGoingOn) {
-    // From inside the tail, at block borders, and across several blocks and segments.
+    // Cuts inside the tail, at block borders, and across several blocks and segments.
     append(randomLengths(70'000, 200));
     for (const std::size_t kept :
          {69'999UL, 69'900UL, 65'537UL, 65'536UL, 65'535UL, 1000UL, 129UL, 128UL, 127UL, 1UL}) {
         SCOPED_TRACE(kept);
         const std::size_t heldBefore = index.heapBytes();
-        // One below the first that goes: what is equal to the limit stays.
+        // One below the first dropped offset: an offset equal to the limit stays.
         index.dropBeyond(offsets[kept] - 1);
         offsets.resize(kept);
         index.dropBeyond(offsets.back());

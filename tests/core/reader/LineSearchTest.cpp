@@ -25,7 +25,7 @@ Reader indexed(const TemporaryFile& file, EncodingChoice choice = {}, bool isInM
     return reader;
 }
 
-/// Long enough for several blocks; the texts lie across their borders, too.
+/// Spans several blocks; some texts lie across block borders.
 QByteArray longLog() {
     QByteArray log;
     std::mt19937 random(3);
@@ -40,12 +40,12 @@ QByteArray longLog() {
 class LineSearchTest : public ::testing::TestWithParam<Direction> {
 protected:
     static bool isForwards() { return GetParam() == Direction::Forwards; }
-    /// From the line to the end of the file in the direction of the test.
+    /// Searches from the line in the direction of the test to that end of the file.
     static SearchOutcome findFrom(LogFileReaderProtocol& reader, qint64 line, const SearchItem& item,
                                   const std::function<bool()>& isCancelled = never) {
         return reader.findNextMatch(line, isForwards() ? reader.lineCount() - 1 : 0, item, isCancelled);
     }
-    /// Over the whole file.
+    /// Searches the whole file.
     static SearchOutcome find(LogFileReaderProtocol& reader, const QString& text,
                               const std::function<bool()>& isCancelled = never) {
         return findFrom(reader, firstLine(reader), SearchItem(text), isCancelled);
@@ -53,7 +53,7 @@ protected:
     static qint64 firstLine(const LogFileReaderProtocol& reader) {
         return isForwards() ? 0 : reader.lineCount() - 1;
     }
-    /// The lines that a walk from match to match visits, beginning with a line.
+    /// The lines found by searching from match to match, starting at `line`.
     static Lines visited(LogFileReaderProtocol& reader, const SearchItem& item, qint64 line) {
         Lines lines;
         while (line >= 0 && line < reader.lineCount()) {
@@ -65,7 +65,8 @@ protected:
         }
         return lines;
     }
-    /// Those of ascending lines that lie ahead of a line, nearest first.
+    /// Those of the ascending `lines` that lie at or ahead of line `of` in the direction of the test, nearest
+    /// first.
     static Lines ahead(Lines lines, qint64 of) {
         std::erase_if(lines, [&](qint64 line) { return isForwards() ? line < of : line > of; });
         if (!isForwards())

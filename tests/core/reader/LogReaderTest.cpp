@@ -43,7 +43,7 @@ public:
     void readerDidCancel() override { calls_.append(u"cancel"_s); }
 
     QStringList taken() { return std::exchange(calls_, {}); }
-    /// Called with the number of steps so far.
+    /// Called at each step with the number of steps so far.
     std::function<void(int)> onRead;
 
 private:
@@ -58,7 +58,7 @@ QStringList texts(const DisplayLines& rows) {
     return result;
 }
 
-/// Zero-based, among the lines.
+/// Zero-based positions among the rows.
 std::vector<std::size_t> invalidLines(const DisplayLines& rows) {
     std::vector<std::size_t> numbers;
     for (std::size_t i = 0; i < rows.lines.size(); ++i)
@@ -71,7 +71,7 @@ const QString decodingFailed =
     u"Could not parse log data! Please check the file encoding and contact support."_s;
 constexpr auto longest = static_cast<qsizetype>(RowReader::longestShownLine);
 
-/// One reader of one file. Every test runs for the reader of the disk and for that of memory.
+/// One reader of one file. Every test runs with the disk reader and with the in-memory reader.
 class LogReaderTest
     : public ::testing::TestWithParam<std::shared_ptr<LogFileReaderProtocol> (*)(const QUrl&)> {
 protected:
@@ -93,14 +93,14 @@ protected:
         file_->append(bytes);
         return reader_->refresh();
     }
-    /// Changes the file at the given step of the scans to come.
+    /// Runs `act` at the given step of later scans.
     void atStep(int step, std::function<void()> act) {
         listener_->onRead = [step, act = std::move(act)](int number) {
             if (number == step)
                 act();
         };
     }
-    /// What a scan makes of "a\nb\n" that more is appended to meanwhile.
+    /// Scans "a\nb\n" while more is appended.
     void loadOvertaken(const QByteArray& appended) {
         open("a\nb\n");
         atStep(1, [this, appended] { file_->append(appended); });
@@ -400,7 +400,7 @@ TEST_P(LogReaderTest, LinesPublishedDuringAScanCanBeRead) {
             highest = count;
         }
     });
-    // The scan goes on when the viewer has read a line.
+    // The scan continues once the viewer has read a line.
     atStep(200, [&] {
         EXPECT_TRUE(test::waitFor([&] { return highest > 0; })) << "nothing is published during the scan";
     });
@@ -594,7 +594,7 @@ TEST_P(LogReaderTest, LinesEndAtWholeLineFeedsOfTheirEncodingAlsoWhileTheFileGro
         {encoding::utf32LittleEndian, QStringConverter::Utf32LE},
         {encoding::utf32BigEndian, QStringConverter::Utf32BE},
     };
-    // All but the first hold bytes that look like line feeds and end no line.
+    // All words but the first contain a line feed's byte that ends no line.
     const QStringList words{u"ok "_s, u"\u4E0A\u5E8A"_s, u"\u0A0A"_s, u"\u0A13\u000D"_s, u"\u0A05\u0A00"_s};
     std::mt19937 random(5);
     for (const auto& [number, converter] : encodings) {
@@ -631,7 +631,7 @@ TEST_P(LogReaderTest, WideEncodingsAreDetectedAlsoFromAPageInTheMiddle) {
         EXPECT_EQ(lines(), expected) << little;
         EXPECT_EQ(reader_->fileEncoding(), little ? encoding::utf16LittleEndian : encoding::utf16BigEndian);
     }
-    // The mark of the file decides the order of bytes of a chosen encoding, on every page.
+    // The file's byte-order mark decides the byte order of a chosen encoding, on every page.
     load("\xFF\xFEx\0\n\0y\0\n\0"_ba);
     reader_->setEncodingChoice({Kind::Fixed, encoding::utf16});
     EXPECT_EQ(reader_->readLines(1, 1), QStringList{u"x"_s});

@@ -16,8 +16,7 @@ std::vector<std::uint32_t> expectedPositions(std::string_view text) {
     return positions;
 }
 
-/// Exactly the room that the block is promised to need, so that the address sanitizer sees one write too
-/// many.
+/// Allocates exactly the promised space, so that the address sanitizer reports a write beyond it.
 std::vector<std::uint32_t> foundBy(const NewlineScan::Implementation& way, std::string_view text) {
     std::vector<std::uint32_t> positions(NewlineScan::roomFor(text.size()));
     positions.resize(way.find(text.data(), text.size(), positions.data()));

@@ -28,7 +28,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Directions, ByteSearchTest,
                          ::testing::Values(Direction::Forwards, Direction::Backwards));
 
-// The text is copied to a block of its exact size, so that the address sanitizer sees a read beyond it.
+// The text is copied to a block of its exact size, so that the address sanitizer reports a read beyond it.
 TEST_P(ByteSearchTest, EveryImplementationFindsEveryPlace) {
     std::mt19937 random(5);
     for (int round = 0; round < 3000; ++round) {

@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 using test::Ranges;
 using test::searchItem;
 
-/// Runs a pattern over one line and counts how often the engine asks whether to go on: every 10,000 steps.
+/// Matches a pattern against one line and counts the engine's checks for a cancel, one every 10,000 steps.
 struct MatchRun {
     MatchRun(const QString& pattern, const QString& line,
              MatchBudget::Steps budgetSteps = MatchBudget::mostPerLine, int cancelledAt = -1)
@@ -42,7 +42,7 @@ TEST(MatchBudget, ASlowPatternSpendsWhatThereIsAndNoMore) {
     EXPECT_FALSE(partly.outcome.gaveUp) << "it is known that the line matches";
 }
 
-// Each find takes less than a tick, and there is one at every place.
+// There is a match at every position, each in fewer steps than lie between two checks for a cancel.
 TEST(MatchBudget, ManyFindsTogetherSpendWhatThereIsAndACancelIsHeardBetweenThem) {
     const QString sameLetters(10'000, u'a');
     for (const QString& pattern : {u"((a*)\\2#)?"_s, u"(?<!q)((a*)\\2#)?"_s, u"(?:a{0,90}a{0,90}b)?"_s,
@@ -69,7 +69,7 @@ TEST(MatchBudget, WithoutStepsOnlyWhatMustBeLookedIntoIsGivenUp) {
     EXPECT_EQ(nothing.stepsLeft, 0);
 }
 
-// The engine compares any number of characters in a step.
+// A back reference compares any number of characters in one step of the engine.
 TEST(MatchBudget, BackReferencesCostMoreInLinesThatRepeatThemselvesAndSeeOnlyTheirBeginning) {
     QString words;
     while (words.size() < 10'000)

@@ -18,7 +18,7 @@ inline SearchItem searchItem(const QString& text, bool regex, bool ignoreCase) {
     return item;
 }
 
-/// The matches of a text, tried at one place of the line after the other.
+/// The matches of a text, found by comparing it at one position of the line after the other.
 inline Ranges naiveRanges(const SearchItem& item, const QString& line) {
     const qsizetype length = item.searchStr().size();
     const auto sensitivity = item.ignoreCase() ? Qt::CaseInsensitive : Qt::CaseSensitive;
@@ -33,8 +33,8 @@ inline Ranges naiveRanges(const SearchItem& item, const QString& line) {
     return ranges;
 }
 
-/// Random texts of few different characters, so that matches, near matches and the characters with odd case
-/// forms are frequent.
+/// Random texts of few different characters, so that matches, near matches and unusual case forms are
+/// frequent.
 class SearchCorpus {
 public:
     std::size_t below(std::size_t count) { return engine_() % count; }

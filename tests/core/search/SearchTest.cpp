@@ -60,18 +60,18 @@ TEST(Search, MatchTable) {
         {u"error"_s, How::RegexExact, u"ERROR error"_s, {{6, 5}}},
         {u"[0-9]+"_s, How::Regex, u"a12b345"_s, {{1, 2}, {4, 3}}},
         {u"(?<=a)b"_s, How::Regex, u"abb"_s, {{1, 1}}},
-        // Each search begins a text of its own.
+        // Each further search takes the rest of the line as a whole text.
         {u"^a"_s, How::Regex, u"aab"_s, {{0, 1}, {1, 1}}},
         {u"a$"_s, How::Regex, u"aaa"_s, {{2, 1}}},
         {u"\\ba"_s, How::Regex, u"aa a"_s, {{0, 1}, {1, 1}, {3, 1}}},
-        // Matches of no length are passed over.
+        // Empty matches are skipped.
         {u"x*"_s, How::Regex, u"aaxxa"_s, {{2, 2}}},
         {u"x*"_s, How::Regex, u"😀x"_s, {{2, 1}}},
         {u"x*"_s, How::Regex, u""_s, {}},
         {u"\\b"_s, How::Regex, u"ab cd"_s, {}},
         {u"(?=b)|c"_s, How::Regex, u"abc"_s, {{2, 1}}},
         {u"."_s, How::Regex, u"a😀"_s, {{0, 1}, {1, 2}}},
-        // No pattern.
+        // Invalid patterns.
         {u"("_s, How::Regex, u"("_s, {}},
         {u"*"_s, How::Regex, u"*"_s, {}},
     };
@@ -96,7 +96,7 @@ TEST(Search, FindsTheMatchesOfAText) {
         if (random.below(2))
             text = text.toUpper();
         if (!text.isValidUtf16())
-            continue; // half a character
+            continue; // half a surrogate pair
         const SearchItem plain = searchItem(text, false, random.below(4) > 0);
         const Ranges expected = naiveRanges(plain, line);
         matches += !expected.empty();
@@ -107,8 +107,8 @@ TEST(Search, FindsTheMatchesOfAText) {
     EXPECT_GT(matches, 10'000) << "the lines hardly ever match: nothing was compared";
 }
 
-/// The matches of a pattern, each searched in the rest of the line as in a region of its own. Empty
-/// for a pattern that would take too long.
+/// The matches of a pattern, each searched with the rest of the line as region. Nullopt for a pattern that
+/// would take too long.
 std::optional<Ranges> rangesOneByOne(const SearchItem& item, const QString& line) {
     const auto flags = item.ignoreCase() ? UREGEX_CASE_INSENSITIVE : 0;
     UErrorCode status = U_ZERO_ERROR;
@@ -169,7 +169,7 @@ TEST(Search, FindsTheMatchesOfARegularExpression) {
     EXPECT_GT(required, 600) << "hardly any pattern has a required text";
 }
 
-// A character that is taken for a plain one although it folds to ASCII would lose matches.
+// Matches are lost if a character that folds to ASCII is not recognised as such.
 TEST(Search, KnowsEveryCharacterThatFoldsToAscii) {
     for (char32_t character = 0x80; character <= 0x10FFFF; ++character) {
         if (U_IS_SURROGATE(character))
@@ -186,7 +186,7 @@ TEST(Search, KnowsEveryCharacterThatFoldsToAscii) {
 }
 
 TEST(Search, RequiredTextTable) {
-    // No text: none is certain.
+    // An empty list: no text is required for a match.
     const std::pair<QString, QStringList> cases[] = {
         {u"took=\\d+ms"_s, {u"took="_s}},
         {u"ab+cde"_s, {u"cde"_s}},
@@ -239,7 +239,7 @@ TEST(Search, ManyPatternsOnManyThreadsDoNotMixUp) {
     std::atomic<int> wrong{0};
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&wrong] {
-            // More patterns than are kept compiled.
+            // More patterns than the cache of compiled patterns holds.
             for (int round = 0; round < 3; ++round)
                 for (int i = 100; i < 180; ++i) {
                     const SearchItem search = item(u"n%1+"_s.arg(i), How::Regex);

@@ -78,7 +78,7 @@ PropertyList classOf(const QString& name, const QString& superclass = u"NSObject
                        {u"$classes"_s, PropertyList(PropertyList::Array{text(name), text(superclass)})}});
 }
 
-/// An archive of these objects, made without the archiver; the first of them, number 1, is the root.
+/// An archive of these objects, made without the archiver; the first object, number 1, is the root.
 QByteArray archiveOf(const PropertyList::Array& objects) {
     PropertyList::Array table{text(u"$null"_s)};
     table.insert(table.end(), objects.begin(), objects.end());
@@ -89,7 +89,7 @@ QByteArray archiveOf(const PropertyList::Array& objects) {
         .toBinary();
 }
 
-/// Opened; the archive must be one.
+/// Opens an archive of these objects, which must succeed.
 std::unique_ptr<KeyedUnarchiver> opened(const PropertyList::Array& objects) {
     auto unarchiver = KeyedUnarchiver::open(archiveOf(objects), classes());
     EXPECT_TRUE(unarchiver) << unarchiver.error().userText.toStdString();
@@ -247,7 +247,7 @@ TEST(KeyedArchiveTest, FaultsHaveTheirKindAndPlace) {
                   classOf(u"Korvane.Stranger"_s));
     EXPECT_EQ(faultOf(unknown), ArchiveFault::unknownClass);
     EXPECT_TRUE(unknown.userText.contains(u"next"_s) && unknown.userText.contains(u"Stranger"_s));
-    // The object itself as its own part.
+    // An object that contains itself.
     EXPECT_EQ(faultOf(faultWith({{u"name"_s, text(u"n"_s)}, {u"next"_s, uid(1)}}, {})),
               ArchiveFault::damaged);
 }
@@ -260,7 +260,7 @@ TEST(KeyedArchiveTest, ReferencesThatLeadNowhereAreDamage) {
     EXPECT_FALSE(opens({dictionary({{u"name"_s, uid(2)}})}));
     EXPECT_FALSE(opens({dictionary({{u"NS.objects"_s, PropertyList(PropertyList::Array{uid(0), uid(9)})}})}));
     EXPECT_TRUE(opens({dictionary({{u"name"_s, uid(1)}})}));
-    // Deeper than a well-formed archive has any: no object, and no crash.
+    // References deeper than in a well-formed archive: no object, and no crash.
     const auto unarchiver = opened({dictionary({{u"$class"_s, dictionary({{u"$class"_s, uid(99)}})}})});
     EXPECT_FALSE(unarchiver->root().object<Node>());
     const auto inlineObject =

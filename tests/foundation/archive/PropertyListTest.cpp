@@ -18,7 +18,8 @@ QByteArray bigEndian(std::uint64_t value, int width) {
     return bytes;
 }
 
-/// A list made by hand of the bytes of its objects; each number of the end can be falsified.
+/// A property list built from the bytes of its objects; the offsets and every number of the trailer can be
+/// falsified.
 struct RawList {
     std::vector<QByteArray> objects;
     std::uint64_t top = 0;
@@ -26,7 +27,7 @@ struct RawList {
     std::optional<std::uint64_t> tableOffset = {};
     int offsetWidth = 2;
     int referenceWidth = 1;
-    /// Offsets in place of the true ones.
+    /// Written in place of the right offsets; the keys are indices of objects.
     std::map<std::size_t, std::uint64_t> offsets = {};
 
     QByteArray bytes() const {
@@ -127,7 +128,7 @@ TEST(PropertyListTest, NestingEndsInAnErrorNotInTheStack) {
     EXPECT_TRUE(PropertyList::fromBinary(nested(PropertyList::mostLevels).toBinary()));
     EXPECT_FALSE(PropertyList::fromBinary(nested(PropertyList::mostLevels + 1).toBinary()));
 
-    // Far deeper, by hand: object i is a list of object i + 1.
+    // Far deeper, built by hand: object i is a list of object i + 1.
     RawList deep;
     deep.referenceWidth = 2;
     for (std::uint64_t i = 1; i <= 16'000; ++i)

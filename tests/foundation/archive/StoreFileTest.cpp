@@ -24,7 +24,7 @@ TEST_F(StoreFileTest, OnlyTheUserMayReadWhatIsWritten) {
     EXPECT_EQ(mode(path(u"new"_s)), 0700u);
     EXPECT_EQ(mode(path(u"new/deeper"_s)), 0700u);
 
-    // A file that others could read before loses that.
+    // A file that others could read becomes private.
     ASSERT_TRUE(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
     ASSERT_TRUE(writeStoreFile(file, "two"));
     EXPECT_EQ(mode(file), 0600u);
@@ -57,7 +57,7 @@ TEST_F(StoreFileTest, WhatCannotBeWrittenOrReadIsAnErrorThatNamesTheFile) {
     EXPECT_TRUE(below.error().userText.contains(path(u"file/s.data"_s)));
     EXPECT_EQ(content(u"file"_s), "x");
 
-    // A directory stands where the file should be; nothing is left beside it.
+    // A directory is in the file's place; no temporary file is left beside it.
     ASSERT_TRUE(QDir().mkdir(path(u"s.data"_s)));
     ASSERT_FALSE(writeStoreFile(path(u"s.data"_s), "y"));
     EXPECT_EQ(names(), QStringList(u"file"_s));

@@ -74,7 +74,7 @@ TEST_F(UserDefaultsTest, EveryChangeIsToldWithItsKeyWhileTheTokenLives) {
     UserDefaults defaults(path());
     QStringList told;
     auto token = defaults.observe([&](const QString& key) {
-        told += key + u'=' + defaults.value(key).toString(); // may ask: no lock is held
+        told += key + u'=' + defaults.value(key).toString(); // may read a value: no lock is held
     });
     defaults.registerDefaults({{u"quiet"_s, 1}});
     defaults.set(u"a//b"_s, 1);

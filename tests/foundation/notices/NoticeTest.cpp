@@ -34,7 +34,7 @@ TEST_F(NoticeTest, AHandlerMayUnsubscribeLaterOnesAndItselfAndSubscribeOthers) {
     Subscription added;
     self = notice_->subscribe([&](int) {
         later = Subscription();
-        added = record(7); // called for the next one, not this
+        added = record(7); // called at the next notice, not at this one
         self = Subscription();
     });
     later = record(2);

@@ -18,7 +18,7 @@ UserNotification notification(qint64 line, const QString& key) {
     return made;
 }
 
-/// "line+more", what a burst comes to.
+/// A folded burst as "line+more".
 std::string text(const NotificationFolder::Folded& folded) {
     EXPECT_EQ(folded.notification.subtitle, QString::number(folded.notification.userInfo->lineNum));
     return std::to_string(folded.notification.userInfo->lineNum) + "+" + std::to_string(folded.more);
@@ -26,12 +26,12 @@ std::string text(const NotificationFolder::Folded& folded) {
 
 class NotificationFolderTest : public ::testing::Test {
 protected:
-    /// What is shown when a notification comes.
+    /// Adds a notification; returns the one shown at once, or an empty text.
     std::string add(std::chrono::milliseconds time, qint64 line, const QString& key = ruleKey) {
         const auto folded = folder_.add(notification(line, key), start_ + time);
         return folded ? text(*folded) : "";
     }
-    /// What is due then.
+    /// The notifications due at that time.
     std::string due(std::chrono::milliseconds time) {
         std::string all;
         for (const auto& folded : folder_.takeDue(start_ + time))

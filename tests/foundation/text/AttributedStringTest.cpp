@@ -8,7 +8,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-// Random ranges, several at once, against one set of attributes for every character.
+// Compares random ranges, several at once, with a separate set of attributes for every character.
 TEST(AttributedString, RangesAddTheirAttributesAndKeepTheOthers) {
     const Attributes looks[] = {{.font = QFont(u"Mono"_s)},
                                 {.foreground = QColor(Qt::red)},
@@ -60,7 +60,7 @@ TEST(AttributedString, AddedAttributesReplaceOnlyTheirOwnKind) {
               (Attributes{QFont(u"Mono"_s), QColor(Qt::green), QColor(Qt::blue), true}));
 }
 
-// A selected blank matches thousands of times in one long line, which is painted at every draw.
+// A selected space matches thousands of times in one long line, which is painted at every draw.
 TEST(AttributedString, RangesThatLookAlikeShareTheirAttributes) {
     AttributedString line(QString(100, u'x'), std::make_shared<Attributes>());
     line.add({.underline = true}, {{10, 5}, {20, 5}, {30, 5}});

@@ -90,7 +90,7 @@ QByteArray encoded(const QString& text, const char* converter) {
     return bytes;
 }
 
-/// A log of which only the messages are in a language.
+/// A log in which only the messages are in a natural language.
 QString logWith(const QStringList& messages, int lines) {
     QString log;
     for (int i = 0; i < lines; ++i)

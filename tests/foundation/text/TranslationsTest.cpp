@@ -15,7 +15,7 @@ TEST(Translations, CountsAndNumbersAreWrittenInTheLanguageOfTheTexts) {
     EXPECT_EQ(lines(1), u"1 line");
     EXPECT_EQ(lines(2004), u"2,004 lines");
     EXPECT_EQ(lines(5'000'000'001), u"5,000,000,001 lines");
-    // There are no German texts.
+    // There is no German translation: the texts stay English.
     translations::install(QLocale(QLocale::German, QLocale::Germany));
     EXPECT_EQ(lines(2004), u"2,004 lines");
 }

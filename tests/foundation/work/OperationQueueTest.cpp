@@ -97,7 +97,7 @@ TEST(OperationQueue, CancellingWakesASleeperAndRunsItsCompletion) {
     queue.waitUntilAllFinished();
     EXPECT_TRUE(finishedBeforeCompletion);
 
-    // A sleep that is cancelled before it begins is no sleep.
+    // The sleep of a cancelled operation ends at once.
     const auto asleep = operation([](TestOperation& self) { self.sleepFor(1h); });
     asleep->cancel();
     asleep->runBody();
@@ -138,7 +138,7 @@ TEST(OperationQueue, WhatALibraryKeepsForAThreadIsClearedUpBeforeTheEnd) {
         for (int i = 0; i < 3; ++i)
             queue.addOperation(operation([&](TestOperation&) { ::pthread_setspecific(key, &cleared); }));
         ASSERT_TRUE(OperationQueue::waitForAllWorkers(20s));
-        // However many threads the three have shared.
+        // The three operations may have shared threads.
         const int clearedByThen = cleared;
         EXPECT_GE(clearedByThen, 1);
         std::this_thread::sleep_for(100ms);
@@ -154,7 +154,7 @@ TEST(OperationQueue, AnOperationAddsAnotherAndIsReleasedWithWhatItOwns) {
     auto owner = operation([&queue, &ran, owned](TestOperation&) {
         queue.addOperation(operation([&](TestOperation&) { ran = true; }));
     });
-    owner->setCompletion([owner] {}); // a circle, unless the completion is released
+    owner->setCompletion([owner] {}); // a reference cycle, unless the completion is released
     queue.addOperation(std::move(owner));
     EXPECT_TRUE(test::waitFor([&] { return ran && owned.use_count() == 1; }));
     queue.waitUntilAllFinished();

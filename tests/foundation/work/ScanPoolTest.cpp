@@ -90,7 +90,7 @@ TEST(ScanPool, ACancelTakesWhatWaitsAtOnceAndStopsWhatRuns) {
         while (!stop.stop_requested())
             std::this_thread::yield();
         wasAsked = true;
-        return true; // there would be more
+        return true; // more steps would follow
     });
     ASSERT_TRUE(test::waitFor([&] { return steps == 1; }));
     const auto held = std::make_shared<int>(1);
@@ -120,7 +120,7 @@ TEST(ScanPool, AThreadThatAFileSystemHoldsIsReplaced) {
     EXPECT_TRUE(test::waitFor([&] { return !holder.scan.isUnderWay() && !second.scan.isUnderWay(); }));
 }
 
-/// Notes its name when it runs; one named '!' breaks.
+/// Appends its name when it runs; the one named '!' throws.
 struct NamedOperation : Operation {
     NamedOperation(char itsName, std::string& itsOrder) : name(itsName), order(itsOrder) {}
     void main() override {
@@ -129,7 +129,7 @@ struct NamedOperation : Operation {
             throw std::runtime_error("broken");
     }
     const char name;
-    std::string& order; // the only thread of the pool writes it
+    std::string& order; // written by the pool's only thread
 };
 
 TEST(ScanQueue, TheOperationsOfAQueueKeepTheirOrderAndUrgentQueuesGoFirst) {

@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 
 class TaskTest : public ::testing::Test {
 protected:
-    /// Until all that was queued has ended and its handlers have run or been dropped.
+    /// Waits until all queued work has ended and its handlers have run or been dropped.
     static void settle() { EXPECT_TRUE(test::settle(20s)); }
 
     OperationQueue queue_{"test", 1};

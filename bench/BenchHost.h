@@ -18,7 +18,7 @@ class PrintedAlerts : public AlertPresenter {
     }
 };
 
-/// The host that the server is, for a login by the key. `port`: where the server, or a link to it, listens.
+/// A host for logging in to the server by key. `port`: of the server, or of a link to it.
 inline std::shared_ptr<RemoteHost> hostOf(const test::SshServer& server, const QString& key,
                                           std::uint16_t port) {
     auto host = std::make_shared<RemoteHost>(QString::fromLatin1(test::SshServer::host), port, server.user());

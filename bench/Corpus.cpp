@@ -54,7 +54,7 @@ public:
         std::snprintf(head, sizeof head, " id=%08" PRIx64 " took=%ums", draw * 0x9E3779B97F4A7C15U >> 32,
                       unsigned(draw >> 40 & 0x3FFF));
         out += head;
-        // Now and then a payload, and rarely a long one.
+        // Some lines have a payload, rarely a long one.
         const unsigned kind = draw >> 24 & 0xFF;
         if (kind < 16)
             appendPayload(out, 20 + draw % 120);

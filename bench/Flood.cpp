@@ -13,7 +13,7 @@
 namespace korvane::bench {
 namespace {
 
-/// As a buffered writer writes: without regard to where lines end.
+/// Bytes per write(), as of a buffered writer: a write may end in the middle of a line.
 constexpr std::size_t writeSize = 1 << 16;
 
 void addLine(std::string& text, std::uint64_t number) {

@@ -27,7 +27,7 @@ namespace {
 
 using test::Session;
 
-/// An empty window, for comparing. Prints the monotonic time of its first painting in microseconds.
+/// An empty window as the reference. Prints the monotonic time of its first painting in microseconds.
 class BareWindow : public QWidget {
 protected:
     void paintEvent(QPaintEvent*) override {
@@ -54,8 +54,8 @@ void sendWheel(LogTableView& table, int delta) {
                                                 Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false));
 }
 
-/// Scrolls without rest while the file loads: by wheel, keys and scroll bar, near and far. Prints
-/// "longest-ms event-type events rows load-seconds".
+/// Scrolls continuously while the file loads: by wheel, keys and scroll bar, near and far. Prints "longest-ms
+/// event-type events rows load-seconds".
 int scroll(int argc, char** argv, const char* path) {
     TimedApplication application(argc, argv);
     Session session(path);
@@ -85,7 +85,7 @@ int scroll(int argc, char** argv, const char* path) {
     scroller.start(8);
     QTimer end;
     QObject::connect(&end, &QTimer::timeout, [&] {
-        // At least three seconds, so that a quick load is scrolled through as well.
+        // At least three seconds, so that a fast load is scrolled through, too.
         if (!session.page->isLoading() && millisecondsSince(start) > 3000)
             QCoreApplication::quit();
     });
@@ -99,8 +99,8 @@ int scroll(int argc, char** argv, const char* path) {
     return 0;
 }
 
-/// Jumps to lines all over the loaded file and waits until the line's own text is painted. Prints
-/// "longest-ms median-ms jumps rows". Every line holds its own number.
+/// Jumps to lines all over the loaded file and waits until the text of each is painted. Prints "longest-ms
+/// median-ms jumps rows". Every line contains its own number.
 int jump(int argc, char** argv, const char* path) {
     QApplication application(argc, argv);
     Session session(path);
@@ -138,7 +138,7 @@ int jump(int argc, char** argv, const char* path) {
 }
 
 /// Switches a rule that matches every line on and off in the middle of the loaded file, and waits until all
-/// visible rows are painted so. Prints "longest-ms median-ms switches rows".
+/// visible rows are painted accordingly. Prints "longest-ms median-ms switches rows".
 int switchRules(int argc, char** argv, const char* path) {
     QApplication application(argc, argv);
     Session session(path);

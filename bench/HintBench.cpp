@@ -19,7 +19,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/// Endless on lines of one letter, on words, and with a reference back.
+/// Patterns with catastrophic backtracking: on lines of one letter, on words, and with a backreference.
 const QStringList patterns{u"(A*)\\1[#]"_s, u"(A+)+[#]"_s, u"^(.*?,?){11}[#%]"_s, u"(A|AA)+$#"_s,
                            u"(A*)(A*)\\2\\1#"_s};
 
@@ -43,7 +43,7 @@ private:
         }
         const QString& pattern = patterns.at(pattern_);
         if (place_ == pattern.size()) {
-            // A look at the hint, and the next one.
+            // Leaves time to read the hint before the next pattern.
             if (++rests_ < 30)
                 return;
             rests_ = place_ = 0;
@@ -88,7 +88,7 @@ int hint(int argc, char** argv, const char* path) {
             box->setChecked(true);
     for (int i = 0; i < 100; ++i)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    // What opened the windows is not typing.
+    // Events from opening the windows do not count.
     application.longest = 0;
     application.events = 0;
     Typist typist(*field, *editor);

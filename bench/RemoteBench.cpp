@@ -32,8 +32,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Loads pages of the file by turns, over links with the round trip. Prints "milliseconds milliseconds pages"
-/// (medians).
+/// Loads pages of the file, alternating with the reference, over links with this round trip. Prints
+/// "milliseconds milliseconds pages" (medians).
 int page(const QString& given, std::chrono::milliseconds roundTrip) {
     const QTemporaryDir settings;
     Preferences::setShared(std::make_unique<Preferences>(
@@ -42,13 +42,13 @@ int page(const QString& given, std::chrono::milliseconds roundTrip) {
     Preferences::shared().setStartTailingOnFileOpen(false);
     PrintedAlerts alerts;
     test::SshServer server;
-    // Where the server's user gets at it.
+    // In a directory that the server's user can read.
     const QString path = server.path(QStringLiteral("page.log"));
     if (!QFile::copy(given, path) ||
         !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther))
         return EXIT_FAILURE;
     const QString key = server.makeKey(QStringLiteral("id"));
-    // Each has a link of its own, so that neither delays the other.
+    // Separate links, so that neither delays the other.
     const SlowLink link(server.port(), {roundTrip});
     const SlowLink referenceLink(server.port(), {roundTrip});
     const bool isDirect = roundTrip == 0ms;
@@ -76,12 +76,12 @@ int page(const QString& given, std::chrono::milliseconds roundTrip) {
     std::vector<double> ours;
     std::vector<double> theirs;
     const qint64 pageCount = rows->numberOfRows() / pages::size;
-    for (qint64 page = 2; page <= pageCount; ++page) { // the first one is there
+    for (qint64 page = 2; page <= pageCount; ++page) { // the first page is already loaded
         const auto runOurs = [&] {
             const auto start = Clock::now();
             arrived = 0;
             rows->rowLine(pages::firstLine(page));
-            // Woken by what arrives, as the event loop is.
+            // Wakes for each posted task, as the event loop does.
             while (arrived == 0 && millisecondsSince(start) < 60'000) {
                 pollfd wake{MainThread::shared().wakeDescriptor(), POLLIN, 0};
                 ::poll(&wake, 1, 1000);
@@ -116,7 +116,7 @@ int page(const QString& given, std::chrono::milliseconds roundTrip) {
 int main(int argc, char** argv) {
     using namespace korvane::bench;
     korvane::PageMemory::useOneHeap();
-    // As the program does: a connection that ends is no reason to end with it.
+    // As in the program: a closed connection must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
     const auto text = [&](int index) { return QString::fromLocal8Bit(argv[index]); };
     const auto number = [&](int index) { return std::strtoll(argv[index], nullptr, 10); };

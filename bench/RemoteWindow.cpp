@@ -18,7 +18,7 @@ namespace {
 constexpr auto openingLimit = std::chrono::seconds(120);
 constexpr auto closingLimit = std::chrono::seconds(30);
 
-/// The line with the zero-based index, read by another program.
+/// The line at the zero-based index, read by another program (sed).
 QString lineOf(const QString& path, qint64 index) {
     QProcess sed;
     sed.start(QStringLiteral("sed"), {QStringLiteral("-n"), QStringLiteral("%1{p;q}").arg(index + 1), path});
@@ -29,7 +29,7 @@ QString lineOf(const QString& path, qint64 index) {
 
 bool until(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
     const auto end = Clock::now() + limit;
-    // The loop sleeps between events: the server needs the processors.
+    // Sleeps between events, because the server needs the processors.
     QTimer wake;
     wake.start(std::chrono::milliseconds(5));
     while (!condition()) {
@@ -41,7 +41,7 @@ bool until(const std::function<bool()>& condition, std::chrono::milliseconds lim
 }
 
 RemoteWindow::RemoteWindow(const test::SshServer& server, std::shared_ptr<RemoteHost> host)
-    // The program writes the server's key there.
+    // The program writes known_hosts into the home directory.
     : isHome_(qputenv("HOME", home_.path().toLocal8Bit())), server_(server), host_(std::move(host)) {
     session_.documents.setRemoteDocumentClass([this](const QUrl& url) {
         return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts_);

@@ -15,18 +15,17 @@
 
 namespace korvane::bench {
 
-/// Runs the event loop until the condition holds; false when it does not within the limit.
+/// Runs the event loop until the condition holds; false if it does not within the limit.
 bool until(const std::function<bool()>& condition, std::chrono::milliseconds limit);
 
-/// The program's windows on settings of their own, with one host and a small file of it that stays open: the
-/// host is connected before another file is opened.
+/// The program's windows with their own settings, one host, and a small file of it that stays open so that
+/// the host is connected before another file is opened.
 class RemoteWindow {
 public:
-    /// What an opening took, in milliseconds, and what it showed.
+    /// Durations in milliseconds since the file was opened, and the first row on the screen.
     struct Opening {
         double untilConnected = 0;
         double untilRows = 0;
-        /// The first one on the screen.
         qint64 firstRow = 0;
     };
 
@@ -37,17 +36,17 @@ public:
 
     /// Whether the small file is open.
     bool isReady() const { return isReady_; }
-    /// Opens the file, as when it is chosen, and waits until its first rows are painted. Nothing when that
-    /// takes too long, or the rows are not those of the file.
+    /// Opens the file, as when the user chooses it, and waits until its first rows are painted. Nullopt if
+    /// that takes too long or the rows differ from the file.
     std::optional<Opening> open(const QString& path);
-    /// The lines of the file opened last are counted.
+    /// Whether the lines of the last opened file have been counted.
     bool isLoaded() const { return session_.page && !session_.page->isLoading(); }
-    /// The text of a row; empty when the row is not on the screen or not loaded.
+    /// The text of a row; empty if the row is not on the screen or not loaded.
     QString textOnScreen(qint64 row);
     LogTableView& table() { return session_.table(); }
     MainWindowController& page() { return *session_.page; }
     const Document& document() const { return *session_.document; }
-    /// Closes the file opened last. False when the server's processes for it have not ended in time.
+    /// Closes the last opened file. False if the server's processes for it have not ended in time.
     bool close();
 
 private:

@@ -26,7 +26,7 @@ using namespace std::chrono_literals;
 
 constexpr qint64 linesOfGrowth = 10;
 
-/// What the processes have used, and those that they have started and that have ended, in milliseconds.
+/// Processor time in milliseconds of the processes and of their children that have ended.
 double processorTime(const std::vector<pid_t>& processes) {
     const double millisecondsPerTick = 1000.0 / static_cast<double>(::sysconf(_SC_CLK_TCK));
     double ticks = 0;
@@ -34,7 +34,7 @@ double processorTime(const std::vector<pid_t>& processes) {
         std::ifstream file("/proc/" + std::to_string(process) + "/stat");
         std::string stat;
         std::getline(file, stat);
-        // Behind the name, which may hold anything, stand the state and ten numbers before the times.
+        // After the process name, which may contain anything, the times follow the state and ten numbers.
         std::istringstream fields(stat.substr(std::min(stat.size(), stat.rfind(')') + 1)));
         std::string skipped;
         for (int field = 0; field < 11; ++field)
@@ -45,7 +45,7 @@ double processorTime(const std::vector<pid_t>& processes) {
     return ticks * millisecondsPerTick;
 }
 
-/// In KiB: "VmRSS" or "VmHWM".
+/// Memory of this process in KiB; `kind`: "VmRSS" or "VmHWM".
 long memoryOf(const std::string& kind) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
@@ -60,7 +60,7 @@ bool appendText(const QString& path, const QByteArray& text) {
     return file.open(QIODevice::Append) && file.write(text) == text.size();
 }
 
-/// Waits until no byte has passed the link for a second.
+/// Waits until no byte has crossed the link for a second.
 void waitForQuiet(const SlowLink& link) {
     std::uint64_t bytes = 0;
     do {
@@ -74,7 +74,7 @@ void waitForQuiet(const SlowLink& link) {
 int firstRows(const QString& path, const SlowLink::Speed& speed, int rounds) {
     const test::SshServer server;
     const QString key = server.makeKey(QStringLiteral("id"));
-    // Each has a link of its own, so that neither delays the other.
+    // Separate links, so that neither delays the other.
     const SlowLink link(server.port(), speed);
     const SlowLink referenceLink(server.port(), speed);
     const bool isDirect = speed.roundTrip == 0ms && speed.bytesPerSecond == 0;
@@ -157,7 +157,7 @@ int growth(const QString& path, int count) {
                      static_cast<long long>(window.table().rowCount()), static_cast<long long>(rowsBefore));
         return EXIT_FAILURE;
     }
-    // As long without growth: only the polls.
+    // The same time without growth: only polls.
     const Used beforeIdle = used();
     until([] { return false; }, std::chrono::milliseconds(static_cast<long>(seconds * 1000)));
     const Used afterIdle = used();
@@ -192,7 +192,7 @@ int memory(const QString& path) {
         return EXIT_FAILURE;
     until([] { return false; }, 2s);
     const long idle = memoryOf("VmRSS");
-    // From now on the peak is that of what follows.
+    // Resets the peak (VmHWM).
     std::ofstream("/proc/self/clear_refs") << 5;
     const long start = memoryOf("VmHWM");
     if (!window.open(path) || !until([&] { return window.isLoaded(); }, 120s))

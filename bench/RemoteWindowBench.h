@@ -4,20 +4,20 @@
 
 #include <QString>
 
-// Of files on a server of this machine's own, in the program's windows. Each returns the status to exit with.
+// Benchmarks of the program's windows with files on a server on this machine. Each returns the exit status.
 
 namespace korvane::bench {
 
-/// Opens the file by turns with the reference, each over a link of the speed. Prints "milliseconds-to-rows
-/// milliseconds-to-the-connection reference-milliseconds rounds" (medians).
+/// Opens the file, alternating with the reference, each over a link of this speed. Prints
+/// "milliseconds-to-rows milliseconds-to-the-connection reference-milliseconds rounds" (medians).
 int firstRows(const QString& path, const SlowLink::Speed& speed, int rounds);
 
-/// Appends ten lines to the file again and again, each time once those before are on the screen, and compares
-/// with as long a time without. Prints "growths seconds bytes idle-bytes server-ms idle-server-ms
-/// reference-server-ms".
+/// Appends ten lines to the file `count` times, each time after the previous ones are on the screen, and
+/// compares with the same time without growth. Prints "growths seconds bytes idle-bytes server-ms
+/// idle-server-ms reference-server-ms".
 int growth(const QString& path, int count);
 
-/// Opens the file, whose first page is large, and then goes through that page. Prints "idle-KiB peak-KiB
+/// Opens the file, whose first page is large, and then scrolls through that page. Prints "idle-KiB peak-KiB
 /// peak-KiB-of-the-page".
 int memory(const QString& path);
 

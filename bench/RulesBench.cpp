@@ -84,7 +84,7 @@ struct Medians {
     double second;
 };
 
-/// Milliseconds of each, by turns.
+/// Median milliseconds of each, run alternately.
 Medians byTurns(const std::function<void()>& first, const std::function<void()>& second) {
     std::vector<double> times[2];
     for (int round = 0; round < rounds; ++round) {
@@ -119,7 +119,7 @@ RuleEnforcer::Rules twentyRules() {
     return rules;
 }
 
-/// The engines by themselves: compiled once, asked for every match in every line.
+/// The search engines alone: patterns compiled once, every match found in every line.
 class Engines {
 public:
     Engines() {

@@ -14,7 +14,7 @@
 namespace korvane::bench {
 namespace {
 
-/// The lines of a reader as rows, for nothing but searching.
+/// Presents the lines of a reader as rows, only for searching.
 class SearchedRows : public TailDataSourceProtocol {
 public:
     explicit SearchedRows(std::shared_ptr<LogFileReaderProtocol> reader) : reader_(std::move(reader)) {}
@@ -55,7 +55,7 @@ private:
     std::map<qint64, SearchMatch> results_;
 };
 
-/// A line of this process's status, in KiB.
+/// A field of /proc/self/status, in KiB.
 long statusKib(const std::string& name) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);)
@@ -72,7 +72,7 @@ int search(const char* path, const char* text) {
     reader->readRows(1, 1, RowLength::Shown);
     const auto rows = std::make_shared<SearchedRows>(reader);
     SearchController::SearchOperation operation(rows, QString::fromUtf8(text), 0, rows->numberOfRows() - 1);
-    std::ofstream("/proc/self/clear_refs") << "5"; // the peak is counted from here
+    std::ofstream("/proc/self/clear_refs") << "5"; // resets the peak (VmHWM)
     const long idle = statusKib("VmRSS");
     const auto start = std::chrono::steady_clock::now();
     operation.runBody();

@@ -2,8 +2,8 @@
 
 namespace korvane::bench {
 
-/// Searches from the first line to the first with the text. Prints "seconds row lines mebibytes", the last
-/// of them the most memory that the search had above what was in use before it.
+/// Searches from the first line to the first that contains the text. Prints "seconds row lines mebibytes",
+/// the last being the peak memory of the search above the memory in use before it.
 int search(const char* path, const char* text);
 
 } // namespace korvane::bench

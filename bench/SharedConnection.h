@@ -11,17 +11,17 @@ class SshServer;
 
 namespace korvane::bench {
 
-/// The reference: commands by `ssh` over one connection that stays.
+/// The reference: runs commands by `ssh` over one shared connection that stays open.
 class SharedConnection {
 public:
-    /// `port`: where the server, or a link to it, listens. Connects; blocks.
+    /// `port`: of the server, or of a link to it. Connects; blocks.
     SharedConnection(const test::SshServer& server, const QString& key, std::uint16_t port);
     ~SharedConnection();
     SharedConnection(const SharedConnection&) = delete;
     SharedConnection& operator=(const SharedConnection&) = delete;
 
     bool isThere() const { return isThere_; }
-    /// What the command writes. Blocks.
+    /// The command's output. Blocks.
     QByteArray output(const QByteArray& remoteCommand) const;
 
 private:

@@ -10,9 +10,10 @@
 namespace korvane::bench {
 namespace {
 
-/// What arrives at once, as on an Ethernet.
+/// Maximum payload of a packet in bytes, as on Ethernet.
 constexpr std::size_t packetBytes = 1448;
-/// On a link with a limited rate the sender waits while so many bytes are under way.
+/// Maximum bytes under way in each direction of a connection if the rate is limited; beyond that the sender
+/// waits.
 constexpr std::size_t mostQueuedBytes = std::size_t{128} << 10;
 
 timespec untilTime(std::chrono::nanoseconds wait) {
@@ -50,7 +51,7 @@ void SlowLink::serve() {
                 short events = 0;
                 if (!way.hasEnded && way.queuedBytes < limit)
                     events |= POLLIN;
-                // The other direction sends to where this one comes from.
+                // The opposite direction sends to the socket that this one receives from.
                 if (connection->ways[1 - direction].isBlocked)
                     events |= POLLOUT;
                 polled.push_back({events == 0 ? -1 : way.from, events, 0});

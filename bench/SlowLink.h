@@ -15,14 +15,14 @@
 
 namespace korvane::bench {
 
-/// A link of a known speed to a server on 127.0.0.1. Counts what passes. One thread of its own carries all
+/// A link of a known speed to a server on 127.0.0.1. Counts the bytes it carries. One own thread serves all
 /// connections.
 class SlowLink {
 public:
     struct Speed {
-        /// Half of it in each direction.
+        /// Delay; half of it in each direction.
         std::chrono::milliseconds roundTrip{0};
-        /// In each direction, of all connections together; 0 = any number.
+        /// In each direction, for all connections together; 0 = unlimited.
         std::uint64_t bytesPerSecond = 0;
     };
 
@@ -32,7 +32,7 @@ public:
     SlowLink& operator=(const SlowLink&) = delete;
 
     std::uint16_t port() const { return listener_.port(); }
-    /// In both directions, so far. Any thread.
+    /// Bytes carried so far in both directions. Any thread.
     std::uint64_t bytes() const { return bytes_; }
 
 private:
@@ -48,11 +48,11 @@ private:
         std::size_t queuedBytes = 0;
         bool hasEnded = false;
         bool isBlocked = false;
-        /// The end has been passed on to the receiver.
+        /// The end of input has been passed on to the receiver.
         bool isOver = false;
     };
     struct Connection {
-        /// From the client, and from the server.
+        /// [0]: from the client, [1]: from the server.
         Way ways[2];
         bool isBroken = false;
     };
@@ -69,9 +69,9 @@ private:
     const int endEvent_;
     std::atomic<std::uint64_t> bytes_{0};
 
-    // The thread's.
+    // Used only by the thread.
     std::vector<std::unique_ptr<Connection>> connections_;
-    /// When the last packet of the direction has left.
+    /// Time at which the last packet of each direction is sent completely.
     Clock::time_point busyUntil_[2];
     std::thread thread_;
 };

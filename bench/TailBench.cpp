@@ -54,7 +54,7 @@ bool until(const std::function<bool()>& condition, std::chrono::seconds limit) {
     return true;
 }
 
-/// The file is open, at its end, and followed.
+/// Whether the file is open, scrolled to its end, and followed.
 bool isReady(Session& session) {
     return session.page && !session.page->isLoading() && session.document->logFileObserver()->isTailing();
 }
@@ -66,14 +66,14 @@ QString textOnScreen(Session& session, qint64 row) {
     return cell.row ? cell.row->line.string() : QString();
 }
 
-/// What the rows of a flood look like on the screen.
+/// Counts of visible rows during a flood, by state.
 struct RowsSeen {
     long right = 0;
     long loading = 0;
-    /// Empty, or the text of another line.
+    /// Rows that are empty or show the text of another line.
     long wrong = 0;
 
-    /// All on the screen but the last one, which may be half written.
+    /// Counts all visible rows but the last, which may be half written.
     void look(Session& session) {
         const qint64 last = std::min(session.table().lastVisibleRow(), session.table().rowCount() - 2);
         for (qint64 row = session.table().firstVisibleRow(); row <= last; ++row) {
@@ -85,7 +85,7 @@ struct RowsSeen {
     }
 };
 
-/// When the file is read, by whomever: nobody but the program reads it.
+/// Records the times of reads of the file; only the program under test reads it.
 class AccessTimes {
 public:
     explicit AccessTimes(const char* path) : descriptor_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
@@ -130,7 +130,8 @@ long residentKib() {
     return 0;
 }
 
-/// The rows as lines, read by pages as the table reads them. Empty when one cannot be had, or is cut short.
+/// SHA-256 of all rows as lines, read by pages as the table reads them. Empty if a page cannot be read or is
+/// cut short.
 QByteArray hashOfRows(TailDataSourceProtocol& source) {
     constexpr qint64 pagesAtOnce = 20;
     QCryptographicHash hash(QCryptographicHash::Sha256);
@@ -213,7 +214,7 @@ int tailFlood(int argc, char** argv, const char* path, const char* writer, const
     Session session(path);
     if (!session.page || !until([&] { return isReady(session); }, std::chrono::seconds(20)))
         return EXIT_FAILURE;
-    // The window is there, and the first look at the file is over.
+    // Lets the window open and the first poll end.
     until([] { return false; }, std::chrono::seconds(1));
 
     long paintings = 0;
@@ -260,7 +261,7 @@ int tailFlood(int argc, char** argv, const char* path, const char* writer, const
                 reader->indexHeapBytes(), process.readAllStandardOutput().constData());
     std::printf("%s\n", hashOfRows(*session.document->dataSource()).constData());
     std::fflush(stdout);
-    std::_Exit(EXIT_SUCCESS); // nothing of what is left is worth taking down
+    std::_Exit(EXIT_SUCCESS); // skips the teardown
 }
 
 int tailMemory(int argc, char** argv, const char* path) {
@@ -278,7 +279,7 @@ int tailMemory(int argc, char** argv, const char* path) {
     const auto source = session.document->dataSource();
     const auto reader = std::dynamic_pointer_cast<LogReader>(session.document->logReader());
     qint64 lines = 0;
-    // Appends pages, waits until they are known, and then for each of them as if it were scrolled to.
+    // Appends pages, waits until they are indexed, and then loads each as if it were scrolled to.
     const auto follow = [&](int pages) {
         for (int page = 0; page < pages; page += pagesAtOnce) {
             std::string text;
@@ -298,7 +299,7 @@ int tailMemory(int argc, char** argv, const char* path) {
         }
         return true;
     };
-    constexpr int pagesToFill = 200; // takes more than the bound
+    constexpr int pagesToFill = 200; // more than the row memory holds
     constexpr int pages = 2000;
     if (!follow(pagesToFill))
         return EXIT_FAILURE;

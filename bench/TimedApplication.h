@@ -10,7 +10,7 @@
 
 namespace korvane::bench {
 
-/// What a thread has spent its time with, in milliseconds: working, and waiting for a processor.
+/// Times of a thread in milliseconds: working, and waiting for a processor.
 struct ThreadTimes {
     double working = 0;
     double waiting = 0;
@@ -56,7 +56,7 @@ public:
 
     double longest = 0;
     int longestType = 0;
-    /// What it consisted of; the rest is waiting for something else.
+    /// Parts of `longest`; the remainder is waiting for anything else.
     ThreadTimes longestTimes;
     long events = 0;
     /// Called after each painting of this widget, which happens inside another event.

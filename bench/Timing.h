@@ -16,7 +16,7 @@ inline double millisecondsSince(Clock::time_point start) {
     return milliseconds(Clock::now() - start);
 }
 
-/// Of at least one value; of an even number the upper one.
+/// Requires at least one value; of an even number of values the upper median.
 inline double median(std::vector<double> values) {
     std::ranges::sort(values);
     return values[values.size() / 2];

@@ -33,7 +33,7 @@ int generate(const char* path, const char* bytes, const char* seed) {
                : EXIT_FAILURE;
 }
 
-/// Lines that hold nothing but their own number and a short text.
+/// Writes lines that contain only their own number and a short text.
 int number(const char* path, const char* count) {
     std::FILE* file = std::fopen(path, "wb");
     if (!file)

@@ -1,4 +1,4 @@
-"""A desktop to try the shipped program on: for the checks beside this file."""
+"""A separate desktop to run the shipped program on, for the checks in this directory."""
 
 import os
 import pathlib
@@ -8,12 +8,12 @@ import sys
 import tempfile
 import time
 
-LIMIT = 90  # seconds; only a failure takes so long, also on a machine that is busy with other things
+LIMIT = 90  # seconds; reached only on failure, even on a busy machine
 NAME = os.path.basename(sys.argv[0])
 
 
 def until(what, condition):
-    """Waits until the condition gives something, and answers that."""
+    """Waits until the condition gives a true value, and returns that."""
     end = time.monotonic() + LIMIT
     while time.monotonic() < end:
         if result := condition():
@@ -28,7 +28,7 @@ def expect(what, found, wanted):
 
 
 class Desktop:
-    """A display with a window manager, a home of its own, and stand-ins for other programs."""
+    """A display with a window manager, its own home directory, and stand-ins for other programs."""
 
     def __enter__(self):
         self.directory = tempfile.TemporaryDirectory(prefix="korvane-e2e-")
@@ -51,7 +51,7 @@ class Desktop:
                         "PATH": f"{tools}:{environment['PATH']}", "QT_LOGGING_RULES": "korvane.timing=true"}
         self.environment = environment
         self.start(["openbox"], environment)
-        # A window that opens while the manager takes over the display may be lost between the two.
+        # A window that opens while the window manager takes over the display may stay unmanaged.
         until("the start of the window manager",
               lambda: self.run("xdotool", "get_num_desktops", check=False).strip() not in ("", "0"))
         self.stand_in("xdg-email")
@@ -71,7 +71,7 @@ class Desktop:
         return process
 
     def stand_in(self, name):
-        """A program that writes down where it was started and with what."""
+        """Adds a program that records its working directory and arguments."""
         script = self.home / "bin" / name
         script.write_text(f'#!/bin/sh\n{{ printf "%s\\0" "$PWD" "$@"; }} >"{self.home}/{name}.part"\n'
                           f'mv "{self.home}/{name}.part" "{self.home}/{name}.call"\n')
@@ -86,7 +86,7 @@ class Desktop:
                               stderr=subprocess.PIPE, text=True).stdout
 
     def active_window(self):
-        """The id of the window in front; empty while none is, as between two windows."""
+        """The id of the active window; empty if none is active, as between two windows."""
         return self.run("xdotool", "getactivewindow", check=False).strip()
 
     def keys(self, *keys):
@@ -104,7 +104,7 @@ class Program:
             self.process = desktop.start([path, *files], desktop.environment, stderr=log, **options)
 
     def window(self, title):
-        """The id of the window with that title, once it is there and active."""
+        """Waits until the window with that title is active, and returns its id."""
         def active():
             found = self.desktop.active_window()
             return found if found and self.desktop.run("xdotool", "getwindowname", found,
@@ -112,7 +112,7 @@ class Program:
         return until(f"the window “{title}”", active)
 
     def shows_rows(self):
-        """Waits until the rows of the first file are painted, and clicks meet them."""
+        """Waits until the rows of the first file are painted and can be clicked."""
         until("the first rows", lambda: "first rows painted" in self.log.read_text())
 
     def lines_gone_to(self):

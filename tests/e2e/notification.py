@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The whole way of a notification on a real desktop: a rule that is switched on for a log finds a line, the desktop
-shows it once, and a click on it brings the line into view.
+"""Checks a notification from end to end on a real desktop: a rule that is active for a log matches a line, the desktop
+shows one notification, and a click on it brings the line into view.
 
 usage: tests/e2e/notification.py PROGRAM
 """
@@ -10,13 +10,13 @@ import plistlib
 import sys
 import uuid
 
-sys.dont_write_bytecode = True  # the tree stays as it is
+sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
 from desktop import NAME, Desktop, Program, expect, until
 
-# No services that others have installed: only ours is to answer.
+# Without service directories, so that only our notification service answers.
 BUS = """<busconfig><type>session</type><listen>unix:dir={home}</listen><policy context="default">
 <allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>"""
-# Place and width decide where the pointer has to click.
+# Origin, offset and width determine where to click.
 DUNST = """[global]
     origin = top-right
     offset = 20x20
@@ -56,7 +56,7 @@ class Archive:
 
 
 def write_rule(data, text, document_url):
-    """Writes a rule that notifies once, and switches it on for a document, as the program's stores keep them."""
+    """Stores a rule that notifies once and is active for a document, in the program's formats."""
     identity = uuid.uuid4()
     rules = Archive()
     rules.write(rules.array(rules.instance(
@@ -99,15 +99,14 @@ def main():
             return desktop.run("dunstctl", "count", which, check=False).strip()
 
         until("a notification service", shown)
-        # What the service is asked for, word for word.
+        # Records the calls to the service.
         calls = desktop.home / "notify.log"
         with open(calls, "w") as output:
             desktop.start(["dbus-monitor", "type='method_call',interface='org.freedesktop.Notifications',"
                            "member='Notify'"], desktop.environment, stdout=output)
         until("a watch on the bus", lambda: "NameAcquired" in calls.read_text())
 
-        # A line far down is the first that the rule finds, and another follows: a rule that tells once tells of the
-        # first.
+        # The rule first matches a line far down, and then another: a rule that notifies once reports the first.
         log = desktop.home / "service.log"
         log.write_text("".join(f"line {i}: {'a FAILURE' if i in (4321, 4999) else 'all is well'}\n"
                                for i in range(1, 20001)))
@@ -125,7 +124,7 @@ def main():
         desktop.run("xdotool", "mousemove", str(width - 20 - 150), "35", "click", "1")
         until("the way to the line", lambda: running.lines_gone_to() == [4321])
         until("the end of the notification", lambda: shown() == "0")
-        # The other line that the rule finds has long been read, too.
+        # By this time the other matching line has been read, too.
         until("the notification in the history", lambda: shown("history") not in ("", "0"))
         expect("the notifications", (shown("history"), shown()), ("1", "0"))
         said = calls.read_text().splitlines()

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Reading many files by keys only: what stands on the screen, pixel by pixel, is compared with the files. Opens twenty
-logs with equal and long names and lines from one word to more than the window holds, goes from one to the next, reads
-each from its first to its last line unwrapped, and some of them wrapped, by pages and by lines, down and up.
+"""Reads many files by keys only, and compares the pixels on the screen with the files. Opens twenty logs with equal and
+long names and lines from one word to more than the window holds, goes from one to the next, reads each from its first
+to its last line unwrapped, and some of them wrapped, by pages and by lines, down and up.
 
 usage: tests/e2e/reading.py PROGRAM
 """
@@ -12,17 +12,17 @@ import subprocess
 import sys
 import time
 
-sys.dont_write_bytecode = True  # the tree stays as it is
+sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
 from desktop import NAME, Desktop, Program, until
 
 FILES, LINES = 20, 30
-MARGIN = 21  # a column of pixels between marks and text, in which nothing is drawn
+MARGIN = 21  # x of a pixel column between marks and text that shows only the background
 GLYPHS = "0123456789LT"
-SETTLING = 0.5  # seconds after which a view that is still the same does not change any more
+SETTLING = 0.5  # seconds; a view unchanged for this time is final
 
 
 def words_of(number, line):
-    """How many words a line has: mostly few, now and then more than the window shows when it is wrapped."""
+    """Number of words in a line: mostly few, in some lines more than the window shows when wrapped."""
     return 250 if line % 20 == 7 else 1 + (line * 7 + number) % 30
 
 
@@ -31,7 +31,7 @@ def text_of(number, line):
 
 
 class Screen:
-    """The lines of text that can be seen whole in a window."""
+    """Reads the fully visible lines of text in a window."""
 
     def __init__(self, desktop, window):
         self.desktop, self.window = desktop, window
@@ -44,7 +44,7 @@ class Screen:
                               env=self.desktop.environment, check=True, stdout=subprocess.PIPE).stdout
 
     def settled(self, before=None):
-        """A picture that does not change any more: sooner when it differs from the one before."""
+        """Waits for a picture that no longer changes; waits less if it differs from the one before."""
         last, since = self.picture(), time.monotonic()
         while True:
             time.sleep(0.05)
@@ -56,7 +56,7 @@ class Screen:
                 return now
 
     def strips(self, picture):
-        """The first and the last row of pixels of each line of text, where all are equally high and far apart."""
+        """The first and last pixel row of each line of text; lines have equal heights and distances."""
         runs, start = [], None
         for y in range(self.height):
             row = picture[y * self.width:(y + 1) * self.width]
@@ -78,7 +78,7 @@ class Screen:
         return best
 
     def cells(self, picture, strip):
-        """The glyphs of a strip as patterns of ink, one bit a pixel."""
+        """The glyphs of a strip as bit patterns, one bit per pixel."""
         rows = [picture[y * self.width:(y + 1) * self.width] for y in range(strip[0], strip[1] + 1)]
         ground = rows[0][MARGIN]
         ink = max((pixel for row in rows for pixel in row[MARGIN + 2:MARGIN + 40]), key=lambda p: abs(p - ground))
@@ -101,7 +101,7 @@ class Screen:
         inked = [x for x in range(MARGIN + 2, self.width - 30)
                  if any(abs(picture[y * self.width + x] - picture[y * self.width + MARGIN]) > 60
                         for y in range(top, bottom + 1))]
-        # Words are equally long, and begin with the same glyphs.
+        # Words have equal lengths and begin with the same glyphs.
         starts = [x for before, x in zip([0, *inked], inked) if x - before > 8]
         self.left = inked[0] - 1
         self.cell = (starts[-1] - starts[0]) / (len(starts) - 1) / (len(lines[0].split()[0]) + 1)
@@ -128,7 +128,7 @@ class Screen:
 
 
 class Wrong(Exception):
-    """What is in view is not what the file has there."""
+    """The visible text differs from the file."""
 
 
 class Reader:
@@ -139,7 +139,7 @@ class Reader:
         self.seen = set()
 
     def see(self, picture):
-        """Checks all that is in view against the file, and answers the place of the first line."""
+        """Compares all visible lines with the file, and returns their (line, word) places."""
         places = []
         for text in self.screen.lines(picture):
             found = re.match(r"(\d\d)L(\d{4})T(\d{4})", text)
@@ -159,8 +159,8 @@ class Reader:
         return places
 
     def see_painted(self, picture):
-        """As above, and answers the picture, too. One that was still for a moment only may have been taken in the middle
-        of painting: one that has settled counts in its place, and that one has to be right."""
+        """As above, and returns the picture, too. A picture that differs may have been taken in the middle of painting:
+        a settled one is then compared in its place, and must agree."""
         for _ in range(2):
             try:
                 return picture, self.see(picture)
@@ -217,7 +217,7 @@ def main():
             "xdotool", "search", "--onlyvisible", "--name", f"{logs[-1].name}.* – Korvane", check=False).strip())
         window = window.splitlines()[0]
         desktop.run("xdotool", "windowactivate", "--sync", window)
-        # A font whose characters are a whole number of pixels wide; nothing but the lines.
+        # A font size with a whole number of pixels per character; hides everything but the lines.
         desktop.keys("ctrl+plus", "ctrl+plus", "ctrl+plus", "F9", "ctrl+shift+l", "Home")
         screen = Screen(desktop, window)
         screen.learn([text_of(FILES, line) for line in range(1, LINES + 1)])

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""What becomes of starts beside a copy of the program that runs, on a desktop of its own: files with relative names,
-what comes by a pipe or is typed, and starts without a file end up in the window that is there; a copy that still starts,
-ends, hangs or was killed is no hindrance, and of several starts at once one runs.
+"""Checks further starts beside a running instance of the program, on a separate desktop: files with relative names,
+piped or typed input, and starts without a file end up in the existing window; an instance that is still starting or
+ending, hangs or was killed blocks nothing, and of several simultaneous starts one stays.
 
 usage: tests/e2e/second_start.py PROGRAM
 """
@@ -13,7 +13,7 @@ import pty
 import signal
 import sys
 
-sys.dont_write_bytecode = True  # the tree stays as it is
+sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
 from desktop import NAME, Desktop, Program, expect, until
 
 
@@ -22,14 +22,14 @@ def windows(desktop):
 
 
 def hand_over(desktop, program, *files, **options):
-    """Starts the program beside a running copy, and expects it to end well without a word."""
+    """Starts the program beside a running instance, and expects it to succeed silently."""
     start = Program(desktop, program, *files, **options)
     start.ends()
     expect("what a start beside a running copy says", start.log.read_text(), "")
 
 
 def until_copied(desktop, running, content):
-    """Waits until what the running copy has read by some pipe is just this. Its copies have no names."""
+    """Waits until one of the running instance's pipe copies, which are deleted files, has exactly this content."""
     place = desktop.environment["TMPDIR"]
 
     def copies():
@@ -39,13 +39,13 @@ def until_copied(desktop, running, content):
                 if target.startswith(f"{place}/korvane-") and target.endswith(" (deleted)"):
                     yield descriptor.read_bytes()
             except OSError:
-                continue  # closed meanwhile
+                continue  # closed in the meantime
 
     until(f"the arrival of {content}", lambda: content in list(copies()))
 
 
 def open_tabs(desktop):
-    """The titles of all tabs from the one in front on, each of which is closed."""
+    """Closes all tabs, beginning with the active one, and returns their titles."""
     titles = []
 
     def next_title():
@@ -78,7 +78,7 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     until("the bookmark", lambda: bookmarks(store))
     made = bookmarks(store)
 
-    # The writer goes on after the start has ended.
+    # The writer continues after the start has ended.
     read, write = os.pipe()
     os.write(write, b"x\n")
     hand_over(desktop, program, "-", stdin=read)
@@ -91,7 +91,7 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     hand_over(desktop, "bash", "-c", f'exec "{program}" <(echo y)')
     until_copied(desktop, running, b"y\n")
 
-    # A terminal stays with the start, which is in its foreground.
+    # A terminal is read by the new start itself, which is its foreground process.
     keyboard, terminal = pty.openpty()
     typing = Program(desktop, program, "-", stdin=terminal)
     os.write(keyboard, b"typed\n")
@@ -103,13 +103,13 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     desktop.keys("ctrl+w")
     running.window("63 – Korvane")
 
-    # It is for the running copy to say what is wrong.
+    # The running instance shows the error.
     hand_over(desktop, program, "missing.log", cwd=two)
     until("the message", lambda: desktop.active_window() not in ("", window))
     desktop.keys("Return")
     until("the end of the message", lambda: desktop.active_window() == window)
 
-    # Without a file the window comes to the front, also when it was put away.
+    # A start without a file raises the window, even a minimised one.
     desktop.run("xdotool", "windowminimize", window)
     until("the end of the window's time in front", lambda: desktop.active_window() != window)
     hand_over(desktop, program)
@@ -118,7 +118,7 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
     expect("the tabs", open_tabs(desktop), ["63", "Standard input", "b.log", "a.log"])
 
     desktop.keys("ctrl+q")
-    # At once: the one that ends must not take it and end.
+    # Starts at once: the ending instance must not accept the request.
     running_next = Program(desktop, program, str(one / "a.log"))
     running_next.window("a.log – Korvane")
     running.ends()
@@ -132,7 +132,7 @@ def files_pipes_and_bookmarks(desktop, program, one, two):
 
 
 def while_the_program_asks(desktop, program, one, two):
-    """A start while another one still asks what to do about a damaged file."""
+    """A start while another instance still asks what to do about a damaged file."""
     (desktop.home / "DATA_HOME" / "korvane" / "bookmarks.data").write_bytes(b"damaged")
     running = Program(desktop, program, str(one / "a.log"))
     question = running.window("Korvane")
@@ -157,7 +157,7 @@ def copies_that_do_not_answer(desktop, program, running, log):
 
 
 def starts_at_once(desktop, program, directory):
-    """After the end of all copies, none of which has tidied up."""
+    """Simultaneous starts after all instances were killed without cleaning up."""
     count = 6
     names = [f"at once {number}.log" for number in range(1, count + 1)]
     for name in names:
@@ -167,7 +167,7 @@ def starts_at_once(desktop, program, directory):
     running = next(start for start in starts if start.process.poll() is None)
     until("the way to every line", lambda: sorted(running.lines_gone_to()) == list(range(1, count + 1)))
     expect("the number of windows", len(windows(desktop)), 1)
-    # The next start brings back nothing.
+    # The next start restores no session.
     desktop.keys("ctrl+shift+w")
     running.window("Welcome to Korvane")
     desktop.keys("ctrl+q")

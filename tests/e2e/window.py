@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""What a person does with marks and bookmarks, by real clicks and keys on a desktop of its own: opens a log, marks
-three lines, bookmarks the file, quits, starts again, opens it from the outline, finds the marks, deletes two; shares
-the file and opens a terminal beside it.
+"""Checks marks and bookmarks with real clicks and keys on a separate desktop: opens a log, marks three lines, bookmarks
+the file, quits, starts again, opens it from the outline, finds the marks, deletes two; shares the file and opens a
+terminal in its directory.
 
 usage: tests/e2e/window.py PROGRAM
 """
@@ -10,7 +10,7 @@ import os
 import plistlib
 import sys
 
-sys.dont_write_bytecode = True  # the tree stays as it is
+sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
 from desktop import NAME, Desktop, Program, expect, until
 
 
@@ -24,7 +24,7 @@ def marks(store):
 
 
 def share_and_open_terminal(desktop, window, log):
-    """Hands the file in front to the mail program and its directory to a terminal."""
+    """Shares the active file by the mail program and opens a terminal in its directory."""
     desktop.keys("ctrl+shift+m")
     expect("what the mail program got", [os.fsdecode(part) for part in desktop.call_of("xdg-email")[1:]],
            ["--utf8", "--subject", f"Look at {log.name} now", "--body", "It says:\nnothing & $filename",
@@ -55,7 +55,7 @@ def main():
         running = Program(desktop, program, str(log))
         window = running.window("service one.log – Korvane")
         running.shows_rows()
-        # In the first column, which begins where the sidebar ends.
+        # In the first column, directly right of the sidebar.
         for y in (200, 300, 400):
             desktop.click(window, 270, y)
         desktop.keys("ctrl+d")

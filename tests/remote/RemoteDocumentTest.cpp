@@ -23,7 +23,7 @@ TEST_F(RemoteDocumentTest, PagesComeByTheSettledCommandsAndOnce) {
     EXPECT_EQ(pageCommands().mid(0, 2), (QStringList{pageCommand(1), pageCommand(3)}));
     ASSERT_EQ(pageCommands().size(), 3);
     EXPECT_TRUE(pageCommands().last().startsWith(u"tail -c +"_s)) << "from where the first page has ended";
-    // A row is there a moment before its notice.
+    // A row is readable shortly before its notice is delivered.
     EXPECT_TRUE(test::waitFor([this] { return loadedPages_.size() == 3; }));
     EXPECT_EQ(loadedPages_, (std::vector<qint64>{1, 3, 2}));
     EXPECT_EQ(client_->loginCount, 1);
@@ -114,7 +114,7 @@ TEST_F(RemoteDocumentTest, OneCountIsUnderWayAndTheLastOneIsShownMeanwhile) {
 TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
     openLoaded({});
     file_->append(test::numberedLines(1, 3));
-    EXPECT_TRUE(waitForRows(3)); // each look asks, none waits
+    EXPECT_TRUE(waitForRows(3)); // each poll requests a count, none blocks
     EXPECT_EQ(row(2), u"line 3"_s);
 }
 
@@ -124,7 +124,7 @@ TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeRea
     open(test::numberedLines(1, 10));
     ASSERT_TRUE(test::waitFor([this] { return client_->commands().size() == 2; }));
     ASSERT_TRUE(connectionBecomes(ConnectionState::Connected));
-    rows(); // as a window does, which asks for a count as well
+    rows(); // like a window, which also requests a count
     document_->cancelLoading();
     EXPECT_EQ(document_->loadProgress()->statusText(), u"Canceled!"_s);
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60))) << "the command goes on";
@@ -141,7 +141,7 @@ TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeRea
     EXPECT_TRUE(loaded());
     EXPECT_EQ(document_->loadProgress()->statusText(), u"Completed!"_s);
 
-    // And it can be followed after another one.
+    // Following works after another cancelled load.
     const auto asked = client_->commands().size();
     client_->hold(true);
     document_->reload();
@@ -158,7 +158,7 @@ TEST_F(RemoteDocumentTest, CancellingALoginEndsItAndOneOfOthersStays) {
     make();
     std::atomic<bool> isUnderWay{false};
     std::atomic<bool> isCancelled{false};
-    // Cancels the loading that the action begins, during its login.
+    // Cancels the loading that the action starts, during its login.
     const auto cancelDuring = [&](const std::function<void()>& action) {
         isUnderWay = isCancelled = false;
         client_->setOnConnect([&] {
@@ -266,7 +266,7 @@ TEST_F(RemoteDocumentTest, APageThatFailsLeavesTheLoginOfOthers) {
     client_->disconnect();
     client_->setLogins(Logins::Unauthorised);
     client_->setOnConnected([this] {
-        // While the page has found the server unreachable, the user has connected anew.
+        // While the page load finds the server unreachable, the user reconnects.
         client_->setLogins(Logins::Accepted);
         EXPECT_TRUE(client_->connect());
     });
@@ -327,7 +327,7 @@ TEST_F(RemoteDocumentTest, SearchAndCopyFetchPagesWithoutKeepingThem) {
     EXPECT_EQ(source->readLines(4999, 2, never), (QStringList{u"line 5000"_s, u"line 5001"_s}));
     EXPECT_EQ(source->readLines(12'344, 9, never), QStringList{u"line 12345"_s});
 
-    // What has been loaded is not asked for again.
+    // Loaded pages are not requested again.
     const auto asked = pageCommands().size();
     EXPECT_EQ(found(0, 4999, u"line 5000"_s), 4999);
     EXPECT_EQ(pageCommands().size(), asked);
@@ -353,7 +353,7 @@ TEST_F(RemoteDocumentTest, LinesThatComeSlowlyShowBeforeTheirPageIsComplete) {
     EXPECT_FALSE(shows(4999));
     client_->holdOutput(nullptr);
     EXPECT_TRUE(waitForRows(60'000));
-    // The pace is known by now, and what is looked at comes first.
+    // The transfer rate is known now, and visible rows come first.
     EXPECT_TRUE(test::waitFor([&] { return shows(59'950); }));
     EXPECT_EQ(source->rowLine(59'950).line.string(), u"line 59951"_s);
     EXPECT_TRUE(test::waitFor([&] { return pageCommands().size() == 3; }));
@@ -363,7 +363,8 @@ TEST_F(RemoteDocumentTest, LinesThatComeSlowlyShowBeforeTheirPageIsComplete) {
         EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
     settle();
     EXPECT_EQ(pageCommands().size(), 3) << "what is on its way was asked for again";
-    // One that is given up leaves what there is, and is asked for again when it is looked at.
+    // A cancelled page request keeps the lines it has loaded, and the page is requested again on the next
+    // access.
     client_->setSlow(true);
     EXPECT_TRUE(test::waitFor([&] { return shows(30'000); }));
     source->dropRequestsOutside(0, 10);

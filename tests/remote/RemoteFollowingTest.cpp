@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 
 class RemoteFollowingTest : public test::ShellSession {
 protected:
-    /// Another file takes the place of the file.
+    /// Replaces the file by another one.
     void replace(const QByteArray& content) const {
         const test::TemporaryFile other(content);
         ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
@@ -50,7 +50,7 @@ TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
     EXPECT_EQ(pageCommands(), pages) << "what came was read by the way";
     EXPECT_EQ(counts(), 1);
 
-    // What is much is counted.
+    // Large growth is counted on the server.
     file_->append(test::numberedLines(5012, 200'000) + "half");
     EXPECT_TRUE(rowBecomes(205'010, u"line 205011"_s));
     file_->append(" and half\n");
@@ -178,7 +178,7 @@ TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
 
 // ---- Rules that report appended lines
 
-/// With a rule that reports every line with the word "error". No row is requested.
+/// With a rule that reports every line containing "error". No row is requested.
 class RuledRemoteTest : public test::ShellSession {
 protected:
     RuledRemoteTest() {
@@ -200,7 +200,7 @@ protected:
         FiltersManager::shared().addRule(rule);
         FilterRulesMemento::shared().addActiveRule(rule->id(), absoluteString(document_->fileUrl()));
     }
-    /// The one-based numbers of the lines reported, once nothing is under way.
+    /// The one-based numbers of the reported lines, after three more polls.
     std::vector<qint64> told() {
         waitForPolls(3);
         std::vector<qint64> lines;
@@ -226,7 +226,7 @@ TEST_F(RuledRemoteTest, WhatArrivesIsToldOnceAndWhatWasThereIsNot) {
     EXPECT_TRUE(waitForTold(2));
     EXPECT_EQ(told(), (std::vector<qint64>{4, 5}));
 
-    // More than is requested at once; the last line ends a piece, and is also shown.
+    // More lines than one request reads; the last line ends a request's range, and is also shown as a row.
     QByteArray many = test::numberedLines(6, 9999);
     many.insert(many.size() - 1, " error");
     file_->append(many + "error 10005\n");

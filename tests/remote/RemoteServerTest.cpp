@@ -16,7 +16,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/// Over a server's own SSH.
+/// Over SSH to a real server.
 class RemoteServerTest : public test::RemoteSession, public test::WithEachServer {
 protected:
     void open(const QByteArray& content) {
@@ -39,7 +39,7 @@ protected:
     }
     bool faultBecomes(const QString& text) {
         return test::waitFor([&] {
-            rows(); // as a window looks at them
+            rows(); // polls, as a window does
             return document_->openFault() == text;
         });
     }
@@ -123,7 +123,8 @@ TEST_P(RemoteServerTest, WhatIsNoFileIsSaidAndNotWaitedFor) {
     openPath(pipe);
     EXPECT_TRUE(faultBecomes(u"\"%1\" is no file whose lines could be read."_s.arg(pipe)));
     document_->close();
-    // A command that still waits for it on the server gets neither bytes nor an end.
+    // A command still reading the pipe on the server gets neither bytes nor end-of-file here: it must be
+    // stopped.
     const int end = ::open(pipe.toUtf8().constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     EXPECT_TRUE(end < 0 || test::waitFor([end] {
                     pollfd watched{end, POLLOUT, 0};
@@ -185,7 +186,7 @@ TEST_P(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
     EXPECT_TRUE(knownSizeBecomes(content.size() + 6));
     EXPECT_GT(document_->dataSource()->byteCount(0, 100), 0U);
 
-    // Larger than the first file, as large as it, and replaced itself.
+    // The link leads to a larger file, then to one of equal size, and is then replaced by a file.
     const auto leadTo = [&](const QString& target) {
         ASSERT_TRUE(QFile::link(target, server_.path(u"new"_s)));
         ASSERT_EQ(::rename(server_.path(u"new"_s).toUtf8().constData(), path_.toUtf8().constData()), 0);
@@ -202,7 +203,7 @@ TEST_P(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
     EXPECT_TRUE(rowBecomes(0, u"own"_s));
     EXPECT_EQ(rows(), 1);
     EXPECT_TRUE(knownSizeBecomes(4));
-    // A file that becomes a link.
+    // A regular file becomes a symbolic link.
     leadTo(first);
     EXPECT_TRUE(rowBecomes(0, u"another "_s));
     EXPECT_TRUE(knownSizeBecomes(content.size() + 15));

@@ -18,7 +18,7 @@
 
 namespace korvane::test {
 
-/// A remote document, its notices, and its settings. Not followed unless told so.
+/// A remote document, its notices, and its settings. Not followed by default.
 class RemoteSession : public PreferencesTest {
 protected:
     RemoteSession() {
@@ -31,7 +31,7 @@ protected:
         if (document_)
             document_->close();
         document_.reset();
-        // A worker's last report needs the alerts.
+        // Workers may still report to the alerts.
         settle();
         RemoteRecentFilesManager::setShared(nullptr);
     }
@@ -63,24 +63,24 @@ protected:
         document_->reconnect();
         ASSERT_TRUE(connectionBecomes(ConnectionState::Connected) && loaded());
     }
-    /// Nothing is under way any more.
+    /// Waits until all background work has ended.
     static void settle() {
         ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
         MainThread::shared().runPending();
     }
-    /// The messages of the alerts, which are forgotten.
+    /// Returns the messages of the alerts and clears these.
     QStringList takeAlerts() {
         QStringList messages;
         for (const Alert& alert : std::exchange(alerts_.alerts, {}))
             messages << alert.message;
         return messages;
     }
-    /// The first alert is waited for.
+    /// As above, but waits for the first alert.
     QStringList takeNextAlerts() {
         EXPECT_TRUE(waitFor([this] { return !alerts_.alerts.empty(); }));
         return takeAlerts();
     }
-    /// As a window that looks at them now and then.
+    /// The row count, requested as by a window that polls.
     qint64 rows() const {
         const auto source = std::static_pointer_cast<RemoteLogDataSource>(document_->dataSource());
         source->ensureCounted();
@@ -89,13 +89,13 @@ protected:
     bool waitForRows(qint64 count) {
         return waitFor([&] { return rows() == count; });
     }
-    /// The text of a row, waited for as a window would.
+    /// The text of a row; waits until it is loaded.
     QString row(qint64 row) {
         const auto source = document_->dataSource();
         waitFor([&] { return source->rowLine(row).isLoaded; });
         return source->rowLine(row).line.string();
     }
-    /// As above, until it is this text.
+    /// Waits until the row has this text.
     bool rowBecomes(qint64 row, const QString& text) {
         const auto source = document_->dataSource();
         return waitFor([&] { return row < rows() && source->rowLine(row).line.string() == text; });

@@ -11,7 +11,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/// Several users of the connection to one host.
+/// Several documents sharing the connection to one host.
 class SharedConnectionTest : public test::RemoteSession {
 protected:
     ~SharedConnectionTest() override {
@@ -71,7 +71,7 @@ TEST_F(SharedConnectionTest, ALossIsToldOnceAndOneReconnectServesAll) {
     EXPECT_EQ(server.logins(), 1);
     EXPECT_EQ(connection_->loginNumber(), 1U);
     documents_[1]->startTailingWhenLoaded();
-    // One that closes takes nothing from the others.
+    // Closing one document does not affect the others.
     documents_[3]->close();
     documents_.pop_back();
     EXPECT_EQ(text(*documents_[0], 0), u"line 1"_s);

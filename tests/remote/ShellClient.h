@@ -16,7 +16,7 @@
 
 namespace korvane::test {
 
-/// A login whose server is the shell of this computer. Records its commands, and fails when told to.
+/// A login whose server is the local shell. Records its commands, and fails on demand.
 class ShellClient : public Client {
 public:
     ShellClient(const std::shared_ptr<RemoteHost>& host, AlertPresenter& alerts) : Client(host, alerts) {}
@@ -63,7 +63,7 @@ public:
         constexpr qsizetype trickle = 256;
         qsizetype at = 0;
         while (isSlow_ && all.size() > 4096 && !isCalledOff()) {
-            // The second half does not come at all.
+            // The second half is withheld.
             if (at < all.size() / 2 && !sink(QByteArrayView(all).sliced(at, trickle)))
                 return true;
             at += at < all.size() / 2 ? trickle : 0;
@@ -83,25 +83,25 @@ public:
         connection().ended(Error{1, QStringLiteral("test"), QStringLiteral("gone")});
     }
 
-    /// Called once, when the next login begins. While no login is under way.
+    /// Called once, when the next login begins. Set it only while no login is under way.
     void setOnConnect(std::function<void()> action) { onConnect_ = std::move(action); }
     /// As above, before the login returns.
     void setOnConnected(std::function<void()> action) { onConnected_ = std::move(action); }
     void setLogins(Logins logins) { logins_ = logins; }
-    /// The next command ends the connection.
+    /// Whether commands end the connection.
     void setFails(bool fails) { fails_ = fails; }
-    /// Commands that begin with the text get no answer; null for none.
+    /// Commands with this prefix get no answer; null: all are answered.
     void setUnanswered(const char* start) { unanswered_ = start; }
     void setPrintsText(bool prints) { printsText_ = prints; }
-    /// From now on, half of a large output comes at 12 KB/s and the rest not at all, or all at full speed.
+    /// Delivers half of a large output at 12 KB/s and withholds the rest; false: delivers all at full speed.
     void setSlow(bool isSlow) { isSlow_ = isSlow; }
-    /// Commands wait from now on, or go on.
+    /// Holds all commands, or releases them.
     void hold(bool holds) { isHeld_ = holds; }
-    /// The output of commands that begin with the text is under way from now on; null for none.
+    /// Holds the output of commands with this prefix; null: releases it.
     void holdOutput(const char* start) { heldOutput_ = start; }
-    /// Whether there has been such a command.
+    /// Whether such a command has been held.
     bool isHoldingOutput() const { return isHolding_; }
-    /// Those requested so far that begin with the text.
+    /// The commands so far that have this prefix.
     QStringList commands(const QString& start = {}) const {
         const std::lock_guard guard(mutex_);
         QStringList found;

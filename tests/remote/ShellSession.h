@@ -7,7 +7,7 @@
 
 namespace korvane::test {
 
-/// Over the shell of this computer instead of a server's.
+/// Over the local shell instead of a server.
 class ShellSession : public RemoteSession {
 protected:
     ~ShellSession() override {
@@ -34,7 +34,7 @@ protected:
         ASSERT_TRUE(loaded());
         ASSERT_TRUE(waitForRows(content.count('\n')));
     }
-    /// And the first page is there, which is requested beside the count.
+    /// As above, and loads the first page, which is requested in parallel with the count.
     void openShown(const QByteArray& content) {
         openLoaded(content);
         row(0);

@@ -13,14 +13,14 @@
 #include <optional>
 #include <ostream>
 
-/// Failures show texts as texts.
+/// Makes test failures print the text.
 inline void PrintTo(const QString& text, std::ostream* out) {
     *out << text.toStdString();
 }
 
 namespace korvane::test {
 
-/// What a worker has found, while the main thread's tasks run.
+/// The worker's result; runs the main thread's tasks while waiting.
 template <typename Found>
 Found settled(std::future<Found> future) {
     EXPECT_TRUE(
@@ -43,7 +43,7 @@ inline QString outcome(const Result<Client::Connection>& result) {
         result.value().homePathExists ? QStringLiteral("home") : QStringLiteral("no home"));
 }
 
-/// Clients of servers that the test starts. No thread of theirs outlives the test.
+/// Clients of servers that the test starts. None of their threads outlives the test.
 class SshTest : public ::testing::Test {
 protected:
     ~SshTest() override {
@@ -59,7 +59,7 @@ public:
         type->privateKeyPwd = passPhrase;
         return type;
     }
-    /// A host of the server, where a key of its own is accepted.
+    /// A host with a new key that the server accepts.
     static std::shared_ptr<RemoteHost> keyHost(const SshServer& server, std::uint16_t port = 0) {
         const QString key = server.makeKey(QStringLiteral("id"));
         return hostAt(port ? port : server.port(), keyType(key + QStringLiteral(".pub"), key));
@@ -86,7 +86,7 @@ protected:
         return std::async(std::launch::async, [client] { return outcome(client->connect()); });
     }
     static QString connected(const std::shared_ptr<Client>& client) { return settled(connecting(client)); }
-    /// Connects once, while the next alerts get these answers.
+    /// Connects once; the next alerts get these answers.
     QString connected(const std::shared_ptr<RemoteHost>& host, const QStringList& answers = {}) {
         return connected(clientFor(host), answers);
     }
@@ -95,14 +95,14 @@ protected:
             alerts_.willEnter(answer);
         return connected(client);
     }
-    /// Connects once, and presses this button of every alert.
+    /// Connects once, and presses this button in every alert.
     QString connectedPressing(int button, const std::shared_ptr<RemoteHost>& host) {
         alerts_.nextAnswer = button;
         const QString found = connected(host);
         alerts_.nextAnswer.reset();
         return found;
     }
-    /// The alerts of a connection test; questions get the answers.
+    /// The alerts of a connection test, whose questions get these answers.
     QStringList tested(const std::shared_ptr<RemoteHost>& host, const QStringList& answers = {}) {
         bool isDone = false;
         alerts_.alerts.clear();
@@ -114,7 +114,7 @@ protected:
         alerts_.nextAnswer.reset();
         return alerts_.texts();
     }
-    /// A connection test is cancelled when the condition holds, and ends.
+    /// Cancels a connection test when the condition holds, and expects it to end.
     void cancelWhen(const std::shared_ptr<RemoteHost>& host, const std::function<bool()>& condition) {
         const auto client = clientFor(host);
         bool isDone = false;
@@ -123,11 +123,11 @@ protected:
         client->cancelConnectionTest();
         EXPECT_TRUE(waitFor([&] { return isDone; }));
     }
-    /// Number of alerts becomes this at least.
+    /// Waits for at least this number of alerts.
     bool alertsBecome(std::size_t count) {
         return waitFor([&] { return alerts_.alerts.size() >= count; });
     }
-    /// How many bytes the command writes; nullopt when it does not come to its end.
+    /// Number of bytes that the command writes; nullopt if it does not run to its end.
     static std::optional<qint64> bytesRead(const std::shared_ptr<Client>& client, const QString& command) {
         qint64 bytes = 0;
         const auto count = [&bytes](QByteArrayView more) {
@@ -136,7 +136,7 @@ protected:
         };
         return client->read(command, CommandUse::Reading, count, {}) ? std::optional(bytes) : std::nullopt;
     }
-    /// Expects this number of alerts of a loss and no others, each with a reason.
+    /// Expects exactly this number of alerts, each reporting a lost connection with a reason.
     void expectLosses(int count, std::uint16_t port) {
         EXPECT_TRUE(alertsBecome(static_cast<std::size_t>(count)));
         EXPECT_EQ(alerts_.texts().size(), count);
@@ -153,7 +153,7 @@ protected:
     SessionSettings settings_;
 };
 
-/// The same scenarios with each program that a server may run.
+/// Runs each test with each SSH server program.
 class WithEachServer : public ::testing::WithParamInterface<SshServer::Program> {
 public:
     static auto programs() {

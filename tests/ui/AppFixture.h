@@ -19,7 +19,7 @@
 
 namespace korvane::test {
 
-/// The program without its command line: real documents in real windows, on the settings in that directory.
+/// The program without its command line: real documents in real windows, with the settings in that directory.
 struct ProgramInDirectory {
     explicit ProgramInDirectory(const QString& settings) {
         makeStores(settings);
@@ -40,14 +40,14 @@ struct ProgramInDirectory {
     AppDocumentController documents_{windows_, alerts_};
 };
 
-/// A directory for settings, and files that live as long as it.
+/// A directory for settings, and files with the same lifetime.
 struct OwnSettings {
     MainThreadPump pump_;
     QTemporaryDir settings_;
     std::vector<std::unique_ptr<TemporaryFile>> files_;
 };
 
-/// The same on settings of its own.
+/// As above, with its own settings.
 class AppFixture : public ::testing::Test,
                    public WindowDriver,
                    protected OwnSettings,
@@ -55,7 +55,7 @@ class AppFixture : public ::testing::Test,
 protected:
     AppFixture() : ProgramInDirectory(settings_.path()) {}
 
-    /// Opens a file and waits until its first scan has ended and what is visible has its text.
+    /// Opens a file and waits until its first scan has ended and the visible rows have their text.
     MainWindowController* open(const TemporaryFile& file, std::optional<qint64> line = std::nullopt) {
         const auto document = documents_.openDocument(file.url(), line);
         EXPECT_TRUE(document);
@@ -63,11 +63,11 @@ protected:
         EXPECT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
         return page;
     }
-    /// The same with a file of that content, which lives as long as the fixture.
+    /// As above, with a new file of that content, which lives as long as the fixture.
     MainWindowController* open(const QByteArray& content, const QByteArray& name = "test.log") {
         return open(*files_.emplace_back(std::make_unique<TemporaryFile>(content, name)));
     }
-    /// The same, and waits until the file is followed.
+    /// As above, and waits until the file is followed.
     MainWindowController* openFollowed(const TemporaryFile& file) {
         Preferences::shared().setPollingInterval(0.1);
         MainWindowController* page = open(file);

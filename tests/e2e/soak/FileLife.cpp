@@ -15,9 +15,9 @@ namespace korvane::soak {
 namespace {
 
 constexpr std::size_t writeSize = 1 << 16;
-/// Writes of this size go on while the file is looked at and read.
+/// Bytes per write of a gradual append, during which the file is measured and read.
 constexpr std::size_t gradualWriteSize = 1 << 9;
-/// A file is cut or begun anew beyond this, so that all of it can be compared at every rest.
+/// Maximum size in bytes: a larger file is cut or rotated, so that all of it can be compared at every rest.
 constexpr std::uintmax_t largestFile = 6 << 20;
 
 void check(bool ok, const std::string& what) {
@@ -46,7 +46,7 @@ bool continuesCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-/// The part of the content that is kept: no character is cut.
+/// Size of the part of the content that is kept; never splits a character.
 std::size_t cutAt(std::string_view content, unsigned thousandths) {
     std::size_t size = content.size() * thousandths / 1000;
     while (size > 0 && size < content.size() && continuesCharacter(content[size]))
@@ -80,7 +80,7 @@ void FileLife::begin() {
     writeFile(path_, someContent(), O_TRUNC);
 }
 
-// ---- Text
+// ---- Content
 
 std::string FileLife::line() {
     static const std::vector<std::string> words = {
@@ -112,7 +112,7 @@ std::string FileLife::someContent() {
         return lines(4'000 + below(9'000));
     case 2: {
         std::string text = lines(1 + below(50));
-        text.pop_back(); // the last line goes on later
+        text.pop_back(); // a later append ends the last line
         return text;
     }
     default:
@@ -124,7 +124,7 @@ std::string FileLife::takeRest() {
     return std::exchange(rest_, {});
 }
 
-// ---- What happens
+// ---- Actions
 
 void FileLife::act(std::string name, std::function<void()> run) {
     step_.actions.push_back({std::move(name), std::move(run)});
@@ -161,7 +161,7 @@ void FileLife::remove() {
 void FileLife::maybePause(std::uint64_t oneOf) {
     if (below(oneOf) != 0)
         return;
-    // What happens next meets the monitor at any moment of its round.
+    // Makes the next action hit any moment of the observer's polling.
     const auto length = 1 + below(static_cast<std::uint64_t>(pollMilliseconds_) * 3);
     act(joined("pause ", length, " ms"),
         [length] { std::this_thread::sleep_for(std::chrono::milliseconds(length)); });
@@ -175,7 +175,7 @@ void FileLife::maybeAppend(std::uint64_t mostLines) {
 
 void FileLife::maybeAppendToOld(std::uint64_t oneOf) {
     maybePause();
-    if (oneIn(oneOf)) // its writer has not reopened it yet
+    if (oneIn(oneOf)) // its writer has not reopened the file yet
         append(oldPath_, takeRest() + lines(1 + below(30)));
 }
 
@@ -220,7 +220,7 @@ void FileLife::appendPart() {
     std::string text = takeRest() + lines(below(3)) + line();
     std::size_t size = text.size() - 1 - below(std::min<std::size_t>(text.size(), 12));
     if (oneIn(2)) {
-        // In the middle of a character, wherever one is.
+        // Usually ends inside a multi-byte character.
         text.insert(text.size() - (text.ends_with("\r\n") ? 2 : 1), "漢😀");
         size = text.size() - (text.ends_with("\r\n") ? 2 : 1) - 1 - below(6);
     }
@@ -312,8 +312,8 @@ void FileLife::leaveAbsent() {
         rest_.clear();
         return remove();
     }
-    // An empty file may have taken the place of another empty one just now: it cannot be known yet which of
-    // the two the program holds, and only that one can be read after its name is deleted.
+    // An empty file may just have replaced another empty one. It is unknown then which of the two the program
+    // has open, and only that one can be read after its name is deleted.
     const bool isEmpty = contentOf(path_).empty();
     rename(path_, oldPath_);
     if (!isEmpty)

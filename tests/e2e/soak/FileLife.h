@@ -15,29 +15,29 @@ struct Action {
     std::function<void()> run;
 };
 
-/// What happens to a file between two moments of rest.
+/// The actions on a file between two moments of rest.
 struct Step {
     std::vector<Action> actions;
-    /// Nothing but bytes added at the end of the file.
+    /// Whether the actions only append bytes to the file.
     bool onlyAppends = false;
 
     std::string description() const;
 };
 
-/// What writers, rotators and users do to a log file, drawn by a seed: the same seed draws the same steps.
+/// Random actions of writers, rotators and users on a log file. The same seed draws the same steps.
 ///
-/// Steps are drawn in the order in which they are run, and each is run before the next is drawn. A step
-/// leaves whole lines, parts of lines or parts of characters behind; never bytes that can be no text.
+/// Each step must be run before the next is drawn. It may leave an incomplete line or character behind, but
+/// never bytes that are invalid as text.
 class FileLife {
 public:
-    /// Whether a write goes on while the file is measured and read.
+    /// Whether the file may be measured and read in the middle of a write.
     enum class Pace { AtOnce, Gradual };
 
-    /// `directory` is this object's own. `pollMilliseconds`: the scale of the pauses.
+    /// `directory` must not be used by anything else. `pollMilliseconds`: the scale of the pauses.
     FileLife(const std::string& directory, std::uint64_t seed, int pollMilliseconds);
 
     const std::string& path() const { return path_; }
-    /// The content that the file starts with.
+    /// Creates the file with its initial content.
     void begin();
     Step next();
 
@@ -47,12 +47,12 @@ private:
 
     std::string line();
     std::string lines(std::uint64_t count);
-    /// Usually little, sometimes nothing, sometimes pages.
+    /// Usually a few lines, sometimes nothing, sometimes pages.
     std::string someContent();
-    /// What ends the character or line that was left unfinished, once.
+    /// Returns the missing end of an unfinished character or line, and clears it.
     std::string takeRest();
 
-    // These add to the step.
+    // These add actions to the step.
     void act(std::string name, std::function<void()> run);
     void append(const std::string& path, const std::string& bytes, Pace pace = Pace::AtOnce);
     void create(const std::string& path);
@@ -60,9 +60,9 @@ private:
     void rename(const std::string& from, const std::string& to);
     void remove();
     void maybePause(std::uint64_t oneOf = 2);
-    /// After a pause or none.
+    /// Possibly after a pause.
     void maybeAppend(std::uint64_t mostLines);
-    /// To the file that was renamed, after a pause or none.
+    /// Appends to the renamed file, possibly after a pause.
     void maybeAppendToOld(std::uint64_t oneOf);
 
     void appendLines();
@@ -89,7 +89,7 @@ private:
     bool wasRenamed_ = false;
 };
 
-/// The content of a file; empty when there is none.
+/// The content of a file; empty if it does not exist.
 std::string contentOf(const std::string& path);
 
 } // namespace korvane::soak

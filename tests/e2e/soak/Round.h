@@ -25,13 +25,13 @@ std::string joined(const Parts&... parts) {
     return out.str();
 }
 
-/// What is not as it should be.
+/// A difference from the expected behaviour.
 struct Fault : std::runtime_error {
     template <typename... Parts>
     explicit Fault(const Parts&... parts) : std::runtime_error(joined(parts...)) {}
 };
 
-/// What a soak has done, by name.
+/// Counts of what a soak has done, by name.
 using Totals = std::map<std::string, long long>;
 
 inline void print(const Totals& totals) {
@@ -39,14 +39,14 @@ inline void print(const Totals& totals) {
         std::printf("%lld %s\n", count, name.c_str());
 }
 
-/// One file, from its opening to its closing. The same seed draws the same steps.
+/// A test of one file, from its opening to its closing. The same seed draws the same steps.
 class Round {
 public:
     virtual ~Round() = default;
     Round(const Round&) = delete;
     Round& operator=(const Round&) = delete;
 
-    /// False after a fault, which is printed with all that happened before.
+    /// False after a fault, which is printed with the history of the round.
     bool run() {
         try {
             play();
@@ -82,7 +82,8 @@ private:
 
 using Numbers = std::map<std::string, std::uint64_t>;
 
-/// The numbers given to the program as "--name N" in place of the defaults. Ends it if there are others.
+/// The numbers from the arguments "--name N", otherwise the defaults. Exits with the usage text on any other
+/// argument.
 inline Numbers given(Numbers numbers, int argc, char** argv) {
     for (int i = 1; i < argc; i += 2) {
         const auto number = numbers.find(argv[i]);

@@ -18,11 +18,11 @@ ServedFile::ServedFile(const QString& path, std::uint64_t seed)
 void ServedFile::open() {
     descriptor_ = ::open(path_.constData(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0644);
     EXPECT_GE(descriptor_, 0);
-    EXPECT_EQ(::fchmod(descriptor_, 0644), 0); // the server's user is another one
+    EXPECT_EQ(::fchmod(descriptor_, 0644), 0); // the server runs as another user
 }
 
 ServedFile::~ServedFile() {
-    ::unlink(path_.constData()); // the next round has a file of its own
+    ::unlink(path_.constData()); // the next round creates its own file
     ::close(descriptor_);
 }
 

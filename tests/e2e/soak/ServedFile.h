@@ -8,8 +8,7 @@
 
 namespace korvane::soak {
 
-/// A log file that is appended to, cut and replaced, and which knows the text of each of its lines: those
-/// that are there now, and all that have ever been.
+/// A log file that is appended to, cut and replaced. Knows the text of each of its current and former lines.
 class ServedFile {
 public:
     ServedFile(const QString& path, std::uint64_t seed);
@@ -18,23 +17,23 @@ public:
     ServedFile& operator=(const ServedFile&) = delete;
 
     void append(qint64 lines);
-    /// The next line is begun, and ended by what is appended next.
+    /// Writes the beginning of the next line; the next append completes it.
     void beginLine();
-    /// Keeps so many lines. Those that follow differ from those that were there.
+    /// Keeps the first `lines` lines. Lines appended later differ from those cut off.
     void cut(qint64 lines);
-    /// Another file of so many lines takes its place.
+    /// Replaces the file by another one of this number of lines.
     void replace(qint64 lines);
 
     qint64 lineCount() const { return static_cast<qint64>(ages_.size()); }
     std::uint64_t size() const;
     QString line(qint64 index) const;
-    /// Whether the file has, or has had, this line at this place.
+    /// Whether the file has, or has had, this line at this index.
     bool hasHad(qint64 index, const QString& text) const;
-    /// Whether one of its lines at this place has had the text in it.
+    /// Whether a current or former line at this index contains the text.
     bool hasHadPart(qint64 index, const QString& part) const;
 
 private:
-    /// The lines that were written between two cuts or replacements.
+    /// The lines written between two cuts or replacements.
     struct Age {
         qint64 first = 0;
         qint64 end = 0;
@@ -47,7 +46,7 @@ private:
     const QByteArray path_;
     const std::uint64_t seed_;
     int descriptor_ = -1;
-    std::vector<std::size_t> ages_; // of each line
+    std::vector<std::size_t> ages_; // index into `all_` of each line
     std::vector<Age> all_{{}};
     bool isLineBegun_ = false;
 };

@@ -28,7 +28,7 @@ std::string quoted(const QString& text) {
 } // namespace
 
 QStringList linesOf(const std::string& content) {
-    // Keeps back a last character that is not whole yet.
+    // Omits an incomplete character at the end.
     QStringDecoder decoder(QStringDecoder::Utf8);
     return QString(decoder(QByteArrayView(content))).split(u'\n');
 }

@@ -13,7 +13,7 @@ class MainWindowController;
 
 namespace korvane::soak {
 
-/// The lines of a content, split at every newline, as text: without a last character that is not whole yet.
+/// The lines of a file's content as text, split at every newline, without an incomplete character at the end.
 QStringList linesOf(const std::string& content);
 
 /// Compares what a page shows with the lines that its file holds. Main thread.
@@ -21,8 +21,9 @@ class ShownRows {
 public:
     ShownRows(MainWindowController& page, QStringList lines, std::uint64_t seed);
 
-    /// The first difference, in words; nullopt when window and file agree. In this order, so that nothing is
-    /// requested on behalf of the window: what is painted, the rows on the screen, then every row there is.
+    /// Describes the first difference; nullopt if window and file agree. Checks what is painted, then the
+    /// rows on the screen, then every row there is: in this order the checks load no rows in place of the
+    /// window.
     std::optional<std::string> difference();
 
     qint64 lineCount() const { return lines_.size(); }
@@ -39,7 +40,7 @@ private:
     MainWindowController& page_;
     const QStringList lines_;
     std::mt19937_64 random_;
-    /// The row that differed last: compared first.
+    /// The row with the last difference: compared first.
     qint64 suspect_ = 0;
 };
 

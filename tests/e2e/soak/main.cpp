@@ -1,5 +1,5 @@
-/// Follows log files in the program's own windows while everything that befalls log files befalls them, and
-/// compares every row with the file at each rest.
+/// Follows log files in the program's own windows while they are appended to, cut, rotated, deleted and
+/// replaced at random, and compares every row with the file at each rest.
 ///
 /// korvane_soak [--seconds N] [--seed N]
 
@@ -26,7 +26,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr int pollMilliseconds = 100;
-/// Far beyond what a loaded machine needs under a sanitizer.
+/// Far more than a loaded machine needs under a sanitizer.
 constexpr auto limit = seconds(90);
 constexpr int stepsPerRound = 60;
 
@@ -51,7 +51,7 @@ private:
     const Clock::time_point end_;
     QTemporaryDir directory_;
     FileLife life_;
-    /// Stays readable when its name is deleted.
+    /// Stays readable after the file's name is deleted.
     std::ifstream file_;
 
     bool stoodAtEnd_ = false;
@@ -92,7 +92,7 @@ void WindowRound::runStep(const Step& step) {
     scrollSomewhere();
     if (below(4) == 0) {
         passTime(milliseconds(below(5 * pollMilliseconds)));
-        // Nothing has happened to the file: nothing may have happened to the rows.
+        // The file has not changed: neither may the rows.
         if (const auto found = ShownRows(*session_.page, fileLines(), seed_).difference())
             throw Fault("at rest: ", *found);
     }
@@ -150,7 +150,7 @@ QStringList WindowRound::fileLines() {
     return linesOf({std::istreambuf_iterator<char>(file_), {}});
 }
 
-/// Waits until the window shows what the file holds.
+/// Waits until the window shows the file's content.
 void WindowRound::rest(const char* when) {
     if (std::ifstream opened(life_.path(), std::ios::binary); opened)
         file_ = std::move(opened);
@@ -179,11 +179,11 @@ int run(const Numbers& numbers) {
     Preferences::shared().setPollingInterval(pollMilliseconds / 1000.0);
     const auto end = Clock::now() + seconds(numbers.at("--seconds"));
     Totals totals;
-    // Each round has a seed of its own: the one that fails is enough to see it again.
+    // Each round has its own seed, so that a failed round can be repeated alone.
     std::uint64_t seed = numbers.at("--seed");
     do {
         if (!WindowRound(session, seed++, end, totals).run())
-            std::_Exit(EXIT_FAILURE); // what hangs would hold up the end
+            std::_Exit(EXIT_FAILURE); // a hanging thread would block a normal exit
     } while (Clock::now() < end);
     print(totals);
     return EXIT_SUCCESS;

@@ -1,5 +1,5 @@
-/// Opens, pages, follows, searches and closes a file on a server behind a link on which everything goes wrong
-/// that goes wrong on links, and compares the rows with the file. Each round has a seed of its own.
+/// Opens, pages, follows, searches and closes a file on a server behind a link with every kind of fault that
+/// links have, and compares the rows with the file. Each round has its own seed.
 ///
 /// korvane_soak_remote [--rounds N] [--seed N] [--stall MILLISECONDS]
 
@@ -31,17 +31,18 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using test::FaultProxy;
 
-/// Far beyond what the sessions' own limits allow, on a loaded machine and under a sanitizer.
+/// Far more than the sessions' own limits, on a loaded machine and under a sanitizer.
 constexpr auto limit = 90s;
 constexpr auto connectingLimit = 5s;
 constexpr auto unansweredLimit = 2s;
-/// How long rows may be missing at a good link before the user has the file read again.
+/// Maximum time that rows may be missing over a good link before the user has the file read again.
 constexpr auto patience = 2s;
 constexpr qint64 visibleRows = 40;
-/// Maximum growth after the first rounds: caches of the library and the allocator, and no rows.
+/// Maximum memory growth after the first rounds: allows for caches of the libraries and the allocator, not
+/// for rows.
 constexpr long mostGrowthKilobytes = 48 * 1024;
 
-/// One file behind one bad link.
+/// One file on a server behind a faulty link.
 class RemoteRound : public Round {
 public:
     RemoteRound(const test::SshServer& server, std::uint64_t seed, milliseconds stall, Totals& totals)
@@ -64,7 +65,7 @@ private:
     void goOnAtRest();
     void close();
 
-    /// Waits for the end of the search, if there is one; returns the row it has found, or -1.
+    /// Waits for the end of the search, if one is running; returns the row found, or -1.
     qint64 foundRow();
     ConnectionState state() const { return document_->connectionState(); }
     bool isFollowed() const {
@@ -75,14 +76,14 @@ private:
     void check();
     void checkAlerts() const;
     void checkCachedRow(qint64 row) const;
-    /// What is not shown as it is in the file; `isMissing` when it is only not there yet.
+    /// The first difference between rows and file; `isMissing`: whether the row is only not loaded yet.
     std::optional<std::string> difference(bool& isMissing);
     static void waitUntil(const std::function<bool()>& condition, const char* fault) {
         if (!test::waitFor(condition, connectingLimit + limit))
             throw Fault(fault);
     }
 
-    /// Of its own: how often rows are looked at depends on the machine.
+    /// A separate generator, because the number of samples depends on the machine's speed.
     std::mt19937_64 samples_{seed_};
     const milliseconds stall_;
     const QString path_;
@@ -148,7 +149,7 @@ void RemoteRound::open() {
         throw Fault("the address is not taken");
     document_->startLoading();
     document_->windowMade();
-    // Now and then everything happens while the login is under way.
+    // In some rounds the steps begin while the login is under way.
     if (below(4) != 0)
         waitUntil([this] { return !document_->isLoading(); }, "the opening does not end");
 }
@@ -173,7 +174,7 @@ void RemoteRound::runStep() {
     passTime(milliseconds(below(200)));
 }
 
-/// As a window does that shows these rows.
+/// Requests rows like a window that shows them.
 void RemoteRound::look() {
     const qint64 count = rows()->numberOfRows();
     if (count == 0)
@@ -201,7 +202,7 @@ void RemoteRound::write() {
     }
     const std::uint64_t kind = below(10);
     if (kind == 0) {
-        // Larger as a rule, so that the size alone tells nothing.
+        // Usually larger, so that the size alone does not reveal the replacement.
         const auto count = std::max<qint64>(file_.lineCount() + static_cast<qint64>(below(200)) - 50, 0);
         did("replaced the file by one of ", count, " lines");
         file_.replace(count);
@@ -225,7 +226,7 @@ void RemoteRound::search() {
     foundRow();
     if (file_.lineCount() == 0)
         return;
-    // Up to the text behind the number.
+    // Searches for the line's beginning, up to the first space.
     const auto line = static_cast<qint64>(below(static_cast<std::uint64_t>(file_.lineCount())));
     searched_ = file_.line(line).section(u' ', 0, 0);
     did("searched for ", searched_);
@@ -265,7 +266,7 @@ void RemoteRound::passTime(milliseconds time) {
     } while (Clock::now() < end);
 }
 
-/// Waits for what is looked at, however long the link holds it.
+/// Waits for the last row to load, even through a stall of the link.
 void RemoteRound::sitOut() {
     if (!isPatient_ || rows()->numberOfRows() == 0)
         return;
@@ -277,7 +278,7 @@ void RemoteRound::sitOut() {
         passTime(5ms);
 }
 
-/// The link is good from now on, and nothing happens to the file: it must be shown as it is.
+/// Makes the link good and leaves the file unchanged: all rows must become those of the file.
 void RemoteRound::rest() {
     did("the link became good");
     proxy_.calm();
@@ -290,7 +291,7 @@ void RemoteRound::rest() {
         if (Clock::now() > end)
             throw Fault("at rest: ", *wrong);
         goOnAtRest();
-        // A page that could not be loaded is not tried again before the user wants it so.
+        // A page that could not be loaded is not requested again until the user wants it.
         if (!isMissing || document_->isLoading()) {
             missingSince = Clock::now();
         } else if (Clock::now() - missingSince > patience) {
@@ -350,7 +351,7 @@ void RemoteRound::check() {
         checkCachedRow(static_cast<qint64>(samples_() % static_cast<std::uint64_t>(count)));
 }
 
-/// One alert a connection: it could not be made, or it was lost.
+/// At most one alert per connection: it could not be made, or it was lost.
 void RemoteRound::checkAlerts() const {
     const int connections = proxy_.counts()[FaultProxy::Connected];
     if (alerts_.alerts.size() > static_cast<std::size_t>(connections))
@@ -379,7 +380,7 @@ std::optional<std::string> RemoteRound::difference(bool& isMissing) {
         const qint64 last = std::min<qint64>(first + pages::size, count) - 1;
         places.insert(places.end(), {first, std::midpoint(first, last), last});
     }
-    // First all are requested.
+    // Requests all first.
     for (const qint64 row : places)
         rows()->rowLine(row);
     for (const qint64 row : places) {
@@ -393,7 +394,7 @@ std::optional<std::string> RemoteRound::difference(bool& isMissing) {
     return std::nullopt;
 }
 
-/// Of this process, resident.
+/// Resident memory of this process.
 long usedKilobytes() {
     std::ifstream status("/proc/self/status");
     std::string word;
@@ -428,13 +429,13 @@ int run(const Numbers& numbers) {
     long warmKilobytes = 0;
     Totals totals;
     for (int i = 0; i < rounds; ++i) {
-        // Before, the libraries may not have opened what they keep.
+        // Only after the first round have the libraries opened all that they keep open.
         if (i == 1 && test::waitFor(isQuiet, limit))
             descriptors = openDescriptors();
         RemoteRound round(server, numbers.at("--seed") + static_cast<std::uint64_t>(i),
                           milliseconds(numbers.at("--stall")), totals);
         if (!round.run())
-            std::_Exit(EXIT_FAILURE); // what hangs would hold up the end
+            std::_Exit(EXIT_FAILURE); // a hanging thread would block a normal exit
         if (i + 1 == warmRounds)
             warmKilobytes = usedKilobytes();
         if ((i + 1) % 50 == 0 && usedKilobytes() - warmKilobytes > mostGrowthKilobytes)
@@ -459,7 +460,7 @@ int main(int argc, char** argv) {
     const auto numbers =
         korvane::soak::given({{"--rounds", 200}, {"--seed", 1}, {"--stall", 20'000}}, argc, argv);
     QCoreApplication application(argc, argv);
-    // Before there are threads: the sanitizer does not see the lock of the toolkit's log.
+    // Done before other threads start: the sanitizer does not see the lock of Qt's logging.
     static_cast<void>(qFormatLogMessage(QtInfoMsg, QMessageLogContext(), QString()));
     int ownArguments = 1;
     ::testing::InitGoogleTest(&ownArguments, argv);

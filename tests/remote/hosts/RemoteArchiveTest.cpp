@@ -84,7 +84,7 @@ struct HostFormat {
              Drops},
             {u"RemoteHost"_s, {u"port"_s}, {ArchiveEditor::number(0)}, Keeps, u":65535"_s, u":0"_s},
         };
-        // What may be absent keeps its default, and one of another kind is counted.
+        // Optional fields keep their default when absent; values of another type are counted.
         const auto mayBeAbsent = [&](const char* className, const char* key, const QString& before,
                                      const QString& after) {
             for (const auto& [values, outcome] : {std::pair(absent(), Keeps), std::pair(wrong(), Counts)})

@@ -83,7 +83,7 @@ protected:
         host->setAuthnType(type);
         return host;
     }
-    /// What the settings hold for the host's public and private key.
+    /// The settings' bookmarks of the host's public and private key.
     QList<QByteArray> stored(const RemoteHost& host) const {
         const UserDefaults onDisk = defaultsOnDisk();
         return {onDisk.dataForKey(host.hostIdentifier() + u"__pub_key"_s).value_or("(none)"),
@@ -103,7 +103,7 @@ TEST_F(RemoteStoresTest, EveryChangeOfTheHostsIsSaved) {
     EXPECT_EQ(savedHosts(), QStringList({u"u@a:22"_s, u"u@b:22"_s}));
     EXPECT_TRUE(manager->update(1, newHost(u"c"_s)));
     EXPECT_EQ(savedHosts(), QStringList({u"u@a:22"_s, u"u@c:22"_s}));
-    manager->remove(newHost(u"a"_s)); // another one
+    manager->remove(newHost(u"a"_s)); // an equal host, but another object
     EXPECT_EQ(manager->count(), 2);
     manager->remove(first);
     EXPECT_EQ(savedHosts(), QStringList(u"u@c:22"_s));
@@ -134,7 +134,7 @@ TEST_F(RemoteStoresTest, KeyFilesAreRememberedUntilTheHostIsGone) {
     manager->remove(other);
     EXPECT_EQ(stored(*other), none_);
 
-    // Only a login by key has key files.
+    // Only a public-key login has key files.
     const auto password = newHost(u"p"_s);
     password->setAuthnType(std::make_shared<PasswordAuthnType>(u"x"_s));
     ASSERT_TRUE(manager->add(password));
@@ -164,7 +164,7 @@ TEST_F(RemoteStoresTest, DuplicateUsesTheKeyFilesOfItsOriginal) {
     ASSERT_TRUE(manager->add(original));
     const auto foreign = original->hostIdentifier() + u"__pub_key"_s;
     defaults().set(foreign, QByteArray("made elsewhere"));
-    // Not even a file that is gone stands against a duplicate.
+    // A deleted key file does not prevent a duplicate.
     ASSERT_TRUE(QFile::remove(QFile::decodeName(privateKey_.path())));
 
     const auto copy = original->copy();
@@ -174,7 +174,7 @@ TEST_F(RemoteStoresTest, DuplicateUsesTheKeyFilesOfItsOriginal) {
     EXPECT_EQ(stored(*copy), QList<QByteArray>({"made elsewhere", privateKey_.url().toEncoded()}));
     EXPECT_EQ(manager->count(), 2);
 
-    // Data of another kind, and a file that is gone, lead nowhere.
+    // Invalid data and a deleted file give no URL.
     EXPECT_EQ(manager->publicKeyUrl(*copy), std::nullopt);
     EXPECT_EQ(manager->privateKeyUrl(*copy), std::nullopt);
     defaults().set(foreign, QByteArray("https://example.org/tmp"));
@@ -190,7 +190,7 @@ TEST_F(RemoteStoresTest, HostIsFoundByAllOfItsConnection) {
         QString host;
         int port;
         QString user;
-        qsizetype index; // -1: none
+        qsizetype index; // -1: not found
     } cases[] = {
         {u"h"_s, 2222, u"v"_s, 3}, {u"h"_s, 2222, u"u"_s, -1},       {u"h"_s, 22, u"v"_s, -1},
         {u"web"_s, 22, u"u"_s, 1}, {u"h.example"_s, 22, u"u"_s, -1}, {u"h"_s, 22, u"U"_s, -1},
@@ -240,7 +240,7 @@ TEST_F(RemoteStoresTest, GroupIsRefusedOrSaved) {
                                              "the group before deleting it"_s);
     EXPECT_EQ(refusal(*shop, {other}), QString());
 
-    // Its hosts take over a new name, and no others.
+    // Renaming a group updates its hosts, and no others.
     const auto hosts = loadHosts();
     ASSERT_TRUE(hosts->add(host) && hosts->add(other));
     manager->rename(*shop, u"Laden"_s, *hosts);
@@ -267,7 +267,7 @@ TEST_F(RemoteStoresTest, RecentFilesLoseTheOldestAndKeepTheirOrder) {
     };
     for (int number = 0; number < 10; ++number) {
         expected.append(add(number));
-        EXPECT_EQ(onDisk(), expected); // a list of one, too
+        EXPECT_EQ(onDisk(), expected); // also as a list of one
     }
     add(0);
     EXPECT_EQ(onDisk(), expected);

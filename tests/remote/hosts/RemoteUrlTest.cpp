@@ -79,7 +79,7 @@ protected:
 TEST_F(RemoteUrlHostTest, HostPortAndUserMustAllBeTheSame) {
     add(u"h"_s, 22, u"u"_s);
     add(u"h"_s, 2222, u"v"_s);
-    // Names that a URL changes.
+    // Host names that QUrl normalises.
     const auto capital = add(u"Web01"_s, 22, u"u"_s);
     const auto foreign = add(u"höst"_s, 22, u"u"_s);
     const auto shortened = add(u"10.1"_s, 22, u"u"_s);
@@ -88,11 +88,11 @@ TEST_F(RemoteUrlHostTest, HostPortAndUserMustAllBeTheSame) {
     };
     EXPECT_FALSE(RemoteUrl::fromText(u"ssh://u@h:2222//tmp/x.log"_s)->hostIn(*hosts_));
     EXPECT_FALSE(RemoteUrl::fromText(u"ssh://U@h:22//tmp/x.log"_s)->hostIn(*hosts_));
-    // Whose user is named elsewhere.
+    // A host without a user name.
     const auto userless = add(u"h"_s, 22, {});
     for (const auto& host : {capital, foreign, shortened, userless}) {
         EXPECT_EQ(hostFor(RemoteUrl(*host, u"/x"_s)), host) << host->host().toStdString();
-        // As recent files, bookmarks and sessions keep it.
+        // As stored by recent files, bookmarks and sessions.
         const QUrl kept(absoluteString(RemoteUrl(*host, u"/x"_s).url()));
         EXPECT_EQ(RemoteUrl::fromUrl(kept)->hostIn(*hosts_), host) << kept.toString().toStdString();
     }
@@ -101,7 +101,7 @@ TEST_F(RemoteUrlHostTest, HostPortAndUserMustAllBeTheSame) {
 TEST_F(RemoteUrlHostTest, EveryHostIsFoundAgainByItsOwnAddress) {
     const auto small = add(u"prod"_s, 22, u"u"_s);
     const auto capital = add(u"Prod"_s, 22, u"u"_s);
-    // A duplicate, and names that no URL takes.
+    // A duplicate, and host names that are invalid in URLs.
     for (const QString& host : {u"prod"_s, u"web 01"_s, u"a..b"_s, u"h,proxy"_s})
         add(host, 22, u"u"_s);
     QStringList addresses;

@@ -10,10 +10,10 @@ namespace {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-/// What is left, here and on the server, and what a server costs that has no working SFTP or few channels.
+/// Resources left here and on the server, and servers without working SFTP or with few channels.
 class ConnectionEndTest : public test::SshTest {
 protected:
-    /// A host of the server, with a key that it does not accept.
+    /// A host with a key that the server rejects.
     static std::shared_ptr<RemoteHost> strangersHost(const test::SshServer& server) {
         const QString key = server.path(u"stranger"_s);
         if (!QFile::exists(key)) {
@@ -30,7 +30,7 @@ TEST_F(ConnectionEndTest, NothingIsLeftHereOrOnTheServer) {
     const test::SshServer server;
     qsizetype before = 0;
     int connections = 0;
-    // The first round opens what stays open.
+    // The first round opens descriptors that stay open.
     for (int round = 0; round < 4; ++round) {
         EXPECT_EQ(loggedIn(server)->execute(u"echo on"_s), u"on\n"_s);
         static_cast<void>(tested(keyHost(server)));
@@ -117,7 +117,7 @@ TEST_F(ConnectionEndTest, CommandsWaitForTheirTurnWhereThereAreFewChannels) {
         {Program::OpenSsh, "MaxSessions 1"},
         {Program::OpenSsh, "MaxSessions 2"},
         {Program::OpenSsh, "MaxSessions 3"},
-        {Program::Dropbear, ""}, // more commands at once would end the connection
+        {Program::Dropbear, ""}, // more commands at once would close the connection
     };
     for (const auto& [program, settings] : cases) {
         SCOPED_TRACE(settings);

@@ -53,7 +53,7 @@ TEST_F(UnreachableTest, AConnectionTestCanBeCalledOffAtAnyTime) {
     full.fill();
     const test::Listener silent;
     const auto begin = std::chrono::steady_clock::now();
-    // At once, and when the server has been reached.
+    // Cancelled at once, and after reaching the server.
     cancelWhen(passwordHost(full.port()), [] { return true; });
     cancelWhen(passwordHost(silent.port()),
                [&] { return ::close(::accept(silent.socket(), nullptr, nullptr)) == 0; });
@@ -66,7 +66,7 @@ TEST_P(ConnectionFaultTest, AServerThatGoesAwayDuringTheLoginEndsItWithAMessage)
     for (const auto kind : {FaultProxy::Break::End, FaultProxy::Break::Silence}) {
         if (kind == FaultProxy::Break::Silence)
             settings_.connectingLimit = 500ms;
-        // From before the first byte, through the agreement on keys, to the proof of the login.
+        // From before the first byte, through the key exchange, to the authentication.
         const auto proof = isDropbear() ? QList<std::uint64_t>{900} : QList<std::uint64_t>{1300, 1800};
         for (const std::uint64_t bytes : QList<std::uint64_t>{0, 10, 60, 600} + proof) {
             SCOPED_TRACE(bytes);
@@ -100,7 +100,7 @@ TEST_P(ConnectionFaultTest, ALossIsToldOnceAndEndsAllThatIsUnderWay) {
         EXPECT_FALSE(test::settled(std::move(command)));
     EXPECT_TRUE(alertsBecome(1));
     EXPECT_FALSE(client->isConnected());
-    // It can be made again, and what is told by then was told once.
+    // Reconnecting works, and the loss was reported exactly once.
     EXPECT_EQ(connected(client), u"authorised, home"_s);
     client->disconnect();
     expectLosses(1, server.port());
@@ -131,7 +131,7 @@ TEST_P(ConnectionFaultTest, AServerThatDiesDuringAListingEndsIt) {
     const auto client = loggedIn(server);
     SFTPClient files(client);
     for (int round = 0; round < 3; ++round) {
-        // The first round is left alone, to see that there is something to break.
+        // The first round runs undisturbed, to show that there is something to break.
         std::jthread killer([&] {
             if (round > 0)
                 server.killConnections();

@@ -28,14 +28,14 @@ protected:
     static KeyboardAuthnType& keyboard(const std::shared_ptr<RemoteHost>& host) {
         return dynamic_cast<KeyboardAuthnType&>(*host->authnType());
     }
-    /// Of an SSH server, with a pass phrase.
+    /// Makes a key, with a pass phrase, that the server does not accept. Returns the path of the private key.
     static QString makeStranger(const SshServer& server) {
         const QString key = server.path(u"stranger"_s);
         EXPECT_TRUE(
             test::runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "phrase", "-f", key.toUtf8()}));
         return key;
     }
-    /// The alerts of a connection test, the last of which begins like this.
+    /// Expects these questions of a connection test, and then an alert that begins with `end`.
     void expectTest(const std::shared_ptr<RemoteHost>& host, const QStringList& answers,
                     const QStringList& questions, const QString& end) {
         QStringList alerts = tested(host, answers);
@@ -93,7 +93,7 @@ TEST_F(LoginTest, KeysThatAreMissingOrNotAcceptedSayWhy) {
     const QString gone = server.path(u"gone"_s);
     const QString publicKey = server.makeKey(u"known"_s) + u".pub"_s;
     const std::pair<std::shared_ptr<AuthnType>, QString> cases[] = {
-        // The pass phrase of a key that leads nowhere is not requested.
+        // The pass phrase of a key that the server rejects is not requested.
         {keyType({}, makeStranger(server)), denied_ + u" for 'publickey'."_s},
         {keyType(publicKey, gone), failed_ + u"The private key \"%1\" cannot be read."_s.arg(gone)},
         {keyType(publicKey, publicKey), failed_ + u"\"%1\" is no private key."_s.arg(publicKey)},
@@ -114,7 +114,7 @@ TEST_F(LoginTest, PasswordsAreAskedForUntilOneIsRight) {
     const KeyboardServer own(password_, "secret");
     check(own.port(), u"secret"_s, withoutHome_);
     EXPECT_EQ(own.logins(), 2);
-    // A password that the server does not take is not requested.
+    // No password is requested if the server does not accept passwords.
     const KeyboardServer without(password_);
     for (const std::optional<QString>& password : {std::optional<QString>(), std::optional(u"secret"_s)})
         expectTest(passwordHost(without.port(), password), {}, {}, failed_);
@@ -134,7 +134,7 @@ TEST_F(LoginTest, AServerThatWantsASecondProofGetsIt) {
         return;
     const SshServer both("AuthenticationMethods publickey,password");
     expectTest(keyHost(both), {u"wrong"_s, both.password()}, {passwordQuestion_, passwordAgain_}, success_);
-    // By the configuration's key, and by the password that is stored for the host.
+    // With the SSH configuration's key and the password stored for the host.
     settings_.usesSshConfig = true;
     settings_.configPath = both.path(u"config"_s);
     test::writeFile(settings_.configPath, "IdentityFile " + both.path(u"id"_s).toUtf8() + '\n');
@@ -156,7 +156,7 @@ TEST_F(LoginTest, SecretsAreStoredOnlyWhenTheyAreRightAndTheUserSaysSo) {
             alerts_.willEnter(answer, isKept);
         EXPECT_EQ(connected(host), u"authorised, no home"_s);
     };
-    // A host that is not in the list has no place for it.
+    // Storing the answer is not offered for a host outside the list.
     connectEntering({u"secret"_s}, false);
     EXPECT_EQ(alerts_.alerts.back().field->option, QString());
     ASSERT_TRUE(RemoteHostsManager::shared().add(host));
@@ -213,7 +213,7 @@ TEST_F(LoginTest, OnlyTheLoginThatIsMeantIsEnded) {
     const std::uint64_t first = client->loginNumber();
     client->endLogin(first);
     EXPECT_FALSE(client->isConnected());
-    // A login that another thread makes, and one that was made since.
+    // An older login's end affects neither a login under way nor one made since.
     auto outcome = connecting(client);
     EXPECT_TRUE(alertsBecome(2));
     client->endLogin(first);
@@ -343,7 +343,7 @@ TEST_F(LoginTest, AQuestionWithoutAnAnswerEndsTheLoginQuietly) {
         EXPECT_TRUE(test::waitFor([&] { return isDone; }));
         EXPECT_EQ(alerts_.alerts.size(), 1U) << "a failure is shown";
         if (ends == Ends::Disconnected)
-            alerts_.press(0, 0); // the alert is still open, and nothing waits for it
+            alerts_.press(0, 0); // the alert is still open, but nothing waits for its answer
         EXPECT_FALSE(client->isConnected());
     }
     EXPECT_EQ(server.logins(), 0);

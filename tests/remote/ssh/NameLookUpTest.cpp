@@ -9,7 +9,7 @@
 namespace korvane {
 namespace {
 
-/// What a name server without an answer does to names under "hangs.example".
+/// Blocks look-ups of names under "hangs.example", as a name server that does not answer would.
 struct SilentNameServer {
     void ask() {
         ++asked;
@@ -30,7 +30,7 @@ struct SilentNameServer {
 } // namespace
 } // namespace korvane
 
-/// In place of the system's, for the whole test program.
+/// Replaces the system's function in the whole test program.
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* wanted, addrinfo** found) {
     using LookUp = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
     static const auto system = reinterpret_cast<LookUp>(::dlsym(RTLD_NEXT, "getaddrinfo"));
@@ -71,7 +71,7 @@ TEST_F(NameLookUpTest, NamesWithoutAnAnswerHoldUpNothing) {
     EXPECT_TRUE(test::waitFor([&] { return ended == 12; }));
     EXPECT_EQ(names_.waiting, 8) << "look-ups that nobody waits for any more";
 
-    // Nor do they hold up addresses, nor the time limit, whose end names the cause.
+    // They delay neither numeric addresses nor the time limit, whose error names the cause.
     const test::SshServer server;
     EXPECT_EQ(connected(keyHost(server)), u"authorised, home"_s);
     settings_.connectingLimit = 1s;

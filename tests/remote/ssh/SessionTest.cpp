@@ -15,12 +15,12 @@ namespace {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-/// The processes whose numbers commands have written, one in each line.
+/// The processes whose ids commands have written, one per line.
 class StartedProcesses {
 public:
     explicit StartedProcesses(const test::SshServer& server) : path_(server.path(u"started"_s)) {}
 
-    /// A command that goes on until it is stopped.
+    /// A command that runs until it is stopped.
     QString command() const { return u"echo $$ >>%1; exec sleep 3600"_s.arg(path_); }
     bool become(qsizetype count) const {
         return test::waitFor([&] { return test::readFile(path_).count('\n') == count; });
@@ -42,7 +42,7 @@ INSTANTIATE_TEST_SUITE_P(Servers, SessionTest, SessionTest::programs(), SessionT
 
 using ChannelTest = test::SshTest;
 
-/// What `seq` prints.
+/// The output of `seq`.
 QString numbers(int first, int last) {
     QString text;
     for (int number = first; number <= last; ++number)
@@ -62,7 +62,7 @@ TEST_P(SessionTest, ManyThreadsGetWhatTheirOwnCommandsWrote) {
             for (int count = 0; count < commandsEach; ++count) {
                 const int first = 1 + thread * 100'000 + count * 1000;
                 const int last = first + 8000;
-                // In between, on the other stream, more than nobody reads.
+                // `tee` also fills standard error, which nobody reads.
                 const QString output = client->execute(
                     u"seq %1 %2 | tee /dev/stderr; exit %3"_s.arg(first).arg(last).arg(count));
                 right += output == numbers(first, last) ? 1 : 0;
@@ -81,7 +81,7 @@ TEST_P(SessionTest, WhatGoesToStandardErrorHoldsNothingUp) {
     const test::SshServer server({}, GetParam());
     const auto client = loggedIn(server);
     EXPECT_EQ(client->execute(u"head -c 10000000 /dev/zero >&2; echo done"_s), u"done\n"_s);
-    // An answer without an end is none, and the command is stopped.
+    // Endless output gives an empty result, and the command is stopped.
     EXPECT_EQ(client->execute(u"yes"_s), u""_s);
     EXPECT_EQ(client->execute(u"while grep -qsx yes /proc/[0-9]*/comm; do sleep 0.05; done; echo on"_s),
               u"on\n"_s);

@@ -23,13 +23,13 @@ namespace {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-/// Programs put their questions by the executable that has started them, as main() of the program lets them.
+/// ssh asks its questions by starting this executable again, which then answers as the program's main() does.
 [[gnu::constructor]] void askInPlaceOfTheTests(int argc, char** argv) {
     if (const auto status = Askpass::askWhereWanted(argc, argv))
         ::_exit(*status);
 }
 
-/// A socket that `use`, bind(2) or connect(2), has given the path.
+/// A socket bound or connected to the path: `use` is bind(2) or connect(2).
 int socketAt(const QByteArray& path, int (*use)(int, const sockaddr*, socklen_t)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -39,7 +39,7 @@ int socketAt(const QByteArray& path, int (*use)(int, const sockaddr*, socklen_t)
     return made;
 }
 
-/// An agent that has one key, if any, and gives no other answer.
+/// An agent that offers one key, if any, and answers nothing else.
 class SilentAgent {
 public:
     SilentAgent(int listener, QByteArray key)
@@ -51,7 +51,7 @@ public:
               }
           }) {}
 
-    /// How often it was asked what it does not answer.
+    /// Number of requests left unanswered.
     int waits() const { return waits_; }
 
 private:
@@ -92,7 +92,7 @@ protected:
     }
     QByteArray knownHosts() const { return test::readFile(settings_.knownHostsPath); }
     static QByteArray publicKey(const QString& path) { return test::readFile(path).trimmed(); }
-    /// Creates a key pair that no server knows.
+    /// Creates a key pair that no server knows. Returns the path of the private key.
     QByteArray makeKey(const QString& name) const {
         const QByteArray key = path(name).toLocal8Bit();
         EXPECT_TRUE(test::runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key}));
@@ -102,7 +102,7 @@ protected:
                                              std::uint16_t port = 22) {
         return std::make_shared<RemoteHost>(name, port, user);
     }
-    /// Why the login failed without an answer of the server.
+    /// The reason of a login that fails before the server answers.
     QString faultOf(const std::shared_ptr<RemoteHost>& host) {
         const auto client = clientFor(host);
         EXPECT_EQ(connected(client), notAuthorised_);
@@ -112,7 +112,7 @@ protected:
     const QString authorised_ = u"authorised, home"_s;
     const QString notAuthorised_ = u"not authorised, no home"_s;
     const QTemporaryDir directory_;
-    /// So that the user's own agent takes no part.
+    /// Keeps the user's own agent out of the tests.
     const test::ScopedVariable agent_{"SSH_AUTH_SOCK", {}};
 };
 
@@ -120,7 +120,7 @@ TEST_F(SshConfigTest, AnAliasStandsForWhatTheConfigurationSays) {
     const test::SshServer server;
     const QString key = server.makeKey(u"id"_s);
     ASSERT_TRUE(QFile::remove(key + u".pub"_s));
-    // Later parts are about the name as it was typed.
+    // `Match originalhost` compares with the name as it was entered.
     writeConfig(u"Host lo_gs\n  HostName 127.0.0.1\n  IdentityFile \"%2\"\nHost lo*\n  Port %1\n"
                 "Match originalhost lo_gs\n  User tester\n  BindAddress 127.0.0.9\n  AddressFamily inet\n"_s
                     .arg(server.port())
@@ -130,10 +130,10 @@ TEST_F(SshConfigTest, AnAliasStandsForWhatTheConfigurationSays) {
     EXPECT_EQ(client->execute(u"echo $USER"_s), u"tester\n"_s);
     EXPECT_TRUE(server.log().contains("Connection from 127.0.0.9 "));
     EXPECT_FALSE(QFile::exists(key + u".pub"_s)) << "written beside the user's key";
-    // What is entered for the host itself goes first.
+    // Values entered for the host take precedence.
     EXPECT_EQ(connected(alias(u"lo_gs"_s, {}, test::freePort())), notAuthorised_);
     EXPECT_TRUE(connected(alias(u"lo_gs"_s, u"stranger"_s)).startsWith(u"error: Access denied"_s));
-    // Without the choice the alias is no name of a server.
+    // Without the SSH configuration the alias is not a host name.
     settings_.usesSshConfig = false;
     settings_.connectingLimit = 5s;
     EXPECT_EQ(connected(alias(u"lo_gs"_s)), notAuthorised_);
@@ -148,7 +148,7 @@ TEST_F(SshConfigTest, WhyTheConfigurationLeadsNowhereIsSaid) {
               u"The program that leads to the server reports: Banner\nkey\nlo_gs x.example 4022 me %"_s);
     writeConfig(u"Port 22\nPort no"_s);
     EXPECT_TRUE(faultOf(host).contains(u"line 2"_s));
-    // A program of the configuration that hangs.
+    // A program in the configuration that hangs.
     settings_.connectingLimit = 1s;
     writeConfig(u"Match exec \"sleep 600\"\n"_s);
     EXPECT_EQ(faultOf(host), u"The program ssh takes too long to read the configuration of \"lo_gs\"."_s);
@@ -206,7 +206,7 @@ TEST_F(SshConfigTest, TheAgentProvesTheLoginWithNamedKeysFirst) {
     const QString refused = u"error: The login was refused."_s;
     const QString identity = u"IdentityFile \"%1\"\n"_s.arg(key);
     EXPECT_EQ(outcomeWith(u"IdentityFile none\n"_s), refused);
-    // A key that the agent does not give away is taken from its file.
+    // A key that the agent refuses to use is read from its file.
     add({"-c", key.toLocal8Bit()});
     EXPECT_EQ(outcomeWith(identity), authorised_);
     add({"-D"});
@@ -235,7 +235,7 @@ TEST_F(SshConfigTest, AnAgentThatWaitsForItsUserHoldsUpNoLogin) {
     settings_.usesSshConfig = true;
     const auto host = keyHost(server);
     const QByteArray key = QByteArray::fromBase64(publicKey(server.path(u"id.pub"_s)).split(' ').value(1));
-    // Silent from the begin, or asking its user whether the key may be used.
+    // Silent from the beginning, or while asking its user whether the key may be used.
     for (const QByteArray& offered : {QByteArray(), key}) {
         const SilentAgent agent(listener, offered);
         // Cancelled as soon as the agent waits: the limit does not help.
@@ -244,14 +244,14 @@ TEST_F(SshConfigTest, AnAgentThatWaitsForItsUserHoldsUpNoLogin) {
         settings_.connectingLimit = 1s;
         EXPECT_EQ(connected(host), u"error: The SSH agent does not answer."_s);
     }
-    // An agent that has no place for another connection is as good as none.
+    // An agent that accepts no further connection counts as no agent.
     ASSERT_EQ(::listen(listener, 0), 0);
     const int taken = socketAt(path, &::connect);
     settings_.connectingLimit = 15s;
     EXPECT_EQ(connected(host), authorised_);
     EXPECT_EQ(alerts_.texts(), QStringList());
     ::close(taken);
-    // So is one that ends the connection.
+    // So does one that closes the connection.
     ASSERT_EQ(::listen(listener, 4), 0);
     std::jthread agent([listener] {
         pollfd asked{listener, POLLIN, 0};
@@ -290,13 +290,13 @@ TEST_F(SshConfigTest, WhatJumpHostsAskTheUserAnswers) {
                     .arg(server.port()));
     const auto host = alias(u"behind_them"_s, u"tester"_s);
     host->setAuthnType(std::make_shared<KeyboardAuthnType>());
-    // For two jumps and as many programs that ask, on a loaded machine.
+    // Enough for two jump hosts and two askpass programs on a loaded machine.
     settings_.connectingLimit = 20s;
     const auto client = clientFor(host);
     const QString asks = u"On the way to the server 'behind_them', a jump host asks:"_s;
     const QString passPhrase = u"Enter passphrase for key '%1':"_s.arg(key);
     auto outcome = connecting(client);
-    // Whether the question is there, about this; otherwise the next ones are not waited for.
+    // Whether this question is shown; if none is, disconnects, so that later ones are not waited for.
     const auto isAsked = [&](std::size_t number, const QString& message, const QString& text, bool isMasked) {
         if (!alertsBecome(number + 1)) {
             client->disconnect();
@@ -308,13 +308,13 @@ TEST_F(SshConfigTest, WhatJumpHostsAskTheUserAnswers) {
         return alert.field && alert.field->isMasked == isMasked;
     };
     EXPECT_TRUE(isAsked(0, asks, jump.hostFingerprint(), false));
-    // The user may take longer than the servers.
+    // The time limit does not apply while the user answers.
     const auto answerTime = std::chrono::steady_clock::now() + settings_.connectingLimit;
     EXPECT_TRUE(test::waitFor([&] { return std::chrono::steady_clock::now() > answerTime; }));
     const std::pair<std::pair<QString, QString>, QString> further[] = {
         {{asks, passPhrase}, u"phrase"_s},
         {{asks, passPhrase}, u"phrase"_s},
-        // None of that is what the host itself wants to know.
+        // None of these answers is used for the host itself.
         {{u"Enter password for user 'tester' on server: behind_them"_s, {}}, u"secret"_s},
     };
     alerts_.enter(0, u"yes"_s);
@@ -326,14 +326,14 @@ TEST_F(SshConfigTest, WhatJumpHostsAskTheUserAnswers) {
     EXPECT_EQ(alerts_.alerts.size(), 4U);
     client->disconnect();
 
-    // Without an answer the jump is ended, too.
+    // Cancelling the question also closes the connection to the jump host.
     bool isDone = false;
     alerts_.nextAnswer = 1;
     clientFor(host)->testConnection([&] { isDone = true; });
     EXPECT_TRUE(test::waitFor([&] { return isDone && jump.connectionProcesses().empty(); }));
     alerts_.nextAnswer.reset();
     EXPECT_EQ(alerts_.texts().mid(4), QStringList(asks + u'|' + passPhrase)) << "a failure is shown";
-    // A wrong one is taken as such, and then ssh says why.
+    // Wrong pass phrases are passed on to ssh, which reports the reason.
     for (const QString& wrong : {u"a"_s, u"b"_s, u"c"_s})
         alerts_.willEnter(wrong);
     const QString fault = faultOf(host);
@@ -375,7 +375,7 @@ TEST_F(SshConfigTest, AChangedHostKeyIsUsedOnlyWhenTheUserSaysSo) {
     EXPECT_EQ(alerts_.texts(), QStringList()) << "asked for a new key";
     EXPECT_TRUE(knownHosts().startsWith(other + name + ' ')) << knownHosts().constData();
 
-    // Alone on its line, among other names, and hashed.
+    // The entry alone on its line, among other names, and hashed.
     enum class Entry { Alone, Shared, Hashed };
     for (const Entry entry : {Entry::Alone, Entry::Shared, Entry::Hashed}) {
         SCOPED_TRACE(static_cast<int>(entry));
@@ -416,7 +416,7 @@ TEST_F(SshConfigTest, AChangedHostKeyIsUsedOnlyWhenTheUserSaysSo) {
     ASSERT_FALSE(revoked);
     EXPECT_TRUE(revoked.error().userText.startsWith(u"The key of the server is marked as revoked"_s));
     EXPECT_TRUE(revoked.error().recoverySuggestion.contains(u"127.0.0.1:%1"_s.arg(server.port())));
-    // Nobody who does not want to know is asked or refused.
+    // With AcceptAll, a changed key causes neither a question nor a refusal.
     settings_.hostKeyPolicy = HostKeyPolicy::AcceptAll;
     changeKey();
     const QByteArray before = knownHosts();
@@ -443,7 +443,7 @@ TEST_F(SshConfigTest, AKeyThatTheConfigurationRevokesIsRefused) {
     const QByteArray shown = server.path(u"host_key.pub"_s).toLocal8Bit();
     const QByteArray other = server.path(u"id.pub"_s).toLocal8Bit();
     const QByteArray name = list.toLocal8Bit();
-    // As text, and in the form of ssh-keygen.
+    // A list of keys as text, and a revocation list made by ssh-keygen.
     for (const bool isText : {true, false}) {
         const auto revoke = [&](const QByteArray& key, const QByteArray& update) {
             EXPECT_TRUE(isText ? test::runProgram({"/bin/sh", "-c", "cat \"$0\" >>\"$1\"", key, name})
@@ -483,7 +483,7 @@ TEST_F(SshSettingsTest, TheChoicesOfTheUserReachTheSession) {
     ASSERT_TRUE(hosts.add(host));
     EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AcceptNew);
     EXPECT_FALSE(userSessionSettings(*host).usesSshConfig);
-    // As it was stored when there were two choices.
+    // As stored when there were only two choices.
     defaults.set(u"checksHostKeys"_s, true);
     EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AskForNew);
     defaults.set(u"checksHostKeys"_s, false);

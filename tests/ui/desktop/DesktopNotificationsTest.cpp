@@ -19,7 +19,7 @@ namespace {
 const QString serviceName = u"org.freedesktop.Notifications"_s;
 const QString servicePath = u"/org/freedesktop/Notifications"_s;
 
-/// A notification service that shows nothing and keeps what it was told, on a connection of its own.
+/// A notification service on its own connection that shows nothing and records what it should show.
 class FakeService : public QDBusVirtualObject {
 public:
     struct Shown {
@@ -110,7 +110,7 @@ protected:
 
     static void useBus(const QString& address) { qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8()); }
 
-    /// Delivers until the condition holds: what fails is not tried again by itself.
+    /// Delivers until the condition holds: a failed delivery is not retried automatically.
     static bool deliverUntil(DesktopNotifications& notifications, const std::function<bool()>& condition) {
         return until([&] {
             if (!condition())
@@ -184,7 +184,8 @@ TEST_F(DesktopNotificationsTest, ASlowServiceDoesNotMakeTwoOfOneBurst) {
     other.title = u"other"_s;
     notifications_.deliver(other);
     notifications_.deliver(other);
-    // The other key's second comes when that of the slow one would have come, too.
+    // When the second notification of the other key is shown, that of the slow one would have been shown,
+    // too.
     ASSERT_TRUE(until([&] { return !service.shown.empty() && service.shown.back().replaces != 0; }));
     ASSERT_EQ(service.shown.size(), 3U);
     service.answerHeldBack();
@@ -201,7 +202,7 @@ TEST_F(DesktopNotificationsTest, OnlyClicksOnOurOwnNotificationsCount) {
     const uint first = service.shown[0].id;
     const QDBusConnection stranger = QDBusConnection::connectToBus(bus_.address(), u"stranger"_s);
     FakeService::emitSignal(stranger, u"ActionInvoked"_s, {first, u"default"_s});
-    // Its answer shows that the bus has passed on what came before.
+    // The reply shows that the bus has delivered the earlier signal.
     stranger.call(QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/"_s, u"org.freedesktop.DBus"_s,
                                                  u"GetId"_s));
     QDBusConnection::disconnectFromBus(stranger.name());
@@ -251,7 +252,7 @@ TEST_F(DesktopNotificationsTest, WhatCannotBeShownIsToldOnce) {
         ASSERT_TRUE(until([&] { return !told.isEmpty(); }));
         useBus(bus_.address());
         notifications.deliver(lineNotification(2));
-        // A service that comes later is found, and shows that the second try had its time to fail.
+        // A service that starts later is found, which also shows that the second delivery had time to fail.
         FakeService service(bus_.address());
         ASSERT_TRUE(deliverUntil(notifications, [&] { return !service.shown.empty(); }));
         EXPECT_EQ(told, QStringList{u"Notifications cannot be shown: "_s + reason});

@@ -41,7 +41,7 @@ QByteArray entry(const QByteArray& key, const QByteArray& value) {
 
 class FileServiceTest : public ::testing::Test {
 protected:
-    /// Writes the texts of the user, or of the system.
+    /// Writes the message template of the user, or of the system.
     static void writeTemplate(const QTemporaryDir& directory, const QByteArray& bytes) {
         ASSERT_TRUE(QDir(directory.path()).mkpath(u"korvane"_s));
         QFile file(directory.filePath(u"korvane/Share.plist"_s));
@@ -49,7 +49,7 @@ protected:
         ASSERT_EQ(file.write(bytes), bytes.size());
     }
 
-    /// "subject|body|recipients".
+    /// "subject|body|recipients" of the message that shares the file.
     static QString shared(const QUrl& url) {
         RecordingComposer composer;
         FileService(std::make_shared<FakeDocument>(nullptr, url)).share(composer);
@@ -135,7 +135,7 @@ TEST_F(FileServiceTest, WithoutAnAddressThereIsNoMessage) {
 
 // ---- The hand-over to the mail program
 
-/// Refuses what xdg-email refuses, in its ways; leaves a file behind when it has accepted all.
+/// Fails where xdg-email fails, with the same exit status; leaves a file behind when it accepts the call.
 constexpr auto refusals = R"(echo >>"$0.count"
 while [ $# -gt 0 ]; do
     case "$1" in
@@ -159,7 +159,7 @@ protected:
         composer.perform(body, files);
     }
 
-    /// Waits until xdg-email has accepted its call, and returns its arguments.
+    /// Waits until xdg-email has accepted a call, and returns its arguments.
     QList<QByteArray> acceptedArguments() {
         if (!until([&] { return QFile::remove(standIns_.path("xdg-email.accepted")); }))
             return {"not accepted"};
@@ -202,7 +202,7 @@ TEST_F(SharingTest, ARecipientThatIsNoAddressIsNamedBeforeAnythingIsStarted) {
         ASSERT_EQ(alerts_.alerts.size(), 1U) << qPrintable(wrong);
         EXPECT_TRUE(alerts_.alerts[0].message.contains(u'“' + wrong + u'”')) << qPrintable(wrong);
     }
-    // A good one last: were any of the others started, it would not be alone.
+    // A valid one last: if any of the others had been started, it would not be the only one.
     XdgEmailComposer composer(alerts_, {});
     compose(composer, {u"last@example.org"_s}, {}, {}, {});
     EXPECT_EQ(acceptedArguments().last(), "last@example.org");

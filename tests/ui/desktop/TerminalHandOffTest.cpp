@@ -106,7 +106,7 @@ TEST_F(TerminalHandOffTest, TheTerminalStartsInTheDirectoryOfTheFile) {
 }
 
 TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
-    // From the last in the order to the first: each new one goes before those already there.
+    // In reverse order of preference: each added terminal comes before the existing ones.
     const QUrl url = fileUrlFromPath("/tmp/x.log");
     for (const QByteArray& name :
          QByteArrayList{"xterm", "konsole", "gnome-terminal", "x-terminal-emulator", "xdg-terminal-exec"}) {
@@ -122,7 +122,7 @@ TEST_F(TerminalHandOffTest, TheFirstTerminalThatOpensIsTaken) {
     ASSERT_TRUE(started("own"));
     EXPECT_EQ(standIns_.callOf("own")->arguments, (QByteArrayList{"--title", "two words", "-e"}));
 
-    // One that fails at once has not opened, whether it is missing or says so.
+    // A terminal that is missing or fails at once does not count as opened.
     for (const QByteArray& own : QByteArrayList{"missing", "failing", "  "}) {
         standIns_.add("failing", "exit 1");
         standIns_.forget("xdg-terminal-exec");

@@ -14,14 +14,14 @@ namespace {
 
 class HostDetailsDialogTest : public RemoteHostsFixture {
 protected:
-    /// A dialog on the screen; for a new host without one.
+    /// Shows a dialog; null: for a new host.
     void show(const std::shared_ptr<RemoteHost>& edited = nullptr) {
         dialog_ = std::make_unique<HostDetailsDialog>(edited, alerts_);
         dialog_->open();
         EXPECT_TRUE(isInFront(dialog_.get()));
     }
     QLineEdit* textOf(const QString& label) const { return field(dialog_.get(), label); }
-    /// Types the texts into the fields with these labels; chooses the kind of authentication.
+    /// Types the texts into the fields with these labels, and selects entries of combo boxes.
     void enter(const std::vector<std::pair<QString, QString>>& fields) {
         for (const auto& [label, text] : fields) {
             if (auto* choice = field<QComboBox>(dialog_.get(), label))
@@ -43,7 +43,7 @@ TEST_F(HostDetailsDialogTest, WhatIsMissingOrWrongIsSaidAndCannotBeSaved) {
     };
     const QString noHost = u"Enter the name or address of the host."_s;
     const QString noUser = u"Enter the user name."_s;
-    // One after the other, in the same dialog.
+    // Entered one after another in the same dialog.
     for (const auto& [label, text, hint] : Rows<QString, QString, QString>{
              {u"Authentication:"_s, u"Keyboard-interactive"_s, noHost},
              {u"Host:"_s, u"web"_s, noUser},
@@ -69,7 +69,7 @@ TEST_F(HostDetailsDialogTest, WhatIsMissingOrWrongIsSaidAndCannotBeSaved) {
         EXPECT_TRUE(hint.isEmpty() || saysThat(hint)) << text.toStdString();
     }
     EXPECT_TRUE(hosts().empty());
-    // What is left empty is asked for at the login.
+    // An empty password is requested at login.
     enter({{u"Authentication:"_s, u"Password"_s}});
     press(u"OK"_s);
     ASSERT_EQ(hosts().size(), 1U);
@@ -103,7 +103,7 @@ TEST_F(HostDetailsDialogTest, EveryFieldReachesTheHostAndIsShownAgain) {
     const auto saved = savedHosts()->host(0);
     EXPECT_EQ(described(*saved), expected);
 
-    // Nothing changed, and all of it is there again.
+    // Unchanged fields keep their values.
     show(hosts().front());
     EXPECT_TRUE(isComplete());
     QTest::keyClick(dialog_.get(), Qt::Key_Return);
@@ -198,7 +198,7 @@ TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
 }
 
 TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
-    // Takes connections and never says a word.
+    // Accepts connections and never sends anything.
     const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;

@@ -7,7 +7,7 @@
 
 namespace korvane::test {
 
-/// Stores with no hosts, and the names of what a window shows.
+/// Stores without hosts; counts the notices of changed groups.
 class RemoteHostsFixture : public AppFixture {
 protected:
     static std::shared_ptr<RemoteHost> addHost(const QString& name,
@@ -26,7 +26,7 @@ protected:
         return group;
     }
     static const RemoteHostsManager::Hosts& hosts() { return RemoteHostsManager::shared().hosts(); }
-    /// What the next start would find.
+    /// The hosts as the next start would load them.
     std::unique_ptr<RemoteHostsManager> savedHosts() const {
         return std::move(RemoteHostsManager::load(settings_.path(), Preferences::shared().userDefaults()))
             .value();

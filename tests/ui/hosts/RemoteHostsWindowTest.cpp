@@ -19,7 +19,7 @@ protected:
         new QAbstractItemModelTester(tree_->model(), mode, window_);
         EXPECT_TRUE(isInFront(window_));
     }
-    /// The one that has just been asked for.
+    /// The dialog that was just opened.
     template <typename Dialog>
     static Dialog* opened() {
         auto* dialog = topLevel<Dialog>();
@@ -27,7 +27,7 @@ protected:
             throw std::runtime_error("no dialog was opened");
         return dialog;
     }
-    /// What the tree shows and its groups hold, closed ones with "+".
+    /// The tree's groups and the hosts in them; collapsed groups have a "+".
     QString shown() const {
         QStringList texts;
         const QAbstractItemModel& model = *tree_->model();
@@ -46,7 +46,7 @@ protected:
         QTest::mouseClick(tree_->viewport(), Qt::LeftButton, {}, place.center());
     }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(tree_, key, modifiers); }
-    /// Ends a dialog with a key.
+    /// Closes a dialog with a key.
     void leave(QWidget* dialog, Qt::Key key) {
         QTest::keyClick(dialog, key);
         ASSERT_TRUE(isInFront(window_));

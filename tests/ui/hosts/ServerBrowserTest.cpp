@@ -13,7 +13,7 @@
 namespace korvane::test {
 namespace {
 
-/// A login that answers what it is told to.
+/// A login with a given result.
 class LoginThatAnswers : public Client {
 public:
     LoginThatAnswers(std::shared_ptr<RemoteHost> host, AlertPresenter& alerts, Result<Connection> answer)
@@ -28,7 +28,8 @@ private:
     const Result<Connection> answer_;
 };
 
-/// A tree of files in memory, on a server that can be lost; counts how often each directory is listed.
+/// A tree of files in memory, on a server whose connection can be lost; counts the listings of each
+/// directory.
 class TreeInMemory : public SFTPClient {
 public:
     using SFTPClient::SFTPClient;
@@ -123,7 +124,7 @@ protected:
     }
 
     RemoteColumnView& columns() { return *browser_->findChild<RemoteColumnView*>(); }
-    /// The shown entry of that path, once it has been listed.
+    /// The displayed entry with that path, after it has been listed.
     QModelIndex entry(const QString& path) {
         QModelIndex found;
         EXPECT_TRUE(until([&] {
@@ -140,7 +141,7 @@ protected:
         const auto stored = RemoteHostsManager::load(settings_.path(), Preferences::shared().userDefaults());
         return stored.value()->host(0)->homePath();
     }
-    /// What stands in the column of the directory, from top to bottom.
+    /// The names in the directory's column, from top to bottom.
     QStringList names(const QModelIndex& parent = {}) {
         return columns().model() ? textsOf(*columns().model(), parent) : QStringList();
     }
@@ -151,7 +152,7 @@ protected:
     void select(const QString& path) { columns().setCurrentIndex(entry(path)); }
     void press(const QString& name) { button(browser_, name)->click(); }
     QString selected() { return columns().currentIndex().data(RemoteFileModel::PathRole).toString(); }
-    /// To the window's widget that has the keys.
+    /// Presses the key in the focused widget.
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         ASSERT_TRUE(until([&] { return browser_->focusWidget() != nullptr; }));
         QTest::keyClick(browser_->focusWidget(), key, modifiers);
@@ -272,7 +273,7 @@ TEST_F(ServerBrowserTest, ARefreshKeepsWhatIsStillThere) {
     press(u"Refresh"_s);
     EXPECT_TRUE(shows({u"today"_s, u"a.log"_s, u"apt"_s}, u"/var/log"_s));
     EXPECT_EQ(selected(), u"/var/log"_s) << "the neighbour of what is gone was not chosen by anybody";
-    // Other bytes, which read alike.
+    // Different bytes that are displayed alike.
     log = {file(u"\uFFFD"_s, 1, 1), file(u"\uFFFD"_s, 2, 1)};
     press(Qt::Key_F5);
     EXPECT_TRUE(shows({u"\uFFFD"_s, u"\uFFFD"_s}, u"/var/log"_s));

@@ -7,7 +7,7 @@
 
 namespace korvane::test {
 
-/// Rows made on the spot: as many as wanted, any text, loaded or not.
+/// Generated rows: any number, any text, loaded or not.
 class FakeDataSource : public NoRows {
 public:
     explicit FakeDataSource(qint64 rows, std::function<QString(qint64)> text = {})

@@ -17,7 +17,7 @@ protected:
                                             : std::nullopt);
     }
 
-    /// The visual lines by asking which character lies at the start of each.
+    /// The visual lines, found by asking for the character at the start of each.
     QStringList visualLines(const QString& text, int wrapColumns) const {
         const auto layout = make(text, wrapColumns);
         QStringList lines;
@@ -32,8 +32,8 @@ protected:
         return lines;
     }
 
-    /// The colours at these positions of the line on that ground: at the left edge of the cell, above the
-    /// letter.
+    /// The colours painted at these positions of the line on that background: at the left edge of the cell,
+    /// above the letter.
     std::vector<QColor> painted(const AttributedString& line, const QColor& ground, TextRange selection,
                                 bool isRowSelected, const LineLayout::Colors& colors,
                                 const std::vector<int>& positions) const {
@@ -93,7 +93,7 @@ TEST_F(LineLayoutTest, GridAndShapedTextStandInTheSamePlaces) {
 TEST_F(LineLayoutTest, ControlsBecomeVisibleAndKeepTheirPlace) {
     const QString text = u"a"_s + QChar(0) + u"b\x1B[0m"_s + QChar(0x202E) + u"c\r"_s;
     const QString visible = visibleText(text);
-    EXPECT_EQ(visible.size(), text.size() - 1); // only the carriage return at the end goes
+    EXPECT_EQ(visible.size(), text.size() - 1); // only the carriage return at the end is removed
     EXPECT_EQ(visible[1], QChar(0x2400));
     EXPECT_EQ(visible[3], QChar(0x241B));
     EXPECT_EQ(visible[7], QChar(0x25AF));
@@ -109,7 +109,7 @@ TEST_F(LineLayoutTest, VeryLongLinesAreShapedOnlyWhereTheyAreVisible) {
         QPainter painter(&image);
         layout->paint(painter, {0, 0}, QRectF(image.rect()), {}, false, {Qt::black, Qt::white, Qt::blue});
         EXPECT_EQ(layout->positionAt({0, 0}), 0);
-        // Wrapped text of any script ends somewhere, and says how much it leaves out.
+        // Wrapping shaped text stops at a limit, and reports how much is hidden.
         const auto wrapped = make(text, 80);
         EXPECT_GT(wrapped->visualLineCount(), 150);
         const bool isShaped = part[0].unicode() > 0x7F;
@@ -125,7 +125,7 @@ TEST_F(LineLayoutTest, ColoursAndSelectionAreDrawnWhereTheyBelong) {
         EXPECT_EQ(painted(part, Qt::white, {5, 3}, false, {Qt::black, Qt::white, Qt::blue}, {1, 2, 4, 6, 8}),
                   (Colors{Qt::white, Qt::yellow, Qt::white, Qt::blue, Qt::white}))
             << qPrintable(text);
-        // The ground of a selected row is not painted over by that of its line.
+        // The background of a selected row is not covered by that of its line.
         AttributedString whole(text);
         whole.add({.background = QColor(Qt::yellow)});
         whole.add({.background = QColor(Qt::cyan)}, {{4, 2}});

@@ -33,8 +33,7 @@ protected:
         return names;
     }
 
-    /// What an assistive program would have heard: events, and the names of what they are about, as they were
-    /// then.
+    /// Events announced to assistive programs, with the names of their objects at that time.
     static inline std::vector<std::pair<QAccessible::Event, QString>> announced_;
 };
 
@@ -138,7 +137,7 @@ TEST_F(LogTableAccessibleTest, ACellIsFoundWhereItIsDrawn) {
     view_.setTopRow(100);
     for (int i = 0; i < accessible().childCount(); ++i) {
         QAccessibleInterface* child = accessible().child(i);
-        // The edges between rows need not lie on whole pixels.
+        // Row edges need not be at whole pixels.
         const QRect inside = child->rect().adjusted(0, 2, 0, -2);
         if (inside.isValid()) {
             for (const QPoint point : {inside.topLeft(), inside.center(), inside.bottomRight()})
@@ -168,7 +167,7 @@ TEST_F(LogTableAccessibleTest, TheCurrentRowHasTheFocusAndIsAnnounced) {
     EXPECT_FALSE(table().cellAt(3, 2)->state().focused);
     EXPECT_EQ(table().selectedRows(), QList<int>{4});
     EXPECT_EQ(namesOf(QAccessible::SelectionWithin), QStringList(u"Log lines"_s));
-    // A row that is not in view is announced when it comes into it.
+    // A row outside the view is announced when it is scrolled into view.
     view_.selectRow(500);
     view_.scrollRowToVisible(500);
     press(Qt::Key_End);
@@ -193,7 +192,7 @@ TEST_F(LogTableAccessibleTest, TextSelectedInALineCanBeReadAndSet) {
     QAccessibleInterface* line = table().cellAt(2, 2);
     QAccessibleTextInterface* text = line->textInterface();
     EXPECT_EQ(table().cellAt(2, 1)->textInterface(), nullptr);
-    // Wherever a character is drawn it is found.
+    // A character is found where it is drawn.
     for (const int offset : {0, 7, 15}) {
         const QRect place = text->characterRect(offset);
         EXPECT_EQ(text->offsetAtPoint(place.center()), offset);

@@ -23,14 +23,14 @@ protected:
     void clickOn(QPoint place, Qt::KeyboardModifiers modifiers = {}) {
         QTest::mouseClick(view_.viewport(), Qt::LeftButton, modifiers, place);
     }
-    /// Drags from the first to the last place by way of the others.
+    /// Drags from the first to the last place through the others.
     void drag(const std::vector<QPoint>& places) {
         QTest::mousePress(view_.viewport(), Qt::LeftButton, {}, places.front());
         for (const QPoint place : places)
             QTest::mouseMove(view_.viewport(), place);
         QTest::mouseRelease(view_.viewport(), Qt::LeftButton, {}, places.back());
     }
-    /// Presses and releases the button, the second and fourth of quick clicks as Qt reports them.
+    /// Clicks in quick succession; each second press is a double click, as Qt reports it.
     void click(QPoint place, int times) {
         for (int i = 1; i <= times; ++i) {
             milliseconds_ += 50;
@@ -44,8 +44,8 @@ protected:
         }
         milliseconds_ += 5000;
     }
-    /// Lines of the screen, as row and line within the row, that can be seen whole; rows that are missing
-    /// have got their text before.
+    /// Fully visible lines on the screen, as row and line within the row, after unloaded rows have been
+    /// loaded.
     std::set<std::pair<qint64, int>> seenLines() {
         while (!source_->unloaded.empty()) {
             const auto before = source_->unloaded.size();
@@ -120,7 +120,7 @@ TEST_F(LogTableViewTest, TheViewStaysWhereItIsWhenTheWindowIsResizedAndRowsAreAd
     EXPECT_EQ(view_.firstVisibleRow(), 500);
     setRows(2000, 999);
     EXPECT_EQ(view_.firstVisibleRow(), 500);
-    // A file cut short takes the view along to what is left.
+    // When a file is cut short, the view moves to the remaining rows.
     setRows(100);
     EXPECT_EQ(view_.lastVisibleRow(), 99);
     EXPECT_TRUE(view_.isAtEnd());
@@ -150,7 +150,7 @@ TEST_F(LogTableViewTest, WrappedHeightsFollowTextAndWidth) {
     EXPECT_EQ(view_.delegate().viewForTableColumn(cell::line, 4).identifier, cell::wrappedLine);
     const qreal wrapped = heightOf(4);
     EXPECT_GT(wrapped, 4 * one);
-    // An unloaded row is measured as soon as it is there: nothing was kept for it.
+    // An unloaded row is measured once it is loaded: no height was kept for it.
     source_->unloaded.clear();
     EXPECT_EQ(heightOf(5), wrapped);
     view_.setColumnWidth(cell::line, 1000);
@@ -179,7 +179,7 @@ TEST_F(LogTableViewTest, AWrappedRowTallerThanTheViewCanBeReadToItsEnd) {
 }
 
 TEST_F(LogTableViewTest, KeysThatReadOnSkipNoLineHoweverTallRowsAre) {
-    // From one line to more than the view has, in no order.
+    // Heights from one line to more than the view shows, in mixed order.
     const auto text = [](qint64 row) { return u"word "_s.repeated(row % 7 == 3 ? 600 : (row * 37) % 90); };
     for (const auto& [key, wrapping, isLoadedLate] :
          Rows<Qt::Key, bool, bool>{{Qt::Key_PageDown, false, false},
@@ -272,7 +272,7 @@ TEST_F(LogTableViewTest, ADragInsideALineSelectsTextAndAcrossLinesRows) {
     drag({pointInRow(2, 6), pointInRow(5, 3)});
     EXPECT_FALSE(view_.textSelection());
     EXPECT_EQ(selected(), (Ranges{{2, 5}}));
-    // Out and back again into the first line is text again.
+    // Dragging out of the first line and back selects text again.
     drag({pointInRow(2, 0), pointInRow(4, 5), pointInRow(2, 5)});
     EXPECT_EQ(view_.selectedText(), u"alpha"_s);
     EXPECT_EQ(selected(), (Ranges{{2, 2}})) << "none stays unseen";
@@ -326,7 +326,7 @@ TEST_F(LogTableViewTest, KeysSelectTextInsideTheCurrentRow) {
              {{select | Qt::Key_Home}, u"alpha beta-"_s},
              {{Qt::Key_Left}, {}},
              {{select | Qt::Key_Right}, u"a"_s},
-             // Another row begins at its start; characters are taken whole.
+             // In another row the selection begins at its start; characters are selected whole.
              {{Qt::Key_Down, Qt::Key_Down, select | Qt::Key_Right, select | Qt::Key_Right}, u"x\U0001F600"_s},
              {{select | Qt::Key_Right}, u"x\U0001F600e\u0301"_s},
              {{select | Qt::Key_Left}, u"x\U0001F600"_s}}) {
@@ -335,7 +335,7 @@ TEST_F(LogTableViewTest, KeysSelectTextInsideTheCurrentRow) {
         EXPECT_EQ(view_.selectedText(), taken);
     }
     EXPECT_EQ(view_.currentRow(), 5);
-    // From where the mouse has selected.
+    // Continues from the mouse selection.
     click(pointInRow(7, 8), 2);
     press(Qt::Key_Right, selectWord);
     EXPECT_EQ(view_.selectedText(), u"beta-"_s);

@@ -7,7 +7,7 @@
 namespace korvane {
 namespace {
 
-// Random toggles, additions and cuts against a set of rows.
+// Random toggles, additions and cuts, compared with a std::set of rows.
 TEST(RowSelection, BehavesAsASetOfRows) {
     std::mt19937 random(11);
     for (int round = 0; round < 100; ++round) {

@@ -8,7 +8,7 @@
 
 namespace korvane::test {
 
-/// A table in a window of its own, with rows made on the spot.
+/// A table in its own window, with generated rows.
 class TableFixture : public ::testing::Test, public WindowDriver {
 protected:
     using Ranges = std::vector<RowSelection::Range>;

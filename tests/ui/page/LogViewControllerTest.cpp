@@ -36,7 +36,7 @@ TEST_F(LogViewControllerTest, EveryLineOfAFileIsOnItsRow) {
 }
 
 TEST_F(LogViewControllerTest, ThePageOnTheScreenIsReadToItsEndWithoutScrolling) {
-    // Longer than what is known of a file when its first rows are shown.
+    // Longer than the part of the file that is indexed when its first rows are shown.
     MainWindowController* page =
         open(QByteArray(60, 'x') + "\n" + (QByteArray(60, 'y') + "\n").repeated(4000));
     EXPECT_TRUE(until([&] { return page->document()->dataSource()->cachedRowLine(3999).has_value(); }));
@@ -45,7 +45,7 @@ TEST_F(LogViewControllerTest, ThePageOnTheScreenIsReadToItsEndWithoutScrolling) 
 TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
     Preferences::shared().setWrapLines(true);
     const QByteArray tall = "\n" + QByteArray(3000, 'x');
-    // Few lines fit the window until their text is there; many never do.
+    // Few lines fit the window until their text is loaded; many never fit.
     for (const int before : {0, 6000}) {
         SCOPED_TRACE(before);
         const TemporaryFile file("short" + tall.repeated(before));
@@ -68,7 +68,7 @@ TEST_F(LogViewControllerTest, ReadingAnewAndAnotherLayoutKeepThePlace) {
     LogTableView& table = tableOf(page);
     table.setTopRow(60'000);
     const auto rows = std::dynamic_pointer_cast<TailDataSource>(page->document()->dataSource());
-    rows->announceChangedLines({0, 1}); // reported behind the reload, of the rows before it
+    rows->announceChangedLines({0, 1}); // delivered after the reload, about the rows before it
     page->reload();
     EXPECT_EQ(page->logView().viewPlace().place().topLine, 60'001) << "while it is being read";
     ASSERT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
@@ -119,7 +119,7 @@ TEST_F(LogViewControllerTest, ALineAskedForOnTheCommandLineIsShownWhenItIsKnown)
     EXPECT_EQ(tableOf(page).currentRow(), 59999);
 }
 
-/// A file of any size that holds one short line.
+/// A file of any size that contains one short line.
 class SizedDataSource : public FakeDataSource {
 public:
     SizedDataSource() : FakeDataSource(1) {}
@@ -169,7 +169,7 @@ TEST_F(LogViewControllerTest, TheGoToLinePanelTakesOnlyLinesThatExist) {
     EXPECT_EQ(tableOf(page).currentRow(), 9);
     EXPECT_FALSE(panel->isVisible());
 
-    // It goes with its page, whether that is closed or left for another.
+    // The panel closes with its page, and when its page is left for another.
     ASSERT_TRUE(until([&] { return !page->findChild<GotoLineViewController*>(); }));
     const auto openedOn = [](MainWindowController* parent) {
         parent->logView().performGotoLineMenuAction();
@@ -322,7 +322,7 @@ TEST_F(LogViewControllerTest, AFileHeldWholeChangesItsEncodingToo) {
         page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, number});
         ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == text; })) << qPrintable(textOfRow(*page, 0));
     }
-    // The first rows are there before the file has been read to its end once more.
+    // The first rows appear before the file has been read to its end again.
     EXPECT_TRUE(until([&] { return tableOf(page).rowCount() == 7001; }));
 }
 

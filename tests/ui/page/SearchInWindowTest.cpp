@@ -13,12 +13,12 @@ protected:
     static void press(MainWindowController* page, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         QTest::keyClick(fieldOf(page), key, modifiers);
     }
-    /// One-based line that is selected when the search is over.
+    /// One-based number of the line that is selected when the search has ended.
     static qint64 found(MainWindowController* page) {
         EXPECT_TRUE(until([&] { return !page->logView().search().isSearching(); }));
         return tableOf(page).currentRow() + 1;
     }
-    /// The line found after this key, or after this menu entry.
+    /// The line found after pressing this key, or triggering this menu entry.
     static qint64 after(MainWindowController* page, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         press(page, key, modifiers);
         return found(page);

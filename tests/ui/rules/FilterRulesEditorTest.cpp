@@ -216,14 +216,14 @@ TEST_F(FilterRulesEditorTest, AnImportAsksBeforeItDoublesRulesAndTellsWhatItLeft
     ASSERT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(alerts_.alerts[0].buttons.size(), 2) << "nothing in it is new";
     EXPECT_EQ(rules().size(), 4U);
-    // The file's rule is then a new one.
+    // After this, the file's rule counts as new.
     const auto changeWarn = [] {
         for (const auto& rule : rules())
             if (rule->searchItem()->searchStr() == u"WARN"_s)
                 rule->searchItem()->setIgnoreCase(true);
     };
     changeWarn();
-    const size_t sizes[] = {5, 9, 9}; // the one that is new, all, and none
+    const size_t sizes[] = {5, 9, 9}; // answers: the new rule only, all, none
     for (int answer = 0; answer < 3; ++answer) {
         alerts_.nextAnswer = answer;
         editor_->importFrom(path);

@@ -23,7 +23,7 @@ TEST(TabTitles, FilesOfOneNameAreToldApartByTheirFolders) {
     }
 }
 
-/// A strip that says what it paints.
+/// A tab strip whose painted titles can be read.
 class ReadableStrip : public TabStrip {
 public:
     explicit ReadableStrip(const QStringList& titles) {
@@ -55,7 +55,7 @@ TEST(TabStrip, ManyTabsStayReadableAndToldApart) {
             strip.resize(width, strip.height());
             std::set<QString> shown;
             for (int i = 0; i < strip.count(); ++i) {
-                strip.setCurrentIndex(i); // into sight
+                strip.setCurrentIndex(i); // scrolls it into view
                 shown.insert(strip.painted(i));
                 EXPECT_TRUE(strip.painted(i).isValidUtf16()) << "cut inside a character";
                 EXPECT_GE(strip.tabRect(i).width(), 12 * letter);

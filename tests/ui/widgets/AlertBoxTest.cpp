@@ -88,7 +88,7 @@ TEST_F(AlertBoxTest, AWindowThatIsDestroyedAnswersOnlyWhenItIsGone) {
         EXPECT_FALSE(window_) << "whoever waits for the answer is half destroyed";
         answers_.append(button);
     });
-    // Without the notice that a closing window gives.
+    // The alert is not notified of the window's closing.
     window_->removeEventFilter(window_->findChild<AlertBox*>());
     window_.reset();
     QCoreApplication::processEvents();

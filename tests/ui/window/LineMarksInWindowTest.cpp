@@ -38,7 +38,7 @@ TEST_F(LineMarksInWindowTest, ALineThatIsNotLoadedIsReadBeforeItIsMarked) {
     page->logView().toggleLineMarkMenuAction();
     EXPECT_TRUE(until([&] { return listed(page) == QStringList{u"30001 line 30001"_s}; }));
 
-    // Many at once are one change, those on the screen and those that must be read.
+    // Marking many lines at once is one change, whether they are on the screen or must be read.
     int changes = 0;
     const auto subscription =
         FileBasedBookmarksManager::shared().notices().lineMarksChanged.subscribe([&] { ++changes; });
@@ -73,7 +73,7 @@ TEST_F(LineMarksInWindowTest, KeysGoFromMarkToMarkRoundTheEnds) {
     go(&LineMarker::goToPrevious);
     EXPECT_EQ(visited, (std::vector<qint64>{9, 2, 9, 5}));
 
-    // What is not in the view is passed over.
+    // Marks outside the view are skipped.
     FileBasedBookmarksManager::shared().addLineMark(absoluteString(file.url()), 4000, u"gone"_s);
     logView.clearView();
     logView.tableView().selectRow(0);

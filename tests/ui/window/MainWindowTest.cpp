@@ -151,7 +151,7 @@ TEST_F(MainWindowTest, AFileCutShortOrTakenAwayWhileNotFollowedKeepsItsRowsUntil
     const TemporaryFile file(numberedLines(50));
     MainWindowController* page = open(file);
     file.truncate(10);
-    // Also when the page is read once more from what is left.
+    // Also when the page is read again from the remaining bytes.
     page->document()->dataSource()->linesChanged(0);
     tableOf(page).rowsChanged();
     ASSERT_TRUE(until([&] { return noticeOf(*page).contains(u"cut short"_s); }));
@@ -187,7 +187,7 @@ TEST_F(MainWindowTest, GivingUpALoadClosesItsDocument) {
 }
 
 TEST_F(MainWindowTest, ABrokenLoadLeavesTheProgramResponsive) {
-    // Closed while the scan is under way, many times over.
+    // Closed repeatedly while the scan is under way.
     const TemporaryFile file(numberedLines(2'000'000));
     for (int i = 0; i < 20; ++i) {
         const auto document = documents_.openDocument(file.url());

@@ -14,7 +14,7 @@
 namespace korvane::test {
 namespace {
 
-/// Remote documents in a window, over the shell of this computer.
+/// Remote documents in a window, over the local shell.
 class RemoteInWindowTest : public AppFixture {
 protected:
     RemoteInWindowTest() {
@@ -128,11 +128,11 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
 
 constexpr int lineCount = 12'345;
 
-/// The program from its start to its end, on settings that outlive it.
+/// One run of the program, on settings that outlive it.
 struct ProgramRun : ProgramInDirectory {
     explicit ProgramRun(const QString& settings) : ProgramInDirectory(settings) {
         Preferences::shared().setPollingInterval(Preferences::shortestPollingInterval);
-        // The known hosts of whoever runs the tests stay as they are.
+        // Leaves the known hosts of the user who runs the tests unchanged.
         Preferences::shared().setHostKeyChoice(HostKeyChoice::AcceptAll);
         documents_.setRemoteDocumentClass([this](const QUrl& url) {
             return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts_);
@@ -151,7 +151,7 @@ struct ProgramRun : ProgramInDirectory {
         return documents_.documents().empty() ? nullptr : windows_.pageOf(*documents_.documents().front());
     }
     LogTableView& table() const { return page()->logView().tableView(); }
-    /// A row's text, as the view shows it; empty until it is there.
+    /// A row's text, as the view shows it; empty until it is loaded.
     QString shown(qint64 row) const {
         const auto line = page()->document()->dataSource()->cachedRowLine(row);
         return line ? line->line.string() : QString();
@@ -211,7 +211,7 @@ TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
         browseToFile(run);
         ASSERT_TRUE(run.page());
         ASSERT_TRUE(until([&] { return run.table().rowCount() == lineCount && run.page()->isTailing(); }));
-        // Pages of 5000, 5000 and 2345 lines, each beginning and ending where it must.
+        // The first and last rows of the pages, which have 5000, 5000 and 2345 lines.
         for (const qint64 row : {0, 4'999, 5'000, 9'999, 10'000, 12'344}) {
             run.page()->logView().goToLine(row + 1);
             EXPECT_TRUE(until([&] { return run.shown(row) == u"line %1"_s.arg(row + 1); })) << row;
@@ -237,7 +237,7 @@ TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
         qobject_cast<MainWindow*>(run.page()->window())->bookmarkFile();
     }
     ProgramRun run(settings_.path());
-    // The tab of the last time is back, and leaves the server alone until it is asked to.
+    // The tab of the last session is restored, and does not connect until requested.
     run.windows_.restoreSession(WindowManager::Reading::AtOnce);
     ASSERT_TRUE(run.page());
     EXPECT_EQ(run.page()->document()->connectionState(), ConnectionState::Unconnected);
@@ -265,7 +265,7 @@ TEST_F(RemoteEndToEndTest, AfterALossTheFollowedViewComesBackWhereItWas) {
     run.page()->logView().goToLine(6'000);
     run.table().selectRow(6'001);
     ASSERT_TRUE(until([&] { return run.shown(6'001) == u"line 6002"_s; }));
-    // A page still under way would log in again before anyone has noticed the loss.
+    // A page load still under way would log in again before the loss is noticed.
     const auto source = run.page()->document()->dataSource();
     ASSERT_TRUE(until([&] {
         return source->cachedRowLine(0) && source->cachedRowLine(5000) &&
@@ -275,7 +275,7 @@ TEST_F(RemoteEndToEndTest, AfterALossTheFollowedViewComesBackWhereItWas) {
     server_.killConnections();
     ASSERT_TRUE(until([&] { return run.page()->canConnect(); }));
     EXPECT_EQ(run.shown(6'001), u"line 6002"_s) << "what is loaded stays";
-    // A page that is asked for in the meantime logs in by itself.
+    // A page requested in the meantime logs in by itself.
     ASSERT_TRUE(until([&] {
         run.page()->connectToServer();
         return run.table().rowCount() == lineCount && run.shown(6'001) == u"line 6002"_s;

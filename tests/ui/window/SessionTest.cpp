@@ -23,7 +23,7 @@ protected:
     }
     MainWindow* windowOf(const TemporaryFile& file) { return AppFixture::windowOf(pageOf(file)); }
     LogTableView& tableOf(const TemporaryFile& file) { return AppFixture::tableOf(pageOf(file)); }
-    /// Waits until the view of that file begins with the row.
+    /// Waits until the row is the first one visible in the file's view.
     bool untilTop(const TemporaryFile& file, qint64 row) {
         return until([&] { return tableOf(file).firstVisibleRow() == row; });
     }
@@ -143,7 +143,7 @@ TEST_F(SessionTest, TheSessionIsKeptWhenTheLastWindowIsClosedButNotFilesClosedBe
 TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
     const TemporaryFile file("b\n", "b.log");
     windows_.showFirstWindow();
-    // A directory in the file's place cannot be written over.
+    // A directory in place of the file cannot be overwritten.
     ASSERT_TRUE(QDir(settings_.path()).mkpath(u"bookmarks.data/taken"_s));
     FileBasedBookmarksManager::shared().save();
     RemoteHostsManager::shared().groupsChanged().post();

@@ -16,7 +16,7 @@ namespace {
 
 class WindowActionsTest : public AppFixture {
 protected:
-    /// Without those of separators.
+    /// The texts of the menu's entries, without separators.
     static QStringList textsOf(const QWidget& menu) {
         QStringList texts;
         for (const QAction* action : menu.actions()) {
@@ -101,7 +101,7 @@ TEST_F(WindowActionsTest, RecentFilesAreThoseOfTheDiskAndThenThoseOfServers) {
 TEST_F(WindowActionsTest, EveryControlHasANameAndEveryToolATip) {
     MainWindow* window = windowOf(open("x\n"));
     for (const auto* button : window->findChildren<QAbstractButton*>()) {
-        // Those of the toolkit's own parts, and of scroll bars, tabs and fields, are not ours to name.
+        // Excludes Qt's internal buttons, also those of scroll bars, tabs and fields.
         const bool isOurs = !QString::fromLatin1(button->metaObject()->className()).contains(u"Private"_s) &&
                             !button->objectName().startsWith(u"qt_"_s) &&
                             !button->inherits("QLineEditIconButton") && !button->inherits("CloseButton") &&

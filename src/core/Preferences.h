@@ -228,7 +228,7 @@ private:
     };
     mutable std::optional<QFont> logViewFontCached_ GUARDED_BY(mutex_);
     QFont systemFont_ GUARDED_BY(mutex_);
-    std::function<void(bool)> sshLogSwitch_;
+    std::function<void(bool)> sshLogSwitch_ GUARDED_BY(mutex_);
 };
 
 template <typename T>

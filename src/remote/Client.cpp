@@ -26,7 +26,7 @@ void logFailure(const QString& command, const QString& reason) {
 }
 
 Alert message(Alert::Kind kind, const QString& text, const QString& informativeText) {
-    return {kind, text, informativeText, {QStringLiteral("OK")}};
+    return {kind, text, informativeText, {ClientTexts::tr("OK")}};
 }
 
 } // namespace
@@ -175,7 +175,7 @@ std::optional<Alert> Client::outcomeOfTest(const Result<Connection>& outcome) co
     if (!outcome) {
         QString text = ClientTexts::tr("Please check the server configuration!");
         if (!outcome.error().userText.isEmpty())
-            text += QStringLiteral(" Reason: ") + outcome.error().userText;
+            text += ClientTexts::tr(" Reason: ") + outcome.error().userText;
         return message(Alert::Kind::Error, ClientTexts::tr("Connection test failed!"), text);
     }
     if (outcome.value().isAuthorised)

@@ -16,7 +16,7 @@ Alert connectionFailureAlert(const QString& host, std::uint16_t port, const QStr
             AlertTexts::tr("Could not connect to host: %1 on port %2").arg(host, QString::number(port)),
             AlertTexts::tr("Please check the configuration and ensure the SSH server is running!") +
                 (reason.isEmpty() ? QString() : u'\n' + reason),
-            {QStringLiteral("OK")}};
+            {AlertTexts::tr("OK")}};
 }
 
 } // namespace korvane

@@ -366,7 +366,7 @@ Alert HostConnection::lossAlert(const Error& error) const {
         }
     }
     files.sort(Qt::CaseInsensitive); // the order of the logins means nothing to the user
-    QString text = QStringLiteral("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")
+    QString text = ConnectionTexts::tr("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")
                        .arg(hostName_, QString::number(port_));
     if (!error.userText.isEmpty())
         text += u'\n' + error.userText;
@@ -379,7 +379,7 @@ Alert HostConnection::lossAlert(const Error& error) const {
     return {Alert::Kind::Error,
             ConnectionTexts::tr("Disconnected from remote server host!"),
             text,
-            {QStringLiteral("OK")}};
+            {ConnectionTexts::tr("OK")}};
 }
 
 } // namespace korvane

@@ -175,12 +175,12 @@ bool HostLogin::shouldConnectToHostWithFingerprint(const QString& fingerprint, c
             LoginTexts::tr("Its key is %1. Do you trust it? It will be remembered, and you are asked again "
                            "when it changes.")
                 .arg(fingerprint);
-        alert.buttons = {QStringLiteral("Trust"), QStringLiteral("Cancel")};
+        alert.buttons = {LoginTexts::tr("Trust"), LoginTexts::tr("Cancel")};
     } else {
         alert.kind = Alert::Kind::Warning;
         alert.message = LoginTexts::tr("The key of the server '%1' has changed.").arg(hostName_);
         alert.informativeText =
-            QStringLiteral(
+            LoginTexts::tr(
                 "Old key:\n%1\nNew key:\n%2\n\nThe server has been given a new key, or somebody is "
                 "listening in. Ask whoever looks after the server before you use the new key. It "
                 "replaces the old one in the list of known hosts.")
@@ -203,9 +203,9 @@ std::optional<QString> HostLogin::secret(const SecretQuestion& question) {
             LoginTexts::tr("Enter the pass phrase of the private key for server: %1").arg(hostName_);
         alert.informativeText = question.keyPath;
         if (question.isAgain)
-            alert.informativeText += QStringLiteral("\nThe pass phrase was wrong.");
+            alert.informativeText += u'\n' + LoginTexts::tr("The pass phrase was wrong.");
     }
-    alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
+    alert.buttons = {LoginTexts::tr("OK"), LoginTexts::tr("Cancel")};
     alert.field = Alert::Field{isPassword ? LoginTexts::tr("Enter the password")
                                           : LoginTexts::tr("Enter the pass phrase"),
                                true,
@@ -232,7 +232,7 @@ std::optional<QString> HostLogin::keyboardInteractiveRequest(const QString& requ
                         ? passwordRequest(username_, hostName_)
                         : LoginTexts::tr("On the way to the server '%1', a jump host asks:").arg(hostName_);
     alert.informativeText = request;
-    alert.buttons = {QStringLiteral("OK"), QStringLiteral("Cancel")};
+    alert.buttons = {LoginTexts::tr("OK"), LoginTexts::tr("Cancel")};
     alert.field = Alert::Field{
         isOfHost ? LoginTexts::tr("Enter the password") : LoginTexts::tr("Enter the answer"), !isEchoed, {}};
     if (isOfHost)

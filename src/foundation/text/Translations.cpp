@@ -10,10 +10,14 @@
 namespace korvane::translations {
 namespace {
 
-bool load(const QLocale& locale, const QString& name, const QString& directory) {
+/// Returns the language of the translation, which may be any of those that the user reads; empty without one.
+QString load(const QLocale& locale, const QString& name, const QString& directory) {
     auto translator = std::make_unique<QTranslator>(QCoreApplication::instance());
-    return translator->load(locale, name, QStringLiteral("_"), directory) &&
-           QCoreApplication::installTranslator(translator.release());
+    if (!translator->load(locale, name, QStringLiteral("_"), directory))
+        return {};
+    const QString language = translator->language();
+    QCoreApplication::installTranslator(translator.release());
+    return language;
 }
 
 } // namespace
@@ -22,13 +26,14 @@ void install(const QLocale& user) {
     const QString ours = QStringLiteral("korvane");
     const QString directory = QStringLiteral(":/translations");
     const QLocale english(QLocale::English, QLocale::UnitedStates);
-    if (user.language() != QLocale::English && load(user, ours, directory)) {
-        load(user, QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
-        return;
-    }
-    load(english, ours, directory);
-    if (user.language() != QLocale::English)
-        QLocale::setDefault(english);
+    QString language = load(user, ours, directory);
+    if (language.isEmpty())
+        language = load(english, ours, directory);
+    const QLocale ofTexts(language);
+    if (ofTexts.language() != QLocale::English)
+        load(ofTexts, QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
+    if (ofTexts.language() != user.language())
+        QLocale::setDefault(ofTexts);
 }
 
 int pluralOf(qint64 count) {

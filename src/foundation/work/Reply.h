@@ -2,7 +2,6 @@
 
 #include "foundation/Mutex.h"
 
-#include <chrono>
 #include <optional>
 
 namespace korvane {
@@ -24,21 +23,7 @@ public:
         return value_.has_value();
     }
 
-    /// Blocks until the value is set, and takes it. Until then `meanwhile` is called at every interval.
-    template <typename Meanwhile>
-    T wait(Meanwhile&& meanwhile, std::chrono::milliseconds interval) {
-        MutexLock lock(mutex_);
-        auto next = std::chrono::steady_clock::now() + interval;
-        while (!value_) {
-            if (arrived_.waitUntil(lock, next))
-                continue;
-            lock.unlock();
-            meanwhile();
-            lock.lock();
-            next = std::chrono::steady_clock::now() + interval;
-        }
-        return std::move(*value_);
-    }
+    /// Blocks until the value is set, and takes it.
     T wait() {
         MutexLock lock(mutex_);
         while (!value_)

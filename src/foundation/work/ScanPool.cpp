@@ -130,7 +130,7 @@ void ScanPool::State::watch(const std::shared_ptr<State>& self) {
     while (isAnyWaiting()) {
         if (nothingWaits.waitUntil(guard, nextLook))
             continue;
-        if (addThread())
+        if (isAnyWaiting() && addThread())
             startThread(self);
         nextLook = StepClock::now() + longestStep;
     }

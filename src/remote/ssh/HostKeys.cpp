@@ -57,7 +57,7 @@ Result<KnownHostKeys> KnownHostKeys::read(const QByteArray& name, const QStringL
             continue;
         if (!file.open(QIODevice::ReadOnly))
             return sshError(SshErrorCode::Failed,
-                            QStringLiteral("\"%1\" cannot be read: %2.").arg(path, file.errorString()));
+                            SshTexts::tr("\"%1\" cannot be read: %2.").arg(path, file.errorString()));
         for (const QByteArray& line : file.readAll().split('\n'))
             known.readLine(path, line);
     }

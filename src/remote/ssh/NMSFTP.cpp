@@ -45,11 +45,11 @@ QByteArray stringBytes(const QByteArray& text) {
 }
 
 Error unreadable(const QByteArray& path, SshErrorCode code, const QString& reason) {
-    return sshError(code, QStringLiteral("\"%1\" cannot be read: %2.").arg(QString::fromUtf8(path), reason));
+    return sshError(code, SshTexts::tr("\"%1\" cannot be read: %2.").arg(QString::fromUtf8(path), reason));
 }
 
 Error senseless(const QByteArray& path) {
-    return unreadable(path, SshErrorCode::CannotRead, QStringLiteral("the server's answer makes no sense"));
+    return unreadable(path, SshErrorCode::CannotRead, SshTexts::tr("the server's answer makes no sense"));
 }
 
 std::optional<SftpStatus> statusOf(const SftpChannel::Answer& answer) {
@@ -67,12 +67,12 @@ Error faultOf(const QByteArray& path, const SftpChannel::Answer& answer) {
         return senseless(path);
     switch (*status) {
     case SftpStatus::NoSuchFile:
-        return unreadable(path, SshErrorCode::NoSuchFile, QStringLiteral("it does not exist"));
+        return unreadable(path, SshErrorCode::NoSuchFile, SshTexts::tr("it does not exist"));
     case SftpStatus::PermissionDenied:
-        return unreadable(path, SshErrorCode::CannotRead, QStringLiteral("permission denied"));
+        return unreadable(path, SshErrorCode::CannotRead, SshTexts::tr("permission denied"));
     default:
         return unreadable(path, SshErrorCode::CannotRead,
-                          QStringLiteral("the server refuses (%1)").arg(static_cast<quint32>(*status)));
+                          SshTexts::tr("the server refuses (%1)").arg(static_cast<quint32>(*status)));
     }
 }
 
@@ -240,7 +240,7 @@ void NMSFTP::tryReading(const QByteArray& path, Done<Status> done) {
         }
         // Opening other kinds may block on the server.
         if (!found.value().isRegular()) {
-            done(unreadable(path, SshErrorCode::CannotRead, QStringLiteral("it is no regular file")));
+            done(unreadable(path, SshErrorCode::CannotRead, SshTexts::tr("it is no regular file")));
             return;
         }
         QByteArray modeAndAttributes;
@@ -333,7 +333,7 @@ private:
         if (stream.status() != QDataStream::Ok)
             stop(senseless(path_));
         else if (size_ > largestListing)
-            stop(unreadable(path_, SshErrorCode::CannotRead, QStringLiteral("it holds too many names")));
+            stop(unreadable(path_, SshErrorCode::CannotRead, SshTexts::tr("it holds too many names")));
     }
 
     void stop(const Error& error) {

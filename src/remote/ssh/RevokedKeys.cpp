@@ -41,7 +41,7 @@ Status checkOwnForm(ssh_key shown, const QString& path, int interruptEvent, Dead
     if (!outcome)
         return outcome.error();
     if (!outcome.value().isFound)
-        return listIsUnusable(path, QStringLiteral("there is no program \"ssh-keygen\""));
+        return listIsUnusable(path, SshTexts::tr("there is no program \"ssh-keygen\""));
     if (outcome.value().exitStatus == 0)
         return success();
     if (outcome.value().exitStatus == revokedStatus)

@@ -94,8 +94,8 @@ Status SshLogin::configure(const LoginTarget& target) {
     if (known.value()) {
         configuration_ = *std::move(known).value();
     } else {
-        note_ = QStringLiteral("~/.ssh/config was not used, as there is no program \"ssh\". Install it, or "
-                               "enter all that the host needs.");
+        note_ = SshTexts::tr("~/.ssh/config was not used, as there is no program \"ssh\". Install it, or "
+                             "enter all that the host needs.");
         qCWarning(logRemote).noquote() << note_;
     }
     return success();
@@ -109,7 +109,7 @@ Status SshLogin::prepare() {
     const auto set = [&](ssh_options_e option, const void* value, const QString& what) {
         if (prepared && ssh_options_set(session_, option, value) != SSH_OK)
             prepared =
-                lastSshError(session_, SshErrorCode::Failed, QStringLiteral("%1 cannot be used.").arg(what));
+                lastSshError(session_, SshErrorCode::Failed, SshTexts::tr("%1 cannot be used.").arg(what));
     };
     set(SSH_OPTIONS_PROCESS_CONFIG, &off, SshTexts::tr("No configuration"));
     set(SSH_OPTIONS_NODELAY, &on, SshTexts::tr("The connection"));

@@ -236,6 +236,8 @@ std::optional<qint64> LogViewController::validLineNumber(const QString& text) co
     bool isNumber = false;
     qint64 number = QLocale().toLongLong(text.trimmed(), &isNumber);
     if (!isNumber)
+        number = QLocale::system().toLongLong(text.trimmed(), &isNumber);
+    if (!isNumber)
         number = text.trimmed().toLongLong(&isNumber);
     return isNumber && number >= 1 && number <= lineCount() ? std::optional(number) : std::nullopt;
 }

@@ -24,7 +24,7 @@
 namespace korvane {
 namespace {
 
-/// A box for seconds in the shortest notation: 0.5, 1, 2.25.
+/// A box for seconds in the shortest notation: 0.5, 1, 2.25. Takes a comma for the point.
 class SecondsBox : public QDoubleSpinBox {
 public:
     using QDoubleSpinBox::QDoubleSpinBox;
@@ -32,6 +32,10 @@ public:
         QLocale plain = locale();
         plain.setNumberOptions(QLocale::OmitGroupSeparator);
         return plain.toString(value, 'g', QLocale::FloatingPointShortest);
+    }
+    QValidator::State validate(QString& input, int& cursor) const override {
+        input.replace(u',', locale().decimalPoint()).replace(u'.', locale().decimalPoint());
+        return QDoubleSpinBox::validate(input, cursor);
     }
 };
 

@@ -151,6 +151,9 @@ TEST_F(WindowActionsTest, ThePreferencesShowAndChangeTheSettingsAtOnce) {
     EXPECT_EQ(interval->text(), u"2.25 s"_s);
     interval->setValue(0.001);
     EXPECT_EQ(preferences.pollingInterval(), 0.1);
+    interval->selectAll();
+    QTest::keyClicks(interval, u"0,5"_s);
+    EXPECT_EQ(preferences.pollingInterval(), 0.5);
     for (auto* box : window.findChildren<QCheckBox*>()) {
         const bool before = box->isChecked();
         QStringList changed;

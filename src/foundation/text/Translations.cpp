@@ -32,8 +32,8 @@ void install(const QLocale& user) {
     const QLocale ofTexts(language);
     if (ofTexts.language() != QLocale::English)
         load(ofTexts, QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
-    if (ofTexts.language() != user.language())
-        QLocale::setDefault(ofTexts);
+    // Also where the user's own numbers are written otherwise, as with LC_NUMERIC.
+    QLocale::setDefault(ofTexts);
 }
 
 int pluralOf(qint64 count) {

@@ -1,55 +1,77 @@
 #pragma once
 
-#include <QProcess>
+#include <QByteArray>
+#include <QList>
 
+#include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <fstream>
 #include <optional>
+#include <spawn.h>
 #include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace korvane::test {
 
 /// A program that runs beside the test, with all its descendants; killed with the object. Signals may be sent
-/// from any thread.
+/// from any thread. Not a QProcess: the way in which that starts programs hides the locks of this thread from
+/// the thread sanitizer afterwards.
 class ChildProcess {
 public:
+    ChildProcess() = default;
     ~ChildProcess() { stop(); }
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
 
     /// `environment` as NAME=value, added to the test's own. The program's output is discarded.
     bool start(const QList<QByteArray>& command, const QList<QByteArray>& environment = {}) {
-        QStringList all = QProcess::systemEnvironment();
-        for (const QByteArray& variable : environment)
-            all.append(QString::fromLocal8Bit(variable));
-        process_.setEnvironment(all);
-        process_.setStandardInputFile(QProcess::nullDevice());
-        process_.setStandardOutputFile(QProcess::nullDevice());
-        process_.setStandardErrorFile(QProcess::nullDevice());
-        QStringList arguments;
-        for (const QByteArray& argument : command)
-            arguments.append(QString::fromLocal8Bit(argument));
-        process_.start(arguments.takeFirst(), arguments);
-        return process_.waitForStarted();
+        std::vector<char*> arguments = pointers(command);
+        QList<QByteArray> all = environment;
+        for (char** variable = environ; *variable; ++variable)
+            all.append(*variable);
+        std::vector<char*> variables = pointers(all);
+        exitStatus_.reset();
+        posix_spawn_file_actions_t files;
+        ::posix_spawn_file_actions_init(&files);
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            ::posix_spawn_file_actions_addopen(&files, descriptor, "/dev/null", O_RDWR, 0);
+        const int failed =
+            ::posix_spawnp(&process_, arguments[0], &files, nullptr, arguments.data(), variables.data());
+        ::posix_spawn_file_actions_destroy(&files);
+        if (failed)
+            process_ = -1;
+        return process_ > 0;
     }
 
-    bool isRunning() { return process_.state() != QProcess::NotRunning && !process_.waitForFinished(0); }
+    bool isRunning() { return process_ > 0 && !exitStatus(); }
     /// Nullopt while it runs; -1 when a signal ended it.
     std::optional<int> exitStatus() {
-        if (isRunning())
-            return std::nullopt;
-        return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
+        int status = 0;
+        if (process_ > 0 && ::waitpid(process_, &status, WNOHANG) == process_) {
+            process_ = -1;
+            exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        }
+        return exitStatus_;
     }
+
     /// Waits at most a minute for the end.
     std::optional<int> wait() {
-        process_.waitForFinished(60'000);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (isRunning() && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
         return exitStatus();
     }
 
     /// All descendants of the process, oldest first; without itself.
     std::vector<pid_t> descendants() const {
         std::vector<pid_t> found;
-        if (process_.processId() > 0)
-            addChildren(static_cast<pid_t>(process_.processId()), found);
+        if (process_ > 0)
+            addChildren(process_, found);
         return found;
     }
     void signalDescendants(int signal) const {
@@ -59,15 +81,27 @@ public:
 
     /// Kills it with all its descendants.
     void stop() {
-        if (!isRunning())
+        if (process_ <= 0)
             return;
-        ::kill(static_cast<pid_t>(process_.processId()), SIGSTOP); // so that it starts no more children
-        signalDescendants(SIGKILL);
-        process_.kill();
-        process_.waitForFinished();
+        ::kill(process_, SIGSTOP); // so that it starts no more children
+        const std::vector<pid_t> children = descendants();
+        ::kill(process_, SIGKILL);
+        for (const pid_t process : children)
+            ::kill(process, SIGKILL);
+        while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+        }
+        process_ = -1;
+        exitStatus_ = -1;
     }
 
 private:
+    static std::vector<char*> pointers(const QList<QByteArray>& texts) {
+        std::vector<char*> all;
+        for (const QByteArray& text : texts)
+            all.push_back(const_cast<char*>(text.constData()));
+        all.push_back(nullptr);
+        return all;
+    }
     static void addChildren(pid_t parent, std::vector<pid_t>& found) {
         const std::string number = std::to_string(parent);
         std::ifstream children("/proc/" + number + "/task/" + number + "/children");
@@ -77,7 +111,8 @@ private:
         }
     }
 
-    QProcess process_;
+    pid_t process_ = -1;
+    std::optional<int> exitStatus_;
 };
 
 } // namespace korvane::test

@@ -153,6 +153,7 @@ TEST_F(WindowActionsTest, ThePreferencesShowAndChangeTheSettingsAtOnce) {
     EXPECT_EQ(preferences.pollingInterval(), 0.1);
     interval->selectAll();
     QTest::keyClicks(interval, u"0,5"_s);
+    interval->interpretText();
     EXPECT_EQ(preferences.pollingInterval(), 0.5);
     for (auto* box : window.findChildren<QCheckBox*>()) {
         const bool before = box->isChecked();

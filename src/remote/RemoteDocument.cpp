@@ -116,6 +116,7 @@ protected:
             return;
         }
         report([](RemoteDocument& document) { document.connected(); });
+        file_->lookBeforeReading();
         dataSource_->countLines([this] { return isCancelled(); });
         if (!isCancelled())
             report([](RemoteDocument& document) { document.loadEnded(); });

@@ -106,6 +106,11 @@ void RemoteFile::lookWhatItIs() {
         setKind(information.value().kind);
 }
 
+void RemoteFile::lookBeforeReading() {
+    if (client_->isConnected() && client_->stopsOnlyShells())
+        lookWhatItIs();
+}
+
 void RemoteFile::setKind(RemoteFileKind kind) {
     isNoFile_ = kind == RemoteFileKind::Directory || kind == RemoteFileKind::Special;
     const char* const text =
@@ -241,9 +246,7 @@ Result<Client::Connection> RemoteFile::connect() {
         client_->disconnect();
         return Client::Connection{};
     }
-    // A command that reads a pipe would never end on the server, and would take data from other readers.
-    if (client_->isConnected() && client_->stopsOnlyShells())
-        lookWhatItIs();
+    lookBeforeReading();
     return connection;
 }
 

@@ -72,6 +72,9 @@ public:
     void lookForFault();
     /// Checks the kind of the file: only a regular file is read.
     void lookWhatItIs();
+    /// Comes before the first command of a login. Looks only where it must: on a server that cannot stop a
+    /// command, one that reads a pipe would never end, and would take data from other readers.
+    void lookBeforeReading();
 
 private:
     /// Faults that keep the lines from being shown or followed.

@@ -15,7 +15,7 @@ QString load(const QLocale& locale, const QString& name, const QString& director
     auto translator = std::make_unique<QTranslator>(QCoreApplication::instance());
     if (!translator->load(locale, name, QStringLiteral("_"), directory))
         return {};
-    const QString language = translator->language();
+    QString language = translator->language();
     QCoreApplication::installTranslator(translator.release());
     return language;
 }

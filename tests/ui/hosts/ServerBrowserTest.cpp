@@ -242,8 +242,9 @@ TEST_F(ServerBrowserTest, OrderAndHiddenFilesAreChosenAndRemembered) {
     open();
     entry(u"/var/log/last.log"_s);
     select(u"/var/log/b9.log"_s);
-    EXPECT_TRUE(says(u"/var/log/b9.log — 2.0 KiB, "_s +
-                     QLocale().toString(QDateTime(QDate(2026, 11, 1), QTime(12, 0)), QLocale::ShortFormat)));
+    EXPECT_TRUE(
+        says(u"/var/log/b9.log — 2.0 KiB, "_s +
+             QLocale::system().toString(QDateTime(QDate(2026, 11, 1), QTime(12, 0)), QLocale::ShortFormat)));
     named<QAction>(browser_, u"Sort by Size, Largest First"_s)->trigger();
     EXPECT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
     press(Qt::Key_H, Qt::ControlModifier);

@@ -4,6 +4,7 @@
 #include "foundation/notices/Alerts.h"
 #include "foundation/text/Translations.h"
 #include "foundation/work/OperationQueue.h"
+#include "ui/logtable/LogTableView.h"
 #include "ui/page/CopyLinesOperation.h"
 #include "ui/widgets/SizeText.h"
 #include "ui/widgets/WidgetIds.h"
@@ -13,7 +14,6 @@
 #include <QCoreApplication>
 #include <QLocale>
 #include <QPointer>
-#include <QWidget>
 
 #include <utility>
 
@@ -52,12 +52,32 @@ QString messageOf(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
 } // namespace
 
 LineCopier::LineCopier(std::shared_ptr<TailDataSourceProtocol> dataSource, AlertPresenter& alerts,
-                       QWidget& window, QObject* parent)
-    : QObject(parent), dataSource_(std::move(dataSource)), alerts_(alerts), window_(window),
+                       LogTableView& table, QObject* parent)
+    : QObject(parent), dataSource_(std::move(dataSource)), alerts_(alerts), table_(table),
       queue_(std::make_unique<OperationQueue>("Copy queue", 1)) {}
 
 LineCopier::~LineCopier() {
     queue_->cancelAllOperations();
+}
+
+bool LineCopier::canCopy() const {
+    return table_.textSelection().has_value() || !table_.selection().isEmpty();
+}
+
+bool LineCopier::canCopyLines() const {
+    return !table_.textSelection() && !table_.selection().isEmpty();
+}
+
+void LineCopier::copySelection(HiddenLines hidden) {
+    if (table_.textSelection()) {
+        QApplication::clipboard()->setText(table_.selectedText());
+        return;
+    }
+    std::vector<RowSelection::Range> lines;
+    for (const auto& range : table_.selection().ranges())
+        lines.push_back({dataSource_->rowStart() + range.first, dataSource_->rowStart() + range.last});
+    if (!lines.empty())
+        copy(std::move(lines), hidden);
 }
 
 void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden) {
@@ -70,7 +90,7 @@ void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden
                          tr("%1 are too much for the clipboard").arg(size),
                          tr("Select fewer lines, or copy the file itself."),
                          {}},
-                        idOf(&window_), {});
+                        idOf(&table_), {});
         return;
     }
     if (bytes <= largeCopyBytes) {
@@ -82,7 +102,7 @@ void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden
          tr("Copy %1 to the clipboard?").arg(size),
          tr("This takes memory in this program and in every program that the text is pasted into."),
          {tr("Copy"), tr("Cancel")}},
-        idOf(&window_), [self = QPointer(this), lines = std::move(lines), hidden](int button) {
+        idOf(&table_), [self = QPointer(this), lines = std::move(lines), hidden](int button) {
             if (self && button == 0)
                 self->start(lines, hidden);
         });

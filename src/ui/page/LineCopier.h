@@ -13,11 +13,13 @@ namespace korvane {
 
 class AlertPresenter;
 class CopyLinesOperation;
+class LogTableView;
 class OperationQueue;
 class TailDataSourceProtocol;
 
-/// Puts any number of whole lines of a file on the clipboard, reading them in the background. Asks before it
-/// takes much memory. When no line can be read, the clipboard keeps its content. Main thread.
+/// Copies the selection of a log table to the clipboard: selected text, or any number of whole lines, which
+/// are read in the background. Asks before it takes much memory. When no line can be read, the clipboard
+/// keeps its content. Main thread.
 class LineCopier : public QObject {
     Q_OBJECT
 
@@ -25,15 +27,20 @@ public:
     /// Maximum size copied without asking, in bytes.
     static constexpr std::uint64_t largeCopyBytes = 100'000'000;
 
-    /// `window`: parent of the questions; must outlive the copier.
-    LineCopier(std::shared_ptr<TailDataSourceProtocol> dataSource, AlertPresenter& alerts, QWidget& window,
-               QObject* parent = nullptr);
+    /// `table` must outlive the copier.
+    LineCopier(std::shared_ptr<TailDataSourceProtocol> dataSource, AlertPresenter& alerts,
+               LogTableView& table, QObject* parent = nullptr);
     ~LineCopier() override;
 
     /// What to do with lines that rules hide.
     enum class HiddenLines : unsigned char { LeftOut, Included };
+    /// `hidden`: of whole lines; selected text is copied as it is.
+    void copySelection(HiddenLines hidden = HiddenLines::LeftOut);
     /// Copies lines by zero-based index; cancels the copy under way, if any.
     void copy(std::vector<RowSelection::Range> lines, HiddenLines hidden);
+    bool canCopy() const;
+    /// Whole lines are selected.
+    bool canCopyLines() const;
     void cancel();
 
 Q_SIGNALS:
@@ -47,7 +54,7 @@ private:
 
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     AlertPresenter& alerts_;
-    QWidget& window_;
+    LogTableView& table_;
     const std::unique_ptr<OperationQueue> queue_;
     std::shared_ptr<CopyLinesOperation> operation_;
 };

@@ -10,40 +10,29 @@
 #include "foundation/FilePath.h"
 #include "foundation/TimingLog.h"
 #include "foundation/text/Translations.h"
-#include "rules/FiltersManager.h"
 #include "ui/page/EndFollower.h"
 #include "ui/page/GotoLineViewController.h"
+#include "ui/page/LineCopier.h"
 #include "ui/page/LineMarker.h"
+#include "ui/page/LogAppearance.h"
 #include "ui/page/LogSearch.h"
-#include "ui/page/LogZoom.h"
 #include "ui/page/PrimarySelection.h"
 #include "ui/page/ViewPlace.h"
 
-#include <QApplication>
-#include <QClipboard>
+#include <QEvent>
 #include <QLocale>
 #include <QMenu>
 #include <QPointer>
 
 #include <algorithm>
-#include <cmath>
 
 namespace korvane {
 namespace {
 
-constexpr qreal lineMarkColumnWidth = 18;
-constexpr qreal numberPadding = 14;
-constexpr int fewestDigits = 4;
 /// Longer selections are not highlighted elsewhere: they are meant to be copied, not searched. UTF-16 units.
 constexpr qsizetype longestQuickHighlight = 1000;
 /// Maximum number of lines marked at once: each costs a read of the file and an entry in the list.
 constexpr qint64 mostLinesMarkedAtOnce = 1000;
-/// The default text colours, meant for a white background.
-std::vector<QColor> unchosenColors() {
-    std::vector<QColor> colors = FiltersManager::defaultTextColors();
-    colors.emplace_back(Preferences::defaultLineNumberColor);
-    return colors;
-}
 
 } // namespace
 
@@ -56,24 +45,14 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
       lineMarker_(new LineMarker(document_, dataSource_, *tableView_, this)),
       primarySelection_(new PrimarySelection(*tableView_, dataSource_, this)),
       copier_(new LineCopier(dataSource_, alerts, *tableView_, this)) {
-    auto& preferences = Preferences::shared();
-    const QString fileId = document_->settingsId();
-    wrappingLines_ =
-        preferences.hasWrapLines(fileId) ? preferences.isWrapLines(fileId) : preferences.wrapLines();
-    document_->setWrapping(wrappingLines_);
-
-    tableView_->setColumnWidth(cell::lineMark, lineMarkColumnWidth);
-    tableView_->delegate().setWrapping(wrappingLines_);
     tableView_->delegate().setDataSource(dataSource_);
-    applyColors();
-    applyFont();
-    if (!preferences.showLineNumbers())
-        setShowsLineNumbers(false);
+    appearance_ = new LogAppearance(document_, dataSource_, *tableView_, this);
     tableView_->setRowCount(dataSource_->numberOfRows());
 
     observeRows();
     observeLineMarks();
-    preferencesToken_ = preferences.observe([this](const QString& key) { handleUserDefaultsChanged(key); });
+    preferencesToken_ =
+        Preferences::shared().observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
     connect(search_, &LogSearch::noFurtherMatch, this, [this] {
         showSearchMessage(!document_->isLoading() ? tr("No further match")
@@ -89,7 +68,6 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
         goToLine(lineCount());
         Q_EMIT userMessage(noSuchLine(lineNumber));
     });
-    connect(copier_, &LineCopier::progress, this, &LogViewController::copyProgress);
     connect(copier_, &LineCopier::ended, this, &LogViewController::userMessage);
     tableView_->installEventFilter(this);
     connect(tableView_, &LogTableView::selectionChanged, this, [this] {
@@ -98,10 +76,7 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     });
     connect(tableView_, &LogTableView::selectedByMouse, this,
             [this] { primarySelection_->offer(LineCopier::largeCopyBytes); });
-    connect(&LogZoom::shared(), &LogZoom::changed, this, [this] { applyFont(); });
     connect(tableView_, &LogTableView::visibleRowsChanged, this, [this] { visibleRowsChanged(); });
-    connect(tableView_, &LogTableView::zoomRequested, this,
-            [](int steps) { LogZoom::shared().change(steps); });
     connect(tableView_, &LogTableView::visibleRowsShown, this, [this] {
         document_->firstScreenShown();
         Q_EMIT firstRowsShown();
@@ -120,11 +95,6 @@ void LogViewController::showSearchMessage(const QString& text) {
 LogViewController::~LogViewController() = default;
 
 bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == tableView_ && event->type() == QEvent::Resize) {
-        // This filter runs before the table has its new size, so the column is updated right afterwards.
-        QMetaObject::invokeMethod(
-            this, [this] { updateLineColumnWidth(); }, Qt::QueuedConnection);
-    }
     if (watched == tableView_ && event->type() == QEvent::Hide)
         dataSource_->viewHidden();
     else if (watched == tableView_ && event->type() == QEvent::Show)
@@ -157,7 +127,7 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
     if (rows.isOtherContent)
         tableView_->clearSelection(); // its rows now mean other lines
     endFollower_->whileRowsChange(followsEnd(), [&] {
-        updateLineNumberColumn();
+        appearance_->updateLineNumberColumn();
         tableView_->setRowCount(dataSource_->numberOfRows());
         tableView_->rowsChanged(std::max<qint64>(0, rows.idx.location - dataSource_->rowStart()));
     });
@@ -366,97 +336,14 @@ void LogViewController::toggleLineMarkMenuAction() {
     lineMarker_->setMarks(rows, !allMarked);
 }
 
-// ---- Appearance
+// ---- How lines are shown
 
 void LogViewController::handleUserDefaultsChanged(const QString& key) {
-    auto& preferences = Preferences::shared();
-    if (key == preferences.keyLogViewFont) {
-        dataSource_->invalidateRows();
-        LogZoom::shared().reset(); // show the size that was chosen
-        applyFont();
-    } else if (key == preferences.keyLogViewFGColor || key == preferences.keyLogViewBGColor) {
-        dataSource_->invalidateRows();
-        applyColors();
-        tableView_->redecorate();
-    } else if (key == preferences.keyLogViewLineNumberFGColor) {
-        applyColors();
-    } else if (key == preferences.keyShowLineNumbers) {
-        setShowsLineNumbers(preferences.showLineNumbers());
-    } else if (key == preferences.keyQuickHighlightSelection) {
-        dataSource_->setQuickHighlightEnabled(preferences.quickHighlightSelection());
-        quickHighlightSelection();
-    }
-}
-
-void LogViewController::applyFont() {
-    tableView_->delegate().setFont(LogZoom::shared().shownFont());
-    updateLineNumberColumn();
-    updateLineColumnWidth();
-    tableView_->layoutChanged();
-}
-
-void LogViewController::applyColors() {
     const auto& preferences = Preferences::shared();
-    tableView_->setColors({preferences.logViewBackground(), preferences.logViewForeground(),
-                           preferences.logViewLineNumViewForeground(), unchosenColors()});
-}
-
-void LogViewController::updateLineNumberColumn() {
-    const qint64 largest = std::max<qint64>(1, dataSource_->rowCount());
-    const int digits = std::max(fewestDigits, static_cast<int>(QString::number(largest).size()));
-    const qreal width = std::ceil(digits * tableView_->delegate().metrics().cellWidth() + numberPadding);
-    if (lineNumTableCol_) {
-        lineNumTableCol_->width = width;
+    if (key != preferences.keyQuickHighlightSelection)
         return;
-    }
-    const auto shown = tableView_->column(cell::lineNum);
-    if (shown == tableView_->columns().end() || shown->width == width)
-        return;
-    tableView_->setColumnWidth(cell::lineNum, width);
-    updateLineColumnWidth();
-}
-
-void LogViewController::updateLineColumnWidth() {
-    if (!wrappingLines_)
-        return;
-    qreal width = tableView_->viewport()->width() - sidebarWidth_ - tableView_->column(cell::lineMark)->width;
-    if (tableView_->columns().size() == 3)
-        width -= tableView_->column(cell::lineNum)->width;
-    if (tableView_->column(cell::line)->width == width)
-        return;
-    tableView_->setColumnWidth(cell::line, width);
-    tableView_->layoutChanged();
-}
-
-void LogViewController::setWrappingLines(bool wrapping) {
-    if (wrapping == wrappingLines_)
-        return;
-    wrappingLines_ = wrapping;
-    document_->setWrapping(wrapping);
-    Preferences::shared().setWrapLines(wrapping, document_->settingsId());
-    tableView_->delegate().setWrapping(wrapping);
-    updateLineColumnWidth();
-    tableView_->layoutChanged();
-    Q_EMIT wrappingChanged();
-}
-
-bool LogViewController::showsLineNumbers() const {
-    return !lineNumTableCol_;
-}
-
-void LogViewController::setShowsLineNumbers(bool shows) {
-    if (shows == showsLineNumbers())
-        return;
-    if (!shows) {
-        lineNumTableCol_ = tableView_->takeColumn(cell::lineNum);
-    } else {
-        tableView_->addColumn(*std::exchange(lineNumTableCol_, std::nullopt));
-        tableView_->moveColumn(2, 1);
-        updateLineNumberColumn();
-    }
-    updateLineColumnWidth();
-    tableView_->layoutChanged();
-    Q_EMIT lineNumbersChanged();
+    dataSource_->setQuickHighlightEnabled(preferences.quickHighlightSelection());
+    quickHighlightSelection();
 }
 
 bool LogViewController::quickHighlightEnabled() const {
@@ -513,40 +400,6 @@ QStringList LogViewController::visibleLines() const {
             lines.append(line->line.string());
     }
     return lines;
-}
-
-bool LogViewController::hasInvalidLines() const {
-    return dataSource_->hasInvalidLines();
-}
-
-// ---- Copying
-
-bool LogViewController::canCopy() const {
-    return tableView_->textSelection().has_value() || !tableView_->selection().isEmpty();
-}
-
-void LogViewController::selectAll() {
-    tableView_->selectAll();
-}
-
-bool LogViewController::canCopyRows() const {
-    return !tableView_->textSelection() && !tableView_->selection().isEmpty();
-}
-
-void LogViewController::copySelection(LineCopier::HiddenLines hidden) {
-    if (tableView_->textSelection()) {
-        QApplication::clipboard()->setText(tableView_->selectedText());
-        return;
-    }
-    std::vector<RowSelection::Range> lines;
-    for (const auto& range : tableView_->selection().ranges())
-        lines.push_back({dataSource_->rowStart() + range.first, dataSource_->rowStart() + range.last});
-    if (!lines.empty())
-        copier_->copy(std::move(lines), hidden);
-}
-
-void LogViewController::cancelCopy() {
-    copier_->cancel();
 }
 
 } // namespace korvane

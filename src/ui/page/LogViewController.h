@@ -4,7 +4,6 @@
 #include "foundation/archive/UserDefaults.h"
 #include "foundation/notices/Notice.h"
 #include "ui/logtable/LogTableView.h"
-#include "ui/page/LineCopier.h"
 
 #include <QObject>
 
@@ -20,7 +19,9 @@ namespace korvane {
 class AlertPresenter;
 class Document;
 class EndFollower;
+class LineCopier;
 class LineMarker;
+class LogAppearance;
 class LogSearch;
 class PrimarySelection;
 class TailDataSourceProtocol;
@@ -42,6 +43,8 @@ public:
     ViewPlace& viewPlace() { return *viewPlace_; }
     const ViewPlace& viewPlace() const { return *viewPlace_; }
     LineMarker& lineMarker() { return *lineMarker_; }
+    LogAppearance& appearance() { return *appearance_; }
+    LineCopier& copier() { return *copier_; }
     /// The table's context menu; set by the window, not owned.
     void setContextMenu(QMenu* menu) { contextMenu_ = menu; }
 
@@ -72,11 +75,6 @@ public:
     /// Marks the selected lines, or removes their marks when all of them are marked.
     void toggleLineMarkMenuAction();
 
-    bool wrappingLines() const { return wrappingLines_; }
-    /// Also remembered for this file.
-    void setWrappingLines(bool wrapping);
-    bool showsLineNumbers() const;
-    void setShowsLineNumbers(bool shows);
     bool quickHighlightEnabled() const;
     void setQuickHighlightEnabled(bool enabled);
     void setEncodingChoice(EncodingChoice choice);
@@ -87,19 +85,6 @@ public:
     QString textForNewRule() const;
     /// The texts of the visible lines, as far as they are loaded.
     QStringList visibleLines() const;
-    /// The visible rows hold bytes that are not valid in the file's encoding.
-    bool hasInvalidLines() const;
-
-    /// Copies the selected text, or the selected lines as a whole, to the clipboard.
-    void copySelection(LineCopier::HiddenLines hidden = LineCopier::HiddenLines::LeftOut);
-    bool canCopy() const;
-    /// Whole lines are selected.
-    bool canCopyRows() const;
-    void cancelCopy();
-    void selectAll();
-
-    /// Call when the window's size has changed: the line column takes the width that the others leave.
-    void updateLineColumnWidth();
 
 Q_SIGNALS:
     void rowCountChanged();
@@ -107,11 +92,7 @@ Q_SIGNALS:
     void linesArrived(qint64 count);
     /// A page has been loaded, or loading it has failed.
     void rowsArrived();
-    void wrappingChanged();
-    void lineNumbersChanged();
     void selectionChanged();
-    /// Progress of a copy in the background: percent done, or -1 when it has ended.
-    void copyProgress(int percent);
     void userMessage(const QString& text);
     /// The message no longer holds.
     void userMessageOver(const QString& text);
@@ -131,10 +112,7 @@ private:
     /// The table shows other rows of the same file.
     void rowStartChanged();
     void handleUserDefaultsChanged(const QString& key);
-    void applyFont();
-    void applyColors();
     void quickHighlightSelection();
-    void updateLineNumberColumn();
     void lineMarkColClicked(qint64 row);
     void observeLineMarks();
     void showSearchMessage(const QString& text);
@@ -150,16 +128,13 @@ private:
     EndFollower* endFollower_;
     ViewPlace* viewPlace_;
     QMenu* contextMenu_ = nullptr;
-    bool wrappingLines_ = false;
-    /// Kept while the column is not shown.
-    std::optional<LogTableView::Column> lineNumTableCol_;
-    qreal sidebarWidth_ = 0;
     /// Result of the last search.
     QString searchMessage_;
 
     LineMarker* lineMarker_;
     PrimarySelection* primarySelection_;
     LineCopier* copier_;
+    LogAppearance* appearance_ = nullptr;
 
     Notice<QString> quickHighlightTextSelected_{"QuickHighlightTextSelectedNotification"};
     Subscriptions subscriptions_;

@@ -13,6 +13,7 @@
 #include "ui/page/EncodingMenu.h"
 #include "ui/page/FileInfoPopover.h"
 #include "ui/page/FooterViewController.h"
+#include "ui/page/LineCopier.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/NoticeStrip.h"
 #include "ui/page/ViewPlace.h"
@@ -76,8 +77,8 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         if (document_->connectionState() == ConnectionState::Local)
             Q_EMIT loadCancelled();
     });
-    connect(copyStrip_, &ProgressStrip::cancelled, this, [this] { logView_->cancelCopy(); });
-    connect(logView_, &LogViewController::copyProgress, this, [this](int percent) {
+    connect(copyStrip_, &ProgressStrip::cancelled, this, [this] { logView_->copier().cancel(); });
+    connect(&logView_->copier(), &LineCopier::progress, this, [this](int percent) {
         if (percent < 0)
             copyStrip_->finish({});
         else
@@ -252,7 +253,7 @@ void MainWindowController::updateFooter() {
 }
 
 void MainWindowController::showNotices() {
-    notices_.setHasInvalidLines(logView_->hasInvalidLines());
+    notices_.setHasInvalidLines(document_->dataSource()->hasInvalidLines());
     noticeStrip_->showNotice(notices_.current());
     emptyReason_->setText(document_->openFault());
     placeEmptyReason();

@@ -5,6 +5,7 @@
 #include "documents/Document.h"
 #include "foundation/FilePath.h"
 #include "ui/desktop/ExternalProgram.h"
+#include "ui/page/LogAppearance.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
 #include "ui/tabs/DocumentTab.h"
@@ -119,8 +120,9 @@ DocumentTab* MainWindow::addTab(const QUrl& url) {
 
 void MainWindow::addPage(MainWindowController* page) {
     page->logView().setContextMenu(actions_->contextMenu());
-    for (const auto signal : {&LogViewController::wrappingChanged, &LogViewController::lineNumbersChanged,
-                              &LogViewController::selectionChanged, &LogViewController::rowCountChanged})
+    for (const auto signal : {&LogAppearance::wrappingChanged, &LogAppearance::lineNumbersChanged})
+        connect(&page->logView().appearance(), signal, actions_, &WindowActions::update);
+    for (const auto signal : {&LogViewController::selectionChanged, &LogViewController::rowCountChanged})
         connect(&page->logView(), signal, actions_, &WindowActions::update);
     connect(page, &MainWindowController::tailingChanged, actions_, &WindowActions::update);
     connect(page, &MainWindowController::connectionChanged, actions_, &WindowActions::update);

@@ -8,7 +8,9 @@
 #include "foundation/FilePath.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
 #include "ui/page/EncodingMenu.h"
+#include "ui/page/LineCopier.h"
 #include "ui/page/LineMarker.h"
+#include "ui/page/LogAppearance.h"
 #include "ui/page/LogSearch.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/LogZoom.h"
@@ -148,12 +150,14 @@ void WindowActions::showRecentFiles() {
 void WindowActions::makeEditMenu() {
     QMenu& menu = addMenu(tr("&Edit"));
     copy_ = addPageAction(menu, tr("&Copy"), QKeySequence::Copy,
-                          [](MainWindowController& page) { page.logView().copySelection(); });
-    copyWithHidden_ = addPageAction(
-        menu, tr("Copy with &Hidden Lines"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C),
-        [](MainWindowController& page) { page.logView().copySelection(LineCopier::HiddenLines::Included); });
+                          [](MainWindowController& page) { page.logView().copier().copySelection(); });
+    copyWithHidden_ =
+        addPageAction(menu, tr("Copy with &Hidden Lines"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C),
+                      [](MainWindowController& page) {
+                          page.logView().copier().copySelection(LineCopier::HiddenLines::Included);
+                      });
     selectAll_ = addPageAction(menu, tr("Select &All"), QKeySequence::SelectAll,
-                               [](MainWindowController& page) { page.logView().selectAll(); });
+                               [](MainWindowController& page) { page.logView().tableView().selectAll(); });
     menu.addSeparator();
     addPageAction(menu, tr("&Find…"), QKeySequence::Find, [this](MainWindowController&) { editSearch(); });
     const auto find = [this](void (LogSearch::*search)()) {
@@ -188,15 +192,17 @@ void WindowActions::makeViewMenu() {
     menu.addSeparator();
     sidebar_ = menu.addAction(tr("Hide &Sidebar"), QKeySequence(Qt::Key_F9), this,
                               [this] { window_.setSidebarShown(!window_.isSidebarShown()); });
-    wrap_ = addPageAction(
-        menu, tr("&Wrap Lines"), QKeySequence(Qt::ALT | Qt::Key_Z),
-        [](MainWindowController& page) { page.logView().setWrappingLines(!page.logView().wrappingLines()); });
+    wrap_ = addPageAction(menu, tr("&Wrap Lines"), QKeySequence(Qt::ALT | Qt::Key_Z),
+                          [](MainWindowController& page) {
+                              LogAppearance& look = page.logView().appearance();
+                              look.setWrappingLines(!look.wrappingLines());
+                          });
     wrap_->setCheckable(true);
-    lineNumbers_ =
-        addPageAction(menu, tr("Hide Line &Numbers"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L),
-                      [](MainWindowController& page) {
-                          Preferences::shared().setShowLineNumbers(!page.logView().showsLineNumbers());
-                      });
+    lineNumbers_ = addPageAction(
+        menu, tr("Hide Line &Numbers"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L),
+        [](MainWindowController& page) {
+            Preferences::shared().setShowLineNumbers(!page.logView().appearance().showsLineNumbers());
+        });
     quickHighlight_ =
         addPageAction(menu, tr("&Highlight Selected Text"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_H),
                       [](MainWindowController& page) {
@@ -392,11 +398,12 @@ void WindowActions::update() {
     if (!page)
         return;
     LogViewController& logView = page->logView();
-    copy_->setEnabled(logView.canCopy());
-    copyWithHidden_->setEnabled(logView.canCopyRows());
+    copy_->setEnabled(logView.copier().canCopy());
+    copyWithHidden_->setEnabled(logView.copier().canCopyLines());
     showAllLines_->setEnabled(logView.hasClearedLines());
-    wrap_->setChecked(logView.wrappingLines());
-    lineNumbers_->setText(logView.showsLineNumbers() ? tr("Hide Line &Numbers") : tr("Show Line &Numbers"));
+    wrap_->setChecked(logView.appearance().wrappingLines());
+    lineNumbers_->setText(logView.appearance().showsLineNumbers() ? tr("Hide Line &Numbers")
+                                                                  : tr("Show Line &Numbers"));
     quickHighlight_->setChecked(logView.quickHighlightEnabled());
     encodings_->setChoosable(page->document()->hasEncodingChoice());
     encodings_->setChoice(page->document()->encodingChoice());

@@ -8,6 +8,7 @@
 #include "ui/logtable/FakeDataSource.h"
 #include "ui/page/GotoLineViewController.h"
 #include "ui/page/LineCopier.h"
+#include "ui/page/LogAppearance.h"
 #include "ui/page/LogZoom.h"
 #include "ui/page/ViewPlace.h"
 
@@ -74,7 +75,7 @@ TEST_F(LogViewControllerTest, ReadingAnewAndAnotherLayoutKeepThePlace) {
     ASSERT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
     EXPECT_TRUE(until([&] { return table.firstVisibleRow() == 60'000; })) << table.firstVisibleRow();
     table.scrollToEnd();
-    page->logView().setWrappingLines(true);
+    page->logView().appearance().setWrappingLines(true);
     EXPECT_TRUE(until([&] { return isShown(*page) && table.isAtEnd(); }));
     LogZoom::shared().change(2);
     EXPECT_TRUE(table.isAtEnd());
@@ -132,8 +133,8 @@ public:
 
 TEST_F(LogViewControllerTest, ALargeCopyIsAskedAboutAndATooLargeOneRefused) {
     const auto source = std::make_shared<SizedDataSource>();
-    QWidget window;
-    LineCopier copier(source, alerts_, window);
+    LogTableView table(nullptr);
+    LineCopier copier(source, alerts_, table);
     for (const auto& [bytes, answer, alerts, expected] : Rows<std::uint64_t, int, std::size_t, QString>{
              {LineCopier::largeCopyBytes, 1, 0, u"copied"_s},
              {LineCopier::largeCopyBytes + 1, 1, 1, u"kept"_s},
@@ -186,7 +187,7 @@ TEST_F(LogViewControllerTest, TheGoToLinePanelTakesOnlyLinesThatExist) {
 
 TEST_F(LogViewControllerTest, LineNumbersGoAndComeBackInTheirPlace) {
     MainWindowController* page = open(numberedLines(100));
-    page->logView().setWrappingLines(true);
+    page->logView().appearance().setWrappingLines(true);
     const auto widths = [&] {
         QStringList all;
         for (const auto& column : tableOf(page).columns())
@@ -222,15 +223,15 @@ TEST_F(LogViewControllerTest, FontAndColoursReachEveryOpenViewAtOnce) {
 TEST_F(LogViewControllerTest, WrappingIsRememberedForTheFile) {
     const TemporaryFile file(QByteArray(3000, 'x') + "\nshort\n");
     MainWindowController* page = open(file);
-    EXPECT_FALSE(page->logView().wrappingLines());
+    EXPECT_FALSE(page->logView().appearance().wrappingLines());
     const qreal one = tableOf(page).delegate().heightOfRow(0);
-    page->logView().setWrappingLines(true);
+    page->logView().appearance().setWrappingLines(true);
     EXPECT_GT(tableOf(page).delegate().heightOfRow(0), 10 * one);
     documents_.closeDocument(page->document());
-    EXPECT_TRUE(open(file)->logView().wrappingLines());
-    EXPECT_FALSE(open("x\n", "other.log")->logView().wrappingLines());
+    EXPECT_TRUE(open(file)->logView().appearance().wrappingLines());
+    EXPECT_FALSE(open("x\n", "other.log")->logView().appearance().wrappingLines());
     Preferences::shared().setWrapLines(true);
-    EXPECT_TRUE(open("x\n", "third.log")->logView().wrappingLines())
+    EXPECT_TRUE(open("x\n", "third.log")->logView().appearance().wrappingLines())
         << "a file without its own setting follows the global one";
 }
 
@@ -260,15 +261,15 @@ TEST_F(LogViewControllerTest, CopyTakesSelectedTextOrWholeLinesFromTheFile) {
     MainWindowController* page = open(numberedLines(20000));
     LogTableView& table = tableOf(page);
     QApplication::clipboard()->clear();
-    page->logView().copySelection();
+    page->logView().copier().copySelection();
     EXPECT_TRUE(clipboard().isEmpty());
     table.selectAll();
-    page->logView().copySelection();
+    page->logView().copier().copySelection();
     ASSERT_TRUE(until([&] { return !clipboard().isEmpty(); }));
     EXPECT_EQ(clipboard().toLatin1(), numberedLines(20000)) << "also lines that no page has loaded";
     table.selectRow(6);
     QTest::keyClick(&table, Qt::Key_Down, Qt::ShiftModifier);
-    page->logView().copySelection();
+    page->logView().copier().copySelection();
     ASSERT_TRUE(until([&] { return clipboard() == u"line 7\nline 8"_s; }));
 }
 
@@ -283,11 +284,11 @@ TEST_F(LogViewControllerTest, RowsThatRulesHideAreCopiedOnlyOnRequest) {
     QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
     const auto copied = [&](LineCopier::HiddenLines hidden) {
         messages.clear();
-        page->logView().copySelection(hidden);
+        page->logView().copier().copySelection(hidden);
         EXPECT_TRUE(until([&] { return !messages.empty(); }));
         return clipboard().count(u'\n') + 1;
     };
-    page->logView().selectAll();
+    page->logView().tableView().selectAll();
     EXPECT_EQ(copied(LineCopier::HiddenLines::LeftOut), 10'800) << "also of pages never shown";
     EXPECT_FALSE(clipboard().contains(u"line 9\n"_s));
     EXPECT_TRUE(messages.front().front().toString().contains(QLocale().toString(1200)));
@@ -302,13 +303,13 @@ TEST_F(LogViewControllerTest, OneBadByteIsExplainedAndLeavesTheOtherLinesAsTheyA
                              QByteArray(700, 'x').replace("xxxxxxx", "valid\n") + "bad \xFF\xFE\xFA byte\n");
     MainWindowController* page = open(file);
     page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::utf8});
-    ASSERT_TRUE(until([&] { return page->logView().hasInvalidLines(); }));
+    ASSERT_TRUE(until([&] { return page->document()->dataSource()->hasInvalidLines(); }));
     EXPECT_EQ(textOfRow(*page, 0), u"café good first line"_s);
     const qint64 bad = page->logView().lineCount() - 2;
     page->logView().setEncodingChoice({EncodingChoice::Kind::LenientUtf8, encoding::utf8});
     page->logView().goToLine(bad + 1);
     ASSERT_TRUE(until([&] { return textOfRow(*page, bad).contains(QChar(0xFFFD)); }));
-    EXPECT_FALSE(page->logView().hasInvalidLines());
+    EXPECT_FALSE(page->document()->dataSource()->hasInvalidLines());
     page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::isoLatin1});
     ASSERT_TRUE(until([&] { return textOfRow(*page, bad) == u"bad ÿþú byte"_s; }));
 }

@@ -7,6 +7,7 @@
 #include "ui/AppFixture.h"
 #include "ui/hosts/RemoteBrowsing.h"
 #include "ui/hosts/RemoteColumnView.h"
+#include "ui/page/LineCopier.h"
 #include "ui/page/LogSearch.h"
 #include "ui/window/BookmarksOutlineViewController.h"
 #include "ui/window/Snapshot.h"
@@ -50,9 +51,9 @@ TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
     EXPECT_EQ(textOfRow(*page, 21'999), u"line 22000"_s);
     EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(10'000));
 
-    view.selectAll();
+    view.tableView().selectAll();
     QApplication::clipboard()->clear();
-    view.copySelection();
+    view.copier().copySelection();
     ASSERT_TRUE(until([] { return !QApplication::clipboard()->text().isEmpty(); }));
     EXPECT_EQ(QApplication::clipboard()->text().toUtf8(), numberedLines(22'345));
 
@@ -108,8 +109,8 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
     EXPECT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(tableOf(page).rowCount(), 20'000);
     client_->setFails(true);
-    page->logView().selectAll();
-    page->logView().copySelection();
+    page->logView().tableView().selectAll();
+    page->logView().copier().copySelection();
     EXPECT_TRUE(until([&] { return saysBeginning(page, u"5,000 of 20,000 lines copied"_s); }));
 
     const LogTableView& table = tableOf(page);

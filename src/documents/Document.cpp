@@ -1,5 +1,6 @@
 #include "documents/Document.h"
 
+#include "core/FileObserverProtocol.h"
 #include "foundation/FilePath.h"
 
 namespace korvane {
@@ -7,6 +8,11 @@ namespace korvane {
 void Document::setLoadState(LoadState state) {
     if (loadState_.enter(state))
         notices().loadStateChanged.post();
+}
+
+bool Document::isFollowed() const {
+    const auto observer = isClosed() ? nullptr : logFileObserver();
+    return observer && observer->isTailing();
 }
 
 QString Document::displayName() const {

@@ -73,6 +73,8 @@ public:
     virtual QString openFault() const = 0;
     /// Reports that the file is read in another way than the user has set, and why; empty otherwise.
     virtual QString readingNote() const { return {}; }
+    /// Whether a monitor follows the file now.
+    bool isFollowed() const;
     /// Checks in the background whether the file is still the one that was opened, and reports on the main
     /// thread unless the document has been closed. Does nothing while an earlier check is under way.
     virtual void checkFile(std::function<void(FileFault)> report) = 0;

@@ -1,7 +1,6 @@
 #include "ui/page/LogViewController.h"
 
 #include "bookmarks/FileBasedBookmarksManager.h"
-#include "core/FileObserverProtocol.h"
 #include "core/Preferences.h"
 #include "core/RowsUpdatedNotificationObject.h"
 #include "core/TailDataSourceProtocol.h"
@@ -142,9 +141,8 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
 }
 
 bool LogViewController::followsEnd() const {
-    const auto observer = document_->logFileObserver();
     // While a file is being read the view stays at its first line, unless the user has gone to the end.
-    return observer && observer->isTailing() && (!document_->isLoading() || endFollower_->isAtEnd());
+    return document_->isFollowed() && (!document_->isLoading() || endFollower_->isAtEnd());
 }
 
 void LogViewController::requestVisiblePages() {

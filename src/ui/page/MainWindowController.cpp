@@ -4,6 +4,7 @@
 #include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
+#include "documents/FileWatch.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
 #include "ui/desktop/EmailComposer.h"
@@ -38,7 +39,6 @@ using namespace std::chrono_literals;
 constexpr auto progressInterval = 50ms;
 /// Delay before progress is shown; shorter loads show none.
 constexpr auto progressDelay = 300ms;
-constexpr auto fileCheckInterval = 1500ms;
 
 } // namespace
 
@@ -90,9 +90,13 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
             [this](const QString& text) { showUserUpdate(text); });
     connect(logView_, &LogViewController::userMessageOver, footer_, &FooterViewController::endUserUpdate);
     connect(&progressTimer_, &QTimer::timeout, this, [this] { updateProgress(); });
-    connect(&fileTimer_, &QTimer::timeout, this, [this] { checkFile(); });
+    auto* const fileWatch = new FileWatch(
+        document_, [this] { return isVisible() && !window()->isMinimized(); }, this);
+    connect(fileWatch, &FileWatch::checked, this, [this](FileFault fault) {
+        notices_.setFault(fault);
+        updateFooter();
+    });
     connect(footer_, &FooterViewController::fileInfoRequested, this, [this] { showFileInfo(); });
-    fileTimer_.start(fileCheckInterval);
 
     DocumentNotices& notices = document_->notices();
     subscriptions_.push_back(notices.loadStateChanged.subscribe([this] { loadStateChanged(); }));
@@ -334,8 +338,7 @@ void MainWindowController::chooseEncoding() {
 // ---- Following
 
 bool MainWindowController::isTailing() const {
-    const auto observer = document_->isClosed() ? nullptr : document_->logFileObserver();
-    return observer && observer->isTailing();
+    return document_->isFollowed();
 }
 
 void MainWindowController::startTailing() {
@@ -356,20 +359,6 @@ void MainWindowController::tailingHasChanged() {
 void MainWindowController::fileStatusChanged(FileStatus status) {
     notices_.setStatus(status, QTime::currentTime());
     updateFooter();
-}
-
-void MainWindowController::checkFile() {
-    if (isVisible() && !window()->isMinimized())
-        document_->stayConnected();
-    if (isTailing())
-        return;
-    QPointer<MainWindowController> self(this);
-    document_->checkFile([self](FileFault fault) {
-        if (!self || self->isTailing())
-            return;
-        self->notices_.setFault(fault);
-        self->updateFooter();
-    });
 }
 
 } // namespace korvane

@@ -95,7 +95,6 @@ private:
     void takeSlowRules();
     void showConnection();
     void placeEmptyReason();
-    void checkFile();
     void tailingHasChanged();
     void fileStatusChanged(FileStatus status);
 
@@ -110,7 +109,6 @@ private:
     FooterViewController* footer_;
     /// Updates the progress bar while the file is loading.
     QTimer progressTimer_;
-    QTimer fileTimer_;
     QString sourceStatus_;
     FileNotices notices_;
     bool hasLoaded_ = false;

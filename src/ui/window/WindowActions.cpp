@@ -322,8 +322,8 @@ void WindowActions::makeContextMenu() {
 void WindowActions::editSearch() {
     QString text;
     // Preset the field with the selected text.
-    if (const MainWindowController* page = window_.currentPage())
-        text = const_cast<MainWindowController*>(page)->logView().tableView().selectedText();
+    if (MainWindowController* page = window_.currentPage())
+        text = page->logView().tableView().selectedText();
     toolBar_.editSearch(text.trimmed());
 }
 
@@ -391,7 +391,7 @@ void WindowActions::update() {
     }
     if (!page)
         return;
-    LogViewController& logView = page->logView();
+    const LogViewController& logView = page->logView();
     copy_->setEnabled(logView.canCopy());
     copyWithHidden_->setEnabled(logView.canCopyRows());
     showAllLines_->setEnabled(logView.hasClearedLines());

@@ -203,7 +203,7 @@ void LogViewController::visibleRowsChanged() {
     const qint64 last = std::max(first, tableView_->lastVisibleRow());
     const qint64 margin = 3 * (last - first + 1);
     dataSource_->dropRequestsOutside(std::max<qint64>(0, first - margin), last + margin);
-    QPointer<LogViewController> self(this);
+    const QPointer<LogViewController> self(this);
     // The neighbours are requested after the visible rows.
     QMetaObject::invokeMethod(
         this,
@@ -370,19 +370,19 @@ void LogViewController::toggleLineMarkMenuAction() {
 
 void LogViewController::handleUserDefaultsChanged(const QString& key) {
     auto& preferences = Preferences::shared();
-    if (key == preferences.keyLogViewFont) {
+    if (key == Preferences::keyLogViewFont) {
         dataSource_->invalidateRows();
         LogZoom::shared().reset(); // show the size that was chosen
         applyFont();
-    } else if (key == preferences.keyLogViewFGColor || key == preferences.keyLogViewBGColor) {
+    } else if (key == Preferences::keyLogViewFGColor || key == Preferences::keyLogViewBGColor) {
         dataSource_->invalidateRows();
         applyColors();
         tableView_->redecorate();
-    } else if (key == preferences.keyLogViewLineNumberFGColor) {
+    } else if (key == Preferences::keyLogViewLineNumberFGColor) {
         applyColors();
-    } else if (key == preferences.keyShowLineNumbers) {
+    } else if (key == Preferences::keyShowLineNumbers) {
         setShowsLineNumbers(preferences.showLineNumbers());
-    } else if (key == preferences.keyQuickHighlightSelection) {
+    } else if (key == Preferences::keyQuickHighlightSelection) {
         dataSource_->setQuickHighlightEnabled(preferences.quickHighlightSelection());
         quickHighlightSelection();
     }

@@ -109,7 +109,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     }));
     takeSlowRules();
     preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
-        if (key == Preferences::shared().keyPollingInterval)
+        if (key == Preferences::keyPollingInterval)
             updateFooter();
     });
     connect(connectionStrip_, &ConnectionStrip::connectRequested, this,
@@ -362,7 +362,7 @@ void MainWindowController::checkFile() {
         document_->stayConnected();
     if (isTailing())
         return;
-    QPointer<MainWindowController> self(this);
+    const QPointer<MainWindowController> self(this);
     document_->checkFile([self](FileFault fault) {
         if (!self || self->isTailing())
             return;

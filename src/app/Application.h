@@ -41,8 +41,8 @@ private:
     /// Opens the files of the command line, in front of those of the last session.
     void openFirstFiles();
     /// False when there is nothing to show.
-    bool open(const OpenRequest::File& file);
-    std::shared_ptr<Document> openPipe(const OpenRequest::File& file);
+    bool open(const OpenRequest::File& request);
+    std::shared_ptr<Document> openPipe(const OpenRequest::File& request);
     /// Opens the files of a later start.
     void serve(OpenRequest request);
     /// Runs the event loop, and serves later starts until the program is certain to end.

@@ -146,7 +146,7 @@ void RequestServer::accept() {
 }
 
 void RequestServer::read(Connection& connection) {
-    Connection::State state = connection.read();
+    const Connection::State state = connection.read();
     if (state == Connection::State::Incomplete)
         return;
     std::optional<OpenRequest> request;

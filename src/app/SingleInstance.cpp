@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <thread>
+#include <utility>
 
 namespace korvane {
 namespace {
@@ -58,6 +59,7 @@ bool waitUntilReady(int socket, short events, Clock::time_point end) {
 
 /// Sends the bytes, with the descriptors beside the first of them.
 ssize_t sendSome(int socket, QByteArrayView bytes, const std::vector<int>& descriptors) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): sendmsg only reads the bytes.
     iovec part{const_cast<char*>(bytes.data()), static_cast<std::size_t>(bytes.size())};
     msghdr header{};
     header.msg_iov = &part;
@@ -113,8 +115,8 @@ Answer exchange(int socket, const OpenRequest::Message& message, Clock::time_poi
 
 } // namespace
 
-SingleInstance::SingleInstance(const InstancePlace& place, const MakeMessage& makeMessage, Patience patience)
-    : place_(place), role_(findRole(makeMessage, patience)) {
+SingleInstance::SingleInstance(InstancePlace place, const MakeMessage& makeMessage, Patience patience)
+    : place_(std::move(place)), role_(findRole(makeMessage, patience)) {
     if (role_ != Role::First)
         lock_.close();
 }

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <functional>
+#include <utility>
 
 namespace korvane {
 
@@ -46,9 +47,9 @@ public:
     /// the construction.
     using MakeMessage = std::function<OpenRequest::Message()>;
 
-    SingleInstance(const InstancePlace& place, const MakeMessage& makeMessage, Patience patience);
-    SingleInstance(const InstancePlace& place, const MakeMessage& makeMessage)
-        : SingleInstance(place, makeMessage, Patience()) {}
+    SingleInstance(InstancePlace place, const MakeMessage& makeMessage, Patience patience);
+    SingleInstance(InstancePlace place, const MakeMessage& makeMessage)
+        : SingleInstance(std::move(place), makeMessage, Patience()) {}
     ~SingleInstance() { release(); }
     SingleInstance(const SingleInstance&) = delete;
     SingleInstance& operator=(const SingleInstance&) = delete;

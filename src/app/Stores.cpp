@@ -67,7 +67,7 @@ bool checkSettings(Preferences& preferences, const StoreFaultQuestion& ask) {
     while (!preferences.hasLogViewFont()) {
         const QString text = QCoreApplication::translate(
             "Stores", "“%1” in the settings file “%2” is not the name of a font.");
-        if (!ask({0, {}, text.arg(preferences.keyLogViewFont, path)}))
+        if (!ask({0, {}, text.arg(Preferences::keyLogViewFont, path)}))
             return false;
         const Status kept = keepCopy(path);
         if (kept)

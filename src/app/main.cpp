@@ -114,7 +114,7 @@ int main(int argc, char** argv) {
         toolkitArguments.push_back(argument.data());
     toolkitArguments.push_back(nullptr);
     int count = static_cast<int>(toolkit.size());
-    QApplication toolkitApplication(count, toolkitArguments.data());
+    const QApplication toolkitApplication(count, toolkitArguments.data());
     korvane::translations::install();
     QApplication::setApplicationName(QStringLiteral("korvane"));
     QApplication::setApplicationDisplayName(QStringLiteral("Korvane"));

@@ -45,7 +45,7 @@ public:
     bool isLocal() const;
     /// Whether this is a bookmark of the file: both local or both remote, with the same path and server. User
     /// and port are not compared.
-    bool matches(const QUrl& url) const;
+    bool matches(const QUrl& other) const;
 
 private:
     QString name_;

@@ -44,6 +44,7 @@ void BookmarkOutlineViewDataSource::rebuild() {
     groupNodesMap_.clear();
     serverNodesMap_.clear();
     root_ = std::make_unique<BookmarkCategoryNode>(QString());
+    // NOLINTNEXTLINE(misc-const-correctness): entries are added to it.
     BookmarkTreeNode& local = root_->addChild(std::make_unique<BookmarkCategoryNode>(
         QCoreApplication::translate("BookmarkOutlineViewDataSource", "Local")));
     BookmarkTreeNode& remote = root_->addChild(std::make_unique<BookmarkCategoryNode>(

@@ -24,7 +24,7 @@ void PageMemory::add(PageStore& store) {
     if (stores_.empty())
         preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
             // Finding pages to drop takes time when there are many.
-            if (key == Preferences::shared().keyRowMemory)
+            if (key == Preferences::keyRowMemory)
                 queue_.run([this] { keepBound(); });
         });
     stores_.push_back(&store);

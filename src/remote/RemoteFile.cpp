@@ -213,7 +213,7 @@ void RemoteFile::setFault(Fault fault, const QString& text) {
     faults_[static_cast<std::size_t>(fault)] = text;
     const auto first =
         std::find_if(faults_.begin(), faults_.end(), [](const QString& one) { return !one.isEmpty(); });
-    QString told = first == faults_.end() ? QString() : *first;
+    const QString told = first == faults_.end() ? QString() : *first;
     if (std::exchange(fault_, told) == told)
         return;
     if (const auto listener = listener_.lock())

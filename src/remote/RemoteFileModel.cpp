@@ -110,8 +110,7 @@ RemoteFileNode& RemoteFileModel::nodeOf(const QModelIndex& index) const {
 }
 
 QModelIndex RemoteFileModel::indexOf(const RemoteFileNode& node) const {
-    return &node == root_.get() ? QModelIndex()
-                                : createIndex(node.row, 0, const_cast<RemoteFileNode*>(&node));
+    return &node == root_.get() ? QModelIndex() : createIndex(node.row, 0, &node);
 }
 
 QModelIndex RemoteFileModel::index(int row, int column, const QModelIndex& parent) const {
@@ -285,7 +284,7 @@ void RemoteFileModel::removeChildren(RemoteFileNode& node,
         for (int row = first; row < end; ++row)
             forget(*children[static_cast<std::size_t>(row)]);
         children.erase(children.begin() + first, children.begin() + end);
-        for (std::size_t row = static_cast<std::size_t>(first); row < children.size(); ++row)
+        for (auto row = static_cast<std::size_t>(first); row < children.size(); ++row)
             children[row]->row = static_cast<int>(row);
         endRemoveRows();
         end = first;

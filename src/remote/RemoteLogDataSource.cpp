@@ -4,6 +4,7 @@
 #include "core/RuleEnforcerProtocol.h"
 #include "core/reader/Pages.h"
 #include "core/search/CompiledSearch.h"
+#include "core/search/Direction.h"
 #include "foundation/work/MainThread.h"
 #include "remote/Client.h"
 #include "remote/RemoteFile.h"
@@ -44,6 +45,18 @@ void passLines(const std::weak_ptr<TailDataSource>& weak, RemoteReader& reader, 
         for (const DisplayLine& text : piece->lines)
             pass->look(line++, text.text);
     }
+}
+
+/// Of `texts` from index `from` to index `to`, the match that comes first in the direction; its row is the
+/// index.
+std::optional<SearchMatch> firstMatch(CompiledSearch::Matcher& matcher, const QStringList& texts, qint64 from,
+                                      qint64 to, Direction direction) {
+    const bool forwards = direction == Direction::Forwards;
+    for (qint64 at = forwards ? from : to; from <= at && at <= to; at += forwards ? 1 : -1) {
+        if (auto ranges = matcher.matchRanges(SearchedLine(texts.at(at))); !ranges.empty())
+            return SearchMatch{at, std::move(ranges)};
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -420,7 +433,8 @@ SearchOutcome RemoteLogDataSource::findNextMatch(qint64 firstRow, qint64 lastRow
         return {};
     // Lines before the first row exist, but are not in the table.
     const qint64 start = rowStart();
-    const bool forwards = firstRow <= lastRow;
+    const Direction direction = directionFrom(firstRow, lastRow);
+    const bool forwards = direction == Direction::Forwards;
     const qint64 low = start + std::max<qint64>(std::min(firstRow, lastRow), 0);
     const qint64 high = std::min(start + std::max(firstRow, lastRow), rowCount() - 1);
     const CompiledSearch search(item);
@@ -439,16 +453,11 @@ SearchOutcome RemoteLogDataSource::findNextMatch(qint64 firstRow, qint64 lastRow
                 return SearchOutcome::failed(QCoreApplication::translate(
                     "RemoteLogDataSource", "The search has stopped: the server cannot be asked for lines"));
             }
-            const qint64 from = std::max(low, line);
-            const qint64 to = std::min(high, line + piece->lines.size() - 1);
-            for (qint64 at = forwards ? from : to; from <= at && at <= to; at += forwards ? 1 : -1) {
-                auto ranges = matcher.matchRanges(SearchedLine(piece->lines.at(at - line)));
-                if (ranges.empty())
-                    continue;
-                // Backwards, a match in a later piece of the page is nearer.
-                match = SearchMatch{at, std::move(ranges)};
-                break;
-            }
+            const qint64 from = std::max<qint64>(low - line, 0);
+            const qint64 to = std::min<qint64>(high - line, piece->lines.size() - 1);
+            // Backwards, a match in a later piece of the page is nearer.
+            if (auto found = firstMatch(matcher, piece->lines, from, to, direction))
+                match = SearchMatch{line + found->row, std::move(found->results)};
             hasMore = piece->isPartial;
             line += piece->lines.size();
         }

@@ -32,10 +32,31 @@ constexpr std::chrono::seconds soFarInterval(1);
 /// Minimum number of lines for measuring the speed.
 constexpr std::size_t linesForPace = 200;
 
+std::optional<quint64> numberIn(const QByteArray& answer) {
+    bool isNumber = false;
+    const quint64 number = answer.trimmed().toULongLong(&isNumber);
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
+/// The line that the splitter has cut off, of which it keeps up to `limit` bytes; `length`: in bytes, with
+/// the newline, if the server told it.
+DisplayLine cutLine(const LineSplitter& splitter, std::uint64_t limit, std::optional<quint64> length) {
+    LineSplitter last({1, limit, std::numeric_limits<std::uint64_t>::max()});
+    last.take(splitter.unfinished());
+    last.take(QByteArrayView("\n"));
+    DisplayLine line = std::move(last.lines().front());
+    const std::uint64_t whole = length.value_or(splitter.unfinishedSize() + 1) - 1;
+    line.cutBytes +=
+        std::max(whole, splitter.unfinishedSize()) - static_cast<quint64>(splitter.unfinished().size());
+    return line;
+}
+
+} // namespace
+
 /// Compares the first arriving bytes with the expected ones, and passes on the rest.
-class MarkCheck {
+class RemoteReader::MarkCheck {
 public:
-    explicit MarkCheck(const QByteArray& mark) : left_(mark) {}
+    explicit MarkCheck(QByteArray mark) : left_(std::move(mark)) {}
 
     /// The bytes after the mark; nullopt once a byte differs.
     std::optional<QByteArrayView> take(QByteArrayView bytes) {
@@ -53,23 +74,20 @@ private:
     bool hasFailed_ = false;
 };
 
-std::optional<quint64> numberIn(const QByteArray& answer) {
-    bool isNumber = false;
-    const quint64 number = answer.trimmed().toULongLong(&isNumber);
-    return isNumber ? std::optional(number) : std::nullopt;
-}
-
-} // namespace
-
 RemoteReader::RemoteReader(std::shared_ptr<RemoteFile> file) : file_(std::move(file)) {}
 
 // ---- Lines
 
-std::optional<std::vector<DisplayLine>> RemoteReader::keptLines(qint64 first, qint64 count) const {
+std::optional<std::vector<DisplayLine>> RemoteReader::keptLines(qint64 first, qint64 count,
+                                                                LineLimit limit) const {
     const auto last = std::min(first + count, firstKept_ + std::ssize(kept_));
     if (!end_ || first < firstKept_ || first >= last)
         return std::nullopt;
     const auto at = [this](qint64 line) REQUIRES(mutex_) { return kept_.begin() + (line - firstKept_); };
+    const bool isCut =
+        std::any_of(at(first), at(last), [](const DisplayLine& line) { return line.cutBytes > 0; });
+    if (isCut && limit == LineLimit::Long)
+        return std::nullopt;
     return std::vector<DisplayLine>(at(first), at(last));
 }
 
@@ -79,12 +97,8 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     std::uint64_t content = 0;
     {
         const MutexLock guard(mutex_);
-        if (auto kept = keptLines(first, count)) {
-            const bool isCut = std::any_of(kept->begin(), kept->end(),
-                                           [](const DisplayLine& line) { return line.cutBytes > 0; });
-            if (limit == LineLimit::Shown || !isCut)
-                return Piece{*std::move(kept), false};
-        }
+        if (auto kept = keptLines(first, count, limit))
+            return Piece{*std::move(kept), false};
         if (const auto known = places_.find(first); known != places_.end() && refuted_ < mostRefuted)
             place = known->second;
         content = content_;
@@ -96,15 +110,48 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
     LineSplitter splitter(limits);
     const QByteArray mark = place ? place->before : QByteArray();
     MarkCheck check(mark);
+    const CommandUse use = limit == LineLimit::Shown ? CommandUse::Rows : CommandUse::Reading;
     const QString command =
         place ? remotecommands::linesFrom(file_->path(), place->offset - static_cast<quint64>(mark.size()),
                                           count + mark.count('\n'))
               : remotecommands::lines(file_->path(), first, count);
-    const CommandUse use = limit == LineLimit::Shown ? CommandUse::Rows : CommandUse::Reading;
+    if (!readInto(splitter, check, {command, use}, isCancelled, soFar))
+        return std::nullopt;
+    if (!check.isPassed()) {
+        reportOtherContent(content);
+        return std::nullopt;
+    }
+    Piece piece{std::move(splitter.lines()), splitter.isFull()};
+    // A line longer than a piece ends the piece; the server then gives its length.
+    const bool isCutOff = splitter.isFull() && splitter.unfinishedSize() > 0;
+    if (isCutOff) {
+        const auto length = file_->answer(
+            remotecommands::lengthOfLine(file_->path(), first + std::ssize(piece.lines)), use, isCancelled);
+        if (!length)
+            return std::nullopt;
+        piece.lines.push_back(cutLine(splitter, limits.line, numberIn(*length)));
+        piece.isPartial = std::ssize(piece.lines) < count;
+    }
+    const MutexLock guard(mutex_);
+    if (place)
+        refuted_ = 0;
+    if (content != content_)
+        return piece;
+    // From a known place, or from the start of the file, the next place is known without a search.
+    if ((place || first == 0) && !isCutOff && !piece.lines.empty())
+        places_[first + std::ssize(piece.lines)] = {(place ? place->offset : 0) + splitter.size(),
+                                                    splitter.end()};
+    if (limit == LineLimit::Shown)
+        keepIfLast(first, count, piece);
+    return piece;
+}
+
+bool RemoteReader::readInto(LineSplitter& splitter, MarkCheck& check, const Command& command,
+                            const IsCancelled& isCancelled, const SoFar& soFar) {
     auto soFarDue = std::chrono::steady_clock::now() + soFarInterval;
     std::optional<std::chrono::steady_clock::time_point> begun; // excludes the time in which the server seeks
     const bool isRead = file_->read(
-        command, use,
+        command.text, command.use,
         [&](QByteArrayView bytes) {
             if (!begun)
                 begun = std::chrono::steady_clock::now();
@@ -118,53 +165,24 @@ std::optional<RemoteReader::Piece> RemoteReader::lines(qint64 first, qint64 coun
             return goesOn;
         },
         isCancelled);
-    if (!isRead)
-        return std::nullopt;
-    if (begun)
+    if (isRead && begun)
         notePace(*begun, splitter.lines().size());
-    if (!check.isPassed()) {
-        reportOtherContent(content);
-        return std::nullopt;
-    }
-    Piece piece{std::move(splitter.lines()), splitter.isFull()};
-    std::vector<DisplayLine>& lines = piece.lines;
-    // A line longer than a piece ends the piece; the server then gives its length.
-    const bool isCutOff = splitter.isFull() && splitter.unfinishedSize() > 0;
-    if (isCutOff) {
-        const auto length = file_->answer(
-            remotecommands::lengthOfLine(file_->path(), first + std::ssize(lines)), use, isCancelled);
-        if (!length)
-            return std::nullopt;
-        LineSplitter last({1, limits.line, std::numeric_limits<std::uint64_t>::max()});
-        last.take(splitter.unfinished());
-        last.take(QByteArrayView("\n"));
-        DisplayLine line = std::move(last.lines().front());
-        const std::uint64_t whole = numberIn(*length).value_or(splitter.unfinishedSize() + 1) - 1;
-        line.cutBytes +=
-            std::max(whole, splitter.unfinishedSize()) - static_cast<quint64>(splitter.unfinished().size());
-        lines.push_back(std::move(line));
-        piece.isPartial = std::ssize(lines) < count;
-    }
-    const MutexLock guard(mutex_);
-    if (place)
-        refuted_ = 0;
-    if (content != content_)
-        return piece;
-    // From a known place, or from the start of the file, the next place is known without a search.
-    if ((place || first == 0) && !isCutOff && !lines.empty())
-        places_[first + std::ssize(lines)] = {(place ? place->offset : 0) + splitter.size(), splitter.end()};
-    if (!end_ && limit == LineLimit::Shown && std::ssize(lines) < count && !piece.isPartial) {
+    return isRead;
+}
+
+void RemoteReader::keepIfLast(qint64 first, qint64 count, const Piece& piece) {
+    const std::vector<DisplayLine>& lines = piece.lines;
+    if (!end_ && std::ssize(lines) < count && !piece.isPartial) {
         // Kept for when the end is found.
         kept_ = lines;
         firstKept_ = first;
     }
-    if (end_ && limit == LineLimit::Shown && first <= firstKept_ && first + std::ssize(lines) >= firstKept_ &&
+    if (end_ && first <= firstKept_ && first + std::ssize(lines) >= firstKept_ &&
         end_->lineCount - first <= static_cast<qint64>(mostKept)) {
         // Lines appended since then belong to the next growth.
         const auto known = std::min<qint64>(std::ssize(lines), end_->lineCount - first);
         keep(first, std::vector<DisplayLine>(lines.begin(), lines.begin() + known));
     }
-    return piece;
 }
 
 void RemoteReader::keep(qint64 first, std::vector<DisplayLine> lines) {

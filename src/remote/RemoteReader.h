@@ -2,6 +2,7 @@
 
 #include "core/reader/LogFileReaderProtocol.h"
 #include "foundation/Mutex.h"
+#include "remote/ssh/CommandUse.h"
 
 #include <QByteArray>
 
@@ -15,6 +16,7 @@
 
 namespace korvane {
 
+class LineSplitter;
 class RemoteFile;
 
 /// The lines of a file on a server, by number. Remembers where known lines begin and where the counted lines
@@ -93,7 +95,17 @@ private:
 
     /// `lineCount` lines have been read since `begun`.
     void notePace(std::chrono::steady_clock::time_point begun, std::size_t lineCount);
-    std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count) const REQUIRES(mutex_);
+    /// Kept lines from `first` on; empty if none of them is kept, or if the limit allows more of a line.
+    std::optional<std::vector<DisplayLine>> keptLines(qint64 first, qint64 count, LineLimit limit) const
+        REQUIRES(mutex_);
+    class MarkCheck;
+    struct Command {
+        QString text;
+        CommandUse use;
+    };
+    /// Passes what the command prints, after the mark, to the splitter. False if it cannot be read.
+    bool readInto(LineSplitter& splitter, MarkCheck& check, const Command& command,
+                  const IsCancelled& isCancelled, const SoFar& soFar);
     /// The file turned out different from the generation `content`; reported once for each.
     void reportOtherContent(std::uint64_t content);
     /// Bytes of the file, and its identity.
@@ -113,6 +125,9 @@ private:
     /// counted.
     void notePlaces(qint64 lineCount, quint64 offset, const QByteArray& bytes, qsizetype known)
         REQUIRES(mutex_);
+    /// Keeps the lines of the piece, `count` of them requested, if they are the last of the file or join
+    /// those.
+    void keepIfLast(qint64 first, qint64 count, const Piece& piece) REQUIRES(mutex_);
     /// Adds lines to the kept ones.
     void keep(qint64 first, std::vector<DisplayLine> lines) REQUIRES(mutex_);
 

@@ -25,6 +25,8 @@ public:
 
     explicit SFTPClient(std::shared_ptr<Client> client);
     virtual ~SFTPClient();
+    SFTPClient(const SFTPClient&) = delete;
+    SFTPClient& operator=(const SFTPClient&) = delete;
 
     virtual bool isConnected() const;
     /// Logs in if there is no connection. The error is for the user.

@@ -63,6 +63,13 @@ bool FileScan::isScanStopped() const {
     return isStopped() || scanCancelled_.load(std::memory_order_acquire);
 }
 
+bool FileScan::reportCancel(LogReaderDelegate* delegate) const {
+    const bool wasCancelled = isCancelled();
+    if (wasCancelled && delegate)
+        delegate->readerDidCancel();
+    return wasCancelled;
+}
+
 LineRange FileScan::refresh(LogReaderDelegate* delegate) {
     const MutexLock guard(mutex_);
     try {
@@ -74,11 +81,8 @@ LineRange FileScan::refresh(LogReaderDelegate* delegate) {
 }
 
 LineRange FileScan::bringUpToDate(LogReaderDelegate* delegate) {
-    if (isCancelled()) {
-        if (delegate)
-            delegate->readerDidCancel();
+    if (reportCancel(delegate))
         return {};
-    }
     const LineIndex& index = file_.index();
     const auto handle = file_.handle();
     const qint64 oldCount = index.entryCountUpTo(limit_);
@@ -111,11 +115,8 @@ LineRange FileScan::bringUpToDate(LogReaderDelegate* delegate) {
     }
     if (end == End::Stopped)
         return isStopped() ? LineRange{} : changed;
-    if (isCancelled()) {
-        if (delegate)
-            delegate->readerDidCancel();
+    if (reportCancel(delegate))
         return {};
-    }
     if (delegate)
         delegate->readerDidFinish();
     return changed;

@@ -48,6 +48,8 @@ private:
 
     bool isStopped() const;
     bool isScanStopped() const;
+    /// Whether the reader has been cancelled; if so, the delegate learns it.
+    bool reportCancel(LogReaderDelegate* delegate) const;
 
     LineRange bringUpToDate(LogReaderDelegate* delegate) REQUIRES(mutex_);
     End scan(LogReaderDelegate* delegate) REQUIRES(mutex_);

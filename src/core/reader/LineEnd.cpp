@@ -4,10 +4,10 @@
 
 namespace korvane {
 
-LineEnd LineEnd::of(StringEncoding number) {
+LineEnd LineEnd::of(StringEncoding encoding) {
     const bool isLittleEndian =
-        number == encoding::utf16LittleEndian || number == encoding::utf32LittleEndian;
-    const int size = unitSize(number);
+        encoding == encoding::utf16LittleEndian || encoding == encoding::utf32LittleEndian;
+    const int size = unitSize(encoding);
     return {static_cast<std::uint8_t>(size), size > 1 && !isLittleEndian};
 }
 

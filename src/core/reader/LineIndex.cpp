@@ -71,8 +71,7 @@ void LineIndex::packTail() {
 
 std::uint64_t* LineIndex::reserveWords(std::size_t count, unsigned bits, std::uint64_t& place) {
     if (chunks_.empty() || wordsUsed_ + count > wordsPerChunk) {
-        chunks_.push_back(
-            std::unique_ptr<Chunk>(new Chunk)); // not initialised: it is written before it is read
+        chunks_.push_back(std::make_unique_for_overwrite<Chunk>()); // it is written before it is read
         wordsUsed_ = 0;
     }
     place = (chunks_.size() - 1) << 24 | wordsUsed_ << 8 | bits;

@@ -96,29 +96,41 @@ std::optional<SearchMatch> LineSearch::findInBlocks(const CandidateSearch& candi
     while (left.begin < left.end && !isStopped()) {
         const std::uint64_t size = std::min(blockSize, left.end - left.begin);
         const Range range{forwards ? left.begin : left.end - size, forwards ? left.begin + size : left.end};
-        const std::span<char> room(block_.get(), static_cast<std::size_t>(size));
-        CandidateSearch::Block block(candidates, direction, room.first(read(range.begin, room)));
-        std::uint64_t from = forwards ? range.begin : range.end;
-        while ((forwards ? from < range.end : from > range.begin) && !isStopped()) {
-            const auto place = block.next(static_cast<std::size_t>(from - range.begin));
-            if (!place)
-                break;
-            auto judged = judge(range.begin + *place);
-            if (!judged)
-                return std::nullopt;
-            if (judged->match)
-                return std::move(judged->match);
-            // The whole line has been matched, also its part beyond the block.
-            from = forwards ? judged->line.end + 1 : judged->line.begin;
-        }
+        auto searched = findInBlock(candidates, range, direction);
+        if (!searched)
+            return std::nullopt;
+        if (searched->match)
+            return std::move(searched->match);
         // An occurrence may lie across the border of two blocks.
         if (forwards)
-            left.begin = std::max(from, range.end < left.end ? range.end - overlap : range.end);
+            left.begin = std::max(searched->from, range.end < left.end ? range.end - overlap : range.end);
         else
-            left.end = std::min(from, range.begin > left.begin ? range.begin + overlap : range.begin);
+            left.end =
+                std::min(searched->from, range.begin > left.begin ? range.begin + overlap : range.begin);
         blockSize = std::min(2 * blockSize, largestBlockSize);
     }
     return std::nullopt;
+}
+
+std::optional<LineSearch::BlockResult> LineSearch::findInBlock(const CandidateSearch& candidates, Range range,
+                                                               Direction direction) {
+    const bool forwards = direction == Direction::Forwards;
+    const std::span<char> room(block_.get(), static_cast<std::size_t>(range.end - range.begin));
+    CandidateSearch::Block block(candidates, direction, room.first(read(range.begin, room)));
+    std::uint64_t from = forwards ? range.begin : range.end;
+    while ((forwards ? from < range.end : from > range.begin) && !isStopped()) {
+        const auto place = block.next(static_cast<std::size_t>(from - range.begin));
+        if (!place)
+            break;
+        auto judged = judge(range.begin + *place);
+        if (!judged)
+            return std::nullopt;
+        if (judged->match)
+            return BlockResult{std::move(judged->match), from};
+        // The whole line has been matched, also its part beyond the block.
+        from = forwards ? judged->line.end + 1 : judged->line.begin;
+    }
+    return BlockResult{std::nullopt, from};
 }
 
 std::optional<LineSearch::Judgement> LineSearch::judge(std::uint64_t place) {

@@ -48,6 +48,14 @@ private:
     std::optional<SearchMatch> findLineByLine(qint64 first, qint64 last);
     std::optional<SearchMatch> findInBlocks(const CandidateSearch& candidates, Range left,
                                             Direction direction);
+    struct BlockResult {
+        std::optional<SearchMatch> match;
+        /// Without a match: where the lines begin, or backwards end, that have not been matched.
+        std::uint64_t from = 0;
+    };
+    /// Reads the range, a block at most, and searches it. Nullopt if the index has changed.
+    std::optional<BlockResult> findInBlock(const CandidateSearch& candidates, Range range,
+                                           Direction direction);
     /// The match of one line, if any, and where the line lies.
     struct Judgement {
         std::optional<SearchMatch> match;

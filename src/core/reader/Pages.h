@@ -2,10 +2,9 @@
 
 #include <QtGlobal>
 
-namespace korvane {
-
 /// Lines are loaded in pages. Page numbers are one-based, line indexes zero-based.
-namespace pages {
+namespace korvane::pages {
+
 inline constexpr qint64 size = 5000;
 
 inline constexpr qint64 pageOfLine(qint64 lineIndex) {
@@ -14,6 +13,5 @@ inline constexpr qint64 pageOfLine(qint64 lineIndex) {
 inline constexpr qint64 firstLine(qint64 page) {
     return (page - 1) * size;
 }
-} // namespace pages
 
-} // namespace korvane
+} // namespace korvane::pages

@@ -84,8 +84,8 @@ ByteSearch exactly(char32_t character) {
 
 } // namespace
 
-std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, StringEncoding number) {
-    if (item.regex() || !keepsAsciiBytes(number))
+std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, StringEncoding encoding) {
+    if (item.regex() || !keepsAsciiBytes(encoding))
         return std::nullopt;
     Units longest;
     Units run;
@@ -97,7 +97,7 @@ std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, S
     // Characters beyond the longest pattern would change nothing.
     const QString start = item.searchStr().left(static_cast<qsizetype>(longestPattern));
     for (const QChar character : start) {
-        const Units units = unitsOf(character, item.ignoreCase(), number);
+        const Units units = unitsOf(character, item.ignoreCase(), encoding);
         if (units.empty() || run.size() + units.size() > longestPattern)
             endRun();
         run.insert(run.end(), units.begin(), units.end());

@@ -43,6 +43,25 @@ double unseenSteps(std::int32_t units) {
     return std::min(size * size / 2, static_cast<double>(stepsOfTick));
 }
 
+/// Steps of a find after `finds` others in the line, besides those that the engine reports; `unseen`: those
+/// of the first find.
+Steps stepsOfNextFind(PatternTraits traits, int finds, Steps unseen) {
+    Steps steps = stepsOfFind;
+    // The engine either counts on from find to find, or restarts its count with each find.
+    if (finds == 0 || traits.looksBehind)
+        steps += unseen;
+    if (traits.looksBehind && traits.looksAhead && finds >= unchargedFinds)
+        steps += stepsOfFurtherFind;
+    return steps;
+}
+
+/// Units of the line that the pattern sees.
+std::int32_t visibleLength(PatternTraits traits, const QString& line) {
+    if (!traits.refersBack || line.size() <= mostUnitsReferredBack)
+        return static_cast<std::int32_t>(line.size());
+    return mostUnitsReferredBack - (line.at(mostUnitsReferredBack - 1).isHighSurrogate() ? 1 : 0);
+}
+
 /// Charges the cost of matching one line to the budget.
 class Meter {
 public:
@@ -56,6 +75,7 @@ public:
         return left_ > 0;
     }
     static UBool U_CALLCONV spendTick(const void* context, std::int32_t /*ticksOfThisMatch*/) {
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the engine returns what it was given.
         auto& meter = *static_cast<Meter*>(const_cast<void*>(context));
         return meter.spend(meter.tickCost_) && !meter.isCancelled();
     }
@@ -169,9 +189,7 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
         return {{}, true};
     const PatternTraits traits = regex.traits;
     const auto wholeLength = static_cast<std::int32_t>(line.size());
-    std::int32_t length = wholeLength;
-    if (traits.refersBack && length > mostUnitsReferredBack)
-        length = mostUnitsReferredBack - (line.at(mostUnitsReferredBack - 1).isHighSurrogate() ? 1 : 0);
+    const std::int32_t length = visibleLength(traits, line);
     const double comparison = stepsOfComparison(traits, QStringView(line).left(length));
     const auto tickCost = static_cast<Steps>(static_cast<double>(stepsOfTick) * (1 + comparison));
     Meter meter(budget, tickCost);
@@ -187,13 +205,8 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
     for (int finds = 0; !finder.isAtEnd(); ++finds) {
         const std::int32_t from = finder.position();
         const std::optional<TextRange> match = finder.next();
-        // The engine either counts on from find to find, or restarts its count with each find.
-        Steps unseen = 0;
-        if (finds == 0 || traits.looksBehind)
-            unseen = static_cast<Steps>(comparison * unseenSteps(length - from));
-        if (traits.looksBehind && traits.looksAhead && finds >= unchargedFinds)
-            unseen += stepsOfFurtherFind;
-        const bool hasStepsLeft = meter.spend(stepsOfFind + unseen);
+        const auto unseen = static_cast<Steps>(comparison * unseenSteps(length - from));
+        const bool hasStepsLeft = meter.spend(stepsOfNextFind(traits, finds, unseen));
         // A match that depends on the cut end of the line is dropped.
         if (!match || (length < wholeLength && uregex_requireEnd(matcher, &status)))
             break;

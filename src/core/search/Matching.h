@@ -9,10 +9,8 @@
 #include <memory>
 #include <vector>
 
-namespace korvane {
-
 /// Finds texts and patterns in a line. All matches are ascending, without overlap and not empty.
-namespace matching {
+namespace korvane::matching {
 
 /// Properties of a pattern that determine its cost.
 struct PatternTraits {
@@ -42,6 +40,4 @@ MatchOutcome matchRegex(const Regex& regex, const QString& line, MatchBudget& bu
 /// Precondition: `text` is not empty.
 std::vector<TextRange> plainRanges(const QString& line, const QString& text, Qt::CaseSensitivity sensitivity);
 
-} // namespace matching
-
-} // namespace korvane
+} // namespace korvane::matching

@@ -34,7 +34,7 @@ QString shown(const QString& name) {
 QString plainClassName(const QString& name) {
     if (!name.startsWith(mangledModulePrefix))
         return name;
-    QStringView rest = QStringView(name).sliced(mangledModulePrefix.size());
+    const QStringView rest = QStringView(name).sliced(mangledModulePrefix.size());
     qsizetype digits = 0;
     while (digits < rest.size() && digits < 4 && rest.at(digits) >= u'0' && rest.at(digits) <= u'9')
         ++digits;
@@ -74,14 +74,14 @@ std::optional<QColor> rgbColor(const std::vector<float>& components) {
     if (components.size() != 3 && components.size() != 4)
         return std::nullopt;
     return QColor::fromRgbF(components[0], components[1], components[2],
-                            components.size() == 4 ? components[3] : 1.0f);
+                            components.size() == 4 ? components[3] : 1.0F);
 }
 
 std::optional<QColor> whiteColor(const std::vector<float>& components) {
     if (components.size() != 1 && components.size() != 2)
         return std::nullopt;
     return QColor::fromRgbF(components[0], components[0], components[0],
-                            components.size() == 2 ? components[1] : 1.0f);
+                            components.size() == 2 ? components[1] : 1.0F);
 }
 
 } // namespace

@@ -145,7 +145,7 @@ public:
     KeyedUnarchiver(const KeyedUnarchiver&) = delete;
     KeyedUnarchiver& operator=(const KeyedUnarchiver&) = delete;
 
-    ArchivedObject root() const { return ArchivedObject(*this, resolve(root_)); }
+    ArchivedObject root() const { return {*this, resolve(root_)}; }
     /// How many objects have been left out so far.
     int leftOut() const { return leftOut_; }
 

@@ -132,7 +132,7 @@ private:
             return fail("too deep");
         slots_[object] = inProgress;
         containers_.push_back(
-            {object, marker.content, marker.count * (isDictionary ? 2u : 1u), 0, isDictionary, 1});
+            {object, marker.content, marker.count * (isDictionary ? 2U : 1U), 0, isDictionary, 1});
         return true;
     }
 

@@ -19,6 +19,7 @@ class Writer {
 public:
     QByteArray write(const PropertyList& root) {
         numberOf(root);
+        // NOLINTNEXTLINE(modernize-loop-convert): each object appends its children.
         for (std::size_t i = 0; i < objects_.size(); ++i)
             numberChildren(objects_[i]);
 

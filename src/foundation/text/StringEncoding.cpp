@@ -401,14 +401,14 @@ StringEncoding detectStringEncoding(QByteArrayView data) {
     return isDamagedUtf8(sample) ? encoding::utf8 : detectByStatistics(sample);
 }
 
-StringEncoding withByteOrder(QByteArrayView fileStart, StringEncoding number) {
-    if (number == encoding::utf16)
+StringEncoding withByteOrder(QByteArrayView fileStart, StringEncoding encoding) {
+    if (encoding == encoding::utf16)
         return hasMarkOf(fileStart, encoding::utf16LittleEndian) ? encoding::utf16LittleEndian
                                                                  : encoding::utf16BigEndian;
-    if (number == encoding::utf32)
+    if (encoding == encoding::utf32)
         return hasMarkOf(fileStart, encoding::utf32LittleEndian) ? encoding::utf32LittleEndian
                                                                  : encoding::utf32BigEndian;
-    return number;
+    return encoding;
 }
 
 qsizetype cutUtf8Bytes(QByteArrayView data) {
@@ -432,8 +432,8 @@ QString decodeLeniently(QByteArrayView data, StringEncoding encoding) {
     return decode(data, number, Strictness::Lenient).value_or(QString());
 }
 
-std::uint64_t encodedSize(QStringView text, StringEncoding number) {
-    const KnownEncoding* const known = find(number);
+std::uint64_t encodedSize(QStringView text, StringEncoding encoding) {
+    const KnownEncoding* const known = find(encoding);
     UErrorCode status = U_ZERO_ERROR;
     const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(
         ucnv_open(known ? known->converter : "UTF-8", &status), &ucnv_close);
@@ -453,8 +453,8 @@ std::uint64_t encodedSize(QStringView text, StringEncoding number) {
     return size;
 }
 
-int unitSize(StringEncoding number) {
-    switch (number) {
+int unitSize(StringEncoding encoding) {
+    switch (encoding) {
     case encoding::utf16:
     case encoding::utf16LittleEndian:
     case encoding::utf16BigEndian:

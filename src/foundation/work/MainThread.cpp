@@ -11,7 +11,7 @@ namespace korvane {
 
 MainThread& MainThread::shared() {
     // Never destroyed: workers that outlive main() may still post.
-    static MainThread* const instance = new MainThread;
+    static auto* const instance = new MainThread;
     return *instance;
 }
 

@@ -172,12 +172,12 @@ void ScanPool::State::work() {
 
 ScanPool& ScanPool::shared() {
     // Never destroyed: threads may outlive main().
-    static ScanPool* const instance = new ScanPool;
+    static auto* const instance = new ScanPool;
     return *instance;
 }
 
 ScanPool& ScanPool::ofLoads() {
-    static ScanPool* const instance = new ScanPool(0, Threads::GiveWay);
+    static auto* const instance = new ScanPool(0, Threads::GiveWay);
     return *instance;
 }
 

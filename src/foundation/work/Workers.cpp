@@ -8,7 +8,7 @@ namespace korvane {
 
 Workers& Workers::shared() {
     // Never destroyed: threads may outlive main().
-    static Workers* const instance = new Workers;
+    static auto* const instance = new Workers;
     return *instance;
 }
 

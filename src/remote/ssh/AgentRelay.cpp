@@ -58,7 +58,7 @@ Result<QByteArray> readAll(int descriptor, quint32 size, int interruptEvent, Dea
         }
         if (got == 0 || (errno != EAGAIN && errno != EINTR))
             return agentHasLeft();
-        if (Status ready = awaitDescriptor(descriptor, POLLIN, interruptEvent, deadline); !ready)
+        if (const Status ready = awaitDescriptor(descriptor, POLLIN, interruptEvent, deadline); !ready)
             return ready.error();
     }
     return bytes;
@@ -68,7 +68,7 @@ Result<QByteArray> readMessage(int descriptor, int interruptEvent, Deadline dead
     const Result<QByteArray> head = readAll(descriptor, 4, interruptEvent, deadline);
     if (!head)
         return head.error();
-    const quint32 size = qFromBigEndian<quint32>(head.value().constData());
+    const auto size = qFromBigEndian<quint32>(head.value().constData());
     if (size > messageLimit)
         return agentHasLeft();
     return readAll(descriptor, size, interruptEvent, deadline);
@@ -130,7 +130,7 @@ AgentRelay::~AgentRelay() {
 
 Result<QByteArray> AgentRelay::ask(const QByteArray& request) {
     const Deadline deadline = deadline_;
-    Status sent = writeMessage(agent_, request, interruptEvent_, deadline);
+    const Status sent = writeMessage(agent_, request, interruptEvent_, deadline);
     Result<QByteArray> answer =
         sent ? readMessage(agent_, interruptEvent_, deadline) : Result<QByteArray>(sent.error());
     if (answer)

@@ -109,7 +109,7 @@ Result<std::optional<Askpass::Question>> Askpass::takeQuestion(int interruptEven
     QByteArray bytes;
     std::array<char, 4096> piece;
     for (;;) {
-        if (Status ready = awaitDescriptor(asker_.number(), POLLIN, interruptEvent, deadline); !ready)
+        if (const Status ready = awaitDescriptor(asker_.number(), POLLIN, interruptEvent, deadline); !ready)
             return ready.error();
         const ssize_t size = ::recv(asker_.number(), piece.data(), piece.size(), MSG_DONTWAIT);
         if (size == 0)

@@ -52,7 +52,7 @@ private:
     std::vector<const Entry*> outdatedEntries(ssh_key shown) const;
     /// The line without the server's name; empty if no other name is left.
     QByteArray withoutServer(const QByteArray& line) const;
-    Status removeFrom(const QString& file, const std::vector<const Entry*>& entries) const;
+    Status removeFrom(const QString& path, const std::vector<const Entry*>& entries) const;
 
     QByteArray name_;
     QStringList userFiles_;

@@ -55,7 +55,8 @@ Result<Addresses> lookUpName(const QByteArray& name, const QByteArray& port, int
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(answer->event.number(), &one, sizeof one);
     });
-    if (Status ready = awaitDescriptor(answer->event.number(), POLLIN, interruptEvent, deadline); !ready) {
+    if (const Status ready = awaitDescriptor(answer->event.number(), POLLIN, interruptEvent, deadline);
+        !ready) {
         lookUp.cancel();
         if (isSshError(ready.error(), SshErrorCode::TimedOut))
             return sshError(

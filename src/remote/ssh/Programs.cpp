@@ -84,6 +84,7 @@ struct Pipe {
 std::vector<char*> pointersTo(const QList<QByteArray>& texts) {
     std::vector<char*> pointers;
     for (const QByteArray& text : texts)
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): posix_spawn only reads the texts.
         pointers.push_back(const_cast<char*>(text.constData()));
     pointers.push_back(nullptr);
     return pointers;

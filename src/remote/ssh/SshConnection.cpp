@@ -120,21 +120,21 @@ bool SshConnection::hasEnded() const {
     return hasEnded_;
 }
 
-Status SshConnection::execute(const QByteArray& text, CommandUse use, OutputSink sink,
+Status SshConnection::execute(const QByteArray& command, CommandUse use, OutputSink sink,
                               std::function<bool()> isCancelled) {
-    const auto command = std::make_shared<Command>();
-    command->text = text;
-    command->use = use;
-    command->sink = std::move(sink);
-    command->isCancelled = std::move(isCancelled);
+    const auto queued = std::make_shared<Command>();
+    queued->text = command;
+    queued->use = use;
+    queued->sink = std::move(sink);
+    queued->isCancelled = std::move(isCancelled);
     {
         const MutexLock guard(mutex_);
         if (hasEnded_ || !isAuthorized_.load(std::memory_order_acquire))
             return endError_.value_or(notConnected());
-        newCommands_.push_back(command);
+        newCommands_.push_back(queued);
     }
     wake();
-    return command->output.wait();
+    return queued->output.wait();
 }
 
 void SshConnection::withFiles(FileWork work) {

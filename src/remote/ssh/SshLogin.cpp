@@ -42,7 +42,7 @@ Result<int> SshLogin::untilDone(int again, const Call& call, const Wait& wait) {
         const int result = call();
         if (result != again)
             return result;
-        if (Status ready = wait(); !ready)
+        if (const Status ready = wait(); !ready)
             return ready.error();
     }
 }
@@ -67,7 +67,7 @@ Status SshLogin::connect(const LoginTarget& target, std::weak_ptr<NMSSHSessionDe
         return configured;
     if (Status prepared = prepare(); !prepared)
         return prepared;
-    if (Status opened = openSocket(); !opened)
+    if (const Status opened = openSocket(); !opened)
         return noted(opened);
     const Result<int> connected = untilDone(
         SSH_AGAIN, [this] { return ssh_connect(session_); }, [this] { return awaitServerOrQuestion(); });
@@ -331,7 +331,7 @@ Result<Key> SshLogin::unlocked(const QString& privateKeyPath, const std::optiona
 }
 
 Status SshLogin::byAgentAndConfiguration() {
-    Status proven = byIdentities();
+    const Status proven = byIdentities();
     agent_.reset();
     return noted(proven);
 }
@@ -420,7 +420,7 @@ Status SshLogin::byAgentKeys(const QList<QByteArray>& keys) {
     if (agent_->hasEnded())
         return sshError(SshErrorCode::Failed, SshTexts::tr("The SSH agent has ended the connection."));
     // All keys in one call: the library leaks some memory for each further call.
-    Status proven = authenticate([this] { return ssh_userauth_agent(session_, nullptr); });
+    const Status proven = authenticate([this] { return ssh_userauth_agent(session_, nullptr); });
     return !proven && agent_->isLate() ? agentIsLate() : proven;
 }
 

@@ -25,7 +25,7 @@ QByteArray contentOf(const QString& path) {
 
 } // namespace
 
-FileService::FileService(std::shared_ptr<const DocumentProtocol> shared) : document(std::move(shared)) {
+FileService::FileService(std::shared_ptr<const DocumentProtocol> shared) : document_(std::move(shared)) {
     readTemplate();
 }
 
@@ -33,29 +33,29 @@ void FileService::readTemplate() {
     const QString path =
         QStandardPaths::locate(QStandardPaths::GenericDataLocation, QStringLiteral("korvane/") + SHARE_PLIST);
     const QHash<QString, QString> texts = shareTemplate(path.isEmpty() ? QByteArray() : contentOf(path));
-    subject = texts.value(KEY_SUBJ, subject);
-    content = texts.value(KEY_CONTENTS, content);
-    remoteSubj = texts.value(KEY_REMOTE_SUBJ, remoteSubj);
-    remoteContent = texts.value(KEY_REMOTE_BODY, remoteContent);
+    subject_ = texts.value(KEY_SUBJ, subject_);
+    content_ = texts.value(KEY_CONTENTS, content_);
+    remoteSubj_ = texts.value(KEY_REMOTE_SUBJ, remoteSubj_);
+    remoteContent_ = texts.value(KEY_REMOTE_BODY, remoteContent_);
     if (texts.contains(KEY_TO))
-        toAddr = texts.value(KEY_TO).split(u',');
+        toAddr_ = texts.value(KEY_TO).split(u',');
 }
 
 void FileService::share(EmailComposer& service) {
-    service.setRecipients(toAddr);
-    const QUrl url = document ? document->fileUrl() : QUrl();
+    service.setRecipients(toAddr_);
+    const QUrl url = document_ ? document_->fileUrl() : QUrl();
     if (url.isEmpty())
         return;
     QList<QUrl> attachments;
     if (url.isLocalFile()) {
         attachments.append(url);
     } else {
-        subject = remoteSubj;
-        content = remoteContent;
+        subject_ = remoteSubj_;
+        content_ = remoteContent_;
     }
-    subject.replace(VAR_FILENAME, displayName(url));
-    service.setSubject(subject);
-    service.perform(content, attachments);
+    subject_.replace(VAR_FILENAME, displayName(url));
+    service.setSubject(subject_);
+    service.perform(content_, attachments);
 }
 
 } // namespace korvane

@@ -24,7 +24,7 @@ public:
 private:
     void readTemplate();
 
-    const std::shared_ptr<const DocumentProtocol> document;
+    const std::shared_ptr<const DocumentProtocol> document_;
 
     // The keys of the texts in the file, each of them optional.
     inline static const QString KEY_SUBJ = QStringLiteral("subject");
@@ -36,11 +36,11 @@ private:
     /// Stands for the file's name in both subjects.
     inline static const QString VAR_FILENAME = QStringLiteral("$filename");
 
-    QString subject = QStringLiteral("Log file attached");
-    QString remoteSubj = QStringLiteral("See remote file");
-    QStringList toAddr = {QString()};
-    QString content = QStringLiteral("See attachment");
-    QString remoteContent;
+    QString subject_ = QStringLiteral("Log file attached");
+    QString remoteSubj_ = QStringLiteral("See remote file");
+    QStringList toAddr_ = {QString()};
+    QString content_ = QStringLiteral("See attachment");
+    QString remoteContent_;
 
     inline static const QString SHARE_PLIST = QStringLiteral("Share.plist");
 };

@@ -9,6 +9,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <ranges>
 #include <utility>
 
 namespace korvane {
@@ -161,8 +162,8 @@ void RemoteColumnView::setActive(std::size_t column) {
 // ---- Selection
 
 QModelIndex RemoteColumnView::currentIndex() const {
-    for (auto column = columns_.rbegin(); column != columns_.rend(); ++column) {
-        if (const QModelIndex current = (*column)->currentIndex(); current.isValid())
+    for (const RemoteFileColumn* column : std::views::reverse(columns_)) {
+        if (const QModelIndex current = column->currentIndex(); current.isValid())
             return current;
     }
     return {};

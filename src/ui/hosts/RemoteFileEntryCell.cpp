@@ -28,7 +28,7 @@ void RemoteFileEntryCell::initStyleOption(QStyleOptionViewItem* option, const QM
 }
 
 QSize RemoteFileEntryCell::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    QSize size = QStyledItemDelegate::sizeHint(option, index);
+    const QSize size = QStyledItemDelegate::sizeHint(option, index);
     return {size.width() + arrowWidth, size.height() + 2 * verticalMargin};
 }
 

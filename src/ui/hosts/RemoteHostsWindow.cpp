@@ -251,7 +251,7 @@ void RemoteHostsWindow::askToDelete(const std::shared_ptr<RemoteHost>& host) {
         deleteHost(host);
         return;
     }
-    QPointer<RemoteHostsWindow> self(this);
+    const QPointer<RemoteHostsWindow> self(this);
     alerts_.present({Alert::Kind::Question,
                      tr("Delete the remote host “%1”?").arg(host->labelForHost()),
                      tr("Its login is forgotten. Nothing on the host itself is changed."),

@@ -72,8 +72,8 @@ LogTableView::Column LogTableView::takeColumn(QLatin1StringView identifier) {
     return taken;
 }
 
-void LogTableView::addColumn(const Column& added) {
-    columns_.push_back(added);
+void LogTableView::addColumn(const Column& column) {
+    columns_.push_back(column);
     layoutChanged();
 }
 
@@ -179,8 +179,8 @@ void LogTableView::layoutChanged() {
 }
 
 RowPlaces LogTableView::places() const {
-    return {[this](qint64 row) { return const_cast<LogTableViewDelegate&>(delegate_).heightOfRow(row); },
-            rowCount_, static_cast<qreal>(viewport()->height()), rowHeight()};
+    return {[this](qint64 row) { return delegate_.heightOfRow(row); }, rowCount_,
+            static_cast<qreal>(viewport()->height()), rowHeight()};
 }
 
 std::vector<RowPlaces::VisibleRow> LogTableView::visibleRows() const {
@@ -354,10 +354,10 @@ qint64 LogTableView::rowAt(qreal y) const {
     return -1;
 }
 
-std::optional<QRectF> LogTableView::rowRect(qint64 wanted) const {
-    for (const RowPlaces::VisibleRow& row : visibleRows()) {
-        if (row.row == wanted)
-            return QRectF(0, row.y, viewport()->width(), row.height);
+std::optional<QRectF> LogTableView::rowRect(qint64 row) const {
+    for (const RowPlaces::VisibleRow& visible : visibleRows()) {
+        if (visible.row == row)
+            return QRectF(0, visible.y, viewport()->width(), visible.height);
     }
     return std::nullopt;
 }
@@ -491,8 +491,7 @@ void LogTableView::clearSelection() {
 QString LogTableView::selectedText() const {
     if (!textSelection_)
         return {};
-    const auto view =
-        const_cast<LogTableViewDelegate&>(delegate_).viewForTableColumn(cell::line, textSelection_->row);
+    const auto view = delegate_.viewForTableColumn(cell::line, textSelection_->row);
     return view.row
                ? view.row->line.string().mid(textSelection_->range.location, textSelection_->range.length)
                : QString();

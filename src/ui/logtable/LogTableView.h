@@ -186,7 +186,8 @@ private:
     void selectionHasChanged();
     void noteLoadingRows(bool anyLoading);
 
-    LogTableViewDelegate delegate_;
+    /// Caches what it measures and lays out.
+    mutable LogTableViewDelegate delegate_;
     LogTableInput input_;
     Colors colors_;
     std::vector<Column> columns_;

@@ -126,7 +126,7 @@ const QTextLayout& ShapedLineLayout::layoutOf(const Segment& segment) const {
             for (Segment& known : segments_)
                 known.layout.reset();
         }
-        const_cast<Segment&>(segment).layout = shape(segment.range);
+        segment.layout = shape(segment.range);
     }
     return *segment.layout;
 }

@@ -31,13 +31,14 @@ private:
         /// Left edge; known up to `measured_`. Always 0 when wrapped.
         qreal x = 0;
         qreal width = 0;
-        std::unique_ptr<QTextLayout> layout;
+        /// Shaped when it is first needed.
+        mutable std::unique_ptr<QTextLayout> layout;
     };
 
     void makeSegments();
     std::unique_ptr<QTextLayout> shape(TextRange range) const;
-    /// Shapes segments until the left edges of all up to this one are known.
-    void measureTo(std::size_t segment) const;
+    /// Shapes segments until the left edges of all up to `last` are known.
+    void measureTo(std::size_t last) const;
     const Segment& segmentOfPosition(int position) const;
     /// The segment drawn at x, measuring as far as needed.
     const Segment& segmentAt(qreal x) const;

@@ -64,17 +64,17 @@ FileInfoPopover::FileInfoPopover(Document& document, qint64 lineCount, QWidget* 
 }
 
 QLabel* FileInfoPopover::addRow(QFormLayout& form, const QString& name, const QString& value) {
-    auto* label = new QLabel(value, this);
-    label->setTextFormat(Qt::PlainText);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    if (label->sizeHint().width() > widestValue) {
-        label->setWordWrap(true);
-        label->setFixedWidth(widestValue);
+    auto* valueLabel = new QLabel(value, this);
+    valueLabel->setTextFormat(Qt::PlainText);
+    valueLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    if (valueLabel->sizeHint().width() > widestValue) {
+        valueLabel->setWordWrap(true);
+        valueLabel->setFixedWidth(widestValue);
     }
-    auto* heading = new QLabel(name, this);
-    heading->setForegroundRole(QPalette::PlaceholderText);
-    form.addRow(heading, label);
-    return label;
+    auto* nameLabel = new QLabel(name, this);
+    nameLabel->setForegroundRole(QPalette::PlaceholderText);
+    form.addRow(nameLabel, valueLabel);
+    return valueLabel;
 }
 
 void FileInfoPopover::showInformation(const FileInformation& information) {

@@ -32,7 +32,7 @@ LogAppearance::LogAppearance(std::shared_ptr<Document> document,
                              std::shared_ptr<TailDataSourceProtocol> dataSource, LogTableView& table,
                              QObject* parent)
     : QObject(parent), document_(std::move(document)), dataSource_(std::move(dataSource)), table_(table) {
-    auto& preferences = Preferences::shared();
+    const auto& preferences = Preferences::shared();
     const QString fileId = document_->settingsId();
     wrappingLines_ =
         preferences.hasWrapLines(fileId) ? preferences.isWrapLines(fileId) : preferences.wrapLines();
@@ -57,18 +57,18 @@ bool LogAppearance::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void LogAppearance::preferenceChanged(const QString& key) {
-    auto& preferences = Preferences::shared();
-    if (key == preferences.keyLogViewFont) {
+    const auto& preferences = Preferences::shared();
+    if (key == Preferences::keyLogViewFont) {
         dataSource_->invalidateRows();
         LogZoom::shared().reset(); // show the size that was chosen
         applyFont();
-    } else if (key == preferences.keyLogViewFGColor || key == preferences.keyLogViewBGColor) {
+    } else if (key == Preferences::keyLogViewFGColor || key == Preferences::keyLogViewBGColor) {
         dataSource_->invalidateRows();
         applyColors();
         table_.redecorate();
-    } else if (key == preferences.keyLogViewLineNumberFGColor) {
+    } else if (key == Preferences::keyLogViewLineNumberFGColor) {
         applyColors();
-    } else if (key == preferences.keyShowLineNumbers) {
+    } else if (key == Preferences::keyShowLineNumbers) {
         setShowsLineNumbers(preferences.showLineNumbers());
     }
 }

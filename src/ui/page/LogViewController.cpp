@@ -171,7 +171,7 @@ void LogViewController::visibleRowsChanged() {
     const qint64 last = std::max(first, tableView_->lastVisibleRow());
     const qint64 margin = 3 * (last - first + 1);
     dataSource_->dropRequestsOutside(std::max<qint64>(0, first - margin), last + margin);
-    QPointer<LogViewController> self(this);
+    const QPointer<LogViewController> self(this);
     // The neighbours are requested after the visible rows.
     QMetaObject::invokeMethod(
         this,
@@ -338,7 +338,7 @@ void LogViewController::toggleLineMarkMenuAction() {
 
 void LogViewController::handleUserDefaultsChanged(const QString& key) {
     const auto& preferences = Preferences::shared();
-    if (key != preferences.keyQuickHighlightSelection)
+    if (key != Preferences::keyQuickHighlightSelection)
         return;
     dataSource_->setQuickHighlightEnabled(preferences.quickHighlightSelection());
     quickHighlightSelection();

@@ -4,7 +4,6 @@
 #include "core/Preferences.h"
 #include "core/TailDataSourceProtocol.h"
 #include "documents/Document.h"
-#include "documents/FileWatch.h"
 #include "documents/LoadProgressController.h"
 #include "foundation/FilePath.h"
 #include "ui/desktop/EmailComposer.h"
@@ -13,6 +12,7 @@
 #include "ui/page/ConnectionStrip.h"
 #include "ui/page/EncodingMenu.h"
 #include "ui/page/FileInfoPopover.h"
+#include "ui/page/FileWatch.h"
 #include "ui/page/FooterViewController.h"
 #include "ui/page/LineCopier.h"
 #include "ui/page/LogViewController.h"
@@ -114,7 +114,7 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     }));
     takeSlowRules();
     preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
-        if (key == Preferences::shared().keyPollingInterval)
+        if (key == Preferences::keyPollingInterval)
             updateFooter();
     });
     connect(connectionStrip_, &ConnectionStrip::connectRequested, this,

@@ -340,7 +340,7 @@ void FilterRulesEditor::askToDelete() {
         deleteRule(rule);
         return;
     }
-    QPointer<FilterRulesEditor> self(this);
+    const QPointer<FilterRulesEditor> self(this);
     alerts_.present({Alert::Kind::Question,
                      tr("Delete the rule “%1”?").arg(rule->searchItem()->searchStr()),
                      tr("It is deleted for all files."),
@@ -366,7 +366,7 @@ void FilterRulesEditor::deleteRule(const std::shared_ptr<FilterRule>& rule) {
 
 void FilterRulesEditor::importFrom(const QString& path) {
     form_->commitTyping();
-    QPointer<FilterRulesEditor> self(this);
+    const QPointer<FilterRulesEditor> self(this);
     importRules(path, alerts_, idOf(this), [self] {
         if (self)
             self->list_->setCurrentRow(self->list_->count() - 1);

@@ -256,7 +256,7 @@ void DocumentTabs::showList() {
     auto* list = new OpenFilesList(files, currentIndex(), this);
     const std::vector<DocumentTab*> listed = tabs();
     // A tab may close while the list is open.
-    QList<QPointer<DocumentTab>> pointers(listed.begin(), listed.end());
+    const QList<QPointer<DocumentTab>> pointers(listed.begin(), listed.end());
     connect(list, &OpenFilesList::chosen, this, [this, pointers](int row) {
         DocumentTab* tab = pointers.value(row);
         if (!tab)

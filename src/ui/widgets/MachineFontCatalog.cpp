@@ -17,7 +17,7 @@ QFont MachineFontCatalog::userFont() const {
         return fixed;
     for (const auto* family : {"DejaVu Sans Mono", "Liberation Mono", "Noto Sans Mono"}) {
         if (isInstalled(QString::fromLatin1(family)))
-            return QFont(QString::fromLatin1(family));
+            return {QString::fromLatin1(family)};
     }
     QFont font(QStringLiteral("monospace"));
     font.setStyleHint(QFont::TypeWriter);

@@ -265,7 +265,7 @@ void BookmarksOutlineViewController::removeBookmark() {
         remove(entry);
         return;
     }
-    QPointer<BookmarksOutlineViewController> self(this);
+    const QPointer<BookmarksOutlineViewController> self(this);
     alerts_.present(*question, idOf(this), [self, entry](int button) {
         if (self && button == 0)
             self->remove(entry);

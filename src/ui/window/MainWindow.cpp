@@ -201,7 +201,7 @@ void MainWindow::updateTitle() {
 }
 
 void MainWindow::openFolder(const QUrl& url) {
-    QPointer<MainWindow> self(this);
+    const QPointer<MainWindow> self(this);
     const QByteArray path = localPath(url);
     const QByteArray folder = path.left(std::max<qsizetype>(path.lastIndexOf('/'), 1));
     startProgram({"xdg-open", {folder}}, [self](const ProgramEnd& end) {

@@ -70,7 +70,7 @@ WelcomeWindow::WelcomeWindow(AppDocumentController& documents)
     token_ = Preferences::shared().observe([this](const QString& key) {
         if (key == RecentFiles::key)
             showRecentFiles();
-        else if (key == Preferences::shared().keyShowWelcomeWinOnStart)
+        else if (key == Preferences::keyShowWelcomeWinOnStart)
             showAtStart_->setChecked(Preferences::shared().showWelcomeWinOnStart());
     });
     hostsSubscription_ = RemoteHostsManager::shared().groupsChanged().subscribe([this] { showHosts(); });

@@ -328,8 +328,8 @@ void WindowActions::makeContextMenu() {
 void WindowActions::editSearch() {
     QString text;
     // Preset the field with the selected text.
-    if (const MainWindowController* page = window_.currentPage())
-        text = const_cast<MainWindowController*>(page)->logView().tableView().selectedText();
+    if (MainWindowController* page = window_.currentPage())
+        text = page->logView().tableView().selectedText();
     toolBar_.editSearch(text.trimmed());
 }
 

@@ -23,6 +23,7 @@
 #include <QScopedValueRollback>
 
 #include <algorithm>
+#include <ranges>
 #include <utility>
 
 namespace korvane {
@@ -128,9 +129,9 @@ void WindowManager::windowAboutToClose(MainWindow& window) {
 }
 
 MainWindow& WindowManager::windowForNewTab() {
-    for (auto window = windows_.rbegin(); window != windows_.rend(); ++window) {
-        if (Preferences::shared().useTabs() || (*window)->tabs().count() == 0)
-            return **window;
+    for (MainWindow* window : std::views::reverse(windows_)) {
+        if (Preferences::shared().useTabs() || window->tabs().count() == 0)
+            return *window;
     }
     return addWindow();
 }
@@ -389,7 +390,7 @@ void WindowManager::editRules(MainWindow& window, const QString& newRuleText) {
 void WindowManager::showPageInRulesEditor(const MainWindow& window) {
     if (!rulesEditor_)
         return;
-    QPointer<MainWindowController> page(window.currentPage());
+    const QPointer<MainWindowController> page(window.currentPage());
     rulesEditor_->setDocument(page ? page->document() : nullptr, [page] {
         return page && !page->document()->isClosed() ? page->logView().visibleLines() : QStringList();
     });

@@ -84,7 +84,7 @@ public:
 
 private:
     MainWindow& addWindow();
-    void connectWindow(MainWindow& window);
+    void connectWindow(MainWindow& made);
     void windowAboutToClose(MainWindow& window);
     void closeIfEmpty(MainWindow& window);
     void closeAllTabs();

@@ -1,4 +1,4 @@
-#include "documents/FileWatch.h"
+#include "ui/page/FileWatch.h"
 
 #include "documents/Document.h"
 

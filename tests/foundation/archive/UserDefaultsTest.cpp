@@ -26,10 +26,12 @@ TEST_F(UserDefaultsTest, KeysAreKeptApartAndExactlyWhateverTheyHold) {
         UserDefaults defaults(path());
         for (const QString& key : keys)
             defaults.set(key, u"value of "_s + key);
+        defaults.set(u"bytes"_s, QByteArray("\0\xFF@,;\"", 6));
     }
     UserDefaults reopened(path());
     for (const QString& key : keys)
         EXPECT_EQ(reopened.value(key).toString(), u"value of "_s + key) << key.toStdString();
+    EXPECT_EQ(reopened.value(u"bytes"_s).toByteArray(), QByteArray("\0\xFF@,;\"", 6));
     reopened.remove(u"a/b"_s);
     EXPECT_FALSE(reopened.value(u"a/b"_s).isValid());
     EXPECT_TRUE(reopened.value(u"a/b/"_s).isValid());

@@ -68,18 +68,5 @@ TEST(FileHandle, WhatIsNoRegularFileIsRefusedWithItsReason) {
     }
 }
 
-TEST(FileHandle, IdentityTellsAReplacedFileFromAGrownOne) {
-    const test::TemporaryFile file("old");
-    const auto handle = opened(file.url());
-    ASSERT_TRUE(handle);
-    file.append("er");
-    EXPECT_EQ(opened(file.url())->identity(), handle->identity());
-    // The old file stays open, so that its inode number is not reused.
-    const test::TemporaryFile other("new");
-    ASSERT_EQ(::rename(other.path().constData(), file.path().constData()), 0);
-    EXPECT_NE(opened(file.url())->identity(), handle->identity());
-    EXPECT_EQ(readAt(*handle, 0, 10), "older");
-}
-
 } // namespace
 } // namespace korvane

@@ -4,7 +4,6 @@
 #include "rules/FakeTailDataSource.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
-#include "rules/QuickHighlightFilterRule.h"
 #include "rules/RuleEnforcer.h"
 #include "support/PreferencesTest.h"
 
@@ -59,31 +58,6 @@ TEST_F(RulesTest, ThePreviewIsInTheSystemsFontAtTwelvePoints) {
         EXPECT_TRUE(here.underline);
         EXPECT_EQ(here.foreground, QColor(Qt::red));
         EXPECT_EQ(here.background, QColor(Qt::yellow));
-    }
-}
-
-TEST_F(RulesTest, ADescriptionSaysWhatTheRuleDoes) {
-    const FilterRule rule(true, std::make_shared<SearchItem>(u"100% %1"_s),
-                          std::make_shared<HighlightRule>(false, true, false, Qt::red, Qt::white),
-                          NotificationRule::defaultRule());
-    EXPECT_EQ(rule.description(),
-              u"Filter: Search: 100% %1, Hide=true, Highlight: Highlight: Bold? false, Italic? true, "
-              "Underline: false, fg color: #ffff0000, bg color: #ffffffff"_s);
-}
-
-TEST_F(RulesTest, QuickHighlightColoursTheSelectedTextAndLeavesTheRest) {
-    const QuickHighlightFilterRule rule(u"a.b"_s);
-    AttributedString line(u"A.B axb a.b"_s);
-    line.add({.foreground = QColor(Qt::red)});
-    rule.applyHighlight(line, rule.matchRanges(line.string()));
-
-    for (int i = 0; i < line.length(); ++i) {
-        SCOPED_TRACE(i);
-        const bool isMatch = i < 3 || i >= 8;
-        EXPECT_EQ(line.attributesAt(i)->foreground, QColor(isMatch ? Qt::black : Qt::red));
-        EXPECT_EQ(line.attributesAt(i)->background,
-                  isMatch ? std::optional(QColor(181, 214, 255)) : std::nullopt);
-        EXPECT_FALSE(line.attributesAt(i)->font);
     }
 }
 

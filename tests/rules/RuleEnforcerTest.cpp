@@ -358,8 +358,10 @@ TEST_F(RuleEnforcerTest, SearchAndQuickHighlightPaintTheirMatchesOnly) {
     EXPECT_EQ(line.attributesAt(1)->foreground, QColor(Qt::red));
     EXPECT_EQ(*line.attributesAt(0), Attributes());
     RuleEnforcer::applyQuickHighlight(line, QuickHighlightFilterRule(u"BA"_s));
-    EXPECT_EQ(line.attributesAt(2)->foreground, QColor(Qt::black));
+    EXPECT_EQ(*line.attributesAt(2), (Attributes{{}, QColor(Qt::black), QColor(181, 214, 255)}));
     EXPECT_EQ(*line.attributesAt(3), Attributes());
+    RuleEnforcer::applyQuickHighlight(line, QuickHighlightFilterRule(u"b."_s));
+    EXPECT_EQ(*line.attributesAt(3), Attributes()) << "no pattern";
 }
 
 TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {

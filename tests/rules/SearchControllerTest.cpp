@@ -2,7 +2,6 @@
 
 #include "core/search/SearchItem.h"
 #include "rules/FakeTailDataSource.h"
-#include "support/Guarded.h"
 #include "support/Waiting.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +22,6 @@ public:
     qint64 start = 0;
     std::atomic<bool> holdsSearches{false};
     std::map<qint64, SearchMatch> results;
-    test::Guarded<Rows> searched;
 
     qint64 rowStart() const override { return start; }
     qint64 numberOfRows() const override { return rows.size(); }
@@ -31,7 +29,6 @@ public:
     void setLastSearchResults(std::map<qint64, SearchMatch> found) override { results = std::move(found); }
     void addSearchResult(const SearchMatch& found) override { results.insert_or_assign(found.row, found); }
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override {
-        searched.add(row);
         auto ranges = item.matchRanges(rows.value(row));
         return ranges.empty() ? std::nullopt : std::optional(SearchMatch{start + row, std::move(ranges)});
     }
@@ -111,6 +108,8 @@ TEST_F(SearchControllerTest, EverySearchGoesOnFromTheLastMatchOrBeginsAgain) {
     } cases[] = {
         {"no wrapping", {error, error, u" error\t"_s, error}, {1, 2, 4}, 1, {1, 2, 4}, 4, error, 3},
         {"backwards", {backwards, error, error, error, error}, {4, 2, 1}, 1, {1, 2, 4}, 1, error, 3},
+        {"back from the last row", {backwards, u"abc"_s}, {5}, 0, {5}, 5, u"abc"_s, 1},
+        {"back to the first row", {backwards, u"alpha"_s, u"alpha"_s}, {0, 0}, 1, {0}, 0, u"alpha"_s, 2},
         {"the end row again", {u"abc"_s, u"abc"_s}, {5, 5}, 1, {5}, 5, u"abc"_s, 2},
         {"another text", {error, error, u"a"_s}, {1, 2, 0}, 0, {0}, 0, u"a"_s, 4},
         {"literal, in any case", {u"A.C"_s, u"ALPHA"_s}, {4, 0}, 0, {0}, 0, u"ALPHA"_s, 3},
@@ -134,35 +133,6 @@ TEST_F(SearchControllerTest, EverySearchGoesOnFromTheLastMatchOrBeginsAgain) {
             results.insert(results.end(), match.row);
         EXPECT_EQ(results, c.results);
         EXPECT_EQ(reloads_, c.reloads);
-    }
-}
-
-TEST_F(SearchControllerTest, TheRowsSearchedDependOnTheLastMatch) {
-    const struct {
-        bool forward;
-        qsizetype rows;
-        const char16_t* text;
-        Rows first;
-        Rows second;
-    } cases[] = {
-        {true, 6, u"gamma", {0, 1, 2, 3}, {4, 5}},
-        {true, 6, u"abc", {0, 1, 2, 3, 4, 5}, {5}},
-        {false, 6, u"gamma", {5, 4, 3}, {2, 1, 0}},
-        {false, 6, u"alpha", {5, 4, 3, 2, 1, 0}, {0}},
-        {true, 1, u"none", {0}, {0}},
-        {true, 0, u"none", {-1}, {-1}},
-        {false, 0, u"none", {0}, {0}},
-    };
-    const QStringList all = source_->rows;
-    for (const auto& test : cases) {
-        SCOPED_TRACE(QString::fromUtf16(test.text).toStdString());
-        source_->rows = all.first(test.rows);
-        setForward(test.forward);
-        search(QString());
-        search(QString::fromUtf16(test.text));
-        EXPECT_EQ(source_->searched.take(), test.first);
-        search(QString::fromUtf16(test.text));
-        EXPECT_EQ(source_->searched.take(), test.second);
     }
 }
 

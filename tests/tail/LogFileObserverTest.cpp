@@ -130,29 +130,6 @@ private:
     Subscription statusSubscription_;
 };
 
-TEST_P(LogFileObserverTest, GrowthAnnouncesTheOldLastLineAndWhatFollows) {
-    const struct {
-        QByteArray before;
-        QByteArray added;
-        std::string lines;
-        std::string changed;
-    } cases[] = {
-        {"one\n", "two\n", "one|two|", "1+2"},
-        {"one\ntw", "o", "one|two", "1+1"},
-        {"one\ntw", "o\nthree\n", "one|two|three|", "1+3"},
-        {"", "first", "first", "0+1"},
-    };
-    for (const auto& [before, added, after, changed] : cases) {
-        SCOPED_TRACE(before.constData());
-        tail(before);
-        file_->append(added);
-        EXPECT_TRUE(waitForChange(changed));
-        EXPECT_EQ(lines(), after);
-        EXPECT_EQ(dataSource_->announced.get().size(), 1U);
-        observer_->stopTailing();
-    }
-}
-
 TEST_P(LogFileObserverTest, TheFirstReportChangesNothing) {
     make("one\n");
     observer_->fileSizeChanged(0, 4);
@@ -207,16 +184,6 @@ TEST_P(LogFileObserverTest, AnotherContentIsShownFromItsFirstLine) {
         EXPECT_EQ(dataSource_->announced.get().size(), 1U);
         observer_->stopTailing();
     }
-}
-
-TEST_P(LogFileObserverTest, TruncationWhileTailingEndsWithTheNewContent) {
-    tail("old 1\nold 2\n");
-    file_->truncate(0);
-    ASSERT_TRUE(waitForChange("*0+1"));
-    file_->append("new 1\n");
-    EXPECT_TRUE(waitFor([&] { return lines() == "new 1|" && !reader_->isBehind(); }));
-    file_->append("new 2\n");
-    EXPECT_TRUE(waitForChange("1+2"));
 }
 
 TEST_P(LogFileObserverTest, ARotatedFileIsReadToItsEndAndThenTheNewOne) {

@@ -207,18 +207,6 @@ TEST_P(LogReaderTest, GrowthReportsTheOldLastLineAndTheNewOnes) {
     }
 }
 
-TEST_P(LogReaderTest, AShrunkenFileStartsOver) {
-    load("one\ntwo\nthree\n");
-    file_->overwrite("x\ny");
-    EXPECT_EQ(reader_->refresh(), (LineRange{0, 2}));
-    EXPECT_TRUE(listener_->taken().contains(u"forget"_s));
-    EXPECT_EQ(lines(), (QStringList{u"x"_s, u"y"_s}));
-    file_->truncate(0);
-    reader_->refresh();
-    EXPECT_EQ(reader_->lineCount(), 1);
-    EXPECT_EQ(lines(), QStringList{u""_s});
-}
-
 TEST_P(LogReaderTest, LinesAppendedDuringAScanCountOnceAndCanBeReadMeanwhile) {
     loadOvertaken("c\nd\n");
     const QStringList all{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u""_s};

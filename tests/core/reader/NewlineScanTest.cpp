@@ -42,20 +42,11 @@ TEST(NewlineScan, EveryImplementationFindsExactlyTheLineFeeds) {
         }
     for (const NewlineScan::Implementation& way : NewlineScan::implementations())
         for (const std::string& text : texts)
-            ASSERT_EQ(foundBy(way, text), expectedPositions(text))
-                << way.name << ", " << text.size() << " bytes";
-}
-
-TEST(NewlineScan, UnalignedBlocksAreFine) {
-    std::string text(500, '.');
-    for (std::size_t i = 0; i < text.size(); i += 7)
-        text[i] = '\n';
-    for (std::size_t shift = 0; shift < 70; ++shift) {
-        const auto block = std::string_view(text).substr(shift);
-        std::vector<std::uint32_t> positions(NewlineScan::roomFor(block.size()));
-        positions.resize(NewlineScan::find(block, positions));
-        ASSERT_EQ(positions, expectedPositions(block)) << shift;
-    }
+            for (const std::size_t skipped : {std::size_t{0}, text.size() / 5}) { // not aligned
+                const auto block = std::string_view(text).substr(skipped);
+                ASSERT_EQ(foundBy(way, block), expectedPositions(block))
+                    << way.name << ", " << block.size() << " bytes";
+            }
 }
 
 } // namespace

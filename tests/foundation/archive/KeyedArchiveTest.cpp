@@ -7,19 +7,10 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/// A class with a field of every kind.
+/// A class that can contain itself.
 struct Node {
     QString name = {};
-    std::optional<QString> note = {};
-    qint64 port = 0;
-    bool isOpen = false;
-    QByteArray data = {};
-    QUuid uuid = {};
-    QUrl url = {};
-    QColor color = Qt::black;
     std::shared_ptr<Node> next = {};
-
-    friend bool operator==(const Node&, const Node&) = default;
 };
 
 QStringList archivedClassChain(const Node&) {
@@ -36,16 +27,8 @@ Status readNext(Node& node, const KeyedDecoder& decoder, const QString& key) {
     return success();
 }
 
-const auto nodeFields = FieldTable<Node>()
-                            .required(u"name"_s, &Node::name)
-                            .optional(u"note"_s, &Node::note)
-                            .optional(u"port"_s, &Node::port)
-                            .required(u"open"_s, &Node::isOpen)
-                            .optional(u"data"_s, &Node::data)
-                            .optional(u"uuid"_s, &Node::uuid)
-                            .optional(u"url"_s, &Node::url)
-                            .optional(u"color"_s, &Node::color)
-                            .field(u"next"_s, &Node::next, &readNext);
+const auto nodeFields =
+    FieldTable<Node>().required(u"name"_s, &Node::name).field(u"next"_s, &Node::next, &readNext);
 
 void encode(const Node& node, KeyedEncoder& encoder) {
     nodeFields.encode(node, encoder);
@@ -100,27 +83,6 @@ ArchiveFault faultOf(const Error& error) {
     EXPECT_EQ(error.domain, u"KeyedArchive"_s);
     EXPECT_FALSE(error.userText.isEmpty());
     return static_cast<ArchiveFault>(error.code);
-}
-
-TEST(KeyedArchiveTest, EveryKindOfFieldSurvives) {
-    const auto inner = std::make_shared<Node>(Node{.name = u"inner"_s, .url = QUrl(u"a:b"_s)});
-    const auto node = std::make_shared<Node>(Node{.name = u"näme"_s,
-                                                  .port = -65536,
-                                                  .isOpen = true,
-                                                  .data = QByteArray("\0\xff", 2),
-                                                  .uuid = QUuid::createUuid(),
-                                                  .url = QUrl(u"ssh://u@h:22/a%20b%ff"_s),
-                                                  .color = QColor(1, 128, 254, 77),
-                                                  .next = inner});
-    KeyedArchiver archiver;
-    const auto unarchiver = KeyedUnarchiver::open(archiver.archivedData(archiver.add(node)), classes());
-    ASSERT_TRUE(unarchiver);
-    const auto read = unarchiver.value()->root().object<Node>();
-    ASSERT_TRUE(read) << read.error().userText.toStdString();
-    ASSERT_TRUE(read.value()->next);
-    EXPECT_EQ(*read.value()->next, *inner);
-    read.value()->next = inner;
-    EXPECT_EQ(*read.value(), *node);
 }
 
 TEST(KeyedArchiveTest, EveryColourComponentSurvivesExactly) {
@@ -227,6 +189,11 @@ TEST(KeyedArchiveTest, UrlIsResolvedAgainstItsBases) {
         opened({url(4, 3), classOf(u"NSURL"_s), text(u"c.log"_s), url(0, 5), text(u"file:///a/b"_s)});
     EXPECT_EQ(unarchiver->root().url().value(), QUrl(u"file:///a/c.log"_s));
     EXPECT_FALSE(opened({url(1, 3), classOf(u"NSURL"_s), text(u"c"_s)})->root().url()); // its own base
+
+    const QUrl written(u"ssh://u@h:22/a%20b%ff"_s);
+    KeyedArchiver archiver;
+    const auto own = KeyedUnarchiver::open(archiver.archivedData(archiver.add(written)), classes());
+    EXPECT_EQ(own.value()->root().url().value(), written);
 }
 
 TEST(KeyedArchiveTest, FaultsHaveTheirKindAndPlace) {

@@ -198,22 +198,17 @@ TEST(PropertyListTest, DamageIsAnErrorThatSaysWhat) {
         {"unknown kind", RawList{{hex("70")}}.bytes()},
         {"set", RawList{{hex("c0")}}.bytes()},
         {"fill byte", RawList{{hex("0f")}}.bytes()},
+        {"top beyond the objects", RawList{.objects = {scalar}, .top = 1}.bytes()},
+        {"more objects than table", RawList{.objects = {scalar}, .objectCount = 2}.bytes()},
+        {"count that overflows", RawList{.objects = {scalar}, .objectCount = 1ull << 63}.bytes()},
+        {"offsets of no bytes", RawList{.objects = {scalar}, .offsetWidth = 0}.bytes()},
+        {"offsets of nine bytes", RawList{.objects = {scalar}, .offsetWidth = 9}.bytes()},
+        {"references of no bytes", RawList{.objects = {scalar}, .referenceWidth = 0}.bytes()},
+        {"table in the header", RawList{.objects = {scalar}, .tableOffset = 4}.bytes()},
+        {"table beyond the end", RawList{.objects = {scalar}, .tableOffset = ~0ull}.bytes()},
+        {"object in the header", RawList{.objects = {scalar}, .offsets = {{0, 3}}}.bytes()},
+        {"object in the table", RawList{.objects = {scalar}, .offsets = {{0, 9}}}.bytes()},
     };
-    const auto falsified = [&](const char* name, auto change) {
-        RawList list{{scalar}};
-        change(list);
-        cases.emplace_back(name, list.bytes());
-    };
-    falsified("top beyond the objects", [](RawList& list) { list.top = 1; });
-    falsified("more objects than table", [](RawList& list) { list.objectCount = 2; });
-    falsified("count that overflows", [](RawList& list) { list.objectCount = 1ull << 63; });
-    falsified("offsets of no bytes", [](RawList& list) { list.offsetWidth = 0; });
-    falsified("offsets of nine bytes", [](RawList& list) { list.offsetWidth = 9; });
-    falsified("references of no bytes", [](RawList& list) { list.referenceWidth = 0; });
-    falsified("table in the header", [](RawList& list) { list.tableOffset = 4; });
-    falsified("table beyond the end", [](RawList& list) { list.tableOffset = ~0ull; });
-    falsified("object in the header", [](RawList& list) { list.offsets[0] = 3; });
-    falsified("object in the table", [](RawList& list) { list.offsets[0] = 9; });
     for (qsizetype length = 8; length < good.size(); ++length)
         cases.emplace_back("cut short", good.first(length));
 

@@ -36,17 +36,6 @@ std::shared_ptr<TestOperation> endless() {
     });
 }
 
-TEST(OperationQueue, OneAtATimeRunsInTheOrderOfAdding) {
-    OperationQueue queue("test", 1);
-    std::vector<int> order; // only one worker at a time touches it
-    for (int i = 0; i < 500; ++i)
-        queue.addOperation(operation([&order, i](TestOperation&) { order.push_back(i); }));
-    queue.waitUntilAllFinished();
-    ASSERT_EQ(order.size(), 500U);
-    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
-    EXPECT_TRUE(queue.isEmpty());
-}
-
 TEST(OperationQueue, AsManyRunAtOnceAsAllowedAndNoMore) {
     OperationQueue queue("test", 3);
     std::latch threeAreRunning(3);
@@ -64,26 +53,6 @@ TEST(OperationQueue, AsManyRunAtOnceAsAllowedAndNoMore) {
     }
     queue.waitUntilAllFinished();
     EXPECT_EQ(most, 3);
-}
-
-TEST(OperationQueue, CancelledBeforeItsTurnItNeverRunsButCompletes) {
-    OperationQueue queue("test", 1);
-    const auto first = endless();
-    queue.addOperation(first);
-    std::atomic<bool> ran{false};
-    std::atomic<bool> completed{false};
-    const auto second = operation([&](TestOperation&) { ran = true; });
-    second->setCompletion([&] { completed = true; });
-    queue.addOperation(second);
-    ASSERT_TRUE(test::waitFor([&] { return first->isExecuting(); }));
-    EXPECT_FALSE(second->isExecuting());
-    EXPECT_EQ(queue.operations(), (std::vector<std::shared_ptr<Operation>>{first, second}));
-    second->cancel();
-    first->cancel();
-    queue.waitUntilAllFinished();
-    EXPECT_FALSE(ran);
-    EXPECT_TRUE(completed);
-    EXPECT_TRUE(second->isFinished());
 }
 
 TEST(OperationQueue, CancellingWakesASleeperAndRunsItsCompletion) {

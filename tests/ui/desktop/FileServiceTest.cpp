@@ -174,8 +174,9 @@ protected:
 
 TEST_F(SharingTest, EveryFileNameArrivesAsItIs) {
     standIns_.add("xdg-email", refusals);
-    for (const QByteArray& name : QByteArrayList{"plain.log", "with blank.log", "\"quote's\" $(x)`.log",
-                                                 "--body", "\xFF\xFE.log", "two\nlines\\n.log"}) {
+    for (const QByteArray& name :
+         QByteArrayList{"plain.log", "with blank.log", "\"quote's\" $(x)`.log", "--body", "\xFF\xFE.log",
+                        "two\nlines\\n.log", "100%25 #1?.log"}) {
         const TemporaryFile file("1\n", name);
         action(open(file), u"Share by E-mail…"_s)->trigger();
         const QList<QByteArray> expected{"--utf8",         "--subject", "Log file attached", "--body",

@@ -1,13 +1,12 @@
 #include "ui/hosts/HostDetailsDialog.h"
 #include "foundation/Descriptor.h"
+#include "support/Listener.h"
 #include "support/StandIns.h"
 #include "ui/hosts/RemoteHostsFixture.h"
 #include "ui/widgets/BusyIndicator.h"
 
 #include <cerrno>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <fcntl.h>
 
 namespace korvane::test {
 namespace {
@@ -199,26 +198,21 @@ TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
 
 TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
     // Accepts connections and never sends anything.
-    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
-    ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    ASSERT_EQ(::listen(listener, 8), 0);
+    std::optional<Listener> listener(std::in_place);
+    const int port = listener->port();
+    ASSERT_EQ(::fcntl(listener->socket(), F_SETFL, O_NONBLOCK), 0);
     show();
     enter({{u"Host:"_s, u"127.0.0.1"_s},
            {u"User:"_s, u"nobody"_s},
            {u"Authentication:"_s, u"Keyboard-interactive"_s}});
-    field<QSpinBox>(dialog_.get(), u"Port:"_s)->setValue(ntohs(address.sin_port));
+    field<QSpinBox>(dialog_.get(), u"Port:"_s)->setValue(port);
     const auto isBusy = [&] { return dialog_->findChild<BusyIndicator*>()->isVisible(); };
     EXPECT_FALSE(isBusy());
     int visitor = -1;
     const auto startTest = [&] {
         press(u"Test Connection"_s);
         EXPECT_TRUE(isBusy());
-        ASSERT_TRUE(until([&] { return (visitor = ::accept(listener, nullptr, nullptr)) >= 0; }));
+        ASSERT_TRUE(until([&] { return (visitor = ::accept(listener->socket(), nullptr, nullptr)) >= 0; }));
     };
     startTest();
     const Descriptor first(visitor);
@@ -240,13 +234,12 @@ TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
     MainThread::shared().runPending();
     EXPECT_TRUE(alerts_.alerts.empty()) << "who calls a test off need not be told";
 
-    ::close(listener);
+    listener.reset();
     dialog_->open();
     press(u"Test Connection"_s);
     ASSERT_TRUE(until([&] { return !isBusy(); }));
     ASSERT_EQ(alerts_.alerts.size(), 1U);
-    EXPECT_EQ(alerts_.alerts[0].message,
-              u"Could not connect to host: 127.0.0.1 on port %1"_s.arg(ntohs(address.sin_port)));
+    EXPECT_EQ(alerts_.alerts[0].message, u"Could not connect to host: 127.0.0.1 on port %1"_s.arg(port));
     EXPECT_TRUE(button(dialog_.get(), u"Test Connection"_s)->isEnabled());
     EXPECT_TRUE(hosts().empty());
 }

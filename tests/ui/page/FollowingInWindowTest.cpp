@@ -91,22 +91,6 @@ TEST_F(FollowingInWindowTest, TheTailingItemStopsAndStartsAndSaysWhatItWillDo) {
     EXPECT_TRUE(tableOf(page).isAtEnd());
 }
 
-TEST_F(FollowingInWindowTest, TheTabOfAPageBehindTellsOfNewLinesUntilItIsInFront) {
-    const TemporaryFile files[] = {TemporaryFile(numberedLines(5), "a.log"), TemporaryFile("x\n", "b.log")};
-    MainWindowController* behind = openFollowed(files[0]);
-    MainWindowController* front = openFollowed(files[1]);
-    auto* tabs = front->window()->findChild<QTabWidget*>(QStringLiteral("documents"));
-    EXPECT_TRUE(tabs->tabIcon(0).isNull());
-    files[0].append("\nline 6\nline 7");
-    ASSERT_TRUE(until([&] { return !tabs->tabIcon(0).isNull(); }));
-    EXPECT_TRUE(tabs->tabToolTip(0).endsWith(u"2 new lines"_s)) << tabs->tabToolTip(0).toStdString();
-    files[1].append("y\n");
-    ASSERT_TRUE(growsTo(*front, 3));
-    EXPECT_TRUE(tabs->tabIcon(1).isNull()) << "what is in front is seen";
-    windowOf(front)->raisePage(behind);
-    EXPECT_TRUE(tabs->tabIcon(0).isNull());
-}
-
 TEST_F(FollowingInWindowTest, TheStripTellsOfDeletionReturnAndRotation) {
     const TemporaryFile file("old 1\nold 2\n");
     MainWindowController* page = openFollowed(file);

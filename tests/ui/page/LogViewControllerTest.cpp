@@ -20,22 +20,6 @@ protected:
     static QString clipboard() { return QApplication::clipboard()->text(); }
 };
 
-TEST_F(LogViewControllerTest, EveryLineOfAFileIsOnItsRow) {
-    for (const auto& [content, rows] :
-         Rows<QByteArray, QStringList>{{"", {u""_s}},
-                                       {"a\nb", {u"a"_s, u"b"_s}},
-                                       {"a\nb\n", {u"a"_s, u"b"_s, u""_s}},
-                                       {"a\r\nb", {u"a\r"_s, u"b"_s}},
-                                       {QByteArray("x\0y\nz", 5), {u"x"_s + QChar(0) + u"y"_s, u"z"_s}},
-                                       {"gr\xC3\xB6\xC3\x9F\x65r\n", {u"größer"_s, u""_s}}}) {
-        MainWindowController* page = open(content);
-        ASSERT_EQ(tableOf(page).rowCount(), rows.size()) << content.constData();
-        for (qsizetype row = 0; row < rows.size(); ++row)
-            EXPECT_EQ(textOfRow(*page, row), rows[row]);
-        documents_.closeDocument(page->document());
-    }
-}
-
 TEST_F(LogViewControllerTest, ThePageOnTheScreenIsReadToItsEndWithoutScrolling) {
     // Longer than the part of the file that is indexed when its first rows are shown.
     MainWindowController* page =

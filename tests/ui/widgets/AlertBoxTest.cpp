@@ -48,8 +48,6 @@ TEST_F(AlertBoxTest, AFieldIsReadyToTypeAndItsTextComesWithTheFirstButton) {
     EXPECT_EQ(field->echoMode(), QLineEdit::Password);
     EXPECT_EQ(field->placeholderText(), u"Enter the password"_s);
     EXPECT_EQ(field->accessibleName(), u"Enter the password"_s);
-    EXPECT_EQ(field->width(), 250);
-    EXPECT_GE(field->height(), 24);
     for (const auto* button : box->findChildren<QPushButton*>())
         EXPECT_FALSE(field->geometry().intersects(QRect(button->mapTo(box, QPoint()), button->size())))
             << button->text().toStdString();

@@ -118,11 +118,13 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
     EXPECT_GT(top, 10'000);
     client_->setFails(false);
     client_->setLogins(ShellClient::Logins::Accepted);
-    page->document()->reconnect();
+    EXPECT_TRUE(page->canConnect());
+    page->connectToServer();
     EXPECT_TRUE(until([&] { return textOfRow(*page, 14'999) == u"line 15000"_s; }));
     EXPECT_EQ(table.firstVisibleRow(), top);
     EXPECT_EQ(table.selection().count(), 20'000);
     EXPECT_FALSE(saysBeginning(page, u"The connection"_s));
+    EXPECT_FALSE(page->canConnect());
 }
 
 // ---- The program with a real server
@@ -199,9 +201,6 @@ protected:
         columns->setCurrentIndex(file);
         browser->accept();
     }
-    static QTreeView* outlineOf(const ProgramRun& run) {
-        return run.page()->window()->findChild<BookmarksOutlineViewController*>()->findChild<QTreeView*>();
-    }
 
     SshServer server_;
 };
@@ -243,7 +242,8 @@ TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
     ASSERT_TRUE(run.page());
     EXPECT_EQ(run.page()->document()->connectionState(), ConnectionState::Unconnected);
     EXPECT_FALSE(run.page()->isLoading());
-    QTreeView* outline = outlineOf(run);
+    const auto* sidebar = run.page()->window()->findChild<BookmarksOutlineViewController*>();
+    auto* outline = sidebar->findChild<QTreeView*>();
     const QAbstractItemModel& model = *outline->model();
     const QModelIndex remote = model.index(1, 0);
     const QModelIndex group = model.index(0, 0, remote);
@@ -256,38 +256,6 @@ TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
     QTest::keyClick(outline, Qt::Key_Return);
     ASSERT_TRUE(until([&] { return run.table().rowCount() == 7'000; }));
     EXPECT_TRUE(run.page()->document()->dataSource()->hasLineMark(4'320));
-}
-
-TEST_F(RemoteEndToEndTest, AfterALossTheFollowedViewComesBackWhereItWas) {
-    ProgramRun run(settings_.path());
-    browseToFile(run);
-    ASSERT_TRUE(
-        until([&] { return run.page() && run.table().rowCount() == lineCount && run.page()->isTailing(); }));
-    run.page()->logView().goToLine(6'000);
-    run.table().selectRow(6'001);
-    ASSERT_TRUE(until([&] { return run.shown(6'001) == u"line 6002"_s; }));
-    // A page load still under way would log in again before the loss is noticed.
-    const auto source = run.page()->document()->dataSource();
-    ASSERT_TRUE(until([&] {
-        return source->cachedRowLine(0) && source->cachedRowLine(5000) &&
-               source->cachedRowLine(lineCount - 1);
-    }));
-    const qint64 top = run.table().firstVisibleRow();
-    server_.killConnections();
-    ASSERT_TRUE(until([&] { return run.page()->canConnect(); }));
-    EXPECT_EQ(run.shown(6'001), u"line 6002"_s) << "what is loaded stays";
-    // A page requested in the meantime logs in by itself.
-    ASSERT_TRUE(until([&] {
-        run.page()->connectToServer();
-        return run.table().rowCount() == lineCount && run.shown(6'001) == u"line 6002"_s;
-    }));
-    EXPECT_TRUE(until([&] { return run.table().firstVisibleRow() == top; })) << run.table().firstVisibleRow();
-    EXPECT_EQ(run.table().currentRow(), 6'001);
-    EXPECT_EQ(run.table().selection().count(), 1);
-    EXPECT_TRUE(until([&] {
-        run.page()->connectToServer();
-        return run.page()->isTailing() && !run.page()->canConnect();
-    }));
 }
 
 } // namespace

@@ -83,13 +83,13 @@ TEST_F(LogTableDataSourceTest, ARowRequestsThePageItsLineLiesOnOnce) {
     for (const auto& [row, readStart] : rowsAndReadStarts) {
         SCOPED_TRACE(row);
         open(12'001);
-        reader_->readGate.shut();
-        source_->rowLine(row);
+        holdLoadOf(row);
         const RowLine before = source_->rowLine(row);
         reader_->readGate.open();
         EXPECT_FALSE(before.isLoaded);
         EXPECT_EQ(before.rowNum, row + 1);
         EXPECT_EQ(textOf(row), QString::number(row + 1));
+        ASSERT_TRUE(test::settle());
         EXPECT_EQ(reader_->readStarts(), Starts{readStart});
     }
 }

@@ -4,10 +4,8 @@
 #include "core/TailDataSourceProtocol.h"
 #include "core/reader/InMemoryFileLogReader.h"
 #include "documents/DocumentFixture.h"
+#include "support/Listener.h"
 #include "support/WithoutRootsRights.h"
-
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace korvane {
 namespace {
@@ -127,11 +125,7 @@ TEST_F(DocumentTest, WhatIsNoFileIsRefusedByName) {
     const QByteArray pipe = neighbour.directory() + "/pipe";
     ASSERT_EQ(::mkfifo(pipe.constData(), 0600), 0);
     const QByteArray socketPath = neighbour.directory() + "/socket";
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.constData());
-    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    const int listener = test::socketAt(socketPath, &::bind);
 
     const struct {
         QByteArray path;

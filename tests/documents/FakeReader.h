@@ -1,45 +1,16 @@
 #pragma once
 
 #include "core/reader/LogFileReaderProtocol.h"
+#include "support/Gate.h"
 #include "support/Guarded.h"
 
 #include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace korvane::test {
-
-/// Blocks every thread that passes while it is shut.
-class Gate {
-public:
-    void shut() { set(false); }
-    void open() { set(true); }
-    void pass() {
-        std::unique_lock guard(mutex_);
-        ++waiting_;
-        changed_.wait(guard, [this] { return isOpen_; });
-        --waiting_;
-    }
-    int waiting() const {
-        const std::lock_guard guard(mutex_);
-        return waiting_;
-    }
-
-private:
-    void set(bool isOpen) {
-        const std::lock_guard guard(mutex_);
-        isOpen_ = isOpen;
-        changed_.notify_all();
-    }
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    bool isOpen_ = true;
-    int waiting_ = 0;
-};
 
 /// A reader whose lines, faults and pace a test decides. Any thread.
 class FakeReader : public LogFileReaderProtocol {

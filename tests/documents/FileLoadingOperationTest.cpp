@@ -87,14 +87,6 @@ TEST_F(FileLoadingOperationTest, TheFirstLinesAreKnownWhileTheScanGoesOn) {
     EXPECT_EQ(reader_->delegate(), nullptr);
 }
 
-TEST_F(FileLoadingOperationTest, APageLoadedShortIsOpenedAgainBeforeTheWindowHears) {
-    source_->loadPage(1, false);
-    ASSERT_FALSE(source_->cachedRowLine(1));
-    startScan({10});
-    ASSERT_TRUE(finish());
-    EXPECT_TRUE(waitFor([this] { return source_->rowLine(9).isLoaded; }));
-}
-
 // The main thread runs nothing during this scan, so one notification has to cover it all.
 TEST_F(FileLoadingOperationTest, ManyNewLinesGiveOneWaitingNotification) {
     reader_->scan = [](FakeReader& reader) {

@@ -6,12 +6,14 @@ usage: tests/e2e/notification.py PROGRAM
 """
 
 import os
-import plistlib
+import pathlib
 import sys
 import uuid
 
 sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 from desktop import NAME, Desktop, Program, expect, until
+from keyed_archive import Archive
 
 # Without service directories, so that only our notification service answers.
 BUS = """<busconfig><type>session</type><listen>unix:dir={home}</listen><policy context="default">
@@ -27,52 +29,25 @@ DUNST = """[global]
 """
 
 
-class Archive:
-    """A keyed archive."""
-
-    def __init__(self):
-        self.objects = ["$null"]
-
-    def add(self, value):
-        self.objects.append(value)
-        return plistlib.UID(len(self.objects) - 1)
-
-    def instance(self, classes, **fields):
-        names = classes.split()
-        return self.add({**fields, "$class": self.add({"$classname": names[0], "$classes": names})})
-
-    def array(self, *elements):
-        return self.instance("NSMutableArray NSArray NSObject", **{"NS.objects": list(elements)})
-
-    def uuid(self, identity):
-        return self.instance("NSUUID NSObject", **{"NS.uuidbytes": identity.bytes})
-
-    def color(self, text):
-        return self.instance("NSColor NSObject", NSColorSpace=1, NSRGB=text + b"\0")
-
-    def write(self, root, path):
-        path.write_bytes(plistlib.dumps({"$archiver": "NSKeyedArchiver", "$version": 100000, "$top": {"root": root},
-                                         "$objects": self.objects}, fmt=plistlib.FMT_BINARY))
-
-
 def write_rule(data, text, document_url):
     """Stores a rule that notifies once and is active for a document, in the program's formats."""
     identity = uuid.uuid4()
     rules = Archive()
-    rules.write(rules.array(rules.instance(
+    root = rules.array(rules.instance(
         "Korvane.FilterRule NSObject", id=rules.uuid(identity), hide=False,
         searchItem=rules.instance("Korvane.SearchItem NSObject", searchStr=rules.add(text), regex=False,
                                   ignoreCase=False),
         highlight=rules.instance("Korvane.HighlightRule NSObject", bold=True, italic=False, underline=False,
-                                 fgcolor=rules.color(b"1 0 0"), bgcolor=rules.color(b"1 1 1"),
+                                 fgcolor=rules.color(b"1 0 0\0"), bgcolor=rules.color(b"1 1 1\0"),
                                  useViewBackground=True),
         notification=rules.instance("Korvane.NotificationRule NSObject", enabled=True, bounceDock=False,
-                                    frequency=rules.add("Once")))), data / "filters.data")
+                                    frequency=rules.add("Once"))))
+    (data / "filters.data").write_bytes(rules.encoded(root))
     states = Archive()
-    states.write(states.instance(
+    root = states.instance(
         "NSMutableDictionary NSDictionary NSObject",
-        **{"NS.keys": [states.add(document_url)], "NS.objects": [states.array(states.uuid(identity))]}),
-        data / "rules-state.data")
+        **{"NS.keys": [states.add(document_url)], "NS.objects": [states.array(states.uuid(identity))]})
+    (data / "rules-state.data").write_bytes(states.encoded(root))
 
 
 def start_bus(desktop):

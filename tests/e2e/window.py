@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """Checks marks and bookmarks with real clicks and keys on a separate desktop: opens a log, marks three lines, bookmarks
-the file, quits, starts again, opens it from the outline, finds the marks, deletes two; shares the file and opens a
-terminal in its directory.
+the file, quits, starts again, opens it from the outline, finds the marks, and deletes two.
 
 usage: tests/e2e/window.py PROGRAM
 """
@@ -11,7 +10,7 @@ import plistlib
 import sys
 
 sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
-from desktop import NAME, Desktop, Program, expect, until
+from desktop import NAME, Desktop, Program, until
 
 
 def marks(store):
@@ -23,20 +22,6 @@ def marks(store):
                   if isinstance(one, dict) and "linenum" in one)
 
 
-def share_and_open_terminal(desktop, window, log):
-    """Shares the active file by the mail program and opens a terminal in its directory."""
-    desktop.keys("ctrl+shift+m")
-    expect("what the mail program got", [os.fsdecode(part) for part in desktop.call_of("xdg-email")[1:]],
-           ["--utf8", "--subject", f"Look at {log.name} now", "--body", "It says:\nnothing & $filename",
-            "--attach", str(log), "on-call@example.org", "team@example.org"])
-    desktop.keys("shift+F4")
-    until("the message of the command", lambda: desktop.active_window() not in ("", window))
-    desktop.keys("Return")
-    expect("where and how the terminal was started", [os.fsdecode(part) for part in
-                                                      desktop.call_of("x-terminal-emulator")], [str(log.parent)])
-    expect("the clipboard", desktop.run("xclip", "-out", "-selection", "clipboard"), f'cd "{log.parent}"')
-
-
 def main():
     program = os.path.realpath(sys.argv[1])
     with Desktop() as desktop:
@@ -45,12 +30,7 @@ def main():
         log, other = folder / "service one.log", folder / "other.log"
         log.write_text("".join(f"line {i}\n" for i in range(1, 301)))
         other.write_text("nothing\n")
-        data = desktop.home / "DATA_HOME" / "korvane"
-        data.mkdir(mode=0o700)
-        (data / "Share.plist").write_bytes(plistlib.dumps({
-            "subject": "Look at $filename now", "recipients": "on-call@example.org,team@example.org",
-            "content": "It says:\nnothing & $filename"}))
-        store = data / "bookmarks.data"
+        store = desktop.home / "DATA_HOME" / "korvane" / "bookmarks.data"
 
         running = Program(desktop, program, str(log))
         window = running.window("service one.log – Korvane")
@@ -83,8 +63,6 @@ def main():
         desktop.click(window, 100, 500)
         desktop.keys("Home", "shift+Down", "Delete")
         until("the deletion of the first two marks", lambda: marks(store) == made[2:])
-
-        share_and_open_terminal(desktop, window, log)
         desktop.keys("ctrl+q")
         running.ends()
 

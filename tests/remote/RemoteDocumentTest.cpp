@@ -2,8 +2,7 @@
 #include "documents/LoadProgressController.h"
 #include "remote/ShellSession.h"
 #include "remote/hosts/RemoteHostsManager.h"
-
-#include <gtest/gtest.h>
+#include "support/Gate.h"
 
 namespace korvane {
 namespace {
@@ -54,7 +53,7 @@ TEST_F(RemoteDocumentTest, AFailedLoadIsToldOnceAndLeavesNoTrace) {
     };
     for (int number = 0; const auto& [logins, message, text] : cases) {
         make();
-        client_->setLogins(logins);
+        client_->logins = logins;
         Preferences::shared().setStartTailingOnFileOpen(true);
         RemoteSession::open(document_, u"/tmp/%1"_s.arg(number));
         ASSERT_TRUE(test::waitFor([this] { return !alerts_.alerts.empty(); }));
@@ -67,7 +66,7 @@ TEST_F(RemoteDocumentTest, AFailedLoadIsToldOnceAndLeavesNoTrace) {
         EXPECT_FALSE(document_->logFileObserver());
         alerts_.alerts.clear();
 
-        client_->setLogins(Logins::Accepted);
+        client_->logins = Logins::Accepted;
         document_->reconnect();
         ++number;
         EXPECT_TRUE(test::waitFor([&] { return announced_ == number; }));
@@ -99,14 +98,14 @@ TEST_F(RemoteDocumentTest, OneCountIsUnderWayAndTheLastOneIsShownMeanwhile) {
     document_->reload();
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60))); // its end is not reported yet
     const auto asked = client_->commands().size();
-    client_->hold(true);
+    client_->isHeld = true;
     file_->append(test::numberedLines(11, 5));
     document_->reload();
     ASSERT_TRUE(test::waitFor([&] { return client_->commands().size() > asked; }));
     EXPECT_TRUE(document_->isLoading()) << "ended by the end of the earlier load";
     for (int i = 0; i < 100; ++i)
         EXPECT_EQ(rows(), 10);
-    client_->hold(false);
+    client_->isHeld = false;
     EXPECT_TRUE(waitForRows(15));
     EXPECT_EQ(counts(), 3);
 }
@@ -120,7 +119,7 @@ TEST_F(RemoteDocumentTest, AnEmptyFileIsAskedForAgain) {
 
 TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeReadAnew) {
     make();
-    client_->hold(true);
+    client_->isHeld = true;
     open(test::numberedLines(1, 10));
     ASSERT_TRUE(test::waitFor([this] { return client_->commands().size() == 2; }));
     ASSERT_TRUE(connectionBecomes(ConnectionState::Connected));
@@ -128,7 +127,7 @@ TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeRea
     document_->cancelLoading();
     EXPECT_EQ(document_->loadProgress()->statusText(), u"Canceled!"_s);
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60))) << "the command goes on";
-    client_->hold(false);
+    client_->isHeld = false;
     for (int i = 0; i < 100; ++i)
         EXPECT_EQ(rows(), 0);
     settle();
@@ -143,33 +142,28 @@ TEST_F(RemoteDocumentTest, CancellingACountLeavesTheConnectionAndTheFileCanBeRea
 
     // Following works after another cancelled load.
     const auto asked = client_->commands().size();
-    client_->hold(true);
+    client_->isHeld = true;
     document_->reload();
     ASSERT_TRUE(test::waitFor([&] { return client_->commands().size() > asked; }));
     document_->cancelLoading();
     file_->append(test::numberedLines(11, 1));
     document_->startTailingWhenLoaded();
-    client_->hold(false);
+    client_->isHeld = false;
     EXPECT_TRUE(rowBecomes(10, u"line 11"_s));
     EXPECT_EQ(client_->loginCount, 1);
 }
 
 TEST_F(RemoteDocumentTest, CancellingALoginEndsItAndOneOfOthersStays) {
     make();
-    std::atomic<bool> isUnderWay{false};
-    std::atomic<bool> isCancelled{false};
+    test::Gate login;
     // Cancels the loading that the action starts, during its login.
     const auto cancelDuring = [&](const std::function<void()>& action) {
-        isUnderWay = isCancelled = false;
-        client_->setOnConnect([&] {
-            isUnderWay = true;
-            isCancelled.wait(false);
-        });
+        login.shut();
+        client_->onConnect = [&] { login.pass(); };
         action();
-        ASSERT_TRUE(test::waitFor([&] { return isUnderWay.load(); }));
+        ASSERT_TRUE(test::waitFor([&] { return login.waiting() == 1; }));
         document_->cancelLoading();
-        isCancelled = true;
-        isCancelled.notify_all();
+        login.open();
     };
     cancelDuring([this] { open(test::numberedLines(1, 10)); });
     EXPECT_EQ(document_->connectionState(), ConnectionState::Unconnected);
@@ -190,7 +184,7 @@ TEST_F(RemoteDocumentTest, CancellingALoginEndsItAndOneOfOthersStays) {
 
 TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOncePerLogin) {
     make();
-    client_->setPrintsText(true);
+    client_->printsText = true;
     Preferences::shared().setStartTailingOnFileOpen(true);
     open(test::numberedLines(1, 3));
     ASSERT_TRUE(loaded());
@@ -206,7 +200,7 @@ TEST_F(RemoteDocumentTest, TextInPlaceOfANumberIsToldOncePerLogin) {
 
 TEST_F(RemoteDocumentTest, NothingLogsInBehindTheEnd) {
     openShown(test::numberedLines(1, 10'000));
-    client_->setOnConnect([this] { document_->close(); });
+    client_->onConnect = [this] { document_->close(); };
     document_->dataSource()->loadPage(2, false);
     EXPECT_EQ(document_->connectionState(), ConnectionState::Closed);
     EXPECT_FALSE(client_->isConnected());
@@ -217,7 +211,7 @@ TEST_F(RemoteDocumentTest, NothingLogsInBehindTheEnd) {
 TEST_F(RemoteDocumentTest, ALossIsToldOnceAndReconnectingLoadsWhatFailed) {
     openShown(test::numberedLines(1, 25'000));
     EXPECT_EQ(row(0), u"line 1"_s);
-    client_->setLogins(Logins::Unauthorised);
+    client_->logins = Logins::Unauthorised;
     for (const qint64 missing : {5000, 10'000, 15'000})
         document_->dataSource()->rowLine(missing);
     ASSERT_TRUE(connectionBecomes(ConnectionState::Lost));
@@ -228,8 +222,12 @@ TEST_F(RemoteDocumentTest, ALossIsToldOnceAndReconnectingLoadsWhatFailed) {
     EXPECT_EQ(row(0), u"line 1"_s);
     EXPECT_FALSE(document_->dataSource()->rowLine(5000).isLoaded);
     EXPECT_EQ(rows(), 25'000);
+    alerts_.alerts.clear();
+    document_->reconnect();
+    EXPECT_EQ(takeNextAlerts(), QStringList{u"Could not connect to remote host!"_s});
+    EXPECT_EQ(document_->connectionState(), ConnectionState::Lost);
 
-    client_->setLogins(Logins::Accepted);
+    client_->logins = Logins::Accepted;
     EXPECT_FALSE(document_->dataSource()->rowLine(5000).isLoaded);
     EXPECT_FALSE(client_->isConnected()) << "what failed is not tried again by looking at it";
     document_->reconnect();
@@ -246,7 +244,7 @@ TEST_F(RemoteDocumentTest, ALossIsToldByWhoeverNoticesItFirst) {
     const QString byPage = u"Connection lost to remote host!"_s;
     qint64 missing = 5000;
     for (const QString& first : {byClient, byPage, byClient}) {
-        client_->setLogins(Logins::Unauthorised);
+        client_->logins = Logins::Unauthorised;
         if (first == byClient)
             client_->loseConnection();
         document_->dataSource()->rowLine(missing);
@@ -255,7 +253,7 @@ TEST_F(RemoteDocumentTest, ALossIsToldByWhoeverNoticesItFirst) {
             client_->loseConnection();
         settle();
         EXPECT_EQ(takeAlerts(), QStringList(first));
-        client_->setLogins(Logins::Accepted);
+        client_->logins = Logins::Accepted;
         reconnect();
         missing += 5000;
     }
@@ -264,12 +262,12 @@ TEST_F(RemoteDocumentTest, ALossIsToldByWhoeverNoticesItFirst) {
 TEST_F(RemoteDocumentTest, APageThatFailsLeavesTheLoginOfOthers) {
     openShown(test::numberedLines(1, 10'000));
     client_->disconnect();
-    client_->setLogins(Logins::Unauthorised);
-    client_->setOnConnected([this] {
+    client_->logins = Logins::Unauthorised;
+    client_->onConnected = [this] {
         // While the page load finds the server unreachable, the user reconnects.
-        client_->setLogins(Logins::Accepted);
+        client_->logins = Logins::Accepted;
         EXPECT_TRUE(client_->connect());
-    });
+    };
     document_->dataSource()->loadPage(2, false);
     EXPECT_TRUE(client_->isConnected());
 }
@@ -277,7 +275,7 @@ TEST_F(RemoteDocumentTest, APageThatFailsLeavesTheLoginOfOthers) {
 TEST_F(RemoteDocumentTest, ARefusedLoginIsNotTriedAgainByPages) {
     openShown(test::numberedLines(1, 25'000));
     client_->disconnect();
-    client_->setLogins(Logins::Refused);
+    client_->logins = Logins::Refused;
     const int before = client_->connectCount;
     for (const qint64 missing : {5000, 10'000, 15'000}) {
         document_->dataSource()->rowLine(missing);
@@ -288,7 +286,7 @@ TEST_F(RemoteDocumentTest, ARefusedLoginIsNotTriedAgainByPages) {
     document_->reconnect();
     ASSERT_TRUE(test::waitFor([this] { return alerts_.alerts.size() == 1; }));
     EXPECT_EQ(client_->connectCount, before + 2) << "the user's own attempt";
-    client_->setLogins(Logins::Accepted);
+    client_->logins = Logins::Accepted;
     document_->reconnect();
     for (const qint64 line : {1, 5001, 10'001, 15'001})
         EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
@@ -296,11 +294,11 @@ TEST_F(RemoteDocumentTest, ARefusedLoginIsNotTriedAgainByPages) {
 
 TEST_F(RemoteDocumentTest, NoAnswerIsNoEmptyAnswer) {
     openShown(test::numberedLines(1, 6000));
-    client_->setUnanswered("tail");
+    client_->unanswered = "tail";
     document_->dataSource()->rowLine(5000);
     settle();
     EXPECT_FALSE(document_->dataSource()->cachedRowLine(5000)) << "a line without text";
-    client_->setUnanswered(nullptr);
+    client_->unanswered = nullptr;
     document_->reload();
     EXPECT_EQ(row(5000), u"line 5001"_s);
 }
@@ -335,7 +333,7 @@ TEST_F(RemoteDocumentTest, SearchAndCopyFetchPagesWithoutKeepingThem) {
     int looks = 0;
     EXPECT_FALSE(source->findNextMatch(5000, 12'344, SearchItem(u"absent"_s), [&] { return ++looks > 2; }));
     EXPECT_LE(pageCommands().size(), asked + 1) << "cancelled after the first page";
-    client_->setFails(true);
+    client_->fails = true;
     const auto brokenOff = source->findNextMatch(5000, 12'344, SearchItem(u"line 12345"_s), never);
     EXPECT_TRUE(!brokenOff && brokenOff.fault.contains(u"server"_s));
     EXPECT_FALSE(source->readLines(5000, 1, never));
@@ -343,34 +341,34 @@ TEST_F(RemoteDocumentTest, SearchAndCopyFetchPagesWithoutKeepingThem) {
 
 TEST_F(RemoteDocumentTest, LinesThatComeSlowlyShowBeforeTheirPageIsComplete) {
     make();
-    client_->setSlow(true);
-    client_->holdOutput("wc");
+    client_->isSlow = true;
+    client_->heldOutput = "wc";
     open(test::numberedLines(1, 60'000));
     const auto source = document_->dataSource();
     const auto shows = [&](qint64 row) { return row < rows() && source->rowLine(row).isLoaded; };
     EXPECT_TRUE(test::waitFor([&] { return shows(100); })) << "without a count, too";
     EXPECT_EQ(source->rowLine(100).line.string(), u"line 101"_s);
     EXPECT_FALSE(shows(4999));
-    client_->holdOutput(nullptr);
+    client_->heldOutput = nullptr;
     EXPECT_TRUE(waitForRows(60'000));
     // The transfer rate is known now, and visible rows come first.
     EXPECT_TRUE(test::waitFor([&] { return shows(59'950); }));
     EXPECT_EQ(source->rowLine(59'950).line.string(), u"line 59951"_s);
     EXPECT_TRUE(test::waitFor([&] { return pageCommands().size() == 3; }));
     EXPECT_FALSE(shows(55'100));
-    client_->setSlow(false);
+    client_->isSlow = false;
     for (const qint64 line : {1, 5000, 55'101, 60'000})
         EXPECT_EQ(row(line - 1), u"line %1"_s.arg(line));
     settle();
     EXPECT_EQ(pageCommands().size(), 3) << "what is on its way was asked for again";
     // A cancelled page request keeps the lines it has loaded, and the page is requested again on the next
     // access.
-    client_->setSlow(true);
+    client_->isSlow = true;
     EXPECT_TRUE(test::waitFor([&] { return shows(30'000); }));
     source->dropRequestsOutside(0, 10);
     settle();
     EXPECT_TRUE(source->cachedRowLine(30'000)->isLoaded);
-    client_->setSlow(false);
+    client_->isSlow = false;
     EXPECT_EQ(row(34'999), u"line 35000"_s);
 }
 
@@ -438,7 +436,7 @@ TEST_F(RemoteDocumentTest, ScrollingAsksAheadAndDropsWhatWasPassed) {
     EXPECT_TRUE(pageCommands().contains(pageCommand(3))) << "ahead of the view";
     settle();
 
-    client_->hold(true);
+    client_->isHeld = true;
     for (qint64 page = 4; page < 20; ++page) {
         source->dropRequestsOutside((page - 1) * 5000, (page - 1) * 5000 + 50);
         source->rowLine((page - 1) * 5000);
@@ -446,7 +444,7 @@ TEST_F(RemoteDocumentTest, ScrollingAsksAheadAndDropsWhatWasPassed) {
     source->dropRequestsOutside(90'000, 90'050);
     EXPECT_TRUE(test::waitFor([&] { return pageCommands().contains(pageCommand(19)); }))
         << "loads under way of what has been passed make room";
-    client_->hold(false);
+    client_->isHeld = false;
     EXPECT_EQ(row(90'000), u"line 90001"_s);
     settle();
     EXPECT_FALSE(source->cachedRowLine(40'000));

@@ -1,16 +1,9 @@
 #include "core/FileObserverProtocol.h"
-#include "core/search/SearchItem.h"
 #include "foundation/FilePath.h"
 #include "remote/RemoteLogDataSource.h"
 #include "remote/ShellSession.h"
-#include "rules/FilterRule.h"
-#include "rules/FilterRulesMemento.h"
-#include "rules/FiltersManager.h"
-#include "rules/HighlightRule.h"
-#include "rules/NotificationRule.h"
-#include "support/RecordingNotificationCenter.h"
+#include "support/Rules.h"
 
-#include <gtest/gtest.h>
 #include <thread>
 
 namespace korvane {
@@ -20,16 +13,10 @@ using namespace Qt::StringLiterals;
 
 class RemoteFollowingTest : public test::ShellSession {
 protected:
-    /// Replaces the file by another one.
-    void replace(const QByteArray& content) const {
-        const test::TemporaryFile other(content);
-        ASSERT_EQ(std::rename(other.path().constData(), file_->path().constData()), 0);
-    }
     /// Counts the lines as the document does when it opens the file.
     void countLines() const {
-        std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource())->countLines([] {
-            return false;
-        });
+        const auto never = [] { return false; };
+        std::dynamic_pointer_cast<RemoteLogDataSource>(document_->dataSource())->countLines(never);
     }
 };
 
@@ -59,7 +46,7 @@ TEST_F(RemoteFollowingTest, GrowthCostsWhatHasGrown) {
     EXPECT_EQ(counts(), 1) << "not from the start";
     EXPECT_TRUE(knownSizeBecomes(QFile(path()).size()));
 
-    client_->hold(true);
+    client_->isHeld = true;
     ASSERT_TRUE(waitForPolls(0));
     document_->stopTailing();
     ASSERT_TRUE(test::waitFor([this] { return !document_->logFileObserver()->isTailing(); }));
@@ -81,7 +68,7 @@ TEST_F(RemoteFollowingTest, ALargerFileInItsPlaceIsAnotherFile) {
         row(6000);
         follow();
         const QByteArray larger = "new " + test::numberedLines(1, 13'000).replace("\nl", "\nnew l");
-        isRenamed ? replace(larger) : file_->overwrite(larger);
+        isRenamed ? file_->replace(larger) : file_->overwrite(larger);
         EXPECT_TRUE(rowBecomes(0, u"new line 1"_s));
         EXPECT_TRUE(rowBecomes(6000, u"new line 6001"_s));
         EXPECT_TRUE(rowBecomes(12'999, u"new line 13000"_s));
@@ -92,7 +79,7 @@ TEST_F(RemoteFollowingTest, ALargerFileInItsPlaceIsAnotherFile) {
 TEST_F(RemoteFollowingTest, AFileThatIsOnlyGrownByACopyOfItselfIsAnotherFile) {
     openShown("a\nb\n");
     follow();
-    replace("a\nb\nc\n");
+    file_->replace("a\nb\nc\n");
     EXPECT_TRUE(rowBecomes(2, u"c"_s));
     EXPECT_EQ(counts(), 2);
 }
@@ -130,12 +117,12 @@ TEST_F(RemoteFollowingTest, AShorterFileIsShownFromItsFirstLine) {
 TEST_F(RemoteFollowingTest, ACountThatBeganBeforeTheFileWasEmptiedIsForgotten) {
     openLoaded(test::numberedLines(1, 100));
     follow();
-    client_->holdOutput("ls -diL");
+    client_->heldOutput = "ls -diL";
     std::jthread counting([&] { countLines(); });
-    EXPECT_TRUE(test::waitFor([this] { return client_->isHoldingOutput(); }));
+    EXPECT_TRUE(test::waitFor([this] { return client_->isHolding.load(); }));
     file_->truncate(0);
     EXPECT_TRUE(waitForRows(0));
-    client_->holdOutput(nullptr);
+    client_->heldOutput = nullptr;
     counting.join();
     EXPECT_EQ(rows(), 0);
     file_->append("new\n");
@@ -147,14 +134,14 @@ TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed)
     openLoaded(test::numberedLines(1, 12'000));
     EXPECT_EQ(row(0), u"line 1"_s);
     follow();
-    client_->setUnanswered("wc");
+    client_->unanswered = "wc";
     file_->overwrite("a\n");
     ASSERT_TRUE(knownSizeBecomes(2));
     const QByteArray grown = "a\n" + test::numberedLines(102, 12'020);
     file_->overwrite(grown);
     ASSERT_TRUE(knownSizeBecomes(grown.size()));
     EXPECT_EQ(rows(), 12'000);
-    client_->setUnanswered(nullptr);
+    client_->unanswered = nullptr;
     EXPECT_TRUE(waitForRows(12'021));
     EXPECT_TRUE(rowBecomes(0, u"a"_s));
 }
@@ -162,9 +149,9 @@ TEST_F(RemoteFollowingTest, AnotherFileIsNotTakenForTheOldOneWhenItsCountFailed)
 TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
     openShown(test::numberedLines(1, 100));
     follow();
-    client_->setFails(true);
+    client_->fails = true;
     EXPECT_TRUE(connectionBecomes(ConnectionState::Lost));
-    client_->setFails(false);
+    client_->fails = false;
     ASSERT_TRUE(waitForPolls(2));
     EXPECT_EQ(rows(), 100);
     EXPECT_EQ(client_->loginCount, 1) << "the monitor connects only once";
@@ -181,39 +168,23 @@ TEST_F(RemoteFollowingTest, ALossKeepsTheRowsUntilReconnected) {
 /// With a rule that reports every line containing "error". No row is requested.
 class RuledRemoteTest : public test::ShellSession {
 protected:
-    RuledRemoteTest() {
-        FiltersManager::setShared(std::move(FiltersManager::load(stores_.path()).value()));
-        FilterRulesMemento::setShared(std::move(FilterRulesMemento::load(stores_.path()).value()));
-    }
-    ~RuledRemoteTest() override {
-        document_->close();
-        FiltersManager::setShared(nullptr);
-        FilterRulesMemento::setShared(nullptr);
-    }
+    ~RuledRemoteTest() override { document_->close(); }
 
     void openRuled(const QByteArray& content) {
         openLoaded(content);
-        const auto rule = std::make_shared<FilterRule>(
-            false, std::make_shared<SearchItem>(u"error"_s),
-            std::make_shared<HighlightRule>(false, false, false, Qt::red, Qt::white),
-            std::make_shared<NotificationRule>(true, false, Frequency::Always));
-        FiltersManager::shared().addRule(rule);
-        FilterRulesMemento::shared().addActiveRule(rule->id(), absoluteString(document_->fileUrl()));
+        const auto rule = test::Rules::add(u"error"_s, Qt::red, Frequency::Always);
+        test::Rules::active().addActiveRule(rule->id(), absoluteString(document_->fileUrl()));
     }
     /// The one-based numbers of the reported lines, after three more polls.
     std::vector<qint64> told() {
         waitForPolls(3);
-        std::vector<qint64> lines;
-        for (const UserNotification& notification : center_.delivered)
-            lines.push_back(notification.userInfo->lineNum);
-        return lines;
+        return rules_.told();
     }
     bool waitForTold(std::size_t count) {
-        return test::waitFor([&] { return center_.delivered.size() >= count; });
+        return test::waitFor([&] { return rules_.told().size() >= count; });
     }
 
-    QTemporaryDir stores_;
-    test::RecordingNotificationCenter center_;
+    test::Rules rules_;
 };
 
 TEST_F(RuledRemoteTest, WhatArrivesIsToldOnceAndWhatWasThereIsNot) {
@@ -253,9 +224,9 @@ TEST_F(RuledRemoteTest, AnotherContentIsToldOfFromItsFirstLine) {
 TEST_F(RuledRemoteTest, WhatCameDuringALossIsToldOfWhenItIsOver) {
     openRuled("error 1\n");
     follow();
-    client_->setFails(true);
+    client_->fails = true;
     EXPECT_TRUE(connectionBecomes(ConnectionState::Lost));
-    client_->setFails(false);
+    client_->fails = false;
     file_->append("error 2\n");
     document_->reconnect();
     EXPECT_TRUE(waitForTold(1));

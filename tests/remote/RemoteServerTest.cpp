@@ -3,13 +3,8 @@
 #include "remote/RemoteSession.h"
 #include "remote/SshTest.h"
 
-#include <QFile>
-
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace korvane {
 namespace {
@@ -24,12 +19,13 @@ protected:
         openPath(path_);
         ASSERT_TRUE(waitForRows(content.count('\n')));
     }
-    void openPath(const QString& path) { openPath(path, server_); }
-    void openPath(const QString& path, const test::SshServer& server) {
-        const auto document = RemoteDocument::create(
-            test::SshTest::keyHost(server), [this](const std::shared_ptr<RemoteHost>& configured) {
-                return Client::create(configured, alerts_, SessionSettings{});
-            });
+    /// On another server if one is given.
+    void openPath(const QString& path, const test::SshServer* server = nullptr) {
+        const auto document =
+            RemoteDocument::create(test::SshTest::keyHost(server ? *server : server_),
+                                   [this](const std::shared_ptr<RemoteHost>& configured) {
+                                       return Client::create(configured, alerts_, SessionSettings{});
+                                   });
         RemoteSession::open(document, path);
         ASSERT_TRUE(loaded());
     }
@@ -44,12 +40,6 @@ protected:
         });
     }
     void append(const QByteArray& bytes) const { test::writeFile(path_, bytes, QIODevice::Append); }
-    bool isLost() {
-        return test::waitFor([this] {
-            document_->checkFile([](FileFault) {});
-            return document_->connectionState() == ConnectionState::Lost;
-        });
-    }
     test::SshServer server_{{}, GetParam()};
     const QString path_ = server_.path(u"a b.log"_s);
 };
@@ -142,7 +132,7 @@ TEST_P(RemoteServerTest, ASizeThatCannotBeAskedForIsAFaultThatStands) {
     const test::SshServer server("SetEnv PATH=" + tools.path().toUtf8());
     const QString path = server.path(u"a.log"_s);
     test::writeFile(path, test::numberedLines(1, 100));
-    openPath(path, server);
+    openPath(path, &server);
     ASSERT_TRUE(waitForRows(100));
     document_->startTailingWhenLoaded();
     EXPECT_TRUE(faultBecomes(u"The server does not tell the size of \"%1\" by \"ls\" and \"awk\": lines "
@@ -208,32 +198,6 @@ TEST_P(RemoteServerTest, ASymbolicLinkIsFollowedToWhateverItLeadsTo) {
     EXPECT_TRUE(rowBecomes(0, u"another "_s));
     EXPECT_TRUE(knownSizeBecomes(content.size() + 15));
     EXPECT_EQ(document_->openFault(), QString());
-}
-
-TEST_P(RemoteServerTest, ALossLeavesTheRowsAndReconnectingGoesOn) {
-    open(test::numberedLines(1, 12'345));
-    EXPECT_EQ(row(0), u"line 1"_s);
-    server_.killConnections();
-    EXPECT_TRUE(isLost());
-    EXPECT_EQ(takeNextAlerts(), QStringList{u"Disconnected from remote server host!"_s});
-    EXPECT_EQ(row(0), u"line 1"_s);
-    EXPECT_EQ(rows(), 12'345);
-
-    server_.stop();
-    document_->dataSource()->rowLine(5000);
-    document_->dataSource()->rowLine(10'000);
-    settle();
-    EXPECT_EQ(takeAlerts(), QStringList()) << "one for a loss, whatever fails afterwards";
-    document_->reconnect();
-    EXPECT_EQ(takeNextAlerts(), QStringList{u"Could not connect to remote host!"_s});
-    EXPECT_EQ(document_->connectionState(), ConnectionState::Lost);
-
-    server_.start();
-    reconnect();
-    EXPECT_EQ(row(10'000), u"line 10001"_s);
-    EXPECT_EQ(row(5000), u"line 5001"_s);
-    EXPECT_EQ(announced_, 1);
-    EXPECT_EQ(takeAlerts(), QStringList());
 }
 
 TEST_P(RemoteServerTest, ClosingBreaksOffWhatAFrozenServerHolds) {

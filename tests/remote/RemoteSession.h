@@ -64,10 +64,7 @@ protected:
         ASSERT_TRUE(connectionBecomes(ConnectionState::Connected) && loaded());
     }
     /// Waits until all background work has ended.
-    static void settle() {
-        ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        MainThread::shared().runPending();
-    }
+    static void settle() { ASSERT_TRUE(test::settle()); }
     /// Returns the messages of the alerts and clears these.
     QStringList takeAlerts() {
         QStringList messages;

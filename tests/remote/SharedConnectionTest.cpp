@@ -4,7 +4,6 @@
 #include "support/KeyboardServer.h"
 
 #include <algorithm>
-#include <gtest/gtest.h>
 
 namespace korvane {
 namespace {

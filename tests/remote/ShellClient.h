@@ -24,20 +24,20 @@ public:
     enum class Logins { Accepted, Unauthorised, Refused };
 
     Result<Connection> logIn(LoginAsked) override {
-        if (onConnect_)
-            std::exchange(onConnect_, nullptr)();
-        const Logins logins = logins_.load();
+        if (onConnect)
+            std::exchange(onConnect, nullptr)();
+        const Logins answer = logins;
         ++connectCount;
-        connection().setRefused(logins == Logins::Refused);
-        if (!isConnected_.exchange(logins == Logins::Accepted) && logins == Logins::Accepted) {
+        connection().setRefused(answer == Logins::Refused);
+        if (!isConnected_.exchange(answer == Logins::Accepted) && answer == Logins::Accepted) {
             ++loginCount;
             connection().loginBegins();
         }
-        if (onConnected_)
-            std::exchange(onConnected_, nullptr)();
-        if (logins == Logins::Refused)
+        if (onConnected)
+            std::exchange(onConnected, nullptr)();
+        if (answer == Logins::Refused)
             return Error{1, QStringLiteral("test"), QStringLiteral("wrong password")};
-        return Connection{logins == Logins::Accepted, true};
+        return Connection{answer == Logins::Accepted, true};
     }
     void tryAgain() override { static_cast<void>(logIn(LoginAsked::ByProgram)); }
     bool isConnected() const override { return isConnected_; }
@@ -48,21 +48,21 @@ public:
             const std::lock_guard guard(mutex_);
             commands_.append(command);
         }
-        while (isHeld_ && isConnected_ && !isCalledOff())
+        while (isHeld && isConnected_ && !isCalledOff())
             pause();
-        if (fails_)
+        if (fails)
             isConnected_ = false;
-        if (!isConnected_ || isCalledOff() || begins(command, unanswered_))
+        if (!isConnected_ || isCalledOff() || begins(command, unanswered))
             return false;
         const QByteArray output = run(command);
-        while (begins(command, heldOutput_) && isConnected_) {
-            isHolding_ = true;
+        while (begins(command, heldOutput) && isConnected_) {
+            isHolding = true;
             pause();
         }
-        const QByteArray all = printsText_ ? "Welcome\n" + output : output;
+        const QByteArray all = printsText ? "Welcome\n" + output : output;
         constexpr qsizetype trickle = 256;
         qsizetype at = 0;
-        while (isSlow_ && all.size() > 4096 && !isCalledOff()) {
+        while (isSlow && all.size() > 4096 && !isCalledOff()) {
             // The second half is withheld.
             if (at < all.size() / 2 && !sink(QByteArrayView(all).sliced(at, trickle)))
                 return true;
@@ -83,24 +83,6 @@ public:
         connection().ended(Error{1, QStringLiteral("test"), QStringLiteral("gone")});
     }
 
-    /// Called once, when the next login begins. Set it only while no login is under way.
-    void setOnConnect(std::function<void()> action) { onConnect_ = std::move(action); }
-    /// As above, before the login returns.
-    void setOnConnected(std::function<void()> action) { onConnected_ = std::move(action); }
-    void setLogins(Logins logins) { logins_ = logins; }
-    /// Whether commands end the connection.
-    void setFails(bool fails) { fails_ = fails; }
-    /// Commands with this prefix get no answer; null: all are answered.
-    void setUnanswered(const char* start) { unanswered_ = start; }
-    void setPrintsText(bool prints) { printsText_ = prints; }
-    /// Delivers half of a large output at 12 KB/s and withholds the rest; false: delivers all at full speed.
-    void setSlow(bool isSlow) { isSlow_ = isSlow; }
-    /// Holds all commands, or releases them.
-    void hold(bool holds) { isHeld_ = holds; }
-    /// Holds the output of commands with this prefix; null: releases it.
-    void holdOutput(const char* start) { heldOutput_ = start; }
-    /// Whether such a command has been held.
-    bool isHoldingOutput() const { return isHolding_; }
     /// The commands so far that have this prefix.
     QStringList commands(const QString& start = {}) const {
         const std::lock_guard guard(mutex_);
@@ -110,6 +92,22 @@ public:
         return found;
     }
 
+    // Set by the test.
+    std::function<void()>
+        onConnect; ///< Called once, when the next login begins; set while none is under way.
+    std::function<void()> onConnected; ///< As above, before the login returns.
+    std::atomic<Logins> logins{Logins::Accepted};
+    std::atomic<bool> fails{false}; ///< Whether commands end the connection.
+    std::atomic<bool> printsText{false};
+    /// Delivers half of a large output at 12 KB/s and withholds the rest.
+    std::atomic<bool> isSlow{false};
+    std::atomic<bool> isHeld{false}; ///< Holds all commands.
+    /// Commands with this prefix get no answer.
+    std::atomic<const char*> unanswered{nullptr};
+    /// Holds the output of commands with this prefix.
+    std::atomic<const char*> heldOutput{nullptr};
+
+    std::atomic<bool> isHolding{false}; ///< Whether such a command has been held.
     std::atomic<int> loginCount{0};
     std::atomic<int> connectCount{0};
 
@@ -129,18 +127,7 @@ private:
         return output;
     }
 
-    std::function<void()> onConnect_;
-    std::function<void()> onConnected_;
-    std::atomic<Logins> logins_{Logins::Accepted};
     std::atomic<bool> isConnected_{false};
-    std::atomic<bool> fails_{false};
-    std::atomic<bool> printsText_{false};
-    std::atomic<bool> isSlow_{false};
-    std::atomic<bool> isHeld_{false};
-    std::atomic<bool> isHolding_{false};
-    std::atomic<const char*> unanswered_{nullptr};
-    std::atomic<const char*> heldOutput_{nullptr};
-
     mutable std::mutex mutex_;
     QStringList commands_; // guarded by mutex_
 };

@@ -3,8 +3,6 @@
 #include "remote/RemoteSession.h"
 #include "remote/ShellClient.h"
 
-#include <gtest/gtest.h>
-
 namespace korvane::test {
 
 /// Over the local shell instead of a server.
@@ -12,7 +10,7 @@ class ShellSession : public RemoteSession {
 protected:
     ~ShellSession() override {
         if (client_)
-            client_->hold(false);
+            client_->isHeld = false;
     }
 
     void make() {

@@ -64,6 +64,14 @@ public:
         const QString key = server.makeKey(QStringLiteral("id"));
         return hostAt(port ? port : server.port(), keyType(key + QStringLiteral(".pub"), key));
     }
+    /// Creates a key pair that no server accepts, unless it exists. Returns the path of the private key.
+    static QString makeStranger(const QString& key, const QByteArray& passPhrase = {}) {
+        if (!QFile::exists(key)) {
+            EXPECT_TRUE(
+                runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", passPhrase, "-f", key.toUtf8()}));
+        }
+        return key;
+    }
     static std::shared_ptr<RemoteHost> hostAt(std::uint16_t port, std::shared_ptr<AuthnType> type) {
         auto host = std::make_shared<RemoteHost>(QString::fromLatin1(SshServer::host), port,
                                                  QStringLiteral("tester"));
@@ -72,6 +80,10 @@ public:
     }
 
 protected:
+    static std::shared_ptr<RemoteHost>
+    passwordHost(std::uint16_t port, const std::optional<QString>& password = QStringLiteral("secret")) {
+        return hostAt(port, std::make_shared<PasswordAuthnType>(password));
+    }
     std::shared_ptr<Client> clientFor(std::shared_ptr<RemoteHost> host) {
         return Client::create(std::move(host), alerts_, settings_);
     }

@@ -110,7 +110,7 @@ TEST(RuleArchiveTest, QuickHighlightComesBackAsAPlainRule) {
 }
 
 TEST(RuleArchiveTest, FileOfAnIndependentWriterIsRead) {
-    const QByteArray file = runPython(u"build_filters.py"_s, {});
+    const QByteArray file = runPython(u"build_filters.py"_s);
     const auto read = unarchiveRules(file);
     ASSERT_TRUE(read) << read.error().userText.toStdString();
     EXPECT_EQ(read.value().leftOut, 0);

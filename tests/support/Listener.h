@@ -1,11 +1,15 @@
 #pragma once
 
+#include <QByteArray>
+
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 #include <vector>
 
@@ -15,6 +19,16 @@ namespace korvane::test {
 inline bool connectToLoopback(int socket, std::uint16_t port) {
     const sockaddr_in address{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
     return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+/// A socket bound or connected to the path: `use` is bind(2) or connect(2).
+inline int socketAt(const QByteArray& path, int (*use)(int, const sockaddr*, socklen_t)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::ranges::copy(path, address.sun_path);
+    const int made = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(use(made, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return made;
 }
 
 /// A socket that listens on a free port of 127.0.0.1.

@@ -11,27 +11,21 @@ namespace korvane::test {
 class LogCapture {
 public:
     LogCapture() {
-        texts().clear();
+        texts_.clear();
         previous_ = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
-            const std::lock_guard guard(mutex());
-            texts().append(text);
+            const std::lock_guard guard(mutex_);
+            texts_.append(text);
         });
     }
     ~LogCapture() { qInstallMessageHandler(previous_); }
     QStringList lines() const {
-        const std::lock_guard guard(mutex());
-        return texts();
+        const std::lock_guard guard(mutex_);
+        return texts_;
     }
 
 private:
-    static QStringList& texts() {
-        static QStringList list;
-        return list;
-    }
-    static std::mutex& mutex() {
-        static std::mutex one;
-        return one;
-    }
+    inline static std::mutex mutex_;
+    inline static QStringList texts_; // guarded by mutex_
     QtMessageHandler previous_;
 };
 

@@ -8,43 +8,18 @@ import plistlib
 import sys
 import uuid
 
-objects = ["$null"]
+sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
+from keyed_archive import Archive
 
-
-def add(value):
-    objects.append(value)
-    return plistlib.UID(len(objects) - 1)
-
-
-classes = {}
-
-
-def of_class(chain, **fields):
-    chain = tuple(chain.split())
-    if chain not in classes:
-        classes[chain] = add({"$classname": chain[0], "$classes": list(chain)})
-    return add({"$class": classes[chain], **fields})
-
-
-def color(space, key, text):
-    return of_class("NSColor NSObject", NSColorSpace=space, **{key: text})
-
-
-def uuid_object(text):
-    return of_class("NSUUID NSObject", **{"NS.uuidbytes": uuid.UUID(text).bytes})
-
-
-def array(elements):
-    return of_class("NSMutableArray NSArray NSObject", **{"NS.objects": elements})
-
-
+archive = Archive()
+add, of_class = archive.add, archive.instance
 root_place = add(None)  # the root comes first
 
 null = plistlib.UID(0)
-red = color(1, "NSRGB", b"1 0 0\0")
-white = color(3, "NSWhite", b"1\0")
-gray = color(4, "NSWhite", b"0.2 0.4\0")
-device = color(2, "NSRGB", b"0 0.2 1")
+red = archive.color(b"1 0 0\0")
+white = archive.color(b"1\0", 3, "NSWhite")
+gray = archive.color(b"0.2 0.4\0", 4, "NSWhite")
+device = archive.color(b"0 0.2 1", 2)
 
 highlight = of_class("_TtC7Korvane13HighlightRule NSObject",
                      fgcolor=red, bgcolor=white, bold=True, italic=False, underline=True, useViewBackground=False)
@@ -57,9 +32,9 @@ bare_item = of_class("Korvane.SearchItem NSObject", searchStr=mutable_text)
 
 rules = [
     of_class("_TtC7Korvane10FilterRule NSObject", searchItem=item, highlight=highlight, notification=always, hide=True,
-             id=uuid_object("01234567-89ab-cdef-0123-456789abcdef")),
+             id=archive.uuid(uuid.UUID("01234567-89ab-cdef-0123-456789abcdef"))),
     of_class("Korvane.FilterRule NSObject", searchItem=bare_item, highlight=bare_highlight, notification=lower_case,
-             id=uuid_object("fedcba98-7654-3210-fedc-ba9876543210")),
+             id=archive.uuid(uuid.UUID("fedcba98-7654-3210-fedc-ba9876543210"))),
     # Neither a notification nor an identity; shares its other parts with the first.
     of_class("Korvane.FilterRule NSObject", searchItem=item, highlight=highlight),
     # The null object, and an object that is not a notification; text in place of an identity.
@@ -67,9 +42,6 @@ rules = [
              searchItem=item, highlight=highlight, notification=null, hide=False, id=add("no uuid")),
     of_class("Korvane.FilterRule NSObject", searchItem=item, highlight=highlight, notification=red, id=null),
 ]
-root = array(rules)
-objects[root_place.data] = objects.pop(root.data)
-
-sys.stdout.buffer.write(
-    plistlib.dumps({"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": root_place},
-                    "$objects": objects}, fmt=plistlib.FMT_BINARY))
+root = archive.array(*rules)
+archive.objects[root_place.data] = archive.objects.pop(root.data)
+sys.stdout.buffer.write(archive.encoded(root_place))

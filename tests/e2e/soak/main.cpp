@@ -38,14 +38,121 @@ public:
           life_(directory_.path().toStdString(), seed + 1, pollMilliseconds) {}
 
 private:
-    void play() override;
-    void open();
-    void runStep(const Step& step);
-    void scrollSomewhere();
-    static void passTime(milliseconds time);
-    QStringList fileLines();
-    void rest(const char* when);
-    void expectSamePlace(const Step& step) const;
+    void play() override {
+        life_.begin();
+        open();
+        rest("opened");
+        for (int i = 0; i < stepsPerRound && Clock::now() < end_; ++i) {
+            runStep(life_.next());
+            ++totals_["steps"];
+        }
+        if (!session_.close())
+            throw Fault("background work goes on after the file was closed");
+    }
+
+    void open() {
+        const bool holdsText = below(4) == 0;
+        const bool wraps = below(3) == 0;
+        Preferences::shared().setLazyLoadFile(!holdsText);
+        Preferences::shared().setWrapLines(wraps);
+        did("opened", holdsText ? ", text held in memory" : "", wraps ? ", wrapped" : "");
+        session_.open(life_.path().c_str());
+        if (!session_.page)
+            throw Fault("the file was not opened");
+        const auto end = Clock::now() + limit;
+        while (!session_.document->logFileObserver()->isTailing()) {
+            if (Clock::now() > end)
+                throw Fault("the file is not followed");
+            passTime(milliseconds(5));
+        }
+    }
+
+    void runStep(const Step& step) {
+        scrollSomewhere();
+        if (below(4) == 0) {
+            passTime(milliseconds(below(5 * pollMilliseconds)));
+            // The file has not changed: neither may the rows.
+            if (const auto found = ShownRows(*session_.page, fileLines(), seed_).difference())
+                throw Fault("at rest: ", *found);
+        }
+        stoodAtEnd_ = session_.table().isAtEnd();
+        firstRow_ = session_.table().firstVisibleRow();
+        scrolledMeanwhile_ = false;
+
+        did(step.description());
+        const bool scrolls = below(4) == 0;
+        std::atomic<bool> isDone{false};
+        const std::jthread writer([&] {
+            for (const Action& action : step.actions)
+                action.run();
+            isDone = true;
+        });
+        while (!isDone) {
+            passTime(milliseconds(5));
+            if (scrolls && below(10) == 0) {
+                scrollSomewhere();
+                scrolledMeanwhile_ = true;
+            }
+        }
+        rest("afterwards");
+        expectSamePlace(step);
+    }
+
+    void scrollSomewhere() {
+        LogTableView& table = session_.table();
+        const auto kind = below(6);
+        if (kind == 0) {
+            table.setTopRow(0);
+        } else if (kind <= 2) {
+            table.scrollToEnd();
+        } else if (kind == 3) {
+            table.setTopRow(static_cast<qint64>(below(static_cast<std::uint64_t>(table.rowCount()) + 1)));
+        } else if (kind == 4) {
+            const QPointF place(300, 200);
+            QWheelEvent wheel(place, table.viewport()->mapToGlobal(place), {},
+                              {0, below(2) == 0 ? 240 : -240}, Qt::NoButton, Qt::NoModifier,
+                              Qt::NoScrollPhase, false);
+            QCoreApplication::sendEvent(table.viewport(), &wheel);
+        }
+    }
+
+    static void passTime(milliseconds time) {
+        const auto end = Clock::now() + time;
+        do {
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+            std::this_thread::sleep_for(milliseconds(1));
+        } while (Clock::now() < end);
+    }
+
+    QStringList fileLines() {
+        file_.clear();
+        file_.seekg(0);
+        return linesOf({std::istreambuf_iterator<char>(file_), {}});
+    }
+
+    /// Waits until the window shows the file's content.
+    void rest(const char* when) {
+        if (std::ifstream opened(life_.path(), std::ios::binary); opened)
+            file_ = std::move(opened);
+        ShownRows shown(*session_.page, fileLines(), seed_);
+        const auto end = Clock::now() + limit;
+        while (const auto difference = shown.difference()) {
+            if (Clock::now() > end)
+                throw Fault(when, ": ", *difference);
+            passTime(milliseconds(5));
+        }
+        totals_["rows compared"] += shown.lineCount();
+    }
+
+    void expectSamePlace(const Step& step) const {
+        if (scrolledMeanwhile_)
+            return;
+        if (stoodAtEnd_ && !session_.table().isAtEnd())
+            throw Fault("the view stood at the end and does no longer");
+        if (const qint64 row = session_.table().firstVisibleRow();
+            !stoodAtEnd_ && step.onlyAppends && row != firstRow_)
+            throw Fault("the view stood at row ", firstRow_, " and has moved to row ", row);
+    }
 
     test::Session& session_;
     const Clock::time_point end_;
@@ -58,122 +165,6 @@ private:
     qint64 firstRow_ = 0;
     bool scrolledMeanwhile_ = false;
 };
-
-void WindowRound::play() {
-    life_.begin();
-    open();
-    rest("opened");
-    for (int i = 0; i < stepsPerRound && Clock::now() < end_; ++i) {
-        runStep(life_.next());
-        ++totals_["steps"];
-    }
-    if (!session_.close())
-        throw Fault("background work goes on after the file was closed");
-}
-
-void WindowRound::open() {
-    const bool holdsText = below(4) == 0;
-    const bool wraps = below(3) == 0;
-    Preferences::shared().setLazyLoadFile(!holdsText);
-    Preferences::shared().setWrapLines(wraps);
-    did("opened", holdsText ? ", text held in memory" : "", wraps ? ", wrapped" : "");
-    session_.open(life_.path().c_str());
-    if (!session_.page)
-        throw Fault("the file was not opened");
-    const auto end = Clock::now() + limit;
-    while (!session_.document->logFileObserver()->isTailing()) {
-        if (Clock::now() > end)
-            throw Fault("the file is not followed");
-        passTime(milliseconds(5));
-    }
-}
-
-void WindowRound::runStep(const Step& step) {
-    scrollSomewhere();
-    if (below(4) == 0) {
-        passTime(milliseconds(below(5 * pollMilliseconds)));
-        // The file has not changed: neither may the rows.
-        if (const auto found = ShownRows(*session_.page, fileLines(), seed_).difference())
-            throw Fault("at rest: ", *found);
-    }
-    stoodAtEnd_ = session_.table().isAtEnd();
-    firstRow_ = session_.table().firstVisibleRow();
-    scrolledMeanwhile_ = false;
-
-    did(step.description());
-    const bool scrolls = below(4) == 0;
-    std::atomic<bool> isDone{false};
-    const std::jthread writer([&] {
-        for (const Action& action : step.actions)
-            action.run();
-        isDone = true;
-    });
-    while (!isDone) {
-        passTime(milliseconds(5));
-        if (scrolls && below(10) == 0) {
-            scrollSomewhere();
-            scrolledMeanwhile_ = true;
-        }
-    }
-    rest("afterwards");
-    expectSamePlace(step);
-}
-
-void WindowRound::scrollSomewhere() {
-    LogTableView& table = session_.table();
-    const auto kind = below(6);
-    if (kind == 0) {
-        table.setTopRow(0);
-    } else if (kind <= 2) {
-        table.scrollToEnd();
-    } else if (kind == 3) {
-        table.setTopRow(static_cast<qint64>(below(static_cast<std::uint64_t>(table.rowCount()) + 1)));
-    } else if (kind == 4) {
-        const QPointF place(300, 200);
-        QWheelEvent wheel(place, table.viewport()->mapToGlobal(place), {}, {0, below(2) == 0 ? 240 : -240},
-                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
-        QCoreApplication::sendEvent(table.viewport(), &wheel);
-    }
-}
-
-void WindowRound::passTime(milliseconds time) {
-    const auto end = Clock::now() + time;
-    do {
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        std::this_thread::sleep_for(milliseconds(1));
-    } while (Clock::now() < end);
-}
-
-QStringList WindowRound::fileLines() {
-    file_.clear();
-    file_.seekg(0);
-    return linesOf({std::istreambuf_iterator<char>(file_), {}});
-}
-
-/// Waits until the window shows the file's content.
-void WindowRound::rest(const char* when) {
-    if (std::ifstream opened(life_.path(), std::ios::binary); opened)
-        file_ = std::move(opened);
-    ShownRows shown(*session_.page, fileLines(), seed_);
-    const auto end = Clock::now() + limit;
-    while (const auto difference = shown.difference()) {
-        if (Clock::now() > end)
-            throw Fault(when, ": ", *difference);
-        passTime(milliseconds(5));
-    }
-    totals_["rows compared"] += shown.lineCount();
-}
-
-void WindowRound::expectSamePlace(const Step& step) const {
-    if (scrolledMeanwhile_)
-        return;
-    if (stoodAtEnd_ && !session_.table().isAtEnd())
-        throw Fault("the view stood at the end and does no longer");
-    if (const qint64 row = session_.table().firstVisibleRow();
-        !stoodAtEnd_ && step.onlyAppends && row != firstRow_)
-        throw Fault("the view stood at row ", firstRow_, " and has moved to row ", row);
-}
-
 int run(const Numbers& numbers) {
     test::Session session;
     Preferences::shared().setPollingInterval(pollMilliseconds / 1000.0);

@@ -5,8 +5,6 @@
 #include "remote/hosts/RemoteHostsManager.h"
 #include "support/PreferencesTest.h"
 
-#include <gtest/gtest.h>
-
 namespace korvane {
 namespace {
 
@@ -76,34 +74,23 @@ protected:
         std::move(RemoteHostsManager::load(directory_.path(), Preferences::shared().userDefaults())).value();
 };
 
-TEST_F(RemoteUrlHostTest, HostPortAndUserMustAllBeTheSame) {
-    add(u"h"_s, 22, u"u"_s);
-    add(u"h"_s, 2222, u"v"_s);
-    // Host names that QUrl normalises.
-    const auto capital = add(u"Web01"_s, 22, u"u"_s);
-    const auto foreign = add(u"höst"_s, 22, u"u"_s);
-    const auto shortened = add(u"10.1"_s, 22, u"u"_s);
-    const auto hostFor = [this](const RemoteUrl& url) {
-        return RemoteUrl::fromUrl(url.url())->hostIn(*hosts_);
-    };
-    EXPECT_FALSE(RemoteUrl::fromText(u"ssh://u@h:2222//tmp/x.log"_s)->hostIn(*hosts_));
-    EXPECT_FALSE(RemoteUrl::fromText(u"ssh://U@h:22//tmp/x.log"_s)->hostIn(*hosts_));
-    // A host without a user name.
-    const auto userless = add(u"h"_s, 22, {});
-    for (const auto& host : {capital, foreign, shortened, userless}) {
-        EXPECT_EQ(hostFor(RemoteUrl(*host, u"/x"_s)), host) << host->host().toStdString();
-        // As stored by recent files, bookmarks and sessions.
-        const QUrl kept(absoluteString(RemoteUrl(*host, u"/x"_s).url()));
-        EXPECT_EQ(RemoteUrl::fromUrl(kept)->hostIn(*hosts_), host) << kept.toString().toStdString();
-    }
-}
-
-TEST_F(RemoteUrlHostTest, EveryHostIsFoundAgainByItsOwnAddress) {
+TEST_F(RemoteUrlHostTest, EveryHostIsFoundAgainByItsOwnAddressAlone) {
     const auto small = add(u"prod"_s, 22, u"u"_s);
     const auto capital = add(u"Prod"_s, 22, u"u"_s);
     // A duplicate, and host names that are invalid in URLs.
     for (const QString& host : {u"prod"_s, u"web 01"_s, u"a..b"_s, u"h,proxy"_s})
         add(host, 22, u"u"_s);
+    add(u"h"_s, 22, u"u"_s);
+    add(u"h"_s, 2222, u"v"_s);
+    EXPECT_FALSE(RemoteUrl::fromText(u"ssh://u@h:2222//tmp/x.log"_s)->hostIn(*hosts_));
+    EXPECT_FALSE(RemoteUrl::fromText(u"ssh://U@h:22//tmp/x.log"_s)->hostIn(*hosts_));
+    // Host names that QUrl normalises, and a host without a user name.
+    for (const auto& host : {add(u"Web01"_s, 22, u"u"_s), add(u"höst"_s, 22, u"u"_s),
+                             add(u"10.1"_s, 22, u"u"_s), add(u"h"_s, 22, {})}) {
+        // As stored by recent files, bookmarks and sessions.
+        const QUrl kept(absoluteString(RemoteUrl(*host, u"/x"_s).url()));
+        EXPECT_EQ(RemoteUrl::fromUrl(kept)->hostIn(*hosts_), host) << kept.toString().toStdString();
+    }
     QStringList addresses;
     for (const auto& host : hosts_->hosts()) {
         const QUrl kept(absoluteString(RemoteUrl::urlOf(*host, u"/a #1"_s, *hosts_)));

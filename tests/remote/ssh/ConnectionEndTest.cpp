@@ -2,8 +2,6 @@
 
 #include "remote/SFTPClient.h"
 
-#include <QDir>
-
 namespace korvane {
 namespace {
 
@@ -15,10 +13,7 @@ class ConnectionEndTest : public test::SshTest {
 protected:
     /// A host with a key that the server rejects.
     static std::shared_ptr<RemoteHost> strangersHost(const test::SshServer& server) {
-        const QString key = server.path(u"stranger"_s);
-        if (!QFile::exists(key)) {
-            EXPECT_TRUE(test::runProgram({"ssh-keygen", "-q", "-N", "", "-f", key.toUtf8()}));
-        }
+        const QString key = makeStranger(server.path(u"stranger"_s));
         return hostAt(server.port(), keyType(key + u".pub"_s, key));
     }
     static qsizetype openDescriptors() {

@@ -3,8 +3,6 @@
 #include "remote/SFTPClient.h"
 #include "support/FaultProxy.h"
 
-#include <QDir>
-
 namespace korvane {
 namespace {
 
@@ -19,12 +17,16 @@ protected:
         return {u"Could not connect to host: %1 on port %2|Please check the configuration and ensure the SSH "
                 "server is running!\n%3"_s.arg(host, QString::number(port), reason)};
     }
-    static std::shared_ptr<RemoteHost> passwordHost(std::uint16_t port) {
-        return hostAt(port, std::make_shared<PasswordAuthnType>(u"secret"_s));
-    }
 };
 
-class ConnectionFaultTest : public UnreachableTest, public test::WithEachServer {};
+class ConnectionFaultTest : public UnreachableTest, public test::WithEachServer {
+protected:
+    static void makeLinks(const QString& directory, int count) {
+        ASSERT_TRUE(QDir().mkdir(directory));
+        for (int number = 0; number < count; ++number)
+            ASSERT_TRUE(QFile::link(u"nowhere"_s, directory + u"/%1"_s.arg(number)));
+    }
+};
 INSTANTIATE_TEST_SUITE_P(Servers, ConnectionFaultTest, ConnectionFaultTest::programs(),
                          ConnectionFaultTest::name);
 
@@ -124,10 +126,7 @@ TEST_P(ConnectionFaultTest, ACommandThatComesDuringALoginDoesNotEndIt) {
 
 TEST_P(ConnectionFaultTest, AServerThatDiesDuringAListingEndsIt) {
     test::SshServer server({}, GetParam());
-    const QDir directory(server.path());
-    ASSERT_TRUE(directory.mkdir(u"many"_s));
-    for (int count = 0; count < 3000; ++count)
-        ASSERT_TRUE(QFile::link(u"nowhere"_s, server.path(u"many/%1"_s.arg(count))));
+    makeLinks(server.path(u"many"_s), 3000);
     const auto client = loggedIn(server);
     SFTPClient files(client);
     for (int round = 0; round < 3; ++round) {
@@ -181,9 +180,7 @@ TEST_P(ConnectionFaultTest, AServerThatNoLongerAnswersIsGivenUp) {
 TEST_P(ConnectionFaultTest, AListingMayTakeLongAsLongAsTheServerAnswers) {
     settings_.unansweredLimit = 2s;
     test::SshServer server({}, GetParam());
-    ASSERT_TRUE(QDir(server.path()).mkdir(u"links"_s));
-    for (int count = 0; count < 1500; ++count)
-        ASSERT_TRUE(QFile::link(u"nowhere"_s, server.path(u"links/%1"_s.arg(count))));
+    makeLinks(server.path(u"links"_s), 1500);
     const FaultProxy link(server.port(), {.delay = 50ms});
     const auto client = loggedIn(server, link.port());
     const auto begin = std::chrono::steady_clock::now();

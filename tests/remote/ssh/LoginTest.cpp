@@ -18,22 +18,11 @@ using test::SshServer;
 
 class LoginTest : public test::SshTest {
 protected:
-    static std::shared_ptr<RemoteHost> passwordHost(std::uint16_t port,
-                                                    const std::optional<QString>& password) {
-        return hostAt(port, std::make_shared<PasswordAuthnType>(password));
-    }
     static std::shared_ptr<RemoteHost> keyboardHost(const KeyboardServer& server) {
         return hostAt(server.port(), std::make_shared<KeyboardAuthnType>());
     }
     static KeyboardAuthnType& keyboard(const std::shared_ptr<RemoteHost>& host) {
         return dynamic_cast<KeyboardAuthnType&>(*host->authnType());
-    }
-    /// Makes a key, with a pass phrase, that the server does not accept. Returns the path of the private key.
-    static QString makeStranger(const SshServer& server) {
-        const QString key = server.path(u"stranger"_s);
-        EXPECT_TRUE(
-            test::runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "phrase", "-f", key.toUtf8()}));
-        return key;
     }
     /// Expects these questions of a connection test, and then an alert that begins with `end`.
     void expectTest(const std::shared_ptr<RemoteHost>& host, const QStringList& answers,
@@ -94,7 +83,7 @@ TEST_F(LoginTest, KeysThatAreMissingOrNotAcceptedSayWhy) {
     const QString publicKey = server.makeKey(u"known"_s) + u".pub"_s;
     const std::pair<std::shared_ptr<AuthnType>, QString> cases[] = {
         // The pass phrase of a key that the server rejects is not requested.
-        {keyType({}, makeStranger(server)), denied_ + u" for 'publickey'."_s},
+        {keyType({}, makeStranger(server.path(u"stranger"_s), "phrase")), denied_ + u" for 'publickey'."_s},
         {keyType(publicKey, gone), failed_ + u"The private key \"%1\" cannot be read."_s.arg(gone)},
         {keyType(publicKey, publicKey), failed_ + u"\"%1\" is no private key."_s.arg(publicKey)},
         {keyType(publicKey, {}), unauthorised},

@@ -1,7 +1,7 @@
 #include "remote/SshTest.h"
+#include "support/Gate.h"
 #include "support/StandIns.h"
 
-#include <atomic>
 #include <cstring>
 #include <dlfcn.h>
 #include <netdb.h>
@@ -10,22 +10,8 @@ namespace korvane {
 namespace {
 
 /// Blocks look-ups of names under "hangs.example", as a name server that does not answer would.
-struct SilentNameServer {
-    void ask() {
-        ++asked;
-        ++waiting;
-        isOver.wait(false);
-        --waiting;
-    }
-    void end() {
-        isOver = true;
-        isOver.notify_all();
-    }
-
-    std::atomic<bool> isOver{false};
-    std::atomic<int> waiting{0};
-    std::atomic<int> asked{0};
-} silentNameServer;
+test::Gate silentNameServer;
+std::atomic<int> namesAsked{0};
 
 } // namespace
 } // namespace korvane
@@ -36,7 +22,8 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
     static const auto system = reinterpret_cast<LookUp>(::dlsym(RTLD_NEXT, "getaddrinfo"));
     const bool isNumeric = wanted && (wanted->ai_flags & AI_NUMERICHOST);
     if (name && !isNumeric && std::strstr(name, "hangs.example")) {
-        korvane::silentNameServer.ask();
+        ++korvane::namesAsked;
+        korvane::silentNameServer.pass();
         return EAI_AGAIN;
     }
     return system(name, service, wanted, found);
@@ -50,9 +37,9 @@ using namespace std::chrono_literals;
 
 class NameLookUpTest : public test::SshTest {
 protected:
-    ~NameLookUpTest() override { names_.end(); }
+    NameLookUpTest() { silentNameServer.shut(); }
+    ~NameLookUpTest() override { silentNameServer.open(); }
 
-    SilentNameServer& names_ = silentNameServer;
     const test::ScopedVariable agent_{"SSH_AUTH_SOCK", {}};
 };
 
@@ -65,11 +52,11 @@ TEST_F(NameLookUpTest, NamesWithoutAnAnswerHoldUpNothing) {
             clientFor(std::make_shared<RemoteHost>(u"%1.hangs.example"_s.arg(number), 22, u"me"_s)));
         clients.back()->testConnection([&ended] { ++ended; });
     }
-    EXPECT_TRUE(test::waitFor([&] { return names_.waiting == 8; }));
+    EXPECT_TRUE(test::waitFor([&] { return silentNameServer.waiting() == 8; }));
     for (const auto& client : clients)
         client->cancelConnectionTest();
     EXPECT_TRUE(test::waitFor([&] { return ended == 12; }));
-    EXPECT_EQ(names_.waiting, 8) << "look-ups that nobody waits for any more";
+    EXPECT_EQ(silentNameServer.waiting(), 8) << "look-ups that nobody waits for any more";
 
     // They delay neither numeric addresses nor the time limit, whose error names the cause.
     const test::SshServer server;
@@ -85,9 +72,9 @@ TEST_F(NameLookUpTest, NamesWithoutAnAnswerHoldUpNothing) {
         EXPECT_EQ(late->fault(), u"The look-up of the name \"%1\" is not answered."_s.arg(
                                      isBound ? u"here.hangs.example"_s : name));
     }
-    names_.end();
-    EXPECT_TRUE(test::waitFor([&] { return names_.waiting == 0; }));
-    EXPECT_EQ(names_.asked, 8) << "a look-up that was called off before its turn";
+    silentNameServer.open();
+    EXPECT_TRUE(test::waitFor([&] { return silentNameServer.waiting() == 0; }));
+    EXPECT_EQ(namesAsked, 8) << "a look-up that was called off before its turn";
     EXPECT_EQ(alerts_.texts(), QStringList());
 }
 

@@ -3,11 +3,7 @@
 #include "remote/SFTPClient.h"
 #include "remote/ssh/NMSSHSession.h"
 
-#include <QDir>
-#include <QFile>
-
 #include <map>
-#include <sys/stat.h>
 
 namespace korvane {
 namespace {

@@ -8,14 +8,7 @@
 #include "remote/hosts/RemoteHostsManager.h"
 #include "remote/ssh/Askpass.h"
 
-#include <QFile>
-
-#include <algorithm>
 #include <csignal>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 namespace korvane {
 namespace {
@@ -27,16 +20,6 @@ using namespace std::chrono_literals;
 [[gnu::constructor]] void askInPlaceOfTheTests(int argc, char** argv) {
     if (const auto status = Askpass::askWhereWanted(argc, argv))
         ::_exit(*status);
-}
-
-/// A socket bound or connected to the path: `use` is bind(2) or connect(2).
-int socketAt(const QByteArray& path, int (*use)(int, const sockaddr*, socklen_t)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::copy(path.begin(), path.end(), address.sun_path);
-    const int made = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(use(made, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    return made;
 }
 
 /// An agent that offers one key, if any, and answers nothing else.
@@ -92,12 +75,7 @@ protected:
     }
     QByteArray knownHosts() const { return test::readFile(settings_.knownHostsPath); }
     static QByteArray publicKey(const QString& path) { return test::readFile(path).trimmed(); }
-    /// Creates a key pair that no server knows. Returns the path of the private key.
-    QByteArray makeKey(const QString& name) const {
-        const QByteArray key = path(name).toLocal8Bit();
-        EXPECT_TRUE(test::runProgram({"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key}));
-        return key;
-    }
+    QByteArray makeKey(const QString& name) const { return makeStranger(path(name)).toLocal8Bit(); }
     static std::shared_ptr<RemoteHost> alias(const QString& name, const QString& user = {},
                                              std::uint16_t port = 22) {
         return std::make_shared<RemoteHost>(name, port, user);
@@ -229,7 +207,7 @@ TEST_F(SshConfigTest, TheAgentProvesTheLoginWithNamedKeysFirst) {
 TEST_F(SshConfigTest, AnAgentThatWaitsForItsUserHoldsUpNoLogin) {
     const test::SshServer server;
     const QByteArray path = this->path(u"silent"_s).toLocal8Bit();
-    const int listener = socketAt(path, &::bind);
+    const int listener = test::socketAt(path, &::bind);
     ASSERT_EQ(::listen(listener, 4), 0);
     const test::ScopedVariable running("SSH_AUTH_SOCK", path);
     settings_.usesSshConfig = true;
@@ -246,7 +224,7 @@ TEST_F(SshConfigTest, AnAgentThatWaitsForItsUserHoldsUpNoLogin) {
     }
     // An agent that accepts no further connection counts as no agent.
     ASSERT_EQ(::listen(listener, 0), 0);
-    const int taken = socketAt(path, &::connect);
+    const int taken = test::socketAt(path, &::connect);
     settings_.connectingLimit = 15s;
     EXPECT_EQ(connected(host), authorised_);
     EXPECT_EQ(alerts_.texts(), QStringList());

@@ -24,7 +24,7 @@ protected:
             return std::shared_ptr<Document>(
                 RemoteDocument::create(host_, [this](const std::shared_ptr<RemoteHost>& host) {
                     client_ = std::make_shared<ShellClient>(host, alerts_);
-                    client_->setLogins(logins_);
+                    client_->logins = logins_;
                     return client_;
                 }));
         });
@@ -102,13 +102,13 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
     MainWindowController* page = openRemote(file);
     EXPECT_TRUE(saysBeginning(page, u"20,000 lines"_s));
     page->showFileInfo();
-    client_->setLogins(ShellClient::Logins::Unauthorised);
+    client_->logins = ShellClient::Logins::Unauthorised;
     page->logView().goToLine(15'000);
     EXPECT_TRUE(
         until([&] { return saysBeginning(page, u"The connection to h is lost: these are the lines"_s); }));
     EXPECT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(tableOf(page).rowCount(), 20'000);
-    client_->setFails(true);
+    client_->fails = true;
     page->logView().tableView().selectAll();
     page->logView().copier().copySelection();
     EXPECT_TRUE(until([&] { return saysBeginning(page, u"5,000 of 20,000 lines copied"_s); }));
@@ -116,8 +116,8 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
     const LogTableView& table = tableOf(page);
     const qint64 top = table.firstVisibleRow();
     EXPECT_GT(top, 10'000);
-    client_->setFails(false);
-    client_->setLogins(ShellClient::Logins::Accepted);
+    client_->fails = false;
+    client_->logins = ShellClient::Logins::Accepted;
     EXPECT_TRUE(page->canConnect());
     page->connectToServer();
     EXPECT_TRUE(until([&] { return textOfRow(*page, 14'999) == u"line 15000"_s; }));

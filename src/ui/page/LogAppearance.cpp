@@ -32,7 +32,7 @@ LogAppearance::LogAppearance(std::shared_ptr<Document> document,
                              std::shared_ptr<TailDataSourceProtocol> dataSource, LogTableView& table,
                              QObject* parent)
     : QObject(parent), document_(std::move(document)), dataSource_(std::move(dataSource)), table_(table) {
-    const auto& preferences = Preferences::shared();
+    auto& preferences = Preferences::shared();
     const QString fileId = document_->settingsId();
     wrappingLines_ =
         preferences.hasWrapLines(fileId) ? preferences.isWrapLines(fileId) : preferences.wrapLines();

@@ -37,8 +37,8 @@ void Snapshot::tryToRender() {
 bool Snapshot::showsFullView() const {
     // Rows above or below the view would not be in the picture.
     LogTableView& table = page_.logView().tableView();
-    const qint64 first = table.firstVisibleRow();
-    const qint64 last = table.lastVisibleRow();
+    const qint64 first = table.scroller().firstVisibleRow();
+    const qint64 last = table.scroller().lastVisibleRow();
     if (!hasRows_ || (first == 0 && last + 1 == table.rowCount()))
         return false;
     for (qint64 row = first; row <= last; ++row)

@@ -156,8 +156,9 @@ void WindowActions::makeEditMenu() {
                       [](MainWindowController& page) {
                           page.logView().copier().copySelection(LineCopier::HiddenLines::Included);
                       });
-    selectAll_ = addPageAction(menu, tr("Select &All"), QKeySequence::SelectAll,
-                               [](MainWindowController& page) { page.logView().tableView().selectAll(); });
+    selectAll_ =
+        addPageAction(menu, tr("Select &All"), QKeySequence::SelectAll,
+                      [](MainWindowController& page) { page.logView().tableView().selection().selectAll(); });
     menu.addSeparator();
     addPageAction(menu, tr("&Find…"), QKeySequence::Find, [this](MainWindowController&) { editSearch(); });
     const auto find = [this](void (LogSearch::*search)()) {

@@ -1,15 +1,10 @@
 #include "ui/window/WindowManager.h"
 
-#include "bookmarks/FileBasedBookmarksManager.h"
 #include "core/Preferences.h"
 #include "documents/Document.h"
 #include "documents/RecentFiles.h"
 #include "foundation/FilePath.h"
-#include "remote/hosts/RemoteHostsManager.h"
 #include "remote/hosts/RemoteRecentFilesManager.h"
-#include "remote/hosts/ServerGroupsManager.h"
-#include "rules/FilterRulesMemento.h"
-#include "rules/FiltersManager.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/MainWindowController.h"
 #include "ui/rules/FilterRulesEditor.h"
@@ -42,26 +37,21 @@ WindowManager::WindowManager(AlertPresenter& alerts)
     : alerts_(alerts), session_([this] { return currentSession(); }),
       opener_([this](DocumentTab& tab) { openTab(tab); }) {}
 
-void WindowManager::watchStores() {
-    const auto tell = [this](const auto&...) { tellStoreFault(); };
-    BookmarkNotices& bookmarks = FileBasedBookmarksManager::shared().notices();
-    subscriptions_.push_back(FiltersManager::shared().changed().subscribe(tell));
-    subscriptions_.push_back(FilterRulesMemento::shared().activeRulesChanged().subscribe(tell));
-    subscriptions_.push_back(bookmarks.bookmarksUpdated.subscribe(tell));
-    subscriptions_.push_back(bookmarks.lineMarksChanged.subscribe(tell));
-    subscriptions_.push_back(bookmarks.lineMarksDeleted.subscribe(tell));
-    subscriptions_.push_back(RemoteHostsManager::shared().groupsChanged().subscribe(tell));
-    subscriptions_.push_back(documents_->documentLoaded().subscribe(tell));
-}
-
 WindowManager::~WindowManager() {
     for (MainWindow* window : std::exchange(windows_, {}))
         delete window;
 }
 
 MainWindow& WindowManager::addWindow() {
-    if (subscriptions_.empty())
-        watchStores(); // loaded now, unlike when the manager is constructed
+    if (!storeFaults_) {
+        // The stores are loaded with the first window, not when the manager is constructed.
+        storeFaults_.emplace(*documents_, [this](const QString& faults) {
+            MainWindowController* const page = frontPage();
+            if (page)
+                page->showStoreFault(faults);
+            return page != nullptr;
+        });
+    }
     auto* window = new MainWindow(*documents_, alerts_);
     if (!windows_.empty()) {
         const QRect before = windows_.back()->geometry();
@@ -394,24 +384,6 @@ void WindowManager::showPageInRulesEditor(const MainWindow& window) {
     rulesEditor_->setDocument(page ? page->document() : nullptr, [page] {
         return page && !page->document()->isClosed() ? page->logView().visibleLines() : QStringList();
     });
-}
-
-void WindowManager::tellStoreFault() {
-    QStringList faults{FiltersManager::shared().fault(),
-                       FilterRulesMemento::shared().fault(),
-                       FileBasedBookmarksManager::shared().fault(),
-                       RemoteHostsManager::shared().fault(),
-                       ServerGroupsManager::shared().fault(),
-                       Preferences::shared().userDefaults().writeFault()};
-    faults.removeAll(QString());
-    QStringList news = faults;
-    for (const QString& told : toldFaults_)
-        news.removeAll(told);
-    MainWindowController* const page = frontPage();
-    if (!news.isEmpty() && page)
-        page->showStoreFault(news.join(QStringLiteral("; ")));
-    if (news.isEmpty() || page)
-        toldFaults_ = faults;
 }
 
 MainWindowController* WindowManager::frontPage() const {

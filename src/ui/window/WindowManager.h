@@ -1,9 +1,9 @@
 #pragma once
 
 #include "documents/AppDocumentController.h"
-#include "foundation/notices/Notice.h"
 #include "ui/hosts/RemoteHostsWindow.h"
 #include "ui/window/SessionKeeper.h"
+#include "ui/window/StoreFaults.h"
 #include "ui/window/TabOpener.h"
 
 #include <QList>
@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace korvane {
@@ -94,9 +95,6 @@ private:
     void showWelcome();
     /// Lets the user choose a file of the host, or shows the host if it cannot be browsed.
     void browseHost(const std::shared_ptr<RemoteHost>& host);
-    /// Subscribes to the stores, so that each fault is reported once.
-    void watchStores();
-    void tellStoreFault();
     /// Shows the rules of the page in front in the rules editor.
     void showPageInRulesEditor(const MainWindow& window);
     /// The window last used, or a new one.
@@ -124,9 +122,7 @@ private:
     SessionKeeper session_;
     TabOpener opener_;
     std::function<void(MainWindowController&)> pageMade_;
-    /// Faults of stores already reported to the user.
-    QStringList toldFaults_;
-    Subscriptions subscriptions_;
+    std::optional<StoreFaults> storeFaults_;
 };
 
 } // namespace korvane

@@ -151,7 +151,8 @@ int switchRules(int argc, char** argv, const char* path) {
     const FilterRule& rule = *FiltersManager::shared().rules().front();
     const QColor painted = rule.highlightRule()->foreground();
     const auto isPainted = [&](bool on) {
-        for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
+        for (qint64 row = table.scroller().firstVisibleRow(); row <= table.scroller().lastVisibleRow();
+             ++row) {
             const auto cell = table.delegate().viewForTableColumn(cell::line, row);
             const auto* look = cell.row ? cell.row->line.attributesAt(0) : nullptr;
             if (!look || (look->foreground == painted) != on)

@@ -95,7 +95,7 @@ int hint(int argc, char** argv, const char* path) {
     QTimer scroller;
     QObject::connect(&scroller, &QTimer::timeout, [&] {
         LogTableView& table = session.table();
-        table.setTopRow((table.firstVisibleRow() + 7) % (table.rowCount() / 2));
+        table.scroller().setTopRow((table.scroller().firstVisibleRow() + 7) % (table.rowCount() / 2));
     });
     scroller.start(400);
     QApplication::exec();

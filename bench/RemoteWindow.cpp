@@ -78,7 +78,7 @@ std::optional<RemoteWindow::Opening> RemoteWindow::open(const QString& path) {
     QObject::connect(&session_.page->logView(), &LogViewController::firstRowsShown, session_.page, [&] {
         took.untilRows = millisecondsSince(start);
         isPainted = true;
-        took.firstRow = table().firstVisibleRow();
+        took.firstRow = table().scroller().firstVisibleRow();
         shown = textOnScreen(took.firstRow);
     });
     const bool hasRows = until(
@@ -100,7 +100,7 @@ std::optional<RemoteWindow::Opening> RemoteWindow::open(const QString& path) {
 }
 
 QString RemoteWindow::textOnScreen(qint64 row) {
-    if (row < table().firstVisibleRow() || row > table().lastVisibleRow())
+    if (row < table().scroller().firstVisibleRow() || row > table().scroller().lastVisibleRow())
         return {};
     const auto cell = table().delegate().viewForTableColumn(cell::line, row);
     return cell.row ? cell.row->line.string() : QString();

@@ -122,7 +122,7 @@ int growth(const QString& path, int count) {
     if (!reference.isThere() || !window.isReady() || !window.open(path) ||
         !until([&] { return window.isLoaded() && window.document().logFileObserver()->isTailing(); }, 120s))
         return EXIT_FAILURE;
-    window.table().scrollToEnd();
+    window.table().scroller().scrollToEnd();
     const auto lastText = [&] { return window.textOnScreen(window.table().rowCount() - 1); };
     if (!until([&] { return !lastText().isEmpty(); }, 60s))
         return EXIT_FAILURE;

@@ -60,7 +60,8 @@ bool isReady(Session& session) {
 }
 
 QString textOnScreen(Session& session, qint64 row) {
-    if (row < session.table().firstVisibleRow() || row > session.table().lastVisibleRow())
+    if (row < session.table().scroller().firstVisibleRow() ||
+        row > session.table().scroller().lastVisibleRow())
         return {};
     const auto cell = session.table().delegate().viewForTableColumn(cell::line, row);
     return cell.row ? cell.row->line.string() : QString();
@@ -75,8 +76,9 @@ struct RowsSeen {
 
     /// Counts all visible rows but the last, which may be half written.
     void look(Session& session) {
-        const qint64 last = std::min(session.table().lastVisibleRow(), session.table().rowCount() - 2);
-        for (qint64 row = session.table().firstVisibleRow(); row <= last; ++row) {
+        const qint64 last =
+            std::min(session.table().scroller().lastVisibleRow(), session.table().rowCount() - 2);
+        for (qint64 row = session.table().scroller().firstVisibleRow(); row <= last; ++row) {
             const auto cell = session.table().delegate().viewForTableColumn(cell::line, row);
             const bool isLoaded = cell.row && cell.row->isLoaded;
             const QString number = QString::number(row).rightJustified(12, u'0');
@@ -170,7 +172,7 @@ int tailDelay(int argc, char** argv, const char* path, int lines) {
     if (!session.page || !until([&] { return isReady(session); }, std::chrono::seconds(20)))
         return EXIT_FAILURE;
     const double interval = Preferences::shared().pollingInterval() * 1000;
-    session.table().scrollToEnd();
+    session.table().scroller().scrollToEnd();
 
     std::optional<Clock::time_point> paintedAt;
     QString wanted;
@@ -223,8 +225,9 @@ int tailFlood(int argc, char** argv, const char* path, const char* writer, const
     application.painted = session.table().viewport();
     application.didPaint = [&] {
         seen.look(session);
-        if (!textOnScreen(session, session.table().lastVisibleRow() - 1).isEmpty() &&
-            std::exchange(paintedRow, session.table().lastVisibleRow()) != session.table().lastVisibleRow())
+        if (!textOnScreen(session, session.table().scroller().lastVisibleRow() - 1).isEmpty() &&
+            std::exchange(paintedRow, session.table().scroller().lastVisibleRow()) !=
+                session.table().scroller().lastVisibleRow())
             ++paintings;
     };
     const long before = residentKib();

@@ -12,7 +12,7 @@ struct RowNotices {
     Notice<qint64> pageLoaded{"DataSourceLoadedLinesNotification"};
     /// All rows must be requested again; the old ones show until they are loaded.
     Notice<> rowsStale{"DataSourceRowsStaleNotification"};
-    /// `TailDataSourceProtocol::defaultLineAction` has changed.
+    /// `RuledRows::defaultLineAction` has changed.
     Notice<> defaultLineActionChanged{"DefaultLineActionChangedNotification"};
 };
 

@@ -215,7 +215,7 @@ private:
     Evaluation evaluation_;
 };
 
-RuleEnforcer::RuleEnforcer(const TailDataSourceProtocol& dataSource)
+RuleEnforcer::RuleEnforcer(const RuledRows& dataSource)
     : dataSource_(dataSource), published_(std::make_shared<ActiveRules>()) {}
 
 void RuleEnforcer::addRule(std::shared_ptr<FilterRule> rule) {

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "core/DataSourceRoles.h"
 #include "core/RuleEnforcerProtocol.h"
-#include "core/TailDataSourceProtocol.h"
 #include "foundation/Mutex.h"
 #include "rules/RuleSnapshot.h"
 
@@ -26,7 +26,7 @@ public:
     using Rules = std::vector<std::shared_ptr<FilterRule>>;
 
     /// `dataSource` must outlive the enforcer; any thread reads its default action and document.
-    explicit RuleEnforcer(const TailDataSourceProtocol& dataSource);
+    explicit RuleEnforcer(const RuledRows& dataSource);
 
     // Main thread.
 
@@ -84,7 +84,7 @@ private:
     std::shared_ptr<const ActiveRules> publishedRules() const;
     std::uint64_t content() const;
 
-    const TailDataSourceProtocol& dataSource_;
+    const RuledRows& dataSource_;
     std::atomic<bool> canceled_{false};
 
     // Main thread only, of equal length.

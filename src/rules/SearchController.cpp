@@ -1,6 +1,6 @@
 #include "rules/SearchController.h"
 
-#include "core/TailDataSourceProtocol.h"
+#include "core/DataSourceRoles.h"
 #include "core/search/SearchItem.h"
 #include "foundation/work/MainThread.h"
 
@@ -22,12 +22,12 @@ QString trimmed(const QString& text) {
 
 } // namespace
 
-std::shared_ptr<SearchController>
-SearchController::create(Window window, std::shared_ptr<TailDataSourceProtocol> dataSource) {
+std::shared_ptr<SearchController> SearchController::create(Window window,
+                                                           std::shared_ptr<SearchedRows> dataSource) {
     return std::shared_ptr<SearchController>(new SearchController(window, std::move(dataSource)));
 }
 
-SearchController::SearchController(Window window, std::shared_ptr<TailDataSourceProtocol> dataSource)
+SearchController::SearchController(Window window, std::shared_ptr<SearchedRows> dataSource)
     : window_(window), dataSource_(std::move(dataSource)),
       directionSubscription_(window.directionToggled.subscribe(
           [this](bool forward) { handleSearchDirectionToggled(forward); })) {}
@@ -129,7 +129,7 @@ bool SearchController::show(const SearchMatch& match) {
     return isOther;
 }
 
-SearchController::SearchOperation::SearchOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
+SearchController::SearchOperation::SearchOperation(std::shared_ptr<SearchedRows> dataSource,
                                                    QString searchTxt, qint64 startingRow, qint64 endRow)
     : dataSource_(std::move(dataSource)), searchTxt_(std::move(searchTxt)), startingRow_(startingRow),
       endRow_(endRow) {}

@@ -14,7 +14,7 @@
 
 namespace korvane {
 
-class TailDataSourceProtocol;
+class SearchedRows;
 
 /// The table that shows the rows, as a search uses it. Main thread.
 class SearchTable {
@@ -51,8 +51,7 @@ public:
     };
     /// The references in `window` must outlive the controller. Without a data source no search finds
     /// anything.
-    static std::shared_ptr<SearchController> create(Window window,
-                                                    std::shared_ptr<TailDataSourceProtocol> dataSource);
+    static std::shared_ptr<SearchController> create(Window window, std::shared_ptr<SearchedRows> dataSource);
     ~SearchController();
 
     /// The direction from the last match to the next one.
@@ -81,7 +80,7 @@ public:
     bool searchInProgress() const { return currentOperation_ != nullptr; }
 
 private:
-    SearchController(Window window, std::shared_ptr<TailDataSourceProtocol> dataSource);
+    SearchController(Window window, std::shared_ptr<SearchedRows> dataSource);
 
     struct RowRange {
         qint64 start = 0;
@@ -98,7 +97,7 @@ private:
     bool show(const SearchMatch& match);
 
     const Window window_;
-    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    const std::shared_ptr<SearchedRows> dataSource_;
     std::function<void()> noFurtherMatch_;
     std::function<void(const QString&)> searchFailed_;
     Subscription directionSubscription_;
@@ -117,7 +116,7 @@ private:
 class SearchController::SearchOperation : public Operation {
 public:
     /// Both rows are searched; backwards when `endRow` lies before `startingRow`.
-    SearchOperation(std::shared_ptr<TailDataSourceProtocol> dataSource, QString searchTxt, qint64 startingRow,
+    SearchOperation(std::shared_ptr<SearchedRows> dataSource, QString searchTxt, qint64 startingRow,
                     qint64 endRow);
 
     /// The result. Precondition: the operation has ended.
@@ -127,7 +126,7 @@ protected:
     void main() override;
 
 private:
-    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    const std::shared_ptr<SearchedRows> dataSource_;
     const QString searchTxt_;
     const qint64 startingRow_;
     const qint64 endRow_;

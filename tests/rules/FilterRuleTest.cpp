@@ -1,7 +1,7 @@
 #include "rules/FilterRule.h"
 
 #include "core/search/SearchItem.h"
-#include "rules/FakeTailDataSource.h"
+#include "rules/FakeRuledRows.h"
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/RuleEnforcer.h"
@@ -18,7 +18,7 @@ class RulesTest : public test::PreferencesTest {};
 TEST_F(RulesTest, ARulePaintsALineAsRowsArePainted) {
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
     const QString text = u"ab error cd error"_s;
-    test::FakeTailDataSource source;
+    test::FakeRuledRows source;
     for (int variant = 0; variant < 16; ++variant) {
         SCOPED_TRACE(variant);
         const auto look =

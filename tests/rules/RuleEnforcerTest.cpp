@@ -1,7 +1,7 @@
 #include "rules/RuleEnforcer.h"
 
 #include "core/search/SearchItem.h"
-#include "rules/FakeTailDataSource.h"
+#include "rules/FakeRuledRows.h"
 #include "rules/FilterRule.h"
 #include "rules/HighlightRule.h"
 #include "rules/QuickHighlightFilterRule.h"
@@ -53,7 +53,7 @@ protected:
     using Lines = std::vector<qint64>;
 
     test::RecordingNotificationCenter center_;
-    test::FakeTailDataSource source_;
+    test::FakeRuledRows source_;
     RuleEnforcer enforcer_{source_};
 };
 

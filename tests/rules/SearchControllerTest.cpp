@@ -1,7 +1,7 @@
 #include "rules/SearchController.h"
 
+#include "core/DataSourceRoles.h"
 #include "core/search/SearchItem.h"
-#include "rules/FakeTailDataSource.h"
 #include "support/Waiting.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ using test::waitFor;
 using Rows = std::vector<qint64>;
 
 /// Rows with texts, searched one by one; a search can be held until it is cancelled or released.
-class SearchedRows : public test::FakeTailDataSource {
+class FakeSearchedRows : public SearchedRows {
 public:
     QStringList rows{u"alpha"_s, u"Beta error"_s, u"ERROR error"_s, u"gamma"_s, u"a.c error"_s, u"abc"_s};
     qint64 start = 0;
@@ -24,6 +24,7 @@ public:
     std::map<qint64, SearchMatch> results;
 
     qint64 rowStart() const override { return start; }
+    qint64 rowCount() const override { return rows.size(); }
     qint64 numberOfRows() const override { return rows.size(); }
     const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results; }
     void setLastSearchResults(std::map<qint64, SearchMatch> found) override { results = std::move(found); }
@@ -37,9 +38,13 @@ public:
         const bool held = holdsSearches;
         while (holdsSearches && !isCancelled())
             std::this_thread::yield();
-        // As if a held search had found its match before it noticed the cancel.
-        return TailDataSourceProtocol::findNextMatch(firstRow, lastRow, item,
-                                                     held ? [] { return false; } : isCancelled);
+        const qint64 step = firstRow <= lastRow ? 1 : -1;
+        // A held search finds its match before it notices the cancel.
+        for (qint64 row = firstRow; row != lastRow + step && (held || !isCancelled()); row += step) {
+            if (auto match = searchRow(row, item))
+                return {std::move(match)};
+        }
+        return {};
     }
 };
 
@@ -53,7 +58,7 @@ protected:
     }
 
     void makeController() {
-        source_ = std::make_shared<SearchedRows>();
+        source_ = std::make_shared<FakeSearchedRows>();
         controller_ = SearchController::create({*this, *this, directionToggled_}, source_);
         controller_->setNoFurtherMatch([this] { ++noFurtherMatches_; });
         selected_.clear();
@@ -84,7 +89,7 @@ protected:
     Rows takeSelected() { return std::exchange(selected_, {}); }
 
     Notice<bool> directionToggled_{"SearchDirectionToggledNotification"};
-    std::shared_ptr<SearchedRows> source_;
+    std::shared_ptr<FakeSearchedRows> source_;
     std::shared_ptr<SearchController> controller_;
     int reloads_ = 0;
     int shownProgress_ = 0;

@@ -84,7 +84,8 @@ protected:
         LogTableView& table = tableOf(&page);
         if (table.rowCount() != page.document()->dataSource()->numberOfRows())
             return false;
-        for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
+        for (qint64 row = table.scroller().firstVisibleRow(); row <= table.scroller().lastVisibleRow();
+             ++row) {
             if (cellOf(&page, row).identifier == cell::loading)
                 return false;
         }

@@ -16,7 +16,7 @@ void LineCaret::setStart(qint64 row, int anchor, int position) {
 }
 
 bool LineCaret::isActive() const {
-    return table_.caret().has_value() || table_.textSelection().has_value();
+    return table_.selection().caret().has_value() || table_.selection().text().has_value();
 }
 
 int LineCaret::firstVisiblePosition(qint64 row) const {
@@ -29,7 +29,7 @@ int LineCaret::firstVisiblePosition(qint64 row) const {
 }
 
 void LineCaret::begin(qint64 row) {
-    const auto& text = table_.textSelection();
+    const auto& text = table_.selection().text();
     if (text && text->row == row) {
         const bool isKnown = row_ == row && std::min(anchor_, position_) == text->range.location &&
                              std::max(anchor_, position_) == text->range.end();
@@ -38,7 +38,7 @@ void LineCaret::begin(qint64 row) {
     } else if (row_ != row) {
         const int first = firstVisiblePosition(row);
         setStart(row, first, first);
-    } else if (!table_.caret()) {
+    } else if (!table_.selection().caret()) {
         anchor_ = position_;
     }
 }
@@ -48,18 +48,18 @@ bool LineCaret::pressKey(const QKeyEvent& event) {
     const bool byWord = event.modifiers() & Qt::ControlModifier;
     const bool isArrow = event.key() == Qt::Key_Left || event.key() == Qt::Key_Right;
     const bool isEdge = event.key() == Qt::Key_Home || event.key() == Qt::Key_End;
-    const bool movesAcross = isArrow && (selects || byWord || table_.caret());
+    const bool movesAcross = isArrow && (selects || byWord || table_.selection().caret());
     const bool selectsToEdge = isEdge && selects && !byWord && isActive();
     if (!movesAcross && !selectsToEdge)
         return false;
     if (table_.rowCount() == 0)
         return true;
-    if (table_.currentRow() < 0)
-        table_.selectRow(table_.firstVisibleRow());
-    const auto& text = table_.textSelection();
-    const qint64 row = text ? text->row : table_.currentRow();
+    if (table_.selection().currentRow() < 0)
+        table_.selection().selectRow(table_.scroller().firstVisibleRow());
+    const auto& text = table_.selection().text();
+    const qint64 row = text ? text->row : table_.selection().currentRow();
     if (!table_.rowRect(row))
-        table_.scrollRowToVisible(row);
+        table_.scroller().scrollRowToVisible(row);
     const auto view = table_.delegate().viewForTableColumn(cell::line, row);
     if (!view.layout)
         return true;
@@ -72,7 +72,8 @@ bool LineCaret::pressKey(const QKeyEvent& event) {
         position_ = byWord ? nextWord(line, position_, direction) : nextCharacter(line, position_, direction);
     if (!selects)
         anchor_ = position_;
-    table_.selectTextToCaret(row, anchor_, position_);
+    table_.selection().selectTextToCaret(row, anchor_, position_);
+    table_.scrollCaretToVisible();
     return true;
 }
 

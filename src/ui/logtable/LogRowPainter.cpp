@@ -50,10 +50,10 @@ std::optional<QColor> lineBackground(const AttributedString& line) {
 } // namespace
 
 LogRowPainter::LogRowPainter(QPainter& painter, LogTableViewDelegate& delegate,
-                             const std::vector<LogTableColumn>& columns, Style style)
+                             const LogTableColumns& columns, Style style)
     : painter_(painter), delegate_(delegate), columns_(columns), style_(std::move(style)),
       colors_(style_.grounds.colors()) {
-    for (const LogTableColumn& column : columns_) {
+    for (const LogTableColumn& column : columns_.all()) {
         if (column.identifier == cell::line)
             break;
         lineX_ += column.width;
@@ -72,7 +72,7 @@ void LogRowPainter::paint(const RowPlaces::VisibleRow& row, const RowState& stat
     painter_.restore();
 
     qreal right = 0;
-    for (const LogTableColumn& column : columns_) {
+    for (const LogTableColumn& column : columns_.all()) {
         if (column.identifier == cell::lineMark)
             paintMark(row, {right, row.y, column.width, row.height}, groundOf(state));
         right += column.width;
@@ -200,7 +200,7 @@ bool LogRowPainter::isGivenUp(const CellView& view) {
 }
 
 void LogRowPainter::paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows) {
-    if (columns_.size() == 3) {
+    if (columns_.count() == 3) {
         painter_.setPen(mixed(colors_.background, colors_.lineNumber, 0.35));
         const qreal x = std::floor(lineX_) - 0.5;
         painter_.drawLine(QPointF(x, 0), QPointF(x, style_.viewSize.height()));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/text/AttributedString.h"
+#include "ui/logtable/LogTableColumns.h"
 #include "ui/logtable/LogTableLooks.h"
 #include "ui/logtable/LogTableViewDelegate.h"
 #include "ui/logtable/RowPlaces.h"
@@ -41,8 +42,8 @@ public:
     };
 
     /// All references must outlive the painter.
-    LogRowPainter(QPainter& painter, LogTableViewDelegate& delegate,
-                  const std::vector<LogTableColumn>& columns, Style style);
+    LogRowPainter(QPainter& painter, LogTableViewDelegate& delegate, const LogTableColumns& columns,
+                  Style style);
 
     void paint(const RowPlaces::VisibleRow& row, const RowState& state);
     /// The line beside the numbers and, when lines wrap, those between the rows.
@@ -77,7 +78,7 @@ private:
 
     QPainter& painter_;
     LogTableViewDelegate& delegate_;
-    const std::vector<LogTableColumn>& columns_;
+    const LogTableColumns& columns_;
     const Style style_;
     const LogTableColors& colors_;
     qreal lineX_ = 0;

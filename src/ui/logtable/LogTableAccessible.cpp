@@ -59,19 +59,18 @@ QAccessibleInterface* LogTableAccessible::columnHeader(QLatin1StringView column)
 }
 
 int LogTableAccessible::columnIndex(QLatin1StringView column) const {
-    const auto place = view_.column(column);
-    return place == view_.columns().end() ? -1 : static_cast<int>(place - view_.columns().begin());
+    return view_.columns().indexOf(column);
 }
 
 bool LogTableAccessible::isVisibleRow(qint64 row) const {
-    return row >= view_.firstVisibleRow() && row <= view_.lastVisibleRow();
+    return row >= view_.scroller().firstVisibleRow() && row <= view_.scroller().lastVisibleRow();
 }
 
 void LogTableAccessible::dropHiddenCells() {
     if (cells_.empty())
         return;
-    const qint64 first = view_.firstVisibleRow();
-    const qint64 last = view_.lastVisibleRow();
+    const qint64 first = view_.scroller().firstVisibleRow();
+    const qint64 last = view_.scroller().lastVisibleRow();
     std::erase_if(cells_, [&](const auto& entry) {
         const auto& [row, column] = entry.first;
         if (row >= first && row <= last && columnIndex(column) >= 0)
@@ -87,29 +86,31 @@ QAccessibleInterface* LogTableAccessible::childAt(int x, int y) const {
     const QPoint point = view_.viewport()->mapFromGlobal(QPoint(x, y));
     if (!view_.viewport()->rect().contains(point))
         return nullptr;
-    return cell(view_.rowAt(point.y()), view_.columnAt(point.x()));
+    return cell(view_.scroller().rowAt(point.y()), view_.columns().at(point.x()));
 }
 
 QAccessibleInterface* LogTableAccessible::child(int index) const {
     if (index < 0 || index >= childCount())
         return nullptr;
-    return cell(view_.firstVisibleRow() + index / columnCount(),
-                view_.columns()[static_cast<std::size_t>(index % columnCount())].identifier);
+    return cell(view_.scroller().firstVisibleRow() + index / columnCount(),
+                view_.columns().all()[static_cast<std::size_t>(index % columnCount())].identifier);
 }
 
 int LogTableAccessible::childCount() const {
-    return static_cast<int>(view_.lastVisibleRow() - view_.firstVisibleRow() + 1) * columnCount();
+    return static_cast<int>(view_.scroller().lastVisibleRow() - view_.scroller().firstVisibleRow() + 1) *
+           columnCount();
 }
 
 int LogTableAccessible::indexOfChild(const QAccessibleInterface* child) const {
     const auto* known = dynamic_cast<const LogTableCellAccessible*>(child);
     if (!known || &known->owner() != this || !known->isValid())
         return -1;
-    return static_cast<int>(known->row() - view_.firstVisibleRow()) * columnCount() + known->columnIndex();
+    return static_cast<int>(known->row() - view_.scroller().firstVisibleRow()) * columnCount() +
+           known->columnIndex();
 }
 
 QAccessibleInterface* LogTableAccessible::focusChild() const {
-    return view_.hasFocus() ? cell(view_.currentRow(), cell::line) : nullptr;
+    return view_.hasFocus() ? cell(view_.selection().currentRow(), cell::line) : nullptr;
 }
 
 QAccessible::State LogTableAccessible::state() const {
@@ -131,13 +132,13 @@ void* LogTableAccessible::interface_cast(QAccessible::InterfaceType type) {
 QAccessibleInterface* LogTableAccessible::cellAt(int row, int column) const {
     if (column < 0 || column >= columnCount())
         return nullptr;
-    return cell(row, view_.columns()[static_cast<std::size_t>(column)].identifier);
+    return cell(row, view_.columns().all()[static_cast<std::size_t>(column)].identifier);
 }
 
 QList<int> LogTableAccessible::selectedRows() const {
     QList<int> rows;
-    for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row) {
-        if (view_.showsAsSelected(row))
+    for (qint64 row = view_.scroller().firstVisibleRow(); row <= view_.scroller().lastVisibleRow(); ++row) {
+        if (view_.selection().showsRow(row))
             rows.append(toInt(row));
     }
     return rows;
@@ -145,27 +146,27 @@ QList<int> LogTableAccessible::selectedRows() const {
 
 QList<QAccessibleInterface*> LogTableAccessible::selectedCells() const {
     QList<QAccessibleInterface*> cells;
-    for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row) {
-        if (!view_.showsAsSelected(row))
+    for (qint64 row = view_.scroller().firstVisibleRow(); row <= view_.scroller().lastVisibleRow(); ++row) {
+        if (!view_.selection().showsRow(row))
             continue;
-        for (const LogTableColumn& column : view_.columns())
+        for (const LogTableColumn& column : view_.columns().all())
             cells.append(cell(row, column.identifier));
     }
     return cells;
 }
 
 int LogTableAccessible::selectedCellCount() const {
-    return view_.textSelection() ? 0 : toInt(view_.selection().count() * columnCount());
+    return view_.selection().text() ? 0 : toInt(view_.selection().rows().count() * columnCount());
 }
 
 int LogTableAccessible::selectedRowCount() const {
-    return view_.textSelection() ? 0 : toInt(view_.selection().count());
+    return view_.selection().text() ? 0 : toInt(view_.selection().rows().count());
 }
 
 QString LogTableAccessible::columnDescription(int column) const {
     if (column < 0 || column >= columnCount())
         return {};
-    return columnTitle(view_.columns()[static_cast<std::size_t>(column)].identifier);
+    return columnTitle(view_.columns().all()[static_cast<std::size_t>(column)].identifier);
 }
 
 QString LogTableAccessible::rowDescription(int row) const {
@@ -174,7 +175,7 @@ QString LogTableAccessible::rowDescription(int row) const {
 }
 
 int LogTableAccessible::columnCount() const {
-    return static_cast<int>(view_.columns().size());
+    return static_cast<int>(view_.columns().count());
 }
 
 int LogTableAccessible::rowCount() const {
@@ -182,14 +183,14 @@ int LogTableAccessible::rowCount() const {
 }
 
 bool LogTableAccessible::isRowSelected(int row) const {
-    return view_.showsAsSelected(row);
+    return view_.selection().showsRow(row);
 }
 
 bool LogTableAccessible::selectRow(int row) {
     if (row < 0 || row >= view_.rowCount())
         return false;
-    view_.scrollRowToVisible(row);
-    view_.selectRow(row);
+    view_.scroller().scrollRowToVisible(row);
+    view_.selection().selectRow(row);
     return true;
 }
 

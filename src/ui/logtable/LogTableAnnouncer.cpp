@@ -79,8 +79,8 @@ void LogTableAnnouncer::announceRows() {
     }
     const bool hasGrown = announcedRowCount_ > before;
     Change change(&view_, hasGrown ? Change::RowsInserted : Change::DataChanged);
-    change.setFirstRow(hasGrown ? before
-                                : static_cast<int>(std::min<qint64>(view_.firstVisibleRow(), before)));
+    change.setFirstRow(
+        hasGrown ? before : static_cast<int>(std::min<qint64>(view_.scroller().firstVisibleRow(), before)));
     change.setLastRow(announcedRowCount_ - 1);
     change.setFirstColumn(0);
     change.setLastColumn(table_.columnCount() - 1);
@@ -88,7 +88,7 @@ void LogTableAnnouncer::announceRows() {
 }
 
 void LogTableAnnouncer::announceCurrentRow() {
-    const qint64 row = view_.currentRow();
+    const qint64 row = view_.selection().currentRow();
     if (row == announcedRow_ || !hasListener() || !view_.hasFocus())
         return;
     if (QAccessibleInterface* line = table_.cell(row, cell::line)) {
@@ -100,14 +100,14 @@ void LogTableAnnouncer::announceCurrentRow() {
 void LogTableAnnouncer::announceSelection() {
     if (!hasListener())
         return;
-    const auto& text = view_.textSelection();
-    QAccessibleInterface* line = table_.cell(text ? text->row : view_.currentRow(), cell::line);
+    const auto& text = view_.selection().text();
+    QAccessibleInterface* line = table_.cell(text ? text->row : view_.selection().currentRow(), cell::line);
     if ((text || hadTextSelection_) && line) {
         const TextRange range = text ? text->range : TextRange{};
         announce(QAccessibleTextSelectionEvent(line, range.location, range.end()));
     }
     hadTextSelection_ = text.has_value();
-    if (const auto& caret = view_.caret()) {
+    if (const auto& caret = view_.selection().caret()) {
         if (line)
             announce(QAccessibleTextCursorEvent(line, caret->position));
     } else if (!text)

@@ -83,13 +83,10 @@ QString LogTableCellAccessible::text(QAccessible::Text kind) const {
 
 QRect LogTableCellAccessible::rect() const {
     const auto area = view().rowRect(row_);
-    const int index = columnIndex();
-    if (!area || index < 0)
+    if (!area || columnIndex() < 0)
         return {};
-    qreal left = 0;
-    for (int i = 0; i < index; ++i)
-        left += view().columns()[static_cast<std::size_t>(i)].width;
-    const qreal right = isLine() ? area->right() : left + view().column(column_)->width;
+    const qreal left = view().columns().x(column_);
+    const qreal right = isLine() ? area->right() : left + view().columns().width(column_);
     const QRectF place(left, area->top(), right - left, area->height());
     const QRect visible = place.toAlignedRect() & view().viewport()->rect();
     return {view().viewport()->mapToGlobal(visible.topLeft()), visible.size()};
@@ -102,7 +99,7 @@ QAccessible::State LogTableCellAccessible::state() const {
     state.focusable = true;
     state.selectable = true;
     state.selected = isSelected();
-    state.focused = isLine() && row_ == view().currentRow() && view().hasFocus();
+    state.focused = isLine() && row_ == view().selection().currentRow() && view().hasFocus();
     if (column_ == cell::lineMark) {
         state.checkable = true;
         state.checked = isMarked();
@@ -127,7 +124,7 @@ void* LogTableCellAccessible::interface_cast(QAccessible::InterfaceType type) {
 // ---- As a part of the table
 
 bool LogTableCellAccessible::isSelected() const {
-    return view().showsAsSelected(row_);
+    return view().selection().showsRow(row_);
 }
 
 QList<QAccessibleInterface*> LogTableCellAccessible::columnHeaderCells() const {
@@ -145,7 +142,7 @@ int LogTableCellAccessible::rowIndex() const {
 // ---- As text
 
 TextRange LogTableCellAccessible::selectedRange() const {
-    const auto& selected = view().textSelection();
+    const auto& selected = view().selection().text();
     return selected && selected->row == row_ ? selected->range : TextRange{};
 }
 
@@ -165,7 +162,7 @@ void LogTableCellAccessible::addSelection(int startOffset, int endOffset) {
 
 void LogTableCellAccessible::removeSelection(int index) {
     if (index == 0 && selectionCount() > 0)
-        view().selectText(row_, {});
+        view().selection().selectText(row_, {});
 }
 
 void LogTableCellAccessible::setSelection(int index, int startOffset, int endOffset) {
@@ -175,11 +172,11 @@ void LogTableCellAccessible::setSelection(int index, int startOffset, int endOff
     const int length = shown.row->line.length();
     const int start = std::clamp(std::min(startOffset, endOffset), 0, length);
     const int end = std::clamp(std::max(startOffset, endOffset), 0, length);
-    view().selectText(row_, {start, end - start});
+    view().selection().selectText(row_, {start, end - start});
 }
 
 int LogTableCellAccessible::cursorPosition() const {
-    const auto& caret = view().caret();
+    const auto& caret = view().selection().caret();
     return caret && caret->row == row_ ? caret->position : selectedRange().end();
 }
 
@@ -236,7 +233,7 @@ void LogTableCellAccessible::doAction(const QString& name) {
     if (!actionNames().contains(name))
         return;
     if (name == setFocusAction()) {
-        view().selectRow(row_);
+        view().selection().selectRow(row_);
         view().setFocus(Qt::OtherFocusReason);
         return;
     }

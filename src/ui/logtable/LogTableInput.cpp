@@ -49,7 +49,7 @@ bool LogTableInput::pressKey(const QKeyEvent& event) {
         return true;
     case Qt::Key_End:
         moveCurrentRow(table_.rowCount() - 1, event.modifiers());
-        table_.scrollToEnd();
+        table_.scroller().scrollToEnd();
         return true;
     case Qt::Key_Left:
         table_.horizontalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepSub);
@@ -58,9 +58,9 @@ bool LogTableInput::pressKey(const QKeyEvent& event) {
         table_.horizontalScrollBar()->triggerAction(QAbstractSlider::SliderSingleStepAdd);
         return true;
     case Qt::Key_Escape:
-        if (!table_.textSelection() && table_.selection().isEmpty())
+        if (!table_.selection().text() && table_.selection().rows().isEmpty())
             return false;
-        table_.clearSelection();
+        table_.selection().clear();
         return true;
     default:
         return false;
@@ -68,17 +68,18 @@ bool LogTableInput::pressKey(const QKeyEvent& event) {
 }
 
 void LogTableInput::moveLine(int direction, Qt::KeyboardModifiers modifiers) {
-    const qint64 current = table_.currentRow();
+    const qint64 current = table_.selection().currentRow();
     const auto area = table_.rowRect(current);
     if (!area) {
-        moveCurrentRow(current < 0 ? table_.firstVisibleRow() : current + direction, modifiers);
+        moveCurrentRow(current < 0 ? table_.scroller().firstVisibleRow() : current + direction, modifiers);
         return;
     }
     const qreal viewHeight = table_.viewport()->height();
     const qreal line = table_.rowHeight();
     const qreal unread = direction > 0 ? area->bottom() - viewHeight : -area->top();
     if (unread > 0 && area->height() > line) {
-        table_.scrollByPixels(direction * (area->height() > viewHeight ? std::min(unread, line) : unread));
+        table_.scroller().scrollByPixels(direction *
+                                         (area->height() > viewHeight ? std::min(unread, line) : unread));
         return;
     }
     const qint64 target = current + direction;
@@ -90,9 +91,9 @@ void LogTableInput::moveLine(int direction, Qt::KeyboardModifiers modifiers) {
     const qreal height = table_.delegate().heightOfRow(target);
     const qreal shown = height > viewHeight ? line : height;
     if (direction > 0)
-        table_.scrollRowPartToVisible(target, 0, shown);
+        table_.scroller().scrollRowPartToVisible(target, 0, shown);
     else if (area->top() < shown)
-        table_.scrollByPixels(area->top() - shown);
+        table_.scroller().scrollByPixels(area->top() - shown);
     makeCurrent(target, modifiers);
 }
 
@@ -100,35 +101,35 @@ void LogTableInput::movePage(int direction, Qt::KeyboardModifiers modifiers) {
     if (table_.rowCount() == 0)
         return;
     // The current row keeps its height in the view.
-    const auto area = table_.rowRect(table_.currentRow());
+    const auto area = table_.rowRect(table_.selection().currentRow());
     const qreal lowest = std::max(0.0, table_.viewport()->height() - table_.rowHeight());
     const qreal y = area ? std::clamp(area->top(), 0.0, lowest) + table_.rowHeight() / 2 : 0;
-    const qint64 firstBefore = table_.firstVisibleRow();
-    if (!table_.scrollByPage(direction)) {
+    const qint64 firstBefore = table_.scroller().firstVisibleRow();
+    if (!table_.scroller().scrollByPage(direction)) {
         makeCurrent(direction > 0 ? table_.rowCount() - 1 : 0, modifiers);
         return;
     }
-    const qint64 row = table_.rowAt(y);
+    const qint64 row = table_.scroller().rowAt(y);
     // Rows loaded later may push an unloaded row out of the view: then take one that keeps its place.
     if (table_.delegate().isLoaded(row))
         makeCurrent(row, modifiers);
     else
-        makeCurrent(direction > 0 ? table_.firstVisibleRow() : firstBefore, modifiers);
+        makeCurrent(direction > 0 ? table_.scroller().firstVisibleRow() : firstBefore, modifiers);
 }
 
 void LogTableInput::moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers) {
     if (table_.rowCount() == 0)
         return;
     const qint64 target = std::clamp<qint64>(row, 0, table_.rowCount() - 1);
-    table_.scrollRowToVisible(target);
+    table_.scroller().scrollRowToVisible(target);
     makeCurrent(target, modifiers);
 }
 
 void LogTableInput::makeCurrent(qint64 row, Qt::KeyboardModifiers modifiers) {
     if (modifiers & Qt::ShiftModifier)
-        table_.selectRowsTo(row);
+        table_.selection().selectRowsTo(row);
     else
-        table_.selectRow(row);
+        table_.selection().selectRow(row);
 }
 
 // ---- The mouse
@@ -136,10 +137,10 @@ void LogTableInput::makeCurrent(qint64 row, Qt::KeyboardModifiers modifiers) {
 void LogTableInput::pressMouse(const QMouseEvent& event) {
     if (event.button() != Qt::LeftButton && event.button() != Qt::RightButton)
         return;
-    const qint64 row = table_.rowAt(event.position().y());
+    const qint64 row = table_.scroller().rowAt(event.position().y());
     if (row < 0) {
         if (event.button() == Qt::LeftButton)
-            table_.clearSelection();
+            table_.selection().clear();
         return;
     }
     if (event.button() == Qt::LeftButton) {
@@ -147,15 +148,15 @@ void LogTableInput::pressMouse(const QMouseEvent& event) {
         return;
     }
     // The menu acts on the selection; a click outside it selects first.
-    const auto& text = table_.textSelection();
-    const bool isSelected = table_.selection().contains(row) || (text && text->row == row);
+    const auto& text = table_.selection().text();
+    const bool isSelected = table_.selection().rows().contains(row) || (text && text->row == row);
     if (!isSelected)
-        table_.selectRow(row);
+        table_.selection().selectRow(row);
 }
 
 void LogTableInput::pressLeft(qint64 row, const QMouseEvent& event) {
     hasDragged_ = false;
-    const QLatin1StringView column = table_.columnAt(event.position().x());
+    const QLatin1StringView column = table_.columns().at(event.position().x());
     if (column == cell::lineMark) {
         Q_EMIT table_.lineMarkClicked(row);
         return;
@@ -166,10 +167,10 @@ void LogTableInput::pressLeft(qint64 row, const QMouseEvent& event) {
         return;
     }
     if (event.modifiers() & Qt::ControlModifier) {
-        table_.toggleRow(row);
+        table_.selection().toggleRow(row);
         return;
     }
-    table_.selectRow(row);
+    table_.selection().selectRow(row);
     pressRow_ = row;
     clickCount_ = clicks_.count(event);
     if (column != cell::line) {
@@ -179,12 +180,12 @@ void LogTableInput::pressLeft(qint64 row, const QMouseEvent& event) {
     drag_ = Drag::Text;
     pressedText_ = textTakenAt(row, event.position());
     if (pressedText_.length > 0)
-        table_.selectText(row, pressedText_);
+        table_.selection().selectText(row, pressedText_);
     caret_.setStart(row, pressedText_.location, pressedText_.end());
 }
 
 void LogTableInput::moveMouse(const QMouseEvent& event) {
-    const QLatin1StringView under = table_.columnAt(event.position().x());
+    const QLatin1StringView under = table_.columns().at(event.position().x());
     table_.viewport()->setCursor(under == cell::line       ? Qt::IBeamCursor
                                  : under == cell::lineMark ? Qt::PointingHandCursor
                                                            : Qt::ArrowCursor);
@@ -201,18 +202,18 @@ void LogTableInput::moveMouse(const QMouseEvent& event) {
 }
 
 void LogTableInput::dragTo(QPointF point) {
-    const qint64 row = table_.rowAt(std::clamp(point.y(), 0.0, table_.viewport()->height() - 1.0));
+    const qint64 row = table_.scroller().rowAt(std::clamp(point.y(), 0.0, table_.viewport()->height() - 1.0));
     if (row < 0)
         return;
     // A drag within the line selects text, across lines it selects rows.
     if (drag_ != Drag::Text || row != pressRow_) {
-        table_.selectRowsTo(row);
+        table_.selection().selectRowsTo(row);
         return;
     }
     const TextRange here = textTakenAt(row, point);
     const int start = std::min(here.location, pressedText_.location);
     const int end = std::max(here.end(), pressedText_.end());
-    table_.selectText(row, {start, end - start});
+    table_.selection().selectText(row, {start, end - start});
     const bool isBackwards = here.location < pressedText_.location;
     caret_.setStart(row, isBackwards ? end : start, isBackwards ? start : end);
 }
@@ -225,9 +226,9 @@ void LogTableInput::timerEvent(QTimerEvent* event) {
     const qreal above = -lastDragPoint_.y();
     const qreal below = lastDragPoint_.y() - table_.viewport()->height();
     if (above > 0)
-        table_.scrollByPixels(-table_.rowHeight() * (1 + above / 20));
+        table_.scroller().scrollByPixels(-table_.rowHeight() * (1 + above / 20));
     else if (below > 0)
-        table_.scrollByPixels(table_.rowHeight() * (1 + below / 20));
+        table_.scroller().scrollByPixels(table_.rowHeight() * (1 + below / 20));
     else
         table_.horizontalScrollBar()->setValue(
             table_.horizontalScrollBar()->value() +
@@ -238,16 +239,18 @@ void LogTableInput::timerEvent(QTimerEvent* event) {
 void LogTableInput::releaseMouse(const QMouseEvent& event) {
     if (event.button() != Qt::LeftButton)
         return;
-    const bool hasSelected = std::exchange(drag_, Drag::None) != Drag::None &&
-                             (table_.textSelection() || (hasDragged_ && !table_.selection().isEmpty()));
+    const bool hasSelected =
+        std::exchange(drag_, Drag::None) != Drag::None &&
+        (table_.selection().text() || (hasDragged_ && !table_.selection().rows().isEmpty()));
     autoScrollTimer_.stop();
     if (hasSelected)
         Q_EMIT table_.selectedByMouse();
 }
 
 void LogTableInput::doubleClick(const QMouseEvent& event) {
-    const qint64 row = table_.rowAt(event.position().y());
-    if (event.button() != Qt::LeftButton || row < 0 || table_.columnAt(event.position().x()) != cell::line)
+    const qint64 row = table_.scroller().rowAt(event.position().y());
+    if (event.button() != Qt::LeftButton || row < 0 ||
+        table_.columns().at(event.position().x()) != cell::line)
         return;
     pressLeft(row, event);
 }
@@ -272,7 +275,7 @@ void LogTableInput::turnWheel(const QWheelEvent& event) {
     const qreal down = sideways ? 0 : -delta.y();
     const qreal right = sideways ? -delta.y() - delta.x() : -delta.x();
     if (down != 0)
-        table_.scrollByPixels(down);
+        table_.scroller().scrollByPixels(down);
     if (right != 0)
         table_.horizontalScrollBar()->setValue(table_.horizontalScrollBar()->value() +
                                                static_cast<int>(right));
@@ -281,10 +284,10 @@ void LogTableInput::turnWheel(const QWheelEvent& event) {
 void LogTableInput::askForMenu(const QContextMenuEvent& event) {
     QPoint place = event.globalPos();
     if (event.reason() == QContextMenuEvent::Keyboard) {
-        const auto area = table_.rowRect(table_.currentRow());
-        place = table_.viewport()->mapToGlobal(area ? area->bottomLeft().toPoint() +
-                                                          QPoint(static_cast<int>(table_.lineColumnX()), 0)
-                                                    : QPoint(20, 20));
+        const auto area = table_.rowRect(table_.selection().currentRow());
+        place = table_.viewport()->mapToGlobal(
+            area ? area->bottomLeft().toPoint() + QPoint(static_cast<int>(table_.columns().x(cell::line)), 0)
+                 : QPoint(20, 20));
     }
     Q_EMIT table_.contextMenuRequested(place);
 }

@@ -1,6 +1,6 @@
 #include "ui/logtable/LogTableViewDelegate.h"
 
-#include "core/TailDataSourceProtocol.h"
+#include "core/DataSourceRoles.h"
 
 namespace korvane {
 
@@ -13,7 +13,7 @@ LogTableViewDelegate::LogTableViewDelegate(std::function<qreal()> lineTextWidth)
     setFont(QFont());
 }
 
-void LogTableViewDelegate::setDataSource(std::shared_ptr<TailDataSourceProtocol> dataSource) {
+void LogTableViewDelegate::setDataSource(std::shared_ptr<TableRows> dataSource) {
     dataSource_ = std::move(dataSource);
     rowsChanged();
 }

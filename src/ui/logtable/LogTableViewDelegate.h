@@ -16,7 +16,7 @@
 
 namespace korvane {
 
-class TailDataSourceProtocol;
+class TableRows;
 
 /// The identifiers of columns and cells.
 namespace cell {
@@ -54,7 +54,7 @@ public:
     /// `lineTextWidth` returns the width available to the text of a line in the table's present columns.
     explicit LogTableViewDelegate(std::function<qreal()> lineTextWidth);
 
-    void setDataSource(std::shared_ptr<TailDataSourceProtocol> dataSource);
+    void setDataSource(std::shared_ptr<TableRows> dataSource);
     void setFont(const QFont& font);
     /// Sets the backgrounds of lines: colours unreadable on them are shifted.
     void setGrounds(const TableGrounds& grounds);
@@ -91,7 +91,7 @@ private:
     std::optional<qreal> wrapWidth() const;
 
     const std::function<qreal()> lineTextWidth_;
-    std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    std::shared_ptr<TableRows> dataSource_;
     bool wrapping_ = false;
     std::unique_ptr<LineMetrics> metrics_;
     TableGrounds grounds_;

@@ -1,13 +1,13 @@
 #include "ui/page/CopyLinesOperation.h"
 
-#include "core/TailDataSourceProtocol.h"
+#include "core/DataSourceRoles.h"
 #include "core/reader/Pages.h"
 #include "foundation/work/MainThread.h"
 
 #include <algorithm>
 
 namespace korvane {
-CopyLinesOperation::CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
+CopyLinesOperation::CopyLinesOperation(std::shared_ptr<LineTexts> dataSource,
                                        std::vector<RowSelection::Range> lines, Hidden hidden,
                                        std::function<void(int)> progress,
                                        std::function<void(const Outcome&)> done)

@@ -11,7 +11,7 @@
 
 namespace korvane {
 
-class TailDataSourceProtocol;
+class LineTexts;
 
 /// Reads any number of lines from a file in the background, for the clipboard.
 class CopyLinesOperation : public Operation {
@@ -27,9 +27,9 @@ public:
         qint64 hiddenLines = 0;
     };
     /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent.
-    CopyLinesOperation(std::shared_ptr<TailDataSourceProtocol> dataSource,
-                       std::vector<RowSelection::Range> lines, Hidden hidden,
-                       std::function<void(int)> progress, std::function<void(const Outcome& outcome)> done);
+    CopyLinesOperation(std::shared_ptr<LineTexts> dataSource, std::vector<RowSelection::Range> lines,
+                       Hidden hidden, std::function<void(int)> progress,
+                       std::function<void(const Outcome& outcome)> done);
 
 protected:
     void main() override;
@@ -37,7 +37,7 @@ protected:
 private:
     void finish(Outcome outcome);
 
-    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    const std::shared_ptr<LineTexts> dataSource_;
     const std::vector<RowSelection::Range> lines_;
     const Hidden hidden_;
     const std::function<void(int)> progress_;

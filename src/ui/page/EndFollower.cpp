@@ -38,29 +38,29 @@ EndFollower::EndFollower(LogTableView& table, QObject* parent)
 
 void EndFollower::whileRowsChange(bool follows, const std::function<void()>& change) {
     // The view can reach the end without user action: a truncated file may fit into it as a whole.
-    if (table_.stoodAtEnd() && Preferences::shared().autoTailOnScroll())
+    if (table_.scroller().stoodAtEnd() && Preferences::shared().autoTailOnScroll())
         isAtEnd_ = true;
     isChangingRows_ = true;
     change();
     if (follows && isAtEnd_)
-        table_.scrollToEnd();
+        table_.scroller().scrollToEnd();
     else
-        isAtEnd_ = isAtEnd_ && table_.isAtEnd();
+        isAtEnd_ = isAtEnd_ && table_.scroller().isAtEnd();
     isChangingRows_ = false;
-    place_ = table_.topPlace();
-    if (isAtEnd_ && (follows || table_.isAtEnd()))
+    place_ = table_.scroller().topPlace();
+    if (isAtEnd_ && (follows || table_.scroller().isAtEnd()))
         seenRows_ = table_.rowCount();
     showMark();
 }
 
 void EndFollower::forgetNewLines() {
-    isAtEnd_ = isAtEnd_ && table_.isAtEnd();
+    isAtEnd_ = isAtEnd_ && table_.scroller().isAtEnd();
     seenRows_ = table_.rowCount();
     showMark();
 }
 
 void EndFollower::everythingRead() {
-    isAtEnd_ = isAtEnd_ || (table_.isAtEnd() && table_.topPlace() == RowPlace{});
+    isAtEnd_ = isAtEnd_ || (table_.scroller().isAtEnd() && table_.scroller().topPlace() == RowPlace{});
     forgetNewLines();
 }
 
@@ -69,7 +69,7 @@ void EndFollower::otherContent(qint64 seenRows) {
 }
 
 void EndFollower::goToEnd() {
-    table_.scrollToEnd();
+    table_.scroller().scrollToEnd();
     isAtEnd_ = true;
     forgetNewLines();
 }
@@ -78,9 +78,9 @@ void EndFollower::noteUserScroll() {
     // An empty table is always at its end; the user has not gone there.
     if (isChangingRows_ || table_.rowCount() == 0)
         return;
-    const bool reachedEnd = table_.stoodAtEnd();
+    const bool reachedEnd = table_.scroller().stoodAtEnd();
     // Rows that became taller moved the end away; the user did not scroll.
-    const bool hasMoved = std::exchange(place_, table_.topPlace()) != table_.topPlace();
+    const bool hasMoved = std::exchange(place_, table_.scroller().topPlace()) != table_.scroller().topPlace();
     if (!reachedEnd && !hasMoved)
         return;
     isAtEnd_ = reachedEnd && (isAtEnd_ || Preferences::shared().autoTailOnScroll());

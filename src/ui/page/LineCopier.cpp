@@ -1,6 +1,6 @@
 #include "ui/page/LineCopier.h"
 
-#include "core/TailDataSourceProtocol.h"
+#include "core/DataSourceRoles.h"
 #include "foundation/notices/Alerts.h"
 #include "foundation/text/Translations.h"
 #include "foundation/work/OperationQueue.h"
@@ -51,8 +51,8 @@ QString messageOf(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
 
 } // namespace
 
-LineCopier::LineCopier(std::shared_ptr<TailDataSourceProtocol> dataSource, AlertPresenter& alerts,
-                       LogTableView& table, QObject* parent)
+LineCopier::LineCopier(std::shared_ptr<LineTexts> dataSource, AlertPresenter& alerts, LogTableView& table,
+                       QObject* parent)
     : QObject(parent), dataSource_(std::move(dataSource)), alerts_(alerts), table_(table),
       queue_(std::make_unique<OperationQueue>("Copy queue", 1)) {}
 
@@ -61,20 +61,20 @@ LineCopier::~LineCopier() {
 }
 
 bool LineCopier::canCopy() const {
-    return table_.textSelection().has_value() || !table_.selection().isEmpty();
+    return table_.selection().text().has_value() || !table_.selection().rows().isEmpty();
 }
 
 bool LineCopier::canCopyLines() const {
-    return !table_.textSelection() && !table_.selection().isEmpty();
+    return !table_.selection().text() && !table_.selection().rows().isEmpty();
 }
 
 void LineCopier::copySelection(HiddenLines hidden) {
-    if (table_.textSelection()) {
+    if (table_.selection().text()) {
         QApplication::clipboard()->setText(table_.selectedText());
         return;
     }
     std::vector<RowSelection::Range> lines;
-    for (const auto& range : table_.selection().ranges())
+    for (const auto& range : table_.selection().rows().ranges())
         lines.push_back({dataSource_->rowStart() + range.first, dataSource_->rowStart() + range.last});
     if (!lines.empty())
         copy(std::move(lines), hidden);

@@ -15,7 +15,7 @@ class AlertPresenter;
 class CopyLinesOperation;
 class LogTableView;
 class OperationQueue;
-class TailDataSourceProtocol;
+class LineTexts;
 
 /// Copies the selection of a log table to the clipboard: selected text, or any number of whole lines, which
 /// are read in the background. Asks before it takes much memory. When no line can be read, the clipboard
@@ -28,8 +28,8 @@ public:
     static constexpr std::uint64_t largeCopyBytes = 100'000'000;
 
     /// `table` must outlive the copier.
-    LineCopier(std::shared_ptr<TailDataSourceProtocol> dataSource, AlertPresenter& alerts,
-               LogTableView& table, QObject* parent = nullptr);
+    LineCopier(std::shared_ptr<LineTexts> dataSource, AlertPresenter& alerts, LogTableView& table,
+               QObject* parent = nullptr);
     ~LineCopier() override;
 
     /// What to do with lines that rules hide.
@@ -52,7 +52,7 @@ Q_SIGNALS:
 private:
     void start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden);
 
-    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    const std::shared_ptr<LineTexts> dataSource_;
     AlertPresenter& alerts_;
     LogTableView& table_;
     const std::unique_ptr<OperationQueue> queue_;

@@ -68,7 +68,7 @@ std::vector<qint64> LineMarker::markedLines() const {
 }
 
 qint64 LineMarker::currentLine() const {
-    return dataSource_->rowStart() + table_.currentRow() + 1;
+    return dataSource_->rowStart() + table_.selection().currentRow() + 1;
 }
 
 void LineMarker::goToNext() {

@@ -94,8 +94,7 @@ void LogAppearance::updateLineNumberColumn() {
         lineNumTableCol_->width = width;
         return;
     }
-    const auto shown = table_.column(cell::lineNum);
-    if (shown == table_.columns().end() || shown->width == width)
+    if (table_.columns().width(cell::lineNum) == width)
         return;
     table_.setColumnWidth(cell::lineNum, width);
     updateLineColumnWidth();
@@ -104,10 +103,8 @@ void LogAppearance::updateLineNumberColumn() {
 void LogAppearance::updateLineColumnWidth() {
     if (!wrappingLines_)
         return;
-    qreal width = table_.viewport()->width() - table_.column(cell::lineMark)->width;
-    if (table_.columns().size() == 3)
-        width -= table_.column(cell::lineNum)->width;
-    if (table_.column(cell::line)->width == width)
+    const qreal width = table_.viewport()->width() - table_.columns().x(cell::line);
+    if (table_.columns().width(cell::line) == width)
         return;
     table_.setColumnWidth(cell::line, width);
     table_.layoutChanged();
@@ -128,13 +125,14 @@ void LogAppearance::setWrappingLines(bool wrapping) {
 void LogAppearance::setShowsLineNumbers(bool shows) {
     if (shows == showsLineNumbers())
         return;
-    if (!shows) {
-        lineNumTableCol_ = table_.takeColumn(cell::lineNum);
-    } else {
-        table_.addColumn(*std::exchange(lineNumTableCol_, std::nullopt));
-        table_.moveColumn(2, 1);
+    LogTableColumns columns = table_.columns();
+    if (shows)
+        columns.insert(1, *std::exchange(lineNumTableCol_, std::nullopt));
+    else
+        lineNumTableCol_ = columns.take(cell::lineNum);
+    table_.setColumns(columns);
+    if (shows)
         updateLineNumberColumn();
-    }
     updateLineColumnWidth();
     table_.layoutChanged();
     Q_EMIT lineNumbersChanged();

@@ -48,7 +48,7 @@ private:
     LogTableView& table_;
     bool wrappingLines_ = false;
     /// Kept while the column is not shown.
-    std::optional<LogTableView::Column> lineNumTableCol_;
+    std::optional<LogTableColumn> lineNumTableCol_;
     UserDefaults::Token preferencesToken_;
 };
 

@@ -78,7 +78,7 @@ void LogSearch::selectRow(qint64 row) {
     // The notice of the last lines may still be pending.
     if (row >= table_.rowCount())
         table_.setRowCount(dataSource_->numberOfRows());
-    table_.selectRow(row);
+    table_.selection().selectRow(row);
 }
 
 void LogSearch::scrollRowToVisible(qint64 row) {

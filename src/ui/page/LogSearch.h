@@ -11,6 +11,7 @@
 namespace korvane {
 
 class LogTableView;
+class TailDataSourceProtocol;
 
 /// The search of one log view: the text, the direction, and how a match is shown. Main thread.
 class LogSearch : public QObject, private SearchTable, private SearchProgressItem {

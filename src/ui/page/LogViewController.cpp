@@ -124,7 +124,7 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
     }
     const qint64 countBefore = rows.isOtherContent ? 0 : lineCount();
     if (rows.isOtherContent)
-        tableView_->clearSelection(); // its rows now mean other lines
+        tableView_->selection().clear(); // its rows now mean other lines
     endFollower_->whileRowsChange(followsEnd(), [&] {
         appearance_->updateLineNumberColumn();
         tableView_->setRowCount(dataSource_->numberOfRows());
@@ -149,8 +149,9 @@ void LogViewController::requestVisiblePages() {
     if (tableView_->rowCount() == 0)
         return;
     // Rows drawn from a cached layout do not request their text again.
-    const qint64 first = pages::pageOfLine(dataSource_->rowStart() + tableView_->firstVisibleRow());
-    const qint64 last = pages::pageOfLine(dataSource_->rowStart() + tableView_->lastVisibleRow());
+    const qint64 first =
+        pages::pageOfLine(dataSource_->rowStart() + tableView_->scroller().firstVisibleRow());
+    const qint64 last = pages::pageOfLine(dataSource_->rowStart() + tableView_->scroller().lastVisibleRow());
     for (qint64 page = first; page <= last; ++page)
         dataSource_->loadPage(page, true);
 }
@@ -167,8 +168,8 @@ void LogViewController::visibleRowsChanged() {
     // In a tab behind another the table still follows the end, but its rows are not visible.
     if (!tableView_->isVisible())
         return;
-    const qint64 first = tableView_->firstVisibleRow();
-    const qint64 last = std::max(first, tableView_->lastVisibleRow());
+    const qint64 first = tableView_->scroller().firstVisibleRow();
+    const qint64 last = std::max(first, tableView_->scroller().lastVisibleRow());
     const qint64 margin = 3 * (last - first + 1);
     dataSource_->dropRequestsOutside(std::max<qint64>(0, first - margin), last + margin);
     const QPointer<LogViewController> self(this);
@@ -176,7 +177,7 @@ void LogViewController::visibleRowsChanged() {
     QMetaObject::invokeMethod(
         this,
         [this, first, last, margin] {
-            if (tableView_->firstVisibleRow() != first)
+            if (tableView_->scroller().firstVisibleRow() != first)
                 return;
             for (const qint64 row : {first, last, last + margin, first - margin}) {
                 if (row >= 0 && row < tableView_->rowCount())
@@ -191,7 +192,7 @@ qint64 LogViewController::lineCount() const {
 }
 
 bool LogViewController::isAtStart() const {
-    return tableView_->firstVisibleRow() == 0 && tableView_->selection().isEmpty();
+    return tableView_->scroller().firstVisibleRow() == 0 && tableView_->selection().rows().isEmpty();
 }
 
 bool LogViewController::endsWithEmptyRow() const {
@@ -222,7 +223,7 @@ void LogViewController::goToLine(qint64 lineNumber) {
         return;
     }
     tableView_->scrollTextToVisible(row, {});
-    tableView_->selectRow(row);
+    tableView_->selection().selectRow(row);
     qCDebug(logTiming, "went to line %lld", static_cast<long long>(lineNumber));
 }
 
@@ -253,13 +254,13 @@ void LogViewController::performGotoLineMenuAction() {
 }
 
 void LogViewController::goToFirstLine() {
-    tableView_->setTopRow(0);
-    tableView_->selectRow(0);
+    tableView_->scroller().setTopRow(0);
+    tableView_->selection().selectRow(0);
 }
 
 void LogViewController::goToLastLine() {
     endFollower_->goToEnd();
-    tableView_->selectRow(tableView_->rowCount() - 1);
+    tableView_->selection().selectRow(tableView_->rowCount() - 1);
 }
 
 void LogViewController::clearView() {
@@ -272,16 +273,16 @@ bool LogViewController::hasClearedLines() const {
 }
 
 void LogViewController::showAllLines() {
-    const qint64 firstLine = dataSource_->rowStart() + tableView_->firstVisibleRow();
+    const qint64 firstLine = dataSource_->rowStart() + tableView_->scroller().firstVisibleRow();
     dataSource_->clearCache();
     rowStartChanged();
-    tableView_->setTopRow(firstLine);
+    tableView_->scroller().setTopRow(firstLine);
     endFollower_->forgetNewLines();
 }
 
 void LogViewController::rowStartChanged() {
     search_->forgetMatches();
-    tableView_->clearSelection();
+    tableView_->selection().clear();
     tableView_->setRowCount(dataSource_->numberOfRows());
     tableView_->rowsChanged();
     endFollower_->forgetNewLines();
@@ -315,7 +316,7 @@ void LogViewController::lineMarkColClicked(qint64 row) {
 
 void LogViewController::toggleLineMarkMenuAction() {
     std::vector<qint64> rows;
-    for (const auto& range : tableView_->selection().ranges()) {
+    for (const auto& range : tableView_->selection().rows().ranges()) {
         for (qint64 row = range.first; row <= range.last; ++row) {
             if (static_cast<qint64>(rows.size()) == mostLinesMarkedAtOnce) {
                 Q_EMIT userMessage(tr("Not marked: more than %1 line(s) are selected", nullptr,
@@ -326,8 +327,8 @@ void LogViewController::toggleLineMarkMenuAction() {
             rows.push_back(row);
         }
     }
-    if (rows.empty() && tableView_->currentRow() >= 0)
-        rows.push_back(tableView_->currentRow());
+    if (rows.empty() && tableView_->selection().currentRow() >= 0)
+        rows.push_back(tableView_->selection().currentRow());
     const bool allMarked =
         std::all_of(rows.begin(), rows.end(), [this](qint64 row) { return dataSource_->hasLineMark(row); });
     std::erase_if(rows, [&](qint64 row) { return dataSource_->hasLineMark(row) != allMarked; });
@@ -384,7 +385,7 @@ void LogViewController::setHidesUnclaimedLines(bool hides) {
 QString LogViewController::textForNewRule() const {
     QString text = tableView_->selectedText();
     if (text.isEmpty()) {
-        if (const auto line = dataSource_->cachedRowLine(tableView_->currentRow()))
+        if (const auto line = dataSource_->cachedRowLine(tableView_->selection().currentRow()))
             text = line->line.string();
     }
     return text.trimmed().left(longestQuickHighlight);
@@ -392,8 +393,8 @@ QString LogViewController::textForNewRule() const {
 
 QStringList LogViewController::visibleLines() const {
     QStringList lines;
-    const qint64 last = tableView_->lastVisibleRow();
-    for (qint64 row = tableView_->firstVisibleRow(); row <= last; ++row) {
+    const qint64 last = tableView_->scroller().lastVisibleRow();
+    for (qint64 row = tableView_->scroller().firstVisibleRow(); row <= last; ++row) {
         if (const auto line = dataSource_->cachedRowLine(row))
             lines.append(line->line.string());
     }

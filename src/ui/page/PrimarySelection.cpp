@@ -51,17 +51,17 @@ void PrimarySelection::offer(std::uint64_t mostBytes) {
     forget();
     if (!QGuiApplication::clipboard()->supportsSelection())
         return;
-    if (table_.textSelection()) {
+    if (table_.selection().text()) {
         offerLines({table_.selectedText()});
         return;
     }
     std::uint64_t bytes = 0;
     rowStart_ = dataSource_->rowStart();
-    for (const auto& range : table_.selection().ranges())
+    for (const auto& range : table_.selection().rows().ranges())
         bytes += dataSource_->byteCount(rowStart_ + range.first, range.last - range.first + 1);
     if (bytes > mostBytes)
         return;
-    missing_ = table_.selection().ranges();
+    missing_ = table_.selection().rows().ranges();
     gather();
 }
 

@@ -26,8 +26,8 @@ ViewPlace::Place ViewPlace::place() const {
         return *pendingPlace_;
     if (emptiedView_)
         return emptiedView_->place;
-    return {dataSource_->rowStart() + table_.firstVisibleRow() + 1,
-            table_.isAtEnd() && table_.firstVisibleRow() > 0};
+    return {dataSource_->rowStart() + table_.scroller().firstVisibleRow() + 1,
+            table_.scroller().isAtEnd() && table_.scroller().firstVisibleRow() > 0};
 }
 
 qint64 ViewPlace::lineCount() const {
@@ -98,7 +98,7 @@ void ViewPlace::followPendingPlace() {
     if (place.isAtEnd)
         endFollower_.goToEnd();
     else
-        table_.setTopRow(place.topLine - 1 - dataSource_->rowStart());
+        table_.scroller().setTopRow(place.topLine - 1 - dataSource_->rowStart());
 }
 
 bool ViewPlace::isCutOff() const {
@@ -107,7 +107,8 @@ bool ViewPlace::isCutOff() const {
 
 void ViewPlace::keepEmptiedView() {
     if (document_->connectionState() != ConnectionState::Local && table_.rowCount() > 0)
-        emptiedView_ = {place(), table_.selection(), table_.currentRow(), table_.rowCount(), isCutOff()};
+        emptiedView_ = {place(), table_.selection().rows(), table_.selection().currentRow(),
+                        table_.rowCount(), isCutOff()};
 }
 
 void ViewPlace::restoreEmptiedView() {
@@ -118,7 +119,7 @@ void ViewPlace::restoreEmptiedView() {
     if (!view.isCutOff && dataSource_->numberOfRows() < view.rowCount)
         return;
     restore(view.place);
-    table_.restoreSelection(view.selection, view.currentRow);
+    table_.selection().restore(view.selection, view.currentRow);
 }
 
 } // namespace korvane

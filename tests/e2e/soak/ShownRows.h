@@ -61,16 +61,17 @@ private:
             if (shown != count)
                 throw Fault("there are ", shown, " rows, the file holds ", count, " lines");
         }
-        if (table.isAtEnd() != table.stoodAtEnd())
+        if (table.scroller().isAtEnd() != table.scroller().stoodAtEnd())
             throw Fault("the view has not learnt yet how tall its rows have become");
-        for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row) {
+        for (qint64 row = table.scroller().firstVisibleRow(); row <= table.scroller().lastVisibleRow();
+             ++row) {
             const auto line = source->cachedRowLine(row);
             if (!line)
                 throw Fault("row ", row, " on the screen is not loaded");
             compareText("on the screen", row, line->line.string());
         }
         comparePainting();
-        for (qint64 row = table.firstVisibleRow(); row <= table.lastVisibleRow(); ++row)
+        for (qint64 row = table.scroller().firstVisibleRow(); row <= table.scroller().lastVisibleRow(); ++row)
             compareInTable(row);
         compareInSource(std::min(suspect_, count - 1));
         for (suspect_ = 0; suspect_ < count; ++suspect_)

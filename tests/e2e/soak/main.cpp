@@ -75,8 +75,8 @@ private:
             if (const auto found = ShownRows(*session_.page, fileLines(), seed_).difference())
                 throw Fault("at rest: ", *found);
         }
-        stoodAtEnd_ = session_.table().isAtEnd();
-        firstRow_ = session_.table().firstVisibleRow();
+        stoodAtEnd_ = session_.table().scroller().isAtEnd();
+        firstRow_ = session_.table().scroller().firstVisibleRow();
         scrolledMeanwhile_ = false;
 
         did(step.description());
@@ -102,11 +102,12 @@ private:
         LogTableView& table = session_.table();
         const auto kind = below(6);
         if (kind == 0) {
-            table.setTopRow(0);
+            table.scroller().setTopRow(0);
         } else if (kind <= 2) {
-            table.scrollToEnd();
+            table.scroller().scrollToEnd();
         } else if (kind == 3) {
-            table.setTopRow(static_cast<qint64>(below(static_cast<std::uint64_t>(table.rowCount()) + 1)));
+            table.scroller().setTopRow(
+                static_cast<qint64>(below(static_cast<std::uint64_t>(table.rowCount()) + 1)));
         } else if (kind == 4) {
             const QPointF place(300, 200);
             QWheelEvent wheel(place, table.viewport()->mapToGlobal(place), {},
@@ -147,9 +148,9 @@ private:
     void expectSamePlace(const Step& step) const {
         if (scrolledMeanwhile_)
             return;
-        if (stoodAtEnd_ && !session_.table().isAtEnd())
+        if (stoodAtEnd_ && !session_.table().scroller().isAtEnd())
             throw Fault("the view stood at the end and does no longer");
-        if (const qint64 row = session_.table().firstVisibleRow();
+        if (const qint64 row = session_.table().scroller().firstVisibleRow();
             !stoodAtEnd_ && step.onlyAppends && row != firstRow_)
             throw Fault("the view stood at row ", firstRow_, " and has moved to row ", row);
     }

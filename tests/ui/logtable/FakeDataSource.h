@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/NoRows.h"
+#include "core/DataSourceRoles.h"
 
 #include <functional>
 #include <set>
@@ -8,7 +8,7 @@
 namespace korvane::test {
 
 /// Generated rows: any number, any text, loaded or not.
-class FakeDataSource : public NoRows {
+class FakeDataSource : public TableRows {
 public:
     explicit FakeDataSource(qint64 rows, std::function<QString(qint64)> text = {})
         : rows_(rows), text_(std::move(text)) {}
@@ -20,6 +20,7 @@ public:
 
     void setRows(qint64 rows) { rows_ = rows; }
 
+    qint64 rowStart() const override { return 0; }
     qint64 rowCount() const override { return rows_; }
     qint64 numberOfRows() const override { return rows_; }
     RowLine rowLine(qint64 row) override {

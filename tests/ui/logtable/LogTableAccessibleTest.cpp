@@ -42,11 +42,12 @@ TEST_F(LogTableAccessibleTest, OnlyVisibleCellsAreThereHoweverManyRowsTheTableHa
     ASSERT_EQ(accessible().role(), QAccessible::Table);
     EXPECT_EQ(accessible().text(QAccessible::Name), u"Log lines"_s);
     EXPECT_EQ(table().rowCount(), std::numeric_limits<int>::max());
-    view_.selectAll();
+    view_.selection().selectAll();
     for (const qint64 top : {0LL, 2'500'000'000LL, 4'999'999'999LL}) {
-        view_.setTopRow(top);
+        view_.scroller().setTopRow(top);
         source_->asked.clear();
-        const auto visible = static_cast<int>(view_.lastVisibleRow() - view_.firstVisibleRow() + 1);
+        const auto visible =
+            static_cast<int>(view_.scroller().lastVisibleRow() - view_.scroller().firstVisibleRow() + 1);
         ASSERT_EQ(accessible().childCount(), visible * 3);
         for (int i = 0; i < visible * 3; ++i) {
             QAccessibleInterface* child = accessible().child(i);
@@ -57,7 +58,7 @@ TEST_F(LogTableAccessibleTest, OnlyVisibleCellsAreThereHoweverManyRowsTheTableHa
             EXPECT_TRUE(child->state().selected);
             if (i % 3 == 2) {
                 EXPECT_EQ(child->text(QAccessible::Name),
-                          u"line %1"_s.arg(view_.firstVisibleRow() + i / 3 + 1));
+                          u"line %1"_s.arg(view_.scroller().firstVisibleRow() + i / 3 + 1));
             }
         }
         EXPECT_EQ(accessible().child(visible * 3), nullptr);
@@ -103,14 +104,16 @@ TEST_F(LogTableAccessibleTest, CellsOutOfViewAreLetGoAndTheOthersStay) {
     const auto isThere = [](QAccessible::Id id) { return QAccessible::accessibleInterface(id) != nullptr; };
     const QAccessible::Id gone = idOf(1, 2);
     const QAccessible::Id kept = idOf(6, 2);
-    view_.setTopRow(5);
+    view_.scroller().setTopRow(5);
     EXPECT_FALSE(isThere(gone));
     EXPECT_TRUE(isThere(kept));
     EXPECT_EQ(idOf(6, 2), kept);
     EXPECT_EQ(idOf(1, 2), 0U);
 
     const QAccessible::Id number = idOf(6, 1);
-    view_.takeColumn(cell::lineNum);
+    LogTableColumns columns = view_.columns();
+    columns.take(cell::lineNum);
+    view_.setColumns(columns);
     EXPECT_FALSE(isThere(number));
     EXPECT_EQ(nameAt(6, 1), u"line 7"_s);
     EXPECT_EQ(table().cellAt(6, 1)->tableCellInterface()->columnIndex(), 1);
@@ -134,7 +137,7 @@ TEST_F(LogTableAccessibleTest, CellsOutOfViewAreLetGoAndTheOthersStay) {
 
 TEST_F(LogTableAccessibleTest, ACellIsFoundWhereItIsDrawn) {
     show(1000);
-    view_.setTopRow(100);
+    view_.scroller().setTopRow(100);
     for (int i = 0; i < accessible().childCount(); ++i) {
         QAccessibleInterface* child = accessible().child(i);
         // Row edges need not be at whole pixels.
@@ -154,7 +157,7 @@ TEST_F(LogTableAccessibleTest, TheCurrentRowHasTheFocusAndIsAnnounced) {
     ASSERT_TRUE(isInFront(&view_));
     accessible();
     view_.clearFocus();
-    view_.selectRow(3);
+    view_.selection().selectRow(3);
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList()) << "the keys are elsewhere";
     view_.setFocus();
     ASSERT_TRUE(until([&] { return !namesOf(QAccessible::Focus).isEmpty(); }));
@@ -168,8 +171,8 @@ TEST_F(LogTableAccessibleTest, TheCurrentRowHasTheFocusAndIsAnnounced) {
     EXPECT_EQ(table().selectedRows(), QList<int>{4});
     EXPECT_EQ(namesOf(QAccessible::SelectionWithin), QStringList(u"Log lines"_s));
     // A row outside the view is announced when it is scrolled into view.
-    view_.selectRow(500);
-    view_.scrollRowToVisible(500);
+    view_.selection().selectRow(500);
+    view_.scroller().scrollRowToVisible(500);
     press(Qt::Key_End);
     EXPECT_EQ(namesOf(QAccessible::Focus), QStringList({u"line 5"_s, u"line 501"_s, u"line 1000"_s}));
 }
@@ -211,7 +214,7 @@ TEST_F(LogTableAccessibleTest, TextSelectedInALineCanBeReadAndSet) {
     text->setSelection(0, 11, 1000);
     EXPECT_EQ(view_.selectedText(), u"gamma"_s);
     text->removeSelection(0);
-    EXPECT_FALSE(view_.textSelection());
+    EXPECT_FALSE(view_.selection().text());
 }
 
 TEST_F(LogTableAccessibleTest, AssistiveProgramsCanMarkAndSelectLines) {
@@ -231,7 +234,7 @@ TEST_F(LogTableAccessibleTest, AssistiveProgramsCanMarkAndSelectLines) {
     }
     table().cellAt(6, 2)->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
     EXPECT_TRUE(view_.hasFocus());
-    EXPECT_EQ(view_.currentRow(), 6);
+    EXPECT_EQ(view_.selection().currentRow(), 6);
     EXPECT_TRUE(table().selectRow(700));
     EXPECT_EQ(table().selectedRows(), QList<int>{700}) << "it is brought into view";
     EXPECT_FALSE(table().selectRow(1000));

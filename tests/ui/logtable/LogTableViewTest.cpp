@@ -49,14 +49,16 @@ protected:
     std::set<std::pair<qint64, int>> seenLines() {
         while (!source_->unloaded.empty()) {
             const auto before = source_->unloaded.size();
-            for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row)
+            for (qint64 row = view_.scroller().firstVisibleRow(); row <= view_.scroller().lastVisibleRow();
+                 ++row)
                 source_->unloaded.erase(row);
             if (source_->unloaded.size() == before)
                 break;
             view_.rowsChanged();
         }
         std::set<std::pair<qint64, int>> seen;
-        for (qint64 row = view_.firstVisibleRow(); row <= view_.lastVisibleRow(); ++row) {
+        for (qint64 row = view_.scroller().firstVisibleRow(); row <= view_.scroller().lastVisibleRow();
+             ++row) {
             const QRectF area = *view_.rowRect(row);
             const int count = qRound(area.height() / view_.rowHeight());
             for (int line = 0; line < count; ++line) {
@@ -68,7 +70,7 @@ protected:
         return seen;
     }
 
-    Ranges selected() const { return view_.selection().ranges(); }
+    Ranges selected() const { return view_.selection().rows().ranges(); }
     qreal heightOf(qint64 row) { return view_.delegate().heightOfRow(row); }
 
     quint64 milliseconds_ = 0;
@@ -79,51 +81,51 @@ TEST_F(LogTableViewTest, OnlyVisibleRowsAreAskedForHoweverManyThereAre) {
     EXPECT_LT(source_->asked.size(), 200U);
     for (const qint64 row : {0LL, 2'500'000'000LL, 4'999'999'000LL, 4'999'999'999LL}) {
         source_->asked.clear();
-        view_.setTopRow(row);
+        view_.scroller().setTopRow(row);
         view_.grab();
         EXPECT_LT(source_->asked.size(), 200U);
         EXPECT_TRUE(view_.rowRect(row)) << row;
     }
-    EXPECT_EQ(view_.lastVisibleRow(), 4'999'999'999);
+    EXPECT_EQ(view_.scroller().lastVisibleRow(), 4'999'999'999);
 }
 
 TEST_F(LogTableViewTest, TheScrollBarReachesBothEndsOfAnyTable) {
     for (const qint64 rows : {30LL, 5000LL, 100'000'000LL, 5'000'000'000LL}) {
         show(rows);
         view_.verticalScrollBar()->setValue(view_.verticalScrollBar()->maximum());
-        EXPECT_EQ(view_.lastVisibleRow(), rows - 1);
-        EXPECT_TRUE(view_.isAtEnd());
+        EXPECT_EQ(view_.scroller().lastVisibleRow(), rows - 1);
+        EXPECT_TRUE(view_.scroller().isAtEnd());
         EXPECT_NEAR(view_.rowRect(rows - 1).value().bottom(), view_.viewport()->height(), 1.0);
         view_.verticalScrollBar()->setValue(0);
-        EXPECT_EQ(view_.firstVisibleRow(), 0);
-        EXPECT_EQ(view_.isAtEnd(), rows <= fullRows());
+        EXPECT_EQ(view_.scroller().firstVisibleRow(), 0);
+        EXPECT_EQ(view_.scroller().isAtEnd(), rows <= fullRows());
     }
 }
 
 TEST_F(LogTableViewTest, FewRowsStartAtTheTop) {
     show(3);
-    EXPECT_TRUE(view_.isAtEnd());
+    EXPECT_TRUE(view_.scroller().isAtEnd());
     press(Qt::Key_End);
     EXPECT_EQ(view_.rowRect(0).value().top(), 0);
-    EXPECT_EQ(view_.currentRow(), 2);
+    EXPECT_EQ(view_.selection().currentRow(), 2);
 }
 
 TEST_F(LogTableViewTest, TheViewStaysWhereItIsWhenTheWindowIsResizedAndRowsAreAdded) {
     show(1000);
-    view_.scrollToEnd();
+    view_.scroller().scrollToEnd();
     for (const int height : {200, 500}) {
         view_.resize(600, height);
-        EXPECT_TRUE(view_.isAtEnd()) << height;
+        EXPECT_TRUE(view_.scroller().isAtEnd()) << height;
     }
-    view_.setTopRow(500);
+    view_.scroller().setTopRow(500);
     view_.resize(600, 300);
-    EXPECT_EQ(view_.firstVisibleRow(), 500);
+    EXPECT_EQ(view_.scroller().firstVisibleRow(), 500);
     setRows(2000, 999);
-    EXPECT_EQ(view_.firstVisibleRow(), 500);
+    EXPECT_EQ(view_.scroller().firstVisibleRow(), 500);
     // When a file is cut short, the view moves to the remaining rows.
     setRows(100);
-    EXPECT_EQ(view_.lastVisibleRow(), 99);
-    EXPECT_TRUE(view_.isAtEnd());
+    EXPECT_EQ(view_.scroller().lastVisibleRow(), 99);
+    EXPECT_TRUE(view_.scroller().isAtEnd());
 }
 
 TEST_F(LogTableViewTest, UnwrappedRowsAllHaveTheHeightOfTheFont) {
@@ -170,7 +172,7 @@ TEST_F(LogTableViewTest, AWrappedRowTallerThanTheViewCanBeReadToItsEnd) {
         3, [](qint64 row) { return row == 1 ? u"word "_s.repeated(3000) : u"x"_s; }, true);
     const qreal tall = heightOf(1);
     ASSERT_GT(tall, view_.viewport()->height() * 3.0);
-    view_.scrollToEnd();
+    view_.scroller().scrollToEnd();
     EXPECT_NEAR(view_.rowRect(2)->bottom(), view_.viewport()->height(), 1.0);
     EXPECT_LT(view_.rowRect(1)->top(), 0);
     for (int i = 0; i < 1000 && (!view_.rowRect(0) || view_.rowRect(0)->top() != 0); ++i)
@@ -198,24 +200,24 @@ TEST_F(LogTableViewTest, KeysThatReadOnSkipNoLineHoweverTallRowsAre) {
         const bool goesDown = key == Qt::Key_PageDown || key == Qt::Key_Down;
         press(goesDown ? Qt::Key_Home : Qt::Key_End);
         auto before = seenLines();
-        view_.scrollToEnd();
+        view_.scroller().scrollToEnd();
         if (goesDown)
-            view_.setTopRow(0);
+            view_.scroller().setTopRow(0);
         auto all = before = seenLines();
         for (int i = 0; i < 3000; ++i) {
-            const RowPlace place = view_.topPlace();
-            const qint64 row = view_.currentRow();
+            const RowPlace place = view_.scroller().topPlace();
+            const qint64 row = view_.selection().currentRow();
             press(key);
             const auto seen = seenLines();
-            ASSERT_TRUE(view_.rowRect(view_.currentRow()));
+            ASSERT_TRUE(view_.rowRect(view_.selection().currentRow()));
             ASSERT_TRUE(std::ranges::any_of(seen, [&](const auto& line) { return before.contains(line); }))
                 << "a line stays in view from page to page";
             all.insert(seen.begin(), seen.end());
             before = seen;
-            if (place == view_.topPlace() && row == view_.currentRow())
+            if (place == view_.scroller().topPlace() && row == view_.selection().currentRow())
                 break;
         }
-        EXPECT_EQ(view_.currentRow(), goesDown ? 29 : 0);
+        EXPECT_EQ(view_.selection().currentRow(), goesDown ? 29 : 0);
         for (qint64 row = 0; row < 30; ++row) {
             const int lines = qRound(heightOf(row) / view_.rowHeight());
             for (int line = 0; line < lines; ++line)
@@ -235,29 +237,29 @@ TEST_F(LogTableViewTest, ALineThatWasGoneToStaysInViewWhenRowsAboveItGetTheirTex
 
 TEST_F(LogTableViewTest, KeysMoveTheCurrentRowAndKeepItVisible) {
     show(1000);
-    view_.selectRow(0);
+    view_.selection().selectRow(0);
     for (int i = 0; i < 40; ++i)
         press(Qt::Key_Down);
-    EXPECT_EQ(view_.currentRow(), 40);
+    EXPECT_EQ(view_.selection().currentRow(), 40);
     EXPECT_LE(view_.rowRect(40).value().bottom(), view_.viewport()->height());
     press(Qt::Key_PageDown);
-    EXPECT_EQ(view_.currentRow(), 40 + fullRows() - 1);
+    EXPECT_EQ(view_.selection().currentRow(), 40 + fullRows() - 1);
     press(Qt::Key_PageUp);
-    EXPECT_EQ(view_.currentRow(), 40);
+    EXPECT_EQ(view_.selection().currentRow(), 40);
     press(Qt::Key_Up, Qt::ShiftModifier);
     press(Qt::Key_Up, Qt::ShiftModifier);
     EXPECT_EQ(selected(), (Ranges{{38, 40}}));
     press(Qt::Key_End);
-    EXPECT_EQ(view_.currentRow(), 999);
-    EXPECT_TRUE(view_.isAtEnd());
+    EXPECT_EQ(view_.selection().currentRow(), 999);
+    EXPECT_TRUE(view_.scroller().isAtEnd());
     press(Qt::Key_Home);
-    EXPECT_EQ(view_.firstVisibleRow(), 0);
+    EXPECT_EQ(view_.scroller().firstVisibleRow(), 0);
     EXPECT_EQ(selected(), (Ranges{{0, 0}}));
 }
 
 TEST_F(LogTableViewTest, ASelectionNeverReachesBeyondAFileCutShort) {
     show(1000);
-    view_.selectRow(900);
+    view_.selection().selectRow(900);
     setRows(100);
     press(Qt::Key_Up, Qt::ShiftModifier);
     EXPECT_EQ(selected(), (Ranges{{98, 99}}));
@@ -270,13 +272,13 @@ TEST_F(LogTableViewTest, ADragInsideALineSelectsTextAndAcrossLinesRows) {
     drag({pointInRow(2, 10), pointInRow(2, 6)});
     EXPECT_EQ(view_.selectedText(), u"beta"_s);
     drag({pointInRow(2, 6), pointInRow(5, 3)});
-    EXPECT_FALSE(view_.textSelection());
+    EXPECT_FALSE(view_.selection().text());
     EXPECT_EQ(selected(), (Ranges{{2, 5}}));
     // Dragging out of the first line and back selects text again.
     drag({pointInRow(2, 0), pointInRow(4, 5), pointInRow(2, 5)});
     EXPECT_EQ(view_.selectedText(), u"alpha"_s);
     EXPECT_EQ(selected(), (Ranges{{2, 2}})) << "none stays unseen";
-    EXPECT_EQ(view_.currentRow(), 2);
+    EXPECT_EQ(view_.selection().currentRow(), 2);
 }
 
 TEST_F(LogTableViewTest, ClicksSelectRowsAndRanges) {
@@ -316,7 +318,7 @@ TEST_F(LogTableViewTest, KeysSelectTextInsideTheCurrentRow) {
     show(100, [](qint64 row) { return row == 5 ? u"x\U0001F600e\u0301y"_s : u"alpha beta-2 gamma"_s; });
     const auto select = Qt::ShiftModifier;
     const auto selectWord = Qt::ShiftModifier | Qt::ControlModifier;
-    view_.selectRow(3);
+    view_.selection().selectRow(3);
     for (const auto& [keys, taken] : Rows<QList<QKeyCombination>, QString>{
              {{select | Qt::Key_Right, select | Qt::Key_Right}, u"al"_s},
              {{selectWord | Qt::Key_Right}, u"alpha "_s},
@@ -334,26 +336,26 @@ TEST_F(LogTableViewTest, KeysSelectTextInsideTheCurrentRow) {
             press(key.key(), key.keyboardModifiers());
         EXPECT_EQ(view_.selectedText(), taken);
     }
-    EXPECT_EQ(view_.currentRow(), 5);
+    EXPECT_EQ(view_.selection().currentRow(), 5);
     // Continues from the mouse selection.
     click(pointInRow(7, 8), 2);
     press(Qt::Key_Right, selectWord);
     EXPECT_EQ(view_.selectedText(), u"beta-"_s);
     press(Qt::Key_End);
-    EXPECT_EQ(view_.currentRow(), 99) << "without Shift it goes to the last row";
+    EXPECT_EQ(view_.selection().currentRow(), 99) << "without Shift it goes to the last row";
 }
 
 TEST_F(LogTableViewTest, TheCaretIsScrolledIntoViewSidewaysAndInTallRows) {
     for (const bool wrapping : {false, true}) {
         show(3, u"word "_s.repeated(3000), wrapping);
-        view_.selectRow(1);
+        view_.selection().selectRow(1);
         for (int i = 0; i < 1200; ++i)
             press(Qt::Key_Right, Qt::ControlModifier);
-        ASSERT_TRUE(view_.caret());
-        EXPECT_EQ(view_.caret()->position, 1200 * 5);
+        ASSERT_TRUE(view_.selection().caret());
+        EXPECT_EQ(view_.selection().caret()->position, 1200 * 5);
         const auto cell = view_.delegate().viewForTableColumn(cell::line, 1);
         const QRectF caret =
-            cell.layout->characterRect(view_.caret()->position).translated(*view_.textOrigin(1));
+            cell.layout->characterRect(view_.selection().caret()->position).translated(*view_.textOrigin(1));
         EXPECT_TRUE(QRectF(view_.viewport()->rect()).contains(caret)) << wrapping;
     }
 }

@@ -17,26 +17,26 @@ TEST_F(FollowingInWindowTest, ScrollingUpPausesAndAMarkCountsWhatArrives) {
     const TemporaryFile file(numberedLines(500));
     MainWindowController* page = openFollowed(file);
     LogTableView& table = tableOf(page);
-    table.scrollToEnd();
+    table.scroller().scrollToEnd();
     file.append("\nline 501");
     ASSERT_TRUE(growsTo(*page, 501));
-    EXPECT_TRUE(table.isAtEnd());
+    EXPECT_TRUE(table.scroller().isAtEnd());
     EXPECT_TRUE(until([&] { return textOfRow(*page, 500) == u"line 501"_s; }));
     EXPECT_EQ(textOfRow(*page, 499), u"line 500"_s) << "it has been ended since";
     EXPECT_TRUE(markOf(*page)->isHidden());
 
-    table.setTopRow(100);
+    table.scroller().setTopRow(100);
     file.append("\nline 502\nline 503");
     ASSERT_TRUE(growsTo(*page, 503));
-    EXPECT_EQ(table.firstVisibleRow(), 100);
+    EXPECT_EQ(table.scroller().firstVisibleRow(), 100);
     EXPECT_FALSE(markOf(*page)->isHidden());
     EXPECT_EQ(markOf(*page)->text(), u"2 new lines"_s);
     markOf(*page)->click();
-    EXPECT_TRUE(table.isAtEnd());
+    EXPECT_TRUE(table.scroller().isAtEnd());
     EXPECT_TRUE(markOf(*page)->isHidden());
     file.append("\nline 504");
     ASSERT_TRUE(growsTo(*page, 504));
-    EXPECT_TRUE(table.isAtEnd());
+    EXPECT_TRUE(table.scroller().isAtEnd());
 }
 
 TEST_F(FollowingInWindowTest, AFileThatIsReadIsShownFromItsFirstLineAndNothingOfItIsNew) {
@@ -51,7 +51,7 @@ TEST_F(FollowingInWindowTest, AFileThatIsReadIsShownFromItsFirstLineAndNothingOf
             return page->isTailing() && !page->isLoading() && isShown(*page);
         }));
         EXPECT_FALSE(wasNew);
-        EXPECT_EQ(tableOf(page).firstVisibleRow(), 0);
+        EXPECT_EQ(tableOf(page).scroller().firstVisibleRow(), 0);
         documents_.closeDocument(document);
     }
 }
@@ -62,12 +62,12 @@ TEST_F(FollowingInWindowTest, ReturningToTheBottomResumesOnlyIfThePreferenceSays
     LogTableView& table = tableOf(page);
     for (const bool resumes : {false, true}) {
         Preferences::shared().setAutoTailOnScroll(resumes);
-        table.setTopRow(100);
-        table.scrollToEnd();
+        table.scroller().setTopRow(100);
+        table.scroller().scrollToEnd();
         const qint64 rows = table.rowCount();
         file.append("\nmore");
         ASSERT_TRUE(growsTo(*page, rows + 1));
-        EXPECT_EQ(table.isAtEnd(), resumes);
+        EXPECT_EQ(table.scroller().isAtEnd(), resumes);
         EXPECT_EQ(markOf(*page)->isHidden(), resumes);
     }
 }
@@ -88,7 +88,7 @@ TEST_F(FollowingInWindowTest, TheTailingItemStopsAndStartsAndSaysWhatItWillDo) {
     tail->trigger();
     ASSERT_TRUE(until([&] { return page->isTailing(); }));
     ASSERT_TRUE(growsTo(*page, 501)) << "what came in between is shown too";
-    EXPECT_TRUE(tableOf(page).isAtEnd());
+    EXPECT_TRUE(tableOf(page).scroller().isAtEnd());
 }
 
 TEST_F(FollowingInWindowTest, TheStripTellsOfDeletionReturnAndRotation) {
@@ -116,11 +116,11 @@ TEST_F(FollowingInWindowTest, OtherContentHasNoSelectionAndCountsItsOwnLinesAsNe
     const TemporaryFile file(numberedLines(300));
     MainWindowController* page = openFollowed(file);
     LogTableView& table = tableOf(page);
-    table.selectRow(7);
+    table.selection().selectRow(7);
     file.truncate(0);
     file.append(QByteArray("another\n").repeated(200));
     ASSERT_TRUE(until([&] { return textOfRow(*page, 0) == u"another"_s && table.rowCount() == 201; }));
-    EXPECT_TRUE(table.selection().isEmpty()) << "it would be that of another line";
+    EXPECT_TRUE(table.selection().rows().isEmpty()) << "it would be that of another line";
     EXPECT_EQ(markOf(*page)->text(), u"200 new lines"_s);
 }
 

@@ -1,11 +1,11 @@
 #include "ui/AppFixture.h"
 
+#include "core/DataSourceRoles.h"
 #include "core/FileObserverProtocol.h"
 #include "core/search/SearchItem.h"
 #include "documents/TailDataSource.h"
 #include "rules/FilterRule.h"
 #include "rules/RuleSwitch.h"
-#include "ui/logtable/FakeDataSource.h"
 #include "ui/page/GotoLineViewController.h"
 #include "ui/page/LineCopier.h"
 #include "ui/page/LogAppearance.h"
@@ -36,14 +36,15 @@ TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
         const TemporaryFile file("short" + tall.repeated(before));
         MainWindowController* page = openFollowed(file);
         LogTableView& table = tableOf(page);
-        table.scrollToEnd();
+        table.scroller().scrollToEnd();
         ASSERT_TRUE(until([&] { return isShown(*page); }));
-        EXPECT_TRUE(until([&] { return table.isAtEnd(); })) << "texts that arrive do not push the end away";
+        EXPECT_TRUE(until([&] { return table.scroller().isAtEnd(); }))
+            << "texts that arrive do not push the end away";
         for (int count = before + 1; count < before + 24; count += 8) {
             file.append(tall.repeated(8));
             ASSERT_TRUE(until([&] { return table.rowCount() == count + 8 && isShown(*page); }));
             ASSERT_TRUE(until([&] { return textOfRow(*page, count + 7).size() == 3000; }));
-            EXPECT_TRUE(until([&] { return table.isAtEnd(); })) << count;
+            EXPECT_TRUE(until([&] { return table.scroller().isAtEnd(); })) << count;
         }
     }
 }
@@ -51,18 +52,19 @@ TEST_F(LogViewControllerTest, WrappedLinesDoNotPushAFollowedViewFromItsEnd) {
 TEST_F(LogViewControllerTest, ReadingAnewAndAnotherLayoutKeepThePlace) {
     MainWindowController* page = open((QByteArray(300, 'x') + "\n").repeated(100'000));
     LogTableView& table = tableOf(page);
-    table.setTopRow(60'000);
+    table.scroller().setTopRow(60'000);
     const auto rows = std::dynamic_pointer_cast<TailDataSource>(page->document()->dataSource());
     rows->announceChangedLines({0, 1}); // delivered after the reload, about the rows before it
     page->reload();
     EXPECT_EQ(page->logView().viewPlace().place().topLine, 60'001) << "while it is being read";
     ASSERT_TRUE(until([&] { return !page->isLoading() && isShown(*page); }));
-    EXPECT_TRUE(until([&] { return table.firstVisibleRow() == 60'000; })) << table.firstVisibleRow();
-    table.scrollToEnd();
+    EXPECT_TRUE(until([&] { return table.scroller().firstVisibleRow() == 60'000; }))
+        << table.scroller().firstVisibleRow();
+    table.scroller().scrollToEnd();
     page->logView().appearance().setWrappingLines(true);
-    EXPECT_TRUE(until([&] { return isShown(*page) && table.isAtEnd(); }));
+    EXPECT_TRUE(until([&] { return isShown(*page) && table.scroller().isAtEnd(); }));
     LogZoom::shared().change(2);
-    EXPECT_TRUE(table.isAtEnd());
+    EXPECT_TRUE(table.scroller().isAtEnd());
     LogZoom::shared().reset();
 }
 
@@ -71,7 +73,7 @@ TEST_F(LogViewControllerTest, GoingToALineSelectsItAndBringsItIntoView) {
     LogViewController& logView = page->logView();
     for (const qint64 line : {12001LL, 1LL, 5000LL, 5001LL}) {
         logView.goToLine(line);
-        EXPECT_EQ(logView.tableView().currentRow(), line - 1);
+        EXPECT_EQ(logView.tableView().selection().currentRow(), line - 1);
         ASSERT_TRUE(until([&] { return isShown(*page); }));
         ASSERT_TRUE(logView.tableView().rowRect(line - 1)) << line;
         EXPECT_EQ(textOfRow(*page, line - 1), u"line %1"_s.arg(line));
@@ -91,32 +93,37 @@ TEST_F(LogViewControllerTest, ALineThatTheClearedViewDoesNotShowGetsAMessage) {
     EXPECT_EQ(messages.size(), 1);
     page->logView().goToLine(100);
     EXPECT_EQ(messages.size(), 1);
-    EXPECT_EQ(tableOf(page).currentRow(), 0);
+    EXPECT_EQ(tableOf(page).selection().currentRow(), 0);
 }
 
 TEST_F(LogViewControllerTest, ALineAskedForOnTheCommandLineIsShownWhenItIsKnown) {
     const TemporaryFile file(numberedLines(60000));
     MainWindowController* page = open(file, 55555);
-    ASSERT_TRUE(until([&] { return tableOf(page).currentRow() == 55554; }));
+    ASSERT_TRUE(until([&] { return tableOf(page).selection().currentRow() == 55554; }));
     QSignalSpy messages(&page->logView(), &LogViewController::userMessage);
     page->logView().viewPlace().goToLineWhenKnown(70000);
     EXPECT_EQ(messages.size(), 1);
-    EXPECT_EQ(tableOf(page).currentRow(), 59999);
+    EXPECT_EQ(tableOf(page).selection().currentRow(), 59999);
 }
 
 /// A file of any size that contains one short line.
-class SizedDataSource : public FakeDataSource {
+class SizedLine : public LineTexts {
 public:
-    SizedDataSource() : FakeDataSource(1) {}
+    qint64 rowStart() const override { return 0; }
+    qint64 rowCount() const override { return 1; }
+    qint64 numberOfRows() const override { return 1; }
     std::uint64_t byteCount(qint64, qint64) const override { return bytes; }
     std::optional<QStringList> readLines(qint64, qint64, const std::function<bool()>&) override {
         return QStringList{u"copied"_s};
+    }
+    std::vector<bool> hiddenLines(qint64, const QStringList&, const std::function<bool()>&) override {
+        return {};
     }
     std::uint64_t bytes = 0;
 };
 
 TEST_F(LogViewControllerTest, ALargeCopyIsAskedAboutAndATooLargeOneRefused) {
-    const auto source = std::make_shared<SizedDataSource>();
+    const auto source = std::make_shared<SizedLine>();
     LogTableView table(nullptr);
     LineCopier copier(source, alerts_, table);
     for (const auto& [bytes, answer, alerts, expected] : Rows<std::uint64_t, int, std::size_t, QString>{
@@ -151,7 +158,7 @@ TEST_F(LogViewControllerTest, TheGoToLinePanelTakesOnlyLinesThatExist) {
     QTest::keyClick(field, Qt::Key_Backspace);
     EXPECT_TRUE(isAccepted());
     QTest::keyClick(field, Qt::Key_Return);
-    EXPECT_EQ(tableOf(page).currentRow(), 9);
+    EXPECT_EQ(tableOf(page).selection().currentRow(), 9);
     EXPECT_FALSE(panel->isVisible());
 
     // The panel closes with its page, and when its page is left for another.
@@ -174,12 +181,13 @@ TEST_F(LogViewControllerTest, LineNumbersGoAndComeBackInTheirPlace) {
     page->logView().appearance().setWrappingLines(true);
     const auto widths = [&] {
         QStringList all;
-        for (const auto& column : tableOf(page).columns())
+        for (const auto& column : tableOf(page).columns().all())
             all.append(column.identifier + u' ' + QString::number(column.width));
         return all;
     };
     const QStringList before = widths();
-    const qreal both = tableOf(page).column(cell::lineNum)->width + tableOf(page).column(cell::line)->width;
+    const qreal both =
+        tableOf(page).columns().width(cell::lineNum) + tableOf(page).columns().width(cell::line);
     Preferences::shared().setShowLineNumbers(false);
     EXPECT_EQ(widths(), (QStringList{before[0], u"Line %1"_s.arg(QString::number(both))}));
     Preferences::shared().setShowLineNumbers(true);
@@ -247,11 +255,11 @@ TEST_F(LogViewControllerTest, CopyTakesSelectedTextOrWholeLinesFromTheFile) {
     QApplication::clipboard()->clear();
     page->logView().copier().copySelection();
     EXPECT_TRUE(clipboard().isEmpty());
-    table.selectAll();
+    table.selection().selectAll();
     page->logView().copier().copySelection();
     ASSERT_TRUE(until([&] { return !clipboard().isEmpty(); }));
     EXPECT_EQ(clipboard().toLatin1(), numberedLines(20000)) << "also lines that no page has loaded";
-    table.selectRow(6);
+    table.selection().selectRow(6);
     QTest::keyClick(&table, Qt::Key_Down, Qt::ShiftModifier);
     page->logView().copier().copySelection();
     ASSERT_TRUE(until([&] { return clipboard() == u"line 7\nline 8"_s; }));
@@ -272,12 +280,12 @@ TEST_F(LogViewControllerTest, RowsThatRulesHideAreCopiedOnlyOnRequest) {
         EXPECT_TRUE(until([&] { return !messages.empty(); }));
         return clipboard().count(u'\n') + 1;
     };
-    page->logView().tableView().selectAll();
+    page->logView().tableView().selection().selectAll();
     EXPECT_EQ(copied(LineCopier::HiddenLines::LeftOut), 10'800) << "also of pages never shown";
     EXPECT_FALSE(clipboard().contains(u"line 9\n"_s));
     EXPECT_TRUE(messages.front().front().toString().contains(QLocale().toString(1200)));
     EXPECT_EQ(copied(LineCopier::HiddenLines::Included), 12'000);
-    tableOf(page).selectRow(8);
+    tableOf(page).selection().selectRow(8);
     copied(LineCopier::HiddenLines::LeftOut);
     EXPECT_TRUE(clipboard().contains(u"line 12000"_s)) << "what was copied before stays";
 }

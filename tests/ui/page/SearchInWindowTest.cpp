@@ -16,7 +16,7 @@ protected:
     /// One-based number of the line that is selected when the search has ended.
     static qint64 found(MainWindowController* page) {
         EXPECT_TRUE(until([&] { return !page->logView().search().isSearching(); }));
-        return tableOf(page).currentRow() + 1;
+        return tableOf(page).selection().currentRow() + 1;
     }
     /// The line found after pressing this key, or triggering this menu entry.
     static qint64 after(MainWindowController* page, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {

@@ -61,13 +61,13 @@ protected:
 
 TEST_F(FilterRulesEditorTest, ARuleSwitchedOnPaintsItsLinesWithoutMovingTheView) {
     ASSERT_EQ(list_->count(), 4);
-    tableOf(page_).setTopRow(300);
+    tableOf(page_).scroller().setTopRow(300);
     EXPECT_EQ(list_->item(0)->checkState(), Qt::Unchecked);
     check(0);
     EXPECT_TRUE(isActive(*rules()[0]));
     ASSERT_TRUE(until([&] { return colorOf(300) == QColor(0, 140, 0); }));
     EXPECT_NE(colorOf(301), QColor(0, 140, 0));
-    EXPECT_EQ(tableOf(page_).firstVisibleRow(), 300);
+    EXPECT_EQ(tableOf(page_).scroller().firstVisibleRow(), 300);
     check(0, false);
     EXPECT_FALSE(isActive(*rules()[0]));
     ASSERT_TRUE(until([&] { return colorOf(300) != QColor(0, 140, 0); }));

@@ -34,7 +34,7 @@ protected:
 TEST_F(LineMarksInWindowTest, ALineThatIsNotLoadedIsReadBeforeItIsMarked) {
     MainWindowController* page = open(numberedLines(40000));
     LogTableView& table = tableOf(page);
-    table.selectRow(30000);
+    table.selection().selectRow(30000);
     page->logView().toggleLineMarkMenuAction();
     EXPECT_TRUE(until([&] { return listed(page) == QStringList{u"30001 line 30001"_s}; }));
 
@@ -42,8 +42,8 @@ TEST_F(LineMarksInWindowTest, ALineThatIsNotLoadedIsReadBeforeItIsMarked) {
     int changes = 0;
     const auto subscription =
         FileBasedBookmarksManager::shared().notices().lineMarksChanged.subscribe([&] { ++changes; });
-    table.selectRow(29'500);
-    table.selectRowsTo(30'400);
+    table.selection().selectRow(29'500);
+    table.selection().selectRowsTo(30'400);
     page->logView().toggleLineMarkMenuAction();
     ASSERT_TRUE(until([&] { return listed(page).size() == 901; }));
     EXPECT_EQ(listed(page).first(), u"29501 line 29501"_s);
@@ -59,13 +59,13 @@ TEST_F(LineMarksInWindowTest, KeysGoFromMarkToMarkRoundTheEnds) {
     MainWindowController* page = open(file);
     LogViewController& logView = page->logView();
     logView.lineMarker().goToNext();
-    EXPECT_EQ(logView.tableView().currentRow(), -1);
+    EXPECT_EQ(logView.tableView().selection().currentRow(), -1);
     clickMarks(page, {2, 5, 9});
-    logView.tableView().selectRow(5);
+    logView.tableView().selection().selectRow(5);
     std::vector<qint64> visited;
     const auto go = [&](void (LineMarker::*step)()) {
         (logView.lineMarker().*step)();
-        visited.push_back(logView.tableView().currentRow());
+        visited.push_back(logView.tableView().selection().currentRow());
     };
     go(&LineMarker::goToNext);
     go(&LineMarker::goToNext);
@@ -76,11 +76,11 @@ TEST_F(LineMarksInWindowTest, KeysGoFromMarkToMarkRoundTheEnds) {
     // Marks outside the view are skipped.
     FileBasedBookmarksManager::shared().addLineMark(absoluteString(file.url()), 4000, u"gone"_s);
     logView.clearView();
-    logView.tableView().selectRow(0);
+    logView.tableView().selection().selectRow(0);
     go(&LineMarker::goToNext);
     EXPECT_EQ(visited.back(), 0);
     logView.showAllLines();
-    logView.tableView().selectRow(9);
+    logView.tableView().selection().selectRow(9);
     go(&LineMarker::goToNext);
     EXPECT_EQ(visited.back(), 2);
     QString said;
@@ -97,8 +97,8 @@ TEST_F(LineMarksInWindowTest, AJumpAndADeletionActOnThePageOfTheList) {
     QTreeView* marks = marksOf(page);
     marks->setCurrentIndex(marks->model()->index(2, 0));
     QTest::keyClick(marks, Qt::Key_Return);
-    EXPECT_EQ(tableOf(page).currentRow(), 9);
-    EXPECT_EQ(other->logView().tableView().currentRow(), -1);
+    EXPECT_EQ(tableOf(page).selection().currentRow(), 9);
+    EXPECT_EQ(other->logView().tableView().selection().currentRow(), -1);
 
     std::vector<std::vector<qint64>> deleted;
     const auto subscription = FileBasedBookmarksManager::shared().notices().lineMarksDeleted.subscribe(
@@ -148,7 +148,7 @@ TEST_F(LineMarksInWindowTest, KeysInTheListActOnTheListAndLeaveItForTheLines) {
     EXPECT_EQ(QApplication::clipboard()->text(), u"line 6"_s) << "another mark has taken nothing away";
     QTest::keyClick(marks, Qt::Key_A, Qt::ControlModifier);
     EXPECT_EQ(marks->selectionModel()->selectedRows().size(), 4);
-    EXPECT_TRUE(tableOf(page).selection().isEmpty());
+    EXPECT_TRUE(tableOf(page).selection().rows().isEmpty());
     int steps = 0;
     while (!tableOf(page).hasFocus() && ++steps < 20)
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);

@@ -71,7 +71,7 @@ TEST_F(MainWindowTest, FilesBehindLoadAndFollowBeforeTheirPagesAreMade) {
     EXPECT_EQ(tab->unseenLines(), 0);
     EXPECT_TRUE(bar->tabIcon(0).isNull());
     EXPECT_TRUE(until([&] {
-        return isShown(*tab->page()) && tab->page()->logView().tableView().selection().contains(249);
+        return isShown(*tab->page()) && tab->page()->logView().tableView().selection().rows().contains(249);
     }));
 }
 
@@ -116,7 +116,8 @@ TEST_F(MainWindowTest, AFileWaitedForOpensWhereItIsWaitedFor) {
     EXPECT_EQ(window->currentPage(), nullptr);
     file.append("one\ntwo\n");
     ASSERT_TRUE(until([&] { return window->currentPage() && isShown(*window->currentPage()); }));
-    EXPECT_TRUE(until([&] { return window->currentPage()->logView().tableView().selection().contains(1); }));
+    EXPECT_TRUE(
+        until([&] { return window->currentPage()->logView().tableView().selection().rows().contains(1); }));
 }
 
 TEST_F(MainWindowTest, WithoutAWelcomeTheLastTabLeavesAWindowToOpenAnotherFileIn) {

@@ -51,13 +51,13 @@ TEST_F(RemoteInWindowTest, LinesNobodyHasSeenAreCopiedMarkedAndFound) {
     EXPECT_EQ(textOfRow(*page, 21'999), u"line 22000"_s);
     EXPECT_FALSE(page->document()->dataSource()->cachedRowLine(10'000));
 
-    view.tableView().selectAll();
+    view.tableView().selection().selectAll();
     QApplication::clipboard()->clear();
     view.copier().copySelection();
     ASSERT_TRUE(until([] { return !QApplication::clipboard()->text().isEmpty(); }));
     EXPECT_EQ(QApplication::clipboard()->text().toUtf8(), numberedLines(22'345));
 
-    view.tableView().selectRow(10'000);
+    view.tableView().selection().selectRow(10'000);
     view.toggleLineMarkMenuAction();
     const QString address = absoluteString(page->document()->fileUrl());
     auto& store = FileBasedBookmarksManager::shared();
@@ -109,20 +109,20 @@ TEST_F(RemoteInWindowTest, TheFooterSaysThatTheConnectionIsLost) {
     EXPECT_EQ(alerts_.alerts.size(), 1U);
     EXPECT_EQ(tableOf(page).rowCount(), 20'000);
     client_->fails = true;
-    page->logView().tableView().selectAll();
+    page->logView().tableView().selection().selectAll();
     page->logView().copier().copySelection();
     EXPECT_TRUE(until([&] { return saysBeginning(page, u"5,000 of 20,000 lines copied"_s); }));
 
     const LogTableView& table = tableOf(page);
-    const qint64 top = table.firstVisibleRow();
+    const qint64 top = table.scroller().firstVisibleRow();
     EXPECT_GT(top, 10'000);
     client_->fails = false;
     client_->logins = ShellClient::Logins::Accepted;
     EXPECT_TRUE(page->canConnect());
     page->connectToServer();
     EXPECT_TRUE(until([&] { return textOfRow(*page, 14'999) == u"line 15000"_s; }));
-    EXPECT_EQ(table.firstVisibleRow(), top);
-    EXPECT_EQ(table.selection().count(), 20'000);
+    EXPECT_EQ(table.scroller().firstVisibleRow(), top);
+    EXPECT_EQ(table.selection().rows().count(), 20'000);
     EXPECT_FALSE(saysBeginning(page, u"The connection"_s));
     EXPECT_FALSE(page->canConnect());
 }
@@ -228,7 +228,8 @@ TEST_F(RemoteEndToEndTest, AFileIsBrowsedFollowedSearchedMarkedAndFoundAgain) {
         run.page()->logView().goToLine(1);
         search.setText(u"LINE 4321"_s);
         search.findNext();
-        EXPECT_TRUE(until([&] { return !search.isSearching() && run.table().currentRow() == 4'320; }));
+        EXPECT_TRUE(
+            until([&] { return !search.isSearching() && run.table().selection().currentRow() == 4'320; }));
 
         run.page()->logView().toggleLineMarkMenuAction();
         const QString address = absoluteString(run.page()->document()->fileUrl());

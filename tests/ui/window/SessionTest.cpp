@@ -25,7 +25,7 @@ protected:
     LogTableView& tableOf(const TemporaryFile& file) { return AppFixture::tableOf(pageOf(file)); }
     /// Waits until the row is the first one visible in the file's view.
     bool untilTop(const TemporaryFile& file, qint64 row) {
-        return until([&] { return tableOf(file).firstVisibleRow() == row; });
+        return until([&] { return tableOf(file).scroller().firstVisibleRow() == row; });
     }
     static std::vector<Session::Entry> storedEntries() { return Session::load().windows.at(0).entries; }
 };
@@ -36,8 +36,8 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
                                    TemporaryFile("gone\n", "c.log")};
     for (const TemporaryFile& file : files)
         open(file);
-    tableOf(files[0]).setTopRow(7000);
-    tableOf(files[1]).scrollToEnd();
+    tableOf(files[0]).scroller().setTopRow(7000);
+    tableOf(files[1]).scroller().scrollToEnd();
     windowOf(files[0])->raisePage(pageOf(files[0]));
     windows_.quit();
     EXPECT_TRUE(documents_.documents().empty());
@@ -57,7 +57,8 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
     EXPECT_FALSE(tabs.tabOf(files[1].url())->page()) << "nobody looks at it yet";
     EXPECT_TRUE(untilTop(files[0], 7000));
     windowOf(files[0])->tabs().setCurrent(tabs.tabOf(files[1].url()));
-    EXPECT_TRUE(until([&] { return tableOf(files[1]).isAtEnd() && tableOf(files[1]).rowCount() == 900; }));
+    EXPECT_TRUE(
+        until([&] { return tableOf(files[1]).scroller().isAtEnd() && tableOf(files[1]).rowCount() == 900; }));
 
     windowOf(files[0])->raisePage(pageOf(files[0]));
     windows_.saveSessionNow();
@@ -73,7 +74,7 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
 TEST_F(SessionTest, AStartWithAFilePutsTheStoredTabsUnreadBehindIt) {
     const TemporaryFile files[] = {TemporaryFile(numberedLines(9000), "a.log"), TemporaryFile("b\n", "b.log"),
                                    TemporaryFile("c\n", "c.log")};
-    open(files[0])->logView().tableView().setTopRow(4000);
+    open(files[0])->logView().tableView().scroller().setTopRow(4000);
     open(files[1]);
     windows_.quit();
     {
@@ -107,7 +108,7 @@ TEST_F(SessionTest, PlacesAndWindowsAreStoredWhileTheProgramRuns) {
     windowOf(files[0])->setGeometry(40, 50, 700, 500);
     windowOf(files[1])->setGeometry(90, 70, 600, 400);
     const QRect stood[] = {windowOf(files[0])->geometry(), windowOf(files[1])->geometry()};
-    tableOf(files[0]).setTopRow(2000);
+    tableOf(files[0]).scroller().setTopRow(2000);
     const auto storedTop = [] {
         qint64 top = 0;
         for (const auto& window : Session::load().windows)

@@ -1,14 +1,13 @@
 #include "remote/HostConnection.h"
 
 #include "foundation/work/MainThread.h"
+#include "remote/ConnectionAlerts.h"
 #include "remote/HostLogin.h"
 #include "remote/UserSessionSettings.h"
 #include "remote/hosts/RemoteHost.h"
 #include "remote/ssh/NMSSHSession.h"
 #include "remote/ssh/RemoteLog.h"
 #include "remote/ssh/SshError.h"
-
-#include <QCoreApplication>
 
 #include <algorithm>
 #include <utility>
@@ -20,12 +19,10 @@ using namespace std::chrono_literals;
 
 constexpr auto firstPause = 1s;
 constexpr auto longestPause = 60s;
-/// Maximum number of file names in an alert.
-constexpr qsizetype mostFilesTold = 5;
-
-struct ConnectionTexts {
-    Q_DECLARE_TR_FUNCTIONS(HostConnection)
-};
+void logFault(const QString& host, std::uint16_t port, const Error& error) {
+    qCWarning(logRemote).noquote()
+        << QStringLiteral("No login on %1:%2: %3").arg(host).arg(port).arg(error.userText);
+}
 
 /// Main thread.
 std::vector<std::weak_ptr<HostConnection>>& sharedConnections() {
@@ -173,10 +170,10 @@ Result<bool> HostConnection::attempt(std::uint64_t ends) {
         noteOutcome(error, isChanged);
         if (wasLeftUnanswered_)
             return false;
-        logFault(error);
+        logFault(hostName_, port_, error);
         // The caller words network faults, but a changed host key must always be reported.
         if (isChanged)
-            return refusal(error);
+            return withLoginAdvice(error, hostName_, port_, username_);
         const MutexLock guard(mutex_);
         fault_ = error.userText;
         return false;
@@ -192,8 +189,8 @@ Result<bool> HostConnection::attempt(std::uint64_t ends) {
     noteOutcome(error, login == HostLogin::Outcome::Unproven || isSshError(error, SshErrorCode::Denied));
     if (login == HostLogin::Outcome::Unproven || wasLeftUnanswered_)
         return false;
-    logFault(error);
-    return refusal(error);
+    logFault(hostName_, port_, error);
+    return withLoginAdvice(error, hostName_, port_, username_);
 }
 
 void HostConnection::noteOutcome(const Error& error, bool isRefused) {
@@ -261,7 +258,9 @@ void HostConnection::ended(const std::optional<Error>& error) {
         if (claimLoss(loginNumber_))
             MainThread::shared().post([self = weak_from_this(), error = *error] {
                 if (const auto alive = self.lock())
-                    alive->tell(alive->lossAlert(error), alive->window());
+                    alive->tell(connectionLossAlert(alive->hostName_, alive->port_, error.userText,
+                                                    alive->fileNames()),
+                                alive->window());
             });
     }
     tellChange();
@@ -305,37 +304,6 @@ int HostConnection::waitingForLogin() const {
 
 // ---- Alerts
 
-void HostConnection::logFault(const Error& error) const {
-    qCWarning(logRemote).noquote()
-        << QStringLiteral("No login on %1:%2: %3").arg(hostName_).arg(port_).arg(error.userText);
-}
-
-Error HostConnection::refusal(const Error& error) const {
-    const QString place =
-        (hostName_.contains(u':') ? u'[' + hostName_ + u']' : hostName_) + u':' + QString::number(port_);
-    Error told = error;
-    if (isSshError(error, SshErrorCode::HostKeyChanged))
-        told.recoverySuggestion =
-            ConnectionTexts::tr(
-                "This is about %1. Ask whoever looks after it whether its key has been replaced.")
-                .arg(place);
-    else if (!isSshError(error, SshErrorCode::Denied))
-        told.recoverySuggestion =
-            ConnectionTexts::tr("The login on %1 has failed. Check if the server is up and try again.")
-                .arg(place);
-    else if (username_.isEmpty())
-        told.recoverySuggestion =
-            ConnectionTexts::tr("Logging in on %1 was refused. Check the user name and the "
-                                "authentication of this host in Remote Hosts.")
-                .arg(place);
-    else
-        told.recoverySuggestion =
-            ConnectionTexts::tr("Logging in as %1 on %2 was refused. Check the user name and "
-                                "the authentication of this host in Remote Hosts.")
-                .arg(username_, place);
-    return told;
-}
-
 void HostConnection::tell(const Alert& alert, WindowId window) {
     const QString text = alert.message + u'\n' + alert.informativeText;
     if (standingAlerts_.contains(text))
@@ -356,30 +324,14 @@ WindowId HostConnection::window() const {
     return other == users_.end() ? WindowId() : (*other)->window;
 }
 
-Alert HostConnection::lossAlert(const Error& error) const {
-    QStringList files;
-    {
-        const MutexLock guard(mutex_);
-        for (const auto& user : users_) {
-            if (!user->fileName.isEmpty())
-                files.append(user->fileName);
-        }
+QStringList HostConnection::fileNames() const {
+    QStringList names;
+    const MutexLock guard(mutex_);
+    for (const auto& user : users_) {
+        if (!user->fileName.isEmpty())
+            names.append(user->fileName);
     }
-    files.sort(Qt::CaseInsensitive); // the order of the logins means nothing to the user
-    QString text = ConnectionTexts::tr("SSH session failure (Host: Optional(\"%1\"), Port: Optional(%2))")
-                       .arg(hostName_, QString::number(port_));
-    if (!error.userText.isEmpty())
-        text += u'\n' + error.userText;
-    if (!files.isEmpty()) {
-        QString names = QStringList(files.first(std::min(files.size(), mostFilesTold))).join(u", ");
-        if (files.size() > mostFilesTold)
-            names = ConnectionTexts::tr("%1 and %2 more").arg(names).arg(files.size() - mostFilesTold);
-        text += u'\n' + ConnectionTexts::tr("Open from there: %1").arg(names);
-    }
-    return {Alert::Kind::Error,
-            ConnectionTexts::tr("Disconnected from remote server host!"),
-            text,
-            {ConnectionTexts::tr("OK")}};
+    return names;
 }
 
 } // namespace korvane

@@ -123,12 +123,10 @@ private:
     void noteOutcome(const Error& error, bool isRefused);
     std::shared_ptr<NMSSHSession> sessionForConnecting();
     void tellChange();
-    void logFault(const Error& error) const;
-    /// The session's error, with advice for the user.
-    Error refusal(const Error& error) const;
     // Main thread.
     WindowId window() const;
-    Alert lossAlert(const Error& error) const;
+    /// The files that are open by this connection.
+    QStringList fileNames() const;
 
     const std::shared_ptr<RemoteHost> host_;
     AlertPresenter& alerts_;

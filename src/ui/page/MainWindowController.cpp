@@ -49,6 +49,18 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
       noticeStrip_(new NoticeStrip(this)), emptyReason_(new QLabel(&logView_->tableView())),
       loadStrip_(new ProgressStrip(this)), copyStrip_(new ProgressStrip(this)),
       footer_(new FooterViewController(this)), notices_(*document_) {
+    layOut();
+    document_->setWindow(idOf(this));
+    connectParts();
+    subscribe();
+    takeSlowRules();
+    showConnection();
+    // The file may have been read already, and nothing is connected to this page's signals yet.
+    QMetaObject::invokeMethod(
+        this, [this] { loadStateChanged(); }, Qt::QueuedConnection);
+}
+
+void MainWindowController::layOut() {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -64,13 +76,16 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     emptyReason_->setAlignment(Qt::AlignCenter);
     emptyReason_->setAttribute(Qt::WA_TransparentForMouseEvents);
     emptyReason_->hide();
+}
+
+void MainWindowController::connectParts() {
     connect(noticeStrip_, &NoticeStrip::remedyChosen, this, &MainWindowController::remedy);
     connect(noticeStrip_, &NoticeStrip::dismissed, this, [this] {
         notices_.dismissCurrent();
         showNotices();
     });
-    document_->setWindow(idOf(this));
-
+    connect(connectionStrip_, &ConnectionStrip::connectRequested, this,
+            &MainWindowController::connectToServer);
     connect(loadStrip_, &ProgressStrip::cancelled, this, [this] {
         document_->cancelLoading();
         // A remote file can be connected again later.
@@ -97,7 +112,9 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         updateFooter();
     });
     connect(footer_, &FooterViewController::fileInfoRequested, this, [this] { showFileInfo(); });
+}
 
+void MainWindowController::subscribe() {
     DocumentNotices& notices = document_->notices();
     subscriptions_.push_back(notices.loadStateChanged.subscribe([this] { loadStateChanged(); }));
     subscriptions_.push_back(notices.tailingChanged.subscribe([this] { tailingHasChanged(); }));
@@ -112,17 +129,10 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
         takeSlowRules();
         showNotices();
     }));
-    takeSlowRules();
     preferencesToken_ = Preferences::shared().observe([this](const QString& key) {
         if (key == Preferences::keyPollingInterval)
             updateFooter();
     });
-    connect(connectionStrip_, &ConnectionStrip::connectRequested, this,
-            &MainWindowController::connectToServer);
-    showConnection();
-    // The file may have been read already, and nothing is connected to this page's signals yet.
-    QMetaObject::invokeMethod(
-        this, [this] { loadStateChanged(); }, Qt::QueuedConnection);
 }
 
 MainWindowController::~MainWindowController() {

@@ -86,6 +86,9 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void layOut();
+    void connectParts();
+    void subscribe();
     void updateFooter();
     void loadStateChanged();
     void updateProgress();

@@ -110,7 +110,14 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
     delete_->setAutoRaise(true);
     delete_->setToolTip(tr("Delete the selected line marks (Del)"));
     delete_->setAccessibleName(tr("Delete the selected line marks"));
+    layOut();
+    connectParts();
+    marksSubscription_ =
+        FileBasedBookmarksManager::shared().notices().lineMarksChanged.subscribe([this] { reload(); });
+    reload();
+}
 
+void LineMarksViewController::layOut() {
     auto* buttons = new QHBoxLayout;
     buttons->setContentsMargins(4, 2, 4, 2);
     buttons->addWidget(delete_);
@@ -125,7 +132,9 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
     layout->addWidget(tableView_, 1);
     layout->addWidget(emptyViewMsg_, 1);
     layout->addLayout(buttons);
+}
 
+void LineMarksViewController::connectParts() {
     connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) {
         lineMarks_.setSearchText(text);
         showWhatThereIs();
@@ -143,9 +152,6 @@ LineMarksViewController::LineMarksViewController(QWidget* parent)
         menu.addAction(tr("&Delete"), this, [this] { deleteSelected(); });
         menu.exec(tableView_->viewport()->mapToGlobal(place));
     });
-    marksSubscription_ =
-        FileBasedBookmarksManager::shared().notices().lineMarksChanged.subscribe([this] { reload(); });
-    reload();
 }
 
 void LineMarksViewController::setFile(const QUrl& url) {

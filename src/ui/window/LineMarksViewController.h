@@ -31,6 +31,8 @@ Q_SIGNALS:
     void lineMarksJumpToLine(qint64 lineNumber);
 
 private:
+    void layOut();
+    void connectParts();
     void reload();
     void showWhatThereIs();
     QString selectedTexts() const;

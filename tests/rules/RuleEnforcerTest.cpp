@@ -61,56 +61,47 @@ TEST_F(RuleEnforcerTest, MarkTable) {
     const auto hideBad = rule(u"bad"_s, hides);
     const auto showGood = rule(u"good"_s);
     using enum DefaultFilterLineAction;
-    const struct {
-        RuleEnforcer::Rules rules;
-        DefaultFilterLineAction action;
-        QString line;
-        bool hidden;
-        bool shownOnly;
-    } cases[] = {
-        {{}, hide, u"good"_s, false, false}, // without rules nothing is hidden
-        {{showGood}, hide, u"good"_s, false, true},
-        {{showGood}, hide, u"other"_s, true, false},
-        {{showGood}, hide, u""_s, false, false}, // an empty line is never hidden
-        {{showGood}, show, u"other"_s, false, false},
-        {{hideBad}, show, u"bad"_s, true, false},
-        {{hideBad}, show, u"other"_s, false, false},
-        {{hideBad, showGood}, show, u"good and bad"_s, true, true},
-        {{showGood, hideBad}, hide, u"good and bad"_s, true, true},
+    const RuleMarks hidden{.hideLine = true};
+    const RuleMarks shownOnly{.showOnlyLine = true};
+    const RuleMarks both{.hideLine = true, .showOnlyLine = true};
+    const std::tuple<RuleEnforcer::Rules, DefaultFilterLineAction, QString, RuleMarks> cases[] = {
+        {{}, hide, u"good"_s, {}}, // without rules nothing is hidden
+        {{showGood}, hide, u"good"_s, shownOnly},
+        {{showGood}, hide, u"other"_s, hidden},
+        {{showGood}, hide, u""_s, {}}, // an empty line is never hidden
+        {{showGood}, show, u"other"_s, {}},
+        {{hideBad}, show, u"bad"_s, hidden},
+        {{hideBad}, show, u"other"_s, {}},
+        {{hideBad, showGood}, show, u"good and bad"_s, both},
+        {{showGood, hideBad}, hide, u"good and bad"_s, both},
     };
-    for (const auto& c : cases) {
-        enforcer_.setActiveRules(c.rules);
-        source_.setDefaultLineAction(c.action);
-        const RuleMarks marks = enforcer_.applyRules(0, c.line).marks;
-        EXPECT_EQ(marks, (RuleMarks{c.hidden, c.shownOnly})) << c.line.toStdString();
+    for (const auto& [rules, action, line, marks] : cases) {
+        enforcer_.setActiveRules(rules);
+        source_.setDefaultLineAction(action);
+        EXPECT_EQ(enforcer_.applyRules(0, line).marks, marks) << line.toStdString();
     }
     // A line that was marked before is not hidden by default.
     source_.setDefaultLineAction(hide);
     RowLine marked{1, AttributedString(u"other"_s), true, 0, {.showOnlyLine = true}};
-    EXPECT_EQ(enforcer_.applyRules(0, marked).marks, (RuleMarks{.showOnlyLine = true}));
+    EXPECT_EQ(enforcer_.applyRules(0, marked).marks, shownOnly);
 }
 
 TEST_F(RuleEnforcerTest, OnlyRulesThatHaveSomethingToTellMakeANotificationPass) {
     EXPECT_FALSE(enforcer_.makeNotificationPass());
-    const struct {
-        const char* what;
-        std::shared_ptr<FilterRule> rule;
-        bool tellsAtFirst;
-        bool tellsLater;
-    } cases[] = {
+    const std::tuple<const char*, std::shared_ptr<FilterRule>, bool, bool> cases[] = {
         {"paints", rule(u"x"_s), false, false},
         {"tells once", notifyingRule(u"x"_s, Frequency::Once), true, false},
         {"tells always", notifyingRule(u"x"_s, Frequency::Always), true, true},
         {"bounces always", notifyingRule(u"x"_s, Frequency::Always, false, true), true, true},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        enforcer_.setActiveRules({rule(u"x"_s), c.rule});
-        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsAtFirst);
+    for (const auto& [what, tested, tellsAtFirst, tellsLater] : cases) {
+        SCOPED_TRACE(what);
+        enforcer_.setActiveRules({rule(u"x"_s), tested});
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsAtFirst);
         enforcer_.applyRules(0, u"x"_s);
-        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsLater);
-        enforcer_.updateRule(c.rule);
-        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsAtFirst);
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsLater);
+        enforcer_.updateRule(tested);
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsAtFirst);
     }
     told();
 }
@@ -390,15 +381,11 @@ TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {
     }
     for (std::thread& load : loads)
         load.join();
-    told();
-    const auto countOf = [&](const std::shared_ptr<FilterRule>& of) {
-        return std::count_if(
-            center_.delivered.begin(), center_.delivered.end(), [&](const auto& notification) {
-                return notification.foldKey.startsWith(of->id().toString(QUuid::WithoutBraces));
-            });
-    };
-    EXPECT_EQ(countOf(always), lines);
-    EXPECT_EQ(countOf(once), 1);
+    EXPECT_EQ(told().size(), lines + 1U) << "all of one rule, one of the other";
+    const QString key = always->id().toString(QUuid::WithoutBraces);
+    EXPECT_EQ(std::ranges::count_if(center_.delivered,
+                                    [&](const auto& told) { return told.foldKey.startsWith(key); }),
+              lines);
 }
 
 } // namespace

@@ -1,12 +1,9 @@
 #include "rules/RuleEnforcer.h"
 
-#include "core/search/SearchItem.h"
 #include "rules/FakeTailDataSource.h"
-#include "rules/FilterRule.h"
-#include "rules/HighlightRule.h"
 #include "rules/QuickHighlightFilterRule.h"
 #include "support/PreferencesTest.h"
-#include "support/RecordingNotificationCenter.h"
+#include "support/Rules.h"
 #include "support/Waiting.h"
 
 #include <thread>
@@ -15,23 +12,16 @@ namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-constexpr bool hides = true;
+using test::makeRule;
 
 class RuleEnforcerTest : public test::PreferencesTest {
 protected:
     static std::shared_ptr<HighlightRule> look(bool bold, bool italic, bool underline, QColor color) {
         return std::make_shared<HighlightRule>(bold, italic, underline, color, Qt::white);
     }
-    static std::shared_ptr<FilterRule>
-    rule(const QString& text, bool hide = false,
-         std::shared_ptr<HighlightRule> highlight = look(false, false, false, Qt::blue)) {
-        return std::make_shared<FilterRule>(hide, std::make_shared<SearchItem>(text), std::move(highlight),
-                                            NotificationRule::defaultRule());
-    }
     static std::shared_ptr<FilterRule> notifyingRule(const QString& text, Frequency frequency,
                                                      bool enabled = true, bool bounces = false) {
-        const auto made = rule(text);
+        const auto made = makeRule(text);
         made->setNotificationRule(std::make_shared<NotificationRule>(enabled, bounces, frequency));
         return made;
     }
@@ -58,8 +48,9 @@ protected:
 };
 
 TEST_F(RuleEnforcerTest, MarkTable) {
-    const auto hideBad = rule(u"bad"_s, hides);
-    const auto showGood = rule(u"good"_s);
+    const auto hideBad = makeRule(u"bad"_s);
+    hideBad->setHide(true);
+    const auto showGood = makeRule(u"good"_s);
     using enum DefaultFilterLineAction;
     const RuleMarks hidden{.hideLine = true};
     const RuleMarks shownOnly{.showOnlyLine = true};
@@ -89,14 +80,14 @@ TEST_F(RuleEnforcerTest, MarkTable) {
 TEST_F(RuleEnforcerTest, OnlyRulesThatHaveSomethingToTellMakeANotificationPass) {
     EXPECT_FALSE(enforcer_.makeNotificationPass());
     const std::tuple<const char*, std::shared_ptr<FilterRule>, bool, bool> cases[] = {
-        {"paints", rule(u"x"_s), false, false},
+        {"paints", makeRule(u"x"_s), false, false},
         {"tells once", notifyingRule(u"x"_s, Frequency::Once), true, false},
         {"tells always", notifyingRule(u"x"_s, Frequency::Always), true, true},
         {"bounces always", notifyingRule(u"x"_s, Frequency::Always, false, true), true, true},
     };
     for (const auto& [what, tested, tellsAtFirst, tellsLater] : cases) {
         SCOPED_TRACE(what);
-        enforcer_.setActiveRules({rule(u"x"_s), tested});
+        enforcer_.setActiveRules({makeRule(u"x"_s), tested});
         EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsAtFirst);
         enforcer_.applyRules(0, u"x"_s);
         EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsLater);
@@ -145,7 +136,7 @@ TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosi
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
     std::vector<std::shared_ptr<FilterRule>> rules;
     const auto add = [&](const QString& text, bool bold, bool italic, bool underline, QColor color) {
-        rules.push_back(rule(text, false, look(bold, italic, underline, color)));
+        rules.push_back(makeRule(text, look(bold, italic, underline, color)));
         enforcer_.addRule(rules.back());
     };
     add(u"error"_s, true, false, false, Qt::red);
@@ -182,7 +173,7 @@ TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosi
 }
 
 TEST_F(RuleEnforcerTest, LinesOfAPassThatLookAlikeShareTheirAttributes) {
-    enforcer_.addRule(rule(u"x"_s, false, look(true, false, false, Qt::red)));
+    enforcer_.addRule(makeRule(u"x"_s, look(true, false, false, Qt::red)));
     const auto plain = std::make_shared<Attributes>();
     AttributedString lines[] = {AttributedString(u"ax"_s, plain), AttributedString(u"bx"_s, plain)};
     const auto pass = enforcer_.makePass({});
@@ -329,14 +320,16 @@ TEST_F(RuleEnforcerTest, APassKeepsTheRulesItStartedFromAndTellsNothingOfChanged
 }
 
 TEST_F(RuleEnforcerTest, ACancelledRunSkipsTheRulesThatAreLeftButNotTheDefaultAction) {
-    enforcer_.addRule(rule(u"x"_s));
+    enforcer_.addRule(makeRule(u"x"_s));
     source_.setDefaultLineAction(DefaultFilterLineAction::hide);
     EXPECT_EQ(marksBy(*enforcer_.makePass([] { return true; }), 0, u"x"_s), (RuleMarks{.hideLine = true}));
 
     enforcer_.setCanceled(true);
     EXPECT_FALSE(isHidden(u"x"_s)) << "the next line starts afresh";
     // A cancel in the middle of a line keeps the results of the rules before it.
-    enforcer_.addRule(rule(u"x"_s, hides));
+    const auto hiding = makeRule(u"x"_s);
+    hiding->setHide(true);
+    enforcer_.addRule(hiding);
     int asked = 0;
     EXPECT_EQ(marksBy(*enforcer_.makePass([&] { return ++asked > 1; }), 0, u"x"_s),
               (RuleMarks{.showOnlyLine = true}));
@@ -371,7 +364,7 @@ TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {
             }
         });
     for (int edit = 0; edit < 50; ++edit) {
-        const auto other = rule(QString::number(edit));
+        const auto other = makeRule(QString::number(edit));
         enforcer_.addRule(other);
         other->searchItem()->setSearchStr(u"x"_s);
         other->highlightRule()->setBold(edit % 2 == 0);

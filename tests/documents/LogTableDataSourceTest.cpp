@@ -57,9 +57,6 @@ protected:
     bool waitForText(qint64 row, const QString& text) {
         return waitFor([&] { return source_->rowLine(row).line.string() == text; });
     }
-    bool waitForReads(std::size_t count) {
-        return waitFor([&] { return reader_->readStarts().size() == count; });
-    }
     bool hasBackground(qint64 row, int position) {
         return source_->rowLine(row).line.attributesAt(position)->background.has_value();
     }
@@ -184,7 +181,7 @@ TEST_F(LogTableDataSourceTest, AnEmptyAnswerReplacesNoRowsAndInvalidLinesAreKnow
     reader_->isUnreadable = true;
     source_->linesChanged(0);
     source_->rowLine(0);
-    ASSERT_TRUE(waitForReads(2));
+    ASSERT_TRUE(waitFor([&] { return reader_->readStarts().size() == 2; }));
     ASSERT_TRUE(test::settle());
     EXPECT_EQ(textOf(0), u"1"_s);
     EXPECT_EQ(textOf(5000), QString());

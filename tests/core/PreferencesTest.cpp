@@ -1,33 +1,15 @@
 #include "core/Preferences.h"
 
-#include <QTemporaryDir>
+#include "support/PreferencesTest.h"
 
-#include <gtest/gtest.h>
+#include <span>
 
 namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-struct Fonts : FontCatalog {
-    explicit Fonts(bool isInstalled) : preferredIsInstalled(isInstalled) {}
-    bool isInstalled(const QString&) const override { return preferredIsInstalled; }
-    QFont userFont() const override { return QFont(u"User Mono"_s, 31); }
-    QFont systemFont() const override { return QFont(u"System"_s, 31); }
-    const bool preferredIsInstalled;
-};
-
-class PreferencesTest : public ::testing::Test {
-protected:
-    PreferencesTest() { preferences_.registerDefaults(Fonts(false)); }
-
-    std::unique_ptr<UserDefaults> store() const {
-        return std::make_unique<UserDefaults>(directory_.filePath(u"korvane.conf"_s));
-    }
-
-    QTemporaryDir directory_;
-    Preferences preferences_{store()};
-};
+using Fonts = test::FakeFontCatalog;
 
 template <typename T>
 struct Accessors {
@@ -71,32 +53,41 @@ const Accessors<int> numbers[] = {
 const Accessors<double> times[] = {
     {"pollingInterval", 0.5, 0.125, &P::pollingInterval, &P::setPollingInterval}};
 
-/// Uses a separate settings file.
-template <typename T>
-void expectKept(const Accessors<T>& setting) {
-    SCOPED_TRACE(setting.key);
-    const QTemporaryDir directory;
-    const auto store = [&] { return std::make_unique<UserDefaults>(directory.filePath(u"korvane.conf"_s)); };
-    Preferences preferences(store());
-    preferences.registerDefaults(Fonts(false));
-    EXPECT_EQ((preferences.*setting.value)(), setting.defaultValue);
-    QStringList changed;
-    const auto token = preferences.observe([&](const QString& key) { changed += key; });
-    (preferences.*setting.setValue)(setting.other);
-    EXPECT_EQ(changed, QStringList(QString::fromLatin1(setting.key)));
-    Preferences reopened(store());
-    reopened.registerDefaults(Fonts(false));
-    EXPECT_EQ((reopened.*setting.value)(), setting.other);
-    for (const auto& [stored, used] : setting.limited) {
-        reopened.userDefaults().set(QString::fromLatin1(setting.key), stored);
-        EXPECT_EQ((reopened.*setting.value)(), used);
+class PreferencesTest : public ::testing::Test {
+protected:
+    PreferencesTest() { preferences_.registerDefaults(Fonts(false)); }
+
+    std::unique_ptr<UserDefaults> store() const {
+        return std::make_unique<UserDefaults>(directory_.filePath(u"korvane.conf"_s));
     }
-}
+    template <typename T>
+    void expectKept(std::span<const Accessors<T>> settings) {
+        for (const auto& [key, defaultValue, other, value, setValue, limited] : settings) {
+            SCOPED_TRACE(key);
+            EXPECT_EQ((preferences_.*value)(), defaultValue);
+            QStringList changed;
+            const auto token =
+                preferences_.observe([&](const QString& changedKey) { changed += changedKey; });
+            (preferences_.*setValue)(other);
+            EXPECT_EQ(changed, QStringList(QString::fromLatin1(key)));
+            Preferences reopened(store());
+            reopened.registerDefaults(Fonts(false));
+            EXPECT_EQ((reopened.*value)(), other);
+            for (const auto& [stored, used] : limited) {
+                reopened.userDefaults().set(QString::fromLatin1(key), stored);
+                EXPECT_EQ((reopened.*value)(), used);
+            }
+        }
+    }
+
+    QTemporaryDir directory_;
+    Preferences preferences_{store()};
+};
 
 TEST_F(PreferencesTest, EachSettingHasItsKeyItsDefaultAndItsLimits) {
-    std::ranges::for_each(switches, &expectKept<bool>);
-    std::ranges::for_each(numbers, &expectKept<int>);
-    std::ranges::for_each(times, &expectKept<double>);
+    expectKept<bool>(switches);
+    expectKept<int>(numbers);
+    expectKept<double>(times);
     EXPECT_EQ(std::size(switches) + std::size(numbers) + std::size(times) + 3,
               std::tuple_size_v<decltype(Preferences::settings())>)
         << "three are colours";

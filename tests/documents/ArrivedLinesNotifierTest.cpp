@@ -109,12 +109,8 @@ private:
 };
 
 TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
-    const struct {
-        const char* what;
-        QString before;
-        QString polls; // the bytes appended before each poll, separated by "|"
-        QString passed;
-    } cases[] = {
+    // The content before, the text appended before each poll, separated by "|", and the lines evaluated.
+    const std::tuple<const char*, QString, QString, QString> cases[] = {
         {"what was there", u"one\ntwo"_s, u"|"_s, {}},
         {"the end of what was there", u"one\ntwo"_s, u"|\n|"_s, {}},
         {"the end of wide characters", u"\uFEFFone\ntwo"_s, u"|\n|three\n"_s, u"2 three"_s},
@@ -134,17 +130,17 @@ TEST_F(ArrivedLinesNotifierTest, EachLinePassesOnceWithItsWholeText) {
         return texts.join(u", "_s);
     };
     for (const bool isInMemory : {false, true}) {
-        for (const auto& c : cases) {
-            SCOPED_TRACE(c.what);
-            const bool isWide = c.before.startsWith(u'\uFEFF');
+        for (const auto& [what, before, polls, expected] : cases) {
+            SCOPED_TRACE(what);
+            const bool isWide = before.startsWith(u'\uFEFF');
             QStringEncoder encoded(isWide ? QStringConverter::Utf16LE : QStringConverter::Utf8);
-            follow(encoded(c.before), isInMemory);
-            for (const QString& added : c.polls.split(u'|')) {
+            follow(encoded(before), isInMemory);
+            for (const QString& added : polls.split(u'|')) {
                 file_->append(encoded(added));
                 poll();
                 passed();
             }
-            EXPECT_EQ(textOf(passed()), c.passed);
+            EXPECT_EQ(textOf(passed()), expected);
         }
     }
 }

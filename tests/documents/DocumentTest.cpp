@@ -58,12 +58,7 @@ TEST_F(DocumentTest, AChosenEncodingIsKeptForItsFileUntilItIsAutomaticAgain) {
 }
 
 TEST_F(DocumentTest, AReloadReadsWhatStandsThereNowAndKeepsTheSearchOnlyOfTheSameContent) {
-    const struct {
-        const char* what;
-        std::function<void(const TemporaryFile&)> change;
-        QStringList rows;
-        bool isOther;
-    } cases[] = {
+    const std::tuple<const char*, void (*)(const TemporaryFile&), QStringList, bool> cases[] = {
         {"nothing", [](const auto&) {}, {u"one"_s, u"two"_s}, false},
         {"grown", [](const auto& file) { file.append("\nthree"); }, {u"one"_s, u"two"_s, u"three"_s}, false},
         {"overwritten",
@@ -73,17 +68,17 @@ TEST_F(DocumentTest, AReloadReadsWhatStandsThereNowAndKeepsTheSearchOnlyOfTheSam
         {"cut short", [](const auto& file) { file.truncate(3); }, {u"one"_s}, true},
         {"replaced", [](const auto& file) { file.replace("one\n2"); }, {u"one"_s, u"2"_s}, true},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [what, change, rows, isOther] : cases) {
+        SCOPED_TRACE(what);
         load("one\ntwo");
         ASSERT_TRUE(waitForRows({u"one"_s, u"two"_s}));
         setSearchResults();
-        c.change(*file_);
+        change(*file_);
         document_->reload();
         ASSERT_TRUE(waitForState(State::Completed));
-        EXPECT_TRUE(waitForRows(c.rows));
+        EXPECT_TRUE(waitForRows(rows));
         ASSERT_TRUE(test::settle());
-        EXPECT_EQ(hasSearchResults(), !c.isOther);
+        EXPECT_EQ(hasSearchResults(), !isOther);
         EXPECT_TRUE(waitForFault(FileFault::None));
     }
 }
@@ -127,12 +122,7 @@ TEST_F(DocumentTest, WhatIsNoFileIsRefusedByName) {
     const QByteArray socketPath = neighbour.directory() + "/socket";
     const int listener = test::socketAt(socketPath, &::bind);
 
-    const struct {
-        QByteArray path;
-        int code;
-        QString domain;
-        QString says;
-    } cases[] = {
+    const std::tuple<QByteArray, int, QString, QString> cases[] = {
         {neighbour.path() + ".missing", -1100, u"NSURLErrorDomain"_s, u"does not exist"_s},
         {neighbour.path() + "/below.log", -1100, u"NSURLErrorDomain"_s, u"does not exist"_s},
         {neighbour.directory(), EISDIR, u"POSIX"_s, u"folder"_s},

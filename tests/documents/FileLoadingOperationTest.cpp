@@ -9,6 +9,7 @@ namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using test::FakeReader;
 using test::waitFor;
 using State = LoadProgressController::State;
@@ -90,7 +91,7 @@ TEST_F(FileLoadingOperationTest, TheFirstLinesAreKnownWhileTheScanGoesOn) {
 // The main thread runs nothing during this scan, so one notification has to cover it all.
 TEST_F(FileLoadingOperationTest, ManyNewLinesGiveOneWaitingNotification) {
     reader_->scan = [](FakeReader& reader) {
-        const auto end = Clock::now() + std::chrono::milliseconds(150);
+        const auto end = Clock::now() + 150ms;
         qint64 count = 1;
         while (Clock::now() < end)
             publish(reader, count += 10);
@@ -103,25 +104,19 @@ TEST_F(FileLoadingOperationTest, ManyNewLinesGiveOneWaitingNotification) {
 }
 
 TEST_F(FileLoadingOperationTest, NotificationsComeAtMostThirtyTimesASecond) {
-    std::atomic<bool> isScanning{true};
     std::atomic<std::size_t> told{0};
     const auto begin = Clock::now();
     reader_->scan = [&](FakeReader& reader) {
         qint64 count = 1;
         // Enough even if the main thread seldom runs.
-        const auto isEnough = [&, end = begin + std::chrono::seconds(15)] {
-            const auto now = Clock::now();
-            return (now - begin >= std::chrono::milliseconds(300) && told > 2) || now > end;
-        };
-        while (!isEnough())
+        while (Clock::now() < begin + (told > 2 ? 300ms : 15s))
             publish(reader, count += 10);
-        isScanning = false;
         return LineRange{0, count};
     };
     start();
     EXPECT_TRUE(waitFor([&] {
         told = updates_.size();
-        return !isScanning;
+        return queue_.isEmpty();
     }));
     ASSERT_TRUE(finish());
     const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
@@ -132,12 +127,7 @@ TEST_F(FileLoadingOperationTest, NotificationsComeAtMostThirtyTimesASecond) {
 }
 
 TEST_F(FileLoadingOperationTest, AResultIsAlwaysAnnouncedAndNoResultNever) {
-    const struct {
-        qint64 before;
-        qint64 after;
-        LineRange result;
-        Ranges updates;
-    } cases[] = {
+    const std::tuple<qint64, qint64, LineRange, Ranges> cases[] = {
         {1, 1, {0, 1}, {{0, 1}}},     // one line without an end
         {1, 1, {0, 0}, {}},           // an empty file
         {10, 10, {9, 1}, {{9, 1}}},   // the last line grew
@@ -275,7 +265,7 @@ TEST_F(FileLoadingOperationTest, TheFirstEndOfALoadHoldsAndStopsTheClock) {
     EXPECT_EQ(progress_->state(), State::Canceled);
     const auto elapsed = progress_->elapsed();
     const auto begin = Clock::now();
-    EXPECT_TRUE(waitFor([&] { return Clock::now() - begin > std::chrono::milliseconds(3); }));
+    EXPECT_TRUE(waitFor([&] { return Clock::now() - begin > 3ms; }));
     EXPECT_EQ(progress_->elapsed(), elapsed);
 }
 

@@ -12,22 +12,24 @@ class PageStoreTest : public test::PreferencesTest {
 protected:
     PageStoreTest() { Preferences::shared().setRowMemory(16); }
 
-    /// Stores a page of 3 MiB: five fit.
-    static void load(PageStore& store, qint64 page) {
-        const auto request = store.claim(page);
+    static void store(PageStore& store, const std::optional<PageRequest>& request, const QString& row) {
         ASSERT_TRUE(request);
         PageContent content;
-        content.rows.push_back({AttributedString(QString(3 << 19, u'x')), 0});
+        content.rows.push_back({AttributedString(row), 0});
         store.store(*request, std::move(content));
     }
-    static void load(PageStore& store, std::initializer_list<qint64> pages) {
-        for (const qint64 page : pages)
-            load(store, page);
+    /// Stores a page of 3 MiB: five fit.
+    static void load(PageStore& pageStore, qint64 page) {
+        store(pageStore, pageStore.claim(page), QString(3 << 19, u'x'));
     }
-    static QList<qint64> held(const PageStore& store) {
+    static void load(PageStore& pageStore, std::initializer_list<qint64> pages) {
+        for (const qint64 page : pages)
+            load(pageStore, page);
+    }
+    static QList<qint64> held(const PageStore& pageStore) {
         QList<qint64> pages;
         for (qint64 page = 1; page <= 40; ++page)
-            if (store.row(pages::firstLine(page)).row)
+            if (pageStore.row(pages::firstLine(page)).row)
                 pages.append(page);
         return pages;
     }
@@ -56,6 +58,29 @@ TEST_F(PageStoreTest, TheBoundCostsHiddenPagesFirstThenTheFarthest) {
     Preferences::shared().setRowMemory(16);
     ASSERT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
     EXPECT_EQ(held(shown).size(), 5) << "a bound that was lowered waits for the next page";
+}
+
+TEST_F(PageStoreTest, OnlyTheLatestRequestOfAPageAndGenerationCounts) {
+    PageStore pages;
+    const auto earlier = pages.claim(1);
+    EXPECT_FALSE(pages.claim(1)) << "it has been requested";
+    pages.forgetRequestsFrom(0);
+    const auto later = pages.claim(1);
+    pages.withdraw(*earlier);
+    EXPECT_FALSE(pages.claim(1)) << "the later request holds";
+    store(pages, later, QStringLiteral("fresh"));
+    store(pages, earlier, QStringLiteral("late"));
+    EXPECT_EQ(pages.row(0).row->text.string(), QStringLiteral("fresh"));
+    pages.withdraw(*later);
+    EXPECT_TRUE(pages.claim(1));
+
+    pages.clear();
+    store(pages, later, QStringLiteral("before the clear"));
+    EXPECT_FALSE(pages.row(0).row);
+    const auto cleared = pages.claim(1);
+    pages.invalidate();
+    store(pages, cleared, QStringLiteral("invalid"));
+    EXPECT_FALSE(pages.row(0).row);
 }
 
 TEST_F(PageStoreTest, WhatIsLookedAtStaysWhateverItTakes) {

@@ -1,11 +1,9 @@
 #include "rules/FilterRule.h"
 
-#include "core/search/SearchItem.h"
 #include "rules/FakeRuledRows.h"
-#include "rules/HighlightRule.h"
-#include "rules/NotificationRule.h"
 #include "rules/RuleEnforcer.h"
 #include "support/PreferencesTest.h"
+#include "support/Rules.h"
 
 namespace korvane {
 namespace {
@@ -24,8 +22,7 @@ TEST_F(RulesTest, ARulePaintsALineAsRowsArePainted) {
         const auto look =
             std::make_shared<HighlightRule>(variant & 1, variant & 2, variant & 4, Qt::red, Qt::yellow);
         look->setUseViewBackground(variant & 8);
-        const auto rule = std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(u"error"_s), look,
-                                                       NotificationRule::defaultRule());
+        const auto rule = test::makeRule(u"error"_s, look);
         AttributedString line(text);
         rule->applyHighlight(line, rule->matchRanges(text));
         RuleEnforcer enforcer(source);
@@ -46,9 +43,7 @@ TEST_F(RulesTest, PaintingAnEmptyLineOrTextDoesNothing) {
 TEST_F(RulesTest, ThePreviewIsInTheSystemsFontAtTwelvePoints) {
     const auto highlight = std::make_shared<HighlightRule>(true, false, true, Qt::red, Qt::yellow);
     highlight->setUseViewBackground(false);
-    const FilterRule rule(false, std::make_shared<SearchItem>(u"error"_s), highlight,
-                          NotificationRule::defaultRule());
-    const AttributedString preview = rule.previewSearchStr();
+    const AttributedString preview = test::makeRule(u"error"_s, highlight)->previewSearchStr();
     EXPECT_EQ(preview.string(), u"error"_s);
     for (const int position : {0, 4}) {
         const Attributes& here = *preview.attributesAt(position);

@@ -1,12 +1,9 @@
 #include "rules/RuleEnforcer.h"
 
-#include "core/search/SearchItem.h"
 #include "rules/FakeRuledRows.h"
-#include "rules/FilterRule.h"
-#include "rules/HighlightRule.h"
 #include "rules/QuickHighlightFilterRule.h"
 #include "support/PreferencesTest.h"
-#include "support/RecordingNotificationCenter.h"
+#include "support/Rules.h"
 #include "support/Waiting.h"
 
 #include <thread>
@@ -15,23 +12,16 @@ namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-constexpr bool hides = true;
+using test::makeRule;
 
 class RuleEnforcerTest : public test::PreferencesTest {
 protected:
     static std::shared_ptr<HighlightRule> look(bool bold, bool italic, bool underline, QColor color) {
         return std::make_shared<HighlightRule>(bold, italic, underline, color, Qt::white);
     }
-    static std::shared_ptr<FilterRule>
-    rule(const QString& text, bool hide = false,
-         std::shared_ptr<HighlightRule> highlight = look(false, false, false, Qt::blue)) {
-        return std::make_shared<FilterRule>(hide, std::make_shared<SearchItem>(text), std::move(highlight),
-                                            NotificationRule::defaultRule());
-    }
     static std::shared_ptr<FilterRule> notifyingRule(const QString& text, Frequency frequency,
                                                      bool enabled = true, bool bounces = false) {
-        const auto made = rule(text);
+        const auto made = makeRule(text);
         made->setNotificationRule(std::make_shared<NotificationRule>(enabled, bounces, frequency));
         return made;
     }
@@ -58,59 +48,51 @@ protected:
 };
 
 TEST_F(RuleEnforcerTest, MarkTable) {
-    const auto hideBad = rule(u"bad"_s, hides);
-    const auto showGood = rule(u"good"_s);
+    const auto hideBad = makeRule(u"bad"_s);
+    hideBad->setHide(true);
+    const auto showGood = makeRule(u"good"_s);
     using enum DefaultFilterLineAction;
-    const struct {
-        RuleEnforcer::Rules rules;
-        DefaultFilterLineAction action;
-        QString line;
-        bool hidden;
-        bool shownOnly;
-    } cases[] = {
-        {{}, hide, u"good"_s, false, false}, // without rules nothing is hidden
-        {{showGood}, hide, u"good"_s, false, true},
-        {{showGood}, hide, u"other"_s, true, false},
-        {{showGood}, hide, u""_s, false, false}, // an empty line is never hidden
-        {{showGood}, show, u"other"_s, false, false},
-        {{hideBad}, show, u"bad"_s, true, false},
-        {{hideBad}, show, u"other"_s, false, false},
-        {{hideBad, showGood}, show, u"good and bad"_s, true, true},
-        {{showGood, hideBad}, hide, u"good and bad"_s, true, true},
+    const RuleMarks hidden{.hideLine = true};
+    const RuleMarks shownOnly{.showOnlyLine = true};
+    const RuleMarks both{.hideLine = true, .showOnlyLine = true};
+    const std::tuple<RuleEnforcer::Rules, DefaultFilterLineAction, QString, RuleMarks> cases[] = {
+        {{}, hide, u"good"_s, {}}, // without rules nothing is hidden
+        {{showGood}, hide, u"good"_s, shownOnly},
+        {{showGood}, hide, u"other"_s, hidden},
+        {{showGood}, hide, u""_s, {}}, // an empty line is never hidden
+        {{showGood}, show, u"other"_s, {}},
+        {{hideBad}, show, u"bad"_s, hidden},
+        {{hideBad}, show, u"other"_s, {}},
+        {{hideBad, showGood}, show, u"good and bad"_s, both},
+        {{showGood, hideBad}, hide, u"good and bad"_s, both},
     };
-    for (const auto& c : cases) {
-        enforcer_.setActiveRules(c.rules);
-        source_.setDefaultLineAction(c.action);
-        const RuleMarks marks = enforcer_.applyRules(0, c.line).marks;
-        EXPECT_EQ(marks, (RuleMarks{c.hidden, c.shownOnly})) << c.line.toStdString();
+    for (const auto& [rules, action, line, marks] : cases) {
+        enforcer_.setActiveRules(rules);
+        source_.setDefaultLineAction(action);
+        EXPECT_EQ(enforcer_.applyRules(0, line).marks, marks) << line.toStdString();
     }
     // A line that was marked before is not hidden by default.
     source_.setDefaultLineAction(hide);
     RowLine marked{1, AttributedString(u"other"_s), true, 0, {.showOnlyLine = true}};
-    EXPECT_EQ(enforcer_.applyRules(0, marked).marks, (RuleMarks{.showOnlyLine = true}));
+    EXPECT_EQ(enforcer_.applyRules(0, marked).marks, shownOnly);
 }
 
 TEST_F(RuleEnforcerTest, OnlyRulesThatHaveSomethingToTellMakeANotificationPass) {
     EXPECT_FALSE(enforcer_.makeNotificationPass());
-    const struct {
-        const char* what;
-        std::shared_ptr<FilterRule> rule;
-        bool tellsAtFirst;
-        bool tellsLater;
-    } cases[] = {
-        {"paints", rule(u"x"_s), false, false},
+    const std::tuple<const char*, std::shared_ptr<FilterRule>, bool, bool> cases[] = {
+        {"paints", makeRule(u"x"_s), false, false},
         {"tells once", notifyingRule(u"x"_s, Frequency::Once), true, false},
         {"tells always", notifyingRule(u"x"_s, Frequency::Always), true, true},
         {"bounces always", notifyingRule(u"x"_s, Frequency::Always, false, true), true, true},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        enforcer_.setActiveRules({rule(u"x"_s), c.rule});
-        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsAtFirst);
+    for (const auto& [what, tested, tellsAtFirst, tellsLater] : cases) {
+        SCOPED_TRACE(what);
+        enforcer_.setActiveRules({makeRule(u"x"_s), tested});
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsAtFirst);
         enforcer_.applyRules(0, u"x"_s);
-        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsLater);
-        enforcer_.updateRule(c.rule);
-        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, c.tellsAtFirst);
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsLater);
+        enforcer_.updateRule(tested);
+        EXPECT_EQ(enforcer_.makeNotificationPass() != nullptr, tellsAtFirst);
     }
     told();
 }
@@ -154,7 +136,7 @@ TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosi
     Preferences::shared().setLogViewBackground(QColor(1, 2, 3));
     std::vector<std::shared_ptr<FilterRule>> rules;
     const auto add = [&](const QString& text, bool bold, bool italic, bool underline, QColor color) {
-        rules.push_back(rule(text, false, look(bold, italic, underline, color)));
+        rules.push_back(makeRule(text, look(bold, italic, underline, color)));
         enforcer_.addRule(rules.back());
     };
     add(u"error"_s, true, false, false, Qt::red);
@@ -191,7 +173,7 @@ TEST_F(RuleEnforcerTest, ColoursAreTheLastRulesAndStylesAreThoseOfAllAtEveryPosi
 }
 
 TEST_F(RuleEnforcerTest, LinesOfAPassThatLookAlikeShareTheirAttributes) {
-    enforcer_.addRule(rule(u"x"_s, false, look(true, false, false, Qt::red)));
+    enforcer_.addRule(makeRule(u"x"_s, look(true, false, false, Qt::red)));
     const auto plain = std::make_shared<Attributes>();
     AttributedString lines[] = {AttributedString(u"ax"_s, plain), AttributedString(u"bx"_s, plain)};
     const auto pass = enforcer_.makePass({});
@@ -338,14 +320,16 @@ TEST_F(RuleEnforcerTest, APassKeepsTheRulesItStartedFromAndTellsNothingOfChanged
 }
 
 TEST_F(RuleEnforcerTest, ACancelledRunSkipsTheRulesThatAreLeftButNotTheDefaultAction) {
-    enforcer_.addRule(rule(u"x"_s));
+    enforcer_.addRule(makeRule(u"x"_s));
     source_.setDefaultLineAction(DefaultFilterLineAction::hide);
     EXPECT_EQ(marksBy(*enforcer_.makePass([] { return true; }), 0, u"x"_s), (RuleMarks{.hideLine = true}));
 
     enforcer_.setCanceled(true);
     EXPECT_FALSE(isHidden(u"x"_s)) << "the next line starts afresh";
     // A cancel in the middle of a line keeps the results of the rules before it.
-    enforcer_.addRule(rule(u"x"_s, hides));
+    const auto hiding = makeRule(u"x"_s);
+    hiding->setHide(true);
+    enforcer_.addRule(hiding);
     int asked = 0;
     EXPECT_EQ(marksBy(*enforcer_.makePass([&] { return ++asked > 1; }), 0, u"x"_s),
               (RuleMarks{.showOnlyLine = true}));
@@ -380,7 +364,7 @@ TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {
             }
         });
     for (int edit = 0; edit < 50; ++edit) {
-        const auto other = rule(QString::number(edit));
+        const auto other = makeRule(QString::number(edit));
         enforcer_.addRule(other);
         other->searchItem()->setSearchStr(u"x"_s);
         other->highlightRule()->setBold(edit % 2 == 0);
@@ -390,15 +374,11 @@ TEST_F(RuleEnforcerTest, ManyLoadsAtOnceTellOfEachLineOnceWhileRulesChange) {
     }
     for (std::thread& load : loads)
         load.join();
-    told();
-    const auto countOf = [&](const std::shared_ptr<FilterRule>& of) {
-        return std::count_if(
-            center_.delivered.begin(), center_.delivered.end(), [&](const auto& notification) {
-                return notification.foldKey.startsWith(of->id().toString(QUuid::WithoutBraces));
-            });
-    };
-    EXPECT_EQ(countOf(always), lines);
-    EXPECT_EQ(countOf(once), 1);
+    EXPECT_EQ(told().size(), lines + 1U) << "all of one rule, one of the other";
+    const QString key = always->id().toString(QUuid::WithoutBraces);
+    EXPECT_EQ(std::ranges::count_if(center_.delivered,
+                                    [&](const auto& told) { return told.foldKey.startsWith(key); }),
+              lines);
 }
 
 } // namespace

@@ -1,13 +1,10 @@
 #include "rules/FilterRulesMemento.h"
 #include "rules/FiltersManager.h"
 
-#include "core/search/SearchItem.h"
 #include "foundation/archive/KeyedArchiver.h"
-#include "rules/FilterRule.h"
-#include "rules/HighlightRule.h"
-#include "rules/NotificationRule.h"
 #include "rules/RuleArchive.h"
 #include "support/Golden.h"
+#include "support/Rules.h"
 #include "support/StoreConformance.h"
 
 namespace korvane {
@@ -20,11 +17,6 @@ using Type = FiltersManagerNotification::Type;
 const QString rulesFile = FiltersManager::RULES_FILE;
 const QString statesFile = FilterRulesMemento::DATA_FILE;
 
-std::shared_ptr<FilterRule> newRule(const QString& text) {
-    return std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(text),
-                                        std::make_shared<HighlightRule>(), NotificationRule::defaultRule());
-}
-
 QStringList textsOf(const FiltersManager& manager) {
     QStringList all;
     for (const auto& rule : manager.rules())
@@ -36,7 +28,7 @@ struct RulesCase {
     using Store = FiltersManager;
     static QString file() { return rulesFile; }
     static auto load(const QString& directory, UserDefaults&) { return Store::load(directory); }
-    static void add(Store& store, const QString& name) { store.addRule(newRule(name)); }
+    static void add(Store& store, const QString& name) { store.addRule(makeRule(name)); }
     static QStringList contents(const Store& store) { return textsOf(store); }
 };
 
@@ -100,7 +92,7 @@ TEST_F(RuleStoresTest, FirstStartHasTheLevelRulesAndNoFile) {
         EXPECT_EQ(rule.notificationRule(), NotificationRule::defaultRule());
     }
 
-    manager->addRule(newRule(u"fifth"_s));
+    manager->addRule(makeRule(u"fifth"_s));
     const auto again = loadManager();
     EXPECT_EQ(textsOf(*again), QStringList({u"INFO"_s, u"WARN"_s, u"DEBUG"_s, u"ERROR"_s, u"fifth"_s}));
     for (std::size_t i = 0; i < 5; ++i)
@@ -112,10 +104,10 @@ TEST_F(RuleStoresTest, EveryChangeIsSavedBeforeItIsPosted) {
     QStringList onDisk;
     const auto subscription =
         manager->changed().subscribe([&](const auto&) { onDisk.append(textsOf(*loadManager()).join(u' ')); });
-    manager->addRule(newRule(u"new"_s));
+    manager->addRule(makeRule(u"new"_s));
     manager->removeRule(0);
     manager->removeRule(0);
-    manager->updateRule(newRule(u"other"_s), 0);
+    manager->updateRule(makeRule(u"other"_s), 0);
     const auto last = manager->rule(2);
     last->searchItem()->setSearchStr(u"edited"_s);
     manager->updateRule(last, 2);
@@ -129,7 +121,7 @@ TEST_F(RuleStoresTest, IndexesAndIdentitiesOutsideTheListFindAndChangeNothing) {
     const auto manager = loadManager();
     for (const qsizetype index : {qsizetype(-1), qsizetype(4), std::numeric_limits<qsizetype>::max()}) {
         manager->removeRule(index);
-        manager->updateRule(newRule(u"x"_s), index);
+        manager->updateRule(makeRule(u"x"_s), index);
         EXPECT_EQ(manager->rule(index), nullptr);
     }
     EXPECT_EQ(manager->rules().size(), 4u);
@@ -146,7 +138,7 @@ TEST_F(RuleStoresTest, IndexesAndIdentitiesOutsideTheListFindAndChangeNothing) {
 
 TEST_F(RuleStoresTest, ImportedRulesAreAddedUnderIdentitiesOfTheirOwn) {
     const auto manager = loadManager();
-    const auto exported = newRule(u"exported"_s);
+    const auto exported = makeRule(u"exported"_s);
     manager->addRule(exported);
     ASSERT_TRUE(manager->exportRules({exported, exported, manager->rule(0)}, path(u"out"_s)));
     posted_.clear();
@@ -173,7 +165,7 @@ TEST_F(RuleStoresTest, ImportedRulesAreAddedUnderIdentitiesOfTheirOwn) {
         ASSERT_FALSE(failed);
         EXPECT_TRUE(failed.error().userText.contains(path(name)));
     }
-    write(u"mixed"_s, ArchiveEditor(archiveRules({newRule(u"a"_s)})).addStrangersToRoot().archive());
+    write(u"mixed"_s, ArchiveEditor(archiveRules({makeRule(u"a"_s)})).addStrangersToRoot().archive());
     EXPECT_EQ(manager->readImport(path(u"mixed"_s)).value().leftOut, 2);
 }
 

@@ -172,11 +172,7 @@ TEST_F(SearchControllerTest, TheSameTextIsIgnoredWhileItIsSearched) {
 }
 
 TEST_F(SearchControllerTest, TheEndOfACancelledSearchChangesNothing) {
-    const struct {
-        const char* name;
-        std::function<void()> cancel;
-        Rows selected;
-    } cases[] = {
+    const std::tuple<const char*, std::function<void()>, Rows> cases[] = {
         {"another text", [this] { controller_->performSearch(u"gamma"_s); }, {3}},
         {"an empty text", [this] { controller_->performSearch(QString()); }, {}},
         {"the other direction", [this] { setForward(true); }, {}},

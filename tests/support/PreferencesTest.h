@@ -11,9 +11,14 @@ namespace korvane::test {
 
 class FakeFontCatalog : public FontCatalog {
 public:
-    bool isInstalled(const QString&) const override { return true; }
-    QFont userFont() const override { return QFont(QStringLiteral("User Mono")); }
-    QFont systemFont() const override { return QFont(QStringLiteral("System Sans")); }
+    explicit FakeFontCatalog(bool isPreferredInstalled = true)
+        : isPreferredInstalled_(isPreferredInstalled) {}
+    bool isInstalled(const QString&) const override { return isPreferredInstalled_; }
+    QFont userFont() const override { return QFont(QStringLiteral("User Mono"), 31); }
+    QFont systemFont() const override { return QFont(QStringLiteral("System Sans"), 31); }
+
+private:
+    const bool isPreferredInstalled_;
 };
 
 /// Fresh preferences for each test, in their own settings file. No worker outlives the test.

@@ -12,6 +12,13 @@
 
 namespace korvane::test {
 
+/// A rule that highlights and does not notify.
+inline std::shared_ptr<FilterRule>
+makeRule(const QString& text, std::shared_ptr<HighlightRule> look = std::make_shared<HighlightRule>()) {
+    return std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(text), std::move(look),
+                                        NotificationRule::defaultRule());
+}
+
 /// The program's rule stores while it lives, empty at first, and the notifications of the rules.
 class Rules {
 public:
@@ -29,10 +36,9 @@ public:
     static FiltersManager& all() { return FiltersManager::shared(); }
     static FilterRulesMemento& active() { return FilterRulesMemento::shared(); }
     static std::shared_ptr<FilterRule> add(const QString& text, QColor color, Frequency frequency) {
-        const auto rule = std::make_shared<FilterRule>(
-            false, std::make_shared<SearchItem>(text),
-            std::make_shared<HighlightRule>(false, false, false, color, Qt::white),
-            std::make_shared<NotificationRule>(true, false, frequency));
+        const auto rule =
+            makeRule(text, std::make_shared<HighlightRule>(false, false, false, color, Qt::white));
+        rule->setNotificationRule(std::make_shared<NotificationRule>(true, false, frequency));
         all().addRule(rule);
         return rule;
     }

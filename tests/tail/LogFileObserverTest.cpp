@@ -2,6 +2,7 @@
 
 #include "core/reader/InMemoryFileLogReader.h"
 #include "core/reader/LogReader.h"
+#include "documents/FakeReader.h"
 #include "support/FakeDocument.h"
 #include "support/FaultyReads.h"
 #include "support/Guarded.h"
@@ -139,28 +140,23 @@ TEST_P(LogFileObserverTest, TheFirstReportChangesNothing) {
 }
 
 TEST_P(LogFileObserverTest, StoppingEndsAScanUnderWay) {
-    struct EndlessReader : LogReader {
-        explicit EndlessReader(const QUrl& url) : LogReader(url, IndexedFile::Storage::Disk) {}
-        bool isBehind() override { return true; }
-        void cancelScan() override { isCancelled = true; }
-        LineRange refreshReportingTo(std::shared_ptr<LogReaderDelegate> listener) override {
-            isScanning = true;
-            while (!isCancelled && !isReleased)
-                listener->readerDidReadBytes(1);
-            return {};
-        }
-        std::atomic<bool> isScanning{false};
-        std::atomic<bool> isCancelled{false};
-        std::atomic<bool> isReleased{false};
+    std::atomic<bool> isScanning{false};
+    std::atomic<bool> isReleased{false};
+    const auto endless = std::make_shared<test::FakeReader>(1);
+    endless->scan = [&](test::FakeReader& self) {
+        isScanning = true;
+        while (!self.isScanCancelled() && !isReleased)
+            self.delegate()->readerDidReadBytes(1);
+        return LineRange{};
     };
     file_.emplace("one\n");
-    const auto reader = std::make_shared<EndlessReader>(file_->url());
-    makeFor(reader);
+    makeFor(endless);
     observer_->startTailing();
-    EXPECT_TRUE(waitFor([&] { return reader->isScanning.load(); }));
+    EXPECT_TRUE(waitFor([&] { return isScanning.load(); }));
     observer_->stopTailing();
-    EXPECT_TRUE(waitFor([&] { return reader->isCancelled.load(); }));
-    reader->isReleased = true;
+    EXPECT_TRUE(waitFor([&] { return endless->isScanCancelled(); }));
+    isReleased = true;
+    EXPECT_TRUE(test::settle());
 }
 
 TEST_P(LogFileObserverTest, AnotherContentIsShownFromItsFirstLine) {

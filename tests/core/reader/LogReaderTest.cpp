@@ -154,12 +154,7 @@ TEST_P(LogReaderTest, RequestsAreClampedToTheLinesThereAre) {
     load("a\nb\nc\nd");
     const qint64 least = std::numeric_limits<qint64>::min();
     const qint64 most = std::numeric_limits<qint64>::max();
-    const struct {
-        qint64 start;
-        qint64 count;
-        QStringList expected;
-        std::uint64_t bytes;
-    } cases[] = {
+    const std::tuple<qint64, qint64, QStringList, std::uint64_t> cases[] = {
         {1, 2, {u"a"_s, u"b"_s}, 4},
         {2, 2, {u"b"_s, u"c"_s}, 4},
         {3, 5, {u"c"_s, u"d"_s}, 3},
@@ -173,10 +168,10 @@ TEST_P(LogReaderTest, RequestsAreClampedToTheLinesThereAre) {
         {least, most, {u"a"_s, u"b"_s, u"c"_s, u"d"_s}, 7},
         {most, most, {u"d"_s}, 1},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(reader_->readLines(c.start, c.count), c.expected) << c.start << ", " << c.count;
-        EXPECT_EQ(texts(rows(c.start, c.count)), c.expected) << c.start << ", " << c.count;
-        EXPECT_EQ(reader_->byteCount(c.start, c.count), c.bytes) << c.start << ", " << c.count;
+    for (const auto& [start, count, expected, bytes] : cases) {
+        EXPECT_EQ(reader_->readLines(start, count), expected) << start << ", " << count;
+        EXPECT_EQ(texts(rows(start, count)), expected) << start << ", " << count;
+        EXPECT_EQ(reader_->byteCount(start, count), bytes) << start << ", " << count;
     }
     const auto reader = std::dynamic_pointer_cast<LogReader>(reader_);
     EXPECT_EQ(reader->readFirstLines(2), (QStringList{u"a"_s, u"b"_s}));
@@ -189,11 +184,7 @@ TEST_P(LogReaderTest, RequestsAreClampedToTheLinesThereAre) {
 
 TEST_P(LogReaderTest, GrowthReportsTheOldLastLineAndTheNewOnes) {
     open("");
-    const struct {
-        QByteArray appended;
-        LineRange changed;
-        QStringList lines;
-    } steps[] = {
+    const std::tuple<QByteArray, LineRange, QStringList> steps[] = {
         {"", {0, 0}, {u""_s}},
         {"a\nb", {0, 2}, {u"a"_s, u"b"_s}},
         {"", {1, 0}, {u"a"_s, u"b"_s}},
@@ -201,9 +192,9 @@ TEST_P(LogReaderTest, GrowthReportsTheOldLastLineAndTheNewOnes) {
         {"\xC3\xA4", {2, 1}, {u"a"_s, u"bc"_s, u"ä"_s}},
         {"\n", {2, 2}, {u"a"_s, u"bc"_s, u"ä"_s, u""_s}},
     };
-    for (const auto& step : steps) {
-        EXPECT_EQ(refreshAfterAppending(step.appended), step.changed) << step.appended.toStdString();
-        EXPECT_EQ(lines(), step.lines) << step.appended.toStdString();
+    for (const auto& [appended, changed, expected] : steps) {
+        EXPECT_EQ(refreshAfterAppending(appended), changed) << appended.toStdString();
+        EXPECT_EQ(lines(), expected) << appended.toStdString();
     }
 }
 
@@ -519,11 +510,7 @@ TEST_P(LogReaderTest, AnotherEncodingThanTheDetectedOneIsTriedAsUtf8) {
 }
 
 TEST_P(LogReaderTest, OneBadByteChangesItsLineOnly) {
-    const struct {
-        StringEncoding encoding;
-        QByteArray word;
-        QByteArray badByte;
-    } cases[] = {
+    const std::tuple<StringEncoding, QByteArray, QByteArray> cases[] = {
         {encoding::utf8, "Gr\xC3\xBC\xC3\x9F"_ba, "\xFF"_ba},
         {encoding::ascii, "plain"_ba, "\xE4"_ba},
         {encoding::shiftJis, "\x83\x66\x81\x5b\x83\x5e"_ba, "\xFF"_ba},
@@ -534,21 +521,21 @@ TEST_P(LogReaderTest, OneBadByteChangesItsLineOnly) {
         {encoding::windows1253, "\xEB\xDC\xE8\xEF\xF2"_ba, "\xD2"_ba},
     };
     std::mt19937 random(11);
-    for (const auto& c : cases) {
+    for (const auto& [number, word, badByte] : cases) {
         for (int round = 0; round < 10; ++round) {
-            SCOPED_TRACE(encodingName(c.encoding).toStdString() + " " + std::to_string(round));
+            SCOPED_TRACE(encodingName(number).toStdString() + " " + std::to_string(round));
             const int count = 1 + static_cast<int>(random() % 300);
             const int bad = static_cast<int>(random() % static_cast<unsigned>(count));
             QList<QByteArray> bytes;
             QStringList expected;
             for (int line = 0; line < count; ++line) {
                 bytes.append("2024 [" + QByteArray::number(line) + "] " +
-                             c.word.repeated(static_cast<qsizetype>(random() % 4)) + " end");
+                             word.repeated(static_cast<qsizetype>(random() % 4)) + " end");
                 if (line == bad)
-                    bytes.back().insert(3, c.badByte);
-                expected.append(decodeLeniently(bytes.back(), c.encoding));
+                    bytes.back().insert(3, badByte);
+                expected.append(decodeLeniently(bytes.back(), number));
             }
-            load(bytes.join('\n'), {Kind::Fixed, c.encoding});
+            load(bytes.join('\n'), {Kind::Fixed, number});
             EXPECT_EQ(texts(rows()), expected);
             EXPECT_EQ(texts(rows(1, 1000, RowLength::Whole)), expected);
             EXPECT_TRUE(expected[bad].contains(QChar::ReplacementCharacter));
@@ -667,24 +654,19 @@ TEST_P(LogReaderTest, ManyLongLinesAreCutShorter) {
 }
 
 TEST_P(LogReaderTest, ACutLineInAnyEncodingEndsWithAWholeCharacter) {
-    const struct {
-        StringEncoding encoding;
-        QByteArray line;
-        QString end;
-        std::uint64_t cut;
-    } cases[] = {
+    const std::tuple<StringEncoding, QByteArray, QString, std::uint64_t> cases[] = {
         {encoding::shiftJis, QByteArray(longest - 1, 'a') + "\x83\x66zz", u"aa"_s, 4},
         {encoding::isoLatin1, QByteArray(longest - 1, 'a') + "\xE4zz", u"aä"_s, 2},
         {encoding::utf16BigEndian,
          QByteArray("\0a", 2).repeated(longest / 2 - 1) + QByteArray("\xD8\x3D\xDE\x00", 4), u"aa"_s, 4},
         {encoding::gb18030, QByteArray(longest - 3, 'a') + "\x94\x39\xDA\x33", u"aa"_s, 4},
     };
-    for (const auto& c : cases) {
-        load(c.line, {Kind::Fixed, c.encoding});
+    for (const auto& [number, line, end, cut] : cases) {
+        load(line, {Kind::Fixed, number});
         const DisplayLines shown = rows(1, 1);
-        ASSERT_EQ(shown.lines.size(), 1U) << c.encoding;
-        EXPECT_EQ(shown.lines[0].text.right(2), c.end) << c.encoding;
-        EXPECT_EQ(shown.lines[0].cutBytes, c.cut) << c.encoding;
+        ASSERT_EQ(shown.lines.size(), 1U) << number;
+        EXPECT_EQ(shown.lines[0].text.right(2), end) << number;
+        EXPECT_EQ(shown.lines[0].cutBytes, cut) << number;
     }
 }
 

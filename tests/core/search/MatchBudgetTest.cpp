@@ -95,19 +95,15 @@ TEST(MatchBudget, BackReferencesCostMoreInLinesThatRepeatThemselvesAndSeeOnlyThe
     while (filling.size() < 16'382)
         filling += QString::number(filling.size()) + u'x';
     filling.truncate(16'382);
-    const struct {
-        QString line;
-        Ranges ranges;
-        bool gaveUp;
-    } cases[] = {
+    const std::tuple<QString, Ranges, bool> cases[] = {
         {u"bb"_s + filling, {{0, 2}}, false},     {filling + u"bb"_s, {{16'382, 2}}, false},
         {filling + u"xbb"_s, {}, true},           {u"bb"_s + filling + filling, {{0, 2}}, false},
         {filling + u"x\U0001F600bb"_s, {}, true},
     };
-    for (const auto& c : cases) {
-        const MatchRun run(u"(b)\\1"_s, c.line);
-        EXPECT_EQ(run.outcome.ranges, c.ranges) << c.line.size();
-        EXPECT_EQ(run.outcome.gaveUp, c.gaveUp) << c.line.size();
+    for (const auto& [line, ranges, gaveUp] : cases) {
+        const MatchRun run(u"(b)\\1"_s, line);
+        EXPECT_EQ(run.outcome.ranges, ranges) << line.size();
+        EXPECT_EQ(run.outcome.gaveUp, gaveUp) << line.size();
     }
     EXPECT_TRUE(MatchRun(u"(b)\\1$"_s, filling + u"bbx"_s).outcome.gaveUp)
         << "the end that is seen is not the line's";

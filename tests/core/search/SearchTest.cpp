@@ -38,12 +38,7 @@ Ranges compiledRanges(const SearchItem& item, const QString& line) {
 }
 
 TEST(Search, MatchTable) {
-    const struct {
-        QString text;
-        How how;
-        QString line;
-        Ranges expected;
-    } cases[] = {
+    const std::tuple<QString, How, QString, Ranges> cases[] = {
         {u"ab"_s, How::Plain, u"ababab"_s, {{0, 2}, {2, 2}, {4, 2}}},
         {u"aa"_s, How::Plain, u"aaaa"_s, {{0, 2}, {2, 2}}},
         {u"aa"_s, How::Regex, u"aaaaa"_s, {{0, 2}, {2, 2}}},
@@ -75,12 +70,12 @@ TEST(Search, MatchTable) {
         {u"("_s, How::Regex, u"("_s, {}},
         {u"*"_s, How::Regex, u"*"_s, {}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text.toStdString() + " in " + c.line.toStdString());
-        const SearchItem search = item(c.text, c.how);
-        EXPECT_EQ(search.matchRanges(c.line), c.expected);
-        EXPECT_EQ(search.matches(c.line), !c.expected.empty());
-        EXPECT_EQ(compiledRanges(search, c.line), c.expected);
+    for (const auto& [text, how, line, expected] : cases) {
+        SCOPED_TRACE(text.toStdString() + " in " + line.toStdString());
+        const SearchItem search = item(text, how);
+        EXPECT_EQ(search.matchRanges(line), expected);
+        EXPECT_EQ(search.matches(line), !expected.empty());
+        EXPECT_EQ(compiledRanges(search, line), expected);
     }
 }
 

@@ -50,6 +50,9 @@ using Fields = std::vector<PropertyListDictionary::Entry>;
 PropertyList dictionary(Fields fields) {
     return PropertyList(PropertyListDictionary(std::move(fields)));
 }
+PropertyList array(PropertyList::Array elements) {
+    return PropertyList(std::move(elements));
+}
 PropertyList uid(std::uint64_t value) {
     return PropertyList(PropertyList::Uid{value});
 }
@@ -57,8 +60,13 @@ PropertyList text(const QString& value) {
     return PropertyList(value);
 }
 PropertyList classOf(const QString& name, const QString& superclass = u"NSObject"_s) {
-    return dictionary({{u"$classname"_s, text(name)},
-                       {u"$classes"_s, PropertyList(PropertyList::Array{text(name), text(superclass)})}});
+    return dictionary(
+        {{u"$classname"_s, text(name)}, {u"$classes"_s, array({text(name), text(superclass)})}});
+}
+/// `classUid`: number of the class among the archive's objects.
+PropertyList object(std::uint64_t classUid, Fields fields) {
+    fields.emplace_back(u"$class"_s, uid(classUid));
+    return dictionary(std::move(fields));
 }
 
 /// An archive of these objects, made without the archiver; the first object, number 1, is the root.
@@ -68,7 +76,7 @@ QByteArray archiveOf(const PropertyList::Array& objects) {
     return dictionary({{u"$archiver"_s, text(u"NSKeyedArchiver"_s)},
                        {u"$version"_s, PropertyList(std::int64_t(100000))},
                        {u"$top"_s, dictionary({{u"root"_s, uid(1)}})},
-                       {u"$objects"_s, PropertyList(table)}})
+                       {u"$objects"_s, array(table)}})
         .toBinary();
 }
 
@@ -99,12 +107,7 @@ TEST(KeyedArchiveTest, EveryColourComponentSurvivesExactly) {
 
 TEST(KeyedArchiveTest, ColoursOfThePlatformsSpaces) {
     const QColor fault;
-    const struct {
-        int space;
-        const char* key;
-        QByteArray components;
-        QColor expected;
-    } cases[] = {
+    const std::tuple<std::int64_t, const char*, QByteArray, QColor> cases[] = {
         {1, "NSRGB", QByteArray("1 0 0\0", 6), QColor(255, 0, 0)},
         {1, "NSRGB", "0 0.5490196347 0", QColor(0, 140, 0)},
         {1, "NSRGB", QByteArray("0 0 1 0.2\0", 10), QColor(0, 0, 255, 51)},
@@ -129,9 +132,8 @@ TEST(KeyedArchiveTest, ColoursOfThePlatformsSpaces) {
     };
     for (const auto& [space, key, components, expected] : cases) {
         SCOPED_TRACE(std::to_string(space) + ' ' + components.toStdString());
-        const auto unarchiver = opened({dictionary({{u"$class"_s, uid(2)},
-                                                    {u"NSColorSpace"_s, PropertyList(std::int64_t(space))},
-                                                    {QLatin1String(key), PropertyList(components)}}),
+        const auto unarchiver = opened({object(2, {{u"NSColorSpace"_s, PropertyList(space)},
+                                                   {QLatin1String(key), PropertyList(components)}}),
                                         classOf(u"NSColor"_s)});
         const Result<QColor> color = unarchiver->root().color();
         ASSERT_EQ(bool(color), expected.isValid());
@@ -150,8 +152,7 @@ TEST(KeyedArchiveTest, ClassNamesInPlainAndMangledForm) {
         "_TtC5Other4Node korvane.Node Korvane.Node2 _TtC7Korvane99999999999Node"_s.split(u' ');
     for (const QString& name : known + unknown) {
         const bool isKnown = known.contains(name);
-        const auto unarchiver =
-            opened({dictionary({{u"$class"_s, uid(2)}, {u"name"_s, uid(3)}}), classOf(name), text(u"n"_s)});
+        const auto unarchiver = opened({object(2, {{u"name"_s, uid(3)}}), classOf(name), text(u"n"_s)});
         SCOPED_TRACE(name.toStdString());
         EXPECT_EQ(unarchiver->root().is<Node>(), isKnown);
         const auto node = unarchiver->root().object<Node>();
@@ -162,14 +163,12 @@ TEST(KeyedArchiveTest, ClassNamesInPlainAndMangledForm) {
 
 TEST(KeyedArchiveTest, TextAndListsInEveryFormOfThePlatform) {
     const auto unarchiver = opened({
-        dictionary({{u"$class"_s, uid(2)},
-                    {u"NS.objects"_s,
-                     PropertyList(PropertyList::Array{uid(3), uid(4), uid(6), text(u"inline"_s)})}}),
+        object(2, {{u"NS.objects"_s, array({uid(3), uid(4), uid(6), text(u"inline"_s)})}}),
         classOf(u"SomeDeferredArray"_s, u"NSArray"_s),
         text(u"plain"_s),
-        dictionary({{u"$class"_s, uid(5)}, {u"NS.string"_s, text(u"wrapped"_s)}}),
+        object(5, {{u"NS.string"_s, text(u"wrapped"_s)}}),
         classOf(u"NSMutableString"_s, u"NSString"_s),
-        dictionary({{u"$class"_s, uid(7)}, {u"NS.string"_s, uid(3)}}),
+        object(7, {{u"NS.string"_s, uid(3)}}),
         classOf(u"NSString"_s),
     });
     const auto elements = unarchiver->root().elements();
@@ -182,8 +181,7 @@ TEST(KeyedArchiveTest, TextAndListsInEveryFormOfThePlatform) {
 
 TEST(KeyedArchiveTest, UrlIsResolvedAgainstItsBases) {
     const auto url = [](std::uint64_t base, std::uint64_t relative) {
-        return dictionary(
-            {{u"$class"_s, uid(2)}, {u"NS.base"_s, uid(base)}, {u"NS.relative"_s, uid(relative)}});
+        return object(2, {{u"NS.base"_s, uid(base)}, {u"NS.relative"_s, uid(relative)}});
     };
     const auto unarchiver =
         opened({url(4, 3), classOf(u"NSURL"_s), text(u"c.log"_s), url(0, 5), text(u"file:///a/b"_s)});
@@ -198,9 +196,8 @@ TEST(KeyedArchiveTest, UrlIsResolvedAgainstItsBases) {
 
 TEST(KeyedArchiveTest, FaultsHaveTheirKindAndPlace) {
     const PropertyList nodeClass = classOf(u"Korvane.Node"_s);
-    const auto faultWith = [&](Fields fields, const PropertyList& third) {
-        fields.emplace_back(u"$class"_s, uid(2));
-        const auto node = opened({dictionary(fields), nodeClass, third})->root().object<Node>();
+    const auto faultWith = [&](const Fields& fields, const PropertyList& third) {
+        const auto node = opened({object(2, fields), nodeClass, third})->root().object<Node>();
         EXPECT_FALSE(node);
         return node ? Error() : node.error();
     };
@@ -210,8 +207,7 @@ TEST(KeyedArchiveTest, FaultsHaveTheirKindAndPlace) {
     EXPECT_EQ(faultOf(faultWith({{u"name"_s, uid(0)}}, {})), ArchiveFault::missingKey);
     EXPECT_EQ(faultOf(faultWith({{u"name"_s, uid(3)}}, PropertyList(true))), ArchiveFault::wrongKind);
     const Error unknown =
-        faultWith({{u"name"_s, text(u"n"_s)}, {u"next"_s, dictionary({{u"$class"_s, uid(3)}})}},
-                  classOf(u"Korvane.Stranger"_s));
+        faultWith({{u"name"_s, text(u"n"_s)}, {u"next"_s, object(3, {})}}, classOf(u"Korvane.Stranger"_s));
     EXPECT_EQ(faultOf(unknown), ArchiveFault::unknownClass);
     EXPECT_TRUE(unknown.userText.contains(u"next"_s) && unknown.userText.contains(u"Stranger"_s));
     // An object that contains itself.
@@ -225,17 +221,14 @@ TEST(KeyedArchiveTest, ReferencesThatLeadNowhereAreDamage) {
     };
     EXPECT_FALSE(opens({}));
     EXPECT_FALSE(opens({dictionary({{u"name"_s, uid(2)}})}));
-    EXPECT_FALSE(opens({dictionary({{u"NS.objects"_s, PropertyList(PropertyList::Array{uid(0), uid(9)})}})}));
+    EXPECT_FALSE(opens({dictionary({{u"NS.objects"_s, array({uid(0), uid(9)})}})}));
     EXPECT_TRUE(opens({dictionary({{u"name"_s, uid(1)}})}));
     // References deeper than in a well-formed archive: no object, and no crash.
     const auto unarchiver = opened({dictionary({{u"$class"_s, dictionary({{u"$class"_s, uid(99)}})}})});
     EXPECT_FALSE(unarchiver->root().object<Node>());
+    const PropertyList next = object(2, {{u"name"_s, object(77, {})}});
     const auto inlineObject =
-        opened({dictionary({{u"$class"_s, uid(2)},
-                            {u"name"_s, text(u"n"_s)},
-                            {u"next"_s, dictionary({{u"$class"_s, uid(2)},
-                                                    {u"name"_s, dictionary({{u"$class"_s, uid(77)}})}})}}),
-                classOf(u"Korvane.Node"_s)});
+        opened({object(2, {{u"name"_s, text(u"n"_s)}, {u"next"_s, next}}), classOf(u"Korvane.Node"_s)});
     EXPECT_FALSE(inlineObject->root().object<Node>());
 }
 
@@ -245,12 +238,9 @@ TEST(KeyedArchiveTest, ListsThatStandInManyPlacesCannotMultiply) {
     const PropertyList::Array keys(many, uid(4));
     const PropertyList::Array lists(many, uid(2));
     const PropertyList::Array elements(many, uid(4));
-    const auto unarchiver =
-        opened({dictionary({{u"$class"_s, uid(5)},
-                            {u"NS.keys"_s, PropertyList(keys)},
-                            {u"NS.objects"_s, PropertyList(lists)}}),
-                dictionary({{u"$class"_s, uid(3)}, {u"NS.objects"_s, PropertyList(elements)}}),
-                classOf(u"NSArray"_s), text(u"x"_s), classOf(u"NSDictionary"_s)});
+    const auto unarchiver = opened({object(5, {{u"NS.keys"_s, array(keys)}, {u"NS.objects"_s, array(lists)}}),
+                                    object(3, {{u"NS.objects"_s, array(elements)}}), classOf(u"NSArray"_s),
+                                    text(u"x"_s), classOf(u"NSDictionary"_s)});
     const auto entries = unarchiver->root().entries();
     ASSERT_TRUE(entries);
     ASSERT_EQ(entries.value().size(), many);

@@ -1,20 +1,15 @@
 #include "foundation/archive/UserDefaults.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "support/StoreDefaults.h"
 
 namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-class UserDefaultsTest : public ::testing::Test {
+class UserDefaultsTest : public test::StoreTest {
 protected:
-    QString path() const { return directory_.filePath(u"settings/korvane.conf"_s); }
-    QTemporaryDir directory_;
+    const QString file_ = path(u"settings/korvane.conf"_s);
 };
 
 TEST_F(UserDefaultsTest, KeysAreKeptApartAndExactlyWhateverTheyHold) {
@@ -23,12 +18,12 @@ TEST_F(UserDefaultsTest, KeysAreKeptApartAndExactlyWhateverTheyHold) {
         "keyWrapLines_file:///var/log/a.log|keyWrapLines_file:///var/log//a.log|"
         "keyWrapLines_file:///var/log/%FF.log|keyWrapLines_file:///var/log/%2525FF.log"_s.split(u'|');
     {
-        UserDefaults defaults(path());
+        UserDefaults defaults(file_);
         for (const QString& key : keys)
             defaults.set(key, u"value of "_s + key);
         defaults.set(u"bytes"_s, QByteArray("\0\xFF@,;\"", 6));
     }
-    UserDefaults reopened(path());
+    UserDefaults reopened(file_);
     for (const QString& key : keys)
         EXPECT_EQ(reopened.value(key).toString(), u"value of "_s + key) << key.toStdString();
     EXPECT_EQ(reopened.value(u"bytes"_s).toByteArray(), QByteArray("\0\xFF@,;\"", 6));
@@ -39,14 +34,14 @@ TEST_F(UserDefaultsTest, KeysAreKeptApartAndExactlyWhateverTheyHold) {
 }
 
 TEST_F(UserDefaultsTest, RegisteredDefaultsShowThroughAndAreNeverWritten) {
-    UserDefaults defaults(path());
+    UserDefaults defaults(file_);
     defaults.registerDefaults({{u"a/x"_s, 1}, {u"b"_s, 2}});
     defaults.registerDefaults({{u"b"_s, 3}});
     EXPECT_EQ(defaults.value(u"a/x"_s).toInt(), 1);
     EXPECT_EQ(defaults.value(u"b"_s).toInt(), 3);
     defaults.set(u"a/x"_s, 5);
     EXPECT_EQ(defaults.value(u"a/x"_s).toInt(), 5);
-    const UserDefaults reopened(path());
+    const UserDefaults reopened(file_);
     EXPECT_EQ(reopened.value(u"a/x"_s).toInt(), 5);
     EXPECT_FALSE(reopened.value(u"b"_s).isValid());
     defaults.remove(u"a/x"_s);
@@ -54,7 +49,7 @@ TEST_F(UserDefaultsTest, RegisteredDefaultsShowThroughAndAreNeverWritten) {
 }
 
 TEST_F(UserDefaultsTest, EveryChangeIsToldWithItsKeyWhileTheTokenLives) {
-    UserDefaults defaults(path());
+    UserDefaults defaults(file_);
     QStringList told;
     auto token = defaults.observe([&](const QString& key) {
         told += key + u'=' + defaults.value(key).toString(); // may read a value: no lock is held
@@ -69,19 +64,16 @@ TEST_F(UserDefaultsTest, EveryChangeIsToldWithItsKeyWhileTheTokenLives) {
 }
 
 TEST_F(UserDefaultsTest, AFileThatCannotBeWrittenIsReportedUntilItCan) {
-    const QString place = directory_.filePath(u"settings"_s);
-    QFile obstacle(place);
-    ASSERT_TRUE(obstacle.open(QIODevice::WriteOnly));
-    obstacle.close();
-    UserDefaults defaults(path());
+    write(u"settings"_s, "no directory");
+    UserDefaults defaults(file_);
     EXPECT_TRUE(defaults.writeFault().isEmpty());
     defaults.set(u"a"_s, 1);
-    EXPECT_TRUE(defaults.writeFault().contains(path())) << defaults.writeFault().toStdString();
+    EXPECT_TRUE(defaults.writeFault().contains(file_)) << defaults.writeFault().toStdString();
     EXPECT_EQ(defaults.value(u"a"_s).toInt(), 1) << "it holds while the program runs";
-    ASSERT_TRUE(obstacle.remove());
+    ASSERT_TRUE(QFile::remove(path(u"settings"_s)));
     defaults.set(u"b"_s, 2);
     EXPECT_TRUE(defaults.writeFault().isEmpty()) << defaults.writeFault().toStdString();
-    const UserDefaults reopened(path());
+    const UserDefaults reopened(file_);
     EXPECT_EQ(reopened.value(u"a"_s).toInt(), 1);
     EXPECT_EQ(reopened.value(u"b"_s).toInt(), 2);
 }

@@ -41,11 +41,7 @@ QByteArray randomBytes(int count) {
 TEST(StringEncoding, DetectionTable) {
     const QString text = u"2024-01-01 INFO eine Zeile\n2024-01-01 WARN 😀 noch eine\n"_s;
     const QByteArray manyAscii = asciiLine.repeated(2000);
-    const struct {
-        const char* what;
-        QByteArray data;
-        StringEncoding expected;
-    } cases[] = {
+    const std::tuple<const char*, QByteArray, StringEncoding> cases[] = {
         {"nothing", "", encoding::unknown},
         {"ASCII", asciiLine, encoding::utf8},
         {"UTF-8", "Gr\xC3\xBC\xC3\x9F"_ba, encoding::utf8},
@@ -74,8 +70,8 @@ TEST(StringEncoding, DetectionTable) {
          encoding::shiftJis},
         {"noise", randomBytes(5000), encoding::unknown},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(detectStringEncoding(c.data), c.expected) << c.what;
+    for (const auto& [what, data, expected] : cases)
+        EXPECT_EQ(detectStringEncoding(data), expected) << what;
 }
 
 QByteArray encoded(const QString& text, const char* converter) {
@@ -117,11 +113,7 @@ TEST(StringEncoding, ALogInALanguageIsShownAsItWasWritten) {
     const QStringList simplified{u"数据库连接失败，请稍后重试"_s, u"订单处理超时，已经取消"_s};
     const QStringList traditional{u"資料庫連線失敗，請稍後再試"_s, u"訂單處理逾時，已經取消"_s};
     const QStringList korean{u"데이터베이스에 연결할 수 없습니다"_s, u"주문 처리 시간이 초과되었습니다"_s};
-    const struct {
-        StringEncoding encoding;
-        const char* converter;
-        QStringList messages;
-    } cases[] = {
+    const std::tuple<StringEncoding, const char*, QStringList> cases[] = {
         {encoding::utf8, "UTF-8", simplified},
         {encoding::utf16, "UTF-16", german},
         {encoding::utf16LittleEndian, "UTF-16LE", russian},
@@ -146,14 +138,14 @@ TEST(StringEncoding, ALogInALanguageIsShownAsItWasWritten) {
         {encoding::eucKorean, "EUC-KR", korean},
     };
     QList<StringEncoding> covered;
-    for (const auto& c : cases) {
-        covered += c.encoding;
+    for (const auto& [number, converter, messages] : cases) {
+        covered += number;
         for (const int lines : {10, 400}) {
-            const QString log = logWith(c.messages, lines);
-            const QByteArray bytes = encoded(log, c.converter);
+            const QString log = logWith(messages, lines);
+            const QByteArray bytes = encoded(log, converter);
             const StringEncoding detected = detectStringEncoding(bytes);
             EXPECT_TRUE(decodeStrictly(bytes, detected) == log)
-                << c.converter << " was taken for " << encodingName(detected).toStdString() << ", " << lines;
+                << converter << " was taken for " << encodingName(detected).toStdString() << ", " << lines;
         }
     }
     for (const StringEncoding number : knownEncodings())
@@ -161,12 +153,7 @@ TEST(StringEncoding, ALogInALanguageIsShownAsItWasWritten) {
 }
 
 TEST(StringEncoding, StrictDecodingRefusesWhatIsNotValid) {
-    const struct {
-        const char* what;
-        QByteArray data;
-        StringEncoding encoding;
-        std::optional<QString> expected;
-    } cases[] = {
+    const std::tuple<const char*, QByteArray, StringEncoding, std::optional<QString>> cases[] = {
         {"nothing", "", encoding::utf8, u""_s},
         {"UTF-8", "a\xC3\xBC\xF0\x9F\x98\x80"_ba, encoding::utf8, u"aü😀"_s},
         {"NUL bytes", QByteArray("a\0b", 3), encoding::utf8, u"a\0b"_s},
@@ -193,8 +180,8 @@ TEST(StringEncoding, StrictDecodingRefusesWhatIsNotValid) {
         {"Shift JIS cut", "\x83\x66\x81"_ba, encoding::shiftJis, {}},
         {"unknown number", "abc"_ba, 0xDEADBEEF, {}},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(decodeStrictly(c.data, c.encoding), c.expected) << c.what;
+    for (const auto& [what, data, number, expected] : cases)
+        EXPECT_EQ(decodeStrictly(data, number), expected) << what;
 }
 
 TEST(StringEncoding, LenientDecodingKeepsWhatIsValid) {

@@ -28,14 +28,6 @@ std::shared_ptr<TestOperation> operation(std::function<void(TestOperation&)> bod
     return std::make_shared<TestOperation>(std::move(body));
 }
 
-/// Runs until it is cancelled.
-std::shared_ptr<TestOperation> endless() {
-    return operation([](TestOperation& self) {
-        while (!self.isCancelled())
-            self.sleepFor(1h);
-    });
-}
-
 TEST(OperationQueue, AsManyRunAtOnceAsAllowedAndNoMore) {
     OperationQueue queue("test", 3);
     std::latch threeAreRunning(3);
@@ -57,7 +49,10 @@ TEST(OperationQueue, AsManyRunAtOnceAsAllowedAndNoMore) {
 
 TEST(OperationQueue, CancellingWakesASleeperAndRunsItsCompletion) {
     OperationQueue queue("test", 1);
-    const auto sleeper = endless();
+    const auto sleeper = operation([](TestOperation& self) {
+        while (!self.isCancelled())
+            self.sleepFor(1h);
+    });
     std::atomic<bool> finishedBeforeCompletion{false};
     sleeper->setCompletion([&] { finishedBeforeCompletion = sleeper->isFinished(); });
     queue.addOperation(sleeper);

@@ -74,7 +74,7 @@ int hint(int argc, char** argv, const char* path) {
     while (session.page->isLoading())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     auto* const window = qobject_cast<MainWindow*>(session.page->window());
-    session.windows.editRules(*window, u"A"_s);
+    session.windows_.editRules(*window, u"A"_s);
     FilterRulesEditor* editor = nullptr;
     for (QWidget* widget : QApplication::topLevelWidgets())
         if (auto* const found = qobject_cast<FilterRulesEditor*>(widget))

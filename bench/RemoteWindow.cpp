@@ -43,7 +43,7 @@ bool until(const std::function<bool()>& condition, std::chrono::milliseconds lim
 RemoteWindow::RemoteWindow(const test::SshServer& server, std::shared_ptr<RemoteHost> host)
     // The program writes known_hosts into the home directory.
     : isHome_(qputenv("HOME", home_.path().toLocal8Bit())), server_(server), host_(std::move(host)) {
-    session_.documents.setRemoteDocumentClass([this](const QUrl& url) {
+    session_.documents_.setRemoteDocumentClass([this](const QUrl& url) {
         return RemoteDocument::createForUrl(url, RemoteHostsManager::shared(), alerts_);
     });
     const QString path = server.path(QStringLiteral("small.log"));
@@ -71,8 +71,8 @@ std::optional<RemoteWindow::Opening> RemoteWindow::open(const QString& path) {
     QString shown;
     bool isPainted = false;
     const auto start = Clock::now();
-    session_.document = session_.documents.openDocument(url);
-    session_.page = session_.document ? session_.windows.pageOf(*session_.document) : nullptr;
+    session_.document = session_.documents_.openDocument(url);
+    session_.page = session_.document ? session_.windows_.pageOf(*session_.document) : nullptr;
     if (!session_.page)
         return std::nullopt;
     QObject::connect(&session_.page->logView(), &LogViewController::firstRowsShown, session_.page, [&] {
@@ -108,7 +108,7 @@ QString RemoteWindow::textOnScreen(qint64 row) {
 
 bool RemoteWindow::close() {
     session_.page = nullptr;
-    session_.documents.closeDocument(std::exchange(session_.document, nullptr));
+    session_.documents_.closeDocument(std::exchange(session_.document, nullptr));
     return until([this] { return server_.connectionProcesses().size() <= processesBefore_; }, closingLimit);
 }
 

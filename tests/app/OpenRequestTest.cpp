@@ -1,5 +1,6 @@
 #include "app/OpenRequest.h"
 
+#include "support/Rows.h"
 #include "support/TemporaryFile.h"
 
 #include <QDataStream>
@@ -70,14 +71,13 @@ TEST(OpenRequest, EverythingArrivesAsItWasAsked) {
 
 TEST(OpenRequest, NamesAreTakenFromTheStartersDirectory) {
     const TemporaryFile file("x\n", "a\n\xFE.log");
-    const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
     const QString before = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(QFile::decodeName(directory)));
+    ASSERT_TRUE(QDir::setCurrent(QFile::decodeName(file.directory())));
     const OpenRequest request = OpenRequest::forAnotherProcess(
         {{"a\n\xFE.log", 3}, {"./x/../a"}, {"/etc/passwd"}, {"ssh://h/a", {}, false, true}});
     QDir::setCurrent(before);
     EXPECT_EQ(request.files[0].place, (CommandLine::File{file.path(), 3}));
-    EXPECT_EQ(request.files[1].place.path, directory + "/a");
+    EXPECT_EQ(request.files[1].place.path, file.directory() + "/a");
     EXPECT_EQ(request.files[2].place.path, "/etc/passwd");
     EXPECT_EQ(request.files[3].place.path, "ssh://h/a");
     for (const auto& one : request.files)
@@ -146,35 +146,28 @@ TEST(OpenRequest, WhatIsNotSoundIsRefused) {
     for (qsizetype size = 0; size < body.size(); ++size) { // cut short, with a matching size in the header
         EXPECT_FALSE(OpenRequest::fromMessage(framed(body.first(size)), {})) << size;
     }
-    struct Case {
-        const char* fault;
-        QByteArray bytes;
-        int descriptors = 0;
-    };
     QByteArray otherVersion = good;
     otherVersion[7] = 99;
-    const Case cases[] = {
-        {"more than it says", good + 'x'},
-        {"more after the last file", framed(body + 'x')},
-        {"another version", otherVersion},
-        {"something else", "GET / HTTP/1.0\r\n\r\n"},
-        {"fewer files than it says", withFiles({{"/a"}}, 0xFFFFFFFF)},
-        {"a relative path", withFiles({{"a"}}, 1)},
-        {"no path", withFiles({{""}}, 1)},
-        {"a path with a byte 0", withFiles({{QByteArray("/a\0b", 4)}}, 1)},
-        {"a line before the first", withFiles({{"/a", -1}}, 1)},
-        {"standard input without a descriptor", withFiles({{"", 0, 1}}, 1)},
-        {"a path for standard input", withFiles({{"/a", 0, 1 | 4}}, 1), 1},
-        {"an address with a descriptor", withFiles({{"ssh://h/a", 0, 2 | 4}}, 1), 1},
-        {"fewer descriptors than it says", withFiles({{"/a", 0, 4}, {"/b", 0, 4}}, 2), 1},
-        {"more descriptors than it says", withFiles({{"/a", 0, 4}}, 1), 2},
-        {"a token without an end", withFiles({}, 0, QByteArray(5000, 'x'))},
-        {"a token with a byte 0", withFiles({}, 0, QByteArray("a\0b", 3))},
-    };
-    for (const Case& c : cases) {
+    for (const auto& [fault, bytes, descriptors] : Rows<const char*, QByteArray, std::size_t>{
+             {"more than it says", good + 'x', 0},
+             {"more after the last file", framed(body + 'x'), 0},
+             {"another version", otherVersion, 0},
+             {"something else", "GET / HTTP/1.0\r\n\r\n", 0},
+             {"fewer files than it says", withFiles({{"/a"}}, 0xFFFFFFFF), 0},
+             {"a relative path", withFiles({{"a"}}, 1), 0},
+             {"no path", withFiles({{""}}, 1), 0},
+             {"a path with a byte 0", withFiles({{QByteArray("/a\0b", 4)}}, 1), 0},
+             {"a line before the first", withFiles({{"/a", -1}}, 1), 0},
+             {"standard input without a descriptor", withFiles({{"", 0, 1}}, 1), 0},
+             {"a path for standard input", withFiles({{"/a", 0, 1 | 4}}, 1), 1},
+             {"an address with a descriptor", withFiles({{"ssh://h/a", 0, 2 | 4}}, 1), 1},
+             {"fewer descriptors than it says", withFiles({{"/a", 0, 4}, {"/b", 0, 4}}, 2), 1},
+             {"more descriptors than it says", withFiles({{"/a", 0, 4}}, 1), 2},
+             {"a token without an end", withFiles({}, 0, QByteArray(5000, 'x')), 0},
+             {"a token with a byte 0", withFiles({}, 0, QByteArray("a\0b", 3)), 0}}) {
         const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-        const std::vector<int> descriptors(static_cast<std::size_t>(c.descriptors), null.number());
-        EXPECT_FALSE(OpenRequest::fromMessage(c.bytes, duplicates(descriptors))) << c.fault;
+        const std::vector<int> given(descriptors, null.number());
+        EXPECT_FALSE(OpenRequest::fromMessage(bytes, duplicates(given))) << fault;
     }
     QByteArray large = good;
     large[OpenRequest::messageHeaderSize - 4] = 1; // 16 MiB and more

@@ -45,7 +45,7 @@ protected:
     }
     /// Takes a picture; returns the number of its pixels that are as dark as letters.
     int inkIn(const QString& shown, const QByteArray& input = {}, bool withPlatform = true) {
-        const QString picture = inDirectory(u"picture.png"_s);
+        const QString picture = directory_.filePath(u"picture.png"_s);
         const Outcome outcome = run({u"--snapshot"_s, picture, shown}, input, withPlatform);
         EXPECT_EQ(outcome.status, 0) << outcome.errors.constData();
         return inkOf(picture);
@@ -61,8 +61,6 @@ protected:
         }
         return dark;
     }
-
-    QString inDirectory(const QString& name) const { return directory_.path() + u'/' + name; }
 
     QTemporaryDir directory_;
 };
@@ -119,20 +117,20 @@ TEST_F(ProgramTest, ASnapshotShowsTheLinesOfAFileOrAPipe) {
 TEST_F(ProgramTest, ASnapshotEndsWithSeveralFilesAndWithoutAnEndAndChangesNoSetting) {
     const QByteArray settings = "[General]\npollingInterval=7777\nreopenDocuments=true\n";
     ASSERT_TRUE(QDir(directory_.path()).mkpath(u"korvane"_s));
-    QFile file(inDirectory(u"korvane/korvane.ini"_s));
+    QFile file(directory_.filePath(u"korvane/korvane.ini"_s));
     ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.write(settings) > 0 && file.flush());
     const TemporaryFile one("one\n");
     const TemporaryFile two("two\n");
-    const Outcome several = run({u"--snapshot"_s, inDirectory(u"x.png"_s), QString::fromLocal8Bit(one.path()),
-                                 QString::fromLocal8Bit(two.path())});
+    const Outcome several = run({u"--snapshot"_s, directory_.filePath(u"x.png"_s),
+                                 QString::fromLocal8Bit(one.path()), QString::fromLocal8Bit(two.path())});
     EXPECT_EQ(several.status, 0) << several.errors.constData();
     QProcess endless;
     prepare(endless);
     endless.start(u"sh"_s, {u"-c"_s, u"yes | \"$0\" --snapshot \"$1\" -"_s, QStringLiteral(KORVANE_BINARY),
-                            inDirectory(u"y.png"_s)});
+                            directory_.filePath(u"y.png"_s)});
     ASSERT_TRUE(endless.waitForFinished(60000));
     EXPECT_EQ(endless.exitCode(), 0) << endless.readAllStandardError().constData();
-    EXPECT_GT(inkOf(inDirectory(u"y.png"_s)), 0);
+    EXPECT_GT(inkOf(directory_.filePath(u"y.png"_s)), 0);
     ASSERT_TRUE(file.seek(0));
     EXPECT_EQ(file.readAll(), settings);
 }
@@ -143,7 +141,7 @@ TEST_F(ProgramTest, ASignalEndsTheProgramInOrder) {
     prepare(process);
     process.start(QStringLiteral(KORVANE_BINARY), {QString::fromLocal8Bit(log.path())});
     const auto settings = [this] {
-        QFile file(inDirectory(u"korvane/korvane.ini"_s));
+        QFile file(directory_.filePath(u"korvane/korvane.ini"_s));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     };
     ASSERT_TRUE(WindowDriver::until([&] { return settings().contains(log.path()); }));
@@ -160,13 +158,16 @@ TEST_F(ProgramTest, HelpAndVersionNeedNoDisplayAndWhatCannotBeDoneIsSaidOnStanda
         EXPECT_TRUE(outcome.output.toLower().contains("korvane"));
         EXPECT_EQ(outcome.errors, "");
     }
-    const QString missing = inDirectory(u"missing.log"_s);
+    const QString missing = directory_.filePath(u"missing.log"_s);
     const QString snapshot = u"--snapshot"_s;
     const TemporaryFile file("x\n");
     const QString log = QString::fromLocal8Bit(file.path());
     for (const auto& [arguments, withPlatform, status, named] : Rows<QStringList, bool, int, QByteArrayList>{
              {{}, false, 1, {"--snapshot"}}, // names the option that works without a display
-             {{snapshot, inDirectory(u"x.png"_s), missing}, true, 1, {"missing.log", "does not exist"}},
+             {{snapshot, directory_.filePath(u"x.png"_s), missing},
+              true,
+              1,
+              {"missing.log", "does not exist"}},
              {{u"--bogus"_s}, true, 2, {"--bogus"}},
              {{snapshot, u"/nonexistent/x.png"_s, log}, true, 1, {"/nonexistent/x.png"}}}) {
         const Outcome outcome = run(arguments, {}, withPlatform);
@@ -178,13 +179,13 @@ TEST_F(ProgramTest, HelpAndVersionNeedNoDisplayAndWhatCannotBeDoneIsSaidOnStanda
 
 TEST_F(ProgramTest, APictureOfARemoteFileEndsWhereNobodyCanAnswer) {
     const KeyboardServer server({{"", {{"Password: ", false, "secret"}}}});
-    UserDefaults defaults(inDirectory(u"defaults.ini"_s));
-    auto hosts = std::move(RemoteHostsManager::load(inDirectory(u"korvane"_s), defaults)).value();
+    UserDefaults defaults(directory_.filePath(u"defaults.ini"_s));
+    auto hosts = std::move(RemoteHostsManager::load(directory_.filePath(u"korvane"_s), defaults)).value();
     const auto host = std::make_shared<RemoteHost>(u"127.0.0.1"_s, server.port(), u"tester"_s);
     host->setAuthnType(std::make_shared<KeyboardAuthnType>());
     ASSERT_TRUE(hosts->add(host));
     ASSERT_EQ(hosts->fault(), QString());
-    const QString picture = inDirectory(u"remote.png"_s);
+    const QString picture = directory_.filePath(u"remote.png"_s);
     const Outcome outcome = run({u"--snapshot"_s, picture, RemoteUrl(*host, u"/x.log"_s).text()});
     EXPECT_EQ(outcome.status, 1) << outcome.errors.toStdString();
     EXPECT_TRUE(outcome.errors.contains("Enter password for user 'tester'"));

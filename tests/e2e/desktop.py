@@ -105,5 +105,4 @@ class Program:
 
     def ends(self):
         until("the end of the program", lambda: self.process.poll() is not None)
-        if self.process.returncode != 0:
-            sys.exit(f"{NAME}: the program ended with {self.process.returncode}")
+        expect("the program's exit status", self.process.returncode, 0)

@@ -10,7 +10,7 @@ import plistlib
 import sys
 
 sys.dont_write_bytecode = True  # writes no __pycache__ into the tree
-from desktop import NAME, Desktop, Program, until
+from desktop import Desktop, Program, expect, until
 
 
 def marks(store):
@@ -41,8 +41,7 @@ def main():
         desktop.keys("ctrl+d")
         until("the bookmark with three marks", lambda: len(marks(store) or []) == 3)
         made = marks(store)
-        if any(text != f"line {number + 1}" for number, text in made):
-            sys.exit(f"{NAME}: marks with the text of other lines: {made}")
+        expect("the texts of the marks", [text for _, text in made], [f"line {number + 1}" for number, _ in made])
         desktop.keys("ctrl+w")
         running.window("Welcome to Korvane")
         desktop.keys("ctrl+q")
@@ -54,8 +53,7 @@ def main():
         desktop.click(window, 100, 500)
         desktop.keys("Home", "Down", "Return")
         window = running.window("service one.log – Korvane")
-        if marks(store) != made:
-            sys.exit(f"{NAME}: {made} were marked, {marks(store)} are there")
+        expect("the marks", marks(store), made)
         desktop.keys("F2", "F2", "F2")
         wanted = [number + 1 for number, _ in made]
         until("the way from mark to mark", lambda: running.lines_gone_to() == wanted)

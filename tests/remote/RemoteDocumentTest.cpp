@@ -3,6 +3,7 @@
 #include "remote/ShellSession.h"
 #include "remote/hosts/RemoteHostsManager.h"
 #include "support/Gate.h"
+#include "support/Rows.h"
 
 namespace korvane {
 namespace {
@@ -42,22 +43,18 @@ TEST_F(RemoteDocumentTest, LinesEndWithNewlinesAndAreReadAsUtf8) {
 }
 
 TEST_F(RemoteDocumentTest, AFailedLoadIsToldOnceAndLeavesNoTrace) {
-    const struct {
-        Logins logins;
-        QString message;
-        QString text;
-    } cases[] = {
-        {Logins::Unauthorised, u"Could not connect to remote host!"_s,
-         u"Check if the server is up and re-open the log file"_s},
-        {Logins::Refused, u"wrong password"_s, {}},
+    const test::Rows<Logins, QString> cases{
+        {Logins::Unauthorised, u"Could not connect to remote host!|"
+                               "Check if the server is up and re-open the log file"_s},
+        {Logins::Refused, u"wrong password|"_s},
     };
-    for (int number = 0; const auto& [logins, message, text] : cases) {
+    for (int number = 0; const auto& [logins, alert] : cases) {
         make();
         client_->logins = logins;
         Preferences::shared().setStartTailingOnFileOpen(true);
         RemoteSession::open(document_, u"/tmp/%1"_s.arg(number));
         ASSERT_TRUE(test::waitFor([this] { return !alerts_.alerts.empty(); }));
-        EXPECT_EQ(alerts_.texts(), QStringList(message + u'|' + text));
+        EXPECT_EQ(alerts_.texts(), QStringList(alert));
         EXPECT_EQ(document_->connectionState(), ConnectionState::Unconnected);
         EXPECT_FALSE(document_->openFault().isEmpty());
         EXPECT_EQ(announced_, number);
@@ -224,7 +221,8 @@ TEST_F(RemoteDocumentTest, ALossIsToldOnceAndReconnectingLoadsWhatFailed) {
     EXPECT_EQ(rows(), 25'000);
     alerts_.alerts.clear();
     document_->reconnect();
-    EXPECT_EQ(takeNextAlerts(), QStringList{u"Could not connect to remote host!"_s});
+    EXPECT_TRUE(test::waitFor([this] { return !alerts_.alerts.empty(); }));
+    EXPECT_EQ(takeAlerts(), QStringList{u"Could not connect to remote host!"_s});
     EXPECT_EQ(document_->connectionState(), ConnectionState::Lost);
 
     client_->logins = Logins::Accepted;

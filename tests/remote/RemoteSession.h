@@ -72,11 +72,6 @@ protected:
             messages << alert.message;
         return messages;
     }
-    /// As above, but waits for the first alert.
-    QStringList takeNextAlerts() {
-        EXPECT_TRUE(waitFor([this] { return !alerts_.alerts.empty(); }));
-        return takeAlerts();
-    }
     /// The row count, requested as by a window that polls.
     qint64 rows() const {
         const auto source = std::static_pointer_cast<RemoteLogDataSource>(document_->dataSource());

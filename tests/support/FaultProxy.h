@@ -40,18 +40,12 @@ public:
         /// 0 = from the client, 1 = from the server.
         std::size_t breakingWay = 1;
     };
-    /// The worst values; as many connections get half the delay, or a tenth of the speed.
-    struct Faults {
-        std::chrono::milliseconds delay = std::chrono::milliseconds(200);
-        std::uint64_t bytesPerSecond = 50 * 1024;
-        std::chrono::milliseconds stall = std::chrono::seconds(20);
-    };
     enum Event : std::size_t { Connected, Delayed, Slowed, Stalled, Reset, Ended, Silenced, eventKinds };
     using Counts = std::array<int, eventKinds>;
 
     /// The faults of each connection, and their times, follow from the seed and the number of bytes passed.
-    FaultProxy(std::uint16_t serverPort, std::uint64_t seed, const Faults& faults)
-        : serverPort_(serverPort), faults_(faults), random_(seed), acceptor_([this] { accept(); }) {}
+    FaultProxy(std::uint16_t serverPort, std::uint64_t seed, std::chrono::milliseconds stall)
+        : serverPort_(serverPort), stall_(stall), random_(seed), acceptor_([this] { accept(); }) {}
     /// The same for every connection.
     FaultProxy(std::uint16_t serverPort, const Plan& plan)
         : serverPort_(serverPort), plan_(plan), acceptor_([this] { accept(); }) {}
@@ -74,6 +68,9 @@ public:
     }
 
 private:
+    /// The worst values; as many connections get half the delay, or a tenth of the speed.
+    static constexpr std::chrono::milliseconds worstDelay{200};
+    static constexpr std::uint64_t worstBytesPerSecond = 50 * 1024;
     static constexpr std::size_t chunkBytes = 4096;
     /// Maximum number of queued bytes before the sender has to wait, as on a bad link.
     static constexpr std::size_t mostQueuedBytes = 64 * 1024;
@@ -128,11 +125,11 @@ private:
         if (isCalm_)
             return plan;
         if (delays < 2) {
-            plan.delay = delays == 0 ? faults_.delay : faults_.delay / 2;
+            plan.delay = delays == 0 ? worstDelay : worstDelay / 2;
             note(Delayed);
         }
         if (slows < 2) {
-            plan.bytesPerSecond = slows == 0 ? faults_.bytesPerSecond : faults_.bytesPerSecond / 10;
+            plan.bytesPerSecond = slows == 0 ? worstBytesPerSecond : worstBytesPerSecond / 10;
             note(Slowed);
         }
         constexpr Break kinds[breakKinds] = {Break::None,  Break::Stall, Break::Stall,
@@ -206,7 +203,7 @@ private:
             return;
         case Break::Stall:
             note(Stalled);
-            connection.stalledUntil = Clock::now() + faults_.stall;
+            connection.stalledUntil = Clock::now() + stall_;
             return;
         case Break::Silence:
             note(Silenced);
@@ -255,7 +252,7 @@ private:
     }
 
     const std::uint16_t serverPort_;
-    const Faults faults_;
+    const std::chrono::milliseconds stall_{std::chrono::seconds(20)};
     const std::optional<Plan> plan_;
     const Listener listener_;
     std::atomic<bool> isOver_{false};

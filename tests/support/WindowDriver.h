@@ -1,21 +1,17 @@
 #pragma once
 
+#include "support/Rows.h"
+
 #include <QtTest>
 #include <QtWidgets>
 
 #include <functional>
 #include <gtest/gtest.h>
-#include <tuple>
 #include <type_traits>
-#include <vector>
 
 namespace korvane::test {
 
 using namespace Qt::StringLiterals;
-
-/// A table of cases, for a loop that names the columns.
-template <typename... Columns>
-using Rows = std::vector<std::tuple<Columns...>>;
 
 /// Finds widgets by their visible text and acts on them as the user does. Base of test fixtures.
 class WindowDriver {

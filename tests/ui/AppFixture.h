@@ -1,59 +1,22 @@
 #pragma once
 
 #include "core/TailDataSourceProtocol.h"
-#include "documents/AppDocumentController.h"
-#include "documents/Document.h"
 #include "documents/LoadProgressController.h"
-#include "foundation/work/MainThread.h"
-#include "foundation/work/OperationQueue.h"
 #include "support/NumberedLines.h"
-#include "support/RecordedAlerts.h"
+#include "support/Session.h"
 #include "support/TemporaryFile.h"
-#include "support/TestStores.h"
 #include "support/WindowDriver.h"
-#include "ui/page/LogViewController.h"
-#include "ui/page/MainWindowController.h"
-#include "ui/widgets/MainThreadPump.h"
-#include "ui/window/MainWindow.h"
-#include "ui/window/WindowManager.h"
 
 namespace korvane::test {
 
-/// The program without its command line: real documents in real windows, with the settings in that directory.
-struct ProgramInDirectory {
-    explicit ProgramInDirectory(const QString& settings) {
-        makeStores(settings);
-        windows_.setDocumentController(documents_);
-    }
-    ~ProgramInDirectory() {
-        documents_.closeAllDocuments();
-        windows_.closeAll();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        EXPECT_TRUE(OperationQueue::waitForAllWorkers(std::chrono::seconds(60)));
-        MainThread::shared().runPending();
-    }
-    ProgramInDirectory(const ProgramInDirectory&) = delete;
-    ProgramInDirectory& operator=(const ProgramInDirectory&) = delete;
-
-    RecordedAlerts alerts_;
-    WindowManager windows_{alerts_};
-    AppDocumentController documents_{windows_, alerts_};
-};
-
-/// A directory for settings, and files with the same lifetime.
-struct OwnSettings {
-    MainThreadPump pump_;
-    QTemporaryDir settings_;
-    std::vector<std::unique_ptr<TemporaryFile>> files_;
-};
-
-/// As above, with its own settings.
+/// The program with its own settings.
 class AppFixture : public ::testing::Test,
                    public WindowDriver,
                    protected OwnSettings,
                    protected ProgramInDirectory {
 protected:
     AppFixture() : ProgramInDirectory(settings_.path()) {}
+    ~AppFixture() override { EXPECT_TRUE(close()); }
 
     /// Opens a file and waits until its first scan has ended and the visible rows have their text.
     MainWindowController* open(const TemporaryFile& file, std::optional<qint64> line = std::nullopt) {
@@ -100,6 +63,9 @@ protected:
         const auto view = cellOf(&page, row);
         return view.row ? view.row->line.string() : QStringLiteral("(not loaded)");
     }
+
+private:
+    std::vector<std::unique_ptr<TemporaryFile>> files_;
 };
 
 } // namespace korvane::test

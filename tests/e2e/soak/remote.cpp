@@ -47,7 +47,7 @@ class RemoteRound : public Round {
 public:
     RemoteRound(const test::SshServer& server, std::uint64_t seed, milliseconds stall, Totals& totals)
         : Round(seed, totals), stall_(stall), path_(server.path(QStringLiteral("a b.log"))),
-          file_(path_, seed), proxy_(server.port(), seed, {200ms, 50 * 1024, stall}),
+          file_(path_, seed), proxy_(server.port(), seed, stall),
           host_(test::SshTest::keyHost(server, proxy_.port())) {}
 
 private:

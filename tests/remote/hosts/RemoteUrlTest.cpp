@@ -4,6 +4,7 @@
 #include "remote/hosts/RemoteHost.h"
 #include "remote/hosts/RemoteHostsManager.h"
 #include "support/PreferencesTest.h"
+#include "support/Rows.h"
 
 namespace korvane {
 namespace {
@@ -11,30 +12,22 @@ namespace {
 using namespace Qt::StringLiterals;
 
 TEST(RemoteUrlTest, AddressAndPathAreOneAnother) {
-    const struct {
-        QString host;
-        std::uint16_t port;
-        QString user;
-        QString path;
-        QString text;
-        QString url;
-    } cases[] = {
-        {u"h"_s, 22, u"admin"_s, u"/var/log/app.log"_s, u"ssh://admin@h:22//var/log/app.log"_s, {}},
-        {u"h"_s, 2222, u"u"_s, u"logs/a.log"_s, u"ssh://u@h:2222/logs/a.log"_s, {}},
-        {u"h"_s,
-         22,
-         u"u"_s,
-         u"/a b/%41?#;[x]é\"\\^`{|}<>"_s,
-         u"ssh://u@h:22//a%20b/%2541%3F%23%3B%5Bx%5D%C3%A9%22%5C%5E%60%7B%7C%7D%3C%3E"_s,
-         {}},
-        {u"h"_s, 22, u"u"_s, u"/!$&'()*+,-./:=@_~"_s, u"ssh://u@h:22//!$&'()*+,-./:=@_~"_s, {}},
-        {u"h"_s, 22, u"u"_s, u"/a/../b/./c//d"_s, u"ssh://u@h:22//a/../b/./c//d"_s, {}},
-        {u"Web01"_s, 22, u"Me"_s, u"/x"_s, u"ssh://Me@Web01:22//x"_s, u"ssh://Me@web01:22//x"_s},
-        {u"h_1"_s, 22, u"a@b"_s, u"/x"_s, u"ssh://a@b@h_1:22//x"_s, u"ssh://a%40b@h_1:22//x"_s},
-        {u"h"_s, 22, u""_s, u"/a b"_s, u"ssh://@h:22//a%20b"_s, {}},
-        {u"fe80::1"_s, 22, u"u"_s, u"/x"_s, u"ssh://u@fe80::1:22//x"_s, u"ssh://u@[fe80::1]:22//x"_s},
-    };
-    for (const auto& [hostName, port, user, path, text, url] : cases) {
+    using Cases = test::Rows<QString, std::uint16_t, QString, QString, QString, QString>;
+    for (const auto& [hostName, port, user, path, text, url] : Cases{
+             {u"h"_s, 22, u"admin"_s, u"/var/log/app.log"_s, u"ssh://admin@h:22//var/log/app.log"_s, {}},
+             {u"h"_s, 2222, u"u"_s, u"logs/a.log"_s, u"ssh://u@h:2222/logs/a.log"_s, {}},
+             {u"h"_s,
+              22,
+              u"u"_s,
+              u"/a b/%41?#;[x]é\"\\^`{|}<>"_s,
+              u"ssh://u@h:22//a%20b/%2541%3F%23%3B%5Bx%5D%C3%A9%22%5C%5E%60%7B%7C%7D%3C%3E"_s,
+              {}},
+             {u"h"_s, 22, u"u"_s, u"/!$&'()*+,-./:=@_~"_s, u"ssh://u@h:22//!$&'()*+,-./:=@_~"_s, {}},
+             {u"h"_s, 22, u"u"_s, u"/a/../b/./c//d"_s, u"ssh://u@h:22//a/../b/./c//d"_s, {}},
+             {u"Web01"_s, 22, u"Me"_s, u"/x"_s, u"ssh://Me@Web01:22//x"_s, u"ssh://Me@web01:22//x"_s},
+             {u"h_1"_s, 22, u"a@b"_s, u"/x"_s, u"ssh://a@b@h_1:22//x"_s, u"ssh://a%40b@h_1:22//x"_s},
+             {u"h"_s, 22, u""_s, u"/a b"_s, u"ssh://@h:22//a%20b"_s, {}},
+             {u"fe80::1"_s, 22, u"u"_s, u"/x"_s, u"ssh://u@fe80::1:22//x"_s, u"ssh://u@[fe80::1]:22//x"_s}}) {
         const RemoteUrl made(RemoteHost(hostName, port, user), path);
         EXPECT_EQ(made.text(), text);
         EXPECT_EQ(absoluteString(made.url()), url.isEmpty() ? text : url);

@@ -1,6 +1,7 @@
 #include "remote/SshTest.h"
 
 #include "remote/SFTPClient.h"
+#include "support/Rows.h"
 
 namespace korvane {
 namespace {
@@ -70,29 +71,19 @@ TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
 }
 
 TEST_F(ConnectionEndTest, AListingIsNoLargerThanItMayBeAndHasNoPaths) {
-    const struct {
-        QByteArray kind;
-        QStringList names;
-        QString fault;
-    } cases[] = {
-        {"paths", {u"good"_s, u"directory"_s, u"..."_s}, {}},
-        {"empty", {}, {}},
-        {"attributes", {}, u"\"/\" cannot be read: it holds too many names."_s},
-    };
-    for (const auto& [kind, names, fault] : cases) {
+    for (const auto& [kind, names, outcome] : test::Rows<QByteArray, QStringList, QString>{
+             {"paths", {u"good"_s, u"directory"_s, u"..."_s}, u"listed"_s},
+             {"empty", {}, u"listed"_s},
+             {"attributes", {}, u"\"/\" cannot be read: it holds too many names."_s}}) {
         SCOPED_TRACE(kind.constData());
         const test::SshServer server("Subsystem sftp python3 " KORVANE_TEST_SUPPORT "/odd_listings.py " +
                                      kind);
         const auto client = loggedIn(server);
         const auto listed = SFTPClient(client).contentsOfDirectoryAtPath(u"/"_s);
-        ASSERT_EQ(static_cast<bool>(listed), fault.isEmpty());
+        EXPECT_EQ(listed ? u"listed"_s : listed.error().userText, outcome);
         QStringList shown;
-        if (listed) {
-            for (const RemoteEntry& entry : listed.value())
-                shown.append(entry.filename);
-        } else {
-            EXPECT_EQ(listed.error().userText, fault);
-        }
+        for (const RemoteEntry& entry : listed ? listed.value() : std::vector<RemoteEntry>())
+            shown.append(entry.filename);
         EXPECT_EQ(shown, names);
     }
 }

@@ -5,6 +5,7 @@
 #include "remote/ssh/NMSSHLogger.h"
 #include "support/KeyboardServer.h"
 #include "support/LogCapture.h"
+#include "support/Rows.h"
 
 #include <QTemporaryDir>
 
@@ -45,14 +46,13 @@ protected:
 
 TEST_F(LoginTest, KeysOfAllKindsLogInWithTheRightPassPhrase) {
     const SshServer server;
-    const struct {
-        QByteArray type;
-        QByteArray passPhrase;
-        QList<QByteArray> more;
-    } cases[] = {{"ed25519", "", {}},         {"ed25519", "pass fräse", {}},
-                 {"ecdsa", "", {}},           {"ecdsa", "phrase", {"-m", "PEM"}},
-                 {"rsa", "", {"-b", "2048"}}, {"rsa", "phrase", {"-b", "2048", "-m", "PEM"}}};
-    for (const auto& [type, passPhrase, more] : cases) {
+    for (const auto& [type, passPhrase, more] : test::Rows<QByteArray, QByteArray, QList<QByteArray>>{
+             {"ed25519", "", {}},
+             {"ed25519", "pass fräse", {}},
+             {"ecdsa", "", {}},
+             {"ecdsa", "phrase", {"-m", "PEM"}},
+             {"rsa", "", {"-b", "2048"}},
+             {"rsa", "phrase", {"-b", "2048", "-m", "PEM"}}}) {
         SCOPED_TRACE((type + ' ' + passPhrase).toStdString());
         const QString phrase = QString::fromUtf8(passPhrase);
         const QString key = server.makeKey(QString::fromUtf8(type) + phrase, type, passPhrase, more);
@@ -162,16 +162,12 @@ TEST_F(LoginTest, SecretsAreStoredOnlyWhenTheyAreRightAndTheUserSaysSo) {
 
 TEST_F(LoginTest, WhoWaitsForALoginTakesOverWhatComesOfIt) {
     const KeyboardServer server(password_);
-    const struct {
-        const char* answer; // null: the question is cancelled
-        int logins;
-        int refusals;
-        QString outcome;
-    } cases[] = {{"secret", 1, 0, u"authorised, no home"_s},
-                 {"wrong", 0, 1, u"error: Access denied"_s},
-                 {nullptr, 0, 0, u"not authorised, no home"_s}};
     int questions = 0;
-    for (const auto& [answer, logins, refusals, outcome] : cases) {
+    // Without an answer, the question is cancelled.
+    for (const auto& [answer, logins, refusals, outcome] :
+         test::Rows<const char*, int, int, QString>{{"secret", 1, 0, u"authorised, no home"_s},
+                                                    {"wrong", 0, 1, u"error: Access denied"_s},
+                                                    {nullptr, 0, 0, u"not authorised, no home"_s}}) {
         SCOPED_TRACE(outcome.toStdString());
         const auto client = clientFor(keyboardHost(server));
         const int loginsBefore = server.logins();

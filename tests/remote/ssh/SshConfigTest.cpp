@@ -461,10 +461,7 @@ TEST_F(SshSettingsTest, TheChoicesOfTheUserReachTheSession) {
     ASSERT_TRUE(hosts.add(host));
     EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AcceptNew);
     EXPECT_FALSE(userSessionSettings(*host).usesSshConfig);
-    // As stored when there were only two choices.
-    defaults.set(u"checksHostKeys"_s, true);
-    EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AskForNew);
-    defaults.set(u"checksHostKeys"_s, false);
+    Preferences::shared().setHostKeyChoice(HostKeyChoice::AcceptAll);
     EXPECT_EQ(userSessionSettings(*host).hostKeyPolicy, HostKeyPolicy::AcceptAll);
     Preferences::shared().setHostKeyChoice(HostKeyChoice::AskForNew);
     hosts.setUsesSshConfig(*host, true);

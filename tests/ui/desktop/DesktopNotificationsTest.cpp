@@ -1,7 +1,7 @@
 #include "ui/desktop/DesktopNotifications.h"
 
 #include "foundation/work/MainThread.h"
-#include "support/PrivateBus.h"
+#include "support/Listener.h"
 #include "support/StandIns.h"
 #include "support/WindowDriver.h"
 #include "ui/widgets/MainThreadPump.h"
@@ -9,15 +9,46 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
+#include <fcntl.h>
 
 namespace korvane::test {
 namespace {
 
 const QString serviceName = u"org.freedesktop.Notifications"_s;
 const QString servicePath = u"/org/freedesktop/Notifications"_s;
+
+/// A session bus for the test only. It starts no services.
+class PrivateBus {
+public:
+    PrivateBus() {
+        QFile configuration(directory_.filePath(u"bus.conf"_s));
+        EXPECT_TRUE(configuration.open(QIODevice::WriteOnly));
+        configuration.write("<busconfig><type>session</type><listen>unix:dir=" + directory_.path().toUtf8() +
+                            "</listen><policy context=\"default\"><allow send_destination=\"*\"/>"
+                            "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>");
+        configuration.close();
+        process_.start(u"dbus-daemon"_s,
+                       {u"--config-file="_s + configuration.fileName(), u"--nofork"_s, u"--print-address"_s});
+        while (!process_.canReadLine() && process_.waitForReadyRead(20000)) {
+        }
+        address_ = QString::fromLatin1(process_.readLine().trimmed());
+        EXPECT_FALSE(address_.isEmpty()) << qPrintable(process_.errorString());
+    }
+    ~PrivateBus() { stop(); }
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    const QString& address() const { return address_; }
+    void stop() {
+        process_.kill();
+        process_.waitForFinished();
+    }
+
+private:
+    QTemporaryDir directory_;
+    QProcess process_;
+    QString address_;
+};
 
 /// A notification service on its own connection that shows nothing and records what it should show.
 class FakeService : public QDBusVirtualObject {
@@ -30,8 +61,6 @@ public:
         QStringList actions;
         QVariantMap hints;
         uint replaces = 0;
-
-        QString text() const { return summary + u'|' + body; }
     };
 
     FakeService(const QString& address, QStringList capabilities = {u"actions"_s, u"body"_s},
@@ -152,7 +181,8 @@ TEST_F(DesktopNotificationsTest, TextsAreWrittenAsTheServiceReadsThem) {
         notifications.deliver(titleAlone);
         ASSERT_TRUE(service.hasShown(2));
         const FakeService::Shown& shown = service.shown.front();
-        EXPECT_EQ(shown.text(), u"Rule '<b>&amp;' matched|"_s + body) << "the title is never markup";
+        EXPECT_EQ(shown.summary + u'|' + shown.body, u"Rule '<b>&amp;' matched|"_s + body)
+            << "the title is never markup";
         EXPECT_EQ(shown.actions.value(0), hasAction ? u"default"_s : QString());
         EXPECT_EQ(shown.icon, u"korvane"_s);
         EXPECT_EQ(shown.hints.value(u"desktop-entry"_s), u"korvane"_s);
@@ -268,14 +298,11 @@ TEST_F(DesktopNotificationsTest, ABusThatDiesIsSurvived) {
 
 TEST_F(DesktopNotificationsTest, ABusThatIsSilentKeepsNobodyWaiting) {
     const QTemporaryDir directory;
-    const QByteArray path = QFile::encodeName(directory.filePath(u"bus"_s));
-    sockaddr_un address{AF_UNIX, {}};
-    ASSERT_LT(path.size(), qsizetype(sizeof address.sun_path));
-    std::copy(path.begin(), path.end(), address.sun_path);
-    const int silent = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(::bind(silent, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    const QString path = directory.filePath(u"bus"_s);
+    const int silent = socketAt(QFile::encodeName(path), &::bind);
+    ASSERT_EQ(::fcntl(silent, F_SETFL, O_NONBLOCK), 0);
     ASSERT_EQ(::listen(silent, 1), 0);
-    useBus(u"unix:path="_s + QFile::decodeName(path));
+    useBus(u"unix:path="_s + path);
     QElapsedTimer timer;
     timer.start();
     notifications_.deliver(lineNotification(1));

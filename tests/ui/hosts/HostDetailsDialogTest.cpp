@@ -29,6 +29,9 @@ protected:
                 type(dialog_.get(), label, text);
         }
     }
+    void enterHost(const QString& host, const QString& user, const QString& authentication) {
+        enter({{u"Host:"_s, host}, {u"User:"_s, user}, {u"Authentication:"_s, authentication}});
+    }
     void press(const QString& button) { click(dialog_.get(), button); }
     bool saysThat(const QString& text) const { return says(dialog_.get(), text); }
     bool isComplete() const { return button(dialog_.get(), u"OK"_s)->isEnabled(); }
@@ -118,10 +121,8 @@ TEST_F(HostDetailsDialogTest, AKeyFileThatCannotBeReadLeavesWhatWasTyped) {
         const qsizetype before = RemoteHostsManager::shared().count();
         alerts_.alerts.clear();
         show(host);
-        enter({{u"Host:"_s, u"10.0.0.5"_s},
-               {u"User:"_s, u"admin"_s},
-               {u"Authentication:"_s, u"Public Key"_s},
-               {u"Private key:"_s, path},
+        enterHost(u"10.0.0.5"_s, u"admin"_s, u"Public Key"_s);
+        enter({{u"Private key:"_s, path},
                {u"Public key:"_s, u"/nowhere/id_test.pub"_s},
                {u"Pass phrase:"_s, u"phrase"_s}});
         press(u"OK"_s);
@@ -149,10 +150,8 @@ TEST_F(HostDetailsDialogTest, TheOtherHalfOfAKeyIsFoundInTheHomeDirectory) {
     for (const QString& name : {u"/id_rsa"_s, u"/id_rsa.pub"_s})
         ASSERT_TRUE(QFile(home.path() + name).open(QIODevice::WriteOnly));
     show();
-    enter({{u"Host:"_s, u"10.0.0.5"_s},
-           {u"User:"_s, u"admin"_s},
-           {u"Authentication:"_s, u"Public Key"_s},
-           {u"Private key:"_s, u"~/id_rsa"_s}});
+    enterHost(u"10.0.0.5"_s, u"admin"_s, u"Public Key"_s);
+    enter({{u"Private key:"_s, u"~/id_rsa"_s}});
     QTest::keyClick(textOf(u"Private key:"_s), Qt::Key_Tab);
     EXPECT_EQ(textOf(u"Public key:"_s)->text(), home.path() + u"/id_rsa.pub"_s);
     press(u"OK"_s);
@@ -165,7 +164,7 @@ TEST_F(HostDetailsDialogTest, TheOtherHalfOfAKeyIsFoundInTheHomeDirectory) {
 TEST_F(HostDetailsDialogTest, TheAgentStandsInForWhatIsLeftEmpty) {
     const QString agent = u"Use SSH agent and ~/.ssh/config"_s;
     show();
-    enter({{u"Host:"_s, u"10.0.0.5"_s}, {u"User:"_s, u"admin"_s}, {u"Authentication:"_s, u"Public Key"_s}});
+    enterHost(u"10.0.0.5"_s, u"admin"_s, u"Public Key"_s);
     EXPECT_FALSE(isComplete());
     press(agent);
     EXPECT_TRUE(isComplete());
@@ -202,9 +201,7 @@ TEST_F(HostDetailsDialogTest, AConnectionIsTriedOutAndCanBeCalledOff) {
     const int port = listener->port();
     ASSERT_EQ(::fcntl(listener->socket(), F_SETFL, O_NONBLOCK), 0);
     show();
-    enter({{u"Host:"_s, u"127.0.0.1"_s},
-           {u"User:"_s, u"nobody"_s},
-           {u"Authentication:"_s, u"Keyboard-interactive"_s}});
+    enterHost(u"127.0.0.1"_s, u"nobody"_s, u"Keyboard-interactive"_s);
     field<QSpinBox>(dialog_.get(), u"Port:"_s)->setValue(port);
     const auto isBusy = [&] { return dialog_->findChild<BusyIndicator*>()->isVisible(); };
     EXPECT_FALSE(isBusy());

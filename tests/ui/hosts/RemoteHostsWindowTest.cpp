@@ -170,6 +170,7 @@ TEST_F(RemoteHostsWindowTest, AGroupThatIsRenamedTakesItsHostsAlong) {
     addGroup(u"Shop"_s);
     addGroup(u"Taken"_s);
     const auto host = addHost(u"web"_s, u"Shop"_s);
+    addHost(u"stray"_s);
     show();
     tree_->collapse(indexOf(u"Shop"_s));
     select(u"Default"_s);
@@ -183,7 +184,7 @@ TEST_F(RemoteHostsWindowTest, AGroupThatIsRenamedTakesItsHostsAlong) {
     EXPECT_FALSE(button(dialog, u"OK"_s)->isEnabled());
     type(dialog, u"Name:"_s, u" Store "_s);
     QTest::keyClick(dialog, Qt::Key_Return);
-    EXPECT_EQ(shown(), u"Default: ; +Store: web; Taken: "_s);
+    EXPECT_EQ(shown(), u"Default: stray; +Store: web; Taken: "_s);
     EXPECT_EQ(selected(), u"Store"_s);
     EXPECT_EQ(host->group(), u"Store"_s);
     EXPECT_EQ(savedHosts()->host(0)->group(), u"Store"_s);

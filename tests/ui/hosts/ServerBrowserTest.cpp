@@ -2,9 +2,9 @@
 
 #include "remote/RemoteFileModel.h"
 #include "remote/SFTPClient.h"
-#include "remote/hosts/RemoteHost.h"
-#include "ui/AppFixture.h"
+#include "support/Gate.h"
 #include "ui/hosts/RemoteColumnView.h"
+#include "ui/hosts/RemoteHostsFixture.h"
 
 #include <atomic>
 #include <map>
@@ -54,7 +54,7 @@ public:
         return found->second;
     }
     Result<std::vector<LinkTarget>> followLinks(const std::vector<QString>& paths) override {
-        mayFollowLinks.wait(false);
+        linkGate.pass();
         const std::lock_guard lock(mutex_);
         std::vector<LinkTarget> targets;
         for (const QString& path : paths)
@@ -70,7 +70,8 @@ public:
     std::map<QString, std::vector<Entry>> directories;
     std::map<QString, LinkTarget> links;
     std::map<QString, int> listings;
-    std::atomic<bool> mayFollowLinks{true};
+    /// Blocks the following of links.
+    Gate linkGate;
     std::atomic<bool> refusesLogins{false};
     std::atomic<int> logins{0};
 
@@ -79,7 +80,7 @@ private:
     std::atomic<bool> isConnected_{true};
 };
 
-class ServerBrowserTest : public AppFixture, public ServerBrowserViewDelegate {
+class ServerBrowserTest : public RemoteHostsFixture, public ServerBrowserViewDelegate {
 protected:
     using Mode = QAbstractItemModelTester::FailureReportingMode;
 
@@ -104,8 +105,7 @@ protected:
     }
     ~ServerBrowserTest() override {
         delete browser_;
-        tree_->mayFollowLinks = true;
-        tree_->mayFollowLinks.notify_all();
+        tree_->linkGate.open();
     }
 
     static SFTPClient::Entry file(const QString& name, quint64 size, int day) {
@@ -137,10 +137,7 @@ protected:
     bool says(const QString& text) {
         return until([&] { return WindowDriver::says(browser_, text); });
     }
-    QString homePathInStore() const {
-        const auto stored = RemoteHostsManager::load(settings_.path(), Preferences::shared().userDefaults());
-        return stored.value()->host(0)->homePath();
-    }
+    QString savedHomePath() const { return savedHosts()->host(0)->homePath(); }
     /// The names in the directory's column, from top to bottom.
     QStringList names(const QModelIndex& parent = {}) {
         return columns().model() ? textsOf(*columns().model(), parent) : QStringList();
@@ -166,15 +163,14 @@ protected:
 };
 
 TEST_F(ServerBrowserTest, EntriesAreShownBeforeTheirLinksAreFollowed) {
-    tree_->mayFollowLinks = false;
+    tree_->linkGate.shut();
     host_->setHomePath(u"/var/log"_s);
     open();
     ASSERT_TRUE(shows({u"apt"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s, u"today"_s}));
     EXPECT_EQ(browser_->currentPath(), u"/var/log"_s);
     select(u"/var/log/today"_s);
     EXPECT_FALSE(button(browser_, u"OK"_s)->isEnabled()) << "nobody knows yet what it is";
-    tree_->mayFollowLinks = true;
-    tree_->mayFollowLinks.notify_all();
+    tree_->linkGate.open();
     ASSERT_TRUE(shows({u"apt"_s, u"today"_s, u"b9.log"_s, u"b10.log"_s, u"last.log"_s}));
     EXPECT_EQ(selected(), u"/var/log/today"_s);
     EXPECT_TRUE(shows({u"new.log"_s}, u"/var/log/today"_s)) << "a directory that is selected is shown";
@@ -327,7 +323,7 @@ TEST_F(ServerBrowserTest, NamesHideNothing) {
     select(u"/two\nlines"_s);
     EXPECT_TRUE(says(u"\"/two\u240alines\" cannot be read: permission denied."_s));
     press(u"Pin"_s);
-    EXPECT_EQ(homePathInStore(), u"/two\nlines"_s);
+    EXPECT_EQ(savedHomePath(), u"/two\nlines"_s);
     EXPECT_TRUE(says(u"u@h:22 begins with /two\u240alines from now on"_s));
 }
 
@@ -337,7 +333,7 @@ TEST_F(ServerBrowserTest, APinOutlivesTheProgramAndReachesTheHostAsItIsByNowOrSa
              {u"/var"_s, u"/var"_s}, {u"/var/log"_s, u"/var/log"_s}, {u"/notes.txt"_s, u"/"_s}}) {
         select(path);
         press(u"Pin"_s);
-        EXPECT_EQ(homePathInStore(), pinned);
+        EXPECT_EQ(savedHomePath(), pinned);
     }
     auto& store = RemoteHostsManager::shared();
     const auto edited = std::make_shared<RemoteHost>(u"h2"_s, 22, u"u"_s);
@@ -346,7 +342,7 @@ TEST_F(ServerBrowserTest, APinOutlivesTheProgramAndReachesTheHostAsItIsByNowOrSa
     select(u"/var"_s);
     press(u"Pin"_s);
     EXPECT_EQ(edited->homePath(), u"/var"_s);
-    EXPECT_EQ(homePathInStore(), u"/var"_s);
+    EXPECT_EQ(savedHomePath(), u"/var"_s);
     EXPECT_TRUE(says(u"u@h2:22 begins with /var from now on"_s));
 
     const QString file = settings_.filePath(RemoteHostsManager::DATA_FILE);

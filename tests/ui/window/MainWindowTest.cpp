@@ -7,9 +7,6 @@
 #include "ui/tabs/OpenFilesList.h"
 #include "ui/widgets/ProgressStrip.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace korvane::test {
 namespace {
 
@@ -107,7 +104,7 @@ TEST_F(MainWindowTest, TabsAreTurnedAndClosedByKeysFromTheSidebarAndByTheMiddleB
 
 TEST_F(MainWindowTest, AFileWaitedForOpensWhereItIsWaitedFor) {
     const TemporaryFile file("x\n", "late.log");
-    ASSERT_EQ(::unlink(file.path().constData()), 0);
+    file.remove();
     alerts_.nextAnswer = 0;
     EXPECT_FALSE(documents_.openDocument(file.url(), 2));
     auto* window = topLevel<MainWindow>();
@@ -133,10 +130,9 @@ TEST_F(MainWindowTest, WithoutAWelcomeTheLastTabLeavesAWindowToOpenAnotherFileIn
 
 TEST_F(MainWindowTest, WhatCannotBeOpenedIsNamedWithItsReason) {
     const TemporaryFile file("x\n");
-    const QByteArray directory = file.path().left(file.path().lastIndexOf('/'));
     for (const auto& [path, reason] :
-         Rows<QByteArray, QString>{{directory + "/missing.log", u"does not exist"_s},
-                                   {directory, u"folder"_s},
+         Rows<QByteArray, QString>{{file.directory() + "/missing.log", u"does not exist"_s},
+                                   {file.directory(), u"folder"_s},
                                    {"/dev/null", u"device"_s}}) {
         alerts_.nextAnswer = 1;
         EXPECT_FALSE(documents_.openDocument(fileUrlFromPath(path)));
@@ -168,7 +164,7 @@ TEST_F(MainWindowTest, AFileCutShortOrTakenAwayWhileNotFollowedKeepsItsRowsUntil
     page->findChild<NoticeStrip*>()->findChild<QPushButton*>()->click();
     EXPECT_TRUE(until([&] { return tableOf(page).rowCount() == 2 && isShown(*page); }));
     EXPECT_EQ(noticeOf(*page), QString());
-    ASSERT_EQ(::unlink(file.path().constData()), 0);
+    file.remove();
     ASSERT_TRUE(until([&] { return noticeOf(*page).contains(u"removed"_s); }));
     EXPECT_EQ(textOfRow(*page, 0), u"line 1"_s);
 }

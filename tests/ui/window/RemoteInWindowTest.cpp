@@ -1,9 +1,7 @@
 #include "remote/RemoteDocument.h"
 #include "remote/RemoteFileModel.h"
 #include "remote/ShellClient.h"
-#include "remote/hosts/AuthnType.h"
-#include "remote/hosts/RemoteHost.h"
-#include "support/SshServer.h"
+#include "remote/SshTest.h"
 #include "ui/AppFixture.h"
 #include "ui/hosts/RemoteBrowsing.h"
 #include "ui/hosts/RemoteColumnView.h"
@@ -148,6 +146,7 @@ struct ProgramRun : ProgramInDirectory {
         windows_.quit();
         browsing.closeAll();
         windows_.setRemoteHostsHooks({});
+        EXPECT_TRUE(close());
     }
 
     MainWindowController* page() const {
@@ -168,23 +167,14 @@ protected:
     RemoteEndToEndTest() {
         write(numberedLines(1, lineCount), QFile::WriteOnly);
         makeStores(settings_.path());
-        const QString key = server_.makeKey(u"id"_s);
-        auto type = std::make_shared<PublicKeyAuthnType>();
-        type->publicKeyFilePath = key + u".pub"_s;
-        type->privateKeyFilePath = key;
-        auto host = std::make_shared<RemoteHost>(QString::fromLatin1(SshServer::host), server_.port(),
-                                                 server_.user());
+        const auto host = SshTest::keyHost(server_);
         host->setName(u"Web"_s);
-        host->setAuthnType(type);
         host->setHomePath(server_.path());
         EXPECT_TRUE(RemoteHostsManager::shared().add(host));
     }
 
     void write(const QByteArray& text, QFile::OpenMode mode) const {
-        QFile file(server_.path(u"app log.txt"_s));
-        ASSERT_TRUE(file.open(mode));
-        file.write(text);
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+        writeFile(server_.path(u"app log.txt"_s), text, mode);
     }
     /// Chooses the file in the host's browser.
     static void browseToFile(ProgramRun& run) {

@@ -8,10 +8,10 @@
 #include "ui/window/Session.h"
 #include "ui/window/WelcomeWindow.h"
 
-#include <unistd.h>
-
 namespace korvane::test {
 namespace {
+
+using korvane::Session; // the stored one; test::Session runs the program
 
 class SessionTest : public AppFixture {
 protected:
@@ -42,7 +42,7 @@ TEST_F(SessionTest, OpenFilesComeBackWithTheirPlacesAndAMissingOneWaitsForItsFil
     windows_.quit();
     EXPECT_TRUE(documents_.documents().empty());
     RecentFiles::clear();
-    ASSERT_EQ(::unlink(files[2].path().constData()), 0);
+    files[2].remove();
 
     windows_.restoreSession(WindowManager::Reading::AtOnce);
     ASSERT_EQ(documents_.documents().size(), 1U) << "the one in front comes first";
@@ -163,23 +163,20 @@ TEST_F(SessionTest, AFaultOfAStoreIsToldOnceAndAFurtherOneToo) {
     EXPECT_TRUE(tells(u"groups.data"_s)) << "a further one is told, too";
 }
 
-TEST_F(SessionTest, AStoredSessionThatMakesNoSenseOpensNothing) {
+TEST_F(SessionTest, ASessionOfAnEarlierVersionComesBackAndOneThatMakesNoSenseOpensNothing) {
+    const auto restore = [this](const QByteArray& stored) {
+        Preferences::shared().userDefaults().set(u"session"_s, stored);
+        windows_.restoreSession(WindowManager::Reading::AtOnce);
+    };
     for (const QByteArray& stored :
          QByteArrayList{"no json", "[]", R"({"documents":[3,{"url":5},{"topLine":1}],"current":7})",
                         R"({"windows":[3,{},{"documents":[{"url":5}],"geometry":"?"}]})"}) {
-        Preferences::shared().userDefaults().set(u"session"_s, stored);
-        windows_.restoreSession(WindowManager::Reading::AtOnce);
+        restore(stored);
         EXPECT_TRUE(documents_.documents().empty());
     }
-}
-
-TEST_F(SessionTest, ASessionOfAnEarlierVersionComesBack) {
     const TemporaryFile file(numberedLines(900), "a.log");
-    const QString url = absoluteString(file.url());
-    Preferences::shared().userDefaults().set(
-        u"session"_s,
-        u"{\"documents\":[{\"url\":\"%1\",\"topLine\":300}],\"current\":\"%1\"}"_s.arg(url).toUtf8());
-    windows_.restoreSession(WindowManager::Reading::AtOnce);
+    const QByteArray url = absoluteString(file.url()).toUtf8();
+    restore(R"({"documents":[{"url":")" + url + R"(","topLine":300}],"current":")" + url + R"("})");
     ASSERT_TRUE(pageOf(file));
     EXPECT_TRUE(untilTop(file, 299));
 }
@@ -200,7 +197,7 @@ TEST_F(SessionTest, TheWelcomeReturnsAfterTheLastFileAndNamesMissingOnes) {
     const TemporaryFile file("x\n", "a.log");
     const TemporaryFile missing("y\n", "b.log");
     RecentFiles::add(missing.url());
-    ASSERT_EQ(::unlink(missing.path().constData()), 0);
+    missing.remove();
     windows_.showFirstWindow();
     ASSERT_TRUE(topLevel<WelcomeWindow>());
     open(file);

@@ -95,7 +95,7 @@ public:
     /// as for ssh-keygen; `more`: further arguments of it.
     QString makeKey(const QString& name, const QByteArray& type = "ed25519",
                     const QByteArray& passPhrase = {}, const QList<QByteArray>& more = {}) const {
-        const QString key = path(name);
+        QString key = path(name);
         if (QFile::exists(key))
             return key;
         const QList<QByteArray> command{"ssh-keygen", "-q", "-t", type, "-N", passPhrase, "-f", key.toUtf8()};

@@ -170,11 +170,12 @@ bool LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
     const auto view = delegate_.viewForTableColumn(cell::line, row);
     const QRectF first = view.layout ? view.layout->characterRect(range.location) : QRectF();
     const bool fits = delegate_.heightOfRow(row) <= viewport()->height();
+    const int rowsBefore = scroller_.rowsPerPage() / 3; // context above it
     const qreal height = fits ? delegate_.heightOfRow(row) : first.height();
     if (scroller_.isPartVisible(row, fits ? 0 : first.top(), height))
         scroller_.holdAt({row, 0}, rowRect(row)->top());
     else
-        scroller_.holdAt({row, first.top()}, scroller_.rowsPerPage() / 3 * rowHeight()); // some context above
+        scroller_.holdAt({row, first.top()}, rowsBefore * rowHeight());
     if (!view.layout)
         return false;
     const QRectF last = view.layout->characterRect(std::max(range.location, range.end() - 1));

@@ -213,12 +213,15 @@ TEST_F(LoginTest, OnlyTheLoginThatIsMeantIsEnded) {
 
 TEST_F(LoginTest, ALoginBehindAnEndIsAnotherOne) {
     const KeyboardServer server(password_);
-    const auto client = clientFor(keyboardHost(server));
-    auto first = connecting(client);
-    EXPECT_TRUE(alertsBecome(1));
-    client->disconnect();
-    EXPECT_EQ(connected(client, {u"secret"_s}), u"authorised, no home"_s);
-    EXPECT_EQ(test::settled(std::move(first)), u"not authorised, no home"_s);
+    // Whether the ended login is still under way when the other begins is a matter of chance.
+    for (int round = 0; round < 8 && !HasFailure(); ++round) {
+        const auto client = clientFor(keyboardHost(server));
+        auto first = connecting(client);
+        EXPECT_TRUE(alertsBecome(2 * round + 1));
+        client->disconnect();
+        EXPECT_EQ(connected(client, {u"secret"_s}), u"authorised, no home"_s);
+        EXPECT_EQ(test::settled(std::move(first)), u"not authorised, no home"_s);
+    }
 }
 
 TEST_F(LoginTest, ARefusalNamesTheServerAndWhatHelps) {

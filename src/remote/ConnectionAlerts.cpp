@@ -48,7 +48,7 @@ Error withLoginAdvice(Error error, const QString& host, std::uint16_t port, cons
     const QString place = (host.contains(u':') ? u'[' + host + u']' : host) + u':' + QString::number(port);
     if (isSshError(error, SshErrorCode::HostKeyChanged))
         error.recoverySuggestion =
-            AlertTexts::tr("This is about %1. Ask whoever looks after it whether its key has been replaced.")
+            AlertTexts::tr("This is about %1. Ask its administrator whether its key has been replaced.")
                 .arg(place);
     else if (!isSshError(error, SshErrorCode::Denied))
         error.recoverySuggestion =

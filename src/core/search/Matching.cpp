@@ -43,8 +43,8 @@ double unseenSteps(std::int32_t units) {
     return std::min(size * size / 2, static_cast<double>(stepsOfTick));
 }
 
-/// Steps of a find after `finds` others in the line, besides those that the engine reports; `unseen`: those
-/// of the first find.
+/// Steps of a find after `finds` others in the line, in addition to those that the engine reports;
+/// `unseen`: those of the first find.
 Steps stepsOfNextFind(PatternTraits traits, int finds, Steps unseen) {
     Steps steps = stepsOfFind;
     // The engine either counts on from find to find, or restarts its count with each find.

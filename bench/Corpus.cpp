@@ -32,7 +32,7 @@ constexpr std::string_view sentences[] = {
 
 class LineWriter {
 public:
-    explicit LineWriter(std::uint64_t seed) : random_(seed) {}
+    LineWriter(std::uint64_t seed, Corpus kind) : random_(seed), kind_(kind) {}
 
     void append(std::string& out) {
         timeMilliseconds_ += random_() % 7;
@@ -60,10 +60,30 @@ public:
             appendPayload(out, 20 + draw % 120);
         if (kind == 255 && (draw & 7) == 0)
             appendPayload(out, 1000 + draw % 3000);
-        out += '\n';
+        if (kind_ == Corpus::Mixed)
+            appendEnd(out, draw);
+        else
+            out += '\n';
     }
 
 private:
+    void appendEnd(std::string& out, std::uint64_t draw) {
+        const std::string_view end = (draw >> 52) % 20 == 0 ? "\r\n" : "\n";
+        out += end;
+        if (draw % std::size(levels) != std::size(levels) - 1 || (draw >> 56) % 8 != 0)
+            return;
+        // Rarely another exception than usual.
+        out += random_() % 2000 == 0 ? "java.lang.OutOfMemoryError: Java heap space"
+                                     : "java.io.IOException: Connection reset by peer";
+        out += end;
+        for (std::uint64_t frame = 4 + random_() % 12; frame > 0; --frame) {
+            out += "\tat com.example.shop.";
+            out += components[random_() % std::size(components)];
+            out += ".Handler.process(Handler.java:" + std::to_string(random_() % 900 + 10) + ")";
+            out += end;
+        }
+    }
+
     static void appendPayload(std::string& out, std::size_t length) {
         constexpr std::string_view text =
             R"({"items":[{"sku":"A-1093","count":2},{"sku":"B-77","count":1}],"note":null},)";
@@ -73,17 +93,18 @@ private:
     }
 
     std::mt19937_64 random_;
+    const Corpus kind_;
     std::uint64_t timeMilliseconds_ = 0;
 };
 
 } // namespace
 
-bool writeCorpus(const std::string& path, std::uint64_t bytes, std::uint64_t seed) {
+bool writeCorpus(const std::string& path, std::uint64_t bytes, std::uint64_t seed, Corpus kind) {
     const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(path.c_str(), "wb"),
                                                                   &std::fclose);
     if (!file)
         return false;
-    LineWriter writer(seed);
+    LineWriter writer(seed, kind);
     std::string block;
     for (std::uint64_t written = 0; written < bytes;) {
         block.clear();

@@ -1,4 +1,5 @@
 #include "Corpus.h"
+#include "FilterBench.h"
 #include "Flood.h"
 #include "RulesBench.h"
 #include "SearchBench.h"
@@ -27,8 +28,8 @@ int index(const char* path) {
     return reader->lineCount() > 1 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-int generate(const char* path, const char* bytes, const char* seed) {
-    return writeCorpus(path, std::strtoull(bytes, nullptr, 10), std::strtoull(seed, nullptr, 10))
+int generate(const char* path, const char* bytes, const char* seed, Corpus kind) {
+    return writeCorpus(path, std::strtoull(bytes, nullptr, 10), std::strtoull(seed, nullptr, 10), kind)
                ? EXIT_SUCCESS
                : EXIT_FAILURE;
 }
@@ -51,8 +52,9 @@ int main(int argc, char** argv) {
     const std::string_view command = argc > 1 ? argv[1] : "";
     if (command == "index" && argc == 3)
         return korvane::bench::index(argv[2]);
-    if (command == "generate" && argc == 5)
-        return korvane::bench::generate(argv[2], argv[3], argv[4]);
+    if ((command == "generate" || command == "generate-mixed") && argc == 5)
+        return korvane::bench::generate(argv[2], argv[3], argv[4],
+                                        command == "generate" ? Corpus::Plain : Corpus::Mixed);
     if (command == "number" && argc == 4)
         return korvane::bench::number(argv[2], argv[3]);
     if (command == "flood" && argc == 5)
@@ -60,6 +62,10 @@ int main(int argc, char** argv) {
                                      std::strtoull(argv[4], nullptr, 10));
     if (command == "search" && argc == 4)
         return korvane::bench::search(argv[2], argv[3]);
+    if (command == "filter" && argc > 4)
+        return korvane::bench::filter(argv[2], argv[3], argc - 4, argv + 4);
+    if (command == "line-set" && argc == 3)
+        return korvane::bench::lineSet(std::strtod(argv[2], nullptr));
     if (command == "ssh" && argc == 7)
         return korvane::bench::ssh(static_cast<std::uint16_t>(std::strtoul(argv[2], nullptr, 10)), argv[3],
                                    argv[4], argv[5], static_cast<int>(std::strtol(argv[6], nullptr, 10)));
@@ -70,10 +76,12 @@ int main(int argc, char** argv) {
     if (command == "rules-engines" && argc == 3)
         return korvane::bench::rulesEngines(argv[2]);
     std::fprintf(stderr, "usage: korvane_bench index FILE\n"
-                         "       korvane_bench generate FILE BYTES SEED\n"
+                         "       korvane_bench generate[-mixed] FILE BYTES SEED\n"
                          "       korvane_bench number FILE LINES\n"
                          "       korvane_bench flood FILE BYTES_PER_SECOND SECONDS\n"
                          "       korvane_bench search FILE TEXT\n"
+                         "       korvane_bench filter FILE text|pattern SEARCH...\n"
+                         "       korvane_bench line-set DENSITY\n"
                          "       korvane_bench ssh PORT USER PRIVATE_KEY COMMAND COUNT\n"
                          "       korvane_bench rules-page FILE\n"
                          "       korvane_bench rules-slow FILE COUNT\n"

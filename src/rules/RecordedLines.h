@@ -8,7 +8,7 @@
 namespace korvane {
 
 /// A set of line numbers, stored as blocks of bits: neighbouring lines take little memory. A value type.
-class LineSet {
+class RecordedLines {
 public:
     /// False when it was present already.
     bool insert(qint64 line) {

@@ -2,8 +2,8 @@
 
 #include "core/search/CompiledSearch.h"
 #include "rules/HighlightRule.h"
-#include "rules/LineSet.h"
 #include "rules/NotificationRule.h"
+#include "rules/RecordedLines.h"
 
 #include <QString>
 #include <QUuid>
@@ -58,10 +58,10 @@ struct RuleRecord {
     /// The rule has been changed or removed: matches of older passes are not reported.
     bool isRetired = false;
     bool hasNotified = false;
-    LineSet notifiedLines;
+    RecordedLines notifiedLines;
     /// It has exceeded its limit for a page of this file generation.
     bool isTooSlow = false;
-    LineSet givenUpLines;
+    RecordedLines givenUpLines;
 };
 
 /// An active rule and its record. Only the record is mutable.

@@ -23,4 +23,26 @@ SearchOutcome LogFileReaderProtocol::findNextMatch(qint64 first, qint64 last, co
     return {};
 }
 
+FilteredLines LogFileReaderProtocol::filterLines(qint64 first, qint64 count, LineFilter::Pass& pass,
+                                                 std::span<MatchBudget::Steps> budgets,
+                                                 const std::function<bool()>& isCancelled) {
+    FilteredLines result;
+    result.items.resize(pass.filter().itemCount());
+    for (; result.lineCount < count && !isCancelled(); ++result.lineCount) {
+        const qint64 line = first + result.lineCount;
+        const DisplayLines rows = readRows(line + 1, 1, RowLength::Whole);
+        if (line >= lineCount() || rows.lines.empty())
+            break;
+        for (std::size_t i = 0; i < result.items.size(); ++i) {
+            MatchBudget budget{budgets[i], isCancelled};
+            const LineFilter::Verdict verdict = pass.examine(i, rows.lines.front().text, budget);
+            budgets[i] = budget.stepsLeft;
+            if (verdict != LineFilter::Verdict::NoMatch)
+                (verdict == LineFilter::Verdict::Match ? result.items[i].lines : result.items[i].givenUp)
+                    .push_back(line);
+        }
+    }
+    return result;
+}
+
 } // namespace korvane

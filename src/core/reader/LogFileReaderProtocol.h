@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/search/LineFilter.h"
+#include "core/search/MatchBudget.h"
 #include "core/search/SearchMatch.h"
 #include "foundation/FileHandle.h"
 #include "foundation/Result.h"
@@ -12,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace korvane {
@@ -70,6 +73,19 @@ struct DisplayLines {
     std::vector<DisplayLine> lines;
     /// Fewer lines than counted: the file has been truncated since.
     bool isShort = false;
+};
+
+/// The lines that match each item of a filter.
+struct FilteredLines {
+    struct Item {
+        /// By zero-based index, ascending.
+        std::vector<qint64> lines;
+        /// Lines that would have cost too many steps: whether they match is unknown.
+        std::vector<qint64> givenUp;
+    };
+    std::vector<Item> items;
+    /// How many lines were filtered, from the first requested one on.
+    qint64 lineCount = 0;
 };
 
 /// Random access by line number to a log file that may grow. Any thread, any number of calls at once. Line
@@ -139,6 +155,11 @@ public:
     virtual SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                         const std::function<bool()>& isCancelled);
 
+    /// Filters `count` lines from the zero-based line `first`; fewer lines once `isCancelled` returns true,
+    /// when they do not exist or cannot be read. `budgets`: the steps that each item may take, counted down.
+    virtual FilteredLines filterLines(qint64 first, qint64 count, LineFilter::Pass& pass,
+                                      std::span<MatchBudget::Steps> budgets,
+                                      const std::function<bool()>& isCancelled);
     virtual EncodingChoice encodingChoice() const = 0;
     /// Applies to later reads.
     virtual void setEncodingChoice(EncodingChoice choice) = 0;

@@ -1,5 +1,7 @@
 #include "core/reader/LogReader.h"
 
+#include "core/reader/LineFilterRead.h"
+
 #include <algorithm>
 
 namespace korvane {
@@ -66,6 +68,16 @@ SearchOutcome LogReader::findNextMatch(qint64 first, qint64 last, const SearchIt
         return {};
     return rows_.findNextMatch(first, last, item,
                                [&] { return scan_.isCancelled() || file_.isClosed() || isCancelled(); });
+}
+
+FilteredLines LogReader::filterLines(qint64 first, qint64 count, LineFilter::Pass& pass,
+                                     std::span<MatchBudget::Steps> budgets,
+                                     const std::function<bool()>& isCancelled) {
+    if (scan_.isCancelled())
+        return {};
+    return LineFilterRead(file_, decoder_, pass,
+                          [&] { return scan_.isCancelled() || file_.isClosed() || isCancelled(); })
+        .filter(first, count, budgets);
 }
 
 StringEncoding LogReader::detectEncoding(QByteArrayView data) const {

@@ -48,6 +48,9 @@ public:
     DisplayLines readRows(qint64 start, qint64 count, RowLength length) override;
     std::uint64_t byteCount(qint64 start, qint64 count) const override;
     std::uint64_t lineEndBytes() const override { return file_.index().view().lineEnd().size; }
+    FilteredLines filterLines(qint64 first, qint64 count, LineFilter::Pass& pass,
+                              std::span<MatchBudget::Steps> budgets,
+                              const std::function<bool()>& isCancelled) override;
     SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                 const std::function<bool()>& isCancelled) override;
     EncodingChoice encodingChoice() const override { return decoder_.choice(); }

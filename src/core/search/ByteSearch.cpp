@@ -128,6 +128,15 @@ ByteSearch::ByteSearch(std::vector<Unit> pattern) : pattern_(std::move(pattern))
     secondOffset_ = rarest(rareOffset_);
 }
 
+ByteSearch ByteSearch::ofAscii(QStringView text, bool ignoreCase) {
+    std::vector<Unit> units;
+    for (const QChar character : text) {
+        const auto mask = static_cast<std::uint8_t>(ignoreCase && character.isLetter() ? 0x20 : 0);
+        units.push_back({mask, static_cast<std::uint8_t>(character.unicode() | mask)});
+    }
+    return ByteSearch(std::move(units));
+}
+
 bool ByteSearch::isAt(const char* place) const {
     for (const Unit unit : pattern_)
         if (!unit.equals(*place++))

@@ -2,6 +2,8 @@
 
 #include "core/search/Direction.h"
 
+#include <QStringView>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -24,6 +26,10 @@ public:
 
     /// Precondition: the pattern is not empty.
     explicit ByteSearch(std::vector<Unit> pattern);
+
+    /// Precondition: `text` is ASCII and not empty. Ignoring case, letters equal their ASCII counterpart and
+    /// nothing else.
+    static ByteSearch ofAscii(QStringView text, bool ignoreCase);
 
     std::size_t size() const { return pattern_.size(); }
 

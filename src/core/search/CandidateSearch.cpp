@@ -22,15 +22,6 @@ constexpr std::size_t longestPattern = 256;
 constexpr char32_t kelvinSign = 0x212A;
 constexpr char32_t longS = 0x017F;
 
-/// Encodings in which every ASCII character is its own byte, and that byte never means anything else.
-bool keepsAsciiBytes(StringEncoding number) {
-    constexpr std::array safe{encoding::utf8,        encoding::ascii,       encoding::isoLatin1,
-                              encoding::isoLatin2,   encoding::windows1250, encoding::windows1251,
-                              encoding::windows1252, encoding::windows1253, encoding::windows1254,
-                              encoding::koi8r};
-    return std::ranges::find(safe, number) != safe.end();
-}
-
 /// The characters that equal this one when case is ignored, itself included. All of them lie in the basic
 /// plane, as it does.
 std::vector<char32_t> caseForms(char32_t character) {
@@ -84,9 +75,15 @@ ByteSearch exactly(char32_t character) {
 
 } // namespace
 
-std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, StringEncoding encoding) {
-    if (item.regex() || !keepsAsciiBytes(encoding))
-        return std::nullopt;
+bool CandidateSearch::keepsAsciiBytes(StringEncoding encoding) {
+    constexpr std::array safe{encoding::utf8,        encoding::ascii,       encoding::isoLatin1,
+                              encoding::isoLatin2,   encoding::windows1250, encoding::windows1251,
+                              encoding::windows1252, encoding::windows1253, encoding::windows1254,
+                              encoding::koi8r};
+    return std::ranges::find(safe, encoding) != safe.end();
+}
+
+std::optional<ByteSearch> CandidateSearch::textSearch(const SearchItem& item, StringEncoding encoding) {
     Units longest;
     Units run;
     const auto endRun = [&] {
@@ -103,11 +100,17 @@ std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, S
         run.insert(run.end(), units.begin(), units.end());
     }
     endRun();
-    if (longest.empty())
-        return std::nullopt;
+    return longest.empty() ? std::nullopt : std::optional<ByteSearch>(std::move(longest));
+}
 
-    std::vector<ByteSearch> patterns;
-    patterns.emplace_back(std::move(longest));
+std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, StringEncoding encoding) {
+    if (item.regex() || !keepsAsciiBytes(encoding))
+        return std::nullopt;
+    auto text = textSearch(item, encoding);
+    if (!text)
+        return std::nullopt;
+    std::vector<ByteSearch> patterns{std::move(*text)};
+    const QString start = item.searchStr().left(static_cast<qsizetype>(longestPattern));
     if (item.ignoreCase()) {
         // Bytes that are invalid in the file's encoding are read as UTF-8, so these patterns apply to every
         // encoding.

@@ -19,6 +19,13 @@ public:
     /// Nullopt when the text cannot be located in the bytes of the encoding.
     static std::optional<CandidateSearch> create(const SearchItem& item, StringEncoding encoding);
 
+    /// Whether in this encoding every ASCII character is its own byte, and that byte never means anything
+    /// else.
+    static bool keepsAsciiBytes(StringEncoding encoding);
+    /// The longest part of a plain text that has only one form in the bytes of the encoding, letter case
+    /// aside; nullopt without one. Precondition: `keepsAsciiBytes`.
+    static std::optional<ByteSearch> textSearch(const SearchItem& item, StringEncoding encoding);
+
     /// Bytes by which blocks must overlap so that no place is missed; small.
     std::size_t overlap() const;
 

@@ -1,6 +1,6 @@
 #include "core/search/CompiledSearch.h"
 
-#include "core/search/RequiredText.h"
+#include "core/search/PatternTree.h"
 #include "core/search/SearchItem.h"
 
 #include <algorithm>
@@ -40,8 +40,8 @@ CompiledSearch::CompiledSearch(const SearchItem& item)
         return;
     if (isRegex_) {
         regex_ = matching::compile(searchStr_, ignoreCase_);
-        if (const auto required = requiredTexts(searchStr_))
-            for (const QString& text : *required)
+        if (const auto tree = PatternTree::parse(searchStr_))
+            for (const QString& text : tree->requiredTexts())
                 texts_.emplace_back(text, letters);
     } else if (AsciiSearch::isAscii(searchStr_)) {
         texts_.emplace_back(searchStr_, letters);

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "core/search/BytePattern.h"
+#include "core/search/ByteSearch.h"
+#include "core/search/CompiledSearch.h"
+#include "core/search/MatchBudget.h"
+#include "core/search/SearchItem.h"
+#include "foundation/text/StringEncoding.h"
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace korvane {
+
+/// Finds the lines that match each of several searches, in blocks of bytes, and decodes only lines of which
+/// the bytes do not decide. The verdicts are those of `SearchItem`. An immutable value; any thread.
+class LineFilter {
+public:
+    LineFilter(const std::vector<SearchItem>& items, StringEncoding encoding);
+
+    std::size_t itemCount() const { return items_.size(); }
+    const SearchItem& item(std::size_t index) const { return items_[index].item; }
+
+    /// Whole lines of a file.
+    struct Block {
+        std::span<const char> bytes;
+        /// Where each line begins, ascending from 0, and behind the last one the end of the bytes.
+        std::span<const std::uint32_t> lines;
+        /// Bytes of a line terminator; the last line may lack it.
+        std::uint32_t lineEndBytes = 1;
+        /// The text of a line by its index in the block, as a row shows it.
+        std::function<QString(std::size_t line)> text;
+        /// Polled often, also while a line is matched.
+        std::function<bool()> isCancelled;
+
+        std::size_t lineCount() const { return lines.empty() ? 0 : lines.size() - 1; }
+    };
+    enum class Verdict {
+        NoMatch,
+        Match,
+        GivenUp, ///< it would have cost too many steps: whether the line matches is unknown
+    };
+    /// Of one item.
+    struct Hits {
+        /// Lines of the block with a match, ascending.
+        std::vector<std::uint32_t> lines;
+        std::vector<std::uint32_t> givenUp;
+    };
+
+    /// The state of one thread.
+    class Pass {
+    public:
+        /// The filter must outlive the pass.
+        explicit Pass(const LineFilter& filter);
+        const LineFilter& filter() const { return filter_; }
+        /// The hits of each item; incomplete once cancelled. `budget`: steps that each item may take for the
+        /// whole block, counted down; not used by plain texts.
+        std::vector<Hits> find(const Block& block, std::span<MatchBudget::Steps> budgets);
+        /// The same for one line, given as text.
+        Verdict examine(std::size_t item, const QString& text, MatchBudget& budget);
+
+    private:
+        struct Matcher {
+            std::optional<BytePattern::Matcher> bytes;
+            CompiledSearch::Matcher text;
+        };
+        void findByTexts(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits);
+        void findLineByLine(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits);
+        void judge(std::size_t item, const Block& block, std::uint32_t line, MatchBudget& budget, Hits& hits);
+
+        const LineFilter& filter_;
+        std::vector<Matcher> matchers_;
+        /// Lines of the block with characters that equal ASCII letters when case is ignored.
+        std::vector<std::uint32_t> foldingLines_;
+    };
+
+private:
+    struct Item {
+        SearchItem item;
+        CompiledSearch search;
+        std::optional<BytePattern> pattern = std::nullopt;
+        /// A line without any of these does not match, unless it holds a character that folds to ASCII; empty
+        /// if every line may match.
+        std::vector<ByteSearch> texts = {};
+        /// A line with one of the texts matches.
+        bool textsDecide = false;
+        bool ignoresCase = false;
+        bool matchesNothing = false;
+    };
+    static Item prepare(const SearchItem& item, StringEncoding encoding);
+    /// The lines to examine whatever else they hold.
+    std::vector<std::uint32_t> foldingLines(const Block& block) const;
+
+    std::vector<Item> items_;
+    bool isUtf8_;
+    /// Some item needs the lines with characters that fold to ASCII.
+    bool needsFoldingLines_ = false;
+};
+
+} // namespace korvane

@@ -1,0 +1,134 @@
+#include "filtering/LineSetScan.h"
+
+#include "core/reader/LogReader.h"
+#include "core/search/SearchCorpus.h"
+#include "filtering/LineRanges.h"
+#include "support/TemporaryFile.h"
+#include "support/Waiting.h"
+
+#include <gtest/gtest.h>
+
+namespace korvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::SearchCorpus;
+using test::searchItem;
+using test::TemporaryFile;
+using test::waitFor;
+
+/// Scans a file, and compares the sets with what the searches say of each line.
+class LineSetScanTest : public ::testing::Test {
+protected:
+    /// Some long lines, and ends of every kind.
+    QByteArray randomLines(int count) {
+        constexpr const char16_t* words[] = {u"INFO ",    u"error ", u"Grüße ", u"took=12ms ",
+                                             u"id 4711 ", u"\t",     u"ſ",      u"a"};
+        QByteArray lines;
+        for (; count > 0; --count) {
+            QString line;
+            for (std::size_t i = random.below(8); i > 0; --i)
+                line += random.oneOf(words);
+            if (random.below(400) == 0)
+                line += QString(static_cast<qsizetype>(random.below(600'000)), u'x') + u" error"_s;
+            lines += line.toUtf8() + (random.below(5) == 0 ? "\r\n" : "\n");
+        }
+        return lines;
+    }
+
+    void start(std::vector<SearchItem> searches) {
+        items = std::move(searches);
+        reader->refresh();
+        scan = std::make_unique<LineSetScan>(reader, items, [this](const LineSetScan::Sets& published) {
+            sets = published;
+            ++publications;
+        });
+        scan->linesChanged(0, reader->lineCount());
+    }
+
+    void refresh() {
+        const LineRange changed = reader->refresh();
+        scan->linesChanged(changed.location, reader->lineCount());
+    }
+
+    void expectSets() {
+        ASSERT_TRUE(waitFor([&] { return sets.isComplete() && sets.lineCount == reader->lineCount(); }));
+        QStringList lines;
+        for (const DisplayLine& row : reader->readRows(1, reader->lineCount(), RowLength::Whole).lines)
+            lines.push_back(row.text);
+        ASSERT_EQ(lines.size(), reader->lineCount());
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            std::vector<qint64> expected;
+            for (qsizetype line = 0; line < lines.size(); ++line)
+                if (items[i].matches(lines.at(line)))
+                    expected.push_back(line);
+            ASSERT_EQ(sets.items[i].lines.members(0, lines.size()), expected)
+                << items[i].searchStr().toStdString();
+            ASSERT_TRUE(sets.items[i].givenUp.isEmpty());
+        }
+    }
+
+    SearchCorpus random;
+    TemporaryFile file{""};
+    std::shared_ptr<LogFileReaderProtocol> reader = LogReader::create(file.url());
+    std::vector<SearchItem> items;
+    LineSetScan::Sets sets{.items = {}, .linesLeft = -1};
+    int publications = 0;
+    std::unique_ptr<LineSetScan> scan;
+};
+
+TEST_F(LineSetScanTest, TheSetsHoldTheMatchesOfAFileThatChanges) {
+    file.append(randomLines(40'000));
+    start({searchItem(u"error"_s, false, true), searchItem(u"größe|GRÜSSE"_s, true, true),
+           searchItem(u"took=\\d+ms$"_s, true, false), searchItem(u"^\\s*$"_s, true, true),
+           searchItem(u"s"_s, false, true)});
+    scan->setFocus(30'000);
+    expectSets();
+    for (int round = 0; round < 20; ++round) {
+        QByteArray more = randomLines(static_cast<int>(random.below(3000)));
+        more.chop(static_cast<qsizetype>(random.below(3))); // an unfinished line
+        file.append(more);
+        refresh();
+        if (round % 3 == 0)
+            expectSets();
+    }
+    expectSets();
+    file.truncate(100'000);
+    refresh();
+    scan->startAgain(reader->lineCount());
+    expectSets();
+    file.replace(randomLines(9000));
+    ASSERT_TRUE(reader->reopen());
+    reader->reset();
+    reader->refresh();
+    scan->startAgain(reader->lineCount());
+    expectSets();
+}
+
+TEST_F(LineSetScanTest, AStoppedScanGoesOnWhereItWas) {
+    file.append(randomLines(30'000));
+    start({searchItem(u"error"_s, false, true)});
+    scan->setRunning(false);
+    ASSERT_TRUE(test::settle());
+    EXPECT_LE(publications, 1);
+    scan->setRunning(true);
+    expectSets();
+}
+
+TEST(LineRangesTest, TakesWhatIsNearestFirst) {
+    LineRanges ranges;
+    ranges.add({0, 10});
+    ranges.add({20, 10});
+    ranges.add({10, 5});
+    EXPECT_EQ(ranges.lineCount(), 25);
+    EXPECT_EQ(ranges.takeNear(22, 3), (LineRange{22, 3}));
+    EXPECT_EQ(ranges.takeNear(22, 9), (LineRange{20, 2})) << "as near as the lines behind, but on the screen";
+    EXPECT_EQ(ranges.takeNear(22, 4), (LineRange{25, 4}));
+    EXPECT_EQ(ranges.takeNear(18, 4), (LineRange{11, 4}));
+    ranges.truncate(4);
+    EXPECT_EQ(ranges.takeNear(100, 10), (LineRange{0, 4}));
+    EXPECT_EQ(ranges.takeNear(0, 1), std::nullopt);
+}
+
+} // namespace
+} // namespace korvane

@@ -54,7 +54,8 @@ int main(int argc, char** argv) {
         return korvane::bench::index(argv[2]);
     if ((command == "generate" || command == "generate-mixed") && argc == 5)
         return korvane::bench::generate(argv[2], argv[3], argv[4],
-                                        command == "generate" ? Corpus::Plain : Corpus::Mixed);
+                                        command == "generate" ? korvane::bench::Corpus::Plain
+                                                              : korvane::bench::Corpus::Mixed);
     if (command == "number" && argc == 4)
         return korvane::bench::number(argv[2], argv[3]);
     if (command == "flood" && argc == 5)

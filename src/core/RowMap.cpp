@@ -12,9 +12,9 @@ RowMap RowMap::ofAllRows(qint64 rowCount) {
     return map;
 }
 
-RowMap::RowMap(LineSet shown, LineSet runStarts, LineRange lines, Gaps gaps)
-    : showsAll_(false), gaps_(gaps), lines_(lines), shown_(std::move(shown)),
-      runStarts_(std::move(runStarts)), shownBefore_(shown_.rank(lines.location)) {
+RowMap::RowMap(Sets sets, LineRange lines, Gaps gaps)
+    : showsAll_(false), gaps_(gaps), lines_(lines), sets_(std::move(sets)),
+      shownBefore_(sets_.shown.rank(lines.location)) {
     const qint64 shownCount = shownRowCount();
     count_ = shownCount;
     if (gaps_ == Gaps::None)
@@ -26,21 +26,27 @@ RowMap::RowMap(LineSet shown, LineSet runStarts, LineRange lines, Gaps gaps)
     }
     const qint64 first = select(0);
     beginsWithGap_ = first > 0;
-    runStartsBefore_ = runStarts_.rank(lines_.location + first + 1);
+    runStartsBefore_ = sets_.runStarts.rank(lines_.location + first + 1);
     const bool endsWithGap = select(shownCount - 1) + 1 < lines_.length;
-    count_ += (beginsWithGap_ ? 1 : 0) + runStarts_.size() - runStartsBefore_ + (endsWithGap ? 1 : 0);
+    count_ += (beginsWithGap_ ? 1 : 0) + furtherRunCount() + (endsWithGap ? 1 : 0);
+}
+
+RowMap RowMap::limitedTo(qint64 rowCount) const {
+    if (rowCount >= lines_.length)
+        return *this;
+    return showsAll_ ? ofAllRows(rowCount) : RowMap(sets_, {lines_.location, rowCount}, gaps_);
 }
 
 bool RowMap::shows(qint64 row) const {
     if (row < 0 || row >= lines_.length)
         return false;
-    return showsAll_ || shown_.contains(lines_.location + row);
+    return showsAll_ || sets_.shown.contains(lines_.location + row);
 }
 
 qint64 RowMap::gapsBefore(qint64 row) const {
     if (gaps_ == Gaps::None)
         return 0;
-    const qint64 starts = runStarts_.rank(lines_.location + row + 1) - runStartsBefore_;
+    const qint64 starts = sets_.runStarts.rank(lines_.location + row + 1) - runStartsBefore_;
     return (beginsWithGap_ ? 1 : 0) + std::max<qint64>(starts, 0);
 }
 
@@ -54,7 +60,7 @@ qint64 RowMap::rowAt(qint64 position) const {
         return 0;
     // The last run that begins at the position or before it, its gap included.
     qint64 run = 0;
-    for (qint64 end = runStarts_.size() - runStartsBefore_ + 1; end - run > 1;) {
+    for (qint64 end = furtherRunCount() + 1; end - run > 1;) {
         const qint64 middle = run + (end - run) / 2;
         const qint64 start = runStart(middle);
         if (rank(start) + gapsBefore(start) - 1 <= position)

@@ -22,18 +22,33 @@ public:
     /// No rows.
     RowMap() = default;
     static RowMap ofAllRows(qint64 rowCount);
-    /// Row r stands for the line `lines.location` + r. `runStarts`: the shown lines behind a line that is
-    /// not.
-    RowMap(LineSet shown, LineSet runStarts, LineRange lines, Gaps gaps);
+    struct Sets {
+        LineSet shown;
+        /// The shown lines behind a line that is not shown.
+        LineSet runStarts;
+        /// The lines that are meant; other shown lines are their context.
+        LineSet meant;
+    };
+    /// Row r stands for the line `lines.location` + r.
+    RowMap(Sets sets, LineRange lines, Gaps gaps);
+    /// The same map for a table with fewer rows.
+    RowMap limitedTo(qint64 rowCount) const;
 
     bool showsAll() const { return showsAll_; }
     /// Rows that the data source has.
     qint64 rowCount() const { return lines_.length; }
     /// Positions of the table.
     qint64 count() const { return count_; }
-    qint64 shownRowCount() const { return showsAll_ ? lines_.length : shown_.size() - shownBefore_; }
+    /// Rows that are shown.
+    qint64 shownRowCount() const {
+        return showsAll_ ? lines_.length : sets_.shown.rank(lines_.location + lines_.length) - shownBefore_;
+    }
 
     bool shows(qint64 row) const;
+    /// Whether the row is shown as the context of others.
+    bool isContext(qint64 row) const {
+        return !showsAll_ && shows(row) && !sets_.meant.contains(lines_.location + row);
+    }
     /// The row at a position; for a gap its first row. Precondition: 0 <= `position` < `count`.
     qint64 rowAt(qint64 position) const;
     /// The position of a row; for one that is not shown that of its gap, or of the next shown row, or of the
@@ -51,22 +66,25 @@ public:
 
 private:
     /// Shown rows before the row.
-    qint64 rank(qint64 row) const { return shown_.rank(lines_.location + row) - shownBefore_; }
-    qint64 select(qint64 index) const { return shown_.select(shownBefore_ + index) - lines_.location; }
+    qint64 rank(qint64 row) const { return sets_.shown.rank(lines_.location + row) - shownBefore_; }
+    qint64 select(qint64 index) const { return sets_.shown.select(shownBefore_ + index) - lines_.location; }
     /// Gaps that take a position, between the first row and this shown one.
     qint64 gapsBefore(qint64 row) const;
+    /// Run starts behind the first shown row.
+    qint64 furtherRunCount() const {
+        return sets_.runStarts.rank(lines_.location + lines_.length) - runStartsBefore_;
+    }
     /// The first row of a run of shown rows; the runs count from 0.
     qint64 runStart(qint64 run) const { return run == 0 ? select(0) : runStartBehindFirst(run - 1); }
     qint64 runStartBehindFirst(qint64 run) const {
-        return runStarts_.select(runStartsBefore_ + run) - lines_.location;
+        return sets_.runStarts.select(runStartsBefore_ + run) - lines_.location;
     }
 
     bool showsAll_ = true;
     Gaps gaps_ = Gaps::None;
     LineRange lines_;
     qint64 count_ = 0;
-    LineSet shown_;
-    LineSet runStarts_;
+    Sets sets_;
     /// Lines shown before the first row.
     qint64 shownBefore_ = 0;
     /// Run starts up to the first shown row, which begins the first run whether it is one of them or not.

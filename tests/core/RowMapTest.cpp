@@ -69,7 +69,8 @@ TEST(RowMapTest, PositionsAndGapsAgreeWithTheLines) {
         const LineSet set = writer.set();
         isShown.erase(isShown.begin(), isShown.begin() + first);
         for (const auto gaps : {RowMap::Gaps::None, RowMap::Gaps::Rows}) {
-            const RowMap map(set, runsOf(set, lineCount), {first, lineCount - first}, gaps);
+            const RowMap longer({set, runsOf(set, lineCount), set}, {first, lineCount - first + 1}, gaps);
+            const RowMap map = longer.limitedTo(lineCount - first);
             expectRows(map, isShown, gaps);
             ASSERT_FALSE(::testing::Test::HasFailure()) << "round " << round << ", seed 5";
         }
@@ -80,12 +81,12 @@ TEST(RowMapTest, PositionsAndGapsAgreeWithTheLines) {
 TEST(RowMapTest, TheNearestShownRowIsOnEitherSide) {
     LineSetWriter writer;
     writer.assign({0, 30}, std::vector<qint64>{10, 20});
-    const RowMap map(writer.set(), {}, {0, 30}, RowMap::Gaps::None);
+    const RowMap map({writer.set(), {}, {}}, {0, 30}, RowMap::Gaps::None);
     EXPECT_EQ(map.nearestShown(0), 10);
     EXPECT_EQ(map.nearestShown(14), 10);
     EXPECT_EQ(map.nearestShown(15), 20);
     EXPECT_EQ(map.nearestShown(29), 20);
-    EXPECT_EQ(RowMap({}, {}, {0, 30}, RowMap::Gaps::None).nearestShown(3), std::nullopt);
+    EXPECT_EQ(RowMap({}, {0, 30}, RowMap::Gaps::None).nearestShown(3), std::nullopt);
 }
 
 } // namespace

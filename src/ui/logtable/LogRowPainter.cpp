@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace korvane {
@@ -76,9 +77,24 @@ void LogRowPainter::paint(const RowPlaces::VisibleRow& row, const RowState& stat
         if (column.identifier == cell::lineMark)
             paintMark(row, {right, row.y, column.width, row.height}, groundOf(state));
         right += column.width;
-        if (column.identifier == cell::lineNum)
-            paintNumber(row, right, state);
+        if (column.identifier != cell::lineNum)
+            continue;
+        paintNumber(row, right, state);
+        if (state.followsGap)
+            paintTick(row, right - column.width, right);
     }
+}
+
+void LogRowPainter::paintGap(const RowPlaces::VisibleRow& gap) {
+    const QRectF area(0, gap.y, style_.viewSize.width(), gap.height);
+    painter_.fillRect(area, mixed(colors_.background, colors_.lineNumber, 0.08));
+    paintNotice({lineX_ + textMargin, gap.y + delegate_.metrics().baseline()}, gapText(gap.hiddenRows),
+                colors_.background);
+}
+
+void LogRowPainter::paintTick(const RowPlaces::VisibleRow& row, qreal left, qreal right) {
+    painter_.fillRect(QRectF(left, std::floor(row.y), right - left - textMargin / 2, 1),
+                      mixed(colors_.background, colors_.lineNumber, 0.6));
 }
 
 const QColor& LogRowPainter::groundOf(const RowState& state) const {
@@ -176,6 +192,12 @@ QString LogRowPainter::cutText(const CellView& view) {
         return RowTexts::tr("Line cut for display: %1 more").arg(sizeText(view.row->cutBytes));
     return view.layout->hiddenUnits() > 0 ? RowTexts::tr("Line cut for display: unwrap to see the rest")
                                           : QString();
+}
+
+QString LogRowPainter::gapText(qint64 hiddenRows) {
+    // Beyond the range of plural forms the number alone decides nothing.
+    const int count = static_cast<int>(std::min<qint64>(hiddenRows, std::numeric_limits<int>::max()));
+    return RowTexts::tr("%n line(s) hidden", nullptr, count);
 }
 
 void LogRowPainter::paintCutBadge(const QRectF& area, const CellView& view) {

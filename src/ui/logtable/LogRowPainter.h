@@ -35,6 +35,8 @@ public:
     struct RowState {
         bool isSelected = false;
         bool isCurrent = false;
+        /// Rows directly above it are not shown.
+        bool followsGap = false;
         /// Empty for none.
         TextRange selectedText;
         /// The position of the caret in the text; absent while no caret is shown.
@@ -46,6 +48,8 @@ public:
                   Style style);
 
     void paint(const RowPlaces::VisibleRow& row, const RowState& state);
+    /// Draws a row that stands for rows that are not shown.
+    void paintGap(const RowPlaces::VisibleRow& gap);
     /// The line beside the numbers and, when lines wrap, those between the rows.
     void paintSeparators(const std::vector<RowPlaces::VisibleRow>& rows);
     /// Draws the focus frame: around the current row, or around the view when that row is not visible.
@@ -54,6 +58,8 @@ public:
     /// The texts in place of a line that is not loaded, and of a line that rules hide.
     static QString loadingText();
     static QString filteredText();
+    /// The text of a gap.
+    static QString gapText(qint64 hiddenRows);
     /// Note that the line is longer than shown; empty when it is not.
     static QString cutText(const LogTableViewDelegate::CellView& view);
     /// A rule was too slow for the line.
@@ -69,6 +75,8 @@ private:
     /// Background of a row, except for a line with its own background.
     const QColor& groundOf(const RowState& state) const;
     void paintMark(const RowPlaces::VisibleRow& row, const QRectF& place, const QColor& ground);
+    /// A tick between the numbers of two rows that do not follow each other.
+    void paintTick(const RowPlaces::VisibleRow& row, qreal left, qreal right);
     void paintNumber(const RowPlaces::VisibleRow& row, qreal right, const RowState& state);
     void paintLine(const RowPlaces::VisibleRow& row, const QRectF& area, const RowState& state);
     void paintCaret(const QRectF& character, const QColor& color);

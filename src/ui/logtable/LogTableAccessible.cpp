@@ -63,17 +63,17 @@ int LogTableAccessible::columnIndex(QLatin1StringView column) const {
 }
 
 bool LogTableAccessible::isVisibleRow(qint64 row) const {
-    return row >= view_.scroller().firstVisibleRow() && row <= view_.scroller().lastVisibleRow();
+    const RowMap& map = view_.scroller().map();
+    return row >= view_.scroller().firstVisibleRow() && row <= view_.scroller().lastVisibleRow() &&
+           map.rowAt(map.positionOf(row)) == row;
 }
 
 void LogTableAccessible::dropHiddenCells() {
     if (cells_.empty())
         return;
-    const qint64 first = view_.scroller().firstVisibleRow();
-    const qint64 last = view_.scroller().lastVisibleRow();
     std::erase_if(cells_, [&](const auto& entry) {
         const auto& [row, column] = entry.first;
-        if (row >= first && row <= last && columnIndex(column) >= 0)
+        if (isVisibleRow(row) && columnIndex(column) >= 0)
             return false;
         QAccessible::deleteAccessibleInterface(entry.second);
         return true;
@@ -92,21 +92,21 @@ QAccessibleInterface* LogTableAccessible::childAt(int x, int y) const {
 QAccessibleInterface* LogTableAccessible::child(int index) const {
     if (index < 0 || index >= childCount())
         return nullptr;
-    return cell(view_.scroller().firstVisibleRow() + index / columnCount(),
+    const qint64 position = view_.scroller().topPosition() + index / columnCount();
+    return cell(view_.scroller().map().rowAt(position),
                 view_.columns().all()[static_cast<std::size_t>(index % columnCount())].identifier);
 }
 
 int LogTableAccessible::childCount() const {
-    return static_cast<int>(view_.scroller().lastVisibleRow() - view_.scroller().firstVisibleRow() + 1) *
-           columnCount();
+    return static_cast<int>(view_.scroller().visibleRows().size()) * columnCount();
 }
 
 int LogTableAccessible::indexOfChild(const QAccessibleInterface* child) const {
     const auto* known = dynamic_cast<const LogTableCellAccessible*>(child);
     if (!known || &known->owner() != this || !known->isValid())
         return -1;
-    return static_cast<int>(known->row() - view_.scroller().firstVisibleRow()) * columnCount() +
-           known->columnIndex();
+    const qint64 position = view_.scroller().map().positionOf(known->row());
+    return static_cast<int>(position - view_.scroller().topPosition()) * columnCount() + known->columnIndex();
 }
 
 QAccessibleInterface* LogTableAccessible::focusChild() const {
@@ -137,20 +137,19 @@ QAccessibleInterface* LogTableAccessible::cellAt(int row, int column) const {
 
 QList<int> LogTableAccessible::selectedRows() const {
     QList<int> rows;
-    for (qint64 row = view_.scroller().firstVisibleRow(); row <= view_.scroller().lastVisibleRow(); ++row) {
-        if (view_.selection().showsRow(row))
-            rows.append(toInt(row));
-    }
+    for (const RowPlaces::VisibleRow& row : view_.scroller().visibleRows())
+        if (view_.selection().showsRow(row.row))
+            rows.append(toInt(row.row));
     return rows;
 }
 
 QList<QAccessibleInterface*> LogTableAccessible::selectedCells() const {
     QList<QAccessibleInterface*> cells;
-    for (qint64 row = view_.scroller().firstVisibleRow(); row <= view_.scroller().lastVisibleRow(); ++row) {
-        if (!view_.selection().showsRow(row))
+    for (const RowPlaces::VisibleRow& row : view_.scroller().visibleRows()) {
+        if (!view_.selection().showsRow(row.row))
             continue;
         for (const LogTableColumn& column : view_.columns().all())
-            cells.append(cell(row, column.identifier));
+            cells.append(cell(row.row, column.identifier));
     }
     return cells;
 }

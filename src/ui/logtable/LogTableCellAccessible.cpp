@@ -49,6 +49,8 @@ QAccessibleInterface* LogTableCellAccessible::parent() const {
 }
 
 QString LogTableCellAccessible::shownText() const {
+    if (const qint64 hidden = view().scroller().map().gapAt(row_).length; hidden > 0)
+        return LogRowPainter::gapText(hidden);
     const auto shown = view().delegate().viewForTableColumn(column_, row_);
     if (column_ == cell::lineMark)
         return columnTitle(column_);

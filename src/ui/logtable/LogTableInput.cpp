@@ -71,7 +71,9 @@ void LogTableInput::moveLine(int direction, Qt::KeyboardModifiers modifiers) {
     const qint64 current = table_.selection().currentRow();
     const auto area = table_.rowRect(current);
     if (!area) {
-        moveCurrentRow(current < 0 ? table_.scroller().firstVisibleRow() : current + direction, modifiers);
+        moveCurrentRow(current < 0 ? table_.scroller().firstVisibleRow()
+                                   : rowBeside(current, direction).value_or(current),
+                       modifiers);
         return;
     }
     const qreal viewHeight = table_.viewport()->height();
@@ -82,11 +84,12 @@ void LogTableInput::moveLine(int direction, Qt::KeyboardModifiers modifiers) {
                                          (area->height() > viewHeight ? std::min(unread, line) : unread));
         return;
     }
-    const qint64 target = current + direction;
-    if (target < 0 || target >= table_.rowCount()) {
+    const auto beside = rowBeside(current, direction);
+    if (!beside) {
         makeCurrent(current, modifiers);
         return;
     }
+    const qint64 target = *beside;
     // A row that does not fit is shown from the end nearest to the current row.
     const qreal height = table_.delegate().heightOfRow(target);
     const qreal shown = height > viewHeight ? line : height;
@@ -106,21 +109,31 @@ void LogTableInput::movePage(int direction, Qt::KeyboardModifiers modifiers) {
     const qreal y = area ? std::clamp(area->top(), 0.0, lowest) + table_.rowHeight() / 2 : 0;
     const qint64 firstBefore = table_.scroller().firstVisibleRow();
     if (!table_.scroller().scrollByPage(direction)) {
-        makeCurrent(direction > 0 ? table_.rowCount() - 1 : 0, modifiers);
+        makeCurrent(nearestRow(direction > 0 ? table_.rowCount() - 1 : 0), modifiers);
         return;
     }
-    const qint64 row = table_.scroller().rowAt(y);
+    const qint64 row = nearestRow(table_.scroller().rowAt(y));
     // Rows loaded later may push an unloaded row out of the view: then take one that keeps its place.
     if (table_.delegate().isLoaded(row))
         makeCurrent(row, modifiers);
     else
-        makeCurrent(direction > 0 ? table_.scroller().firstVisibleRow() : firstBefore, modifiers);
+        makeCurrent(nearestRow(direction > 0 ? table_.scroller().firstVisibleRow() : firstBefore), modifiers);
+}
+
+std::optional<qint64> LogTableInput::rowBeside(qint64 row, int direction) const {
+    const RowMap& map = table_.scroller().map();
+    return direction > 0 ? map.nextShown(row) : map.previousShown(row);
+}
+
+qint64 LogTableInput::nearestRow(qint64 row) const {
+    const qint64 last = std::max<qint64>(table_.rowCount() - 1, 0);
+    return table_.scroller().map().nearestShown(std::clamp<qint64>(row, 0, last)).value_or(-1);
 }
 
 void LogTableInput::moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers) {
-    if (table_.rowCount() == 0)
+    const qint64 target = nearestRow(row);
+    if (target < 0)
         return;
-    const qint64 target = std::clamp<qint64>(row, 0, table_.rowCount() - 1);
     table_.scroller().scrollRowToVisible(target);
     makeCurrent(target, modifiers);
 }
@@ -141,6 +154,11 @@ void LogTableInput::pressMouse(const QMouseEvent& event) {
     if (row < 0) {
         if (event.button() == Qt::LeftButton)
             table_.selection().clear();
+        return;
+    }
+    if (!table_.scroller().map().shows(row)) {
+        if (event.button() == Qt::LeftButton)
+            Q_EMIT table_.gapClicked(row, clicks_.count(event));
         return;
     }
     if (event.button() == Qt::LeftButton) {
@@ -203,7 +221,7 @@ void LogTableInput::moveMouse(const QMouseEvent& event) {
 
 void LogTableInput::dragTo(QPointF point) {
     const qint64 row = table_.scroller().rowAt(std::clamp(point.y(), 0.0, table_.viewport()->height() - 1.0));
-    if (row < 0)
+    if (row < 0 || !table_.scroller().map().shows(row))
         return;
     // A drag within the line selects text, across lines it selects rows.
     if (drag_ != Drag::Text || row != pressRow_) {
@@ -252,7 +270,7 @@ void LogTableInput::doubleClick(const QMouseEvent& event) {
     if (event.button() != Qt::LeftButton || row < 0 ||
         table_.columns().at(event.position().x()) != cell::line)
         return;
-    pressLeft(row, event);
+    pressMouse(event);
 }
 
 void LogTableInput::turnWheel(const QWheelEvent& event) {

@@ -8,6 +8,8 @@
 #include <QObject>
 #include <QPointF>
 
+#include <optional>
+
 class QContextMenuEvent;
 class QKeyEvent;
 class QMouseEvent;
@@ -47,6 +49,10 @@ private:
     void movePage(int direction, Qt::KeyboardModifiers modifiers);
     void moveCurrentRow(qint64 row, Qt::KeyboardModifiers modifiers);
     void makeCurrent(qint64 row, Qt::KeyboardModifiers modifiers);
+    /// The next shown row in this direction.
+    std::optional<qint64> rowBeside(qint64 row, int direction) const;
+    /// The shown row that is nearest to `row`; -1 without any.
+    qint64 nearestRow(qint64 row) const;
     void pressLeft(qint64 row, const QMouseEvent& event);
     void dragTo(QPointF point);
     /// The border between two characters that is nearest to the point.

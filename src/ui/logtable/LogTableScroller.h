@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/RowMap.h"
 #include "ui/logtable/RowPlaces.h"
 
 #include <QObject>
@@ -22,8 +23,10 @@ public:
     /// `delegate` measures the rows and must outlive this.
     LogTableScroller(LogTableViewDelegate& delegate, std::function<qreal()> viewHeight);
 
-    qint64 rowCount() const { return rowCount_; }
-    void setRowCount(qint64 count);
+    const RowMap& map() const { return map_; }
+    /// The top row stays where it is; if it is not shown any more, the next shown one takes its place.
+    void setMap(RowMap map);
+    qint64 rowCount() const { return map_.rowCount(); }
     /// The heights of rows or of the view have changed: a view at the end stays there.
     void heightsChanged();
     /// All rows have been laid out again: an offset inside a row may mean nothing any more.
@@ -31,9 +34,11 @@ public:
 
     const RowPlace& topPlace() const { return top_; }
     qint64 firstVisibleRow() const { return top_.row; }
+    /// The position of the first visible row in the map.
+    qint64 topPosition() const { return map_.positionOf(top_.row); }
     /// -1 without rows.
     qint64 lastVisibleRow() const;
-    std::vector<RowPlaces::VisibleRow> visibleRows() const { return places().visible(top_); }
+    std::vector<RowPlaces::VisibleRow> visibleRows() const;
     /// nullopt when the row is not visible.
     std::optional<RowPlaces::VisibleRow> visibleRow(qint64 row) const;
     /// The row at a y coordinate; -1 outside the rows.
@@ -45,11 +50,14 @@ public:
     bool stoodAtEnd() const { return stoodAtEnd_; }
     /// Rows of one line that fit into the view; at least 1.
     int rowsPerPage() const;
-    /// The top at the end of the rows; an estimate, for which no row is measured, while the end is far away.
-    RowPlace endPlace() const;
+    /// The top at the end of the rows, as a position; an estimate, for which no row is measured, while the
+    /// end is far away.
+    RowPlace endPosition() const;
+    bool isAtEndPosition() const { return positionOf(top_) == endPosition(); }
 
     /// Scrolls so that the row is at the top, as far as the end allows.
-    void setTopRow(qint64 row);
+    void setTopRow(qint64 row) { setTopPosition(map_.positionOf(row)); }
+    void setTopPosition(qint64 position);
     void scrollToEnd();
     /// Positive = towards the end. When scrolling up, rows loaded later do not move the rows that were
     /// visible before, even if they become taller.
@@ -77,10 +85,14 @@ private:
         qreal y = 0;
     };
 
-    bool isRow(qint64 row) const { return row >= 0 && row < rowCount_; }
+    bool isRow(qint64 row) const { return row >= 0 && row < rowCount(); }
+    qreal heightOf(qint64 row) const;
     qreal lineHeight() const;
-    /// For the present rows and view.
+    /// For the present positions and view.
     RowPlaces places() const;
+    /// The same place, counted in positions; that of the gap or the next shown row, if the row is not shown.
+    RowPlace positionOf(RowPlace place) const;
+    RowPlace placeAt(RowPlace position) const;
     bool isAtEnd(RowPlace top) const;
     /// Whether visible rows may still become taller.
     bool hasUnmeasuredRows(RowPlace top) const;
@@ -89,7 +101,7 @@ private:
 
     LogTableViewDelegate& delegate_;
     const std::function<qreal()> viewHeight_;
-    qint64 rowCount_ = 0;
+    RowMap map_;
     RowPlace top_;
     /// The end of the last row was at the lower edge when the top was last set: it stays there when the
     /// window is resized or rows change their heights.

@@ -73,14 +73,24 @@ void LogTableSelection::restore(const RowSelection& rows, qint64 currentRow) {
     Q_EMIT changed();
 }
 
-void LogTableSelection::limitTo(qint64 rowCount) {
+void LogTableSelection::limitTo(const RowMap& map) {
+    const qint64 rowCount = map.rowCount();
     rows_.limitTo(rowCount);
     currentRow_ = std::min(currentRow_, rowCount - 1);
     anchorRow_ = std::min(anchorRow_, rowCount - 1);
-    if (text_ && text_->row >= rowCount)
+    if (text_ && !map.shows(text_->row))
         text_.reset();
-    if (caret_ && caret_->row >= rowCount)
+    if (caret_ && !map.shows(caret_->row))
         caret_.reset();
+    if (currentRow_ < 0 || map.shows(currentRow_))
+        return;
+    const qint64 nearest = map.nearestShown(currentRow_).value_or(-1);
+    if (rows_.count() == 1 && rows_.contains(currentRow_)) {
+        rows_.clear();
+        if (nearest >= 0)
+            rows_.select(nearest, nearest);
+    }
+    currentRow_ = anchorRow_ = nearest;
 }
 
 void LogTableSelection::dropText() {

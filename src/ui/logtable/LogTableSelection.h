@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/RowMap.h"
 #include "foundation/text/AttributedString.h"
 #include "ui/logtable/RowSelection.h"
 
@@ -51,8 +52,9 @@ public:
     void selectTextToCaret(qint64 row, int anchor, int position);
     /// Restores an earlier selection, as far as its rows exist.
     void restore(const RowSelection& rows, qint64 currentRow);
-    /// Drops what is outside a table of so many rows, without a signal.
-    void limitTo(qint64 rowCount);
+    /// Drops what is outside a table of these rows, without a signal. If the current row is not shown, the
+    /// nearest shown row becomes current.
+    void limitTo(const RowMap& map);
 
 Q_SIGNALS:
     /// Rows, text or caret.

@@ -91,8 +91,14 @@ qreal LogTableView::lineTextWidth() const {
 // ---- Rows and scrolling
 
 void LogTableView::setRowCount(qint64 count) {
-    selection_.limitTo(count);
-    scroller_.setRowCount(count);
+    const RowMap& map = scroller_.map();
+    setRowMap(map.showsAll() ? RowMap::ofAllRows(count) : map.limitedTo(count));
+}
+
+void LogTableView::setRowMap(const RowMap& map) {
+    selection_.limitTo(map);
+    delegate_.setMap(map);
+    scroller_.setMap(map);
     viewport()->update();
     Q_EMIT contentChanged();
 }
@@ -120,13 +126,13 @@ void LogTableView::layoutChanged() {
 void LogTableView::updateScrollBars() {
     isUpdatingBars_ = true;
     scrollShift_ = 0;
-    while ((rowCount() >> scrollShift_) > largestBarValue)
+    while ((scroller_.map().count() >> scrollShift_) > largestBarValue)
         ++scrollShift_;
-    const RowPlace end = scroller_.endPlace();
+    const RowPlace end = scroller_.endPosition();
     const qint64 last = end.row + (end.offset > 0 ? 1 : 0);
     verticalScrollBar()->setRange(0, static_cast<int>(last >> scrollShift_));
     verticalScrollBar()->setPageStep(std::max(1, scroller_.rowsPerPage() >> scrollShift_));
-    const qint64 value = scroller_.topPlace() == end ? last : scroller_.firstVisibleRow();
+    const qint64 value = scroller_.isAtEndPosition() ? last : scroller_.topPosition();
     verticalScrollBar()->setValue(static_cast<int>(value >> scrollShift_));
     isUpdatingBars_ = false;
     updateHorizontalBar();
@@ -156,16 +162,16 @@ void LogTableView::scrollContentsBy(int /*dx*/, int /*dy*/) {
     if (isUpdatingBars_)
         return;
     const qint64 wanted = static_cast<qint64>(verticalScrollBar()->value()) << scrollShift_;
-    const qint64 shown = (scroller_.firstVisibleRow() >> scrollShift_) << scrollShift_;
+    const qint64 shown = (scroller_.topPosition() >> scrollShift_) << scrollShift_;
     if (verticalScrollBar()->value() == verticalScrollBar()->maximum() && wanted != shown)
         scroller_.scrollToEnd();
     else if (wanted != shown)
-        scroller_.setTopRow(wanted);
+        scroller_.setTopPosition(wanted);
     viewport()->update();
 }
 
 bool LogTableView::scrollTextToVisible(qint64 row, TextRange range) {
-    if (row < 0 || row >= rowCount())
+    if (!scroller_.map().shows(row))
         return false;
     const auto view = delegate_.viewForTableColumn(cell::line, row);
     const QRectF first = view.layout ? view.layout->characterRect(range.location) : QRectF();
@@ -222,11 +228,16 @@ void LogTableView::paintEvent(QPaintEvent* event) {
     for (const RowPlaces::VisibleRow& row : rows) {
         if (row.y + row.height < event->rect().top() || row.y > event->rect().bottom() + 1)
             continue;
+        if (row.hiddenRows > 0) {
+            rowPainter.paintGap(row);
+            continue;
+        }
         const auto& text = selection_.text();
         const auto& caret = selection_.caret();
         rowPainter.paint(
             row, {.isSelected = selection_.showsRow(row.row),
                   .isCurrent = row.row == selection_.currentRow(),
+                  .followsGap = scroller_.map().gapBefore(row.row).length > 0,
                   .selectedText = text && text->row == row.row ? text->range : TextRange{},
                   .caret = caret && caret->row == row.row ? std::optional(caret->position) : std::nullopt});
     }

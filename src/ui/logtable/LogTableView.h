@@ -41,7 +41,10 @@ public:
     qreal lineTextX() const;
 
     qint64 rowCount() const { return scroller_.rowCount(); }
+    /// Which rows are shown is kept; of further rows none, unless all are.
     void setRowCount(qint64 count);
+    /// Shows other rows. If the current row is none of them, the nearest one becomes current.
+    void setRowMap(const RowMap& map);
     /// These rows, both included, were loaded or have another text: they are measured and drawn again.
     void rowsChanged(qint64 firstRow = 0, qint64 lastRow = std::numeric_limits<qint64>::max());
     /// Colours of rows may have changed, but neither text nor height.
@@ -75,6 +78,8 @@ Q_SIGNALS:
     /// The mouse button was released after selecting rows by a drag, or text by a drag or several clicks.
     void selectedByMouse();
     void lineMarkClicked(qint64 row);
+    /// A click on the gap that this row lies in; `count`: of clicks on it.
+    void gapClicked(qint64 row, int count);
     /// Rows were added, removed or replaced, or texts, heights or columns of rows have changed.
     void contentChanged();
     /// The visible rows have changed, by scrolling or resizing.

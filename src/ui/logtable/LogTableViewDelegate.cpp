@@ -29,6 +29,14 @@ void LogTableViewDelegate::setGrounds(const TableGrounds& grounds) {
     layouts_.clear();
 }
 
+void LogTableViewDelegate::setMap(const RowMap& map) {
+    const bool hides = map.showsAll() != map_.showsAll();
+    std::erase_if(layouts_, [&](const auto& entry) {
+        return hides || map.isContext(entry.first) != map_.isContext(entry.first);
+    });
+    map_ = map;
+}
+
 void LogTableViewDelegate::setWrapping(bool wrapping) {
     wrapping_ = wrapping;
     resetRowHeights();
@@ -68,7 +76,7 @@ LogTableViewDelegate::CellView LogTableViewDelegate::viewForTableColumn(QLatin1S
     const Prepared* line = prepared(row);
     if (!line)
         return {cell::loading};
-    if (line->row.marks.hideLine)
+    if (line->row.marks.hideLine && map_.showsAll())
         return {.identifier = cell::filtered, .row = &line->row};
     return {.identifier = wrapping_ ? cell::wrappedLine : cell::line,
             .layout = line->layout.get(),
@@ -86,7 +94,9 @@ const LogTableViewDelegate::Prepared* LogTableViewDelegate::prepared(qint64 row)
     if (!line.isLoaded)
         return nullptr;
     Prepared made{std::move(line), nullptr};
-    made.layout = LineLayout::make(grounds_.shownLine(made.row.line), *metrics_, wrapWidth());
+    made.layout = LineLayout::make(map_.isContext(row) ? grounds_.mutedLine(made.row.line)
+                                                       : grounds_.shownLine(made.row.line),
+                                   *metrics_, wrapWidth());
     return &layouts_.emplace(row, std::move(made)).first->second;
 }
 

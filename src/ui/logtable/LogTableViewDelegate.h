@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/RowLine.h"
+#include "core/RowMap.h"
 #include "ui/logtable/LineLayout.h"
 #include "ui/logtable/LineMetrics.h"
 #include "ui/logtable/TableGrounds.h"
@@ -59,6 +60,8 @@ public:
     /// Sets the backgrounds of lines: colours unreadable on them are shifted.
     void setGrounds(const TableGrounds& grounds);
     const TableGrounds& grounds() const { return grounds_; }
+    /// Where not all rows are shown, hidden lines appear as context: with their text, muted.
+    void setMap(const RowMap& map);
     void setWrapping(bool wrapping);
     bool isWrapping() const { return wrapping_; }
 
@@ -93,6 +96,7 @@ private:
     const std::function<qreal()> lineTextWidth_;
     std::shared_ptr<TableRows> dataSource_;
     bool wrapping_ = false;
+    RowMap map_;
     std::unique_ptr<LineMetrics> metrics_;
     TableGrounds grounds_;
     std::unordered_map<qint64, qreal> rowHeightCache_;

@@ -23,6 +23,8 @@ public:
         /// Top edge, relative to the top of the view.
         qreal y;
         qreal height;
+        /// Rows that are not shown, if this stands for a gap; else 0.
+        qint64 hiddenRows = 0;
     };
 
     using HeightOfRow = std::function<qreal(qint64 row)>;

@@ -77,4 +77,15 @@ AttributedString TableGrounds::shownLine(const AttributedString& line) const {
     return shown;
 }
 
+AttributedString TableGrounds::mutedLine(const AttributedString& line) const {
+    AttributedString muted = line;
+    muted.change({{0, line.length()}}, [&](std::size_t, const auto& present) {
+        Attributes made = *present;
+        made.foreground = notice(colors_.background);
+        made.background.reset();
+        return std::make_shared<const Attributes>(std::move(made));
+    });
+    return muted;
+}
+
 } // namespace korvane

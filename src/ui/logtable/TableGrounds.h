@@ -33,6 +33,8 @@ public:
     /// The line with its default text colours made readable on their backgrounds, whether its row is the
     /// current one or not.
     AttributedString shownLine(const AttributedString& line) const;
+    /// The line as the context of others.
+    AttributedString mutedLine(const AttributedString& line) const;
 
 private:
     bool isUnchosen(const QColor& color) const;

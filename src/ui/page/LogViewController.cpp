@@ -146,14 +146,13 @@ bool LogViewController::followsEnd() const {
 }
 
 void LogViewController::requestVisiblePages() {
-    if (tableView_->rowCount() == 0)
-        return;
     // Rows drawn from a cached layout do not request their text again.
-    const qint64 first =
-        pages::pageOfLine(dataSource_->rowStart() + tableView_->scroller().firstVisibleRow());
-    const qint64 last = pages::pageOfLine(dataSource_->rowStart() + tableView_->scroller().lastVisibleRow());
-    for (qint64 page = first; page <= last; ++page)
-        dataSource_->loadPage(page, true);
+    qint64 requested = 0;
+    for (const RowPlaces::VisibleRow& row : tableView_->scroller().visibleRows()) {
+        const qint64 page = pages::pageOfLine(dataSource_->rowStart() + row.row);
+        if (row.hiddenRows == 0 && page != std::exchange(requested, page))
+            dataSource_->loadPage(page, true);
+    }
 }
 
 void LogViewController::dataSourceLoadedLines(qint64 firstRow, qint64 lastRow) {
@@ -393,9 +392,8 @@ QString LogViewController::textForNewRule() const {
 
 QStringList LogViewController::visibleLines() const {
     QStringList lines;
-    const qint64 last = tableView_->scroller().lastVisibleRow();
-    for (qint64 row = tableView_->scroller().firstVisibleRow(); row <= last; ++row) {
-        if (const auto line = dataSource_->cachedRowLine(row))
+    for (const RowPlaces::VisibleRow& row : tableView_->scroller().visibleRows()) {
+        if (const auto line = row.hiddenRows > 0 ? std::nullopt : dataSource_->cachedRowLine(row.row))
             lines.append(line->line.string());
     }
     return lines;

@@ -7,6 +7,7 @@
 #include "ui/page/MainWindowController.h"
 
 #include <QPixmap>
+#include <algorithm>
 
 namespace korvane {
 
@@ -37,14 +38,12 @@ void Snapshot::tryToRender() {
 bool Snapshot::showsFullView() const {
     // Rows above or below the view would not be in the picture.
     LogTableView& table = page_.logView().tableView();
-    const qint64 first = table.scroller().firstVisibleRow();
-    const qint64 last = table.scroller().lastVisibleRow();
-    if (!hasRows_ || (first == 0 && last + 1 == table.rowCount()))
+    const auto rows = table.scroller().visibleRows();
+    if (!hasRows_ || static_cast<qint64>(rows.size()) == table.scroller().map().count())
         return false;
-    for (qint64 row = first; row <= last; ++row)
-        if (!table.delegate().isLoaded(row))
-            return false;
-    return true;
+    return std::ranges::all_of(rows, [&](const RowPlaces::VisibleRow& row) {
+        return row.hiddenRows > 0 || table.delegate().isLoaded(row.row);
+    });
 }
 
 bool Snapshot::isWithoutRows() const {

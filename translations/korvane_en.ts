@@ -43,6 +43,16 @@
     </message>
 </context>
 <context>
+    <name>LogRowPainter</name>
+    <message numerus="yes">
+        <source>%1 line(s) hidden</source>
+        <translation>
+            <numerusform>%1 line hidden</numerusform>
+            <numerusform>%1 lines hidden</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>RuleImport</name>
     <message numerus="yes">
         <source>%1 rule(s)</source>

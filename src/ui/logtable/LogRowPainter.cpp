@@ -1,15 +1,16 @@
 #include "ui/logtable/LogRowPainter.h"
 
+#include "foundation/text/Translations.h"
 #include "ui/widgets/Contrast.h"
 #include "ui/widgets/SizeText.h"
 
 #include <QCoreApplication>
+#include <QLocale>
 #include <QPainter>
 #include <QPolygonF>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 namespace korvane {
@@ -195,9 +196,8 @@ QString LogRowPainter::cutText(const CellView& view) {
 }
 
 QString LogRowPainter::gapText(qint64 hiddenRows) {
-    // Beyond the range of plural forms the number alone decides nothing.
-    const int count = static_cast<int>(std::min<qint64>(hiddenRows, std::numeric_limits<int>::max()));
-    return RowTexts::tr("%n line(s) hidden", nullptr, count);
+    return RowTexts::tr("%1 line(s) hidden", nullptr, translations::pluralOf(hiddenRows))
+        .arg(QLocale().toString(hiddenRows));
 }
 
 void LogRowPainter::paintCutBadge(const QRectF& area, const CellView& view) {

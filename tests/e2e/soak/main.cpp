@@ -18,6 +18,7 @@
 #include <chrono>
 #include <cmath>
 #include <fstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -78,8 +79,10 @@ private:
             if (const auto found = ShownRows(*session_.page, fileLines(), seed_).difference())
                 throw Fault("at rest: ", *found);
         }
-        stoodAtEnd_ = session_.table().scroller().isAtEnd();
-        visibleRows_ = session_.table().scroller().visibleRows();
+        // A row may have become taller a moment ago, and the view not be back at the end yet.
+        const LogTableScroller& scroller = session_.table().scroller();
+        stoodAtEnd_ = scroller.isAtEnd() || scroller.stoodAtEnd();
+        visibleRows_ = scroller.visibleRows();
         scrolledMeanwhile_ = false;
 
         did(step.description());
@@ -157,14 +160,20 @@ private:
         });
     }
 
+    static std::string placeText(const std::vector<RowPlaces::VisibleRow>& rows) {
+        return rows.empty() ? "no row"
+                            : joined("row ", rows.front().row, " at ", rows.front().y, " of ",
+                                     rows.front().height, ", last ", rows.back().row);
+    }
+
     void expectSamePlace(const Step& step) const {
         if (scrolledMeanwhile_)
             return;
         if (stoodAtEnd_ && !session_.table().scroller().isAtEnd())
             throw Fault("the view stood at the end and does no longer");
         if (!stoodAtEnd_ && step.onlyAppends && !hasKeptPlace())
-            throw Fault("the view stood at row ", visibleRows_.front().row, " and has moved to row ",
-                        session_.table().scroller().firstVisibleRow());
+            throw Fault("the view stood at ", placeText(visibleRows_), " and has moved to ",
+                        placeText(session_.table().scroller().visibleRows()));
     }
 
     test::Session& session_;

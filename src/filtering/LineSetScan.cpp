@@ -66,6 +66,7 @@ struct LineSetScan::State {
     /// Lines that could not be read: they are tried again when the file changes.
     LineRanges unreadable GUARDED_BY(mutex);
     std::list<Taken> taken GUARDED_BY(mutex);
+    LineSetWriter examined GUARDED_BY(mutex);
     std::vector<Writers> writers GUARDED_BY(mutex) = std::vector<Writers>(items.size());
     std::shared_ptr<const LineFilter> filter GUARDED_BY(mutex);
     StringEncoding filterEncoding GUARDED_BY(mutex) = encoding::unknown;
@@ -76,7 +77,8 @@ struct LineSetScan::State {
     std::array<ScanPool::Scan, mostWorkers> scans; // main thread
 
     Sets sets() REQUIRES(mutex) {
-        Sets result{.items = {}, .lineCount = lineCount, .linesLeft = left.lineCount()};
+        Sets result{
+            .items = {}, .examined = examined.set(), .lineCount = lineCount, .linesLeft = left.lineCount()};
         for (const Taken& range : taken)
             result.linesLeft += range.lines.length;
         for (Writers& item : writers)
@@ -174,8 +176,9 @@ private:
                 return;
             }
             (isCancelled ? state_->left : state_->unreadable).add(rest);
+            const LineRange done{range.lines.location, found.lineCount};
+            state_->examined.fill(done);
             for (std::size_t i = 0; i < found.items.size(); ++i) {
-                const LineRange done{range.lines.location, found.lineCount};
                 state_->writers[i].lines.assign(done, found.items[i].lines);
                 state_->writers[i].givenUp.assign(done, found.items[i].givenUp);
                 state_->writers[i].isTooSlow |= isTooSlow_[i];
@@ -229,6 +232,7 @@ void LineSetScan::linesChanged(qint64 first, qint64 lineCount) {
             taken.isStale |= taken.lines.location + taken.lines.length > first;
         if (lineCount < state_->lineCount) {
             state_->left.truncate(lineCount);
+            state_->examined.truncate(lineCount);
             for (State::Writers& item : state_->writers) {
                 item.lines.truncate(lineCount);
                 item.givenUp.truncate(lineCount);

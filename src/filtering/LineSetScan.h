@@ -24,6 +24,8 @@ public:
     struct Sets {
         /// In the order of the searches.
         std::vector<Item> items;
+        /// Lines that have been examined, if not since their last change.
+        LineSet examined;
         qint64 lineCount = 0;
         /// Of these, lines that have not been examined, or not since they changed.
         qint64 linesLeft = 0;

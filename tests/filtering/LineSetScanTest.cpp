@@ -1,7 +1,7 @@
 #include "filtering/LineSetScan.h"
 
 #include "core/reader/LogReader.h"
-#include "core/search/SearchCorpus.h"
+#include "filtering/FilterCorpus.h"
 #include "filtering/LineRanges.h"
 #include "support/TemporaryFile.h"
 #include "support/Waiting.h"
@@ -12,7 +12,6 @@ namespace korvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-using test::SearchCorpus;
 using test::searchItem;
 using test::TemporaryFile;
 using test::waitFor;
@@ -20,22 +19,6 @@ using test::waitFor;
 /// Scans a file, and compares the sets with what the searches say of each line.
 class LineSetScanTest : public ::testing::Test {
 protected:
-    /// Some long lines, and ends of every kind.
-    QByteArray randomLines(int count) {
-        constexpr const char16_t* words[] = {u"INFO ",    u"error ", u"Grüße ", u"took=12ms ",
-                                             u"id 4711 ", u"\t",     u"ſ",      u"a"};
-        QByteArray lines;
-        for (; count > 0; --count) {
-            QString line;
-            for (std::size_t i = random.below(8); i > 0; --i)
-                line += random.oneOf(words);
-            if (random.below(400) == 0)
-                line += QString(static_cast<qsizetype>(random.below(600'000)), u'x') + u" error"_s;
-            lines += line.toUtf8() + (random.below(5) == 0 ? "\r\n" : "\n");
-        }
-        return lines;
-    }
-
     void start(std::vector<SearchItem> searches) {
         items = std::move(searches);
         reader->refresh();
@@ -68,26 +51,24 @@ protected:
         }
     }
 
-    SearchCorpus random;
+    test::FilterCorpus corpus;
     TemporaryFile file{""};
     std::shared_ptr<LogFileReaderProtocol> reader = LogReader::create(file.url());
     std::vector<SearchItem> items;
-    LineSetScan::Sets sets{.items = {}, .linesLeft = -1};
+    LineSetScan::Sets sets{.items = {}, .examined = {}, .linesLeft = -1};
     int publications = 0;
     std::unique_ptr<LineSetScan> scan;
 };
 
 TEST_F(LineSetScanTest, TheSetsHoldTheMatchesOfAFileThatChanges) {
-    file.append(randomLines(40'000));
+    file.append(corpus.lines(40'000));
     start({searchItem(u"error"_s, false, true), searchItem(u"größe|GRÜSSE"_s, true, true),
            searchItem(u"took=\\d+ms$"_s, true, false), searchItem(u"^\\s*$"_s, true, true),
            searchItem(u"s"_s, false, true)});
     scan->setFocus(30'000);
     expectSets();
     for (int round = 0; round < 20; ++round) {
-        QByteArray more = randomLines(static_cast<int>(random.below(3000)));
-        more.chop(static_cast<qsizetype>(random.below(3))); // an unfinished line
-        file.append(more);
+        file.append(corpus.lines(corpus.below(3000)));
         refresh();
         if (round % 3 == 0)
             expectSets();
@@ -97,7 +78,7 @@ TEST_F(LineSetScanTest, TheSetsHoldTheMatchesOfAFileThatChanges) {
     refresh();
     scan->startAgain(reader->lineCount());
     expectSets();
-    file.replace(randomLines(9000));
+    file.replace(corpus.lines(9000));
     ASSERT_TRUE(reader->reopen());
     reader->reset();
     reader->refresh();
@@ -106,7 +87,7 @@ TEST_F(LineSetScanTest, TheSetsHoldTheMatchesOfAFileThatChanges) {
 }
 
 TEST_F(LineSetScanTest, AStoppedScanGoesOnWhereItWas) {
-    file.append(randomLines(30'000));
+    file.append(corpus.lines(30'000));
     start({searchItem(u"error"_s, false, true)});
     scan->setRunning(false);
     ASSERT_TRUE(test::settle());

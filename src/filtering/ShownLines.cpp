@@ -1,0 +1,250 @@
+#include "filtering/ShownLines.h"
+
+#include "core/DerivedLineSet.h"
+#include "core/reader/LogFileReaderProtocol.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace korvane {
+
+namespace {
+
+bool isSame(const SearchItem& a, const SearchItem& b) {
+    return a.searchStr() == b.searchStr() && a.regex() == b.regex() && a.ignoreCase() == b.ignoreCase();
+}
+
+} // namespace
+
+bool operator==(const ShownLines::Rule& a, const ShownLines::Rule& b) {
+    return isSame(a.item, b.item) && a.hides == b.hides;
+}
+
+/// All that a map is made from.
+struct ShownLines::Request {
+    /// How the sets are combined.
+    struct Combination {
+        std::vector<bool> hides; // of each rule
+        bool hidesUnclaimed = false;
+        int linesAround = 0;
+        friend bool operator==(const Combination&, const Combination&) = default;
+    };
+    Combination combination;
+    /// Of each rule: the lines it matches, those it gave up, and those examined.
+    std::vector<LineSet> inputs;
+    LineSet alwaysShown;
+    LineRange lines;
+};
+
+/// Makes maps, one at a time; what has not changed is taken over. Any thread.
+class ShownLines::Maker {
+public:
+    using Windows = std::span<const DerivedLineSet::Window>;
+
+    explicit Maker(Request::Combination combination)
+        : combination_(std::move(combination)), meant_([this](Windows inputs) { return meantAmong(inputs); }),
+          shown_([this](Windows inputs) {
+              return widened(inputs[0], combination_.linesAround) | inputs[1].lines;
+          }),
+          runStarts_([](Windows inputs) { return runStarts(inputs[0]); }) {}
+
+    const Request::Combination& combination() const { return combination_; }
+
+    RowMap make(const Request& request) {
+        const qint64 lineCount = request.lines.location + request.lines.length;
+        const LineSet meant = meant_.update(request.inputs, lineCount);
+        const LineSet inputs[] = {meant, request.alwaysShown};
+        const LineSet shown = shown_.update(inputs, lineCount);
+        const LineSet starts = runStarts_.update({&shown, 1}, lineCount);
+        const auto gaps = combination_.linesAround > 0 ? RowMap::Gaps::Rows : RowMap::Gaps::None;
+        return RowMap({shown, starts, meant}, request.lines, gaps);
+    }
+
+private:
+    std::uint64_t meantAmong(Windows inputs) const {
+        std::uint64_t examined = ~std::uint64_t{0};
+        std::uint64_t hidden = 0;
+        // A line that a rule gave up is shown.
+        std::uint64_t claimed = combination_.hidesUnclaimed ? 0 : ~std::uint64_t{0};
+        for (std::size_t i = 0; i < combination_.hides.size(); ++i) {
+            const std::uint64_t lines = inputs[3 * i].lines;
+            claimed |= lines | inputs[3 * i + 1].lines;
+            examined &= inputs[3 * i + 2].lines;
+            if (combination_.hides[i])
+                hidden |= lines;
+        }
+        return examined & claimed & ~hidden;
+    }
+
+    const Request::Combination combination_;
+    DerivedLineSet meant_;
+    DerivedLineSet shown_;
+    DerivedLineSet runStarts_;
+};
+
+ShownLines::ShownLines(std::shared_ptr<LogFileReaderProtocol> reader, std::function<void()> changed)
+    : reader_(std::move(reader)), changed_(std::move(changed)), queue_("Shown lines queue", 1) {}
+
+ShownLines::~ShownLines() = default;
+
+bool ShownLines::leavesOut() const {
+    return mode_ != HiddenLines::AsFiltered && !rules_.rules.empty() &&
+           (rules_.hidesUnclaimed || std::ranges::any_of(rules_.rules, &Rule::hides));
+}
+
+qint64 ShownLines::linesLeft() const {
+    qint64 most = 0;
+    for (const auto& scan : scans_)
+        most = std::max(most, scan->sets.linesLeft);
+    return most;
+}
+
+// ---- What is to be shown
+
+void ShownLines::setMode(HiddenLines mode) {
+    if (std::exchange(mode_, mode) != mode)
+        startScans();
+}
+
+void ShownLines::setRules(Rules rules) {
+    if (rules.rules == rules_.rules && rules.hidesUnclaimed == rules_.hidesUnclaimed)
+        return;
+    rules_ = std::move(rules);
+    startScans();
+}
+
+void ShownLines::setAlwaysShown(LineSet lines) {
+    alwaysShown_ = std::move(lines);
+    make();
+}
+
+void ShownLines::setLines(LineRange lines) {
+    if (lines_ == lines)
+        return;
+    lines_ = lines;
+    make();
+}
+
+void ShownLines::setFocus(qint64 line) {
+    focus_ = line;
+    for (const auto& scan : scans_)
+        scan->scan->setFocus(line);
+}
+
+void ShownLines::linesChanged(qint64 first) {
+    for (const auto& scan : scans_)
+        scan->scan->linesChanged(first, reader_->lineCount());
+}
+
+void ShownLines::startAgain() {
+    for (const auto& scan : scans_) {
+        scan->sets.examined = {};
+        scan->scan->startAgain(reader_->lineCount());
+    }
+    // The old map would show other lines than it was made for.
+    if (leavesOut())
+        map_ = RowMap({}, lines_, RowMap::Gaps::None);
+    changed_();
+}
+
+void ShownLines::setRunning(bool isRunning) {
+    isRunning_ = isRunning;
+    for (const auto& scan : scans_)
+        scan->scan->setRunning(isRunning);
+}
+
+// ---- Scans and maps
+
+void ShownLines::startScans() {
+    if (!leavesOut()) {
+        scans_.clear();
+        showAll();
+        return;
+    }
+    const auto isWanted = [this](const SearchItem& item) {
+        return std::ranges::any_of(rules_.rules, [&](const Rule& rule) { return isSame(rule.item, item); });
+    };
+    std::erase_if(scans_, [&](const auto& scan) { return std::ranges::none_of(scan->items, isWanted); });
+    std::vector<SearchItem> missing;
+    for (const Rule& rule : rules_.rules) {
+        const auto isItem = [&](const SearchItem& item) { return isSame(rule.item, item); };
+        const auto hasItem = [&](const auto& scan) { return std::ranges::any_of(scan->items, isItem); };
+        if (std::ranges::none_of(scans_, hasItem) && std::ranges::none_of(missing, isItem))
+            missing.push_back(rule.item);
+    }
+    if (!missing.empty())
+        scans_.push_back(makeScan(std::move(missing)));
+    make();
+}
+
+std::unique_ptr<ShownLines::Scan> ShownLines::makeScan(std::vector<SearchItem> items) {
+    auto made = std::make_unique<Scan>(Scan{items, {}, nullptr});
+    made->sets.items.resize(items.size());
+    made->sets.linesLeft = reader_->lineCount();
+    made->scan = std::make_unique<LineSetScan>(reader_, std::move(items),
+                                               [this, scan = made.get()](const LineSetScan::Sets& sets) {
+                                                   scan->sets = sets;
+                                                   make();
+                                               });
+    made->scan->setFocus(focus_);
+    made->scan->setRunning(isRunning_);
+    made->scan->linesChanged(0, reader_->lineCount());
+    return made;
+}
+
+void ShownLines::showAll() {
+    isStale_ = true;
+    map_ = RowMap::ofAllRows(lines_.length);
+    changed_();
+}
+
+std::optional<ShownLines::Request> ShownLines::request() const {
+    Request request{{{}, rules_.hidesUnclaimed, linesAround(mode_)}, {}, alwaysShown_, lines_};
+    for (const Rule& rule : rules_.rules) {
+        request.combination.hides.push_back(rule.hides);
+        for (const auto& scan : scans_) {
+            const auto place = std::ranges::find_if(
+                scan->items, [&](const SearchItem& item) { return isSame(rule.item, item); });
+            if (place == scan->items.end())
+                continue;
+            // Old rows stay until the first lines have been examined.
+            if (scan->sets.examined.isEmpty() && lines_.length > 0)
+                return std::nullopt;
+            const LineSetScan::Item& sets =
+                scan->sets.items[static_cast<std::size_t>(place - scan->items.begin())];
+            request.inputs.insert(request.inputs.end(), {sets.lines, sets.givenUp, scan->sets.examined});
+            break;
+        }
+    }
+    return request;
+}
+
+void ShownLines::make() {
+    if (!leavesOut()) {
+        showAll();
+        return;
+    }
+    isStale_ = true;
+    if (isMaking_)
+        return;
+    auto wanted = request();
+    if (!wanted)
+        return;
+    isStale_ = false;
+    isMaking_ = true;
+    if (!maker_ || maker_->combination() != wanted->combination)
+        maker_ = std::make_shared<Maker>(wanted->combination);
+    queue_.run([maker = maker_, request = std::move(*wanted)] { return maker->make(request); })
+        .then(std::weak_ptr(life_), [this](RowMap map) {
+            isMaking_ = false;
+            if (leavesOut()) {
+                map_ = std::move(map);
+                changed_();
+            }
+            if (isStale_)
+                make();
+        });
+}
+
+} // namespace korvane

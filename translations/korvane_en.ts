@@ -135,6 +135,23 @@
             <numerusform>%1 lines</numerusform>
         </translation>
     </message>
+    <message numerus="yes">
+        <source>%1 of %2 line(s)</source>
+        <translation>
+            <numerusform>%1 of %2 line</numerusform>
+            <numerusform>%1 of %2 lines</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>korvane::HiddenLinesMenu</name>
+    <message numerus="yes">
+        <source>Left Out, with &amp;%n Line(s) Around</source>
+        <translation>
+            <numerusform>Left Out, with &amp;%n Line Around</numerusform>
+            <numerusform>Left Out, with &amp;%n Lines Around</numerusform>
+        </translation>
+    </message>
 </context>
 <context>
     <name>korvane::LogViewController</name>

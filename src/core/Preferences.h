@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/FontCatalog.h"
+#include "core/HiddenLines.h"
 #include "core/Setting.h"
 #include "foundation/Mutex.h"
 #include "foundation/Shared.h"
@@ -80,6 +81,11 @@ public:
     inline static const Setting<bool> keyShowsHiddenRemoteFiles{QStringLiteral("showsHiddenRemoteFiles"),
                                                                 false};
     inline static const Setting<int> keyRemoteFileSorting{QStringLiteral("remoteFileSorting"), 0};
+    /// The strip that offers to leave hidden lines out has not been answered yet.
+    inline static const Setting<bool> keyOffersToLeaveOut{QStringLiteral("offersToLeaveHiddenLinesOut"),
+                                                          true};
+    inline static const Setting<int> keyHiddenLines{
+        QStringLiteral("hiddenLines"), 0, {{0, static_cast<int>(allHiddenLines.size()) - 1}}};
 
     /// All of the above.
     static auto settings() {
@@ -90,7 +96,7 @@ public:
                         keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor, keyWrapLines,
                         keyLazyLoadFile, keyShowWelcomeWinOnStart, keyNMSSHDebug, keyUseTabs,
                         keyReopenDocuments, keyRowMemory, keyPipeReserve, keyOpenAtEnd,
-                        keyShowsHiddenRemoteFiles, keyRemoteFileSorting);
+                        keyShowsHiddenRemoteFiles, keyRemoteFileSorting, keyOffersToLeaveOut, keyHiddenLines);
     }
 
     // Keys whose default depends on the machine or on other keys.
@@ -153,6 +159,10 @@ public:
     bool showsHiddenRemoteFiles() const { return value(keyShowsHiddenRemoteFiles); }
     void setShowsHiddenRemoteFiles(bool value) { set(keyShowsHiddenRemoteFiles, value); }
     /// The order of the files in the browser, see RemoteFileOrder::Sorting; 0 is by name.
+    bool offersToLeaveOut() const { return value(keyOffersToLeaveOut); }
+    void setOffersToLeaveOut(bool value) { set(keyOffersToLeaveOut, value); }
+    HiddenLines hiddenLines() const { return static_cast<HiddenLines>(value(keyHiddenLines)); }
+    void setHiddenLines(HiddenLines mode) { set(keyHiddenLines, static_cast<int>(mode)); }
     int remoteFileSorting() const { return value(keyRemoteFileSorting); }
     void setRemoteFileSorting(int value) { set(keyRemoteFileSorting, value); }
 

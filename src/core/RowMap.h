@@ -44,7 +44,18 @@ public:
         return showsAll_ ? lines_.length : sets_.shown.rank(lines_.location + lines_.length) - shownBefore_;
     }
 
+    /// Of these, rows that are not only context.
+    qint64 meantRowCount() const {
+        return showsAll_
+                   ? lines_.length
+                   : sets_.meant.rank(lines_.location + lines_.length) - sets_.meant.rank(lines_.location);
+    }
+
+    /// Shown rows before the row. 0 <= `row` <= `rowCount`.
+    qint64 shownRowsBefore(qint64 row) const { return showsAll_ ? row : rank(row); }
     bool shows(qint64 row) const;
+    /// Whether gaps take a position.
+    bool hasGapRows() const { return !showsAll_ && gaps_ == Gaps::Rows; }
     /// Whether the row is shown as the context of others.
     bool isContext(qint64 row) const {
         return !showsAll_ && shows(row) && !sets_.meant.contains(lines_.location + row);

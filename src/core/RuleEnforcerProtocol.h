@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/RuleMarks.h"
+#include "core/search/SearchItem.h"
 #include "foundation/text/AttributedString.h"
 
 #include <QString>
@@ -39,6 +40,12 @@ struct SlowRule {
     qint64 lineCount = 0;
 };
 
+/// What a rule searches for, and what becomes of the lines that match.
+struct RuleSearch {
+    SearchItem item;
+    bool hides = false;
+};
+
 /// The rule enforcer as data sources use it.
 class RuleEnforcerProtocol {
 public:
@@ -57,6 +64,8 @@ public:
     /// In the order of the active rules; changes are reported by `DocumentNotices::slowRulesChanged`. Any
     /// thread.
     virtual std::vector<SlowRule> slowRules() const { return {}; }
+    /// Of the active rules, in their order. Main thread.
+    virtual std::vector<RuleSearch> activeSearches() const { return {}; }
     /// A new file generation: line numbers denote other lines from now on. Any thread.
     virtual void contentForgotten() {}
     /// Paints the matches of a search.

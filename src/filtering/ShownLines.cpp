@@ -15,11 +15,11 @@ bool isSame(const SearchItem& a, const SearchItem& b) {
     return a.searchStr() == b.searchStr() && a.regex() == b.regex() && a.ignoreCase() == b.ignoreCase();
 }
 
-} // namespace
-
-bool operator==(const ShownLines::Rule& a, const ShownLines::Rule& b) {
+bool isSameRule(const RuleSearch& a, const RuleSearch& b) {
     return isSame(a.item, b.item) && a.hides == b.hides;
 }
+
+} // namespace
 
 /// All that a map is made from.
 struct ShownLines::Request {
@@ -88,9 +88,13 @@ ShownLines::ShownLines(std::shared_ptr<LogFileReaderProtocol> reader, std::funct
 
 ShownLines::~ShownLines() = default;
 
+bool ShownLines::canHide() const {
+    return !rules_.rules.empty() &&
+           (rules_.hidesUnclaimed || std::ranges::any_of(rules_.rules, &RuleSearch::hides));
+}
+
 bool ShownLines::leavesOut() const {
-    return mode_ != HiddenLines::AsFiltered && !rules_.rules.empty() &&
-           (rules_.hidesUnclaimed || std::ranges::any_of(rules_.rules, &Rule::hides));
+    return mode_ != HiddenLines::AsFiltered && canHide();
 }
 
 qint64 ShownLines::linesLeft() const {
@@ -108,7 +112,8 @@ void ShownLines::setMode(HiddenLines mode) {
 }
 
 void ShownLines::setRules(Rules rules) {
-    if (rules.rules == rules_.rules && rules.hidesUnclaimed == rules_.hidesUnclaimed)
+    if (std::ranges::equal(rules.rules, rules_.rules, isSameRule) &&
+        rules.hidesUnclaimed == rules_.hidesUnclaimed)
         return;
     rules_ = std::move(rules);
     startScans();
@@ -163,11 +168,12 @@ void ShownLines::startScans() {
         return;
     }
     const auto isWanted = [this](const SearchItem& item) {
-        return std::ranges::any_of(rules_.rules, [&](const Rule& rule) { return isSame(rule.item, item); });
+        return std::ranges::any_of(rules_.rules,
+                                   [&](const RuleSearch& rule) { return isSame(rule.item, item); });
     };
     std::erase_if(scans_, [&](const auto& scan) { return std::ranges::none_of(scan->items, isWanted); });
     std::vector<SearchItem> missing;
-    for (const Rule& rule : rules_.rules) {
+    for (const RuleSearch& rule : rules_.rules) {
         const auto isItem = [&](const SearchItem& item) { return isSame(rule.item, item); };
         const auto hasItem = [&](const auto& scan) { return std::ranges::any_of(scan->items, isItem); };
         if (std::ranges::none_of(scans_, hasItem) && std::ranges::none_of(missing, isItem))
@@ -195,13 +201,15 @@ std::unique_ptr<ShownLines::Scan> ShownLines::makeScan(std::vector<SearchItem> i
 
 void ShownLines::showAll() {
     isStale_ = true;
+    const bool didShowAll = map_.showsAll();
     map_ = RowMap::ofAllRows(lines_.length);
-    changed_();
+    if (!didShowAll)
+        changed_();
 }
 
 std::optional<ShownLines::Request> ShownLines::request() const {
     Request request{{{}, rules_.hidesUnclaimed, linesAround(mode_)}, {}, alwaysShown_, lines_};
-    for (const Rule& rule : rules_.rules) {
+    for (const RuleSearch& rule : rules_.rules) {
         request.combination.hides.push_back(rule.hides);
         for (const auto& scan : scans_) {
             const auto place = std::ranges::find_if(

@@ -3,6 +3,7 @@
 #include "core/HiddenLines.h"
 #include "core/LineSet.h"
 #include "core/RowMap.h"
+#include "core/RuleEnforcerProtocol.h"
 #include "core/search/SearchItem.h"
 #include "filtering/LineSetScan.h"
 #include "foundation/work/OperationQueue.h"
@@ -20,13 +21,8 @@ class LogFileReaderProtocol;
 /// out. Main thread.
 class ShownLines {
 public:
-    struct Rule {
-        SearchItem item;
-        bool hides = false;
-        friend bool operator==(const Rule& a, const Rule& b);
-    };
     struct Rules {
-        std::vector<Rule> rules;
+        std::vector<RuleSearch> rules;
         /// Lines that no rule matches are hidden.
         bool hidesUnclaimed = false;
     };
@@ -43,6 +39,8 @@ public:
     /// Lines that have not been examined yet.
     qint64 linesLeft() const;
 
+    /// Whether the rules may hide lines.
+    bool canHide() const;
     void setMode(HiddenLines mode);
     /// The scan of a rule that was there before goes on.
     void setRules(Rules rules);

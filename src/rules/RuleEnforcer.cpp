@@ -368,6 +368,13 @@ void RuleEnforcer::contentForgotten() {
         postSlowRules();
 }
 
+std::vector<RuleSearch> RuleEnforcer::activeSearches() const {
+    std::vector<RuleSearch> searches;
+    for (const auto& rule : rules_)
+        searches.push_back({*rule->searchItem(), rule->hide()});
+    return searches;
+}
+
 std::vector<SlowRule> RuleEnforcer::slowRules() const {
     std::vector<SlowRule> slow;
     const MutexLock guard(mutex_);

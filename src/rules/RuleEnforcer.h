@@ -57,6 +57,7 @@ public:
     /// silent.
     void contentForgotten() override;
     std::vector<SlowRule> slowRules() const override;
+    std::vector<RuleSearch> activeSearches() const override;
     /// Evaluates one line, changed in place.
     RowLine& applyRules(qint64 lineNum, RowLine& line);
     RowLine applyRules(qint64 lineNum, const QString& line);

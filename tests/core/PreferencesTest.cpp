@@ -43,6 +43,7 @@ const Accessors<bool> switches[] = {
     {"useTabs", true, false, &P::useTabs, &P::setUseTabs},
     {"reopenDocuments", true, false, &P::reopenDocuments, &P::setReopenDocuments},
     {"openFollowedFilesAtEnd", false, true, &P::openAtEnd, &P::setOpenAtEnd},
+    {"offersToLeaveHiddenLinesOut", true, false, &P::offersToLeaveOut, &P::setOffersToLeaveOut},
     {"showsHiddenRemoteFiles", false, true, &P::showsHiddenRemoteFiles, &P::setShowsHiddenRemoteFiles},
 };
 const Accessors<int> numbers[] = {
@@ -88,9 +89,19 @@ TEST_F(PreferencesTest, EachSettingHasItsKeyItsDefaultAndItsLimits) {
     expectKept<bool>(switches);
     expectKept<int>(numbers);
     expectKept<double>(times);
-    EXPECT_EQ(std::size(switches) + std::size(numbers) + std::size(times) + 3,
+    EXPECT_EQ(std::size(switches) + std::size(numbers) + std::size(times) + 4,
               std::tuple_size_v<decltype(Preferences::settings())>)
-        << "three are colours";
+        << "three are colours, and one is that below";
+}
+
+TEST_F(PreferencesTest, WhatBecomesOfHiddenLinesIsStoredAsANumberWithinLimits) {
+    EXPECT_EQ(preferences_.hiddenLines(), HiddenLines::AsFiltered);
+    for (const auto& [stored, used] : {std::pair(1, HiddenLines::LeftOut),
+                                       {4, HiddenLines::LeftOutWith10Around},
+                                       {-1, HiddenLines::AsFiltered}}) {
+        preferences_.userDefaults().set(u"hiddenLines"_s, stored);
+        EXPECT_EQ(Preferences(store()).hiddenLines(), used) << stored;
+    }
 }
 
 TEST_F(PreferencesTest, AStoredIntervalIsBroughtIntoItsLimitsAtLaunch) {

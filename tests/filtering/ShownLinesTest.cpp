@@ -29,7 +29,7 @@ protected:
     bool isHidden(std::size_t line) const {
         bool isClaimed = !rules.hidesUnclaimed || rules.rules.empty();
         bool hides = false;
-        for (const ShownLines::Rule& rule : rules.rules) {
+        for (const RuleSearch& rule : rules.rules) {
             const bool matches = rule.item.matches(lines[line]);
             isClaimed |= matches;
             hides |= matches && rule.hides;

@@ -95,7 +95,7 @@ void LogRowPainter::paintGap(const RowPlaces::VisibleRow& gap) {
 
 void LogRowPainter::paintTick(const RowPlaces::VisibleRow& row, qreal left, qreal right) {
     painter_.fillRect(QRectF(left, std::floor(row.y), right - left - textMargin / 2, 1),
-                      mixed(colors_.background, colors_.lineNumber, 0.6));
+                      mixed(colors_.background, colors_.lineNumber, 0.35));
 }
 
 const QColor& LogRowPainter::groundOf(const RowState& state) const {

@@ -235,11 +235,12 @@ void LogTableView::paintEvent(QPaintEvent* event) {
         const auto& text = selection_.text();
         const auto& caret = selection_.caret();
         rowPainter.paint(
-            row, {.isSelected = selection_.showsRow(row.row),
-                  .isCurrent = row.row == selection_.currentRow(),
-                  .followsGap = scroller_.map().gapBefore(row.row).length > 0,
-                  .selectedText = text && text->row == row.row ? text->range : TextRange{},
-                  .caret = caret && caret->row == row.row ? std::optional(caret->position) : std::nullopt});
+            row,
+            {.isSelected = selection_.showsRow(row.row),
+             .isCurrent = row.row == selection_.currentRow(),
+             .followsGap = !scroller_.map().hasGapRows() && scroller_.map().gapBefore(row.row).length > 0,
+             .selectedText = text && text->row == row.row ? text->range : TextRange{},
+             .caret = caret && caret->row == row.row ? std::optional(caret->position) : std::nullopt});
     }
     rowPainter.paintSeparators(rows);
     if (hasFocus())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/RowMap.h"
 #include "foundation/work/Operation.h"
 #include "ui/logtable/RowSelection.h"
 
@@ -7,6 +8,8 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace korvane {
@@ -26,6 +29,19 @@ public:
         /// Lines left out because rules hide them.
         qint64 hiddenLines = 0;
     };
+    /// Lines that are copied because the table shows them, whether rules hide them or not.
+    struct Shown {
+        RowMap map;
+        /// The line of the first row.
+        qint64 rowStart = 0;
+
+        /// The first line from `line` on that is shown; `end` without one before it.
+        qint64 next(qint64 line, qint64 end) const;
+        bool contains(qint64 line) const { return map.shows(line - rowStart); }
+    };
+    /// Leaves all other lines out, and evaluates no rules. Before the operation is started.
+    void setShown(Shown shown) { shown_ = std::move(shown); }
+
     /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent.
     CopyLinesOperation(std::shared_ptr<LineTexts> dataSource, std::vector<RowSelection::Range> lines,
                        Hidden hidden, std::function<void(int)> progress,
@@ -40,6 +56,7 @@ private:
     const std::shared_ptr<LineTexts> dataSource_;
     const std::vector<RowSelection::Range> lines_;
     const Hidden hidden_;
+    std::optional<Shown> shown_;
     const std::function<void(int)> progress_;
     const std::function<void(const Outcome& outcome)> done_;
 };

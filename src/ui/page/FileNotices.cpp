@@ -1,5 +1,6 @@
 #include "ui/page/FileNotices.h"
 
+#include "core/Preferences.h"
 #include "foundation/text/Translations.h"
 
 #include <QCoreApplication>
@@ -58,6 +59,8 @@ void FileNotices::dismissCurrent() {
         return;
     if (shown.subject == Subject::Store)
         storeFault_.clear();
+    else if (shown.subject == Subject::HiddenLines)
+        Preferences::shared().setOffersToLeaveOut(false);
     else
         dismissed_.insert(shown.subject);
 }
@@ -65,7 +68,7 @@ void FileNotices::dismissCurrent() {
 FileNotices::Candidate FileNotices::first() const {
     for (const Subject subject :
          {Subject::Unreadable, Subject::Input, Subject::Store, Subject::Fault, Subject::FileState,
-          Subject::InvalidBytes, Subject::SlowRules, Subject::Reading}) {
+          Subject::InvalidBytes, Subject::SlowRules, Subject::HiddenLines, Subject::Reading}) {
         if (dismissed_.contains(subject))
             continue;
         if (PageNotice notice = noticeOf(subject); !notice.text.isEmpty())
@@ -94,6 +97,11 @@ PageNotice FileNotices::noticeOf(Subject subject) const {
                 false, document_.hasEncodingChoice() ? QList{Remedy::ChooseEncoding} : QList<Remedy>(), true};
     case Subject::SlowRules:
         return slowRulesNotice();
+    case Subject::HiddenLines:
+        if (!offersLeavingOut_)
+            return {};
+        return {
+            NoticeTexts::tr("Lines that rules hide still have their rows"), false, {Remedy::LeaveOut}, true};
     case Subject::Reading:
         return {document_.readingNote(), false, {}, true};
     }

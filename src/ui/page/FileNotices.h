@@ -36,6 +36,8 @@ public:
     /// again.
     void setSlowRules(std::vector<SlowRule> rules);
 
+    /// Rules hide lines whose rows stay: the user has not been asked yet whether to leave them out.
+    void setOffersLeavingOut(bool value) { offersLeavingOut_ = value; }
     /// Reason why reading the input pauses; empty while it does not.
     void setInputPause(const QString& reason) { inputPause_ = reason; }
 
@@ -46,7 +48,17 @@ public:
     void readAnew();
 
 private:
-    enum class Subject { Unreadable, Input, Store, Fault, FileState, InvalidBytes, SlowRules, Reading };
+    enum class Subject {
+        Unreadable,
+        Input,
+        Store,
+        Fault,
+        FileState,
+        InvalidBytes,
+        SlowRules,
+        HiddenLines,
+        Reading
+    };
     struct Candidate {
         Subject subject;
         PageNotice notice;
@@ -65,6 +77,7 @@ private:
     bool hasInvalidLines_ = false;
     QString storeFault_;
     QString inputPause_;
+    bool offersLeavingOut_ = false;
     std::vector<SlowRule> slowRules_;
     std::set<QUuid> toldRules_;
     std::set<Subject> dismissed_;

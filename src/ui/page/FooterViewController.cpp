@@ -25,8 +25,8 @@ constexpr int imageSize = 14;
 FooterViewController::FooterViewController(QWidget* parent)
     : QWidget(parent), imgStatus_(new QLabel(this)), lblStatus_(new QLabel(this)),
       lblFileName_(new ElidedLabel(this)), lblUserUpdate_(new ElidedLabel(this)),
-      lblEncoding_(new QLabel(this)), lblLineCount_(new QLabel(this)), lblFileSize_(new QLabel(this)),
-      info_(new QToolButton(this)) {
+      lblEncoding_(new QLabel(this)), lblLineCount_(new QLabel(this)), showAll_(new QToolButton(this)),
+      lblFileSize_(new QLabel(this)), info_(new QToolButton(this)) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 3, 10, 3);
     layout->setSpacing(18);
@@ -39,7 +39,16 @@ FooterViewController::FooterViewController(QWidget* parent)
     layout->addWidget(lblFileName_);
     layout->addWidget(lblUserUpdate_, 1);
     layout->addWidget(lblEncoding_);
-    layout->addWidget(lblLineCount_);
+    auto* lines = new QHBoxLayout;
+    lines->setSpacing(3);
+    lines->addWidget(lblLineCount_);
+    lines->addWidget(showAll_);
+    layout->addLayout(lines);
+    showAll_->setText(tr("Show All"));
+    showAll_->setToolTip(tr("Show the lines that are left out"));
+    showAll_->setAutoRaise(true);
+    showAll_->hide();
+    connect(showAll_, &QToolButton::clicked, this, &FooterViewController::showAllRequested);
     layout->addWidget(lblFileSize_);
     layout->addWidget(info_);
     info_->setIcon(icon(QStringLiteral("info")));
@@ -77,9 +86,13 @@ void FooterViewController::setFileSize(std::optional<std::uint64_t> bytes) {
               : QString());
 }
 
-void FooterViewController::setLineCount(qint64 lines) {
+void FooterViewController::setLineCount(qint64 lines, std::optional<qint64> shown) {
+    const QString count = QLocale().toString(lines);
+    const int plural = translations::pluralOf(lines);
     lblLineCount_->setText(
-        tr("%1 line(s)", nullptr, translations::pluralOf(lines)).arg(QLocale().toString(lines)));
+        shown ? tr("%1 of %2 line(s)", nullptr, plural).arg(QLocale().toString(*shown), count)
+              : tr("%1 line(s)", nullptr, plural).arg(count));
+    showAll_->setVisible(shown.has_value());
 }
 
 void FooterViewController::setEncodingName(const QString& name) {

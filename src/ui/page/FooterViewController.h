@@ -24,7 +24,8 @@ public:
     void setStatus(const QString& imageName, const QString& text);
     /// Nullopt if the size is not known.
     void setFileSize(std::optional<std::uint64_t> bytes);
-    void setLineCount(qint64 lines);
+    /// `shown`: those that are not left out; nullopt while all are shown.
+    void setLineCount(qint64 lines, std::optional<qint64> shown = std::nullopt);
     void setEncodingName(const QString& name);
     /// A lasting message, shown until it is replaced; empty for none. Warnings are drawn bold.
     void setStanding(const QString& text, bool isWarning);
@@ -36,6 +37,8 @@ public:
 Q_SIGNALS:
     /// The user requested details of the file.
     void fileInfoRequested();
+    /// The user wants to see all lines.
+    void showAllRequested();
 
 protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
@@ -50,6 +53,7 @@ private:
     QLabel* lblUserUpdate_;
     QLabel* lblEncoding_;
     QLabel* lblLineCount_;
+    QToolButton* showAll_;
     QLabel* lblFileSize_;
     QToolButton* info_;
     QString standing_;

@@ -49,6 +49,14 @@ QString messageOf(const CopyLinesOperation::Outcome& outcome, qint64 selected) {
                      .arg(copied, QLocale().toString(selected));
 }
 
+/// The lines of the range that are copied.
+qint64 countOf(const RowSelection::Range& range, const std::optional<CopyLinesOperation::Shown>& shown) {
+    if (!shown)
+        return range.last - range.first + 1;
+    return shown->map.shownRowsBefore(range.last + 1 - shown->rowStart) -
+           shown->map.shownRowsBefore(range.first - shown->rowStart);
+}
+
 } // namespace
 
 LineCopier::LineCopier(std::shared_ptr<LineTexts> dataSource, AlertPresenter& alerts, LogTableView& table,
@@ -80,10 +88,21 @@ void LineCopier::copySelection(HiddenLines hidden) {
         copy(std::move(lines), hidden);
 }
 
+std::optional<CopyLinesOperation::Shown> LineCopier::shownLines() const {
+    const RowMap& map = table_.scroller().map();
+    return map.showsAll() ? std::nullopt
+                          : std::optional(CopyLinesOperation::Shown{map, dataSource_->rowStart()});
+}
+
 void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden) {
+    const auto shown = hidden == HiddenLines::Included ? std::nullopt : shownLines();
     std::uint64_t bytes = 0;
-    for (const auto& range : lines)
-        bytes += dataSource_->byteCount(range.first, range.last - range.first + 1);
+    for (const auto& range : lines) {
+        const double share =
+            static_cast<double>(countOf(range, shown)) / static_cast<double>(range.last - range.first + 1);
+        bytes += static_cast<std::uint64_t>(
+            static_cast<double>(dataSource_->byteCount(range.first, range.last - range.first + 1)) * share);
+    }
     const QString size = sizeText(bytes);
     if (bytes > largestCopyBytes) {
         alerts_.present({Alert::Kind::Warning,
@@ -111,9 +130,10 @@ void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden
 void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden) {
     cancel();
     const QPointer<LineCopier> self(this);
+    const auto shown = hidden == HiddenLines::Included ? std::nullopt : shownLines();
     qint64 count = 0;
     for (const auto& range : lines)
-        count += range.last - range.first + 1;
+        count += countOf(range, shown);
     const auto done = [self, count](const CopyLinesOperation::Outcome& outcome) {
         if (!self)
             return;
@@ -133,6 +153,8 @@ void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLine
                                                           ? CopyLinesOperation::Hidden::Included
                                                           : CopyLinesOperation::Hidden::LeftOut,
                                                       report, done);
+    if (shown)
+        operation_->setShown(*shown);
     queue_->addOperation(operation_);
 }
 

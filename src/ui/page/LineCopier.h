@@ -1,18 +1,19 @@
 #pragma once
 
 #include "ui/logtable/RowSelection.h"
+#include "ui/page/CopyLinesOperation.h"
 
 #include <QObject>
 #include <QString>
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace korvane {
 
 class AlertPresenter;
-class CopyLinesOperation;
 class LogTableView;
 class OperationQueue;
 class LineTexts;
@@ -50,6 +51,8 @@ Q_SIGNALS:
     void ended(const QString& text);
 
 private:
+    /// What the table shows; nullopt while it shows all rows.
+    std::optional<CopyLinesOperation::Shown> shownLines() const;
     void start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden);
 
     const std::shared_ptr<LineTexts> dataSource_;

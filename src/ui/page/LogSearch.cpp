@@ -2,13 +2,15 @@
 
 #include "core/TailDataSourceProtocol.h"
 #include "ui/logtable/LogTableView.h"
+#include "ui/page/ShownRows.h"
 
 #include <utility>
 
 namespace korvane {
 
-LogSearch::LogSearch(LogTableView& table, std::shared_ptr<TailDataSourceProtocol> dataSource, QObject* parent)
-    : QObject(parent), table_(table), dataSource_(std::move(dataSource)),
+LogSearch::LogSearch(LogTableView& table, ShownRows& shownRows,
+                     std::shared_ptr<TailDataSourceProtocol> dataSource, QObject* parent)
+    : QObject(parent), table_(table), shownRows_(shownRows), dataSource_(std::move(dataSource)),
       searchController_(SearchController::create({*this, *this, directionToggled_}, dataSource_)) {
     searchController_->setNoFurtherMatch([this] { Q_EMIT noFurtherMatch(); });
     searchController_->setSearchFailed([this](const QString& reason) { Q_EMIT searchFailed(reason); });
@@ -77,8 +79,10 @@ void LogSearch::reload() {
 void LogSearch::selectRow(qint64 row) {
     // The notice of the last lines may still be pending.
     if (row >= table_.rowCount())
-        table_.setRowCount(dataSource_->numberOfRows());
-    table_.selection().selectRow(row);
+        shownRows_.update();
+    // A row that is left out is selected once it is shown.
+    if (table_.scroller().map().shows(row))
+        table_.selection().selectRow(row);
 }
 
 void LogSearch::scrollRowToVisible(qint64 row) {
@@ -87,9 +91,12 @@ void LogSearch::scrollRowToVisible(qint64 row) {
     if (const auto found = results.find(dataSource_->rowStart() + row);
         found != results.end() && !found->second.results.empty())
         range = found->second.results.front();
-    // Test and scroll in one call: the page may be loaded at any moment.
-    if (!table_.scrollTextToVisible(row, range))
-        pendingReveal_ = Reveal{row, range};
+    shownRows_.reveal(row, [this, row, range] {
+        table_.selection().selectRow(row);
+        // Test and scroll in one call: the page may be loaded at any moment.
+        if (!table_.scrollTextToVisible(row, range))
+            pendingReveal_ = Reveal{row, range};
+    });
 }
 
 void LogSearch::show() {

@@ -11,6 +11,7 @@
 namespace korvane {
 
 class LogTableView;
+class ShownRows;
 class TailDataSourceProtocol;
 
 /// The search of one log view: the text, the direction, and how a match is shown. Main thread.
@@ -19,7 +20,7 @@ class LogSearch : public QObject, private SearchTable, private SearchProgressIte
 
 public:
     /// `table` must outlive the search.
-    LogSearch(LogTableView& table, std::shared_ptr<TailDataSourceProtocol> dataSource,
+    LogSearch(LogTableView& table, ShownRows& shownRows, std::shared_ptr<TailDataSourceProtocol> dataSource,
               QObject* parent = nullptr);
     ~LogSearch() override;
 
@@ -64,6 +65,7 @@ private:
     void find(SearchController::Way way);
 
     LogTableView& table_;
+    ShownRows& shownRows_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     /// Declared before the controller, which subscribes to it.
     Notice<bool> directionToggled_{"SearchDirectionToggledNotification"};

@@ -16,6 +16,7 @@
 #include "ui/page/LogAppearance.h"
 #include "ui/page/LogSearch.h"
 #include "ui/page/PrimarySelection.h"
+#include "ui/page/ShownRows.h"
 #include "ui/page/ViewPlace.h"
 
 #include <QEvent>
@@ -38,15 +39,21 @@ constexpr qint64 mostLinesMarkedAtOnce = 1000;
 LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPresenter& alerts,
                                      QWidget* parent)
     : QObject(parent), document_(std::move(document)), dataSource_(document_->dataSource()),
-      tableView_(new LogTableView(parent)), search_(new LogSearch(*tableView_, dataSource_, this)),
-      endFollower_(new EndFollower(*tableView_, this)),
+      tableView_(new LogTableView(parent)), endFollower_(new EndFollower(*tableView_, this)),
+      shownRows_(new ShownRows(
+          document_, dataSource_, *tableView_, *endFollower_, [this] { return followsEnd(); }, this)),
+      search_(new LogSearch(*tableView_, *shownRows_, dataSource_, this)),
       viewPlace_(new ViewPlace(document_, dataSource_, *tableView_, *endFollower_, this)),
       lineMarker_(new LineMarker(document_, dataSource_, *tableView_, this)),
       primarySelection_(new PrimarySelection(*tableView_, dataSource_, this)),
       copier_(new LineCopier(dataSource_, alerts, *tableView_, this)) {
     tableView_->delegate().setDataSource(dataSource_);
     appearance_ = new LogAppearance(document_, dataSource_, *tableView_, this);
-    tableView_->setRowCount(dataSource_->numberOfRows());
+    shownRows_->update();
+    connect(shownRows_, &ShownRows::changed, this, [this] {
+        requestVisiblePages();
+        Q_EMIT rowCountChanged();
+    });
 
     observeRows();
     observeLineMarks();
@@ -127,7 +134,8 @@ void LogViewController::rowsUpdatedInTable(const RowsUpdatedNotificationObject& 
         tableView_->selection().clear(); // its rows now mean other lines
     endFollower_->whileRowsChange(followsEnd(), [&] {
         appearance_->updateLineNumberColumn();
-        tableView_->setRowCount(dataSource_->numberOfRows());
+        shownRows_->linesChanged(rows);
+        shownRows_->update();
         tableView_->rowsChanged(std::max<qint64>(0, rows.idx.location - dataSource_->rowStart()));
     });
     if (document_->isLoading())
@@ -221,9 +229,11 @@ void LogViewController::goToLine(qint64 lineNumber) {
         Q_EMIT userMessage(noSuchLine(lineNumber));
         return;
     }
-    tableView_->scrollTextToVisible(row, {});
-    tableView_->selection().selectRow(row);
-    qCDebug(logTiming, "went to line %lld", static_cast<long long>(lineNumber));
+    shownRows_->reveal(row, [this, row, lineNumber] {
+        tableView_->scrollTextToVisible(row, {});
+        tableView_->selection().selectRow(row);
+        qCDebug(logTiming, "went to line %lld", static_cast<long long>(lineNumber));
+    });
 }
 
 void LogViewController::goToMarkedLine(qint64 lineNumber) {
@@ -233,8 +243,7 @@ void LogViewController::goToMarkedLine(qint64 lineNumber) {
 
 void LogViewController::loadEnded() {
     // The file may already be growing.
-    endFollower_->whileRowsChange(followsEnd(),
-                                  [this] { tableView_->setRowCount(dataSource_->numberOfRows()); });
+    endFollower_->whileRowsChange(followsEnd(), [this] { shownRows_->update(); });
     viewPlace_->loadEnded();
     endFollower_->everythingRead();
 }
@@ -254,12 +263,14 @@ void LogViewController::performGotoLineMenuAction() {
 
 void LogViewController::goToFirstLine() {
     tableView_->scroller().setTopRow(0);
-    tableView_->selection().selectRow(0);
+    if (const auto first = tableView_->scroller().map().nearestShown(0))
+        tableView_->selection().selectRow(*first);
 }
 
 void LogViewController::goToLastLine() {
     endFollower_->goToEnd();
-    tableView_->selection().selectRow(tableView_->rowCount() - 1);
+    if (const auto last = tableView_->scroller().map().nearestShown(tableView_->rowCount() - 1))
+        tableView_->selection().selectRow(*last);
 }
 
 void LogViewController::clearView() {
@@ -282,7 +293,7 @@ void LogViewController::showAllLines() {
 void LogViewController::rowStartChanged() {
     search_->forgetMatches();
     tableView_->selection().clear();
-    tableView_->setRowCount(dataSource_->numberOfRows());
+    shownRows_->update();
     tableView_->rowsChanged();
     endFollower_->forgetNewLines();
     requestVisiblePages();

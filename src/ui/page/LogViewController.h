@@ -24,6 +24,7 @@ class LineMarker;
 class LogAppearance;
 class LogSearch;
 class PrimarySelection;
+class ShownRows;
 class TailDataSourceProtocol;
 class ViewPlace;
 struct RowsUpdatedNotificationObject;
@@ -45,6 +46,8 @@ public:
     LineMarker& lineMarker() { return *lineMarker_; }
     LogAppearance& appearance() { return *appearance_; }
     LineCopier& copier() { return *copier_; }
+    ShownRows& shownRows() { return *shownRows_; }
+    const ShownRows& shownRows() const { return *shownRows_; }
     /// The table's context menu; set by the window, not owned.
     void setContextMenu(QMenu* menu) { contextMenu_ = menu; }
 
@@ -124,8 +127,9 @@ private:
     const std::shared_ptr<Document> document_;
     const std::shared_ptr<TailDataSourceProtocol> dataSource_;
     LogTableView* tableView_;
-    LogSearch* search_;
     EndFollower* endFollower_;
+    ShownRows* shownRows_;
+    LogSearch* search_;
     ViewPlace* viewPlace_;
     QMenu* contextMenu_ = nullptr;
     /// Result of the last search.

@@ -17,6 +17,7 @@
 #include "ui/page/LineCopier.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/NoticeStrip.h"
+#include "ui/page/ShownRows.h"
 #include "ui/page/ViewPlace.h"
 #include "ui/widgets/ProgressStrip.h"
 #include "ui/widgets/WidgetIds.h"
@@ -100,6 +101,8 @@ void MainWindowController::connectParts() {
             copyStrip_->showProgress(tr("Copying lines"), percent);
     });
     connect(logView_, &LogViewController::rowCountChanged, this, [this] { updateFooter(); });
+    connect(footer_, &FooterViewController::showAllRequested, this,
+            [] { Preferences::shared().setHiddenLines(HiddenLines::AsFiltered); });
     connect(logView_, &LogViewController::rowsArrived, this, [this] { updateFooter(); });
     connect(logView_, &LogViewController::userMessage, this,
             [this](const QString& text) { showUserUpdate(text); });
@@ -259,7 +262,9 @@ void MainWindowController::updateFooter() {
                                      .arg(QString::number(Preferences::shared().pollingInterval(), 'g',
                                                           QLocale::FloatingPointShortest))
                                : tr("Stopped"));
-    footer_->setLineCount(logView_->lineCount() - (logView_->endsWithEmptyRow() ? 1 : 0));
+    const ShownRows& shown = logView_->shownRows();
+    footer_->setLineCount(logView_->lineCount() - (logView_->endsWithEmptyRow() ? 1 : 0),
+                          shown.leavesOut() ? std::optional(shown.unhiddenRowCount()) : std::nullopt);
     footer_->setFileSize(document_->knownFileSize());
     footer_->setEncodingName(encodingName(document_->fileEncoding()));
     footer_->setStanding(sourceStatus_, false);
@@ -268,6 +273,8 @@ void MainWindowController::updateFooter() {
 
 void MainWindowController::showNotices() {
     notices_.setHasInvalidLines(document_->dataSource()->hasInvalidLines());
+    notices_.setOffersLeavingOut(Preferences::shared().offersToLeaveOut() &&
+                                 logView_->shownRows().couldLeaveOut());
     noticeStrip_->showNotice(notices_.current());
     emptyReason_->setText(document_->openFault());
     placeEmptyReason();
@@ -314,6 +321,10 @@ void MainWindowController::remedy(PageNotice::Remedy remedy) {
         break;
     case PageNotice::Remedy::ChooseEncoding:
         chooseEncoding();
+        break;
+    case PageNotice::Remedy::LeaveOut:
+        Preferences::shared().setOffersToLeaveOut(false);
+        Preferences::shared().setHiddenLines(HiddenLines::LeftOut);
         break;
     case PageNotice::Remedy::EditRules:
         Q_EMIT rulesEditorRequested();

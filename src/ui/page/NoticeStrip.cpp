@@ -55,6 +55,9 @@ void NoticeStrip::makeButtons() {
         case PageNotice::Remedy::ChooseEncoding:
             addButton(tr("Choose &Encoding…"), tr("Show the file in another encoding"), remedy);
             break;
+        case PageNotice::Remedy::LeaveOut:
+            addButton(tr("&Leave Them Out"), tr("Show only the lines that are not hidden"), remedy);
+            break;
         case PageNotice::Remedy::EditRules:
             addButton(tr("Edit R&ules…"), tr("Show and change the rules"), remedy);
             break;

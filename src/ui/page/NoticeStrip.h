@@ -13,7 +13,7 @@ class ElidedLabel;
 
 /// A message about the rows below, with the remedies for it.
 struct PageNotice {
-    enum class Remedy { Reload, ChooseEncoding, EditRules, CopyText, GoOn, End };
+    enum class Remedy { Reload, ChooseEncoding, EditRules, LeaveOut, CopyText, GoOn, End };
     /// Important words come first: the middle is elided when there is too little room.
     QString text;
     bool isWarning = false;

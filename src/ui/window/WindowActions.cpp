@@ -18,6 +18,7 @@
 #include "ui/rules/RulesMenu.h"
 #include "ui/tabs/DocumentTabs.h"
 #include "ui/widgets/Icons.h"
+#include "ui/window/HiddenLinesMenu.h"
 #include "ui/window/MainToolBar.h"
 #include "ui/window/MainWindow.h"
 #include "ui/window/ShortcutsWindow.h"
@@ -210,6 +211,11 @@ void WindowActions::makeViewMenu() {
                           page.logView().setQuickHighlightEnabled(!page.logView().quickHighlightEnabled());
                       });
     quickHighlight_->setCheckable(true);
+    auto* hiddenLines = new HiddenLinesMenu(&menu);
+    menu.addMenu(hiddenLines);
+    hiddenLines->addSeparator();
+    hiddenLines->addAction(tr("&Next of These"), QKeySequence(Qt::CTRL | Qt::Key_H), this,
+                           &HiddenLinesMenu::chooseNext);
     menu.addSeparator();
     QAction* zoomIn = addPageAction(menu, tr("&Larger Text"), {},
                                     [](MainWindowController&) { LogZoom::shared().change(1); });

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "core/RowMap.h"
+#include "foundation/archive/UserDefaults.h"
+#include "foundation/notices/Notice.h"
+
+#include <QObject>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace korvane {
+
+class Document;
+class EndFollower;
+class LogTableView;
+class ShownLines;
+class TailDataSourceProtocol;
+struct RowsUpdatedNotificationObject;
+
+/// Leaves the lines that rules hide out of the table, if the user wants that. Marked lines, and lines that
+/// were looked up, are shown nevertheless. Files on servers show all their rows. Main thread; belongs to the
+/// page.
+class ShownRows : public QObject {
+    Q_OBJECT
+
+public:
+    /// `followsEnd`: whether a view at the end stays there. Table and follower must outlive this.
+    ShownRows(std::shared_ptr<Document> document, std::shared_ptr<TailDataSourceProtocol> dataSource,
+              LogTableView& table, EndFollower& endFollower, std::function<bool()> followsEnd,
+              QObject* parent);
+    ~ShownRows() override;
+
+    /// Brings the table up to date with the number of rows.
+    void update();
+    /// Lines have been appended or have changed. Before `update`.
+    void linesChanged(const RowsUpdatedNotificationObject& rows);
+    /// Calls `then` once the row is shown: at once, or when the rest of the map is known. A later call
+    /// replaces an earlier one.
+    void reveal(qint64 row, std::function<void()> then);
+    /// Shows some rows of the gap that `row` lies in, or all of them.
+    void openGap(qint64 row, bool isWhole);
+
+    /// Whether rules hide lines whose rows stay.
+    bool couldLeaveOut() const;
+    /// Whether some rows are left out now.
+    bool leavesOut() const;
+    /// Lines that rules do not hide, as far as lines have been examined.
+    qint64 unhiddenRowCount() const;
+    bool isExamining() const;
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    void takeRules();
+    void takeMode();
+    void takeMarks();
+    /// Lines that are shown whatever the rules say.
+    void publishAlwaysShown();
+    void mapChanged();
+
+    const std::shared_ptr<Document> document_;
+    const std::shared_ptr<TailDataSourceProtocol> dataSource_;
+    LogTableView& table_;
+    EndFollower& endFollower_;
+    const std::function<bool()> followsEnd_;
+    /// Null for a file on a server.
+    std::unique_ptr<ShownLines> lines_;
+    /// Opened gaps and lines looked up, as first line and number.
+    std::map<qint64, qint64> opened_;
+    std::vector<qint64> marked_;
+    struct Pending {
+        qint64 line = 0;
+        std::function<void()> then;
+    };
+    std::unique_ptr<Pending> pending_;
+    Subscriptions subscriptions_;
+    UserDefaults::Token preferencesToken_;
+};
+
+} // namespace korvane

@@ -1,0 +1,119 @@
+#include "ui/AppFixture.h"
+
+#include "core/search/SearchItem.h"
+#include "documents/TailDataSource.h"
+#include "rules/FilterRule.h"
+#include "rules/FiltersManager.h"
+#include "rules/HighlightRule.h"
+#include "rules/NotificationRule.h"
+#include "rules/RuleSwitch.h"
+#include "ui/page/FooterViewController.h"
+#include "ui/page/LineCopier.h"
+#include "ui/page/LineMarker.h"
+#include "ui/page/LogSearch.h"
+#include "ui/page/NoticeStrip.h"
+#include "ui/page/ShownRows.h"
+
+namespace korvane::test {
+namespace {
+
+/// A page whose rules hide most lines.
+class HiddenLinesTest : public AppFixture {
+protected:
+    static void hideAllBut(MainWindowController& page, const QString& text) {
+        const auto rule =
+            std::make_shared<FilterRule>(false, std::make_shared<SearchItem>(text),
+                                         std::make_shared<HighlightRule>(), NotificationRule::defaultRule());
+        FiltersManager::shared().addRule(rule);
+        switchRule(rule->id(), absoluteString(page.document()->fileUrl()), true);
+        page.logView().setHidesUnclaimedLines(true);
+    }
+    /// One-based numbers of the visible rows; gaps as the negative number of their lines.
+    static std::vector<qint64> visibleLines(MainWindowController& page) {
+        std::vector<qint64> lines;
+        for (const RowPlaces::VisibleRow& row : tableOf(&page).scroller().visibleRows())
+            lines.push_back(row.hiddenRows > 0 ? -row.hiddenRows : row.row + 1);
+        return lines;
+    }
+    bool shows(MainWindowController& page, const std::vector<qint64>& lines) {
+        return until([&] { return visibleLines(page) == lines; });
+    }
+    static QString footerText(MainWindowController& page) {
+        QString text;
+        for (const QLabel* label : page.findChild<FooterViewController*>()->findChildren<QLabel*>())
+            text += label->text() + u' ';
+        return text;
+    }
+};
+
+TEST_F(HiddenLinesTest, LinesAreLeftOutWhileTheFileGrowsAndTheUserLooksAround) {
+    const TemporaryFile file(numberedLines(30'000) + "\n");
+    MainWindowController* page = openFollowed(file);
+    LogTableView& table = tableOf(page);
+    hideAllBut(*page, u"line 2999"_s);
+    const NoticeStrip* strip = page->findChild<NoticeStrip*>();
+    EXPECT_TRUE(until([&] { return strip->notice().remedies == QList{PageNotice::Remedy::LeaveOut}; }));
+    Q_EMIT const_cast<NoticeStrip*>(strip)->remedyChosen(PageNotice::Remedy::LeaveOut);
+    EXPECT_FALSE(Preferences::shared().offersToLeaveOut());
+
+    std::vector<qint64> lines{2999};
+    for (qint64 line = 29'990; line < 30'000; ++line)
+        lines.push_back(line);
+    EXPECT_TRUE(shows(*page, lines));
+    EXPECT_TRUE(footerText(*page).contains(u"11 of 30,000 lines"_s)) << footerText(*page).toStdString();
+
+    file.append("line 2999 again\nanother\n");
+    lines.push_back(30'001);
+    EXPECT_TRUE(shows(*page, lines)) << "the match that was appended is shown, the other line is not";
+    EXPECT_TRUE(table.scroller().isAtEnd());
+
+    table.selection().selectAll();
+    page->logView().copier().copySelection();
+    EXPECT_TRUE(until([&] { return QApplication::clipboard()->text().endsWith(u"again"_s); }));
+    EXPECT_EQ(QApplication::clipboard()->text().count(u'\n'), 11);
+
+    page->logView().goToLine(15'000);
+    lines.insert(lines.begin() + 1, 15'000);
+    EXPECT_TRUE(shows(*page, lines)) << "a line that is looked up is shown";
+    EXPECT_EQ(table.selection().currentRow(), 14'999);
+    page->logView().search().setText(u"line 20000"_s);
+    page->logView().search().findNext();
+    lines.insert(lines.begin() + 2, 20'000);
+    EXPECT_TRUE(shows(*page, lines)) << "so is a match";
+    EXPECT_TRUE(until([&] { return table.selection().currentRow() == 19'999; }));
+    page->logView().lineMarker().setMarks({9}, true);
+    lines.insert(lines.begin(), 10);
+    EXPECT_TRUE(shows(*page, lines)) << "and a line that is marked";
+
+    file.overwrite("line 2999\nother\n");
+    EXPECT_TRUE(until([&] { return visibleLines(*page) == std::vector<qint64>{1}; })) << "another file";
+}
+
+TEST_F(HiddenLinesTest, ContextIsOpenedByClicksAndCopiedAsItIsShown) {
+    MainWindowController* page = open(numberedLines(1000));
+    LogTableView& table = tableOf(page);
+    Preferences::shared().setHiddenLines(HiddenLines::LeftOutWith2Around);
+    hideAllBut(*page, u"line 500"_s);
+    EXPECT_TRUE(shows(*page, {-497, 498, 499, 500, 501, 502, -498}));
+    EXPECT_EQ(textOfRow(*page, 498), u"line 499"_s);
+    table.selection().selectAll();
+    page->logView().copier().copySelection();
+    EXPECT_TRUE(until([&] { return QApplication::clipboard()->text().startsWith(u"line 498\n"_s); }));
+    EXPECT_EQ(QApplication::clipboard()->text().count(u'\n'), 4);
+
+    Q_EMIT table.gapClicked(502, 1);
+    EXPECT_TRUE(shows(
+        *page, {-497, 498, 499, 500, 501, 502, 503, 504, 505, 506, 507, 508, 509, 510, 511, 512, -488}));
+    Q_EMIT table.gapClicked(0, 2);
+    EXPECT_TRUE(until([&] { return table.scroller().map().shownRowCount() == 512; }));
+
+    page->logView().clearView();
+    EXPECT_TRUE(until([&] { return table.scroller().map().count() == 1; })) << "one gap of one row";
+    page->logView().showAllLines();
+    Preferences::shared().setHiddenLines(HiddenLines::AsFiltered);
+    EXPECT_TRUE(table.scroller().map().showsAll());
+    EXPECT_EQ(table.rowCount(), 1000);
+}
+
+} // namespace
+} // namespace korvane::test

@@ -20,11 +20,15 @@ inline constexpr std::array allHiddenLines{HiddenLines::AsFiltered, HiddenLines:
 /// Lines shown before and after each line that is not hidden.
 constexpr int linesAround(HiddenLines mode) {
     switch (mode) {
-    case HiddenLines::LeftOutWith2Around: return 2;
-    case HiddenLines::LeftOutWith5Around: return 5;
-    case HiddenLines::LeftOutWith10Around: return 10;
+    case HiddenLines::LeftOutWith2Around:
+        return 2;
+    case HiddenLines::LeftOutWith5Around:
+        return 5;
+    case HiddenLines::LeftOutWith10Around:
+        return 10;
     case HiddenLines::AsFiltered:
-    case HiddenLines::LeftOut: break;
+    case HiddenLines::LeftOut:
+        break;
     }
     return 0;
 }

@@ -22,39 +22,32 @@ protected:
         bytes += '\n';
     }
 
-    /// The indexes of the lines that match each item.
-    std::vector<std::vector<std::uint32_t>> filtered(const std::vector<SearchItem>& items) {
+    std::vector<LineFilter::Hits> filtered(const std::vector<SearchItem>& items,
+                                           std::span<MatchBudget::Steps> budgets) {
         const LineFilter filter(items, encoding);
-        LineFilter::Pass pass(filter);
-        std::vector<MatchBudget::Steps> budgets(items.size(), 1'000'000'000);
         std::vector<std::uint32_t> lines = starts;
         lines.push_back(static_cast<std::uint32_t>(bytes.size()));
-        const auto hits = pass.find({.bytes = bytes,
-                                     .lines = lines,
-                                     .text = [this](std::size_t line) { return texts[line]; },
-                                     .isCancelled = [] { return false; }},
-                                    budgets);
-        std::vector<std::vector<std::uint32_t>> result;
-        for (const LineFilter::Hits& ofItem : hits) {
-            result.push_back(ofItem.lines);
-            givenUp += ofItem.givenUp.size();
-        }
-        return result;
+        return LineFilter::Pass(filter).find({.bytes = bytes,
+                                              .lines = lines,
+                                              .text = [this](std::size_t line) { return texts[line]; },
+                                              .isCancelled = [] { return false; }},
+                                             budgets);
     }
 
     void expectVerdictsOfItems(const std::vector<SearchItem>& items) {
-        const auto hits = filtered(items);
+        std::vector<MatchBudget::Steps> budgets(items.size(), 1'000'000'000);
+        const auto hits = filtered(items, budgets);
         for (std::size_t i = 0; i < items.size(); ++i) {
             std::vector<std::uint32_t> expected;
             for (std::uint32_t line = 0; line < texts.size(); ++line)
                 if (items[i].matches(texts[line]))
                     expected.push_back(line);
             matches += expected.size();
-            if (hits[i] != expected)
+            if (hits[i].lines != expected)
                 for (std::uint32_t line = 0; line < texts.size(); ++line)
-                    if (std::ranges::count(hits[i], line) != std::ranges::count(expected, line))
+                    if (std::ranges::count(hits[i].lines, line) != std::ranges::count(expected, line))
                         ADD_FAILURE() << texts[line].toUtf8().toPercentEncoding(" []=.").toStdString();
-            ASSERT_EQ(hits[i], expected)
+            ASSERT_EQ(hits[i].lines, expected)
                 << items[i].searchStr().toStdString() << ' ' << items[i].ignoreCase();
         }
     }
@@ -64,7 +57,6 @@ protected:
     std::vector<std::uint32_t> starts;
     std::vector<QString> texts;
     std::size_t matches = 0;
-    std::size_t givenUp = 0;
 };
 
 TEST_F(LineFilterTest, VerdictsAreThoseOfTheItems) {
@@ -118,17 +110,9 @@ TEST_F(LineFilterTest, VerdictsAreThoseOfTheItems) {
 TEST_F(LineFilterTest, AnEndlessPatternGivesUpLinesAndNothingElse) {
     for (int i = 0; i < 30; ++i)
         addLine(i % 3 == 0 ? u"ab"_s : QString(40, u'a') + u'é');
-    const LineFilter filter({searchItem(u"(a+)+$|ab"_s, true, true), searchItem(u"AB"_s, false, true)},
-                            encoding);
-    LineFilter::Pass pass(filter);
     MatchBudget::Steps budgets[] = {5'000'000, 0};
-    std::vector<std::uint32_t> lines = starts;
-    lines.push_back(static_cast<std::uint32_t>(bytes.size()));
-    const auto hits = pass.find({.bytes = bytes,
-                                 .lines = lines,
-                                 .text = [this](std::size_t line) { return texts[line]; },
-                                 .isCancelled = [] { return false; }},
-                                budgets);
+    const auto hits =
+        filtered({searchItem(u"(a+)+$|ab"_s, true, true), searchItem(u"AB"_s, false, true)}, budgets);
     EXPECT_EQ(hits[0].lines.size(), 10U) << "decided without ICU";
     EXPECT_EQ(hits[0].givenUp.size(), 20U);
     EXPECT_EQ(hits[1].lines.size(), 10U);

@@ -101,10 +101,13 @@ void LogViewController::showSearchMessage(const QString& text) {
 LogViewController::~LogViewController() = default;
 
 bool LogViewController::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == tableView_ && event->type() == QEvent::Hide)
+    if (watched == tableView_ && event->type() == QEvent::Hide) {
         dataSource_->viewHidden();
-    else if (watched == tableView_ && event->type() == QEvent::Show)
+        shownRows_->setVisible(false);
+    } else if (watched == tableView_ && event->type() == QEvent::Show) {
         visibleRowsChanged();
+        shownRows_->setVisible(true);
+    }
     return QObject::eventFilter(watched, event);
 }
 
@@ -378,6 +381,7 @@ void LogViewController::quickHighlightSelection() {
 void LogViewController::setEncodingChoice(EncodingChoice choice) {
     viewPlace_->keepWhileReading();
     document_->setEncodingChoice(choice);
+    shownRows_->encodingChanged();
     if (!document_->isLoading())
         viewPlace_->restore(viewPlace_->place());
     search_->forgetMatches(); // the matches belong to texts in the old encoding

@@ -145,6 +145,16 @@ void ShownRows::linesChanged(const RowsUpdatedNotificationObject& rows) {
     }
 }
 
+void ShownRows::encodingChanged() {
+    if (lines_)
+        lines_->startAgain();
+}
+
+void ShownRows::setVisible(bool isVisible) {
+    if (lines_)
+        lines_->setRunning(isVisible);
+}
+
 void ShownRows::update() {
     if (lines_)
         lines_->setLines({dataSource_->rowStart(), dataSource_->numberOfRows()});

@@ -37,6 +37,10 @@ public:
     void update();
     /// Lines have been appended or have changed. Before `update`.
     void linesChanged(const RowsUpdatedNotificationObject& rows);
+    /// The lines are read in another encoding. After `linesChanged`, if the file is read again.
+    void encodingChanged();
+    /// Lines are examined only for a visible table.
+    void setVisible(bool isVisible);
     /// Calls `then` once the row is shown: at once, or when the rest of the map is known. A later call
     /// replaces an earlier one.
     void reveal(qint64 row, std::function<void()> then);

@@ -115,5 +115,14 @@ TEST_F(HiddenLinesTest, ContextIsOpenedByClicksAndCopiedAsItIsShown) {
     EXPECT_EQ(table.rowCount(), 1000);
 }
 
+TEST_F(HiddenLinesTest, AnotherEncodingIsExaminedAgain) {
+    MainWindowController* page = open("gr\xc3\xbcn\nplain\n");
+    Preferences::shared().setHiddenLines(HiddenLines::LeftOut);
+    hideAllBut(*page, u"Ã"_s);
+    EXPECT_TRUE(shows(*page, {}));
+    page->logView().setEncodingChoice({EncodingChoice::Kind::Fixed, encoding::isoLatin1});
+    EXPECT_TRUE(shows(*page, {1}));
+}
+
 } // namespace
 } // namespace korvane::test

@@ -64,6 +64,7 @@ protected:
 
     void expectRows(int round) {
         const std::vector<char> expected = expectedRows();
+        roundsWithHidden += std::ranges::count(expected, ' ') > 0;
         EXPECT_TRUE(waitFor([&] { return shown->linesLeft() == 0 && rowsOf(shown->map()) == expected; }))
             << "round " << round << ": " << rules.rules.size() << " rules, mode " << static_cast<int>(mode);
     }
@@ -76,8 +77,8 @@ protected:
     HiddenLines mode = HiddenLines::AsFiltered;
     std::vector<qint64> always;
     qint64 firstLine = 0;
-    int changes = 0;
-    std::unique_ptr<ShownLines> shown = std::make_unique<ShownLines>(reader, [this] { ++changes; });
+    int roundsWithHidden = 0;
+    std::unique_ptr<ShownLines> shown = std::make_unique<ShownLines>(reader, [] {});
 };
 
 TEST_F(ShownLinesTest, TheMapFollowsRulesModesAndTheFile) {
@@ -134,7 +135,7 @@ TEST_F(ShownLinesTest, TheMapFollowsRulesModesAndTheFile) {
         shown->setFocus(static_cast<qint64>(corpus.below(lines.size())));
         expectRows(round);
     }
-    EXPECT_GT(changes, 50);
+    EXPECT_GT(roundsWithHidden, 10) << "nearly always all lines are shown: nothing was compared";
 }
 
 TEST_F(ShownLinesTest, AScanGoesOnForRulesThatStay) {

@@ -22,6 +22,7 @@ int filter(const char* path, const char* kind, int count, char** searches) {
     reader->refresh();
     reader->readRows(1, 1, RowLength::Shown);
     std::vector<SearchItem> items;
+    items.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         items.emplace_back(QString::fromUtf8(searches[i]));
         items.back().setRegex(std::string_view(kind) == "pattern");
@@ -47,6 +48,7 @@ int filter(const char* path, const char* kind, int count, char** searches) {
         return lines;
     });
     std::vector<LineSet> inputs;
+    inputs.reserve(sets.items.size());
     for (const LineSetScan::Item& item : sets.items)
         inputs.push_back(item.lines);
     std::printf("%.6f %lld\n", took.count(),

@@ -96,7 +96,7 @@ void setLowBits(std::uint64_t* words, std::uint32_t size, std::size_t index, std
 std::uint32_t listedLine(const std::uint64_t* chunk, const Header& header, std::uint32_t index) {
     const ListLayout layout(header);
     const std::uint64_t* high = chunk + layout.high;
-    const std::uint32_t sample = halfAt(chunk + layout.samples, index / ListLayout::sampleInterval);
+    const std::uint32_t sample = halfAt(chunk + ListLayout::samples, index / ListLayout::sampleInterval);
     std::uint32_t left = index % ListLayout::sampleInterval;
     std::size_t at = sample / 64;
     std::uint64_t word = high[at] & ~std::uint64_t{0} << (sample % 64);
@@ -168,7 +168,7 @@ std::uint32_t bitsBefore(const std::uint64_t* chunk, const Header& header, std::
     const std::uint64_t* bits = chunk + layout.bits;
     const std::size_t word = line / 64;
     const std::size_t block = word / BitsLayout::blockWords;
-    std::uint32_t count = halfAt(chunk + layout.counts, block);
+    std::uint32_t count = halfAt(chunk + BitsLayout::counts, block);
     for (std::size_t i = block * BitsLayout::blockWords; i < word; ++i)
         count += static_cast<std::uint32_t>(std::popcount(bits[i]));
     const std::uint64_t before = (std::uint64_t{1} << (line % 64)) - 1;
@@ -181,12 +181,12 @@ std::uint32_t bitAt(const std::uint64_t* chunk, const Header& header, std::uint3
     std::size_t high = wordsFor(header.limit) / BitsLayout::blockWords + 1;
     while (high - low > 1) {
         const std::size_t middle = low + (high - low) / 2;
-        if (halfAt(chunk + layout.counts, middle) <= index)
+        if (halfAt(chunk + BitsLayout::counts, middle) <= index)
             low = middle;
         else
             high = middle;
     }
-    std::uint32_t left = index - halfAt(chunk + layout.counts, low);
+    std::uint32_t left = index - halfAt(chunk + BitsLayout::counts, low);
     const std::uint64_t* bits = chunk + layout.bits;
     std::size_t word = low * BitsLayout::blockWords;
     for (auto ones = static_cast<std::uint32_t>(std::popcount(bits[word])); ones <= left;
@@ -207,7 +207,7 @@ void encodeList(const Header& header, const Bits& bits, std::uint64_t* to) {
     const auto add = [&](std::uint32_t line) {
         const std::uint32_t place = (line >> header.lowBits) + index;
         if (index % ListLayout::sampleInterval == 0)
-            setHalf(to + layout.samples, index / ListLayout::sampleInterval, place);
+            setHalf(to + ListLayout::samples, index / ListLayout::sampleInterval, place);
         to[layout.high + place / 64] |= std::uint64_t{1} << (place % 64);
         setLowBits(to + layout.low, header.lowBits, index, line);
         ++index;
@@ -229,11 +229,11 @@ void encodeBits(const Header& header, const Bits& bits, std::uint64_t* to) {
     std::uint32_t count = 0;
     for (std::size_t word = 0; word < wordsFor(header.limit); ++word) {
         if (word % BitsLayout::blockWords == 0)
-            setHalf(to + layout.counts, word / BitsLayout::blockWords, count);
+            setHalf(to + BitsLayout::counts, word / BitsLayout::blockWords, count);
         count += static_cast<std::uint32_t>(std::popcount(bits[word]));
     }
     if (wordsFor(header.limit) % BitsLayout::blockWords == 0)
-        setHalf(to + layout.counts, wordsFor(header.limit) / BitsLayout::blockWords, count);
+        setHalf(to + BitsLayout::counts, wordsFor(header.limit) / BitsLayout::blockWords, count);
     std::copy_n(bits.begin(), wordsFor(header.limit), to + layout.bits);
 }
 

@@ -7,11 +7,9 @@
 #include <memory>
 #include <span>
 
-namespace korvane {
-
 /// A set of line indexes below `lines`, as bits while it changes and encoded afterwards. The pieces of a
 /// `LineSet`.
-namespace line_chunk {
+namespace korvane::line_chunk {
 
 constexpr std::uint32_t lines = 1U << 20;
 
@@ -41,5 +39,4 @@ std::uint32_t rank(const Encoded& chunk, std::uint32_t line);
 std::uint32_t select(const Encoded& chunk, std::uint32_t index);
 std::size_t heapBytes(const Encoded& chunk);
 
-} // namespace line_chunk
-} // namespace korvane
+} // namespace korvane::line_chunk

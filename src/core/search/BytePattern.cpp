@@ -3,6 +3,7 @@
 #include "core/search/PatternTree.h"
 #include "core/search/SearchItem.h"
 
+// NOLINTNEXTLINE(cppcoreguidelines-macro-usage): the library's header requires it.
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 

@@ -169,6 +169,7 @@ void LineFilter::Pass::findByTexts(std::size_t item, const Block& block, MatchBu
     };
     // Where each text is next.
     std::vector<std::size_t> places;
+    places.reserve(searched.texts.size());
     for (const ByteSearch& text : searched.texts)
         places.push_back(next(text, 0));
     auto folding = searched.ignoresCase ? foldingLines_.begin() : foldingLines_.end();

@@ -24,39 +24,21 @@ void CopyLinesOperation::main() {
     for (const auto& range : lines_)
         total += range.last - range.first + 1;
 
-    const auto isCancelled = [this] { return this->isCancelled(); };
     Outcome outcome{End::Read, {}, 0, 0};
     qint64 passed = 0;
+    bool wasAnyRead = false;
     int lastPercent = 0;
     for (const auto& range : lines_) {
         for (qint64 line = range.first, count = 0; line <= range.last; line += count) {
-            if (shown_) {
-                count = shown_->next(line, range.last + 1) - line;
-                passed += count;
-                if (count > 0)
-                    continue;
-            }
-            // Stop at page borders, so that no page is read twice.
-            count = std::min(pages::firstLine(pages::pageOfLine(line) + 1), range.last + 1) - line;
-            const auto lines = dataSource_->readLines(line, count, isCancelled).value_or(QStringList());
-            std::vector<bool> hidden;
-            if (shown_) {
-                for (qint64 i = 0; i < lines.size(); ++i)
-                    hidden.push_back(!shown_->contains(line + i));
-            } else if (hidden_ == Hidden::LeftOut)
-                hidden = dataSource_->hiddenLines(line, lines, isCancelled);
-            if (isCancelled()) {
-                finish({});
-                return;
-            }
-            for (std::size_t i = 0; i < static_cast<std::size_t>(lines.size()); ++i) {
-                if (i < hidden.size() && hidden[i]) {
-                    outcome.hiddenLines += shown_ ? 0 : 1;
-                    continue;
+            count = shown_ ? shown_->next(line, range.last + 1) - line : 0;
+            if (count == 0) {
+                // Stop at page borders, so that no page is read twice.
+                count = std::min(pages::firstLine(pages::pageOfLine(line) + 1), range.last + 1) - line;
+                wasAnyRead = true;
+                if (!copyLines(line, count, outcome)) {
+                    finish({});
+                    return;
                 }
-                outcome.text += lines[static_cast<qsizetype>(i)];
-                outcome.text += u'\n';
-                ++outcome.lines;
             }
             passed += count;
             if (const int percent = static_cast<int>(passed * 100 / total); percent != lastPercent) {
@@ -65,9 +47,31 @@ void CopyLinesOperation::main() {
             }
         }
     }
-    if (outcome.lines == 0 && outcome.hiddenLines == 0)
+    if (wasAnyRead && outcome.lines == 0 && outcome.hiddenLines == 0)
         outcome.end = End::Unreadable;
     finish(std::move(outcome));
+}
+
+bool CopyLinesOperation::copyLines(qint64 first, qint64 count, Outcome& to) {
+    const auto isCancelled = [this] { return this->isCancelled(); };
+    const auto lines = dataSource_->readLines(first, count, isCancelled).value_or(QStringList());
+    std::vector<bool> hidden;
+    if (!shown_ && hidden_ == Hidden::LeftOut)
+        hidden = dataSource_->hiddenLines(first, lines, isCancelled);
+    if (isCancelled())
+        return false;
+    for (qint64 i = 0; i < lines.size(); ++i) {
+        if (shown_ && !shown_->contains(first + i))
+            continue;
+        if (const auto place = static_cast<std::size_t>(i); place < hidden.size() && hidden[place]) {
+            ++to.hiddenLines;
+            continue;
+        }
+        to.text += lines[i];
+        to.text += u'\n';
+        ++to.lines;
+    }
+    return true;
 }
 
 void CopyLinesOperation::finish(Outcome outcome) {

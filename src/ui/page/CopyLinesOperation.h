@@ -51,6 +51,8 @@ protected:
     void main() override;
 
 private:
+    /// Adds the lines that are copied; false once cancelled.
+    bool copyLines(qint64 first, qint64 count, Outcome& to);
     void finish(Outcome outcome);
 
     const std::shared_ptr<LineTexts> dataSource_;

@@ -41,7 +41,8 @@ void CopyLinesOperation::main() {
                 }
             }
             passed += count;
-            if (const int percent = static_cast<int>(passed * 100 / total); percent != lastPercent) {
+            if (const int percent = static_cast<int>(passed * 100 / std::max<qint64>(total, 1));
+                percent != lastPercent) {
                 lastPercent = percent;
                 MainThread::shared().post([progress = progress_, percent] { progress(percent); });
             }

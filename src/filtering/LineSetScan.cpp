@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <list>
 #include <optional>
 #include <utility>
@@ -72,6 +73,8 @@ struct LineSetScan::State {
     StringEncoding filterEncoding GUARDED_BY(mutex) = encoding::unknown;
     std::array<bool, mostWorkers> isWorking GUARDED_BY(mutex){};
     bool isPublishing GUARDED_BY(mutex) = false;
+    /// Counts the contents of the file: sets of an earlier one are not published.
+    std::uint64_t content GUARDED_BY(mutex) = 0;
     Clock::time_point lastPublished GUARDED_BY(mutex);
 
     std::array<ScanPool::Scan, mostWorkers> scans; // main thread
@@ -124,7 +127,7 @@ private:
         const MutexLock guard(state_->mutex);
         const auto range = state_->isRunning ? state_->left.takeNear(state_->focus, lines_) : std::nullopt;
         if (!range) {
-            // Decided under the lock: whoever adds lines afterwards starts a worker.
+            // Under the lock: code that adds lines later finds this worker idle and starts another.
             state_->isWorking[number_] = false;
             return std::nullopt;
         }
@@ -164,6 +167,7 @@ private:
 
     void store(Place taken, const FilteredLines& found, bool isCancelled) {
         std::optional<Sets> toPublish;
+        std::uint64_t content = 0;
         {
             const MutexLock guard(state_->mutex);
             const State::Taken range = *taken;
@@ -190,11 +194,14 @@ private:
             state_->isPublishing = true;
             state_->lastPublished = Clock::now();
             toPublish = state_->sets();
+            content = state_->content;
         }
-        MainThread::shared().post([state = state_, sets = std::move(*toPublish)] {
+        MainThread::shared().post([state = state_, content, sets = std::move(*toPublish)] {
             {
                 const MutexLock guard(state->mutex);
                 state->isPublishing = false;
+                if (state->content != content)
+                    return;
             }
             if (const auto publish = state->publish)
                 publish(sets);
@@ -248,6 +255,10 @@ void LineSetScan::linesChanged(qint64 first, qint64 lineCount) {
 }
 
 void LineSetScan::startAgain(qint64 lineCount) {
+    {
+        const MutexLock guard(state_->mutex);
+        ++state_->content;
+    }
     linesChanged(0, 0);
     linesChanged(0, lineCount);
 }

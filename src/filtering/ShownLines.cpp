@@ -147,6 +147,8 @@ void ShownLines::startAgain() {
         scan->sets.examined = {};
         scan->scan->startAgain(reader_->lineCount());
     }
+    ++content_;
+    isStale_ = true;
     // The old map would show other lines than it was made for.
     if (leavesOut())
         map_ = RowMap({}, lines_, RowMap::Gaps::None);
@@ -244,9 +246,9 @@ void ShownLines::make() {
     if (!maker_ || maker_->combination() != wanted->combination)
         maker_ = std::make_shared<Maker>(wanted->combination);
     queue_.run([maker = maker_, request = std::move(*wanted)] { return maker->make(request); })
-        .then(std::weak_ptr(life_), [this](RowMap map) {
+        .then(std::weak_ptr(life_), [this, content = content_](RowMap map) {
             isMaking_ = false;
-            if (leavesOut()) {
+            if (leavesOut() && content == content_) {
                 map_ = std::move(map);
                 changed_();
             }

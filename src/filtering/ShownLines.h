@@ -8,6 +8,7 @@
 #include "filtering/LineSetScan.h"
 #include "foundation/work/OperationQueue.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -90,6 +91,8 @@ private:
     bool isMaking_ = false;
     /// Something has changed since the map under way was begun.
     bool isStale_ = false;
+    /// Counts the contents of the file: a map made for an earlier one is dropped.
+    std::uint64_t content_ = 0;
     const std::shared_ptr<const bool> life_ = std::make_shared<const bool>(true);
     OperationQueue queue_;
 };

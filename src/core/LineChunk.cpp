@@ -336,12 +336,4 @@ std::uint32_t select(const Encoded& chunk, std::uint32_t index) {
     return 0;
 }
 
-std::size_t heapBytes(const Encoded& chunk) {
-    if (!chunk)
-        return 0;
-    /// The counts of a shared pointer, and what the allocator needs for itself.
-    constexpr std::size_t overhead = 24;
-    return encodedWords(Header::of(chunk.get())) * sizeof(std::uint64_t) + overhead;
-}
-
 } // namespace korvane::line_chunk

@@ -37,6 +37,5 @@ std::uint32_t size(const Encoded& chunk);
 std::uint32_t rank(const Encoded& chunk, std::uint32_t line);
 /// Precondition: `index` < size.
 std::uint32_t select(const Encoded& chunk, std::uint32_t index);
-std::size_t heapBytes(const Encoded& chunk);
 
 } // namespace korvane::line_chunk

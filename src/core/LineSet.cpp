@@ -96,13 +96,6 @@ void LineSet::count() {
     }
 }
 
-std::size_t LineSet::heapBytes() const {
-    std::size_t bytes = chunks_.capacity() * sizeof(Place);
-    for (const Place& place : chunks_)
-        bytes += line_chunk::heapBytes(place.chunk);
-    return bytes;
-}
-
 line_chunk::Bits& LineSetWriter::open(std::size_t chunk) {
     auto& found = open_[chunk];
     if (!found) {

@@ -34,9 +34,6 @@ public:
     /// each.
     std::vector<qint64> members(qint64 index, qint64 count) const;
 
-    /// Bytes that the set takes on the heap, as if it were the only copy.
-    std::size_t heapBytes() const;
-
 private:
     friend class LineSetWriter;
     friend class DerivedLineSet;

@@ -91,7 +91,7 @@ void LogSearch::scrollRowToVisible(qint64 row) {
     if (const auto found = results.find(dataSource_->rowStart() + row);
         found != results.end() && !found->second.results.empty())
         range = found->second.results.front();
-    shownRows_.reveal(row, [this, row, range] {
+    shownRows_.reveal(ShownRows::Reveal::Match, row, [this, row, range] {
         table_.selection().selectRow(row);
         // Test and scroll in one call: the page may be loaded at any moment.
         if (!table_.scrollTextToVisible(row, range))

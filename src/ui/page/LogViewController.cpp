@@ -232,7 +232,7 @@ void LogViewController::goToLine(qint64 lineNumber) {
         Q_EMIT userMessage(noSuchLine(lineNumber));
         return;
     }
-    shownRows_->reveal(row, [this, row, lineNumber] {
+    shownRows_->reveal(ShownRows::Reveal::Line, row, [this, row, lineNumber] {
         tableView_->scrollTextToVisible(row, {});
         tableView_->selection().selectRow(row);
         qCDebug(logTiming, "went to line %lld", static_cast<long long>(lineNumber));

@@ -72,10 +72,6 @@ qint64 ShownRows::unhiddenRowCount() const {
     return table_.scroller().map().meantRowCount();
 }
 
-bool ShownRows::isExamining() const {
-    return lines_ && lines_->linesLeft() > 0;
-}
-
 void ShownRows::takeRules() {
     ShownLines::Rules rules;
     if (const auto enforcer = dataSource_->ruleEnforcer())
@@ -104,12 +100,14 @@ void ShownRows::publishAlwaysShown() {
     LineSetWriter writer;
     for (const auto& [first, count] : opened_)
         writer.fill({first, count});
+    for (const auto& [kind, line] : revealed_)
+        writer.fill({line, 1});
     for (const qint64 line : marked_)
         writer.fill({line, 1});
     lines_->setAlwaysShown(writer.set());
 }
 
-void ShownRows::reveal(qint64 row, std::function<void()> then) {
+void ShownRows::reveal(Reveal kind, qint64 row, std::function<void()> then) {
     pending_.reset();
     if (!lines_ || table_.scroller().map().shows(row)) {
         then();
@@ -117,7 +115,7 @@ void ShownRows::reveal(qint64 row, std::function<void()> then) {
     }
     const qint64 line = dataSource_->rowStart() + row;
     pending_ = std::make_unique<Pending>(Pending{line, std::move(then)});
-    opened_.try_emplace(line, 1);
+    revealed_[kind] = line;
     publishAlwaysShown();
 }
 
@@ -137,6 +135,7 @@ void ShownRows::linesChanged(const RowsUpdatedNotificationObject& rows) {
         return;
     if (rows.isOtherContent) {
         opened_.clear();
+        revealed_.clear();
         pending_.reset();
         publishAlwaysShown();
         lines_->startAgain();

@@ -41,9 +41,10 @@ public:
     void encodingChanged();
     /// Lines are examined only for a visible table.
     void setVisible(bool isVisible);
-    /// Calls `then` once the row is shown: at once, or when the rest of the map is known. A later call
-    /// replaces an earlier one.
-    void reveal(qint64 row, std::function<void()> then);
+    enum class Reveal : unsigned char { Match, Line };
+    /// Shows a row, in place of the last one of its kind. Calls `then` once it is shown: at once, or with the
+    /// next map. A later call replaces an earlier one.
+    void reveal(Reveal kind, qint64 row, std::function<void()> then);
     /// Shows some rows of the gap that `row` lies in, or all of them.
     void openGap(qint64 row, bool isWhole);
 
@@ -53,7 +54,6 @@ public:
     bool leavesOut() const;
     /// Lines that rules do not hide, as far as lines have been examined.
     qint64 unhiddenRowCount() const;
-    bool isExamining() const;
 
 Q_SIGNALS:
     void changed();
@@ -73,8 +73,10 @@ private:
     const std::function<bool()> followsEnd_;
     /// Null for a file on a server.
     std::unique_ptr<ShownLines> lines_;
-    /// Opened gaps and lines looked up, as first line and number.
+    /// Opened gaps, as first line and number.
     std::map<qint64, qint64> opened_;
+    /// The last line of each kind.
+    std::map<Reveal, qint64> revealed_;
     std::vector<qint64> marked_;
     struct Pending {
         qint64 line = 0;

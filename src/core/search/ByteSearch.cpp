@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
+#include <numeric>
 #include <utility>
 
 #if defined(__x86_64__)
@@ -32,13 +34,14 @@ std::size_t findPortably(const ByteSearch& search, ByteSearch::Places places) {
 /// The nearest occurrence among the places of the bits in `mask`.
 template <Direction direction>
 std::optional<std::size_t> confirm(const ByteSearch& search, const char* block, std::size_t base,
-                                   std::uint32_t mask) {
+                                   std::uint64_t mask) {
     while (mask != 0) {
-        const int bit = direction == Direction::Forwards ? std::countr_zero(mask) : std::bit_width(mask) - 1;
+        const int bit =
+            direction == Direction::Forwards ? std::countr_zero(mask) : 63 - std::countl_zero(mask);
         const std::size_t place = base + static_cast<std::size_t>(bit);
         if (search.isAt(block + place))
             return place;
-        mask &= ~(std::uint32_t{1} << bit);
+        mask &= ~(std::uint64_t{1} << bit);
     }
     return std::nullopt;
 }
@@ -86,24 +89,38 @@ template <Direction direction>
     const __m256i rareValue = _mm256_set1_epi8(static_cast<char>(rare.value));
     const __m256i secondMask = _mm256_set1_epi8(static_cast<char>(second.mask));
     const __m256i secondValue = _mm256_set1_epi8(static_cast<char>(second.value));
+    constexpr bool isForwards = direction == Direction::Forwards;
     ByteSearch::Places rest = places;
-    while (rest.end - rest.begin >= width) {
-        const std::size_t base = direction == Direction::Forwards ? rest.begin : rest.end - width;
-        const char* const start = places.block + base;
-        const __m256i one = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(start + rareOffset));
-        const __m256i two = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(start + secondOffset));
-        const __m256i both =
-            _mm256_and_si256(_mm256_cmpeq_epi8(_mm256_or_si256(one, rareMask), rareValue),
-                             _mm256_cmpeq_epi8(_mm256_or_si256(two, secondMask), secondValue));
-        if (const auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(both)); mask != 0)
-            if (const auto place = confirm<direction>(search, places.block, base, mask))
-                return *place;
-        if constexpr (direction == Direction::Forwards)
-            rest.begin += width;
-        else
-            rest.end -= width;
+    while (true) {
+        // Two windows at once. Nothing is called in this loop, so that the units stay in registers.
+        std::size_t base = isForwards ? rest.begin : rest.end - 2 * width;
+        std::size_t left = (rest.end - rest.begin) / (2 * width);
+        __m256i low = _mm256_setzero_si256();
+        __m256i high = low;
+        for (; left > 0; --left, base += isForwards ? 2 * width : -2 * width) {
+            const auto* const one = reinterpret_cast<const __m256i*>(places.block + base + rareOffset);
+            const auto* const two = reinterpret_cast<const __m256i*>(places.block + base + secondOffset);
+            low = _mm256_and_si256(
+                _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(one), rareMask), rareValue),
+                _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(two), secondMask), secondValue));
+            high = _mm256_and_si256(
+                _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(one + 1), rareMask), rareValue),
+                _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(two + 1), secondMask), secondValue));
+            const __m256i any = _mm256_or_si256(low, high);
+            if (_mm256_testz_si256(any, any) == 0)
+                break;
+        }
+        (isForwards ? rest.begin : rest.end) = isForwards ? base : base + 2 * width;
+        if (left == 0)
+            break;
+        const auto bitsOf = [](int mask) { return std::uint64_t{static_cast<std::uint32_t>(mask)}; };
+        const std::uint64_t mask = bitsOf(_mm256_movemask_epi8(low)) | bitsOf(_mm256_movemask_epi8(high))
+                                                                           << width;
+        if (const auto place = confirm<direction>(search, places.block, base, mask))
+            return *place;
+        (isForwards ? rest.begin : rest.end) = isForwards ? base + 2 * width : base;
     }
-    const std::size_t place = findPortably<direction>(search, rest);
+    const std::size_t place = findWithSse2<direction>(search, rest);
     return place == rest.end ? places.end : place;
 }
 
@@ -117,6 +134,10 @@ const ByteSearch::Implementation& best() {
 } // namespace
 
 ByteSearch::ByteSearch(std::vector<Unit> pattern) : pattern_(std::move(pattern)) {
+    for (const Unit unit : pattern_) {
+        masks_.push_back(unit.mask);
+        values_.push_back(unit.value);
+    }
     const auto rarest = [this](std::size_t other) {
         std::size_t best = other == 0 && pattern_.size() > 1 ? 1 : 0;
         for (std::size_t i = 0; i < pattern_.size(); ++i)
@@ -126,6 +147,39 @@ ByteSearch::ByteSearch(std::vector<Unit> pattern) : pattern_(std::move(pattern))
     };
     rareOffset_ = rarest(pattern_.size());
     secondOffset_ = rarest(rareOffset_);
+}
+
+void ByteSearch::tuneFor(std::span<const char> sample) {
+    if (sample.size() <= size())
+        return;
+    constexpr std::size_t mostCandidates = 6;
+    std::vector<std::size_t> offsets(size());
+    std::iota(offsets.begin(), offsets.end(), 0);
+    const auto count = [&](std::size_t first, std::size_t second) {
+        std::size_t places = 0;
+        for (std::size_t place = 0; place + size() <= sample.size(); ++place)
+            places += static_cast<std::size_t>(pattern_[first].equals(sample[place + first]) &
+                                               pattern_[second].equals(sample[place + second]));
+        return places;
+    };
+    if (offsets.size() > mostCandidates) {
+        std::vector<std::size_t> counts;
+        for (const std::size_t offset : offsets)
+            counts.push_back(count(offset, offset));
+        std::ranges::stable_sort(offsets, {}, [&](std::size_t offset) { return counts[offset]; });
+        offsets.resize(mostCandidates);
+    }
+    std::size_t least = count(rareOffset_, secondOffset_);
+    for (const std::size_t first : offsets)
+        for (const std::size_t second : offsets) {
+            if (first >= second || least == 0)
+                continue;
+            if (const std::size_t places = count(first, second); places < least) {
+                least = places;
+                rareOffset_ = first;
+                secondOffset_ = second;
+            }
+        }
 }
 
 ByteSearch ByteSearch::ofAscii(QStringView text, bool ignoreCase) {
@@ -138,10 +192,25 @@ ByteSearch ByteSearch::ofAscii(QStringView text, bool ignoreCase) {
 }
 
 bool ByteSearch::isAt(const char* place) const {
-    for (const Unit unit : pattern_)
-        if (!unit.equals(*place++))
+    // Eight units at once, the last ones together with some that have been compared.
+    using Word = std::uint64_t;
+    if (size() < sizeof(Word)) {
+        for (const Unit unit : pattern_)
+            if (!unit.equals(*place++))
+                return false;
+        return true;
+    }
+    const auto wordAt = [](const auto* from) {
+        Word word = 0;
+        std::memcpy(&word, from, sizeof(Word));
+        return word;
+    };
+    for (std::size_t i = 0;; i = std::min(i + sizeof(Word), size() - sizeof(Word))) {
+        if ((wordAt(place + i) | wordAt(masks_.data() + i)) != wordAt(values_.data() + i))
             return false;
-    return true;
+        if (i + sizeof(Word) == size())
+            return true;
+    }
 }
 
 std::optional<std::size_t> ByteSearch::find(Direction direction, std::span<const char> block,

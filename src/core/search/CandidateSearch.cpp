@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <map>
 #include <utility>
 
 namespace korvane {
@@ -18,9 +20,8 @@ using Units = std::vector<ByteSearch::Unit>;
 /// Longest pattern in bytes: a part of the text is enough, and blocks are much larger.
 constexpr std::size_t longestPattern = 256;
 
-/// Characters that equal an ASCII letter when case is ignored: the Kelvin sign and the long s.
-constexpr char32_t kelvinSign = 0x212A;
-constexpr char32_t longS = 0x017F;
+/// Most forms of a whole text that are searched for one by one.
+constexpr std::size_t mostForms = 4;
 
 /// The characters that equal this one when case is ignored, itself included. All of them lie in the basic
 /// plane, as it does.
@@ -50,27 +51,40 @@ Units unitsFor(const std::vector<QByteArray>& texts) {
     return units;
 }
 
-/// The bytes of a character in the file; empty when they are ambiguous in the encoding.
-Units unitsOf(QChar character, bool ignoreCase, StringEncoding number) {
+/// Whether the units match nothing but the texts. Precondition: the texts are different.
+bool isExact(const Units& units, std::size_t textCount) {
+    int freeBits = 0;
+    for (const ByteSearch::Unit unit : units)
+        freeBits += std::popcount(unit.mask);
+    return std::size_t{1} << freeBits == textCount;
+}
+
+/// What a character may be in the bytes of the file.
+struct ByteForms {
+    /// Forms of one size each; empty when the bytes are ambiguous in the encoding.
+    std::vector<Units> forms;
+    /// The forms match nothing else.
+    bool areExact = true;
+};
+
+ByteForms byteFormsOf(QChar character, bool ignoreCase, StringEncoding number) {
     const char16_t unit = character.unicode();
     if (unit < 0x80) {
-        const bool hasCases = ignoreCase && character.isLetter();
-        const auto mask = static_cast<std::uint8_t>(hasCases ? 0x20 : 0);
-        return {{mask, static_cast<std::uint8_t>(unit | mask)}};
+        const auto mask = static_cast<std::uint8_t>(ignoreCase && character.isLetter() ? 0x20 : 0);
+        return {{{{mask, static_cast<std::uint8_t>(unit | mask)}}}};
     }
     // Invalid bytes may be shown as the replacement character.
     if (number != encoding::utf8 || character.isSurrogate() || unit == QChar::ReplacementCharacter)
         return {};
-    std::vector<QByteArray> texts;
+    std::map<qsizetype, std::vector<QByteArray>> texts;
     for (const char32_t form : ignoreCase ? caseForms(unit) : std::vector<char32_t>{unit})
-        texts.push_back(utf8(form));
-    const bool sameSize = std::ranges::all_of(
-        texts, [&](const QByteArray& text) { return text.size() == texts.front().size(); });
-    return sameSize && !texts.empty() ? unitsFor(texts) : Units();
-}
-
-ByteSearch exactly(char32_t character) {
-    return ByteSearch(unitsFor({utf8(character)}));
+        texts[utf8(form).size()].push_back(utf8(form));
+    ByteForms result;
+    for (const auto& [size, ofSize] : texts) {
+        result.forms.push_back(unitsFor(ofSize));
+        result.areExact &= isExact(result.forms.back(), ofSize.size());
+    }
+    return result;
 }
 
 } // namespace
@@ -83,7 +97,15 @@ bool CandidateSearch::keepsAsciiBytes(StringEncoding encoding) {
     return std::ranges::find(safe, encoding) != safe.end();
 }
 
-std::optional<ByteSearch> CandidateSearch::textSearch(const SearchItem& item, StringEncoding encoding) {
+ByteSearch CandidateSearch::exactly(char32_t character) {
+    return ByteSearch(unitsFor({utf8(character)}));
+}
+
+CandidateSearch::Texts CandidateSearch::textSearches(const SearchItem& item, StringEncoding encoding) {
+    // Characters beyond the longest pattern would change nothing.
+    const QString start = item.searchStr().left(static_cast<qsizetype>(longestPattern));
+    std::vector<Units> whole{{}};
+    bool isWhole = start.size() == item.searchStr().size();
     Units longest;
     Units run;
     const auto endRun = [&] {
@@ -91,34 +113,49 @@ std::optional<ByteSearch> CandidateSearch::textSearch(const SearchItem& item, St
             longest = run;
         run.clear();
     };
-    // Characters beyond the longest pattern would change nothing.
-    const QString start = item.searchStr().left(static_cast<qsizetype>(longestPattern));
     for (const QChar character : start) {
-        const Units units = unitsOf(character, item.ignoreCase(), encoding);
-        if (units.empty() || run.size() + units.size() > longestPattern)
+        const auto [forms, areExact] = byteFormsOf(character, item.ignoreCase(), encoding);
+        isWhole &= areExact && !forms.empty() && whole.size() * forms.size() <= mostForms;
+        std::vector<Units> longer;
+        for (const Units& text : whole)
+            for (const Units& form : isWhole ? forms : std::vector<Units>()) {
+                longer.push_back(text);
+                longer.back().insert(longer.back().end(), form.begin(), form.end());
+            }
+        whole = std::move(longer);
+        if (forms.size() != 1 || run.size() + forms.front().size() > longestPattern)
             endRun();
-        run.insert(run.end(), units.begin(), units.end());
+        if (forms.size() == 1)
+            run.insert(run.end(), forms.front().begin(), forms.front().end());
     }
     endRun();
-    return longest.empty() ? std::nullopt : std::optional<ByteSearch>(std::move(longest));
+    Texts texts{.searches = {},
+                .decide = isWhole,
+                .hasLetterForms = item.ignoreCase() && (start.contains(u'k', Qt::CaseInsensitive) ||
+                                                        start.contains(u's', Qt::CaseInsensitive))};
+    if (!isWhole)
+        whole = {longest};
+    for (Units& text : whole)
+        if (!text.empty())
+            texts.searches.emplace_back(std::move(text));
+    return texts;
+}
+
+const std::vector<ByteSearch>& CandidateSearch::letterForms() {
+    constexpr char32_t kelvinSign = 0x212A;
+    constexpr char32_t longS = 0x017F;
+    static const std::vector<ByteSearch> forms{exactly(kelvinSign), exactly(longS)};
+    return forms;
 }
 
 std::optional<CandidateSearch> CandidateSearch::create(const SearchItem& item, StringEncoding encoding) {
     if (item.regex() || !keepsAsciiBytes(encoding))
         return std::nullopt;
-    auto text = textSearch(item, encoding);
-    if (!text)
+    auto [patterns, decide, hasLetterForms] = textSearches(item, encoding);
+    if (patterns.empty())
         return std::nullopt;
-    std::vector<ByteSearch> patterns{std::move(*text)};
-    const QString start = item.searchStr().left(static_cast<qsizetype>(longestPattern));
-    if (item.ignoreCase()) {
-        // Bytes that are invalid in the file's encoding are read as UTF-8, so these patterns apply to every
-        // encoding.
-        if (start.contains(u'k', Qt::CaseInsensitive))
-            patterns.push_back(exactly(kelvinSign));
-        if (start.contains(u's', Qt::CaseInsensitive))
-            patterns.push_back(exactly(longS));
-    }
+    if (hasLetterForms)
+        patterns.insert(patterns.end(), letterForms().begin(), letterForms().end());
     return CandidateSearch(std::move(patterns));
 }
 

@@ -22,9 +22,21 @@ public:
     /// Whether in this encoding every ASCII character is its own byte, and that byte never means anything
     /// else.
     static bool keepsAsciiBytes(StringEncoding encoding);
-    /// The longest part of a plain text that has only one form in the bytes of the encoding, letter case
-    /// aside; nullopt without one. Precondition: `keepsAsciiBytes`.
-    static std::optional<ByteSearch> textSearch(const SearchItem& item, StringEncoding encoding);
+    struct Texts {
+        /// Bytes without any of these, nor of the `letterForms`, do not contain the text.
+        std::vector<ByteSearch> searches;
+        /// They are found only where the text is.
+        bool decide = false;
+        /// The text has letters for which the `letterForms` may stand.
+        bool hasLetterForms = false;
+    };
+    /// The characters beyond ASCII that equal a letter of ASCII when case is ignored. They are UTF-8 in files
+    /// of every encoding: bytes that are invalid in it are read so.
+    static const std::vector<ByteSearch>& letterForms();
+    /// Of a plain text; without searches when it cannot be located. Precondition: `keepsAsciiBytes`.
+    static Texts textSearches(const SearchItem& item, StringEncoding encoding);
+    /// Finds a character in UTF-8.
+    static ByteSearch exactly(char32_t character);
 
     /// Bytes by which blocks must overlap so that no place is missed; small.
     std::size_t overlap() const;

@@ -1,5 +1,6 @@
 #include "core/search/CompiledSearch.h"
 
+#include "core/search/AsciiFolding.h"
 #include "core/search/PatternTree.h"
 #include "core/search/SearchItem.h"
 
@@ -8,20 +9,8 @@
 namespace korvane {
 namespace {
 
-/// Whether the character's full case folding contains an ASCII character ("ß" is "ss").
 bool foldsToAscii(QChar character) {
-    switch (const char16_t unit = character.unicode()) {
-    case 0x00DF:
-    case 0x0130:
-    case 0x0149:
-    case 0x017F:
-    case 0x01F0:
-    case 0x1E9E:
-    case 0x212A:
-        return true;
-    default:
-        return (unit >= 0x1E96 && unit <= 0x1E9A) || (unit >= 0xFB00 && unit <= 0xFB06);
-    }
+    return character.unicode() >= 0x80 && AsciiFolding::contains(character.unicode());
 }
 
 } // namespace

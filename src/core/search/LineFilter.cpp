@@ -1,10 +1,12 @@
 #include "core/search/LineFilter.h"
 
+#include "core/search/AsciiFolding.h"
 #include "core/search/CandidateSearch.h"
 #include "core/search/PatternTree.h"
 #include "core/search/SearchItem.h"
 
 #include <algorithm>
+#include <bit>
 #include <string_view>
 #include <utility>
 
@@ -16,6 +18,10 @@ using Block = LineFilter::Block;
 
 /// Texts shorter than this are in most lines: searching for them costs more than it saves.
 constexpr qsizetype shortestText = 2;
+/// Lines with the texts of a pattern are frequent when they are more than this part.
+constexpr std::size_t frequentPart = 8;
+constexpr std::size_t stepsBetweenPolls = 64;
+constexpr std::size_t bytesOfSample = 16 << 10;
 
 std::string_view bytesOfLine(const Block& block, std::uint32_t line) {
     const std::uint32_t begin = block.lines[line];
@@ -40,120 +46,225 @@ std::uint32_t lineAt(const Block& block, std::uint32_t from, std::size_t place) 
     return static_cast<std::uint32_t>(behind - begin) - 1;
 }
 
-bool hasHighBit(std::span<const char> bytes) {
-    unsigned char all = 0;
+/// In a form that the compiler makes vector instructions of.
+template <std::size_t size>
+bool hasUndecidable(std::span<const char, size> bytes) {
+    unsigned char found = 0;
     for (const char byte : bytes)
-        all |= static_cast<unsigned char>(byte);
-    return all >= 0x80;
+        found |= static_cast<unsigned char>(LineAutomaton::isUnknown(byte));
+    return found != 0;
 }
 
-/// Whether a character of UTF-8 that folds to ASCII may begin with these bytes; there is one more behind
-/// them.
-bool mayFoldToAscii(unsigned char first, unsigned char second) {
-    switch (first) {
-    case 0xC3:
-        return second == 0x9F;
-    case 0xC4:
-        return second == 0xB0;
-    case 0xC5:
-        return second == 0x89 || second == 0xBF;
-    case 0xC7:
-        return second == 0xB0;
-    case 0xE1:
-        return second == 0xBA;
-    case 0xE2:
-        return second == 0x84;
-    case 0xEF:
-        return second == 0xAC;
-    default:
-        return false;
+/// The texts to search for, since they equal a part of `text` when case is ignored. `isWhole`: everything
+/// that a match contains around the text is known.
+std::vector<ByteSearch> foldedForms(const QString& text, bool isWhole) {
+    std::vector<ByteSearch> forms;
+    for (const AsciiFolding& folding : AsciiFolding::all()) {
+        const auto isIn = [&](QChar unit) { return text.contains(unit, Qt::CaseInsensitive); };
+        if (isWhole ? text.contains(folding.folded, Qt::CaseInsensitive)
+                    : std::ranges::any_of(folding.folded, isIn))
+            forms.push_back(CandidateSearch::exactly(folding.character));
     }
+    return forms;
 }
 
 } // namespace
 
-LineFilter::LineFilter(const std::vector<SearchItem>& items, StringEncoding encoding)
-    : isUtf8_(encoding == encoding::utf8) {
+LineFilter::LineFilter(const std::vector<SearchItem>& items, StringEncoding encoding) {
     items_.reserve(items.size());
     for (const SearchItem& item : items) {
         items_.push_back(prepare(item, encoding));
-        needsFoldingLines_ |= items_.back().ignoresCase && !items_.back().texts.empty();
+        needsUndecidable_ |= items_.back().tree || items_.back().left == Item::Left::Undecidable;
+        needsLetterForms_ |= items_.back().left == Item::Left::WithLetterForms;
     }
 }
 
 LineFilter::Item LineFilter::prepare(const SearchItem& item, StringEncoding encoding) {
-    Item prepared{.item = item,
-                  .search = CompiledSearch(item),
-                  .ignoresCase = item.ignoreCase(),
-                  .matchesNothing = item.searchStr().isEmpty()};
+    Item prepared{.item = item, .search = CompiledSearch(item), .matchesNothing = item.searchStr().isEmpty()};
     if (!CandidateSearch::keepsAsciiBytes(encoding))
         return prepared;
     if (!item.regex()) {
-        if (auto text = CandidateSearch::textSearch(item, encoding)) {
-            prepared.textsDecide = AsciiSearch::isAscii(item.searchStr()) &&
-                                   static_cast<qsizetype>(text->size()) == item.searchStr().size();
-            prepared.texts.push_back(std::move(*text));
-        }
+        auto texts = CandidateSearch::textSearches(item, encoding);
+        prepared.texts = std::move(texts.searches);
+        prepared.textsDecide = texts.decide;
+        prepared.left = texts.hasLetterForms ? Item::Left::WithLetterForms : Item::Left::None;
         return prepared;
     }
-    prepared.pattern = BytePattern::create(item);
-    const auto tree = PatternTree::parse(item.searchStr());
+    auto tree = PatternTree::parse(item.searchStr());
     const QStringList required = tree ? tree->requiredTexts() : QStringList();
-    if (std::ranges::all_of(required, [](const QString& text) { return text.size() >= shortestText; }))
-        for (const QString& text : required)
-            prepared.texts.push_back(ByteSearch::ofAscii(text, item.ignoreCase()));
+    if (tree && tree->isPlainSyntax())
+        prepared.tree = std::move(tree);
+    if (!std::ranges::all_of(required, [](const QString& text) { return text.size() >= shortestText; }))
+        return prepared;
+    for (const QString& text : required) {
+        prepared.texts.push_back(ByteSearch::ofAscii(text, item.ignoreCase()));
+        if (!item.ignoreCase())
+            continue;
+        // In other encodings the bytes of the forms are not known.
+        prepared.left = encoding == encoding::utf8 ? Item::Left::None : Item::Left::Undecidable;
+        for (ByteSearch& form : foldedForms(text, AsciiSearch::isAscii(item.searchStr())))
+            prepared.texts.push_back(std::move(form));
+    }
     return prepared;
 }
 
-std::vector<std::uint32_t> LineFilter::foldingLines(const Block& block) const {
+std::vector<std::uint32_t> LineFilter::undecidableLines(const Block& block) {
     std::vector<std::uint32_t> lines;
-    constexpr std::size_t window = 1024;
+    constexpr std::size_t window = 256;
     std::uint32_t line = 0;
-    std::size_t next = 0; // the first byte that has not been examined
-    while (next < block.bytes.size()) {
+    for (std::size_t next = 0; next < block.bytes.size();) {
         const std::size_t end = std::min(next + window, block.bytes.size());
-        if (!hasHighBit(block.bytes.subspan(next, end - next))) {
+        const auto bytes = block.bytes.subspan(next, end - next);
+        if (bytes.size() == window && !hasUndecidable(bytes.first<window>())) {
             next = end;
             continue;
         }
-        for (; next < end; ++next) {
-            const auto byte = static_cast<unsigned char>(block.bytes[next]);
-            if (byte < 0x80)
-                continue;
-            // Bytes that are invalid in another encoding are read as UTF-8.
-            const bool isLast = next + 1 == block.bytes.size();
-            if (isUtf8_ &&
-                (isLast || !mayFoldToAscii(byte, static_cast<unsigned char>(block.bytes[next + 1]))))
-                continue;
-            line = lineAt(block, line, next);
-            lines.push_back(line);
-            next = block.lines[line + 1] - 1;
+        const auto found = std::ranges::find_if(bytes, &LineAutomaton::isUnknown);
+        if (found == bytes.end()) {
+            next = end;
+            continue;
         }
+        line = lineAt(block, line, next + static_cast<std::size_t>(found - bytes.begin()));
+        lines.push_back(line);
+        next = block.lines[line + 1];
     }
     return lines;
 }
 
+std::vector<std::uint32_t> LineFilter::linesWithLetterForms(const Block& block) {
+    std::vector<std::uint32_t> lines;
+    for (const ByteSearch& form : CandidateSearch::letterForms()) {
+        std::uint32_t line = 0;
+        for (std::size_t next = 0; const auto place = form.find(Direction::Forwards, block.bytes, next);
+             next = block.lines[line + 1]) {
+            line = lineAt(block, line, *place);
+            lines.push_back(line);
+        }
+    }
+    std::ranges::sort(lines);
+    lines.erase(std::ranges::unique(lines).begin(), lines.end());
+    return lines;
+}
+
 LineFilter::Pass::Pass(const LineFilter& filter) : filter_(filter) {
-    for (const Item& item : filter.items_)
-        matchers_.push_back({item.pattern ? std::optional<BytePattern::Matcher>(*item.pattern) : std::nullopt,
-                             CompiledSearch::Matcher(item.search)});
+    for (std::size_t i = 0; i < filter.items_.size(); ++i)
+        states_.push_back({.matcher = CompiledSearch::Matcher(filter.items_[i].search),
+                           .texts = filter.items_[i].texts,
+                           .alone = filter.items_[i].tree ? groupOf({i}) : std::nullopt});
+    gather();
+}
+
+std::optional<LineFilter::Pass::Group> LineFilter::Pass::groupOf(std::vector<std::size_t> items) const {
+    std::vector<LineAutomaton::Pattern> patterns;
+    for (const std::size_t item : items)
+        patterns.push_back({&*filter_.items_[item].tree, filter_.items_[item].item.ignoreCase()});
+    auto certain = LineAutomaton::create(patterns, LineAutomaton::Unknown::MatchesNothing);
+    auto possible = LineAutomaton::create(patterns, LineAutomaton::Unknown::MayMatch);
+    if (!certain || !possible)
+        return std::nullopt;
+    return Group{std::move(items), std::move(*certain), std::move(*possible)};
+}
+
+void LineFilter::Pass::tune(std::span<const char> bytes) {
+    // For less it is not worth it.
+    if (isTuned_ || bytes.size() < bytesOfSample)
+        return;
+    isTuned_ = true;
+    for (State& state : states_)
+        for (ByteSearch& text : state.texts)
+            text.tuneFor(bytes.first(bytesOfSample));
+}
+
+void LineFilter::Pass::gather() {
+    std::vector<std::size_t> items;
+    together_.clear();
+    const auto endGroup = [&] {
+        if (auto group = items.empty() ? std::nullopt : groupOf(std::exchange(items, {})))
+            together_.push_back(std::move(*group));
+    };
+    for (std::size_t i = 0; i < states_.size(); ++i) {
+        State& state = states_[i];
+        state.isTogether = state.alone && (filter_.items_[i].texts.empty() || state.hasFrequentTexts);
+        if (state.isTogether)
+            items.push_back(i);
+        if (items.size() == LineAutomaton::mostPatterns)
+            endGroup();
+    }
+    endGroup();
 }
 
 std::vector<LineFilter::Hits> LineFilter::Pass::find(const Block& block,
-                                                     std::span<MatchBudget::Steps> budgets) {
-    foldingLines_ = filter_.needsFoldingLines_ ? filter_.foldingLines(block) : std::vector<std::uint32_t>();
+                                                     std::span<MatchBudget::Steps> steps) {
+    tune(block.bytes);
+    undecidable_ = filter_.needsUndecidable_ ? undecidableLines(block) : Lines();
+    withLetterForms_ = filter_.needsLetterForms_ ? linesWithLetterForms(block) : Lines();
+    textLine_.reset();
     std::vector<Hits> hits(filter_.itemCount());
-    for (std::size_t item = 0; item < hits.size(); ++item) {
-        MatchBudget budget{budgets[item], block.isCancelled};
-        if (filter_.items_[item].matchesNothing)
-            continue;
-        if (filter_.items_[item].texts.empty())
-            findLineByLine(item, block, budget, hits[item]);
+    std::vector<MatchBudget> budgets;
+    for (const MatchBudget::Steps left : steps)
+        budgets.push_back({left, block.isCancelled});
+    // Groups that are too large are split.
+    for (std::size_t i = 0; i < together_.size() && !block.isCancelled();) {
+        if (findTogether(together_[i], block, budgets, hits))
+            ++i;
         else
-            findByTexts(item, block, budget, hits[item]);
-        budgets[item] = budget.stepsLeft;
+            split(i);
     }
+    for (std::size_t item = 0; item < hits.size(); ++item) {
+        const Item& searched = filter_.items_[item];
+        if (searched.matchesNothing || states_[item].isTogether)
+            continue;
+        if (searched.texts.empty())
+            findLineByLine(item, block, budgets[item], hits[item]);
+        else
+            findByTexts(item, block, budgets[item], hits[item]);
+    }
+    for (std::size_t i = 0; i < steps.size(); ++i)
+        steps[i] = budgets[i].stepsLeft;
+    if (std::exchange(areTextsMoreFrequent_, false))
+        gather();
     return hits;
+}
+
+void LineFilter::Pass::split(std::size_t number) {
+    const std::vector<std::size_t> items = std::move(together_[number].items);
+    together_.erase(together_.begin() + static_cast<std::ptrdiff_t>(number));
+    if (items.size() == 1) {
+        State& state = states_[items.front()];
+        state.alone.reset();
+        state.isTogether = false;
+        return;
+    }
+    const auto middle = items.begin() + static_cast<std::ptrdiff_t>(items.size() / 2);
+    for (auto half : {std::vector(items.begin(), middle), std::vector(middle, items.end())})
+        if (auto group = groupOf(std::move(half)))
+            together_.push_back(std::move(*group));
+}
+
+bool LineFilter::Pass::findTogether(Group& group, const Block& block, std::span<MatchBudget> budgets,
+                                    std::span<Hits> hits) {
+    const auto lineCount = static_cast<std::uint32_t>(block.lineCount());
+    matches_.assign(lineCount, 0);
+    if (!group.certain.search(block.bytes, block.lines, matches_))
+        return false;
+    auto undecidable = undecidable_.begin();
+    for (std::uint32_t line = 0; line < lineCount; ++line) {
+        LineAutomaton::Matches matches = matches_[line];
+        if (undecidable != undecidable_.end() && *undecidable == line) {
+            ++undecidable;
+            if (block.isCancelled())
+                break;
+            const auto possible = group.possible.search(bytesOfLine(block, line));
+            for (std::size_t i = 0; i < group.items.size(); ++i) {
+                const auto bit = LineAutomaton::Matches{1} << i;
+                if ((matches & bit) == 0 && (!possible || (*possible & bit) != 0))
+                    judgeText(group.items[i], block, line, budgets[group.items[i]], hits[group.items[i]]);
+            }
+        }
+        for (; matches != 0; matches &= matches - 1)
+            hits[group.items[static_cast<std::size_t>(std::countr_zero(matches))]].lines.push_back(line);
+    }
+    return true;
 }
 
 void LineFilter::Pass::findLineByLine(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits) {
@@ -163,56 +274,72 @@ void LineFilter::Pass::findLineByLine(std::size_t item, const Block& block, Matc
 
 void LineFilter::Pass::findByTexts(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits) {
     const Item& searched = filter_.items_[item];
+    const std::vector<ByteSearch>& texts = states_[item].texts;
     const std::size_t end = block.bytes.size();
     const auto next = [&](const ByteSearch& text, std::size_t from) {
         return text.find(Direction::Forwards, block.bytes, from).value_or(end);
     };
     // Where each text is next.
     std::vector<std::size_t> places;
-    places.reserve(searched.texts.size());
-    for (const ByteSearch& text : searched.texts)
+    places.reserve(texts.size());
+    for (const ByteSearch& text : texts)
         places.push_back(next(text, 0));
-    auto folding = searched.ignoresCase ? foldingLines_.begin() : foldingLines_.end();
+    const Lines none;
+    const Lines& otherLines = searched.left == Item::Left::None          ? none
+                              : searched.left == Item::Left::Undecidable ? undecidable_
+                                                                         : withLetterForms_;
+    auto left = otherLines.begin();
     std::uint32_t line = 0;
-    while (!block.isCancelled()) {
+    std::size_t judged = 0;
+    for (std::size_t step = 0; step % stepsBetweenPolls != 0 || !block.isCancelled(); ++step) {
         const std::size_t place = *std::ranges::min_element(places);
-        const bool isText =
-            place < end && (folding == foldingLines_.end() || place < block.lines[*folding + 1]);
-        if (!isText && folding == foldingLines_.end())
+        const bool isText = place < end && (left == otherLines.end() || place < block.lines[*left + 1]);
+        if (!isText && left == otherLines.end())
             break;
-        line = isText ? lineAt(block, line, place) : *folding;
-        if (isText && searched.textsDecide)
+        line = isText ? lineAt(block, line, place) : *left;
+        if (isText && searched.textsDecide) {
             hits.lines.push_back(line);
-        else
+        } else {
             judge(item, block, line, budget, hits);
-        if (folding != foldingLines_.end() && *folding <= line)
-            ++folding;
+            ++judged;
+        }
+        if (left != otherLines.end() && *left <= line)
+            ++left;
         for (std::size_t i = 0; i < places.size(); ++i)
             if (places[i] < block.lines[line + 1])
-                places[i] = next(searched.texts[i], block.lines[line + 1]);
+                places[i] = next(texts[i], block.lines[line + 1]);
     }
+    if (states_[item].alone && judged > block.lineCount() / frequentPart)
+        areTextsMoreFrequent_ = states_[item].hasFrequentTexts = true;
 }
 
 void LineFilter::Pass::judge(std::size_t item, const Block& block, std::uint32_t line, MatchBudget& budget,
                              Hits& hits) {
-    Matcher& matcher = matchers_[item];
-    if (matcher.bytes) {
+    if (auto& alone = states_[item].alone) {
         const std::string_view bytes = bytesOfLine(block, line);
-        if (BytePattern::isDecidable(bytes)) {
-            if (const auto verdict = matcher.bytes->matches(bytes)) {
-                if (*verdict)
-                    hits.lines.push_back(line);
-                return;
-            }
+        const auto certain = alone->certain.search(bytes);
+        if (certain && *certain != 0) {
+            hits.lines.push_back(line);
+            return;
         }
+        const bool isDecided = certain && !std::ranges::binary_search(undecidable_, line);
+        if (isDecided || alone->possible.search(bytes) == LineAutomaton::Matches{0})
+            return;
     }
-    const Verdict verdict = examine(item, block.text(line), budget);
+    judgeText(item, block, line, budget, hits);
+}
+
+void LineFilter::Pass::judgeText(std::size_t item, const Block& block, std::uint32_t line,
+                                 MatchBudget& budget, Hits& hits) {
+    if (std::exchange(textLine_, line) != line)
+        text_ = block.text(line);
+    const Verdict verdict = examine(item, text_, budget);
     if (verdict != Verdict::NoMatch)
         (verdict == Verdict::Match ? hits.lines : hits.givenUp).push_back(line);
 }
 
 LineFilter::Verdict LineFilter::Pass::examine(std::size_t item, const QString& text, MatchBudget& budget) {
-    const MatchOutcome outcome = matchers_[item].text.match(SearchedLine(text), budget);
+    const MatchOutcome outcome = states_[item].matcher.match(SearchedLine(text), budget);
     if (!outcome.ranges.empty())
         return Verdict::Match;
     return outcome.gaveUp ? Verdict::GivenUp : Verdict::NoMatch;

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "core/search/BytePattern.h"
 #include "core/search/ByteSearch.h"
 #include "core/search/CompiledSearch.h"
+#include "core/search/LineAutomaton.h"
 #include "core/search/MatchBudget.h"
+#include "core/search/PatternTree.h"
 #include "core/search/SearchItem.h"
 #include "foundation/text/StringEncoding.h"
 
@@ -66,41 +67,80 @@ public:
         Verdict examine(std::size_t item, const QString& text, MatchBudget& budget);
 
     private:
-        struct Matcher {
-            std::optional<BytePattern::Matcher> bytes;
-            CompiledSearch::Matcher text;
+        using Lines = std::vector<std::uint32_t>;
+        /// Patterns that are searched for together.
+        struct Group {
+            std::vector<std::size_t> items;
+            LineAutomaton certain;
+            /// For lines of which the bytes do not decide.
+            LineAutomaton possible;
         };
+        struct State {
+            CompiledSearch::Matcher matcher;
+            /// Those of the item, tuned for the file.
+            std::vector<ByteSearch> texts;
+            /// The item alone; nullopt when its pattern is not one for an automaton.
+            std::optional<Group> alone;
+            /// Its texts are in so many lines that searching for them gains nothing.
+            bool hasFrequentTexts = false;
+            bool isTogether = false;
+        };
+        std::optional<Group> groupOf(std::vector<std::size_t> items) const;
+        void tune(std::span<const char> bytes);
+        void gather();
+        void split(std::size_t number);
         void findByTexts(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits);
+        /// False when the patterns need too many states.
+        bool findTogether(Group& group, const Block& block, std::span<MatchBudget> budgets,
+                          std::span<Hits> hits);
         void findLineByLine(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits);
         void judge(std::size_t item, const Block& block, std::uint32_t line, MatchBudget& budget, Hits& hits);
+        void judgeText(std::size_t item, const Block& block, std::uint32_t line, MatchBudget& budget,
+                       Hits& hits);
 
         const LineFilter& filter_;
-        std::vector<Matcher> matchers_;
-        /// Lines of the block with characters that equal ASCII letters when case is ignored.
-        std::vector<std::uint32_t> foldingLines_;
+        std::vector<State> states_;
+        bool isTuned_ = false;
+        std::vector<Group> together_;
+        /// Than when the groups were made.
+        bool areTextsMoreFrequent_ = false;
+        std::vector<LineAutomaton::Matches> matches_;
+        /// Lines of the block of which the bytes do not decide.
+        Lines undecidable_;
+        Lines withLetterForms_;
+        /// The line that has been decoded last.
+        std::optional<std::uint32_t> textLine_;
+        QString text_;
     };
 
 private:
     struct Item {
         SearchItem item;
         CompiledSearch search;
-        std::optional<BytePattern> pattern = std::nullopt;
-        /// A line without any of these does not match, unless it holds a character that folds to ASCII; empty
-        /// if every line may match.
+        /// Of a pattern whose syntax is plain.
+        std::optional<PatternTree> tree = std::nullopt;
+        /// A line without any of these does not match; empty if every line may match.
         std::vector<ByteSearch> texts = {};
         /// A line with one of the texts matches.
         bool textsDecide = false;
-        bool ignoresCase = false;
+        /// Lines that may match without the texts.
+        enum class Left {
+            None,
+            WithLetterForms, ///< of `CandidateSearch`
+            Undecidable,     ///< for bytes
+        };
+        Left left = Left::None;
         bool matchesNothing = false;
     };
     static Item prepare(const SearchItem& item, StringEncoding encoding);
-    /// The lines to examine whatever else they hold.
-    std::vector<std::uint32_t> foldingLines(const Block& block) const;
+    /// The lines of which patterns for bytes do not decide.
+    static std::vector<std::uint32_t> undecidableLines(const Block& block);
+    static std::vector<std::uint32_t> linesWithLetterForms(const Block& block);
 
     std::vector<Item> items_;
-    bool isUtf8_;
-    /// Some item needs the lines with characters that fold to ASCII.
-    bool needsFoldingLines_ = false;
+    /// Some item needs the undecidable lines.
+    bool needsUndecidable_ = false;
+    bool needsLetterForms_ = false;
 };
 
 } // namespace korvane

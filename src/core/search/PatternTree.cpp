@@ -61,10 +61,11 @@ private:
         case u'(':
             return readGroup(depth);
         case u'.':
-            return Node{.kind = Kind::OneOfSet};
+            return setOf(u"\r", true);
         case u'^':
+            return assertion(Node::Place::LineStart);
         case u'$':
-            return Node{.kind = Kind::Nothing};
+            return assertion(Node::Place::LineEnd);
         case u'?':
         case u'*':
         case u'+':
@@ -83,13 +84,16 @@ private:
         if (rest_.isEmpty())
             return std::nullopt;
         const QChar escaped = take();
-        if (QStringView(u"dDwWsS").contains(escaped))
-            return Node{.kind = Kind::OneOfSet};
+        if (QStringView(u"dDwWsS").contains(escaped)) {
+            Node set{.kind = Kind::OneOfSet, .isNegated = escaped.isUpper()};
+            addClass(set, escaped.toLower());
+            return set;
+        }
         if (QStringView(u"bB").contains(escaped))
-            return Node{.kind = Kind::Nothing};
+            return assertion(escaped == u'b' ? Node::Place::WordEdge : Node::Place::NoWordEdge);
         if (QStringView(u"AzZ").contains(escaped)) {
             isPlain_ = false;
-            return Node{.kind = Kind::Nothing};
+            return Node{.kind = Kind::Assertion};
         }
         if (QStringView(u"hHvVtnrfae").contains(escaped)) {
             isPlain_ = false;
@@ -101,30 +105,60 @@ private:
         return Node{.kind = Kind::Character, .character = escaped};
     }
 
+    static Node assertion(Node::Place place) { return {.kind = Kind::Assertion, .place = place}; }
+
+    static Node setOf(QStringView members, bool isNegated) {
+        Node set{.kind = Kind::OneOfSet, .isNegated = isNegated};
+        for (const QChar member : members)
+            set.members.set(member.unicode());
+        return set;
+    }
+
+    /// Adds `\d`, `\w` or `\s`.
+    static void addClass(Node& set, QChar letter) {
+        for (char16_t unit = 0; unit < 0x80; ++unit) {
+            const QChar character(unit);
+            const bool isMember = letter == u'd'   ? character.isDigit()
+                                  : letter == u'w' ? character.isLetterOrNumber() || unit == u'_'
+                                                   : unit == u' ' || (unit >= u'\t' && unit <= u'\r');
+            if (isMember)
+                set.members.set(unit);
+        }
+    }
+
     /// Precondition: the set's opening bracket has been read.
     std::optional<Node> readSet() {
-        skip(u'^');
+        Node set{.kind = Kind::OneOfSet, .isNegated = skip(u'^')};
         if (rest_.startsWith(u']'))
             return std::nullopt;
         for (QChar before; !rest_.isEmpty();) {
             const QChar next = take();
             if (next == u']')
-                return Node{.kind = Kind::OneOfSet};
-            if (next == u'[' || (next == u'\\' && !readEscapeInSet()))
+                return set;
+            if (next == u'[' || (next == u'\\' && !readEscapeInSet(set)))
                 return std::nullopt;
-            if (next == u'-')
-                isPlain_ &= isRangeFrom(before);
             isPlain_ &= isPlainCharacter(next) && !QStringView(u"&^{}$#").contains(next);
+            if (next == u'-') {
+                isPlain_ &= isRangeFrom(before);
+                for (QChar member = before; isPlain_ && member < rest_.front(); ++member.unicode())
+                    set.members.set(member.unicode());
+            } else if (next != u'\\' && next.unicode() < 0x80) {
+                set.members.set(next.unicode());
+            }
             before = next == u'\\' ? QChar() : next;
         }
         return std::nullopt;
     }
 
-    bool readEscapeInSet() {
+    bool readEscapeInSet(Node& set) {
         if (rest_.isEmpty())
             return false;
         const QChar escaped = take();
         isPlain_ &= QStringView(u"dws.-[]\\/^$*+?(){}|:\"'").contains(escaped) && !rest_.startsWith(u'-');
+        if (QStringView(u"dws").contains(escaped))
+            addClass(set, escaped);
+        else if (escaped.unicode() < 0x80)
+            set.members.set(escaped.unicode());
         return escaped != u'Q';
     }
 
@@ -155,38 +189,52 @@ private:
         auto content = readAlternatives(depth + 1);
         if (!content || !skip(u')'))
             return std::nullopt;
-        return isLook ? Node{.kind = Kind::Nothing} : std::move(content);
+        return isLook ? Node{.kind = Kind::Assertion} : std::move(content);
     }
 
     /// Makes the piece a repetition if a quantifier follows.
     bool readQuantifier(Node& piece) {
-        bool isOptional = false;
-        if (skip(u'?') || skip(u'*'))
-            isOptional = true;
-        else if (skip(u'{')) {
-            const auto count = readCounts();
-            if (!count)
+        Node repetition{.kind = Kind::Repetition};
+        if (skip(u'?')) {
+            repetition.least = 0;
+            repetition.most = 1;
+        } else if (skip(u'*')) {
+            repetition.least = 0;
+        } else if (skip(u'{')) {
+            if (!readCounts(repetition))
                 return false;
-            isOptional = *count == 0;
-        } else if (!skip(u'+'))
+        } else if (!skip(u'+')) {
             return true;
+        }
         isPlain_ &= !canBeEmpty(piece) && !isRepetition(piece);
         if (skip(u'+'))
             isPlain_ = false;
         else
             skip(u'?');
-        piece = Node{.kind = Kind::Repetition, .isOptional = isOptional, .children = {std::move(piece)}};
+        repetition.children.push_back(std::move(piece));
+        piece = std::move(repetition);
         return true;
     }
 
-    /// The least count; the engines limit the largest one differently.
-    std::optional<int> readCounts() {
+    bool readCounts(Node& repetition) {
         const auto least = readNumber();
-        if (skip(u',') && !rest_.startsWith(u'}') && !readNumber())
-            return std::nullopt;
-        return skip(u'}') ? least : std::nullopt;
+        if (!least)
+            return false;
+        repetition.least = *least;
+        repetition.most = least;
+        if (skip(u',')) {
+            repetition.most = std::nullopt;
+            if (!rest_.startsWith(u'}')) {
+                repetition.most = readNumber();
+                if (!repetition.most)
+                    return false;
+                isPlain_ &= *repetition.most >= repetition.least;
+            }
+        }
+        return skip(u'}');
     }
 
+    /// The engine does not allow all numbers.
     std::optional<int> readNumber() {
         constexpr int largest = 100;
         std::optional<int> number;
@@ -249,12 +297,12 @@ QStringList PatternTree::requiredBy(const Node& node) {
     case Node::Kind::Character:
         return requiredBySequence({node});
     case Node::Kind::OneOfSet:
-    case Node::Kind::Nothing:
+    case Node::Kind::Assertion:
         return {};
     case Node::Kind::Sequence:
         return requiredBySequence(node.children);
     case Node::Kind::Repetition:
-        return node.isOptional ? QStringList() : requiredBy(node.children.front());
+        return node.least == 0 ? QStringList() : requiredBy(node.children.front());
     case Node::Kind::OneOf:
         break;
     }
@@ -283,7 +331,7 @@ QStringList PatternTree::requiredBySequence(const std::vector<Node>& nodes) {
             continue;
         }
         // Nor does an assertion stand for a text between two characters.
-        if (node.kind == Node::Kind::Nothing)
+        if (node.kind == Node::Kind::Assertion)
             continue;
         endRun();
         if (node.kind == Node::Kind::Character)
@@ -300,14 +348,14 @@ bool PatternTree::canBeEmpty(const Node& node) {
     case Node::Kind::Character:
     case Node::Kind::OneOfSet:
         return false;
-    case Node::Kind::Nothing:
+    case Node::Kind::Assertion:
         return true;
     case Node::Kind::Sequence:
         return std::ranges::all_of(node.children, &canBeEmpty);
     case Node::Kind::OneOf:
         return std::ranges::any_of(node.children, &canBeEmpty);
     case Node::Kind::Repetition:
-        return node.isOptional || canBeEmpty(node.children.front());
+        return node.least == 0 || canBeEmpty(node.children.front());
     }
     return true;
 }

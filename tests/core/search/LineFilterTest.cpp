@@ -1,9 +1,14 @@
 #include "core/search/LineFilter.h"
 
+#include "core/search/AsciiFolding.h"
 #include "core/search/PatternTree.h"
 #include "core/search/SearchCorpus.h"
 
 #include <gtest/gtest.h>
+#include <unicode/ustring.h>
+
+#include <array>
+#include <iterator>
 
 namespace korvane {
 namespace {
@@ -11,6 +16,14 @@ namespace {
 using namespace Qt::StringLiterals;
 using test::SearchCorpus;
 using test::searchItem;
+
+QString icuFolded(QChar character) {
+    std::array<char16_t, 8> folded{};
+    UErrorCode error = U_ZERO_ERROR;
+    const char16_t unit = character.unicode();
+    const auto size = u_strFoldCase(folded.data(), std::ssize(folded), &unit, 1, U_FOLD_CASE_DEFAULT, &error);
+    return QString(reinterpret_cast<const QChar*>(folded.data()), size);
+}
 
 /// Lines as bytes, filtered as one block.
 class LineFilterTest : public ::testing::Test {
@@ -105,6 +118,35 @@ TEST_F(LineFilterTest, VerdictsAreThoseOfTheItems) {
     }
     EXPECT_GT(matches, 5000U) << "the items hardly ever match: nothing was compared";
     EXPECT_GT(plainPatterns, 100U) << "hardly any pattern is decided by bytes";
+}
+
+TEST_F(LineFilterTest, PatternsOfTooManyStatesHaveTheSameVerdicts) {
+    SearchCorpus random;
+    for (int line = 0; line < 2000; ++line) {
+        QString text;
+        for (std::size_t i = random.below(200); i > 0; --i)
+            text += random.below(2) == 0 ? u'a' : u'b';
+        addLine(line % 10 == 0 ? text + u'é' : text);
+    }
+    std::vector<SearchItem> items;
+    for (const QString& pattern : {u"a.{60}bb"_s, u"b[ab]{40}a"_s, u"(a|b){9}abba(.{3}|.{7})$"_s, u"^abab"_s})
+        items.push_back(searchItem(pattern, true, true));
+    // As many as do not fit one automaton.
+    for (int i = 0; i < 100; ++i)
+        items.push_back(searchItem(u"^[ab]{%1}$"_s.arg(i), true, true));
+    expectVerdictsOfItems(items);
+}
+
+TEST_F(LineFilterTest, EveryCharacterThatEqualsAsciiIsKnown) {
+    for (char32_t unit = 0x80; unit <= 0xFFFF; ++unit) {
+        const QString folded = icuFolded(QChar(static_cast<char16_t>(unit)));
+        const auto known = std::ranges::find(AsciiFolding::all(), unit, &AsciiFolding::character);
+        const bool hasAscii = std::ranges::any_of(folded, [](QChar each) { return each.unicode() < 0x80; });
+        ASSERT_EQ(known != AsciiFolding::all().end(), hasAscii) << std::hex << std::uint32_t{unit};
+        if (hasAscii) {
+            EXPECT_EQ(known->folded, folded);
+        }
+    }
 }
 
 TEST_F(LineFilterTest, AnEndlessPatternGivesUpLinesAndNothingElse) {

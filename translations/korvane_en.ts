@@ -2,6 +2,23 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US" sourcelanguage="en_US">
 <context>
+    <name>CopyFormat</name>
+    <message numerus="yes">
+        <source>%1 line(s) from %2 to %3</source>
+        <translation>
+            <numerusform>%1 line from %2 to %3</numerusform>
+            <numerusform>%1 lines from %2 to %3</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>line(s) %1</source>
+        <translation>
+            <numerusform>line %1</numerusform>
+            <numerusform>lines %1</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>FileNotices</name>
     <message numerus="yes">
         <source>%1 line(s) given up</source>

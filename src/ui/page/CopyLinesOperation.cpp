@@ -50,6 +50,7 @@ void CopyLinesOperation::main() {
     }
     if (wasAnyRead && outcome.lines == 0 && outcome.hiddenLines == 0)
         outcome.end = End::Unreadable;
+    outcome.text = format_.finish(std::move(outcome.text), copied_);
     finish(std::move(outcome));
 }
 
@@ -68,11 +69,18 @@ bool CopyLinesOperation::copyLines(qint64 first, qint64 count, Outcome& to) {
             ++to.hiddenLines;
             continue;
         }
-        to.text += lines[i];
-        to.text += u'\n';
-        ++to.lines;
+        copyLine(first + i, lines[i], to);
     }
     return true;
+}
+
+void CopyLinesOperation::copyLine(qint64 line, const QString& text, Outcome& to) {
+    format_.append(to.text, line, text);
+    ++to.lines;
+    if (!copied_.empty() && copied_.back().last + 1 == line)
+        copied_.back().last = line;
+    else
+        copied_.push_back({line, line});
 }
 
 void CopyLinesOperation::finish(Outcome outcome) {

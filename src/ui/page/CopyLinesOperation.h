@@ -3,6 +3,7 @@
 #include "core/RowMap.h"
 #include "foundation/work/Operation.h"
 #include "ui/logtable/RowSelection.h"
+#include "ui/page/CopyFormat.h"
 
 #include <QString>
 
@@ -21,7 +22,7 @@ class CopyLinesOperation : public Operation {
 public:
     enum class Hidden { LeftOut, Included };
     enum class End { Read, Cancelled, Unreadable };
-    /// The result; `text` and `lines` cover the lines that could be read.
+    /// The result, in the format; `text` and `lines` cover the lines that could be read.
     struct Outcome {
         End end = End::Cancelled;
         QString text;
@@ -41,6 +42,8 @@ public:
     };
     /// Leaves all other lines out, and evaluates no rules. Before the operation is started.
     void setShown(Shown shown) { shown_ = std::move(shown); }
+    /// Before the operation is started.
+    void setFormat(CopyFormat format) { format_ = std::move(format); }
 
     /// `lines`: zero-based line indexes. Both callbacks run on the main thread; `progress` gets percent.
     CopyLinesOperation(std::shared_ptr<LineTexts> dataSource, std::vector<RowSelection::Range> lines,
@@ -53,12 +56,15 @@ protected:
 private:
     /// Adds the lines that are copied; false once cancelled.
     bool copyLines(qint64 first, qint64 count, Outcome& to);
+    void copyLine(qint64 line, const QString& text, Outcome& to);
     void finish(Outcome outcome);
 
     const std::shared_ptr<LineTexts> dataSource_;
     const std::vector<RowSelection::Range> lines_;
     const Hidden hidden_;
     std::optional<Shown> shown_;
+    CopyFormat format_;
+    std::vector<RowSelection::Range> copied_;
     const std::function<void(int)> progress_;
     const std::function<void(const Outcome& outcome)> done_;
 };

@@ -76,16 +76,23 @@ bool LineCopier::canCopyLines() const {
     return !table_.selection().text() && !table_.selection().rows().isEmpty();
 }
 
-void LineCopier::copySelection(HiddenLines hidden) {
-    if (table_.selection().text()) {
+void LineCopier::copySelection(HiddenLines hidden, CopyFormat::Kind format) {
+    const auto& text = table_.selection().text();
+    if (text && format == CopyFormat::Kind::Plain) {
         QApplication::clipboard()->setText(table_.selectedText());
         return;
     }
     std::vector<RowSelection::Range> lines;
-    for (const auto& range : table_.selection().rows().ranges())
-        lines.push_back({dataSource_->rowStart() + range.first, dataSource_->rowStart() + range.last});
+    const auto add = [&](qint64 first, qint64 last) {
+        lines.push_back({dataSource_->rowStart() + first, dataSource_->rowStart() + last});
+    };
+    if (text)
+        add(text->row, text->row);
+    else
+        for (const auto& range : table_.selection().rows().ranges())
+            add(range.first, range.last);
     if (!lines.empty())
-        copy(std::move(lines), hidden);
+        copy(std::move(lines), hidden, format);
 }
 
 std::optional<CopyLinesOperation::Shown> LineCopier::shownLines() const {
@@ -94,7 +101,7 @@ std::optional<CopyLinesOperation::Shown> LineCopier::shownLines() const {
                           : std::optional(CopyLinesOperation::Shown{map, dataSource_->rowStart()});
 }
 
-void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden) {
+void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden, CopyFormat::Kind format) {
     const auto shown = hidden == HiddenLines::Included ? std::nullopt : shownLines();
     std::uint64_t bytes = 0;
     for (const auto& range : lines) {
@@ -113,7 +120,7 @@ void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden
         return;
     }
     if (bytes <= largeCopyBytes) {
-        start(lines, hidden);
+        start(lines, hidden, format);
         return;
     }
     alerts_.present(
@@ -121,13 +128,14 @@ void LineCopier::copy(std::vector<RowSelection::Range> lines, HiddenLines hidden
          tr("Copy %1 to the clipboard?").arg(size),
          tr("This takes memory in this program and in every program that the text is pasted into."),
          {tr("Copy"), tr("Cancel")}},
-        idOf(&table_), [self = QPointer(this), lines = std::move(lines), hidden](int button) {
+        idOf(&table_), [self = QPointer(this), lines = std::move(lines), hidden, format](int button) {
             if (self && button == 0)
-                self->start(lines, hidden);
+                self->start(lines, hidden, format);
         });
 }
 
-void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden) {
+void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden,
+                       CopyFormat::Kind format) {
     cancel();
     const QPointer<LineCopier> self(this);
     const auto shown = hidden == HiddenLines::Included ? std::nullopt : shownLines();
@@ -137,9 +145,8 @@ void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLine
     const auto done = [self, count](const CopyLinesOperation::Outcome& outcome) {
         if (!self)
             return;
-        // The line end of the last line is not part of the selection.
         if (outcome.end == CopyLinesOperation::End::Read && outcome.lines > 0)
-            QApplication::clipboard()->setText(outcome.text.chopped(1));
+            QApplication::clipboard()->setText(outcome.text);
         if (const QString message = messageOf(outcome, count); !message.isEmpty())
             Q_EMIT self->ended(message);
         Q_EMIT self->progress(-1);
@@ -153,6 +160,7 @@ void LineCopier::start(const std::vector<RowSelection::Range>& lines, HiddenLine
                                                           ? CopyLinesOperation::Hidden::Included
                                                           : CopyLinesOperation::Hidden::LeftOut,
                                                       report, done);
+    operation_->setFormat({format, lines.back().last, place_()});
     if (shown)
         operation_->setShown(*shown);
     queue_->addOperation(operation_);

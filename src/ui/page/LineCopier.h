@@ -35,10 +35,15 @@ public:
 
     /// What to do with lines that rules hide.
     enum class HiddenLines : unsigned char { LeftOut, Included };
-    /// `hidden`: of whole lines; selected text is copied as it is.
-    void copySelection(HiddenLines hidden = HiddenLines::LeftOut);
+    /// `hidden`: of whole lines; selected text is copied as it is, unless the format has line numbers: then
+    /// the lines that it lies in are copied.
+    void copySelection(HiddenLines hidden = HiddenLines::LeftOut,
+                       CopyFormat::Kind format = CopyFormat::Kind::Plain);
+    /// What the format tells of where the lines are from, asked when copying.
+    void setPlace(std::function<QString()> place) { place_ = std::move(place); }
     /// Copies lines by zero-based index; cancels the copy under way, if any.
-    void copy(std::vector<RowSelection::Range> lines, HiddenLines hidden);
+    void copy(std::vector<RowSelection::Range> lines, HiddenLines hidden,
+              CopyFormat::Kind format = CopyFormat::Kind::Plain);
     bool canCopy() const;
     /// Whole lines are selected.
     bool canCopyLines() const;
@@ -53,13 +58,14 @@ Q_SIGNALS:
 private:
     /// What the table shows; nullopt while it shows all rows.
     std::optional<CopyLinesOperation::Shown> shownLines() const;
-    void start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden);
+    void start(const std::vector<RowSelection::Range>& lines, HiddenLines hidden, CopyFormat::Kind format);
 
     const std::shared_ptr<LineTexts> dataSource_;
     AlertPresenter& alerts_;
     LogTableView& table_;
     const std::unique_ptr<OperationQueue> queue_;
     std::shared_ptr<CopyLinesOperation> operation_;
+    std::function<QString()> place_ = [] { return QString(); };
 };
 
 } // namespace korvane

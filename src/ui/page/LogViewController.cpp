@@ -48,6 +48,12 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
       primarySelection_(new PrimarySelection(*tableView_, dataSource_, this)),
       copier_(new LineCopier(dataSource_, alerts, *tableView_, this)) {
     tableView_->delegate().setDataSource(dataSource_);
+    copier_->setPlace([this] {
+        const QUrl& url = document_->fileUrl();
+        return CopyFormat::placeInMarkdown(document_->isTransient() ? document_->displayName()
+                                                                    : displayPath(url),
+                                           url.isLocalFile() ? QString() : url.authority());
+    });
     appearance_ = new LogAppearance(document_, dataSource_, *tableView_, this);
     shownRows_->update();
     connect(shownRows_, &ShownRows::changed, this, [this] {

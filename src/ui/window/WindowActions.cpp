@@ -157,6 +157,13 @@ void WindowActions::makeEditMenu() {
                       [](MainWindowController& page) {
                           page.logView().copier().copySelection(LineCopier::HiddenLines::Included);
                       });
+    const auto addCopy = [&](const QString& text, CopyFormat::Kind format) {
+        return addPageAction(menu, text, {}, [format](MainWindowController& page) {
+            page.logView().copier().copySelection(LineCopier::HiddenLines::LeftOut, format);
+        });
+    };
+    copyWithNumbers_ = addCopy(tr("Copy with &Line Numbers"), CopyFormat::Kind::Numbered);
+    copyAsMarkdown_ = addCopy(tr("Copy as &Markdown"), CopyFormat::Kind::Markdown);
     selectAll_ =
         addPageAction(menu, tr("Select &All"), QKeySequence::SelectAll,
                       [](MainWindowController& page) { page.logView().tableView().selection().selectAll(); });
@@ -320,6 +327,8 @@ void WindowActions::makeHelpMenu() {
 void WindowActions::makeContextMenu() {
     contextMenu_->addAction(copy_);
     contextMenu_->addAction(copyWithHidden_);
+    contextMenu_->addAction(copyWithNumbers_);
+    contextMenu_->addAction(copyAsMarkdown_);
     contextMenu_->addAction(selectAll_);
     contextMenu_->addSeparator();
     contextMenu_->addAction(lineMark_);
@@ -406,6 +415,8 @@ void WindowActions::update() {
         return;
     LogViewController& logView = page->logView();
     copy_->setEnabled(logView.copier().canCopy());
+    copyWithNumbers_->setEnabled(logView.copier().canCopy());
+    copyAsMarkdown_->setEnabled(logView.copier().canCopy());
     copyWithHidden_->setEnabled(logView.copier().canCopyLines());
     showAllLines_->setEnabled(logView.hasClearedLines());
     wrap_->setChecked(logView.appearance().wrappingLines());

@@ -74,6 +74,8 @@ private:
     QAction* connect_ = nullptr;
     QAction* copy_ = nullptr;
     QAction* copyWithHidden_ = nullptr;
+    QAction* copyWithNumbers_ = nullptr;
+    QAction* copyAsMarkdown_ = nullptr;
     QAction* selectAll_ = nullptr;
     QAction* tail_ = nullptr;
     QAction* clearView_ = nullptr;

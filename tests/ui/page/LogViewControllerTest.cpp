@@ -265,6 +265,31 @@ TEST_F(LogViewControllerTest, CopyTakesSelectedTextOrWholeLinesFromTheFile) {
     ASSERT_TRUE(until([&] { return clipboard() == u"line 7\nline 8"_s; }));
 }
 
+TEST_F(LogViewControllerTest, CopiesForOthersHaveLineNumbersAndTellWhereTheyAreFrom) {
+    const TemporaryFile file(numberedLines(9) + "\n```\n\na `` b");
+    MainWindowController* page = open(file);
+    LogTableView& table = tableOf(page);
+    table.selection().selectRow(8);
+    QTest::keyClick(&table, Qt::Key_Down, Qt::ShiftModifier);
+    const auto copied = [&](CopyFormat::Kind format) {
+        QApplication::clipboard()->clear();
+        page->logView().copier().copySelection(LineCopier::HiddenLines::LeftOut, format);
+        EXPECT_TRUE(until([&] { return !clipboard().isEmpty(); }));
+        return clipboard();
+    };
+    EXPECT_EQ(copied(CopyFormat::Kind::Numbered), u" 9  line 9\n10  ```"_s);
+    const QString path = displayPath(file.url());
+    EXPECT_EQ(copied(CopyFormat::Kind::Markdown),
+              u'`' + path + u"`, lines 9–10:\n\n````text\n 9  line 9\n10  ```\n````\n"_s);
+    table.selection().selectRow(11);
+    table.selection().selectText(11, {2, 2});
+    EXPECT_EQ(copied(CopyFormat::Kind::Markdown),
+              u'`' + path + u"`, line 12:\n\n```text\n12  a `` b\n```\n"_s)
+        << "the line that the selected text lies in";
+    EXPECT_EQ(copied(CopyFormat::Kind::Plain), u"``"_s);
+    EXPECT_EQ(CopyFormat::placeInMarkdown(u"/a`b"_s, u"root@db"_s), u"``/a`b`` on `root@db`"_s);
+}
+
 TEST_F(LogViewControllerTest, RowsThatRulesHideAreCopiedOnlyOnRequest) {
     const TemporaryFile file(numberedLines(12'000));
     MainWindowController* page = open(file);

@@ -86,12 +86,15 @@ void FooterViewController::setFileSize(std::optional<std::uint64_t> bytes) {
               : QString());
 }
 
-void FooterViewController::setLineCount(qint64 lines, std::optional<qint64> shown) {
+void FooterViewController::setLineCount(qint64 lines, std::optional<Shown> shown) {
     const QString count = QLocale().toString(lines);
     const int plural = translations::pluralOf(lines);
-    lblLineCount_->setText(
-        shown ? tr("%1 of %2 line(s)", nullptr, plural).arg(QLocale().toString(*shown), count)
-              : tr("%1 line(s)", nullptr, plural).arg(count));
+    QString text = shown
+                       ? tr("%1 of %2 line(s)", nullptr, plural).arg(QLocale().toString(shown->lines), count)
+                       : tr("%1 line(s)", nullptr, plural).arg(count);
+    if (shown && shown->percentExamined < 100)
+        text = tr("%1, %2 % examined").arg(text, QLocale().toString(shown->percentExamined));
+    lblLineCount_->setText(text);
     showAll_->setVisible(shown.has_value());
 }
 

@@ -24,8 +24,13 @@ public:
     void setStatus(const QString& imageName, const QString& text);
     /// Nullopt if the size is not known.
     void setFileSize(std::optional<std::uint64_t> bytes);
-    /// `shown`: those that are not left out; nullopt while all are shown.
-    void setLineCount(qint64 lines, std::optional<qint64> shown = std::nullopt);
+    /// Lines that are not left out, as far as the lines have been examined.
+    struct Shown {
+        qint64 lines = 0;
+        int percentExamined = 100;
+    };
+    /// `shown`: nullopt while all lines are shown.
+    void setLineCount(qint64 lines, std::optional<Shown> shown = std::nullopt);
     void setEncodingName(const QString& name);
     /// A lasting message, shown until it is replaced; empty for none. Warnings are drawn bold.
     void setStanding(const QString& text, bool isWarning);

@@ -264,7 +264,9 @@ void MainWindowController::updateFooter() {
                                : tr("Stopped"));
     const ShownRows& shown = logView_->shownRows();
     footer_->setLineCount(logView_->lineCount() - (logView_->endsWithEmptyRow() ? 1 : 0),
-                          shown.leavesOut() ? std::optional(shown.unhiddenRowCount()) : std::nullopt);
+                          shown.leavesOut() ? std::optional(FooterViewController::Shown{
+                                                  shown.unhiddenRowCount(), shown.percentExamined()})
+                                            : std::nullopt);
     footer_->setFileSize(document_->knownFileSize());
     footer_->setEncodingName(encodingName(document_->fileEncoding()));
     footer_->setStanding(sourceStatus_, false);

@@ -72,6 +72,12 @@ qint64 ShownRows::unhiddenRowCount() const {
     return table_.scroller().map().meantRowCount();
 }
 
+int ShownRows::percentExamined() const {
+    const qint64 lines = dataSource_->rowCount();
+    const qint64 left = lines_ ? std::min(lines_->linesLeft(), lines) : 0;
+    return left == 0 ? 100 : static_cast<int>((lines - left) * 100 / lines);
+}
+
 void ShownRows::takeRules() {
     ShownLines::Rules rules;
     if (const auto enforcer = dataSource_->ruleEnforcer())

@@ -54,6 +54,8 @@ public:
     bool leavesOut() const;
     /// Lines that rules do not hide, as far as lines have been examined.
     qint64 unhiddenRowCount() const;
+    /// Of the lines of the file, for what is hidden.
+    int percentExamined() const;
 
 Q_SIGNALS:
     void changed();

@@ -27,11 +27,13 @@ struct ShownLines::Request {
     struct Combination {
         std::vector<bool> hides; // of each rule
         bool hidesUnclaimed = false;
+        std::vector<Condition::Kind> conditions;
+        bool isOneEnough = false;
         int linesAround = 0;
         friend bool operator==(const Combination&, const Combination&) = default;
     };
     Combination combination;
-    /// Of each rule: the lines it matches, those it gave up, and those examined.
+    /// Of each rule and condition: the lines it matches, those it gave up, and those examined.
     std::vector<LineSet> inputs;
     LineSet alwaysShown;
     LineRange lines;
@@ -74,7 +76,28 @@ private:
             if (combination_.hides[i])
                 hidden |= lines;
         }
-        return examined & claimed & ~hidden;
+        return examined & claimed & ~hidden & wantedAmong(inputs.subspan(3 * combination_.hides.size()));
+    }
+
+    /// Of the conditions.
+    std::uint64_t wantedAmong(Windows inputs) const {
+        std::uint64_t examined = ~std::uint64_t{0};
+        std::uint64_t all = ~std::uint64_t{0};
+        std::uint64_t one = 0;
+        std::uint64_t unwanted = 0;
+        bool hasOnly = false;
+        for (std::size_t i = 0; i < combination_.conditions.size(); ++i) {
+            const std::uint64_t lines = inputs[3 * i].lines;
+            examined &= inputs[3 * i + 2].lines;
+            if (combination_.conditions[i] == Condition::Kind::Without) {
+                unwanted |= lines;
+                continue;
+            }
+            hasOnly = true;
+            all &= lines | inputs[3 * i + 1].lines;
+            one |= lines | inputs[3 * i + 1].lines;
+        }
+        return examined & (hasOnly && combination_.isOneEnough ? one : all) & ~unwanted;
     }
 
     const Request::Combination combination_;
@@ -93,8 +116,30 @@ bool ShownLines::canHide() const {
            (rules_.hidesUnclaimed || std::ranges::any_of(rules_.rules, &RuleSearch::hides));
 }
 
-bool ShownLines::leavesOut() const {
+bool ShownLines::areRulesApplied() const {
     return mode_ != HiddenLines::AsFiltered && canHide();
+}
+
+bool ShownLines::leavesOut() const {
+    return areRulesApplied() || !conditions_.conditions.empty();
+}
+
+std::vector<SearchItem> ShownLines::searches() const {
+    std::vector<SearchItem> items;
+    if (areRulesApplied())
+        for (const RuleSearch& rule : rules_.rules)
+            items.push_back(rule.item);
+    for (const Condition& condition : conditions_.conditions)
+        items.push_back(condition.item);
+    return items;
+}
+
+std::optional<ShownLines::Place> ShownLines::placeOf(const SearchItem& item) const {
+    for (const auto& scan : scans_)
+        for (std::size_t i = 0; i < scan->items.size(); ++i)
+            if (isSame(scan->items[i], item))
+                return Place{scan.get(), i};
+    return std::nullopt;
 }
 
 qint64 ShownLines::linesLeft() const {
@@ -117,6 +162,16 @@ void ShownLines::setRules(Rules rules) {
         return;
     rules_ = std::move(rules);
     startScans();
+}
+
+void ShownLines::setConditions(Conditions conditions) {
+    conditions_ = std::move(conditions);
+    startScans();
+}
+
+std::optional<qint64> ShownLines::matchCount(const SearchItem& item) const {
+    const auto place = placeOf(item);
+    return place ? std::optional(place->scan->sets.items[place->item].lines.size()) : std::nullopt;
 }
 
 void ShownLines::setAlwaysShown(LineSet lines) {
@@ -169,18 +224,16 @@ void ShownLines::startScans() {
         showAll();
         return;
     }
-    const auto isWanted = [this](const SearchItem& item) {
-        return std::ranges::any_of(rules_.rules,
-                                   [&](const RuleSearch& rule) { return isSame(rule.item, item); });
+    const std::vector<SearchItem> wanted = searches();
+    const auto isWanted = [&](const SearchItem& item) {
+        return std::ranges::any_of(wanted, [&](const SearchItem& other) { return isSame(other, item); });
     };
     std::erase_if(scans_, [&](const auto& scan) { return std::ranges::none_of(scan->items, isWanted); });
     std::vector<SearchItem> missing;
-    for (const RuleSearch& rule : rules_.rules) {
-        const auto isItem = [&](const SearchItem& item) { return isSame(rule.item, item); };
-        const auto hasItem = [&](const auto& scan) { return std::ranges::any_of(scan->items, isItem); };
-        if (std::ranges::none_of(scans_, hasItem) && std::ranges::none_of(missing, isItem))
-            missing.push_back(rule.item);
-    }
+    for (const SearchItem& search : wanted)
+        if (!placeOf(search) &&
+            std::ranges::none_of(missing, [&](const SearchItem& item) { return isSame(search, item); }))
+            missing.push_back(search);
     if (!missing.empty())
         scans_.push_back(makeScan(std::move(missing)));
     make();
@@ -210,22 +263,24 @@ void ShownLines::showAll() {
 }
 
 std::optional<ShownLines::Request> ShownLines::request() const {
-    Request request{{{}, rules_.hidesUnclaimed, linesAround(mode_)}, {}, alwaysShown_, lines_};
-    for (const RuleSearch& rule : rules_.rules) {
-        request.combination.hides.push_back(rule.hides);
-        for (const auto& scan : scans_) {
-            const auto place = std::ranges::find_if(
-                scan->items, [&](const SearchItem& item) { return isSame(rule.item, item); });
-            if (place == scan->items.end())
-                continue;
-            // Old rows stay until the first lines have been examined.
-            if (scan->sets.examined.isEmpty() && lines_.length > 0)
-                return std::nullopt;
-            const LineSetScan::Item& sets =
-                scan->sets.items[static_cast<std::size_t>(place - scan->items.begin())];
-            request.inputs.insert(request.inputs.end(), {sets.lines, sets.givenUp, scan->sets.examined});
-            break;
-        }
+    Request request{{}, {}, alwaysShown_, lines_};
+    Request::Combination& combination = request.combination;
+    combination.linesAround = linesAround(mode_);
+    combination.isOneEnough = conditions_.isOneEnough;
+    if (areRulesApplied()) {
+        combination.hidesUnclaimed = rules_.hidesUnclaimed;
+        for (const RuleSearch& rule : rules_.rules)
+            combination.hides.push_back(rule.hides);
+    }
+    for (const Condition& condition : conditions_.conditions)
+        combination.conditions.push_back(condition.kind);
+    for (const SearchItem& search : searches()) {
+        const auto place = placeOf(search);
+        // Old rows stay until the first lines have been examined.
+        if (!place || (place->scan->sets.examined.isEmpty() && lines_.length > 0))
+            return std::nullopt;
+        const LineSetScan::Item& sets = place->scan->sets.items[place->item];
+        request.inputs.insert(request.inputs.end(), {sets.lines, sets.givenUp, place->scan->sets.examined});
     }
     return request;
 }

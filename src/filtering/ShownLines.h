@@ -17,15 +17,27 @@ namespace korvane {
 
 class LogFileReaderProtocol;
 
-/// Which lines of one document a table shows: those that the rules do not hide, the lines around them, and
-/// those that are shown whatever the rules say. Scans the file in the background only while lines are left
-/// out. Main thread.
+/// Which lines of one document a table shows: those that the rules do not hide and that meet the user's
+/// conditions, the lines around them, and those that are shown whatever these say. Scans the file in the
+/// background only while lines are left out. Main thread.
 class ShownLines {
 public:
     struct Rules {
         std::vector<RuleSearch> rules;
         /// Lines that no rule matches are hidden.
         bool hidesUnclaimed = false;
+    };
+
+    /// What lines must contain, beside the rules.
+    struct Condition {
+        enum class Kind : unsigned char { Only, Without };
+        SearchItem item;
+        Kind kind = Kind::Only;
+    };
+    struct Conditions {
+        std::vector<Condition> conditions;
+        /// A line must meet one of the `Only` conditions, not all of them.
+        bool isOneEnough = false;
     };
 
     /// Calls `changed` whenever `map` or `linesLeft` has changed.
@@ -42,7 +54,11 @@ public:
 
     /// Whether the rules may hide lines.
     bool canHide() const;
+    /// Of the rules; conditions leave lines out in every mode.
     void setMode(HiddenLines mode);
+    void setConditions(Conditions conditions);
+    /// Lines found so far; nullopt if they are not searched for.
+    std::optional<qint64> matchCount(const SearchItem& item) const;
     /// The scan of a rule that was there before goes on.
     void setRules(Rules rules);
     /// Lines that are shown whatever the rules say.
@@ -68,7 +84,15 @@ private:
     class Maker;
     struct Request;
 
+    bool areRulesApplied() const;
     bool leavesOut() const;
+    /// Of the rules that are applied, then of the conditions.
+    std::vector<SearchItem> searches() const;
+    struct Place {
+        const Scan* scan;
+        std::size_t item;
+    };
+    std::optional<Place> placeOf(const SearchItem& item) const;
     void startScans();
     std::unique_ptr<Scan> makeScan(std::vector<SearchItem> items);
     /// The map in the background, from what is known now.
@@ -80,6 +104,7 @@ private:
     const std::function<void()> changed_;
     HiddenLines mode_ = HiddenLines::AsFiltered;
     Rules rules_;
+    Conditions conditions_;
     LineSet alwaysShown_;
     LineRange lines_;
     qint64 focus_ = 0;

@@ -9,6 +9,7 @@
 #include "ui/desktop/EmailComposer.h"
 #include "ui/desktop/FileService.h"
 #include "ui/desktop/TerminalHandOff.h"
+#include "ui/page/ConditionStrip.h"
 #include "ui/page/ConnectionStrip.h"
 #include "ui/page/EncodingMenu.h"
 #include "ui/page/FileInfoPopover.h"
@@ -47,9 +48,9 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
                                            QWidget* parent)
     : QWidget(parent), document_(std::move(document)), alerts_(alerts),
       logView_(new LogViewController(document_, alerts, this)), connectionStrip_(new ConnectionStrip(this)),
-      noticeStrip_(new NoticeStrip(this)), emptyReason_(new QLabel(&logView_->tableView())),
-      loadStrip_(new ProgressStrip(this)), copyStrip_(new ProgressStrip(this)),
-      footer_(new FooterViewController(this)), notices_(*document_) {
+      noticeStrip_(new NoticeStrip(this)), conditionStrip_(new ConditionStrip(logView_->shownRows(), this)),
+      emptyReason_(new QLabel(&logView_->tableView())), loadStrip_(new ProgressStrip(this)),
+      copyStrip_(new ProgressStrip(this)), footer_(new FooterViewController(this)), notices_(*document_) {
     layOut();
     document_->setWindow(idOf(this));
     connectParts();
@@ -67,6 +68,7 @@ void MainWindowController::layOut() {
     layout->setSpacing(0);
     layout->addWidget(connectionStrip_);
     layout->addWidget(noticeStrip_);
+    layout->addWidget(conditionStrip_);
     layout->addWidget(&logView_->tableView(), 1);
     layout->addWidget(loadStrip_);
     layout->addWidget(copyStrip_);
@@ -101,8 +103,12 @@ void MainWindowController::connectParts() {
             copyStrip_->showProgress(tr("Copying lines"), percent);
     });
     connect(logView_, &LogViewController::rowCountChanged, this, [this] { updateFooter(); });
-    connect(footer_, &FooterViewController::showAllRequested, this,
-            [] { Preferences::shared().setHiddenLines(HiddenLines::AsFiltered); });
+    connect(footer_, &FooterViewController::showAllRequested, this, [this] {
+        logView_->shownRows().setConditions({});
+        Preferences::shared().setHiddenLines(HiddenLines::AsFiltered);
+    });
+    connect(conditionStrip_, &ConditionStrip::ruleRequested, this,
+            &MainWindowController::rulesEditorRequested);
     connect(logView_, &LogViewController::rowsArrived, this, [this] { updateFooter(); });
     connect(logView_, &LogViewController::userMessage, this,
             [this](const QString& text) { showUserUpdate(text); });
@@ -115,6 +121,18 @@ void MainWindowController::connectParts() {
         updateFooter();
     });
     connect(footer_, &FooterViewController::fileInfoRequested, this, [this] { showFileInfo(); });
+}
+
+bool MainWindowController::canShowLinesByText() const {
+    return logView_->shownRows().canHaveConditions();
+}
+
+void MainWindowController::showOnlyLinesWith(const QString& text) {
+    conditionStrip_->add(ShownLines::Condition::Kind::Only, text);
+}
+
+void MainWindowController::showLinesWithout(const QString& text) {
+    conditionStrip_->add(ShownLines::Condition::Kind::Without, text);
 }
 
 void MainWindowController::subscribe() {
@@ -329,7 +347,7 @@ void MainWindowController::remedy(PageNotice::Remedy remedy) {
         Preferences::shared().setHiddenLines(HiddenLines::LeftOut);
         break;
     case PageNotice::Remedy::EditRules:
-        Q_EMIT rulesEditorRequested();
+        Q_EMIT rulesEditorRequested({});
         break;
     case PageNotice::Remedy::GoOn:
         Q_EMIT inputGoOnRequested();

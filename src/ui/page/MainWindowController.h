@@ -20,6 +20,7 @@ class AlertPresenter;
 class ConnectionStrip;
 class Document;
 class FooterViewController;
+class ConditionStrip;
 class NoticeStrip;
 class LogViewController;
 class ProgressStrip;
@@ -57,6 +58,11 @@ public:
     /// Reads a local file again from its path.
     void reload();
     bool canReload() const;
+    /// Only for a file on this computer.
+    bool canShowLinesByText() const;
+    /// Beside other texts. Asks for the text if it is empty.
+    void showOnlyLinesWith(const QString& text);
+    void showLinesWithout(const QString& text);
     /// Shows a message in the footer for some seconds.
     void showUserUpdate(const QString& text);
     /// Reason why reading from a pipe pauses; empty when it goes on.
@@ -73,7 +79,8 @@ Q_SIGNALS:
     void loadEnded();
     /// Following has begun or ended.
     void tailingChanged();
-    void rulesEditorRequested();
+    /// `newRuleText`: empty for no new rule.
+    void rulesEditorRequested(const QString& newRuleText);
     /// The user has decided how to go on after a pause.
     void inputGoOnRequested();
     void inputEndRequested();
@@ -106,6 +113,7 @@ private:
     LogViewController* logView_;
     ConnectionStrip* connectionStrip_;
     NoticeStrip* noticeStrip_;
+    ConditionStrip* conditionStrip_;
     QLabel* emptyReason_;
     ProgressStrip* loadStrip_;
     ProgressStrip* copyStrip_;

@@ -72,6 +72,18 @@ qint64 ShownRows::unhiddenRowCount() const {
     return table_.scroller().map().meantRowCount();
 }
 
+void ShownRows::setConditions(ShownLines::Conditions conditions) {
+    if (!lines_)
+        return;
+    conditions_ = std::move(conditions);
+    Q_EMIT conditionsChanged();
+    lines_->setConditions(conditions_);
+}
+
+qint64 ShownRows::matchCount(const SearchItem& item) const {
+    return lines_ ? lines_->matchCount(item).value_or(0) : 0;
+}
+
 int ShownRows::percentExamined() const {
     const qint64 lines = dataSource_->rowCount();
     const qint64 left = lines_ ? std::min(lines_->linesLeft(), lines) : 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/RowMap.h"
+#include "filtering/ShownLines.h"
 #include "foundation/archive/UserDefaults.h"
 #include "foundation/notices/Notice.h"
 
@@ -16,7 +17,6 @@ namespace korvane {
 class Document;
 class EndFollower;
 class LogTableView;
-class ShownLines;
 class TailDataSourceProtocol;
 struct RowsUpdatedNotificationObject;
 
@@ -48,6 +48,13 @@ public:
     /// Shows some rows of the gap that `row` lies in, or all of them.
     void openGap(qint64 row, bool isWhole);
 
+    /// Conditions beside the rules, for files on this computer.
+    bool canHaveConditions() const { return lines_ != nullptr; }
+    const ShownLines::Conditions& conditions() const { return conditions_; }
+    void setConditions(ShownLines::Conditions conditions);
+    /// Lines found so far for a condition.
+    qint64 matchCount(const SearchItem& item) const;
+
     /// Whether rules hide lines whose rows stay.
     bool couldLeaveOut() const;
     /// Whether some rows are left out now.
@@ -59,6 +66,7 @@ public:
 
 Q_SIGNALS:
     void changed();
+    void conditionsChanged();
 
 private:
     void takeRules();
@@ -75,6 +83,7 @@ private:
     const std::function<bool()> followsEnd_;
     /// Null for a file on a server.
     std::unique_ptr<ShownLines> lines_;
+    ShownLines::Conditions conditions_;
     /// Opened gaps, as first line and number.
     std::map<qint64, qint64> opened_;
     /// The last line of each kind.

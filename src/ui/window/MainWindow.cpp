@@ -126,8 +126,7 @@ void MainWindow::addPage(MainWindowController* page) {
         connect(&page->logView(), signal, actions_, &WindowActions::update);
     connect(page, &MainWindowController::tailingChanged, actions_, &WindowActions::update);
     connect(page, &MainWindowController::connectionChanged, actions_, &WindowActions::update);
-    connect(page, &MainWindowController::rulesEditorRequested, this,
-            [this] { Q_EMIT rulesEditorRequested({}); });
+    connect(page, &MainWindowController::rulesEditorRequested, this, &MainWindow::rulesEditorRequested);
     Q_EMIT pageMade(page);
 }
 

@@ -218,6 +218,7 @@ void WindowActions::makeViewMenu() {
                           page.logView().setQuickHighlightEnabled(!page.logView().quickHighlightEnabled());
                       });
     quickHighlight_->setCheckable(true);
+    makeConditionActions(menu);
     auto* hiddenLines = new HiddenLinesMenu(&menu);
     menu.addMenu(hiddenLines);
     hiddenLines->addSeparator();
@@ -324,12 +325,28 @@ void WindowActions::makeHelpMenu() {
     menu.addAction(tr("&About Korvane"), &window_, &MainWindow::showAbout);
 }
 
+void WindowActions::makeConditionActions(QMenu& menu) {
+    using Show = void (MainWindowController::*)(const QString& text);
+    const auto add = [&](const QString& text, const QKeySequence& shortcut, Show show) {
+        return addPageAction(menu, text, shortcut, [show](MainWindowController& page) {
+            (page.*show)(page.logView().tableView().selectedText());
+        });
+    };
+    onlyWithThis_ = add(tr("&Only Lines with This"), QKeySequence(Qt::CTRL | Qt::Key_K),
+                        &MainWindowController::showOnlyLinesWith);
+    withoutThis_ = add(tr("Lines wi&thout This"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K),
+                       &MainWindowController::showLinesWithout);
+}
+
 void WindowActions::makeContextMenu() {
     contextMenu_->addAction(copy_);
     contextMenu_->addAction(copyWithHidden_);
     contextMenu_->addAction(copyWithNumbers_);
     contextMenu_->addAction(copyAsMarkdown_);
     contextMenu_->addAction(selectAll_);
+    contextMenu_->addSeparator();
+    contextMenu_->addAction(onlyWithThis_);
+    contextMenu_->addAction(withoutThis_);
     contextMenu_->addSeparator();
     contextMenu_->addAction(lineMark_);
     contextMenu_->addSeparator();
@@ -415,6 +432,8 @@ void WindowActions::update() {
         return;
     LogViewController& logView = page->logView();
     copy_->setEnabled(logView.copier().canCopy());
+    onlyWithThis_->setEnabled(page->canShowLinesByText());
+    withoutThis_->setEnabled(page->canShowLinesByText());
     copyWithNumbers_->setEnabled(logView.copier().canCopy());
     copyAsMarkdown_->setEnabled(logView.copier().canCopy());
     copyWithHidden_->setEnabled(logView.copier().canCopyLines());

@@ -49,6 +49,7 @@ private:
     void makeMarksMenu();
     void makeRulesMenu();
     void makeHelpMenu();
+    void makeConditionActions(QMenu& menu);
     void makeContextMenu();
     void fillToolBar();
     QMenu& addMenu(const QString& title);
@@ -74,6 +75,8 @@ private:
     QAction* connect_ = nullptr;
     QAction* copy_ = nullptr;
     QAction* copyWithHidden_ = nullptr;
+    QAction* onlyWithThis_ = nullptr;
+    QAction* withoutThis_ = nullptr;
     QAction* copyWithNumbers_ = nullptr;
     QAction* copyAsMarkdown_ = nullptr;
     QAction* selectAll_ = nullptr;

@@ -7,12 +7,15 @@
 #include "rules/HighlightRule.h"
 #include "rules/NotificationRule.h"
 #include "rules/RuleSwitch.h"
+#include "ui/page/ConditionStrip.h"
 #include "ui/page/FooterViewController.h"
 #include "ui/page/LineCopier.h"
 #include "ui/page/LineMarker.h"
 #include "ui/page/LogSearch.h"
 #include "ui/page/NoticeStrip.h"
 #include "ui/page/ShownRows.h"
+
+#include <QToolButton>
 
 namespace korvane::test {
 namespace {
@@ -87,6 +90,49 @@ TEST_F(HiddenLinesTest, LinesAreLeftOutWhileTheFileGrowsAndTheUserLooksAround) {
 
     file.overwrite("line 2999\nother\n");
     EXPECT_TRUE(until([&] { return visibleLines(*page) == std::vector<qint64>{1}; })) << "another file";
+}
+
+TEST_F(HiddenLinesTest, ConditionsLeaveLinesOutBesideTheRules) {
+    const TemporaryFile file(numberedLines(200));
+    MainWindowController* page = open(file);
+    auto* strip = page->findChild<ConditionStrip*>();
+    const auto button = [&](const QString& text) {
+        const auto buttons = strip->findChildren<QToolButton*>();
+        const auto found = std::ranges::find_if(
+            buttons, [&](const QToolButton* each) { return each->text().trimmed() == text; });
+        return found == buttons.end() ? nullptr : *found;
+    };
+    EXPECT_FALSE(strip->isVisible());
+    page->showOnlyLinesWith(u"LINE 18"_s);
+    page->showLinesWithout(u"5"_s);
+    EXPECT_TRUE(shows(*page, {18, 180, 181, 182, 183, 184, 186, 187, 188, 189}));
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_TRUE(button(u"with “LINE 18” (11)"_s));
+    EXPECT_TRUE(button(u"without “5” (38)"_s));
+    EXPECT_FALSE(button(u"All of These"_s)) << "there is only one";
+    EXPECT_TRUE(footerText(*page).contains(u"10 of 200 lines"_s)) << footerText(*page).toStdString();
+
+    page->showOnlyLinesWith(u"7"_s);
+    EXPECT_TRUE(shows(*page, {187}));
+    ASSERT_TRUE(button(u"All of These"_s));
+    button(u"All of These"_s)->click();
+    page->showOnlyLinesWith(u"5"_s);
+    EXPECT_TRUE(until([&] { return page->logView().tableView().scroller().map().shownRowCount() == 81; }))
+        << "with 18, 7 or 5: a text is either wanted or unwanted";
+    page->showLinesWithout(u"5"_s);
+    page->showLinesWithout(u"7"_s);
+    file.append("\nline 1800\n");
+    EXPECT_TRUE(shows(*page, {18, 180, 181, 182, 183, 184, 186, 188, 189, 201}))
+        << "also while the file grows";
+
+    Preferences::shared().setHiddenLines(HiddenLines::LeftOut);
+    hideAllBut(*page, u"9"_s);
+    EXPECT_TRUE(shows(*page, {189}));
+    Preferences::shared().setHiddenLines(HiddenLines::AsFiltered);
+    ASSERT_TRUE(button(u"Remove All"_s));
+    button(u"Remove All"_s)->click();
+    EXPECT_TRUE(until([&] { return page->logView().tableView().scroller().map().showsAll(); }));
+    EXPECT_FALSE(strip->isVisible());
 }
 
 TEST_F(HiddenLinesTest, ContextIsOpenedByClicksAndCopiedAsItIsShown) {

@@ -75,6 +75,10 @@ struct LineSetScan::State {
     bool isPublishing GUARDED_BY(mutex) = false;
     /// Counts the contents of the file: sets of an earlier one are not published.
     std::uint64_t content GUARDED_BY(mutex) = 0;
+    /// Two workers may hand over their sets in another order than they made them: of each set the number, and
+    /// that of the last one published.
+    std::uint64_t lastMade GUARDED_BY(mutex) = 0;
+    std::uint64_t lastTaken GUARDED_BY(mutex) = 0;
     Clock::time_point lastPublished GUARDED_BY(mutex);
 
     std::array<ScanPool::Scan, mostWorkers> scans; // main thread
@@ -168,6 +172,7 @@ private:
     void store(Place taken, const FilteredLines& found, bool isCancelled) {
         std::optional<Sets> toPublish;
         std::uint64_t content = 0;
+        std::uint64_t number = 0;
         {
             const MutexLock guard(state_->mutex);
             const State::Taken range = *taken;
@@ -195,13 +200,15 @@ private:
             state_->lastPublished = Clock::now();
             toPublish = state_->sets();
             content = state_->content;
+            number = ++state_->lastMade;
         }
-        MainThread::shared().post([state = state_, content, sets = std::move(*toPublish)] {
+        MainThread::shared().post([state = state_, content, number, sets = std::move(*toPublish)] {
             {
                 const MutexLock guard(state->mutex);
                 state->isPublishing = false;
-                if (state->content != content)
+                if (state->content != content || number < state->lastTaken)
                     return;
+                state->lastTaken = number;
             }
             if (const auto publish = state->publish)
                 publish(sets);

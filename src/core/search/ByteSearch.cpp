@@ -158,12 +158,13 @@ void ByteSearch::tuneFor(std::span<const char> sample) {
     const auto count = [&](std::size_t first, std::size_t second) {
         std::size_t places = 0;
         for (std::size_t place = 0; place + size() <= sample.size(); ++place)
-            places += static_cast<std::size_t>(pattern_[first].equals(sample[place + first]) &
+            places += static_cast<std::size_t>(pattern_[first].equals(sample[place + first]) &&
                                                pattern_[second].equals(sample[place + second]));
         return places;
     };
     if (offsets.size() > mostCandidates) {
         std::vector<std::size_t> counts;
+        counts.reserve(offsets.size());
         for (const std::size_t offset : offsets)
             counts.push_back(count(offset, offset));
         std::ranges::stable_sort(offsets, {}, [&](std::size_t offset) { return counts[offset]; });

@@ -3,6 +3,7 @@
 #include "core/search/AsciiFolding.h"
 
 #include <algorithm>
+#include <ranges>
 #include <tuple>
 #include <utility>
 
@@ -74,8 +75,8 @@ public:
         return std::nullopt;
     }
 
-    StepNumber add(Step step) {
-        steps_.push_back(std::move(step));
+    StepNumber add(const Step& step) {
+        steps_.push_back(step);
         return static_cast<StepNumber>(steps_.size() - 1);
     }
 
@@ -93,16 +94,16 @@ private:
         // The end of a line is also before a carriage return.
         Step carriageReturn{.kind = Step::Kind::Bytes, .next = here};
         carriageReturn.bytes.set('\r');
-        return addBoth(here, add(std::move(carriageReturn)));
+        return addBoth(here, add(carriageReturn));
     }
 
     std::optional<StepNumber> compileSequence(const Node& node, StepNumber next, bool isLast) {
-        for (auto child = node.children.rbegin(); child != node.children.rend(); ++child) {
-            const auto first = compile(*child, next, isLast);
+        for (const Node& child : node.children | std::views::reverse) {
+            const auto first = compile(child, next, isLast);
             if (!first)
                 return std::nullopt;
             next = *first;
-            isLast &= child->kind == Node::Kind::Assertion;
+            isLast &= child.kind == Node::Kind::Assertion;
         }
         return next;
     }
@@ -201,6 +202,7 @@ void LineAutomaton::makeClasses() {
     for (std::size_t byte = 0; byte < rowSize; ++byte) {
         const Neighbour neighbour = neighbourOf(static_cast<unsigned char>(byte));
         std::vector<bool> steps;
+        steps.reserve(steps_.size());
         for (const Step& step : steps_)
             steps.push_back(step.bytes[neighbour == Neighbour::Unknown ? unknownByte : byte]);
         classOf_[byte] =

@@ -68,6 +68,37 @@ std::vector<ByteSearch> foldedForms(const QString& text, bool isWhole) {
     return forms;
 }
 
+/// Where each of several texts is next.
+class TextPlaces {
+public:
+    TextPlaces(const std::vector<ByteSearch>& texts, std::span<const char> bytes)
+        : texts_(texts), bytes_(bytes), places_(texts.size()) {
+        for (std::size_t i = 0; i < places_.size(); ++i)
+            places_[i] = find(i, 0);
+    }
+
+    std::optional<std::size_t> nearest() const {
+        const std::size_t place = *std::ranges::min_element(places_);
+        return place < bytes_.size() ? std::optional(place) : std::nullopt;
+    }
+
+    void skipTo(std::size_t place) {
+        for (std::size_t i = 0; i < places_.size(); ++i)
+            if (places_[i] < place)
+                places_[i] = find(i, place);
+    }
+
+private:
+    std::size_t find(std::size_t text, std::size_t from) const {
+        return texts_[text].find(Direction::Forwards, bytes_, from).value_or(bytes_.size());
+    }
+
+    const std::vector<ByteSearch>& texts_;
+    const std::span<const char> bytes_;
+    /// The end of the bytes for a text that is not there.
+    std::vector<std::size_t> places_;
+};
+
 } // namespace
 
 LineFilter::LineFilter(const std::vector<SearchItem>& items, StringEncoding encoding) {
@@ -147,6 +178,7 @@ std::vector<std::uint32_t> LineFilter::linesWithLetterForms(const Block& block) 
 }
 
 LineFilter::Pass::Pass(const LineFilter& filter) : filter_(filter) {
+    states_.reserve(filter.items_.size());
     for (std::size_t i = 0; i < filter.items_.size(); ++i)
         states_.push_back({.matcher = CompiledSearch::Matcher(filter.items_[i].search),
                            .texts = filter.items_[i].texts,
@@ -274,16 +306,7 @@ void LineFilter::Pass::findLineByLine(std::size_t item, const Block& block, Matc
 
 void LineFilter::Pass::findByTexts(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits) {
     const Item& searched = filter_.items_[item];
-    const std::vector<ByteSearch>& texts = states_[item].texts;
-    const std::size_t end = block.bytes.size();
-    const auto next = [&](const ByteSearch& text, std::size_t from) {
-        return text.find(Direction::Forwards, block.bytes, from).value_or(end);
-    };
-    // Where each text is next.
-    std::vector<std::size_t> places;
-    places.reserve(texts.size());
-    for (const ByteSearch& text : texts)
-        places.push_back(next(text, 0));
+    TextPlaces texts(states_[item].texts, block.bytes);
     const Lines none;
     const Lines& otherLines = searched.left == Item::Left::None          ? none
                               : searched.left == Item::Left::Undecidable ? undecidable_
@@ -292,22 +315,21 @@ void LineFilter::Pass::findByTexts(std::size_t item, const Block& block, MatchBu
     std::uint32_t line = 0;
     std::size_t judged = 0;
     for (std::size_t step = 0; step % stepsBetweenPolls != 0 || !block.isCancelled(); ++step) {
-        const std::size_t place = *std::ranges::min_element(places);
-        const bool isText = place < end && (left == otherLines.end() || place < block.lines[*left + 1]);
-        if (!isText && left == otherLines.end())
+        const bool isOther = left != otherLines.end();
+        const auto place = texts.nearest();
+        const bool isText = place && (!isOther || *place < block.lines[*left + 1]);
+        if (!isText && !isOther)
             break;
-        line = isText ? lineAt(block, line, place) : *left;
+        line = isText ? lineAt(block, line, *place) : *left;
         if (isText && searched.textsDecide) {
             hits.lines.push_back(line);
         } else {
             judge(item, block, line, budget, hits);
             ++judged;
         }
-        if (left != otherLines.end() && *left <= line)
+        if (isOther && *left <= line)
             ++left;
-        for (std::size_t i = 0; i < places.size(); ++i)
-            if (places[i] < block.lines[line + 1])
-                places[i] = next(texts[i], block.lines[line + 1]);
+        texts.skipTo(block.lines[line + 1]);
     }
     if (states_[item].alone && judged > block.lineCount() / frequentPart)
         areTextsMoreFrequent_ = states_[item].hasFrequentTexts = true;

@@ -60,9 +60,9 @@ public:
         /// The filter must outlive the pass.
         explicit Pass(const LineFilter& filter);
         const LineFilter& filter() const { return filter_; }
-        /// The hits of each item; incomplete once cancelled. `budget`: steps that each item may take for the
+        /// The hits of each item; incomplete once cancelled. `steps`: those that each item may take for the
         /// whole block, counted down; not used by plain texts.
-        std::vector<Hits> find(const Block& block, std::span<MatchBudget::Steps> budgets);
+        std::vector<Hits> find(const Block& block, std::span<MatchBudget::Steps> steps);
         /// The same for one line, given as text.
         Verdict examine(std::size_t item, const QString& text, MatchBudget& budget);
 

@@ -332,7 +332,7 @@ void WindowActions::makeConditionActions(QMenu& menu) {
             (page.*show)(page.logView().tableView().selectedText());
         });
     };
-    onlyWithThis_ = add(tr("&Only Lines with This"), QKeySequence(Qt::CTRL | Qt::Key_K),
+    onlyWithThis_ = add(tr("Onl&y Lines with This"), QKeySequence(Qt::CTRL | Qt::Key_K),
                         &MainWindowController::showOnlyLinesWith);
     withoutThis_ = add(tr("Lines wi&thout This"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K),
                        &MainWindowController::showLinesWithout);

@@ -188,6 +188,7 @@ LineFilter::Pass::Pass(const LineFilter& filter) : filter_(filter) {
 
 std::optional<LineFilter::Pass::Group> LineFilter::Pass::groupOf(std::vector<std::size_t> items) const {
     std::vector<LineAutomaton::Pattern> patterns;
+    patterns.reserve(items.size());
     for (const std::size_t item : items)
         patterns.push_back({&*filter_.items_[item].tree, filter_.items_[item].item.ignoreCase()});
     auto certain = LineAutomaton::create(patterns, LineAutomaton::Unknown::MatchesNothing);

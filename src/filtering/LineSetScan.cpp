@@ -26,9 +26,9 @@ constexpr std::size_t mostWorkers = 2;
 constexpr auto publishInterval = std::chrono::milliseconds(33);
 
 /// Lines that are examined in one step: as many as take about this long.
-constexpr auto stepTime = std::chrono::milliseconds(5);
+constexpr auto stepTime = std::chrono::milliseconds(15);
 constexpr qint64 fewestLines = 256;
-constexpr qint64 mostLines = 1 << 17;
+constexpr qint64 mostLines = 1 << 18;
 
 /// Steps that an item may take for so many lines; a tenth once it has exceeded them.
 constexpr Steps mostSteps = 15'000'000;

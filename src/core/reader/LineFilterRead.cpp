@@ -14,9 +14,9 @@ namespace korvane {
 namespace {
 
 /// Small enough for the cache of a core; a longer line is read up to `longestLine`.
-constexpr std::uint64_t mostBlockBytes = 256 << 10;
+constexpr std::uint64_t mostBlockBytes = 512 << 10;
+constexpr qint64 mostBlockLines = 8192;
 constexpr std::uint64_t longestLine = RowReader::longestShownLine;
-constexpr qint64 mostBlockLines = 4096;
 
 } // namespace
 
@@ -30,7 +30,8 @@ FilteredLines LineFilterRead::filter(qint64 first, qint64 count, std::span<Match
     result.items.resize(pass_.filter().itemCount());
     while (result.lineCount < count && !isCancelled_()) {
         const qint64 firstOfBlock = first + result.lineCount;
-        const auto lines = locateBlock(firstOfBlock, std::min(count - result.lineCount, mostBlockLines));
+        const qint64 asked = std::min(count - result.lineCount, linesThatMayFit_);
+        const auto lines = locateBlock(firstOfBlock, asked);
         if (!lines || !read(*lines))
             break;
         const LineFilter::Block block{.bytes = {bytes_.get(), byteCount_},
@@ -49,7 +50,11 @@ FilteredLines LineFilterRead::filter(qint64 first, qint64 count, std::span<Match
             for (const std::uint32_t line : hits[i].givenUp)
                 result.items[i].givenUp.push_back(firstOfBlock + line);
         }
-        result.lineCount += static_cast<qint64>(lines->starts.size());
+        const auto lineCount = static_cast<qint64>(lines->starts.size());
+        result.lineCount += lineCount;
+        // Not many more than fit: each costs a look into the index.
+        linesThatMayFit_ =
+            std::min(lineCount < asked ? lineCount + lineCount / 8 + 1 : 2 * asked, mostBlockLines);
     }
     return result;
 }

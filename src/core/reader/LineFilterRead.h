@@ -41,6 +41,8 @@ private:
     const std::function<bool()> isCancelled_;
     std::unique_ptr<char[]> bytes_;
     std::size_t byteCount_ = 0;
+    /// Into a block, by the last one.
+    qint64 linesThatMayFit_ = 1024;
     std::vector<std::uint32_t> starts_;
 };
 

@@ -19,38 +19,40 @@ std::size_t rarity(ByteSearch::Unit unit) {
     return std::min(mostFrequentFirst.find(static_cast<char>(unit.value)), mostFrequentFirst.size());
 }
 
-template <Direction direction>
-std::size_t findPortably(const ByteSearch& search, ByteSearch::Places places) {
+// The scans hand the occurrences to `take`, in their direction, until it returns true; then they return true.
+
+template <Direction direction, typename Take>
+bool scanPortably(const ByteSearch& search, ByteSearch::Places places, const Take& take) {
     for (std::size_t i = places.begin; i < places.end; ++i) {
         const std::size_t place = direction == Direction::Forwards ? i : places.end - 1 - (i - places.begin);
-        if (search.isAt(places.block + place))
-            return place;
+        if (search.isAt(places.block + place) && take(place))
+            return true;
     }
-    return places.end;
+    return false;
 }
 
 #if defined(__x86_64__)
 
-/// The nearest occurrence among the places of the bits in `mask`.
-template <Direction direction>
-std::optional<std::size_t> confirm(const ByteSearch& search, const char* block, std::size_t base,
-                                   std::uint64_t mask) {
+/// The occurrences among the places of the bits in `mask`.
+template <Direction direction, typename Take>
+bool confirm(const ByteSearch& search, const char* block, std::size_t base, std::uint64_t mask,
+             const Take& take) {
     while (mask != 0) {
         const int bit =
             direction == Direction::Forwards ? std::countr_zero(mask) : 63 - std::countl_zero(mask);
         const std::size_t place = base + static_cast<std::size_t>(bit);
-        if (search.isAt(block + place))
-            return place;
+        if (search.isAt(block + place) && take(place))
+            return true;
         mask &= ~(std::uint64_t{1} << bit);
     }
-    return std::nullopt;
+    return false;
 }
 
 // A window of places is searched at once; the rest at the far end, shorter than a window, is searched
 // portably.
 
-template <Direction direction>
-std::size_t findWithSse2(const ByteSearch& search, ByteSearch::Places places) {
+template <Direction direction, typename Take>
+bool scanWithSse2(const ByteSearch& search, ByteSearch::Places rest, const Take& take) {
     constexpr std::size_t width = 16;
     const ByteSearch::Unit rare = search.unitAt(search.rareOffset());
     const ByteSearch::Unit second = search.unitAt(search.secondOffset());
@@ -58,29 +60,29 @@ std::size_t findWithSse2(const ByteSearch& search, ByteSearch::Places places) {
     const __m128i rareValue = _mm_set1_epi8(static_cast<char>(rare.value));
     const __m128i secondMask = _mm_set1_epi8(static_cast<char>(second.mask));
     const __m128i secondValue = _mm_set1_epi8(static_cast<char>(second.value));
-    ByteSearch::Places rest = places;
     while (rest.end - rest.begin >= width) {
         const std::size_t base = direction == Direction::Forwards ? rest.begin : rest.end - width;
-        const char* const start = places.block + base;
+        const char* const start = rest.block + base;
         const __m128i one = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start + search.rareOffset()));
         const __m128i two = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start + search.secondOffset()));
         const __m128i both = _mm_and_si128(_mm_cmpeq_epi8(_mm_or_si128(one, rareMask), rareValue),
                                            _mm_cmpeq_epi8(_mm_or_si128(two, secondMask), secondValue));
         if (const auto mask = static_cast<std::uint32_t>(_mm_movemask_epi8(both)); mask != 0)
-            if (const auto place = confirm<direction>(search, places.block, base, mask))
-                return *place;
+            if (confirm<direction>(search, rest.block, base, mask, take))
+                return true;
         if constexpr (direction == Direction::Forwards)
             rest.begin += width;
         else
             rest.end -= width;
     }
-    const std::size_t place = findPortably<direction>(search, rest);
-    return place == rest.end ? places.end : place;
+    return scanPortably<direction>(search, rest, take);
 }
 
-template <Direction direction>
-[[gnu::target("avx2")]] std::size_t findWithAvx2(const ByteSearch& search, ByteSearch::Places places) {
+template <Direction direction, typename Take>
+[[gnu::target("avx2")]] bool scanWithAvx2(const ByteSearch& search, ByteSearch::Places rest,
+                                          const Take& take) {
     constexpr std::size_t width = 32;
+    constexpr std::size_t bytesAhead = 768;
     const std::size_t rareOffset = search.rareOffset();
     const std::size_t secondOffset = search.secondOffset();
     const ByteSearch::Unit rare = search.unitAt(rareOffset);
@@ -90,7 +92,6 @@ template <Direction direction>
     const __m256i secondMask = _mm256_set1_epi8(static_cast<char>(second.mask));
     const __m256i secondValue = _mm256_set1_epi8(static_cast<char>(second.value));
     constexpr bool isForwards = direction == Direction::Forwards;
-    ByteSearch::Places rest = places;
     while (true) {
         // Two windows at once. Nothing is called in this loop, so that the units stay in registers.
         std::size_t base = isForwards ? rest.begin : rest.end - 2 * width;
@@ -98,8 +99,10 @@ template <Direction direction>
         __m256i low = _mm256_setzero_si256();
         __m256i high = low;
         for (; left > 0; --left, base += isForwards ? 2 * width : -2 * width) {
-            const auto* const one = reinterpret_cast<const __m256i*>(places.block + base + rareOffset);
-            const auto* const two = reinterpret_cast<const __m256i*>(places.block + base + secondOffset);
+            const auto* const one = reinterpret_cast<const __m256i*>(rest.block + base + rareOffset);
+            const auto* const two = reinterpret_cast<const __m256i*>(rest.block + base + secondOffset);
+            if constexpr (isForwards)
+                _mm_prefetch(rest.block + base + bytesAhead, _MM_HINT_T0);
             low = _mm256_and_si256(
                 _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(one), rareMask), rareValue),
                 _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(two), secondMask), secondValue));
@@ -116,14 +119,65 @@ template <Direction direction>
         const auto bitsOf = [](int mask) { return std::uint64_t{static_cast<std::uint32_t>(mask)}; };
         const std::uint64_t mask = bitsOf(_mm256_movemask_epi8(low)) | bitsOf(_mm256_movemask_epi8(high))
                                                                            << width;
-        if (const auto place = confirm<direction>(search, places.block, base, mask))
-            return *place;
+        if (confirm<direction>(search, rest.block, base, mask, take))
+            return true;
         (isForwards ? rest.begin : rest.end) = isForwards ? base + 2 * width : base;
     }
-    const std::size_t place = findWithSse2<direction>(search, rest);
-    return place == rest.end ? places.end : place;
+    return scanWithSse2<direction>(search, rest, take);
 }
 
+#endif
+
+/// What a scan is used for.
+template <typename Scan>
+struct Finder {
+    template <Direction direction>
+    static std::size_t find(const ByteSearch& search, ByteSearch::Places places) {
+        std::size_t found = places.end;
+        Scan::template scan<direction>(search, places, [&](std::size_t place) {
+            found = place;
+            return true;
+        });
+        return found;
+    }
+
+    static std::size_t findAll(const ByteSearch& search, ByteSearch::Places places,
+                               std::span<std::uint32_t> found) {
+        std::size_t count = 0;
+        if (!found.empty())
+            Scan::template scan<Direction::Forwards>(search, places, [&](std::size_t place) {
+                found[count++] = static_cast<std::uint32_t>(place);
+                return count == found.size();
+            });
+        return count;
+    }
+
+    static ByteSearch::Implementation named(std::string_view name) {
+        return {name, &find<Direction::Forwards>, &find<Direction::Backwards>, &findAll};
+    }
+};
+
+struct PortableScan {
+    template <Direction direction, typename Take>
+    static bool scan(const ByteSearch& search, ByteSearch::Places places, const Take& take) {
+        return scanPortably<direction>(search, places, take);
+    }
+};
+
+#if defined(__x86_64__)
+struct Sse2Scan {
+    template <Direction direction, typename Take>
+    static bool scan(const ByteSearch& search, ByteSearch::Places places, const Take& take) {
+        return scanWithSse2<direction>(search, places, take);
+    }
+};
+
+struct Avx2Scan {
+    template <Direction direction, typename Take>
+    static bool scan(const ByteSearch& search, ByteSearch::Places places, const Take& take) {
+        return scanWithAvx2<direction>(search, places, take);
+    }
+};
 #endif
 
 const ByteSearch::Implementation& best() {
@@ -192,15 +246,25 @@ ByteSearch ByteSearch::ofAscii(QStringView text, bool ignoreCase) {
     return ByteSearch(std::move(units));
 }
 
+std::optional<std::size_t> ByteSearch::nonAsciiOffset() const {
+    const auto found = std::ranges::find_if(pattern_, [](Unit unit) {
+        constexpr std::uint8_t highBit = 0x80;
+        return (unit.value & highBit) != 0 && (unit.mask & highBit) == 0;
+    });
+    return found == pattern_.end() ? std::nullopt : std::optional<std::size_t>(found - pattern_.begin());
+}
+
 bool ByteSearch::isAt(const char* place) const {
-    // Eight units at once, the last ones together with some that have been compared.
-    using Word = std::uint64_t;
-    if (size() < sizeof(Word)) {
-        for (const Unit unit : pattern_)
-            if (!unit.equals(*place++))
-                return false;
-        return true;
-    }
+    if (size() >= sizeof(std::uint64_t))
+        return areWordsAt<std::uint64_t>(place);
+    if (size() >= sizeof(std::uint32_t))
+        return areWordsAt<std::uint32_t>(place);
+    return std::ranges::all_of(pattern_, [&](Unit unit) { return unit.equals(*place++); });
+}
+
+template <typename Word>
+bool ByteSearch::areWordsAt(const char* place) const {
+    // The last word has some units in common with the one before it.
     const auto wordAt = [](const auto* from) {
         Word word = 0;
         std::memcpy(&word, from, sizeof(Word));
@@ -227,17 +291,22 @@ std::optional<std::size_t> ByteSearch::find(Direction direction, std::span<const
     return place == places.end ? std::nullopt : std::optional(place);
 }
 
+std::size_t ByteSearch::findAll(std::span<const char> block, std::size_t from,
+                                std::span<std::uint32_t> places) const {
+    if (block.size() < size() || from > block.size() - size())
+        return 0;
+    return best().findAll(*this, {block.data(), from, block.size() - size() + 1}, places);
+}
+
 const std::vector<ByteSearch::Implementation>& ByteSearch::implementations() {
     static const std::vector<Implementation> found = [] {
         std::vector<Implementation> result;
 #if defined(__x86_64__)
         if (__builtin_cpu_supports("avx2"))
-            result.push_back(
-                {"avx2", &findWithAvx2<Direction::Forwards>, &findWithAvx2<Direction::Backwards>});
-        result.push_back({"sse2", &findWithSse2<Direction::Forwards>, &findWithSse2<Direction::Backwards>});
+            result.push_back(Finder<Avx2Scan>::named("avx2"));
+        result.push_back(Finder<Sse2Scan>::named("sse2"));
 #endif
-        result.push_back(
-            {"portable", &findPortably<Direction::Forwards>, &findPortably<Direction::Backwards>});
+        result.push_back(Finder<PortableScan>::named("portable"));
         return result;
     }();
     return found;

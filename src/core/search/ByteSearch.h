@@ -35,10 +35,16 @@ public:
     void tuneFor(std::span<const char> sample);
 
     std::size_t size() const { return pattern_.size(); }
+    /// Of the first byte that is beyond ASCII in every occurrence.
+    std::optional<std::size_t> nonAsciiOffset() const;
 
     /// Forwards: the first occurrence that begins at `from` or later; backwards: the last one that begins
     /// before `from`.
     std::optional<std::size_t> find(Direction direction, std::span<const char> block, std::size_t from) const;
+
+    /// The first occurrences that begin at `from` or later, overlapping ones too, as many as `places` has
+    /// room for. Returns their number. Precondition: the block has fewer than 2^32 bytes.
+    std::size_t findAll(std::span<const char> block, std::size_t from, std::span<std::uint32_t> places) const;
 
     /// The places where an occurrence may begin: from `begin` on and before `end`. All bytes of an occurrence
     /// there belong to the block.
@@ -49,11 +55,14 @@ public:
     };
     /// Returns the nearest occurrence in one direction, `places.end` if there is none.
     using Find = std::size_t (*)(const ByteSearch& search, Places places);
+    /// As `findAll`.
+    using FindAll = std::size_t (*)(const ByteSearch& search, Places places, std::span<std::uint32_t> found);
     /// One implementation, with the name of the instructions it needs.
     struct Implementation {
         std::string_view name;
         Find forwards;
         Find backwards;
+        FindAll findAll;
         Find find(Direction direction) const {
             return direction == Direction::Forwards ? forwards : backwards;
         }
@@ -70,6 +79,10 @@ public:
     bool isAt(const char* place) const;
 
 private:
+    /// As `isAt`, for patterns of at least one word.
+    template <typename Word>
+    bool areWordsAt(const char* place) const;
+
     std::vector<Unit> pattern_;
     /// Those of the units.
     std::vector<std::uint8_t> masks_;

@@ -33,17 +33,20 @@ std::string_view bytesOfLine(const Block& block, std::uint32_t line) {
 
 /// The line that a place of the block lies in, searched from a line before it on.
 std::uint32_t lineAt(const Block& block, std::uint32_t from, std::size_t place) {
-    // Mostly the line is near: double the distance until it is passed.
-    std::size_t step = 1;
-    std::size_t low = from;
-    while (low + step < block.lineCount() && block.lines[low + step] <= place) {
-        low += step;
-        step *= 2;
+    // Mostly the line is near: then no branch depends on which one it is.
+    constexpr std::uint32_t near = 16;
+    const auto bound = static_cast<std::uint32_t>(place);
+    while (from + near < block.lineCount()) {
+        const auto starts = block.lines.subspan(from + 1).first<near>();
+        std::uint32_t passed = 0;
+        for (const std::uint32_t start : starts)
+            passed += static_cast<std::uint32_t>(start <= bound);
+        from += passed;
+        if (passed < near)
+            return from;
     }
-    const auto begin = block.lines.begin();
-    const auto high = begin + static_cast<std::ptrdiff_t>(std::min(low + step, block.lineCount()));
-    const auto behind = std::upper_bound(begin + static_cast<std::ptrdiff_t>(low), high, place);
-    return static_cast<std::uint32_t>(behind - begin) - 1;
+    const auto behind = std::ranges::upper_bound(block.lines.subspan(from, block.lineCount() - from), bound);
+    return static_cast<std::uint32_t>(behind - block.lines.begin()) - 1;
 }
 
 /// In a form that the compiler makes vector instructions of.
@@ -71,32 +74,56 @@ std::vector<ByteSearch> foldedForms(const QString& text, bool isWhole) {
 /// Where each of several texts is next.
 class TextPlaces {
 public:
-    TextPlaces(const std::vector<ByteSearch>& texts, std::span<const char> bytes)
-        : texts_(texts), bytes_(bytes), places_(texts.size()) {
-        for (std::size_t i = 0; i < places_.size(); ++i)
-            places_[i] = find(i, 0);
+    TextPlaces(const std::vector<ByteSearch>& texts, std::span<const char> bytes, const NonAsciiParts& parts)
+        : bytes_(bytes), parts_(parts) {
+        next_.reserve(texts.size());
+        for (const ByteSearch& text : texts)
+            next_.push_back({.text = text, .isNonAscii = text.nonAsciiOffset().has_value()});
+        for (Next& next : next_)
+            find(next, 0);
     }
 
     std::optional<std::size_t> nearest() const {
-        const std::size_t place = *std::ranges::min_element(places_);
-        return place < bytes_.size() ? std::optional(place) : std::nullopt;
+        std::size_t nearest = bytes_.size();
+        for (const Next& next : next_)
+            nearest = std::min(nearest, next.place());
+        return nearest < bytes_.size() ? std::optional(nearest) : std::nullopt;
     }
 
     void skipTo(std::size_t place) {
-        for (std::size_t i = 0; i < places_.size(); ++i)
-            if (places_[i] < place)
-                places_[i] = find(i, place);
+        for (Next& next : next_) {
+            while (next.place() < place)
+                if (++next.at == next.places.size())
+                    find(next, std::max(place, std::size_t{next.places.back()} + 1));
+        }
     }
 
 private:
-    std::size_t find(std::size_t text, std::size_t from) const {
-        return texts_[text].find(Direction::Forwards, bytes_, from).value_or(bytes_.size());
+    struct Next {
+        const ByteSearch& text;
+        bool isNonAscii = false;
+        /// The next ones; the last of all is the end of the bytes.
+        std::vector<std::uint32_t> places = {};
+        std::size_t at = 0;
+        std::size_t part = 0;
+        std::size_t place() const { return places[at]; }
+    };
+
+    void find(Next& next, std::size_t from) {
+        constexpr std::size_t most = 64;
+        next.places.resize(most);
+        next.at = 0;
+        const std::size_t found = next.isNonAscii ? parts_.findAll(next.text, from, next.places, next.part)
+                                                  : next.text.findAll(bytes_, from, next.places);
+        if (found == most)
+            return;
+        next.places.resize(found + 1);
+        next.places.back() = static_cast<std::uint32_t>(bytes_.size());
     }
 
-    const std::vector<ByteSearch>& texts_;
     const std::span<const char> bytes_;
-    /// The end of the bytes for a text that is not there.
-    std::vector<std::size_t> places_;
+    const NonAsciiParts& parts_;
+    std::vector<Next> next_;
 };
 
 } // namespace
@@ -107,6 +134,9 @@ LineFilter::LineFilter(const std::vector<SearchItem>& items, StringEncoding enco
         items_.push_back(prepare(item, encoding));
         needsUndecidable_ |= items_.back().tree || items_.back().left == Item::Left::Undecidable;
         needsLetterForms_ |= items_.back().left == Item::Left::WithLetterForms;
+        needsNonAscii_ |= needsLetterForms_ || std::ranges::any_of(items_.back().texts, [](const auto& text) {
+                              return text.nonAsciiOffset().has_value();
+                          });
     }
 }
 
@@ -162,18 +192,15 @@ std::vector<std::uint32_t> LineFilter::undecidableLines(const Block& block) {
     return lines;
 }
 
-std::vector<std::uint32_t> LineFilter::linesWithLetterForms(const Block& block) {
+std::vector<std::uint32_t> LineFilter::linesWithLetterForms(const Block& block, const NonAsciiParts& parts) {
     std::vector<std::uint32_t> lines;
-    for (const ByteSearch& form : CandidateSearch::letterForms()) {
-        std::uint32_t line = 0;
-        for (std::size_t next = 0; const auto place = form.find(Direction::Forwards, block.bytes, next);
-             next = block.lines[line + 1]) {
-            line = lineAt(block, line, *place);
-            lines.push_back(line);
-        }
+    TextPlaces forms(CandidateSearch::letterForms(), block.bytes, parts);
+    std::uint32_t line = 0;
+    while (const auto place = forms.nearest()) {
+        line = lineAt(block, line, *place);
+        lines.push_back(line);
+        forms.skipTo(block.lines[line + 1]);
     }
-    std::ranges::sort(lines);
-    lines.erase(std::ranges::unique(lines).begin(), lines.end());
     return lines;
 }
 
@@ -230,7 +257,8 @@ std::vector<LineFilter::Hits> LineFilter::Pass::find(const Block& block,
                                                      std::span<MatchBudget::Steps> steps) {
     tune(block.bytes);
     undecidable_ = filter_.needsUndecidable_ ? undecidableLines(block) : Lines();
-    withLetterForms_ = filter_.needsLetterForms_ ? linesWithLetterForms(block) : Lines();
+    nonAscii_ = filter_.needsNonAscii_ ? NonAsciiParts(block.bytes) : NonAsciiParts();
+    withLetterForms_ = filter_.needsLetterForms_ ? linesWithLetterForms(block, nonAscii_) : Lines();
     textLine_.reset();
     std::vector<Hits> hits(filter_.itemCount());
     std::vector<MatchBudget> budgets;
@@ -307,7 +335,7 @@ void LineFilter::Pass::findLineByLine(std::size_t item, const Block& block, Matc
 
 void LineFilter::Pass::findByTexts(std::size_t item, const Block& block, MatchBudget& budget, Hits& hits) {
     const Item& searched = filter_.items_[item];
-    TextPlaces texts(states_[item].texts, block.bytes);
+    TextPlaces texts(states_[item].texts, block.bytes, nonAscii_);
     const Lines none;
     const Lines& otherLines = searched.left == Item::Left::None          ? none
                               : searched.left == Item::Left::Undecidable ? undecidable_

@@ -4,6 +4,7 @@
 #include "core/search/CompiledSearch.h"
 #include "core/search/LineAutomaton.h"
 #include "core/search/MatchBudget.h"
+#include "core/search/NonAsciiParts.h"
 #include "core/search/PatternTree.h"
 #include "core/search/SearchItem.h"
 #include "foundation/text/StringEncoding.h"
@@ -107,6 +108,7 @@ public:
         std::vector<LineAutomaton::Matches> matches_;
         /// Lines of the block of which the bytes do not decide.
         Lines undecidable_;
+        NonAsciiParts nonAscii_;
         Lines withLetterForms_;
         /// The line that has been decoded last.
         std::optional<std::uint32_t> textLine_;
@@ -135,12 +137,14 @@ private:
     static Item prepare(const SearchItem& item, StringEncoding encoding);
     /// The lines of which patterns for bytes do not decide.
     static std::vector<std::uint32_t> undecidableLines(const Block& block);
-    static std::vector<std::uint32_t> linesWithLetterForms(const Block& block);
+    static std::vector<std::uint32_t> linesWithLetterForms(const Block& block, const NonAsciiParts& parts);
 
     std::vector<Item> items_;
     /// Some item needs the undecidable lines.
     bool needsUndecidable_ = false;
     bool needsLetterForms_ = false;
+    /// Some text, or letter form, has bytes beyond ASCII.
+    bool needsNonAscii_ = false;
 };
 
 } // namespace korvane

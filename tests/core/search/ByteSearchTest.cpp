@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <random>
+#include <span>
 #include <string>
 
 namespace korvane {
@@ -59,6 +61,13 @@ TEST_P(ByteSearchTest, EveryImplementationFindsEveryPlace) {
                 (isForwards() ? left.begin : left.end) = isForwards() ? place + 1 : place;
             }
             ASSERT_EQ(found, expected) << way.name << ": " << wanted << " in " << text;
+            if (!isForwards())
+                continue;
+            const std::size_t room = 1 + random() % 20;
+            std::vector<std::uint32_t> places(room);
+            places.resize(way.findAll(search, {block.data(), 0, end}, places));
+            const auto first = std::span(expected).first(std::min(expected.size(), room));
+            ASSERT_TRUE(std::ranges::equal(places, first)) << way.name << ": " << wanted << " in " << text;
         }
     }
 }

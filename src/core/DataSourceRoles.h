@@ -69,6 +69,8 @@ public:
     virtual void setLastSearchResults(std::map<qint64, SearchMatch> results) = 0;
     /// Adds a match, replacing one of the same line.
     virtual void addSearchResult(const SearchMatch& match) = 0;
+    /// Rows show all matches of this search, apart from those above; nullopt for none.
+    virtual void setShownSearch(const std::optional<SearchItem>& search) = 0;
     /// The match of the item in the row's line. Reads the line itself: no page is loaded, no rule is run. Any
     /// thread.
     virtual std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) = 0;

@@ -3,6 +3,7 @@
 #include "core/FontCatalog.h"
 #include "core/HiddenLines.h"
 #include "core/Setting.h"
+#include "core/search/SearchSwitches.h"
 #include "foundation/Mutex.h"
 #include "foundation/Shared.h"
 #include "foundation/archive/UserDefaults.h"
@@ -87,16 +88,19 @@ public:
     inline static const Setting<int> keyHiddenLines{
         QStringLiteral("hiddenLines"), 0, {{0, static_cast<int>(allHiddenLines.size()) - 1}}};
 
+    /// As `SearchSwitches::toNumber`.
+    inline static const Setting<int> keySearchSwitches{QStringLiteral("searchSwitches"), 0, {{0, 7}}};
+
     /// All of the above.
     static auto settings() {
-        return std::tie(keyPollingInterval, keyShowLineNumbers, keyQuickHighlightSelection,
-                        keyStartTailingOnFileOpen, keyAutoTailOnScroll, keyShowSidebarOnFileOpen,
-                        keyConfirmDeleteBookmark, keyConfirmDeleteFilterHighlightRule,
-                        keyConfirmDeleteRemoteHost, keyShowRemoteTerminalAlert, keyOpenLocalTerminalAlert,
-                        keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor, keyWrapLines,
-                        keyLazyLoadFile, keyShowWelcomeWinOnStart, keyNMSSHDebug, keyUseTabs,
-                        keyReopenDocuments, keyRowMemory, keyPipeReserve, keyOpenAtEnd,
-                        keyShowsHiddenRemoteFiles, keyRemoteFileSorting, keyOffersToLeaveOut, keyHiddenLines);
+        return std::tie(
+            keyPollingInterval, keyShowLineNumbers, keyQuickHighlightSelection, keyStartTailingOnFileOpen,
+            keyAutoTailOnScroll, keyShowSidebarOnFileOpen, keyConfirmDeleteBookmark,
+            keyConfirmDeleteFilterHighlightRule, keyConfirmDeleteRemoteHost, keyShowRemoteTerminalAlert,
+            keyOpenLocalTerminalAlert, keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor,
+            keyWrapLines, keyLazyLoadFile, keyShowWelcomeWinOnStart, keyNMSSHDebug, keyUseTabs,
+            keyReopenDocuments, keyRowMemory, keyPipeReserve, keyOpenAtEnd, keyShowsHiddenRemoteFiles,
+            keyRemoteFileSorting, keyOffersToLeaveOut, keyHiddenLines, keySearchSwitches);
     }
 
     // Keys whose default depends on the machine or on other keys.
@@ -161,6 +165,9 @@ public:
     /// The order of the files in the browser, see RemoteFileOrder::Sorting; 0 is by name.
     bool offersToLeaveOut() const { return value(keyOffersToLeaveOut); }
     void setOffersToLeaveOut(bool value) { set(keyOffersToLeaveOut, value); }
+    /// Of the search used last.
+    SearchSwitches searchSwitches() const { return SearchSwitches::fromNumber(value(keySearchSwitches)); }
+    void setSearchSwitches(SearchSwitches switches) { set(keySearchSwitches, switches.toNumber()); }
     HiddenLines hiddenLines() const { return static_cast<HiddenLines>(value(keyHiddenLines)); }
     void setHiddenLines(HiddenLines mode) { set(keyHiddenLines, static_cast<int>(mode)); }
     int remoteFileSorting() const { return value(keyRemoteFileSorting); }

@@ -16,6 +16,8 @@ struct RowLine {
     /// Bytes of a very long line that the text leaves out.
     quint64 cutBytes = 0;
     RuleMarks marks{};
+    /// Rules hide the line, but a search has found it.
+    bool isShownAnyway = false;
 
     QString description() const;
 };

@@ -21,6 +21,8 @@ namespace korvane {
 namespace {
 
 /// Maximum time a follower is blocked waiting for pending lines to be evaluated.
+/// For one row, so that a slow pattern does not delay the others: about half a millisecond.
+constexpr MatchBudget::Steps stepsForShownSearch = 25'000;
 constexpr auto longestPassingWait = std::chrono::milliseconds(50);
 
 /// The file may have changed since the search: only ranges inside the text can be painted.
@@ -83,6 +85,10 @@ void TailDataSource::setQuickHighlightSelectionString(const QString& text) {
 
 void TailDataSource::setLastSearchResults(std::map<qint64, SearchMatch> results) {
     lastSearchResults_ = std::move(results);
+}
+
+void TailDataSource::setShownSearch(const std::optional<SearchItem>& search) {
+    shownSearch_ = search ? std::make_unique<ShownSearch>(*search) : nullptr;
 }
 
 void TailDataSource::addSearchResult(const SearchMatch& match) {
@@ -189,7 +195,15 @@ qint64 TailDataSource::numberOfRows() const {
 
 RowLine TailDataSource::shownRow(qint64 lineIndex, PageRow row) const {
     RowLine shown{lineIndex + 1, std::move(row.text), true, row.cutBytes, row.marks};
+    if (shownSearch_) {
+        const QString text = shown.line.string();
+        MatchBudget budget{stepsForShownSearch};
+        RuleEnforcer::paintMatches(shown.line,
+                                   shownSearch_->matcher.match(SearchedLine(text), budget).ranges);
+    }
     if (const auto found = lastSearchResults_.find(lineIndex); found != lastSearchResults_.end()) {
+        // The user looks for it: it is not hidden.
+        shown.isShownAnyway = std::exchange(shown.marks.hideLine, false);
         if (const auto enforcer = ruleEnforcer())
             enforcer->highlightSearchMatches(shown.line,
                                              clippedTo(shown.line.length(), found->second.results));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/TailDataSourceProtocol.h"
+#include "core/search/CompiledSearch.h"
 #include "documents/LineDecorator.h"
 #include "documents/PageStore.h"
 #include "foundation/work/NativeLock.h"
@@ -43,6 +44,7 @@ public:
 
     const std::map<qint64, SearchMatch>& lastSearchResults() const override { return lastSearchResults_; }
     void setLastSearchResults(std::map<qint64, SearchMatch> results) override;
+    void setShownSearch(const std::optional<SearchItem>& search) override;
     void addSearchResult(const SearchMatch& match) override;
 
     std::shared_ptr<DocumentProtocol> getDocument() const override;
@@ -119,6 +121,12 @@ private:
     std::unique_ptr<const QuickHighlightFilterRule> quickHighlightRule_;
     bool quickHighlightEnabled_;
     std::map<qint64, SearchMatch> lastSearchResults_;
+    struct ShownSearch {
+        explicit ShownSearch(const SearchItem& item) : search(item) {}
+        CompiledSearch search;
+        CompiledSearch::Matcher matcher{search};
+    };
+    std::unique_ptr<ShownSearch> shownSearch_;
     std::shared_ptr<const LineMarkLookup> lineMarks_;
     std::unique_ptr<RuleFollower> ruleFollower_;
 

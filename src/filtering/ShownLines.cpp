@@ -11,12 +11,8 @@ namespace korvane {
 
 namespace {
 
-bool isSame(const SearchItem& a, const SearchItem& b) {
-    return a.searchStr() == b.searchStr() && a.regex() == b.regex() && a.ignoreCase() == b.ignoreCase();
-}
-
 bool isSameRule(const RuleSearch& a, const RuleSearch& b) {
-    return isSame(a.item, b.item) && a.hides == b.hides;
+    return a.item == b.item && a.hides == b.hides;
 }
 
 } // namespace
@@ -106,8 +102,10 @@ private:
     DerivedLineSet runStarts_;
 };
 
-ShownLines::ShownLines(std::shared_ptr<LogFileReaderProtocol> reader, std::function<void()> changed)
-    : reader_(std::move(reader)), changed_(std::move(changed)), queue_("Shown lines queue", 1) {}
+ShownLines::ShownLines(std::shared_ptr<LogFileReaderProtocol> reader, std::function<void()> changed,
+                       std::function<void()> countedChanged)
+    : reader_(std::move(reader)), changed_(std::move(changed)), countedChanged_(std::move(countedChanged)),
+      queue_("Shown lines queue", 1) {}
 
 ShownLines::~ShownLines() = default;
 
@@ -137,15 +135,16 @@ std::vector<SearchItem> ShownLines::searches() const {
 std::optional<ShownLines::Place> ShownLines::placeOf(const SearchItem& item) const {
     for (const auto& scan : scans_)
         for (std::size_t i = 0; i < scan->items.size(); ++i)
-            if (isSame(scan->items[i], item))
+            if (scan->items[i] == item)
                 return Place{scan.get(), i};
     return std::nullopt;
 }
 
 qint64 ShownLines::linesLeft() const {
     qint64 most = 0;
-    for (const auto& scan : scans_)
-        most = std::max(most, scan->sets.linesLeft);
+    for (const SearchItem& search : searches())
+        if (const auto place = placeOf(search))
+            most = std::max(most, place->scan->sets.linesLeft);
     return most;
 }
 
@@ -172,6 +171,19 @@ void ShownLines::setConditions(Conditions conditions) {
 std::optional<qint64> ShownLines::matchCount(const SearchItem& item) const {
     const auto place = placeOf(item);
     return place ? std::optional(place->scan->sets.items[place->item].lines.size()) : std::nullopt;
+}
+
+void ShownLines::setCounted(std::optional<SearchItem> search) {
+    if (std::exchange(counted_, search) != search)
+        startScans();
+}
+
+std::optional<ShownLines::Counted> ShownLines::counted() const {
+    const auto place = counted_ ? placeOf(*counted_) : std::nullopt;
+    if (!place)
+        return std::nullopt;
+    const LineSetScan::Sets& sets = place->scan->sets;
+    return Counted{sets.items[place->item].lines, sets.isComplete()};
 }
 
 void ShownLines::setAlwaysShown(LineSet lines) {
@@ -219,20 +231,16 @@ void ShownLines::setRunning(bool isRunning) {
 // ---- Scans and maps
 
 void ShownLines::startScans() {
-    if (!leavesOut()) {
-        scans_.clear();
-        showAll();
-        return;
-    }
-    const std::vector<SearchItem> wanted = searches();
+    std::vector<SearchItem> wanted = searches();
+    if (counted_)
+        wanted.push_back(*counted_);
     const auto isWanted = [&](const SearchItem& item) {
-        return std::ranges::any_of(wanted, [&](const SearchItem& other) { return isSame(other, item); });
+        return std::ranges::find(wanted, item) != wanted.end();
     };
     std::erase_if(scans_, [&](const auto& scan) { return std::ranges::none_of(scan->items, isWanted); });
     std::vector<SearchItem> missing;
     for (const SearchItem& search : wanted)
-        if (!placeOf(search) &&
-            std::ranges::none_of(missing, [&](const SearchItem& item) { return isSame(search, item); }))
+        if (!placeOf(search) && std::ranges::find(missing, search) == missing.end())
             missing.push_back(search);
     if (!missing.empty())
         scans_.push_back(makeScan(std::move(missing)));
@@ -243,11 +251,13 @@ std::unique_ptr<ShownLines::Scan> ShownLines::makeScan(std::vector<SearchItem> i
     auto made = std::make_unique<Scan>(Scan{items, {}, nullptr});
     made->sets.items.resize(items.size());
     made->sets.linesLeft = reader_->lineCount();
-    made->scan = std::make_unique<LineSetScan>(reader_, std::move(items),
-                                               [this, scan = made.get()](const LineSetScan::Sets& sets) {
-                                                   scan->sets = sets;
-                                                   make();
-                                               });
+    made->scan = std::make_unique<LineSetScan>(
+        reader_, std::move(items), [this, scan = made.get()](const LineSetScan::Sets& sets) {
+            scan->sets = sets;
+            make();
+            if (counted_ && countedChanged_ && std::ranges::find(scan->items, *counted_) != scan->items.end())
+                countedChanged_();
+        });
     made->scan->setFocus(focus_);
     made->scan->setRunning(isRunning_);
     made->scan->linesChanged(0, reader_->lineCount());

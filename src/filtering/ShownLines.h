@@ -40,8 +40,10 @@ public:
         bool isOneEnough = false;
     };
 
-    /// Calls `changed` whenever `map` or `linesLeft` has changed.
-    ShownLines(std::shared_ptr<LogFileReaderProtocol> reader, std::function<void()> changed);
+    /// Calls `changed` whenever `map` or `linesLeft` has changed, `countedChanged` whenever the matches of
+    /// the counted search have.
+    ShownLines(std::shared_ptr<LogFileReaderProtocol> reader, std::function<void()> changed,
+               std::function<void()> countedChanged = {});
     ~ShownLines();
     ShownLines(const ShownLines&) = delete;
     ShownLines& operator=(const ShownLines&) = delete;
@@ -49,7 +51,7 @@ public:
     /// For the lines that `setLines` named last, but with an old map until the first lines have been
     /// examined.
     const RowMap& map() const { return map_; }
-    /// Lines that have not been examined yet.
+    /// Lines that have not been examined yet for what is shown.
     qint64 linesLeft() const;
 
     /// Whether the rules may hide lines.
@@ -59,6 +61,15 @@ public:
     void setConditions(Conditions conditions);
     /// Lines found so far; nullopt if they are not searched for.
     std::optional<qint64> matchCount(const SearchItem& item) const;
+    /// A search whose matches are counted; nothing is left out because of it.
+    void setCounted(std::optional<SearchItem> search);
+    struct Counted {
+        /// The lines found so far.
+        LineSet lines;
+        bool isComplete = false;
+    };
+    /// Nullopt while nothing is counted.
+    std::optional<Counted> counted() const;
     /// The scan of a rule that was there before goes on.
     void setRules(Rules rules);
     /// Lines that are shown whatever the rules say.
@@ -102,9 +113,11 @@ private:
 
     const std::shared_ptr<LogFileReaderProtocol> reader_;
     const std::function<void()> changed_;
+    const std::function<void()> countedChanged_;
     HiddenLines mode_ = HiddenLines::AsFiltered;
     Rules rules_;
     Conditions conditions_;
+    std::optional<SearchItem> counted_;
     LineSet alwaysShown_;
     LineRange lines_;
     qint64 focus_ = 0;

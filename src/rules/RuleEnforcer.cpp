@@ -425,6 +425,10 @@ void RuleEnforcer::highlightSearchMatches(AttributedString& line, const std::vec
     line.add({.foreground = QColor(Qt::red), .background = QColor(Qt::yellow)}, ranges);
 }
 
+void RuleEnforcer::paintMatches(AttributedString& line, const std::vector<TextRange>& ranges) {
+    line.add({.foreground = QColor(Qt::black), .background = QColor(255, 236, 130)}, ranges);
+}
+
 bool RuleEnforcer::recordLine(const ActiveRule& rule, qint64 lineNum, std::uint64_t content) {
     const MutexLock guard(mutex_);
     RuleRecord& record = *rule.record;

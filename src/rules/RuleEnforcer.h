@@ -45,6 +45,8 @@ public:
     void clearRules() override;
 
     /// Paints the matches of the rule in the line.
+    /// Paints matches of the search less strongly than the one that it stands at.
+    static void paintMatches(AttributedString& line, const std::vector<TextRange>& ranges);
     static void applyQuickHighlight(AttributedString& line, const FilterRule& rule);
 
     // Any thread.

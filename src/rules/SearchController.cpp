@@ -1,7 +1,6 @@
 #include "rules/SearchController.h"
 
 #include "core/DataSourceRoles.h"
-#include "core/search/SearchItem.h"
 #include "foundation/work/MainThread.h"
 
 #include <algorithm>
@@ -34,22 +33,28 @@ SearchController::SearchController(Window window, std::shared_ptr<SearchedRows> 
 
 SearchController::~SearchController() = default;
 
-void SearchController::performSearch(const QString& searchText, Way way) {
+void SearchController::performSearch(SearchItem search, Way way, std::optional<qint64> from) {
     const Direction direction = way == Way::Current ? direction_ : opposite(direction_);
-    if (searchText.isEmpty()) {
+    if (search.searchStr().isEmpty()) {
         clearSearch();
         return;
     }
-    const QString text = trimmed(searchText);
-    if (text == currentSearchItem_ && searchInProgress())
+    if (!search.regex())
+        search.setSearchStr(trimmed(search.searchStr()));
+    const bool isOther = search != search_;
+    if (!isOther && searchInProgress())
         return;
-    if (text != currentSearchItem_) {
+    if (isOther) {
         clearSearch();
-        currentSearchItem_ = text;
+        search_ = std::move(search);
         resetPosition(direction);
     }
+    if (from && isOther)
+        currentSearchRow_ = direction == Direction::Forwards ? *from - 1 : *from + 1;
+    else if (from)
+        currentSearchRow_ = *from;
     const RowRange rows = rowsToSearch(direction);
-    currentOperation_ = std::make_shared<SearchOperation>(dataSource_, text, rows.start, rows.end);
+    currentOperation_ = std::make_shared<SearchOperation>(dataSource_, search_, rows.start, rows.end);
     window_.progress.show();
     currentOperation_->setCompletion([weak = weak_from_this(), operation = std::weak_ptr(currentOperation_)] {
         MainThread::shared().post([weak, ended = operation.lock()] {
@@ -84,7 +89,7 @@ void SearchController::handleSearchDirectionToggled(bool forward) {
 }
 
 void SearchController::clearSearch() {
-    currentSearchItem_.clear();
+    search_ = SearchItem(QString());
     cancelSearches();
     resetPosition(direction_);
 }
@@ -130,14 +135,14 @@ bool SearchController::show(const SearchMatch& match) {
 }
 
 SearchController::SearchOperation::SearchOperation(std::shared_ptr<SearchedRows> dataSource,
-                                                   QString searchTxt, qint64 startingRow, qint64 endRow)
-    : dataSource_(std::move(dataSource)), searchTxt_(std::move(searchTxt)), startingRow_(startingRow),
+                                                   SearchItem search, qint64 startingRow, qint64 endRow)
+    : dataSource_(std::move(dataSource)), search_(std::move(search)), startingRow_(startingRow),
       endRow_(endRow) {}
 
 void SearchController::SearchOperation::main() {
     if (dataSource_)
-        outcome_ = dataSource_->findNextMatch(startingRow_, endRow_, SearchItem(searchTxt_),
-                                              [this] { return isCancelled(); });
+        outcome_ =
+            dataSource_->findNextMatch(startingRow_, endRow_, search_, [this] { return isCancelled(); });
 }
 
 } // namespace korvane

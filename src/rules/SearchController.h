@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/search/Direction.h"
+#include "core/search/SearchItem.h"
 #include "core/search/SearchMatch.h"
 #include "foundation/notices/Notice.h"
 #include "foundation/work/Operation.h"
@@ -61,7 +62,12 @@ public:
     };
     /// Searches for the next line with the text. Does nothing while the same text is being searched; an empty
     /// text ends and clears the search.
-    void performSearch(const QString& searchText, Way way = Way::Current);
+    void performSearch(const QString& searchText, Way way = Way::Current) {
+        performSearch(SearchItem(searchText), way);
+    }
+    /// `from`: the row where the user stands, for another search the first one, for the same one the row next
+    /// to it; without it a search starts at the first or last row, or next to its last match.
+    void performSearch(SearchItem search, Way way, std::optional<qint64> from = std::nullopt);
     /// Cancels the search under way. The position stays.
     void stopSearch() { cancelSearches(); }
     /// Forgets text, position and matches.
@@ -74,7 +80,7 @@ public:
         searchFailed_ = std::move(action);
     }
 
-    const QString& currentSearchItem() const { return currentSearchItem_; }
+    const QString& currentSearchItem() const { return search_.searchStr(); }
     qint64 currentSearchRow() const { return currentSearchRow_; }
     bool searchingForward() const { return direction_ == Direction::Forwards; }
     bool searchInProgress() const { return currentOperation_ != nullptr; }
@@ -102,7 +108,7 @@ private:
     std::function<void(const QString&)> searchFailed_;
     Subscription directionSubscription_;
 
-    QString currentSearchItem_;
+    SearchItem search_{QString()};
     /// The row of the last match; the next search starts next to it.
     qint64 currentSearchRow_ = -1;
     Direction direction_ = Direction::Forwards;
@@ -111,12 +117,12 @@ private:
     OperationQueue opQueue_{"Search queue", 1};
 };
 
-/// Searches for a text, literally and ignoring case, from one row to another, and stops at the first row that
+/// Searches from one row to another, and stops at the first row that
 /// contains it.
 class SearchController::SearchOperation : public Operation {
 public:
     /// Both rows are searched; backwards when `endRow` lies before `startingRow`.
-    SearchOperation(std::shared_ptr<SearchedRows> dataSource, QString searchTxt, qint64 startingRow,
+    SearchOperation(std::shared_ptr<SearchedRows> dataSource, SearchItem search, qint64 startingRow,
                     qint64 endRow);
 
     /// The result. Precondition: the operation has ended.
@@ -127,7 +133,7 @@ protected:
 
 private:
     const std::shared_ptr<SearchedRows> dataSource_;
-    const QString searchTxt_;
+    const SearchItem search_;
     const qint64 startingRow_;
     const qint64 endRow_;
     SearchOutcome outcome_;

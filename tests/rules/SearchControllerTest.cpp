@@ -28,6 +28,7 @@ public:
     qint64 numberOfRows() const override { return rows.size(); }
     const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results; }
     void setLastSearchResults(std::map<qint64, SearchMatch> found) override { results = std::move(found); }
+    void setShownSearch(const std::optional<SearchItem>&) override {}
     void addSearchResult(const SearchMatch& found) override { results.insert_or_assign(found.row, found); }
     std::optional<SearchMatch> searchRow(qint64 row, const SearchItem& item) override {
         auto ranges = item.matchRanges(rows.value(row));

@@ -82,7 +82,6 @@ template <Direction direction, typename Take>
 [[gnu::target("avx2")]] bool scanWithAvx2(const ByteSearch& search, ByteSearch::Places rest,
                                           const Take& take) {
     constexpr std::size_t width = 32;
-    constexpr std::size_t bytesAhead = 768;
     const std::size_t rareOffset = search.rareOffset();
     const std::size_t secondOffset = search.secondOffset();
     const ByteSearch::Unit rare = search.unitAt(rareOffset);
@@ -92,17 +91,18 @@ template <Direction direction, typename Take>
     const __m256i secondMask = _mm256_set1_epi8(static_cast<char>(second.mask));
     const __m256i secondValue = _mm256_set1_epi8(static_cast<char>(second.value));
     constexpr bool isForwards = direction == Direction::Forwards;
+    constexpr std::size_t step = isForwards ? 2 * width : -2 * width;
+    constexpr std::size_t stepsAhead = 12;
     while (true) {
         // Two windows at once. Nothing is called in this loop, so that the units stay in registers.
         std::size_t base = isForwards ? rest.begin : rest.end - 2 * width;
         std::size_t left = (rest.end - rest.begin) / (2 * width);
         __m256i low = _mm256_setzero_si256();
         __m256i high = low;
-        for (; left > 0; --left, base += isForwards ? 2 * width : -2 * width) {
+        for (; left > 0; --left, base += step) {
             const auto* const one = reinterpret_cast<const __m256i*>(rest.block + base + rareOffset);
             const auto* const two = reinterpret_cast<const __m256i*>(rest.block + base + secondOffset);
-            if constexpr (isForwards)
-                _mm_prefetch(rest.block + base + bytesAhead, _MM_HINT_T0);
+            _mm_prefetch(rest.block + base + stepsAhead * step, _MM_HINT_T0);
             low = _mm256_and_si256(
                 _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(one), rareMask), rareValue),
                 _mm256_cmpeq_epi8(_mm256_or_si256(_mm256_loadu_si256(two), secondMask), secondValue));

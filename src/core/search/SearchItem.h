@@ -24,6 +24,7 @@ public:
     /// Every match in the line, ascending and without overlap, in UTF-16 code units; without empty matches.
     std::vector<TextRange> matchRanges(const QString& line) const;
     bool matches(const QString& line) const { return !matchRanges(line).empty(); }
+    friend bool operator==(const SearchItem&, const SearchItem&) = default;
 
 private:
     QString searchStr_;

@@ -66,9 +66,18 @@ LogViewController::LogViewController(std::shared_ptr<Document> document, AlertPr
     preferencesToken_ =
         Preferences::shared().observe([this](const QString& key) { handleUserDefaultsChanged(key); });
 
-    connect(search_, &LogSearch::noFurtherMatch, this, [this] {
-        showSearchMessage(!document_->isLoading() ? tr("No further match")
-                                                  : tr("No match in what has been read so far"));
+    connect(search_, &LogSearch::noMatch, this, [this](LogSearch::Ending ending, bool isForwards) {
+        if (document_->isLoading())
+            showSearchMessage(tr("No match in what has been read so far"));
+        else if (ending == LogSearch::Ending::NoMatch)
+            showSearchMessage(tr("No match"));
+        else
+            showSearchMessage(isForwards ? tr("No further match. Search again to go on from the first line")
+                                         : tr("No further match. Search again to go on from the last line"));
+    });
+    connect(search_, &LogSearch::hiddenLineShown, this, [this](qint64 lineNumber) {
+        showSearchMessage(
+            tr("Line %1 is hidden, and shown for its match").arg(QLocale().toString(lineNumber)));
     });
     connect(search_, &LogSearch::searchFailed, this, &LogViewController::showSearchMessage);
     connect(search_, &LogSearch::searchingChanged, this, [this](bool isSearching) {

@@ -30,7 +30,8 @@ ShownRows::ShownRows(std::shared_ptr<Document> document, std::shared_ptr<TailDat
     : QObject(parent), document_(std::move(document)), dataSource_(std::move(dataSource)), table_(table),
       endFollower_(endFollower), followsEnd_(std::move(followsEnd)) {
     if (const auto reader = document_->logReader())
-        lines_ = std::make_unique<ShownLines>(reader, [this] { mapChanged(); });
+        lines_ = std::make_unique<ShownLines>(
+            reader, [this] { mapChanged(); }, [this] { Q_EMIT countedChanged(); });
     if (!lines_)
         return;
     lines_->setLines({dataSource_->rowStart(), dataSource_->numberOfRows()});
@@ -82,6 +83,15 @@ void ShownRows::setConditions(ShownLines::Conditions conditions) {
 
 qint64 ShownRows::matchCount(const SearchItem& item) const {
     return lines_ ? lines_->matchCount(item).value_or(0) : 0;
+}
+
+void ShownRows::setCounted(const std::optional<SearchItem>& search) {
+    if (lines_)
+        lines_->setCounted(search);
+}
+
+std::optional<ShownLines::Counted> ShownRows::counted() const {
+    return lines_ ? lines_->counted() : std::nullopt;
 }
 
 int ShownRows::percentExamined() const {

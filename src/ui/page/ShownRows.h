@@ -55,6 +55,10 @@ public:
     /// Lines found so far for a condition.
     qint64 matchCount(const SearchItem& item) const;
 
+    /// Counts the lines with a match; files on servers are not counted.
+    void setCounted(const std::optional<SearchItem>& search);
+    std::optional<ShownLines::Counted> counted() const;
+
     /// Whether rules hide lines whose rows stay.
     bool couldLeaveOut() const;
     /// Whether some rows are left out now.
@@ -67,6 +71,7 @@ public:
 Q_SIGNALS:
     void changed();
     void conditionsChanged();
+    void countedChanged();
 
 private:
     void takeRules();

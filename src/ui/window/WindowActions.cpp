@@ -180,6 +180,7 @@ void WindowActions::makeEditMenu() {
     addPageAction(menu, tr("Find &Next"), QKeySequence(Qt::Key_F3), find(&LogSearch::findForwards));
     addPageAction(menu, tr("Find &Previous"), QKeySequence(Qt::SHIFT | Qt::Key_F3),
                   find(&LogSearch::findBackwards));
+    searchOptions_ = menu.addMenu(tr("Search &Options"));
     menu.addSeparator();
     menu.addAction(tr("Pr&eferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), &window_,
                    &MainWindow::preferencesRequested);
@@ -396,6 +397,7 @@ void WindowActions::fillToolBar() {
     addToToolBar(share_, QStringLiteral("share"), tr("Share the file by e-mail"));
     addToToolBar(terminal_, QStringLiteral("terminal"), tr("Open a terminal where the file is"));
     toolBar_.addSearch();
+    searchOptions_->addActions(toolBar_.switches());
     connect(&toolBar_, &MainToolBar::searchLeft, this, [this] {
         if (MainWindowController* page = window_.currentPage())
             page->setFocus();

@@ -77,6 +77,7 @@ private:
     QAction* copyWithHidden_ = nullptr;
     QAction* onlyWithThis_ = nullptr;
     QAction* withoutThis_ = nullptr;
+    QMenu* searchOptions_ = nullptr;
     QAction* copyWithNumbers_ = nullptr;
     QAction* copyAsMarkdown_ = nullptr;
     QAction* selectAll_ = nullptr;

@@ -188,6 +188,16 @@
     </message>
 </context>
 <context>
+    <name>korvane::MainToolBar</name>
+    <message numerus="yes">
+        <source>%1 line(s)</source>
+        <translation>
+            <numerusform>%1 line</numerusform>
+            <numerusform>%1 lines</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>korvane::RuleForm</name>
     <message numerus="yes">
         <source>Matches %1 of the %2 line(s) on the screen, and is too slow for %3 of them.</source>

@@ -1,8 +1,10 @@
 #include "core/reader/RowReader.h"
 
+#include "core/reader/LineFilterRead.h"
 #include "core/reader/LineSearch.h"
 #include "core/reader/Pages.h"
 #include "core/reader/ReadFaultLog.h"
+#include "core/search/Direction.h"
 
 #include <QCoreApplication>
 
@@ -11,6 +13,14 @@
 #include <utility>
 
 namespace korvane {
+
+namespace {
+
+/// Lines that are filtered at once for a pattern: few at first, since the next match is often near.
+constexpr qint64 fewestFilteredLines = 4096;
+constexpr qint64 mostFilteredLines = 1 << 17;
+
+} // namespace
 
 std::optional<QByteArray> RowReader::readBytes(const ByteSource& source, std::uint64_t begin,
                                                std::uint64_t end) {
@@ -137,13 +147,41 @@ void RowReader::learnEncoding() {
         decodeRows(readParts(1, pages::size, RowLength::Shown));
 }
 
+qint64 RowReader::firstHit(qint64 first, qint64 last, const SearchItem& item,
+                           const std::function<bool()>& isCancelled) {
+    const Direction direction = directionFrom(first, last);
+    const qint64 low = std::max<qint64>(std::min(first, last), 0);
+    const qint64 high = std::min(std::max(first, last), file_.index().lineCount() - 1);
+    const LineFilter filter({item}, decoder_.fileEncoding());
+    LineFilter::Pass pass(filter);
+    LineFilterRead lines(file_, decoder_, pass, isCancelled);
+    qint64 most = fewestFilteredLines;
+    for (qint64 left = high - low + 1; left > 0;) {
+        const qint64 count = std::min(most, left);
+        const qint64 begin = direction == Direction::Forwards ? high + 1 - left : low + left - count;
+        MatchBudget::Steps steps = MatchBudget::mostPerLine * count;
+        const FilteredLines found = lines.filter(begin, count, {&steps, 1});
+        const auto& hits = found.items.front().lines;
+        const bool isWhole = found.lineCount == count;
+        if (!hits.empty() && (isWhole || direction == Direction::Forwards))
+            return direction == Direction::Forwards ? hits.front() : hits.back();
+        if (!isWhole)
+            return direction == Direction::Forwards ? begin + found.lineCount : begin + count - 1;
+        left -= count;
+        most = std::min(2 * most, mostFilteredLines);
+    }
+    return last;
+}
+
 SearchOutcome RowReader::findNextMatch(qint64 first, qint64 last, const SearchItem& item,
                                        std::function<bool()> isCancelled) {
     const auto source = file_.source();
     if (!source)
         return {};
     learnEncoding();
-    LineSearch search({file_.index(), *source, decoder_}, item, std::move(isCancelled));
+    LineSearch search({file_.index(), *source, decoder_}, item, isCancelled);
+    if (item.regex())
+        first = firstHit(first, last, item, isCancelled);
     SearchOutcome outcome(search.find(first, last));
     if (!outcome && search.readError() != 0)
         outcome.fault = QCoreApplication::translate("LogReader", "The search has stopped, reading failed: %1")

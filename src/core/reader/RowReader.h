@@ -36,6 +36,10 @@ public:
     static constexpr std::uint64_t mostShownBytes = 64 << 20;
 
 private:
+    /// The first line from `first` to `last`, in either direction, that matches a pattern or cannot be read;
+    /// `last` without one.
+    qint64 firstHit(qint64 first, qint64 last, const SearchItem& item,
+                    const std::function<bool()>& isCancelled);
     /// Some of the requested bytes: consecutive whole lines, or the beginning of one.
     struct Part {
         std::uint64_t begin = 0;

@@ -104,8 +104,10 @@ void LogSearch::find(SearchController::Way way) {
 std::optional<qint64> LogSearch::startOf(const SearchItem& item, bool isForwards) {
     const qint64 rows = dataSource_->numberOfRows();
     const qint64 current = table_.selection().currentRow();
-    if (item != item_) {
-        const qint64 start = current >= 0 ? current : table_.scroller().firstVisibleRow();
+    if (item != item_ || std::exchange(startsAgain_, false)) {
+        const qint64 inView =
+            isForwards ? table_.scroller().firstVisibleRow() : table_.scroller().lastVisibleRow();
+        const qint64 start = current >= 0 ? current : inView;
         searchesAll_ = isForwards ? start <= 0 : start >= rows - 1;
         return start;
     }
@@ -134,6 +136,7 @@ void LogSearch::stop() {
 void LogSearch::forgetMatches() {
     pendingReveal_.reset();
     canGoRound_ = false;
+    startsAgain_ = true;
     searchController_->clearSearch();
 }
 

@@ -109,6 +109,8 @@ private:
     bool searchesAll_ = false;
     /// There was no match up to the end of the file: the same search goes on from the other end.
     bool canGoRound_ = false;
+    /// The matches found so far no longer count.
+    bool startsAgain_ = false;
     /// The current row since the last match; another one is where the user has gone.
     std::optional<qint64> rowOfMatch_;
     /// A match in a row whose text was not loaded when the row was shown.

@@ -9,9 +9,9 @@ namespace korvane {
 
 NavigateToolbarItem::NavigateToolbarItem(QWidget* parent)
     : QWidget(parent), backward_(makeButton(QStringLiteral("previous"), tr("Search backwards"),
-                                            tr("Search backwards, from the last line up"), false)),
-      forward_(makeButton(QStringLiteral("next"), tr("Search forwards"),
-                          tr("Search forwards, from the first line down"), true)) {
+                                            tr("Search towards the first line"), false)),
+      forward_(makeButton(QStringLiteral("next"), tr("Search forwards"), tr("Search towards the last line"),
+                          true)) {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);

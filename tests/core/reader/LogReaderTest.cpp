@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace korvane {
@@ -441,8 +442,11 @@ TEST_P(LogReaderTest, AFaultIsLoggedOnceUntilReadingSucceedsAgain) {
 TEST_P(LogReaderTest, RowsThatCannotBeReadAreAbsentAndNoEndOfASearch) {
     load("Error\n" + QByteArray(400'000, '.').replace(300'000, 1, "\n"));
     const qint64 last = reader_->lineCount() - 1;
+    bool isPattern = false;
     const auto search = [&](qint64 from, qint64 to, const QString& text) {
-        return reader_->findNextMatch(from, to, SearchItem(text), [] { return false; });
+        SearchItem item(text);
+        item.setRegex(isPattern);
+        return reader_->findNextMatch(from, to, item, [] { return false; });
     };
     EXPECT_TRUE(search(0, last, u"no such"_s).fault.isEmpty());
     FaultyReads::failFrom(0, EIO);
@@ -451,9 +455,36 @@ TEST_P(LogReaderTest, RowsThatCannotBeReadAreAbsentAndNoEndOfASearch) {
     EXPECT_EQ(reader_->readLines(1, 1).size(), isInMemory() ? 1 : 0);
     EXPECT_EQ(log.lines().filter(u"failed at byte 0"_s).size(), isInMemory() ? 0 : 1);
     FaultyReads::failFrom(200'000, EIO);
-    for (const auto& [from, to] : {std::pair(qint64{0}, last), std::pair(last, qint64{0})})
-        EXPECT_EQ(search(from, to, u"no such"_s).fault.contains(u"Input/output error"_s), !isInMemory());
-    EXPECT_TRUE(search(0, last, u"error"_s)) << "a line before the fault is found";
+    for (const bool pattern : {false, true}) {
+        isPattern = pattern;
+        for (const auto& [from, to] : {std::pair(qint64{0}, last), std::pair(last, qint64{0})})
+            EXPECT_EQ(search(from, to, u"no such"_s).fault.contains(u"Input/output error"_s), !isInMemory());
+        EXPECT_TRUE(search(0, last, u"error"_s)) << "a line before the fault is found";
+    }
+}
+
+TEST_P(LogReaderTest, APatternIsSearchedForInBothDirections) {
+    const std::set<qint64> matching = {3, 4095, 4096, 12287, 12288, 19'999};
+    QByteArray content;
+    for (qint64 line = 0; line < 20'000; ++line)
+        content += matching.contains(line) ? "id=4711 done\n" : "id=4711 failed\n";
+    load(content);
+    SearchItem item(u"id=\\d+ d.n"_s);
+    item.setRegex(true);
+    const auto next = [&](qint64 from, qint64 to) {
+        const auto found = reader_->findNextMatch(from, to, item, [] { return false; });
+        return found ? found->row : -1;
+    };
+    std::set<qint64> forwards;
+    std::set<qint64> backwards;
+    for (qint64 row = -1; (row = next(row + 1, 20'000)) >= 0;)
+        forwards.insert(row);
+    for (qint64 row = 20'001; row > 0 && (row = next(row - 1, 0)) >= 0;)
+        backwards.insert(row);
+    EXPECT_EQ(forwards, matching);
+    EXPECT_EQ(backwards, matching);
+    EXPECT_EQ(reader_->findNextMatch(0, 5, item, [] { return false; })->results.front().length, 11);
+    EXPECT_FALSE(reader_->findNextMatch(4, 19'999, item, [] { return true; })) << "cancelled";
 }
 
 // ---- Encodings ----

@@ -170,5 +170,20 @@ TEST_F(HiddenLinesTest, AnotherEncodingIsExaminedAgain) {
     EXPECT_TRUE(shows(*page, {1}));
 }
 
+TEST_F(HiddenLinesTest, AMatchInAFilteredRowIsOpened) {
+    MainWindowController* page = open("one\nsecret needle\nthree needle\n");
+    const auto isFiltered = [&](qint64 row) { return cellOf(page, row).identifier == cell::filtered; };
+    hideAllBut(*page, u"one"_s);
+    ASSERT_TRUE(until([&] { return isFiltered(1) && isFiltered(2); }));
+    LogSearch& search = page->logView().search();
+    search.setText(u"needle"_s);
+    search.findNext();
+    EXPECT_TRUE(until([&] { return textOfRow(*page, 1) == u"secret needle"_s; }));
+    EXPECT_TRUE(says(page, u"Line 2 is hidden, and shown for its match"_s));
+    EXPECT_TRUE(isFiltered(2));
+    search.setText({});
+    EXPECT_TRUE(until([&] { return isFiltered(1); }));
+}
+
 } // namespace
 } // namespace korvane::test

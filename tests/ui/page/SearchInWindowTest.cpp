@@ -2,11 +2,17 @@
 
 #include "ui/page/LogSearch.h"
 
+#include <QLabel>
+#include <QSignalSpy>
+
 namespace korvane::test {
 namespace {
 
 class SearchInWindowTest : public AppFixture {
 protected:
+    inline static const QString noneForwards =
+        u"No further match. Search again to go on from the first line"_s;
+
     static QLineEdit* fieldOf(MainWindowController* page) {
         return page->window()->findChild<QLineEdit*>(u"searchField"_s);
     }
@@ -42,15 +48,63 @@ TEST_F(SearchInWindowTest, EnterAndF3WalkForwardsAndWithShiftOneStepBack) {
     EXPECT_EQ(after(page, Qt::Key_Enter), 5);
     EXPECT_EQ(after(page, u"Find Previous"_s), 3);
     EXPECT_EQ(after(page, Qt::Key_Return, Qt::ShiftModifier), 2);
-    EXPECT_FALSE(says(page, u"No further match"_s));
+    EXPECT_FALSE(says(page, noneForwards));
     EXPECT_EQ(after(page, Qt::Key_Return), 3) << "the direction is still the same";
     press(page, Qt::Key_Return);
     EXPECT_EQ(after(page, Qt::Key_Return), 5);
     press(page, Qt::Key_Return);
-    EXPECT_TRUE(until([&] { return says(page, u"No further match"_s); }));
+    EXPECT_TRUE(until([&] { return says(page, noneForwards); }));
     EXPECT_EQ(found(page), 5);
     EXPECT_EQ(after(page, Qt::Key_Return, Qt::ShiftModifier), 3);
-    EXPECT_FALSE(says(page, u"No further match"_s)) << "it says so beside a match";
+    EXPECT_FALSE(says(page, noneForwards)) << "it says so beside a match";
+}
+
+TEST_F(SearchInWindowTest, ItBeginsWhereTheUserStandsAndGoesRoundWhenAskedTwice) {
+    MainWindowController* page = open("one\ntwo\none\nfour\none\nsix\n");
+    page->logView().goToLine(3);
+    type(page, u"one"_s);
+    EXPECT_EQ(after(page, Qt::Key_Return), 3) << "the line that the user is in is searched too";
+    EXPECT_EQ(after(page, Qt::Key_Return), 5);
+    press(page, Qt::Key_Return);
+    EXPECT_TRUE(until([&] { return says(page, noneForwards); }));
+    EXPECT_EQ(after(page, Qt::Key_Return), 1);
+    page->logView().goToLine(4);
+    EXPECT_EQ(after(page, Qt::Key_Return), 5) << "from where the user has gone";
+    page->logView().goToLine(4);
+    EXPECT_EQ(after(page, Qt::Key_Return, Qt::ShiftModifier), 3);
+    type(page, u"nowhere"_s);
+    press(page, Qt::Key_Return);
+    EXPECT_TRUE(until([&] { return says(page, noneForwards); }));
+    press(page, Qt::Key_Return);
+    EXPECT_TRUE(until([&] { return says(page, u"No match"_s); }));
+}
+
+TEST_F(SearchInWindowTest, SwitchesSayWhatTheTextMeansAndTheLinesAreCounted) {
+    MainWindowController* page = open("error\nerrors\nERROR 5\nx.y\nerror\n");
+    const auto* count = page->window()->findChild<QLabel*>(u"searchCount"_s);
+    const auto counts = [&](const QString& text) { return until([&] { return count->text() == text; }); };
+    type(page, u"error"_s);
+    EXPECT_EQ(after(page, Qt::Key_Return), 1);
+    EXPECT_TRUE(counts(u"1 of 4"_s)) << count->text().toStdString();
+    action(page, u"Whole Words"_s)->trigger();
+    EXPECT_FALSE(count->isVisible()) << "the count belongs to another search";
+    EXPECT_EQ(after(page, Qt::Key_Return), 1);
+    EXPECT_EQ(after(page, Qt::Key_Return), 3);
+    EXPECT_TRUE(counts(u"2 of 3"_s)) << count->text().toStdString();
+    action(page, u"Match Case"_s)->trigger();
+    EXPECT_EQ(after(page, Qt::Key_Return), 5);
+    EXPECT_TRUE(counts(u"2 of 2"_s)) << count->text().toStdString();
+    action(page, u"Regular Expression"_s)->trigger();
+    type(page, u"x[.]y|e.*[0-9]"_s);
+    EXPECT_EQ(after(page, Qt::Key_Return, Qt::ShiftModifier), 4);
+    EXPECT_TRUE(counts(u"1 of 1"_s)) << count->text().toStdString();
+    const QSignalSpy failures(&page->logView().search(), &LogSearch::searchFailed);
+    type(page, u"x["_s);
+    press(page, Qt::Key_Return);
+    ASSERT_EQ(failures.size(), 1);
+    EXPECT_TRUE(failures[0][0].toString().startsWith(u"This is no pattern: "_s));
+    const auto row = page->document()->dataSource()->cachedRowLine(3).value();
+    EXPECT_EQ(row.line.attributesAt(0)->foreground, QColor(Qt::red)) << "the last valid search stays";
 }
 
 TEST_F(SearchInWindowTest, TheMatchIsBroughtIntoViewAlsoSidewaysAndPainted) {
@@ -135,7 +189,7 @@ TEST_F(SearchInWindowTest, ALongSearchShowsThatItIsUnderWayAndCanBeStopped) {
     press(page, Qt::Key_Return);
     press(page, Qt::Key_Escape);
     EXPECT_FALSE(page->logView().search().isSearching());
-    EXPECT_FALSE(says(page, u"No further match"_s));
+    EXPECT_FALSE(says(page, noneForwards));
 }
 
 } // namespace

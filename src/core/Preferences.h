@@ -85,6 +85,7 @@ public:
     /// The strip that offers to leave hidden lines out has not been answered yet.
     inline static const Setting<bool> keyOffersToLeaveOut{QStringLiteral("offersToLeaveHiddenLinesOut"),
                                                           true};
+    inline static const Setting<bool> keyShowsOverview{QStringLiteral("showsOverview"), true};
     inline static const Setting<int> keyHiddenLines{
         QStringLiteral("hiddenLines"), 0, {{0, static_cast<int>(allHiddenLines.size()) - 1}}};
 
@@ -100,7 +101,7 @@ public:
             keyOpenLocalTerminalAlert, keyLogViewBGColor, keyLogViewFGColor, keyLogViewLineNumberFGColor,
             keyWrapLines, keyLazyLoadFile, keyShowWelcomeWinOnStart, keyNMSSHDebug, keyUseTabs,
             keyReopenDocuments, keyRowMemory, keyPipeReserve, keyOpenAtEnd, keyShowsHiddenRemoteFiles,
-            keyRemoteFileSorting, keyOffersToLeaveOut, keyHiddenLines, keySearchSwitches);
+            keyRemoteFileSorting, keyOffersToLeaveOut, keyHiddenLines, keySearchSwitches, keyShowsOverview);
     }
 
     // Keys whose default depends on the machine or on other keys.
@@ -165,6 +166,9 @@ public:
     /// The order of the files in the browser, see RemoteFileOrder::Sorting; 0 is by name.
     bool offersToLeaveOut() const { return value(keyOffersToLeaveOut); }
     void setOffersToLeaveOut(bool value) { set(keyOffersToLeaveOut, value); }
+    /// Whether a strip beside the scroll bar shows where matches and marked lines are.
+    bool showsOverview() const { return value(keyShowsOverview); }
+    void setShowsOverview(bool value) { set(keyShowsOverview, value); }
     /// Of the search used last.
     SearchSwitches searchSwitches() const { return SearchSwitches::fromNumber(value(keySearchSwitches)); }
     void setSearchSwitches(SearchSwitches switches) { set(keySearchSwitches, switches.toNumber()); }

@@ -44,6 +44,7 @@ const Accessors<bool> switches[] = {
     {"reopenDocuments", true, false, &P::reopenDocuments, &P::setReopenDocuments},
     {"openFollowedFilesAtEnd", false, true, &P::openAtEnd, &P::setOpenAtEnd},
     {"offersToLeaveHiddenLinesOut", true, false, &P::offersToLeaveOut, &P::setOffersToLeaveOut},
+    {"showsOverview", true, false, &P::showsOverview, &P::setShowsOverview},
     {"showsHiddenRemoteFiles", false, true, &P::showsHiddenRemoteFiles, &P::setShowsHiddenRemoteFiles},
 };
 const Accessors<int> numbers[] = {

@@ -16,8 +16,10 @@
 #include "ui/page/FileWatch.h"
 #include "ui/page/FooterViewController.h"
 #include "ui/page/LineCopier.h"
+#include "ui/page/LogSearch.h"
 #include "ui/page/LogViewController.h"
 #include "ui/page/NoticeStrip.h"
+#include "ui/page/OverviewStrip.h"
 #include "ui/page/ShownRows.h"
 #include "ui/page/ViewPlace.h"
 #include "ui/widgets/ProgressStrip.h"
@@ -25,6 +27,7 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
 #include <QPointer>
@@ -49,17 +52,38 @@ MainWindowController::MainWindowController(std::shared_ptr<Document> document, A
     : QWidget(parent), document_(std::move(document)), alerts_(alerts),
       logView_(new LogViewController(document_, alerts, this)), connectionStrip_(new ConnectionStrip(this)),
       noticeStrip_(new NoticeStrip(this)), conditionStrip_(new ConditionStrip(logView_->shownRows(), this)),
-      emptyReason_(new QLabel(&logView_->tableView())), loadStrip_(new ProgressStrip(this)),
-      copyStrip_(new ProgressStrip(this)), footer_(new FooterViewController(this)), notices_(*document_) {
+      overviewStrip_(new OverviewStrip(this)), emptyReason_(new QLabel(&logView_->tableView())),
+      loadStrip_(new ProgressStrip(this)), copyStrip_(new ProgressStrip(this)),
+      footer_(new FooterViewController(this)), notices_(*document_) {
     layOut();
     document_->setWindow(idOf(this));
     connectParts();
+    connectOverview();
     subscribe();
     takeSlowRules();
     showConnection();
     // The file may have been read already, and nothing is connected to this page's signals yet.
     QMetaObject::invokeMethod(
         this, [this] { loadStateChanged(); }, Qt::QueuedConnection);
+}
+
+void MainWindowController::connectOverview() {
+    const auto showContent = [this] { overviewStrip_->setContent(logView_->shownRows().overview()); };
+    const auto showStrip = [this] {
+        overviewStrip_->setVisible(logView_->shownRows().canHaveConditions() &&
+                                   Preferences::shared().showsOverview());
+    };
+    connect(&logView_->search(), &LogSearch::countChanged, overviewStrip_, showContent);
+    connect(&logView_->shownRows(), &ShownRows::marksChanged, overviewStrip_, showContent);
+    connect(logView_, &LogViewController::rowCountChanged, overviewStrip_, showContent);
+    connect(overviewStrip_, &OverviewStrip::lineChosen, logView_,
+            [this](qint64 line) { logView_->goToLine(line + 1); });
+    overviewToken_ = Preferences::shared().observe([showStrip](const QString& key) {
+        if (key == Preferences::keyShowsOverview.key)
+            showStrip();
+    });
+    showContent();
+    showStrip();
 }
 
 void MainWindowController::layOut() {
@@ -69,7 +93,11 @@ void MainWindowController::layOut() {
     layout->addWidget(connectionStrip_);
     layout->addWidget(noticeStrip_);
     layout->addWidget(conditionStrip_);
-    layout->addWidget(&logView_->tableView(), 1);
+    auto* log = new QHBoxLayout;
+    log->setSpacing(0);
+    log->addWidget(&logView_->tableView(), 1);
+    log->addWidget(overviewStrip_);
+    layout->addLayout(log, 1);
     layout->addWidget(loadStrip_);
     layout->addWidget(copyStrip_);
     layout->addWidget(footer_);

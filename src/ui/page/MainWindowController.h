@@ -22,6 +22,7 @@ class Document;
 class FooterViewController;
 class ConditionStrip;
 class NoticeStrip;
+class OverviewStrip;
 class LogViewController;
 class ProgressStrip;
 
@@ -95,6 +96,7 @@ protected:
 private:
     void layOut();
     void connectParts();
+    void connectOverview();
     void subscribe();
     void updateFooter();
     void loadStateChanged();
@@ -114,6 +116,7 @@ private:
     ConnectionStrip* connectionStrip_;
     NoticeStrip* noticeStrip_;
     ConditionStrip* conditionStrip_;
+    OverviewStrip* overviewStrip_;
     QLabel* emptyReason_;
     ProgressStrip* loadStrip_;
     ProgressStrip* copyStrip_;
@@ -126,6 +129,7 @@ private:
     bool isInputReloadable_ = false;
     Subscriptions subscriptions_;
     UserDefaults::Token preferencesToken_;
+    UserDefaults::Token overviewToken_;
 };
 
 } // namespace korvane

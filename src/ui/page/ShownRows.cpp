@@ -94,6 +94,13 @@ std::optional<ShownLines::Counted> ShownRows::counted() const {
     return lines_ ? lines_->counted() : std::nullopt;
 }
 
+OverviewStrip::Content ShownRows::overview() const {
+    OverviewStrip::Content content{{dataSource_->rowStart(), dataSource_->numberOfRows()}, {}, marked_};
+    if (const auto found = counted())
+        content.matches = found->lines;
+    return content;
+}
+
 int ShownRows::percentExamined() const {
     const qint64 lines = dataSource_->rowCount();
     const qint64 left = lines_ ? std::min(lines_->linesLeft(), lines) : 0;
@@ -121,7 +128,9 @@ void ShownRows::takeMarks() {
                 FileBasedBookmarksManager::shared().lineMarksFor(absoluteString(document_->fileUrl())))
             for (const auto& mark : *marks)
                 marked_.push_back(mark->lineNum());
+    std::ranges::sort(marked_);
     publishAlwaysShown();
+    Q_EMIT marksChanged();
 }
 
 void ShownRows::publishAlwaysShown() {

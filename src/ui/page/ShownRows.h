@@ -4,6 +4,7 @@
 #include "filtering/ShownLines.h"
 #include "foundation/archive/UserDefaults.h"
 #include "foundation/notices/Notice.h"
+#include "ui/page/OverviewStrip.h"
 
 #include <QObject>
 
@@ -59,6 +60,9 @@ public:
     void setCounted(const std::optional<SearchItem>& search);
     std::optional<ShownLines::Counted> counted() const;
 
+    /// What a strip beside the table shows; empty for a file on a server.
+    OverviewStrip::Content overview() const;
+
     /// Whether rules hide lines whose rows stay.
     bool couldLeaveOut() const;
     /// Whether some rows are left out now.
@@ -72,6 +76,8 @@ Q_SIGNALS:
     void changed();
     void conditionsChanged();
     void countedChanged();
+    /// Other lines are marked, or other rows are there.
+    void marksChanged();
 
 private:
     void takeRules();

@@ -230,6 +230,8 @@ QWidget* PreferencesWindow::makeAppearancePage() {
               &Preferences::setWrapLines);
     addSwitch(layout, tr("&Highlight the selected text wherever it stands"),
               &Preferences::quickHighlightSelection, &Preferences::setQuickHighlightSelection);
+    addSwitch(layout, tr("Show beside the scroll bar where &matches and marked lines are"),
+              &Preferences::showsOverview, &Preferences::setShowsOverview);
     layout.addStretch();
     return page;
 }

@@ -49,7 +49,7 @@ TEST_F(ConnectionEndTest, AServerThatEndsTheLoginIsBelieved) {
 }
 
 TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
-    settings_.filesLimit = 500ms;
+    const auto usualLimit = settings_.filesLimit;
     const std::pair<const char*, QString> cases[] = {
         {"exit 127", u"The server gives no access to its files."_s},
         {"echo; echo Welcome; cat", u"The server prints text at login, which hides its files."_s},
@@ -59,6 +59,8 @@ TEST_F(ConnectionEndTest, ABrokenSubsystemCostsTheFilesAndNotTheCommands) {
     };
     for (const auto& [script, fault] : cases) {
         SCOPED_TRACE(script);
+        // The others answer at once, unless the machine is busy.
+        settings_.filesLimit = std::string_view(script) == "exec sleep 600" ? 500ms : usualLimit;
         const test::SshServer server(QByteArray("Subsystem sftp ") + script);
         const auto client = clientFor(keyHost(server));
         EXPECT_EQ(connected(client), u"authorised, no home"_s);

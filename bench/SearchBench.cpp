@@ -24,6 +24,7 @@ public:
     qint64 numberOfRows() const override { return reader_->lineCount(); }
     const std::map<qint64, SearchMatch>& lastSearchResults() const override { return results_; }
     void setLastSearchResults(std::map<qint64, SearchMatch>) override {}
+    void setShownSearch(const std::optional<SearchItem>&) override {}
     void addSearchResult(const SearchMatch&) override {}
     std::optional<SearchMatch> searchRow(qint64, const SearchItem&) override { return std::nullopt; }
     SearchOutcome findNextMatch(qint64 firstRow, qint64 lastRow, const SearchItem& item,
@@ -52,7 +53,8 @@ int search(const char* path, const char* text) {
     reader->refresh();
     reader->readRows(1, 1, RowLength::Shown);
     const auto rows = std::make_shared<BenchRows>(reader);
-    SearchController::SearchOperation operation(rows, QString::fromUtf8(text), 0, rows->numberOfRows() - 1);
+    SearchController::SearchOperation operation(rows, SearchItem(QString::fromUtf8(text)), 0,
+                                                rows->numberOfRows() - 1);
     std::ofstream("/proc/self/clear_refs") << "5"; // resets the peak (VmHWM)
     const long idle = statusKib("VmRSS");
     const auto start = std::chrono::steady_clock::now();

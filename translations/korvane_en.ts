@@ -198,6 +198,23 @@
     </message>
 </context>
 <context>
+    <name>korvane::OverviewStrip</name>
+    <message numerus="yes">
+        <source>%1 line(s) with a match</source>
+        <translation>
+            <numerusform>%1 line with a match</numerusform>
+            <numerusform>%1 lines with a match</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%1 marked line(s)</source>
+        <translation>
+            <numerusform>%1 marked line</numerusform>
+            <numerusform>%1 marked lines</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>korvane::RuleForm</name>
     <message numerus="yes">
         <source>Matches %1 of the %2 line(s) on the screen, and is too slow for %3 of them.</source>

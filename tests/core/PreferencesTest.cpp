@@ -90,12 +90,17 @@ TEST_F(PreferencesTest, EachSettingHasItsKeyItsDefaultAndItsLimits) {
     expectKept<bool>(switches);
     expectKept<int>(numbers);
     expectKept<double>(times);
-    EXPECT_EQ(std::size(switches) + std::size(numbers) + std::size(times) + 4,
+    EXPECT_EQ(std::size(switches) + std::size(numbers) + std::size(times) + 5,
               std::tuple_size_v<decltype(Preferences::settings())>)
-        << "three are colours, and one is that below";
+        << "three are colours, and two are those below";
 }
 
-TEST_F(PreferencesTest, WhatBecomesOfHiddenLinesIsStoredAsANumberWithinLimits) {
+TEST_F(PreferencesTest, ChoicesAreStoredAsNumbersWithinLimits) {
+    preferences_.setSearchSwitches({.matchesCase = true, .isPattern = true});
+    EXPECT_EQ(Preferences(store()).searchSwitches(),
+              (SearchSwitches{.matchesCase = true, .isPattern = true}));
+    preferences_.userDefaults().set(u"searchSwitches"_s, 8);
+    EXPECT_EQ(Preferences(store()).searchSwitches(), SearchSwitches::fromNumber(7));
     EXPECT_EQ(preferences_.hiddenLines(), HiddenLines::AsFiltered);
     for (const auto& [stored, used] : {std::pair(1, HiddenLines::LeftOut),
                                        {4, HiddenLines::LeftOutWith10Around},

@@ -215,7 +215,7 @@ TEST_F(SearchControllerTest, MatchesAreKeptByLineAndShownByRowWhileTheyAreInTheT
 }
 
 TEST(SearchOperation, WithoutADataSourceThereIsNoMatch) {
-    SearchController::SearchOperation operation(nullptr, u"a"_s, 0, 5);
+    SearchController::SearchOperation operation(nullptr, SearchItem(u"a"_s), 0, 5);
     operation.runBody();
     EXPECT_FALSE(operation.outcome().match);
 }

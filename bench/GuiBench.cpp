@@ -8,6 +8,8 @@
 #include "rules/HighlightRule.h"
 #include "rules/RuleSwitch.h"
 #include "support/Session.h"
+#include "ui/page/LogSearch.h"
+#include "ui/page/ShownRows.h"
 
 #include <QPaintEvent>
 #include <QScrollBar>
@@ -177,6 +179,69 @@ int switchRules(int argc, char** argv, const char* path) {
     return 0;
 }
 
+bool areVisibleRowsLoaded(LogTableView& table) {
+    return std::ranges::all_of(table.scroller().visibleRows(), [&](const RowPlaces::VisibleRow& row) {
+        return table.delegate().viewForTableColumn(cell::line, row.row).row != nullptr;
+    });
+}
+
+/// Searches the loaded file from its first line for a text or pattern, and waits until the match is painted.
+/// Prints "ms line".
+int firstMatch(int argc, char** argv, const char* path, std::string_view kind, const char* text) {
+    QApplication application(argc, argv);
+    Session session(path);
+    if (!session.page)
+        return 1;
+    while (session.page->isLoading())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    LogTableView& table = session.table();
+    LogSearch& search = session.page->logView().search();
+    search.setText(QString::fromUtf8(text));
+    search.setSwitches({.isPattern = kind == "pattern"});
+    const auto start = Clock::now();
+    search.findForwards();
+    while (table.selection().currentRow() < 0 || !areVisibleRowsLoaded(table)) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        if (!search.isSearching() && table.selection().currentRow() < 0)
+            return 1;
+    }
+    table.viewport()->repaint();
+    std::printf("%.3f %lld\n", millisecondsSince(start),
+                static_cast<long long>(table.selection().currentRow() + 1));
+    return 0;
+}
+
+/// Leaves out all lines without a pattern, and turns pages until each shows its texts. Prints "longest-ms
+/// median-ms pages rows".
+int leftOutPages(int argc, char** argv, const char* path, const char* pattern) {
+    QApplication application(argc, argv);
+    Session session(path);
+    if (!session.page)
+        return 1;
+    while (session.page->isLoading())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    LogTableView& table = session.table();
+    ShownRows& rows = session.page->logView().shownRows();
+    const SearchItem item = SearchSwitches{.isPattern = true}.itemFor(QString::fromUtf8(pattern));
+    rows.setConditions({{{item, ShownLines::Condition::Kind::Only}}, false});
+    while (rows.percentExamined() < 100 || !rows.leavesOut() || !areVisibleRowsLoaded(table))
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    std::vector<double> times;
+    for (int i = 0; i < 100; ++i) {
+        const auto start = Clock::now();
+        if (!table.scroller().scrollByPage(1))
+            return 1;
+        while (!areVisibleRowsLoaded(table))
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        table.viewport()->repaint();
+        times.push_back(millisecondsSince(start));
+    }
+    std::ranges::sort(times);
+    std::printf("%.3f %.3f %zu %lld\n", times.back(), times[times.size() / 2], times.size(),
+                static_cast<long long>(rows.unhiddenRowCount()));
+    return 0;
+}
+
 } // namespace
 } // namespace korvane::bench
 
@@ -191,6 +256,10 @@ int main(int argc, char** argv) {
         return korvane::bench::jump(argc, argv, argv[2]);
     if (command == "switch" && argc == 3)
         return korvane::bench::switchRules(argc, argv, argv[2]);
+    if (command == "first-match" && argc == 5)
+        return korvane::bench::firstMatch(argc, argv, argv[2], argv[3], argv[4]);
+    if (command == "left-out-pages" && argc == 4)
+        return korvane::bench::leftOutPages(argc, argv, argv[2], argv[3]);
     if (command == "hint" && argc == 3)
         return korvane::bench::hint(argc, argv, argv[2]);
     if (command == "tail-delay" && argc == 4)

@@ -214,6 +214,7 @@ void ShownLines::startAgain() {
         scan->sets.examined = {};
         scan->scan->startAgain(reader_->lineCount());
     }
+    hasReachedEnd_ = isEndExamined();
     ++content_;
     isStale_ = true;
     // The old map would show other lines than it was made for.
@@ -244,6 +245,7 @@ void ShownLines::startScans() {
             missing.push_back(search);
     if (!missing.empty())
         scans_.push_back(makeScan(std::move(missing)));
+    hasReachedEnd_ = isEndExamined();
     make();
 }
 
@@ -254,6 +256,7 @@ std::unique_ptr<ShownLines::Scan> ShownLines::makeScan(std::vector<SearchItem> i
     made->scan = std::make_unique<LineSetScan>(
         reader_, std::move(items), [this, scan = made.get()](const LineSetScan::Sets& sets) {
             scan->sets = sets;
+            hasReachedEnd_ = hasReachedEnd_ || isEndExamined();
             make();
             if (counted_ && countedChanged_ && std::ranges::find(scan->items, *counted_) != scan->items.end())
                 countedChanged_();
@@ -264,10 +267,18 @@ std::unique_ptr<ShownLines::Scan> ShownLines::makeScan(std::vector<SearchItem> i
     return made;
 }
 
+bool ShownLines::isEndExamined() const {
+    return std::ranges::all_of(searches(), [this](const SearchItem& search) {
+        const auto place = placeOf(search);
+        return place && place->scan->sets.examined.contains(reader_->lineCount() - 1);
+    });
+}
+
 void ShownLines::showAll() {
     isStale_ = true;
     const bool didShowAll = map_.showsAll();
     map_ = RowMap::ofAllRows(lines_.length);
+    mapReachesEnd_ = true;
     if (!didShowAll)
         changed_();
 }
@@ -311,10 +322,11 @@ void ShownLines::make() {
     if (!maker_ || maker_->combination() != wanted->combination)
         maker_ = std::make_shared<Maker>(wanted->combination);
     queue_.run([maker = maker_, request = std::move(*wanted)] { return maker->make(request); })
-        .then(std::weak_ptr(life_), [this, content = content_](RowMap map) {
+        .then(std::weak_ptr(life_), [this, content = content_, reachesEnd = hasReachedEnd_](RowMap map) {
             isMaking_ = false;
             if (leavesOut() && content == content_) {
                 map_ = std::move(map);
+                mapReachesEnd_ = reachesEnd;
                 changed_();
             }
             if (isStale_)

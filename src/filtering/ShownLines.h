@@ -54,6 +54,10 @@ public:
     /// Lines that have not been examined yet for what is shown.
     qint64 linesLeft() const;
 
+    /// Whether the end of the file had been examined when the map was made: before, its last row is not the
+    /// last one that there will be.
+    bool reachesEnd() const { return mapReachesEnd_; }
+
     /// Whether the rules may hide lines.
     bool canHide() const;
     /// Of the rules; conditions leave lines out in every mode.
@@ -106,6 +110,7 @@ private:
     std::optional<Place> placeOf(const SearchItem& item) const;
     void startScans();
     std::unique_ptr<Scan> makeScan(std::vector<SearchItem> items);
+    bool isEndExamined() const;
     /// The map in the background, from what is known now.
     void make();
     std::optional<Request> request() const;
@@ -129,6 +134,9 @@ private:
     bool isMaking_ = false;
     /// Something has changed since the map under way was begun.
     bool isStale_ = false;
+    /// Since rules or conditions last changed.
+    bool hasReachedEnd_ = true;
+    bool mapReachesEnd_ = true;
     /// Counts the contents of the file: a map made for an earlier one is dropped.
     std::uint64_t content_ = 0;
     const std::shared_ptr<const bool> life_ = std::make_shared<const bool>(true);

@@ -40,7 +40,8 @@ class Desktop:
             (self.home / kind).mkdir(mode=0o700)
             environment[f"XDG_{kind}"] = str(self.home / kind)
         read, write = os.pipe()
-        self.start(["Xvfb", "-displayfd", str(write), "-screen", "0", "1400x900x24", "-nolisten", "tcp"],
+        # Without -noreset the server starts again when its last client leaves, and cuts off one that is just coming.
+        self.start(["Xvfb", "-noreset", "-displayfd", str(write), "-screen", "0", "1400x900x24", "-nolisten", "tcp"],
                    environment, pass_fds=[write])
         os.close(write)
         with os.fdopen(read) as answer:
@@ -49,10 +50,17 @@ class Desktop:
                         "QT_LOGGING_RULES": "korvane.timing=true"}
         self.environment = environment
         self.start(["openbox"], environment)
+        try:
+            self.wait_for_window_manager()
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def wait_for_window_manager(self):
         # A window that opens while the window manager takes over the display may stay unmanaged.
         until("the start of the window manager",
               lambda: self.run("xdotool", "get_num_desktops", check=False).strip() not in ("", "0"))
-        return self
 
     def __exit__(self, *_):
         for process in reversed(self.started):

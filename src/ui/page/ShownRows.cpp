@@ -201,7 +201,10 @@ void ShownRows::update() {
 }
 
 void ShownRows::mapChanged() {
-    endFollower_.whileRowsChange(followsEnd_(), [this] { update(); });
+    // While the first lines found fit into the view, it stands at their end without being at the end of the
+    // file.
+    endFollower_.whileRowsChange(followsEnd_() && hasLastRow_, [this] { update(); });
+    hasLastRow_ = lines_->reachesEnd();
     if (pending_ && table_.scroller().map().shows(pending_->line - dataSource_->rowStart()))
         std::exchange(pending_, nullptr)->then();
     Q_EMIT changed();

@@ -100,6 +100,8 @@ private:
     /// The last line of each kind.
     std::map<Reveal, qint64> revealed_;
     std::vector<qint64> marked_;
+    /// The last row of the table is the last one that there is.
+    bool hasLastRow_ = true;
     struct Pending {
         qint64 line = 0;
         std::function<void()> then;

@@ -49,7 +49,7 @@ QIcon switchIcon(const QString& glyph, bool isOn, const QPalette& palette) {
     painter.setFont(font);
     painter.setPen(palette.color(isOn ? QPalette::HighlightedText : QPalette::PlaceholderText));
     painter.drawText(QRectF(0, 0, size, size), Qt::AlignCenter, glyph);
-    return QIcon(pixmap);
+    return pixmap;
 }
 
 } // namespace
@@ -163,6 +163,7 @@ void MainToolBar::addSwitch(const QString& text, const QString& toolTip, bool Se
     connect(action, &QAction::triggered, this, [this, value](bool isOn) {
         if (!search_)
             return;
+        // NOLINTNEXTLINE(misc-const-correctness): changed by the next line
         SearchSwitches switches = search_->switches();
         switches.*value = isOn;
         search_->setSwitches(switches);

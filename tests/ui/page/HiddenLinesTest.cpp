@@ -170,6 +170,22 @@ TEST_F(HiddenLinesTest, AnotherEncodingIsExaminedAgain) {
     EXPECT_TRUE(shows(*page, {1}));
 }
 
+TEST_F(HiddenLinesTest, AFollowedFileWhoseFirstLinesAreLookedAtStaysThere) {
+    const TemporaryFile file(numberedLines(2'000'000) + "\n");
+    MainWindowController* page = openFollowed(file);
+    ShownRows& rows = page->logView().shownRows();
+    const auto showOnly = [&](const QString& text, qint64 lineCount) {
+        rows.setConditions({{{SearchItem(text), ShownLines::Condition::Kind::Only}}, false});
+        return until([&] { return rows.unhiddenRowCount() == lineCount; });
+    };
+    ASSERT_TRUE(showOnly(u"9999"_s, 560));
+    EXPECT_EQ(visibleLines(*page).front(), 9999);
+    rows.setConditions({});
+    page->logView().goToLastLine();
+    ASSERT_TRUE(showOnly(u"line 1999"_s, 1111));
+    EXPECT_EQ(visibleLines(*page).back(), 1'999'999) << "a view at the end stays there";
+}
+
 TEST_F(HiddenLinesTest, AMatchInAFilteredRowIsOpened) {
     MainWindowController* page = open("one\nsecret needle\nthree needle\n");
     const auto isFiltered = [&](qint64 row) { return cellOf(page, row).identifier == cell::filtered; };

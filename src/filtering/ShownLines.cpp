@@ -173,9 +173,11 @@ std::optional<qint64> ShownLines::matchCount(const SearchItem& item) const {
     return place ? std::optional(place->scan->sets.items[place->item].lines.size()) : std::nullopt;
 }
 
-void ShownLines::setCounted(std::optional<SearchItem> search) {
-    if (std::exchange(counted_, search) != search)
-        startScans();
+void ShownLines::setCounted(const std::optional<SearchItem>& search) {
+    if (counted_ == search)
+        return;
+    counted_ = search;
+    startScans();
 }
 
 std::optional<ShownLines::Counted> ShownLines::counted() const {

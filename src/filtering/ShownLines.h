@@ -66,7 +66,7 @@ public:
     /// Lines found so far; nullopt if they are not searched for.
     std::optional<qint64> matchCount(const SearchItem& item) const;
     /// A search whose matches are counted; nothing is left out because of it.
-    void setCounted(std::optional<SearchItem> search);
+    void setCounted(const std::optional<SearchItem>& search);
     struct Counted {
         /// The lines found so far.
         LineSet lines;

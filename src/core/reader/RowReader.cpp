@@ -174,7 +174,7 @@ qint64 RowReader::firstHit(qint64 first, qint64 last, const SearchItem& item,
 }
 
 SearchOutcome RowReader::findNextMatch(qint64 first, qint64 last, const SearchItem& item,
-                                       std::function<bool()> isCancelled) {
+                                       const std::function<bool()>& isCancelled) {
     const auto source = file_.source();
     if (!source)
         return {};

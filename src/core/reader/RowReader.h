@@ -26,7 +26,7 @@ public:
     QStringList readLines(qint64 start, qint64 count);
     DisplayLines readRows(qint64 start, qint64 count, RowLength length);
     SearchOutcome findNextMatch(qint64 first, qint64 last, const SearchItem& item,
-                                std::function<bool()> isCancelled);
+                                const std::function<bool()>& isCancelled);
 
     /// A line with more bytes than this is cut for the screen…
     static constexpr std::uint64_t longestShownLine = 1 << 20;

@@ -107,7 +107,7 @@ std::optional<qint64> LogSearch::startOf(const SearchItem& item, bool isForwards
     if (item != item_ || std::exchange(startsAgain_, false)) {
         const qint64 inView =
             isForwards ? table_.scroller().firstVisibleRow() : table_.scroller().lastVisibleRow();
-        const qint64 start = current >= 0 ? current : inView;
+        const qint64 start = table_.rowRect(current) ? current : inView;
         searchesAll_ = isForwards ? start <= 0 : start >= rows - 1;
         return start;
     }

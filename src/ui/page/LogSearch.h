@@ -37,7 +37,7 @@ public:
     bool isSearching() const { return searchController_->searchInProgress(); }
 
     /// Goes to the next match in the current direction. Another text is searched for from the current line
-    /// on, or from the first one on the screen.
+    /// on, if it is in view, else from the first line in view.
     void findNext();
     /// Goes to the next match in the other direction, without changing the direction.
     void findOtherWay();

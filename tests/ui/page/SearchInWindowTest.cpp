@@ -77,6 +77,12 @@ TEST_F(SearchInWindowTest, ItBeginsWhereTheUserStandsAndGoesRoundWhenAskedTwice)
     EXPECT_TRUE(until([&] { return says(page, noneForwards); }));
     press(page, Qt::Key_Return);
     EXPECT_TRUE(until([&] { return says(page, u"No match"_s); }));
+
+    MainWindowController* longer = open(numberedLines(5000), "longer.log");
+    longer->logView().goToLine(2);
+    tableOf(longer).scroller().scrollRowToVisible(3000);
+    type(longer, u"9"_s);
+    EXPECT_GT(after(longer, Qt::Key_Return), 2900) << "the user looks at other lines than the current one";
 }
 
 TEST_F(SearchInWindowTest, SwitchesSayWhatTheTextMeansAndTheLinesAreCounted) {

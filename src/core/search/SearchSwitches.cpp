@@ -30,10 +30,11 @@ SearchSwitches SearchSwitches::fromNumber(int number) {
 }
 
 SearchItem SearchSwitches::itemFor(const QString& text) const {
-    SearchItem item(text);
+    const QString words = isPattern ? text : text.trimmed();
+    SearchItem item(words);
     item.setIgnoreCase(!matchesCase);
     item.setRegex(isPattern);
-    if (!wholeWords || text.isEmpty())
+    if (!wholeWords || words.isEmpty())
         return item;
     const QString boundary = QStringLiteral("\\b");
     if (isPattern) {
@@ -41,9 +42,6 @@ SearchItem SearchSwitches::itemFor(const QString& text) const {
         return item;
     }
     // At an end that is no part of a word there is no boundary to be found.
-    const QString words = text.trimmed();
-    if (words.isEmpty())
-        return item;
     item.setRegex(true);
     item.setSearchStr((isOfWord(words.front()) ? boundary : QString()) + escaped(words) +
                       (isOfWord(words.back()) ? boundary : QString()));

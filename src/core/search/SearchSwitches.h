@@ -11,7 +11,8 @@ struct SearchSwitches {
     /// The text is a regular expression.
     bool isPattern = false;
 
-    /// The search for a text, as its field means it. A pattern may be invalid: `patternFault`.
+    /// The search for a text, as its field means it; without spaces around it, except for a pattern. A
+    /// pattern may be invalid: `patternFault`.
     SearchItem itemFor(const QString& text) const;
     /// For a settings file.
     int toNumber() const;

@@ -83,6 +83,11 @@ void LogSearch::find(SearchController::Way way) {
         return;
     }
     const SearchItem item = switches_.itemFor(text_);
+    if (item.searchStr().isEmpty()) {
+        forgetSearch();
+        Q_EMIT noMatch(Ending::NoMatch, searchesForward());
+        return;
+    }
     const bool isForwards = searchesForward() == (way == SearchController::Way::Current);
     if (item == item_ && isSearching())
         return;
@@ -104,7 +109,7 @@ void LogSearch::find(SearchController::Way way) {
 std::optional<qint64> LogSearch::startOf(const SearchItem& item, bool isForwards) {
     const qint64 rows = dataSource_->numberOfRows();
     const qint64 current = table_.selection().currentRow();
-    if (item != item_ || std::exchange(startsAgain_, false)) {
+    if (std::exchange(startsAgain_, false) || item != item_) {
         const qint64 inView =
             isForwards ? table_.scroller().firstVisibleRow() : table_.scroller().lastVisibleRow();
         const qint64 start = table_.rowRect(current) ? current : inView;

@@ -89,7 +89,7 @@ TEST_F(SearchInWindowTest, SwitchesSayWhatTheTextMeansAndTheLinesAreCounted) {
     MainWindowController* page = open("error\nerrors\nERROR 5\nx.y\nerror\n");
     const auto* count = page->window()->findChild<QLabel*>(u"searchCount"_s);
     const auto counts = [&](const QString& text) { return until([&] { return count->text() == text; }); };
-    type(page, u"error"_s);
+    type(page, u" error "_s);
     EXPECT_EQ(after(page, Qt::Key_Return), 1);
     EXPECT_TRUE(counts(u"1 of 4"_s)) << count->text().toStdString();
     action(page, u"Whole Words"_s)->trigger();
@@ -111,6 +111,10 @@ TEST_F(SearchInWindowTest, SwitchesSayWhatTheTextMeansAndTheLinesAreCounted) {
     EXPECT_TRUE(failures[0][0].toString().startsWith(u"This is no pattern: "_s));
     const auto row = page->document()->dataSource()->cachedRowLine(3).value();
     EXPECT_EQ(row.line.attributesAt(0)->foreground, QColor(Qt::red)) << "the last valid search stays";
+    action(page, u"Regular Expression"_s)->trigger();
+    type(page, u"  "_s);
+    press(page, Qt::Key_Return);
+    EXPECT_TRUE(says(page, u"No match"_s));
 }
 
 TEST_F(SearchInWindowTest, TheMatchIsBroughtIntoViewAlsoSidewaysAndPainted) {
